@@ -1,0 +1,32 @@
+option(SALVOR_TESTS "Build the tests" ON)
+option(SALVOR_BENCH "Build the benchmarks" OFF)
+option(SALVOR_FUZZ "Build the fuzz targets (clang only)" OFF)
+set(SALVOR_SANITIZE "" CACHE STRING "Sanitizers for all targets, as for -fsanitize")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+# The project's own targets link this; third-party headers come in as system headers.
+add_library(salvor_build_flags INTERFACE)
+if(MSVC)
+    target_compile_options(salvor_build_flags INTERFACE /W4 /WX /permissive-)
+else()
+    target_compile_options(salvor_build_flags INTERFACE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
+        -Wformat=2 -Werror)
+endif()
+if(SALVOR_SANITIZE)
+    add_compile_options(-fsanitize=${SALVOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${SALVOR_SANITIZE})
+endif()

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/Bytes.h"
+
+/// A byte pattern prepared for searching. It points to the pattern's bytes and does not own them.
+///
+/// A search runs `memchr` for one byte of the pattern, the anchor, and compares the whole pattern only where it stands.
+/// The anchor is the byte that is rarest in ordinary data, so that padding, text and tables of zeros are passed over at
+/// the speed of `memchr`.
+class ByteMark {
+public:
+    constexpr explicit ByteMark(ByteSpan bytes) : bytes_(bytes) {
+        for (std::size_t i = 1; i < bytes_.size(); ++i) {
+            if (Commonness(bytes_[i]) < Commonness(bytes_[anchor_])) {
+                anchor_ = i;
+            }
+        }
+    }
+
+    constexpr std::size_t size() const { return bytes_.size(); }
+
+    /// Offset of the first occurrence that lies wholly inside `haystack`, at `from` or behind it. An empty pattern
+    /// occurs at `from` when that is inside or at the end of `haystack`.
+    std::optional<std::size_t> FindIn(ByteSpan haystack, std::size_t from = 0) const;
+
+    /// Offset just behind the first occurrence that ends before the sector's last byte; the run scanners do not see a
+    /// mark that ends exactly at the end of a sector.
+    std::optional<std::size_t> FindEndInSector(ByteSpan sector) const;
+
+private:
+    // A rough rank of how often a byte value occurs in disk data.
+    static constexpr int Commonness(std::uint8_t value) {
+        if (value == 0x00) {
+            return 5;
+        }
+        if (value == 0xFF || value == 0x20) {
+            return 4;
+        }
+        if ((value >= 'a' && value <= 'z') || (value >= '0' && value <= '9') || value < 0x10) {
+            return 3;
+        }
+        return value < 0x80 ? 2 : 1;
+    }
+
+    ByteSpan bytes_;
+    std::size_t anchor_ = 0;
+};

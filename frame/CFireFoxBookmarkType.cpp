@@ -1,0 +1,43 @@
+#include "frame/CFireFoxBookmarkType.h"
+
+#include <algorithm>
+
+#include "frame/ByteMark.h"
+#include "frame/CompareBytesNoCase.h"
+
+namespace {
+
+constexpr auto Header = PatternOf("<!DOCTYPE NETSCAPE-Bookmark-file-1>");
+// The header's line is followed by at least this much of the file, in bytes from the start.
+constexpr std::size_t MinHeaderBytes = 49;
+
+constexpr auto TailText = PatternOf("</DL><p>");
+constexpr ByteMark Tail{TailText};
+// As many bytes behind the tail decide whether the text goes on.
+constexpr std::size_t FollowingBytes = 4;
+
+bool IsText(std::uint8_t byte) {
+    return byte == '\t' || byte == '\n' || byte == '\r' || (byte >= 0x20 && byte <= 0x7F);
+}
+
+}  // namespace
+
+bool CFireFoxBookmarkType::IsHeader(ByteSpan sector) {
+    return sector.size() >= MinHeaderBytes && CompareBytesNoCase(sector.data(), Header.data(), Header.size()) == 0;
+}
+
+std::optional<std::size_t> CFireFoxBookmarkType::FindEnd(ByteSpan sector) {
+    // A tail counts only if it and the bytes behind it end before the sector's last byte.
+    if (sector.size() <= FollowingBytes + 1) {
+        return std::nullopt;
+    }
+    const ByteSpan searched = sector.first(sector.size() - FollowingBytes - 1);
+    std::optional<std::size_t> start = Tail.FindIn(searched);
+    for (; start; start = Tail.FindIn(searched, *start + 1)) {
+        const std::size_t end = *start + TailText.size();
+        if (!std::ranges::all_of(sector.subspan(end, FollowingBytes), IsText)) {
+            return end;
+        }
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,176 @@
+#include "frame/KRawFileTypeFactory.h"
+
+#include <iterator>
+#include <new>
+
+#include "frame/Bytes.h"
+#include "frame/CFireFoxBookmarkType.h"
+#include "frame/KHeadTailFileTemplate.h"
+#include "frame/contract/FileTypeCatalog.h"
+#include "images/KExifJpgFileType.h"
+#include "images/KJPGFileType.h"
+#include "images/KPngFileType.h"
+
+namespace {
+
+using Creator = IRawFileType* (*)();
+
+// The type has no scanner in this build.
+constexpr Creator NotBuilt = nullptr;
+
+template <std::int32_t Index, class Type>
+IRawFileType* CreateType() {
+    static_assert(&Type::Identity == &FileTypeCatalog[Index], "the class stands at another index");
+    return new (std::nothrow) Type;
+}
+
+constexpr auto AbrHead = PatternOf("\x00\x06\x00\x02\x38\x42IM");
+constexpr auto AbrTail = PatternOf("Rpt bool\0");
+constexpr auto ExbHead = PatternOf("\x10\x43\x61xaEbForWindows");
+constexpr auto ExbTail = PatternOf(
+    "\x20\x3B\x01\x00\x00\x00\x00\xFF\xFF"
+    "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00");
+constexpr auto PzfHead = PatternOf("PCFFGRA");
+constexpr auto PzfTail = PatternOf("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01\x40");
+
+template <std::int32_t Index, const auto& Head, const auto& Tail>
+IRawFileType* CreateHeadTail() {
+    constexpr const FileTypeIdentity& identity = FileTypeCatalog[Index];
+    return new (std::nothrow)
+        KHeadTailFileTemplate(identity.name, identity.extension, Head.data(), Head.size(), Tail.data(), Tail.size(), 0);
+}
+
+constexpr Creator Creators[] = {
+    // clang-format off
+    NotBuilt,  // 0 KWordFileType
+    NotBuilt,  // 1 KExcelFileType
+    NotBuilt,  // 2 KPowerPointFileType
+    NotBuilt,  // 3 KVisioFileType
+    NotBuilt,  // 4 KProjectFileType
+    NotBuilt,  // 5 KPublisherFileType
+    NotBuilt,  // 6 KWord2007FileType
+    NotBuilt,  // 7 KExcel2007FileType
+    NotBuilt,  // 8 KPowerPoint2007FileType
+    NotBuilt,  // 9 KOpenOfficeTextFile
+    NotBuilt,  // 10 KOpenOfficeSheetFile
+    NotBuilt,  // 11 KOpenOfficePresentationFile
+    NotBuilt,  // 12 KOpenOfficeDrawingFile
+    NotBuilt,  // 13 KOpenOfficeDataBaseFile
+    NotBuilt,  // 14 KASFileType
+    NotBuilt,  // 15 KWMAFileType
+    NotBuilt,  // 16 KWMVFileType
+    NotBuilt,  // 17 KMovFileType
+    NotBuilt,  // 18 K3GPFileType
+    NotBuilt,  // 19 KM4AFileType
+    NotBuilt,  // 20 KM4VFileType
+    NotBuilt,  // 21 KMP4FileType
+    NotBuilt,  // 22 KMP3FileType
+    NotBuilt,  // 23 KWavFileType
+    NotBuilt,  // 24 KAviFileType
+    NotBuilt,  // 25 KVOBFileType
+    NotBuilt,  // 26 KHTMLFileType
+    NotBuilt,  // 27 KXMLFileType
+    NotBuilt,  // 28 KTxtFileType
+    NotBuilt,  // 29 KHLPFileType
+    NotBuilt,  // 30 KCHMFileType
+    NotBuilt,  // 31 KPdfFileType
+    NotBuilt,  // 32 KPSTFileType
+    NotBuilt,  // 33 KDBXFileType
+    NotBuilt,  // 34 KEMLFileType
+    NotBuilt,  // 35 KMSGFileType
+    NotBuilt,  // 36 KDWGFileType
+    NotBuilt,  // 37 KPSDFileType
+    NotBuilt,  // 38 KCDRFileType
+    NotBuilt,  // 39 KPSPFileType
+    NotBuilt,  // 40 KPCXFileType
+    CreateType<41, KExifJpgFileType>,
+    CreateType<42, KJPGFileType>,
+    NotBuilt,  // 43 KGIFFileType
+    NotBuilt,  // 44 KWmfFileType
+    NotBuilt,  // 45 KEMFFileType
+    CreateType<46, KPngFileType>,
+    NotBuilt,  // 47 KSwfFileType
+    NotBuilt,  // 48 KBmpFileType
+    NotBuilt,  // 49 KCRWFileType
+    NotBuilt,  // 50 KCR2FileType
+    NotBuilt,  // 51 KCR3FileType
+    NotBuilt,  // 52 KDcrFileType
+    NotBuilt,  // 53 KMRWFileType
+    NotBuilt,  // 54 KNefFileType
+    NotBuilt,  // 55 KOrfFileType
+    NotBuilt,  // 56 KPefFileType
+    NotBuilt,  // 57 KRAFFileType
+    NotBuilt,  // 58 KRDCFileType
+    NotBuilt,  // 59 KSr2FileType
+    NotBuilt,  // 60 KTifFileType
+    NotBuilt,  // 61 KX3FFileType
+    NotBuilt,  // 62 KXCFFileType
+    NotBuilt,  // 63 KCAMFileType
+    NotBuilt,  // 64 KCurFileType
+    NotBuilt,  // 65 KIcoFileType
+    NotBuilt,  // 66 KWebpFileType
+    NotBuilt,  // 67 KZipFileType
+    NotBuilt,  // 68 K7ZipFileType
+    NotBuilt,  // 69 KRarFileType
+    NotBuilt,  // 70 KCabFileType
+    NotBuilt,  // 71 KMdbFileType
+    NotBuilt,  // 72 KMdfFileType
+    CreateType<73, CFireFoxBookmarkType>,
+    NotBuilt,  // 74 KAiFileType
+    CreateHeadTail<75, AbrHead, AbrTail>,
+    CreateHeadTail<76, ExbHead, ExbTail>,
+    CreateHeadTail<77, PzfHead, PzfTail>,
+    NotBuilt,  // 78 KAifFileType
+    NotBuilt,  // 79 KAniFileType
+    NotBuilt,  // 80 KDcdFileType
+    NotBuilt,  // 81 KDngFileType
+    NotBuilt,  // 82 KDxfFileType
+    NotBuilt,  // 83 KEtFileType
+    NotBuilt,  // 84 KDpsFileType
+    NotBuilt,  // 85 KFlaFileType
+    NotBuilt,  // 86 KIccFileType
+    NotBuilt,  // 87 K3DMaxFileType
+    NotBuilt,  // 88 KMbFileType
+    NotBuilt,  // 89 KMhtFileType
+    NotBuilt,  // 90 KMidFileType
+    NotBuilt,  // 91 KMmfFileType
+    NotBuilt,  // 92 KOciFileType
+    NotBuilt,  // 93 KOdfFileType
+    NotBuilt,  // 94 KJarFileType
+    NotBuilt,  // 95 KOggFileType
+    NotBuilt,  // 96 KOneFileType
+    NotBuilt,  // 97 KP65FileType
+    NotBuilt,  // 98 KPxlFileType
+    NotBuilt,  // 99 KQpwFileType
+    NotBuilt,  // 100 KQxpFileType
+    NotBuilt,  // 101 KQptFileType
+    NotBuilt,  // 102 KSdrFileType
+    NotBuilt,  // 103 KShwFileType
+    NotBuilt,  // 104 KVegFileType
+    NotBuilt,  // 105 KWpdFileType
+    NotBuilt,  // 106 KArwFileType
+    NotBuilt,  // 107 KSndFileType
+    NotBuilt,  // 108 KFlvFileType
+    NotBuilt,  // 109 KMtsFileType
+    NotBuilt,  // 110 KMkvFileType
+    NotBuilt,  // 111 KWebmFileType
+    NotBuilt,  // 112 KRmFileType
+    // clang-format on
+};
+static_assert(std::size(Creators) == FileTypeCount);
+
+}  // namespace
+
+std::int32_t KRawFileTypeFactory::GetCount() { return FileTypeCount; }
+
+IRawFileType* KRawFileTypeFactory::Create(std::int32_t index) {
+    if (index < 0 || index >= this->GetCount() || Creators[index] == nullptr) {
+        return nullptr;
+    }
+    return Creators[index]();
+}
+
+extern "C" IRawFileTypeFactory* GetRawFileTypeFactory() {
+    static KRawFileTypeFactory factory;
+    return &factory;
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/FileTypeBase.h"
+#include "frame/SectorScan.h"
+
+/// A scanner whose file opens at a header sector and runs, over any number of sectors and blocks, to an end mark.
+///
+/// `Self` says:
+///   - `Identity`, and `MinReportLength`: a file shorter than this many bytes is dropped without a report;
+///   - `bool IsHeader(ByteSpan sector)`: does a file begin here?
+///   - `std::optional<std::size_t> FindEnd(ByteSpan sector)`: the offset just behind the file's last byte, if the file
+///     ends in this sector. The header's own sector is asked too.
+///
+/// A new header closes the open file where it stands. The cap bounds what is reported, not how long a file stays open.
+template <class Self>
+class RunScanner : public RunStateFileType<Self> {
+public:
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
+        Self& type = this->self();
+        RunState& run = this->run_;
+        ForEachSector(*block, [&](const Candidate& candidate) {
+            if (type.IsHeader(candidate.sector)) {
+                ReportOpenRun(run, Self::MinReportLength, sink);
+                OpenRun(run, candidate.startSector);
+            } else if (run.inFile == 0) {
+                return;
+            }
+            if (const std::optional<std::size_t> end = type.FindEnd(candidate.sector)) {
+                run.runLength += static_cast<std::int64_t>(*end);
+                ReportOpenRun(run, Self::MinReportLength, sink);
+                CloseRun(run);
+            } else {
+                run.runLength += block->sectorSize;
+            }
+        });
+    }
+};

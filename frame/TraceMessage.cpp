@@ -1,0 +1,3 @@
+#include "frame/TraceMessage.h"
+
+std::int32_t TraceMessage(const char* /*format*/, ...) { return 0; }

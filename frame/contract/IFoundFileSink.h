@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+#include "FoundFile.h"
+
+/// The host's receiver of finds. Implemented and owned by the host.
+class IFoundFileSink {
+public:
+    IFoundFileSink() = default;
+    IFoundFileSink(const IFoundFileSink&) = delete;
+    IFoundFileSink& operator=(const IFoundFileSink&) = delete;
+
+    /// Slot 0 belongs to the host; the library never destroys a sink.
+    virtual ~IFoundFileSink() = default;
+
+    /// Slot 1: takes one find. `file` is borrowed for the call: the sink copies what it keeps and reads the two fields
+    /// of `FoundFile`, nothing behind them. The result is not looked at.
+    virtual std::int32_t ReportFound(const FoundFile* file) = 0;
+};

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/CompareBytesNoCase.h"
+#include "frame/MeasuringScanner.h"
+#include "images/JpegEnd.h"
+
+/// What the two JPEG types share: everything but the identifier of the first segment. A file is measured by walking its
+/// marker segments and searching for the end-of-image marker. Source: ITU-T T.81, annex B.
+template <class Self>
+class JpegFileType : public MeasuringScanner<Self> {
+public:
+    static constexpr std::int64_t MinReportLength = 512;
+
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
+        search_ = JpegEndSearch();
+        MeasuringScanner<Self>::ScanBlock(block, sink);
+    }
+
+    /// A slot behind those of the contract: 1 if the `length` bytes at `sector` start a JPEG of this type, else 0. The
+    /// last argument is not used.
+    virtual std::int32_t IsHeaderSector(const std::uint8_t* sector, std::int32_t length, std::int32_t* unused) = 0;
+
+    bool IsHeader(ByteSpan sector) {
+        return this->self().IsHeaderSector(sector.data(), static_cast<std::int32_t>(sector.size()), nullptr) != 0;
+    }
+
+    std::optional<std::int64_t> Measure(const Candidate& candidate) { return search_.FindEnd(candidate); }
+
+protected:
+    /// True if the sector opens with the start-of-image marker, a marker's prefix and a segment that bears one of the
+    /// identifiers, in any letter case.
+    template <std::size_t... N>
+    static bool OpensWithSegment(const std::uint8_t* sector, std::int32_t length, const Pattern<N>&... identifiers) {
+        // Behind the start marker, the segment's marker and its length, two bytes each.
+        constexpr std::int32_t identifierOffset = 6;
+        constexpr std::int32_t shortestHeader = 8;
+        if (sector == nullptr || length < shortestHeader || sector[0] != 0xFF || sector[1] != 0xD8 ||
+            sector[2] != 0xFF) {
+            return false;
+        }
+        const auto room = static_cast<std::size_t>(length - identifierOffset);
+        return ((identifiers.size() <= room &&
+                 CompareBytesNoCase(sector + identifierOffset, identifiers.data(), identifiers.size()) == 0) ||
+                ...);
+    }
+
+private:
+    JpegEndSearch search_;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+#include "images/JpegFileType.h"
+
+/// JPEG images whose first segment is a JFIF or a Photoshop application segment.
+class KJPGFileType final : public JpegFileType<KJPGFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[42];
+
+    std::int32_t IsHeaderSector(const std::uint8_t* sector, std::int32_t length, std::int32_t* unused) override;
+};

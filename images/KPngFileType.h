@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/RunScanner.h"
+
+/// PNG images: from the signature to the IEND chunk, which is the same in every file. The chunks in between are not
+/// read. Source: W3C, Portable Network Graphics (PNG) Specification, sections 5.2 and 11.2.5.
+class KPngFileType final : public RunScanner<KPngFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[46];
+    static constexpr std::int64_t MinReportLength = 256;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::size_t> FindEnd(ByteSpan sector);
+};

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <vector>
+
+#include "frame/contract/IRawFileType.h"
+#include "tests/support/Medium.h"
+
+namespace test {
+
+struct Releaser {
+    void operator()(IRawFileType* type) const { type->Release(); }
+};
+using TypePtr = std::unique_ptr<IRawFileType, Releaser>;
+
+/// The scanner of a factory index; null when the type has none.
+TypePtr CreateType(std::int32_t index);
+
+/// A find, with the medium's sectors counted from 0.
+struct Found {
+    std::int64_t startSector;
+    std::int64_t size;
+    bool operator==(const Found&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const Found& found);
+
+class RecordingSink : public IFoundFileSink {
+public:
+    std::int32_t ReportFound(const FoundFile* file) override;
+    std::vector<Found> finds;
+};
+
+/// The whole medium as one block, or the `count` sectors of it from `first` on.
+SectorBlock BlockOf(Medium& medium);
+SectorBlock BlockOf(Medium& medium, std::int64_t first, std::int64_t count);
+
+/// Runs one scan over the medium in blocks of `blockSectors` (0: a single block) and gives what the type reported.
+/// `maxSize`, when not 0, is set after `BeginScan`.
+std::vector<Found> Scan(IRawFileType& type, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
+std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
+
+/// Scans in blocks of 1 sector, of 2, and so on to the whole medium, and expects the same finds every time; gives them.
+std::vector<Found> ScanAtEverySplit(std::int32_t index, Medium& medium);
+
+}  // namespace test
