@@ -1,0 +1,137 @@
+#include "commands.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "extract_run.h"
+#include "journal.h"
+#include "out_folder.h"
+#include "scan_run.h"
+#include "scanners.h"
+#include "selection.h"
+#include "size_rules.h"
+
+namespace salvor {
+
+namespace {
+
+// Stat numbers tell whether two paths name one file.
+bool IsSameFile(const std::string& a, const std::string& b) {
+    struct stat first {};
+    struct stat second {};
+    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
+bool HoldsSomething(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
+}
+
+void RequireNewReport(const ScanCommand& command) {
+    if (IsSameFile(command.report, command.scan.image)) {
+        throw Failure(ExitStatus::Usage, "--report names the image itself, which is never written to");
+    }
+    if (HoldsSomething(command.report) && !command.overwrite) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
+                                  command.report));
+    }
+}
+
+ExitStatus StatusOf(const ScanOutcome& outcome) {
+    if (!outcome.complete) {
+        return ExitStatus::Stopped;
+    }
+    return outcome.summary.unreadable.empty() ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+JobIdentity JobOf(const JournalHeader& header) { return {header.imagePath, header.imageSize, header.sectorSize}; }
+
+std::string FormatCap(std::int64_t cap) {
+    if (cap == CapInEngine) {
+        return "by its engine";
+    }
+    return cap == NoCap ? "none" : FormatExactSize(cap);
+}
+
+}  // namespace
+
+ExitStatus RunScan(const ScanCommand& command) {
+    PreparedScan scan = PrepareScan(command.scan, SelectTypes(command.filter));
+    RequireNewReport(command);
+    JournalWriter journal(command.report, scan.header);
+    const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
+    if (!command.quiet) {
+        fmt::print("{}", ScanTable(outcome.summary));
+    }
+    return StatusOf(outcome);
+}
+
+ExitStatus RunExtract(const ExtractCommand& command) {
+    const PlanFilter filter = MakeFilter(command.filter);
+    const Journal journal = ReadJournal(command.finds);
+    const std::string& image = command.image.empty() ? journal.header.imagePath : command.image;
+    Medium medium(OpenDevice(image), journal.header.sectorSize);
+    if (medium.SizeInBytes() != journal.header.imageSize) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("the image '{}' has {} bytes, but the finds were made on one of {} bytes; name the "
+                                  "right one with --image",
+                                  image, medium.SizeInBytes(), journal.header.imageSize));
+    }
+    if (journal.damagedLines > 0) {
+        fmt::print(stderr, "salvor: {} lines of the finds file '{}' are damaged and passed over\n",
+                   journal.damagedLines, command.finds);
+    }
+    if (!journal.complete) {
+        fmt::print(stderr, "salvor: the scan behind '{}' did not end; its {} finds are used\n", command.finds,
+                   journal.finds.size());
+    }
+    PrepareOutFolder(command.out, JobOf(journal.header), image,
+                     command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
+    const FindsOrigin origin{journal.header.imagePath, journal.complete, journal.header.caps};
+    return ExtractFiles(medium, journal.finds, origin, filter, command.out, command.quiet);
+}
+
+ExitStatus RunRecover(const RecoverCommand& command) {
+    const PlanFilter filter = MakeFilter(command.filter);
+    PreparedScan scan = PrepareScan(command.scan, filter.types);
+    PrepareOutFolder(command.out, JobOf(scan.header), command.scan.image,
+                     command.overwrite ? FolderUse::Overwrite : FolderUse::New);
+    const std::string finds = (std::filesystem::path(command.out) / "finds.jsonl").string();
+    JournalWriter journal(finds, scan.header);
+    const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
+    if (!command.quiet) {
+        fmt::print("{}", ScanTable(outcome.summary));
+    }
+    if (!outcome.complete) {
+        fmt::print(stderr,
+                   "salvor: stopped before a file was written; 'salvor extract {} --out {}' writes what was found so "
+                   "far\n",
+                   finds, command.out);
+    }
+    const FindsOrigin origin{scan.header.imagePath, outcome.complete, scan.header.caps};
+    return ExtractFiles(*scan.medium, outcome.finds, origin, filter, command.out, command.quiet);
+}
+
+ExitStatus RunTypes() {
+    const std::vector<std::int32_t> built = BuiltTypes();
+    fmt::print("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", "index", "extension", "name", "size cap", "plausible sizes");
+    for (std::int32_t type = 0; type < FileTypeCount; ++type) {
+        const FileTypeIdentity& identity = FileTypeCatalog[type];
+        const std::string range = identity.largestSize == 0
+                                      ? ""
+                                      : fmt::format("{} to {}", FormatExactSize(identity.smallestSize),
+                                                    FormatExactSize(identity.largestSize));
+        const bool isBuilt = std::ranges::binary_search(built, type);
+        fmt::print("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}{}\n", type, identity.extension, identity.name,
+                   FormatCap(identity.maxSize), range, isBuilt ? "" : "  not built yet");
+    }
+    return ExitStatus::Done;
+}
+
+}  // namespace salvor

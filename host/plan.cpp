@@ -1,0 +1,133 @@
+#include "plan.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <tuple>
+
+#include "scanners.h"
+
+namespace salvor {
+
+namespace {
+
+struct Claim {
+    std::int64_t startSector;
+    // Cut at the medium's end.
+    std::int64_t size;
+    std::int32_t type;
+    bool cutAtEnd;
+    bool atSizeCap;
+};
+
+std::optional<NotWanted> Judge(const Find& find, std::int64_t size, const PlanFilter& filter) {
+    if (!std::ranges::binary_search(filter.types, find.type)) {
+        return NotWanted::Type;
+    }
+    if (find.size <= 0) {
+        return find.size == 0 ? NotWanted::SizeUnknown : NotWanted::SizeNegative;
+    }
+    if (size <= 0) {
+        return NotWanted::BehindEnd;
+    }
+    if (const auto smallest = filter.minSize.For(find.type); smallest && size < *smallest) {
+        return NotWanted::TooSmall;
+    }
+    if (const auto largest = filter.maxSize.For(find.type); largest && size > *largest) {
+        return NotWanted::TooLarge;
+    }
+    return std::nullopt;
+}
+
+// Bytes of the medium from a sector to its end; 0 for a sector outside it.
+std::int64_t BytesFrom(std::int64_t sector, const MediumShape& medium) {
+    if (sector < 0 || sector > medium.sizeInBytes / medium.sectorSize) {
+        return 0;
+    }
+    return medium.sizeInBytes - sector * medium.sectorSize;
+}
+
+PlannedFile FileOf(const Claim& claim) {
+    PlannedFile file;
+    file.startSector = claim.startSector;
+    file.size = claim.size;
+    file.cutAtEnd = claim.cutAtEnd;
+    file.atSizeCap = claim.atSizeCap;
+    return file;
+}
+
+// Files of one extension that start at one sector but differ in size are numbered from the second on.
+void NameFiles(std::vector<PlannedFile>& files) {
+    std::map<std::string_view, int> taken;
+    std::int64_t start = -1;
+    for (PlannedFile& file : files) {
+        if (file.startSector != start) {
+            start = file.startSector;
+            taken.clear();
+        }
+        const std::string_view extension = ExtensionOf(file.claimants.front());
+        const int number = ++taken[extension];
+        const std::string suffix = number == 1 ? "" : fmt::format("-{}", number);
+        file.path = fmt::format("{0}/f{1:010}{2}.{0}", extension, start, suffix);
+    }
+}
+
+}  // namespace
+
+const char* ReasonText(NotWanted reason) {
+    switch (reason) {
+        case NotWanted::Type:
+            return "type not asked for";
+        case NotWanted::TooSmall:
+            return "smaller than the smallest size asked for";
+        case NotWanted::TooLarge:
+            return "larger than the largest size asked for";
+        case NotWanted::SizeUnknown:
+            return "size unknown";
+        case NotWanted::SizeNegative:
+            return "size is negative";
+        case NotWanted::BehindEnd:
+            return "starts outside the medium";
+    }
+    return "";
+}
+
+Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter,
+              const std::map<std::int32_t, std::int64_t>& caps) {
+    Plan plan;
+    std::vector<Claim> claims;
+    for (const Find& find : finds) {
+        const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
+        if (const auto reason = Judge(find, size, filter)) {
+            plan.passedOver.push_back({find, *reason});
+            continue;
+        }
+        const auto ownCap = caps.find(find.type);
+        const std::int64_t cap = ownCap != caps.end() ? ownCap->second : FileTypeCatalog[find.type].maxSize;
+        claims.push_back({find.startSector, size, find.type, size < find.size, find.size == cap});
+    }
+    const auto order = [](const Claim& claim) {
+        return std::tuple(claim.startSector, claim.size, claim.type);
+    };
+    std::ranges::sort(claims, {}, order);
+    const auto repeated = std::ranges::unique(claims, {}, order);
+    claims.erase(repeated.begin(), repeated.end());
+
+    for (const Claim& claim : claims) {
+        const bool joins = !plan.files.empty() && plan.files.back().startSector == claim.startSector &&
+                           plan.files.back().size == claim.size;
+        if (!joins) {
+            plan.files.push_back(FileOf(claim));
+        }
+        plan.files.back().claimants.push_back(claim.type);
+    }
+    // Files that start together stand in the registry's order of their first claimants.
+    std::ranges::stable_sort(
+        plan.files, {}, [](const PlannedFile& file) { return std::tuple(file.startSector, file.claimants.front()); });
+    NameFiles(plan.files);
+    return plan;
+}
+
+}  // namespace salvor

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "scan_session.h"
+#include "size_rules.h"
+
+namespace salvor {
+
+/// Which finds a person wants as files.
+struct PlanFilter {
+    /// Factory indices, ascending.
+    std::vector<std::int32_t> types;
+    SizeRule minSize;
+    SizeRule maxSize;
+};
+
+/// One file to write.
+struct PlannedFile {
+    std::int64_t startSector = 0;
+    std::int64_t size = 0;
+    /// Factory indices of all types that claim this range, ascending; the first names the extension.
+    std::vector<std::int32_t> claimants;
+    /// Below the output folder.
+    std::string path;
+    /// The reported size passes the medium's end.
+    bool cutAtEnd = false;
+    /// The reported size is the largest that the first claimant reports, so the file may go on behind it.
+    bool atSizeCap = false;
+};
+
+/// Why a find became no file.
+enum class NotWanted { Type, TooSmall, TooLarge, SizeUnknown, SizeNegative, BehindEnd };
+const char* ReasonText(NotWanted reason);
+
+struct PassedOver {
+    Find find;
+    NotWanted reason;
+};
+
+struct Plan {
+    /// In order of their start.
+    std::vector<PlannedFile> files;
+    /// In the order of the finds.
+    std::vector<PassedOver> passedOver;
+};
+
+/// The medium as far as a plan needs it; both in bytes.
+struct MediumShape {
+    std::int64_t sizeInBytes = 0;
+    std::int32_t sectorSize = 512;
+};
+
+/// Decides which finds become files. Claims on one range become one file. `caps` are the caps in bytes that the scan
+/// set by factory index.
+Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter,
+              const std::map<std::int32_t, std::int64_t>& caps);
+
+}  // namespace salvor

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace salvor {
+
+/// Tells the person how far the work is: one line that is drawn again on a terminal, plain lines every few seconds
+/// elsewhere, nothing when quiet. Writes to stderr.
+class Progress {
+public:
+    /// `verb` says what is done ("scanning"); `total` in bytes.
+    Progress(std::string verb, std::int64_t total, bool quiet);
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    /// Takes the line away from a terminal.
+    ~Progress();
+
+    /// `done` bytes of the total are done; `files` counts what was found by extension.
+    void Update(std::int64_t done, const std::map<std::string, std::int64_t>& files);
+
+private:
+    std::string Line(std::int64_t done, const std::map<std::string, std::int64_t>& files) const;
+
+    std::string verb_;
+    std::int64_t total_;
+    bool quiet_;
+    bool onTerminal_;
+    std::chrono::steady_clock::time_point start_;
+    std::chrono::steady_clock::time_point nextUpdate_;
+    bool drawn_ = false;
+};
+
+}  // namespace salvor

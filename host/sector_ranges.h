@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+namespace salvor {
+
+/// Consecutive sectors of the medium, counted from 0.
+struct SectorRange {
+    std::int64_t first = 0;
+    std::int64_t count = 0;
+    bool operator==(const SectorRange&) const = default;
+};
+
+/// A set of sectors, kept as ranges that neither overlap nor touch.
+class SectorRangeSet {
+public:
+    void Add(SectorRange range);
+    bool Contains(std::int64_t sector) const;
+    bool Intersects(SectorRange range) const;
+    /// Ascending.
+    std::vector<SectorRange> Ranges() const;
+    std::int64_t SectorCount() const { return sectorCount_; }
+
+private:
+    // First sector to the one behind the last.
+    std::map<std::int64_t, std::int64_t> ranges_;
+    std::int64_t sectorCount_ = 0;
+};
+
+}  // namespace salvor

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "commands.h"
+#include "plan.h"
+
+namespace salvor {
+
+/// The types that the words of `--types` and `--exclude` leave of those that have a scanner, ascending. Throws
+/// `Failure` (usage) for a word that names nothing and for a selection without a type; says on stderr which named types
+/// have no scanner yet.
+std::vector<std::int32_t> SelectTypes(const FilterOptions& options);
+
+/// The same with the size rules. Throws `Failure` (usage) for what cannot be understood.
+PlanFilter MakeFilter(const FilterOptions& options);
+
+}  // namespace salvor

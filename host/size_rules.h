@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace salvor {
+
+/// Bytes from text such as "300", "64K", "1.5M", "2GiB" (K, M, G, T are powers of 1024, letter case and a following "B"
+/// or "iB" do not matter). Nothing for other text, negative numbers and numbers above the signed 64-bit range.
+std::optional<std::int64_t> ParseSize(const std::string& text);
+
+/// Bytes in the largest unit that gives a whole number: "10 MiB", "2147483647 bytes".
+std::string FormatExactSize(std::int64_t bytes);
+
+/// Bytes as a person reads them: "512 bytes", "64.0 KiB".
+std::string FormatSize(std::int64_t bytes);
+
+/// A limit on sizes, one for all types and others for some.
+struct SizeRule {
+    std::optional<std::int64_t> forAll;
+    /// By factory index; these take precedence.
+    std::map<std::int32_t, std::int64_t> forType;
+
+    std::optional<std::int64_t> For(std::int32_t type) const;
+};
+
+/// A rule from words like "10K" or "png=1M" (also by index, "46=1M"). Throws `Failure` (usage) that names `option` and
+/// the word it cannot take.
+SizeRule ParseSizeRule(const std::string& option, const std::vector<std::string>& words);
+
+}  // namespace salvor
