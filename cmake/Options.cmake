@@ -25,6 +25,10 @@ else()
     target_compile_options(salvor_build_flags INTERFACE
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
         -Wformat=2 -Werror)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+        # g++ 12 sees an overlap in the standard library's own string concatenation.
+        target_compile_options(salvor_build_flags INTERFACE -Wno-restrict)
+    endif()
 endif()
 if(SALVOR_SANITIZE)
     add_compile_options(-fsanitize=${SALVOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -52,6 +52,9 @@ public:
 
     // False if the person stopped it.
     bool Run(LineFile& report, LineFile& skipped) {
+        if (StopRequested()) {
+            return false;
+        }
         for (const PassedOver& passed : plan_.passedOver) {
             const char* const reason = ReasonText(passed.reason);
             skipped.Add(PassedOverRecord(passed.find, reason));

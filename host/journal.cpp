@@ -184,9 +184,9 @@ Journal ReadJournal(const std::string& path) {
     const auto fail = [&](std::string_view why) {
         return Failure(ExitStatus::NotStarted, fmt::format("cannot use the finds file '{}': {}", path, why));
     };
+    errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::string line;
-    errno = 0;
     if (!file || !std::getline(file, line)) {
         throw fail(errno != 0 ? ErrorText(errno) : "it is empty");
     }

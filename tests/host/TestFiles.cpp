@@ -1,0 +1,83 @@
+#include "TestFiles.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace salvor::test {
+
+namespace fs = std::filesystem;
+
+TempFolder::TempFolder() {
+    std::string name = (fs::temp_directory_path() / "salvor-test-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("no temporary folder");
+    }
+    path_ = name;
+}
+
+TempFolder::~TempFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+Bytes ReadFile(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteFile(const fs::path& path, const Bytes& bytes) { WriteFile(path, std::string(bytes.begin(), bytes.end())); }
+
+void WriteFile(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+std::vector<nlohmann::json> ReadLines(const fs::path& path) {
+    std::ifstream file(path);
+    EXPECT_TRUE(file) << path;
+    std::vector<nlohmann::json> values;
+    for (std::string line; std::getline(file, line);) {
+        values.push_back(nlohmann::json::parse(line, nullptr, false));
+        EXPECT_FALSE(values.back().is_discarded()) << path << ": " << line;
+    }
+    return values;
+}
+
+Bytes Pattern(std::size_t count, std::uint32_t seed) {
+    Bytes bytes(count);
+    std::uint32_t state = seed * 2654435761U + 1;
+    for (std::uint8_t& byte : bytes) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<std::uint8_t>(state >> 24U);
+    }
+    return bytes;
+}
+
+std::size_t FakeDevice::ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) {
+    ++reads;
+    auto end = std::min(offset + static_cast<std::int64_t>(length), Size());
+    for (const auto& [from, to] : broken_) {
+        if (from < end && to > offset) {
+            end = std::max(from, offset);
+        }
+    }
+    std::copy(bytes_.begin() + offset, bytes_.begin() + end, buffer);
+    return static_cast<std::size_t>(end - offset);
+}
+
+ProgramRun RunProgram(const std::string& arguments, const std::string& prefix) {
+    const TempFolder folder;
+    const std::string command = prefix + " '" SALVOR_PROGRAM "' " + arguments + " >'" + (folder / "out").string() +
+                                "' 2>'" + (folder / "err").string() + "'";
+    const int status = std::system(command.c_str());
+    const Bytes output = ReadFile(folder / "out");
+    const Bytes errors = ReadFile(folder / "err");
+    return {
+        WIFEXITED(status) ? WEXITSTATUS(status) : -1, {output.begin(), output.end()}, {errors.begin(), errors.end()}};
+}
+
+}  // namespace salvor::test
