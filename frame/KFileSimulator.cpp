@@ -49,8 +49,9 @@ bool KFileSimulator::CanAddress(std::uint32_t length) const {
         return false;
     }
     // The last refill may reach one cache beyond the sector of the last byte.
-    const std::int64_t sectorsAhead = (position_ + length) / sectorSize + CacheBytes / sectorSize;
-    return baseSector_ <= largest - sectorsAhead;
+    const std::int64_t sectorsToEnd = (position_ + length) / sectorSize;
+    const std::int64_t limit = largest - CacheBytes / sectorSize;
+    return sectorsToEnd <= limit && baseSector_ <= limit - sectorsToEnd;
 }
 
 std::uint32_t KFileSimulator::CopySome(std::uint8_t* out, std::uint32_t remaining) {

@@ -29,8 +29,11 @@ void KHeadTailFileTemplate::ScanBlock(const SectorBlock* block, IFoundFileSink* 
 }
 
 bool KHeadTailFileTemplate::IsHeader(ByteSpan sector) const {
-    return !sector.empty() && sector.size() >= head_.size() &&
-           std::memcmp(sector.data(), head_.data(), head_.size()) == 0;
+    if (sector.empty() || sector.size() < head_.size()) {
+        return false;
+    }
+    // Most sectors differ in the first byte already, which spares the call of a comparison of unknown length.
+    return head_.empty() || (sector[0] == head_[0] && std::memcmp(sector.data(), head_.data(), head_.size()) == 0);
 }
 
 // Every header is a file of the fixed size, reported at once; one below the shortest length is dropped. With a fixed

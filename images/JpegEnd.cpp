@@ -60,35 +60,47 @@ std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
 
 std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(KFileSimulator& reader, const Candidate& candidate) {
     const std::int64_t base = candidate.OffsetInBlock();
-    const std::int64_t start = base + reader.Tell();
-    const bool startsInFree = start >= freeFrom_ && start < freeTo_;
-    // Where every read succeeds, pieces known to hold no marker need not be read.
-    if (startsInFree && candidate.block.source != nullptr && candidate.block.sectorSize <= KFileSimulator::CacheBytes) {
-        reader.Skip((freeTo_ - start) / ChunkBytes * ChunkBytes);
-    }
-    if (!startsInFree) {
-        freeFrom_ = start;
-        freeTo_ = start;
-    }
+    // Pieces known to hold no marker need not be read where every read succeeds.
+    const bool maySkip = candidate.block.source != nullptr && candidate.block.sectorSize <= KFileSimulator::CacheBytes;
     // The last byte of the piece before, then the piece: a marker across the two is not an end, but it bounds what is
     // free of markers.
-    std::array<std::uint8_t, 1 + ChunkBytes> bytes;
-    bytes[0] = 0;
-    bool free = true;
-    while (reader.Tell() < ReadLimit && reader.Read(bytes.data() + 1, ChunkBytes)) {
+    std::array<std::uint8_t, 1 + ChunkBytes> bytes{};
+    FreeStretch seen{base + reader.Tell(), base + reader.Tell()};
+    while (reader.Tell() < ReadLimit) {
+        const std::int64_t position = base + reader.Tell();
+        if (maySkip && free_.from < position && free_.to - position >= ChunkBytes) {
+            reader.Skip((free_.to - position) / ChunkBytes * ChunkBytes);
+            bytes[0] = 0;
+            seen.to = base + reader.Tell();
+            continue;
+        }
+        if (!reader.Read(bytes.data() + 1, ChunkBytes)) {
+            break;
+        }
         const std::int64_t origin = reader.Tell() - static_cast<std::int64_t>(bytes.size());
         auto hit = EndMarker.FindIn(bytes);
-        if (free) {
-            freeTo_ = std::max(freeTo_, base + origin + static_cast<std::int64_t>(hit.value_or(ChunkBytes)));
-            free = !hit;
+        for (; hit; hit = EndMarker.FindIn(bytes, *hit + 1)) {
+            const std::int64_t marker = origin + static_cast<std::int64_t>(*hit);
+            seen.to = base + marker;
+            Remember(seen, base);
+            if (*hit > 0 && *hit <= LastSeen) {
+                return marker + static_cast<std::int64_t>(EndOfImage.size());
+            }
+            seen.from = base + marker + 1;
         }
-        if (hit == 0U) {
-            hit = EndMarker.FindIn(bytes, 1);
-        }
-        if (hit && *hit <= LastSeen) {
-            return origin + static_cast<std::int64_t>(*hit + EndOfImage.size());
-        }
+        seen.to = base + origin + static_cast<std::int64_t>(ChunkBytes);
         bytes[0] = bytes.back();
     }
+    Remember(seen, base);
     return std::nullopt;
+}
+
+// Stretches that meet become one. Of two apart, the longer one saves more, unless it lies in front of all candidates
+// to come.
+void JpegEndSearch::Remember(const FreeStretch& stretch, std::int64_t candidateStart) {
+    if (stretch.from <= free_.to && free_.from <= stretch.to) {
+        free_ = {std::min(free_.from, stretch.from), std::max(free_.to, stretch.to)};
+    } else if (free_.to <= candidateStart || stretch.to - stretch.from > free_.to - free_.from) {
+        free_ = stretch;
+    }
 }

@@ -19,6 +19,11 @@ private:
     std::optional<std::int64_t> SearchEndMarker(KFileSimulator& reader, const Candidate& candidate);
 
     // No end marker begins at these bytes, counted from the start of the block.
-    std::int64_t freeFrom_ = 0;
-    std::int64_t freeTo_ = 0;
+    struct FreeStretch {
+        std::int64_t from = 0;
+        std::int64_t to = 0;
+    };
+    void Remember(const FreeStretch& stretch, std::int64_t candidateStart);
+
+    FreeStretch free_;
 };

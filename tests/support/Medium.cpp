@@ -56,7 +56,7 @@ Medium& Medium::Break(std::int64_t firstSector, std::int64_t sectorCount) {
 std::int64_t Medium::SectorCount() const { return static_cast<std::int64_t>(bytes_.size()) / sectorSize_; }
 
 std::int32_t Medium::ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) {
-    const std::int64_t first = firstSector - StreamStart;
+    const std::int64_t first = firstSector - StreamStart - streamShift;
     requests.push_back({first, count});
     for (const auto& [from, to] : broken_) {
         if (first < to && first + count > from) {

@@ -55,6 +55,9 @@ public:
     std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override;
     std::int32_t GetGeometry(SectorGeometry* geometry) override;
 
+    /// Moves the whole medium behind `StreamStart` in the stream, in sectors.
+    std::int64_t streamShift = 0;
+
     struct Request {
         /// As the medium counts, from 0.
         std::int64_t firstSector;

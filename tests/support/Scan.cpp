@@ -22,23 +22,14 @@ std::int32_t RecordingSink::ReportFound(const FoundFile* file) {
 SectorBlock BlockOf(Medium& medium) { return BlockOf(medium, 0, medium.SectorCount()); }
 
 SectorBlock BlockOf(Medium& medium, std::int64_t first, std::int64_t count) {
-    return SectorBlock{Medium::StreamStart + first, medium.Data().data() + first * medium.SectorSize(),
-                       static_cast<std::int32_t>(count), medium.SectorSize(), &medium};
+    return SectorBlock{Medium::StreamStart + medium.streamShift + first,
+                       medium.Data().data() + first * medium.SectorSize(), static_cast<std::int32_t>(count),
+                       medium.SectorSize(), &medium};
 }
 
 std::vector<Found> Scan(IRawFileType& type, Medium& medium, std::int64_t blockSectors, std::int64_t maxSize) {
-    RecordingSink sink;
-    type.BeginScan();
-    if (maxSize != 0) {
-        type.SetMaxFileSize(maxSize);
-    }
     const std::int64_t step = blockSectors == 0 ? std::max<std::int64_t>(medium.SectorCount(), 1) : blockSectors;
-    for (std::int64_t first = 0; first < medium.SectorCount(); first += step) {
-        const SectorBlock block = BlockOf(medium, first, std::min(step, medium.SectorCount() - first));
-        type.ScanBlock(&block, &sink);
-    }
-    type.EndScan();
-    return sink.finds;
+    return Scan(type, medium, EvenBlocks(medium, step), maxSize);
 }
 
 std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSectors, std::int64_t maxSize) {
@@ -48,6 +39,64 @@ std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSe
         return {};
     }
     return Scan(*type, medium, blockSectors, maxSize);
+}
+
+Blocks EvenBlocks(const Medium& medium, std::int64_t blockSectors) {
+    Blocks blocks;
+    for (std::int64_t left = medium.SectorCount(); left > 0; left -= blocks.back()) {
+        blocks.push_back(std::min(blockSectors, left));
+    }
+    return blocks;
+}
+
+Blocks RandomBlocks(const Medium& medium, Noise& noise) {
+    Blocks blocks;
+    for (std::int64_t left = medium.SectorCount(); left > 0; left -= blocks.back()) {
+        const std::uint64_t longest = std::uint64_t{1} << noise.Below(12);
+        blocks.push_back(std::min(static_cast<std::int64_t>(1 + noise.Below(longest)), left));
+    }
+    return blocks;
+}
+
+std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> types, Medium& medium, const Blocks& blocks,
+                                             std::int64_t maxSize) {
+    // Far enough apart for the largest file that a scanner can remember to end in between.
+    constexpr std::int64_t sectorsBetweenScans = std::int64_t{1} << 32;
+    static std::int64_t shift = 0;
+    shift += sectorsBetweenScans;
+    medium.streamShift = shift;
+
+    for (IRawFileType* type : types) {
+        type->BeginScan();
+        if (maxSize != 0) {
+            type->SetMaxFileSize(maxSize);
+        }
+    }
+    std::vector<RecordingSink> sinks(types.size());
+    std::int64_t first = 0;
+    for (const std::int64_t count : blocks) {
+        const SectorBlock block = BlockOf(medium, first, count);
+        for (std::size_t i = 0; i < types.size(); ++i) {
+            types[i]->ScanBlock(&block, &sinks[i]);
+        }
+        first += count;
+    }
+    medium.streamShift = 0;
+
+    std::vector<std::vector<Found>> finds;
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        types[i]->EndScan();
+        for (Found& found : sinks[i].finds) {
+            found.startSector -= shift;
+        }
+        finds.push_back(sinks[i].finds);
+    }
+    return finds;
+}
+
+std::vector<Found> Scan(IRawFileType& type, Medium& medium, const Blocks& blocks, std::int64_t maxSize) {
+    IRawFileType* const types[] = {&type};
+    return ScanTogether(types, medium, blocks, maxSize).front();
 }
 
 std::vector<Found> ScanAtEverySplit(std::int32_t index, Medium& medium) {

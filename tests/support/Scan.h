@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <ostream>
+#include <span>
 #include <vector>
 
 #include "frame/contract/IRawFileType.h"
@@ -36,8 +37,20 @@ public:
 SectorBlock BlockOf(Medium& medium);
 SectorBlock BlockOf(Medium& medium, std::int64_t first, std::int64_t count);
 
-/// Runs one scan over the medium in blocks of `blockSectors` (0: a single block) and gives what the type reported.
-/// `maxSize`, when not 0, is set after `BeginScan`.
+/// Lengths in sectors of the blocks that a medium is handed out in.
+using Blocks = std::vector<std::int64_t>;
+Blocks EvenBlocks(const Medium& medium, std::int64_t blockSectors);
+/// Cut at random: some blocks of a single sector, some of most of the medium.
+Blocks RandomBlocks(const Medium& medium, Noise& noise);
+
+/// Runs one scan over the medium with some types together, as a host does: each block goes to all of them before the
+/// next. Gives what each one reported. `maxSize`, when not 0, is set after `BeginScan`. The stream's sector numbers go
+/// on far behind those of the scan before, since engines remember the last block and the last file across scans.
+std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> types, Medium& medium, const Blocks& blocks,
+                                             std::int64_t maxSize = 0);
+
+/// The same with one type; blocks of `blockSectors`, 0 for a single block.
+std::vector<Found> Scan(IRawFileType& type, Medium& medium, const Blocks& blocks, std::int64_t maxSize = 0);
 std::vector<Found> Scan(IRawFileType& type, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
 std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
 

@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "frame/contract/FileTypeCatalog.h"
+#include "tests/support/Registry.h"
+
+namespace {
+
+using test::Blocks;
+using test::Bytes;
+using test::Claim;
+using test::Fixture;
+using test::Medium;
+using Claims = std::vector<Claim>;
+
+TEST(Fixtures, CoverEveryCreatedTypeAndEverySampleFile) {
+    std::set<std::int32_t> covered;
+    std::set<std::string> names;
+    for (const Fixture& fixture : test::Fixtures()) {
+        covered.insert(fixture.types.begin(), fixture.types.end());
+        names.insert(fixture.name);
+    }
+    for (const std::int32_t index : test::CreatedTypes()) {
+        EXPECT_TRUE(covered.contains(index)) << "no fixture or builder for " << FileTypeCatalog[index].name;
+    }
+    for (const auto& file : std::filesystem::directory_iterator(SALVOR_SAMPLES_DIR "/fixtures")) {
+        EXPECT_TRUE(names.contains(file.path().filename().string())) << file.path() << " is in no test";
+    }
+}
+
+class FixtureTest : public testing::TestWithParam<Fixture> {
+protected:
+    const Bytes file = GetParam().Load();
+};
+
+TEST_P(FixtureTest, IsReportedWithItsExactSizeByItsTypesAloneAtEveryBlockSplit) {
+    ASSERT_FALSE(file.empty());
+    Claims expected;
+    for (const std::int32_t index : GetParam().types) {
+        expected.push_back({index, {test::FixtureSector, static_cast<std::int64_t>(file.size())}});
+    }
+    Medium medium(512, test::FixtureMedium(file));
+    for (std::int64_t blockSectors = 1; blockSectors <= medium.SectorCount(); ++blockSectors) {
+        ASSERT_EQ(ScanWithAllTypes(medium, EvenBlocks(medium, blockSectors)), expected)
+            << "in blocks of " << blockSectors << " sectors";
+    }
+}
+
+// About 1 % of the file's bytes are changed: whatever is found then has a size that a host can take.
+TEST_P(FixtureTest, DamageLeavesSaneFinds) {
+    const Bytes intact = test::FixtureMedium(file);
+    test::Noise noise(file.size());
+    std::size_t reports = 0;
+    for (int round = 0; round < 120; ++round) {
+        Medium medium(512, intact);
+        for (std::uint64_t changes = file.size() / 100; changes > 0; --changes) {
+            std::uint8_t& byte = medium.Data()[test::FixtureSector * 512 + noise.Below(file.size())];
+            constexpr std::uint8_t values[] = {0x00, 0x01, 0x7F, 0x80, 0xFF};
+            byte = noise.Below(2) == 0 ? values[noise.Below(std::size(values))]
+                                       : static_cast<std::uint8_t>(byte ^ (1U << noise.Below(8)));
+        }
+        for (const Claim& claim : ScanWithAllTypes(medium, RandomBlocks(medium, noise))) {
+            const std::int64_t cap = FileTypeCatalog[claim.index].maxSize;
+            ASSERT_GT(claim.found.size, 0) << claim;
+            ASSERT_TRUE(cap == NoCap || cap == CapInEngine || claim.found.size <= cap) << claim;
+            ASSERT_GE(claim.found.startSector, 0) << claim;
+            ASSERT_LT(claim.found.startSector, medium.SectorCount()) << claim;
+            ++reports;
+        }
+    }
+    EXPECT_GT(reports, 0U) << "so much damage tests nothing";
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, FixtureTest, testing::ValuesIn(test::Fixtures()), [](const auto& tested) {
+    std::string name = tested.param.name;
+    std::ranges::replace_if(
+        name, [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+    return name;
+});
+
+// All fixtures behind one another: the scanners of all types meet all formats, and blocks end anywhere in them.
+TEST(BlockCut, WhereBlocksEndChangesNothing) {
+    Bytes bytes;
+    Claims expected;
+    for (const Fixture& fixture : test::Fixtures()) {
+        const Bytes file = fixture.Load();
+        const auto sector = static_cast<std::int64_t>(bytes.size() / 512);
+        for (const std::int32_t index : fixture.types) {
+            expected.push_back({index, {sector, static_cast<std::int64_t>(file.size())}});
+        }
+        bytes = test::Join({bytes, file, test::Zeros((512 - file.size() % 512) % 512)});
+    }
+    std::ranges::stable_sort(expected, {}, &Claim::index);
+    Medium medium(512, bytes);
+    EXPECT_EQ(ScanWithAllTypes(medium, {medium.SectorCount()}), expected);
+    test::Noise noise(11);
+    for (int round = 0; round < 100; ++round) {
+        ASSERT_EQ(ScanWithAllTypes(medium, RandomBlocks(medium, noise)), expected) << "round " << round;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+
+#include "frame/contract/FileTypeCatalog.h"
+#include "tests/support/Registry.h"
+
+namespace {
+
+using test::Bytes;
+
+constexpr std::size_t MediumBytes = std::size_t{64} << 20U;
+constexpr std::int64_t MediaPerGiB = 16;
+
+std::uint8_t Letter(std::uint8_t random) {
+    constexpr std::string_view letters = "etaoinshrdlucmfwypvbgk EEE  TAOI\n\r\n\t,.;:-<>/=\"'()0123456789";
+    return static_cast<std::uint8_t>(letters[random % letters.size()]);
+}
+
+struct Kind {
+    const char* name;
+    /// Shapes a byte from two random ones.
+    std::uint8_t (*shape)(std::uint8_t a, std::uint8_t b);
+    /// Whether each sector begins with the first two bytes of a file of some type.
+    bool withStarts;
+    /// Bogus finds of one type in a GiB, at most.
+    std::int64_t mostPerGiB;
+};
+std::ostream& operator<<(std::ostream& out, const Kind& kind) { return out << kind.name; }
+
+const Kind Kinds[] = {
+    {"random", [](std::uint8_t a, std::uint8_t) { return a; }, false, 0},
+    // Three bits of four are ones, as in the sync words of media streams.
+    {"biased", [](std::uint8_t a, std::uint8_t b) { return static_cast<std::uint8_t>(a | b); }, true, 0},
+    {"text", [](std::uint8_t a, std::uint8_t) { return Letter(a); }, false, 0},
+    // One byte of eight is something, as in tables and padded records.
+    {"zeroLaden", [](std::uint8_t a, std::uint8_t b) { return a % 8 == 0 ? b : std::uint8_t{0}; }, false, 0},
+    {"zeros", [](std::uint8_t, std::uint8_t) { return std::uint8_t{0}; }, false, 0}};
+
+class NoiseTest : public testing::TestWithParam<Kind> {};
+
+TEST_P(NoiseTest, NoTypeFindsFilesInIt) {
+    test::Noise noise(2024);
+    test::Medium medium(512, noise.Random(MediumBytes));
+    std::ranges::transform(medium.Data(), noise.Random(MediumBytes), medium.Data().begin(), GetParam().shape);
+    if (GetParam().withStarts) {
+        std::vector<Bytes> files;
+        std::ranges::transform(test::Fixtures(), std::back_inserter(files), &test::Fixture::Load);
+        for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
+            medium.Put(sector, ByteSpan(files[noise.Below(files.size())]).first(2));
+        }
+    }
+    std::map<std::int32_t, std::int64_t> bogus;
+    for (const test::Claim& claim : ScanWithAllTypes(medium, EvenBlocks(medium, 2048))) {
+        ++bogus[claim.index];
+    }
+    for (const std::int32_t index : test::CreatedTypes()) {
+        const std::int64_t perGiB = bogus[index] * MediaPerGiB;
+        EXPECT_LE(perGiB, GetParam().mostPerGiB) << FileTypeCatalog[index].name;
+        RecordProperty(FileTypeCatalog[index].extension + std::to_string(index), std::to_string(perGiB));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, NoiseTest, testing::ValuesIn(Kinds),
+                         [](const auto& tested) { return tested.param.name; });
+
+}  // namespace
