@@ -1,0 +1,56 @@
+#include "bench/Measure.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <ctime>
+
+#include "bench/Streams.h"
+
+namespace bench {
+
+namespace {
+
+constexpr std::size_t PageBytes = 4096;
+
+// The address in the first page from `target` on that lies half a page from where `source` lies in its own page: some
+// processors copy at half their speed between places that nearly meet.
+std::uint8_t* HalfPageFrom(const std::uint8_t* source, std::uint8_t* target) {
+    const auto distance = std::bit_cast<std::uintptr_t>(source) - std::bit_cast<std::uintptr_t>(target);
+    return target + (distance + PageBytes / 2) % PageBytes;
+}
+
+}  // namespace
+
+double ProcessorSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+double SecondsToCopy(ByteSpan bytes) {
+    // A round is long enough for the clock's steps of a microsecond, however short the range.
+    const std::size_t passes = StreamBytes / bytes.size();
+    Bytes buffer(BlockBytes + PageBytes);
+    std::uint8_t* const target = HalfPageFrom(bytes.data(), buffer.data());
+    double best = 0;
+    for (int round = 0; round < 5; ++round) {
+        const double start = ProcessorSeconds();
+        for (std::size_t pass = 0; pass < passes; ++pass) {
+            for (std::size_t from = 0; from < bytes.size(); from += BlockBytes) {
+                std::memcpy(target, bytes.data() + from, std::min(BlockBytes, bytes.size() - from));
+                benchmark::ClobberMemory();
+            }
+        }
+        const double seconds = (ProcessorSeconds() - start) / static_cast<double>(passes);
+        best = round == 0 ? seconds : std::min(best, seconds);
+    }
+    return best;
+}
+
+void ReportRates(benchmark::State& state, ByteSpan bytes, double seconds, double copySeconds) {
+    const double sectors = static_cast<double>(bytes.size()) / SectorBytes;
+    const auto passes = static_cast<double>(state.iterations());
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+    state.counters["of_memcpy"] = copySeconds * passes / seconds;
+    state.counters["sector"] =
+        benchmark::Counter(sectors, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+}  // namespace bench

@@ -1,0 +1,189 @@
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/Benches.h"
+#include "bench/Measure.h"
+#include "bench/Streams.h"
+#include "frame/Bytes.h"
+#include "frame/contract/FileTypeCatalog.h"
+#include "frame/contract/IRawFileTypeFactory.h"
+
+namespace bench {
+
+namespace {
+
+struct Releaser {
+    void operator()(IRawFileType* type) const { type->Release(); }
+};
+using TypePtr = std::unique_ptr<IRawFileType, Releaser>;
+
+TypePtr CreateType(std::int32_t index) { return TypePtr(GetRawFileTypeFactory()->Create(index)); }
+
+std::vector<std::int32_t> BuiltIndices() {
+    std::vector<std::int32_t> indices;
+    for (std::int32_t index = 0; index < GetRawFileTypeFactory()->GetCount(); ++index) {
+        if (CreateType(index)) {
+            indices.push_back(index);
+        }
+    }
+    return indices;
+}
+
+class CountingSink : public IFoundFileSink {
+public:
+    std::int32_t ReportFound(const FoundFile* file) override {
+        benchmark::DoNotOptimize(file->size);
+        ++finds;
+        return 1;
+    }
+    std::int64_t finds = 0;
+};
+
+// Feeds the same bytes to scanners over and over, as one scan of a medium that repeats them.
+class Scan {
+public:
+    Scan(const std::vector<std::int32_t>& indices, ByteSpan bytes) : bytes_(bytes), source_(bytes) {
+        for (const std::int32_t index : indices) {
+            types_.push_back(CreateType(index));
+            types_.back()->BeginScan();
+        }
+    }
+
+    /// Hands one sector to the scanners in front of the next pass.
+    void Feed(const std::array<std::uint8_t, SectorBytes>& sector) { ScanBlock(sector); }
+
+    void Pass() {
+        for (std::size_t from = 0; from < bytes_.size(); from += BlockBytes) {
+            ScanBlock(bytes_.subspan(from, BlockBytes));
+        }
+    }
+
+    std::int64_t Finds() const { return sink_.finds; }
+
+private:
+    void ScanBlock(ByteSpan bytes) {
+        const auto sectors = static_cast<std::int32_t>(bytes.size() / SectorBytes);
+        const SectorBlock block{nextSector_, bytes.data(), sectors, SectorBytes, &source_};
+        for (const TypePtr& type : types_) {
+            type->ScanBlock(&block, &sink_);
+        }
+        nextSector_ += sectors;
+    }
+
+    ByteSpan bytes_;
+    RepeatingSource source_;
+    CountingSink sink_;
+    std::vector<TypePtr> types_;
+    std::int64_t nextSector_ = 1;
+};
+
+void ScanBytes(benchmark::State& state, const std::vector<std::int32_t>& indices, ByteSpan bytes) {
+    Scan scan(indices, bytes);
+    MeasurePasses(state, bytes, [&scan] { scan.Pass(); });
+    state.counters["finds"] = static_cast<double>(scan.Finds()) / static_cast<double>(state.iterations());
+}
+
+// A header that opens a run, the byte that the search for the run's end finds rarest, and bytes that look like the end
+// mark up to their last.
+struct OpenRunCase {
+    std::int32_t index;
+    std::string_view header;
+    char anchor;
+    std::string_view nearMiss;
+};
+
+using namespace std::string_view_literals;
+
+constexpr std::array OpenRunCases{
+    OpenRunCase{46, "\x89PNG\r\n\x1A\n"sv, '\xAE', "IEND\xAE\x42\x60\x83"sv},
+    OpenRunCase{73, "<!DOCTYPE NETSCAPE-Bookmark-file-1>\r\n<!-- a comment -->"sv, 'D', "</DL><p)"sv},
+    OpenRunCase{75, "\x00\x06\x00\x02\x38\x42IM"sv, 'R', "Rpt bool\x01"sv},
+    OpenRunCase{76, "\x10\x43\x61xaEbForWindows"sv, ';',
+                "\x20\x3B\x01\x00\x00\x00\x00\xFF\xFF\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x01"sv},
+    OpenRunCase{77, "PCFFGRA"sv, '@', "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE\x01\x40"sv},
+};
+
+Bytes Repeat(std::string_view text) {
+    Bytes bytes(StreamBytes);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<std::uint8_t>(text[i % text.size()]);
+    }
+    return bytes;
+}
+
+void ScanInsideRun(benchmark::State& state, const OpenRunCase& run, ByteSpan bytes) {
+    Scan scan({run.index}, bytes);
+    std::array<std::uint8_t, SectorBytes> header{};
+    std::memcpy(header.data(), run.header.data(), run.header.size());
+    scan.Feed(header);
+    MeasurePasses(state, bytes, [&scan] { scan.Pass(); });
+    // The file is still open if the header opened one and nothing has closed it; a second header then reports it.
+    if (scan.Finds() != 0) {
+        state.SkipWithError("the file was closed on the way");
+        return;
+    }
+    scan.Feed(header);
+    if (scan.Finds() != 1) {
+        state.SkipWithError("no file was open");
+    }
+}
+
+std::string LabelOf(std::int32_t index) {
+    std::array<char, 32> label{};
+    std::snprintf(label.data(), label.size(), "%03d-%s", index, FileTypeCatalog[index].extension);
+    return label.data();
+}
+
+template <class Run>
+void Register(const std::string& name, Run run) {
+    benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kMillisecond);
+}
+
+void RegisterContent(Content content, const std::vector<std::int32_t>& built) {
+    const std::string suffix = std::string("/").append(NameOf(content));
+    Register("all" + suffix, [=](benchmark::State& state) { ScanBytes(state, built, StreamOf(content)); });
+    // Other text is no different for a scanner that looks at the first bytes of a sector.
+    const bool isVariant = content == Content::WideText || content == Content::Markup;
+    for (const std::int32_t index : isVariant ? std::vector<std::int32_t>() : built) {
+        Register("type/" + LabelOf(index) + suffix,
+                 [=](benchmark::State& state) { ScanBytes(state, {index}, StreamOf(content)); });
+    }
+    if (content == Content::Card) {
+        return;  // its files end
+    }
+    for (const OpenRunCase& run : OpenRunCases) {
+        Register("open/" + LabelOf(run.index) + suffix,
+                 [=](benchmark::State& state) { ScanInsideRun(state, run, StreamOf(content)); });
+    }
+}
+
+}  // namespace
+
+void RegisterScanBenches() {
+    const std::vector<std::int32_t> built = BuiltIndices();
+    for (const Content content : AllContents) {
+        RegisterContent(content, built);
+    }
+    // One block that stays in the cache: what a scanner costs besides the memory.
+    for (const std::int32_t index : built) {
+        Register("cached/" + LabelOf(index) + "/random", [=](benchmark::State& state) {
+            ScanBytes(state, {index}, ByteSpan(StreamOf(Content::Random)).first(BlockBytes));
+        });
+    }
+    // The worst kinds of data for the search: nothing but the byte that it takes for rare, and nothing but near misses.
+    for (const OpenRunCase& run : OpenRunCases) {
+        Register("open/" + LabelOf(run.index) + "/anchors", [=](benchmark::State& state) {
+            ScanInsideRun(state, run, Repeat({&run.anchor, 1}));
+        });
+        Register("open/" + LabelOf(run.index) + "/near-misses",
+                 [=](benchmark::State& state) { ScanInsideRun(state, run, Repeat(run.nearMiss)); });
+    }
+}
+
+}  // namespace bench

@@ -1,0 +1,96 @@
+# Sourced by the launchers, by fuzz/run.sh and by .ci/run: installs missing packages and builds presets. The caller has
+# set the shell's -euo pipefail.
+
+salvor_root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
+
+# Debian's names.
+salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5-dev libcli11-dev libfmt-dev
+    nlohmann-json3-dev libssl-dev libgtest-dev libbenchmark-dev)
+salvor_fuzz_packages=(clang libclang-rt-14-dev)
+salvor_check_packages=(clang-format clang-tidy)
+
+# The exit status of the program when it cannot start.
+salvor_cannot_start=3
+
+salvor_say() { echo "salvor: $*" >&2; }
+
+# salvor_apt_get ARGS...: as root, without questions, output to the log.
+salvor_apt_get() {
+    local as_root=()
+    if [[ $EUID -ne 0 ]]; then
+        as_root=(sudo)
+        # Only a person at a terminal can be asked for a password.
+        [[ -t 0 ]] || as_root+=(-n)
+    fi
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get -y -o DPkg::Lock::Timeout=300 "$@" >>"$salvor_root/build/packages.log" 2>&1
+}
+
+# salvor_install PACKAGE...: installs those that are missing; needs root only for that.
+salvor_install() {
+    # On another system the packages have other names; there the build says what it does not find.
+    command -v dpkg-query >/dev/null || return 0
+    local installed missing=() package
+    installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
+    for package in "$@"; do
+        grep -qxF "$package installed" <<<"$installed" || missing+=("$package")
+    done
+    [[ ${#missing[@]} -gt 0 ]] || return 0
+
+    if [[ $EUID -ne 0 ]] && ! command -v sudo >/dev/null; then
+        salvor_say "packages are missing; install them as root: apt-get install ${missing[*]}"
+        exit "$salvor_cannot_start"
+    fi
+    salvor_say "installing ${missing[*]}"
+    mkdir -p "$salvor_root/build"
+    : >"$salvor_root/build/packages.log"
+    # The lists of packages may be missing or too old.
+    if ! salvor_apt_get install --no-install-recommends "${missing[@]}" &&
+        ! { salvor_apt_get update && salvor_apt_get install --no-install-recommends "${missing[@]}"; }; then
+        tail -n 20 "$salvor_root/build/packages.log" >&2
+        salvor_say "cannot install packages; install them as root: apt-get install ${missing[*]}"
+        exit "$salvor_cannot_start"
+    fi
+}
+
+# Copies the build's output to the log and says once on stderr that there is something to build.
+salvor_log_build() {
+    local preset=$1 line told=
+    while IFS= read -r line; do
+        printf '%s\n' "$line"
+        if [[ -z $told && $line == \[*\]\ Building* ]]; then
+            salvor_say "building $preset, which takes a while; the log is build/$preset.log"
+            told=1
+        fi
+    done >"build/$preset.log"
+}
+
+# salvor_build_here PRESET [TARGET]: the part of salvor_build that has the build directory to itself.
+salvor_build_here() {
+    local preset=$1 target=${2:-all}
+    if [[ ! -f build/$preset/build.ninja ]]; then
+        salvor_say "configuring $preset"
+        cmake --preset "$preset" >"build/$preset.log" 2>&1 || return
+    fi
+    cmake --build "build/$preset" --target "$target" 2>&1 | salvor_log_build "$preset"
+}
+
+# salvor_build PRESET [TARGET]: brings build/PRESET up to date, by default all of it.
+salvor_build() {
+    local preset=$1
+    salvor_install "${salvor_build_packages[@]}"
+    if [[ $preset == fuzz ]]; then
+        salvor_install "${salvor_fuzz_packages[@]}"
+    fi
+    mkdir -p "$salvor_root/build"
+    if [[ ! -w $salvor_root/build ]]; then
+        salvor_say "cannot write to $salvor_root/build; make it your own or run as its owner"
+        exit "$salvor_cannot_start"
+    fi
+    # A second launcher waits for the first. The lock ends with the subshell, before the program starts.
+    if ! (cd "$salvor_root" && flock 9 && salvor_build_here "$@") 9>"$salvor_root/build/lock"; then
+        tail -n 60 "$salvor_root/build/$preset.log" >&2
+        salvor_say "the build failed; the whole log is $salvor_root/build/$preset.log"
+        exit "$salvor_cannot_start"
+    fi
+}

@@ -1,0 +1,98 @@
+#!/usr/bin/env python3
+"""Writes the seed inputs of the fuzz targets.
+
+    make-seeds.py DIRECTORY
+
+makes DIRECTORY/factory and DIRECTORY/reader. The seeds of fuzz_factory are
+the fixtures of ../samples and small made-up files of the types that have no
+fixture; those of fuzz_reader are noise.
+"""
+
+import os
+import random
+import struct
+import sys
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+FIXTURES = os.path.join(HERE, "..", "samples", "fixtures")
+
+# Longer fixtures are cut to their beginning and their end, both in bytes and
+# whole sectors: mutations of long inputs are slow and seldom hit anything.
+HEAD = 8 * 512
+TAIL = 4 * 512
+
+# Values of the header's first byte in fuzz_factory.cpp.
+SECTOR_512 = 0
+SECTOR_4096 = 6
+SECTOR_1 = 11
+# Values of its byte 5.
+FIRST_1 = 0
+FIRST_0 = 5
+
+# Files that begin and end with fixed bytes: name, first bytes, last bytes,
+# the shortest length that is reported.
+HEADS_AND_TAILS = (
+    ("bookmarks.html", b"<!DOCTYPE NETSCAPE-Bookmark-file-1>\n<!-- This is an automatic file -->\n",
+     b"</DL><p>\0", 16384),
+    ("brush.abr", b"\0\6\0\2\x38\x42IM", b"Rpt bool\0", 512),
+    ("drawing.exb", b"\x10\x43\x61xaEbForWindows", b"\x20\x3b\1\0\0\0\0\xff\xff" + bytes(12), 512),
+    ("prism.pzf", b"PCFFGRA", b"\xff" * 14 + b"\1\x40", 512),
+)
+
+
+def header(sector=SECTOR_512, block=0, first=FIRST_1, types=0, choice=0, cap=None, source=0,
+           outside=b"\xff\xd9"):
+    """The layout is described at the top of fuzz_factory.cpp."""
+    return struct.pack("<BHHBBBBIB2s", sector, 0, block, first, types, choice,
+                       cap is not None, cap or 0, source, outside)
+
+
+def shortened(data):
+    if len(data) <= HEAD + TAIL + 512:
+        return data
+    return data[:HEAD] + data[-(len(data) % 512 + TAIL):]
+
+
+def factory_seeds():
+    """Yields (name, bytes)."""
+    files = []
+    for directory, _, names in sorted(os.walk(FIXTURES)):
+        for name in sorted(names):
+            with open(os.path.join(directory, name), "rb") as file:
+                files.append((name, shortened(file.read())))
+    for name, head, tail, size in HEADS_AND_TAILS:
+        files.append((name, head + b"." * size + tail + b"."))
+
+    for name, data in files:
+        yield name, header() + data
+        # A file that stays open until the next one begins, in small blocks.
+        yield name + ".twice", header(block=2, first=FIRST_0) + data[:1536] + data
+        yield name + ".4096", header(sector=SECTOR_4096, block=1, cap=1000) + data
+    yield "all", header(block=7) + b"".join(data + bytes(-len(data) % 512) for _, data in files)[:60000]
+    yield "bytes", header(sector=SECTOR_1) + b"\x89PNG\r\n\x1a\n\xff\xd8\xff"
+    yield "no-end", header(outside=b"\0\0") + files[0][1][:2048]
+    yield "no-source", header(source=1) + files[0][1]
+    yield "failing-source", header(source=2) + files[0][1]
+
+
+def reader_seeds():
+    noise = random.Random(1)
+    for number in range(16):
+        yield "noise%d" % number, bytes(noise.randrange(256) for _ in range(32 << number % 4))
+
+
+def main():
+    if len(sys.argv) != 2:
+        print("usage: make-seeds.py DIRECTORY", file=sys.stderr)
+        return 2
+    for target, seeds in (("factory", factory_seeds()), ("reader", reader_seeds())):
+        directory = os.path.join(sys.argv[1], target)
+        os.makedirs(directory, exist_ok=True)
+        for name, data in seeds:
+            with open(os.path.join(directory, name), "wb") as file:
+                file.write(data)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
