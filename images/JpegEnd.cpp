@@ -23,52 +23,101 @@ constexpr std::uint8_t MarkerPrefix = 0xFF;
 constexpr std::uint8_t BaselineFrame = 0xC0;
 constexpr std::uint8_t StartOfScan = 0xDA;
 
-// Walks the marker segments from the reader's position to behind the header of the first baseline frame or scan, in
-// front of which no entropy-coded data stands. False if the chain breaks or passes the limit.
-bool WalkToImageData(KFileSimulator& reader) {
-    while (reader.Tell() < ReadLimit) {
-        std::array<std::uint8_t, 2> marker{};
-        std::array<std::uint8_t, 2> lengthField{};
-        if (!reader.Read(marker.data(), marker.size()) || marker[0] != MarkerPrefix ||
-            !reader.Read(lengthField.data(), lengthField.size())) {
-            return false;
-        }
-        // The length counts its own two bytes.
-        const auto length = LoadBig<std::uint16_t>(lengthField, 0);
-        if (length < lengthField.size()) {
-            return false;
-        }
-        reader.Skip(length - static_cast<std::int64_t>(lengthField.size()));
-        if (marker[1] == BaselineFrame || marker[1] == StartOfScan) {
-            return true;
-        }
+// What one marker segment says.
+enum class Segment { Another, ImageData, Broken };
+
+// Reads the segment at the reader's position and moves behind it.
+Segment StepOverSegment(KFileSimulator& reader) {
+    std::array<std::uint8_t, 2> marker{};
+    std::array<std::uint8_t, 2> lengthField{};
+    if (!reader.Read(marker.data(), marker.size()) || marker[0] != MarkerPrefix ||
+        !reader.Read(lengthField.data(), lengthField.size())) {
+        return Segment::Broken;
     }
-    return false;
+    // The length counts its own two bytes.
+    const auto length = LoadBig<std::uint16_t>(lengthField, 0);
+    if (length < lengthField.size()) {
+        return Segment::Broken;
+    }
+    reader.Skip(length - static_cast<std::int64_t>(lengthField.size()));
+    return marker[1] == BaselineFrame || marker[1] == StartOfScan ? Segment::ImageData : Segment::Another;
 }
 
 }  // namespace
 
+void JpegEndSearch::BeginBlock() {
+    free_ = {};
+    linksCleared_ = false;
+}
+
 std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
+    if (!linksCleared_) {
+        links_.fill({});
+        linksCleared_ = true;
+    }
+    mayReuse_ = candidate.block.source != nullptr && candidate.block.sectorSize <= KFileSimulator::CacheBytes;
+    const std::int64_t base = candidate.OffsetInBlock();
     KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
     reader.Seek(EndOfImage.size());
-    if (!WalkToImageData(reader)) {
+    if (!WalkToImageData(reader, base)) {
         TraceMessage("Neither SOF nor SOS have been found<%u>!\r\n", static_cast<std::uint32_t>(reader.Tell()));
         return std::nullopt;
     }
-    return SearchEndMarker(reader, candidate);
+    return SearchEndMarker(reader, base);
 }
 
-std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(KFileSimulator& reader, const Candidate& candidate) {
-    const std::int64_t base = candidate.OffsetInBlock();
-    // Pieces known to hold no marker need not be read where every read succeeds.
-    const bool maySkip = candidate.block.source != nullptr && candidate.block.sectorSize <= KFileSimulator::CacheBytes;
+// Walks the marker segments to behind the header of the first baseline frame or scan, in front of which no
+// entropy-coded data stands. False if the chain breaks or passes the limit.
+bool JpegEndSearch::WalkToImageData(KFileSimulator& reader, std::int64_t base) {
+    Link* link = nullptr;
+    while (reader.Tell() < ReadLimit) {
+        link = FollowLink(reader, base, link);
+        if (reader.Tell() >= ReadLimit) {
+            break;
+        }
+        const std::int64_t place = base + reader.Tell();
+        const Segment segment = StepOverSegment(reader);
+        if (segment != Segment::Another) {
+            link->to = place;
+            return segment == Segment::ImageData;
+        }
+    }
+    if (link != nullptr) {
+        link->to = base + reader.Tell();
+    }
+    return false;
+}
+
+// Goes on along the links from the reader's position as far as they lead. Gives the link of the window where the reader
+// then stands; `current` is the one that it came from, if any.
+JpegEndSearch::Link* JpegEndSearch::FollowLink(KFileSimulator& reader, std::int64_t base, Link* current) {
+    for (;;) {
+        const std::int64_t place = base + reader.Tell();
+        const std::int64_t window = place / WindowBytes;
+        if (current != nullptr && current->from / WindowBytes == window) {
+            return current;
+        }
+        if (current != nullptr) {
+            current->to = place;
+        }
+        current = &links_[static_cast<std::size_t>(window % WindowCount)];
+        if (!mayReuse_ || current->from != place || current->to == place) {
+            *current = {place, place};
+            return current;
+        }
+        reader.Seek(current->to - base);
+    }
+}
+
+std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(KFileSimulator& reader, std::int64_t base) {
     // The last byte of the piece before, then the piece: a marker across the two is not an end, but it bounds what is
     // free of markers.
     std::array<std::uint8_t, 1 + ChunkBytes> bytes{};
     FreeStretch seen{base + reader.Tell(), base + reader.Tell()};
     while (reader.Tell() < ReadLimit) {
         const std::int64_t position = base + reader.Tell();
-        if (maySkip && free_.from < position && free_.to - position >= ChunkBytes) {
+        // Pieces known to hold no marker need not be read.
+        if (mayReuse_ && free_.from < position && free_.to - position >= ChunkBytes) {
             reader.Skip((free_.to - position) / ChunkBytes * ChunkBytes);
             bytes[0] = 0;
             seen.to = base + reader.Tell();

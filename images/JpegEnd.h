@@ -1,29 +1,49 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 
 #include "frame/KFileSimulator.h"
 #include "frame/SectorScan.h"
 
-/// Finds the ends of the JPEGs of one block. It remembers where the search of earlier candidates of the block met no
-/// end marker, so that many headers in front of a long stretch without one cost a single search; use one object a
-/// block.
+/// Finds the ends of the JPEGs of a block. It remembers what earlier candidates of the block have shown: where their
+/// marker segments led, and where no end marker stands. So many headers in front of a long chain of segments, or of a
+/// long stretch without an end, cost little more than one.
 class JpegEndSearch {
 public:
+    /// Forgets the block before.
+    void BeginBlock();
+
     /// Length in bytes of the JPEG that starts at the candidate, up to and including its end-of-image marker; nothing
     /// if the marker chain breaks or no end lies within 64 MiB.
     std::optional<std::int64_t> FindEnd(const Candidate& candidate);
 
 private:
-    std::optional<std::int64_t> SearchEndMarker(KFileSimulator& reader, const Candidate& candidate);
+    // Places are bytes, counted from the start of the block.
 
-    // No end marker begins at these bytes, counted from the start of the block.
+    // A walk that comes to stand at `from` comes to stand at `to`.
+    struct Link {
+        std::int64_t from = -1;
+        std::int64_t to = -1;
+    };
+    bool WalkToImageData(KFileSimulator& reader, std::int64_t base);
+    Link* FollowLink(KFileSimulator& reader, std::int64_t base, Link* current);
+
+    // No end marker begins in the stretch.
     struct FreeStretch {
         std::int64_t from = 0;
         std::int64_t to = 0;
     };
+    std::optional<std::int64_t> SearchEndMarker(KFileSimulator& reader, std::int64_t base);
     void Remember(const FreeStretch& stretch, std::int64_t candidateStart);
 
+    // Every read of the block's candidates succeeds, so what one has shown holds for the others.
+    bool mayReuse_ = false;
     FreeStretch free_;
+    // One link a window of the medium: from the place where a walk came into the window.
+    static constexpr std::int64_t WindowBytes = 0x4000;
+    static constexpr std::int64_t WindowCount = 0x1000;
+    std::array<Link, WindowCount> links_;
+    bool linksCleared_ = false;
 };

@@ -16,7 +16,7 @@ public:
     static constexpr std::int64_t MinReportLength = 512;
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
-        search_ = JpegEndSearch();
+        search_.BeginBlock();
         MeasuringScanner<Self>::ScanBlock(block, sink);
     }
 

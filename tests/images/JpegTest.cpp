@@ -240,14 +240,18 @@ void PutHeader(Medium& medium, std::int64_t sector, std::int64_t scanAt) {
 
 // The first search of a block may read to the limit; the others only read on from where it stopped.
 TEST(Jpeg, HeadersWithoutAnEndShareOneSearch) {
-    constexpr std::int64_t headers = 120;
     enum Order { Ascending, Descending, Mixed, Same };
     for (const Order order : {Ascending, Descending, Mixed, Same}) {
+        // The ascending scans stand in the headers' own sectors, the others in a table behind all headers.
+        const std::int64_t headers = order == Ascending ? 2000 : 120;
         Medium medium;
         std::string table = Segment(0xDA, 20);
         for (std::int64_t i = 0; i < headers; ++i) {
-            const std::int64_t rows[] = {i, headers - i, i * 77 % headers, 0};
-            PutHeader(medium, i, headers * 512 + rows[order] * 20);
+            const std::int64_t rows[] = {0, headers - i, i * 77 % headers, 0};
+            medium.Put(i, Head() + Segment(0xDA, 20));
+            if (order != Ascending) {
+                PutHeader(medium, i, headers * 512 + rows[order] * 20);
+            }
             table += Segment(0xDA, 20);
         }
         if (order == Same) {
@@ -266,8 +270,37 @@ TEST(Jpeg, HeadersWithoutAnEndShareOneSearch) {
             sectorsRead += request.count;
         }
         EXPECT_GT(sectorsRead, Limit / 512) << order << ": the first search must reach the limit";
-        EXPECT_LT(sectorsRead, Limit / 512 + headers * 6 * 64) << order;
+        EXPECT_LT(sectorsRead, Limit / 512 + headers * 4 * 64) << order;
     }
+}
+
+// Every sector begins a file whose segments lead over the next header into the same long chain of short segments.
+TEST(Jpeg, HeadersInFrontOfOneChainShareOneWalk) {
+    constexpr std::int64_t headers = 200;
+    Medium medium;
+    for (std::int64_t i = 0; i < headers; ++i) {
+        std::string sector = Head();
+        while (sector.size() < 508) {
+            sector += Segment(0xE0, 4);
+        }
+        medium.Put(i, sector + Segment(0xE0, 24).substr(0, 4));
+    }
+    constexpr std::int64_t chainSectors = 8 << 11;
+    std::string chain(20, '\0');
+    while (chain.size() < chainSectors * 512) {
+        chain += Segment(0xE1, 4);
+    }
+    medium.Put(headers, chain).Put(headers + chainSectors, Segment(0xDA, 8) + EndMark);
+    const test::TypePtr type = test::CreateType(Graphics);
+    const SectorBlock block = BlockOf(medium, 0, headers);
+    test::RecordingSink sink;
+    type->ScanBlock(&block, &sink);
+    Finds expected;
+    for (std::int64_t i = 0; i < headers; ++i) {
+        expected.push_back({i, (headers + chainSectors - i) * 512 + 10});
+    }
+    EXPECT_EQ(sink.finds, expected);
+    EXPECT_LT(medium.requests.size(), chainSectors / 64 + headers * 8);
 }
 
 // Three searches in every order of some starts, around marks that one start sees and another does not.
@@ -316,9 +349,12 @@ Bytes DenseBytes(std::int32_t sectorSize, test::Noise& noise) {
         place(at, "\xFF\xD8");
         at += 2;
         const char* name = oneOf(std::to_array({"JFIF", "jfif", "Exif", "Photoshop", "JFXX"}));
-        for (std::uint64_t hops = 1 + noise.Below(5); hops > 0; --hops) {
+        const bool longChain = noise.Below(8) == 0;
+        for (std::uint64_t hops = longChain ? noise.Below(5000) : 1 + noise.Below(5); hops > 0; --hops) {
             const std::uint8_t marker = oneOf(std::to_array<std::uint8_t>({0xE1, 0xC2, 0xDB, 0xFE}));
-            const std::size_t size = 24 + (noise.Below(4) == 0 ? noise.Below(65000) : noise.Below(600));
+            const std::size_t size = 24 + (longChain             ? noise.Below(40)
+                                           : noise.Below(4) == 0 ? noise.Below(65000)
+                                                                 : noise.Below(600));
             place(at, Segment(marker, size, name).substr(0, 24));
             at += size;
         }
