@@ -151,7 +151,7 @@ const Bytes& StreamOf(Content content) {
 std::int32_t RepeatingSource::ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) {
     const std::size_t sectors = bytes_.size() / SectorBytes;
     auto sector = static_cast<std::size_t>(firstSector - 1) % sectors;
-    for (std::size_t left = static_cast<std::size_t>(count); left > 0;) {
+    for (auto left = static_cast<std::size_t>(count); left > 0;) {
         const std::size_t run = std::min(left, sectors - sector);
         std::memcpy(buffer, bytes_.data() + sector * SectorBytes, run * SectorBytes);
         buffer += run * SectorBytes;

@@ -5,10 +5,13 @@ set -euo pipefail
 
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 build=${1:-build/release}
+log=$build/tidy.log
 # The release build's flags are those of g++, of which clang does not know all.
 if ! run-clang-tidy -p "$build" -j "$(nproc)" -quiet \
     -extra-arg=-Wno-unknown-warning-option -extra-arg=-Wno-ignored-optimization-argument \
-    "^$PWD/(bench|containers|documents|frame|host|images|media)/" >"$build/tidy.log" 2>&1; then
-    grep -E -A 6 '(error|warning): ' "$build/tidy.log" >&2
+    "^$PWD/(bench|containers|documents|frame|host|images|media)/" 2>&1 |
+    sed 's/\x1b\[[0-9;]*m//g' >"$log"; then
+    grep -E -A 4 ' (error|warning): ' "$log" >&2
+    echo "clang-tidy: the whole log is $log" >&2
     exit 1
 fi

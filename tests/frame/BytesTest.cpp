@@ -62,16 +62,17 @@ TEST(BoundedText, WritesOneByteLessThanTheCapacity) {
 TEST(ByteMark, FindsWhatAPlainSearchFinds) {
     test::Noise noise(7);
     for (int round = 0; round < 20000; ++round) {
-        // Two byte values make partial and overlapping matches frequent.
-        const auto coarse = [&](std::size_t count) {
+        // Two byte values make partial and overlapping matches frequent; where one is rare, the search gets far.
+        const auto coarse = [&](std::size_t count, std::uint8_t border) {
             test::Bytes bytes = noise.Random(count);
             for (std::uint8_t& byte : bytes) {
-                byte = byte < 128 ? 0x00 : 0xE1;
+                byte = byte < border ? 0x00 : 0xE1;
             }
             return bytes;
         };
-        const test::Bytes haystack = coarse(noise.Below(40));
-        const test::Bytes needle = coarse(noise.Below(6));
+        const bool isLong = noise.Below(2) == 0;
+        const test::Bytes haystack = coarse(noise.Below(isLong ? 300 : 40), isLong ? 240 : 128);
+        const test::Bytes needle = coarse(noise.Below(6), 128);
         const std::size_t from = noise.Below(8);
 
         const std::string text(haystack.begin(), haystack.end());

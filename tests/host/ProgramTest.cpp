@@ -164,6 +164,26 @@ TEST(Program, CutsAFileAtTheMediumsEndAndSaysSo) {
     EXPECT_EQ(lines[1]["flags"], json::array({"cut at end of medium"}));
 }
 
+TEST(Program, ChecksTheSpaceBeforeItWrites) {
+    const TempFolder folder;
+    // A sparse image and a find on it, both larger than the disk below the test.
+    const std::uintmax_t huge = fs::space(folder.Path()).available + (std::uintmax_t{1} << 30U);
+    test::WriteFile(folder / "image", std::string("x"));
+    fs::resize_file(folder / "image", huge);
+    ASSERT_EQ(
+        RunProgram("scan " + Quoted(folder / "image") + " --length 8 --report " + Quoted(folder / "finds")).status, 0);
+    std::ofstream(folder / "finds", std::ios::app)
+        << R"({"record":"find","type":46,"extension":"png","start_sector":1,"size":600})" << '\n'
+        << fmt::format(R"({{"record":"find","type":46,"extension":"png","start_sector":9,"size":{}}})", huge) << '\n';
+    const std::string extract = "extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out");
+    const test::ProgramRun run = RunProgram(extract);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.errors.find("nothing was written"), std::string::npos) << run.errors;
+    EXPECT_TRUE(RecoveredFiles(folder / "out").empty());
+    EXPECT_EQ(RunProgram(extract + " --max-size 1M").status, 0);
+    EXPECT_EQ(RecoveredFiles(folder / "out").size(), 1U);
+}
+
 TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
     const TempFolder folder;
     ASSERT_EQ(RunProgram("scan " + Card + " --quiet --report " + Quoted(folder / "finds")).status, 0);

@@ -11,7 +11,6 @@
 
 namespace {
 
-using test::Blocks;
 using test::Bytes;
 using test::Claim;
 using test::Fixture;
