@@ -46,7 +46,7 @@ public:
           folder_(folder),
           progress_("writing", TotalBytes(plan), quiet),
           writer_(medium, folder, [this](std::int64_t done) {
-              progress_.Update(bytesBefore_ + done, counts_);
+              progress_.Update(AddSizes(bytesBefore_, done), counts_);
               return StopRequested();
           }) {}
 
@@ -74,7 +74,7 @@ public:
                 report.Add(FileRecord(file, result, medium_.SectorSize()));
                 NoteFile(file, result);
             }
-            bytesBefore_ += file.size;
+            bytesBefore_ = AddSizes(bytesBefore_, file.size);
         }
         return true;
     }
@@ -85,7 +85,7 @@ private:
     static std::int64_t TotalBytes(const Plan& plan) {
         std::int64_t total = 0;
         for (const PlannedFile& file : plan.files) {
-            total += file.size;
+            total = AddSizes(total, file.size);
         }
         return total;
     }
@@ -121,6 +121,7 @@ private:
         // A full disk is said once; the summary counts the files.
         const bool full = error == ErrorText(ENOSPC);
         if (!full || !diskWasFull_) {
+            progress_.Clear();
             fmt::print(stderr, "salvor: cannot write '{}': {}\n", (folder_ / file.path).string(), error);
         }
         diskWasFull_ = diskWasFull_ || full;

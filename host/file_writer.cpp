@@ -174,7 +174,7 @@ std::int64_t SpaceNeeded(const Plan& plan, const fs::path& folder) {
     std::int64_t needed = 0;
     for (const PlannedFile& file : plan.files) {
         if (SizeOfRegularFile(folder / file.path) != file.size) {
-            needed += file.size;
+            needed = AddSizes(needed, file.size);
         }
     }
     return needed;

@@ -59,9 +59,10 @@ Progress::Progress(std::string verb, std::int64_t total, bool quiet)
       start_(steady_clock::now()),
       nextUpdate_(start_ + (onTerminal_ ? steady_clock::duration::zero() : steady_clock::duration(PlainInterval))) {}
 
-Progress::~Progress() {
+void Progress::Clear() {
     if (drawn_) {
         std::fputs("\r\x1B[K", stderr);
+        drawn_ = false;
     }
 }
 

@@ -15,8 +15,10 @@ public:
     Progress(std::string verb, std::int64_t total, bool quiet);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    /// Takes the line away from a terminal.
-    ~Progress();
+    ~Progress() { Clear(); }
+
+    /// Takes the line away from a terminal, to make room for another message.
+    void Clear();
 
     /// `done` bytes of the total are done; `files` counts what was found by extension.
     void Update(std::int64_t done, const std::map<std::string, std::int64_t>& files);

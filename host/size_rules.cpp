@@ -5,6 +5,7 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <limits>
 #include <string_view>
 
 #include "failure.h"
@@ -70,6 +71,11 @@ std::string FormatSize(std::int64_t bytes) {
         ++unit;
     }
     return fmt::format("{:.1f} {}", number, Units[unit]);
+}
+
+std::int64_t AddSizes(std::int64_t a, std::int64_t b) {
+    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    return a > largest - b ? largest : a + b;
 }
 
 std::optional<std::int64_t> SizeRule::For(std::int32_t type) const {

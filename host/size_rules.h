@@ -18,6 +18,9 @@ std::string FormatExactSize(std::int64_t bytes);
 /// Bytes as a person reads them: "512 bytes", "64.0 KiB".
 std::string FormatSize(std::int64_t bytes);
 
+/// The sum of two sizes; the largest number if that is not enough.
+std::int64_t AddSizes(std::int64_t a, std::int64_t b);
+
 /// A limit on sizes, one for all types and others for some.
 struct SizeRule {
     std::optional<std::int64_t> forAll;
