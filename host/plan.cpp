@@ -112,8 +112,10 @@ Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const P
         return std::tuple(claim.startSector, claim.size, claim.type);
     };
     std::ranges::sort(claims, {}, order);
-    const auto repeated = std::ranges::unique(claims, {}, order);
-    claims.erase(repeated.begin(), repeated.end());
+    const auto isSame = [&order](const Claim& a, const Claim& b) {
+        return order(a) == order(b);
+    };
+    claims.erase(std::unique(claims.begin(), claims.end(), isSame), claims.end());
 
     for (const Claim& claim : claims) {
         const bool joins = !plan.files.empty() && plan.files.back().startSector == claim.startSector &&

@@ -105,6 +105,13 @@ TEST(KFileSimulator, SurvivesEveryPosition) {
             EXPECT_TRUE(reader.Read(bytes.data(), 0));
         }
     }
+    // A sector of one byte has as many sector numbers ahead as positions.
+    SectorBlock bytewise = block;
+    bytewise.sectorSize = 1;
+    KFileSimulator atTheEnd(&bytewise, 0, 0);
+    atTheEnd.Seek(last - 600);
+    Bytes few(600);
+    EXPECT_FALSE(atTheEnd.Read(few.data(), 600));
     KFileSimulator wrapping(&block, 1, 0);
     wrapping.Seek(last);
     EXPECT_TRUE(wrapping.Skip(1));
