@@ -7,7 +7,7 @@ salvor_root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5-dev libcli11-dev libfmt-dev
     nlohmann-json3-dev libssl-dev libgtest-dev libbenchmark-dev)
 salvor_fuzz_packages=(clang libclang-rt-14-dev)
-salvor_check_packages=(clang-format clang-tidy)
+salvor_check_packages=(clang-format clang-tidy git)
 
 # The exit status of the program when it cannot start.
 salvor_cannot_start=3

@@ -36,7 +36,7 @@ HEADS_AND_TAILS = (
      b"</DL><p>\0", 16384),
     ("brush.abr", b"\0\6\0\2\x38\x42IM", b"Rpt bool\0", 512),
     ("drawing.exb", b"\x10\x43\x61xaEbForWindows", b"\x20\x3b\1\0\0\0\0\xff\xff" + bytes(12), 512),
-    ("prism.pzf", b"PCFFGRA", b"\xff" * 14 + b"\1\x40", 512),
+    ("graph.pzf", b"PCFFGRA", b"\xff" * 14 + b"\1\x40", 512),
 )
 
 
