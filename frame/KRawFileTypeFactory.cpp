@@ -3,6 +3,20 @@
 #include <iterator>
 #include <new>
 
+#include "containers/K3DMaxFileType.h"
+#include "containers/KDcdFileType.h"
+#include "containers/KDpsFileType.h"
+#include "containers/KEtFileType.h"
+#include "containers/KExcelFileType.h"
+#include "containers/KFlaFileType.h"
+#include "containers/KP65FileType.h"
+#include "containers/KPowerPointFileType.h"
+#include "containers/KProjectFileType.h"
+#include "containers/KPublisherFileType.h"
+#include "containers/KQpwFileType.h"
+#include "containers/KShwFileType.h"
+#include "containers/KVisioFileType.h"
+#include "containers/KWordFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -42,12 +56,12 @@ IRawFileType* CreateHeadTail() {
 
 constexpr Creator Creators[] = {
     // clang-format off
-    NotBuilt,  // 0 KWordFileType
-    NotBuilt,  // 1 KExcelFileType
-    NotBuilt,  // 2 KPowerPointFileType
-    NotBuilt,  // 3 KVisioFileType
-    NotBuilt,  // 4 KProjectFileType
-    NotBuilt,  // 5 KPublisherFileType
+    CreateType<0, KWordFileType>,
+    CreateType<1, KExcelFileType>,
+    CreateType<2, KPowerPointFileType>,
+    CreateType<3, KVisioFileType>,
+    CreateType<4, KProjectFileType>,
+    CreateType<5, KPublisherFileType>,
     NotBuilt,  // 6 KWord2007FileType
     NotBuilt,  // 7 KExcel2007FileType
     NotBuilt,  // 8 KPowerPoint2007FileType
@@ -122,14 +136,14 @@ constexpr Creator Creators[] = {
     CreateHeadTail<77, PzfHead, PzfTail>,
     NotBuilt,  // 78 KAifFileType
     NotBuilt,  // 79 KAniFileType
-    NotBuilt,  // 80 KDcdFileType
+    CreateType<80, KDcdFileType>,
     NotBuilt,  // 81 KDngFileType
     NotBuilt,  // 82 KDxfFileType
-    NotBuilt,  // 83 KEtFileType
-    NotBuilt,  // 84 KDpsFileType
-    NotBuilt,  // 85 KFlaFileType
+    CreateType<83, KEtFileType>,
+    CreateType<84, KDpsFileType>,
+    CreateType<85, KFlaFileType>,
     NotBuilt,  // 86 KIccFileType
-    NotBuilt,  // 87 K3DMaxFileType
+    CreateType<87, K3DMaxFileType>,
     NotBuilt,  // 88 KMbFileType
     NotBuilt,  // 89 KMhtFileType
     NotBuilt,  // 90 KMidFileType
@@ -139,13 +153,13 @@ constexpr Creator Creators[] = {
     NotBuilt,  // 94 KJarFileType
     NotBuilt,  // 95 KOggFileType
     NotBuilt,  // 96 KOneFileType
-    NotBuilt,  // 97 KP65FileType
+    CreateType<97, KP65FileType>,
     NotBuilt,  // 98 KPxlFileType
-    NotBuilt,  // 99 KQpwFileType
+    CreateType<99, KQpwFileType>,
     NotBuilt,  // 100 KQxpFileType
     NotBuilt,  // 101 KQptFileType
     NotBuilt,  // 102 KSdrFileType
-    NotBuilt,  // 103 KShwFileType
+    CreateType<103, KShwFileType>,
     NotBuilt,  // 104 KVegFileType
     NotBuilt,  // 105 KWpdFileType
     NotBuilt,  // 106 KArwFileType

@@ -9,3 +9,6 @@
 /// never depends on it.
 std::int32_t
 TraceMessage(const char* format, ...);
+
+/// The same for formats that compilers cannot check: those that stand in a table, or have lengths such as "%I64d".
+std::int32_t TraceFormatted(const char* format, ...);

@@ -234,6 +234,52 @@ def optimised(data):
     png(data, 8, 2)
 
 
+COMPOUND_SIGNATURE = b"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1"
+SUMMARIES = ("\5SummaryInformation", "\5DocumentSummaryInformation")
+FREE = 0xFFFFFFFF
+
+
+def compound(data, *wanted):
+    """A compound file that has both summaries and these streams; its FAT must
+    say the same of its size as the file itself."""
+    want(data.startswith(COMPOUND_SIGNATURE), "no compound file signature")
+    size = 1 << struct.unpack_from("<H", data, 30)[0]
+    fat_sectors, directory = struct.unpack_from("<II", data, 44)
+
+    def sector(number):
+        return data[(number + 1) * size:(number + 2) * size]
+
+    fat = []
+    for number in struct.unpack_from("<%dI" % fat_sectors, data, 76):
+        fat.extend(struct.unpack("<%dI" % (size // 4), sector(number)))
+    used = max(number for number, link in enumerate(fat) if link != FREE) + 1
+    want((used + 1) * size == len(data), "the FAT is one of %d sectors" % used)
+
+    names = []
+    while directory < len(fat):
+        for at in range(0, size, 128):
+            entry = sector(directory)[at:at + 128]
+            length = struct.unpack_from("<H", entry, 64)[0]
+            names.append(entry[:max(length, 2) - 2].decode("utf-16-le"))
+        directory = fat[directory]
+    want(names[0] == "Root Entry", "the first entry is %r" % names[0])
+    for name in SUMMARIES + wanted:
+        want(name in names, "no stream %r" % name)
+
+
+def letter_doc(data):
+    compound(data, "WordDocument")
+
+
+def table_xls(data):
+    compound(data, "Workbook")
+
+
+def slides_ppt(data):
+    compound(data, "PowerPoint Document")
+
+
+# Every file of fixtures/, whichever script makes it.
 KINDS = {
     "jfif-baseline.jpg": jfif_baseline,
     "jfif-progressive.jpg": jfif_progressive,
@@ -252,6 +298,9 @@ KINDS = {
     "rgba-adam7.png": rgba_adam7,
     "text.png": text,
     "optimised.png": optimised,
+    "letter.doc": letter_doc,
+    "table.xls": table_xls,
+    "slides.ppt": slides_ppt,
 }
 
 
@@ -260,7 +309,7 @@ def check(name, data):
     if name.endswith(".jpg"):
         end = jpeg_end(data)
         want(end == len(data), "first end of image ends at %d, the file at %d" % (end, len(data)))
-    else:
+    elif name.endswith(".png"):
         want(data.endswith(PNG_END), "does not end with IEND and its CRC")
         # A PNG here must not fill its last sector.
         want(len(data) % SECTOR != 0, "the size is a whole number of sectors")

@@ -78,8 +78,9 @@ for name in noon dusk mist shore tiny; do
     convert "$name.ppm" -depth 8 "$name.ppm"
 done
 
-rm -rf "$out"
+# Other scripts make the other files there.
 mkdir -p "$out"
+rm -f "$out"/*.jpg "$out"/*.png
 
 # ---- JPEG with a JFIF segment -------------------------------------------
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "frame/contract/FileTypeCatalog.h"
+#include "tests/support/CompoundBuilder.h"
 #include "tests/support/RunFormats.h"
 
 namespace test {
@@ -51,6 +52,20 @@ Bytes Fixture::Load() const {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+std::int64_t Fixture::ReportedSize(const Bytes& file) const {
+    return sizeOf == nullptr ? static_cast<std::int64_t>(file.size()) : sizeOf(file);
+}
+
+namespace {
+
+// The size of a compound file is estimated.
+template <std::int32_t Kind>
+Fixture BuiltCompound(const char* name, std::int32_t type) {
+    return {name, {type}, [] { return CompoundFileOf(Kind); }, ReferenceCompoundSize};
+}
+
+}  // namespace
+
 const std::vector<Fixture>& Fixtures() {
     static const std::vector<Fixture> fixtures{
         {"exif-big-endian.jpg", {41}, nullptr},
@@ -70,6 +85,18 @@ const std::vector<Fixture>& Fixtures() {
         {"rgb8.png", {46}, nullptr},
         {"rgba-adam7.png", {46}, nullptr},
         {"text.png", {46}, nullptr},
+        {"letter.doc", {0}, nullptr, ReferenceCompoundSize},
+        {"table.xls", {1, 83}, nullptr, ReferenceCompoundSize},
+        {"slides.ppt", {2, 84}, nullptr, ReferenceCompoundSize},
+        BuiltCompound<5>("visio", 3),
+        BuiltCompound<6>("project", 4),
+        BuiltCompound<7>("publisher", 5),
+        BuiltCompound<8>("designcad", 80),
+        BuiltCompound<11>("flash", 85),
+        BuiltCompound<12>("scene", 87),
+        BuiltCompound<13>("pagemaker", 97),
+        BuiltCompound<14>("quattro", 99),
+        BuiltCompound<15>("slideshow", 103),
         {"bookmarks",
          {73},
          [] {

@@ -22,14 +22,17 @@ std::vector<std::int32_t> CreatedTypes();
 /// Scans a medium with one scanner of every type together; the claims are in the order of the indices.
 std::vector<Claim> ScanWithAllTypes(Medium& medium, const Blocks& blocks);
 
-/// A file, or bytes built to look like one, and the types that report it with its exact size.
+/// A file, or bytes built to look like one, and the types that report it.
 struct Fixture {
     const char* name;
     std::vector<std::int32_t> types;
     /// Null: the bytes of samples/fixtures/<name>.
     Bytes (*build)();
+    /// The size to be reported; null: the file's own.
+    std::int64_t (*sizeOf)(const Bytes& file) = nullptr;
 
     Bytes Load() const;
+    std::int64_t ReportedSize(const Bytes& file) const;
 };
 std::ostream& operator<<(std::ostream& out, const Fixture& fixture);
 

@@ -1,0 +1,264 @@
+#include "containers/CompoundReader.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::uint64_t LengthHint = 1024;
+
+constexpr std::size_t HeaderBytes = 512;
+constexpr auto Signature = PatternOf("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
+
+// Offsets in the header.
+constexpr std::size_t MinorVersion = 24;
+constexpr std::size_t MajorVersion = 26;
+constexpr std::size_t ByteOrder = 28;
+constexpr std::size_t SectorShift = 30;
+constexpr std::size_t MiniSectorShift = 32;
+constexpr std::size_t FatSectorCount = 44;
+constexpr std::size_t FirstDirectorySector = 48;
+constexpr std::size_t FirstMiniFatSector = 60;
+constexpr std::size_t MiniFatSectorCount = 64;
+constexpr std::size_t FirstDifatSector = 68;
+constexpr std::size_t DifatSectorCount = 72;
+constexpr std::size_t FirstDifatWord = 76;
+
+// Sectors of each kind that are read at most.
+constexpr std::uint32_t MostFatSectors = 8192;
+constexpr std::uint32_t MostDifatSectors = 8192;
+constexpr std::uint32_t MostMiniFatSectors = 2048;
+
+// A directory entry, and offsets in it.
+constexpr std::uint32_t EntryBytes = 128;
+constexpr std::size_t NameUnits = 32;
+constexpr std::size_t NameBytes = 64;
+constexpr std::size_t ObjectType = 66;
+constexpr std::size_t ColourFlag = 67;
+constexpr std::size_t ClassId = 80;
+constexpr std::size_t StartingSector = 116;
+constexpr std::size_t StreamSize = 120;
+constexpr std::string_view RootName = "Root Entry";
+constexpr std::uint32_t MostStreamBytes = 0x4000000;
+// Sector numbers from here on mark FAT sectors, ends of chains and free sectors.
+constexpr std::uint32_t FirstSpecialSector = 0xFFFFFFFD;
+
+// The least that a read counts for: small ones cost time as well.
+constexpr std::size_t LeastWork = 512;
+
+bool IsPositive(std::uint32_t value) { return static_cast<std::int32_t>(value) > 0; }
+
+bool IsAcceptable(ByteSpan header) {
+    const auto field = [header](std::size_t offset) {
+        return LoadLittle<std::uint16_t>(header, offset);
+    };
+    return StartsWith(header, Signature) && (field(ByteOrder) == 0xFFFE || field(ByteOrder) == 0xFEFF) &&
+           field(MinorVersion) < 255 && field(MajorVersion) < 255 && field(SectorShift) < 255 &&
+           field(MiniSectorShift) <= field(SectorShift) &&
+           LoadLittle<std::uint32_t>(header, DifatSectorCount) <= LoadLittle<std::uint32_t>(header, FatSectorCount);
+}
+
+constexpr std::uint32_t ToUpper(std::uint32_t unit) { return unit >= 'a' && unit <= 'z' ? unit - 'a' + 'A' : unit; }
+
+// An entry's name up to its terminating zero. One without a terminator is longer than any name that is looked for.
+class EntryName {
+public:
+    explicit EntryName(ByteSpan entry) {
+        while (length_ < units_.size()) {
+            const auto unit = LoadLittle<std::uint16_t>(entry, length_ * 2);
+            if (unit == 0) {
+                break;
+            }
+            units_[length_++] = ToUpper(unit);
+        }
+    }
+
+    bool Is(std::string_view name) const {
+        return length_ == name.size() && std::ranges::equal(name, std::span(units_).first(length_), {}, [](char c) {
+                   return ToUpper(static_cast<unsigned char>(c));
+               });
+    }
+
+private:
+    std::array<std::uint32_t, NameUnits> units_{};
+    std::size_t length_ = 0;
+};
+
+}  // namespace
+
+CompoundReader::CompoundReader(const SectorBlock& block, std::int64_t startSector,
+                               std::span<const std::string_view> streamNames, std::int64_t workLimit)
+    : meter_(workLimit), source_(block.source, block.sectorSize, meter_), block_(block), streamNames_(streamNames) {
+    if (block.source != nullptr) {
+        block_.source = &source_;
+    }
+    directoryFile_ = std::make_unique<KFileSimulator>(&block_, startSector, LengthHint);
+    std::array<std::uint8_t, HeaderBytes> header;
+    ReadAt(*directoryFile_, 0, header);
+    if (!IsAcceptable(header)) {
+        return;
+    }
+    fatFile_ = std::make_unique<KFileSimulator>(&block_, startSector, LengthHint);
+    sectorSize_ = std::uint32_t{1} << (LoadLittle<std::uint16_t>(header, SectorShift) % 32U);
+    ReadDifat(header);
+    CountMiniFat(header);
+    WalkDirectory(header);
+    estimatedSize_ = EstimateSize();
+}
+
+void CompoundReader::ReadAt(KFileSimulator& file, std::uint64_t position, std::span<std::uint8_t> out) {
+    std::ranges::fill(out, std::uint8_t{0});
+    if (meter_.IsExhausted()) {
+        return;
+    }
+    meter_.Charge(static_cast<std::int64_t>(std::max(out.size(), LeastWork)));
+    file.Seek(static_cast<std::int64_t>(position));
+    file.Read(out.data(), static_cast<std::uint32_t>(out.size()));
+}
+
+std::uint32_t CompoundReader::WordAt(std::uint64_t position) {
+    std::array<std::uint8_t, 4> word;
+    ReadAt(*fatFile_, position, word);
+    return LoadLittle<std::uint32_t>(word, 0);
+}
+
+// `index` is below `fatWords_`, so that there is a word in a sector.
+std::uint32_t CompoundReader::FatWord(std::uint32_t index) {
+    const std::uint32_t sector = fatSectors_[index / WordsPerSector()];
+    return WordAt(PositionOf(sector) + std::uint64_t{index % WordsPerSector()} * 4);
+}
+
+// The FAT's sectors are listed in the header and in a chain of DIFAT sectors, whose last words link them. The links
+// stay in the list.
+void CompoundReader::ReadDifat(ByteSpan header) {
+    const auto declaredFat = LoadLittle<std::uint32_t>(header, FatSectorCount);
+    const std::size_t wanted = std::min(declaredFat, MostFatSectors);
+    for (std::size_t at = FirstDifatWord; at < HeaderBytes && fatSectors_.size() < wanted; at += 4) {
+        fatSectors_.push_back(LoadLittle<std::uint32_t>(header, at));
+    }
+    const std::uint32_t most = std::min(LoadLittle<std::uint32_t>(header, DifatSectorCount), MostDifatSectors);
+    auto sector = LoadLittle<std::uint32_t>(header, FirstDifatSector);
+    // A sector of less than 4 bytes has no word to go on with.
+    for (std::uint32_t read = 0; read < most && IsPositive(sector) && WordsPerSector() != 0; ++read) {
+        if (sector > LargestSector()) {
+            break;
+        }
+        TakeFatSectors(sector, wanted);
+        difatWords_ += WordsPerSector();
+        sector = WordAt(PositionOf(sector) + std::uint64_t{WordsPerSector() - 1} * 4);
+    }
+    const auto end = std::ranges::find_if(fatSectors_, [this](std::uint32_t s) { return s > LargestSector(); });
+    fatSectors_.erase(end, fatSectors_.end());
+    fatWords_ = static_cast<std::uint32_t>(fatSectors_.size()) * WordsPerSector();
+}
+
+void CompoundReader::TakeFatSectors(std::uint32_t difatSector, std::size_t wanted) {
+    const std::size_t count = std::min<std::size_t>(wanted - fatSectors_.size(), WordsPerSector());
+    if (count == 0) {
+        return;
+    }
+    std::vector<std::uint8_t> words(count * 4);
+    ReadAt(*fatFile_, PositionOf(difatSector), words);
+    for (std::size_t i = 0; i < count; ++i) {
+        fatSectors_.push_back(LoadLittle<std::uint32_t>(words, i * 4));
+    }
+}
+
+// The list is as long as its first sector makes it: every sector is read at the place of the first one, so that the
+// second link is met again and again.
+void CompoundReader::CountMiniFat(ByteSpan header) {
+    const auto first = LoadLittle<std::uint32_t>(header, FirstMiniFatSector);
+    const std::uint32_t most = std::min(LoadLittle<std::uint32_t>(header, MiniFatSectorCount), MostMiniFatSectors);
+    if (most == 0 || !IsPositive(first) || first > LargestSector() || WordsPerSector() == 0) {
+        return;
+    }
+    const std::uint32_t next = WordAt(PositionOf(first) + std::uint64_t{WordsPerSector() - 1} * 4);
+    const bool goesOn = IsPositive(next) && next <= LargestSector();
+    miniFatWords_ = (goesOn ? most : 1) * WordsPerSector();
+}
+
+// What a sector adds depends on its bytes and on the root's stream size alone. When both the sector and that size are
+// those of an earlier mark, all laps to come are like the one since then. The mark moves on after 1, 2, 4 ... sectors,
+// so that a lap of any length is seen, wherever it begins.
+void CompoundReader::WalkDirectory(ByteSpan header) {
+    auto sector = LoadLittle<std::uint32_t>(header, FirstDirectorySector);
+    const std::uint32_t lastVisit = WordsPerSector() * LoadLittle<std::uint32_t>(header, FatSectorCount);
+    WalkMark mark{0, sector, rootStreamSize_, entryCount_, streamBytes_};
+    std::uint64_t markLifetime = 1;
+    for (std::uint64_t visit = 0; visit <= lastVisit; ++visit) {
+        if (!ReadDirectorySector(sector) || sector >= fatWords_) {
+            break;
+        }
+        sector = FatWord(sector);
+        if (!IsPositive(sector)) {
+            break;
+        }
+        const std::uint64_t lap = visit + 1 - mark.visit;
+        if (sector == mark.sector && rootStreamSize_ == mark.rootStreamSize) {
+            const std::uint64_t laps = (lastVisit - visit) / lap;
+            entryCount_ += static_cast<std::uint32_t>(laps) * (entryCount_ - mark.entryCount);
+            streamBytes_ += static_cast<std::uint32_t>(laps) * (streamBytes_ - mark.streamBytes);
+            visit += laps * lap;
+        } else if (lap == markLifetime) {
+            mark = {visit + 1, sector, rootStreamSize_, entryCount_, streamBytes_};
+            markLifetime *= 2;
+        }
+    }
+}
+
+// False if no entry is worth going on for: all are invalid, or the sector is too small for one.
+bool CompoundReader::ReadDirectorySector(std::uint32_t sector) {
+    // The position is a 32-bit product: large numbers lead back to the file's start.
+    const std::uint32_t position = (sector + 1) * sectorSize_;
+    const std::uint32_t count = sectorSize_ / EntryBytes;
+    std::uint32_t invalid = 0;
+    std::array<std::uint8_t, std::size_t{32} * EntryBytes> bytes;
+    // Behind the work limit all entries are zeros, and so empty.
+    for (std::uint32_t done = 0; done < count && !meter_.IsExhausted();) {
+        const std::uint32_t part = std::min(count - done, static_cast<std::uint32_t>(bytes.size()) / EntryBytes);
+        const std::span<std::uint8_t> read(bytes.data(), std::size_t{part} * EntryBytes);
+        ReadAt(*directoryFile_, position + std::uint64_t{done} * EntryBytes, read);
+        for (std::size_t at = 0; at < read.size(); at += EntryBytes) {
+            invalid += TakeEntry(ByteSpan(read).subspan(at, EntryBytes)) == Entry::Invalid ? 1U : 0U;
+        }
+        done += part;
+    }
+    hasInvalidEntry_ = hasInvalidEntry_ || invalid != 0;
+    return invalid < count;
+}
+
+CompoundReader::Entry CompoundReader::TakeEntry(ByteSpan entry) {
+    const auto nameBytes = LoadLittle<std::uint16_t>(entry, NameBytes);
+    if (nameBytes == 0 || nameBytes > 64) {
+        return Entry::Empty;
+    }
+    const auto start = LoadLittle<std::uint32_t>(entry, StartingSector);
+    const auto size = LoadLittle<std::uint32_t>(entry, StreamSize);
+    const EntryName name(entry);
+    if (name.Is(RootName)) {
+        rootStreamSize_ = size;
+    }
+    const bool startIsSane = start >= FirstSpecialSector || start < std::max(fatWords_, rootStreamSize_);
+    if (!startIsSane || size > MostStreamBytes || entry[ColourFlag] > 1 || entry[ObjectType] > 5) {
+        return Entry::Invalid;
+    }
+    for (std::size_t i = 0; i < streamNames_.size(); ++i) {
+        if (name.Is(streamNames_[i])) {
+            streams_ |= std::uint32_t{1} << i;
+        }
+    }
+    if (!hasFirstEntry_) {
+        hasFirstEntry_ = true;
+        std::ranges::copy(entry.subspan(ClassId, classId_.size()), classId_.begin());
+    }
+    ++entryCount_;
+    streamBytes_ += RoundUp(size);
+    return Entry::Valid;
+}
+
+std::uint32_t CompoundReader::EstimateSize() const {
+    // The header counts for 512 bytes whatever the sector size.
+    const std::uint32_t size = RoundUp(difatWords_ * 4) + 512 + RoundUp(fatWords_ * 4) + RoundUp(miniFatWords_ * 4) +
+                               RoundUp(entryCount_ * EntryBytes) + streamBytes_;
+    const std::uint32_t limit = sectorSize_ * fatWords_;
+    return size > limit || hasInvalidEntry_ ? limit : size;
+}

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// 3D Studio MAX scenes, known by five of their streams.
+class K3DMaxFileType final : public CompoundDocument<K3DMaxFileType, 87, KCompoundFileType::Max3D> {};

@@ -1,0 +1,156 @@
+#include "containers/KCompoundFileType.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+#include "containers/CompoundReader.h"
+#include "frame/SectorScan.h"
+#include "frame/TraceMessage.h"
+
+namespace {
+
+constexpr auto Signature = PatternOf("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
+constexpr std::int64_t MinReportLength = 1024;
+
+// CLSID 597CAA70-72AA-11CF-831E-524153480000.
+constexpr auto FlashClass = PatternOf("\x70\xAA\x7C\x59\xAA\x72\xCF\x11\x83\x1E\x52\x41\x53\x48\x00\x00");
+
+// What parsing may cost, in bytes. The first figure is several times what an ordinary document takes. A candidate that
+// needs more takes it from what all candidates of the block have together, so that a block full of made-up headers
+// costs about 1000 times its size and not 1000 times a candidate's most.
+constexpr std::int64_t WorkPerCandidate = std::int64_t{256} << 10;
+constexpr std::int64_t SharedWorkPerBlock = std::int64_t{512} << 20;
+constexpr std::int64_t MostWorkPerCandidate = std::int64_t{384} << 20;
+
+// The streams by which applications are known. Names that begin with a control character belong to property sets.
+constexpr std::string_view Summary = "\5SummaryInformation";
+constexpr std::string_view DocumentSummary = "\5DocumentSummaryInformation";
+constexpr std::string_view StreamNames[] = {
+    Summary,
+    DocumentSummary,
+    "\1CompObj",
+    "PerfectOffice_MAIN",
+    "PerfectOffice_OBJECTS",
+    "SlideShow",
+    "NativeContent_MAIN",
+    "PageMaker",
+    "WordDocument",
+    "Workbook",
+    "Book",
+    "PowerPoint Document",
+    "PP40",
+    "VisioDocument",
+    "VisioInformation",
+    "Props9",
+    "Props",
+    "Contents",
+    "Layer",
+    "PAPER SPACE",
+    "VIEWDATA",
+    "PREVIEW",
+    "SYMBOL",
+    "Scene",
+    "DllDirectory",
+    "ClassDirectory3",
+    "ClassData",
+    "VideoPostQueue",
+};
+static_assert(std::size(StreamNames) <= 32);
+
+// The bits of some names; one that is not in the list does not compile.
+template <class... Names>
+consteval std::uint32_t Streams(Names... names) {
+    const auto bit = [](std::string_view name) {
+        std::size_t i = 0;
+        while (StreamNames[i] != name) {
+            ++i;
+        }
+        return std::uint32_t{1} << i;
+    };
+    return (0U | ... | bit(names));
+}
+
+constexpr std::uint32_t BothSummaries = Streams(Summary, DocumentSummary);
+
+struct KindRule {
+    /// One of these streams is there,
+    std::uint32_t anyOf;
+    /// and each of these.
+    std::uint32_t allOf;
+    KCompoundFileType::Kind kind;
+    const char* message;
+
+    bool Holds(std::uint32_t streams) const { return (streams & anyOf) != 0 && (streams & allOf) == allOf; }
+};
+
+// The first rule that holds decides.
+constexpr KindRule KindRules[] = {
+    {Streams("PerfectOffice_MAIN", "PerfectOffice_OBJECTS"), Streams("SlideShow"), KCompoundFileType::SlideShow,
+     "It maybe a PerfectOffice SlideShow document(%I64d, %u)!\r\n"},
+    {Streams("NativeContent_MAIN"), 0, KCompoundFileType::QuattroPro, "It maybe a Quatto Pro document(%I64d, %u)!\r\n"},
+    {Streams("PageMaker"), 0, KCompoundFileType::PageMaker, "It maybe a Adobe PageMaker document(%I64d, %u)!\r\n"},
+    {Streams("WordDocument"), BothSummaries, KCompoundFileType::Word, "It maybe a word document(%I64d, %u)!\r\n"},
+    {Streams("Workbook", "Book"), BothSummaries, KCompoundFileType::Excel, "It maybe a excel document(%I64d, %u)!\r\n"},
+    {Streams("PowerPoint Document", "PP40"), BothSummaries, KCompoundFileType::PowerPoint,
+     "It maybe a PowerPoint document(%I64d, %u)!\r\n"},
+    {Streams("VisioDocument"), Streams("VisioInformation") | BothSummaries, KCompoundFileType::Visio,
+     "It maybe a Visio document(%I64d, %u)!\r\n"},
+    {Streams("Props9", "Props"), Streams("\1CompObj") | BothSummaries, KCompoundFileType::Project,
+     "It maybe a project document(%I64d, %u)!\r\n"},
+    {Streams("Contents"), Streams("\1CompObj") | BothSummaries, KCompoundFileType::Publisher,
+     "It maybe a publisher document(%I64u, %u)!\r\n"},
+    {Streams("Layer"), Streams("PAPER SPACE", "VIEWDATA", "PREVIEW", "SYMBOL"), KCompoundFileType::DesignCad,
+     "It maybe a DCD document(%I64u, %u)!\r\n"},
+    {Streams("Scene"), Streams("DllDirectory", "ClassDirectory3", "ClassData", "VideoPostQueue"),
+     KCompoundFileType::Max3D, "It maybe a 3DMAX document(%I64u, %u)!\r\n"},
+};
+
+KCompoundFileType::Kind DecideKind(const CompoundReader& reader, std::int64_t startSector) {
+    for (const KindRule& rule : KindRules) {
+        if (rule.Holds(reader.Streams())) {
+            TraceFormatted(rule.message, startSector, reader.EstimatedSize());
+            return rule.kind;
+        }
+    }
+    return reader.IsOfClass(FlashClass) ? KCompoundFileType::Flash : KCompoundFileType::Unknown;
+}
+
+}  // namespace
+
+std::int32_t KCompoundFileType::Reset() {
+    maxSize_ = DefaultMaxSize;
+    SetScannedBlockKey(FirstBlockKey);
+    return 1;
+}
+
+void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
+    std::int64_t sharedWork = SharedWorkPerBlock;
+    ForEachSector(*block, [&](const Candidate& candidate) {
+        // A sector needs more bytes than the signature.
+        if (candidate.sector.size() <= Signature.size() || !StartsWith(candidate.sector, Signature)) {
+            return;
+        }
+        const std::int64_t limit = std::min(WorkPerCandidate + sharedWork, MostWorkPerCandidate);
+        const std::int64_t work = ExamineCandidate(candidate.block, candidate.startSector, limit);
+        sharedWork -= std::clamp<std::int64_t>(work - WorkPerCandidate, 0, sharedWork);
+    });
+}
+
+std::int64_t KCompoundFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startSector,
+                                                 std::int64_t workLimit) {
+    const CompoundReader reader(block, startSector, StreamNames, workLimit);
+    const Kind kind = DecideKind(reader, startSector);
+    // From 2 GiB on, the estimate counts as negative.
+    const auto estimate = static_cast<std::int32_t>(reader.EstimatedSize());
+    if (estimate >= MinReportLength) {
+        const std::int64_t size = std::min<std::int64_t>(estimate, maxSize_);
+        AddFound(startSector, size, kind);
+        if (kind == Excel) {
+            AddFound(startSector, size, Spreadsheet);
+        } else if (kind == PowerPoint) {
+            AddFound(startSector, size, Slides);
+        }
+    }
+    return reader.Work();
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+
+#include "frame/SharedEngine.h"
+
+/// Compound files (structured storage), told apart by the streams that their directory names. Every sector that begins
+/// with the signature is parsed, also inside a file that has been found. The size is an estimate from the lengths of
+/// the tables and streams, each rounded up to whole sectors. Source: [MS-CFB], Compound File Binary File Format.
+class KCompoundFileType final : public KindEngine {
+public:
+    /// `Spreadsheet` and `Slides` are copies of the finds of the kinds `Excel` and `PowerPoint`.
+    enum Kind : std::int32_t {
+        Unknown = 1,
+        Word,
+        Excel,
+        PowerPoint,
+        Visio,
+        Project,
+        Publisher,
+        DesignCad,
+        Spreadsheet,
+        Slides,
+        Flash,
+        Max3D,
+        PageMaker,
+        QuattroPro,
+        SlideShow,
+    };
+
+    KCompoundFileType() : KindEngine(FirstBlockKey) {}
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
+
+private:
+    static constexpr std::int64_t FirstBlockKey = 0;
+    static constexpr std::int64_t DefaultMaxSize = 0x7FFFFFFF;
+
+    /// Gives what the candidate has cost, in bytes.
+    std::int64_t ExamineCandidate(const SectorBlock& block, std::int64_t startSector, std::int64_t workLimit);
+
+    std::int64_t maxSize_ = DefaultMaxSize;
+};
+
+/// A type that reports one kind of compound file.
+template <class Self, std::int32_t Index, KCompoundFileType::Kind OwnKind>
+class CompoundDocument : public ThinFileType<Self, KCompoundFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[Index];
+    static constexpr std::int32_t Kinds[] = {OwnKind};
+};

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// DesignCAD drawings, known by five of their streams.
+class KDcdFileType final : public CompoundDocument<KDcdFileType, 80, KCompoundFileType::DesignCad> {};

@@ -1,0 +1,7 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// Kingsoft presentations, which name their streams as PowerPoint presentations do: every presentation is reported
+/// as both.
+class KDpsFileType final : public CompoundDocument<KDpsFileType, 84, KCompoundFileType::Slides> {};

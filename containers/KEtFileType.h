@@ -1,0 +1,6 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// Kingsoft spreadsheets, which name their streams as Excel workbooks do: every workbook is reported as both.
+class KEtFileType final : public CompoundDocument<KEtFileType, 83, KCompoundFileType::Spreadsheet> {};

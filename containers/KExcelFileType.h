@@ -1,0 +1,6 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// Excel workbooks: a stream "Workbook" or "Book" and both summaries.
+class KExcelFileType final : public CompoundDocument<KExcelFileType, 1, KCompoundFileType::Excel> {};

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// PageMaker publications: a stream "PageMaker".
+class KP65FileType final : public CompoundDocument<KP65FileType, 97, KCompoundFileType::PageMaker> {};

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// Quattro Pro notebooks: a stream "NativeContent_MAIN".
+class KQpwFileType final : public CompoundDocument<KQpwFileType, 99, KCompoundFileType::QuattroPro> {};

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "containers/KCompoundFileType.h"
+
+/// Corel Presentations slide shows: a stream "SlideShow" beside the office suite's own.
+class KShwFileType final : public CompoundDocument<KShwFileType, 103, KCompoundFileType::SlideShow> {};

@@ -1,0 +1,144 @@
+#include "tests/support/CompoundBuilder.h"
+
+#include <algorithm>
+
+namespace test {
+
+namespace {
+
+constexpr std::uint32_t EndOfChain = 0xFFFFFFFE;
+constexpr std::uint32_t FatSector = 0xFFFFFFFD;
+constexpr std::uint32_t Free = 0xFFFFFFFF;
+
+}  // namespace
+
+const std::vector<CompoundKind>& CompoundKinds() {
+    static const Names summaries{"\5SummaryInformation", "\5DocumentSummaryInformation"};
+    static const auto with = [](Names names) {
+        names.insert(names.end(), summaries.begin(), summaries.end());
+        return names;
+    };
+    static const std::vector<CompoundKind> kinds{
+        {"CorelPresentations", 15, {"PerfectOffice_MAIN", "PerfectOffice_OBJECTS"}, {"SlideShow"}, {103}},
+        {"QuattroPro", 14, {"NativeContent_MAIN"}, {}, {99}},
+        {"PageMaker", 13, {"PageMaker"}, {}, {97}},
+        {"Word", 2, {"WordDocument"}, summaries, {0}},
+        {"Excel", 3, {"Workbook", "Book"}, summaries, {1, 83}},
+        {"PowerPoint", 4, {"PowerPoint Document", "PP40"}, summaries, {2, 84}},
+        {"Visio", 5, {"VisioDocument"}, with({"VisioInformation"}), {3}},
+        {"Project", 6, {"Props9", "Props"}, with({"\1CompObj"}), {4}},
+        {"Publisher", 7, {"Contents"}, with({"\1CompObj"}), {5}},
+        {"DesignCad", 8, {"Layer"}, {"PAPER SPACE", "VIEWDATA", "PREVIEW", "SYMBOL"}, {80}},
+        {"Max3D", 12, {"Scene"}, {"DllDirectory", "ClassDirectory3", "ClassData", "VideoPostQueue"}, {87}},
+    };
+    return kinds;
+}
+
+CompoundFile& CompoundFile::Set(std::size_t offset, std::uint32_t value, std::size_t width) {
+    for (std::size_t i = 0; i < width; ++i) {
+        bytes.at(offset + i) = static_cast<std::uint8_t>(value >> (8 * i));
+    }
+    return *this;
+}
+
+CompoundFile::CompoundFile(const CompoundPlan& plan) : sectorSize(1U << plan.sectorShift) {
+    const auto sectorsOf = [this](std::size_t size) {
+        return static_cast<std::uint32_t>((size + sectorSize - 1) / sectorSize);
+    };
+    const std::uint32_t words = sectorSize / 4;
+    const std::uint32_t directorySectors = sectorsOf(plan.entries.size() * 128);
+    // Smaller sectors begin inside the header.
+    const std::uint32_t hidden = std::max(512 / sectorSize, 1U) - 1;
+    std::uint32_t others = hidden + plan.difatSectors + plan.miniFatSectors + directorySectors;
+    for (const CompoundEntry& entry : plan.entries) {
+        others += sectorsOf(entry.size);
+    }
+    std::uint32_t fatSectors = 1;
+    while (fatSectors * words < fatSectors + others) {
+        ++fatSectors;
+    }
+    fatSectors += plan.spareFatSectors;
+    bytes.assign(std::size_t{sectorSize} * (1 + fatSectors + others), 0);
+
+    const auto offsetOf = [this](std::uint32_t sector) {
+        return (std::size_t{sector} + 1) * sectorSize;
+    };
+    for (std::uint32_t i = 0; i < fatSectors * words; ++i) {
+        fat.push_back(offsetOf(hidden) + std::size_t{i} * 4);
+        Set32(fat.back(), i < hidden + fatSectors ? FatSector : Free);
+    }
+    std::uint32_t next = hidden + fatSectors;
+    // Takes sectors and links them in the FAT.
+    const auto chain = [&](std::uint32_t count) {
+        const std::uint32_t first = next;
+        for (std::uint32_t i = 0; i < count; ++i, ++next) {
+            Set32(fat[next], i + 1 < count ? next + 1 : EndOfChain);
+        }
+        return count == 0 ? EndOfChain : first;
+    };
+    const std::uint32_t firstDifat = chain(plan.difatSectors);
+    const std::uint32_t firstMiniFat = chain(plan.miniFatSectors);
+    firstDirectorySector = chain(directorySectors);
+
+    constexpr std::uint8_t signature[] = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+    std::ranges::copy(signature, bytes.begin());
+    Set16(24, 0x3E).Set16(26, 3).Set16(28, 0xFFFE).Set16(30, plan.sectorShift).Set16(32, 6);
+    Set32(44, fatSectors).Set32(48, firstDirectorySector).Set32(56, 4096);
+    Set32(60, firstMiniFat).Set32(64, plan.miniFatSectors).Set32(68, firstDifat).Set32(72, plan.difatSectors);
+    std::uint32_t listed = 0;
+    const auto list = [&](std::size_t offset) {
+        Set32(offset, listed < fatSectors ? hidden + listed++ : Free);
+    };
+    for (std::size_t i = 0; i < 109; ++i) {
+        list(76 + i * 4);
+    }
+    for (std::uint32_t sector = 0; sector < plan.difatSectors; ++sector) {
+        for (std::uint32_t i = 0; i < words; ++i) {
+            difat.push_back(offsetOf(firstDifat + sector) + std::size_t{i} * 4);
+            if (i + 1 < words) {
+                list(difat.back());
+            } else {
+                Set32(difat.back(), sector + 1 < plan.difatSectors ? firstDifat + sector + 1 : EndOfChain);
+            }
+        }
+    }
+    for (std::uint32_t sector = 0; sector < directorySectors; ++sector) {
+        directory.push_back(offsetOf(firstDirectorySector + sector));
+    }
+    for (std::size_t i = 0; i < plan.entries.size(); ++i) {
+        const CompoundEntry& entry = plan.entries[i];
+        const std::size_t at = offsetOf(firstDirectorySector) + i * 128;
+        const std::uint32_t start = chain(sectorsOf(entry.size));
+        for (std::size_t c = 0; c < std::min<std::size_t>(entry.name.size(), 32); ++c) {
+            Set16(at + c * 2, static_cast<std::uint8_t>(entry.name[c]));
+        }
+        Set16(at + 64, static_cast<std::uint32_t>(entry.name.size() * 2 + 2));
+        bytes[at + 66] = entry.objectType;
+        bytes[at + 67] = entry.colour;
+        std::ranges::copy(entry.classId, bytes.begin() + static_cast<std::ptrdiff_t>(at + 80));
+        Set32(at + 116, entry.start != 0 ? entry.start : start).Set32(at + 120, entry.size);
+    }
+}
+
+CompoundPlan PlanWith(std::initializer_list<Names> streams) {
+    CompoundPlan plan;
+    for (const Names& names : streams) {
+        for (const std::string& name : names) {
+            plan.entries.push_back({name, 300 + static_cast<std::uint32_t>(name.size()) * 40});
+        }
+    }
+    return plan;
+}
+
+Bytes CompoundFileOf(std::int32_t kind) {
+    if (kind == 11) {
+        CompoundPlan plan = PlanWith({{"Page 1", "Symbol 1"}});
+        plan.entries[0].classId = {0x70, 0xAA, 0x7C, 0x59, 0xAA, 0x72, 0xCF, 0x11,
+                                   0x83, 0x1E, 0x52, 0x41, 0x53, 0x48, 0x00, 0x00};
+        return CompoundFile(plan).bytes;
+    }
+    const auto row = std::ranges::find(CompoundKinds(), kind, &CompoundKind::number);
+    return CompoundFile(PlanWith({row->allOf, {row->anyOf.front()}})).bytes;
+}
+
+}  // namespace test
