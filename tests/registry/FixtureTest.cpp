@@ -42,7 +42,7 @@ TEST_P(FixtureTest, IsReportedWithItsExactSizeByItsTypesAloneAtEveryBlockSplit) 
     ASSERT_FALSE(file.empty());
     Claims expected;
     for (const std::int32_t index : GetParam().types) {
-        expected.push_back({index, {test::FixtureSector, static_cast<std::int64_t>(file.size())}});
+        expected.push_back({index, {test::FixtureSector, GetParam().ExpectedSize(file)}});
     }
     Medium medium(512, test::FixtureMedium(file));
     for (std::int64_t blockSectors = 1; blockSectors <= medium.SectorCount(); ++blockSectors) {
@@ -51,14 +51,14 @@ TEST_P(FixtureTest, IsReportedWithItsExactSizeByItsTypesAloneAtEveryBlockSplit) 
     }
 }
 
-// About 1 % of the file's bytes are changed: whatever is found then has a size that a host can take.
+// Up to 2 % of the file's bytes are changed: whatever is found then has a size that a host can take.
 TEST_P(FixtureTest, DamageLeavesSaneFinds) {
     const Bytes intact = test::FixtureMedium(file);
     test::Noise noise(file.size());
     std::size_t reports = 0;
     for (int round = 0; round < 120; ++round) {
         Medium medium(512, intact);
-        for (std::uint64_t changes = file.size() / 100; changes > 0; --changes) {
+        for (std::uint64_t changes = 1 + noise.Below(file.size() / 50); changes > 0; --changes) {
             std::uint8_t& byte = medium.Data()[test::FixtureSector * 512 + noise.Below(file.size())];
             constexpr std::uint8_t values[] = {0x00, 0x01, 0x7F, 0x80, 0xFF};
             byte = noise.Below(2) == 0 ? values[noise.Below(std::size(values))]
@@ -73,7 +73,7 @@ TEST_P(FixtureTest, DamageLeavesSaneFinds) {
             ++reports;
         }
     }
-    EXPECT_GT(reports, 0U) << "so much damage tests nothing";
+    EXPECT_TRUE(reports > 0 || GetParam().types.empty()) << "so much damage tests nothing";
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, FixtureTest, testing::ValuesIn(test::Fixtures()), [](const auto& tested) {
@@ -91,7 +91,7 @@ TEST(BlockCut, WhereBlocksEndChangesNothing) {
         const Bytes file = fixture.Load();
         const auto sector = static_cast<std::int64_t>(bytes.size() / 512);
         for (const std::int32_t index : fixture.types) {
-            expected.push_back({index, {sector, static_cast<std::int64_t>(file.size())}});
+            expected.push_back({index, {sector, fixture.ExpectedSize(file)}});
         }
         bytes = test::Join({bytes, file, test::Zeros((512 - file.size() % 512) % 512)});
     }
