@@ -95,7 +95,10 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
         walker_.emplace(&candidate.block, originSector_, lengthHint);
         checker_.emplace(&candidate.block, originSector_, lengthHint);
     }
-    const std::int64_t start = (candidate.startSector - originSector_) * sectorSize_;
+    // Unsigned, as sector numbers wrap around.
+    const std::uint64_t sectorsIn =
+        static_cast<std::uint64_t>(candidate.startSector) - static_cast<std::uint64_t>(originSector_);
+    const std::int64_t start = static_cast<std::int64_t>(sectorsIn) * sectorSize_;
     std::int64_t position = start + LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
     MoveShortcut(start, position);
     std::optional<Archive> archive;
