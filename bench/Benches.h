@@ -8,4 +8,7 @@ void RegisterScanBenches();
 /// Registers the reader that measuring scanners use.
 void RegisterReaderBenches();
 
+/// Registers the search of an open ZIP archive for its end and its kind, next to a plain loop over the bytes.
+void RegisterZipBenches();
+
 }  // namespace bench

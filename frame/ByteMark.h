@@ -39,13 +39,6 @@ public:
     std::optional<std::size_t> FindEndInSector(ByteSpan sector) const;
 
 private:
-    // True if the anchor and its partner stand where an occurrence at `place` has them.
-    bool IsLikely(const std::uint8_t* place) const;
-    // The same for any of the `Stride` places from `first` on.
-    bool IsAnyLikely(const std::uint8_t* first) const;
-    // Offset of the first occurrence in `haystack` that begins at one of `count` places from `from` on.
-    std::optional<std::size_t> FindAmong(ByteSpan haystack, std::size_t from, std::size_t count) const;
-
     // A rough rank of how often a byte value occurs in disk data.
     static constexpr int Commonness(std::uint8_t value) {
         if (value == 0x00) {

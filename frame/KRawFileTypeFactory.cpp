@@ -4,19 +4,34 @@
 #include <new>
 
 #include "containers/K3DMaxFileType.h"
+#include "containers/K7ZipFileType.h"
+#include "containers/KCabFileType.h"
 #include "containers/KDcdFileType.h"
 #include "containers/KDpsFileType.h"
 #include "containers/KEtFileType.h"
+#include "containers/KExcel2007FileType.h"
 #include "containers/KExcelFileType.h"
 #include "containers/KFlaFileType.h"
+#include "containers/KJarFileType.h"
+#include "containers/KOdfFileType.h"
+#include "containers/KOpenOfficeDataBaseFile.h"
+#include "containers/KOpenOfficeDrawingFile.h"
+#include "containers/KOpenOfficePresentationFile.h"
+#include "containers/KOpenOfficeSheetFile.h"
+#include "containers/KOpenOfficeTextFile.h"
 #include "containers/KP65FileType.h"
+#include "containers/KPowerPoint2007FileType.h"
 #include "containers/KPowerPointFileType.h"
 #include "containers/KProjectFileType.h"
 #include "containers/KPublisherFileType.h"
+#include "containers/KPxlFileType.h"
 #include "containers/KQpwFileType.h"
+#include "containers/KRarFileType.h"
 #include "containers/KShwFileType.h"
 #include "containers/KVisioFileType.h"
+#include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
+#include "containers/KZipFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -62,14 +77,14 @@ constexpr Creator Creators[] = {
     CreateType<3, KVisioFileType>,
     CreateType<4, KProjectFileType>,
     CreateType<5, KPublisherFileType>,
-    NotBuilt,  // 6 KWord2007FileType
-    NotBuilt,  // 7 KExcel2007FileType
-    NotBuilt,  // 8 KPowerPoint2007FileType
-    NotBuilt,  // 9 KOpenOfficeTextFile
-    NotBuilt,  // 10 KOpenOfficeSheetFile
-    NotBuilt,  // 11 KOpenOfficePresentationFile
-    NotBuilt,  // 12 KOpenOfficeDrawingFile
-    NotBuilt,  // 13 KOpenOfficeDataBaseFile
+    CreateType<6, KWord2007FileType>,
+    CreateType<7, KExcel2007FileType>,
+    CreateType<8, KPowerPoint2007FileType>,
+    CreateType<9, KOpenOfficeTextFile>,
+    CreateType<10, KOpenOfficeSheetFile>,
+    CreateType<11, KOpenOfficePresentationFile>,
+    CreateType<12, KOpenOfficeDrawingFile>,
+    CreateType<13, KOpenOfficeDataBaseFile>,
     NotBuilt,  // 14 KASFileType
     NotBuilt,  // 15 KWMAFileType
     NotBuilt,  // 16 KWMVFileType
@@ -123,10 +138,10 @@ constexpr Creator Creators[] = {
     NotBuilt,  // 64 KCurFileType
     NotBuilt,  // 65 KIcoFileType
     NotBuilt,  // 66 KWebpFileType
-    NotBuilt,  // 67 KZipFileType
-    NotBuilt,  // 68 K7ZipFileType
-    NotBuilt,  // 69 KRarFileType
-    NotBuilt,  // 70 KCabFileType
+    CreateType<67, KZipFileType>,
+    CreateType<68, K7ZipFileType>,
+    CreateType<69, KRarFileType>,
+    CreateType<70, KCabFileType>,
     NotBuilt,  // 71 KMdbFileType
     NotBuilt,  // 72 KMdfFileType
     CreateType<73, CFireFoxBookmarkType>,
@@ -149,12 +164,12 @@ constexpr Creator Creators[] = {
     NotBuilt,  // 90 KMidFileType
     NotBuilt,  // 91 KMmfFileType
     NotBuilt,  // 92 KOciFileType
-    NotBuilt,  // 93 KOdfFileType
-    NotBuilt,  // 94 KJarFileType
+    CreateType<93, KOdfFileType>,
+    CreateType<94, KJarFileType>,
     NotBuilt,  // 95 KOggFileType
     NotBuilt,  // 96 KOneFileType
     CreateType<97, KP65FileType>,
-    NotBuilt,  // 98 KPxlFileType
+    CreateType<98, KPxlFileType>,
     CreateType<99, KQpwFileType>,
     NotBuilt,  // 100 KQxpFileType
     NotBuilt,  // 101 KQptFileType

@@ -25,6 +25,13 @@ struct Candidate {
             static_cast<std::uint64_t>(startSector) - static_cast<std::uint64_t>(block.firstSector);
         return static_cast<std::int64_t>(index) * block.sectorSize;
     }
+
+    /// The bytes from the sector's start to the end of the block, for fields that reach beyond a small sector.
+    ByteSpan RestOfBlock() const {
+        const std::int64_t blockBytes = static_cast<std::int64_t>(block.sectorCount) * block.sectorSize;
+        return sector.empty() ? sector
+                              : ByteSpan(sector.data(), static_cast<std::size_t>(blockBytes - OffsetInBlock()));
+    }
 };
 
 /// Calls `visit(const Candidate&)` for every sector of the block, in order. Sector numbers wrap around at the end of

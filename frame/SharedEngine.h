@@ -65,9 +65,17 @@ public:
     void SetMaxFileSize(std::int64_t /*size*/) override {}
 };
 
+/// A type whose `Reset` is the engine's, and so resets what the engine's other types see; it ignores the size cap.
+template <class Self, class Engine>
+class EngineResettingFileType : public FileTypeBase<Self> {
+public:
+    std::int32_t Reset() override { return SharedEngine<Engine>().Reset(); }
+    void SetMaxFileSize(std::int64_t /*size*/) override {}
+};
+
 /// A type that reports the finds of certain kinds of a shared engine, `Self::Kinds` (an array of `std::int32_t`), kind
-/// by kind in that order. `Base` is `RunStateFileType<Self>` for types that answer `Reset` and `SetMaxFileSize` with a
-/// state of their own.
+/// by kind in that order. `Base` answers `Reset` and `SetMaxFileSize`: it is `RunStateFileType<Self>` for types that do
+/// so with a state of their own, `EngineResettingFileType<Self, Engine>` for those that hand `Reset` on.
 template <class Self, class Engine, class Base = StatelessFileType<Self>>
 class ThinFileType : public Base {
 public:

@@ -12,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+#include "containers/KZipFileSearcher.h"
 #include "frame/Bytes.h"
 #include "frame/KFileSimulator.h"
 #include "frame/contract/FileTypeCatalog.h"
@@ -200,6 +201,8 @@ struct Scanner {
 
 std::vector<Find> ScanMedium(const Plan& plan, const std::vector<Scanner>& scanners, Medium& medium) {
     CheckingSink sink(plan, medium.SectorCount());
+    // Archives that wait for an end mark outlive a scan; their starts lie in another medium.
+    SharedEngine<KZipFileSearcher>().EndScan();
     for (const Scanner& scanner : scanners) {
         scanner.type->BeginScan();
         if (plan.cap >= 0) {

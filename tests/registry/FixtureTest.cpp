@@ -50,14 +50,14 @@ TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
     }
 }
 
-// About 1 % of the file's bytes are changed: whatever is found then has a size that a host can take.
+// Up to 2 % of the file's bytes are changed: whatever is found then has a size that a host can take.
 TEST_P(FixtureTest, DamageLeavesSaneFinds) {
     const Bytes intact = test::FixtureMedium(file);
     test::Noise noise(file.size());
     std::size_t reports = 0;
     for (int round = 0; round < 120; ++round) {
         Medium medium(512, intact);
-        for (std::uint64_t changes = file.size() / 100; changes > 0; --changes) {
+        for (std::uint64_t changes = 1 + noise.Below(file.size() / 50); changes > 0; --changes) {
             std::uint8_t& byte = medium.Data()[test::FixtureSector * 512 + noise.Below(file.size())];
             constexpr std::uint8_t values[] = {0x00, 0x01, 0x7F, 0x80, 0xFF};
             byte = noise.Below(2) == 0 ? values[noise.Below(std::size(values))]
@@ -72,7 +72,7 @@ TEST_P(FixtureTest, DamageLeavesSaneFinds) {
             ++reports;
         }
     }
-    EXPECT_GT(reports, 0U) << "so much damage tests nothing";
+    EXPECT_TRUE(reports > 0 || GetParam().types.empty()) << "so much damage tests nothing";
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, FixtureTest, testing::ValuesIn(test::Fixtures()), [](const auto& tested) {

@@ -8,6 +8,7 @@
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
 #include "tests/support/RunFormats.h"
+#include "tests/support/ZipBuilder.h"
 
 namespace test {
 
@@ -97,6 +98,57 @@ const std::vector<Fixture>& Fixtures() {
         BuiltCompound<13>("pagemaker", 97),
         BuiltCompound<14>("quattro", 99),
         BuiltCompound<15>("slideshow", 103),
+        {"plain.zip", {67}, nullptr},
+        {"descriptors.zip", {67}, nullptr},
+        // The comment of 57 bytes is not counted.
+        {"comment.zip",
+         {67},
+         nullptr,
+         [](const Bytes& file) {
+             return std::int64_t{std::ssize(file)} - 57;
+         }},
+        // Ends with the archive stored inside it.
+        {"nested.zip",
+         {67},
+         nullptr,
+         [](const Bytes&) -> std::int64_t {
+             return 3914;
+         }},
+        {"program.jar", {94}, nullptr},
+        {"packed.docx", {6}, nullptr},
+        {"packed.xlsx", {7}, nullptr},
+        {"packed.pptx", {8}, nullptr},
+        // Written with the sizes behind the data: the walk does not find the next record, and no other type takes it.
+        {"letter.docx", {}, nullptr},
+        {"table.xlsx", {}, nullptr},
+        {"slides.pptx", {}, nullptr},
+        {"letter.odt", {9}, nullptr},
+        {"table.ods", {10}, nullptr},
+        {"slides.odp", {11}, nullptr},
+        {"drawing.odg", {12}, nullptr},
+        // Bears the newer of the two media types of database documents, which decides nothing.
+        {"tables.odb", {67}, nullptr},
+        {"formula.odf", {93}, nullptr},
+        {"lzma.7z", {68}, nullptr},
+        {"copy.7z", {68}, nullptr},
+        {"mszip.cab", {70}, nullptr},
+        {"stored.cab", {70}, nullptr},
+        {"database",
+         {13},
+         [] {
+             return ZipArchive({{"mimetype", BytesOf("application/vnd.sun.xml.base")}, {"content.xml", Zeros(2000)}});
+         }},
+        {"worksheet",
+         {98},
+         [] {
+             return ZipArchive({{"PxlPkg.plist", Zeros(300)}, {"sheet", Zeros(2000)}});
+         }},
+        {"archive",
+         {69},
+         [] {
+             return Join({BytesOf(std::string("Rar!\x1A\x07\0\xCF", 8)), Bytes(3000, 'x'),
+                          BytesOf(std::string("\xC4\x3D\x7B\0\x40\x07\0", 7))});
+         }},
         {"bookmarks",
          {73},
          [] {

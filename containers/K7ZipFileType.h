@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+
+/// 7z archives, which end with the header that the start header points at. Source: 7zFormat.txt, "Start Header".
+class K7ZipFileType final : public MeasuringScanner<K7ZipFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[68];
+    static constexpr std::int64_t MinReportLength = 256;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Measure(const Candidate& candidate);
+};

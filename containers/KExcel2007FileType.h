@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+#include "containers/PackageFileType.h"
+#include "containers/kZipOfficeSearcher.h"
+
+/// Office Open XML spreadsheets.
+class KExcel2007FileType final : public PackageFileType<KExcel2007FileType, kZipOfficeSearcher> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[7];
+    static constexpr std::int32_t Kinds[] = {ZipKind::Excel};
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+#include "containers/KZipFileSearcher.h"
+#include "containers/PackageFileType.h"
+
+/// OpenDocument drawings.
+class KOpenOfficeDrawingFile final : public PackageFileType<KOpenOfficeDrawingFile, KZipFileSearcher> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[12];
+    static constexpr std::int32_t Kinds[] = {ZipKind::Drawing};
+};

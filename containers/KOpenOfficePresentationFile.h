@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+#include "containers/KZipFileSearcher.h"
+#include "containers/PackageFileType.h"
+
+/// OpenDocument presentations.
+class KOpenOfficePresentationFile final : public PackageFileType<KOpenOfficePresentationFile, KZipFileSearcher> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[11];
+    static constexpr std::int32_t Kinds[] = {ZipKind::Presentation};
+};

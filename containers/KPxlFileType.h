@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+#include "containers/KZipFileSearcher.h"
+#include "containers/PackageFileType.h"
+
+/// Pocket Excel packages.
+class KPxlFileType final : public PackageFileType<KPxlFileType, KZipFileSearcher> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[98];
+    static constexpr std::int32_t Kinds[] = {ZipKind::PocketExcel};
+};

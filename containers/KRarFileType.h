@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/RunScanner.h"
+
+/// RAR archives of the versions 1.5 to 4, from the marker block and the usual main header to the end-of-archive block.
+/// An archive written without that block stays open until the next one. Source: TechNote.txt of RAR 4, "Archive
+/// format".
+class KRarFileType final : public RunScanner<KRarFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[69];
+    static constexpr std::int64_t MinReportLength = 256;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::size_t> FindEnd(ByteSpan sector);
+};

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "containers/ZipFormat.h"
+#include "frame/KFileSimulator.h"
+#include "frame/SectorScan.h"
+
+/// Walks the records of ZIP archives from their first local header to the end of the central directory.
+///
+/// A walk depends on where it began only by its length limit and by the check of the first central header, so one that
+/// meets the records of an earlier walk need not read them again: long walks leave shortcuts behind. That keeps the
+/// work in proportion to the medium however many walks run through the same records. The shortcuts serve the blocks of
+/// one scan, each of which continues the one before, and take 40 MiB at the most.
+class ZipWalk {
+public:
+    struct Archive {
+        /// Bytes from the first local header to the end of the archive's comment.
+        std::int64_t size;
+        /// Decided by the first name of the directory that decides one.
+        std::int32_t kind;
+    };
+
+    /// Forgets what is known of the medium.
+    void Reset();
+
+    /// The walks to come start in this block, which outlives them. Reads go through its source.
+    void EnterBlock(const SectorBlock& block);
+
+    /// The archive that begins at a sector of the block, which begins with a whole local header. Nothing if the records
+    /// do not lead to an end, if the first central header does not point at a matching local header, or if the records
+    /// in front of the last one have more than 512 MiB.
+    std::optional<Archive> Measure(const Candidate& candidate, std::uint64_t lengthHint);
+
+private:
+    // What records in a row tell; of two rows behind one another, the first to tell something counts.
+    struct Facts {
+        bool hasCentralHeader = false;
+        std::int32_t kind = ZipKind::Plain;
+        // Of the first central header, which count from the start of the archive, in bytes.
+        std::uint32_t localOffset = 0;
+        std::uint32_t compressedSize = 0;
+
+        void Append(const Facts& behind);
+    };
+    // From one record to a later one. Positions are byte offsets from the start of `originSector_`.
+    struct Step {
+        std::int64_t to;
+        Facts facts;
+        bool endsArchive;
+    };
+    struct Landmark {
+        std::int64_t position;
+        Facts factsBehind;
+    };
+
+    static std::optional<Step> ReadRecord(KFileSimulator& reader, std::int64_t position);
+    static std::optional<Step> ReadLocalHeader(KFileSimulator& reader, std::int64_t position);
+    static std::optional<Step> ReadCentralHeader(KFileSimulator& reader, std::int64_t position);
+    static std::optional<Step> ReadEnd(KFileSimulator& reader, std::int64_t position);
+    bool LeadsToFirstMember(const Facts& facts, std::int64_t start);
+    void MoveShortcut(std::int64_t from, std::int64_t to);
+    void Remember(std::int64_t end, std::int64_t start);
+
+    std::int64_t originSector_ = 0;
+    std::int64_t nextSector_ = 0;
+    std::int32_t sectorSize_ = 0;
+    ISectorSource* source_ = nullptr;
+    std::optional<KFileSimulator> walker_;
+    std::optional<KFileSimulator> checker_;
+    // By the position where a step begins.
+    std::unordered_map<std::int64_t, Step> shortcuts_;
+    // Of the walk in hand.
+    std::vector<Landmark> landmarks_;
+};

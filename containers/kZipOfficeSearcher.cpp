@@ -1,0 +1,28 @@
+#include "containers/kZipOfficeSearcher.h"
+
+#include <optional>
+
+#include "frame/SectorScan.h"
+#include "frame/TraceMessage.h"
+
+std::int32_t kZipOfficeSearcher::Reset() {
+    SetScannedBlockKey(NoBlockYet);
+    maxSize_ = ZipMaxSize;
+    walk_.Reset();
+    ClearFound();
+    return 1;
+}
+
+void kZipOfficeSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
+    walk_.EnterBlock(*block);
+    ForEachSector(*block, [&](const Candidate& candidate) {
+        if (!OpensZipMember(candidate.sector)) {
+            return;
+        }
+        const std::optional<ZipWalk::Archive> archive = walk_.Measure(candidate, static_cast<std::uint64_t>(maxSize_));
+        if (archive && archive->kind != ZipKind::Plain && archive->size >= ZipMinReportLength) {
+            TraceMessage("ZIP FILE: %d", static_cast<std::int32_t>(archive->size));
+            AddFound(candidate.startSector, archive->size, archive->kind);
+        }
+    });
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+
+#include "containers/ZipFormat.h"
+#include "containers/ZipWalk.h"
+#include "frame/SharedEngine.h"
+
+/// The engine of Office Open XML documents. It walks the records of every archive that begins at a sector start,
+/// through the central directory to its end, and takes the kind from the first name in a folder that belongs to one of
+/// them: "ppt", "word" or "xl". An archive without such a name is not reported. Nothing stays open between sectors.
+class kZipOfficeSearcher final : public KindEngine {
+public:
+    kZipOfficeSearcher() : KindEngine(NoBlockYet) {}
+
+    std::int32_t Reset() override;
+    /// Limits no report: the walk has a limit of its own.
+    void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
+    /// Reports nothing to the sink: ask with `ScanForKind`.
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+private:
+    static constexpr std::int64_t NoBlockYet = -1;
+
+    std::int64_t maxSize_ = ZipMaxSize;
+    ZipWalk walk_;
+};
