@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Builds card.img, a memory card whose file system is gone, and
-card.list.json, which says where on it the files of fixtures/ lie.
+card.list.json, which says where on it the photos of fixtures/ lie.
 
 The same fixtures always give the same image. Nothing is written unless the
 image passes its checks; then the exit status is 0, otherwise 1.
@@ -241,6 +241,8 @@ def verify(image, files, fixtures):
 def main():
     fixtures = {}
     for name in sorted(os.listdir(check.FIXTURES)):
+        if not name.endswith((".jpg", ".png")):
+            continue
         with open(os.path.join(check.FIXTURES, name), "rb") as file:
             fixtures[name] = file.read()
 

@@ -38,11 +38,11 @@ protected:
     const Bytes file = GetParam().Load();
 };
 
-TEST_P(FixtureTest, IsReportedWithItsExactSizeByItsTypesAloneAtEveryBlockSplit) {
+TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
     ASSERT_FALSE(file.empty());
     Claims expected;
     for (const std::int32_t index : GetParam().types) {
-        expected.push_back({index, {test::FixtureSector, GetParam().ExpectedSize(file)}});
+        expected.push_back({index, {test::FixtureSector, GetParam().ReportedSize(file)}});
     }
     Medium medium(512, test::FixtureMedium(file));
     for (std::int64_t blockSectors = 1; blockSectors <= medium.SectorCount(); ++blockSectors) {
@@ -91,7 +91,7 @@ TEST(BlockCut, WhereBlocksEndChangesNothing) {
         const Bytes file = fixture.Load();
         const auto sector = static_cast<std::int64_t>(bytes.size() / 512);
         for (const std::int32_t index : fixture.types) {
-            expected.push_back({index, {sector, fixture.ExpectedSize(file)}});
+            expected.push_back({index, {sector, fixture.ReportedSize(file)}});
         }
         bytes = test::Join({bytes, file, test::Zeros((512 - file.size() % 512) % 512)});
     }

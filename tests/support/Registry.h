@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <ostream>
 #include <vector>
 
@@ -23,21 +22,17 @@ std::vector<std::int32_t> CreatedTypes();
 /// Scans a medium with one scanner of every type together; the claims are in the order of the indices.
 std::vector<Claim> ScanWithAllTypes(Medium& medium, const Blocks& blocks);
 
-/// A file, or bytes built to look like one, and the types that report it with its exact size,
-/// or that of `expectedSize`.
+/// A file, or bytes built to look like one, and the types that report it.
 struct Fixture {
     const char* name;
     std::vector<std::int32_t> types;
     /// Null: the bytes of samples/fixtures/<name>.
     Bytes (*build)();
-    /// Where the rules give another size than the file's own.
-    std::optional<std::int64_t> expectedSize = std::nullopt;
+    /// The size to be reported; null: the file's own.
+    std::int64_t (*sizeOf)(const Bytes& file) = nullptr;
 
     Bytes Load() const;
-    /// The size in bytes that the types report for the loaded file.
-    std::int64_t ExpectedSize(const Bytes& file) const {
-        return expectedSize.value_or(static_cast<std::int64_t>(file.size()));
-    }
+    std::int64_t ReportedSize(const Bytes& file) const;
 };
 std::ostream& operator<<(std::ostream& out, const Fixture& fixture);
 
