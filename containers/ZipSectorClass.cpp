@@ -38,10 +38,10 @@ struct DecidingName {
     constexpr std::uint8_t ByteAt(std::size_t at) const { return static_cast<std::uint8_t>(text.at(at)); }
 
     std::string_view text;
-    std::int32_t kind;
     // Offset of the first place in the text that passes the filter. Before it there is none, so an occurrence that
     // begins earlier than another one is also met earlier.
     std::size_t anchor = 0;
+    std::int32_t kind;
     std::uint8_t anchorLetter = 0;
 };
 

@@ -220,9 +220,11 @@ void ZipWalk::Remember(std::int64_t end, std::int64_t start) {
         }
     }
     Facts facts;
-    for (auto landmark = landmarks_.rbegin(); landmark != landmarks_.rend(); ++landmark) {
-        landmark->factsBehind.Append(facts);
-        facts = landmark->factsBehind;
-        shortcuts_.insert_or_assign(landmark->position, Step{end, facts, false});
+    while (!landmarks_.empty()) {
+        Landmark landmark = landmarks_.back();
+        landmarks_.pop_back();
+        landmark.factsBehind.Append(facts);
+        facts = landmark.factsBehind;
+        shortcuts_.insert_or_assign(landmark.position, Step{end, facts, false});
     }
 }

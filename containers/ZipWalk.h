@@ -53,7 +53,7 @@ private:
         bool endsArchive;
     };
     struct Landmark {
-        std::int64_t position;
+        std::int64_t position = 0;
         Facts factsBehind;
     };
 

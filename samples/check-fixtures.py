@@ -4,9 +4,11 @@
 Exit status 0 if every file is as it should be, 1 if any is not.
 """
 
+import io
 import os
 import struct
 import sys
+import zipfile
 import zlib
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -16,7 +18,7 @@ SECTOR = 512                    # bytes
 # Payload bytes of the four ready-made Huffman tables of a colour JPEG: each
 # has a class byte, 16 counts and 12 (DC) or 162 (AC) symbols.
 READY_MADE_TABLES = 2 * (1 + 16 + 12) + 2 * (1 + 16 + 162)
-MIN_SIZE = 2 * 1024             # bytes, each file
+MIN_SIZE = 512                  # bytes, each file
 MAX_SIZE = 120 * 1024           # bytes, each file
 MAX_TOTAL = 700 * 1024          # bytes, all files together
 
@@ -279,6 +281,41 @@ def slides_ppt(data):
     compound(data, "PowerPoint Document")
 
 
+def zipped(data, *wanted, comment=b""):
+    """A whole ZIP archive that begins with its first member and has these."""
+    with zipfile.ZipFile(io.BytesIO(data)) as archive:
+        want(archive.testzip() is None, "a member is damaged")
+        want(archive.infolist()[0].header_offset == 0, "something stands in front of the first member")
+        want(archive.comment == comment, "the comment is %r" % archive.comment)
+        for name in wanted:
+            want(name in archive.namelist(), "no member %r" % name)
+    want(data.endswith(comment) and data[-len(comment) - 22:].startswith(b"PK\5\6"),
+         "something stands behind the archive")
+
+
+def zip_members(*wanted, comment=b""):
+    return lambda data: zipped(data, *wanted, comment=comment)
+
+
+def open_document(media_type):
+    def check_package(data):
+        zipped(data, "mimetype", "content.xml")
+        want(data[30:].startswith(b"mimetypeapplication/vnd.oasis.opendocument." + media_type),
+             "the media type is not the first member's content")
+    return check_package
+
+
+def seven_zip(data):
+    want(data.startswith(b"7z\xbc\xaf\x27\x1c"), "no 7z signature")
+    offset, size = struct.unpack_from("<QQ", data, 12)
+    want(32 + offset + size == len(data), "the next header ends at %d" % (32 + offset + size))
+
+
+def cabinet(data):
+    want(data.startswith(b"MSCF"), "no cabinet signature")
+    want(struct.unpack_from("<I", data, 8)[0] == len(data), "the header has another size")
+
+
 # Every file of fixtures/, whichever script makes it.
 KINDS = {
     "jfif-baseline.jpg": jfif_baseline,
@@ -301,6 +338,27 @@ KINDS = {
     "letter.doc": letter_doc,
     "table.xls": table_xls,
     "slides.ppt": slides_ppt,
+    "plain.zip": zip_members("readme.txt", "notes/first.txt"),
+    "comment.zip": zip_members("readme.txt", comment=b"Kept for the record, with a comment behind the directory."),
+    "descriptors.zip": zip_members("readme.txt"),
+    "nested.zip": zip_members("readme.txt", "inner.zip"),
+    "program.jar": zip_members("META-INF/MANIFEST.MF"),
+    "letter.docx": zip_members("word/document.xml"),
+    "table.xlsx": zip_members("xl/workbook.xml"),
+    "slides.pptx": zip_members("ppt/presentation.xml"),
+    "packed.docx": zip_members("word/document.xml"),
+    "packed.xlsx": zip_members("xl/workbook.xml"),
+    "packed.pptx": zip_members("ppt/presentation.xml"),
+    "letter.odt": open_document(b"text"),
+    "table.ods": open_document(b"spreadsheet"),
+    "slides.odp": open_document(b"presentation"),
+    "drawing.odg": open_document(b"graphics"),
+    "formula.odf": open_document(b"formula"),
+    "tables.odb": open_document(b"base"),
+    "lzma.7z": seven_zip,
+    "copy.7z": seven_zip,
+    "mszip.cab": cabinet,
+    "stored.cab": cabinet,
 }
 
 

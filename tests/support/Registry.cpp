@@ -65,6 +65,12 @@ Fixture BuiltCompound(const char* name, std::int32_t type) {
     return {name, {type}, [] { return CompoundFileOf(Kind); }, ReferenceCompoundSize};
 }
 
+// For a file whose rules give another size than its own.
+template <std::int64_t Size>
+std::int64_t Always(const Bytes& /*file*/) {
+    return Size;
+}
+
 }  // namespace
 
 const std::vector<Fixture>& Fixtures() {
@@ -101,19 +107,9 @@ const std::vector<Fixture>& Fixtures() {
         {"plain.zip", {67}, nullptr},
         {"descriptors.zip", {67}, nullptr},
         // The comment of 57 bytes is not counted.
-        {"comment.zip",
-         {67},
-         nullptr,
-         [](const Bytes& file) {
-             return std::int64_t{std::ssize(file)} - 57;
-         }},
+        {"comment.zip", {67}, nullptr, Always<1480>},
         // Ends with the archive stored inside it.
-        {"nested.zip",
-         {67},
-         nullptr,
-         [](const Bytes&) -> std::int64_t {
-             return 3914;
-         }},
+        {"nested.zip", {67}, nullptr, Always<3914>},
         {"program.jar", {94}, nullptr},
         {"packed.docx", {6}, nullptr},
         {"packed.xlsx", {7}, nullptr},
