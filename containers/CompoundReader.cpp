@@ -92,7 +92,7 @@ CompoundReader::CompoundReader(const SectorBlock& block, std::int64_t startSecto
         block_.source = &source_;
     }
     directoryFile_ = std::make_unique<KFileSimulator>(&block_, startSector, LengthHint);
-    std::array<std::uint8_t, HeaderBytes> header;
+    std::array<std::uint8_t, HeaderBytes> header{};
     ReadAt(*directoryFile_, 0, header);
     if (!IsAcceptable(header)) {
         return;
@@ -116,7 +116,7 @@ void CompoundReader::ReadAt(KFileSimulator& file, std::uint64_t position, std::s
 }
 
 std::uint32_t CompoundReader::WordAt(std::uint64_t position) {
-    std::array<std::uint8_t, 4> word;
+    std::array<std::uint8_t, 4> word{};
     ReadAt(*fatFile_, position, word);
     return LoadLittle<std::uint32_t>(word, 0);
 }
@@ -211,7 +211,7 @@ bool CompoundReader::ReadDirectorySector(std::uint32_t sector) {
     const std::uint32_t position = (sector + 1) * sectorSize_;
     const std::uint32_t count = sectorSize_ / EntryBytes;
     std::uint32_t invalid = 0;
-    std::array<std::uint8_t, std::size_t{32} * EntryBytes> bytes;
+    std::array<std::uint8_t, std::size_t{8} * EntryBytes> bytes{};
     // Behind the work limit all entries are zeros, and so empty.
     for (std::uint32_t done = 0; done < count && !meter_.IsExhausted();) {
         const std::uint32_t part = std::min(count - done, static_cast<std::uint32_t>(bytes.size()) / EntryBytes);

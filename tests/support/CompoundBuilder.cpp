@@ -112,11 +112,11 @@ CompoundFile::CompoundFile(const CompoundPlan& plan) : sectorSize(1U << plan.sec
         for (std::size_t c = 0; c < std::min<std::size_t>(entry.name.size(), 32); ++c) {
             Set16(at + c * 2, static_cast<std::uint8_t>(entry.name[c]));
         }
-        Set16(at + 64, static_cast<std::uint32_t>(entry.name.size() * 2 + 2));
+        Set16(at + 64, static_cast<std::uint32_t>(entry.name.empty() ? 0 : entry.name.size() * 2 + 2));
         bytes[at + 66] = entry.objectType;
         bytes[at + 67] = entry.colour;
         std::ranges::copy(entry.classId, bytes.begin() + static_cast<std::ptrdiff_t>(at + 80));
-        Set32(at + 116, entry.start != 0 ? entry.start : start).Set32(at + 120, entry.size);
+        Set32(at + 116, start).Set32(at + 120, entry.size);
     }
 }
 

@@ -25,12 +25,11 @@ struct CompoundKind {
 const std::vector<CompoundKind>& CompoundKinds();
 
 struct CompoundEntry {
+    /// Empty for a place that is not used.
     std::string name;
     std::uint32_t size = 0;
     std::uint8_t colour = 1;
     std::uint8_t objectType = 2;
-    /// Where the stream begins, apart from where it really does; 0 leaves it.
-    std::uint32_t start = 0;
     Bytes classId = Bytes(16);
 };
 
