@@ -17,6 +17,9 @@ constexpr std::uint16_t LongestName = 260;
 // the reader's cache, which fills it again, costs JumpCost.
 constexpr int LandmarkCost = 128;
 constexpr int JumpCost = 32;
+// What the walks of a block may read together, and what each may read in any case, in bytes.
+constexpr std::int64_t SharedWorkPerBlock = std::int64_t{1} << 30;
+constexpr std::int64_t WorkPerCandidate = std::int64_t{1} << 20;
 constexpr std::size_t MostShortcuts = std::size_t{1} << 19;
 
 struct PackageFolder {
@@ -92,9 +95,14 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
         return std::nullopt;
     }
     if (!walker_) {
-        walker_.emplace(&candidate.block, originSector_, lengthHint);
-        checker_.emplace(&candidate.block, originSector_, lengthHint);
+        meter_ = WorkMeter(SharedWorkPerBlock);
+        meteredSource_.emplace(source_, sectorSize_, meter_);
+        block_ = candidate.block;
+        block_.source = &*meteredSource_;
+        walker_.emplace(&block_, originSector_, lengthHint);
+        checker_.emplace(&block_, originSector_, lengthHint);
     }
+    const std::int64_t workLimit = std::max(SharedWorkPerBlock, meter_.Used() + WorkPerCandidate);
     // Unsigned, as sector numbers wrap around.
     const std::uint64_t sectorsIn =
         static_cast<std::uint64_t>(candidate.startSector) - static_cast<std::uint64_t>(originSector_);
@@ -105,7 +113,7 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
     Facts facts;
     landmarks_.clear();
     int cost = LandmarkCost;
-    while (position - start <= LengthLimit) {
+    while (position - start <= LengthLimit && meter_.Used() < workLimit) {
         const auto shortcut = shortcuts_.find(position);
         const bool isKnown = shortcut != shortcuts_.end();
         const std::optional<Step> step = isKnown ? shortcut->second : ReadRecord(*walker_, position);
@@ -215,7 +223,7 @@ void ZipWalk::Remember(std::int64_t end, std::int64_t start) {
     if (shortcuts_.size() + landmarks_.size() > MostShortcuts) {
         // No walk to come begins in front of this one.
         std::erase_if(shortcuts_, [start](const auto& shortcut) { return shortcut.first < start; });
-        if (shortcuts_.size() > MostShortcuts / 4 * 3) {
+        if (shortcuts_.size() + landmarks_.size() > MostShortcuts) {
             shortcuts_.clear();
         }
     }

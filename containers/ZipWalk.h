@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "containers/MeteredSource.h"
 #include "containers/ZipFormat.h"
 #include "frame/KFileSimulator.h"
 #include "frame/SectorScan.h"
@@ -12,9 +13,10 @@
 /// Walks the records of ZIP archives from their first local header to the end of the central directory.
 ///
 /// A walk depends on where it began only by its length limit and by the check of the first central header, so one that
-/// meets the records of an earlier walk need not read them again: long walks leave shortcuts behind. That keeps the
-/// work in proportion to the medium however many walks run through the same records. The shortcuts serve the blocks of
-/// one scan, each of which continues the one before, and take 40 MiB at the most.
+/// meets the records of an earlier walk need not read them again: long walks leave shortcuts behind. The shortcuts
+/// serve the blocks of one scan, each of which continues the one before, and take some 60 MiB at the most. Made-up
+/// media can hold more chains of records than that: so the walks of a block share what they may read, far more than
+/// packages need, and a walk that has used it up ends without an archive.
 class ZipWalk {
 public:
     struct Archive {
@@ -69,6 +71,10 @@ private:
     std::int64_t nextSector_ = 0;
     std::int32_t sectorSize_ = 0;
     ISectorSource* source_ = nullptr;
+    // What the walks of the block have read, in bytes.
+    WorkMeter meter_{0};
+    std::optional<MeteredSource> meteredSource_;
+    SectorBlock block_{};
     std::optional<KFileSimulator> walker_;
     std::optional<KFileSimulator> checker_;
     // By the position where a step begins.

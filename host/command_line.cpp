@@ -1,11 +1,12 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <exception>
+#include <new>
 
 #include "commands.h"
 #include "medium.h"
+#include "say.h"
 #include "stop_request.h"
 
 namespace salvor {
@@ -14,18 +15,14 @@ namespace {
 
 void AddScanOptions(CLI::App& command, ScanOptions& options) {
     command.add_option("IMAGE", options.image, "Raw image file or block device; opened read-only")->required();
-    command.add_option("--sector-size", options.sectorSize, "Bytes in a sector, 512 to 4096")
-        ->check(CLI::Range(SmallestSectorSize, LargestSectorSize))
-        ->capture_default_str();
+    command.add_option("--sector-size", options.sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
     command.add_option("--block-size", options.blockSize, "Bytes read at once")->capture_default_str();
-    command.add_option("--start", options.start, "First sector to scan, counted from 0")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command.add_option("--length", options.length, "Sectors to scan; to the end if not given")
-        ->check(CLI::NonNegativeNumber);
+    command.add_option("--start", options.start, "First sector to scan, counted from 0")->capture_default_str();
+    command.add_option("--length", options.length, "Sectors to scan; to the end if not given");
     command
         .add_option("--cap", options.caps,
-                    "Largest size to report, for all types or as EXT=SIZE, in place of the types' own ('salvor types')")
+                    "Largest size to report, for all types or as EXT=SIZE, in place of the types' own ('salvor "
+                    "types'); those of engines stay")
         ->delimiter(',')
         ->allow_extra_args(false);
 }
@@ -46,8 +43,8 @@ void AddSizeOptions(CLI::App& command, FilterOptions& options) {
         ->allow_extra_args(false);
 }
 
-void AddOutOptions(CLI::App& command, std::string& out, bool& overwrite) {
-    command.add_option("--out", out, "Folder for the files; new or empty")->required();
+void AddOutOptions(CLI::App& command, const std::string& which, std::string& out, bool& overwrite) {
+    command.add_option("--out", out, "Folder for the files; " + which)->required();
     command.add_flag("--overwrite", overwrite, "Write into a folder that holds other things");
 }
 
@@ -84,7 +81,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     extractApp->add_option("--image", extract.image, "The image, if it is not where the scan found it");
     AddTypeOptions(*extractApp, extract.filter);
     AddSizeOptions(*extractApp, extract.filter);
-    AddOutOptions(*extractApp, extract.out, extract.overwrite);
+    AddOutOptions(*extractApp, "new, empty, or of an earlier run on the image", extract.out, extract.overwrite);
     AddQuiet(*extractApp, extract.quiet);
     extractApp->footer(
         "A second run into the same folder completes what is missing.\n"
@@ -95,7 +92,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddScanOptions(*recoverApp, recover.scan);
     AddTypeOptions(*recoverApp, recover.filter);
     AddSizeOptions(*recoverApp, recover.filter);
-    AddOutOptions(*recoverApp, recover.out, recover.overwrite);
+    AddOutOptions(*recoverApp, "new or empty", recover.out, recover.overwrite);
     AddQuiet(*recoverApp, recover.quiet);
     recoverApp->footer("Example: salvor recover card.img --out recovered --types jpg,png");
 
@@ -106,7 +103,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         return command->get_name() == argv[1];
     };
     if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
-        fmt::print(stderr, "salvor: '{}' is no command; the commands are scan, extract, recover and types\n", argv[1]);
+        Say("'{}' is no command; the commands are scan, extract, recover and types", argv[1]);
         return static_cast<int>(ExitStatus::Usage);
     }
     try {
@@ -125,10 +122,13 @@ int RunCommandLine(int argc, const char* const* argv) {
         }
         return static_cast<int>(recoverApp->parsed() ? RunRecover(recover) : RunTypes());
     } catch (const Failure& failure) {
-        fmt::print(stderr, "salvor: {}\n", failure.what());
+        SayLine(failure.what());
         return static_cast<int>(failure.Status());
+    } catch (const std::bad_alloc&) {
+        SayLine("not enough memory; a smaller --block-size needs less");
+        return static_cast<int>(ExitStatus::NotStarted);
     } catch (const std::exception& error) {
-        fmt::print(stderr, "salvor: {}\n", error.what());
+        SayLine(error.what());
         return static_cast<int>(ExitStatus::NotStarted);
     }
 }

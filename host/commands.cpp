@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 
 #include "extract_run.h"
 #include "journal.h"
 #include "out_folder.h"
+#include "say.h"
 #include "scan_run.h"
 #include "scanners.h"
 #include "selection.h"
@@ -19,23 +19,20 @@ namespace salvor {
 
 namespace {
 
-// Stat numbers tell whether two paths name one file.
-bool IsSameFile(const std::string& a, const std::string& b) {
-    struct stat first {};
-    struct stat second {};
-    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
-           first.st_ino == second.st_ino;
-}
-
 bool HoldsSomething(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
 }
 
+// A journal never touches the medium, and an earlier one only when that is wanted.
 void RequireNewReport(const ScanCommand& command) {
     if (IsSameFile(command.report, command.scan.image)) {
         throw Failure(ExitStatus::Usage, "--report names the image itself, which is never written to");
     }
+    if (std::filesystem::is_block_file(command.report)) {
+        throw Failure(ExitStatus::Usage, "--report names a block device; name a file");
+    }
+    RefuseSameDevice(command.report, command.scan.image);
     if (HoldsSomething(command.report) && !command.overwrite) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
@@ -67,7 +64,7 @@ ExitStatus RunScan(const ScanCommand& command) {
     JournalWriter journal(command.report, scan.header);
     const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
     if (!command.quiet) {
-        fmt::print("{}", ScanTable(outcome.summary));
+        Tell(ScanTable(outcome.summary));
     }
     return StatusOf(outcome);
 }
@@ -84,43 +81,40 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                                   image, medium.SizeInBytes(), journal.header.imageSize));
     }
     if (journal.damagedLines > 0) {
-        fmt::print(stderr, "salvor: {} lines of the finds file '{}' are damaged and passed over\n",
-                   journal.damagedLines, command.finds);
+        Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, command.finds);
     }
     if (!journal.complete) {
-        fmt::print(stderr, "salvor: the scan behind '{}' did not end; its {} finds are used\n", command.finds,
-                   journal.finds.size());
+        Say("the scan behind '{}' did not end; its {} finds are used", command.finds, journal.finds.size());
     }
-    PrepareOutFolder(command.out, JobOf(journal.header), image,
+    PrepareOutFolder(command.out, JobOf(journal.header), {image, command.finds},
                      command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
-    const FindsOrigin origin{journal.header.imagePath, journal.complete, journal.header.caps};
+    const FindsOrigin origin{image, command.finds, journal.complete, journal.header.caps};
     return ExtractFiles(medium, journal.finds, origin, filter, command.out, command.quiet);
 }
 
 ExitStatus RunRecover(const RecoverCommand& command) {
     const PlanFilter filter = MakeFilter(command.filter);
     PreparedScan scan = PrepareScan(command.scan, filter.types);
-    PrepareOutFolder(command.out, JobOf(scan.header), command.scan.image,
+    PrepareOutFolder(command.out, JobOf(scan.header), {command.scan.image, ""},
                      command.overwrite ? FolderUse::Overwrite : FolderUse::New);
     const std::string finds = (std::filesystem::path(command.out) / "finds.jsonl").string();
     JournalWriter journal(finds, scan.header);
     const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
     if (!command.quiet) {
-        fmt::print("{}", ScanTable(outcome.summary));
+        Tell(ScanTable(outcome.summary));
     }
     if (!outcome.complete) {
-        fmt::print(stderr,
-                   "salvor: stopped before a file was written; 'salvor extract {} --out {}' writes what was found so "
-                   "far\n",
-                   finds, command.out);
+        Say("stopped before a file was written; 'salvor extract {} --out {}' writes what was found so far",
+            ShellWord(finds), ShellWord(command.out));
     }
-    const FindsOrigin origin{scan.header.imagePath, outcome.complete, scan.header.caps};
+    const FindsOrigin origin{scan.header.imagePath, finds, outcome.complete, scan.header.caps};
     return ExtractFiles(*scan.medium, outcome.finds, origin, filter, command.out, command.quiet);
 }
 
 ExitStatus RunTypes() {
     const std::vector<std::int32_t> built = BuiltTypes();
-    fmt::print("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", "index", "extension", "name", "size cap", "plausible sizes");
+    std::string table = fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", "index", "extension", "name", "size cap",
+                                    "plausible sizes");
     for (std::int32_t type = 0; type < FileTypeCount; ++type) {
         const FileTypeIdentity& identity = FileTypeCatalog[type];
         const std::string range = identity.largestSize == 0
@@ -128,9 +122,10 @@ ExitStatus RunTypes() {
                                       : fmt::format("{} to {}", FormatExactSize(identity.smallestSize),
                                                     FormatExactSize(identity.largestSize));
         const bool isBuilt = std::ranges::binary_search(built, type);
-        fmt::print("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}{}\n", type, identity.extension, identity.name,
-                   FormatCap(identity.maxSize), range, isBuilt ? "" : "  not built yet");
+        table += fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}{}\n", type, identity.extension, identity.name,
+                             FormatCap(identity.maxSize), range, isBuilt ? "" : "  not built yet");
     }
+    Tell(table);
     return ExitStatus::Done;
 }
 

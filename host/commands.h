@@ -11,11 +11,11 @@ namespace salvor {
 /// Where and how to look for files, as the person gave it.
 struct ScanOptions {
     std::string image;
-    std::int32_t sectorSize = 512;
+    std::string sectorSize = "512";
     std::string blockSize = "1M";
-    /// In sectors; a length of -1 goes to the medium's end.
-    std::int64_t start = 0;
-    std::int64_t length = -1;
+    /// In sectors; an empty length goes to the medium's end.
+    std::string start = "0";
+    std::string length;
     /// Words such as "png=50M".
     std::vector<std::string> caps;
 };

@@ -9,6 +9,7 @@
 #include "file_writer.h"
 #include "progress.h"
 #include "report.h"
+#include "say.h"
 #include "scanners.h"
 #include "stop_request.h"
 
@@ -26,14 +27,15 @@ std::optional<std::int64_t> FreeSpace(const fs::path& folder) {
     return static_cast<std::int64_t>(info.f_bavail * info.f_frsize);
 }
 
-void RequireSpace(const Plan& plan, const fs::path& folder) {
+void RequireSpace(const Plan& plan, const fs::path& folder, const std::string& findsPath) {
     const std::int64_t needed = SpaceNeeded(plan, folder);
     const auto free = FreeSpace(folder);
     if (free && needed > *free) {
-        throw Failure(ExitStatus::Losses,
-                      fmt::format("the files need {} and '{}' has {} free; nothing was written: free some space, name "
-                                  "another folder or narrow the selection",
-                                  FormatSize(needed), folder.string(), FormatSize(*free)));
+        throw Failure(
+            ExitStatus::Losses,
+            fmt::format("the files need {} and '{}' has {} free; none was written: free some space, narrow the "
+                        "selection, or write elsewhere with 'salvor extract {} --out FOLDER'",
+                        FormatSize(needed), folder.string(), FormatSize(*free), ShellWord(findsPath)));
     }
 }
 
@@ -122,7 +124,7 @@ private:
         const bool full = error == ErrorText(ENOSPC);
         if (!full || !diskWasFull_) {
             progress_.Clear();
-            fmt::print(stderr, "salvor: cannot write '{}': {}\n", (folder_ / file.path).string(), error);
+            Say("cannot write '{}': {}", (folder_ / file.path).string(), error);
         }
         diskWasFull_ = diskWasFull_ || full;
     }
@@ -165,7 +167,7 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Find>& finds, const Fi
                         const PlanFilter& filter, const fs::path& folder, bool quiet) {
     const Plan plan = MakePlan(finds, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps);
     if (!StopRequested()) {
-        RequireSpace(plan, folder);
+        RequireSpace(plan, folder, origin.findsPath);
     }
     LineFile report(folder / "report.jsonl");
     LineFile skipped(folder / "skipped.jsonl");
@@ -180,9 +182,10 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Find>& finds, const Fi
     skipped.Finish();
     report.Finish();
     if (!quiet) {
-        fmt::print("{}", TotalsTable(totals));
+        Tell(TotalsTable(totals));
     }
     if (!complete) {
+        Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, plan.files.size());
         return ExitStatus::Stopped;
     }
     return totals.failed > 0 || medium.Unreadable().SectorCount() > 0 ? ExitStatus::Losses : ExitStatus::Done;

@@ -13,6 +13,7 @@ namespace salvor {
 /// Where the finds of an extraction come from, for its report.
 struct FindsOrigin {
     std::string imagePath;
+    std::string findsPath;
     /// The scan went over its whole range.
     bool scanComplete = false;
     /// Caps in bytes that the scan set, by factory index.

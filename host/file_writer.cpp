@@ -81,6 +81,10 @@ WriteResult FileWriter::Write(const PlannedFile& file) {
         result.error = error.message();
         return result;
     }
+    if (IsImage(path) || IsImage(path.string() + ".part")) {
+        result.error = "the image itself stands there";
+        return result;
+    }
     if (HoldsPlannedBytes(path, file, result)) {
         result.outcome = WriteOutcome::AlreadyThere;
     } else if (result.outcome != WriteOutcome::Stopped) {
@@ -110,6 +114,14 @@ bool FileWriter::ForEachPiece(const PlannedFile& file, TakePiece takePiece, Writ
         }
     }
     return true;
+}
+
+bool FileWriter::IsImage(const fs::path& path) const {
+    struct stat there {};
+    struct stat image {};
+    const auto fd = medium_.CopySource();
+    return fd && stat(path.c_str(), &there) == 0 && fstat(*fd, &image) == 0 && there.st_dev == image.st_dev &&
+           there.st_ino == image.st_ino;
 }
 
 SectorRange FileWriter::SectorsOf(const PlannedFile& file) const {

@@ -35,6 +35,7 @@ public:
     WriteResult Write(const PlannedFile& file);
 
 private:
+    bool IsImage(const std::filesystem::path& path) const;
     SectorRange SectorsOf(const PlannedFile& file) const;
     bool HoldsPlannedBytes(const std::filesystem::path& path, const PlannedFile& file, WriteResult& result);
     void Copy(const std::filesystem::path& path, const PlannedFile& file, WriteResult& result);

@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
 
 #include "failure.h"
@@ -65,15 +67,46 @@ Json HeaderToJson(const JournalHeader& header) {
             {"options", {{"caps", caps}}}};
 }
 
+bool IsInteger(const Json& record, const char* key) {
+    const auto field = record.find(key);
+    return field != record.end() && field->is_number_integer();
+}
+
+// Reads a line without its line break. One that is longer than any record is skipped and given as empty text. False at
+// the end of the file.
+bool ReadLine(std::istream& file, std::string& line) {
+    constexpr std::size_t longest = std::size_t{1} << 20U;
+    bool tooLong = false;
+    line.clear();
+    int byte = file.get();
+    if (byte == EOF) {
+        return false;
+    }
+    for (; byte != EOF && byte != '\n'; byte = file.get()) {
+        tooLong = tooLong || line.size() == longest;
+        if (!tooLong) {
+            line += static_cast<char>(byte);
+        }
+    }
+    if (tooLong) {
+        line.clear();
+    }
+    return true;
+}
+
 // Throws a JSON exception or std::invalid_argument for a header that lacks a field or holds nonsense.
 JournalHeader HeaderFromJson(const Json& value) {
     JournalHeader header;
     if (value.at("format") != FormatName || value.at("version") != FormatVersion) {
         throw std::invalid_argument("another format");
     }
+    if (!IsInteger(value.at("image"), "size") || !IsInteger(value, "sector_size")) {
+        throw std::invalid_argument("sizes are whole numbers");
+    }
     header.imagePath = PathFromJson(value.at("image"));
     header.imageSize = value.at("image").at("size").get<std::int64_t>();
-    header.sectorSize = value.at("sector_size").get<std::int32_t>();
+    const auto sectorSize = value.at("sector_size").get<std::int64_t>();
+    header.sectorSize = static_cast<std::int32_t>(std::clamp<std::int64_t>(sectorSize, 0, LargestSectorSize + 1));
     header.blockSize = value.at("block_size").get<std::int64_t>();
     header.range = {value.at("range").at("start").get<std::int64_t>(),
                     value.at("range").at("length").get<std::int64_t>()};
@@ -85,11 +118,6 @@ JournalHeader HeaderFromJson(const Json& value) {
         throw std::invalid_argument("impossible sizes");
     }
     return header;
-}
-
-bool IsInteger(const Json& record, const char* key) {
-    const auto field = record.find(key);
-    return field != record.end() && field->is_number_integer();
 }
 
 // False for a record that is none of a journal's.
@@ -187,7 +215,7 @@ Journal ReadJournal(const std::string& path) {
     errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::string line;
-    if (!file || !std::getline(file, line)) {
+    if (!file || !ReadLine(file, line)) {
         throw fail(errno != 0 ? ErrorText(errno) : "it is empty");
     }
     Journal journal;
@@ -196,7 +224,7 @@ Journal ReadJournal(const std::string& path) {
     } catch (const std::exception&) {
         throw fail("its first line is not the header of a finds file");
     }
-    while (std::getline(file, line)) {
+    while (ReadLine(file, line)) {
         // The last line of a journal ends with a line break too; without one it was cut.
         if (file.eof() || !TakeRecord(ParseJsonLine(line), journal)) {
             ++journal.damagedLines;

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 constexpr const char* JobFile = "job.json";
 
 Failure Refuse(ExitStatus status, const fs::path& folder, std::string_view why) {
-    return Failure(status, fmt::format("cannot recover into '{}': {}", folder.string(), why));
+    return Failure(status, fmt::format("cannot write to '{}': {}", folder.string(), why));
 }
 
 Json JobToJson(const JobIdentity& job) {
@@ -32,7 +32,7 @@ Json JobToJson(const JobIdentity& job) {
 bool BelongsToJob(const fs::path& folder, const JobIdentity& job) {
     std::ifstream file(folder / JobFile);
     std::string line;
-    // Both as text, so that a path that is not UTF-8 compares as it was written.
+    // As text: bytes of a path that are not UTF-8 are replaced in both.
     return std::getline(file, line) && line + '\n' == JsonLine(JobToJson(job));
 }
 
@@ -67,17 +67,15 @@ fs::path ExistingAncestor(const fs::path& path) {
     return ancestor;
 }
 
-void RefuseSameDevice(const fs::path& folder, const std::string& imagePath) {
-    struct stat image {};
-    struct stat ancestor {};
-    if (stat(imagePath.c_str(), &image) != 0 || !S_ISBLK(image.st_mode) ||
-        stat(ExistingAncestor(folder).c_str(), &ancestor) != 0) {
-        return;
-    }
-    if (IsOnDevice(ancestor.st_dev, image.st_rdev, "/sys/dev/block")) {
-        throw Refuse(ExitStatus::Usage, folder,
-                     "it lies on the device that is being recovered, and writing there destroys what is to be found; "
-                     "name a folder on another disk");
+// An image that was put into the folder may bear the name of something that a run writes there.
+void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
+    for (const char* name : {JobFile, "report.jsonl", "skipped.jsonl", "finds.jsonl"}) {
+        const bool isFinds = std::string_view(name) == "finds.jsonl";
+        if (IsSameFile(folder / name, inputs.imagePath) ||
+            (!isFinds && !inputs.findsPath.empty() && IsSameFile(folder / name, inputs.findsPath))) {
+            throw Refuse(ExitStatus::Usage, folder,
+                         fmt::format("'{}' there is what this run reads, and a report would replace it", name));
+        }
     }
 }
 
@@ -96,8 +94,33 @@ bool IsOnDevice(std::uint64_t folderDevice, std::uint64_t imageDevice, const fs:
     return !folder.empty() && !image.empty() && RestsOn(folder, DiskOf(image), 0);
 }
 
-void PrepareOutFolder(const fs::path& folder, const JobIdentity& job, const std::string& imagePath, FolderUse use) {
-    RefuseSameDevice(folder, imagePath);
+bool IsSameFile(const fs::path& a, const fs::path& b) {
+    struct stat first {};
+    struct stat second {};
+    if (stat(a.c_str(), &first) != 0 || stat(b.c_str(), &second) != 0) {
+        return false;
+    }
+    const bool sameDevice = S_ISBLK(first.st_mode) && S_ISBLK(second.st_mode) && first.st_rdev == second.st_rdev;
+    return sameDevice || (first.st_dev == second.st_dev && first.st_ino == second.st_ino);
+}
+
+void RefuseSameDevice(const fs::path& path, const std::string& imagePath) {
+    struct stat image {};
+    struct stat ancestor {};
+    if (stat(imagePath.c_str(), &image) != 0 || !S_ISBLK(image.st_mode) ||
+        stat(ExistingAncestor(path).c_str(), &ancestor) != 0) {
+        return;
+    }
+    if (IsOnDevice(ancestor.st_dev, image.st_rdev, "/sys/dev/block")) {
+        throw Refuse(ExitStatus::Usage, path,
+                     "it lies on the device that is being recovered, and writing there destroys what is to be found; "
+                     "name a place on another disk");
+    }
+}
+
+void PrepareOutFolder(const fs::path& folder, const JobIdentity& job, const RunInputs& inputs, FolderUse use) {
+    RefuseSameDevice(folder, inputs.imagePath);
+    RefuseInputsAsOutputs(folder, inputs);
     std::error_code error;
     fs::create_directories(folder, error);
     if (error) {

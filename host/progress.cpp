@@ -42,7 +42,7 @@ std::string FormatCounts(const std::map<std::string, std::int64_t>& files) {
         all += count;
     }
     std::ranges::sort(kinds);
-    std::string text = fmt::format("{} found", all);
+    std::string text = fmt::format("{} files", all);
     for (std::size_t i = 0; i < kinds.size() && i < 6; ++i) {
         text += fmt::format("{} {} {}", i == 0 ? ":" : ",", -kinds[i].first, kinds[i].second);
     }
@@ -74,12 +74,12 @@ void Progress::Update(std::int64_t done, const std::map<std::string, std::int64_
     std::string line = Line(done, files);
     if (onTerminal_) {
         line.resize(std::min(line.size(), TerminalColumns()));
-        fmt::print(stderr, "\r{}\x1B[K", line);
+        std::fputs(fmt::format("\r{}\x1B[K", line).c_str(), stderr);
         std::fflush(stderr);
         drawn_ = true;
         nextUpdate_ = now + TerminalInterval;
     } else {
-        fmt::print(stderr, "{}\n", line);
+        std::fputs((line + '\n').c_str(), stderr);
         nextUpdate_ = now + PlainInterval;
     }
 }

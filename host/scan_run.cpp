@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 
 #include "progress.h"
+#include "say.h"
 #include "scanners.h"
 #include "size_rules.h"
 #include "stop_request.h"
@@ -22,7 +25,7 @@ public:
         : scan_(scan),
           journal_(journal),
           outcome_(outcome),
-          progress_("scanning", scan.header.range.count * scan.header.sectorSize, quiet) {}
+          progress_("scanning", BytesUpTo(scan.header.range.first + scan.header.range.count), quiet) {}
 
     void OnFind(const Find& find) override {
         journal_.AddFind(find);
@@ -32,7 +35,7 @@ public:
     }
 
     void OnBlockDone(std::int64_t nextSector) override {
-        const std::int64_t done = (nextSector - scan_.header.range.first) * scan_.header.sectorSize;
+        const std::int64_t done = BytesUpTo(nextSector);
         outcome_.summary.bytesScanned = done;
         if (const auto unreadable = scan_.medium->TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
             journal_.AddUnreadable(unreadable.Ranges());
@@ -52,6 +55,14 @@ public:
     bool StopRequested() override { return salvor::StopRequested(); }
 
 private:
+    // Bytes of the range in front of a sector; the medium's last sector may be a partial one.
+    std::int64_t BytesUpTo(std::int64_t sector) const {
+        const std::int64_t sectorSize = scan_.header.sectorSize;
+        const std::int64_t end =
+            sector == scan_.medium->SectorCount() ? scan_.medium->SizeInBytes() : sector * sectorSize;
+        return end - scan_.header.range.first * sectorSize;
+    }
+
     PreparedScan& scan_;
     JournalWriter& journal_;
     ScanOutcome& outcome_;
@@ -62,38 +73,74 @@ private:
 
 Failure UsageError(const std::string& line) { return {ExitStatus::Usage, line}; }
 
-std::int64_t BlockSizeOf(const ScanOptions& options) {
+// A whole number in decimal digits.
+std::int64_t ParseNumber(const std::string& option, const std::string& text) {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (stop != end || error != std::errc() || number < 0) {
+        throw UsageError(fmt::format("{}: '{}' is no whole number from 0 on", option, text));
+    }
+    return number;
+}
+
+std::int32_t SectorSizeOf(const ScanOptions& options) {
+    const std::int64_t size = ParseNumber("--sector-size", options.sectorSize);
+    if (size < SmallestSectorSize || size > LargestSectorSize) {
+        throw UsageError(fmt::format("--sector-size: '{}' is not from {} to {} bytes", options.sectorSize,
+                                     SmallestSectorSize, LargestSectorSize));
+    }
+    return static_cast<std::int32_t>(size);
+}
+
+std::int64_t BlockSizeOf(const ScanOptions& options, std::int32_t sectorSize) {
     constexpr std::int64_t largestBlock = std::int64_t{1} << 30;
     const auto size = ParseSize(options.blockSize);
-    if (!size || *size < options.sectorSize || *size > largestBlock) {
+    if (!size || *size < sectorSize || *size > largestBlock) {
         throw UsageError(fmt::format("--block-size: '{}' is no size from one sector to 1 GiB; write for example 4M",
                                      options.blockSize));
     }
-    return *size / options.sectorSize * options.sectorSize;
+    return *size / sectorSize * sectorSize;
+}
+
+// Engines that serve several types keep their own caps.
+std::map<std::int32_t, std::int64_t> CapsOf(const ScanOptions& options, const std::vector<std::int32_t>& types) {
+    const SizeRule rule = ParseSizeRule("--cap", options.caps);
+    std::map<std::int32_t, std::int64_t> caps;
+    for (const std::int32_t type : types) {
+        const auto cap = rule.For(type);
+        if (cap == 0) {
+            throw UsageError("--cap: a cap is at least 1 byte");
+        }
+        if (cap && FileTypeCatalog[type].maxSize > 0) {
+            caps[type] = *cap;
+        } else if (rule.forType.contains(type)) {
+            Say("--cap: {} (type {}) keeps the cap of its engine", ExtensionOf(type), type);
+        }
+    }
+    return caps;
 }
 
 }  // namespace
 
 PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types) {
     JournalHeader header;
-    header.imagePath = std::filesystem::absolute(options.image).lexically_normal().string();
-    header.sectorSize = options.sectorSize;
-    header.blockSize = BlockSizeOf(options);
+    header.imagePath = std::filesystem::absolute(options.image).string();
+    header.sectorSize = SectorSizeOf(options);
+    header.blockSize = BlockSizeOf(options, header.sectorSize);
     header.types = types;
-    const SizeRule caps = ParseSizeRule("--cap", options.caps);
-    for (const std::int32_t type : types) {
-        if (const auto cap = caps.For(type)) {
-            header.caps[type] = *cap;
-        }
-    }
-    auto medium = std::make_unique<Medium>(OpenDevice(options.image), options.sectorSize);
+    header.caps = CapsOf(options, types);
+    const std::int64_t start = ParseNumber("--start", options.start);
+    const std::optional<std::int64_t> length =
+        options.length.empty() ? std::nullopt : std::optional(ParseNumber("--length", options.length));
+    auto medium = std::make_unique<Medium>(OpenDevice(options.image), header.sectorSize);
     header.imageSize = medium->SizeInBytes();
     const std::int64_t sectors = medium->SectorCount();
-    if (options.start < 0 || options.start >= sectors) {
+    if (start >= sectors) {
         throw UsageError(fmt::format("--start: the image '{}' has sectors 0 to {}", options.image, sectors - 1));
     }
-    const std::int64_t left = sectors - options.start;
-    header.range = {options.start, options.length < 0 ? left : std::min(options.length, left)};
+    const std::int64_t left = sectors - start;
+    header.range = {start, std::min(length.value_or(left), left)};
     return {std::move(medium), std::move(header)};
 }
 

@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <set>
 #include <string>
 
+#include "say.h"
 #include "scanners.h"
 
 namespace salvor {
@@ -34,8 +34,8 @@ std::vector<std::int32_t> SelectTypes(const FilterOptions& options) {
     const std::vector<std::int32_t> built = BuiltTypes();
     for (const std::int32_t type : wanted) {
         if (!std::ranges::binary_search(built, type)) {
-            fmt::print(stderr, "salvor: {} ({}, type {}) has no scanner yet and is passed over\n", ExtensionOf(type),
-                       FileTypeCatalog[type].name, type);
+            Say("{} ({}, type {}) has no scanner yet and is passed over", ExtensionOf(type), FileTypeCatalog[type].name,
+                type);
         }
     }
     std::vector<std::int32_t> selected;

@@ -2,7 +2,7 @@
 
 namespace salvor {
 
-/// Makes Ctrl-C and SIGTERM ask for a clean end. A second one ends the program at once.
+/// Makes Ctrl-C and SIGTERM ask for a clean end. The same one a second time ends the program at once.
 void InstallSignalHandlers();
 
 bool StopRequested();

@@ -1,7 +1,9 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <set>
@@ -190,7 +192,7 @@ TEST(Program, ChecksTheSpaceBeforeItWrites) {
     const std::string extract = "extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out");
     const test::ProgramRun run = RunProgram(extract);
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.errors.find("nothing was written"), std::string::npos) << run.errors;
+    EXPECT_NE(run.errors.find("none was written"), std::string::npos) << run.errors;
     EXPECT_TRUE(RecoveredFiles(folder / "out").empty());
     EXPECT_EQ(RunProgram(extract + " --max-size 1M").status, 0);
     EXPECT_EQ(RecoveredFiles(folder / "out").size(), 1U);
@@ -277,7 +279,10 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"recover " + Card + out + " --block-size 511", 2, "--block-size"},
         {"recover " + Card + out + " --block-size 2G", 2, "--block-size"},
         {"recover " + Card + out + " --start 4096", 2, "sectors 0 to 4095"},
-        {"recover " + Card + out + " --start -1", 2, "--start"},
+        {"recover " + Card + out + " --start -1", 2, "'-1'"},
+        {"recover " + Card + out + " --start 0x10", 2, "'0x10'"},
+        {"recover " + Card + out + " --length 99999999999999999999", 2, "--length"},
+        {"recover " + Card + out + " --cap 0", 2, "--cap"},
         {"recover " + Card + " --out " + Quoted(folder / "used"), 2, "not empty"},
         {"scan " + Card + " --report " + Quoted(folder / "finds"), 2, "--overwrite"},
         {"recover " + Quoted(folder / "missing") + out, 3, "No such file"},
@@ -307,6 +312,49 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
     EXPECT_EQ(changed.status, 3);
     EXPECT_NE(changed.errors.find("2097151"), std::string::npos) << changed.errors;
     EXPECT_EQ(RunProgram("extract " + Quoted(folder / "finds") + out + " --image " + Card).status, 0);
+}
+
+TEST(Program, NeverWritesToWhatItReads) {
+    const TempFolder folder;
+    const Bytes card = ReadFile(Samples / "card.img");
+    for (const char* name : {"finds.jsonl", "job.json", "report.jsonl", "skipped.jsonl"}) {
+        const fs::path out = folder / fmt::format("with-{}", name);
+        fs::create_directory(out);
+        fs::copy_file(Samples / "card.img", out / name);
+        EXPECT_EQ(RunProgram("recover " + Quoted(out / name) + " --overwrite --out " + Quoted(out)).status, 2) << name;
+        EXPECT_EQ(ReadFile(out / name), card) << name;
+    }
+    // The image bears the name of a file that is found at its own start.
+    const fs::path image = folder / "out/jpg/f0000000000.jpg";
+    fs::create_directories(image.parent_path());
+    const auto photo = card.begin() + std::ptrdiff_t{72} * 512;
+    const Bytes start(photo, photo + 60000);
+    test::WriteFile(image, start);
+    const test::ProgramRun run =
+        RunProgram("recover " + Quoted(image) + " --overwrite --out " + Quoted(folder / "out"));
+    EXPECT_EQ(run.status, 1) << run.errors;
+    EXPECT_EQ(ReadFile(image), start);
+
+    ASSERT_EQ(RunProgram("scan " + Card + " --report " + Quoted(folder / "out/report.jsonl") + " --overwrite").status,
+              0);
+    EXPECT_EQ(
+        RunProgram("extract " + Quoted(folder / "out/report.jsonl") + " --overwrite --out " + Quoted(folder / "out"))
+            .status,
+        2);
+}
+
+TEST(Program, GoesOnWithoutStandardStreams) {
+    const TempFolder folder;
+    const std::string finds = Quoted(folder / "finds");
+    const std::string program = "'" SALVOR_PROGRAM "' ";
+    const auto shell = [](const std::string& command) {
+        return WEXITSTATUS(std::system(command.c_str()));
+    };
+    EXPECT_EQ(shell(program + "scan missing --report " + finds + " 2>/dev/full"), 3);
+    EXPECT_EQ(shell(program + "scan " + Card + " --types gif,jpg --report " + finds + " <&- >&- 2>&-"), 0);
+    for (const json& line : ReadLines(folder / "finds")) {
+        EXPECT_TRUE(line.contains("record"));
+    }
 }
 
 TEST(Program, ListsTheTypesAndHelpsWithExamples) {
