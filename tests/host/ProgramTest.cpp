@@ -317,7 +317,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
 TEST(Program, NeverWritesToWhatItReads) {
     const TempFolder folder;
     const Bytes card = ReadFile(Samples / "card.img");
-    for (const char* name : {"finds.jsonl", "job.json", "report.jsonl", "skipped.jsonl"}) {
+    for (const char* name : {"finds.jsonl", "job.json", "report.jsonl", "skipped.jsonl", "skipped.jsonl.part"}) {
         const fs::path out = folder / fmt::format("with-{}", name);
         fs::create_directory(out);
         fs::copy_file(Samples / "card.img", out / name);
