@@ -9,6 +9,10 @@
 class K7ZipFileType final : public MeasuringScanner<K7ZipFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[68];
+    static constexpr FormatNotes Notes{.source = "7zFormat.txt, \"Start Header\"",
+                                       .found = "7z archives of format version 0.",
+                                       .end = "The start header says where the last header ends; exact.",
+                                       .limits = "Split volumes are found up to what the first of them declares."};
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector);

@@ -9,6 +9,10 @@
 class KCabFileType final : public MeasuringScanner<KCabFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[70];
+    static constexpr FormatNotes Notes{.source = "[MS-CAB], section 2.1",
+                                       .found = "Cabinet archives.",
+                                       .end = "The header holds the size; exact.",
+                                       .limits = "A signature behind the declared size is not counted."};
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector);

@@ -9,5 +9,9 @@
 class KOdfFileType final : public CapKeepingPackageType<KOdfFileType, KZipFileSearcher> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[93];
+    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
+                                       .found = "OpenDocument formulas.",
+                                       .end = ZipNotes::StreamEnd,
+                                       .limits = ZipNotes::StreamLimits};
     static constexpr std::int32_t Kinds[] = {ZipKind::Formula};
 };

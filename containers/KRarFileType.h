@@ -12,6 +12,11 @@
 class KRarFileType final : public RunScanner<KRarFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[69];
+    static constexpr FormatNotes Notes{
+        .source = "TechNote.txt of RAR 4, \"Archive format\"",
+        .found = "RAR archives of the versions 1.5 to 4.",
+        .end = "The end-of-archive block; exact.",
+        .limits = "An archive without that block runs to the next one. RAR 5 is not found."};
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector);

@@ -9,5 +9,9 @@
 class KZipFileType final : public CapKeepingPackageType<KZipFileType, KZipFileSearcher> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[67];
+    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
+                                       .found = "Archives in which no member name tells a more special kind.",
+                                       .end = ZipNotes::StreamEnd,
+                                       .limits = ZipNotes::StreamLimits};
     static constexpr std::int32_t Kinds[] = {ZipKind::Plain};
 };

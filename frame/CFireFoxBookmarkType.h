@@ -11,6 +11,10 @@
 class CFireFoxBookmarkType final : public RunScanner<CFireFoxBookmarkType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[73];
+    static constexpr FormatNotes Notes{.source = "Netscape bookmark file format",
+                                       .found = "Bookmark files of 16 KiB and more.",
+                                       .end = "The last closing tag, where no text follows it; exact.",
+                                       .limits = "Smaller files are passed over."};
     static constexpr std::int64_t MinReportLength = 16384;
 
     static bool IsHeader(ByteSpan sector);

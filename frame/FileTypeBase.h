@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "frame/BoundedText.h"
+#include "frame/FormatNotes.h"
 #include "frame/RunState.h"
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileType.h"

@@ -42,15 +42,23 @@
 
 namespace {
 
-using Creator = IRawFileType* (*)();
+struct Row {
+    IRawFileType* (*create)();
+    const FormatNotes* notes;
+};
 
 // The type has no scanner in this build.
-constexpr Creator NotBuilt = nullptr;
+constexpr Row NotBuilt{nullptr, nullptr};
+
+template <class Type>
+IRawFileType* Create() {
+    return new (std::nothrow) Type;
+}
 
 template <std::int32_t Index, class Type>
-IRawFileType* CreateType() {
+constexpr Row TypeRow() {
     static_assert(&Type::Identity == &FileTypeCatalog[Index], "the class stands at another index");
-    return new (std::nothrow) Type;
+    return {Create<Type>, &Type::Notes};
 }
 
 constexpr auto AbrHead = PatternOf("\x00\x06\x00\x02\x38\x42IM");
@@ -62,6 +70,17 @@ constexpr auto ExbTail = PatternOf(
 constexpr auto PzfHead = PatternOf("PCFFGRA");
 constexpr auto PzfTail = PatternOf("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01\x40");
 
+constexpr FormatNotes AbrNotes{.source = "Known by its marks only",
+                               .found = "Photoshop brushes of version 6 with two subversions.",
+                               .end = "The first of its end marks.",
+                               .limits = "A file whose mark straddles two sectors runs to the next one."};
+constexpr FormatNotes ExbNotes{
+    .source = "Known by its marks only", .found = "CAXA drawings.", .end = AbrNotes.end, .limits = AbrNotes.limits};
+constexpr FormatNotes PzfNotes{.source = "Known by its marks only",
+                               .found = "GraphPad Prism tables.",
+                               .end = AbrNotes.end,
+                               .limits = AbrNotes.limits};
+
 template <std::int32_t Index, const auto& Head, const auto& Tail>
 IRawFileType* CreateHeadTail() {
     constexpr const FileTypeIdentity& identity = FileTypeCatalog[Index];
@@ -69,22 +88,27 @@ IRawFileType* CreateHeadTail() {
         KHeadTailFileTemplate(identity.name, identity.extension, Head.data(), Head.size(), Tail.data(), Tail.size(), 0);
 }
 
-constexpr Creator Creators[] = {
+template <std::int32_t Index, const auto& Head, const auto& Tail, const FormatNotes& Notes>
+constexpr Row HeadTailRow() {
+    return {CreateHeadTail<Index, Head, Tail>, &Notes};
+}
+
+constexpr Row Rows[] = {
     // clang-format off
-    CreateType<0, KWordFileType>,
-    CreateType<1, KExcelFileType>,
-    CreateType<2, KPowerPointFileType>,
-    CreateType<3, KVisioFileType>,
-    CreateType<4, KProjectFileType>,
-    CreateType<5, KPublisherFileType>,
-    CreateType<6, KWord2007FileType>,
-    CreateType<7, KExcel2007FileType>,
-    CreateType<8, KPowerPoint2007FileType>,
-    CreateType<9, KOpenOfficeTextFile>,
-    CreateType<10, KOpenOfficeSheetFile>,
-    CreateType<11, KOpenOfficePresentationFile>,
-    CreateType<12, KOpenOfficeDrawingFile>,
-    CreateType<13, KOpenOfficeDataBaseFile>,
+    TypeRow<0, KWordFileType>(),
+    TypeRow<1, KExcelFileType>(),
+    TypeRow<2, KPowerPointFileType>(),
+    TypeRow<3, KVisioFileType>(),
+    TypeRow<4, KProjectFileType>(),
+    TypeRow<5, KPublisherFileType>(),
+    TypeRow<6, KWord2007FileType>(),
+    TypeRow<7, KExcel2007FileType>(),
+    TypeRow<8, KPowerPoint2007FileType>(),
+    TypeRow<9, KOpenOfficeTextFile>(),
+    TypeRow<10, KOpenOfficeSheetFile>(),
+    TypeRow<11, KOpenOfficePresentationFile>(),
+    TypeRow<12, KOpenOfficeDrawingFile>(),
+    TypeRow<13, KOpenOfficeDataBaseFile>(),
     NotBuilt,  // 14 KASFileType
     NotBuilt,  // 15 KWMAFileType
     NotBuilt,  // 16 KWMVFileType
@@ -112,12 +136,12 @@ constexpr Creator Creators[] = {
     NotBuilt,  // 38 KCDRFileType
     NotBuilt,  // 39 KPSPFileType
     NotBuilt,  // 40 KPCXFileType
-    CreateType<41, KExifJpgFileType>,
-    CreateType<42, KJPGFileType>,
+    TypeRow<41, KExifJpgFileType>(),
+    TypeRow<42, KJPGFileType>(),
     NotBuilt,  // 43 KGIFFileType
     NotBuilt,  // 44 KWmfFileType
     NotBuilt,  // 45 KEMFFileType
-    CreateType<46, KPngFileType>,
+    TypeRow<46, KPngFileType>(),
     NotBuilt,  // 47 KSwfFileType
     NotBuilt,  // 48 KBmpFileType
     NotBuilt,  // 49 KCRWFileType
@@ -138,43 +162,43 @@ constexpr Creator Creators[] = {
     NotBuilt,  // 64 KCurFileType
     NotBuilt,  // 65 KIcoFileType
     NotBuilt,  // 66 KWebpFileType
-    CreateType<67, KZipFileType>,
-    CreateType<68, K7ZipFileType>,
-    CreateType<69, KRarFileType>,
-    CreateType<70, KCabFileType>,
+    TypeRow<67, KZipFileType>(),
+    TypeRow<68, K7ZipFileType>(),
+    TypeRow<69, KRarFileType>(),
+    TypeRow<70, KCabFileType>(),
     NotBuilt,  // 71 KMdbFileType
     NotBuilt,  // 72 KMdfFileType
-    CreateType<73, CFireFoxBookmarkType>,
+    TypeRow<73, CFireFoxBookmarkType>(),
     NotBuilt,  // 74 KAiFileType
-    CreateHeadTail<75, AbrHead, AbrTail>,
-    CreateHeadTail<76, ExbHead, ExbTail>,
-    CreateHeadTail<77, PzfHead, PzfTail>,
+    HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),
+    HeadTailRow<76, ExbHead, ExbTail, ExbNotes>(),
+    HeadTailRow<77, PzfHead, PzfTail, PzfNotes>(),
     NotBuilt,  // 78 KAifFileType
     NotBuilt,  // 79 KAniFileType
-    CreateType<80, KDcdFileType>,
+    TypeRow<80, KDcdFileType>(),
     NotBuilt,  // 81 KDngFileType
     NotBuilt,  // 82 KDxfFileType
-    CreateType<83, KEtFileType>,
-    CreateType<84, KDpsFileType>,
-    CreateType<85, KFlaFileType>,
+    TypeRow<83, KEtFileType>(),
+    TypeRow<84, KDpsFileType>(),
+    TypeRow<85, KFlaFileType>(),
     NotBuilt,  // 86 KIccFileType
-    CreateType<87, K3DMaxFileType>,
+    TypeRow<87, K3DMaxFileType>(),
     NotBuilt,  // 88 KMbFileType
     NotBuilt,  // 89 KMhtFileType
     NotBuilt,  // 90 KMidFileType
     NotBuilt,  // 91 KMmfFileType
     NotBuilt,  // 92 KOciFileType
-    CreateType<93, KOdfFileType>,
-    CreateType<94, KJarFileType>,
+    TypeRow<93, KOdfFileType>(),
+    TypeRow<94, KJarFileType>(),
     NotBuilt,  // 95 KOggFileType
     NotBuilt,  // 96 KOneFileType
-    CreateType<97, KP65FileType>,
-    CreateType<98, KPxlFileType>,
-    CreateType<99, KQpwFileType>,
+    TypeRow<97, KP65FileType>(),
+    TypeRow<98, KPxlFileType>(),
+    TypeRow<99, KQpwFileType>(),
     NotBuilt,  // 100 KQxpFileType
     NotBuilt,  // 101 KQptFileType
     NotBuilt,  // 102 KSdrFileType
-    CreateType<103, KShwFileType>,
+    TypeRow<103, KShwFileType>(),
     NotBuilt,  // 104 KVegFileType
     NotBuilt,  // 105 KWpdFileType
     NotBuilt,  // 106 KArwFileType
@@ -186,18 +210,20 @@ constexpr Creator Creators[] = {
     NotBuilt,  // 112 KRmFileType
     // clang-format on
 };
-static_assert(std::size(Creators) == FileTypeCount);
+static_assert(std::size(Rows) == FileTypeCount);
 
 }  // namespace
 
 std::int32_t KRawFileTypeFactory::GetCount() { return FileTypeCount; }
 
 IRawFileType* KRawFileTypeFactory::Create(std::int32_t index) {
-    if (index < 0 || index >= this->GetCount() || Creators[index] == nullptr) {
+    if (index < 0 || index >= this->GetCount() || Rows[index].create == nullptr) {
         return nullptr;
     }
-    return Creators[index]();
+    return Rows[index].create();
 }
+
+const FormatNotes* FormatNotesOf(std::int32_t index) { return Rows[index].notes; }
 
 extern "C" IRawFileTypeFactory* GetRawFileTypeFactory() {
     static KRawFileTypeFactory factory;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "frame/FormatNotes.h"
 #include "frame/contract/IRawFileTypeFactory.h"
 
 /// The factory behind `GetRawFileTypeFactory`.
@@ -10,3 +11,6 @@ public:
     std::int32_t GetCount() override;
     IRawFileType* Create(std::int32_t index) override;
 };
+
+/// What the type of a factory index, 0 to `FileTypeCount` - 1, says of its format; null where it has no scanner.
+const FormatNotes* FormatNotesOf(std::int32_t index);

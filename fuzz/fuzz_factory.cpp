@@ -18,6 +18,7 @@
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileTypeFactory.h"
 #include "fuzz/Require.h"
+#include "tests/support/ReportRules.h"
 
 namespace {
 
@@ -172,12 +173,8 @@ public:
         const std::uint64_t offset =
             static_cast<std::uint64_t>(file->startSector) - static_cast<std::uint64_t>(plan_.firstSector);
         Require(offset < static_cast<std::uint64_t>(sectorCount_), "a find begins in the medium");
-        Require(file->size >= 0, "a size is not negative");
-        // Engines limit sizes in their own way.
-        const std::int64_t ownCap = FileTypeCatalog[index_].maxSize;
-        if (ownCap > 0) {
-            Require(file->size <= (plan_.cap >= 0 ? plan_.cap : ownCap), "a size is capped");
-        }
+        const std::int64_t cap = plan_.cap >= 0 ? plan_.cap : FileTypeCatalog[index_].maxSize;
+        Require(test::IsSaneSize(index_, file->size, cap), "a size is one that the type may report");
         finds.push_back({index_, file->startSector, file->size});
         return 1;
     }
@@ -229,12 +226,6 @@ std::vector<Find> ScanMedium(const Plan& plan, const std::vector<Scanner>& scann
     return sink.finds;
 }
 
-// Engines and the range of the last file found outlive a scan, so the next one may give something else.
-bool KeepsStateOverScans(std::int32_t index) {
-    constexpr std::array<std::int32_t, 9> alone{22, 25, 52, 54, 56, 59, 60, 81, 106};
-    return FileTypeCatalog[index].maxSize == CapInEngine || std::ranges::find(alone, index) != alone.end();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -252,7 +243,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::vector<Find>& finds : scans) {
         Medium medium(plan, input.subspan(HeaderBytes));
         finds = ScanMedium(plan, scanners, medium);
-        std::erase_if(finds, [](const Find& find) { return KeepsStateOverScans(find.index); });
+        std::erase_if(finds, [](const Find& find) { return test::KeepsStateOverScans(find.index); });
         complete = complete && medium.BytesRead() < ReadBudget;
     }
     Require(!complete || scans[0] == scans[1], "a second scan finds what the first one found");

@@ -8,6 +8,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/Registry.h"
+#include "tests/support/ReportRules.h"
 
 namespace {
 
@@ -16,6 +17,14 @@ using test::Claim;
 using test::Fixture;
 using test::Medium;
 using Claims = std::vector<Claim>;
+
+// Without the text files that happen to begin where a file of another type does, or in it.
+Claims WithoutChanceText(Claims claims, const Claims& expected) {
+    std::erase_if(claims, [&](const Claim& claim) {
+        return claim.index == test::PlainText && std::ranges::find(expected, claim) == expected.end();
+    });
+    return claims;
+}
 
 TEST(Fixtures, CoverEveryCreatedTypeAndEverySampleFile) {
     std::set<std::int32_t> covered;
@@ -45,7 +54,7 @@ TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
     }
     Medium medium(512, test::FixtureMedium(file));
     for (std::int64_t blockSectors = 1; blockSectors <= medium.SectorCount(); ++blockSectors) {
-        ASSERT_EQ(ScanWithAllTypes(medium, EvenBlocks(medium, blockSectors)), expected)
+        ASSERT_EQ(WithoutChanceText(ScanWithAllTypes(medium, EvenBlocks(medium, blockSectors)), expected), expected)
             << "in blocks of " << blockSectors << " sectors";
     }
 }
@@ -64,9 +73,7 @@ TEST_P(FixtureTest, DamageLeavesSaneFinds) {
                                        : static_cast<std::uint8_t>(byte ^ (1U << noise.Below(8)));
         }
         for (const Claim& claim : ScanWithAllTypes(medium, RandomBlocks(medium, noise))) {
-            const std::int64_t cap = FileTypeCatalog[claim.index].maxSize;
-            ASSERT_GT(claim.found.size, 0) << claim;
-            ASSERT_TRUE(cap == NoCap || cap == CapInEngine || claim.found.size <= cap) << claim;
+            ASSERT_TRUE(test::IsSaneSize(claim.index, claim.found.size, FileTypeCatalog[claim.index].maxSize)) << claim;
             ASSERT_GE(claim.found.startSector, 0) << claim;
             ASSERT_LT(claim.found.startSector, medium.SectorCount()) << claim;
             ++reports;
@@ -96,10 +103,11 @@ TEST(BlockCut, WhereBlocksEndChangesNothing) {
     }
     std::ranges::stable_sort(expected, {}, &Claim::index);
     Medium medium(512, bytes);
-    EXPECT_EQ(ScanWithAllTypes(medium, {medium.SectorCount()}), expected);
+    EXPECT_EQ(WithoutChanceText(ScanWithAllTypes(medium, {medium.SectorCount()}), expected), expected);
     test::Noise noise(11);
     for (int round = 0; round < 100; ++round) {
-        ASSERT_EQ(ScanWithAllTypes(medium, RandomBlocks(medium, noise)), expected) << "round " << round;
+        ASSERT_EQ(WithoutChanceText(ScanWithAllTypes(medium, RandomBlocks(medium, noise)), expected), expected)
+            << "round " << round;
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/Registry.h"
+#include "tests/support/ReportRules.h"
 
 namespace {
 
@@ -25,19 +26,21 @@ struct Kind {
     std::uint8_t (*shape)(std::uint8_t a, std::uint8_t b);
     /// Whether each sector begins with the first two bytes of a file of some type.
     bool withStarts;
+    /// A text file is no bogus find then.
+    bool isText;
     /// Bogus finds of one type in a GiB, at most.
     std::int64_t mostPerGiB;
 };
 std::ostream& operator<<(std::ostream& out, const Kind& kind) { return out << kind.name; }
 
 const Kind Kinds[] = {
-    {"random", [](std::uint8_t a, std::uint8_t) { return a; }, false, 0},
+    {"random", [](std::uint8_t a, std::uint8_t) { return a; }, false, false, 0},
     // Three bits of four are ones, as in the sync words of media streams.
-    {"biased", [](std::uint8_t a, std::uint8_t b) { return static_cast<std::uint8_t>(a | b); }, true, 0},
-    {"text", [](std::uint8_t a, std::uint8_t) { return Letter(a); }, false, 0},
+    {"biased", [](std::uint8_t a, std::uint8_t b) { return static_cast<std::uint8_t>(a | b); }, true, false, 0},
+    {"text", [](std::uint8_t a, std::uint8_t) { return Letter(a); }, false, true, 0},
     // One byte of eight is something, as in tables and padded records.
-    {"zeroLaden", [](std::uint8_t a, std::uint8_t b) { return a % 8 == 0 ? b : std::uint8_t{0}; }, false, 0},
-    {"zeros", [](std::uint8_t, std::uint8_t) { return std::uint8_t{0}; }, false, 0}};
+    {"zeroLaden", [](std::uint8_t a, std::uint8_t b) { return a % 8 == 0 ? b : std::uint8_t{0}; }, false, false, 0},
+    {"zeros", [](std::uint8_t, std::uint8_t) { return std::uint8_t{0}; }, false, false, 0}};
 
 class NoiseTest : public testing::TestWithParam<Kind> {};
 
@@ -57,6 +60,9 @@ TEST_P(NoiseTest, NoTypeFindsFilesInIt) {
         ++bogus[claim.index];
     }
     for (const std::int32_t index : test::CreatedTypes()) {
+        if (index == test::PlainText && GetParam().isText) {
+            continue;
+        }
         const std::int64_t perGiB = bogus[index] * MediaPerGiB;
         EXPECT_LE(perGiB, GetParam().mostPerGiB) << FileTypeCatalog[index].name;
         RecordProperty(FileTypeCatalog[index].extension + std::to_string(index), std::to_string(perGiB));
