@@ -2,22 +2,9 @@
 
 #include <cstdint>
 
+#include "frame/WorkMeter.h"
 #include "frame/contract/ISectorSource.h"
 #include "frame/contract/SectorBlock.h"
-
-/// What a candidate may cost, in bytes read or looked at.
-class WorkMeter {
-public:
-    explicit WorkMeter(std::int64_t limit) : limit_(limit) {}
-
-    void Charge(std::int64_t bytes) { used_ += bytes; }
-    std::int64_t Used() const { return used_; }
-    bool IsExhausted() const { return used_ >= limit_; }
-
-private:
-    std::int64_t limit_;
-    std::int64_t used_ = 0;
-};
 
 /// Passes all calls on to the host's source and charges a meter with the bytes asked for.
 class MeteredSource final : public ISectorSource {
