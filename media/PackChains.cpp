@@ -87,9 +87,9 @@ PackChains::Stream PackChains::Measure(const Candidate& candidate, std::int64_t 
     while (!chain->isBroken && chain->to - start <= lengthLimit) {
         const std::int64_t place = chain->to;
         if (place / WindowBytes != window) {
-            Chain* const known = chain == &own ? ChainThrough(place, start) : nullptr;
+            Chain* const known = chain == &own ? ChainThrough(place) : nullptr;
             if (known != nullptr) {
-                known->StartFrom(start);
+                known->ForgetBefore(start);
                 packets += known->PacketsFrom(place);
                 window = known->landmarks.back() / WindowBytes;
                 chain = known;
@@ -129,20 +129,15 @@ void PackChains::Chain::AddPacket(std::int64_t place) {
     ++packets;
 }
 
-// No walk to come begins in front of `start`.
-void PackChains::Chain::StartFrom(std::int64_t start) {
-    from = start;
+void PackChains::Chain::ForgetBefore(std::int64_t start) {
     if (landmarks.size() > MostLandmarks) {
         landmarks.erase(landmarks.begin(), std::ranges::lower_bound(landmarks, start));
     }
 }
 
-// The chain lies within the length limit of a walk from `start`, if it was last followed from there or from a place in
-// front of it.
-PackChains::Chain* PackChains::ChainThrough(std::int64_t place, std::int64_t start) {
-    const auto known = std::ranges::find_if(chains_, [&](const Chain& chain) {
-        return chain.from <= start && std::ranges::binary_search(chain.landmarks, place);
-    });
+PackChains::Chain* PackChains::ChainThrough(std::int64_t place) {
+    const auto known = std::ranges::find_if(
+        chains_, [place](const Chain& chain) { return std::ranges::binary_search(chain.landmarks, place); });
     return known == chains_.end() ? nullptr : &*known;
 }
 

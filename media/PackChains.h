@@ -34,11 +34,11 @@ public:
     Stream Measure(const Candidate& candidate, std::int64_t lengthLimit);
 
 private:
-    // Places where headers begin, from that of the last candidate on.
+    // Places where headers begin, one behind the other. Candidates come in ascending order, so what lies within the
+    // length limit of one lies within that of the next.
     struct Chain {
-        explicit Chain(std::int64_t start) : from(start), to(start) {}
+        explicit Chain(std::int64_t start) : to(start) {}
 
-        std::int64_t from;
         std::int64_t to;
         // No header is at `to`.
         bool isBroken = false;
@@ -50,9 +50,9 @@ private:
 
         std::int64_t PacketsFrom(std::int64_t place) const;
         void AddPacket(std::int64_t place);
-        void StartFrom(std::int64_t start);
+        void ForgetBefore(std::int64_t start);
     };
-    Chain* ChainThrough(std::int64_t place, std::int64_t start);
+    Chain* ChainThrough(std::int64_t place);
     void Keep(Chain&& chain);
 
     BlockRow row_;

@@ -35,11 +35,10 @@ PacketGrids::Stream PacketGrids::Measure(const Candidate& candidate, const Packe
     const std::int64_t start = row_.PlaceOf(candidate.startSector);
     const std::int64_t first = start + layout.prefix;
     Grid& grid = GridOf(first, layout.size);
-    if (first < grid.from || first > grid.to) {
-        grid = {.from = first, .to = first};
+    // Candidates come in ascending order, so what lies within the limit of one lies within that of the next.
+    if (first > grid.to) {
+        grid = {.to = first};
     }
-    // The places known already lie within the limit of this candidate, which begins behind those before.
-    grid.from = first;
     if (!grid.isBroken && grid.to - start < LengthLimit) {
         KFileSimulator reader(&candidate.block, candidate.startSector, LengthLimit);
         reader.Seek(grid.to - start);

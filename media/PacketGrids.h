@@ -32,9 +32,8 @@ public:
     Stream Measure(const Candidate& candidate, const PacketLayout& layout);
 
 private:
-    // What is known of the grid's places that are a packet's: from the last candidate's first packet to `to`.
+    // The places in front of `to` are packets', as far back as the last candidate's first one.
     struct Grid {
-        std::int64_t from = 0;
         std::int64_t to = -1;
         std::int64_t lastProgramTable = -1;
         // No packet is at `to`.
