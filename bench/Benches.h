@@ -11,4 +11,7 @@ void RegisterReaderBenches();
 /// Registers the search of an open ZIP archive for its end and its kind, next to a plain loop over the bytes.
 void RegisterZipBenches();
 
+/// Registers scans of long media streams, and of media on which many candidates stand in front of the same bytes.
+void RegisterStreamBenches();
+
 }  // namespace bench

@@ -73,40 +73,31 @@ void ZipWalk::Facts::Append(const Facts& behind) {
 
 void ZipWalk::Reset() {
     shortcuts_ = {};
-    source_ = nullptr;
+    row_.Reset();
 }
 
 void ZipWalk::EnterBlock(const SectorBlock& block) {
     walker_.reset();
     checker_.reset();
-    if (source_ != block.source || sectorSize_ != block.sectorSize || nextSector_ != block.firstSector) {
+    if (!row_.Enter(block)) {
         shortcuts_.clear();
-        originSector_ = block.firstSector;
-        sectorSize_ = block.sectorSize;
-        source_ = block.source;
     }
-    nextSector_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(block.firstSector) +
-                                            static_cast<std::uint64_t>(std::max(block.sectorCount, 0)));
 }
 
 std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std::uint64_t lengthHint) {
-    if (source_ == nullptr || sectorSize_ > KFileSimulator::CacheBytes) {
-        // The reader serves reads inside one sector, as that of the first signature, through the source.
+    if (!KFileSimulator::Serves(candidate.block)) {
         return std::nullopt;
     }
     if (!walker_) {
         meter_ = WorkMeter(SharedWorkPerBlock);
-        meteredSource_.emplace(source_, sectorSize_, meter_);
+        meteredSource_.emplace(candidate.block.source, candidate.block.sectorSize, meter_);
         block_ = candidate.block;
         block_.source = &*meteredSource_;
-        walker_.emplace(&block_, originSector_, lengthHint);
-        checker_.emplace(&block_, originSector_, lengthHint);
+        walker_.emplace(&block_, row_.OriginSector(), lengthHint);
+        checker_.emplace(&block_, row_.OriginSector(), lengthHint);
     }
     const std::int64_t workLimit = std::max(SharedWorkPerBlock, meter_.Used() + WorkPerCandidate);
-    // Unsigned, as sector numbers wrap around.
-    const std::uint64_t sectorsIn =
-        static_cast<std::uint64_t>(candidate.startSector) - static_cast<std::uint64_t>(originSector_);
-    const std::int64_t start = static_cast<std::int64_t>(sectorsIn) * sectorSize_;
+    const std::int64_t start = row_.PlaceOf(candidate.startSector);
     std::int64_t position = start + LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
     MoveShortcut(start, position);
     std::optional<Archive> archive;

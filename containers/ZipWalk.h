@@ -7,6 +7,7 @@
 
 #include "containers/MeteredSource.h"
 #include "containers/ZipFormat.h"
+#include "frame/BlockRow.h"
 #include "frame/KFileSimulator.h"
 #include "frame/SectorScan.h"
 
@@ -48,7 +49,7 @@ private:
 
         void Append(const Facts& behind);
     };
-    // From one record to a later one. Positions are byte offsets from the start of `originSector_`.
+    // From one record to a later one. Positions are places of `row_`.
     struct Step {
         std::int64_t to;
         Facts facts;
@@ -67,10 +68,7 @@ private:
     void MoveShortcut(std::int64_t from, std::int64_t to);
     void Remember(std::int64_t end, std::int64_t start);
 
-    std::int64_t originSector_ = 0;
-    std::int64_t nextSector_ = 0;
-    std::int32_t sectorSize_ = 0;
-    ISectorSource* source_ = nullptr;
+    BlockRow row_;
     // What the walks of the block have read, in bytes.
     WorkMeter meter_{0};
     std::optional<MeteredSource> meteredSource_;

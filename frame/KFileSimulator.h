@@ -16,6 +16,10 @@ class KFileSimulator {
 public:
     static constexpr std::int32_t CacheBytes = 32768;
 
+    /// True if every read at a place of the medium succeeds. Without a source, or with sectors larger than the cache,
+    /// those inside one sector fail, and with them the first read of any candidate.
+    static bool Serves(const SectorBlock& block) { return block.source != nullptr && block.sectorSize <= CacheBytes; }
+
     /// `lengthHint` is kept and never bounds a read.
     KFileSimulator(const SectorBlock* block, std::int64_t baseSector, std::uint64_t lengthHint);
     KFileSimulator(const KFileSimulator&) = default;

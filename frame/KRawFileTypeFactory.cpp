@@ -39,6 +39,12 @@
 #include "images/KExifJpgFileType.h"
 #include "images/KJPGFileType.h"
 #include "images/KPngFileType.h"
+#include "media/KASFileType.h"
+#include "media/KMP3FileType.h"
+#include "media/KMtsFileType.h"
+#include "media/KVOBFileType.h"
+#include "media/KWMAFileType.h"
+#include "media/KWMVFileType.h"
 
 namespace {
 
@@ -109,18 +115,18 @@ constexpr Row Rows[] = {
     TypeRow<11, KOpenOfficePresentationFile>(),
     TypeRow<12, KOpenOfficeDrawingFile>(),
     TypeRow<13, KOpenOfficeDataBaseFile>(),
-    NotBuilt,  // 14 KASFileType
-    NotBuilt,  // 15 KWMAFileType
-    NotBuilt,  // 16 KWMVFileType
+    TypeRow<14, KASFileType>(),
+    TypeRow<15, KWMAFileType>(),
+    TypeRow<16, KWMVFileType>(),
     NotBuilt,  // 17 KMovFileType
     NotBuilt,  // 18 K3GPFileType
     NotBuilt,  // 19 KM4AFileType
     NotBuilt,  // 20 KM4VFileType
     NotBuilt,  // 21 KMP4FileType
-    NotBuilt,  // 22 KMP3FileType
+    TypeRow<22, KMP3FileType>(),
     NotBuilt,  // 23 KWavFileType
     NotBuilt,  // 24 KAviFileType
-    NotBuilt,  // 25 KVOBFileType
+    TypeRow<25, KVOBFileType>(),
     NotBuilt,  // 26 KHTMLFileType
     NotBuilt,  // 27 KXMLFileType
     NotBuilt,  // 28 KTxtFileType
@@ -204,7 +210,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 106 KArwFileType
     NotBuilt,  // 107 KSndFileType
     NotBuilt,  // 108 KFlvFileType
-    NotBuilt,  // 109 KMtsFileType
+    TypeRow<109, KMtsFileType>(),
     NotBuilt,  // 110 KMkvFileType
     NotBuilt,  // 111 KWebmFileType
     NotBuilt,  // 112 KRmFileType

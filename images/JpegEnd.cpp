@@ -55,7 +55,7 @@ std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
         links_.fill({});
         linksCleared_ = true;
     }
-    mayReuse_ = candidate.block.source != nullptr && candidate.block.sectorSize <= KFileSimulator::CacheBytes;
+    mayReuse_ = KFileSimulator::Serves(candidate.block);
     const std::int64_t base = candidate.OffsetInBlock();
     KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
     reader.Seek(EndOfImage.size());

@@ -8,6 +8,7 @@ import io
 import os
 import struct
 import sys
+import uuid
 import zipfile
 import zlib
 
@@ -316,6 +317,74 @@ def cabinet(data):
     want(struct.unpack_from("<I", data, 8)[0] == len(data), "the header has another size")
 
 
+ASF_HEADER, ASF_FILE, ASF_STREAM, ASF_AUDIO, ASF_VIDEO = (uuid.UUID(text).bytes_le for text in (
+    "75b22630-668e-11cf-a6d9-00aa0062ce6c", "8cabdca1-a947-11cf-8ee4-00c00c205365",
+    "b7dc0791-a9b7-11cf-8ee6-00c00c205365", "f8699e40-5b4d-11cf-a8fd-00805f5c442b",
+    "bc19efc0-5b4d-11cf-a8fd-00805f5c442b"))
+
+
+def asf(*streams):
+    """An ASF file whose top-level objects fill it, with these stream types."""
+    def check(data):
+        ends, pos = [], 0
+        while pos < len(data):
+            pos += struct.unpack_from("<Q", data, pos + 16)[0]
+            ends.append(pos)
+        want(data.startswith(ASF_HEADER) and pos == len(data), "objects end at %r" % ends)
+        header = data[:ends[0]]
+        size = struct.unpack_from("<Q", header, header.index(ASF_FILE) + 40)[0]
+        want(size == len(data), "the header says %d bytes" % size)
+        types = {part[8:24] for part in header.split(ASF_STREAM)[1:]}
+        want(types == set(streams), "%d kinds of streams" % len(types))
+    return check
+
+
+# kbit/s of MPEG-1 Layer III.
+LAYER3_RATES = (0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320)
+
+
+def mp3(tagged):
+    """MPEG-1 Layer III at 44100 Hz, frame by frame from the end of an ID3v2
+    tag to that of the file, or to an ID3v1 tag there."""
+    def check(data):
+        want(data.startswith(b"ID3") == tagged and (data[-128:-125] == b"TAG") == tagged, "tags are missing or there")
+        start, end = 0, len(data) - (128 if tagged else 0)
+        if tagged:
+            for byte in data[6:10]:
+                start = start << 7 | byte
+            start += 10
+            want(start > 128, "the first frame is at %d" % start)
+        pos = start
+        while pos < end:
+            want(data[pos] == 0xFF and data[pos + 1] & 0xFE == 0xFA, "no frame at %d" % pos)
+            pos += LAYER3_RATES[data[pos + 2] >> 4] * 144000 // 44100 + (data[pos + 2] >> 1 & 1)
+        want(pos == end, "the frames end at %d" % pos)
+    return check
+
+
+def transport_stream(prefix):
+    """Whole packets of 188 bytes with a prefix each; one has the PID 0."""
+    def check(data):
+        size = prefix + 188
+        want(len(data) % size == 0 and len(data) > 100 * 188, "%d bytes" % len(data))
+        packets = [data[at + prefix:at + size] for at in range(0, len(data), size)]
+        want(all(packet[0] == 0x47 for packet in packets), "a sync byte is missing")
+        want(any(packet[1] & 0x1F == packet[2] == 0 for packet in packets), "no program association table")
+    return check
+
+
+def program_stream(data):
+    pos = packets = 0
+    while pos < len(data):
+        want(data[pos:pos + 3] == b"\0\0\1", "no start code at %d" % pos)
+        if data[pos + 3] == 0xBA:
+            pos += 14 + (data[pos + 13] & 7)
+        else:
+            pos += 6 + struct.unpack_from(">H", data, pos + 4)[0]
+            packets += 1
+    want(pos == len(data) and packets >= 10, "%d packets end at %d" % (packets, pos))
+
+
 # Every file of fixtures/, whichever script makes it.
 KINDS = {
     "jfif-baseline.jpg": jfif_baseline,
@@ -359,6 +428,14 @@ KINDS = {
     "copy.7z": seven_zip,
     "mszip.cab": cabinet,
     "stored.cab": cabinet,
+    "tone.wma": asf(ASF_AUDIO),
+    "film.wmv": asf(ASF_AUDIO, ASF_VIDEO),
+    "plain.mp3": mp3(tagged=False),
+    "variable.mp3": mp3(tagged=False),
+    "tagged.mp3": mp3(tagged=True),
+    "stream.ts": transport_stream(0),
+    "stream.m2ts": transport_stream(4),
+    "stream.vob": program_stream,
 }
 
 

@@ -165,6 +165,21 @@ const std::vector<Fixture>& Fixtures() {
          [] {
              return RunFile(RunFormats()[4], 5000);
          }},
+        {"tone.wma", {14, 15, 16}, nullptr},
+        {"film.wmv", {14, 16}, nullptr},
+        // In this order: a tag at the end of a file is taken for that of one without, up to 64 KiB in front of it.
+        {"tagged.mp3", {22}, nullptr},
+        {"plain.mp3", {22}, nullptr},
+        {"variable.mp3", {22}, nullptr},
+        {"stream.ts", {109}, nullptr},
+        // The time stamp in front of the first packet counts twice.
+        {"stream.m2ts",
+         {109},
+         nullptr,
+         [](const Bytes& file) {
+             return static_cast<std::int64_t>(file.size()) + 4;
+         }},
+        {"stream.vob", {25}, nullptr},
     };
     return fixtures;
 }

@@ -1,0 +1,109 @@
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "bench/Benches.h"
+#include "bench/Measure.h"
+#include "bench/Streams.h"
+#include "frame/contract/IRawFileTypeFactory.h"
+
+namespace bench {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Releaser {
+    void operator()(IRawFileType* type) const { type->Release(); }
+};
+using TypePtr = std::unique_ptr<IRawFileType, Releaser>;
+
+class CountingSink : public IFoundFileSink {
+public:
+    std::int32_t ReportFound(const FoundFile* file) override {
+        benchmark::DoNotOptimize(file->size);
+        ++finds;
+        return 1;
+    }
+    std::int64_t finds = 0;
+};
+
+// Units of one length, each with the same first bytes, up to a sector in front of the stream's end.
+Bytes Units(std::string_view head, std::size_t length, std::string_view first) {
+    Bytes bytes(StreamBytes);
+    for (std::size_t at = 0; at + length <= bytes.size() - SectorBytes; at += length) {
+        const std::string_view start = at == 0 ? first : head;
+        std::memcpy(bytes.data() + at, start.data(), start.size());
+    }
+    return bytes;
+}
+
+struct StreamCase {
+    const char* name;
+    std::int32_t index;
+    Bytes (*build)();
+    /// Whether a file is found.
+    bool isFile;
+};
+
+constexpr auto Frame = "\xFF\xFB\xE0\x00"sv;
+constexpr auto SmallFrame = "\xFF\xFB\x90\x00"sv;
+constexpr auto Packet = "\x47\x01\x00\x10"sv;
+constexpr auto ProgramTable = "\x47\x40\x00\x10"sv;
+// A pack header and a packet that fills 2048 bytes with it.
+constexpr auto Pack = "\0\0\1\xBA\x44\0\4\0\4\1\1\x89\xC3\xF8\0\0\1\xE0\x07\xEC"sv;
+constexpr auto PackAlone = "\0\0\1\xBA\x44\0\4\0\4\1\1\x89\xC3\xFA"sv;
+
+// One long file, and media on which many candidates stand in front of the same bytes.
+constexpr std::array Cases{
+    StreamCase{"mp3/320kbit", 22, [] { return Units(Frame, 1044, Frame); }, true},
+    StreamCase{"mp3/128kbit", 22, [] { return Units(SmallFrame, 417, SmallFrame); }, true},
+    StreamCase{"mts/188", 109, [] { return Units(Packet, 188, ProgramTable); }, true},
+    StreamCase{"mts/208", 109, [] { return Units(Packet, 208, ProgramTable); }, true},
+    StreamCase{"vob/2048", 25, [] { return Units(Pack, 2048, Pack); }, true},
+    StreamCase{"hostile/mts-without-table", 109, [] { return Units(Packet, 188, Packet); }, false},
+    StreamCase{"hostile/mts-sync-bytes", 109, [] { return Bytes(StreamBytes, 0x47); }, false},
+    StreamCase{"hostile/packs-without-packets", 25, [] { return Units(PackAlone, 16, PackAlone); }, false},
+    StreamCase{"hostile/tags-without-frames", 22, [] { return Units("ID3"sv, SectorBytes, "ID3"sv); }, false},
+    StreamCase{"hostile/short-rows-of-frames", 22, [] { return Units(SmallFrame, SectorBytes, SmallFrame); }, false},
+};
+
+void ScanStream(benchmark::State& state, const StreamCase& stream) {
+    const Bytes bytes = stream.build();
+    // A stream has an end: the medium repeats it behind its last sector, which is empty.
+    RepeatingSource source(bytes);
+    CountingSink sink;
+    std::int64_t sector = 1;
+    MeasurePasses(state, bytes, [&] {
+        // Each pass is a scan of its own, which begins where the medium does.
+        const TypePtr type(GetRawFileTypeFactory()->Create(stream.index));
+        type->BeginScan();
+        for (std::size_t from = 0; from < bytes.size(); from += BlockBytes) {
+            constexpr auto sectors = static_cast<std::int32_t>(BlockBytes / SectorBytes);
+            const SectorBlock block{sector, bytes.data() + from, sectors, SectorBytes, &source};
+            type->ScanBlock(&block, &sink);
+            sector += sectors;
+        }
+    });
+    state.counters["finds"] = static_cast<double>(sink.finds) / static_cast<double>(state.iterations());
+    if ((sink.finds > 0) != stream.isFile) {
+        state.SkipWithError("not the finds that the medium is made for");
+    }
+}
+
+}  // namespace
+
+void RegisterStreamBenches() {
+    for (const StreamCase& stream : Cases) {
+        benchmark::RegisterBenchmark((std::string("stream/") + stream.name).c_str(), [&stream](
+                                                                                         benchmark::State& state) {
+            ScanStream(state, stream);
+        })->Unit(benchmark::kMillisecond);
+    }
+}
+
+}  // namespace bench

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+#include "frame/SharedEngine.h"
+
+/// ASF files, told apart by the streams that their header declares. The header also says how long the file is, so every
+/// file is known at its first sector. Source: Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3.
+class KASFFileType final : public KindEngine {
+public:
+    enum Kind : std::int32_t {
+        /// Audio streams and no video.
+        Audio = 1,
+        Video,
+        /// Neither.
+        Other,
+    };
+
+    KASFFileType() : KindEngine(FirstBlockKey) {}
+
+    std::int32_t Reset() override;
+    void GetTypeName(char* buffer, std::uint32_t capacity) override;
+    void GetExtension(char* buffer, std::uint32_t capacity) override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
+
+    /// A slot behind those of the contract.
+    virtual void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {
+        KindEngine::ScanForKind(block, sink, kind);
+    }
+
+private:
+    static constexpr std::int64_t FirstBlockKey = 0;
+    static constexpr std::int64_t DefaultMaxSize = 0x2000000000;
+
+    std::int64_t maxSize_ = DefaultMaxSize;
+};
+
+/// What the ASF types say alike.
+struct AsfNotes {
+    static constexpr const char* Source = "Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3";
+    static constexpr const char* End = "The header says how long the file is; exact.";
+    static constexpr const char* Limits =
+        "Live recordings, whose header gives no length, and files of 2 GiB or more are not found.";
+};

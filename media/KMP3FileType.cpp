@@ -1,0 +1,113 @@
+#include "media/KMP3FileType.h"
+
+#include <array>
+
+#include "frame/KFileSimulator.h"
+#include "media/BlockReader.h"
+#include "media/MpegAudioFrames.h"
+
+namespace {
+
+constexpr std::size_t MinSectorBytes = 3;
+constexpr auto Id3v2Tag = PatternOf("ID3");
+// The search for the first frame behind a tag of version 2 stands in for reading the tag's size.
+constexpr std::int64_t TagSearchStart = 128;
+// Places searched in 65536 bytes: the last one of a sync word is left out.
+constexpr std::int64_t SyncPlaces = 65534;
+constexpr std::int64_t EndTagPlaces = 65533;
+constexpr std::int64_t EndTagBytes = 128;
+
+constexpr std::int64_t LengthLimit = 0x4000000;
+constexpr std::int32_t MostFrames = 30000;
+constexpr std::int32_t LeastFrames = 10;
+constexpr std::int32_t LeastFrameBytes = 4;
+
+struct Frames {
+    std::int32_t count = 0;
+    /// Position behind the last frame; a header of a length that no frame has counts with that.
+    std::int64_t end;
+};
+
+template <class Reader>
+Frames WalkFrames(Reader& reader, std::int64_t first, std::int32_t most) {
+    MpegAudioFrames stream;
+    Frames frames{.end = first};
+    while (frames.end >= 0 && frames.end < LengthLimit && frames.count < most) {
+        std::array<std::uint8_t, 4> header{};
+        reader.Seek(frames.end);
+        reader.Read(header.data(), header.size());
+        const std::optional<std::int32_t> length = stream.LengthOf(LoadBig<std::uint32_t>(header, 0));
+        if (!length) {
+            break;
+        }
+        frames.end += *length;
+        if (*length < LeastFrameBytes) {
+            break;
+        }
+        ++frames.count;
+    }
+    return frames;
+}
+
+// Tells from the bytes of the block alone that there are too few frames.
+bool BreaksInBlock(const Candidate& candidate, std::int64_t first) {
+    BlockReader reader(candidate);
+    return WalkFrames(reader, first, LeastFrames).count < LeastFrames && !reader.RanOut();
+}
+
+}  // namespace
+
+std::int32_t KMP3FileType::Reset() {
+    row_.Reset();
+    return MeasuringScanner::Reset();
+}
+
+void KMP3FileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    if (!row_.Enter(*block)) {
+        frameSync_.Forget();
+        endTag_.Forget();
+    }
+    MeasuringScanner::ScanBlock(block, sink);
+}
+
+bool KMP3FileType::IsHeader(ByteSpan sector) {
+    return sector.size() >= MinSectorBytes && (FrameSync::Difference(sector.data()) == 0 || StartsWithTag(sector));
+}
+
+std::optional<std::int64_t> KMP3FileType::Measure(const Candidate& candidate) {
+    if (lastFile_.Refuses(candidate.startSector) || !KFileSimulator::Serves(candidate.block)) {
+        return std::nullopt;
+    }
+    const std::optional<std::int64_t> first = FindFirstFrame(candidate);
+    if (!first || BreaksInBlock(candidate, *first)) {
+        return std::nullopt;
+    }
+    KFileSimulator reader(&candidate.block, candidate.startSector, LengthLimit);
+    const Frames frames = WalkFrames(reader, *first, MostFrames);
+    if (frames.count < LeastFrames) {
+        return std::nullopt;
+    }
+    const std::int64_t end = FindEnd(candidate, frames.end);
+    if (end >= MinReportLength) {
+        lastFile_.Set(candidate.startSector, static_cast<std::int32_t>(end), candidate.block.sectorSize);
+    }
+    return end;
+}
+
+bool KMP3FileType::StartsWithTag(ByteSpan sector) { return StartsWith(sector, Id3v2Tag); }
+
+std::optional<std::int64_t> KMP3FileType::FindFirstFrame(const Candidate& candidate) {
+    if (!StartsWithTag(candidate.sector)) {
+        return 0;
+    }
+    const std::int64_t base = row_.PlaceOf(candidate.startSector);
+    const std::optional<std::int64_t> first = frameSync_.Find(candidate, base, TagSearchStart, SyncPlaces);
+    // A sync word right where the search begins counts as part of the tag.
+    return first == TagSearchStart ? std::nullopt : first;
+}
+
+std::int64_t KMP3FileType::FindEnd(const Candidate& candidate, std::int64_t endOfFrames) {
+    const std::int64_t base = row_.PlaceOf(candidate.startSector);
+    const std::optional<std::int64_t> tag = endTag_.Find(candidate, base, endOfFrames, EndTagPlaces);
+    return tag ? *tag + EndTagBytes : endOfFrames;
+}

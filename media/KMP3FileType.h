@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/BlockRow.h"
+#include "frame/MeasuringScanner.h"
+#include "media/LastFileRange.h"
+#include "media/MarkAhead.h"
+
+/// MPEG-1 Layer III audio, with or without an ID3 tag in front: frame by frame to the first place where none follows,
+/// and to an ID3v1 tag near that. Source: ISO/IEC 11172-3, section 2.4; ID3 tag version 2.4.0, section 3.1; ID3v1.
+class KMP3FileType final : public MeasuringScanner<KMP3FileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[22];
+    static constexpr FormatNotes Notes{
+        .source = "ISO/IEC 11172-3, section 2.4; ID3 tag version 2.4.0, section 3.1; ID3v1",
+        .found = "MPEG-1 Layer III audio of at least 10 frames, with or without an ID3 tag of version 2.",
+        .end = "The last frame in a row, or an ID3v1 tag within 64 KiB behind it; exact.",
+        .limits =
+            "MPEG-2 and 2.5 audio is not found, nor a file whose ID3v2 tag, as with a picture, is larger than 64 "
+            "KiB. Files are cut at 64 MiB or 30000 frames. An ID3v1 tag of the next file is taken for that of a "
+            "file which has none and ends within 64 KiB in front of it."};
+    static constexpr std::int64_t MinReportLength = 1024;
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+    static bool IsHeader(ByteSpan sector);
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    // MPEG-1 Layer III, with or without a checksum.
+    struct FrameSync {
+        static constexpr std::size_t Bytes = 2;
+        static std::uint8_t Difference(const std::uint8_t* bytes) {
+            return static_cast<std::uint8_t>((bytes[0] ^ 0xFFU) | ((bytes[1] | 1U) ^ 0xFBU));
+        }
+    };
+    struct Id3v1Tag {
+        static constexpr std::size_t Bytes = 3;
+        static std::uint8_t Difference(const std::uint8_t* bytes) {
+            return static_cast<std::uint8_t>((bytes[0] ^ unsigned{'T'}) | (bytes[1] ^ unsigned{'A'}) |
+                                             (bytes[2] ^ unsigned{'G'}));
+        }
+    };
+
+    static bool StartsWithTag(ByteSpan sector);
+    std::optional<std::int64_t> FindFirstFrame(const Candidate& candidate);
+    std::int64_t FindEnd(const Candidate& candidate, std::int64_t endOfFrames);
+
+    BlockRow row_;
+    MarkAhead<FrameSync> frameSync_;
+    MarkAhead<Id3v1Tag> endTag_;
+    // Of all scanners of this type, for as long as the library is loaded: frames of a file are no files, also in the
+    // next scan.
+    static inline LastFileRange lastFile_;
+};

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+#include "media/PacketGrids.h"
+
+/// MPEG transport streams of packets 188, 192, 204 or 208 bytes apart, with or without a time stamp in front of each:
+/// packet by packet to the first place without a sync byte. Source: ISO/IEC 13818-1, section 2.4.3.
+class KMtsFileType final : public MeasuringScanner<KMtsFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[109];
+    static constexpr FormatNotes Notes{
+        .source = "ISO/IEC 13818-1, section 2.4.3",
+        .found =
+            "Transport streams of packets of 188 bytes and their variants with 192, 204 or 208 bytes; at least "
+            "18800 bytes with a program association table.",
+        .end = "The last packet in a row; exact. With time stamps in front of the packets, 4 bytes more.",
+        .limits =
+            "Streams are cut at 2 GiB. A stream behind another one whose last packet ends at a sector's end is "
+            "taken for its continuation."};
+    static constexpr std::int64_t MinReportLength = 18800;
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+    static bool IsHeader(ByteSpan sector);
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    bool IsInLastReport(const Candidate& candidate) const;
+
+    PacketGrids grids_;
+    // What was reported last; a start of 0 or less refuses nothing.
+    FoundFile last_{0, 0};
+};

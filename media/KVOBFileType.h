@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+#include "media/LastFileRange.h"
+#include "media/PackChains.h"
+
+/// MPEG-2 program streams, as on DVDs: from a pack header over packets and further pack headers to the first place
+/// where neither begins. Source: ISO/IEC 13818-1, section 2.5.3.
+class KVOBFileType final : public MeasuringScanner<KVOBFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[25];
+    static constexpr FormatNotes Notes{
+        .source = "ISO/IEC 13818-1, section 2.5.3",
+        .found = "MPEG-2 program streams with at least 10 packets.",
+        .end = "The last packet or pack header in a row; an end code behind it is not counted.",
+        .limits =
+            "Streams of MPEG-1 and streams of 2 GiB or more are not found, but of a longer stream what begins less "
+            "than 2 GiB in front of its end."};
+    static constexpr std::int64_t MinReportLength = 1024;
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+    static bool IsHeader(ByteSpan sector);
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    PackChains chains_;
+    // Of all scanners of this type, for as long as the library is loaded: packs of a file are no files, also in the
+    // next scan.
+    static inline LastFileRange lastFile_;
+};

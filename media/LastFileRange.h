@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+
+/// The sectors of the last file that a type has reported. A sector in between is no candidate; the first one is.
+class LastFileRange {
+public:
+    bool Refuses(std::int64_t sector) const { return start_ < sector && sector < end_; }
+
+    /// The end is reckoned in 32 bits, which may wrap.
+    void Set(std::int64_t startSector, std::int32_t size, std::int32_t sectorSize) {
+        const std::uint32_t lastByte = static_cast<std::uint32_t>(size) - 1 + static_cast<std::uint32_t>(sectorSize);
+        const std::int32_t sectors = static_cast<std::int32_t>(lastByte) / sectorSize;
+        start_ = startSector;
+        end_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(startSector) +
+                                         static_cast<std::uint64_t>(std::int64_t{sectors}));
+    }
+
+private:
+    std::int64_t start_ = 0x76543210;
+    std::int64_t end_ = 0;
+};
