@@ -11,4 +11,7 @@ void RegisterReaderBenches();
 /// Registers the search of an open ZIP archive for its end and its kind, next to a plain loop over the bytes.
 void RegisterZipBenches();
 
+/// Registers the walks along the structure of files that are large.
+void RegisterWalkBenches();
+
 }  // namespace bench

@@ -40,8 +40,9 @@ public:
 
     void BeginWalk() {
         landmarks_.clear();
-        landmarkCost_ = FirstLandmarkCost;
-        cost_ = landmarkCost_;
+        widestGap_ = FirstWidestGap;
+        gap_ = 1;
+        cost_ = gap_;
     }
 
     /// Null if none leads on from here. Valid until the walk ends.
@@ -52,11 +53,12 @@ public:
 
     /// The walk takes a step, which is a shortcut or has just been read.
     void Pass(std::int64_t position, const Shortcut& step, bool isShortcut) {
-        if (isShortcut || cost_ >= landmarkCost_) {
+        if (isShortcut || cost_ >= gap_) {
             if (landmarks_.size() == MostShortcuts / 2) {
                 ThinOut();
             }
             landmarks_.push_back({position, {}});
+            gap_ = std::min(isShortcut ? gap_ : 2 * gap_, widestGap_);
             cost_ = 0;
         }
         landmarks_.back().factsBehind.Append(step.facts);
@@ -89,8 +91,10 @@ public:
     }
 
 private:
-    // A record costs 1, a jump out of the reader's cache, which fills it again, JumpCost.
-    static constexpr std::int64_t FirstLandmarkCost = 128;
+    // Gaps between landmarks are what the steps between them cost: a record costs 1, a jump out of the reader's cache,
+    // which fills it again, JumpCost. Gaps grow to the widest, so that a candidate a little behind the start of a walk
+    // has a landmark a little in front of it, and for many in a row the steps to them add up to little.
+    static constexpr std::int64_t FirstWidestGap = 128;
     static constexpr std::int64_t JumpCost = 32;
 
     struct Landmark {
@@ -98,7 +102,7 @@ private:
         Facts factsBehind;
     };
 
-    // Keeps every other landmark, and puts those to come twice as far apart.
+    // Keeps every other landmark, and puts those to come up to twice as far apart.
     void ThinOut() {
         std::size_t kept = 0;
         for (std::size_t i = 0; i < landmarks_.size(); i += 2) {
@@ -109,13 +113,15 @@ private:
             landmarks_[kept++] = landmark;
         }
         landmarks_.resize(kept);
-        landmarkCost_ *= 2;
+        widestGap_ *= 2;
     }
 
     // By the position where they begin.
     std::unordered_map<std::int64_t, Shortcut> shortcuts_;
     // Of the walk in hand.
     std::vector<Landmark> landmarks_;
-    std::int64_t landmarkCost_ = FirstLandmarkCost;
-    std::int64_t cost_ = FirstLandmarkCost;
+    std::int64_t widestGap_ = FirstWidestGap;
+    // What the next gap may cost, and what the one in hand has cost.
+    std::int64_t gap_ = 1;
+    std::int64_t cost_ = 1;
 };
