@@ -242,4 +242,21 @@ TEST(Boxes, ManyFilesInARowAreReadAFewTimes) {
     EXPECT_LT(medium.requests.size(), 30000U);
 }
 
+// 61 rows of boxes in every sector, each of which fills the reader's cache for every box, and candidates that each lead
+// into a row of their own: together they would read the medium some 3900 times.
+TEST(Boxes, RowsWithoutNumberAreNotReadToTheirEnds) {
+    constexpr std::int64_t sectors = 16384;
+    Medium medium;
+    for (std::int64_t sector = 0; sector < sectors; ++sector) {
+        Bytes bytes = Start("isom", static_cast<std::uint32_t>(16 + 8 * (sector / 64 % 61)));
+        while (bytes.size() < 16 + 8 * 61) {
+            bytes = Join({bytes, Header(32768, "free")});
+        }
+        medium.Put(sector, bytes).Grow(sector + 1);
+    }
+    medium.Grow(2 * sectors).Put(2 * sectors, Join({Start("isom"), Box(900, "moov")}));
+    EXPECT_EQ(Scan(Mp4, medium, 2048), (Finds{{2 * sectors, 916}}));
+    EXPECT_LT(medium.requests.size(), 25000U);
+}
+
 }  // namespace
