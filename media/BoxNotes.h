@@ -14,7 +14,7 @@ inline constexpr FormatNotes BoxNotes{
         "found as one, besides each of its own. A last box that is open to the end of the file is left out."};
 
 inline constexpr FormatNotes AtomNotes{
-    .source = "QuickTime File Format Specification, \"Atoms\" and \"The File Type Compatibility Atom\"",
+    .source = "QuickTime File Format Specification, on atoms and the file type compatibility atom",
     .found = "",
     .end = "The atoms are walked to the first that is no movie, media, preview or padding; exact where none follows.",
     .limits =
