@@ -39,12 +39,22 @@
 #include "images/KExifJpgFileType.h"
 #include "images/KJPGFileType.h"
 #include "images/KPngFileType.h"
+#include "media/K3GPFileType.h"
 #include "media/KASFileType.h"
+#include "media/KAifFileType.h"
+#include "media/KAniFileType.h"
+#include "media/KAviFileType.h"
+#include "media/KM4AFileType.h"
+#include "media/KM4VFileType.h"
 #include "media/KMP3FileType.h"
+#include "media/KMP4FileType.h"
+#include "media/KMovFileType.h"
 #include "media/KMtsFileType.h"
 #include "media/KVOBFileType.h"
 #include "media/KWMAFileType.h"
 #include "media/KWMVFileType.h"
+#include "media/KWavFileType.h"
+#include "media/KWebpFileType.h"
 
 namespace {
 
@@ -118,14 +128,14 @@ constexpr Row Rows[] = {
     TypeRow<14, KASFileType>(),
     TypeRow<15, KWMAFileType>(),
     TypeRow<16, KWMVFileType>(),
-    NotBuilt,  // 17 KMovFileType
-    NotBuilt,  // 18 K3GPFileType
-    NotBuilt,  // 19 KM4AFileType
-    NotBuilt,  // 20 KM4VFileType
-    NotBuilt,  // 21 KMP4FileType
+    TypeRow<17, KMovFileType>(),
+    TypeRow<18, K3GPFileType>(),
+    TypeRow<19, KM4AFileType>(),
+    TypeRow<20, KM4VFileType>(),
+    TypeRow<21, KMP4FileType>(),
     TypeRow<22, KMP3FileType>(),
-    NotBuilt,  // 23 KWavFileType
-    NotBuilt,  // 24 KAviFileType
+    TypeRow<23, KWavFileType>(),
+    TypeRow<24, KAviFileType>(),
     TypeRow<25, KVOBFileType>(),
     NotBuilt,  // 26 KHTMLFileType
     NotBuilt,  // 27 KXMLFileType
@@ -167,7 +177,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 63 KCAMFileType
     NotBuilt,  // 64 KCurFileType
     NotBuilt,  // 65 KIcoFileType
-    NotBuilt,  // 66 KWebpFileType
+    TypeRow<66, KWebpFileType>(),
     TypeRow<67, KZipFileType>(),
     TypeRow<68, K7ZipFileType>(),
     TypeRow<69, KRarFileType>(),
@@ -179,8 +189,8 @@ constexpr Row Rows[] = {
     HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),
     HeadTailRow<76, ExbHead, ExbTail, ExbNotes>(),
     HeadTailRow<77, PzfHead, PzfTail, PzfNotes>(),
-    NotBuilt,  // 78 KAifFileType
-    NotBuilt,  // 79 KAniFileType
+    TypeRow<78, KAifFileType>(),
+    TypeRow<79, KAniFileType>(),
     TypeRow<80, KDcdFileType>(),
     NotBuilt,  // 81 KDngFileType
     NotBuilt,  // 82 KDxfFileType

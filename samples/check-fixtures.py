@@ -21,7 +21,7 @@ SECTOR = 512                    # bytes
 READY_MADE_TABLES = 2 * (1 + 16 + 12) + 2 * (1 + 16 + 162)
 MIN_SIZE = 512                  # bytes, each file
 MAX_SIZE = 120 * 1024           # bytes, each file
-MAX_TOTAL = 700 * 1024          # bytes, all files together
+MAX_TOTAL = 2048 * 1024         # bytes, all files together
 
 PNG_SIGNATURE = b"\x89PNG\r\n\x1a\n"
 # A PNG ends with an empty chunk: length 0, its name, the CRC of the name.
@@ -383,6 +383,40 @@ def program_stream(data):
             pos += 6 + struct.unpack_from(">H", data, pos + 4)[0]
             packets += 1
     want(pos == len(data) and packets >= 10, "%d packets end at %d" % (packets, pos))
+def boxes(*wanted, brand):
+    """A row of boxes up to the end of the file, the first of this brand, with
+    these among them."""
+    def check_boxes(data):
+        pos, names = 0, []
+        while pos < len(data):
+            size, name = struct.unpack_from(">I4s", data, pos)
+            want(size >= 8, "a box of %d bytes at %d" % (size, pos))
+            names.append(name)
+            pos += size
+        want(pos == len(data), "the last box ends at %d" % pos)
+        want(names[0] == b"ftyp" and data[8:12] == brand, "begins with %r, %r" % (names[0], data[8:12]))
+        want([name for name in names if name in wanted] == list(wanted), "the boxes are %r" % names)
+    return check_boxes
+
+
+def chunks(form, *wanted, order="<", signature=b"RIFF"):
+    """One form up to the end of the file, made of chunks with these among
+    them, the first of which is the first."""
+    def check_chunks(data):
+        want(data[:4] == signature and data[8:12] == form, "the form is %r" % data[8:12])
+        size = struct.unpack_from(order + "I", data, 4)[0]
+        want(size + 8 == len(data), "the header's size is %d" % size)
+        pos, names = 12, []
+        while pos < len(data):
+            name, size = struct.unpack_from(order + "4sI", data, pos)
+            names.append(name)
+            # A chunk of an odd size is filled up.
+            pos += 8 + size + size % 2
+        want(pos == len(data), "the last chunk ends at %d" % pos)
+        want(names[0] == wanted[0], "the first chunk is %r" % names[0])
+        for name in wanted:
+            want(name in names, "no chunk %r" % name)
+    return check_chunks
 
 
 # Every file of fixtures/, whichever script makes it.
@@ -436,6 +470,22 @@ KINDS = {
     "stream.ts": transport_stream(0),
     "stream.m2ts": transport_stream(4),
     "stream.vob": program_stream,
+    "plain.mp4": boxes(b"mdat", b"moov", brand=b"isom"),
+    "faststart.mp4": boxes(b"moov", b"mdat", brand=b"isom"),
+    "fragmented.mp4": boxes(b"moov", *(b"moof", b"mdat") * 4, b"mfra", brand=b"isom"),
+    "indexed.mp4": boxes(b"moov", *(b"sidx", b"moof", b"mdat") * 4, b"mfra", brand=b"iso5"),
+    "film.mov": boxes(b"wide", b"mdat", b"moov", brand=b"qt  "),
+    "film.m4v": boxes(b"mdat", b"moov", brand=b"M4V "),
+    "phone.3gp": boxes(b"mdat", b"moov", brand=b"3gp4"),
+    "tone.m4a": boxes(b"free", b"mdat", b"moov", brand=b"M4A "),
+    "film.avi": chunks(b"AVI ", b"LIST", b"idx1"),
+    "tone.wav": chunks(b"WAVE", b"fmt ", b"data"),
+    "packed.wav": chunks(b"WAVE", b"fmt ", b"fact", b"data"),
+    "tone.aif": chunks(b"AIFF", b"COMM", b"SSND", order=">", signature=b"FORM"),
+    "lossy.webp": chunks(b"WEBP", b"VP8 "),
+    "lossless.webp": chunks(b"WEBP", b"VP8L"),
+    "animated.webp": chunks(b"WEBP", b"VP8X", b"ANIM", b"ANMF"),
+    "turning.ani": chunks(b"ACON", b"anih", b"LIST"),
 }
 
 

@@ -71,6 +71,9 @@ std::int64_t Always(const Bytes& /*file*/) {
     return Size;
 }
 
+// The header's size field as it stands, which does not count the 8 bytes up to its end.
+std::int64_t WithoutRiffHeader(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 8; }
+
 }  // namespace
 
 const std::vector<Fixture>& Fixtures() {
@@ -129,6 +132,22 @@ const std::vector<Fixture>& Fixtures() {
         {"copy.7z", {68}, nullptr},
         {"mszip.cab", {70}, nullptr},
         {"stored.cab", {70}, nullptr},
+        {"film.mov", {17}, nullptr},
+        {"phone.3gp", {18}, nullptr},
+        {"tone.m4a", {19}, nullptr},
+        {"film.m4v", {20}, nullptr},
+        {"plain.mp4", {21}, nullptr},
+        {"faststart.mp4", {21}, nullptr},
+        {"fragmented.mp4", {21}, nullptr},
+        {"indexed.mp4", {21}, nullptr},
+        {"tone.wav", {23}, nullptr, WithoutRiffHeader},
+        {"packed.wav", {23}, nullptr, WithoutRiffHeader},
+        {"film.avi", {24}, nullptr},
+        {"lossy.webp", {66}, nullptr},
+        {"lossless.webp", {66}, nullptr},
+        {"animated.webp", {66}, nullptr},
+        {"tone.aif", {78}, nullptr, WithoutRiffHeader},
+        {"turning.ani", {79}, nullptr, WithoutRiffHeader},
         {"database",
          {13},
          [] {

@@ -21,6 +21,9 @@ inline bool MayReportAnySize(std::int32_t index) {
     return std::ranges::find(types, index) != types.end();
 }
 
+/// The size is that of the file's boxes, or 0 where an audio file is not measured; no cap that a host sets changes it.
+inline bool MayExceedCap(std::int32_t index) { return index >= 17 && index <= 21; }
+
 /// Engines and the range of the last file found outlive a scan, so the next one may give something else.
 inline bool KeepsStateOverScans(std::int32_t index) {
     constexpr std::array<std::int32_t, 9> alone{22, 25, 52, 54, 56, 59, 60, 81, 106};
@@ -34,6 +37,10 @@ inline constexpr std::int32_t PlainText = 28;
 inline bool IsSaneSize(std::int32_t index, std::int64_t size, std::int64_t cap) {
     if (MayReportAnySize(index)) {
         return true;
+    }
+    if (MayExceedCap(index)) {
+        constexpr std::int32_t audio = 19;
+        return size > 0 || (size == 0 && index == audio);
     }
     // Engines limit sizes in their own way; those of camera raws give no size at all.
     const bool isCapped = FileTypeCatalog[index].maxSize > 0 && !KeepsStateOverScans(index);
