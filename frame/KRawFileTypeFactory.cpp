@@ -39,6 +39,16 @@
 #include "images/KExifJpgFileType.h"
 #include "images/KJPGFileType.h"
 #include "images/KPngFileType.h"
+#include "media/KFlvFileType.h"
+#include "media/KMidFileType.h"
+#include "media/KMkvFileType.h"
+#include "media/KMmfFileType.h"
+#include "media/KOggFileType.h"
+#include "media/KRmFileType.h"
+#include "media/KSndFileType.h"
+#include "media/KSwfFileType.h"
+#include "media/KVegFileType.h"
+#include "media/KWebmFileType.h"
 
 namespace {
 
@@ -142,7 +152,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 44 KWmfFileType
     NotBuilt,  // 45 KEMFFileType
     TypeRow<46, KPngFileType>(),
-    NotBuilt,  // 47 KSwfFileType
+    TypeRow<47, KSwfFileType>(),
     NotBuilt,  // 48 KBmpFileType
     NotBuilt,  // 49 KCRWFileType
     NotBuilt,  // 50 KCR2FileType
@@ -185,12 +195,12 @@ constexpr Row Rows[] = {
     TypeRow<87, K3DMaxFileType>(),
     NotBuilt,  // 88 KMbFileType
     NotBuilt,  // 89 KMhtFileType
-    NotBuilt,  // 90 KMidFileType
-    NotBuilt,  // 91 KMmfFileType
+    TypeRow<90, KMidFileType>(),
+    TypeRow<91, KMmfFileType>(),
     NotBuilt,  // 92 KOciFileType
     TypeRow<93, KOdfFileType>(),
     TypeRow<94, KJarFileType>(),
-    NotBuilt,  // 95 KOggFileType
+    TypeRow<95, KOggFileType>(),
     NotBuilt,  // 96 KOneFileType
     TypeRow<97, KP65FileType>(),
     TypeRow<98, KPxlFileType>(),
@@ -199,15 +209,15 @@ constexpr Row Rows[] = {
     NotBuilt,  // 101 KQptFileType
     NotBuilt,  // 102 KSdrFileType
     TypeRow<103, KShwFileType>(),
-    NotBuilt,  // 104 KVegFileType
+    TypeRow<104, KVegFileType>(),
     NotBuilt,  // 105 KWpdFileType
     NotBuilt,  // 106 KArwFileType
-    NotBuilt,  // 107 KSndFileType
-    NotBuilt,  // 108 KFlvFileType
+    TypeRow<107, KSndFileType>(),
+    TypeRow<108, KFlvFileType>(),
     NotBuilt,  // 109 KMtsFileType
-    NotBuilt,  // 110 KMkvFileType
-    NotBuilt,  // 111 KWebmFileType
-    NotBuilt,  // 112 KRmFileType
+    TypeRow<110, KMkvFileType>(),
+    TypeRow<111, KWebmFileType>(),
+    TypeRow<112, KRmFileType>(),
     // clang-format on
 };
 static_assert(std::size(Rows) == FileTypeCount);
