@@ -66,7 +66,16 @@ TEST(FlashVideo, TheFirstFilesizeOfTheScriptDataIsTheSize) {
     EXPECT_EQ(ScanText(Flash(1000) + "\x08\x46ilesize\0"s + Number(9)), Finds{});
 }
 
-// Heads whose tags reach over one another and over keys that stand anywhere, also across the pieces that are read.
+TEST(FlashVideo, AKeyAcrossTwoOfThePiecesReadIsSeen) {
+    for (std::size_t key = 32768 - Key.size(); key <= 32768; ++key) {
+        const std::string head = Flash(40000);
+        Medium medium;
+        medium.Put(0, head + std::string(key - head.size(), '\x08') + Key + Number(77)).Grow(100);
+        EXPECT_EQ(Scan(Flv, medium, 16), (Finds{{0, 77}})) << key;
+    }
+}
+
+// Heads whose tags reach over one another and over keys that stand anywhere.
 TEST(FlashVideo, IsFoundAsIfEveryTagWereReadWhole) {
     Noise noise(5);
     std::size_t finds = 0;
