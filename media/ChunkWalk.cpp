@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t MostMarks = 4096;
+constexpr std::size_t MostMarks = 2048;
 // Fewer steps are walked again as fast as they are found.
 constexpr std::int64_t FewestStepsToRemember = 32;
 
@@ -82,9 +82,12 @@ ChunkWalk::Result ChunkWalk::Walk(const Candidate& candidate, std::int64_t from,
 // itself be the one to remember.
 bool ChunkWalk::JoinChain(Walker& walker) {
     for (Chain& chain : chains_) {
+        if (chain.marks.empty() || walker.place < chain.marks.front().place ||
+            walker.place > chain.marks.back().place) {
+            continue;
+        }
         const auto mark = std::ranges::lower_bound(chain.marks, walker.place, {}, &Mark::place);
-        if (mark != chain.marks.end() && mark->place == walker.place &&
-            chain.end.step - mark->step >= walker.own.end.step) {
+        if (mark->place == walker.place && chain.end.step - mark->step >= walker.own.end.step) {
             FollowChain(walker, chain, static_cast<std::size_t>(mark - chain.marks.begin()));
             return true;
         }

@@ -11,7 +11,7 @@
 
 /// Walks files that are a chain of chunks, each of which says its own length.
 ///
-/// It remembers the last long chains of a scan: of each its end and up to 4,096 places on the way. A walk that meets
+/// It remembers the last 32 long chains of a scan: of each its end and up to 2,048 places on the way. A walk that meets
 /// one of these places goes on from the chain's end, or from the last place in front of where its steps run out,
 /// without reading what lies between. So headers in a row that open the same long chain cost little more than one.
 class ChunkWalk {
@@ -67,7 +67,7 @@ private:
     bool JoinChain(Walker& walker);
     static void FollowChain(Walker& walker, Chain& chain, std::size_t mark);
 
-    static constexpr std::size_t ChainCount = 8;
+    static constexpr std::size_t ChainCount = 32;
     std::array<Chain, ChainCount> chains_;
     std::size_t next_ = 0;
 };
