@@ -22,7 +22,8 @@ std::uint64_t ChunkAt(KFileSimulator& reader) {
     if (!reader.Read(header.data(), header.size())) {
         return 0;
     }
-    const auto name = std::ranges::find_if(ChunkNames, [&](const auto& known) { return StartsWith(header, known); });
+    const auto* const name =
+        std::ranges::find_if(ChunkNames, [&](const auto& known) { return StartsWith(header, known); });
     if (name == ChunkNames.end()) {
         return 0;
     }
