@@ -44,16 +44,26 @@
 #include "media/KAifFileType.h"
 #include "media/KAniFileType.h"
 #include "media/KAviFileType.h"
+#include "media/KFlvFileType.h"
 #include "media/KM4AFileType.h"
 #include "media/KM4VFileType.h"
 #include "media/KMP3FileType.h"
 #include "media/KMP4FileType.h"
+#include "media/KMidFileType.h"
+#include "media/KMkvFileType.h"
+#include "media/KMmfFileType.h"
 #include "media/KMovFileType.h"
 #include "media/KMtsFileType.h"
+#include "media/KOggFileType.h"
+#include "media/KRmFileType.h"
+#include "media/KSndFileType.h"
+#include "media/KSwfFileType.h"
 #include "media/KVOBFileType.h"
+#include "media/KVegFileType.h"
 #include "media/KWMAFileType.h"
 #include "media/KWMVFileType.h"
 #include "media/KWavFileType.h"
+#include "media/KWebmFileType.h"
 #include "media/KWebpFileType.h"
 
 namespace {
@@ -158,7 +168,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 44 KWmfFileType
     NotBuilt,  // 45 KEMFFileType
     TypeRow<46, KPngFileType>(),
-    NotBuilt,  // 47 KSwfFileType
+    TypeRow<47, KSwfFileType>(),
     NotBuilt,  // 48 KBmpFileType
     NotBuilt,  // 49 KCRWFileType
     NotBuilt,  // 50 KCR2FileType
@@ -201,12 +211,12 @@ constexpr Row Rows[] = {
     TypeRow<87, K3DMaxFileType>(),
     NotBuilt,  // 88 KMbFileType
     NotBuilt,  // 89 KMhtFileType
-    NotBuilt,  // 90 KMidFileType
-    NotBuilt,  // 91 KMmfFileType
+    TypeRow<90, KMidFileType>(),
+    TypeRow<91, KMmfFileType>(),
     NotBuilt,  // 92 KOciFileType
     TypeRow<93, KOdfFileType>(),
     TypeRow<94, KJarFileType>(),
-    NotBuilt,  // 95 KOggFileType
+    TypeRow<95, KOggFileType>(),
     NotBuilt,  // 96 KOneFileType
     TypeRow<97, KP65FileType>(),
     TypeRow<98, KPxlFileType>(),
@@ -215,15 +225,15 @@ constexpr Row Rows[] = {
     NotBuilt,  // 101 KQptFileType
     NotBuilt,  // 102 KSdrFileType
     TypeRow<103, KShwFileType>(),
-    NotBuilt,  // 104 KVegFileType
+    TypeRow<104, KVegFileType>(),
     NotBuilt,  // 105 KWpdFileType
     NotBuilt,  // 106 KArwFileType
-    NotBuilt,  // 107 KSndFileType
-    NotBuilt,  // 108 KFlvFileType
+    TypeRow<107, KSndFileType>(),
+    TypeRow<108, KFlvFileType>(),
     TypeRow<109, KMtsFileType>(),
-    NotBuilt,  // 110 KMkvFileType
-    NotBuilt,  // 111 KWebmFileType
-    NotBuilt,  // 112 KRmFileType
+    TypeRow<110, KMkvFileType>(),
+    TypeRow<111, KWebmFileType>(),
+    TypeRow<112, KRmFileType>(),
     // clang-format on
 };
 static_assert(std::size(Rows) == FileTypeCount);

@@ -417,6 +417,78 @@ def chunks(form, *wanted, order="<", signature=b"RIFF"):
         for name in wanted:
             want(name in names, "no chunk %r" % name)
     return check_chunks
+def matroska(doc_type, sized=True):
+    """An EBML header and one Segment, which must reach to the end."""
+    def check_segment(data):
+        want(data.startswith(b"\x1a\x45\xdf\xa3"), "no EBML header")
+        want(b"\x42\x82" + bytes((0x80 | len(doc_type),)) + doc_type in data[:64], "not of this document type")
+        # The header's size is written in one byte.
+        begin = 5 + (data[4] & 0x7F)
+        want(data[begin:begin + 5] == b"\x18\x53\x80\x67\x01", "no Segment with a size of 8 bytes")
+        size = int.from_bytes(data[begin + 5:begin + 12], "big")
+        want(size == (len(data) - begin - 12 if sized else (1 << 56) - 1), "the Segment has %d bytes" % size)
+    return check_segment
+
+
+def flash_video(data):
+    want(data.startswith(b"FLV\1") and data[13] == 0x12, "does not begin with script data")
+    pos = 9
+    while pos + 4 < len(data):
+        length = int.from_bytes(data[pos + 5:pos + 8], "big")
+        pos += 15 + length
+        want(struct.unpack_from(">I", data, pos)[0] == 11 + length, "wrong back pointer at %d" % pos)
+    want(pos + 4 == len(data), "the last tag ends at %d" % pos)
+    at = data.index(b"\0\x08filesize\0")
+    want(struct.unpack_from(">d", data, at + 11)[0] == len(data), "wrong file size")
+
+
+def real_media(data):
+    want(data.startswith(b".RMF\0\0\0\x12"), "no file header")
+    pos, names = 0, []
+    for _ in range(struct.unpack_from(">I", data, 14)[0]):
+        name, size = struct.unpack_from(">4sI", data, pos)
+        names.append(name)
+        pos += size
+    want(names[-1] == b"DATA" and b"MDPR" in names, "chunks are %r" % names)
+    # The writer counts the 10 bytes behind the header of the data twice.
+    want(pos - 10 == len(data), "the last chunk ends at %d" % pos)
+
+
+def ogg(codec):
+    def check_pages(data):
+        want(codec in data[:200], "not of this codec")
+        pos, ended = 0, 0
+        while pos < len(data):
+            want(data[pos:pos + 4] == b"OggS", "no page at %d" % pos)
+            ended += data[pos + 5] >> 2 & 1
+            pos += 27 + data[pos + 26] + sum(data[pos + 27:pos + 27 + data[pos + 26]])
+        want(pos == len(data) and ended > 0, "the last page ends at %d" % pos)
+    return check_pages
+
+
+def ringtone(data):
+    want(data.startswith(b"MMMD") and data[8:12] == b"CNTI", "no signature")
+    want(struct.unpack_from(">I", data, 4)[0] + 8 == len(data), "the outermost chunk has another size")
+
+
+def sun_sound(data):
+    want(data.startswith(b".snd"), "no signature")
+    want(sum(struct.unpack_from(">II", data, 4)) == len(data), "the header has another size")
+
+
+def flash_movie(data):
+    want(data[:3] == b"FWS", "no signature")
+    want(struct.unpack_from("<I", data, 4)[0] == len(data), "the header has another size")
+
+
+def midi(data):
+    pos, tracks = 14, struct.unpack_from(">H", data, 10)[0]
+    for _ in range(tracks):
+        name, size = struct.unpack_from(">4sI", data, pos)
+        want(name == b"MTrk", "no track at %d" % pos)
+        pos += 8 + size
+        want(data[pos - 3:pos] == b"\xff\x2f\0", "no end of track in front of %d" % pos)
+    want(pos == len(data), "the last track ends at %d" % pos)
 
 
 # Every file of fixtures/, whichever script makes it.
@@ -486,6 +558,20 @@ KINDS = {
     "lossless.webp": chunks(b"WEBP", b"VP8L"),
     "animated.webp": chunks(b"WEBP", b"VP8X", b"ANIM", b"ANMF"),
     "turning.ani": chunks(b"ACON", b"anih", b"LIST"),
+    "video.mkv": matroska(b"matroska"),
+    "video.webm": matroska(b"webm"),
+    "live.webm": matroska(b"webm", sized=False),
+    "video.flv": flash_video,
+    "video.rm": real_media,
+    "sound.rm": real_media,
+    "video.swf": flash_movie,
+    "vorbis.ogg": ogg(b"\x01vorbis"),
+    "opus.ogg": ogg(b"OpusHead"),
+    "flac.ogg": ogg(b"\x7fFLAC"),
+    "theora.ogg": ogg(b"\x80theora"),
+    "sound.au": sun_sound,
+    "ringtone.mmf": ringtone,
+    "scale.mid": midi,
 }
 
 

@@ -148,6 +148,26 @@ const std::vector<Fixture>& Fixtures() {
         {"animated.webp", {66}, nullptr},
         {"tone.aif", {78}, nullptr, WithoutRiffHeader},
         {"turning.ani", {79}, nullptr, WithoutRiffHeader},
+        {"video.mkv", {110}, nullptr},
+        {"video.webm", {111}, nullptr},
+        // Written to a pipe: its size is unknown, and the cap is reported.
+        {"live.webm", {111}, nullptr, Always<0x2000000000>},
+        {"video.flv", {108}, nullptr},
+        {"video.rm", {112}, nullptr},
+        {"sound.rm", {112}, nullptr},
+        {"video.swf", {47}, nullptr},
+        {"vorbis.ogg", {95}, nullptr},
+        {"opus.ogg", {95}, nullptr},
+        {"flac.ogg", {95}, nullptr},
+        {"theora.ogg", {95}, nullptr},
+        {"sound.au", {107}, nullptr},
+        {"ringtone.mmf", {91}, nullptr},
+        {"scale.mid", {90}, nullptr},
+        {"vegas",
+         {104},
+         [] {
+             return Join({BytesOf("riff\x2E\x91\xCF\x11"), Zeros(8), {0xB8, 0x0B, 0, 0}, Zeros(2980)});
+         }},
         {"database",
          {13},
          [] {
