@@ -74,7 +74,7 @@ TEST(Tiff, TakesWellFormedFirstDirectoriesOnly) {
                 << "case " << &tested - cases << (bigEndian ? ", MM" : ", II");
         }
     }
-    // The greatest offset of the directory, and one byte more; the file there is the directory of many entries.
+    // The greatest offset of the directory, and one byte more.
     const Bytes directory = TiffOf({{273, Long, {8}}, {279, Long, {1000}}});
     const std::string entries(directory.begin() + 8, directory.end());
     EXPECT_EQ(SizeOf(Tif, With(BytesOf("II*\0\0\0\x40\1"s), 0x1400000, entries)), 1008);
