@@ -36,9 +36,21 @@
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "images/KArwFileType.h"
+#include "images/KDcrFileType.h"
+#include "images/KDngFileType.h"
 #include "images/KExifJpgFileType.h"
 #include "images/KJPGFileType.h"
+#include "images/KMRWFileType.h"
+#include "images/KNefFileType.h"
+#include "images/KOrfFileType.h"
+#include "images/KPefFileType.h"
 #include "images/KPngFileType.h"
+#include "images/KRAFFileType.h"
+#include "images/KRDCFileType.h"
+#include "images/KSr2FileType.h"
+#include "images/KTifFileType.h"
+#include "images/KX3FFileType.h"
 #include "media/K3GPFileType.h"
 #include "media/KASFileType.h"
 #include "media/KAifFileType.h"
@@ -173,16 +185,16 @@ constexpr Row Rows[] = {
     NotBuilt,  // 49 KCRWFileType
     NotBuilt,  // 50 KCR2FileType
     NotBuilt,  // 51 KCR3FileType
-    NotBuilt,  // 52 KDcrFileType
-    NotBuilt,  // 53 KMRWFileType
-    NotBuilt,  // 54 KNefFileType
-    NotBuilt,  // 55 KOrfFileType
-    NotBuilt,  // 56 KPefFileType
-    NotBuilt,  // 57 KRAFFileType
-    NotBuilt,  // 58 KRDCFileType
-    NotBuilt,  // 59 KSr2FileType
-    NotBuilt,  // 60 KTifFileType
-    NotBuilt,  // 61 KX3FFileType
+    TypeRow<52, KDcrFileType>(),
+    TypeRow<53, KMRWFileType>(),
+    TypeRow<54, KNefFileType>(),
+    TypeRow<55, KOrfFileType>(),
+    TypeRow<56, KPefFileType>(),
+    TypeRow<57, KRAFFileType>(),
+    TypeRow<58, KRDCFileType>(),
+    TypeRow<59, KSr2FileType>(),
+    TypeRow<60, KTifFileType>(),
+    TypeRow<61, KX3FFileType>(),
     NotBuilt,  // 62 KXCFFileType
     NotBuilt,  // 63 KCAMFileType
     NotBuilt,  // 64 KCurFileType
@@ -202,7 +214,7 @@ constexpr Row Rows[] = {
     TypeRow<78, KAifFileType>(),
     TypeRow<79, KAniFileType>(),
     TypeRow<80, KDcdFileType>(),
-    NotBuilt,  // 81 KDngFileType
+    TypeRow<81, KDngFileType>(),
     NotBuilt,  // 82 KDxfFileType
     TypeRow<83, KEtFileType>(),
     TypeRow<84, KDpsFileType>(),
@@ -227,7 +239,7 @@ constexpr Row Rows[] = {
     TypeRow<103, KShwFileType>(),
     TypeRow<104, KVegFileType>(),
     NotBuilt,  // 105 KWpdFileType
-    NotBuilt,  // 106 KArwFileType
+    TypeRow<106, KArwFileType>(),
     TypeRow<107, KSndFileType>(),
     TypeRow<108, KFlvFileType>(),
     TypeRow<109, KMtsFileType>(),

@@ -64,6 +64,11 @@ def factory_seeds():
     for name, head, tail, size in HEADS_AND_TAILS:
         files.append((name, head + b"." * size + tail + b"."))
 
+    jpeg = struct.pack("<HHIIHHII", 513, 4, 1, 700, 514, 4, 1, 900)
+    files.append(("olympus.orf", b"IIRO\x08\0\0\0\2\0" + jpeg + bytes(4) + b"OLYMPUS" + bytes(600)))
+    minolta = struct.pack(">4sI4sI8xHHHHB", b"\0MRM", 100, b"\0PRD", 24, 40, 60, 40, 60, 12)
+    files.append(("minolta.mrw", minolta + bytes(600)))
+
     for name, data in files:
         yield name, header() + data
         # A file that stays open until the next one begins, in small blocks.

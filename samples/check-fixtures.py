@@ -489,6 +489,41 @@ def midi(data):
         pos += 8 + size
         want(data[pos - 3:pos] == b"\xff\x2f\0", "no end of track in front of %d" % pos)
     want(pos == len(data), "the last track ends at %d" % pos)
+def tiff(data, mark=b""):
+    """A chain of directories whose values and strips lie in the file, the
+    last of them at its end; the mark stands near the start."""
+    order = {b"II*\0": "<", b"MM\0*": ">"}[data[:4]]
+    width = (0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8)
+    code = {1: "B", 3: "H", 4: "I"}
+    behind = 8
+    pages = 0
+    directory = struct.unpack_from(order + "I", data, 4)[0]
+    while directory:
+        pages += 1
+        numbers = {}
+        count = struct.unpack_from(order + "H", data, directory)[0]
+        for at in range(directory + 2, directory + 2 + 12 * count, 12):
+            tag, kind, values = struct.unpack_from(order + "HHI", data, at)
+            size = width[kind] * values
+            where = at + 8 if size <= 4 else struct.unpack_from(order + "I", data, at + 8)[0]
+            behind = max(behind, where + size)
+            if kind in code:
+                numbers[tag] = struct.unpack_from("%s%d%s" % (order, values, code[kind]), data, where)
+        ends = [offset + length for offset, length in zip(numbers[273], numbers[279])]
+        behind = max(behind, directory + 6 + 12 * count, *ends)
+        directory = struct.unpack_from(order + "I", data, directory + 2 + 12 * count)[0]
+    # A byte of padding may follow.
+    want(behind <= len(data) <= behind + 1, "the last part ends at %d" % behind)
+    want(mark in data[:4095], "%r is not in front" % mark)
+    return pages, numbers
+
+
+def pages_tif(data):
+    want(tiff(data)[0] == 3, "not three pages")
+
+
+def version_dng(data):
+    want(tiff(data, b"NIKON")[1].get(50706) == (1, 4, 0, 0), "no version in the directory")
 
 
 # Every file of fixtures/, whichever script makes it.
@@ -572,6 +607,18 @@ KINDS = {
     "sound.au": sun_sound,
     "ringtone.mmf": ringtone,
     "scale.mid": midi,
+    "strip.tif": tiff,
+    "strip-last.tif": tiff,
+    "lzw.tif": tiff,
+    "deflate.tif": tiff,
+    "packbits.tif": tiff,
+    "fax.tif": tiff,
+    "pages.tif": pages_tif,
+    "maker.nef": lambda data: tiff(data, b"NIKON"),
+    "maker.pef": lambda data: tiff(data, b"PENTAX"),
+    "maker.arw": lambda data: tiff(data, b"SONY\0"),
+    "name.dcr": lambda data: tiff(data, b".DCR\0"),
+    "version.dng": version_dng,
 }
 
 
@@ -603,7 +650,7 @@ def main():
         try:
             check(name, data)
             print("%-28s %7d bytes  ok" % (name, len(data)))
-        except (Bad, IndexError, struct.error, zlib.error) as error:
+        except (Bad, IndexError, KeyError, struct.error, zlib.error) as error:
             print("%-28s %7d bytes  BAD: %s" % (name, len(data), error))
             bad += 1
     print("%-28s %7d bytes" % ("together", total))

@@ -8,6 +8,7 @@
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
 #include "tests/support/RunFormats.h"
+#include "tests/support/TiffBuilder.h"
 #include "tests/support/ZipBuilder.h"
 
 namespace test {
@@ -73,6 +74,21 @@ std::int64_t Always(const Bytes& /*file*/) {
 
 // The header's size field as it stands, which does not count the 8 bytes up to its end.
 std::int64_t WithoutRiffHeader(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 8; }
+// The JPEG comes last.
+Bytes OlympusRaw() {
+    TiffBuilder builder(false, BytesOf("OLYMPUS CORPORATION"));
+    const std::uint32_t jpeg = 700;
+    builder.AppendDirectory({{256, TiffShort, {40}}, {513, TiffLong, {jpeg}}, {514, TiffLong, {2300}}});
+    Bytes file = Join({builder.File(), Bytes(jpeg + 2300 - builder.File().size(), 'x')});
+    std::ranges::copy(std::string("IIRO"), file.begin());
+    return file;
+}
+
+// A metadata block of 100 bytes and 60 x 40 pixels of 12 bits.
+Bytes MinoltaRaw() {
+    return Join({BytesOf(std::string("\0MRM\0\0\0\x64\0PRD\0\0\0\x18", 16)), Zeros(8),
+                 BytesOf(std::string("\0\x28\0\x3C\0\x28\0\x3C\x0C", 9)), Zeros(75), Bytes(3600, 'x')});
+}
 
 }  // namespace
 
@@ -219,6 +235,41 @@ const std::vector<Fixture>& Fixtures() {
              return static_cast<std::int64_t>(file.size()) + 4;
          }},
         {"stream.vob", {25}, nullptr},
+        {"strip-last.tif", {60}, nullptr},
+        // The end of the strip; the directory comes behind it.
+        {"strip.tif", {60}, nullptr, Always<5408>},
+        {"deflate.tif", {60}, nullptr, Always<5326>},
+        {"packbits.tif", {60}, nullptr, Always<5481>},
+        {"fax.tif", {60}, nullptr, Always<2545>},
+        // The first page alone.
+        {"pages.tif", {60}, nullptr, Always<1808>},
+        // The strips are several.
+        {"lzw.tif", {60}, nullptr, Always<0>},
+        {"maker.nef", {54}, nullptr, Always<0>},
+        {"maker.pef", {56}, nullptr, Always<0>},
+        {"maker.arw", {59, 106}, nullptr, Always<0>},
+        {"name.dcr", {52}, nullptr, Always<0>},
+        {"version.dng", {81}, nullptr, Always<0>},
+        {"olympus", {55}, OlympusRaw},
+        {"minolta", {53}, MinoltaRaw},
+        {"fujifilm",
+         {57},
+         [] {
+             return Join({BytesOf("FUJIFILMCCD-RAW 0201"), Bytes(3000, 'x')});
+         },
+         Always<0>},
+        {"sigma",
+         {61},
+         [] {
+             return Join({BytesOf("FOVb"), Bytes(3000, 'x')});
+         },
+         Always<0>},
+        {"rollei",
+         {58},
+         [] {
+             return Join({BytesOf("DSC-Image"), Bytes(3000, 'x')});
+         },
+         Always<0>},
     };
     return fixtures;
 }

@@ -11,7 +11,7 @@ namespace test {
 
 /// The size may be 0: the host decides where the file ends.
 inline bool MayReportNoSize(std::int32_t index) {
-    constexpr std::array<std::int32_t, 12> types{34, 52, 54, 55, 56, 57, 58, 59, 60, 61, 81, 106};
+    constexpr std::array<std::int32_t, 13> types{34, 52, 53, 54, 55, 56, 57, 58, 59, 60, 61, 81, 106};
     return std::ranges::find(types, index) != types.end();
 }
 
