@@ -7,6 +7,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
+#include "tests/support/MailBuilder.h"
 #include "tests/support/RunFormats.h"
 #include "tests/support/ZipBuilder.h"
 
@@ -71,6 +72,14 @@ std::int64_t Always(const Bytes& /*file*/) {
     return Size;
 }
 
+// Mail ends in front of its last line break.
+std::int64_t WithoutLineBreak(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 2; }
+
+Bytes InFileOf(std::size_t size, Bytes header) {
+    header.resize(size);
+    return header;
+}
+
 }  // namespace
 
 const std::vector<Fixture>& Fixtures() {
@@ -129,6 +138,31 @@ const std::vector<Fixture>& Fixtures() {
         {"copy.7z", {68}, nullptr},
         {"mszip.cab", {70}, nullptr},
         {"stored.cab", {70}, nullptr},
+        {"log.txt", {28}, nullptr},
+        {"page.eml", {34}, nullptr, WithoutLineBreak},
+        {"alternative.eml", {34}, nullptr, WithoutLineBreak},
+        {"attachment.eml", {34}, nullptr, WithoutLineBreak},
+        {"archive.mht", {89}, nullptr},
+        {"folders32",
+         {32},
+         [] {
+             return InFileOf(5000, PersonalFolders(5000, 7));
+         }},
+        {"folders64",
+         {32},
+         [] {
+             return InFileOf(5000, PersonalFolders(7, 5000));
+         }},
+        {"folder",
+         {33},
+         [] {
+             return InFileOf(6000, ExpressFolder(6000 - 4096));
+         }},
+        {"message",
+         {35},
+         [] {
+             return StoredMessage();
+         }},
         {"database",
          {13},
          [] {

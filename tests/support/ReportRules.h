@@ -23,7 +23,7 @@ inline bool MayReportAnySize(std::int32_t index) {
 
 /// Engines and the range of the last file found outlive a scan, so the next one may give something else.
 inline bool KeepsStateOverScans(std::int32_t index) {
-    constexpr std::array<std::int32_t, 9> alone{22, 25, 52, 54, 56, 59, 60, 81, 106};
+    constexpr std::array<std::int32_t, 10> alone{22, 25, 34, 52, 54, 56, 59, 60, 81, 106};
     return FileTypeCatalog[index].maxSize == CapInEngine || std::ranges::find(alone, index) != alone.end();
 }
 
