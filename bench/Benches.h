@@ -11,4 +11,7 @@ void RegisterReaderBenches();
 /// Registers the search of an open ZIP archive for its end and its kind, next to a plain loop over the bytes.
 void RegisterZipBenches();
 
+/// Registers mailboxes full of messages, with and without the markers that end them.
+void RegisterMailBenches();
+
 }  // namespace bench

@@ -1,21 +1,24 @@
 #include "documents/ClosingIndex.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "frame/ByteMark.h"
 #include "frame/PlaceSearch.h"
 
 namespace {
 
-// A key: the bytes in front of the two hyphens. Short boundaries have only the short one.
-constexpr std::size_t LongKey = 6;
-constexpr std::size_t ShortKey = 3;
+// A key: so many of the bytes in front of the two hyphens. The longest that a boundary has decides.
+constexpr std::array<std::size_t, 3> KeyLengths{20, 6, 3};
+constexpr std::size_t LongKey = KeyLengths[0];
 constexpr std::size_t Hyphens = 2;
 constexpr std::int64_t MinPageBytes = 4096;
 
 ByteSpan KeyOf(ByteSpan closing) {
     const ByteSpan front = closing.first(closing.size() - Hyphens);
-    return front.last(front.size() >= LongKey ? LongKey : ShortKey);
+    const auto* const length =
+        std::ranges::find_if(KeyLengths, [&](std::size_t bytes) { return bytes <= front.size(); });
+    return front.last(*length);
 }
 
 // Two independent numbers below 4096.
@@ -45,8 +48,8 @@ void ClosingIndex::Prepare(std::int64_t reach) {
     }
 }
 
-ForwardSearch::Step ClosingIndex::SearchPage(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
-                                             std::int64_t end) {
+ForwardSearch::Step ClosingIndex::Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
+                                         std::int64_t end) {
     // Pages count where the hyphens at the end stand.
     const auto front = static_cast<std::int64_t>(closing.size() - Hyphens);
     const std::int64_t page = (at + front) / pageBytes_;
@@ -54,13 +57,18 @@ ForwardSearch::Step ClosingIndex::SearchPage(ByteSpan closing, FileWindow& file,
     // Later searches may look for shorter texts from here on.
     entered_ = std::max(entered_, at + static_cast<std::int64_t>(MinClosing - Hyphens));
     Enter(file, base, stop + front);
-    if (MayHold(page, KeyOf(closing))) {
+    const std::uint64_t pages = PagesFrom(page, KeyOf(closing));
+    if ((pages & 1U) != 0) {
         const std::int64_t lastEnd = stop - 1 + static_cast<std::int64_t>(closing.size());
         if (const auto found = file.Find(ByteMark(closing), at - base, lastEnd - base)) {
             return {base + *found, true};
         }
+        return {stop, false};
     }
-    return {stop, false};
+    // The pages behind it are passed over with it as far as they are entered.
+    const std::int64_t without = std::min<std::int64_t>(std::countr_zero(pages), PagesInGroup - page % PagesInGroup);
+    const std::int64_t passed = std::clamp<std::int64_t>(entered_ / pageBytes_ - page, 1, without);
+    return {std::min(end, (page + passed) * pageBytes_ - front), false};
 }
 
 // Enters at least the places before `to`, as far as the file can be read.
@@ -84,8 +92,9 @@ void ClosingIndex::EnterPlaces(ByteSpan bytes) {
     const auto enter = [&](std::size_t place) {
         const std::int64_t page = (entered_ + static_cast<std::int64_t>(place - LongKey)) / pageBytes_;
         const ByteSpan front = bytes.first(place);
-        EnterKey(page, front.last(LongKey));
-        EnterKey(page, front.last(ShortKey));
+        for (const std::size_t length : KeyLengths) {
+            EnterKey(page, front.last(length));
+        }
         return false;  // go on with the next place
     };
     FindPlace(bytes.data(), LongKey, bytes.size() - 1, isHyphen, enter);
@@ -104,13 +113,12 @@ void ClosingIndex::EnterKey(std::int64_t page, ByteSpan key) {
     }
 }
 
-bool ClosingIndex::MayHold(std::int64_t page, ByteSpan key) const {
+std::uint64_t ClosingIndex::PagesFrom(std::int64_t page, ByteSpan key) const {
     const std::int64_t group = page / PagesInGroup;
     const std::size_t place = static_cast<std::size_t>(group) % Groups;
     if (groupAt_[place] != group) {
-        return false;  // no two hyphens in it
+        return 0;  // no two hyphens in it
     }
-    return std::ranges::all_of(NumbersOf(key), [&](std::size_t number) {
-        return (bits_[place * Words + number] >> (page % PagesInGroup) & 1U) != 0;
-    });
+    const auto [first, second] = NumbersOf(key);
+    return (bits_[place * Words + first] & bits_[place * Words + second]) >> (page % PagesInGroup);
 }

@@ -23,16 +23,17 @@ public:
     void Prepare(std::int64_t reach);
     bool IsPreparedFor(std::int64_t reach) const { return !bits_.empty() && reach_ == reach; }
 
-    /// Looks for `closing` in one page, from `at` on. The file begins at `base`; at least three of its bytes stand in
-    /// front of `at`.
-    ForwardSearch::Step SearchPage(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
-                                   std::int64_t end);
+    /// Looks for `closing` from `at` on, in one page or in some that cannot hold it. The file begins at `base`, a
+    /// sector or more in front of `at`.
+    ForwardSearch::Step Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
+                               std::int64_t end);
 
 private:
     void Enter(FileWindow& file, std::int64_t base, std::int64_t to);
     void EnterPlaces(ByteSpan bytes);
     void EnterKey(std::int64_t page, ByteSpan key);
-    bool MayHold(std::int64_t page, ByteSpan key) const;
+    // The pages of a group that may hold the key, from a page on, in the lowest bit, to the group's last.
+    std::uint64_t PagesFrom(std::int64_t page, ByteSpan key) const;
 
     // A bit for each page of a group; as many words, one for each number that a key can give.
     static constexpr std::int64_t PagesInGroup = 64;

@@ -152,6 +152,6 @@ std::optional<std::int64_t> MailEndSearch::FindMarker(FileWindow& file, std::int
         closingSearch_ = {};
     }
     return closingSearch_.Find(from, end, [&](std::int64_t at, std::int64_t last) {
-        return closingIndex_.SearchPage(closing_, file, base, at, last);
+        return closingIndex_.Search(closing_, file, base, at, last);
     });
 }
