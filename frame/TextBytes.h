@@ -10,8 +10,8 @@
 constexpr bool IsTextByte(std::uint8_t byte) {
     // As a signed number, a byte from 0x80 on lies below the blank. No short cuts: searches test many bytes at once.
     const bool isPrinted = static_cast<std::int8_t>(byte) >= 0x20;
-    return static_cast<unsigned>(isPrinted) | static_cast<unsigned>(byte == '\r') |
-           static_cast<unsigned>(byte == '\t') | static_cast<unsigned>(byte == '\n');
+    return (static_cast<unsigned>(isPrinted) | static_cast<unsigned>(byte == '\r') |
+            static_cast<unsigned>(byte == '\t') | static_cast<unsigned>(byte == '\n')) != 0;
 }
 
 /// How many bytes from the start on are text.
