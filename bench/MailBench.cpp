@@ -67,7 +67,7 @@ Bytes EndlessTables() {
         std::memcpy(bytes.data() + at, text.data(), text.size());
     };
     using namespace std::string_view_literals;
-    for (std::size_t at = 0; at + 4 * SectorBytes <= bytes.size(); at += std::size_t{4} * SectorBytes) {
+    for (std::size_t at = 0; at + std::size_t{4} * SectorBytes <= bytes.size(); at += std::size_t{4} * SectorBytes) {
         put(at, "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1"sv);
         put(at + SectorBytes, "R\0o\0o\0t\0 \0E\0n\0t\0r\0y\0"sv);
         put(at + std::size_t{2} * SectorBytes, "\1\0\0\0\2\0\0\0\3\0\0\0\4\0\0\0\xFE\xFF\xFF\xFF\xFD\xFF\xFF\xFF"sv);
