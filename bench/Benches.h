@@ -15,5 +15,7 @@ void RegisterZipBenches();
 void RegisterStreamBenches();
 /// Registers the walks along the structure of files that are large.
 void RegisterWalkBenches();
+/// Registers mailboxes full of messages, with and without the markers that end them.
+void RegisterMailBenches();
 
 }  // namespace bench

@@ -56,6 +56,8 @@ constexpr std::array OpenRunCases{
     // Nothing has decided the archive's kind, so that every place may be a name.
     OpenRunCase{67, "PK\x03\x04"sv, 'K', "xl/workbook.xm_word/document.xm_ppt/slide/"sv, "PK\5\6\0\0\0\0\0"sv},
     OpenRunCase{69, "Rar!\x1A\x07\x00\xCF"sv, '{', "\xC4\x3D\x7B\x00\x40\x07\x01"sv},
+    OpenRunCase{89, "MIME-Version: 1.0\nContent-Type: multipart/related;boundary=\"b\""sv, '<', "</xm>\0"sv,
+                "</xml>b--"sv},
     OpenRunCase{77, "PCFFGRA"sv, '@', "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE\x01\x40"sv},
 };
 

@@ -32,6 +32,12 @@
 #include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
 #include "containers/KZipFileType.h"
+#include "documents/KDBXFileType.h"
+#include "documents/KEMLFileType.h"
+#include "documents/KMSGFileType.h"
+#include "documents/KMhtFileType.h"
+#include "documents/KPSTFileType.h"
+#include "documents/KTxtFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -161,14 +167,14 @@ constexpr Row Rows[] = {
     TypeRow<25, KVOBFileType>(),
     NotBuilt,  // 26 KHTMLFileType
     NotBuilt,  // 27 KXMLFileType
-    NotBuilt,  // 28 KTxtFileType
+    TypeRow<28, KTxtFileType>(),
     NotBuilt,  // 29 KHLPFileType
     NotBuilt,  // 30 KCHMFileType
     NotBuilt,  // 31 KPdfFileType
-    NotBuilt,  // 32 KPSTFileType
-    NotBuilt,  // 33 KDBXFileType
-    NotBuilt,  // 34 KEMLFileType
-    NotBuilt,  // 35 KMSGFileType
+    TypeRow<32, KPSTFileType>(),
+    TypeRow<33, KDBXFileType>(),
+    TypeRow<34, KEMLFileType>(),
+    TypeRow<35, KMSGFileType>(),
     NotBuilt,  // 36 KDWGFileType
     NotBuilt,  // 37 KPSDFileType
     NotBuilt,  // 38 KCDRFileType
@@ -222,7 +228,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 86 KIccFileType
     TypeRow<87, K3DMaxFileType>(),
     NotBuilt,  // 88 KMbFileType
-    NotBuilt,  // 89 KMhtFileType
+    TypeRow<89, KMhtFileType>(),
     TypeRow<90, KMidFileType>(),
     TypeRow<91, KMmfFileType>(),
     NotBuilt,  // 92 KOciFileType

@@ -33,7 +33,7 @@ struct PlannedFile {
 };
 
 /// Why a find became no file.
-enum class NotWanted { Type, TooSmall, TooLarge, SizeUnknown, SizeNegative, BehindEnd };
+enum class NotWanted { Type, TooSmall, TooLarge, SizeUnknown, SizeNegative, BehindEnd, TextInFile };
 const char* ReasonText(NotWanted reason);
 
 struct PassedOver {
@@ -54,8 +54,8 @@ struct MediumShape {
     std::int32_t sectorSize = 512;
 };
 
-/// Decides which finds become files. Claims on one range become one file. `caps` are the caps in bytes that the scan
-/// set by factory index.
+/// Decides which finds become files. Claims on one range become one file, and plain text that begins in a wanted file
+/// of another type becomes none. `caps` are the caps in bytes that the scan set by factory index.
 Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
 

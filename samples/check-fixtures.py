@@ -4,6 +4,7 @@
 Exit status 0 if every file is as it should be, 1 if any is not.
 """
 
+import email
 import io
 import os
 import struct
@@ -524,6 +525,29 @@ def pages_tif(data):
 
 def version_dng(data):
     want(tiff(data, b"NIKON")[1].get(50706) == (1, 4, 0, 0), "no version in the directory")
+def message(kind, *wanted):
+    """A message that begins with the line of a server and whose parts are whole."""
+    def check_message(data):
+        want(data.startswith(b"Received: "), "the first line is %r" % data[:20])
+        mail = email.message_from_bytes(data)
+        want(mail.get_content_type() == kind, "the kind is %r" % mail.get_content_type())
+        parts = [part.get_content_type() for part in mail.walk()][1:]
+        want(parts == list(wanted), "the parts are %r" % parts)
+        want(not any(part.defects for part in mail.walk()), "the message is damaged")
+        end = b"--%s--\r\n" % mail.get_boundary().encode() if wanted else b"</html>\r\n"
+        want(data.endswith(end) and data.count(end) == 1, "the end is no end")
+    return check_message
+
+
+def web_archive(data):
+    mail = email.message_from_bytes(data)
+    closing = b"</xml>\r\n--%s--" % mail.get_boundary().encode()
+    want(data.endswith(closing) and data.count(closing) == 1, "the end is no end")
+    want(data.find(b'boundary="') + 10 <= 64, "the boundary begins behind the first 64 bytes")
+
+
+def ascii_text(data):
+    want(all(line.isprintable() for line in data.decode("ascii").splitlines()), "bytes that are no text")
 
 
 # Every file of fixtures/, whichever script makes it.
@@ -619,6 +643,11 @@ KINDS = {
     "maker.arw": lambda data: tiff(data, b"SONY\0"),
     "name.dcr": lambda data: tiff(data, b".DCR\0"),
     "version.dng": version_dng,
+    "page.eml": message("text/html"),
+    "alternative.eml": message("multipart/alternative", "text/plain", "text/html"),
+    "attachment.eml": message("multipart/mixed", "text/plain", "application/octet-stream"),
+    "archive.mht": web_archive,
+    "log.txt": ascii_text,
 }
 
 

@@ -7,6 +7,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
+#include "tests/support/MailBuilder.h"
 #include "tests/support/RunFormats.h"
 #include "tests/support/TiffBuilder.h"
 #include "tests/support/ZipBuilder.h"
@@ -88,6 +89,12 @@ Bytes OlympusRaw() {
 Bytes MinoltaRaw() {
     return Join({BytesOf(std::string("\0MRM\0\0\0\x64\0PRD\0\0\0\x18", 16)), Zeros(8),
                  BytesOf(std::string("\0\x28\0\x3C\0\x28\0\x3C\x0C", 9)), Zeros(75), Bytes(3600, 'x')});
+// Mail ends in front of its last line break.
+std::int64_t WithoutLineBreak(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 2; }
+
+Bytes InFileOf(std::size_t size, Bytes header) {
+    header.resize(size);
+    return header;
 }
 
 }  // namespace
@@ -183,6 +190,30 @@ const std::vector<Fixture>& Fixtures() {
          {104},
          [] {
              return Join({BytesOf("riff\x2E\x91\xCF\x11"), Zeros(8), {0xB8, 0x0B, 0, 0}, Zeros(2980)});
+        {"log.txt", {28}, nullptr},
+        {"page.eml", {34}, nullptr, WithoutLineBreak},
+        {"alternative.eml", {34}, nullptr, WithoutLineBreak},
+        {"attachment.eml", {34}, nullptr, WithoutLineBreak},
+        {"archive.mht", {89}, nullptr},
+        {"folders32",
+         {32},
+         [] {
+             return InFileOf(5000, PersonalFolders(5000, 7));
+         }},
+        {"folders64",
+         {32},
+         [] {
+             return InFileOf(5000, PersonalFolders(7, 5000));
+         }},
+        {"folder",
+         {33},
+         [] {
+             return InFileOf(6000, ExpressFolder(6000 - 4096));
+         }},
+        {"message",
+         {35},
+         [] {
+             return StoredMessage();
          }},
         {"database",
          {13},

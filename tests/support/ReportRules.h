@@ -26,7 +26,7 @@ inline bool MayExceedCap(std::int32_t index) { return index >= 17 && index <= 21
 
 /// Engines and the range of the last file found outlive a scan, so the next one may give something else.
 inline bool KeepsStateOverScans(std::int32_t index) {
-    constexpr std::array<std::int32_t, 9> alone{22, 25, 52, 54, 56, 59, 60, 81, 106};
+    constexpr std::array<std::int32_t, 10> alone{22, 25, 34, 52, 54, 56, 59, 60, 81, 106};
     return FileTypeCatalog[index].maxSize == CapInEngine || std::ranges::find(alone, index) != alone.end();
 }
 
