@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -18,6 +19,7 @@ struct Claim {
     // Cut at the medium's end.
     std::int64_t size;
     std::int32_t type;
+    SizeSource sizeSource;
     bool cutAtEnd;
     bool atSizeCap;
 };
@@ -53,6 +55,7 @@ PlannedFile FileOf(const Claim& claim) {
     PlannedFile file;
     file.startSector = claim.startSector;
     file.size = claim.size;
+    file.sizeSource = claim.sizeSource;
     file.cutAtEnd = claim.cutAtEnd;
     file.atSizeCap = claim.atSizeCap;
     return file;
@@ -94,19 +97,16 @@ const char* ReasonText(NotWanted reason) {
     return "";
 }
 
-Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter,
-              const std::map<std::int32_t, std::int64_t>& caps) {
+Plan MakePlan(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter) {
     Plan plan;
     std::vector<Claim> claims;
-    for (const Find& find : finds) {
+    for (const auto& [find, source, atCap] : finds) {
         const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
         if (const auto reason = Judge(find, size, filter)) {
             plan.passedOver.push_back({find, *reason});
             continue;
         }
-        const auto ownCap = caps.find(find.type);
-        const std::int64_t cap = ownCap != caps.end() ? ownCap->second : FileTypeCatalog[find.type].maxSize;
-        claims.push_back({find.startSector, size, find.type, size < find.size, find.size == cap});
+        claims.push_back({find.startSector, size, find.type, source, size < find.size, atCap});
     }
     const auto order = [](const Claim& claim) {
         return std::tuple(claim.startSector, claim.size, claim.type);
