@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -22,6 +23,7 @@ struct Claim {
     // Cut at the medium's end.
     std::int64_t size;
     std::int32_t type;
+    SizeSource sizeSource;
     bool cutAtEnd;
     bool atSizeCap;
 };
@@ -56,8 +58,8 @@ std::int64_t BytesFrom(std::int64_t sector, const MediumShape& medium) {
 // The sectors in which wanted files of other types than plain text have bytes.
 class OtherFiles {
 public:
-    OtherFiles(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter) {
-        for (const Find& find : finds) {
+    OtherFiles(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter) {
+        for (const auto& [find, source, atCap] : finds) {
             const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
             if (find.type != PlainText && !Judge(find, size, filter)) {
                 ranges_.push_back({find.startSector, find.startSector + (size - 1) / medium.sectorSize});
@@ -87,6 +89,7 @@ PlannedFile FileOf(const Claim& claim) {
     PlannedFile file;
     file.startSector = claim.startSector;
     file.size = claim.size;
+    file.sizeSource = claim.sizeSource;
     file.cutAtEnd = claim.cutAtEnd;
     file.atSizeCap = claim.atSizeCap;
     return file;
@@ -130,12 +133,11 @@ const char* ReasonText(NotWanted reason) {
     return "";
 }
 
-Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter,
-              const std::map<std::int32_t, std::int64_t>& caps) {
+Plan MakePlan(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter) {
     Plan plan;
     const OtherFiles otherFiles(finds, medium, filter);
     std::vector<Claim> claims;
-    for (const Find& find : finds) {
+    for (const auto& [find, source, atCap] : finds) {
         const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
         if (const auto reason = Judge(find, size, filter)) {
             plan.passedOver.push_back({find, *reason});
@@ -145,9 +147,7 @@ Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const P
             plan.passedOver.push_back({find, NotWanted::TextInFile});
             continue;
         }
-        const auto ownCap = caps.find(find.type);
-        const std::int64_t cap = ownCap != caps.end() ? ownCap->second : FileTypeCatalog[find.type].maxSize;
-        claims.push_back({find.startSector, size, find.type, size < find.size, find.size == cap});
+        claims.push_back({find.startSector, size, find.type, source, size < find.size, atCap});
     }
     const auto order = [](const Claim& claim) {
         return std::tuple(claim.startSector, claim.size, claim.type);

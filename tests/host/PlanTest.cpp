@@ -28,7 +28,11 @@ std::vector<std::int32_t> AllTypes() {
 }
 
 Plan PlanOf(const std::vector<Find>& finds, const PlanFilter& filter = {AllTypes(), {}, {}}) {
-    return MakePlan(finds, Shape, filter, {{Png, 2000}});
+    std::vector<SizedFind> sized;
+    for (const Find& find : finds) {
+        sized.push_back({find, SizeSource::Reported, find.size == 2000});
+    }
+    return MakePlan(sized, Shape, filter);
 }
 
 // A planned file in one line.

@@ -75,6 +75,7 @@ std::int64_t Always(const Bytes& /*file*/) {
 
 // The header's size field as it stands, which does not count the 8 bytes up to its end.
 std::int64_t WithoutRiffHeader(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 8; }
+
 // The JPEG comes last.
 Bytes OlympusRaw() {
     TiffBuilder builder(false, BytesOf("OLYMPUS CORPORATION"));
@@ -89,6 +90,8 @@ Bytes OlympusRaw() {
 Bytes MinoltaRaw() {
     return Join({BytesOf(std::string("\0MRM\0\0\0\x64\0PRD\0\0\0\x18", 16)), Zeros(8),
                  BytesOf(std::string("\0\x28\0\x3C\0\x28\0\x3C\x0C", 9)), Zeros(75), Bytes(3600, 'x')});
+}
+
 // Mail ends in front of its last line break.
 std::int64_t WithoutLineBreak(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 2; }
 
@@ -190,6 +193,7 @@ const std::vector<Fixture>& Fixtures() {
          {104},
          [] {
              return Join({BytesOf("riff\x2E\x91\xCF\x11"), Zeros(8), {0xB8, 0x0B, 0, 0}, Zeros(2980)});
+         }},
         {"log.txt", {28}, nullptr},
         {"page.eml", {34}, nullptr, WithoutLineBreak},
         {"alternative.eml", {34}, nullptr, WithoutLineBreak},
