@@ -36,9 +36,17 @@
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "images/KBmpFileType.h"
+#include "images/KCurFileType.h"
+#include "images/KEMFFileType.h"
 #include "images/KExifJpgFileType.h"
+#include "images/KGIFFileType.h"
+#include "images/KIccFileType.h"
+#include "images/KIcoFileType.h"
 #include "images/KJPGFileType.h"
+#include "images/KPCXFileType.h"
 #include "images/KPngFileType.h"
+#include "images/KWmfFileType.h"
 
 namespace {
 
@@ -135,15 +143,15 @@ constexpr Row Rows[] = {
     NotBuilt,  // 37 KPSDFileType
     NotBuilt,  // 38 KCDRFileType
     NotBuilt,  // 39 KPSPFileType
-    NotBuilt,  // 40 KPCXFileType
+    TypeRow<40, KPCXFileType>(),
     TypeRow<41, KExifJpgFileType>(),
     TypeRow<42, KJPGFileType>(),
-    NotBuilt,  // 43 KGIFFileType
-    NotBuilt,  // 44 KWmfFileType
-    NotBuilt,  // 45 KEMFFileType
+    TypeRow<43, KGIFFileType>(),
+    TypeRow<44, KWmfFileType>(),
+    TypeRow<45, KEMFFileType>(),
     TypeRow<46, KPngFileType>(),
     NotBuilt,  // 47 KSwfFileType
-    NotBuilt,  // 48 KBmpFileType
+    TypeRow<48, KBmpFileType>(),
     NotBuilt,  // 49 KCRWFileType
     NotBuilt,  // 50 KCR2FileType
     NotBuilt,  // 51 KCR3FileType
@@ -159,8 +167,8 @@ constexpr Row Rows[] = {
     NotBuilt,  // 61 KX3FFileType
     NotBuilt,  // 62 KXCFFileType
     NotBuilt,  // 63 KCAMFileType
-    NotBuilt,  // 64 KCurFileType
-    NotBuilt,  // 65 KIcoFileType
+    TypeRow<64, KCurFileType>(),
+    TypeRow<65, KIcoFileType>(),
     NotBuilt,  // 66 KWebpFileType
     TypeRow<67, KZipFileType>(),
     TypeRow<68, K7ZipFileType>(),
@@ -181,7 +189,7 @@ constexpr Row Rows[] = {
     TypeRow<83, KEtFileType>(),
     TypeRow<84, KDpsFileType>(),
     TypeRow<85, KFlaFileType>(),
-    NotBuilt,  // 86 KIccFileType
+    TypeRow<86, KIccFileType>(),
     TypeRow<87, K3DMaxFileType>(),
     NotBuilt,  // 88 KMbFileType
     NotBuilt,  // 89 KMhtFileType
