@@ -14,7 +14,9 @@ public:
         .source = "ZSoft, PCX File Format Technical Reference Manual",
         .found = "PCX pictures of versions 0 to 5 with 1 to 4 planes of 1 to 8 bits, with or without a palette.",
         .end = "Where the decoded picture is complete, and behind the palette if one follows; exact.",
-        .limits = "A run that a writer adds behind the last line is left out."};
+        .limits =
+            "A run that a writer adds behind the last line is left out. Pictures without the run length code are not "
+            "found."};
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 
