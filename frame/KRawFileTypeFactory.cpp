@@ -43,19 +43,27 @@
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
 #include "images/KArwFileType.h"
+#include "images/KBmpFileType.h"
+#include "images/KCurFileType.h"
 #include "images/KDcrFileType.h"
 #include "images/KDngFileType.h"
+#include "images/KEMFFileType.h"
 #include "images/KExifJpgFileType.h"
+#include "images/KGIFFileType.h"
+#include "images/KIccFileType.h"
+#include "images/KIcoFileType.h"
 #include "images/KJPGFileType.h"
 #include "images/KMRWFileType.h"
 #include "images/KNefFileType.h"
 #include "images/KOrfFileType.h"
+#include "images/KPCXFileType.h"
 #include "images/KPefFileType.h"
 #include "images/KPngFileType.h"
 #include "images/KRAFFileType.h"
 #include "images/KRDCFileType.h"
 #include "images/KSr2FileType.h"
 #include "images/KTifFileType.h"
+#include "images/KWmfFileType.h"
 #include "images/KX3FFileType.h"
 #include "media/K3GPFileType.h"
 #include "media/KASFileType.h"
@@ -179,15 +187,15 @@ constexpr Row Rows[] = {
     NotBuilt,  // 37 KPSDFileType
     NotBuilt,  // 38 KCDRFileType
     NotBuilt,  // 39 KPSPFileType
-    NotBuilt,  // 40 KPCXFileType
+    TypeRow<40, KPCXFileType>(),
     TypeRow<41, KExifJpgFileType>(),
     TypeRow<42, KJPGFileType>(),
-    NotBuilt,  // 43 KGIFFileType
-    NotBuilt,  // 44 KWmfFileType
-    NotBuilt,  // 45 KEMFFileType
+    TypeRow<43, KGIFFileType>(),
+    TypeRow<44, KWmfFileType>(),
+    TypeRow<45, KEMFFileType>(),
     TypeRow<46, KPngFileType>(),
     TypeRow<47, KSwfFileType>(),
-    NotBuilt,  // 48 KBmpFileType
+    TypeRow<48, KBmpFileType>(),
     NotBuilt,  // 49 KCRWFileType
     NotBuilt,  // 50 KCR2FileType
     NotBuilt,  // 51 KCR3FileType
@@ -203,8 +211,8 @@ constexpr Row Rows[] = {
     TypeRow<61, KX3FFileType>(),
     NotBuilt,  // 62 KXCFFileType
     NotBuilt,  // 63 KCAMFileType
-    NotBuilt,  // 64 KCurFileType
-    NotBuilt,  // 65 KIcoFileType
+    TypeRow<64, KCurFileType>(),
+    TypeRow<65, KIcoFileType>(),
     TypeRow<66, KWebpFileType>(),
     TypeRow<67, KZipFileType>(),
     TypeRow<68, K7ZipFileType>(),
@@ -225,7 +233,7 @@ constexpr Row Rows[] = {
     TypeRow<83, KEtFileType>(),
     TypeRow<84, KDpsFileType>(),
     TypeRow<85, KFlaFileType>(),
-    NotBuilt,  // 86 KIccFileType
+    TypeRow<86, KIccFileType>(),
     TypeRow<87, K3DMaxFileType>(),
     NotBuilt,  // 88 KMbFileType
     TypeRow<89, KMhtFileType>(),

@@ -16,8 +16,8 @@
 ///   - `std::optional<std::int64_t> Walk(FileWindow& file)`: the file's length in bytes, if it is one.
 ///
 /// What walks cost is bounded for media made of nothing but headers: each may look at `FreeBytes`, and what they look
-/// at beyond that comes out of a store that every block refills in proportion to its size. Only when it is used up, and
-/// it holds for many of the longest walks, do walks end early.
+/// at beyond that comes out of a store that every block refills in proportion to its size. A walk may use half of what
+/// is left, so that a few long ones leave something for those behind them.
 template <class Self>
 class WalkingScanner : public MeasuringScanner<Self> {
 public:
@@ -34,7 +34,7 @@ public:
     }
 
     std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        WorkMeter meter(store_ + FreeBytes);
+        WorkMeter meter(store_ / 2 + FreeBytes);
         FileWindow file(candidate, Self::WalkLimit, meter);
         const std::optional<std::int64_t> size = this->self().Walk(file);
         store_ = std::max<std::int64_t>(store_ - std::max<std::int64_t>(meter.Used() - FreeBytes, 0), 0);
@@ -42,9 +42,9 @@ public:
     }
 
 private:
-    static constexpr std::int64_t FreeBytes = 0x40000;
+    static constexpr std::int64_t FreeBytes = 0x10000;
     static constexpr std::int64_t StoreBytes = std::int64_t{4} << 30;
-    static constexpr std::int64_t RefillFactor = 256;
+    static constexpr std::int64_t RefillFactor = 64;
 
     std::int64_t store_ = StoreBytes;
 };

@@ -548,6 +548,95 @@ def web_archive(data):
 
 def ascii_text(data):
     want(all(line.isprintable() for line in data.decode("ascii").splitlines()), "bytes that are no text")
+def little(data, form, at):
+    return struct.unpack_from("<" + form, data, at)
+
+
+def gif(version, images):
+    """Blocks to the trailer; the picture data are passed over unread."""
+    def check_gif(data):
+        want(data.startswith(version), "no %r" % version)
+
+        def table(flags):
+            return 3 << (flags & 7) + 1 if flags & 0x80 else 0
+
+        found, pos = 0, 13 + table(data[10])
+        while data[pos:pos + 1] != b";":
+            want(data[pos:pos + 1] in (b"!", b","), "no block at %d" % pos)
+            if data[pos] == 0x21:
+                pos += 2
+            else:
+                found += 1
+                pos += 11 + table(data[pos + 9])
+            while data[pos]:
+                pos += 1 + data[pos]
+            pos += 1
+        want((found, pos + 1) == (images, len(data)), "%d images end at %d" % (found, pos + 1))
+    return check_gif
+
+
+def bmp(header, bits, compression=0):
+    def check_bmp(data):
+        size, _, pixels, length = little(data, "IIII", 2)
+        want(data[:2] == b"BM" and size == len(data), "the header has size %d" % size)
+        if header == 12:
+            got = (length,) + little(data, "H", 24) + (0,)
+            width, height = little(data, "HH", 18)
+        else:
+            got = (length,) + little(data, "HI", 28)
+            width, height = little(data, "ii", 18)
+        want(got == (header, bits, compression), "header is %r" % (got,))
+        if compression in (0, 3):
+            want(pixels + (width * bits + 31) // 32 * 4 * height == size, "the rows do not fill the file")
+    return check_bmp
+
+
+def pcx(bits, planes):
+    def check_pcx(data):
+        want(data[:3] == b"\x0a\x05\x01" and (data[3], data[65]) == (bits, planes), "another kind of PCX file")
+        low, high = little(data, "HH", 4)[1], little(data, "HH", 8)[1]
+        missing = (high - low + 1) * planes * little(data, "H", 66)[0]
+        pos = 128
+        while missing > 0:
+            run = data[pos] >= 0xC0
+            missing -= data[pos] & 0x3F if run else 1
+            pos += 2 if run else 1
+        if data[pos:pos + 1] == b"\x0c":
+            pos += 769
+        want(pos == len(data), "the picture ends at %d" % pos)
+    return check_pcx
+
+
+def icons(kind, *sizes):
+    def check_icons(data):
+        want(little(data, "HHH", 0) == (0, kind, len(sizes)), "another kind of directory")
+        entries = [little(data, "BBBBHHII", 6 + 16 * i) for i in range(len(sizes))]
+        want(tuple(entry[0] for entry in entries) == sizes, "other images: %r" % entries)
+        want(entries[-1][6] + entries[-1][7] == len(data), "the last image does not end the file")
+    return check_icons
+
+
+def wmf(start):
+    def check_wmf(data):
+        want(little(data, "HHH", start) == (1, 9, 0x300), "no metafile header")
+        pos, function = start + 18, None
+        while function != 0:
+            words, function = little(data, "IH", pos)
+            pos += 2 * words
+        want(pos == len(data), "the end record ends at %d" % pos)
+    return check_wmf
+
+
+def emf(data):
+    want(data[40:44] == b" EMF" and little(data, "I", 48)[0] == len(data), "the header has another size")
+    want(little(data, "II", len(data) - 20) == (14, 20), "does not end with the end record")
+
+
+def icc(kind, version):
+    def check_icc(data):
+        want(struct.unpack_from(">I", data)[0] == len(data), "the header has another size")
+        want((data[12:16], data[8], data[36:40]) == (kind, version, b"acsp"), "another kind of profile")
+    return check_icc
 
 
 # Every file of fixtures/, whichever script makes it.
@@ -648,6 +737,28 @@ KINDS = {
     "attachment.eml": message("multipart/mixed", "text/plain", "application/octet-stream"),
     "archive.mht": web_archive,
     "log.txt": ascii_text,
+    "still87.gif": gif(b"GIF87a", 1),
+    "interlaced.gif": gif(b"GIF89a", 1),
+    "animated.gif": gif(b"GIF89a", 2),
+    "mono.bmp": bmp(40, 1),
+    "palette4.bmp": bmp(40, 4),
+    "rle8.bmp": bmp(40, 8, compression=1),
+    "rgb24.bmp": bmp(40, 24),
+    "os2.bmp": bmp(12, 4),
+    "rgb24-v4.bmp": bmp(108, 24),
+    "alpha32.bmp": bmp(124, 32, compression=3),
+    "mono.pcx": pcx(1, 1),
+    "planes4.pcx": pcx(1, 4),
+    "palette8.pcx": pcx(8, 1),
+    "rgb24.pcx": pcx(8, 3),
+    "sizes.ico": icons(1, 32, 16),
+    "with-png.ico": icons(1, 16, 32),
+    "arrow.cur": icons(2, 32, 16),
+    "placeable.wmf": wmf(22),
+    "plain.wmf": wmf(0),
+    "drawing.emf": emf,
+    "display.icc": icc(b"mntr", 4),
+    "link.icc": icc(b"link", 2),
 }
 
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/support/Scan.h"
 
 namespace {
@@ -104,8 +106,9 @@ Bytes Pack(std::size_t stuffing) {
     return bytes;
 }
 Bytes Packet(std::size_t length, std::uint8_t id = 0xE0) {
-    Bytes bytes{0, 0, 1, id, static_cast<std::uint8_t>(length >> 8U), static_cast<std::uint8_t>(length)};
-    bytes.resize(bytes.size() + length, 0x55);
+    const Bytes head{0, 0, 1, id, static_cast<std::uint8_t>(length >> 8U), static_cast<std::uint8_t>(length)};
+    Bytes bytes(head.size() + length, 0x55);
+    std::ranges::copy(head, bytes.begin());
     return bytes;
 }
 Bytes Repeat(const Bytes& part, std::size_t count) {

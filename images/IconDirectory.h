@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/FileWindow.h"
+
+/// The directory that icon and cursor files share: its entries and the images they point to. Source: Microsoft, Icons
+/// in Win32.
+namespace IconDirectory {
+
+enum class Kind : std::uint16_t { Icon = 1, Cursor = 2 };
+
+inline constexpr const char* EndNote = "The end of the image that lies last; exact.";
+inline constexpr const char* LimitsNote =
+    "Images with the 12-byte header of Windows 1 and 2 are not found, nor are files with a damaged image.";
+
+/// Whether the sector begins with a directory of this kind, as far as its first entry tells.
+bool IsHeader(ByteSpan sector, Kind kind);
+
+/// The file's length: where the last image ends. The file window's limit is the largest it may be. Tables of small
+/// numbers look much like a directory, so every entry must fit and every image must begin as its entry says.
+std::optional<std::int64_t> Measure(FileWindow& file, Kind kind);
+
+}  // namespace IconDirectory

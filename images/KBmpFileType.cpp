@@ -1,0 +1,180 @@
+#include "images/KBmpFileType.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+// The file header of 14 bytes and the longest information header.
+constexpr std::size_t LongestHeader = 138;
+constexpr std::int64_t FileHeaderBytes = 14;
+
+// Lengths of information headers.
+enum HeaderVersion : std::uint32_t { Os2First = 12, Os2Short = 16, Windows3 = 40, Os2Second = 64, Windows5 = 124 };
+constexpr std::array<std::uint32_t, 8> HeaderLengths{Os2First, Os2Short, Windows3, 52, 56, Os2Second, 108, Windows5};
+
+enum Compression : std::uint32_t { Plain = 0, Rle8 = 1, Rle4 = 2, Masks = 3, Jpeg = 4, Png = 5, AlphaMasks = 6 };
+// What two of the numbers mean behind an OS/2 header.
+enum Os2Compression : std::uint32_t { Huffman = 3, Rle24 = 4 };
+
+struct Bitmap {
+    std::uint32_t declaredSize = 0;
+    std::uint32_t pixelOffset = 0;
+    std::uint32_t headerLength = 0;
+    std::int64_t width = 0;
+    // Rows; top-down pictures have a negative number of them in the file.
+    std::int64_t height = 0;
+    std::uint32_t planes = 0;
+    std::uint32_t bits = 0;
+    std::uint32_t compression = Plain;
+    std::uint32_t imageSize = 0;
+    std::uint32_t coloursUsed = 0;
+    // End of the colour profile, 0 without one.
+    std::int64_t profileEnd = 0;
+
+    bool IsSmallPalette() const { return bits >= 1 && bits <= 8; }
+    std::int64_t RawBytes() const { return (width * bits + 31) / 32 * 4 * height; }
+};
+
+std::int64_t ProfileEnd(ByteSpan sector) {
+    constexpr std::uint32_t embedded = 0x4D424544;  // MBED
+    constexpr std::uint32_t linked = 0x4C494E4B;    // LINK
+    const auto colourSpace = LoadLittle<std::uint32_t>(sector, 70);
+    if (colourSpace != embedded && colourSpace != linked) {
+        return 0;
+    }
+    return FileHeaderBytes + std::int64_t{LoadLittle<std::uint32_t>(sector, 126)} +
+           LoadLittle<std::uint32_t>(sector, 130);
+}
+
+Bitmap LoadBitmap(ByteSpan sector) {
+    Bitmap bitmap;
+    bitmap.declaredSize = LoadLittle<std::uint32_t>(sector, 2);
+    bitmap.pixelOffset = LoadLittle<std::uint32_t>(sector, 10);
+    bitmap.headerLength = LoadLittle<std::uint32_t>(sector, 14);
+    if (bitmap.headerLength == Os2First) {
+        bitmap.width = LoadLittle<std::uint16_t>(sector, 18);
+        bitmap.height = LoadLittle<std::uint16_t>(sector, 20);
+        bitmap.planes = LoadLittle<std::uint16_t>(sector, 22);
+        bitmap.bits = LoadLittle<std::uint16_t>(sector, 24);
+        return bitmap;
+    }
+    const std::int64_t height = static_cast<std::int32_t>(LoadLittle<std::uint32_t>(sector, 22));
+    bitmap.width = static_cast<std::int32_t>(LoadLittle<std::uint32_t>(sector, 18));
+    bitmap.height = height < 0 ? -height : height;
+    bitmap.planes = LoadLittle<std::uint16_t>(sector, 26);
+    bitmap.bits = LoadLittle<std::uint16_t>(sector, 28);
+    if (bitmap.headerLength >= Windows3) {
+        bitmap.compression = LoadLittle<std::uint32_t>(sector, 30);
+        bitmap.imageSize = LoadLittle<std::uint32_t>(sector, 34);
+        bitmap.coloursUsed = LoadLittle<std::uint32_t>(sector, 46);
+    }
+    if (bitmap.headerLength == Windows5) {
+        bitmap.profileEnd = ProfileEnd(sector);
+    }
+    return bitmap;
+}
+
+bool IsDepthOfCompression(const Bitmap& bitmap) {
+    constexpr std::array<std::uint32_t, 7> depths{1, 2, 4, 8, 16, 24, 32};
+    const std::uint32_t bits = bitmap.bits;
+    if (bitmap.headerLength == Os2Second && (bitmap.compression == Huffman || bitmap.compression == Rle24)) {
+        return bits == (bitmap.compression == Huffman ? 1 : 24);
+    }
+    switch (bitmap.compression) {
+        case Plain:
+            return std::ranges::find(depths, bits) != depths.end();
+        case Rle8:
+            return bits == 8;
+        case Rle4:
+            return bits == 4;
+        case Masks:
+        case AlphaMasks:
+            return bits == 16 || bits == 32;
+        case Jpeg:
+        case Png:
+            return bits == 0;
+        default:
+            return false;
+    }
+}
+
+// Behind the headers come masks, a palette, and up to 1024 bytes that some writers leave.
+bool IsPixelOffsetSound(const Bitmap& bitmap) {
+    constexpr std::int64_t mostSlack = 1024;
+    // Masks follow the header of Windows 3, but for some writers that leave them out; they fit into the slack.
+    std::int64_t least = FileHeaderBytes + bitmap.headerLength;
+    std::int64_t most = least + mostSlack;
+    if (bitmap.IsSmallPalette()) {
+        const std::int64_t colourBytes = bitmap.headerLength == Os2First ? 3 : 4;
+        const std::uint32_t allColours = 1U << bitmap.bits;
+        least += colourBytes * std::min(bitmap.coloursUsed, allColours);
+        most += colourBytes * allColours;
+    } else {
+        // Colours that are only a hint for screens with few of them.
+        constexpr std::uint32_t mostHints = 256;
+        most += std::int64_t{4} * std::min(bitmap.coloursUsed, mostHints);
+    }
+    return bitmap.pixelOffset >= least && bitmap.pixelOffset <= most;
+}
+
+bool IsGeometrySound(const Bitmap& bitmap) {
+    constexpr std::int64_t mostPixels = 65535;
+    return bitmap.planes == 1 && bitmap.width > 0 && bitmap.width <= mostPixels && bitmap.height > 0 &&
+           bitmap.height <= mostPixels && IsDepthOfCompression(bitmap) &&
+           (!bitmap.IsSmallPalette() || bitmap.coloursUsed <= 256) && IsPixelOffsetSound(bitmap);
+}
+
+bool HasRawSize(const Bitmap& bitmap) {
+    return bitmap.compression == Plain ||
+           (bitmap.headerLength != Os2Second && (bitmap.compression == Masks || bitmap.compression == AlphaMasks));
+}
+
+// The file's length as the picture asks for it; nothing if a compressed picture gives none that can be.
+std::optional<std::int64_t> NeededSize(const Bitmap& bitmap) {
+    std::int64_t pixelBytes = bitmap.RawBytes();
+    if (!HasRawSize(bitmap)) {
+        pixelBytes = bitmap.imageSize != 0 ? std::int64_t{bitmap.imageSize}
+                                           : std::int64_t{bitmap.declaredSize} - bitmap.pixelOffset;
+        // The longest coding of a run length code: 2 bytes for a pixel (4 for one of 24 bits), 2 for the end of a row.
+        // A JPEG or PNG picture in place of the pixels has no such bound.
+        const std::int64_t longest =
+            bitmap.bits == 0 ? KBmpFileType::Identity.maxSize : (bitmap.width * 4 + 2) * bitmap.height + 4096;
+        if (pixelBytes <= 0 || pixelBytes > longest) {
+            return std::nullopt;
+        }
+    }
+    return std::max(bitmap.pixelOffset + pixelBytes, bitmap.profileEnd);
+}
+
+}  // namespace
+
+bool KBmpFileType::IsHeader(ByteSpan sector) {
+    constexpr std::uint16_t signature = 0x4D42;
+    return sector.size() >= LongestHeader && LoadLittle<std::uint16_t>(sector, 0) == signature &&
+           std::ranges::find(HeaderLengths, LoadLittle<std::uint32_t>(sector, 14)) != HeaderLengths.end();
+}
+
+std::optional<std::int64_t> KBmpFileType::Measure(const Candidate& candidate) {
+    const Bitmap bitmap = LoadBitmap(candidate.sector);
+    if (!IsGeometrySound(bitmap)) {
+        return std::nullopt;
+    }
+    const std::optional<std::int64_t> needed = NeededSize(bitmap);
+    if (!needed) {
+        return std::nullopt;
+    }
+    // Photoshop adds two bytes, others fill up a word or a sector.
+    constexpr std::int64_t mostPadding = 4096;
+    const std::int64_t padding = bitmap.declaredSize - *needed;
+    const bool isConfirmed = padding >= 0 && padding <= mostPadding;
+    // Reserved words are zero, but for writers that leave rubbish there and are right about the size.
+    if (LoadLittle<std::uint32_t>(candidate.sector, 6) != 0 && padding != 0) {
+        return std::nullopt;
+    }
+    // Larger pictures are believed when two fields tell the same.
+    if (*needed > Identity.maxSize && !isConfirmed) {
+        return std::nullopt;
+    }
+    return isConfirmed ? bitmap.declaredSize : *needed;
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+#include "images/IconDirectory.h"
+
+/// Windows cursors of any number of sizes: as far as the last image reaches. Source: Microsoft, Icons in Win32.
+class KCurFileType final : public WalkingScanner<KCurFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[64];
+    static constexpr FormatNotes Notes{.source = "Microsoft, Icons in Win32",
+                                       .found = "Cursor files of up to 128 images, bitmaps or PNG.",
+                                       .end = IconDirectory::EndNote,
+                                       .limits = IconDirectory::LimitsNote};
+    static constexpr std::int64_t MinReportLength = 256;
+    static constexpr std::int64_t WalkLimit = Identity.maxSize;
+
+    static bool IsHeader(ByteSpan sector) { return IconDirectory::IsHeader(sector, IconDirectory::Kind::Cursor); }
+    static std::optional<std::int64_t> Walk(FileWindow& file) {
+        return IconDirectory::Measure(file, IconDirectory::Kind::Cursor);
+    }
+};

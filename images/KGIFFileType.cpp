@@ -1,0 +1,111 @@
+#include "images/KGIFFileType.h"
+
+namespace {
+
+constexpr auto Version87 = PatternOf("GIF87a");
+constexpr auto Version89 = PatternOf("GIF89a");
+
+// Signature, width, height, flags, background, aspect; then the first block's kind.
+constexpr std::int64_t ScreenBytes = 13;
+
+enum BlockKind : std::uint8_t { Padding = 0x00, Extension = 0x21, Image = 0x2C, Trailer = 0x3B };
+
+// Bytes of the colour table that a flags byte announces: 2 to 256 colours of 3 bytes.
+std::int64_t ColourTableBytes(std::uint8_t flags) {
+    return (flags & 0x80U) == 0 ? 0 : std::int64_t{3} << ((flags & 7U) + 1U);
+}
+
+/// A position that moves over a file's blocks.
+class BlockWalk {
+public:
+    explicit BlockWalk(FileWindow& file, std::int64_t start) : file_(file), position_(start) {}
+
+    std::int64_t Position() const { return position_; }
+
+    std::optional<std::uint8_t> Kind() {
+        const ByteSpan byte = file_.At(position_, 1);
+        return byte.empty() ? std::nullopt : std::optional(byte[0]);
+    }
+
+    void Skip(std::int64_t bytes) { position_ += bytes; }
+
+    // From the kind byte to behind the picture data.
+    bool SkipImage() {
+        // Kind, left, top, width, height, flags.
+        constexpr std::int64_t descriptorBytes = 10;
+        const ByteSpan descriptor = file_.At(position_, descriptorBytes);
+        if (descriptor.empty() || LoadLittle<std::uint16_t>(descriptor, 5) == 0 ||
+            LoadLittle<std::uint16_t>(descriptor, 7) == 0) {
+            return false;
+        }
+        position_ += descriptorBytes + ColourTableBytes(descriptor[9]);
+        constexpr std::uint8_t widestCode = 12;
+        const ByteSpan codeWidth = file_.At(position_, 1);
+        if (codeWidth.empty() || codeWidth[0] == 0 || codeWidth[0] > widestCode) {
+            return false;
+        }
+        ++position_;
+        return SkipSubBlocks();
+    }
+
+    bool SkipExtension() {
+        // Kind and label.
+        position_ += 2;
+        return SkipSubBlocks();
+    }
+
+private:
+    // Each has a length byte in front; an empty one is the last.
+    bool SkipSubBlocks() {
+        for (ByteSpan bytes = file_.From(position_); !bytes.empty(); bytes = file_.From(position_)) {
+            std::size_t next = 0;
+            while (next < bytes.size()) {
+                const std::uint8_t length = bytes[next];
+                next += std::size_t{1} + length;
+                if (length == 0) {
+                    position_ += static_cast<std::int64_t>(next);
+                    return true;
+                }
+            }
+            position_ += static_cast<std::int64_t>(next);
+        }
+        return false;
+    }
+
+    FileWindow& file_;
+    std::int64_t position_;
+};
+
+}  // namespace
+
+bool KGIFFileType::IsHeader(ByteSpan sector) {
+    return sector.size() > ScreenBytes && (StartsWith(sector, Version89) || StartsWith(sector, Version87)) &&
+           LoadLittle<std::uint16_t>(sector, 6) != 0 && LoadLittle<std::uint16_t>(sector, 8) != 0;
+}
+
+std::optional<std::int64_t> KGIFFileType::Walk(FileWindow& file) {
+    const ByteSpan screen = file.At(0, ScreenBytes);
+    if (screen.empty()) {
+        return std::nullopt;
+    }
+    BlockWalk walk(file, ScreenBytes + ColourTableBytes(screen[10]));
+    if (walk.Kind() == Padding) {
+        return std::nullopt;
+    }
+    // A viewer shows a damaged file as far as its whole images go.
+    std::optional<std::int64_t> lastImageEnd;
+    for (int strayBytes = 0; const std::optional<std::uint8_t> kind = walk.Kind();) {
+        constexpr int mostStrayBytes = 16;
+        if (kind == Trailer) {
+            return lastImageEnd ? std::optional(walk.Position() + 1) : std::nullopt;
+        }
+        if (kind == Image && walk.SkipImage()) {
+            lastImageEnd = walk.Position();
+        } else if (kind == Padding && ++strayBytes <= mostStrayBytes) {
+            walk.Skip(1);
+        } else if (kind != Extension || !walk.SkipExtension()) {
+            break;
+        }
+    }
+    return lastImageEnd;
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// GIF images and animations: block by block to the trailer. Source: CompuServe, Graphics Interchange Format, versions
+/// 87a and 89a.
+class KGIFFileType final : public WalkingScanner<KGIFFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[43];
+    static constexpr FormatNotes Notes{
+        .source = "CompuServe, Graphics Interchange Format, versions 87a and 89a",
+        .found = "GIF pictures and animations of both versions, with at least one image.",
+        .end = "The trailer behind the last block; exact. A damaged file ends with its last whole image.",
+        .limits = "Bytes that a writer puts behind the trailer are left out."};
+    static constexpr std::int64_t MinReportLength = 256;
+    /// Long animations are larger than the cap; their end is known all the same.
+    static constexpr std::int64_t WalkLimit = 0x4000000;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// Windows metafiles, with and without the header that makes them placeable: record by record to the end record.
+/// Sources: [MS-WMF]; Placeable Metafiles.
+class KWmfFileType final : public WalkingScanner<KWmfFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[44];
+    static constexpr FormatNotes Notes{
+        .source = "[MS-WMF], Windows Metafile Format",
+        .found = "Windows metafiles, placeable and plain.",
+        .end =
+            "The end record, and a padding word behind it that the header counts; exact. Where a record in the second "
+            "half is damaged, the size in the header.",
+        .limits = "A file with a damaged record in its first half is not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+    /// Metafiles with large bitmaps are larger than the cap; their end is known all the same.
+    static constexpr std::int64_t WalkLimit = 0x4000000;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};
