@@ -36,9 +36,19 @@
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "images/KCAMFileType.h"
+#include "images/KCDRFileType.h"
+#include "images/KCRWFileType.h"
+#include "images/KDWGFileType.h"
+#include "images/KDxfFileType.h"
 #include "images/KExifJpgFileType.h"
 #include "images/KJPGFileType.h"
+#include "images/KMbFileType.h"
+#include "images/KOciFileType.h"
+#include "images/KPSDFileType.h"
+#include "images/KPSPFileType.h"
 #include "images/KPngFileType.h"
+#include "images/KXCFFileType.h"
 
 namespace {
 
@@ -131,10 +141,10 @@ constexpr Row Rows[] = {
     NotBuilt,  // 33 KDBXFileType
     NotBuilt,  // 34 KEMLFileType
     NotBuilt,  // 35 KMSGFileType
-    NotBuilt,  // 36 KDWGFileType
-    NotBuilt,  // 37 KPSDFileType
-    NotBuilt,  // 38 KCDRFileType
-    NotBuilt,  // 39 KPSPFileType
+    TypeRow<36, KDWGFileType>(),
+    TypeRow<37, KPSDFileType>(),
+    TypeRow<38, KCDRFileType>(),
+    TypeRow<39, KPSPFileType>(),
     NotBuilt,  // 40 KPCXFileType
     TypeRow<41, KExifJpgFileType>(),
     TypeRow<42, KJPGFileType>(),
@@ -144,7 +154,7 @@ constexpr Row Rows[] = {
     TypeRow<46, KPngFileType>(),
     NotBuilt,  // 47 KSwfFileType
     NotBuilt,  // 48 KBmpFileType
-    NotBuilt,  // 49 KCRWFileType
+    TypeRow<49, KCRWFileType>(),
     NotBuilt,  // 50 KCR2FileType
     NotBuilt,  // 51 KCR3FileType
     NotBuilt,  // 52 KDcrFileType
@@ -157,8 +167,8 @@ constexpr Row Rows[] = {
     NotBuilt,  // 59 KSr2FileType
     NotBuilt,  // 60 KTifFileType
     NotBuilt,  // 61 KX3FFileType
-    NotBuilt,  // 62 KXCFFileType
-    NotBuilt,  // 63 KCAMFileType
+    TypeRow<62, KXCFFileType>(),
+    TypeRow<63, KCAMFileType>(),
     NotBuilt,  // 64 KCurFileType
     NotBuilt,  // 65 KIcoFileType
     NotBuilt,  // 66 KWebpFileType
@@ -177,17 +187,17 @@ constexpr Row Rows[] = {
     NotBuilt,  // 79 KAniFileType
     TypeRow<80, KDcdFileType>(),
     NotBuilt,  // 81 KDngFileType
-    NotBuilt,  // 82 KDxfFileType
+    TypeRow<82, KDxfFileType>(),
     TypeRow<83, KEtFileType>(),
     TypeRow<84, KDpsFileType>(),
     TypeRow<85, KFlaFileType>(),
     NotBuilt,  // 86 KIccFileType
     TypeRow<87, K3DMaxFileType>(),
-    NotBuilt,  // 88 KMbFileType
+    TypeRow<88, KMbFileType>(),
     NotBuilt,  // 89 KMhtFileType
     NotBuilt,  // 90 KMidFileType
     NotBuilt,  // 91 KMmfFileType
-    NotBuilt,  // 92 KOciFileType
+    TypeRow<92, KOciFileType>(),
     TypeRow<93, KOdfFileType>(),
     TypeRow<94, KJarFileType>(),
     NotBuilt,  // 95 KOggFileType
