@@ -37,7 +37,7 @@ bool IsSound(FileWindow& file, const Area& area, std::int64_t offset) {
         return true;
     }
     FieldReader fields(file, offset);
-    const std::uint16_t scans = fields.Big<std::uint16_t>();
+    const auto scans = fields.Big<std::uint16_t>();
     std::uint32_t sum = StrippedTableBytes;
     for (int scan = 0; scan < 3; ++scan) {
         sum += fields.Big<std::uint16_t>();
@@ -57,13 +57,13 @@ bool KCAMFileType::IsHeader(ByteSpan sector) {
     if (!StartsWith(sector, Signature) || sector.size() < MinSectorBytes) {
         return false;
     }
-    const std::uint16_t areas = LoadBig<std::uint16_t>(sector, CountOffset);
+    const auto areas = LoadBig<std::uint16_t>(sector, CountOffset);
     return areas >= 1 && areas <= MostAreas;
 }
 
 std::optional<std::int64_t> KCAMFileType::Walk(FileWindow& file) {
     FieldReader fields(file, CountOffset);
-    const std::uint16_t areas = fields.Big<std::uint16_t>();
+    const auto areas = fields.Big<std::uint16_t>();
     std::int64_t end = FirstDescriptor + std::int64_t{16} * areas;
     std::uint64_t ids = 0;
     bool hasPicture = false;

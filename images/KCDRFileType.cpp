@@ -37,10 +37,10 @@ bool IsTag(ByteSpan bytes) {
 
 // What a drawing of a known version begins with; one of version 3 may begin with anything but a clip art's contents.
 bool IsFirstChunk(ByteSpan chunk, bool isVersion3) {
-    const std::uint32_t length = LoadLittle<std::uint32_t>(chunk, 4);
+    const auto length = LoadLittle<std::uint32_t>(chunk, 4);
     if (BeginsWith(chunk, "vrsn")) {
         // A hundred times the version.
-        const std::uint16_t version = LoadLittle<std::uint16_t>(chunk, ChunkHeaderBytes);
+        const auto version = LoadLittle<std::uint16_t>(chunk, ChunkHeaderBytes);
         return length == 2 && version >= 300 && version <= 1399;
     }
     if (BeginsWith(chunk, "fver")) {
@@ -81,7 +81,7 @@ std::optional<std::int64_t> EndOfRiff(FileWindow& file) {
     if (header.empty()) {
         return std::nullopt;
     }
-    const std::int64_t end = std::int64_t{LoadLittle<std::uint32_t>(header, RiffTag.size())} + FormOffset;
+    const std::int64_t end = std::int64_t{LoadLittle<std::uint32_t>(header, RiffTag.size())} + std::int64_t{FormOffset};
     return end <= file.Limit() && ChunksLeadTo(file, end) ? std::optional(end) : std::nullopt;
 }
 
@@ -124,9 +124,10 @@ bool OpensPackage(ByteSpan sector) {
     return std::ranges::any_of(drawings, [content](std::string_view type) { return BeginsWith(content, type); });
 }
 
-std::optional<std::uint32_t> SignatureAt(FileWindow& file, std::int64_t offset) {
+// 0, which is none, where it cannot be read.
+std::uint32_t SignatureAt(FileWindow& file, std::int64_t offset) {
     const ByteSpan bytes = file.At(offset, SignatureBytes);
-    return bytes.empty() ? std::nullopt : std::optional(LoadLittle<std::uint32_t>(bytes, 0));
+    return bytes.empty() ? 0 : LoadLittle<std::uint32_t>(bytes, 0);
 }
 
 // True if the descriptor of data that end at `end` stands there, with or without its signature.
@@ -135,15 +136,20 @@ bool HasDescriptor(FileWindow& file, std::int64_t offset, std::int64_t dataBytes
     return !sizes.empty() && LoadLittle<std::uint32_t>(sizes, 0) == dataBytes;
 }
 
+// Compressed data have what looks like a record's first bytes once in 64 KiB; data with very many more are none.
+constexpr std::int64_t FreeMarks = 256;
+constexpr std::int64_t BytesPerMark = 1024;
+
 // Behind the data that begin at `start` and whose size only their descriptor tells.
 std::optional<std::int64_t> BehindDescribedData(FileWindow& file, std::int64_t start) {
-    for (std::int64_t at = start;; ++at) {
+    std::int64_t at = start;
+    for (std::int64_t marks = 0; marks < FreeMarks + (at - start) / BytesPerMark; ++marks, ++at) {
         const std::optional<std::int64_t> found = file.Find(RecordMark, at, file.Limit());
         if (!found) {
             return std::nullopt;
         }
         at = *found;
-        const std::optional<std::uint32_t> signature = SignatureAt(file, at);
+        const std::uint32_t signature = SignatureAt(file, at);
         const bool isNext = signature == ZipSignature::LocalHeader || signature == ZipSignature::CentralHeader;
         if (signature == ZipSignature::DataDescriptor && HasDescriptor(file, at + SignatureBytes, at - start)) {
             return at + SignatureBytes + DescriptorBytes;
@@ -153,6 +159,7 @@ std::optional<std::int64_t> BehindDescribedData(FileWindow& file, std::int64_t s
             return at;
         }
     }
+    return std::nullopt;
 }
 
 std::optional<std::int64_t> BehindMember(FileWindow& file, std::int64_t start) {
@@ -190,7 +197,7 @@ std::optional<std::int64_t> BehindEntry(FileWindow& file, std::int64_t start) {
 std::optional<std::int64_t> EndOfPackage(FileWindow& file) {
     std::optional<std::int64_t> at = 0;
     for (int records = 0; records < MostRecords && at; ++records) {
-        const std::optional<std::uint32_t> signature = SignatureAt(file, *at);
+        const std::uint32_t signature = SignatureAt(file, *at);
         if (signature == ZipSignature::EndOfDirectory) {
             const ByteSpan record = file.At(*at, ZipEndRecordBytes);
             return record.empty() ? std::nullopt

@@ -51,7 +51,7 @@ bool IsRoot(ByteSpan entries, std::uint64_t heapBytes) {
     bool hasPicture = false;
     bool hasProperties = false;
     for (std::size_t at = 0; at < entries.size(); at += EntryBytes) {
-        const std::uint16_t tag = LoadLittle<std::uint16_t>(entries, at);
+        const auto tag = LoadLittle<std::uint16_t>(entries, at);
         hasPicture = hasPicture || tag == RawTag || tag == JpegTag;
         hasProperties = hasProperties || tag == PropertiesTag;
         if ((tag & PlaceBits) == 0) {
@@ -72,8 +72,10 @@ bool IsRoot(ByteSpan entries, std::uint64_t heapBytes) {
     return hasPicture && hasProperties;
 }
 
-// Offset in `bytes` of the end of the root directory. `start` is the bytes' own offset in the file.
-std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start) {
+// Offset in `bytes` of the end of the root directory. `start` is the bytes' own offset in the file. The places where
+// one could begin are few in pictures, and cost more than others.
+std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, WorkMeter& meter) {
+    constexpr std::int64_t placeCost = 64;
     const auto entriesAt = [bytes](std::size_t place) {
         return std::size_t{LoadLittle<std::uint16_t>(bytes, place)};
     };
@@ -82,6 +84,7 @@ std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start) {
                                          (place[0] > MostEntries ? 1 : 0));
     };
     const auto isRoot = [&](std::size_t place) {
+        meter.Charge(placeCost);
         const std::int64_t offset = start + static_cast<std::int64_t>(place) - HeapStart;
         const std::size_t entriesBytes = entriesAt(place) * EntryBytes;
         return offset > 0 && place + DirectoryBytes(entriesAt(place)) <= bytes.size() &&
@@ -137,7 +140,7 @@ std::optional<std::int64_t> KCRWFileType::FindEnd(const Candidate& candidate, Wo
         if (!reader.Read(ahead.data(), ReadAheadBytes)) {
             return std::nullopt;
         }
-        if (const std::optional<std::size_t> rootEnd = FindRootEnd(ahead, start)) {
+        if (const std::optional<std::size_t> rootEnd = FindRootEnd(ahead, start, meter)) {
             return BehindTrailer(reader, start + static_cast<std::int64_t>(*rootEnd));
         }
     }

@@ -77,8 +77,8 @@ std::int64_t BehindAuxiliaryHeader(FileWindow& file, std::int64_t end) {
 
 std::optional<std::int64_t> EndOfFixedSections(FileWindow& file, bool hasAuxiliaryHeader) {
     FieldReader fields(file, SectionsOffset);
-    const std::uint32_t entities = fields.Little<std::uint32_t>();
-    const std::uint32_t entitiesEnd = fields.Little<std::uint32_t>();
+    const auto entities = fields.Little<std::uint32_t>();
+    const auto entitiesEnd = fields.Little<std::uint32_t>();
     const std::int64_t blocks = fields.Little<std::uint32_t>();
     const std::int64_t blocksEnd = blocks + (fields.Little<std::uint32_t>() & SizeBits);
     const std::int64_t extras = fields.Little<std::uint32_t>();
@@ -109,7 +109,7 @@ constexpr std::int64_t MostBytesBehindMap = 0x2000000;
 
 std::int64_t EndOfPreview(FileWindow& file) {
     FieldReader address(file, PreviewOffset);
-    const std::uint32_t start = address.Little<std::uint32_t>();
+    const auto start = address.Little<std::uint32_t>();
     FieldReader preview(file, start);
     if (start < FirstPreview || !StartsWith(preview.Take(PreviewStart.size()), PreviewStart)) {
         return 0;
@@ -120,7 +120,7 @@ std::int64_t EndOfPreview(FileWindow& file) {
 
 std::optional<std::int64_t> EndOfLocated(FileWindow& file) {
     FieldReader fields(file, LocatorsOffset);
-    const std::uint32_t count = fields.Little<std::uint32_t>();
+    const auto count = fields.Little<std::uint32_t>();
     if (count < FewestLocators || count > MostLocators) {
         return std::nullopt;
     }
@@ -165,7 +165,7 @@ std::optional<std::int64_t> EndOfSecondCopy(FileWindow& file) {
         state = state * 0x343FD + 0x269EC3;
         header[i] = static_cast<std::uint8_t>(encrypted[i] ^ (state >> 16U));
     }
-    const std::uint64_t copy = LoadLittle<std::uint64_t>(header, CopyAddressOffset);
+    const auto copy = LoadLittle<std::uint64_t>(header, CopyAddressOffset);
     if (!StartsWith(header, CopiedHeaderStart) || copy < FirstCopy || copy >= std::uint64_t{KDWGFileType::WalkLimit}) {
         return std::nullopt;
     }

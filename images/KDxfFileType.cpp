@@ -20,6 +20,10 @@ constexpr std::int32_t CommentCode = 999;
 constexpr std::int32_t LowestCode = -5;
 constexpr std::int32_t HighestCode = 1071;
 
+// A drawing has one section of a kind. More of them, or endless comments in front, belong to other files.
+constexpr int MostSections = 64;
+constexpr int MostComments = 1000;
+
 constexpr std::uint8_t DosEnd = 0x1A;
 
 bool Is(ByteSpan bytes, std::string_view text) { return std::ranges::equal(bytes, text); }
@@ -136,7 +140,7 @@ private:
             return true;
         }
         if (step_ == Step::BeforeSection) {
-            return code == CommentCode;
+            return code == CommentCode && ++comments_ <= MostComments;
         }
         if (step_ == Step::BeforeName) {
             step_ = Step::Inside;
@@ -146,7 +150,8 @@ private:
         }
         hasEntities_ = hasEntities_ || (code == NameCode && Is(value, "ENTITIES"));
         step_ = code == EntityCode && Is(value, "EOF") ? Step::AtEnd : step_;
-        return true;
+        sections_ += code == EntityCode && Is(value, "SECTION") ? 1 : 0;
+        return sections_ < MostSections;
     }
 
     FileWindow& file_;
@@ -154,6 +159,8 @@ private:
     std::int64_t end_;
     Step step_ = Step::BeforeSection;
     bool hasEntities_ = false;
+    int comments_ = 0;
+    int sections_ = 0;
 };
 
 // Codes of the binary form by what follows them, in ascending order; those in between are unknown.

@@ -12,7 +12,7 @@ constexpr std::size_t ChunkHeaderBytes = 8;
 constexpr std::size_t SecondChunk = ChunkHeaderBytes + 0x30;
 constexpr std::uint32_t LongestChunk = 0x10000000;
 constexpr int MinChunks = 3;
-constexpr int MostChunks = 0x100000;
+constexpr int MostChunks = 0x4000;
 
 bool IsTag(ByteSpan bytes) {
     const auto isCapital = [](std::uint8_t byte) {
@@ -32,11 +32,15 @@ std::optional<std::int64_t> KOciFileType::Walk(FileWindow& file) {
     std::int64_t end = 0;
     int chunks = 0;
     for (; chunks < MostChunks; ++chunks) {
+        // The next picture may follow directly.
+        if (chunks > 0 && StartsWith(file.At(end, FirstChunk.size()), FirstChunk)) {
+            break;
+        }
         FieldReader fields(file, end);
         if (!IsTag(fields.Take(TagBytes))) {
             break;
         }
-        const std::uint32_t length = fields.Little<std::uint32_t>();
+        const auto length = fields.Little<std::uint32_t>();
         fields.Skip(length);
         if (fields.IsBroken() || length >= LongestChunk) {
             break;

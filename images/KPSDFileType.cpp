@@ -59,16 +59,23 @@ bool OpensResources(FileWindow& file, std::int64_t offset) {
     return std::ranges::any_of(owners, [bytes](const auto& owner) { return StartsWith(bytes, owner); });
 }
 
-// Behind the rows' lengths; broken if a row is longer than packing makes it.
+// Behind the rows, whose lengths stand in front of them; broken if a row is longer than packing makes it.
+template <std::unsigned_integral Length>
 void SkipPackedRows(FieldReader& fields, const Header& header) {
+    constexpr std::uint64_t mostAtOnce = FileWindow::PieceBytes / sizeof(Length);
     const std::uint64_t longest = 2 * header.RowBytes() + 256;
     std::uint64_t sum = 0;
-    for (std::uint64_t row = header.Rows(); row > 0 && !fields.IsBroken(); --row) {
-        const std::uint32_t length = header.isLarge ? fields.Big<std::uint32_t>() : fields.Big<std::uint16_t>();
-        if (length > longest) {
-            fields.Break();
+    for (std::uint64_t left = header.Rows(); left > 0 && !fields.IsBroken();) {
+        const auto rows = static_cast<std::size_t>(std::min(left, mostAtOnce));
+        const ByteSpan lengths = fields.Take(rows * sizeof(Length));
+        for (std::size_t at = 0; at < lengths.size(); at += sizeof(Length)) {
+            const Length length = LoadBig<Length>(lengths, at);
+            if (length > longest) {
+                fields.Break();
+            }
+            sum += length;
         }
-        sum += length;
+        left -= rows;
     }
     fields.Skip(sum);
 }
@@ -79,7 +86,7 @@ bool KPSDFileType::IsHeader(ByteSpan sector) {
     if (!StartsWith(sector, Signature) || sector.size() < MinSectorBytes) {
         return false;
     }
-    const std::uint16_t version = LoadBig<std::uint16_t>(sector, 4);
+    const auto version = LoadBig<std::uint16_t>(sector, 4);
     return version >= 1 && version <= LargeVersion && HasPatternAt(sector, 6, Reserved) && IsSound(ReadHeader(sector));
 }
 
@@ -97,7 +104,7 @@ std::optional<std::int64_t> KPSDFileType::Walk(FileWindow& file) {
         fields.Skip(length);
     };
     skipSection(fields.Big<std::uint32_t>());
-    const std::uint32_t resourceBytes = fields.Big<std::uint32_t>();
+    const auto resourceBytes = fields.Big<std::uint32_t>();
     if (resourceBytes > 0 && !OpensResources(file, fields.Position())) {
         return std::nullopt;
     }
@@ -109,7 +116,8 @@ std::optional<std::int64_t> KPSDFileType::Walk(FileWindow& file) {
             fields.Skip(header.RowBytes() * header.Rows());
             break;
         case PackedRows:
-            SkipPackedRows(fields, header);
+            header.isLarge ? SkipPackedRows<std::uint32_t>(fields, header)
+                           : SkipPackedRows<std::uint16_t>(fields, header);
             break;
         default:
             return std::nullopt;

@@ -27,7 +27,7 @@ std::optional<BlockHeader> ReadBlockHeader(FieldReader& fields, bool isVersion3)
     if (!StartsWith(fields.Take(BlockMark.size()), BlockMark)) {
         return std::nullopt;
     }
-    const std::uint16_t id = fields.Little<std::uint16_t>();
+    const auto id = fields.Little<std::uint16_t>();
     if (isVersion3) {
         // The length of the block's first chunk, which is part of the block.
         fields.Skip(sizeof(std::uint32_t));

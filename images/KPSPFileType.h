@@ -15,7 +15,7 @@ public:
         .end = "The last block of the row that begins behind the header; exact.",
         .limits = ""};
     static constexpr std::int64_t MinReportLength = 256;
-    static constexpr std::int64_t WalkLimit = std::int64_t{1} << 33;
+    static constexpr std::int64_t WalkLimit = Identity.maxSize;
 
     static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Walk(FileWindow& file);

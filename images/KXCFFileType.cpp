@@ -112,7 +112,7 @@ void Picture::ReadProperties(FieldReader& fields) {
     std::uint32_t type = 0;
     do {
         type = fields.Big<std::uint32_t>();
-        const std::uint32_t length = fields.Big<std::uint32_t>();
+        const auto length = fields.Big<std::uint32_t>();
         if (length > LongestProperty || (type == EndProperty && length != 0)) {
             fields.Break();
         }
@@ -211,7 +211,7 @@ bool Picture::WalkHierarchy(std::uint64_t pointer) {
     if (!fields || !IsSide(fields->Big<std::uint32_t>()) || !IsSide(fields->Big<std::uint32_t>())) {
         return false;
     }
-    const std::uint32_t pixelBytes = fields->Big<std::uint32_t>();
+    const auto pixelBytes = fields->Big<std::uint32_t>();
     const Pointers levels = ReadPointers(*fields);
     if (pixelBytes < 1 || pixelBytes > 32 || levels.empty() || !Close(*fields) || !WalkTiles(levels[0], pixelBytes)) {
         return false;
@@ -231,8 +231,8 @@ bool Picture::WalkTiles(std::uint64_t pointer, std::uint32_t pixelBytes) {
     if (!fields) {
         return false;
     }
-    const std::uint32_t width = fields->Big<std::uint32_t>();
-    const std::uint32_t height = fields->Big<std::uint32_t>();
+    const auto width = fields->Big<std::uint32_t>();
+    const auto height = fields->Big<std::uint32_t>();
     const std::uint64_t columns = (std::uint64_t{width} + TileSide - 1) / TileSide;
     const std::uint64_t rows = (std::uint64_t{height} + TileSide - 1) / TileSide;
     if (!IsSide(width) || !IsSide(height) || columns * rows > MostTiles) {

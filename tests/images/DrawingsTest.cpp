@@ -112,6 +112,7 @@ TEST(Drawings, RowsOfBlocksEndWhereNoneFollows) {
         {"block of no known kind, without layers", 39, Join({noLayers, BytesOf("~BK\0\x41\0"s), Word(1)}), 0},
         {"two chunks", 92, Patched(canvas, 0x38 + 608, {0}), 0},
         {"chunk too long", 92, Join({canvas, BytesOf("OXXX"), Word(0x10000000)}), SizeOf(canvas)},
+        {"the next picture follows", 92, Join({canvas, canvas}), SizeOf(canvas)},
         {"second chunk no chunk", 92, Patched(canvas, 0x39, {'l'}), 0},
         {"image, not a scene", 88, Patched(scene, 16, BytesOf("CIMG")), 0},
         {"head longer than the scene", 88, Patched(scene, 28, Big(std::uint64_t{1000})), 0},
