@@ -69,7 +69,7 @@ void SkipPackedRows(FieldReader& fields, const Header& header) {
         const auto rows = static_cast<std::size_t>(std::min(left, mostAtOnce));
         const ByteSpan lengths = fields.Take(rows * sizeof(Length));
         for (std::size_t at = 0; at < lengths.size(); at += sizeof(Length)) {
-            const Length length = LoadBig<Length>(lengths, at);
+            const auto length = LoadBig<Length>(lengths, at);
             if (length > longest) {
                 fields.Break();
             }
