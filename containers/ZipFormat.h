@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "frame/Bytes.h"
+#include "frame/ZipRecords.h"
 
 /// What the two ZIP engines and their types share. Source: PKWARE, APPNOTE.TXT, sections 4.3.6 to 4.3.16.
 
@@ -36,17 +37,6 @@ struct ZipNotes {
         "The end-of-central-directory record, reached from record to record; exact without a comment.";
     static constexpr const char* WalkLimits = "A package written with the sizes behind the data is not found.";
 };
-
-/// Signatures of the records, read little-endian.
-struct ZipSignature {
-    static constexpr std::uint32_t LocalHeader = 0x04034B50;
-    static constexpr std::uint32_t CentralHeader = 0x02014B50;
-    static constexpr std::uint32_t EndOfDirectory = 0x06054B50;
-    static constexpr std::uint32_t DataDescriptor = 0x08074B50;
-};
-
-/// Bytes of the end-of-central-directory record without the comment.
-inline constexpr std::size_t ZipEndRecordBytes = 22;
 
 /// A shorter file is not reported, in bytes.
 inline constexpr std::int64_t ZipMinReportLength = 256;

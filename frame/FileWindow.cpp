@@ -5,9 +5,6 @@
 
 #include "frame/contract/ISectorSource.h"
 
-namespace {
-
-// In bytes; the largest number where the host gives no sound geometry.
 std::int64_t MediumSize(const SectorBlock& block) {
     constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
     if (block.source == nullptr) {
@@ -21,6 +18,8 @@ std::int64_t MediumSize(const SectorBlock& block) {
     }
     return geometry.sectorCount * geometry.bytesPerSector;
 }
+
+namespace {
 
 // The bytes from `offset` on of a range that begins at `start`; empty when `offset` lies outside.
 ByteSpan PartFrom(ByteSpan range, std::int64_t start, std::int64_t offset) {

@@ -11,6 +11,9 @@
 #include "frame/SectorScan.h"
 #include "frame/WorkMeter.h"
 
+/// The medium's size in bytes; the largest number where the host gives no sound geometry.
+std::int64_t MediumSize(const SectorBlock& block);
+
 /// Shows a candidate file's bytes in contiguous pieces, at any offset from its start, to scanners that decode or search
 /// what lies behind a header. Bytes of the block in hand are shown where they stand; others are read ahead.
 ///

@@ -44,9 +44,14 @@
 #include "frame/contract/FileTypeCatalog.h"
 #include "images/KArwFileType.h"
 #include "images/KBmpFileType.h"
+#include "images/KCAMFileType.h"
+#include "images/KCDRFileType.h"
+#include "images/KCRWFileType.h"
 #include "images/KCurFileType.h"
+#include "images/KDWGFileType.h"
 #include "images/KDcrFileType.h"
 #include "images/KDngFileType.h"
+#include "images/KDxfFileType.h"
 #include "images/KEMFFileType.h"
 #include "images/KExifJpgFileType.h"
 #include "images/KGIFFileType.h"
@@ -54,9 +59,13 @@
 #include "images/KIcoFileType.h"
 #include "images/KJPGFileType.h"
 #include "images/KMRWFileType.h"
+#include "images/KMbFileType.h"
 #include "images/KNefFileType.h"
+#include "images/KOciFileType.h"
 #include "images/KOrfFileType.h"
 #include "images/KPCXFileType.h"
+#include "images/KPSDFileType.h"
+#include "images/KPSPFileType.h"
 #include "images/KPefFileType.h"
 #include "images/KPngFileType.h"
 #include "images/KRAFFileType.h"
@@ -65,6 +74,7 @@
 #include "images/KTifFileType.h"
 #include "images/KWmfFileType.h"
 #include "images/KX3FFileType.h"
+#include "images/KXCFFileType.h"
 #include "media/K3GPFileType.h"
 #include "media/KASFileType.h"
 #include "media/KAifFileType.h"
@@ -183,10 +193,10 @@ constexpr Row Rows[] = {
     TypeRow<33, KDBXFileType>(),
     TypeRow<34, KEMLFileType>(),
     TypeRow<35, KMSGFileType>(),
-    NotBuilt,  // 36 KDWGFileType
-    NotBuilt,  // 37 KPSDFileType
-    NotBuilt,  // 38 KCDRFileType
-    NotBuilt,  // 39 KPSPFileType
+    TypeRow<36, KDWGFileType>(),
+    TypeRow<37, KPSDFileType>(),
+    TypeRow<38, KCDRFileType>(),
+    TypeRow<39, KPSPFileType>(),
     TypeRow<40, KPCXFileType>(),
     TypeRow<41, KExifJpgFileType>(),
     TypeRow<42, KJPGFileType>(),
@@ -196,7 +206,7 @@ constexpr Row Rows[] = {
     TypeRow<46, KPngFileType>(),
     TypeRow<47, KSwfFileType>(),
     TypeRow<48, KBmpFileType>(),
-    NotBuilt,  // 49 KCRWFileType
+    TypeRow<49, KCRWFileType>(),
     NotBuilt,  // 50 KCR2FileType
     NotBuilt,  // 51 KCR3FileType
     TypeRow<52, KDcrFileType>(),
@@ -209,8 +219,8 @@ constexpr Row Rows[] = {
     TypeRow<59, KSr2FileType>(),
     TypeRow<60, KTifFileType>(),
     TypeRow<61, KX3FFileType>(),
-    NotBuilt,  // 62 KXCFFileType
-    NotBuilt,  // 63 KCAMFileType
+    TypeRow<62, KXCFFileType>(),
+    TypeRow<63, KCAMFileType>(),
     TypeRow<64, KCurFileType>(),
     TypeRow<65, KIcoFileType>(),
     TypeRow<66, KWebpFileType>(),
@@ -229,17 +239,17 @@ constexpr Row Rows[] = {
     TypeRow<79, KAniFileType>(),
     TypeRow<80, KDcdFileType>(),
     TypeRow<81, KDngFileType>(),
-    NotBuilt,  // 82 KDxfFileType
+    TypeRow<82, KDxfFileType>(),
     TypeRow<83, KEtFileType>(),
     TypeRow<84, KDpsFileType>(),
     TypeRow<85, KFlaFileType>(),
     TypeRow<86, KIccFileType>(),
     TypeRow<87, K3DMaxFileType>(),
-    NotBuilt,  // 88 KMbFileType
+    TypeRow<88, KMbFileType>(),
     TypeRow<89, KMhtFileType>(),
     TypeRow<90, KMidFileType>(),
     TypeRow<91, KMmfFileType>(),
-    NotBuilt,  // 92 KOciFileType
+    TypeRow<92, KOciFileType>(),
     TypeRow<93, KOdfFileType>(),
     TypeRow<94, KJarFileType>(),
     TypeRow<95, KOggFileType>(),

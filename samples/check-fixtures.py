@@ -637,6 +637,73 @@ def icc(kind, version):
         want(struct.unpack_from(">I", data)[0] == len(data), "the header has another size")
         want((data[12:16], data[8], data[36:40]) == (kind, version, b"acsp"), "another kind of profile")
     return check_icc
+def xcf_tile_end(data, width, height):
+    """The end of the last picture's only tile: a plane for each byte of a
+    pixel, packed as runs and literals."""
+    # The sides stand in the hierarchy, with the bytes of a pixel, and in its
+    # first level, with the tile's place.
+    level = data.rfind(struct.pack(">II", width, height))
+    depth = struct.unpack_from(">I", data, data.rfind(struct.pack(">II", width, height), 0, level) + 8)[0]
+    pos = struct.unpack_from(">I", data, level + 8)[0]
+    for _ in range(depth):
+        left = width * height
+        while left > 0:
+            code = data[pos]
+            long = code in (127, 128)
+            count = struct.unpack_from(">H", data, pos + 1)[0] if long else code + 1 if code < 127 else 256 - code
+            pos += (3 if long else 1) + (1 if code < 128 else count)
+            left -= count
+    return pos
+
+
+def xcf(version):
+    def check_picture(data):
+        want(data.startswith(b"gimp xcf " + version + b"\0"), "the version is %r" % data[9:14])
+        width, height = struct.unpack_from(">II", data, 14)
+        if max(width, height) > 64:
+            # Behind the tiles there are levels without any.
+            end = struct.pack(">III", width // 2, height // 2, 0)
+            want(end in data[-16:], "the last level is not at the end")
+        else:
+            end = xcf_tile_end(data, width, height)
+            want(end == len(data), "the tile ends at %d" % end)
+    return check_picture
+
+
+def photoshop(data, version=1, packed=True):
+    """The merged picture's rows end with the file."""
+    got, channels, height, width, depth = struct.unpack_from(">H6xHIIH", data, 4)
+    want(data.startswith(b"8BPS") and got == version, "version %d" % got)
+    pos = 26
+    for form in (">I", ">I", ">Q" if version == 2 else ">I"):
+        pos += struct.calcsize(form) + struct.unpack_from(form, data, pos)[0]
+    rows = height * channels
+    want(struct.unpack_from(">H", data, pos)[0] == packed, "the rows are packed otherwise")
+    if packed:
+        counts = struct.unpack_from(">%d%s" % (rows, "I" if version == 2 else "H"), data, pos + 2)
+        size = rows * (4 if version == 2 else 2) + sum(counts)
+    else:
+        size = rows * ((width * depth + 7) // 8)
+    want(pos + 2 + size == len(data), "the rows end at %d" % (pos + 2 + size))
+
+
+def photoshop_kind(**kind):
+    return lambda data: photoshop(data, **kind)
+
+
+def drawing_text(data):
+    lines = [line.strip() for line in data.rstrip(b"\x1a").split(b"\n")]
+    pairs = list(zip(lines[0::2], lines[1::2]))
+    want(pairs.count((b"0", b"EOF")) == 1 and pairs[-1] == (b"0", b"EOF") and lines[-1] == b"", "the end is not EOF")
+    want(pairs.count((b"0", b"SECTION")) == pairs.count((b"0", b"ENDSEC")) > 0, "the sections are not whole")
+
+
+def drawing_binary(code):
+    def check_drawing(data):
+        start = b"AutoCAD Binary DXF\r\n\x1a\0" + code
+        want(data.startswith(start + b"SECTION\0"), "no section behind the signature")
+        want(data.endswith(b"ENDSEC\0" + code + b"EOF\0"), "the end is not EOF")
+    return check_drawing
 
 
 # Every file of fixtures/, whichever script makes it.
@@ -759,6 +826,21 @@ KINDS = {
     "drawing.emf": emf,
     "display.icc": icc(b"mntr", 4),
     "link.icc": icc(b"link", 2),
+    "small.xcf": xcf(b"file"),
+    "palette.xcf": xcf(b"v001"),
+    "layers.xcf": xcf(b"file"),
+    "deep.xcf": xcf(b"v012"),
+    "layers.psd": photoshop,
+    "packed.psd": photoshop,
+    "raw.psd": photoshop_kind(packed=False),
+    "cmyk16.psd": photoshop,
+    "palette.psd": photoshop,
+    "large.psb": photoshop_kind(version=2),
+    "traced.dxf": drawing_text,
+    "release12.dxf": drawing_text,
+    "release14.dxf": drawing_text,
+    "release10.binary.dxf": drawing_binary(b"\0"),
+    "release14.binary.dxf": drawing_binary(b"\0\0"),
 }
 
 

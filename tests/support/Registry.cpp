@@ -7,6 +7,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
+#include "tests/support/DrawingBuilder.h"
 #include "tests/support/MailBuilder.h"
 #include "tests/support/RunFormats.h"
 #include "tests/support/TiffBuilder.h"
@@ -257,6 +258,80 @@ const std::vector<Fixture>& Fixtures() {
              return Join({BytesOf(std::string("Rar!\x1A\x07\0\xCF", 8)), Bytes(3000, 'x'),
                           BytesOf(std::string("\xC4\x3D\x7B\0\x40\x07\0", 7))});
          }},
+        {"cmyk16.psd", {37}, nullptr},
+        {"large.psb", {37}, nullptr},
+        {"layers.psd", {37}, nullptr},
+        {"packed.psd", {37}, nullptr},
+        {"palette.psd", {37}, nullptr},
+        {"raw.psd", {37}, nullptr},
+        {"deep.xcf", {62}, nullptr},
+        {"layers.xcf", {62}, nullptr},
+        {"palette.xcf", {62}, nullptr},
+        {"small.xcf", {62}, nullptr},
+        {"effects", {62}, test::XcfWithEffects},
+        {"release10.binary.dxf", {82}, nullptr},
+        {"release12.dxf", {82}, nullptr},
+        {"release14.binary.dxf", {82}, nullptr},
+        {"release14.dxf", {82}, nullptr},
+        {"traced.dxf", {82}, nullptr},
+        {"sections",
+         {36},
+         [] {
+             return DwgFile("AC1006");
+         }},
+        {"auxiliary",
+         {36},
+         [] {
+             return DwgFile("AC1009");
+         }},
+        {"located",
+         {36},
+         [] {
+             return DwgFile("AC1015");
+         }},
+        {"copied",
+         {36},
+         [] {
+             return DwgFile("AC1032");
+         }},
+        {"compressed",
+         {36},
+         [] {
+             return DwgFile("AC1021");
+         }},
+        {"riff", {38}, CdrFile},
+        {"package",
+         {38, 67},
+         [] {
+             return CdrPackage(ZipSizes::InFront);
+         }},
+        {"paint3",
+         {39},
+         [] {
+             return PspFile(3);
+         }},
+        {"paint9",
+         {39},
+         [] {
+             return PspFile(9);
+         }},
+        {"heap",
+         {49},
+         [] {
+             return CrwFile(3000);
+         }},
+        {"areas", {63}, CamFile},
+        {"scene4",
+         {88},
+         [] {
+             return MbFile(false);
+         }},
+        {"scene8",
+         {88},
+         [] {
+             return MbFile(true);
+         }},
+        {"canvas", {92}, OciFile},
         {"bookmarks",
          {73},
          [] {

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// Pictures of the Casio QV cameras, whose header lists the areas that follow it. Source: QV-10 CAM Format, 1996
+/// (unofficial).
+class KCAMFileType final : public WalkingScanner<KCAMFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[63];
+    static constexpr FormatNotes Notes{.source = "QV-10 CAM Format, 1996 (unofficial)",
+                                       .found = "Pictures of the QV-10, the QV-100 and later models.",
+                                       .end = "The sum of the areas that the header lists; exact.",
+                                       .limits = "Copies with a MacBinary header in front are not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+    static constexpr std::int64_t WalkLimit = Identity.largestSize;
+
+    KCAMFileType() { KCAMFileType::Reset(); }
+
+    std::int32_t Reset() override;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};

@@ -1,0 +1,228 @@
+#include "images/KCDRFileType.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "frame/RiffScanner.h"
+#include "frame/ZipRecords.h"
+
+namespace {
+
+bool BeginsWith(ByteSpan bytes, std::string_view text) {
+    return bytes.size() >= text.size() && std::ranges::equal(bytes.first(text.size()), text);
+}
+
+// ---- RIFF ----
+
+constexpr std::size_t FormOffset = RiffHeaderBytes;
+constexpr std::int64_t FirstChunk = 12;
+constexpr std::size_t ChunkHeaderBytes = 8;
+// The header, and the first chunk up to the number of the version.
+constexpr std::size_t RiffPrefixBytes = 22;
+constexpr std::uint32_t SmallestRiff = 256;
+constexpr int MostChunks = 0x100000;
+
+bool IsForm(ByteSpan form) {
+    const std::uint8_t version = form[3];
+    const bool isVersion = version == ' ' || (version >= '3' && version <= '9') || (version >= 'A' && version <= 'Z');
+    // A right-to-left edition spells it small.
+    return BeginsWith(form, "cdr8") || (isVersion && (BeginsWith(form, "CDR") || BeginsWith(form, "CDT")));
+}
+
+bool IsTag(ByteSpan bytes) {
+    return std::ranges::all_of(bytes.first(4), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
+}
+
+// What a drawing of a known version begins with; one of version 3 may begin with anything but a clip art's contents.
+bool IsFirstChunk(ByteSpan chunk, bool isVersion3) {
+    const auto length = LoadLittle<std::uint32_t>(chunk, 4);
+    if (BeginsWith(chunk, "vrsn")) {
+        // A hundred times the version.
+        const auto version = LoadLittle<std::uint16_t>(chunk, ChunkHeaderBytes);
+        return length == 2 && version >= 300 && version <= 1399;
+    }
+    if (BeginsWith(chunk, "fver")) {
+        return length == 16;
+    }
+    return isVersion3 && IsTag(chunk) && !BeginsWith(chunk, "cont");
+}
+
+bool OpensRiff(ByteSpan sector) {
+    if (sector.size() < RiffPrefixBytes || !IsForm(sector.subspan(FormOffset))) {
+        return false;
+    }
+    return LoadLittle<std::uint32_t>(sector, RiffSizeOffset) >= SmallestRiff &&
+           IsFirstChunk(sector.subspan(FirstChunk), sector[FormOffset + 3] == ' ');
+}
+
+// The chunks lead to the end, or break off behind those that every drawing has.
+bool ChunksLeadTo(FileWindow& file, std::int64_t end) {
+    bool hasVersion = false;
+    bool hasList = false;
+    std::int64_t at = FirstChunk;
+    for (int chunks = 0; chunks < MostChunks && at < end; ++chunks) {
+        const ByteSpan chunk = file.At(at, ChunkHeaderBytes);
+        if (chunk.empty() || !IsTag(chunk)) {
+            return hasVersion && hasList;
+        }
+        const std::int64_t length = LoadLittle<std::uint32_t>(chunk, 4);
+        hasVersion = hasVersion || BeginsWith(chunk, "vrsn");
+        hasList = hasList || BeginsWith(chunk, "LIST");
+        at += static_cast<std::int64_t>(ChunkHeaderBytes) + length + length % 2;
+    }
+    // The last pad byte may be left out.
+    return at == end || at == end + 1;
+}
+
+std::optional<std::int64_t> EndOfRiff(FileWindow& file) {
+    const ByteSpan header = file.At(0, FormOffset);
+    if (header.empty()) {
+        return std::nullopt;
+    }
+    const std::int64_t end = RiffHeaderBytes + LoadLittle<std::uint32_t>(header, RiffSizeOffset);
+    return end <= file.Limit() && ChunksLeadTo(file, end) ? std::optional(end) : std::nullopt;
+}
+
+// ---- ZIP ----
+
+constexpr auto LocalMark = PatternOf("PK\x03\x04");
+constexpr auto RecordInitials = PatternOf("PK");
+constexpr ByteMark RecordMark{RecordInitials};
+constexpr std::size_t LocalBytes = 30;
+constexpr std::size_t CentralBytes = 46;
+// A descriptor's checksum and sizes, behind a signature that may be missing.
+constexpr std::int64_t DescriptorBytes = 12;
+constexpr std::int64_t SignatureBytes = 4;
+constexpr std::uint16_t SizeBehindData = 0x8;
+constexpr std::size_t ZipPrefixBytes = 100;
+constexpr int MostRecords = 0x20000;
+
+bool OpensPackage(ByteSpan sector) {
+    if (sector.size() < ZipPrefixBytes) {
+        return false;
+    }
+    const std::size_t nameBytes = LoadLittle<std::uint16_t>(sector, 26);
+    const std::size_t extraBytes = LoadLittle<std::uint16_t>(sector, 28);
+    const ByteSpan name = sector.subspan(LocalBytes);
+    // Packages of the first version that wrote them have no media type.
+    constexpr std::string_view drawing = "content/riffData.cdr";
+    if (nameBytes == drawing.size()) {
+        return BeginsWith(name, drawing);
+    }
+    constexpr std::string_view mediaType = "mimetype";
+    const std::size_t contentOffset = mediaType.size() + extraBytes;
+    const bool isStored = LoadLittle<std::uint16_t>(sector, 8) == 0;
+    if (nameBytes != mediaType.size() || !isStored || !BeginsWith(name, mediaType) || contentOffset > name.size()) {
+        return false;
+    }
+    constexpr std::array<std::string_view, 4> drawings{
+        "application/x-vnd.corel.draw.document+zip", "application/x-vnd.corel.zcf.draw.document+zip",
+        "application/x-vnd.corel.draw.template+zip", "application/x-vnd.corel.zcf.draw.template+zip"};
+    const ByteSpan content = name.subspan(contentOffset);
+    return std::ranges::any_of(drawings, [content](std::string_view type) { return BeginsWith(content, type); });
+}
+
+// 0, which is none, where it cannot be read.
+std::uint32_t SignatureAt(FileWindow& file, std::int64_t offset) {
+    const ByteSpan bytes = file.At(offset, SignatureBytes);
+    return bytes.empty() ? 0 : LoadLittle<std::uint32_t>(bytes, 0);
+}
+
+// True if the descriptor of data that end at `end` stands there, with or without its signature.
+bool HasDescriptor(FileWindow& file, std::int64_t offset, std::int64_t dataBytes) {
+    const ByteSpan sizes = file.At(offset + SignatureBytes, SignatureBytes);
+    return !sizes.empty() && LoadLittle<std::uint32_t>(sizes, 0) == dataBytes;
+}
+
+// Compressed data have what looks like a record's first bytes once in 64 KiB; data with very many more are none.
+constexpr std::int64_t FreeMarks = 256;
+constexpr std::int64_t BytesPerMark = 1024;
+
+// Behind the data that begin at `start` and whose size only their descriptor tells.
+std::optional<std::int64_t> BehindDescribedData(FileWindow& file, std::int64_t start) {
+    std::int64_t at = start;
+    for (std::int64_t marks = 0; marks < FreeMarks + (at - start) / BytesPerMark; ++marks, ++at) {
+        const std::optional<std::int64_t> found = file.Find(RecordMark, at, file.Limit());
+        if (!found) {
+            return std::nullopt;
+        }
+        at = *found;
+        const std::uint32_t signature = SignatureAt(file, at);
+        const bool isNext = signature == ZipSignature::LocalHeader || signature == ZipSignature::CentralHeader;
+        if (signature == ZipSignature::DataDescriptor && HasDescriptor(file, at + SignatureBytes, at - start)) {
+            return at + SignatureBytes + DescriptorBytes;
+        }
+        const std::int64_t data = at - DescriptorBytes - start;
+        if (isNext && data >= 0 && HasDescriptor(file, at - DescriptorBytes, data)) {
+            return at;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::int64_t> BehindMember(FileWindow& file, std::int64_t start) {
+    const ByteSpan header = file.At(start, LocalBytes);
+    if (header.empty()) {
+        return std::nullopt;
+    }
+    const bool hasDescriptor = (LoadLittle<std::uint16_t>(header, 6) & SizeBehindData) != 0;
+    const std::int64_t dataBytes = LoadLittle<std::uint32_t>(header, 18);
+    const std::int64_t data = start + static_cast<std::int64_t>(LocalBytes) + LoadLittle<std::uint16_t>(header, 26) +
+                              LoadLittle<std::uint16_t>(header, 28);
+    if (!hasDescriptor) {
+        return data + dataBytes;
+    }
+    if (dataBytes == 0) {
+        return BehindDescribedData(file, data);
+    }
+    const bool hasSignature = SignatureAt(file, data + dataBytes) == ZipSignature::DataDescriptor;
+    return data + dataBytes + DescriptorBytes + (hasSignature ? SignatureBytes : 0);
+}
+
+std::optional<std::int64_t> BehindEntry(FileWindow& file, std::int64_t start) {
+    const ByteSpan entry = file.At(start, CentralBytes);
+    if (entry.empty()) {
+        return std::nullopt;
+    }
+    std::int64_t end = start + static_cast<std::int64_t>(CentralBytes);
+    // Name, extra field and comment.
+    for (const std::size_t offset : {28U, 30U, 32U}) {
+        end += LoadLittle<std::uint16_t>(entry, offset);
+    }
+    return end;
+}
+
+std::optional<std::int64_t> EndOfPackage(FileWindow& file) {
+    std::optional<std::int64_t> at = 0;
+    for (int records = 0; records < MostRecords && at; ++records) {
+        const std::uint32_t signature = SignatureAt(file, *at);
+        if (signature == ZipSignature::EndOfDirectory) {
+            const ByteSpan record = file.At(*at, ZipEndRecordBytes);
+            return record.empty() ? std::nullopt
+                                  : std::optional(*at + static_cast<std::int64_t>(ZipEndRecordBytes) +
+                                                  LoadLittle<std::uint16_t>(record, ZipEndRecordBytes - 2));
+        }
+        if (signature == ZipSignature::LocalHeader) {
+            at = BehindMember(file, *at);
+        } else if (signature == ZipSignature::CentralHeader) {
+            at = BehindEntry(file, *at);
+        } else {
+            return std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+bool KCDRFileType::IsHeader(ByteSpan sector) {
+    if (StartsWith(sector, RiffSignature)) {
+        return OpensRiff(sector);
+    }
+    return StartsWith(sector, LocalMark) && OpensPackage(sector);
+}
+
+std::optional<std::int64_t> KCDRFileType::Walk(FileWindow& file) {
+    return StartsWith(file.At(0, RiffSignature.size()), RiffSignature) ? EndOfRiff(file) : EndOfPackage(file);
+}

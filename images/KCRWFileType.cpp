@@ -1,0 +1,148 @@
+#include "images/KCRWFileType.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "frame/FileWindow.h"
+#include "frame/KFileSimulator.h"
+#include "frame/PlaceSearch.h"
+
+namespace {
+
+// Byte order, the heap's start, and the type of the container.
+constexpr auto Signature = PatternOf("II\x1A\0\0\0HEAPCCDR");
+constexpr std::size_t MinSectorBytes = 17;
+constexpr std::int64_t HeapStart = 0x1A;
+
+// Pictures of these cameras have 2 to 12 MiB.
+constexpr std::int64_t SearchBytes = 0x2000000;
+constexpr std::size_t ReadAheadBytes = 0x10000;
+
+// A directory is a count, its entries, and its own offset in the heap.
+constexpr std::size_t FewestEntries = 2;
+constexpr std::size_t MostEntries = 32;
+constexpr std::size_t CountBytes = 2;
+constexpr std::size_t EntryBytes = 10;
+constexpr std::size_t OwnOffsetBytes = 4;
+constexpr std::size_t DirectoryBytes(std::size_t entries) { return CountBytes + entries * EntryBytes + OwnOffsetBytes; }
+constexpr std::size_t MostDirectoryBytes = DirectoryBytes(MostEntries);
+
+constexpr std::uint16_t RawTag = 0x2005;
+constexpr std::uint16_t JpegTag = 0x2007;
+constexpr std::uint16_t PropertiesTag = 0x300A;
+// These bits are clear if the value stands in the heap.
+constexpr std::uint16_t PlaceBits = 0xC000;
+
+constexpr auto TrailerStart = PatternOf("CANON OPTIONAL DATA\0");
+constexpr std::size_t TrailerLengthOffset = 0x18;
+// Its head and foot.
+constexpr std::int64_t TrailerFrameBytes = 0x5C;
+
+struct Extent {
+    std::uint64_t start;
+    std::uint64_t end;
+};
+
+// `entries` is all of a directory's; the values stand in the heap's first `heapBytes`, none in another.
+bool IsRoot(ByteSpan entries, std::uint64_t heapBytes) {
+    std::array<Extent, MostEntries> extents{};
+    std::size_t count = 0;
+    bool hasPicture = false;
+    bool hasProperties = false;
+    for (std::size_t at = 0; at < entries.size(); at += EntryBytes) {
+        const auto tag = LoadLittle<std::uint16_t>(entries, at);
+        hasPicture = hasPicture || tag == RawTag || tag == JpegTag;
+        hasProperties = hasProperties || tag == PropertiesTag;
+        if ((tag & PlaceBits) == 0) {
+            const std::uint64_t size = LoadLittle<std::uint32_t>(entries, at + 2);
+            const std::uint64_t start = LoadLittle<std::uint32_t>(entries, at + 6);
+            extents[count++] = {start, start + size};
+        }
+    }
+    const auto inUse = std::span(extents).first(count);
+    std::ranges::sort(inUse, {}, &Extent::start);
+    std::uint64_t free = 0;
+    for (const Extent& extent : inUse) {
+        if (extent.start < free || extent.end > heapBytes) {
+            return false;
+        }
+        free = extent.end;
+    }
+    return hasPicture && hasProperties;
+}
+
+// Offset in `bytes` of the end of the root directory. `start` is the bytes' own offset in the file. The places where
+// one could begin are few in pictures, and cost more than others.
+std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, WorkMeter& meter) {
+    constexpr std::int64_t placeCost = 64;
+    const auto entriesAt = [bytes](std::size_t place) {
+        return std::size_t{LoadLittle<std::uint16_t>(bytes, place)};
+    };
+    const auto difference = [](const std::uint8_t* place) {
+        return static_cast<std::uint8_t>(place[1] | (place[0] < FewestEntries ? 1 : 0) |
+                                         (place[0] > MostEntries ? 1 : 0));
+    };
+    const auto isRoot = [&](std::size_t place) {
+        meter.Charge(placeCost);
+        const std::int64_t offset = start + static_cast<std::int64_t>(place) - HeapStart;
+        const std::size_t entriesBytes = entriesAt(place) * EntryBytes;
+        return offset > 0 && place + DirectoryBytes(entriesAt(place)) <= bytes.size() &&
+               LoadLittle<std::uint32_t>(bytes, place + CountBytes + entriesBytes) == offset &&
+               IsRoot(bytes.subspan(place + CountBytes, entriesBytes), static_cast<std::uint64_t>(offset));
+    };
+    const std::optional<std::size_t> root =
+        FindPlace(bytes.data(), 0, bytes.size() - DirectoryBytes(FewestEntries) + 1, difference, isRoot);
+    return root ? std::optional(*root + DirectoryBytes(entriesAt(*root))) : std::nullopt;
+}
+
+std::int64_t BehindTrailer(KFileSimulator& reader, std::int64_t end) {
+    std::array<std::uint8_t, TrailerLengthOffset + sizeof(std::uint32_t)> trailer{};
+    reader.Seek(end);
+    if (!reader.Read(trailer.data(), trailer.size()) || !StartsWith(trailer, TrailerStart)) {
+        return end;
+    }
+    return end + LoadBig<std::uint32_t>(trailer, TrailerLengthOffset) + TrailerFrameBytes;
+}
+
+}  // namespace
+
+std::int32_t KCRWFileType::Reset() {
+    store_ = {};
+    return MeasuringScanner::Reset();
+}
+
+void KCRWFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    store_.EnterBlock(*block);
+    MeasuringScanner::ScanBlock(block, sink);
+}
+
+bool KCRWFileType::IsHeader(ByteSpan sector) {
+    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
+}
+
+std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
+    WorkMeter meter = store_.NewMeter();
+    const std::optional<std::int64_t> end = FindEnd(candidate, meter);
+    store_.Settle(meter);
+    return end;
+}
+
+std::optional<std::int64_t> KCRWFileType::FindEnd(const Candidate& candidate, WorkMeter& meter) {
+    const std::int64_t limit = std::min(SearchBytes, MediumSize(candidate.block));
+    KFileSimulator reader(&candidate.block, candidate.startSector, static_cast<std::uint64_t>(Identity.maxSize));
+    std::vector<std::uint8_t> ahead(ReadAheadBytes);
+    // A directory may begin in one piece and end in the next.
+    constexpr auto step = static_cast<std::int64_t>(ReadAheadBytes - MostDirectoryBytes);
+    for (std::int64_t start = 0; start < limit && !meter.IsExhausted(); start += step) {
+        meter.Charge(ReadAheadBytes);
+        reader.Seek(start);
+        if (!reader.Read(ahead.data(), ReadAheadBytes)) {
+            return std::nullopt;
+        }
+        if (const std::optional<std::size_t> rootEnd = FindRootEnd(ahead, start, meter)) {
+            return BehindTrailer(reader, start + static_cast<std::int64_t>(*rootEnd));
+        }
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,316 @@
+#include "images/KDxfFileType.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "frame/FieldReader.h"
+
+namespace {
+
+constexpr auto BinarySignature = PatternOf("AutoCAD Binary DXF\r\n\x1A\0");
+constexpr auto ByteOrderMark = PatternOf("\xEF\xBB\xBF");
+constexpr std::size_t MinSectorBytes = 64;
+// The first line holds a code of at most three digits, and blanks.
+constexpr std::size_t FirstLineBytes = 16;
+
+constexpr std::int32_t EntityCode = 0;
+constexpr std::int32_t NameCode = 2;
+constexpr std::int32_t CommentCode = 999;
+constexpr std::int32_t LowestCode = -5;
+constexpr std::int32_t HighestCode = 1071;
+
+// A drawing has one section of a kind. More of them, or endless comments in front, belong to other files.
+constexpr int MostSections = 64;
+constexpr int MostComments = 1000;
+
+constexpr std::uint8_t DosEnd = 0x1A;
+
+bool Is(ByteSpan bytes, std::string_view text) { return std::ranges::equal(bytes, text); }
+
+ByteSpan Trimmed(ByteSpan line) {
+    const auto isBlank = [](std::uint8_t byte) {
+        return byte == ' ' || byte == '\t' || byte == '\r';
+    };
+    while (!line.empty() && isBlank(line.back())) {
+        line = line.first(line.size() - 1);
+    }
+    while (!line.empty() && isBlank(line.front())) {
+        line = line.subspan(1);
+    }
+    return line;
+}
+
+// Of a trimmed line.
+std::optional<std::int32_t> CodeOf(ByteSpan line) {
+    const bool isNegative = !line.empty() && line.front() == '-';
+    const ByteSpan digits = isNegative ? line.subspan(1) : line;
+    if (digits.empty() || digits.size() > 4) {
+        return std::nullopt;
+    }
+    std::int32_t code = 0;
+    for (const std::uint8_t digit : digits) {
+        if (digit < '0' || digit > '9') {
+            return std::nullopt;
+        }
+        code = code * 10 + (digit - '0');
+    }
+    code = isNegative ? -code : code;
+    return code >= LowestCode && code <= HighestCode ? std::optional(code) : std::nullopt;
+}
+
+bool IsSectionName(ByteSpan name) {
+    constexpr std::array<std::string_view, 6> names{"HEADER", "TABLES", "BLOCKS", "ENTITIES", "CLASSES", "OBJECTS"};
+    return std::ranges::any_of(names, [name](std::string_view known) { return Is(name, known); });
+}
+
+struct Line {
+    // Trimmed.
+    ByteSpan text;
+    // Behind the line end, or where the text breaks off.
+    std::int64_t behind;
+    bool hasEnd;
+};
+
+// Nothing where a line is too long. The text of a line without an end stops in front of the first byte that is none.
+std::optional<Line> LineAt(FileWindow& file, std::int64_t offset) {
+    const auto stops = [](std::uint8_t byte) {
+        return byte < 0x20 && byte != '\t' && byte != '\r';
+    };
+    ByteSpan bytes = file.From(offset);
+    auto stop = std::ranges::find_if(bytes, stops);
+    if (stop == bytes.end()) {
+        bytes = file.From(offset, FileWindow::PieceBytes);
+        stop = std::ranges::find_if(bytes, stops);
+    }
+    if (bytes.empty() || (stop == bytes.end() && bytes.size() >= FileWindow::PieceBytes)) {
+        return std::nullopt;
+    }
+    const auto length = static_cast<std::size_t>(stop - bytes.begin());
+    const bool hasEnd = stop != bytes.end() && *stop == '\n';
+    return Line{Trimmed(bytes.first(length)), offset + static_cast<std::int64_t>(length) + (hasEnd ? 1 : 0), hasEnd};
+}
+
+// An old program's end of file, with a line end of its own.
+std::int64_t BehindDosEnd(FileWindow& file, std::int64_t end) {
+    const ByteSpan bytes = file.From(end, 3);
+    if (bytes.empty() || bytes[0] != DosEnd) {
+        return end;
+    }
+    if (HasPatternAt(bytes, 1, PatternOf("\r\n"))) {
+        return end + 3;
+    }
+    return HasPatternAt(bytes, 1, PatternOf("\n")) ? end + 2 : end + 1;
+}
+
+class TextDrawing {
+public:
+    TextDrawing(FileWindow& file, std::int64_t start) : file_(file), end_(start) {}
+
+    std::optional<std::int64_t> Measure() {
+        while (step_ != Step::AtEnd && TakePair()) {
+        }
+        if (step_ == Step::AtEnd) {
+            return BehindDosEnd(file_, end_);
+        }
+        return hasEntities_ ? std::optional(end_) : std::nullopt;
+    }
+
+private:
+    enum class Step { BeforeSection, BeforeName, Inside, AtEnd };
+
+    bool TakePair() {
+        std::optional<Line> line = LineAt(file_, end_);
+        const std::optional<std::int32_t> code = line && line->hasEnd ? CodeOf(line->text) : std::nullopt;
+        if (!code) {
+            return false;
+        }
+        end_ = line->behind;
+        line = LineAt(file_, end_);
+        if (!line || !Accepts(*code, line->text) || (!line->hasEnd && step_ != Step::AtEnd)) {
+            return false;
+        }
+        end_ = line->behind;
+        return true;
+    }
+
+    bool Accepts(std::int32_t code, ByteSpan value) {
+        if (step_ == Step::BeforeSection && code == EntityCode && Is(value, "SECTION")) {
+            step_ = Step::BeforeName;
+            return true;
+        }
+        if (step_ == Step::BeforeSection) {
+            return code == CommentCode && ++comments_ <= MostComments;
+        }
+        if (step_ == Step::BeforeName) {
+            step_ = Step::Inside;
+            const bool isName = code == NameCode && IsSectionName(value);
+            hasEntities_ = isName && Is(value, "ENTITIES");
+            return isName;
+        }
+        hasEntities_ = hasEntities_ || (code == NameCode && Is(value, "ENTITIES"));
+        step_ = code == EntityCode && Is(value, "EOF") ? Step::AtEnd : step_;
+        sections_ += code == EntityCode && Is(value, "SECTION") ? 1 : 0;
+        return sections_ < MostSections;
+    }
+
+    FileWindow& file_;
+    // Behind the last whole line.
+    std::int64_t end_;
+    Step step_ = Step::BeforeSection;
+    bool hasEntities_ = false;
+    int comments_ = 0;
+    int sections_ = 0;
+};
+
+// Codes of the binary form by what follows them, in ascending order; those in between are unknown.
+enum class Value { Text, Bytes1, Bytes2, Bytes4, Bytes8, Counted };
+struct CodeRange {
+    std::uint16_t first;
+    std::uint16_t last;
+    Value value;
+};
+constexpr std::array CodeRanges{
+    CodeRange{0, 9, Value::Text},         CodeRange{10, 59, Value::Bytes8},      CodeRange{60, 79, Value::Bytes2},
+    CodeRange{90, 99, Value::Bytes4},     CodeRange{100, 102, Value::Text},      CodeRange{105, 105, Value::Text},
+    CodeRange{110, 149, Value::Bytes8},   CodeRange{160, 169, Value::Bytes8},    CodeRange{170, 179, Value::Bytes2},
+    CodeRange{210, 239, Value::Bytes8},   CodeRange{270, 289, Value::Bytes2},    CodeRange{290, 299, Value::Bytes1},
+    CodeRange{300, 309, Value::Text},     CodeRange{310, 319, Value::Counted},   CodeRange{320, 369, Value::Text},
+    CodeRange{370, 389, Value::Bytes2},   CodeRange{390, 399, Value::Text},      CodeRange{400, 409, Value::Bytes2},
+    CodeRange{410, 419, Value::Text},     CodeRange{420, 429, Value::Bytes4},    CodeRange{430, 439, Value::Text},
+    CodeRange{440, 459, Value::Bytes4},   CodeRange{460, 469, Value::Bytes8},    CodeRange{470, 481, Value::Text},
+    CodeRange{999, 1003, Value::Text},    CodeRange{1004, 1004, Value::Counted}, CodeRange{1005, 1009, Value::Text},
+    CodeRange{1010, 1059, Value::Bytes8}, CodeRange{1060, 1070, Value::Bytes2},  CodeRange{1071, 1071, Value::Bytes4},
+};
+
+const CodeRange* RangeOf(std::uint16_t code) {
+    const auto* const range = std::ranges::lower_bound(CodeRanges, code, {}, &CodeRange::last);
+    return range != CodeRanges.end() && range->first <= code ? range : nullptr;
+}
+
+class BinaryDrawing {
+public:
+    explicit BinaryDrawing(FileWindow& file) : file_(file), fields_(file, BinarySignature.size()) {}
+
+    std::optional<std::int64_t> Measure() {
+        // The first pair is 0, SECTION: one zero byte if codes have 8 bits.
+        const ByteSpan start = file_.At(fields_.Position(), 2);
+        hasWideCodes_ = start.empty() || start[1] == 0;
+        bool isFirst = true;
+        while (!fields_.IsBroken()) {
+            const std::uint16_t code = ReadCode();
+            const CodeRange* const range = RangeOf(code);
+            if (range == nullptr) {
+                return std::nullopt;
+            }
+            if (code == EntityCode && StartsWith(file_.At(fields_.Position(), 4), PatternOf("EOF\0"))) {
+                return fields_.Position() + 4;
+            }
+            if (isFirst && !StartsWith(file_.At(fields_.Position(), 8), PatternOf("SECTION\0"))) {
+                return std::nullopt;
+            }
+            isFirst = false;
+            SkipValue(range->value);
+        }
+        return std::nullopt;
+    }
+
+private:
+    std::uint16_t ReadCode() {
+        if (hasWideCodes_) {
+            return fields_.Little<std::uint16_t>();
+        }
+        const std::uint8_t code = fields_.Byte();
+        return code == 0xFF ? fields_.Little<std::uint16_t>() : code;
+    }
+
+    void SkipValue(Value value) {
+        switch (value) {
+            case Value::Text:
+                SkipText();
+                break;
+            // Codes of 8 bits are from before there were values of one byte.
+            case Value::Bytes1:
+                fields_.Skip(hasWideCodes_ ? 1 : 2);
+                break;
+            case Value::Bytes2:
+                fields_.Skip(2);
+                break;
+            case Value::Bytes4:
+                fields_.Skip(4);
+                break;
+            case Value::Bytes8:
+                fields_.Skip(8);
+                break;
+            case Value::Counted:
+                fields_.Skip(fields_.Byte());
+                break;
+        }
+    }
+
+    // Behind its zero byte.
+    void SkipText() {
+        ByteSpan bytes = file_.From(fields_.Position());
+        auto zero = std::ranges::find(bytes, std::uint8_t{0});
+        if (zero == bytes.end()) {
+            bytes = file_.From(fields_.Position(), FileWindow::PieceBytes);
+            zero = std::ranges::find(bytes, std::uint8_t{0});
+        }
+        if (zero == bytes.end()) {
+            fields_.Break();
+            return;
+        }
+        fields_.Skip(static_cast<std::uint64_t>(zero - bytes.begin()) + 1);
+    }
+
+    FileWindow& file_;
+    FieldReader fields_;
+    bool hasWideCodes_ = false;
+};
+
+std::size_t TextStart(ByteSpan bytes) { return StartsWith(bytes, ByteOrderMark) ? ByteOrderMark.size() : 0; }
+
+// Splits off the first line, which ends within `most` bytes; empty if it does not.
+ByteSpan FirstLine(ByteSpan bytes, std::size_t most) {
+    const ByteSpan searched = bytes.first(std::min(most, bytes.size()));
+    const auto end = std::ranges::find(searched, std::uint8_t{'\n'});
+    return end == searched.end() ? ByteSpan() : searched.first(static_cast<std::size_t>(end - searched.begin()) + 1);
+}
+
+ByteSpan WithoutEnd(ByteSpan line) { return line.empty() ? line : Trimmed(line.first(line.size() - 1)); }
+
+bool OpensText(ByteSpan sector) {
+    const ByteSpan text = sector.subspan(TextStart(sector));
+    const ByteSpan first = FirstLine(text, FirstLineBytes);
+    const std::optional<std::int32_t> code = CodeOf(WithoutEnd(first));
+    return code == CommentCode ||
+           (code == EntityCode && Is(WithoutEnd(FirstLine(text.subspan(first.size()), FirstLineBytes)), "SECTION"));
+}
+
+}  // namespace
+
+bool KDxfFileType::IsHeader(ByteSpan sector) {
+    if (sector.size() < MinSectorBytes) {
+        return false;
+    }
+    switch (sector[0]) {
+        case ' ':
+        case '\t':
+        case '0':
+        case '9':
+        case ByteOrderMark[0]:
+            return OpensText(sector);
+        case BinarySignature[0]:
+            return StartsWith(sector, BinarySignature);
+        default:
+            return false;
+    }
+}
+
+std::optional<std::int64_t> KDxfFileType::Walk(FileWindow& file) {
+    const ByteSpan start = file.At(0, BinarySignature.size());
+    if (StartsWith(start, BinarySignature)) {
+        return BinaryDrawing(file).Measure();
+    }
+    return TextDrawing(file, static_cast<std::int64_t>(TextStart(start))).Measure();
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// Photoshop pictures, which end with the picture of all layers merged. Source: Adobe Photoshop File Formats
+/// Specification, "Photoshop File Format".
+class KPSDFileType final : public WalkingScanner<KPSDFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[37];
+    static constexpr FormatNotes Notes{
+        .source = "Adobe Photoshop File Formats Specification, \"Photoshop File Format\"",
+        .found = "PSD and the large document format PSB.",
+        .end = "The sections' lengths and the row lengths of the merged picture; exact.",
+        .limits =
+            "A merged picture in ZIP compression, which Photoshop does not write, is not found. What other "
+            "programs append is left out."};
+    static constexpr std::int64_t MinReportLength = 256;
+    /// Large documents pass the cap by far.
+    static constexpr std::int64_t WalkLimit = std::int64_t{1} << 38;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// Paint Shop Pro pictures: a row of blocks. Source: Jasc Software, Paint Shop Pro File Format Documentation.
+class KPSPFileType final : public WalkingScanner<KPSPFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[39];
+    static constexpr FormatNotes Notes{
+        .source = "Jasc Software, Paint Shop Pro File Format Documentation, versions 3 to 8",
+        .found = "Pictures of version 3 and later; also tubes, frames and shapes, which are kept the same way.",
+        .end = "The last block of the row that begins behind the header; exact.",
+        .limits = ""};
+    static constexpr std::int64_t MinReportLength = 256;
+    static constexpr std::int64_t WalkLimit = Identity.maxSize;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};

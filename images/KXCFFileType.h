@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// GIMP pictures: a tree of layers, channels and paths, each part written behind the one before. Source: GIMP
+/// developer documentation, XCF file format.
+class KXCFFileType final : public WalkingScanner<KXCFFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[62];
+    static constexpr FormatNotes Notes{
+        .source = "GIMP developer documentation, XCF file format; the writer of GIMP 3",
+        .found = "Versions 0 to 99 of the format.",
+        .end = "The last part of the last layer, channel or path; exact.",
+        .limits =
+            "Where tiles in zlib compression come last, as in pictures of up to 64 x 64 pixels, the size is that "
+            "of the tile before compression. Files compressed as a whole are not found, nor are CinePaint's."};
+    static constexpr std::int64_t MinReportLength = 256;
+    /// Large pictures pass the cap.
+    static constexpr std::int64_t WalkLimit = std::int64_t{1} << 36;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <string_view>
+
+#include "tests/support/Medium.h"
+
+namespace test {
+
+template <std::unsigned_integral T>
+Bytes Little(T value) {
+    Bytes bytes;
+    for (std::size_t i = 0; i < sizeof(T); ++i) {
+        bytes.push_back(static_cast<std::uint8_t>(std::uint64_t{value} >> (8 * i)));
+    }
+    return bytes;
+}
+
+template <std::unsigned_integral T>
+Bytes Big(T value) {
+    const Bytes little = Little(value);
+    return {little.rbegin(), little.rend()};
+}
+
+/// Overwrites bytes of a file, which grows if need be.
+Bytes Patched(Bytes file, std::size_t offset, const Bytes& bytes);
+
+/// Drawings and pictures that no free program writes. What no rule reads is zeros or noise.
+
+/// A drawing of the release that the text names. One of release 2000 has, in this order: the sections, the object map
+/// to 200h, the second header to 240h, a last record to 244h and a preview to 2A4h.
+Bytes DwgFile(std::string_view release);
+/// An area with a whole JPEG of 1000 bytes, and a comment.
+Bytes CamFile();
+/// Attributes, a creator's block and layers.
+Bytes PspFile(std::uint16_t majorVersion);
+Bytes OciFile();
+/// A scene with 32-bit or with 64-bit lengths: the head and two more groups, the last of 40 bytes and its header.
+Bytes MbFile(bool isLong);
+Bytes CdrFile();
+/// A package whose second member has its size in a descriptor behind the data, in two forms, or in front of them.
+enum class ZipSizes { InFront, Behind, BehindWithoutSignature };
+Bytes CdrPackage(ZipSizes sizes, std::string_view mediaType = "application/x-vnd.corel.draw.document+zip");
+/// The heap holds `rawBytes` of noise and what looks like a root directory but for its place.
+Bytes CrwFile(std::size_t rawBytes);
+/// A picture of version 23 with a layer, an effect with a mask, and a path.
+Bytes XcfWithEffects();
+
+}  // namespace test
