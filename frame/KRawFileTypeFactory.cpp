@@ -32,10 +32,12 @@
 #include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
 #include "containers/KZipFileType.h"
+#include "documents/KPdfFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "images/KAiFileType.h"
 #include "images/KExifJpgFileType.h"
 #include "images/KJPGFileType.h"
 #include "images/KPngFileType.h"
@@ -126,7 +128,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 28 KTxtFileType
     NotBuilt,  // 29 KHLPFileType
     NotBuilt,  // 30 KCHMFileType
-    NotBuilt,  // 31 KPdfFileType
+    TypeRow<31, KPdfFileType>(),
     NotBuilt,  // 32 KPSTFileType
     NotBuilt,  // 33 KDBXFileType
     NotBuilt,  // 34 KEMLFileType
@@ -169,7 +171,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 71 KMdbFileType
     NotBuilt,  // 72 KMdfFileType
     TypeRow<73, CFireFoxBookmarkType>(),
-    NotBuilt,  // 74 KAiFileType
+    TypeRow<74, KAiFileType>(),
     HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),
     HeadTailRow<76, ExbHead, ExbTail, ExbNotes>(),
     HeadTailRow<77, PzfHead, PzfTail, PzfNotes>(),

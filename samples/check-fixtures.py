@@ -6,6 +6,7 @@ Exit status 0 if every file is as it should be, 1 if any is not.
 
 import io
 import os
+import re
 import struct
 import sys
 import zipfile
@@ -316,6 +317,32 @@ def cabinet(data):
     want(struct.unpack_from("<I", data, 8)[0] == len(data), "the header has another size")
 
 
+def pdf(sections, *wanted):
+    """A PDF of so many cross-reference sections that lead from one to the
+    next, the newest of them at the end, and that has these texts."""
+    def check_document(data):
+        want(re.match(rb"%PDF-1\.\d", data), "no PDF header")
+        last = re.search(rb"startxref\s+(\d+)\s+%%EOF\s*\Z", data)
+        want(last, "no end mark at the end")
+        offset, count = int(last.group(1)), 0
+        while offset is not None:
+            want(re.match(rb"xref|\d+ \d+ obj", data[offset:]), "no section at %d" % offset)
+            # Behind a table stands its trailer; a stream's dictionary is its own.
+            previous = re.match(rb"(?s).*?<<(.*?)>>\s*(?:startxref|stream)", data[offset:]).group(1)
+            previous = re.search(rb"/Prev\s+(\d+)", previous)
+            offset = previous and int(previous.group(1))
+            count += 1
+        want(count == sections, "%d sections" % count)
+        for text in wanted:
+            want(text in data, "no %r" % text)
+    return check_document
+
+
+def old_drawing(data):
+    want(data.startswith(b"%!PS-Adobe-3.0 \r%%Creator: Adobe Illustrator"), "no drawing")
+    want(data.endswith(b"\r%%Trailer\r%%EOF\r") and data.count(b"%%EOF\r") == 3, "not the last of three ends")
+
+
 # Every file of fixtures/, whichever script makes it.
 KINDS = {
     "jfif-baseline.jpg": jfif_baseline,
@@ -359,6 +386,14 @@ KINDS = {
     "copy.7z": seven_zip,
     "mszip.cab": cabinet,
     "stored.cab": cabinet,
+    "plain.pdf": pdf(1),
+    "linearized.pdf": pdf(2, b"/Linearized"),
+    "linearized-updated.pdf": pdf(3, b"/Linearized"),
+    "updated.pdf": pdf(3),
+    "packed.pdf": pdf(1, b"/ObjStm"),
+    "attached.pdf": pdf(1, b"%%EOFendstream"),
+    "drawing.ai": pdf(2, b"/AIPrivateData1"),
+    "old-drawing.ai": old_drawing,
 }
 
 
