@@ -42,14 +42,19 @@ constexpr std::size_t LongestMark = PrivatePdf.size();
 // the cross-reference section stands.
 constexpr std::size_t MostWhite = 1024;
 constexpr std::int64_t TailBytes = 64;
+// What a section begins with, and a little white space.
+constexpr std::size_t SectionStartBytes = 24;
 // The dictionary of a linearized file lies in these.
 constexpr std::size_t LinearizedBytesAhead = 1024;
 // Files that lost or gained line ends on their way have their cross-reference section this far from its offset.
 constexpr std::int64_t LostBytes = 4096;
 constexpr std::int64_t GainedBytes = 1024;
 
-// A file of more updates is cut behind them.
-constexpr int MostEnds = 4096;
+// A file of more updates is cut behind them; other end marks, of attached files, are the more. Offsets are wrong in a
+// whole file, so that few of them need tell.
+constexpr int MostMarks = 16384;
+constexpr int MostEnds = 1024;
+constexpr int MostNearSections = 32;
 // Headers at sector starts that are passed without an end: of attached files, or of the files behind a damaged one.
 constexpr int MostHeaders = 8;
 
@@ -141,7 +146,7 @@ private:
     void PassEnd(std::int64_t mark);
     std::optional<std::int64_t> OffsetBefore(std::int64_t mark);
     bool IsSection(std::int64_t offset);
-    bool IsNearSection(std::int64_t start, std::int64_t offset, std::int64_t mark);
+    bool IsNearSection(std::int64_t offset, std::int64_t mark);
     bool IsOwn(std::int64_t offset, std::int64_t mark);
 
     FileWindow& file_;
@@ -153,7 +158,9 @@ private:
     // The last header passed; 0 if there is none.
     std::int64_t otherFile_ = 0;
     int headers_ = 0;
+    int marks_ = 0;
     int ends_ = 0;
+    int nearSections_ = 0;
     bool isOver_ = false;
     std::int64_t drawingAt_ = std::numeric_limits<std::int64_t>::max();
 };
@@ -196,14 +203,16 @@ void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
     if (drawingAt_ < at) {
         return;
     }
-    auto place = DrawingStart.FindIn(bytes);
-    while (place && *place < count) {
+    // No farther, or a piece full of end marks would be searched again from each of them.
+    const ByteSpan starts = bytes.first(std::min(bytes.size(), count + DrawingStart.size() - 1));
+    auto place = DrawingStart.FindIn(starts);
+    while (place) {
         const ByteSpan key = bytes.subspan(*place);
         if (StartsWith(key, PrivateData) || StartsWith(key, PrivatePdf) || StartsWith(key, MetaData)) {
             drawingAt_ = at + static_cast<std::int64_t>(*place);
             return;
         }
-        place = DrawingStart.FindIn(bytes, *place + 1);
+        place = DrawingStart.FindIn(starts, *place + 1);
     }
 }
 
@@ -223,6 +232,7 @@ void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {
 }
 
 void PdfWalk::PassEnd(std::int64_t mark) {
+    isOver_ = ++marks_ == MostMarks;
     const std::optional<std::int64_t> offset = mark < endsFrom_ ? std::nullopt : OffsetBefore(mark);
     if (!offset) {
         return;
@@ -230,7 +240,7 @@ void PdfWalk::PassEnd(std::int64_t mark) {
     const bool isOwn = IsOwn(*offset, mark);
     const std::int64_t end = BehindLastLine(file_, mark + static_cast<std::int64_t>(EndBytes.size()));
     const bool isLast = !GoesOnAt(file_, end);
-    isOver_ = ++ends_ == MostEnds;
+    isOver_ = isOver_ || ++ends_ == MostEnds;
     if (isOwn) {
         end_ = end;
         isOver_ = isOver_ || isLast;
@@ -254,30 +264,27 @@ std::optional<std::int64_t> PdfWalk::OffsetBefore(std::int64_t mark) {
     return number;
 }
 
-// The first part of a linearized file gives 0 for its offset; nothing of a file ends there.
+// Does this end mark belong to the file itself? The first part of a linearized file gives 0 for its offset; nothing of
+// a file ends there. Linearized files of one program have their sections at one offset, so that one that lost its end
+// could take its neighbour's for its own.
 bool PdfWalk::IsOwn(std::int64_t offset, std::int64_t mark) {
-    if (offset == 0) {
+    if (offset == 0 || offset > mark + LostBytes) {
         return false;
     }
-    if (offset < mark && IsSection(offset)) {
-        return true;
-    }
-    if (otherFile_ > 0 && offset <= mark - otherFile_ + LostBytes &&
-        (IsSection(otherFile_ + offset) || IsNearSection(otherFile_, offset, mark))) {
-        return false;
-    }
-    return offset <= mark + LostBytes && IsNearSection(0, offset, mark);
+    const bool isExact = offset < mark && IsSection(offset);
+    return otherFile_ > 0 ? isExact && !IsSection(otherFile_ + offset) : isExact || IsNearSection(offset, mark);
 }
 
 bool PdfWalk::IsSection(std::int64_t offset) {
-    const ByteSpan text = Behind(file_.From(offset, TailBytes), IsWhite);
+    ByteSpan text = file_.From(offset, SectionStartBytes);
+    text = Behind(text.first(std::min(text.size(), SectionStartBytes)), IsWhite);
     return StartsWith(text, TableBytes) || IsObjectStart(text);
 }
 
-bool PdfWalk::IsNearSection(std::int64_t start, std::int64_t offset, std::int64_t mark) {
-    const std::int64_t from = start + std::max<std::int64_t>(offset - LostBytes, 0);
-    const std::int64_t to = std::min(start + offset + GainedBytes, mark);
-    if (from >= to) {
+bool PdfWalk::IsNearSection(std::int64_t offset, std::int64_t mark) {
+    const std::int64_t from = std::max<std::int64_t>(offset - LostBytes, 0);
+    const std::int64_t to = std::min(offset + GainedBytes, mark);
+    if (from >= to || ++nearSections_ > MostNearSections) {
         return false;
     }
     const ByteSpan text = file_.At(from, static_cast<std::size_t>(to - from));
