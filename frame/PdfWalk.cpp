@@ -50,8 +50,8 @@ constexpr std::size_t LinearizedBytesAhead = 1024;
 constexpr std::int64_t LostBytes = 4096;
 constexpr std::int64_t GainedBytes = 1024;
 
-// A file of more updates is cut behind them; other end marks, of attached files, are the more. Offsets are wrong in a
-// whole file, so that few of them need tell.
+// End marks that are looked at, those with an offset among them, and offsets that lead to no section exactly. A file of
+// more updates is cut behind them. Where line ends were lost all offsets are wrong, so that a few tell.
 constexpr int MostMarks = 16384;
 constexpr int MostEnds = 1024;
 constexpr int MostNearSections = 32;
