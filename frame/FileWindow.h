@@ -28,6 +28,7 @@ public:
     FileWindow(const Candidate& candidate, std::int64_t limit, WorkMeter& meter);
 
     std::int64_t Limit() const { return limit_; }
+    std::int64_t SectorSize() const { return candidate_.block.sectorSize; }
 
     /// The `length` bytes at `offset`, at most `PieceBytes`; empty if not all of them can be shown.
     ByteSpan At(std::int64_t offset, std::size_t length);

@@ -37,11 +37,13 @@
 #include "documents/KMSGFileType.h"
 #include "documents/KMhtFileType.h"
 #include "documents/KPSTFileType.h"
+#include "documents/KPdfFileType.h"
 #include "documents/KTxtFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "images/KAiFileType.h"
 #include "images/KArwFileType.h"
 #include "images/KBmpFileType.h"
 #include "images/KCAMFileType.h"
@@ -188,7 +190,7 @@ constexpr Row Rows[] = {
     TypeRow<28, KTxtFileType>(),
     NotBuilt,  // 29 KHLPFileType
     NotBuilt,  // 30 KCHMFileType
-    NotBuilt,  // 31 KPdfFileType
+    TypeRow<31, KPdfFileType>(),
     TypeRow<32, KPSTFileType>(),
     TypeRow<33, KDBXFileType>(),
     TypeRow<34, KEMLFileType>(),
@@ -231,7 +233,7 @@ constexpr Row Rows[] = {
     NotBuilt,  // 71 KMdbFileType
     NotBuilt,  // 72 KMdfFileType
     TypeRow<73, CFireFoxBookmarkType>(),
-    NotBuilt,  // 74 KAiFileType
+    TypeRow<74, KAiFileType>(),
     HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),
     HeadTailRow<76, ExbHead, ExbTail, ExbNotes>(),
     HeadTailRow<77, PzfHead, PzfTail, PzfNotes>(),

@@ -7,6 +7,7 @@ Exit status 0 if every file is as it should be, 1 if any is not.
 import email
 import io
 import os
+import re
 import struct
 import sys
 import uuid
@@ -704,6 +705,30 @@ def drawing_binary(code):
         want(data.startswith(start + b"SECTION\0"), "no section behind the signature")
         want(data.endswith(b"ENDSEC\0" + code + b"EOF\0"), "the end is not EOF")
     return check_drawing
+def pdf(sections, *wanted):
+    """A PDF of so many cross-reference sections that lead from one to the
+    next, the newest of them at the end, and that has these texts."""
+    def check_document(data):
+        want(re.match(rb"%PDF-1\.\d", data), "no PDF header")
+        last = re.search(rb"startxref\s+(\d+)\s+%%EOF\s*\Z", data)
+        want(last, "no end mark at the end")
+        offset, count = int(last.group(1)), 0
+        while offset is not None:
+            want(re.match(rb"xref|\d+ \d+ obj", data[offset:]), "no section at %d" % offset)
+            # Behind a table stands its trailer; a stream's dictionary is its own.
+            previous = re.match(rb"(?s).*?<<(.*?)>>\s*(?:startxref|stream)", data[offset:]).group(1)
+            previous = re.search(rb"/Prev\s+(\d+)", previous)
+            offset = previous and int(previous.group(1))
+            count += 1
+        want(count == sections, "%d sections" % count)
+        for text in wanted:
+            want(text in data, "no %r" % text)
+    return check_document
+
+
+def old_drawing(data):
+    want(data.startswith(b"%!PS-Adobe-3.0 \r%%Creator: Adobe Illustrator"), "no drawing")
+    want(data.endswith(b"\r%%Trailer\r%%EOF\r") and data.count(b"%%EOF\r") == 3, "not the last of three ends")
 
 
 # Every file of fixtures/, whichever script makes it.
@@ -841,6 +866,14 @@ KINDS = {
     "release14.dxf": drawing_text,
     "release10.binary.dxf": drawing_binary(b"\0"),
     "release14.binary.dxf": drawing_binary(b"\0\0"),
+    "plain.pdf": pdf(1),
+    "linearized.pdf": pdf(2, b"/Linearized"),
+    "linearized-updated.pdf": pdf(3, b"/Linearized"),
+    "updated.pdf": pdf(3),
+    "packed.pdf": pdf(1, b"/ObjStm"),
+    "attached.pdf": pdf(1, b"%%EOFendstream"),
+    "drawing.ai": pdf(2, b"/AIPrivateData1"),
+    "old-drawing.ai": old_drawing,
 }
 
 

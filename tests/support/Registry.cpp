@@ -242,6 +242,14 @@ const std::vector<Fixture>& Fixtures() {
          [] {
              return StoredMessage();
          }},
+        {"plain.pdf", {31}, nullptr},
+        {"linearized.pdf", {31}, nullptr},
+        {"linearized-updated.pdf", {31}, nullptr},
+        {"updated.pdf", {31}, nullptr},
+        {"packed.pdf", {31}, nullptr},
+        {"attached.pdf", {31}, nullptr},
+        {"drawing.ai", {74}, nullptr},
+        {"old-drawing.ai", {74}, nullptr},
         {"database",
          {13},
          [] {
