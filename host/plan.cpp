@@ -18,6 +18,14 @@ namespace {
 // Any run of letters is plain text: most of it belongs to the file of another type that it begins in.
 constexpr std::int32_t PlainText = 28;
 
+// Types whose files another type, which says more about them, claims too: any ASF file, of which sounds and films are
+// also claimed as such, and the older of the two names of one maker's raws.
+bool IsNamedByOthers(std::int32_t type) {
+    constexpr std::int32_t asf = 14;
+    constexpr std::int32_t srf = 59;
+    return type == asf || type == srf;
+}
+
 struct Claim {
     std::int64_t startSector;
     // Cut at the medium's end.
@@ -150,7 +158,7 @@ Plan MakePlan(const std::vector<SizedFind>& finds, const MediumShape& medium, co
         claims.push_back({find.startSector, size, find.type, source, size < find.size, atCap});
     }
     const auto order = [](const Claim& claim) {
-        return std::tuple(claim.startSector, claim.size, claim.type);
+        return std::tuple(claim.startSector, claim.size, IsNamedByOthers(claim.type), claim.type);
     };
     std::ranges::sort(claims, {}, order);
     const auto isSame = [&order](const Claim& a, const Claim& b) {

@@ -21,7 +21,8 @@ struct PlanFilter {
 struct PlannedFile {
     std::int64_t startSector = 0;
     std::int64_t size = 0;
-    /// Factory indices of all types that claim this range, ascending; the first names the extension.
+    /// Factory indices of all types that claim this range. The first names the extension: the lowest of those that say
+    /// most about the file; the others ascend behind it.
     std::vector<std::int32_t> claimants;
     /// Below the output folder.
     std::string path;

@@ -64,6 +64,12 @@ TEST(Plan, JoinsClaimsOnOneRangeAndNumbersFilesThatShareAName) {
     EXPECT_TRUE(plan.passedOver.empty());
 }
 
+TEST(Plan, NamesAFileAfterTheClaimantThatSaysMostAboutIt) {
+    const Plan plan = PlanOf({{14, 1, 600}, {16, 1, 600}, {15, 1, 600}, {14, 5, 600}, {59, 7, 600}, {106, 7, 600}});
+    EXPECT_EQ(Describe(plan), (Texts{"wma/f0000000001.wma 600 by 15 16 14", "asf/f0000000005.asf 600 by 14",
+                                     "arw/f0000000007.arw 600 by 106 59"}));
+}
+
 TEST(Plan, CutsAtTheMediumsEndAndSaysWhyAFindIsNoFile) {
     constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
     const Plan plan = PlanOf({{Png, 99, 522},
