@@ -43,6 +43,8 @@
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
 #include "images/KArwFileType.h"
+#include "images/KCR2FileType.h"
+#include "images/KCR3FileType.h"
 #include "images/KDcrFileType.h"
 #include "images/KDngFileType.h"
 #include "images/KExifJpgFileType.h"
@@ -189,8 +191,8 @@ constexpr Row Rows[] = {
     TypeRow<47, KSwfFileType>(),
     NotBuilt,  // 48 KBmpFileType
     NotBuilt,  // 49 KCRWFileType
-    NotBuilt,  // 50 KCR2FileType
-    NotBuilt,  // 51 KCR3FileType
+    TypeRow<50, KCR2FileType>(),
+    TypeRow<51, KCR3FileType>(),
     TypeRow<52, KDcrFileType>(),
     TypeRow<53, KMRWFileType>(),
     TypeRow<54, KNefFileType>(),
