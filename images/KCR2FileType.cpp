@@ -56,8 +56,10 @@ public:
             }
             offset = LoadTiff<std::uint32_t>(next, 0, order_);
         }
-        for (std::size_t i = 0; i < named_.size(); ++i) {
-            TakeDirectory(named_[i]);
+        while (!named_.empty()) {
+            const std::uint32_t directory = named_.back();
+            named_.pop_back();
+            TakeDirectory(directory);
         }
         return end_;
     }
@@ -92,12 +94,11 @@ private:
             // What does not end in front of the limit is damaged; a picture may be cut there.
             Reach(end <= file_.Limit() ? end : 0);
         }
-        if (NamesDirectories(entry.tag)) {
-            for (const std::uint32_t offset : NumbersOf(entry)) {
-                if (named_.size() < MostNamedDirectories) {
-                    named_.push_back(offset);
-                }
-            }
+        if (namedLeft_ != 0 && NamesDirectories(entry.tag)) {
+            const Numbers offsets = NumbersOf(entry);
+            const std::size_t taken = std::min(offsets.size(), namedLeft_);
+            named_.insert(named_.end(), offsets.begin(), offsets.begin() + static_cast<std::ptrdiff_t>(taken));
+            namedLeft_ -= taken;
         }
     }
 
@@ -135,7 +136,9 @@ private:
     FileWindow& file_;
     TiffByteOrder order_;
     std::int64_t end_ = 0;
+    // Still to be taken, and how many more may be named.
     std::vector<std::uint32_t> named_;
+    std::size_t namedLeft_ = MostNamedDirectories;
 };
 
 }  // namespace

@@ -24,7 +24,7 @@ import sys
 
 OUT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "fixtures")
 CR2_SIZE = 1234567
-CR2_KEPT = 6000
+CR2_KEPT = 5000
 
 ASCII, SHORT, LONG, RATIONAL, UNDEFINED = 2, 3, 4, 5, 7
 CODES = {SHORT: "H", LONG: "I", RATIONAL: "I"}
@@ -109,7 +109,7 @@ def tiff(fields):
 
 def cr3():
     thumbnail, preview, picture = jpeg("40x30"), jpeg("80x60"), jpeg("160x120")
-    raw = bytes(dice.randrange(256) for _ in range(4001))
+    raw = bytes(dice.randrange(256) for _ in range(2501))
     camera = uuid("85c0b687820f11e08111f4ce462b6a48",
                   box(b"CNCV", b"CanonCR3_001/00.09.00/00.00.00"),
                   box(b"CMT1", tiff(CAMERA)), box(b"CMT2", tiff(EXIF)),
