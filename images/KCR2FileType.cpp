@@ -15,13 +15,14 @@ constexpr auto Mark = PatternOf("CR\2");
 
 constexpr int ChainedDirectories = 4;
 // Those that others name: far more than cameras write.
-constexpr std::size_t MostNamedDirectories = 16;
+constexpr std::size_t MostNamedDirectories = 8;
 
 // No value outside of a directory is nearly as large, a preview in a maker's note included.
 constexpr std::uint64_t MostValueBytes = std::uint64_t{16} << 20U;
 
-// Of the strips of a picture, which are one in these files. Their offsets fit the window.
-constexpr std::uint32_t MostNumbers = FileWindow::PieceBytes / sizeof(std::uint32_t);
+// Of the strips of a picture, which are one in these files.
+constexpr std::uint32_t MostNumbers = 1024;
+static_assert(MostNumbers * sizeof(std::uint32_t) <= FileWindow::PieceBytes, "they are shown at once");
 
 constexpr std::uint16_t TypeShort = 3;
 constexpr std::uint16_t TypeLong = 4;
