@@ -14,7 +14,7 @@ constexpr std::size_t MarkOffset = 8;
 constexpr auto Mark = PatternOf("CR\2");
 
 constexpr int ChainedDirectories = 4;
-// Those that others name: far more than cameras write.
+// Those that others name; cameras write up to three.
 constexpr std::size_t MostNamedDirectories = 8;
 
 // No value outside of a directory is nearly as large, a preview in a maker's note included.
