@@ -35,7 +35,7 @@ public:
             if (!box || box->size == 0 || !Self::IsBrand(box->majorBrand)) {
                 return;
             }
-            if (const std::optional<BoxWalk::Result> file = walk_.Measure(candidate, box->size, Self::IsAccepted)) {
+            if (const std::optional<BoxWalk::Result> file = walk_.Measure(candidate, box->size, Rules)) {
                 const FoundFile found{candidate.startSector,
                                       Self::CountsLastBoxWhole ? file->end : std::min(file->end, file->limit)};
                 sink->ReportFound(&found);
@@ -44,5 +44,7 @@ public:
     }
 
 private:
+    static constexpr BoxRules Rules{.isAccepted = Self::IsAccepted, .isMain = IsMainBox};
+
     BoxWalk walk_;
 };

@@ -23,26 +23,23 @@ std::int64_t LimitOn(ISectorSource& source) {
     return std::min(static_cast<std::int64_t>(bytes), BoxWalkCeiling);
 }
 
-bool IsMainBox(std::uint32_t type) {
-    return type == BoxTypeOf("moov") || type == BoxTypeOf("mdat") || type == BoxTypeOf("uuid");
-}
-
 // Reads the box headers of one walk. Bytes that cannot be read are those of the header before, so that a walk where
 // nothing can be read goes on in equal steps; it is broken off in the end.
 class BoxReader {
 public:
-    explicit BoxReader(bool (*isAccepted)(std::uint32_t)) : isAccepted_(isAccepted) {}
+    explicit BoxReader(const BoxRules& rules) : rules_(rules) {}
 
     ChainRecord operator()(KFileSimulator& reader, std::int64_t offset) {
         bool wasRead = ReadAt(reader, offset, header_);
         std::uint64_t size = LoadBig<std::uint32_t>(header_, 0);
-        if (size == SizeIsLong) {
+        const bool isLong = size == SizeIsLong;
+        if (isLong) {
             wasRead = ReadAt(reader, offset + static_cast<std::int64_t>(header_.size()), longSize_) && wasRead;
             size = LoadBig<std::uint64_t>(longSize_, 0);
         }
         std::uint32_t type = 0;
         std::memcpy(&type, header_.data() + TypeOffset, sizeof(type));
-        if (size == 0 || !isAccepted_(type)) {
+        if (size < SmallestBox(isLong) || !rules_.isAccepted(type)) {
             return {.kind = ChainRecord::Kind::IsNone, .wasRead = wasRead};
         }
         const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - offset);
@@ -51,13 +48,20 @@ public:
         }
         return {.kind = ChainRecord::Kind::LeadsOn,
                 .length = static_cast<std::int64_t>(size),
-                .isMarked = IsMainBox(type),
+                .isMarked = rules_.isMain(type),
                 .wasRead = wasRead};
     }
 
 private:
     static constexpr int MostFailedReads = 1 << 16;
     using Field = std::array<std::uint8_t, 8>;
+
+    std::uint64_t SmallestBox(bool isLong) const {
+        if (!rules_.endsAtShortBox) {
+            return 1;
+        }
+        return isLong ? header_.size() + longSize_.size() : header_.size();
+    }
 
     bool ReadAt(KFileSimulator& reader, std::int64_t offset, Field& field) {
         reader.Seek(offset);
@@ -66,13 +70,17 @@ private:
         return wasRead;
     }
 
-    bool (*isAccepted_)(std::uint32_t);
+    const BoxRules& rules_;
     Field header_{};
     Field longSize_{};
     int failedReads_ = 0;
 };
 
 }  // namespace
+
+bool IsMainBox(std::uint32_t type) {
+    return type == BoxTypeOf("moov") || type == BoxTypeOf("mdat") || type == BoxTypeOf("uuid");
+}
 
 std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector) {
     if (!HasPatternAt(sector, TypeOffset, FileTypeBoxType) || sector.size() < MinSectorBytes) {
@@ -82,7 +90,7 @@ std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector) {
 }
 
 std::optional<BoxWalk::Result> BoxWalk::Measure(const Candidate& candidate, std::uint32_t firstBoxSize,
-                                                bool (*isAccepted)(std::uint32_t)) {
+                                                const BoxRules& rules) {
     if (candidate.block.source == nullptr) {
         return std::nullopt;
     }
@@ -90,7 +98,7 @@ std::optional<BoxWalk::Result> BoxWalk::Measure(const Candidate& candidate, std:
     // A walk that came by the candidate would take the long size.
     const bool isChained = firstBoxSize != SizeIsLong;
     const std::optional<ChainWalk::End> end =
-        chain_.Follow(candidate, firstBoxSize, isChained, limit, BoxReader(isAccepted));
+        chain_.Follow(candidate, firstBoxSize, isChained, limit, BoxReader(rules));
     if (!end || !end->hasMark) {
         return std::nullopt;
     }

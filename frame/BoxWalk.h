@@ -19,6 +19,19 @@ struct FileTypeBox {
 /// The box at the start of a sector of 512 bytes or more.
 std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector);
 
+/// What the boxes of a format are like; types are the values whose bytes in memory are the four characters.
+struct BoxRules {
+    /// Does the walk step over this box? One of another type ends it.
+    bool (*isAccepted)(std::uint32_t type);
+    /// Is this one of the boxes that no file is without?
+    bool (*isMain)(std::uint32_t type);
+    /// Does a box that is smaller than its own header end the walk, as one of size 0 does?
+    bool endsAtShortBox = false;
+};
+
+/// A movie, its media or a user's data.
+bool IsMainBox(std::uint32_t type);
+
 /// Walks the top-level boxes of the ISO base media family, or the atoms they come from, to the end of a file.
 /// Source: ISO/IEC 14496-12, section 4.2.
 class BoxWalk {
@@ -34,11 +47,9 @@ public:
     void Reset() { chain_.Reset(); }
     void EnterBlock(const SectorBlock& block) { chain_.EnterBlock(block); }
 
-    /// Walks the boxes behind a file type box, whose size is not 0, as long as `isAccepted` takes their types, each the
-    /// value whose bytes in memory are the four characters. A size of 0 ends the walk too, though it means a box up to
-    /// the end of the file. Nothing if none of the boxes holds a movie, its media or a user's data.
-    std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize,
-                                  bool (*isAccepted)(std::uint32_t));
+    /// Walks the boxes behind a file type box, whose size is not 0, as the rules say. A size of 0 ends the walk too,
+    /// though it means a box up to the end of the file. Nothing if there is no main box among them.
+    std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize, const BoxRules& rules);
 
 private:
     ChainWalk chain_;

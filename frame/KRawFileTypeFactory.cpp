@@ -48,6 +48,8 @@
 #include "images/KBmpFileType.h"
 #include "images/KCAMFileType.h"
 #include "images/KCDRFileType.h"
+#include "images/KCR2FileType.h"
+#include "images/KCR3FileType.h"
 #include "images/KCRWFileType.h"
 #include "images/KCurFileType.h"
 #include "images/KDWGFileType.h"
@@ -209,8 +211,8 @@ constexpr Row Rows[] = {
     TypeRow<47, KSwfFileType>(),
     TypeRow<48, KBmpFileType>(),
     TypeRow<49, KCRWFileType>(),
-    NotBuilt,  // 50 KCR2FileType
-    NotBuilt,  // 51 KCR3FileType
+    TypeRow<50, KCR2FileType>(),
+    TypeRow<51, KCR3FileType>(),
     TypeRow<52, KDcrFileType>(),
     TypeRow<53, KMRWFileType>(),
     TypeRow<54, KNefFileType>(),

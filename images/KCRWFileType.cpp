@@ -7,6 +7,7 @@
 #include "frame/FileWindow.h"
 #include "frame/KFileSimulator.h"
 #include "frame/PlaceSearch.h"
+#include "images/CanonTrailer.h"
 
 namespace {
 
@@ -33,11 +34,6 @@ constexpr std::uint16_t JpegTag = 0x2007;
 constexpr std::uint16_t PropertiesTag = 0x300A;
 // These bits are clear if the value stands in the heap.
 constexpr std::uint16_t PlaceBits = 0xC000;
-
-constexpr auto TrailerStart = PatternOf("CANON OPTIONAL DATA\0");
-constexpr std::size_t TrailerLengthOffset = 0x18;
-// Its head and foot.
-constexpr std::int64_t TrailerFrameBytes = 0x5C;
 
 struct Extent {
     std::uint64_t start;
@@ -96,15 +92,6 @@ std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, WorkM
     return root ? std::optional(*root + DirectoryBytes(entriesAt(*root))) : std::nullopt;
 }
 
-std::int64_t BehindTrailer(KFileSimulator& reader, std::int64_t end) {
-    std::array<std::uint8_t, TrailerLengthOffset + sizeof(std::uint32_t)> trailer{};
-    reader.Seek(end);
-    if (!reader.Read(trailer.data(), trailer.size()) || !StartsWith(trailer, TrailerStart)) {
-        return end;
-    }
-    return end + LoadBig<std::uint32_t>(trailer, TrailerLengthOffset) + TrailerFrameBytes;
-}
-
 }  // namespace
 
 std::int32_t KCRWFileType::Reset() {
@@ -141,7 +128,7 @@ std::optional<std::int64_t> KCRWFileType::FindEnd(const Candidate& candidate, Wo
             return std::nullopt;
         }
         if (const std::optional<std::size_t> rootEnd = FindRootEnd(ahead, start, meter)) {
-            return BehindTrailer(reader, start + static_cast<std::int64_t>(*rootEnd));
+            return CanonTrailer::EndBehind(reader, start + static_cast<std::int64_t>(*rootEnd));
         }
     }
     return std::nullopt;

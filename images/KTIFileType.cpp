@@ -80,12 +80,12 @@ void KTIFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startS
     KFileSimulator file(&block, startSector, static_cast<std::uint32_t>(maxSize_));
     TiffValue value(header.order);
     bool hasDngVersion = false;
-    const bool isWellFormed = ForEachTiffEntry(file, header.firstDirectory, header.order, [&](const TiffEntry& entry) {
+    const auto link = ForEachTiffEntry(file, header.firstDirectory, header.order, [&](const TiffEntry& entry) {
         value.Take(entry);
         fields_.Set(entry.tag, value);
         hasDngVersion = hasDngVersion || entry.tag == DngVersionTag;
     });
-    if (!isWellFormed) {
+    if (!link) {
         return;
     }
     const Kind kind = hasDngVersion ? Dng : DecideKindByText(file);

@@ -3,9 +3,10 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "frame/Bytes.h"
-#include "frame/KFileSimulator.h"
+#include "frame/ReadAt.h"
 
 /// What TIFF and the raw formats built on it share: a header that says the byte order, and directories of 12-byte
 /// entries. Source: Adobe, TIFF Revision 6.0, section 2.
@@ -40,6 +41,9 @@ inline std::optional<TiffHeader> FindTiffHeader(ByteSpan sector) {
     return TiffHeader{order, LoadTiff<std::uint32_t>(sector, 4, order)};
 }
 
+/// The bytes of one value of a field type, from BYTE to DOUBLE; there is no type 0, and none behind the last one.
+inline constexpr std::array<std::uint8_t, 13> TiffTypeBytes{0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
+
 /// One entry of a directory. Data of up to 4 bytes stands in `value` itself, as in the file; longer data stands where
 /// `value`, read as a number, points to.
 struct TiffEntry {
@@ -49,33 +53,46 @@ struct TiffEntry {
     std::array<std::uint8_t, 4> value;
 
     std::uint32_t Number(TiffByteOrder order) const { return LoadTiff<std::uint32_t>(value, 0, order); }
+    /// What all values take; 0 for an unknown type.
+    std::uint64_t ValueBytes() const {
+        return type < TiffTypeBytes.size() ? std::uint64_t{count} * TiffTypeBytes[type] : 0;
+    }
+    bool IsInline() const { return ValueBytes() <= sizeof(value); }
 };
+
+inline constexpr std::size_t TiffEntryBytes = 12;
+TiffEntry TiffEntryOf(std::span<const std::uint8_t, TiffEntryBytes> bytes, TiffByteOrder order);
 
 /// A directory with more entries is not taken for one.
 inline constexpr std::uint16_t MostTiffEntries = 128;
 
-/// Goes to a directory and reads how many entries it has; nothing if that fails or they are too many.
-std::optional<std::uint16_t> OpenTiffDirectory(KFileSimulator& file, std::int64_t offset, TiffByteOrder order);
-
-/// Reads the next entry; nothing if that fails, its type is unknown or its tag is below `lowestTag`.
-std::optional<TiffEntry> ReadTiffEntry(KFileSimulator& file, TiffByteOrder order, std::uint16_t lowestTag);
-
-/// Calls `visit(const TiffEntry&)` for the entries of a directory, whose tags never descend. False as soon as one
-/// fails; those in front of it have been visited. After success the file stands at the link to the next directory.
-template <class Visit>
-bool ForEachTiffEntry(KFileSimulator& file, std::int64_t offset, TiffByteOrder order, Visit&& visit) {
-    const std::optional<std::uint16_t> count = OpenTiffDirectory(file, offset, order);
-    if (!count) {
-        return false;
+/// Calls `visit(const TiffEntry&)` for the entries of a directory, whose types are known and whose tags never descend.
+/// Gives the offset of the link to the next directory, or nothing as soon as an entry fails; those in front of it have
+/// been visited. `File` is a reader that `ReadAt` takes.
+template <class File, class Visit>
+std::optional<std::int64_t> ForEachTiffEntry(File& file, std::int64_t offset, TiffByteOrder order, Visit&& visit) {
+    std::array<std::uint8_t, 2> number{};
+    if (!ReadAt(file, offset, number)) {
+        return std::nullopt;
     }
+    const auto count = LoadTiff<std::uint16_t>(number, 0, order);
+    if (count > MostTiffEntries) {
+        return std::nullopt;
+    }
+    std::int64_t at = offset + 2;
     std::uint16_t lastTag = 0;
-    for (std::uint16_t i = 0; i < *count; ++i) {
-        const std::optional<TiffEntry> entry = ReadTiffEntry(file, order, lastTag);
-        if (!entry) {
-            return false;
+    for (std::uint16_t i = 0; i < count; ++i) {
+        std::array<std::uint8_t, TiffEntryBytes> bytes{};
+        if (!ReadAt(file, at, bytes)) {
+            return std::nullopt;
         }
-        lastTag = entry->tag;
-        visit(*entry);
+        const TiffEntry entry = TiffEntryOf(bytes, order);
+        if (entry.type >= TiffTypeBytes.size() || entry.tag < lastTag) {
+            return std::nullopt;
+        }
+        lastTag = entry.tag;
+        visit(entry);
+        at += static_cast<std::int64_t>(TiffEntryBytes);
     }
-    return true;
+    return at;
 }

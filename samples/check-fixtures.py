@@ -491,9 +491,9 @@ def midi(data):
         pos += 8 + size
         want(data[pos - 3:pos] == b"\xff\x2f\0", "no end of track in front of %d" % pos)
     want(pos == len(data), "the last track ends at %d" % pos)
-def tiff(data, mark=b""):
-    """A chain of directories whose values and strips lie in the file, the
-    last of them at its end; the mark stands near the start."""
+def tiff_end(data):
+    """Offset behind the chained directories, their values, their strips and
+    the JPEGs that they name; the number of directories; the last one's fields."""
     order = {b"II*\0": "<", b"MM\0*": ">"}[data[:4]]
     width = (0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8)
     code = {1: "B", 3: "H", 4: "I"}
@@ -511,9 +511,17 @@ def tiff(data, mark=b""):
             behind = max(behind, where + size)
             if kind in code:
                 numbers[tag] = struct.unpack_from("%s%d%s" % (order, values, code[kind]), data, where)
-        ends = [offset + length for offset, length in zip(numbers[273], numbers[279])]
-        behind = max(behind, directory + 6 + 12 * count, *ends)
+        for offsets, lengths in (273, 279), (513, 514):
+            ends = [sum(pair) for pair in zip(numbers.get(offsets, ()), numbers.get(lengths, ()))]
+            behind = max(behind, directory + 6 + 12 * count, *ends)
         directory = struct.unpack_from(order + "I", data, directory + 2 + 12 * count)[0]
+    return behind, pages, numbers
+
+
+def tiff(data, mark=b""):
+    """A chain of directories whose values and strips lie in the file, the
+    last of them at its end; the mark stands near the start."""
+    behind, pages, numbers = tiff_end(data)
     # A byte of padding may follow.
     want(behind <= len(data) <= behind + 1, "the last part ends at %d" % behind)
     want(mark in data[:4095], "%r is not in front" % mark)
@@ -526,6 +534,24 @@ def pages_tif(data):
 
 def version_dng(data):
     want(tiff(data, b"NIKON")[1].get(50706) == (1, 4, 0, 0), "no version in the directory")
+
+
+def cut_cr2(data):
+    """The first part of a file of four directories that ends with the raw
+    picture, a lossless JPEG."""
+    want(data[8:11] == b"CR\2", "no mark of a raw")
+    behind, pages, numbers = tiff_end(data)
+    raw = numbers[273][0]
+    want((behind, pages) == (1234567, 4), "%d directories, the end is %d" % (pages, behind))
+    want(raw + numbers[279][0] == behind and data[raw:raw + 4] == b"\xff\xd8\xff\xc4", "the raw picture is not last")
+
+
+def still_cr3(data):
+    """Like any file of boxes, but for the last one's long size."""
+    media = data.index(b"mdat") - 4
+    want(struct.unpack_from(">IxxxxQ", data, media) == (1, len(data) - media), "the media do not end with the file")
+    boxes(b"ftyp", b"moov", b"uuid", b"uuid", brand=b"crx ")(data[:media])
+    want(data.index(b"CNCVCanonCR3") < data.index(b"mvhd"), "the movie does not begin with the maker's box")
 def message(kind, *wanted):
     """A message that begins with the line of a server and whose parts are whole."""
     def check_message(data):
@@ -824,6 +850,8 @@ KINDS = {
     "maker.arw": lambda data: tiff(data, b"SONY\0"),
     "name.dcr": lambda data: tiff(data, b".DCR\0"),
     "version.dng": version_dng,
+    "cut.cr2": cut_cr2,
+    "still.cr3": still_cr3,
     "page.eml": message("text/html"),
     "alternative.eml": message("multipart/alternative", "text/plain", "text/html"),
     "attachment.eml": message("multipart/mixed", "text/plain", "application/octet-stream"),

@@ -173,7 +173,8 @@ TEST(Drawings, CdrIsARiffFileOrAPackage) {
 }
 
 TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
-    const Bytes trailer = Patched(Zeros(0x5C + 100), 0, BytesOf("CANON OPTIONAL DATA\0"s));
+    const Bytes mark = BytesOf("CANON OPTIONAL DATA\0"s);
+    const Bytes trailer = Patched(Patched(Zeros(0x5C + 100), 0, mark), 0x1C + 100, mark);
     // The directory begins in one piece that is read ahead and ends in the next, or straddles the end of the search.
     for (const std::size_t rawBytes : {2000U, 0x10000U - 100, 0x10000U - 120, 0x20000U - 800}) {
         const Bytes file = test::CrwFile(rawBytes);

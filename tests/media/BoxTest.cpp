@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <string>
 
+#include "tests/support/BoxBytes.h"
 #include "tests/support/SparseMedium.h"
 
 namespace {
 
+using namespace test::box;
 using test::Bytes;
 using test::BytesOf;
 using test::Found;
@@ -23,17 +25,6 @@ constexpr std::int32_t M4v = 20;
 constexpr std::int32_t Mp4 = 21;
 constexpr std::int64_t GiB = std::int64_t{1} << 30;
 
-Bytes Big(std::uint64_t value, unsigned width) {
-    Bytes bytes;
-    for (unsigned i = width; i-- > 0;) {
-        bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-    }
-    return bytes;
-}
-
-Bytes Header(std::uint32_t size, const char* type) { return Join({Big(size, 4), BytesOf(type)}); }
-Bytes LongHeader(std::uint64_t size, const char* type) { return Join({Header(1, type), Big(size, 8)}); }
-Bytes Box(std::uint32_t size, const char* type) { return Join({Header(size, type), Zeros(size - 8)}); }
 Bytes Start(const char* brand, std::uint32_t size = 16) {
     return Join({Header(size, "ftyp"), BytesOf(brand), Zeros(4)});
 }

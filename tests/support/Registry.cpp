@@ -390,6 +390,9 @@ const std::vector<Fixture>& Fixtures() {
         {"maker.arw", {59, 106}, nullptr, Always<0>},
         {"name.dcr", {52}, nullptr, Always<0>},
         {"version.dng", {81}, nullptr, Always<0>},
+        // The raw picture, of which the file's first part does not have all.
+        {"cut.cr2", {50}, nullptr, Always<1234567>},
+        {"still.cr3", {51}, nullptr},
         {"olympus", {55}, OlympusRaw},
         {"minolta", {53}, MinoltaRaw},
         {"fujifilm",

@@ -1,0 +1,160 @@
+#include "images/KCR2FileType.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "images/CanonTrailer.h"
+#include "images/TiffDirectory.h"
+
+namespace {
+
+constexpr std::size_t HeaderBytes = 16;
+constexpr std::size_t MarkOffset = 8;
+constexpr auto Mark = PatternOf("CR\2");
+
+constexpr int ChainedDirectories = 4;
+// Those that others name; cameras write up to three.
+constexpr std::size_t MostNamedDirectories = 8;
+
+// No value outside of a directory is nearly as large, a preview in a maker's note included.
+constexpr std::uint64_t MostValueBytes = std::uint64_t{16} << 20U;
+
+// Of the strips of a picture, which are one in these files.
+constexpr std::uint32_t MostNumbers = 1024;
+static_assert(MostNumbers * sizeof(std::uint32_t) <= FileWindow::PieceBytes, "they are shown at once");
+
+constexpr std::uint16_t TypeShort = 3;
+constexpr std::uint16_t TypeLong = 4;
+
+enum Tag : std::uint16_t {
+    StripOffsets = 273,
+    StripByteCounts = 279,
+    SubDirectories = 330,
+    JpegOffset = 513,
+    JpegLength = 514,
+    ExifDirectory = 34665,
+    GpsDirectory = 34853,
+    InteroperabilityDirectory = 40965,
+};
+
+bool NamesDirectories(std::uint16_t tag) {
+    return tag == SubDirectories || tag == ExifDirectory || tag == GpsDirectory || tag == InteroperabilityDirectory;
+}
+
+// Follows the directories of one file and keeps the furthest end of what they hold and name.
+class DirectoryWalk {
+public:
+    DirectoryWalk(FileWindow& file, TiffByteOrder order) : file_(file), order_(order) {}
+
+    std::int64_t EndFrom(std::uint32_t firstDirectory) {
+        std::int64_t offset = firstDirectory;
+        for (int i = 0; i < ChainedDirectories && offset != 0; ++i) {
+            const std::optional<std::int64_t> link = TakeDirectory(offset);
+            std::array<std::uint8_t, 4> next{};
+            if (!link || !ReadAt(file_, *link, next)) {
+                break;
+            }
+            offset = LoadTiff<std::uint32_t>(next, 0, order_);
+        }
+        while (!named_.empty()) {
+            const std::uint32_t directory = named_.back();
+            named_.pop_back();
+            TakeDirectory(directory);
+        }
+        return end_;
+    }
+
+private:
+    using Entries = std::vector<TiffEntry>;
+    using Numbers = std::vector<std::uint32_t>;
+
+    // Where the link to the next one stands. One that fails counts for nothing.
+    std::optional<std::int64_t> TakeDirectory(std::int64_t offset) {
+        constexpr std::int64_t linkBytes = 4;
+        Entries entries;
+        const auto link =
+            ForEachTiffEntry(file_, offset, order_, [&](const TiffEntry& entry) { entries.push_back(entry); });
+        // Zeros are no directory.
+        if (!link || entries.empty()) {
+            return link;
+        }
+        Reach(*link + linkBytes);
+        for (const TiffEntry& entry : entries) {
+            TakeEntry(entry);
+        }
+        TakePictures(entries, StripOffsets, StripByteCounts);
+        TakePictures(entries, JpegOffset, JpegLength);
+        return link;
+    }
+
+    void TakeEntry(const TiffEntry& entry) {
+        const std::uint64_t bytes = entry.ValueBytes();
+        if (!entry.IsInline() && bytes <= MostValueBytes) {
+            const std::int64_t end = std::int64_t{entry.Number(order_)} + static_cast<std::int64_t>(bytes);
+            // What does not end in front of the limit is damaged; a picture may be cut there.
+            Reach(end <= file_.Limit() ? end : 0);
+        }
+        if (namedLeft_ != 0 && NamesDirectories(entry.tag)) {
+            const Numbers offsets = NumbersOf(entry);
+            const std::size_t taken = std::min(offsets.size(), namedLeft_);
+            named_.insert(named_.end(), offsets.begin(), offsets.begin() + static_cast<std::ptrdiff_t>(taken));
+            namedLeft_ -= taken;
+        }
+    }
+
+    void TakePictures(const Entries& entries, std::uint16_t offsetTag, std::uint16_t lengthTag) {
+        const Numbers offsets = NumbersOf(entries, offsetTag);
+        const Numbers lengths = NumbersOf(entries, lengthTag);
+        for (std::size_t i = 0; i < std::min(offsets.size(), lengths.size()); ++i) {
+            Reach(lengths[i] != 0 ? std::int64_t{offsets[i]} + lengths[i] : 0);
+        }
+    }
+
+    Numbers NumbersOf(const Entries& entries, std::uint16_t tag) {
+        const auto entry = std::ranges::find(entries, tag, &TiffEntry::tag);
+        return entry != entries.end() ? NumbersOf(*entry) : Numbers();
+    }
+
+    // None if they are no whole numbers, are too many or cannot be read.
+    Numbers NumbersOf(const TiffEntry& entry) {
+        if ((entry.type != TypeShort && entry.type != TypeLong) || entry.count > MostNumbers) {
+            return {};
+        }
+        const auto length = static_cast<std::size_t>(entry.ValueBytes());
+        const ByteSpan bytes =
+            entry.IsInline() ? ByteSpan(entry.value).first(length) : file_.At(entry.Number(order_), length);
+        Numbers numbers;
+        for (std::size_t at = 0; at < bytes.size(); at += TiffTypeBytes[entry.type]) {
+            numbers.push_back(entry.type == TypeShort ? LoadTiff<std::uint16_t>(bytes, at, order_)
+                                                      : LoadTiff<std::uint32_t>(bytes, at, order_));
+        }
+        return numbers;
+    }
+
+    void Reach(std::int64_t end) { end_ = std::max(end_, end); }
+
+    FileWindow& file_;
+    TiffByteOrder order_;
+    std::int64_t end_ = 0;
+    // Still to be taken, and how many more may be named.
+    std::vector<std::uint32_t> named_;
+    std::size_t namedLeft_ = MostNamedDirectories;
+};
+
+}  // namespace
+
+bool KCR2FileType::IsHeader(ByteSpan sector) {
+    return FindTiffHeader(sector) && sector.size() >= HeaderBytes && HasPatternAt(sector, MarkOffset, Mark);
+}
+
+std::optional<std::int64_t> KCR2FileType::Walk(FileWindow& file) {
+    const std::optional<TiffHeader> header = FindTiffHeader(file.At(0, HeaderBytes));
+    if (!header) {
+        return std::nullopt;
+    }
+    const std::int64_t end = DirectoryWalk(file, header->order).EndFrom(header->firstDirectory);
+    // From 2 GiB on, the end counts as negative.
+    const std::int64_t size = static_cast<std::int32_t>(static_cast<std::uint32_t>(end));
+    return size >= MinReportLength ? std::optional(CanonTrailer::EndBehind(file, size)) : std::nullopt;
+}

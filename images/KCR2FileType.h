@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// Canon camera raws built on TIFF: a chain of four directories, for the preview, the thumbnail, a small picture and
+/// the raw picture. Source: Adobe, TIFF Revision 6.0; L. Clévy, Inside the Canon RAW format version 2.
+class KCR2FileType final : public WalkingScanner<KCR2FileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[50];
+    static constexpr FormatNotes Notes{
+        .source = "Adobe, TIFF Revision 6.0; L. Clévy, Inside the Canon RAW format version 2",
+        .found = "Raw pictures of 1 MiB and more, in both byte orders.",
+        .end =
+            "The furthest end of the pictures that the first four directories name, of the directories, those for "
+            "EXIF data among them, and of their values; and the block that Canon's programs append behind it; "
+            "exact.",
+        .limits = "Where the raw picture's directory is damaged, the file ends with the preview."};
+    static constexpr std::int64_t MinReportLength = 0x100000;
+    static constexpr std::int64_t WalkLimit = Identity.maxSize;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/BoxWalk.h"
+#include "frame/MeasuringScanner.h"
+
+/// Canon camera raws built on the ISO base media format.
+/// Source: ISO/IEC 14496-12, section 4.2; L. Clévy, Canon CR3, on the brand and the maker's boxes.
+class KCR3FileType final : public MeasuringScanner<KCR3FileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[51];
+    static constexpr FormatNotes Notes{
+        .source = "ISO/IEC 14496-12, section 4.2; L. Clévy, Canon CR3, on the brand and the maker's boxes",
+        .found = "Raw still pictures of the brand crx, bursts among them.",
+        .end =
+            "The boxes are walked to the first that the format does not have, and the block that Canon's programs "
+            "append behind it is added; exact.",
+        .limits =
+            "Raw movies and HEIF pictures of these cameras are left alone. A file whose last box would be longer "
+            "than the medium is not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+    static bool IsHeader(ByteSpan sector);
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    BoxWalk walk_;
+};
