@@ -5,7 +5,6 @@
 
 #include "frame/BoundedText.h"
 #include "frame/KFileSimulator.h"
-#include "frame/SectorScan.h"
 #include "frame/TraceMessage.h"
 #include "media/BlockReader.h"
 
@@ -110,14 +109,21 @@ std::int32_t KASFFileType::Reset() {
 
 void KASFFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     ForEachSector(*block, [&](const Candidate& candidate) {
-        if (!StartsWith(candidate.sector, HeaderObject) || SaysNoLength(candidate)) {
-            return;
-        }
-        KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
-        const Header header = ReadHeader(reader);
-        TraceKind(header.Kind());
-        if (header.fileSize >= MinReportLength) {
-            AddFound(candidate.startSector, std::min<std::int64_t>(header.fileSize, maxSize_), header.Kind());
+        if (StartsWith(candidate.sector, HeaderObject)) {
+            Examine(candidate);
         }
     });
+}
+
+// A function of its own: with a reader among its variables, the loop over the sectors would call it for every one.
+void KASFFileType::Examine(const Candidate& candidate) {
+    if (SaysNoLength(candidate)) {
+        return;
+    }
+    KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
+    const Header header = ReadHeader(reader);
+    TraceKind(header.Kind());
+    if (header.fileSize >= MinReportLength) {
+        AddFound(candidate.startSector, std::min<std::int64_t>(header.fileSize, maxSize_), header.Kind());
+    }
 }
