@@ -49,24 +49,24 @@ Header ReadHeader(Reader& reader) {
     std::array<std::uint8_t, 24> object{};
     std::array<std::uint8_t, 24> properties{};
     std::array<std::uint8_t, 16> streamType{};
-    constexpr auto objectBytes = static_cast<std::uint32_t>(object.size());
+    constexpr auto readBytes = static_cast<std::uint32_t>(object.size());
     Header header;
     reader.Read(start.data(), start.size());
     const std::uint32_t count = std::min(LoadLittle<std::uint32_t>(start, 24), MostObjects);
     for (std::uint32_t i = 0; i < count; ++i) {
-        reader.Read(object.data(), objectBytes);
+        reader.Read(object.data(), readBytes);
         const std::int32_t size = LoadSize(object, 16);
         if (StartsWith(object, FileProperties)) {
             reader.Read(properties.data(), properties.size());
             header.fileSize = LoadSize(properties, 16);
-            SkipRest(reader, size, objectBytes + properties.size());
+            SkipRest(reader, size, readBytes + properties.size());
         } else if (StartsWith(object, StreamProperties)) {
             reader.Read(streamType.data(), streamType.size());
             header.hasAudio = header.hasAudio || StartsWith(streamType, AudioMedia);
             header.hasVideo = header.hasVideo || StartsWith(streamType, VideoMedia);
-            SkipRest(reader, size, objectBytes + streamType.size());
+            SkipRest(reader, size, readBytes + streamType.size());
         } else {
-            SkipRest(reader, size, objectBytes);
+            SkipRest(reader, size, readBytes);
         }
     }
     return header;
