@@ -4,11 +4,15 @@
 #include <iterator>
 #include <utility>
 
+#include "frame/MeteredSource.h"
+
 namespace {
 
 constexpr std::size_t MostMarks = 2048;
 // Fewer steps are walked again as fast as they are found.
 constexpr std::int64_t FewestStepsToRemember = 32;
+// What a step costs besides the bytes that are fetched for it.
+constexpr std::int64_t StepCost = 8;
 
 }  // namespace
 
@@ -35,11 +39,17 @@ void ChunkWalk::Chain::MakeRoom(std::uint64_t origin) {
     }
 }
 
-ChunkWalk::Result ChunkWalk::Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps,
-                                  std::int64_t limit, ChunkAt chunkAt) {
-    const SectorBlock& block = candidate.block;
+std::optional<ChunkWalk::Result> ChunkWalk::Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps,
+                                                 std::int64_t limit, ChunkAt chunkAt) {
+    SectorBlock block = candidate.block;
+    if (block.source == nullptr) {
+        return std::nullopt;
+    }
+    WorkMeter meter = store_.NewMeter();
+    MeteredSource source(block.source, block.sectorSize, meter);
+    block.source = &source;
     // Otherwise a read may fail here that succeeds for another block.
-    const bool mayRemember = block.source != nullptr && block.sectorSize <= KFileSimulator::CacheBytes;
+    const bool mayRemember = KFileSimulator::Serves(block);
     const std::uint64_t origin =
         static_cast<std::uint64_t>(candidate.startSector) * static_cast<std::uint64_t>(block.sectorSize);
     const std::uint64_t start = origin + static_cast<std::uint64_t>(from);
@@ -50,13 +60,14 @@ ChunkWalk::Result ChunkWalk::Walk(const Candidate& candidate, std::int64_t from,
     const auto position = [&] {
         return static_cast<std::int64_t>(walker.place - origin);
     };
-    while (walker.steps > 0 && position() < limit) {
+    while (walker.steps > 0 && position() < limit && !meter.IsExhausted()) {
         if (walker.chain == &walker.own && JoinChain(walker)) {
             continue;
         }
         if (walker.chain != nullptr && walker.chain->isWhole) {
             break;
         }
+        meter.Charge(StepCost);
         reader.Seek(position());
         const std::uint64_t chunkBytes = chunkAt(reader);
         if (chunkBytes == 0) {
@@ -75,7 +86,8 @@ ChunkWalk::Result ChunkWalk::Walk(const Candidate& candidate, std::int64_t from,
         chains_[next_] = std::move(walker.own);
         next_ = (next_ + 1) % ChainCount;
     }
-    return {position(), walker.steps};
+    store_.Settle(meter);
+    return meter.IsExhausted() ? std::nullopt : std::optional<Result>({position(), walker.steps});
 }
 
 // Only where more lies ahead on a chain than the walk has behind it: a walk that comes to the end of a short chain may

@@ -4,16 +4,20 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "frame/KFileSimulator.h"
 #include "frame/SectorScan.h"
+#include "frame/WorkStore.h"
 
 /// Walks files that are a chain of chunks, each of which says its own length.
 ///
 /// It remembers the last 32 long chains of a scan: of each its end and up to 2,048 places on the way. A walk that meets
 /// one of these places goes on from the chain's end, or from the last place in front of where its steps run out,
 /// without reading what lies between. So headers in a row that open the same long chain cost little more than one.
+/// Media made of more long chains than that are not read to the end of each: what walks read comes out of a
+/// `WorkStore`.
 class ChunkWalk {
 public:
     /// Bytes of the chunk that begins at the reader's position, 0 if no chunk begins there. Depends on the medium's
@@ -30,12 +34,17 @@ public:
     static constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
 
     /// Takes up to `steps` chunks from byte `from` of the candidate on. Stops at a chunk that begins at `limit` or
-    /// behind; a walk that goes on from a remembered place may pass the limit by further chunks.
-    Result Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps, std::int64_t limit,
-                ChunkAt chunkAt);
+    /// behind; a walk that goes on from a remembered place may pass the limit by further chunks. Nothing if the walk
+    /// was broken off for what it costs, or if the block has no source.
+    std::optional<Result> Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps, std::int64_t limit,
+                               ChunkAt chunkAt);
 
     /// Forgets all chains: another scan begins.
-    void Forget() { chains_ = {}; }
+    void Reset() {
+        chains_ = {};
+        store_ = {};
+    }
+    void EnterBlock(const SectorBlock& block) { store_.EnterBlock(block); }
 
 private:
     // A place is a byte position in the stream, modulo 2^64; the step counts from anywhere on the same chain.
@@ -70,4 +79,5 @@ private:
     static constexpr std::size_t ChainCount = 32;
     std::array<Chain, ChainCount> chains_;
     std::size_t next_ = 0;
+    WorkStore store_;
 };

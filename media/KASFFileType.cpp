@@ -5,7 +5,6 @@
 
 #include "frame/BoundedText.h"
 #include "frame/KFileSimulator.h"
-#include "frame/SectorScan.h"
 #include "frame/TraceMessage.h"
 #include "media/BlockReader.h"
 
@@ -50,24 +49,24 @@ Header ReadHeader(Reader& reader) {
     std::array<std::uint8_t, 24> object{};
     std::array<std::uint8_t, 24> properties{};
     std::array<std::uint8_t, 16> streamType{};
-    constexpr auto objectBytes = static_cast<std::uint32_t>(object.size());
+    constexpr auto readBytes = static_cast<std::uint32_t>(object.size());
     Header header;
     reader.Read(start.data(), start.size());
     const std::uint32_t count = std::min(LoadLittle<std::uint32_t>(start, 24), MostObjects);
     for (std::uint32_t i = 0; i < count; ++i) {
-        reader.Read(object.data(), objectBytes);
+        reader.Read(object.data(), readBytes);
         const std::int32_t size = LoadSize(object, 16);
         if (StartsWith(object, FileProperties)) {
             reader.Read(properties.data(), properties.size());
             header.fileSize = LoadSize(properties, 16);
-            SkipRest(reader, size, objectBytes + properties.size());
+            SkipRest(reader, size, readBytes + properties.size());
         } else if (StartsWith(object, StreamProperties)) {
             reader.Read(streamType.data(), streamType.size());
             header.hasAudio = header.hasAudio || StartsWith(streamType, AudioMedia);
             header.hasVideo = header.hasVideo || StartsWith(streamType, VideoMedia);
-            SkipRest(reader, size, objectBytes + streamType.size());
+            SkipRest(reader, size, readBytes + streamType.size());
         } else {
-            SkipRest(reader, size, objectBytes);
+            SkipRest(reader, size, readBytes);
         }
     }
     return header;
@@ -110,14 +109,21 @@ std::int32_t KASFFileType::Reset() {
 
 void KASFFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     ForEachSector(*block, [&](const Candidate& candidate) {
-        if (!StartsWith(candidate.sector, HeaderObject) || SaysNoLength(candidate)) {
-            return;
-        }
-        KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
-        const Header header = ReadHeader(reader);
-        TraceKind(header.Kind());
-        if (header.fileSize >= MinReportLength) {
-            AddFound(candidate.startSector, std::min<std::int64_t>(header.fileSize, maxSize_), header.Kind());
+        if (StartsWith(candidate.sector, HeaderObject)) {
+            Examine(candidate);
         }
     });
+}
+
+// A function of its own: with a reader among its variables, the loop over the sectors would call it for every one.
+void KASFFileType::Examine(const Candidate& candidate) {
+    if (SaysNoLength(candidate)) {
+        return;
+    }
+    KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
+    const Header header = ReadHeader(reader);
+    TraceKind(header.Kind());
+    if (header.fileSize >= MinReportLength) {
+        AddFound(candidate.startSector, std::min<std::int64_t>(header.fileSize, maxSize_), header.Kind());
+    }
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "frame/SectorScan.h"
 #include "frame/SharedEngine.h"
 
 /// ASF files, told apart by the streams that their header declares. The header also says how long the file is, so every
@@ -32,6 +33,9 @@ public:
 private:
     static constexpr std::int64_t FirstBlockKey = 0;
     static constexpr std::int64_t DefaultMaxSize = 0x2000000000;
+
+    /// Adds the file of a header's sector to what has been found.
+    void Examine(const Candidate& candidate);
 
     std::int64_t maxSize_ = DefaultMaxSize;
 };

@@ -77,7 +77,6 @@ private:
 }  // namespace
 
 void KM4AFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    constexpr std::int64_t smallestCounted = 512;
     if (block->source == nullptr) {
         return;
     }
@@ -85,19 +84,24 @@ void KM4AFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     FoundFile found{0, 0};
     ForEachSector(*block, [&](const Candidate& candidate) {
         const std::optional<FileTypeBox> box = FileTypeBoxOf(candidate.sector);
-        if (!box || std::memcmp(box->majorBrand, "M4A ", 4) != 0) {
-            return;
+        if (box && std::memcmp(box->majorBrand, "M4A ", 4) == 0 && Measure(candidate, box->size, found)) {
+            sink->ReportFound(&found);
         }
-        const std::optional<BoxProbe::Result> file = BoxProbe(candidate).Measure(box->size);
-        if (!file) {
-            return;
-        }
-        found.startSector = candidate.startSector;
-        if (file->hasFourBoxes) {
-            found.size = file->end;
-        } else if (file->end >= smallestCounted) {
-            found.size = std::min(file->end, maxSize_);
-        }
-        sink->ReportFound(&found);
     });
+}
+
+// A function of its own: with a reader among its variables, the loop over the sectors would call it for every one.
+bool KM4AFileType::Measure(const Candidate& candidate, std::uint32_t firstBoxSize, FoundFile& found) const {
+    constexpr std::int64_t smallestCounted = 512;
+    const std::optional<BoxProbe::Result> file = BoxProbe(candidate).Measure(firstBoxSize);
+    if (!file) {
+        return false;
+    }
+    found.startSector = candidate.startSector;
+    if (file->hasFourBoxes) {
+        found.size = file->end;
+    } else if (file->end >= smallestCounted) {
+        found.size = std::min(file->end, maxSize_);
+    }
+    return true;
 }

@@ -28,5 +28,8 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
 private:
+    /// False if there is no file; one whose end was not found leaves the size as it is.
+    bool Measure(const Candidate& candidate, std::uint32_t firstBoxSize, FoundFile& found) const;
+
     std::int64_t maxSize_ = 0;
 };

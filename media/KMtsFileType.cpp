@@ -15,7 +15,7 @@ constexpr std::int32_t PacketSizes[] = {188, 192, 204, 208};
 std::optional<PacketLayout> LayoutOf(ByteSpan sector) {
     const std::int32_t prefix = sector[0] == SyncByte ? 0 : TimeStampBytes;
     for (const std::int32_t size : PacketSizes) {
-        if (sector[static_cast<std::size_t>(prefix + size)] == SyncByte) {
+        if (sector[static_cast<std::size_t>(prefix) + static_cast<std::size_t>(size)] == SyncByte) {
             return PacketLayout{prefix, size};
         }
     }

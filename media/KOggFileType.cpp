@@ -32,8 +32,13 @@ std::uint64_t PageAt(KFileSimulator& reader) {
 }  // namespace
 
 std::int32_t KOggFileType::Reset() {
-    walk_.Forget();
+    walk_.Reset();
     return MeasuringScanner::Reset();
+}
+
+void KOggFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    walk_.EnterBlock(*block);
+    MeasuringScanner::ScanBlock(block, sink);
 }
 
 bool KOggFileType::IsHeader(ByteSpan sector) {
@@ -43,5 +48,6 @@ bool KOggFileType::IsHeader(ByteSpan sector) {
 std::optional<std::int64_t> KOggFileType::Measure(const Candidate& candidate) {
     // Whatever lies further on, the cap is reported. The largest pages together stay below 2 GiB.
     const std::int64_t limit = std::max(run_.maxSize, MinReportLength);
-    return walk_.Walk(candidate, 0, MostPages, limit, PageAt).position;
+    const std::optional<ChunkWalk::Result> walked = walk_.Walk(candidate, 0, MostPages, limit, PageAt);
+    return walked ? std::optional(walked->position) : std::nullopt;
 }

@@ -18,6 +18,8 @@ public:
     static constexpr std::int64_t MinReportLength = 512;
 
     std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 

@@ -36,9 +36,14 @@ std::uint64_t ChunkAt(KFileSimulator& reader) {
 }  // namespace
 
 std::int32_t KRmFileType::Reset() {
-    walk_.Forget();
+    walk_.Reset();
     lastReport_ = {0, 0};
     return MeasuringScanner::Reset();
+}
+
+void KRmFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    walk_.EnterBlock(*block);
+    MeasuringScanner::ScanBlock(block, sink);
 }
 
 bool KRmFileType::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Signature); }
@@ -56,12 +61,13 @@ std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
     }
     // A count of 0 wraps to the largest number of chunks.
     const std::uint32_t chunks = LoadBig<std::uint32_t>(candidate.sector, ChunkCount) - 1;
-    const ChunkWalk::Result walked = walk_.Walk(candidate, FirstChunk, chunks, ChunkWalk::NoLimit, ChunkAt);
-    if (walked.stepsLeft != 0) {
+    const std::optional<ChunkWalk::Result> walked =
+        walk_.Walk(candidate, FirstChunk, chunks, ChunkWalk::NoLimit, ChunkAt);
+    if (!walked || walked->stepsLeft != 0) {
         return std::nullopt;
     }
     // The size is a signed number of 32 bits, whatever the distance that the walk went.
-    const auto size = static_cast<std::int32_t>(walked.position);
+    const auto size = static_cast<std::int32_t>(walked->position);
     if (size >= MinReportLength) {
         lastReport_ = {candidate.startSector, std::min<std::int64_t>(size, run_.maxSize)};
     }

@@ -27,8 +27,8 @@ void PacketGrids::EnterBlock(const SectorBlock& block) {
 PacketGrids::Grid& PacketGrids::GridOf(std::int64_t place, std::int32_t size) {
     constexpr std::int32_t sizes = (LargestPacket - SmallestPacket) / SizeStep + 1;
     grids_.resize(std::size_t{sizes} * LargestPacket);
-    const std::int64_t index = (size - SmallestPacket) / SizeStep * LargestPacket + place % size;
-    return grids_[static_cast<std::size_t>(index)];
+    const std::int64_t row = (size - SmallestPacket) / SizeStep;
+    return grids_[static_cast<std::size_t>(row * LargestPacket + place % size)];
 }
 
 PacketGrids::Stream PacketGrids::Measure(const Candidate& candidate, const PacketLayout& layout) {

@@ -185,6 +185,23 @@ TEST_P(ChunkFiles, ManyOnOneChainCostLittleMoreThanOne) {
     EXPECT_LT(medium.requests.size(), 6U * 12000);
 }
 
+// 60 rows of chunks in every sector, each of which fills the reader's cache for every chunk, and files that each lead
+// into a row of their own: together they would ask a million times.
+TEST(RealMediaFiles, RowsWithoutNumberAreNotReadToTheirEnds) {
+    constexpr std::int64_t sectors = 12288;
+    Medium medium;
+    for (std::int64_t sector = 0; sector < sectors; ++sector) {
+        Bytes bytes = Join({Header(Rm, 0), Chunk(Rm, static_cast<std::uint32_t>(8 + 8 * (sector / 64 % 60)))});
+        while (bytes.size() < 26 + 8 * 60) {
+            bytes = Join({bytes, Chunk(Rm, 32768)});
+        }
+        medium.Put(sector, bytes);
+    }
+    medium.Put(sectors, Join({Header(Rm, 2), Chunk(Rm, 600)})).Grow(sectors + 2);
+    EXPECT_EQ(Scan(Rm, medium, 2048), (Finds{{sectors, 618}}));
+    EXPECT_LT(medium.requests.size(), 200000U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Types, ChunkFiles, testing::Values(Mid, Ogg, Rm));
 
 Finds ScanParts(std::int32_t index, std::initializer_list<Bytes> parts, std::int32_t sectorSize = 512) {
