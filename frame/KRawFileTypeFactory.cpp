@@ -32,6 +32,10 @@
 #include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
 #include "containers/KZipFileType.h"
+#include "documents/KCHMFileType.h"
+#include "documents/KHLPFileType.h"
+#include "documents/KMdbFileType.h"
+#include "documents/KMdfFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -140,8 +144,8 @@ constexpr Row Rows[] = {
     NotBuilt,  // 26 KHTMLFileType
     NotBuilt,  // 27 KXMLFileType
     NotBuilt,  // 28 KTxtFileType
-    NotBuilt,  // 29 KHLPFileType
-    NotBuilt,  // 30 KCHMFileType
+    TypeRow<29, KHLPFileType>(),
+    TypeRow<30, KCHMFileType>(),
     NotBuilt,  // 31 KPdfFileType
     NotBuilt,  // 32 KPSTFileType
     NotBuilt,  // 33 KDBXFileType
@@ -182,8 +186,8 @@ constexpr Row Rows[] = {
     TypeRow<68, K7ZipFileType>(),
     TypeRow<69, KRarFileType>(),
     TypeRow<70, KCabFileType>(),
-    NotBuilt,  // 71 KMdbFileType
-    NotBuilt,  // 72 KMdfFileType
+    TypeRow<71, KMdbFileType>(),
+    TypeRow<72, KMdfFileType>(),
     TypeRow<73, CFireFoxBookmarkType>(),
     NotBuilt,  // 74 KAiFileType
     HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),

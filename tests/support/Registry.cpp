@@ -7,6 +7,8 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
+#include "tests/support/DatabaseBuilder.h"
+#include "tests/support/HelpBuilder.h"
 #include "tests/support/RunFormats.h"
 #include "tests/support/ZipBuilder.h"
 
@@ -183,6 +185,27 @@ const std::vector<Fixture>& Fixtures() {
          {77},
          [] {
              return RunFile(RunFormats()[4], 5000);
+         }},
+        {"help", {29}, HelpFile},
+        {"compiled help",
+         {30},
+         [] {
+             return CompiledHelpFile();
+         }},
+        {"old compiled help",
+         {30},
+         [] {
+             return CompiledHelpFile(2);
+         }},
+        {"jet",
+         {71},
+         [] {
+             return JetFile({});
+         }},
+        {"data file",
+         {72},
+         [] {
+             return DataFile({});
          }},
         {"tone.wma", {14, 15, 16}, nullptr},
         {"film.wmv", {14, 16}, nullptr},
