@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "documents/JetPages.h"
+#include "documents/LastClearBit.h"
 #include "frame/Bytes.h"
 
 namespace {
@@ -39,11 +40,8 @@ struct FreeMap {
     void Add(std::int64_t firstPage, ByteSpan bitmap) {
         hasBitmap = hasBitmap || !bitmap.empty();
         hasFreePages = hasFreePages || std::ranges::any_of(bitmap, [](std::uint8_t byte) { return byte != 0; });
-        for (std::size_t bit = bitmap.size() * 8; bit-- > 0;) {
-            if ((bitmap[bit / 8] >> (bit % 8) & 1U) == 0) {
-                lastUsed = std::max(lastUsed, firstPage + static_cast<std::int64_t>(bit));
-                return;
-            }
+        if (const std::optional<std::size_t> bit = LastClearBit(bitmap)) {
+            lastUsed = std::max(lastUsed, firstPage + static_cast<std::int64_t>(*bit));
         }
     }
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "documents/LastClearBit.h"
 #include "frame/Bytes.h"
 
 namespace {
@@ -136,12 +137,8 @@ std::optional<std::uint64_t> PagesInUse(const Page& page) {
     if (map < PageHeaderBytes || map + MapBytes > SecondRowOffset) {
         return std::nullopt;
     }
-    for (std::size_t extent = MapBytes * 8; extent-- > 0;) {
-        if ((page[map + extent / 8] >> (extent % 8) & 1U) == 0) {
-            return (extent + 1) * PagesPerExtent;
-        }
-    }
-    return 0;
+    const std::optional<std::size_t> extent = LastClearBit(ByteSpan(page).subspan(map, MapBytes));
+    return extent ? (*extent + 1) * PagesPerExtent : 0;
 }
 
 // The same of all maps. Each further one stands on the first page that it tells of.

@@ -11,11 +11,10 @@ using test::Bytes;
 using test::DataFile;
 using test::DataFilePage;
 using test::DataFilePlan;
-using test::Found;
 using test::JetFile;
 using test::JetPlan;
 using test::Medium;
-using Finds = std::vector<Found>;
+using Finds = std::vector<test::Found>;
 
 TEST(Rc4, GivesTheKnownKeyStream) {
     Rc4 cipher(test::BytesOf("Wiki"));

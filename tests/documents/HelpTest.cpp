@@ -6,80 +6,71 @@
 namespace {
 
 using test::Bytes;
-using test::Found;
 using test::HelpDirectory;
 using test::Medium;
-using Finds = std::vector<Found>;
+using Finds = std::vector<test::Found>;
 
-struct Change {
+constexpr std::uint64_t Most = ~std::uint64_t{0};
+
+// Values of a field that the file's size must survive, and others that must not be found.
+struct Field {
     std::size_t offset;
-    std::uint64_t value;
     std::size_t width;
-    bool isFound;
+    std::vector<std::uint64_t> sound;
+    std::vector<std::uint64_t> damaged;
 };
 
-// The file with one field changed, which does not change its size.
-void ExpectAfterChange(std::int32_t index, Bytes file, const Change& change) {
-    test::SetLittle(file, change.offset, change.value, change.width);
+bool IsFoundWith(std::int32_t index, Bytes file, const Field& field, std::uint64_t value) {
+    test::SetLittle(file, field.offset, value, field.width);
     Medium medium;
     medium.Put(1, file).Grow(12);
-    const Finds expected{{1, static_cast<std::int64_t>(file.size())}};
-    EXPECT_EQ(Scan(index, medium), change.isFound ? expected : Finds{})
-        << index << ": " << change.value << " at " << change.offset;
+    return Scan(index, medium) == Finds{{1, static_cast<std::int64_t>(file.size())}};
+}
+
+void CheckFields(std::int32_t index, const Bytes& file, const std::vector<Field>& fields) {
+    for (const Field& field : fields) {
+        for (const std::uint64_t value : field.sound) {
+            EXPECT_TRUE(IsFoundWith(index, file, field, value)) << index << ": " << value << " at " << field.offset;
+        }
+        for (const std::uint64_t value : field.damaged) {
+            EXPECT_FALSE(IsFoundWith(index, file, field, value)) << index << ": " << value << " at " << field.offset;
+        }
+    }
 }
 
 TEST(Help, TheDirectoryProvesTheSize) {
     const Bytes file = test::HelpFile();
     const std::size_t tree = HelpDirectory + 9;
     const std::size_t size = file.size();
-    for (const Change& change : std::initializer_list<Change>{{4, 15, 4, false},
-                                                              {4, size - 47, 4, false},
-                                                              {4, 0xFFFFFFF0, 4, false},
-                                                              {8, 16, 4, true},
-                                                              {8, 15, 4, false},
-                                                              {8, size - 1, 4, true},
-                                                              {8, size, 4, false},
-                                                              {HelpDirectory, size - HelpDirectory, 4, true},
-                                                              {HelpDirectory, size - HelpDirectory + 1, 4, false},
-                                                              {HelpDirectory, 1070, 4, false},
-                                                              {HelpDirectory + 4, 1061, 4, false},
-                                                              {tree + 1, 0x2A, 1, false},
-                                                              {tree + 2, 0xFFFD, 2, false},
-                                                              {tree + 4, 1025, 2, false},
-                                                              {tree + 22, 1, 2, false},
-                                                              {tree + 28, 0, 2, false},
-                                                              {tree + 30, 0xFFFF, 2, false},
-                                                              {tree + 32, 0, 2, false},
-                                                              {tree + 32, 8, 2, true},
-                                                              {tree + 32, 9, 2, false}}) {
-        ExpectAfterChange(29, file, change);
-    }
+    const std::size_t room = size - HelpDirectory;
+    CheckFields(29, file,
+                {{4, 4, {}, {15, size - 47, 0xFFFFFFF0}},
+                 {8, 4, {16, size - 1}, {15, size}},
+                 {HelpDirectory, 4, {room}, {room + 1, 1070}},
+                 {HelpDirectory + 4, 4, {}, {1061}},
+                 {tree + 1, 1, {}, {0x2A}},
+                 {tree + 2, 2, {2}, {0xFFFD}},
+                 {tree + 4, 2, {1024}, {1025}},
+                 {tree + 22, 2, {}, {1}},
+                 {tree + 28, 2, {}, {0}},
+                 {tree + 30, 2, {}, {0xFFFF}},
+                 {tree + 32, 2, {8}, {0, 9}}});
 }
 
 TEST(Help, CompiledHelpHasItsSectionsInOrder) {
     const Bytes file = test::CompiledHelpFile();
-    const std::size_t directory = 0x78;
-    const std::size_t end = directory + 0x1054;
-    for (const Change& change : std::initializer_list<Change>{{4, 4, 4, false},
-                                                              {8, 0x58, 4, false},
-                                                              {0x18, 0x11, 1, false},
-                                                              {0x38, 0x5F, 8, false},
-                                                              {0x38, 0x10000, 8, false},
-                                                              {0x40, 0x17, 8, false},
-                                                              {0x40, 0x19, 8, false},
-                                                              {0x40, ~std::uint64_t{0}, 8, false},
-                                                              {0x48, directory + 1, 8, false},
-                                                              {0x50, file.size() - directory, 8, true},
-                                                              {0x50, file.size() - directory + 1, 8, false},
-                                                              {0x50, ~std::uint64_t{0}, 8, false},
-                                                              {0x58, file.size(), 8, true},
-                                                              {0x58, file.size() + 1, 8, false},
-                                                              {0x60, 0xFE, 4, false},
-                                                              {0x68, 0, 8, false},
-                                                              {0x68, end - 1, 8, false},
-                                                              {0x68, std::uint64_t{1} << 32U, 8, false}}) {
-        ExpectAfterChange(30, file, change);
-    }
+    const std::size_t room = file.size() - 0x78;
+    CheckFields(30, file,
+                {{4, 4, {}, {4}},
+                 {8, 4, {}, {0x58}},
+                 {0x18, 1, {}, {0x11}},
+                 {0x38, 8, {}, {0x5F, 0x10000}},
+                 {0x40, 8, {}, {0x17, 0x19, Most}},
+                 {0x48, 8, {}, {0x79}},
+                 {0x50, 8, {room}, {room + 1, Most}},
+                 {0x58, 8, {file.size()}, {file.size() + 1}},
+                 {0x60, 4, {}, {0xFE}},
+                 {0x68, 8, {}, {0, 0x78 + 0x1053, std::uint64_t{1} << 32U}}});
 }
 
 }  // namespace
