@@ -8,6 +8,9 @@ constexpr auto Magic = PatternOf("ITSF");
 constexpr auto DirectoryMagic = PatternOf("ITSP");
 constexpr auto FirstGuid = PatternOf("\x10\xFD\x01\x7C\xAA\x7B\xD0\x11\x9E\x0C\x00\xA0\xC9\x22\xE6\xEC");
 constexpr auto SecondGuid = PatternOf("\x11\xFD\x01\x7C\xAA\x7B\xD0\x11\x9E\x0C\x00\xA0\xC9\x22\xE6\xEC");
+// The compiler of Free Pascal writes the first one a second time.
+constexpr std::size_t FirstGuidPlace = 0x18;
+constexpr std::size_t SecondGuidPlace = 0x28;
 constexpr std::uint32_t OldVersion = 2;
 constexpr std::uint32_t Version = 3;
 constexpr std::uint32_t OldHeaderBytes = 0x58;
@@ -31,7 +34,8 @@ std::optional<Header> ReadHeader(ByteSpan bytes) {
     const auto version = LoadLittle<std::uint32_t>(bytes, 4);
     const std::uint32_t headerBytes = version == OldVersion ? OldHeaderBytes : HeaderBytes;
     if ((version != OldVersion && version != Version) || LoadLittle<std::uint32_t>(bytes, 8) != headerBytes ||
-        !HasPatternAt(bytes, 0x18, FirstGuid) || !HasPatternAt(bytes, 0x28, SecondGuid)) {
+        !HasPatternAt(bytes, FirstGuidPlace, FirstGuid) ||
+        !(HasPatternAt(bytes, SecondGuidPlace, SecondGuid) || HasPatternAt(bytes, SecondGuidPlace, FirstGuid))) {
         return std::nullopt;
     }
     const auto sizeSection = LoadLittle<std::uint64_t>(bytes, 0x38);

@@ -34,12 +34,11 @@ constexpr std::int64_t MostStepsBack = 32768;
 // What the map of free pages tells; a set bit is a free page.
 struct FreeMap {
     std::int64_t lastUsed = MapPage;
-    bool hasBitmap = false;
-    bool hasFreePages = false;
+    // The last page that it tells of; none without a bitmap.
+    std::int64_t lastTold = 0;
 
     void Add(std::int64_t firstPage, ByteSpan bitmap) {
-        hasBitmap = hasBitmap || !bitmap.empty();
-        hasFreePages = hasFreePages || std::ranges::any_of(bitmap, [](std::uint8_t byte) { return byte != 0; });
+        lastTold = std::max(lastTold, firstPage + static_cast<std::int64_t>(bitmap.size()) * 8 - 1);
         if (const std::optional<std::size_t> bit = LastClearBit(bitmap)) {
             lastUsed = std::max(lastUsed, firstPage + static_cast<std::int64_t>(*bit));
         }
@@ -119,14 +118,14 @@ std::int64_t StepBack(JetPages& pages, std::int64_t last) {
 
 std::int64_t LastPage(JetPages& pages, const FreeMap& map) {
     std::int64_t last = map.lastUsed;
-    if (!map.hasBitmap) {
+    if (map.lastTold == 0) {
         return WalkOn(pages, MapPage);
     }
     if (pages.LookAt(last) == Look::Foreign) {
         return StepBack(pages, last);
     }
-    // A map without a free page may end before the file does.
-    if (!map.hasFreePages) {
+    // A map whose last page is in use may end before the file does.
+    if (last >= map.lastTold) {
         return WalkOn(pages, last);
     }
     const std::int64_t end = std::min(last + MostFreePagesBehind, pages.MostPages() - 1);

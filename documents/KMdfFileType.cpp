@@ -205,6 +205,8 @@ std::optional<std::int64_t> KMdfFileType::Walk(FileWindow& file) {
     const bool hasFirstPage = ReadPage(file, 0, page);
     const std::optional<FileHeader> header = hasFirstPage ? ReadFileHeader(page, fileId) : std::nullopt;
     const std::uint64_t inUse = AllPagesInUse(file, fileId, page);
-    const std::uint64_t pages = header ? GrownTo(*header, inUse) : inUse;
+    const std::uint64_t grown = header ? GrownTo(*header, inUse) : inUse;
+    // A step that leads beyond the largest file is none.
+    const std::uint64_t pages = grown <= MostPages ? grown : inUse;
     return pages < FewestPages ? std::nullopt : std::optional(static_cast<std::int64_t>(pages * PageBytes));
 }

@@ -64,6 +64,8 @@ TEST(Access, ZeroPagesCountBetweenPagesOfAFileThatOutgrewItsMap) {
     Bytes file = JetFile({.pages = 100, .lastUsed = 63});
     std::fill_n(file.begin() + 60 * 2048, 30 * 2048, std::uint8_t{0});
     EXPECT_EQ(SizeFound(71, test::Join({file, test::Zeros(2048)})), 100 * 2048);
+    file[2 * 2048 - 8] = 0x80;  // Page 7 is free, the last one of the map still in use.
+    EXPECT_EQ(SizeFound(71, file), 100 * 2048);
     // The page that the map ends with may be zeros, one without a map may not.
     file = JetFile({.pages = 15, .lastUsed = 14});
     std::fill_n(file.begin() + 14 * 2048, 2048, std::uint8_t{0});
@@ -92,6 +94,7 @@ TEST(SqlServer, TheFileHeaderGrowsToWhatIsInUse) {
         {"as stated", {.pages = 40, .extentsInUse = 3}, 40},
         {"grown by pages", {.pages = 24, .growth = 10, .extentsInUse = 6}, 54},
         {"grown by nothing", {.pages = 24, .growth = 0, .extentsInUse = 6}, 48},
+        {"by more than a file may have", {.pages = 24, .growth = 0xFFFFFFFF, .extentsInUse = 6}, 48},
         {"by less than an extent", {.pages = 24, .growth = 10, .growsByPercentage = true, .extentsInUse = 4}, 32},
         {"half an extent to the even",
          {.pages = 200, .growth = 10, .growsByPercentage = true, .extentsInUse = 26},

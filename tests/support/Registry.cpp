@@ -192,6 +192,7 @@ const std::vector<Fixture>& Fixtures() {
          [] {
              return CompiledHelpFile();
          }},
+        {"manual.chm", {30}, nullptr},
         {"old compiled help",
          {30},
          [] {
