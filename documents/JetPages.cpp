@@ -7,6 +7,10 @@ namespace {
 // Data, table, two kinds of index, usage map, and two of freed pages and long values.
 bool IsPageType(std::uint8_t type) { return (type >= 1 && type <= 5) || type == 8 || type == 9; }
 
+// What it costs to decrypt a byte, and to make ready for it.
+constexpr std::int64_t CipherByteWork = 16;
+constexpr std::int64_t CipherKeyWork = 0x1000;
+
 bool IsZeros(ByteSpan bytes) {
     return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
 }
@@ -18,6 +22,7 @@ ByteSpan JetPages::Plain(std::int64_t number) {
     if (key_ == 0 || stored.empty()) {
         return stored;
     }
+    file_.Charge(CipherByteWork * static_cast<std::int64_t>(pageBytes_));
     Rc4 cipher = CipherOf(number);
     std::ranges::transform(stored, plain_.begin(),
                            [&](std::uint8_t byte) { return static_cast<std::uint8_t>(byte ^ cipher.Next()); });
@@ -52,7 +57,8 @@ ByteSpan JetPages::Stored(std::int64_t number) {
     return file_.At(offset, pageBytes_);
 }
 
-Rc4 JetPages::CipherOf(std::int64_t number) const {
+Rc4 JetPages::CipherOf(std::int64_t number) {
+    file_.Charge(CipherKeyWork);
     std::array<std::uint8_t, 4> bytes{};
     std::uint32_t pageKey = key_ ^ static_cast<std::uint32_t>(number);
     for (std::uint8_t& byte : bytes) {

@@ -29,7 +29,7 @@ public:
 
 private:
     ByteSpan Stored(std::int64_t number);
-    Rc4 CipherOf(std::int64_t number) const;
+    Rc4 CipherOf(std::int64_t number);
 
     FileWindow& file_;
     std::size_t pageBytes_;
