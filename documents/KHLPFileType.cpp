@@ -4,14 +4,14 @@
 
 namespace {
 
-constexpr auto Magic = PatternOf("\x3F\x5F\x03\0");
+constexpr auto Magic = PatternOf("?_\x03\0");
 constexpr std::size_t HeaderBytes = 16;
 constexpr std::uint32_t NoFreeBlock = 0xFFFFFFFF;
 constexpr std::int64_t SmallestFile = 64;
 
 // An internal file begins with the bytes reserved for it (with this head), those in use, and a flag byte.
 constexpr std::size_t BlockHeadBytes = 9;
-constexpr auto TreeMagic = PatternOf("\x3B\x29");
+constexpr auto TreeMagic = PatternOf(";)");
 constexpr std::size_t TreeHeadBytes = 38;
 constexpr std::uint16_t TreeFlag = 2;
 constexpr std::int16_t MostLevels = 8;
@@ -45,7 +45,7 @@ std::optional<std::int64_t> KHLPFileType::Walk(FileWindow& file) {
     }
     constexpr std::int64_t headBytes = BlockHeadBytes + TreeHeadBytes;
     const std::int64_t directory = LoadLittle<std::uint32_t>(header, 4);
-    const std::uint32_t freeBlock = LoadLittle<std::uint32_t>(header, 8);
+    const auto freeBlock = LoadLittle<std::uint32_t>(header, 8);
     const std::int64_t size = LoadLittle<std::uint32_t>(header, 12);
     const bool hasPlaces = size >= SmallestFile && directory >= std::int64_t{HeaderBytes} &&
                            directory < size - headBytes &&
