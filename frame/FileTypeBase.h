@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include "frame/BoundedText.h"
 #include "frame/FormatNotes.h"
@@ -52,11 +53,14 @@ public:
     RunStateFileType() { RunStateFileType::Reset(); }
 
     std::int32_t Reset() override {
-        run_ = RunState{.inFile = 0, .startSector = 0, .runLength = 0, .maxSize = Self::Identity.maxSize};
+        run_ = RunState{.inFile = 0, .startSector = 0, .runLength = 0, .maxSize = DefaultCap};
         return 1;
     }
     void SetMaxFileSize(std::int64_t size) override { run_.maxSize = size; }
 
 protected:
+    static constexpr std::int64_t DefaultCap =
+        Self::Identity.maxSize == NoCap ? std::numeric_limits<std::int64_t>::max() : Self::Identity.maxSize;
+
     RunState run_;
 };

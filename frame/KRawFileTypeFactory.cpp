@@ -32,9 +32,13 @@
 #include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
 #include "containers/KZipFileType.h"
+#include "documents/KCHMFileType.h"
 #include "documents/KDBXFileType.h"
 #include "documents/KEMLFileType.h"
+#include "documents/KHLPFileType.h"
 #include "documents/KMSGFileType.h"
+#include "documents/KMdbFileType.h"
+#include "documents/KMdfFileType.h"
 #include "documents/KMhtFileType.h"
 #include "documents/KPSTFileType.h"
 #include "documents/KPdfFileType.h"
@@ -190,8 +194,8 @@ constexpr Row Rows[] = {
     NotBuilt,  // 26 KHTMLFileType
     NotBuilt,  // 27 KXMLFileType
     TypeRow<28, KTxtFileType>(),
-    NotBuilt,  // 29 KHLPFileType
-    NotBuilt,  // 30 KCHMFileType
+    TypeRow<29, KHLPFileType>(),
+    TypeRow<30, KCHMFileType>(),
     TypeRow<31, KPdfFileType>(),
     TypeRow<32, KPSTFileType>(),
     TypeRow<33, KDBXFileType>(),
@@ -232,8 +236,8 @@ constexpr Row Rows[] = {
     TypeRow<68, K7ZipFileType>(),
     TypeRow<69, KRarFileType>(),
     TypeRow<70, KCabFileType>(),
-    NotBuilt,  // 71 KMdbFileType
-    NotBuilt,  // 72 KMdfFileType
+    TypeRow<71, KMdbFileType>(),
+    TypeRow<72, KMdfFileType>(),
     TypeRow<73, CFireFoxBookmarkType>(),
     TypeRow<74, KAiFileType>(),
     HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),

@@ -757,6 +757,35 @@ def old_drawing(data):
     want(data.endswith(b"\r%%Trailer\r%%EOF\r") and data.count(b"%%EOF\r") == 3, "not the last of three ends")
 
 
+def compiled_help(data):
+    """The directory names the places of all members; the last of them ends
+    with the file."""
+    def number():
+        # Seven bits a byte, the high ones first; the top bit goes on.
+        nonlocal pos
+        value = 0
+        while data[pos] & 0x80:
+            value = value << 7 | data[pos] & 0x7F
+            pos += 1
+        pos += 1
+        return value << 7 | data[pos - 1]
+
+    directory, length, content = struct.unpack_from("<QQQ", data, 0x48)
+    head, chunk = struct.unpack_from("<I4xI", data, directory + 8)
+    end, members = 0, 0
+    for start in range(directory + head, directory + length, chunk):
+        if data[start:start + 4] != b"PMGL":
+            continue
+        pos, behind = start + 20, start + chunk - struct.unpack_from("<I", data, start + 4)[0]
+        while pos < behind:
+            name = number()
+            pos += name
+            section, offset, size = number(), number(), number()
+            if section == 0:
+                end, members = max(end, offset + size), members + 1
+    want(members > 0 and content + end == len(data), "%d members end at %d" % (members, content + end))
+
+
 # Every file of fixtures/, whichever script makes it.
 KINDS = {
     "jfif-baseline.jpg": jfif_baseline,
@@ -808,6 +837,7 @@ KINDS = {
     "stream.ts": transport_stream(0),
     "stream.m2ts": transport_stream(4),
     "stream.vob": program_stream,
+    "manual.chm": compiled_help,
     "plain.mp4": boxes(b"mdat", b"moov", brand=b"isom"),
     "faststart.mp4": boxes(b"moov", b"mdat", brand=b"isom"),
     "fragmented.mp4": boxes(b"moov", *(b"moof", b"mdat") * 4, b"mfra", brand=b"isom"),

@@ -7,7 +7,9 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
+#include "tests/support/DatabaseBuilder.h"
 #include "tests/support/DrawingBuilder.h"
+#include "tests/support/HelpBuilder.h"
 #include "tests/support/MailBuilder.h"
 #include "tests/support/RunFormats.h"
 #include "tests/support/TiffBuilder.h"
@@ -359,6 +361,28 @@ const std::vector<Fixture>& Fixtures() {
          {77},
          [] {
              return RunFile(RunFormats()[4], 5000);
+         }},
+        {"help", {29}, HelpFile},
+        {"compiled help",
+         {30},
+         [] {
+             return CompiledHelpFile();
+         }},
+        {"manual.chm", {30}, nullptr},
+        {"old compiled help",
+         {30},
+         [] {
+             return CompiledHelpFile(2);
+         }},
+        {"jet",
+         {71},
+         [] {
+             return JetFile({});
+         }},
+        {"data file",
+         {72},
+         [] {
+             return DataFile({});
          }},
         {"tone.wma", {14, 15, 16}, nullptr},
         {"film.wmv", {14, 16}, nullptr},

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// Compiled HTML Help: the first section behind the header states the file's size.
+/// Source: P. Wise and J. Cooke, Unofficial (Preliminary) HTML Help Specification.
+class KCHMFileType final : public WalkingScanner<KCHMFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[30];
+    static constexpr FormatNotes Notes{
+        .source = "P. Wise, J. Cooke, Unofficial (Preliminary) HTML Help Specification",
+        .found = "HTML Help of the container's versions 2 and 3, and its other uses (its, chw, chq).",
+        .end = "The size that the first section states. Exact.",
+        .limits = "A file whose directory is damaged or stored apart from its start is not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+    static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};
