@@ -32,6 +32,11 @@
 #include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
 #include "containers/KZipFileType.h"
+#include "documents/KOneFileType.h"
+#include "documents/KQptFileType.h"
+#include "documents/KQxpFileType.h"
+#include "documents/KSdrFileType.h"
+#include "documents/KWpdFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -197,16 +202,16 @@ constexpr Row Rows[] = {
     TypeRow<93, KOdfFileType>(),
     TypeRow<94, KJarFileType>(),
     NotBuilt,  // 95 KOggFileType
-    NotBuilt,  // 96 KOneFileType
+    TypeRow<96, KOneFileType>(),
     TypeRow<97, KP65FileType>(),
     TypeRow<98, KPxlFileType>(),
     TypeRow<99, KQpwFileType>(),
-    NotBuilt,  // 100 KQxpFileType
-    NotBuilt,  // 101 KQptFileType
-    NotBuilt,  // 102 KSdrFileType
+    TypeRow<100, KQxpFileType>(),
+    TypeRow<101, KQptFileType>(),
+    TypeRow<102, KSdrFileType>(),
     TypeRow<103, KShwFileType>(),
     NotBuilt,  // 104 KVegFileType
-    NotBuilt,  // 105 KWpdFileType
+    TypeRow<105, KWpdFileType>(),
     NotBuilt,  // 106 KArwFileType
     NotBuilt,  // 107 KSndFileType
     NotBuilt,  // 108 KFlvFileType

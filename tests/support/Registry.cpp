@@ -7,6 +7,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
+#include "tests/support/OfficePaperBuilder.h"
 #include "tests/support/RunFormats.h"
 #include "tests/support/ZipBuilder.h"
 
@@ -180,6 +181,50 @@ const std::vector<Fixture>& Fixtures() {
              return static_cast<std::int64_t>(file.size()) + 4;
          }},
         {"stream.vob", {25}, nullptr},
+        {"section", {96}, OneSection},
+        {"section-package", {96}, OnePackage},
+        {"quark-3-big",
+         {100},
+         [] {
+             return QuarkDocument(0x3F, Endian::Big, "");
+         }},
+        {"quark-5",
+         {100},
+         [] {
+             return QuarkDocument(0x42, Endian::Little, "DC");
+         }},
+        {"quark-7",
+         {100},
+         [] {
+             return QuarkProject(Endian::Little, "XP");
+         }},
+        {"quark-4-template",
+         {101},
+         [] {
+             return QuarkDocument(0x41, Endian::Little, "TP");
+         }},
+        {"quark-7-template-big",
+         {101},
+         [] {
+             return QuarkProject(Endian::Big, "XT");
+         }},
+        {"smartdraw", {102}, SmartDrawing},
+        {"wordperfect-5", {105}, WordPerfect5},
+        {"wordperfect-6",
+         {105},
+         [] {
+             return WordPerfect6(true);
+         }},
+        {"wordperfect-6-early",
+         {105},
+         [] {
+             return WordPerfect6(false);
+         }},
+        {"wordperfect-macintosh",
+         {105},
+         [] {
+             return WordPerfectMacintosh(Endian::Big);
+         }},
     };
     return fixtures;
 }
