@@ -149,13 +149,15 @@ private:
 
     // Takes a start with its data, or an end.
     bool Step() {
+        constexpr std::int64_t objectWork = 64;
+        file_.Charge(objectWork);
         const ByteSpan low = file_.At(position_, 1);
         if (low.empty()) {
             return false;
         }
         const std::uint8_t first = low[0];
         // Starts have twice the bytes of ends, and the second bit doubles them.
-        const std::size_t headerBytes = ((first & 1U) != 0 ? 1U : 2U) * ((first & 2U) != 0 ? 2U : 1U);
+        const std::size_t headerBytes = std::size_t{(first & 1U) != 0 ? 1U : 2U} * ((first & 2U) != 0 ? 2U : 1U);
         const ByteSpan bytes = file_.At(position_, headerBytes);
         if (bytes.empty()) {
             return false;

@@ -24,6 +24,8 @@ struct Record {
 };
 
 std::optional<Record> ReadRecord(FileWindow& file, std::int64_t position) {
+    constexpr std::int64_t recordWork = 64;
+    file.Charge(recordWork);
     const ByteSpan codeBytes = file.At(position, 2);
     if (codeBytes.empty()) {
         return std::nullopt;

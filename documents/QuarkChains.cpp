@@ -30,10 +30,15 @@ bool HasSoundVersions(ByteSpan header) {
     const int written = LoadAs<std::uint16_t>(header, 8, EndianOf(header));
     const int readable = LoadAs<std::uint16_t>(header, 10, EndianOf(header));
     const int low = written & 0xFF;
-    const int high = written >> 8;
-    return low >= firstVersion && low <= lastVersion && (high == 0 || high == severalLanguages) &&
-           std::abs(written - readable) <= 4;
+    const auto isEdition = [](int high) {
+        return high == 0 || high == severalLanguages;
+    };
+    return low >= firstVersion && low <= lastVersion && isEdition(written >> 8) && isEdition(readable >> 8) &&
+           std::abs(low - (readable & 0xFF)) <= 4;
 }
+
+// What it costs to step to a block or to read a number of the table.
+constexpr std::int64_t StepWork = 64;
 
 // Blocks have a fixed length and numbers from 1. A small block ends with the link to the next one, a big one begins
 // with a count of blocks and ends with its link behind all of them. A negative link leads to a big block, 0 nowhere.
@@ -62,7 +67,8 @@ public:
 
 private:
     bool Take(std::int64_t number, bool isBig) {
-        if (number > file_.Limit() / blockBytes_ || IsSeenAgain(number)) {
+        file_.Charge(StepWork);
+        if (number > file_.Limit() / blockBytes_ || number == noted_) {
             return false;
         }
         dataStart_ = (number - 1) * blockBytes_;
@@ -82,21 +88,12 @@ private:
         }
         link_ = static_cast<std::int32_t>(LoadAs<std::uint32_t>(bytes, 0, endian_));
         highest_ = std::max(highest_, number + count - 1);
-        return true;
-    }
-
-    // Finds every circle within a few rounds: the chain comes back to a block that is noted anew at steps that grow
-    // twofold.
-    bool IsSeenAgain(std::int64_t number) {
-        if (number == noted_) {
-            return true;
-        }
         ++steps_;
         if (steps_ == nextNote_) {
             noted_ = number;
             nextNote_ *= 2;
         }
-        return false;
+        return true;
     }
 
     static constexpr std::int64_t LinkBytes = 4;
@@ -110,6 +107,8 @@ private:
     std::int64_t dataEnd_ = 0;
     std::int64_t highest_ = 0;
     std::int64_t steps_ = 0;
+    // A block that the chain came by, noted anew at steps that grow twofold: every circle comes back to it within a few
+    // rounds.
     std::int64_t noted_ = 0;
     std::int64_t nextNote_ = 1;
 };
@@ -187,6 +186,7 @@ private:
 
     // The next number of the table, whose bytes may lie in two blocks.
     std::optional<std::uint32_t> NextNumber() {
+        file_.Charge(StepWork);
         std::array<std::uint8_t, 4> bytes{};
         for (std::uint8_t& byte : bytes) {
             while (position_ >= end_) {

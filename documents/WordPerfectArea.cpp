@@ -42,7 +42,9 @@ public:
 
     std::optional<std::int64_t> End() {
         while (!isOver_) {
+            const std::int64_t from = position_;
             TakeSingles();
+            file_.Charge(FunctionWork + ByteWork * (position_ - from));
             if (!isOver_) {
                 TakeFunction();
             }
@@ -55,6 +57,9 @@ private:
     static constexpr std::int64_t ZerosAtEnd = 16;
     static constexpr std::size_t FaultsAtEnd = 64;
     static constexpr std::int32_t MostFaults = 1024;
+    // What it costs to look at a byte, and to take a function.
+    static constexpr std::int64_t ByteWork = 8;
+    static constexpr std::int64_t FunctionWork = 64;
 
     // Goes on to the next function.
     void TakeSingles() {

@@ -26,6 +26,10 @@ public:
 
     std::int64_t Limit() const { return limit_; }
 
+    /// Adds to the walk's cost what it does with the bytes shown, where that takes far longer than to read them: in
+    /// bytes that could be read meanwhile.
+    void Charge(std::int64_t bytes) { meter_.Charge(bytes); }
+
     /// The `length` bytes at `offset`, at most `PieceBytes`; empty if not all of them can be shown.
     ByteSpan At(std::int64_t offset, std::size_t length);
 

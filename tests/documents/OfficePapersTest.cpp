@@ -70,6 +70,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"unknown letters", Project, QuarkDocument(0x41, Endian::Big, "ZZ"), 5120},
         Case{"first version", Project, At(At(QuarkDocument(0x3C, Endian::Little, ""), 8, 0x38), 10, 0x3C), 5120},
         Case{"too old a version", Project, At(QuarkDocument(0x38, Endian::Little, ""), 8, 0x37), None},
+        Case{"one version for several languages", Project, At(QuarkProject(Endian::Little, "XP"), 8, 0x2044),
+             12 * 1024},
         Case{"versions far apart", Project, At(QuarkDocument(0x3C, Endian::Little, ""), 10, 0x41), None},
         // Broken behind the big block, which covers 10, and behind block 15 and 16.
         Case{"broken early", Project, At(QuarkDocument(0x3F, Endian::Little, ""), 10 * 256 - 4, 0x7FFFFFFF, 4), None},
