@@ -40,9 +40,14 @@
 #include "documents/KMdbFileType.h"
 #include "documents/KMdfFileType.h"
 #include "documents/KMhtFileType.h"
+#include "documents/KOneFileType.h"
 #include "documents/KPSTFileType.h"
 #include "documents/KPdfFileType.h"
+#include "documents/KQptFileType.h"
+#include "documents/KQxpFileType.h"
+#include "documents/KSdrFileType.h"
 #include "documents/KTxtFileType.h"
+#include "documents/KWpdFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -261,16 +266,16 @@ constexpr Row Rows[] = {
     TypeRow<93, KOdfFileType>(),
     TypeRow<94, KJarFileType>(),
     TypeRow<95, KOggFileType>(),
-    NotBuilt,  // 96 KOneFileType
+    TypeRow<96, KOneFileType>(),
     TypeRow<97, KP65FileType>(),
     TypeRow<98, KPxlFileType>(),
     TypeRow<99, KQpwFileType>(),
-    NotBuilt,  // 100 KQxpFileType
-    NotBuilt,  // 101 KQptFileType
-    NotBuilt,  // 102 KSdrFileType
+    TypeRow<100, KQxpFileType>(),
+    TypeRow<101, KQptFileType>(),
+    TypeRow<102, KSdrFileType>(),
     TypeRow<103, KShwFileType>(),
     TypeRow<104, KVegFileType>(),
-    NotBuilt,  // 105 KWpdFileType
+    TypeRow<105, KWpdFileType>(),
     TypeRow<106, KArwFileType>(),
     TypeRow<107, KSndFileType>(),
     TypeRow<108, KFlvFileType>(),

@@ -11,6 +11,7 @@
 #include "tests/support/DrawingBuilder.h"
 #include "tests/support/HelpBuilder.h"
 #include "tests/support/MailBuilder.h"
+#include "tests/support/OfficePaperBuilder.h"
 #include "tests/support/RunFormats.h"
 #include "tests/support/TiffBuilder.h"
 #include "tests/support/ZipBuilder.h"
@@ -437,6 +438,50 @@ const std::vector<Fixture>& Fixtures() {
              return Join({BytesOf("DSC-Image"), Bytes(3000, 'x')});
          },
          Always<0>},
+        {"section", {96}, OneSection},
+        {"section-package", {96}, OnePackage},
+        {"quark-3-big",
+         {100},
+         [] {
+             return QuarkDocument(0x3F, Endian::Big, "");
+         }},
+        {"quark-5",
+         {100},
+         [] {
+             return QuarkDocument(0x42, Endian::Little, "DC");
+         }},
+        {"quark-7",
+         {100},
+         [] {
+             return QuarkProject(Endian::Little, "XP");
+         }},
+        {"quark-4-template",
+         {101},
+         [] {
+             return QuarkDocument(0x41, Endian::Little, "TP");
+         }},
+        {"quark-7-template-big",
+         {101},
+         [] {
+             return QuarkProject(Endian::Big, "XT");
+         }},
+        {"smartdraw", {102}, SmartDrawing},
+        {"wordperfect-5", {105}, WordPerfect5},
+        {"wordperfect-6",
+         {105},
+         [] {
+             return WordPerfect6(true);
+         }},
+        {"wordperfect-6-early",
+         {105},
+         [] {
+             return WordPerfect6(false);
+         }},
+        {"wordperfect-macintosh",
+         {105},
+         [] {
+             return WordPerfectMacintosh(Endian::Big);
+         }},
     };
     return fixtures;
 }

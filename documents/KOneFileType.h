@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/WalkingScanner.h"
+
+/// OneNote sections: desktop files by the length that their header says, files of the online service object by object.
+/// Sources: Microsoft, [MS-ONESTORE] 2.3.1 and 2.8.1, [MS-FSSHTTPB] 2.2.1.5.
+class KOneFileType final : public WalkingScanner<KOneFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[96];
+    static constexpr FormatNotes Notes{
+        .source = "Microsoft, [MS-ONESTORE] and [MS-FSSHTTPB]",
+        .found = "Sections of OneNote 2007 and later, as the desktop programs and as the online service store them.",
+        .end =
+            "The expected length in a desktop file's header; exact. The end mark of the service's package; exact but "
+            "for the zeros that the service may put behind it.",
+        .limits = "Tables of contents (onetoc2) are not reported; a package (onepkg) is a cabinet file."};
+    /// A header without anything behind it.
+    static constexpr std::int64_t MinReportLength = 1024;
+    static constexpr std::int64_t WalkLimit = Identity.maxSize;
+
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};
