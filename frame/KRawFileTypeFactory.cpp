@@ -32,6 +32,8 @@
 #include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
 #include "containers/KZipFileType.h"
+#include "documents/KHTMLFileType.h"
+#include "documents/KXMLFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -127,8 +129,8 @@ constexpr Row Rows[] = {
     NotBuilt,  // 23 KWavFileType
     NotBuilt,  // 24 KAviFileType
     TypeRow<25, KVOBFileType>(),
-    NotBuilt,  // 26 KHTMLFileType
-    NotBuilt,  // 27 KXMLFileType
+    TypeRow<26, KHTMLFileType>(),
+    TypeRow<27, KXMLFileType>(),
     NotBuilt,  // 28 KTxtFileType
     NotBuilt,  // 29 KHLPFileType
     NotBuilt,  // 30 KCHMFileType

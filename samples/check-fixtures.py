@@ -4,11 +4,13 @@
 Exit status 0 if every file is as it should be, 1 if any is not.
 """
 
+import html.parser
 import io
 import os
 import struct
 import sys
 import uuid
+import xml.etree.ElementTree
 import zipfile
 import zlib
 
@@ -386,6 +388,29 @@ def program_stream(data):
 
 
 # Every file of fixtures/, whichever script makes it.
+def page(encoding, tail):
+    def check_page(data):
+        text = data.decode(encoding)
+        parser = html.parser.HTMLParser()
+        tags = []
+        parser.handle_endtag = tags.append
+        parser.feed(text)
+        parser.close()
+        want(tags.count("html") == 1, "the end tags of the root: %d" % tags.count("html"))
+        want(text.endswith(tail), "does not end with %r" % tail)
+    return check_page
+
+
+def document(root):
+    def check_document(data):
+        try:
+            tree = xml.etree.ElementTree.fromstring(data)
+        except xml.etree.ElementTree.ParseError as error:
+            raise Bad(str(error))
+        want(tree.tag == root, "the root is %s" % tree.tag)
+    return check_document
+
+
 KINDS = {
     "jfif-baseline.jpg": jfif_baseline,
     "jfif-progressive.jpg": jfif_progressive,
@@ -436,6 +461,15 @@ KINDS = {
     "stream.ts": transport_stream(0),
     "stream.m2ts": transport_stream(4),
     "stream.vob": program_stream,
+    "page4.htm": page("utf-8", "</html>\n"),
+    "page5.html": page("utf-8", "</html>\n"),
+    "page.xhtml": page("utf-8", "</html>\n"),
+    "page-utf16.html": page("utf-16", "</html>\n"),
+    "page-saved.html": page("utf-8-sig", "</html>\n<!-- page served in 12 ms -->\n<script>count(\"</body>\");</script>\n\n"),
+    "catalogue.xml": document("plants"),
+    "catalogue-utf16.xml": document("plants"),
+    "sections.xml": document("notes"),
+    "circles.svg": document("{http://www.w3.org/2000/svg}svg"),
 }
 
 

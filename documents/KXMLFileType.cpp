@@ -1,0 +1,105 @@
+#include "documents/KXMLFileType.h"
+
+#include <string_view>
+
+#include "documents/MarkupReader.h"
+
+namespace {
+
+// Follows a document's content. Only elements with the root's name are counted: the root's own end is that which makes
+// their count 0, and nothing else need be well-formed.
+class ContentWalk {
+public:
+    ContentWalk(MarkupReader& text, std::u16string_view root) : text_(text), root_(root) {}
+
+    // The reader stands behind the root's name. Gives the document's length.
+    std::optional<std::int64_t> Run() {
+        if (!TakeElement(true)) {
+            return std::nullopt;
+        }
+        while (depth_ > 0) {
+            wholeEnd_ = text_.At();
+            if (!text_.SkipToTag() || IsNextFile() || !TakeItem()) {
+                return hasChild_ ? std::optional(wholeEnd_) : std::nullopt;
+            }
+        }
+        return EndBehindRoot();
+    }
+
+private:
+    // A declaration cannot stand inside a document.
+    bool IsNextFile() { return StandsXmlDeclaration(text_) && text_.FileStartHere(); }
+
+    bool TakeItem() {
+        if (text_.Take(u"<![CDATA[")) {
+            return text_.TakePast(u"]]>");
+        }
+        if (const std::optional<bool> remark = text_.TakeRemark()) {
+            return *remark;
+        }
+        if (text_.Stands(u"<!")) {
+            return text_.TakeDeclaration();
+        }
+        text_.Next();
+        const bool isEnd = text_.Take(u"/");
+        const bool isRoot = text_.StandsName(root_);
+        if (!isEnd) {
+            return TakeElement(isRoot);
+        }
+        depth_ -= isRoot ? 1 : 0;
+        hasChild_ = true;
+        return text_.TakePast(u">");
+    }
+
+    bool TakeElement(bool isRoot) {
+        const MarkupReader::Tag tag = text_.TakeTag();
+        depth_ += isRoot && tag == MarkupReader::Tag::Open ? 1 : 0;
+        hasChild_ = hasChild_ || tag == MarkupReader::Tag::Empty;
+        return tag != MarkupReader::Tag::Broken;
+    }
+
+    std::int64_t EndBehindRoot() {
+        std::int64_t end = text_.At();
+        for (;;) {
+            text_.SkipWhite();
+            if (StandsXmlDeclaration(text_) || !text_.TakeRemark().value_or(false)) {
+                return EndOfWhite(text_, end);
+            }
+            end = text_.At();
+        }
+    }
+
+    MarkupReader& text_;
+    std::u16string_view root_;
+    std::int64_t depth_ = 0;
+    // What damage leaves of the document: its end, and whether an element inside the root was whole.
+    std::int64_t wholeEnd_ = 0;
+    bool hasChild_ = false;
+};
+
+}  // namespace
+
+bool KXMLFileType::IsHeader(ByteSpan sector) {
+    constexpr auto declaration = PatternOf("<?xml");
+    constexpr std::size_t minHeaderBytes = 32;
+    // The first byte spares most sectors the rest: '<' or that of a byte-order mark.
+    if (sector.size() < minHeaderBytes || (sector[0] != '<' && sector[0] < 0xEF)) {
+        return false;
+    }
+    const TextForm form = TextForm::Of(sector);
+    for (std::size_t i = 0; i < declaration.size(); ++i) {
+        if (form.CharAt(sector, form.markBytes + i * form.width) != declaration[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
+    MarkupReader text(file);
+    const std::optional<XmlProlog> prolog = TakeXmlProlog(text);
+    if (!prolog || prolog->isHtml) {
+        return std::nullopt;
+    }
+    return ContentWalk(text, prolog->root).Run();
+}
