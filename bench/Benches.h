@@ -13,5 +13,9 @@ void RegisterZipBenches();
 
 /// Registers scans of long media streams, and of media on which many candidates stand in front of the same bytes.
 void RegisterStreamBenches();
+/// Registers the walks along the structure of files that are large.
+void RegisterWalkBenches();
+/// Registers mailboxes full of messages, with and without the markers that end them.
+void RegisterMailBenches();
 
 }  // namespace bench

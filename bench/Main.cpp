@@ -10,6 +10,8 @@ int main(int argc, char** argv) {
     bench::RegisterReaderBenches();
     bench::RegisterZipBenches();
     bench::RegisterStreamBenches();
+    bench::RegisterWalkBenches();
+    bench::RegisterMailBenches();
     // Defaults, which the arguments behind them override: seconds that each benchmark runs at least, and one table.
     std::string minTime = "--benchmark_min_time=0.2";
     std::string tabular = "--benchmark_counters_tabular=true";

@@ -2,13 +2,13 @@
 
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "bench/Benches.h"
 #include "bench/Measure.h"
+#include "bench/Scan.h"
 #include "bench/Streams.h"
 #include "frame/Bytes.h"
 #include "frame/contract/FileTypeCatalog.h"
@@ -17,13 +17,6 @@
 namespace bench {
 
 namespace {
-
-struct Releaser {
-    void operator()(IRawFileType* type) const { type->Release(); }
-};
-using TypePtr = std::unique_ptr<IRawFileType, Releaser>;
-
-TypePtr CreateType(std::int32_t index) { return TypePtr(GetRawFileTypeFactory()->Create(index)); }
 
 std::vector<std::int32_t> BuiltIndices() {
     std::vector<std::int32_t> indices;
@@ -35,56 +28,9 @@ std::vector<std::int32_t> BuiltIndices() {
     return indices;
 }
 
-class CountingSink : public IFoundFileSink {
-public:
-    std::int32_t ReportFound(const FoundFile* file) override {
-        benchmark::DoNotOptimize(file->size);
-        ++finds;
-        return 1;
-    }
-    std::int64_t finds = 0;
-};
-
-// Feeds the same bytes to scanners over and over, as one scan of a medium that repeats them.
-class Scan {
-public:
-    Scan(const std::vector<std::int32_t>& indices, ByteSpan bytes) : bytes_(bytes), source_(bytes) {
-        for (const std::int32_t index : indices) {
-            types_.push_back(CreateType(index));
-            types_.back()->BeginScan();
-        }
-    }
-
-    /// Hands one sector to the scanners in front of the next pass.
-    void Feed(const std::array<std::uint8_t, SectorBytes>& sector) { ScanBlock(sector); }
-
-    void Pass() {
-        for (std::size_t from = 0; from < bytes_.size(); from += BlockBytes) {
-            ScanBlock(bytes_.subspan(from, BlockBytes));
-        }
-    }
-
-    std::int64_t Finds() const { return sink_.finds; }
-
-private:
-    void ScanBlock(ByteSpan bytes) {
-        const auto sectors = static_cast<std::int32_t>(bytes.size() / SectorBytes);
-        const SectorBlock block{nextSector_, bytes.data(), sectors, SectorBytes, &source_};
-        for (const TypePtr& type : types_) {
-            type->ScanBlock(&block, &sink_);
-        }
-        nextSector_ += sectors;
-    }
-
-    ByteSpan bytes_;
-    RepeatingSource source_;
-    CountingSink sink_;
-    std::vector<TypePtr> types_;
-    std::int64_t nextSector_ = 1;
-};
-
 void ScanBytes(benchmark::State& state, const std::vector<std::int32_t>& indices, ByteSpan bytes) {
-    Scan scan(indices, bytes);
+    RepeatingSource source(bytes);
+    Scan scan(indices, bytes, source);
     MeasurePasses(state, bytes, [&scan] { scan.Pass(); });
     state.counters["finds"] = static_cast<double>(scan.Finds()) / static_cast<double>(state.iterations());
 }
@@ -110,6 +56,8 @@ constexpr std::array OpenRunCases{
     // Nothing has decided the archive's kind, so that every place may be a name.
     OpenRunCase{67, "PK\x03\x04"sv, 'K', "xl/workbook.xm_word/document.xm_ppt/slide/"sv, "PK\5\6\0\0\0\0\0"sv},
     OpenRunCase{69, "Rar!\x1A\x07\x00\xCF"sv, '{', "\xC4\x3D\x7B\x00\x40\x07\x01"sv},
+    OpenRunCase{89, "MIME-Version: 1.0\nContent-Type: multipart/related;boundary=\"b\""sv, '<', "</xm>\0"sv,
+                "</xml>b--"sv},
     OpenRunCase{77, "PCFFGRA"sv, '@', "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE\x01\x40"sv},
 };
 
@@ -122,7 +70,8 @@ Bytes Repeat(std::string_view text) {
 }
 
 void ScanInsideRun(benchmark::State& state, const OpenRunCase& run, ByteSpan bytes) {
-    Scan scan({run.index}, bytes);
+    RepeatingSource source(bytes);
+    Scan scan({run.index}, bytes, source);
     const auto sectorWith = [](std::string_view text) {
         std::array<std::uint8_t, SectorBytes> sector{};
         std::memcpy(sector.data(), text.data(), text.size());

@@ -166,4 +166,18 @@ std::int32_t RepeatingSource::GetGeometry(SectorGeometry* geometry) {
     return 1;
 }
 
+std::int32_t FiniteSource::ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) {
+    const std::size_t from = std::min(static_cast<std::size_t>(firstSector - 1) * SectorBytes, bytes_.size());
+    const std::size_t wanted = static_cast<std::size_t>(count) * SectorBytes;
+    const std::size_t held = std::min(wanted, bytes_.size() - from);
+    std::memcpy(buffer, bytes_.data() + from, held);
+    std::memset(buffer + held, 0, wanted - held);
+    return 1;
+}
+
+std::int32_t FiniteSource::GetGeometry(SectorGeometry* geometry) {
+    *geometry = {SectorBytes, static_cast<std::int64_t>(bytes_.size() / SectorBytes)};
+    return 1;
+}
+
 }  // namespace bench

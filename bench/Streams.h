@@ -52,4 +52,17 @@ private:
     ByteSpan bytes_;
 };
 
+/// A medium of these bytes with zeros behind them; its first sector is number 1.
+class FiniteSource : public ISectorSource {
+public:
+    /// Borrows `bytes`, which are whole sectors.
+    explicit FiniteSource(ByteSpan bytes) : bytes_(bytes) {}
+
+    std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override;
+    std::int32_t GetGeometry(SectorGeometry* geometry) override;
+
+private:
+    ByteSpan bytes_;
+};
+
 }  // namespace bench

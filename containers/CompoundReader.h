@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "containers/MeteredSource.h"
 #include "frame/Bytes.h"
 #include "frame/KFileSimulator.h"
+#include "frame/MeteredSource.h"
 #include "frame/contract/SectorBlock.h"
 
 /// The structure of one candidate compound file: which streams its directory names, and about how long it is. Source:

@@ -13,14 +13,9 @@ constexpr std::size_t SignatureBytes = 4;
 constexpr std::int64_t DataDescriptorBytes = 16;
 constexpr std::uint16_t LongestName = 260;
 
-// A walk leaves a landmark whenever it has spent this much since the last one, where a record costs 1 and a jump out of
-// the reader's cache, which fills it again, costs JumpCost.
-constexpr int LandmarkCost = 128;
-constexpr int JumpCost = 32;
 // What the walks of a block may read together, and what each may read in any case, in bytes.
 constexpr std::int64_t SharedWorkPerBlock = std::int64_t{1} << 30;
 constexpr std::int64_t WorkPerCandidate = std::int64_t{1} << 20;
-constexpr std::size_t MostShortcuts = std::size_t{1} << 19;
 
 struct PackageFolder {
     const char* name;
@@ -72,7 +67,7 @@ void ZipWalk::Facts::Append(const Facts& behind) {
 }
 
 void ZipWalk::Reset() {
-    shortcuts_ = {};
+    shortcuts_.Clear();
     row_.Reset();
 }
 
@@ -80,7 +75,7 @@ void ZipWalk::EnterBlock(const SectorBlock& block) {
     walker_.reset();
     checker_.reset();
     if (!row_.Enter(block)) {
-        shortcuts_.clear();
+        shortcuts_.Clear();
     }
 }
 
@@ -99,15 +94,13 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
     const std::int64_t workLimit = std::max(SharedWorkPerBlock, meter_.Used() + WorkPerCandidate);
     const std::int64_t start = row_.PlaceOf(candidate.startSector);
     std::int64_t position = start + LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
-    MoveShortcut(start, position);
+    // The candidate's own record is a local header, which adds no fact.
+    shortcuts_.BeginWalkBehind(start, position);
     std::optional<Archive> archive;
     Facts facts;
-    landmarks_.clear();
-    int cost = LandmarkCost;
     while (position - start <= LengthLimit && meter_.Used() < workLimit) {
-        const auto shortcut = shortcuts_.find(position);
-        const bool isKnown = shortcut != shortcuts_.end();
-        const std::optional<Step> step = isKnown ? shortcut->second : ReadRecord(*walker_, position);
+        const Shortcuts::Shortcut* const shortcut = shortcuts_.Find(position);
+        const std::optional<Step> step = shortcut != nullptr ? Step{*shortcut, false} : ReadRecord(*walker_, position);
         if (!step ||
             (!facts.hasCentralHeader && step->facts.hasCentralHeader && !LeadsToFirstMember(step->facts, start))) {
             break;
@@ -117,18 +110,10 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
             archive = {step->to - start, facts.kind};
             break;
         }
-        if (isKnown || cost >= LandmarkCost) {
-            landmarks_.push_back({position, {}});
-            cost = 0;
-        }
-        landmarks_.back().factsBehind.Append(step->facts);
-        cost += step->to - position > KFileSimulator::CacheBytes ? JumpCost : 1;
+        shortcuts_.Pass(position, *step, shortcut != nullptr);
         position = step->to;
     }
-    // A short walk is as soon done again.
-    if (landmarks_.size() > 1) {
-        Remember(position, start);
-    }
+    shortcuts_.EndWalk(start, position);
     return archive;
 }
 
@@ -146,7 +131,7 @@ std::optional<ZipWalk::Step> ZipWalk::ReadRecord(KFileSimulator& reader, std::in
         case ZipSignature::EndOfDirectory:
             return ReadEnd(reader, position);
         case ZipSignature::DataDescriptor:
-            return Step{position + DataDescriptorBytes, {}, false};
+            return Step{{position + DataDescriptorBytes, {}}, false};
         default:
             return std::nullopt;
     }
@@ -157,7 +142,7 @@ std::optional<ZipWalk::Step> ZipWalk::ReadLocalHeader(KFileSimulator& reader, st
     if (!reader.Read(rest.data(), rest.size())) {
         return std::nullopt;
     }
-    return Step{position + LocalRecordBytes(rest), {}, false};
+    return Step{{position + LocalRecordBytes(rest), {}}, false};
 }
 
 std::optional<ZipWalk::Step> ZipWalk::ReadCentralHeader(KFileSimulator& reader, std::int64_t position) {
@@ -177,7 +162,7 @@ std::optional<ZipWalk::Step> ZipWalk::ReadCentralHeader(KFileSimulator& reader, 
                       .kind = KindOfName(name),
                       .localOffset = Field<std::uint32_t>(rest, 42),
                       .compressedSize = Field<std::uint32_t>(rest, 20)};
-    return Step{position + static_cast<std::int64_t>(recordBytes) + behind, facts, false};
+    return Step{{position + static_cast<std::int64_t>(recordBytes) + behind, facts}, false};
 }
 
 std::optional<ZipWalk::Step> ZipWalk::ReadEnd(KFileSimulator& reader, std::int64_t position) {
@@ -186,7 +171,7 @@ std::optional<ZipWalk::Step> ZipWalk::ReadEnd(KFileSimulator& reader, std::int64
         return std::nullopt;
     }
     const std::int64_t comment = Field<std::uint16_t>(rest, 20);
-    return Step{position + static_cast<std::int64_t>(ZipEndRecordBytes) + comment, {}, true};
+    return Step{{position + static_cast<std::int64_t>(ZipEndRecordBytes) + comment, {}}, true};
 }
 
 // This ties the archive to its real start: a member at a sector start inside it leads to the same directory, whose
@@ -197,33 +182,4 @@ bool ZipWalk::LeadsToFirstMember(const Facts& facts, std::int64_t start) {
     return checker_->Read(header.data(), header.size()) &&
            LoadLittle<std::uint32_t>(header, 0) == ZipSignature::LocalHeader &&
            LoadLittle<std::uint32_t>(header, LocalCompressedSize) == facts.compressedSize;
-}
-
-// A candidate's own record is read only once, and the next candidate of the same row of records may begin behind it.
-// The record is a local header, which adds no fact.
-void ZipWalk::MoveShortcut(std::int64_t from, std::int64_t to) {
-    auto shortcut = shortcuts_.extract(from);
-    if (!shortcut.empty() && shortcut.mapped().to > to) {
-        shortcut.key() = to;
-        shortcuts_.insert(std::move(shortcut));
-    }
-}
-
-// Lets every landmark lead to where the walk ended.
-void ZipWalk::Remember(std::int64_t end, std::int64_t start) {
-    if (shortcuts_.size() + landmarks_.size() > MostShortcuts) {
-        // No walk to come begins in front of this one.
-        std::erase_if(shortcuts_, [start](const auto& shortcut) { return shortcut.first < start; });
-        if (shortcuts_.size() + landmarks_.size() > MostShortcuts) {
-            shortcuts_.clear();
-        }
-    }
-    Facts facts;
-    while (!landmarks_.empty()) {
-        Landmark landmark = landmarks_.back();
-        landmarks_.pop_back();
-        landmark.factsBehind.Append(facts);
-        facts = landmark.factsBehind;
-        shortcuts_.insert_or_assign(landmark.position, Step{end, facts, false});
-    }
 }

@@ -2,14 +2,13 @@
 
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
-#include <vector>
 
-#include "containers/MeteredSource.h"
 #include "containers/ZipFormat.h"
 #include "frame/BlockRow.h"
 #include "frame/KFileSimulator.h"
+#include "frame/MeteredSource.h"
 #include "frame/SectorScan.h"
+#include "frame/WalkShortcuts.h"
 
 /// Walks the records of ZIP archives from their first local header to the end of the central directory.
 ///
@@ -49,15 +48,10 @@ private:
 
         void Append(const Facts& behind);
     };
-    // From one record to a later one. Positions are places of `row_`.
-    struct Step {
-        std::int64_t to;
-        Facts facts;
+    // Positions are places of `row_`.
+    using Shortcuts = WalkShortcuts<Facts, std::size_t{1} << 19>;
+    struct Step : Shortcuts::Shortcut {
         bool endsArchive;
-    };
-    struct Landmark {
-        std::int64_t position = 0;
-        Facts factsBehind;
     };
 
     static std::optional<Step> ReadRecord(KFileSimulator& reader, std::int64_t position);
@@ -65,8 +59,6 @@ private:
     static std::optional<Step> ReadCentralHeader(KFileSimulator& reader, std::int64_t position);
     static std::optional<Step> ReadEnd(KFileSimulator& reader, std::int64_t position);
     bool LeadsToFirstMember(const Facts& facts, std::int64_t start);
-    void MoveShortcut(std::int64_t from, std::int64_t to);
-    void Remember(std::int64_t end, std::int64_t start);
 
     BlockRow row_;
     // What the walks of the block have read, in bytes.
@@ -75,8 +67,5 @@ private:
     SectorBlock block_{};
     std::optional<KFileSimulator> walker_;
     std::optional<KFileSimulator> checker_;
-    // By the position where a step begins.
-    std::unordered_map<std::int64_t, Step> shortcuts_;
-    // Of the walk in hand.
-    std::vector<Landmark> landmarks_;
+    Shortcuts shortcuts_;
 };

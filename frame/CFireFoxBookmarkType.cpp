@@ -4,6 +4,7 @@
 
 #include "frame/ByteMark.h"
 #include "frame/CompareBytesNoCase.h"
+#include "frame/TextBytes.h"
 
 namespace {
 
@@ -15,10 +16,6 @@ constexpr auto TailText = PatternOf("</DL><p>");
 constexpr ByteMark Tail{TailText};
 // As many bytes behind the tail decide whether the text goes on.
 constexpr std::size_t FollowingBytes = 4;
-
-bool IsText(std::uint8_t byte) {
-    return byte == '\t' || byte == '\n' || byte == '\r' || (byte >= 0x20 && byte <= 0x7F);
-}
 
 }  // namespace
 
@@ -37,7 +34,7 @@ std::optional<std::size_t> CFireFoxBookmarkType::FindEnd(ByteSpan sector) {
     std::optional<std::size_t> start = Tail.FindIn(searched);
     for (; start; start = Tail.FindIn(searched, *start + 1)) {
         const std::size_t end = *start + TailText.size();
-        if (!std::ranges::all_of(sector.subspan(end, FollowingBytes), IsText)) {
+        if (!std::ranges::all_of(sector.subspan(end, FollowingBytes), IsTextByte)) {
             return end;
         }
     }

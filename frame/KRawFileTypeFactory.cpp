@@ -32,21 +32,59 @@
 #include "containers/KWord2007FileType.h"
 #include "containers/KWordFileType.h"
 #include "containers/KZipFileType.h"
+#include "documents/KDBXFileType.h"
+#include "documents/KEMLFileType.h"
 #include "documents/KHTMLFileType.h"
+#include "documents/KMSGFileType.h"
+#include "documents/KMhtFileType.h"
+#include "documents/KPSTFileType.h"
+#include "documents/KTxtFileType.h"
 #include "documents/KXMLFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "images/KArwFileType.h"
+#include "images/KDcrFileType.h"
+#include "images/KDngFileType.h"
 #include "images/KExifJpgFileType.h"
 #include "images/KJPGFileType.h"
+#include "images/KMRWFileType.h"
+#include "images/KNefFileType.h"
+#include "images/KOrfFileType.h"
+#include "images/KPefFileType.h"
 #include "images/KPngFileType.h"
+#include "images/KRAFFileType.h"
+#include "images/KRDCFileType.h"
+#include "images/KSr2FileType.h"
+#include "images/KTifFileType.h"
+#include "images/KX3FFileType.h"
+#include "media/K3GPFileType.h"
 #include "media/KASFileType.h"
+#include "media/KAifFileType.h"
+#include "media/KAniFileType.h"
+#include "media/KAviFileType.h"
+#include "media/KFlvFileType.h"
+#include "media/KM4AFileType.h"
+#include "media/KM4VFileType.h"
 #include "media/KMP3FileType.h"
+#include "media/KMP4FileType.h"
+#include "media/KMidFileType.h"
+#include "media/KMkvFileType.h"
+#include "media/KMmfFileType.h"
+#include "media/KMovFileType.h"
 #include "media/KMtsFileType.h"
+#include "media/KOggFileType.h"
+#include "media/KRmFileType.h"
+#include "media/KSndFileType.h"
+#include "media/KSwfFileType.h"
 #include "media/KVOBFileType.h"
+#include "media/KVegFileType.h"
 #include "media/KWMAFileType.h"
 #include "media/KWMVFileType.h"
+#include "media/KWavFileType.h"
+#include "media/KWebmFileType.h"
+#include "media/KWebpFileType.h"
 
 namespace {
 
@@ -120,25 +158,25 @@ constexpr Row Rows[] = {
     TypeRow<14, KASFileType>(),
     TypeRow<15, KWMAFileType>(),
     TypeRow<16, KWMVFileType>(),
-    NotBuilt,  // 17 KMovFileType
-    NotBuilt,  // 18 K3GPFileType
-    NotBuilt,  // 19 KM4AFileType
-    NotBuilt,  // 20 KM4VFileType
-    NotBuilt,  // 21 KMP4FileType
+    TypeRow<17, KMovFileType>(),
+    TypeRow<18, K3GPFileType>(),
+    TypeRow<19, KM4AFileType>(),
+    TypeRow<20, KM4VFileType>(),
+    TypeRow<21, KMP4FileType>(),
     TypeRow<22, KMP3FileType>(),
-    NotBuilt,  // 23 KWavFileType
-    NotBuilt,  // 24 KAviFileType
+    TypeRow<23, KWavFileType>(),
+    TypeRow<24, KAviFileType>(),
     TypeRow<25, KVOBFileType>(),
     TypeRow<26, KHTMLFileType>(),
     TypeRow<27, KXMLFileType>(),
-    NotBuilt,  // 28 KTxtFileType
+    TypeRow<28, KTxtFileType>(),
     NotBuilt,  // 29 KHLPFileType
     NotBuilt,  // 30 KCHMFileType
     NotBuilt,  // 31 KPdfFileType
-    NotBuilt,  // 32 KPSTFileType
-    NotBuilt,  // 33 KDBXFileType
-    NotBuilt,  // 34 KEMLFileType
-    NotBuilt,  // 35 KMSGFileType
+    TypeRow<32, KPSTFileType>(),
+    TypeRow<33, KDBXFileType>(),
+    TypeRow<34, KEMLFileType>(),
+    TypeRow<35, KMSGFileType>(),
     NotBuilt,  // 36 KDWGFileType
     NotBuilt,  // 37 KPSDFileType
     NotBuilt,  // 38 KCDRFileType
@@ -150,26 +188,26 @@ constexpr Row Rows[] = {
     NotBuilt,  // 44 KWmfFileType
     NotBuilt,  // 45 KEMFFileType
     TypeRow<46, KPngFileType>(),
-    NotBuilt,  // 47 KSwfFileType
+    TypeRow<47, KSwfFileType>(),
     NotBuilt,  // 48 KBmpFileType
     NotBuilt,  // 49 KCRWFileType
     NotBuilt,  // 50 KCR2FileType
     NotBuilt,  // 51 KCR3FileType
-    NotBuilt,  // 52 KDcrFileType
-    NotBuilt,  // 53 KMRWFileType
-    NotBuilt,  // 54 KNefFileType
-    NotBuilt,  // 55 KOrfFileType
-    NotBuilt,  // 56 KPefFileType
-    NotBuilt,  // 57 KRAFFileType
-    NotBuilt,  // 58 KRDCFileType
-    NotBuilt,  // 59 KSr2FileType
-    NotBuilt,  // 60 KTifFileType
-    NotBuilt,  // 61 KX3FFileType
+    TypeRow<52, KDcrFileType>(),
+    TypeRow<53, KMRWFileType>(),
+    TypeRow<54, KNefFileType>(),
+    TypeRow<55, KOrfFileType>(),
+    TypeRow<56, KPefFileType>(),
+    TypeRow<57, KRAFFileType>(),
+    TypeRow<58, KRDCFileType>(),
+    TypeRow<59, KSr2FileType>(),
+    TypeRow<60, KTifFileType>(),
+    TypeRow<61, KX3FFileType>(),
     NotBuilt,  // 62 KXCFFileType
     NotBuilt,  // 63 KCAMFileType
     NotBuilt,  // 64 KCurFileType
     NotBuilt,  // 65 KIcoFileType
-    NotBuilt,  // 66 KWebpFileType
+    TypeRow<66, KWebpFileType>(),
     TypeRow<67, KZipFileType>(),
     TypeRow<68, K7ZipFileType>(),
     TypeRow<69, KRarFileType>(),
@@ -181,10 +219,10 @@ constexpr Row Rows[] = {
     HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),
     HeadTailRow<76, ExbHead, ExbTail, ExbNotes>(),
     HeadTailRow<77, PzfHead, PzfTail, PzfNotes>(),
-    NotBuilt,  // 78 KAifFileType
-    NotBuilt,  // 79 KAniFileType
+    TypeRow<78, KAifFileType>(),
+    TypeRow<79, KAniFileType>(),
     TypeRow<80, KDcdFileType>(),
-    NotBuilt,  // 81 KDngFileType
+    TypeRow<81, KDngFileType>(),
     NotBuilt,  // 82 KDxfFileType
     TypeRow<83, KEtFileType>(),
     TypeRow<84, KDpsFileType>(),
@@ -192,13 +230,13 @@ constexpr Row Rows[] = {
     NotBuilt,  // 86 KIccFileType
     TypeRow<87, K3DMaxFileType>(),
     NotBuilt,  // 88 KMbFileType
-    NotBuilt,  // 89 KMhtFileType
-    NotBuilt,  // 90 KMidFileType
-    NotBuilt,  // 91 KMmfFileType
+    TypeRow<89, KMhtFileType>(),
+    TypeRow<90, KMidFileType>(),
+    TypeRow<91, KMmfFileType>(),
     NotBuilt,  // 92 KOciFileType
     TypeRow<93, KOdfFileType>(),
     TypeRow<94, KJarFileType>(),
-    NotBuilt,  // 95 KOggFileType
+    TypeRow<95, KOggFileType>(),
     NotBuilt,  // 96 KOneFileType
     TypeRow<97, KP65FileType>(),
     TypeRow<98, KPxlFileType>(),
@@ -207,15 +245,15 @@ constexpr Row Rows[] = {
     NotBuilt,  // 101 KQptFileType
     NotBuilt,  // 102 KSdrFileType
     TypeRow<103, KShwFileType>(),
-    NotBuilt,  // 104 KVegFileType
+    TypeRow<104, KVegFileType>(),
     NotBuilt,  // 105 KWpdFileType
-    NotBuilt,  // 106 KArwFileType
-    NotBuilt,  // 107 KSndFileType
-    NotBuilt,  // 108 KFlvFileType
+    TypeRow<106, KArwFileType>(),
+    TypeRow<107, KSndFileType>(),
+    TypeRow<108, KFlvFileType>(),
     TypeRow<109, KMtsFileType>(),
-    NotBuilt,  // 110 KMkvFileType
-    NotBuilt,  // 111 KWebmFileType
-    NotBuilt,  // 112 KRmFileType
+    TypeRow<110, KMkvFileType>(),
+    TypeRow<111, KWebmFileType>(),
+    TypeRow<112, KRmFileType>(),
     // clang-format on
 };
 static_assert(std::size(Rows) == FileTypeCount);

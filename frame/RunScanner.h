@@ -13,7 +13,8 @@
 ///   - `Identity`, and `MinReportLength`: a file shorter than this many bytes is dropped without a report;
 ///   - `bool IsHeader(ByteSpan sector)`: does a file begin here?
 ///   - `std::optional<std::size_t> FindEnd(ByteSpan sector)`: the offset just behind the file's last byte, if the file
-///     ends in this sector. The header's own sector is asked too.
+///     ends in this sector. The header's own sector is asked too. A scanner whose end reaches into the next sector
+///     takes a `const Candidate&` instead.
 ///
 /// A new header closes the open file where it stands. The cap bounds what is reported, not how long a file stays open.
 template <class Self>
@@ -29,7 +30,7 @@ public:
             } else if (run.inFile == 0) {
                 return;
             }
-            if (const std::optional<std::size_t> end = type.FindEnd(candidate.sector)) {
+            if (const std::optional<std::size_t> end = FindEnd(type, candidate)) {
                 run.runLength += static_cast<std::int64_t>(*end);
                 ReportOpenRun(run, Self::MinReportLength, sink);
                 CloseRun(run);
@@ -37,5 +38,14 @@ public:
                 run.runLength += block->sectorSize;
             }
         });
+    }
+
+private:
+    static std::optional<std::size_t> FindEnd(Self& type, const Candidate& candidate) {
+        if constexpr (requires { type.FindEnd(candidate); }) {
+            return type.FindEnd(candidate);
+        } else {
+            return type.FindEnd(candidate.sector);
+        }
     }
 };

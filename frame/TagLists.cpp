@@ -3,16 +3,6 @@
 #include <QString>
 #include <cstring>
 
-namespace {
-
-quint32 BoxType(const char (&text)[5]) {
-    quint32 code = 0;
-    std::memcpy(&code, text, sizeof(code));
-    return code;
-}
-
-}  // namespace
-
 const QStringList ThreeGpBrands{
     QStringLiteral("3ge6"), QStringLiteral("3ge7"), QStringLiteral("3gg6"), QStringLiteral("3gp1"),
     QStringLiteral("3gp2"), QStringLiteral("3gp3"), QStringLiteral("3gp4"), QStringLiteral("3gp5"),
@@ -23,8 +13,8 @@ const QStringList ThreeGpBrands{
 const QStringList M4aBrands{QStringLiteral("m4a ")};
 const QStringList M4vBrands{QStringLiteral("m4v ")};
 const QStringList QuickTimeBrands{QStringLiteral("qt  "), QStringLiteral("mqt ")};
-const QList<quint32> TopLevelBoxTypes{BoxType("moov"), BoxType("mdat"), BoxType("free"),
-                                      BoxType("skip"), BoxType("wide"), BoxType("pnot")};
+const QList<quint32> TopLevelBoxTypes{BoxTypeOf("moov"), BoxTypeOf("mdat"), BoxTypeOf("free"),
+                                      BoxTypeOf("skip"), BoxTypeOf("wide"), BoxTypeOf("pnot")};
 
 bool ContainsBrand(const QStringList& brands, const std::uint8_t* brand) {
     char text[4];

@@ -30,6 +30,8 @@ constexpr std::int64_t ReadBudget = std::int64_t{32} << 20;
 constexpr std::size_t OutsidePeriod = 64;
 
 constexpr std::int64_t Last = std::numeric_limits<std::int64_t>::max();
+// A sector that lies far from all media.
+constexpr std::int64_t InNoMedium = std::numeric_limits<std::int64_t>::min() / 2;
 
 std::int32_t SectorSizeOf(ByteSpan header) {
     constexpr std::array<std::int32_t, 16> common{512,  512,  512, 512, 512, 512, 4096,  4096,
@@ -200,7 +202,10 @@ std::vector<Find> ScanMedium(const Plan& plan, const std::vector<Scanner>& scann
     CheckingSink sink(plan, medium.SectorCount());
     // Archives that wait for an end mark outlive a scan; their starts lie in another medium.
     SharedEngine<KZipFileSearcher>().EndScan();
+    // An engine whose last block had the same first sector would serve that block's finds again.
+    const SectorBlock nothing{InNoMedium, nullptr, 0, plan.sectorSize, nullptr};
     for (const Scanner& scanner : scanners) {
+        scanner.type->ScanBlock(&nothing, &sink);
         scanner.type->BeginScan();
         if (plan.cap >= 0) {
             scanner.type->SetMaxFileSize(plan.cap);

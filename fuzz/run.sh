@@ -7,13 +7,13 @@
 set -euo pipefail
 
 if [[ $# -lt 1 || ! $1 =~ ^[0-9]+$ ]]; then
-    echo "usage: fuzz/run.sh SECONDS [factory|reader]..." >&2
+    echo "usage: fuzz/run.sh SECONDS [factory|reader|measure]..." >&2
     exit 2
 fi
 seconds=$1
 shift
 targets=("$@")
-[[ ${#targets[@]} -gt 0 ]] || targets=(factory reader)
+[[ ${#targets[@]} -gt 0 ]] || targets=(factory reader measure)
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source cmake/setup.sh

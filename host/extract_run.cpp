@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "decide_sizes.h"
 #include "file_writer.h"
 #include "progress.h"
 #include "report.h"
@@ -106,6 +107,7 @@ private:
         const std::string extension = ExtensionOf(file.claimants.front());
         ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
         totals_.withUnreadable += result.hasUnreadableSectors ? 1 : 0;
+        totals_.bounded += file.sizeSource == SizeSource::Bounded ? 1 : 0;
         totals_.bytes += file.size;
         auto& [files, bytes] = totals_.byExtension[extension];
         ++files;
@@ -140,6 +142,15 @@ private:
     FileWriter writer_;
 };
 
+std::vector<SizedFind> DecideWithProgress(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
+                                          const PlanFilter& filter, bool quiet) {
+    Progress progress("measuring", medium.SizeInBytes(), quiet);
+    return DecideSizes(medium, finds, {filter.types, origin.caps}, [&](std::int64_t done) {
+        progress.Update(done, {});
+        return StopRequested();
+    });
+}
+
 Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigin& origin, bool complete) {
     Json byExtension = Json::object();
     for (const auto& [extension, counts] : totals.byExtension) {
@@ -165,7 +176,8 @@ Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigi
 
 ExitStatus ExtractFiles(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
                         const PlanFilter& filter, const fs::path& folder, bool quiet) {
-    const Plan plan = MakePlan(finds, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps);
+    const std::vector<SizedFind> sized = DecideWithProgress(medium, finds, origin, filter, quiet);
+    const Plan plan = MakePlan(sized, {medium.SizeInBytes(), medium.SectorSize()}, filter);
     if (!StopRequested()) {
         RequireSpace(plan, folder, origin.findsPath);
     }

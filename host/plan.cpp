@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -13,11 +15,15 @@ namespace salvor {
 
 namespace {
 
+// Any run of letters is plain text: most of it belongs to the file of another type that it begins in.
+constexpr std::int32_t PlainText = 28;
+
 struct Claim {
     std::int64_t startSector;
     // Cut at the medium's end.
     std::int64_t size;
     std::int32_t type;
+    SizeSource sizeSource;
     bool cutAtEnd;
     bool atSizeCap;
 };
@@ -49,10 +55,41 @@ std::int64_t BytesFrom(std::int64_t sector, const MediumShape& medium) {
     return medium.sizeInBytes - sector * medium.sectorSize;
 }
 
+// The sectors in which wanted files of other types than plain text have bytes.
+class OtherFiles {
+public:
+    OtherFiles(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter) {
+        for (const auto& [find, source, atCap] : finds) {
+            const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
+            if (find.type != PlainText && !Judge(find, size, filter)) {
+                ranges_.push_back({find.startSector, find.startSector + (size - 1) / medium.sectorSize});
+            }
+        }
+        std::ranges::sort(ranges_, {}, &Range::first);
+        for (std::size_t i = 1; i < ranges_.size(); ++i) {
+            ranges_[i].last = std::max(ranges_[i].last, ranges_[i - 1].last);
+        }
+    }
+
+    bool Contain(std::int64_t sector) const {
+        const auto behind = std::ranges::upper_bound(ranges_, sector, {}, &Range::first);
+        return behind != ranges_.begin() && std::prev(behind)->last >= sector;
+    }
+
+private:
+    // `last` is that of all ranges up to this one.
+    struct Range {
+        std::int64_t first;
+        std::int64_t last;
+    };
+    std::vector<Range> ranges_;
+};
+
 PlannedFile FileOf(const Claim& claim) {
     PlannedFile file;
     file.startSector = claim.startSector;
     file.size = claim.size;
+    file.sizeSource = claim.sizeSource;
     file.cutAtEnd = claim.cutAtEnd;
     file.atSizeCap = claim.atSizeCap;
     return file;
@@ -90,23 +127,27 @@ const char* ReasonText(NotWanted reason) {
             return "size is negative";
         case NotWanted::BehindEnd:
             return "starts outside the medium";
+        case NotWanted::TextInFile:
+            return "text that begins in a file of another type";
     }
     return "";
 }
 
-Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter,
-              const std::map<std::int32_t, std::int64_t>& caps) {
+Plan MakePlan(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter) {
     Plan plan;
+    const OtherFiles otherFiles(finds, medium, filter);
     std::vector<Claim> claims;
-    for (const Find& find : finds) {
+    for (const auto& [find, source, atCap] : finds) {
         const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
         if (const auto reason = Judge(find, size, filter)) {
             plan.passedOver.push_back({find, *reason});
             continue;
         }
-        const auto ownCap = caps.find(find.type);
-        const std::int64_t cap = ownCap != caps.end() ? ownCap->second : FileTypeCatalog[find.type].maxSize;
-        claims.push_back({find.startSector, size, find.type, size < find.size, find.size == cap});
+        if (find.type == PlainText && otherFiles.Contain(find.startSector)) {
+            plan.passedOver.push_back({find, NotWanted::TextInFile});
+            continue;
+        }
+        claims.push_back({find.startSector, size, find.type, source, size < find.size, atCap});
     }
     const auto order = [](const Claim& claim) {
         return std::tuple(claim.startSector, claim.size, claim.type);

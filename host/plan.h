@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
-#include "scan_session.h"
 #include "size_rules.h"
+#include "sized_find.h"
 
 namespace salvor {
 
@@ -26,14 +25,16 @@ struct PlannedFile {
     std::vector<std::int32_t> claimants;
     /// Below the output folder.
     std::string path;
-    /// The reported size passes the medium's end.
+    /// Who said its size, to the first claimant.
+    SizeSource sizeSource = SizeSource::Reported;
+    /// The size passes the medium's end.
     bool cutAtEnd = false;
-    /// The reported size is the largest that the first claimant reports, so the file may go on behind it.
+    /// The size is the largest that the first claimant's files may have, so the file may go on behind it.
     bool atSizeCap = false;
 };
 
 /// Why a find became no file.
-enum class NotWanted { Type, TooSmall, TooLarge, SizeUnknown, SizeNegative, BehindEnd };
+enum class NotWanted { Type, TooSmall, TooLarge, SizeUnknown, SizeNegative, BehindEnd, TextInFile };
 const char* ReasonText(NotWanted reason);
 
 struct PassedOver {
@@ -54,9 +55,8 @@ struct MediumShape {
     std::int32_t sectorSize = 512;
 };
 
-/// Decides which finds become files. Claims on one range become one file. `caps` are the caps in bytes that the scan
-/// set by factory index.
-Plan MakePlan(const std::vector<Find>& finds, const MediumShape& medium, const PlanFilter& filter,
-              const std::map<std::int32_t, std::int64_t>& caps);
+/// Decides which finds become files. Claims on one range become one file, and plain text that begins in a wanted file
+/// of another type becomes none.
+Plan MakePlan(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter);
 
 }  // namespace salvor

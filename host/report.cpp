@@ -79,6 +79,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
             {"start_sector", file.startSector},
             {"start_byte", file.startSector * sectorSize},
             {"size", file.size},
+            {"size_from", SizeSourceName(file.sizeSource)},
             {"sha256", result.sha256},
             {"flags", flags}};
 }
@@ -104,6 +105,10 @@ std::string TotalsTable(const ExtractTotals& totals) {
     }
     if (totals.withUnreadable > 0) {
         table += fmt::format("{} of them hold zeros where sectors could not be read\n", totals.withUnreadable);
+    }
+    if (totals.bounded > 0) {
+        table +=
+            fmt::format("{} of them are as long as they may be, since nothing says where they end\n", totals.bounded);
     }
     for (const auto& [reason, count] : totals.passedOver) {
         table += fmt::format("not written: {} ({})\n", count, reason);

@@ -89,7 +89,7 @@ std::optional<std::int64_t> KMP3FileType::Measure(const Candidate& candidate) {
     }
     const std::int64_t end = FindEnd(candidate, frames.end);
     if (end >= MinReportLength) {
-        lastFile_.Set(candidate.startSector, static_cast<std::int32_t>(end), candidate.block.sectorSize);
+        lastFile_.Set(candidate.startSector, static_cast<std::uint32_t>(end), candidate.block.sectorSize);
     }
     return end;
 }

@@ -8,9 +8,10 @@
 namespace {
 
 constexpr auto PackStartCode = PatternOf("\x00\x00\x01\xBA");
-// The length is a signed 32-bit number: from 2 GiB on it is negative, which is no size, and nothing is followed for as
-// long as it would take to wrap around again.
-constexpr std::int64_t LongestStream = std::numeric_limits<std::int32_t>::max();
+// Lengths are counted in 32 bits, and compared with the cap as signed numbers: a cap of 2 GiB or more is never passed.
+// A stream is followed as long as its next packet cannot make the count wrap around.
+constexpr std::int64_t LongestStream = 0xFFFE0000;
+constexpr std::int64_t LargestPassableCap = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
 
@@ -31,11 +32,11 @@ std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
         PackChains::BreaksInBlock(candidate)) {
         return std::nullopt;
     }
-    const PackChains::Stream stream = chains_.Measure(candidate, std::min(run_.maxSize, LongestStream));
-    if (stream.packets < PackChains::CountedPackets || stream.length < MinReportLength ||
-        stream.length > LongestStream) {
+    const std::int64_t lengthLimit = run_.maxSize < LargestPassableCap ? run_.maxSize : LongestStream;
+    const PackChains::Stream stream = chains_.Measure(candidate, lengthLimit);
+    if (stream.packets < PackChains::CountedPackets || stream.length < MinReportLength) {
         return std::nullopt;
     }
-    lastFile_.Set(candidate.startSector, static_cast<std::int32_t>(stream.length), candidate.block.sectorSize);
+    lastFile_.Set(candidate.startSector, static_cast<std::uint32_t>(stream.length), candidate.block.sectorSize);
     return stream.length;
 }

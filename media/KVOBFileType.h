@@ -17,8 +17,9 @@ public:
         .found = "MPEG-2 program streams with at least 10 packets.",
         .end = "The last packet or pack header in a row; an end code behind it is not counted.",
         .limits =
-            "Streams of MPEG-1 and streams of 2 GiB or more are not found, but of a longer stream what begins less "
-            "than 2 GiB in front of its end."};
+            "Streams of MPEG-1 are not found. A stream of nearly 4 GiB or more is cut there; what follows is found as "
+            "a "
+            "file of its own."};
     static constexpr std::int64_t MinReportLength = 1024;
 
     std::int32_t Reset() override;

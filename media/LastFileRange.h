@@ -8,12 +8,11 @@ public:
     bool Refuses(std::int64_t sector) const { return start_ < sector && sector < end_; }
 
     /// The end is reckoned in 32 bits, which may wrap.
-    void Set(std::int64_t startSector, std::int32_t size, std::int32_t sectorSize) {
-        const std::uint32_t lastByte = static_cast<std::uint32_t>(size) - 1 + static_cast<std::uint32_t>(sectorSize);
-        const std::int32_t sectors = static_cast<std::int32_t>(lastByte) / sectorSize;
+    void Set(std::int64_t startSector, std::uint32_t size, std::int32_t sectorSize) {
+        const std::uint32_t sectors =
+            (size - 1 + static_cast<std::uint32_t>(sectorSize)) / static_cast<std::uint32_t>(sectorSize);
         start_ = startSector;
-        end_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(startSector) +
-                                         static_cast<std::uint64_t>(std::int64_t{sectors}));
+        end_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(startSector) + sectors);
     }
 
 private:

@@ -15,7 +15,7 @@ constexpr std::int64_t PacketHeaderBytes = 6;
 
 constexpr std::int64_t WindowBytes = 0x4000;
 // Twice as many as lie ahead of a candidate.
-constexpr std::size_t MostLandmarks = std::size_t{2} * 0x80000000 / WindowBytes;
+constexpr std::size_t MostLandmarks = (std::size_t{2} << 32U) / WindowBytes;
 // How far a first look goes.
 constexpr int LookItems = 32;
 

@@ -29,7 +29,7 @@ public:
     };
     /// Packets that a stream is counted to at least.
     static constexpr std::int64_t CountedPackets = 10;
-    /// The stream that begins at the candidate. A stream longer than `lengthLimit`, at most 2 GiB, ends with the first
+    /// The stream that begins at the candidate. A stream longer than `lengthLimit`, at most 4 GiB, ends with the first
     /// packet that passes it.
     Stream Measure(const Candidate& candidate, std::int64_t lengthLimit);
 

@@ -13,6 +13,7 @@ namespace salvor {
 namespace {
 
 constexpr std::int32_t Doc = 0;
+constexpr std::int32_t Txt = 28;
 constexpr std::int32_t Exif = 41;
 constexpr std::int32_t Jpg = 42;
 constexpr std::int32_t Png = 46;
@@ -27,7 +28,11 @@ std::vector<std::int32_t> AllTypes() {
 }
 
 Plan PlanOf(const std::vector<Find>& finds, const PlanFilter& filter = {AllTypes(), {}, {}}) {
-    return MakePlan(finds, Shape, filter, {{Png, 2000}});
+    std::vector<SizedFind> sized;
+    for (const Find& find : finds) {
+        sized.push_back({find, SizeSource::Reported, find.size == 2000});
+    }
+    return MakePlan(sized, Shape, filter);
 }
 
 // A planned file in one line.
@@ -78,6 +83,24 @@ TEST(Plan, CutsAtTheMediumsEndAndSaysWhyAFindIsNoFile) {
     }
     EXPECT_EQ(reasons, (std::vector<NotWanted>{NotWanted::BehindEnd, NotWanted::BehindEnd, NotWanted::BehindEnd,
                                                NotWanted::SizeUnknown, NotWanted::SizeNegative}));
+}
+
+TEST(Plan, LeavesOutTextThatBeginsInAnotherFile) {
+    const std::vector<Find> finds{{Txt, 10, 9000}, {Txt, 11, 300},  {Doc, 10, 5 * 512}, {Png, 12, 600}, {Txt, 13, 300},
+                                  {Txt, 14, 300},  {Txt, 15, 300},  {Txt, 9, 4000},     {Jpg, 20, 513}, {Txt, 21, 300},
+                                  {Txt, 22, 300},  {Exif, 30, 400}, {Txt, 30, 400}};
+    const Plan plan = PlanOf(finds);
+    EXPECT_EQ(Describe(plan),
+              (Texts{"txt/f0000000009.txt 4000 by 28", "doc/f0000000010.doc 2560 by 0", "png/f0000000012.png 600 by 46",
+                     "txt/f0000000015.txt 300 by 28", "jpg/f0000000020.jpg 513 by 42", "txt/f0000000022.txt 300 by 28",
+                     "jpg/f0000000030.jpg 400 by 41"}));
+    std::vector<std::int64_t> left;
+    for (const PassedOver& passed : plan.passedOver) {
+        EXPECT_EQ(passed.reason, NotWanted::TextInFile);
+        left.push_back(passed.find.startSector);
+    }
+    EXPECT_EQ(left, (std::vector<std::int64_t>{10, 11, 13, 14, 21, 30}));
+    EXPECT_EQ(PlanOf(finds, {{Txt}, {}, {}}).files.size(), 9U) << "without the others wanted";
 }
 
 TEST(Plan, FiltersByTypeAndSizeBeforeAnythingIsWritten) {

@@ -7,7 +7,9 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
+#include "tests/support/MailBuilder.h"
 #include "tests/support/RunFormats.h"
+#include "tests/support/TiffBuilder.h"
 #include "tests/support/ZipBuilder.h"
 
 namespace test {
@@ -71,6 +73,33 @@ std::int64_t Always(const Bytes& /*file*/) {
     return Size;
 }
 
+// The header's size field as it stands, which does not count the 8 bytes up to its end.
+std::int64_t WithoutRiffHeader(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 8; }
+
+// The JPEG comes last.
+Bytes OlympusRaw() {
+    TiffBuilder builder(false, BytesOf("OLYMPUS CORPORATION"));
+    const std::uint32_t jpeg = 700;
+    builder.AppendDirectory({{256, TiffShort, {40}}, {513, TiffLong, {jpeg}}, {514, TiffLong, {2300}}});
+    Bytes file = Join({builder.File(), Bytes(jpeg + 2300 - builder.File().size(), 'x')});
+    std::ranges::copy(std::string("IIRO"), file.begin());
+    return file;
+}
+
+// A metadata block of 100 bytes and 60 x 40 pixels of 12 bits.
+Bytes MinoltaRaw() {
+    return Join({BytesOf(std::string("\0MRM\0\0\0\x64\0PRD\0\0\0\x18", 16)), Zeros(8),
+                 BytesOf(std::string("\0\x28\0\x3C\0\x28\0\x3C\x0C", 9)), Zeros(75), Bytes(3600, 'x')});
+}
+
+// Mail ends in front of its last line break.
+std::int64_t WithoutLineBreak(const Bytes& file) { return static_cast<std::int64_t>(file.size()) - 2; }
+
+Bytes InFileOf(std::size_t size, Bytes header) {
+    header.resize(size);
+    return header;
+}
+
 }  // namespace
 
 const std::vector<Fixture>& Fixtures() {
@@ -129,6 +158,67 @@ const std::vector<Fixture>& Fixtures() {
         {"copy.7z", {68}, nullptr},
         {"mszip.cab", {70}, nullptr},
         {"stored.cab", {70}, nullptr},
+        {"film.mov", {17}, nullptr},
+        {"phone.3gp", {18}, nullptr},
+        {"tone.m4a", {19}, nullptr},
+        {"film.m4v", {20}, nullptr},
+        {"plain.mp4", {21}, nullptr},
+        {"faststart.mp4", {21}, nullptr},
+        {"fragmented.mp4", {21}, nullptr},
+        {"indexed.mp4", {21}, nullptr},
+        {"tone.wav", {23}, nullptr, WithoutRiffHeader},
+        {"packed.wav", {23}, nullptr, WithoutRiffHeader},
+        {"film.avi", {24}, nullptr},
+        {"lossy.webp", {66}, nullptr},
+        {"lossless.webp", {66}, nullptr},
+        {"animated.webp", {66}, nullptr},
+        {"tone.aif", {78}, nullptr, WithoutRiffHeader},
+        {"turning.ani", {79}, nullptr, WithoutRiffHeader},
+        {"video.mkv", {110}, nullptr},
+        {"video.webm", {111}, nullptr},
+        // Written to a pipe: its size is unknown, and the cap is reported.
+        {"live.webm", {111}, nullptr, Always<0x2000000000>},
+        {"video.flv", {108}, nullptr},
+        {"video.rm", {112}, nullptr},
+        {"sound.rm", {112}, nullptr},
+        {"video.swf", {47}, nullptr},
+        {"vorbis.ogg", {95}, nullptr},
+        {"opus.ogg", {95}, nullptr},
+        {"flac.ogg", {95}, nullptr},
+        {"theora.ogg", {95}, nullptr},
+        {"sound.au", {107}, nullptr},
+        {"ringtone.mmf", {91}, nullptr},
+        {"scale.mid", {90}, nullptr},
+        {"vegas",
+         {104},
+         [] {
+             return Join({BytesOf("riff\x2E\x91\xCF\x11"), Zeros(8), {0xB8, 0x0B, 0, 0}, Zeros(2980)});
+         }},
+        {"log.txt", {28}, nullptr},
+        {"page.eml", {34}, nullptr, WithoutLineBreak},
+        {"alternative.eml", {34}, nullptr, WithoutLineBreak},
+        {"attachment.eml", {34}, nullptr, WithoutLineBreak},
+        {"archive.mht", {89}, nullptr},
+        {"folders32",
+         {32},
+         [] {
+             return InFileOf(5000, PersonalFolders(5000, 7));
+         }},
+        {"folders64",
+         {32},
+         [] {
+             return InFileOf(5000, PersonalFolders(7, 5000));
+         }},
+        {"folder",
+         {33},
+         [] {
+             return InFileOf(6000, ExpressFolder(6000 - 4096));
+         }},
+        {"message",
+         {35},
+         [] {
+             return StoredMessage();
+         }},
         {"database",
          {13},
          [] {
@@ -189,6 +279,41 @@ const std::vector<Fixture>& Fixtures() {
         {"catalogue-utf16.xml", {27}, nullptr},
         {"sections.xml", {27}, nullptr},
         {"circles.svg", {27}, nullptr},
+        {"strip-last.tif", {60}, nullptr},
+        // The end of the strip; the directory comes behind it.
+        {"strip.tif", {60}, nullptr, Always<5408>},
+        {"deflate.tif", {60}, nullptr, Always<5326>},
+        {"packbits.tif", {60}, nullptr, Always<5481>},
+        {"fax.tif", {60}, nullptr, Always<2545>},
+        // The first page alone.
+        {"pages.tif", {60}, nullptr, Always<1808>},
+        // The strips are several.
+        {"lzw.tif", {60}, nullptr, Always<0>},
+        {"maker.nef", {54}, nullptr, Always<0>},
+        {"maker.pef", {56}, nullptr, Always<0>},
+        {"maker.arw", {59, 106}, nullptr, Always<0>},
+        {"name.dcr", {52}, nullptr, Always<0>},
+        {"version.dng", {81}, nullptr, Always<0>},
+        {"olympus", {55}, OlympusRaw},
+        {"minolta", {53}, MinoltaRaw},
+        {"fujifilm",
+         {57},
+         [] {
+             return Join({BytesOf("FUJIFILMCCD-RAW 0201"), Bytes(3000, 'x')});
+         },
+         Always<0>},
+        {"sigma",
+         {61},
+         [] {
+             return Join({BytesOf("FOVb"), Bytes(3000, 'x')});
+         },
+         Always<0>},
+        {"rollei",
+         {58},
+         [] {
+             return Join({BytesOf("DSC-Image"), Bytes(3000, 'x')});
+         },
+         Always<0>},
     };
     return fixtures;
 }

@@ -1,0 +1,61 @@
+#include "documents/KEMLFileType.h"
+
+#include <algorithm>
+
+#include "frame/ByteMark.h"
+#include "frame/SectorScan.h"
+
+namespace {
+
+constexpr std::int32_t MinSectorBytes = 512;
+constexpr std::int32_t MaxSectorBytes = 2048;
+
+constexpr auto FirstLine = PatternOf("Received:");
+constexpr auto LaterLineText = PatternOf("\r\nReceived:");
+constexpr ByteMark LaterLine{LaterLineText};
+// A later line's break begins at one of as many offsets.
+constexpr std::size_t LaterLineReach = 256;
+
+}  // namespace
+
+std::int32_t KEMLFileType::Reset() {
+    ends_.Forget();
+    return RunStateFileType::Reset();
+}
+
+bool KEMLFileType::IsHeader(ByteSpan sector) {
+    return sector.size() >= MinSectorBytes &&
+           (StartsWith(sector, FirstLine) ||
+            LaterLine.FindIn(sector.first(LaterLineReach - 1 + LaterLine.size())).has_value());
+}
+
+void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    if (block->sectorSize > MaxSectorBytes) {
+        return;
+    }
+    ForEachSector(*block, [&](const Candidate& candidate) {
+        if (!IsHeader(candidate.sector)) {
+            return;
+        }
+        const std::optional<std::int64_t> end = ends_.FindEnd(candidate, run_.maxSize);
+        if (!end) {
+            return;
+        }
+        const std::int64_t size = std::min(*end, run_.maxSize);
+        if (!LiesInLast(candidate.startSector, size, block->sectorSize)) {
+            ReportCapped(sink, candidate.startSector, size, run_.maxSize);
+            lastStart_ = candidate.startSector;
+            lastSize_ = size;
+        }
+    });
+}
+
+// The test of the start takes the last message's bytes for sectors; the one of the end decides.
+bool KEMLFileType::LiesInLast(std::int64_t startSector, std::int64_t size, std::int32_t sectorSize) const {
+    const std::uint64_t distance = static_cast<std::uint64_t>(startSector) - static_cast<std::uint64_t>(lastStart_);
+    const auto lastEnd =
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(lastStart_) + static_cast<std::uint64_t>(lastSize_));
+    const auto endInLast =
+        static_cast<std::int64_t>(distance * static_cast<std::uint64_t>(sectorSize) + static_cast<std::uint64_t>(size));
+    return startSector >= lastStart_ && startSector < lastEnd && lastSize_ >= endInLast;
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "documents/FreeEntrySearch.h"
+#include "frame/FileTypeBase.h"
+#include "frame/SectorScan.h"
+
+/// Outlook messages: compound files whose directory stands in front of their allocation table. The streams are not
+/// looked at, so other compound files of that order count too. Source: [MS-CFB], sections 2.2, 2.3 and 2.6.1.
+class KMSGFileType final : public RunStateFileType<KMSGFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[35];
+    static constexpr FormatNotes Notes{
+        .source = "[MS-CFB], sections 2.2, 2.3 and 2.6.1",
+        .found =
+            "Messages whose directory stands in front of their allocation table, with a table that lists itself at "
+            "its end.",
+        .end = "The sector in which the table's used part ends, with the entries that come next for its own sectors.",
+        .limits =
+            "Other compound files of this order are taken for messages; what stands behind the table is not "
+            "counted."};
+
+    KMSGFileType();
+    /// The cap stays as it is.
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+private:
+    void Close();
+    void Continue(const Candidate& candidate);
+    std::optional<std::int64_t> TableLength(const Candidate& candidate);
+
+    bool rootSeen_ = false;
+    bool isDone_ = false;
+    FreeEntrySearch freeEntries_;
+};

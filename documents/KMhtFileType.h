@@ -1,0 +1,34 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/RunScanner.h"
+
+/// Web pages saved with their pictures as one message of several parts. Sources: RFC 2557; RFC 2046, section 5.1.
+class KMhtFileType final : public RunScanner<KMhtFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[89];
+    static constexpr FormatNotes Notes{
+        .source = "RFC 2557; RFC 2046, section 5.1",
+        .found = "Web archives that begin with their version, kind and boundary, in any order.",
+        .end =
+            "The closing boundary behind the \"</xml>\" of the list of parts, which ends before the file's last line "
+            "break.",
+        .limits =
+            "Archives that begin with other lines, or whose last part is no such list, which then run to the "
+            "next archive."};
+    static constexpr std::int64_t MinReportLength = 256;
+
+    bool IsHeader(ByteSpan sector);
+    std::optional<std::size_t> FindEnd(const Candidate& candidate) const;
+
+private:
+    void KeepBoundary(ByteSpan text);
+
+    // What closes the open archive; empty where its header has no boundary.
+    std::array<std::uint8_t, 64> closing_{};
+    std::size_t closingSize_ = 0;
+};

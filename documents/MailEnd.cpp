@@ -1,0 +1,157 @@
+#include "documents/MailEnd.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "frame/ByteMark.h"
+
+namespace {
+
+constexpr auto ContentTypeText = PatternOf("\r\nContent-Type:");
+constexpr ByteMark ContentType{ContentTypeText};
+constexpr auto TextKind = PatternOf(" text/");
+constexpr auto HtmlEndText = PatternOf("</html>");
+constexpr ByteMark HtmlEnd{HtmlEndText};
+constexpr auto BoundaryText = PatternOf("boundary=");
+constexpr ByteMark Boundary{BoundaryText};
+constexpr auto LineEndText = PatternOf("\r\n");
+constexpr ByteMark LineEnd{LineEndText};
+constexpr auto QuotedLineEndText = PatternOf("\"\r\n");
+constexpr ByteMark QuotedLineEnd{QuotedLineEndText};
+// The boundary's name begins at one of as many offsets, and so does what ends its value.
+constexpr std::size_t Reach = 256;
+
+// A larger size than that of any medium, small enough to be added to places.
+constexpr std::int64_t Endless = std::int64_t{1} << 60U;
+// Searches look this far beyond a message's last sector, so that the next ones need not read ahead again.
+constexpr std::int64_t Ahead = FileWindow::PieceBytes;
+
+// The first occurrence that begins at one of the `Reach` offsets from `from` on.
+std::optional<std::size_t> FindInReach(const ByteMark& mark, ByteSpan view, std::size_t from) {
+    return mark.FindIn(view.first(std::min(view.size(), from + Reach - 1 + mark.size())), from);
+}
+
+// The value of the boundary whose name ends at `offset`; empty if nothing in reach ends it.
+ByteSpan BoundaryValue(ByteSpan view, std::size_t offset) {
+    const bool isQuoted = offset < view.size() && view[offset] == '"';
+    const std::size_t from = offset + (isQuoted ? 1 : 0);
+    const std::optional<std::size_t> end = FindInReach(isQuoted ? QuotedLineEnd : LineEnd, view, from);
+    return view.subspan(std::min(from, view.size()), end ? *end - from : 0);
+}
+
+// One step of a search for a mark: through the bytes that the file shows at once.
+auto StepThrough(const ByteMark& mark, FileWindow& file, std::int64_t base) {
+    return [&mark, &file, base](std::int64_t at, std::int64_t /*end*/) -> ForwardSearch::Step {
+        const ByteSpan bytes = file.From(at - base, mark.size());
+        if (bytes.size() < mark.size()) {
+            return {at, false};
+        }
+        if (const std::optional<std::size_t> found = mark.FindIn(bytes)) {
+            return {at + static_cast<std::int64_t>(*found), true};
+        }
+        return {at + static_cast<std::int64_t>(bytes.size() - mark.size()) + 1, false};
+    };
+}
+
+}  // namespace
+
+void MailEndSearch::Forget() { *this = {}; }
+
+std::int64_t MailEndSearch::PlaceOf(const Candidate& candidate) {
+    constexpr std::uint64_t farthest = std::uint64_t{1} << 40U;  // sectors
+    const auto distance = static_cast<std::uint64_t>(candidate.startSector) - static_cast<std::uint64_t>(origin_);
+    if (lastStart_ < 0 || candidate.startSector < lastStart_ || distance > farthest) {
+        Forget();
+        origin_ = candidate.startSector;
+    }
+    lastStart_ = candidate.startSector;
+    return (candidate.startSector - origin_) * candidate.block.sectorSize;
+}
+
+std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, std::int64_t maxSize) {
+    const std::int64_t sectorSize = candidate.block.sectorSize;
+    const std::int64_t base = PlaceOf(candidate);
+    const bool readsAhead = candidate.block.source != nullptr;
+    reach_ = std::min(maxSize, Endless);
+    // A view is a sector and the one behind it.
+    std::int64_t views = reach_ / sectorSize + 1;
+    if (!readsAhead) {
+        views = std::min(views, static_cast<std::int64_t>(candidate.RestOfBlock().size()) / sectorSize - 1);
+    }
+    WorkMeter unlimited(std::numeric_limits<std::int64_t>::max());
+    FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), unlimited);
+    const std::int64_t end = base + views * sectorSize;
+
+    const auto content = contentSearch_.Find(base, end, StepThrough(ContentType, file, base));
+    if (!content) {
+        return std::nullopt;
+    }
+    const std::int64_t view = base + (*content - base) / sectorSize * sectorSize;
+    if (header_.place != *content) {
+        const auto viewSize = static_cast<std::size_t>(2 * sectorSize);
+        const ByteSpan bytes = file.From(view - base, viewSize);
+        header_ = ReadHeader(bytes.first(std::min(bytes.size(), viewSize)), static_cast<std::size_t>(sectorSize),
+                             static_cast<std::size_t>(*content - view));
+        header_.place = *content;
+    }
+    switch (header_.kind) {
+        case ContentHeader::Kind::Nothing:
+            return std::nullopt;
+        case ContentHeader::Kind::EndsInView:
+            return view + static_cast<std::int64_t>(header_.end) - base;
+        case ContentHeader::Kind::ToMarker:
+            break;
+    }
+    const auto marker = FindMarker(file, base, view + sectorSize, end);
+    return marker ? std::optional(*marker + static_cast<std::int64_t>(header_.marker.size()) - base) : std::nullopt;
+}
+
+// The header's own view ends a message in front of the marker.
+MailEndSearch::ContentHeader MailEndSearch::ReadHeader(ByteSpan view, std::size_t sectorSize, std::size_t offset) {
+    ContentHeader header;
+    const std::size_t value = offset + ContentType.size();
+    std::size_t searchFrom = HtmlEnd.size();
+    if (HasPatternAt(view, value, TextKind)) {
+        header.marker.assign(HtmlEndText.begin(), HtmlEndText.end());
+    } else {
+        const std::optional<std::size_t> name = FindInReach(Boundary, view, value);
+        if (!name) {
+            return header;
+        }
+        const ByteSpan boundary = BoundaryValue(view, *name + Boundary.size());
+        if (boundary.empty()) {
+            // Every place is the end: the first one of the view.
+            header.kind = ContentHeader::Kind::EndsInView;
+            return header;
+        }
+        header.isClosing = true;
+        header.marker.assign(2, '-');
+        header.marker.insert(header.marker.end(), boundary.begin(), boundary.end());
+        header.marker.insert(header.marker.end(), 2, '-');
+        searchFrom = static_cast<std::size_t>(boundary.data() - view.data()) + boundary.size();
+    }
+    const ByteMark marker{header.marker};
+    const ByteSpan searched = view.first(std::min(view.size(), sectorSize - 1 + marker.size()));
+    const std::optional<std::size_t> found = marker.FindIn(searched, searchFrom);
+    header.kind = found ? ContentHeader::Kind::EndsInView : ContentHeader::Kind::ToMarker;
+    header.end = found.value_or(0);
+    return header;
+}
+
+std::optional<std::int64_t> MailEndSearch::FindMarker(FileWindow& file, std::int64_t base, std::int64_t from,
+                                                      std::int64_t end) {
+    if (!header_.isClosing) {
+        return htmlSearch_.Find(from, end, StepThrough(HtmlEnd, file, base));
+    }
+    if (closing_ != header_.marker) {
+        closing_ = header_.marker;
+        closingSearch_ = {};
+    }
+    if (!closingIndex_.IsPreparedFor(reach_)) {
+        closingIndex_.Prepare(reach_);
+        closingSearch_ = {};
+    }
+    return closingSearch_.Find(from, end, [&](std::int64_t at, std::int64_t last) {
+        return closingIndex_.Search(closing_, file, base, at, last);
+    });
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/Bytes.h"
+#include "frame/ChainWalk.h"
+
+/// No walk along boxes goes further, in bytes.
+inline constexpr std::int64_t BoxWalkCeiling = 0x2000000000;
+
+/// The first box of a file of the ISO base media family, which tells what the file is.
+struct FileTypeBox {
+    std::uint32_t size;
+    /// Four characters.
+    const std::uint8_t* majorBrand;
+};
+
+/// The box at the start of a sector of 512 bytes or more.
+std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector);
+
+/// Walks the top-level boxes of the ISO base media family, or the atoms they come from, to the end of a file.
+/// Source: ISO/IEC 14496-12, section 4.2.
+class BoxWalk {
+public:
+    struct Result {
+        /// Behind the last box, in bytes from the start of the file. A box counts whole, also where it reaches beyond
+        /// the limit.
+        std::int64_t end;
+        /// The size of the medium or the ceiling: no box that begins at or behind it was looked at.
+        std::int64_t limit;
+    };
+
+    void Reset() { chain_.Reset(); }
+    void EnterBlock(const SectorBlock& block) { chain_.EnterBlock(block); }
+
+    /// Walks the boxes behind a file type box, whose size is not 0, as long as `isAccepted` takes their types, each the
+    /// value whose bytes in memory are the four characters. A size of 0 ends the walk too, though it means a box up to
+    /// the end of the file. Nothing if none of the boxes holds a movie, its media or a user's data.
+    std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize,
+                                  bool (*isAccepted)(std::uint32_t));
+
+private:
+    ChainWalk chain_;
+};

@@ -1,0 +1,96 @@
+#include "images/KOrfFileType.h"
+
+#include <array>
+
+#include "frame/CompareBytesNoCase.h"
+#include "frame/PlaceSearch.h"
+
+namespace {
+
+// "IIRO" or "IIRS".
+constexpr auto Mark = PatternOf("IIR");
+constexpr std::size_t MinSectorBytes = 16;
+constexpr std::size_t FirstDirectoryOffset = 4;
+constexpr TiffByteOrder Order = TiffByteOrder::Little;
+
+// The maker's name is looked for here, in upper and lower case.
+constexpr std::size_t HeadBytes = 8192;
+constexpr auto Maker = PatternOf("OLYMPUS");
+using Head = std::array<std::uint8_t, HeadBytes>;
+
+constexpr std::int64_t NotReported = -1;
+
+enum Tag : std::uint16_t {
+    OldImageWidth = 2,
+    OldImageLength = 3,
+    ImageWidth = 256,
+    ImageLength = 257,
+    JpegOffset = 513,
+    JpegLength = 514,
+};
+
+bool NamesMaker(const Head& head) {
+    // A name that ends with the last byte does not count.
+    constexpr std::size_t places = HeadBytes - Maker.size();
+    constexpr std::uint8_t upperCase = 0xDF;
+    const auto difference = [](const std::uint8_t* place) {
+        return static_cast<std::uint8_t>(((place[0] & upperCase) ^ Maker[0]) | ((place[1] & upperCase) ^ Maker[1]));
+    };
+    return FindPlace(head.data(), 0, places, difference,
+                     [&](std::size_t place) {
+                         return CompareBytesNoCase(head.data() + place, Maker.data(), Maker.size()) == 0;
+                     })
+        .has_value();
+}
+
+}  // namespace
+
+std::int32_t KOrfFileType::Reset() {
+    thumbnailOffset_ = 0;
+    thumbnailLength_ = 0;
+    fields_.texts = {};
+    return MeasuringScanner::Reset();
+}
+
+bool KOrfFileType::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Mark); }
+
+std::optional<std::int64_t> KOrfFileType::Measure(const Candidate& candidate) {
+    KFileSimulator file(&candidate.block, candidate.startSector, static_cast<std::uint32_t>(run_.maxSize));
+    Head head{};
+    // What cannot be read stays zeros.
+    file.Read(head.data(), head.size());
+    if (!NamesMaker(head)) {
+        return NotReported;
+    }
+    TakeFirstDirectory(file, LoadTiff<std::uint32_t>(head, FirstDirectoryOffset, Order));
+    // From 2 GiB on, the end of the JPEG counts as negative.
+    return static_cast<std::int32_t>(thumbnailLength_ + thumbnailOffset_);
+}
+
+// A directory that fails has set what its entries in front say.
+void KOrfFileType::TakeFirstDirectory(KFileSimulator& file, std::uint32_t offset) {
+    if (offset > run_.maxSize) {
+        return;
+    }
+    TiffValue value(Order);
+    ForEachTiffEntry(file, offset, Order, [&](const TiffEntry& entry) {
+        value.Take(entry);
+        switch (entry.tag) {
+            case OldImageWidth:
+                fields_.Set(ImageWidth, value);
+                break;
+            case OldImageLength:
+                fields_.Set(ImageLength, value);
+                break;
+            case JpegOffset:
+                thumbnailOffset_ = value.Number();
+                break;
+            case JpegLength:
+                thumbnailLength_ = value.Number();
+                break;
+            default:
+                fields_.Set(entry.tag, value);
+                break;
+        }
+    });
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+
+#include "frame/SharedEngine.h"
+#include "images/TiffFields.h"
+
+/// TIFF images and the camera raws built on them, told apart by the DNG version tag of the first directory and by
+/// texts near the start of the file. The directory must be well formed, and only the first one is read. A TIFF image
+/// ends with what is taken for its single strip; raws are found without a size. Every sector that begins with a header
+/// is examined. Source: Adobe, TIFF Revision 6.0, section 2; Adobe, DNG Specification, DNGVersion.
+class KTIFileType final : public KindEngine {
+public:
+    /// No type reports `Cr2`.
+    enum Kind : std::int32_t {
+        Tif = 1,
+        Nef,
+        Pef,
+        Dcr,
+        Sony,
+        Cr2,
+        Dng,
+    };
+
+    KTIFileType() : KindEngine(0) {}
+
+    /// What was found in the block, and the block, stay known.
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
+
+    /// As the candidates so far have left them.
+    const TiffFields& Fields() const { return fields_; }
+
+private:
+    static constexpr std::int64_t DefaultMaxSize = 0xC800000;
+
+    void ExamineCandidate(const SectorBlock& block, std::int64_t startSector, const TiffHeader& header);
+
+    std::int64_t maxSize_ = DefaultMaxSize;
+    TiffFields fields_;
+};
+
+/// What TIFF-based raws say alike.
+struct TiffRawNotes {
+    static constexpr const char* Source = "Adobe, TIFF Revision 6.0";
+    static constexpr const char* End = "Not known: reported with size 0.";
+    static constexpr const char* Limits =
+        "Any TIFF file with this text in front is taken for one. The first directory must lie within 20 MiB and have "
+        "at most 128 entries.";
+    static constexpr const char* DirectoryLimits =
+        "The first directory must lie within 20 MiB and have at most 128 entries.";
+};
+
+/// A type that reports one kind of TIFF file. Its size cap is its own and limits nothing.
+template <class Self, std::int32_t Index, KTIFileType::Kind OwnKind>
+class TiffKind : public ThinFileType<Self, KTIFileType, RunStateFileType<Self>> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[Index];
+    static constexpr std::int32_t Kinds[] = {OwnKind};
+};

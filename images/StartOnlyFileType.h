@@ -1,0 +1,35 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+
+/// A type of which only the start is known: every sector that begins with `Self::Mark` is reported with size 0.
+template <class Self, std::int32_t Index>
+class StartOnlyFileType : public MeasuringScanner<Self> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[Index];
+    static constexpr std::int64_t MinReportLength = 0;
+
+    static bool IsHeader(ByteSpan sector) {
+        return sector.size() >= MinSectorBytes &&
+               std::memcmp(sector.data(), Self::Mark.data(), std::min(MinSectorBytes, Self::Mark.size())) == 0;
+    }
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        // The mark may be longer than the sector.
+        return StartsWith(candidate.RestOfBlock(), Self::Mark) ? 0 : NotReported;
+    }
+
+private:
+    static constexpr std::size_t MinSectorBytes = 8;
+    static constexpr std::int64_t NotReported = -1;
+};
+
+struct StartOnlyNotes {
+    static constexpr const char* Source = "Known by its mark only";
+    static constexpr const char* End = "Not known: reported with size 0.";
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/ByteMark.h"
+#include "frame/MeasuringScanner.h"
+
+namespace ebml {
+
+/// True if the sector opens with an EBML header.
+bool IsHeader(ByteSpan sector);
+
+/// Length in bytes of the file that opens with this sector, as its Segment declares it; nothing if the sector does not
+/// hold the mark of the document type and, behind it, the start of a Segment with a size of 8 bytes.
+std::optional<std::int64_t> FileSize(ByteSpan sector, const ByteMark& docType);
+
+}  // namespace ebml
+
+/// What the EBML types say alike.
+struct EbmlNotes {
+    static constexpr const char* Source =
+        "RFC 8794, section 11.2 (the header), and RFC 9559, section 5.1 (the Segment)";
+    static constexpr const char* End = "The Segment's size, where it is written in 8 bytes; exact.";
+    static constexpr const char* Limits =
+        "Files below 4 KiB, those whose Segment begins behind their first sector and those that write its size in "
+        "fewer bytes are not found. A live stream, whose size is unknown, gets the largest size.";
+};
+
+/// What the EBML types share: everything but `Self::DocType`, the mark of the document type.
+template <class Self>
+class EbmlFileType : public MeasuringScanner<Self> {
+public:
+    static constexpr std::int64_t MinReportLength = 4096;
+
+    static bool IsHeader(ByteSpan sector) { return ebml::IsHeader(sector); }
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        return ebml::FileSize(candidate.sector, ByteMark{Self::DocType});
+    }
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+
+#include "frame/BoxFileScanner.h"
+#include "frame/TagLists.h"
+#include "media/BoxNotes.h"
+#include "media/Mp4Boxes.h"
+
+/// Films of mobile phones. Source: 3GPP TS 26.244, section 5.
+class K3GPFileType final : public BoxFileScanner<K3GPFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[18];
+    static constexpr FormatNotes Notes{.source = BoxNotes.source,
+                                       .found = "Films whose major brand is one of the 3GP family.",
+                                       .end = BoxNotes.end,
+                                       .limits = BoxNotes.limits};
+    static constexpr bool CountsLastBoxWhole = false;
+
+    static bool IsBrand(const std::uint8_t* brand) { return ContainsBrand(ThreeGpBrands, brand); }
+    static bool IsAccepted(std::uint32_t type) { return IsMp4Box(type); }
+};

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/RiffScanner.h"
+
+/// Animated cursors. Source: Multimedia Data Standards Update 1994, "Animated Cursors".
+class KAniFileType final : public RiffScanner<KAniFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[79];
+    static constexpr FormatNotes Notes{
+        .source = "Multimedia Data Standards Update 1994, \"Animated Cursors\"",
+        .found = "Animated cursors that begin with their header chunk.",
+        .end = "The header holds the size of what follows it; the size is reported without the 8 bytes in front.",
+        .limits = "A file whose first chunk is another one, such as its title, is not found."};
+    static constexpr Pattern<4> Signature = RiffSignature;
+    static constexpr auto FormType = PatternOf("ACONanih");
+
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        return static_cast<std::int32_t>(LoadLittle<std::uint32_t>(candidate.sector, RiffSizeOffset));
+    }
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/ChainWalk.h"
+#include "frame/RiffScanner.h"
+
+/// AVI films, with the further RIFF chunks of those above 1 GiB. Source: OpenDML AVI File Format Extensions 1.02,
+/// "RIFF AVIX".
+class KAviFileType final : public RiffScanner<KAviFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[24];
+    static constexpr FormatNotes Notes{
+        .source =
+            "Multimedia Programming Interface and Data Specifications 1.0, \"AVI RIFF Files\"; OpenDML AVI File "
+            "Format Extensions 1.02, \"RIFF AVIX\"",
+        .found = "AVI films that begin with their header list.",
+        .end = "The header holds the size; the extension chunks that follow are added. Exact.",
+        .limits = "A first chunk of more than 1 GiB counts as 1 GiB, without extensions."};
+    static constexpr Pattern<4> Signature = RiffSignature;
+    static constexpr auto FormType = PatternOf("AVI LIST");
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    ChainWalk extensions_;
+};

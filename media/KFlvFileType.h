@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/FileTypeBase.h"
+#include "frame/SectorScan.h"
+
+/// Flash video whose first tag holds script data, in which the writer left the file's size. Source: Adobe Flash Video
+/// File Format Specification 10.1, annex E.
+class KFlvFileType final : public RunStateFileType<KFlvFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[108];
+    static constexpr FormatNotes Notes{
+        .source = "Adobe Flash Video File Format Specification 10.1, annex E",
+        .found = "Flash video that begins with script data in which there is a filesize.",
+        .end = "The filesize as it stands there, neither capped nor checked; exact unless the file was changed later.",
+        .limits =
+            "Video without script data, or whose script data have no filesize, as from a live stream, is not found."};
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+private:
+    std::optional<std::int64_t> DeclaredSize(const Candidate& candidate);
+
+    // No key begins in these bytes of the stream, counted modulo 2^64. The first of many headers in front of the same
+    // stretch searches it for all of them.
+    struct KeylessStretch {
+        std::uint64_t from = 0;
+        std::uint64_t to = 0;
+    };
+    KeylessStretch keyless_;
+};

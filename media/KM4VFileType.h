@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "frame/BoxFileScanner.h"
+#include "frame/TagLists.h"
+#include "media/BoxNotes.h"
+
+/// MPEG-4 videos of the brand M4V, whose atoms are those of a QuickTime movie. Source: QuickTime File Format
+/// Specification, "Atoms".
+class KM4VFileType final : public BoxFileScanner<KM4VFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[20];
+    static constexpr FormatNotes Notes{.source = AtomNotes.source,
+                                       .found = "MPEG-4 videos of the brand M4V.",
+                                       .end = AtomNotes.end,
+                                       .limits = AtomNotes.limits};
+    static constexpr bool CountsLastBoxWhole = true;
+
+    static bool IsBrand(const std::uint8_t* brand) { return std::memcmp(brand, "M4V ", 4) == 0; }
+    static bool IsAccepted(std::uint32_t type) { return TopLevelBoxTypes.contains(type); }
+};

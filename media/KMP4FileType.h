@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "frame/BoxFileScanner.h"
+#include "frame/TagLists.h"
+#include "media/BoxNotes.h"
+#include "media/Mp4Boxes.h"
+
+/// MPEG-4 videos: every file with a file type box that no other type owns. Source: ISO/IEC 14496-12, section 4.3.
+class KMP4FileType final : public BoxFileScanner<KMP4FileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[21];
+    static constexpr FormatNotes Notes{
+        .source = BoxNotes.source,
+        .found =
+            "MPEG-4 videos and all other files with a file type box, fragmented ones among them, unless their "
+            "major brand is that of another type.",
+        .end = BoxNotes.end,
+        .limits = BoxNotes.limits};
+    static constexpr bool CountsLastBoxWhole = false;
+
+    static bool IsBrand(const std::uint8_t* brand) {
+        return !ContainsBrand(ThreeGpBrands, brand) && !ContainsBrand(M4aBrands, brand) &&
+               !ContainsBrand(M4vBrands, brand) && !ContainsBrand(QuickTimeBrands, brand) &&
+               std::memcmp(brand, "crx ", 4) != 0;
+    }
+    static bool IsAccepted(std::uint32_t type) { return IsMp4Box(type); }
+};

@@ -1,0 +1,49 @@
+#include "media/KMidFileType.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr std::size_t MinSectorBytes = 9;
+// The header chunk always has 6 bytes.
+constexpr auto Signature = PatternOf("MThd\0\0\0\x06");
+constexpr std::int64_t TrackCount = 10;
+constexpr std::int64_t FirstTrack = 14;
+
+constexpr auto TrackSignature = PatternOf("MTrk");
+constexpr std::uint64_t ChunkHeaderBytes = 8;
+
+std::uint64_t TrackAt(KFileSimulator& reader) {
+    std::array<std::uint8_t, ChunkHeaderBytes> header{};
+    if (!reader.Read(header.data(), header.size()) || !StartsWith(header, TrackSignature)) {
+        return 0;
+    }
+    return ChunkHeaderBytes + LoadBig<std::uint32_t>(header, TrackSignature.size());
+}
+
+}  // namespace
+
+std::int32_t KMidFileType::Reset() {
+    walk_.Forget();
+    return MeasuringScanner::Reset();
+}
+
+bool KMidFileType::IsHeader(ByteSpan sector) {
+    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
+}
+
+std::optional<std::int64_t> KMidFileType::Measure(const Candidate& candidate) {
+    // Read, since it lies in the next sector where sectors are shorter than the header.
+    KFileSimulator reader(&candidate.block, candidate.startSector, 0);
+    reader.Seek(TrackCount);
+    std::array<std::uint8_t, 2> field{};
+    reader.Read(field.data(), field.size());
+    const auto tracks = static_cast<std::int16_t>(LoadBig<std::uint16_t>(field, 0));
+    if (tracks < 1) {
+        return FirstTrack;
+    }
+    // Whatever lies further on, the cap is reported.
+    const std::int64_t limit = std::max(run_.maxSize, MinReportLength);
+    return walk_.Walk(candidate, FirstTrack, static_cast<std::uint32_t>(tracks), limit, TrackAt).position;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+#include "media/ChunkWalk.h"
+
+/// Standard MIDI files: a header chunk, then as many track chunks as it says. Source: RP-001, Standard MIDI Files 1.0.
+class KMidFileType final : public MeasuringScanner<KMidFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[90];
+    static constexpr FormatNotes Notes{
+        .source = "RP-001, Standard MIDI Files 1.0",
+        .found = "MIDI files of formats 0 to 2.",
+        .end = "Behind as many track chunks as the header counts; exact.",
+        .limits = "Ends in front of the first chunk that is no track. Files below 512 bytes are not found."};
+    static constexpr std::int64_t MinReportLength = 512;
+
+    std::int32_t Reset() override;
+    static bool IsHeader(ByteSpan sector);
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    ChunkWalk walk_;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+
+/// Yamaha's ringtones, whose outermost chunk is the whole file. Source: SMAF specification, file chunk.
+class KMmfFileType final : public MeasuringScanner<KMmfFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[91];
+    static constexpr FormatNotes Notes{
+        .source = "SMAF specification, file chunk and contents info chunk",
+        .found = "SMAF ringtones (MMD0 and later) that begin with the contents info chunk.",
+        .end = "The size of the outermost chunk; exact.",
+        .limits = "Sizes of 2 GiB and more are not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+
+    static bool IsHeader(ByteSpan sector) {
+        constexpr std::size_t minSectorBytes = 17;
+        constexpr std::size_t firstChunk = 8;
+        return sector.size() >= minSectorBytes && StartsWith(sector, PatternOf("MMMD")) &&
+               HasPatternAt(sector, firstChunk, PatternOf("CNTI"));
+    }
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        // Of what follows these 8 bytes. Signed: 2 GiB and more are no size.
+        constexpr std::size_t chunkSize = 4;
+        return static_cast<std::int32_t>(LoadBig<std::uint32_t>(candidate.sector, chunkSize) + 8);
+    }
+};

@@ -1,0 +1,69 @@
+#include "media/KRmFileType.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr std::size_t MinSectorBytes = 512;
+constexpr auto Signature = PatternOf(".RMF\0\0\0\x12");
+// The number of chunks, with the file header itself.
+constexpr std::size_t ChunkCount = 14;
+constexpr std::int64_t FirstChunk = 18;
+
+constexpr std::uint32_t ChunkHeaderBytes = 8;
+constexpr std::array<Pattern<4>, 5> ChunkNames{PatternOf("PROP"), PatternOf("CONT"), PatternOf("MDPR"),
+                                               PatternOf("INDX"), PatternOf("DATA")};
+// A data chunk counts that much less than its size says.
+constexpr std::uint32_t DataShortfall = 10;
+
+std::uint64_t ChunkAt(KFileSimulator& reader) {
+    std::array<std::uint8_t, ChunkHeaderBytes> header{};
+    if (!reader.Read(header.data(), header.size())) {
+        return 0;
+    }
+    const auto* const name =
+        std::ranges::find_if(ChunkNames, [&](const auto& known) { return StartsWith(header, known); });
+    if (name == ChunkNames.end()) {
+        return 0;
+    }
+    // Wraps at 32 bits for a data chunk smaller than what it lacks.
+    const std::uint32_t step =
+        LoadBig<std::uint32_t>(header, name->size()) - (*name == ChunkNames.back() ? DataShortfall : 0);
+    return step >= ChunkHeaderBytes ? step : 0;
+}
+
+}  // namespace
+
+std::int32_t KRmFileType::Reset() {
+    walk_.Forget();
+    lastReport_ = {0, 0};
+    return MeasuringScanner::Reset();
+}
+
+bool KRmFileType::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Signature); }
+
+bool KRmFileType::IsInsideLastReport(const Candidate& candidate) const {
+    const std::int64_t sectorSize = candidate.block.sectorSize;
+    const std::int64_t sectors = (lastReport_.size + sectorSize - 1) / sectorSize;
+    const auto behind = static_cast<std::uint64_t>(lastReport_.startSector) + static_cast<std::uint64_t>(sectors);
+    return lastReport_.startSector > 0 && candidate.startSector < static_cast<std::int64_t>(behind);
+}
+
+std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
+    if (IsInsideLastReport(candidate)) {
+        return std::nullopt;
+    }
+    // A count of 0 wraps to the largest number of chunks.
+    const std::uint32_t chunks = LoadBig<std::uint32_t>(candidate.sector, ChunkCount) - 1;
+    const ChunkWalk::Result walked = walk_.Walk(candidate, FirstChunk, chunks, ChunkWalk::NoLimit, ChunkAt);
+    if (walked.stepsLeft != 0) {
+        return std::nullopt;
+    }
+    // The size is a signed number of 32 bits, whatever the distance that the walk went.
+    const auto size = static_cast<std::int32_t>(walked.position);
+    if (size >= MinReportLength) {
+        lastReport_ = {candidate.startSector, std::min<std::int64_t>(size, run_.maxSize)};
+    }
+    return size;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+#include "media/ChunkWalk.h"
+
+/// RealMedia files: as many chunks as the first one says. Source: RealMedia File Format, the file header and chunk
+/// headers.
+class KRmFileType final : public MeasuringScanner<KRmFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[112];
+    static constexpr FormatNotes Notes{
+        .source = "RealMedia File Format, section 2",
+        .found = "RealMedia files with a file header of 18 bytes.",
+        .end = "Behind the last chunk, where a data chunk counts 10 bytes less than its size says.",
+        .limits =
+            "A file with several data chunks, or with an index behind the data, is mostly not found, since its chain "
+            "is lost behind the data. Nothing is looked for inside a reported file."};
+    static constexpr std::int64_t MinReportLength = 256;
+
+    std::int32_t Reset() override;
+    static bool IsHeader(ByteSpan sector);
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    bool IsInsideLastReport(const Candidate& candidate) const;
+
+    // As reported last in this scan; there is none while its start is 0.
+    FoundFile lastReport_{0, 0};
+    ChunkWalk walk_;
+};

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+
+/// Sun and NeXT sound files. Source: the header file of the format, audio_filehdr.h.
+class KSndFileType final : public MeasuringScanner<KSndFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[107];
+    static constexpr FormatNotes Notes{
+        .source = "The .snd audio file header of Sun and NeXT",
+        .found = "AU sounds of every encoding, with a header below 1,000 bytes.",
+        .end = "The sum of the header's and the sound's size; exact.",
+        .limits = "A sound that was written without its size, as to a pipe, is not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+
+    static bool IsHeader(ByteSpan sector) {
+        constexpr std::size_t minSectorBytes = 17;
+        return sector.size() >= minSectorBytes && StartsWith(sector, PatternOf(".snd"));
+    }
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        constexpr std::size_t dataOffset = 4;
+        constexpr std::size_t dataSize = 8;
+        constexpr std::int32_t longestHeader = 999;
+        const auto offset = LoadBig<std::uint32_t>(candidate.sector, dataOffset);
+        if (static_cast<std::int32_t>(offset) > longestHeader) {
+            return std::nullopt;
+        }
+        // The sum wraps at 32 bits; so does the size of all ones, which stands for an unknown one.
+        return static_cast<std::int32_t>(offset + LoadBig<std::uint32_t>(candidate.sector, dataSize));
+    }
+};

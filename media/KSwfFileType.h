@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+
+/// Flash movies. Source: SWF File Format Specification 19, chapter 2.
+class KSwfFileType final : public MeasuringScanner<KSwfFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[47];
+    static constexpr FormatNotes Notes{.source = "SWF File Format Specification 19, chapter 2",
+                                       .found = "Flash movies of versions 1 to 9 and 16 to 25, plain and deflated.",
+                                       .end = "The header's size; exact for plain movies.",
+                                       .limits =
+                                           "A deflated movie is reported with its size when inflated, which is more "
+                                           "than it occupies. Movies packed with LZMA are not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+
+    static bool IsHeader(ByteSpan sector) {
+        constexpr std::size_t minSectorBytes = 9;
+        if (sector.size() < minSectorBytes ||
+            !(StartsWith(sector, PatternOf("FWS")) || StartsWith(sector, PatternOf("CWS")))) {
+            return false;
+        }
+        const std::uint8_t version = sector[3];
+        return (version >= 1 && version <= 9) || (version >= 16 && version <= 25);
+    }
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        constexpr std::size_t movieSize = 4;
+        constexpr std::uint32_t sizeLimit = 0x40000000;
+        const auto size = LoadLittle<std::uint32_t>(candidate.sector, movieSize);
+        return size < sizeLimit ? std::optional<std::int64_t>(size) : std::nullopt;
+    }
+};

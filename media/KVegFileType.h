@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/MeasuringScanner.h"
+
+/// Vegas projects, whose outermost chunk is the whole file. Source: Sony Wave64 format, the riff chunk.
+class KVegFileType final : public MeasuringScanner<KVegFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[104];
+    static constexpr FormatNotes Notes{.source = "Sony Wave64 format, the riff chunk",
+                                       .found = "Vegas projects.",
+                                       .end = "The size of the outermost chunk; exact.",
+                                       .limits = "Sizes of 2 GiB and more are not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+
+    static bool IsHeader(ByteSpan sector) {
+        constexpr std::size_t minSectorBytes = 33;
+        // The first half of the identifier of the riff chunk.
+        return sector.size() >= minSectorBytes && StartsWith(sector, PatternOf("riff\x2E\x91\xCF\x11"));
+    }
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        // The lower half of the chunk's size, signed.
+        constexpr std::size_t chunkSize = 16;
+        return static_cast<std::int32_t>(LoadLittle<std::uint32_t>(candidate.sector, chunkSize));
+    }
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/RiffScanner.h"
+
+/// Waveform audio whose first chunk is its format. Source: Multimedia Programming Interface and Data Specifications
+/// 1.0, "Waveform Audio File Format".
+class KWavFileType final : public RiffScanner<KWavFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[23];
+    static constexpr FormatNotes Notes{
+        .source = "Multimedia Programming Interface and Data Specifications 1.0, \"Waveform Audio File Format\"",
+        .found = "Waveform audio that begins with its format chunk.",
+        .end = "The header holds the size of what follows it; the size is reported without the 8 bytes in front.",
+        .limits = "A file whose first chunk is another one is not found, nor is one of 2 GiB or more."};
+    static constexpr Pattern<4> Signature = RiffSignature;
+    static constexpr auto FormType = PatternOf("WAVEfmt ");
+
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        return static_cast<std::int32_t>(LoadLittle<std::uint32_t>(candidate.sector, RiffSizeOffset));
+    }
+};

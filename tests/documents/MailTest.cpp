@@ -1,0 +1,365 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "tests/support/MailBuilder.h"
+#include "tests/support/Scan.h"
+
+namespace {
+
+using test::Bytes;
+using test::BytesOf;
+using test::Found;
+using test::Medium;
+using Finds = std::vector<Found>;
+
+constexpr std::int32_t Pst = 32;
+constexpr std::int32_t Dbx = 33;
+constexpr std::int32_t Eml = 34;
+constexpr std::int32_t Msg = 35;
+constexpr std::int32_t Mht = 89;
+
+TEST(MailFolders, HaveTheSizeOfTheirHeader) {
+    const struct {
+        std::int32_t type;
+        Bytes header;
+        std::optional<std::int64_t> size;
+    } cases[] = {
+        {Pst, test::PersonalFolders(255, 255), std::nullopt},
+        {Pst, test::PersonalFolders(256, 0x80000000), 256},
+        {Pst, test::PersonalFolders(0xFFFFFFFF, 300), 300},
+        {Pst, test::PersonalFolders(0xFFFFFFFF, 0x80000000), std::nullopt},
+        {Dbx, test::ExpressFolder(0), 4096},
+        {Dbx, test::ExpressFolder(0x7FFFEFFF), 0x7FFFFFFF},
+        {Dbx, test::ExpressFolder(0x7FFFF000), std::nullopt},
+        {Dbx, test::ExpressFolder(0xFFFFF0FF), std::nullopt},
+        {Dbx, test::ExpressFolder(0xFFFFF100), 256},
+    };
+    for (const auto& tested : cases) {
+        Medium medium;
+        medium.Put(2, tested.header).Put(4, tested.header).Grow(6);
+        const Finds expected = tested.size ? Finds{{2, *tested.size}, {4, *tested.size}} : Finds{};
+        EXPECT_EQ(test::ScanAtEverySplit(tested.type, medium), expected) << &tested - cases;
+    }
+    // The last field must fit the sector.
+    for (const auto& [type, header] :
+         {std::pair(Pst, test::PersonalFolders(600, 600)), {Dbx, test::ExpressFolder(0)}}) {
+        const auto fits = static_cast<std::int32_t>(type == Pst ? 192 : 128);
+        for (const std::int32_t sectorSize : {fits - 1, fits}) {
+            Medium medium(sectorSize);
+            medium.Put(0, header).Grow(3);
+            EXPECT_EQ(test::Scan(type, medium).size(), sectorSize == fits ? 1U : 0U) << sectorSize;
+        }
+    }
+}
+
+// ---- Web archives --------------------------------------------------------
+
+const std::string MhtHead = "MIME-Version: 1.0\r\nContent-Type: multipart/related;\r\n\tboundary=\"";
+
+Finds ScanArchive(const std::string& head, const std::string& tail, std::int64_t tailSector = 2) {
+    Medium medium;
+    medium.Put(1, head).Put(tailSector, tail).Grow(8);
+    return test::ScanAtEverySplit(Mht, medium);
+}
+
+TEST(WebArchive, NeedsItsThreeTextsInTheFirstBytes) {
+    ASSERT_EQ(MhtHead.size(), 64U);
+    const std::string end = "</xml>--";
+    const struct {
+        std::string head;
+        bool isHeader;
+    } cases[] = {
+        {MhtHead + "b\"", true},
+        {" " + MhtHead + "b\"", false},
+        {"boundary=\"b\"Content-Type: multipart/related MIME-Version: 1.0", true},
+        {"boundary=b\"Content-Type: multipart/related MIME-Version: 1.0", false},
+        {"mIME-Version: 1.0\r\nContent-Type: multipart/related; boundary=\"b\"", false},
+        {std::string(1, '\0') + MhtHead.substr(0, 51) + "boundary=\"b\"", false},
+        {"MIMIC " + MhtHead.substr(0, 17) + MhtHead.substr(19, 31) + "boundary=\"b\"", true},
+    };
+    for (const auto& tested : cases) {
+        const Finds expected = tested.isHeader ? Finds{{1, 512 + 6 + 3}} : Finds{};
+        EXPECT_EQ(ScanArchive(tested.head, "</xml>b--"), expected) << tested.head;
+    }
+    Medium medium(64);
+    medium.Put(0, MhtHead).Put(5, "</xml>").Grow(8);
+    EXPECT_EQ(test::Scan(Mht, medium), Finds{}) << "a sector of 64 bytes is too small";
+}
+
+TEST(WebArchive, EndsAtItsClosingBoundaryCloseBehindTheList) {
+    const auto gap = [](std::size_t count) {
+        return "</xml>" + std::string(count - 6, ' ');
+    };
+    const struct {
+        std::string boundary;
+        std::string tail;
+        std::int64_t end;  // in the tail's sector; 0 for none
+    } cases[] = {
+        {"abc\"", gap(41) + "abc--", 46},
+        {"abc\"", gap(42) + "abc--", 0},
+        {"abc\"", "</xml>" + gap(41) + "abc--", 0},
+        {"\"", gap(10) + "--", 12},
+        // No closing quote in reach, and a zero in front of it: no boundary.
+        {std::string(64, 'b') + "\"", "12" + gap(9), 2},
+        {std::string("ab\0\"", 4), "12" + gap(9), 2},
+        {std::string(39, 'b') + "\"", gap(6) + std::string(39, 'b') + "--", 0},
+        {std::string(38, 'b') + "\"", gap(6) + std::string(38, 'b') + "--", 46},
+    };
+    for (const auto& tested : cases) {
+        const Finds expected = tested.end != 0 ? Finds{{1, 512 + tested.end}} : Finds{};
+        EXPECT_EQ(ScanArchive(MhtHead + tested.boundary, tested.tail), expected) << &tested - cases;
+    }
+    // The next header closes an archive without an end; the closing boundary may reach into the next sector of the
+    // block.
+    Medium medium;
+    medium.Put(0, MhtHead + "b\"").Put(3, MhtHead + "bc\"").Put(5, std::string(506, ' ') + "</xml> bc--").Grow(8);
+    EXPECT_EQ(test::Scan(Mht, medium), (Finds{{0, 1536}, {3, 1024 + 517}}));
+}
+
+// ---- Messages ------------------------------------------------------------
+
+std::size_t FindPlain(const Bytes& bytes, const std::string& text, std::size_t from, std::size_t to) {
+    for (std::size_t at = from; at < to; ++at) {
+        if (at + text.size() <= bytes.size() && std::memcmp(bytes.data() + at, text.data(), text.size()) == 0) {
+            return at;
+        }
+    }
+    return std::string::npos;
+}
+
+// The rule of a message view by view, slow and plain, on a medium that ends in zeros; its length if its end is found.
+std::optional<std::int64_t> ReferenceMessage(const Medium& medium, std::int64_t sector, std::int64_t maxSize) {
+    const auto n = static_cast<std::size_t>(medium.SectorSize());
+    std::optional<std::string> marker;
+    std::int64_t length = 0;
+    // Behind the medium there are zeros only, and no match.
+    const std::int64_t views = std::min(maxSize / medium.SectorSize() + 1, medium.SectorCount() - sector);
+    for (std::int64_t k = 0; k < views; ++k, length += medium.SectorSize()) {
+        Bytes view(4096);
+        const auto from = static_cast<std::size_t>(sector + k) * n;
+        for (std::size_t i = 0; i < 2 * n && from + i < medium.Data().size(); ++i) {
+            view[i] = medium.Data()[from + i];
+        }
+        if (marker) {
+            if (const std::size_t at = FindPlain(view, *marker, 0, n); at != std::string::npos) {
+                return length + static_cast<std::int64_t>(at + marker->size());
+            }
+            continue;
+        }
+        const std::size_t name = FindPlain(view, "\r\nContent-Type:", 0, n);
+        if (name == std::string::npos) {
+            continue;
+        }
+        std::size_t searchFrom = 7;
+        if (FindPlain(view, " text/", name + 15, name + 16) != std::string::npos) {
+            marker = "</html>";
+        } else {
+            std::size_t value = FindPlain(view, "boundary=", name + 15, name + 15 + 256);
+            if (value == std::string::npos) {
+                return std::nullopt;
+            }
+            value += 9;
+            const bool quoted = view[value] == '"';
+            value += quoted ? 1 : 0;
+            const std::size_t end = FindPlain(view, quoted ? "\"\r\n" : "\r\n", value, value + 256);
+            if (end == std::string::npos || end == value) {
+                return length;
+            }
+            marker = "--" +
+                     std::string(view.begin() + static_cast<std::ptrdiff_t>(value),
+                                 view.begin() + static_cast<std::ptrdiff_t>(end)) +
+                     "--";
+            searchFrom = end;
+        }
+        if (const std::size_t at = FindPlain(view, *marker, searchFrom, n); at != std::string::npos) {
+            return length + static_cast<std::int64_t>(at);
+        }
+    }
+    return std::nullopt;
+}
+
+Finds ReferenceMessages(const Medium& medium, std::int64_t maxSize) {
+    Finds finds;
+    Found last{0, 0};
+    const auto n = static_cast<std::size_t>(medium.SectorSize());
+    for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
+        const std::size_t from = static_cast<std::size_t>(sector) * n;
+        if (FindPlain(medium.Data(), "Received:", from, from + 1) == std::string::npos &&
+            FindPlain(medium.Data(), "\r\nReceived:", from, from + 256) == std::string::npos) {
+            continue;
+        }
+        const auto length = ReferenceMessage(medium, sector, maxSize);
+        if (!length) {
+            continue;
+        }
+        const Found found{sector, std::min(*length, maxSize)};
+        if (sector < last.startSector + last.size &&
+            last.size >= (sector - last.startSector) * medium.SectorSize() + found.size) {
+            continue;
+        }
+        finds.push_back(found);
+        last = found;
+    }
+    return finds;
+}
+
+// Mail in pieces: whole headers and markers, broken ones, and what lies in between, of all lengths.
+Bytes MailLike(test::Noise& noise, std::size_t size) {
+    const std::string pieces[] = {"Received:",
+                                  "\r\nReceived: x",
+                                  "\r\nContent-Type:",
+                                  "\r\nContent-Type: text/html\r\n",
+                                  "\r\nContent-Type: multipart; boundary=b1\r\n",
+                                  "boundary=\"b 2\"\r\n",
+                                  "\r\nContent-Type: multipart; boundary=\"xxx=17\"\r\n",
+                                  "boundary=\r\n",
+                                  "boundary=\"\r\n",
+                                  "</html>",
+                                  "--b1--",
+                                  "--b 2--",
+                                  "--xxx=17--",
+                                  "xxx=17--",
+                                  "\r\n",
+                                  "--",
+                                  "-----",
+                                  "</htm",
+                                  "content-type: text/html"};
+    std::string text;
+    while (text.size() < size) {
+        if (noise.Below(3) == 0) {
+            text += pieces[noise.Below(std::size(pieces))];
+        }
+        text.append(noise.Below(noise.Below(9) == 0 ? 900 : 60), "a-\r "[noise.Below(4)]);
+        if (noise.Below(3) == 0) {
+            text.append((512 - text.size() % 512) % 512, ' ').append("Received:");
+        }
+    }
+    text.resize(size);
+    return BytesOf(text);
+}
+
+TEST(Message, FollowsTheRuleOnRandomMedia) {
+    test::Noise noise(34);
+    std::size_t finds = 0;
+    for (const std::int32_t sectorSize : {512, 520, 1024, 2048}) {
+        for (int round = 0; round < 150; ++round) {
+            Medium medium(sectorSize, MailLike(noise, static_cast<std::size_t>(sectorSize) * (20 + noise.Below(60))));
+            const std::int64_t maxSize = round % 3 == 0 ? 0x500000 : static_cast<std::int64_t>(1 + noise.Below(20000));
+            const Finds expected = ReferenceMessages(medium, maxSize);
+            const test::TypePtr type = test::CreateType(Eml);
+            ASSERT_EQ(test::Scan(*type, medium, test::RandomBlocks(medium, noise), maxSize), expected)
+                << sectorSize << ", round " << round;
+            finds += expected.size();
+        }
+    }
+    EXPECT_GT(finds, 2000U);
+}
+
+// Markers that come far behind their messages, or never: beyond what is kept in mind of the bytes ahead.
+TEST(Message, FollowsTheRuleWhereMarkersAreFarAhead) {
+    test::Noise noise(35);
+    constexpr std::int64_t sectors = 24 * 2048;
+    Medium medium;
+    medium.Grow(sectors);
+    for (int message = 0; message < 80; ++message) {
+        const auto start = static_cast<std::int64_t>(noise.Below(sectors - 1));
+        const std::string boundary = "part-" + std::to_string(noise.Below(40));
+        medium.Put(start, "Received: x\r\nContent-Type: multipart/mixed; boundary=" + boundary + "\r\n");
+        const std::int64_t end = start + 1 + static_cast<std::int64_t>(noise.Below(12000));
+        if (end < sectors) {
+            medium.Put(end, std::string(noise.Below(500), '-') + "--" + boundary + "--");
+        }
+    }
+    const Finds expected = ReferenceMessages(medium, 0x500000);
+    EXPECT_EQ(test::Scan(Eml, medium, 2048), expected);
+    EXPECT_GT(expected.size(), 20U);
+}
+
+TEST(Message, RemembersTheLastOneOverScansAndTakesItsBytesForSectors) {
+    const std::string mail = "Received: x\r\nContent-Type: multipart/mixed; boundary=b\r\n";
+    Medium medium;
+    medium.Put(0, mail).Put(4, mail + std::string(600, ' ') + "--b--").Grow(8);
+    const test::TypePtr type = test::CreateType(Eml);
+    const auto scan = [&] {
+        test::RecordingSink sink;
+        const SectorBlock block = test::BlockOf(medium);
+        type->BeginScan();
+        type->ScanBlock(&block, &sink);
+        type->EndScan();
+        return sink.finds.size();
+    };
+    EXPECT_EQ(scan(), 1U) << "the second one lies in the first";
+    EXPECT_EQ(scan(), 0U) << "both lie in the last one reported";
+    Medium large(4096);
+    large.Put(0, mail + std::string(600, ' ') + "--b--").Grow(2);
+    EXPECT_EQ(test::Scan(Eml, large), Finds{});
+}
+
+// ---- Stored messages -----------------------------------------------------
+
+TEST(StoredMessage, EndsWithTheEntriesOfItsTable) {
+    const auto without = [](Bytes bytes, std::size_t at) {
+        bytes[at] ^= 0xFF;
+        return bytes;
+    };
+    const std::size_t table = 5 * 512;
+    const struct {
+        Bytes file;
+        std::int64_t size;  // 0: not reported
+        std::int64_t cap = 0x500000;
+    } cases[] = {
+        {test::StoredMessage(), 6 * 512},
+        {without(test::StoredMessage(), 512), 0},            // no directory
+        {without(test::StoredMessage(), table + 4), 0},      // another table
+        {without(test::StoredMessage(), table + 5 * 4), 0},  // no end of a chain
+        // 125 entries and two more fill the sector; one more begins the next.
+        {test::StoredMessage(125, 1), 6 * 512},
+        {test::StoredMessage(125, 2), 7 * 512},
+        {test::StoredMessage(5, 300), 8 * 512},
+        // The end of the chain and the entry behind it lie in the first ten sectors of the table.
+        {test::StoredMessage(1278, 1), 16 * 512},
+        {test::StoredMessage(1279, 1), 0},
+        {test::StoredMessage(), 6 * 512, 6 * 512},
+        {test::StoredMessage(), 0, 6 * 512 - 1},
+        // No free entry where it is looked for.
+        {test::StoredMessage(5, 900), 0, 3600},
+    };
+    for (const auto& tested : cases) {
+        Medium medium;
+        medium.Put(1, tested.file).Put(20, tested.file).Grow(60);
+        const Finds expected = tested.size != 0 ? Finds{{1, tested.size}, {20, tested.size}} : Finds{};
+        EXPECT_EQ(test::Scan(Msg, medium, 0, tested.cap), expected) << &tested - cases;
+    }
+}
+
+// Many messages in front of one free entry: what the first has read of the entries holds for the others.
+TEST(StoredMessage, CountsEntriesAheadAsIfItWereAlone) {
+    constexpr std::int64_t messages = 12;
+    constexpr std::size_t firstEntry = 5 * 512 + 28;
+    test::Noise noise(36);
+    Medium medium;
+    for (std::int64_t i = 0; i < messages; ++i) {
+        Bytes file = test::StoredMessage();
+        for (std::size_t at = firstEntry; at < file.size(); at += 4) {
+            file[at] = noise.Below(2) == 0 ? 0xFD : 0xFC;
+        }
+        medium.Put(i * 6, file);
+    }
+    medium.Put(messages * 6, Bytes(512, 0xFF));
+    Finds expected;
+    for (std::int64_t i = 0; i < messages; ++i) {
+        const auto start = static_cast<std::size_t>(i * 6 * 512);
+        std::int64_t length = firstEntry + 4;
+        for (std::size_t at = start + firstEntry; at < medium.Data().size() - 512; at += 4) {
+            length += std::memcmp(&medium.Data()[at], "\xFD\xFF\xFF\xFF", 4) == 0 ? 4 : 0;
+        }
+        expected.push_back({i * 6, (length + 511) / 512 * 512});
+    }
+    EXPECT_EQ(test::ScanAtEverySplit(Msg, medium), expected);
+}
+
+}  // namespace

@@ -1,0 +1,271 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tests/support/Scan.h"
+
+namespace {
+
+using namespace std::string_literals;
+using test::Bytes;
+using test::BytesOf;
+using test::Found;
+using test::Join;
+using test::Medium;
+using test::Noise;
+using Finds = std::vector<Found>;
+
+constexpr std::int32_t Mid = 90;
+constexpr std::int32_t Ogg = 95;
+constexpr std::int32_t Rm = 112;
+
+Bytes Big(std::uint64_t value, int bytes) {
+    Bytes number;
+    while (bytes > 0) {
+        number.push_back(static_cast<std::uint8_t>(value >> (8U * static_cast<unsigned>(--bytes))));
+    }
+    return number;
+}
+
+// The first bytes of a chunk of this type that is `size` bytes long, at least 32.
+Bytes Chunk(std::int32_t index, std::uint32_t size, std::uint64_t choice = 0) {
+    if (index == Mid) {
+        return Join({BytesOf("MTrk"), Big(size - 8, 4)});
+    }
+    if (index == Rm) {
+        constexpr std::string_view names = "PROPCONTMDPRINDXDATA";
+        const std::uint64_t name = choice % 5;
+        return Join({BytesOf(names.substr(name * 4, 4)), Big(name == 4 ? size + 10 : size, 4)});
+    }
+    const std::uint32_t segments = (size - 27 + 255) / 256;
+    Bytes lengths(segments, 0xFF);
+    lengths.back() = static_cast<std::uint8_t>(size - 27 - segments - 255 * (segments - 1));
+    return Join({BytesOf("OggS\0"s + (choice % 4 == 0 ? '\2' : '\0')), Bytes(20, 0x55), Big(segments, 1), lengths});
+}
+
+Bytes Header(std::int32_t index, std::uint32_t count) {
+    return index == Mid ? Join({BytesOf("MThd\0\0\0\6\0\1"s), Big(count, 2), Big(96, 2)})
+                        : Join({BytesOf(".RMF\0\0\0\x12\0\0\0\0\0\0"s), Big(count, 4)});
+}
+
+// What the rules say without any shortcut, for sectors of 512 bytes.
+Finds Literal(std::int32_t index, const Medium& medium, std::int64_t cap) {
+    const Bytes& data = medium.Data();
+    const auto at = [&](std::uint64_t from, std::size_t count) {
+        std::string bytes(count, '\0');
+        for (std::size_t i = 0; i < count && from + i < data.size(); ++i) {
+            bytes[i] = static_cast<char>(data[from + i]);
+        }
+        return bytes;
+    };
+    const auto number = [&](std::uint64_t from, std::size_t count) {
+        std::uint64_t value = 0;
+        for (const char byte : at(from, count)) {
+            value = value << 8U | static_cast<std::uint8_t>(byte);
+        }
+        return value;
+    };
+    Finds finds;
+    std::int64_t firstFree = 0;
+    for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
+        const auto start = static_cast<std::uint64_t>(sector) * 512;
+        std::uint64_t place = start;
+        std::int64_t size = 0;
+        if (index == Mid && at(start, 8) == "MThd\0\0\0\6"s) {
+            place += 14;
+            for (auto tracks = static_cast<std::int16_t>(number(start + 10, 2)); tracks > 0; --tracks) {
+                if (at(place, 4) != "MTrk") {
+                    break;
+                }
+                place += 8 + number(place + 4, 4);
+            }
+            size = static_cast<std::int64_t>(place - start);
+        } else if (index == Ogg && at(start, 4) == "OggS" && (number(start + 5, 1) & 2U) != 0) {
+            for (int pages = 0; pages < 20000 && at(place, 4) == "OggS"; ++pages) {
+                const std::uint64_t segments = number(place + 26, 1);
+                std::uint64_t content = 0;
+                for (const char length : at(place + 27, segments)) {
+                    content += static_cast<std::uint8_t>(length);
+                }
+                place += 27 + segments + content;
+            }
+            size = static_cast<std::int64_t>(place - start);
+        } else if (index == Rm && sector >= firstFree && at(start, 8) == ".RMF\0\0\0\x12"s) {
+            std::uint32_t sum = 18;
+            place += 18;
+            auto left = static_cast<std::uint32_t>(number(start + 14, 4) - 1);
+            for (; left > 0; --left) {
+                const std::string name = at(place, 4);
+                const auto step = static_cast<std::uint32_t>(number(place + 4, 4) - (name == "DATA" ? 10 : 0));
+                if ("PROP CONT MDPR INDX DATA"s.find(name) == std::string::npos || step < 8) {
+                    break;
+                }
+                place += step;
+                sum += step;
+            }
+            size = left == 0 ? static_cast<std::int32_t>(sum) : 0;
+        }
+        if (size >= (index == Rm ? 256 : 512)) {
+            finds.push_back({sector, std::min(size, cap)});
+            firstFree = sector + (finds.back().size + 511) / 512;
+        }
+    }
+    return finds;
+}
+
+// Long chains of small chunks. Now and then one covers a sector start where a file begins whose own chain joins the
+// long one behind it, or ends with it. `files` of 16 chunks do, `breaks` of 4096 are no chunks.
+Bytes Chains(std::int32_t index, std::int64_t sectors, std::uint64_t files, std::uint64_t breaks, Noise& noise) {
+    Bytes medium(static_cast<std::size_t>(sectors) * 512);
+    const auto put = [&](std::size_t place, Bytes bytes) {
+        if (noise.Below(4096) < breaks) {
+            bytes[1] = '?';
+        }
+        bytes.resize(std::min(bytes.size(), medium.size() - place));
+        std::ranges::copy(bytes, medium.begin() + static_cast<std::ptrdiff_t>(place));
+    };
+    for (std::size_t place = 0; place < medium.size();) {
+        std::size_t next = place + 32 + noise.Below(64);
+        std::size_t file = (place + 300) / 512 * 512;
+        if (file < place + 100 || noise.Below(16) >= files) {
+            put(place, Chunk(index, static_cast<std::uint32_t>(next - place), noise.Next()));
+            place = next;
+            continue;
+        }
+        next = file + 100 + noise.Below(noise.Below(8) == 0 ? 9000 : 300);
+        put(place, Chunk(index, static_cast<std::uint32_t>(next - place), noise.Next() | 1U));
+        if (index != Ogg && file < medium.size()) {
+            const std::uint64_t most = std::uint64_t{1} << noise.Below(index == Mid ? 17 : 33);
+            put(file, Header(index, static_cast<std::uint32_t>(noise.Below(most))));
+            file += index == Mid ? 14 : 18;
+        }
+        for (std::uint64_t kind = 0; file < std::min(next, medium.size()); kind = noise.Next()) {
+            const std::size_t left = next - file;
+            const std::size_t size = left < 80 ? left : 32 + noise.Below(std::min<std::size_t>(left / 2, 80) - 32 + 1);
+            put(file, Chunk(index, static_cast<std::uint32_t>(size), kind));
+            file += size;
+        }
+        place = next;
+    }
+    return medium;
+}
+
+class ChunkFiles : public testing::TestWithParam<std::int32_t> {};
+
+TEST_P(ChunkFiles, AreMeasuredAsWithoutAMemory) {
+    Noise noise(31);
+    std::size_t finds = 0;
+    for (int round = 0; round < 40; ++round) {
+        Medium medium(512, Chains(GetParam(), 400, noise.Below(8) + 1, noise.Below(2) * 4, noise));
+        const auto cap = static_cast<std::int64_t>(round % 2 == 0 ? 1 + noise.Below(100000) : 0x40000000);
+        const Finds expected = Literal(GetParam(), medium, cap);
+        const test::TypePtr type = test::CreateType(GetParam());
+        ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise), cap), expected) << "round " << round;
+        finds += expected.size();
+    }
+    EXPECT_GT(finds, 200U);
+    // More chunks than a memory has places.
+    Medium longest(512, Chains(GetParam(), 3000, 8, 0, noise));
+    EXPECT_EQ(Scan(GetParam(), longest, 100, 0x40000000), Literal(GetParam(), longest, 0x40000000));
+}
+
+TEST_P(ChunkFiles, ManyOnOneChainCostLittleMoreThanOne) {
+    Noise noise(7);
+    Medium medium(512, Chains(GetParam(), 12000, 16, 0, noise));
+    // Counts that no walk comes to the end of.
+    for (std::size_t file = 0; file < medium.Data().size(); file += 512) {
+        const std::uint8_t first = medium.Data()[file];
+        if (first == 'M' || first == '.') {
+            medium.Data()[file + (first == 'M' ? 10 : 14)] = 0x7F;
+        }
+    }
+    Scan(GetParam(), medium, 2048);
+    // A walk to the end of the medium asks a hundred times and more.
+    EXPECT_LT(medium.requests.size(), 6U * 12000);
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, ChunkFiles, testing::Values(Mid, Ogg, Rm));
+
+Finds ScanParts(std::int32_t index, std::initializer_list<Bytes> parts, std::int32_t sectorSize = 512) {
+    Medium medium(sectorSize);
+    medium.Put(3, Join(parts)).Grow(40);
+    return test::ScanAtEverySplit(index, medium);
+}
+
+Bytes Whole(Bytes chunk, std::size_t size) {
+    chunk.resize(size, 0x33);
+    return chunk;
+}
+
+TEST(MidiFiles, EndBehindTheTracksThatTheHeaderCounts) {
+    const Bytes track = Whole(Chunk(Mid, 249), 249);
+    EXPECT_EQ(ScanParts(Mid, {Header(Mid, 2), track, track}), (Finds{{3, 512}}));
+    EXPECT_EQ(ScanParts(Mid, {Header(Mid, 9), track, track, BytesOf("MTrK")}), (Finds{{3, 512}}));
+    EXPECT_EQ(ScanParts(Mid, {Header(Mid, 1), track, track}), Finds{});
+    EXPECT_EQ(ScanParts(Mid, {Header(Mid, 0x8000), track, track}), Finds{});
+    EXPECT_EQ(ScanParts(Mid, {Header(Mid, 1), BytesOf("MTrk\xFF\xFF\xFF\xFF")}), (Finds{{3, 0xA00000}})) << "unsigned";
+    EXPECT_EQ(ScanParts(Mid, {Header(Mid, 2), track, track}, 9), (Finds{{3, 512}}));
+    EXPECT_EQ(ScanParts(Mid, {Header(Mid, 2), track, track}, 8), Finds{});
+}
+
+TEST(OggFiles, EndBehindTheLastPageInARow) {
+    Bytes pages;
+    for (int page = 0; page < 20001; ++page) {
+        const Bytes chunk = Whole(Chunk(Ogg, 40, page == 0 ? 0 : 1), 40);
+        pages.insert(pages.end(), chunk.begin(), chunk.end());
+    }
+    Medium medium;
+    medium.Put(1, pages);
+    EXPECT_EQ(Scan(Ogg, medium), (Finds{{1, 20000 * 40}}));
+    const Bytes first = Whole(Chunk(Ogg, 256), 256);
+    EXPECT_EQ(ScanParts(Ogg, {first, first}), (Finds{{3, 512}}));
+    EXPECT_EQ(ScanParts(Ogg, {Whole(Chunk(Ogg, 511), 511)}), Finds{});
+    EXPECT_EQ(ScanParts(Ogg, {Whole(Chunk(Ogg, 512, 1), 512)}), Finds{}) << "not the first page of a stream";
+    EXPECT_EQ(ScanParts(Ogg, {first, first}, 81), (Finds{{3, 512}}));
+    EXPECT_EQ(ScanParts(Ogg, {first, first}, 80), Finds{});
+}
+
+TEST(RealMediaFiles, HaveAsManyChunksAsTheHeaderCounts) {
+    const Bytes chunk = Whole(Chunk(Rm, 119), 119);
+    const Bytes data = Whole(Chunk(Rm, 119, 4), 119);
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 3), chunk, data}), (Finds{{3, 256}}));
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 2), chunk, data}), Finds{}) << "too small";
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 5), chunk, data, BytesOf("XXXX"), chunk}), Finds{});
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 0), chunk, data}), Finds{});
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 4), chunk, chunk, BytesOf("CONT\0\0\0\7"s)}), Finds{});
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 4), chunk, chunk, BytesOf("CONT\0\0\0\x8"s)}), (Finds{{3, 264}}));
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 2), BytesOf("CONT\x7F\xFF\xFF\xED")}), (Finds{{3, 0x7FFF0000}}));
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 2), BytesOf("CONT\x7F\xFF\xFF\xEE")}), Finds{}) << "signed";
+    // Less than what a data chunk lacks: the step is close to 4 GiB and the size wraps.
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 3), BytesOf("INDX\0\0\2\0"s), Bytes(504), BytesOf("DATA\0\0\0\5"s)}),
+              (Finds{{3, 525}}));
+    EXPECT_EQ(ScanParts(Rm, {Header(Rm, 3), chunk, data}, 511), Finds{});
+}
+
+TEST(RealMediaFiles, NothingBeginsInsideTheLastOneUntilTheScanEnds) {
+    Medium medium;
+    const auto file = [&](std::int64_t sector, std::uint32_t size) {
+        medium.Put(sector, Join({Header(Rm, 2), Chunk(Rm, size - 18)}));
+    };
+    file(1, 3 * 512 + 1);
+    file(2, 600);
+    file(4, 600);
+    file(5, 600);
+    medium.Grow(12);
+    EXPECT_EQ(test::ScanAtEverySplit(Rm, medium), (Finds{{1, 3 * 512 + 1}, {5, 600}}));
+    EXPECT_EQ(Scan(Rm, medium, 0, 1024), (Finds{{1, 1024}, {4, 600}})) << "the size as reported";
+
+    // A file at sector 0 of the stream counts as none, and the next scan knows nothing of this one's.
+    const test::TypePtr type = test::CreateType(Rm);
+    for (const std::int64_t shift : {-2, 0, 0}) {
+        medium.streamShift = shift;
+        test::RecordingSink sink;
+        const SectorBlock block = BlockOf(medium);
+        type->ScanBlock(&block, &sink);
+        EXPECT_EQ(sink.finds.size(), shift == 0 ? 2U : 3U);
+        type->EndScan();
+    }
+}
+
+}  // namespace

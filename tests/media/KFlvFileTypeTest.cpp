@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "tests/support/Scan.h"
+
+namespace {
+
+using namespace std::string_literals;
+using test::BytesOf;
+using test::Found;
+using test::Medium;
+using test::Noise;
+using Finds = std::vector<Found>;
+
+constexpr std::int32_t Flv = 108;
+const std::string Key = "\x08\x66ilesize\0"s;
+
+std::string Flash(std::uint32_t tagBytes, char tagType = '\x12') {
+    return "FLV\1\5\0\0\0\x09\0\0\0\0"s + tagType + static_cast<char>(tagBytes >> 16U) +
+           static_cast<char>(tagBytes >> 8U) + static_cast<char>(tagBytes) + std::string(7, '\0');
+}
+
+std::string Number(double value) {
+    const auto bits = std::bit_cast<std::uint64_t>(value);
+    std::string text;
+    for (unsigned shift = 64; shift > 0; shift -= 8) {
+        text.push_back(static_cast<char>(bits >> (shift - 8)));
+    }
+    return text;
+}
+
+Finds ScanText(const std::string& file) {
+    Medium medium;
+    medium.Put(2, file).Grow(12);
+    return test::ScanAtEverySplit(Flv, medium);
+}
+
+TEST(FlashVideo, TheFirstFilesizeOfTheScriptDataIsTheSize) {
+    const auto sized = [](double size) {
+        return Flash(1000) + "\2\0\12onMetaData\0"s + Key + Number(size);
+    };
+    const std::pair<double, std::int64_t> sizes[] = {{12345.9, 12345},
+                                                     {-7.5, -7},
+                                                     {0, 0},
+                                                     {1e15, 1000000000000000},
+                                                     {-0x1p63, std::numeric_limits<std::int64_t>::min()}};
+    for (const auto& [number, size] : sizes) {
+        EXPECT_EQ(ScanText(sized(number)), (Finds{{2, size}})) << number;
+    }
+    for (const double number : {0x1p63, -0x1.0000000000001p63, HUGE_VAL, -HUGE_VAL, std::nan("")}) {
+        EXPECT_EQ(ScanText(sized(number)), Finds{}) << number;
+    }
+    EXPECT_EQ(ScanText(sized(5) + Key + Number(6)), (Finds{{2, 5}}));
+    EXPECT_EQ(ScanText(sized(std::nan("")) + Key + Number(6)), Finds{});
+    const std::string padding(100, 'x');
+    EXPECT_EQ(ScanText(Flash(118) + padding + Key + Number(9)), (Finds{{2, 9}}));
+    EXPECT_EQ(ScanText(Flash(117) + padding + Key + Number(9)), Finds{}) << "the number reaches out of the tag";
+    EXPECT_EQ(ScanText(Flash(1000, 8) + Key + Number(9)), Finds{});
+    EXPECT_EQ(ScanText(Flash(0) + Key + Number(9)), Finds{});
+    EXPECT_EQ(ScanText(Flash(1000) + "\x08\x46ilesize\0"s + Number(9)), Finds{});
+}
+
+TEST(FlashVideo, AKeyAcrossTwoOfThePiecesReadIsSeen) {
+    for (std::size_t key = 32768 - Key.size(); key <= 32768; ++key) {
+        const std::string head = Flash(40000);
+        Medium medium;
+        medium.Put(0, head + std::string(key - head.size(), '\x08') + Key + Number(77)).Grow(100);
+        EXPECT_EQ(Scan(Flv, medium, 16), (Finds{{0, 77}})) << key;
+    }
+}
+
+// Heads whose tags reach over one another and over keys that stand anywhere.
+TEST(FlashVideo, IsFoundAsIfEveryTagWereReadWhole) {
+    Noise noise(5);
+    std::size_t finds = 0;
+    for (int round = 0; round < 60; ++round) {
+        Medium medium;
+        medium.Grow(400);
+        std::string bytes(medium.Data().size(), '\0');
+        for (std::uint64_t keys = noise.Below(12); keys > 0; --keys) {
+            const std::string key = Key + Number(static_cast<double>(keys));
+            bytes.replace(noise.Below(bytes.size() - 30), noise.Below(4) == 0 ? Key.size() : key.size(), key);
+        }
+        bytes.resize(medium.Data().size());
+        for (std::uint64_t heads = noise.Below(200); heads > 0; --heads) {
+            const std::string head =
+                Flash(static_cast<std::uint32_t>(noise.Below(std::uint64_t{1} << noise.Below(20))));
+            bytes.replace(noise.Below(400) * 512, head.size(), head);
+        }
+        medium.Put(0, bytes);
+
+        Finds expected;
+        for (std::size_t start = 0; start < bytes.size(); start += 512) {
+            if (bytes.compare(start, 4, "FLV\1") != 0) {
+                continue;
+            }
+            const auto byte = [&](std::size_t at) {
+                return static_cast<std::uint8_t>(bytes[start + at]);
+            };
+            const std::size_t length = byte(14) * 65536U + byte(15) * 256U + byte(16);
+            const std::string tag = bytes.substr(start + 24, length);
+            const std::size_t key = tag.find(Key);
+            if (key != std::string::npos && key + 18 <= tag.size()) {
+                std::uint64_t bits = 0;
+                for (std::size_t i = 0; i < 8; ++i) {
+                    bits = bits << 8U | static_cast<std::uint8_t>(tag[key + 10 + i]);
+                }
+                expected.push_back(
+                    {static_cast<std::int64_t>(start / 512), static_cast<std::int64_t>(std::bit_cast<double>(bits))});
+            }
+        }
+        const test::TypePtr type = test::CreateType(Flv);
+        ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise)), expected) << "round " << round;
+        finds += expected.size();
+    }
+    EXPECT_GT(finds, 300U);
+}
+
+TEST(FlashVideo, TagsThatReachOverOneAnotherAreSearchedOnce) {
+    Medium medium;
+    for (std::int64_t sector = 0; sector < 4096; ++sector) {
+        medium.Put(sector, Flash(0xFFFFFF));
+    }
+    EXPECT_EQ(Scan(Flv, medium, 512), Finds{});
+    // 18 MiB in pieces of 32 KiB, and a little for every tag's last sector.
+    EXPECT_LT(medium.requests.size(), 576U + 2 * 4096);
+}
+
+}  // namespace

@@ -1,0 +1,84 @@
+#include "tests/support/TiffBuilder.h"
+
+#include <algorithm>
+#include <array>
+
+namespace test {
+
+namespace {
+
+std::size_t WidthOf(std::uint16_t type) {
+    // By type, from BYTE to DOUBLE; the two of rationals are given as separate values.
+    constexpr std::array<std::size_t, 13> widths{1, 1, 1, 2, 4, 4, 1, 1, 2, 4, 4, 4, 4};
+    return type < widths.size() ? widths[type] : 1;
+}
+
+}  // namespace
+
+TiffField TiffText(std::uint16_t tag, std::string_view text) {
+    TiffField field{tag, TiffAscii, {text.begin(), text.end()}};
+    field.values.push_back(0);
+    return field;
+}
+
+TiffBuilder::TiffBuilder(bool bigEndian, const Bytes& behindHeader) : bigEndian_(bigEndian) {
+    file_ = BytesOf(bigEndian ? "MM" : "II");
+    Put(42, 2);
+    Put(0, 4);
+    file_.insert(file_.end(), behindHeader.begin(), behindHeader.end());
+}
+
+std::uint32_t TiffBuilder::Append(const Bytes& data) {
+    file_.resize((file_.size() + 1) / 2 * 2);
+    const auto offset = static_cast<std::uint32_t>(file_.size());
+    file_.insert(file_.end(), data.begin(), data.end());
+    return offset;
+}
+
+std::uint32_t TiffBuilder::AppendDirectory(const std::vector<TiffField>& fields, bool isChained) {
+    constexpr std::size_t inlineBytes = 4;
+    std::vector<std::uint32_t> offsets;
+    for (const TiffField& field : fields) {
+        const std::size_t width = WidthOf(field.type);
+        offsets.push_back(Append({}));
+        if (width * field.values.size() > inlineBytes) {
+            std::ranges::for_each(field.values, [&](std::uint32_t value) { Put(value, width); });
+        }
+    }
+    const std::uint32_t start = Append({});
+    Put(static_cast<std::uint32_t>(fields.size()), 2);
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        const TiffField& field = fields[i];
+        const std::size_t width = WidthOf(field.type);
+        Put(field.tag, 2);
+        Put(field.type, 2);
+        Put(static_cast<std::uint32_t>(field.values.size()), 4);
+        const std::size_t valueField = file_.size();
+        if (width * field.values.size() > inlineBytes) {
+            Put(offsets[i], 4);
+        } else {
+            std::ranges::for_each(field.values, [&](std::uint32_t value) { Put(value, width); });
+            file_.resize(valueField + inlineBytes);
+        }
+    }
+    if (isChained) {
+        PutAt(link_, start, 4);
+        link_ = file_.size();
+    }
+    Put(0, 4);
+    return start;
+}
+
+void TiffBuilder::Put(std::uint32_t value, std::size_t width) {
+    const std::size_t offset = file_.size();
+    file_.resize(offset + width);
+    PutAt(offset, value, width);
+}
+
+void TiffBuilder::PutAt(std::size_t offset, std::uint32_t value, std::size_t width) {
+    for (std::size_t i = 0; i < width; ++i) {
+        file_[offset + (bigEndian_ ? width - 1 - i : i)] = static_cast<std::uint8_t>(value >> (8 * i));
+    }
+}
+
+}  // namespace test
