@@ -113,9 +113,19 @@ class PageWalk {
 public:
     PageWalk(MarkupReader& text, const PageStart& start) : text_(text), start_(start) {}
 
+    // Goes on behind markup that was followed from an earlier page's start, which has no end of a page in it.
+    void GoOnAt(std::int64_t at) {
+        text_.GoTo(at);
+        hasRoot_ = true;
+    }
+
+    // Where Run() has seen what ends the page, or stopped looking.
+    std::int64_t DecidedAt() const { return decidedAt_; }
+
     // Gives the page's length.
     std::optional<std::int64_t> Run() {
         while (text_.SkipToTag()) {
+            decidedAt_ = text_.At();
             if (const std::optional<std::int64_t> next = NextFile()) {
                 return EndOfText(*next);
             }
@@ -126,11 +136,22 @@ public:
             hasBody_ = hasBody_ || text_.StandsName(u"</body", true);
             text_.Next();
         }
-        return text_.At() < KHTMLFileType::WalkLimit ? EndOfText(text_.At()) : std::nullopt;
+        decidedAt_ = text_.At();
+        return decidedAt_ < KHTMLFileType::WalkLimit ? EndOfText(decidedAt_) : std::nullopt;
     }
 
 private:
-    std::optional<std::int64_t> EndOfText(std::int64_t end) const {
+    // Where the text ends without an end tag that is one for sure, or the next page begins.
+    std::optional<std::int64_t> EndOfText(std::int64_t end) {
+        if (text_.At() == end && !text_.IsZeroUpTo(SectorEnd(end))) {
+            // What fills the sector up is not this page's, and may begin like the rest of a string.
+            if (stringEnd_) {
+                return EndOfWhite(text_, *stringEnd_);
+            }
+            if (end < SectorEnd(1)) {
+                return std::nullopt;
+            }
+        }
         return start_.isSure || hasBody_ ? std::optional(end) : std::nullopt;
     }
 
@@ -155,10 +176,11 @@ private:
         if (!text_.Take(u">")) {
             return false;
         }
+        const std::int64_t end = text_.At();
         if (Word(u"\"'\\;)+,").find(text_.Peek()) != Word::npos) {
+            stringEnd_ = end;
             return false;
         }
-        const std::int64_t end = text_.At();
         text_.SkipWhite();
         const bool isComment = text_.Stands(u"-->");
         text_.GoTo(end);
@@ -251,19 +273,22 @@ private:
     const PageStart& start_;
     bool hasRoot_ = false;
     bool hasBody_ = false;
+    std::int64_t decidedAt_ = 0;
+    // The last end tag that looks like a string's part.
+    std::optional<std::int64_t> stringEnd_;
     // Of what is appended behind the root: elements that are open, and whether one holds text.
     std::int64_t open_ = 0;
     bool hasInnerText_ = false;
 };
 
-// The characters of the sector are text up to its end, or to zeros behind at least so many bytes.
-bool IsTextSector(ByteSpan sector, const TextForm& form) {
+// The sector begins with at least so many bytes of text.
+bool BeginsWithText(ByteSpan sector, const TextForm& form) {
     constexpr std::size_t minText = 64;
     std::size_t at = form.markBytes;
-    while (at + form.width <= sector.size() && IsTextChar(form.CharAt(sector, at))) {
+    while (at < minText && at + form.width <= sector.size() && IsTextChar(form.CharAt(sector, at))) {
         at += form.width;
     }
-    return at >= minText && (at + form.width > sector.size() || form.CharAt(sector, at) == 0);
+    return at >= minText;
 }
 
 }  // namespace
@@ -284,31 +309,40 @@ bool KHTMLFileType::IsHeader(ByteSpan sector) {
     }
     // What may follow in a first tag.
     return Word(u"!?hbmst").find(FoldLetter(form.CharAt(sector, at + form.width))) != Word::npos &&
-           IsTextSector(sector, form);
+           BeginsWithText(sector, form);
 }
 
 std::int32_t KHTMLFileType::Reset() {
-    knownEnd_ = NoSector;
+    followed_ = {};
     return WalkingScanner::Reset();
 }
 
 std::optional<std::int64_t> KHTMLFileType::Measure(const Candidate& candidate) {
-    isKnown_ = candidate.startSector < knownEnd_;
-    walked_ = 0;
-    const std::optional<std::int64_t> size = WalkingScanner::Measure(candidate);
-    const auto sectors = (static_cast<std::uint64_t>(walked_) + candidate.sector.size() - 1) / candidate.sector.size();
-    const auto end = static_cast<std::int64_t>(static_cast<std::uint64_t>(candidate.startSector) + sectors);
-    knownEnd_ = std::max(knownEnd_, end);
-    return size;
+    startSector_ = candidate.startSector;
+    const std::uint64_t sectors =
+        static_cast<std::uint64_t>(startSector_) - static_cast<std::uint64_t>(followed_.startSector);
+    const bool isNear = sectors <= static_cast<std::uint64_t>(WalkLimit);
+    offset_ = isNear ? static_cast<std::int64_t>(sectors) * candidate.block.sectorSize : MarkupReader::NoLimit;
+    return WalkingScanner::Measure(candidate);
 }
 
 std::optional<std::int64_t> KHTMLFileType::Walk(FileWindow& file) {
     MarkupReader text(file);
     const std::optional<PageStart> start = TakePageStart(text);
-    if (!start || (isKnown_ && !start->isSure)) {
+    const bool isInPage = offset_ < std::max(followed_.to, followed_.size.value_or(0));
+    if (!start || (isInPage && !start->isSure)) {
         return std::nullopt;
     }
-    const std::optional<std::int64_t> size = PageWalk(text, *start).Run();
-    walked_ = size.value_or(text.At());
+    PageWalk walk(text, *start);
+    if (offset_ < followed_.to && followed_.form.IsLike(text.Form())) {
+        if (followed_.size) {
+            return *followed_.size - offset_;
+        }
+        walk.GoOnAt(std::max(followed_.to - offset_, text.At()));
+    }
+    const std::optional<std::int64_t> size = walk.Run();
+    if (!isInPage || offset_ + walk.DecidedAt() > followed_.to) {
+        followed_ = {.startSector = startSector_, .form = text.Form(), .to = walk.DecidedAt(), .size = size};
+    }
     return size;
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <optional>
 
+#include "documents/MarkupReader.h"
 #include "frame/WalkingScanner.h"
 
 /// Web pages: HTML by its document type or by its first tags, and XML documents of that type. A page ends with its
@@ -36,12 +36,18 @@ public:
     std::optional<std::int64_t> Walk(FileWindow& file);
 
 private:
-    static constexpr std::int64_t NoSector = std::numeric_limits<std::int64_t>::min();
+    // Markup that was followed from a page's start. What might be a page without an html tag of its own is none in it,
+    // and the ends of others that begin in it are those of this one: many pages without an end cost no more than one.
+    struct Followed {
+        std::int64_t startSector = 0;
+        TextForm form;
+        // In bytes from its start: where the page's end is decided or the walk came to, and the page's length.
+        std::int64_t to = 0;
+        std::optional<std::int64_t> size;
+    };
 
-    // The sector behind the text that is known: the last page found, or text in which no page was found to end. What
-    // might be a page without an html tag of its own is none in front of it.
-    std::int64_t knownEnd_ = NoSector;
-    // Of the candidate in hand: whether it begins in that text, and how far it was followed, in bytes.
-    bool isKnown_ = false;
-    std::int64_t walked_ = 0;
+    Followed followed_;
+    // Of the candidate in hand; the offset is that in the markup followed, in bytes.
+    std::int64_t startSector_ = 0;
+    std::int64_t offset_ = 0;
 };

@@ -19,7 +19,7 @@ public:
         }
         while (depth_ > 0) {
             wholeEnd_ = text_.At();
-            if (!text_.SkipToTag() || IsNextFile() || !TakeItem()) {
+            if (!text_.SkipToTag() || !TakeItem()) {
                 return hasChild_ ? std::optional(wholeEnd_) : std::nullopt;
             }
         }
@@ -30,16 +30,31 @@ private:
     // A declaration cannot stand inside a document.
     bool IsNextFile() { return StandsXmlDeclaration(text_) && text_.FileStartHere(); }
 
-    bool TakeItem() {
+    // Nothing that begins with these is an element.
+    bool IsAside() {
+        const std::int64_t at = text_.At();
+        text_.Next();
+        const char16_t kind = text_.Peek();
+        text_.GoTo(at);
+        return kind == '!' || kind == '?';
+    }
+
+    bool TakeItem() { return IsAside() ? TakeAside() : TakeTag(); }
+
+    bool TakeAside() {
+        if (IsNextFile()) {
+            return false;
+        }
         if (text_.Take(u"<![CDATA[")) {
             return text_.TakePast(u"]]>");
         }
         if (const std::optional<bool> remark = text_.TakeRemark()) {
             return *remark;
         }
-        if (text_.Stands(u"<!")) {
-            return text_.TakeDeclaration();
-        }
+        return text_.TakeDeclaration();
+    }
+
+    bool TakeTag() {
         text_.Next();
         const bool isEnd = text_.Take(u"/");
         const bool isRoot = text_.StandsName(root_);
@@ -78,22 +93,6 @@ private:
 };
 
 }  // namespace
-
-bool KXMLFileType::IsHeader(ByteSpan sector) {
-    constexpr auto declaration = PatternOf("<?xml");
-    constexpr std::size_t minHeaderBytes = 32;
-    // The first byte spares most sectors the rest: '<' or that of a byte-order mark.
-    if (sector.size() < minHeaderBytes || (sector[0] != '<' && sector[0] < 0xEF)) {
-        return false;
-    }
-    const TextForm form = TextForm::Of(sector);
-    for (std::size_t i = 0; i < declaration.size(); ++i) {
-        if (form.CharAt(sector, form.markBytes + i * form.width) != declaration[i]) {
-            return false;
-        }
-    }
-    return true;
-}
 
 std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
     MarkupReader text(file);

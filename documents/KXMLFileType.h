@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "documents/MarkupReader.h"
 #include "frame/WalkingScanner.h"
 
 /// XML documents that open with an XML declaration, except pages, which are HTML files. The markup is followed to the
@@ -23,6 +24,6 @@ public:
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = std::int64_t{256} << 20;
 
-    static bool IsHeader(ByteSpan sector);
+    static bool IsHeader(ByteSpan sector) { return BeginsXml(sector); }
     static std::optional<std::int64_t> Walk(FileWindow& file);
 };

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "frame/PlaceSearch.h"
+
 namespace {
 
 constexpr auto Utf8Mark = PatternOf("\xEF\xBB\xBF");
@@ -12,6 +14,8 @@ constexpr auto BigMark = PatternOf("\xFE\xFF");
 constexpr std::int64_t DeclarationLimit = 256;
 constexpr std::int64_t PrologLimit = 0x10000;
 constexpr std::size_t MaxName = 256;
+// XML documents that may begin in a file, at sectors' starts.
+constexpr int MaxDocuments = 16;
 
 constexpr bool IsNameStart(char16_t c) {
     const char16_t letter = FoldLetter(c);
@@ -33,6 +37,21 @@ TextForm TextForm::Of(ByteSpan start) {
         return {.width = 2, .isBigEndian = start[0] == BigMark[0], .markBytes = BigMark.size()};
     }
     return {.markBytes = StartsWith(start, Utf8Mark) ? Utf8Mark.size() : 0};
+}
+
+bool BeginsXml(ByteSpan sector) {
+    constexpr auto declaration = PatternOf("<?xml");
+    // The first byte spares most sectors the rest: '<' or that of a byte-order mark.
+    if (sector.size() < MinXmlSector || (sector[0] != '<' && sector[0] < Utf8Mark[0])) {
+        return false;
+    }
+    const TextForm form = TextForm::Of(sector);
+    for (std::size_t i = 0; i < declaration.size(); ++i) {
+        if (form.CharAt(sector, form.markBytes + i * form.width) != declaration[i]) {
+            return false;
+        }
+    }
+    return true;
 }
 
 MarkupReader::MarkupReader(FileWindow& file) : file_(file), form_(TextForm::Of(file.From(0, Utf8Mark.size()))) {
@@ -66,7 +85,8 @@ bool MarkupReader::Fill(std::size_t characters) {
         start_ = At();
         index_ = 0;
         view_ = file_.From(start_, wanted);
-        const std::int64_t left = std::max<std::int64_t>(limit_ - start_, 0);
+        CountDocuments();
+        const std::int64_t left = std::max<std::int64_t>(std::min(limit_, stop_) - start_, 0);
         if (static_cast<std::int64_t>(view_.size()) > left) {
             view_ = view_.first(static_cast<std::size_t>(left));
         }
@@ -74,7 +94,21 @@ bool MarkupReader::Fill(std::size_t characters) {
     return view_.size() - index_ >= form_.width;
 }
 
+void MarkupReader::CountDocuments() {
+    const std::int64_t end = start_ + static_cast<std::int64_t>(view_.size()) - std::int64_t{MinXmlSector};
+    for (std::int64_t at = SectorEnd(std::max(start_, documentsSoughtTo_ + 1)); at <= end && stop_ == NoLimit;
+         at = SectorEnd(at + 1)) {
+        documentsSoughtTo_ = at;
+        documents_ += BeginsXml(view_.subspan(static_cast<std::size_t>(at - start_))) ? 1 : 0;
+        stop_ = documents_ > MaxDocuments ? at : NoLimit;
+    }
+}
+
 bool MarkupReader::Stands(std::u16string_view word, bool folded) {
+    const char16_t first = Peek();
+    if ((folded ? FoldLetter(first) : first) != word.front()) {
+        return false;
+    }
     if (!Fill(word.size()) || view_.size() - index_ < word.size() * form_.width) {
         return false;
     }
@@ -102,13 +136,23 @@ bool MarkupReader::Take(std::u16string_view word, bool folded) {
     return true;
 }
 
-bool MarkupReader::SkipToTag() {
-    char16_t c = Peek();
-    while (c != '<' && c != End) {
-        index_ += form_.width;
-        c = Peek();
+bool MarkupReader::SkipTo(char16_t c) {
+    // Control characters and the one looked for; no short cuts, so that many bytes are tested at once.
+    const auto sought = static_cast<std::uint8_t>(c);
+    const auto isPassed = [sought](const std::uint8_t* place) {
+        return static_cast<std::uint8_t>(static_cast<unsigned>(*place >= 0x20) &
+                                         static_cast<unsigned>(*place != sought));
+    };
+    while (Peek() != c && Peek() != End) {
+        ++index_;
+        if (form_.width > 1) {
+            index_ += form_.width - 1;
+            continue;
+        }
+        index_ = FindPlace(view_.data(), index_, view_.size(), isPassed, [](std::size_t /*place*/) { return true; })
+                     .value_or(view_.size());
     }
-    return c != End;
+    return Peek() != End;
 }
 
 void MarkupReader::SkipWhite() {
@@ -118,8 +162,8 @@ void MarkupReader::SkipWhite() {
 }
 
 bool MarkupReader::TakePast(std::u16string_view mark) {
-    for (char16_t c = Peek(); c != End; c = Peek()) {
-        if (c == mark.front() && Take(mark)) {
+    while (SkipTo(mark.front())) {
+        if (Take(mark)) {
             return true;
         }
         Next();
@@ -168,11 +212,13 @@ std::optional<bool> MarkupReader::TakeRemark() {
 
 bool MarkupReader::TakeDeclaration() {
     for (std::int64_t open = 0;;) {
-        if (const std::optional<bool> remark = TakeRemark()) {
-            if (!*remark) {
-                return false;
+        if (Peek() == '<') {
+            if (const std::optional<bool> remark = TakeRemark()) {
+                if (!*remark) {
+                    return false;
+                }
+                continue;
             }
-            continue;
         }
         const char16_t c = Next();
         const bool isQuote = c == '"' || c == '\'';
@@ -210,9 +256,15 @@ bool MarkupReader::IsZeroUpTo(std::int64_t to) {
 }
 
 std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from) {
+    const std::int64_t sectorEnd = SectorEnd(from);
+    std::int64_t lineEnd = from;
     text.GoTo(from);
-    text.SkipWhite();
-    return text.Peek() == MarkupReader::End ? text.At() : std::min(text.At(), SectorEnd(from));
+    for (char16_t c = text.Peek(); IsWhite(c); c = text.Peek()) {
+        text.Next();
+        lineEnd = (c == '\n' || c == '\r') && text.At() <= sectorEnd ? text.At() : lineEnd;
+    }
+    const bool isFilledUp = text.Peek() == MarkupReader::End && text.IsZeroUpTo(SectorEnd(text.At()));
+    return isFilledUp ? text.At() : lineEnd;
 }
 
 bool StandsXmlDeclaration(MarkupReader& text) {

@@ -10,6 +10,12 @@
 #include "frame/Bytes.h"
 #include "frame/FileWindow.h"
 
+/// What a sector holds at least that begins with an XML document.
+inline constexpr std::size_t MinXmlSector = 32;
+
+/// True if a sector of at least so many bytes begins with an XML declaration, as far as its name.
+bool BeginsXml(ByteSpan sector);
+
 /// How the bytes of a text are characters: each for itself, in whatever code page, or in pairs behind a byte-order
 /// mark.
 struct TextForm {
@@ -20,6 +26,8 @@ struct TextForm {
     std::size_t markBytes = 0;
 
     static TextForm Of(ByteSpan start);
+    /// Both show the same characters in the same bytes.
+    bool IsLike(const TextForm& other) const { return width == other.width && isBigEndian == other.isBigEndian; }
 
     /// The character at an offset that has `width` bytes behind it.
     char16_t CharAt(ByteSpan bytes, std::size_t offset) const {
@@ -42,7 +50,7 @@ constexpr bool IsNameEnd(char16_t c) { return IsWhite(c) || c == '>' || c == '/'
 constexpr char16_t FoldLetter(char16_t c) { return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c + 0x20) : c; }
 
 /// Reads a candidate file as the characters of markup, forwards from the byte-order mark. The text ends at the first
-/// character that is none, and where nothing can be read.
+/// character that is none, where nothing can be read, and where a medium is full of other documents.
 class MarkupReader {
 public:
     /// Stands for the end of the text.
@@ -50,6 +58,8 @@ public:
     static constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
 
     explicit MarkupReader(FileWindow& file);
+
+    const TextForm& Form() const { return form_; }
 
     /// Offset of the next character in the file, in bytes.
     std::int64_t At() const { return start_ + static_cast<std::int64_t>(index_); }
@@ -79,8 +89,9 @@ public:
     /// The same, and then they are behind.
     bool Take(std::u16string_view word, bool folded = false);
 
-    /// To the next '<', or to the end of the text: false.
-    bool SkipToTag();
+    /// To the next occurrence of the character, or to the end of the text: false.
+    bool SkipTo(char16_t c);
+    bool SkipToTag() { return SkipTo(u'<'); }
     void SkipWhite();
     /// Behind the next occurrence of the mark; false at the end of the text.
     bool TakePast(std::u16string_view mark);
@@ -110,6 +121,8 @@ private:
     bool Fill(std::size_t characters);
     // The view is not used after this; the place stays.
     void Forget();
+    // Looks for the starts of further documents in the view.
+    void CountDocuments();
 
     FileWindow& file_;
     TextForm form_;
@@ -118,6 +131,11 @@ private:
     std::int64_t start_ = 0;
     std::size_t index_ = 0;
     std::int64_t limit_ = NoLimit;
+    // Sector starts in the file that other XML documents begin at, as far as they were looked for. One of them may
+    // stand in a text that is quoted; of many, this file cannot hold the last.
+    int documents_ = 0;
+    std::int64_t documentsSoughtTo_ = 0;
+    std::int64_t stop_ = NoLimit;
 };
 
 /// The place where the sector of an offset ends, in bytes from a file's start; that of the smallest sectors, of which
@@ -127,8 +145,8 @@ constexpr std::int64_t SectorEnd(std::int64_t offset) {
     return (offset + sector - 1) / sector * sector;
 }
 
-/// The end of the white space behind `from`, of which a sector that other text follows has no part in this file. The
-/// reader stands behind the white space afterwards.
+/// The end of the white space behind `from`. Where no zeros follow, a file's own ends with a line at the latest in this
+/// sector; blanks behind that are as likely by chance. The reader stands behind the white space afterwards.
 std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from);
 
 /// What stands in front of an XML document's content.
