@@ -149,8 +149,9 @@ bool MarkupReader::SkipTo(char16_t c) {
             index_ += form_.width - 1;
             continue;
         }
-        index_ = FindPlace(view_.data(), index_, view_.size(), isPassed, [](std::size_t /*place*/) { return true; })
-                     .value_or(view_.size());
+        index_ = FindPlace(view_.data(), index_, view_.size(), isPassed, [](std::size_t /*place*/) {
+                     return true;
+                 }).value_or(view_.size());
     }
     return Peek() != End;
 }
