@@ -275,22 +275,31 @@ bool StandsXmlDeclaration(MarkupReader& text) {
     return stands;
 }
 
-std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text) {
+namespace {
+
+bool TakeXmlDeclaration(MarkupReader& text) {
     const std::int64_t start = text.At();
     if (!StandsXmlDeclaration(text)) {
-        return std::nullopt;
+        return false;
     }
     text.Take(u"<?xml");
     text.SkipWhite();
     if (!text.Take(u"version")) {
-        return std::nullopt;
+        return false;
     }
     text.SkipWhite();
     const bool isAssigned = text.Take(u"=");
     text.SkipWhite();
     const char16_t quote = text.Next();
     text.EndAt(start + DeclarationLimit);
-    if (!isAssigned || (quote != '"' && quote != '\'') || !text.TakePast(u"?>")) {
+    return isAssigned && (quote == '"' || quote == '\'') && text.TakePast(u"?>");
+}
+
+}  // namespace
+
+std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text) {
+    const std::int64_t start = text.At();
+    if (!TakeXmlDeclaration(text)) {
         return std::nullopt;
     }
     text.EndAt(start + PrologLimit);
