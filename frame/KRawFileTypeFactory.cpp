@@ -36,6 +36,7 @@
 #include "documents/KDBXFileType.h"
 #include "documents/KEMLFileType.h"
 #include "documents/KHLPFileType.h"
+#include "documents/KHTMLFileType.h"
 #include "documents/KMSGFileType.h"
 #include "documents/KMdbFileType.h"
 #include "documents/KMdfFileType.h"
@@ -48,6 +49,7 @@
 #include "documents/KSdrFileType.h"
 #include "documents/KTxtFileType.h"
 #include "documents/KWpdFileType.h"
+#include "documents/KXMLFileType.h"
 #include "frame/Bytes.h"
 #include "frame/CFireFoxBookmarkType.h"
 #include "frame/KHeadTailFileTemplate.h"
@@ -196,8 +198,8 @@ constexpr Row Rows[] = {
     TypeRow<23, KWavFileType>(),
     TypeRow<24, KAviFileType>(),
     TypeRow<25, KVOBFileType>(),
-    NotBuilt,  // 26 KHTMLFileType
-    NotBuilt,  // 27 KXMLFileType
+    TypeRow<26, KHTMLFileType>(),
+    TypeRow<27, KXMLFileType>(),
     TypeRow<28, KTxtFileType>(),
     TypeRow<29, KHLPFileType>(),
     TypeRow<30, KCHMFileType>(),

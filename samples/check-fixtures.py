@@ -5,12 +5,14 @@ Exit status 0 if every file is as it should be, 1 if any is not.
 """
 
 import email
+import html.parser
 import io
 import os
 import re
 import struct
 import sys
 import uuid
+import xml.etree.ElementTree
 import zipfile
 import zlib
 
@@ -786,6 +788,29 @@ def compiled_help(data):
     want(members > 0 and content + end == len(data), "%d members end at %d" % (members, content + end))
 
 
+def page(encoding, tail):
+    def check_page(data):
+        text = data.decode(encoding)
+        parser = html.parser.HTMLParser()
+        tags = []
+        parser.handle_endtag = tags.append
+        parser.feed(text)
+        parser.close()
+        want(tags.count("html") == 1, "the end tags of the root: %d" % tags.count("html"))
+        want(text.endswith(tail), "does not end with %r" % tail)
+    return check_page
+
+
+def document(root):
+    def check_document(data):
+        try:
+            tree = xml.etree.ElementTree.fromstring(data)
+        except xml.etree.ElementTree.ParseError as error:
+            raise Bad(str(error))
+        want(tree.tag == root, "the root is %s" % tree.tag)
+    return check_document
+
+
 # Every file of fixtures/, whichever script makes it.
 KINDS = {
     "jfif-baseline.jpg": jfif_baseline,
@@ -838,6 +863,15 @@ KINDS = {
     "stream.m2ts": transport_stream(4),
     "stream.vob": program_stream,
     "manual.chm": compiled_help,
+    "page4.htm": page("utf-8", "</html>\n"),
+    "page5.html": page("utf-8", "</html>\n"),
+    "page.xhtml": page("utf-8", "</html>\n"),
+    "page-utf16.html": page("utf-16", "</html>\n"),
+    "page-saved.html": page("utf-8-sig", "</html>\n<!-- page served in 12 ms -->\n<script>count(\"</body>\");</script>\n\n"),
+    "catalogue.xml": document("plants"),
+    "catalogue-utf16.xml": document("plants"),
+    "sections.xml": document("notes"),
+    "circles.svg": document("{http://www.w3.org/2000/svg}svg"),
     "plain.mp4": boxes(b"mdat", b"moov", brand=b"isom"),
     "faststart.mp4": boxes(b"moov", b"mdat", brand=b"isom"),
     "fragmented.mp4": boxes(b"moov", *(b"moof", b"mdat") * 4, b"mfra", brand=b"isom"),

@@ -400,6 +400,15 @@ const std::vector<Fixture>& Fixtures() {
              return static_cast<std::int64_t>(file.size()) + 4;
          }},
         {"stream.vob", {25}, nullptr},
+        {"page4.htm", {26}, nullptr},
+        {"page5.html", {26}, nullptr},
+        {"page.xhtml", {26}, nullptr},
+        {"page-utf16.html", {26}, nullptr},
+        {"page-saved.html", {26}, nullptr},
+        {"catalogue.xml", {27}, nullptr},
+        {"catalogue-utf16.xml", {27}, nullptr},
+        {"sections.xml", {27}, nullptr},
+        {"circles.svg", {27}, nullptr},
         {"strip-last.tif", {60}, nullptr},
         // The end of the strip; the directory comes behind it.
         {"strip.tif", {60}, nullptr, Always<5408>},

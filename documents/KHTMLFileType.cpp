@@ -1,0 +1,348 @@
+#include "documents/KHTMLFileType.h"
+
+#include <algorithm>
+#include <bitset>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+#include "documents/MarkupReader.h"
+
+namespace {
+
+using Word = std::u16string_view;
+
+// Names of tags, longer than any that decides something.
+constexpr std::size_t MaxName = 32;
+// In bytes from the start: comments in front of the first tag, and the tags that confirm one that is not HTML's own.
+constexpr std::int64_t CommentLimit = 2048;
+constexpr std::int64_t ConfirmLimit = 512;
+// How much may be appended behind the root's end, in bytes.
+constexpr std::int64_t AppendedLimit = 0x10000;
+// In characters.
+constexpr int LeadingWhite = 64;
+
+bool IsOneOf(Word name, std::span<const Word> names) { return std::ranges::find(names, name) != names.end(); }
+
+// In lower case.
+std::u16string TakeTagName(MarkupReader& text) {
+    std::u16string name = text.TakeName(MaxName);
+    std::ranges::transform(name, name.begin(), FoldLetter);
+    return name;
+}
+
+// True in front of the HTML document type, with or without the blank that the name should follow.
+bool StandsHtmlType(MarkupReader& text) {
+    const std::int64_t at = text.At();
+    bool stands = text.Take(u"<!doctype", true);
+    if (stands) {
+        text.SkipWhite();
+        stands = text.StandsName(u"html", true);
+    }
+    text.GoTo(at);
+    return stands;
+}
+
+// True if two different tags of the usual ones begin here or behind, near the start.
+bool HasUsualTags(MarkupReader& text) {
+    constexpr Word usual[] = {u"html", u"head",  u"title", u"meta", u"link", u"style", u"script",
+                              u"body", u"table", u"div",   u"p",    u"br",   u"a",     u"img"};
+    std::bitset<std::size(usual)> seen;
+    while (seen.count() < 2 && text.SkipToTag()) {
+        text.Next();
+        const auto* const tag = std::ranges::find(usual, Word(TakeTagName(text)));
+        if (tag != std::end(usual) && IsNameEnd(text.Peek())) {
+            seen.set(static_cast<std::size_t>(tag - usual));
+        }
+    }
+    return seen.count() == 2;
+}
+
+struct PageStart {
+    /// The page is one even where no end tag says so.
+    bool isSure;
+    /// What the root's end tag begins with.
+    std::u16string endTag = u"</html";
+};
+
+// Leaves the reader in front of the first tag, or behind an XML document's prolog.
+std::optional<PageStart> TakePageStart(MarkupReader& text) {
+    text.SkipWhite();
+    if (StandsXmlDeclaration(text)) {
+        const std::optional<XmlProlog> prolog = TakeXmlProlog(text);
+        if (!prolog || !prolog->isHtml) {
+            return std::nullopt;
+        }
+        PageStart start{.isSure = true};
+        if (!prolog->root.empty()) {
+            start.endTag = u"</" + prolog->root;
+            std::ranges::transform(start.endTag, start.endTag.begin(), FoldLetter);
+        }
+        return start;
+    }
+    constexpr Word savedFrom = u"<!-- saved from url=";
+    const bool isSaved = text.Stands(savedFrom, true);
+    text.EndAt(CommentLimit);
+    while (text.Stands(u"<!--")) {
+        if (!text.TakeRemark().value_or(false)) {
+            return std::nullopt;
+        }
+        text.SkipWhite();
+    }
+    text.EndAt(MarkupReader::NoLimit);
+    if (StandsHtmlType(text) || text.StandsName(u"<html", true)) {
+        return PageStart{.isSure = true};
+    }
+    constexpr Word first[] = {u"<head", u"<title", u"<body", u"<meta", u"<script"};
+    const bool isUsual = std::ranges::any_of(first, [&](Word tag) { return text.StandsName(tag, true); });
+    if (!isUsual && !isSaved) {
+        return std::nullopt;
+    }
+    const std::int64_t at = text.At();
+    if (isUsual) {
+        text.Next();
+    }
+    text.EndAt(ConfirmLimit);
+    const bool isConfirmed = HasUsualTags(text);
+    text.EndAt(MarkupReader::NoLimit);
+    text.GoTo(at);
+    return isConfirmed ? std::optional(PageStart{.isSure = false}) : std::nullopt;
+}
+
+class PageWalk {
+public:
+    PageWalk(MarkupReader& text, const PageStart& start) : text_(text), start_(start) {}
+
+    // Goes on behind markup that was followed from an earlier page's start, which has no end of a page in it.
+    void GoOnAt(std::int64_t at) {
+        text_.GoTo(at);
+        hasRoot_ = true;
+    }
+
+    // Where Run() has seen what ends the page, or stopped looking.
+    std::int64_t DecidedAt() const { return decidedAt_; }
+
+    // Gives the page's length.
+    std::optional<std::int64_t> Run() {
+        while (text_.SkipToTag()) {
+            decidedAt_ = text_.At();
+            if (const std::optional<std::int64_t> next = NextFile()) {
+                return EndOfText(*next);
+            }
+            if (TakeEndTag()) {
+                return EndBehindRoot();
+            }
+            hasRoot_ = hasRoot_ || text_.StandsName(u"<html", true);
+            hasBody_ = hasBody_ || text_.StandsName(u"</body", true);
+            text_.Next();
+        }
+        decidedAt_ = text_.At();
+        return decidedAt_ < KHTMLFileType::WalkLimit ? EndOfText(decidedAt_) : std::nullopt;
+    }
+
+private:
+    // Where the text ends without an end tag that is one for sure, or the next page begins.
+    std::optional<std::int64_t> EndOfText(std::int64_t end) {
+        if (text_.At() == end && !text_.IsZeroUpTo(SectorEnd(end))) {
+            // What fills the sector up is not this page's, and may begin like the rest of a string.
+            if (stringEnd_) {
+                return EndOfWhite(text_, *stringEnd_);
+            }
+            if (end < SectorEnd(1)) {
+                return std::nullopt;
+            }
+        }
+        return start_.isSure || hasBody_ ? std::optional(end) : std::nullopt;
+    }
+
+    bool StandsDocument() {
+        return StandsHtmlType(text_) || StandsXmlDeclaration(text_) || text_.StandsName(u"<html", true);
+    }
+
+    // Where another page begins in front of this one's end. The root's tag may follow a document type at any place.
+    std::optional<std::int64_t> NextFile() {
+        const std::optional<std::int64_t> start = text_.FileStartHere();
+        const bool isNext =
+            start.value_or(0) > 0 && StandsDocument() && (hasRoot_ || !text_.StandsName(u"<html", true));
+        return isNext ? start : std::nullopt;
+    }
+
+    // The root's end tag, unless it is part of a string in a script or of a comment.
+    bool TakeEndTag() {
+        if (!text_.Take(start_.endTag, true)) {
+            return false;
+        }
+        text_.SkipWhite();
+        if (!text_.Take(u">")) {
+            return false;
+        }
+        const std::int64_t end = text_.At();
+        if (Word(u"\"'\\;)+,").find(text_.Peek()) != Word::npos) {
+            stringEnd_ = end;
+            return false;
+        }
+        text_.SkipWhite();
+        const bool isComment = text_.Stands(u"-->");
+        text_.GoTo(end);
+        return !isComment;
+    }
+
+    // The reader stands behind the root's end tag.
+    std::int64_t EndBehindRoot() {
+        if (const std::optional<std::int64_t> end = EndInSector()) {
+            return *end;
+        }
+        std::int64_t end = text_.At();
+        std::int64_t itemEnd = end;
+        text_.EndAt(end + AppendedLimit);
+        for (;;) {
+            const std::int64_t whiteEnd = EndOfWhite(text_, itemEnd);
+            if (text_.Peek() == MarkupReader::End) {
+                // What was appended is whole; elements that stay open are the rest of something else.
+                const bool isWhole = (open_ == 0 || !hasInnerText_) && text_.At() < text_.Limit();
+                return isWhole ? whiteEnd : EndOfWhite(text_, end);
+            }
+            if (text_.Peek() == '<' ? StandsDocument() : open_ == 0) {
+                // Markup up to the end of a sector is this file's; the next one holds another.
+                return open_ == 0 && SectorEnd(whiteEnd) == whiteEnd ? whiteEnd : EndOfWhite(text_, end);
+            }
+            if (TakeEndTag()) {
+                end = text_.At();
+                text_.EndAt(end + AppendedLimit);
+            } else if (!TakeAppended()) {
+                return EndOfWhite(text_, end);
+            }
+            itemEnd = text_.At();
+        }
+    }
+
+    // Whatever stands between the root's end and zeros to the end of the sector.
+    std::optional<std::int64_t> EndInSector() {
+        const std::int64_t from = text_.At();
+        const std::int64_t to = SectorEnd(from);
+        while (text_.At() < to && text_.Next() != MarkupReader::End) {
+        }
+        const std::int64_t end = text_.At();
+        const bool isFilledUp = end < to && text_.IsZeroUpTo(to);
+        text_.GoTo(from);
+        return isFilledUp ? std::optional(end) : std::nullopt;
+    }
+
+    bool TakeAppended() {
+        if (text_.Peek() != '<') {
+            hasInnerText_ = true;
+            text_.SkipToTag();
+            return true;
+        }
+        if (const std::optional<bool> remark = text_.TakeRemark()) {
+            return *remark;
+        }
+        text_.Next();
+        const bool isEnd = text_.Take(u"/");
+        const bool isDeclaration = text_.Take(u"!");
+        const std::u16string name = TakeTagName(text_);
+        const MarkupReader::Tag tag = name.empty() ? MarkupReader::Tag::Broken : text_.TakeTag();
+        if (isEnd) {
+            open_ = std::max<std::int64_t>(open_ - 1, 0);
+        } else if (name == u"script" || name == u"style") {
+            return tag != MarkupReader::Tag::Broken && TakeRawText(u"</" + name);
+        } else if (tag == MarkupReader::Tag::Open && !isDeclaration && !IsVoid(name)) {
+            ++open_;
+        }
+        return tag != MarkupReader::Tag::Broken;
+    }
+
+    static bool IsVoid(Word name) {
+        constexpr Word names[] = {u"area", u"base",  u"br",   u"col",   u"embed", u"hr",  u"img",
+                                  u"link", u"input", u"meta", u"param", u"track", u"wbr", u"source"};
+        return IsOneOf(name, names);
+    }
+
+    // The content of an element that holds no markup, and its end tag.
+    bool TakeRawText(Word endTag) {
+        while (text_.SkipToTag()) {
+            if (text_.StandsName(endTag, true)) {
+                return text_.TakePast(u">");
+            }
+            text_.Next();
+        }
+        return false;
+    }
+
+    MarkupReader& text_;
+    const PageStart& start_;
+    bool hasRoot_ = false;
+    bool hasBody_ = false;
+    std::int64_t decidedAt_ = 0;
+    // The last end tag that looks like a string's part.
+    std::optional<std::int64_t> stringEnd_;
+    // Of what is appended behind the root: elements that are open, and whether one holds text.
+    std::int64_t open_ = 0;
+    bool hasInnerText_ = false;
+};
+
+// The sector begins with at least so many bytes of text.
+bool BeginsWithText(ByteSpan sector, const TextForm& form) {
+    constexpr std::size_t minText = 64;
+    std::size_t at = form.markBytes;
+    while (at < minText && at + form.width <= sector.size() && IsTextChar(form.CharAt(sector, at))) {
+        at += form.width;
+    }
+    return at >= minText;
+}
+
+}  // namespace
+
+bool KHTMLFileType::IsHeader(ByteSpan sector) {
+    constexpr std::size_t minHeaderBytes = 64;
+    // The first byte spares most sectors the rest: '<', white space or that of a byte-order mark.
+    if (sector.size() < minHeaderBytes || (sector[0] != '<' && !IsWhite(sector[0]) && sector[0] < 0xEF)) {
+        return false;
+    }
+    const TextForm form = TextForm::Of(sector);
+    std::size_t at = form.markBytes;
+    for (int i = 0; i < LeadingWhite && at + 2 * form.width <= sector.size() && IsWhite(form.CharAt(sector, at)); ++i) {
+        at += form.width;
+    }
+    if (at + 2 * form.width > sector.size() || form.CharAt(sector, at) != '<') {
+        return false;
+    }
+    // What may follow in a first tag.
+    return Word(u"!?hbmst").find(FoldLetter(form.CharAt(sector, at + form.width))) != Word::npos &&
+           BeginsWithText(sector, form);
+}
+
+std::int32_t KHTMLFileType::Reset() {
+    followed_ = {};
+    return WalkingScanner::Reset();
+}
+
+std::optional<std::int64_t> KHTMLFileType::Measure(const Candidate& candidate) {
+    startSector_ = candidate.startSector;
+    const std::uint64_t sectors =
+        static_cast<std::uint64_t>(startSector_) - static_cast<std::uint64_t>(followed_.startSector);
+    const bool isNear = sectors <= static_cast<std::uint64_t>(WalkLimit);
+    offset_ = isNear ? static_cast<std::int64_t>(sectors) * candidate.block.sectorSize : MarkupReader::NoLimit;
+    return WalkingScanner::Measure(candidate);
+}
+
+std::optional<std::int64_t> KHTMLFileType::Walk(FileWindow& file) {
+    MarkupReader text(file);
+    const std::optional<PageStart> start = TakePageStart(text);
+    const bool isInPage = offset_ < std::max(followed_.to, followed_.size.value_or(0));
+    if (!start || (isInPage && !start->isSure)) {
+        return std::nullopt;
+    }
+    PageWalk walk(text, *start);
+    if (offset_ < followed_.to && followed_.form.IsLike(text.Form())) {
+        if (followed_.size) {
+            return *followed_.size - offset_;
+        }
+        walk.GoOnAt(std::max(followed_.to - offset_, text.At()));
+    }
+    const std::optional<std::int64_t> size = walk.Run();
+    if (!isInPage || offset_ + walk.DecidedAt() > followed_.to) {
+        followed_ = {.startSector = startSector_, .form = text.Form(), .to = walk.DecidedAt(), .size = size};
+    }
+    return size;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "documents/MarkupReader.h"
+#include "frame/WalkingScanner.h"
+
+/// XML documents that open with an XML declaration, except pages, which are HTML files. The markup is followed to the
+/// end of the root element and over the comments and processing instructions behind it. Source: W3C, Extensible Markup
+/// Language (XML) 1.0, sections 2 and 3.
+class KXMLFileType final : public WalkingScanner<KXMLFileType> {
+public:
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[27];
+    static constexpr FormatNotes Notes{
+        .source = "W3C, Extensible Markup Language (XML) 1.0, sections 2 and 3",
+        .found =
+            "Documents of 256 bytes and more with an XML declaration, as 8-bit text or UTF-16 with a byte-order "
+            "mark, whatever they describe: SVG, RSS, GPX, property lists and so on. Web pages are HTML files.",
+        .end =
+            "The end tag of the root element and the white space, comments and instructions behind it; exact. A "
+            "damaged document ends with the last whole tag.",
+        .limits = "Documents without an XML declaration are not found."};
+    static constexpr std::int64_t MinReportLength = 256;
+    static constexpr std::int64_t WalkLimit = std::int64_t{256} << 20;
+
+    static bool IsHeader(ByteSpan sector) { return BeginsXml(sector); }
+    static std::optional<std::int64_t> Walk(FileWindow& file);
+};

@@ -1,0 +1,336 @@
+#include "documents/MarkupReader.h"
+
+#include <algorithm>
+
+#include "frame/PlaceSearch.h"
+
+namespace {
+
+constexpr auto Utf8Mark = PatternOf("\xEF\xBB\xBF");
+constexpr auto LittleMark = PatternOf("\xFF\xFE");
+constexpr auto BigMark = PatternOf("\xFE\xFF");
+
+// In bytes: an XML declaration has its end in so many, and a root element begins within so many.
+constexpr std::int64_t DeclarationLimit = 256;
+constexpr std::int64_t PrologLimit = 0x10000;
+constexpr std::size_t MaxName = 256;
+// XML documents that may begin in a file, at sectors' starts.
+constexpr int MaxDocuments = 16;
+
+constexpr bool IsNameStart(char16_t c) {
+    const char16_t letter = FoldLetter(c);
+    return (letter >= 'a' && letter <= 'z') || c == '_' || c == ':' || c >= 0x80;
+}
+
+constexpr bool IsNameChar(char16_t c) { return IsNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.'; }
+
+// The name without its prefix, in any letter case.
+bool IsHtmlName(std::u16string_view name) {
+    name.remove_prefix(name.rfind(u':') + 1);
+    return std::ranges::equal(name, std::u16string_view(u"html"), {}, FoldLetter);
+}
+
+}  // namespace
+
+TextForm TextForm::Of(ByteSpan start) {
+    if (StartsWith(start, LittleMark) || StartsWith(start, BigMark)) {
+        return {.width = 2, .isBigEndian = start[0] == BigMark[0], .markBytes = BigMark.size()};
+    }
+    return {.markBytes = StartsWith(start, Utf8Mark) ? Utf8Mark.size() : 0};
+}
+
+bool BeginsXml(ByteSpan sector) {
+    constexpr auto declaration = PatternOf("<?xml");
+    // The first byte spares most sectors the rest: '<' or that of a byte-order mark.
+    if (sector.size() < MinXmlSector || (sector[0] != '<' && sector[0] < Utf8Mark[0])) {
+        return false;
+    }
+    const TextForm form = TextForm::Of(sector);
+    for (std::size_t i = 0; i < declaration.size(); ++i) {
+        if (form.CharAt(sector, form.markBytes + i * form.width) != declaration[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+MarkupReader::MarkupReader(FileWindow& file) : file_(file), form_(TextForm::Of(file.From(0, Utf8Mark.size()))) {
+    GoTo(static_cast<std::int64_t>(form_.markBytes));
+}
+
+void MarkupReader::GoTo(std::int64_t at) {
+    if (at >= start_ && at - start_ <= static_cast<std::int64_t>(view_.size())) {
+        index_ = static_cast<std::size_t>(at - start_);
+        return;
+    }
+    view_ = {};
+    start_ = at;
+    index_ = 0;
+}
+
+void MarkupReader::EndAt(std::int64_t limit) {
+    Forget();
+    limit_ = limit;
+}
+
+void MarkupReader::Forget() {
+    start_ = At();
+    index_ = 0;
+    view_ = {};
+}
+
+bool MarkupReader::Fill(std::size_t characters) {
+    const std::size_t wanted = characters * form_.width;
+    if (view_.size() - index_ < wanted) {
+        start_ = At();
+        index_ = 0;
+        view_ = file_.From(start_, wanted);
+        CountDocuments();
+        const std::int64_t left = std::max<std::int64_t>(std::min(limit_, stop_) - start_, 0);
+        if (static_cast<std::int64_t>(view_.size()) > left) {
+            view_ = view_.first(static_cast<std::size_t>(left));
+        }
+    }
+    return view_.size() - index_ >= form_.width;
+}
+
+void MarkupReader::CountDocuments() {
+    const std::int64_t end = start_ + static_cast<std::int64_t>(view_.size()) - std::int64_t{MinXmlSector};
+    for (std::int64_t at = SectorEnd(std::max(start_, documentsSoughtTo_ + 1)); at <= end && stop_ == NoLimit;
+         at = SectorEnd(at + 1)) {
+        documentsSoughtTo_ = at;
+        documents_ += BeginsXml(view_.subspan(static_cast<std::size_t>(at - start_))) ? 1 : 0;
+        stop_ = documents_ > MaxDocuments ? at : NoLimit;
+    }
+}
+
+bool MarkupReader::Stands(std::u16string_view word, bool folded) {
+    const char16_t first = Peek();
+    if ((folded ? FoldLetter(first) : first) != word.front()) {
+        return false;
+    }
+    if (!Fill(word.size()) || view_.size() - index_ < word.size() * form_.width) {
+        return false;
+    }
+    for (std::size_t i = 0; i < word.size(); ++i) {
+        const char16_t c = form_.CharAt(view_, index_ + i * form_.width);
+        if ((folded ? FoldLetter(c) : c) != word[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool MarkupReader::StandsName(std::u16string_view tag, bool folded) {
+    const std::int64_t at = At();
+    const bool stands = Take(tag, folded) && IsNameEnd(Peek());
+    GoTo(at);
+    return stands;
+}
+
+bool MarkupReader::Take(std::u16string_view word, bool folded) {
+    if (!Stands(word, folded)) {
+        return false;
+    }
+    index_ += word.size() * form_.width;
+    return true;
+}
+
+bool MarkupReader::SkipTo(char16_t c) {
+    // Control characters and the one looked for; no short cuts, so that many bytes are tested at once.
+    const auto sought = static_cast<std::uint8_t>(c);
+    const auto isPassed = [sought](const std::uint8_t* place) {
+        return static_cast<std::uint8_t>(static_cast<unsigned>(*place >= 0x20) &
+                                         static_cast<unsigned>(*place != sought));
+    };
+    while (Peek() != c && Peek() != End) {
+        ++index_;
+        if (form_.width > 1) {
+            index_ += form_.width - 1;
+            continue;
+        }
+        index_ = FindPlace(view_.data(), index_, view_.size(), isPassed, [](std::size_t /*place*/) {
+                     return true;
+                 }).value_or(view_.size());
+    }
+    return Peek() != End;
+}
+
+void MarkupReader::SkipWhite() {
+    while (IsWhite(Peek())) {
+        Next();
+    }
+}
+
+bool MarkupReader::TakePast(std::u16string_view mark) {
+    while (SkipTo(mark.front())) {
+        if (Take(mark)) {
+            return true;
+        }
+        Next();
+    }
+    return false;
+}
+
+std::u16string MarkupReader::TakeName(std::size_t most) {
+    std::u16string name;
+    if (!IsNameStart(Peek())) {
+        return name;
+    }
+    while (IsNameChar(Peek())) {
+        if (name.size() == most) {
+            return {};
+        }
+        name.push_back(Next());
+    }
+    return name;
+}
+
+MarkupReader::Tag MarkupReader::TakeTag() {
+    char16_t before = End;
+    for (;;) {
+        const char16_t c = Next();
+        if (c == '>') {
+            return before == '/' ? Tag::Empty : Tag::Open;
+        }
+        const bool isQuote = c == '"' || c == '\'';
+        if (c == End || (isQuote && !TakePast(std::u16string_view(&c, 1)))) {
+            return Tag::Broken;
+        }
+        before = c;
+    }
+}
+
+std::optional<bool> MarkupReader::TakeRemark() {
+    if (Take(u"<!--")) {
+        return TakePast(u"-->");
+    }
+    if (Take(u"<?")) {
+        return TakePast(u"?>");
+    }
+    return std::nullopt;
+}
+
+bool MarkupReader::TakeDeclaration() {
+    for (std::int64_t open = 0;;) {
+        if (Peek() == '<') {
+            if (const std::optional<bool> remark = TakeRemark()) {
+                if (!*remark) {
+                    return false;
+                }
+                continue;
+            }
+        }
+        const char16_t c = Next();
+        const bool isQuote = c == '"' || c == '\'';
+        if (c == End || (isQuote && !TakePast(std::u16string_view(&c, 1)))) {
+            return false;
+        }
+        open += static_cast<int>(c == '<') - static_cast<int>(c == '>');
+        if (c == '>' && open <= 0) {
+            return true;
+        }
+    }
+}
+
+std::optional<std::int64_t> MarkupReader::FileStartHere() {
+    const std::int64_t at = At();
+    const auto mark = static_cast<std::int64_t>(form_.width == 1 ? Utf8Mark.size() : BigMark.size());
+    if (SectorEnd(at) == at) {
+        return at;
+    }
+    if (at < mark || SectorEnd(at - mark) != at - mark) {
+        return std::nullopt;
+    }
+    GoTo(at - mark);
+    const bool hasMark = Stands(form_.width == 1 ? u"\u00EF\u00BB\u00BF" : u"\uFEFF");
+    GoTo(at);
+    return hasMark ? std::optional(at - mark) : std::nullopt;
+}
+
+bool MarkupReader::IsZeroUpTo(std::int64_t to) {
+    const auto length = static_cast<std::size_t>(std::max<std::int64_t>(to - At(), 0));
+    // The view may go with the piece that it shows.
+    Forget();
+    const ByteSpan bytes = file_.At(start_, length);
+    return bytes.size() == length && std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
+}
+
+std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from) {
+    const std::int64_t sectorEnd = SectorEnd(from);
+    std::int64_t lineEnd = from;
+    text.GoTo(from);
+    for (char16_t c = text.Peek(); IsWhite(c); c = text.Peek()) {
+        text.Next();
+        lineEnd = (c == '\n' || c == '\r') && text.At() <= sectorEnd ? text.At() : lineEnd;
+    }
+    const bool isFilledUp = text.Peek() == MarkupReader::End && text.IsZeroUpTo(SectorEnd(text.At()));
+    return isFilledUp ? text.At() : lineEnd;
+}
+
+bool StandsXmlDeclaration(MarkupReader& text) {
+    const std::int64_t at = text.At();
+    const bool stands = text.Take(u"<?xml") && IsWhite(text.Peek());
+    text.GoTo(at);
+    return stands;
+}
+
+namespace {
+
+bool TakeXmlDeclaration(MarkupReader& text) {
+    const std::int64_t start = text.At();
+    if (!StandsXmlDeclaration(text)) {
+        return false;
+    }
+    text.Take(u"<?xml");
+    text.SkipWhite();
+    if (!text.Take(u"version")) {
+        return false;
+    }
+    text.SkipWhite();
+    const bool isAssigned = text.Take(u"=");
+    text.SkipWhite();
+    const char16_t quote = text.Next();
+    text.EndAt(start + DeclarationLimit);
+    return isAssigned && (quote == '"' || quote == '\'') && text.TakePast(u"?>");
+}
+
+}  // namespace
+
+std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text) {
+    const std::int64_t start = text.At();
+    if (!TakeXmlDeclaration(text)) {
+        return std::nullopt;
+    }
+    text.EndAt(start + PrologLimit);
+    for (bool hasType = false;;) {
+        text.SkipWhite();
+        if (const std::optional<bool> remark = text.TakeRemark()) {
+            if (!*remark) {
+                return std::nullopt;
+            }
+        } else if (!hasType && text.Stands(u"<!doctype", true)) {
+            const std::int64_t declaration = text.At();
+            text.Take(u"<!doctype", true);
+            text.SkipWhite();
+            if (IsHtmlName(text.TakeName(MaxName))) {
+                text.EndAt(MarkupReader::NoLimit);
+                return XmlProlog{.isHtml = true, .root = {}};
+            }
+            hasType = true;
+            text.GoTo(declaration);
+            if (!text.TakeDeclaration()) {
+                return std::nullopt;
+            }
+        } else {
+            const bool isTag = text.Take(u"<");
+            std::u16string root = isTag ? text.TakeName(MaxName) : std::u16string();
+            if (root.empty() || !IsNameEnd(text.Peek())) {
+                return std::nullopt;
+            }
+            text.EndAt(MarkupReader::NoLimit);
+            const bool isHtml = IsHtmlName(root);
+            return XmlProlog{.isHtml = isHtml, .root = std::move(root)};
+        }
+    }
+}

@@ -1,0 +1,162 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "frame/Bytes.h"
+#include "frame/FileWindow.h"
+
+/// What a sector holds at least that begins with an XML document.
+inline constexpr std::size_t MinXmlSector = 32;
+
+/// True if a sector of at least so many bytes begins with an XML declaration, as far as its name.
+bool BeginsXml(ByteSpan sector);
+
+/// How the bytes of a text are characters: each for itself, in whatever code page, or in pairs behind a byte-order
+/// mark.
+struct TextForm {
+    /// Bytes per character: 1 or 2.
+    std::size_t width = 1;
+    bool isBigEndian = false;
+    /// Length of the byte-order mark in front of the text, in bytes.
+    std::size_t markBytes = 0;
+
+    static TextForm Of(ByteSpan start);
+    /// Both show the same characters in the same bytes.
+    bool IsLike(const TextForm& other) const { return width == other.width && isBigEndian == other.isBigEndian; }
+
+    /// The character at an offset that has `width` bytes behind it.
+    char16_t CharAt(ByteSpan bytes, std::size_t offset) const {
+        if (width == 1) {
+            return bytes[offset];
+        }
+        return isBigEndian ? LoadBig<std::uint16_t>(bytes, offset) : LoadLittle<std::uint16_t>(bytes, offset);
+    }
+};
+
+/// Blanks, tabs and what ends lines and pages.
+constexpr bool IsWhite(char16_t c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f'; }
+
+/// What text is made of: no control characters but white space and ESC, by which Japanese pages change their alphabet.
+constexpr bool IsTextChar(char16_t c) { return c >= 0x20 ? c < 0xFFFE : IsWhite(c) || c == 0x1B; }
+
+/// Ends the name of a tag.
+constexpr bool IsNameEnd(char16_t c) { return IsWhite(c) || c == '>' || c == '/'; }
+
+constexpr char16_t FoldLetter(char16_t c) { return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c + 0x20) : c; }
+
+/// Reads a candidate file as the characters of markup, forwards from the byte-order mark. The text ends at the first
+/// character that is none, where nothing can be read, and where a medium is full of other documents.
+class MarkupReader {
+public:
+    /// Stands for the end of the text.
+    static constexpr char16_t End = 0;
+    static constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
+
+    explicit MarkupReader(FileWindow& file);
+
+    const TextForm& Form() const { return form_; }
+
+    /// Offset of the next character in the file, in bytes.
+    std::int64_t At() const { return start_ + static_cast<std::int64_t>(index_); }
+    void GoTo(std::int64_t at);
+
+    /// Lets the text end at this offset at the latest.
+    void EndAt(std::int64_t limit);
+    std::int64_t Limit() const { return limit_; }
+
+    char16_t Peek() {
+        if (view_.size() - index_ < form_.width && !Fill(1)) {
+            return End;
+        }
+        const char16_t c = form_.CharAt(view_, index_);
+        return IsTextChar(c) ? c : End;
+    }
+    /// The next character, which is then behind; the end stays in front.
+    char16_t Next() {
+        const char16_t c = Peek();
+        index_ += c == End ? 0 : form_.width;
+        return c;
+    }
+
+    /// True if these characters come next, which have no upper case letters when it is folded.
+    bool Stands(std::u16string_view word, bool folded = false);
+    bool StandsName(std::u16string_view tag, bool folded = false);
+    /// The same, and then they are behind.
+    bool Take(std::u16string_view word, bool folded = false);
+
+    /// To the next occurrence of the character, or to the end of the text: false.
+    bool SkipTo(char16_t c);
+    bool SkipToTag() { return SkipTo(u'<'); }
+    void SkipWhite();
+    /// Behind the next occurrence of the mark; false at the end of the text.
+    bool TakePast(std::u16string_view mark);
+
+    /// A name of at most `most` characters, in ASCII letters, digits, other signs of names and all beyond ASCII; empty
+    /// if none begins here or it is longer.
+    std::u16string TakeName(std::size_t most);
+
+    enum class Tag : std::uint8_t { Broken, Open, Empty };
+    /// Behind the '>' that ends the tag in hand, outside quotes.
+    Tag TakeTag();
+
+    /// Takes a comment or processing instruction; nothing if neither begins here, false if its end is missing.
+    std::optional<bool> TakeRemark();
+    /// Behind the '>' that ends a declaration such as a document type, with the declarations inside it.
+    bool TakeDeclaration();
+
+    /// True if a file of the same form, with or without a byte-order mark, may begin at this place or with that mark
+    /// right in front of it: where that file begins.
+    std::optional<std::int64_t> FileStartHere();
+
+    /// True if all bytes from here to an offset at most a sector away are zero.
+    bool IsZeroUpTo(std::int64_t to);
+
+private:
+    // Has at least so many characters in view if they can be read, and one in any case.
+    bool Fill(std::size_t characters);
+    // The view is not used after this; the place stays.
+    void Forget();
+    // Looks for the starts of further documents in the view.
+    void CountDocuments();
+
+    FileWindow& file_;
+    TextForm form_;
+    ByteSpan view_;
+    // Offset of the view in the file, and of the next character in the view.
+    std::int64_t start_ = 0;
+    std::size_t index_ = 0;
+    std::int64_t limit_ = NoLimit;
+    // Sector starts in the file that other XML documents begin at, as far as they were looked for. One of them may
+    // stand in a text that is quoted; of many, this file cannot hold the last.
+    int documents_ = 0;
+    std::int64_t documentsSoughtTo_ = 0;
+    std::int64_t stop_ = NoLimit;
+};
+
+/// The place where the sector of an offset ends, in bytes from a file's start; that of the smallest sectors, of which
+/// others are made up.
+constexpr std::int64_t SectorEnd(std::int64_t offset) {
+    constexpr std::int64_t sector = 512;
+    return (offset + sector - 1) / sector * sector;
+}
+
+/// The end of the white space behind `from`. Where no zeros follow, a file's own ends with a line at the latest in this
+/// sector; blanks behind that are as likely by chance. The reader stands behind the white space afterwards.
+std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from);
+
+/// What stands in front of an XML document's content.
+struct XmlProlog {
+    bool isHtml;
+    /// The root element's name, which the reader stands behind; empty if the document type says HTML already.
+    std::u16string root;
+};
+
+/// True if an XML declaration begins here.
+bool StandsXmlDeclaration(MarkupReader& text);
+/// The declaration and all up to the root element.
+std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text);

@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/Scan.h"
+
+namespace {
+
+using test::Found;
+using test::Medium;
+using Finds = std::vector<Found>;
+
+constexpr std::int32_t Html = 26;
+constexpr std::int32_t Xml = 27;
+
+const std::string Text = "<p>" + std::string(300, 'x');
+const std::string Declaration = "<?xml version=\"1.0\"?>";
+const std::string Bookmarks = "<!DOCTYPE NETSCAPE-Bookmark-file-1><title>B</title><meta><body>";
+
+// Text up to a sector's end, where the next file begins.
+std::string UpToSectorEnd(const std::string& start, const std::string& end) {
+    return start + std::string(1024 - start.size() - end.size(), 'x') + end;
+}
+
+std::string Wide(const std::string& text, bool isBigEndian) {
+    std::string wide = isBigEndian ? "\xFE\xFF" : "\xFF\xFE";
+    for (const char c : text) {
+        wide += isBigEndian ? std::string{'\0', c} : std::string{c, '\0'};
+    }
+    return wide;
+}
+
+// What is found of a file and of the bytes behind it.
+Finds FindsIn(std::int32_t type, const std::string& bytes) {
+    Medium medium;
+    medium.Put(2, bytes);
+    medium.Grow(medium.SectorCount() + 2);
+    return test::ScanAtEverySplit(type, medium);
+}
+
+TEST(Markup, IsFoundWholeOrNotAtAll) {
+    const struct {
+        std::int32_t type;
+        std::string file;
+        bool isFound;
+    } cases[] = {
+        {Html, "<!doctype\nhtml>" + Text + "</HTML\t>\r\n\r\n", true},
+        {Html, "\xEF\xBB\xBF \n<hTmL lang=x>" + Text, true},
+        {Html, "<htmlx>" + Text + "</html>", false},
+        {Html, Bookmarks + Text + "</html>", false},
+        {Html, "<head><title>T</title><title>" + Text.substr(3) + "</html>", false},
+        {Html, "<head><title>T</title><body>" + Text + "</html>", true},
+        {Html, "<head><title>T</title><body>" + Text + "</body>", true},
+        {Html, "<head><title>T</title><body>" + Text, false},
+        {Html, "<!-- c --><!--d-->\n<html>" + Text, true},
+        {Html, "<!--" + std::string(2048, 'c') + "--><html>" + Text, false},
+        {Html, "<html>" + Text + "write(\"</html>\"); <!-- </html> --></html>\n", true},
+        {Html, "<html>" + Text + "</html>\n<!-- " + std::string(600, 'c') + " --><p>served</p>\n", true},
+        {Html, "<html>" + Text + "</html>\nserved", true},
+        {Html, Declaration + "<!-- c --><?p?><x:HTML>" + Text + "</x:html>\n", true},
+        {Xml, Declaration + "<!-- c --><?p?><x:HTML>" + Text + "</x:html>\n", false},
+        {Html, Declaration + "<page>" + Text + "</html>\n", false},
+        {Xml, Declaration + "<a><ab></ab><a x='>'/><a></a>" + Text + "</a\n>\n<?p?>\n<!-- </b> -->\n\n", true},
+        {Xml, Declaration + "<a x='" + Text + "'/>\n", true},
+        {Xml, Declaration + "<!DOCTYPE a [<!ENTITY b \"]>\"><!-- ' --><?p \">?>]><a>" + Text + "</a>", true},
+        {Xml, Declaration + "<a><![CDATA[</a>" + Text + "]]><!-- </a> --></a>", true},
+        {Xml, "<?xml version='1.0'" + std::string(300, ' ') + "?><a>" + Text + "</a>", false},
+        {Xml, "<?xml encoding='UTF-8'?><a>" + Text + "</a>", false},
+        {Xml, Declaration + "<!--" + std::string(0x10000, 'c') + "--><a>" + Text + "</a>", false},
+        {Xml, Declaration + "text<a>" + Text + "</a>", false},
+        {Xml, Wide(Declaration + "<a><b/>" + Text + "</a>\n", false), true},
+        {Xml, Wide(Declaration + "<a><b/>" + Text + "</a>\n", true), true},
+        {Html, Wide("\n<html>" + Text + "</html>\n", true), true},
+    };
+    for (const auto& tested : cases) {
+        const Finds expected = tested.isFound ? Finds{{2, static_cast<std::int64_t>(tested.file.size())}} : Finds{};
+        EXPECT_EQ(FindsIn(tested.type, tested.file), expected) << tested.type << ' ' << tested.file.substr(0, 80);
+    }
+}
+
+TEST(Markup, EndsInFrontOfWhatIsNotItsOwn) {
+    const std::string page = "<html>" + Text + "</html>\n";
+    const std::string document = Declaration + "<a><b/>" + Text;
+    const auto sizeOf = [](const std::string& text) {
+        return static_cast<std::int64_t>(text.size());
+    };
+    const struct {
+        std::int32_t type;
+        std::string bytes;
+        Finds finds;
+    } cases[] = {
+        {Html, UpToSectorEnd("<html>", "</html>") + page, {{2, 1024}, {4, sizeOf(page)}}},
+        {Html, UpToSectorEnd("<html>", "</body>") + page, {{2, 1024}, {4, sizeOf(page)}}},
+        {Html, UpToSectorEnd("<html>", "</html>\n") + "\n\n a text", {{2, 1024}}},
+        {Html, page + " \x02", {{2, sizeOf(page)}}},
+        {Html, "<html>" + Text + "</html>)\x02", {{2, sizeOf(page) - 1}}},
+        {Html, "<html>" + Text + "\x02", {}},
+        {Xml, document + "<c/><c\x02", {{2, sizeOf(document) + 4}}},
+        {Xml, Declaration + "<a>" + Text + "\x02", {}},
+        {Xml, UpToSectorEnd(document, "<d/>") + document + "</a>", {{2, 1024}, {4, sizeOf(document) + 4}}},
+        {Xml, document + "</a><b>", {{2, sizeOf(document) + 4}}},
+    };
+    for (const auto& tested : cases) {
+        EXPECT_EQ(FindsIn(tested.type, tested.bytes), tested.finds) << tested.bytes.substr(0, 80);
+    }
+}
+
+TEST(Markup, EndTagsMayLieAcrossReads) {
+    for (int length = 16370; length < 16400; ++length) {
+        const std::string fill(static_cast<std::size_t>(length), 'x');
+        for (const auto& [type, start, end] :
+             {std::tuple(Html, "<html>", "</html>\n"), std::tuple(Xml, Declaration.c_str(), "</a>\n")}) {
+            const std::string file = start + std::string("<a>") + fill + end;
+            Medium medium;
+            medium.Put(2, file).Grow(40);
+            const Finds expected{{2, static_cast<std::int64_t>(file.size())}};
+            ASSERT_EQ(test::Scan(type, medium, 1), expected) << length;
+        }
+    }
+}
+
+class CountingMedium : public Medium {
+public:
+    std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override {
+        sectorsRead += count;
+        return Medium::ReadSectors(firstSector, buffer, count);
+    }
+    std::int64_t sectorsRead = 0;
+};
+
+// Each start has no end of its own and would be followed to the end of the medium.
+TEST(Markup, ManyStartsAreNotFollowedFar) {
+    constexpr std::int64_t sectors = 4000;
+    for (const auto& [type, start] :
+         {std::pair(Html, std::string("\n<html>")), std::pair(Html, Wide("\n<html>", true)),
+          std::pair(Xml, Declaration + "<a><![CDATA["), std::pair(Xml, "<?xml version='1.0'?><a b=\"" + std::string()),
+          std::pair(Xml, Wide(Declaration + "<a><!--", false))}) {
+        CountingMedium medium;
+        for (std::int64_t sector = 0; sector < sectors; ++sector) {
+            medium.Put(sector, start + std::string(512 - start.size(), 'x'));
+        }
+        medium.Grow(sectors + 1);
+        test::Scan(type, medium, 1);
+        EXPECT_GT(medium.sectorsRead, sectors) << start;
+        EXPECT_LT(medium.sectorsRead, sectors * 100) << start;
+    }
+}
+
+}  // namespace
