@@ -20,7 +20,7 @@ constexpr std::uint8_t Quote = '"';
 
 constexpr auto ListEndText = PatternOf("</xml>");
 constexpr ByteMark ListEnd{ListEndText};
-// The closing boundary lies wholly in as many bytes, counted from the list's end tag.
+// The closing boundary lies wholly in as many bytes, counted from the list's end tag, and in the tag's sector.
 constexpr std::size_t ClosingReach = 46;
 
 }  // namespace
@@ -63,12 +63,12 @@ void KMhtFileType::KeepBoundary(ByteSpan text) {
               closing_.begin() + static_cast<std::ptrdiff_t>(closingSize_), std::uint8_t{'-'});
 }
 
-std::optional<std::size_t> KMhtFileType::FindEnd(const Candidate& candidate) const {
-    const std::optional<std::size_t> listEnd = ListEnd.FindIn(candidate.sector);
+std::optional<std::size_t> KMhtFileType::FindEnd(ByteSpan sector) const {
+    const std::optional<std::size_t> listEnd = ListEnd.FindIn(sector);
     if (!listEnd || closingSize_ == 0) {
         return listEnd;
     }
-    const ByteSpan behind = candidate.RestOfBlock().subspan(*listEnd);
+    const ByteSpan behind = sector.subspan(*listEnd);
     const ByteMark closing{ByteSpan(closing_).first(closingSize_)};
     const auto found = closing.FindIn(behind.first(std::min(behind.size(), ClosingReach)));
     return found ? std::optional(*listEnd + *found + closingSize_) : std::nullopt;

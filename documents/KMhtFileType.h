@@ -18,12 +18,12 @@ public:
             "The closing boundary behind the \"</xml>\" of the list of parts, which ends before the file's last line "
             "break.",
         .limits =
-            "Archives that begin with other lines, or whose last part is no such list, which then run to the "
-            "next archive."};
+            "Archives that begin with other lines. Those whose last part is no such list, or whose closing boundary "
+            "is not in one sector with the list's end, run to the next archive."};
     static constexpr std::int64_t MinReportLength = 256;
 
     bool IsHeader(ByteSpan sector);
-    std::optional<std::size_t> FindEnd(const Candidate& candidate) const;
+    std::optional<std::size_t> FindEnd(ByteSpan sector) const;
 
 private:
     void KeepBoundary(ByteSpan text);

@@ -107,6 +107,7 @@ private:
         const std::string extension = ExtensionOf(file.claimants.front());
         ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
         totals_.withUnreadable += result.hasUnreadableSectors ? 1 : 0;
+        totals_.measured += file.sizeSource == SizeSource::Measured ? 1 : 0;
         totals_.bounded += file.sizeSource == SizeSource::Bounded ? 1 : 0;
         totals_.bytes += file.size;
         auto& [files, bytes] = totals_.byExtension[extension];

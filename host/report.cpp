@@ -106,6 +106,10 @@ std::string TotalsTable(const ExtractTotals& totals) {
     if (totals.withUnreadable > 0) {
         table += fmt::format("{} of them hold zeros where sectors could not be read\n", totals.withUnreadable);
     }
+    if (totals.measured > 0) {
+        table += fmt::format("{} of them got their size from what they hold, since the scan left it open\n",
+                             totals.measured);
+    }
     if (totals.bounded > 0) {
         table +=
             fmt::format("{} of them are as long as they may be, since nothing says where they end\n", totals.bounded);

@@ -21,6 +21,8 @@ struct ExtractTotals {
     std::int64_t bytes = 0;
     /// Files in the folder that hold unreadable sectors as zeros.
     std::int64_t withUnreadable = 0;
+    /// Files in the folder whose size the host has measured.
+    std::int64_t measured = 0;
     /// Files in the folder whose size is bounded only.
     std::int64_t bounded = 0;
     /// Files and bytes by extension, in the folder now.

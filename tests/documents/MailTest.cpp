@@ -113,11 +113,15 @@ TEST(WebArchive, EndsAtItsClosingBoundaryCloseBehindTheList) {
         const Finds expected = tested.end != 0 ? Finds{{1, 512 + tested.end}} : Finds{};
         EXPECT_EQ(ScanArchive(MhtHead + tested.boundary, tested.tail), expected) << &tested - cases;
     }
-    // The next header closes an archive without an end; the closing boundary may reach into the next sector of the
-    // block.
+    // The next header closes an archive without an end. A closing boundary that reaches into the next sector ends none,
+    // however the blocks are cut.
     Medium medium;
-    medium.Put(0, MhtHead + "b\"").Put(3, MhtHead + "bc\"").Put(5, std::string(506, ' ') + "</xml> bc--").Grow(8);
-    EXPECT_EQ(test::Scan(Mht, medium), (Finds{{0, 1536}, {3, 1024 + 517}}));
+    medium.Put(0, MhtHead + "b\"").Put(3, MhtHead + "bc\"").Put(5, std::string(502, ' ') + "</xml>bc--");
+    medium.Put(6, MhtHead + "b\"").Put(7, std::string(503, ' ') + "</xml>b--");
+    EXPECT_EQ(test::ScanAtEverySplit(Mht, medium), (Finds{{0, 1536}, {3, 1024 + 512}, {6, 1024}}));
+    medium.Put(5, std::string(503, ' ') + "</xml>bc--");
+    medium.Put(6, std::string(1, '-') + std::string(511, ' ')).Grow(8);
+    EXPECT_EQ(test::ScanAtEverySplit(Mht, medium), (Finds{{0, 1536}}));
 }
 
 // ---- Messages ------------------------------------------------------------
