@@ -124,9 +124,6 @@ struct Row {
     const FormatNotes* notes;
 };
 
-// The type has no scanner in this build.
-constexpr Row NotBuilt{nullptr, nullptr};
-
 template <class Type>
 IRawFileType* Create() {
     return new (std::nothrow) Type;
@@ -294,13 +291,10 @@ static_assert(std::size(Rows) == FileTypeCount);
 std::int32_t KRawFileTypeFactory::GetCount() { return FileTypeCount; }
 
 IRawFileType* KRawFileTypeFactory::Create(std::int32_t index) {
-    if (index < 0 || index >= this->GetCount() || Rows[index].create == nullptr) {
-        return nullptr;
-    }
-    return Rows[index].create();
+    return index < 0 || index >= this->GetCount() ? nullptr : Rows[index].create();
 }
 
-const FormatNotes* FormatNotesOf(std::int32_t index) { return Rows[index].notes; }
+const FormatNotes& FormatNotesOf(std::int32_t index) { return *Rows[index].notes; }
 
 extern "C" IRawFileTypeFactory* GetRawFileTypeFactory() {
     static KRawFileTypeFactory factory;

@@ -12,5 +12,5 @@ public:
     IRawFileType* Create(std::int32_t index) override;
 };
 
-/// What the type of a factory index, 0 to `FileTypeCount` - 1, says of its format; null where it has no scanner.
-const FormatNotes* FormatNotesOf(std::int32_t index);
+/// What the type of a factory index, 0 to `FileTypeCount` - 1, says of its format.
+const FormatNotes& FormatNotesOf(std::int32_t index);

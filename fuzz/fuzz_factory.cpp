@@ -10,6 +10,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <vector>
 
 #include "containers/KZipFileSearcher.h"
@@ -66,31 +67,25 @@ struct Plan {
     std::array<std::uint8_t, 2> outside;
 };
 
-std::vector<std::int32_t> BuiltIndices() {
-    std::vector<std::int32_t> indices;
-    IRawFileTypeFactory* const factory = GetRawFileTypeFactory();
-    for (std::int32_t index = 0; index < factory->GetCount(); ++index) {
-        if (IRawFileType* const type = factory->Create(index)) {
-            indices.push_back(index);
-            type->Release();
-        }
-    }
+std::vector<std::int32_t> AllIndices() {
+    std::vector<std::int32_t> indices(FileTypeCount);
+    std::iota(indices.begin(), indices.end(), 0);
     return indices;
 }
 
 std::vector<std::int32_t> ChooseIndices(std::uint8_t mode, std::uint8_t choice) {
-    static const std::vector<std::int32_t> built = BuiltIndices();
+    static const std::vector<std::int32_t> all = AllIndices();
     switch (mode & 3U) {
         case 2:
-            return {built[choice % built.size()]};
+            return {all[choice % all.size()]};
         case 3: {
             std::vector<std::int32_t> chosen;
-            std::ranges::copy_if(built, std::back_inserter(chosen),
+            std::ranges::copy_if(all, std::back_inserter(chosen),
                                  [choice](std::int32_t index) { return (choice >> (index % 8) & 1) != 0; });
             return chosen;
         }
         default:
-            return built;
+            return all;
     }
 }
 

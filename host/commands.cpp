@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
 
 #include "extract_run.h"
@@ -112,7 +111,6 @@ ExitStatus RunRecover(const RecoverCommand& command) {
 }
 
 ExitStatus RunTypes() {
-    const std::vector<std::int32_t> built = BuiltTypes();
     std::string table = fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", "index", "extension", "name", "size cap",
                                     "plausible sizes");
     for (std::int32_t type = 0; type < FileTypeCount; ++type) {
@@ -121,9 +119,8 @@ ExitStatus RunTypes() {
                                       ? ""
                                       : fmt::format("{} to {}", FormatExactSize(identity.smallestSize),
                                                     FormatExactSize(identity.largestSize));
-        const bool isBuilt = std::ranges::binary_search(built, type);
-        table += fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}{}\n", type, identity.extension, identity.name,
-                             FormatCap(identity.maxSize), range, isBuilt ? "" : "  not built yet");
+        table += fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", type, identity.extension, identity.name,
+                             FormatCap(identity.maxSize), range);
     }
     Tell(table);
     return ExitStatus::Done;

@@ -33,9 +33,6 @@ std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
     std::vector<ActiveScanner> scanners;
     for (const std::int32_t type : request.types) {
         ScannerPtr scanner = CreateScanner(type);
-        if (!scanner) {
-            continue;
-        }
         scanner->BeginScan();
         if (const auto cap = request.caps.find(type); cap != request.caps.end()) {
             scanner->SetMaxFileSize(cap->second);

@@ -4,19 +4,23 @@
 #include <strings.h>
 
 #include <charconv>
+#include <new>
+#include <numeric>
 
 namespace salvor {
 
-ScannerPtr CreateScanner(std::int32_t type) { return ScannerPtr(GetRawFileTypeFactory()->Create(type)); }
-
-std::vector<std::int32_t> BuiltTypes() {
-    std::vector<std::int32_t> built;
-    for (std::int32_t type = 0; type < FileTypeCount; ++type) {
-        if (CreateScanner(type)) {
-            built.push_back(type);
-        }
+ScannerPtr CreateScanner(std::int32_t type) {
+    ScannerPtr scanner(GetRawFileTypeFactory()->Create(type));
+    if (!scanner) {
+        throw std::bad_alloc();
     }
-    return built;
+    return scanner;
+}
+
+std::vector<std::int32_t> AllTypes() {
+    std::vector<std::int32_t> types(FileTypeCount);
+    std::iota(types.begin(), types.end(), 0);
+    return types;
 }
 
 std::vector<std::int32_t> TypesNamed(const std::string& word) {

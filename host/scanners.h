@@ -15,11 +15,11 @@ struct ScannerRelease {
 };
 using ScannerPtr = std::unique_ptr<IRawFileType, ScannerRelease>;
 
-/// The scanner of a factory index; null when the library has none for it.
+/// The scanner of a factory index. Throws `std::bad_alloc` when there is no memory for it.
 ScannerPtr CreateScanner(std::int32_t type);
 
-/// The indices for which the library has a scanner, ascending.
-std::vector<std::int32_t> BuiltTypes();
+/// All factory indices, ascending.
+std::vector<std::int32_t> AllTypes();
 
 /// The extension of a type's files, without a dot.
 inline const char* ExtensionOf(std::int32_t type) { return FileTypeCatalog[type].extension; }

@@ -6,7 +6,6 @@
 #include <set>
 #include <string>
 
-#include "say.h"
 #include "scanners.h"
 
 namespace salvor {
@@ -31,15 +30,8 @@ std::set<std::int32_t> TypesOf(const std::string& option, const std::vector<std:
 std::vector<std::int32_t> SelectTypes(const FilterOptions& options) {
     const std::set<std::int32_t> wanted = TypesOf("--types", options.types);
     const std::set<std::int32_t> excluded = TypesOf("--exclude", options.exclude);
-    const std::vector<std::int32_t> built = BuiltTypes();
-    for (const std::int32_t type : wanted) {
-        if (!std::ranges::binary_search(built, type)) {
-            Say("{} ({}, type {}) has no scanner yet and is passed over", ExtensionOf(type), FileTypeCatalog[type].name,
-                type);
-        }
-    }
     std::vector<std::int32_t> selected;
-    std::ranges::copy_if(built, std::back_inserter(selected), [&](std::int32_t type) {
+    std::ranges::copy_if(AllTypes(), std::back_inserter(selected), [&](std::int32_t type) {
         return (wanted.empty() || wanted.contains(type)) && !excluded.contains(type);
     });
     if (selected.empty()) {

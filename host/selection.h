@@ -8,9 +8,8 @@
 
 namespace salvor {
 
-/// The types that the words of `--types` and `--exclude` leave of those that have a scanner, ascending. Throws
-/// `Failure` (usage) for a word that names nothing and for a selection without a type; says on stderr which named types
-/// have no scanner yet.
+/// The types that the words of `--types` and `--exclude` leave, ascending. Throws `Failure` (usage) for a word that
+/// names nothing and for a selection without a type.
 std::vector<std::int32_t> SelectTypes(const FilterOptions& options);
 
 /// The same with the size rules. Throws `Failure` (usage) for what cannot be understood.

@@ -45,7 +45,7 @@ HEADERS = (b"\xff\xd8", check.PNG_SIGNATURE, check.COMPOUND_SIGNATURE, b"PK\x03\
 # Headers of other common kinds of file; no sector may begin with one.
 OTHER_HEADERS = (b"\x1f\x8b", b"Rar!", b"OggS", b"FLV\1", b"\x30\x26\xb2\x75")
 # Files that are text, or begin like it, have no header of their own.
-TEXTS = (".txt", ".eml", ".mht", ".dxf", ".html", ".xml")
+TEXTS = (".txt", ".eml", ".mht", ".dxf", ".htm", ".xml")
 PHOTOS = (".jpg", ".png")
 
 # What follows the empty start, in order. Every piece begins at a cluster.
@@ -132,6 +132,9 @@ PLAN = (
     ("file", "release12.dxf", "zeros"),
     ("file", "linearized-updated.pdf", "old"),
     ("file", "drawing.ai", "zeros"),
+    ("file", "page4.htm", "zeros"),
+    ("file", "catalogue.xml", "zeros"),
+    ("file", "manual.chm", "old"),
     ("zeros", 1),
     ("random", 4),
 )

@@ -35,7 +35,7 @@ public:
     virtual std::int32_t GetCount() = 0;
 
     /// A new scanner that the caller owns and gives back with `IRawFileType::Release`; null when `index` is out of
-    /// range, when the type has no scanner in this build, or when memory runs out.
+    /// range or when memory runs out.
     virtual IRawFileType* Create(std::int32_t index) = 0;
 };
 

@@ -19,14 +19,6 @@ constexpr std::int32_t Jpg = 42;
 constexpr std::int32_t Png = 46;
 constexpr MediumShape Shape{100 * 512 + 10, 512};
 
-std::vector<std::int32_t> AllTypes() {
-    std::vector<std::int32_t> types;
-    for (std::int32_t type = 0; type < FileTypeCount; ++type) {
-        types.push_back(type);
-    }
-    return types;
-}
-
 Plan PlanOf(const std::vector<Find>& finds, const PlanFilter& filter = {AllTypes(), {}, {}}) {
     std::vector<SizedFind> sized;
     for (const Find& find : finds) {

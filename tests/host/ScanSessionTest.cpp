@@ -40,7 +40,7 @@ TEST(ScanRange, FindsTheMediumsFirstSectorAndFollowsFilesBeyondABlock) {
     Medium medium(std::make_unique<FakeDevice>(ImageWithPngs(100, {0, 50, 94})), 512);
     for (const std::int64_t blockSectors : {1, 3, 64, 100, 2048}) {
         Recorder recorder;
-        EXPECT_TRUE(ScanRange(medium, {{0, 100}, blockSectors, BuiltTypes(), {}}, recorder));
+        EXPECT_TRUE(ScanRange(medium, {{0, 100}, blockSectors, AllTypes(), {}}, recorder));
         EXPECT_EQ(recorder.finds, (std::vector<Find>{{46, 0, 3000}, {46, 50, 3000}, {46, 94, 3000}}));
         EXPECT_EQ(recorder.marks.back(), 100);
     }
@@ -54,7 +54,7 @@ TEST(ScanRange, KeepsToItsRangeTypesAndCapsAndStopsWhenAsked) {
     EXPECT_EQ(range.marks, (std::vector<std::int64_t>{48, 56, 60}));
 
     Recorder otherType;
-    EXPECT_TRUE(ScanRange(medium, {{0, 100}, 8, {0, 42}, {}}, otherType)) << "a type without a scanner is passed over";
+    EXPECT_TRUE(ScanRange(medium, {{0, 100}, 8, {0, 42}, {}}, otherType)) << "no type that claims them";
     EXPECT_TRUE(otherType.finds.empty());
 
     Recorder stopped;

@@ -25,19 +25,15 @@ factory.
 void WriteType(std::ostream& page, std::int32_t index) {
     const FileTypeIdentity& type = FileTypeCatalog[index];
     page << "\n### " << index << " " << type.extension << ": " << type.name << "\n\n";
-    const FormatNotes* const notes = FormatNotesOf(index);
-    if (notes == nullptr) {
-        page << "No scanner yet.\n";
-        return;
-    }
-    page << "- Found: " << notes->found << "\n- End: " << notes->end << "\n";
-    if (*notes->limits != '\0') {
-        page << "- Limits: " << notes->limits << "\n";
+    const FormatNotes& notes = FormatNotesOf(index);
+    page << "- Found: " << notes.found << "\n- End: " << notes.end << "\n";
+    if (*notes.limits != '\0') {
+        page << "- Limits: " << notes.limits << "\n";
     }
     if (type.maxSize > 0) {
         page << "- Largest size reported unless the host says otherwise: " << type.maxSize << " bytes\n";
     }
-    page << "- Source: " << notes->source << "\n";
+    page << "- Source: " << notes.source << "\n";
 }
 
 void WriteFixtures(std::ostream& page) {

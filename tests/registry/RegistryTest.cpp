@@ -18,12 +18,12 @@ TEST(Registry, HasOneFactoryWith113Indices) {
     for (const std::int32_t index : {-1, 113, 114, -0x7FFFFFFF - 1, 0x7FFFFFFF}) {
         EXPECT_EQ(factory->Create(index), nullptr) << index;
     }
-    EXPECT_GE(test::CreatedTypes().size(), 7U);
 }
 
-TEST(Registry, EveryTypeAnswersAsItsCatalogueRowSays) {
-    for (const std::int32_t index : test::CreatedTypes()) {
+TEST(Registry, CreatesAScannerOfEveryTypeThatAnswersAsItsCatalogueRowSays) {
+    for (std::int32_t index = 0; index < 113; ++index) {
         const TypePtr type = CreateType(index);
+        ASSERT_NE(type, nullptr) << index;
         const FileTypeIdentity& row = FileTypeCatalog[index];
         std::array<char, 64> name{};
         std::array<char, 64> extension{};

@@ -24,28 +24,17 @@ std::ostream& operator<<(std::ostream& out, const Claim& claim) {
 
 std::ostream& operator<<(std::ostream& out, const Fixture& fixture) { return out << fixture.name; }
 
-std::vector<std::int32_t> CreatedTypes() {
-    std::vector<std::int32_t> indices;
-    for (std::int32_t index = 0; index < FileTypeCount; ++index) {
-        if (CreateType(index)) {
-            indices.push_back(index);
-        }
-    }
-    return indices;
-}
-
 std::vector<Claim> ScanWithAllTypes(Medium& medium, const Blocks& blocks) {
-    const std::vector<std::int32_t> indices = CreatedTypes();
     std::vector<TypePtr> owners;
     std::vector<IRawFileType*> types;
-    for (const std::int32_t index : indices) {
+    for (std::int32_t index = 0; index < FileTypeCount; ++index) {
         types.push_back(owners.emplace_back(CreateType(index)).get());
     }
     const std::vector<std::vector<Found>> finds = ScanTogether(types, medium, blocks);
     std::vector<Claim> claims;
-    for (std::size_t i = 0; i < indices.size(); ++i) {
-        for (const Found& found : finds[i]) {
-            claims.push_back({indices[i], found});
+    for (std::int32_t index = 0; index < FileTypeCount; ++index) {
+        for (const Found& found : finds[static_cast<std::size_t>(index)]) {
+            claims.push_back({index, found});
         }
     }
     return claims;

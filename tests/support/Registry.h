@@ -16,9 +16,6 @@ struct Claim {
 };
 std::ostream& operator<<(std::ostream& out, const Claim& claim);
 
-/// The indices that have a scanner.
-std::vector<std::int32_t> CreatedTypes();
-
 /// Scans a medium with one scanner of every type together; the claims are in the order of the indices.
 std::vector<Claim> ScanWithAllTypes(Medium& medium, const Blocks& blocks);
 
