@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "frame/FileWindow.h"
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "frame/WorkStore.h"
 
 /// A measuring scanner that follows a file's structure through a `FileWindow`.
@@ -16,26 +16,13 @@
 ///
 /// What walks cost is bounded for media made of nothing but headers; see `WorkStore`.
 template <class Self>
-class WalkingScanner : public MeasuringScanner<Self> {
+class WalkingScanner : public RememberingScanner<Self, WorkStore> {
 public:
-    std::int32_t Reset() override {
-        store_ = {};
-        return MeasuringScanner<Self>::Reset();
-    }
-
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
-        store_.EnterBlock(*block);
-        MeasuringScanner<Self>::ScanBlock(block, sink);
-    }
-
     std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        WorkMeter meter = store_.NewMeter();
+        WorkMeter meter = this->memory_.NewMeter();
         FileWindow file(candidate, Self::WalkLimit, meter);
         const std::optional<std::int64_t> size = this->self().Walk(file);
-        store_.Settle(meter);
+        this->memory_.Settle(meter);
         return size;
     }
-
-private:
-    WorkStore store_;
 };

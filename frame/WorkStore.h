@@ -11,6 +11,8 @@
 /// that a few long ones leave something for those behind them.
 class WorkStore {
 public:
+    void Reset() { bytes_ = MostBytes; }
+
     void EnterBlock(const SectorBlock& block) {
         const std::int64_t blockBytes = std::int64_t{block.sectorCount} * block.sectorSize;
         bytes_ = std::min(MostBytes,

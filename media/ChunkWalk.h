@@ -42,7 +42,7 @@ public:
     /// Forgets all chains: another scan begins.
     void Reset() {
         chains_ = {};
-        store_ = {};
+        store_.Reset();
     }
     void EnterBlock(const SectorBlock& block) { store_.EnterBlock(block); }
 

@@ -26,22 +26,12 @@ ChainRecord ReadExtension(KFileSimulator& reader, std::int64_t offset) {
 
 }  // namespace
 
-std::int32_t KAviFileType::Reset() {
-    extensions_.Reset();
-    return RiffScanner::Reset();
-}
-
-void KAviFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    extensions_.EnterBlock(*block);
-    RiffScanner::ScanBlock(block, sink);
-}
-
 std::optional<std::int64_t> KAviFileType::Measure(const Candidate& candidate) {
     const std::int64_t size = LoadLittle<std::uint32_t>(candidate.sector, RiffSizeOffset) + RiffHeaderBytes;
     if (size > FirstChunkLimit || candidate.block.source == nullptr) {
         return std::min(size, FirstChunkLimit);
     }
     // No extension is a header of a film.
-    const std::optional<ChainWalk::End> end = extensions_.Follow(candidate, size, false, ChainLimit, ReadExtension);
+    const std::optional<ChainWalk::End> end = memory_.Follow(candidate, size, false, ChainLimit, ReadExtension);
     return end ? std::optional(std::min(end->offset, ChainLimit)) : std::nullopt;
 }

@@ -4,11 +4,12 @@
 #include <optional>
 
 #include "frame/ChainWalk.h"
+#include "frame/RememberingScanner.h"
 #include "frame/RiffScanner.h"
 
 /// AVI films, with the further RIFF chunks of those above 1 GiB. Source: OpenDML AVI File Format Extensions 1.02,
 /// "RIFF AVIX".
-class KAviFileType final : public RiffScanner<KAviFileType> {
+class KAviFileType final : public RememberingScanner<KAviFileType, ChainWalk, RiffScanner<KAviFileType>> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[24];
     static constexpr FormatNotes Notes{
@@ -21,10 +22,5 @@ public:
     static constexpr Pattern<4> Signature = RiffSignature;
     static constexpr auto FormType = PatternOf("AVI LIST");
 
-    std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     std::optional<std::int64_t> Measure(const Candidate& candidate);
-
-private:
-    ChainWalk extensions_;
 };

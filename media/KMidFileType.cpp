@@ -24,16 +24,6 @@ std::uint64_t TrackAt(KFileSimulator& reader) {
 
 }  // namespace
 
-std::int32_t KMidFileType::Reset() {
-    walk_.Reset();
-    return MeasuringScanner::Reset();
-}
-
-void KMidFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    walk_.EnterBlock(*block);
-    MeasuringScanner::ScanBlock(block, sink);
-}
-
 bool KMidFileType::IsHeader(ByteSpan sector) {
     return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
 }
@@ -51,6 +41,6 @@ std::optional<std::int64_t> KMidFileType::Measure(const Candidate& candidate) {
     // Whatever lies further on, the cap is reported.
     const std::int64_t limit = std::max(run_.maxSize, MinReportLength);
     const std::optional<ChunkWalk::Result> walked =
-        walk_.Walk(candidate, FirstTrack, static_cast<std::uint32_t>(tracks), limit, TrackAt);
+        memory_.Walk(candidate, FirstTrack, static_cast<std::uint32_t>(tracks), limit, TrackAt);
     return walked ? std::optional(walked->position) : std::nullopt;
 }

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "media/ChunkWalk.h"
 
 /// Standard MIDI files: a header chunk, then as many track chunks as it says. Source: RP-001, Standard MIDI Files 1.0.
-class KMidFileType final : public MeasuringScanner<KMidFileType> {
+class KMidFileType final : public RememberingScanner<KMidFileType, ChunkWalk> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[90];
     static constexpr FormatNotes Notes{
@@ -17,12 +17,6 @@ public:
         .limits = "Ends in front of the first chunk that is no track. Files below 512 bytes are not found."};
     static constexpr std::int64_t MinReportLength = 512;
 
-    std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
-
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
-
-private:
-    ChunkWalk walk_;
 };

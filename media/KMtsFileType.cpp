@@ -37,14 +37,8 @@ bool BreaksInBlock(const Candidate& candidate, const PacketLayout& layout) {
 }  // namespace
 
 std::int32_t KMtsFileType::Reset() {
-    grids_.Reset();
     last_ = {0, 0};
-    return MeasuringScanner::Reset();
-}
-
-void KMtsFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    grids_.EnterBlock(*block);
-    MeasuringScanner::ScanBlock(block, sink);
+    return RememberingScanner::Reset();
 }
 
 bool KMtsFileType::IsHeader(ByteSpan sector) {
@@ -60,7 +54,7 @@ std::optional<std::int64_t> KMtsFileType::Measure(const Candidate& candidate) {
     if (!layout || BreaksInBlock(candidate, *layout)) {
         return std::nullopt;
     }
-    const PacketGrids::Stream stream = grids_.Measure(candidate, *layout);
+    const PacketGrids::Stream stream = memory_.Measure(candidate, *layout);
     if (!stream.hasProgramTable || stream.length < MinReportLength) {
         return std::nullopt;
     }

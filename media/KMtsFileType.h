@@ -3,12 +3,12 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "media/PacketGrids.h"
 
 /// MPEG transport streams of packets 188, 192, 204 or 208 bytes apart, with or without a time stamp in front of each:
 /// packet by packet to the first place without a sync byte. Source: ISO/IEC 13818-1, section 2.4.3.
-class KMtsFileType final : public MeasuringScanner<KMtsFileType> {
+class KMtsFileType final : public RememberingScanner<KMtsFileType, PacketGrids> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[109];
     static constexpr FormatNotes Notes{
@@ -23,7 +23,6 @@ public:
     static constexpr std::int64_t MinReportLength = 18800;
 
     std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
@@ -31,7 +30,6 @@ public:
 private:
     bool IsInLastReport(const Candidate& candidate) const;
 
-    PacketGrids grids_;
     // What was reported last; a start of 0 or less refuses nothing.
     FoundFile last_{0, 0};
 };

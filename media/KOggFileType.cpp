@@ -31,16 +31,6 @@ std::uint64_t PageAt(KFileSimulator& reader) {
 
 }  // namespace
 
-std::int32_t KOggFileType::Reset() {
-    walk_.Reset();
-    return MeasuringScanner::Reset();
-}
-
-void KOggFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    walk_.EnterBlock(*block);
-    MeasuringScanner::ScanBlock(block, sink);
-}
-
 bool KOggFileType::IsHeader(ByteSpan sector) {
     return sector.size() >= MinSectorBytes && StartsWith(sector, Signature) && (sector[PageFlags] & BeginsStream) != 0;
 }
@@ -48,6 +38,6 @@ bool KOggFileType::IsHeader(ByteSpan sector) {
 std::optional<std::int64_t> KOggFileType::Measure(const Candidate& candidate) {
     // Whatever lies further on, the cap is reported. The largest pages together stay below 2 GiB.
     const std::int64_t limit = std::max(run_.maxSize, MinReportLength);
-    const std::optional<ChunkWalk::Result> walked = walk_.Walk(candidate, 0, MostPages, limit, PageAt);
+    const std::optional<ChunkWalk::Result> walked = memory_.Walk(candidate, 0, MostPages, limit, PageAt);
     return walked ? std::optional(walked->position) : std::nullopt;
 }

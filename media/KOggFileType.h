@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "media/ChunkWalk.h"
 
 /// Ogg streams: pages behind one another. Source: RFC 3533, section 6.
-class KOggFileType final : public MeasuringScanner<KOggFileType> {
+class KOggFileType final : public RememberingScanner<KOggFileType, ChunkWalk> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[95];
     static constexpr FormatNotes Notes{
@@ -17,12 +17,6 @@ public:
         .limits = "A file that follows without a gap is counted in. A page with a damaged signature ends the file."};
     static constexpr std::int64_t MinReportLength = 512;
 
-    std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
-
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
-
-private:
-    ChunkWalk walk_;
 };

@@ -36,14 +36,8 @@ std::uint64_t ChunkAt(KFileSimulator& reader) {
 }  // namespace
 
 std::int32_t KRmFileType::Reset() {
-    walk_.Reset();
     lastReport_ = {0, 0};
-    return MeasuringScanner::Reset();
-}
-
-void KRmFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    walk_.EnterBlock(*block);
-    MeasuringScanner::ScanBlock(block, sink);
+    return RememberingScanner::Reset();
 }
 
 bool KRmFileType::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Signature); }
@@ -62,7 +56,7 @@ std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
     // A count of 0 wraps to the largest number of chunks.
     const std::uint32_t chunks = LoadBig<std::uint32_t>(candidate.sector, ChunkCount) - 1;
     const std::optional<ChunkWalk::Result> walked =
-        walk_.Walk(candidate, FirstChunk, chunks, ChunkWalk::NoLimit, ChunkAt);
+        memory_.Walk(candidate, FirstChunk, chunks, ChunkWalk::NoLimit, ChunkAt);
     if (!walked || walked->stepsLeft != 0) {
         return std::nullopt;
     }

@@ -3,12 +3,12 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "media/ChunkWalk.h"
 
 /// RealMedia files: as many chunks as the first one says. Source: RealMedia File Format, the file header and chunk
 /// headers.
-class KRmFileType final : public MeasuringScanner<KRmFileType> {
+class KRmFileType final : public RememberingScanner<KRmFileType, ChunkWalk> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[112];
     static constexpr FormatNotes Notes{
@@ -21,7 +21,6 @@ public:
     static constexpr std::int64_t MinReportLength = 256;
 
     std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
@@ -31,5 +30,4 @@ private:
 
     // As reported last in this scan; there is none while its start is 0.
     FoundFile lastReport_{0, 0};
-    ChunkWalk walk_;
 };

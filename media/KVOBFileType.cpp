@@ -15,16 +15,6 @@ constexpr std::int64_t LargestPassableCap = std::numeric_limits<std::int32_t>::m
 
 }  // namespace
 
-std::int32_t KVOBFileType::Reset() {
-    chains_.Reset();
-    return MeasuringScanner::Reset();
-}
-
-void KVOBFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    chains_.EnterBlock(*block);
-    MeasuringScanner::ScanBlock(block, sink);
-}
-
 bool KVOBFileType::IsHeader(ByteSpan sector) { return StartsWith(sector, PackStartCode); }
 
 std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
@@ -33,7 +23,7 @@ std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
         return std::nullopt;
     }
     const std::int64_t lengthLimit = run_.maxSize < LargestPassableCap ? run_.maxSize : LongestStream;
-    const PackChains::Stream stream = chains_.Measure(candidate, lengthLimit);
+    const PackChains::Stream stream = memory_.Measure(candidate, lengthLimit);
     if (stream.packets < PackChains::CountedPackets || stream.length < MinReportLength) {
         return std::nullopt;
     }

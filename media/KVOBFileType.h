@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "media/LastFileRange.h"
 #include "media/PackChains.h"
 
 /// MPEG-2 program streams, as on DVDs: from a pack header over packets and further pack headers to the first place
 /// where neither begins. Source: ISO/IEC 13818-1, section 2.5.3.
-class KVOBFileType final : public MeasuringScanner<KVOBFileType> {
+class KVOBFileType final : public RememberingScanner<KVOBFileType, PackChains> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[25];
     static constexpr FormatNotes Notes{
@@ -17,19 +17,14 @@ public:
         .found = "MPEG-2 program streams with at least 10 packets.",
         .end = "The last packet or pack header in a row; an end code behind it is not counted.",
         .limits =
-            "Streams of MPEG-1 are not found. A stream of nearly 4 GiB or more is cut there; what follows is found as "
-            "a "
-            "file of its own."};
+            "Streams of MPEG-1 are not found. A stream of nearly 4 GiB or more is cut there; what follows is found "
+            "as a file of its own."};
     static constexpr std::int64_t MinReportLength = 1024;
-
-    std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
-    PackChains chains_;
     // Of all scanners of this type, for as long as the library is loaded: packs of a file are no files, also in the
     // next scan.
     static inline LastFileRange lastFile_;
