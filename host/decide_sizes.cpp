@@ -91,16 +91,19 @@ private:
         return cap > 0 ? cap : NoLimit;
     }
 
-    bool TakesPart(const Find& find) const {
-        return std::ranges::binary_search(decision_.types, find.type) && find.startSector >= 0 &&
-               find.startSector < medium_.SectorCount();
+    bool IsOnMedium(const Find& find) const {
+        return find.startSector >= 0 && find.startSector < medium_.SectorCount();
+    }
+
+    bool IsToDecide(const Find& find) const {
+        return std::ranges::binary_search(decision_.types, find.type) && IsOnMedium(find) && IsOpen(find);
     }
 
     void Collect(const std::vector<Find>& finds) {
         for (const Find& find : finds) {
             const std::int64_t cap = CapOf(find.type);
             sized_.push_back({find, SizeSource::Reported, find.size == cap});
-            if (TakesPart(find) && IsOpen(find)) {
+            if (IsToDecide(find)) {
                 const Structure structure = StructureOf(find.type);
                 const std::int32_t type = structure == Structure::None ? find.type : 0;
                 OpenFile& file = open_[{find.startSector, structure, type}];
@@ -157,7 +160,7 @@ private:
     void BoundTheRest() {
         std::vector<std::int64_t> knownStarts;
         for (const SizedFind& one : sized_) {
-            if (one.find.size > 0 && TakesPart(one.find)) {
+            if (one.find.size > 0 && IsOnMedium(one.find)) {
                 knownStarts.push_back(one.find.startSector);
             }
         }

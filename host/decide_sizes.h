@@ -12,7 +12,7 @@ namespace salvor {
 
 /// What the sizes of a scan's finds depend on besides the medium.
 struct SizeDecision {
-    /// Factory indices, ascending. Finds of other types are left as they are and take no part.
+    /// Factory indices, ascending. Finds of other types are left as they are; those of known size bound others.
     std::vector<std::int32_t> types;
     /// Caps in bytes that the scan set, by factory index; the types' own hold for the others.
     std::map<std::int32_t, std::int64_t> caps;

@@ -84,7 +84,9 @@ TEST(DecideSizes, MeasuresAndBoundsWhatScannersLeaveOpen) {
         {{Rdc, 71, 1024}, Bounded, false},
         {{Rdc, 72, 512}, Bounded, false},
         {{Png, 73, 800}, Reported, false},
-        {{Tif, 80, 20 * 512}, Bounded, false},
+        {{Tif, 80, 8 * 512}, Bounded, false},
+        // Of a type that nobody asked for.
+        {{42, 88, 700}, Reported, false},
         {{Gif, 100, 300}, Reported, false},
         {{Gif, 101, 16 * MiB}, Bounded, false},
         {{Nef, 102, 200 * MiB}, Bounded, false},
