@@ -33,6 +33,9 @@ public:
     /// Adds to the walk's cost what it does with the bytes shown, where that takes far longer than to read them: in
     /// bytes that could be read meanwhile.
     void Charge(std::int64_t bytes) { meter_.Charge(bytes); }
+    /// True once the walk has cost what it may. Bytes in hand are still shown then: walks with very much to do for each
+    /// of them ask.
+    bool IsExhausted() const { return meter_.IsExhausted(); }
 
     /// The `length` bytes at `offset`, at most `PieceBytes`; empty if not all of them can be shown.
     ByteSpan At(std::int64_t offset, std::size_t length);

@@ -67,7 +67,7 @@ bool ChunksLeadTo(FileWindow& file, std::int64_t end) {
             return hasVersion && hasList;
         }
         const std::int64_t length = LoadLittle<std::uint32_t>(chunk, 4);
-        hasVersion = hasVersion || BeginsWith(chunk, "vrsn");
+        hasVersion = hasVersion || BeginsWith(chunk, "vrsn") || BeginsWith(chunk, "fver");
         hasList = hasList || BeginsWith(chunk, "LIST");
         at += static_cast<std::int64_t>(ChunkHeaderBytes) + length + length % 2;
     }
@@ -97,6 +97,8 @@ constexpr std::int64_t SignatureBytes = 4;
 constexpr std::uint16_t SizeBehindData = 0x8;
 constexpr std::size_t ZipPrefixBytes = 100;
 constexpr int MostRecords = 0x20000;
+// What it takes to look at a record, in bytes that could be read meanwhile.
+constexpr std::int64_t RecordCost = 1024;
 
 bool OpensPackage(ByteSpan sector) {
     if (sector.size() < ZipPrefixBytes) {
@@ -148,6 +150,7 @@ std::optional<std::int64_t> BehindDescribedData(FileWindow& file, std::int64_t s
             return std::nullopt;
         }
         at = *found;
+        file.Charge(RecordCost);
         const std::uint32_t signature = SignatureAt(file, at);
         const bool isNext = signature == ZipSignature::LocalHeader || signature == ZipSignature::CentralHeader;
         if (signature == ZipSignature::DataDescriptor && HasDescriptor(file, at + SignatureBytes, at - start)) {
@@ -195,7 +198,8 @@ std::optional<std::int64_t> BehindEntry(FileWindow& file, std::int64_t start) {
 
 std::optional<std::int64_t> EndOfPackage(FileWindow& file) {
     std::optional<std::int64_t> at = 0;
-    for (int records = 0; records < MostRecords && at; ++records) {
+    for (int records = 0; records < MostRecords && at && !file.IsExhausted(); ++records) {
+        file.Charge(RecordCost);
         const std::uint32_t signature = SignatureAt(file, *at);
         if (signature == ZipSignature::EndOfDirectory) {
             const ByteSpan record = file.At(*at, ZipEndRecordBytes);

@@ -24,6 +24,9 @@ constexpr std::uint64_t MostValueBytes = std::uint64_t{16} << 20U;
 constexpr std::uint32_t MostNumbers = 1024;
 static_assert(MostNumbers * sizeof(std::uint32_t) <= FileWindow::PieceBytes, "they are shown at once");
 
+// What it takes to look at another place of the file, in bytes that could be read meanwhile.
+constexpr std::int64_t PlaceCost = 0x8000;
+
 constexpr std::uint16_t TypeShort = 3;
 constexpr std::uint16_t TypeLong = 4;
 
@@ -72,6 +75,7 @@ private:
     // Where the link to the next one stands. One that fails counts for nothing.
     std::optional<std::int64_t> TakeDirectory(std::int64_t offset) {
         constexpr std::int64_t linkBytes = 4;
+        file_.Charge(PlaceCost);
         Entries entries;
         const auto link =
             ForEachTiffEntry(file_, offset, order_, [&](const TiffEntry& entry) { entries.push_back(entry); });
@@ -121,6 +125,7 @@ private:
         if ((entry.type != TypeShort && entry.type != TypeLong) || entry.count > MostNumbers) {
             return {};
         }
+        file_.Charge(entry.IsInline() ? 0 : PlaceCost);
         const auto length = static_cast<std::size_t>(entry.ValueBytes());
         const ByteSpan bytes =
             entry.IsInline() ? ByteSpan(entry.value).first(length) : file_.At(entry.Number(order_), length);

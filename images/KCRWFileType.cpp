@@ -53,7 +53,9 @@ bool IsRoot(ByteSpan entries, std::uint64_t heapBytes) {
         if ((tag & PlaceBits) == 0) {
             const std::uint64_t size = LoadLittle<std::uint32_t>(entries, at + 2);
             const std::uint64_t start = LoadLittle<std::uint32_t>(entries, at + 6);
-            extents[count++] = {start, start + size};
+            if (size != 0) {
+                extents[count++] = {start, start + size};
+            }
         }
     }
     const auto inUse = std::span(extents).first(count);
@@ -88,8 +90,32 @@ std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, WorkM
                IsRoot(bytes.subspan(place + CountBytes, entriesBytes), static_cast<std::uint64_t>(offset));
     };
     const std::optional<std::size_t> root =
-        FindPlace(bytes.data(), 0, bytes.size() - DirectoryBytes(FewestEntries) + 1, difference, isRoot);
+        bytes.size() < DirectoryBytes(FewestEntries)
+            ? std::nullopt
+            : FindPlace(bytes.data(), 0, bytes.size() - DirectoryBytes(FewestEntries) + 1, difference, isRoot);
     return root ? std::optional(*root + DirectoryBytes(entriesAt(*root))) : std::nullopt;
+}
+
+// Programs that add the trailer later put a pad byte in front of one of odd length.
+std::int64_t BehindTrailer(KFileSimulator& reader, std::int64_t end) {
+    for (const std::int64_t start : {end, end + 1}) {
+        if (const std::int64_t behind = CanonTrailer::EndBehind(reader, start); behind != start) {
+            return behind;
+        }
+    }
+    return end;
+}
+
+// The bytes in front of the next picture's header, which stands at a sector's start and in no picture. `start` is the
+// bytes' own offset in the file.
+ByteSpan InFrontOfNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t sectorSize) {
+    const std::int64_t first = std::max((start + sectorSize - 1) / sectorSize, std::int64_t{1}) * sectorSize - start;
+    for (auto at = static_cast<std::size_t>(first); at < bytes.size(); at += static_cast<std::size_t>(sectorSize)) {
+        if (StartsWith(bytes.subspan(at), Signature)) {
+            return bytes.first(at);
+        }
+    }
+    return bytes;
 }
 
 }  // namespace
@@ -121,14 +147,17 @@ std::optional<std::int64_t> KCRWFileType::FindEnd(const Candidate& candidate, Wo
     std::vector<std::uint8_t> ahead(ReadAheadBytes);
     // A directory may begin in one piece and end in the next.
     constexpr auto step = static_cast<std::int64_t>(ReadAheadBytes - MostDirectoryBytes);
-    for (std::int64_t start = 0; start < limit && !meter.IsExhausted(); start += step) {
+    bool goesOn = true;
+    for (std::int64_t start = 0; goesOn && start < limit && !meter.IsExhausted(); start += step) {
         meter.Charge(ReadAheadBytes);
         reader.Seek(start);
-        if (!reader.Read(ahead.data(), ReadAheadBytes)) {
-            return std::nullopt;
-        }
-        if (const std::optional<std::size_t> rootEnd = FindRootEnd(ahead, start, meter)) {
-            return CanonTrailer::EndBehind(reader, start + static_cast<std::int64_t>(*rootEnd));
+        // Where not all can be read, a picture may end in what can.
+        reader.Read(ahead.data(), ReadAheadBytes);
+        const ByteSpan wasRead = ByteSpan(ahead).first(static_cast<std::size_t>(reader.Tell() - start));
+        const ByteSpan bytes = InFrontOfNextHeader(wasRead, start, candidate.block.sectorSize);
+        goesOn = bytes.size() == ReadAheadBytes;
+        if (const std::optional<std::size_t> rootEnd = FindRootEnd(bytes, start, meter)) {
+            return BehindTrailer(reader, start + static_cast<std::int64_t>(*rootEnd));
         }
     }
     return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 
 #include "frame/FieldReader.h"
@@ -20,9 +21,12 @@ constexpr std::int32_t CommentCode = 999;
 constexpr std::int32_t LowestCode = -5;
 constexpr std::int32_t HighestCode = 1071;
 
-// A drawing has one section of a kind. More of them, or endless comments in front, belong to other files.
-constexpr int MostSections = 64;
+// Endless comments in front belong to other files.
 constexpr int MostComments = 1000;
+
+// What it takes to read a line or a pair, however short, in bytes that could be looked at meanwhile.
+constexpr std::int64_t LineCost = 64;
+constexpr std::int64_t PairCost = 128;
 
 constexpr std::uint8_t DosEnd = 0x1A;
 
@@ -59,37 +63,7 @@ std::optional<std::int32_t> CodeOf(ByteSpan line) {
     return code >= LowestCode && code <= HighestCode ? std::optional(code) : std::nullopt;
 }
 
-bool IsSectionName(ByteSpan name) {
-    constexpr std::array<std::string_view, 6> names{"HEADER", "TABLES", "BLOCKS", "ENTITIES", "CLASSES", "OBJECTS"};
-    return std::ranges::any_of(names, [name](std::string_view known) { return Is(name, known); });
-}
-
-struct Line {
-    // Trimmed.
-    ByteSpan text;
-    // Behind the line end, or where the text breaks off.
-    std::int64_t behind;
-    bool hasEnd;
-};
-
-// Nothing where a line is too long. The text of a line without an end stops in front of the first byte that is none.
-std::optional<Line> LineAt(FileWindow& file, std::int64_t offset) {
-    const auto stops = [](std::uint8_t byte) {
-        return byte < 0x20 && byte != '\t' && byte != '\r';
-    };
-    ByteSpan bytes = file.From(offset);
-    auto stop = std::ranges::find_if(bytes, stops);
-    if (stop == bytes.end()) {
-        bytes = file.From(offset, FileWindow::PieceBytes);
-        stop = std::ranges::find_if(bytes, stops);
-    }
-    if (bytes.empty() || (stop == bytes.end() && bytes.size() >= FileWindow::PieceBytes)) {
-        return std::nullopt;
-    }
-    const auto length = static_cast<std::size_t>(stop - bytes.begin());
-    const bool hasEnd = stop != bytes.end() && *stop == '\n';
-    return Line{Trimmed(bytes.first(length)), offset + static_cast<std::int64_t>(length) + (hasEnd ? 1 : 0), hasEnd};
-}
+constexpr std::array<std::string_view, 6> SectionNames{"HEADER", "TABLES", "BLOCKS", "ENTITIES", "CLASSES", "OBJECTS"};
 
 // An old program's end of file, with a line end of its own.
 std::int64_t BehindDosEnd(FileWindow& file, std::int64_t end) {
@@ -119,48 +93,107 @@ public:
 private:
     enum class Step { BeforeSection, BeforeName, Inside, AtEnd };
 
+    struct Line {
+        // Without its end.
+        ByteSpan text;
+        bool hasEnd;
+    };
+
+    static bool Stops(std::uint8_t byte) { return byte < 0x20 && byte != '\t' && byte != '\r'; }
+
+    // Nothing where a line is too long. The text of a line without an end stops in front of the first byte that is
+    // none.
+    std::optional<Line> NextLine() {
+        file_.Charge(LineCost);
+        auto stop = std::ranges::find_if(ahead_, Stops);
+        if (stop == ahead_.end()) {
+            ahead_ = file_.From(end_, FileWindow::PieceBytes);
+            stop = std::ranges::find_if(ahead_, Stops);
+        }
+        if (ahead_.empty() || (stop == ahead_.end() && ahead_.size() >= FileWindow::PieceBytes)) {
+            return std::nullopt;
+        }
+        return Line{ahead_.first(static_cast<std::size_t>(stop - ahead_.begin())),
+                    stop != ahead_.end() && *stop == '\n'};
+    }
+
+    void StepOver(const Line& line) {
+        const std::size_t length = line.text.size() + (line.hasEnd ? 1 : 0);
+        end_ += static_cast<std::int64_t>(length);
+        ahead_ = ahead_.subspan(length);
+    }
+
     bool TakePair() {
-        std::optional<Line> line = LineAt(file_, end_);
-        const std::optional<std::int32_t> code = line && line->hasEnd ? CodeOf(line->text) : std::nullopt;
-        if (!code) {
+        pairStart_ = end_;
+        std::optional<Line> line = NextLine();
+        const std::optional<std::int32_t> code = line && line->hasEnd ? CodeOf(Trimmed(line->text)) : std::nullopt;
+        if (!code || file_.IsExhausted()) {
             return false;
         }
-        end_ = line->behind;
-        line = LineAt(file_, end_);
+        StepOver(*line);
+        line = NextLine();
         if (!line || !Accepts(*code, line->text) || (!line->hasEnd && step_ != Step::AtEnd)) {
             return false;
         }
-        end_ = line->behind;
+        StepOver(*line);
         return true;
     }
 
+    // `value` is not trimmed: nearly all are stepped over.
     bool Accepts(std::int32_t code, ByteSpan value) {
-        if (step_ == Step::BeforeSection && code == EntityCode && Is(value, "SECTION")) {
-            step_ = Step::BeforeName;
+        if (step_ == Step::BeforeSection) {
+            step_ = code == EntityCode && Is(Trimmed(value), "SECTION") ? Step::BeforeName : step_;
+            return step_ == Step::BeforeName || (code == CommentCode && ++comments_ <= MostComments);
+        }
+        const bool isNamed = step_ == Step::BeforeName;
+        step_ = Step::Inside;
+        if (code == EntityCode && seenSections_ != 0) {
+            AcceptEntity(Trimmed(value));
             return true;
         }
-        if (step_ == Step::BeforeSection) {
-            return code == CommentCode && ++comments_ <= MostComments;
+        return !isNamed || AcceptsName(code, Trimmed(value));
+    }
+
+    void AcceptEntity(ByteSpan value) {
+        if (Is(value, "EOF")) {
+            step_ = Step::AtEnd;
+        } else if (Is(value, "SECTION")) {
+            step_ = Step::BeforeName;
+            sectionStart_ = pairStart_;
         }
-        if (step_ == Step::BeforeName) {
-            step_ = Step::Inside;
-            const bool isName = code == NameCode && IsSectionName(value);
-            hasEntities_ = isName && Is(value, "ENTITIES");
-            return isName;
+    }
+
+    // A drawing has one section of a kind: a second one at a sector's start begins another drawing, and this one broke
+    // off in front of it. The first section must be of a known kind.
+    bool AcceptsName(std::int32_t code, ByteSpan name) {
+        const auto* const known =
+            code == NameCode
+                ? std::ranges::find_if(SectionNames, [name](std::string_view text) { return Is(name, text); })
+                : SectionNames.end();
+        if (known == SectionNames.end()) {
+            return seenSections_ != 0;
         }
-        hasEntities_ = hasEntities_ || (code == NameCode && Is(value, "ENTITIES"));
-        step_ = code == EntityCode && Is(value, "EOF") ? Step::AtEnd : step_;
-        sections_ += code == EntityCode && Is(value, "SECTION") ? 1 : 0;
-        return sections_ < MostSections;
+        const std::uint32_t section = 1U << static_cast<unsigned>(known - SectionNames.begin());
+        if ((seenSections_ & section) != 0 && sectionStart_ % file_.SectorSize() == 0) {
+            end_ = sectionStart_;
+            return false;
+        }
+        seenSections_ |= section;
+        hasEntities_ = hasEntities_ || *known == "ENTITIES";
+        return true;
     }
 
     FileWindow& file_;
-    // Behind the last whole line.
+    // Behind the last whole line, and the bytes known from there on.
     std::int64_t end_;
+    ByteSpan ahead_;
+    std::int64_t pairStart_ = 0;
+    std::int64_t sectionStart_ = 0;
     Step step_ = Step::BeforeSection;
     bool hasEntities_ = false;
     int comments_ = 0;
-    int sections_ = 0;
+    // A bit for each of the section names.
+    std::uint32_t seenSections_ = 0;
 };
 
 // Codes of the binary form by what follows them, in ascending order; those in between are unknown.
@@ -197,7 +230,8 @@ public:
         const ByteSpan start = file_.At(fields_.Position(), 2);
         hasWideCodes_ = start.empty() || start[1] == 0;
         bool isFirst = true;
-        while (!fields_.IsBroken()) {
+        while (!fields_.IsBroken() && !file_.IsExhausted()) {
+            file_.Charge(PairCost);
             const std::uint16_t code = ReadCode();
             const CodeRange* const range = RangeOf(code);
             if (range == nullptr) {
@@ -250,17 +284,23 @@ private:
 
     // Behind its zero byte.
     void SkipText() {
-        ByteSpan bytes = file_.From(fields_.Position());
-        auto zero = std::ranges::find(bytes, std::uint8_t{0});
-        if (zero == bytes.end()) {
-            bytes = file_.From(fields_.Position(), FileWindow::PieceBytes);
-            zero = std::ranges::find(bytes, std::uint8_t{0});
-        }
-        if (zero == bytes.end()) {
+        const std::optional<std::size_t> length = TextLength(file_.From(fields_.Position()));
+        const std::optional<std::size_t> wholeLength =
+            length ? length : TextLength(file_.From(fields_.Position(), FileWindow::PieceBytes));
+        if (!wholeLength) {
             fields_.Break();
             return;
         }
-        fields_.Skip(static_cast<std::uint64_t>(zero - bytes.begin()) + 1);
+        fields_.Skip(*wholeLength + 1);
+    }
+
+    // Up to its zero byte.
+    static std::optional<std::size_t> TextLength(ByteSpan bytes) {
+        const void* const zero = bytes.empty() ? nullptr : std::memchr(bytes.data(), 0, bytes.size());
+        if (zero == nullptr) {
+            return std::nullopt;
+        }
+        return static_cast<std::size_t>(static_cast<const std::uint8_t*>(zero) - bytes.data());
     }
 
     FileWindow& file_;

@@ -30,6 +30,8 @@ constexpr std::uint64_t MinLength = 256;
 // With so many sound groups a later flaw does not matter: the end is known from the header.
 constexpr int EnoughGroups = 3;
 constexpr int MostGroups = 0x1000000;
+// What it takes to look at a group, in bytes that could be read meanwhile.
+constexpr std::int64_t GroupCost = 1024;
 
 const Layout* LayoutOf(ByteSpan bytes) {
     if (StartsWith(bytes, Long.group)) {
@@ -45,6 +47,7 @@ bool IsTag(ByteSpan bytes) {
 bool LeadsToEnd(FileWindow& file, const Layout& layout, std::int64_t end) {
     auto at = static_cast<std::int64_t>(layout.HeaderBytes() + TagBytes);
     for (int groups = 0; groups < MostGroups && at != end; ++groups) {
+        file.Charge(GroupCost);
         const ByteSpan header = file.At(at, layout.HeaderBytes());
         const std::int64_t left = end - at - static_cast<std::int64_t>(layout.HeaderBytes());
         if (header.empty() || left < 0 || !IsTag(header) || layout.Length(header) > static_cast<std::uint64_t>(left)) {

@@ -183,6 +183,8 @@ TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
             {"whole", 49, file, SizeOf(file)},
             {"trailer", 49, Join({file, Patched(trailer, 0x18, Big(std::uint32_t{100}))}),
              SizeOf(file) + SizeOf(trailer)},
+            {"padded trailer", 49, Join({file, {' '}, Patched(trailer, 0x18, Big(std::uint32_t{100}))}),
+             SizeOf(file) + 1 + SizeOf(trailer)},
             {"no picture", 49, Patched(file, root + 2, {0x06}), 0},
             {"no properties", 49, Patched(file, root + 12, {0x0B}), 0},
             {"values overlap", 49, Patched(file, root + 12 + 6, Word(static_cast<std::uint32_t>(rawBytes) - 1)), 0},
@@ -194,6 +196,14 @@ TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
     Medium medium(17);
     medium.Put(0, small).Grow(5000);
     EXPECT_EQ(Scan(49, medium), (std::vector<Found>{{0, 512}}));
+    // The block is all that can be read.
+    Medium alone;
+    alone.Put(0, test::CrwFile(5000));
+    SectorBlock block = BlockOf(alone);
+    block.source = nullptr;
+    test::RecordingSink sink;
+    test::CreateType(49)->ScanBlock(&block, &sink);
+    EXPECT_EQ(sink.finds.size(), 1U);
     Medium narrow(16);
     narrow.Put(0, small).Grow(5000);
     EXPECT_EQ(Scan(49, narrow), std::vector<Found>{});
@@ -250,6 +260,7 @@ TEST(Drawings, DxfEndsWithItsLastPair) {
     const auto dxf = [](const char* what, const std::string& file, std::size_t size) {
         return Case{what, 82, BytesOf(file), static_cast<std::int64_t>(size)};
     };
+    const std::string sector = start + "  1\r\n" + std::string(512 - start.size() - 7, 't') + "\r\n";
     const std::string longLine = start + "  1\n" + std::string(20000, 't') + "\n" + end;
     ExpectSizes({
         dxf("EOF as a value", text + end, text.size() + end.size()),
@@ -268,6 +279,8 @@ TEST(Drawings, DxfEndsWithItsLastPair) {
         dxf("breaks off without entities", blocks, 0),
         dxf("whole without entities", blocks + "0\nEOF\n", blocks.size() + 6),
         dxf("line too long to be one", longLine, 0),
+        dxf("another drawing begins", sector + start + "no code", 512),
+        dxf("two sections of a kind", text + text + end, 2 * text.size() + end.size()),
     });
     const std::string binary = "AutoCAD Binary DXF\r\n\x1A\0\0\0SECTION\0"s;
     const std::string values = "\x36\x01\x03"s + std::string(3, 'b') + "\x22\x01x\x2B\x04"s + std::string(2, '2') +
