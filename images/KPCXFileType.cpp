@@ -90,6 +90,8 @@ private:
 std::optional<std::int64_t> PictureEnd(FileWindow& file, std::int64_t rawBytes) {
     // The code at most doubles a picture, but for empty runs.
     const std::int64_t farthest = static_cast<std::int64_t>(HeaderBytes) + 2 * rawBytes + 128;
+    // Bytes that could be looked at while one is decoded.
+    constexpr std::int64_t decodingWork = 6;
     RunDecoder decoder(rawBytes);
     std::int64_t position = HeaderBytes;
     while (!decoder.IsComplete()) {
@@ -97,6 +99,7 @@ std::optional<std::int64_t> PictureEnd(FileWindow& file, std::int64_t rawBytes) 
         if (used.value_or(0) == 0) {
             return std::nullopt;
         }
+        file.Charge(decodingWork * static_cast<std::int64_t>(*used));
         position += static_cast<std::int64_t>(*used);
         if (position > farthest) {
             return std::nullopt;
