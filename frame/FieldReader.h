@@ -36,6 +36,7 @@ public:
 
     /// The next bytes, 1 to `FileWindow::PieceBytes`; empty if not all of them can be shown. Valid until the next call.
     ByteSpan Take(std::size_t length) {
+        file_.Charge(FieldWork);
         const ByteSpan bytes = isBroken_ ? ByteSpan() : file_.At(position_, length);
         isBroken_ = bytes.empty();
         position_ += static_cast<std::int64_t>(bytes.size());
@@ -50,6 +51,9 @@ public:
     }
 
 private:
+    // What reading a field costs, in bytes that could be looked at meanwhile.
+    static constexpr std::int64_t FieldWork = 32;
+
     FileWindow& file_;
     std::int64_t position_;
     bool isBroken_ = false;

@@ -48,8 +48,11 @@ std::optional<std::int64_t> KEMFFileType::Walk(FileWindow& file) {
     }
     const std::int64_t saidSize = LoadLittle<std::uint32_t>(prefix, 48);
     const bool hasUsualVersion = LoadLittle<std::uint32_t>(prefix, 44) != 0;
+    // In bytes that could be looked at meanwhile.
+    constexpr std::int64_t recordWork = 64;
     std::int64_t position = LoadRecord(prefix).size;
     for (ByteSpan bytes = file.At(position, 8); !bytes.empty(); bytes = file.At(position, 8)) {
+        file.Charge(recordWork);
         const Record record = LoadRecord(bytes);
         if (!IsRecord(record, saidSize - position)) {
             break;

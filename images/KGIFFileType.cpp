@@ -55,10 +55,16 @@ public:
     }
 
 private:
+    // In bytes that could be looked at meanwhile.
+    static constexpr std::int64_t BlockWork = 64;
+    static constexpr std::int64_t SubBlockWork = 8;
+
     // Each has a length byte in front; an empty one is the last.
     bool SkipSubBlocks() {
+        file_.Charge(BlockWork);
         for (ByteSpan bytes = file_.From(position_); !bytes.empty(); bytes = file_.From(position_)) {
             std::size_t next = 0;
+            std::int64_t count = 0;
             while (next < bytes.size()) {
                 const std::uint8_t length = bytes[next];
                 next += std::size_t{1} + length;
@@ -66,7 +72,9 @@ private:
                     position_ += static_cast<std::int64_t>(next);
                     return true;
                 }
+                ++count;
             }
+            file_.Charge(count * SubBlockWork);
             position_ += static_cast<std::int64_t>(next);
         }
         return false;

@@ -28,10 +28,10 @@ bool IsDateSound(ByteSpan header) {
            LoadBig<std::uint16_t>(header, 28) <= 31;
 }
 
-// The D50 white point, in 1/65536, as exact as writers have it.
+// The D50 white point, in 1/65536; old writers know it to three decimals.
 bool IsIlluminantSound(ByteSpan header) {
     constexpr std::array<std::uint32_t, 3> d50{0xF6D6, 0x10000, 0xD32D};
-    constexpr std::uint32_t tolerance = 8;
+    constexpr std::uint32_t tolerance = 0x40;
     for (std::size_t i = 0; i < d50.size(); ++i) {
         const std::uint32_t difference = LoadBig<std::uint32_t>(header, 68 + i * 4) - d50[i] + tolerance;
         if (difference > 2 * tolerance) {
@@ -53,10 +53,11 @@ bool IsHeaderSound(ByteSpan header) {
     const auto profileClass = LoadBig<std::uint32_t>(header, 12);
     const ByteSpan platform = header.subspan(40, 4);
     const ByteSpan reserved = header.subspan(100, 28);
-    const bool isOfItsVersion =
-        Version(header) == SpectralVersion ||
-        (Version(header) >= 1 && Version(header) < SpectralVersion && AreSpacesSound(header, profileClass) &&
-         IsIlluminantSound(header) && std::ranges::count(reserved, 0) == static_cast<std::ptrdiff_t>(reserved.size()));
+    // Early writers leave rubbish there.
+    const bool isReservedSound = Version(header) < 4 || std::ranges::count(reserved, 0) == std::ssize(reserved);
+    const bool isOfItsVersion = Version(header) == SpectralVersion ||
+                                (Version(header) >= 1 && Version(header) < SpectralVersion &&
+                                 AreSpacesSound(header, profileClass) && IsIlluminantSound(header) && isReservedSound);
     return isOfItsVersion && std::ranges::find(classes, profileClass) != classes.end() && IsDateSound(header) &&
            (IsPrintable(platform) || LoadBig<std::uint32_t>(platform, 0) == 0);
 }

@@ -12,6 +12,7 @@ constexpr std::size_t HeaderBytes = 128;
 struct Header {
     explicit Header(ByteSpan header)
         : version(header[1]),
+          isCoded(header[2] != 0),
           bits(header[3]),
           planes(header[65]),
           width(LoadLittle<std::uint16_t>(header, 8) - LoadLittle<std::uint16_t>(header, 4) + 1),
@@ -21,6 +22,7 @@ struct Header {
           paletteKind(LoadLittle<std::uint16_t>(header, 68)) {}
 
     std::uint8_t version;
+    bool isCoded;
     std::uint8_t bits;
     std::uint8_t planes;
     std::int32_t width;
@@ -90,6 +92,8 @@ private:
 std::optional<std::int64_t> PictureEnd(FileWindow& file, std::int64_t rawBytes) {
     // The code at most doubles a picture, but for empty runs.
     const std::int64_t farthest = static_cast<std::int64_t>(HeaderBytes) + 2 * rawBytes + 128;
+    // Bytes that could be looked at while one is decoded.
+    constexpr std::int64_t decodingWork = 6;
     RunDecoder decoder(rawBytes);
     std::int64_t position = HeaderBytes;
     while (!decoder.IsComplete()) {
@@ -97,12 +101,20 @@ std::optional<std::int64_t> PictureEnd(FileWindow& file, std::int64_t rawBytes) 
         if (used.value_or(0) == 0) {
             return std::nullopt;
         }
+        file.Charge(decodingWork * static_cast<std::int64_t>(*used));
         position += static_cast<std::int64_t>(*used);
         if (position > farthest) {
             return std::nullopt;
         }
     }
     return position;
+}
+
+// Pictures without the run length code have nothing to decode: their header must be as the newest version has it.
+bool IsPlainSound(ByteSpan header) {
+    constexpr std::size_t fillerStart = 74;
+    const ByteSpan filler = header.subspan(fillerStart, HeaderBytes - fillerStart);
+    return header[1] == 5 && std::ranges::count(filler, 0) == std::ssize(filler);
 }
 
 // Bytes from the end of the picture to the end of the palette, 0 if none follows. Some writers leave a gap.
@@ -118,11 +130,14 @@ std::int64_t PaletteBytes(ByteSpan behind, bool mayHaveGap) {
 }  // namespace
 
 bool KPCXFileType::IsHeader(ByteSpan sector) {
-    // 0A, the version, encoding 1, the bits of a pixel.
-    constexpr std::uint32_t mask = 0x00FF00FF;
-    constexpr std::uint32_t signature = 0x0001000A;
-    return sector.size() >= HeaderBytes && (LoadLittle<std::uint32_t>(sector, 0) & mask) == signature &&
-           IsSound(Header(sector));
+    // 0A, the version, encoding 1 or none, the bits of a pixel.
+    constexpr std::uint32_t mask = 0x00FE00FF;
+    constexpr std::uint32_t signature = 0x0000000A;
+    if (sector.size() < HeaderBytes || (LoadLittle<std::uint32_t>(sector, 0) & mask) != signature) {
+        return false;
+    }
+    const Header header(sector);
+    return IsSound(header) && (header.isCoded || IsPlainSound(sector));
 }
 
 std::optional<std::int64_t> KPCXFileType::Walk(FileWindow& file) {
@@ -131,9 +146,16 @@ std::optional<std::int64_t> KPCXFileType::Walk(FileWindow& file) {
         return std::nullopt;
     }
     const Header header(bytes);
+    const bool isPalettePicture = header.bits == 8 && header.planes == 1;
+    if (!header.isCoded) {
+        const std::int64_t end = static_cast<std::int64_t>(HeaderBytes) + header.RawBytes();
+        const std::int64_t palette = PaletteBytes(file.From(end), false);
+        const bool isWhole = end <= file.Limit() && (palette != 0 || !isPalettePicture);
+        return isWhole ? std::optional(end + palette) : std::nullopt;
+    }
     const std::optional<std::int64_t> end = PictureEnd(file, header.RawBytes());
     if (!end || header.version < 5) {
         return end;
     }
-    return *end + PaletteBytes(file.From(*end, 17), header.bits == 8 && header.planes == 1);
+    return *end + PaletteBytes(file.From(*end, 17), isPalettePicture);
 }

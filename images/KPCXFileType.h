@@ -6,7 +6,8 @@
 #include "frame/WalkingScanner.h"
 
 /// PCX pictures. Nothing marks their end, so the run length code is decoded until the picture is complete; the header's
-/// small numbers are believed only if that comes out. Source: ZSoft, PCX File Format Technical Reference Manual.
+/// small numbers are believed only if that comes out. The few pictures that are not in that code must have a header
+/// without rubbish. Source: ZSoft, PCX File Format Technical Reference Manual.
 class KPCXFileType final : public WalkingScanner<KPCXFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[40];
@@ -15,8 +16,8 @@ public:
         .found = "PCX pictures of versions 0 to 5 with 1 to 4 planes of 1 to 8 bits, with or without a palette.",
         .end = "Where the decoded picture is complete, and behind the palette if one follows; exact.",
         .limits =
-            "A run that a writer adds behind the last line is left out. Pictures without the run length code are not "
-            "found."};
+            "A run that a writer adds behind the last line is left out. Pictures without the run length code are found "
+            "where the header is otherwise that of version 5."};
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

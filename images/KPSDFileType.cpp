@@ -61,13 +61,16 @@ bool OpensResources(FileWindow& file, std::int64_t offset) {
 
 // Behind the rows, whose lengths stand in front of them; broken if a row is longer than packing makes it.
 template <std::unsigned_integral Length>
-void SkipPackedRows(FieldReader& fields, const Header& header) {
+void SkipPackedRows(FileWindow& file, FieldReader& fields, const Header& header) {
+    // In bytes that could be looked at meanwhile.
+    constexpr std::int64_t rowWork = 8;
     constexpr std::uint64_t mostAtOnce = FileWindow::PieceBytes / sizeof(Length);
     const std::uint64_t longest = 2 * header.RowBytes() + 256;
     std::uint64_t sum = 0;
     for (std::uint64_t left = header.Rows(); left > 0 && !fields.IsBroken();) {
         const auto rows = static_cast<std::size_t>(std::min(left, mostAtOnce));
         const ByteSpan lengths = fields.Take(rows * sizeof(Length));
+        file.Charge(rowWork * static_cast<std::int64_t>(rows));
         for (std::size_t at = 0; at < lengths.size(); at += sizeof(Length)) {
             const auto length = LoadBig<Length>(lengths, at);
             if (length > longest) {
@@ -116,8 +119,8 @@ std::optional<std::int64_t> KPSDFileType::Walk(FileWindow& file) {
             fields.Skip(header.RowBytes() * header.Rows());
             break;
         case PackedRows:
-            header.isLarge ? SkipPackedRows<std::uint32_t>(fields, header)
-                           : SkipPackedRows<std::uint16_t>(fields, header);
+            header.isLarge ? SkipPackedRows<std::uint32_t>(file, fields, header)
+                           : SkipPackedRows<std::uint16_t>(file, fields, header);
             break;
         default:
             return std::nullopt;

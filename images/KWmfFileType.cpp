@@ -59,15 +59,24 @@ struct RecordWalk {
 RecordWalk WalkRecords(FileWindow& file, std::int64_t start) {
     constexpr std::uint32_t leastWords = 3;
     constexpr std::uint32_t mostWords = 1U << 22U;
+    // A longer record holds a bitmap or a great many points, and its function is known. Without this, a chance number
+    // in a damaged file, or in another that begins alike, leads far away.
+    constexpr std::uint32_t mostUnknownWords = 0x2000;
     constexpr std::int64_t decidingRecords = 8;
+    // In bytes that could be looked at meanwhile.
+    constexpr std::int64_t recordWork = 64;
     RecordWalk walk{start};
     while (!walk.hasEnd && (walk.isDrawing || walk.records < decidingRecords)) {
+        file.Charge(recordWork);
         const ByteSpan record = file.At(walk.position, 6);
         const std::uint32_t words = record.empty() ? 0 : LoadLittle<std::uint32_t>(record, 0);
         if (words < leastWords || words > mostWords) {
             break;
         }
         const auto function = LoadLittle<std::uint16_t>(record, 4);
+        if (words > mostUnknownWords && !IsKnownFunction(function)) {
+            break;
+        }
         walk.isDrawing = walk.isDrawing || IsKnownFunction(function);
         walk.hasEnd = function == 0 && words == leastWords;
         walk.position += std::int64_t{words} * 2;

@@ -31,6 +31,7 @@ constexpr std::uint32_t EndProperty = 0;
 constexpr std::uint32_t ColourMapProperty = 1;
 constexpr std::uint32_t CompressionProperty = 17;
 
+constexpr std::uint8_t NotCompressed = 0;
 constexpr std::uint8_t RunLengths = 1;
 constexpr std::uint8_t LastCompression = 2;
 
@@ -91,8 +92,10 @@ private:
 
     FileWindow& file_;
     int version_;
-    std::uint8_t compression_ = 0;
+    std::uint8_t compression_ = NotCompressed;
     std::int64_t end_ = 0;
+    // What may stand behind `end_` as long as no other part is found there: a tile whose length is not known.
+    std::int64_t mostTileBytes_ = 0;
 };
 
 // They end with a pointer of zero. Every list has at most `MostParts`; a longer one breaks the reader.
@@ -138,6 +141,7 @@ std::optional<FieldReader> Picture::FieldsAt(std::uint64_t pointer) const {
 
 bool Picture::Close(const FieldReader& fields) {
     end_ = std::max(end_, fields.Position());
+    mostTileBytes_ = 0;
     return !fields.IsBroken();
 }
 
@@ -152,7 +156,7 @@ std::optional<std::int64_t> Picture::Measure() {
     };
     const bool isWhole = compression_ <= LastCompression && Close(fields) && walkAll(layers, &Picture::WalkLayer) &&
                          walkAll(channels, &Picture::WalkChannel) && walkAll(paths, &Picture::WalkPath);
-    return isWhole ? std::optional(end_) : std::nullopt;
+    return isWhole ? std::optional(std::min(end_ + mostTileBytes_, file_.Limit())) : std::nullopt;
 }
 
 bool Picture::WalkLayer(std::uint64_t pointer) {
@@ -275,9 +279,14 @@ bool Picture::WalkLastTile(std::uint64_t pointer, std::uint64_t pixels, std::uin
     if (!fields) {
         return false;
     }
-    if (compression_ != RunLengths) {
+    if (compression_ == NotCompressed) {
         fields->Skip(pixels * pixelBytes);
         return Close(*fields);
+    }
+    if (compression_ != RunLengths) {
+        const bool isClosed = Close(*fields);
+        mostTileBytes_ = static_cast<std::int64_t>(pixels * pixelBytes);
+        return isClosed;
     }
     for (std::uint32_t plane = 0; plane < pixelBytes; ++plane) {
         std::uint64_t left = pixels;

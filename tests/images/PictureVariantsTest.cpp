@@ -96,6 +96,13 @@ TEST(KIcoFileType, EveryEntryFitsAndEveryImageBeginsAsItsEntrySays) {
            {"hot spot far outside", "arrow.cur", {{10, "\1\1"}}, 0}});
 }
 
+TEST(KXCFFileType, TilesWhoseLengthIsNotKnownEndWhereTheNextPartBegins) {
+    // The last part is an empty level; the only tile of 40 by 30 pixels in 3 bytes.
+    Check({{"zlib, a level behind the tiles", "layers.xcf", {{34, "\2"}}, 11634},
+           {"zlib, a tile last", "small.xcf", {{34, "\2"}}, 592 + 40 * 30 * 3},
+           {"an unknown compression", "small.xcf", {{34, "\3"}}, 0}});
+}
+
 std::string EmptyRuns(int count) {
     std::string runs;
     for (; count > 0; --count) {
@@ -112,6 +119,11 @@ TEST(KPCXFileType, GeometryIsSoundAndThePictureDecodes) {
            {"rubbish in version 5", "mono.pcx", {{64, "\1"}}, 0},
            {"rubbish in version 3", "mono.pcx", {{1, "\3"}, {64, "\1"}, {68, "abc"}}, 853, palette},
            {"five planes", "mono.pcx", {{65, "\5"}}, 0},
+           {"no run length code", "mono.pcx", {{2, "\0"s}}, 128 + 80 * 15},
+           {"no run length code in version 3", "mono.pcx", {{1, "\3\0"s}}, 0},
+           {"no run length code, rubbish in the filler", "mono.pcx", {{2, "\0"s}, {127, "\1"}}, 0},
+           {"no run length code and no palette", "palette8.pcx", {{2, "\0"s}}, 0},
+           {"no run length code, a palette", "palette8.pcx", {{2, "\0"s}}, 1523 + 769, std::string(74, 'a') + palette},
            {"a palette of any depth", "mono.pcx", {}, 853 + 769, palette},
            {"but at once", "mono.pcx", {}, 853, "\1" + palette},
            {"a gap of 16 bytes", "palette8.pcx", {{680, "\1"}, {696, "\x0C"}}, 680 + 16 + 769},
@@ -126,6 +138,7 @@ TEST(Metafiles, EndWithTheEndRecordOrWhereTheHeaderSaysBehindDamage) {
            {"a damaged record in the first half", "plain.wmf", {{46, "\0"s}}, 0},
            {"a damaged record in the second half", "plain.wmf", {{738, "\0"s}}, 798},
            {"a broken placeable checksum", "placeable.wmf", {{20, "xx"}}, 798},
+           {"a long record of no known function", "plain.wmf", {{738, "\1\x20\0\0\xEE\xEE"s}}, 798},
            {"members", "plain.wmf", {{16, "\1"}}, 0},
            {"largest record larger than the file", "plain.wmf", {{12, "\xFF\xFF"}}, 0},
            {"more bytes said", "drawing.emf", {{48, "\0\x10"s}}, 1260},
@@ -146,9 +159,11 @@ TEST(KIccFileType, TagTableAgreesWithTheSize) {
            {"a tag of 7 bytes", "display.icc", {{263, "\7"}}, 0},
            {"101 tags", "display.icc", {{131, "\x65"}}, 0},
            {"another class", "display.icc", {{12, "m"}, {13, "o"}}, 0},
-           {"a white point 8 off", "display.icc", {{71, "\xDE"}}, 588},
-           {"a white point 9 off", "display.icc", {{71, "\xDF"}}, 0},
+           {"a white point 64 off", "display.icc", {{70, "\xF7\x16"}}, 588},
+           {"a white point 65 off", "display.icc", {{70, "\xF7\x17"}}, 0},
            {"another connection space", "display.icc", {{20, "RGB "}}, 0},
+           {"rubbish in the reserved bytes of version 2", "link.icc", {{127, "\1"}}, 2752},
+           {"rubbish in the reserved bytes of version 4", "display.icc", {{127, "\1"}}, 0},
            {"spectral", "display.icc", {{8, "\5"}, {16, "nc\0\3\0\0\0\0"s}, {68, "\1"}, {100, "rs"}}, 588}});
 }
 
