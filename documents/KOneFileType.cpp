@@ -121,7 +121,7 @@ public:
             return std::nullopt;
         }
         for (std::int32_t steps = 0; steps < MostSteps && !open_.empty(); ++steps) {
-            if (!Step()) {
+            if (file_.IsSpent() || !Step()) {
                 return std::nullopt;
             }
         }

@@ -33,6 +33,8 @@ public:
     /// Adds to the walk's cost what it does with the bytes shown, where that takes far longer than to read them: in
     /// bytes that could be read meanwhile.
     void Charge(std::int64_t bytes) { meter_.Charge(bytes); }
+    /// True when the walk has cost what it may: no new piece is shown, but all of the one in hand.
+    bool IsSpent() const { return meter_.IsExhausted(); }
 
     /// The `length` bytes at `offset`, at most `PieceBytes`; empty if not all of them can be shown.
     ByteSpan At(std::int64_t offset, std::size_t length);

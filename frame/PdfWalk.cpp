@@ -46,7 +46,7 @@ constexpr std::int64_t TailBytes = 64;
 // White space behind the last end mark: how much of it may be the file's, and how much what fills a sector up may begin
 // with by chance.
 constexpr std::size_t MostTail = 4096;
-constexpr std::size_t MostChanceWhite = 3;
+constexpr std::int64_t MostChanceWhite = 3;
 // What a section begins with, and a little white space.
 constexpr std::size_t SectionStartBytes = 24;
 // The dictionary of a linearized file lies in these.
@@ -62,9 +62,11 @@ constexpr int MostEnds = 1024;
 constexpr int MostNearSections = 12;
 // Headers at sector starts that are passed without an end: of attached files, or of the files behind a damaged one.
 constexpr int MostHeaders = 4;
-// In bytes: no object is longer, and how much of a file is searched at once, where one object is as good as many.
+// In bytes. How much is searched at once: not much, or the many headers of a medium full of them would be seen late.
+constexpr std::size_t PartBytes = 4096;
+// No object is longer than the one, and within the other one of them is as good as many.
 constexpr std::int64_t LongestObject = 0x8000000;
-constexpr std::size_t PartBytes = 0x100000;
+constexpr std::int64_t ObjectGap = 0x100000;
 
 bool IsDigit(std::uint8_t byte) { return byte >= '0' && byte <= '9'; }
 bool IsWhite(std::uint8_t byte) { return byte == ' ' || (byte >= 0x09 && byte <= 0x0D && byte != 0x0B); }
@@ -216,8 +218,8 @@ void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
     if (drawingAt_ < at) {
         return;
     }
-    // The letter behind the common start tells them from names of PDF itself. No farther than the count, or
-    // a piece full of end marks would be searched again from each of them.
+    // The letter behind the common start tells the keys from other names. No farther than the count, or a piece full of
+    // end marks would be searched again from each of them.
     const auto difference = [](const std::uint8_t* place) {
         constexpr std::size_t letter = DrawingStart.size();
         return static_cast<std::uint8_t>(
@@ -251,7 +253,7 @@ void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {
 
 // Where no object has ended for so long, the file is damaged, and its end is not to be looked for on a whole medium.
 void PdfWalk::PassObjects(std::int64_t at, ByteSpan bytes) {
-    if (at - objectAt_ < static_cast<std::int64_t>(PartBytes)) {
+    if (at - objectAt_ < ObjectGap) {
         return;
     }
     if (EndObjectMark.FindIn(bytes)) {
@@ -347,13 +349,11 @@ std::int64_t BehindLastLine(FileWindow& file, std::int64_t at) {
     if (isEndShown && (white == text.size() || text[white] == 0)) {
         return whiteEnd;
     }
-    std::size_t lineEnd = 0;
+    std::int64_t end = at;
     if (white > 0 && (text[0] == '\r' || text[0] == '\n')) {
-        lineEnd = white > 1 && text[0] == '\r' && text[1] == '\n' ? 2 : 1;
+        end += white > 1 && text[0] == '\r' && text[1] == '\n' ? 2 : 1;
     }
-    const std::int64_t lastSector = whiteEnd - whiteEnd % file.SectorSize();
-    if (lastSector >= at) {
-        return std::max(at + static_cast<std::int64_t>(lineEnd), lastSector);
-    }
-    return isEndShown && white > lineEnd + MostChanceWhite ? whiteEnd : at + static_cast<std::int64_t>(lineEnd);
+    // The sector behind the file may hold another one.
+    end = std::max(end, whiteEnd - whiteEnd % file.SectorSize());
+    return isEndShown && whiteEnd - end > MostChanceWhite ? whiteEnd : end;
 }
