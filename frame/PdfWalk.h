@@ -8,7 +8,8 @@
 
 /// Where a PDF ends, for the types whose files are PDFs. Sources: ISO 32000-1, 7.5 and annex F; ISO 32000-2, 7.5.6.
 
-/// No byte of a PDF farther than this from its start is looked at. Where a file is damaged, the search ends far earlier.
+/// No byte of a PDF farther than this from its start is looked at. Where a file is damaged, the search ends far
+/// earlier.
 inline constexpr std::int64_t PdfWalkLimit = 0x80000000;
 
 /// `%PDF-` and a version number.
