@@ -121,7 +121,7 @@ public:
             return std::nullopt;
         }
         for (std::int32_t steps = 0; steps < MostSteps && !open_.empty(); ++steps) {
-            if (!Step()) {
+            if (file_.IsExhausted() || !Step()) {
                 return std::nullopt;
             }
         }
@@ -149,7 +149,7 @@ private:
 
     // Takes a start with its data, or an end.
     bool Step() {
-        constexpr std::int64_t objectWork = 64;
+        constexpr std::int64_t objectWork = 512;
         file_.Charge(objectWork);
         const ByteSpan low = file_.At(position_, 1);
         if (low.empty()) {

@@ -15,7 +15,7 @@ constexpr std::int64_t DeclarationLimit = 256;
 constexpr std::int64_t PrologLimit = 0x10000;
 constexpr std::size_t MaxName = 256;
 // XML documents that may begin in a file, at sectors' starts.
-constexpr int MaxDocuments = 16;
+constexpr int MaxDocuments = 6;
 
 constexpr bool IsNameStart(char16_t c) {
     const char16_t letter = FoldLetter(c);

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "frame/ByteMark.h"
+#include "frame/PlaceSearch.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ constexpr auto Object = PatternOf("obj");
 constexpr auto Trailer = PatternOf("trailer");
 constexpr auto EndStream = PatternOf("endstream");
 constexpr auto EndObject = PatternOf("endobj");
+constexpr ByteMark EndObjectMark{EndObject};
 constexpr auto DictionaryStart = PatternOf("<<");
 constexpr auto DictionaryEndBytes = PatternOf(">>");
 constexpr ByteMark DictionaryEndMark{DictionaryEndBytes};
@@ -30,8 +32,7 @@ constexpr ByteMark LinearizedMark{LinearizedBytes};
 constexpr auto LengthBytes = PatternOf("/L");
 constexpr ByteMark LengthMark{LengthBytes};
 
-constexpr auto DrawingStartBytes = PatternOf("/AI");
-constexpr ByteMark DrawingStart{DrawingStartBytes};
+constexpr auto DrawingStart = PatternOf("/AI");
 constexpr auto PrivateData = PatternOf("/AIPrivateData1");
 constexpr auto PrivatePdf = PatternOf("/AIPDFPrivateData1");
 constexpr auto MetaData = PatternOf("/AIMetaData");
@@ -42,6 +43,10 @@ constexpr std::size_t LongestMark = PrivatePdf.size();
 // the cross-reference section stands.
 constexpr std::size_t MostWhite = 1024;
 constexpr std::int64_t TailBytes = 64;
+// White space behind the last end mark: how much of it may be the file's, and how much what fills a sector up may begin
+// with by chance.
+constexpr std::size_t MostTail = 4096;
+constexpr std::int64_t MostChanceWhite = 3;
 // What a section begins with, and a little white space.
 constexpr std::size_t SectionStartBytes = 24;
 // The dictionary of a linearized file lies in these.
@@ -54,9 +59,14 @@ constexpr std::int64_t GainedBytes = 1024;
 // more updates is cut behind them. Where line ends were lost all offsets are wrong, so that a few tell.
 constexpr int MostMarks = 16384;
 constexpr int MostEnds = 1024;
-constexpr int MostNearSections = 32;
+constexpr int MostNearSections = 12;
 // Headers at sector starts that are passed without an end: of attached files, or of the files behind a damaged one.
-constexpr int MostHeaders = 8;
+constexpr int MostHeaders = 4;
+// In bytes. How much is searched at once: not much, or the many headers of a medium full of them would be seen late.
+constexpr std::size_t PartBytes = 4096;
+// No object is longer than the one, and within the other one of them is as good as many.
+constexpr std::int64_t LongestObject = 0x8000000;
+constexpr std::int64_t ObjectGap = 0x100000;
 
 bool IsDigit(std::uint8_t byte) { return byte >= '0' && byte <= '9'; }
 bool IsWhite(std::uint8_t byte) { return byte == ' ' || (byte >= 0x09 && byte <= 0x0D && byte != 0x0B); }
@@ -143,6 +153,7 @@ private:
     bool HasEnd() const { return end_ > 0 || spareEnd_ > 0; }
     void NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count);
     void PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count);
+    void PassObjects(std::int64_t at, ByteSpan bytes);
     void PassEnd(std::int64_t mark);
     std::optional<std::int64_t> OffsetBefore(std::int64_t mark);
     bool IsSection(std::int64_t offset);
@@ -158,6 +169,8 @@ private:
     // The last header passed; 0 if there is none.
     std::int64_t otherFile_ = 0;
     int headers_ = 0;
+    // Near the end of the last object that was looked for.
+    std::int64_t objectAt_ = 0;
     int marks_ = 0;
     int ends_ = 0;
     int nearSections_ = 0;
@@ -176,7 +189,8 @@ std::optional<PdfExtent> PdfWalk::Run() {
     }
     std::int64_t at = 0;
     while (at < limit && !isOver_) {
-        const ByteSpan bytes = file_.From(at, LongestMark);
+        ByteSpan bytes = file_.From(at, LongestMark);
+        bytes = bytes.first(std::min(bytes.size(), PartBytes));
         if (bytes.empty()) {
             break;
         }
@@ -186,6 +200,7 @@ std::optional<PdfExtent> PdfWalk::Run() {
             mark.value_or(bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
         NoteDrawing(at, bytes, count);
         PassHeaders(at, bytes, count);
+        PassObjects(at, bytes.first(count));
         at += static_cast<std::int64_t>(count);
         if (mark && !isOver_) {
             PassEnd(at);
@@ -203,16 +218,21 @@ void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
     if (drawingAt_ < at) {
         return;
     }
-    // No farther, or a piece full of end marks would be searched again from each of them.
-    const ByteSpan starts = bytes.first(std::min(bytes.size(), count + DrawingStart.size() - 1));
-    auto place = DrawingStart.FindIn(starts);
-    while (place) {
-        const ByteSpan key = bytes.subspan(*place);
-        if (StartsWith(key, PrivateData) || StartsWith(key, PrivatePdf) || StartsWith(key, MetaData)) {
-            drawingAt_ = at + static_cast<std::int64_t>(*place);
-            return;
-        }
-        place = DrawingStart.FindIn(starts, *place + 1);
+    // The letter behind the common start tells the keys from other names. No farther than the count, or a piece full of
+    // end marks would be searched again from each of them.
+    const auto difference = [](const std::uint8_t* place) {
+        constexpr std::size_t letter = DrawingStart.size();
+        return static_cast<std::uint8_t>(
+            (place[0] ^ DrawingStart[0]) | (place[1] ^ DrawingStart[1]) | (place[2] ^ DrawingStart[2]) |
+            (static_cast<unsigned>(place[letter] != 'P') & static_cast<unsigned>(place[letter] != 'M')));
+    };
+    const auto isKey = [bytes](std::size_t place) {
+        const ByteSpan key = bytes.subspan(place);
+        return StartsWith(key, PrivateData) || StartsWith(key, PrivatePdf) || StartsWith(key, MetaData);
+    };
+    const std::size_t end = std::min(count, bytes.size() - std::min(bytes.size(), DrawingStart.size()));
+    if (const std::optional<std::size_t> place = FindPlace(bytes.data(), 0, end, difference, isKey)) {
+        drawingAt_ = at + static_cast<std::int64_t>(*place);
     }
 }
 
@@ -229,6 +249,17 @@ void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {
             }
         }
     }
+}
+
+// Where no object has ended for so long, the file is damaged, and its end is not to be looked for on a whole medium.
+void PdfWalk::PassObjects(std::int64_t at, ByteSpan bytes) {
+    if (at - objectAt_ < ObjectGap) {
+        return;
+    }
+    if (EndObjectMark.FindIn(bytes)) {
+        objectAt_ = at;
+    }
+    isOver_ = isOver_ || at - objectAt_ >= LongestObject;
 }
 
 void PdfWalk::PassEnd(std::int64_t mark) {
@@ -310,17 +341,19 @@ bool IsPdfHeader(ByteSpan bytes) {
 std::optional<PdfExtent> FindPdfEnd(FileWindow& file) { return PdfWalk(file).Run(); }
 
 std::int64_t BehindLastLine(FileWindow& file, std::int64_t at) {
-    ByteSpan text = file.From(at, MostWhite);
-    const std::int64_t sectorSize = file.SectorSize();
-    const auto inSector = static_cast<std::size_t>((sectorSize - at % sectorSize) % sectorSize);
+    ByteSpan text = file.From(at, MostTail + 1);
+    text = text.first(std::min(text.size(), MostTail + 1));
     const std::size_t white = text.size() - Behind(text, IsWhite).size();
-    std::size_t lineEnd = 0;
+    const auto whiteEnd = at + static_cast<std::int64_t>(white);
+    const bool isEndShown = white <= MostTail;
+    if (isEndShown && (white == text.size() || text[white] == 0)) {
+        return whiteEnd;
+    }
+    std::int64_t end = at;
     if (white > 0 && (text[0] == '\r' || text[0] == '\n')) {
-        lineEnd = white > 1 && text[0] == '\r' && text[1] == '\n' ? 2 : 1;
+        end += white > 1 && text[0] == '\r' && text[1] == '\n' ? 2 : 1;
     }
-    const bool isPadded = white < inSector && (white == text.size() || text[white] == 0);
-    if (white >= inSector || isPadded) {
-        lineEnd = std::max(lineEnd, std::min(white, inSector));
-    }
-    return at + static_cast<std::int64_t>(lineEnd);
+    // The sector behind the file may hold another one.
+    end = std::max(end, whiteEnd - whiteEnd % file.SectorSize());
+    return isEndShown && whiteEnd - end > MostChanceWhite ? whiteEnd : end;
 }

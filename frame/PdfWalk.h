@@ -8,8 +8,9 @@
 
 /// Where a PDF ends, for the types whose files are PDFs. Sources: ISO 32000-1, 7.5 and annex F; ISO 32000-2, 7.5.6.
 
-/// No byte of a PDF farther than this from its start is looked at: somewhat more than what is reported of one.
-inline constexpr std::int64_t PdfWalkLimit = 0x8000000;
+/// No byte of a PDF farther than this from its start is looked at. Where a file is damaged, the search ends far
+/// earlier.
+inline constexpr std::int64_t PdfWalkLimit = 0x80000000;
 
 /// `%PDF-` and a version number.
 bool IsPdfHeader(ByteSpan bytes);
@@ -30,5 +31,5 @@ struct PdfExtent {
 std::optional<PdfExtent> FindPdfEnd(FileWindow& file);
 
 /// Offset behind the text's last line, which ends at `at` but for its line end. More white space belongs to the file
-/// when nothing but padding or the end of the sector follows it.
+/// when zeros or the end of a sector follow it, or when it is more than chance brings.
 std::int64_t BehindLastLine(FileWindow& file, std::int64_t at);

@@ -31,7 +31,7 @@ constexpr std::size_t CommentBytesMost = 256;
 constexpr std::size_t EndDataWithin = 64;
 constexpr int MostData = 4096;
 // Headers at sector starts inside placed files.
-constexpr int MostHeaders = 8;
+constexpr int MostHeaders = 4;
 
 constexpr std::uint8_t EndOfTransmission = 0x04;
 

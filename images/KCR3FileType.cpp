@@ -31,16 +31,6 @@ constexpr BoxRules Rules{.isAccepted = IsAccepted, .isMain = IsPictures, .endsAt
 
 }  // namespace
 
-std::int32_t KCR3FileType::Reset() {
-    walk_.Reset();
-    return MeasuringScanner::Reset();
-}
-
-void KCR3FileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    walk_.EnterBlock(*block);
-    MeasuringScanner::ScanBlock(block, sink);
-}
-
 bool KCR3FileType::IsHeader(ByteSpan sector) {
     const std::optional<FileTypeBox> box = FileTypeBoxOf(sector);
     return box && std::memcmp(box->majorBrand, "crx ", 4) == 0 && box->size >= SmallestFirstBox &&
@@ -51,7 +41,7 @@ bool KCR3FileType::IsHeader(ByteSpan sector) {
 
 std::optional<std::int64_t> KCR3FileType::Measure(const Candidate& candidate) {
     const std::optional<BoxWalk::Result> boxes =
-        walk_.Measure(candidate, LoadBig<std::uint32_t>(candidate.sector, 0), Rules);
+        memory_.Measure(candidate, LoadBig<std::uint32_t>(candidate.sector, 0), Rules);
     if (!boxes || boxes->end > boxes->limit) {
         return std::nullopt;
     }

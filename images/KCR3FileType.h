@@ -4,11 +4,11 @@
 #include <optional>
 
 #include "frame/BoxWalk.h"
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 
 /// Canon camera raws built on the ISO base media format.
 /// Source: ISO/IEC 14496-12, section 4.2; L. Clévy, Canon CR3, on the brand and the maker's boxes.
-class KCR3FileType final : public MeasuringScanner<KCR3FileType> {
+class KCR3FileType final : public RememberingScanner<KCR3FileType, BoxWalk> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[51];
     static constexpr FormatNotes Notes{
@@ -22,12 +22,6 @@ public:
             "than the medium is not found."};
     static constexpr std::int64_t MinReportLength = 256;
 
-    std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
-
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
-
-private:
-    BoxWalk walk_;
 };

@@ -120,24 +120,14 @@ ByteSpan InFrontOfNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t se
 
 }  // namespace
 
-std::int32_t KCRWFileType::Reset() {
-    store_ = {};
-    return MeasuringScanner::Reset();
-}
-
-void KCRWFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    store_.EnterBlock(*block);
-    MeasuringScanner::ScanBlock(block, sink);
-}
-
 bool KCRWFileType::IsHeader(ByteSpan sector) {
     return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
 }
 
 std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
-    WorkMeter meter = store_.NewMeter();
+    WorkMeter meter = memory_.NewMeter();
     const std::optional<std::int64_t> end = FindEnd(candidate, meter);
-    store_.Settle(meter);
+    memory_.Settle(meter);
     return end;
 }
 

@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "frame/WorkMeter.h"
 #include "frame/WorkStore.h"
 
 /// Canon camera raws of the years before CR2: a heap of values and, behind all of them, the directory that names them.
 /// Source: Canon, CIFF Specification on Image Data File, version 1.0.
-class KCRWFileType final : public MeasuringScanner<KCRWFileType> {
+class KCRWFileType final : public RememberingScanner<KCRWFileType, WorkStore> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[49];
     static constexpr FormatNotes Notes{
@@ -19,14 +19,9 @@ public:
         .limits = "Pictures of more than 32 MiB are not found."};
     static constexpr std::int64_t MinReportLength = 512;
 
-    std::int32_t Reset() override;
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
-
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
     static std::optional<std::int64_t> FindEnd(const Candidate& candidate, WorkMeter& meter);
-
-    WorkStore store_;
 };

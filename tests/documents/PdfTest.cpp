@@ -4,6 +4,7 @@
 
 #include "frame/FileWindow.h"
 #include "tests/support/Scan.h"
+#include "tests/support/SparseMedium.h"
 
 namespace {
 
@@ -61,6 +62,10 @@ const auto Zeros = [](std::size_t count) {
     return std::string(count, '\0');
 };
 
+const auto Blanks = [](std::size_t count) {
+    return std::string(count, ' ');
+};
+
 const Case PdfCases[] = {
     {"version 2", Ended("%PDF-2.0\n"), Ended("%PDF-2.0\n")},
     {"no version", Ended("%PDF-x.4\n"), ""},
@@ -70,6 +75,12 @@ const Case PdfCases[] = {
     {"line end of two bytes", Whole + "\r\n\n.", Whole + "\r\n"},
     {"white space up to the padding", Whole + " \n\n" + Zeros(9) + "x", Whole + " \n\n"},
     {"white space in front of other bytes", Whole + "\n \nx", Whole + "\n"},
+    {"much white space in front of other bytes", Whole + "\n    x", Whole + "\n    "},
+    {"white space over sectors up to the padding", Whole + Blanks(1500) + Zeros(9) + "x", Whole + Blanks(1500)},
+    {"white space up to another file", Whole + Blanks(1536 - Whole.size()) + "\nx",
+     Whole + Blanks(1536 - Whole.size())},
+    {"more white space than is a file's", Whole + Blanks(4608 - Whole.size()) + "\n" + Zeros(9),
+     Whole + Blanks(4096 - Whole.size())},
     {"update behind as much padding as may be", Ended(Whole + Zeros(1023), Update), Ended(Whole + Zeros(1023), Update)},
     {"update behind more padding", Ended(Whole + Zeros(1024), Update), Whole},
     {"first part of a linearized file", Ended(Head + Fill(300) + "xref\nstartxref\n0\n%%EOF" + Update),
@@ -146,6 +157,36 @@ TEST(Pdf, EndsWithTheLastEndMarkOfItsOwn) {
 TEST(Illustrator, EndsAsItsShapeDoes) {
     for (const Case& each : DrawingCases) {
         Expect(DrawingIndex, each);
+    }
+}
+
+// What its own type would cut is whole only as a document. The file of another drawing ends before that.
+TEST(Illustrator, LongDrawingsAreDocumentsToo) {
+    constexpr std::size_t cap = 0xA00000;
+    const std::string longest =
+        Ended(Head + DrawingKey, Fill(cap - EndOf(Fill(cap)).size() - Head.size() - DrawingKey.size() + 1));
+    for (const std::string& file : {longest, longest + "\n"}) {
+        test::Medium medium;
+        medium.Put(0, file);
+        const auto size = static_cast<std::int64_t>(file.size());
+        const bool isLong = file.size() > cap;
+        EXPECT_EQ(test::Scan(PdfIndex, medium), isLong ? Finds({{0, size}}) : Finds{}) << size;
+        EXPECT_EQ(test::Scan(DrawingIndex, medium), (Finds{{0, std::int64_t{cap}}})) << size;
+    }
+}
+
+// An object now and then tells that a file goes on; without, a damaged one would be followed over the whole medium.
+TEST(Pdf, GoesOnAsLongAsObjectsEnd) {
+    constexpr std::int64_t MiB = 0x100000;
+    constexpr std::int64_t end = 254 * MiB;
+    const std::string tail = "xref\n0 0\nstartxref\n" + std::to_string(end) + "\n%%EOF\n";
+    for (const bool hasObject : {false, true}) {
+        test::SparseMedium medium(300 * MiB);
+        medium.Put(0, test::BytesOf(Head)).Put(end, test::BytesOf(tail));
+        if (hasObject) {
+            medium.Put(127 * MiB, test::BytesOf("endobj\n"));
+        }
+        EXPECT_EQ(medium.ScanStart(PdfIndex), hasObject ? Finds({{0, 100 * MiB}}) : Finds{});
     }
 }
 
