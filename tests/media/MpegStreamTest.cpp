@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "tests/support/Scan.h"
 
 namespace {
@@ -101,15 +99,12 @@ TEST(Mts, SectorsOfTheLastReportAreRefusedUntilReset) {
 }
 
 Bytes Pack(std::size_t stuffing) {
-    Bytes bytes{0, 0, 1, 0xBA, 0x44, 0, 4, 0, 4, 1, 1, 0x89, 0xC3, static_cast<std::uint8_t>(0xF8U | stuffing)};
-    bytes.resize(bytes.size() + stuffing, 0xFF);
-    return bytes;
+    const Bytes head{0, 0, 1, 0xBA, 0x44, 0, 4, 0, 4, 1, 1, 0x89, 0xC3, static_cast<std::uint8_t>(0xF8U | stuffing)};
+    return Join({head, Bytes(stuffing, 0xFF)});
 }
 Bytes Packet(std::size_t length, std::uint8_t id = 0xE0) {
     const Bytes head{0, 0, 1, id, static_cast<std::uint8_t>(length >> 8U), static_cast<std::uint8_t>(length)};
-    Bytes bytes(head.size() + length, 0x55);
-    std::ranges::copy(head, bytes.begin());
-    return bytes;
+    return Join({head, Bytes(length, 0x55)});
 }
 Bytes Repeat(const Bytes& part, std::size_t count) {
     Bytes bytes;
