@@ -1,6 +1,8 @@
 #include "documents/KEMLFileType.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 
 #include "frame/ByteMark.h"
 #include "frame/SectorScan.h"
@@ -16,6 +18,26 @@ constexpr ByteMark LaterLine{LaterLineText};
 // A later line's break begins at one of as many offsets.
 constexpr std::size_t LaterLineReach = 256;
 
+// Wherever the line stands, "ce" or "ei" of it stands at an even offset. Looking for both at once, by the bits that
+// they share, at half as many places as the line could begin at, costs less than searching for it in every sector.
+bool MayHoldLaterLine(ByteSpan sector) {
+    constexpr auto atEven = std::bit_cast<std::uint16_t>(Pattern<2>{'c', 'e'});
+    constexpr auto atOdd = std::bit_cast<std::uint16_t>(Pattern<2>{'e', 'i'});
+    constexpr auto shared = static_cast<std::uint16_t>(~(atEven ^ atOdd));
+    constexpr std::size_t firstPair = 4;
+    // A few more places than the line reaches, so that they fill whole vector registers.
+    constexpr std::size_t pairs = 136;
+    static_assert(firstPair + 2 * pairs >= LaterLineReach - 1 + LaterLineText.size());
+    static_assert(firstPair + 2 * pairs <= MinSectorBytes);
+    std::uint16_t found = 0;
+    for (std::size_t i = 0; i < pairs; ++i) {
+        std::uint16_t pair = 0;
+        std::memcpy(&pair, sector.data() + firstPair + 2 * i, sizeof(pair));
+        found = static_cast<std::uint16_t>(found | static_cast<std::uint16_t>((pair & shared) == (atEven & shared)));
+    }
+    return found != 0;
+}
+
 }  // namespace
 
 std::int32_t KEMLFileType::Reset() {
@@ -26,7 +48,8 @@ std::int32_t KEMLFileType::Reset() {
 bool KEMLFileType::IsHeader(ByteSpan sector) {
     return sector.size() >= MinSectorBytes &&
            (StartsWith(sector, FirstLine) ||
-            LaterLine.FindIn(sector.first(LaterLineReach - 1 + LaterLine.size())).has_value());
+            (MayHoldLaterLine(sector) &&
+             LaterLine.FindIn(sector.first(LaterLineReach - 1 + LaterLine.size())).has_value()));
 }
 
 void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {

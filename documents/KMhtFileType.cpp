@@ -1,15 +1,16 @@
 #include "documents/KMhtFileType.h"
 
 #include <algorithm>
+#include <array>
 
 #include "frame/ByteMark.h"
-#include "frame/PlaceSearch.h"
 
 namespace {
 
 // The header's texts stand in the first bytes of a larger sector, in front of the first zero.
 constexpr std::size_t HeaderBytes = 64;
-constexpr auto Version = PatternOf("MIME-Version: 1.0");
+constexpr auto VersionText = PatternOf("MIME-Version: 1.0");
+constexpr ByteMark Version{VersionText};
 constexpr auto KindText = PatternOf("Content-Type: multipart/related");
 constexpr ByteMark Kind{KindText};
 constexpr auto BoundaryText = PatternOf("boundary=\"");
@@ -17,6 +18,23 @@ constexpr ByteMark Boundary{BoundaryText};
 // The boundary's closing quote stands this close to its first byte.
 constexpr std::size_t MaxBoundary = 64;
 constexpr std::uint8_t Quote = '"';
+
+// Wherever the kind stands in the header's bytes, it covers the last place that it could end at if it stood first, or
+// the first place if it stood last: what stands there rules out most sectors.
+constexpr std::size_t FirstKindPlace = KindText.size() - 1;
+constexpr std::size_t LastKindPlace = HeaderBytes - KindText.size();
+static_assert(LastKindPlace - FirstKindPlace <= KindText.size());
+
+constexpr std::array<bool, 256> MakeKindBytes() {
+    std::array<bool, 256> isKindByte{};
+    for (const std::uint8_t byte : KindText) {
+        isKindByte[byte] = true;
+    }
+    return isKindByte;
+}
+constexpr std::array<bool, 256> IsKindByte = MakeKindBytes();
+
+bool MayHoldKind(ByteSpan sector) { return IsKindByte[sector[FirstKindPlace]] || IsKindByte[sector[LastKindPlace]]; }
 
 constexpr auto ListEndText = PatternOf("</xml>");
 constexpr ByteMark ListEnd{ListEndText};
@@ -26,19 +44,11 @@ constexpr std::size_t ClosingReach = 46;
 }  // namespace
 
 bool KMhtFileType::IsHeader(ByteSpan sector) {
-    if (sector.size() <= HeaderBytes) {
+    if (sector.size() <= HeaderBytes || !MayHoldKind(sector)) {
         return false;
     }
     const ByteSpan head(sector.begin(), std::find(sector.begin(), sector.begin() + HeaderBytes, std::uint8_t{0}));
-    // One stride of places, most of which pass none: the sector has a byte behind the last of them.
-    const auto begins = [](const std::uint8_t* place) {
-        return static_cast<std::uint8_t>((place[0] ^ Version[0]) | (place[1] ^ Version[1]));
-    };
-    static_assert(HeaderBytes == PlaceStride);
-    const auto isVersion = [&](std::size_t place) {
-        return HasPatternAt(head, place, Version);
-    };
-    if (!FindPlace(sector.data(), 0, HeaderBytes, begins, isVersion) || !Kind.FindIn(head)) {
+    if (!Kind.FindIn(head) || !Version.FindIn(head)) {
         return false;
     }
     const std::optional<std::size_t> boundary = Boundary.FindIn(head);

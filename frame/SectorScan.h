@@ -38,13 +38,15 @@ struct Candidate {
 /// the 64-bit range.
 template <class Visit>
 void ForEachSector(const SectorBlock& block, Visit&& visit) {
+    // Copies, which stay in registers whatever `visit` calls: this loop runs for every sector and every type.
     const bool hasBytes = block.data != nullptr && block.sectorSize > 0;
+    const std::uint8_t* const data = hasBytes ? block.data : nullptr;
     const std::size_t sectorSize = hasBytes ? static_cast<std::size_t>(block.sectorSize) : 0;
-    for (std::int32_t i = 0; i < block.sectorCount; ++i) {
-        const std::uint64_t number = static_cast<std::uint64_t>(block.firstSector) + static_cast<std::uint64_t>(i);
-        const ByteSpan sector =
-            hasBytes ? ByteSpan(block.data + static_cast<std::size_t>(i) * sectorSize, sectorSize) : ByteSpan();
-        visit(Candidate{block, static_cast<std::int64_t>(number), sector});
+    const auto firstSector = static_cast<std::uint64_t>(block.firstSector);
+    const auto count = static_cast<std::size_t>(std::max(block.sectorCount, 0));
+    for (std::size_t i = 0; i < count; ++i) {
+        visit(
+            Candidate{block, static_cast<std::int64_t>(firstSector + i), ByteSpan(data + i * sectorSize, sectorSize)});
     }
 }
 
