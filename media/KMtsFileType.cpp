@@ -1,7 +1,5 @@
 #include "media/KMtsFileType.h"
 
-#include <algorithm>
-
 #include "frame/KFileSimulator.h"
 
 namespace {
@@ -37,7 +35,7 @@ bool BreaksInBlock(const Candidate& candidate, const PacketLayout& layout) {
 }  // namespace
 
 std::int32_t KMtsFileType::Reset() {
-    last_ = {0, 0};
+    lastReport_.Reset();
     return RememberingScanner::Reset();
 }
 
@@ -47,7 +45,7 @@ bool KMtsFileType::IsHeader(ByteSpan sector) {
 }
 
 std::optional<std::int64_t> KMtsFileType::Measure(const Candidate& candidate) {
-    if (IsInLastReport(candidate) || !KFileSimulator::Serves(candidate.block)) {
+    if (lastReport_.Refuses(candidate) || !KFileSimulator::Serves(candidate.block)) {
         return std::nullopt;
     }
     const std::optional<PacketLayout> layout = LayoutOf(candidate.sector);
@@ -58,17 +56,6 @@ std::optional<std::int64_t> KMtsFileType::Measure(const Candidate& candidate) {
     if (!stream.hasProgramTable || stream.length < MinReportLength) {
         return std::nullopt;
     }
-    last_ = {candidate.startSector, std::min(stream.length, run_.maxSize)};
+    lastReport_.Set(candidate.startSector, stream.length, run_.maxSize);
     return stream.length;
-}
-
-// All sectors in front of the last one of the report count as inside.
-bool KMtsFileType::IsInLastReport(const Candidate& candidate) const {
-    if (last_.startSector <= 0) {
-        return false;
-    }
-    const std::int64_t sectorSize = candidate.block.sectorSize;
-    const std::int64_t sectors = last_.size / sectorSize + (last_.size % sectorSize > 0 ? 1 : 0);
-    const std::uint64_t end = static_cast<std::uint64_t>(last_.startSector) + static_cast<std::uint64_t>(sectors);
-    return candidate.startSector < static_cast<std::int64_t>(end);
 }

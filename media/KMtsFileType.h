@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "frame/RememberingScanner.h"
+#include "media/LastReport.h"
 #include "media/PacketGrids.h"
 
 /// MPEG transport streams of packets 188, 192, 204 or 208 bytes apart, with or without a time stamp in front of each:
@@ -28,8 +29,5 @@ public:
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
-    bool IsInLastReport(const Candidate& candidate) const;
-
-    // What was reported last; a start of 0 or less refuses nothing.
-    FoundFile last_{0, 0};
+    LastReport lastReport_;
 };

@@ -36,21 +36,14 @@ std::uint64_t ChunkAt(KFileSimulator& reader) {
 }  // namespace
 
 std::int32_t KRmFileType::Reset() {
-    lastReport_ = {0, 0};
+    lastReport_.Reset();
     return RememberingScanner::Reset();
 }
 
 bool KRmFileType::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Signature); }
 
-bool KRmFileType::IsInsideLastReport(const Candidate& candidate) const {
-    const std::int64_t sectorSize = candidate.block.sectorSize;
-    const std::int64_t sectors = (lastReport_.size + sectorSize - 1) / sectorSize;
-    const auto behind = static_cast<std::uint64_t>(lastReport_.startSector) + static_cast<std::uint64_t>(sectors);
-    return lastReport_.startSector > 0 && candidate.startSector < static_cast<std::int64_t>(behind);
-}
-
 std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
-    if (IsInsideLastReport(candidate)) {
+    if (lastReport_.Refuses(candidate)) {
         return std::nullopt;
     }
     // A count of 0 wraps to the largest number of chunks.
@@ -63,7 +56,7 @@ std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
     // The size is a signed number of 32 bits, whatever the distance that the walk went.
     const auto size = static_cast<std::int32_t>(walked->position);
     if (size >= MinReportLength) {
-        lastReport_ = {candidate.startSector, std::min<std::int64_t>(size, run_.maxSize)};
+        lastReport_.Set(candidate.startSector, size, run_.maxSize);
     }
     return size;
 }

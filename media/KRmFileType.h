@@ -5,6 +5,7 @@
 
 #include "frame/RememberingScanner.h"
 #include "media/ChunkWalk.h"
+#include "media/LastReport.h"
 
 /// RealMedia files: as many chunks as the first one says. Source: RealMedia File Format, the file header and chunk
 /// headers.
@@ -26,8 +27,5 @@ public:
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
-    bool IsInsideLastReport(const Candidate& candidate) const;
-
-    // As reported last in this scan; there is none while its start is 0.
-    FoundFile lastReport_{0, 0};
+    LastReport lastReport_;
 };
