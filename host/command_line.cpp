@@ -5,7 +5,6 @@
 #include <new>
 
 #include "commands.h"
-#include "medium.h"
 #include "say.h"
 #include "stop_request.h"
 

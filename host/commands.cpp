@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include <FileTypeCatalog.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 
@@ -10,7 +11,6 @@
 #include "out_folder.h"
 #include "say.h"
 #include "scan_run.h"
-#include "scanners.h"
 #include "selection.h"
 #include "size_rules.h"
 

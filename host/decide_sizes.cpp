@@ -1,5 +1,7 @@
 #include "decide_sizes.h"
 
+#include <FileTypeCatalog.h>
+
 #include <algorithm>
 #include <limits>
 #include <optional>
@@ -8,7 +10,6 @@
 #include "measure_raf.h"
 #include "measure_tiff.h"
 #include "measure_x3f.h"
-#include "scanners.h"
 
 namespace salvor {
 

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "frame/BoxFileScanner.h"
-#include "frame/TagLists.h"
 #include "media/BoxNotes.h"
 
 /// MPEG-4 videos of the brand M4V, whose atoms are those of a QuickTime movie. Source: QuickTime File Format

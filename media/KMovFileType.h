@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "frame/BoxFileScanner.h"
-#include "frame/TagLists.h"
 #include "media/BoxNotes.h"
 
 /// QuickTime movies that begin with a file type atom. Source: QuickTime File Format Specification, "Atoms".

@@ -15,12 +15,6 @@ std::size_t WidthOf(std::uint16_t type) {
 
 }  // namespace
 
-TiffField TiffText(std::uint16_t tag, std::string_view text) {
-    TiffField field{tag, TiffAscii, {text.begin(), text.end()}};
-    field.values.push_back(0);
-    return field;
-}
-
 TiffBuilder::TiffBuilder(bool bigEndian, const Bytes& behindHeader) : bigEndian_(bigEndian) {
     file_ = BytesOf(bigEndian ? "MM" : "II");
     Put(42, 2);

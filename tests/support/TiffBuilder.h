@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "tests/support/Medium.h"
@@ -20,9 +19,6 @@ inline constexpr std::uint16_t TiffByte = 1;
 inline constexpr std::uint16_t TiffAscii = 2;
 inline constexpr std::uint16_t TiffShort = 3;
 inline constexpr std::uint16_t TiffLong = 4;
-
-/// A text field, zero included.
-TiffField TiffText(std::uint16_t tag, std::string_view text);
 
 /// Builds a file of the TIFF structure from front to back: what a directory points to is appended before it.
 class TiffBuilder {
