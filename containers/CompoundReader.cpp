@@ -86,8 +86,8 @@ private:
 }  // namespace
 
 CompoundReader::CompoundReader(const SectorBlock& block, std::int64_t startSector,
-                               std::span<const std::string_view> streamNames, std::int64_t workLimit)
-    : meter_(workLimit), source_(block.source, block.sectorSize, meter_), block_(block), streamNames_(streamNames) {
+                               std::span<const std::string_view> streamNames, WorkMeter& meter)
+    : meter_(meter), source_(block.source, block.sectorSize, meter_), block_(block), streamNames_(streamNames) {
     if (block.source != nullptr) {
         block_.source = &source_;
     }

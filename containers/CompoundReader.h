@@ -19,14 +19,14 @@
 /// where the directory's chain needs it; of the DIFAT behind the last FAT sector, of the MiniFAT and of the directory
 /// only counts and sums are kept. A directory chain that runs in circles is counted to its bound without walking it.
 ///
-/// The work limit ends a parse that no real file needs: from there on all bytes count as zeros, as they do behind the
+/// The meter ends a parse that no real file needs: from there on all bytes count as zeros, as they do behind the
 /// end of the medium, and zeros end every chain.
 class CompoundReader {
 public:
     /// Parses the candidate that begins at `startSector`. `streamNames` are the names to look for, at most 32 of less
-    /// than 32 ASCII characters each. `workLimit` is in bytes; the last read may exceed it by 64 KiB.
+    /// than 32 ASCII characters each. The last read may exceed the meter's limit by 64 KiB; the meter is borrowed.
     CompoundReader(const SectorBlock& block, std::int64_t startSector, std::span<const std::string_view> streamNames,
-                   std::int64_t workLimit);
+                   WorkMeter& meter);
     CompoundReader(const CompoundReader&) = delete;
     CompoundReader& operator=(const CompoundReader&) = delete;
 
@@ -38,9 +38,6 @@ public:
 
     /// In bytes, rounded up to whole sectors and modulo 2^32; 0 for a candidate whose header is not accepted.
     std::uint32_t EstimatedSize() const { return estimatedSize_; }
-
-    /// What the parse has cost, in bytes.
-    std::int64_t Work() const { return meter_.Used(); }
 
 private:
     // What the directory's walk has come to in front of one of its sectors.
@@ -70,7 +67,7 @@ private:
     Entry TakeEntry(ByteSpan entry);
     std::uint32_t EstimateSize() const;
 
-    WorkMeter meter_;
+    WorkMeter& meter_;
     MeteredSource source_;
     SectorBlock block_;
     // One reader each, since a directory's walk goes back and forth between both; each holds a cache of 32 KiB.

@@ -2,18 +2,12 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("7z\xBC\xAF\x27\x1C");
-constexpr std::size_t MinSectorBytes = 17;
 constexpr std::uint32_t StartHeaderBytes = 32;
 // Both fields have 8 bytes, of which the lower 4 are read; the offset counts from behind the start header.
 constexpr std::size_t NextHeaderOffset = 12;
 constexpr std::size_t NextHeaderSize = 20;
 
 }  // namespace
-
-bool K7ZipFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
-}
 
 std::optional<std::int64_t> K7ZipFileType::Measure(const Candidate& candidate) {
     const ByteSpan header = candidate.RestOfBlock();

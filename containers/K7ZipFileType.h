@@ -13,8 +13,9 @@ public:
                                        .found = "7z archives of format version 0.",
                                        .end = "The start header says where the last header ends; exact.",
                                        .limits = "Split volumes are found up to what the first of them declares."};
+    static constexpr auto Signature = PatternOf("7z\xBC\xAF\x27\x1C");
+    static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Measure(const Candidate& candidate);
 };

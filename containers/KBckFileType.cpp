@@ -18,7 +18,9 @@ bool IsPrintable(std::uint8_t byte) { return byte >= 32 && byte <= 126; }
 }  // namespace
 
 void KBckFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    // The first text has no more than 255 bytes.
+    constexpr SignatureWord head({}, {0, 0xFF, 0xFF, 0xFF}, 0);
+    ForEachSector(*block, head, [&](const Candidate& candidate) {
         if (IsHeader(candidate)) {
             run_.startSector = candidate.startSector;
             const FoundFile file{candidate.startSector, 0};

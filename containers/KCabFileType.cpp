@@ -2,15 +2,9 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("MSCF");
-constexpr std::size_t MinSectorBytes = 17;
 constexpr std::size_t CabinetSize = 8;
 
 }  // namespace
-
-bool KCabFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
-}
 
 std::optional<std::int64_t> KCabFileType::Measure(const Candidate& candidate) {
     // Signed: 2 GiB and more are no size.

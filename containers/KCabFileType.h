@@ -13,8 +13,9 @@ public:
                                        .found = "Cabinet archives.",
                                        .end = "The header holds the size; exact.",
                                        .limits = "A signature behind the declared size is not counted."};
+    static constexpr auto Signature = PatternOf("MSCF");
+    static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Measure(const Candidate& candidate);
 };

@@ -16,13 +16,6 @@ constexpr std::int64_t MinReportLength = 1024;
 // CLSID 597CAA70-72AA-11CF-831E-524153480000.
 constexpr auto FlashClass = PatternOf("\x70\xAA\x7C\x59\xAA\x72\xCF\x11\x83\x1E\x52\x41\x53\x48\x00\x00");
 
-// What parsing may cost, in bytes. The first figure is several times what an ordinary document takes. A candidate that
-// needs more takes it from what all candidates of the block have together, so that a block full of made-up headers
-// costs about 1000 times its size and not 1000 times a candidate's most.
-constexpr std::int64_t WorkPerCandidate = std::int64_t{256} << 10;
-constexpr std::int64_t SharedWorkPerBlock = std::int64_t{512} << 20;
-constexpr std::int64_t MostWorkPerCandidate = std::int64_t{384} << 20;
-
 // The streams by which applications are known. Names that begin with a control character belong to property sets.
 constexpr std::string_view Summary = "\5SummaryInformation";
 constexpr std::string_view DocumentSummary = "\5DocumentSummaryInformation";
@@ -120,26 +113,26 @@ KCompoundFileType::Kind DecideKind(const CompoundReader& reader, std::int64_t st
 
 std::int32_t KCompoundFileType::Reset() {
     maxSize_ = DefaultMaxSize;
+    store_.Reset();
     SetScannedBlockKey(FirstBlockKey);
     return 1;
 }
 
 void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
-    std::int64_t sharedWork = SharedWorkPerBlock;
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    store_.EnterBlock(*block);
+    ForEachSector(*block, WordOf(Signature), [&](const Candidate& candidate) {
         // A sector needs more bytes than the signature.
         if (candidate.sector.size() <= Signature.size() || !StartsWith(candidate.sector, Signature)) {
             return;
         }
-        const std::int64_t limit = std::min(WorkPerCandidate + sharedWork, MostWorkPerCandidate);
-        const std::int64_t work = ExamineCandidate(candidate.block, candidate.startSector, limit);
-        sharedWork -= std::clamp<std::int64_t>(work - WorkPerCandidate, 0, sharedWork);
+        ExamineCandidate(candidate.block, candidate.startSector);
     });
 }
 
-std::int64_t KCompoundFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startSector,
-                                                 std::int64_t workLimit) {
-    const CompoundReader reader(block, startSector, StreamNames, workLimit);
+void KCompoundFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startSector) {
+    WorkMeter meter = store_.NewMeter();
+    const CompoundReader reader(block, startSector, StreamNames, meter);
+    store_.Settle(meter);
     const Kind kind = DecideKind(reader, startSector);
     // From 2 GiB on, the estimate counts as negative.
     const auto estimate = static_cast<std::int32_t>(reader.EstimatedSize());
@@ -152,5 +145,4 @@ std::int64_t KCompoundFileType::ExamineCandidate(const SectorBlock& block, std::
             AddFound(startSector, size, Slides);
         }
     }
-    return reader.Work();
 }

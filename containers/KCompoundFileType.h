@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "frame/SharedEngine.h"
+#include "frame/WorkStore.h"
 
 /// Compound files (structured storage), told apart by the streams that their directory names. Every sector that begins
 /// with the signature is parsed, also inside a file that has been found. The size is an estimate from the lengths of
@@ -38,10 +39,12 @@ private:
     static constexpr std::int64_t FirstBlockKey = 0;
     static constexpr std::int64_t DefaultMaxSize = 0x7FFFFFFF;
 
-    /// Gives what the candidate has cost, in bytes.
-    std::int64_t ExamineCandidate(const SectorBlock& block, std::int64_t startSector, std::int64_t workLimit);
+    void ExamineCandidate(const SectorBlock& block, std::int64_t startSector);
 
     std::int64_t maxSize_ = DefaultMaxSize;
+    // What parsing may cost: in any case several times what an ordinary document takes, and for a row of made-up
+    // headers not that of the costliest each.
+    BasicWorkStore<std::int64_t{256} << 10, std::int64_t{768} << 20, 512> store_;
 };
 
 /// What all compound documents say alike.

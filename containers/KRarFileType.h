@@ -17,8 +17,10 @@ public:
         .found = "RAR archives of the versions 1.5 to 4.",
         .end = "The end-of-archive block; exact.",
         .limits = "An archive without that block runs to the next one. RAR 5 is not found."};
+    /// The marker block, and the low byte of the main header's CRC.
+    static constexpr auto Signature = PatternOf("Rar!\x1A\x07\0\xCF");
+    static constexpr std::size_t MinSectorBytes = Signature.size() + 1;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::size_t> FindEnd(ByteSpan sector);
 };

@@ -28,19 +28,21 @@ std::int32_t KZipFileSearcher::EndScan() {
 }
 
 void KZipFileSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
-    ForEachSector(*block, [&](const Candidate& candidate) {
-        if (OpensZipMember(candidate.sector)) {
-            LeaveOpenArchive();
-            OpenRun(run_, candidate.startSector);
-        } else if (run_.inFile == 0) {
-            return;
-        }
-        if (const std::optional<std::size_t> end = ClassifyZipSector(candidate.sector, kind_)) {
-            CloseArchives(*end);
-        } else {
-            run_.runLength += block->sectorSize;
-        }
-    });
+    ForEachSector(
+        *block, ZipLocalHead, [this] { return run_.inFile != 0; },
+        [&](const Candidate& candidate) {
+            if (OpensZipMember(candidate.sector)) {
+                LeaveOpenArchive();
+                OpenRun(run_, candidate.startSector);
+            } else if (run_.inFile == 0) {
+                return;
+            }
+            if (const std::optional<std::size_t> end = ClassifyZipSector(candidate.sector, kind_)) {
+                CloseArchives(*end);
+            } else {
+                run_.runLength += block->sectorSize;
+            }
+        });
 }
 
 // The archive that begins next inherits the kind of the one that is reported or waits.

@@ -13,10 +13,6 @@ constexpr std::size_t SignatureBytes = 4;
 constexpr std::int64_t DataDescriptorBytes = 16;
 constexpr std::uint16_t LongestName = 260;
 
-// What the walks of a block may read together, and what each may read in any case, in bytes.
-constexpr std::int64_t SharedWorkPerBlock = std::int64_t{1} << 30;
-constexpr std::int64_t WorkPerCandidate = std::int64_t{1} << 20;
-
 struct PackageFolder {
     const char* name;
     std::size_t length;
@@ -69,11 +65,13 @@ void ZipWalk::Facts::Append(const Facts& behind) {
 void ZipWalk::Reset() {
     shortcuts_.Clear();
     row_.Reset();
+    store_.Reset();
 }
 
 void ZipWalk::EnterBlock(const SectorBlock& block) {
     walker_.reset();
     checker_.reset();
+    store_.EnterBlock(block);
     if (!row_.Enter(block)) {
         shortcuts_.Clear();
     }
@@ -84,21 +82,20 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
         return std::nullopt;
     }
     if (!walker_) {
-        meter_ = WorkMeter(SharedWorkPerBlock);
         meteredSource_.emplace(candidate.block.source, candidate.block.sectorSize, meter_);
         block_ = candidate.block;
         block_.source = &*meteredSource_;
         walker_.emplace(&block_, row_.OriginSector(), lengthHint);
         checker_.emplace(&block_, row_.OriginSector(), lengthHint);
     }
-    const std::int64_t workLimit = std::max(SharedWorkPerBlock, meter_.Used() + WorkPerCandidate);
+    meter_ = store_.NewMeter();
     const std::int64_t start = row_.PlaceOf(candidate.startSector);
     std::int64_t position = start + LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
     // The candidate's own record is a local header, which adds no fact.
     shortcuts_.BeginWalkBehind(start, position);
     std::optional<Archive> archive;
     Facts facts;
-    while (position - start <= LengthLimit && meter_.Used() < workLimit) {
+    while (position - start <= LengthLimit && !meter_.IsExhausted()) {
         const Shortcuts::Shortcut* const shortcut = shortcuts_.Find(position);
         const std::optional<Step> step = shortcut != nullptr ? Step{*shortcut, false} : ReadRecord(*walker_, position);
         if (!step ||
@@ -114,6 +111,7 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
         position = step->to;
     }
     shortcuts_.EndWalk(start, position);
+    store_.Settle(meter_);
     return archive;
 }
 

@@ -9,14 +9,15 @@
 #include "frame/MeteredSource.h"
 #include "frame/SectorScan.h"
 #include "frame/WalkShortcuts.h"
+#include "frame/WorkStore.h"
 
 /// Walks the records of ZIP archives from their first local header to the end of the central directory.
 ///
 /// A walk depends on where it began only by its length limit and by the check of the first central header, so one that
 /// meets the records of an earlier walk need not read them again: long walks leave shortcuts behind. The shortcuts
 /// serve the blocks of one scan, each of which continues the one before, and take some 60 MiB at the most. Made-up
-/// media can hold more chains of records than that: so the walks of a block share what they may read, far more than
-/// packages need, and a walk that has used it up ends without an archive.
+/// media can hold more chains of records than that: so the walks share what they may read, far more than packages need,
+/// and one that has used it up ends without an archive.
 class ZipWalk {
 public:
     struct Archive {
@@ -61,7 +62,8 @@ private:
     bool LeadsToFirstMember(const Facts& facts, std::int64_t start);
 
     BlockRow row_;
-    // What the walks of the block have read, in bytes.
+    // A walk may have to read all of the longest package.
+    BasicWorkStore<std::int64_t{1} << 20, std::int64_t{2} << 30, 1024> store_;
     WorkMeter meter_{0};
     std::optional<MeteredSource> meteredSource_;
     SectorBlock block_{};

@@ -15,7 +15,7 @@ std::int32_t kZipOfficeSearcher::Reset() {
 
 void kZipOfficeSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     walk_.EnterBlock(*block);
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    ForEachSector(*block, ZipLocalHead, [&](const Candidate& candidate) {
         if (!OpensZipMember(candidate.sector)) {
             return;
         }

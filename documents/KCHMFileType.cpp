@@ -4,7 +4,6 @@
 
 namespace {
 
-constexpr auto Magic = PatternOf("ITSF");
 constexpr auto DirectoryMagic = PatternOf("ITSP");
 constexpr auto FirstGuid = PatternOf("\x10\xFD\x01\x7C\xAA\x7B\xD0\x11\x9E\x0C\x00\xA0\xC9\x22\xE6\xEC");
 constexpr auto SecondGuid = PatternOf("\x11\xFD\x01\x7C\xAA\x7B\xD0\x11\x9E\x0C\x00\xA0\xC9\x22\xE6\xEC");
@@ -54,8 +53,6 @@ std::optional<Header> ReadHeader(ByteSpan bytes) {
 }
 
 }  // namespace
-
-bool KCHMFileType::IsHeader(ByteSpan sector) { return StartsWith(sector, Magic); }
 
 std::optional<std::int64_t> KCHMFileType::Walk(FileWindow& file) {
     const ByteSpan bytes = file.At(0, HeaderBytes);

@@ -15,9 +15,9 @@ public:
         .found = "HTML Help of the container's versions 2 and 3, and its other uses (its, chw, chq).",
         .end = "The size that the first section states. Exact.",
         .limits = "A file whose directory is damaged or stored apart from its start is not found."};
+    static constexpr auto Signature = PatternOf("ITSF");
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Walk(FileWindow& file);
 };

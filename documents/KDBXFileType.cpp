@@ -2,16 +2,10 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("\xCF\xAD\x12\xFE\xC5\xFD\x74\x6F\x66\xE3\xD1\x11\x9A\x4E\x00\xC0");
-constexpr std::size_t MinSectorBytes = 128;
 constexpr std::size_t LastSegment = 124;
 constexpr std::uint32_t BytesBehind = 4096;
 
 }  // namespace
-
-bool KDBXFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
-}
 
 std::optional<std::int64_t> KDBXFileType::Measure(const Candidate& candidate) {
     // The sum wraps at 32 bits and turns negative from 2 GiB on, which is no size.

@@ -15,8 +15,9 @@ public:
                                        .limits =
                                            "Files of 2 GiB and more, and the lists of folders and of messages "
                                            "taken offline, which have other identifiers."};
+    static constexpr auto Signature = PatternOf("\xCF\xAD\x12\xFE\xC5\xFD\x74\x6F\x66\xE3\xD1\x11\x9A\x4E\x00\xC0");
+    static constexpr std::size_t MinSectorBytes = 128;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Measure(const Candidate& candidate);
 };

@@ -20,23 +20,31 @@ constexpr std::size_t LaterLineReach = 256;
 
 // Wherever the line stands, "ce" or "ei" of it stands at an even offset. Looking for both at once, by the bits that
 // they share, at half as many places as the line could begin at, costs less than searching for it in every sector.
-bool MayHoldLaterLine(ByteSpan sector) {
+bool MayHoldLaterLine(const std::uint8_t* sector) {
     constexpr auto atEven = std::bit_cast<std::uint16_t>(Pattern<2>{'c', 'e'});
     constexpr auto atOdd = std::bit_cast<std::uint16_t>(Pattern<2>{'e', 'i'});
     constexpr auto shared = static_cast<std::uint16_t>(~(atEven ^ atOdd));
-    constexpr std::size_t firstPair = 4;
-    // A few more places than the line reaches, so that they fill whole vector registers.
+    // From the sector's start on, and a few more places than the line reaches, so that they are whole aligned vectors.
     constexpr std::size_t pairs = 136;
-    static_assert(firstPair + 2 * pairs >= LaterLineReach - 1 + LaterLineText.size());
-    static_assert(firstPair + 2 * pairs <= MinSectorBytes);
+    static_assert(2 * pairs >= LaterLineReach - 1 + LaterLineText.size());
+    static_assert(2 * pairs <= MinSectorBytes);
     std::uint16_t found = 0;
     for (std::size_t i = 0; i < pairs; ++i) {
         std::uint16_t pair = 0;
-        std::memcpy(&pair, sector.data() + firstPair + 2 * i, sizeof(pair));
-        found = static_cast<std::uint16_t>(found | static_cast<std::uint16_t>((pair & shared) == (atEven & shared)));
+        std::memcpy(&pair, sector + 2 * i, sizeof(pair));
+        // All ones, as vector compares give.
+        const auto isFound = static_cast<std::uint16_t>(-static_cast<int>((pair & shared) == (atEven & shared)));
+        found = static_cast<std::uint16_t>(found | isFound);
     }
     return found != 0;
 }
+
+struct MailHead {
+    static constexpr std::size_t Reach() { return MinSectorBytes; }
+    static bool StandsIn(const std::uint8_t* sector) {
+        return WordOf(FirstLine).StandsIn(sector) || MayHoldLaterLine(sector);
+    }
+};
 
 }  // namespace
 
@@ -48,15 +56,14 @@ std::int32_t KEMLFileType::Reset() {
 bool KEMLFileType::IsHeader(ByteSpan sector) {
     return sector.size() >= MinSectorBytes &&
            (StartsWith(sector, FirstLine) ||
-            (MayHoldLaterLine(sector) &&
-             LaterLine.FindIn(sector.first(LaterLineReach - 1 + LaterLine.size())).has_value()));
+            LaterLine.FindIn(sector.first(LaterLineReach - 1 + LaterLine.size())).has_value());
 }
 
 void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     if (block->sectorSize > MaxSectorBytes) {
         return;
     }
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    ForEachSector(*block, MailHead(), [&](const Candidate& candidate) {
         if (!IsHeader(candidate.sector)) {
             return;
         }

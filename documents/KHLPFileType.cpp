@@ -4,7 +4,6 @@
 
 namespace {
 
-constexpr auto Magic = PatternOf("?_\x03\0");
 constexpr std::size_t HeaderBytes = 16;
 constexpr std::uint32_t NoFreeBlock = 0xFFFFFFFF;
 constexpr std::int64_t SmallestFile = 64;
@@ -35,8 +34,6 @@ bool IsDirectory(ByteSpan heads, std::int64_t room) {
 }
 
 }  // namespace
-
-bool KHLPFileType::IsHeader(ByteSpan sector) { return StartsWith(sector, Magic); }
 
 std::optional<std::int64_t> KHLPFileType::Walk(FileWindow& file) {
     const ByteSpan header = file.At(0, HeaderBytes);

@@ -16,9 +16,9 @@ public:
             "Windows Help of all versions, and the index, annotation and multimedia viewer files of its container.",
         .end = "The size that the header states, once the directory has proved it. Exact.",
         .limits = "A file whose directory is damaged or stored apart from its start is not found."};
+    static constexpr auto Signature = PatternOf("?_\x03\0");
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Walk(FileWindow& file);
 };

@@ -295,8 +295,7 @@ bool BeginsWithText(ByteSpan sector, const TextForm& form) {
 
 bool KHTMLFileType::IsHeader(ByteSpan sector) {
     constexpr std::size_t minHeaderBytes = 64;
-    // The first byte spares most sectors the rest: '<', white space or that of a byte-order mark.
-    if (sector.size() < minHeaderBytes || (sector[0] != '<' && !IsWhite(sector[0]) && sector[0] < 0xEF)) {
+    if (sector.size() < minHeaderBytes) {
         return false;
     }
     const TextForm form = TextForm::Of(sector);
@@ -307,8 +306,7 @@ bool KHTMLFileType::IsHeader(ByteSpan sector) {
     if (at + 2 * form.width > sector.size() || form.CharAt(sector, at) != '<') {
         return false;
     }
-    // What may follow in a first tag.
-    return Word(u"!?hbmst").find(FoldLetter(form.CharAt(sector, at + form.width))) != Word::npos &&
+    return FirstLetters.find(FoldLetter(form.CharAt(sector, at + form.width))) != FirstLetters.npos &&
            BeginsWithText(sector, form);
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "documents/MarkupReader.h"
+#include "frame/BytePairs.h"
 #include "frame/WalkingScanner.h"
 
 /// Web pages: HTML by its document type or by its first tags, and XML documents of that type. A page ends with its
@@ -26,6 +27,16 @@ public:
         .limits =
             "Fragments without any of those tags are not found; text behind the html end tag is left out where it "
             "reaches into a further sector."};
+    /// What may follow in a first tag, in any letter case.
+    static constexpr std::u16string_view FirstLetters = u"!?hbmst";
+    /// The start of a first tag, perhaps behind white space; or a byte-order mark.
+    static constexpr BytePairs Head =
+        BytePairs()
+            .Allow("<", [](char16_t c) { return FirstLetters.find(FoldLetter(c)) != FirstLetters.npos; })
+            .Allow(" \n\r\t\f", [](char16_t c) { return c == '<' || IsWhite(c); })
+            .Allow("\xEF", 0xBB)
+            .Allow("\xFE", 0xFF)
+            .Allow("\xFF", 0xFE);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = std::int64_t{64} << 20;
 

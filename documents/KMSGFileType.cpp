@@ -38,19 +38,21 @@ void KMSGFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     if (block->sectorSize > MaxSectorBytes) {
         return;
     }
-    ForEachSector(*block, [&](const Candidate& candidate) {
-        if (candidate.sector.size() >= MinSectorBytes && StartsWith(candidate.sector, Signature)) {
-            Close();
-            OpenRun(run_, candidate.startSector);
-            run_.runLength = block->sectorSize;
-        } else if (run_.inFile != 0) {
-            Continue(candidate);
-        }
-        if (isDone_) {
-            ReportOpenRun(run_, 0, sink);
-            Close();
-        }
-    });
+    ForEachSector(
+        *block, WordOf(Signature), [this] { return run_.inFile != 0; },
+        [&](const Candidate& candidate) {
+            if (candidate.sector.size() >= MinSectorBytes && StartsWith(candidate.sector, Signature)) {
+                Close();
+                OpenRun(run_, candidate.startSector);
+                run_.runLength = block->sectorSize;
+            } else if (run_.inFile != 0) {
+                Continue(candidate);
+            }
+            if (isDone_) {
+                ReportOpenRun(run_, 0, sink);
+                Close();
+            }
+        });
 }
 
 // Takes the open message's next sector. A message that is done and no longer open is dropped.

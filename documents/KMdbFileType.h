@@ -20,6 +20,8 @@ public:
         .limits =
             "Databases encrypted with a password by Access 2007 and later are not found. Zero pages that were "
             "reserved behind the last page in use are not counted."};
+    /// What both magics begin with, behind four bytes.
+    static constexpr SignatureWord Head = WordOf(PatternOf("Standard"), 4);
     static constexpr std::int64_t MinReportLength = 20480;
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 31;
 

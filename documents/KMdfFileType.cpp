@@ -11,8 +11,6 @@ namespace {
 constexpr std::size_t PageBytes = 8192;
 constexpr std::size_t PageHeaderBytes = 96;
 constexpr std::uint32_t FileHeaderObject = 99;
-// A page's header begins with its version, 1, and its type.
-constexpr auto FileHeaderMark = PatternOf("\x01\x0F\0\0");
 constexpr auto FreeSpaceMark = PatternOf("\x01\x0B");
 constexpr auto FreeExtentsMark = PatternOf("\x01\x08");
 constexpr auto SharedExtentsMark = PatternOf("\x01\x09");
@@ -71,7 +69,7 @@ bool IsFileHeaderPage(ByteSpan page) {
     const auto isZero = [](std::uint8_t byte) {
         return byte == 0;
     };
-    return StartsWith(page, FileHeaderMark) && std::ranges::all_of(page.subspan(8, 6), isZero) &&
+    return StartsWith(page, KMdfFileType::Signature) && std::ranges::all_of(page.subspan(8, 6), isZero) &&
            std::ranges::all_of(page.subspan(16, 6), isZero) && Load16(page, 22) == 1 &&
            Load32(page, 24) == FileHeaderObject && Load16(page, 30) < PageBytes && Load32(page, 32) == 0 &&
            Load16(page, 36) != 0;
@@ -187,8 +185,6 @@ std::uint64_t GrownTo(const FileHeader& header, std::uint64_t inUse) {
 }
 
 }  // namespace
-
-bool KMdfFileType::IsHeader(ByteSpan sector) { return StartsWith(sector, FileHeaderMark); }
 
 std::optional<std::int64_t> KMdfFileType::Walk(FileWindow& file) {
     const ByteSpan start = file.At(0, PageHeaderBytes);

@@ -21,10 +21,11 @@ public:
             "The size in the file header, grown by the file's own step as far as extents are in use. Exact as a rule.",
         .limits =
             "Where the file header is damaged, free extents at the end are not counted. Log files are not found."};
+    /// A page's header begins with its version, 1, and its type.
+    static constexpr auto Signature = PatternOf("\x01\x0F\0\0");
     static constexpr std::int64_t MinReportLength = 196608;
     /// As many pages as a file may have.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 44;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Walk(FileWindow& file);
 };

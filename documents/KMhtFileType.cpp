@@ -19,22 +19,25 @@ constexpr ByteMark Boundary{BoundaryText};
 constexpr std::size_t MaxBoundary = 64;
 constexpr std::uint8_t Quote = '"';
 
-// Wherever the kind stands in the header's bytes, it covers the last place that it could end at if it stood first, or
-// the first place if it stood last: what stands there rules out most sectors.
-constexpr std::size_t FirstKindPlace = KindText.size() - 1;
-constexpr std::size_t LastKindPlace = HeaderBytes - KindText.size();
-static_assert(LastKindPlace - FirstKindPlace <= KindText.size());
+// The kind may stand at any place of the header's bytes. For every place of it, a bit for each of these offsets: may
+// this byte stand there? What is left by all of them is where the kind may be.
+constexpr std::array<std::size_t, 4> AskedOffsets{16, 30, 33, 47};
+using PlacesByByte = std::array<std::uint64_t, 256>;
 
-constexpr std::array<bool, 256> MakeKindBytes() {
-    std::array<bool, 256> isKindByte{};
-    for (const std::uint8_t byte : KindText) {
-        isKindByte[byte] = true;
+constexpr std::array<PlacesByByte, AskedOffsets.size()> MakeKindPlaces() {
+    std::array<PlacesByByte, AskedOffsets.size()> places{};
+    for (std::size_t asked = 0; asked < AskedOffsets.size(); ++asked) {
+        for (std::size_t place = 0; place <= HeaderBytes - KindText.size(); ++place) {
+            const std::size_t inKind = AskedOffsets[asked] - place;
+            const bool isCovered = AskedOffsets[asked] >= place && inKind < KindText.size();
+            for (std::size_t byte = 0; byte < places[asked].size(); ++byte) {
+                const bool fits = !isCovered || KindText[inKind] == byte;
+                places[asked][byte] |= fits ? std::uint64_t{1} << place : 0;
+            }
+        }
     }
-    return isKindByte;
+    return places;
 }
-constexpr std::array<bool, 256> IsKindByte = MakeKindBytes();
-
-bool MayHoldKind(ByteSpan sector) { return IsKindByte[sector[FirstKindPlace]] || IsKindByte[sector[LastKindPlace]]; }
 
 constexpr auto ListEndText = PatternOf("</xml>");
 constexpr ByteMark ListEnd{ListEndText};
@@ -43,8 +46,19 @@ constexpr std::size_t ClosingReach = 46;
 
 }  // namespace
 
+static_assert(KMhtFileType::KindHead::Reach() == HeaderBytes);
+
+bool KMhtFileType::KindHead::StandsIn(const std::uint8_t* sector) {
+    static constexpr std::array<PlacesByByte, AskedOffsets.size()> kindPlaces = MakeKindPlaces();
+    std::uint64_t places = ~std::uint64_t{0};
+    for (std::size_t asked = 0; asked < AskedOffsets.size(); ++asked) {
+        places &= kindPlaces[asked][sector[AskedOffsets[asked]]];
+    }
+    return places != 0;
+}
+
 bool KMhtFileType::IsHeader(ByteSpan sector) {
-    if (sector.size() <= HeaderBytes || !MayHoldKind(sector)) {
+    if (sector.size() <= HeaderBytes) {
         return false;
     }
     const ByteSpan head(sector.begin(), std::find(sector.begin(), sector.begin() + HeaderBytes, std::uint8_t{0}));

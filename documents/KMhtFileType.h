@@ -21,6 +21,12 @@ public:
             "Archives that begin with other lines. Those whose last part is no such list, or whose closing boundary "
             "is not in one sector with the list's end, run to the next archive."};
     static constexpr std::int64_t MinReportLength = 256;
+    /// The kind may stand in the sector's first bytes, wherever that is.
+    struct KindHead {
+        static constexpr std::size_t Reach() { return 64; }
+        static bool StandsIn(const std::uint8_t* sector);
+    };
+    static constexpr KindHead Head{};
 
     bool IsHeader(ByteSpan sector);
     std::optional<std::size_t> FindEnd(ByteSpan sector) const;

@@ -8,7 +8,6 @@
 namespace {
 
 constexpr std::size_t PrefixBytes = 64;
-constexpr auto SectionGuid = PatternOf("\xE4\x52\x5C\x7B\x8C\xD8\xA7\x4D\xAE\xB1\x53\x78\xD0\x29\x96\xD3");
 constexpr std::size_t FormatPlace = 48;
 constexpr auto RevisionStore = PatternOf("\x3F\xDD\x9A\x10\x1B\x91\xF5\x49\xA5\xD0\x17\x91\xED\xC8\xAE\xD8");
 constexpr auto PackagedStore = PatternOf("\x2F\xE9\x8D\x63\xD4\xA6\xC1\x4B\x9A\x36\xB3\xFC\x25\x11\xA5\xB7");
@@ -221,7 +220,7 @@ private:
 }  // namespace
 
 bool KOneFileType::IsHeader(ByteSpan sector) {
-    return StartsWith(sector, SectionGuid) && sector.size() >= PrefixBytes &&
+    return sector.size() >= PrefixBytes &&
            (HasPatternAt(sector, FormatPlace, RevisionStore) || HasPatternAt(sector, FormatPlace, PackagedStore));
 }
 

@@ -18,6 +18,7 @@ public:
             "for the zeros that the service may put behind it.",
         .limits = "Tables of contents (onetoc2) are not reported; a package (onepkg) is a cabinet file."};
     /// A header without anything behind it.
+    static constexpr auto Signature = PatternOf("\xE4\x52\x5C\x7B\x8C\xD8\xA7\x4D\xAE\xB1\x53\x78\xD0\x29\x96\xD3");
     static constexpr std::int64_t MinReportLength = 1024;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

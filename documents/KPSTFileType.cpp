@@ -4,18 +4,12 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("!BDN");
-constexpr std::size_t MinSectorBytes = 192;
 // The file's end, in files with 32-bit offsets and in those with 64-bit offsets, whose lower half is read. Each kind
 // has something small where the other has its end.
 constexpr std::size_t ShortEnd = 168;
 constexpr std::size_t LongEnd = 184;
 
 }  // namespace
-
-bool KPSTFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
-}
 
 std::optional<std::int64_t> KPSTFileType::Measure(const Candidate& candidate) {
     const auto endAt = [&](std::size_t offset) {

@@ -13,8 +13,9 @@ public:
                                        .found = "Personal folders with 32-bit and 64-bit offsets.",
                                        .end = "The header holds the file's end; exact.",
                                        .limits = "Files of 2 GiB and more."};
+    static constexpr auto Signature = PatternOf("!BDN");
+    static constexpr std::size_t MinSectorBytes = 192;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::int64_t> Measure(const Candidate& candidate);
 };

@@ -22,6 +22,7 @@ public:
         .limits =
             "Nothing is reported of files without such a mark, as of those that lost their end, and of files longer "
             "than 2 GiB. A file with wrong offsets ends with its first end mark that nothing of a PDF follows."};
+    static constexpr SignatureWord Head = WordOf(PatternOf("%PDF"));
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = PdfWalkLimit;
 

@@ -3,7 +3,6 @@
 namespace {
 
 constexpr std::size_t PrefixBytes = 32;
-constexpr auto Signature = PatternOf("SMARTDRW\x01\x80");
 
 constexpr unsigned OpensGroup = 0x8000;
 constexpr unsigned ClosesGroup = 0x4000;
@@ -48,7 +47,7 @@ std::optional<Record> ReadRecord(FileWindow& file, std::int64_t position) {
 }  // namespace
 
 bool KSdrFileType::IsHeader(ByteSpan sector) {
-    if (!StartsWith(sector, Signature) || sector.size() < PrefixBytes) {
+    if (sector.size() < PrefixBytes) {
         return false;
     }
     constexpr std::uint32_t shortestVersion = 14;

@@ -17,6 +17,7 @@ public:
             "The record that ends the file; exact. A damaged file ends with its last sound record, once its header "
             "is whole.",
         .limits = ""};
+    static constexpr auto Signature = PatternOf("SMARTDRW\x01\x80");
     static constexpr std::int64_t MinReportLength = 256;
     /// Drawings with photographs are larger than the cap; their end is known all the same.
     static constexpr std::int64_t WalkLimit = 0x10000000;

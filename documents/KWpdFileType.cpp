@@ -7,7 +7,6 @@
 namespace {
 
 constexpr std::size_t PrefixBytes = 24;
-constexpr auto Signature = PatternOf("\xFFWPC");
 // The packet that an index begins with: its flags, its type and its length.
 constexpr auto IndexOf5 = PatternOf("\xFB\xFF\x05\0\x32\0");
 constexpr std::size_t IndexPlace = 16;
@@ -92,7 +91,7 @@ std::int64_t IndexedEnd(FileWindow& file) {
 }  // namespace
 
 bool KWpdFileType::IsHeader(ByteSpan sector) {
-    if (!StartsWith(sector, Signature) || sector.size() < PrefixBytes) {
+    if (sector.size() < PrefixBytes) {
         return false;
     }
     const Generation generation = GenerationOf(sector);

@@ -20,6 +20,7 @@ public:
             "Text that follows a document without a length counts as its own. Documents inside a compound file are "
             "found by its types only. Release 4.2 has no signature; encrypted documents are found from release 6 "
             "on."};
+    static constexpr auto Signature = PatternOf("\xFFWPC");
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "documents/MarkupReader.h"
+#include "frame/BytePairs.h"
 #include "frame/WalkingScanner.h"
 
 /// XML documents that open with an XML declaration, except pages, which are HTML files. The markup is followed to the
@@ -21,6 +22,9 @@ public:
             "The end tag of the root element and the white space, comments and instructions behind it; exact. A "
             "damaged document ends with the last whole tag.",
         .limits = "Documents without an XML declaration are not found."};
+    /// "<?", or a byte-order mark.
+    static constexpr BytePairs Head =
+        BytePairs().Allow("<", '?').Allow("\xEF", 0xBB).Allow("\xFE", 0xFF).Allow("\xFF", 0xFE);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = std::int64_t{256} << 20;
 

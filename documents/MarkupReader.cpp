@@ -41,8 +41,7 @@ TextForm TextForm::Of(ByteSpan start) {
 
 bool BeginsXml(ByteSpan sector) {
     constexpr auto declaration = PatternOf("<?xml");
-    // The first byte spares most sectors the rest: '<' or that of a byte-order mark.
-    if (sector.size() < MinXmlSector || (sector[0] != '<' && sector[0] < Utf8Mark[0])) {
+    if (sector.size() < MinXmlSector) {
         return false;
     }
     const TextForm form = TextForm::Of(sector);

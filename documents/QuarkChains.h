@@ -17,6 +17,8 @@ std::optional<std::int64_t> QuarkLength(FileWindow& file);
 template <class Self, QuarkKind Kind>
 class QuarkFileType : public WalkingScanner<Self> {
 public:
+    /// Behind two zeros and the byte order: "XPR".
+    static constexpr SignatureWord Head = WordOf(PatternOf("XPR"), 4);
     static constexpr std::int64_t MinReportLength = 2048;
     static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;
 

@@ -30,7 +30,7 @@ public:
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
         walk_.EnterBlock(*block);
-        ForEachSector(*block, [&](const Candidate& candidate) {
+        ForEachSector(*block, FileTypeBoxHead, [&](const Candidate& candidate) {
             const std::optional<FileTypeBox> box = FileTypeBoxOf(candidate.sector);
             if (!box || box->size == 0 || !Self::IsBrand(box->majorBrand)) {
                 return;

@@ -16,6 +16,9 @@ struct FileTypeBox {
     const std::uint8_t* majorBrand;
 };
 
+/// A sector that such a box opens.
+inline constexpr SignatureWord FileTypeBoxHead = WordOf(PatternOf("ftyp"), 4);
+
 /// The box at the start of a sector of 512 bytes or more.
 std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector);
 

@@ -20,9 +20,7 @@ constexpr std::size_t FollowingBytes = 4;
 }  // namespace
 
 bool CFireFoxBookmarkType::IsHeader(ByteSpan sector) {
-    // The first byte has no letter case and spares most sectors the comparison.
-    return sector.size() >= MinHeaderBytes && sector[0] == Header[0] &&
-           CompareBytesNoCase(sector.data(), Header.data(), Header.size()) == 0;
+    return sector.size() >= MinHeaderBytes && CompareBytesNoCase(sector.data(), Header.data(), Header.size()) == 0;
 }
 
 std::optional<std::size_t> CFireFoxBookmarkType::FindEnd(ByteSpan sector) {

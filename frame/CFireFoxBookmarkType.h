@@ -15,6 +15,8 @@ public:
                                        .found = "Bookmark files of 16 KiB and more.",
                                        .end = "The last closing tag, where no text follows it; exact.",
                                        .limits = "Smaller files are passed over."};
+    /// "<!DO", in any letter case.
+    static constexpr SignatureWord Head{PatternOf("<!DO"), PatternOf("\xFF\xFF\xDF\xDF"), 0};
     static constexpr std::int64_t MinReportLength = 16384;
 
     static bool IsHeader(ByteSpan sector);

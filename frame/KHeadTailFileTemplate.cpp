@@ -32,14 +32,13 @@ bool KHeadTailFileTemplate::IsHeader(ByteSpan sector) const {
     if (sector.empty() || sector.size() < head_.size()) {
         return false;
     }
-    // Most sectors differ in the first byte already, which spares the call of a comparison of unknown length.
-    return head_.empty() || (sector[0] == head_[0] && std::memcmp(sector.data(), head_.data(), head_.size()) == 0);
+    return head_.empty() || std::memcmp(sector.data(), head_.data(), head_.size()) == 0;
 }
 
 // Every header is a file of the fixed size, reported at once; one below the shortest length is dropped. With a fixed
 // size of 0 the file only stays marked as open.
 void KHeadTailFileTemplate::ScanForFixedSize(const SectorBlock& block, IFoundFileSink* sink) {
-    ForEachSector(block, [&](const Candidate& candidate) {
+    ForEachSector(block, Head(), [&](const Candidate& candidate) {
         if (!IsHeader(candidate.sector)) {
             return;
         }

@@ -26,6 +26,7 @@ public:
     void GetExtension(char* buffer, std::uint32_t capacity) override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
+    SignatureWord Head() const { return WordOf(head_); }
     bool IsHeader(ByteSpan sector) const;
     std::optional<std::size_t> FindEnd(ByteSpan sector) const { return tail_.FindEndInSector(sector); }
 

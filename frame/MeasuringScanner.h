@@ -11,7 +11,9 @@
 ///
 /// `Self` says:
 ///   - `Identity`, and `MinReportLength`: a smaller size in bytes is not reported;
-///   - `bool IsHeader(ByteSpan sector)`: is this sector worth measuring?
+///   - which sectors are worth measuring: `Signature` or `Head`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`;
+///   see
+///     `HeadOf` and `BeginsFile`;
 ///   - `std::optional<std::int64_t> Measure(const Candidate& candidate)`: the file's length in bytes; nothing when its
 ///     end was not found, which leaves the file open until the next header.
 ///
@@ -22,8 +24,8 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
         Self& type = this->self();
         RunState& run = this->run_;
-        ForEachSector(*block, [&](const Candidate& candidate) {
-            if (!type.IsHeader(candidate.sector)) {
+        ForEachSector(*block, HeadOf(type), [&](const Candidate& candidate) {
+            if (!BeginsFile(type, candidate.sector)) {
                 return;
             }
             // The same step as in a run scanner; a measured file's run length stays 0, so nothing is reported here.

@@ -11,7 +11,8 @@
 ///
 /// `Self` says:
 ///   - `Identity`, and `MinReportLength`: a file shorter than this many bytes is dropped without a report;
-///   - `bool IsHeader(ByteSpan sector)`: does a file begin here?
+///   - where a file begins: `Signature` or `Head`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`; see `HeadOf` and
+///     `BeginsFile`;
 ///   - `std::optional<std::size_t> FindEnd(ByteSpan sector)`: the offset just behind the file's last byte, if the file
 ///     ends in this sector. The header's own sector is asked too. A scanner whose end reaches into the next sector
 ///     takes a `const Candidate&` instead.
@@ -23,8 +24,13 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
         Self& type = this->self();
         RunState& run = this->run_;
-        ForEachSector(*block, [&](const Candidate& candidate) {
-            if (type.IsHeader(candidate.sector)) {
+        const auto& head = HeadOf(type);
+        const auto isInFile = [&run] {
+            return run.inFile != 0;
+        };
+        ForEachSector(*block, head, isInFile, [&](const Candidate& candidate) {
+            const bool mayBegin = candidate.sector.size() < head.Reach() || head.StandsIn(candidate.sector.data());
+            if (mayBegin && BeginsFile(type, candidate.sector)) {
                 ReportOpenRun(run, Self::MinReportLength, sink);
                 OpenRun(run, candidate.startSector);
             } else if (run.inFile == 0) {

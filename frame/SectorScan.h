@@ -7,6 +7,7 @@
 
 #include "frame/Bytes.h"
 #include "frame/RunState.h"
+#include "frame/SignatureWord.h"
 #include "frame/contract/FoundFile.h"
 #include "frame/contract/IFoundFileSink.h"
 #include "frame/contract/SectorBlock.h"
@@ -34,20 +35,115 @@ struct Candidate {
     }
 };
 
-/// Calls `visit(const Candidate&)` for every sector of the block, in order. Sector numbers wrap around at the end of
-/// the 64-bit range.
-template <class Visit>
-void ForEachSector(const SectorBlock& block, Visit&& visit) {
-    // Copies, which stay in registers whatever `visit` calls: this loop runs for every sector and every type.
-    const bool hasBytes = block.data != nullptr && block.sectorSize > 0;
-    const std::uint8_t* const data = hasBytes ? block.data : nullptr;
-    const std::size_t sectorSize = hasBytes ? static_cast<std::size_t>(block.sectorSize) : 0;
-    const auto firstSector = static_cast<std::uint64_t>(block.firstSector);
-    const auto count = static_cast<std::size_t>(std::max(block.sectorCount, 0));
-    for (std::size_t i = 0; i < count; ++i) {
-        visit(
-            Candidate{block, static_cast<std::int64_t>(firstSector + i), ByteSpan(data + i * sectorSize, sectorSize)});
+/// The sectors of a block. Copies of its fields, which stay in registers whatever is called between two of them: every
+/// type looks at every sector.
+class BlockSectors {
+public:
+    explicit BlockSectors(const SectorBlock& block)
+        : block_(block),
+          firstSector_(static_cast<std::uint64_t>(block.firstSector)),
+          count_(static_cast<std::size_t>(std::max(block.sectorCount, 0))) {
+        if (block.data != nullptr && block.sectorSize > 0) {
+            data_ = block.data;
+            sectorSize_ = static_cast<std::size_t>(block.sectorSize);
+        }
     }
+
+    std::size_t Count() const { return count_; }
+
+    /// Sector numbers wrap around at the end of the 64-bit range.
+    Candidate At(std::size_t index) const {
+        return {block_, static_cast<std::int64_t>(firstSector_ + index),
+                ByteSpan(data_ + index * sectorSize_, sectorSize_)};
+    }
+
+    /// The first sector from `index` on in which the head stands, or the count. Sectors too small to be asked pass.
+    template <class Head>
+    std::size_t NextWith(const Head& head, std::size_t index) const {
+        if (head.Reach() > sectorSize_) {
+            return index;
+        }
+        // Four in one step, since nearly all of them have none.
+        const std::uint8_t* at = data_ + index * sectorSize_;
+        const std::size_t step = sectorSize_;
+        for (; count_ - index >= 4; index += 4, at += 4 * step) {
+            if (head.StandsIn(at) || head.StandsIn(at + step) || head.StandsIn(at + 2 * step) ||
+                head.StandsIn(at + 3 * step)) {
+                break;
+            }
+        }
+        while (index < count_ && !head.StandsIn(at)) {
+            ++index;
+            at += step;
+        }
+        return index;
+    }
+
+private:
+    const SectorBlock& block_;
+    const std::uint8_t* data_ = nullptr;
+    std::size_t sectorSize_ = 0;
+    std::uint64_t firstSector_;
+    std::size_t count_;
+};
+
+/// Calls `visit(const Candidate&)` for the sectors of the block in order: for those in which the head stands, and for
+/// every one as long as `isInFile()`. A head has `Reach()`, the bytes it looks at, and `StandsIn(sector)`, the cheap
+/// test; see `SignatureWord`. In sectors with fewer bytes it stands.
+template <class Head, class IsInFile, class Visit>
+void ForEachSector(const SectorBlock& block, const Head& head, IsInFile&& isInFile, Visit&& visit) {
+    const BlockSectors sectors(block);
+    for (std::size_t i = 0; i < sectors.Count(); ++i) {
+        if (!isInFile()) {
+            i = sectors.NextWith(head, i);
+            if (i == sectors.Count()) {
+                return;
+            }
+        }
+        visit(sectors.At(i));
+    }
+}
+
+/// The same for a scanner that is in no file when it comes to a sector.
+template <class Head, class Visit>
+void ForEachSector(const SectorBlock& block, const Head& head, Visit&& visit) {
+    ForEachSector(
+        block, head, [] { return false; }, visit);
+}
+
+/// What all headers of a type have: its `Head`, or else the start of its `Signature`.
+template <class Type>
+constexpr decltype(auto) HeadOf([[maybe_unused]] const Type& type) {
+    if constexpr (requires { type.Head(); }) {
+        return type.Head();
+    } else if constexpr (requires { Type::Head; }) {
+        return (Type::Head);
+    } else {
+        return WordOf(Type::Signature);
+    }
+}
+
+/// Does a file of this type begin in the sector? As far as the type says so: it has `MinSectorBytes` or more, its
+/// `Signature` stands at its start, `IsHeader(sector)` accepts it.
+template <class Type>
+bool BeginsFile(Type& type, ByteSpan sector) {
+    constexpr bool hasSignature = requires { Type::Signature; };
+    constexpr bool hasTest = requires { type.IsHeader(sector); };
+    static_assert(hasSignature || hasTest);
+    if constexpr (requires { Type::MinSectorBytes; }) {
+        if (sector.size() < Type::MinSectorBytes) {
+            return false;
+        }
+    }
+    if constexpr (hasSignature) {
+        if (!StartsWith(sector, Type::Signature)) {
+            return false;
+        }
+    }
+    if constexpr (hasTest) {
+        return type.IsHeader(sector);
+    }
+    return true;
 }
 
 /// Reports {`startSector`, the smaller of `size` and `maxSize`}.

@@ -10,7 +10,7 @@
 /// A measuring scanner that follows a file's structure through a `FileWindow`.
 ///
 /// `Self` says:
-///   - `Identity`, `MinReportLength` and `IsHeader`, as for `MeasuringScanner`; `IsHeader` is the cheap test;
+///   - `Identity`, `MinReportLength` and the header, as for `MeasuringScanner`;
 ///   - `WalkLimit`: no byte farther than this from the file's start is looked at;
 ///   - `std::optional<std::int64_t> Walk(FileWindow& file)`: the file's length in bytes, if it is one.
 ///

@@ -7,9 +7,10 @@
 #include "frame/contract/SectorBlock.h"
 
 /// What the walks of a scan may cost together, in bytes looked at. Each has `FreeBytes`; what it looks at beyond that
-/// comes out of a store that every block refills in proportion to its size. A walk may use half of what is left, so
-/// that a few long ones leave something for those behind them.
-class WorkStore {
+/// comes out of a store of `MostBytes` that every block refills, `RefillFactor` times its size. A walk may use half of
+/// what is left, so that a few long ones leave something for those behind them.
+template <std::int64_t FreeBytes, std::int64_t MostBytes, std::int64_t RefillFactor>
+class BasicWorkStore {
 public:
     void Reset() { bytes_ = MostBytes; }
 
@@ -27,9 +28,7 @@ public:
     }
 
 private:
-    static constexpr std::int64_t FreeBytes = 0x10000;
-    static constexpr std::int64_t MostBytes = std::int64_t{4} << 30;
-    static constexpr std::int64_t RefillFactor = 64;
-
     std::int64_t bytes_ = MostBytes;
 };
+
+using WorkStore = BasicWorkStore<0x10000, std::int64_t{4} << 30, 64>;

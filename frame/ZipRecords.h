@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "frame/SignatureWord.h"
+
 /// The records that ZIP archives are made of. Source: PKWARE, APPNOTE.TXT, sections 4.3.6 to 4.3.16.
 
 /// Signatures of the records, read little-endian.
@@ -12,6 +14,9 @@ struct ZipSignature {
     static constexpr std::uint32_t EndOfDirectory = 0x06054B50;
     static constexpr std::uint32_t DataDescriptor = 0x08074B50;
 };
+
+/// A sector that a local header opens.
+inline constexpr SignatureWord ZipLocalHead = WordOf(PatternOf("PK\3\4"));
 
 /// Bytes of the end-of-central-directory record without the comment.
 inline constexpr std::size_t ZipEndRecordBytes = 22;

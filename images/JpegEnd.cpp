@@ -45,9 +45,11 @@ Segment StepOverSegment(KFileSimulator& reader) {
 
 }  // namespace
 
-void JpegEndSearch::BeginBlock() {
-    free_ = {};
-    linksCleared_ = false;
+void JpegEndSearch::EnterBlock(const SectorBlock& block) {
+    if (!row_.Enter(block)) {
+        free_ = {};
+        linksCleared_ = false;
+    }
 }
 
 std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
@@ -56,7 +58,7 @@ std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
         linksCleared_ = true;
     }
     mayReuse_ = KFileSimulator::Serves(candidate.block);
-    const std::int64_t base = candidate.OffsetInBlock();
+    const std::int64_t base = row_.PlaceOf(candidate.startSector);
     KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
     reader.Seek(EndOfImage.size());
     if (!WalkToImageData(reader, base)) {

@@ -4,23 +4,27 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/BlockRow.h"
 #include "frame/KFileSimulator.h"
 #include "frame/SectorScan.h"
 
-/// Finds the ends of the JPEGs of a block. It remembers what earlier candidates of the block have shown: where their
-/// marker segments led, and where no end marker stands. So many headers in front of a long chain of segments, or of a
-/// long stretch without an end, cost little more than one.
+/// Finds the ends of JPEGs. It remembers what earlier candidates have shown: where their marker segments led, and where
+/// no end marker stands. So many headers in front of a long chain of segments, or of a long stretch without an end,
+/// cost little more than one.
 class JpegEndSearch {
 public:
-    /// Forgets the block before.
-    void BeginBlock();
+    /// Forgets what is known of the medium.
+    void Reset() { row_.Reset(); }
+
+    void EnterBlock(const SectorBlock& block);
 
     /// Length in bytes of the JPEG that starts at the candidate, up to and including its end-of-image marker; nothing
     /// if the marker chain breaks or no end lies within 64 MiB.
     std::optional<std::int64_t> FindEnd(const Candidate& candidate);
 
 private:
-    // Places are bytes, counted from the start of the block.
+    // Places are those of the row.
+    BlockRow row_;
 
     // A walk that comes to stand at `from` comes to stand at `to`.
     struct Link {
@@ -38,7 +42,7 @@ private:
     std::optional<std::int64_t> SearchEndMarker(KFileSimulator& reader, std::int64_t base);
     void Remember(const FreeStretch& stretch, std::int64_t candidateStart);
 
-    // Every read of the block's candidates succeeds, so what one has shown holds for the others.
+    // Every read of the candidate succeeds, so what others have shown holds for it too.
     bool mayReuse_ = false;
     FreeStretch free_;
     // One link a window of the medium: from the place where a walk came into the window.

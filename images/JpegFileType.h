@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "frame/CompareBytesNoCase.h"
-#include "frame/MeasuringScanner.h"
+#include "frame/RememberingScanner.h"
 #include "images/JpegEnd.h"
 
 /// What both JPEG types say alike.
@@ -18,14 +18,11 @@ struct JpegNotes {
 /// What the two JPEG types share: everything but the identifier of the first segment. A file is measured by walking its
 /// marker segments and searching for the end-of-image marker. Source: ITU-T T.81, annex B.
 template <class Self>
-class JpegFileType : public MeasuringScanner<Self> {
+class JpegFileType : public RememberingScanner<Self, JpegEndSearch> {
 public:
     static constexpr std::int64_t MinReportLength = 512;
-
-    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
-        search_.BeginBlock();
-        MeasuringScanner<Self>::ScanBlock(block, sink);
-    }
+    /// The start-of-image marker and a marker's prefix.
+    static constexpr SignatureWord Head = WordOf(PatternOf("\xFF\xD8\xFF"));
 
     /// A slot behind those of the contract: 1 if the `length` bytes at `sector` start a JPEG of this type, else 0. The
     /// last argument is not used.
@@ -35,7 +32,7 @@ public:
         return this->self().IsHeaderSector(sector.data(), static_cast<std::int32_t>(sector.size()), nullptr) != 0;
     }
 
-    std::optional<std::int64_t> Measure(const Candidate& candidate) { return search_.FindEnd(candidate); }
+    std::optional<std::int64_t> Measure(const Candidate& candidate) { return this->memory_.FindEnd(candidate); }
 
 protected:
     /// True if the sector opens with the start-of-image marker, a marker's prefix and a segment that bears one of the
@@ -54,7 +51,4 @@ protected:
                  CompareBytesNoCase(sector + identifierOffset, identifiers.data(), identifiers.size()) == 0) ||
                 ...);
     }
-
-private:
-    JpegEndSearch search_;
 };

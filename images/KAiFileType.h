@@ -23,6 +23,8 @@ public:
         .limits =
             "PostScript with binary preview in front is not found. PDF documents that keep the editable drawing are "
             "found as drawings."};
+    /// A PDF, or PostScript.
+    static constexpr AnyWord Head{WordOf(PatternOf("%PDF")), WordOf(PatternOf("%!PS"))};
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = PdfWalkLimit;
 

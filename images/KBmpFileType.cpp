@@ -150,8 +150,7 @@ std::optional<std::int64_t> NeededSize(const Bitmap& bitmap) {
 }  // namespace
 
 bool KBmpFileType::IsHeader(ByteSpan sector) {
-    constexpr std::uint16_t signature = 0x4D42;
-    return sector.size() >= LongestHeader && LoadLittle<std::uint16_t>(sector, 0) == signature &&
+    return sector.size() >= LongestHeader &&
            std::ranges::find(HeaderLengths, LoadLittle<std::uint32_t>(sector, 14)) != HeaderLengths.end();
 }
 

@@ -22,6 +22,7 @@ public:
         .limits =
             "OS/2 arrays, icons and pointers are not found. Pixels have no structure: a file whose rest was "
             "overwritten is found with its full size."};
+    static constexpr auto Signature = PatternOf("BM");
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector);

@@ -4,12 +4,9 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("\x07\x20MM");
 constexpr auto JpegStart = PatternOf("\xFF\xD8\xFF");
 constexpr std::size_t CountOffset = 4;
 constexpr std::int64_t FirstDescriptor = 6;
-// The header and the first descriptor.
-constexpr std::size_t MinSectorBytes = 22;
 constexpr std::uint16_t MostAreas = 16;
 constexpr std::uint64_t UnusedBytes = 10;
 
@@ -54,9 +51,6 @@ std::int32_t KCAMFileType::Reset() {
 }
 
 bool KCAMFileType::IsHeader(ByteSpan sector) {
-    if (!StartsWith(sector, Signature) || sector.size() < MinSectorBytes) {
-        return false;
-    }
     const auto areas = LoadBig<std::uint16_t>(sector, CountOffset);
     return areas >= 1 && areas <= MostAreas;
 }

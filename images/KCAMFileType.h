@@ -14,6 +14,9 @@ public:
                                        .found = "Pictures of the QV-10, the QV-100 and later models.",
                                        .end = "The sum of the areas that the header lists; exact.",
                                        .limits = "Copies with a MacBinary header in front are not found."};
+    static constexpr auto Signature = PatternOf("\x07\x20MM");
+    /// The header and the first descriptor.
+    static constexpr std::size_t MinSectorBytes = 22;
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.largestSize;
 

@@ -10,8 +10,6 @@
 namespace {
 
 constexpr std::size_t HeaderBytes = 16;
-constexpr std::size_t MarkOffset = 8;
-constexpr auto Mark = PatternOf("CR\2");
 
 constexpr int ChainedDirectories = 4;
 // Those that others name; cameras write up to three.

@@ -18,6 +18,10 @@ public:
             "EXIF data among them, and of their values; and the block that Canon's programs append behind it; "
             "exact.",
         .limits = "Where the raw picture's directory is damaged, the file ends with the preview."};
+    /// A mark behind the TIFF header, with the major version.
+    static constexpr std::size_t MarkOffset = 8;
+    static constexpr auto Mark = PatternOf("CR\2");
+    static constexpr SignatureWord Head = WordOf(Mark, MarkOffset);
     static constexpr std::int64_t MinReportLength = 0x100000;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

@@ -20,6 +20,7 @@ public:
         .limits =
             "Raw movies and HEIF pictures of these cameras are left alone. A file whose last box would be longer "
             "than the medium is not found."};
+    static constexpr SignatureWord Head = FileTypeBoxHead;
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector);

@@ -11,9 +11,6 @@
 
 namespace {
 
-// Byte order, the heap's start, and the type of the container.
-constexpr auto Signature = PatternOf("II\x1A\0\0\0HEAPCCDR");
-constexpr std::size_t MinSectorBytes = 17;
 constexpr std::int64_t HeapStart = 0x1A;
 
 // Pictures of these cameras have 2 to 12 MiB.
@@ -111,7 +108,7 @@ std::int64_t BehindTrailer(KFileSimulator& reader, std::int64_t end) {
 ByteSpan InFrontOfNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t sectorSize) {
     const std::int64_t first = std::max((start + sectorSize - 1) / sectorSize, std::int64_t{1}) * sectorSize - start;
     for (auto at = static_cast<std::size_t>(first); at < bytes.size(); at += static_cast<std::size_t>(sectorSize)) {
-        if (StartsWith(bytes.subspan(at), Signature)) {
+        if (StartsWith(bytes.subspan(at), KCRWFileType::Signature)) {
             return bytes.first(at);
         }
     }
@@ -119,10 +116,6 @@ ByteSpan InFrontOfNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t se
 }
 
 }  // namespace
-
-bool KCRWFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
-}
 
 std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
     WorkMeter meter = memory_.NewMeter();

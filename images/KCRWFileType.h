@@ -17,9 +17,11 @@ public:
         .found = "Raw pictures; not the container's other flavour for JPEG.",
         .end = "The root directory, which is searched for, and the block that programs may append behind it; exact.",
         .limits = "Pictures of more than 32 MiB are not found."};
+    /// Byte order, the heap's start, and the type of the container.
+    static constexpr auto Signature = PatternOf("II\x1A\0\0\0HEAPCCDR");
+    static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 512;
 
-    static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:

@@ -14,6 +14,7 @@ public:
                                        .found = "Cursor files of up to 128 images, bitmaps or PNG.",
                                        .end = IconDirectory::EndNote,
                                        .limits = IconDirectory::LimitsNote};
+    static constexpr SignatureWord Head = WordOf(PatternOf("\0\0\2\0"));
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

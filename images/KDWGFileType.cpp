@@ -9,10 +9,8 @@
 
 namespace {
 
-constexpr auto FirstBytes = PatternOf("AC");
 constexpr auto BehindRelease = PatternOf("\0\0\0\0\0");
 constexpr std::size_t ReleaseBytes = 6;
-constexpr std::size_t MinSectorBytes = 128;
 constexpr std::size_t CodePageOffset = 0x13;
 
 // How a release tells the file's end.
@@ -203,8 +201,7 @@ std::optional<std::int64_t> EndOf(FileWindow& file, const DrawingRelease& releas
 }  // namespace
 
 bool KDWGFileType::IsHeader(ByteSpan sector) {
-    if (!StartsWith(sector, FirstBytes) || sector.size() < MinSectorBytes ||
-        !HasPatternAt(sector, ReleaseBytes, BehindRelease)) {
+    if (!HasPatternAt(sector, ReleaseBytes, BehindRelease)) {
         return false;
     }
     const DrawingRelease* const release = ReleaseOf(sector);

@@ -19,6 +19,8 @@ public:
         .limits =
             "Drawings of releases before 2.1 are not found. What a signed drawing may carry behind its end is "
             "left out."};
+    static constexpr auto Signature = PatternOf("AC");
+    static constexpr std::size_t MinSectorBytes = 128;
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/BytePairs.h"
 #include "frame/WalkingScanner.h"
 
 /// AutoCAD's exchange format: pairs of a group code and a value, as lines of text or in binary. Source: Autodesk, DXF
@@ -21,6 +22,9 @@ public:
         .limits =
             "Files without sections, as before release 1.4, are not found. Text behind the last pair is left "
             "out."};
+    /// A line with a code, "AutoCAD Binary DXF", or a byte-order mark.
+    static constexpr BytePairs Head =
+        BytePairs().Allow(" \t09", [](std::uint8_t byte) { return byte < 0x80; }).Allow("A", 'u').Allow("\xEF", 0xBB);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

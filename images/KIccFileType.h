@@ -14,6 +14,7 @@ public:
         .found = "Colour profiles of versions 1 to 5 and of every class.",
         .end = "The size in the header; exact.",
         .limits = "A profile with more than 100 tags is not found, nor is one whose tag table is damaged."};
+    static constexpr SignatureWord Head = WordOf(PatternOf("acsp"), 36);
     static constexpr std::int64_t MinReportLength = 256;
     /// The header and the longest tag table.
     static constexpr std::int64_t WalkLimit = 132 + 100 * 12;

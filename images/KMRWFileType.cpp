@@ -2,7 +2,6 @@
 
 namespace {
 
-constexpr auto MetadataMark = PatternOf("\0MRM");
 constexpr auto DimensionsMark = PatternOf("\0PRD");
 // Behind this one stand the metadata.
 constexpr std::uint32_t BlockHeadBytes = 8;
@@ -12,14 +11,10 @@ constexpr std::size_t DimensionsBlock = 8;
 constexpr std::size_t SensorHeight = 24;
 constexpr std::size_t SensorWidth = 26;
 constexpr std::size_t BitsPerPixel = 32;
-constexpr std::size_t MinSectorBytes = 34;
 
 }  // namespace
 
-bool KMRWFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, MetadataMark) &&
-           HasPatternAt(sector, DimensionsBlock, DimensionsMark);
-}
+bool KMRWFileType::IsHeader(ByteSpan sector) { return HasPatternAt(sector, DimensionsBlock, DimensionsMark); }
 
 std::optional<std::int64_t> KMRWFileType::Measure(const Candidate& candidate) {
     const ByteSpan header = candidate.sector;

@@ -17,6 +17,8 @@ public:
             "The metadata block's length plus that of the pixels, from the sensor's size and the bits per pixel; "
             "exact.",
         .limits = "A file of 2 GiB or more by its header is not found."};
+    static constexpr auto Signature = PatternOf("\0MRM");
+    static constexpr std::size_t MinSectorBytes = 34;
     static constexpr std::int64_t MinReportLength = 0;
 
     static bool IsHeader(ByteSpan sector);

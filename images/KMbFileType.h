@@ -14,6 +14,8 @@ public:
                                        .found = "Binary scenes with 32-bit and with 64-bit lengths.",
                                        .end = "The length of the outermost group; exact.",
                                        .limits = ""};
+    /// "FOR4" or "FOR8".
+    static constexpr SignatureWord Head = WordOf(PatternOf("FOR"));
     static constexpr std::int64_t MinReportLength = 256;
     /// Production scenes pass the cap by far.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 38;

@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr auto FirstChunk = PatternOf("OPIM\x30\0\0\0");
 constexpr std::size_t TagBytes = 4;
 constexpr std::size_t ChunkHeaderBytes = 8;
 constexpr std::size_t SecondChunk = ChunkHeaderBytes + 0x30;
@@ -24,8 +23,7 @@ bool IsTag(ByteSpan bytes) {
 }  // namespace
 
 bool KOciFileType::IsHeader(ByteSpan sector) {
-    return StartsWith(sector, FirstChunk) && sector.size() >= SecondChunk + ChunkHeaderBytes &&
-           IsTag(sector.subspan(SecondChunk));
+    return sector.size() >= SecondChunk + ChunkHeaderBytes && IsTag(sector.subspan(SecondChunk));
 }
 
 std::optional<std::int64_t> KOciFileType::Walk(FileWindow& file) {
@@ -33,7 +31,7 @@ std::optional<std::int64_t> KOciFileType::Walk(FileWindow& file) {
     int chunks = 0;
     for (; chunks < MostChunks; ++chunks) {
         // The next picture may follow directly.
-        if (chunks > 0 && StartsWith(file.At(end, FirstChunk.size()), FirstChunk)) {
+        if (chunks > 0 && StartsWith(file.At(end, Signature.size()), Signature)) {
             break;
         }
         FieldReader fields(file, end);

@@ -16,6 +16,7 @@ public:
             "The last of the chunks that follow one another from the start; exact unless old data behind the file "
             "look like another chunk.",
         .limits = ""};
+    static constexpr auto Signature = PatternOf("OPIM\x30\0\0\0");
     static constexpr std::int64_t MinReportLength = 256;
     /// Large canvases pass the cap.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 32;

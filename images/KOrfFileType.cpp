@@ -7,9 +7,6 @@
 
 namespace {
 
-// "IIRO" or "IIRS".
-constexpr auto Mark = PatternOf("IIR");
-constexpr std::size_t MinSectorBytes = 16;
 constexpr std::size_t FirstDirectoryOffset = 4;
 constexpr TiffByteOrder Order = TiffByteOrder::Little;
 
@@ -51,8 +48,6 @@ std::int32_t KOrfFileType::Reset() {
     fields_.texts = {};
     return MeasuringScanner::Reset();
 }
-
-bool KOrfFileType::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Mark); }
 
 std::optional<std::int64_t> KOrfFileType::Measure(const Candidate& candidate) {
     KFileSimulator file(&candidate.block, candidate.startSector, static_cast<std::uint32_t>(run_.maxSize));

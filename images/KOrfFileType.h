@@ -16,11 +16,13 @@ public:
         .found = "Little-endian raws of Olympus cameras with the maker's name in the first 8192 bytes.",
         .end = "The end of the JPEG that the first directory names: that of the file only where the JPEG comes last.",
         .limits = "A file whose first directory names no JPEG gets the size of the one before it, or 0."};
+    /// "IIRO" or "IIRS".
+    static constexpr auto Signature = PatternOf("IIR");
+    static constexpr std::size_t MinSectorBytes = 16;
     static constexpr std::int64_t MinReportLength = 0;
 
     std::int32_t Reset() override;
 
-    static bool IsHeader(ByteSpan sector);
     /// Negative if it is no such file, or has no size.
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 

@@ -130,10 +130,7 @@ std::int64_t PaletteBytes(ByteSpan behind, bool mayHaveGap) {
 }  // namespace
 
 bool KPCXFileType::IsHeader(ByteSpan sector) {
-    // 0A, the version, encoding 1 or none, the bits of a pixel.
-    constexpr std::uint32_t mask = 0x00FE00FF;
-    constexpr std::uint32_t signature = 0x0000000A;
-    if (sector.size() < HeaderBytes || (LoadLittle<std::uint32_t>(sector, 0) & mask) != signature) {
+    if (sector.size() < HeaderBytes) {
         return false;
     }
     const Header header(sector);

@@ -18,6 +18,8 @@ public:
         .limits =
             "A run that a writer adds behind the last line is left out. Pictures without the run length code are found "
             "where the header is otherwise that of version 5."};
+    /// The signature byte, the version, encoding 1 or none, the bits of a pixel.
+    static constexpr SignatureWord Head{PatternOf("\x0A\0\0\0"), PatternOf("\xFF\0\xFE\0"), 0};
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

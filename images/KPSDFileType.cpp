@@ -7,11 +7,8 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("8BPS");
 constexpr auto Reserved = PatternOf("\0\0\0\0\0\0");
 constexpr std::size_t HeaderBytes = 26;
-// The header and the length of the colour mode data.
-constexpr std::size_t MinSectorBytes = 30;
 
 constexpr std::uint16_t LargeVersion = 2;
 constexpr std::uint16_t MostChannels = 99;
@@ -86,9 +83,6 @@ void SkipPackedRows(FileWindow& file, FieldReader& fields, const Header& header)
 }  // namespace
 
 bool KPSDFileType::IsHeader(ByteSpan sector) {
-    if (!StartsWith(sector, Signature) || sector.size() < MinSectorBytes) {
-        return false;
-    }
     const auto version = LoadBig<std::uint16_t>(sector, 4);
     return version >= 1 && version <= LargeVersion && HasPatternAt(sector, 6, Reserved) && IsSound(ReadHeader(sector));
 }

@@ -17,6 +17,9 @@ public:
         .limits =
             "A merged picture in ZIP compression, which Photoshop does not write, is not found. What other "
             "programs append is left out."};
+    static constexpr auto Signature = PatternOf("8BPS");
+    /// The header and the length of the colour mode data.
+    static constexpr std::size_t MinSectorBytes = 30;
     static constexpr std::int64_t MinReportLength = 256;
     /// Large documents pass the cap by far.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 38;

@@ -4,12 +4,9 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("Paint Shop Pro Image File\n\x1A\0\0\0\0\0");
 constexpr auto BlockMark = PatternOf("~BK\0");
 constexpr std::size_t MajorVersionOffset = 32;
 constexpr std::int64_t HeaderBytes = 36;
-// The header and that of the first block.
-constexpr std::size_t MinSectorBytes = 46;
 
 constexpr std::uint16_t AttributesBlock = 0;
 constexpr std::uint16_t LayersBlock = 3;
@@ -42,8 +39,7 @@ bool IsAttributes(const BlockHeader& block) {
 }  // namespace
 
 bool KPSPFileType::IsHeader(ByteSpan sector) {
-    return StartsWith(sector, Signature) && sector.size() >= MinSectorBytes &&
-           LoadLittle<std::uint16_t>(sector, MajorVersionOffset) >= 3 && HasPatternAt(sector, HeaderBytes, BlockMark);
+    return LoadLittle<std::uint16_t>(sector, MajorVersionOffset) >= 3 && HasPatternAt(sector, HeaderBytes, BlockMark);
 }
 
 std::optional<std::int64_t> KPSPFileType::Walk(FileWindow& file) {

@@ -14,6 +14,9 @@ public:
         .found = "Pictures of version 3 and later; also tubes, frames and shapes, which are kept the same way.",
         .end = "The last block of the row that begins behind the header; exact.",
         .limits = ""};
+    static constexpr auto Signature = PatternOf("Paint Shop Pro Image File\n\x1A\0\0\0\0\0");
+    /// The header and that of the first block.
+    static constexpr std::size_t MinSectorBytes = 46;
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

@@ -4,15 +4,10 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("\x89PNG\r\n\x1A\n");
 // The chunk type and its CRC, which has no data to vary with: the last 8 bytes of every file.
 constexpr auto EndBytes = PatternOf("IEND\xAE\x42\x60\x82");
 constexpr ByteMark EndMark{EndBytes};
 
 }  // namespace
-
-bool KPngFileType::IsHeader(ByteSpan sector) {
-    return sector.size() > Signature.size() && StartsWith(sector, Signature);
-}
 
 std::optional<std::size_t> KPngFileType::FindEnd(ByteSpan sector) { return EndMark.FindEndInSector(sector); }

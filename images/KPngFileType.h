@@ -18,8 +18,9 @@ public:
         .limits =
             "An end that straddles two sectors, or falls on the last byte of one, is missed: the file then runs to the "
             "next end."};
+    static constexpr auto Signature = PatternOf("\x89PNG\r\n\x1A\n");
+    static constexpr std::size_t MinSectorBytes = Signature.size() + 1;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector);
     static std::optional<std::size_t> FindEnd(ByteSpan sector);
 };

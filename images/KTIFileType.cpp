@@ -66,7 +66,7 @@ std::int32_t KTIFileType::Reset() {
 }
 
 void KTIFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    ForEachSector(*block, TiffHead, [&](const Candidate& candidate) {
         if (const std::optional<TiffHeader> header = FindTiffHeader(candidate.sector)) {
             ExamineCandidate(candidate.block, candidate.startSector, *header);
         }

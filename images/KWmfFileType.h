@@ -17,6 +17,9 @@ public:
             "The end record, and a padding word behind it that the header counts; exact. Where a record in the second "
             "half is damaged, the size in the header.",
         .limits = "A file with a damaged record in its first half is not found."};
+    /// The placeable header's key, or a standard header's type, 1 or 2, and length in words.
+    static constexpr AnyWord Head{WordOf(PatternOf("\xD7\xCD\xC6\x9A")),
+                                  WordOf(PatternOf("\1\0\x09\0")).Common(WordOf(PatternOf("\2\0\x09\0")))};
     static constexpr std::int64_t MinReportLength = 256;
     /// Metafiles with large bitmaps are larger than the cap; their end is known all the same.
     static constexpr std::int64_t WalkLimit = 0x4000000;

@@ -7,11 +7,9 @@
 
 namespace {
 
-constexpr auto Signature = PatternOf("gimp xcf ");
 constexpr std::size_t VersionOffset = 9;
 constexpr std::size_t WidthOffset = 14;
 constexpr std::size_t PrecisionOffset = 26;
-constexpr std::size_t MinSectorBytes = 30;
 
 constexpr int FirstWithPrecision = 4;
 constexpr int FirstWithLongPointers = 11;
@@ -304,9 +302,6 @@ bool Picture::WalkLastTile(std::uint64_t pointer, std::uint64_t pixels, std::uin
 }  // namespace
 
 bool KXCFFileType::IsHeader(ByteSpan sector) {
-    if (!StartsWith(sector, Signature) || sector.size() < MinSectorBytes) {
-        return false;
-    }
     const int version = VersionOf(sector);
     return version >= 0 && version < FirstForeign && IsSide(LoadBig<std::uint32_t>(sector, WidthOffset)) &&
            IsSide(LoadBig<std::uint32_t>(sector, WidthOffset + 4)) &&

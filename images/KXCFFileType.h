@@ -17,6 +17,8 @@ public:
         .limits =
             "Where tiles in zlib compression come last, as in pictures of up to 64 x 64 pixels, the size is that "
             "of the tile before compression. Files compressed as a whole are not found, nor are CinePaint's."};
+    static constexpr auto Signature = PatternOf("gimp xcf ");
+    static constexpr std::size_t MinSectorBytes = 30;
     static constexpr std::int64_t MinReportLength = 256;
     /// Large pictures pass the cap.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 36;

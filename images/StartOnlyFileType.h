@@ -13,19 +13,21 @@ template <class Self, std::int32_t Index>
 class StartOnlyFileType : public MeasuringScanner<Self> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[Index];
+    static constexpr std::size_t MinSectorBytes = 8;
     static constexpr std::int64_t MinReportLength = 0;
 
     static bool IsHeader(ByteSpan sector) {
-        return sector.size() >= MinSectorBytes &&
-               std::memcmp(sector.data(), Self::Mark.data(), std::min(MinSectorBytes, Self::Mark.size())) == 0;
+        return std::memcmp(sector.data(), Self::Mark.data(), std::min(MinSectorBytes, Self::Mark.size())) == 0;
     }
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
         // The mark may be longer than the sector.
         return StartsWith(candidate.RestOfBlock(), Self::Mark) ? 0 : NotReported;
     }
 
+    /// The bytes of the mark by which a sector is known.
+    static auto Head() { return WordOf(Self::Mark); }
+
 private:
-    static constexpr std::size_t MinSectorBytes = 8;
     static constexpr std::int64_t NotReported = -1;
 };
 

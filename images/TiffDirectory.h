@@ -24,6 +24,9 @@ struct TiffHeader {
     std::uint32_t firstDirectory;
 };
 
+/// "II" or "MM", then 42 in that order.
+inline constexpr AnyWord TiffHead{WordOf(PatternOf("II\x2A\0")), WordOf(PatternOf("MM\0\x2A"))};
+
 /// The header at the start of a sector; nothing if there is none or the sector is shorter than one.
 inline std::optional<TiffHeader> FindTiffHeader(ByteSpan sector) {
     constexpr std::size_t headerBytes = 8;

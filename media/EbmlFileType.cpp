@@ -2,9 +2,6 @@
 
 namespace {
 
-constexpr std::size_t MinSectorBytes = 512;
-constexpr auto Signature = PatternOf("\x1A\x45\xDF\xA3");
-
 // The Segment's identifier and the first byte of a size of 8 bytes, whose other bytes are the number.
 constexpr auto SegmentStart = PatternOf("\x18\x53\x80\x67\x01");
 constexpr ByteMark Segment{SegmentStart};
@@ -13,8 +10,6 @@ constexpr std::size_t SegmentHeaderBytes = 12;
 constexpr std::uint64_t SizeBits = (std::uint64_t{1} << 56U) - 1;
 
 }  // namespace
-
-bool ebml::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Signature); }
 
 std::optional<std::int64_t> ebml::FileSize(ByteSpan sector, const ByteMark& docType) {
     // The last place examined leaves one byte free behind the Segment's header.

@@ -8,9 +8,6 @@
 
 namespace ebml {
 
-/// True if the sector opens with an EBML header.
-bool IsHeader(ByteSpan sector);
-
 /// Length in bytes of the file that opens with this sector, as its Segment declares it; nothing if the sector does not
 /// hold the mark of the document type and, behind it, the start of a Segment with a size of 8 bytes.
 std::optional<std::int64_t> FileSize(ByteSpan sector, const ByteMark& docType);
@@ -31,9 +28,11 @@ struct EbmlNotes {
 template <class Self>
 class EbmlFileType : public MeasuringScanner<Self> {
 public:
+    /// The EBML header's identifier.
+    static constexpr auto Signature = PatternOf("\x1A\x45\xDF\xA3");
+    static constexpr std::size_t MinSectorBytes = 512;
     static constexpr std::int64_t MinReportLength = 4096;
 
-    static bool IsHeader(ByteSpan sector) { return ebml::IsHeader(sector); }
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
         return ebml::FileSize(candidate.sector, ByteMark{Self::DocType});
     }

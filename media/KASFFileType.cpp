@@ -108,7 +108,7 @@ std::int32_t KASFFileType::Reset() {
 }
 
 void KASFFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    ForEachSector(*block, WordOf(HeaderObject), [&](const Candidate& candidate) {
         if (StartsWith(candidate.sector, HeaderObject)) {
             Examine(candidate);
         }

@@ -17,7 +17,7 @@ ChainRecord ReadExtension(KFileSimulator& reader, std::int64_t offset) {
         // No later try would do better.
         return {.kind = ChainRecord::Kind::IsBroken, .wasRead = false};
     }
-    if (!IsRiffForm(header, RiffSignature, ExtensionType)) {
+    if (!StartsWith(header, RiffSignature) || !HasPatternAt(header, RiffFormOffset, ExtensionType)) {
         return {.kind = ChainRecord::Kind::IsNone};
     }
     const auto size = static_cast<std::int32_t>(LoadLittle<std::uint32_t>(header, RiffSizeOffset));

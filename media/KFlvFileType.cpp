@@ -87,7 +87,7 @@ std::int32_t KFlvFileType::Reset() {
 }
 
 void KFlvFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    ForEachSector(*block, WordOf(Signature), [&](const Candidate& candidate) {
         if (!IsHeader(candidate.sector)) {
             return;
         }

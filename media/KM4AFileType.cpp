@@ -82,7 +82,7 @@ void KM4AFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     }
     // A file that is not measured is reported with the size of the one before.
     FoundFile found{0, 0};
-    ForEachSector(*block, [&](const Candidate& candidate) {
+    ForEachSector(*block, FileTypeBoxHead, [&](const Candidate& candidate) {
         const std::optional<FileTypeBox> box = FileTypeBoxOf(candidate.sector);
         if (box && std::memcmp(box->majorBrand, "M4A ", 4) == 0 && Measure(candidate, box->size, found)) {
             sink->ReportFound(&found);

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr std::size_t MinSectorBytes = 3;
-constexpr auto Id3v2Tag = PatternOf("ID3");
 // The search for the first frame behind a tag of version 2 stands in for reading the tag's size.
 constexpr std::int64_t TagSearchStart = 128;
 // Places searched in 65536 bytes: the last one of a sync word is left out.

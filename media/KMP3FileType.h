@@ -21,6 +21,10 @@ public:
             "MPEG-2 and 2.5 audio is not found, nor a file whose ID3v2 tag, as with a picture, is larger than 64 "
             "KiB. Files are cut at 64 MiB or 30000 frames. An ID3v1 tag of the next file is taken for that of a "
             "file which has none and ends within 64 KiB in front of it."};
+    static constexpr auto Id3v2Tag = PatternOf("ID3");
+    /// The tag, or a frame's sync word with its version and layer.
+    static constexpr AnyWord Head{WordOf(Id3v2Tag),
+                                  SignatureWord(PatternOf("\xFF\xFA\0\0"), PatternOf("\xFF\xFE\0\0"), 0)};
     static constexpr std::int64_t MinReportLength = 1024;
 
     std::int32_t Reset() override;

@@ -5,9 +5,6 @@
 
 namespace {
 
-constexpr std::size_t MinSectorBytes = 9;
-// The header chunk always has 6 bytes.
-constexpr auto Signature = PatternOf("MThd\0\0\0\x06");
 constexpr std::int64_t TrackCount = 10;
 constexpr std::int64_t FirstTrack = 14;
 
@@ -23,10 +20,6 @@ std::uint64_t TrackAt(KFileSimulator& reader) {
 }
 
 }  // namespace
-
-bool KMidFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature);
-}
 
 std::optional<std::int64_t> KMidFileType::Measure(const Candidate& candidate) {
     // Read, since it lies in the next sector where sectors are shorter than the header.

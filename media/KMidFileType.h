@@ -15,8 +15,10 @@ public:
         .found = "MIDI files of formats 0 to 2.",
         .end = "Behind as many track chunks as the header counts; exact.",
         .limits = "Ends in front of the first chunk that is no track. Files below 512 bytes are not found."};
+    /// The header chunk always has 6 bytes.
+    static constexpr auto Signature = PatternOf("MThd\0\0\0\x06");
+    static constexpr std::size_t MinSectorBytes = 9;
     static constexpr std::int64_t MinReportLength = 512;
 
-    static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 };

@@ -14,13 +14,13 @@ public:
         .found = "SMAF ringtones (MMD0 and later) that begin with the contents info chunk.",
         .end = "The size of the outermost chunk; exact.",
         .limits = "Sizes of 2 GiB and more are not found."};
+    static constexpr auto Signature = PatternOf("MMMD");
+    static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector) {
-        constexpr std::size_t minSectorBytes = 17;
         constexpr std::size_t firstChunk = 8;
-        return sector.size() >= minSectorBytes && StartsWith(sector, PatternOf("MMMD")) &&
-               HasPatternAt(sector, firstChunk, PatternOf("CNTI"));
+        return HasPatternAt(sector, firstChunk, PatternOf("CNTI"));
     }
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
         // Of what follows these 8 bytes. Signed: 2 GiB and more are no size.

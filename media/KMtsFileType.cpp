@@ -5,15 +5,14 @@
 namespace {
 
 constexpr std::size_t MinSectorBytes = 512;
-constexpr std::uint8_t SyncByte = 0x47;
 constexpr std::int32_t TimeStampBytes = 4;
 constexpr std::int32_t PacketSizes[] = {188, 192, 204, 208};
 
 // The sync byte that comes first decides where the packets begin; the other is not tried.
 std::optional<PacketLayout> LayoutOf(ByteSpan sector) {
-    const std::int32_t prefix = sector[0] == SyncByte ? 0 : TimeStampBytes;
+    const std::int32_t prefix = sector[0] == KMtsFileType::SyncByte ? 0 : TimeStampBytes;
     for (const std::int32_t size : PacketSizes) {
-        if (sector[static_cast<std::size_t>(prefix) + static_cast<std::size_t>(size)] == SyncByte) {
+        if (sector[static_cast<std::size_t>(prefix) + static_cast<std::size_t>(size)] == KMtsFileType::SyncByte) {
             return PacketLayout{prefix, size};
         }
     }
@@ -25,7 +24,7 @@ bool BreaksInBlock(const Candidate& candidate, const PacketLayout& layout) {
     const ByteSpan bytes = candidate.RestOfBlock();
     for (auto at = static_cast<std::size_t>(layout.prefix); at < KMtsFileType::MinReportLength && at < bytes.size();
          at += static_cast<std::size_t>(layout.size)) {
-        if (bytes[at] != SyncByte) {
+        if (bytes[at] != KMtsFileType::SyncByte) {
             return true;
         }
     }

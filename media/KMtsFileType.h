@@ -21,6 +21,9 @@ public:
         .limits =
             "Streams are cut at 2 GiB. A stream behind another one whose last packet ends at a sector's end is "
             "taken for its continuation."};
+    static constexpr std::uint8_t SyncByte = 0x47;
+    /// A packet, or one behind its time stamp of 4 bytes.
+    static constexpr AnyWord Head{WordOf(Pattern<1>{SyncByte}), WordOf(Pattern<1>{SyncByte}, 4)};
     static constexpr std::int64_t MinReportLength = 18800;
 
     std::int32_t Reset() override;

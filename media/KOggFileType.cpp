@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr std::size_t MinSectorBytes = 81;
-constexpr auto Signature = PatternOf("OggS");
 constexpr std::size_t PageFlags = 5;
 constexpr std::uint8_t BeginsStream = 0x02;
 constexpr std::uint32_t MostPages = 20000;
@@ -17,7 +15,7 @@ constexpr std::uint32_t PageHeaderBytes = 27;
 
 std::uint64_t PageAt(KFileSimulator& reader) {
     std::array<std::uint8_t, PageHeaderBytes> header{};
-    if (!reader.Read(header.data(), header.size()) || !StartsWith(header, Signature)) {
+    if (!reader.Read(header.data(), header.size()) || !StartsWith(header, KOggFileType::Signature)) {
         return 0;
     }
     const std::uint8_t segments = header.back();
@@ -31,9 +29,7 @@ std::uint64_t PageAt(KFileSimulator& reader) {
 
 }  // namespace
 
-bool KOggFileType::IsHeader(ByteSpan sector) {
-    return sector.size() >= MinSectorBytes && StartsWith(sector, Signature) && (sector[PageFlags] & BeginsStream) != 0;
-}
+bool KOggFileType::IsHeader(ByteSpan sector) { return (sector[PageFlags] & BeginsStream) != 0; }
 
 std::optional<std::int64_t> KOggFileType::Measure(const Candidate& candidate) {
     // Whatever lies further on, the cap is reported. The largest pages together stay below 2 GiB.

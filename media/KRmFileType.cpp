@@ -5,8 +5,6 @@
 
 namespace {
 
-constexpr std::size_t MinSectorBytes = 512;
-constexpr auto Signature = PatternOf(".RMF\0\0\0\x12");
 // The number of chunks, with the file header itself.
 constexpr std::size_t ChunkCount = 14;
 constexpr std::int64_t FirstChunk = 18;
@@ -39,8 +37,6 @@ std::int32_t KRmFileType::Reset() {
     lastReport_.Reset();
     return RememberingScanner::Reset();
 }
-
-bool KRmFileType::IsHeader(ByteSpan sector) { return sector.size() >= MinSectorBytes && StartsWith(sector, Signature); }
 
 std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
     if (lastReport_.Refuses(candidate)) {

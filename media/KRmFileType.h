@@ -19,11 +19,12 @@ public:
         .limits =
             "A file with several data chunks, or with an index behind the data, is mostly not found, since its chain "
             "is lost behind the data. Nothing is looked for inside a reported file."};
+    static constexpr auto Signature = PatternOf(".RMF\0\0\0\x12");
+    static constexpr std::size_t MinSectorBytes = 512;
     static constexpr std::int64_t MinReportLength = 256;
 
     std::int32_t Reset() override;
 
-    static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:

@@ -14,12 +14,10 @@ public:
         .found = "AU sounds of every encoding, with a header below 1,000 bytes.",
         .end = "The sum of the header's and the sound's size; exact.",
         .limits = "A sound that was written without its size, as to a pipe, is not found."};
+    static constexpr auto Signature = PatternOf(".snd");
+    static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector) {
-        constexpr std::size_t minSectorBytes = 17;
-        return sector.size() >= minSectorBytes && StartsWith(sector, PatternOf(".snd"));
-    }
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
         constexpr std::size_t dataOffset = 4;
         constexpr std::size_t dataSize = 8;

@@ -15,12 +15,14 @@ public:
                                        .limits =
                                            "A deflated movie is reported with its size when inflated, which is more "
                                            "than it occupies. Movies packed with LZMA are not found."};
+    static constexpr auto Plain = PatternOf("FWS");
+    static constexpr auto Compressed = PatternOf("CWS");
+    static constexpr SignatureWord Head = WordOf(Plain).Common(WordOf(Compressed));
+    static constexpr std::size_t MinSectorBytes = 9;
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector) {
-        constexpr std::size_t minSectorBytes = 9;
-        if (sector.size() < minSectorBytes ||
-            !(StartsWith(sector, PatternOf("FWS")) || StartsWith(sector, PatternOf("CWS")))) {
+        if (!StartsWith(sector, Plain) && !StartsWith(sector, Compressed)) {
             return false;
         }
         const std::uint8_t version = sector[3];

@@ -7,15 +7,12 @@
 
 namespace {
 
-constexpr auto PackStartCode = PatternOf("\x00\x00\x01\xBA");
 // Lengths are counted in 32 bits, and compared with the cap as signed numbers: a cap of 2 GiB or more is never passed.
 // A stream is followed as long as its next packet cannot make the count wrap around.
 constexpr std::int64_t LongestStream = 0xFFFE0000;
 constexpr std::int64_t LargestPassableCap = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
-
-bool KVOBFileType::IsHeader(ByteSpan sector) { return StartsWith(sector, PackStartCode); }
 
 std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
     if (lastFile_.Refuses(candidate.startSector) || run_.maxSize < 0 || !KFileSimulator::Serves(candidate.block) ||

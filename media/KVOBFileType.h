@@ -19,9 +19,9 @@ public:
         .limits =
             "Streams of MPEG-1 are not found. A stream of nearly 4 GiB or more is cut there; what follows is found "
             "as a file of its own."};
+    static constexpr auto Signature = PatternOf("\x00\x00\x01\xBA");
     static constexpr std::int64_t MinReportLength = 1024;
 
-    static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:

@@ -13,13 +13,11 @@ public:
                                        .found = "Vegas projects.",
                                        .end = "The size of the outermost chunk; exact.",
                                        .limits = "Sizes of 2 GiB and more are not found."};
+    /// The first half of the identifier of the riff chunk.
+    static constexpr auto Signature = PatternOf("riff\x2E\x91\xCF\x11");
+    static constexpr std::size_t MinSectorBytes = 33;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector) {
-        constexpr std::size_t minSectorBytes = 33;
-        // The first half of the identifier of the riff chunk.
-        return sector.size() >= minSectorBytes && StartsWith(sector, PatternOf("riff\x2E\x91\xCF\x11"));
-    }
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
         // The lower half of the chunk's size, signed.
         constexpr std::size_t chunkSize = 16;

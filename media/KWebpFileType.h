@@ -13,10 +13,12 @@ public:
                                        .end = "The header holds the size; exact.",
                                        .limits = "The size of a file of 2 GiB or more comes out negative."};
 
+    static constexpr auto Signature = RiffSignature;
+    static constexpr std::size_t MinSectorBytes = 512;
+
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
-        ForEachSector(*block, [&](const Candidate& candidate) {
-            if (!IsRiffForm(candidate.sector, RiffSignature, PatternOf("WEBP")) ||
-                candidate.sector.size() < MinSectorBytes) {
+        ForEachSector(*block, HeadOf(*this), [&](const Candidate& candidate) {
+            if (!BeginsFile(*this, candidate.sector)) {
                 return;
             }
             // The sum wraps at 32 bits. Whether there is a file is asked of the unsigned number, and how long it is of
@@ -29,7 +31,8 @@ public:
         });
     }
 
+    static bool IsHeader(ByteSpan sector) { return HasPatternAt(sector, RiffFormOffset, PatternOf("WEBP")); }
+
 private:
-    static constexpr std::size_t MinSectorBytes = 512;
     static constexpr std::uint32_t MinReportLength = 128;
 };

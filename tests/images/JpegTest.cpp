@@ -238,7 +238,7 @@ void PutHeader(Medium& medium, std::int64_t sector, std::int64_t scanAt) {
     medium.Put(sector, "\xFF\xD8" + Segment(0xE0, size, "JFIF").substr(0, 20));
 }
 
-// The first search of a block may read to the limit; the others only read on from where it stopped.
+// The first search of a scan may read to the limit; the others only read on from where it stopped.
 TEST(Jpeg, HeadersWithoutAnEndShareOneSearch) {
     enum Order { Ascending, Descending, Mixed, Same };
     for (const Order order : {Ascending, Descending, Mixed, Same}) {
@@ -260,17 +260,16 @@ TEST(Jpeg, HeadersWithoutAnEndShareOneSearch) {
             table += EndMark;
         }
         medium.Put(headers, table);
-        const test::TypePtr type = test::CreateType(Graphics);
-        const SectorBlock block = BlockOf(medium);
-        test::RecordingSink sink;
-        type->ScanBlock(&block, &sink);
-        EXPECT_EQ(sink.finds, Finds{}) << order;
-        std::int64_t sectorsRead = 0;
-        for (const Medium::Request& request : medium.requests) {
-            sectorsRead += request.count;
+        for (const std::int64_t blockSectors : {0, 48}) {
+            medium.requests.clear();
+            EXPECT_EQ(Scan(Graphics, medium, blockSectors), Finds{}) << order;
+            std::int64_t sectorsRead = 0;
+            for (const Medium::Request& request : medium.requests) {
+                sectorsRead += request.count;
+            }
+            EXPECT_GT(sectorsRead, Limit / 512) << order << ": the first search must reach the limit";
+            EXPECT_LT(sectorsRead, Limit / 512 + headers * 4 * 64) << order << " in blocks of " << blockSectors;
         }
-        EXPECT_GT(sectorsRead, Limit / 512) << order << ": the first search must reach the limit";
-        EXPECT_LT(sectorsRead, Limit / 512 + headers * 4 * 64) << order;
     }
 }
 
@@ -291,16 +290,16 @@ TEST(Jpeg, HeadersInFrontOfOneChainShareOneWalk) {
         chain += Segment(0xE1, 4);
     }
     medium.Put(headers, chain).Put(headers + chainSectors, Segment(0xDA, 8) + EndMark);
-    const test::TypePtr type = test::CreateType(Graphics);
-    const SectorBlock block = BlockOf(medium, 0, headers);
-    test::RecordingSink sink;
-    type->ScanBlock(&block, &sink);
     Finds expected;
     for (std::int64_t i = 0; i < headers; ++i) {
         expected.push_back({i, (headers + chainSectors - i) * 512 + 10});
     }
-    EXPECT_EQ(sink.finds, expected);
-    EXPECT_LT(medium.requests.size(), chainSectors / 64 + headers * 8);
+    for (const std::int64_t blocks : {1, 10}) {
+        medium.requests.clear();
+        const test::TypePtr type = test::CreateType(Graphics);
+        EXPECT_EQ(Scan(*type, medium, test::Blocks(static_cast<std::size_t>(blocks), headers / blocks)), expected);
+        EXPECT_LT(medium.requests.size(), chainSectors / 64 + headers * 8) << blocks;
+    }
 }
 
 // Three searches in every order of some starts, around marks that one start sees and another does not.

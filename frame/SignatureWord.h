@@ -1,0 +1,76 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/Bytes.h"
+
+/// What a scanner asks of every sector before anything else: up to four bytes that all headers of its type have at one
+/// place. One load and one compare, so that a sector without a header costs next to nothing.
+class SignatureWord {
+public:
+    /// `mask` has ones where a bit of `bytes` counts.
+    constexpr SignatureWord(const Pattern<4>& bytes, const Pattern<4>& mask, std::size_t place)
+        : place_(place),
+          mask_(std::bit_cast<std::uint32_t>(mask)),
+          value_(std::bit_cast<std::uint32_t>(bytes) & mask_) {}
+
+    /// A sector with fewer bytes cannot be asked.
+    constexpr std::size_t Reach() const { return place_ + sizeof(value_); }
+
+    /// `sector` has `Reach` bytes.
+    bool StandsIn(const std::uint8_t* sector) const {
+        std::uint32_t word = 0;
+        std::memcpy(&word, sector + place_, sizeof(word));
+        return (word & mask_) == value_;
+    }
+
+    /// What this word and another one of the same place have in common.
+    constexpr SignatureWord Common(const SignatureWord& other) const {
+        SignatureWord common(*this);
+        common.mask_ &= other.mask_ & ~(value_ ^ other.value_);
+        common.value_ &= common.mask_;
+        return common;
+    }
+
+private:
+    std::size_t place_;
+    // As they lie in memory.
+    std::uint32_t mask_;
+    std::uint32_t value_;
+};
+
+/// The first four bytes of a signature that begins at `place`, or all of a shorter one.
+template <class Signature>
+constexpr SignatureWord WordOf(const Signature& signature, std::size_t place = 0) {
+    Pattern<4> bytes{};
+    Pattern<4> mask{};
+    for (std::size_t i = 0; i < std::min(bytes.size(), signature.size()); ++i) {
+        bytes[i] = signature[i];
+        mask[i] = 0xFF;
+    }
+    return {bytes, mask, place};
+}
+
+/// For types whose headers begin in several ways: one of the words stands in the sector.
+template <std::size_t N>
+struct AnyWord {
+    std::array<SignatureWord, N> words;
+
+    constexpr std::size_t Reach() const {
+        std::size_t reach = 0;
+        for (const SignatureWord& word : words) {
+            reach = std::max(reach, word.Reach());
+        }
+        return reach;
+    }
+    bool StandsIn(const std::uint8_t* sector) const {
+        return std::ranges::any_of(words, [sector](const SignatureWord& word) { return word.StandsIn(sector); });
+    }
+};
+template <class... Words>
+AnyWord(Words...) -> AnyWord<sizeof...(Words)>;
