@@ -5,8 +5,8 @@
 
 #include "bench/Benches.h"
 #include "bench/Measure.h"
+#include "bench/Scan.h"
 #include "bench/Streams.h"
-#include "frame/contract/IFoundFileSink.h"
 #include "frame/contract/IRawFileTypeFactory.h"
 
 namespace bench {
@@ -43,21 +43,10 @@ Bytes Mailbox(std::size_t sectors, const std::string& header, const std::string&
 }
 
 void ScanMail(benchmark::State& state, std::int32_t index, const Bytes& bytes) {
-    IRawFileType* const type = GetRawFileTypeFactory()->Create(index);
     RepeatingSource source(bytes);
-    CountingSink sink;
-    std::int64_t sector = 1;
-    type->BeginScan();
-    MeasurePasses(state, bytes, [&] {
-        for (std::size_t from = 0; from < bytes.size(); from += BlockBytes) {
-            const auto sectors = static_cast<std::int32_t>(BlockBytes / SectorBytes);
-            const SectorBlock block{sector, bytes.data() + from, sectors, SectorBytes, &source};
-            type->ScanBlock(&block, &sink);
-            sector += sectors;
-        }
-    });
-    state.counters["finds"] = static_cast<double>(sink.finds) / static_cast<double>(state.iterations());
-    type->Release();
+    Scan scan({index}, bytes, source);
+    MeasurePasses(state, bytes, [&scan] { scan.Pass(); });
+    state.counters["finds"] = static_cast<double>(scan.Finds()) / static_cast<double>(state.iterations());
 }
 
 // Stored messages in front of tables without a free entry.

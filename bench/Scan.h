@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "frame/contract/IFoundFileSink.h"
 #include "frame/contract/IRawFileType.h"
 #include "frame/contract/IRawFileTypeFactory.h"
+#include "host/block_slices.h"
 
 namespace bench {
 
@@ -31,15 +33,15 @@ public:
     std::int64_t finds = 0;
 };
 
-/// Feeds the same bytes to scanners over and over, as one scan of a medium that repeats them.
+/// Feeds the same bytes to scanners over and over, as one scan of a medium that repeats them, cut as the host cuts it.
 class Scan {
 public:
     /// Borrows the bytes and the source, through which the scanners read beyond a block.
     Scan(const std::vector<std::int32_t>& indices, ByteSpan bytes, ISectorSource& source)
         : bytes_(bytes), source_(source) {
         for (const std::int32_t index : indices) {
-            types_.push_back(CreateType(index));
-            types_.back()->BeginScan();
+            types_.push_back({index, CreateType(index)});
+            types_.back().scanner->BeginScan();
         }
     }
 
@@ -48,26 +50,38 @@ public:
 
     void Pass() {
         for (std::size_t from = 0; from < bytes_.size(); from += BlockBytes) {
-            ScanBlock(bytes_.subspan(from, BlockBytes));
+            ScanBlock(bytes_.subspan(from, std::min(BlockBytes, bytes_.size() - from)));
+        }
+    }
+
+    /// Begins another scan, at the sectors behind those of this one: families remember the last file they have found.
+    void Restart() {
+        for (const Type& type : types_) {
+            type.scanner->BeginScan();
         }
     }
 
     std::int64_t Finds() const { return sink_.finds; }
 
 private:
+    struct Type {
+        std::int32_t index;
+        TypePtr scanner;
+    };
+
     void ScanBlock(ByteSpan bytes) {
         const auto sectors = static_cast<std::int32_t>(bytes.size() / SectorBytes);
         const SectorBlock block{nextSector_, bytes.data(), sectors, SectorBytes, &source_};
-        for (const TypePtr& type : types_) {
-            type->ScanBlock(&block, &sink_);
-        }
+        salvor::ScanInSlices(
+            block, types_, [](const Type& type) { return type.index; },
+            [this](const Type& type, const SectorBlock& part) { type.scanner->ScanBlock(&part, &sink_); });
         nextSector_ += sectors;
     }
 
     ByteSpan bytes_;
     ISectorSource& source_;
     CountingSink sink_;
-    std::vector<TypePtr> types_;
+    std::vector<Type> types_;
     std::int64_t nextSector_ = 1;
 };
 

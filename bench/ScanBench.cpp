@@ -124,10 +124,10 @@ void RegisterScanBenches() {
     for (const Content content : AllContents) {
         RegisterContent(content, all);
     }
-    // One block that stays in the cache: what a scanner costs besides the memory.
+    // A slice that stays in the cache: what a scanner costs besides the memory.
     for (const std::int32_t index : all) {
         Register("cached/" + LabelOf(index) + "/random", [=](benchmark::State& state) {
-            ScanBytes(state, {index}, ByteSpan(StreamOf(Content::Random)).first(BlockBytes));
+            ScanBytes(state, {index}, ByteSpan(StreamOf(Content::Random)).first(salvor::SliceBytes));
         });
     }
     // The worst kinds of data for the search: nothing but the byte that it takes for rare, and nothing but near misses.

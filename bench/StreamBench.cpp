@@ -60,21 +60,14 @@ void ScanStream(benchmark::State& state, const StreamCase& stream) {
     const Bytes bytes = stream.build();
     // A stream has an end: the medium repeats it behind its last sector, which is empty.
     RepeatingSource source(bytes);
-    CountingSink sink;
-    std::int64_t sector = 1;
-    MeasurePasses(state, bytes, [&] {
+    Scan scan({stream.index}, bytes, source);
+    MeasurePasses(state, bytes, [&scan] {
         // Each pass is a scan of its own, which begins where the medium does.
-        const TypePtr type = CreateType(stream.index);
-        type->BeginScan();
-        for (std::size_t from = 0; from < bytes.size(); from += BlockBytes) {
-            constexpr auto sectors = static_cast<std::int32_t>(BlockBytes / SectorBytes);
-            const SectorBlock block{sector, bytes.data() + from, sectors, SectorBytes, &source};
-            type->ScanBlock(&block, &sink);
-            sector += sectors;
-        }
+        scan.Restart();
+        scan.Pass();
     });
-    state.counters["finds"] = static_cast<double>(sink.finds) / static_cast<double>(state.iterations());
-    if ((sink.finds > 0) != stream.isFile) {
+    state.counters["finds"] = static_cast<double>(scan.Finds()) / static_cast<double>(state.iterations());
+    if ((scan.Finds() > 0) != stream.isFile) {
         state.SkipWithError("not the finds that the medium is made for");
     }
 }

@@ -12,8 +12,8 @@
 namespace bench {
 
 inline constexpr std::int32_t SectorBytes = 512;
-/// A block of this size stays in the second-level cache while every scanner looks at it.
-inline constexpr std::size_t BlockBytes = std::size_t{256} * 1024;
+/// As much as the host reads at once.
+inline constexpr std::size_t BlockBytes = std::size_t{1024} * 1024;
 /// Larger than the caches, so that a walk over it reads from memory as a scan does.
 inline constexpr std::size_t StreamBytes = std::size_t{64} * 1024 * 1024;
 

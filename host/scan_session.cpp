@@ -3,6 +3,7 @@
 #include <IFoundFileSink.h>
 
 #include "block_reader.h"
+#include "block_slices.h"
 #include "scanners.h"
 #include "stream.h"
 
@@ -58,10 +59,12 @@ bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observe
         source.SetBlock(*read);
         const SectorBlock block{read->sectors.first + StreamStart, read->data,
                                 static_cast<std::int32_t>(read->sectors.count), medium.SectorSize(), &source};
-        for (const ActiveScanner& active : scanners) {
-            sink.SetType(active.type);
-            active.scanner->ScanBlock(&block, &sink);
-        }
+        ScanInSlices(
+            block, scanners, [](const ActiveScanner& active) { return active.type; },
+            [&sink](const ActiveScanner& active, const SectorBlock& part) {
+                sink.SetType(active.type);
+                active.scanner->ScanBlock(&part, &sink);
+            });
         observer.OnBlockDone(read->sectors.first + read->sectors.count);
     }
     for (const ActiveScanner& active : scanners) {

@@ -21,6 +21,7 @@ struct Find {
 struct ScanRequest {
     /// The sectors to look for files in. Files that begin there are followed beyond it.
     SectorRange range;
+    /// What is read at once. The finds do not depend on it but for the types whose row of the catalogue says so.
     std::int64_t blockSectors = 2048;
     /// Factory indices; those without a scanner are passed over.
     std::vector<std::int32_t> types;

@@ -41,7 +41,7 @@ public:
     virtual std::int32_t EndScan() = 0;
 
     /// Examines the block's sectors in order and calls the sink once for every file that it closes. Neither pointer is
-    /// null; both are borrowed for the call.
+    /// null; both are borrowed for the call. `FileTypeIdentity::dependsOnBlocks` says how large blocks should be.
     virtual void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) = 0;
 
     /// Sets the largest size in bytes that is reported, until the next `Reset`. Types served by a shared engine

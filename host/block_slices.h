@@ -1,0 +1,73 @@
+#pragma once
+
+#include <FileTypeCatalog.h>
+#include <SectorBlock.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+namespace salvor {
+
+/// Bytes that one scanner after another is handed. Each looks at the first bytes of every sector, which stay in a
+/// first-level cache while all have their turn; with larger blocks every one of them would wait for the second level.
+inline constexpr std::int64_t SliceBytes = std::int64_t{32} << 10;
+
+/// Brings bytes close to the processor piece by piece, so that whoever looks at them next need not wait for the memory.
+class Prefetch {
+public:
+    /// `bytes` are all brought after as many steps.
+    Prefetch(const std::uint8_t* bytes, std::int64_t count, std::size_t steps)
+        : next_(bytes),
+          end_(bytes + count),
+          linesPerStep_(1 + count / LineBytes / static_cast<std::int64_t>(std::max(steps, std::size_t{1}))) {}
+
+    void Step() {
+        for (std::int64_t lines = 0; lines < linesPerStep_ && next_ < end_; ++lines) {
+            // To be read, from the second-level cache.
+            __builtin_prefetch(next_, 0, 2);
+            next_ += std::min<std::int64_t>(LineBytes, end_ - next_);
+        }
+    }
+
+private:
+    static constexpr std::int64_t LineBytes = 64;
+
+    const std::uint8_t* next_;
+    const std::uint8_t* end_;
+    std::int64_t linesPerStep_;
+};
+
+/// Has every scanner look at a block: `scan(scanner, part)` hands it one part after another. Parts are slices, but the
+/// whole block for types whose finds depend on where blocks end. `typeOf(scanner)` is the scanner's factory index.
+template <class Scanners, class TypeOf, class Scan>
+void ScanInSlices(const SectorBlock& block, const Scanners& scanners, TypeOf&& typeOf, Scan&& scan) {
+    const auto needsWholeBlock = [&](const auto& scanner) {
+        return FileTypeCatalog[typeOf(scanner)].dependsOnBlocks;
+    };
+    const std::int32_t sliceSectors = std::max(static_cast<std::int32_t>(SliceBytes / block.sectorSize), 1);
+    for (std::int32_t first = 0; first < block.sectorCount;) {
+        const auto sliceAt = [&](std::int32_t at) {
+            return SectorBlock{block.firstSector + at, block.data + std::int64_t{at} * block.sectorSize,
+                               std::min(sliceSectors, block.sectorCount - at), block.sectorSize, block.source};
+        };
+        const SectorBlock slice = sliceAt(first);
+        first += slice.sectorCount;
+        const SectorBlock behind = sliceAt(first);
+        Prefetch prefetch(behind.data, std::int64_t{behind.sectorCount} * block.sectorSize, std::size(scanners));
+        for (const auto& scanner : scanners) {
+            if (!needsWholeBlock(scanner)) {
+                scan(scanner, slice);
+                prefetch.Step();
+            }
+        }
+    }
+    for (const auto& scanner : scanners) {
+        if (needsWholeBlock(scanner)) {
+            scan(scanner, block);
+        }
+    }
+}
+
+}  // namespace salvor
