@@ -5,8 +5,7 @@
 namespace {
 
 // The end-of-archive block: CRC 3DC4, type 7B, flags 4000, size 7.
-constexpr auto EndBytes = PatternOf("\xC4\x3D\x7B\0\x40\x07\0");
-constexpr ByteMark EndMark{EndBytes};
+constexpr ByteMark EndMark = MarkOf<"\xC4\x3D\x7B\0\x40\x07\0">();
 
 }  // namespace
 

@@ -13,8 +13,7 @@ constexpr std::int32_t MinSectorBytes = 512;
 constexpr std::int32_t MaxSectorBytes = 2048;
 
 constexpr auto FirstLine = PatternOf("Received:");
-constexpr auto LaterLineText = PatternOf("\r\nReceived:");
-constexpr ByteMark LaterLine{LaterLineText};
+constexpr ByteMark LaterLine = MarkOf<"\r\nReceived:">();
 // A later line's break begins at one of as many offsets.
 constexpr std::size_t LaterLineReach = 256;
 
@@ -26,7 +25,7 @@ bool MayHoldLaterLine(const std::uint8_t* sector) {
     constexpr auto shared = static_cast<std::uint16_t>(~(atEven ^ atOdd));
     // From the sector's start on, and a few more places than the line reaches, so that they are whole aligned vectors.
     constexpr std::size_t pairs = 136;
-    static_assert(2 * pairs >= LaterLineReach - 1 + LaterLineText.size());
+    static_assert(2 * pairs >= LaterLineReach - 1 + LaterLine.size());
     static_assert(2 * pairs <= MinSectorBytes);
     std::uint16_t found = 0;
     for (std::size_t i = 0; i < pairs; ++i) {

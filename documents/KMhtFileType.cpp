@@ -9,12 +9,10 @@ namespace {
 
 // The header's texts stand in the first bytes of a larger sector, in front of the first zero.
 constexpr std::size_t HeaderBytes = 64;
-constexpr auto VersionText = PatternOf("MIME-Version: 1.0");
-constexpr ByteMark Version{VersionText};
+constexpr ByteMark Version = MarkOf<"MIME-Version: 1.0">();
 constexpr auto KindText = PatternOf("Content-Type: multipart/related");
 constexpr ByteMark Kind{KindText};
-constexpr auto BoundaryText = PatternOf("boundary=\"");
-constexpr ByteMark Boundary{BoundaryText};
+constexpr ByteMark Boundary = MarkOf<"boundary=\"">();
 // The boundary's closing quote stands this close to its first byte.
 constexpr std::size_t MaxBoundary = 64;
 constexpr std::uint8_t Quote = '"';
@@ -39,8 +37,7 @@ constexpr std::array<PlacesByByte, AskedOffsets.size()> MakeKindPlaces() {
     return places;
 }
 
-constexpr auto ListEndText = PatternOf("</xml>");
-constexpr ByteMark ListEnd{ListEndText};
+constexpr ByteMark ListEnd = MarkOf<"</xml>">();
 // The closing boundary lies wholly in as many bytes, counted from the list's end tag, and in the tag's sector.
 constexpr std::size_t ClosingReach = 46;
 

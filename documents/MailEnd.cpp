@@ -7,17 +7,13 @@
 
 namespace {
 
-constexpr auto ContentTypeText = PatternOf("\r\nContent-Type:");
-constexpr ByteMark ContentType{ContentTypeText};
+constexpr ByteMark ContentType = MarkOf<"\r\nContent-Type:">();
 constexpr auto TextKind = PatternOf(" text/");
 constexpr auto HtmlEndText = PatternOf("</html>");
 constexpr ByteMark HtmlEnd{HtmlEndText};
-constexpr auto BoundaryText = PatternOf("boundary=");
-constexpr ByteMark Boundary{BoundaryText};
-constexpr auto LineEndText = PatternOf("\r\n");
-constexpr ByteMark LineEnd{LineEndText};
-constexpr auto QuotedLineEndText = PatternOf("\"\r\n");
-constexpr ByteMark QuotedLineEnd{QuotedLineEndText};
+constexpr ByteMark Boundary = MarkOf<"boundary=">();
+constexpr ByteMark LineEnd = MarkOf<"\r\n">();
+constexpr ByteMark QuotedLineEnd = MarkOf<"\"\r\n">();
 // The boundary's name begins at one of as many offsets, and so does what ends its value.
 constexpr std::size_t Reach = 256;
 

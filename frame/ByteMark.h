@@ -59,3 +59,18 @@ private:
     std::size_t anchor_ = 0;
     std::size_t partner_ = 0;
 };
+
+/// A text that is a template's argument.
+template <std::size_t N>
+struct MarkText {
+    // Not explicit: the literal stands for it.
+    consteval MarkText(const char (&literal)[N]) : bytes(PatternOf(literal)) {}
+
+    Pattern<N - 1> bytes;
+};
+
+/// A mark made from text, as `PatternOf` makes a pattern.
+template <MarkText Text>
+consteval ByteMark MarkOf() {
+    return ByteMark(Text.bytes);
+}

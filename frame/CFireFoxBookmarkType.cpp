@@ -12,8 +12,7 @@ constexpr auto Header = PatternOf("<!DOCTYPE NETSCAPE-Bookmark-file-1>");
 // The header's line is followed by at least this much of the file, in bytes from the start.
 constexpr std::size_t MinHeaderBytes = 49;
 
-constexpr auto TailText = PatternOf("</DL><p>");
-constexpr ByteMark Tail{TailText};
+constexpr ByteMark Tail = MarkOf<"</DL><p>">();
 // As many bytes behind the tail decide whether the text goes on.
 constexpr std::size_t FollowingBytes = 4;
 
@@ -31,7 +30,7 @@ std::optional<std::size_t> CFireFoxBookmarkType::FindEnd(ByteSpan sector) {
     const ByteSpan searched = sector.first(sector.size() - FollowingBytes - 1);
     std::optional<std::size_t> start = Tail.FindIn(searched);
     for (; start; start = Tail.FindIn(searched, *start + 1)) {
-        const std::size_t end = *start + TailText.size();
+        const std::size_t end = *start + Tail.size();
         if (!std::ranges::all_of(sector.subspan(end, FollowingBytes), IsTextByte)) {
             return end;
         }

@@ -10,27 +10,22 @@ namespace {
 
 constexpr auto HeaderStart = PatternOf("%PDF-");
 constexpr auto PostScriptStart = PatternOf("%!PS");
-constexpr auto EndBytes = PatternOf("%%EOF");
-constexpr ByteMark EndMark{EndBytes};
+constexpr ByteMark EndMark = MarkOf<"%%EOF">();
 constexpr auto StartXrefBytes = PatternOf("startxref");
 constexpr ByteMark StartXrefMark{StartXrefBytes};
 constexpr auto Start = PatternOf("start");
 constexpr auto TableBytes = PatternOf("xref");
 constexpr ByteMark TableMark{TableBytes};
-constexpr auto StreamBytes = PatternOf("/XRef");
-constexpr ByteMark StreamMark{StreamBytes};
+constexpr ByteMark StreamMark = MarkOf<"/XRef">();
 constexpr auto Object = PatternOf("obj");
 constexpr auto Trailer = PatternOf("trailer");
 constexpr auto EndStream = PatternOf("endstream");
 constexpr auto EndObject = PatternOf("endobj");
 constexpr ByteMark EndObjectMark{EndObject};
 constexpr auto DictionaryStart = PatternOf("<<");
-constexpr auto DictionaryEndBytes = PatternOf(">>");
-constexpr ByteMark DictionaryEndMark{DictionaryEndBytes};
-constexpr auto LinearizedBytes = PatternOf("/Linearized");
-constexpr ByteMark LinearizedMark{LinearizedBytes};
-constexpr auto LengthBytes = PatternOf("/L");
-constexpr ByteMark LengthMark{LengthBytes};
+constexpr ByteMark DictionaryEndMark = MarkOf<">>">();
+constexpr ByteMark LinearizedMark = MarkOf<"/Linearized">();
+constexpr ByteMark LengthMark = MarkOf<"/L">();
 
 constexpr auto DrawingStart = PatternOf("/AI");
 constexpr auto PrivateData = PatternOf("/AIPrivateData1");
@@ -126,7 +121,7 @@ std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
     text = text.first(DictionaryEndMark.FindIn(text, *key).value_or(text.size()));
     std::optional<std::int64_t> size;
     for (auto length = LengthMark.FindIn(text); length && !size; length = LengthMark.FindIn(text, *length + 1)) {
-        size = NumberAt(text.subspan(*length + LengthBytes.size()));
+        size = NumberAt(text.subspan(*length + LengthMark.size()));
     }
     if (!size || *size <= static_cast<std::int64_t>(LinearizedBytesAhead)) {
         return std::nullopt;
@@ -134,13 +129,13 @@ std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
     const std::int64_t tailStart = *size - TailBytes;
     const ByteSpan tail = file.At(tailStart, TailBytes);
     std::optional<std::size_t> mark = EndMark.FindIn(tail);
-    while (mark && !Behind(tail.subspan(*mark + EndBytes.size()), IsWhite).empty()) {
+    while (mark && !Behind(tail.subspan(*mark + EndMark.size()), IsWhite).empty()) {
         mark = EndMark.FindIn(tail, *mark + 1);
     }
     if (!mark) {
         return std::nullopt;
     }
-    return std::max(*size, BehindLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndBytes.size())));
+    return std::max(*size, BehindLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndMark.size())));
 }
 
 class PdfWalk {
@@ -204,7 +199,7 @@ std::optional<PdfExtent> PdfWalk::Run() {
         at += static_cast<std::int64_t>(count);
         if (mark && !isOver_) {
             PassEnd(at);
-            at += static_cast<std::int64_t>(EndBytes.size());
+            at += static_cast<std::int64_t>(EndMark.size());
         }
     }
     if (!HasEnd()) {
@@ -269,7 +264,7 @@ void PdfWalk::PassEnd(std::int64_t mark) {
         return;
     }
     const bool isOwn = IsOwn(*offset, mark);
-    const std::int64_t end = BehindLastLine(file_, mark + static_cast<std::int64_t>(EndBytes.size()));
+    const std::int64_t end = BehindLastLine(file_, mark + static_cast<std::int64_t>(EndMark.size()));
     const bool isLast = !GoesOnAt(file_, end);
     isOver_ = isOver_ || ++ends_ == MostEnds;
     if (isOwn) {

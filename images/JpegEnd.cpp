@@ -16,8 +16,7 @@ constexpr std::uint32_t ChunkBytes = 0x7E00;
 // Offset of the last seen marker where the piece begins at offset 1.
 constexpr std::size_t LastSeen = ChunkBytes - 2;
 
-constexpr auto EndOfImage = PatternOf("\xFF\xD9");
-constexpr ByteMark EndMarker{EndOfImage};
+constexpr ByteMark EndMarker = MarkOf<"\xFF\xD9">();
 
 constexpr std::uint8_t MarkerPrefix = 0xFF;
 constexpr std::uint8_t BaselineFrame = 0xC0;
@@ -60,7 +59,7 @@ std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
     mayReuse_ = KFileSimulator::Serves(candidate.block);
     const std::int64_t base = row_.PlaceOf(candidate.startSector);
     KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
-    reader.Seek(EndOfImage.size());
+    reader.Seek(EndMarker.size());
     if (!WalkToImageData(reader, base)) {
         TraceMessage("Neither SOF nor SOS have been found<%u>!\r\n", static_cast<std::uint32_t>(reader.Tell()));
         return std::nullopt;
@@ -135,7 +134,7 @@ std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(KFileSimulator& reade
             seen.to = base + marker;
             Remember(seen, base);
             if (*hit > 0 && *hit <= LastSeen) {
-                return marker + static_cast<std::int64_t>(EndOfImage.size());
+                return marker + static_cast<std::int64_t>(EndMarker.size());
             }
             seen.from = base + marker + 1;
         }

@@ -7,8 +7,7 @@
 namespace {
 
 constexpr auto HeaderStart = PatternOf("%!PS-Adobe-");
-constexpr auto CommentBytes = PatternOf("%%");
-constexpr ByteMark CommentMark{CommentBytes};
+constexpr ByteMark CommentMark = MarkOf<"%%">();
 constexpr auto Creator = PatternOf("%%Creator:");
 constexpr auto Program = PatternOf("Adobe Illustrator");
 constexpr auto ProgramComment = PatternOf("%AI");
@@ -16,10 +15,8 @@ constexpr auto BeginDocument = PatternOf("%%BeginDocument");
 constexpr auto EndDocument = PatternOf("%%EndDocument");
 constexpr auto BeginData = PatternOf("%%BeginData:");
 constexpr auto BeginBinary = PatternOf("%%BeginBinary:");
-constexpr auto EndDataBytes = PatternOf("%%End");
-constexpr ByteMark EndDataMark{EndDataBytes};
-constexpr auto LinesBytes = PatternOf("Lines");
-constexpr ByteMark LinesMark{LinesBytes};
+constexpr ByteMark EndDataMark = MarkOf<"%%End">();
+constexpr ByteMark LinesMark = MarkOf<"Lines">();
 constexpr auto TrailerComment = PatternOf("%%Trailer");
 constexpr auto EndComment = PatternOf("%%EOF");
 
@@ -127,7 +124,7 @@ private:
 std::optional<std::int64_t> PostScriptWalk::Run() {
     // What is asked for at once holds a header and a comment.
     constexpr std::size_t wanted = 16;
-    static_assert(wanted > HeaderStart.size() + CommentBytes.size());
+    static_assert(wanted > HeaderStart.size() + CommentMark.size());
     while (!isOver_) {
         const ByteSpan bytes = file_.From(at_, wanted);
         if (bytes.empty()) {
@@ -179,7 +176,7 @@ void PostScriptWalk::PassComment() {
     const ByteSpan line = LineOf(text.first(std::min(text.size(), CommentBytesMost)));
     const bool isLineStart = IsLineEnd(before_);
     before_ = '%';
-    at_ += static_cast<std::int64_t>(CommentBytes.size());
+    at_ += static_cast<std::int64_t>(CommentMark.size());
     if (!isLineStart) {
         return;
     }
@@ -207,7 +204,7 @@ void PostScriptWalk::PassData(ByteSpan line) {
     if (length == 0 || LinesMark.FindIn(line) || ++data_ > MostData) {
         return;
     }
-    const std::int64_t behind = at_ + static_cast<std::int64_t>(line.size() - CommentBytes.size()) + length;
+    const std::int64_t behind = at_ + static_cast<std::int64_t>(line.size() - CommentMark.size()) + length;
     const ByteSpan close = file_.From(behind, EndDataWithin);
     if (EndDataMark.FindIn(close.first(std::min(close.size(), EndDataWithin)))) {
         at_ = behind;
@@ -217,7 +214,7 @@ void PostScriptWalk::PassData(ByteSpan line) {
 
 // The end behind the trailer is the file's. One without a trailer in front is it too, unless more text follows.
 void PostScriptWalk::PassEnd() {
-    const std::int64_t comment = at_ - static_cast<std::int64_t>(CommentBytes.size());
+    const std::int64_t comment = at_ - static_cast<std::int64_t>(CommentMark.size());
     std::int64_t end = BehindLastLine(file_, comment + static_cast<std::int64_t>(EndComment.size()));
     ByteSpan next = file_.From(end);
     if (!next.empty() && next[0] == EndOfTransmission) {

@@ -87,8 +87,7 @@ std::optional<std::int64_t> EndOfRiff(FileWindow& file) {
 // ---- ZIP ----
 
 constexpr auto LocalMark = PatternOf("PK\x03\x04");
-constexpr auto RecordInitials = PatternOf("PK");
-constexpr ByteMark RecordMark{RecordInitials};
+constexpr ByteMark RecordMark = MarkOf<"PK">();
 constexpr std::size_t LocalBytes = 30;
 constexpr std::size_t CentralBytes = 46;
 // A descriptor's checksum and sizes, behind a signature that may be missing.

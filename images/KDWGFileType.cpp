@@ -100,8 +100,7 @@ constexpr std::uint32_t FirstPreview = 0x58;
 constexpr auto PreviewStart = PatternOf("\x1F\x25\x6D\x07\xD4\x36\x28\x28\x9D\x57\xCA\x3F\x9D\x44\x10\x2B");
 constexpr std::uint64_t SentinelBytes = 16;
 // Ends the second header, which no record locates.
-constexpr auto SecondHeaderEnd = PatternOf("\x2B\x84\xDE\x31\xD7\x6C\x60\x40\xAC\xDB\xBF\xF6\xED\xC3\x55\xFE");
-constexpr ByteMark SecondHeaderEndMark{SecondHeaderEnd};
+constexpr ByteMark SecondHeaderEndMark = MarkOf<"\x2B\x84\xDE\x31\xD7\x6C\x60\x40\xAC\xDB\xBF\xF6\xED\xC3\x55\xFE">();
 // Far more than a preview and the second header take.
 constexpr std::int64_t MostBytesBehindMap = 0x2000000;
 
@@ -140,7 +139,7 @@ std::optional<std::int64_t> EndOfLocated(FileWindow& file) {
     end = std::max(end, EndOfPreview(file));
     const std::int64_t searchEnd = std::min(end + SlackBytes, mapEnd + MostBytesBehindMap);
     if (const std::optional<std::int64_t> found = file.Find(SecondHeaderEndMark, mapEnd, searchEnd)) {
-        end = std::max(end, *found + static_cast<std::int64_t>(SecondHeaderEnd.size()));
+        end = std::max(end, *found + static_cast<std::int64_t>(SecondHeaderEndMark.size()));
     }
     return end;
 }

@@ -5,8 +5,7 @@
 namespace {
 
 // The chunk type and its CRC, which has no data to vary with: the last 8 bytes of every file.
-constexpr auto EndBytes = PatternOf("IEND\xAE\x42\x60\x82");
-constexpr ByteMark EndMark{EndBytes};
+constexpr ByteMark EndMark = MarkOf<"IEND\xAE\x42\x60\x82">();
 
 }  // namespace
 

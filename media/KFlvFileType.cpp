@@ -21,13 +21,12 @@ constexpr std::uint32_t TagSizeBits = 0xFFFFFF;
 constexpr std::int64_t TagData = 24;
 
 // The low byte of the key's length, the key, the type of a number.
-constexpr auto KeyBytes = PatternOf("\x08\x66ilesize\0");
-constexpr ByteMark Key{KeyBytes};
+constexpr ByteMark Key = MarkOf<"\x08\x66ilesize\0">();
 constexpr std::uint32_t NumberBytes = 8;
 
 // Read at a time, as much as the reader's cache holds; in front of it stands what may be the start of a key.
 constexpr std::size_t PieceBytes = KFileSimulator::CacheBytes;
-constexpr std::size_t OverlapBytes = KeyBytes.size() - 1;
+constexpr std::size_t OverlapBytes = Key.size() - 1;
 
 // The low 24 bits of the tag's first 4 bytes.
 std::uint32_t TagBytes(ByteSpan sector) { return LoadBig<std::uint32_t>(sector, TagType) & TagSizeBits; }
