@@ -63,7 +63,7 @@ private:
 /// A text that is a template's argument.
 template <std::size_t N>
 struct MarkText {
-    // Not explicit: the literal stands for it.
+    // NOLINTNEXTLINE(google-explicit-constructor): the literal stands for it.
     consteval MarkText(const char (&literal)[N]) : bytes(PatternOf(literal)) {}
 
     Pattern<N - 1> bytes;

@@ -8,11 +8,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 Bytes Little(std::uint32_t value) {
     Bytes bytes;
@@ -29,9 +25,9 @@ Finds ScanHeader(std::int32_t index, const Bytes& header, std::int32_t sectorSiz
 }
 
 Bytes SevenZip(std::uint32_t nextOffset, std::uint32_t nextSize) {
-    return test::Join({BytesOf("7z\xBC\xAF\x27\x1C"), test::Zeros(6), Little(nextOffset), Little(9), Little(nextSize)});
+    return Join({BytesOf("7z\xBC\xAF\x27\x1C"), Zeros(6), Little(nextOffset), Little(9), Little(nextSize)});
 }
-Bytes Cabinet(std::uint32_t size) { return test::Join({BytesOf("MSCF"), Little(1), Little(size)}); }
+Bytes Cabinet(std::uint32_t size) { return Join({BytesOf("MSCF"), Little(1), Little(size)}); }
 
 TEST(Archives, SizesFromTheHeaderAreSigned32BitNumbers) {
     const struct {
@@ -76,17 +72,17 @@ TEST(Archives, RarRunsToItsEndBlock) {
         const Finds expected = offset == 248   ? Finds{}
                                : offset == 505 ? Finds{{2, 3 * 512 + 7}}
                                                : Finds{{2, static_cast<std::int64_t>(offset) + 7}};
-        EXPECT_EQ(test::ScanAtEverySplit(69, medium), expected) << offset;
+        EXPECT_EQ(ScanAtEverySplit(69, medium), expected) << offset;
     }
     Medium noEnd(256);
     noEnd.Put(0, start).Put(3, start).Put(5, BytesOf("Rar!\x1A\x07\0\xCE"s)).Put(6, BytesOf("Rar!\x1A\x07\x01\0"s));
-    EXPECT_EQ(test::ScanAtEverySplit(69, noEnd), (Finds{{0, 3 * 256}}));
+    EXPECT_EQ(ScanAtEverySplit(69, noEnd), (Finds{{0, 3 * 256}}));
     EXPECT_EQ(Scan(69, noEnd, 0, 500), (Finds{{0, 500}}));
 }
 
 Bytes Catalogue(const std::string& first, const std::string& second) {
-    return test::Join({Little(static_cast<std::uint32_t>(first.size())), BytesOf(first), test::Zeros(8),
-                       Little(static_cast<std::uint32_t>(second.size())), BytesOf(second)});
+    return Join({Little(static_cast<std::uint32_t>(first.size())), BytesOf(first), Zeros(8),
+                 Little(static_cast<std::uint32_t>(second.size())), BytesOf(second)});
 }
 
 Finds ScanCatalogue(const Bytes& header, std::int32_t sectorSize = 512, std::int64_t sectors = 3) {
@@ -114,7 +110,7 @@ TEST(Archives, BackupCataloguesAreKnownByTheirTwoTexts) {
     for (const Bytes& header :
          {Catalogue("", "a.dat"), Catalogue(longText + "x", "a.dat"), Catalogue("\x1F", "a.dat"),
           Catalogue("\x7F", "a.dat"), Catalogue("c", "\n.dat"), Catalogue("c", "a.dax"), Catalogue("c", "dat"),
-          test::Join({Little(1), BytesOf("c"), test::Zeros(8), Little(0xFFFFFFFE), BytesOf("aaaa.dat")})}) {
+          Join({Little(1), BytesOf("c"), Zeros(8), Little(0xFFFFFFFE), BytesOf("aaaa.dat")})}) {
         EXPECT_EQ(ScanCatalogue(header), Finds{});
     }
     std::array<std::int64_t, 2> range{};

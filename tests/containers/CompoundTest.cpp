@@ -13,22 +13,15 @@
 
 namespace {
 
-using test::Bytes;
-using test::Claim;
-using test::CompoundFile;
-using test::CompoundKind;
-using test::CompoundPlan;
-using test::Medium;
-using test::Names;
-using Claims = std::vector<Claim>;
+using namespace test;
 
 // The types of a kind, in the order of the indices.
 std::vector<std::int32_t> TypesOf(std::int32_t kind) {
     if (kind == 11) {
         return {85};
     }
-    const auto row = std::ranges::find(test::CompoundKinds(), kind, &CompoundKind::number);
-    return row == test::CompoundKinds().end() ? std::vector<std::int32_t>() : row->types;
+    const auto row = std::ranges::find(CompoundKinds(), kind, &CompoundKind::number);
+    return row == CompoundKinds().end() ? std::vector<std::int32_t>() : row->types;
 }
 
 // What all types report of a medium by the rules. `sectors` bounds where files may begin.
@@ -36,7 +29,7 @@ Claims ExpectedClaims(const Medium& medium) {
     Claims claims;
     const auto sectorSize = static_cast<std::size_t>(medium.SectorSize());
     for (std::size_t at = 0; at < medium.Data().size(); at += sectorSize) {
-        const test::CompoundVerdict verdict = test::ReferenceCompound(ByteSpan(medium.Data()).subspan(at));
+        const CompoundVerdict verdict = ReferenceCompound(ByteSpan(medium.Data()).subspan(at));
         if (sectorSize < 9 || static_cast<std::int32_t>(verdict.size) < 1024) {
             continue;
         }
@@ -76,23 +69,23 @@ Names Without(Names names, std::size_t index) {
 }
 
 TEST(Compound, AKindNeedsOneOfItsNamesAndEachOfTheOthers) {
-    for (const CompoundKind& kind : test::CompoundKinds()) {
+    for (const CompoundKind& kind : CompoundKinds()) {
         for (const std::string& name : kind.anyOf) {
-            EXPECT_EQ(KindOf(test::PlanWith({kind.allOf, {name}})), kind.number) << name;
+            EXPECT_EQ(KindOf(PlanWith({kind.allOf, {name}})), kind.number) << name;
             std::string otherCase = name;
             std::ranges::transform(name, otherCase.begin(), [](unsigned char c) {
                 return static_cast<char>(std::isupper(c) != 0 ? std::tolower(c) : std::toupper(c));
             });
-            EXPECT_EQ(KindOf(test::PlanWith({{otherCase}, kind.allOf})), kind.number) << otherCase;
+            EXPECT_EQ(KindOf(PlanWith({{otherCase}, kind.allOf})), kind.number) << otherCase;
             for (const std::string& wrong : {name + "s", name.substr(0, name.size() - 1), name + "\xE4"}) {
                 // "Props9" less its last letter is a name of the same kind.
                 const bool isName = std::ranges::count(kind.anyOf, wrong) != 0;
-                EXPECT_EQ(KindOf(test::PlanWith({kind.allOf, {wrong}})), isName ? kind.number : 1) << wrong;
+                EXPECT_EQ(KindOf(PlanWith({kind.allOf, {wrong}})), isName ? kind.number : 1) << wrong;
             }
         }
-        EXPECT_EQ(KindOf(test::PlanWith({kind.allOf})), 1) << kind.name;
+        EXPECT_EQ(KindOf(PlanWith({kind.allOf})), 1) << kind.name;
         for (std::size_t i = 0; i < kind.allOf.size(); ++i) {
-            EXPECT_EQ(KindOf(test::PlanWith({Without(kind.allOf, i), kind.anyOf})), 1) << kind.allOf[i];
+            EXPECT_EQ(KindOf(PlanWith({Without(kind.allOf, i), kind.anyOf})), 1) << kind.allOf[i];
         }
     }
 }
@@ -102,17 +95,16 @@ TEST(Compound, TheFirstKindThatHoldsDecidesAndTheRootsClassComesLast) {
     all.entries[0].classId = {0x70, 0xAA, 0x7C, 0x59, 0xAA, 0x72, 0xCF, 0x11,
                               0x83, 0x1E, 0x52, 0x41, 0x53, 0x48, 0x00, 0x00};
     const CompoundPlan root = all;
-    for (const CompoundKind& kind : test::CompoundKinds()) {
+    for (const CompoundKind& kind : CompoundKinds()) {
         for (const Names* names : {&kind.anyOf, &kind.allOf}) {
             for (const std::string& name : *names) {
                 all.entries.push_back({name, 100});
             }
         }
     }
-    for (const CompoundKind& kind : test::CompoundKinds()) {
+    for (const CompoundKind& kind : CompoundKinds()) {
         EXPECT_EQ(KindOf(all), kind.number);
-        std::erase_if(all.entries,
-                      [&](const test::CompoundEntry& e) { return std::ranges::count(kind.anyOf, e.name) != 0; });
+        std::erase_if(all.entries, [&](const CompoundEntry& e) { return std::ranges::count(kind.anyOf, e.name) != 0; });
     }
     EXPECT_EQ(KindOf(all), 11);
     CompoundPlan classOfAnotherEntry = root;
@@ -133,7 +125,7 @@ TEST(Compound, HeadersThatAreRefused) {
         {30, 255, false},    {72, 1, true},      {72, 2, false},  {6, 0xE01A, false}, {0, 0xCFD1, false},
     };
     for (const Case& tested : cases) {
-        CompoundFile file(test::PlanWith({{"PageMaker"}}));
+        CompoundFile file(PlanWith({{"PageMaker"}}));
         file.Set16(tested.offset, tested.value);
         EXPECT_EQ(Scan(file).size(), tested.isAccepted ? 1U : 0U) << tested.offset << ": " << tested.value;
     }
@@ -147,8 +139,8 @@ TEST(Compound, EdgesOfTheRules) {
         std::function<void(CompoundFile&)> change;
         std::optional<std::int64_t> size;
     };
-    const auto plan = [](unsigned sectorShift, std::uint32_t spareFatSectors, std::vector<test::CompoundEntry> more) {
-        CompoundPlan made = test::PlanWith({{"PageMaker"}});
+    const auto plan = [](unsigned sectorShift, std::uint32_t spareFatSectors, std::vector<CompoundEntry> more) {
+        CompoundPlan made = PlanWith({{"PageMaker"}});
         made.sectorShift = sectorShift;
         made.spareFatSectors = spareFatSectors;
         made.entries.insert(made.entries.end(), more.begin(), more.end());
@@ -229,7 +221,7 @@ TEST(Compound, EdgesOfTheRules) {
     for (const Case& tested : cases) {
         CompoundFile file(tested.plan);
         tested.change(file);
-        const std::int64_t size = test::ReferenceCompoundSize(file.bytes);
+        const std::int64_t size = ReferenceCompoundSize(file.bytes);
         const bool isReported = static_cast<std::int32_t>(size) >= 1024;
         EXPECT_EQ(Scan(file), isReported ? (Claims{{97, {2, size}}}) : Claims{}) << tested.what << ", " << size;
         if (tested.size) {
@@ -241,10 +233,10 @@ TEST(Compound, EdgesOfTheRules) {
 TEST(Compound, ABlockAtSector0IsTakenAsScanned) {
     SharedEngine<KCompoundFileType>().Reset();
     Medium medium;
-    medium.Put(0, test::CompoundFileOf(2));
+    medium.Put(0, CompoundFileOf(2));
     SectorBlock block = BlockOf(medium);
-    test::RecordingSink sink;
-    const test::TypePtr word = test::CreateType(0);
+    RecordingSink sink;
+    const TypePtr word = CreateType(0);
     block.firstSector = 0;
     word->ScanBlock(&block, &sink);
     EXPECT_TRUE(sink.finds.empty());
@@ -254,7 +246,7 @@ TEST(Compound, ABlockAtSector0IsTakenAsScanned) {
 }
 
 // A compound file of any kind, most of them with some damage where it matters.
-Bytes RandomFile(test::Noise& noise) {
+Bytes RandomFile(Noise& noise) {
     const auto below = [&noise](std::uint64_t bound) {
         return static_cast<std::uint32_t>(noise.Below(bound));
     };
@@ -264,7 +256,7 @@ Bytes RandomFile(test::Noise& noise) {
     CompoundPlan plan;
     plan.sectorShift = pick(std::to_array<unsigned>({3, 5, 7, 7, 7, 8, 9, 9, 9, 12}));
     for (std::uint32_t kinds = plan.sectorShift < 7 ? 0 : 1 + below(2); kinds > 0; --kinds) {
-        const CompoundKind kind = pick(test::CompoundKinds());
+        const CompoundKind kind = pick(CompoundKinds());
         Names names = kind.allOf;
         names.push_back(pick(kind.anyOf));
         for (const std::string& name : names) {
@@ -328,7 +320,7 @@ Bytes RandomFile(test::Noise& noise) {
 }
 
 TEST(Compound, AgreesWithTheReferenceOnDamagedFiles) {
-    test::Noise noise(21);
+    Noise noise(21);
     std::map<std::int32_t, int> reports;
     for (int round = 0; round < 1000; ++round) {
         constexpr std::int32_t sectorSizes[] = {512, 512, 512, 4096, 520, 100, 16, 9, 8};

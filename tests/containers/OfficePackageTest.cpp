@@ -11,16 +11,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Join;
-using test::Medium;
-using test::Noise;
-using test::Zeros;
-using test::ZipArchive;
-using Finds = std::vector<Found>;
-using Claims = std::vector<test::Claim>;
+using namespace test;
 using FindsByKind = std::map<std::int32_t, Finds>;
 
 // A file of `size` bytes, zeros behind the medium.
@@ -122,21 +113,21 @@ Medium DenseMedium(Noise& noise) {
         records.push_back(data.size());
         data.insert(data.end(), record.begin(), record.end());
     };
-    add(test::ZipLocal("", {}));
+    add(ZipLocal("", {}));
     while (data.size() < bytes) {
         const std::uint64_t what = noise.Below(200);
         const std::string_view name = names[noise.Below(std::size(names))];
         if (what < 150) {
             // Up to the next sector, or short.
             const std::size_t gap = (2 * size - (data.size() + 30 + name.size()) % size) % size;
-            add(test::ZipLocal(name, noise.Below(30) == 0 ? Zeros(noise.Below(50)) : Bytes(),
-                               noise.Below(3) != 0 ? gap : noise.Below(20)));
+            add(ZipLocal(name, noise.Below(30) == 0 ? Zeros(noise.Below(50)) : Bytes(),
+                         noise.Below(3) != 0 ? gap : noise.Below(20)));
         } else if (what < 150 + 10 * oftenDirectory) {
-            add(test::ZipCentral(name, noise.Below(20) == 0 ? 7 : 0, 0, noise.Below(9), noise.Below(9)));
+            add(ZipCentral(name, noise.Below(20) == 0 ? 7 : 0, 0, noise.Below(9), noise.Below(9)));
         } else if (what < 190) {
-            add(test::ZipDescriptor());
+            add(ZipDescriptor());
         } else if (noise.Below(40) < oftenEnd) {
-            add(noise.Below(8) == 0 ? BytesOf("PK\x09\x09") : test::ZipEnd(noise.Below(9)));
+            add(noise.Below(8) == 0 ? BytesOf("PK\x09\x09") : ZipEnd(noise.Below(9)));
         }
     }
     const std::uint64_t jumps = noise.Below(2) == 0 ? 0 : noise.Below(records.size());
@@ -150,7 +141,7 @@ Medium DenseMedium(Noise& noise) {
             std::fill_n(data.begin() + static_cast<std::ptrdiff_t>(at) + 26, 4, std::uint8_t{0});
             const Bytes header(data.begin() + static_cast<std::ptrdiff_t>(at),
                                data.begin() + static_cast<std::ptrdiff_t>(at) + 30);
-            std::ranges::copy(test::Claiming(header, static_cast<std::uint32_t>(records[to] - at - 30)),
+            std::ranges::copy(Claiming(header, static_cast<std::uint32_t>(records[to] - at - 30)),
                               data.begin() + static_cast<std::ptrdiff_t>(at));
         }
     }
@@ -169,7 +160,7 @@ TEST(OfficePackages, WalksThatShareRecordsAgreeWithTheReference) {
                 ReferenceWalk(medium, sector, expected);
             }
         }
-        test::TypePtr owners[] = {test::CreateType(6), test::CreateType(7), test::CreateType(8)};
+        TypePtr owners[] = {CreateType(6), CreateType(7), CreateType(8)};
         IRawFileType* const types[] = {owners[0].get(), owners[1].get(), owners[2].get()};
         const std::vector<Finds> finds = ScanTogether(types, medium, RandomBlocks(medium, noise));
         for (std::int32_t kind = 1; kind <= 3; ++kind) {
@@ -207,7 +198,7 @@ TEST(OfficePackages, TheFirstDecidingNameOfTheDirectoryGivesTheType) {
         medium.Put(3, file);
         Finds expected{{3, static_cast<std::int64_t>(file.size())}};
         for (const std::int32_t type : {6, 7, 8}) {
-            EXPECT_EQ(test::ScanAtEverySplit(type, medium), type == tested.type ? expected : Finds{}) << tested.first;
+            EXPECT_EQ(ScanAtEverySplit(type, medium), type == tested.type ? expected : Finds{}) << tested.first;
         }
     }
     Medium medium;
@@ -221,7 +212,7 @@ TEST(OfficePackages, OnlyTheArchivesRealStartCounts) {
     const Bytes file = ZipArchive({{"word/a", Zeros(512 - 36)}, {"word/b", Zeros(600)}});
     Medium medium;
     medium.Put(2, file);
-    EXPECT_EQ(test::ScanAtEverySplit(6, medium), (Finds{{2, static_cast<std::int64_t>(file.size())}}));
+    EXPECT_EQ(ScanAtEverySplit(6, medium), (Finds{{2, static_cast<std::int64_t>(file.size())}}));
     Medium moved;
     moved.Put(2, Join({Bytes(7), file}));
     EXPECT_EQ(Scan(6, moved), Finds{});
@@ -257,10 +248,10 @@ TEST(OfficePackages, RecordsInFrontOfTheLastOneMayHave512MiB) {
     for (const std::uint32_t over : {0U, 1U}) {
         const std::uint32_t dataBytes = limit - 30 - directory + over;
         FarMedium medium;
-        medium.Put(0, test::Claiming(test::ZipLocal("", {}), dataBytes));
+        medium.Put(0, Claiming(ZipLocal("", {}), dataBytes));
         const std::uint32_t at = 30 + dataBytes;
         medium.farSector = at / 512;
-        medium.farSectors = Join({Zeros(at % 512), test::ZipCentral("word/", dataBytes, 0), test::ZipEnd()});
+        medium.farSectors = Join({Zeros(at % 512), ZipCentral("word/", dataBytes, 0), ZipEnd()});
         EXPECT_EQ(Scan(6, medium), over == 0 ? (Finds{{0, limit + 22}}) : Finds{});
     }
 }

@@ -10,12 +10,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
-using Claims = std::vector<test::Claim>;
+using namespace test;
 using Kinds = std::array<Finds, 12>;
 
 struct NameCase {
@@ -127,8 +122,8 @@ Kinds ReferenceScan(const Medium& medium, std::int64_t maxSize) {
     return kinds;
 }
 
-Kinds ScanWithEngine(KZipFileSearcher& engine, Medium& medium, const test::Blocks& blocks) {
-    std::array<test::RecordingSink, 12> sinks;
+Kinds ScanWithEngine(KZipFileSearcher& engine, Medium& medium, const Blocks& blocks) {
+    std::array<RecordingSink, 12> sinks;
     std::int64_t first = 0;
     for (const std::int64_t count : blocks) {
         const SectorBlock block = BlockOf(medium, first, count);
@@ -138,13 +133,13 @@ Kinds ScanWithEngine(KZipFileSearcher& engine, Medium& medium, const test::Block
         first += count;
     }
     Kinds kinds;
-    std::ranges::transform(sinks, kinds.begin(), &test::RecordingSink::finds);
+    std::ranges::transform(sinks, kinds.begin(), &RecordingSink::finds);
     return kinds;
 }
 
 // Sectors of 51 to 600 bytes with headers, end marks and names, whole, cut and with a byte changed, most of them where
 // a sector begins or ends.
-Medium DenseMedium(test::Noise& noise) {
+Medium DenseMedium(Noise& noise) {
     const auto size = 51 + noise.Below(550);
     const auto sectors = 1 + noise.Below(120);
     Bytes bytes(sectors * size, 'l');
@@ -166,7 +161,7 @@ Medium DenseMedium(test::Noise& noise) {
         if (what < 7) {
             place(sector, BytesOf("PK\x03\x04"));
         } else if (what < 10) {
-            place(noise.Below(2) == 0 ? anywhere : nearEnd, test::ZipEnd());
+            place(noise.Below(2) == 0 ? anywhere : nearEnd, ZipEnd());
         } else {
             Bytes name = BytesOf(Names()[noise.Below(Names().size())].name);
             for (std::uint8_t& byte : name) {
@@ -179,7 +174,7 @@ Medium DenseMedium(test::Noise& noise) {
 }
 
 TEST(Zip, AgreesWithTheReferenceOnDenseMedia) {
-    test::Noise noise(67);
+    Noise noise(67);
     std::array<std::size_t, 12> reports{};
     for (int round = 0; round < 4000; ++round) {
         Medium medium = DenseMedium(noise);
@@ -200,10 +195,10 @@ TEST(Zip, AgreesWithTheReferenceOnDenseMedia) {
 
 // Header and name in the first of four sectors, the end mark in the last.
 Bytes Package(std::string_view name, std::size_t nameOffset = 100) {
-    Bytes sectors = test::Zeros(4 * 512);
-    std::ranges::copy(test::ZipLocal("", {}), sectors.begin());
+    Bytes sectors = Zeros(4 * 512);
+    std::ranges::copy(ZipLocal("", {}), sectors.begin());
     std::ranges::copy(name, sectors.begin() + static_cast<std::ptrdiff_t>(nameOffset));
-    std::ranges::copy(test::ZipEnd(), sectors.begin() + 3 * 512);
+    std::ranges::copy(ZipEnd(), sectors.begin() + 3 * 512);
     return sectors;
 }
 constexpr Found WholePackage{0, 3 * 512 + 22};
@@ -242,36 +237,36 @@ TEST(Zip, EndsAtTheFirstWholeMarkThatNamesDiskZero) {
                        {233, "", {}}};
     for (const auto& tested : cases) {
         Medium medium(512, Package(tested.before));
-        std::ranges::copy(test::ZipEnd(), medium.Data().begin() + static_cast<std::ptrdiff_t>(tested.offset));
+        std::ranges::copy(ZipEnd(), medium.Data().begin() + static_cast<std::ptrdiff_t>(tested.offset));
         EXPECT_EQ(ScanWithAllTypes(medium, {1, 1, 2}), tested.claims) << tested.offset;
     }
     Medium medium(512, Package(""));
-    medium.Put(1, test::ZipEnd());
+    medium.Put(1, ZipEnd());
     medium.Data()[512 + 4] = 1;
     EXPECT_EQ(Scan(67, medium), (Finds{WholePackage})) << "part of a split archive";
 }
 
 TEST(Zip, StoredArchivesAtSectorStartsEndTogetherWithTheOnesAroundThem) {
     Medium medium;
-    medium.Put(0, test::ZipLocal("", {})).Put(2, test::ZipLocal("", {})).Put(5, test::ZipLocal("", {}));
-    medium.Put(9, BytesOf("META-INF/MANIFEST.MF")).Put(12, test::ZipEnd(100));
+    medium.Put(0, ZipLocal("", {})).Put(2, ZipLocal("", {})).Put(5, ZipLocal("", {}));
+    medium.Put(9, BytesOf("META-INF/MANIFEST.MF")).Put(12, ZipEnd(100));
     const auto upTo = [](std::int64_t start) {
         return Found{start, (12 - start) * 512 + 22};
     };
-    EXPECT_EQ(test::ScanAtEverySplit(94, medium), (Finds{upTo(5), upTo(0), upTo(2)}));
+    EXPECT_EQ(ScanAtEverySplit(94, medium), (Finds{upTo(5), upTo(0), upTo(2)}));
 }
 
 TEST(Zip, OnlyTheEnginesOwnEndOfScanForgetsWaitingArchives) {
     Medium waiting;
-    waiting.Put(0, test::ZipLocal("", {})).Put(1, test::ZipLocal("", {}));
+    waiting.Put(0, ZipLocal("", {})).Put(1, ZipLocal("", {}));
     Medium later(512, Package(""));
     const SectorBlock first = BlockOf(waiting);
     later.streamShift = 100;
     const SectorBlock second = BlockOf(later);
     KZipFileSearcher& engine = SharedEngine<KZipFileSearcher>();
     for (const bool forget : {false, true}) {
-        const test::TypePtr zip = test::CreateType(67);
-        test::RecordingSink sink;
+        const TypePtr zip = CreateType(67);
+        RecordingSink sink;
         zip->BeginScan();
         zip->SetMaxFileSize(300);
         zip->ScanBlock(&first, &sink);
@@ -282,7 +277,7 @@ TEST(Zip, OnlyTheEnginesOwnEndOfScanForgetsWaitingArchives) {
         const Found whole{100, WholePackage.size};
         const Found waited{0, 512 + WholePackage.size};
         EXPECT_EQ(sink.finds, forget ? (Finds{whole, whole}) : (Finds{whole, waited, whole, waited}));
-        EXPECT_EQ(test::CreateType(9)->Reset(), 1);
+        EXPECT_EQ(CreateType(9)->Reset(), 1);
         zip->ScanBlock(&second, &sink);
         EXPECT_EQ(sink.finds.back(), whole) << "another type's reset makes the engine scan again";
     }

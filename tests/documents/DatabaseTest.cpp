@@ -7,18 +7,11 @@
 
 namespace {
 
-using test::Bytes;
-using test::DataFile;
-using test::DataFilePage;
-using test::DataFilePlan;
-using test::JetFile;
-using test::JetPlan;
-using test::Medium;
-using Finds = std::vector<test::Found>;
+using namespace test;
 
 TEST(Rc4, GivesTheKnownKeyStream) {
-    Rc4 cipher(test::BytesOf("Wiki"));
-    Bytes text = test::BytesOf("pedia");
+    Rc4 cipher(BytesOf("Wiki"));
+    Bytes text = BytesOf("pedia");
     for (std::uint8_t& byte : text) {
         byte ^= cipher.Next();
     }
@@ -27,8 +20,8 @@ TEST(Rc4, GivesTheKnownKeyStream) {
 
 // The file between noise; the size found, or 0.
 std::int64_t SizeFound(std::int32_t index, const Bytes& file) {
-    test::Noise noise(file.size());
-    Medium medium(512, test::Join({noise.Random(512), file, noise.Random(64 * 512)}));
+    Noise noise(file.size());
+    Medium medium(512, Join({noise.Random(512), file, noise.Random(64 * 512)}));
     const Finds finds = Scan(index, medium);
     EXPECT_LE(finds.size(), 1U);
     return finds.empty() ? 0 : finds[0].size;
@@ -63,7 +56,7 @@ TEST(Access, TheMapOfFreePagesAndThePagesTellTheEnd) {
 TEST(Access, ZeroPagesCountBetweenPagesOfAFileThatOutgrewItsMap) {
     Bytes file = JetFile({.pages = 100, .lastUsed = 63});
     std::fill_n(file.begin() + 60 * 2048, 30 * 2048, std::uint8_t{0});
-    EXPECT_EQ(SizeFound(71, test::Join({file, test::Zeros(2048)})), 100 * 2048);
+    EXPECT_EQ(SizeFound(71, Join({file, Zeros(2048)})), 100 * 2048);
     file[2 * 2048 - 8] = 0x80;  // Page 7 is free, the last one of the map still in use.
     EXPECT_EQ(SizeFound(71, file), 100 * 2048);
     // The page that the map ends with may be zeros, one without a map may not.
@@ -78,7 +71,7 @@ TEST(Access, ZeroPagesCountBetweenPagesOfAFileThatOutgrewItsMap) {
 
 TEST(Access, MapsOfPagesFarAwayAreNotFollowed) {
     Bytes file = JetFile({.pages = 12, .lastUsed = 11});
-    test::SetLittle(file, 2 * 2048 - 12, 0xFFFFFFF0, 4);  // The map's first page.
+    SetLittle(file, 2 * 2048 - 12, 0xFFFFFFF0, 4);  // The map's first page.
     EXPECT_EQ(SizeFound(71, file), 0);
     file = JetFile({.pages = 12, .lastUsed = 11, .inlineBits = 0});
     file[5 * 2048] = 4;  // The page of bits is none: the file has no map.
@@ -123,11 +116,11 @@ TEST(SqlServer, NeedsItsFirstPages) {
 TEST(SqlServer, LargeFilesHaveMoreMaps) {
     constexpr std::int64_t mapPages = 511232;
     const Bytes start = DataFile({.pages = 24, .growth = 0, .extentsInUse = 63904});
-    test::SparseMedium medium(mapPages * 3 * std::int64_t{DataFilePage});
+    SparseMedium medium(mapPages * 3 * std::int64_t{DataFilePage});
     medium.Put(0, start);
-    medium.Put(mapPages * std::int64_t{DataFilePage}, test::ExtentMapPage(mapPages, 5));
+    medium.Put(mapPages * std::int64_t{DataFilePage}, ExtentMapPage(mapPages, 5));
     EXPECT_EQ(medium.ScanStart(72), (Finds{{0, (mapPages + 40) * std::int64_t{DataFilePage}}}));
-    medium.Put(mapPages * std::int64_t{DataFilePage}, test::ExtentMapPage(mapPages + 1, 5));
+    medium.Put(mapPages * std::int64_t{DataFilePage}, ExtentMapPage(mapPages + 1, 5));
     EXPECT_EQ(medium.ScanStart(72), (Finds{{0, mapPages * std::int64_t{DataFilePage}}}));
 }
 

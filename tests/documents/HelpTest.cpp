@@ -5,10 +5,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::HelpDirectory;
-using test::Medium;
-using Finds = std::vector<test::Found>;
+using namespace test;
 
 constexpr std::uint64_t Most = ~std::uint64_t{0};
 
@@ -21,7 +18,7 @@ struct Field {
 };
 
 bool IsFoundWith(std::int32_t index, Bytes file, const Field& field, std::uint64_t value) {
-    test::SetLittle(file, field.offset, value, field.width);
+    SetLittle(file, field.offset, value, field.width);
     Medium medium;
     medium.Put(1, file).Grow(12);
     return Scan(index, medium) == Finds{{1, static_cast<std::int64_t>(file.size())}};
@@ -39,7 +36,7 @@ void CheckFields(std::int32_t index, const Bytes& file, const std::vector<Field>
 }
 
 TEST(Help, TheDirectoryProvesTheSize) {
-    const Bytes file = test::HelpFile();
+    const Bytes file = HelpFile();
     const std::size_t tree = HelpDirectory + 9;
     const std::size_t size = file.size();
     const std::size_t room = size - HelpDirectory;
@@ -58,7 +55,7 @@ TEST(Help, TheDirectoryProvesTheSize) {
 }
 
 TEST(Help, CompiledHelpHasItsSectionsInOrder) {
-    const Bytes file = test::CompiledHelpFile();
+    const Bytes file = CompiledHelpFile();
     const std::size_t room = file.size() - 0x78;
     CheckFields(30, file,
                 {{4, 4, {}, {4}},

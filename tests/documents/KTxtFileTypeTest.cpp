@@ -6,9 +6,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Found;
-using test::Medium;
+using namespace test;
 
 constexpr std::int32_t Txt = 28;
 constexpr std::int64_t Cap = 0x10000;
@@ -48,11 +46,11 @@ TEST(Text, IsAnUnbrokenRunFromASectorStart) {
         .Put(12, "\xC3" + std::string(600, 'a'));
     medium.Put(20, std::string(100 * 1024, '\t')).Grow(230);
     const std::vector<Found> expected{{1, 300}, {3, 1536}, {20, Cap}};
-    EXPECT_EQ(test::ScanAtEverySplit(Txt, medium), expected);
+    EXPECT_EQ(ScanAtEverySplit(Txt, medium), expected);
 }
 
 TEST(Text, FollowsTheRuleOnRandomMedia) {
-    test::Noise noise(5);
+    Noise noise(5);
     const std::string odd("\0\x08\t\n\x0B\x0C\r\x0E\x1F \x7E\x7F\x80\xA0\xFF", 15);
     std::size_t finds = 0;
     for (const std::int32_t sectorSize : {1, 63, 64, 200, 512, 520}) {
@@ -65,8 +63,8 @@ TEST(Text, FollowsTheRuleOnRandomMedia) {
             medium.Grow(71);
             const std::int64_t maxSize = round % 2 == 0 ? Cap : 300;
             const auto expected = ReferenceText(medium, maxSize);
-            const test::TypePtr type = test::CreateType(Txt);
-            ASSERT_EQ(test::Scan(*type, medium, test::RandomBlocks(medium, noise), maxSize), expected) << sectorSize;
+            const TypePtr type = CreateType(Txt);
+            ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise), maxSize), expected) << sectorSize;
             finds += expected.size();
         }
     }

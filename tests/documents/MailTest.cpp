@@ -10,11 +10,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int32_t Pst = 32;
 constexpr std::int32_t Dbx = 33;
@@ -28,30 +24,29 @@ TEST(MailFolders, HaveTheSizeOfTheirHeader) {
         Bytes header;
         std::optional<std::int64_t> size;
     } cases[] = {
-        {Pst, test::PersonalFolders(255, 255), std::nullopt},
-        {Pst, test::PersonalFolders(256, 0x80000000), 256},
-        {Pst, test::PersonalFolders(0xFFFFFFFF, 300), 300},
-        {Pst, test::PersonalFolders(0xFFFFFFFF, 0x80000000), std::nullopt},
-        {Dbx, test::ExpressFolder(0), 4096},
-        {Dbx, test::ExpressFolder(0x7FFFEFFF), 0x7FFFFFFF},
-        {Dbx, test::ExpressFolder(0x7FFFF000), std::nullopt},
-        {Dbx, test::ExpressFolder(0xFFFFF0FF), std::nullopt},
-        {Dbx, test::ExpressFolder(0xFFFFF100), 256},
+        {Pst, PersonalFolders(255, 255), std::nullopt},
+        {Pst, PersonalFolders(256, 0x80000000), 256},
+        {Pst, PersonalFolders(0xFFFFFFFF, 300), 300},
+        {Pst, PersonalFolders(0xFFFFFFFF, 0x80000000), std::nullopt},
+        {Dbx, ExpressFolder(0), 4096},
+        {Dbx, ExpressFolder(0x7FFFEFFF), 0x7FFFFFFF},
+        {Dbx, ExpressFolder(0x7FFFF000), std::nullopt},
+        {Dbx, ExpressFolder(0xFFFFF0FF), std::nullopt},
+        {Dbx, ExpressFolder(0xFFFFF100), 256},
     };
     for (const auto& tested : cases) {
         Medium medium;
         medium.Put(2, tested.header).Put(4, tested.header).Grow(6);
         const Finds expected = tested.size ? Finds{{2, *tested.size}, {4, *tested.size}} : Finds{};
-        EXPECT_EQ(test::ScanAtEverySplit(tested.type, medium), expected) << &tested - cases;
+        EXPECT_EQ(ScanAtEverySplit(tested.type, medium), expected) << &tested - cases;
     }
     // The last field must fit the sector.
-    for (const auto& [type, header] :
-         {std::pair(Pst, test::PersonalFolders(600, 600)), {Dbx, test::ExpressFolder(0)}}) {
+    for (const auto& [type, header] : {std::pair(Pst, PersonalFolders(600, 600)), {Dbx, ExpressFolder(0)}}) {
         const auto fits = static_cast<std::int32_t>(type == Pst ? 192 : 128);
         for (const std::int32_t sectorSize : {fits - 1, fits}) {
             Medium medium(sectorSize);
             medium.Put(0, header).Grow(3);
-            EXPECT_EQ(test::Scan(type, medium).size(), sectorSize == fits ? 1U : 0U) << sectorSize;
+            EXPECT_EQ(Scan(type, medium).size(), sectorSize == fits ? 1U : 0U) << sectorSize;
         }
     }
 }
@@ -63,7 +58,7 @@ const std::string MhtHead = "MIME-Version: 1.0\r\nContent-Type: multipart/relate
 Finds ScanArchive(const std::string& head, const std::string& tail, std::int64_t tailSector = 2) {
     Medium medium;
     medium.Put(1, head).Put(tailSector, tail).Grow(8);
-    return test::ScanAtEverySplit(Mht, medium);
+    return ScanAtEverySplit(Mht, medium);
 }
 
 TEST(WebArchive, NeedsItsThreeTextsInTheFirstBytes) {
@@ -87,7 +82,7 @@ TEST(WebArchive, NeedsItsThreeTextsInTheFirstBytes) {
     }
     Medium medium(64);
     medium.Put(0, MhtHead).Put(5, "</xml>").Grow(8);
-    EXPECT_EQ(test::Scan(Mht, medium), Finds{}) << "a sector of 64 bytes is too small";
+    EXPECT_EQ(Scan(Mht, medium), Finds{}) << "a sector of 64 bytes is too small";
 }
 
 TEST(WebArchive, EndsAtItsClosingBoundaryCloseBehindTheList) {
@@ -118,10 +113,10 @@ TEST(WebArchive, EndsAtItsClosingBoundaryCloseBehindTheList) {
     Medium medium;
     medium.Put(0, MhtHead + "b\"").Put(3, MhtHead + "bc\"").Put(5, std::string(502, ' ') + "</xml>bc--");
     medium.Put(6, MhtHead + "b\"").Put(7, std::string(503, ' ') + "</xml>b--");
-    EXPECT_EQ(test::ScanAtEverySplit(Mht, medium), (Finds{{0, 1536}, {3, 1024 + 512}, {6, 1024}}));
+    EXPECT_EQ(ScanAtEverySplit(Mht, medium), (Finds{{0, 1536}, {3, 1024 + 512}, {6, 1024}}));
     medium.Put(5, std::string(503, ' ') + "</xml>bc--");
     medium.Put(6, std::string(1, '-') + std::string(511, ' ')).Grow(8);
-    EXPECT_EQ(test::ScanAtEverySplit(Mht, medium), (Finds{{0, 1536}}));
+    EXPECT_EQ(ScanAtEverySplit(Mht, medium), (Finds{{0, 1536}}));
 }
 
 // ---- Messages ------------------------------------------------------------
@@ -212,7 +207,7 @@ Finds ReferenceMessages(const Medium& medium, std::int64_t maxSize) {
 }
 
 // Mail in pieces: whole headers and markers, broken ones, and what lies in between, of all lengths.
-Bytes MailLike(test::Noise& noise, std::size_t size) {
+Bytes MailLike(Noise& noise, std::size_t size) {
     const std::string pieces[] = {"Received:",
                                   "\r\nReceived: x",
                                   "\r\nContent-Type:",
@@ -247,15 +242,15 @@ Bytes MailLike(test::Noise& noise, std::size_t size) {
 }
 
 TEST(Message, FollowsTheRuleOnRandomMedia) {
-    test::Noise noise(34);
+    Noise noise(34);
     std::size_t finds = 0;
     for (const std::int32_t sectorSize : {512, 520, 1024, 2048}) {
         for (int round = 0; round < 150; ++round) {
             Medium medium(sectorSize, MailLike(noise, static_cast<std::size_t>(sectorSize) * (20 + noise.Below(60))));
             const std::int64_t maxSize = round % 3 == 0 ? 0x500000 : static_cast<std::int64_t>(1 + noise.Below(20000));
             const Finds expected = ReferenceMessages(medium, maxSize);
-            const test::TypePtr type = test::CreateType(Eml);
-            ASSERT_EQ(test::Scan(*type, medium, test::RandomBlocks(medium, noise), maxSize), expected)
+            const TypePtr type = CreateType(Eml);
+            ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise), maxSize), expected)
                 << sectorSize << ", round " << round;
             finds += expected.size();
         }
@@ -265,7 +260,7 @@ TEST(Message, FollowsTheRuleOnRandomMedia) {
 
 // Markers that come far behind their messages, or never: beyond what is kept in mind of the bytes ahead.
 TEST(Message, FollowsTheRuleWhereMarkersAreFarAhead) {
-    test::Noise noise(35);
+    Noise noise(35);
     constexpr std::int64_t sectors = 24 * 2048;
     Medium medium;
     medium.Grow(sectors);
@@ -279,7 +274,7 @@ TEST(Message, FollowsTheRuleWhereMarkersAreFarAhead) {
         }
     }
     const Finds expected = ReferenceMessages(medium, 0x500000);
-    EXPECT_EQ(test::Scan(Eml, medium, 2048), expected);
+    EXPECT_EQ(Scan(Eml, medium, 2048), expected);
     EXPECT_GT(expected.size(), 20U);
 }
 
@@ -287,10 +282,10 @@ TEST(Message, RemembersTheLastOneOverScansAndTakesItsBytesForSectors) {
     const std::string mail = "Received: x\r\nContent-Type: multipart/mixed; boundary=b\r\n";
     Medium medium;
     medium.Put(0, mail).Put(4, mail + std::string(600, ' ') + "--b--").Grow(8);
-    const test::TypePtr type = test::CreateType(Eml);
+    const TypePtr type = CreateType(Eml);
     const auto scan = [&] {
-        test::RecordingSink sink;
-        const SectorBlock block = test::BlockOf(medium);
+        RecordingSink sink;
+        const SectorBlock block = BlockOf(medium);
         type->BeginScan();
         type->ScanBlock(&block, &sink);
         type->EndScan();
@@ -300,7 +295,7 @@ TEST(Message, RemembersTheLastOneOverScansAndTakesItsBytesForSectors) {
     EXPECT_EQ(scan(), 0U) << "both lie in the last one reported";
     Medium large(4096);
     large.Put(0, mail + std::string(600, ' ') + "--b--").Grow(2);
-    EXPECT_EQ(test::Scan(Eml, large), Finds{});
+    EXPECT_EQ(Scan(Eml, large), Finds{});
 }
 
 // ---- Stored messages -----------------------------------------------------
@@ -316,27 +311,27 @@ TEST(StoredMessage, EndsWithTheEntriesOfItsTable) {
         std::int64_t size;  // 0: not reported
         std::int64_t cap = 0x500000;
     } cases[] = {
-        {test::StoredMessage(), 6 * 512},
-        {without(test::StoredMessage(), 512), 0},            // no directory
-        {without(test::StoredMessage(), table + 4), 0},      // another table
-        {without(test::StoredMessage(), table + 5 * 4), 0},  // no end of a chain
+        {StoredMessage(), 6 * 512},
+        {without(StoredMessage(), 512), 0},            // no directory
+        {without(StoredMessage(), table + 4), 0},      // another table
+        {without(StoredMessage(), table + 5 * 4), 0},  // no end of a chain
         // 125 entries and two more fill the sector; one more begins the next.
-        {test::StoredMessage(125, 1), 6 * 512},
-        {test::StoredMessage(125, 2), 7 * 512},
-        {test::StoredMessage(5, 300), 8 * 512},
+        {StoredMessage(125, 1), 6 * 512},
+        {StoredMessage(125, 2), 7 * 512},
+        {StoredMessage(5, 300), 8 * 512},
         // The end of the chain and the entry behind it lie in the first ten sectors of the table.
-        {test::StoredMessage(1278, 1), 16 * 512},
-        {test::StoredMessage(1279, 1), 0},
-        {test::StoredMessage(), 6 * 512, 6 * 512},
-        {test::StoredMessage(), 0, 6 * 512 - 1},
+        {StoredMessage(1278, 1), 16 * 512},
+        {StoredMessage(1279, 1), 0},
+        {StoredMessage(), 6 * 512, 6 * 512},
+        {StoredMessage(), 0, 6 * 512 - 1},
         // No free entry where it is looked for.
-        {test::StoredMessage(5, 900), 0, 3600},
+        {StoredMessage(5, 900), 0, 3600},
     };
     for (const auto& tested : cases) {
         Medium medium;
         medium.Put(1, tested.file).Put(20, tested.file).Grow(60);
         const Finds expected = tested.size != 0 ? Finds{{1, tested.size}, {20, tested.size}} : Finds{};
-        EXPECT_EQ(test::Scan(Msg, medium, 0, tested.cap), expected) << &tested - cases;
+        EXPECT_EQ(Scan(Msg, medium, 0, tested.cap), expected) << &tested - cases;
     }
 }
 
@@ -344,10 +339,10 @@ TEST(StoredMessage, EndsWithTheEntriesOfItsTable) {
 TEST(StoredMessage, CountsEntriesAheadAsIfItWereAlone) {
     constexpr std::int64_t messages = 12;
     constexpr std::size_t firstEntry = 5 * 512 + 28;
-    test::Noise noise(36);
+    Noise noise(36);
     Medium medium;
     for (std::int64_t i = 0; i < messages; ++i) {
-        Bytes file = test::StoredMessage();
+        Bytes file = StoredMessage();
         for (std::size_t at = firstEntry; at < file.size(); at += 4) {
             file[at] = noise.Below(2) == 0 ? 0xFD : 0xFC;
         }
@@ -363,7 +358,7 @@ TEST(StoredMessage, CountsEntriesAheadAsIfItWereAlone) {
         }
         expected.push_back({i * 6, (length + 511) / 512 * 512});
     }
-    EXPECT_EQ(test::ScanAtEverySplit(Msg, medium), expected);
+    EXPECT_EQ(ScanAtEverySplit(Msg, medium), expected);
 }
 
 }  // namespace

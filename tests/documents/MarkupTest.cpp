@@ -7,9 +7,7 @@
 
 namespace {
 
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int32_t Html = 26;
 constexpr std::int32_t Xml = 27;
@@ -36,7 +34,7 @@ Finds FindsIn(std::int32_t type, const std::string& bytes) {
     Medium medium;
     medium.Put(2, bytes);
     medium.Grow(medium.SectorCount() + 2);
-    return test::ScanAtEverySplit(type, medium);
+    return ScanAtEverySplit(type, medium);
 }
 
 TEST(Markup, IsFoundWholeOrNotAtAll) {
@@ -115,7 +113,7 @@ TEST(Markup, EndTagsMayLieAcrossReads) {
             Medium medium;
             medium.Put(2, file).Grow(40);
             const Finds expected{{2, static_cast<std::int64_t>(file.size())}};
-            ASSERT_EQ(test::Scan(type, medium, 1), expected) << length;
+            ASSERT_EQ(Scan(type, medium, 1), expected) << length;
         }
     }
 }
@@ -141,7 +139,7 @@ TEST(Markup, ManyStartsAreNotFollowedFar) {
             medium.Put(sector, start + std::string(512 - start.size(), 'x'));
         }
         medium.Grow(sectors + 1);
-        test::Scan(type, medium, 1);
+        Scan(type, medium, 1);
         EXPECT_GT(medium.sectorsRead, sectors) << start;
         EXPECT_LT(medium.sectorsRead, sectors * 100) << start;
     }

@@ -8,17 +8,14 @@
 
 namespace {
 
-using test::Bytes;
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int64_t TailStart = 20000;
 
 // Bookmarks with the given bytes from `TailStart` on, then a last tail that ends the file for certain.
 Finds ScanTail(const std::string& tail) {
-    Bytes file = test::Join({test::BytesOf("<!doctype NETSCAPE-Bookmark-file-1>\n"), Bytes(TailStart - 36, ' ')});
-    const Bytes end = test::Join({test::BytesOf(tail), Bytes(1000, ' '), test::BytesOf("</DL><p>")});
+    Bytes file = Join({BytesOf("<!doctype NETSCAPE-Bookmark-file-1>\n"), Bytes(TailStart - 36, ' ')});
+    const Bytes end = Join({BytesOf(tail), Bytes(1000, ' '), BytesOf("</DL><p>")});
     file.insert(file.end(), end.begin(), end.end());
     Medium medium;
     medium.Put(1, file);

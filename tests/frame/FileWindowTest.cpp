@@ -8,15 +8,14 @@
 
 namespace {
 
-using test::Bytes;
-using test::Medium;
+using namespace test;
 
 constexpr std::int64_t FileSector = 3;
 
 // A file that begins at `FileSector`, seen from the block of `blockSectors` sectors that begins there.
 struct Seen {
     Seen(Medium& medium, std::int64_t blockSectors, std::int64_t limit)
-        : block(test::BlockOf(medium, FileSector, blockSectors)),
+        : block(BlockOf(medium, FileSector, blockSectors)),
           candidate{block, block.firstSector, ByteSpan(block.data, 512)},
           window(candidate, limit, meter) {}
 
@@ -29,7 +28,7 @@ struct Seen {
 ByteSpan File(const Medium& medium) { return ByteSpan(medium.Data()).subspan(FileSector * 512); }
 
 TEST(FileWindow, ShowsTheFilesBytesAtAnyOffsetFromAnyBlock) {
-    test::Noise noise(3);
+    Noise noise(3);
     Medium medium(512, noise.Random(200 * 512));
     const ByteSpan file = File(medium);
     for (const std::int64_t blockSectors : {1, 2, 40, 197}) {
@@ -51,7 +50,7 @@ TEST(FileWindow, ShowsTheFilesBytesAtAnyOffsetFromAnyBlock) {
 TEST(FileWindow, EndsWithTheMediumAndWithTheBlockWhenThereIsNoSource) {
     Medium medium(512, Bytes(20 * 512, 1));
     EXPECT_EQ(Seen(medium, 1, 1 << 30).window.Limit(), 20 * 512);
-    SectorBlock block = test::BlockOf(medium, FileSector, 2);
+    SectorBlock block = BlockOf(medium, FileSector, 2);
     block.source = nullptr;
     const Candidate candidate{block, block.firstSector, ByteSpan(block.data, 512)};
     WorkMeter meter(1 << 30);
@@ -65,7 +64,7 @@ TEST(FileWindow, FindsAMarkAcrossPiecesAndOnlyWithinItsBounds) {
     const auto pattern = PatternOf("%%EOF");
     const ByteMark mark{pattern};
     for (const std::int64_t at : {0, 509, 1022, 1024 + 16382, 40000}) {
-        Medium medium(512, test::Zeros(100 * 512));
+        Medium medium(512, Zeros(100 * 512));
         std::ranges::copy(pattern, medium.Data().begin() + FileSector * 512 + at);
         Seen seen(medium, 2, 45000);
         EXPECT_EQ(seen.window.Find(mark, 0, 45000), at);

@@ -10,13 +10,12 @@
 
 namespace {
 
-using test::Bytes;
-using test::Medium;
+using namespace test;
 using Requests = std::vector<Medium::Request>;
 
 // A medium whose every byte tells its place well enough for a mistaken offset to show.
 Medium NumberedMedium(std::int64_t sectors, std::int32_t sectorSize = 512) {
-    return Medium(sectorSize, test::Noise(3).Random(static_cast<std::size_t>(sectors * sectorSize)));
+    return Medium(sectorSize, Noise(3).Random(static_cast<std::size_t>(sectors * sectorSize)));
 }
 
 Bytes Slice(const Medium& medium, std::int64_t from, std::size_t length) {
@@ -34,7 +33,7 @@ Bytes ReadAt(KFileSimulator& reader, std::int64_t position, std::uint32_t length
 
 TEST(KFileSimulator, ServesReadsThatCrossASectorFromTheBlock) {
     Medium medium = NumberedMedium(200);
-    const SectorBlock block = test::BlockOf(medium, 10, 20);
+    const SectorBlock block = BlockOf(medium, 10, 20);
     KFileSimulator reader(&block, Medium::StreamStart + 12, 1024);
 
     EXPECT_EQ(ReadAt(reader, 500, 40), Slice(medium, 12 * 512 + 500, 40));
@@ -48,7 +47,7 @@ TEST(KFileSimulator, ServesReadsThatCrossASectorFromTheBlock) {
 
 TEST(KFileSimulator, ServesAReadInsideOneSectorThroughTheCache) {
     Medium medium = NumberedMedium(200);
-    const SectorBlock block = test::BlockOf(medium, 0, 200);
+    const SectorBlock block = BlockOf(medium, 0, 200);
     KFileSimulator reader(&block, Medium::StreamStart + 5, 0);
     EXPECT_EQ(ReadAt(reader, 600, 8), Slice(medium, 5 * 512 + 600, 8));
     EXPECT_EQ(medium.requests, (Requests{{6, 64}}));
@@ -58,13 +57,13 @@ TEST(KFileSimulator, ServesAReadInsideOneSectorThroughTheCache) {
 
 TEST(KFileSimulator, TakesTheBlocksPartFirstAndRefillsBehindIt) {
     Medium medium = NumberedMedium(300);
-    const SectorBlock block = test::BlockOf(medium, 0, 8);
+    const SectorBlock block = BlockOf(medium, 0, 8);
     KFileSimulator reader(&block, Medium::StreamStart + 6, 0);
     EXPECT_EQ(ReadAt(reader, 0, 4096), Slice(medium, 6 * 512, 4096));
     EXPECT_EQ(medium.requests, (Requests{{8, 64}}));
     // Behind the block and in front of it.
     EXPECT_EQ(ReadAt(reader, 70000, 5), Slice(medium, 6 * 512 + 70000, 5));
-    const SectorBlock late = test::BlockOf(medium, 100, 8);
+    const SectorBlock late = BlockOf(medium, 100, 8);
     KFileSimulator before(&late, Medium::StreamStart + 2, 0);
     EXPECT_EQ(ReadAt(before, 0, 2048), Slice(medium, 1024, 2048));
 }
@@ -73,7 +72,7 @@ TEST(KFileSimulator, WalksForwardWithOneHostCallPer32KiB) {
     for (const std::int32_t sectorSize : {1, 51, 512, 520, 4096, 32768}) {
         const std::int64_t sectors = 1'000'000 / sectorSize;
         Medium medium = NumberedMedium(sectors, sectorSize);
-        const SectorBlock block = test::BlockOf(medium, 0, 1);
+        const SectorBlock block = BlockOf(medium, 0, 1);
         KFileSimulator reader(&block, Medium::StreamStart, 0);
         Bytes all;
         for (std::uint32_t step = 1; all.size() + step <= medium.Data().size(); step = step % 5000 + 37) {
@@ -89,7 +88,7 @@ TEST(KFileSimulator, WalksForwardWithOneHostCallPer32KiB) {
 
 TEST(KFileSimulator, SurvivesEveryPosition) {
     Medium medium = NumberedMedium(4);
-    const SectorBlock block = test::BlockOf(medium);
+    const SectorBlock block = BlockOf(medium);
     constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
     for (const std::int64_t base : {std::int64_t{1}, std::int64_t{-5}, last, last - 63, -last}) {
         for (const std::int64_t position : {std::int64_t{-1}, -last - 1, last, last - 1, last / 2, std::int64_t{0}}) {
@@ -121,7 +120,7 @@ TEST(KFileSimulator, SurvivesEveryPosition) {
 
 TEST(KFileSimulator, EndsAShortReadWhenNothingCanBeFetched) {
     Medium huge = NumberedMedium(3, 40000);
-    const SectorBlock hugeBlock = test::BlockOf(huge, 0, 2);
+    const SectorBlock hugeBlock = BlockOf(huge, 0, 2);
     KFileSimulator reader(&hugeBlock, Medium::StreamStart, 0);
     Bytes bytes(100000, 0);
     EXPECT_FALSE(reader.Read(bytes.data(), 100000)) << "the third sector is larger than the cache";
@@ -129,13 +128,13 @@ TEST(KFileSimulator, EndsAShortReadWhenNothingCanBeFetched) {
     EXPECT_FALSE(reader.Read(bytes.data(), 4));
 
     Medium medium = NumberedMedium(4);
-    SectorBlock block = test::BlockOf(medium);
+    SectorBlock block = BlockOf(medium);
     block.source = nullptr;
     KFileSimulator sourceless(&block, Medium::StreamStart, 0);
     EXPECT_FALSE(sourceless.Read(bytes.data(), 3 * 512 + 1));
     EXPECT_EQ(sourceless.Tell(), 3 * 512);
 
-    block = test::BlockOf(medium);
+    block = BlockOf(medium);
     block.data = nullptr;
     KFileSimulator dataless(&block, Medium::StreamStart, 0);
     EXPECT_EQ(ReadAt(dataless, 0, 1024), Slice(medium, 0, 1024));
@@ -147,7 +146,7 @@ TEST(KFileSimulator, EndsAShortReadWhenNothingCanBeFetched) {
 
 TEST(KFileSimulator, CopiesWithItsCache) {
     Medium medium = NumberedMedium(100);
-    const SectorBlock block = test::BlockOf(medium, 0, 1);
+    const SectorBlock block = BlockOf(medium, 0, 1);
     KFileSimulator reader(&block, Medium::StreamStart + 3, 77);
     EXPECT_EQ(ReadAt(reader, 10, 4), Slice(medium, 3 * 512 + 10, 4));
     KFileSimulator copy(reader);

@@ -8,8 +8,7 @@
 
 namespace {
 
-using test::Medium;
-using Finds = std::vector<test::Found>;
+using namespace test;
 
 constexpr auto Head = PatternOf("HEAD");
 
@@ -31,7 +30,7 @@ TEST(KHeadTailFileTemplate, ReportsAFixedSizeAtOnceAndLooksForNoTail) {
     for (const std::int32_t dropped : {511, 1, 0, -1, -512, -0x7FFFFFFF - 1}) {
         EXPECT_EQ(ScanFixed(dropped, medium), Finds{}) << dropped;
     }
-    Medium tiny(3, test::BytesOf("HEADHEADHEAD"));
+    Medium tiny(3, BytesOf("HEADHEADHEAD"));
     EXPECT_EQ(ScanFixed(512, tiny), Finds{});
 }
 

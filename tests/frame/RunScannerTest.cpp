@@ -8,11 +8,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Found;
-using test::Medium;
-using test::RunFormat;
-using Finds = std::vector<Found>;
+using namespace test;
 
 // The rules that every run scanner of the registry follows, each with its own patterns and lengths.
 class RunScannerTest : public testing::TestWithParam<RunFormat> {
@@ -50,7 +46,7 @@ TEST_P(RunScannerTest, SeesATailOnlyInFrontOfTheSectorsLastByte) {
         medium.Put(0, RunFile(format, static_cast<std::size_t>(size))).Put(sectors + 4, format.tail);
         const std::int64_t later = (sectors + 4) * 512 + static_cast<std::int64_t>(format.tail.size());
         const Finds expected{{0, size == lastSeen ? size : later}};
-        EXPECT_EQ(test::ScanAtEverySplit(format.index, medium), expected) << size;
+        EXPECT_EQ(ScanAtEverySplit(format.index, medium), expected) << size;
     }
 }
 
@@ -88,8 +84,8 @@ TEST_P(RunScannerTest, ANewScannerIsAsAfterResetAndACapLastsUntilThen) {
     medium.Put(0, RunFile(format, 20000));
     const SectorBlock block = BlockOf(medium);
     const SectorBlock behindHeader = BlockOf(medium, 1, medium.SectorCount() - 1);
-    const test::TypePtr type = test::CreateType(format.index);
-    test::RecordingSink sink;
+    const TypePtr type = CreateType(format.index);
+    RecordingSink sink;
     for (const std::int64_t maxSize : {0, 1000, 1000, 0}) {
         if (maxSize != 0) {
             type->SetMaxFileSize(maxSize);
@@ -110,9 +106,9 @@ TEST_P(RunScannerTest, EmptyBlocksAndOtherScannersLeaveTheOpenRunAloneAndEndScan
     SectorBlock none = BlockOf(medium, 0, 0);
     SectorBlock negative = BlockOf(medium, 0, -7);
     none.data = nullptr;
-    const test::TypePtr type = test::CreateType(format.index);
-    const test::TypePtr other = test::CreateType(format.index);
-    test::RecordingSink sink;
+    const TypePtr type = CreateType(format.index);
+    const TypePtr other = CreateType(format.index);
+    RecordingSink sink;
     const SectorBlock* const blocks[] = {&none, &start, &none, &negative, &rest};
     for (const SectorBlock* block : blocks) {
         type->ScanBlock(block, &sink);
@@ -134,7 +130,7 @@ TEST_P(RunScannerTest, EmptyBlocksAndOtherScannersLeaveTheOpenRunAloneAndEndScan
 }
 
 // A medium on which heads, tails, pieces of both and near misses are frequent.
-Medium DenseMedium(const RunFormat& format, test::Noise& noise) {
+Medium DenseMedium(const RunFormat& format, Noise& noise) {
     // A third of the sectors have sizes around the borders of the header and tail tests.
     const auto sectorSize = static_cast<std::int32_t>(
         noise.Below(3) == 0 ? std::max(1, format.smallestSector - 2) + static_cast<std::int32_t>(noise.Below(6))
@@ -174,8 +170,8 @@ Medium DenseMedium(const RunFormat& format, test::Noise& noise) {
 }
 
 TEST_P(RunScannerTest, AgreesWithTheReferenceOnDenseMedia) {
-    test::Noise noise(static_cast<std::uint64_t>(format.index));
-    const test::TypePtr type = test::CreateType(format.index);
+    Noise noise(static_cast<std::uint64_t>(format.index));
+    const TypePtr type = CreateType(format.index);
     std::size_t reports = 0;
     for (int round = 0; round < 6000; ++round) {
         Medium medium = DenseMedium(format, noise);
@@ -189,7 +185,7 @@ TEST_P(RunScannerTest, AgreesWithTheReferenceOnDenseMedia) {
     EXPECT_GT(reports, 500U) << "the media have become too thin to test anything";
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, RunScannerTest, testing::ValuesIn(test::RunFormats()),
+INSTANTIATE_TEST_SUITE_P(Formats, RunScannerTest, testing::ValuesIn(RunFormats()),
                          [](const auto& tested) { return tested.param.name; });
 
 }  // namespace

@@ -6,9 +6,7 @@
 
 namespace {
 
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 // Finds a file at every sector, whose first byte is its kind and whose second its size.
 class ToyEngine final : public KindEngine {
@@ -52,7 +50,7 @@ protected:
     Finds ScanBlock(std::int64_t firstSector) {
         SectorBlock block = BlockOf(medium);
         block.firstSector = firstSector;
-        test::RecordingSink sink;
+        RecordingSink sink;
         ToyType<AllKinds...> type;
         type.BeginScan();
         type.SetMaxFileSize(1);

@@ -9,8 +9,7 @@ namespace salvor {
 
 namespace {
 
-using test::Bytes;
-using test::TiffBuilder;
+using namespace test;
 using enum SizeSource;
 
 constexpr std::int32_t Gif = 43;

@@ -13,9 +13,7 @@ namespace salvor {
 
 namespace {
 
-using test::Bytes;
-using test::FakeDevice;
-using test::TempFolder;
+using namespace test;
 
 PlannedFile FileAt(std::int64_t startSector, std::int64_t size) {
     PlannedFile file;

@@ -12,9 +12,7 @@ namespace salvor {
 
 namespace {
 
-using test::Bytes;
-using test::PutNumber;
-using test::TiffBuilder;
+using namespace test;
 using enum ByteOrder;
 constexpr auto Short = test::Short;
 constexpr auto Long = test::Long;

@@ -12,8 +12,7 @@ namespace salvor {
 
 namespace {
 
-using test::Bytes;
-using test::FakeDevice;
+using namespace test;
 
 // The medium's bytes as they must be delivered: zeros behind the end.
 Bytes Expected(const Bytes& image, std::int64_t firstSector, std::int64_t count) {

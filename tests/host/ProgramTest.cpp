@@ -17,11 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-using test::Bytes;
-using test::ReadFile;
-using test::ReadLines;
-using test::RunProgram;
-using test::TempFolder;
+using namespace test;
 
 const fs::path Samples = SALVOR_SAMPLES_DIR;
 const std::string Card = "'" + (Samples / "card.img").string() + "'";

@@ -9,8 +9,7 @@ namespace salvor {
 
 namespace {
 
-using test::Bytes;
-using test::FakeDevice;
+using namespace test;
 
 const Bytes PngStart{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 const Bytes PngEnd{'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};

@@ -11,19 +11,12 @@ namespace {
 
 using namespace std::string_literals;
 using namespace test::box;
-using test::Bytes;
-using test::BytesOf;
-using test::Join;
-using test::Medium;
-using test::SparseMedium;
-using test::TiffField;
-using test::Zeros;
-using Finds = std::vector<test::Found>;
+using namespace test;
 using Fields = std::vector<TiffField>;
 
-constexpr std::uint16_t Byte = test::TiffByte;
-constexpr std::uint16_t Short = test::TiffShort;
-constexpr std::uint16_t Long = test::TiffLong;
+constexpr std::uint16_t Byte = TiffByte;
+constexpr std::uint16_t Short = TiffShort;
+constexpr std::uint16_t Long = TiffLong;
 
 constexpr std::int32_t Cr2 = 50;
 constexpr std::int32_t Cr3 = 51;
@@ -40,7 +33,7 @@ std::optional<std::int64_t> SizeOf(std::int32_t index, const Bytes& file, std::i
 }
 
 Bytes Cr2Of(const std::vector<Fields>& chain, bool bigEndian = false) {
-    test::TiffBuilder builder(bigEndian, BytesOf("CR\2\0\0\0\0\0"s));
+    TiffBuilder builder(bigEndian, BytesOf("CR\2\0\0\0\0\0"s));
     for (const Fields& fields : chain) {
         builder.AppendDirectory(fields);
     }
@@ -97,7 +90,7 @@ TEST(Cr2, DirectoriesAndValuesBehindThePicturesCount) {
                  {"an empty one", 330, {}, 600 + MiB}};
     for (const auto& tested : cases) {
         Fields fields = Strip(600, MiB);
-        test::TiffBuilder behind;
+        TiffBuilder behind;
         behind.Append(Zeros(2 * MiB - 8));
         // The value stands in front of its directory.
         fields.push_back({tested.tag, Long, {behind.AppendDirectory(tested.named)}});
@@ -199,7 +192,7 @@ TEST(Cr3, EndsWhereTheBoxesDo) {
     }
     Medium medium;
     medium.Put(1, Join({Cr3Start(), Box(media, "mdat"), Trailer(700)})).Grow(9);
-    EXPECT_EQ(test::ScanAtEverySplit(Cr3, medium), (Finds{{1, 300 + media + 792}}));
+    EXPECT_EQ(ScanAtEverySplit(Cr3, medium), (Finds{{1, 300 + media + 792}}));
     EXPECT_EQ(Scan(Cr3, medium, 0, 700), (Finds{{1, 700}})) << "the cap";
     // A file of the other type has the same trailer.
     EXPECT_EQ(SizeOf(Cr2, Cr2Of({Strip(600, 2 * MiB - 610)}), 2 * MiB - 10, Trailer(5000)), 2 * MiB - 10 + 5092);

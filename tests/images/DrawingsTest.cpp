@@ -10,16 +10,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::Big;
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Join;
-using test::Little;
-using test::Medium;
-using test::Patched;
-using test::Zeros;
-using test::ZipSizes;
+using namespace test;
 
 struct Case {
     const char* what;
@@ -31,7 +22,7 @@ struct Case {
 
 // Each file is followed by zeros to the end of its sector, and then by noise.
 void ExpectSizes(const std::vector<Case>& cases) {
-    test::Noise noise(7);
+    Noise noise(7);
     for (const Case& tested : cases) {
         Medium medium;
         medium.Put(2, tested.file);
@@ -47,13 +38,13 @@ std::int64_t SizeOf(const Bytes& file) { return static_cast<std::int64_t>(file.s
 Bytes Word(std::uint32_t value) { return Little(value); }
 
 TEST(Drawings, DwgEndsWithItsFurthestPartOrSaysWhere) {
-    const Bytes sections = test::DwgFile("AC1006");
-    const Bytes auxiliary = test::DwgFile("AC1009");
-    const Bytes located = test::DwgFile("AC1015");
+    const Bytes sections = DwgFile("AC1006");
+    const Bytes auxiliary = DwgFile("AC1009");
+    const Bytes located = DwgFile("AC1015");
     const Bytes noPreview = Patched(located, 0x260, {0});
     const Bytes noLast = Patched(noPreview, 0x19 + 4 * 9 + 5, Word(0));
-    const Bytes copied = test::DwgFile("AC1018");
-    const Bytes compressed = test::DwgFile("AC1021");
+    const Bytes copied = DwgFile("AC1018");
+    const Bytes compressed = DwgFile("AC1021");
     ExpectSizes({
         {"release before 2.1", 36, Patched(sections, 0, BytesOf("AC1.50")), 0},
         {"unknown release", 36, Patched(sections, 0, BytesOf("AC1005")), 0},
@@ -98,9 +89,9 @@ TEST(Drawings, DwgEndsWithItsFurthestPartOrSaysWhere) {
 }
 
 TEST(Drawings, RowsOfBlocksEndWhereNoneFollows) {
-    const Bytes paint = test::PspFile(5);
-    const Bytes canvas = test::OciFile();
-    const Bytes scene = test::MbFile(true);
+    const Bytes paint = PspFile(5);
+    const Bytes canvas = OciFile();
+    const Bytes scene = MbFile(true);
     const Bytes noLayers = Patched(paint, 36 + 10 + 46 + 10 + 20 + 4, Little(std::uint16_t{7}));
     ExpectSizes({
         {"one block", 39, Patched(paint, 36 + 56, {0}), 0},
@@ -123,7 +114,7 @@ TEST(Drawings, RowsOfBlocksEndWhereNoneFollows) {
 }
 
 TEST(Drawings, CasioAreasAreThereAndArePictures) {
-    const Bytes file = test::CamFile();
+    const Bytes file = CamFile();
     const auto stripped = [&file](std::uint16_t scan) {
         return Patched(Patched(file, 6, Big(std::uint16_t{3})), 38,
                        Join({Big(std::uint16_t{3}), Big(scan), Big(std::uint16_t{200}), Big(std::uint16_t{300})}));
@@ -144,8 +135,8 @@ TEST(Drawings, CasioAreasAreThereAndArePictures) {
 }
 
 TEST(Drawings, CdrIsARiffFileOrAPackage) {
-    const Bytes riff = test::CdrFile();
-    const Bytes package = test::CdrPackage(ZipSizes::Behind);
+    const Bytes riff = CdrFile();
+    const Bytes package = CdrPackage(ZipSizes::Behind);
     const Bytes old = Patched(Patched(riff, 8, BytesOf("CDR DISP")), 16, Word(2));
     const std::size_t lastChunk = riff.size() - 68;
     ExpectSizes({
@@ -162,12 +153,11 @@ TEST(Drawings, CdrIsARiffFileOrAPackage) {
          Patched(Patched(riff, lastChunk + 4, Word(59)), 4, Word(static_cast<std::uint32_t>(riff.size() - 9))),
          SizeOf(riff) - 1},
         {"size behind the data", 38, package, SizeOf(package)},
-        {"the same without a signature", 38, test::CdrPackage(ZipSizes::BehindWithoutSignature), SizeOf(package) - 4},
+        {"the same without a signature", 38, CdrPackage(ZipSizes::BehindWithoutSignature), SizeOf(package) - 4},
         {"comment", 38, Join({Patched(package, package.size() - 2, {5}), BytesOf("notes")}), SizeOf(package) + 5},
-        {"later version's template", 38,
-         test::CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.zcf.draw.template+zip"), SizeOf(package) - 12},
-        {"another program's", 38, test::CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.designer.document+zip"),
-         0},
+        {"later version's template", 38, CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.zcf.draw.template+zip"),
+         SizeOf(package) - 12},
+        {"another program's", 38, CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.designer.document+zip"), 0},
         {"no end record", 38, Patched(package, package.size() - 20, {0}), 0},
     });
 }
@@ -177,7 +167,7 @@ TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
     const Bytes trailer = Patched(Patched(Zeros(0x5C + 100), 0, mark), 0x1C + 100, mark);
     // The directory begins in one piece that is read ahead and ends in the next, or straddles the end of the search.
     for (const std::size_t rawBytes : {2000U, 0x10000U - 100, 0x10000U - 120, 0x20000U - 800}) {
-        const Bytes file = test::CrwFile(rawBytes);
+        const Bytes file = CrwFile(rawBytes);
         const std::size_t root = file.size() - 36;
         ExpectSizes({
             {"whole", 49, file, SizeOf(file)},
@@ -191,18 +181,18 @@ TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
             {"value reaches the directory", 49, Patched(file, root + 12 + 2, Word(61)), 0},
         });
     }
-    const Bytes small = test::CrwFile(512 - 26 - 60 - 36);
-    ExpectSizes({{"512 bytes", 49, small, 512}, {"511 bytes", 49, test::CrwFile(512 - 26 - 60 - 37), 0}});
+    const Bytes small = CrwFile(512 - 26 - 60 - 36);
+    ExpectSizes({{"512 bytes", 49, small, 512}, {"511 bytes", 49, CrwFile(512 - 26 - 60 - 37), 0}});
     Medium medium(17);
     medium.Put(0, small).Grow(5000);
     EXPECT_EQ(Scan(49, medium), (std::vector<Found>{{0, 512}}));
     // The block is all that can be read.
     Medium alone;
-    alone.Put(0, test::CrwFile(5000));
+    alone.Put(0, CrwFile(5000));
     SectorBlock block = BlockOf(alone);
     block.source = nullptr;
-    test::RecordingSink sink;
-    test::CreateType(49)->ScanBlock(&block, &sink);
+    RecordingSink sink;
+    CreateType(49)->ScanBlock(&block, &sink);
     EXPECT_EQ(sink.finds.size(), 1U);
     Medium narrow(16);
     narrow.Put(0, small).Grow(5000);
@@ -210,7 +200,7 @@ TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
 }
 
 TEST(Drawings, XcfPartsFollowOneAnother) {
-    const Bytes file = test::XcfWithEffects();
+    const Bytes file = XcfWithEffects();
     const std::size_t lists = 30 + 9 + 8;
     const std::size_t layer = lists + 40;
     ExpectSizes({

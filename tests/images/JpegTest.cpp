@@ -12,10 +12,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::Bytes;
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int32_t Exif = 41;
 constexpr std::int32_t Graphics = 42;
@@ -86,7 +83,7 @@ TEST(Jpeg, IdentifiersLieWhollyInTheirSector) {
                 << identifier << " in " << sectorSize;
         }
     }
-    Bytes head = test::BytesOf(Head("JFIF"));
+    Bytes head = BytesOf(Head("JFIF"));
     KJPGFileType type;
     EXPECT_EQ(type.IsHeaderSector(nullptr, 512, nullptr), 0);
     EXPECT_EQ(type.IsHeaderSector(head.data(), 7, nullptr), 0);
@@ -152,10 +149,10 @@ TEST(Jpeg, SearchesNoPieceThatBeginsAtTheLimit) {
     for (const auto& c : cases) {
         medium.Put(0, Head() + Segment(0xDA, static_cast<std::size_t>(c.searchStart) - 20));
         const auto mark = medium.Data().begin() + c.endMark;
-        std::ranges::copy(test::BytesOf(EndMark), mark);
+        std::ranges::copy(BytesOf(EndMark), mark);
         const SectorBlock block = BlockOf(medium, 0, 3);
-        const test::TypePtr type = test::CreateType(Graphics);
-        test::RecordingSink sink;
+        const TypePtr type = CreateType(Graphics);
+        RecordingSink sink;
         type->ScanBlock(&block, &sink);
         type->SetMaxFileSize(2 * Limit);
         type->ScanBlock(&block, &sink);
@@ -169,8 +166,8 @@ TEST(Jpeg, HeadersInsideAFileAreExaminedLikeAnyOther) {
     Medium medium;
     medium.Put(1, Head() + Segment(0xDA, 8)).Put(2, Head() + Segment(0xDA, 8)).Put(4, File(Head(), 512));
     medium.Put(3, Head("Exif") + Segment(0xC0, 8));
-    EXPECT_EQ(test::ScanAtEverySplit(Graphics, medium), (Finds{{1, 4 * 512}, {2, 3 * 512}, {4, 512}}));
-    EXPECT_EQ(test::ScanAtEverySplit(Exif, medium), (Finds{{3, 2 * 512}}));
+    EXPECT_EQ(ScanAtEverySplit(Graphics, medium), (Finds{{1, 4 * 512}, {2, 3 * 512}, {4, 512}}));
+    EXPECT_EQ(ScanAtEverySplit(Exif, medium), (Finds{{3, 2 * 512}}));
 }
 
 // The rule of the two types, byte by byte over the whole medium, behind which zeros follow.
@@ -296,8 +293,8 @@ TEST(Jpeg, HeadersInFrontOfOneChainShareOneWalk) {
     }
     for (const std::int64_t blocks : {1, 10}) {
         medium.requests.clear();
-        const test::TypePtr type = test::CreateType(Graphics);
-        EXPECT_EQ(Scan(*type, medium, test::Blocks(static_cast<std::size_t>(blocks), headers / blocks)), expected);
+        const TypePtr type = CreateType(Graphics);
+        EXPECT_EQ(Scan(*type, medium, Blocks(static_cast<std::size_t>(blocks), headers / blocks)), expected);
         EXPECT_LT(medium.requests.size(), chainSectors / 64 + headers * 8) << blocks;
     }
 }
@@ -311,7 +308,7 @@ TEST(Jpeg, WhatEarlierSearchesSawChangesNoEnd) {
     medium.Grow(5 * Piece / 64).Put(medium.SectorCount() - 1, EndMark + EndMark + EndMark);
     for (unsigned config = 0; config < 5 * 5 * 5 * 8; ++config) {
         const auto put = [&](std::int64_t at, const std::string& bytes) {
-            std::ranges::copy(test::BytesOf(bytes), medium.Data().begin() + at);
+            std::ranges::copy(BytesOf(bytes), medium.Data().begin() + at);
         };
         for (std::size_t i = 0; i < std::size(marks); ++i) {
             put(marks[i], (config >> i & 1U) != 0 ? EndMark : "\0\0"s);
@@ -330,7 +327,7 @@ TEST(Jpeg, WhatEarlierSearchesSawChangesNoEnd) {
 }
 
 // Headers, chains of segments that end in each other's, and few end marks, many of them around the ends of pieces.
-Bytes DenseBytes(std::int32_t sectorSize, test::Noise& noise) {
+Bytes DenseBytes(std::int32_t sectorSize, Noise& noise) {
     const std::size_t sectors = (20000 + noise.Below(300000)) / static_cast<std::size_t>(sectorSize) + 1;
     Bytes bytes(sectors * static_cast<std::size_t>(sectorSize));
     const auto place = [&](std::size_t at, const std::string& text) {
@@ -377,7 +374,7 @@ Bytes DenseBytes(std::int32_t sectorSize, test::Noise& noise) {
 }
 
 TEST(Jpeg, AgreesWithTheReferenceOnDenseMedia) {
-    test::Noise noise(4);
+    Noise noise(4);
     std::size_t reports = 0;
     for (int round = 0; round < 150; ++round) {
         constexpr std::int32_t sectorSizes[] = {512, 512, 512, 4096, 520, 128, 64, 15, 11};
@@ -395,7 +392,7 @@ TEST(Jpeg, AgreesWithTheReferenceOnDenseMedia) {
                 }
             }
             ASSERT_EQ(Scan(index, medium), expected) << "round " << round << ", sectors of " << sectorSize;
-            ASSERT_EQ(Scan(*test::CreateType(index), medium, RandomBlocks(medium, noise)), expected) << round;
+            ASSERT_EQ(Scan(*CreateType(index), medium, RandomBlocks(medium, noise)), expected) << round;
             reports += expected.size();
         }
     }

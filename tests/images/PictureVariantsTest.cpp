@@ -11,8 +11,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::Bytes;
-using test::BytesOf;
+using namespace test;
 
 struct Change {
     std::size_t offset;
@@ -34,21 +33,21 @@ std::ostream& operator<<(std::ostream& out, const Variant& variant) {
 
 void Check(const std::vector<Variant>& variants) {
     for (const Variant& variant : variants) {
-        const auto fixture = std::ranges::find(test::Fixtures(), std::string_view(variant.sample),
-                                               [](const test::Fixture& sample) { return sample.name; });
-        ASSERT_NE(fixture, test::Fixtures().end()) << variant;
+        const auto fixture = std::ranges::find(Fixtures(), std::string_view(variant.sample),
+                                               [](const Fixture& sample) { return sample.name; });
+        ASSERT_NE(fixture, Fixtures().end()) << variant;
         Bytes file = fixture->Load();
         for (const Change& change : variant.changes) {
             ASSERT_LE(change.offset + change.bytes.size(), file.size()) << variant;
             std::ranges::copy(change.bytes, file.begin() + static_cast<std::ptrdiff_t>(change.offset));
         }
-        test::Medium medium;
-        medium.Put(2, test::Join({file, BytesOf(variant.behind)})).Grow(200);
-        std::vector<test::Found> expected;
+        Medium medium;
+        medium.Put(2, Join({file, BytesOf(variant.behind)})).Grow(200);
+        std::vector<Found> expected;
         if (variant.size != 0) {
             expected.push_back({2, variant.size});
         }
-        EXPECT_EQ(test::Scan(fixture->types.front(), medium, 1), expected) << variant;
+        EXPECT_EQ(Scan(fixture->types.front(), medium, 1), expected) << variant;
     }
 }
 
@@ -191,11 +190,10 @@ TEST(KGIFFileType, EndsWithTheTrailerOrTheLastWholeImage) {
         {"an image without rows", Gif(image + ",\0\0\0\0\2\0\0\0\0\2\1a\0;"s), whole},
     };
     for (const auto& tried : cases) {
-        test::Medium medium;
+        Medium medium;
         medium.Put(2, tried.file).Grow(20);
-        const std::vector<test::Found> expected{{2, tried.size}};
-        EXPECT_EQ(test::ScanAtEverySplit(43, medium), tried.size == 0 ? std::vector<test::Found>() : expected)
-            << tried.what;
+        const std::vector<Found> expected{{2, tried.size}};
+        EXPECT_EQ(ScanAtEverySplit(43, medium), tried.size == 0 ? std::vector<Found>() : expected) << tried.what;
     }
 }
 

@@ -12,24 +12,20 @@
 namespace {
 
 using namespace std::string_literals;
-using test::Bytes;
-using test::BytesOf;
-using test::Medium;
-using test::TiffField;
-using Finds = std::vector<test::Found>;
+using namespace test;
 using Fields = std::vector<TiffField>;
 
-constexpr std::uint16_t Byte = test::TiffByte;
-constexpr std::uint16_t Ascii = test::TiffAscii;
-constexpr std::uint16_t Short = test::TiffShort;
-constexpr std::uint16_t Long = test::TiffLong;
+constexpr std::uint16_t Byte = TiffByte;
+constexpr std::uint16_t Ascii = TiffAscii;
+constexpr std::uint16_t Short = TiffShort;
+constexpr std::uint16_t Long = TiffLong;
 constexpr std::uint16_t Float = 11;
 
 constexpr std::int32_t Orf = 55;
 constexpr std::int32_t Tif = 60;
 
 Bytes TiffOf(const Fields& fields, bool bigEndian = false) {
-    test::TiffBuilder builder(bigEndian);
+    TiffBuilder builder(bigEndian);
     builder.AppendDirectory(fields);
     return builder.File();
 }
@@ -133,7 +129,7 @@ TEST(Tiff, KindsAreToldByTagAndTexts) {
         }
     }
     // The mark of another raw is found by none, before any text.
-    test::TiffBuilder cr2(false, BytesOf("CR\2\0"s));
+    TiffBuilder cr2(false, BytesOf("CR\2\0"s));
     cr2.AppendDirectory(plain);
     EXPECT_EQ(SizeOf(Tif, cr2.File()), std::nullopt);
     EXPECT_EQ(SizeOf(54, With(cr2.File(), 300, "NIKON")), std::nullopt);
@@ -168,10 +164,10 @@ TEST(Tiff, TheEnginesResetKeepsTheBlockAndItsFinds) {
     KTIFileType engine;
     const auto scan = [&](std::int64_t firstSector) {
         block.firstSector = firstSector;
-        test::RecordingSink sink;
+        RecordingSink sink;
         engine.ScanForKind(&block, &sink, KTIFileType::Tif);
         std::vector<std::int64_t> sizes;
-        std::ranges::transform(sink.finds, std::back_inserter(sizes), &test::Found::size);
+        std::ranges::transform(sink.finds, std::back_inserter(sizes), &Found::size);
         return sizes;
     };
     using Sizes = std::vector<std::int64_t>;
@@ -204,7 +200,7 @@ TEST(Orf, IsSizedByTheJpegOfThisOrAnEarlierFile) {
     medium.Put(80, OrfOf({{513, Long, {0x7FFFFFFF}}, {514, Long, {1}}})).Put(100, OrfOf({}));
     medium.Put(120, OrfOf({{513, Long, {0x7FFFFFFF}}, {514, Long, {0x80000005}}})).Grow(140);
     // Each scan starts with no JPEG.
-    EXPECT_EQ(test::ScanAtEverySplit(Orf, medium), (Finds{{0, 0}, {20, 300}, {40, 25000}, {60, 25000}, {120, 4}}));
+    EXPECT_EQ(ScanAtEverySplit(Orf, medium), (Finds{{0, 0}, {20, 300}, {40, 25000}, {60, 25000}, {120, 4}}));
     EXPECT_EQ(ScanFile(Orf, OrfOf(jpeg), 512, 8), (Finds{{3, 8}})) << "the directory is at the cap";
     EXPECT_EQ(ScanFile(Orf, OrfOf(jpeg), 512, 7), (Finds{{3, 0}})) << "the directory is beyond the cap";
 }
@@ -219,7 +215,7 @@ TEST(OtherRaws, AreKnownByTheirMarks) {
         // Four in a row; the mark may reach into the next sector, but not beyond the block.
         Medium medium(512);
         medium.Put(1, mark).Put(2, mark).Put(3, mark.substr(0, 3) + "~").Put(4, mark);
-        EXPECT_EQ(test::ScanAtEverySplit(index, medium), (Finds{{1, 0}, {2, 0}, {4, 0}})) << index;
+        EXPECT_EQ(ScanAtEverySplit(index, medium), (Finds{{1, 0}, {2, 0}, {4, 0}})) << index;
         EXPECT_EQ(ScanFile(index, BytesOf(mark), leastSectorSize), (Finds{{3, 0}})) << index;
         EXPECT_EQ(ScanFile(index, BytesOf(mark), leastSectorSize - 1), Finds{}) << index;
         EXPECT_EQ(ScanFile(index, BytesOf(mark), 512, -5), (Finds{{3, -5}})) << index;

@@ -9,11 +9,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::Bytes;
-using test::BytesOf;
-using test::Join;
-using test::Medium;
-using Finds = std::vector<test::Found>;
+using namespace test;
 
 constexpr std::int32_t Asf = 14;
 constexpr std::int32_t Wma = 15;
@@ -55,7 +51,7 @@ Bytes AsfFile(std::uint32_t objectCount, std::initializer_list<Bytes> objects) {
 Finds ScanFile(std::int32_t index, const Bytes& file, std::int32_t sectorSize = 512) {
     Medium medium(sectorSize);
     medium.Put(3, file).Grow(40);
-    return test::ScanAtEverySplit(index, medium);
+    return ScanAtEverySplit(index, medium);
 }
 
 TEST(Asf, KindsFollowFromTheStreamsAndOverlap) {
@@ -116,9 +112,9 @@ TEST(Asf, WalksAtMost32ObjectsWhereverTheirSizesLead) {
 TEST(Asf, EngineTakesABlockForScannedByItsFirstSector) {
     Medium medium;
     medium.Put(0, AsfFile(1, {Properties(5000)}));
-    SectorBlock block = test::BlockOf(medium);
+    SectorBlock block = BlockOf(medium);
     KASFFileType engine;
-    test::RecordingSink sink;
+    RecordingSink sink;
     block.firstSector = 0;
     engine.ScanForKind(&block, &sink, KASFFileType::Other);
     EXPECT_EQ(sink.finds.size(), 0U) << "counts as scanned from the start";

@@ -9,14 +9,7 @@
 namespace {
 
 using namespace test::box;
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Join;
-using test::Medium;
-using test::SparseMedium;
-using test::Zeros;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int32_t Mov = 17;
 constexpr std::int32_t ThreeGp = 18;
@@ -87,7 +80,7 @@ TEST(Boxes, WalksEndWhereTheBoxesDo) {
                                                  {ThreeGp, "3gp5", tested.mp4}}) {
             FileMedium medium(Join({Start(brand), tested.boxes}));
             const Finds expected = size == 0 ? Finds{} : Finds{{1, size + 16}};
-            EXPECT_EQ(test::ScanAtEverySplit(index, medium), expected) << tested.what << ", " << index;
+            EXPECT_EQ(ScanAtEverySplit(index, medium), expected) << tested.what << ", " << index;
             EXPECT_EQ(Scan(index, medium, 0, 300), expected) << "the cap is not asked";
         }
     }
@@ -181,7 +174,7 @@ TEST(Boxes, AHeaderThatCannotBeReadIsTheOneBefore) {
 // nothing that it could know from another walk.
 TEST(Boxes, WalksThatShareTheirWayFindWhatEachFindsAlone) {
     constexpr const char* types[] = {"moov", "mdat", "free", "free", "skip", "ftyp", "moof", "wide", "uuid"};
-    test::Noise noise(7);
+    Noise noise(7);
     std::size_t finds = 0;
     for (int round = 0; round < 30; ++round) {
         Medium medium;
@@ -206,9 +199,9 @@ TEST(Boxes, WalksThatShareTheirWayFindWhatEachFindsAlone) {
         }
         std::vector<Found> alone;
         for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
-            test::RecordingSink sink;
+            RecordingSink sink;
             const SectorBlock block = BlockOf(medium, sector, 1);
-            test::CreateType(index)->ScanBlock(&block, &sink);
+            CreateType(index)->ScanBlock(&block, &sink);
             alone.insert(alone.end(), sink.finds.begin(), sink.finds.end());
         }
         finds += alone.size();

@@ -8,13 +8,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Join;
-using test::Medium;
-using test::Noise;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int32_t Mid = 90;
 constexpr std::int32_t Ogg = 95;
@@ -160,7 +154,7 @@ TEST_P(ChunkFiles, AreMeasuredAsWithoutAMemory) {
         Medium medium(512, Chains(GetParam(), 400, noise.Below(8) + 1, noise.Below(2) * 4, noise));
         const auto cap = static_cast<std::int64_t>(round % 2 == 0 ? 1 + noise.Below(100000) : 0x40000000);
         const Finds expected = Literal(GetParam(), medium, cap);
-        const test::TypePtr type = test::CreateType(GetParam());
+        const TypePtr type = CreateType(GetParam());
         ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise), cap), expected) << "round " << round;
         finds += expected.size();
     }
@@ -207,7 +201,7 @@ INSTANTIATE_TEST_SUITE_P(Types, ChunkFiles, testing::Values(Mid, Ogg, Rm));
 Finds ScanParts(std::int32_t index, std::initializer_list<Bytes> parts, std::int32_t sectorSize = 512) {
     Medium medium(sectorSize);
     medium.Put(3, Join(parts)).Grow(40);
-    return test::ScanAtEverySplit(index, medium);
+    return ScanAtEverySplit(index, medium);
 }
 
 Bytes Whole(Bytes chunk, std::size_t size) {
@@ -270,14 +264,14 @@ TEST(RealMediaFiles, NothingBeginsInsideTheLastOneUntilTheScanEnds) {
     file(4, 600);
     file(5, 600);
     medium.Grow(12);
-    EXPECT_EQ(test::ScanAtEverySplit(Rm, medium), (Finds{{1, 3 * 512 + 1}, {5, 600}}));
+    EXPECT_EQ(ScanAtEverySplit(Rm, medium), (Finds{{1, 3 * 512 + 1}, {5, 600}}));
     EXPECT_EQ(Scan(Rm, medium, 0, 1024), (Finds{{1, 1024}, {4, 600}})) << "the size as reported";
 
     // A file at sector 0 of the stream counts as none, and the next scan knows nothing of this one's.
-    const test::TypePtr type = test::CreateType(Rm);
+    const TypePtr type = CreateType(Rm);
     for (const std::int64_t shift : {-2, 0, 0}) {
         medium.streamShift = shift;
-        test::RecordingSink sink;
+        RecordingSink sink;
         const SectorBlock block = BlockOf(medium);
         type->ScanBlock(&block, &sink);
         EXPECT_EQ(sink.finds.size(), shift == 0 ? 2U : 3U);

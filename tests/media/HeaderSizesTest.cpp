@@ -8,10 +8,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::BytesOf;
-using test::Found;
-using test::Medium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 // A number of 32 bits, most significant byte first.
 std::string Big(std::uint32_t value) {

@@ -12,11 +12,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Found;
-using test::Medium;
-using test::Noise;
-using Finds = std::vector<Found>;
+using namespace test;
 
 // A file on a medium that ends in zeros without end.
 class PlainFile {
@@ -203,7 +199,7 @@ TEST(HostileStreams, ShortcutsChangeNothing) {
             Medium medium(kind.sectorSize, kind.fill(noise, 70 << 10));
             const Finds expected = PlainFinds(kind.index, medium, cap);
             found += expected.size();
-            const test::TypePtr type = test::CreateType(kind.index);
+            const TypePtr type = CreateType(kind.index);
             EXPECT_EQ(Scan(*type, medium, RandomBlocks(medium, noise), cap), expected) << kind.index;
             EXPECT_EQ(Scan(*type, medium, 0, cap), expected) << kind.index;
         }

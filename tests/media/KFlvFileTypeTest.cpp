@@ -12,11 +12,7 @@
 namespace {
 
 using namespace std::string_literals;
-using test::BytesOf;
-using test::Found;
-using test::Medium;
-using test::Noise;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int32_t Flv = 108;
 const std::string Key = "\x08\x66ilesize\0"s;
@@ -38,7 +34,7 @@ std::string Number(double value) {
 Finds ScanText(const std::string& file) {
     Medium medium;
     medium.Put(2, file).Grow(12);
-    return test::ScanAtEverySplit(Flv, medium);
+    return ScanAtEverySplit(Flv, medium);
 }
 
 TEST(FlashVideo, TheFirstFilesizeOfTheScriptDataIsTheSize) {
@@ -115,7 +111,7 @@ TEST(FlashVideo, IsFoundAsIfEveryTagWereReadWhole) {
                     {static_cast<std::int64_t>(start / 512), static_cast<std::int64_t>(std::bit_cast<double>(bits))});
             }
         }
-        const test::TypePtr type = test::CreateType(Flv);
+        const TypePtr type = CreateType(Flv);
         ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise)), expected) << "round " << round;
         finds += expected.size();
     }

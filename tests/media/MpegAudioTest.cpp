@@ -5,12 +5,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::BytesOf;
-using test::Join;
-using test::Medium;
-using test::Zeros;
-using Finds = std::vector<test::Found>;
+using namespace test;
 
 constexpr std::int32_t Mp3 = 22;
 // 128 kbit/s at 44100 Hz: 417 bytes.
@@ -123,12 +118,12 @@ TEST(Mp3, SectorsInsideTheLastFileAreRefusedForGood) {
     // 16 frames are 3 sectors, so frames begin at sectors.
     Medium medium;
     medium.Put(0, Frames(Short, 64)).Grow(14);
-    const SectorBlock block = test::BlockOf(medium);
-    const SectorBlock inside = test::BlockOf(medium, 3, 11);
+    const SectorBlock block = BlockOf(medium);
+    const SectorBlock inside = BlockOf(medium, 3, 11);
     for (const Finds& expected : {Finds{{0, 6144}}, Finds{{0, 6144}, {0, 6144}}}) {
-        test::RecordingSink sink;
+        RecordingSink sink;
         for (std::size_t scans = expected.size(); scans > 0; --scans) {
-            const test::TypePtr type = test::CreateType(Mp3);
+            const TypePtr type = CreateType(Mp3);
             type->ScanBlock(&block, &sink);
             type->Reset();
             type->ScanBlock(&inside, &sink);
@@ -137,9 +132,9 @@ TEST(Mp3, SectorsInsideTheLastFileAreRefusedForGood) {
     }
     // Behind its end, another file moves the range, and the first one's sectors are candidates again.
     medium.Put(12, Frames(Short, 16));
-    const SectorBlock longer = test::BlockOf(medium);
-    test::RecordingSink sink;
-    const test::TypePtr type = test::CreateType(Mp3);
+    const SectorBlock longer = BlockOf(medium);
+    RecordingSink sink;
+    const TypePtr type = CreateType(Mp3);
     medium.Data()[12 * 512 - 96] = 0;
     type->ScanBlock(&longer, &sink);
     type->ScanBlock(&inside, &sink);

@@ -4,11 +4,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Join;
-using test::Medium;
-using test::Zeros;
-using Finds = std::vector<test::Found>;
+using namespace test;
 
 constexpr std::int32_t Vob = 25;
 constexpr std::int32_t Mts = 109;
@@ -84,11 +80,11 @@ TEST(Mts, SectorsOfTheLastReportAreRefusedUntilReset) {
     EXPECT_EQ(Scan(Mts, medium, 7, 24064), (Finds{{0, 24064}}));
     medium.Put(0, stream);
     // A start of 0 refuses nothing; another object and a reset one know of no report.
-    SectorBlock block = test::BlockOf(medium, 0, 147);
+    SectorBlock block = BlockOf(medium, 0, 147);
     block.firstSector = 0;
     medium.streamShift = -Medium::StreamStart;
-    test::RecordingSink sink;
-    const test::TypePtr type = test::CreateType(Mts);
+    RecordingSink sink;
+    const TypePtr type = CreateType(Mts);
     type->ScanBlock(&block, &sink);
     EXPECT_EQ(sink.finds, (Finds{{-1, 75200}, {28, 60352}}));
     type->ScanBlock(&block, &sink);
@@ -161,12 +157,12 @@ TEST(Vob, StreamsThatMeetShareWhatFollows) {
 TEST(Vob, SectorsInsideTheLastFileAreRefusedForGood) {
     Medium medium;
     medium.Put(0, Repeat(Join({Pack(0), Packet(492)}), 30));
-    const SectorBlock block = test::BlockOf(medium);
-    const SectorBlock inside = test::BlockOf(medium, 1, 29);
-    test::RecordingSink sink;
-    test::CreateType(Vob)->ScanBlock(&inside, &sink);
-    test::CreateType(Vob)->ScanBlock(&block, &sink);
-    test::CreateType(Vob)->ScanBlock(&inside, &sink);
+    const SectorBlock block = BlockOf(medium);
+    const SectorBlock inside = BlockOf(medium, 1, 29);
+    RecordingSink sink;
+    CreateType(Vob)->ScanBlock(&inside, &sink);
+    CreateType(Vob)->ScanBlock(&block, &sink);
+    CreateType(Vob)->ScanBlock(&inside, &sink);
     EXPECT_EQ(sink.finds, (Finds{{1, 29 * 512}, {0, 30 * 512}}));
 }
 
@@ -197,13 +193,13 @@ public:
         }
         bytesRead = 0;
         const SectorBlock block{first, start.data(), sectors, 512, this};
-        test::RecordingSink sink;
-        const test::TypePtr type = test::CreateType(index);
+        RecordingSink sink;
+        const TypePtr type = CreateType(index);
         if (maxSize != 0) {
             type->SetMaxFileSize(maxSize);
         }
         type->ScanBlock(&block, &sink);
-        for (test::Found& found : sink.finds) {
+        for (Found& found : sink.finds) {
             found.startSector -= first - Medium::StreamStart;
         }
         return sink.finds;

@@ -4,13 +4,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::BytesOf;
-using test::Found;
-using test::Join;
-using test::Medium;
-using test::SparseMedium;
-using Finds = std::vector<Found>;
+using namespace test;
 
 constexpr std::int32_t Wav = 23;
 constexpr std::int32_t Avi = 24;
@@ -155,7 +149,7 @@ TEST(Avi, ChainsThatLeadBack) {
 
 // A soup of extensions that lead on and back. A new scanner for every sector knows nothing from other walks.
 TEST(Avi, WalksThatShareTheirWayFindWhatEachFindsAlone) {
-    test::Noise noise(3);
+    Noise noise(3);
     std::size_t finds = 0;
     for (int round = 0; round < 30; ++round) {
         Medium medium;
@@ -172,9 +166,9 @@ TEST(Avi, WalksThatShareTheirWayFindWhatEachFindsAlone) {
         }
         Finds alone;
         for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
-            test::RecordingSink sink;
+            RecordingSink sink;
             const SectorBlock block = BlockOf(medium, sector, 1);
-            test::CreateType(Avi)->ScanBlock(&block, &sink);
+            CreateType(Avi)->ScanBlock(&block, &sink);
             alone.insert(alone.end(), sink.finds.begin(), sink.finds.end());
         }
         finds += alone.size();

@@ -12,11 +12,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Claim;
-using test::Fixture;
-using test::Medium;
-using Claims = std::vector<Claim>;
+using namespace test;
 
 // Without the text files that happen to begin where a file of another type does, or in it, and in one order: types over
 // an engine report the files of a block kind by kind.
@@ -24,7 +20,7 @@ Claims WithoutChanceText(Claims claims, const Claims& expected) {
     std::ranges::stable_sort(claims, {},
                              [](const Claim& claim) { return std::pair(claim.index, claim.found.startSector); });
     std::erase_if(claims, [&](const Claim& claim) {
-        return claim.index == test::PlainText && std::ranges::find(expected, claim) == expected.end();
+        return claim.index == PlainText && std::ranges::find(expected, claim) == expected.end();
     });
     return claims;
 }
@@ -32,7 +28,7 @@ Claims WithoutChanceText(Claims claims, const Claims& expected) {
 TEST(Fixtures, CoverEveryTypeAndEverySampleFile) {
     std::set<std::int32_t> covered;
     std::set<std::string> names;
-    for (const Fixture& fixture : test::Fixtures()) {
+    for (const Fixture& fixture : Fixtures()) {
         covered.insert(fixture.types.begin(), fixture.types.end());
         names.insert(fixture.name);
     }
@@ -53,9 +49,9 @@ TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
     ASSERT_FALSE(file.empty());
     Claims expected;
     for (const std::int32_t index : GetParam().types) {
-        expected.push_back({index, {test::FixtureSector, GetParam().ReportedSize(file)}});
+        expected.push_back({index, {FixtureSector, GetParam().ReportedSize(file)}});
     }
-    Medium medium(512, test::FixtureMedium(file));
+    Medium medium(512, FixtureMedium(file));
     for (std::int64_t blockSectors = 1; blockSectors <= medium.SectorCount(); ++blockSectors) {
         ASSERT_EQ(WithoutChanceText(ScanWithAllTypes(medium, EvenBlocks(medium, blockSectors)), expected), expected)
             << "in blocks of " << blockSectors << " sectors";
@@ -64,19 +60,19 @@ TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
 
 // Up to 2 % of the file's bytes are changed: whatever is found then has a size that a host can take.
 TEST_P(FixtureTest, DamageLeavesSaneFinds) {
-    const Bytes intact = test::FixtureMedium(file);
-    test::Noise noise(file.size());
+    const Bytes intact = FixtureMedium(file);
+    Noise noise(file.size());
     std::size_t reports = 0;
     for (int round = 0; round < 120; ++round) {
         Medium medium(512, intact);
         for (std::uint64_t changes = 1 + noise.Below(file.size() / 50); changes > 0; --changes) {
-            std::uint8_t& byte = medium.Data()[test::FixtureSector * 512 + noise.Below(file.size())];
+            std::uint8_t& byte = medium.Data()[FixtureSector * 512 + noise.Below(file.size())];
             constexpr std::uint8_t values[] = {0x00, 0x01, 0x7F, 0x80, 0xFF};
             byte = noise.Below(2) == 0 ? values[noise.Below(std::size(values))]
                                        : static_cast<std::uint8_t>(byte ^ (1U << noise.Below(8)));
         }
         for (const Claim& claim : ScanWithAllTypes(medium, RandomBlocks(medium, noise))) {
-            ASSERT_TRUE(test::IsSaneSize(claim.index, claim.found.size, FileTypeCatalog[claim.index].maxSize)) << claim;
+            ASSERT_TRUE(IsSaneSize(claim.index, claim.found.size, FileTypeCatalog[claim.index].maxSize)) << claim;
             ASSERT_GE(claim.found.startSector, 0) << claim;
             ASSERT_LT(claim.found.startSector, medium.SectorCount()) << claim;
             ++reports;
@@ -85,7 +81,7 @@ TEST_P(FixtureTest, DamageLeavesSaneFinds) {
     EXPECT_TRUE(reports > 0 || GetParam().types.empty()) << "so much damage tests nothing";
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, FixtureTest, testing::ValuesIn(test::Fixtures()), [](const auto& tested) {
+INSTANTIATE_TEST_SUITE_P(Files, FixtureTest, testing::ValuesIn(Fixtures()), [](const auto& tested) {
     std::string name = tested.param.name;
     std::ranges::replace_if(
         name, [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
@@ -96,18 +92,18 @@ INSTANTIATE_TEST_SUITE_P(Files, FixtureTest, testing::ValuesIn(test::Fixtures())
 TEST(BlockCut, WhereBlocksEndChangesNothing) {
     Bytes bytes;
     Claims expected;
-    for (const Fixture& fixture : test::Fixtures()) {
+    for (const Fixture& fixture : Fixtures()) {
         const Bytes file = fixture.Load();
         const auto sector = static_cast<std::int64_t>(bytes.size() / 512);
         for (const std::int32_t index : fixture.types) {
             expected.push_back({index, {sector, fixture.ReportedSize(file)}});
         }
-        bytes = test::Join({bytes, file, test::Zeros((512 - file.size() % 512) % 512)});
+        bytes = Join({bytes, file, Zeros((512 - file.size() % 512) % 512)});
     }
     std::ranges::stable_sort(expected, {}, &Claim::index);
     Medium medium(512, bytes);
     EXPECT_EQ(WithoutChanceText(ScanWithAllTypes(medium, {medium.SectorCount()}), expected), expected);
-    test::Noise noise(11);
+    Noise noise(11);
     for (int round = 0; round < 100; ++round) {
         ASSERT_EQ(WithoutChanceText(ScanWithAllTypes(medium, RandomBlocks(medium, noise)), expected), expected)
             << "round " << round;

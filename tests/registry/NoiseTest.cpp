@@ -10,7 +10,7 @@
 
 namespace {
 
-using test::Bytes;
+using namespace test;
 
 constexpr std::size_t MediumBytes = std::size_t{64} << 20U;
 constexpr std::int64_t MediaPerGiB = 16;
@@ -45,22 +45,22 @@ const Kind Kinds[] = {
 class NoiseTest : public testing::TestWithParam<Kind> {};
 
 TEST_P(NoiseTest, NoTypeFindsFilesInIt) {
-    test::Noise noise(2024);
-    test::Medium medium(512, noise.Random(MediumBytes));
+    Noise noise(2024);
+    Medium medium(512, noise.Random(MediumBytes));
     std::ranges::transform(medium.Data(), noise.Random(MediumBytes), medium.Data().begin(), GetParam().shape);
     if (GetParam().withStarts) {
         std::vector<Bytes> files;
-        std::ranges::transform(test::Fixtures(), std::back_inserter(files), &test::Fixture::Load);
+        std::ranges::transform(Fixtures(), std::back_inserter(files), &Fixture::Load);
         for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
             medium.Put(sector, ByteSpan(files[noise.Below(files.size())]).first(2));
         }
     }
     std::map<std::int32_t, std::int64_t> bogus;
-    for (const test::Claim& claim : ScanWithAllTypes(medium, EvenBlocks(medium, 2048))) {
+    for (const Claim& claim : ScanWithAllTypes(medium, EvenBlocks(medium, 2048))) {
         ++bogus[claim.index];
     }
     for (std::int32_t index = 0; index < FileTypeCount; ++index) {
-        if (index == test::PlainText && GetParam().isText) {
+        if (index == PlainText && GetParam().isText) {
             continue;
         }
         const std::int64_t perGiB = bogus[index] * MediaPerGiB;

@@ -8,8 +8,7 @@
 
 namespace {
 
-using test::CreateType;
-using test::TypePtr;
+using namespace test;
 
 TEST(Registry, HasOneFactoryWith113Indices) {
     IRawFileTypeFactory* const factory = GetRawFileTypeFactory();

@@ -15,6 +15,7 @@ struct Claim {
     bool operator==(const Claim&) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const Claim& claim);
+using Claims = std::vector<Claim>;
 
 /// Scans a medium with one scanner of every type together; the claims are in the order of the indices.
 std::vector<Claim> ScanWithAllTypes(Medium& medium, const Blocks& blocks);

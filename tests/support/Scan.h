@@ -26,6 +26,7 @@ struct Found {
     bool operator==(const Found&) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const Found& found);
+using Finds = std::vector<Found>;
 
 class RecordingSink : public IFoundFileSink {
 public:
