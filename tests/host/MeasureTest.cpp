@@ -171,8 +171,8 @@ TEST(Measure, FindsTheFurthestPieceOfARaf) {
         Bytes file(mark.begin(), mark.end());
         file.resize(200);
         for (const Piece& piece : pieces) {
-            PutNumber(file, piece.place, piece.start, 4, Big);
-            PutNumber(file, piece.place + 4, piece.length, 4, Big);
+            PutNumber(file, piece.place, piece.start, 4, true);
+            PutNumber(file, piece.place + 4, piece.length, 4, true);
         }
         EXPECT_EQ(SizeOf(MeasureRaf, file, Behind), size);
         file[8] = '!';
@@ -183,7 +183,7 @@ TEST(Measure, FindsTheFurthestPieceOfARaf) {
 // A directory of one section.
 void PutX3fDirectory(Bytes& file, std::size_t place, std::uint32_t sectionEnd, std::uint32_t ownPlace) {
     for (const std::uint32_t number : {0x64434553U, 0x20000U, 1U, 40U, sectionEnd - 40, 0x32474D49U, ownPlace}) {
-        PutNumber(file, place, number, 4, Little);
+        PutNumber(file, place, number, 4, false);
         place += 4;
     }
 }
@@ -192,7 +192,7 @@ TEST(Measure, FindsTheDirectoryThatEndsAnX3f) {
     constexpr std::uint32_t piece = 1U << 20U;
     for (const std::uint32_t place : {500U, piece - 2, piece, 2 * piece - 30}) {
         Bytes file = test::Pattern(place);
-        PutNumber(file, 0, 0x62564F46, 4, Little);
+        PutNumber(file, 0, 0x62564F46, 4, false);
         // One that does not know its place, one whose section passes it, one cut by the medium's end.
         PutX3fDirectory(file, 100, 100, 99);
         PutX3fDirectory(file, 200, 201, 200);

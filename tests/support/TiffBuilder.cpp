@@ -8,8 +8,8 @@ namespace test {
 namespace {
 
 std::size_t WidthOf(std::uint16_t type) {
-    // By type, from BYTE to DOUBLE; the two of rationals are given as separate values.
-    constexpr std::array<std::size_t, 13> widths{1, 1, 1, 2, 4, 4, 1, 1, 2, 4, 4, 4, 4};
+    // By type, from BYTE to DOUBLE and IFD; the two of rationals are given as separate values.
+    constexpr std::array<std::size_t, 14> widths{1, 1, 1, 2, 4, 4, 1, 1, 2, 4, 4, 4, 4, 4};
     return type < widths.size() ? widths[type] : 1;
 }
 
@@ -29,13 +29,14 @@ std::uint32_t TiffBuilder::Append(const Bytes& data) {
     return offset;
 }
 
-std::uint32_t TiffBuilder::AppendDirectory(const std::vector<TiffField>& fields, bool isChained) {
+std::uint32_t TiffBuilder::Add(const std::vector<TiffField>& fields, std::uint32_t next) {
     constexpr std::size_t inlineBytes = 4;
     std::vector<std::uint32_t> offsets;
     for (const TiffField& field : fields) {
         const std::size_t width = WidthOf(field.type);
-        offsets.push_back(Append({}));
-        if (width * field.values.size() > inlineBytes) {
+        const bool standsElsewhere = field.count != 0;
+        offsets.push_back(standsElsewhere ? field.values[0] : Append({}));
+        if (!standsElsewhere && width * field.values.size() > inlineBytes) {
             std::ranges::for_each(field.values, [&](std::uint32_t value) { Put(value, width); });
         }
     }
@@ -46,32 +47,35 @@ std::uint32_t TiffBuilder::AppendDirectory(const std::vector<TiffField>& fields,
         const std::size_t width = WidthOf(field.type);
         Put(field.tag, 2);
         Put(field.type, 2);
-        Put(static_cast<std::uint32_t>(field.values.size()), 4);
+        Put(field.count != 0 ? field.count : static_cast<std::uint32_t>(field.values.size()), 4);
         const std::size_t valueField = file_.size();
-        if (width * field.values.size() > inlineBytes) {
+        if (field.count != 0 || width * field.values.size() > inlineBytes) {
             Put(offsets[i], 4);
         } else {
             std::ranges::for_each(field.values, [&](std::uint32_t value) { Put(value, width); });
             file_.resize(valueField + inlineBytes);
         }
     }
-    if (isChained) {
-        PutAt(link_, start, 4);
-        link_ = file_.size();
-    }
-    Put(0, 4);
+    Put(next, 4);
     return start;
 }
 
-void TiffBuilder::Put(std::uint32_t value, std::size_t width) {
-    const std::size_t offset = file_.size();
-    file_.resize(offset + width);
-    PutAt(offset, value, width);
+std::uint32_t TiffBuilder::AppendDirectory(const std::vector<TiffField>& fields) {
+    const std::uint32_t start = Add(fields);
+    PutNumber(file_, link_, start, 4, bigEndian_);
+    link_ = file_.size() - 4;
+    return start;
 }
 
-void TiffBuilder::PutAt(std::size_t offset, std::uint32_t value, std::size_t width) {
+Bytes TiffBuilder::Finish(std::uint32_t first) {
+    PutNumber(file_, 4, first, 4, bigEndian_);
+    return file_;
+}
+
+void PutNumber(Bytes& bytes, std::size_t place, std::uint32_t value, std::size_t width, bool bigEndian) {
+    bytes.resize(std::max(bytes.size(), place + width));
     for (std::size_t i = 0; i < width; ++i) {
-        file_[offset + (bigEndian_ ? width - 1 - i : i)] = static_cast<std::uint8_t>(value >> (8 * i));
+        bytes[place + (bigEndian ? width - 1 - i : i)] = static_cast<std::uint8_t>(value >> 8 * i);
     }
 }
 

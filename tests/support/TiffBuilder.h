@@ -12,6 +12,8 @@ struct TiffField {
     std::uint16_t tag;
     std::uint16_t type;
     std::vector<std::uint32_t> values;
+    /// In place of the number of values; then the first value is where they stand.
+    std::uint32_t count = 0;
 };
 
 /// The field types by their usual names.
@@ -19,6 +21,9 @@ inline constexpr std::uint16_t TiffByte = 1;
 inline constexpr std::uint16_t TiffAscii = 2;
 inline constexpr std::uint16_t TiffShort = 3;
 inline constexpr std::uint16_t TiffLong = 4;
+
+/// Puts a number of `width` bytes at a place of the bytes, which grow if need be.
+void PutNumber(Bytes& bytes, std::size_t place, std::uint32_t value, std::size_t width, bool bigEndian);
 
 /// Builds a file of the TIFF structure from front to back: what a directory points to is appended before it.
 class TiffBuilder {
@@ -29,16 +34,22 @@ public:
     /// Appends picture data or the like, at an even offset; gives the offset.
     std::uint32_t Append(const Bytes& data);
 
+    /// Where the next directory begins if all its values are kept in it.
+    std::uint32_t Next() const { return static_cast<std::uint32_t>(file_.size() + file_.size() % 2); }
+
     /// Appends a directory and, in front of it, the values that do not fit into an entry; gives its offset. Entries are
-    /// written in the order given. A chained directory is linked from the chained one before it, or from the header;
-    /// one that is not is for a field that names its offset, such as SubIFDs.
-    std::uint32_t AppendDirectory(const std::vector<TiffField>& fields, bool isChained = true);
+    /// written in the order given. It links to `next`; what it is linked from is left to others.
+    std::uint32_t Add(const std::vector<TiffField>& fields, std::uint32_t next = 0);
+
+    /// The same, linked from the directory chained before it, or from the header.
+    std::uint32_t AppendDirectory(const std::vector<TiffField>& fields);
 
     const Bytes& File() const { return file_; }
+    /// The file, with this link in the header.
+    Bytes Finish(std::uint32_t first);
 
 private:
-    void Put(std::uint32_t value, std::size_t width);
-    void PutAt(std::size_t offset, std::uint32_t value, std::size_t width);
+    void Put(std::uint32_t value, std::size_t width) { PutNumber(file_, file_.size(), value, width, bigEndian_); }
 
     bool bigEndian_;
     Bytes file_;
