@@ -3,20 +3,13 @@
 #include <string>
 
 #include "containers/KBckFileType.h"
+#include "tests/support/Numbers.h"
 #include "tests/support/Scan.h"
 
 namespace {
 
 using namespace std::string_literals;
 using namespace test;
-
-Bytes Little(std::uint32_t value) {
-    Bytes bytes;
-    for (unsigned shift = 0; shift < 32; shift += 8) {
-        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
-    }
-    return bytes;
-}
 
 Finds ScanHeader(std::int32_t index, const Bytes& header, std::int32_t sectorSize = 512, std::int64_t maxSize = 0) {
     Medium medium(sectorSize);
@@ -25,9 +18,9 @@ Finds ScanHeader(std::int32_t index, const Bytes& header, std::int32_t sectorSiz
 }
 
 Bytes SevenZip(std::uint32_t nextOffset, std::uint32_t nextSize) {
-    return Join({BytesOf("7z\xBC\xAF\x27\x1C"), Zeros(6), Little(nextOffset), Little(9), Little(nextSize)});
+    return Join({BytesOf("7z\xBC\xAF\x27\x1C"), Zeros(6), Little(nextOffset), Little(9, 4), Little(nextSize)});
 }
-Bytes Cabinet(std::uint32_t size) { return Join({BytesOf("MSCF"), Little(1), Little(size)}); }
+Bytes Cabinet(std::uint32_t size) { return Join({BytesOf("MSCF"), Little(1, 4), Little(size)}); }
 
 TEST(Archives, SizesFromTheHeaderAreSigned32BitNumbers) {
     const struct {
@@ -110,7 +103,7 @@ TEST(Archives, BackupCataloguesAreKnownByTheirTwoTexts) {
     for (const Bytes& header :
          {Catalogue("", "a.dat"), Catalogue(longText + "x", "a.dat"), Catalogue("\x1F", "a.dat"),
           Catalogue("\x7F", "a.dat"), Catalogue("c", "\n.dat"), Catalogue("c", "a.dax"), Catalogue("c", "dat"),
-          Join({Little(1), BytesOf("c"), Zeros(8), Little(0xFFFFFFFE), BytesOf("aaaa.dat")})}) {
+          Join({Little(1, 4), BytesOf("c"), Zeros(8), Little(0xFFFFFFFE), BytesOf("aaaa.dat")})}) {
         EXPECT_EQ(ScanCatalogue(header), Finds{});
     }
     std::array<std::int64_t, 2> range{};

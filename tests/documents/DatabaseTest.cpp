@@ -3,6 +3,7 @@
 #include "documents/Rc4.h"
 #include "tests/support/DatabaseBuilder.h"
 #include "tests/support/HelpBuilder.h"
+#include "tests/support/Numbers.h"
 #include "tests/support/SparseMedium.h"
 
 namespace {
@@ -71,7 +72,7 @@ TEST(Access, ZeroPagesCountBetweenPagesOfAFileThatOutgrewItsMap) {
 
 TEST(Access, MapsOfPagesFarAwayAreNotFollowed) {
     Bytes file = JetFile({.pages = 12, .lastUsed = 11});
-    SetLittle(file, 2 * 2048 - 12, 0xFFFFFFF0, 4);  // The map's first page.
+    PutNumber(file, 2 * 2048 - 12, 0xFFFFFFF0, 4);  // The map's first page.
     EXPECT_EQ(SizeFound(71, file), 0);
     file = JetFile({.pages = 12, .lastUsed = 11, .inlineBits = 0});
     file[5 * 2048] = 4;  // The page of bits is none: the file has no map.

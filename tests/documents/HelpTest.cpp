@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/HelpBuilder.h"
+#include "tests/support/Numbers.h"
 #include "tests/support/Scan.h"
 
 namespace {
@@ -18,7 +19,7 @@ struct Field {
 };
 
 bool IsFoundWith(std::int32_t index, Bytes file, const Field& field, std::uint64_t value) {
-    SetLittle(file, field.offset, value, field.width);
+    PutNumber(file, field.offset, value, field.width);
     Medium medium;
     medium.Put(1, file).Grow(12);
     return Scan(index, medium) == Finds{{1, static_cast<std::int64_t>(file.size())}};

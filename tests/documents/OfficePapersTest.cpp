@@ -42,7 +42,7 @@ Bytes PaddedPackage() { return Join({OnePackage(), Zeros(700)}); }
 
 Bytes At(const Bytes& file, std::size_t offset, std::uint64_t value, std::size_t width = 2,
          Endian endian = Endian::Little) {
-    return Overwritten(file, offset, NumberOf(value, width, endian));
+    return Patched(file, offset, NumberOf(value, width, endian));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -87,8 +87,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"a first block that cannot be", Project, At(QuarkProject(Endian::Little, "XP"), 1024 + 40, 1, 4), None},
         Case{"count and its bytes differ", Project, At(QuarkProject(Endian::Little, "XP"), 1024 + 20, 20, 4), None},
         Case{"header in use", Project, At(QuarkProject(Endian::Little, "XP"), 1023, 1, 1), None},
-        Case{"other byte order's mark", Project,
-             Overwritten(QuarkProject(Endian::Little, "XP"), 2048, BytesOf("IISTLM")), None}));
+        Case{"other byte order's mark", Project, Patched(QuarkProject(Endian::Little, "XP"), 2048, BytesOf("IISTLM")),
+             None}));
 
 // Bytes 24 to 28 end the version's record, whose fields begin at 14.
 INSTANTIATE_TEST_SUITE_P(
@@ -111,12 +111,12 @@ INSTANTIATE_TEST_SUITE_P(
     WordPerfect, OfficePapers,
     testing::Values(Case{"noise behind few zeros", Paper, FollowedBy(WordPerfect5(), 3, Noise(7).Random(4096)), 1021},
                     Case{"noise right behind", Paper, FollowedBy(WordPerfect5(), 0, Noise(8).Random(4096)), 1024},
-                    Case{"zeros inside the text", Paper, Overwritten(WordPerfect5(), 980, Zeros(15)), 1000},
-                    Case{"many zeros", Paper, Overwritten(WordPerfect5(), 980, Zeros(16)), 980},
-                    Case{"stray codes", Paper, Overwritten(WordPerfect5(), 940, Bytes(55, 0xD4)), 1000},
+                    Case{"zeros inside the text", Paper, Patched(WordPerfect5(), 980, Zeros(15)), 1000},
+                    Case{"many zeros", Paper, Patched(WordPerfect5(), 980, Zeros(16)), 980},
+                    Case{"stray codes", Paper, Patched(WordPerfect5(), 940, Bytes(55, 0xD4)), 1000},
                     Case{"indexed data behind the text", Paper, At(WordPerfect5(), 28, 970, 4), 70 + 970},
                     Case{"no index", Paper, At(WordPerfect5(), 16, 0), None},
-                    Case{"hardly any text", Paper, Overwritten(WordPerfect5(), 163, Zeros(16)), None},
+                    Case{"hardly any text", Paper, Patched(WordPerfect5(), 163, Zeros(16)), None},
                     Case{"encrypted document of release 5", Paper, At(WordPerfect5(), 12, 1), None},
                     Case{"encrypted document of release 6", Paper, At(WordPerfect6(true), 12, 1), 1500},
                     Case{"encrypted document without a length", Paper, At(WordPerfect6(false), 12, 1), None},

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "media/KASFFileType.h"
+#include "tests/support/Numbers.h"
 #include "tests/support/Scan.h"
 
 namespace {
@@ -15,16 +16,8 @@ constexpr std::int32_t Asf = 14;
 constexpr std::int32_t Wma = 15;
 constexpr std::int32_t Wmv = 16;
 
-Bytes Number(std::uint64_t value, std::size_t width) {
-    Bytes bytes;
-    for (; bytes.size() < width; value >>= 8U) {
-        bytes.push_back(static_cast<std::uint8_t>(value));
-    }
-    return bytes;
-}
-
 Bytes Object(const std::string& id, const Bytes& content, std::uint64_t size) {
-    return Join({BytesOf(id), Number(size, 8), content});
+    return Join({BytesOf(id), Little(size, 8), content});
 }
 Bytes Object(const std::string& id, const Bytes& content) { return Object(id, content, 24 + content.size()); }
 
@@ -33,7 +26,7 @@ const std::string Video = "\xC0\xEF\x19\xBC\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\
 
 Bytes Properties(std::uint64_t fileSize) {
     return Object("\xA1\xDC\xAB\x8C\x47\xA9\xCF\x11\x8E\xE4\x00\xC0\x0C\x20\x53\x65"s,
-                  Join({Bytes(16, 7), Number(fileSize, 8), Bytes(56, 7)}));
+                  Join({Bytes(16, 7), Little(fileSize, 8), Bytes(56, 7)}));
 }
 Bytes Stream(const std::string& type) {
     return Object("\x91\x07\xDC\xB7\xB7\xA9\xCF\x11\x8E\xE6\x00\xC0\x0C\x20\x53\x65"s,
@@ -44,7 +37,7 @@ Bytes Padding(std::uint64_t size) { return Object(std::string(16, 'x'), {}, size
 
 Bytes AsfFile(std::uint32_t objectCount, std::initializer_list<Bytes> objects) {
     return Join({Object("\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C"s,
-                        Join({Number(objectCount, 4), Bytes(2, 1)})),
+                        Join({Little(objectCount, 4), Bytes(2, 1)})),
                  Join(objects)});
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "tests/support/Numbers.h"
 #include "tests/support/Scan.h"
 
 namespace {
@@ -13,14 +14,6 @@ using namespace test;
 constexpr std::int32_t Mid = 90;
 constexpr std::int32_t Ogg = 95;
 constexpr std::int32_t Rm = 112;
-
-Bytes Big(std::uint64_t value, int bytes) {
-    Bytes number;
-    while (bytes > 0) {
-        number.push_back(static_cast<std::uint8_t>(value >> (8U * static_cast<unsigned>(--bytes))));
-    }
-    return number;
-}
 
 // The first bytes of a chunk of this type that is `size` bytes long, at least 32.
 Bytes Chunk(std::int32_t index, std::uint32_t size, std::uint64_t choice = 0) {

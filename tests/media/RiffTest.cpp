@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tests/support/Numbers.h"
 #include "tests/support/SparseMedium.h"
 
 namespace {
@@ -14,15 +15,8 @@ constexpr std::int32_t Ani = 79;
 constexpr std::int64_t MiB = std::int64_t{1} << 20;
 constexpr std::int64_t ChainLimit = 0x2000000000;
 
-Bytes Number(std::uint32_t value, bool isBig = false) {
-    Bytes bytes;
-    for (unsigned i = 0; i < 4; ++i) {
-        bytes.push_back(static_cast<std::uint8_t>(value >> (8 * (isBig ? 3 - i : i))));
-    }
-    return bytes;
-}
-Bytes Riff(std::uint32_t size, const char* type) { return Join({BytesOf("RIFF"), Number(size), BytesOf(type)}); }
-Bytes Form(std::uint32_t size) { return Join({BytesOf("FORM"), Number(size, true), BytesOf("AIFFCOMM")}); }
+Bytes Riff(std::uint32_t size, const char* type) { return Join({BytesOf("RIFF"), Little(size), BytesOf(type)}); }
+Bytes Form(std::uint32_t size) { return Join({BytesOf("FORM"), Big(size), BytesOf("AIFFCOMM")}); }
 Bytes Film(std::int64_t size) { return Riff(static_cast<std::uint32_t>(size - 8), "AVI LIST"); }
 // `size` with the 8 bytes in front; may be negative.
 Bytes Extension(std::int64_t size) { return Riff(static_cast<std::uint32_t>(size - 8), "AVIXLIST"); }
@@ -42,7 +36,7 @@ TEST(Riff, SizesAreTakenAsEachTypeDoes) {
         {Wav, Riff(0x80000000, "WAVEfmt "), 0},
         {Wav, Riff(992, "WAVELIST"), 0},
         {Wav, Riff(992, "WAVEFMT "), 0},
-        {Wav, Join({BytesOf("RIFX"), Number(992), BytesOf("WAVEfmt ")}), 0},
+        {Wav, Join({BytesOf("RIFX"), Little(992, 4), BytesOf("WAVEfmt ")}), 0},
         {Wav, Riff(992, "WAVEfmt "), 700, 700},
         {Ani, Riff(255, "ACONanih"), 0},
         {Ani, Riff(256, "ACONanih"), 256},

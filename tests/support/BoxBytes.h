@@ -2,18 +2,10 @@
 
 #include <cstdint>
 
-#include "tests/support/Medium.h"
+#include "tests/support/Numbers.h"
 
 /// Boxes of the ISO base media family.
 namespace test::box {
-
-inline Bytes Big(std::uint64_t value, unsigned width) {
-    Bytes bytes;
-    for (unsigned i = width; i-- > 0;) {
-        bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-    }
-    return bytes;
-}
 
 inline Bytes Header(std::uint32_t size, const char* type) { return Join({Big(size, 4), BytesOf(type)}); }
 inline Bytes LongHeader(std::uint64_t size, const char* type) { return Join({Header(1, type), Big(size, 8)}); }

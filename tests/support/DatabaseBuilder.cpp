@@ -4,6 +4,7 @@
 
 #include "documents/Rc4.h"
 #include "tests/support/HelpBuilder.h"
+#include "tests/support/Numbers.h"
 
 namespace test {
 
@@ -19,7 +20,7 @@ void MarkFree(Bytes& bytes, std::size_t bitmap, std::size_t first, std::size_t e
 void Encrypt(Bytes& file, const JetPlan& plan) {
     for (std::size_t page = 1; page < plan.pages; ++page) {
         Bytes key(4);
-        SetLittle(key, 0, plan.key ^ page, 4);
+        PutNumber(key, 0, plan.key ^ page, 4);
         Rc4 cipher(key);
         for (std::size_t i = 0; i < plan.PageBytes(); ++i) {
             file[page * plan.PageBytes() + i] ^= cipher.Next();
@@ -30,16 +31,16 @@ void Encrypt(Bytes& file, const JetPlan& plan) {
 void SetDataFilePage(Bytes& page, std::uint8_t type, std::uint32_t number, std::uint16_t fileId) {
     page[0] = 1;
     page[1] = type;
-    SetLittle(page, 32, number, 4);
-    SetLittle(page, 36, fileId, 2);
+    PutNumber(page, 32, number, 4);
+    PutNumber(page, 36, fileId, 2);
 }
 
 // The first page, with the columns of the file header that are of use.
 Bytes FileHeaderPage(const DataFilePlan& plan) {
     Bytes page = Zeros(DataFilePage);
     SetDataFilePage(page, 15, 0, plan.fileId);
-    SetLittle(page, 22, 1, 2);
-    SetLittle(page, 24, 99, 4);
+    PutNumber(page, 22, 1, 2);
+    PutNumber(page, 24, 99, 4);
     const std::vector<std::pair<std::uint64_t, std::size_t>> columns{
         {0, 8},           {0, 0},
         {plan.fileId, 2}, {1, 2},
@@ -50,16 +51,16 @@ Bytes FileHeaderPage(const DataFilePlan& plan) {
         {0, 6},           {plan.growsByPercentage ? 0x100002 : 2, 4}};
     constexpr std::size_t record = 96;
     constexpr std::size_t fixedBytes = 8;
-    SetLittle(page, record, 0x30, 2);
-    SetLittle(page, record + 2, fixedBytes, 2);
-    SetLittle(page, record + fixedBytes, columns.size() + 1, 2);
+    PutNumber(page, record, 0x30, 2);
+    PutNumber(page, record + 2, fixedBytes, 2);
+    PutNumber(page, record + fixedBytes, columns.size() + 1, 2);
     const std::size_t ends = record + fixedBytes + 2 + 2 + 2;
-    SetLittle(page, ends - 2, columns.size(), 2);
+    PutNumber(page, ends - 2, columns.size(), 2);
     std::size_t end = ends + 2 * columns.size();
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        SetLittle(page, end, columns[i].first, columns[i].second);
+        PutNumber(page, end, columns[i].first, columns[i].second);
         end += columns[i].second;
-        SetLittle(page, ends + 2 * i, end - record, 2);
+        PutNumber(page, ends + 2 * i, end - record, 2);
     }
     return page;
 }
@@ -71,8 +72,8 @@ void MarkTornPages(Bytes& page) {
         saved |= (last & 3U) << (2 * piece);
         last |= 3U;
     }
-    SetLittle(page, 4, 0x0100, 2);
-    SetLittle(page, 60, saved, 4);
+    PutNumber(page, 4, 0x0100, 2);
+    PutNumber(page, 60, saved, 4);
 }
 
 }  // namespace
@@ -83,7 +84,7 @@ Bytes JetFile(const JetPlan& plan) {
     std::ranges::copy(BytesOf(plan.version < 2 ? "Standard Jet DB" : "Standard ACE DB"), file.begin() + 4);
     file[1] = 1;
     file[0x14] = plan.version;
-    SetLittle(file, 0x3E, 0x4EBC8AFB ^ plan.key, 4);
+    PutNumber(file, 0x3E, 0x4EBC8AFB ^ plan.key, 4);
     for (std::size_t page = 1; page < plan.pages; ++page) {
         file[page * pageBytes] = page % 2 == 0 ? 2 : 1;
         file[page * pageBytes + 1] = 1;
@@ -91,14 +92,14 @@ Bytes JetFile(const JetPlan& plan) {
     const std::size_t rowCount = pageBytes + (plan.version == 0 ? 8 : 12);
     const std::size_t rowBytes = plan.inlineBits == 0 ? 1 + 3 * 4 : 5 + plan.inlineBits / 8;
     const std::size_t row = 2 * pageBytes - rowBytes;
-    SetLittle(file, rowCount, 1, 2);
-    SetLittle(file, rowCount + 2, 0x4000 | (pageBytes - rowBytes), 2);
+    PutNumber(file, rowCount, 1, 2);
+    PutNumber(file, rowCount + 2, 0x4000 | (pageBytes - rowBytes), 2);
     if (plan.inlineBits == 0) {
         file[row] = 1;
-        SetLittle(file, row + 1, 5, 4);
-        SetLittle(file, row + 5, plan.lastUsed, 4);
-        SetLittle(file, row + 9, 0x12345678, 4);
-        SetLittle(file, 5 * pageBytes, 0x0105, 4);
+        PutNumber(file, row + 1, 5, 4);
+        PutNumber(file, row + 5, plan.lastUsed, 4);
+        PutNumber(file, row + 9, 0x12345678, 4);
+        PutNumber(file, 5 * pageBytes, 0x0105, 4);
         MarkFree(file, 5 * pageBytes + 4, plan.lastUsed + 1, (pageBytes - 4) * 8);
     } else {
         MarkFree(file, row + 5, plan.lastUsed + 1, plan.inlineBits);
@@ -113,7 +114,7 @@ Bytes ExtentMapPage(std::uint32_t number, std::size_t extentsInUse) {
     Bytes page = Zeros(DataFilePage);
     SetDataFilePage(page, 8, number, 1);
     constexpr std::size_t row = 0xBE;
-    SetLittle(page, DataFilePage - 4, row, 2);
+    PutNumber(page, DataFilePage - 4, row, 2);
     MarkFree(page, row + 4, extentsInUse, 63904);
     return page;
 }
@@ -121,7 +122,7 @@ Bytes ExtentMapPage(std::uint32_t number, std::size_t extentsInUse) {
 Bytes DataFile(const DataFilePlan& plan) {
     Bytes first = FileHeaderPage(plan);
     Bytes map = ExtentMapPage(2, plan.extentsInUse);
-    SetLittle(map, 36, plan.fileId, 2);
+    PutNumber(map, 36, plan.fileId, 2);
     if (plan.hasTornPageMarks) {
         MarkTornPages(first);
         MarkTornPages(map);

@@ -9,12 +9,6 @@ namespace test {
 
 using namespace std::string_literals;
 
-Bytes Patched(Bytes file, std::size_t offset, const Bytes& bytes) {
-    file.resize(std::max(file.size(), offset + bytes.size()));
-    std::ranges::copy(bytes, file.begin() + static_cast<std::ptrdiff_t>(offset));
-    return file;
-}
-
 namespace {
 
 Bytes Words(std::initializer_list<std::uint32_t> values) {

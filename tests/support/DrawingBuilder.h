@@ -1,30 +1,11 @@
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <string_view>
 
-#include "tests/support/Medium.h"
+#include "tests/support/Numbers.h"
 
 namespace test {
-
-template <std::unsigned_integral T>
-Bytes Little(T value) {
-    Bytes bytes;
-    for (std::size_t i = 0; i < sizeof(T); ++i) {
-        bytes.push_back(static_cast<std::uint8_t>(std::uint64_t{value} >> (8 * i)));
-    }
-    return bytes;
-}
-
-template <std::unsigned_integral T>
-Bytes Big(T value) {
-    const Bytes little = Little(value);
-    return {little.rbegin(), little.rend()};
-}
-
-/// Overwrites bytes of a file, which grows if need be.
-Bytes Patched(Bytes file, std::size_t offset, const Bytes& bytes);
 
 /// Drawings and pictures that no free program writes. What no rule reads is zeros or noise.
 

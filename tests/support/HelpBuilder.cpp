@@ -4,18 +4,12 @@
 
 namespace test {
 
-void SetLittle(Bytes& bytes, std::size_t offset, std::uint64_t value, std::size_t width) {
-    for (std::size_t i = 0; i < width; ++i) {
-        bytes.at(offset + i) = static_cast<std::uint8_t>(value >> (8 * i));
-    }
-}
-
 Bytes HelpFile() {
     constexpr std::size_t pageBytes = 1024;
     constexpr std::size_t treeBytes = 38 + pageBytes;
     Bytes file = Join({BytesOf("?_\x03"), Zeros(2000), BytesOf("Contents")});
     const auto set = [&](std::size_t offset, std::uint64_t value, std::size_t width) {
-        SetLittle(file, offset, value, width);
+        PutNumber(file, offset, value, width);
     };
     set(4, HelpDirectory, 4);
     set(8, 0xFFFFFFFF, 4);
@@ -39,10 +33,10 @@ Bytes CompiledHelpFile(std::uint32_t version) {
     constexpr std::size_t directoryBytes = 0x1054;
     Bytes file = Zeros(directory + directoryBytes + 700);
     const auto set = [&](std::size_t offset, std::uint64_t value) {
-        SetLittle(file, offset, value, 8);
+        PutNumber(file, offset, value, 8);
     };
     std::ranges::copy(BytesOf("ITSF"), file.begin());
-    SetLittle(file, 4, version, 4);
+    PutNumber(file, 4, version, 4);
     set(8, headerBytes);
     for (const std::size_t guid : {0x18U, 0x28U}) {
         set(guid, 0x11D07BAA7C01FD10 + (guid == 0x28 ? 1 : 0));

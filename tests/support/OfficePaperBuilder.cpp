@@ -5,22 +5,6 @@
 
 namespace test {
 
-Bytes NumberOf(std::uint64_t value, std::size_t width, Endian endian) {
-    Bytes bytes;
-    for (std::size_t i = 0; i < width; ++i) {
-        bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-    }
-    if (endian == Endian::Big) {
-        std::ranges::reverse(bytes);
-    }
-    return bytes;
-}
-
-Bytes Overwritten(Bytes file, std::size_t offset, const Bytes& bytes) {
-    std::ranges::copy(bytes, file.begin() + static_cast<std::ptrdiff_t>(offset));
-    return file;
-}
-
 namespace {
 
 const Bytes SectionGuid = BytesOf("\xE4\x52\x5C\x7B\x8C\xD8\xA7\x4D\xAE\xB1\x53\x78\xD0\x29\x96\xD3");
@@ -36,23 +20,22 @@ Bytes ShortStart(std::uint32_t type, bool isCompound, std::uint32_t length) {
 Bytes QuarkHeader(std::uint8_t version, Endian endian, std::string_view letters, std::size_t blockBytes,
                   std::size_t blocks) {
     const Bytes number = NumberOf(version, 2, endian);
-    return Overwritten(Zeros(blockBytes * blocks), 2,
-                       Join({BytesOf(endian == Endian::Big ? "MMXPR3" : "IIXPR3"), number, number, BytesOf(letters)}));
+    return Patched(Zeros(blockBytes * blocks), 2,
+                   Join({BytesOf(endian == Endian::Big ? "MMXPR3" : "IIXPR3"), number, number, BytesOf(letters)}));
 }
 
 }  // namespace
 
 Bytes OneSection() {
     Bytes file = Noise(1).Random(5000);
-    file = Overwritten(std::move(file), 0, Zeros(1024));
-    file = Overwritten(std::move(file), 0, SectionGuid);
-    file =
-        Overwritten(std::move(file), 48, BytesOf("\x3F\xDD\x9A\x10\x1B\x91\xF5\x49\xA5\xD0\x17\x91\xED\xC8\xAE\xD8"));
+    file = Patched(std::move(file), 0, Zeros(1024));
+    file = Patched(std::move(file), 0, SectionGuid);
+    file = Patched(std::move(file), 48, BytesOf("\x3F\xDD\x9A\x10\x1B\x91\xF5\x49\xA5\xD0\x17\x91\xED\xC8\xAE\xD8"));
     const Bytes version = NumberOf(0x2A, 4);
-    file = Overwritten(std::move(file), 64, Join({version, version, version, version}));
-    file = Overwritten(std::move(file), 160, Join({NumberOf(1024, 8), NumberOf(76, 4)}));
-    file = Overwritten(std::move(file), 172, Join({NumberOf(4000, 8), NumberOf(1000, 4)}));
-    return Overwritten(std::move(file), 196, NumberOf(5000, 8));
+    file = Patched(std::move(file), 64, Join({version, version, version, version}));
+    file = Patched(std::move(file), 160, Join({NumberOf(1024, 8), NumberOf(76, 4)}));
+    file = Patched(std::move(file), 172, Join({NumberOf(4000, 8), NumberOf(1000, 4)}));
+    return Patched(std::move(file), 196, NumberOf(5000, 8));
 }
 
 Bytes OnePackage() {
@@ -74,12 +57,12 @@ Bytes QuarkDocument(std::uint8_t version, Endian endian, std::string_view letter
     Bytes file = QuarkHeader(version, endian, letters, blockBytes, blocks);
     const auto link = [&](std::size_t lastBlock, std::int32_t next) {
         const auto value = static_cast<std::uint32_t>(next);
-        file = Overwritten(std::move(file), lastBlock * blockBytes - 4, NumberOf(value, 4, endian));
+        file = Patched(std::move(file), lastBlock * blockBytes - 4, NumberOf(value, 4, endian));
     };
     link(3, version == 0x42 ? 1000 : 4);
     link(4, 5);
     link(5, -7);
-    file = Overwritten(std::move(file), 6 * blockBytes, NumberOf(4, 2, endian));
+    file = Patched(std::move(file), 6 * blockBytes, NumberOf(4, 2, endian));
     link(10, 11);
     for (std::int32_t block = 11; block < 20; ++block) {
         link(static_cast<std::size_t>(block), block + 1);
@@ -93,13 +76,13 @@ Bytes QuarkProject(Endian endian, std::string_view letters) {
         return NumberOf(value, 4, endian);
     };
     Bytes file = QuarkHeader(0x44, endian, letters, blockBytes, 12);
-    file = Overwritten(std::move(file), blockBytes,
-                       Join({number(3), number(0), number(4), number(0), number(0), number(16), number(8), number(16),
-                             number(0), number(0), number(2), number(3), number(4), number(6)}));
-    file = Overwritten(std::move(file), 2 * blockBytes, BytesOf(endian == Endian::Big ? "IISTLM" : "IIMLTS"));
-    file = Overwritten(std::move(file), 3 * blockBytes - 4, number(5));
-    file = Overwritten(std::move(file), 4 * blockBytes - 4, number(static_cast<std::uint32_t>(-10)));
-    return Overwritten(std::move(file), 9 * blockBytes, NumberOf(3, 2, endian));
+    file = Patched(std::move(file), blockBytes,
+                   Join({number(3), number(0), number(4), number(0), number(0), number(16), number(8), number(16),
+                         number(0), number(0), number(2), number(3), number(4), number(6)}));
+    file = Patched(std::move(file), 2 * blockBytes, BytesOf(endian == Endian::Big ? "IISTLM" : "IIMLTS"));
+    file = Patched(std::move(file), 3 * blockBytes - 4, number(5));
+    file = Patched(std::move(file), 4 * blockBytes - 4, number(static_cast<std::uint32_t>(-10)));
+    return Patched(std::move(file), 9 * blockBytes, NumberOf(3, 2, endian));
 }
 
 Bytes SmartDrawing() {
@@ -121,7 +104,7 @@ namespace {
 
 Bytes WordPerfectHeader(std::uint32_t area, std::uint8_t fileType, std::uint8_t major, Endian endian = Endian::Little) {
     const Bytes head = Join({BytesOf("\xFFWPC"), NumberOf(area, 4, endian), Bytes{1, fileType, major, 1}});
-    return Overwritten(Zeros(area), 0, head);
+    return Patched(Zeros(area), 0, head);
 }
 
 // 900 bytes: text with as many of the functions as it has room for, and text at the end.
@@ -148,7 +131,7 @@ Bytes VariableFunction(Endian endian) {
 Bytes WordPerfect5() {
     const Bytes index = Join({NumberOf(0xFFFB, 2), NumberOf(5, 2), NumberOf(50, 2), NumberOf(0, 4), NumberOf(8, 2),
                               NumberOf(20, 4), NumberOf(70, 4)});
-    return Join({Overwritten(WordPerfectHeader(100, 0x0A, 0), 16, index),
+    return Join({Patched(WordPerfectHeader(100, 0x0A, 0), 16, index),
                  AreaOf(Bytes{0xC0, 0, 4, 0xC0}, VariableFunction(Endian::Little))});
 }
 
@@ -156,9 +139,8 @@ Bytes WordPerfect6(bool hasLength) {
     const Bytes length = NumberOf(107, 2);
     const Bytes function = Join({Bytes{0xD1, 2}, length, FunctionData(), length, Bytes{0xD1}});
     Bytes file = Join({WordPerfectHeader(600, 0x0A, 2), AreaOf(Bytes{0xF1, 0, 0, 0, 0xF1}, function)});
-    return hasLength
-               ? Overwritten(std::move(file), 14, Join({NumberOf(0x200, 2), Bytes{5}, Zeros(3), NumberOf(1500, 4)}))
-               : file;
+    return hasLength ? Patched(std::move(file), 14, Join({NumberOf(0x200, 2), Bytes{5}, Zeros(3), NumberOf(1500, 4)}))
+                     : file;
 }
 
 Bytes WordPerfectMacintosh(Endian endian) {

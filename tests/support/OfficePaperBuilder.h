@@ -5,14 +5,14 @@
 #include <string_view>
 
 #include "frame/Endian.h"
-#include "tests/support/Medium.h"
+#include "tests/support/Numbers.h"
 
 namespace test {
 
 /// The number's lowest `width` bytes.
-Bytes NumberOf(std::uint64_t value, std::size_t width, Endian endian = Endian::Little);
-/// Overwrites bytes at an offset.
-Bytes Overwritten(Bytes file, std::size_t offset, const Bytes& bytes);
+inline Bytes NumberOf(std::uint64_t value, std::size_t width, Endian endian = Endian::Little) {
+    return endian == Endian::Big ? Big(value, width) : Little(value, width);
+}
 
 /// Documents that no free program writes. What no rule reads is zeros or noise.
 

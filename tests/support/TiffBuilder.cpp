@@ -72,11 +72,4 @@ Bytes TiffBuilder::Finish(std::uint32_t first) {
     return file_;
 }
 
-void PutNumber(Bytes& bytes, std::size_t place, std::uint32_t value, std::size_t width, bool bigEndian) {
-    bytes.resize(std::max(bytes.size(), place + width));
-    for (std::size_t i = 0; i < width; ++i) {
-        bytes[place + (bigEndian ? width - 1 - i : i)] = static_cast<std::uint8_t>(value >> 8 * i);
-    }
-}
-
 }  // namespace test

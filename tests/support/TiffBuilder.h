@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tests/support/Medium.h"
+#include "tests/support/Numbers.h"
 
 namespace test {
 
@@ -21,9 +21,6 @@ inline constexpr std::uint16_t TiffByte = 1;
 inline constexpr std::uint16_t TiffAscii = 2;
 inline constexpr std::uint16_t TiffShort = 3;
 inline constexpr std::uint16_t TiffLong = 4;
-
-/// Puts a number of `width` bytes at a place of the bytes, which grow if need be.
-void PutNumber(Bytes& bytes, std::size_t place, std::uint32_t value, std::size_t width, bool bigEndian);
 
 /// Builds a file of the TIFF structure from front to back: what a directory points to is appended before it.
 class TiffBuilder {

@@ -1,16 +1,11 @@
 #include "tests/support/ZipBuilder.h"
+#include "tests/support/Numbers.h"
 
 #include <algorithm>
 
 namespace test {
 
 namespace {
-
-void Put(Bytes& record, std::size_t offset, std::size_t width, std::uint64_t value) {
-    for (std::size_t i = 0; i < width; ++i) {
-        record[offset + i] = static_cast<std::uint8_t>(value >> (8 * i));
-    }
-}
 
 Bytes Record(std::string_view signature, std::size_t bytes) {
     Bytes record = BytesOf(signature);
@@ -22,19 +17,19 @@ Bytes Record(std::string_view signature, std::size_t bytes) {
 
 Bytes ZipLocal(std::string_view name, const Bytes& data, std::size_t extraBytes) {
     Bytes header = Record("PK\x03\x04", 30);
-    Put(header, 26, 2, name.size());
-    Put(header, 28, 2, extraBytes);
+    PutNumber(header, 26, name.size(), 2);
+    PutNumber(header, 28, extraBytes, 2);
     return Join({Claiming(header, static_cast<std::uint32_t>(data.size())), BytesOf(name), Zeros(extraBytes), data});
 }
 
 Bytes ZipCentral(std::string_view name, std::uint32_t compressedSize, std::uint32_t localOffset, std::size_t extraBytes,
                  std::size_t commentBytes) {
     Bytes header = Record("PK\x01\x02", 46);
-    Put(header, 20, 4, compressedSize);
-    Put(header, 28, 2, name.size());
-    Put(header, 30, 2, extraBytes);
-    Put(header, 32, 2, commentBytes);
-    Put(header, 42, 4, localOffset);
+    PutNumber(header, 20, compressedSize, 4);
+    PutNumber(header, 28, name.size(), 2);
+    PutNumber(header, 30, extraBytes, 2);
+    PutNumber(header, 32, commentBytes, 2);
+    PutNumber(header, 42, localOffset, 4);
     return Join({header, BytesOf(name), Bytes(extraBytes + commentBytes, '#')});
 }
 
@@ -42,12 +37,12 @@ Bytes ZipDescriptor() { return Record("PK\x07\x08", 16); }
 
 Bytes ZipEnd(std::size_t commentBytes) {
     Bytes record = Record("PK\x05\x06", 22);
-    Put(record, 20, 2, commentBytes);
+    PutNumber(record, 20, commentBytes, 2);
     return Join({record, Bytes(commentBytes, '#')});
 }
 
 Bytes Claiming(Bytes localHeader, std::uint32_t compressedSize) {
-    Put(localHeader, 18, 4, compressedSize);
+    PutNumber(localHeader, 18, compressedSize, 4);
     return localHeader;
 }
 
