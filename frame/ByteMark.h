@@ -1,10 +1,31 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "frame/Bytes.h"
+
+/// A rough rank of how often each byte value occurs in disk data.
+inline constexpr std::array<std::uint8_t, 256> ByteCommonness = [] {
+    std::array<std::uint8_t, 256> ranks{};
+    for (std::size_t value = 0; value < ranks.size(); ++value) {
+        const bool isCommon = value < 0x10 || (value >= '0' && value <= '9') || (value >= 'a' && value <= 'z');
+        ranks[value] = isCommon ? 3 : value < 0x80 ? 2 : 1;
+    }
+    const auto set = [&ranks](std::string_view bytes, std::uint8_t rank) {
+        for (const char byte : bytes) {
+            ranks[static_cast<std::uint8_t>(byte)] = rank;
+        }
+    };
+    set("bfgjkmpqvwxyz", 2);
+    set("<>/", 3);
+    set(" \xFF", 4);
+    ranks[0] = 5;
+    return ranks;
+}();
 
 /// A byte pattern prepared for searching. It points to the pattern's bytes and does not own them.
 ///
@@ -39,20 +60,7 @@ public:
     std::optional<std::size_t> FindEndInSector(ByteSpan sector) const;
 
 private:
-    // A rough rank of how often a byte value occurs in disk data.
-    static constexpr int Commonness(std::uint8_t value) {
-        if (value == 0x00) {
-            return 5;
-        }
-        if (value == 0xFF || value == 0x20) {
-            return 4;
-        }
-        if ((value >= 'a' && value <= 'z') || (value >= '0' && value <= '9') || value < 0x10 || value == '<' ||
-            value == '>' || value == '/') {
-            return 3;
-        }
-        return value < 0x80 ? 2 : 1;
-    }
+    static constexpr int Commonness(std::uint8_t value) { return ByteCommonness[value]; }
 
     ByteSpan bytes_;
     // Offsets in the pattern.

@@ -17,11 +17,11 @@ inline constexpr std::int64_t SliceBytes = std::int64_t{32} << 10;
 /// Brings bytes close to the processor piece by piece, so that whoever looks at them next need not wait for the memory.
 class Prefetch {
 public:
-    /// `bytes` are all brought after as many steps.
+    /// All bytes are brought after as many steps. With a few, which would take more than they look at, none is.
     Prefetch(const std::uint8_t* bytes, std::int64_t count, std::size_t steps)
         : next_(bytes),
-          end_(bytes + count),
-          linesPerStep_(1 + count / LineBytes / static_cast<std::int64_t>(std::max(steps, std::size_t{1}))) {}
+          end_(steps < FewestSteps ? bytes : bytes + count),
+          linesPerStep_(1 + count / LineBytes / static_cast<std::int64_t>(std::max(steps, FewestSteps))) {}
 
     void Step() {
         for (std::int64_t lines = 0; lines < linesPerStep_ && next_ < end_; ++lines) {
@@ -33,6 +33,7 @@ public:
 
 private:
     static constexpr std::int64_t LineBytes = 64;
+    static constexpr std::size_t FewestSteps = 32;
 
     const std::uint8_t* next_;
     const std::uint8_t* end_;
