@@ -306,8 +306,7 @@ bool KHTMLFileType::IsHeader(ByteSpan sector) {
     if (at + 2 * form.width > sector.size() || form.CharAt(sector, at) != '<') {
         return false;
     }
-    return FirstLetters.find(FoldLetter(form.CharAt(sector, at + form.width))) != FirstLetters.npos &&
-           BeginsWithText(sector, form);
+    return IsFirstLetter(form.CharAt(sector, at + form.width)) && BeginsWithText(sector, form);
 }
 
 std::int32_t KHTMLFileType::Reset() {

@@ -7,6 +7,11 @@
 #include "frame/BytePairs.h"
 #include "frame/WalkingScanner.h"
 
+/// Begins a page's first tag behind its "<".
+constexpr bool IsFirstLetter(char16_t c) {
+    return std::u16string_view(u"!?hbmst").find(FoldLetter(c)) != std::u16string_view::npos;
+}
+
 /// Web pages: HTML by its document type or by its first tags, and XML documents of that type. A page ends with its
 /// `</html>` and what servers and editors append to that, or where the text ends. Bookmark files, which have a document
 /// type of their own, are none. Source: WHATWG, HTML Standard, sections 13.1 and 13.2; WHATWG, MIME Sniffing Standard,
@@ -27,16 +32,13 @@ public:
         .limits =
             "Fragments without any of those tags are not found; text behind the html end tag is left out where it "
             "reaches into a further sector."};
-    /// What may follow in a first tag, in any letter case.
-    static constexpr std::u16string_view FirstLetters = u"!?hbmst";
     /// The start of a first tag, perhaps behind white space; or a byte-order mark.
-    static constexpr BytePairs Head =
-        BytePairs()
-            .Allow("<", [](char16_t c) { return FirstLetters.find(FoldLetter(c)) != FirstLetters.npos; })
-            .Allow(" \n\r\t\f", [](char16_t c) { return c == '<' || IsWhite(c); })
-            .Allow("\xEF", 0xBB)
-            .Allow("\xFE", 0xFF)
-            .Allow("\xFF", 0xFE);
+    static constexpr BytePairs Head = BytePairs()
+                                          .Allow("<", IsFirstLetter)
+                                          .Allow(" \n\r\t\f", [](char16_t c) { return c == '<' || IsWhite(c); })
+                                          .Allow("\xEF", 0xBB)
+                                          .Allow("\xFE", 0xFF)
+                                          .Allow("\xFF", 0xFE);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = std::int64_t{64} << 20;
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -83,6 +84,30 @@ TEST(WebArchive, NeedsItsThreeTextsInTheFirstBytes) {
     Medium medium(64);
     medium.Put(0, MhtHead).Put(5, "</xml>").Grow(8);
     EXPECT_EQ(Scan(Mht, medium), Finds{}) << "a sector of 64 bytes is too small";
+}
+
+// In every order, with the six bytes to spare wherever they may be. Each header ends the archive before it.
+TEST(WebArchive, BeginsWithAnyArrangementOfItsTexts) {
+    std::array<std::string, 3> texts{"Content-Type: multipart/related", "MIME-Version: 1.0", "boundary=\""};
+    ASSERT_TRUE(std::ranges::is_sorted(texts));
+    Medium medium;
+    std::int64_t headers = 0;
+    do {
+        for (std::size_t spaces = 0; spaces < 7 * 7 * 7; ++spaces) {
+            const std::size_t first = spaces % 7;
+            const std::size_t second = spaces / 7 % 7;
+            if (first + second + spaces / 49 <= 6) {
+                medium.Put(headers++, std::string(first, '\xA0') + texts[0] + std::string(second, 'C') + texts[1] +
+                                          std::string(spaces / 49, 'd') + texts[2]);
+            }
+        }
+    } while (std::ranges::next_permutation(texts).found);
+    EXPECT_EQ(headers, 504);
+    Finds expected;
+    for (std::int64_t header = 0; header < headers - 1; ++header) {
+        expected.push_back({header, 512});
+    }
+    EXPECT_EQ(Scan(Mht, medium), expected);
 }
 
 TEST(WebArchive, EndsAtItsClosingBoundaryCloseBehindTheList) {
