@@ -63,20 +63,13 @@ public:
         if (head.Reach() > sectorSize_) {
             return index;
         }
-        // Four in one step, since nearly all of them have none.
-        const std::uint8_t* at = data_ + index * sectorSize_;
-        const std::size_t step = sectorSize_;
-        for (; count_ - index >= 4; index += 4, at += 4 * step) {
-            if (head.StandsIn(at) || head.StandsIn(at + step) || head.StandsIn(at + 2 * step) ||
-                head.StandsIn(at + 3 * step)) {
-                break;
-            }
+        const std::uint8_t* const sectors = data_ + index * sectorSize_;
+        if constexpr (requires { head.FirstIn(sectors, sectorSize_, count_); }) {
+            return index + head.FirstIn(sectors, sectorSize_, count_ - index);
+        } else {
+            return index + FirstSectorThat(sectors, sectorSize_, count_ - index,
+                                           [&head](const std::uint8_t* sector) { return head.StandsIn(sector); });
         }
-        while (index < count_ && !head.StandsIn(at)) {
-            ++index;
-            at += step;
-        }
-        return index;
     }
 
 private:
