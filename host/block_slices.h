@@ -11,8 +11,9 @@
 namespace salvor {
 
 /// Bytes that one scanner after another is handed. Each looks at the first bytes of every sector, which stay in a
-/// first-level cache while all have their turn; with larger blocks every one of them would wait for the second level.
-inline constexpr std::int64_t SliceBytes = std::int64_t{32} << 10;
+/// first-level cache of 32 KiB while all have their turn, with room for what else they need; with larger blocks every
+/// one of them would wait for the second level.
+inline constexpr std::int64_t SliceBytes = std::int64_t{28} << 10;
 
 /// Brings bytes close to the processor piece by piece, so that whoever looks at them next need not wait for the memory.
 class Prefetch {

@@ -14,7 +14,7 @@ struct FileTypeIdentity {
     std::int64_t smallestSize;
     std::int64_t largestSize;
     /// What the scanner finds depends on where blocks end: give it large ones. The others find the same however the
-    /// medium is cut, and are fastest with blocks that fit a first-level cache, as 32 KiB do.
+    /// medium is cut, and are fastest with blocks that nearly fill a first-level cache: 28 KiB for one of 32 KiB.
     bool dependsOnBlocks = false;
 };
 
