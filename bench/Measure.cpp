@@ -46,13 +46,14 @@ double SecondsToCopy(ByteSpan bytes) {
     return best;
 }
 
-void ReportRates(benchmark::State& state, ByteSpan bytes, double seconds, double copySeconds) {
-    const double sectors = static_cast<double>(bytes.size()) / SectorBytes;
-    const auto passes = static_cast<double>(state.iterations());
+void ReportRates(benchmark::State& state, ByteSpan bytes, double bestSeconds, double copySeconds) {
+    const auto size = static_cast<double>(bytes.size());
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
-    state.counters["of_memcpy"] = copySeconds * passes / seconds;
-    state.counters["sector"] =
-        benchmark::Counter(sectors, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["best"] =
+        benchmark::Counter(size / bestSeconds, benchmark::Counter::kDefaults, benchmark::Counter::kIs1024);
+    state.counters["of_memcpy"] = copySeconds / bestSeconds;
+    state.counters["sector"] = benchmark::Counter(
+        size / SectorBytes, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 }  // namespace bench
