@@ -11,9 +11,8 @@
 ///
 /// `Self` says:
 ///   - `Identity`, and `MinReportLength`: a smaller size in bytes is not reported;
-///   - which sectors are worth measuring: `Signature` or `Head`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`;
-///   see
-///     `HeadOf` and `BeginsFile`;
+///   - which sectors are worth measuring: `Signature` or `Head`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`, as
+///     `HeadOf` and `BeginsFile` say;
 ///   - `std::optional<std::int64_t> Measure(const Candidate& candidate)`: the file's length in bytes; nothing when its
 ///     end was not found, which leaves the file open until the next header.
 ///
