@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 
 namespace bench {
 

@@ -5,7 +5,7 @@
 #include "bench/Benches.h"
 #include "bench/Measure.h"
 #include "bench/Streams.h"
-#include "frame/KFileSimulator.h"
+#include "frame/read/KFileSimulator.h"
 
 namespace bench {
 

@@ -12,7 +12,7 @@
 #include "frame/contract/IFoundFileSink.h"
 #include "frame/contract/IRawFileType.h"
 #include "frame/contract/IRawFileTypeFactory.h"
-#include "host/block_slices.h"
+#include "host/scan/block_slices.h"
 
 namespace bench {
 

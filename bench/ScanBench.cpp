@@ -11,7 +11,7 @@
 #include "bench/Measure.h"
 #include "bench/Scan.h"
 #include "bench/Streams.h"
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileTypeFactory.h"
 

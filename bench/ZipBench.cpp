@@ -9,7 +9,7 @@
 #include "bench/Streams.h"
 #include "containers/ZipFormat.h"
 #include "containers/ZipSectorClass.h"
-#include "frame/CompareBytesNoCase.h"
+#include "frame/bytes/CompareBytesNoCase.h"
 
 namespace bench {
 

@@ -8,7 +8,7 @@ build=${1:-build/release}
 log=$build/tidy.log
 # The analyzer, which follows all paths, takes as long in the JSON and command line libraries' templates as in all the
 # rest: sources that instantiate them go without it.
-templates='host/(command_line|extract_run|journal|json_lines|out_folder|report)\.cpp$'
+templates='host/[a-z]+/(command_line|extract_run|journal|json_lines|out_folder|report)\.cpp$'
 
 tidy() {
     # The release build's flags are those of g++, of which clang does not know all.
@@ -21,5 +21,5 @@ tidy() {
     fi
 }
 
-tidy "^$PWD/(?!$templates)(containers|documents|frame|host|images|media)/"
+tidy "^$PWD/(?!$templates)(containers|documents|formats|frame|host|images|media)/"
 tidy -checks='-clang-analyzer-*' "^$PWD/$templates"

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/Bytes.h"
-#include "frame/KFileSimulator.h"
-#include "frame/MeteredSource.h"
+#include "frame/bytes/Bytes.h"
 #include "frame/contract/SectorBlock.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/read/MeteredSource.h"
 
 /// The structure of one candidate compound file: which streams its directory names, and about how long it is. Source:
 /// [MS-CFB], Compound File Binary File Format.

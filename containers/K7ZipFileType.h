@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// 7z archives, which end with the header that the start header points at. Source: 7zFormat.txt, "Start Header".
 class K7ZipFileType final : public MeasuringScanner<K7ZipFileType> {

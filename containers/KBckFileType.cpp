@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "frame/CompareBytesNoCase.h"
+#include "frame/bytes/CompareBytesNoCase.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ bool IsPrintable(std::uint8_t byte) { return byte >= 32 && byte <= 126; }
 
 void KBckFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     // The first text has no more than 255 bytes.
-    constexpr SignatureWord head({}, {0, 0xFF, 0xFF, 0xFF}, 0);
+    constexpr SectorFilter head({}, {0, 0xFF, 0xFF, 0xFF}, 0);
     ForEachSector(*block, head, [&](const Candidate& candidate) {
         if (IsHeader(candidate)) {
             run_.startSector = candidate.startSector;

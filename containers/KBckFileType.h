@@ -1,7 +1,7 @@
 #pragma once
 
-#include "frame/FileTypeBase.h"
-#include "frame/SectorScan.h"
+#include "frame/scan/FileTypeBase.h"
+#include "frame/scan/SectorScan.h"
 
 /// Backup catalogues: a counted text, 8 bytes, and a second counted text that ends with ".dat". Only the start is
 /// known, so the reported size is 0. The registry has no row for it.

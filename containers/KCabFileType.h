@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Cabinet archives, whose header holds their size. Source: [MS-CAB], section 2.1.
 class KCabFileType final : public MeasuringScanner<KCabFileType> {

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "containers/CompoundReader.h"
-#include "frame/SectorScan.h"
-#include "frame/TraceMessage.h"
+#include "frame/read/TraceMessage.h"
+#include "frame/scan/SectorScan.h"
 
 namespace {
 
@@ -120,7 +120,7 @@ std::int32_t KCompoundFileType::Reset() {
 
 void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     store_.EnterBlock(*block);
-    ForEachSector(*block, WordOf(Signature), [&](const Candidate& candidate) {
+    ForEachSector(*block, SectorFilterOf(Signature), [&](const Candidate& candidate) {
         // A sector needs more bytes than the signature.
         if (candidate.sector.size() <= Signature.size() || !StartsWith(candidate.sector, Signature)) {
             return;

@@ -2,13 +2,13 @@
 
 #include <cstdint>
 
-#include "frame/SharedEngine.h"
-#include "frame/WorkStore.h"
+#include "frame/read/WorkStore.h"
+#include "frame/scan/FamilyEngine.h"
 
 /// Compound files (structured storage), told apart by the streams that their directory names. Every sector that begins
 /// with the signature is parsed, also inside a file that has been found. The size is an estimate from the lengths of
 /// the tables and streams, each rounded up to whole sectors. Source: [MS-CFB], Compound File Binary File Format.
-class KCompoundFileType final : public KindEngine {
+class KCompoundFileType final : public FamilyEngine {
 public:
     /// `Spreadsheet` and `Slides` are copies of the finds of the kinds `Excel` and `PowerPoint`.
     enum Kind : std::int32_t {
@@ -29,7 +29,7 @@ public:
         SlideShow,
     };
 
-    KCompoundFileType() : KindEngine(FirstBlockKey) {}
+    KCompoundFileType() : FamilyEngine(FirstBlockKey) {}
 
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
@@ -61,7 +61,7 @@ struct CompoundNotes {
 
 /// A type that reports one kind of compound file.
 template <class Self, std::int32_t Index, KCompoundFileType::Kind OwnKind>
-class CompoundDocument : public ThinFileType<Self, KCompoundFileType> {
+class CompoundDocument : public FamilyMember<Self, KCompoundFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[Index];
     static constexpr std::int32_t Kinds[] = {OwnKind};

@@ -1,11 +1,11 @@
 #include "containers/KRarFileType.h"
 
-#include "frame/ByteMark.h"
+#include "frame/bytes/BytePattern.h"
 
 namespace {
 
 // The end-of-archive block: CRC 3DC4, type 7B, flags 4000, size 7.
-constexpr ByteMark EndMark = MarkOf<"\xC4\x3D\x7B\0\x40\x07\0">();
+constexpr BytePattern EndMark = BytePatternOf<"\xC4\x3D\x7B\0\x40\x07\0">();
 
 }  // namespace
 

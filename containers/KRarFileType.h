@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RunScanner.h"
+#include "frame/scan/RunScanner.h"
 
 /// RAR archives of the versions 1.5 to 4, from the marker block and the usual main header to the end-of-archive block.
 /// An archive written without that block stays open until the next one. Source: TechNote.txt of RAR 4, "Archive

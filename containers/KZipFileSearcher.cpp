@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "containers/ZipSectorClass.h"
-#include "frame/SectorScan.h"
-#include "frame/TraceMessage.h"
+#include "frame/read/TraceMessage.h"
+#include "frame/scan/SectorScan.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ std::int32_t KZipFileSearcher::EndScan() {
 
 void KZipFileSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     ForEachSector(
-        *block, ZipLocalHead, [this] { return run_.inFile != 0; },
+        *block, ZipLocalFilter, [this] { return run_.inFile != 0; },
         [&](const Candidate& candidate) {
             if (OpensZipMember(candidate.sector)) {
                 LeaveOpenArchive();

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "containers/ZipFormat.h"
-#include "frame/RunState.h"
-#include "frame/SharedEngine.h"
+#include "frame/scan/FamilyEngine.h"
+#include "frame/scan/RunState.h"
 
 /// The engine of plain ZIP archives, Java archives, OpenDocument and Pocket Excel packages.
 ///
@@ -16,9 +16,9 @@
 /// no type asks for, those of Office Open XML, are found and reported by nobody.
 ///
 /// The archives that wait outlive a scan: the types reach `Reset` only, which leaves them. Each takes 16 bytes.
-class KZipFileSearcher final : public KindEngine {
+class KZipFileSearcher final : public FamilyEngine {
 public:
-    KZipFileSearcher() : KindEngine(NoBlockYet) {}
+    KZipFileSearcher() : FamilyEngine(NoBlockYet) {}
 
     std::int32_t Reset() override;
     std::int32_t EndScan() override;

@@ -3,11 +3,11 @@
 #include <cstdint>
 
 #include "containers/ZipFormat.h"
-#include "frame/SharedEngine.h"
+#include "frame/scan/FamilyEngine.h"
 
 /// A type of the ZIP family: `Self::Kinds` names what it takes of its engine, whose state its `Reset` resets.
 template <class Self, class Engine>
-using PackageFileType = ThinFileType<Self, Engine, EngineResettingFileType<Self, Engine>>;
+using PackageFileType = FamilyMember<Self, Engine, EngineResettingFileType<Self, Engine>>;
 
 /// One that keeps the size cap it is given. The engine's own limit applies all the same.
 template <class Self, class Engine>

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "frame/Bytes.h"
-#include "frame/ZipRecords.h"
+#include "formats/ZipRecords.h"
+#include "frame/bytes/Bytes.h"
 
 /// What the two ZIP engines and their types share. Source: PKWARE, APPNOTE.TXT, sections 4.3.6 to 4.3.16.
 

@@ -4,15 +4,15 @@
 #include <string_view>
 
 #include "containers/ZipFormat.h"
-#include "frame/ByteMark.h"
-#include "frame/CompareBytesNoCase.h"
-#include "frame/PlaceSearch.h"
+#include "frame/bytes/BytePattern.h"
+#include "frame/bytes/CompareBytesNoCase.h"
+#include "frame/bytes/PlaceSearch.h"
 
 namespace {
 
 // The signature, this disk's number and the number of the disk where the central directory starts.
 constexpr auto EndBytes = PatternOf("PK\x05\x06\0\0\0\0");
-constexpr ByteMark EndMark{EndBytes};
+constexpr BytePattern EndMark{EndBytes};
 
 // Letters become lower case; other bytes need not stay what they are.
 constexpr std::uint8_t Fold(std::uint8_t byte) { return byte | 0x20U; }

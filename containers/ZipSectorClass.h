@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 
 /// Examines a sector of an open archive from its first byte on, up to the first of these:
 ///   - the end mark, the first eight bytes of an end-of-central-directory record that names disk 0 twice: gives the

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "frame/Bytes.h"
-#include "frame/CompareBytesNoCase.h"
+#include "frame/bytes/Bytes.h"
+#include "frame/bytes/CompareBytesNoCase.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <optional>
 
 #include "containers/ZipFormat.h"
-#include "frame/BlockRow.h"
-#include "frame/KFileSimulator.h"
-#include "frame/MeteredSource.h"
-#include "frame/SectorScan.h"
-#include "frame/WalkShortcuts.h"
-#include "frame/WorkStore.h"
+#include "frame/memory/ScanOffsets.h"
+#include "frame/memory/WalkShortcuts.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/read/MeteredSource.h"
+#include "frame/read/WorkStore.h"
+#include "frame/scan/SectorScan.h"
 
 /// Walks the records of ZIP archives from their first local header to the end of the central directory.
 ///
@@ -61,7 +61,7 @@ private:
     static std::optional<Step> ReadEnd(KFileSimulator& reader, std::int64_t position);
     bool LeadsToFirstMember(const Facts& facts, std::int64_t start);
 
-    BlockRow row_;
+    ScanOffsets row_;
     // A walk may have to read all of the longest package.
     BasicWorkStore<std::int64_t{1} << 20, std::int64_t{2} << 30, 1024> store_;
     WorkMeter meter_{0};

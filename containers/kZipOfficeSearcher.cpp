@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "frame/SectorScan.h"
-#include "frame/TraceMessage.h"
+#include "frame/read/TraceMessage.h"
+#include "frame/scan/SectorScan.h"
 
 std::int32_t kZipOfficeSearcher::Reset() {
     SetScannedBlockKey(NoBlockYet);
@@ -15,7 +15,7 @@ std::int32_t kZipOfficeSearcher::Reset() {
 
 void kZipOfficeSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     walk_.EnterBlock(*block);
-    ForEachSector(*block, ZipLocalHead, [&](const Candidate& candidate) {
+    ForEachSector(*block, ZipLocalFilter, [&](const Candidate& candidate) {
         if (!OpensZipMember(candidate.sector)) {
             return;
         }

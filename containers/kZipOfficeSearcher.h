@@ -4,14 +4,14 @@
 
 #include "containers/ZipFormat.h"
 #include "containers/ZipWalk.h"
-#include "frame/SharedEngine.h"
+#include "frame/scan/FamilyEngine.h"
 
 /// The engine of Office Open XML documents. It walks the records of every archive that begins at a sector start,
 /// through the central directory to its end, and takes the kind from the first name in a folder that belongs to one of
 /// them: "ppt", "word" or "xl". An archive without such a name is not reported. Nothing stays open between sectors.
-class kZipOfficeSearcher final : public KindEngine {
+class kZipOfficeSearcher final : public FamilyEngine {
 public:
-    kZipOfficeSearcher() : KindEngine(NoBlockYet) {}
+    kZipOfficeSearcher() : FamilyEngine(NoBlockYet) {}
 
     std::int32_t Reset() override;
     /// Limits no report: the walk has a limit of its own.

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "frame/ByteMark.h"
-#include "frame/PlaceSearch.h"
+#include "frame/bytes/BytePattern.h"
+#include "frame/bytes/PlaceSearch.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ ForwardSearch::Step ClosingIndex::Search(ByteSpan closing, FileWindow& file, std
     const std::uint64_t pages = PagesFrom(page, KeyOf(closing));
     if ((pages & 1U) != 0) {
         const std::int64_t lastEnd = stop - 1 + static_cast<std::int64_t>(closing.size());
-        if (const auto found = file.Find(ByteMark(closing), at - base, lastEnd - base)) {
+        if (const auto found = file.Find(BytePattern(closing), at - base, lastEnd - base)) {
             return {base + *found, true};
         }
         return {stop, false};

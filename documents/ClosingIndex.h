@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "documents/ForwardSearch.h"
-#include "frame/Bytes.h"
-#include "frame/FileWindow.h"
+#include "frame/bytes/Bytes.h"
+#include "frame/read/FileWindow.h"
 
 /// Finds closing boundaries, each another text that ends in two hyphens. It keeps in mind, page by page of the bytes
 /// ahead, which texts stand in front of two hyphens there, as a filter of a fixed size: pages that cannot hold the

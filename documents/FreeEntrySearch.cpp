@@ -4,8 +4,8 @@
 #include <array>
 #include <limits>
 
-#include "frame/FileWindow.h"
-#include "frame/KFileSimulator.h"
+#include "frame/read/FileWindow.h"
+#include "frame/read/KFileSimulator.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/Bytes.h"
-#include "frame/SectorScan.h"
+#include "frame/bytes/Bytes.h"
+#include "frame/scan/SectorScan.h"
 
 /// Reads the entries of allocation tables up to the first free one. It remembers the stretch that it has read last, so
 /// that many candidates in front of the same entries cost little more than one.

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "documents/Rc4.h"
-#include "frame/FileWindow.h"
+#include "frame/read/FileWindow.h"
 
 /// The pages of a Jet or ACE database file, plain or encrypted with the database key.
 class JetPages {

@@ -1,6 +1,6 @@
 #include "documents/KCHMFileType.h"
 
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Compiled HTML Help: the first section behind the header states the file's size.
 /// Source: P. Wise and J. Cooke, Unofficial (Preliminary) HTML Help Specification.

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Outlook Express message folders. Known by their class identifier and the length field of their header.
 class KDBXFileType final : public MeasuringScanner<KDBXFileType> {

@@ -4,8 +4,8 @@
 #include <bit>
 #include <cstring>
 
-#include "frame/ByteMark.h"
-#include "frame/SectorScan.h"
+#include "frame/bytes/BytePattern.h"
+#include "frame/scan/SectorScan.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr std::int32_t MinSectorBytes = 512;
 constexpr std::int32_t MaxSectorBytes = 2048;
 
 constexpr auto FirstLine = PatternOf("Received:");
-constexpr ByteMark LaterLine = MarkOf<"\r\nReceived:">();
+constexpr BytePattern LaterLine = BytePatternOf<"\r\nReceived:">();
 // A later line's break begins at one of as many offsets.
 constexpr std::size_t LaterLineReach = 256;
 
@@ -40,8 +40,8 @@ bool MayHoldLaterLine(const std::uint8_t* sector) {
 
 struct MailHead {
     static constexpr std::size_t Reach() { return MinSectorBytes; }
-    static bool StandsIn(const std::uint8_t* sector) {
-        return WordOf(FirstLine).StandsIn(sector) || MayHoldLaterLine(sector);
+    static bool Matches(const std::uint8_t* sector) {
+        return SectorFilterOf(FirstLine).Matches(sector) || MayHoldLaterLine(sector);
     }
 };
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "documents/MailEnd.h"
-#include "frame/FileTypeBase.h"
+#include "frame/scan/FileTypeBase.h"
 
 /// Single mail messages, which begin with the line of the last server that handed them on. Sources: RFC 5322, section
 /// 3.6.7; RFC 2046, section 5.1.1.

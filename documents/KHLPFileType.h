@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Windows Help files: the header gives the file's size and the place of a directory, a tree of names, that proves it.
 /// Sources: M. Winterhoff, Windows Help File Format; the magic data of file(1).

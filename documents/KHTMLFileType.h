@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "documents/MarkupReader.h"
-#include "frame/BytePairs.h"
-#include "frame/WalkingScanner.h"
+#include "frame/bytes/BytePairs.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Begins a page's first tag behind its "<".
 constexpr bool IsFirstLetter(char16_t c) {
@@ -33,12 +33,12 @@ public:
             "Fragments without any of those tags are not found; text behind the html end tag is left out where it "
             "reaches into a further sector."};
     /// The start of a first tag, perhaps behind white space; or a byte-order mark.
-    static constexpr BytePairs Head = BytePairs()
-                                          .Allow("<", IsFirstLetter)
-                                          .Allow(" \n\r\t\f", [](char16_t c) { return c == '<' || IsWhite(c); })
-                                          .Allow("\xEF", 0xBB)
-                                          .Allow("\xFE", 0xFF)
-                                          .Allow("\xFF", 0xFE);
+    static constexpr BytePairs Filter = BytePairs()
+                                            .Allow("<", IsFirstLetter)
+                                            .Allow(" \n\r\t\f", [](char16_t c) { return c == '<' || IsWhite(c); })
+                                            .Allow("\xEF", 0xBB)
+                                            .Allow("\xFE", 0xFF)
+                                            .Allow("\xFF", 0xFE);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = std::int64_t{64} << 20;
 

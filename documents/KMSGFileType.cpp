@@ -39,7 +39,7 @@ void KMSGFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
         return;
     }
     ForEachSector(
-        *block, WordOf(Signature), [this] { return run_.inFile != 0; },
+        *block, SectorFilterOf(Signature), [this] { return run_.inFile != 0; },
         [&](const Candidate& candidate) {
             if (candidate.sector.size() >= MinSectorBytes && StartsWith(candidate.sector, Signature)) {
                 Close();

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "documents/FreeEntrySearch.h"
-#include "frame/FileTypeBase.h"
-#include "frame/SectorScan.h"
+#include "frame/scan/FileTypeBase.h"
+#include "frame/scan/SectorScan.h"
 
 /// Outlook messages: compound files whose directory stands in front of their allocation table. The streams are not
 /// looked at, so other compound files of that order count too. Source: [MS-CFB], sections 2.2, 2.3 and 2.6.1.

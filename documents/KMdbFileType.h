@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Access databases: the map of free pages, which the second page holds, tells the last page in use. Pages behind it
 /// that the database freed without giving them back belong to the file all the same.
@@ -21,7 +21,7 @@ public:
             "Databases encrypted with a password by Access 2007 and later are not found. Zero pages that were "
             "reserved behind the last page in use are not counted."};
     /// What both magics begin with, behind four bytes.
-    static constexpr SignatureWord Head = WordOf(PatternOf("Standard"), 4);
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("Standard"), 4);
     static constexpr std::int64_t MinReportLength = 20480;
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 31;
 

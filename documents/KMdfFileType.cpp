@@ -4,7 +4,7 @@
 #include <array>
 
 #include "documents/LastClearBit.h"
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// SQL Server data files: the file header on the first page states the size in pages, as it was when the server last
 /// wrote that page; the maps of free extents tell how far the file has grown since.

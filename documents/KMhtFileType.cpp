@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <array>
 
-#include "frame/ByteMark.h"
+#include "frame/bytes/BytePattern.h"
 
 namespace {
 
 // The header's texts stand in the first bytes of a larger sector, in front of the first zero.
 constexpr std::size_t HeaderBytes = 64;
-constexpr ByteMark Version = MarkOf<"MIME-Version: 1.0">();
+constexpr BytePattern Version = BytePatternOf<"MIME-Version: 1.0">();
 constexpr auto KindText = PatternOf("Content-Type: multipart/related");
-constexpr ByteMark Kind{KindText};
-constexpr ByteMark Boundary = MarkOf<"boundary=\"">();
+constexpr BytePattern Kind{KindText};
+constexpr BytePattern Boundary = BytePatternOf<"boundary=\"">();
 // The boundary's closing quote stands this close to its first byte.
 constexpr std::size_t MaxBoundary = 64;
 constexpr std::uint8_t Quote = '"';
@@ -37,15 +37,15 @@ constexpr std::array<PlacesByByte, AskedOffsets.size()> MakeKindPlaces() {
     return places;
 }
 
-constexpr ByteMark ListEnd = MarkOf<"</xml>">();
+constexpr BytePattern ListEnd = BytePatternOf<"</xml>">();
 // The closing boundary lies wholly in as many bytes, counted from the list's end tag, and in the tag's sector.
 constexpr std::size_t ClosingReach = 46;
 
 }  // namespace
 
-static_assert(KMhtFileType::KindHead::Reach() == HeaderBytes);
+static_assert(KMhtFileType::KindFilter::Reach() == HeaderBytes);
 
-bool KMhtFileType::KindHead::StandsIn(const std::uint8_t* sector) {
+bool KMhtFileType::KindFilter::Matches(const std::uint8_t* sector) {
     static constexpr std::array<PlacesByByte, AskedOffsets.size()> kindPlaces = MakeKindPlaces();
     std::uint64_t places = ~std::uint64_t{0};
     for (std::size_t asked = 0; asked < AskedOffsets.size(); ++asked) {
@@ -90,7 +90,7 @@ std::optional<std::size_t> KMhtFileType::FindEnd(ByteSpan sector) const {
         return listEnd;
     }
     const ByteSpan behind = sector.subspan(*listEnd);
-    const ByteMark closing{ByteSpan(closing_).first(closingSize_)};
+    const BytePattern closing{ByteSpan(closing_).first(closingSize_)};
     const auto found = closing.FindIn(behind.first(std::min(behind.size(), ClosingReach)));
     return found ? std::optional(*listEnd + *found + closingSize_) : std::nullopt;
 }

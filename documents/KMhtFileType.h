@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RunScanner.h"
+#include "frame/scan/RunScanner.h"
 
 /// Web pages saved with their pictures as one message of several parts. Sources: RFC 2557; RFC 2046, section 5.1.
 class KMhtFileType final : public RunScanner<KMhtFileType> {
@@ -22,11 +22,11 @@ public:
             "is not in one sector with the list's end, run to the next archive."};
     static constexpr std::int64_t MinReportLength = 256;
     /// The kind may stand in the sector's first bytes, wherever that is.
-    struct KindHead {
+    struct KindFilter {
         static constexpr std::size_t Reach() { return 64; }
-        static bool StandsIn(const std::uint8_t* sector);
+        static bool Matches(const std::uint8_t* sector);
     };
-    static constexpr KindHead Head{};
+    static constexpr KindFilter Filter{};
 
     bool IsHeader(ByteSpan sector);
     std::optional<std::size_t> FindEnd(ByteSpan sector) const;

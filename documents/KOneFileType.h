@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// OneNote sections: desktop files by the length that their header says, files of the online service object by object.
 /// Sources: Microsoft, [MS-ONESTORE] 2.3.1 and 2.8.1, [MS-FSSHTTPB] 2.2.1.5.

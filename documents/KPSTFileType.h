@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Outlook's personal folders. Source: [MS-PST], sections 2.2.2.5 and 2.2.2.6.
 class KPSTFileType final : public MeasuringScanner<KPSTFileType> {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/PdfWalk.h"
-#include "frame/WalkingScanner.h"
+#include "formats/PdfWalk.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// PDF documents, except the drawings that Illustrator saves as such, which have a type of their own. Their end is
 /// known by `PdfWalk`.
@@ -22,7 +22,7 @@ public:
         .limits =
             "Nothing is reported of files without such a mark, as of those that lost their end, and of files longer "
             "than 2 GiB. A file with wrong offsets ends with its first end mark that nothing of a PDF follows."};
-    static constexpr SignatureWord Head = WordOf(PatternOf("%PDF"));
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("%PDF"));
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = PdfWalkLimit;
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// SmartDraw drawings: record by record to the end of the file's own group. Source: PRONOM fmt/623; the records are
 /// read off files.

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "frame/SectorScan.h"
-#include "frame/TextBytes.h"
+#include "frame/bytes/TextBytes.h"
+#include "frame/scan/SectorScan.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ struct TextHead {
     static_assert(sizeof(HighBits) <= KTxtFileType::MinReportLength);
 
     static constexpr std::size_t Reach() { return sizeof(HighBits); }
-    static bool StandsIn(const std::uint8_t* sector) {
+    static bool Matches(const std::uint8_t* sector) {
         std::uint64_t bytes = 0;
         std::memcpy(&bytes, sector, sizeof(bytes));
         return (bytes & HighBits) == 0 && IsTextByte(sector[0]);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/FileTypeBase.h"
+#include "frame/scan/FileTypeBase.h"
 
 /// Runs of 7-bit text that begin at a sector start. Nothing else marks a text file, so every run counts, wherever it
 /// comes from. Source: ANSI X3.4 (US-ASCII).

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// WordPerfect documents: those of release 6 and later by the length that their header says, others function by
 /// function. Sources: Corel, WordPerfect file format of the software developer's kit; the libwpd project.

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "documents/MarkupReader.h"
-#include "frame/BytePairs.h"
-#include "frame/WalkingScanner.h"
+#include "frame/bytes/BytePairs.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// XML documents that open with an XML declaration, except pages, which are HTML files. The markup is followed to the
 /// end of the root element and over the comments and processing instructions behind it. Source: W3C, Extensible Markup
@@ -23,7 +23,7 @@ public:
             "damaged document ends with the last whole tag.",
         .limits = "Documents without an XML declaration are not found."};
     /// "<?", or a byte-order mark.
-    static constexpr BytePairs Head =
+    static constexpr BytePairs Filter =
         BytePairs().Allow("<", '?').Allow("\xEF", 0xBB).Allow("\xFE", 0xFF).Allow("\xFF", 0xFE);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = std::int64_t{256} << 20;

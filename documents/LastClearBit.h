@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <optional>
 
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 
 /// The number of a bitmap's last clear bit, the low bit of a byte first; nothing if all are set.
 inline std::optional<std::size_t> LastClearBit(ByteSpan bitmap) {

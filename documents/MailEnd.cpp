@@ -3,17 +3,17 @@
 #include <algorithm>
 #include <limits>
 
-#include "frame/ByteMark.h"
+#include "frame/bytes/BytePattern.h"
 
 namespace {
 
-constexpr ByteMark ContentType = MarkOf<"\r\nContent-Type:">();
+constexpr BytePattern ContentType = BytePatternOf<"\r\nContent-Type:">();
 constexpr auto TextKind = PatternOf(" text/");
 constexpr auto HtmlEndText = PatternOf("</html>");
-constexpr ByteMark HtmlEnd{HtmlEndText};
-constexpr ByteMark Boundary = MarkOf<"boundary=">();
-constexpr ByteMark LineEnd = MarkOf<"\r\n">();
-constexpr ByteMark QuotedLineEnd = MarkOf<"\"\r\n">();
+constexpr BytePattern HtmlEnd{HtmlEndText};
+constexpr BytePattern Boundary = BytePatternOf<"boundary=">();
+constexpr BytePattern LineEnd = BytePatternOf<"\r\n">();
+constexpr BytePattern QuotedLineEnd = BytePatternOf<"\"\r\n">();
 // The boundary's name begins at one of as many offsets, and so does what ends its value.
 constexpr std::size_t Reach = 256;
 
@@ -23,7 +23,7 @@ constexpr std::int64_t Endless = std::int64_t{1} << 60U;
 constexpr std::int64_t Ahead = FileWindow::PieceBytes;
 
 // The first occurrence that begins at one of the `Reach` offsets from `from` on.
-std::optional<std::size_t> FindInReach(const ByteMark& mark, ByteSpan view, std::size_t from) {
+std::optional<std::size_t> FindInReach(const BytePattern& mark, ByteSpan view, std::size_t from) {
     return mark.FindIn(view.first(std::min(view.size(), from + Reach - 1 + mark.size())), from);
 }
 
@@ -36,7 +36,7 @@ ByteSpan BoundaryValue(ByteSpan view, std::size_t offset) {
 }
 
 // One step of a search for a mark: through the bytes that the file shows at once.
-auto StepThrough(const ByteMark& mark, FileWindow& file, std::int64_t base) {
+auto StepThrough(const BytePattern& mark, FileWindow& file, std::int64_t base) {
     return [&mark, &file, base](std::int64_t at, std::int64_t /*end*/) -> ForwardSearch::Step {
         const ByteSpan bytes = file.From(at - base, mark.size());
         if (bytes.size() < mark.size()) {
@@ -126,7 +126,7 @@ MailEndSearch::ContentHeader MailEndSearch::ReadHeader(ByteSpan view, std::size_
         header.marker.insert(header.marker.end(), 2, '-');
         searchFrom = static_cast<std::size_t>(boundary.data() - view.data()) + boundary.size();
     }
-    const ByteMark marker{header.marker};
+    const BytePattern marker{header.marker};
     const ByteSpan searched = view.first(std::min(view.size(), sectorSize - 1 + marker.size()));
     const std::optional<std::size_t> found = marker.FindIn(searched, searchFrom);
     header.kind = found ? ContentHeader::Kind::EndsInView : ContentHeader::Kind::ToMarker;

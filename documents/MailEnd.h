@@ -7,9 +7,9 @@
 
 #include "documents/ClosingIndex.h"
 #include "documents/ForwardSearch.h"
-#include "frame/Bytes.h"
-#include "frame/FileWindow.h"
-#include "frame/SectorScan.h"
+#include "frame/bytes/Bytes.h"
+#include "frame/read/FileWindow.h"
+#include "frame/scan/SectorScan.h"
 
 /// Finds the ends of mail messages. It remembers what earlier messages of the scan have shown: where the next content
 /// header stands, what it says, and where the marker that it names does not occur. So many messages in front of the

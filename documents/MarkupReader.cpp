@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "frame/PlaceSearch.h"
+#include "frame/bytes/PlaceSearch.h"
 
 namespace {
 

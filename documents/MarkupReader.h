@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "frame/Bytes.h"
-#include "frame/FileWindow.h"
+#include "frame/bytes/Bytes.h"
+#include "frame/read/FileWindow.h"
 
 /// What a sector holds at least that begins with an XML document.
 inline constexpr std::size_t MinXmlSector = 32;

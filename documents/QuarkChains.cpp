@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdlib>
 
-#include "frame/Endian.h"
+#include "frame/bytes/Endian.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// What a QuarkXPress file is by the letters of its header; books and libraries are nothing.
 enum class QuarkKind : std::uint8_t { None, Project, Template };
@@ -18,7 +18,7 @@ template <class Self, QuarkKind Kind>
 class QuarkFileType : public WalkingScanner<Self> {
 public:
     /// Behind two zeros and the byte order: "XPR".
-    static constexpr SignatureWord Head = WordOf(PatternOf("XPR"), 4);
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("XPR"), 4);
     static constexpr std::int64_t MinReportLength = 2048;
     static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;
 

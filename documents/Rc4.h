@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 
 /// The RC4 stream cipher: a key's bytes of the key stream, to be combined with the data by exclusive or.
 class Rc4 {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "frame/Endian.h"
+#include "frame/bytes/Endian.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/FileWindow.h"
+#include "frame/read/FileWindow.h"
 
 /// The sets of function codes that documents are written in.
 enum class WordPerfectCodes : std::uint8_t { Release5, Release6, Macintosh };

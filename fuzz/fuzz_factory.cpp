@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "containers/KZipFileSearcher.h"
-#include "frame/Bytes.h"
-#include "frame/KFileSimulator.h"
+#include "frame/bytes/Bytes.h"
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileTypeFactory.h"
+#include "frame/read/KFileSimulator.h"
 #include "fuzz/Require.h"
 #include "tests/support/ReportRules.h"
 

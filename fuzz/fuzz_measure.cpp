@@ -12,11 +12,11 @@
 #include <span>
 #include <vector>
 
-#include "decide_sizes.h"
 #include "fuzz/Require.h"
-#include "measure_raf.h"
-#include "measure_tiff.h"
-#include "measure_x3f.h"
+#include "host/validate/decide_sizes.h"
+#include "host/validate/measure_raf.h"
+#include "host/validate/measure_tiff.h"
+#include "host/validate/measure_x3f.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ void MeasureEverywhere(salvor::Medium& medium, std::int64_t allowed, const std::
         for (const auto measure : {salvor::MeasureTiff, salvor::MeasureRaf, salvor::MeasureX3f}) {
             const std::int64_t before = bytesRead;
             salvor::ReadAllowance allowance(allowed);
-            salvor::FindBytes bytes(medium, sector, std::numeric_limits<std::int64_t>::max(), allowance);
+            salvor::CandidateReader bytes(medium, sector, std::numeric_limits<std::int64_t>::max(), allowance);
             const auto size = measure(bytes);
             Require(bytesRead - before <= allowed, "the allowance is kept");
             Require(!size || (*size > 0 && *size < LargestMeasure), "a size is a sum of the fields' numbers");

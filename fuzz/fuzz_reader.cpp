@@ -9,8 +9,8 @@
 #include <limits>
 #include <vector>
 
-#include "frame/KFileSimulator.h"
 #include "frame/contract/ISectorSource.h"
+#include "frame/read/KFileSimulator.h"
 #include "fuzz/Require.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-#include "frame/Bytes.h"
-#include "frame/ReadAt.h"
+#include "frame/bytes/Bytes.h"
+#include "frame/read/ReadAt.h"
 
 /// What Canon's programs append to a raw when they have edited it: the recipe of the edit between a head of 28 bytes,
 /// which says its length, and a foot of 64. Both begin with one mark.

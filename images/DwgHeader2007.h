@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 
 /// Bytes of the encoded header, which stands at 80h in a drawing of release 2007.
 inline constexpr std::size_t DwgHeader2007Bytes = 0x3D8;

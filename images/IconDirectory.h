@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/FileWindow.h"
+#include "frame/read/FileWindow.h"
 
 /// The directory that icon and cursor files share: its entries and the images they point to. Source: Microsoft, Icons
 /// in Win32.

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "frame/ByteMark.h"
-#include "frame/TraceMessage.h"
+#include "frame/bytes/BytePattern.h"
+#include "frame/read/TraceMessage.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ constexpr std::uint32_t ChunkBytes = 0x7E00;
 // Offset of the last seen marker where the piece begins at offset 1.
 constexpr std::size_t LastSeen = ChunkBytes - 2;
 
-constexpr ByteMark EndMarker = MarkOf<"\xFF\xD9">();
+constexpr BytePattern EndMarker = BytePatternOf<"\xFF\xD9">();
 
 constexpr std::uint8_t MarkerPrefix = 0xFF;
 constexpr std::uint8_t BaselineFrame = 0xC0;

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/BlockRow.h"
-#include "frame/KFileSimulator.h"
-#include "frame/SectorScan.h"
+#include "frame/memory/ScanOffsets.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/scan/SectorScan.h"
 
 /// Finds the ends of JPEGs. It remembers what earlier candidates have shown: where their marker segments led, and where
 /// no end marker stands. So many headers in front of a long chain of segments, or of a long stretch without an end,
@@ -24,7 +24,7 @@ public:
 
 private:
     // Places are those of the row.
-    BlockRow row_;
+    ScanOffsets row_;
 
     // A walk that comes to stand at `from` comes to stand at `to`.
     struct Link {

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/CompareBytesNoCase.h"
-#include "frame/RememberingScanner.h"
+#include "frame/bytes/CompareBytesNoCase.h"
+#include "frame/scan/RememberingScanner.h"
 #include "images/JpegEnd.h"
 
 /// What both JPEG types say alike.
@@ -22,7 +22,7 @@ class JpegFileType : public RememberingScanner<Self, JpegEndSearch> {
 public:
     static constexpr std::int64_t MinReportLength = 512;
     /// The start-of-image marker and a marker's prefix.
-    static constexpr SignatureWord Head = WordOf(PatternOf("\xFF\xD8\xFF"));
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("\xFF\xD8\xFF"));
 
     /// A slot behind those of the contract: 1 if the `length` bytes at `sector` start a JPEG of this type, else 0. The
     /// last argument is not used.

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "frame/ByteMark.h"
+#include "frame/bytes/BytePattern.h"
 
 namespace {
 
 constexpr auto HeaderStart = PatternOf("%!PS-Adobe-");
-constexpr ByteMark CommentMark = MarkOf<"%%">();
+constexpr BytePattern CommentMark = BytePatternOf<"%%">();
 constexpr auto Creator = PatternOf("%%Creator:");
 constexpr auto Program = PatternOf("Adobe Illustrator");
 constexpr auto ProgramComment = PatternOf("%AI");
@@ -15,8 +15,8 @@ constexpr auto BeginDocument = PatternOf("%%BeginDocument");
 constexpr auto EndDocument = PatternOf("%%EndDocument");
 constexpr auto BeginData = PatternOf("%%BeginData:");
 constexpr auto BeginBinary = PatternOf("%%BeginBinary:");
-constexpr ByteMark EndDataMark = MarkOf<"%%End">();
-constexpr ByteMark LinesMark = MarkOf<"Lines">();
+constexpr BytePattern EndDataMark = BytePatternOf<"%%End">();
+constexpr BytePattern LinesMark = BytePatternOf<"Lines">();
 constexpr auto TrailerComment = PatternOf("%%Trailer");
 constexpr auto EndComment = PatternOf("%%EOF");
 

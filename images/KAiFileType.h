@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/PdfWalk.h"
-#include "frame/WalkingScanner.h"
+#include "formats/PdfWalk.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Illustrator's drawings: PostScript with structure comments in old versions, PDF with the drawing in private data in
 /// new ones. Sources: Adobe, PostScript Language Document Structuring Conventions 3.0; Adobe Illustrator File Format
@@ -24,7 +24,7 @@ public:
             "PostScript with binary preview in front is not found. PDF documents that keep the editable drawing are "
             "found as drawings."};
     /// A PDF, or PostScript.
-    static constexpr AnyWord Head{WordOf(PatternOf("%PDF")), WordOf(PatternOf("%!PS"))};
+    static constexpr AnySectorFilter Filter{SectorFilterOf(PatternOf("%PDF")), SectorFilterOf(PatternOf("%!PS"))};
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = PdfWalkLimit;
 

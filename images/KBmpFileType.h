@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Windows and OS/2 bitmaps. The two-byte signature says little and the declared file size is wrong in files of several
 /// writers, so the size follows from the picture's geometry and every field must fit it. Sources: Windows GDI, Bitmap

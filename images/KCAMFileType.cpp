@@ -1,6 +1,6 @@
 #include "images/KCAMFileType.h"
 
-#include "frame/FieldReader.h"
+#include "frame/bytes/FieldReader.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Pictures of the Casio QV cameras, whose header lists the areas that follow it. Source: QV-10 CAM Format, 1996
 /// (unofficial).

@@ -4,8 +4,8 @@
 #include <array>
 #include <string_view>
 
-#include "frame/RiffScanner.h"
-#include "frame/ZipRecords.h"
+#include "formats/Riff.h"
+#include "formats/ZipRecords.h"
 
 namespace {
 
@@ -87,7 +87,7 @@ std::optional<std::int64_t> EndOfRiff(FileWindow& file) {
 // ---- ZIP ----
 
 constexpr auto LocalMark = PatternOf("PK\x03\x04");
-constexpr ByteMark RecordMark = MarkOf<"PK">();
+constexpr BytePattern RecordMark = BytePatternOf<"PK">();
 constexpr std::size_t LocalBytes = 30;
 constexpr std::size_t CentralBytes = 46;
 // A descriptor's checksum and sizes, behind a signature that may be missing.

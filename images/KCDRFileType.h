@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RiffScanner.h"
-#include "frame/WalkingScanner.h"
-#include "frame/ZipRecords.h"
+#include "formats/Riff.h"
+#include "formats/ZipRecords.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// CorelDRAW drawings and templates: a RIFF file, or since version X4 a ZIP package. Sources: Microsoft and IBM,
 /// Multimedia Programming Interface and Data Specifications 1.0, "Resource Interchange File Format"; PKWARE,
@@ -24,7 +24,7 @@ public:
         .limits =
             "Versions 1 and 2 are not found, nor are the other files of the suite. A package is also found as a "
             "ZIP archive."};
-    static constexpr AnyWord Head{WordOf(RiffSignature), ZipLocalHead};
+    static constexpr AnySectorFilter Filter{SectorFilterOf(RiffSignature), ZipLocalFilter};
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

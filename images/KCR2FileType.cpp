@@ -4,8 +4,8 @@
 #include <array>
 #include <vector>
 
+#include "formats/TiffDirectory.h"
 #include "images/CanonTrailer.h"
-#include "images/TiffDirectory.h"
 
 namespace {
 

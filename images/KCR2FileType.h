@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Canon camera raws built on TIFF: a chain of four directories, for the preview, the thumbnail, a small picture and
 /// the raw picture. Source: Adobe, TIFF Revision 6.0; L. Clévy, Inside the Canon RAW format version 2.
@@ -21,7 +21,7 @@ public:
     /// A mark behind the TIFF header, with the major version.
     static constexpr std::size_t MarkOffset = 8;
     static constexpr auto Mark = PatternOf("CR\2");
-    static constexpr SignatureWord Head = WordOf(Mark, MarkOffset);
+    static constexpr SectorFilter Filter = SectorFilterOf(Mark, MarkOffset);
     static constexpr std::int64_t MinReportLength = 0x100000;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

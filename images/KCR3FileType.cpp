@@ -4,8 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "frame/KFileSimulator.h"
-#include "frame/TagLists.h"
+#include "frame/read/KFileSimulator.h"
 #include "images/CanonTrailer.h"
 
 namespace {

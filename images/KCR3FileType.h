@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/BoxWalk.h"
-#include "frame/RememberingScanner.h"
+#include "formats/BoxWalk.h"
+#include "frame/scan/RememberingScanner.h"
 
 /// Canon camera raws built on the ISO base media format.
 /// Source: ISO/IEC 14496-12, section 4.2; L. Clévy, Canon CR3, on the brand and the maker's boxes.
@@ -20,7 +20,7 @@ public:
         .limits =
             "Raw movies and HEIF pictures of these cameras are left alone. A file whose last box would be longer "
             "than the medium is not found."};
-    static constexpr SignatureWord Head = FileTypeBoxHead;
+    static constexpr SectorFilter Filter = FileTypeBoxFilter;
     static constexpr std::int64_t MinReportLength = 256;
 
     static bool IsHeader(ByteSpan sector);

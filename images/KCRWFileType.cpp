@@ -4,9 +4,9 @@
 #include <array>
 #include <vector>
 
-#include "frame/FileWindow.h"
-#include "frame/KFileSimulator.h"
-#include "frame/PlaceSearch.h"
+#include "frame/bytes/PlaceSearch.h"
+#include "frame/read/FileWindow.h"
+#include "frame/read/KFileSimulator.h"
 #include "images/CanonTrailer.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RememberingScanner.h"
-#include "frame/WorkMeter.h"
-#include "frame/WorkStore.h"
+#include "frame/read/WorkMeter.h"
+#include "frame/read/WorkStore.h"
+#include "frame/scan/RememberingScanner.h"
 
 /// Canon camera raws of the years before CR2: a heap of values and, behind all of them, the directory that names them.
 /// Source: Canon, CIFF Specification on Image Data File, version 1.0.

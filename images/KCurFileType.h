@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 #include "images/IconDirectory.h"
 
 /// Windows cursors of any number of sizes: as far as the last image reaches. Source: Microsoft, Icons in Win32.
@@ -14,7 +14,7 @@ public:
                                        .found = "Cursor files of up to 128 images, bitmaps or PNG.",
                                        .end = IconDirectory::EndNote,
                                        .limits = IconDirectory::LimitsNote};
-    static constexpr SignatureWord Head = WordOf(PatternOf("\0\0\2\0"));
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("\0\0\2\0"));
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "frame/FieldReader.h"
+#include "frame/bytes/FieldReader.h"
 #include "images/DwgHeader2007.h"
 
 namespace {
@@ -59,7 +59,7 @@ constexpr std::uint32_t FirstSection = 0x200;
 // Release 11 and 12: a second header, with this at its end.
 constexpr std::int64_t AuxiliaryBytes = 0xBA;
 constexpr auto AuxiliaryEnd = PatternOf("\xD6\x72\x2E\xB6\x56\x8C\xE0\x15\x66\x21\xCD\x06\xB2\xF5\x1F\xE6");
-constexpr ByteMark AuxiliaryEndMark{AuxiliaryEnd};
+constexpr BytePattern AuxiliaryEndMark{AuxiliaryEnd};
 // So far behind the known end the searches go on.
 constexpr std::int64_t SlackBytes = 1024;
 
@@ -100,7 +100,8 @@ constexpr std::uint32_t FirstPreview = 0x58;
 constexpr auto PreviewStart = PatternOf("\x1F\x25\x6D\x07\xD4\x36\x28\x28\x9D\x57\xCA\x3F\x9D\x44\x10\x2B");
 constexpr std::uint64_t SentinelBytes = 16;
 // Ends the second header, which no record locates.
-constexpr ByteMark SecondHeaderEndMark = MarkOf<"\x2B\x84\xDE\x31\xD7\x6C\x60\x40\xAC\xDB\xBF\xF6\xED\xC3\x55\xFE">();
+constexpr BytePattern SecondHeaderEndMark =
+    BytePatternOf<"\x2B\x84\xDE\x31\xD7\x6C\x60\x40\xAC\xDB\xBF\xF6\xED\xC3\x55\xFE">();
 // Far more than a preview and the second header take.
 constexpr std::int64_t MostBytesBehindMap = 0x2000000;
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// AutoCAD drawings. The place of the last section stands in the header, in one of four ways that the releases differ
 /// in. Source: Open Design Specification for .dwg files 5.4.1.

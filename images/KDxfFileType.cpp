@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "frame/FieldReader.h"
+#include "frame/bytes/FieldReader.h"
 
 namespace {
 

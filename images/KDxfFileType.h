@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/BytePairs.h"
-#include "frame/WalkingScanner.h"
+#include "frame/bytes/BytePairs.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// AutoCAD's exchange format: pairs of a group code and a value, as lines of text or in binary. Source: Autodesk, DXF
 /// Reference, releases 12 to 2018.
@@ -23,7 +23,7 @@ public:
             "Files without sections, as before release 1.4, are not found. Text behind the last pair is left "
             "out."};
     /// A line with a code, "AutoCAD Binary DXF", or a byte-order mark.
-    static constexpr BytePairs Head =
+    static constexpr BytePairs Filter =
         BytePairs().Allow(" \t09", [](std::uint8_t byte) { return byte < 0x80; }).Allow("A", 'u').Allow("\xEF", 0xBB);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;

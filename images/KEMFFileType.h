@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Enhanced metafiles: record by record to the end record. Sources: [MS-EMF]; [MS-EMFPLUS].
 class KEMFFileType final : public WalkingScanner<KEMFFileType> {
@@ -14,7 +14,7 @@ public:
         .found = "Enhanced metafiles, also with EMF+ records or OpenGL commands.",
         .end = "The end record; exact. Where a record in the second half is damaged, the size in the header.",
         .limits = "Metafiles in print spool files and compressed ones are not found."};
-    static constexpr SignatureWord Head = WordOf(PatternOf(" EMF"), 40);
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf(" EMF"), 40);
     static constexpr std::int64_t MinReportLength = 256;
     /// Metafiles with photographs are larger than the cap; their end is known all the same.
     static constexpr std::int64_t WalkLimit = 0x10000000;

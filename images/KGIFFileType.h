@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// GIF images and animations: block by block to the trailer. Source: CompuServe, Graphics Interchange Format, versions
 /// 87a and 89a.
@@ -15,7 +15,7 @@ public:
         .found = "GIF pictures and animations of both versions, with at least one image.",
         .end = "The trailer behind the last block; exact. A damaged file ends with its last whole image.",
         .limits = "Bytes that a writer puts behind the trailer are left out."};
-    static constexpr SignatureWord Head = WordOf(PatternOf("GIF8"));
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("GIF8"));
     static constexpr std::int64_t MinReportLength = 256;
     /// Long animations are larger than the cap; their end is known all the same.
     static constexpr std::int64_t WalkLimit = 0x4000000;

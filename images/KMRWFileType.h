@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Minolta raws: a block "MRM" of metadata, which begins with the block "PRD" of picture dimensions, and the pixels
 /// behind it. All numbers are big-endian.

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Maya scenes in their binary form: nested groups in the manner of IFF, with 32-bit or, since 2014, 64-bit lengths.
 /// Source: Autodesk, Maya IFF reference.
@@ -15,7 +15,7 @@ public:
                                        .end = "The length of the outermost group; exact.",
                                        .limits = ""};
     /// "FOR4" or "FOR8".
-    static constexpr SignatureWord Head = WordOf(PatternOf("FOR"));
+    static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("FOR"));
     static constexpr std::int64_t MinReportLength = 256;
     /// Production scenes pass the cap by far.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 38;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "frame/FieldReader.h"
+#include "frame/bytes/FieldReader.h"
 
 namespace {
 

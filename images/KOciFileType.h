@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// openCanvas pictures: a row of chunks, the first of which is OPIM. No document describes the format.
 class KOciFileType final : public WalkingScanner<KOciFileType> {

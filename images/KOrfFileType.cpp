@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "frame/CompareBytesNoCase.h"
-#include "frame/PlaceSearch.h"
+#include "frame/bytes/CompareBytesNoCase.h"
+#include "frame/bytes/PlaceSearch.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 #include "images/TiffFields.h"
 
 /// Olympus raws: a TIFF structure under a mark of its own. The size is the end of the embedded JPEG that the first

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// PCX pictures. Nothing marks their end, so the run length code is decoded until the picture is complete; the header's
 /// small numbers are believed only if that comes out. The few pictures that are not in that code must have a header
@@ -19,7 +19,7 @@ public:
             "A run that a writer adds behind the last line is left out. Pictures without the run length code are found "
             "where the header is otherwise that of version 5."};
     /// The signature byte, the version, encoding 1 or none, the bits of a pixel.
-    static constexpr SignatureWord Head{PatternOf("\x0A\0\0\0"), PatternOf("\xFF\0\xFE\0"), 0};
+    static constexpr SectorFilter Filter{PatternOf("\x0A\0\0\0"), PatternOf("\xFF\0\xFE\0"), 0};
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "frame/FieldReader.h"
+#include "frame/bytes/FieldReader.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Photoshop pictures, which end with the picture of all layers merged. Source: Adobe Photoshop File Formats
 /// Specification, "Photoshop File Format".

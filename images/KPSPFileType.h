@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Paint Shop Pro pictures: a row of blocks. Source: Jasc Software, Paint Shop Pro File Format Documentation.
 class KPSPFileType final : public WalkingScanner<KPSPFileType> {

@@ -1,11 +1,11 @@
 #include "images/KPngFileType.h"
 
-#include "frame/ByteMark.h"
+#include "frame/bytes/BytePattern.h"
 
 namespace {
 
 // The chunk type and its CRC, which has no data to vary with: the last 8 bytes of every file.
-constexpr ByteMark EndMark = MarkOf<"IEND\xAE\x42\x60\x82">();
+constexpr BytePattern EndMark = BytePatternOf<"IEND\xAE\x42\x60\x82">();
 
 }  // namespace
 

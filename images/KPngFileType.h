@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RunScanner.h"
+#include "frame/scan/RunScanner.h"
 
 /// PNG images: from the signature to the IEND chunk, which is the same in every file. The chunks in between are not
 /// read. Source: W3C, Portable Network Graphics (PNG) Specification, sections 5.2 and 11.2.5.

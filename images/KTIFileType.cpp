@@ -4,9 +4,9 @@
 #include <array>
 #include <optional>
 
-#include "frame/ByteMark.h"
-#include "frame/KFileSimulator.h"
-#include "frame/SectorScan.h"
+#include "frame/bytes/BytePattern.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/scan/SectorScan.h"
 
 namespace {
 
@@ -25,16 +25,16 @@ constexpr auto DcrName = PatternOf(".DCR\0");
 constexpr auto Sony = PatternOf("SONY\0");
 
 struct TextRule {
-    ByteMark text;
+    BytePattern text;
     KTIFileType::Kind kind;
 };
 
 // The first text that is there decides.
 constexpr TextRule TextRules[] = {
-    {ByteMark{Pentax}, KTIFileType::Pef},
-    {ByteMark{Nikon}, KTIFileType::Nef},
-    {ByteMark{DcrName}, KTIFileType::Dcr},
-    {ByteMark{Sony}, KTIFileType::Sony},
+    {BytePattern{Pentax}, KTIFileType::Pef},
+    {BytePattern{Nikon}, KTIFileType::Nef},
+    {BytePattern{DcrName}, KTIFileType::Dcr},
+    {BytePattern{Sony}, KTIFileType::Sony},
 };
 
 KTIFileType::Kind DecideKindByText(KFileSimulator& file) {
@@ -66,7 +66,7 @@ std::int32_t KTIFileType::Reset() {
 }
 
 void KTIFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
-    ForEachSector(*block, TiffHead, [&](const Candidate& candidate) {
+    ForEachSector(*block, TiffFilter, [&](const Candidate& candidate) {
         if (const std::optional<TiffHeader> header = FindTiffHeader(candidate.sector)) {
             ExamineCandidate(candidate.block, candidate.startSector, *header);
         }

@@ -2,14 +2,14 @@
 
 #include <cstdint>
 
-#include "frame/SharedEngine.h"
+#include "frame/scan/FamilyEngine.h"
 #include "images/TiffFields.h"
 
 /// TIFF images and the camera raws built on them, told apart by the DNG version tag of the first directory and by
 /// texts near the start of the file. The directory must be well formed, and only the first one is read. A TIFF image
 /// ends with what is taken for its single strip; raws are found without a size. Every sector that begins with a header
 /// is examined. Source: Adobe, TIFF Revision 6.0, section 2; Adobe, DNG Specification, DNGVersion.
-class KTIFileType final : public KindEngine {
+class KTIFileType final : public FamilyEngine {
 public:
     /// No type reports `Cr2`.
     enum Kind : std::int32_t {
@@ -22,7 +22,7 @@ public:
         Dng,
     };
 
-    KTIFileType() : KindEngine(0) {}
+    KTIFileType() : FamilyEngine(0) {}
 
     /// What was found in the block, and the block, stay known.
     std::int32_t Reset() override;
@@ -54,7 +54,7 @@ struct TiffRawNotes {
 
 /// A type that reports one kind of TIFF file. Its size cap is its own and limits nothing.
 template <class Self, std::int32_t Index, KTIFileType::Kind OwnKind>
-class TiffKind : public ThinFileType<Self, KTIFileType, RunStateFileType<Self>> {
+class TiffKind : public FamilyMember<Self, KTIFileType, RunStateFileType<Self>> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[Index];
     static constexpr std::int32_t Kinds[] = {OwnKind};

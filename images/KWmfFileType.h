@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// Windows metafiles, with and without the header that makes them placeable: record by record to the end record.
 /// Sources: [MS-WMF]; Placeable Metafiles.
@@ -18,8 +18,9 @@ public:
             "half is damaged, the size in the header.",
         .limits = "A file with a damaged record in its first half is not found."};
     /// The placeable header's key, or a standard header's type, 1 or 2, and length in words.
-    static constexpr AnyWord Head{WordOf(PatternOf("\xD7\xCD\xC6\x9A")),
-                                  WordOf(PatternOf("\1\0\x09\0")).Common(WordOf(PatternOf("\2\0\x09\0")))};
+    static constexpr AnySectorFilter Filter{
+        SectorFilterOf(PatternOf("\xD7\xCD\xC6\x9A")),
+        SectorFilterOf(PatternOf("\1\0\x09\0")).Common(SectorFilterOf(PatternOf("\2\0\x09\0")))};
     static constexpr std::int64_t MinReportLength = 256;
     /// Metafiles with large bitmaps are larger than the cap; their end is known all the same.
     static constexpr std::int64_t WalkLimit = 0x4000000;

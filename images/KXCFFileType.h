@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/WalkingScanner.h"
+#include "frame/scan/WalkingScanner.h"
 
 /// GIMP pictures: a tree of layers, channels and paths, each part written behind the one before. Source: GIMP
 /// developer documentation, XCF file format.

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// A type of which only the start is known: every sector that begins with `Self::Mark` is reported with size 0.
 template <class Self, std::int32_t Index>
@@ -25,7 +25,7 @@ public:
     }
 
     /// The bytes of the mark by which a sector is known.
-    static auto Head() { return WordOf(Self::Mark); }
+    static auto Filter() { return SectorFilterOf(Self::Mark); }
 
 private:
     static constexpr std::int64_t NotReported = -1;

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "images/TiffDirectory.h"
+#include "formats/TiffDirectory.h"
 
 /// What the entries of one directory give, taken entry by entry.
 class TiffValue {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/SectorScan.h"
+#include "frame/scan/SectorScan.h"
 
 /// Reads a candidate as `KFileSimulator` does, but only as far as the block in hand goes. A first look with it costs no
 /// copy of sectors, so candidates that break at once are cheap, however many there are.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/FormatNotes.h"
+#include "frame/scan/FormatNotes.h"
 
 /// What the types whose boxes are walked say alike.
 inline constexpr FormatNotes BoxNotes{

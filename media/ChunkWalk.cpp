@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "frame/MeteredSource.h"
+#include "frame/read/MeteredSource.h"
 
 namespace {
 

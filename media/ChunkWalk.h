@@ -7,9 +7,9 @@
 #include <optional>
 #include <vector>
 
-#include "frame/KFileSimulator.h"
-#include "frame/SectorScan.h"
-#include "frame/WorkStore.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/read/WorkStore.h"
+#include "frame/scan/SectorScan.h"
 
 /// Walks files that are a chain of chunks, each of which says its own length.
 ///

@@ -3,14 +3,14 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/ByteMark.h"
-#include "frame/MeasuringScanner.h"
+#include "frame/bytes/BytePattern.h"
+#include "frame/scan/MeasuringScanner.h"
 
 namespace ebml {
 
 /// Length in bytes of the file that opens with this sector, as its Segment declares it; nothing if the sector does not
 /// hold the mark of the document type and, behind it, the start of a Segment with a size of 8 bytes.
-std::optional<std::int64_t> FileSize(ByteSpan sector, const ByteMark& docType);
+std::optional<std::int64_t> FileSize(ByteSpan sector, const BytePattern& docType);
 
 }  // namespace ebml
 
@@ -34,6 +34,6 @@ public:
     static constexpr std::int64_t MinReportLength = 4096;
 
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        return ebml::FileSize(candidate.sector, ByteMark{Self::DocType});
+        return ebml::FileSize(candidate.sector, BytePattern{Self::DocType});
     }
 };

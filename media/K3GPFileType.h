@@ -2,10 +2,10 @@
 
 #include <cstdint>
 
-#include "frame/BoxFileScanner.h"
-#include "frame/TagLists.h"
+#include "media/BoxFileScanner.h"
 #include "media/BoxNotes.h"
 #include "media/Mp4Boxes.h"
+#include "media/TagLists.h"
 
 /// Films of mobile phones. Source: 3GPP TS 26.244, section 5.
 class K3GPFileType final : public BoxFileScanner<K3GPFileType> {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 
-#include "frame/BoundedText.h"
-#include "frame/KFileSimulator.h"
-#include "frame/TraceMessage.h"
+#include "frame/bytes/BoundedText.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/read/TraceMessage.h"
 #include "media/BlockReader.h"
 
 namespace {
@@ -108,7 +108,7 @@ std::int32_t KASFFileType::Reset() {
 }
 
 void KASFFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
-    ForEachSector(*block, WordOf(HeaderObject), [&](const Candidate& candidate) {
+    ForEachSector(*block, SectorFilterOf(HeaderObject), [&](const Candidate& candidate) {
         if (StartsWith(candidate.sector, HeaderObject)) {
             Examine(candidate);
         }

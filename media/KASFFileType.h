@@ -2,12 +2,12 @@
 
 #include <cstdint>
 
-#include "frame/SectorScan.h"
-#include "frame/SharedEngine.h"
+#include "frame/scan/FamilyEngine.h"
+#include "frame/scan/SectorScan.h"
 
 /// ASF files, told apart by the streams that their header declares. The header also says how long the file is, so every
 /// file is known at its first sector. Source: Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3.
-class KASFFileType final : public KindEngine {
+class KASFFileType final : public FamilyEngine {
 public:
     enum Kind : std::int32_t {
         /// Audio streams and no video.
@@ -17,7 +17,7 @@ public:
         Other,
     };
 
-    KASFFileType() : KindEngine(FirstBlockKey) {}
+    KASFFileType() : FamilyEngine(FirstBlockKey) {}
 
     std::int32_t Reset() override;
     void GetTypeName(char* buffer, std::uint32_t capacity) override;
@@ -27,7 +27,7 @@ public:
 
     /// A slot behind those of the contract.
     virtual void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {
-        KindEngine::ScanForKind(block, sink, kind);
+        FamilyEngine::ScanForKind(block, sink, kind);
     }
 
 private:

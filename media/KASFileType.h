@@ -3,7 +3,7 @@
 #include "media/KASFFileType.h"
 
 /// All ASF files, whatever streams they hold.
-class KASFileType final : public ThinFileType<KASFileType, KASFFileType> {
+class KASFileType final : public FamilyMember<KASFileType, KASFFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[14];
     static constexpr FormatNotes Notes{.source = AsfNotes::Source,

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RiffScanner.h"
+#include "media/RiffScanner.h"
 
 /// AIFF audio whose first chunk describes it. Source: Audio Interchange File Format 1.3.
 class KAifFileType final : public RiffScanner<KAifFileType> {

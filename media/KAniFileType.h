@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RiffScanner.h"
+#include "media/RiffScanner.h"
 
 /// Animated cursors. Source: Multimedia Data Standards Update 1994, "Animated Cursors".
 class KAniFileType final : public RiffScanner<KAniFileType> {

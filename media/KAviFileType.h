@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/ChainWalk.h"
-#include "frame/RememberingScanner.h"
-#include "frame/RiffScanner.h"
+#include "frame/memory/ChainWalk.h"
+#include "frame/scan/RememberingScanner.h"
+#include "media/RiffScanner.h"
 
 /// AVI films, with the further RIFF chunks of those above 1 GiB. Source: OpenDML AVI File Format Extensions 1.02,
 /// "RIFF AVIX".

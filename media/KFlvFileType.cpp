@@ -5,8 +5,8 @@
 #include <bit>
 #include <limits>
 
-#include "frame/ByteMark.h"
-#include "frame/KFileSimulator.h"
+#include "frame/bytes/BytePattern.h"
+#include "frame/read/KFileSimulator.h"
 
 static_assert(std::numeric_limits<double>::is_iec559, "script data hold IEEE 754 numbers");
 
@@ -21,7 +21,7 @@ constexpr std::uint32_t TagSizeBits = 0xFFFFFF;
 constexpr std::int64_t TagData = 24;
 
 // The low byte of the key's length, the key, the type of a number.
-constexpr ByteMark Key = MarkOf<"\x08\x66ilesize\0">();
+constexpr BytePattern Key = BytePatternOf<"\x08\x66ilesize\0">();
 constexpr std::uint32_t NumberBytes = 8;
 
 // Read at a time, as much as the reader's cache holds; in front of it stands what may be the start of a key.
@@ -86,7 +86,7 @@ std::int32_t KFlvFileType::Reset() {
 }
 
 void KFlvFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    ForEachSector(*block, WordOf(Signature), [&](const Candidate& candidate) {
+    ForEachSector(*block, SectorFilterOf(Signature), [&](const Candidate& candidate) {
         if (!IsHeader(candidate.sector)) {
             return;
         }

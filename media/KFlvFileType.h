@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/FileTypeBase.h"
-#include "frame/SectorScan.h"
+#include "frame/scan/FileTypeBase.h"
+#include "frame/scan/SectorScan.h"
 
 /// Flash video whose first tag holds script data, in which the writer left the file's size. Source: Adobe Flash Video
 /// File Format Specification 10.1, annex E.

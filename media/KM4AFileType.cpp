@@ -5,9 +5,9 @@
 #include <cstring>
 #include <optional>
 
-#include "frame/BoxWalk.h"
-#include "frame/KFileSimulator.h"
-#include "frame/TagLists.h"
+#include "formats/BoxWalk.h"
+#include "frame/read/KFileSimulator.h"
+#include "media/TagLists.h"
 
 namespace {
 
@@ -82,7 +82,7 @@ void KM4AFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     }
     // A file that is not measured is reported with the size of the one before.
     FoundFile found{0, 0};
-    ForEachSector(*block, FileTypeBoxHead, [&](const Candidate& candidate) {
+    ForEachSector(*block, FileTypeBoxFilter, [&](const Candidate& candidate) {
         const std::optional<FileTypeBox> box = FileTypeBoxOf(candidate.sector);
         if (box && std::memcmp(box->majorBrand, "M4A ", 4) == 0 && Measure(candidate, box->size, found)) {
             sink->ReportFound(&found);

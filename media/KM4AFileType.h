@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "frame/FileTypeBase.h"
-#include "frame/SectorScan.h"
+#include "frame/scan/FileTypeBase.h"
+#include "frame/scan/SectorScan.h"
 
 /// MPEG-4 audio of the brand M4A: the file type box and the three boxes behind it.
 /// Source: ISO/IEC 14496-12, section 4.2.

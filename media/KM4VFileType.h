@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/BoxFileScanner.h"
+#include "media/BoxFileScanner.h"
 #include "media/BoxNotes.h"
 
 /// MPEG-4 videos of the brand M4V, whose atoms are those of a QuickTime movie. Source: QuickTime File Format

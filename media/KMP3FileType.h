@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/BlockRow.h"
-#include "frame/MeasuringScanner.h"
+#include "frame/memory/ScanOffsets.h"
+#include "frame/scan/MeasuringScanner.h"
 #include "media/LastFileRange.h"
 #include "media/MarkAhead.h"
 
@@ -23,8 +23,8 @@ public:
             "file which has none and ends within 64 KiB in front of it."};
     static constexpr auto Id3v2Tag = PatternOf("ID3");
     /// The tag, or a frame's sync word with its version and layer.
-    static constexpr AnyWord Head{WordOf(Id3v2Tag),
-                                  SignatureWord(PatternOf("\xFF\xFA\0\0"), PatternOf("\xFF\xFE\0\0"), 0)};
+    static constexpr AnySectorFilter Filter{SectorFilterOf(Id3v2Tag),
+                                            SectorFilter(PatternOf("\xFF\xFA\0\0"), PatternOf("\xFF\xFE\0\0"), 0)};
     static constexpr std::int64_t MinReportLength = 1024;
 
     std::int32_t Reset() override;
@@ -53,7 +53,7 @@ private:
     std::optional<std::int64_t> FindFirstFrame(const Candidate& candidate);
     std::int64_t FindEnd(const Candidate& candidate, std::int64_t endOfFrames);
 
-    BlockRow row_;
+    ScanOffsets row_;
     MarkAhead<FrameSync> frameSync_;
     MarkAhead<Id3v1Tag> endTag_;
     // Of all scanners of this type, for as long as the library is loaded: frames of a file are no files, also in the

@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/BoxFileScanner.h"
-#include "frame/TagLists.h"
+#include "media/BoxFileScanner.h"
 #include "media/BoxNotes.h"
 #include "media/Mp4Boxes.h"
+#include "media/TagLists.h"
 
 /// MPEG-4 videos: every file with a file type box that no other type owns. Source: ISO/IEC 14496-12, section 4.3.
 class KMP4FileType final : public BoxFileScanner<KMP4FileType> {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RememberingScanner.h"
+#include "frame/scan/RememberingScanner.h"
 #include "media/ChunkWalk.h"
 
 /// Standard MIDI files: a header chunk, then as many track chunks as it says. Source: RP-001, Standard MIDI Files 1.0.

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Yamaha's ringtones, whose outermost chunk is the whole file. Source: SMAF specification, file chunk.
 class KMmfFileType final : public MeasuringScanner<KMmfFileType> {

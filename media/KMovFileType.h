@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/BoxFileScanner.h"
+#include "media/BoxFileScanner.h"
 #include "media/BoxNotes.h"
 
 /// QuickTime movies that begin with a file type atom. Source: QuickTime File Format Specification, "Atoms".

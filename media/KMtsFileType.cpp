@@ -1,6 +1,6 @@
 #include "media/KMtsFileType.h"
 
-#include "frame/KFileSimulator.h"
+#include "frame/read/KFileSimulator.h"
 
 namespace {
 

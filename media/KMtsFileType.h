@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RememberingScanner.h"
+#include "frame/scan/RememberingScanner.h"
 #include "media/LastReport.h"
 #include "media/PacketGrids.h"
 
@@ -23,7 +23,8 @@ public:
             "taken for its continuation."};
     static constexpr std::uint8_t SyncByte = 0x47;
     /// A packet, or one behind its time stamp of 4 bytes.
-    static constexpr AnyWord Head{WordOf(Pattern<1>{SyncByte}), WordOf(Pattern<1>{SyncByte}, 4)};
+    static constexpr AnySectorFilter Filter{SectorFilterOf(Pattern<1>{SyncByte}),
+                                            SectorFilterOf(Pattern<1>{SyncByte}, 4)};
     static constexpr std::int64_t MinReportLength = 18800;
 
     std::int32_t Reset() override;

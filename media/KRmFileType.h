@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RememberingScanner.h"
+#include "frame/scan/RememberingScanner.h"
 #include "media/ChunkWalk.h"
 #include "media/LastReport.h"
 

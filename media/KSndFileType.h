@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Sun and NeXT sound files. Source: the header file of the format, audio_filehdr.h.
 class KSndFileType final : public MeasuringScanner<KSndFileType> {

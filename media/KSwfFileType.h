@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Flash movies. Source: SWF File Format Specification 19, chapter 2.
 class KSwfFileType final : public MeasuringScanner<KSwfFileType> {
@@ -17,7 +17,7 @@ public:
                                            "than it occupies. Movies packed with LZMA are not found."};
     static constexpr auto Plain = PatternOf("FWS");
     static constexpr auto Compressed = PatternOf("CWS");
-    static constexpr SignatureWord Head = WordOf(Plain).Common(WordOf(Compressed));
+    static constexpr SectorFilter Filter = SectorFilterOf(Plain).Common(SectorFilterOf(Compressed));
     static constexpr std::size_t MinSectorBytes = 9;
     static constexpr std::int64_t MinReportLength = 256;
 

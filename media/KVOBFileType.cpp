@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "frame/KFileSimulator.h"
+#include "frame/read/KFileSimulator.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/MeasuringScanner.h"
+#include "frame/scan/MeasuringScanner.h"
 
 /// Vegas projects, whose outermost chunk is the whole file. Source: Sony Wave64 format, the riff chunk.
 class KVegFileType final : public MeasuringScanner<KVegFileType> {

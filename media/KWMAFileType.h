@@ -3,7 +3,7 @@
 #include "media/KASFFileType.h"
 
 /// ASF files with audio and no video.
-class KWMAFileType final : public ThinFileType<KWMAFileType, KASFFileType> {
+class KWMAFileType final : public FamilyMember<KWMAFileType, KASFFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[15];
     static constexpr FormatNotes Notes{.source = AsfNotes::Source,

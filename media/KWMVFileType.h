@@ -3,7 +3,7 @@
 #include "media/KASFFileType.h"
 
 /// ASF files with video, or with audio alone: those are reported as audio files too.
-class KWMVFileType final : public ThinFileType<KWMVFileType, KASFFileType> {
+class KWMVFileType final : public FamilyMember<KWMVFileType, KASFFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[16];
     static constexpr FormatNotes Notes{

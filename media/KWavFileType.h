@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/RiffScanner.h"
+#include "media/RiffScanner.h"
 
 /// Waveform audio whose first chunk is its format. Source: Multimedia Programming Interface and Data Specifications
 /// 1.0, "Waveform Audio File Format".

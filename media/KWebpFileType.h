@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "frame/RiffScanner.h"
+#include "media/RiffScanner.h"
 
 /// WebP pictures. Source: WebP Container Specification, "WebP File Header".
 class KWebpFileType final : public RunStateFileType<KWebpFileType> {
@@ -17,7 +17,7 @@ public:
     static constexpr std::size_t MinSectorBytes = 512;
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
-        ForEachSector(*block, HeadOf(*this), [&](const Candidate& candidate) {
+        ForEachSector(*block, FilterOf(*this), [&](const Candidate& candidate) {
             if (!BeginsFile(*this, candidate.sector)) {
                 return;
             }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "frame/SectorScan.h"
+#include "frame/scan/SectorScan.h"
 
 /// What a scanner has reported last in a scan: sectors in front of its end are no candidates. There is none while its
 /// start is 0 or less.

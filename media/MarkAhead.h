@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/KFileSimulator.h"
-#include "frame/PlaceSearch.h"
-#include "frame/SectorScan.h"
+#include "frame/bytes/PlaceSearch.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/scan/SectorScan.h"
 
 /// Searches the medium for a mark in front of which candidates stand, and remembers where none is: the next candidate's
 /// search goes on from there, so that many candidates in front of the same stretch search it once.
@@ -22,7 +22,7 @@ public:
     }
 
     /// Position in the candidate's file of the first mark among the `count` places from `position` on. `base` is the
-    /// place of the file's start, as `BlockRow` counts. A read that fails ends the search.
+    /// place of the file's start, as `ScanOffsets` counts. A read that fails ends the search.
     std::optional<std::int64_t> Find(const Candidate& candidate, std::int64_t base, std::int64_t position,
                                      std::int64_t count) {
         const std::int64_t from = base + position;

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-#include "frame/TagLists.h"
+#include "formats/BoxWalk.h"
 
 /// The top-level boxes of ISO base media files, those of fragmented files among them. Source: ISO/IEC 14496-12,
 /// table 1.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "frame/KFileSimulator.h"
+#include "frame/read/KFileSimulator.h"
 #include "media/BlockReader.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "frame/BlockRow.h"
-#include "frame/SectorScan.h"
+#include "frame/memory/ScanOffsets.h"
+#include "frame/scan/SectorScan.h"
 
 /// Follows MPEG-2 program streams from pack header to pack header, and from packet to packet. What follows a place does
 /// not depend on how a walk came there, so the latest long walks are kept: one that meets a place where one of them has
@@ -55,7 +55,7 @@ private:
     Chain* ChainThrough(std::int64_t place);
     void Keep(Chain&& chain);
 
-    BlockRow row_;
+    ScanOffsets row_;
     std::int64_t lengthLimit_ = 0;
     // A header needs more than 4 bytes of which another one begins, so not more than these can run through the same
     // pack headers without meeting.

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "frame/KFileSimulator.h"
+#include "frame/read/KFileSimulator.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "frame/BlockRow.h"
-#include "frame/SectorScan.h"
+#include "frame/memory/ScanOffsets.h"
+#include "frame/scan/SectorScan.h"
 
 /// Where the first packet of a transport stream lies in its sector, and how far the packets are apart, in bytes: 188,
 /// 192, 204 or 208.
@@ -41,7 +41,7 @@ private:
     };
     Grid& GridOf(std::int64_t place, std::int32_t size);
 
-    BlockRow row_;
+    ScanOffsets row_;
     // One for each place in a packet, for each size.
     std::vector<Grid> grids_;
 };

@@ -5,7 +5,7 @@
 #include <map>
 
 #include "containers/kZipOfficeSearcher.h"
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 #include "tests/support/Registry.h"
 #include "tests/support/ZipBuilder.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "frame/FileWindow.h"
+#include "frame/read/FileWindow.h"
 #include "tests/support/Scan.h"
 #include "tests/support/SparseMedium.h"
 

@@ -1,4 +1,4 @@
-#include "TestFiles.h"
+#include "tests/host/TestFiles.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

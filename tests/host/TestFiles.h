@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "raw_device.h"
+#include "host/medium/raw_device.h"
 
 namespace salvor::test {
 

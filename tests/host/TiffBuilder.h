@@ -1,6 +1,6 @@
 #pragma once
 
-#include "byte_order.h"
+#include "host/validate/byte_order.h"
 #include "tests/support/TiffBuilder.h"
 
 namespace salvor::test {

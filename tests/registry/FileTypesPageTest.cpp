@@ -6,8 +6,8 @@
 #include <sstream>
 #include <string>
 
-#include "frame/KRawFileTypeFactory.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "frame/registry/KRawFileTypeFactory.h"
 #include "tests/support/Registry.h"
 
 // Makes docs/file-types.md from what the scanners and the fixtures say, and compares it with the page as it is.

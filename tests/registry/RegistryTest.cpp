@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "frame/FileTypeBase.h"
 #include "frame/contract/IRawFileTypeFactory.h"
+#include "frame/scan/FileTypeBase.h"
 #include "tests/support/Registry.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "frame/Bytes.h"
+#include "frame/bytes/Bytes.h"
 #include "frame/contract/ISectorSource.h"
 
 namespace test {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "frame/Endian.h"
+#include "frame/bytes/Endian.h"
 #include "tests/support/Numbers.h"
 
 namespace test {

@@ -1,0 +1,104 @@
+#include "formats/BoxWalk.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr std::size_t MinSectorBytes = 512;
+constexpr std::size_t TypeOffset = 4;
+constexpr std::size_t BrandOffset = 8;
+constexpr auto FileTypeBoxType = PatternOf("ftyp");
+// A size field of this value: the size is a 64-bit number behind the type.
+constexpr std::uint64_t SizeIsLong = 1;
+
+std::int64_t LimitOn(ISectorSource& source) {
+    SectorGeometry geometry{};
+    source.GetGeometry(&geometry);
+    const std::uint64_t bytes = geometry.bytesPerSector * static_cast<std::uint64_t>(geometry.sectorCount);
+    return std::min(static_cast<std::int64_t>(bytes), BoxWalkCeiling);
+}
+
+// Reads the box headers of one walk. Bytes that cannot be read are those of the header before, so that a walk where
+// nothing can be read goes on in equal steps; it is broken off in the end.
+class BoxReader {
+public:
+    explicit BoxReader(const BoxRules& rules) : rules_(rules) {}
+
+    ChainRecord operator()(KFileSimulator& reader, std::int64_t offset) {
+        bool wasRead = ReadAt(reader, offset, header_);
+        std::uint64_t size = LoadBig<std::uint32_t>(header_, 0);
+        const bool isLong = size == SizeIsLong;
+        if (isLong) {
+            wasRead = ReadAt(reader, offset + static_cast<std::int64_t>(header_.size()), longSize_) && wasRead;
+            size = LoadBig<std::uint64_t>(longSize_, 0);
+        }
+        std::uint32_t type = 0;
+        std::memcpy(&type, header_.data() + TypeOffset, sizeof(type));
+        if (size < SmallestBox(isLong) || !rules_.isAccepted(type)) {
+            return {.kind = ChainRecord::Kind::IsNone, .wasRead = wasRead};
+        }
+        const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - offset);
+        if (size > room || failedReads_ > MostFailedReads) {
+            return {.kind = ChainRecord::Kind::IsBroken, .wasRead = wasRead};
+        }
+        return {.kind = ChainRecord::Kind::LeadsOn,
+                .length = static_cast<std::int64_t>(size),
+                .isMarked = rules_.isMain(type),
+                .wasRead = wasRead};
+    }
+
+private:
+    static constexpr int MostFailedReads = 1 << 16;
+    using Field = std::array<std::uint8_t, 8>;
+
+    std::uint64_t SmallestBox(bool isLong) const {
+        if (!rules_.endsAtShortBox) {
+            return 1;
+        }
+        return isLong ? header_.size() + longSize_.size() : header_.size();
+    }
+
+    bool ReadAt(KFileSimulator& reader, std::int64_t offset, Field& field) {
+        reader.Seek(offset);
+        const bool wasRead = reader.Read(field.data(), static_cast<std::uint32_t>(field.size()));
+        failedReads_ += wasRead ? 0 : 1;
+        return wasRead;
+    }
+
+    const BoxRules& rules_;
+    Field header_{};
+    Field longSize_{};
+    int failedReads_ = 0;
+};
+
+}  // namespace
+
+bool IsMainBox(std::uint32_t type) {
+    return type == BoxTypeOf("moov") || type == BoxTypeOf("mdat") || type == BoxTypeOf("uuid");
+}
+
+std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector) {
+    if (!HasPatternAt(sector, TypeOffset, FileTypeBoxType) || sector.size() < MinSectorBytes) {
+        return std::nullopt;
+    }
+    return FileTypeBox{LoadBig<std::uint32_t>(sector, 0), sector.data() + BrandOffset};
+}
+
+std::optional<BoxWalk::Result> BoxWalk::Measure(const Candidate& candidate, std::uint32_t firstBoxSize,
+                                                const BoxRules& rules) {
+    if (candidate.block.source == nullptr) {
+        return std::nullopt;
+    }
+    const std::int64_t limit = LimitOn(*candidate.block.source);
+    // A walk that came by the candidate would take the long size.
+    const bool isChained = firstBoxSize != SizeIsLong;
+    const std::optional<ChainWalk::End> end =
+        chain_.Follow(candidate, firstBoxSize, isChained, limit, BoxReader(rules));
+    if (!end || !end->hasMark) {
+        return std::nullopt;
+    }
+    return Result{end->offset, limit};
+}

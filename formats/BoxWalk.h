@@ -1,0 +1,67 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <optional>
+
+#include "frame/bytes/Bytes.h"
+#include "frame/bytes/SectorFilter.h"
+#include "frame/memory/ChainWalk.h"
+
+/// A box type: the value whose bytes in memory are the four characters in file order.
+constexpr std::uint32_t BoxTypeOf(const char (&text)[5]) {
+    return std::bit_cast<std::uint32_t>(std::array<char, 4>{text[0], text[1], text[2], text[3]});
+}
+
+/// No walk along boxes goes further, in bytes.
+inline constexpr std::int64_t BoxWalkCeiling = 0x2000000000;
+
+/// The first box of a file of the ISO base media family, which tells what the file is.
+struct FileTypeBox {
+    std::uint32_t size;
+    /// Four characters.
+    const std::uint8_t* majorBrand;
+};
+
+/// A sector that such a box opens.
+inline constexpr SectorFilter FileTypeBoxFilter = SectorFilterOf(PatternOf("ftyp"), 4);
+
+/// The box at the start of a sector of 512 bytes or more.
+std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector);
+
+/// What the boxes of a format are like; types are the values whose bytes in memory are the four characters.
+struct BoxRules {
+    /// Does the walk step over this box? One of another type ends it.
+    bool (*isAccepted)(std::uint32_t type);
+    /// Is this one of the boxes that no file is without?
+    bool (*isMain)(std::uint32_t type);
+    /// Does a box that is smaller than its own header end the walk, as one of size 0 does?
+    bool endsAtShortBox = false;
+};
+
+/// A movie, its media or a user's data.
+bool IsMainBox(std::uint32_t type);
+
+/// Walks the top-level boxes of the ISO base media family, or the atoms they come from, to the end of a file.
+/// Source: ISO/IEC 14496-12, section 4.2.
+class BoxWalk {
+public:
+    struct Result {
+        /// Behind the last box, in bytes from the start of the file. A box counts whole, also where it reaches beyond
+        /// the limit.
+        std::int64_t end;
+        /// The size of the medium or the ceiling: no box that begins at or behind it was looked at.
+        std::int64_t limit;
+    };
+
+    void Reset() { chain_.Reset(); }
+    void EnterBlock(const SectorBlock& block) { chain_.EnterBlock(block); }
+
+    /// Walks the boxes behind a file type box, whose size is not 0, as the rules say. A size of 0 ends the walk too,
+    /// though it means a box up to the end of the file. Nothing if there is no main box among them.
+    std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize, const BoxRules& rules);
+
+private:
+    ChainWalk chain_;
+};

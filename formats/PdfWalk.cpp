@@ -1,0 +1,354 @@
+#include "formats/PdfWalk.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "frame/bytes/BytePattern.h"
+#include "frame/bytes/PlaceSearch.h"
+
+namespace {
+
+constexpr auto HeaderStart = PatternOf("%PDF-");
+constexpr auto PostScriptStart = PatternOf("%!PS");
+constexpr BytePattern EndMark = BytePatternOf<"%%EOF">();
+constexpr auto StartXrefBytes = PatternOf("startxref");
+constexpr BytePattern StartXrefMark{StartXrefBytes};
+constexpr auto Start = PatternOf("start");
+constexpr auto TableBytes = PatternOf("xref");
+constexpr BytePattern TableMark{TableBytes};
+constexpr BytePattern StreamMark = BytePatternOf<"/XRef">();
+constexpr auto Object = PatternOf("obj");
+constexpr auto Trailer = PatternOf("trailer");
+constexpr auto EndStream = PatternOf("endstream");
+constexpr auto EndObject = PatternOf("endobj");
+constexpr BytePattern EndObjectMark{EndObject};
+constexpr auto DictionaryStart = PatternOf("<<");
+constexpr BytePattern DictionaryEndMark = BytePatternOf<">>">();
+constexpr BytePattern LinearizedMark = BytePatternOf<"/Linearized">();
+constexpr BytePattern LengthMark = BytePatternOf<"/L">();
+
+constexpr auto DrawingStart = PatternOf("/AI");
+constexpr auto PrivateData = PatternOf("/AIPrivateData1");
+constexpr auto PrivatePdf = PatternOf("/AIPDFPrivateData1");
+constexpr auto MetaData = PatternOf("/AIMetaData");
+// The longest of what is searched for.
+constexpr std::size_t LongestMark = PrivatePdf.size();
+
+// In bytes. How much white space may stand in front of more of the same file, and how far from its mark the offset of
+// the cross-reference section stands.
+constexpr std::size_t MostWhite = 1024;
+constexpr std::int64_t TailBytes = 64;
+// White space behind the last end mark: how much of it may be the file's, and how much what fills a sector up may begin
+// with by chance.
+constexpr std::size_t MostTail = 4096;
+constexpr std::int64_t MostChanceWhite = 3;
+// What a section begins with, and a little white space.
+constexpr std::size_t SectionStartBytes = 24;
+// The dictionary of a linearized file lies in these.
+constexpr std::size_t LinearizedBytesAhead = 1024;
+// Files that lost or gained line ends on their way have their cross-reference section this far from its offset.
+constexpr std::int64_t LostBytes = 4096;
+constexpr std::int64_t GainedBytes = 1024;
+
+// End marks that are looked at, those with an offset among them, and offsets that lead to no section exactly. A file of
+// more updates is cut behind them. Where line ends were lost all offsets are wrong, so that a few tell.
+constexpr int MostMarks = 16384;
+constexpr int MostEnds = 1024;
+constexpr int MostNearSections = 12;
+// Headers at sector starts that are passed without an end: of attached files, or of the files behind a damaged one.
+constexpr int MostHeaders = 4;
+// In bytes. How much is searched at once: not much, or the many headers of a medium full of them would be seen late.
+constexpr std::size_t PartBytes = 4096;
+// No object is longer than the one, and within the other one of them is as good as many.
+constexpr std::int64_t LongestObject = 0x8000000;
+constexpr std::int64_t ObjectGap = 0x100000;
+
+bool IsDigit(std::uint8_t byte) { return byte >= '0' && byte <= '9'; }
+bool IsWhite(std::uint8_t byte) { return byte == ' ' || (byte >= 0x09 && byte <= 0x0D && byte != 0x0B); }
+bool IsWhiteOrZero(std::uint8_t byte) { return byte == 0 || IsWhite(byte); }
+
+template <class Is>
+ByteSpan Behind(ByteSpan text, Is is) {
+    return text.subspan(static_cast<std::size_t>(std::ranges::find_if_not(text, is) - text.begin()));
+}
+
+// Skips a number and the white space behind it; empty if there is none.
+ByteSpan BehindNumber(ByteSpan text) {
+    const ByteSpan behind = Behind(text, IsDigit);
+    return behind.size() == text.size() ? ByteSpan() : Behind(behind, IsWhite);
+}
+
+// A number, an edition and "obj".
+bool IsObjectStart(ByteSpan text) { return StartsWith(BehindNumber(BehindNumber(text)), Object); }
+
+// Larger than every offset when it has too many digits.
+std::optional<std::int64_t> NumberAt(ByteSpan text) {
+    text = Behind(text, IsWhite);
+    if (text.empty() || !IsDigit(text[0])) {
+        return std::nullopt;
+    }
+    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max() / 4;
+    std::int64_t number = 0;
+    for (std::size_t i = 0; i < text.size() && IsDigit(text[i]); ++i) {
+        number = number > largest / 10 - 1 ? largest : number * 10 + (text[i] - '0');
+    }
+    return number;
+}
+
+// Does the file go on at `at`? Comments do, unless they open another file.
+bool GoesOnAt(FileWindow& file, std::int64_t at) {
+    const ByteSpan shown = file.From(at, MostWhite + TailBytes);
+    const ByteSpan text = Behind(shown, IsWhiteOrZero);
+    if (text.empty() || shown.size() - text.size() > MostWhite) {
+        return false;
+    }
+    if (text[0] == '%') {
+        return !StartsWith(text, HeaderStart) && !StartsWith(text, PostScriptStart);
+    }
+    return IsObjectStart(text) || StartsWith(text, TableBytes) || StartsWith(text, Trailer) ||
+           StartsWith(text, StartXrefBytes) || StartsWith(text, EndStream) || StartsWith(text, EndObject) ||
+           StartsWith(text, DictionaryStart);
+}
+
+// Where a linearized file says that it ends, if it does end there.
+std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
+    ByteSpan text = file.From(0, LinearizedBytesAhead);
+    text = text.first(std::min(text.size(), LinearizedBytesAhead));
+    const std::optional<std::size_t> key = LinearizedMark.FindIn(text);
+    if (!key) {
+        return std::nullopt;
+    }
+    text = text.first(DictionaryEndMark.FindIn(text, *key).value_or(text.size()));
+    std::optional<std::int64_t> size;
+    for (auto length = LengthMark.FindIn(text); length && !size; length = LengthMark.FindIn(text, *length + 1)) {
+        size = NumberAt(text.subspan(*length + LengthMark.size()));
+    }
+    if (!size || *size <= static_cast<std::int64_t>(LinearizedBytesAhead)) {
+        return std::nullopt;
+    }
+    const std::int64_t tailStart = *size - TailBytes;
+    const ByteSpan tail = file.At(tailStart, TailBytes);
+    std::optional<std::size_t> mark = EndMark.FindIn(tail);
+    while (mark && !Behind(tail.subspan(*mark + EndMark.size()), IsWhite).empty()) {
+        mark = EndMark.FindIn(tail, *mark + 1);
+    }
+    if (!mark) {
+        return std::nullopt;
+    }
+    return std::max(*size, BehindLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndMark.size())));
+}
+
+class PdfWalk {
+public:
+    explicit PdfWalk(FileWindow& file) : file_(file) {}
+
+    std::optional<PdfExtent> Run();
+
+private:
+    bool HasEnd() const { return end_ > 0 || spareEnd_ > 0; }
+    void NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count);
+    void PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count);
+    void PassObjects(std::int64_t at, ByteSpan bytes);
+    void PassEnd(std::int64_t mark);
+    std::optional<std::int64_t> OffsetBefore(std::int64_t mark);
+    bool IsSection(std::int64_t offset);
+    bool IsNearSection(std::int64_t offset, std::int64_t mark);
+    bool IsOwn(std::int64_t offset, std::int64_t mark);
+
+    FileWindow& file_;
+    // The end so far, and one to use if there is no better; 0 if there is none.
+    std::int64_t end_ = 0;
+    std::int64_t spareEnd_ = 0;
+    // Ends are looked for from here on.
+    std::int64_t endsFrom_ = 1;
+    // The last header passed; 0 if there is none.
+    std::int64_t otherFile_ = 0;
+    int headers_ = 0;
+    // Near the end of the last object that was looked for.
+    std::int64_t objectAt_ = 0;
+    int marks_ = 0;
+    int ends_ = 0;
+    int nearSections_ = 0;
+    bool isOver_ = false;
+    std::int64_t drawingAt_ = std::numeric_limits<std::int64_t>::max();
+};
+
+std::optional<PdfExtent> PdfWalk::Run() {
+    std::int64_t limit = file_.Limit();
+    if (const std::optional<std::int64_t> end = LinearizedEnd(file_)) {
+        end_ = *end;
+        endsFrom_ = *end;
+        if (!GoesOnAt(file_, *end)) {
+            limit = *end;
+        }
+    }
+    std::int64_t at = 0;
+    while (at < limit && !isOver_) {
+        ByteSpan bytes = file_.From(at, LongestMark);
+        bytes = bytes.first(std::min(bytes.size(), PartBytes));
+        if (bytes.empty()) {
+            break;
+        }
+        const std::optional<std::size_t> mark = EndMark.FindIn(bytes);
+        // The places in front of the mark, or all that could begin a whole one here.
+        const std::size_t count =
+            mark.value_or(bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
+        NoteDrawing(at, bytes, count);
+        PassHeaders(at, bytes, count);
+        PassObjects(at, bytes.first(count));
+        at += static_cast<std::int64_t>(count);
+        if (mark && !isOver_) {
+            PassEnd(at);
+            at += static_cast<std::int64_t>(EndMark.size());
+        }
+    }
+    if (!HasEnd()) {
+        return std::nullopt;
+    }
+    const std::int64_t size = end_ > 0 ? end_ : spareEnd_;
+    return PdfExtent{size, drawingAt_ < size};
+}
+
+void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
+    if (drawingAt_ < at) {
+        return;
+    }
+    // The letter behind the common start tells the keys from other names. No farther than the count, or a piece full of
+    // end marks would be searched again from each of them.
+    const auto difference = [](const std::uint8_t* place) {
+        constexpr std::size_t letter = DrawingStart.size();
+        return static_cast<std::uint8_t>(
+            (place[0] ^ DrawingStart[0]) | (place[1] ^ DrawingStart[1]) | (place[2] ^ DrawingStart[2]) |
+            (static_cast<unsigned>(place[letter] != 'P') & static_cast<unsigned>(place[letter] != 'M')));
+    };
+    const auto isKey = [bytes](std::size_t place) {
+        const ByteSpan key = bytes.subspan(place);
+        return StartsWith(key, PrivateData) || StartsWith(key, PrivatePdf) || StartsWith(key, MetaData);
+    };
+    const std::size_t end = std::min(count, bytes.size() - std::min(bytes.size(), DrawingStart.size()));
+    if (const std::optional<std::size_t> place = FindPlace(bytes.data(), 0, end, difference, isKey)) {
+        drawingAt_ = at + static_cast<std::int64_t>(*place);
+    }
+}
+
+void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {
+    const std::int64_t sectorSize = file_.SectorSize();
+    const std::int64_t from = std::max(at, endsFrom_);
+    const std::int64_t to = at + static_cast<std::int64_t>(count);
+    for (std::int64_t sector = (from + sectorSize - 1) / sectorSize * sectorSize; sector < to; sector += sectorSize) {
+        if (IsPdfHeader(bytes.subspan(static_cast<std::size_t>(sector - at)))) {
+            otherFile_ = sector;
+            if (HasEnd() || ++headers_ > MostHeaders) {
+                isOver_ = true;
+                return;
+            }
+        }
+    }
+}
+
+// Where no object has ended for so long, the file is damaged, and its end is not to be looked for on a whole medium.
+void PdfWalk::PassObjects(std::int64_t at, ByteSpan bytes) {
+    if (at - objectAt_ < ObjectGap) {
+        return;
+    }
+    if (EndObjectMark.FindIn(bytes)) {
+        objectAt_ = at;
+    }
+    isOver_ = isOver_ || at - objectAt_ >= LongestObject;
+}
+
+void PdfWalk::PassEnd(std::int64_t mark) {
+    isOver_ = ++marks_ == MostMarks;
+    const std::optional<std::int64_t> offset = mark < endsFrom_ ? std::nullopt : OffsetBefore(mark);
+    if (!offset) {
+        return;
+    }
+    const bool isOwn = IsOwn(*offset, mark);
+    const std::int64_t end = BehindLastLine(file_, mark + static_cast<std::int64_t>(EndMark.size()));
+    const bool isLast = !GoesOnAt(file_, end);
+    isOver_ = isOver_ || ++ends_ == MostEnds;
+    if (isOwn) {
+        end_ = end;
+        isOver_ = isOver_ || isLast;
+    } else if (otherFile_ > 0) {
+        // Behind a file that stands here and not inside this one, nothing of this one comes.
+        isOver_ = isOver_ || isLast;
+    } else if (isLast && spareEnd_ == 0 && *offset <= mark + LostBytes) {
+        spareEnd_ = end;
+    }
+}
+
+// The number behind the `startxref` in front of an end mark.
+std::optional<std::int64_t> PdfWalk::OffsetBefore(std::int64_t mark) {
+    const std::int64_t length = std::min(mark, TailBytes);
+    ByteSpan text = file_.At(mark - length, static_cast<std::size_t>(length));
+    std::optional<std::int64_t> number;
+    for (auto word = StartXrefMark.FindIn(text); word; word = StartXrefMark.FindIn(text)) {
+        text = text.subspan(*word + StartXrefBytes.size());
+        number = NumberAt(text);
+    }
+    return number;
+}
+
+// Does this end mark belong to the file itself? The first part of a linearized file gives 0 for its offset; nothing of
+// a file ends there. Linearized files of one program have their sections at one offset, so that one that lost its end
+// could take its neighbour's for its own.
+bool PdfWalk::IsOwn(std::int64_t offset, std::int64_t mark) {
+    if (offset == 0 || offset > mark + LostBytes) {
+        return false;
+    }
+    const bool isExact = offset < mark && IsSection(offset);
+    return otherFile_ > 0 ? isExact && !IsSection(otherFile_ + offset) : isExact || IsNearSection(offset, mark);
+}
+
+bool PdfWalk::IsSection(std::int64_t offset) {
+    ByteSpan text = file_.From(offset, SectionStartBytes);
+    text = Behind(text.first(std::min(text.size(), SectionStartBytes)), IsWhite);
+    return StartsWith(text, TableBytes) || IsObjectStart(text);
+}
+
+bool PdfWalk::IsNearSection(std::int64_t offset, std::int64_t mark) {
+    const std::int64_t from = std::max<std::int64_t>(offset - LostBytes, 0);
+    const std::int64_t to = std::min(offset + GainedBytes, mark);
+    if (from >= to || ++nearSections_ > MostNearSections) {
+        return false;
+    }
+    const ByteSpan text = file_.At(from, static_cast<std::size_t>(to - from));
+    if (StreamMark.FindIn(text)) {
+        return true;
+    }
+    for (auto word = TableMark.FindIn(text); word; word = TableMark.FindIn(text, *word + 1)) {
+        if (*word < Start.size() || !HasPatternAt(text, *word - Start.size(), Start)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+bool IsPdfHeader(ByteSpan bytes) {
+    constexpr std::size_t major = HeaderStart.size();
+    return bytes.size() >= major + 3 && StartsWith(bytes, HeaderStart) &&
+           (bytes[major] == '1' || bytes[major] == '2') && bytes[major + 1] == '.' && IsDigit(bytes[major + 2]);
+}
+
+std::optional<PdfExtent> FindPdfEnd(FileWindow& file) { return PdfWalk(file).Run(); }
+
+std::int64_t BehindLastLine(FileWindow& file, std::int64_t at) {
+    ByteSpan text = file.From(at, MostTail + 1);
+    text = text.first(std::min(text.size(), MostTail + 1));
+    const std::size_t white = text.size() - Behind(text, IsWhite).size();
+    const auto whiteEnd = at + static_cast<std::int64_t>(white);
+    const bool isEndShown = white <= MostTail;
+    if (isEndShown && (white == text.size() || text[white] == 0)) {
+        return whiteEnd;
+    }
+    std::int64_t end = at;
+    if (white > 0 && (text[0] == '\r' || text[0] == '\n')) {
+        end += white > 1 && text[0] == '\r' && text[1] == '\n' ? 2 : 1;
+    }
+    // The sector behind the file may hold another one.
+    end = std::max(end, whiteEnd - whiteEnd % file.SectorSize());
+    return isEndShown && whiteEnd - end > MostChanceWhite ? whiteEnd : end;
+}

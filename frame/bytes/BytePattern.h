@@ -1,0 +1,84 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "frame/bytes/Bytes.h"
+
+/// A rough rank of how often each byte value occurs in disk data.
+inline constexpr std::array<std::uint8_t, 256> ByteCommonness = [] {
+    std::array<std::uint8_t, 256> ranks{};
+    for (std::size_t value = 0; value < ranks.size(); ++value) {
+        const bool isCommon = value < 0x10 || (value >= '0' && value <= '9') || (value >= 'a' && value <= 'z');
+        ranks[value] = isCommon ? 3 : value < 0x80 ? 2 : 1;
+    }
+    const auto set = [&ranks](std::string_view bytes, std::uint8_t rank) {
+        for (const char byte : bytes) {
+            ranks[static_cast<std::uint8_t>(byte)] = rank;
+        }
+    };
+    set("bfgjkmpqvwxyz", 2);
+    set("<>/", 3);
+    set(" \xFF", 4);
+    ranks[0] = 5;
+    return ranks;
+}();
+
+/// A byte pattern prepared for searching. It points to the pattern's bytes and does not own them.
+///
+/// A search asks of many places at once whether two bytes of the pattern, the anchor and its partner, stand where they
+/// should, and compares the whole pattern only there. The two are those rarest in ordinary data and differ where they
+/// can, so that padding, text, markup and tables of zeros are all passed over at full speed.
+class BytePattern {
+public:
+    constexpr explicit BytePattern(ByteSpan bytes) : bytes_(bytes) {
+        for (std::size_t i = 1; i < bytes_.size(); ++i) {
+            if (Commonness(bytes_[i]) < Commonness(bytes_[anchor_])) {
+                anchor_ = i;
+            }
+        }
+        partner_ = anchor_;
+        for (std::size_t i = 0; i < bytes_.size(); ++i) {
+            const bool differs = bytes_[i] != bytes_[anchor_];
+            if (differs && (partner_ == anchor_ || Commonness(bytes_[i]) < Commonness(bytes_[partner_]))) {
+                partner_ = i;
+            }
+        }
+    }
+
+    constexpr std::size_t size() const { return bytes_.size(); }
+
+    /// Offset of the first occurrence that lies wholly inside `haystack`, at `from` or behind it. An empty pattern
+    /// occurs at `from` when that is inside or at the end of `haystack`.
+    std::optional<std::size_t> FindIn(ByteSpan haystack, std::size_t from = 0) const;
+
+    /// Offset just behind the first occurrence that ends before the sector's last byte; the run scanners do not see a
+    /// mark that ends exactly at the end of a sector.
+    std::optional<std::size_t> FindEndInSector(ByteSpan sector) const;
+
+private:
+    static constexpr int Commonness(std::uint8_t value) { return ByteCommonness[value]; }
+
+    ByteSpan bytes_;
+    // Offsets in the pattern.
+    std::size_t anchor_ = 0;
+    std::size_t partner_ = 0;
+};
+
+/// A text that is a template's argument.
+template <std::size_t N>
+struct PatternText {
+    // NOLINTNEXTLINE(google-explicit-constructor): the literal stands for it.
+    consteval PatternText(const char (&literal)[N]) : bytes(PatternOf(literal)) {}
+
+    Pattern<N - 1> bytes;
+};
+
+/// A mark made from text, as `PatternOf` makes a pattern.
+template <PatternText Text>
+consteval BytePattern BytePatternOf() {
+    return BytePattern(Text.bytes);
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "frame/bytes/BytePattern.h"
+#include "frame/bytes/Bytes.h"
+
+/// Shows a file's bytes in contiguous pieces, at any offset from its start, to whatever decodes or searches what lies
+/// behind a header. What knows a format reads through this and so serves the scanners and the program alike; where the
+/// bytes come from is the business of the class behind it.
+///
+/// Offsets are in bytes from the file's start. A span is valid until the next call.
+class ByteWindow {
+public:
+    /// The length of a piece, in bytes: the most that one call shows for sure, and what a new piece costs.
+    static constexpr std::size_t PieceBytes = 0x4000;
+
+    ByteWindow(const ByteWindow&) = delete;
+    ByteWindow& operator=(const ByteWindow&) = delete;
+    virtual ~ByteWindow() = default;
+
+    /// Nothing is shown from here on.
+    std::int64_t Limit() const { return limit_; }
+
+    /// Adds to the walk's cost what it does with the bytes shown, where that takes far longer than to read them: in
+    /// bytes that could be read meanwhile.
+    virtual void Charge(std::int64_t bytes) = 0;
+    /// True once the walk has cost what it may. Bytes that were shown last are still shown then: walks with very much
+    /// to do for each of them ask.
+    virtual bool IsExhausted() const = 0;
+
+    /// The `length` bytes at `offset`, at most `PieceBytes`; empty if not all of them can be shown.
+    ByteSpan At(std::int64_t offset, std::size_t length) {
+        const ByteSpan bytes = From(offset, length);
+        return bytes.size() < length ? ByteSpan() : bytes.first(length);
+    }
+
+    /// All bytes of a piece from `offset` on: `wanted` (1 to `PieceBytes`) or more of them, fewer only in front of the
+    /// limit; empty at the limit, for a negative offset and where nothing can be read.
+    ByteSpan From(std::int64_t offset, std::size_t wanted = 1);
+
+    /// Fills `bytes`, at most `PieceBytes`, from an offset on; false if not all of them can be shown.
+    bool Copy(std::int64_t offset, std::span<std::uint8_t> bytes);
+
+    /// Offset of the first occurrence of the pattern that begins at `from` or behind it and ends at `to` or before it.
+    /// The pattern has at most `PieceBytes`.
+    std::optional<std::int64_t> Find(const BytePattern& pattern, std::int64_t from, std::int64_t to);
+
+protected:
+    explicit ByteWindow(std::int64_t limit) : limit_(limit) {}
+
+    /// A piece from `offset` on with `wanted` bytes or more, at most `length`; empty if it cannot be had. All three lie
+    /// within the limit. The bytes stay until the next call.
+    virtual ByteSpan LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) = 0;
+
+    /// The bytes from `offset` on of a range that begins at `start`; empty when `offset` lies outside.
+    static ByteSpan PartFrom(ByteSpan range, std::int64_t start, std::int64_t offset);
+
+private:
+    std::int64_t limit_;
+    // What was shown last.
+    ByteSpan piece_;
+    std::int64_t pieceStart_ = 0;
+};

@@ -1,0 +1,44 @@
+#include "frame/read/FileWindow.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "frame/contract/ISectorSource.h"
+
+std::int64_t MediumSize(const SectorBlock& block) {
+    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    if (block.source == nullptr) {
+        return largest;
+    }
+    SectorGeometry geometry{};
+    block.source->GetGeometry(&geometry);
+    if (geometry.bytesPerSector == 0 || geometry.sectorCount < 1 ||
+        geometry.sectorCount > largest / geometry.bytesPerSector) {
+        return largest;
+    }
+    return geometry.sectorCount * geometry.bytesPerSector;
+}
+
+// The buffer is filled before it is read.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+FileWindow::FileWindow(const Candidate& candidate, std::int64_t limit, WorkMeter& meter)
+    : ByteWindow(std::max<std::int64_t>(std::min(limit, MediumSize(candidate.block)), 0)),
+      candidate_(candidate),
+      blockBytes_(candidate.RestOfBlock()),
+      meter_(meter) {}
+
+ByteSpan FileWindow::LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) {
+    if (meter_.IsExhausted()) {
+        return {};
+    }
+    meter_.Charge(PieceBytes);
+    if (const ByteSpan bytes = PartFrom(blockBytes_, 0, offset); !bytes.empty() && bytes.size() >= wanted) {
+        return bytes.first(std::min(bytes.size(), length));
+    }
+    if (!reader_) {
+        reader_.emplace(&candidate_.block, candidate_.startSector, static_cast<std::uint64_t>(Limit()));
+    }
+    reader_->Seek(offset);
+    return reader_->Read(buffer_.data(), static_cast<std::uint32_t>(length)) ? ByteSpan(buffer_).first(length)
+                                                                             : ByteSpan();
+}

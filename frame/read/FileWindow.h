@@ -1,0 +1,38 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/bytes/ByteWindow.h"
+#include "frame/read/Candidate.h"
+#include "frame/read/KFileSimulator.h"
+#include "frame/read/WorkMeter.h"
+
+/// The medium's size in bytes; the largest number where the host gives no sound geometry.
+std::int64_t MediumSize(const SectorBlock& block);
+
+/// A candidate file on the medium that is being scanned. Bytes of the block under the scanner are shown where they
+/// stand; others are read ahead.
+class FileWindow final : public ByteWindow {
+public:
+    /// Nothing is shown from `limit` bytes on, nor farther from the start than the medium is large, nor once the meter
+    /// is exhausted. The candidate and the meter outlive the window.
+    FileWindow(const Candidate& candidate, std::int64_t limit, WorkMeter& meter);
+
+    std::int64_t SectorSize() const { return candidate_.block.sectorSize; }
+
+    void Charge(std::int64_t bytes) override { meter_.Charge(bytes); }
+    bool IsExhausted() const override { return meter_.IsExhausted(); }
+
+private:
+    ByteSpan LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) override;
+
+    const Candidate& candidate_;
+    ByteSpan blockBytes_;
+    WorkMeter& meter_;
+    // Made when the first byte behind the block is wanted.
+    std::optional<KFileSimulator> reader_;
+    std::array<std::uint8_t, PieceBytes> buffer_;
+};

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "frame/bytes/ByteWindow.h"
+#include "frame/read/KFileSimulator.h"
+
+/// Fills `bytes` from an offset in the candidate's file; false if not all of them can be had. So that what decodes a
+/// structure serves scanners of both kinds: those that read ahead plainly, and those whose walk is bounded by a window,
+/// which gives `ByteWindow::PieceBytes` at most.
+inline bool ReadAt(KFileSimulator& file, std::int64_t offset, std::span<std::uint8_t> bytes) {
+    file.Seek(offset);
+    return file.Read(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+}
+
+inline bool ReadAt(ByteWindow& file, std::int64_t offset, std::span<std::uint8_t> bytes) {
+    return file.Copy(offset, bytes);
+}

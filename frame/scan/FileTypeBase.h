@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "frame/bytes/BoundedText.h"
+#include "frame/contract/FileTypeCatalog.h"
+#include "frame/contract/IRawFileType.h"
+#include "frame/scan/FormatNotes.h"
+#include "frame/scan/RunState.h"
+
+/// What every scanner answers in the same way, drawn from the one record `Self::Identity` (a `FileTypeIdentity`).
+///
+/// The bases of this folder know their scanner by its type `Self`, so that the calls per sector are bound at compile
+/// time and no base adds a slot to the contract's table.
+template <class Self>
+class FileTypeBase : public IRawFileType {
+public:
+    void GetTypeName(char* buffer, std::uint32_t capacity) override {
+        CopyBoundedText(buffer, capacity, Self::Identity.name);
+    }
+    void GetExtension(char* buffer, std::uint32_t capacity) override {
+        CopyBoundedText(buffer, capacity, Self::Identity.extension);
+    }
+    std::int32_t BeginScan() override { return this->Reset(); }
+    std::int32_t EndScan() override { return this->Reset(); }
+    std::int32_t ReservedQuery8() override { return 0; }
+    void Release() override { delete this; }
+    std::int32_t ReservedQuery10() override { return 0; }
+
+    std::int32_t QueryInfo(std::int32_t what, void* out, std::int32_t outSize) override {
+        constexpr std::int64_t range[2] = {Self::Identity.smallestSize, Self::Identity.largestSize};
+        if constexpr (range[1] == 0) {
+            return 0;
+        }
+        if (what != 0 || outSize != static_cast<std::int32_t>(sizeof(range)) || out == nullptr) {
+            return QueryFailed;
+        }
+        std::memcpy(out, range, sizeof(range));
+        return 0;
+    }
+
+protected:
+    Self& self() { return static_cast<Self&>(*this); }
+};
+
+/// A scanner that carries a `RunState` directly behind the interface. One with further state overrides `Reset`, calls
+/// this one and clears its own.
+template <class Self>
+class RunStateFileType : public FileTypeBase<Self> {
+public:
+    RunStateFileType() { RunStateFileType::Reset(); }
+
+    std::int32_t Reset() override {
+        run_ = RunState{.inFile = 0, .startSector = 0, .runLength = 0, .maxSize = DefaultCap};
+        return 1;
+    }
+    void SetMaxFileSize(std::int64_t size) override { run_.maxSize = size; }
+
+protected:
+    static constexpr std::int64_t DefaultCap =
+        Self::Identity.maxSize == NoCap ? std::numeric_limits<std::int64_t>::max() : Self::Identity.maxSize;
+
+    RunState run_;
+};

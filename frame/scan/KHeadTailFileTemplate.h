@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "frame/bytes/BytePattern.h"
+#include "frame/scan/RunScanner.h"
+
+/// Files that begin with a fixed head at a sector start and end with a fixed tail, or have a fixed size. The registry
+/// holds one instance a format, each with its own patterns and names.
+class KHeadTailFileTemplate final : public RunScanner<KHeadTailFileTemplate> {
+public:
+    // The names are those of each instance.
+    static constexpr FileTypeIdentity Identity{
+        .name = nullptr, .extension = nullptr, .maxSize = 0xA00000, .smallestSize = 0, .largestSize = 0};
+    static constexpr std::int64_t MinReportLength = 512;
+
+    /// All pointers are to static data, which the object only points to; lengths and `fixedSize` are in bytes. A null
+    /// `tail` says that every file has `fixedSize`, which is 0 otherwise.
+    KHeadTailFileTemplate(const char* typeName, const char* extension, const std::uint8_t* head,
+                          std::uint32_t headLength, const std::uint8_t* tail, std::uint32_t tailLength,
+                          std::int32_t fixedSize);
+
+    void GetTypeName(char* buffer, std::uint32_t capacity) override;
+    void GetExtension(char* buffer, std::uint32_t capacity) override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+
+    SectorFilter Filter() const { return SectorFilterOf(head_); }
+    bool IsHeader(ByteSpan sector) const;
+    std::optional<std::size_t> FindEnd(ByteSpan sector) const { return tail_.FindEndInSector(sector); }
+
+private:
+    void ScanForFixedSize(const SectorBlock& block, IFoundFileSink* sink);
+
+    ByteSpan head_;
+    bool hasTail_;
+    BytePattern tail_;
+    std::int32_t fixedSize_;
+    const char* typeName_;
+    const char* extension_;
+};

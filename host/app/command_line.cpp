@@ -1,0 +1,135 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <new>
+
+#include "host/app/commands.h"
+#include "host/app/say.h"
+#include "host/app/stop_request.h"
+
+namespace salvor {
+
+namespace {
+
+void AddScanOptions(CLI::App& command, ScanOptions& options) {
+    command.add_option("IMAGE", options.image, "Raw image file or block device; opened read-only")->required();
+    command.add_option("--sector-size", options.sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
+    command.add_option("--block-size", options.blockSize, "Bytes read at once")->capture_default_str();
+    command.add_option("--start", options.start, "First sector to scan, counted from 0")->capture_default_str();
+    command.add_option("--length", options.length, "Sectors to scan; to the end if not given");
+    command
+        .add_option("--cap", options.caps,
+                    "Largest size to report, for all types or as EXT=SIZE, in place of the types' own ('salvor "
+                    "types'); those of engines stay")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+}
+
+void AddTypeOptions(CLI::App& command, FilterOptions& options) {
+    command.add_option("--types", options.types, "Only these types: extensions or indices, as in jpg,png,41")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    command.add_option("--exclude", options.exclude, "Not these types")->delimiter(',')->allow_extra_args(false);
+}
+
+void AddSizeOptions(CLI::App& command, FilterOptions& options) {
+    command.add_option("--min-size", options.minSize, "No smaller files, for all types or as EXT=SIZE: 10K,png=1M")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    command.add_option("--max-size", options.maxSize, "No larger files, in the same way")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+}
+
+void AddOutOptions(CLI::App& command, const std::string& which, std::string& out, bool& overwrite) {
+    command.add_option("--out", out, "Folder for the files; " + which)->required();
+    command.add_flag("--overwrite", overwrite, "Write into a folder that holds other things");
+}
+
+void AddQuiet(CLI::App& command, bool& quiet) {
+    command.add_flag("--quiet", quiet, "No progress and no summary; errors only");
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, const char* const* argv) {
+    CLI::App app("Brings files back from disks and images whose file system is gone.", "salvor");
+    app.set_version_flag("--version", "salvor " SALVOR_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "Example: salvor recover card.img --out recovered\n"
+        "Exit status: 0 done, 1 done with losses, 2 wrong usage, 3 could not start, 130 stopped.");
+
+    app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
+        return fmt::format("salvor: {}; 'salvor --help' and 'salvor COMMAND --help' tell more\n", error.what());
+    });
+
+    ScanCommand scan;
+    CLI::App* const scanApp = app.add_subcommand("scan", "Look for files and write the finds, no recovered byte");
+    AddScanOptions(*scanApp, scan.scan);
+    AddTypeOptions(*scanApp, scan.filter);
+    scanApp->add_option("--report", scan.report, "File for the finds")->required();
+    scanApp->add_flag("--overwrite", scan.overwrite, "Replace a finds file that exists");
+    AddQuiet(*scanApp, scan.quiet);
+    scanApp->footer("Example: salvor scan /dev/sdb --types jpg,png --report card.finds");
+
+    ExtractCommand extract;
+    CLI::App* const extractApp = app.add_subcommand("extract", "Write the files that a scan has found");
+    extractApp->add_option("FINDS", extract.finds, "Finds file of a scan, also of one that was cut short")->required();
+    extractApp->add_option("--image", extract.image, "The image, if it is not where the scan found it");
+    AddTypeOptions(*extractApp, extract.filter);
+    AddSizeOptions(*extractApp, extract.filter);
+    AddOutOptions(*extractApp, "new, empty, or of an earlier run on the image", extract.out, extract.overwrite);
+    AddQuiet(*extractApp, extract.quiet);
+    extractApp->footer(
+        "A second run into the same folder completes what is missing.\n"
+        "Example: salvor extract card.finds --out photos --min-size jpg=100K");
+
+    RecoverCommand recover;
+    CLI::App* const recoverApp = app.add_subcommand("recover", "Scan and write the files, in one go");
+    AddScanOptions(*recoverApp, recover.scan);
+    AddTypeOptions(*recoverApp, recover.filter);
+    AddSizeOptions(*recoverApp, recover.filter);
+    AddOutOptions(*recoverApp, "new or empty", recover.out, recover.overwrite);
+    AddQuiet(*recoverApp, recover.quiet);
+    recoverApp->footer("Example: salvor recover card.img --out recovered --types jpg,png");
+
+    CLI::App* const typesApp = app.add_subcommand("types", "List the types of files that can be found");
+    typesApp->footer("Example: salvor types");
+
+    const auto isNamed = [&](const CLI::App* command) {
+        return command->get_name() == argv[1];
+    };
+    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
+        Say("'{}' is no command; the commands are scan, extract, recover and types", argv[1]);
+        return static_cast<int>(ExitStatus::Usage);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        // Help and the version are asked for with status 0; every other outcome is wrong usage.
+        return app.exit(error) == 0 ? static_cast<int>(ExitStatus::Done) : static_cast<int>(ExitStatus::Usage);
+    }
+    InstallSignalHandlers();
+    try {
+        if (scanApp->parsed()) {
+            return static_cast<int>(RunScan(scan));
+        }
+        if (extractApp->parsed()) {
+            return static_cast<int>(RunExtract(extract));
+        }
+        return static_cast<int>(recoverApp->parsed() ? RunRecover(recover) : RunTypes());
+    } catch (const Failure& failure) {
+        SayLine(failure.what());
+        return static_cast<int>(failure.Status());
+    } catch (const std::bad_alloc&) {
+        SayLine("not enough memory; a smaller --block-size needs less");
+        return static_cast<int>(ExitStatus::NotStarted);
+    } catch (const std::exception& error) {
+        SayLine(error.what());
+        return static_cast<int>(ExitStatus::NotStarted);
+    }
+}
+
+}  // namespace salvor

@@ -1,0 +1,99 @@
+#include "host/app/progress.h"
+
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+#include "host/plan/size_rules.h"
+
+namespace salvor {
+
+namespace {
+
+using std::chrono::steady_clock;
+constexpr std::chrono::milliseconds TerminalInterval(200);
+constexpr std::chrono::seconds PlainInterval(5);
+
+std::string FormatDuration(double seconds) {
+    const auto whole = static_cast<std::int64_t>(seconds);
+    if (whole < 60) {
+        return fmt::format("{} s", whole);
+    }
+    return whole < 3600 ? fmt::format("{}:{:02} min", whole / 60, whole % 60)
+                        : fmt::format("{}:{:02} h", whole / 3600, whole / 60 % 60);
+}
+
+std::size_t TerminalColumns() {
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col - 1U : 79U;
+}
+
+// The most frequent kinds first, as many as fit a line.
+std::string FormatCounts(const std::map<std::string, std::int64_t>& files) {
+    std::vector<std::pair<std::int64_t, std::string>> kinds;
+    std::int64_t all = 0;
+    for (const auto& [extension, count] : files) {
+        kinds.emplace_back(-count, extension);
+        all += count;
+    }
+    std::ranges::sort(kinds);
+    std::string text = fmt::format("{} files", all);
+    for (std::size_t i = 0; i < kinds.size() && i < 6; ++i) {
+        text += fmt::format("{} {} {}", i == 0 ? ":" : ",", -kinds[i].first, kinds[i].second);
+    }
+    return text;
+}
+
+}  // namespace
+
+Progress::Progress(std::string verb, std::int64_t total, bool quiet)
+    : verb_(std::move(verb)),
+      total_(total),
+      quiet_(quiet),
+      onTerminal_(isatty(STDERR_FILENO) == 1),
+      start_(steady_clock::now()),
+      nextUpdate_(start_ + (onTerminal_ ? steady_clock::duration::zero() : steady_clock::duration(PlainInterval))) {}
+
+void Progress::Clear() {
+    if (drawn_) {
+        std::fputs("\r\x1B[K", stderr);
+        drawn_ = false;
+    }
+}
+
+void Progress::Update(std::int64_t done, const std::map<std::string, std::int64_t>& files) {
+    const auto now = steady_clock::now();
+    if (quiet_ || now < nextUpdate_) {
+        return;
+    }
+    std::string line = Line(done, files);
+    if (onTerminal_) {
+        line.resize(std::min(line.size(), TerminalColumns()));
+        std::fputs(fmt::format("\r{}\x1B[K", line).c_str(), stderr);
+        std::fflush(stderr);
+        drawn_ = true;
+        nextUpdate_ = now + TerminalInterval;
+    } else {
+        std::fputs((line + '\n').c_str(), stderr);
+        nextUpdate_ = now + PlainInterval;
+    }
+}
+
+std::string Progress::Line(std::int64_t done, const std::map<std::string, std::int64_t>& files) const {
+    const double seconds = std::chrono::duration<double>(steady_clock::now() - start_).count();
+    const double speed = seconds > 0 ? static_cast<double>(done) / seconds : 0;
+    const double percent = total_ > 0 ? 100.0 * static_cast<double>(done) / static_cast<double>(total_) : 100.0;
+    std::string line = fmt::format("{} {:.1f}%", verb_, percent);
+    if (speed > 0) {
+        line += fmt::format("  {}/s  {} left", FormatSize(static_cast<std::int64_t>(speed)),
+                            FormatDuration(static_cast<double>(total_ - done) / speed));
+    }
+    return files.empty() ? line : line + "  " + FormatCounts(files);
+}
+
+}  // namespace salvor

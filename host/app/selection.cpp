@@ -1,0 +1,48 @@
+#include "host/app/selection.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+#include "host/scan/scanners.h"
+
+namespace salvor {
+
+namespace {
+
+std::set<std::int32_t> TypesOf(const std::string& option, const std::vector<std::string>& words) {
+    std::set<std::int32_t> types;
+    for (const std::string& word : words) {
+        const std::vector<std::int32_t> named = TypesNamed(word);
+        if (named.empty()) {
+            throw Failure(ExitStatus::Usage,
+                          fmt::format("{}: '{}' names no type; 'salvor types' lists them", option, word));
+        }
+        types.insert(named.begin(), named.end());
+    }
+    return types;
+}
+
+}  // namespace
+
+std::vector<std::int32_t> SelectTypes(const FilterOptions& options) {
+    const std::set<std::int32_t> wanted = TypesOf("--types", options.types);
+    const std::set<std::int32_t> excluded = TypesOf("--exclude", options.exclude);
+    std::vector<std::int32_t> selected;
+    std::ranges::copy_if(AllTypes(), std::back_inserter(selected), [&](std::int32_t type) {
+        return (wanted.empty() || wanted.contains(type)) && !excluded.contains(type);
+    });
+    if (selected.empty()) {
+        throw Failure(ExitStatus::Usage, "--types and --exclude leave no type to look for");
+    }
+    return selected;
+}
+
+PlanFilter MakeFilter(const FilterOptions& options) {
+    return {SelectTypes(options), ParseSizeRule("--min-size", options.minSize),
+            ParseSizeRule("--max-size", options.maxSize)};
+}
+
+}  // namespace salvor

@@ -1,0 +1,207 @@
+#include "host/files/extract_run.h"
+
+#include <fmt/format.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/app/progress.h"
+#include "host/app/say.h"
+#include "host/app/stop_request.h"
+#include "host/files/file_writer.h"
+#include "host/report/report.h"
+#include "host/scan/scanners.h"
+#include "host/validate/decide_sizes.h"
+
+namespace salvor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::optional<std::int64_t> FreeSpace(const fs::path& folder) {
+    struct statvfs info {};
+    if (statvfs(folder.c_str(), &info) != 0) {
+        return std::nullopt;
+    }
+    return static_cast<std::int64_t>(info.f_bavail * info.f_frsize);
+}
+
+void RequireSpace(const Plan& plan, const fs::path& folder, const std::string& findsPath) {
+    const std::int64_t needed = SpaceNeeded(plan, folder);
+    const auto free = FreeSpace(folder);
+    if (free && needed > *free) {
+        throw Failure(
+            ExitStatus::Losses,
+            fmt::format("the files need {} and '{}' has {} free; none was written: free some space, narrow the "
+                        "selection, or write elsewhere with 'salvor extract {} --out FOLDER'",
+                        FormatSize(needed), folder.string(), FormatSize(*free), ShellWord(findsPath)));
+    }
+}
+
+// Writes the files of a plan one after the other and keeps the books.
+class Extraction {
+public:
+    Extraction(Medium& medium, const Plan& plan, const fs::path& folder, bool quiet)
+        : medium_(medium),
+          plan_(plan),
+          folder_(folder),
+          progress_("writing", TotalBytes(plan), quiet),
+          writer_(medium, folder, [this](std::int64_t done) {
+              progress_.Update(AddSizes(bytesBefore_, done), counts_);
+              return StopRequested();
+          }) {}
+
+    // False if the person stopped it.
+    bool Run(LineFile& report, LineFile& skipped) {
+        if (StopRequested()) {
+            return false;
+        }
+        for (const PassedOver& passed : plan_.passedOver) {
+            const char* const reason = ReasonText(passed.reason);
+            skipped.Add(PassedOverRecord(passed.find, reason));
+            ++totals_.passedOver[reason];
+        }
+        for (const PlannedFile& file : plan_.files) {
+            if (StopRequested()) {
+                return false;
+            }
+            const WriteResult result = WriteIfItFits(file);
+            if (result.outcome == WriteOutcome::Stopped) {
+                return false;
+            }
+            if (result.outcome == WriteOutcome::Failed) {
+                NoteFailure(file, result.error, skipped);
+            } else {
+                report.Add(FileRecord(file, result, medium_.SectorSize()));
+                NoteFile(file, result);
+            }
+            bytesBefore_ = AddSizes(bytesBefore_, file.size);
+        }
+        return true;
+    }
+
+    const ExtractTotals& Totals() const { return totals_; }
+
+private:
+    static std::int64_t TotalBytes(const Plan& plan) {
+        std::int64_t total = 0;
+        for (const PlannedFile& file : plan.files) {
+            total = AddSizes(total, file.size);
+        }
+        return total;
+    }
+
+    // On a full disk, files that cannot fit are not begun; smaller ones behind them may still fit.
+    WriteResult WriteIfItFits(const PlannedFile& file) {
+        if (diskWasFull_ && FreeSpace(folder_).value_or(file.size) < file.size) {
+            WriteResult full;
+            full.error = ErrorText(ENOSPC);
+            return full;
+        }
+        return writer_.Write(file);
+    }
+
+    void NoteFile(const PlannedFile& file, const WriteResult& result) {
+        const std::string extension = ExtensionOf(file.claimants.front());
+        ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
+        totals_.withUnreadable += result.hasUnreadableSectors ? 1 : 0;
+        totals_.measured += file.sizeSource == SizeSource::Measured ? 1 : 0;
+        totals_.bounded += file.sizeSource == SizeSource::Bounded ? 1 : 0;
+        totals_.bytes += file.size;
+        auto& [files, bytes] = totals_.byExtension[extension];
+        ++files;
+        bytes += file.size;
+        ++counts_[extension];
+    }
+
+    void NoteFailure(const PlannedFile& file, const std::string& error, LineFile& skipped) {
+        const std::string reason = "could not be written: " + error;
+        for (const std::int32_t type : file.claimants) {
+            skipped.Add(PassedOverRecord({type, file.startSector, file.size}, reason));
+        }
+        ++totals_.failed;
+        ++totals_.passedOver[reason];
+        // A full disk is said once; the summary counts the files.
+        const bool full = error == ErrorText(ENOSPC);
+        if (!full || !diskWasFull_) {
+            progress_.Clear();
+            Say("cannot write '{}': {}", (folder_ / file.path).string(), error);
+        }
+        diskWasFull_ = diskWasFull_ || full;
+    }
+
+    Medium& medium_;
+    const Plan& plan_;
+    const fs::path& folder_;
+    std::int64_t bytesBefore_ = 0;
+    std::map<std::string, std::int64_t> counts_;
+    ExtractTotals totals_;
+    bool diskWasFull_ = false;
+    Progress progress_;
+    FileWriter writer_;
+};
+
+std::vector<SizedFind> DecideWithProgress(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
+                                          const PlanFilter& filter, bool quiet) {
+    Progress progress("measuring", medium.SizeInBytes(), quiet);
+    return DecideSizes(medium, finds, {filter.types, origin.caps}, [&](std::int64_t done) {
+        progress.Update(done, {});
+        return StopRequested();
+    });
+}
+
+Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigin& origin, bool complete) {
+    Json byExtension = Json::object();
+    for (const auto& [extension, counts] : totals.byExtension) {
+        byExtension[extension] = {{"files", counts.first}, {"bytes", counts.second}};
+    }
+    return {{"record", "summary"},
+            {"ended", complete ? "complete" : "stopped"},
+            {"image", origin.imagePath},
+            {"image_size", medium.SizeInBytes()},
+            {"sector_size", medium.SectorSize()},
+            {"scan_complete", origin.scanComplete},
+            {"files", totals.written + totals.alreadyThere},
+            {"already_there", totals.alreadyThere},
+            {"failed", totals.failed},
+            {"bytes", totals.bytes},
+            {"by_extension", byExtension},
+            {"not_written", totals.passedOver},
+            {"unreadable_sectors", medium.Unreadable().SectorCount()},
+            {"unreadable", RangesToJson(medium.Unreadable().Ranges())}};
+}
+
+}  // namespace
+
+ExitStatus ExtractFiles(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
+                        const PlanFilter& filter, const fs::path& folder, bool quiet) {
+    const std::vector<SizedFind> sized = DecideWithProgress(medium, finds, origin, filter, quiet);
+    const Plan plan = MakePlan(sized, {medium.SizeInBytes(), medium.SectorSize()}, filter);
+    if (!StopRequested()) {
+        RequireSpace(plan, folder, origin.findsPath);
+    }
+    LineFile report(folder / "report.jsonl");
+    LineFile skipped(folder / "skipped.jsonl");
+    bool complete = false;
+    ExtractTotals totals;
+    {
+        Extraction extraction(medium, plan, folder, quiet);
+        complete = extraction.Run(report, skipped);
+        totals = extraction.Totals();
+    }
+    report.Add(SummaryRecord(totals, medium, origin, complete));
+    skipped.Finish();
+    report.Finish();
+    if (!quiet) {
+        Tell(TotalsTable(totals));
+    }
+    if (!complete) {
+        Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, plan.files.size());
+        return ExitStatus::Stopped;
+    }
+    return totals.failed > 0 || medium.Unreadable().SectorCount() > 0 ? ExitStatus::Losses : ExitStatus::Done;
+}
+
+}  // namespace salvor

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <vector>
+
+#include "host/app/commands.h"
+#include "host/medium/medium.h"
+#include "host/plan/plan.h"
+
+namespace salvor {
+
+/// Where the finds of an extraction come from, for its report.
+struct FindsOrigin {
+    std::string imagePath;
+    std::string findsPath;
+    /// The scan went over its whole range.
+    bool scanComplete = false;
+    /// Caps in bytes that the scan set, by factory index.
+    std::map<std::int32_t, std::int64_t> caps;
+};
+
+/// Plans, writes and reports the files of a scan's finds into a prepared folder, telling the person how far it is and,
+/// unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on.
+ExitStatus ExtractFiles(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
+                        const PlanFilter& filter, const std::filesystem::path& folder, bool quiet);
+
+}  // namespace salvor

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "host/medium/sector_ranges.h"
+
+namespace salvor {
+
+/// JSON whose objects keep the order in which they were filled.
+using Json = nlohmann::ordered_json;
+
+/// The value on one line with its line break; bytes that are not UTF-8 are replaced.
+std::string JsonLine(const Json& value);
+
+/// The JSON value on a line; a discarded one when there is none.
+Json ParseJsonLine(const std::string& line);
+
+/// An array of {"first", "count"}.
+Json RangesToJson(const std::vector<SectorRange>& ranges);
+
+}  // namespace salvor

@@ -1,0 +1,236 @@
+#include "host/scan/journal.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+
+#include "host/app/failure.h"
+#include "host/files/write_all.h"
+#include "host/report/json_lines.h"
+#include "host/scan/scanners.h"
+
+namespace salvor {
+
+namespace {
+
+constexpr const char* FormatName = "salvor-finds";
+constexpr int FormatVersion = 1;
+// Text beyond this is handed to the system before the caller flushes.
+constexpr std::size_t PendingLimit = 1U << 20U;
+
+// Paths are bytes and JSON is UTF-8: a path that is not valid UTF-8 is kept in hexadecimal.
+Json PathToJson(const std::string& path) {
+    try {
+        Json(path).dump();
+        return {{"path", path}};
+    } catch (const Json::exception&) {
+        std::string digits;
+        for (const char byte : path) {
+            digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
+        }
+        return {{"path_hex", digits}};
+    }
+}
+
+std::string PathFromJson(const Json& image) {
+    if (image.contains("path")) {
+        return image.at("path").get<std::string>();
+    }
+    const auto digits = image.at("path_hex").get<std::string>();
+    std::string path;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        path += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    }
+    return path;
+}
+
+Json HeaderToJson(const JournalHeader& header) {
+    Json image = PathToJson(header.imagePath);
+    image["size"] = header.imageSize;
+    Json caps = Json::object();
+    for (const auto& [type, cap] : header.caps) {
+        caps[std::to_string(type)] = cap;
+    }
+    return {{"record", "header"},
+            {"format", FormatName},
+            {"version", FormatVersion},
+            {"program", "salvor " SALVOR_VERSION},
+            {"image", image},
+            {"sector_size", header.sectorSize},
+            {"block_size", header.blockSize},
+            {"range", {{"start", header.range.first}, {"length", header.range.count}}},
+            {"types", header.types},
+            {"options", {{"caps", caps}}}};
+}
+
+bool IsInteger(const Json& record, const char* key) {
+    const auto field = record.find(key);
+    return field != record.end() && field->is_number_integer();
+}
+
+// Reads a line without its line break. One that is longer than any record is skipped and given as empty text. False at
+// the end of the file.
+bool ReadLine(std::istream& file, std::string& line) {
+    constexpr std::size_t longest = std::size_t{1} << 20U;
+    bool tooLong = false;
+    line.clear();
+    int byte = file.get();
+    if (byte == EOF) {
+        return false;
+    }
+    for (; byte != EOF && byte != '\n'; byte = file.get()) {
+        tooLong = tooLong || line.size() == longest;
+        if (!tooLong) {
+            line += static_cast<char>(byte);
+        }
+    }
+    if (tooLong) {
+        line.clear();
+    }
+    return true;
+}
+
+// Throws a JSON exception or std::invalid_argument for a header that lacks a field or holds nonsense.
+JournalHeader HeaderFromJson(const Json& value) {
+    JournalHeader header;
+    if (value.at("format") != FormatName || value.at("version") != FormatVersion) {
+        throw std::invalid_argument("another format");
+    }
+    if (!IsInteger(value.at("image"), "size") || !IsInteger(value, "sector_size")) {
+        throw std::invalid_argument("sizes are whole numbers");
+    }
+    header.imagePath = PathFromJson(value.at("image"));
+    header.imageSize = value.at("image").at("size").get<std::int64_t>();
+    const auto sectorSize = value.at("sector_size").get<std::int64_t>();
+    header.sectorSize = static_cast<std::int32_t>(std::clamp<std::int64_t>(sectorSize, 0, LargestSectorSize + 1));
+    header.blockSize = value.at("block_size").get<std::int64_t>();
+    header.range = {value.at("range").at("start").get<std::int64_t>(),
+                    value.at("range").at("length").get<std::int64_t>()};
+    header.types = value.at("types").get<std::vector<std::int32_t>>();
+    for (const auto& [type, cap] : value.at("options").at("caps").items()) {
+        header.caps[std::stoi(type)] = cap.get<std::int64_t>();
+    }
+    if (header.sectorSize < SmallestSectorSize || header.sectorSize > LargestSectorSize || header.imageSize < 1) {
+        throw std::invalid_argument("impossible sizes");
+    }
+    return header;
+}
+
+// False for a record that is none of a journal's.
+bool TakeRecord(const Json& record, Journal& journal) {
+    if (!record.is_object() || !record.contains("record") || !record["record"].is_string()) {
+        return false;
+    }
+    const auto kind = record["record"].get<std::string>();
+    if (kind == "find") {
+        if (!IsInteger(record, "type") || !IsInteger(record, "start_sector") || !IsInteger(record, "size")) {
+            return false;
+        }
+        const auto type = record["type"].get<std::int64_t>();
+        if (type < 0 || type >= FileTypeCount) {
+            return false;
+        }
+        journal.finds.push_back({static_cast<std::int32_t>(type), record["start_sector"].get<std::int64_t>(),
+                                 record["size"].get<std::int64_t>()});
+    } else if (kind == "summary") {
+        journal.complete = record.contains("ended") && record["ended"] == "complete";
+    } else {
+        return kind == "progress" || kind == "unreadable";
+    }
+    return true;
+}
+
+}  // namespace
+
+JournalWriter::JournalWriter(const std::string& path, const JournalHeader& header)
+    : path_(path), fd_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666)) {
+    if (!fd_.IsOpen()) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("cannot create the finds file '{}': {}", path, ErrorText(errno)));
+    }
+    pending_ = JsonLine(HeaderToJson(header));
+    Flush();
+}
+
+void JournalWriter::AddFind(const Find& find) {
+    ++finds_;
+    fmt::format_to(std::back_inserter(pending_),
+                   R"({{"record":"find","type":{},"extension":"{}","start_sector":{},"size":{}}})"
+                   "\n",
+                   find.type, ExtensionOf(find.type), find.startSector, find.size);
+    if (pending_.size() > PendingLimit) {
+        Flush();
+    }
+}
+
+void JournalWriter::AddProgress(std::int64_t nextSector) {
+    fmt::format_to(std::back_inserter(pending_),
+                   R"({{"record":"progress","next_sector":{},"finds":{}}})"
+                   "\n",
+                   nextSector, finds_);
+}
+
+void JournalWriter::AddUnreadable(const std::vector<SectorRange>& ranges) {
+    pending_ += JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(ranges)}});
+}
+
+void JournalWriter::AddSummary(const ScanSummary& summary) {
+    Json byType = Json::array();
+    for (const auto& [type, count] : summary.findsByType) {
+        byType.push_back({{"type", type}, {"extension", ExtensionOf(type)}, {"finds", count}});
+    }
+    const double speed = summary.seconds > 0 ? static_cast<double>(summary.bytesScanned) / summary.seconds : 0;
+    pending_ += JsonLine({{"record", "summary"},
+                          {"ended", summary.complete ? "complete" : "stopped"},
+                          {"seconds", summary.seconds},
+                          {"bytes", summary.bytesScanned},
+                          {"bytes_per_second", speed},
+                          {"finds", finds_},
+                          {"finds_by_type", byType},
+                          {"unreadable", RangesToJson(summary.unreadable)}});
+}
+
+void JournalWriter::Flush() {
+    const std::string text = std::exchange(pending_, {});
+    if (!WriteAll(fd_.Get(), text.data(), text.size())) {
+        throw Failure(ExitStatus::Losses,
+                      fmt::format("cannot write the finds file '{}': {}; the scan ends here", path_, ErrorText(errno)));
+    }
+}
+
+void JournalWriter::Sync() {
+    Flush();
+    // A pipe or a terminal has nothing to synchronise; that is no loss.
+    fdatasync(fd_.Get());
+}
+
+Journal ReadJournal(const std::string& path) {
+    const auto fail = [&](std::string_view why) {
+        return Failure(ExitStatus::NotStarted, fmt::format("cannot use the finds file '{}': {}", path, why));
+    };
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    std::string line;
+    if (!file || !ReadLine(file, line)) {
+        throw fail(errno != 0 ? ErrorText(errno) : "it is empty");
+    }
+    Journal journal;
+    try {
+        journal.header = HeaderFromJson(ParseJsonLine(line));
+    } catch (const std::exception&) {
+        throw fail("its first line is not the header of a finds file");
+    }
+    while (ReadLine(file, line)) {
+        // The last line of a journal ends with a line break too; without one it was cut.
+        if (file.eof() || !TakeRecord(ParseJsonLine(line), journal)) {
+            ++journal.damagedLines;
+        }
+    }
+    return journal;
+}
+
+}  // namespace salvor

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/files/file_descriptor.h"
+#include "host/medium/sector_ranges.h"
+#include "host/scan/scan_session.h"
+
+namespace salvor {
+
+/// What a scan was asked to do: enough to repeat it or to extract its finds.
+struct JournalHeader {
+    std::string imagePath;
+    std::int64_t imageSize = 0;
+    std::int32_t sectorSize = 512;
+    std::int64_t blockSize = 0;
+    SectorRange range;
+    std::vector<std::int32_t> types;
+    /// Caps in bytes that differ from the types' own, by factory index.
+    std::map<std::int32_t, std::int64_t> caps;
+};
+
+/// How a scan ended.
+struct ScanSummary {
+    bool complete = false;
+    double seconds = 0;
+    std::int64_t bytesScanned = 0;
+    std::map<std::int32_t, std::int64_t> findsByType;
+    std::vector<SectorRange> unreadable;
+};
+
+/// Writes the finds of a scan as JSON lines, only ever appending. What it was told reaches the file when `Flush` is
+/// called, and stable storage with `Sync`. All calls throw `Failure` when the file cannot be written.
+class JournalWriter {
+public:
+    /// Creates the file, or empties an existing one.
+    JournalWriter(const std::string& path, const JournalHeader& header);
+
+    void AddFind(const Find& find);
+    /// These sectors, found since the last call, cannot be read.
+    void AddUnreadable(const std::vector<SectorRange>& ranges);
+    /// Everything in front of this sector, counted from 0, has been scanned.
+    void AddProgress(std::int64_t nextSector);
+    void AddSummary(const ScanSummary& summary);
+    void Flush();
+    void Sync();
+
+private:
+    std::string path_;
+    FileDescriptor fd_;
+    std::string pending_;
+    std::int64_t finds_ = 0;
+};
+
+/// A journal as read back.
+struct Journal {
+    JournalHeader header;
+    std::vector<Find> finds;
+    /// The scan went over its whole range and said so.
+    bool complete = false;
+    /// Lines that make no sense, among them a last line that was cut.
+    std::int64_t damagedLines = 0;
+};
+
+/// Reads as much of a journal as is there. Throws `Failure` (not started) when the file cannot be read or its first
+/// line is not the header of a journal.
+Journal ReadJournal(const std::string& path);
+
+}  // namespace salvor

@@ -1,0 +1,194 @@
+#include "host/scan/scan_run.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <chrono>
+#include <filesystem>
+#include <optional>
+
+#include "host/app/progress.h"
+#include "host/app/say.h"
+#include "host/app/stop_request.h"
+#include "host/plan/size_rules.h"
+#include "host/scan/scanners.h"
+
+namespace salvor {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+class JournalObserver : public ScanObserver {
+public:
+    JournalObserver(PreparedScan& scan, JournalWriter& journal, ScanOutcome& outcome, bool quiet)
+        : scan_(scan),
+          journal_(journal),
+          outcome_(outcome),
+          progress_("scanning", BytesUpTo(scan.header.range.first + scan.header.range.count), quiet) {}
+
+    void OnFind(const Find& find) override {
+        journal_.AddFind(find);
+        outcome_.finds.push_back(find);
+        ++outcome_.summary.findsByType[find.type];
+        ++countsByExtension_[ExtensionOf(find.type)];
+    }
+
+    void OnBlockDone(std::int64_t nextSector) override {
+        const std::int64_t done = BytesUpTo(nextSector);
+        outcome_.summary.bytesScanned = done;
+        if (const auto unreadable = scan_.medium->TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
+            journal_.AddUnreadable(unreadable.Ranges());
+        }
+        const auto now = steady_clock::now();
+        if (now >= nextMark_) {
+            constexpr std::chrono::seconds markInterval(2);
+            journal_.AddProgress(nextSector);
+            journal_.Sync();
+            nextMark_ = now + markInterval;
+        } else {
+            journal_.Flush();
+        }
+        progress_.Update(done, countsByExtension_);
+    }
+
+    bool StopRequested() override { return salvor::StopRequested(); }
+
+private:
+    // Bytes of the range in front of a sector; the medium's last sector may be a partial one.
+    std::int64_t BytesUpTo(std::int64_t sector) const {
+        const std::int64_t sectorSize = scan_.header.sectorSize;
+        const std::int64_t end =
+            sector == scan_.medium->SectorCount() ? scan_.medium->SizeInBytes() : sector * sectorSize;
+        return end - scan_.header.range.first * sectorSize;
+    }
+
+    PreparedScan& scan_;
+    JournalWriter& journal_;
+    ScanOutcome& outcome_;
+    Progress progress_;
+    std::map<std::string, std::int64_t> countsByExtension_;
+    steady_clock::time_point nextMark_ = steady_clock::now();
+};
+
+Failure UsageError(const std::string& line) { return {ExitStatus::Usage, line}; }
+
+// A whole number in decimal digits.
+std::int64_t ParseNumber(const std::string& option, const std::string& text) {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (stop != end || error != std::errc() || number < 0) {
+        throw UsageError(fmt::format("{}: '{}' is no whole number from 0 on", option, text));
+    }
+    return number;
+}
+
+std::int32_t SectorSizeOf(const ScanOptions& options) {
+    const std::int64_t size = ParseNumber("--sector-size", options.sectorSize);
+    if (size < SmallestSectorSize || size > LargestSectorSize) {
+        throw UsageError(fmt::format("--sector-size: '{}' is not from {} to {} bytes", options.sectorSize,
+                                     SmallestSectorSize, LargestSectorSize));
+    }
+    return static_cast<std::int32_t>(size);
+}
+
+std::int64_t BlockSizeOf(const ScanOptions& options, std::int32_t sectorSize) {
+    constexpr std::int64_t largestBlock = std::int64_t{1} << 30;
+    const auto size = ParseSize(options.blockSize);
+    if (!size || *size < sectorSize || *size > largestBlock) {
+        throw UsageError(fmt::format("--block-size: '{}' is no size from one sector to 1 GiB; write for example 4M",
+                                     options.blockSize));
+    }
+    return *size / sectorSize * sectorSize;
+}
+
+// Engines that serve several types keep their own caps.
+std::map<std::int32_t, std::int64_t> CapsOf(const ScanOptions& options, const std::vector<std::int32_t>& types) {
+    const SizeRule rule = ParseSizeRule("--cap", options.caps);
+    std::map<std::int32_t, std::int64_t> caps;
+    for (const std::int32_t type : types) {
+        const auto cap = rule.For(type);
+        if (cap == 0) {
+            throw UsageError("--cap: a cap is at least 1 byte");
+        }
+        if (cap && FileTypeCatalog[type].maxSize > 0) {
+            caps[type] = *cap;
+        } else if (rule.forType.contains(type)) {
+            Say("--cap: {} (type {}) keeps the cap of its engine", ExtensionOf(type), type);
+        }
+    }
+    return caps;
+}
+
+}  // namespace
+
+PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types) {
+    JournalHeader header;
+    header.imagePath = std::filesystem::absolute(options.image).string();
+    header.sectorSize = SectorSizeOf(options);
+    header.blockSize = BlockSizeOf(options, header.sectorSize);
+    header.types = types;
+    header.caps = CapsOf(options, types);
+    const std::int64_t start = ParseNumber("--start", options.start);
+    const std::optional<std::int64_t> length =
+        options.length.empty() ? std::nullopt : std::optional(ParseNumber("--length", options.length));
+    auto medium = std::make_unique<Medium>(OpenDevice(options.image), header.sectorSize);
+    header.imageSize = medium->SizeInBytes();
+    const std::int64_t sectors = medium->SectorCount();
+    if (start >= sectors) {
+        throw UsageError(fmt::format("--start: the image '{}' has sectors 0 to {}", options.image, sectors - 1));
+    }
+    const std::int64_t left = sectors - start;
+    header.range = {start, std::min(length.value_or(left), left)};
+    return {std::move(medium), std::move(header)};
+}
+
+ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool quiet) {
+    const JournalHeader& header = scan.header;
+    ScanRequest request;
+    request.range = header.range;
+    request.blockSectors = header.blockSize / header.sectorSize;
+    request.types = header.types;
+    request.caps = header.caps;
+
+    ScanOutcome outcome;
+    const auto start = steady_clock::now();
+    {
+        JournalObserver observer(scan, journal, outcome, quiet);
+        outcome.complete = ScanRange(*scan.medium, request, observer);
+    }
+    outcome.summary.complete = outcome.complete;
+    outcome.summary.seconds = std::chrono::duration<double>(steady_clock::now() - start).count();
+    outcome.summary.unreadable = scan.medium->Unreadable().Ranges();
+    journal.AddSummary(outcome.summary);
+    journal.Sync();
+    return outcome;
+}
+
+std::string ScanTable(const ScanSummary& summary) {
+    std::map<std::string, std::int64_t> byExtension;
+    std::int64_t finds = 0;
+    for (const auto& [type, count] : summary.findsByType) {
+        byExtension[ExtensionOf(type)] += count;
+        finds += count;
+    }
+    std::string table;
+    for (const auto& [extension, count] : byExtension) {
+        table += fmt::format("{:<10} {:>10}\n", extension, count);
+    }
+    const double speed = summary.seconds > 0 ? static_cast<double>(summary.bytesScanned) / summary.seconds : 0;
+    table +=
+        fmt::format("{} {} finds in {} ({:.1f} s, {}/s)\n", summary.complete ? "scanned:" : "stopped:", finds,
+                    FormatSize(summary.bytesScanned), summary.seconds, FormatSize(static_cast<std::int64_t>(speed)));
+    std::int64_t unreadable = 0;
+    for (const SectorRange& range : summary.unreadable) {
+        unreadable += range.count;
+    }
+    if (unreadable > 0) {
+        table += fmt::format("{} sectors could not be read and count as zeros\n", unreadable);
+    }
+    return table;
+}
+
+}  // namespace salvor

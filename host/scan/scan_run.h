@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/app/commands.h"
+#include "host/medium/medium.h"
+#include "host/scan/journal.h"
+
+namespace salvor {
+
+/// A scan as understood: checked against the image and the library.
+struct PreparedScan {
+    std::unique_ptr<Medium> medium;
+    JournalHeader header;
+};
+
+/// Opens the image and checks the options. Throws `Failure` (usage or not started).
+PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types);
+
+struct ScanOutcome {
+    bool complete = false;
+    std::vector<Find> finds;
+    ScanSummary summary;
+};
+
+/// Scans with progress for the person, writing every find to the journal before it goes on. Throws `Failure` when the
+/// journal cannot be written.
+ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool quiet);
+
+/// What a scan found and how fast, and what it could not read, for the person.
+std::string ScanTable(const ScanSummary& summary);
+
+}  // namespace salvor

@@ -1,0 +1,76 @@
+#include "host/scan/scan_session.h"
+
+#include <IFoundFileSink.h>
+
+#include "host/scan/block_reader.h"
+#include "host/scan/block_slices.h"
+#include "host/scan/scanners.h"
+#include "host/scan/stream.h"
+
+namespace salvor {
+
+namespace {
+
+struct ActiveScanner {
+    std::int32_t type;
+    ScannerPtr scanner;
+};
+
+class FindSink : public IFoundFileSink {
+public:
+    explicit FindSink(ScanObserver& observer) : observer_(observer) {}
+    void SetType(std::int32_t type) { type_ = type; }
+    std::int32_t ReportFound(const FoundFile* file) override {
+        observer_.OnFind({type_, file->startSector - StreamStart, file->size});
+        return 1;
+    }
+
+private:
+    ScanObserver& observer_;
+    std::int32_t type_ = 0;
+};
+
+std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
+    std::vector<ActiveScanner> scanners;
+    for (const std::int32_t type : request.types) {
+        ScannerPtr scanner = CreateScanner(type);
+        scanner->BeginScan();
+        if (const auto cap = request.caps.find(type); cap != request.caps.end()) {
+            scanner->SetMaxFileSize(cap->second);
+        }
+        scanners.push_back({type, std::move(scanner)});
+    }
+    return scanners;
+}
+
+}  // namespace
+
+bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observer) {
+    const std::vector<ActiveScanner> scanners = StartScanners(request);
+    StreamSource source(medium);
+    FindSink sink(observer);
+    BlockReader reader(medium, request.range, request.blockSectors);
+    bool stopped = false;
+    while (const auto read = reader.Next()) {
+        stopped = observer.StopRequested();
+        if (stopped) {
+            break;
+        }
+        source.SetBlock(*read);
+        const SectorBlock block{read->sectors.first + StreamStart, read->data,
+                                static_cast<std::int32_t>(read->sectors.count), medium.SectorSize(), &source};
+        ScanInSlices(
+            block, scanners, [](const ActiveScanner& active) { return active.type; },
+            [&sink](const ActiveScanner& active, const SectorBlock& part) {
+                sink.SetType(active.type);
+                active.scanner->ScanBlock(&part, &sink);
+            });
+        observer.OnBlockDone(read->sectors.first + read->sectors.count);
+    }
+    for (const ActiveScanner& active : scanners) {
+        active.scanner->EndScan();
+    }
+    return !stopped;
+}
+
+}  // namespace salvor

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "host/medium/medium.h"
+
+namespace salvor {
+
+/// What a scanner reported, with the medium's sectors counted from 0.
+struct Find {
+    /// Factory index of the type.
+    std::int32_t type = 0;
+    std::int64_t startSector = 0;
+    /// In bytes; 0 says that only the start is known.
+    std::int64_t size = 0;
+    bool operator==(const Find&) const = default;
+};
+
+struct ScanRequest {
+    /// The sectors to look for files in. Files that begin there are followed beyond it.
+    SectorRange range;
+    /// What is read at once. The finds do not depend on it but for the types whose row of the catalogue says so.
+    std::int64_t blockSectors = 2048;
+    /// Factory indices; those without a scanner are passed over.
+    std::vector<std::int32_t> types;
+    /// Caps in bytes that differ from the types' own, by factory index.
+    std::map<std::int32_t, std::int64_t> caps;
+};
+
+/// What a scan tells while it goes on; called on the scanning thread.
+class ScanObserver {
+public:
+    virtual ~ScanObserver() = default;
+    virtual void OnFind(const Find& find) = 0;
+    /// All sectors of the range in front of `nextSector` have been scanned.
+    virtual void OnBlockDone(std::int64_t nextSector) = 0;
+    /// Asked before every block; true ends the scan.
+    virtual bool StopRequested() = 0;
+};
+
+/// Drives the scanners over a range of the medium. Depends on nothing but its arguments and the library. True if the
+/// whole range was scanned, false if the observer stopped it.
+bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observer);
+
+}  // namespace salvor

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <ISectorSource.h>
+
+#include <cstdint>
+
+#include "host/medium/medium.h"
+#include "host/scan/block_reader.h"
+
+namespace salvor {
+
+/// The scanners' view of the medium: its first sector is number 1 of the stream, since the shared engines take a first
+/// block with number 0 as already scanned.
+inline constexpr std::int64_t StreamStart = 1;
+
+/// Serves the scanners' reads beyond the block in hand, and those inside it without touching the medium.
+class StreamSource : public ISectorSource {
+public:
+    explicit StreamSource(Medium& medium) : medium_(medium) {}
+
+    /// The block in hand; its bytes stay until the next one is set.
+    void SetBlock(const ReadBlock& block) { block_ = block; }
+
+    std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override;
+    std::int32_t GetGeometry(SectorGeometry* geometry) override;
+
+private:
+    Medium& medium_;
+    ReadBlock block_{};
+};
+
+}  // namespace salvor

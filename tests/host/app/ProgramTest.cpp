@@ -1,0 +1,412 @@
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "tests/host/TestFiles.h"
+
+namespace salvor {
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using namespace test;
+
+const fs::path Samples = SALVOR_SAMPLES_DIR;
+const std::string Card = "'" + (Samples / "card.img").string() + "'";
+
+std::string Quoted(const fs::path& path) { return "'" + path.string() + "'"; }
+
+// All files below a folder with their bytes, by relative path.
+std::map<std::string, Bytes> FilesBelow(const fs::path& folder) {
+    std::map<std::string, Bytes> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file()) {
+            files[fs::relative(entry.path(), folder).string()] = ReadFile(entry.path());
+        }
+    }
+    return files;
+}
+
+// The recovered files only.
+std::map<std::string, Bytes> RecoveredFiles(const fs::path& folder) {
+    std::map<std::string, Bytes> files = FilesBelow(folder);
+    std::erase_if(files, [](const auto& file) { return file.first.find('/') == std::string::npos; });
+    return files;
+}
+
+// The text between the card's files counts as text files.
+const std::string FilesOnly = " --exclude txt ";
+
+// Those that are no plain text.
+std::size_t FilesOnTheCard() {
+    const Bytes list = ReadFile(Samples / "card.list.json");
+    const json files = json::parse(list.begin(), list.end())["files"];
+    return static_cast<std::size_t>(
+        std::ranges::count_if(files, [](const json& file) { return file["extension"] != "txt"; }));
+}
+
+bool IsTextByte(std::uint8_t byte) { return std::isprint(byte) != 0 || std::isspace(byte) != 0; }
+
+json Summary(const fs::path& folder) { return ReadLines(folder / "report.jsonl").back(); }
+
+TEST(Program, RecoversEveryFileOfTheSampleCard) {
+    const TempFolder folder;
+    const test::ProgramRun run = RunProgram("recover " + Card + " --out " + Quoted(folder / "out"));
+    ASSERT_EQ(run.status, 0) << run.errors;
+
+    const Bytes listBytes = ReadFile(Samples / "card.list.json");
+    const json list = json::parse(listBytes.begin(), listBytes.end());
+    const Bytes image = ReadFile(Samples / "card.img");
+    std::map<std::string, Bytes> recovered = RecoveredFiles(folder / "out");
+    std::map<std::string, json> report;
+    for (const json& record : ReadLines(folder / "out/report.jsonl")) {
+        if (record["record"] == "file") {
+            report[record["path"]] = record;
+        }
+    }
+    EXPECT_EQ(report.size(), recovered.size());
+    for (const json& file : list["files"]) {
+        const std::string extension = file["extension"];
+        const std::string path = fmt::format("{0}/f{1:010}.{0}", extension, file["start_sector"].get<std::int64_t>());
+        const auto begin = image.begin() + file["start_sector"].get<std::int64_t>() * 512;
+        ASSERT_TRUE(recovered.contains(path)) << path;
+        Bytes& bytes = recovered[path];
+        EXPECT_EQ(report[path]["size"], bytes.size()) << path;
+        if (file["size_is_estimated"]) {
+            // The file, and at most a few sectors of what lies behind it.
+            EXPECT_LE(bytes.size(), file["size"].get<std::size_t>() + std::size_t{8} * 512) << path;
+            bytes.resize(file["size"].get<std::size_t>());
+        } else {
+            EXPECT_EQ(report[path]["sha256"], file["sha256"]) << path;
+        }
+        EXPECT_EQ(bytes, Bytes(begin, begin + file["size"].get<std::int64_t>())) << path;
+        EXPECT_EQ(report[path]["start_byte"], file["start_sector"].get<std::int64_t>() * 512) << path;
+        recovered.erase(path);
+    }
+    // What is left are pieces of the text that lies between the files.
+    for (const auto& [path, bytes] : recovered) {
+        const std::int64_t start = report[path]["start_byte"];
+        EXPECT_EQ(report[path]["extension"], "txt") << path << " is none of the card's files";
+        EXPECT_EQ(bytes, Bytes(image.begin() + start, image.begin() + start + std::ssize(bytes))) << path;
+        EXPECT_TRUE(std::ranges::all_of(bytes, IsTextByte)) << path;
+    }
+    EXPECT_EQ(Summary(folder / "out")["files"], report.size());
+    EXPECT_EQ(Summary(folder / "out")["ended"], "complete");
+}
+
+TEST(Program, ScanAndExtractGiveWhatRecoverGives) {
+    const TempFolder folder;
+    const std::string filter = " --types jpg,png --exclude 41 --min-size 15K --max-size png=28500 ";
+    ASSERT_EQ(RunProgram("recover " + Card + filter + "--out " + Quoted(folder / "recover")).status, 0);
+    ASSERT_EQ(RunProgram("scan " + Card + " --report " + Quoted(folder / "finds")).status, 0);
+    EXPECT_EQ(FilesBelow(folder.Path()).count("finds"), 1U);
+    ASSERT_EQ(RunProgram("extract " + Quoted(folder / "finds") + filter + "--out " + Quoted(folder / "extract")).status,
+              0);
+    const auto recovered = RecoveredFiles(folder / "recover");
+    EXPECT_EQ(RecoveredFiles(folder / "extract"), recovered);
+    EXPECT_GT(recovered.size(), 3U);
+    EXPECT_LT(recovered.size(), FilesOnTheCard());
+    for (const auto& [path, bytes] : recovered) {
+        EXPECT_GE(bytes.size(), 15U * 1024);
+        EXPECT_LE(bytes.size(), path.ends_with("png") ? 28500U : 1U << 20U);
+    }
+    for (const json& record : ReadLines(folder / "extract/skipped.jsonl")) {
+        EXPECT_FALSE(record["reason"].get<std::string>().empty());
+    }
+}
+
+TEST(Program, ASecondExtractCompletesWhatIsMissingAndRewritesNothingElse) {
+    const TempFolder folder;
+    const std::string out = Quoted(folder / "out");
+    ASSERT_EQ(RunProgram("scan " + Card + " --quiet --report " + Quoted(folder / "finds")).status, 0);
+    const std::string extract = "extract " + Quoted(folder / "finds") + " --out " + out;
+    ASSERT_EQ(RunProgram(extract).status, 0);
+    const auto first = RecoveredFiles(folder / "out");
+    std::map<std::string, fs::file_time_type> times;
+    for (const auto& [path, bytes] : first) {
+        times[path] = fs::last_write_time(folder / "out" / path);
+    }
+    const std::string missing = first.begin()->first;
+    const std::string damaged = first.rbegin()->first;
+    fs::remove(folder / "out" / missing);
+    test::WriteFile(folder / "out" / damaged, std::string("not what it was"));
+    ASSERT_EQ(RunProgram(extract).status, 0);
+    EXPECT_EQ(RecoveredFiles(folder / "out"), first);
+    for (const auto& [path, time] : times) {
+        if (path != missing && path != damaged) {
+            EXPECT_EQ(fs::last_write_time(folder / "out" / path), time) << path;
+        }
+    }
+    EXPECT_EQ(Summary(folder / "out")["already_there"], first.size() - 2);
+    // A scan into a folder with files of an earlier run is not taken for the same thing.
+    EXPECT_EQ(RunProgram("recover " + Card + " --out " + out).status, 2);
+    EXPECT_EQ(RunProgram("recover " + Card + " --overwrite --out " + out).status, 0);
+}
+
+TEST(Program, UsesAJournalThatWasCutAndSaysSo) {
+    const TempFolder folder;
+    ASSERT_EQ(RunProgram("scan " + Card + " --quiet --report " + Quoted(folder / "finds")).status, 0);
+    Bytes journal = ReadFile(folder / "finds");
+    journal.resize(journal.size() * 2 / 3);
+    test::WriteFile(folder / "finds", journal);
+    const test::ProgramRun run =
+        RunProgram("extract " + Quoted(folder / "finds") + FilesOnly + "--quiet --out " + Quoted(folder / "out"));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.errors.find("did not end"), std::string::npos) << run.errors;
+    const auto files = RecoveredFiles(folder / "out");
+    EXPECT_GT(files.size(), 3U);
+    EXPECT_LT(files.size(), FilesOnTheCard());
+    EXPECT_EQ(Summary(folder / "out")["scan_complete"], false);
+}
+
+TEST(Program, CutsAFileAtTheMediumsEndAndSaysSo) {
+    const TempFolder folder;
+    // The first PNG has no end and is closed by the second header; the find that passes the end is made by hand.
+    Bytes image(20 * 512 + 100, 0);
+    const std::string signature = "\x89PNG\r\n\x1A\n";
+    std::copy(signature.begin(), signature.end(), image.begin());
+    std::copy(signature.begin(), signature.end(), image.begin() + 20 * 512);
+    test::WriteFile(folder / "image", image);
+    ASSERT_EQ(RunProgram("scan " + Quoted(folder / "image") + " --report " + Quoted(folder / "finds")).status, 0);
+    std::ofstream(folder / "finds", std::ios::app)
+        << R"({"record":"find","type":46,"extension":"png","start_sector":18,"size":5000})" << '\n';
+    ASSERT_EQ(RunProgram("extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out")).status, 0);
+    const auto lines = ReadLines(folder / "out/report.jsonl");
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0]["size"], 20 * 512);
+    EXPECT_EQ(lines[0]["flags"], json::array());
+    EXPECT_EQ(lines[1]["size"], 2 * 512 + 100);
+    EXPECT_EQ(lines[1]["flags"], json::array({"cut at end of medium"}));
+}
+
+TEST(Program, ChecksTheSpaceBeforeItWrites) {
+    const TempFolder folder;
+    // A sparse image and a find on it, both larger than the disk below the test.
+    const std::uintmax_t huge = fs::space(folder.Path()).available + (std::uintmax_t{1} << 30U);
+    test::WriteFile(folder / "image", std::string("x"));
+    fs::resize_file(folder / "image", huge);
+    ASSERT_EQ(
+        RunProgram("scan " + Quoted(folder / "image") + " --length 8 --report " + Quoted(folder / "finds")).status, 0);
+    std::ofstream(folder / "finds", std::ios::app)
+        << R"({"record":"find","type":46,"extension":"png","start_sector":1,"size":600})" << '\n'
+        << fmt::format(R"({{"record":"find","type":46,"extension":"png","start_sector":9,"size":{}}})", huge) << '\n';
+    const std::string extract = "extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out");
+    const test::ProgramRun run = RunProgram(extract);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.errors.find("none was written"), std::string::npos) << run.errors;
+    EXPECT_TRUE(RecoveredFiles(folder / "out").empty());
+    EXPECT_EQ(RunProgram(extract + " --max-size 1M").status, 0);
+    EXPECT_EQ(RecoveredFiles(folder / "out").size(), 1U);
+}
+
+TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
+    const TempFolder folder;
+    ASSERT_EQ(RunProgram("scan " + Card + FilesOnly + "--quiet --report " + Quoted(folder / "finds")).status, 0);
+    // 32 blocks of 1024 bytes: larger files cannot be written.
+    const test::ProgramRun run =
+        RunProgram("extract " + Quoted(folder / "finds") + " --quiet --out " + Quoted(folder / "out"), "ulimit -f 32;");
+    EXPECT_EQ(run.status, 1);
+    std::size_t failed = 0;
+    for (const json& record : ReadLines(folder / "out/skipped.jsonl")) {
+        EXPECT_NE(record["reason"].get<std::string>().find("could not be written"), std::string::npos);
+        ++failed;
+    }
+    EXPECT_GT(failed, 0U);
+    EXPECT_EQ(static_cast<std::size_t>(std::count(run.errors.begin(), run.errors.end(), '\n')), failed) << run.errors;
+    const auto files = RecoveredFiles(folder / "out");
+    EXPECT_EQ(files.size() + failed, FilesOnTheCard());
+    for (const auto& [path, bytes] : files) {
+        EXPECT_LE(bytes.size(), 32768U);
+    }
+    EXPECT_EQ(Summary(folder / "out")["failed"], failed);
+    ASSERT_EQ(RunProgram("extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out")).status, 0);
+    EXPECT_EQ(RecoveredFiles(folder / "out").size(), FilesOnTheCard());
+}
+
+TEST(Program, EndsCleanlyWhenItIsStopped) {
+    const TempFolder folder;
+    // A sparse image that takes much longer to scan than the signal to come.
+    test::WriteFile(folder / "image", std::string("x"));
+    fs::resize_file(folder / "image", std::uintmax_t{1} << 40U);
+    const auto signalled = [&](const char* signal, const fs::path& finds) {
+        return fmt::format(
+            "signalled() {{ \"$@\" & p=$!; until [ -s {} ]; do sleep 0.05; done; kill -s {} $p; wait $p; }}; signalled",
+            Quoted(finds), signal);
+    };
+    for (const char* signal : {"INT", "TERM"}) {
+        fs::remove(folder / "finds");
+        const test::ProgramRun run =
+            RunProgram("scan " + Quoted(folder / "image") + " --quiet --report " + Quoted(folder / "finds"),
+                       signalled(signal, folder / "finds"));
+        EXPECT_EQ(run.status, 130) << run.errors;
+        const auto lines = ReadLines(folder / "finds");
+        EXPECT_EQ(lines.back()["record"], "summary");
+        EXPECT_EQ(lines.back()["ended"], "stopped");
+    }
+    const test::ProgramRun recover =
+        RunProgram("recover " + Quoted(folder / "image") + " --quiet --out " + Quoted(folder / "out"),
+                   signalled("INT", folder / "out/finds.jsonl"));
+    EXPECT_EQ(recover.status, 130);
+    EXPECT_EQ(Summary(folder / "out")["ended"], "stopped");
+    EXPECT_EQ(Summary(folder / "out")["files"], 0);
+    EXPECT_EQ(RunProgram("extract " + Quoted(folder / "out/finds.jsonl") + " --out " + Quoted(folder / "out")).status,
+              0);
+}
+
+TEST(Program, RefusesWrongUsageWithOneClearLine) {
+    const TempFolder folder;
+    const std::string out = " --out " + Quoted(folder / "out");
+    test::WriteFile(folder / "empty", std::string());
+    test::WriteFile(folder / "finds", std::string("{}\n"));
+    fs::create_directory(folder / "used");
+    test::WriteFile(folder / "used/letter", std::string("mine"));
+    struct Case {
+        std::string arguments;
+        int status;
+        std::string says;
+    };
+    const std::vector<Case> cases{
+        {"", 2, "subcommand"},
+        {"frobnicate", 2, "'frobnicate' is no command"},
+        {"scan " + Card, 2, "--report"},
+        {"recover " + Card, 2, "--out"},
+        {"recover" + out, 2, "IMAGE"},
+        {"recover " + Card + out + " --types xyz", 2, "'xyz' names no type"},
+        {"recover " + Card + out + " --types jpg --exclude jpg", 2, "leave no type"},
+        {"recover " + Card + out + " --min-size 5Q", 2, "'5Q'"},
+        {"recover " + Card + out + " --max-size xyz=5", 2, "xyz=5"},
+        {"recover " + Card + out + " --sector-size 511", 2, "--sector-size"},
+        {"recover " + Card + out + " --sector-size 4097", 2, "--sector-size"},
+        {"recover " + Card + out + " --block-size 511", 2, "--block-size"},
+        {"recover " + Card + out + " --block-size 2G", 2, "--block-size"},
+        {"recover " + Card + out + " --start 4096", 2, "sectors 0 to 4095"},
+        {"recover " + Card + out + " --start -1", 2, "'-1'"},
+        {"recover " + Card + out + " --start 0x10", 2, "'0x10'"},
+        {"recover " + Card + out + " --length 99999999999999999999", 2, "--length"},
+        {"recover " + Card + out + " --cap 0", 2, "--cap"},
+        {"recover " + Card + " --out " + Quoted(folder / "used"), 2, "not empty"},
+        {"scan " + Card + " --report " + Quoted(folder / "finds"), 2, "--overwrite"},
+        {"recover " + Quoted(folder / "missing") + out, 3, "No such file"},
+        {"recover " + Quoted(folder / "empty") + out, 3, "empty"},
+        {"recover " + Quoted(folder.Path()) + out, 3, "folder"},
+        {"recover /dev/null" + out, 3, "neither"},
+        {"recover " + Card + " --out " + Quoted(folder / "empty"), 3, folder.Path().string()},
+        {"scan " + Card + " --report " + Quoted(folder / "no/such/finds"), 3, "No such file"},
+        {"extract " + Quoted(folder / "missing") + out, 3, "No such file"},
+        {"extract " + Quoted(folder / "finds") + out, 3, "header"},
+        {"extract " + Quoted(folder / "empty") + out, 3, "empty"},
+    };
+    for (const Case& one : cases) {
+        const test::ProgramRun run = RunProgram(one.arguments);
+        EXPECT_EQ(run.status, one.status) << one.arguments << "\n" << run.errors;
+        EXPECT_NE(run.errors.find(one.says), std::string::npos) << one.arguments << "\n" << run.errors;
+        EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+        EXPECT_FALSE(fs::exists(folder / "out")) << one.arguments;
+    }
+    const fs::path copy = folder / "copy.img";
+    fs::copy_file(Samples / "card.img", copy);
+    EXPECT_EQ(RunProgram("scan " + Quoted(copy) + " --overwrite --report " + Quoted(copy)).status, 2);
+    EXPECT_EQ(ReadFile(copy), ReadFile(Samples / "card.img"));
+    EXPECT_EQ(RunProgram("scan " + Quoted(copy) + " --overwrite --report " + Quoted(folder / "finds")).status, 0);
+    fs::resize_file(copy, 2097151);
+    const test::ProgramRun changed = RunProgram("extract " + Quoted(folder / "finds") + out);
+    EXPECT_EQ(changed.status, 3);
+    EXPECT_NE(changed.errors.find("2097151"), std::string::npos) << changed.errors;
+    EXPECT_EQ(RunProgram("extract " + Quoted(folder / "finds") + out + " --image " + Card).status, 0);
+}
+
+TEST(Program, NeverWritesToWhatItReads) {
+    const TempFolder folder;
+    const Bytes card = ReadFile(Samples / "card.img");
+    for (const char* name : {"finds.jsonl", "job.json", "report.jsonl", "skipped.jsonl", "skipped.jsonl.part"}) {
+        const fs::path out = folder / fmt::format("with-{}", name);
+        fs::create_directory(out);
+        fs::copy_file(Samples / "card.img", out / name);
+        EXPECT_EQ(RunProgram("recover " + Quoted(out / name) + " --overwrite --out " + Quoted(out)).status, 2) << name;
+        EXPECT_EQ(ReadFile(out / name), card) << name;
+    }
+    // The image bears the name of a file that is found at its own start.
+    const fs::path image = folder / "out/jpg/f0000000000.jpg";
+    fs::create_directories(image.parent_path());
+    const auto photo = card.begin() + std::ptrdiff_t{72} * 512;
+    const Bytes start(photo, photo + 60000);
+    test::WriteFile(image, start);
+    const test::ProgramRun run =
+        RunProgram("recover " + Quoted(image) + " --overwrite --out " + Quoted(folder / "out"));
+    EXPECT_EQ(run.status, 1) << run.errors;
+    EXPECT_EQ(ReadFile(image), start);
+
+    ASSERT_EQ(RunProgram("scan " + Card + " --report " + Quoted(folder / "out/report.jsonl") + " --overwrite").status,
+              0);
+    EXPECT_EQ(
+        RunProgram("extract " + Quoted(folder / "out/report.jsonl") + " --overwrite --out " + Quoted(folder / "out"))
+            .status,
+        2);
+}
+
+TEST(Program, GoesOnWithoutStandardStreams) {
+    const TempFolder folder;
+    const std::string finds = Quoted(folder / "finds");
+    const std::string program = "'" SALVOR_PROGRAM "' ";
+    const auto shell = [](const std::string& command) {
+        return WEXITSTATUS(std::system(command.c_str()));
+    };
+    EXPECT_EQ(shell(program + "scan missing --report " + finds + " 2>/dev/full"), 3);
+    EXPECT_EQ(shell(program + "scan " + Card + " --types gif,jpg --report " + finds + " <&- >&- 2>&-"), 0);
+    for (const json& line : ReadLines(folder / "finds")) {
+        EXPECT_TRUE(line.contains("record"));
+    }
+}
+
+TEST(Program, ListsTheTypesAndHelpsWithExamples) {
+    const test::ProgramRun types = RunProgram("types");
+    EXPECT_EQ(types.status, 0);
+    EXPECT_EQ(std::count(types.output.begin(), types.output.end(), '\n'), 114);
+    for (const char* command : {"scan", "extract", "recover", "types"}) {
+        const test::ProgramRun help = RunProgram(std::string(command) + " --help");
+        EXPECT_EQ(help.status, 0);
+        EXPECT_NE(help.output.find(std::string("Example: salvor ") + command), std::string::npos) << help.output;
+    }
+    EXPECT_EQ(RunProgram("--version").status, 0);
+}
+
+TEST(Program, TakesEverySectorSizeAndBlockSizeAndARange) {
+    const TempFolder folder;
+    int run = 0;
+    const auto finds = [&](const std::string& options) {
+        const fs::path report = folder / std::to_string(++run);
+        EXPECT_EQ(RunProgram("scan " + Card + " --report " + Quoted(report) + " " + options).status, 0) << options;
+        std::set<std::pair<std::int64_t, std::int64_t>> found;
+        for (const json& line : ReadLines(report)) {
+            if (line["record"] == "find") {
+                found.emplace(line["start_sector"].get<std::int64_t>(), line["size"].get<std::int64_t>());
+            }
+        }
+        return found;
+    };
+    const auto whole = finds(FilesOnly);
+    EXPECT_EQ(whole.size(), FilesOnTheCard());
+    EXPECT_EQ(finds("--block-size 512" + FilesOnly), whole);
+    EXPECT_EQ(finds("--block-size 1G" + FilesOnly), whole);
+    // The card's files lie on clusters of 4096 bytes.
+    std::set<std::pair<std::int64_t, std::int64_t>> inClusters;
+    for (const auto& [sector, size] : finds("--types jpg,png")) {
+        inClusters.emplace(sector / 8, size);
+    }
+    EXPECT_EQ(finds("--types jpg,png --sector-size 4096"), inClusters);
+    const std::int64_t second = std::next(whole.begin())->first;
+    EXPECT_EQ(finds(fmt::format("--start {} --length 1 --types jpg", second)).begin()->first, second);
+    EXPECT_TRUE(finds("--length 0").empty());
+}
+
+}  // namespace
+
+}  // namespace salvor

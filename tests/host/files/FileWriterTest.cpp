@@ -1,0 +1,162 @@
+#include "host/files/file_writer.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
+#include "host/files/sha256.h"
+#include "tests/host/TestFiles.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace test;
+
+PlannedFile FileAt(std::int64_t startSector, std::int64_t size) {
+    PlannedFile file;
+    file.startSector = startSector;
+    file.size = size;
+    file.claimants = {46};
+    file.path = "png/f" + std::to_string(startSector) + ".png";
+    return file;
+}
+
+std::string HashOf(const Bytes& bytes) {
+    Sha256 hash;
+    hash.Add(bytes.data(), bytes.size());
+    return hash.Hex();
+}
+
+class FileWriterTest : public testing::Test {
+protected:
+    // More than one piece, so that files go over the pieces' boundary.
+    Bytes image = test::Pattern((9 << 20) + 300);
+    TempFolder folder;
+
+    Bytes Slice(std::int64_t startSector, std::int64_t size) const {
+        const auto begin = image.begin() + startSector * 512;
+        return {begin, begin + size};
+    }
+    std::unique_ptr<RawDevice> ImageOnDisk() {
+        test::WriteFile(folder / "image", image);
+        return OpenDevice((folder / "image").string());
+    }
+    static bool NeverStops(std::int64_t /*done*/) { return false; }
+};
+
+TEST_F(FileWriterTest, CopiesTheRangeFromAFileAndFromADevice) {
+    for (const bool fromDisk : {true, false}) {
+        Medium medium(fromDisk ? ImageOnDisk() : std::make_unique<FakeDevice>(image), 512);
+        const auto out = folder / (fromDisk ? "a" : "b");
+        FileWriter writer(medium, out, NeverStops);
+        const std::int64_t sectors = (9 << 20) / 512;
+        for (const PlannedFile& file : {FileAt(0, 1), FileAt(3, 8 << 20), FileAt(5, (4 << 20) + 1),
+                                        FileAt(sectors, 300), FileAt(sectors - 1, 812)}) {
+            const WriteResult result = writer.Write(file);
+            EXPECT_EQ(result.outcome, WriteOutcome::Written) << result.error;
+            EXPECT_EQ(test::ReadFile(out / file.path), Slice(file.startSector, file.size)) << file.path;
+            EXPECT_EQ(result.sha256, HashOf(Slice(file.startSector, file.size)));
+            EXPECT_FALSE(std::filesystem::exists((out / file.path).string() + ".part"));
+        }
+    }
+}
+
+TEST(Sha256, GivesThePublishedDigests) {
+    EXPECT_EQ(HashOf({}), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    EXPECT_EQ(HashOf({'a', 'b', 'c'}), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+TEST_F(FileWriterTest, LeavesRightFilesAloneAndReplacesWrongOnes) {
+    Medium medium(ImageOnDisk(), 512);
+    FileWriter writer(medium, folder.Path(), NeverStops);
+    const PlannedFile file = FileAt(3, 5 << 20);
+    const auto path = folder / file.path;
+    EXPECT_EQ(writer.Write(file).outcome, WriteOutcome::Written);
+    const auto inode = [&] {
+        struct stat info {};
+        EXPECT_EQ(stat(path.c_str(), &info), 0);
+        return info.st_ino;
+    };
+    const auto written = inode();
+    const WriteResult again = writer.Write(file);
+    EXPECT_EQ(again.outcome, WriteOutcome::AlreadyThere);
+    EXPECT_EQ(again.sha256, HashOf(Slice(3, 5 << 20)));
+    EXPECT_EQ(inode(), written);
+
+    Bytes wrong = Slice(3, 5 << 20);
+    wrong.back() ^= 1U;
+    test::WriteFile(path, wrong);
+    EXPECT_EQ(writer.Write(file).outcome, WriteOutcome::Written);
+    EXPECT_EQ(test::ReadFile(path), Slice(3, 5 << 20));
+
+    // A link in the way is replaced, not followed.
+    test::WriteFile(folder / "elsewhere", wrong);
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(folder / "elsewhere", path);
+    EXPECT_EQ(writer.Write(file).outcome, WriteOutcome::Written);
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(path)));
+    EXPECT_EQ(test::ReadFile(folder / "elsewhere"), wrong);
+}
+
+TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
+    auto device = std::make_unique<FakeDevice>(image);
+    device->Break(10 * 512, 11 * 512);
+    Medium medium(std::move(device), 512);
+    FileWriter writer(medium, folder.Path(), NeverStops);
+    const WriteResult result = writer.Write(FileAt(8, 2000));
+    Bytes expected = Slice(8, 2000);
+    std::fill_n(expected.begin() + 1024, 512, std::uint8_t{0});
+    EXPECT_EQ(result.outcome, WriteOutcome::Written);
+    EXPECT_TRUE(result.hasUnreadableSectors);
+    EXPECT_EQ(result.sha256, HashOf(expected));
+    EXPECT_EQ(test::ReadFile(folder / "png/f8.png"), expected);
+    EXPECT_FALSE(writer.Write(FileAt(11, 2000)).hasUnreadableSectors);
+}
+
+TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
+    Medium medium(ImageOnDisk(), 512);
+    FileWriter stopping(medium, folder.Path(), [](std::int64_t done) { return done > (4 << 20); });
+    EXPECT_EQ(stopping.Write(FileAt(0, 9 << 20)).outcome, WriteOutcome::Stopped);
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "png"));
+
+    FileWriter writer(medium, folder.Path(), NeverStops);
+    // A full disk is simulated by the limit that the system puts on a file's size.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit small{1 << 20, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const WriteResult tooLarge = writer.Write(FileAt(0, 3 << 20));
+    const WriteResult fits = writer.Write(FileAt(1, 1000));
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_EQ(tooLarge.outcome, WriteOutcome::Failed);
+    EXPECT_FALSE(tooLarge.error.empty());
+    EXPECT_EQ(fits.outcome, WriteOutcome::Written);
+    EXPECT_FALSE(std::filesystem::exists(folder / "png/f0.png.part"));
+
+    std::filesystem::create_directory(folder / "png/f2.png");
+    EXPECT_EQ(writer.Write(FileAt(2, 100)).outcome, WriteOutcome::Failed);
+    EXPECT_FALSE(std::filesystem::exists(folder / "png/f2.png.part"));
+    test::WriteFile(folder / "jpg", std::string("a file where a folder should be"));
+    PlannedFile blocked = FileAt(4, 100);
+    blocked.path = "jpg/f4.jpg";
+    const WriteResult result = writer.Write(blocked);
+    EXPECT_EQ(result.outcome, WriteOutcome::Failed);
+    EXPECT_FALSE(result.error.empty());
+}
+
+TEST_F(FileWriterTest, CountsTheSpaceOfFilesThatAreMissing) {
+    Medium medium(ImageOnDisk(), 512);
+    Plan plan;
+    plan.files = {FileAt(0, 1000), FileAt(8, 5000)};
+    EXPECT_EQ(SpaceNeeded(plan, folder.Path()), 6000);
+    FileWriter(medium, folder.Path(), NeverStops).Write(plan.files[0]);
+    EXPECT_EQ(SpaceNeeded(plan, folder.Path()), 5000);
+}
+
+}  // namespace
+
+}  // namespace salvor
