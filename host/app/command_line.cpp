@@ -95,6 +95,15 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddQuiet(*recoverApp, recover.quiet);
     recoverApp->footer("Example: salvor recover card.img --out recovered --types jpg,png");
 
+    InspectCommand inspect;
+    CLI::App* const inspectApp =
+        app.add_subcommand("inspect", "Say what file begins at a sector, and whether it is whole");
+    inspectApp->add_option("IMAGE", inspect.image, "Raw image file or block device, or a single file")->required();
+    inspectApp->add_option("--sector", inspect.sector, "Where it begins, counted from 0")->capture_default_str();
+    inspectApp->add_option("--sector-size", inspect.sectorSize, "Bytes in a sector, 512 to 4096")
+        ->capture_default_str();
+    inspectApp->footer("Example: salvor inspect card.img --sector 2048");
+
     CLI::App* const typesApp = app.add_subcommand("types", "List the types of files that can be found");
     typesApp->footer("Example: salvor types");
 
@@ -102,7 +111,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         return command->get_name() == argv[1];
     };
     if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
-        Say("'{}' is no command; the commands are scan, extract, recover and types", argv[1]);
+        Say("'{}' is no command; the commands are scan, extract, recover, inspect and types", argv[1]);
         return static_cast<int>(ExitStatus::Usage);
     }
     try {
@@ -118,6 +127,9 @@ int RunCommandLine(int argc, const char* const* argv) {
         }
         if (extractApp->parsed()) {
             return static_cast<int>(RunExtract(extract));
+        }
+        if (inspectApp->parsed()) {
+            return static_cast<int>(RunInspect(inspect));
         }
         return static_cast<int>(recoverApp->parsed() ? RunRecover(recover) : RunTypes());
     } catch (const Failure& failure) {

@@ -54,11 +54,19 @@ struct RecoverCommand {
     bool quiet = false;
 };
 
+struct InspectCommand {
+    std::string image;
+    std::string sectorSize = "512";
+    /// Counted from 0.
+    std::string sector = "0";
+};
+
 /// The commands of the program. Each throws `Failure` for what ends it at once.
 ExitStatus RunScan(const ScanCommand& command);
 ExitStatus RunExtract(const ExtractCommand& command);
 ExitStatus RunRecover(const RecoverCommand& command);
 ExitStatus RunTypes();
+ExitStatus RunInspect(const InspectCommand& command);
 
 /// Parses the command line and runs what it names; the program's exit status. Failures are one line on stderr.
 int RunCommandLine(int argc, const char* const* argv);

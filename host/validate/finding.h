@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace salvor {
+
+/// How sure it is that a file is what it seems to be.
+enum class Verdict : std::uint8_t {
+    /// The structure reaches an end that it declares, and everything on the way is consistent.
+    Whole,
+    /// The format declares no end: the size is where the bytes stop being that format.
+    Open,
+    /// The structure goes on behind the medium's end, into another file or into sectors that cannot be read.
+    Truncated,
+    /// The structure breaks; the size is the last place that was right.
+    Damaged,
+    /// The bytes at the start were a coincidence: there is no such file.
+    NoFile,
+};
+
+/// In lower case, as reports show it.
+const char* VerdictName(Verdict verdict);
+
+/// What a validator says of the file at a place.
+struct Finding {
+    Verdict verdict = Verdict::NoFile;
+    /// In bytes from the place's start, 0 for `NoFile`; never behind the medium's end.
+    std::int64_t size = 0;
+    /// Factory index of the type that is nearest to what the file is.
+    std::int32_t type = -1;
+    /// Without a dot; empty where the type's own is right.
+    std::string extension;
+    /// One short phrase for people: "central directory ends at its comment".
+    std::string why;
+    /// Text that is most likely the rest of a file whose start lies elsewhere.
+    bool beginsInMiddle = false;
+};
+
+}  // namespace salvor

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "frame/bytes/ByteWindow.h"
+#include "host/medium/candidate_reader.h"
+#include "host/medium/medium.h"
+
+namespace salvor {
+
+/// What is known of the sectors around a place. Both lists are ascending and count from the medium's start.
+struct Neighbours {
+    /// Sectors where a scanner or a validator's own signature saw the start of a file; plain text does not count.
+    std::vector<std::int64_t> starts;
+    /// Sectors where a file begins that was found to be whole. Empty while files are validated by their structure
+    /// alone; see `Validator::Phase`.
+    std::vector<std::int64_t> wholes;
+};
+
+/// A place on the medium where a file may begin, as a validator sees it: the bytes from there to the medium's end, and
+/// what begins around it. Sectors that cannot be read are zeros. Offsets are in bytes from the place.
+class Place final : public ByteWindow {
+public:
+    /// `startSector` lies on the medium. The medium, the neighbours and the allowance outlive this.
+    Place(Medium& medium, std::int64_t startSector, const Neighbours& neighbours, ReadAllowance& allowance);
+
+    std::int64_t SectorSize() const { return medium_.SectorSize(); }
+    std::int64_t StartSector() const { return startSector_; }
+
+    /// Offset of the first sector at `offset` or behind it, and behind the place itself, at which a file seems to
+    /// begin; `Limit()` if there is none. A JPEG inside a document counts too: it tells where a stream that lost its
+    /// way may stop, not that this file ends.
+    std::int64_t NextStart(std::int64_t offset) const;
+
+    /// The same for files that are known to be whole. None is known in the first phase.
+    std::int64_t NextWhole(std::int64_t offset) const;
+
+    /// Does a sector that seems to begin a file stand at `offset`?
+    bool IsStart(std::int64_t offset) const { return offset > 0 && NextStart(offset) == offset && offset < Limit(); }
+
+    void Charge(std::int64_t bytes) override { allowance_.Take(bytes); }
+    bool IsExhausted() const override { return allowance_.IsUsedUp(); }
+
+private:
+    std::int64_t Next(const std::vector<std::int64_t>& sectors, std::int64_t offset) const;
+    ByteSpan LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) override;
+
+    Medium& medium_;
+    std::int64_t startSector_;
+    const Neighbours& neighbours_;
+    ReadAllowance& allowance_;
+    // Whole sectors, the first of which begins at bufferStart_.
+    std::vector<std::uint8_t> buffer_;
+    std::int64_t bufferStart_ = 0;
+};
+
+}  // namespace salvor

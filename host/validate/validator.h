@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "frame/bytes/Bytes.h"
+#include "host/validate/finding.h"
+#include "host/validate/place.h"
+
+namespace salvor {
+
+/// Bytes with which files of a format begin, at a fixed place in their first 512 bytes.
+struct StartSignature {
+    /// Two bytes or more, or one that `Validator::begins` makes certain.
+    std::string_view bytes;
+    std::size_t offset = 0;
+    /// Ones where a bit of `bytes` counts; empty where all do.
+    std::string_view mask = {};
+};
+
+/// Says of a format what file is at a place, where it really ends and whether it is whole. One a format, not a type:
+/// it names the type it found. A pure function of the medium's bytes and of what begins around the place. A place at
+/// which several validators see a file gets the finding that is believed most.
+struct Validator {
+    /// When it is asked.
+    enum class Phase : std::uint8_t {
+        /// First, with nothing known of other files but where they seem to begin.
+        Structure,
+        /// When the whole files of the first phase are known, for formats whose offsets may be wild.
+        Bounded,
+        /// Last, for text, in what no whole file covers.
+        Text,
+    };
+
+    /// In lower case: "zip".
+    std::string_view name;
+    Phase phase = Phase::Structure;
+    /// Looked for at every sector's start while the medium is scanned, since the library does not report all files that
+    /// begin so. A start that no scanner reports becomes a file only if it is found `Whole`, or `Open` with 4 KiB or
+    /// more of unbroken structure (the finding's size).
+    std::span<const StartSignature> starts;
+    /// Could a file of this format begin with these bytes? `head` is the first sector or more, 512 bytes at least
+    /// except at the medium's end. Cheap, and true for few other bytes: also what decides on a scanner's find.
+    bool (*begins)(ByteSpan head);
+    /// Asked only where `begins` holds. Reads a few times the file's size at most, and ends for any bytes. When the
+    /// place is exhausted, its bytes end; what is said then does not count.
+    Finding (*validate)(Place& file);
+};
+
+/// All validators. Those in front are believed more where two findings are equally sure.
+std::span<const Validator* const> Validators();
+
+}  // namespace salvor
