@@ -86,18 +86,15 @@ private:
 }  // namespace
 
 CompoundReader::CompoundReader(const SectorBlock& block, std::int64_t startSector,
-                               std::span<const std::string_view> streamNames, WorkMeter& meter)
-    : meter_(meter), source_(block.source, block.sectorSize, meter_), block_(block), streamNames_(streamNames) {
-    if (block.source != nullptr) {
-        block_.source = &source_;
-    }
-    directoryFile_ = std::make_unique<KFileSimulator>(&block_, startSector, LengthHint);
+                               std::span<const std::string_view> streamNames, Budget& budget)
+    : budget_(budget), streamNames_(streamNames) {
+    directoryFile_ = std::make_unique<KFileSimulator>(&block, startSector, LengthHint, &budget_);
     std::array<std::uint8_t, HeaderBytes> header{};
     ReadAt(*directoryFile_, 0, header);
     if (!IsAcceptable(header)) {
         return;
     }
-    fatFile_ = std::make_unique<KFileSimulator>(&block_, startSector, LengthHint);
+    fatFile_ = std::make_unique<KFileSimulator>(&block, startSector, LengthHint, &budget_);
     sectorSize_ = std::uint32_t{1} << (LoadLittle<std::uint16_t>(header, SectorShift) % 32U);
     ReadDifat(header);
     CountMiniFat(header);
@@ -107,10 +104,10 @@ CompoundReader::CompoundReader(const SectorBlock& block, std::int64_t startSecto
 
 void CompoundReader::ReadAt(KFileSimulator& file, std::uint64_t position, std::span<std::uint8_t> out) {
     std::ranges::fill(out, std::uint8_t{0});
-    if (meter_.IsExhausted()) {
+    if (budget_.IsExhausted()) {
         return;
     }
-    meter_.Charge(static_cast<std::int64_t>(std::max(out.size(), LeastWork)));
+    budget_.Charge(static_cast<std::int64_t>(std::max(out.size(), LeastWork)));
     file.Seek(static_cast<std::int64_t>(position));
     file.Read(out.data(), static_cast<std::uint32_t>(out.size()));
 }
@@ -213,7 +210,7 @@ bool CompoundReader::ReadDirectorySector(std::uint32_t sector) {
     std::uint32_t invalid = 0;
     std::array<std::uint8_t, std::size_t{8} * EntryBytes> bytes{};
     // Behind the work limit all entries are zeros, and so empty.
-    for (std::uint32_t done = 0; done < count && !meter_.IsExhausted();) {
+    for (std::uint32_t done = 0; done < count && !budget_.IsExhausted();) {
         const std::uint32_t part = std::min(count - done, static_cast<std::uint32_t>(bytes.size()) / EntryBytes);
         const std::span<std::uint8_t> read(bytes.data(), std::size_t{part} * EntryBytes);
         ReadAt(*directoryFile_, position + std::uint64_t{done} * EntryBytes, read);

@@ -9,8 +9,8 @@
 
 #include "frame/bytes/Bytes.h"
 #include "frame/contract/SectorBlock.h"
+#include "frame/read/Budget.h"
 #include "frame/read/KFileSimulator.h"
-#include "frame/read/MeteredSource.h"
 
 /// The structure of one candidate compound file: which streams its directory names, and about how long it is. Source:
 /// [MS-CFB], Compound File Binary File Format.
@@ -19,14 +19,15 @@
 /// where the directory's chain needs it; of the DIFAT behind the last FAT sector, of the MiniFAT and of the directory
 /// only counts and sums are kept. A directory chain that runs in circles is counted to its bound without walking it.
 ///
-/// The meter ends a parse that no real file needs: from there on all bytes count as zeros, as they do behind the
+/// The budget ends a parse that no real file needs: from there on all bytes count as zeros, as they do behind the
 /// end of the medium, and zeros end every chain.
 class CompoundReader {
 public:
     /// Parses the candidate that begins at `startSector`. `streamNames` are the names to look for, at most 32 of less
-    /// than 32 ASCII characters each. The last read may exceed the meter's limit by 64 KiB; the meter is borrowed.
+    /// than 32 ASCII characters each. The last read may exceed the budget by 64 KiB. The block and the budget
+    /// are borrowed.
     CompoundReader(const SectorBlock& block, std::int64_t startSector, std::span<const std::string_view> streamNames,
-                   WorkMeter& meter);
+                   Budget& budget);
     CompoundReader(const CompoundReader&) = delete;
     CompoundReader& operator=(const CompoundReader&) = delete;
 
@@ -67,9 +68,7 @@ private:
     Entry TakeEntry(ByteSpan entry);
     std::uint32_t EstimateSize() const;
 
-    WorkMeter& meter_;
-    MeteredSource source_;
-    SectorBlock block_;
+    Budget& budget_;
     // One reader each, since a directory's walk goes back and forth between both; each holds a cache of 32 KiB.
     std::unique_ptr<KFileSimulator> directoryFile_;
     std::unique_ptr<KFileSimulator> fatFile_;

@@ -113,13 +113,13 @@ KCompoundFileType::Kind DecideKind(const CompoundReader& reader, std::int64_t st
 
 std::int32_t KCompoundFileType::Reset() {
     maxSize_ = DefaultMaxSize;
-    store_.Reset();
+    budget_.Reset();
     SetScannedBlockKey(FirstBlockKey);
     return 1;
 }
 
 void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
-    store_.EnterBlock(*block);
+    budget_.EnterBlock(*block);
     ForEachSector(*block, SectorFilterOf(Signature), [&](const Candidate& candidate) {
         // A sector needs more bytes than the signature.
         if (candidate.sector.size() <= Signature.size() || !StartsWith(candidate.sector, Signature)) {
@@ -130,9 +130,8 @@ void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*si
 }
 
 void KCompoundFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startSector) {
-    WorkMeter meter = store_.NewMeter();
-    const CompoundReader reader(block, startSector, StreamNames, meter);
-    store_.Settle(meter);
+    budget_.BeginWalk();
+    const CompoundReader reader(block, startSector, StreamNames, budget_);
     const Kind kind = DecideKind(reader, startSector);
     // From 2 GiB on, the estimate counts as negative.
     const auto estimate = static_cast<std::int32_t>(reader.EstimatedSize());

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "frame/read/WorkStore.h"
+#include "frame/read/Budget.h"
 #include "frame/scan/FamilyEngine.h"
 
 /// Compound files (structured storage), told apart by the streams that their directory names. Every sector that begins
@@ -42,9 +42,7 @@ private:
     void ExamineCandidate(const SectorBlock& block, std::int64_t startSector);
 
     std::int64_t maxSize_ = DefaultMaxSize;
-    // What parsing may cost: in any case several times what an ordinary document takes, and for a row of made-up
-    // headers not that of the costliest each.
-    BasicWorkStore<std::int64_t{256} << 10, std::int64_t{768} << 20, 512> store_;
+    Budget budget_;
 };
 
 /// What all compound documents say alike.

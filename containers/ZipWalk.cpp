@@ -65,13 +65,13 @@ void ZipWalk::Facts::Append(const Facts& behind) {
 void ZipWalk::Reset() {
     shortcuts_.Clear();
     row_.Reset();
-    store_.Reset();
+    budget_.Reset();
 }
 
 void ZipWalk::EnterBlock(const SectorBlock& block) {
     walker_.reset();
     checker_.reset();
-    store_.EnterBlock(block);
+    budget_.EnterBlock(block);
     if (!row_.Enter(block)) {
         shortcuts_.Clear();
     }
@@ -82,20 +82,17 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
         return std::nullopt;
     }
     if (!walker_) {
-        meteredSource_.emplace(candidate.block.source, candidate.block.sectorSize, meter_);
-        block_ = candidate.block;
-        block_.source = &*meteredSource_;
-        walker_.emplace(&block_, row_.OriginSector(), lengthHint);
-        checker_.emplace(&block_, row_.OriginSector(), lengthHint);
+        walker_.emplace(&candidate.block, row_.OriginSector(), lengthHint, &budget_);
+        checker_.emplace(&candidate.block, row_.OriginSector(), lengthHint, &budget_);
     }
-    meter_ = store_.NewMeter();
+    budget_.BeginWalk();
     const std::int64_t start = row_.PlaceOf(candidate.startSector);
     std::int64_t position = start + LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
     // The candidate's own record is a local header, which adds no fact.
     shortcuts_.BeginWalkBehind(start, position);
     std::optional<Archive> archive;
     Facts facts;
-    while (position - start <= LengthLimit && !meter_.IsExhausted()) {
+    while (position - start <= LengthLimit && !budget_.IsExhausted()) {
         const Shortcuts::Shortcut* const shortcut = shortcuts_.Find(position);
         const std::optional<Step> step = shortcut != nullptr ? Step{*shortcut, false} : ReadRecord(*walker_, position);
         if (!step ||
@@ -111,7 +108,6 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std
         position = step->to;
     }
     shortcuts_.EndWalk(start, position);
-    store_.Settle(meter_);
     return archive;
 }
 

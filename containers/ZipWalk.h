@@ -6,9 +6,8 @@
 #include "containers/ZipFormat.h"
 #include "frame/memory/ScanOffsets.h"
 #include "frame/memory/WalkShortcuts.h"
+#include "frame/read/Budget.h"
 #include "frame/read/KFileSimulator.h"
-#include "frame/read/MeteredSource.h"
-#include "frame/read/WorkStore.h"
 #include "frame/scan/SectorScan.h"
 
 /// Walks the records of ZIP archives from their first local header to the end of the central directory.
@@ -16,8 +15,8 @@
 /// A walk depends on where it began only by its length limit and by the check of the first central header, so one that
 /// meets the records of an earlier walk need not read them again: long walks leave shortcuts behind. The shortcuts
 /// serve the blocks of one scan, each of which continues the one before, and take some 60 MiB at the most. Made-up
-/// media can hold more chains of records than that: so the walks share what they may read, far more than packages need,
-/// and one that has used it up ends without an archive.
+/// media can hold more chains of records than that: a walk that has used up the scan's `Budget` ends without an
+/// archive.
 class ZipWalk {
 public:
     struct Archive {
@@ -62,11 +61,7 @@ private:
     bool LeadsToFirstMember(const Facts& facts, std::int64_t start);
 
     ScanOffsets row_;
-    // A walk may have to read all of the longest package.
-    BasicWorkStore<std::int64_t{1} << 20, std::int64_t{2} << 30, 1024> store_;
-    WorkMeter meter_{0};
-    std::optional<MeteredSource> meteredSource_;
-    SectorBlock block_{};
+    Budget budget_;
     std::optional<KFileSimulator> walker_;
     std::optional<KFileSimulator> checker_;
     Shortcuts shortcuts_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "frame/read/FileWindow.h"
 #include "frame/read/KFileSimulator.h"
@@ -75,8 +74,7 @@ std::optional<std::int64_t> FreeEntrySearch::TableBytes(const Candidate& candida
                                                         std::int64_t limit) {
     MoveTo(candidate, offset);
     // Behind the medium there is no free entry.
-    WorkMeter unlimited(std::numeric_limits<std::int64_t>::max());
-    const std::int64_t readable = FileWindow(candidate, limit, unlimited).Limit();
+    const std::int64_t readable = std::max<std::int64_t>(std::min(limit, MediumSize(candidate.block)), 0);
     const std::int64_t end = from_ + readable / EntryBytes * EntryBytes;
     PieceReader reader(candidate.block, baseSector_);
     while (!isFreeBehind_ && to_ < end) {

@@ -48,7 +48,7 @@ struct MailHead {
 }  // namespace
 
 std::int32_t KEMLFileType::Reset() {
-    ends_.Forget();
+    ends_.Reset();
     return RunStateFileType::Reset();
 }
 
@@ -62,6 +62,7 @@ void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     if (block->sectorSize > MaxSectorBytes) {
         return;
     }
+    ends_.EnterBlock(*block);
     ForEachSector(*block, MailHead(), [&](const Candidate& candidate) {
         if (!IsHeader(candidate.sector)) {
             return;

@@ -1,7 +1,6 @@
 #include "documents/MailEnd.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "frame/bytes/BytePattern.h"
 
@@ -51,7 +50,12 @@ auto StepThrough(const BytePattern& mark, FileWindow& file, std::int64_t base) {
 
 }  // namespace
 
-void MailEndSearch::Forget() { *this = {}; }
+// What the walks have cost still counts.
+void MailEndSearch::Forget() {
+    const Budget budget = budget_;
+    *this = {};
+    budget_ = budget;
+}
 
 std::int64_t MailEndSearch::PlaceOf(const Candidate& candidate) {
     constexpr std::uint64_t farthest = std::uint64_t{1} << 40U;  // sectors
@@ -74,8 +78,8 @@ std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, s
     if (!readsAhead) {
         views = std::min(views, static_cast<std::int64_t>(candidate.RestOfBlock().size()) / sectorSize - 1);
     }
-    WorkMeter unlimited(std::numeric_limits<std::int64_t>::max());
-    FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), unlimited);
+    budget_.BeginWalk();
+    FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), budget_);
     const std::int64_t end = base + views * sectorSize;
 
     const auto content = contentSearch_.Find(base, end, StepThrough(ContentType, file, base));

@@ -8,6 +8,7 @@
 #include "documents/ClosingIndex.h"
 #include "documents/ForwardSearch.h"
 #include "frame/bytes/Bytes.h"
+#include "frame/read/Budget.h"
 #include "frame/read/FileWindow.h"
 #include "frame/scan/SectorScan.h"
 
@@ -17,7 +18,9 @@
 class MailEndSearch {
 public:
     /// Forgets the scan before.
-    void Forget();
+    void Reset() { *this = {}; }
+
+    void EnterBlock(const SectorBlock& block) { budget_.EnterBlock(block); }
 
     /// Length in bytes of the message that starts at the candidate, whose sectors have 512 to 2048 bytes: by the marker
     /// that its first content header names. Nothing if there is no such header or marker, or if it does not begin in
@@ -39,6 +42,7 @@ private:
     };
     static ContentHeader ReadHeader(ByteSpan view, std::size_t sectorSize, std::size_t offset);
 
+    void Forget();
     std::int64_t PlaceOf(const Candidate& candidate);
     std::optional<std::int64_t> FindMarker(FileWindow& file, std::int64_t base, std::int64_t from, std::int64_t end);
 
@@ -52,4 +56,5 @@ private:
     ForwardSearch closingSearch_;
     std::vector<std::uint8_t> closing_;
     ClosingIndex closingIndex_;
+    Budget budget_;
 };

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <limits>
 
+#include "frame/contract/ISectorSource.h"
+
 namespace {
 
 constexpr std::size_t MinSectorBytes = 512;

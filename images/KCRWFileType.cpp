@@ -69,7 +69,7 @@ bool IsRoot(ByteSpan entries, std::uint64_t heapBytes) {
 
 // Offset in `bytes` of the end of the root directory. `start` is the bytes' own offset in the file. The places where
 // one could begin are few in pictures, and cost more than others.
-std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, WorkMeter& meter) {
+std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, Budget& budget) {
     constexpr std::int64_t placeCost = 64;
     const auto entriesAt = [bytes](std::size_t place) {
         return std::size_t{LoadLittle<std::uint16_t>(bytes, place)};
@@ -79,7 +79,7 @@ std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, WorkM
                                          (place[0] > MostEntries ? 1 : 0));
     };
     const auto isRoot = [&](std::size_t place) {
-        meter.Charge(placeCost);
+        budget.Charge(placeCost);
         const std::int64_t offset = start + static_cast<std::int64_t>(place) - HeapStart;
         const std::size_t entriesBytes = entriesAt(place) * EntryBytes;
         return offset > 0 && place + DirectoryBytes(entriesAt(place)) <= bytes.size() &&
@@ -118,28 +118,22 @@ ByteSpan InFrontOfNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t se
 }  // namespace
 
 std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
-    WorkMeter meter = memory_.NewMeter();
-    const std::optional<std::int64_t> end = FindEnd(candidate, meter);
-    memory_.Settle(meter);
-    return end;
-}
-
-std::optional<std::int64_t> KCRWFileType::FindEnd(const Candidate& candidate, WorkMeter& meter) {
+    memory_.BeginWalk();
     const std::int64_t limit = std::min(SearchBytes, MediumSize(candidate.block));
     KFileSimulator reader(&candidate.block, candidate.startSector, static_cast<std::uint64_t>(Identity.maxSize));
     std::vector<std::uint8_t> ahead(ReadAheadBytes);
     // A directory may begin in one piece and end in the next.
     constexpr auto step = static_cast<std::int64_t>(ReadAheadBytes - MostDirectoryBytes);
     bool goesOn = true;
-    for (std::int64_t start = 0; goesOn && start < limit && !meter.IsExhausted(); start += step) {
-        meter.Charge(ReadAheadBytes);
+    for (std::int64_t start = 0; goesOn && start < limit && !memory_.IsExhausted(); start += step) {
+        memory_.Charge(ReadAheadBytes);
         reader.Seek(start);
         // Where not all can be read, a picture may end in what can.
         reader.Read(ahead.data(), ReadAheadBytes);
         const ByteSpan wasRead = ByteSpan(ahead).first(static_cast<std::size_t>(reader.Tell() - start));
         const ByteSpan bytes = InFrontOfNextHeader(wasRead, start, candidate.block.sectorSize);
         goesOn = bytes.size() == ReadAheadBytes;
-        if (const std::optional<std::size_t> rootEnd = FindRootEnd(bytes, start, meter)) {
+        if (const std::optional<std::size_t> rootEnd = FindRootEnd(bytes, start, memory_)) {
             return BehindTrailer(reader, start + static_cast<std::int64_t>(*rootEnd));
         }
     }

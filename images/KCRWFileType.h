@@ -3,13 +3,12 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/read/WorkMeter.h"
-#include "frame/read/WorkStore.h"
+#include "frame/read/Budget.h"
 #include "frame/scan/RememberingScanner.h"
 
 /// Canon camera raws of the years before CR2: a heap of values and, behind all of them, the directory that names them.
 /// Source: Canon, CIFF Specification on Image Data File, version 1.0.
-class KCRWFileType final : public RememberingScanner<KCRWFileType, WorkStore> {
+class KCRWFileType final : public RememberingScanner<KCRWFileType, Budget> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[49];
     static constexpr FormatNotes Notes{
@@ -23,7 +22,4 @@ public:
     static constexpr std::int64_t MinReportLength = 512;
 
     std::optional<std::int64_t> Measure(const Candidate& candidate);
-
-private:
-    static std::optional<std::int64_t> FindEnd(const Candidate& candidate, WorkMeter& meter);
 };

@@ -4,8 +4,6 @@
 #include <iterator>
 #include <utility>
 
-#include "frame/read/MeteredSource.h"
-
 namespace {
 
 constexpr std::size_t MostMarks = 2048;
@@ -41,13 +39,11 @@ void ChunkWalk::Chain::MakeRoom(std::uint64_t origin) {
 
 std::optional<ChunkWalk::Result> ChunkWalk::Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps,
                                                  std::int64_t limit, ChunkAt chunkAt) {
-    SectorBlock block = candidate.block;
+    const SectorBlock& block = candidate.block;
     if (block.source == nullptr) {
         return std::nullopt;
     }
-    WorkMeter meter = store_.NewMeter();
-    MeteredSource source(block.source, block.sectorSize, meter);
-    block.source = &source;
+    budget_.BeginWalk();
     // Otherwise a read may fail here that succeeds for another block.
     const bool mayRemember = KFileSimulator::Serves(block);
     const std::uint64_t origin =
@@ -56,18 +52,18 @@ std::optional<ChunkWalk::Result> ChunkWalk::Walk(const Candidate& candidate, std
     Walker walker{origin, start, steps, Chain(start), nullptr};
     walker.chain = mayRemember ? &walker.own : nullptr;
 
-    KFileSimulator reader(&block, candidate.startSector, static_cast<std::uint64_t>(limit));
+    KFileSimulator reader(&block, candidate.startSector, static_cast<std::uint64_t>(limit), &budget_);
     const auto position = [&] {
         return static_cast<std::int64_t>(walker.place - origin);
     };
-    while (walker.steps > 0 && position() < limit && !meter.IsExhausted()) {
+    while (walker.steps > 0 && position() < limit && !budget_.IsExhausted()) {
         if (walker.chain == &walker.own && JoinChain(walker)) {
             continue;
         }
         if (walker.chain != nullptr && walker.chain->isWhole) {
             break;
         }
-        meter.Charge(StepCost);
+        budget_.Charge(StepCost);
         reader.Seek(position());
         const std::uint64_t chunkBytes = chunkAt(reader);
         if (chunkBytes == 0) {
@@ -86,8 +82,7 @@ std::optional<ChunkWalk::Result> ChunkWalk::Walk(const Candidate& candidate, std
         chains_[next_] = std::move(walker.own);
         next_ = (next_ + 1) % ChainCount;
     }
-    store_.Settle(meter);
-    return meter.IsExhausted() ? std::nullopt : std::optional<Result>({position(), walker.steps});
+    return budget_.IsExhausted() ? std::nullopt : std::optional<Result>({position(), walker.steps});
 }
 
 // Only where more lies ahead on a chain than the walk has behind it: a walk that comes to the end of a short chain may

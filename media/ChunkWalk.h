@@ -7,8 +7,8 @@
 #include <optional>
 #include <vector>
 
+#include "frame/read/Budget.h"
 #include "frame/read/KFileSimulator.h"
-#include "frame/read/WorkStore.h"
 #include "frame/scan/SectorScan.h"
 
 /// Walks files that are a chain of chunks, each of which says its own length.
@@ -16,8 +16,8 @@
 /// It remembers the last 32 long chains of a scan: of each its end and up to 2,048 places on the way. A walk that meets
 /// one of these places goes on from the chain's end, or from the last place in front of where its steps run out,
 /// without reading what lies between. So headers in a row that open the same long chain cost little more than one.
-/// Media made of more long chains than that are not read to the end of each: what walks read comes out of a
-/// `WorkStore`.
+/// Media made of more long chains than that are not read to the end of each: a walk that has used up the scan's
+/// `Budget` is broken off.
 class ChunkWalk {
 public:
     /// Bytes of the chunk that begins at the reader's position, 0 if no chunk begins there. Depends on the medium's
@@ -42,9 +42,9 @@ public:
     /// Forgets all chains: another scan begins.
     void Reset() {
         chains_ = {};
-        store_.Reset();
+        budget_.Reset();
     }
-    void EnterBlock(const SectorBlock& block) { store_.EnterBlock(block); }
+    void EnterBlock(const SectorBlock& block) { budget_.EnterBlock(block); }
 
 private:
     // A place is a byte position in the stream, modulo 2^64; the step counts from anywhere on the same chain.
@@ -79,5 +79,5 @@ private:
     static constexpr std::size_t ChainCount = 32;
     std::array<Chain, ChainCount> chains_;
     std::size_t next_ = 0;
-    WorkStore store_;
+    Budget budget_;
 };

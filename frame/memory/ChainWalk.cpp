@@ -5,12 +5,6 @@ namespace {
 // What each step costs besides the bytes that are read for it.
 constexpr std::int64_t StepCost = 8;
 
-// What the walks of a scan may cost: this much in any case, so many times the limit, and a cache's worth for every
-// sector of 512 bytes that the scan has come by.
-constexpr std::int64_t BaseWork = std::int64_t{64} << 20;
-constexpr std::int64_t WorkPerLimitByte = 4;
-constexpr std::int64_t WorkPerScannedByte = KFileSimulator::CacheBytes / 512;
-
 // Unsigned, as a hostile record may lead close to the end of the 64-bit range.
 std::int64_t Sum(std::int64_t a, std::int64_t b) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
@@ -24,12 +18,13 @@ std::int64_t Difference(std::int64_t a, std::int64_t b) {
 void ChainWalk::Reset() {
     shortcuts_.Clear();
     row_.Reset();
+    budget_.Reset();
 }
 
 void ChainWalk::EnterBlock(const SectorBlock& block) {
+    budget_.EnterBlock(block);
     if (!row_.Enter(block)) {
         shortcuts_.Clear();
-        meter_ = WorkMeter(0);
     }
 }
 
@@ -38,6 +33,7 @@ ChainWalk::Walk ChainWalk::Begin(const Candidate& candidate, std::int64_t first,
         shortcuts_.Clear();
         limit_ = limit;
     }
+    budget_.BeginWalk();
     const std::int64_t start = row_.PlaceOf(candidate.startSector);
     if (isChained) {
         shortcuts_.BeginWalkBehind(start, Sum(start, first));
@@ -54,11 +50,6 @@ ChainWalk::Walk ChainWalk::Begin(const Candidate& candidate, std::int64_t first,
                 .stepsToNextNote = 1};
 }
 
-bool ChainWalk::MayReadOn(const Walk& walk, std::int64_t limit) const {
-    const std::int64_t withoutScanned = meter_.Used() - BaseWork - WorkPerLimitByte * limit;
-    return withoutScanned < 0 || withoutScanned / WorkPerScannedByte < walk.start;
-}
-
 bool ChainWalk::TakeShortcut(Walk& walk) {
     const Shortcuts::Shortcut* const shortcut = walk.isShared ? shortcuts_.Find(Sum(walk.start, walk.offset)) : nullptr;
     if (shortcut == nullptr) {
@@ -69,7 +60,7 @@ bool ChainWalk::TakeShortcut(Walk& walk) {
 }
 
 void ChainWalk::TakeStep(Walk& walk, const ChainRecord& record) {
-    meter_.Charge(StepCost);
+    budget_.Charge(StepCost);
     walk.isShared = walk.isShared && record.wasRead;
     if (record.kind != ChainRecord::Kind::LeadsOn) {
         walk.state = record.kind == ChainRecord::Kind::IsNone ? State::AtEnd : State::Broken;

@@ -8,9 +8,9 @@
 
 #include "frame/memory/ScanOffsets.h"
 #include "frame/memory/WalkShortcuts.h"
+#include "frame/read/Budget.h"
 #include "frame/read/Candidate.h"
 #include "frame/read/KFileSimulator.h"
-#include "frame/read/MeteredSource.h"
 
 /// What a record of a chain tells.
 struct ChainRecord {
@@ -58,9 +58,8 @@ struct ChainFacts {
 /// of it only, and the candidates of a scan ascend: a shortcut that an earlier walk left passes no place at or behind
 /// the limit of a later one.
 ///
-/// Made-up media can hold more chains than there is time to read. So the walks of a scan share what they may read: a
-/// few times the limit and, for every sector of the scan so far, as much as a reader's cache holds. One that has used
-/// it up finds nothing; walks along real files are far from it.
+/// Made-up media can hold more chains than there is time to read: a walk that has used up the scan's `Budget` finds
+/// nothing.
 class ChainWalk {
 public:
     struct End {
@@ -82,12 +81,9 @@ public:
     template <class ReadRecord>
     std::optional<End> Follow(const Candidate& candidate, std::int64_t first, bool isChained, std::int64_t limit,
                               ReadRecord&& readRecord) {
-        MeteredSource source(candidate.block.source, candidate.block.sectorSize, meter_);
-        SectorBlock block = candidate.block;
-        block.source = &source;
-        KFileSimulator reader(&block, candidate.startSector, static_cast<std::uint64_t>(limit));
+        KFileSimulator reader(&candidate.block, candidate.startSector, static_cast<std::uint64_t>(limit), &budget_);
         Walk walk = Begin(candidate, first, isChained, limit);
-        while (walk.state == State::Underway && walk.offset < limit && MayReadOn(walk, limit)) {
+        while (walk.state == State::Underway && walk.offset < limit && !budget_.IsExhausted()) {
             if (!TakeShortcut(walk)) {
                 TakeStep(walk, readRecord(reader, walk.offset));
             }
@@ -115,7 +111,6 @@ private:
     };
 
     Walk Begin(const Candidate& candidate, std::int64_t first, bool isChained, std::int64_t limit);
-    bool MayReadOn(const Walk& walk, std::int64_t limit) const;
     bool TakeShortcut(Walk& walk);
     void TakeStep(Walk& walk, const ChainRecord& record);
     void GoOn(Walk& walk, const Shortcuts::Shortcut& step, bool isShortcut);
@@ -123,7 +118,6 @@ private:
 
     ScanOffsets row_;
     std::int64_t limit_ = 0;
-    // What the walks have cost, in bytes.
-    WorkMeter meter_{0};
+    Budget budget_;
     Shortcuts shortcuts_;
 };

@@ -21,17 +21,17 @@ std::int64_t MediumSize(const SectorBlock& block) {
 
 // The buffer is filled before it is read.
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
-FileWindow::FileWindow(const Candidate& candidate, std::int64_t limit, WorkMeter& meter)
+FileWindow::FileWindow(const Candidate& candidate, std::int64_t limit, Budget& budget)
     : ByteWindow(std::max<std::int64_t>(std::min(limit, MediumSize(candidate.block)), 0)),
       candidate_(candidate),
       blockBytes_(candidate.RestOfBlock()),
-      meter_(meter) {}
+      budget_(budget) {}
 
 ByteSpan FileWindow::LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) {
-    if (meter_.IsExhausted()) {
+    if (budget_.IsExhausted()) {
         return {};
     }
-    meter_.Charge(PieceBytes);
+    budget_.Charge(PieceBytes);
     if (const ByteSpan bytes = PartFrom(blockBytes_, 0, offset); !bytes.empty() && bytes.size() >= wanted) {
         return bytes.first(std::min(bytes.size(), length));
     }

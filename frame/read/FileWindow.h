@@ -6,9 +6,9 @@
 #include <optional>
 
 #include "frame/bytes/ByteWindow.h"
+#include "frame/read/Budget.h"
 #include "frame/read/Candidate.h"
 #include "frame/read/KFileSimulator.h"
-#include "frame/read/WorkMeter.h"
 
 /// The medium's size in bytes; the largest number where the host gives no sound geometry.
 std::int64_t MediumSize(const SectorBlock& block);
@@ -17,21 +17,21 @@ std::int64_t MediumSize(const SectorBlock& block);
 /// stand; others are read ahead.
 class FileWindow final : public ByteWindow {
 public:
-    /// Nothing is shown from `limit` bytes on, nor farther from the start than the medium is large, nor once the meter
-    /// is exhausted. The candidate and the meter outlive the window.
-    FileWindow(const Candidate& candidate, std::int64_t limit, WorkMeter& meter);
+    /// Nothing is shown from `limit` bytes on, nor farther from the start than the medium is large, nor once the budget
+    /// is exhausted. The candidate and the budget outlive the window.
+    FileWindow(const Candidate& candidate, std::int64_t limit, Budget& budget);
 
     std::int64_t SectorSize() const { return candidate_.block.sectorSize; }
 
-    void Charge(std::int64_t bytes) override { meter_.Charge(bytes); }
-    bool IsExhausted() const override { return meter_.IsExhausted(); }
+    void Charge(std::int64_t bytes) override { budget_.Charge(bytes); }
+    bool IsExhausted() const override { return budget_.IsExhausted(); }
 
 private:
     ByteSpan LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) override;
 
     const Candidate& candidate_;
     ByteSpan blockBytes_;
-    WorkMeter& meter_;
+    Budget& budget_;
     // Made when the first byte behind the block is wanted.
     std::optional<KFileSimulator> reader_;
     std::array<std::uint8_t, PieceBytes> buffer_;

@@ -7,8 +7,9 @@
 #include "frame/contract/ISectorSource.h"
 #include "frame/read/TraceMessage.h"
 
-KFileSimulator::KFileSimulator(const SectorBlock* block, std::int64_t baseSector, std::uint64_t lengthHint)
-    : block_(block), baseSector_(baseSector), lengthHint_(lengthHint) {}
+KFileSimulator::KFileSimulator(const SectorBlock* block, std::int64_t baseSector, std::uint64_t lengthHint,
+                               Budget* budget)
+    : block_(block), baseSector_(baseSector), lengthHint_(lengthHint), budget_(budget) {}
 
 bool KFileSimulator::Skip(std::int64_t delta) {
     position_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(position_) + static_cast<std::uint64_t>(delta));
@@ -103,6 +104,9 @@ bool KFileSimulator::RefillCache() {
     const std::int64_t sectorIndex = position_ / sectorSize;
     cacheStart_ = static_cast<std::uint64_t>(sectorIndex * sectorSize);
     cacheLength_ = static_cast<std::uint32_t>(count) * static_cast<std::uint32_t>(sectorSize);
+    if (budget_ != nullptr) {
+        budget_->Charge(cacheLength_);
+    }
     block_->source->ReadSectors(baseSector_ + sectorIndex, cache_.data(), count);
     return true;
 }

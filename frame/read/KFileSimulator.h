@@ -5,10 +5,11 @@
 #include <cstdint>
 
 #include "frame/contract/SectorBlock.h"
+#include "frame/read/Budget.h"
 
 /// Reads a candidate file as if it were an ordinary file that starts at an absolute sector of the stream.
 ///
-/// Bytes of the block in hand are copied from it where a read reaches into a further sector; all others come through
+/// Bytes of the current block are copied from it where a read reaches into a further sector; all others come through
 /// the block's `source` into a cache of 32 KiB of whole sectors, so that a walk forwards costs one host call per
 /// 32 KiB. The block is borrowed and outlives the reader. Nothing is read outside the block's bytes, the cache and the
 /// caller's buffer, whatever the position.
@@ -20,8 +21,10 @@ public:
     /// those inside one sector fail, and with them the first read of any candidate.
     static bool Serves(const SectorBlock& block) { return block.source != nullptr && block.sectorSize <= CacheBytes; }
 
-    /// `lengthHint` is kept and never bounds a read.
-    KFileSimulator(const SectorBlock* block, std::int64_t baseSector, std::uint64_t lengthHint);
+    /// `lengthHint` is kept and never bounds a read. The budget, if any, is charged with the bytes asked of the source
+    /// and outlives the reader.
+    KFileSimulator(const SectorBlock* block, std::int64_t baseSector, std::uint64_t lengthHint,
+                   Budget* budget = nullptr);
     KFileSimulator(const KFileSimulator&) = default;
     KFileSimulator& operator=(const KFileSimulator&) = default;
     virtual ~KFileSimulator() = default;
@@ -55,6 +58,7 @@ private:
     std::int64_t baseSector_;
     std::int64_t position_ = 0;
     std::uint64_t lengthHint_;
+    Budget* budget_;
     std::array<std::uint8_t, CacheBytes> cache_{};
     // All ones: the cache is empty.
     std::uint64_t cacheStart_ = ~std::uint64_t{0};

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "containers/KCompoundFileType.h"
+#include "frame/read/Budget.h"
 #include "tests/support/CompoundBuilder.h"
 #include "tests/support/Registry.h"
 
@@ -402,9 +403,9 @@ TEST(Compound, WorkOnHostileHeadersIsBounded) {
             Scan(medium);
             // For a candidate; and for many, what they share, what the medium adds to it, and what each has.
             constexpr std::int64_t slack = std::int64_t{64} << 10;
-            const std::int64_t bound = everywhere
-                                           ? (std::int64_t{768} << 20) + sectors * (512 * 512 + (256 << 10) + slack)
-                                           : (std::int64_t{384} << 20) + slack;
+            const std::int64_t bound =
+                everywhere ? Budget::MostBytes + sectors * (512 * Budget::RefillFactor + Budget::FreeBytes + slack)
+                           : Budget::MostBytes / 2 + Budget::FreeBytes + slack;
             EXPECT_LE(BytesRequested(medium), bound) << hostile.name;
         }
     }

@@ -17,11 +17,11 @@ struct Seen {
     Seen(Medium& medium, std::int64_t blockSectors, std::int64_t limit)
         : block(BlockOf(medium, FileSector, blockSectors)),
           candidate{block, block.firstSector, ByteSpan(block.data, 512)},
-          window(candidate, limit, meter) {}
+          window(candidate, limit, budget) {}
 
     SectorBlock block;
     Candidate candidate;
-    WorkMeter meter{std::int64_t{1} << 40};
+    Budget budget;
     FileWindow window;
 };
 
@@ -53,8 +53,8 @@ TEST(FileWindow, EndsWithTheMediumAndWithTheBlockWhenThereIsNoSource) {
     SectorBlock block = BlockOf(medium, FileSector, 2);
     block.source = nullptr;
     const Candidate candidate{block, block.firstSector, ByteSpan(block.data, 512)};
-    WorkMeter meter(1 << 30);
-    FileWindow window(candidate, 1 << 30, meter);
+    Budget budget;
+    FileWindow window(candidate, 1 << 30, budget);
     EXPECT_EQ(window.At(1000, 24).size(), 24U);
     EXPECT_TRUE(window.At(1000, 25).empty());
     EXPECT_TRUE(window.From(1024).empty());
