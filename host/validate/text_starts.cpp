@@ -1,0 +1,157 @@
+#include "host/validate/text_starts.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "host/validate/mail_fields.h"
+
+namespace salvor {
+
+namespace {
+
+// In bytes.
+constexpr std::size_t HeadBytes = 512;
+constexpr std::size_t LeastInFrontOfZeros = 4;
+constexpr std::size_t LeastInFrontOfBinary = 48;
+constexpr std::size_t LeastOfCodePage = 256;
+constexpr std::size_t TailThatTells = 8;
+constexpr std::size_t TailThatTellsOfCodePage = 48;
+// In units of two bytes.
+constexpr std::size_t LeastUnits = 16;
+constexpr std::size_t LeastUnitsWithoutMark = 256;
+
+constexpr std::uint8_t DosEnd = 0x1A;
+
+// In lower case.
+bool StandsFolded(ByteSpan bytes, std::string_view text) {
+    return bytes.size() >= text.size() && std::ranges::equal(bytes.first(text.size()), text, {}, [](std::uint8_t byte) {
+               return static_cast<char>(byte >= 'A' && byte <= 'Z' ? byte + 0x20 : byte);
+           });
+}
+
+bool BeginsMarkup(ByteSpan sector) {
+    return StandsFolded(sector, "<!doctype") || StandsFolded(sector, "<html") || StandsFolded(sector, "<?xml");
+}
+
+// Units of UTF-16 that are text, mostly of Latin letters or nearly so: none is a control character.
+bool IsUtf16Text(ByteSpan bytes, bool isBigEndian, std::size_t least, bool isLatin) {
+    const std::size_t units = std::min(bytes.size() / 2, least);
+    for (std::size_t i = 0; i < units; ++i) {
+        const std::uint16_t unit =
+            isBigEndian ? LoadBig<std::uint16_t>(bytes, 2 * i) : LoadLittle<std::uint16_t>(bytes, 2 * i);
+        const bool isText = unit < 0x80 ? IsPlainByte(static_cast<std::uint8_t>(unit)) : unit >= 0xA0 && unit < 0xFFFE;
+        if (unit == 0 && i > 0 && !isLatin) {
+            return IsZeroFrom(bytes, 2 * i);
+        }
+        if (!isText || (isLatin && unit >= 0x100)) {
+            return false;
+        }
+    }
+    return units > 0 && (units == least || !isLatin);
+}
+
+bool BeginsUtf16(ByteSpan head) {
+    if (StartsWith(head, Utf16LittleMark) || StartsWith(head, Utf16BigMark)) {
+        return IsUtf16Text(head.subspan(2), head[0] == Utf16BigMark[0], LeastUnits, false);
+    }
+    return head.size() > 1 && head[1] == 0 &&
+           IsUtf16Text(head, false, std::min(LeastUnitsWithoutMark, HeadBytes / 2), true);
+}
+
+// Do these bytes end in the midst of a text that goes on behind them?
+bool IsRunning(ByteSpan tail, ByteSpan head) {
+    if (tail.size() < TailThatTells) {
+        return false;
+    }
+    ByteSpan last = tail.last(TailThatTells);
+    // A character that the tail's start cuts.
+    std::size_t cut = 0;
+    while (cut < 3 && (last[cut] & 0xC0) == 0x80) {
+        ++cut;
+    }
+    if (EndOfUtf8(last, cut) == last.size()) {
+        return true;
+    }
+    const auto isHigh = [](std::uint8_t byte) {
+        return byte >= 0x80;
+    };
+    return tail.size() >= TailThatTellsOfCodePage && EndOfAnyText(tail, 0) == tail.size() &&
+           std::ranges::any_of(head, isHigh);
+}
+
+bool IsRunningUtf16(ByteSpan tail) {
+    return tail.size() >= TailThatTellsOfCodePage &&
+           IsUtf16Text(tail.last(TailThatTellsOfCodePage), false, TailThatTellsOfCodePage / 2, true);
+}
+
+// What may begin in the midst of a text: the slack behind a file is often the rest of another text. A line that begins
+// exactly here is more likely this text's own.
+bool BreaksIn(ByteSpan tail, ByteSpan head) {
+    const std::uint8_t before = tail.back();
+    if (before == '\n' || before == '\r') {
+        return false;
+    }
+    if (BeginsMarkup(head) || StartsWith(head, Utf8Mark)) {
+        return true;
+    }
+    if (!IsLetter(head[0]) || !BeginsLetter(head)) {
+        return false;
+    }
+    // Quoted letters, and names of fields that are broken between lines.
+    ByteSpan line(std::find(tail.rbegin(), tail.rend(), std::uint8_t{'\n'}).base(), tail.end());
+    const auto isQuote = [](std::uint8_t byte) {
+        return byte == '>' || byte == ' ' || byte == '\t' || byte == '|';
+    };
+    return before != '-' && !std::ranges::all_of(line, isQuote);
+}
+
+bool IsLongEnough(ByteSpan head) {
+    const std::size_t end = EndOfUtf8(head, 0);
+    if (end == head.size()) {
+        return true;
+    }
+    const bool endsInZeros = [head](std::size_t at) {
+        return head[at] == 0 ? IsZeroFrom(head, at) : head[at] == DosEnd && IsZeroFrom(head, at + 1);
+    }(end);
+    if (head[end] < 0x80) {
+        return end >= (endsInZeros ? LeastInFrontOfZeros : LeastInFrontOfBinary);
+    }
+    const std::size_t anyEnd = EndOfAnyText(head, end);
+    return anyEnd >= std::min(LeastOfCodePage, head.size()) ||
+           (head[anyEnd] == 0 && anyEnd >= LeastInFrontOfBinary && IsZeroFrom(head, anyEnd));
+}
+
+// Most binary data show in their first bytes that they are no text. False only if it cannot be one.
+bool MayBePlain(ByteSpan head) {
+    constexpr std::size_t looked = 32;
+    if (head.size() < looked) {
+        return true;
+    }
+    unsigned controls = 0;
+    for (std::size_t i = 0; i < looked; ++i) {
+        controls |= static_cast<unsigned>(IsControlByte(head[i]));
+    }
+    if (controls == 0) {
+        return true;
+    }
+    if (head.back() != 0) {
+        return false;
+    }
+    const std::uint8_t first = *std::ranges::find_if(head, IsControlByte);
+    return first == 0 || first == DosEnd;
+}
+
+}  // namespace
+
+bool BeginsText(ByteSpan previousTail, ByteSpan sector) {
+    const ByteSpan head = sector.first(std::min(sector.size(), HeadBytes));
+    if (head.size() > 1 && (head[0] >= Utf16BigMark[0] || head[1] == 0)) {
+        return BeginsUtf16(head) && !IsRunningUtf16(previousTail);
+    }
+    if (!MayBePlain(head) || (IsRunning(previousTail, head) && !BreaksIn(previousTail, head))) {
+        return false;
+    }
+    return IsLongEnough(head.subspan(StartsWith(head, Utf8Mark) ? Utf8Mark.size() : 0));
+}
+
+}  // namespace salvor

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+
+#include "frame/bytes/Bytes.h"
+#include "host/validate/text_bytes.h"
+
+namespace salvor {
+
+/// What is wanted of the bytes in front of a sector.
+inline constexpr std::size_t PreviousTailBytes = 64;
+
+/// What `MayBeginText` asks where the first byte leaves it open.
+bool BeginsText(ByteSpan previousTail, ByteSpan sector);
+
+/// Could a text of any kind begin with this sector, rather than go on from the one in front of it? Asked of every
+/// sector: whoever says yes has the validators of text look at it. `previousTail` are the bytes in front, up to
+/// `PreviousTailBytes`; none at the medium's start.
+inline bool MayBeginText(ByteSpan previousTail, ByteSpan sector) {
+    return !sector.empty() && !IsControlByte(sector[0]) && BeginsText(previousTail, sector);
+}
+
+}  // namespace salvor
