@@ -13,7 +13,7 @@ namespace bench {
 
 namespace {
 
-constexpr std::int32_t Eml = 34;
+constexpr std::int32_t Eml = FileTypeIndex::Eml;
 constexpr std::int32_t Msg = 35;
 
 class CountingSink : public IFoundFileSink {

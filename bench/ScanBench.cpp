@@ -45,17 +45,20 @@ struct OpenRunCase {
 using namespace std::string_view_literals;
 
 constexpr std::array OpenRunCases{
-    OpenRunCase{46, "\x89PNG\r\n\x1A\n"sv, '\xAE', "IEND\xAE\x42\x60\x83"sv},
-    OpenRunCase{73, "<!DOCTYPE NETSCAPE-Bookmark-file-1>\r\n<!-- a comment -->"sv, 'D', "</DL><p)"sv},
-    OpenRunCase{75, "\x00\x06\x00\x02\x38\x42IM"sv, 'R', "Rpt bool\x01"sv},
-    OpenRunCase{76, "\x10\x43\x61xaEbForWindows"sv, ';',
+    OpenRunCase{FileTypeIndex::Png, "\x89PNG\r\n\x1A\n"sv, '\xAE', "IEND\xAE\x42\x60\x83"sv},
+    OpenRunCase{FileTypeIndex::Bookmarks, "<!DOCTYPE NETSCAPE-Bookmark-file-1>\r\n<!-- a comment -->"sv, 'D',
+                "</DL><p)"sv},
+    OpenRunCase{FileTypeIndex::Abr, "\x00\x06\x00\x02\x38\x42IM"sv, 'R', "Rpt bool\x01"sv},
+    OpenRunCase{FileTypeIndex::Exb, "\x10\x43\x61xaEbForWindows"sv, ';',
                 "\x20\x3B\x01\x00\x00\x00\x00\xFF\xFF\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x01"sv},
     // Nothing has decided the archive's kind, so that every place may be a name.
-    OpenRunCase{67, "PK\x03\x04"sv, 'K', "xl/workbook.xm_word/document.xm_ppt/slide/"sv, "PK\5\6\0\0\0\0\0"sv},
-    OpenRunCase{69, "Rar!\x1A\x07\x00\xCF"sv, '{', "\xC4\x3D\x7B\x00\x40\x07\x01"sv},
-    OpenRunCase{89, "MIME-Version: 1.0\nContent-Type: multipart/related;boundary=\"b\""sv, '<', "</xm>\0"sv,
-                "</xml>b--"sv},
-    OpenRunCase{77, "PCFFGRA"sv, '@', "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE\x01\x40"sv},
+    OpenRunCase{FileTypeIndex::Zip, "PK\x03\x04"sv, 'K', "xl/workbook.xm_word/document.xm_ppt/slide/"sv,
+                "PK\5\6\0\0\0\0\0"sv},
+    OpenRunCase{FileTypeIndex::Rar, "Rar!\x1A\x07\x00\xCF"sv, '{', "\xC4\x3D\x7B\x00\x40\x07\x01"sv},
+    OpenRunCase{FileTypeIndex::Mht, "MIME-Version: 1.0\nContent-Type: multipart/related;boundary=\"b\""sv, '<',
+                "</xm>\0"sv, "</xml>b--"sv},
+    OpenRunCase{FileTypeIndex::Pzf, "PCFFGRA"sv, '@',
+                "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE\x01\x40"sv},
 };
 
 Bytes Repeat(std::string_view text) {

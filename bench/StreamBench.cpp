@@ -44,16 +44,19 @@ constexpr auto PackAlone = "\0\0\1\xBA\x44\0\4\0\4\1\1\x89\xC3\xFA"sv;
 
 // One long file, and media on which many candidates stand in front of the same bytes.
 constexpr std::array Cases{
-    StreamCase{"mp3/320kbit", 22, [] { return Units(Frame, 1044, Frame); }, true},
-    StreamCase{"mp3/128kbit", 22, [] { return Units(SmallFrame, 417, SmallFrame); }, true},
-    StreamCase{"mts/188", 109, [] { return Units(Packet, 188, ProgramTable); }, true},
-    StreamCase{"mts/208", 109, [] { return Units(Packet, 208, ProgramTable); }, true},
-    StreamCase{"vob/2048", 25, [] { return Units(Pack, 2048, Pack); }, true},
-    StreamCase{"hostile/mts-without-table", 109, [] { return Units(Packet, 188, Packet); }, false},
-    StreamCase{"hostile/mts-sync-bytes", 109, [] { return Units("G"sv, 1, "G"sv); }, false},
-    StreamCase{"hostile/packs-without-packets", 25, [] { return Units(PackAlone, 16, PackAlone); }, false},
-    StreamCase{"hostile/tags-without-frames", 22, [] { return Units("ID3"sv, SectorBytes, "ID3"sv); }, false},
-    StreamCase{"hostile/short-rows-of-frames", 22, [] { return Units(SmallFrame, SectorBytes, SmallFrame); }, false},
+    StreamCase{"mp3/320kbit", FileTypeIndex::Mp3, [] { return Units(Frame, 1044, Frame); }, true},
+    StreamCase{"mp3/128kbit", FileTypeIndex::Mp3, [] { return Units(SmallFrame, 417, SmallFrame); }, true},
+    StreamCase{"mts/188", FileTypeIndex::Mts, [] { return Units(Packet, 188, ProgramTable); }, true},
+    StreamCase{"mts/208", FileTypeIndex::Mts, [] { return Units(Packet, 208, ProgramTable); }, true},
+    StreamCase{"vob/2048", FileTypeIndex::Vob, [] { return Units(Pack, 2048, Pack); }, true},
+    StreamCase{"hostile/mts-without-table", FileTypeIndex::Mts, [] { return Units(Packet, 188, Packet); }, false},
+    StreamCase{"hostile/mts-sync-bytes", FileTypeIndex::Mts, [] { return Units("G"sv, 1, "G"sv); }, false},
+    StreamCase{"hostile/packs-without-packets", FileTypeIndex::Vob, [] { return Units(PackAlone, 16, PackAlone); },
+               false},
+    StreamCase{"hostile/tags-without-frames", FileTypeIndex::Mp3, [] { return Units("ID3"sv, SectorBytes, "ID3"sv); },
+               false},
+    StreamCase{"hostile/short-rows-of-frames", FileTypeIndex::Mp3,
+               [] { return Units(SmallFrame, SectorBytes, SmallFrame); }, false},
 };
 
 void ScanStream(benchmark::State& state, const StreamCase& stream) {

@@ -74,11 +74,11 @@ struct WalkCase {
 };
 
 constexpr std::array WalkCases{
-    WalkCase{"mp4/whole", 21, WholeMp4, 1},
-    WalkCase{"mp4/fragments-1M", 21, FragmentedMp4<std::size_t{1} << 20>, 1},
-    WalkCase{"mp4/fragments-64K", 21, FragmentedMp4<std::size_t{64} << 10>, 1},
-    WalkCase{"mp4/fragments-4K", 21, FragmentedMp4<std::size_t{4} << 10>, 1},
-    WalkCase{"mp4/row", 21, RowOfMp4, StreamBytes / SectorBytes},
+    WalkCase{"mp4/whole", FileTypeIndex::Mp4, WholeMp4, 1},
+    WalkCase{"mp4/fragments-1M", FileTypeIndex::Mp4, FragmentedMp4<std::size_t{1} << 20>, 1},
+    WalkCase{"mp4/fragments-64K", FileTypeIndex::Mp4, FragmentedMp4<std::size_t{64} << 10>, 1},
+    WalkCase{"mp4/fragments-4K", FileTypeIndex::Mp4, FragmentedMp4<std::size_t{4} << 10>, 1},
+    WalkCase{"mp4/row", FileTypeIndex::Mp4, RowOfMp4, StreamBytes / SectorBytes},
 };
 
 // Scans the bytes as a medium of their own, from its start to its end; each pass is a new scan.

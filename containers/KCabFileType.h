@@ -8,11 +8,7 @@
 /// Cabinet archives, whose header holds their size. Source: [MS-CAB], section 2.1.
 class KCabFileType final : public MeasuringScanner<KCabFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[70];
-    static constexpr FormatNotes Notes{.source = "[MS-CAB], section 2.1",
-                                       .found = "Cabinet archives.",
-                                       .end = "The header holds the size; exact.",
-                                       .limits = "A signature behind the declared size is not counted."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Cab];
     static constexpr auto Signature = PatternOf("MSCF");
     static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;

@@ -45,18 +45,6 @@ private:
     Budget budget_;
 };
 
-/// What all compound documents say alike.
-struct CompoundNotes {
-    static constexpr const char* Source = "[MS-CFB], Compound File Binary File Format";
-    static constexpr const char* End =
-        "Estimated from the lengths of the tables and streams, each rounded up to whole sectors. Mostly some sectors "
-        "too "
-        "long.";
-    static constexpr const char* Limits =
-        "A file with parts that no stream owns can come out too short. A file in fragments is cut by what lies "
-        "between.";
-};
-
 /// A type that reports one kind of compound file.
 template <class Self, std::int32_t Index, KCompoundFileType::Kind OwnKind>
 class CompoundDocument : public FamilyMember<Self, KCompoundFileType> {

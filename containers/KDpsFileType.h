@@ -4,10 +4,6 @@
 
 /// Kingsoft presentations, which name their streams as PowerPoint presentations do: every presentation is reported
 /// as both.
-class KDpsFileType final : public CompoundDocument<KDpsFileType, 84, KCompoundFileType::Slides> {
+class KDpsFileType final : public CompoundDocument<KDpsFileType, FileTypeIndex::Dps, KCompoundFileType::Slides> {
 public:
-    static constexpr FormatNotes Notes{.source = CompoundNotes::Source,
-                                       .found = "Every presentation that is reported as a PowerPoint document.",
-                                       .end = CompoundNotes::End,
-                                       .limits = CompoundNotes::Limits};
 };

@@ -8,10 +8,6 @@
 /// Office Open XML spreadsheets.
 class KExcel2007FileType final : public PackageFileType<KExcel2007FileType, kZipOfficeSearcher> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[7];
-    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
-                                       .found = "Spreadsheets in Office Open XML packages.",
-                                       .end = ZipNotes::WalkEnd,
-                                       .limits = ZipNotes::WalkLimits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Xlsx];
     static constexpr std::int32_t Kinds[] = {ZipKind::Excel};
 };

@@ -8,10 +8,6 @@
 /// OpenDocument formulas.
 class KOdfFileType final : public CapKeepingPackageType<KOdfFileType, KZipFileSearcher> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[93];
-    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
-                                       .found = "OpenDocument formulas.",
-                                       .end = ZipNotes::StreamEnd,
-                                       .limits = ZipNotes::StreamLimits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Odf];
     static constexpr std::int32_t Kinds[] = {ZipKind::Formula};
 };

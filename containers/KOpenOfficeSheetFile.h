@@ -8,10 +8,6 @@
 /// OpenDocument spreadsheets.
 class KOpenOfficeSheetFile final : public PackageFileType<KOpenOfficeSheetFile, KZipFileSearcher> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[10];
-    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
-                                       .found = "OpenDocument and OpenOffice.org 1 spreadsheets.",
-                                       .end = ZipNotes::StreamEnd,
-                                       .limits = ZipNotes::StreamLimits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Ods];
     static constexpr std::int32_t Kinds[] = {ZipKind::Sheet};
 };

@@ -8,10 +8,6 @@
 /// OpenDocument texts.
 class KOpenOfficeTextFile final : public PackageFileType<KOpenOfficeTextFile, KZipFileSearcher> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[9];
-    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
-                                       .found = "OpenDocument and OpenOffice.org 1 texts.",
-                                       .end = ZipNotes::StreamEnd,
-                                       .limits = ZipNotes::StreamLimits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Odt];
     static constexpr std::int32_t Kinds[] = {ZipKind::Text};
 };

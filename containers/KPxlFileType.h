@@ -8,10 +8,6 @@
 /// Pocket Excel packages.
 class KPxlFileType final : public PackageFileType<KPxlFileType, KZipFileSearcher> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[98];
-    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
-                                       .found = "Pocket Excel packages.",
-                                       .end = ZipNotes::StreamEnd,
-                                       .limits = ZipNotes::StreamLimits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Pxl];
     static constexpr std::int32_t Kinds[] = {ZipKind::PocketExcel};
 };

@@ -11,12 +11,7 @@
 /// format".
 class KRarFileType final : public RunScanner<KRarFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[69];
-    static constexpr FormatNotes Notes{
-        .source = "TechNote.txt of RAR 4, \"Archive format\"",
-        .found = "RAR archives of the versions 1.5 to 4.",
-        .end = "The end-of-archive block; exact.",
-        .limits = "An archive without that block runs to the next one. RAR 5 is not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Rar];
     /// The marker block, and the low byte of the main header's CRC.
     static constexpr auto Signature = PatternOf("Rar!\x1A\x07\0\xCF");
     static constexpr std::size_t MinSectorBytes = Signature.size() + 1;

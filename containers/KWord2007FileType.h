@@ -8,10 +8,6 @@
 /// Office Open XML word-processing documents.
 class KWord2007FileType final : public PackageFileType<KWord2007FileType, kZipOfficeSearcher> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[6];
-    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
-                                       .found = "Word-processing documents in Office Open XML packages.",
-                                       .end = ZipNotes::WalkEnd,
-                                       .limits = ZipNotes::WalkLimits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Docx];
     static constexpr std::int32_t Kinds[] = {ZipKind::Word};
 };

@@ -8,10 +8,6 @@
 /// ZIP archives in which no name tells a more special kind.
 class KZipFileType final : public CapKeepingPackageType<KZipFileType, KZipFileSearcher> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[67];
-    static constexpr FormatNotes Notes{.source = ZipNotes::Source,
-                                       .found = "Archives in which no member name tells a more special kind.",
-                                       .end = ZipNotes::StreamEnd,
-                                       .limits = ZipNotes::StreamLimits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Zip];
     static constexpr std::int32_t Kinds[] = {ZipKind::Plain};
 };

@@ -26,18 +26,6 @@ struct ZipKind {
     static constexpr std::int32_t PocketExcel = 11;
 };
 
-/// What the types say alike: those of the engine that watches the stream, and those of the engine that walks records.
-struct ZipNotes {
-    static constexpr const char* Source = "PKWARE, APPNOTE.TXT, sections 4.3.6 to 4.3.16";
-    static constexpr const char* StreamEnd =
-        "The end-of-central-directory record; exact for an archive without a comment.";
-    static constexpr const char* StreamLimits =
-        "A comment behind the record is not counted. An archive stored in another one at a sector start ends both.";
-    static constexpr const char* WalkEnd =
-        "The end-of-central-directory record, reached from record to record; exact without a comment.";
-    static constexpr const char* WalkLimits = "A package written with the sizes behind the data is not found.";
-};
-
 /// A shorter file is not reported, in bytes.
 inline constexpr std::int64_t ZipMinReportLength = 256;
 /// The engines' limit on a file, in bytes.

@@ -10,11 +10,7 @@
 /// "</DL><p>" where the text is followed by something that is not text, as at the end of the file's last cluster.
 class CFireFoxBookmarkType final : public RunScanner<CFireFoxBookmarkType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[73];
-    static constexpr FormatNotes Notes{.source = "Netscape bookmark file format",
-                                       .found = "Bookmark files of 16 KiB and more.",
-                                       .end = "The last closing tag, where no text follows it; exact.",
-                                       .limits = "Smaller files are passed over."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Bookmarks];
     /// "<!DO", in any letter case.
     static constexpr SectorFilter Filter{PatternOf("<!DO"), PatternOf("\xFF\xFF\xDF\xDF"), 0};
     static constexpr std::int64_t MinReportLength = 16384;

@@ -9,12 +9,7 @@
 /// Source: P. Wise and J. Cooke, Unofficial (Preliminary) HTML Help Specification.
 class KCHMFileType final : public WalkingScanner<KCHMFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[30];
-    static constexpr FormatNotes Notes{
-        .source = "P. Wise, J. Cooke, Unofficial (Preliminary) HTML Help Specification",
-        .found = "HTML Help of the container's versions 2 and 3, and its other uses (its, chw, chq).",
-        .end = "The size that the first section states. Exact.",
-        .limits = "A file whose directory is damaged or stored apart from its start is not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Chm];
     static constexpr auto Signature = PatternOf("ITSF");
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;

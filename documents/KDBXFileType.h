@@ -8,13 +8,7 @@
 /// Outlook Express message folders. Known by their class identifier and the length field of their header.
 class KDBXFileType final : public MeasuringScanner<KDBXFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[33];
-    static constexpr FormatNotes Notes{.source = "Known by its header only",
-                                       .found = "Outlook Express message folders.",
-                                       .end = "The header says where the last of its stores of segments ends.",
-                                       .limits =
-                                           "Files of 2 GiB and more, and the lists of folders and of messages "
-                                           "taken offline, which have other identifiers."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Dbx];
     static constexpr auto Signature = PatternOf("\xCF\xAD\x12\xFE\xC5\xFD\x74\x6F\x66\xE3\xD1\x11\x9A\x4E\x00\xC0");
     static constexpr std::size_t MinSectorBytes = 128;
     static constexpr std::int64_t MinReportLength = 256;

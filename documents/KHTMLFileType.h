@@ -18,20 +18,7 @@ constexpr bool IsFirstLetter(char16_t c) {
 /// sections 3 and 7.1; W3C, XHTML 1.0, section 3.1.
 class KHTMLFileType final : public WalkingScanner<KHTMLFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[26];
-    static constexpr FormatNotes Notes{
-        .source =
-            "WHATWG, HTML Standard, sections 13.1 and 13.2; WHATWG, MIME Sniffing Standard, sections 3 and 7.1; "
-            "W3C, XHTML 1.0, section 3.1",
-        .found =
-            "Pages of 256 bytes and more that begin with the HTML document type, the html tag or several of the "
-            "tags of a page's head, as 8-bit text or UTF-16 with a byte-order mark; XHTML with an XML declaration.",
-        .end =
-            "The html end tag with appended white space and markup, or where the text ends; exact for nearly all "
-            "pages whose last sector is filled up with zeros.",
-        .limits =
-            "Fragments without any of those tags are not found; text behind the html end tag is left out where it "
-            "reaches into a further sector."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Html];
     /// The start of a first tag, perhaps behind white space; or a byte-order mark.
     static constexpr BytePairs Filter = BytePairs()
                                             .Allow("<", IsFirstLetter)

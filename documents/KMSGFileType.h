@@ -11,16 +11,7 @@
 /// looked at, so other compound files of that order count too. Source: [MS-CFB], sections 2.2, 2.3 and 2.6.1.
 class KMSGFileType final : public RunStateFileType<KMSGFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[35];
-    static constexpr FormatNotes Notes{
-        .source = "[MS-CFB], sections 2.2, 2.3 and 2.6.1",
-        .found =
-            "Messages whose directory stands in front of their allocation table, with a table that lists itself at "
-            "its end.",
-        .end = "The sector in which the table's used part ends, with the entries that come next for its own sectors.",
-        .limits =
-            "Other compound files of this order are taken for messages; what stands behind the table is not "
-            "counted."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Msg];
 
     KMSGFileType();
     /// The cap stays as it is.

@@ -11,16 +11,7 @@
 /// the structure of data files.
 class KMdfFileType final : public WalkingScanner<KMdfFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[72];
-    static constexpr FormatNotes Notes{
-        .source =
-            "OrcaMDF; sqlsimplified, File Header Page; P. Randal, file header pages and torn pages; B. Siron, "
-            "structure of data files",
-        .found = "Primary and secondary data files of SQL Server, with and without page checksums.",
-        .end =
-            "The size in the file header, grown by the file's own step as far as extents are in use. Exact as a rule.",
-        .limits =
-            "Where the file header is damaged, free extents at the end are not counted. Log files are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mdf];
     /// A page's header begins with its version, 1, and its type.
     static constexpr auto Signature = PatternOf("\x01\x0F\0\0");
     static constexpr std::int64_t MinReportLength = 196608;

@@ -10,16 +10,7 @@
 /// Web pages saved with their pictures as one message of several parts. Sources: RFC 2557; RFC 2046, section 5.1.
 class KMhtFileType final : public RunScanner<KMhtFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[89];
-    static constexpr FormatNotes Notes{
-        .source = "RFC 2557; RFC 2046, section 5.1",
-        .found = "Web archives that begin with their version, kind and boundary, in any order.",
-        .end =
-            "The closing boundary behind the \"</xml>\" of the list of parts, which ends before the file's last line "
-            "break.",
-        .limits =
-            "Archives that begin with other lines. Those whose last part is no such list, or whose closing boundary "
-            "is not in one sector with the list's end, run to the next archive."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mht];
     static constexpr std::int64_t MinReportLength = 256;
     /// The kind may stand in the sector's first bytes, wherever that is.
     struct KindFilter {

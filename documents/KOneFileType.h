@@ -9,14 +9,7 @@
 /// Sources: Microsoft, [MS-ONESTORE] 2.3.1 and 2.8.1, [MS-FSSHTTPB] 2.2.1.5.
 class KOneFileType final : public WalkingScanner<KOneFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[96];
-    static constexpr FormatNotes Notes{
-        .source = "Microsoft, [MS-ONESTORE] and [MS-FSSHTTPB]",
-        .found = "Sections of OneNote 2007 and later, as the desktop programs and as the online service store them.",
-        .end =
-            "The expected length in a desktop file's header; exact. The end mark of the service's package; exact but "
-            "for the zeros that the service may put behind it.",
-        .limits = "Tables of contents (onetoc2) are not reported; a package (onepkg) is a cabinet file."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::One];
     /// A header without anything behind it.
     static constexpr auto Signature = PatternOf("\xE4\x52\x5C\x7B\x8C\xD8\xA7\x4D\xAE\xB1\x53\x78\xD0\x29\x96\xD3");
     static constexpr std::int64_t MinReportLength = 1024;

@@ -12,16 +12,7 @@
 /// Language (XML) 1.0, sections 2 and 3.
 class KXMLFileType final : public WalkingScanner<KXMLFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[27];
-    static constexpr FormatNotes Notes{
-        .source = "W3C, Extensible Markup Language (XML) 1.0, sections 2 and 3",
-        .found =
-            "Documents of 256 bytes and more with an XML declaration, as 8-bit text or UTF-16 with a byte-order "
-            "mark, whatever they describe: SVG, RSS, GPX, property lists and so on. Web pages are HTML files.",
-        .end =
-            "The end tag of the root element and the white space, comments and instructions behind it; exact. A "
-            "damaged document ends with the last whole tag.",
-        .limits = "Documents without an XML declaration are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Xml];
     /// "<?", or a byte-order mark.
     static constexpr BytePairs Filter =
         BytePairs().Allow("<", '?').Allow("\xEF", 0xBB).Allow("\xFE", 0xFF).Allow("\xFF", 0xFE);

@@ -24,7 +24,10 @@ constexpr std::array<std::int32_t, 3> SectorSizes{512, 1024, 4096};
 constexpr std::array<std::int64_t, 4> Allowances{std::int64_t{1} << 24, 5000, 20000, 0};
 constexpr std::int64_t LargestMeasure = std::int64_t{1} << 36;
 // Dcr, nef, orf, pef, raf, rdc, srf, tif, x3f, dng and arw.
-const std::vector<std::int32_t> OpenTypes{52, 54, 55, 56, 57, 58, 59, 60, 61, 81, 106};
+const std::vector<std::int32_t> OpenTypes{FileTypeIndex::Dcr, FileTypeIndex::Nef,  FileTypeIndex::Orf,
+                                          FileTypeIndex::Pef, FileTypeIndex::Raf,  FileTypeIndex::Rdc,
+                                          FileTypeIndex::Srf, FileTypeIndex::Tiff, FileTypeIndex::X3f,
+                                          FileTypeIndex::Dng, FileTypeIndex::Arw};
 
 class InputDevice : public salvor::RawDevice {
 public:

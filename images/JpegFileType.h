@@ -8,13 +8,6 @@
 #include "frame/scan/RememberingScanner.h"
 #include "images/JpegEnd.h"
 
-/// What both JPEG types say alike.
-struct JpegNotes {
-    static constexpr const char* End =
-        "The first end-of-image marker behind the scan's header; exact for a single image.";
-    static constexpr const char* Limits = "What follows the image's end, as in multi-picture files, is not counted.";
-};
-
 /// What the two JPEG types share: everything but the identifier of the first segment. A file is measured by walking its
 /// marker segments and searching for the end-of-image marker. Source: ITU-T T.81, annex B.
 template <class Self>

@@ -9,11 +9,7 @@
 /// (unofficial).
 class KCAMFileType final : public WalkingScanner<KCAMFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[63];
-    static constexpr FormatNotes Notes{.source = "QV-10 CAM Format, 1996 (unofficial)",
-                                       .found = "Pictures of the QV-10, the QV-100 and later models.",
-                                       .end = "The sum of the areas that the header lists; exact.",
-                                       .limits = "Copies with a MacBinary header in front are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Cam];
     static constexpr auto Signature = PatternOf("\x07\x20MM");
     /// The header and the first descriptor.
     static constexpr std::size_t MinSectorBytes = 22;

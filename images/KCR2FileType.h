@@ -9,15 +9,7 @@
 /// the raw picture. Source: Adobe, TIFF Revision 6.0; L. Clévy, Inside the Canon RAW format version 2.
 class KCR2FileType final : public WalkingScanner<KCR2FileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[50];
-    static constexpr FormatNotes Notes{
-        .source = "Adobe, TIFF Revision 6.0; L. Clévy, Inside the Canon RAW format version 2",
-        .found = "Raw pictures of 1 MiB and more, in both byte orders.",
-        .end =
-            "The furthest end of the pictures that the first four directories name, of the directories, those for "
-            "EXIF data among them, and of their values; and the block that Canon's programs append behind it; "
-            "exact.",
-        .limits = "Where the raw picture's directory is damaged, the file ends with the preview."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Cr2];
     /// A mark behind the TIFF header, with the major version.
     static constexpr std::size_t MarkOffset = 8;
     static constexpr auto Mark = PatternOf("CR\2");

@@ -10,12 +10,7 @@
 /// Source: Canon, CIFF Specification on Image Data File, version 1.0.
 class KCRWFileType final : public RememberingScanner<KCRWFileType, Budget> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[49];
-    static constexpr FormatNotes Notes{
-        .source = "Canon, CIFF Specification on Image Data File, version 1.0",
-        .found = "Raw pictures; not the container's other flavour for JPEG.",
-        .end = "The root directory, which is searched for, and the block that programs may append behind it; exact.",
-        .limits = "Pictures of more than 32 MiB are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Crw];
     /// Byte order, the heap's start, and the type of the container.
     static constexpr auto Signature = PatternOf("II\x1A\0\0\0HEAPCCDR");
     static constexpr std::size_t MinSectorBytes = 17;

@@ -9,11 +9,7 @@
 /// Windows cursors of any number of sizes: as far as the last image reaches. Source: Microsoft, Icons in Win32.
 class KCurFileType final : public WalkingScanner<KCurFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[64];
-    static constexpr FormatNotes Notes{.source = "Microsoft, Icons in Win32",
-                                       .found = "Cursor files of up to 128 images, bitmaps or PNG.",
-                                       .end = IconDirectory::EndNote,
-                                       .limits = IconDirectory::LimitsNote};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Cur];
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("\0\0\2\0"));
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;

@@ -10,18 +10,7 @@
 /// Reference, releases 12 to 2018.
 class KDxfFileType final : public WalkingScanner<KDxfFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[82];
-    static constexpr FormatNotes Notes{
-        .source = "Autodesk, DXF Reference, releases 12 to 2018",
-        .found =
-            "Text with or without a byte order mark, comments in front included, and the binary form of release 10 "
-            "and later.",
-        .end =
-            "The pair 0, EOF; exact. A text drawing that breaks off behind its ENTITIES ends with its last whole "
-            "line.",
-        .limits =
-            "Files without sections, as before release 1.4, are not found. Text behind the last pair is left "
-            "out."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Dxf];
     /// A line with a code, "AutoCAD Binary DXF", or a byte-order mark.
     static constexpr BytePairs Filter =
         BytePairs().Allow(" \t09", [](std::uint8_t byte) { return byte < 0x80; }).Allow("A", 'u').Allow("\xEF", 0xBB);

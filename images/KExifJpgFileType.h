@@ -8,12 +8,7 @@
 /// section 4.5.
 class KExifJpgFileType final : public JpegFileType<KExifJpgFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[41];
-    static constexpr FormatNotes Notes{
-        .source = "ITU-T T.81, annex B; CIPA DC-008 (Exif), section 4.5",
-        .found = "Images whose first segment is an Exif segment, baseline and progressive.",
-        .end = JpegNotes::End,
-        .limits = JpegNotes::Limits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::JpegCamera];
 
     std::int32_t IsHeaderSector(const std::uint8_t* sector, std::int32_t length, std::int32_t* unused) override;
 };

@@ -9,12 +9,7 @@
 /// 87a and 89a.
 class KGIFFileType final : public WalkingScanner<KGIFFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[43];
-    static constexpr FormatNotes Notes{
-        .source = "CompuServe, Graphics Interchange Format, versions 87a and 89a",
-        .found = "GIF pictures and animations of both versions, with at least one image.",
-        .end = "The trailer behind the last block; exact. A damaged file ends with its last whole image.",
-        .limits = "Bytes that a writer puts behind the trailer are left out."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Gif];
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("GIF8"));
     static constexpr std::int64_t MinReportLength = 256;
     /// Long animations are larger than the cap; their end is known all the same.

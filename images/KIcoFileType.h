@@ -9,11 +9,7 @@
 /// Windows icons of any number of sizes: as far as the last image reaches. Source: Microsoft, Icons in Win32.
 class KIcoFileType final : public WalkingScanner<KIcoFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[65];
-    static constexpr FormatNotes Notes{.source = "Microsoft, Icons in Win32",
-                                       .found = "Icon files of up to 128 images, bitmaps or PNG.",
-                                       .end = IconDirectory::EndNote,
-                                       .limits = IconDirectory::LimitsNote};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Ico];
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("\0\0\1\0"));
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;

@@ -9,11 +9,7 @@
 /// Source: Autodesk, Maya IFF reference.
 class KMbFileType final : public WalkingScanner<KMbFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[88];
-    static constexpr FormatNotes Notes{.source = "Autodesk, Maya IFF reference",
-                                       .found = "Binary scenes with 32-bit and with 64-bit lengths.",
-                                       .end = "The length of the outermost group; exact.",
-                                       .limits = ""};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mb];
     /// "FOR4" or "FOR8".
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("FOR"));
     static constexpr std::int64_t MinReportLength = 256;

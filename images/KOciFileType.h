@@ -8,14 +8,7 @@
 /// openCanvas pictures: a row of chunks, the first of which is OPIM. No document describes the format.
 class KOciFileType final : public WalkingScanner<KOciFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[92];
-    static constexpr FormatNotes Notes{
-        .source = "None is published: the chunks as they stand in the files",
-        .found = "Pictures with layers; not the event files of the same program.",
-        .end =
-            "The last of the chunks that follow one another from the start; exact unless old data behind the file "
-            "look like another chunk.",
-        .limits = ""};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Oci];
     static constexpr auto Signature = PatternOf("OPIM\x30\0\0\0");
     static constexpr std::int64_t MinReportLength = 256;
     /// Large canvases pass the cap.

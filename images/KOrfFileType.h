@@ -10,12 +10,7 @@
 /// directory names.
 class KOrfFileType final : public MeasuringScanner<KOrfFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[55];
-    static constexpr FormatNotes Notes{
-        .source = "Adobe, TIFF Revision 6.0; CIPA DC-008 (Exif), tags of the thumbnail",
-        .found = "Little-endian raws of Olympus cameras with the maker's name in the first 8192 bytes.",
-        .end = "The end of the JPEG that the first directory names: that of the file only where the JPEG comes last.",
-        .limits = "A file whose first directory names no JPEG gets the size of the one before it, or 0."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Orf];
     /// "IIRO" or "IIRS".
     static constexpr auto Signature = PatternOf("IIR");
     static constexpr std::size_t MinSectorBytes = 16;

@@ -9,14 +9,7 @@
 /// Specification, "Photoshop File Format".
 class KPSDFileType final : public WalkingScanner<KPSDFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[37];
-    static constexpr FormatNotes Notes{
-        .source = "Adobe Photoshop File Formats Specification, \"Photoshop File Format\"",
-        .found = "PSD and the large document format PSB.",
-        .end = "The sections' lengths and the row lengths of the merged picture; exact.",
-        .limits =
-            "A merged picture in ZIP compression, which Photoshop does not write, is not found. What other "
-            "programs append is left out."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Psd];
     static constexpr auto Signature = PatternOf("8BPS");
     /// The header and the length of the colour mode data.
     static constexpr std::size_t MinSectorBytes = 30;

@@ -8,12 +8,7 @@
 /// Paint Shop Pro pictures: a row of blocks. Source: Jasc Software, Paint Shop Pro File Format Documentation.
 class KPSPFileType final : public WalkingScanner<KPSPFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[39];
-    static constexpr FormatNotes Notes{
-        .source = "Jasc Software, Paint Shop Pro File Format Documentation, versions 3 to 8",
-        .found = "Pictures of version 3 and later; also tubes, frames and shapes, which are kept the same way.",
-        .end = "The last block of the row that begins behind the header; exact.",
-        .limits = ""};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Psp];
     static constexpr auto Signature = PatternOf("Paint Shop Pro Image File\n\x1A\0\0\0\0\0");
     /// The header and that of the first block.
     static constexpr std::size_t MinSectorBytes = 46;

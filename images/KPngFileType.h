@@ -10,14 +10,7 @@
 /// read. Source: W3C, Portable Network Graphics (PNG) Specification, sections 5.2 and 11.2.5.
 class KPngFileType final : public RunScanner<KPngFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[46];
-    static constexpr FormatNotes Notes{
-        .source = "W3C, Portable Network Graphics (PNG) Specification, sections 5.2 and 11.2.5",
-        .found = "PNG and animated PNG images.",
-        .end = "The IEND chunk with its checksum; exact.",
-        .limits =
-            "An end that straddles two sectors, or falls on the last byte of one, is missed: the file then runs to the "
-            "next end."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Png];
     static constexpr auto Signature = PatternOf("\x89PNG\r\n\x1A\n");
     static constexpr std::size_t MinSectorBytes = Signature.size() + 1;
     static constexpr std::int64_t MinReportLength = 256;

@@ -3,11 +3,7 @@
 #include "images/StartOnlyFileType.h"
 
 /// Fujifilm raws.
-class KRAFFileType final : public StartOnlyFileType<KRAFFileType, 57> {
+class KRAFFileType final : public StartOnlyFileType<KRAFFileType, FileTypeIndex::Raf> {
 public:
-    static constexpr FormatNotes Notes{.source = StartOnlyNotes::Source,
-                                       .found = "Raws of all Fujifilm cameras.",
-                                       .end = StartOnlyNotes::End,
-                                       .limits = ""};
     static constexpr auto Mark = PatternOf("FUJIFILM");
 };

@@ -41,17 +41,6 @@ private:
     TiffFields fields_;
 };
 
-/// What TIFF-based raws say alike.
-struct TiffRawNotes {
-    static constexpr const char* Source = "Adobe, TIFF Revision 6.0";
-    static constexpr const char* End = "Not known: reported with size 0.";
-    static constexpr const char* Limits =
-        "Any TIFF file with this text in front is taken for one. The first directory must lie within 20 MiB and have "
-        "at most 128 entries.";
-    static constexpr const char* DirectoryLimits =
-        "The first directory must lie within 20 MiB and have at most 128 entries.";
-};
-
 /// A type that reports one kind of TIFF file. Its size cap is its own and limits nothing.
 template <class Self, std::int32_t Index, KTIFileType::Kind OwnKind>
 class TiffKind : public FamilyMember<Self, KTIFileType, RunStateFileType<Self>> {

@@ -9,14 +9,7 @@
 /// Sources: [MS-WMF]; Placeable Metafiles.
 class KWmfFileType final : public WalkingScanner<KWmfFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[44];
-    static constexpr FormatNotes Notes{
-        .source = "[MS-WMF], Windows Metafile Format",
-        .found = "Windows metafiles, placeable and plain.",
-        .end =
-            "The end record, and a padding word behind it that the header counts; exact. Where a record in the second "
-            "half is damaged, the size in the header.",
-        .limits = "A file with a damaged record in its first half is not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Wmf];
     /// The placeable header's key, or a standard header's type, 1 or 2, and length in words.
     static constexpr AnySectorFilter Filter{
         SectorFilterOf(PatternOf("\xD7\xCD\xC6\x9A")),

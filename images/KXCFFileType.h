@@ -9,14 +9,7 @@
 /// developer documentation, XCF file format.
 class KXCFFileType final : public WalkingScanner<KXCFFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[62];
-    static constexpr FormatNotes Notes{
-        .source = "GIMP developer documentation, XCF file format; the writer of GIMP 3",
-        .found = "Versions 0 to 99 of the format.",
-        .end = "The last part of the last layer, channel or path; exact.",
-        .limits =
-            "Where tiles in zlib compression come last, as in pictures of up to 64 x 64 pixels, the size is that "
-            "of the tile before compression. Files compressed as a whole are not found, nor are CinePaint's."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Xcf];
     static constexpr auto Signature = PatternOf("gimp xcf ");
     static constexpr std::size_t MinSectorBytes = 30;
     static constexpr std::int64_t MinReportLength = 256;

@@ -30,8 +30,3 @@ public:
 private:
     static constexpr std::int64_t NotReported = -1;
 };
-
-struct StartOnlyNotes {
-    static constexpr const char* Source = "Known by its mark only";
-    static constexpr const char* End = "Not known: reported with size 0.";
-};

@@ -14,16 +14,6 @@ std::optional<std::int64_t> FileSize(ByteSpan sector, const BytePattern& docType
 
 }  // namespace ebml
 
-/// What the EBML types say alike.
-struct EbmlNotes {
-    static constexpr const char* Source =
-        "RFC 8794, section 11.2 (the header), and RFC 9559, section 5.1 (the Segment)";
-    static constexpr const char* End = "The Segment's size, where it is written in 8 bytes; exact.";
-    static constexpr const char* Limits =
-        "Files below 4 KiB, those whose Segment begins behind their first sector and those that write its size in "
-        "fewer bytes are not found. A live stream, whose size is unknown, gets the largest size.";
-};
-
 /// What the EBML types share: everything but `Self::DocType`, the mark of the document type.
 template <class Self>
 class EbmlFileType : public MeasuringScanner<Self> {

@@ -3,18 +3,13 @@
 #include <cstdint>
 
 #include "media/BoxFileScanner.h"
-#include "media/BoxNotes.h"
 #include "media/Mp4Boxes.h"
 #include "media/TagLists.h"
 
 /// Films of mobile phones. Source: 3GPP TS 26.244, section 5.
 class K3GPFileType final : public BoxFileScanner<K3GPFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[18];
-    static constexpr FormatNotes Notes{.source = BoxNotes.source,
-                                       .found = "Films whose major brand is one of the 3GP family.",
-                                       .end = BoxNotes.end,
-                                       .limits = BoxNotes.limits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::ThreeGp];
     static constexpr bool CountsLastBoxWhole = false;
 
     static bool IsBrand(const std::uint8_t* brand) { return ContainsBrand(ThreeGpBrands, brand); }

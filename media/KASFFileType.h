@@ -39,11 +39,3 @@ private:
 
     std::int64_t maxSize_ = DefaultMaxSize;
 };
-
-/// What the ASF types say alike.
-struct AsfNotes {
-    static constexpr const char* Source = "Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3";
-    static constexpr const char* End = "The header says how long the file is; exact.";
-    static constexpr const char* Limits =
-        "Live recordings, whose header gives no length, and files of 2 GiB or more are not found.";
-};

@@ -8,14 +8,7 @@
 /// AIFF audio whose first chunk describes it. Source: Audio Interchange File Format 1.3.
 class KAifFileType final : public RiffScanner<KAifFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[78];
-    static constexpr FormatNotes Notes{
-        .source = "Audio Interchange File Format 1.3, \"The Form Chunk\"",
-        .found = "AIFF audio that begins with its common chunk.",
-        .end = "The header holds the size of what follows it; the size is reported without the 8 bytes in front.",
-        .limits =
-            "Compressed audio, which has another form type, is not found, nor is a file whose first chunk is "
-            "another one."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Aif];
     static constexpr Pattern<4> Signature = PatternOf("FORM");
     static constexpr auto FormType = PatternOf("AIFFCOMM");
 

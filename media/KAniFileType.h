@@ -8,12 +8,7 @@
 /// Animated cursors. Source: Multimedia Data Standards Update 1994, "Animated Cursors".
 class KAniFileType final : public RiffScanner<KAniFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[79];
-    static constexpr FormatNotes Notes{
-        .source = "Multimedia Data Standards Update 1994, \"Animated Cursors\"",
-        .found = "Animated cursors that begin with their header chunk.",
-        .end = "The header holds the size of what follows it; the size is reported without the 8 bytes in front.",
-        .limits = "A file whose first chunk is another one, such as its title, is not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Ani];
     static constexpr Pattern<4> Signature = RiffSignature;
     static constexpr auto FormType = PatternOf("ACONanih");
 

@@ -11,14 +11,7 @@
 /// "RIFF AVIX".
 class KAviFileType final : public RememberingScanner<KAviFileType, ChainWalk, RiffScanner<KAviFileType>> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[24];
-    static constexpr FormatNotes Notes{
-        .source =
-            "Multimedia Programming Interface and Data Specifications 1.0, \"AVI RIFF Files\"; OpenDML AVI File "
-            "Format Extensions 1.02, \"RIFF AVIX\"",
-        .found = "AVI films that begin with their header list.",
-        .end = "The header holds the size; the extension chunks that follow are added. Exact.",
-        .limits = "A first chunk of more than 1 GiB counts as 1 GiB, without extensions."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Avi];
     static constexpr Pattern<4> Signature = RiffSignature;
     static constexpr auto FormType = PatternOf("AVI LIST");
 

@@ -10,13 +10,7 @@
 /// File Format Specification 10.1, annex E.
 class KFlvFileType final : public RunStateFileType<KFlvFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[108];
-    static constexpr FormatNotes Notes{
-        .source = "Adobe Flash Video File Format Specification 10.1, annex E",
-        .found = "Flash video that begins with script data in which there is a filesize.",
-        .end = "The filesize as it stands there, neither capped nor checked; exact unless the file was changed later.",
-        .limits =
-            "Video without script data, or whose script data have no filesize, as from a live stream, is not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Flv];
 
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;

@@ -9,14 +9,7 @@
 /// Source: ISO/IEC 14496-12, section 4.2.
 class KM4AFileType final : public FileTypeBase<KM4AFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[19];
-    static constexpr FormatNotes Notes{
-        .source = "ISO/IEC 14496-12, section 4.2",
-        .found = "MPEG-4 audio of the brand M4A.",
-        .end = "The first four boxes; exact for files that have no more and no box of 4 GiB.",
-        .limits =
-            "Boxes behind the fourth are left out. A box of 4 GiB and more counts with the lower half of its "
-            "size. A file that ends within 512 bytes bears the size of the find before it in the block."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::M4a];
 
     KM4AFileType() { KM4AFileType::Reset(); }
 

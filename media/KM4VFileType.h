@@ -4,17 +4,12 @@
 #include <cstring>
 
 #include "media/BoxFileScanner.h"
-#include "media/BoxNotes.h"
 
 /// MPEG-4 videos of the brand M4V, whose atoms are those of a QuickTime movie. Source: QuickTime File Format
 /// Specification, "Atoms".
 class KM4VFileType final : public BoxFileScanner<KM4VFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[20];
-    static constexpr FormatNotes Notes{.source = AtomNotes.source,
-                                       .found = "MPEG-4 videos of the brand M4V.",
-                                       .end = AtomNotes.end,
-                                       .limits = AtomNotes.limits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::M4v];
     static constexpr bool CountsLastBoxWhole = true;
 
     static bool IsBrand(const std::uint8_t* brand) { return std::memcmp(brand, "M4V ", 4) == 0; }

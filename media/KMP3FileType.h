@@ -12,15 +12,7 @@
 /// and to an ID3v1 tag near that. Source: ISO/IEC 11172-3, section 2.4; ID3 tag version 2.4.0, section 3.1; ID3v1.
 class KMP3FileType final : public MeasuringScanner<KMP3FileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[22];
-    static constexpr FormatNotes Notes{
-        .source = "ISO/IEC 11172-3, section 2.4; ID3 tag version 2.4.0, section 3.1; ID3v1",
-        .found = "MPEG-1 Layer III audio of at least 10 frames, with or without an ID3 tag of version 2.",
-        .end = "The last frame in a row, or an ID3v1 tag within 64 KiB behind it; exact.",
-        .limits =
-            "MPEG-2 and 2.5 audio is not found, nor a file whose ID3v2 tag, as with a picture, is larger than 64 "
-            "KiB. Files are cut at 64 MiB or 30000 frames. An ID3v1 tag of the next file is taken for that of a "
-            "file which has none and ends within 64 KiB in front of it."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mp3];
     static constexpr auto Id3v2Tag = PatternOf("ID3");
     /// The tag, or a frame's sync word with its version and layer.
     static constexpr AnySectorFilter Filter{SectorFilterOf(Id3v2Tag),

@@ -4,21 +4,13 @@
 #include <cstring>
 
 #include "media/BoxFileScanner.h"
-#include "media/BoxNotes.h"
 #include "media/Mp4Boxes.h"
 #include "media/TagLists.h"
 
 /// MPEG-4 videos: every file with a file type box that no other type owns. Source: ISO/IEC 14496-12, section 4.3.
 class KMP4FileType final : public BoxFileScanner<KMP4FileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[21];
-    static constexpr FormatNotes Notes{
-        .source = BoxNotes.source,
-        .found =
-            "MPEG-4 videos and all other files with a file type box, fragmented ones among them, unless their "
-            "major brand is that of another type.",
-        .end = BoxNotes.end,
-        .limits = BoxNotes.limits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mp4];
     static constexpr bool CountsLastBoxWhole = false;
 
     static bool IsBrand(const std::uint8_t* brand) {

@@ -9,12 +9,7 @@
 /// Standard MIDI files: a header chunk, then as many track chunks as it says. Source: RP-001, Standard MIDI Files 1.0.
 class KMidFileType final : public RememberingScanner<KMidFileType, ChunkWalk> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[90];
-    static constexpr FormatNotes Notes{
-        .source = "RP-001, Standard MIDI Files 1.0",
-        .found = "MIDI files of formats 0 to 2.",
-        .end = "Behind as many track chunks as the header counts; exact.",
-        .limits = "Ends in front of the first chunk that is no track. Files below 512 bytes are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mid];
     /// The header chunk always has 6 bytes.
     static constexpr auto Signature = PatternOf("MThd\0\0\0\x06");
     static constexpr std::size_t MinSectorBytes = 9;

@@ -5,11 +5,7 @@
 /// Matroska files. Source: RFC 9559.
 class KMkvFileType final : public EbmlFileType<KMkvFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[110];
-    static constexpr FormatNotes Notes{.source = EbmlNotes::Source,
-                                       .found = "Matroska video and audio.",
-                                       .end = EbmlNotes::End,
-                                       .limits = EbmlNotes::Limits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mkv];
     // The last byte of the element's identifier, its size, its text.
     static constexpr auto DocType = PatternOf("\x82\x88matroska");
 };

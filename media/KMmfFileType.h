@@ -8,12 +8,7 @@
 /// Yamaha's ringtones, whose outermost chunk is the whole file. Source: SMAF specification, file chunk.
 class KMmfFileType final : public MeasuringScanner<KMmfFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[91];
-    static constexpr FormatNotes Notes{
-        .source = "SMAF specification, file chunk and contents info chunk",
-        .found = "SMAF ringtones (MMD0 and later) that begin with the contents info chunk.",
-        .end = "The size of the outermost chunk; exact.",
-        .limits = "Sizes of 2 GiB and more are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mmf];
     static constexpr auto Signature = PatternOf("MMMD");
     static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;

@@ -4,16 +4,11 @@
 #include <cstring>
 
 #include "media/BoxFileScanner.h"
-#include "media/BoxNotes.h"
 
 /// QuickTime movies that begin with a file type atom. Source: QuickTime File Format Specification, "Atoms".
 class KMovFileType final : public BoxFileScanner<KMovFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[17];
-    static constexpr FormatNotes Notes{.source = AtomNotes.source,
-                                       .found = "QuickTime movies of the brands qt and mqt.",
-                                       .end = AtomNotes.end,
-                                       .limits = AtomNotes.limits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mov];
     static constexpr bool CountsLastBoxWhole = true;
 
     static bool IsBrand(const std::uint8_t* brand) {

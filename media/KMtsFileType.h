@@ -11,16 +11,7 @@
 /// packet by packet to the first place without a sync byte. Source: ISO/IEC 13818-1, section 2.4.3.
 class KMtsFileType final : public RememberingScanner<KMtsFileType, PacketGrids> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[109];
-    static constexpr FormatNotes Notes{
-        .source = "ISO/IEC 13818-1, section 2.4.3",
-        .found =
-            "Transport streams of packets of 188 bytes and their variants with 192, 204 or 208 bytes; at least "
-            "18800 bytes with a program association table.",
-        .end = "The last packet in a row; exact. With time stamps in front of the packets, 4 bytes more.",
-        .limits =
-            "Streams are cut at 2 GiB. A stream behind another one whose last packet ends at a sector's end is "
-            "taken for its continuation."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mts];
     static constexpr std::uint8_t SyncByte = 0x47;
     /// A packet, or one behind its time stamp of 4 bytes.
     static constexpr AnySectorFilter Filter{SectorFilterOf(Pattern<1>{SyncByte}),

@@ -11,14 +11,7 @@
 /// headers.
 class KRmFileType final : public RememberingScanner<KRmFileType, ChunkWalk> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[112];
-    static constexpr FormatNotes Notes{
-        .source = "RealMedia File Format, section 2",
-        .found = "RealMedia files with a file header of 18 bytes.",
-        .end = "Behind the last chunk, where a data chunk counts 10 bytes less than its size says.",
-        .limits =
-            "A file with several data chunks, or with an index behind the data, is mostly not found, since its chain "
-            "is lost behind the data. Nothing is looked for inside a reported file."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Rm];
     static constexpr auto Signature = PatternOf(".RMF\0\0\0\x12");
     static constexpr std::size_t MinSectorBytes = 512;
     static constexpr std::int64_t MinReportLength = 256;

@@ -8,12 +8,7 @@
 /// Sun and NeXT sound files. Source: the header file of the format, audio_filehdr.h.
 class KSndFileType final : public MeasuringScanner<KSndFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[107];
-    static constexpr FormatNotes Notes{
-        .source = "The .snd audio file header of Sun and NeXT",
-        .found = "AU sounds of every encoding, with a header below 1,000 bytes.",
-        .end = "The sum of the header's and the sound's size; exact.",
-        .limits = "A sound that was written without its size, as to a pipe, is not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Au];
     static constexpr auto Signature = PatternOf(".snd");
     static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;

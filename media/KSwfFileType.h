@@ -8,13 +8,7 @@
 /// Flash movies. Source: SWF File Format Specification 19, chapter 2.
 class KSwfFileType final : public MeasuringScanner<KSwfFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[47];
-    static constexpr FormatNotes Notes{.source = "SWF File Format Specification 19, chapter 2",
-                                       .found = "Flash movies of versions 1 to 9 and 16 to 25, plain and deflated.",
-                                       .end = "The header's size; exact for plain movies.",
-                                       .limits =
-                                           "A deflated movie is reported with its size when inflated, which is more "
-                                           "than it occupies. Movies packed with LZMA are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Swf];
     static constexpr auto Plain = PatternOf("FWS");
     static constexpr auto Compressed = PatternOf("CWS");
     static constexpr SectorFilter Filter = SectorFilterOf(Plain).Common(SectorFilterOf(Compressed));

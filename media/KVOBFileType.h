@@ -11,14 +11,7 @@
 /// where neither begins. Source: ISO/IEC 13818-1, section 2.5.3.
 class KVOBFileType final : public RememberingScanner<KVOBFileType, PackChains> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[25];
-    static constexpr FormatNotes Notes{
-        .source = "ISO/IEC 13818-1, section 2.5.3",
-        .found = "MPEG-2 program streams with at least 10 packets.",
-        .end = "The last packet or pack header in a row; an end code behind it is not counted.",
-        .limits =
-            "Streams of MPEG-1 are not found. A stream of nearly 4 GiB or more is cut there; what follows is found "
-            "as a file of its own."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Vob];
     static constexpr auto Signature = PatternOf("\x00\x00\x01\xBA");
     static constexpr std::int64_t MinReportLength = 1024;
 

@@ -8,11 +8,7 @@
 /// Vegas projects, whose outermost chunk is the whole file. Source: Sony Wave64 format, the riff chunk.
 class KVegFileType final : public MeasuringScanner<KVegFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[104];
-    static constexpr FormatNotes Notes{.source = "Sony Wave64 format, the riff chunk",
-                                       .found = "Vegas projects.",
-                                       .end = "The size of the outermost chunk; exact.",
-                                       .limits = "Sizes of 2 GiB and more are not found."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Veg];
     /// The first half of the identifier of the riff chunk.
     static constexpr auto Signature = PatternOf("riff\x2E\x91\xCF\x11");
     static constexpr std::size_t MinSectorBytes = 33;

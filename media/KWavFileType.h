@@ -9,12 +9,7 @@
 /// 1.0, "Waveform Audio File Format".
 class KWavFileType final : public RiffScanner<KWavFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[23];
-    static constexpr FormatNotes Notes{
-        .source = "Multimedia Programming Interface and Data Specifications 1.0, \"Waveform Audio File Format\"",
-        .found = "Waveform audio that begins with its format chunk.",
-        .end = "The header holds the size of what follows it; the size is reported without the 8 bytes in front.",
-        .limits = "A file whose first chunk is another one is not found, nor is one of 2 GiB or more."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Wav];
     static constexpr Pattern<4> Signature = RiffSignature;
     static constexpr auto FormType = PatternOf("WAVEfmt ");
 

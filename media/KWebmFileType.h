@@ -5,11 +5,7 @@
 /// WebM files. Source: the WebM container guidelines.
 class KWebmFileType final : public EbmlFileType<KWebmFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[111];
-    static constexpr FormatNotes Notes{.source = EbmlNotes::Source,
-                                       .found = "WebM video and audio.",
-                                       .end = EbmlNotes::End,
-                                       .limits = EbmlNotes::Limits};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Webm];
     // The last byte of the element's identifier, its size, its text.
     static constexpr auto DocType = PatternOf("\x82\x84webm");
 };

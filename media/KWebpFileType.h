@@ -7,11 +7,7 @@
 /// WebP pictures. Source: WebP Container Specification, "WebP File Header".
 class KWebpFileType final : public RunStateFileType<KWebpFileType> {
 public:
-    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[66];
-    static constexpr FormatNotes Notes{.source = "WebP Container Specification, \"WebP File Header\"",
-                                       .found = "WebP pictures, still and animated, lossy and lossless.",
-                                       .end = "The header holds the size; exact.",
-                                       .limits = "The size of a file of 2 GiB or more comes out negative."};
+    static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Webp];
 
     static constexpr auto Signature = RiffSignature;
     static constexpr std::size_t MinSectorBytes = 512;

@@ -120,8 +120,8 @@
 namespace {
 
 struct Row {
+    std::int32_t index;
     IRawFileType* (*create)();
-    const FormatNotes* notes;
 };
 
 template <class Type>
@@ -132,7 +132,7 @@ IRawFileType* Create() {
 template <std::int32_t Index, class Type>
 constexpr Row TypeRow() {
     static_assert(&Type::Identity == &FileTypeCatalog[Index], "the class stands at another index");
-    return {Create<Type>, &Type::Notes};
+    return {Index, Create<Type>};
 }
 
 constexpr auto AbrHead = PatternOf("\x00\x06\x00\x02\x38\x42IM");
@@ -144,17 +144,6 @@ constexpr auto ExbTail = PatternOf(
 constexpr auto PzfHead = PatternOf("PCFFGRA");
 constexpr auto PzfTail = PatternOf("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01\x40");
 
-constexpr FormatNotes AbrNotes{.source = "Known by its marks only",
-                               .found = "Photoshop brushes of version 6 with two subversions.",
-                               .end = "The first of its end marks.",
-                               .limits = "A file whose mark straddles two sectors runs to the next one."};
-constexpr FormatNotes ExbNotes{
-    .source = "Known by its marks only", .found = "CAXA drawings.", .end = AbrNotes.end, .limits = AbrNotes.limits};
-constexpr FormatNotes PzfNotes{.source = "Known by its marks only",
-                               .found = "GraphPad Prism tables.",
-                               .end = AbrNotes.end,
-                               .limits = AbrNotes.limits};
-
 template <std::int32_t Index, const auto& Head, const auto& Tail>
 IRawFileType* CreateHeadTail() {
     constexpr const FileTypeIdentity& identity = FileTypeCatalog[Index];
@@ -162,129 +151,138 @@ IRawFileType* CreateHeadTail() {
         KHeadTailFileTemplate(identity.name, identity.extension, Head.data(), Head.size(), Tail.data(), Tail.size(), 0);
 }
 
-template <std::int32_t Index, const auto& Head, const auto& Tail, const FormatNotes& Notes>
+template <std::int32_t Index, const auto& Head, const auto& Tail>
 constexpr Row HeadTailRow() {
-    return {CreateHeadTail<Index, Head, Tail>, &Notes};
+    return {Index, CreateHeadTail<Index, Head, Tail>};
 }
 
 constexpr Row Rows[] = {
     // clang-format off
-    TypeRow<0, KWordFileType>(),
-    TypeRow<1, KExcelFileType>(),
-    TypeRow<2, KPowerPointFileType>(),
-    TypeRow<3, KVisioFileType>(),
-    TypeRow<4, KProjectFileType>(),
-    TypeRow<5, KPublisherFileType>(),
-    TypeRow<6, KWord2007FileType>(),
-    TypeRow<7, KExcel2007FileType>(),
-    TypeRow<8, KPowerPoint2007FileType>(),
-    TypeRow<9, KOpenOfficeTextFile>(),
-    TypeRow<10, KOpenOfficeSheetFile>(),
-    TypeRow<11, KOpenOfficePresentationFile>(),
-    TypeRow<12, KOpenOfficeDrawingFile>(),
-    TypeRow<13, KOpenOfficeDataBaseFile>(),
-    TypeRow<14, KASFileType>(),
-    TypeRow<15, KWMAFileType>(),
-    TypeRow<16, KWMVFileType>(),
-    TypeRow<17, KMovFileType>(),
-    TypeRow<18, K3GPFileType>(),
-    TypeRow<19, KM4AFileType>(),
-    TypeRow<20, KM4VFileType>(),
-    TypeRow<21, KMP4FileType>(),
-    TypeRow<22, KMP3FileType>(),
-    TypeRow<23, KWavFileType>(),
-    TypeRow<24, KAviFileType>(),
-    TypeRow<25, KVOBFileType>(),
-    TypeRow<26, KHTMLFileType>(),
-    TypeRow<27, KXMLFileType>(),
-    TypeRow<28, KTxtFileType>(),
-    TypeRow<29, KHLPFileType>(),
-    TypeRow<30, KCHMFileType>(),
-    TypeRow<31, KPdfFileType>(),
-    TypeRow<32, KPSTFileType>(),
-    TypeRow<33, KDBXFileType>(),
-    TypeRow<34, KEMLFileType>(),
-    TypeRow<35, KMSGFileType>(),
-    TypeRow<36, KDWGFileType>(),
-    TypeRow<37, KPSDFileType>(),
-    TypeRow<38, KCDRFileType>(),
-    TypeRow<39, KPSPFileType>(),
-    TypeRow<40, KPCXFileType>(),
-    TypeRow<41, KExifJpgFileType>(),
-    TypeRow<42, KJPGFileType>(),
-    TypeRow<43, KGIFFileType>(),
-    TypeRow<44, KWmfFileType>(),
-    TypeRow<45, KEMFFileType>(),
-    TypeRow<46, KPngFileType>(),
-    TypeRow<47, KSwfFileType>(),
-    TypeRow<48, KBmpFileType>(),
-    TypeRow<49, KCRWFileType>(),
-    TypeRow<50, KCR2FileType>(),
-    TypeRow<51, KCR3FileType>(),
-    TypeRow<52, KDcrFileType>(),
-    TypeRow<53, KMRWFileType>(),
-    TypeRow<54, KNefFileType>(),
-    TypeRow<55, KOrfFileType>(),
-    TypeRow<56, KPefFileType>(),
-    TypeRow<57, KRAFFileType>(),
-    TypeRow<58, KRDCFileType>(),
-    TypeRow<59, KSr2FileType>(),
-    TypeRow<60, KTifFileType>(),
-    TypeRow<61, KX3FFileType>(),
-    TypeRow<62, KXCFFileType>(),
-    TypeRow<63, KCAMFileType>(),
-    TypeRow<64, KCurFileType>(),
-    TypeRow<65, KIcoFileType>(),
-    TypeRow<66, KWebpFileType>(),
-    TypeRow<67, KZipFileType>(),
-    TypeRow<68, K7ZipFileType>(),
-    TypeRow<69, KRarFileType>(),
-    TypeRow<70, KCabFileType>(),
-    TypeRow<71, KMdbFileType>(),
-    TypeRow<72, KMdfFileType>(),
-    TypeRow<73, CFireFoxBookmarkType>(),
-    TypeRow<74, KAiFileType>(),
-    HeadTailRow<75, AbrHead, AbrTail, AbrNotes>(),
-    HeadTailRow<76, ExbHead, ExbTail, ExbNotes>(),
-    HeadTailRow<77, PzfHead, PzfTail, PzfNotes>(),
-    TypeRow<78, KAifFileType>(),
-    TypeRow<79, KAniFileType>(),
-    TypeRow<80, KDcdFileType>(),
-    TypeRow<81, KDngFileType>(),
-    TypeRow<82, KDxfFileType>(),
-    TypeRow<83, KEtFileType>(),
-    TypeRow<84, KDpsFileType>(),
-    TypeRow<85, KFlaFileType>(),
-    TypeRow<86, KIccFileType>(),
-    TypeRow<87, K3DMaxFileType>(),
-    TypeRow<88, KMbFileType>(),
-    TypeRow<89, KMhtFileType>(),
-    TypeRow<90, KMidFileType>(),
-    TypeRow<91, KMmfFileType>(),
-    TypeRow<92, KOciFileType>(),
-    TypeRow<93, KOdfFileType>(),
-    TypeRow<94, KJarFileType>(),
-    TypeRow<95, KOggFileType>(),
-    TypeRow<96, KOneFileType>(),
-    TypeRow<97, KP65FileType>(),
-    TypeRow<98, KPxlFileType>(),
-    TypeRow<99, KQpwFileType>(),
-    TypeRow<100, KQxpFileType>(),
-    TypeRow<101, KQptFileType>(),
-    TypeRow<102, KSdrFileType>(),
-    TypeRow<103, KShwFileType>(),
-    TypeRow<104, KVegFileType>(),
-    TypeRow<105, KWpdFileType>(),
-    TypeRow<106, KArwFileType>(),
-    TypeRow<107, KSndFileType>(),
-    TypeRow<108, KFlvFileType>(),
-    TypeRow<109, KMtsFileType>(),
-    TypeRow<110, KMkvFileType>(),
-    TypeRow<111, KWebmFileType>(),
-    TypeRow<112, KRmFileType>(),
+    TypeRow<FileTypeIndex::Doc, KWordFileType>(),
+    TypeRow<FileTypeIndex::Xls, KExcelFileType>(),
+    TypeRow<FileTypeIndex::Ppt, KPowerPointFileType>(),
+    TypeRow<FileTypeIndex::Vsd, KVisioFileType>(),
+    TypeRow<FileTypeIndex::Mpp, KProjectFileType>(),
+    TypeRow<FileTypeIndex::Pub, KPublisherFileType>(),
+    TypeRow<FileTypeIndex::Docx, KWord2007FileType>(),
+    TypeRow<FileTypeIndex::Xlsx, KExcel2007FileType>(),
+    TypeRow<FileTypeIndex::Pptx, KPowerPoint2007FileType>(),
+    TypeRow<FileTypeIndex::Odt, KOpenOfficeTextFile>(),
+    TypeRow<FileTypeIndex::Ods, KOpenOfficeSheetFile>(),
+    TypeRow<FileTypeIndex::Odp, KOpenOfficePresentationFile>(),
+    TypeRow<FileTypeIndex::Odg, KOpenOfficeDrawingFile>(),
+    TypeRow<FileTypeIndex::Odb, KOpenOfficeDataBaseFile>(),
+    TypeRow<FileTypeIndex::Asf, KASFileType>(),
+    TypeRow<FileTypeIndex::Wma, KWMAFileType>(),
+    TypeRow<FileTypeIndex::Wmv, KWMVFileType>(),
+    TypeRow<FileTypeIndex::Mov, KMovFileType>(),
+    TypeRow<FileTypeIndex::ThreeGp, K3GPFileType>(),
+    TypeRow<FileTypeIndex::M4a, KM4AFileType>(),
+    TypeRow<FileTypeIndex::M4v, KM4VFileType>(),
+    TypeRow<FileTypeIndex::Mp4, KMP4FileType>(),
+    TypeRow<FileTypeIndex::Mp3, KMP3FileType>(),
+    TypeRow<FileTypeIndex::Wav, KWavFileType>(),
+    TypeRow<FileTypeIndex::Avi, KAviFileType>(),
+    TypeRow<FileTypeIndex::Vob, KVOBFileType>(),
+    TypeRow<FileTypeIndex::Html, KHTMLFileType>(),
+    TypeRow<FileTypeIndex::Xml, KXMLFileType>(),
+    TypeRow<FileTypeIndex::Text, KTxtFileType>(),
+    TypeRow<FileTypeIndex::Hlp, KHLPFileType>(),
+    TypeRow<FileTypeIndex::Chm, KCHMFileType>(),
+    TypeRow<FileTypeIndex::Pdf, KPdfFileType>(),
+    TypeRow<FileTypeIndex::Pst, KPSTFileType>(),
+    TypeRow<FileTypeIndex::Dbx, KDBXFileType>(),
+    TypeRow<FileTypeIndex::Eml, KEMLFileType>(),
+    TypeRow<FileTypeIndex::Msg, KMSGFileType>(),
+    TypeRow<FileTypeIndex::Dwg, KDWGFileType>(),
+    TypeRow<FileTypeIndex::Psd, KPSDFileType>(),
+    TypeRow<FileTypeIndex::Cdr, KCDRFileType>(),
+    TypeRow<FileTypeIndex::Psp, KPSPFileType>(),
+    TypeRow<FileTypeIndex::Pcx, KPCXFileType>(),
+    TypeRow<FileTypeIndex::JpegCamera, KExifJpgFileType>(),
+    TypeRow<FileTypeIndex::JpegGraphics, KJPGFileType>(),
+    TypeRow<FileTypeIndex::Gif, KGIFFileType>(),
+    TypeRow<FileTypeIndex::Wmf, KWmfFileType>(),
+    TypeRow<FileTypeIndex::Emf, KEMFFileType>(),
+    TypeRow<FileTypeIndex::Png, KPngFileType>(),
+    TypeRow<FileTypeIndex::Swf, KSwfFileType>(),
+    TypeRow<FileTypeIndex::Bmp, KBmpFileType>(),
+    TypeRow<FileTypeIndex::Crw, KCRWFileType>(),
+    TypeRow<FileTypeIndex::Cr2, KCR2FileType>(),
+    TypeRow<FileTypeIndex::Cr3, KCR3FileType>(),
+    TypeRow<FileTypeIndex::Dcr, KDcrFileType>(),
+    TypeRow<FileTypeIndex::Mrw, KMRWFileType>(),
+    TypeRow<FileTypeIndex::Nef, KNefFileType>(),
+    TypeRow<FileTypeIndex::Orf, KOrfFileType>(),
+    TypeRow<FileTypeIndex::Pef, KPefFileType>(),
+    TypeRow<FileTypeIndex::Raf, KRAFFileType>(),
+    TypeRow<FileTypeIndex::Rdc, KRDCFileType>(),
+    TypeRow<FileTypeIndex::Srf, KSr2FileType>(),
+    TypeRow<FileTypeIndex::Tiff, KTifFileType>(),
+    TypeRow<FileTypeIndex::X3f, KX3FFileType>(),
+    TypeRow<FileTypeIndex::Xcf, KXCFFileType>(),
+    TypeRow<FileTypeIndex::Cam, KCAMFileType>(),
+    TypeRow<FileTypeIndex::Cur, KCurFileType>(),
+    TypeRow<FileTypeIndex::Ico, KIcoFileType>(),
+    TypeRow<FileTypeIndex::Webp, KWebpFileType>(),
+    TypeRow<FileTypeIndex::Zip, KZipFileType>(),
+    TypeRow<FileTypeIndex::SevenZip, K7ZipFileType>(),
+    TypeRow<FileTypeIndex::Rar, KRarFileType>(),
+    TypeRow<FileTypeIndex::Cab, KCabFileType>(),
+    TypeRow<FileTypeIndex::Mdb, KMdbFileType>(),
+    TypeRow<FileTypeIndex::Mdf, KMdfFileType>(),
+    TypeRow<FileTypeIndex::Bookmarks, CFireFoxBookmarkType>(),
+    TypeRow<FileTypeIndex::Ai, KAiFileType>(),
+    HeadTailRow<FileTypeIndex::Abr, AbrHead, AbrTail>(),
+    HeadTailRow<FileTypeIndex::Exb, ExbHead, ExbTail>(),
+    HeadTailRow<FileTypeIndex::Pzf, PzfHead, PzfTail>(),
+    TypeRow<FileTypeIndex::Aif, KAifFileType>(),
+    TypeRow<FileTypeIndex::Ani, KAniFileType>(),
+    TypeRow<FileTypeIndex::Dcd, KDcdFileType>(),
+    TypeRow<FileTypeIndex::Dng, KDngFileType>(),
+    TypeRow<FileTypeIndex::Dxf, KDxfFileType>(),
+    TypeRow<FileTypeIndex::Et, KEtFileType>(),
+    TypeRow<FileTypeIndex::Dps, KDpsFileType>(),
+    TypeRow<FileTypeIndex::Fla, KFlaFileType>(),
+    TypeRow<FileTypeIndex::Icc, KIccFileType>(),
+    TypeRow<FileTypeIndex::Max, K3DMaxFileType>(),
+    TypeRow<FileTypeIndex::Mb, KMbFileType>(),
+    TypeRow<FileTypeIndex::Mht, KMhtFileType>(),
+    TypeRow<FileTypeIndex::Mid, KMidFileType>(),
+    TypeRow<FileTypeIndex::Mmf, KMmfFileType>(),
+    TypeRow<FileTypeIndex::Oci, KOciFileType>(),
+    TypeRow<FileTypeIndex::Odf, KOdfFileType>(),
+    TypeRow<FileTypeIndex::Jar, KJarFileType>(),
+    TypeRow<FileTypeIndex::Ogg, KOggFileType>(),
+    TypeRow<FileTypeIndex::One, KOneFileType>(),
+    TypeRow<FileTypeIndex::P65, KP65FileType>(),
+    TypeRow<FileTypeIndex::Pxl, KPxlFileType>(),
+    TypeRow<FileTypeIndex::Qpw, KQpwFileType>(),
+    TypeRow<FileTypeIndex::Qxp, KQxpFileType>(),
+    TypeRow<FileTypeIndex::Qpt, KQptFileType>(),
+    TypeRow<FileTypeIndex::Sdr, KSdrFileType>(),
+    TypeRow<FileTypeIndex::Shw, KShwFileType>(),
+    TypeRow<FileTypeIndex::Veg, KVegFileType>(),
+    TypeRow<FileTypeIndex::Wpd, KWpdFileType>(),
+    TypeRow<FileTypeIndex::Arw, KArwFileType>(),
+    TypeRow<FileTypeIndex::Au, KSndFileType>(),
+    TypeRow<FileTypeIndex::Flv, KFlvFileType>(),
+    TypeRow<FileTypeIndex::Mts, KMtsFileType>(),
+    TypeRow<FileTypeIndex::Mkv, KMkvFileType>(),
+    TypeRow<FileTypeIndex::Webm, KWebmFileType>(),
+    TypeRow<FileTypeIndex::Rm, KRmFileType>(),
     // clang-format on
 };
-static_assert(std::size(Rows) == FileTypeCount);
+static_assert(
+    [] {
+        for (std::int32_t index = 0; index < FileTypeCount; ++index) {
+            if (Rows[index].index != index) {
+                return false;
+            }
+        }
+        return std::size(Rows) == FileTypeCount;
+    }(),
+    "a row for every index, in their order");
 
 }  // namespace
 
@@ -293,8 +291,6 @@ std::int32_t KRawFileTypeFactory::GetCount() { return FileTypeCount; }
 IRawFileType* KRawFileTypeFactory::Create(std::int32_t index) {
     return index < 0 || index >= this->GetCount() ? nullptr : Rows[index].create();
 }
-
-const FormatNotes& FormatNotesOf(std::int32_t index) { return *Rows[index].notes; }
 
 extern "C" IRawFileTypeFactory* GetRawFileTypeFactory() {
     static KRawFileTypeFactory factory;

@@ -7,7 +7,6 @@
 #include "frame/bytes/BoundedText.h"
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileType.h"
-#include "frame/scan/FormatNotes.h"
 #include "frame/scan/RunState.h"
 
 /// What every scanner answers in the same way, drawn from the one record `Self::Identity` (a `FileTypeIdentity`).

@@ -13,7 +13,7 @@ class KHeadTailFileTemplate final : public RunScanner<KHeadTailFileTemplate> {
 public:
     // The names are those of each instance.
     static constexpr FileTypeIdentity Identity{
-        .name = nullptr, .extension = nullptr, .maxSize = 0xA00000, .smallestSize = 0, .largestSize = 0};
+        .name = nullptr, .extension = nullptr, .maxSize = HeadTailCap, .smallestSize = 0, .largestSize = 0};
     static constexpr std::int64_t MinReportLength = 512;
 
     /// All pointers are to static data, which the object only points to; lengths and `fixedSize` are in bytes. A null

@@ -16,13 +16,13 @@ namespace salvor {
 namespace {
 
 // Any run of letters is plain text: most of it belongs to the file of another type that it begins in.
-constexpr std::int32_t PlainText = 28;
+constexpr std::int32_t PlainText = FileTypeIndex::Text;
 
 // Types whose files another type, which says more about them, claims too: any ASF file, of which sounds and films are
 // also claimed as such, and the older of the two names of one maker's raws.
 bool IsNamedByOthers(std::int32_t type) {
-    constexpr std::int32_t asf = 14;
-    constexpr std::int32_t srf = 59;
+    constexpr std::int32_t asf = FileTypeIndex::Asf;
+    constexpr std::int32_t srf = FileTypeIndex::Srf;
     return type == asf || type == srf;
 }
 

@@ -19,21 +19,21 @@ constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
 
 enum class Structure { None, Tiff, Raf, X3f };
 
-// What files of a type hold that tells their size. By factory index, which never changes.
+// What files of a type hold that tells their size.
 Structure StructureOf(std::int32_t type) {
     switch (type) {
-        case 52:   // dcr
-        case 54:   // nef
-        case 55:   // orf
-        case 56:   // pef
-        case 59:   // srf
-        case 60:   // tif
-        case 81:   // dng
-        case 106:  // arw
+        case FileTypeIndex::Dcr:
+        case FileTypeIndex::Nef:
+        case FileTypeIndex::Orf:
+        case FileTypeIndex::Pef:
+        case FileTypeIndex::Srf:
+        case FileTypeIndex::Tiff:
+        case FileTypeIndex::Dng:
+        case FileTypeIndex::Arw:
             return Structure::Tiff;
-        case 57:
+        case FileTypeIndex::Raf:
             return Structure::Raf;
-        case 61:
+        case FileTypeIndex::X3f:
             return Structure::X3f;
         default:
             return Structure::None;

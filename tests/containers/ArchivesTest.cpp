@@ -27,32 +27,32 @@ TEST(Archives, SizesFromTheHeaderAreSigned32BitNumbers) {
         std::int32_t index;
         Bytes header;
         std::int64_t size;
-    } cases[] = {{68, SevenZip(100, 123), 0},
-                 {68, SevenZip(100, 124), 256},
-                 {68, SevenZip(0x2000000, 1), 0x2000000},
-                 {68, SevenZip(0x7FFFFFFF, 1), 0},
-                 {68, SevenZip(0xFFFFFFFF, 1000), 1031},
-                 {70, Cabinet(0), 0},
-                 {70, Cabinet(255), 0},
-                 {70, Cabinet(256), 256},
-                 {70, Cabinet(0x7FFFFFFF), 0x7FFFFFFF},
-                 {70, Cabinet(0x80000000), 0}};
+    } cases[] = {{FileTypeIndex::SevenZip, SevenZip(100, 123), 0},
+                 {FileTypeIndex::SevenZip, SevenZip(100, 124), 256},
+                 {FileTypeIndex::SevenZip, SevenZip(0x2000000, 1), 0x2000000},
+                 {FileTypeIndex::SevenZip, SevenZip(0x7FFFFFFF, 1), 0},
+                 {FileTypeIndex::SevenZip, SevenZip(0xFFFFFFFF, 1000), 1031},
+                 {FileTypeIndex::Cab, Cabinet(0), 0},
+                 {FileTypeIndex::Cab, Cabinet(255), 0},
+                 {FileTypeIndex::Cab, Cabinet(256), 256},
+                 {FileTypeIndex::Cab, Cabinet(0x7FFFFFFF), 0x7FFFFFFF},
+                 {FileTypeIndex::Cab, Cabinet(0x80000000), 0}};
     for (const auto& tested : cases) {
         EXPECT_EQ(ScanHeader(tested.index, tested.header), tested.size == 0 ? Finds{} : (Finds{{4, tested.size}}))
             << tested.index << ", " << tested.size;
     }
-    EXPECT_EQ(ScanHeader(68, SevenZip(0x2000000, 1), 512, 0x7FFFFFFF), (Finds{{4, 0x2000021}}));
+    EXPECT_EQ(ScanHeader(FileTypeIndex::SevenZip, SevenZip(0x2000000, 1), 512, 0x7FFFFFFF), (Finds{{4, 0x2000021}}));
 }
 
 TEST(Archives, SmallSectorsHoldWholeHeadersOrTheBlockDoes) {
     for (const std::int32_t index : {68, 70}) {
-        const Bytes header = index == 68 ? SevenZip(1000, 24) : Cabinet(1056);
+        const Bytes header = index == FileTypeIndex::SevenZip ? SevenZip(1000, 24) : Cabinet(1056);
         EXPECT_EQ(ScanHeader(index, header, 16), Finds{}) << index;
         EXPECT_EQ(ScanHeader(index, header, 17), (Finds{{4, 1056}})) << index;
     }
     Medium medium(17);
     medium.Put(0, SevenZip(1000, 24));
-    EXPECT_EQ(Scan(68, medium, 1), Finds{}) << "the block ends in the header";
+    EXPECT_EQ(Scan(FileTypeIndex::SevenZip, medium, 1), Finds{}) << "the block ends in the header";
 }
 
 TEST(Archives, RarRunsToItsEndBlock) {
@@ -65,12 +65,12 @@ TEST(Archives, RarRunsToItsEndBlock) {
         const Finds expected = offset == 248   ? Finds{}
                                : offset == 505 ? Finds{{2, 3 * 512 + 7}}
                                                : Finds{{2, static_cast<std::int64_t>(offset) + 7}};
-        EXPECT_EQ(ScanAtEverySplit(69, medium), expected) << offset;
+        EXPECT_EQ(ScanAtEverySplit(FileTypeIndex::Rar, medium), expected) << offset;
     }
     Medium noEnd(256);
     noEnd.Put(0, start).Put(3, start).Put(5, BytesOf("Rar!\x1A\x07\0\xCE"s)).Put(6, BytesOf("Rar!\x1A\x07\x01\0"s));
-    EXPECT_EQ(ScanAtEverySplit(69, noEnd), (Finds{{0, 3 * 256}}));
-    EXPECT_EQ(Scan(69, noEnd, 0, 500), (Finds{{0, 500}}));
+    EXPECT_EQ(ScanAtEverySplit(FileTypeIndex::Rar, noEnd), (Finds{{0, 3 * 256}}));
+    EXPECT_EQ(Scan(FileTypeIndex::Rar, noEnd, 0, 500), (Finds{{0, 500}}));
 }
 
 Bytes Catalogue(const std::string& first, const std::string& second) {

@@ -224,7 +224,8 @@ TEST(Compound, EdgesOfTheRules) {
         tested.change(file);
         const std::int64_t size = ReferenceCompoundSize(file.bytes);
         const bool isReported = static_cast<std::int32_t>(size) >= 1024;
-        EXPECT_EQ(Scan(file), isReported ? (Claims{{97, {2, size}}}) : Claims{}) << tested.what << ", " << size;
+        EXPECT_EQ(Scan(file), isReported ? (Claims{{FileTypeIndex::P65, {2, size}}}) : Claims{})
+            << tested.what << ", " << size;
         if (tested.size) {
             EXPECT_EQ(isReported ? size : 0, *tested.size) << tested.what;
         }
@@ -237,7 +238,7 @@ TEST(Compound, ABlockAtSector0IsTakenAsScanned) {
     medium.Put(0, CompoundFileOf(2));
     SectorBlock block = BlockOf(medium);
     RecordingSink sink;
-    const TypePtr word = CreateType(0);
+    const TypePtr word = CreateType(FileTypeIndex::Doc);
     block.firstSector = 0;
     word->ScanBlock(&block, &sink);
     EXPECT_TRUE(sink.finds.empty());
@@ -355,7 +356,7 @@ TEST(Compound, CountsTheLapsOfALoopingDirectory) {
         const std::uint32_t visits = 128 * declared + 1;
         const std::uint32_t entries = visits / 3 * 4 + (visits % 3 == 0 ? 0 : visits % 3 + 1);
         const std::uint32_t size = 512 + fatWords * 4 + (entries * 128 + 511) / 512 * 512 + (visits + 1) / 3 * 512;
-        EXPECT_EQ(Scan(file), (Claims{{97, {2, std::min(size, 512 * fatWords)}}})) << declared;
+        EXPECT_EQ(Scan(file), (Claims{{FileTypeIndex::P65, {2, std::min(size, 512 * fatWords)}}})) << declared;
     }
 }
 

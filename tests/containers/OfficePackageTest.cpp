@@ -160,7 +160,8 @@ TEST(OfficePackages, WalksThatShareRecordsAgreeWithTheReference) {
                 ReferenceWalk(medium, sector, expected);
             }
         }
-        TypePtr owners[] = {CreateType(6), CreateType(7), CreateType(8)};
+        TypePtr owners[] = {CreateType(FileTypeIndex::Docx), CreateType(FileTypeIndex::Xlsx),
+                            CreateType(FileTypeIndex::Pptx)};
         IRawFileType* const types[] = {owners[0].get(), owners[1].get(), owners[2].get()};
         const std::vector<Finds> finds = ScanTogether(types, medium, RandomBlocks(medium, noise));
         for (std::int32_t kind = 1; kind <= 3; ++kind) {
@@ -203,8 +204,8 @@ TEST(OfficePackages, TheFirstDecidingNameOfTheDirectoryGivesTheType) {
     }
     Medium medium;
     medium.Put(0, WithNames(longest + "x", "word/"));
-    EXPECT_EQ(Scan(7, medium), Finds{}) << "a name of 261 bytes ends the walk";
-    EXPECT_EQ(Scan(6, medium), Finds{});
+    EXPECT_EQ(Scan(FileTypeIndex::Xlsx, medium), Finds{}) << "a name of 261 bytes ends the walk";
+    EXPECT_EQ(Scan(FileTypeIndex::Docx, medium), Finds{});
 }
 
 TEST(OfficePackages, OnlyTheArchivesRealStartCounts) {
@@ -212,15 +213,15 @@ TEST(OfficePackages, OnlyTheArchivesRealStartCounts) {
     const Bytes file = ZipArchive({{"word/a", Zeros(512 - 36)}, {"word/b", Zeros(600)}});
     Medium medium;
     medium.Put(2, file);
-    EXPECT_EQ(ScanAtEverySplit(6, medium), (Finds{{2, static_cast<std::int64_t>(file.size())}}));
+    EXPECT_EQ(ScanAtEverySplit(FileTypeIndex::Docx, medium), (Finds{{2, static_cast<std::int64_t>(file.size())}}));
     Medium moved;
     moved.Put(2, Join({Bytes(7), file}));
-    EXPECT_EQ(Scan(6, moved), Finds{});
+    EXPECT_EQ(Scan(FileTypeIndex::Docx, moved), Finds{});
     // Members of one size pass for the first one.
     const Bytes equal = ZipArchive({{"word/a", Zeros(476)}, {"word/b", Zeros(476)}});
     medium.Put(2, equal);
     const auto size = static_cast<std::int64_t>(equal.size());
-    EXPECT_EQ(Scan(6, medium), (Finds{{2, size}, {3, size - 512}}));
+    EXPECT_EQ(Scan(FileTypeIndex::Docx, medium), (Finds{{2, size}, {3, size - 512}}));
 }
 
 // Serves a piece of the medium where the walk expects it behind a large member, and zeros elsewhere.
@@ -252,7 +253,7 @@ TEST(OfficePackages, RecordsInFrontOfTheLastOneMayHave512MiB) {
         const std::uint32_t at = 30 + dataBytes;
         medium.farSector = at / 512;
         medium.farSectors = Join({Zeros(at % 512), ZipCentral("word/", dataBytes, 0), ZipEnd()});
-        EXPECT_EQ(Scan(6, medium), over == 0 ? (Finds{{0, limit + 22}}) : Finds{});
+        EXPECT_EQ(Scan(FileTypeIndex::Docx, medium), over == 0 ? (Finds{{0, limit + 22}}) : Finds{});
     }
 }
 

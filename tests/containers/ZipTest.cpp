@@ -215,7 +215,9 @@ TEST(Zip, EachNameGoesToItsTypeInAnyLetterCaseWhollyInsideASector) {
         for (const std::string_view name : {tested.name, std::string_view(upper)}) {
             for (const std::size_t spare : {1U, 0U}) {
                 Medium medium(512, Package(name, 512 - name.size() - spare));
-                EXPECT_EQ(ScanWithAllTypes(medium, {1, 3}), spare == 1 ? named : (Claims{{67, WholePackage}})) << name;
+                EXPECT_EQ(ScanWithAllTypes(medium, {1, 3}),
+                          spare == 1 ? named : (Claims{{FileTypeIndex::Zip, WholePackage}}))
+                    << name;
             }
         }
     }
@@ -227,13 +229,13 @@ TEST(Zip, EndsAtTheFirstWholeMarkThatNamesDiskZero) {
         std::size_t offset;
         std::string_view before;
         Claims claims;
-    } const cases[] = {{300, "", {{67, {0, 322}}}},
-                       {512 - 9, "", {{67, {0, 512 + 13}}}},
+    } const cases[] = {{300, "", {{FileTypeIndex::Zip, {0, 322}}}},
+                       {512 - 9, "", {{FileTypeIndex::Zip, {0, 512 + 13}}}},
                        // One byte too late for this sector, and behind its end for the next.
-                       {512 - 8, "", {{67, WholePackage}}},
+                       {512 - 8, "", {{FileTypeIndex::Zip, WholePackage}}},
                        // Not in the sector of the deciding name.
-                       {300, manifest, {{94, WholePackage}}},
-                       {234, "", {{67, {0, 256}}}},
+                       {300, manifest, {{FileTypeIndex::Jar, WholePackage}}},
+                       {234, "", {{FileTypeIndex::Zip, {0, 256}}}},
                        {233, "", {}}};
     for (const auto& tested : cases) {
         Medium medium(512, Package(tested.before));
@@ -243,7 +245,7 @@ TEST(Zip, EndsAtTheFirstWholeMarkThatNamesDiskZero) {
     Medium medium(512, Package(""));
     medium.Put(1, ZipEnd());
     medium.Data()[512 + 4] = 1;
-    EXPECT_EQ(Scan(67, medium), (Finds{WholePackage})) << "part of a split archive";
+    EXPECT_EQ(Scan(FileTypeIndex::Zip, medium), (Finds{WholePackage})) << "part of a split archive";
 }
 
 TEST(Zip, StoredArchivesAtSectorStartsEndTogetherWithTheOnesAroundThem) {
@@ -253,7 +255,7 @@ TEST(Zip, StoredArchivesAtSectorStartsEndTogetherWithTheOnesAroundThem) {
     const auto upTo = [](std::int64_t start) {
         return Found{start, (12 - start) * 512 + 22};
     };
-    EXPECT_EQ(ScanAtEverySplit(94, medium), (Finds{upTo(5), upTo(0), upTo(2)}));
+    EXPECT_EQ(ScanAtEverySplit(FileTypeIndex::Jar, medium), (Finds{upTo(5), upTo(0), upTo(2)}));
 }
 
 TEST(Zip, OnlyTheEnginesOwnEndOfScanForgetsWaitingArchives) {
@@ -265,7 +267,7 @@ TEST(Zip, OnlyTheEnginesOwnEndOfScanForgetsWaitingArchives) {
     const SectorBlock second = BlockOf(later);
     KZipFileSearcher& engine = SharedEngine<KZipFileSearcher>();
     for (const bool forget : {false, true}) {
-        const TypePtr zip = CreateType(67);
+        const TypePtr zip = CreateType(FileTypeIndex::Zip);
         RecordingSink sink;
         zip->BeginScan();
         zip->SetMaxFileSize(300);
@@ -277,7 +279,7 @@ TEST(Zip, OnlyTheEnginesOwnEndOfScanForgetsWaitingArchives) {
         const Found whole{100, WholePackage.size};
         const Found waited{0, 512 + WholePackage.size};
         EXPECT_EQ(sink.finds, forget ? (Finds{whole, whole}) : (Finds{whole, waited, whole, waited}));
-        EXPECT_EQ(CreateType(9)->Reset(), 1);
+        EXPECT_EQ(CreateType(FileTypeIndex::Odt)->Reset(), 1);
         zip->ScanBlock(&second, &sink);
         EXPECT_EQ(sink.finds.back(), whole) << "another type's reset makes the engine scan again";
     }

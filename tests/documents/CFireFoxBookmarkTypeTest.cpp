@@ -19,7 +19,7 @@ Finds ScanTail(const std::string& tail) {
     file.insert(file.end(), end.begin(), end.end());
     Medium medium;
     medium.Put(1, file);
-    return Scan(73, medium);
+    return Scan(FileTypeIndex::Bookmarks, medium);
 }
 
 TEST(CFireFoxBookmarkType, EndsWhereAnyOfTheFourBytesBehindTheTailIsNotText) {

@@ -120,9 +120,9 @@ TEST(SqlServer, LargeFilesHaveMoreMaps) {
     SparseMedium medium(mapPages * 3 * std::int64_t{DataFilePage});
     medium.Put(0, start);
     medium.Put(mapPages * std::int64_t{DataFilePage}, ExtentMapPage(mapPages, 5));
-    EXPECT_EQ(medium.ScanStart(72), (Finds{{0, (mapPages + 40) * std::int64_t{DataFilePage}}}));
+    EXPECT_EQ(medium.ScanStart(FileTypeIndex::Mdf), (Finds{{0, (mapPages + 40) * std::int64_t{DataFilePage}}}));
     medium.Put(mapPages * std::int64_t{DataFilePage}, ExtentMapPage(mapPages + 1, 5));
-    EXPECT_EQ(medium.ScanStart(72), (Finds{{0, mapPages * std::int64_t{DataFilePage}}}));
+    EXPECT_EQ(medium.ScanStart(FileTypeIndex::Mdf), (Finds{{0, mapPages * std::int64_t{DataFilePage}}}));
 }
 
 }  // namespace

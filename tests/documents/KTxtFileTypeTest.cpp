@@ -8,7 +8,7 @@ namespace {
 
 using namespace test;
 
-constexpr std::int32_t Txt = 28;
+constexpr std::int32_t Txt = FileTypeIndex::Text;
 constexpr std::int64_t Cap = 0x10000;
 
 // The rule byte by byte.

@@ -15,7 +15,7 @@ using namespace test;
 
 constexpr std::int32_t Pst = 32;
 constexpr std::int32_t Dbx = 33;
-constexpr std::int32_t Eml = 34;
+constexpr std::int32_t Eml = FileTypeIndex::Eml;
 constexpr std::int32_t Msg = 35;
 constexpr std::int32_t Mht = 89;
 

@@ -18,8 +18,8 @@ constexpr std::uint16_t Byte = TiffByte;
 constexpr std::uint16_t Short = TiffShort;
 constexpr std::uint16_t Long = TiffLong;
 
-constexpr std::int32_t Cr2 = 50;
-constexpr std::int32_t Cr3 = 51;
+constexpr std::int32_t Cr2 = FileTypeIndex::Cr2;
+constexpr std::int32_t Cr3 = FileTypeIndex::Cr3;
 constexpr std::uint32_t MiB = 0x100000;
 
 // The size of what begins a medium of 300 MiB, in the first sector; zeros follow.

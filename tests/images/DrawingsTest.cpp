@@ -46,31 +46,31 @@ TEST(Drawings, DwgEndsWithItsFurthestPartOrSaysWhere) {
     const Bytes copied = DwgFile("AC1018");
     const Bytes compressed = DwgFile("AC1021");
     ExpectSizes({
-        {"release before 2.1", 36, Patched(sections, 0, BytesOf("AC1.50")), 0},
-        {"unknown release", 36, Patched(sections, 0, BytesOf("AC1005")), 0},
-        {"text goes on", 36, Patched(sections, 10, {1}), 0},
-        {"entities too early", 36, Patched(sections, 0x14, Word(0x1FF)), 0},
-        {"entities end in the blocks", 36, Patched(sections, 0x18, Word(0x301)), 0},
-        {"entities end before they start", 36, Patched(sections, 0x18, Word(0x1FF)), 0},
-        {"blocks end last", 36, Patched(sections, 0x20, Word(0x80000300)), 0x600},
+        {"release before 2.1", FileTypeIndex::Dwg, Patched(sections, 0, BytesOf("AC1.50")), 0},
+        {"unknown release", FileTypeIndex::Dwg, Patched(sections, 0, BytesOf("AC1005")), 0},
+        {"text goes on", FileTypeIndex::Dwg, Patched(sections, 10, {1}), 0},
+        {"entities too early", FileTypeIndex::Dwg, Patched(sections, 0x14, Word(0x1FF)), 0},
+        {"entities end in the blocks", FileTypeIndex::Dwg, Patched(sections, 0x18, Word(0x301)), 0},
+        {"entities end before they start", FileTypeIndex::Dwg, Patched(sections, 0x18, Word(0x1FF)), 0},
+        {"blocks end last", FileTypeIndex::Dwg, Patched(sections, 0x20, Word(0x80000300)), 0x600},
         {"auxiliary header moved", 36,
          Join({Bytes(auxiliary.begin(), auxiliary.begin() + 0x480),
                Zeros(1024),
                {auxiliary.begin() + 0x480, auxiliary.end()}}),
          SizeOf(auxiliary) + 1024},
-        {"auxiliary header missing", 36, Patched(auxiliary, auxiliary.size() - 1, {0}), 0x480},
-        {"last record", 36, noPreview, 0x244},
-        {"second header", 36, noLast, 0x240},
-        {"object map", 36, Patched(noLast, 0x230, {0}), 0x200},
-        {"preview inside the header", 36, Patched(located, 0x0D, Word(0x57)), 0x244},
-        {"two records", 36, Patched(located, 0x15, Word(2)), 0},
-        {"seven records", 36, Patched(located, 0x15, Word(7)), 0},
-        {"no sentinel", 36, Patched(located, 0x19 + 5 * 9 + 2, {0}), 0},
-        {"code page", 36, Patched(located, 0x13, Little(std::uint16_t{100})), 0},
-        {"second copy damaged", 36, Patched(copied, 0x440, Zeros(8)), 0x46C},
-        {"header damaged", 36, Patched(copied, 0x83, {0}), 0},
-        {"size field differs", 36, Patched(compressed, 0x80 + (32 + 1) % 239 * 3, {9}), 0},
-        {"compressed data too short", 36, Patched(compressed, 0x80 + 24 * 3, {5}), 0},
+        {"auxiliary header missing", FileTypeIndex::Dwg, Patched(auxiliary, auxiliary.size() - 1, {0}), 0x480},
+        {"last record", FileTypeIndex::Dwg, noPreview, 0x244},
+        {"second header", FileTypeIndex::Dwg, noLast, 0x240},
+        {"object map", FileTypeIndex::Dwg, Patched(noLast, 0x230, {0}), 0x200},
+        {"preview inside the header", FileTypeIndex::Dwg, Patched(located, 0x0D, Word(0x57)), 0x244},
+        {"two records", FileTypeIndex::Dwg, Patched(located, 0x15, Word(2)), 0},
+        {"seven records", FileTypeIndex::Dwg, Patched(located, 0x15, Word(7)), 0},
+        {"no sentinel", FileTypeIndex::Dwg, Patched(located, 0x19 + 5 * 9 + 2, {0}), 0},
+        {"code page", FileTypeIndex::Dwg, Patched(located, 0x13, Little(std::uint16_t{100})), 0},
+        {"second copy damaged", FileTypeIndex::Dwg, Patched(copied, 0x440, Zeros(8)), 0x46C},
+        {"header damaged", FileTypeIndex::Dwg, Patched(copied, 0x83, {0}), 0},
+        {"size field differs", FileTypeIndex::Dwg, Patched(compressed, 0x80 + (32 + 1) % 239 * 3, {9}), 0},
+        {"compressed data too short", FileTypeIndex::Dwg, Patched(compressed, 0x80 + 24 * 3, {5}), 0},
     });
     // Stored: the numbers stand behind the length as they are, every third byte.
     Bytes stored = Patched(compressed, 0x80, Zeros(717));
@@ -83,9 +83,9 @@ TEST(Drawings, DwgEndsWithItsFurthestPartOrSaysWhere) {
     putStored(32, Big(std::uint8_t{0x70}));
     putStored(40, Word(0x1200));
     putStored(32 + 0x48, Word(0x1200 - 0x880));
-    ExpectSizes({{"stored header", 36, stored, 0x1200}});
+    ExpectSizes({{"stored header", FileTypeIndex::Dwg, stored, 0x1200}});
     putStored(32, Big(std::uint8_t{0x71}));
-    ExpectSizes({{"first number", 36, stored, 0}});
+    ExpectSizes({{"first number", FileTypeIndex::Dwg, stored, 0}});
 }
 
 TEST(Drawings, RowsOfBlocksEndWhereNoneFollows) {
@@ -94,20 +94,21 @@ TEST(Drawings, RowsOfBlocksEndWhereNoneFollows) {
     const Bytes scene = MbFile(true);
     const Bytes noLayers = Patched(paint, 36 + 10 + 46 + 10 + 20 + 4, Little(std::uint16_t{7}));
     ExpectSizes({
-        {"one block", 39, Patched(paint, 36 + 56, {0}), 0},
-        {"two blocks", 39, Patched(noLayers, 36 + 56 + 30, {0}), 0},
-        {"attributes too long", 39, Patched(paint, 36 + 6, Word(1025)), 0},
-        {"block too long", 39, Patched(paint, 36 + 56 + 30 + 6, Word(0x40000000)), 0},
-        {"block behind the layers too long", 39, Join({paint, BytesOf("~BK\0\x02\0"s), Word(0x40000000)}),
-         SizeOf(paint)},
-        {"block of no known kind, without layers", 39, Join({noLayers, BytesOf("~BK\0\x41\0"s), Word(1)}), 0},
-        {"two chunks", 92, Patched(canvas, 0x38 + 608, {0}), 0},
-        {"chunk too long", 92, Join({canvas, BytesOf("OXXX"), Word(0x10000000)}), SizeOf(canvas)},
-        {"the next picture follows", 92, Join({canvas, canvas}), SizeOf(canvas)},
-        {"second chunk no chunk", 92, Patched(canvas, 0x39, {'l'}), 0},
-        {"image, not a scene", 88, Patched(scene, 16, BytesOf("CIMG")), 0},
-        {"head longer than the scene", 88, Patched(scene, 28, Big(std::uint64_t{1000})), 0},
-        {"second group broken", 88, Patched(scene, 20 + 60, {0}), 0},
+        {"one block", FileTypeIndex::Psp, Patched(paint, 36 + 56, {0}), 0},
+        {"two blocks", FileTypeIndex::Psp, Patched(noLayers, 36 + 56 + 30, {0}), 0},
+        {"attributes too long", FileTypeIndex::Psp, Patched(paint, 36 + 6, Word(1025)), 0},
+        {"block too long", FileTypeIndex::Psp, Patched(paint, 36 + 56 + 30 + 6, Word(0x40000000)), 0},
+        {"block behind the layers too long", FileTypeIndex::Psp,
+         Join({paint, BytesOf("~BK\0\x02\0"s), Word(0x40000000)}), SizeOf(paint)},
+        {"block of no known kind, without layers", FileTypeIndex::Psp,
+         Join({noLayers, BytesOf("~BK\0\x41\0"s), Word(1)}), 0},
+        {"two chunks", FileTypeIndex::Oci, Patched(canvas, 0x38 + 608, {0}), 0},
+        {"chunk too long", FileTypeIndex::Oci, Join({canvas, BytesOf("OXXX"), Word(0x10000000)}), SizeOf(canvas)},
+        {"the next picture follows", FileTypeIndex::Oci, Join({canvas, canvas}), SizeOf(canvas)},
+        {"second chunk no chunk", FileTypeIndex::Oci, Patched(canvas, 0x39, {'l'}), 0},
+        {"image, not a scene", FileTypeIndex::Mb, Patched(scene, 16, BytesOf("CIMG")), 0},
+        {"head longer than the scene", FileTypeIndex::Mb, Patched(scene, 28, Big(std::uint64_t{1000})), 0},
+        {"second group broken", FileTypeIndex::Mb, Patched(scene, 20 + 60, {0}), 0},
         {"groups behind the third broken", 88,
          Patched(Join({scene, Zeros(20)}), 8, Big(std::uint64_t{scene.size() + 4})), SizeOf(scene) + 20},
     });
@@ -120,18 +121,18 @@ TEST(Drawings, CasioAreasAreThereAndArePictures) {
                        Join({Big(std::uint16_t{3}), Big(scan), Big(std::uint16_t{200}), Big(std::uint16_t{300})}));
     };
     ExpectSizes({
-        {"area twice", 63, Patched(file, 22, Big(std::uint16_t{4})), 0},
-        {"area 33", 63, Patched(file, 22, Big(std::uint16_t{33})), 0},
-        {"comment only", 63, Patched(file, 6, Big(std::uint16_t{2})), 0},
-        {"no JPEG", 63, Patched(file, 39, {0}), 0},
-        {"stripped JPEG", 63, stripped(364), SizeOf(file)},
-        {"scans longer than the area", 63, stripped(365), 0},
-        {"no areas", 63, Patched(file, 4, Big(std::uint16_t{0})), 0},
-        {"area of 16 MiB", 63, Patched(file, 24, Big(std::uint32_t{0x1000000})), 0},
+        {"area twice", FileTypeIndex::Cam, Patched(file, 22, Big(std::uint16_t{4})), 0},
+        {"area 33", FileTypeIndex::Cam, Patched(file, 22, Big(std::uint16_t{33})), 0},
+        {"comment only", FileTypeIndex::Cam, Patched(file, 6, Big(std::uint16_t{2})), 0},
+        {"no JPEG", FileTypeIndex::Cam, Patched(file, 39, {0}), 0},
+        {"stripped JPEG", FileTypeIndex::Cam, stripped(364), SizeOf(file)},
+        {"scans longer than the area", FileTypeIndex::Cam, stripped(365), 0},
+        {"no areas", FileTypeIndex::Cam, Patched(file, 4, Big(std::uint16_t{0})), 0},
+        {"area of 16 MiB", FileTypeIndex::Cam, Patched(file, 24, Big(std::uint32_t{0x1000000})), 0},
     });
     Medium medium;
     medium.Put(0, file);
-    EXPECT_EQ(Scan(63, medium, 0, 300), (std::vector<Found>{{0, 300}}));
+    EXPECT_EQ(Scan(FileTypeIndex::Cam, medium, 0, 300), (std::vector<Found>{{0, 300}}));
 }
 
 TEST(Drawings, CdrIsARiffFileOrAPackage) {
@@ -140,25 +141,28 @@ TEST(Drawings, CdrIsARiffFileOrAPackage) {
     const Bytes old = Patched(Patched(riff, 8, BytesOf("CDR DISP")), 16, Word(2));
     const std::size_t lastChunk = riff.size() - 68;
     ExpectSizes({
-        {"template", 38, Patched(riff, 8, BytesOf("CDT6")), SizeOf(riff)},
-        {"version 3", 38, old, SizeOf(riff)},
-        {"version 3 broken", 38, Patched(old, lastChunk, {0}), 0},
-        {"clip art", 38, Patched(riff, 8, BytesOf("CDRXcont")), 0},
-        {"version 2.99", 38, Patched(riff, 20, Little(std::uint16_t{299})), 0},
-        {"version 14", 38, Patched(riff, 20, Little(std::uint16_t{1400})), 0},
-        {"broken behind the list", 38, Patched(riff, lastChunk, {0}), SizeOf(riff)},
-        {"broken in front of it", 38, Patched(riff, 22, {0}), 0},
-        {"chunk longer than the file", 38, Patched(riff, lastChunk + 4, Word(62)), 0},
+        {"template", FileTypeIndex::Cdr, Patched(riff, 8, BytesOf("CDT6")), SizeOf(riff)},
+        {"version 3", FileTypeIndex::Cdr, old, SizeOf(riff)},
+        {"version 3 broken", FileTypeIndex::Cdr, Patched(old, lastChunk, {0}), 0},
+        {"clip art", FileTypeIndex::Cdr, Patched(riff, 8, BytesOf("CDRXcont")), 0},
+        {"version 2.99", FileTypeIndex::Cdr, Patched(riff, 20, Little(std::uint16_t{299})), 0},
+        {"version 14", FileTypeIndex::Cdr, Patched(riff, 20, Little(std::uint16_t{1400})), 0},
+        {"broken behind the list", FileTypeIndex::Cdr, Patched(riff, lastChunk, {0}), SizeOf(riff)},
+        {"broken in front of it", FileTypeIndex::Cdr, Patched(riff, 22, {0}), 0},
+        {"chunk longer than the file", FileTypeIndex::Cdr, Patched(riff, lastChunk + 4, Word(62)), 0},
         {"pad byte left out", 38,
          Patched(Patched(riff, lastChunk + 4, Word(59)), 4, Word(static_cast<std::uint32_t>(riff.size() - 9))),
          SizeOf(riff) - 1},
-        {"size behind the data", 38, package, SizeOf(package)},
-        {"the same without a signature", 38, CdrPackage(ZipSizes::BehindWithoutSignature), SizeOf(package) - 4},
-        {"comment", 38, Join({Patched(package, package.size() - 2, {5}), BytesOf("notes")}), SizeOf(package) + 5},
-        {"later version's template", 38, CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.zcf.draw.template+zip"),
-         SizeOf(package) - 12},
-        {"another program's", 38, CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.designer.document+zip"), 0},
-        {"no end record", 38, Patched(package, package.size() - 20, {0}), 0},
+        {"size behind the data", FileTypeIndex::Cdr, package, SizeOf(package)},
+        {"the same without a signature", FileTypeIndex::Cdr, CdrPackage(ZipSizes::BehindWithoutSignature),
+         SizeOf(package) - 4},
+        {"comment", FileTypeIndex::Cdr, Join({Patched(package, package.size() - 2, {5}), BytesOf("notes")}),
+         SizeOf(package) + 5},
+        {"later version's template", FileTypeIndex::Cdr,
+         CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.zcf.draw.template+zip"), SizeOf(package) - 12},
+        {"another program's", FileTypeIndex::Cdr,
+         CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.designer.document+zip"), 0},
+        {"no end record", FileTypeIndex::Cdr, Patched(package, package.size() - 20, {0}), 0},
     });
 }
 
@@ -170,33 +174,35 @@ TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
         const Bytes file = CrwFile(rawBytes);
         const std::size_t root = file.size() - 36;
         ExpectSizes({
-            {"whole", 49, file, SizeOf(file)},
-            {"trailer", 49, Join({file, Patched(trailer, 0x18, Big(std::uint32_t{100}))}),
+            {"whole", FileTypeIndex::Crw, file, SizeOf(file)},
+            {"trailer", FileTypeIndex::Crw, Join({file, Patched(trailer, 0x18, Big(std::uint32_t{100}))}),
              SizeOf(file) + SizeOf(trailer)},
-            {"padded trailer", 49, Join({file, {' '}, Patched(trailer, 0x18, Big(std::uint32_t{100}))}),
+            {"padded trailer", FileTypeIndex::Crw, Join({file, {' '}, Patched(trailer, 0x18, Big(std::uint32_t{100}))}),
              SizeOf(file) + 1 + SizeOf(trailer)},
-            {"no picture", 49, Patched(file, root + 2, {0x06}), 0},
-            {"no properties", 49, Patched(file, root + 12, {0x0B}), 0},
-            {"values overlap", 49, Patched(file, root + 12 + 6, Word(static_cast<std::uint32_t>(rawBytes) - 1)), 0},
-            {"value reaches the directory", 49, Patched(file, root + 12 + 2, Word(61)), 0},
+            {"no picture", FileTypeIndex::Crw, Patched(file, root + 2, {0x06}), 0},
+            {"no properties", FileTypeIndex::Crw, Patched(file, root + 12, {0x0B}), 0},
+            {"values overlap", FileTypeIndex::Crw,
+             Patched(file, root + 12 + 6, Word(static_cast<std::uint32_t>(rawBytes) - 1)), 0},
+            {"value reaches the directory", FileTypeIndex::Crw, Patched(file, root + 12 + 2, Word(61)), 0},
         });
     }
     const Bytes small = CrwFile(512 - 26 - 60 - 36);
-    ExpectSizes({{"512 bytes", 49, small, 512}, {"511 bytes", 49, CrwFile(512 - 26 - 60 - 37), 0}});
+    ExpectSizes({{"512 bytes", FileTypeIndex::Crw, small, 512},
+                 {"511 bytes", FileTypeIndex::Crw, CrwFile(512 - 26 - 60 - 37), 0}});
     Medium medium(17);
     medium.Put(0, small).Grow(5000);
-    EXPECT_EQ(Scan(49, medium), (std::vector<Found>{{0, 512}}));
+    EXPECT_EQ(Scan(FileTypeIndex::Crw, medium), (std::vector<Found>{{0, 512}}));
     // The block is all that can be read.
     Medium alone;
     alone.Put(0, CrwFile(5000));
     SectorBlock block = BlockOf(alone);
     block.source = nullptr;
     RecordingSink sink;
-    CreateType(49)->ScanBlock(&block, &sink);
+    CreateType(FileTypeIndex::Crw)->ScanBlock(&block, &sink);
     EXPECT_EQ(sink.finds.size(), 1U);
     Medium narrow(16);
     narrow.Put(0, small).Grow(5000);
-    EXPECT_EQ(Scan(49, narrow), std::vector<Found>{});
+    EXPECT_EQ(Scan(FileTypeIndex::Crw, narrow), std::vector<Found>{});
 }
 
 TEST(Drawings, XcfPartsFollowOneAnother) {
@@ -229,16 +235,16 @@ TEST(Drawings, PhotoshopRowsHaveTheLengthThatTheirFormGives) {
     }
     const Bytes packed = Photoshop(1, 8, 1, Join({lengths, Zeros(283)}));
     ExpectSizes({
-        {"one bit", 37, Photoshop(1, 1, 0, Zeros(12)), front + 2 * 6},
-        {"large", 37, Photoshop(2, 16, 0, Zeros(108)), front + 4 + 18 * 6},
-        {"packed", 37, packed, front + 12 + 283},
-        {"row too long", 37, Patched(packed, front + 2, Big(std::uint16_t{275})), 0},
-        {"ZIP", 37, Photoshop(1, 8, 2, Zeros(100)), 0},
-        {"no resource", 37, Patched(packed, 34, {'x'}), 0},
-        {"depth", 37, Photoshop(1, 4, 0, Zeros(100)), 0},
-        {"mode", 37, Patched(packed, 24, Big(std::uint16_t{5})), 0},
-        {"channels", 37, Patched(packed, 12, Big(std::uint16_t{100})), 0},
-        {"width", 37, Patched(packed, 18, Big(std::uint32_t{30001})), 0},
+        {"one bit", FileTypeIndex::Psd, Photoshop(1, 1, 0, Zeros(12)), front + 2 * 6},
+        {"large", FileTypeIndex::Psd, Photoshop(2, 16, 0, Zeros(108)), front + 4 + 18 * 6},
+        {"packed", FileTypeIndex::Psd, packed, front + 12 + 283},
+        {"row too long", FileTypeIndex::Psd, Patched(packed, front + 2, Big(std::uint16_t{275})), 0},
+        {"ZIP", FileTypeIndex::Psd, Photoshop(1, 8, 2, Zeros(100)), 0},
+        {"no resource", FileTypeIndex::Psd, Patched(packed, 34, {'x'}), 0},
+        {"depth", FileTypeIndex::Psd, Photoshop(1, 4, 0, Zeros(100)), 0},
+        {"mode", FileTypeIndex::Psd, Patched(packed, 24, Big(std::uint16_t{5})), 0},
+        {"channels", FileTypeIndex::Psd, Patched(packed, 12, Big(std::uint16_t{100})), 0},
+        {"width", FileTypeIndex::Psd, Patched(packed, 18, Big(std::uint32_t{30001})), 0},
     });
 }
 

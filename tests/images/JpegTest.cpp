@@ -14,8 +14,8 @@ namespace {
 using namespace std::string_literals;
 using namespace test;
 
-constexpr std::int32_t Exif = 41;
-constexpr std::int32_t Graphics = 42;
+constexpr std::int32_t Exif = FileTypeIndex::JpegCamera;
+constexpr std::int32_t Graphics = FileTypeIndex::JpegGraphics;
 
 constexpr std::int64_t Limit = 0x4000000;
 // The end search reads in pieces of this many bytes.

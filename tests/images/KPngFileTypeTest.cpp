@@ -20,7 +20,7 @@ TEST(KPngFileType, EndsOnlyWithTheChunkTypeAndItsCrcInOneSector) {
     medium.Put(5, std::string(392, 'x') + end + end);
     // A new signature closes a file; one with its end mark right behind it is too short.
     medium.Put(6, signature).Put(7, signature + end).Put(8, end);
-    EXPECT_EQ(test::ScanAtEverySplit(46, medium), (Finds{{2, 3 * 512 + 400}, {6, 512}}));
+    EXPECT_EQ(test::ScanAtEverySplit(FileTypeIndex::Png, medium), (Finds{{2, 3 * 512 + 400}, {6, 512}}));
 }
 
 }  // namespace

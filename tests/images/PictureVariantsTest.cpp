@@ -193,7 +193,8 @@ TEST(KGIFFileType, EndsWithTheTrailerOrTheLastWholeImage) {
         Medium medium;
         medium.Put(2, tried.file).Grow(20);
         const std::vector<Found> expected{{2, tried.size}};
-        EXPECT_EQ(ScanAtEverySplit(43, medium), tried.size == 0 ? std::vector<Found>() : expected) << tried.what;
+        EXPECT_EQ(ScanAtEverySplit(FileTypeIndex::Gif, medium), tried.size == 0 ? std::vector<Found>() : expected)
+            << tried.what;
     }
 }
 

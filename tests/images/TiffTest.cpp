@@ -21,8 +21,8 @@ constexpr std::uint16_t Short = TiffShort;
 constexpr std::uint16_t Long = TiffLong;
 constexpr std::uint16_t Float = 11;
 
-constexpr std::int32_t Orf = 55;
-constexpr std::int32_t Tif = 60;
+constexpr std::int32_t Orf = FileTypeIndex::Orf;
+constexpr std::int32_t Tif = FileTypeIndex::Tiff;
 
 Bytes TiffOf(const Fields& fields, bool bigEndian = false) {
     TiffBuilder builder(bigEndian);
@@ -132,7 +132,7 @@ TEST(Tiff, KindsAreToldByTagAndTexts) {
     TiffBuilder cr2(false, BytesOf("CR\2\0"s));
     cr2.AppendDirectory(plain);
     EXPECT_EQ(SizeOf(Tif, cr2.File()), std::nullopt);
-    EXPECT_EQ(SizeOf(54, With(cr2.File(), 300, "NIKON")), std::nullopt);
+    EXPECT_EQ(SizeOf(FileTypeIndex::Nef, With(cr2.File(), 300, "NIKON")), std::nullopt);
 }
 
 TEST(Tiff, KeepsWhatTheDirectorySays) {
@@ -210,7 +210,8 @@ TEST(OtherRaws, AreKnownByTheirMarks) {
         std::int32_t index;
         std::string mark;
         std::int32_t leastSectorSize;
-    } cases[] = {{57, "FUJIFILM", 8}, {58, "DSC-Image", 8}, {61, "FOVb....", 8}};
+    } cases[] = {
+        {FileTypeIndex::Raf, "FUJIFILM", 8}, {FileTypeIndex::Rdc, "DSC-Image", 8}, {FileTypeIndex::X3f, "FOVb....", 8}};
     for (const auto& [index, mark, leastSectorSize] : cases) {
         // Four in a row; the mark may reach into the next sector, but not beyond the block.
         Medium medium(512);
@@ -222,7 +223,7 @@ TEST(OtherRaws, AreKnownByTheirMarks) {
     }
     Medium cut(8);
     cut.Put(0, "DSC-Image");
-    EXPECT_EQ(Scan(58, cut, 1), Finds{});
+    EXPECT_EQ(Scan(FileTypeIndex::Rdc, cut, 1), Finds{});
 }
 
 TEST(OtherRaws, MinoltaFilesEndWithThePixels) {
@@ -230,13 +231,13 @@ TEST(OtherRaws, MinoltaFilesEndWithThePixels) {
         return BytesOf("\0MRM"s + length + "\0PRD"s + std::string(12, 'x') + height + width + "xxxx" + bits);
     };
     const Bytes file = header("\0\0\1\0"s, "\x07\xD0", "\x0B\xB8", 12);
-    EXPECT_EQ(ScanFile(53, file, 34), (Finds{{3, 9000264}}));
-    EXPECT_EQ(ScanFile(53, file, 33), Finds{});
+    EXPECT_EQ(ScanFile(FileTypeIndex::Mrw, file, 34), (Finds{{3, 9000264}}));
+    EXPECT_EQ(ScanFile(FileTypeIndex::Mrw, file, 33), Finds{});
     // Rounded up to whole bytes; at the cap; from 2 GiB on; beyond 4 GiB.
-    EXPECT_EQ(SizeOf(53, header("\0\0\0\0"s, "\0\3"s, "\0\3"s, 1)), 10);
-    EXPECT_EQ(SizeOf(53, header("\x7F\xFF\xFF\xF7", "\0\0"s, "\0\0"s, 12)), 0xC800000);
-    EXPECT_EQ(SizeOf(53, header("\x7F\xFF\xFF\xF8", "\0\0"s, "\0\0"s, 12)), std::nullopt);
-    EXPECT_EQ(SizeOf(53, header("\xFF\xFF\xFF\xFF", "\0\0"s, "\0\0"s, 12)), 7);
+    EXPECT_EQ(SizeOf(FileTypeIndex::Mrw, header("\0\0\0\0"s, "\0\3"s, "\0\3"s, 1)), 10);
+    EXPECT_EQ(SizeOf(FileTypeIndex::Mrw, header("\x7F\xFF\xFF\xF7", "\0\0"s, "\0\0"s, 12)), 0xC800000);
+    EXPECT_EQ(SizeOf(FileTypeIndex::Mrw, header("\x7F\xFF\xFF\xF8", "\0\0"s, "\0\0"s, 12)), std::nullopt);
+    EXPECT_EQ(SizeOf(FileTypeIndex::Mrw, header("\xFF\xFF\xFF\xFF", "\0\0"s, "\0\0"s, 12)), 7);
 }
 
 }  // namespace

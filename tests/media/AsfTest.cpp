@@ -12,9 +12,9 @@ namespace {
 using namespace std::string_literals;
 using namespace test;
 
-constexpr std::int32_t Asf = 14;
-constexpr std::int32_t Wma = 15;
-constexpr std::int32_t Wmv = 16;
+constexpr std::int32_t Asf = FileTypeIndex::Asf;
+constexpr std::int32_t Wma = FileTypeIndex::Wma;
+constexpr std::int32_t Wmv = FileTypeIndex::Wmv;
 
 Bytes Object(const std::string& id, const Bytes& content, std::uint64_t size) {
     return Join({BytesOf(id), Little(size, 8), content});

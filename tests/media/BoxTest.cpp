@@ -12,11 +12,11 @@ namespace {
 using namespace test::box;
 using namespace test;
 
-constexpr std::int32_t Mov = 17;
-constexpr std::int32_t ThreeGp = 18;
-constexpr std::int32_t M4a = 19;
-constexpr std::int32_t M4v = 20;
-constexpr std::int32_t Mp4 = 21;
+constexpr std::int32_t Mov = FileTypeIndex::Mov;
+constexpr std::int32_t ThreeGp = FileTypeIndex::ThreeGp;
+constexpr std::int32_t M4a = FileTypeIndex::M4a;
+constexpr std::int32_t M4v = FileTypeIndex::M4v;
+constexpr std::int32_t Mp4 = FileTypeIndex::Mp4;
 constexpr std::int64_t GiB = std::int64_t{1} << 30;
 
 Bytes Start(const char* brand, std::uint32_t size = 16) {

@@ -11,9 +11,9 @@ namespace {
 using namespace std::string_literals;
 using namespace test;
 
-constexpr std::int32_t Mid = 90;
-constexpr std::int32_t Ogg = 95;
-constexpr std::int32_t Rm = 112;
+constexpr std::int32_t Mid = FileTypeIndex::Mid;
+constexpr std::int32_t Ogg = FileTypeIndex::Ogg;
+constexpr std::int32_t Rm = FileTypeIndex::Rm;
 
 // The first bytes of a chunk of this type that is `size` bytes long, at least 32.
 Bytes Chunk(std::int32_t index, std::uint32_t size, std::uint64_t choice = 0) {

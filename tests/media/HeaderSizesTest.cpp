@@ -39,42 +39,44 @@ TEST(HeaderSizes, AreNumbersOf32Bits) {
         std::int32_t index;
         std::string header;
         std::int64_t size;
-    } cases[] = {{91, Smaf(247), 0},
-                 {91, Smaf(248), 256},
-                 {91, Smaf(0x7FFFFFF8), 0},
-                 {91, Smaf(0x7FFFFFF7), 0x2000000},
-                 {91, "MMMD" + Big(1000) + "CNTi", 0},
-                 {107, Au(24, 1000), 1024},
-                 {107, Au(24, 231), 0},
-                 {107, Au(999, 1000), 1999},
-                 {107, Au(1000, 1000), 0},
-                 {107, Au(0xFFFFFF00, 1000), 744},
-                 {107, Au(24, 0xFFFFFFFF), 0},
-                 {107, Au(24, 0x7FFFFFE8), 0},
-                 {107, Au(24, 0x7FFFFFE7), 0xC800000},
-                 {47, Flash(255), 0},
-                 {47, Flash(256), 256},
-                 {47, Flash(0x3FFFFFFF), 0x3FFFFFFF},
-                 {47, Flash(0x40000000), 0},
+    } cases[] = {{FileTypeIndex::Mmf, Smaf(247), 0},
+                 {FileTypeIndex::Mmf, Smaf(248), 256},
+                 {FileTypeIndex::Mmf, Smaf(0x7FFFFFF8), 0},
+                 {FileTypeIndex::Mmf, Smaf(0x7FFFFFF7), 0x2000000},
+                 {FileTypeIndex::Mmf, "MMMD" + Big(1000) + "CNTi", 0},
+                 {FileTypeIndex::Au, Au(24, 1000), 1024},
+                 {FileTypeIndex::Au, Au(24, 231), 0},
+                 {FileTypeIndex::Au, Au(999, 1000), 1999},
+                 {FileTypeIndex::Au, Au(1000, 1000), 0},
+                 {FileTypeIndex::Au, Au(0xFFFFFF00, 1000), 744},
+                 {FileTypeIndex::Au, Au(24, 0xFFFFFFFF), 0},
+                 {FileTypeIndex::Au, Au(24, 0x7FFFFFE8), 0},
+                 {FileTypeIndex::Au, Au(24, 0x7FFFFFE7), 0xC800000},
+                 {FileTypeIndex::Swf, Flash(255), 0},
+                 {FileTypeIndex::Swf, Flash(256), 256},
+                 {FileTypeIndex::Swf, Flash(0x3FFFFFFF), 0x3FFFFFFF},
+                 {FileTypeIndex::Swf, Flash(0x40000000), 0},
                  {47, "FWS\x09" + Little(300), 300},
                  {47, "ZWS\x09" + Little(300), 0},
-                 {104, Vegas(255), 0},
-                 {104, Vegas(256), 256},
-                 {104, Vegas(0x7FFFFFFF), 0x2000000},
-                 {104, Vegas(0x80000000), 0}};
+                 {FileTypeIndex::Veg, Vegas(255), 0},
+                 {FileTypeIndex::Veg, Vegas(256), 256},
+                 {FileTypeIndex::Veg, Vegas(0x7FFFFFFF), 0x2000000},
+                 {FileTypeIndex::Veg, Vegas(0x80000000), 0}};
     for (const auto& tested : cases) {
         EXPECT_EQ(ScanHeader(tested.index, tested.header), tested.size == 0 ? Finds{} : (Finds{{4, tested.size}}))
             << FileTypeCatalog[tested.index].extension << ", " << tested.size;
     }
     for (const char version : "\0\1\x9\xA\xF\x10\x19\x1A"s) {
         const bool isKnown = version == 1 || version == 9 || version == 16 || version == 25;
-        EXPECT_EQ(ScanHeader(47, Flash(300, version)).size(), isKnown ? 1U : 0U) << int{version};
+        EXPECT_EQ(ScanHeader(FileTypeIndex::Swf, Flash(300, version)).size(), isKnown ? 1U : 0U) << int{version};
     }
 }
 
 TEST(HeaderSizes, NeedASectorThatHoldsTheHeader) {
-    const std::tuple<std::int32_t, std::string, std::int32_t> cases[] = {
-        {91, Smaf(1000), 17}, {107, Au(24, 1000), 17}, {47, Flash(300), 9}, {104, Vegas(300), 33}};
+    const std::tuple<std::int32_t, std::string, std::int32_t> cases[] = {{FileTypeIndex::Mmf, Smaf(1000), 17},
+                                                                         {FileTypeIndex::Au, Au(24, 1000), 17},
+                                                                         {FileTypeIndex::Swf, Flash(300), 9},
+                                                                         {FileTypeIndex::Veg, Vegas(300), 33}};
     for (const auto& [index, header, smallest] : cases) {
         EXPECT_EQ(ScanHeader(index, header, smallest).size(), 1U) << index;
         EXPECT_EQ(ScanHeader(index, header, smallest - 1), Finds{}) << index;
@@ -113,13 +115,13 @@ TEST(Ebml, ASegmentInTheFirstSectorSaysTheSize) {
                  {Ebml("\x82\x88Matroska", 35, sized(9000)), 0},
                  {Ebml(mkv, 15, sized(9000)), 15 + 12 + 9000}};
     for (const auto& tested : cases) {
-        EXPECT_EQ(ScanHeader(110, tested.header, tested.sectorSize),
+        EXPECT_EQ(ScanHeader(FileTypeIndex::Mkv, tested.header, tested.sectorSize),
                   tested.size == 0 ? Finds{} : (Finds{{4, tested.size}}))
             << tested.size;
-        EXPECT_EQ(ScanHeader(111, tested.header, tested.sectorSize), Finds{});
+        EXPECT_EQ(ScanHeader(FileTypeIndex::Webm, tested.header, tested.sectorSize), Finds{});
     }
-    EXPECT_EQ(ScanHeader(111, Ebml(webm, 35, sized(9000))), (Finds{{4, 9047}}));
-    EXPECT_EQ(ScanHeader(110, Ebml(webm, 35, sized(9000))), Finds{});
+    EXPECT_EQ(ScanHeader(FileTypeIndex::Webm, Ebml(webm, 35, sized(9000))), (Finds{{4, 9047}}));
+    EXPECT_EQ(ScanHeader(FileTypeIndex::Mkv, Ebml(webm, 35, sized(9000))), Finds{});
 }
 
 }  // namespace

@@ -111,14 +111,14 @@ Finds PlainFinds(std::int32_t index, const Medium& medium, std::int64_t cap) {
     std::int64_t refusedTo = 0;
     for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
         const PlainFile file(medium, sector);
-        const std::int64_t size = sector < refusedTo ? 0
-                                  : index == 22      ? PlainMp3(file)
-                                  : index == 109     ? PlainMts(file)
-                                                     : PlainVob(file, cap);
+        const std::int64_t size = sector < refusedTo            ? 0
+                                  : index == FileTypeIndex::Mp3 ? PlainMp3(file)
+                                  : index == FileTypeIndex::Mts ? PlainMts(file)
+                                                                : PlainVob(file, cap);
         if (size > 0) {
             const std::int64_t capped = std::min(size, cap);
             finds.push_back({sector, capped});
-            refusedTo = sector + SectorsOf(index == 109 ? capped : size, medium);
+            refusedTo = sector + SectorsOf(index == FileTypeIndex::Mts ? capped : size, medium);
         }
     }
     return finds;

@@ -14,7 +14,7 @@ namespace {
 using namespace std::string_literals;
 using namespace test;
 
-constexpr std::int32_t Flv = 108;
+constexpr std::int32_t Flv = FileTypeIndex::Flv;
 const std::string Key = "\x08\x66ilesize\0"s;
 
 std::string Flash(std::uint32_t tagBytes, char tagType = '\x12') {

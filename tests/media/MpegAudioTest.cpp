@@ -7,7 +7,7 @@ namespace {
 
 using namespace test;
 
-constexpr std::int32_t Mp3 = 22;
+constexpr std::int32_t Mp3 = FileTypeIndex::Mp3;
 // 128 kbit/s at 44100 Hz: 417 bytes.
 constexpr std::uint32_t Common = 0xFFFB9000;
 // 32 kbit/s at 48000 Hz: 96 bytes.

@@ -6,8 +6,8 @@ namespace {
 
 using namespace test;
 
-constexpr std::int32_t Vob = 25;
-constexpr std::int32_t Mts = 109;
+constexpr std::int32_t Vob = FileTypeIndex::Vob;
+constexpr std::int32_t Mts = FileTypeIndex::Mts;
 
 Finds ScanFile(std::int32_t index, const Bytes& file, std::int64_t maxSize = 0, std::int32_t sectorSize = 512) {
     Medium medium(sectorSize);

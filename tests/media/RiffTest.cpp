@@ -7,11 +7,11 @@ namespace {
 
 using namespace test;
 
-constexpr std::int32_t Wav = 23;
-constexpr std::int32_t Avi = 24;
-constexpr std::int32_t Webp = 66;
-constexpr std::int32_t Aif = 78;
-constexpr std::int32_t Ani = 79;
+constexpr std::int32_t Wav = FileTypeIndex::Wav;
+constexpr std::int32_t Avi = FileTypeIndex::Avi;
+constexpr std::int32_t Webp = FileTypeIndex::Webp;
+constexpr std::int32_t Aif = FileTypeIndex::Aif;
+constexpr std::int32_t Ani = FileTypeIndex::Ani;
 constexpr std::int64_t MiB = std::int64_t{1} << 20;
 constexpr std::int64_t ChainLimit = 0x2000000000;
 

@@ -1,70 +1,142 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "frame/contract/FileTypeCatalog.h"
-#include "frame/registry/KRawFileTypeFactory.h"
+#include "frame/contract/FileTypeNotes.h"
 #include "tests/support/Registry.h"
 
-// Makes docs/file-types.md from what the scanners and the fixtures say, and compares it with the page as it is.
+// Makes docs/file-types.md from the catalogue, the notes and the fixtures, and compares it with the page as it is.
 namespace {
+
+using TypeIndices = std::vector<std::int32_t>;
 
 constexpr const char* Introduction = R"(# File types
 
 What the scanners of the library recognise, how they know where a file ends, and what they miss. This page is generated
-from the scanners' own notes and from the fixtures of the tests; `SALVOR_UPDATE_DOCS=1 ./test` writes it anew.
+from the library's catalogue and notes and from the fixtures of the tests; `SALVOR_UPDATE_DOCS=1 ./test` writes it anew.
+`salvor types jpg` prints the same for one type.
 
-Every file must begin at the start of a sector and lie in one piece. The number in front of a type is its index in the
-factory.
+Every file must begin at the start of a sector and lie in one piece. The number behind a type is its index in the
+factory, the size the largest that is reported unless the host says otherwise. What a scanner's size is worth:
+
+- *exact*: the scanner has walked the whole structure;
+- *estimated*: it is declared in the file's header and not checked, or follows from what comes next on the medium;
+- *start only*: it is 0, and the host decides.
 )";
 
-void WriteType(std::ostream& page, std::int32_t index) {
+struct Group {
+    FileTypeGroup group;
+    const char* title;
+};
+constexpr Group Groups[] = {{FileTypeGroup::Picture, "Pictures"},
+                            {FileTypeGroup::CameraRaw, "Camera raws"},
+                            {FileTypeGroup::Drawing, "Drawings"},
+                            {FileTypeGroup::Film, "Films"},
+                            {FileTypeGroup::Sound, "Sounds"},
+                            {FileTypeGroup::Document, "Documents"},
+                            {FileTypeGroup::MailOrData, "Mail and data"},
+                            {FileTypeGroup::Archive, "Archives"}};
+
+std::string SizeText(std::int64_t size) {
+    // Caps of 32-bit fields.
+    if (size % 1024 == 1023) {
+        return "just under " + SizeText(size + 1);
+    }
+    constexpr std::array units{" bytes", " KiB", " MiB", " GiB"};
+    std::size_t unit = 0;
+    while (unit + 1 < units.size() && size % 1024 == 0) {
+        size /= 1024;
+        ++unit;
+    }
+    return std::to_string(size) + units[unit];
+}
+
+void WriteTitle(std::ostream& page, std::int32_t index) {
+    constexpr std::array exactness{"exact", "estimated", "start only"};
     const FileTypeIdentity& type = FileTypeCatalog[index];
-    page << "\n### " << index << " " << type.extension << ": " << type.name << "\n\n";
-    const FormatNotes& notes = FormatNotesOf(index);
-    page << "- Found: " << notes.found << "\n- End: " << notes.end << "\n";
-    if (*notes.limits != '\0') {
-        page << "- Limits: " << notes.limits << "\n";
-    }
+    page << "**" << type.extension << "**, " << std::string_view(type.name) << " (" << index << ", "
+         << exactness[static_cast<std::size_t>(type.reportedSize)];
     if (type.maxSize > 0) {
-        page << "- Largest size reported unless the host says otherwise: " << type.maxSize << " bytes\n";
+        page << ", " << SizeText(type.maxSize);
     }
-    page << "- Source: " << notes.source << "\n";
+    page << "): " << FileTypeNotesOf[index].found;
+}
+
+// Types of a group that share what is to say of their ends stand together.
+void WriteGroup(std::ostream& page, const Group& group) {
+    page << "\n## " << group.title << "\n";
+    std::vector<TypeIndices> paragraphs;
+    for (std::int32_t index = 0; index < FileTypeCount; ++index) {
+        if (FileTypeCatalog[index].group != group.group) {
+            continue;
+        }
+        const FileTypeNotes& notes = FileTypeNotesOf[index];
+        const auto sameEnd = std::ranges::find_if(paragraphs, [&](const TypeIndices& types) {
+            const FileTypeNotes& first = FileTypeNotesOf[types.front()];
+            return std::string_view(first.end) == notes.end && std::string_view(first.limits) == notes.limits &&
+                   std::string_view(first.source) == notes.source;
+        });
+        (sameEnd == paragraphs.end() ? paragraphs.emplace_back() : *sameEnd).push_back(index);
+    }
+    for (const TypeIndices& types : paragraphs) {
+        page << "\n";
+        for (const std::int32_t index : types) {
+            WriteTitle(page, index);
+            // A line break.
+            page << (index == types.back() ? "\n" : "\\\n");
+        }
+        const FileTypeNotes& notes = FileTypeNotesOf[types.front()];
+        page << "- End: " << notes.end << "\n";
+        if (*notes.limits != '\0') {
+            page << "- Limits: " << notes.limits << "\n";
+        }
+        page << "- Source: " << notes.source << "\n";
+    }
 }
 
 void WriteFixtures(std::ostream& page) {
-    page << "\n## Sizes of the sample files\n\n"
-            "The files of `samples/fixtures`, and files made by the tests where no program writes the type (in "
-            "italics), with the size that\ntheir types report. A difference is what the rule of the type gives, not "
-            "an error of measurement.\n\n"
-            "| File | Reported by | Its size | Reported | Difference |\n| --- | --- | ---: | ---: | ---: |\n";
+    std::ostringstream table;
+    std::size_t exact = 0;
     for (const test::Fixture& fixture : test::Fixtures()) {
         const test::Bytes file = fixture.Load();
-        const char* const quote = fixture.build == nullptr ? "`" : "*";
-        page << "| " << quote << fixture.name << quote << " |";
-        for (const std::int32_t index : fixture.types) {
-            page << " " << index << " " << FileTypeCatalog[index].extension;
-        }
-        if (fixture.types.empty()) {
-            page << " nobody | " << file.size() << " | | |\n";
+        const auto size = static_cast<std::int64_t>(file.size());
+        const std::int64_t reported = fixture.ReportedSize(file);
+        if (!fixture.types.empty() && reported == size) {
+            ++exact;
             continue;
         }
-        const std::int64_t reported = fixture.ReportedSize(file);
-        const std::int64_t difference = reported - static_cast<std::int64_t>(file.size());
-        page << " | " << file.size() << " | " << reported << " | " << (difference > 0 ? "+" : "") << difference
-             << " |\n";
+        table << "| " << fixture.name << " |";
+        for (const std::int32_t index : fixture.types) {
+            table << " " << FileTypeCatalog[index].extension;
+        }
+        if (fixture.types.empty()) {
+            table << " nobody | " << size << " | | |\n";
+        } else {
+            table << " | " << size << " | " << reported << " | " << (reported > size ? "+" : "") << reported - size
+                  << " |\n";
+        }
     }
+    page << "\n## Sizes of the sample files\n\nOf the " << test::Fixtures().size()
+         << " files of `samples/fixtures` and those that the tests make where no program writes the type, " << exact
+         << "\nare reported with their own size. The others, in bytes:\n\n"
+            "| File | Reported by | Its size | Reported | Difference |\n| --- | --- | ---: | ---: | ---: |\n"
+         << table.str();
 }
 
 std::string Page() {
     std::ostringstream page;
-    page << Introduction << "\n## Types\n";
-    for (std::int32_t index = 0; index < FileTypeCount; ++index) {
-        WriteType(page, index);
+    page << Introduction;
+    for (const Group& group : Groups) {
+        WriteGroup(page, group);
     }
     WriteFixtures(page);
     return page.str();

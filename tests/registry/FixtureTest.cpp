@@ -30,6 +30,10 @@ TEST(Fixtures, CoverEveryTypeAndEverySampleFile) {
     std::set<std::string> names;
     for (const Fixture& fixture : Fixtures()) {
         covered.insert(fixture.types.begin(), fixture.types.end());
+        for (const std::int32_t index : fixture.types) {
+            EXPECT_TRUE(fixture.sizeOf == nullptr || FileTypeCatalog[index].reportedSize != SizeExactness::Exact)
+                << fixture << " has another size than is reported of it";
+        }
         names.insert(fixture.name);
     }
     for (std::int32_t index = 0; index < FileTypeCount; ++index) {

@@ -20,7 +20,7 @@ TEST(Registry, HasOneFactoryWith113Indices) {
 }
 
 TEST(Registry, CreatesAScannerOfEveryTypeThatAnswersAsItsCatalogueRowSays) {
-    for (std::int32_t index = 0; index < 113; ++index) {
+    for (std::int32_t index = 0; index < FileTypeCount; ++index) {
         const TypePtr type = CreateType(index);
         ASSERT_NE(type, nullptr) << index;
         const FileTypeIdentity& row = FileTypeCatalog[index];
@@ -43,11 +43,12 @@ TEST(Registry, CreatesAScannerOfEveryTypeThatAnswersAsItsCatalogueRowSays) {
 
 // What is easily taken for a mistake; hosts show and store it.
 TEST(Registry, KeepsTheOddTextsOfTheCatalogue) {
-    EXPECT_STREQ(FileTypeCatalog[25].name, "VOB file ");
-    EXPECT_STREQ(FileTypeCatalog[34].name, FileTypeCatalog[35].name);
-    EXPECT_STREQ(FileTypeCatalog[41].extension, FileTypeCatalog[42].extension);
-    EXPECT_STREQ(FileTypeCatalog[99].name, "Quatto Pro File");
-    EXPECT_EQ(FileTypeCatalog[25].maxSize, 0xFFFFFFFFLL) << "widened without sign";
+    EXPECT_STREQ(FileTypeCatalog[FileTypeIndex::Vob].name, "VOB file ");
+    EXPECT_STREQ(FileTypeCatalog[FileTypeIndex::Eml].name, FileTypeCatalog[FileTypeIndex::Msg].name);
+    EXPECT_STREQ(FileTypeCatalog[FileTypeIndex::JpegCamera].extension,
+                 FileTypeCatalog[FileTypeIndex::JpegGraphics].extension);
+    EXPECT_STREQ(FileTypeCatalog[FileTypeIndex::Qpw].name, "Quatto Pro File");
+    EXPECT_EQ(FileTypeCatalog[FileTypeIndex::Vob].maxSize, 0xFFFFFFFFLL) << "widened without sign";
 }
 
 class RangeType final : public RunStateFileType<RangeType> {

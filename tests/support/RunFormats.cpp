@@ -11,13 +11,16 @@ const std::vector<RunFormat>& RunFormats() {
     using namespace std::string_literals;
     constexpr std::int64_t tenMiB = 10485760;
     static const std::vector<RunFormat> formats{
-        {"png", 46, BytesOf("\x89PNG\r\n\x1A\n"), false, 9, BytesOf("IEND\xAE\x42\x60\x82"), 0, 256, tenMiB},
-        {"bookmark", 73, BytesOf("<!DOCTYPE NETSCAPE-Bookmark-file-1>"), true, 49, BytesOf("</DL><p>"), 4, 16384,
-         1048576},
-        {"abr", 75, BytesOf("\0\x06\0\x02"s + "8BIM"), false, 8, BytesOf("Rpt bool\0"s), 0, 512, tenMiB},
-        {"exb", 76, BytesOf("\x10"s + "CaxaEbForWindows"), false, 17,
+        {"png", FileTypeIndex::Png, BytesOf("\x89PNG\r\n\x1A\n"), false, 9, BytesOf("IEND\xAE\x42\x60\x82"), 0, 256,
+         tenMiB},
+        {"bookmark", FileTypeIndex::Bookmarks, BytesOf("<!DOCTYPE NETSCAPE-Bookmark-file-1>"), true, 49,
+         BytesOf("</DL><p>"), 4, 16384, 1048576},
+        {"abr", FileTypeIndex::Abr, BytesOf("\0\x06\0\x02"s + "8BIM"), false, 8, BytesOf("Rpt bool\0"s), 0, 512,
+         tenMiB},
+        {"exb", FileTypeIndex::Exb, BytesOf("\x10"s + "CaxaEbForWindows"), false, 17,
          BytesOf(" ;\x01\0\0\0\0\xFF\xFF"s + std::string(12, '\0')), 0, 512, tenMiB},
-        {"pzf", 77, BytesOf("PCFFGRA"), false, 7, BytesOf(std::string(14, '\xFF') + "\x01\x40"), 0, 512, tenMiB}};
+        {"pzf", FileTypeIndex::Pzf, BytesOf("PCFFGRA"), false, 7, BytesOf(std::string(14, '\xFF') + "\x01\x40"), 0, 512,
+         tenMiB}};
     return formats;
 }
 

@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileType.h"
 #include "tests/support/Medium.h"
 

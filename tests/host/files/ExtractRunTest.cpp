@@ -1,5 +1,6 @@
 #include "host/files/extract_run.h"
 
+#include <FileTypeCatalog.h>
 #include <gtest/gtest.h>
 
 #include "tests/host/TestFiles.h"
@@ -13,9 +14,9 @@ using nlohmann::json;
 using test::Bytes;
 
 TEST(ExtractFiles, SaysWhereASizeComesFromAndFiltersByIt) {
-    constexpr std::int32_t png = 46;
-    constexpr std::int32_t rdc = 58;
-    constexpr std::int32_t tif = 60;
+    constexpr std::int32_t png = FileTypeIndex::Png;
+    constexpr std::int32_t rdc = FileTypeIndex::Rdc;
+    constexpr std::int32_t tif = FileTypeIndex::Tiff;
     test::TiffBuilder tiff(ByteOrder::Little);
     Bytes image = tiff.Finish(tiff.Add({{273, test::Long, {1000}}, {279, test::Long, {3000}}}));
     image.resize(100 * 512 + 7);

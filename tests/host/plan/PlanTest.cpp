@@ -12,11 +12,11 @@ namespace salvor {
 
 namespace {
 
-constexpr std::int32_t Doc = 0;
-constexpr std::int32_t Txt = 28;
-constexpr std::int32_t Exif = 41;
-constexpr std::int32_t Jpg = 42;
-constexpr std::int32_t Png = 46;
+constexpr std::int32_t Doc = FileTypeIndex::Doc;
+constexpr std::int32_t Txt = FileTypeIndex::Text;
+constexpr std::int32_t Exif = FileTypeIndex::JpegCamera;
+constexpr std::int32_t Jpg = FileTypeIndex::JpegGraphics;
+constexpr std::int32_t Png = FileTypeIndex::Png;
 constexpr MediumShape Shape{100 * 512 + 10, 512};
 
 Plan PlanOf(const std::vector<Find>& finds, const PlanFilter& filter = {AllTypes(), {}, {}}) {
@@ -57,7 +57,12 @@ TEST(Plan, JoinsClaimsOnOneRangeAndNumbersFilesThatShareAName) {
 }
 
 TEST(Plan, NamesAFileAfterTheClaimantThatSaysMostAboutIt) {
-    const Plan plan = PlanOf({{14, 1, 600}, {16, 1, 600}, {15, 1, 600}, {14, 5, 600}, {59, 7, 600}, {106, 7, 600}});
+    const Plan plan = PlanOf({{FileTypeIndex::Asf, 1, 600},
+                              {FileTypeIndex::Wmv, 1, 600},
+                              {FileTypeIndex::Wma, 1, 600},
+                              {FileTypeIndex::Asf, 5, 600},
+                              {FileTypeIndex::Srf, 7, 600},
+                              {FileTypeIndex::Arw, 7, 600}});
     EXPECT_EQ(Describe(plan), (Texts{"wma/f0000000001.wma 600 by 15 16 14", "asf/f0000000005.asf 600 by 14",
                                      "arw/f0000000007.arw 600 by 106 59"}));
 }

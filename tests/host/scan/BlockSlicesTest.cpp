@@ -16,8 +16,8 @@ struct Part {
 };
 
 TEST(ScanInSlices, CutsBlocksButForTypesThatDependOnThem) {
-    constexpr std::int32_t plain = 46;
-    constexpr std::int32_t dependent = 35;
+    constexpr std::int32_t plain = FileTypeIndex::Png;
+    constexpr std::int32_t dependent = FileTypeIndex::Msg;
     const std::vector<std::uint8_t> bytes(200 * 512);
     const auto partsOf = [&](std::int32_t type, std::int32_t count, std::int32_t sectorSize) {
         std::vector<Part> parts;

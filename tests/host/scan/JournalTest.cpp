@@ -1,5 +1,6 @@
 #include "host/scan/journal.h"
 
+#include <FileTypeCatalog.h>
 #include <gtest/gtest.h>
 
 #include "host/app/failure.h"
@@ -11,7 +12,11 @@ namespace {
 
 using test::TempFolder;
 
-const std::vector<Find> Finds{{41, 72, 50174}, {46, 900, 28487}, {42, -5, 0}, {46, 1LL << 40, 1LL << 60}};
+constexpr std::int32_t Exif = FileTypeIndex::JpegCamera;
+constexpr std::int32_t Jpg = FileTypeIndex::JpegGraphics;
+constexpr std::int32_t Png = FileTypeIndex::Png;
+
+const std::vector<Find> Finds{{Exif, 72, 50174}, {Png, 900, 28487}, {Jpg, -5, 0}, {Png, 1LL << 40, 1LL << 60}};
 
 JournalHeader HeaderFor(const std::string& image) {
     JournalHeader header;
@@ -20,8 +25,8 @@ JournalHeader HeaderFor(const std::string& image) {
     header.sectorSize = 520;
     header.blockSize = 1048320;
     header.range = {5, 4000};
-    header.types = {41, 42, 46};
-    header.caps = {{46, 50 << 20}};
+    header.types = {Exif, Jpg, Png};
+    header.caps = {{Png, 50 << 20}};
     return header;
 }
 
@@ -34,7 +39,7 @@ void WriteJournal(const std::filesystem::path& path, const std::string& image, b
     writer.AddUnreadable({{7, 2}});
     ScanSummary summary;
     summary.complete = complete;
-    summary.findsByType = {{46, 2}};
+    summary.findsByType = {{Png, 2}};
     summary.unreadable = {{7, 2}};
     writer.AddSummary(summary);
     writer.Flush();
@@ -50,8 +55,8 @@ TEST(Journal, GivesBackWhatWasWritten) {
         EXPECT_EQ(journal.header.sectorSize, 520);
         EXPECT_EQ(journal.header.blockSize, 1048320);
         EXPECT_EQ(journal.header.range, (SectorRange{5, 4000}));
-        EXPECT_EQ(journal.header.types, (std::vector<std::int32_t>{41, 42, 46}));
-        EXPECT_EQ(journal.header.caps, (std::map<std::int32_t, std::int64_t>{{46, 50 << 20}}));
+        EXPECT_EQ(journal.header.types, (std::vector<std::int32_t>{Exif, Jpg, Png}));
+        EXPECT_EQ(journal.header.caps, (std::map<std::int32_t, std::int64_t>{{Png, 50 << 20}}));
         EXPECT_EQ(journal.finds, Finds);
         EXPECT_TRUE(journal.complete);
         EXPECT_EQ(journal.damagedLines, 0);

@@ -10,6 +10,7 @@ namespace salvor {
 namespace {
 
 using namespace test;
+using FileTypeIndex::Png;
 
 const Bytes PngStart{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 const Bytes PngEnd{'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
@@ -40,7 +41,7 @@ TEST(ScanRange, FindsTheMediumsFirstSectorAndFollowsFilesBeyondABlock) {
     for (const std::int64_t blockSectors : {1, 3, 64, 100, 2048}) {
         Recorder recorder;
         EXPECT_TRUE(ScanRange(medium, {{0, 100}, blockSectors, AllTypes(), {}}, recorder));
-        EXPECT_EQ(recorder.finds, (std::vector<Find>{{46, 0, 3000}, {46, 50, 3000}, {46, 94, 3000}}));
+        EXPECT_EQ(recorder.finds, (std::vector<Find>{{Png, 0, 3000}, {Png, 50, 3000}, {Png, 94, 3000}}));
         EXPECT_EQ(recorder.marks.back(), 100);
     }
 }
@@ -48,29 +49,30 @@ TEST(ScanRange, FindsTheMediumsFirstSectorAndFollowsFilesBeyondABlock) {
 TEST(ScanRange, KeepsToItsRangeTypesAndCapsAndStopsWhenAsked) {
     Medium medium(std::make_unique<FakeDevice>(ImageWithPngs(100, {0, 50, 90})), 512);
     Recorder range;
-    EXPECT_TRUE(ScanRange(medium, {{40, 20}, 8, {46}, {{46, 1000}}}, range));
-    EXPECT_EQ(range.finds, (std::vector<Find>{{46, 50, 1000}}));
+    EXPECT_TRUE(ScanRange(medium, {{40, 20}, 8, {Png}, {{Png, 1000}}}, range));
+    EXPECT_EQ(range.finds, (std::vector<Find>{{Png, 50, 1000}}));
     EXPECT_EQ(range.marks, (std::vector<std::int64_t>{48, 56, 60}));
 
     Recorder otherType;
-    EXPECT_TRUE(ScanRange(medium, {{0, 100}, 8, {0, 42}, {}}, otherType)) << "no type that claims them";
+    EXPECT_TRUE(ScanRange(medium, {{0, 100}, 8, {FileTypeIndex::Doc, FileTypeIndex::JpegGraphics}, {}}, otherType))
+        << "no type that claims them";
     EXPECT_TRUE(otherType.finds.empty());
 
     Recorder stopped;
     stopped.stopAfterBlocks = 2;
-    EXPECT_FALSE(ScanRange(medium, {{0, 100}, 8, {46}, {}}, stopped));
-    EXPECT_EQ(stopped.finds, (std::vector<Find>{{46, 0, 3000}}));
+    EXPECT_FALSE(ScanRange(medium, {{0, 100}, 8, {Png}, {}}, stopped));
+    EXPECT_EQ(stopped.finds, (std::vector<Find>{{Png, 0, 3000}}));
     EXPECT_EQ(stopped.marks, (std::vector<std::int64_t>{8, 16}));
 
     Recorder nothing;
-    EXPECT_TRUE(ScanRange(medium, {{50, 0}, 8, {46}, {}}, nothing));
+    EXPECT_TRUE(ScanRange(medium, {{50, 0}, 8, {Png}, {}}, nothing));
     EXPECT_TRUE(nothing.marks.empty());
 }
 
 TEST(TypesNamed, TakesExtensionsInAnyCaseAndIndices) {
-    EXPECT_EQ(TypesNamed("JPG"), (std::vector<std::int32_t>{41, 42}));
-    EXPECT_EQ(TypesNamed(".png"), (std::vector<std::int32_t>{46}));
-    EXPECT_EQ(TypesNamed("46"), (std::vector<std::int32_t>{46}));
+    EXPECT_EQ(TypesNamed("JPG"), (std::vector<std::int32_t>{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics}));
+    EXPECT_EQ(TypesNamed(".png"), (std::vector<std::int32_t>{Png}));
+    EXPECT_EQ(TypesNamed("46"), (std::vector<std::int32_t>{Png}));
     EXPECT_EQ(TypesNamed("7z"), (std::vector<std::int32_t>{68}));
     for (const char* word : {"", ".", "113", "-1", "jp", "46x", "99999999999999999999"}) {
         EXPECT_TRUE(TypesNamed(word).empty()) << word;

@@ -1,5 +1,6 @@
 #include "host/validate/decide_sizes.h"
 
+#include <FileTypeCatalog.h>
 #include <gtest/gtest.h>
 
 #include "tests/host/TestFiles.h"
@@ -12,14 +13,15 @@ namespace {
 using namespace test;
 using enum SizeSource;
 
-constexpr std::int32_t Gif = 43;
-constexpr std::int32_t Png = 46;
-constexpr std::int32_t Nef = 54;
-constexpr std::int32_t Rdc = 58;
-constexpr std::int32_t Srf = 59;
-constexpr std::int32_t Tif = 60;
-constexpr std::int32_t X3f = 61;
-constexpr std::int32_t Arw = 106;
+constexpr std::int32_t Gif = FileTypeIndex::Gif;
+constexpr std::int32_t Jpg = FileTypeIndex::JpegGraphics;
+constexpr std::int32_t Png = FileTypeIndex::Png;
+constexpr std::int32_t Nef = FileTypeIndex::Nef;
+constexpr std::int32_t Rdc = FileTypeIndex::Rdc;
+constexpr std::int32_t Srf = FileTypeIndex::Srf;
+constexpr std::int32_t Tif = FileTypeIndex::Tiff;
+constexpr std::int32_t X3f = FileTypeIndex::X3f;
+constexpr std::int32_t Arw = FileTypeIndex::Arw;
 constexpr std::int64_t MiB = 1 << 20;
 const auto NeverStops = [](std::int64_t) {
     return false;
@@ -85,14 +87,14 @@ TEST(DecideSizes, MeasuresAndBoundsWhatScannersLeaveOpen) {
         {{Png, 73, 800}, Reported, false},
         {{Tif, 80, 8 * 512}, Bounded, false},
         // Of a type that nobody asked for.
-        {{42, 88, 700}, Reported, false},
+        {{Jpg, 88, 700}, Reported, false},
         {{Gif, 100, 300}, Reported, false},
         {{Gif, 101, 16 * MiB}, Bounded, false},
         {{Nef, 102, 200 * MiB}, Bounded, false},
         {{X3f, nearEnd, 612}, Bounded, false},
         // No types to decide about, or not on the medium.
         {{Png, 90, 0}, Reported, false},
-        {{42, 90, 0}, Reported, false},
+        {{Jpg, 90, 0}, Reported, false},
         {{Nef, -1, 0}, Reported, false},
         {{Nef, nearEnd + 2, 0}, Reported, false},
     };

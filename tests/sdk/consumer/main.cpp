@@ -1,3 +1,4 @@
+#include <FileTypeCatalog.h>
 #include <IRawFileTypeFactory.h>
 
 #include <cinttypes>
@@ -18,7 +19,7 @@ int main() {
     PrintingSink sink;
     IRawFileTypeFactory* const factory = GetRawFileTypeFactory();
     std::printf("%d types\n", factory->GetCount());
-    IRawFileType* const png = factory->Create(46);
+    IRawFileType* const png = factory->Create(FileTypeIndex::Png);
     png->ScanBlock(&block, &sink);
     png->Release();
 }
