@@ -27,7 +27,7 @@ std::optional<std::size_t> ClassifyBytewise(ByteSpan sector, std::int32_t& kind)
     };
     for (std::size_t at = 0; at < n; ++at) {
         if (at + 8 < n && std::memcmp(sector.data() + at, "PK\5\6\0\0\0\0", 8) == 0) {
-            return at + ZipEndRecordBytes;
+            return at + ZipEndRecord::Bytes;
         }
         bool isNamed = false;
         switch (sector[at]) {

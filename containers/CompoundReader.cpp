@@ -2,45 +2,25 @@
 
 #include <algorithm>
 
+#include "formats/CompoundRecords.h"
+
 namespace {
 
 constexpr std::uint64_t LengthHint = 1024;
-
-constexpr std::size_t HeaderBytes = 512;
-constexpr auto Signature = PatternOf("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
-
-// Offsets in the header.
-constexpr std::size_t MinorVersion = 24;
-constexpr std::size_t MajorVersion = 26;
-constexpr std::size_t ByteOrder = 28;
-constexpr std::size_t SectorShift = 30;
-constexpr std::size_t MiniSectorShift = 32;
-constexpr std::size_t FatSectorCount = 44;
-constexpr std::size_t FirstDirectorySector = 48;
-constexpr std::size_t FirstMiniFatSector = 60;
-constexpr std::size_t MiniFatSectorCount = 64;
-constexpr std::size_t FirstDifatSector = 68;
-constexpr std::size_t DifatSectorCount = 72;
-constexpr std::size_t FirstDifatWord = 76;
 
 // Sectors of each kind that are read at most.
 constexpr std::uint32_t MostFatSectors = 8192;
 constexpr std::uint32_t MostDifatSectors = 8192;
 constexpr std::uint32_t MostMiniFatSectors = 2048;
 
-// A directory entry, and offsets in it.
-constexpr std::uint32_t EntryBytes = 128;
-constexpr std::size_t NameUnits = 32;
-constexpr std::size_t NameBytes = 64;
-constexpr std::size_t ObjectType = 66;
-constexpr std::size_t ColourFlag = 67;
-constexpr std::size_t ClassId = 80;
-constexpr std::size_t StartingSector = 116;
-constexpr std::size_t StreamSize = 120;
+using Header = CompoundHeader;
+using DirectoryEntry = CompoundDirectoryEntry;
+
+constexpr std::uint32_t EntryBytes = DirectoryEntry::Bytes;
 constexpr std::string_view RootName = "Root Entry";
 constexpr std::uint32_t MostStreamBytes = 0x4000000;
 // Sector numbers from here on mark FAT sectors, ends of chains and free sectors.
-constexpr std::uint32_t FirstSpecialSector = 0xFFFFFFFD;
+constexpr std::uint32_t FirstSpecialSector = CompoundSectorMark::Fat;
 
 // The least that a read counts for: small ones cost time as well.
 constexpr std::size_t LeastWork = 512;
@@ -51,10 +31,12 @@ bool IsAcceptable(ByteSpan header) {
     const auto field = [header](std::size_t offset) {
         return LoadLittle<std::uint16_t>(header, offset);
     };
-    return StartsWith(header, Signature) && (field(ByteOrder) == 0xFFFE || field(ByteOrder) == 0xFEFF) &&
-           field(MinorVersion) < 255 && field(MajorVersion) < 255 && field(SectorShift) < 255 &&
-           field(MiniSectorShift) <= field(SectorShift) &&
-           LoadLittle<std::uint32_t>(header, DifatSectorCount) <= LoadLittle<std::uint32_t>(header, FatSectorCount);
+    return StartsWith(header, CompoundSignature) &&
+           (field(Header::ByteOrder) == 0xFFFE || field(Header::ByteOrder) == 0xFEFF) &&
+           field(Header::MinorVersion) < 255 && field(Header::MajorVersion) < 255 && field(Header::SectorShift) < 255 &&
+           field(Header::MiniSectorShift) <= field(Header::SectorShift) &&
+           LoadLittle<std::uint32_t>(header, Header::DifatSectorCount) <=
+               LoadLittle<std::uint32_t>(header, Header::FatSectorCount);
 }
 
 constexpr std::uint32_t ToUpper(std::uint32_t unit) { return unit >= 'a' && unit <= 'z' ? unit - 'a' + 'A' : unit; }
@@ -79,7 +61,7 @@ public:
     }
 
 private:
-    std::array<std::uint32_t, NameUnits> units_{};
+    std::array<std::uint32_t, DirectoryEntry::NameUnits> units_{};
     std::size_t length_ = 0;
 };
 
@@ -89,13 +71,13 @@ CompoundReader::CompoundReader(const SectorBlock& block, std::int64_t startSecto
                                std::span<const std::string_view> streamNames, Budget& budget)
     : budget_(budget), streamNames_(streamNames) {
     directoryFile_ = std::make_unique<KFileSimulator>(&block, startSector, LengthHint, &budget_);
-    std::array<std::uint8_t, HeaderBytes> header{};
+    std::array<std::uint8_t, Header::Bytes> header{};
     ReadAt(*directoryFile_, 0, header);
     if (!IsAcceptable(header)) {
         return;
     }
     fatFile_ = std::make_unique<KFileSimulator>(&block, startSector, LengthHint, &budget_);
-    sectorSize_ = std::uint32_t{1} << (LoadLittle<std::uint16_t>(header, SectorShift) % 32U);
+    sectorSize_ = std::uint32_t{1} << (LoadLittle<std::uint16_t>(header, Header::SectorShift) % 32U);
     ReadDifat(header);
     CountMiniFat(header);
     WalkDirectory(header);
@@ -127,13 +109,13 @@ std::uint32_t CompoundReader::FatWord(std::uint32_t index) {
 // The FAT's sectors are listed in the header and in a chain of DIFAT sectors, whose last words link them. The links
 // stay in the list.
 void CompoundReader::ReadDifat(ByteSpan header) {
-    const auto declaredFat = LoadLittle<std::uint32_t>(header, FatSectorCount);
+    const auto declaredFat = LoadLittle<std::uint32_t>(header, Header::FatSectorCount);
     const std::size_t wanted = std::min(declaredFat, MostFatSectors);
-    for (std::size_t at = FirstDifatWord; at < HeaderBytes && fatSectors_.size() < wanted; at += 4) {
+    for (std::size_t at = Header::FirstDifatWord; at < Header::Bytes && fatSectors_.size() < wanted; at += 4) {
         fatSectors_.push_back(LoadLittle<std::uint32_t>(header, at));
     }
-    const std::uint32_t most = std::min(LoadLittle<std::uint32_t>(header, DifatSectorCount), MostDifatSectors);
-    auto sector = LoadLittle<std::uint32_t>(header, FirstDifatSector);
+    const std::uint32_t most = std::min(LoadLittle<std::uint32_t>(header, Header::DifatSectorCount), MostDifatSectors);
+    auto sector = LoadLittle<std::uint32_t>(header, Header::FirstDifatSector);
     // A sector of less than 4 bytes has no word to go on with.
     for (std::uint32_t read = 0; read < most && IsPositive(sector) && WordsPerSector() != 0; ++read) {
         if (sector > LargestSector()) {
@@ -163,8 +145,9 @@ void CompoundReader::TakeFatSectors(std::uint32_t difatSector, std::size_t wante
 // The list is as long as its first sector makes it: every sector is read at the place of the first one, so that the
 // second link is met again and again.
 void CompoundReader::CountMiniFat(ByteSpan header) {
-    const auto first = LoadLittle<std::uint32_t>(header, FirstMiniFatSector);
-    const std::uint32_t most = std::min(LoadLittle<std::uint32_t>(header, MiniFatSectorCount), MostMiniFatSectors);
+    const auto first = LoadLittle<std::uint32_t>(header, Header::FirstMiniFatSector);
+    const std::uint32_t most =
+        std::min(LoadLittle<std::uint32_t>(header, Header::MiniFatSectorCount), MostMiniFatSectors);
     if (most == 0 || !IsPositive(first) || first > LargestSector() || WordsPerSector() == 0) {
         return;
     }
@@ -177,8 +160,8 @@ void CompoundReader::CountMiniFat(ByteSpan header) {
 // those of an earlier mark, all laps to come are like the one since then. The mark moves on after 1, 2, 4 ... sectors,
 // so that a lap of any length is seen, wherever it begins.
 void CompoundReader::WalkDirectory(ByteSpan header) {
-    auto sector = LoadLittle<std::uint32_t>(header, FirstDirectorySector);
-    const std::uint32_t lastVisit = WordsPerSector() * LoadLittle<std::uint32_t>(header, FatSectorCount);
+    auto sector = LoadLittle<std::uint32_t>(header, Header::FirstDirectorySector);
+    const std::uint32_t lastVisit = WordsPerSector() * LoadLittle<std::uint32_t>(header, Header::FatSectorCount);
     WalkMark mark{0, sector, rootStreamSize_, entryCount_, streamBytes_};
     std::uint64_t markLifetime = 1;
     for (std::uint64_t visit = 0; visit <= lastVisit; ++visit) {
@@ -224,18 +207,19 @@ bool CompoundReader::ReadDirectorySector(std::uint32_t sector) {
 }
 
 CompoundReader::Entry CompoundReader::TakeEntry(ByteSpan entry) {
-    const auto nameBytes = LoadLittle<std::uint16_t>(entry, NameBytes);
+    const auto nameBytes = LoadLittle<std::uint16_t>(entry, DirectoryEntry::NameBytes);
     if (nameBytes == 0 || nameBytes > 64) {
         return Entry::Empty;
     }
-    const auto start = LoadLittle<std::uint32_t>(entry, StartingSector);
-    const auto size = LoadLittle<std::uint32_t>(entry, StreamSize);
+    const auto start = LoadLittle<std::uint32_t>(entry, DirectoryEntry::StartingSector);
+    const auto size = LoadLittle<std::uint32_t>(entry, DirectoryEntry::StreamSize);
     const EntryName name(entry);
     if (name.Is(RootName)) {
         rootStreamSize_ = size;
     }
     const bool startIsSane = start >= FirstSpecialSector || start < std::max(fatWords_, rootStreamSize_);
-    if (!startIsSane || size > MostStreamBytes || entry[ColourFlag] > 1 || entry[ObjectType] > 5) {
+    if (!startIsSane || size > MostStreamBytes || entry[DirectoryEntry::ColourFlag] > 1 ||
+        entry[DirectoryEntry::ObjectType] > 5) {
         return Entry::Invalid;
     }
     for (std::size_t i = 0; i < streamNames_.size(); ++i) {
@@ -245,7 +229,7 @@ CompoundReader::Entry CompoundReader::TakeEntry(ByteSpan entry) {
     }
     if (!hasFirstEntry_) {
         hasFirstEntry_ = true;
-        std::ranges::copy(entry.subspan(ClassId, classId_.size()), classId_.begin());
+        std::ranges::copy(entry.subspan(DirectoryEntry::ClassId, classId_.size()), classId_.begin());
     }
     ++entryCount_;
     streamBytes_ += RoundUp(size);

@@ -5,12 +5,12 @@
 #include <string_view>
 
 #include "containers/CompoundReader.h"
+#include "formats/CompoundRecords.h"
 #include "frame/read/TraceMessage.h"
 #include "frame/scan/SectorScan.h"
 
 namespace {
 
-constexpr auto Signature = PatternOf("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
 constexpr std::int64_t MinReportLength = 1024;
 
 // CLSID 597CAA70-72AA-11CF-831E-524153480000.
@@ -120,9 +120,9 @@ std::int32_t KCompoundFileType::Reset() {
 
 void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     budget_.EnterBlock(*block);
-    ForEachSector(*block, SectorFilterOf(Signature), [&](const Candidate& candidate) {
+    ForEachSector(*block, SectorFilterOf(CompoundSignature), [&](const Candidate& candidate) {
         // A sector needs more bytes than the signature.
-        if (candidate.sector.size() <= Signature.size() || !StartsWith(candidate.sector, Signature)) {
+        if (candidate.sector.size() <= CompoundSignature.size() || !StartsWith(candidate.sector, CompoundSignature)) {
             return;
         }
         ExamineCandidate(candidate.block, candidate.startSector);

@@ -112,5 +112,5 @@ std::optional<std::size_t> ClassifyZipSector(ByteSpan sector, std::int32_t& kind
                 return kind != ZipKind::Plain;
             });
     }
-    return mark ? std::optional(*mark + ZipEndRecordBytes) : std::nullopt;
+    return mark ? std::optional(*mark + ZipEndRecord::Bytes) : std::nullopt;
 }

@@ -160,12 +160,12 @@ std::optional<ZipWalk::Step> ZipWalk::ReadCentralHeader(KFileSimulator& reader, 
 }
 
 std::optional<ZipWalk::Step> ZipWalk::ReadEnd(KFileSimulator& reader, std::int64_t position) {
-    RecordRest<ZipEndRecordBytes> rest{};
+    RecordRest<ZipEndRecord::Bytes> rest{};
     if (!reader.Read(rest.data(), rest.size())) {
         return std::nullopt;
     }
     const std::int64_t comment = Field<std::uint16_t>(rest, 20);
-    return Step{{position + static_cast<std::int64_t>(ZipEndRecordBytes) + comment, {}}, true};
+    return Step{{position + static_cast<std::int64_t>(ZipEndRecord::Bytes) + comment, {}}, true};
 }
 
 // This ties the archive to its real start: a member at a sector start inside it leads to the same directory, whose

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 
+#include "formats/CompoundRecords.h"
+
 namespace {
 
 constexpr std::int64_t DefaultMaxSize = 0x500000;
 constexpr std::int32_t MinSectorBytes = 512;
 constexpr std::int32_t MaxSectorBytes = 2048;
 
-constexpr auto Signature = PatternOf("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
 constexpr auto RootEntry = PatternOf("R\0o\0o\0t\0 \0E\0n\0t\0r\0y\0");
 // The first entries chain the sectors 1, 2, 3 and 4.
 constexpr auto TableStart = PatternOf("\1\0\0\0\2\0\0\0\3\0\0\0\4\0\0\0");
@@ -39,9 +40,9 @@ void KMSGFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
         return;
     }
     ForEachSector(
-        *block, SectorFilterOf(Signature), [this] { return run_.inFile != 0; },
+        *block, SectorFilterOf(CompoundSignature), [this] { return run_.inFile != 0; },
         [&](const Candidate& candidate) {
-            if (candidate.sector.size() >= MinSectorBytes && StartsWith(candidate.sector, Signature)) {
+            if (candidate.sector.size() >= MinSectorBytes && StartsWith(candidate.sector, CompoundSignature)) {
                 Close();
                 OpenRun(run_, candidate.startSector);
                 run_.runLength = block->sectorSize;

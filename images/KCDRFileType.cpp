@@ -201,10 +201,10 @@ std::optional<std::int64_t> EndOfPackage(FileWindow& file) {
         file.Charge(RecordCost);
         const std::uint32_t signature = SignatureAt(file, *at);
         if (signature == ZipSignature::EndOfDirectory) {
-            const ByteSpan record = file.At(*at, ZipEndRecordBytes);
+            const ByteSpan record = file.At(*at, ZipEndRecord::Bytes);
             return record.empty() ? std::nullopt
-                                  : std::optional(*at + static_cast<std::int64_t>(ZipEndRecordBytes) +
-                                                  LoadLittle<std::uint16_t>(record, ZipEndRecordBytes - 2));
+                                  : std::optional(*at + static_cast<std::int64_t>(ZipEndRecord::Bytes) +
+                                                  LoadLittle<std::uint16_t>(record, ZipEndRecord::Bytes - 2));
         }
         if (signature == ZipSignature::LocalHeader) {
             at = BehindMember(file, *at);

@@ -30,9 +30,9 @@ struct Finding {
     /// Factory index of the type that is nearest to what the file is.
     std::int32_t type = -1;
     /// Without a dot; empty where the type's own is right.
-    std::string extension;
+    std::string extension = {};
     /// One short phrase for people: "central directory ends at its comment".
-    std::string why;
+    std::string why = {};
     /// Text that is most likely the rest of a file whose start lies elsewhere.
     bool beginsInMiddle = false;
 };

@@ -3,8 +3,14 @@
 namespace salvor {
 
 // One line a format; each is defined in a source of its own.
+extern const Validator CompoundValidator;
 
-std::span<const Validator* const> Validators() { return {}; }
+std::span<const Validator* const> Validators() {
+    static constexpr const Validator* validators[] = {
+        &CompoundValidator,
+    };
+    return validators;
+}
 
 const char* VerdictName(Verdict verdict) {
     switch (verdict) {

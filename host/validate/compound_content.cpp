@@ -1,0 +1,258 @@
+#include "host/validate/compound_content.h"
+
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "frame/bytes/Bytes.h"
+
+namespace salvor {
+
+namespace {
+
+// ---- Workbooks: [MS-XLS], section 2.1.4; records of a type and a length, 16 bits each ----
+
+constexpr std::uint16_t BookStart8 = 0x0809;
+constexpr std::uint16_t BookEnd = 0x000A;
+constexpr std::uint16_t SheetName = 0x0085;
+constexpr std::uint16_t LongestRecord = 8228;
+
+bool HoldsBookRecords(CompoundStream& book) {
+    ByteSpan record = book.At(0, 4);
+    // Older books need not have one behind the other.
+    if (record.empty() || LoadLittle<std::uint16_t>(record, 0) != BookStart8) {
+        return !record.empty() && (LoadLittle<std::uint16_t>(record, 0) & 0xF9FFU) == 0x0009;
+    }
+    int depth = 0;
+    std::int64_t parts = 0;
+    std::int64_t sheets = 0;
+    for (std::int64_t at = 0; at < book.Limit();) {
+        record = book.At(at, 4);
+        const auto type = record.empty() ? std::uint16_t{0} : LoadLittle<std::uint16_t>(record, 0);
+        if (depth == 0 && type != BookStart8) {
+            // Anything may fill the stream up behind the last sheet.
+            return parts > sheets;
+        }
+        const std::uint16_t length = record.empty() ? LongestRecord : LoadLittle<std::uint16_t>(record, 2);
+        at += 4 + std::int64_t{length};
+        if (record.empty() || length > LongestRecord || at > book.Limit()) {
+            return false;
+        }
+        parts += depth == 0 ? 1 : 0;
+        sheets += type == SheetName ? 1 : 0;
+        depth += type == BookStart8 ? 1 : type == BookEnd ? -1 : 0;
+    }
+    return depth == 0 && parts > sheets;
+}
+
+// ---- Slides: [MS-PPT], section 2.3.1; records of a version, a type and a length, which may hold records ----
+
+struct SlideRecord {
+    bool isContainer;
+    std::uint16_t type;
+    std::int64_t length;
+};
+
+std::optional<SlideRecord> SlideRecordAt(CompoundStream& stream, std::int64_t at, std::int64_t end) {
+    const ByteSpan header = stream.At(at, 8);
+    if (header.empty()) {
+        return std::nullopt;
+    }
+    const SlideRecord record{(header[0] & 0xFU) == 0xF, LoadLittle<std::uint16_t>(header, 2),
+                             std::int64_t{LoadLittle<std::uint32_t>(header, 4)}};
+    const bool isKnown = record.type < 0x3000 || record.type >= 0xF000;
+    return isKnown && record.length <= end - at - 8 ? std::optional(record) : std::nullopt;
+}
+
+bool AreZeros(CompoundStream& stream, std::int64_t at) {
+    for (ByteSpan bytes = stream.From(at); !bytes.empty(); bytes = stream.From(at)) {
+        for (const std::uint8_t byte : bytes) {
+            if (byte != 0) {
+                return false;
+            }
+        }
+        at += static_cast<std::int64_t>(bytes.size());
+    }
+    return true;
+}
+
+bool HoldsSlideRecords(CompoundStream& stream) {
+    constexpr std::size_t deepest = 64;
+    std::vector<std::int64_t> ends{stream.Limit()};
+    for (std::int64_t at = 0; at < stream.Limit();) {
+        while (ends.size() > 1 && at == ends.back()) {
+            ends.pop_back();
+        }
+        const std::optional<SlideRecord> record = SlideRecordAt(stream, at, ends.back());
+        if (!record) {
+            return ends.size() == 1 && at > 0 && AreZeros(stream, at);
+        }
+        at += 8;
+        if (record->isContainer && ends.size() < deepest) {
+            ends.push_back(at + record->length);
+        } else {
+            at += record->length;
+        }
+    }
+    return true;
+}
+
+// Pictures that slides show, one record each: [MS-ODRAW], section 2.2.23.
+bool HoldsPictures(CompoundStream& stream) {
+    for (std::int64_t at = 0; at < stream.Limit();) {
+        const std::optional<SlideRecord> record = SlideRecordAt(stream, at, stream.Limit());
+        if (!record || record->type < 0xF007 || record->type > 0xF117) {
+            return at > 0 && AreZeros(stream, at);
+        }
+        at += 8 + record->length;
+    }
+    return true;
+}
+
+// ---- Documents: [MS-DOC], section 2.5; formatted pages of 512 bytes lie between the text ----
+
+constexpr std::uint16_t Word97 = 0x00C1;
+constexpr std::int64_t PageBytes = 512;
+
+struct PageTable {
+    // Where the FIB says the table's place and length are.
+    std::size_t field;
+    std::uint8_t mostRuns;
+};
+constexpr PageTable CharacterPages{0xFA, 101};
+constexpr PageTable ParagraphPages{0x102, 29};
+
+// The page's runs begin where the table says and follow one another.
+bool IsPage(CompoundStream& text, std::int64_t position, std::uint32_t firstCharacter, std::uint8_t mostRuns) {
+    const ByteSpan page = text.At(position, PageBytes);
+    const std::uint8_t runs = page.empty() ? std::uint8_t{0} : page[PageBytes - 1];
+    if (runs == 0 || runs > mostRuns || LoadLittle<std::uint32_t>(page, 0) != firstCharacter) {
+        return false;
+    }
+    for (std::size_t i = 0; i < runs; ++i) {
+        if (LoadLittle<std::uint32_t>(page, i * 4) > LoadLittle<std::uint32_t>(page, i * 4 + 4)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool HoldsPages(CompoundStream& text, CompoundStream& tables, std::int64_t place, std::int64_t length,
+                std::uint8_t mostRuns) {
+    // A number more of first characters than of pages, 4 bytes each.
+    const std::int64_t count = (length - 4) / 8;
+    for (std::int64_t i = 0; i < count; ++i) {
+        std::array<std::uint8_t, 4> first{};
+        std::array<std::uint8_t, 4> page{};
+        if (!tables.Copy(place + i * 4, first) || !tables.Copy(place + (count + 1 + i) * 4, page)) {
+            return false;
+        }
+        const std::int64_t number = LoadLittle<std::uint32_t>(page, 0) & 0x3FFFFFU;
+        if (!IsPage(text, number * PageBytes, LoadLittle<std::uint32_t>(first, 0), mostRuns)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string DocumentFault(CompoundFile& file, CompoundStream& text) {
+    constexpr std::size_t fibBytes = 0x1AA;
+    const ByteSpan shown = text.From(0, fibBytes);
+    const auto magic = shown.size() < 12 ? std::uint16_t{0} : LoadLittle<std::uint16_t>(shown, 0);
+    if (magic != 0xA5EC && magic != 0xA5DC) {
+        return "the document's first block is not one";
+    }
+    const auto flags = LoadLittle<std::uint16_t>(shown, 10);
+    const bool isEncrypted = (flags & 0x0100U) != 0;
+    if (magic != 0xA5EC || LoadLittle<std::uint16_t>(shown, 2) < Word97 || isEncrypted || shown.size() < fibBytes) {
+        return {};
+    }
+    const std::vector<std::uint8_t> fib(shown.begin(), shown.begin() + fibBytes);
+    const CompoundNode* const node = file.Stream((flags & 0x0200U) != 0 ? "1Table" : "0Table");
+    if (node == nullptr) {
+        return "the document's tables are missing";
+    }
+    CompoundStream tables(file, *node);
+    for (const PageTable& table : {CharacterPages, ParagraphPages}) {
+        const std::int64_t place = LoadLittle<std::uint32_t>(fib, table.field);
+        const std::int64_t length = LoadLittle<std::uint32_t>(fib, table.field + 4);
+        if (length != 0 &&
+            (place + length > tables.Limit() || !HoldsPages(text, tables, place, length, table.mostRuns))) {
+            return "a page of the document's formats is damaged";
+        }
+    }
+    return {};
+}
+
+// ---- Others ----
+
+bool HoldsDrawing(CompoundStream& stream) {
+    static constexpr auto title = PatternOf("Visio (TM) Drawing\r\n");
+    return StartsWith(stream.At(0, title.size()), title);
+}
+
+// A scene's chunks have 16 bits for their kind and 32 for their length with the header, of which the upper one marks
+// chunks that hold chunks; a length of 0 means that 64 bits follow.
+bool HoldsChunks(CompoundStream& stream) {
+    constexpr std::size_t deepest = 256;
+    std::vector<std::int64_t> ends{stream.Limit()};
+    for (std::int64_t at = 0; at < stream.Limit();) {
+        while (ends.size() > 1 && at == ends.back()) {
+            ends.pop_back();
+        }
+        std::array<std::uint8_t, 14> header{};
+        const bool isShort = stream.Copy(at, std::span(header).first(6));
+        std::int64_t length = LoadLittle<std::uint32_t>(header, 2) & 0x7FFFFFFFU;
+        bool holdsChunks = (header[5] & 0x80U) != 0;
+        std::int64_t headerBytes = 6;
+        if (isShort && LoadLittle<std::uint32_t>(header, 2) == 0) {
+            if (!stream.Copy(at, header)) {
+                return false;
+            }
+            length = static_cast<std::int64_t>(LoadLittle<std::uint64_t>(header, 6) & 0x7FFFFFFFFFFFFFFFU);
+            holdsChunks = (header[13] & 0x80U) != 0;
+            headerBytes = 14;
+        }
+        if (!isShort || length < headerBytes || length > ends.back() - at) {
+            return false;
+        }
+        if (holdsChunks && ends.size() < deepest) {
+            ends.push_back(at + length);
+            at += headerBytes;
+        } else {
+            at += length;
+        }
+    }
+    return true;
+}
+
+struct StreamCheck {
+    const char* name;
+    bool (*isRight)(CompoundStream&);
+};
+constexpr StreamCheck StreamChecks[] = {
+    {"Workbook", HoldsBookRecords}, {"Book", HoldsBookRecords},      {"PowerPoint Document", HoldsSlideRecords},
+    {"Pictures", HoldsPictures},    {"VisioDocument", HoldsDrawing}, {"Scene", HoldsChunks},
+};
+
+}  // namespace
+
+std::string CompoundContentFault(CompoundFile& file) {
+    if (const CompoundNode* const node = file.Stream("WordDocument")) {
+        CompoundStream text(file, *node);
+        return DocumentFault(file, text);
+    }
+    for (const StreamCheck& check : StreamChecks) {
+        const CompoundNode* const node = file.Stream(check.name);
+        if (node == nullptr || node->size == 0) {
+            continue;
+        }
+        CompoundStream stream(file, *node);
+        if (!check.isRight(stream)) {
+            return "the records of stream \"" + node->name + "\" do not follow one another";
+        }
+    }
+    return {};
+}
+
+}  // namespace salvor
