@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "formats/Riff.h"
-#include "formats/ZipRecords.h"
+#include "formats/ZipMembers.h"
 
 namespace {
 
@@ -87,13 +87,9 @@ std::optional<std::int64_t> EndOfRiff(FileWindow& file) {
 // ---- ZIP ----
 
 constexpr auto LocalMark = PatternOf("PK\x03\x04");
-constexpr BytePattern RecordMark = BytePatternOf<"PK">();
-constexpr std::size_t LocalBytes = 30;
-constexpr std::size_t CentralBytes = 46;
 // A descriptor's checksum and sizes, behind a signature that may be missing.
 constexpr std::int64_t DescriptorBytes = 12;
 constexpr std::int64_t SignatureBytes = 4;
-constexpr std::uint16_t SizeBehindData = 0x8;
 constexpr std::size_t ZipPrefixBytes = 100;
 constexpr int MostRecords = 0x20000;
 // What it takes to look at a record, in bytes that could be read meanwhile.
@@ -103,9 +99,9 @@ bool OpensPackage(ByteSpan sector) {
     if (sector.size() < ZipPrefixBytes) {
         return false;
     }
-    const std::size_t nameBytes = LoadLittle<std::uint16_t>(sector, 26);
-    const std::size_t extraBytes = LoadLittle<std::uint16_t>(sector, 28);
-    const ByteSpan name = sector.subspan(LocalBytes);
+    const std::size_t nameBytes = LoadLittle<std::uint16_t>(sector, ZipLocalHeader::NameLength);
+    const std::size_t extraBytes = LoadLittle<std::uint16_t>(sector, ZipLocalHeader::ExtraLength);
+    const ByteSpan name = sector.subspan(ZipLocalHeader::Bytes);
     // Packages of the first version that wrote them have no media type.
     constexpr std::string_view drawing = "content/riffData.cdr";
     if (nameBytes == drawing.size()) {
@@ -113,7 +109,7 @@ bool OpensPackage(ByteSpan sector) {
     }
     constexpr std::string_view mediaType = "mimetype";
     const std::size_t contentOffset = mediaType.size() + extraBytes;
-    const bool isStored = LoadLittle<std::uint16_t>(sector, 8) == 0;
+    const bool isStored = LoadLittle<std::uint16_t>(sector, ZipLocalHeader::Method) == 0;
     if (nameBytes != mediaType.size() || !isStored || !BeginsWith(name, mediaType) || contentOffset > name.size()) {
         return false;
     }
@@ -124,92 +120,41 @@ bool OpensPackage(ByteSpan sector) {
     return std::ranges::any_of(drawings, [content](std::string_view type) { return BeginsWith(content, type); });
 }
 
-// 0, which is none, where it cannot be read.
-std::uint32_t SignatureAt(FileWindow& file, std::int64_t offset) {
-    const ByteSpan bytes = file.At(offset, SignatureBytes);
-    return bytes.empty() ? 0 : LoadLittle<std::uint32_t>(bytes, 0);
-}
-
-// True if the descriptor of data that end at `end` stands there, with or without its signature.
-bool HasDescriptor(FileWindow& file, std::int64_t offset, std::int64_t dataBytes) {
-    const ByteSpan sizes = file.At(offset + SignatureBytes, SignatureBytes);
-    return !sizes.empty() && LoadLittle<std::uint32_t>(sizes, 0) == dataBytes;
-}
-
-// Compressed data have what looks like a record's first bytes once in 64 KiB; data with very many more are none.
-constexpr std::int64_t FreeMarks = 256;
-constexpr std::int64_t BytesPerMark = 1024;
-
-// Behind the data that begin at `start` and whose size only their descriptor tells.
-std::optional<std::int64_t> BehindDescribedData(FileWindow& file, std::int64_t start) {
-    std::int64_t at = start;
-    for (std::int64_t marks = 0; marks < FreeMarks + (at - start) / BytesPerMark; ++marks, ++at) {
-        const std::optional<std::int64_t> found = file.Find(RecordMark, at, file.Limit());
-        if (!found) {
-            return std::nullopt;
-        }
-        at = *found;
-        file.Charge(RecordCost);
-        const std::uint32_t signature = SignatureAt(file, at);
-        const bool isNext = signature == ZipSignature::LocalHeader || signature == ZipSignature::CentralHeader;
-        if (signature == ZipSignature::DataDescriptor && HasDescriptor(file, at + SignatureBytes, at - start)) {
-            return at + SignatureBytes + DescriptorBytes;
-        }
-        const std::int64_t data = at - DescriptorBytes - start;
-        if (isNext && data >= 0 && HasDescriptor(file, at - DescriptorBytes, data)) {
-            return at;
-        }
-    }
-    return std::nullopt;
-}
-
 std::optional<std::int64_t> BehindMember(FileWindow& file, std::int64_t start) {
-    const ByteSpan header = file.At(start, LocalBytes);
+    const ByteSpan header = file.At(start, ZipLocalHeader::Bytes);
     if (header.empty()) {
         return std::nullopt;
     }
-    const bool hasDescriptor = (LoadLittle<std::uint16_t>(header, 6) & SizeBehindData) != 0;
-    const std::int64_t dataBytes = LoadLittle<std::uint32_t>(header, 18);
-    const std::int64_t data = start + static_cast<std::int64_t>(LocalBytes) + LoadLittle<std::uint16_t>(header, 26) +
-                              LoadLittle<std::uint16_t>(header, 28);
+    const bool hasDescriptor = (LoadLittle<std::uint16_t>(header, ZipLocalHeader::Flags) & ZipHasDescriptor) != 0;
+    const std::int64_t dataBytes = LoadLittle<std::uint32_t>(header, ZipLocalHeader::CompressedSize);
+    const std::int64_t data = start + static_cast<std::int64_t>(ZipLocalHeader::Bytes) +
+                              LoadLittle<std::uint16_t>(header, ZipLocalHeader::NameLength) +
+                              LoadLittle<std::uint16_t>(header, ZipLocalHeader::ExtraLength);
     if (!hasDescriptor) {
         return data + dataBytes;
     }
     if (dataBytes == 0) {
-        return BehindDescribedData(file, data);
+        return BehindDescribedZipData(file, data, file.Limit());
     }
-    const bool hasSignature = SignatureAt(file, data + dataBytes) == ZipSignature::DataDescriptor;
+    const bool hasSignature = ZipSignatureAt(file, data + dataBytes) == ZipSignature::DataDescriptor;
     return data + dataBytes + DescriptorBytes + (hasSignature ? SignatureBytes : 0);
-}
-
-std::optional<std::int64_t> BehindEntry(FileWindow& file, std::int64_t start) {
-    const ByteSpan entry = file.At(start, CentralBytes);
-    if (entry.empty()) {
-        return std::nullopt;
-    }
-    std::int64_t end = start + static_cast<std::int64_t>(CentralBytes);
-    // Name, extra field and comment.
-    for (const std::size_t offset : {28U, 30U, 32U}) {
-        end += LoadLittle<std::uint16_t>(entry, offset);
-    }
-    return end;
 }
 
 std::optional<std::int64_t> EndOfPackage(FileWindow& file) {
     std::optional<std::int64_t> at = 0;
     for (int records = 0; records < MostRecords && at && !file.IsExhausted(); ++records) {
         file.Charge(RecordCost);
-        const std::uint32_t signature = SignatureAt(file, *at);
+        const std::uint32_t signature = ZipSignatureAt(file, *at);
         if (signature == ZipSignature::EndOfDirectory) {
             const ByteSpan record = file.At(*at, ZipEndRecord::Bytes);
             return record.empty() ? std::nullopt
                                   : std::optional(*at + static_cast<std::int64_t>(ZipEndRecord::Bytes) +
-                                                  LoadLittle<std::uint16_t>(record, ZipEndRecord::Bytes - 2));
+                                                  LoadLittle<std::uint16_t>(record, ZipEndRecord::CommentLength));
         }
         if (signature == ZipSignature::LocalHeader) {
             at = BehindMember(file, *at);
         } else if (signature == ZipSignature::CentralHeader) {
-            at = BehindEntry(file, *at);
+            at = BehindZipEntry(file, *at);
         } else {
             return std::nullopt;
         }

@@ -4,10 +4,12 @@ namespace salvor {
 
 // One line a format; each is defined in a source of its own.
 extern const Validator CompoundValidator;
+extern const Validator ZipValidator;
 
 std::span<const Validator* const> Validators() {
     static constexpr const Validator* validators[] = {
         &CompoundValidator,
+        &ZipValidator,
     };
     return validators;
 }

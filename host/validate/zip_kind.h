@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace salvor {
+
+/// What an archive is by what it holds.
+struct PackageKind {
+    /// Factory index.
+    std::int32_t type = 0;
+    /// Empty where the type's own is right.
+    const char* extension = "";
+};
+
+/// Gathers what tells an archive's kind while its directory is walked.
+class ZipNames {
+public:
+    /// The next name of the directory; `index` is its entry's number.
+    void Take(std::string_view name, std::int64_t index);
+
+    /// The entry whose text the kind depends on, for `KindOf`; -1 if there is none.
+    std::int64_t DecidingEntry() const { return mimeType_ >= 0 ? mimeType_ : contentTypes_; }
+
+    /// `text` is the beginning of the deciding entry's content; empty where it cannot be read.
+    PackageKind Kind(std::string_view text) const;
+
+private:
+    PackageKind OfficeKind(std::string_view contentTypes) const;
+    PackageKind PlainKind() const;
+
+    std::int64_t mimeType_ = -1;
+    std::int64_t contentTypes_ = -1;
+    // One bit for each name of the table that was met.
+    std::uint64_t seen_ = 0;
+    bool hasOthers_ = false;
+    bool hasArrays_ = false;
+};
+
+}  // namespace salvor
