@@ -48,8 +48,8 @@ void ClosingIndex::Prepare(std::int64_t reach) {
     }
 }
 
-ForwardSearch::Step ClosingIndex::Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
-                                         std::int64_t end) {
+Gap::Step ClosingIndex::Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
+                               std::int64_t end) {
     // Pages count where the hyphens at the end stand.
     const auto front = static_cast<std::int64_t>(closing.size() - Hyphens);
     const std::int64_t page = (at + front) / pageBytes_;

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "documents/ForwardSearch.h"
 #include "frame/bytes/Bytes.h"
+#include "frame/memory/Gap.h"
 #include "frame/read/FileWindow.h"
 
 /// Finds closing boundaries, each another text that ends in two hyphens. It keeps in mind, page by page of the bytes
@@ -25,8 +25,7 @@ public:
 
     /// Looks for `closing` from `at` on, in one page or in some that cannot hold it. The file begins at `base`, a
     /// sector or more in front of `at`.
-    ForwardSearch::Step Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
-                               std::int64_t end);
+    Gap::Step Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at, std::int64_t end);
 
 private:
     void Enter(FileWindow& file, std::int64_t base, std::int64_t to);

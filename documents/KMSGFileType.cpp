@@ -1,6 +1,10 @@
 #include "documents/KMSGFileType.h"
 
 #include <algorithm>
+#include <array>
+
+#include "frame/read/FileWindow.h"
+#include "frame/read/KFileSimulator.h"
 
 #include "formats/CompoundRecords.h"
 
@@ -15,9 +19,39 @@ constexpr auto RootEntry = PatternOf("R\0o\0o\0t\0 \0E\0n\0t\0r\0y\0");
 constexpr auto TableStart = PatternOf("\1\0\0\0\2\0\0\0\3\0\0\0\4\0\0\0");
 // The end of a chain, then the first sector of the table itself.
 constexpr auto ChainEndAndTable = PatternOf("\xFE\xFF\xFF\xFF\xFD\xFF\xFF\xFF");
+constexpr std::uint32_t TableSector = 0xFFFFFFFD;
+constexpr std::uint32_t FreeSector = 0xFFFFFFFF;
 constexpr std::size_t EntryBytes = 4;
 // The table is searched over as many sectors.
 constexpr std::size_t SearchedSectors = 10;
+
+// The table's entries from an offset of the candidate's file on, in pieces.
+class EntryReader {
+public:
+    EntryReader(const Candidate& candidate, Budget& budget)
+        : reader_(&candidate.block, candidate.startSector, 0, &budget) {}
+
+    // In front of `to`, as many as one piece holds; empty there and where nothing can be read.
+    ByteSpan Read(std::int64_t from, std::int64_t to) {
+        const auto length = std::clamp<std::int64_t>(to - from, 0, std::ssize(bytes_));
+        reader_.Seek(from);
+        return reader_.Read(bytes_.data(), static_cast<std::uint32_t>(length))
+                   ? ByteSpan(bytes_).first(static_cast<std::size_t>(length))
+                   : ByteSpan();
+    }
+
+private:
+    KFileSimulator reader_;
+    std::array<std::uint8_t, 4096> bytes_{};
+};
+
+std::size_t FindFreeEntry(ByteSpan entries) {
+    std::size_t at = 0;
+    while (at < entries.size() && LoadLittle<std::uint32_t>(entries, at) != FreeSector) {
+        at += EntryBytes;
+    }
+    return at;
+}
 
 }  // namespace
 
@@ -25,7 +59,8 @@ KMSGFileType::KMSGFileType() { run_.maxSize = DefaultMaxSize; }
 
 std::int32_t KMSGFileType::Reset() {
     Close();
-    freeEntries_ = {};
+    offsets_.Reset();
+    budget_.Reset();
     return 1;
 }
 
@@ -38,6 +73,10 @@ void KMSGFileType::Close() {
 void KMSGFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     if (block->sectorSize > MaxSectorBytes) {
         return;
+    }
+    budget_.EnterBlock(*block);
+    if (!offsets_.Enter(*block)) {
+        gap_.Forget();
     }
     ForEachSector(
         *block, SectorFilterOf(CompoundSignature), [this] { return run_.inFile != 0; },
@@ -88,10 +127,49 @@ std::optional<std::int64_t> KMSGFileType::TableLength(const Candidate& candidate
     for (std::size_t offset = 0; offset < table.size(); offset += EntryBytes) {
         if (HasPatternAt(table, offset, ChainEndAndTable)) {
             const auto behind = static_cast<std::int64_t>(offset + ChainEndAndTable.size());
-            const auto tableBytes = freeEntries_.TableBytes(candidate, behind, run_.maxSize);
+            const auto tableBytes = OwnEntriesBytes(candidate, behind);
             return tableBytes ? std::optional(behind + *tableBytes + static_cast<std::int64_t>(EntryBytes))
                               : std::nullopt;
         }
     }
     return std::nullopt;
+}
+
+// Bytes of the entries for sectors of the table itself, from an offset of the candidate's file up to the first free
+// entry; nothing if none is free within the cap.
+std::optional<std::int64_t> KMSGFileType::OwnEntriesBytes(const Candidate& candidate, std::int64_t offset) {
+    constexpr auto entryBytes = static_cast<std::int64_t>(EntryBytes);
+    budget_.BeginWalk();
+    EntryReader entries(candidate, budget_);
+    const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
+    const std::int64_t from = base + offset;
+    if (phase_ != from % entryBytes) {
+        phase_ = from % entryBytes;
+        gap_.Forget();
+    }
+    // Behind the medium there is no free entry.
+    constexpr std::int64_t farthest = std::int64_t{1} << 60U;
+    const std::int64_t readable = std::clamp<std::int64_t>(MediumSize(candidate.block), 0,
+                                                           std::max<std::int64_t>(std::min(run_.maxSize, farthest), 0));
+    const std::int64_t end = from + readable / entryBytes * entryBytes;
+    const auto free = gap_.Find(base, from, end, [&](std::int64_t at, std::int64_t last) -> Gap::Step {
+        const ByteSpan piece = budget_.IsExhausted() ? ByteSpan() : entries.Read(at - base, last - base);
+        const std::size_t used = FindFreeEntry(piece);
+        return {at + static_cast<std::int64_t>(used), used < piece.size()};
+    });
+    if (!free) {
+        return std::nullopt;
+    }
+    std::int64_t ownBytes = 0;
+    for (std::int64_t at = from; at < *free;) {
+        const ByteSpan piece = budget_.IsExhausted() ? ByteSpan() : entries.Read(at - base, *free - base);
+        if (piece.empty()) {
+            return std::nullopt;
+        }
+        for (std::size_t i = 0; i < piece.size(); i += EntryBytes) {
+            ownBytes += LoadLittle<std::uint32_t>(piece, i) == TableSector ? entryBytes : 0;
+        }
+        at += static_cast<std::int64_t>(piece.size());
+    }
+    return ownBytes;
 }

@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "documents/FreeEntrySearch.h"
+#include "frame/memory/Gap.h"
+#include "frame/memory/ScanOffsets.h"
+#include "frame/read/Budget.h"
 #include "frame/scan/FileTypeBase.h"
 #include "frame/scan/SectorScan.h"
 
@@ -22,8 +24,13 @@ private:
     void Close();
     void Continue(const Candidate& candidate);
     std::optional<std::int64_t> TableLength(const Candidate& candidate);
+    std::optional<std::int64_t> OwnEntriesBytes(const Candidate& candidate, std::int64_t offset);
 
     bool rootSeen_ = false;
     bool isDone_ = false;
-    FreeEntrySearch freeEntries_;
+    // Of free entries. The places of the entries searched leave a remainder of `phase_` by their length.
+    ScanOffsets offsets_;
+    Gap gap_;
+    std::int64_t phase_ = 0;
+    Budget budget_;
 };

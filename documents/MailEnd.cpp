@@ -36,7 +36,7 @@ ByteSpan BoundaryValue(ByteSpan view, std::size_t offset) {
 
 // One step of a search for a mark: through the bytes that the file shows at once.
 auto StepThrough(const BytePattern& mark, FileWindow& file, std::int64_t base) {
-    return [&mark, &file, base](std::int64_t at, std::int64_t /*end*/) -> ForwardSearch::Step {
+    return [&mark, &file, base](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
         const ByteSpan bytes = file.From(at - base, mark.size());
         if (bytes.size() < mark.size()) {
             return {at, false};
@@ -50,27 +50,29 @@ auto StepThrough(const BytePattern& mark, FileWindow& file, std::int64_t base) {
 
 }  // namespace
 
-// What the walks have cost still counts.
-void MailEndSearch::Forget() {
-    const Budget budget = budget_;
-    *this = {};
-    budget_ = budget;
+void MailEndSearch::Reset() {
+    offsets_.Reset();
+    budget_.Reset();
 }
 
-std::int64_t MailEndSearch::PlaceOf(const Candidate& candidate) {
-    constexpr std::uint64_t farthest = std::uint64_t{1} << 40U;  // sectors
-    const auto distance = static_cast<std::uint64_t>(candidate.startSector) - static_cast<std::uint64_t>(origin_);
-    if (lastStart_ < 0 || candidate.startSector < lastStart_ || distance > farthest) {
+void MailEndSearch::EnterBlock(const SectorBlock& block) {
+    budget_.EnterBlock(block);
+    if (!offsets_.Enter(block)) {
         Forget();
-        origin_ = candidate.startSector;
     }
-    lastStart_ = candidate.startSector;
-    return (candidate.startSector - origin_) * candidate.block.sectorSize;
+}
+
+void MailEndSearch::Forget() {
+    contentGap_.Forget();
+    htmlGap_.Forget();
+    closingGap_.Forget();
+    header_ = {};
+    closingIndex_ = {};
 }
 
 std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, std::int64_t maxSize) {
     const std::int64_t sectorSize = candidate.block.sectorSize;
-    const std::int64_t base = PlaceOf(candidate);
+    const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
     const bool readsAhead = candidate.block.source != nullptr;
     reach_ = std::min(maxSize, Endless);
     // A view is a sector and the one behind it.
@@ -79,10 +81,13 @@ std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, s
         views = std::min(views, static_cast<std::int64_t>(candidate.RestOfBlock().size()) / sectorSize - 1);
     }
     budget_.BeginWalk();
+    if (Memories::areOff) {
+        Forget();
+    }
     FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), budget_);
     const std::int64_t end = base + views * sectorSize;
 
-    const auto content = contentSearch_.Find(base, end, StepThrough(ContentType, file, base));
+    const auto content = contentGap_.Find(base, base, end, StepThrough(ContentType, file, base));
     if (!content) {
         return std::nullopt;
     }
@@ -141,17 +146,17 @@ MailEndSearch::ContentHeader MailEndSearch::ReadHeader(ByteSpan view, std::size_
 std::optional<std::int64_t> MailEndSearch::FindMarker(FileWindow& file, std::int64_t base, std::int64_t from,
                                                       std::int64_t end) {
     if (!header_.isClosing) {
-        return htmlSearch_.Find(from, end, StepThrough(HtmlEnd, file, base));
+        return htmlGap_.Find(base, from, end, StepThrough(HtmlEnd, file, base));
     }
     if (closing_ != header_.marker) {
         closing_ = header_.marker;
-        closingSearch_ = {};
+        closingGap_.Forget();
     }
     if (!closingIndex_.IsPreparedFor(reach_)) {
         closingIndex_.Prepare(reach_);
-        closingSearch_ = {};
+        closingGap_.Forget();
     }
-    return closingSearch_.Find(from, end, [&](std::int64_t at, std::int64_t last) {
+    return closingGap_.Find(base, from, end, [&](std::int64_t at, std::int64_t last) {
         return closingIndex_.Search(closing_, file, base, at, last);
     });
 }

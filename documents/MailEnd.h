@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "documents/ClosingIndex.h"
-#include "documents/ForwardSearch.h"
 #include "frame/bytes/Bytes.h"
+#include "frame/memory/Gap.h"
+#include "frame/memory/ScanOffsets.h"
 #include "frame/read/Budget.h"
 #include "frame/read/FileWindow.h"
 #include "frame/scan/SectorScan.h"
@@ -17,10 +18,10 @@
 /// same header, or with markers that never come, cost little more than one.
 class MailEndSearch {
 public:
-    /// Forgets the scan before.
-    void Reset() { *this = {}; }
+    /// Another scan begins.
+    void Reset();
 
-    void EnterBlock(const SectorBlock& block) { budget_.EnterBlock(block); }
+    void EnterBlock(const SectorBlock& block);
 
     /// Length in bytes of the message that starts at the candidate, whose sectors have 512 to 2048 bytes: by the marker
     /// that its first content header names. Nothing if there is no such header or marker, or if it does not begin in
@@ -28,8 +29,6 @@ public:
     std::optional<std::int64_t> FindEnd(const Candidate& candidate, std::int64_t maxSize);
 
 private:
-    // Places are bytes, counted from the start of the first candidate's sector.
-
     // What a content header says. `place` is where it stands, -1 for none.
     struct ContentHeader {
         enum class Kind { Nothing, EndsInView, ToMarker };
@@ -42,19 +41,18 @@ private:
     };
     static ContentHeader ReadHeader(ByteSpan view, std::size_t sectorSize, std::size_t offset);
 
-    void Forget();
-    std::int64_t PlaceOf(const Candidate& candidate);
     std::optional<std::int64_t> FindMarker(FileWindow& file, std::int64_t base, std::int64_t from, std::int64_t end);
 
-    std::int64_t origin_ = 0;
-    std::int64_t lastStart_ = -1;
+    void Forget();
+
+    ScanOffsets offsets_;
+    Budget budget_;
     std::int64_t reach_ = 0;
-    ForwardSearch contentSearch_;
+    Gap contentGap_;
     ContentHeader header_;
-    ForwardSearch htmlSearch_;
+    Gap htmlGap_;
     // For the marker of the last header that named a boundary.
-    ForwardSearch closingSearch_;
+    Gap closingGap_;
     std::vector<std::uint8_t> closing_;
     ClosingIndex closingIndex_;
-    Budget budget_;
 };

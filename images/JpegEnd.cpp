@@ -13,8 +13,6 @@ constexpr std::int64_t ReadLimit = 0x4000000;
 // The end search reads in pieces of this many bytes that do not overlap: a marker whose first byte is one of the last
 // two of a piece is not seen.
 constexpr std::uint32_t ChunkBytes = 0x7E00;
-// Offset of the last seen marker where the piece begins at offset 1.
-constexpr std::size_t LastSeen = ChunkBytes - 2;
 
 constexpr BytePattern EndMarker = BytePatternOf<"\xFF\xD9">();
 
@@ -45,20 +43,22 @@ Segment StepOverSegment(KFileSimulator& reader) {
 }  // namespace
 
 void JpegEndSearch::EnterBlock(const SectorBlock& block) {
+    budget_.EnterBlock(block);
     if (!row_.Enter(block)) {
-        free_ = {};
+        gap_.Forget();
         linksCleared_ = false;
     }
 }
 
 std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
-    if (!linksCleared_) {
+    if (!linksCleared_ || Memories::areOff) {
         links_.fill({});
         linksCleared_ = true;
     }
     mayReuse_ = KFileSimulator::Serves(candidate.block);
     const std::int64_t base = row_.PlaceOf(candidate.startSector);
-    KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit);
+    budget_.BeginWalk();
+    KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit, &budget_);
     reader.Seek(EndMarker.size());
     if (!WalkToImageData(reader, base)) {
         TraceMessage("Neither SOF nor SOS have been found<%u>!\r\n", static_cast<std::uint32_t>(reader.Tell()));
@@ -71,7 +71,7 @@ std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
 // entropy-coded data stands. False if the chain breaks or passes the limit.
 bool JpegEndSearch::WalkToImageData(KFileSimulator& reader, std::int64_t base) {
     Link* link = nullptr;
-    while (reader.Tell() < ReadLimit) {
+    while (reader.Tell() < ReadLimit && !budget_.IsExhausted()) {
         link = FollowLink(reader, base, link);
         if (reader.Tell() >= ReadLimit) {
             break;
@@ -111,46 +111,32 @@ JpegEndSearch::Link* JpegEndSearch::FollowLink(KFileSimulator& reader, std::int6
 }
 
 std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(KFileSimulator& reader, std::int64_t base) {
-    // The last byte of the piece before, then the piece: a marker across the two is not an end, but it bounds what is
-    // free of markers.
-    std::array<std::uint8_t, 1 + ChunkBytes> bytes{};
-    FreeStretch seen{base + reader.Tell(), base + reader.Tell()};
-    while (reader.Tell() < ReadLimit) {
-        const std::int64_t position = base + reader.Tell();
-        // Pieces known to hold no marker need not be read.
-        if (mayReuse_ && free_.from < position && free_.to - position >= ChunkBytes) {
-            reader.Skip((free_.to - position) / ChunkBytes * ChunkBytes);
-            bytes[0] = 0;
-            seen.to = base + reader.Tell();
-            continue;
+    std::array<std::uint8_t, ChunkBytes> bytes{};
+    const auto advance = [&](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
+        reader.Seek(at - base);
+        if (budget_.IsExhausted() || !reader.Read(bytes.data(), ChunkBytes)) {
+            return {at, false};
         }
-        if (!reader.Read(bytes.data() + 1, ChunkBytes)) {
-            break;
+        if (const auto marker = EndMarker.FindIn(bytes)) {
+            return {at + static_cast<std::int64_t>(*marker), true};
         }
-        const std::int64_t origin = reader.Tell() - static_cast<std::int64_t>(bytes.size());
-        auto hit = EndMarker.FindIn(bytes);
-        for (; hit; hit = EndMarker.FindIn(bytes, *hit + 1)) {
-            const std::int64_t marker = origin + static_cast<std::int64_t>(*hit);
-            seen.to = base + marker;
-            Remember(seen, base);
-            if (*hit > 0 && *hit <= LastSeen) {
-                return marker + static_cast<std::int64_t>(EndMarker.size());
+        return {at + static_cast<std::int64_t>(ChunkBytes - EndMarker.size()) + 1, false};
+    };
+    for (std::int64_t chunk = reader.Tell(); chunk < ReadLimit; chunk += ChunkBytes) {
+        if (mayReuse_) {
+            const auto marker = gap_.Find(base, base + chunk, base + ReadLimit + ChunkBytes, advance);
+            if (!marker) {
+                return std::nullopt;
             }
-            seen.from = base + marker + 1;
+            chunk += (*marker - base - chunk) / ChunkBytes * ChunkBytes;
         }
-        seen.to = base + origin + static_cast<std::int64_t>(ChunkBytes);
-        bytes[0] = bytes.back();
+        reader.Seek(chunk);
+        if (chunk >= ReadLimit || !reader.Read(bytes.data(), ChunkBytes)) {
+            return std::nullopt;
+        }
+        if (const auto marker = EndMarker.FindIn(ByteSpan(bytes).first(ChunkBytes - 1))) {
+            return chunk + static_cast<std::int64_t>(*marker + EndMarker.size());
+        }
     }
-    Remember(seen, base);
     return std::nullopt;
-}
-
-// Stretches that meet become one. Of two apart, the longer one saves more, unless it lies in front of all candidates
-// to come.
-void JpegEndSearch::Remember(const FreeStretch& stretch, std::int64_t candidateStart) {
-    if (stretch.from <= free_.to && free_.from <= stretch.to) {
-        free_ = {std::min(free_.from, stretch.from), std::max(free_.to, stretch.to)};
-    } else if (free_.to <= candidateStart || stretch.to - stretch.from > free_.to - free_.from) {
-        free_ = stretch;
-    }
 }

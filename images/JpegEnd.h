@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/memory/Gap.h"
 #include "frame/memory/ScanOffsets.h"
+#include "frame/read/Budget.h"
 #include "frame/read/KFileSimulator.h"
 #include "frame/scan/SectorScan.h"
 
@@ -14,7 +16,10 @@
 class JpegEndSearch {
 public:
     /// Forgets what is known of the medium.
-    void Reset() { row_.Reset(); }
+    void Reset() {
+        row_.Reset();
+        budget_.Reset();
+    }
 
     void EnterBlock(const SectorBlock& block);
 
@@ -34,17 +39,13 @@ private:
     bool WalkToImageData(KFileSimulator& reader, std::int64_t base);
     Link* FollowLink(KFileSimulator& reader, std::int64_t base, Link* current);
 
-    // No end marker begins in the stretch.
-    struct FreeStretch {
-        std::int64_t from = 0;
-        std::int64_t to = 0;
-    };
     std::optional<std::int64_t> SearchEndMarker(KFileSimulator& reader, std::int64_t base);
-    void Remember(const FreeStretch& stretch, std::int64_t candidateStart);
 
     // Every read of the candidate succeeds, so what others have shown holds for it too.
     bool mayReuse_ = false;
-    FreeStretch free_;
+    Budget budget_;
+    // Of end markers, at any place.
+    Gap gap_;
     // One link a window of the medium: from the place where a walk came into the window.
     static constexpr std::int64_t WindowBytes = 0x4000;
     static constexpr std::int64_t WindowCount = 0x1000;

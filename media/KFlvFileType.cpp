@@ -24,10 +24,6 @@ constexpr std::int64_t TagData = 24;
 constexpr BytePattern Key = BytePatternOf<"\x08\x66ilesize\0">();
 constexpr std::uint32_t NumberBytes = 8;
 
-// Read at a time, as much as the reader's cache holds; in front of it stands what may be the start of a key.
-constexpr std::size_t PieceBytes = KFileSimulator::CacheBytes;
-constexpr std::size_t OverlapBytes = Key.size() - 1;
-
 // The low 24 bits of the tag's first 4 bytes.
 std::uint32_t TagBytes(ByteSpan sector) { return LoadBig<std::uint32_t>(sector, TagType) & TagSizeBits; }
 
@@ -36,34 +32,21 @@ bool IsHeader(ByteSpan sector) {
            TagBytes(sector) >= 1;
 }
 
-// Position of the first key that begins at the reader's position or behind and ends at `end` or in front of it; without
-// one, where a key may begin that was not seen whole.
-struct Search {
-    std::int64_t position;
-    bool found;
-};
-Search FindKey(KFileSimulator& reader, std::int64_t end, std::int64_t sectorSize) {
-    std::array<std::uint8_t, OverlapBytes + PieceBytes> bytes{};
-    std::size_t kept = 0;
-    for (;;) {
-        const std::int64_t position = reader.Tell();
-        // Pieces end at sector ends where they can, as reads from the block in hand have to.
-        const std::int64_t wholeSectors = (position + static_cast<std::int64_t>(PieceBytes)) / sectorSize * sectorSize;
-        const std::int64_t pieceEnd = std::min(end, wholeSectors);
-        const std::int64_t wanted = std::max<std::int64_t>(pieceEnd - position, 0);
-        reader.Read(bytes.data() + kept, static_cast<std::uint32_t>(wanted));
-        const std::int64_t got = reader.Tell() - position;
-        const std::size_t filled = kept + static_cast<std::size_t>(got);
-        const std::int64_t origin = position - static_cast<std::int64_t>(kept);
-        if (const auto key = Key.FindIn(ByteSpan(bytes).first(filled))) {
-            return {origin + static_cast<std::int64_t>(*key), true};
-        }
-        kept = std::min(filled, OverlapBytes);
-        if (got == 0) {
-            return {reader.Tell() - static_cast<std::int64_t>(kept), false};
-        }
-        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(filled - kept), kept, bytes.begin());
+// One step of the search for the key in a file that begins at `base`.
+Gap::Step SearchPiece(KFileSimulator& reader, std::int64_t base, std::int64_t at, std::int64_t end,
+                      std::int64_t sectorSize) {
+    std::array<std::uint8_t, KFileSimulator::CacheBytes> bytes{};
+    const std::int64_t position = at - base;
+    // Pieces end at sector ends where they can, as reads from the current block have to.
+    const std::int64_t wholeSectors = (position + std::ssize(bytes)) / sectorSize * sectorSize;
+    const std::int64_t pieceEnd = std::min(end - base, wholeSectors);
+    reader.Seek(position);
+    reader.Read(bytes.data(), static_cast<std::uint32_t>(std::max<std::int64_t>(pieceEnd - position, 0)));
+    const std::int64_t got = reader.Tell() - position;
+    if (const auto key = Key.FindIn(ByteSpan(bytes).first(static_cast<std::size_t>(got)))) {
+        return {at + static_cast<std::int64_t>(*key), true};
     }
+    return {at + std::max<std::int64_t>(got - static_cast<std::int64_t>(Key.size()) + 1, 0), false};
 }
 
 // The number at the reader's position, without its fraction; nothing for one that has no place in 64 bits.
@@ -81,11 +64,14 @@ std::optional<std::int64_t> ReadNumber(KFileSimulator& reader) {
 }  // namespace
 
 std::int32_t KFlvFileType::Reset() {
-    keyless_ = {};
+    offsets_.Reset();
     return RunStateFileType::Reset();
 }
 
 void KFlvFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    if (!offsets_.Enter(*block)) {
+        keyGap_.Forget();
+    }
     ForEachSector(*block, SectorFilterOf(Signature), [&](const Candidate& candidate) {
         if (!IsHeader(candidate.sector)) {
             return;
@@ -101,23 +87,17 @@ void KFlvFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
 
 std::optional<std::int64_t> KFlvFileType::DeclaredSize(const Candidate& candidate) {
     const SectorBlock& block = candidate.block;
-    const std::int64_t end = TagData + TagBytes(candidate.sector);
-    const std::uint64_t origin =
-        static_cast<std::uint64_t>(candidate.startSector) * static_cast<std::uint64_t>(block.sectorSize);
-    const std::uint64_t begin = origin + TagData;
-    const bool continues = begin - keyless_.from <= keyless_.to - keyless_.from;
-    const auto searchFrom = continues ? static_cast<std::int64_t>(keyless_.to - origin) : TagData;
-    if (searchFrom + static_cast<std::int64_t>(Key.size()) > end) {
-        return std::nullopt;
-    }
+    // The key and its number lie in the tag.
+    const std::int64_t tagEnd = TagData + TagBytes(candidate.sector);
+    const auto keyBytes = static_cast<std::int64_t>(Key.size());
+    const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
     KFileSimulator reader(&block, candidate.startSector, static_cast<std::uint64_t>(Identity.maxSize));
-    reader.Seek(searchFrom);
-    const Search key = FindKey(reader, end, block.sectorSize);
-    keyless_ = {continues ? keyless_.from : begin, origin + static_cast<std::uint64_t>(key.position)};
-    const std::int64_t number = key.position + static_cast<std::int64_t>(Key.size());
-    if (!key.found || number + NumberBytes > end) {
+    const auto key = keyGap_.Find(
+        base, base + TagData, base + tagEnd - keyBytes + 1,
+        [&](std::int64_t at, std::int64_t) { return SearchPiece(reader, base, at, base + tagEnd, block.sectorSize); });
+    if (!key || *key + keyBytes + NumberBytes > base + tagEnd) {
         return std::nullopt;
     }
-    reader.Seek(number);
+    reader.Seek(*key + keyBytes - base);
     return ReadNumber(reader);
 }

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/memory/Gap.h"
+#include "frame/memory/ScanOffsets.h"
 #include "frame/scan/FileTypeBase.h"
 #include "frame/scan/SectorScan.h"
 
@@ -18,11 +20,6 @@ public:
 private:
     std::optional<std::int64_t> DeclaredSize(const Candidate& candidate);
 
-    // No key begins in these bytes of the stream, counted modulo 2^64. The first of many headers in front of the same
-    // stretch searches it for all of them.
-    struct KeylessStretch {
-        std::uint64_t from = 0;
-        std::uint64_t to = 0;
-    };
-    KeylessStretch keyless_;
+    ScanOffsets offsets_;
+    Gap keyGap_;
 };

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "frame/bytes/PlaceSearch.h"
 #include "frame/read/KFileSimulator.h"
 #include "media/BlockReader.h"
 #include "media/MpegAudioFrames.h"
@@ -20,6 +21,43 @@ constexpr std::int64_t LengthLimit = 0x4000000;
 constexpr std::int32_t MostFrames = 30000;
 constexpr std::int32_t LeastFrames = 10;
 constexpr std::int32_t LeastFrameBytes = 4;
+
+// What is searched for has so many `Bytes`; `Difference` gives 0 where it stands and nowhere else.
+
+// MPEG-1 Layer III, with or without a checksum.
+struct FrameSync {
+    static constexpr std::size_t Bytes = 2;
+    static std::uint8_t Difference(const std::uint8_t* bytes) {
+        return static_cast<std::uint8_t>((bytes[0] ^ 0xFFU) | ((bytes[1] | 1U) ^ 0xFBU));
+    }
+};
+struct Id3v1Tag {
+    static constexpr std::size_t Bytes = 3;
+    static std::uint8_t Difference(const std::uint8_t* bytes) {
+        return static_cast<std::uint8_t>((bytes[0] ^ unsigned{'T'}) | (bytes[1] ^ unsigned{'A'}) |
+                                         (bytes[2] ^ unsigned{'G'}));
+    }
+};
+
+// Position in the candidate's file of the first one among the `count` places from `position` on.
+template <class Searched>
+std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std::int64_t base, std::int64_t position,
+                                      std::int64_t count) {
+    constexpr std::size_t places = 4096;
+    KFileSimulator reader(&candidate.block, candidate.startSector, LengthLimit);
+    std::array<std::uint8_t, places + Searched::Bytes - 1> piece{};
+    const auto advance = [&](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
+        reader.Seek(at - base);
+        if (!reader.Read(piece.data(), piece.size())) {
+            return {at, false};
+        }
+        const std::optional<std::size_t> hit =
+            FindPlace(piece.data(), 0, places, Searched::Difference, [](std::size_t) { return true; });
+        return {at + static_cast<std::int64_t>(hit.value_or(places)), hit.has_value()};
+    };
+    const std::optional<std::int64_t> place = gap.Find(base, base + position, base + position + count, advance);
+    return place ? std::optional(*place - base) : std::nullopt;
+}
 
 struct Frames {
     std::int32_t count = 0;
@@ -63,8 +101,8 @@ std::int32_t KMP3FileType::Reset() {
 
 void KMP3FileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     if (!row_.Enter(*block)) {
-        frameSync_.Forget();
-        endTag_.Forget();
+        frameGap_.Forget();
+        endTagGap_.Forget();
     }
     MeasuringScanner::ScanBlock(block, sink);
 }
@@ -74,7 +112,7 @@ bool KMP3FileType::IsHeader(ByteSpan sector) {
 }
 
 std::optional<std::int64_t> KMP3FileType::Measure(const Candidate& candidate) {
-    if (lastFile_.Refuses(candidate.startSector) || !KFileSimulator::Serves(candidate.block)) {
+    if (lastFile_.Continues(candidate.startSector) || !KFileSimulator::Serves(candidate.block)) {
         return std::nullopt;
     }
     const std::optional<std::int64_t> first = FindFirstFrame(candidate);
@@ -88,7 +126,7 @@ std::optional<std::int64_t> KMP3FileType::Measure(const Candidate& candidate) {
     }
     const std::int64_t end = FindEnd(candidate, frames.end);
     if (end >= MinReportLength) {
-        lastFile_.Set(candidate.startSector, static_cast<std::uint32_t>(end), candidate.block.sectorSize);
+        lastFile_.Set(candidate.startSector, LastFile::SectorsOf(end, candidate.block.sectorSize));
     }
     return end;
 }
@@ -100,13 +138,14 @@ std::optional<std::int64_t> KMP3FileType::FindFirstFrame(const Candidate& candid
         return 0;
     }
     const std::int64_t base = row_.PlaceOf(candidate.startSector);
-    const std::optional<std::int64_t> first = frameSync_.Find(candidate, base, TagSearchStart, SyncPlaces);
+    const std::optional<std::int64_t> first =
+        FindAhead<FrameSync>(frameGap_, candidate, base, TagSearchStart, SyncPlaces);
     // A sync word right where the search begins counts as part of the tag.
     return first == TagSearchStart ? std::nullopt : first;
 }
 
 std::int64_t KMP3FileType::FindEnd(const Candidate& candidate, std::int64_t endOfFrames) {
     const std::int64_t base = row_.PlaceOf(candidate.startSector);
-    const std::optional<std::int64_t> tag = endTag_.Find(candidate, base, endOfFrames, EndTagPlaces);
+    const std::optional<std::int64_t> tag = FindAhead<Id3v1Tag>(endTagGap_, candidate, base, endOfFrames, EndTagPlaces);
     return tag ? *tag + EndTagBytes : endOfFrames;
 }

@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/memory/Gap.h"
+#include "frame/memory/LastFile.h"
 #include "frame/memory/ScanOffsets.h"
 #include "frame/scan/MeasuringScanner.h"
-#include "media/LastFileRange.h"
-#include "media/MarkAhead.h"
 
 /// MPEG-1 Layer III audio, with or without an ID3 tag in front: frame by frame to the first place where none follows,
 /// and to an ID3v1 tag near that. Source: ISO/IEC 11172-3, section 2.4; ID3 tag version 2.4.0, section 3.1; ID3v1.
@@ -26,29 +26,14 @@ public:
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
-    // MPEG-1 Layer III, with or without a checksum.
-    struct FrameSync {
-        static constexpr std::size_t Bytes = 2;
-        static std::uint8_t Difference(const std::uint8_t* bytes) {
-            return static_cast<std::uint8_t>((bytes[0] ^ 0xFFU) | ((bytes[1] | 1U) ^ 0xFBU));
-        }
-    };
-    struct Id3v1Tag {
-        static constexpr std::size_t Bytes = 3;
-        static std::uint8_t Difference(const std::uint8_t* bytes) {
-            return static_cast<std::uint8_t>((bytes[0] ^ unsigned{'T'}) | (bytes[1] ^ unsigned{'A'}) |
-                                             (bytes[2] ^ unsigned{'G'}));
-        }
-    };
-
     static bool StartsWithTag(ByteSpan sector);
     std::optional<std::int64_t> FindFirstFrame(const Candidate& candidate);
     std::int64_t FindEnd(const Candidate& candidate, std::int64_t endOfFrames);
 
     ScanOffsets row_;
-    MarkAhead<FrameSync> frameSync_;
-    MarkAhead<Id3v1Tag> endTag_;
+    Gap frameGap_;
+    Gap endTagGap_;
     // Of all scanners of this type, for as long as the library is loaded: frames of a file are no files, also in the
     // next scan.
-    static inline LastFileRange lastFile_;
+    static inline LastFile lastFile_;
 };

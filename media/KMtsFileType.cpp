@@ -1,5 +1,7 @@
 #include "media/KMtsFileType.h"
 
+#include <algorithm>
+
 #include "frame/read/KFileSimulator.h"
 
 namespace {
@@ -34,7 +36,7 @@ bool BreaksInBlock(const Candidate& candidate, const PacketLayout& layout) {
 }  // namespace
 
 std::int32_t KMtsFileType::Reset() {
-    lastReport_.Reset();
+    lastFile_.Reset();
     return RememberingScanner::Reset();
 }
 
@@ -44,7 +46,7 @@ bool KMtsFileType::IsHeader(ByteSpan sector) {
 }
 
 std::optional<std::int64_t> KMtsFileType::Measure(const Candidate& candidate) {
-    if (lastReport_.Refuses(candidate) || !KFileSimulator::Serves(candidate.block)) {
+    if (lastFile_.ReachesBeyond(candidate.startSector) || !KFileSimulator::Serves(candidate.block)) {
         return std::nullopt;
     }
     const std::optional<PacketLayout> layout = LayoutOf(candidate.sector);
@@ -55,6 +57,7 @@ std::optional<std::int64_t> KMtsFileType::Measure(const Candidate& candidate) {
     if (!stream.hasProgramTable || stream.length < MinReportLength) {
         return std::nullopt;
     }
-    lastReport_.Set(candidate.startSector, stream.length, run_.maxSize);
+    lastFile_.Set(candidate.startSector,
+                  LastFile::SectorsOf(std::min<std::int64_t>(stream.length, run_.maxSize), candidate.block.sectorSize));
     return stream.length;
 }

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/memory/LastFile.h"
 #include "frame/scan/RememberingScanner.h"
-#include "media/LastReport.h"
 #include "media/PacketGrids.h"
 
 /// MPEG transport streams of packets 188, 192, 204 or 208 bytes apart, with or without a time stamp in front of each:
@@ -24,5 +24,5 @@ public:
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
-    LastReport lastReport_;
+    LastFile lastFile_;
 };

@@ -34,12 +34,12 @@ std::uint64_t ChunkAt(KFileSimulator& reader) {
 }  // namespace
 
 std::int32_t KRmFileType::Reset() {
-    lastReport_.Reset();
+    lastFile_.Reset();
     return RememberingScanner::Reset();
 }
 
 std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
-    if (lastReport_.Refuses(candidate)) {
+    if (lastFile_.ReachesBeyond(candidate.startSector)) {
         return std::nullopt;
     }
     // A count of 0 wraps to the largest number of chunks.
@@ -52,7 +52,8 @@ std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
     // The size is a signed number of 32 bits, whatever the distance that the walk went.
     const auto size = static_cast<std::int32_t>(walked->position);
     if (size >= MinReportLength) {
-        lastReport_.Set(candidate.startSector, size, run_.maxSize);
+        lastFile_.Set(candidate.startSector,
+                      LastFile::SectorsOf(std::min<std::int64_t>(size, run_.maxSize), candidate.block.sectorSize));
     }
     return size;
 }

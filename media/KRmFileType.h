@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/memory/LastFile.h"
 #include "frame/scan/RememberingScanner.h"
 #include "media/ChunkWalk.h"
-#include "media/LastReport.h"
 
 /// RealMedia files: as many chunks as the first one says. Source: RealMedia File Format, the file header and chunk
 /// headers.
@@ -21,5 +21,5 @@ public:
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
-    LastReport lastReport_;
+    LastFile lastFile_;
 };

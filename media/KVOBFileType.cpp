@@ -15,7 +15,7 @@ constexpr std::int64_t LargestPassableCap = std::numeric_limits<std::int32_t>::m
 }  // namespace
 
 std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
-    if (lastFile_.Refuses(candidate.startSector) || run_.maxSize < 0 || !KFileSimulator::Serves(candidate.block) ||
+    if (lastFile_.Continues(candidate.startSector) || run_.maxSize < 0 || !KFileSimulator::Serves(candidate.block) ||
         PackChains::BreaksInBlock(candidate)) {
         return std::nullopt;
     }
@@ -24,6 +24,8 @@ std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
     if (stream.packets < PackChains::CountedPackets || stream.length < MinReportLength) {
         return std::nullopt;
     }
-    lastFile_.Set(candidate.startSector, static_cast<std::uint32_t>(stream.length), candidate.block.sectorSize);
+    // In 32 bits, which wrap for a stream of nearly 4 GiB in large sectors.
+    const auto sectorSize = static_cast<std::uint32_t>(candidate.block.sectorSize);
+    lastFile_.Set(candidate.startSector, (static_cast<std::uint32_t>(stream.length) - 1 + sectorSize) / sectorSize);
     return stream.length;
 }

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "frame/memory/LastFile.h"
 #include "frame/scan/RememberingScanner.h"
-#include "media/LastFileRange.h"
 #include "media/PackChains.h"
 
 /// MPEG-2 program streams, as on DVDs: from a pack header over packets and further pack headers to the first place
@@ -20,5 +20,5 @@ public:
 private:
     // Of all scanners of this type, for as long as the library is loaded: packs of a file are no files, also in the
     // next scan.
-    static inline LastFileRange lastFile_;
+    static inline LastFile lastFile_;
 };

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+
+#include "frame/memory/Memories.h"
+
+/// A stretch of the medium in which no footer begins, as far as earlier candidates of a scan have searched. Other
+/// searches pass over it, so that many candidates in front of the same stretch read it once. What counts as a footer
+/// depends on the medium's bytes only.
+///
+/// Places are bytes, counted as `ScanOffsets` does.
+class Gap {
+public:
+    /// How far a step of a search came, and whether it stopped at a footer there.
+    struct Step {
+        std::int64_t to;
+        bool isFooter;
+    };
+
+    void Forget() { known_ = {}; }
+
+    /// The first footer that begins at `from` or behind it and before `end`, for the candidate that begins at `start`;
+    /// searches to come belong to candidates behind it. `advance(at, end)` gives a `Step` that leads on from `at`: it
+    /// stays there where nothing can be read, and may lead beyond the end.
+    template <class Advance>
+    std::optional<std::int64_t> Find(std::int64_t start, std::int64_t from, std::int64_t end, Advance advance) {
+        if (Memories::areOff) {
+            Forget();
+        }
+        Stretch seen{from, from, false};
+        for (;;) {
+            if (!seen.isFooterBehind && known_.from <= seen.to && seen.to <= known_.to) {
+                seen = {std::min(seen.from, known_.from), known_.to, known_.isFooterBehind};
+            }
+            if (seen.isFooterBehind || seen.to >= end) {
+                break;
+            }
+            const Step step = advance(seen.to, end);
+            if (step.to == seen.to && !step.isFooter) {
+                break;
+            }
+            seen.to = step.to;
+            seen.isFooterBehind = step.isFooter;
+        }
+        Remember(seen, start);
+        return seen.isFooterBehind && seen.to < end ? std::optional(seen.to) : std::nullopt;
+    }
+
+private:
+    // No footer begins at `from` or behind it and before `to`; one may be known to begin there.
+    struct Stretch {
+        std::int64_t from = 0;
+        std::int64_t to = 0;
+        bool isFooterBehind = false;
+    };
+
+    // Of two stretches apart the longer one saves more, unless it lies in front of all searches to come.
+    void Remember(const Stretch& seen, std::int64_t start) {
+        const bool meet = known_.from <= seen.to && seen.from <= known_.to;
+        if (meet || known_.to <= start || seen.to - seen.from > known_.to - known_.from) {
+            known_ = seen;
+        }
+    }
+
+    Stretch known_;
+};
