@@ -2,14 +2,21 @@
 
 namespace salvor {
 
-// One line a format; each is defined in a source of its own.
+// Each is defined in a source of its own.
+extern const Validator AuValidator;
 extern const Validator CompoundValidator;
+extern const Validator FlashValidator;
+extern const Validator FlvValidator;
+extern const Validator MidiValidator;
+extern const Validator OggValidator;
+extern const Validator RealMediaValidator;
+extern const Validator SmafValidator;
 extern const Validator ZipValidator;
 
 std::span<const Validator* const> Validators() {
     static constexpr const Validator* validators[] = {
-        &CompoundValidator,
-        &ZipValidator,
+        &CompoundValidator, &ZipValidator, &OggValidator,   &RealMediaValidator, &MidiValidator,
+        &SmafValidator,     &FlvValidator, &FlashValidator, &AuValidator,
     };
     return validators;
 }
