@@ -1,6 +1,7 @@
 """Measures what `salvor recover` brings back: images with known files on them, and the comparison with what was found.
 
-A manifest lists the files of an image: offset and size in bytes, SHA-256, name. Files on it lie in one piece.
+A manifest lists the files of an image: offset and size in bytes, SHA-256, name. Files on it lie in one piece. A file whose
+SHA-256 is given as "-" is there but does not count: what is found at its place is no surplus.
 """
 
 import argparse
@@ -22,6 +23,7 @@ from pathlib import Path
 
 CLUSTER = 4096          # bytes: where the files of an image begin
 MAX_GAP = 64            # clusters between two files, at most
+NOT_COUNTED = "-"       # in place of a SHA-256
 COPY = 1 << 20          # bytes copied at once
 
 # Extensions that name one and the same format: a file under any of a line counts as right under all of them.
@@ -61,6 +63,10 @@ class Expected:
     size: int
     sha256: str
     name: str
+
+    @property
+    def counts(self):
+        return self.sha256 != NOT_COUNTED
 
     @property
     def extension(self):
@@ -292,6 +298,7 @@ class Score:
     unmarked: int                   # how many of these are not marked
     gap_text: list
     gap_other: list
+    uncounted: list                 # begin where a file does that is there but does not count
     straying: list                  # begin inside an expected file and end outside of it
     written: int                    # bytes, without embedded files and text of the gaps
 
@@ -300,27 +307,29 @@ class Score:
         return sum(item.size for item, _, _ in self.results)
 
 
-def score_by_place(items, found):
+def score_by_place(manifest, found):
     """Matches by start; needs files whose places are known."""
     at_start = collections.defaultdict(list)
     for got in found:
         at_start[got.offset].append(got)
     results, used = [], set()
-    for item in items:
+    for item in (item for item in manifest if item.counts):
         here = at_start.get(item.offset, ())
         best = min(here, key=lambda got: (OUTCOMES.index(outcome(item, got)), got.embedded, abs(got.size - item.size)), default=None)
         results.append((item, outcome(item, best) if best else "missed", best))
         used.update(id(got) for got in here if not got.embedded)
 
-    score = Score(results, [], 0, [], [], [], 0)
-    starts = [item.offset for item in items]
+    score = Score(results, [], 0, [], [], [], [], 0)
+    starts = [item.offset for item in manifest]
     for got in found:
         if id(got) in used:
             score.written += got.size
             continue
         n = bisect.bisect_right(starts, got.offset) - 1
-        inside = n >= 0 and got.offset < items[n].end
-        if got.embedded or (inside and got.end <= items[n].end):
+        inside = n >= 0 and got.offset < manifest[n].end
+        if inside and not manifest[n].counts:
+            score.uncounted.append(got)
+        elif got.embedded or (inside and got.end <= manifest[n].end):
             score.embedded.append(got)
             score.unmarked += not got.embedded
         elif inside:
@@ -334,19 +343,19 @@ def score_by_place(items, found):
     return score
 
 
-def score_by_hash(items, found):
+def score_by_hash(manifest, found):
     """Matches by content alone: a file that is not identical counts as missed."""
     by_hash = collections.defaultdict(list)
     for got in found:
         by_hash[got.sha256].append(got)
     results = []
-    for item in items:
+    for item in (item for item in manifest if item.counts):
         same = by_hash.get(item.sha256)
         best = min(same, key=lambda got: OUTCOMES.index(outcome(item, got)), default=None) if same else None
         if best:
             same.remove(best)
         results.append((item, outcome(item, best) if best else "missed", best))
-    return Score(results, [], 0, [], [], [], sum(got.size for got in found))
+    return Score(results, [], 0, [], [], [], [], sum(got.size for got in found))
 
 
 # ---- Printing -----------------------------------------------------------
@@ -388,6 +397,8 @@ def total_size(files):
 def print_surplus(score, out):
     print(f"in the gaps: {len(score.gap_text)} texts ({total_size(score.gap_text)} bytes), "
           f"{len(score.gap_other)} other files ({total_size(score.gap_other)} bytes)", file=out)
+    if score.uncounted:
+        print(f"of files that do not count: {len(score.uncounted)} ({total_size(score.uncounted)} bytes)", file=out)
     print(f"inside files: {len(score.embedded)} ({total_size(score.embedded)} bytes), {score.unmarked} of them not marked as embedded; "
           f"{len(score.straying)} more that reach beyond the file ({total_size(score.straying)} bytes)", file=out)
     print(f"written: {score.written} bytes for {score.held} held ({percent(score.written, score.held)}), "

@@ -172,12 +172,16 @@ def small_pdf(version="1.4", line_end=b"\n", last=b"\n", pages=1, page_entry=b""
     return out + b"startxref" + line_end + b"%d" % start + line_end + b"%%EOF" + last
 
 
-def update(pdf, number=1):
-    """Appends an incremental update that replaces the first page."""
+def update(pdf, width=201):
+    """Appends an incremental update that replaces the first page by an empty one."""
     previous = int(re.findall(rb"startxref\s+(\d+)", pdf)[-1])
+    page = int(re.search(rb"(\d+) 0 obj\s*<<(?:(?!endobj).)*/Type\s*/Page\b", pdf, re.DOTALL)[1])
+    parent = re.search(rb"/Parent (\d+ 0 R)", pdf)[1]
+    root = re.search(rb"/Root (\d+ 0 R)", pdf)[1]
+    size = int(re.findall(rb"/Size (\d+)", pdf)[-1])
     begin = len(pdf)
-    body = b"3 0 obj\n<< /Type /Page /Parent 2 0 R /MediaBox [0 0 %d 300] >>\nendobj\n" % (200 + number)
-    table = b"xref\n3 1\n%010d 00000 n \ntrailer\n<< /Size 4 /Root 1 0 R /Prev %d >>\n" % (begin, previous)
+    body = b"%d 0 obj\n<< /Type /Page /Parent %s /MediaBox [0 0 %d 300] >>\nendobj\n" % (page, parent, width)
+    table = b"xref\n%d 1\n%010d 00000 n \ntrailer\n<< /Size %d /Root %s /Prev %d >>\n" % (page, begin, size, root, previous)
     return pdf + body + table + b"startxref\n%d\n%%%%EOF\n" % (begin + len(body))
 
 
@@ -189,7 +193,7 @@ def pdf(shop):
         shop.write("pdf", f"by-hand-{version}", small_pdf(version))
     plain = small_pdf()
     shop.write("pdf", "updated", update(plain))
-    shop.write("pdf", "updated-often", update(update(update(plain), 2), 3))
+    shop.write("pdf", "updated-often", update(update(update(plain), 202), 203))
     shop.write("pdf", "long", small_pdf(pages=2000))
     page = shop.source("page.pdf", "gs", "-q", "-dNOPAUSE", "-dBATCH", "-sDEVICE=pdfwrite", "-sOutputFile=OUT", "-c",
                        "/Times-Roman findfont 20 scalefont setfont 1 1 40 { dup 15 mul 40 exch moveto 20 string cvs show } for "

@@ -211,18 +211,18 @@ def matroska(shop):
         shop.program("mkv", "short-clusters", *tool, "--cluster-length", "100ms", h264)
 
 
-def swf_tags(version, fonts=4):
+def swf_tags(version, picture, count=4):
+    """What follows the eight bytes of a Flash film's header: its frame, rate and tags."""
     def tag(kind, data):
         if len(data) < 63:
             return struct.pack("<H", kind << 6 | len(data)) + data
         return struct.pack("<HI", kind << 6 | 63, len(data)) + data
     head = (tag(69, struct.pack("<I", 0)) if version >= 8 else b"") + tag(9, b"\xff\xff\xff")
-    pictures = b"".join(tag(21, struct.pack("<H", n) + b"\xff\xd8" + noise(3000, n) + b"\xff\xd9") for n in range(fonts))
-    return b"\x70\0\x0f\xa0\0\0\x8c\xa0\0" + struct.pack("<HH", 12 << 8, 1) + head + pictures + tag(1, b"") + tag(0, b"")
+    pictures = b"".join(tag(21, struct.pack("<H", n) + picture) for n in range(1, count + 1))
+    return b"\x70\0\x0f\xa0\0\0\x8c\xa0" + struct.pack("<HH", 12 << 8, 1) + head + pictures + tag(1, b"") + tag(0, b"")
 
 
-def swf(version, packing=b"F", body=None):
-    body = swf_tags(version) if body is None else body
+def swf(version, body, packing=b"F"):
     head = bytes((version,)) + struct.pack("<I", 8 + len(body))
     if packing == b"F":
         return b"FWS" + head + body
@@ -234,13 +234,14 @@ def swf(version, packing=b"F", body=None):
 
 
 def flash(shop):
+    picture = shop.source("film.jpg", "convert", shop.picture(160, 120), "-quality", "60", "OUT").read_bytes()
     for version in (1, 3, 5, 8, 13, 32, 43):
-        shop.write("swf", f"plain-{version}", swf(version))
+        shop.write("swf", f"plain-{version}", swf(version, swf_tags(version, picture)))
     for version in (6, 9, 15, 50):
-        shop.write("swf", f"deflated-{version}", swf(version, b"C"))
-    shop.write("swf", "deflated-large", swf(10, b"C", swf_tags(10, 90)))
-    shop.write("swf", "no-end-tag", swf(7, b"F", swf_tags(7)[:-2]))
-    shop.write("swf", "lzma", swf(20, b"Z"))
+        shop.write("swf", f"deflated-{version}", swf(version, swf_tags(version, picture), b"C"))
+    shop.write("swf", "deflated-large", swf(10, swf_tags(10, picture, 90), b"C"))
+    shop.write("swf", "no-end-tag", swf(7, swf_tags(7, picture)[:-2]))
+    shop.write("swf", "lzma", swf(20, swf_tags(20, picture), b"Z"))
     shop.program("swf", "ffmpeg", *FFMPEG, *SMALL, "-c:v", "flv", *EXACT, "OUT")
     shop.program("swf", "ffmpeg-sound", *FFMPEG, *SMALL, *TONE, "-c:v", "flv", "-c:a", "libmp3lame", *EXACT, "OUT")
     shop.program("flv", "sorenson", *FFMPEG, *SMALL, "-c:v", "flv", *EXACT, "OUT")
@@ -277,7 +278,7 @@ def streams(shop):
     shop.program("vob", "no-sound", *FFMPEG, *PICTURE, "-c:v", "mpeg2video", "-r", "25", *EXACT, "-f", "vob", "OUT")
     for name, options in (("wmv1", ("-c:v", "wmv1")), ("wmv2", ("-c:v", "wmv2", "-c:a", "wmav2"))):
         shop.program("wmv", name, *FFMPEG, *PICTURE, *TONE, *options, *EXACT, "-f", "asf", "OUT")
-    shop.captured("wmv", "broadcast", *FFMPEG, *PICTURE, *TONE, "-c:v", "wmv2", "-c:a", "wmav2", *EXACT, "-f", "asf_stream", "-")
+    shop.captured("wmv", "broadcast", *FFMPEG, *PICTURE, *TONE, "-c:v", "wmv2", "-c:a", "wmav2", *EXACT, "-f", "asf", "-")
     shop.program("asf", "mpeg4", *FFMPEG, *PICTURE, "-c:v", "msmpeg4v3", *EXACT, "-f", "asf", "OUT")
     shop.captured("asf", "unknown-length", *FFMPEG, *PICTURE, "-c:v", "msmpeg4v2", *EXACT, "-f", "asf", "-")
     for codec in ("rv10", "rv20"):

@@ -268,7 +268,7 @@ def other_sounds(shop):
         shop.program("wma", codec, *FFMPEG, "-i", sound, "-c:a", codec, *EXACT, "-f", "asf", "OUT")
     shop.program("wma", "tags", *FFMPEG, "-i", sound, "-c:a", "wmav2", "-metadata", "title=" + "long " * 500, "-f", "asf",
                  "OUT")
-    shop.captured("wma", "broadcast", *FFMPEG, "-i", sound, "-c:a", "wmav2", "-f", "asf_stream", "-")
+    shop.captured("wma", "broadcast", *FFMPEG, "-i", sound, "-c:a", "wmav2", "-f", "asf", "-")
     for name, codec in (("aac", ("aac",)), ("alac", ("alac",)), ("ac3", ("ac3",)), ("faststart", ("aac", "-movflags",
                         "+faststart")), ("fragmented", ("aac", "-movflags", "+frag_keyframe+empty_moov", "-frag_duration",
                         "300000"))):
