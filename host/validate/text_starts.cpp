@@ -11,8 +11,8 @@ namespace {
 
 // In bytes.
 constexpr std::size_t HeadBytes = 512;
-constexpr std::size_t LeastInFrontOfZeros = 4;
-constexpr std::size_t LeastInFrontOfBinary = 48;
+constexpr std::size_t LeastInFrontOfZeros = 1;
+constexpr std::size_t LeastInFrontOfBinary = 16;
 constexpr std::size_t LeastOfCodePage = 256;
 constexpr std::size_t TailThatTells = 8;
 constexpr std::size_t TailThatTellsOfCodePage = 48;
@@ -84,27 +84,6 @@ bool IsRunningUtf16(ByteSpan tail) {
            IsUtf16Text(tail.last(TailThatTellsOfCodePage), false, TailThatTellsOfCodePage / 2, true);
 }
 
-// What may begin in the midst of a text: the slack behind a file is often the rest of another text. A line that begins
-// exactly here is more likely this text's own.
-bool BreaksIn(ByteSpan tail, ByteSpan head) {
-    const std::uint8_t before = tail.back();
-    if (before == '\n' || before == '\r') {
-        return false;
-    }
-    if (BeginsMarkup(head) || StartsWith(head, Utf8Mark)) {
-        return true;
-    }
-    if (!IsLetter(head[0]) || !BeginsLetter(head)) {
-        return false;
-    }
-    // Quoted letters, and names of fields that are broken between lines.
-    ByteSpan line(std::find(tail.rbegin(), tail.rend(), std::uint8_t{'\n'}).base(), tail.end());
-    const auto isQuote = [](std::uint8_t byte) {
-        return byte == '>' || byte == ' ' || byte == '\t' || byte == '|';
-    };
-    return before != '-' && !std::ranges::all_of(line, isQuote);
-}
-
 bool IsLongEnough(ByteSpan head) {
     const std::size_t end = EndOfUtf8(head, 0);
     if (end == head.size()) {
@@ -113,7 +92,7 @@ bool IsLongEnough(ByteSpan head) {
     const bool endsInZeros = [head](std::size_t at) {
         return head[at] == 0 ? IsZeroFrom(head, at) : head[at] == DosEnd && IsZeroFrom(head, at + 1);
     }(end);
-    if (head[end] < 0x80) {
+    if (head[end] < 0x80 || end >= LeastInFrontOfBinary) {
         return end >= (endsInZeros ? LeastInFrontOfZeros : LeastInFrontOfBinary);
     }
     const std::size_t anyEnd = EndOfAnyText(head, end);
@@ -143,12 +122,34 @@ bool MayBePlain(ByteSpan head) {
 
 }  // namespace
 
+bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
+    if (tail.empty() || head.empty()) {
+        return false;
+    }
+    const std::uint8_t before = tail.back();
+    if (before == '\n' || before == '\r') {
+        return false;
+    }
+    if (BeginsMarkup(head) || StartsWith(head, Utf8Mark)) {
+        return true;
+    }
+    if (!IsLetter(head[0]) || !BeginsLetter(head)) {
+        return false;
+    }
+    // Quoted letters, and names of fields that are broken between lines.
+    ByteSpan line(std::find(tail.rbegin(), tail.rend(), std::uint8_t{'\n'}).base(), tail.end());
+    const auto isQuote = [](std::uint8_t byte) {
+        return byte == '>' || byte == ' ' || byte == '\t' || byte == '|';
+    };
+    return before != '-' && !std::ranges::all_of(line, isQuote);
+}
+
 bool BeginsText(ByteSpan previousTail, ByteSpan sector) {
     const ByteSpan head = sector.first(std::min(sector.size(), HeadBytes));
     if (head.size() > 1 && (head[0] >= Utf16BigMark[0] || head[1] == 0)) {
         return BeginsUtf16(head) && !IsRunningUtf16(previousTail);
     }
-    if (!MayBePlain(head) || (IsRunning(previousTail, head) && !BreaksIn(previousTail, head))) {
+    if (!MayBePlain(head) || (IsRunning(previousTail, head) && !BreaksIntoText(previousTail, head))) {
         return false;
     }
     return IsLongEnough(head.subspan(StartsWith(head, Utf8Mark) ? Utf8Mark.size() : 0));

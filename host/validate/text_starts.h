@@ -10,6 +10,11 @@ namespace salvor {
 /// What is wanted of the bytes in front of a sector.
 inline constexpr std::size_t PreviousTailBytes = 64;
 
+/// Does another file begin with `head`, in the midst of a text that ends in `tail`? The slack behind a file is often
+/// the rest of a text. Only marks that no other text has there count: a line that begins here is more likely the text's
+/// own.
+bool BreaksIntoText(ByteSpan tail, ByteSpan head);
+
 /// What `MayBeginText` asks where the first byte leaves it open.
 bool BeginsText(ByteSpan previousTail, ByteSpan sector);
 

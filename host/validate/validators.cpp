@@ -11,12 +11,13 @@ extern const Validator MidiValidator;
 extern const Validator OggValidator;
 extern const Validator RealMediaValidator;
 extern const Validator SmafValidator;
+extern const Validator TextValidator;
 extern const Validator ZipValidator;
 
 std::span<const Validator* const> Validators() {
     static constexpr const Validator* validators[] = {
         &CompoundValidator, &ZipValidator, &OggValidator,   &RealMediaValidator, &MidiValidator,
-        &SmafValidator,     &FlvValidator, &FlashValidator, &AuValidator,
+        &SmafValidator,     &FlvValidator, &FlashValidator, &AuValidator,        &TextValidator,
     };
     return validators;
 }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+
+#include "host/validate/place.h"
+
+namespace salvor {
+
+/// A run of text, whatever is said in it: ASCII, UTF-8 or an 8-bit code page.
+struct TextRun {
+    enum class Behind : std::uint8_t { MediumEnd, Zeros, Binary, OtherFile };
+
+    /// Behind its last byte, in bytes from the place's start.
+    std::int64_t end = 0;
+    Behind behind = Behind::MediumEnd;
+    /// It has bytes beyond ASCII that are no UTF-8.
+    bool isCodePage = false;
+};
+
+/// Follows the text that begins at `from`. What is printable by chance in front of binary bytes is left out.
+TextRun FollowText(Place& file, std::int64_t from);
+
+/// The same for UTF-16, which begins at `from`, behind a mark if it has one.
+TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian);
+
+/// True if all bytes from `offset` to the end of its sector are zeros; those of a sector that begins there, if 16 of
+/// them are. True at the medium's end.
+bool IsZeroFilled(Place& file, std::int64_t offset);
+
+/// The end of what belongs to a file whose last mark ends at `end`: white space, all of it where zeros follow, else
+/// only one line end of the kind that the file has.
+std::int64_t EndBehindMark(Place& file, std::int64_t end, bool hasReturns);
+
+}  // namespace salvor

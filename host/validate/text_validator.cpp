@@ -1,0 +1,179 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "host/validate/text_bytes.h"
+#include "host/validate/text_run.h"
+#include "host/validate/text_starts.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using FileTypeIndex::Text;
+
+// In bytes.
+constexpr std::size_t LookedAt = 4096;
+constexpr std::int64_t LeastInFrontOfBinary = 16;
+constexpr std::int64_t LeastInFrontOfString = 512;
+constexpr std::int64_t LeastOfCodePage = 256;
+
+// What a text's first bytes are made of.
+struct TextMix {
+    std::size_t all = 0;
+    std::size_t letters = 0;
+    std::size_t digits = 0;
+    std::size_t blanks = 0;
+    std::size_t lineEnds = 0;
+    std::size_t high = 0;
+    // Bytes that are like the one in front of them.
+    std::size_t repeated = 0;
+
+    explicit TextMix(ByteSpan bytes) : all(bytes.size()) {
+        std::uint8_t before = 0;
+        for (const std::uint8_t byte : bytes) {
+            letters += IsLetter(byte) ? 1U : 0U;
+            digits += IsDigit(byte) ? 1U : 0U;
+            blanks += byte == ' ' || byte == '\t' ? 1U : 0U;
+            lineEnds += byte == '\n' || (byte == '\r') ? 1U : 0U;
+            high += byte >= 0x80 ? 1U : 0U;
+            repeated += byte == before ? 1U : 0U;
+            before = byte;
+        }
+    }
+
+    // Words and blanks as in a language.
+    bool IsLanguage() const {
+        return blanks * 20 >= all && blanks * 3 <= all && (letters + high) * 2 >= all && repeated * 4 <= all;
+    }
+};
+
+Finding NoText(const char* why) {
+    Finding finding;
+    finding.why = why;
+    return finding;
+}
+
+// Does a zero follow, alone, as behind the strings in a program?
+bool IsString(Place& file, std::int64_t end) {
+    const ByteSpan bytes = file.From(end);
+    const std::size_t next = EndOfPlain(bytes, 0);
+    return next < bytes.size() && bytes[next] == 0;
+}
+
+Finding TextOf(std::int64_t size, const char* why, bool beginsInMiddle) {
+    return {.verdict = Verdict::Open,
+            .size = size,
+            .type = Text,
+            .extension = {},
+            .why = why,
+            .beginsInMiddle = beginsInMiddle};
+}
+
+// Text that begins so is most likely the rest of a file.
+bool BeginsInMiddle(ByteSpan head) {
+    const std::uint8_t first = head[0];
+    if ((first & 0xC0) == 0x80 || first == ')' || first == ']' || first == '}' || first == ',' || first == ';' ||
+        first == '.') {
+        return true;
+    }
+    return StartsWith(head, PatternOf("</")) || StartsWith(head, PatternOf("> "));
+}
+
+// Most files begin with a capital letter, a number, a bracket or the mark of a comment.
+bool BeginsLikeFile(ByteSpan head) {
+    constexpr std::string_view marks = "#/<{[%;\"'-*=.@!(\xEF";
+    const auto first = static_cast<char>(head[0]);
+    return (first >= 'A' && first <= 'Z') || marks.find(first) != std::string_view::npos;
+}
+
+// Do these units belong to scripts that are written, as machine code does not? `hasLines` where lines are wanted too.
+bool IsWritten(ByteSpan units, bool isBigEndian, bool hasLines) {
+    const auto isWrittenBlock = [](unsigned block) {
+        return block <= 0x06 || (block >= 0x09 && block <= 0x0E) || block == 0x10 || block == 0x1E || block == 0x1F ||
+               (block >= 0x20 && block <= 0x26) || block == 0x30 || (block >= 0x4E && block <= 0x9F) ||
+               (block >= 0xAC && block <= 0xDF) || block == 0xFE || block == 0xFF;
+    };
+    std::size_t lineEnds = 0;
+    std::size_t repeated = 0;
+    std::uint16_t before = 0;
+    for (std::size_t at = 0; at + 2 <= units.size(); at += 2) {
+        const auto unit = isBigEndian ? LoadBig<std::uint16_t>(units, at) : LoadLittle<std::uint16_t>(units, at);
+        if (!isWrittenBlock(unit >> 8U)) {
+            return false;
+        }
+        lineEnds += unit == '\n' ? 1U : 0U;
+        repeated += unit == before ? 1U : 0U;
+        before = unit;
+    }
+    return (lineEnds >= 2 || !hasLines) && repeated * 4 <= units.size();
+}
+
+Finding ValidateUtf16(Place& file, bool isBigEndian, bool hasMark) {
+    constexpr std::int64_t leastUnits = 16;
+    constexpr std::int64_t leastUnitsWithoutMark = 256;
+    constexpr std::int64_t looked = 512;
+    const std::int64_t start = hasMark ? 2 : 0;
+    const TextRun run = FollowUtf16(file, start, isBigEndian);
+    const std::int64_t units = (run.end - start) / 2;
+    const bool isEnough = units >= (hasMark ? leastUnits : leastUnitsWithoutMark) ||
+                          (hasMark && units > 0 && run.behind == TextRun::Behind::Zeros);
+    const ByteSpan head = file.From(start, 2);
+    const auto shown = std::min<std::size_t>(head.size(), static_cast<std::size_t>(2 * std::min(units, looked)));
+    if (!isEnough || !IsWritten(head.first(shown), isBigEndian, !hasMark)) {
+        return NoText("pairs of bytes, but no text");
+    }
+    return TextOf(run.end, "UTF-16 as far as it is text", false);
+}
+
+bool Begins(ByteSpan head) { return MayBeginText({}, head); }
+
+Finding Validate(Place& file) {
+    const ByteSpan start = file.From(0, LookedAt);
+    if (StartsWith(start, Utf16LittleMark) || StartsWith(start, Utf16BigMark)) {
+        return ValidateUtf16(file, start[0] == Utf16BigMark[0], true);
+    }
+    if (start.size() > 1 && start[1] == 0) {
+        return ValidateUtf16(file, false, false);
+    }
+    const auto marked = static_cast<std::int64_t>(StartsWith(start, Utf8Mark) ? Utf8Mark.size() : 0);
+    const TextRun run = FollowText(file, marked);
+    const std::int64_t length = run.end - marked;
+    if (length <= 0) {
+        return NoText("no text");
+    }
+    ByteSpan head = file.From(0, LookedAt);
+    head = head.first(std::min(head.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));
+    const TextMix mix(head.subspan(static_cast<std::size_t>(marked)));
+    if (run.behind == TextRun::Behind::Binary) {
+        if (length < LeastInFrontOfBinary || (run.isCodePage && length < LeastOfCodePage)) {
+            return NoText("too short in front of binary data");
+        }
+        const bool isString = IsString(file, run.end);
+        if (isString && (mix.lineEnds < 4 || length < LeastInFrontOfString) &&
+            (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
+            return NoText("strings of a program");
+        }
+        if (mix.lineEnds < 2 && !mix.IsLanguage()) {
+            return NoText("printable bytes without lines or words");
+        }
+    }
+    if (mix.repeated * 10 >= mix.all * 9) {
+        return NoText("one character repeated");
+    }
+    const char* const why = run.behind == TextRun::Behind::Zeros       ? "text up to zeros"
+                            : run.behind == TextRun::Behind::OtherFile ? "text up to another file's start"
+                            : run.behind == TextRun::Behind::Binary    ? "text up to binary data"
+                                                                       : "text up to the medium's end";
+    return TextOf(run.end, why, BeginsInMiddle(head));
+}
+
+}  // namespace
+
+extern const Validator TextValidator;
+const Validator TextValidator{
+    .name = "text", .phase = Validator::Phase::Text, .starts = {}, .begins = Begins, .validate = Validate};
+
+}  // namespace salvor
