@@ -129,7 +129,8 @@ enum class SizeExactness : std::uint8_t {
     /// The scanner has walked the whole structure: the size of a sound file is its own, but for what the type's notes
     /// name.
     Exact,
-    /// The size is declared in a header and not checked, or follows from what comes next on the medium.
+    /// It rests on less: a length that the file declares, a footer that was searched for, or what comes next on the
+    /// medium.
     Estimated,
     /// Always 0: the host decides the size.
     StartOnly,

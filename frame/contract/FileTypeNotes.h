@@ -4,6 +4,13 @@
 
 #include "FileTypeCatalog.h"
 
+/// What people call the groups, by `FileTypeGroup`.
+inline constexpr const char* FileTypeGroupNames[] = {"Pictures", "Camera raws", "Drawings",      "Films",
+                                                     "Sounds",   "Documents",   "Mail and data", "Archives"};
+
+/// The words for what a reported size is worth, by `SizeExactness`.
+inline constexpr const char* SizeExactnessNames[] = {"exact", "estimated", "start only"};
+
 /// What people want to know of a format. The texts are static, plain sentences without line breaks.
 struct FileTypeNotes {
     /// Factory index.

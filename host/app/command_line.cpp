@@ -104,8 +104,11 @@ int RunCommandLine(int argc, const char* const* argv) {
         ->capture_default_str();
     inspectApp->footer("Example: salvor inspect card.img --sector 2048");
 
-    CLI::App* const typesApp = app.add_subcommand("types", "List the types of files that can be found");
-    typesApp->footer("Example: salvor types");
+    std::vector<std::string> typeWords;
+    CLI::App* const typesApp =
+        app.add_subcommand("types", "List the types of files that can be found, or explain some");
+    typesApp->add_option("TYPE", typeWords, "Types to explain: extensions or indices");
+    typesApp->footer("Example: salvor types jpg pdf");
 
     const auto isNamed = [&](const CLI::App* command) {
         return command->get_name() == argv[1];
@@ -131,7 +134,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         if (inspectApp->parsed()) {
             return static_cast<int>(RunInspect(inspect));
         }
-        return static_cast<int>(recoverApp->parsed() ? RunRecover(recover) : RunTypes());
+        return static_cast<int>(recoverApp->parsed() ? RunRecover(recover) : RunTypes(typeWords));
     } catch (const Failure& failure) {
         SayLine(failure.what());
         return static_cast<int>(failure.Status());

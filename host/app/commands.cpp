@@ -1,6 +1,5 @@
 #include "host/app/commands.h"
 
-#include <FileTypeCatalog.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 
@@ -10,7 +9,6 @@
 #include "host/app/selection.h"
 #include "host/files/extract_run.h"
 #include "host/files/out_folder.h"
-#include "host/plan/size_rules.h"
 #include "host/scan/journal.h"
 #include "host/scan/scan_run.h"
 
@@ -47,13 +45,6 @@ ExitStatus StatusOf(const ScanOutcome& outcome) {
 }
 
 JobIdentity JobOf(const JournalHeader& header) { return {header.imagePath, header.imageSize, header.sectorSize}; }
-
-std::string FormatCap(std::int64_t cap) {
-    if (cap == CapInEngine) {
-        return "by its engine";
-    }
-    return cap == NoCap ? "none" : FormatExactSize(cap);
-}
 
 }  // namespace
 
@@ -108,22 +99,6 @@ ExitStatus RunRecover(const RecoverCommand& command) {
     }
     const FindsOrigin origin{scan.header.imagePath, finds, outcome.complete, scan.header.caps};
     return ExtractFiles(*scan.medium, outcome.finds, origin, filter, command.out, command.quiet);
-}
-
-ExitStatus RunTypes() {
-    std::string table = fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", "index", "extension", "name", "size cap",
-                                    "plausible sizes");
-    for (std::int32_t type = 0; type < FileTypeCount; ++type) {
-        const FileTypeIdentity& identity = FileTypeCatalog[type];
-        const std::string range = identity.largestSize == 0
-                                      ? ""
-                                      : fmt::format("{} to {}", FormatExactSize(identity.smallestSize),
-                                                    FormatExactSize(identity.largestSize));
-        table += fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", type, identity.extension, identity.name,
-                             FormatCap(identity.maxSize), range);
-    }
-    Tell(table);
-    return ExitStatus::Done;
 }
 
 }  // namespace salvor

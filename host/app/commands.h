@@ -65,7 +65,8 @@ struct InspectCommand {
 ExitStatus RunScan(const ScanCommand& command);
 ExitStatus RunExtract(const ExtractCommand& command);
 ExitStatus RunRecover(const RecoverCommand& command);
-ExitStatus RunTypes();
+/// Lists the types, or says what is known of those that the words name: extensions and indices.
+ExitStatus RunTypes(const std::vector<std::string>& words);
 ExitStatus RunInspect(const InspectCommand& command);
 
 /// Parses the command line and runs what it names; the program's exit status. Failures are one line on stderr.

@@ -29,22 +29,9 @@ Every file must begin at the start of a sector and lie in one piece. The number 
 factory, the size the largest that is reported unless the host says otherwise. What a scanner's size is worth:
 
 - *exact*: the scanner has walked the whole structure;
-- *estimated*: it is declared in the file's header and not checked, or follows from what comes next on the medium;
+- *estimated*: it rests on less, such as a length that the file declares, a footer or what comes next on the medium;
 - *start only*: it is 0, and the host decides.
 )";
-
-struct Group {
-    FileTypeGroup group;
-    const char* title;
-};
-constexpr Group Groups[] = {{FileTypeGroup::Picture, "Pictures"},
-                            {FileTypeGroup::CameraRaw, "Camera raws"},
-                            {FileTypeGroup::Drawing, "Drawings"},
-                            {FileTypeGroup::Film, "Films"},
-                            {FileTypeGroup::Sound, "Sounds"},
-                            {FileTypeGroup::Document, "Documents"},
-                            {FileTypeGroup::MailOrData, "Mail and data"},
-                            {FileTypeGroup::Archive, "Archives"}};
 
 std::string SizeText(std::int64_t size) {
     // Caps of 32-bit fields.
@@ -61,10 +48,9 @@ std::string SizeText(std::int64_t size) {
 }
 
 void WriteTitle(std::ostream& page, std::int32_t index) {
-    constexpr std::array exactness{"exact", "estimated", "start only"};
     const FileTypeIdentity& type = FileTypeCatalog[index];
     page << "**" << type.extension << "**, " << std::string_view(type.name) << " (" << index << ", "
-         << exactness[static_cast<std::size_t>(type.reportedSize)];
+         << SizeExactnessNames[static_cast<int>(type.reportedSize)];
     if (type.maxSize > 0) {
         page << ", " << SizeText(type.maxSize);
     }
@@ -72,11 +58,11 @@ void WriteTitle(std::ostream& page, std::int32_t index) {
 }
 
 // Types of a group that share what is to say of their ends stand together.
-void WriteGroup(std::ostream& page, const Group& group) {
-    page << "\n## " << group.title << "\n";
+void WriteGroup(std::ostream& page, std::size_t group) {
+    page << "\n## " << FileTypeGroupNames[group] << "\n";
     std::vector<TypeIndices> paragraphs;
     for (std::int32_t index = 0; index < FileTypeCount; ++index) {
-        if (FileTypeCatalog[index].group != group.group) {
+        if (FileTypeCatalog[index].group != static_cast<FileTypeGroup>(group)) {
             continue;
         }
         const FileTypeNotes& notes = FileTypeNotesOf[index];
@@ -135,7 +121,7 @@ void WriteFixtures(std::ostream& page) {
 std::string Page() {
     std::ostringstream page;
     page << Introduction;
-    for (const Group& group : Groups) {
+    for (std::size_t group = 0; group < std::size(FileTypeGroupNames); ++group) {
         WriteGroup(page, group);
     }
     WriteFixtures(page);

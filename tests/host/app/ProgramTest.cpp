@@ -280,6 +280,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"recover " + Card, 2, "--out"},
         {"recover" + out, 2, "IMAGE"},
         {"recover " + Card + out + " --types xyz", 2, "'xyz' names no type"},
+        {"types jpg xyz", 2, "'xyz' names no type"},
         {"recover " + Card + out + " --types jpg --exclude jpg", 2, "leave no type"},
         {"recover " + Card + out + " --min-size 5Q", 2, "'5Q'"},
         {"recover " + Card + out + " --max-size xyz=5", 2, "xyz=5"},
@@ -370,6 +371,10 @@ TEST(Program, ListsTheTypesAndHelpsWithExamples) {
     const test::ProgramRun types = RunProgram("types");
     EXPECT_EQ(types.status, 0);
     EXPECT_EQ(std::count(types.output.begin(), types.output.end(), '\n'), 114);
+    const std::string explained = RunProgram("types .JPG 46").output;
+    for (const char* part : {"(41)", "(42)", "(46)", "  Found   ", "  Limits  ", "up to 10 MiB; estimated"}) {
+        EXPECT_NE(explained.find(part), std::string::npos) << part << " is not in " << explained;
+    }
     for (const char* command : {"scan", "extract", "recover", "types"}) {
         const test::ProgramRun help = RunProgram(std::string(command) + " --help");
         EXPECT_EQ(help.status, 0);

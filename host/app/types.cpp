@@ -1,0 +1,96 @@
+#include <FileTypeCatalog.h>
+#include <FileTypeNotes.h>
+#include <fmt/format.h>
+
+#include <string_view>
+
+#include "host/app/commands.h"
+#include "host/app/say.h"
+#include "host/plan/size_rules.h"
+#include "host/scan/scanners.h"
+
+namespace salvor {
+
+namespace {
+
+std::string FormatCap(std::int64_t cap) {
+    if (cap == CapInEngine) {
+        return "by its engine";
+    }
+    return cap == NoCap ? "none" : FormatExactSize(cap);
+}
+
+std::string Table() {
+    std::string table = fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", "index", "extension", "name", "size cap",
+                                    "plausible sizes");
+    for (std::int32_t type = 0; type < FileTypeCount; ++type) {
+        const FileTypeIdentity& identity = FileTypeCatalog[type];
+        const std::string range = identity.largestSize == 0
+                                      ? ""
+                                      : fmt::format("{} to {}", FormatExactSize(identity.smallestSize),
+                                                    FormatExactSize(identity.largestSize));
+        table += fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", type, identity.extension, identity.name,
+                             FormatCap(identity.maxSize), range);
+    }
+    return table;
+}
+
+// A labelled paragraph in lines of 80 columns; nothing for an empty text.
+std::string Paragraph(std::string_view label, std::string_view text) {
+    constexpr std::size_t indent = 10;
+    constexpr std::size_t width = 80 - indent;
+    std::string paragraph;
+    while (!text.empty()) {
+        std::size_t end = text.size();
+        if (end > width) {
+            const std::size_t blank = text.rfind(' ', width);
+            end = blank == std::string_view::npos ? width : blank;
+        }
+        paragraph +=
+            fmt::format("{:<{}}{}\n", paragraph.empty() ? fmt::format("  {}", label) : "", indent, text.substr(0, end));
+        text.remove_prefix(end);
+        text.remove_prefix(text.starts_with(' ') ? 1 : 0);
+    }
+    return paragraph;
+}
+
+std::string SizeText(const FileTypeIdentity& identity) {
+    const std::string_view exactness = SizeExactnessNames[static_cast<int>(identity.reportedSize)];
+    const std::string cap = identity.maxSize > 0 ? "up to " + FormatExactSize(identity.maxSize) + "; " : "";
+    switch (identity.reportedSize) {
+        case SizeExactness::Exact:
+            return fmt::format("{}{}: the scan walks the whole structure.", cap, exactness);
+        case SizeExactness::Estimated:
+            return fmt::format("{}{}: the scan does not walk the whole structure.", cap, exactness);
+        case SizeExactness::StartOnly:
+            return fmt::format("{}{}: the end is worked out when files are written.", cap, exactness);
+    }
+    return "";
+}
+
+std::string Explain(std::int32_t type) {
+    const FileTypeIdentity& identity = FileTypeCatalog[type];
+    const FileTypeNotes& notes = FileTypeNotesOf[type];
+    return fmt::format("{}: {} ({})\n", identity.extension, identity.name, type) + Paragraph("Found", notes.found) +
+           Paragraph("End", notes.end) + Paragraph("Size", SizeText(identity)) + Paragraph("Limits", notes.limits) +
+           Paragraph("Source", notes.source);
+}
+
+}  // namespace
+
+ExitStatus RunTypes(const std::vector<std::string>& words) {
+    std::string text = words.empty() ? Table() : "";
+    for (const std::string& word : words) {
+        const std::vector<std::int32_t> types = TypesNamed(word);
+        if (types.empty()) {
+            throw Failure(ExitStatus::Usage, fmt::format("'{}' names no type; 'salvor types' lists them", word));
+        }
+        for (const std::int32_t type : types) {
+            text += (text.empty() ? "" : "\n") + Explain(type);
+        }
+    }
+    Tell(text);
+    return ExitStatus::Done;
+}
+
+}  // namespace salvor
