@@ -29,7 +29,8 @@ COPY = 1 << 20          # bytes copied at once
 # Extensions that name one and the same format: a file under any of a line counts as right under all of them.
 EQUIVALENT = (
     "jpg jpeg jpe jfif", "tif tiff", "htm html xhtml shtml", "mpg mpeg vob", "aif aiff aifc", "mid midi", "ts mts m2ts m2t",
-    "ogg oga ogv ogx opus spx", "mp3 mp2 mp1 mpa", "icc icm", "au snd", "mht mhtml", "rm rmvb ra", "pcx pcc", "eml mbox", "txt text", "psp pspimage psptube", "qxp qxd", "qpt qxt",
+    "ogg oga ogv ogx opus spx", "mp3 mp2 mp1 mpa", "icc icm", "au snd", "mht mhtml", "rm rmvb ra", "pcx pcc", "eml mbox", "txt text",
+    "psp pspimage psptube", "qxp qxd", "qpt qxt",
 )
 # Extensions of special cases, and those of the general formats that such files may come out under.
 GENERAL = {
