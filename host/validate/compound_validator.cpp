@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "formats/CompoundRecords.h"
+#include "frame/contract/FileTypeCatalog.h"
 #include "host/validate/compound_content.h"
 #include "host/validate/compound_file.h"
 #include "host/validate/validator.h"
@@ -11,21 +12,7 @@ namespace salvor {
 
 namespace {
 
-// Factory indices.
-constexpr std::int32_t Word = 0;
-constexpr std::int32_t Excel = 1;
-constexpr std::int32_t PowerPoint = 2;
-constexpr std::int32_t Visio = 3;
-constexpr std::int32_t Project = 4;
-constexpr std::int32_t Publisher = 5;
-constexpr std::int32_t Message = 35;
-constexpr std::int32_t DesignCad = 80;
-constexpr std::int32_t Spreadsheet = 83;
-constexpr std::int32_t Flash = 85;
-constexpr std::int32_t Max = 87;
-constexpr std::int32_t PageMaker = 97;
-constexpr std::int32_t QuattroPro = 99;
-constexpr std::int32_t SlideShow = 103;
+namespace Type = FileTypeIndex;
 
 struct Kind {
     std::int32_t type;
@@ -116,55 +103,55 @@ constexpr OtherKind OtherKinds[] = {
 Kind OtherKindOf(const RootView& root) {
     // 000C1084-0000-0000-C000-000000000046, and 1086 for patches.
     if (root.IsOfClass("\x84\x10\x0C")) {
-        return {Word, "msi"};
+        return {Type::Doc, "msi"};
     }
     if (root.IsOfClass("\x86\x10\x0C")) {
-        return {Word, "msp"};
+        return {Type::Doc, "msp"};
     }
     const auto known = std::ranges::find_if(OtherKinds, [&](const OtherKind& kind) { return root.Has(kind.stream); });
-    return {Word, known == std::end(OtherKinds) ? "ole" : known->extension};
+    return {Type::Doc, known == std::end(OtherKinds) ? "ole" : known->extension};
 }
 
 Kind KindOf(const CompoundFile& file) {
     const RootView root(file);
     if (IsMessage(root)) {
-        return {Message};
+        return {Type::Msg};
     }
     if (IsFlash(root)) {
-        return {Flash};
+        return {Type::Fla};
     }
     if (root.Has("WordDocument")) {
-        return {Word};
+        return {Type::Doc};
     }
     if (root.Has("VisioDocument")) {
-        return {Visio};
+        return {Type::Vsd};
     }
     if (root.Has("PowerPoint Document") || root.Has("PP40")) {
-        return {PowerPoint};
+        return {Type::Ppt};
     }
     if (IsPublisher(root)) {
-        return {Publisher};
+        return {Type::Pub};
     }
     if (root.Has("Workbook") || root.Has("Book")) {
-        return {root.Has("ETExtData") ? Spreadsheet : Excel};
+        return {root.Has("ETExtData") ? Type::Et : Type::Xls};
     }
     if (root.HasBeginningWith("Props") && root.HasBeginningWith("   ")) {
-        return {Project};
+        return {Type::Mpp};
     }
     if (root.Has("Scene") && root.Has("DllDirectory")) {
-        return {Max};
+        return {Type::Max};
     }
     if (root.Has("NativeContent_MAIN")) {
-        return {QuattroPro};
+        return {Type::Qpw};
     }
     if (root.Has("PerfectOffice_MAIN")) {
-        return {SlideShow};
+        return {Type::Shw};
     }
     if (root.Has("PageMaker")) {
-        return {PageMaker};
+        return {Type::P65};
     }
     if (root.Has("Layer") && (root.Has("PAPER SPACE") || root.Has("VIEWDATA") || root.Has("SYMBOL"))) {
-        return {DesignCad};
+        return {Type::Dcd};
     }
     return OtherKindOf(root);
 }
@@ -174,7 +161,7 @@ bool Begins(ByteSpan head) { return StartsWith(head, CompoundSignature); }
 // Of a file whose tables are wrong, and of which `right` bytes may be right.
 Finding Broken(const CompoundFile& tables, Place& file, std::int64_t right) {
     Finding finding{
-        .verdict = Verdict::Damaged, .size = right, .type = Word, .extension = "ole", .why = tables.Fault()};
+        .verdict = Verdict::Damaged, .size = right, .type = Type::Doc, .extension = "ole", .why = tables.Fault()};
     const std::int64_t next = file.NextStart(1);
     if (tables.Condition() == CompoundFile::State::PassesEnd) {
         finding.verdict = Verdict::Truncated;
@@ -194,7 +181,7 @@ Finding Validate(Place& file) {
     if (tables.Nodes().empty() && !tables.HasFat() && tables.Condition() == CompoundFile::State::Broken) {
         return {.why = tables.Fault()};
     }
-    const Kind kind = tables.Nodes().empty() ? Kind{Word, "ole"} : KindOf(tables);
+    const Kind kind = tables.Nodes().empty() ? Kind{Type::Doc, "ole"} : KindOf(tables);
     if (tables.Condition() != CompoundFile::State::Sound) {
         Finding finding = Broken(tables, file, tables.End());
         finding.type = kind.type;

@@ -4,20 +4,40 @@ namespace salvor {
 
 // Each is defined in a source of its own.
 extern const Validator AuValidator;
+extern const Validator CabinetValidator;
 extern const Validator CompoundValidator;
+extern const Validator DbxValidator;
 extern const Validator FlashValidator;
 extern const Validator FlvValidator;
 extern const Validator MidiValidator;
 extern const Validator OggValidator;
+extern const Validator PstValidator;
+extern const Validator RarValidator;
 extern const Validator RealMediaValidator;
+extern const Validator SevenZipValidator;
 extern const Validator SmafValidator;
 extern const Validator TextValidator;
 extern const Validator ZipValidator;
 
 std::span<const Validator* const> Validators() {
     static constexpr const Validator* validators[] = {
-        &CompoundValidator, &ZipValidator, &OggValidator,   &RealMediaValidator, &MidiValidator,
-        &SmafValidator,     &FlvValidator, &FlashValidator, &AuValidator,        &TextValidator,
+        // clang-format off
+        &ZipValidator,
+        &CompoundValidator,
+        &RarValidator,
+        &SevenZipValidator,
+        &PstValidator,
+        &DbxValidator,
+        &OggValidator,
+        &RealMediaValidator,
+        &MidiValidator,
+        &SmafValidator,
+        &FlvValidator,
+        &FlashValidator,
+        &AuValidator,
+        &CabinetValidator,
+        &TextValidator,
+        // clang-format on
     };
     return validators;
 }

@@ -1,10 +1,9 @@
 #include "host/validate/zip_archive.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 
 #include "formats/ZipMembers.h"
+#include "host/validate/crc32.h"
 
 namespace salvor {
 
@@ -343,18 +342,7 @@ bool ZipArchive::AreDataRight(const ZipMember& member, std::int64_t data) {
         return true;
     }
     if (member.method == ZipStored) {
-        uLong crc = crc32(0, nullptr, 0);
-        const std::int64_t end = data + member.packedSize;
-        for (std::int64_t at = data; at < end;) {
-            ByteSpan bytes = file_.From(at);
-            if (bytes.empty()) {
-                return false;
-            }
-            bytes = bytes.first(std::min(bytes.size(), static_cast<std::size_t>(end - at)));
-            crc = crc32(crc, bytes.data(), static_cast<uInt>(bytes.size()));
-            at += static_cast<std::int64_t>(bytes.size());
-        }
-        return static_cast<std::uint32_t>(crc) == member.crc;
+        return Crc32Of(file_, data, data + member.packedSize) == member.crc;
     }
     const auto known = std::ranges::lower_bound(unpacked_, data, {}, &Unpacked::data);
     std::optional<Inflated> result;

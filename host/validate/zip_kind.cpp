@@ -3,24 +3,13 @@
 #include <algorithm>
 #include <iterator>
 
+#include "frame/contract/FileTypeCatalog.h"
+
 namespace salvor {
 
 namespace {
 
-// Factory indices.
-constexpr std::int32_t Docx = 6;
-constexpr std::int32_t Xlsx = 7;
-constexpr std::int32_t Pptx = 8;
-constexpr std::int32_t Odt = 9;
-constexpr std::int32_t Ods = 10;
-constexpr std::int32_t Odp = 11;
-constexpr std::int32_t Odg = 12;
-constexpr std::int32_t Odb = 13;
-constexpr std::int32_t Cdr = 38;
-constexpr std::int32_t Zip = 67;
-constexpr std::int32_t Odf = 93;
-constexpr std::int32_t Jar = 94;
-constexpr std::int32_t PocketExcel = 98;
+using namespace FileTypeIndex;
 
 struct TextKind {
     std::string_view text;
@@ -167,12 +156,10 @@ constexpr SignKind PackageSigns[] = {
     {PackageSpec, {Zip, "nupkg"}},
 };
 constexpr SignKind OtherSigns[] = {
-    {DrawingOfCorel, {Cdr}},         {SheetOfPocket, {PocketExcel}},
-    {AndroidManifest, {Jar, "apk"}}, {SignedAddOn, {Zip, "xpi"}},
-    {OldInstall, {Zip, "xpi"}},      {EnterpriseApplication, {Jar, "ear"}},
-    {WebApplication, {Jar, "war"}},  {Manifest, {Jar}},
-    {PhonePayload, {Zip, "ipa"}},    {MapDocument, {Zip, "kmz"}},
-    {WheelFolder, {Zip, "whl"}},     {EggFolder, {Zip, "egg"}},
+    {DrawingOfCorel, {Cdr}},        {SheetOfPocket, {Pxl}},      {AndroidManifest, {Jar, "apk"}},
+    {SignedAddOn, {Zip, "xpi"}},    {OldInstall, {Zip, "xpi"}},  {EnterpriseApplication, {Jar, "ear"}},
+    {WebApplication, {Jar, "war"}}, {Manifest, {Jar}},           {PhonePayload, {Zip, "ipa"}},
+    {MapDocument, {Zip, "kmz"}},    {WheelFolder, {Zip, "whl"}}, {EggFolder, {Zip, "egg"}},
 };
 
 }  // namespace
