@@ -52,6 +52,11 @@ std::int64_t CompoundFile::End() const {
     return std::min((std::int64_t{lastSector_} + 2) << sectorShift_, file_.Limit());
 }
 
+bool CompoundFile::HasRoot() const {
+    const ByteSpan entry = file_.At(PositionOf(firstDirectorySector_), Entry::Bytes);
+    return !entry.empty() && entry[Entry::ObjectType] == Root && entry[Entry::ColourFlag] <= 1;
+}
+
 bool CompoundFile::IsShown(std::uint32_t sector) const { return PositionOf(sector) < file_.Limit(); }
 
 bool CompoundFile::ReadHeader() {

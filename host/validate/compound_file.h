@@ -57,6 +57,9 @@ public:
     /// All of the FAT could be read, so that `End` holds.
     bool HasFat() const { return hasFat_; }
 
+    /// The directory begins with a root, whatever else is wrong.
+    bool HasRoot() const;
+
     /// The directory's nodes by their numbers; 0 is the root. Empty if there is no root.
     const std::vector<CompoundNode>& Nodes() const { return nodes_; }
     /// The nodes directly in the root.

@@ -177,8 +177,8 @@ Finding Validate(Place& file) {
     if (tables.Condition() == CompoundFile::State::NoFile) {
         return {.why = "its header is not one of a compound file"};
     }
-    // A header alone, in front of anything, is none: the tables must have begun to make sense.
-    if (tables.Nodes().empty() && !tables.HasFat() && tables.Condition() == CompoundFile::State::Broken) {
+    // A header alone, in front of anything, is none.
+    if (tables.Nodes().empty() && tables.Condition() == CompoundFile::State::Broken && !tables.HasRoot()) {
         return {.why = tables.Fault()};
     }
     const Kind kind = tables.Nodes().empty() ? Kind{Type::Doc, "ole"} : KindOf(tables);
