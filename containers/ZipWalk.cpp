@@ -40,13 +40,12 @@ T Field(ByteSpan rest, std::size_t offsetInRecord) {
     return LoadLittle<T>(rest, offsetInRecord - SignatureBytes);
 }
 
-constexpr std::size_t LocalHeaderBytes = 30;
-constexpr std::size_t LocalCompressedSize = 18;
-
 // The header with the name, the extra field and the data behind it.
 std::int64_t LocalRecordBytes(ByteSpan rest) {
-    return static_cast<std::int64_t>(LocalHeaderBytes) + Field<std::uint32_t>(rest, LocalCompressedSize) +
-           Field<std::uint16_t>(rest, 26) + Field<std::uint16_t>(rest, 28);
+    return static_cast<std::int64_t>(ZipLocalHeader::Bytes) +
+           Field<std::uint32_t>(rest, ZipLocalHeader::CompressedSize) +
+           Field<std::uint16_t>(rest, ZipLocalHeader::NameLength) +
+           Field<std::uint16_t>(rest, ZipLocalHeader::ExtraLength);
 }
 
 }  // namespace
@@ -57,123 +56,82 @@ void ZipWalk::Facts::Append(const Facts& behind) {
         localOffset = behind.localOffset;
         compressedSize = behind.compressedSize;
     }
+    hasEnd = hasEnd || behind.hasEnd;
     if (kind == ZipKind::Plain) {
         kind = behind.kind;
     }
 }
 
-void ZipWalk::Reset() {
-    shortcuts_.Clear();
-    row_.Reset();
-    budget_.Reset();
-}
-
-void ZipWalk::EnterBlock(const SectorBlock& block) {
-    walker_.reset();
-    checker_.reset();
-    budget_.EnterBlock(block);
-    if (!row_.Enter(block)) {
-        shortcuts_.Clear();
-    }
-}
-
-std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate, std::uint64_t lengthHint) {
+std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate) {
     if (!KFileSimulator::Serves(candidate.block)) {
         return std::nullopt;
     }
-    if (!walker_) {
-        walker_.emplace(&candidate.block, row_.OriginSector(), lengthHint, &budget_);
-        checker_.emplace(&candidate.block, row_.OriginSector(), lengthHint, &budget_);
-    }
-    budget_.BeginWalk();
-    const std::int64_t start = row_.PlaceOf(candidate.startSector);
-    std::int64_t position = start + LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
-    // The candidate's own record is a local header, which adds no fact.
-    shortcuts_.BeginWalkBehind(start, position);
-    std::optional<Archive> archive;
-    Facts facts;
-    while (position - start <= LengthLimit && !budget_.IsExhausted()) {
-        const Shortcuts::Shortcut* const shortcut = shortcuts_.Find(position);
-        const std::optional<Step> step = shortcut != nullptr ? Step{*shortcut, false} : ReadRecord(*walker_, position);
-        if (!step ||
-            (!facts.hasCentralHeader && step->facts.hasCentralHeader && !LeadsToFirstMember(step->facts, start))) {
-            break;
-        }
-        facts.Append(step->facts);
-        if (step->endsArchive) {
-            archive = {step->to - start, facts.kind};
-            break;
-        }
-        shortcuts_.Pass(position, *step, shortcut != nullptr);
-        position = step->to;
-    }
-    shortcuts_.EndWalk(start, position);
-    return archive;
-}
-
-std::optional<ZipWalk::Step> ZipWalk::ReadRecord(KFileSimulator& reader, std::int64_t position) {
-    std::array<std::uint8_t, SignatureBytes> signature{};
-    reader.Seek(position);
-    if (!reader.Read(signature.data(), signature.size())) {
+    const std::int64_t first = LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
+    const auto way = trail_.Walk(candidate, first, LengthLimit + 1, &budget_, ReadRecord);
+    if (!way || !way->facts.hasEnd || (way->facts.hasCentralHeader && !LeadsToFirstMember(candidate, way->facts))) {
         return std::nullopt;
     }
+    return Archive{way->to, way->facts.kind};
+}
+
+ZipWalk::Step ZipWalk::ReadRecord(KFileSimulator& reader, std::int64_t offset) {
+    std::array<std::uint8_t, SignatureBytes> signature{};
+    reader.Seek(offset);
+    reader.Read(signature.data(), signature.size());
     switch (LoadLittle<std::uint32_t>(signature, 0)) {
         case ZipSignature::LocalHeader:
-            return ReadLocalHeader(reader, position);
+            return ReadLocalHeader(reader, offset);
         case ZipSignature::CentralHeader:
-            return ReadCentralHeader(reader, position);
+            return ReadCentralHeader(reader, offset);
         case ZipSignature::EndOfDirectory:
-            return ReadEnd(reader, position);
+            return ReadEnd(reader, offset);
         case ZipSignature::DataDescriptor:
-            return Step{{position + DataDescriptorBytes, {}}, false};
+            return {.to = offset + DataDescriptorBytes};
         default:
-            return std::nullopt;
+            return {.to = offset, .isEnd = true};
     }
 }
 
-std::optional<ZipWalk::Step> ZipWalk::ReadLocalHeader(KFileSimulator& reader, std::int64_t position) {
-    RecordRest<LocalHeaderBytes> rest{};
-    if (!reader.Read(rest.data(), rest.size())) {
-        return std::nullopt;
-    }
-    return Step{{position + LocalRecordBytes(rest), {}}, false};
+ZipWalk::Step ZipWalk::ReadLocalHeader(KFileSimulator& reader, std::int64_t offset) {
+    RecordRest<ZipLocalHeader::Bytes> rest{};
+    reader.Read(rest.data(), rest.size());
+    return {.to = offset + LocalRecordBytes(rest)};
 }
 
-std::optional<ZipWalk::Step> ZipWalk::ReadCentralHeader(KFileSimulator& reader, std::int64_t position) {
-    constexpr std::size_t recordBytes = 46;
-    RecordRest<recordBytes> rest{};
-    if (!reader.Read(rest.data(), rest.size())) {
-        return std::nullopt;
+ZipWalk::Step ZipWalk::ReadCentralHeader(KFileSimulator& reader, std::int64_t offset) {
+    RecordRest<ZipCentralHeader::Bytes> rest{};
+    reader.Read(rest.data(), rest.size());
+    const auto nameLength = Field<std::uint16_t>(rest, ZipCentralHeader::NameLength);
+    if (nameLength > LongestName) {
+        return {.to = offset, .isEnd = true};
     }
-    const auto nameLength = Field<std::uint16_t>(rest, 28);
     std::array<std::uint8_t, LongestFolder> name{};
-    if (nameLength > LongestName || !reader.Read(name.data(), std::min<std::uint32_t>(nameLength, LongestFolder))) {
-        return std::nullopt;
-    }
-    const std::int64_t behind =
-        std::int64_t{nameLength} + Field<std::uint16_t>(rest, 30) + Field<std::uint16_t>(rest, 32);
-    const Facts facts{.hasCentralHeader = true,
+    reader.Read(name.data(), std::min<std::uint32_t>(nameLength, LongestFolder));
+    const std::int64_t behind = std::int64_t{nameLength} + Field<std::uint16_t>(rest, ZipCentralHeader::ExtraLength) +
+                                Field<std::uint16_t>(rest, ZipCentralHeader::CommentLength);
+    return {.to = offset + static_cast<std::int64_t>(ZipCentralHeader::Bytes) + behind,
+            .facts = {.hasCentralHeader = true,
                       .kind = KindOfName(name),
-                      .localOffset = Field<std::uint32_t>(rest, 42),
-                      .compressedSize = Field<std::uint32_t>(rest, 20)};
-    return Step{{position + static_cast<std::int64_t>(recordBytes) + behind, facts}, false};
+                      .localOffset = Field<std::uint32_t>(rest, ZipCentralHeader::LocalOffset),
+                      .compressedSize = Field<std::uint32_t>(rest, ZipCentralHeader::CompressedSize)}};
 }
 
-std::optional<ZipWalk::Step> ZipWalk::ReadEnd(KFileSimulator& reader, std::int64_t position) {
+ZipWalk::Step ZipWalk::ReadEnd(KFileSimulator& reader, std::int64_t offset) {
     RecordRest<ZipEndRecord::Bytes> rest{};
-    if (!reader.Read(rest.data(), rest.size())) {
-        return std::nullopt;
-    }
-    const std::int64_t comment = Field<std::uint16_t>(rest, 20);
-    return Step{{position + static_cast<std::int64_t>(ZipEndRecord::Bytes) + comment, {}}, true};
+    reader.Read(rest.data(), rest.size());
+    const std::int64_t comment = Field<std::uint16_t>(rest, ZipEndRecord::CommentLength);
+    return {.to = offset + static_cast<std::int64_t>(ZipEndRecord::Bytes) + comment,
+            .facts = {.hasEnd = true},
+            .isEnd = true};
 }
 
 // This ties the archive to its real start: a member at a sector start inside it leads to the same directory, whose
 // offsets then miss.
-bool ZipWalk::LeadsToFirstMember(const Facts& facts, std::int64_t start) {
-    std::array<std::uint8_t, LocalCompressedSize + sizeof(std::uint32_t)> header{};
-    checker_->Seek(start + facts.localOffset);
-    return checker_->Read(header.data(), header.size()) &&
+bool ZipWalk::LeadsToFirstMember(const Candidate& candidate, const Facts& facts) {
+    std::array<std::uint8_t, ZipLocalHeader::CompressedSize + sizeof(std::uint32_t)> header{};
+    KFileSimulator reader(&candidate.block, candidate.startSector, 0, &budget_);
+    reader.Seek(facts.localOffset);
+    return reader.Read(header.data(), header.size()) &&
            LoadLittle<std::uint32_t>(header, 0) == ZipSignature::LocalHeader &&
-           LoadLittle<std::uint32_t>(header, LocalCompressedSize) == facts.compressedSize;
+           LoadLittle<std::uint32_t>(header, ZipLocalHeader::CompressedSize) == facts.compressedSize;
 }

@@ -19,7 +19,7 @@ void kZipOfficeSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*s
         if (!OpensZipMember(candidate.sector)) {
             return;
         }
-        const std::optional<ZipWalk::Archive> archive = walk_.Measure(candidate, static_cast<std::uint64_t>(maxSize_));
+        const std::optional<ZipWalk::Archive> archive = walk_.Measure(candidate);
         if (archive && archive->kind != ZipKind::Plain && archive->size >= ZipMinReportLength) {
             TraceMessage("ZIP FILE: %d", static_cast<std::int32_t>(archive->size));
             AddFound(candidate.startSector, archive->size, archive->kind);

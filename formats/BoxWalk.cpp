@@ -23,34 +23,35 @@ std::int64_t LimitOn(ISectorSource& source) {
     return std::min(static_cast<std::int64_t>(bytes), BoxWalkCeiling);
 }
 
+}  // namespace
+
 // Reads the box headers of one walk. Bytes that cannot be read are those of the header before, so that a walk where
 // nothing can be read goes on in equal steps; it is broken off in the end.
-class BoxReader {
+class BoxWalk::BoxReader {
 public:
     explicit BoxReader(const BoxRules& rules) : rules_(rules) {}
 
-    ChainRecord operator()(KFileSimulator& reader, std::int64_t offset) {
-        bool wasRead = ReadAt(reader, offset, header_);
+    std::optional<Trail<Facts>::Stretch> operator()(KFileSimulator& reader, std::int64_t offset) {
+        ReadAt(reader, offset, header_);
         std::uint64_t size = LoadBig<std::uint32_t>(header_, 0);
         const bool isLong = size == SizeIsLong;
         if (isLong) {
-            wasRead = ReadAt(reader, offset + static_cast<std::int64_t>(header_.size()), longSize_) && wasRead;
+            ReadAt(reader, offset + static_cast<std::int64_t>(header_.size()), longSize_);
             size = LoadBig<std::uint64_t>(longSize_, 0);
         }
         std::uint32_t type = 0;
         std::memcpy(&type, header_.data() + TypeOffset, sizeof(type));
         if (size < SmallestBox(isLong) || !rules_.isAccepted(type)) {
-            return {.kind = ChainRecord::Kind::IsNone, .wasRead = wasRead};
+            return {{.to = offset, .isEnd = true}};
         }
         const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - offset);
         if (size > room || failedReads_ > MostFailedReads) {
-            return {.kind = ChainRecord::Kind::IsBroken, .wasRead = wasRead};
+            return {{.to = offset, .facts = {.isBroken = true}, .isEnd = true}};
         }
-        return {.kind = ChainRecord::Kind::LeadsOn,
-                .length = static_cast<std::int64_t>(size),
-                .isMarked = rules_.isMain(type),
-                .wasRead = wasRead};
+        return {{.to = offset + static_cast<std::int64_t>(size), .facts = {.hasMainBox = rules_.isMain(type)}}};
     }
+
+    bool HasFailed() const { return failedReads_ > 0; }
 
 private:
     static constexpr int MostFailedReads = 1 << 16;
@@ -63,11 +64,9 @@ private:
         return isLong ? header_.size() + longSize_.size() : header_.size();
     }
 
-    bool ReadAt(KFileSimulator& reader, std::int64_t offset, Field& field) {
+    void ReadAt(KFileSimulator& reader, std::int64_t offset, Field& field) {
         reader.Seek(offset);
-        const bool wasRead = reader.Read(field.data(), static_cast<std::uint32_t>(field.size()));
-        failedReads_ += wasRead ? 0 : 1;
-        return wasRead;
+        failedReads_ += reader.Read(field.data(), static_cast<std::uint32_t>(field.size())) ? 0 : 1;
     }
 
     const BoxRules& rules_;
@@ -75,8 +74,6 @@ private:
     Field longSize_{};
     int failedReads_ = 0;
 };
-
-}  // namespace
 
 bool IsMainBox(std::uint32_t type) {
     return type == BoxTypeOf("moov") || type == BoxTypeOf("mdat") || type == BoxTypeOf("uuid");
@@ -95,12 +92,14 @@ std::optional<BoxWalk::Result> BoxWalk::Measure(const Candidate& candidate, std:
         return std::nullopt;
     }
     const std::int64_t limit = LimitOn(*candidate.block.source);
-    // A walk that came by the candidate would take the long size.
-    const bool isChained = firstBoxSize != SizeIsLong;
-    const std::optional<ChainWalk::End> end =
-        chain_.Follow(candidate, firstBoxSize, isChained, limit, BoxReader(rules));
-    if (!end || !end->hasMark) {
+    BoxReader boxes(rules);
+    const auto way = trail_.Walk(candidate, firstBoxSize, limit, &budget_, boxes);
+    if (boxes.HasFailed()) {
+        // What it took for boxes does not stand on the medium.
+        trail_.Forget();
+    }
+    if (!way || way->facts.isBroken || !way->facts.hasMainBox) {
         return std::nullopt;
     }
-    return Result{end->offset, limit};
+    return Result{way->to, limit};
 }

@@ -7,7 +7,7 @@
 
 #include "frame/bytes/Bytes.h"
 #include "frame/bytes/SectorFilter.h"
-#include "frame/memory/ChainWalk.h"
+#include "frame/memory/Trail.h"
 
 /// A box type: the value whose bytes in memory are the four characters in file order.
 constexpr std::uint32_t BoxTypeOf(const char (&text)[5]) {
@@ -55,13 +55,33 @@ public:
         std::int64_t limit;
     };
 
-    void Reset() { chain_.Reset(); }
-    void EnterBlock(const SectorBlock& block) { chain_.EnterBlock(block); }
+    void Reset() {
+        trail_.Reset();
+        budget_.Reset();
+    }
+    void EnterBlock(const SectorBlock& block) {
+        trail_.EnterBlock(block);
+        budget_.EnterBlock(block);
+    }
 
     /// Walks the boxes behind a file type box, whose size is not 0, as the rules say. A size of 0 ends the walk too,
-    /// though it means a box up to the end of the file. Nothing if there is no main box among them.
+    /// though it means a box up to the end of the file. Nothing if there is no main box among them, or if the walk was
+    /// given up for what it costs.
     std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize, const BoxRules& rules);
 
 private:
-    ChainWalk chain_;
+    struct Facts {
+        bool hasMainBox = false;
+        // A box leads out of the 64-bit range, or too few bytes could be read.
+        bool isBroken = false;
+
+        void Append(const Facts& behind) {
+            hasMainBox = hasMainBox || behind.hasMainBox;
+            isBroken = isBroken || behind.isBroken;
+        }
+    };
+    class BoxReader;
+
+    Trail<Facts> trail_;
+    Budget budget_;
 };

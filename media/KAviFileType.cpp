@@ -3,26 +3,15 @@
 #include <algorithm>
 #include <array>
 
+#include "frame/read/KFileSimulator.h"
+
 namespace {
 
 constexpr std::int64_t FirstChunkLimit = 0x40000000;
 constexpr std::int64_t ChainLimit = 0x2000000000;
 constexpr auto ExtensionType = PatternOf("AVIX");
-
-// The size of an extension is signed, unlike that of the first chunk; a negative one leads back.
-ChainRecord ReadExtension(KFileSimulator& reader, std::int64_t offset) {
-    std::array<std::uint8_t, 16> header{};
-    reader.Seek(offset);
-    if (!reader.Read(header.data(), static_cast<std::uint32_t>(header.size()))) {
-        // No later try would do better.
-        return {.kind = ChainRecord::Kind::IsBroken, .wasRead = false};
-    }
-    if (!StartsWith(header, RiffSignature) || !HasPatternAt(header, RiffFormOffset, ExtensionType)) {
-        return {.kind = ChainRecord::Kind::IsNone};
-    }
-    const auto size = static_cast<std::int32_t>(LoadLittle<std::uint32_t>(header, RiffSizeOffset));
-    return {.kind = ChainRecord::Kind::LeadsOn, .length = size + RiffHeaderBytes};
-}
+// What a step costs besides the bytes that are read for it.
+constexpr std::int64_t StepCost = 8;
 
 }  // namespace
 
@@ -31,7 +20,30 @@ std::optional<std::int64_t> KAviFileType::Measure(const Candidate& candidate) {
     if (size > FirstChunkLimit || candidate.block.source == nullptr) {
         return std::min(size, FirstChunkLimit);
     }
-    // No extension is a header of a film.
-    const std::optional<ChainWalk::End> end = memory_.Follow(candidate, size, false, ChainLimit, ReadExtension);
-    return end ? std::optional(std::min(end->offset, ChainLimit)) : std::nullopt;
+    memory_.BeginWalk();
+    KFileSimulator reader(&candidate.block, candidate.startSector, ChainLimit, &memory_);
+    std::int64_t offset = size;
+    // A walk in a circle meets the place that it noted last: the steps up to the next note double.
+    std::int64_t noted = size;
+    for (std::int64_t steps = 1, nextNote = 1; offset < ChainLimit; ++steps) {
+        std::array<std::uint8_t, 16> header{};
+        reader.Seek(offset);
+        if (memory_.IsExhausted() || !reader.Read(header.data(), static_cast<std::uint32_t>(header.size()))) {
+            return std::nullopt;
+        }
+        if (!StartsWith(header, RiffSignature) || !HasPatternAt(header, RiffFormOffset, ExtensionType)) {
+            return offset;
+        }
+        // Signed, unlike the size of the first chunk: a negative one leads back.
+        offset += static_cast<std::int32_t>(LoadLittle<std::uint32_t>(header, RiffSizeOffset)) + RiffHeaderBytes;
+        if (offset == noted) {
+            return std::nullopt;
+        }
+        if (steps == nextNote) {
+            noted = offset;
+            nextNote *= 2;
+        }
+        memory_.Charge(StepCost);
+    }
+    return ChainLimit;
 }
