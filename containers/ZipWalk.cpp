@@ -67,7 +67,7 @@ std::optional<ZipWalk::Archive> ZipWalk::Measure(const Candidate& candidate) {
         return std::nullopt;
     }
     const std::int64_t first = LocalRecordBytes(candidate.sector.subspan(SignatureBytes));
-    const auto way = trail_.Walk(candidate, first, LengthLimit + 1, &budget_, ReadRecord);
+    const auto way = trail_.Walk(candidate, first, LengthLimit + 1, ReadRecord);
     if (!way || !way->facts.hasEnd || (way->facts.hasCentralHeader && !LeadsToFirstMember(candidate, way->facts))) {
         return std::nullopt;
     }

@@ -56,6 +56,6 @@ private:
     static Step ReadEnd(KFileSimulator& reader, std::int64_t offset);
     bool LeadsToFirstMember(const Candidate& candidate, const Facts& facts);
 
-    Trail<Facts> trail_;
     Budget budget_;
+    Trail<Facts> trail_{&budget_};
 };

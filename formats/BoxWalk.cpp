@@ -93,7 +93,7 @@ std::optional<BoxWalk::Result> BoxWalk::Measure(const Candidate& candidate, std:
     }
     const std::int64_t limit = LimitOn(*candidate.block.source);
     BoxReader boxes(rules);
-    const auto way = trail_.Walk(candidate, firstBoxSize, limit, &budget_, boxes);
+    const auto way = trail_.Walk(candidate, firstBoxSize, limit, boxes);
     if (boxes.HasFailed()) {
         // What it took for boxes does not stand on the medium.
         trail_.Forget();

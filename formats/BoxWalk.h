@@ -82,6 +82,6 @@ private:
     };
     class BoxReader;
 
-    Trail<Facts> trail_;
     Budget budget_;
+    Trail<Facts> trail_{&budget_};
 };

@@ -10,9 +10,9 @@
 #include "frame/read/KFileSimulator.h"
 #include "frame/scan/SectorScan.h"
 
-/// Finds the ends of JPEGs. It remembers what earlier candidates have shown: where their marker segments led, and where
-/// no end marker stands. So many headers in front of a long chain of segments, or of a long stretch without an end,
-/// cost little more than one.
+/// Finds the ends of JPEGs. It remembers where the marker segments of earlier candidates led, and where no end marker
+/// stands: many headers in front of a long chain of segments, or of a long stretch without an end, cost little more
+/// than one.
 class JpegEndSearch {
 public:
     /// Forgets what is known of the medium.

@@ -1,9 +1,10 @@
 #include "media/KVOBFileType.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
-#include "frame/read/KFileSimulator.h"
+#include "media/BlockReader.h"
 
 namespace {
 
@@ -12,20 +13,84 @@ namespace {
 constexpr std::int64_t LongestStream = 0xFFFE0000;
 constexpr std::int64_t LargestPassableCap = std::numeric_limits<std::int32_t>::max();
 
+// The last byte of a start code 00 00 01: a pack's, and above it those of system headers and packets.
+constexpr std::uint8_t PackStart = 0xBA;
+constexpr std::int64_t PackHeaderBytes = 14;
+constexpr std::int64_t PacketHeaderBytes = 6;
+
+constexpr std::int64_t FewestPackets = 10;
+// How far a first look goes.
+constexpr int LookItems = 32;
+
+struct Item {
+    std::int64_t bytes;
+    bool isPacket;
+};
+
+// The pack header or packet at the reader's position. System headers have the form of a packet and count as one.
+template <class Reader>
+std::optional<Item> ReadItem(Reader& reader) {
+    std::array<std::uint8_t, 4> start{};
+    reader.Read(start.data(), start.size());
+    if (start[0] != 0 || start[1] != 0 || start[2] != 1 || start[3] < PackStart) {
+        return std::nullopt;
+    }
+    if (start[3] == PackStart) {
+        std::array<std::uint8_t, PackHeaderBytes - 4> rest{};
+        reader.Read(rest.data(), rest.size());
+        // Only the packs of MPEG-2 begin with the bits 01; the stuffing's length stands behind five bits of ones.
+        if (rest.front() >> 6U != 1 || rest.back() >> 3U != 0x1F) {
+            return std::nullopt;
+        }
+        return Item{PackHeaderBytes + (rest.back() & 7), false};
+    }
+    std::array<std::uint8_t, 2> length{};
+    reader.Read(length.data(), length.size());
+    return Item{PacketHeaderBytes + LoadBig<std::uint16_t>(length, 0), true};
+}
+
+// The bytes of the block alone show that the stream ends after too few packets.
+bool BreaksInBlock(const Candidate& candidate) {
+    BlockReader reader(candidate);
+    std::int64_t position = 0;
+    std::int64_t packets = 0;
+    for (int i = 0; i < LookItems && packets < FewestPackets; ++i) {
+        reader.Seek(position);
+        const std::optional<Item> item = ReadItem(reader);
+        if (reader.RanOut()) {
+            return false;
+        }
+        if (!item) {
+            return true;
+        }
+        position += item->bytes;
+        packets += item->isPacket ? 1 : 0;
+    }
+    return false;
+}
+
 }  // namespace
+
+void PacketCount::Append(const PacketCount& behind) { packets = std::min(packets + behind.packets, FewestPackets); }
 
 std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
     if (lastFile_.Continues(candidate.startSector) || run_.maxSize < 0 || !KFileSimulator::Serves(candidate.block) ||
-        PackChains::BreaksInBlock(candidate)) {
+        BreaksInBlock(candidate)) {
         return std::nullopt;
     }
+    // A longer stream ends with the first packet that passes the limit.
     const std::int64_t lengthLimit = run_.maxSize < LargestPassableCap ? run_.maxSize : LongestStream;
-    const PackChains::Stream stream = memory_.Measure(candidate, lengthLimit);
-    if (stream.packets < PackChains::CountedPackets || stream.length < MinReportLength) {
+    const auto stream = memory_.Walk(candidate, 0, lengthLimit + 1, [](KFileSimulator& reader, std::int64_t offset) {
+        reader.Seek(offset);
+        const std::optional<Item> item = ReadItem(reader);
+        return item ? Trail<PacketCount>::Stretch{.to = offset + item->bytes, .facts = {item->isPacket ? 1 : 0}}
+                    : Trail<PacketCount>::Stretch{.to = offset, .isEnd = true};
+    });
+    if (stream->facts.packets < FewestPackets || stream->to < MinReportLength) {
         return std::nullopt;
     }
     // In 32 bits, which wrap for a stream of nearly 4 GiB in large sectors.
     const auto sectorSize = static_cast<std::uint32_t>(candidate.block.sectorSize);
-    lastFile_.Set(candidate.startSector, (static_cast<std::uint32_t>(stream.length) - 1 + sectorSize) / sectorSize);
-    return stream.length;
+    lastFile_.Set(candidate.startSector, (static_cast<std::uint32_t>(stream->to) - 1 + sectorSize) / sectorSize);
+    return stream->to;
 }

@@ -4,12 +4,19 @@
 #include <optional>
 
 #include "frame/memory/LastFile.h"
+#include "frame/memory/Trail.h"
 #include "frame/scan/RememberingScanner.h"
-#include "media/PackChains.h"
+
+/// Packets of a stream, counted no further than is asked for.
+struct PacketCount {
+    std::int64_t packets = 0;
+
+    void Append(const PacketCount& behind);
+};
 
 /// MPEG-2 program streams, as on DVDs: from a pack header over packets and further pack headers to the first place
 /// where neither begins. Source: ISO/IEC 13818-1, section 2.5.3.
-class KVOBFileType final : public RememberingScanner<KVOBFileType, PackChains> {
+class KVOBFileType final : public RememberingScanner<KVOBFileType, Trail<PacketCount>> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Vob];
     static constexpr auto Signature = PatternOf("\x00\x00\x01\xBA");

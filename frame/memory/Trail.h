@@ -33,28 +33,31 @@ public:
         bool isEnd = false;
     };
 
+    /// The budget, if any, bounds what the walks cost and outlives the trail.
+    explicit Trail(Budget* budget = nullptr) : budget_(budget) {}
+
     /// Forgets what is known of the medium.
     void Reset() { offsets_.Reset(); }
 
-    /// Forgets it too if the block does not continue the one before.
+    /// Forgets it too if the block does not continue the one before. The block outlives its walks.
     void EnterBlock(const SectorBlock& block) {
+        reader_.reset();
         if (!offsets_.Enter(block)) {
             Forget();
         }
     }
 
     /// Walks from `from` to the first record that begins at `limit` or behind, or to where no record follows; both
-    /// count from the start of the candidate. Nothing if the budget, where there is one, was used up.
+    /// count from the start of the candidate. Nothing if the budget was used up.
     ///
     /// `readRecord(reader, offset)` gives the `Stretch` of the record at the offset, which leads forwards and depends
     /// on the medium's bytes only, or nothing to stop in front of it. `mayPass(stretch)` is asked before the walk goes
     /// on along an earlier one. Candidates come in ascending order.
     template <class ReadRecord, class MayPass = bool (*)(const Stretch&)>
     std::optional<Stretch> Walk(
-        const Candidate& candidate, std::int64_t from, std::int64_t limit, Budget* budget, ReadRecord&& readRecord,
+        const Candidate& candidate, std::int64_t from, std::int64_t limit, ReadRecord&& readRecord,
         MayPass&& mayPass = [](const Stretch&) { return true; }) {
-        Begin(candidate, limit, budget);
-        std::optional<KFileSimulator> reader;
+        Begin(candidate, limit);
         Stretch way{.to = from};
         bool isMark = true;
         while (!way.isEnd && way.to < limit) {
@@ -65,20 +68,17 @@ public:
             }
             const bool meetsEarlier = step && mayPass(*step);
             if (!meetsEarlier) {
-                if (budget != nullptr && budget->IsExhausted()) {
+                if (budget_ != nullptr && budget_->IsExhausted()) {
                     Leave(way);
                     return std::nullopt;
                 }
-                if (!reader) {
-                    reader.emplace(&candidate.block, candidate.startSector, 0, budget);
-                }
-                step = readRecord(*reader, way.to);
+                step = readRecord(ReaderOf(candidate), way.to);
             }
             if (!step) {
                 break;
             }
-            if (budget != nullptr) {
-                budget->Charge(StepCost);
+            if (budget_ != nullptr) {
+                budget_->Charge(StepCost);
             }
             marks_.back().facts.Append(step->facts);
             isMark = meetsEarlier || IsMark(step->to, step->to - from, candidate.block.sectorSize);
@@ -115,7 +115,7 @@ private:
     static constexpr std::uint64_t NearBytes = 0x100000;
     static constexpr int KnownBits = 14;
 
-    void Begin(const Candidate& candidate, std::int64_t limit, Budget* budget) {
+    void Begin(const Candidate& candidate, std::int64_t limit) {
         start_ = static_cast<std::uint64_t>(offsets_.PlaceOf(candidate.startSector));
         // What an earlier walk passed lies in front of its limit. A read that fails says nothing to other walks.
         const std::uint64_t limitPlace = PlaceOf(limit);
@@ -124,9 +124,22 @@ private:
         }
         lastLimit_ = limitPlace;
         marks_.clear();
-        if (budget != nullptr) {
-            budget->BeginWalk();
+        isReaderPlaced_ = false;
+        if (budget_ != nullptr) {
+            budget_->BeginWalk();
         }
+    }
+
+    // One reader serves all walks of a block, since the records of one are often those in front of the next. A walk
+    // that meets an earlier one at once needs none.
+    KFileSimulator& ReaderOf(const Candidate& candidate) {
+        if (!reader_) {
+            reader_.emplace(&candidate.block, candidate.startSector, 0, budget_);
+        } else if (!isReaderPlaced_) {
+            reader_->Rebase(candidate.startSector);
+        }
+        isReaderPlaced_ = true;
+        return *reader_;
     }
 
     std::uint64_t PlaceOf(std::int64_t offset) const { return start_ + static_cast<std::uint64_t>(offset); }
@@ -171,10 +184,13 @@ private:
         return facts;
     }
 
+    Budget* budget_;
     ScanOffsets offsets_;
+    std::optional<KFileSimulator> reader_;
     std::uint64_t lastLimit_ = 0;
     // Of the present walk.
     std::uint64_t start_ = 0;
+    bool isReaderPlaced_ = false;
     std::vector<Mark> marks_;
     std::vector<Known> known_;
 };

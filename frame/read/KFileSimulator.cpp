@@ -11,6 +11,12 @@ KFileSimulator::KFileSimulator(const SectorBlock* block, std::int64_t baseSector
                                Budget* budget)
     : block_(block), baseSector_(baseSector), lengthHint_(lengthHint), budget_(budget) {}
 
+void KFileSimulator::Rebase(std::int64_t baseSector) {
+    const std::uint64_t sectors = static_cast<std::uint64_t>(baseSector) - static_cast<std::uint64_t>(baseSector_);
+    cacheStart_ -= sectors * static_cast<std::uint64_t>(block_->sectorSize);
+    baseSector_ = baseSector;
+}
+
 bool KFileSimulator::Skip(std::int64_t delta) {
     position_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(position_) + static_cast<std::uint64_t>(delta));
     return true;
@@ -85,11 +91,11 @@ std::uint32_t KFileSimulator::CopyFromBlock(std::uint8_t* out, std::uint32_t rem
 }
 
 std::uint32_t KFileSimulator::CopyFromCache(std::uint8_t* out, std::uint32_t remaining) const {
-    const auto position = static_cast<std::uint64_t>(position_);
-    if (cacheLength_ == 0 || position < cacheStart_ || position - cacheStart_ >= cacheLength_) {
+    const std::uint64_t offset = static_cast<std::uint64_t>(position_) - cacheStart_;
+    if (offset >= cacheLength_) {
         return 0;
     }
-    const auto from = static_cast<std::uint32_t>(position - cacheStart_);
+    const auto from = static_cast<std::uint32_t>(offset);
     const std::uint32_t amount = std::min(remaining, cacheLength_ - from);
     std::memcpy(out, cache_.data() + from, amount);
     return amount;

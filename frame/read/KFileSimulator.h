@@ -29,6 +29,9 @@ public:
     KFileSimulator& operator=(const KFileSimulator&) = default;
     virtual ~KFileSimulator() = default;
 
+    /// Reads another candidate of the same block from now on; what was fetched stays.
+    void Rebase(std::int64_t baseSector);
+
     /// Sets the byte position, counted from the start of the base sector. Any value is taken; a read from a negative
     /// position fails.
     void Seek(std::int64_t position) { position_ = position; }
@@ -60,7 +63,7 @@ private:
     std::uint64_t lengthHint_;
     Budget* budget_;
     std::array<std::uint8_t, CacheBytes> cache_{};
-    // All ones: the cache is empty.
-    std::uint64_t cacheStart_ = ~std::uint64_t{0};
+    // Modulo 2^64: the cache may begin in front of the base sector.
+    std::uint64_t cacheStart_ = 0;
     std::uint32_t cacheLength_ = 0;
 };
