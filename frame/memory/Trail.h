@@ -112,7 +112,8 @@ private:
     // Windows have 16 KiB up to a distance of 512 KiB, then a 16th to a 32nd of the distance.
     static constexpr int FirstWindowBits = 14;
     static constexpr int DistanceBits = 5;
-    static constexpr std::uint64_t NearBytes = 0x100000;
+    // Sectors from whose starts a walk may begin as this one did: so far as these, each has a mark.
+    static constexpr std::uint64_t NearSectors = 1024;
     static constexpr int KnownBits = 14;
 
     void Begin(const Candidate& candidate, std::int64_t limit) {
@@ -147,8 +148,9 @@ private:
     bool IsMark(std::int64_t offset, std::int64_t walked, std::int32_t sectorSize) const {
         const auto distance = static_cast<std::uint64_t>(walked);
         const int windowBits = std::max(FirstWindowBits, static_cast<int>(std::bit_width(distance)) - DistanceBits);
+        const auto sectorBytes = static_cast<std::uint32_t>(sectorSize);
         return PlaceOf(offset) >> windowBits != marks_.back().place >> windowBits ||
-               (distance < NearBytes && distance % static_cast<std::uint32_t>(sectorSize) == 0);
+               (distance < NearSectors * sectorBytes && distance % sectorBytes == 0);
     }
 
     static std::size_t SlotOf(std::uint64_t place) {

@@ -141,34 +141,4 @@ TEST(Avi, ChainsThatLeadBack) {
     EXPECT_EQ(unreadable.ScanStart(Avi), Finds{});
 }
 
-// A soup of extensions that lead on and back. A new scanner for every sector knows nothing from other walks.
-TEST(Avi, WalksThatShareTheirWayFindWhatEachFindsAlone) {
-    Noise noise(3);
-    std::size_t finds = 0;
-    for (int round = 0; round < 30; ++round) {
-        Medium medium;
-        medium.Grow(500);
-        for (std::size_t at = 0; at < medium.Data().size() - 16; at += 32) {
-            const std::uint64_t chance = noise.Below(400);
-            const auto distance = static_cast<std::int64_t>(chance < 8 ? noise.Below(4000) : 1 + noise.Below(3)) * 32;
-            const bool startsFilm = at % 512 == 0 && noise.Below(2) == 0;
-            const Bytes header = startsFilm        ? Film(distance + 256)
-                                 : chance == 20    ? Bytes(16, 'x')
-                                 : chance % 8 == 0 ? Extension(chance < 4 ? -distance : distance)
-                                                   : Extension(distance);
-            std::ranges::copy(header, medium.Data().begin() + static_cast<std::ptrdiff_t>(at));
-        }
-        Finds alone;
-        for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
-            RecordingSink sink;
-            const SectorBlock block = BlockOf(medium, sector, 1);
-            CreateType(Avi)->ScanBlock(&block, &sink);
-            alone.insert(alone.end(), sink.finds.begin(), sink.finds.end());
-        }
-        finds += alone.size();
-        ASSERT_EQ(Scan(Avi, medium), alone) << "round " << round;
-    }
-    EXPECT_GT(finds, 500U);
-}
-
 }  // namespace

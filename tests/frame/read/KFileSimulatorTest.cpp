@@ -55,6 +55,20 @@ TEST(KFileSimulator, ServesAReadInsideOneSectorThroughTheCache) {
     EXPECT_EQ(medium.requests.size(), 1U);
 }
 
+TEST(KFileSimulator, KeepsWhatItFetchedForTheNextCandidate) {
+    Medium medium = NumberedMedium(200);
+    const SectorBlock block = BlockOf(medium, 0, 200);
+    KFileSimulator reader(&block, Medium::StreamStart + 5, 0);
+    ReadAt(reader, 600, 8);
+    for (const std::int64_t sector : {69, 6, 40}) {
+        reader.Rebase(Medium::StreamStart + sector);
+        EXPECT_EQ(ReadAt(reader, 20, 8), Slice(medium, sector * 512 + 20, 8));
+    }
+    reader.Rebase(Medium::StreamStart + 70);
+    EXPECT_EQ(ReadAt(reader, 20, 8), Slice(medium, 70 * 512 + 20, 8));
+    EXPECT_EQ(medium.requests, (Requests{{6, 64}, {70, 64}}));
+}
+
 TEST(KFileSimulator, TakesTheBlocksPartFirstAndRefillsBehindIt) {
     Medium medium = NumberedMedium(300);
     const SectorBlock block = BlockOf(medium, 0, 8);
