@@ -1,11 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 
 #include "frame/memory/Gap.h"
 #include "frame/memory/ScanOffsets.h"
+#include "frame/memory/Trail.h"
 #include "frame/read/Budget.h"
 #include "frame/read/KFileSimulator.h"
 #include "frame/scan/SectorScan.h"
@@ -17,38 +17,39 @@ class JpegEndSearch {
 public:
     /// Forgets what is known of the medium.
     void Reset() {
+        trail_.Reset();
         row_.Reset();
         budget_.Reset();
     }
 
-    void EnterBlock(const SectorBlock& block);
+    void EnterBlock(const SectorBlock& block) {
+        budget_.EnterBlock(block);
+        trail_.EnterBlock(block);
+        if (!row_.Enter(block)) {
+            gap_.Forget();
+        }
+    }
 
     /// Length in bytes of the JPEG that starts at the candidate, up to and including its end-of-image marker; nothing
     /// if the marker chain breaks or no end lies within 64 MiB.
     std::optional<std::int64_t> FindEnd(const Candidate& candidate);
 
 private:
-    // Places are those of the row.
-    ScanOffsets row_;
+    struct Facts {
+        // The header of a baseline frame or a scan is the last segment.
+        bool leadsToImageData = false;
 
-    // A walk that comes to stand at `from` comes to stand at `to`.
-    struct Link {
-        std::int64_t from = -1;
-        std::int64_t to = -1;
+        void Append(const Facts& behind) { leadsToImageData = leadsToImageData || behind.leadsToImageData; }
     };
-    bool WalkToImageData(KFileSimulator& reader, std::int64_t base);
-    Link* FollowLink(KFileSimulator& reader, std::int64_t base, Link* current);
+    using Stretch = Trail<Facts>::Stretch;
 
-    std::optional<std::int64_t> SearchEndMarker(KFileSimulator& reader, std::int64_t base);
+    static Stretch SegmentAt(KFileSimulator& reader, std::int64_t offset);
+    std::optional<std::int64_t> SearchEndMarker(const Candidate& candidate, std::int64_t from);
 
-    // Every read of the candidate succeeds, so what others have shown holds for it too.
-    bool mayReuse_ = false;
     Budget budget_;
+    Trail<Facts> trail_{&budget_};
+    // Places of the gap are those of the row.
+    ScanOffsets row_;
     // Of end markers, at any place.
     Gap gap_;
-    // One link a window of the medium: from the place where a walk came into the window.
-    static constexpr std::int64_t WindowBytes = 0x4000;
-    static constexpr std::int64_t WindowCount = 0x1000;
-    std::array<Link, WindowCount> links_;
-    bool linksCleared_ = false;
 };

@@ -7,18 +7,20 @@
 #include <optional>
 #include <vector>
 
+#include "frame/memory/Memories.h"
 #include "frame/memory/ScanOffsets.h"
 #include "frame/read/Budget.h"
 #include "frame/read/Candidate.h"
 #include "frame/read/KFileSimulator.h"
 
 /// Lets the walks of one scan share what they have read, for formats whose records each say where the next one begins:
-/// a walk that meets an earlier walk ends where that one did, with its facts.
+/// a walk that meets an earlier walk ends where that one did, with its facts, or goes on from there.
 ///
-/// A walk leaves marks on its way, and each of them leads to where it ended. There is one where it began, one in each
-/// window of the medium that it came into, and near its start one wherever a walk from a later sector would begin. The
-/// windows lie at fixed places and grow with the distance, so walks that run through the same records come to the same
-/// marks, and a long walk has a few hundred.
+/// A walk leaves marks on its way, all of which lead to the end of one chain. There is a mark where the walk began, one
+/// in each window of the medium that it entered, and near its start one wherever a walk from a later sector would
+/// begin. The windows lie at fixed places and grow with the distance: walks that run through the same records come to
+/// the same marks, and a long walk leaves a few hundred. A walk that meets a mark takes its own marks to that chain,
+/// and makes the chain longer if its limit lies further on.
 ///
 /// `Facts` is what a walk wants to know of the records it passes, with `void Append(const Facts& behind)`.
 template <class Facts>
@@ -59,50 +61,58 @@ public:
         MayPass&& mayPass = [](const Stretch&) { return true; }) {
         Begin(candidate, limit);
         Stretch way{.to = from};
-        bool isMark = true;
-        while (!way.isEnd && way.to < limit) {
+        std::uint64_t lastMark = 0;
+        for (bool isMark = true; !way.isEnd && way.to < limit;
+             isMark = IsMark(lastMark, way.to, way.to - from, candidate.block.sectorSize)) {
             std::optional<Stretch> step;
             if (isMark) {
-                step = KnownFrom(way.to);
-                marks_.push_back({PlaceOf(way.to), {}});
+                lastMark = PlaceOf(way.to);
+                step = Meet(lastMark, mayPass);
             }
-            const bool meetsEarlier = step && mayPass(*step);
-            if (!meetsEarlier) {
+            if (!step) {
                 if (budget_ != nullptr && budget_->IsExhausted()) {
                     Leave(way);
                     return std::nullopt;
                 }
                 step = readRecord(ReaderOf(candidate), way.to);
-            }
-            if (!step) {
-                break;
+                if (!step) {
+                    break;
+                }
+                (chain_ != 0 ? behindChain_ : marks_.back().facts).Append(step->facts);
             }
             if (budget_ != nullptr) {
                 budget_->Charge(StepCost);
             }
-            marks_.back().facts.Append(step->facts);
-            isMark = meetsEarlier || IsMark(step->to, step->to - from, candidate.block.sectorSize);
-            way = {.to = step->to, .isEnd = step->isEnd};
+            way.to = step->to;
+            way.facts.Append(step->facts);
+            way.isEnd = step->isEnd;
         }
-        way.facts = Leave(way);
+        Leave(way);
         return way;
     }
 
     /// What was read is not what stands on the medium.
     void Forget() {
-        known_.clear();
+        marksKnown_.clear();
+        chains_.clear();
         lastLimit_ = 0;
     }
 
 private:
     // Places are offsets in the scan. They are unsigned since a record may lead to the end of the 64-bit range.
     struct Mark {
-        std::uint64_t place;
-        Facts facts;
+        std::uint64_t place = 0;
+        // Of the records up to the next mark of a walk, or up to where the chain ended when the mark was left.
+        Facts facts{};
+        std::uint32_t chain = 0;
     };
-    struct Known {
-        std::uint64_t from = 0;
+    // The end of a walk, and of all that have met it since. Chains have numbers from 1 on.
+    struct Chain {
+        std::uint32_t number = 0;
+        // The chain that this one has met, or 0.
+        std::uint32_t next = 0;
         std::uint64_t to = 0;
+        // Of the records that were added since the first walk, up to `to` or to the next chain's first end.
         Facts facts{};
         bool isEnd = false;
     };
@@ -112,19 +122,22 @@ private:
     // Windows have 16 KiB up to a distance of 512 KiB, then a 16th to a 32nd of the distance.
     static constexpr int FirstWindowBits = 14;
     static constexpr int DistanceBits = 5;
-    // Sectors from whose starts a walk may begin as this one did: so far as these, each has a mark.
-    static constexpr std::uint64_t NearSectors = 1024;
-    static constexpr int KnownBits = 14;
+    // So many sectors from the start of a walk, there are marks where later ones would begin.
+    static constexpr std::uint64_t NearSectors = 512;
+    static constexpr int MarkBits = 14;
+    static constexpr std::size_t ChainCount = 1024;
 
     void Begin(const Candidate& candidate, std::int64_t limit) {
         start_ = static_cast<std::uint64_t>(offsets_.PlaceOf(candidate.startSector));
         // What an earlier walk passed lies in front of its limit. A read that fails says nothing to other walks.
         const std::uint64_t limitPlace = PlaceOf(limit);
-        if (limitPlace < lastLimit_ || !KFileSimulator::Serves(candidate.block)) {
+        if (limitPlace < lastLimit_ || !KFileSimulator::Serves(candidate.block) || Memories::areOff) {
             Forget();
         }
         lastLimit_ = limitPlace;
         marks_.clear();
+        chain_ = 0;
+        behindChain_ = {};
         isReaderPlaced_ = false;
         if (budget_ != nullptr) {
             budget_->BeginWalk();
@@ -145,54 +158,117 @@ private:
 
     std::uint64_t PlaceOf(std::int64_t offset) const { return start_ + static_cast<std::uint64_t>(offset); }
 
-    bool IsMark(std::int64_t offset, std::int64_t walked, std::int32_t sectorSize) const {
+    bool IsMark(std::uint64_t lastMark, std::int64_t offset, std::int64_t walked, std::int32_t sectorSize) const {
         const auto distance = static_cast<std::uint64_t>(walked);
         const int windowBits = std::max(FirstWindowBits, static_cast<int>(std::bit_width(distance)) - DistanceBits);
         const auto sectorBytes = static_cast<std::uint32_t>(sectorSize);
-        return PlaceOf(offset) >> windowBits != marks_.back().place >> windowBits ||
+        return PlaceOf(offset) >> windowBits != lastMark >> windowBits ||
                (distance < NearSectors * sectorBytes && distance % sectorBytes == 0);
     }
 
     static std::size_t SlotOf(std::uint64_t place) {
         constexpr std::uint64_t golden = 0x9E3779B97F4A7C15;
-        return static_cast<std::size_t>(place * golden >> (64 - KnownBits));
+        return static_cast<std::size_t>(place * golden >> (64 - MarkBits));
     }
 
-    std::optional<Stretch> KnownFrom(std::int64_t offset) const {
-        if (known_.empty()) {
-            return std::nullopt;
-        }
-        const Known& known = known_[SlotOf(PlaceOf(offset))];
-        const bool leadsOn = known.to != known.from || known.isEnd;
-        if (known.from != PlaceOf(offset) || !leadsOn) {
-            return std::nullopt;
-        }
-        return Stretch{static_cast<std::int64_t>(known.to - start_), known.facts, known.isEnd};
+    // Null if it has made room for others.
+    Chain* ChainOf(std::uint32_t number) {
+        Chain& chain = chains_[number % ChainCount];
+        return chain.number == number ? &chain : nullptr;
     }
 
-    // Lets all marks lead to where the walk has ended. Gives the facts of the whole way.
-    Facts Leave(const Stretch& way) {
-        known_.resize(std::size_t{1} << KnownBits);
-        Facts facts{};
+    // The chain that the mark leads to in the end; adds to the mark's facts those up to that chain's first end.
+    Chain* EndOf(Mark& mark) {
+        Chain* const chain = ChainOf(mark.chain);
+        if (chain == nullptr || chain->next == 0) {
+            return chain;
+        }
+        Chain* last = ChainOf(chain->next);
+        while (last != nullptr && last->next != 0) {
+            chain->facts.Append(last->facts);
+            chain->next = last->next;
+            last = ChainOf(chain->next);
+        }
+        mark.facts.Append(chain->facts);
+        return last;
+    }
+
+    // The way from here to the end of a chain that an earlier walk has left a mark of. Otherwise leaves a mark.
+    template <class MayPass>
+    std::optional<Stretch> Meet(std::uint64_t place, MayPass&& mayPass) {
+        Mark mark = marksKnown_.empty() ? Mark{} : marksKnown_[SlotOf(place)];
+        if (mark.chain != 0 && mark.place == place) {
+            const Chain* const chain = EndOf(mark);
+            if (chain != nullptr && chain->number != chain_ && (chain->to > place || chain->isEnd)) {
+                Stretch rest{static_cast<std::int64_t>(chain->to - start_), mark.facts, chain->isEnd};
+                rest.facts.Append(chain->facts);
+                if (mayPass(rest)) {
+                    Join(chain->number, mark.facts);
+                    return rest;
+                }
+            }
+        }
+        if (chain_ == 0) {
+            marks_.push_back({place, {}, 0});
+        }
+        return std::nullopt;
+    }
+
+    // The walk has met a chain, whose first end these facts lead to.
+    void Join(std::uint32_t number, const Facts& facts) {
+        if (chain_ == 0) {
+            LeaveMarks(number, facts);
+        } else if (Chain* const chain = ChainOf(chain_)) {
+            chain->facts.Append(behindChain_);
+            chain->facts.Append(facts);
+            chain->next = number;
+        }
+        chain_ = number;
+        behindChain_ = {};
+    }
+
+    void Leave(const Stretch& way) {
+        if (chain_ != 0) {
+            Chain& chain = *ChainOf(chain_);
+            chain.facts.Append(behindChain_);
+            chain.to = PlaceOf(way.to);
+            chain.isEnd = way.isEnd;
+        } else if (marks_.size() > 1) {
+            // A shorter walk is as soon done again.
+            marksKnown_.resize(std::size_t{1} << MarkBits);
+            chains_.resize(ChainCount);
+            lastChain_ = std::max(lastChain_ + 1, std::uint32_t{1});
+            chains_[lastChain_ % ChainCount] = {lastChain_, 0, PlaceOf(way.to), {}, way.isEnd};
+            LeaveMarks(lastChain_, {});
+        }
+    }
+
+    void LeaveMarks(std::uint32_t chain, Facts facts) {
         for (std::size_t i = marks_.size(); i-- > 0;) {
             Mark& mark = marks_[i];
             mark.facts.Append(facts);
             facts = mark.facts;
-            // Of two places, the one in front is the first of which no walk needs to know.
-            if (Known& known = known_[SlotOf(mark.place)]; known.from <= mark.place) {
-                known = {mark.place, PlaceOf(way.to), facts, way.isEnd};
+            mark.chain = chain;
+            // Of two places, the one in front is the first that no walk needs to know of.
+            Mark& known = marksKnown_[SlotOf(mark.place)];
+            if (known.place <= mark.place || ChainOf(known.chain) == nullptr) {
+                known = mark;
             }
         }
-        return facts;
     }
 
     Budget* budget_;
     ScanOffsets offsets_;
     std::optional<KFileSimulator> reader_;
     std::uint64_t lastLimit_ = 0;
-    // Of the present walk.
+    std::vector<Mark> marksKnown_;
+    std::vector<Chain> chains_;
+    std::uint32_t lastChain_ = 0;
+    // Of the present walk: where it starts, its marks, the chain that it goes along and what lies behind that one's
+    // end.
     std::uint64_t start_ = 0;
-    bool isReaderPlaced_ = false;
     std::vector<Mark> marks_;
-    std::vector<Known> known_;
+    std::uint32_t chain_ = 0;
+    Facts behindChain_{};
+    bool isReaderPlaced_ = false;
 };

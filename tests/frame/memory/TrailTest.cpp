@@ -104,4 +104,21 @@ TEST(Trail, AWalkThatMeetsAnotherEndsAsItWouldAlone) {
     }
 }
 
+// Candidates in every sector, each of which leads into one of three chains that never meet.
+TEST(Trail, ManyWalksReadLittleMoreThanOne) {
+    constexpr std::int64_t bytes = 4 << 20;
+    for (const std::int64_t limit : {std::int64_t{1} << 40, bytes / 4}) {
+        for (const std::int64_t length : {60, 1000, 20000}) {
+            Chains chains{std::vector<std::int64_t>(bytes, length)};
+            Walker walker;
+            const SectorBlock block = walker.Enter(0, bytes / SectorSize);
+            for (std::int64_t start = 0; start < bytes; start += SectorSize) {
+                walker.Walk(chains, block, start, (length - start % length) % length + start / SectorSize % 3, limit);
+            }
+            // Alone, each of them would read half a chain, or a quarter: thousands of times as much.
+            EXPECT_LT(chains.reads, 12 * 3 * (bytes / length)) << length;
+        }
+    }
+}
+
 }  // namespace
