@@ -4,6 +4,7 @@
 #include <array>
 
 #include "host/validate/broken.h"
+#include "host/validate/open_sound.h"
 #include "host/validate/validator.h"
 
 namespace salvor {
@@ -33,33 +34,6 @@ bool BeginsAu(ByteSpan head) {
     const auto channels = LoadBig<std::uint32_t>(head, 20);
     return AuHeaderOf(head).dataOffset >= AuHeaderBytes && AuHeaderOf(head).dataOffset <= longestText && encoding > 0 &&
            encoding <= lastEncoding && rate >= 100 && rate <= 1'000'000 && channels > 0 && channels <= 256;
-}
-
-// Where the sound of unknown length ends: at the next file, or where as many equal bytes stand in a row as no sound
-// has.
-std::int64_t EndOfOpenSound(Place& file, std::int64_t from) {
-    constexpr int mostEqual = 16;
-    const std::int64_t limit = file.NextStart(from);
-    int equal = 0;
-    int last = -1;
-    for (std::int64_t at = from; at < limit;) {
-        const ByteSpan bytes = file.From(at);
-        if (bytes.empty()) {
-            return at;
-        }
-        for (const std::uint8_t byte : bytes) {
-            equal = byte == last ? equal + 1 : 1;
-            last = byte;
-            ++at;
-            if (equal == mostEqual) {
-                return at - mostEqual;
-            }
-            if (at == limit) {
-                return limit;
-            }
-        }
-    }
-    return limit;
 }
 
 Finding ValidateAu(Place& file) {
@@ -141,6 +115,31 @@ Finding ValidateSmaf(Place& file) {
 constexpr StartSignature SmafStarts[] = {{"MMMD"}};
 
 }  // namespace
+
+std::int64_t EndOfOpenSound(Place& file, std::int64_t from) {
+    constexpr int mostEqual = 16;
+    const std::int64_t limit = file.NextStart(from);
+    int equal = 0;
+    int last = -1;
+    for (std::int64_t at = from; at < limit;) {
+        const ByteSpan bytes = file.From(at);
+        if (bytes.empty()) {
+            return at;
+        }
+        for (const std::uint8_t byte : bytes) {
+            equal = byte == last ? equal + 1 : 1;
+            last = byte;
+            ++at;
+            if (equal == mostEqual) {
+                return at - mostEqual;
+            }
+            if (at == limit) {
+                return limit;
+            }
+        }
+    }
+    return limit;
+}
 
 /// Sun and NeXT sounds. Source: the .snd audio file header of Sun and NeXT.
 extern const Validator AuValidator;

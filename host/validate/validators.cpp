@@ -7,6 +7,7 @@ extern const Validator AuValidator;
 extern const Validator CabinetValidator;
 extern const Validator CompoundValidator;
 extern const Validator DbxValidator;
+extern const Validator EbmlValidator;
 extern const Validator FlashValidator;
 extern const Validator FlvValidator;
 extern const Validator MidiValidator;
@@ -14,6 +15,7 @@ extern const Validator OggValidator;
 extern const Validator PstValidator;
 extern const Validator RarValidator;
 extern const Validator RealMediaValidator;
+extern const Validator RiffValidator;
 extern const Validator SevenZipValidator;
 extern const Validator SmafValidator;
 extern const Validator TextValidator;
@@ -22,20 +24,22 @@ extern const Validator ZipValidator;
 std::span<const Validator* const> Validators() {
     static constexpr const Validator* validators[] = {
         // clang-format off
-        &ZipValidator,
         &CompoundValidator,
+        &ZipValidator,
         &RarValidator,
         &SevenZipValidator,
+        &CabinetValidator,
         &PstValidator,
         &DbxValidator,
         &OggValidator,
+        &RiffValidator,
+        &EbmlValidator,
         &RealMediaValidator,
         &MidiValidator,
         &SmafValidator,
         &FlvValidator,
         &FlashValidator,
         &AuValidator,
-        &CabinetValidator,
         &TextValidator,
         // clang-format on
     };

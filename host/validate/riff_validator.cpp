@@ -1,0 +1,295 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <set>
+#include <string_view>
+
+#include "formats/Riff.h"
+#include "host/validate/broken.h"
+#include "host/validate/open_sound.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using Name = Pattern<4>;
+
+constexpr std::size_t ChunkHeaderBytes = 8;
+constexpr std::size_t FormHeaderBytes = 12;
+// What a writer leaves that did not know the size when it began, or gave up in the middle.
+constexpr std::uint32_t UnknownSize = 0xFFFFFFFF;
+
+bool IsName(ByteSpan bytes) {
+    return std::all_of(bytes.begin(), bytes.begin() + 4, [](int c) { return c >= ' ' && c <= '~'; });
+}
+
+// The outermost chunks: their signature, whose sizes are big-endian in two of them.
+enum class Frame : std::uint8_t { None, Little, Big, Long };
+
+Frame FrameOf(ByteSpan head) {
+    if (head.size() < FormHeaderBytes || !IsName(head.subspan(RiffFormOffset))) {
+        return Frame::None;
+    }
+    if (StartsWith(head, PatternOf("RIFF"))) {
+        return Frame::Little;
+    }
+    if (StartsWith(head, PatternOf("RIFX")) || StartsWith(head, PatternOf("FORM"))) {
+        return Frame::Big;
+    }
+    return StartsWith(head, PatternOf("RF64")) || StartsWith(head, PatternOf("BW64")) ? Frame::Long : Frame::None;
+}
+
+struct Form {
+    std::string_view name;
+    std::int32_t type;
+    /// Without these chunks, or lists of this kind, it is no file of the form.
+    std::array<std::string_view, 2> wanted;
+};
+
+constexpr Form Forms[] = {
+    {"WAVE", FileTypeIndex::Wav, {"fmt ", "data"}}, {"AVI ", FileTypeIndex::Avi, {"hdrl", "movi"}},
+    {"ACON", FileTypeIndex::Ani, {"anih", "anih"}}, {"WEBP", FileTypeIndex::Webp, {"VP8", "VP8"}},
+    {"AIFF", FileTypeIndex::Aif, {"COMM", "COMM"}}, {"AIFC", FileTypeIndex::Aif, {"COMM", "COMM"}},
+    {"RMID", FileTypeIndex::Mid, {"data", "data"}},
+};
+
+const Form* FormOf(ByteSpan head) {
+    const auto* const form = std::ranges::find_if(Forms, [head](const Form& known) {
+        return std::equal(known.name.begin(), known.name.end(), head.begin() + RiffFormOffset);
+    });
+    return form != std::end(Forms) ? form : nullptr;
+}
+
+bool BeginsRiff(ByteSpan head) { return FrameOf(head) != Frame::None && FormOf(head) != nullptr; }
+
+// The chunks of one file, from its outermost one on.
+class ChunkTiling {
+public:
+    explicit ChunkTiling(Place& file) : file_(file) {}
+
+    Finding Run() {
+        std::array<std::uint8_t, FormHeaderBytes> head{};
+        if (!file_.Copy(0, head)) {
+            return {};
+        }
+        frame_ = FrameOf(head);
+        form_ = FormOf(head);
+        if (frame_ == Frame::None || form_ == nullptr) {
+            return {};
+        }
+        const std::uint32_t declared = Number(head, RiffSizeOffset);
+        isOpen_ = declared == 0 || (declared == UnknownSize && frame_ != Frame::Long);
+        const std::int64_t end = isOpen_ ? file_.Limit() : EndOfOutermost(declared);
+        std::optional<Finding> broken = WalkChunks(static_cast<std::int64_t>(FormHeaderBytes), end);
+        if (!broken && form_->type == FileTypeIndex::Avi && !isOpen_) {
+            broken = WalkFurtherSegments();
+        }
+        if (!HasWanted()) {
+            return {};
+        }
+        if (!broken) {
+            TakeAppended();
+        }
+        return broken ? *broken : Ended();
+    }
+
+private:
+    std::uint32_t Number(ByteSpan bytes, std::size_t offset) const {
+        return frame_ == Frame::Big ? LoadBig<std::uint32_t>(bytes, offset) : LoadLittle<std::uint32_t>(bytes, offset);
+    }
+
+    // RF64 keeps the sizes that take 64 bits in its first chunk: those of the file and of the sound.
+    std::int64_t EndOfOutermost(std::uint32_t declared) {
+        constexpr std::int64_t sizes = 20;
+        std::uint64_t size = declared;
+        const ByteSpan first = file_.At(static_cast<std::int64_t>(FormHeaderBytes), 4);
+        if (frame_ == Frame::Long && StartsWith(first, PatternOf("ds64"))) {
+            const ByteSpan fields = file_.At(sizes, 16);
+            size = fields.empty() ? size : LoadLittle<std::uint64_t>(fields, 0);
+            longDataBytes_ = fields.empty() ? 0 : LoadLittle<std::uint64_t>(fields, 8);
+        }
+        const auto largest = static_cast<std::uint64_t>(file_.Limit()) + 1;
+        return static_cast<std::int64_t>(std::min(size, largest)) + RiffHeaderBytes;
+    }
+
+    // Nothing while all is well; then end_ is behind the last chunk.
+    std::optional<Finding> WalkChunks(std::int64_t at, std::int64_t end) {
+        end_ = at;
+        while (end_ < end) {
+            std::array<std::uint8_t, FormHeaderBytes> chunk{};
+            const bool hasHeader = file_.Copy(end_, std::span(chunk).first(ChunkHeaderBytes));
+            if (!hasHeader || !IsName(chunk)) {
+                return AtNoChunk(end);
+            }
+            const std::int64_t data = end_ + static_cast<std::int64_t>(ChunkHeaderBytes);
+            const std::int64_t size = DataBytes(chunk);
+            Note(chunk, data);
+            if (isOpen_ && IsSound(chunk) && (size == 0 || size == UnknownSize || data + size > file_.Limit())) {
+                end_ = EndOfOpenSound(file_, data);
+                return Ended();
+            }
+            const std::int64_t behind = data + size + (size & 1);
+            // The last chunk may lack its pad byte.
+            if (data + size > end || data + size > file_.Limit()) {
+                return isOpen_ ? Ended() : Cut(data, size, end);
+            }
+            if (form_->type == FileTypeIndex::Avi && IsListOf(chunk, data, "movi")) {
+                insideIsRight_ = insideIsRight_ && FramesTile(data + 4, data + size);
+            }
+            end_ = std::min(behind, std::max(end, data + size));
+        }
+        return std::nullopt;
+    }
+
+    std::int64_t DataBytes(ByteSpan chunk) const {
+        const std::uint32_t size = Number(chunk, 4);
+        if (frame_ == Frame::Long && size == UnknownSize && IsSound(chunk)) {
+            const auto most = static_cast<std::uint64_t>(file_.Limit());
+            return static_cast<std::int64_t>(std::min(longDataBytes_, most));
+        }
+        return size;
+    }
+
+    // What stands in front of the declared end is no chunk. Writers that count the outermost header are eight bytes
+    // off; others pad.
+    Finding AtNoChunk(std::int64_t end) {
+        if (isOpen_ || end - end_ == RiffHeaderBytes) {
+            return Ended();
+        }
+        if (end > file_.Limit()) {
+            return BrokenAt(file_, end_, end, form_->type, "the chunks");
+        }
+        if (end - end_ < RiffHeaderBytes) {
+            end_ = end;
+            return Ended();
+        }
+        if (HasWanted() && IsSound(lastName_)) {
+            return {Verdict::Open, end_, form_->type, {}, "its header declares more than its chunks hold"};
+        }
+        const std::int64_t next = file_.NextStart(end_);
+        if (next < end) {
+            return {Verdict::Truncated, next, form_->type, {}, "no chunk stands there, another file begins"};
+        }
+        return {Verdict::Damaged, end, form_->type, {}, "no chunk stands behind the ones that are right"};
+    }
+
+    Finding Cut(std::int64_t data, std::int64_t size, std::int64_t end) {
+        const bool isSound = HasWanted() && IsSound(lastName_);
+        if (isSound && end <= data && data + size <= file_.Limit()) {
+            end_ = data + size;
+            return {Verdict::Open, end_, form_->type, {}, "the size in its header was never filled in"};
+        }
+        if (end <= file_.Limit() && data + size > end && isSound) {
+            // The outermost size is right more often than that of a sound which was cut short.
+            end_ = end;
+            return {Verdict::Open, end, form_->type, {}, "the sound's size passes the size in the header"};
+        }
+        return BrokenAt(file_, end_, std::max(data + size, end), form_->type, "a chunk");
+    }
+
+    void Note(ByteSpan chunk, std::int64_t data) {
+        std::copy_n(chunk.begin(), lastName_.size(), lastName_.begin());
+        const bool isList = StartsWith(chunk, PatternOf("LIST"));
+        const ByteSpan kind = isList ? file_.At(data, 4) : chunk.first(4);
+        for (std::size_t i = 0; i < form_->wanted.size(); ++i) {
+            const std::string_view name = form_->wanted[i];
+            hasWanted_[i] =
+                hasWanted_[i] || (kind.size() >= name.size() && std::equal(name.begin(), name.end(), kind.begin()));
+        }
+    }
+
+    bool HasWanted() const { return hasWanted_[0] && hasWanted_[1]; }
+
+    static bool IsSound(ByteSpan name) {
+        return StartsWith(name, PatternOf("data")) || StartsWith(name, PatternOf("SSND"));
+    }
+
+    bool IsListOf(ByteSpan chunk, std::int64_t data, std::string_view kind) {
+        const ByteSpan name = file_.At(data, 4);
+        return StartsWith(chunk, PatternOf("LIST")) && !name.empty() &&
+               std::equal(kind.begin(), kind.end(), name.begin());
+    }
+
+    // Pictures and sounds of a film: small chunks, or lists of such.
+    bool FramesTile(std::int64_t at, std::int64_t end) {
+        while (at + static_cast<std::int64_t>(ChunkHeaderBytes) <= end) {
+            const ByteSpan chunk = file_.At(at, ChunkHeaderBytes);
+            if (chunk.empty() || !IsName(chunk)) {
+                return false;
+            }
+            const bool isRecord = StartsWith(chunk, PatternOf("LIST"));
+            const std::int64_t size = isRecord ? 4 : std::int64_t{Number(chunk, 4)};
+            at += static_cast<std::int64_t>(ChunkHeaderBytes) + size + (size & 1);
+        }
+        return at >= end && at <= end + 1;
+    }
+
+    // Films above 1 GiB go on in segments of their own.
+    std::optional<Finding> WalkFurtherSegments() {
+        for (;;) {
+            const ByteSpan head = file_.At(end_, FormHeaderBytes);
+            if (!StartsWith(head, RiffSignature) || !HasPatternAt(head, RiffFormOffset, PatternOf("AVIX"))) {
+                return std::nullopt;
+            }
+            const std::int64_t start = end_;
+            const std::int64_t end = start + RiffHeaderBytes + Number(head, RiffSizeOffset);
+            if (std::optional<Finding> broken = WalkChunks(start + static_cast<std::int64_t>(FormHeaderBytes), end)) {
+                return broken;
+            }
+        }
+    }
+
+    // Programs append what they know of a sound and leave the size in its header as it was.
+    void TakeAppended() {
+        constexpr std::string_view names[] = {"PEAK", "LIST", "id3 ", "ID3 ", "bext", "iXML", "cue ", "smpl",
+                                              "fact", "NAME", "AUTH", "ANNO", "MARK", "INST", "APPL", "COMT"};
+        for (;;) {
+            std::array<std::uint8_t, ChunkHeaderBytes> chunk{};
+            const bool isKnown = file_.Copy(end_, chunk) && std::ranges::any_of(names, [&chunk](std::string_view name) {
+                                     return std::equal(name.begin(), name.end(), chunk.begin());
+                                 });
+            const std::int64_t size = isKnown ? Number(chunk, 4) : 0;
+            if (!isKnown || size == 0 || end_ + static_cast<std::int64_t>(ChunkHeaderBytes) + size > file_.Limit() ||
+                end_ % file_.SectorSize() == 0) {
+                return;
+            }
+            end_ += static_cast<std::int64_t>(ChunkHeaderBytes) + size + (size & 1);
+        }
+    }
+
+    Finding Ended() const {
+        if (isOpen_) {
+            return {Verdict::Open, end_, form_->type, {}, "its writer ended before it knew the size"};
+        }
+        if (!insideIsRight_) {
+            return {Verdict::Damaged, end_, form_->type, {}, "chunks tile it, pictures and sounds inside do not"};
+        }
+        return {Verdict::Whole, end_, form_->type, {}, "chunks tile it to the size in its header"};
+    }
+
+    Place& file_;
+    Frame frame_ = Frame::None;
+    const Form* form_ = nullptr;
+    bool isOpen_ = false;
+    std::uint64_t longDataBytes_ = 0;
+    std::int64_t end_ = 0;
+    Name lastName_{};
+    std::array<bool, 2> hasWanted_{};
+    bool insideIsRight_ = true;
+};
+
+constexpr StartSignature Starts[] = {{"RIFF"}, {"RIFX"}, {"RF64"}, {"BW64"}, {"FORM"}};
+
+}  // namespace
+
+/// RIFF and what has its shape. Sources: Multimedia Programming Interface and Data Specifications 1.0, on RIFF; EBU
+/// Tech 3306, on RF64; OpenDML AVI File Format Extensions 1.02; Audio Interchange File Format AIFF-C, on FORM.
+extern const Validator RiffValidator;
+const Validator RiffValidator{.name = "riff", .starts = Starts, .begins = BeginsRiff, .validate = [](Place& file) {
+                                  return ChunkTiling(file).Run();
+                              }};
+
+}  // namespace salvor
