@@ -159,15 +159,15 @@ private:
         if (isOpen_ || end - end_ == RiffHeaderBytes) {
             return Ended();
         }
-        if (end > file_.Limit()) {
-            return BrokenAt(file_, end_, end, form_->type, "the chunks");
-        }
         if (end - end_ < RiffHeaderBytes) {
             end_ = end;
             return Ended();
         }
         if (HasWanted() && IsSound(lastName_)) {
             return {Verdict::Open, end_, form_->type, {}, "its header declares more than its chunks hold"};
+        }
+        if (end > file_.Limit()) {
+            return BrokenAt(file_, end_, end, form_->type, "the chunks");
         }
         const std::int64_t next = file_.NextStart(end_);
         if (next < end) {

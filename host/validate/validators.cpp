@@ -3,6 +3,7 @@
 namespace salvor {
 
 // Each is defined in a source of its own.
+extern const Validator AsfValidator;
 extern const Validator AuValidator;
 extern const Validator CabinetValidator;
 extern const Validator CompoundValidator;
@@ -34,6 +35,7 @@ std::span<const Validator* const> Validators() {
         &OggValidator,
         &RiffValidator,
         &EbmlValidator,
+        &AsfValidator,
         &RealMediaValidator,
         &MidiValidator,
         &SmafValidator,
