@@ -42,6 +42,15 @@ void AddSizeOptions(CLI::App& command, FilterOptions& options) {
         ->allow_extra_args(false);
 }
 
+void AddVerdictOptions(CLI::App& command, FilterOptions& options) {
+    command.add_option("--only", options.only, "Only these verdicts: whole, open, truncated, damaged")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    command.add_flag("--no-text", options.noText, "No plain text; pages, mail and other texts with a structure stay");
+    command.add_flag("--embedded", options.withEmbedded, "Also files that begin inside whole files");
+    command.add_flag("--as-reported", options.asReported, "What the scanners report, without a look at the files");
+}
+
 void AddOutOptions(CLI::App& command, const std::string& which, std::string& out, bool& overwrite) {
     command.add_option("--out", out, "Folder for the files; " + which)->required();
     command.add_flag("--overwrite", overwrite, "Write into a folder that holds other things");
@@ -74,12 +83,25 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddQuiet(*scanApp, scan.quiet);
     scanApp->footer("Example: salvor scan /dev/sdb --types jpg,png --report card.finds");
 
+    ValidateCommand validate;
+    CLI::App* const validateApp = app.add_subcommand(
+        "validate", "Find out what the files of a scan are, where they end and whether they are whole");
+    validateApp->add_option("FINDS", validate.finds, "Finds file of a scan, also of one that was cut short")
+        ->required();
+    validateApp->add_option("--image", validate.image, "The image, if it is not where the scan found it");
+    validateApp->add_option("--out", validate.out, "File for the outcomes; beside the finds if not given");
+    AddQuiet(*validateApp, validate.quiet);
+    validateApp->footer(
+        "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"
+        "Example: salvor validate card.finds");
+
     ExtractCommand extract;
     CLI::App* const extractApp = app.add_subcommand("extract", "Write the files that a scan has found");
     extractApp->add_option("FINDS", extract.finds, "Finds file of a scan, also of one that was cut short")->required();
     extractApp->add_option("--image", extract.image, "The image, if it is not where the scan found it");
     AddTypeOptions(*extractApp, extract.filter);
     AddSizeOptions(*extractApp, extract.filter);
+    AddVerdictOptions(*extractApp, extract.filter);
     AddOutOptions(*extractApp, "new, empty, or of an earlier run on the image", extract.out, extract.overwrite);
     AddQuiet(*extractApp, extract.quiet);
     extractApp->footer(
@@ -91,6 +113,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddScanOptions(*recoverApp, recover.scan);
     AddTypeOptions(*recoverApp, recover.filter);
     AddSizeOptions(*recoverApp, recover.filter);
+    AddVerdictOptions(*recoverApp, recover.filter);
     AddOutOptions(*recoverApp, "new or empty", recover.out, recover.overwrite);
     AddQuiet(*recoverApp, recover.quiet);
     recoverApp->footer("Example: salvor recover card.img --out recovered --types jpg,png");
@@ -114,7 +137,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         return command->get_name() == argv[1];
     };
     if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
-        Say("'{}' is no command; the commands are scan, extract, recover, inspect and types", argv[1]);
+        Say("'{}' is no command; the commands are scan, validate, extract, recover, inspect and types", argv[1]);
         return static_cast<int>(ExitStatus::Usage);
     }
     try {
@@ -127,6 +150,9 @@ int RunCommandLine(int argc, const char* const* argv) {
     try {
         if (scanApp->parsed()) {
             return static_cast<int>(RunScan(scan));
+        }
+        if (validateApp->parsed()) {
+            return static_cast<int>(RunValidate(validate));
         }
         if (extractApp->parsed()) {
             return static_cast<int>(RunExtract(extract));

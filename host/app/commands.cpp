@@ -3,14 +3,18 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "host/app/say.h"
 #include "host/app/selection.h"
+#include "host/app/stop_request.h"
 #include "host/files/extract_run.h"
 #include "host/files/out_folder.h"
 #include "host/scan/journal.h"
 #include "host/scan/scan_run.h"
+#include "host/validate/outcomes_file.h"
+#include "host/validate/validate_run.h"
 
 namespace salvor {
 
@@ -21,15 +25,19 @@ bool HoldsSomething(const std::string& path) {
     return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
 }
 
-// A journal never touches the medium, and an earlier one only when that is wanted.
+// What is written never touches the medium.
+void RequireOwnFile(const char* option, const std::string& path, const std::string& image) {
+    if (IsSameFile(path, image)) {
+        throw Failure(ExitStatus::Usage, fmt::format("{} names the image itself, which is never written to", option));
+    }
+    if (std::filesystem::is_block_file(path)) {
+        throw Failure(ExitStatus::Usage, fmt::format("{} names a block device; name a file", option));
+    }
+    RefuseSameDevice(path, image);
+}
+
 void RequireNewReport(const ScanCommand& command) {
-    if (IsSameFile(command.report, command.scan.image)) {
-        throw Failure(ExitStatus::Usage, "--report names the image itself, which is never written to");
-    }
-    if (std::filesystem::is_block_file(command.report)) {
-        throw Failure(ExitStatus::Usage, "--report names a block device; name a file");
-    }
-    RefuseSameDevice(command.report, command.scan.image);
+    RequireOwnFile("--report", command.report, command.scan.image);
     if (HoldsSomething(command.report) && !command.overwrite) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
@@ -46,6 +54,49 @@ ExitStatus StatusOf(const ScanOutcome& outcome) {
 
 JobIdentity JobOf(const JournalHeader& header) { return {header.imagePath, header.imageSize, header.sectorSize}; }
 
+// The finds of a scan and the medium on which they were made.
+struct FindsUse {
+    FindsUse(const std::string& path, const std::string& otherImage)
+        : journal(ReadJournal(path)),
+          image(otherImage.empty() ? journal.header.imagePath : otherImage),
+          medium(OpenDevice(image), journal.header.sectorSize) {
+        if (medium.SizeInBytes() != journal.header.imageSize) {
+            throw Failure(ExitStatus::NotStarted,
+                          fmt::format("the image '{}' has {} bytes, but the finds were made on one of {} bytes; name "
+                                      "the right one with --image",
+                                      image, medium.SizeInBytes(), journal.header.imageSize));
+        }
+        if (journal.damagedLines > 0) {
+            Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, path);
+        }
+        if (!journal.complete) {
+            Say("the scan behind '{}' did not end; its {} finds are used", path, journal.seen.finds.size());
+        }
+    }
+
+    Journal journal;
+    std::string image;
+    Medium medium;
+};
+
+// Validates, unless what scanners report is wanted, and writes the files.
+ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, const PlanFilter& filter,
+                       const std::string& folder, bool quiet) {
+    Validation validation;
+    if (filter.asReported) {
+        validation = {ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}), true};
+    } else {
+        const std::string own = (std::filesystem::path(folder) / "outcomes.jsonl").string();
+        const std::string beside = OutcomesPathOf(origin.findsPath);
+        validation = ValidateWithFile(medium, seen, origin.caps, own, beside, quiet);
+    }
+    if (!validation.complete || StopRequested()) {
+        Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
+            ShellWord(folder));
+    }
+    return ExtractFiles(medium, validation.outcomes, origin, filter, folder, quiet);
+}
+
 }  // namespace
 
 ExitStatus RunScan(const ScanCommand& command) {
@@ -59,27 +110,40 @@ ExitStatus RunScan(const ScanCommand& command) {
     return StatusOf(outcome);
 }
 
+ExitStatus RunValidate(const ValidateCommand& command) {
+    FindsUse finds(command.finds, command.image);
+    const std::string out = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
+    RequireOwnFile("--out", out, finds.image);
+    if (IsSameFile(out, command.finds)) {
+        throw Failure(ExitStatus::Usage, "--out names the finds file itself");
+    }
+    if (HoldsSomething(out) && !ReadOutcomes(out)) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
+    }
+    const Validation validation =
+        ValidateWithFile(finds.medium, finds.journal.seen, finds.journal.header.caps, out, "", command.quiet);
+    if (!validation.complete) {
+        Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
+        return ExitStatus::Stopped;
+    }
+    if (!command.quiet) {
+        Tell(OutcomesTable(validation));
+    }
+    return finds.medium.Unreadable().SectorCount() > 0 ? ExitStatus::Losses : ExitStatus::Done;
+}
+
 ExitStatus RunExtract(const ExtractCommand& command) {
-    const PlanFilter filter = MakeFilter(command.filter);
-    const Journal journal = ReadJournal(command.finds);
-    const std::string& image = command.image.empty() ? journal.header.imagePath : command.image;
-    Medium medium(OpenDevice(image), journal.header.sectorSize);
-    if (medium.SizeInBytes() != journal.header.imageSize) {
-        throw Failure(ExitStatus::NotStarted,
-                      fmt::format("the image '{}' has {} bytes, but the finds were made on one of {} bytes; name the "
-                                  "right one with --image",
-                                  image, medium.SizeInBytes(), journal.header.imageSize));
-    }
-    if (journal.damagedLines > 0) {
-        Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, command.finds);
-    }
-    if (!journal.complete) {
-        Say("the scan behind '{}' did not end; its {} finds are used", command.finds, journal.finds.size());
-    }
-    PrepareOutFolder(command.out, JobOf(journal.header), {image, command.finds},
+    PlanFilter filter = MakeFilter(command.filter);
+    FindsUse finds(command.finds, command.image);
+    const JournalHeader& header = finds.journal.header;
+    // The validators see files of types that the scan was not asked for.
+    std::erase_if(filter.types,
+                  [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
+    PrepareOutFolder(command.out, JobOf(header), {finds.image, command.finds},
                      command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
-    const FindsOrigin origin{image, command.finds, journal.complete, journal.header.caps};
-    return ExtractFiles(medium, journal.finds, origin, filter, command.out, command.quiet);
+    const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps};
+    return ExtractSeen(finds.medium, finds.journal.seen, origin, filter, command.out, command.quiet);
 }
 
 ExitStatus RunRecover(const RecoverCommand& command) {
@@ -93,12 +157,8 @@ ExitStatus RunRecover(const RecoverCommand& command) {
     if (!command.quiet) {
         Tell(ScanTable(outcome.summary));
     }
-    if (!outcome.complete) {
-        Say("stopped before a file was written; 'salvor extract {} --out {}' writes what was found so far",
-            ShellWord(finds), ShellWord(command.out));
-    }
     const FindsOrigin origin{scan.header.imagePath, finds, outcome.complete, scan.header.caps};
-    return ExtractFiles(*scan.medium, outcome.finds, origin, filter, command.out, command.quiet);
+    return ExtractSeen(*scan.medium, outcome.seen, origin, filter, command.out, command.quiet);
 }
 
 }  // namespace salvor

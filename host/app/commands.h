@@ -26,6 +26,11 @@ struct FilterOptions {
     std::vector<std::string> exclude;
     std::vector<std::string> minSize;
     std::vector<std::string> maxSize;
+    /// Names of verdicts.
+    std::vector<std::string> only;
+    bool noText = false;
+    bool withEmbedded = false;
+    bool asReported = false;
 };
 
 struct ScanCommand {
@@ -33,6 +38,15 @@ struct ScanCommand {
     FilterOptions filter;
     std::string report;
     bool overwrite = false;
+    bool quiet = false;
+};
+
+struct ValidateCommand {
+    std::string finds;
+    /// Instead of the image that the finds name; empty for that one.
+    std::string image;
+    /// Empty for a file beside the finds.
+    std::string out;
     bool quiet = false;
 };
 
@@ -63,6 +77,7 @@ struct InspectCommand {
 
 /// The commands of the program. Each throws `Failure` for what ends it at once.
 ExitStatus RunScan(const ScanCommand& command);
+ExitStatus RunValidate(const ValidateCommand& command);
 ExitStatus RunExtract(const ExtractCommand& command);
 ExitStatus RunRecover(const RecoverCommand& command);
 /// Lists the types, or says what is known of those that the words name: extensions and indices.

@@ -25,6 +25,20 @@ std::set<std::int32_t> TypesOf(const std::string& option, const std::vector<std:
     return types;
 }
 
+std::vector<Verdict> VerdictsOf(const std::vector<std::string>& words) {
+    std::vector<Verdict> verdicts;
+    for (const std::string& word : words) {
+        const auto all = {Verdict::Whole, Verdict::Open, Verdict::Truncated, Verdict::Damaged};
+        const auto* const verdict = std::ranges::find(all, word, VerdictName);
+        if (verdict == all.end()) {
+            throw Failure(ExitStatus::Usage,
+                          fmt::format("--only: '{}' is none of whole, open, truncated and damaged", word));
+        }
+        verdicts.push_back(*verdict);
+    }
+    return verdicts;
+}
+
 }  // namespace
 
 std::vector<std::int32_t> SelectTypes(const FilterOptions& options) {
@@ -41,8 +55,17 @@ std::vector<std::int32_t> SelectTypes(const FilterOptions& options) {
 }
 
 PlanFilter MakeFilter(const FilterOptions& options) {
-    return {SelectTypes(options), ParseSizeRule("--min-size", options.minSize),
-            ParseSizeRule("--max-size", options.maxSize)};
+    PlanFilter filter;
+    filter.types = SelectTypes(options);
+    if (options.noText) {
+        std::erase_if(filter.types, IsPlainTextType);
+    }
+    filter.minSize = ParseSizeRule("--min-size", options.minSize);
+    filter.maxSize = ParseSizeRule("--max-size", options.maxSize);
+    filter.only = VerdictsOf(options.only);
+    filter.withEmbedded = options.withEmbedded;
+    filter.asReported = options.asReported;
+    return filter;
 }
 
 }  // namespace salvor

@@ -11,8 +11,6 @@
 #include "host/app/stop_request.h"
 #include "host/files/file_writer.h"
 #include "host/report/report.h"
-#include "host/scan/scanners.h"
-#include "host/validate/decide_sizes.h"
 
 namespace salvor {
 
@@ -59,9 +57,8 @@ public:
             return false;
         }
         for (const PassedOver& passed : plan_.passedOver) {
-            const char* const reason = ReasonText(passed.reason);
-            skipped.Add(PassedOverRecord(passed.find, reason));
-            ++totals_.passedOver[reason];
+            skipped.Add(PassedOverRecord(passed));
+            ++totals_.passedOver[ReasonText(passed.reason)];
         }
         for (const PlannedFile& file : plan_.files) {
             if (StopRequested()) {
@@ -77,7 +74,7 @@ public:
                 report.Add(FileRecord(file, result, medium_.SectorSize()));
                 NoteFile(file, result);
             }
-            bytesBefore_ = AddSizes(bytesBefore_, file.size);
+            bytesBefore_ = AddSizes(bytesBefore_, file.Size());
         }
         return true;
     }
@@ -88,14 +85,14 @@ private:
     static std::int64_t TotalBytes(const Plan& plan) {
         std::int64_t total = 0;
         for (const PlannedFile& file : plan.files) {
-            total = AddSizes(total, file.size);
+            total = AddSizes(total, file.Size());
         }
         return total;
     }
 
     // On a full disk, files that cannot fit are not begun; smaller ones behind them may still fit.
     WriteResult WriteIfItFits(const PlannedFile& file) {
-        if (diskWasFull_ && FreeSpace(folder_).value_or(file.size) < file.size) {
+        if (diskWasFull_ && FreeSpace(folder_).value_or(file.Size()) < file.Size()) {
             WriteResult full;
             full.error = ErrorText(ENOSPC);
             return full;
@@ -104,23 +101,19 @@ private:
     }
 
     void NoteFile(const PlannedFile& file, const WriteResult& result) {
-        const std::string extension = ExtensionOf(file.claimants.front());
         ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
         totals_.withUnreadable += result.hasUnreadableSectors ? 1 : 0;
-        totals_.measured += file.sizeSource == SizeSource::Measured ? 1 : 0;
-        totals_.bounded += file.sizeSource == SizeSource::Bounded ? 1 : 0;
-        totals_.bytes += file.size;
-        auto& [files, bytes] = totals_.byExtension[extension];
-        ++files;
-        bytes += file.size;
+        const std::string extension = ExtensionOf(file.finding);
+        const bool isText = IsPlainText(file.finding);
+        (isText ? totals_.text : totals_.byExtension[extension]).Add(file.finding.verdict, file.Size());
+        totals_.pieces += isText && file.finding.beginsInMiddle ? 1 : 0;
+        totals_.bytes += file.Size();
         ++counts_[extension];
     }
 
     void NoteFailure(const PlannedFile& file, const std::string& error, LineFile& skipped) {
         const std::string reason = "could not be written: " + error;
-        for (const std::int32_t type : file.claimants) {
-            skipped.Add(PassedOverRecord({type, file.startSector, file.size}, reason));
-        }
+        skipped.Add(FailedRecord(file, reason));
         ++totals_.failed;
         ++totals_.passedOver[reason];
         // A full disk is said once; the summary counts the files.
@@ -143,20 +136,13 @@ private:
     FileWriter writer_;
 };
 
-std::vector<SizedFind> DecideWithProgress(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
-                                          const PlanFilter& filter, bool quiet) {
-    Progress progress("measuring", medium.SizeInBytes(), quiet);
-    return DecideSizes(medium, finds, {filter.types, origin.caps}, [&](std::int64_t done) {
-        progress.Update(done, {});
-        return StopRequested();
-    });
-}
-
 Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigin& origin, bool complete) {
     Json byExtension = Json::object();
     for (const auto& [extension, counts] : totals.byExtension) {
-        byExtension[extension] = {{"files", counts.first}, {"bytes", counts.second}};
+        byExtension[extension] = CountsToJson(counts);
     }
+    Json text = CountsToJson(totals.text);
+    text["pieces"] = totals.pieces;
     return {{"record", "summary"},
             {"ended", complete ? "complete" : "stopped"},
             {"image", origin.imagePath},
@@ -168,6 +154,7 @@ Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigi
             {"failed", totals.failed},
             {"bytes", totals.bytes},
             {"by_extension", byExtension},
+            {"text", text},
             {"not_written", totals.passedOver},
             {"unreadable_sectors", medium.Unreadable().SectorCount()},
             {"unreadable", RangesToJson(medium.Unreadable().Ranges())}};
@@ -175,10 +162,9 @@ Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigi
 
 }  // namespace
 
-ExitStatus ExtractFiles(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
+ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const FindsOrigin& origin,
                         const PlanFilter& filter, const fs::path& folder, bool quiet) {
-    const std::vector<SizedFind> sized = DecideWithProgress(medium, finds, origin, filter, quiet);
-    const Plan plan = MakePlan(sized, {medium.SizeInBytes(), medium.SectorSize()}, filter);
+    const Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps);
     if (!StopRequested()) {
         RequireSpace(plan, folder, origin.findsPath);
     }

@@ -16,13 +16,13 @@ struct FindsOrigin {
     std::string findsPath;
     /// The scan went over its whole range.
     bool scanComplete = false;
-    /// Caps in bytes that the scan set, by factory index.
+    /// Caps in bytes that the person set, by factory index.
     std::map<std::int32_t, std::int64_t> caps;
 };
 
-/// Plans, writes and reports the files of a scan's finds into a prepared folder, telling the person how far it is and,
-/// unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on.
-ExitStatus ExtractFiles(Medium& medium, const std::vector<Find>& finds, const FindsOrigin& origin,
+/// Plans, writes and reports the files of what was validated into a prepared folder, telling the person how far it is
+/// and, unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on.
+ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const FindsOrigin& origin,
                         const PlanFilter& filter, const std::filesystem::path& folder, bool quiet);
 
 }  // namespace salvor

@@ -90,7 +90,7 @@ WriteResult FileWriter::Write(const PlannedFile& file) {
     } else if (result.outcome != WriteOutcome::Stopped) {
         Copy(path, file, result);
     }
-    result.hasUnreadableSectors = medium_.HoldsUnreadable(SectorsOf(file));
+    result.hasUnreadableSectors = HoldsUnreadable(file);
     return result;
 }
 
@@ -100,17 +100,21 @@ template <class TakePiece>
 bool FileWriter::ForEachPiece(const PlannedFile& file, TakePiece takePiece, WriteResult& result) {
     const std::int64_t sectorSize = medium_.SectorSize();
     const auto room = static_cast<std::int64_t>(piece_.size());
-    for (std::int64_t done = 0; done < file.size;) {
-        const std::int64_t length = std::min(room, file.size - done);
-        const std::int64_t sector = file.startSector + done / sectorSize;
-        medium_.Read(sector, piece_.data(), (length + sectorSize - 1) / sectorSize);
-        if (!takePiece(static_cast<std::size_t>(length), sector * sectorSize)) {
-            return false;
-        }
-        done += length;
-        if (progress_(done)) {
-            result.outcome = WriteOutcome::Stopped;
-            return false;
+    std::int64_t done = 0;
+    for (const Extent& extent : file.extents) {
+        for (std::int64_t at = 0; at < extent.bytes;) {
+            const std::int64_t length = std::min(room, extent.bytes - at);
+            const std::int64_t sector = extent.startSector + at / sectorSize;
+            medium_.Read(sector, piece_.data(), (length + sectorSize - 1) / sectorSize);
+            if (!takePiece(static_cast<std::size_t>(length), sector * sectorSize)) {
+                return false;
+            }
+            at += length;
+            done += length;
+            if (progress_(done)) {
+                result.outcome = WriteOutcome::Stopped;
+                return false;
+            }
         }
     }
     return true;
@@ -124,12 +128,15 @@ bool FileWriter::IsImage(const fs::path& path) const {
            there.st_ino == image.st_ino;
 }
 
-SectorRange FileWriter::SectorsOf(const PlannedFile& file) const {
-    return {file.startSector, (file.size + medium_.SectorSize() - 1) / medium_.SectorSize()};
+bool FileWriter::HoldsUnreadable(const PlannedFile& file) const {
+    return std::ranges::any_of(file.extents, [this](const Extent& extent) {
+        return medium_.HoldsUnreadable(
+            {extent.startSector, (extent.bytes + medium_.SectorSize() - 1) / medium_.SectorSize()});
+    });
 }
 
 bool FileWriter::HoldsPlannedBytes(const fs::path& path, const PlannedFile& file, WriteResult& result) {
-    if (SizeOfRegularFile(path) != file.size) {
+    if (SizeOfRegularFile(path) != file.Size()) {
         return false;
     }
     const FileDescriptor fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
@@ -162,8 +169,8 @@ void FileWriter::Copy(const fs::path& path, const PlannedFile& file, WriteResult
             hash.Add(piece_.data(), length);
             // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
             const auto source = medium_.CopySource();
-            kernelCopies_ = kernelCopies_ && source && !medium_.HoldsUnreadable(SectorsOf(file)) &&
-                            CopyInKernel(*source, offset, fd.Get(), length);
+            kernelCopies_ =
+                kernelCopies_ && source && !HoldsUnreadable(file) && CopyInKernel(*source, offset, fd.Get(), length);
             if (kernelCopies_ || WriteAll(fd.Get(), piece_.data(), length)) {
                 return true;
             }
@@ -185,8 +192,8 @@ void FileWriter::Copy(const fs::path& path, const PlannedFile& file, WriteResult
 std::int64_t SpaceNeeded(const Plan& plan, const fs::path& folder) {
     std::int64_t needed = 0;
     for (const PlannedFile& file : plan.files) {
-        if (SizeOfRegularFile(folder / file.path) != file.size) {
-            needed = AddSizes(needed, file.size);
+        if (SizeOfRegularFile(folder / file.path) != file.Size()) {
+            needed = AddSizes(needed, file.Size());
         }
     }
     return needed;

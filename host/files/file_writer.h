@@ -36,7 +36,7 @@ public:
 
 private:
     bool IsImage(const std::filesystem::path& path) const;
-    SectorRange SectorsOf(const PlannedFile& file) const;
+    bool HoldsUnreadable(const PlannedFile& file) const;
     bool HoldsPlannedBytes(const std::filesystem::path& path, const PlannedFile& file, WriteResult& result);
     void Copy(const std::filesystem::path& path, const PlannedFile& file, WriteResult& result);
     template <class TakePiece>

@@ -69,8 +69,8 @@ fs::path ExistingAncestor(const fs::path& path) {
 
 // An image that was put into the folder may bear the name of something that a run writes there.
 void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
-    for (const char* name :
-         {JobFile, "report.jsonl", "report.jsonl.part", "skipped.jsonl", "skipped.jsonl.part", "finds.jsonl"}) {
+    for (const char* name : {JobFile, "report.jsonl", "report.jsonl.part", "skipped.jsonl", "skipped.jsonl.part",
+                             "finds.jsonl", "outcomes.jsonl"}) {
         const bool isFinds = std::string_view(name) == "finds.jsonl";
         if (IsSameFile(folder / name, inputs.imagePath) ||
             (!isFinds && !inputs.findsPath.empty() && IsSameFile(folder / name, inputs.findsPath))) {

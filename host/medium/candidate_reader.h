@@ -18,6 +18,7 @@ public:
         return !IsUsedUp();
     }
     bool IsUsedUp() const { return left_ < 0; }
+    std::int64_t Left() const { return left_ < 0 ? 0 : left_; }
 
 private:
     std::int64_t left_;

@@ -3,8 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
-#include <map>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -15,170 +14,242 @@ namespace salvor {
 
 namespace {
 
-// Any run of letters is plain text: most of it belongs to the file of another type that it begins in.
-constexpr std::int32_t PlainText = FileTypeIndex::Text;
-
-// Types whose files another type, which says more about them, claims too: any ASF file, of which sounds and films are
-// also claimed as such, and the older of the two names of one maker's raws.
-bool IsNamedByOthers(std::int32_t type) {
-    constexpr std::int32_t asf = FileTypeIndex::Asf;
-    constexpr std::int32_t srf = FileTypeIndex::Srf;
-    return type == asf || type == srf;
+// The largest size for which nothing tells that it was cut.
+std::int64_t CapOf(std::int32_t type, const std::map<std::int32_t, std::int64_t>& caps) {
+    const auto own = caps.find(type);
+    return own == caps.end() ? std::numeric_limits<std::int64_t>::max() : own->second;
 }
 
-struct Claim {
-    std::int64_t startSector;
-    // Cut at the medium's end.
-    std::int64_t size;
-    std::int32_t type;
-    SizeSource sizeSource;
-    bool cutAtEnd;
-    bool atSizeCap;
-};
-
-std::optional<NotWanted> Judge(const Find& find, std::int64_t size, const PlanFilter& filter) {
-    if (!std::ranges::binary_search(filter.types, find.type)) {
-        return NotWanted::Type;
-    }
-    if (find.size <= 0) {
-        return find.size == 0 ? NotWanted::SizeUnknown : NotWanted::SizeNegative;
-    }
-    if (size <= 0) {
-        return NotWanted::BehindEnd;
-    }
-    if (const auto smallest = filter.minSize.For(find.type); smallest && size < *smallest) {
-        return NotWanted::TooSmall;
-    }
-    if (const auto largest = filter.maxSize.For(find.type); largest && size > *largest) {
-        return NotWanted::TooLarge;
-    }
-    return std::nullopt;
-}
-
-// Bytes of the medium from a sector to its end; 0 for a sector outside it.
-std::int64_t BytesFrom(std::int64_t sector, const MediumShape& medium) {
-    if (sector < 0 || sector > medium.sizeInBytes / medium.sectorSize) {
-        return 0;
-    }
-    return medium.sizeInBytes - sector * medium.sectorSize;
-}
-
-// The sectors in which wanted files of other types than plain text have bytes.
-class OtherFiles {
+class Planner {
 public:
-    OtherFiles(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter) {
-        for (const auto& [find, source, atCap] : finds) {
-            const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
-            if (find.type != PlainText && !Judge(find, size, filter)) {
-                ranges_.push_back({find.startSector, find.startSector + (size - 1) / medium.sectorSize});
+    Planner(const MediumShape& medium, const PlanFilter& filter, const std::map<std::int32_t, std::int64_t>& caps)
+        : medium_(medium), filter_(filter), caps_(caps) {}
+
+    Plan Make(const std::vector<Outcome>& outcomes) {
+        for (const Outcome& outcome : outcomes) {
+            if (outcome.finding.verdict == Verdict::Whole) {
+                wholes_.push_back(outcome.startSector);
             }
         }
-        std::ranges::sort(ranges_, {}, &Range::first);
-        for (std::size_t i = 1; i < ranges_.size(); ++i) {
-            ranges_[i].last = std::max(ranges_[i].last, ranges_[i - 1].last);
+        std::ranges::sort(wholes_);
+        for (const Outcome& outcome : outcomes) {
+            PlannedFile file = FileOf(outcome);
+            if (const auto reason = Judge(outcome, file)) {
+                plan_.passedOver.push_back({outcome, *reason, ""});
+            } else {
+                Place(std::move(file), outcome);
+            }
         }
-    }
-
-    bool Contain(std::int64_t sector) const {
-        const auto behind = std::ranges::upper_bound(ranges_, sector, {}, &Range::first);
-        return behind != ranges_.begin() && std::prev(behind)->last >= sector;
+        return std::move(plan_);
     }
 
 private:
-    // `last` is that of all ranges up to this one.
-    struct Range {
-        std::int64_t first;
-        std::int64_t last;
-    };
-    std::vector<Range> ranges_;
+    std::int64_t ByteOf(std::int64_t sector) const { return sector * medium_.sectorSize; }
+
+    PlannedFile FileOf(const Outcome& outcome) const {
+        PlannedFile file;
+        file.finding = outcome.finding;
+        file.reported = outcome.reported;
+        file.types = {outcome.finding.type};
+        for (const ReportedClaim& claim : outcome.reported) {
+            if (std::ranges::find(file.types, claim.type) == file.types.end()) {
+                file.types.push_back(claim.type);
+            }
+            file.atSizeCap = file.atSizeCap ||
+                             (claim.size == outcome.finding.size && claim.size == FileTypeCatalog[claim.type].maxSize);
+        }
+        const bool reachesEnd = ByteOf(outcome.startSector) + file.finding.size == medium_.sizeInBytes;
+        file.cutAtEnd = file.finding.verdict == Verdict::Truncated && reachesEnd;
+        if (!filter_.asReported) {
+            EndAtNextWhole(outcome.startSector, file.finding);
+        }
+        EndAtCap(file);
+        file.extents = {{outcome.startSector, file.finding.size}};
+        return file;
+    }
+
+    void EndAtNextWhole(std::int64_t startSector, Finding& finding) const {
+        const auto next = std::ranges::upper_bound(wholes_, startSector);
+        if (finding.verdict == Verdict::Whole || next == wholes_.end()) {
+            return;
+        }
+        if (const std::int64_t room = ByteOf(*next - startSector); finding.size > room) {
+            finding.size = room;
+            finding.why += "; it ends where a whole file begins";
+        }
+    }
+
+    void EndAtCap(PlannedFile& file) const {
+        const std::int64_t cap = CapOf(file.finding.type, caps_);
+        if (file.finding.size > cap) {
+            file.finding.size = cap;
+            file.finding.verdict = Verdict::Truncated;
+            file.finding.why = "cut at the largest size that was asked for";
+        }
+        file.atSizeCap = file.atSizeCap || file.finding.size == cap;
+    }
+
+    std::optional<NotWanted> Judge(const Outcome& outcome, const PlannedFile& file) const {
+        const Finding& finding = file.finding;
+        if (!std::ranges::binary_search(filter_.types, finding.type)) {
+            return NotWanted::Type;
+        }
+        if (outcome.finding.verdict == Verdict::NoFile) {
+            return NotWanted::NoFile;
+        }
+        if (!filter_.only.empty() && std::ranges::find(filter_.only, finding.verdict) == filter_.only.end()) {
+            return NotWanted::Verdict;
+        }
+        if (const auto smallest = filter_.minSize.For(finding.type); smallest && finding.size < *smallest) {
+            return NotWanted::TooSmall;
+        }
+        if (const auto largest = filter_.maxSize.For(finding.type); largest && finding.size > *largest) {
+            return NotWanted::TooLarge;
+        }
+        return std::nullopt;
+    }
+
+    // Puts a file where it belongs: into the plan, or into the whole file around it.
+    void Place(PlannedFile file, const Outcome& outcome) {
+        const std::int64_t start = ByteOf(file.StartSector());
+        const bool isInside = start < coverEnd_;
+        if (isInside && (IsPlainText(file.finding) || !filter_.asReported)) {
+            PlannedFile& container = plan_.files[cover_];
+            if (IsPlainText(file.finding)) {
+                plan_.passedOver.push_back({outcome, NotWanted::TextInFile, container.path});
+                return;
+            }
+            Embed(std::move(file), outcome, container);
+            return;
+        }
+        file.path = PathOf(file);
+        plan_.files.push_back(std::move(file));
+        const Finding& finding = plan_.files.back().finding;
+        const bool covers = filter_.asReported ? !IsPlainText(finding) : finding.verdict == Verdict::Whole;
+        if (covers && start + finding.size > coverEnd_) {
+            coverEnd_ = start + finding.size;
+            cover_ = plan_.files.size() - 1;
+        }
+    }
+
+    void Embed(PlannedFile file, const Outcome& outcome, PlannedFile& container) {
+        const std::int64_t room = coverEnd_ - ByteOf(file.StartSector());
+        file.finding.size = std::min(file.finding.size, room);
+        file.extents.front().bytes = file.finding.size;
+        container.embedded.push_back({file.StartSector(), file.finding});
+        if (!filter_.withEmbedded) {
+            plan_.passedOver.push_back({outcome, NotWanted::Embedded, container.path});
+            return;
+        }
+        file.container = container.path;
+        const std::string extension = ExtensionOf(file.finding);
+        file.path = fmt::format("{}.embedded/f{:010}.{}", container.path, file.StartSector(), extension);
+        plan_.files.push_back(std::move(file));
+    }
+
+    // Several files of one extension begin at one sector only where the scanners' sizes are taken: those behind the
+    // first are numbered.
+    std::string PathOf(const PlannedFile& file) {
+        const std::string extension = ExtensionOf(file.finding);
+        if (file.StartSector() != namedStart_) {
+            namedStart_ = file.StartSector();
+            namesThere_.clear();
+        }
+        const int number = ++namesThere_[extension];
+        const std::string suffix = number == 1 ? "" : fmt::format("-{}", number);
+        const char* const folder = file.finding.beginsInMiddle ? "pieces/" : "";
+        return fmt::format("{0}/{1}f{2:010}{3}.{0}", extension, folder, file.StartSector(), suffix);
+    }
+
+    const MediumShape& medium_;
+    const PlanFilter& filter_;
+    const std::map<std::int32_t, std::int64_t>& caps_;
+    std::vector<std::int64_t> wholes_;
+    Plan plan_;
+    // Where the file ends that holds what begins inside it, and its place in the plan.
+    std::int64_t coverEnd_ = 0;
+    std::size_t cover_ = 0;
+    std::int64_t namedStart_ = -1;
+    std::map<std::string, int> namesThere_;
 };
 
-PlannedFile FileOf(const Claim& claim) {
-    PlannedFile file;
-    file.startSector = claim.startSector;
-    file.size = claim.size;
-    file.sizeSource = claim.sizeSource;
-    file.cutAtEnd = claim.cutAtEnd;
-    file.atSizeCap = claim.atSizeCap;
-    return file;
-}
+// Types whose files another type, which says more about them, claims too: any ASF file, of which sounds and films are
+// also claimed as such, and the older of the two names of one maker's raws.
+bool IsNamedByOthers(std::int32_t type) { return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf; }
 
-// Files of one extension that start at one sector but differ in size are numbered from the second on.
-void NameFiles(std::vector<PlannedFile>& files) {
-    std::map<std::string_view, int> taken;
-    std::int64_t start = -1;
-    for (PlannedFile& file : files) {
-        if (file.startSector != start) {
-            start = file.startSector;
-            taken.clear();
-        }
-        const std::string_view extension = ExtensionOf(file.claimants.front());
-        const int number = ++taken[extension];
-        const std::string suffix = number == 1 ? "" : fmt::format("-{}", number);
-        file.path = fmt::format("{0}/f{1:010}{2}.{0}", extension, start, suffix);
+Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
+    Outcome outcome{find.startSector, {}, {{find.type, find.size}}};
+    Finding& finding = outcome.finding;
+    finding.type = find.type;
+    const bool isOutside = find.startSector < 0 || find.startSector > medium.sizeInBytes / medium.sectorSize;
+    const std::int64_t room = isOutside ? 0 : medium.sizeInBytes - find.startSector * medium.sectorSize;
+    if (find.size <= 0 || room <= 0) {
+        finding.why = find.size < 0    ? "its size is negative"
+                      : find.size == 0 ? "its size is unknown"
+                                       : "it starts outside the medium";
+        return outcome;
     }
+    finding.verdict = find.size > room ? Verdict::Truncated : Verdict::Open;
+    finding.size = std::min(find.size, room);
+    finding.why = find.size > room ? "it goes on behind the medium's end" : "size as the scanner reports it";
+    return outcome;
 }
 
 }  // namespace
+
+bool IsPlainTextType(std::int32_t type) { return type == FileTypeIndex::Text; }
 
 const char* ReasonText(NotWanted reason) {
     switch (reason) {
         case NotWanted::Type:
             return "type not asked for";
+        case NotWanted::Verdict:
+            return "verdict not asked for";
         case NotWanted::TooSmall:
             return "smaller than the smallest size asked for";
         case NotWanted::TooLarge:
             return "larger than the largest size asked for";
-        case NotWanted::SizeUnknown:
-            return "size unknown";
-        case NotWanted::SizeNegative:
-            return "size is negative";
-        case NotWanted::BehindEnd:
-            return "starts outside the medium";
+        case NotWanted::NoFile:
+            return "no such file";
         case NotWanted::TextInFile:
             return "text that begins in a file of another type";
+        case NotWanted::Embedded:
+            return "embedded in a whole file";
     }
     return "";
 }
 
-Plan MakePlan(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter) {
-    Plan plan;
-    const OtherFiles otherFiles(finds, medium, filter);
-    std::vector<Claim> claims;
-    for (const auto& [find, source, atCap] : finds) {
-        const std::int64_t size = std::min(find.size, BytesFrom(find.startSector, medium));
-        if (const auto reason = Judge(find, size, filter)) {
-            plan.passedOver.push_back({find, *reason});
-            continue;
-        }
-        if (find.type == PlainText && otherFiles.Contain(find.startSector)) {
-            plan.passedOver.push_back({find, NotWanted::TextInFile});
-            continue;
-        }
-        claims.push_back({find.startSector, size, find.type, source, size < find.size, atCap});
-    }
-    const auto order = [](const Claim& claim) {
-        return std::tuple(claim.startSector, claim.size, IsNamedByOthers(claim.type), claim.type);
-    };
-    std::ranges::sort(claims, {}, order);
-    const auto isSame = [&order](const Claim& a, const Claim& b) {
-        return order(a) == order(b);
-    };
-    claims.erase(std::unique(claims.begin(), claims.end(), isSame), claims.end());
+Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+              const std::map<std::int32_t, std::int64_t>& caps) {
+    return Planner(medium, filter, caps).Make(outcomes);
+}
 
-    for (const Claim& claim : claims) {
-        const bool joins = !plan.files.empty() && plan.files.back().startSector == claim.startSector &&
-                           plan.files.back().size == claim.size;
-        if (!joins) {
-            plan.files.push_back(FileOf(claim));
-        }
-        plan.files.back().claimants.push_back(claim.type);
+std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium) {
+    std::vector<Outcome> outcomes;
+    for (const Find& find : finds) {
+        outcomes.push_back(OutcomeOf(find, medium));
     }
-    // Files that start together stand in the registry's order of their first claimants.
-    std::ranges::stable_sort(
-        plan.files, {}, [](const PlannedFile& file) { return std::tuple(file.startSector, file.claimants.front()); });
-    NameFiles(plan.files);
-    return plan;
+    const auto range = [](const Outcome& outcome) {
+        return std::tuple(outcome.startSector, outcome.finding.size, outcome.finding.verdict);
+    };
+    std::ranges::sort(outcomes, {}, [&range](const Outcome& outcome) {
+        const std::int32_t type = outcome.finding.type;
+        return std::tuple(range(outcome), IsNamedByOthers(type), type, outcome.reported.front().size);
+    });
+    std::vector<Outcome> joined;
+    for (Outcome& outcome : outcomes) {
+        const bool joins = !joined.empty() && range(joined.back()) == range(outcome);
+        if (!joins) {
+            joined.push_back(std::move(outcome));
+        } else if (joined.back().reported.back() != outcome.reported.front()) {
+            joined.back().reported.push_back(outcome.reported.front());
+        }
+    }
+    // Files that start together stand in the order of their types, but plain text behind what may hold it.
+    std::ranges::stable_sort(joined, {}, [](const Outcome& outcome) {
+        return std::tuple(outcome.startSector, IsPlainText(outcome.finding), outcome.finding.type);
+    });
+    return joined;
 }
 
 }  // namespace salvor

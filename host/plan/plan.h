@@ -1,52 +1,86 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "host/plan/size_rules.h"
-#include "host/validate/sized_find.h"
+#include "host/scan/scan_session.h"
+#include "host/validate/outcome.h"
 
 namespace salvor {
 
-/// Which finds a person wants as files.
+/// Which outcomes a person wants as files.
 struct PlanFilter {
     /// Factory indices, ascending.
     std::vector<std::int32_t> types;
     SizeRule minSize;
     SizeRule maxSize;
+    /// Empty for all.
+    std::vector<Verdict> only;
+    /// Files that begin in whole files too.
+    bool withEmbedded = false;
+    /// What scanners reported, as it is.
+    bool asReported = false;
+};
+
+/// Bytes that lie together on the medium. All extents of a file but the last end with a sector.
+struct Extent {
+    std::int64_t startSector = 0;
+    std::int64_t bytes = 0;
+    bool operator==(const Extent&) const = default;
+};
+
+/// A file that begins inside another one, which is whole.
+struct EmbeddedFile {
+    std::int64_t startSector = 0;
+    /// Its size ends with the file around it.
+    Finding finding;
 };
 
 /// One file to write.
 struct PlannedFile {
-    std::int64_t startSector = 0;
-    std::int64_t size = 0;
-    /// Factory indices of all types that claim this range. The first names the extension: the lowest of those that say
-    /// most about the file; the others ascend behind it.
-    std::vector<std::int32_t> claimants;
+    /// In the file's order; one at least.
+    std::vector<Extent> extents;
+    /// Its size is that of all extents.
+    Finding finding;
+    /// Factory indices of all types that claim it, the one that it has in front and the others ascending.
+    std::vector<std::int32_t> types;
+    std::vector<ReportedClaim> reported;
     /// Below the output folder.
     std::string path;
-    /// Who said its size, to the first claimant.
-    SizeSource sizeSource = SizeSource::Reported;
+    /// The path of the file in which it begins; empty for most.
+    std::string container;
+    std::vector<EmbeddedFile> embedded;
     /// The size passes the medium's end.
     bool cutAtEnd = false;
-    /// The size is the largest that the first claimant's files may have, so the file may go on behind it.
+    /// The size is the largest that was asked for or that the scanner reports, so the file may go on behind it.
     bool atSizeCap = false;
+
+    std::int64_t StartSector() const { return extents.front().startSector; }
+    std::int64_t Size() const { return finding.size; }
 };
 
-/// Why a find became no file.
-enum class NotWanted { Type, TooSmall, TooLarge, SizeUnknown, SizeNegative, BehindEnd, TextInFile };
+/// Any run of letters is plain text, so it is filtered and counted apart.
+bool IsPlainTextType(std::int32_t type);
+inline bool IsPlainText(const Finding& finding) { return IsPlainTextType(finding.type); }
+
+/// Why an outcome became no file.
+enum class NotWanted { Type, Verdict, TooSmall, TooLarge, NoFile, TextInFile, Embedded };
 const char* ReasonText(NotWanted reason);
 
 struct PassedOver {
-    Find find;
+    Outcome outcome;
     NotWanted reason;
+    /// The path of the file in which it begins; empty for most.
+    std::string container;
 };
 
 struct Plan {
     /// In order of their start.
     std::vector<PlannedFile> files;
-    /// In the order of the finds.
+    /// In the order of the outcomes.
     std::vector<PassedOver> passedOver;
 };
 
@@ -56,8 +90,13 @@ struct MediumShape {
     std::int32_t sectorSize = 512;
 };
 
-/// Decides which finds become files. Claims on one range become one file, and plain text that begins in a wanted file
-/// of another type becomes none.
-Plan MakePlan(const std::vector<SizedFind>& finds, const MediumShape& medium, const PlanFilter& filter);
+/// Decides which outcomes become files. What begins inside a whole file is embedded in it. A file that is not whole
+/// ends where the next whole one begins, and hides nothing. `caps` are those that the person set, in bytes by factory
+/// index.
+Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+              const std::map<std::int32_t, std::int64_t>& caps);
+
+/// The finds as outcomes without a look at the medium: one for each range that is claimed.
+std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium);
 
 }  // namespace salvor

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -13,6 +14,20 @@
 
 namespace salvor {
 
+/// Files of one kind.
+struct FileCounts {
+    std::int64_t files = 0;
+    std::int64_t bytes = 0;
+    /// By verdict; its last, that there is no file, stays 0.
+    std::array<std::int64_t, 5> byVerdict{};
+
+    void Add(Verdict verdict, std::int64_t size) {
+        ++files;
+        bytes += size;
+        ++byVerdict[static_cast<std::size_t>(verdict)];
+    }
+};
+
 /// What a run made of a plan, for the summary.
 struct ExtractTotals {
     std::int64_t written = 0;
@@ -21,13 +36,12 @@ struct ExtractTotals {
     std::int64_t bytes = 0;
     /// Files in the folder that hold unreadable sectors as zeros.
     std::int64_t withUnreadable = 0;
-    /// Files in the folder whose size the host has measured.
-    std::int64_t measured = 0;
-    /// Files in the folder whose size is bounded only.
-    std::int64_t bounded = 0;
-    /// Files and bytes by extension, in the folder now.
-    std::map<std::string, std::pair<std::int64_t, std::int64_t>> byExtension;
-    /// Finds that became no file, by reason.
+    /// Files in the folder now, by extension; plain text is counted apart.
+    std::map<std::string, FileCounts> byExtension;
+    FileCounts text;
+    /// Of the files of plain text those that begin in the middle.
+    std::int64_t pieces = 0;
+    /// What became no file, by reason.
     std::map<std::string, std::int64_t> passedOver;
 };
 
@@ -51,8 +65,14 @@ private:
 /// One line of the report: a file that is in the folder. `sectorSize` in bytes.
 Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize);
 
-/// One line of the list of finds that became no file.
-Json PassedOverRecord(const Find& find, std::string_view reason);
+/// One line of the list of what became no file.
+Json PassedOverRecord(const PassedOver& passed);
+
+/// The same for a file that could not be written.
+Json FailedRecord(const PlannedFile& file, std::string_view reason);
+
+/// Files and bytes of a kind, with the number of files by verdict.
+Json CountsToJson(const FileCounts& counts);
 
 /// The table at the end of a run, for the person.
 std::string TotalsTable(const ExtractTotals& totals);

@@ -42,9 +42,12 @@ private:
 };
 
 /// Has every scanner look at a block: `scan(scanner, part)` hands it one part after another. Parts are slices, but the
-/// whole block for types whose finds depend on where blocks end. `typeOf(scanner)` is the scanner's factory index.
-template <class Scanners, class TypeOf, class Scan>
-void ScanInSlices(const SectorBlock& block, const Scanners& scanners, TypeOf&& typeOf, Scan&& scan) {
+/// whole block for types whose finds depend on where blocks end. `typeOf(scanner)` is the scanner's factory index;
+/// `look(slice)` is handed every slice as well.
+template <class Scanners, class TypeOf, class Scan, class Look = void (*)(const SectorBlock&)>
+void ScanInSlices(
+    const SectorBlock& block, const Scanners& scanners, TypeOf&& typeOf, Scan&& scan,
+    Look&& look = [](const SectorBlock&) {}) {
     const auto needsWholeBlock = [&](const auto& scanner) {
         return FileTypeCatalog[typeOf(scanner)].dependsOnBlocks;
     };
@@ -64,6 +67,7 @@ void ScanInSlices(const SectorBlock& block, const Scanners& scanners, TypeOf&& t
                 prefetch.Step();
             }
         }
+        look(slice);
     }
     for (const auto& scanner : scanners) {
         if (needsWholeBlock(scanner)) {

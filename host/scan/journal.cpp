@@ -1,16 +1,16 @@
 #include "host/scan/journal.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <fstream>
+#include <functional>
+#include <utility>
 
 #include "host/app/failure.h"
-#include "host/files/write_all.h"
 #include "host/report/json_lines.h"
+#include "host/report/line_log.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {
@@ -18,9 +18,11 @@ namespace salvor {
 namespace {
 
 constexpr const char* FormatName = "salvor-finds";
-constexpr int FormatVersion = 1;
-// Text beyond this is handed to the system before the caller flushes.
-constexpr std::size_t PendingLimit = 1U << 20U;
+constexpr int FormatVersion = 2;
+// Without starts.
+constexpr int FirstVersion = 1;
+// Starts that one line names at most.
+constexpr std::size_t MostOfALine = 4096;
 
 // Paths are bytes and JSON is UTF-8: a path that is not valid UTF-8 is kept in hexadecimal.
 Json PathToJson(const std::string& path) {
@@ -72,32 +74,11 @@ bool IsInteger(const Json& record, const char* key) {
     return field != record.end() && field->is_number_integer();
 }
 
-// Reads a line without its line break. One that is longer than any record is skipped and given as empty text. False at
-// the end of the file.
-bool ReadLine(std::istream& file, std::string& line) {
-    constexpr std::size_t longest = std::size_t{1} << 20U;
-    bool tooLong = false;
-    line.clear();
-    int byte = file.get();
-    if (byte == EOF) {
-        return false;
-    }
-    for (; byte != EOF && byte != '\n'; byte = file.get()) {
-        tooLong = tooLong || line.size() == longest;
-        if (!tooLong) {
-            line += static_cast<char>(byte);
-        }
-    }
-    if (tooLong) {
-        line.clear();
-    }
-    return true;
-}
-
 // Throws a JSON exception or std::invalid_argument for a header that lacks a field or holds nonsense.
 JournalHeader HeaderFromJson(const Json& value) {
     JournalHeader header;
-    if (value.at("format") != FormatName || value.at("version") != FormatVersion) {
+    if (value.at("format") != FormatName ||
+        (value.at("version") != FormatVersion && value.at("version") != FirstVersion)) {
         throw std::invalid_argument("another format");
     }
     if (!IsInteger(value.at("image"), "size") || !IsInteger(value, "sector_size")) {
@@ -120,8 +101,42 @@ JournalHeader HeaderFromJson(const Json& value) {
     return header;
 }
 
+// False if there is a field of this name that is no list of ranges as `RangesToJson` writes them.
+bool TakeRanges(const Json& record, const char* key, const std::function<void(SectorRange)>& take) {
+    const auto list = record.find(key);
+    if (list == record.end() || !list->is_array()) {
+        return false;
+    }
+    for (const Json& range : *list) {
+        if (!range.is_object() || !IsInteger(range, "first") || !IsInteger(range, "count")) {
+            return false;
+        }
+        constexpr std::int64_t most = std::int64_t{1} << 62U;
+        const SectorRange sectors{range["first"].get<std::int64_t>(), range["count"].get<std::int64_t>()};
+        if (sectors.first < 0 || sectors.first > most || sectors.count < 1 || sectors.count > most) {
+            return false;
+        }
+        take(sectors);
+    }
+    return true;
+}
+
+bool TakeStarts(const Json& record, Sightings& seen) {
+    const auto sectors = record.find("sectors");
+    if (sectors == record.end() || !sectors->is_array()) {
+        return false;
+    }
+    for (const Json& sector : *sectors) {
+        if (!sector.is_number_integer()) {
+            return false;
+        }
+        seen.starts.push_back(sector.get<std::int64_t>());
+    }
+    return true;
+}
+
 // False for a record that is none of a journal's.
-bool TakeRecord(const Json& record, Journal& journal) {
+bool TakeRecord(const Json& record, Journal& journal, SectorRangeSet& unreadable) {
     if (!record.is_object() || !record.contains("record") || !record["record"].is_string()) {
         return false;
     }
@@ -134,48 +149,69 @@ bool TakeRecord(const Json& record, Journal& journal) {
         if (type < 0 || type >= FileTypeCount) {
             return false;
         }
-        journal.finds.push_back({static_cast<std::int32_t>(type), record["start_sector"].get<std::int64_t>(),
-                                 record["size"].get<std::int64_t>()});
+        journal.seen.finds.push_back({static_cast<std::int32_t>(type), record["start_sector"].get<std::int64_t>(),
+                                      record["size"].get<std::int64_t>()});
+    } else if (kind == "starts") {
+        return TakeStarts(record, journal.seen);
+    } else if (kind == "text_starts") {
+        return TakeRanges(record, "sectors", [&](SectorRange range) { journal.seen.AddTextStarts(range); });
+    } else if (kind == "unreadable") {
+        return TakeRanges(record, "sectors", [&](SectorRange range) { unreadable.Add(range); });
     } else if (kind == "summary") {
         journal.complete = record.contains("ended") && record["ended"] == "complete";
     } else {
-        return kind == "progress" || kind == "unreadable";
+        return kind == "progress";
     }
     return true;
 }
 
 }  // namespace
 
-JournalWriter::JournalWriter(const std::string& path, const JournalHeader& header)
-    : path_(path), fd_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666)) {
-    if (!fd_.IsOpen()) {
-        throw Failure(ExitStatus::NotStarted,
-                      fmt::format("cannot create the finds file '{}': {}", path, ErrorText(errno)));
-    }
-    pending_ = JsonLine(HeaderToJson(header));
+JournalWriter::JournalWriter(const std::string& path, const JournalHeader& header) : log_(path, "finds file") {
+    log_.Add(JsonLine(HeaderToJson(header)));
     Flush();
 }
 
 void JournalWriter::AddFind(const Find& find) {
     ++finds_;
-    fmt::format_to(std::back_inserter(pending_),
-                   R"({{"record":"find","type":{},"extension":"{}","start_sector":{},"size":{}}})"
-                   "\n",
-                   find.type, ExtensionOf(find.type), find.startSector, find.size);
-    if (pending_.size() > PendingLimit) {
-        Flush();
+    log_.Add(fmt::format(R"({{"record":"find","type":{},"extension":"{}","start_sector":{},"size":{}}})"
+                         "\n",
+                         find.type, ExtensionOf(find.type), find.startSector, find.size));
+}
+
+void JournalWriter::AddStart(std::int64_t sector) {
+    sighted_.starts.push_back(sector);
+    if (sighted_.starts.size() == MostOfALine) {
+        WriteSightings();
+    }
+}
+
+void JournalWriter::AddTextStart(std::int64_t sector) {
+    sighted_.AddTextStart(sector);
+    if (sighted_.textStarts.size() == MostOfALine) {
+        WriteSightings();
+    }
+}
+
+void JournalWriter::WriteSightings() {
+    const Sightings sighted = std::exchange(sighted_, {});
+    if (!sighted.starts.empty()) {
+        log_.Add(JsonLine({{"record", "starts"}, {"sectors", sighted.starts}}));
+    }
+    if (!sighted.textStarts.empty()) {
+        log_.Add(JsonLine({{"record", "text_starts"}, {"sectors", RangesToJson(sighted.textStarts)}}));
     }
 }
 
 void JournalWriter::AddProgress(std::int64_t nextSector) {
-    fmt::format_to(std::back_inserter(pending_),
-                   R"({{"record":"progress","next_sector":{},"finds":{}}})"
-                   "\n",
-                   nextSector, finds_);
+    WriteSightings();
+    log_.Add(fmt::format(R"({{"record":"progress","next_sector":{},"finds":{}}})"
+                         "\n",
+                         nextSector, finds_));
 }
 
 void JournalWriter::AddUnreadable(const std::vector<SectorRange>& ranges) {
-    pending_ += JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(ranges)}});
+    log_.Add(JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(ranges)}}));
 }
 
 void JournalWriter::AddSummary(const ScanSummary& summary) {
@@ -184,28 +220,24 @@ void JournalWriter::AddSummary(const ScanSummary& summary) {
         byType.push_back({{"type", type}, {"extension", ExtensionOf(type)}, {"finds", count}});
     }
     const double speed = summary.seconds > 0 ? static_cast<double>(summary.bytesScanned) / summary.seconds : 0;
-    pending_ += JsonLine({{"record", "summary"},
-                          {"ended", summary.complete ? "complete" : "stopped"},
-                          {"seconds", summary.seconds},
-                          {"bytes", summary.bytesScanned},
-                          {"bytes_per_second", speed},
-                          {"finds", finds_},
-                          {"finds_by_type", byType},
-                          {"unreadable", RangesToJson(summary.unreadable)}});
+    log_.Add(JsonLine({{"record", "summary"},
+                       {"ended", summary.complete ? "complete" : "stopped"},
+                       {"seconds", summary.seconds},
+                       {"bytes", summary.bytesScanned},
+                       {"bytes_per_second", speed},
+                       {"finds", finds_},
+                       {"finds_by_type", byType},
+                       {"unreadable", RangesToJson(summary.unreadable)}}));
 }
 
 void JournalWriter::Flush() {
-    const std::string text = std::exchange(pending_, {});
-    if (!WriteAll(fd_.Get(), text.data(), text.size())) {
-        throw Failure(ExitStatus::Losses,
-                      fmt::format("cannot write the finds file '{}': {}; the scan ends here", path_, ErrorText(errno)));
-    }
+    WriteSightings();
+    log_.Flush();
 }
 
 void JournalWriter::Sync() {
-    Flush();
-    // A pipe or a terminal has nothing to synchronise; that is no loss.
-    fdatasync(fd_.Get());
+    WriteSightings();
+    log_.Sync();
 }
 
 Journal ReadJournal(const std::string& path) {
@@ -224,12 +256,14 @@ Journal ReadJournal(const std::string& path) {
     } catch (const std::exception&) {
         throw fail("its first line is not the header of a finds file");
     }
+    SectorRangeSet unreadable;
     while (ReadLine(file, line)) {
         // The last line of a journal ends with a line break too; without one it was cut.
-        if (file.eof() || !TakeRecord(ParseJsonLine(line), journal)) {
+        if (file.eof() || !TakeRecord(ParseJsonLine(line), journal, unreadable)) {
             ++journal.damagedLines;
         }
     }
+    journal.seen.unreadable = unreadable.Ranges();
     return journal;
 }
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "host/files/file_descriptor.h"
 #include "host/medium/sector_ranges.h"
+#include "host/report/line_log.h"
 #include "host/scan/scan_session.h"
 
 namespace salvor {
@@ -40,6 +40,10 @@ public:
     JournalWriter(const std::string& path, const JournalHeader& header);
 
     void AddFind(const Find& find);
+    /// Ascending.
+    void AddStart(std::int64_t sector);
+    /// Ascending.
+    void AddTextStart(std::int64_t sector);
     /// These sectors, found since the last call, cannot be read.
     void AddUnreadable(const std::vector<SectorRange>& ranges);
     /// Everything in front of this sector, counted from 0, has been scanned.
@@ -49,16 +53,18 @@ public:
     void Sync();
 
 private:
-    std::string path_;
-    FileDescriptor fd_;
-    std::string pending_;
+    void WriteSightings();
+
+    LineLog log_;
     std::int64_t finds_ = 0;
+    // Not yet in the log.
+    Sightings sighted_;
 };
 
 /// A journal as read back.
 struct Journal {
     JournalHeader header;
-    std::vector<Find> finds;
+    Sightings seen;
     /// The scan went over its whole range and said so.
     bool complete = false;
     /// Lines that make no sense, among them a last line that was cut.

@@ -29,9 +29,19 @@ public:
 
     void OnFind(const Find& find) override {
         journal_.AddFind(find);
-        outcome_.finds.push_back(find);
+        outcome_.seen.finds.push_back(find);
         ++outcome_.summary.findsByType[find.type];
         ++countsByExtension_[ExtensionOf(find.type)];
+    }
+
+    void OnStart(std::int64_t sector) override {
+        journal_.AddStart(sector);
+        outcome_.seen.starts.push_back(sector);
+    }
+
+    void OnTextStart(std::int64_t sector) override {
+        journal_.AddTextStart(sector);
+        outcome_.seen.AddTextStart(sector);
     }
 
     void OnBlockDone(std::int64_t nextSector) override {
@@ -151,6 +161,7 @@ ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool 
     request.blockSectors = header.blockSize / header.sectorSize;
     request.types = header.types;
     request.caps = header.caps;
+    request.withStarts = true;
 
     ScanOutcome outcome;
     const auto start = steady_clock::now();
@@ -161,6 +172,7 @@ ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool 
     outcome.summary.complete = outcome.complete;
     outcome.summary.seconds = std::chrono::duration<double>(steady_clock::now() - start).count();
     outcome.summary.unreadable = scan.medium->Unreadable().Ranges();
+    outcome.seen.unreadable = outcome.summary.unreadable;
     journal.AddSummary(outcome.summary);
     journal.Sync();
     return outcome;

@@ -20,7 +20,7 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
 
 struct ScanOutcome {
     bool complete = false;
-    std::vector<Find> finds;
+    Sightings seen;
     ScanSummary summary;
 };
 

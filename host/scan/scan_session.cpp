@@ -5,6 +5,7 @@
 #include "host/scan/block_reader.h"
 #include "host/scan/block_slices.h"
 #include "host/scan/scanners.h"
+#include "host/scan/start_finder.h"
 #include "host/scan/stream.h"
 
 namespace salvor {
@@ -43,12 +44,25 @@ std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
     return scanners;
 }
 
+// Nothing to look for unless that is wanted.
+StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request) {
+    StartFinder finder(request.withStarts ? Validators() : std::span<const Validator* const>(), medium.SectorSize(),
+                       medium.SizeInBytes());
+    if (request.withStarts && request.range.first > 0) {
+        std::vector<std::uint8_t> before(static_cast<std::size_t>(medium.SectorSize()));
+        medium.Read(request.range.first - 1, before.data(), 1);
+        finder.SetBefore(before);
+    }
+    return finder;
+}
+
 }  // namespace
 
 bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observer) {
     const std::vector<ActiveScanner> scanners = StartScanners(request);
     StreamSource source(medium);
     FindSink sink(observer);
+    StartFinder starts = MakeStartFinder(medium, request);
     BlockReader reader(medium, request.range, request.blockSectors);
     bool stopped = false;
     while (const auto read = reader.Next()) {
@@ -64,6 +78,14 @@ bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observe
             [&sink](const ActiveScanner& active, const SectorBlock& part) {
                 sink.SetType(active.type);
                 active.scanner->ScanBlock(&part, &sink);
+            },
+            [&](const SectorBlock& part) {
+                if (request.withStarts) {
+                    starts.Look(
+                        part.data, part.firstSector - StreamStart, part.sectorCount,
+                        [&](std::int64_t sector) { observer.OnStart(sector); },
+                        [&](std::int64_t sector) { observer.OnTextStart(sector); });
+                }
             });
         observer.OnBlockDone(read->sectors.first + read->sectors.count);
     }

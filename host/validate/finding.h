@@ -35,6 +35,7 @@ struct Finding {
     std::string why = {};
     /// Text that is most likely the rest of a file whose start lies elsewhere.
     bool beginsInMiddle = false;
+    bool operator==(const Finding&) const = default;
 };
 
 }  // namespace salvor

@@ -6,8 +6,10 @@ namespace salvor {
 
 namespace {
 
-// What is read at least, since what lies next to each other is mostly wanted together.
-constexpr std::int64_t LeastRead = 0x10000;
+// What is read at least, since what lies next to each other is mostly wanted together: little at first, for most places
+// are done with their first bytes.
+constexpr std::int64_t FirstRead = 0x2000;
+constexpr std::int64_t LargestLeastRead = 0x10000;
 
 }  // namespace
 
@@ -16,7 +18,8 @@ Place::Place(Medium& medium, std::int64_t startSector, const Neighbours& neighbo
       medium_(medium),
       startSector_(startSector),
       neighbours_(neighbours),
-      allowance_(allowance) {}
+      allowance_(allowance),
+      leastRead_(FirstRead) {}
 
 std::int64_t Place::NextStart(std::int64_t offset) const { return Next(neighbours_.starts, offset); }
 
@@ -35,11 +38,12 @@ ByteSpan Place::LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t l
         const std::int64_t sectorSize = SectorSize();
         const std::int64_t first = offset / sectorSize;
         const std::int64_t end =
-            std::min(std::max(offset + static_cast<std::int64_t>(length), first * sectorSize + LeastRead), Limit());
+            std::min(std::max(offset + static_cast<std::int64_t>(length), first * sectorSize + leastRead_), Limit());
         const std::int64_t count = (end - 1) / sectorSize + 1 - first;
         if (!allowance_.Take(count * sectorSize)) {
             return {};
         }
+        leastRead_ = std::min(2 * leastRead_, LargestLeastRead);
         buffer_.resize(static_cast<std::size_t>(count * sectorSize));
         medium_.Read(startSector_ + first, buffer_.data(), count);
         bufferStart_ = first * sectorSize;

@@ -50,6 +50,7 @@ private:
     std::int64_t startSector_;
     const Neighbours& neighbours_;
     ReadAllowance& allowance_;
+    std::int64_t leastRead_;
     // Whole sectors, the first of which begins at bufferStart_.
     std::vector<std::uint8_t> buffer_;
     std::int64_t bufferStart_ = 0;

@@ -47,6 +47,9 @@ struct Validator {
     /// Asked only where `begins` holds. Reads a few times the file's size at most, and ends for any bytes. When the
     /// place is exhausted, its bytes end; what is said then does not count.
     Finding (*validate)(Place& file);
+    /// Factory indices of the types whose finds are this validator's to judge: where it sees no file, they become none.
+    /// Where this is empty, it judges all finds at whose start `begins` holds.
+    std::span<const std::int32_t> types = {};
 };
 
 /// All validators. Those in front are believed more where two findings are equally sure.

@@ -17,9 +17,8 @@ using namespace test;
 
 PlannedFile FileAt(std::int64_t startSector, std::int64_t size) {
     PlannedFile file;
-    file.startSector = startSector;
-    file.size = size;
-    file.claimants = {46};
+    file.extents = {{startSector, size}};
+    file.finding.size = size;
     file.path = "png/f" + std::to_string(startSector) + ".png";
     return file;
 }
@@ -57,8 +56,8 @@ TEST_F(FileWriterTest, CopiesTheRangeFromAFileAndFromADevice) {
                                         FileAt(sectors, 300), FileAt(sectors - 1, 812)}) {
             const WriteResult result = writer.Write(file);
             EXPECT_EQ(result.outcome, WriteOutcome::Written) << result.error;
-            EXPECT_EQ(test::ReadFile(out / file.path), Slice(file.startSector, file.size)) << file.path;
-            EXPECT_EQ(result.sha256, HashOf(Slice(file.startSector, file.size)));
+            EXPECT_EQ(test::ReadFile(out / file.path), Slice(file.StartSector(), file.Size())) << file.path;
+            EXPECT_EQ(result.sha256, HashOf(Slice(file.StartSector(), file.Size())));
             EXPECT_FALSE(std::filesystem::exists((out / file.path).string() + ".part"));
         }
     }

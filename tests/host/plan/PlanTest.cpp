@@ -19,18 +19,15 @@ constexpr std::int32_t Jpg = FileTypeIndex::JpegGraphics;
 constexpr std::int32_t Png = FileTypeIndex::Png;
 constexpr MediumShape Shape{100 * 512 + 10, 512};
 
-Plan PlanOf(const std::vector<Find>& finds, const PlanFilter& filter = {AllTypes(), {}, {}}) {
-    std::vector<SizedFind> sized;
-    for (const Find& find : finds) {
-        sized.push_back({find, SizeSource::Reported, find.size == 2000});
-    }
-    return MakePlan(sized, Shape, filter);
+Plan PlanOf(const std::vector<Find>& finds, PlanFilter filter = {AllTypes(), {}, {}, {}}) {
+    filter.asReported = true;
+    return MakePlan(ReportedOutcomes(finds, Shape), Shape, filter, {{Png, 2000}});
 }
 
 // A planned file in one line.
 std::string Describe(const PlannedFile& file) {
-    std::string text = fmt::format("{} {} by", file.path, file.size);
-    for (const std::int32_t type : file.claimants) {
+    std::string text = fmt::format("{} {} by", file.path, file.Size());
+    for (const std::int32_t type : file.types) {
         text += fmt::format(" {}", type);
     }
     text += file.cutAtEnd ? " cut" : "";
@@ -78,14 +75,15 @@ TEST(Plan, CutsAtTheMediumsEndAndSaysWhyAFindIsNoFile) {
                               {Png, largest, largest},
                               {Png, 5, 0},
                               {Png, 5, -8}});
-    EXPECT_EQ(Describe(plan), (Texts{"png/f0000000098.png 1034 by 46 cut", "jpg/f0000000099.jpg 522 by 42 46 cut",
-                                     "png/f0000000100.png 10 by 46 cut"}));
-    std::vector<NotWanted> reasons;
+    EXPECT_EQ(Describe(plan), (Texts{"png/f0000000098.png 1034 by 46 cut", "jpg/f0000000099.jpg 522 by 42 cut",
+                                     "png/f0000000099.png 522 by 46", "png/f0000000100.png 10 by 46 cut"}));
+    Texts reasons;
     for (const PassedOver& passed : plan.passedOver) {
-        reasons.push_back(passed.reason);
+        EXPECT_EQ(passed.reason, NotWanted::NoFile);
+        reasons.push_back(passed.outcome.finding.why);
     }
-    EXPECT_EQ(reasons, (std::vector<NotWanted>{NotWanted::BehindEnd, NotWanted::BehindEnd, NotWanted::BehindEnd,
-                                               NotWanted::SizeUnknown, NotWanted::SizeNegative}));
+    EXPECT_EQ(reasons, (Texts{"it starts outside the medium", "its size is negative", "its size is unknown",
+                              "it starts outside the medium", "it starts outside the medium"}));
 }
 
 TEST(Plan, LeavesOutTextThatBeginsInAnotherFile) {
@@ -100,14 +98,14 @@ TEST(Plan, LeavesOutTextThatBeginsInAnotherFile) {
     std::vector<std::int64_t> left;
     for (const PassedOver& passed : plan.passedOver) {
         EXPECT_EQ(passed.reason, NotWanted::TextInFile);
-        left.push_back(passed.find.startSector);
+        left.push_back(passed.outcome.startSector);
     }
     EXPECT_EQ(left, (std::vector<std::int64_t>{10, 11, 13, 14, 21, 30}));
-    EXPECT_EQ(PlanOf(finds, {{Txt}, {}, {}}).files.size(), 9U) << "without the others wanted";
+    EXPECT_EQ(PlanOf(finds, {{Txt}, {}, {}, {}}).files.size(), 9U) << "without the others wanted";
 }
 
 TEST(Plan, FiltersByTypeAndSizeBeforeAnythingIsWritten) {
-    PlanFilter filter{{Exif, Jpg, Png}, ParseSizeRule("--min-size", {"500", "png=1K"}), {}};
+    PlanFilter filter{{Exif, Jpg, Png}, ParseSizeRule("--min-size", {"500", "png=1K"}), {}, {}};
     filter.maxSize = ParseSizeRule("--max-size", {"46=1.5K"});
     const Plan plan = PlanOf({{Jpg, 1, 499},
                               {Jpg, 2, 500},
@@ -123,7 +121,7 @@ TEST(Plan, FiltersByTypeAndSizeBeforeAnythingIsWritten) {
                                      "png/f0000000005.png 1536 by 46", "jpg/f0000000007.jpg 40000 by 42"}));
     std::vector<std::pair<std::int64_t, NotWanted>> passed;
     for (const PassedOver& one : plan.passedOver) {
-        passed.emplace_back(one.find.startSector, one.reason);
+        passed.emplace_back(one.outcome.startSector, one.reason);
     }
     EXPECT_EQ(passed, (std::vector<std::pair<std::int64_t, NotWanted>>{{1, NotWanted::TooSmall},
                                                                        {3, NotWanted::TooSmall},
@@ -131,6 +129,54 @@ TEST(Plan, FiltersByTypeAndSizeBeforeAnythingIsWritten) {
                                                                        {8, NotWanted::Type},
                                                                        {100, NotWanted::TooSmall}}))
         << "a file that is cut counts with what is left of it";
+}
+
+// An outcome in one line: sector, type, size, verdict.
+Outcome At(std::int64_t sector, std::int32_t type, std::int64_t size, Verdict verdict, bool beginsInMiddle = false) {
+    Outcome outcome;
+    outcome.startSector = sector;
+    outcome.finding = {verdict, size, type, type == Doc ? "docm" : "", "because", beginsInMiddle};
+    return outcome;
+}
+
+Plan PlanOfOutcomes(const std::vector<Outcome>& outcomes, const PlanFilter& filter = {AllTypes(), {}, {}, {}}) {
+    return MakePlan(outcomes, Shape, filter, {{Png, 2000}});
+}
+
+TEST(Plan, KeepsWhatBeginsInAWholeFileForThat) {
+    const std::vector<Outcome> outcomes{At(10, Doc, 5 * 512, Verdict::Whole), At(11, Jpg, 600, Verdict::Whole),
+                                        At(12, Txt, 300, Verdict::Open), At(14, Png, 900, Verdict::Open),
+                                        At(15, Txt, 300, Verdict::Open, true)};
+    const Plan plan = PlanOfOutcomes(outcomes);
+    EXPECT_EQ(Describe(plan), (Texts{"docm/f0000000010.docm 2560 by 0", "txt/pieces/f0000000015.txt 300 by 28"}));
+    ASSERT_EQ(plan.files[0].embedded.size(), 2U);
+    EXPECT_EQ(plan.files[0].embedded[1].finding.size, 512) << "it ends with the file around it";
+    PlanFilter filter{AllTypes(), {}, {}, {}};
+    filter.withEmbedded = true;
+    EXPECT_EQ(
+        Describe(PlanOfOutcomes(outcomes, filter)),
+        (Texts{"docm/f0000000010.docm 2560 by 0", "docm/f0000000010.docm.embedded/f0000000011.jpg 600 by 42",
+               "docm/f0000000010.docm.embedded/f0000000014.png 512 by 46", "txt/pieces/f0000000015.txt 300 by 28"}));
+    std::erase(filter.types, Doc);
+    EXPECT_EQ(PlanOfOutcomes(outcomes, filter).files.size(), 4U) << "nothing is part of a file that is not wanted";
+}
+
+TEST(Plan, LetsNoFileThatIsNotWholeHideAnything) {
+    for (const Verdict verdict : {Verdict::Open, Verdict::Truncated, Verdict::Damaged}) {
+        const std::vector<Outcome> outcomes{At(10, Doc, 50 * 512, verdict), At(12, Txt, 300, Verdict::Open),
+                                            At(14, Jpg, 600, Verdict::Damaged), At(20, Png, 900, Verdict::Whole)};
+        EXPECT_EQ(Describe(PlanOfOutcomes(outcomes)),
+                  (Texts{"docm/f0000000010.docm 5120 by 0", "txt/f0000000012.txt 300 by 28",
+                         "jpg/f0000000014.jpg 600 by 42", "png/f0000000020.png 900 by 46"}));
+        PlanFilter filter{AllTypes(), {}, {}, {verdict}};
+        EXPECT_EQ(PlanOfOutcomes(outcomes, filter).files.front().Size(), 5120) << "whatever is asked for";
+    }
+}
+
+TEST(Plan, NeverCutsAWholeFileButWhereThatIsAskedFor) {
+    const Plan plan = PlanOfOutcomes({At(1, Png, 2001, Verdict::Whole), At(20, Jpg, 30000, Verdict::Whole)});
+    EXPECT_EQ(Describe(plan), (Texts{"png/f0000000001.png 2000 by 46 cap", "jpg/f0000000020.jpg 30000 by 42"}));
+    EXPECT_EQ(plan.files[0].finding.verdict, Verdict::Truncated);
 }
 
 TEST(SizeRules, UnderstandUnitsAndRefuseWhatIsNoSize) {

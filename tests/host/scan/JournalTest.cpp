@@ -36,6 +36,10 @@ void WriteJournal(const std::filesystem::path& path, const std::string& image, b
         writer.AddFind(find);
         writer.AddProgress(find.startSector);
     }
+    for (const std::int64_t sector : {5, 6, 9, 10, 11, 4000}) {
+        writer.AddStart(sector);
+        writer.AddTextStart(sector);
+    }
     writer.AddUnreadable({{7, 2}});
     ScanSummary summary;
     summary.complete = complete;
@@ -57,7 +61,10 @@ TEST(Journal, GivesBackWhatWasWritten) {
         EXPECT_EQ(journal.header.range, (SectorRange{5, 4000}));
         EXPECT_EQ(journal.header.types, (std::vector<std::int32_t>{Exif, Jpg, Png}));
         EXPECT_EQ(journal.header.caps, (std::map<std::int32_t, std::int64_t>{{Png, 50 << 20}}));
-        EXPECT_EQ(journal.finds, Finds);
+        EXPECT_EQ(journal.seen.finds, Finds);
+        EXPECT_EQ(journal.seen.starts, (std::vector<std::int64_t>{5, 6, 9, 10, 11, 4000}));
+        EXPECT_EQ(journal.seen.textStarts, (std::vector<SectorRange>{{5, 2}, {9, 3}, {4000, 1}}));
+        EXPECT_EQ(journal.seen.unreadable, (std::vector<SectorRange>{{7, 2}}));
         EXPECT_TRUE(journal.complete);
         EXPECT_EQ(journal.damagedLines, 0);
     }
@@ -84,8 +91,8 @@ TEST(Journal, IsReadableWhereverItWasCut) {
         for (std::size_t at = text.find("\"find\""); at != std::string::npos; at = text.find("\"find\"", at + 1)) {
             lines += text.find('\n', at) != std::string::npos ? 1U : 0U;
         }
-        ASSERT_EQ(journal.finds.size(), lines) << length;
-        EXPECT_TRUE(std::equal(journal.finds.begin(), journal.finds.end(), Finds.begin()));
+        ASSERT_EQ(journal.seen.finds.size(), lines) << length;
+        EXPECT_TRUE(std::equal(journal.seen.finds.begin(), journal.seen.finds.end(), Finds.begin()));
         EXPECT_FALSE(journal.complete) << length;
         EXPECT_EQ(journal.damagedLines, !cut.empty() && length > headerEnd && cut.back() != '\n' ? 1 : 0) << length;
     }
@@ -102,6 +109,9 @@ TEST(Journal, PassesOverLinesThatMakeNoSense) {
                                             R"({"record":"find","type":46,"start_sector":1.5,"size":1})",
                                             R"({"record":"find","type":46,"start_sector":1})",
                                             R"({"record":"find","type":"46","start_sector":1,"size":1})",
+                                            R"({"record":"starts","sectors":[1.5]})",
+                                            R"({"record":"text_starts","sectors":[{"first":-1,"count":1}]})",
+                                            R"({"record":"unreadable","sectors":[7]})",
                                             R"({"record":7})",
                                             R"([1,2])",
                                             "null",
@@ -113,7 +123,7 @@ TEST(Journal, PassesOverLinesThatMakeNoSense) {
     }
     test::WriteFile(folder / "bad", text);
     const Journal journal = ReadJournal(folder / "bad");
-    EXPECT_EQ(journal.finds, Finds);
+    EXPECT_EQ(journal.seen.finds, Finds);
     EXPECT_EQ(journal.damagedLines, static_cast<std::int64_t>(nonsense.size()));
 
     const std::string header = text.substr(0, text.find('\n'));
@@ -122,8 +132,10 @@ TEST(Journal, PassesOverLinesThatMakeNoSense) {
         changed.replace(changed.find(from), from.size(), to);
         return changed + '\n';
     };
+    test::WriteFile(folder / "first", replaced("\"version\":2", "\"version\":1"));
+    EXPECT_TRUE(ReadJournal(folder / "first").seen.starts.empty()) << "the first version knows no starts";
     for (const std::string& line :
-         {replaced("\"version\":1", "\"version\":2"), replaced("salvor-finds", "other"),
+         {replaced("\"version\":2", "\"version\":3"), replaced("salvor-finds", "other"),
           replaced("\"sector_size\":520", "\"sector_size\":0"), replaced("\"sector_size\":520", "\"sector_size\":8192"),
           replaced("\"size\":2097152", "\"size\":\"x\""), std::string("\n"), std::string("[]\n")}) {
         test::WriteFile(folder / "bad", line);

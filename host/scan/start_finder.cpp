@@ -1,0 +1,110 @@
+#include "host/scan/start_finder.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+
+namespace salvor {
+
+namespace {
+
+// Signatures lie within as many bytes of a file, so that they lie within any sector.
+constexpr std::size_t HeadBytes = 512;
+
+// What a signature wants of one byte of a file: nothing where the mask is 0.
+struct WantedByte {
+    std::uint8_t value = 0;
+    std::uint8_t mask = 0;
+    bool Is(std::uint8_t byte) const { return ((byte ^ value) & mask) == 0; }
+};
+
+WantedByte WantedAt(const StartSignature& signature, std::size_t offset) {
+    if (offset < signature.offset || offset >= signature.offset + signature.bytes.size()) {
+        return {};
+    }
+    const std::size_t i = offset - signature.offset;
+    const auto mask = i < signature.mask.size() ? static_cast<std::uint8_t>(signature.mask[i]) : std::uint8_t{0xFF};
+    return {static_cast<std::uint8_t>(signature.bytes[i]), mask};
+}
+
+bool Stands(const StartSignature& signature, ByteSpan sector) {
+    const std::size_t end = signature.offset + signature.bytes.size();
+    if (sector.size() < end) {
+        return false;
+    }
+    for (std::size_t at = signature.offset; at < end; ++at) {
+        if (!WantedAt(signature, at).Is(sector[at])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool FitsPair(const StartSignature& signature, std::size_t at, std::uint32_t pair) {
+    return WantedAt(signature, at).Is(static_cast<std::uint8_t>(pair)) &&
+           WantedAt(signature, at + 1).Is(static_cast<std::uint8_t>(pair >> 8U));
+}
+
+// How often two bytes at an offset let a signature through that does not stand there. Media are full of zeros.
+int WeightOf(const StartSignature& signature, std::size_t at) {
+    const int freeBits =
+        16 - std::popcount(WantedAt(signature, at).mask) - std::popcount(WantedAt(signature, at + 1).mask);
+    return (1 << freeBits) + (FitsPair(signature, at, 0) || FitsPair(signature, at, 0xFFFF) ? 0x10000 : 0);
+}
+
+}  // namespace
+
+StartFinder::StartFinder(std::span<const Validator* const> validators, std::int32_t sectorSize,
+                         std::int64_t mediumBytes)
+    : sectorSize_(sectorSize), mediumBytes_(mediumBytes) {
+    for (const Validator* const validator : validators) {
+        for (const StartSignature& signature : validator->starts) {
+            if (!signature.bytes.empty() && signature.offset + signature.bytes.size() <= HeadBytes) {
+                signatures_.push_back({validator, signature});
+                AddProbe(signature);
+            }
+        }
+    }
+}
+
+bool StartFinder::IsStart(ByteSpan sector) const {
+    return std::ranges::any_of(signatures_, [sector](const Own& own) {
+        return Stands(own.signature, sector) && own.validator->begins(sector);
+    });
+}
+
+void StartFinder::SetBefore(ByteSpan sector) {
+    const ByteSpan last = sector.last(std::min(sector.size(), PreviousTailBytes));
+    tail_.assign(last.begin(), last.end());
+}
+
+ByteSpan StartFinder::SectorAt(const std::uint8_t* bytes, std::int64_t sector) const {
+    const std::int64_t left = mediumBytes_ - sector * sectorSize_;
+    return {bytes, static_cast<std::size_t>(std::clamp<std::int64_t>(left, 0, sectorSize_))};
+}
+
+void StartFinder::AddProbe(const StartSignature& signature) {
+    const std::size_t from = signature.offset > 0 ? signature.offset - 1 : 0;
+    const std::size_t to = std::min(signature.offset + signature.bytes.size(), HeadBytes - 1);
+    std::size_t best = from;
+    int least = std::numeric_limits<int>::max();
+    for (std::size_t at = from; at < to; ++at) {
+        // A further place to look at costs every sector.
+        const bool isProbed = std::ranges::find(probes_, at, &Probe::offset) != probes_.end();
+        if (const int weight = 2 * WeightOf(signature, at) - (isProbed ? 1 : 0); weight < least) {
+            least = weight;
+            best = at;
+        }
+    }
+    auto probe = std::ranges::find(probes_, best, &Probe::offset);
+    if (probe == probes_.end()) {
+        probe = probes_.insert(probes_.end(), {best, std::vector<std::uint64_t>(0x10000 / 64)});
+    }
+    for (std::uint32_t pair = 0; pair < 0x10000; ++pair) {
+        if (FitsPair(signature, best, pair)) {
+            probe->values[pair / 64] |= std::uint64_t{1} << (pair % 64);
+        }
+    }
+}
+
+}  // namespace salvor

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "frame/bytes/Bytes.h"
+#include "host/medium/medium.h"
+#include "host/validate/text_starts.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+/// Looks for the validators' own signatures at sector starts. A sector without one costs a few loads from its first
+/// bytes.
+class StartFinder {
+public:
+    /// `sectorSize` in bytes. `mediumBytes` tells how much of the last sector is there.
+    StartFinder(std::span<const Validator* const> validators, std::int32_t sectorSize, std::int64_t mediumBytes);
+
+    /// Does a file of a format begin with this sector, as far as its own bytes tell?
+    bool IsStart(ByteSpan sector) const;
+
+    /// Looks at `count` sectors, whose bytes begin at `data`; the first has the number `first`. Parts are shown in
+    /// ascending order without a gap, for a text begins where the bytes in front are none.
+    template <class TakeStart, class TakeText>
+    void Look(const std::uint8_t* data, std::int64_t first, std::int64_t count, TakeStart&& takeStart,
+              TakeText&& takeText) {
+        for (std::int64_t i = 0; i < count; ++i) {
+            const std::uint8_t* const bytes = data + i * sectorSize_;
+            if (HasMark(bytes) && IsStart(SectorAt(bytes, first + i))) {
+                takeStart(first + i);
+            }
+            if (MayBeginText(i == 0 ? ByteSpan(tail_) : ByteSpan(bytes - PreviousTailBytes, PreviousTailBytes),
+                             SectorAt(bytes, first + i))) {
+                takeText(first + i);
+            }
+        }
+        if (count > 0) {
+            SetBefore({data + (count - 1) * sectorSize_, static_cast<std::size_t>(sectorSize_)});
+        }
+    }
+
+    /// The sector in front of the first one to be looked at; none at the medium's start.
+    void SetBefore(ByteSpan sector);
+
+private:
+    // A sector has a mark where the two bytes at an offset are those of a signature.
+    struct Probe {
+        std::size_t offset;
+        // A bit for each value of the two bytes.
+        std::vector<std::uint64_t> values;
+    };
+    struct Own {
+        const Validator* validator;
+        StartSignature signature;
+    };
+
+    bool HasMark(const std::uint8_t* bytes) const {
+        bool has = false;
+        for (const Probe& probe : probes_) {
+            const std::uint16_t value = LoadPair(bytes + probe.offset);
+            has |= (probe.values[value / 64U] >> (value % 64U) & 1U) != 0;
+        }
+        return has;
+    }
+    static std::uint16_t LoadPair(const std::uint8_t* bytes) {
+        return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8U);
+    }
+    ByteSpan SectorAt(const std::uint8_t* bytes, std::int64_t sector) const;
+    void AddProbe(const StartSignature& signature);
+
+    std::int64_t sectorSize_;
+    std::int64_t mediumBytes_;
+    std::vector<Probe> probes_;
+    std::vector<Own> signatures_;
+    std::vector<std::uint8_t> tail_;
+};
+
+}  // namespace salvor

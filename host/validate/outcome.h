@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/validate/finding.h"
+
+namespace salvor {
+
+/// What a scanner said of a file: its type's factory index and its size in bytes.
+struct ReportedClaim {
+    std::int32_t type = 0;
+    std::int64_t size = 0;
+    bool operator==(const ReportedClaim&) const = default;
+};
+
+/// What is at a place where a find or a start lies; one a place.
+struct Outcome {
+    std::int64_t startSector = 0;
+    /// With verdict `NoFile` it says why there is none, and its type is that of the first claim.
+    Finding finding;
+    /// What scanners reported here, in the order of their types; empty for a start that only validators saw.
+    std::vector<ReportedClaim> reported;
+    bool operator==(const Outcome&) const = default;
+};
+
+/// The extension of the file that a finding describes, without a dot.
+std::string ExtensionOf(const Finding& finding);
+
+}  // namespace salvor

@@ -1,0 +1,209 @@
+#include "host/validate/outcomes_file.h"
+
+#include <FileTypeCatalog.h>
+#include <fmt/format.h>
+
+#include <array>
+#include <fstream>
+
+#include "host/files/sha256.h"
+#include "host/report/json_lines.h"
+
+namespace salvor {
+
+namespace {
+
+constexpr const char* FormatName = "salvor-outcomes";
+constexpr int FormatVersion = 1;
+constexpr std::array<Verdict, 5> Verdicts{Verdict::Whole, Verdict::Open, Verdict::Truncated, Verdict::Damaged,
+                                          Verdict::NoFile};
+constexpr std::array<const char*, 3> PhaseNames{"structure", "bounded", "text"};
+
+void PutFinding(Json& record, const Finding& finding) {
+    record["verdict"] = VerdictName(finding.verdict);
+    record["type"] = finding.type;
+    record["extension"] = finding.type < 0 ? "" : ExtensionOf(finding);
+    record["size"] = finding.size;
+    record["why"] = finding.why;
+    if (finding.beginsInMiddle) {
+        record["begins_in_middle"] = true;
+    }
+}
+
+// The readers of records throw a JSON exception or std::invalid_argument for what makes no sense.
+std::int64_t IntegerIn(const Json& record, const char* key) {
+    const Json& value = record.at(key);
+    if (!value.is_number_integer()) {
+        throw std::invalid_argument("no whole number");
+    }
+    return value.get<std::int64_t>();
+}
+
+std::int32_t TypeIn(const Json& record, const char* key, std::int32_t least) {
+    const std::int64_t type = IntegerIn(record, key);
+    if (type < least || type >= FileTypeCount) {
+        throw std::invalid_argument("no such type");
+    }
+    return static_cast<std::int32_t>(type);
+}
+
+std::size_t IndexIn(std::span<const char* const> names, const std::string& name) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (name == names[i]) {
+            return i;
+        }
+    }
+    throw std::invalid_argument("no such name");
+}
+
+Finding FindingIn(const Json& record) {
+    std::array<const char*, Verdicts.size()> names{};
+    std::ranges::transform(Verdicts, names.begin(), VerdictName);
+    Finding finding;
+    finding.verdict = Verdicts[IndexIn(names, record.at("verdict").get<std::string>())];
+    finding.type = TypeIn(record, "type", -1);
+    finding.size = IntegerIn(record, "size");
+    finding.why = record.at("why").get<std::string>();
+    finding.extension = record.at("extension").get<std::string>();
+    if (finding.type >= 0 && finding.extension == FileTypeCatalog[finding.type].extension) {
+        finding.extension.clear();
+    }
+    finding.beginsInMiddle = record.value("begins_in_middle", false);
+    return finding;
+}
+
+Json OutcomeToJson(const Outcome& outcome) {
+    Json record{{"record", "outcome"}, {"start_sector", outcome.startSector}};
+    PutFinding(record, outcome.finding);
+    Json reported = Json::array();
+    for (const ReportedClaim& claim : outcome.reported) {
+        reported.push_back({{"type", claim.type}, {"size", claim.size}});
+    }
+    record["reported"] = reported;
+    return record;
+}
+
+Outcome OutcomeIn(const Json& record) {
+    Outcome outcome;
+    outcome.startSector = IntegerIn(record, "start_sector");
+    outcome.finding = FindingIn(record);
+    if (outcome.finding.type < 0) {
+        throw std::invalid_argument("no type");
+    }
+    for (const Json& claim : record.at("reported")) {
+        outcome.reported.push_back({TypeIn(claim, "type", 0), IntegerIn(claim, "size")});
+    }
+    return outcome;
+}
+
+void TakeRecord(const Json& record, OutcomesRead& read) {
+    const auto kind = record.at("record").get<std::string>();
+    if (kind == "finding") {
+        KnownFinding known;
+        known.startSector = IntegerIn(record, "start_sector");
+        known.phase = static_cast<Validator::Phase>(IndexIn(PhaseNames, record.at("phase").get<std::string>()));
+        known.validator = record.at("validator").get<std::string>();
+        known.finding = FindingIn(record);
+        known.cost = IntegerIn(record, "cost");
+        read.known.push_back(std::move(known));
+    } else if (kind == "outcome") {
+        read.validation.outcomes.push_back(OutcomeIn(record));
+    } else if (kind == "summary") {
+        read.validation.complete = record.at("ended") == "complete";
+    } else {
+        throw std::invalid_argument("no such record");
+    }
+}
+
+}  // namespace
+
+std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps) {
+    Sha256 hash;
+    const auto add = [&hash](std::initializer_list<std::int64_t> numbers) {
+        hash.Add(numbers.begin(), numbers.size() * sizeof(std::int64_t));
+    };
+    add({medium.SizeInBytes(), medium.SectorSize(), std::ssize(seen.finds), std::ssize(seen.starts),
+         std::ssize(seen.textStarts), std::ssize(seen.unreadable)});
+    for (const Find& find : seen.finds) {
+        add({find.type, find.startSector, find.size});
+    }
+    for (const std::int64_t start : seen.starts) {
+        add({start});
+    }
+    for (const auto& ranges : {seen.textStarts, seen.unreadable}) {
+        for (const SectorRange& range : ranges) {
+            add({range.first, range.count});
+        }
+    }
+    for (const auto& [type, cap] : caps) {
+        add({type, cap});
+    }
+    return hash.Hex();
+}
+
+OutcomesWriter::OutcomesWriter(const std::string& path, const std::string& digest) : log_(path, "outcomes file") {
+    log_.Add(JsonLine({{"record", "header"},
+                       {"format", FormatName},
+                       {"version", FormatVersion},
+                       {"program", "salvor " SALVOR_VERSION},
+                       {"of", digest}}));
+    log_.Flush();
+}
+
+void OutcomesWriter::AddFinding(const KnownFinding& finding) {
+    Json record{{"record", "finding"},
+                {"start_sector", finding.startSector},
+                {"phase", PhaseNames[static_cast<std::size_t>(finding.phase)]},
+                {"validator", finding.validator}};
+    PutFinding(record, finding.finding);
+    record["cost"] = finding.cost;
+    log_.Add(JsonLine(record));
+}
+
+void OutcomesWriter::Add(const Validation& validation) {
+    std::map<std::string, std::int64_t> byVerdict;
+    for (const Outcome& outcome : validation.outcomes) {
+        log_.Add(JsonLine(OutcomeToJson(outcome)));
+        ++byVerdict[VerdictName(outcome.finding.verdict)];
+    }
+    log_.Add(JsonLine(
+        {{"record", "summary"}, {"ended", validation.complete ? "complete" : "stopped"}, {"by_verdict", byVerdict}}));
+    log_.Sync();
+}
+
+std::optional<OutcomesRead> ReadOutcomes(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string line;
+    if (!file || !ReadLine(file, line)) {
+        return std::nullopt;
+    }
+    OutcomesRead read;
+    try {
+        const Json header = ParseJsonLine(line);
+        if (header.at("format") != FormatName || header.at("version") != FormatVersion) {
+            return std::nullopt;
+        }
+        read.digest = header.at("of").get<std::string>();
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+    while (ReadLine(file, line)) {
+        try {
+            if (file.eof()) {
+                throw std::invalid_argument("a line that was cut");
+            }
+            TakeRecord(ParseJsonLine(line), read);
+        } catch (const std::exception&) {
+            ++read.damagedLines;
+        }
+    }
+    if (read.damagedLines > 0) {
+        read.validation.complete = false;
+    }
+    if (!read.validation.complete) {
+        read.validation.outcomes.clear();
+    }
+    return read;
+}
+
+}  // namespace salvor

@@ -1,0 +1,97 @@
+#include "host/validate/validate_run.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "host/app/progress.h"
+#include "host/app/stop_request.h"
+#include "host/validate/outcomes_file.h"
+
+namespace salvor {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+class FileObserver : public ValidateObserver {
+public:
+    FileObserver(OutcomesWriter& writer, std::int64_t mediumBytes, bool quiet)
+        : writer_(writer), mediumBytes_(mediumBytes), progress_("validating", mediumBytes * PhaseCount, quiet) {}
+
+    bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
+        progress_.Update(static_cast<std::int64_t>(phase) * mediumBytes_ + byte, counts_);
+        if (const auto now = steady_clock::now(); now >= nextSync_) {
+            constexpr std::chrono::seconds syncInterval(2);
+            writer_.Sync();
+            nextSync_ = now + syncInterval;
+        }
+        return StopRequested();
+    }
+
+    void OnFinding(const KnownFinding& finding) override {
+        writer_.AddFinding(finding);
+        if (finding.finding.verdict != Verdict::NoFile && finding.finding.type >= 0) {
+            ++counts_[ExtensionOf(finding.finding)];
+        }
+    }
+
+private:
+    static constexpr std::int64_t PhaseCount = 3;
+
+    OutcomesWriter& writer_;
+    std::int64_t mediumBytes_;
+    Progress progress_;
+    std::map<std::string, std::int64_t> counts_;
+    steady_clock::time_point nextSync_ = steady_clock::now();
+};
+
+}  // namespace
+
+std::string OutcomesPathOf(const std::string& findsPath) {
+    const std::filesystem::path path(findsPath);
+    std::string name = path.filename().string();
+    constexpr std::string_view finds = "finds";
+    const std::size_t at = name.rfind(finds);
+    name = at == std::string::npos ? name + ".outcomes" : name.replace(at, finds.size(), "outcomes");
+    return (path.parent_path() / name).string();
+}
+
+Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
+                            const std::string& path, const std::string& earlier, bool quiet) {
+    const std::string digest = DigestOf(medium, seen, caps);
+    OutcomesRead known;
+    for (const std::string& one : {path, earlier}) {
+        auto read = one.empty() ? std::nullopt : ReadOutcomes(one);
+        if (!read || read->digest != digest) {
+            continue;
+        }
+        if (read->validation.complete) {
+            return std::move(read->validation);
+        }
+        if (read->known.size() > known.known.size()) {
+            known = *std::move(read);
+        }
+    }
+    OutcomesWriter writer(path, digest);
+    FileObserver observer(writer, medium.SizeInBytes(), quiet);
+    ValidateRequest request;
+    request.caps = caps;
+    request.known = known.known;
+    Validation validation = ValidateFinds(medium, seen, request, observer);
+    writer.Add(validation);
+    return validation;
+}
+
+std::string OutcomesTable(const Validation& validation) {
+    std::map<Verdict, std::int64_t> counts;
+    for (const Outcome& outcome : validation.outcomes) {
+        ++counts[outcome.finding.verdict];
+    }
+    return fmt::format("{} whole, {} open, {} truncated, {} damaged; {} finds are no files\n", counts[Verdict::Whole],
+                       counts[Verdict::Open], counts[Verdict::Truncated], counts[Verdict::Damaged],
+                       counts[Verdict::NoFile]);
+}
+
+}  // namespace salvor
