@@ -3,10 +3,10 @@
 
     make-seeds.py DIRECTORY
 
-makes DIRECTORY/factory, DIRECTORY/reader and DIRECTORY/measure. The seeds of
+makes DIRECTORY/factory, DIRECTORY/reader and DIRECTORY/validate. The seeds of
 fuzz_factory are the fixtures of ../samples and small made-up files of the
 types that have no fixture; those of fuzz_reader are noise; those of
-fuzz_measure are made up, one for each structure.
+fuzz_validate are the fixtures.
 """
 
 import os
@@ -88,23 +88,13 @@ def reader_seeds():
         yield "noise%d" % number, bytes(noise.randrange(256) for _ in range(32 << number % 4))
 
 
-def measure_seeds():
-    for name, order, mark in (("little", "<", b"II*\0"), ("big", ">", b"MM\0*"), ("letters", "<", b"IIRO")):
-        def directory(entries, link):
-            table = b"".join(struct.pack(order + "HHII", *entry) for entry in entries)
-            return struct.pack(order + "H", len(entries)) + table + struct.pack(order + "I", link)
-        strips = struct.pack(order + "4I", 512, 1024, 100, 200)
-        # At 24, 66, 108 and 150.
-        first = directory(((273, 4, 2, 8), (279, 4, 2, 16), (330, 13, 1, 66)), 108)
-        inner = directory(((324, 4, 1, 900), (325, 4, 1, 90), (34665, 4, 1, 150)), 24)
-        chained = directory(((513, 4, 1, 600), (514, 4, 1, 60), (50740, 1, 4, 66)), 0)
-        exif = directory(((37500, 7, 300, 700), (0x7200, 4, 1, 800), (0x7201, 4, 1, 80)), 0)
-        yield "tiff-" + name, b"\0" + mark + struct.pack(order + "I", 24) + strips + first + inner + chained + exif \
-            + bytes(1200)
-    pieces = struct.pack(">6I", 148, 300, 500, 20, 600, 900)
-    yield "raf", b"\0FUJIFILMCCD-RAW ".ljust(85, b"0") + pieces + bytes(12) + struct.pack(">4I", 0, 0, 900, 700) \
-        + bytes(1500)
-    yield "x3f", b"\0FOVb" + bytes(96) + b"SECd" + struct.pack("<6I", 0x20000, 1, 28, 72, 1, 100) + bytes(300)
+def validate_seeds():
+    for name in sorted(os.listdir(FIXTURES)):
+        with open(os.path.join(FIXTURES, name), "rb") as file:
+            data = file.read(60000)
+        yield name, b"\0" + data
+        # With what is around it validated too, at small sectors.
+        yield name + ".all", b"\x80" + data
 
 
 def main():
@@ -112,7 +102,7 @@ def main():
         print("usage: make-seeds.py DIRECTORY", file=sys.stderr)
         return 2
     for target, seeds in (("factory", factory_seeds()), ("reader", reader_seeds()),
-                          ("measure", measure_seeds())):
+                          ("validate", validate_seeds())):
         directory = os.path.join(sys.argv[1], target)
         os.makedirs(directory, exist_ok=True)
         for name, data in seeds:

@@ -3,17 +3,18 @@
 #
 #     fuzz/run.sh SECONDS [TARGET...]
 #
+# Targets are factory, reader, validate, and validate-NAME for a single validator, such as validate-zip.
 # The corpora grow in build/fuzz/corpus; inputs that break a rule are left in build/fuzz/found.
 set -euo pipefail
 
 if [[ $# -lt 1 || ! $1 =~ ^[0-9]+$ ]]; then
-    echo "usage: fuzz/run.sh SECONDS [factory|reader|measure]..." >&2
+    echo "usage: fuzz/run.sh SECONDS [factory|reader|validate|validate-NAME]..." >&2
     exit 2
 fi
 seconds=$1
 shift
 targets=("$@")
-[[ ${#targets[@]} -gt 0 ]] || targets=(factory reader measure)
+[[ ${#targets[@]} -gt 0 ]] || targets=(factory reader validate)
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source cmake/setup.sh
@@ -32,7 +33,10 @@ for target in "${targets[@]}"; do
     fi
     echo "fuzz_$target: $seconds seconds"
     log=$salvor_fuzz_dir/$target.log
-    if ! "$salvor_fuzz_dir/bin/fuzz_$target" "${options[@]}" "$corpus" "$salvor_fuzz_dir/seeds/$target" >"$log" 2>&1; then
+    binary=$salvor_fuzz_dir/bin/fuzz_${target%%-*}
+    one=()
+    [[ $target != validate-* ]] || one=(env "SALVOR_VALIDATOR=${target#*-}")
+    if ! "${one[@]}" "$binary" "${options[@]}" "$corpus" "$salvor_fuzz_dir/seeds/${target%%-*}" >"$log" 2>&1; then
         tail -n 60 "$log" >&2
         echo "fuzz_$target found a fault; the input is in $salvor_fuzz_dir/found" >&2
         exit 1

@@ -84,7 +84,7 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
                        const std::string& folder, bool quiet) {
     Validation validation;
     if (filter.asReported) {
-        validation = {ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}), true};
+        validation = {ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}, filter.types), true};
     } else {
         const std::string own = (std::filesystem::path(folder) / "outcomes.jsonl").string();
         const std::string beside = OutcomesPathOf(origin.findsPath);

@@ -224,13 +224,16 @@ Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, c
     return Planner(medium, filter, caps).Make(outcomes);
 }
 
-std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium) {
+std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
+                                      const std::vector<std::int32_t>& wanted) {
     std::vector<Outcome> outcomes;
     for (const Find& find : finds) {
         outcomes.push_back(OutcomeOf(find, medium));
     }
-    const auto range = [](const Outcome& outcome) {
-        return std::tuple(outcome.startSector, outcome.finding.size, outcome.finding.verdict);
+    const auto range = [&wanted](const Outcome& outcome) {
+        const Finding& finding = outcome.finding;
+        return std::tuple(outcome.startSector, finding.size, finding.verdict, IsPlainText(finding),
+                          std::ranges::binary_search(wanted, finding.type));
     };
     std::ranges::sort(outcomes, {}, [&range](const Outcome& outcome) {
         const std::int32_t type = outcome.finding.type;

@@ -96,7 +96,9 @@ struct MediumShape {
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
 
-/// The finds as outcomes without a look at the medium: one for each range that is claimed.
-std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium);
+/// The finds as outcomes without a look at the medium: one for each range that is claimed by wanted types, which
+/// ascend.
+std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
+                                      const std::vector<std::int32_t>& wanted);
 
 }  // namespace salvor

@@ -215,6 +215,7 @@ void JournalWriter::AddUnreadable(const std::vector<SectorRange>& ranges) {
 }
 
 void JournalWriter::AddSummary(const ScanSummary& summary) {
+    WriteSightings();
     Json byType = Json::array();
     for (const auto& [type, count] : summary.findsByType) {
         byType.push_back({{"type", type}, {"extension", ExtensionOf(type)}, {"finds", count}});

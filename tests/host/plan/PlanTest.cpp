@@ -21,7 +21,7 @@ constexpr MediumShape Shape{100 * 512 + 10, 512};
 
 Plan PlanOf(const std::vector<Find>& finds, PlanFilter filter = {AllTypes(), {}, {}, {}}) {
     filter.asReported = true;
-    return MakePlan(ReportedOutcomes(finds, Shape), Shape, filter, {{Png, 2000}});
+    return MakePlan(ReportedOutcomes(finds, Shape, filter.types), Shape, filter, {{Png, 2000}});
 }
 
 // A planned file in one line.
@@ -74,7 +74,7 @@ TEST(Plan, CutsAtTheMediumsEndAndSaysWhyAFindIsNoFile) {
                               {Png, -1, 600},
                               {Png, largest, largest},
                               {Png, 5, 0},
-                              {Png, 5, -8}});
+                              {Png, 6, -8}});
     EXPECT_EQ(Describe(plan), (Texts{"png/f0000000098.png 1034 by 46 cut", "jpg/f0000000099.jpg 522 by 42 cut",
                                      "png/f0000000099.png 522 by 46", "png/f0000000100.png 10 by 46 cut"}));
     Texts reasons;
@@ -82,7 +82,7 @@ TEST(Plan, CutsAtTheMediumsEndAndSaysWhyAFindIsNoFile) {
         EXPECT_EQ(passed.reason, NotWanted::NoFile);
         reasons.push_back(passed.outcome.finding.why);
     }
-    EXPECT_EQ(reasons, (Texts{"it starts outside the medium", "its size is negative", "its size is unknown",
+    EXPECT_EQ(reasons, (Texts{"it starts outside the medium", "its size is unknown", "its size is negative",
                               "it starts outside the medium", "it starts outside the medium"}));
 }
 
@@ -145,7 +145,7 @@ Plan PlanOfOutcomes(const std::vector<Outcome>& outcomes, const PlanFilter& filt
 
 TEST(Plan, KeepsWhatBeginsInAWholeFileForThat) {
     const std::vector<Outcome> outcomes{At(10, Doc, 5 * 512, Verdict::Whole), At(11, Jpg, 600, Verdict::Whole),
-                                        At(12, Txt, 300, Verdict::Open), At(14, Png, 900, Verdict::Open),
+                                        At(13, Txt, 300, Verdict::Open), At(14, Png, 900, Verdict::Open),
                                         At(15, Txt, 300, Verdict::Open, true)};
     const Plan plan = PlanOfOutcomes(outcomes);
     EXPECT_EQ(Describe(plan), (Texts{"docm/f0000000010.docm 2560 by 0", "txt/pieces/f0000000015.txt 300 by 28"}));
