@@ -213,8 +213,7 @@ TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
     ASSERT_EQ(RunProgram("validate --quiet " + Quoted(folder / "finds")).status, 0);
     // 48 blocks of 1024 bytes: larger files cannot be written.
     const test::ProgramRun run =
-        RunProgram("extract " + Quoted(folder / "finds") + " --quiet --out " + Quoted(folder / "out"),
-                   "ulimit -f 48;");
+        RunProgram("extract " + Quoted(folder / "finds") + " --quiet --out " + Quoted(folder / "out"), "ulimit -f 48;");
     EXPECT_EQ(run.status, 1);
     std::size_t failed = 0;
     for (const json& record : ReadLines(folder / "out/skipped.jsonl")) {
