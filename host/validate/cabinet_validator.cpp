@@ -209,9 +209,12 @@ Finding Validate(Place& file) {
 
 constexpr StartSignature Starts[] = {{Signature}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Cab};
+
 }  // namespace
 
 extern const Validator CabinetValidator;
-const Validator CabinetValidator{.name = "cabinet", .starts = Starts, .begins = Begins, .validate = Validate};
+const Validator CabinetValidator{
+    .name = "cabinet", .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
 
 }  // namespace salvor

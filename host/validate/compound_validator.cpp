@@ -199,9 +199,15 @@ Finding Validate(Place& file) {
 
 constexpr StartSignature Starts[] = {{"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Doc, FileTypeIndex::Xls, FileTypeIndex::Ppt, FileTypeIndex::Vsd,
+                                  FileTypeIndex::Mpp, FileTypeIndex::Pub, FileTypeIndex::Msg, FileTypeIndex::Dcd,
+                                  FileTypeIndex::Et,  FileTypeIndex::Dps, FileTypeIndex::Fla, FileTypeIndex::Max,
+                                  FileTypeIndex::P65, FileTypeIndex::Qpw, FileTypeIndex::Shw};
+
 }  // namespace
 
 extern const Validator CompoundValidator;
-const Validator CompoundValidator{.name = "compound", .starts = Starts, .begins = Begins, .validate = Validate};
+const Validator CompoundValidator{
+    .name = "compound", .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
 
 }  // namespace salvor

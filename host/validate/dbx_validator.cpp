@@ -98,9 +98,11 @@ Finding Validate(Place& file) {
 
 constexpr StartSignature Starts[] = {{"\xCF\xAD\x12\xFE"sv}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Dbx};
+
 }  // namespace
 
 extern const Validator DbxValidator;
-const Validator DbxValidator{.name = "dbx", .starts = Starts, .begins = Begins, .validate = Validate};
+const Validator DbxValidator{.name = "dbx", .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
 
 }  // namespace salvor

@@ -119,10 +119,13 @@ Finding ValidateFlash(Place& file) {
 
 constexpr StartSignature Starts[] = {{"FWS"}, {"CWS"}, {"ZWS"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Swf};
+
 }  // namespace
 
 /// Flash movies. Source: SWF File Format Specification 19, chapter 2.
 extern const Validator FlashValidator;
-const Validator FlashValidator{.name = "flash", .starts = Starts, .begins = BeginsFlash, .validate = ValidateFlash};
+const Validator FlashValidator{
+    .name = "flash", .starts = Starts, .begins = BeginsFlash, .validate = ValidateFlash, .types = Types};
 
 }  // namespace salvor

@@ -94,10 +94,13 @@ Finding ValidateFlv(Place& file) {
 
 constexpr StartSignature Starts[] = {{"FLV\1"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Flv};
+
 }  // namespace
 
 /// Flash video. Source: Adobe Flash Video File Format Specification 10.1, annex E.
 extern const Validator FlvValidator;
-const Validator FlvValidator{.name = "flv", .starts = Starts, .begins = BeginsFlv, .validate = ValidateFlv};
+const Validator FlvValidator{
+    .name = "flv", .starts = Starts, .begins = BeginsFlv, .validate = ValidateFlv, .types = Types};
 
 }  // namespace salvor

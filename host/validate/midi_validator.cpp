@@ -122,10 +122,13 @@ Finding ValidateMidi(Place& file) {
 
 constexpr StartSignature Starts[] = {{"MThd"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Mid};
+
 }  // namespace
 
 /// Standard MIDI files. Source: Standard MIDI Files 1.0.
 extern const Validator MidiValidator;
-const Validator MidiValidator{.name = "midi", .starts = Starts, .begins = BeginsMidi, .validate = ValidateMidi};
+const Validator MidiValidator{
+    .name = "midi", .starts = Starts, .begins = BeginsMidi, .validate = ValidateMidi, .types = Types};
 
 }  // namespace salvor

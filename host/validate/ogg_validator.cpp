@@ -173,12 +173,16 @@ bool BeginsOgg(ByteSpan head) { return IsPageStart(head) && (head[FlagsOffset] &
 
 constexpr StartSignature Starts[] = {{"OggS"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Ogg};
+
 }  // namespace
 
 /// Ogg. Source: RFC 3533.
 extern const Validator OggValidator;
-const Validator OggValidator{.name = "ogg", .starts = Starts, .begins = BeginsOgg, .validate = [](Place& file) {
-                                 return OggWalk(file).Run();
-                             }};
+const Validator OggValidator{.name = "ogg",
+                             .starts = Starts,
+                             .begins = BeginsOgg,
+                             .validate = [](Place& file) { return OggWalk(file).Run(); },
+                             .types = Types};
 
 }  // namespace salvor

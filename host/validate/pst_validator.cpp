@@ -184,9 +184,11 @@ Finding Validate(Place& file) {
 
 constexpr StartSignature Starts[] = {{"!BDN"sv}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Pst};
+
 }  // namespace
 
 extern const Validator PstValidator;
-const Validator PstValidator{.name = "pst", .starts = Starts, .begins = Begins, .validate = Validate};
+const Validator PstValidator{.name = "pst", .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
 
 }  // namespace salvor

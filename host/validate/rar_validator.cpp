@@ -230,9 +230,11 @@ Finding Validate(Place& file) {
 
 constexpr StartSignature Starts[] = {{"Rar!\x1A\x07\0"sv}, {"Rar!\x1A\x07\1\0"sv}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Rar};
+
 }  // namespace
 
 extern const Validator RarValidator;
-const Validator RarValidator{.name = "rar", .starts = Starts, .begins = Begins, .validate = Validate};
+const Validator RarValidator{.name = "rar", .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
 
 }  // namespace salvor

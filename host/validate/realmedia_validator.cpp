@@ -130,13 +130,16 @@ bool BeginsRealMedia(ByteSpan head) {
 
 constexpr StartSignature Starts[] = {{".RMF"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Rm};
+
 }  // namespace
 
 /// RealMedia files. Source: RealMedia File Format (RMFF) Reference, on headers, data chunk and packets.
 extern const Validator RealMediaValidator;
-const Validator RealMediaValidator{
-    .name = "realmedia", .starts = Starts, .begins = BeginsRealMedia, .validate = [](Place& file) {
-        return RealMediaWalk(file).Run();
-    }};
+const Validator RealMediaValidator{.name = "realmedia",
+                                   .starts = Starts,
+                                   .begins = BeginsRealMedia,
+                                   .validate = [](Place& file) { return RealMediaWalk(file).Run(); },
+                                   .types = Types};
 
 }  // namespace salvor

@@ -51,9 +51,12 @@ Finding Validate(Place& file) {
 
 constexpr StartSignature Starts[] = {{"7z\xBC\xAF\x27\x1C"sv}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::SevenZip};
+
 }  // namespace
 
 extern const Validator SevenZipValidator;
-const Validator SevenZipValidator{.name = "7z", .starts = Starts, .begins = Begins, .validate = Validate};
+const Validator SevenZipValidator{
+    .name = "7z", .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
 
 }  // namespace salvor

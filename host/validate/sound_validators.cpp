@@ -114,6 +114,9 @@ Finding ValidateSmaf(Place& file) {
 
 constexpr StartSignature SmafStarts[] = {{"MMMD"}};
 
+constexpr std::int32_t AuTypes[] = {FileTypeIndex::Au};
+constexpr std::int32_t SmafTypes[] = {FileTypeIndex::Mmf};
+
 }  // namespace
 
 std::int64_t EndOfOpenSound(Place& file, std::int64_t from) {
@@ -143,10 +146,12 @@ std::int64_t EndOfOpenSound(Place& file, std::int64_t from) {
 
 /// Sun and NeXT sounds. Source: the .snd audio file header of Sun and NeXT.
 extern const Validator AuValidator;
-const Validator AuValidator{.name = "au", .starts = AuStarts, .begins = BeginsAu, .validate = ValidateAu};
+const Validator AuValidator{
+    .name = "au", .starts = AuStarts, .begins = BeginsAu, .validate = ValidateAu, .types = AuTypes};
 
 /// SMAF ringtones. Source: SMAF specification, file chunk.
 extern const Validator SmafValidator;
-const Validator SmafValidator{.name = "smaf", .starts = SmafStarts, .begins = BeginsSmaf, .validate = ValidateSmaf};
+const Validator SmafValidator{
+    .name = "smaf", .starts = SmafStarts, .begins = BeginsSmaf, .validate = ValidateSmaf, .types = SmafTypes};
 
 }  // namespace salvor

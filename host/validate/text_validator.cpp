@@ -170,10 +170,16 @@ Finding Validate(Place& file) {
     return TextOf(run.end, why, BeginsInMiddle(head));
 }
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Text};
+
 }  // namespace
 
 extern const Validator TextValidator;
-const Validator TextValidator{
-    .name = "text", .phase = Validator::Phase::Text, .starts = {}, .begins = Begins, .validate = Validate};
+const Validator TextValidator{.name = "text",
+                              .phase = Validator::Phase::Text,
+                              .starts = {},
+                              .begins = Begins,
+                              .validate = Validate,
+                              .types = Types};
 
 }  // namespace salvor

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include <FileTypeCatalog.h>
 #include "formats/ZipMembers.h"
 #include "host/validate/broken.h"
 #include "host/validate/validator.h"
@@ -76,9 +77,13 @@ constexpr StartSignature Starts[] = {
     {"PK00PK\3\4"sv},
 };
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Docx, FileTypeIndex::Xlsx, FileTypeIndex::Pptx, FileTypeIndex::Odt,
+                                  FileTypeIndex::Ods,  FileTypeIndex::Odp,  FileTypeIndex::Odg,  FileTypeIndex::Odb,
+                                  FileTypeIndex::Zip,  FileTypeIndex::Odf,  FileTypeIndex::Jar,  FileTypeIndex::Pxl};
+
 }  // namespace
 
 extern const Validator ZipValidator;
-const Validator ZipValidator{.name = "zip", .starts = Starts, .begins = Begins, .validate = Validate};
+const Validator ZipValidator{.name = "zip", .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
 
 }  // namespace salvor
