@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 #include "frame/read/FileWindow.h"
 #include "frame/read/KFileSimulator.h"
@@ -147,10 +148,11 @@ std::optional<std::int64_t> KMSGFileType::OwnEntriesBytes(const Candidate& candi
         phase_ = from % entryBytes;
         gap_.Forget();
     }
-    // Behind the medium there is no free entry.
-    constexpr std::int64_t farthest = std::int64_t{1} << 60U;
-    const std::int64_t readable = std::clamp<std::int64_t>(MediumSize(candidate.block), 0,
-                                                           std::max<std::int64_t>(std::min(run_.maxSize, farthest), 0));
+    // Behind the medium there is no free entry. A cap near 2^63 on a medium of unknown size leaves no place to search.
+    const std::int64_t readable = std::max<std::int64_t>(std::min(run_.maxSize, MediumSize(candidate.block)), 0);
+    if (readable / entryBytes * entryBytes > std::numeric_limits<std::int64_t>::max() - from) {
+        return std::nullopt;
+    }
     const std::int64_t end = from + readable / entryBytes * entryBytes;
     const auto free = gap_.Find(base, from, end, [&](std::int64_t at, std::int64_t last) -> Gap::Step {
         const ByteSpan piece = budget_.IsExhausted() ? ByteSpan() : entries.Read(at - base, last - base);

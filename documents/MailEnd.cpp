@@ -81,9 +81,6 @@ std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, s
         views = std::min(views, static_cast<std::int64_t>(candidate.RestOfBlock().size()) / sectorSize - 1);
     }
     budget_.BeginWalk();
-    if (Memories::areOff) {
-        Forget();
-    }
     FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), budget_);
     const std::int64_t end = base + views * sectorSize;
 

@@ -12,9 +12,10 @@ namespace {
 constexpr std::int64_t ReadLimit = 0x4000000;
 // The end search reads in pieces of this many bytes that do not overlap: a marker whose first byte is one of the last
 // two of a piece is not seen.
-constexpr std::uint32_t ChunkBytes = 0x7E00;
+constexpr std::int64_t ChunkBytes = 0x7E00;
 
-constexpr BytePattern EndMarker = BytePatternOf<"\xFF\xD9">();
+constexpr auto EndMarkerBytes = PatternOf("\xFF\xD9");
+constexpr BytePattern EndMarker{EndMarkerBytes};
 
 constexpr std::int64_t StartMarkerBytes = 2;
 constexpr std::uint8_t MarkerPrefix = 0xFF;
@@ -51,36 +52,78 @@ JpegEndSearch::Stretch JpegEndSearch::SegmentAt(KFileSimulator& reader, std::int
     return {.to = offset + static_cast<std::int64_t>(marker.size()) + length, .facts = {isImage}, .isEnd = isImage};
 }
 
+// Reads chunks of the end search, each behind the last byte of the one in front of it. Media with sectors that cannot
+// be read show bytes there that depend on what is read in which order: so no byte is read but in its chunk.
+class JpegEndSearch::Chunks {
+public:
+    Chunks(KFileSimulator& reader, std::int64_t first) : reader_(reader), first_(first) {}
+
+    std::int64_t StartOf(std::int64_t position) const { return position - (position - first_) % ChunkBytes; }
+
+    /// False if the chunk cannot be read whole.
+    bool Load(std::int64_t start) {
+        if (start == start_) {
+            return true;
+        }
+        bytes_[0] = start == start_ + ChunkBytes ? bytes_.back() : std::uint8_t{0};
+        reader_.Seek(start);
+        start_ = reader_.Read(bytes_.data() + 1, ChunkBytes) ? start : -1;
+        return start_ == start;
+    }
+
+    ByteSpan Bytes() const { return ByteSpan(bytes_).subspan(1); }
+    /// With the byte in front of the chunk.
+    ByteSpan BytesBehindLast() const { return bytes_; }
+
+private:
+    KFileSimulator& reader_;
+    std::int64_t first_;
+    std::int64_t start_ = -1;
+    std::array<std::uint8_t, 1 + ChunkBytes> bytes_{};
+};
+
+// Steps to the next end marker at any place, chunk by chunk.
+Gap::Step JpegEndSearch::NextMarker(Chunks& chunks, std::int64_t base, std::int64_t at) const {
+    const std::int64_t position = at - base;
+    const std::int64_t start = chunks.StartOf(position);
+    // A marker at the last byte shows in the next chunk.
+    const bool isLast = position == start + ChunkBytes - 1;
+    if (budget_.IsExhausted() || !chunks.Load(start) || (isLast && !chunks.Load(start + ChunkBytes))) {
+        return {at, false};
+    }
+    if (isLast) {
+        return {at + (HasPatternAt(chunks.BytesBehindLast(), 0, EndMarkerBytes) ? 0 : 1),
+                HasPatternAt(chunks.BytesBehindLast(), 0, EndMarkerBytes)};
+    }
+    const ByteSpan bytes = chunks.Bytes();
+    if (const auto marker = EndMarker.FindIn(bytes, static_cast<std::size_t>(position - start))) {
+        return {base + start + static_cast<std::int64_t>(*marker), true};
+    }
+    return {base + start + ChunkBytes - (bytes.back() == MarkerPrefix ? 1 : 0), false};
+}
+
 std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(const Candidate& candidate, std::int64_t from) {
     // Every read of the candidate succeeds, so what others have shown holds for it too.
     const bool mayReuse = KFileSimulator::Serves(candidate.block);
     const std::int64_t base = row_.PlaceOf(candidate.startSector);
     KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit, &budget_);
-    std::array<std::uint8_t, ChunkBytes> bytes{};
-    const auto advance = [&](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
-        reader.Seek(at - base);
-        if (budget_.IsExhausted() || !reader.Read(bytes.data(), ChunkBytes)) {
-            return {at, false};
-        }
-        if (const auto marker = EndMarker.FindIn(bytes)) {
-            return {at + static_cast<std::int64_t>(*marker), true};
-        }
-        return {at + static_cast<std::int64_t>(ChunkBytes - EndMarker.size()) + 1, false};
-    };
-    for (std::int64_t chunk = from; chunk < ReadLimit; chunk += ChunkBytes) {
+    Chunks chunks(reader, from);
+    for (std::int64_t start = from; start < ReadLimit; start += ChunkBytes) {
         if (mayReuse) {
-            const auto marker = gap_.Find(base, base + chunk, base + ReadLimit + ChunkBytes, advance);
+            const std::int64_t end = chunks.StartOf(ReadLimit - 1) + ChunkBytes;
+            const auto marker = gap_.Find(base, base + start, base + end, [&](std::int64_t at, std::int64_t /*end*/) {
+                return NextMarker(chunks, base, at);
+            });
             if (!marker) {
                 return std::nullopt;
             }
-            chunk += (*marker - base - chunk) / ChunkBytes * ChunkBytes;
+            start = chunks.StartOf(*marker - base);
         }
-        reader.Seek(chunk);
-        if (chunk >= ReadLimit || !reader.Read(bytes.data(), ChunkBytes)) {
+        if (!chunks.Load(start)) {
             return std::nullopt;
         }
-        if (const auto marker = EndMarker.FindIn(ByteSpan(bytes).first(ChunkBytes - 1))) {
-            return chunk + static_cast<std::int64_t>(*marker + EndMarker.size());
+        if (const auto marker = EndMarker.FindIn(chunks.Bytes().first(ChunkBytes - 1))) {
+            return start + static_cast<std::int64_t>(*marker + EndMarker.size());
         }
     }
     return std::nullopt;

@@ -44,6 +44,8 @@ private:
     using Stretch = Trail<Facts>::Stretch;
 
     static Stretch SegmentAt(KFileSimulator& reader, std::int64_t offset);
+    class Chunks;
+    Gap::Step NextMarker(Chunks& chunks, std::int64_t base, std::int64_t at) const;
     std::optional<std::int64_t> SearchEndMarker(const Candidate& candidate, std::int64_t from);
 
     Budget budget_;

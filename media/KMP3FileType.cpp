@@ -44,11 +44,15 @@ template <class Searched>
 std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std::int64_t base, std::int64_t position,
                                       std::int64_t count) {
     constexpr std::size_t places = 4096;
-    KFileSimulator reader(&candidate.block, candidate.startSector, LengthLimit);
-    std::array<std::uint8_t, places + Searched::Bytes - 1> piece{};
+    // Made where the gap does not answer.
+    std::optional<KFileSimulator> reader;
+    std::array<std::uint8_t, places + Searched::Bytes - 1> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init)
     const auto advance = [&](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
-        reader.Seek(at - base);
-        if (!reader.Read(piece.data(), piece.size())) {
+        if (!reader) {
+            reader.emplace(&candidate.block, candidate.startSector, LengthLimit);
+        }
+        reader->Seek(at - base);
+        if (!reader->Read(piece.data(), piece.size())) {
             return {at, false};
         }
         const std::optional<std::size_t> hit =

@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/memory/Memories.h"
-
 /// A stretch of the medium in which no footer begins, as far as earlier candidates of a scan have searched. Other
 /// searches pass over it, so that many candidates in front of the same stretch read it once. What counts as a footer
 /// depends on the medium's bytes only.
@@ -26,9 +24,6 @@ public:
     /// stays there where nothing can be read, and may lead beyond the end.
     template <class Advance>
     std::optional<std::int64_t> Find(std::int64_t start, std::int64_t from, std::int64_t end, Advance advance) {
-        if (Memories::areOff) {
-            Forget();
-        }
         Stretch seen{from, from, false};
         for (;;) {
             if (!seen.isFooterBehind && known_.from <= seen.to && seen.to <= known_.to) {

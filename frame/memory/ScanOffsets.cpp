@@ -3,8 +3,8 @@
 #include <algorithm>
 
 bool ScanOffsets::Enter(const SectorBlock& block) {
-    const bool continues = source_ != nullptr && source_ == block.source && sectorSize_ == block.sectorSize &&
-                           nextSector_ == block.firstSector;
+    const bool continues = !everyBlockIsNew && source_ != nullptr && source_ == block.source &&
+                           sectorSize_ == block.sectorSize && nextSector_ == block.firstSector;
     if (!continues) {
         originSector_ = block.firstSector;
         sectorSize_ = block.sectorSize;

@@ -7,7 +7,6 @@
 #include <optional>
 #include <vector>
 
-#include "frame/memory/Memories.h"
 #include "frame/memory/ScanOffsets.h"
 #include "frame/read/Budget.h"
 #include "frame/read/Candidate.h"
@@ -131,7 +130,7 @@ private:
         start_ = static_cast<std::uint64_t>(offsets_.PlaceOf(candidate.startSector));
         // What an earlier walk passed lies in front of its limit. A read that fails says nothing to other walks.
         const std::uint64_t limitPlace = PlaceOf(limit);
-        if (limitPlace < lastLimit_ || !KFileSimulator::Serves(candidate.block) || Memories::areOff) {
+        if (limitPlace < lastLimit_ || !KFileSimulator::Serves(candidate.block)) {
             Forget();
         }
         lastLimit_ = limitPlace;

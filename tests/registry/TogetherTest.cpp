@@ -1,0 +1,225 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "frame/contract/FileTypeCatalog.h"
+#include "frame/memory/ScanOffsets.h"
+#include "tests/support/Registry.h"
+
+// What scanners remember from one candidate to the next saves reading and changes no report: on media full of
+// candidates that stand in front of the same bytes, files are found together as they are alone.
+
+namespace {
+
+using namespace test;
+
+void Write(Bytes& bytes, std::size_t at, const Bytes& part) {
+    std::copy_n(part.begin(), std::min(part.size(), bytes.size() - at),
+                bytes.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+// Sectors of fixtures in disorder: mostly first ones, so that nearly every sector begins a file, at times several in a
+// row.
+Bytes MixedFixtures(Noise& noise, std::size_t size) {
+    static const std::vector<Bytes> files = [] {
+        std::vector<Bytes> all;
+        for (const Fixture& fixture : Fixtures()) {
+            all.push_back(fixture.Load());
+        }
+        return all;
+    }();
+    // Few formats in one medium, so that files of a type run into each other.
+    std::array<const Bytes*, 3> chosen{};
+    std::ranges::generate(chosen, [&] { return &files[noise.Below(files.size())]; });
+    Bytes bytes(size);
+    for (std::size_t at = 0; at < size;) {
+        const Bytes& file = *chosen[noise.Below(chosen.size())];
+        const std::size_t from = noise.Below(3) == 0 ? noise.Below(file.size() / 512 + 1) * 512 : 0;
+        const std::size_t most = noise.Below(6) == 0 ? file.size() : 512 * (1 + noise.Below(4));
+        const std::size_t length = std::min(most, file.size() - from);
+        Write(bytes, at,
+              Bytes(file.begin() + static_cast<std::ptrdiff_t>(from),
+                    file.begin() + static_cast<std::ptrdiff_t>(from + length)));
+        at += (length + 511) / 512 * 512;
+    }
+    return bytes;
+}
+
+Bytes AudioMedium(Noise& noise, std::size_t size) {
+    Bytes bytes(size);
+    std::size_t at = 0;
+    while (at < size) {
+        // Frames of 96 bytes, which at times fill a sector, in rows that are mostly too short.
+        for (std::uint64_t row = noise.Below(14); row > 0 && at < size; --row, at += 96) {
+            Write(bytes, at, {0xFF, 0xFB, static_cast<std::uint8_t>(noise.Below(40) == 0 ? 0xF4 : 0x14), 0});
+        }
+        at += noise.Below(2) * (32 - at % 32) + noise.Below(3) * 512 * noise.Below(8);
+    }
+    for (int i = 0; i < 300; ++i) {
+        const std::size_t sector = noise.Below(size / 32) * 32;
+        Write(bytes, sector, {'I', 'D', '3', 0});
+        if (noise.Below(20) == 0) {
+            Write(bytes, sector + noise.Below(28), {'T', 'A', 'G'});
+        }
+    }
+    return bytes;
+}
+
+Bytes TransportMedium(Noise& noise, std::size_t size) {
+    constexpr std::size_t sizes[] = {188, 192, 204, 208};
+    Bytes bytes(size);
+    for (int rows = 0; rows < 5; ++rows) {
+        const std::size_t step = sizes[noise.Below(4)];
+        std::size_t at = noise.Below(size / 512) * 512 + noise.Below(2) * 4;
+        for (std::uint64_t packets = noise.Below(600); packets > 0 && at < size; --packets, at += step) {
+            Write(bytes, at, {0x47, static_cast<std::uint8_t>(noise.Below(150) == 0 ? 0 : 1), 0});
+        }
+    }
+    return bytes;
+}
+
+// Packs of 16 bytes, which are all candidates, and packets that lead from some of them to others far away.
+Bytes ProgramMedium(Noise& noise, std::size_t size) {
+    Bytes bytes(size);
+    for (std::size_t at = 0; at < size; at += 16) {
+        Write(bytes, at, {0, 0, 1, 0xBA, 0x44, 0, 0, 0, 0, 0, 0, 0, 0, 0xFA});
+    }
+    for (std::uint64_t packets = 15 + noise.Below(40); packets > 0; --packets) {
+        const std::uint64_t length = 10 + 16 * noise.Below(noise.Below(4) == 0 ? 600 : 2);
+        Write(bytes, noise.Below(size / 16) * 16,
+              {0, 0, 1, 0xE0, static_cast<std::uint8_t>(length >> 8U), static_cast<std::uint8_t>(length)});
+    }
+    for (std::uint64_t breaks = noise.Below(4); breaks > 0; --breaks) {
+        bytes[noise.Below(size / 16) * 16] = 1;
+    }
+    return bytes;
+}
+
+// Mail in pieces: whole headers and markers, broken ones, and what lies in between, of all lengths.
+Bytes MailLike(Noise& noise, std::size_t size) {
+    const std::string pieces[] = {"Received:",
+                                  "\r\nReceived: x",
+                                  "\r\nContent-Type:",
+                                  "\r\nContent-Type: text/html\r\n",
+                                  "\r\nContent-Type: multipart; boundary=b1\r\n",
+                                  "boundary=\"b 2\"\r\n",
+                                  "\r\nContent-Type: multipart; boundary=\"xxx=17\"\r\n",
+                                  "boundary=\r\n",
+                                  "boundary=\"\r\n",
+                                  "</html>",
+                                  "--b1--",
+                                  "--b 2--",
+                                  "--xxx=17--",
+                                  "xxx=17--",
+                                  "\r\n",
+                                  "--",
+                                  "-----",
+                                  "</htm",
+                                  "content-type: text/html"};
+    std::string text;
+    while (text.size() < size) {
+        if (noise.Below(3) == 0) {
+            text += pieces[noise.Below(std::size(pieces))];
+        }
+        text.append(noise.Below(noise.Below(9) == 0 ? 900 : 60), "a-\r "[noise.Below(4)]);
+        if (noise.Below(3) == 0) {
+            text.append((512 - text.size() % 512) % 512, ' ').append("Received:");
+        }
+    }
+    text.resize(size);
+    return BytesOf(text);
+}
+
+// JPEG headers, chains of segments that end in each other's, and few end marks, many of them around the ends of the
+// pieces in which a file's end is searched.
+Bytes PictureMedium(Noise& noise, std::size_t size) {
+    constexpr std::size_t piece = 0x7E00;
+    Bytes bytes(size);
+    const auto segment = [](std::uint8_t marker, std::size_t length) {
+        return Bytes{0xFF, marker, static_cast<std::uint8_t>(length >> 8U), static_cast<std::uint8_t>(length), 'J', 'F',
+                     'I',  'F'};
+    };
+    const auto mark = [&](std::size_t at) {
+        if (at < size) {
+            Write(bytes, at, {0xFF, 0xD9});
+        }
+    };
+    for (std::uint64_t file = 0; file < 40; ++file) {
+        std::size_t at = noise.Below(size / 512) * 512;
+        Write(bytes, at, {0xFF, 0xD8});
+        at += 2;
+        for (std::uint64_t hops = 1 + noise.Below(noise.Below(8) == 0 ? 3000 : 5); hops > 0 && at < size; --hops) {
+            const std::size_t length = 20 + noise.Below(noise.Below(4) == 0 ? 40000 : 60);
+            Write(bytes, at, segment(0xE1, length));
+            at += 2 + length;
+        }
+        if (at + 70 < size) {
+            Write(bytes, at, segment(0xDA, 60));
+            mark(at + 62 + piece * (1 + noise.Below(4)) - noise.Below(5));
+        }
+        mark(noise.Below(size));
+    }
+    for (const std::size_t fromEnd : {6U, 4U, 2U}) {
+        mark(size - fromEnd);
+    }
+    return bytes;
+}
+
+struct Kind {
+    const char* name;
+    Bytes (*fill)(Noise& noise, std::size_t size);
+    std::int32_t sectorSize;
+    std::size_t bytes;
+    int rounds;
+    /// The largest file to report; 0 for the types' own.
+    std::int64_t cap;
+    /// Reports expected of all rounds.
+    std::size_t fewest;
+};
+
+void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
+
+class Together : public testing::TestWithParam<Kind> {
+protected:
+    ~Together() override { ScanOffsets::everyBlockIsNew = false; }
+};
+
+TEST_P(Together, IsAsAlone) {
+    const Kind& kind = GetParam();
+    Noise noise(kind.bytes);
+    std::size_t found = 0;
+    for (int round = 0; round < kind.rounds; ++round) {
+        Medium medium(kind.sectorSize, kind.fill(noise, kind.bytes));
+        const Blocks blocks = RandomBlocks(medium, noise);
+        for (std::int32_t index = 0; index < FileTypeCount; ++index) {
+            if (FileTypeCatalog[static_cast<std::size_t>(index)].dependsOnBlocks) {
+                continue;
+            }
+            const TypePtr type = CreateType(index);
+            const Finds together = Scan(*type, medium, blocks, kind.cap);
+            ScanOffsets::everyBlockIsNew = true;
+            const Finds alone = Scan(*type, medium, 1, kind.cap);
+            ScanOffsets::everyBlockIsNew = false;
+            ASSERT_EQ(together, alone) << "type " << index << ", round " << round;
+            found += together.size();
+        }
+    }
+    EXPECT_GT(found, kind.fewest);
+}
+
+INSTANTIATE_TEST_SUITE_P(Media, Together,
+                         testing::Values(Kind{"Fixtures", MixedFixtures, 512, 60 << 10, 60, 0, 500},
+                                         Kind{"LargeSectors", MixedFixtures, 2048, 120 << 10, 15, 0, 30},
+                                         Kind{"Audio", AudioMedium, 32, 70 << 10, 9, 0, 8},
+                                         Kind{"Transport", TransportMedium, 512, 70 << 10, 20, 0, 8},
+                                         Kind{"CutTransport", TransportMedium, 512, 71 << 10, 20, 30000, 8},
+                                         Kind{"Program", ProgramMedium, 16, 70 << 10, 6, 0, 4},
+                                         Kind{"CutProgram", ProgramMedium, 16, 71 << 10, 6, 40000, 2},
+                                         Kind{"Mail", MailLike, 512, 30 << 10, 120, 0, 200},
+                                         Kind{"CutMail", MailLike, 520, 52000, 120, 9000, 80},
+                                         Kind{"Pictures", PictureMedium, 512, 256 << 10, 20, 0, 100}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+}  // namespace
