@@ -12,12 +12,7 @@ std::uint32_t GoOn(std::uint32_t crc, ByteSpan bytes) {
     return static_cast<std::uint32_t>(crc32(crc, bytes.data(), static_cast<uInt>(bytes.size())));
 }
 
-}  // namespace
-
-std::uint32_t Crc32Of(ByteSpan bytes) { return bytes.empty() ? 0 : GoOn(0, bytes); }
-
-std::optional<std::uint32_t> Crc32Of(ByteWindow& file, std::int64_t from, std::int64_t to) {
-    std::uint32_t crc = 0;
+std::optional<std::uint32_t> GoOn(std::uint32_t crc, ByteWindow& file, std::int64_t from, std::int64_t to) {
     while (from < to) {
         ByteSpan bytes = file.From(from);
         if (bytes.empty()) {
@@ -30,7 +25,20 @@ std::optional<std::uint32_t> Crc32Of(ByteWindow& file, std::int64_t from, std::i
     return crc;
 }
 
+}  // namespace
+
+std::uint32_t Crc32Of(ByteSpan bytes) { return bytes.empty() ? 0 : GoOn(0, bytes); }
+
+std::optional<std::uint32_t> Crc32Of(ByteWindow& file, std::int64_t from, std::int64_t to) {
+    return GoOn(0, file, from, to);
+}
+
 // zlib inverts in front and behind; inverting again takes both away.
 std::uint32_t PlainCrc32Of(ByteSpan bytes) { return bytes.empty() ? 0 : ~GoOn(~std::uint32_t{0}, bytes); }
+
+std::optional<std::uint32_t> PlainCrc32Of(ByteWindow& file, std::int64_t from, std::int64_t to) {
+    const std::optional<std::uint32_t> crc = GoOn(~std::uint32_t{0}, file, from, to);
+    return crc ? std::optional(~*crc) : std::nullopt;
+}
 
 }  // namespace salvor

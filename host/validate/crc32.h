@@ -13,7 +13,8 @@ std::uint32_t Crc32Of(ByteSpan bytes);
 /// The same of the bytes from `from` to `to`, in bytes from the file's start; nothing if not all can be shown.
 std::optional<std::uint32_t> Crc32Of(ByteWindow& file, std::int64_t from, std::int64_t to);
 
-/// The same polynomial without the ones at first and without the inversion, as Outlook's folders use it.
+/// The same polynomial without the ones at first and without the inversion, as Outlook uses it.
 std::uint32_t PlainCrc32Of(ByteSpan bytes);
+std::optional<std::uint32_t> PlainCrc32Of(ByteWindow& file, std::int64_t from, std::int64_t to);
 
 }  // namespace salvor

@@ -244,11 +244,12 @@ bool ZipArchive::ReadEnd() {
         Word(record, ZipEndRecord::Entries) != (entries_ & 0xFFFF)) {
         return false;
     }
-    const std::int64_t end =
-        at + static_cast<std::int64_t>(ZipEndRecord::Bytes) + Word(record, ZipEndRecord::CommentLength);
+    const std::int64_t comment = at + static_cast<std::int64_t>(ZipEndRecord::Bytes);
+    const std::int64_t end = comment + Word(record, ZipEndRecord::CommentLength);
     if (DirectoryOf(at) != directory_) {
         return false;
     }
+    comment_ = comment;
     end_ = end;
     return true;
 }

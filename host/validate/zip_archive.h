@@ -32,6 +32,8 @@ public:
 
     /// Behind the comment; nothing if no end record belongs to this start.
     std::optional<std::int64_t> End() const { return end_; }
+    /// Where the comment begins, if there is an end.
+    std::int64_t Comment() const { return comment_; }
     /// Where the walk from header to header found no record, and the last local header in front of it.
     std::int64_t BrokenAt() const { return brokenAt_; }
     std::int64_t LastHeader() const { return lastHeader_; }
@@ -76,6 +78,7 @@ private:
     std::int64_t entries_ = 0;
     std::int64_t brokenAt_ = 0;
     std::int64_t lastHeader_ = 0;
+    std::int64_t comment_ = 0;
     std::optional<std::int64_t> end_;
     std::vector<ZipMember> members_;
     // In the order of their places: what had to be unpacked to find its end.

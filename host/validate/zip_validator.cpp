@@ -57,7 +57,12 @@ Finding Validate(Place& file) {
     finding.extension = kind.extension;
     finding.size = std::min(*archive.End(), file.Limit());
     const std::string fault = archive.MembersFault();
-    if (*archive.End() > file.Limit()) {
+    const std::int64_t next = file.NextStart(archive.Comment());
+    if (next < finding.size) {
+        finding.verdict = Verdict::Truncated;
+        finding.size = next;
+        finding.why = "another file begins in its comment";
+    } else if (*archive.End() > file.Limit()) {
         finding.verdict = Verdict::Truncated;
         finding.why = "its comment goes on behind the medium's end";
     } else if (!fault.empty()) {
