@@ -353,10 +353,10 @@ bool IsPropertyRight(CompoundStream& stream, std::string_view property) {
 }
 
 std::string MessageFault(CompoundFile& file) {
-    constexpr std::uint8_t stream = 2;
     constexpr std::string_view prefix = "__substg1.0_";
-    for (const CompoundNode& node : file.Nodes()) {
-        if (node.kind != stream || node.size == 0 || !node.name.starts_with(prefix)) {
+    for (const std::uint32_t number : file.Streams()) {
+        const CompoundNode& node = file.Nodes()[number];
+        if (node.size == 0 || !node.name.starts_with(prefix)) {
             continue;
         }
         CompoundStream content(file, node);

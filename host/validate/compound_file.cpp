@@ -295,6 +295,7 @@ void CompoundFile::WalkSiblings(std::uint32_t first, std::vector<bool>& seen, st
         if (node.kind == Storage) {
             storages.push_back(number);
         } else if (node.kind == StreamKind) {
+            streams_.push_back(number);
             CheckStream(node);
         }
         waiting.push_back(node.left);
@@ -327,8 +328,11 @@ const CompoundNode* CompoundFile::Stream(std::string_view name) const {
 
 CompoundStream::CompoundStream(CompoundFile& file, const CompoundNode& node)
     : ByteWindow(node.size), file_(file), isMini_(node.size < std::int64_t{file.miniCutoff_}) {
-    std::vector<bool> taken(isMini_ ? file.miniFat_.size() : file.fat_.size());
-    file.Follow(isMini_ ? file.miniFat_ : file.fat_, taken, node.start, 0, chain_);
+    const std::vector<std::uint32_t>& table = isMini_ ? file.miniFat_ : file.fat_;
+    const std::int64_t units = UnitsFor(node.size, isMini_ ? MiniShift : file.sectorShift_);
+    for (std::uint32_t unit = node.start; unit < table.size() && std::ssize(chain_) < units; unit = table[unit]) {
+        chain_.push_back(unit);
+    }
 }
 
 ByteSpan CompoundStream::LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) {

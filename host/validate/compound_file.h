@@ -64,6 +64,8 @@ public:
     const std::vector<CompoundNode>& Nodes() const { return nodes_; }
     /// The nodes directly in the root.
     const std::vector<std::uint32_t>& Children() const { return children_; }
+    /// All streams that the directory's tree links, wherever.
+    const std::vector<std::uint32_t>& Streams() const { return streams_; }
     /// The stream of this name in the root, in any case of letters; null if there is none.
     const CompoundNode* Stream(std::string_view name) const;
 
@@ -118,9 +120,10 @@ private:
     std::uint32_t lastSector_ = 0;
     std::vector<CompoundNode> nodes_;
     std::vector<std::uint32_t> children_;
+    std::vector<std::uint32_t> streams_;
 };
 
-/// The bytes of a stream of a sound compound file, which outlives this.
+/// The bytes of a linked stream of a sound compound file, which outlives this.
 class CompoundStream final : public ByteWindow {
 public:
     CompoundStream(CompoundFile& file, const CompoundNode& node);

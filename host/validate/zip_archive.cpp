@@ -240,8 +240,12 @@ bool ZipArchive::ReadEnd() {
         at += 12 + Huge(record, ZipLongEnd::RecordSize) + static_cast<std::int64_t>(ZipLongEnd::LocatorBytes);
     }
     const ByteSpan record = file_.At(at, ZipEndRecord::Bytes);
-    if (record.empty() || Long(record, 0) != ZipSignature::EndOfDirectory ||
-        Word(record, ZipEndRecord::Entries) != (entries_ & 0xFFFF)) {
+    if (record.empty() || Long(record, 0) != ZipSignature::EndOfDirectory) {
+        return false;
+    }
+    // All ones where the number did not fit; some writers keep its lowest bits.
+    const std::uint16_t entries = Word(record, ZipEndRecord::Entries);
+    if (entries != (entries_ & 0xFFFF) && entries != 0xFFFF) {
         return false;
     }
     const std::int64_t comment = at + static_cast<std::int64_t>(ZipEndRecord::Bytes);

@@ -130,6 +130,24 @@ const WholeCase WholeCases[] = {
          archive.Member("folder/", {}, false, Sizes::Descriptor);
          return archive.Closed();
      }},
+    {"more members than fit into 16 bits",
+     [] {
+         Archive archive;
+         for (int i = 0; i < 0x10001; ++i) {
+             archive.Member("a", {});
+         }
+         Bytes file = archive.Closed();
+         const std::size_t end = file.size() - 22;
+         const Bytes record(file.begin() + static_cast<std::ptrdiff_t>(end), file.end());
+         file.resize(end);
+         for (const Bytes& part : {BytesOf("PK\6\6"), Little(44, 8), Bytes(12), Bytes(8), Little(0x10001, 8),
+                                   Little(std::uint64_t{LoadLittle<std::uint32_t>(record, 12)}),
+                                   Little(std::uint64_t{LoadLittle<std::uint32_t>(record, 16)}), BytesOf("PK\6\7"),
+                                   Bytes(4), Little(end, 8), Bytes(4), ::test::Patched(record, 8, Bytes(12, 0xFF))}) {
+             Add(file, part);
+         }
+         return file;
+     }},
     {"a signing block",
      [] {
          Archive archive;
