@@ -4,8 +4,8 @@
 #include <array>
 #include <vector>
 
+#include "formats/CanonTrailer.h"
 #include "formats/TiffDirectory.h"
-#include "images/CanonTrailer.h"
 
 namespace {
 

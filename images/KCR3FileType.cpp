@@ -4,8 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "formats/CanonTrailer.h"
 #include "frame/read/KFileSimulator.h"
-#include "images/CanonTrailer.h"
 
 namespace {
 

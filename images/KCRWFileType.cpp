@@ -4,10 +4,10 @@
 #include <array>
 #include <vector>
 
+#include "formats/CanonTrailer.h"
 #include "frame/bytes/PlaceSearch.h"
 #include "frame/read/FileWindow.h"
 #include "frame/read/KFileSimulator.h"
-#include "images/CanonTrailer.h"
 
 namespace {
 

@@ -5,6 +5,7 @@ namespace salvor {
 // Each is defined in a source of its own.
 extern const Validator AsfValidator;
 extern const Validator AuValidator;
+extern const Validator BoxValidator;
 extern const Validator CabinetValidator;
 extern const Validator CompoundValidator;
 extern const Validator DbxValidator;
@@ -36,6 +37,7 @@ std::span<const Validator* const> Validators() {
         &RiffValidator,
         &EbmlValidator,
         &AsfValidator,
+        &BoxValidator,
         &RealMediaValidator,
         &MidiValidator,
         &SmafValidator,

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "formats/BoxWalk.h"
+#include "frame/bytes/ByteWindow.h"
+
+namespace salvor {
+
+/// A box of the ISO base media family, or an atom of QuickTime. Offsets in bytes from the file's start.
+struct Box {
+    /// As `BoxTypeOf` makes it.
+    std::uint32_t type = 0;
+    std::int64_t start = 0;
+    /// Where what it holds begins.
+    std::int64_t content = 0;
+    /// Behind it, wherever that is; 0 for one that ends with the file.
+    std::int64_t end = 0;
+};
+
+/// The box whose header stands at `offset`. Nothing if its type is not printable, or its size is smaller than the
+/// header.
+std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset);
+
+/// Shows the boxes that lie one behind another between two offsets, to `visit` or to the first one that it refuses.
+/// False if they do not tile the range or one was refused; up to 8 bytes may be left at the end.
+bool ForEachBox(ByteWindow& file, std::int64_t from, std::int64_t to, const std::function<bool(const Box&)>& visit);
+
+/// What a movie box says of the file that holds it.
+struct MovieTables {
+    /// Does it hold a header and tracks, or what stands for them, and do all boxes tile it?
+    bool isSound = false;
+    bool hasSoundTrack = false;
+    bool hasOtherTrack = false;
+    /// Samples follow in fragments.
+    bool hasFragments = false;
+    /// Behind the last byte of all samples in this file; 0 if there are none.
+    std::int64_t dataEnd = 0;
+};
+
+/// Source: ISO/IEC 14496-12, section 8; QuickTime File Format Specification, "Movie Atoms".
+MovieTables ReadMovieTables(ByteWindow& file, const Box& movie);
+
+/// Behind the last byte of all items that a meta box locates in the file itself; nothing if it locates none.
+/// Source: ISO/IEC 14496-12, section 8.11.3.
+std::optional<std::int64_t> EndOfItems(ByteWindow& file, const Box& meta);
+
+}  // namespace salvor

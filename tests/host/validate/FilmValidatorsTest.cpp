@@ -1,0 +1,114 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "frame/bytes/Bytes.h"
+#include "tests/host/validate/TestPlace.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace test;
+
+Bytes Sample(const std::string& name) { return ReadFile(std::string(SALVOR_SAMPLES_DIR "/fixtures/") + name); }
+
+Bytes Joined(std::initializer_list<Bytes> parts) {
+    Bytes joined;
+    for (const Bytes& part : parts) {
+        joined.insert(joined.end(), part.begin(), part.end());
+    }
+    return joined;
+}
+
+Bytes BoxOf(const std::string& type, const Bytes& content) {
+    Bytes box{0, 0, 0, 0};
+    const std::size_t size = content.size() + 8;
+    for (std::size_t i = 0; i < 4; ++i) {
+        box[i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
+    }
+    box.insert(box.end(), type.begin(), type.end());
+    box.insert(box.end(), content.begin(), content.end());
+    return box;
+}
+
+std::size_t PlaceOf(const Bytes& file, const std::string& text) {
+    return static_cast<std::size_t>(std::ranges::search(file, text).begin() - file.begin());
+}
+
+void ExpectWhole(const std::string& validator, const Bytes& file, const std::string& what) {
+    for (const Bytes& behind : {Bytes(70000, 0), Pattern(70000), Sample("film.avi")}) {
+        const Finding finding = FindingOf(validator, file, behind);
+        EXPECT_EQ(finding.verdict, Verdict::Whole) << what << ": " << finding.why;
+        EXPECT_EQ(finding.size, static_cast<std::int64_t>(file.size())) << what;
+    }
+}
+
+TEST(BoxValidator, FindsTheEndOfEveryLayout) {
+    const Bytes film = Sample("film.mov");
+    const std::size_t data = PlaceOf(film, "wide") - 4;
+    for (const char* name : {"plain.mp4", "faststart.mp4", "fragmented.mp4", "phone.3gp", "film.m4v", "still.cr3"}) {
+        ExpectWhole("boxes", Sample(name), name);
+    }
+    ExpectWhole("boxes", film, "movie");
+    ExpectWhole("boxes", Bytes(film.begin() + static_cast<std::ptrdiff_t>(data), film.end()), "without a file type");
+    ExpectWhole("boxes", Joined({film, BoxOf("free", Bytes(33))}), "free space behind");
+    ExpectWhole("boxes", Joined({film, BoxOf("Zq7x", Bytes(9, 1)), BoxOf("skip", {})}), "a maker's box");
+
+    // The media data's size is left open and told by the tables in front of them.
+    Bytes open = Sample("faststart.mp4");
+    const std::size_t size = PlaceOf(open, "mdat") - 4;
+    std::fill_n(open.begin() + static_cast<std::ptrdiff_t>(size), 4, std::uint8_t{0});
+    ExpectWhole("boxes", open, "media data without a size");
+}
+
+TEST(BoxValidator, TellsBrokenFilesAndPieces) {
+    const Bytes film = Sample("plain.mp4");
+    const std::size_t movie = PlaceOf(film, "moov") - 4;
+    const Bytes cut(film.begin(), film.begin() + static_cast<std::ptrdiff_t>(movie));
+    EXPECT_EQ(FindingOf("boxes", cut, Pattern(70000)).verdict, Verdict::Damaged);
+    EXPECT_EQ(FindingOf("boxes", Bytes(cut.begin(), cut.end() - 5)).verdict, Verdict::Truncated);
+
+    // The tables of a movie whose data were taken out point behind its end, which stays.
+    const Bytes stripped = Joined({Bytes(film.begin(), film.begin() + 32), BoxOf("mdat", Bytes(10)),
+                                   Bytes(film.begin() + static_cast<std::ptrdiff_t>(movie), film.end())});
+    const Finding finding = FindingOf("boxes", stripped, Pattern(70000));
+    EXPECT_EQ(finding.verdict, Verdict::Truncated);
+    EXPECT_EQ(finding.size, static_cast<std::int64_t>(stripped.size()));
+
+    const Bytes piece = Joined({BoxOf("mdat", Bytes(900)), BoxOf("moof", Bytes(100)), BoxOf("mdat", Bytes(900))});
+    EXPECT_EQ(FindingOf("boxes", piece, Pattern(70000)).verdict, Verdict::NoFile);
+}
+
+TEST(BoxValidator, EndsForBoxesThatNestWithoutEnd) {
+    Bytes nest;
+    for (int depth = 0; depth < 20000; ++depth) {
+        nest.insert(nest.begin(), {0, 0, 0, 0, 'm', 'd', 'i', 'a'});
+    }
+    for (std::size_t at = 0; at < nest.size(); at += 8) {
+        const std::size_t size = nest.size() - at;
+        nest[at + 1] = static_cast<std::uint8_t>(size >> 16U);
+        nest[at + 2] = static_cast<std::uint8_t>(size >> 8U);
+        nest[at + 3] = static_cast<std::uint8_t>(size);
+    }
+    const Bytes file = Joined({BoxOf("ftyp", {'i', 's', 'o', 'm', 0, 0, 0, 0}), BoxOf("moov", BoxOf("trak", nest))});
+    EXPECT_EQ(FindingOf("boxes", file, Pattern(70000)).verdict, Verdict::Damaged);
+}
+
+TEST(BoxValidator, NamesByBrand) {
+    const Bytes film = Sample("plain.mp4");
+    const auto named = [&film](const std::string& brand) {
+        Bytes renamed = film;
+        std::copy(brand.begin(), brand.end(), renamed.begin() + 8);
+        return FindingOf("boxes", renamed).extension;
+    };
+    EXPECT_EQ(named("isom"), "");
+    EXPECT_EQ(named("heic"), "heic");
+    EXPECT_EQ(named("avif"), "avif");
+    EXPECT_EQ(named("3g2a"), "3g2");
+}
+
+}  // namespace
+
+}  // namespace salvor
