@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "documents/MarkupReader.h"
+#include "formats/MarkupReader.h"
 #include "frame/bytes/BytePairs.h"
 #include "frame/scan/WalkingScanner.h"
 

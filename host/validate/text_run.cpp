@@ -71,6 +71,7 @@ public:
             }
         }
         run_.end = at_ + extra_;
+        run_.printableEnd = run_.end;
         return run_;
     }
 
@@ -417,6 +418,7 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
             }
             if (IsUtf16Stop(unit) || isBrokenPair || isAlien) {
                 run.end = at + static_cast<std::int64_t>(2 * i);
+                run.printableEnd = run.end;
                 const bool isZero = unit == 0 && IsZeroFilled(file, run.end);
                 run.behind = isZero ? TextRun::Behind::Zeros : TextRun::Behind::Binary;
                 run.end = isZero ? run.end : WithoutBrokenUnits(file, from, run.end, isBigEndian);
@@ -428,27 +430,8 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
         at += static_cast<std::int64_t>(2 * count);
     }
     run.end = at;
+    run.printableEnd = at;
     return run;
-}
-
-std::int64_t EndBehindMark(Place& file, std::int64_t end, bool hasReturns) {
-    std::int64_t at = end;
-    for (;;) {
-        const ByteSpan bytes = file.From(at);
-        const auto other = std::ranges::find_if_not(bytes, IsSpace);
-        at += other - bytes.begin();
-        if (bytes.empty() || other != bytes.end()) {
-            break;
-        }
-    }
-    if (at == file.Limit() || IsZeroFilled(file, at)) {
-        return at;
-    }
-    const ByteSpan next = file.From(end, 2);
-    if (hasReturns) {
-        return HasPatternAt(next, 0, PatternOf("\r\n")) ? end + 2 : end;
-    }
-    return !next.empty() && next[0] == '\n' ? end + 1 : end;
 }
 
 }  // namespace salvor

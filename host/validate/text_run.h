@@ -12,6 +12,8 @@ struct TextRun {
 
     /// Behind its last byte, in bytes from the place's start.
     std::int64_t end = 0;
+    /// Where bytes stop being text. What lies between is printable by chance.
+    std::int64_t printableEnd = 0;
     Behind behind = Behind::MediumEnd;
     /// It has bytes beyond ASCII that are no UTF-8.
     bool isCodePage = false;
@@ -26,9 +28,5 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian);
 /// True if all bytes from `offset` to the end of its sector are zeros; those of a sector that begins there, if 16 of
 /// them are. True at the medium's end.
 bool IsZeroFilled(Place& file, std::int64_t offset);
-
-/// The end of what belongs to a file whose last mark ends at `end`: white space, all of it where zeros follow, else
-/// only one line end of the kind that the file has.
-std::int64_t EndBehindMark(Place& file, std::int64_t end, bool hasReturns);
 
 }  // namespace salvor

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <string_view>
 
+#include "host/validate/mail_fields.h"
+#include "host/validate/markup.h"
 #include "host/validate/text_bytes.h"
+#include "host/validate/text_kinds.h"
 #include "host/validate/text_run.h"
 #include "host/validate/text_starts.h"
 #include "host/validate/validator.h"
@@ -130,7 +133,18 @@ Finding ValidateUtf16(Place& file, bool isBigEndian, bool hasMark) {
 
 bool Begins(ByteSpan head) { return MayBeginText({}, head); }
 
+bool IsOtherKind(Place& file, ByteSpan head) {
+    const bool mayBeLetter = FieldNameLength(head) > 0 || StartsWith(head, PatternOf("From "));
+    if (BeginsWithMarkup(head)) {
+        return IsPage(file) || IsXmlDocument(file) || IsBookmarkFile(file);
+    }
+    return mayBeLetter && IsLetter(file);
+}
+
 Finding Validate(Place& file) {
+    if (IsOtherKind(file, file.From(0, LookedAt))) {
+        return NoText("a document of another kind");
+    }
     const ByteSpan start = file.From(0, LookedAt);
     if (StartsWith(start, Utf16LittleMark) || StartsWith(start, Utf16BigMark)) {
         return ValidateUtf16(file, start[0] == Utf16BigMark[0], true);

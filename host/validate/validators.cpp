@@ -7,11 +7,14 @@ extern const Validator AsfValidator;
 extern const Validator AuValidator;
 extern const Validator BoxValidator;
 extern const Validator CabinetValidator;
+extern const Validator BookmarkValidator;
 extern const Validator CompoundValidator;
 extern const Validator DbxValidator;
 extern const Validator EbmlValidator;
 extern const Validator FlashValidator;
 extern const Validator FlvValidator;
+extern const Validator HtmlValidator;
+extern const Validator MailValidator;
 extern const Validator MidiValidator;
 extern const Validator OggValidator;
 extern const Validator PstValidator;
@@ -21,6 +24,7 @@ extern const Validator RiffValidator;
 extern const Validator SevenZipValidator;
 extern const Validator SmafValidator;
 extern const Validator TextValidator;
+extern const Validator XmlValidator;
 extern const Validator ZipValidator;
 
 std::span<const Validator* const> Validators() {
@@ -46,6 +50,9 @@ std::span<const Validator* const> Validators() {
         &AuValidator,
         &TextValidator,
         // clang-format on
+        &CompoundValidator, &ZipValidator, &OggValidator,   &RealMediaValidator, &MidiValidator,
+        &SmafValidator,     &FlvValidator, &FlashValidator, &AuValidator,        &BookmarkValidator,
+        &HtmlValidator,     &XmlValidator, &MailValidator,  &TextValidator,
     };
     return validators;
 }

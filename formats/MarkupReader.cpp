@@ -1,4 +1,4 @@
-#include "documents/MarkupReader.h"
+#include "formats/MarkupReader.h"
 
 #include <algorithm>
 
@@ -14,8 +14,6 @@ constexpr auto BigMark = PatternOf("\xFE\xFF");
 constexpr std::int64_t DeclarationLimit = 256;
 constexpr std::int64_t PrologLimit = 0x10000;
 constexpr std::size_t MaxName = 256;
-// XML documents that may begin in a file, at sectors' starts.
-constexpr int MaxDocuments = 6;
 
 constexpr bool IsNameStart(char16_t c) {
     const char16_t letter = FoldLetter(c);
@@ -53,7 +51,8 @@ bool BeginsXml(ByteSpan sector) {
     return true;
 }
 
-MarkupReader::MarkupReader(FileWindow& file) : file_(file), form_(TextForm::Of(file.From(0, Utf8Mark.size()))) {
+MarkupReader::MarkupReader(ByteWindow& file, int mostDocuments)
+    : file_(file), mostDocuments_(mostDocuments), form_(TextForm::Of(file.From(0, Utf8Mark.size()))) {
     GoTo(static_cast<std::int64_t>(form_.markBytes));
 }
 
@@ -99,7 +98,7 @@ void MarkupReader::CountDocuments() {
          at = SectorEnd(at + 1)) {
         documentsSoughtTo_ = at;
         documents_ += BeginsXml(view_.subspan(static_cast<std::size_t>(at - start_))) ? 1 : 0;
-        stop_ = documents_ > MaxDocuments ? at : NoLimit;
+        stop_ = documents_ > mostDocuments_ ? at : NoLimit;
     }
 }
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "frame/bytes/ByteWindow.h"
 #include "frame/bytes/Bytes.h"
-#include "frame/read/FileWindow.h"
 
 /// What a sector holds at least that begins with an XML document.
 inline constexpr std::size_t MinXmlSector = 32;
@@ -57,7 +57,13 @@ public:
     static constexpr char16_t End = 0;
     static constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
 
-    explicit MarkupReader(FileWindow& file);
+    /// XML documents that may begin in a file, at sectors' starts, before a scanner takes the medium to be full of
+    /// them.
+    static constexpr int FewDocuments = 6;
+    static constexpr int AnyDocuments = std::numeric_limits<int>::max();
+
+    /// The window outlives the reader.
+    explicit MarkupReader(ByteWindow& file, int mostDocuments = FewDocuments);
 
     const TextForm& Form() const { return form_; }
 
@@ -109,6 +115,9 @@ public:
     /// Behind the '>' that ends a declaration such as a document type, with the declarations inside it.
     bool TakeDeclaration();
 
+    /// The place stays, but its bytes are asked for again: for whoever looked at others through the same window.
+    void Forget();
+
     /// True if a file of the same form, with or without a byte-order mark, may begin at this place or with that mark
     /// right in front of it: where that file begins.
     std::optional<std::int64_t> FileStartHere();
@@ -119,12 +128,11 @@ public:
 private:
     // Has at least so many characters in view if they can be read, and one in any case.
     bool Fill(std::size_t characters);
-    // The view is not used after this; the place stays.
-    void Forget();
     // Looks for the starts of further documents in the view.
     void CountDocuments();
 
-    FileWindow& file_;
+    ByteWindow& file_;
+    int mostDocuments_;
     TextForm form_;
     ByteSpan view_;
     // Offset of the view in the file, and of the next character in the view.
