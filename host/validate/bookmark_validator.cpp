@@ -53,12 +53,18 @@ Finding Validate(Place& file) {
             "the outer list is not closed"};
 }
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Bookmarks};
+
 }  // namespace
 
 bool IsBookmarkFile(Place& file) { return MarkupReader(file, MarkupReader::AnyDocuments).Take(Header, true); }
 
 extern const Validator BookmarkValidator;
-const Validator BookmarkValidator{
-    .name = "bookmarks", .phase = Validator::Phase::Text, .starts = {}, .begins = Begins, .validate = Validate};
+const Validator BookmarkValidator{.name = "bookmarks",
+                                  .phase = Validator::Phase::Text,
+                                  .starts = {},
+                                  .begins = Begins,
+                                  .validate = Validate,
+                                  .types = Types};
 
 }  // namespace salvor

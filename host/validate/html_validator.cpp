@@ -140,6 +140,8 @@ Finding Validate(Place& file) {
     return PageOf(Verdict::Open, run.end, isXml, "text up to its end, without an end tag");
 }
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Html};
+
 }  // namespace
 
 bool IsPage(Place& file) {
@@ -148,7 +150,11 @@ bool IsPage(Place& file) {
 }
 
 extern const Validator HtmlValidator;
-const Validator HtmlValidator{
-    .name = "html", .phase = Validator::Phase::Text, .starts = {}, .begins = BeginsWithMarkup, .validate = Validate};
+const Validator HtmlValidator{.name = "html",
+                              .phase = Validator::Phase::Text,
+                              .starts = {},
+                              .begins = BeginsWithMarkup,
+                              .validate = Validate,
+                              .types = Types};
 
 }  // namespace salvor

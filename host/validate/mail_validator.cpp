@@ -357,12 +357,18 @@ Finding Validate(Place& file) {
     return {end.verdict, size, isArchive ? FileTypeIndex::Mht : FileTypeIndex::Eml, isMailbox ? "mbox" : "", end.why};
 }
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Eml, FileTypeIndex::Mht};
+
 }  // namespace
 
 bool IsLetter(Place& file) { return FirstHead(file).has_value(); }
 
 extern const Validator MailValidator;
-const Validator MailValidator{
-    .name = "mail", .phase = Validator::Phase::Text, .starts = {}, .begins = Begins, .validate = Validate};
+const Validator MailValidator{.name = "mail",
+                              .phase = Validator::Phase::Text,
+                              .starts = {},
+                              .begins = Begins,
+                              .validate = Validate,
+                              .types = Types};
 
 }  // namespace salvor

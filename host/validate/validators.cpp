@@ -8,6 +8,7 @@ extern const Validator AuValidator;
 extern const Validator BoxValidator;
 extern const Validator CabinetValidator;
 extern const Validator BookmarkValidator;
+extern const Validator CabinetValidator;
 extern const Validator CompoundValidator;
 extern const Validator DbxValidator;
 extern const Validator EbmlValidator;
@@ -48,11 +49,12 @@ std::span<const Validator* const> Validators() {
         &FlvValidator,
         &FlashValidator,
         &AuValidator,
+        &BookmarkValidator,
+        &HtmlValidator,
+        &XmlValidator,
+        &MailValidator,
         &TextValidator,
         // clang-format on
-        &CompoundValidator, &ZipValidator, &OggValidator,   &RealMediaValidator, &MidiValidator,
-        &SmafValidator,     &FlvValidator, &FlashValidator, &AuValidator,        &BookmarkValidator,
-        &HtmlValidator,     &XmlValidator, &MailValidator,  &TextValidator,
     };
     return validators;
 }

@@ -94,6 +94,8 @@ Finding Validate(Place& file) {
             "the root element is not closed"};
 }
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Xml};
+
 }  // namespace
 
 bool IsXmlDocument(Place& file) {
@@ -103,7 +105,11 @@ bool IsXmlDocument(Place& file) {
 }
 
 extern const Validator XmlValidator;
-const Validator XmlValidator{
-    .name = "xml", .phase = Validator::Phase::Text, .starts = {}, .begins = BeginsWithMarkup, .validate = Validate};
+const Validator XmlValidator{.name = "xml",
+                             .phase = Validator::Phase::Text,
+                             .starts = {},
+                             .begins = BeginsWithMarkup,
+                             .validate = Validate,
+                             .types = Types};
 
 }  // namespace salvor
