@@ -16,10 +16,10 @@
 /// a walk that meets an earlier walk ends where that one did, with its facts, or goes on from there.
 ///
 /// A walk leaves marks on its way, all of which lead to the end of one chain. There is a mark where the walk began, one
-/// in each window of the medium that it entered, and near its start one wherever a walk from a later sector would
-/// begin. The windows lie at fixed places and grow with the distance: walks that run through the same records come to
-/// the same marks, and a long walk leaves a few hundred. A walk that meets a mark takes its own marks to that chain,
-/// and makes the chain longer if its limit lies further on.
+/// in each window of the medium that it entered, and some where a walk from a later sector would begin. The windows lie
+/// at fixed places and grow with the distance: walks that run through the same records come to the same marks, and a
+/// long walk leaves a few hundred. A walk that meets a mark adds its own marks to that chain, and makes the chain
+/// longer if its limit lies further on.
 ///
 /// `Facts` is what a walk wants to know of the records it passes, with `void Append(const Facts& behind)`.
 template <class Facts>
@@ -118,23 +118,25 @@ private:
 
     // What a step costs besides the bytes that are read for it.
     static constexpr std::int64_t StepCost = 8;
-    // Windows have 16 KiB up to a distance of 512 KiB, then a 16th to a 32nd of the distance.
-    static constexpr int FirstWindowBits = 14;
+    // Windows have 4 KiB up to a distance of 128 KiB, then a 16th to a 32nd of the distance.
+    static constexpr int FirstWindowBits = 12;
     static constexpr int DistanceBits = 5;
-    // So many sectors from the start of a walk, there are marks where later ones would begin.
-    static constexpr std::uint64_t NearSectors = 512;
-    static constexpr int MarkBits = 14;
+    // Marks where walks from later sectors would begin.
+    static constexpr int MostSectorMarks = 128;
+    static constexpr int MarkBits = 15;
     static constexpr std::size_t ChainCount = 1024;
 
     void Begin(const Candidate& candidate, std::int64_t limit) {
         start_ = static_cast<std::uint64_t>(offsets_.PlaceOf(candidate.startSector));
         // What an earlier walk passed lies in front of its limit. A read that fails says nothing to other walks.
         const std::uint64_t limitPlace = PlaceOf(limit);
-        if (limitPlace < lastLimit_ || !KFileSimulator::Serves(candidate.block)) {
+        mayShare_ = KFileSimulator::Serves(candidate.block);
+        if (limitPlace < lastLimit_ || !mayShare_) {
             Forget();
         }
         lastLimit_ = limitPlace;
         marks_.clear();
+        sectorMarks_ = 0;
         chain_ = 0;
         behindChain_ = {};
         isReaderPlaced_ = false;
@@ -157,12 +159,15 @@ private:
 
     std::uint64_t PlaceOf(std::int64_t offset) const { return start_ + static_cast<std::uint64_t>(offset); }
 
-    bool IsMark(std::uint64_t lastMark, std::int64_t offset, std::int64_t walked, std::int32_t sectorSize) const {
+    bool IsMark(std::uint64_t lastMark, std::int64_t offset, std::int64_t walked, std::int32_t sectorSize) {
         const auto distance = static_cast<std::uint64_t>(walked);
         const int windowBits = std::max(FirstWindowBits, static_cast<int>(std::bit_width(distance)) - DistanceBits);
-        const auto sectorBytes = static_cast<std::uint32_t>(sectorSize);
-        return PlaceOf(offset) >> windowBits != lastMark >> windowBits ||
-               (distance < NearSectors * sectorBytes && distance % sectorBytes == 0);
+        if (PlaceOf(offset) >> windowBits != lastMark >> windowBits) {
+            return true;
+        }
+        const bool isSectorMark = sectorMarks_ < MostSectorMarks && walked % sectorSize == 0;
+        sectorMarks_ += isSectorMark ? 1 : 0;
+        return isSectorMark;
     }
 
     static std::size_t SlotOf(std::uint64_t place) {
@@ -232,7 +237,7 @@ private:
             chain.facts.Append(behindChain_);
             chain.to = PlaceOf(way.to);
             chain.isEnd = way.isEnd;
-        } else if (marks_.size() > 1) {
+        } else if (mayShare_ && marks_.size() > 1) {
             // A shorter walk is as soon done again.
             marksKnown_.resize(std::size_t{1} << MarkBits);
             chains_.resize(ChainCount);
@@ -269,5 +274,7 @@ private:
     std::vector<Mark> marks_;
     std::uint32_t chain_ = 0;
     Facts behindChain_{};
+    int sectorMarks_ = 0;
+    bool mayShare_ = false;
     bool isReaderPlaced_ = false;
 };
