@@ -1,6 +1,10 @@
 #include "media/KMtsFileType.h"
 
 #include <algorithm>
+#include <array>
+
+#include "frame/memory/Memories.h"
+#include "frame/read/KFileSimulator.h"
 
 namespace {
 
@@ -8,17 +12,13 @@ constexpr std::size_t MinSectorBytes = 512;
 constexpr std::int32_t TimeStampBytes = 4;
 constexpr std::int64_t LengthLimit = 0x7FFFF000;
 
-// Where the first packet begins, and the number of the packets' size.
-struct PacketLayout {
-    std::int32_t prefix;
-    std::size_t size;
-};
+constexpr std::array<std::int32_t, 4> PacketSizes{188, 192, 204, 208};
 
 // The sync byte that comes first decides where the packets begin; the other is not tried.
 std::optional<PacketLayout> LayoutOf(ByteSpan sector) {
     const std::int32_t prefix = sector[0] == KMtsFileType::SyncByte ? 0 : TimeStampBytes;
-    for (std::size_t size = 0; size < TransportTrails::PacketSizes.size(); ++size) {
-        if (sector[static_cast<std::size_t>(prefix + TransportTrails::PacketSizes[size])] == KMtsFileType::SyncByte) {
+    for (const std::int32_t size : PacketSizes) {
+        if (sector[static_cast<std::size_t>(prefix) + static_cast<std::size_t>(size)] == KMtsFileType::SyncByte) {
             return PacketLayout{prefix, size};
         }
     }
@@ -28,9 +28,8 @@ std::optional<PacketLayout> LayoutOf(ByteSpan sector) {
 // The bytes of the block alone show that there are too few packets.
 bool BreaksInBlock(const Candidate& candidate, const PacketLayout& layout) {
     const ByteSpan bytes = candidate.RestOfBlock();
-    const auto step = static_cast<std::size_t>(TransportTrails::PacketSizes[layout.size]);
     for (auto at = static_cast<std::size_t>(layout.prefix); at < KMtsFileType::MinReportLength && at < bytes.size();
-         at += step) {
+         at += static_cast<std::size_t>(layout.size)) {
         if (bytes[at] != KMtsFileType::SyncByte) {
             return true;
         }
@@ -43,19 +42,42 @@ bool IsProgramTable(const std::array<std::uint8_t, 4>& header) { return (header[
 
 }  // namespace
 
-Trail<TransportTrails::Facts>::Stretch TransportTrails::Measure(const Candidate& candidate, std::int32_t prefix,
-                                                                std::size_t size) {
-    const auto readPacket = [step = PacketSizes[size]](KFileSimulator& reader, std::int64_t offset) {
-        std::array<std::uint8_t, 4> header{};
-        reader.Seek(offset);
-        reader.Read(header.data(), header.size());
-        const bool isEnd = header[0] != KMtsFileType::SyncByte;
-        return Trail<Facts>::Stretch{.to = isEnd ? offset : offset + step,
-                                     .facts = {.hasProgramTable = !isEnd && IsProgramTable(header)},
-                                     .isEnd = isEnd};
-    };
-    // No budget that could be used up.
-    return *trails_[size].Walk(candidate, prefix, LengthLimit, readPacket);
+void PacketGrids::EnterBlock(const SectorBlock& block) {
+    if (!offsets_.Enter(block)) {
+        grids_.clear();
+    }
+}
+
+PacketGrids::Grid& PacketGrids::GridOf(std::int64_t place, std::int32_t size) {
+    if (Memories::areOff) {
+        grids_.clear();
+    }
+    grids_.resize(PacketSizes.size() * PacketSizes.back());
+    const auto row = static_cast<std::size_t>(std::ranges::find(PacketSizes, size) - PacketSizes.begin());
+    return grids_[row * PacketSizes.back() + static_cast<std::size_t>(place % size)];
+}
+
+PacketGrids::Stream PacketGrids::Measure(const Candidate& candidate, const PacketLayout& layout) {
+    const std::int64_t start = offsets_.PlaceOf(candidate.startSector);
+    const std::int64_t first = start + layout.prefix;
+    Grid& grid = GridOf(first, layout.size);
+    // Candidates come in ascending order, so what lies within the limit of one lies within that of the next.
+    if (first > grid.to) {
+        grid = {.to = first};
+    }
+    if (!grid.isBroken && grid.to - start < LengthLimit) {
+        KFileSimulator reader(&candidate.block, candidate.startSector, LengthLimit);
+        for (; !grid.isBroken && grid.to - start < LengthLimit; grid.to += grid.isBroken ? 0 : layout.size) {
+            std::array<std::uint8_t, 4> header{};
+            reader.Seek(grid.to - start);
+            reader.Read(header.data(), header.size());
+            grid.isBroken = header[0] != KMtsFileType::SyncByte;
+            if (!grid.isBroken && IsProgramTable(header)) {
+                grid.lastProgramTable = grid.to;
+            }
+        }
+    }
+    return {grid.to - start, grid.lastProgramTable >= first};
 }
 
 std::int32_t KMtsFileType::Reset() {
@@ -76,11 +98,11 @@ std::optional<std::int64_t> KMtsFileType::Measure(const Candidate& candidate) {
     if (!layout || BreaksInBlock(candidate, *layout)) {
         return std::nullopt;
     }
-    const auto stream = memory_.Measure(candidate, layout->prefix, layout->size);
-    if (!stream.facts.hasProgramTable || stream.to < MinReportLength) {
+    const PacketGrids::Stream stream = memory_.Measure(candidate, *layout);
+    if (!stream.hasProgramTable || stream.length < MinReportLength) {
         return std::nullopt;
     }
     lastFile_.Set(candidate.startSector,
-                  LastFile::SectorsOf(std::min<std::int64_t>(stream.to, run_.maxSize), candidate.block.sectorSize));
-    return stream.to;
+                  LastFile::SectorsOf(std::min<std::int64_t>(stream.length, run_.maxSize), candidate.block.sectorSize));
+    return stream.length;
 }

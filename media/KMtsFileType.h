@@ -1,48 +1,54 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "frame/memory/LastFile.h"
-#include "frame/memory/Trail.h"
+#include "frame/memory/ScanOffsets.h"
 #include "frame/scan/RememberingScanner.h"
 
-/// What is known of transport streams: those whose packets are equally far apart share their way where they meet.
-class TransportTrails {
+/// Where the first packet of a transport stream lies in its sector, and how far the packets are apart, in bytes: 188,
+/// 192, 204 or 208.
+struct PacketLayout {
+    std::int32_t prefix;
+    std::int32_t size;
+};
+
+/// Follows transport streams packet by packet. Packets equally far apart lie on a grid, of which every place is known:
+/// each grid is walked once, and a later candidate on it goes on where the walk before has ended.
+class PacketGrids {
 public:
-    struct Facts {
-        /// A packet of the program association table is among the packets.
-        bool hasProgramTable = false;
+    void Reset() { offsets_.Reset(); }
+    void EnterBlock(const SectorBlock& block);
 
-        void Append(const Facts& behind) { hasProgramTable = hasProgramTable || behind.hasProgramTable; }
+    struct Stream {
+        /// Bytes from the start of the sector, the prefix among them.
+        std::int64_t length;
+        /// A packet of the program association table is among its packets.
+        bool hasProgramTable;
     };
-
-    /// From one packet to the next, in bytes.
-    static constexpr std::array<std::int32_t, 4> PacketSizes{188, 192, 204, 208};
-
-    void Reset() {
-        for (Trail<Facts>& trail : trails_) {
-            trail.Reset();
-        }
-    }
-    void EnterBlock(const SectorBlock& block) {
-        for (Trail<Facts>& trail : trails_) {
-            trail.EnterBlock(block);
-        }
-    }
-
-    /// The stream whose first packet begins `prefix` bytes into the candidate, of packets of the size with this number.
-    /// Its length counts the prefix.
-    Trail<Facts>::Stretch Measure(const Candidate& candidate, std::int32_t prefix, std::size_t size);
+    /// The stream that begins at a candidate with this layout.
+    Stream Measure(const Candidate& candidate, const PacketLayout& layout);
 
 private:
-    std::array<Trail<Facts>, PacketSizes.size()> trails_;
+    // The places in front of `to` are packets', as far back as the last candidate's first one.
+    struct Grid {
+        std::int64_t to = -1;
+        std::int64_t lastProgramTable = -1;
+        // No packet is at `to`.
+        bool isBroken = false;
+    };
+    Grid& GridOf(std::int64_t place, std::int32_t size);
+
+    ScanOffsets offsets_;
+    // One for each place in a packet, for each size.
+    std::vector<Grid> grids_;
 };
 
 /// MPEG transport streams of packets 188, 192, 204 or 208 bytes apart, with or without a time stamp in front of each:
 /// packet by packet to the first place without a sync byte. Source: ISO/IEC 13818-1, section 2.4.3.
-class KMtsFileType final : public RememberingScanner<KMtsFileType, TransportTrails> {
+class KMtsFileType final : public RememberingScanner<KMtsFileType, PacketGrids> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mts];
     static constexpr std::uint8_t SyncByte = 0x47;
