@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "frame/memory/Memories.h"
 #include "frame/read/KFileSimulator.h"
 
 namespace {
@@ -49,9 +48,6 @@ void PacketGrids::EnterBlock(const SectorBlock& block) {
 }
 
 PacketGrids::Grid& PacketGrids::GridOf(std::int64_t place, std::int32_t size) {
-    if (Memories::areOff) {
-        grids_.clear();
-    }
     grids_.resize(PacketSizes.size() * PacketSizes.back());
     const auto row = static_cast<std::size_t>(std::ranges::find(PacketSizes, size) - PacketSizes.begin());
     return grids_[row * PacketSizes.back() + static_cast<std::size_t>(place % size)];
