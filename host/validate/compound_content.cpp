@@ -428,6 +428,17 @@ std::string CompoundContentFault(CompoundFile& file) {
     if (file.Stream("__properties_version1.0") != nullptr) {
         return MessageFault(file);
     }
+    for (const std::uint32_t number : file.Streams()) {
+        // The pictures of publications lie in a storage of their own.
+        const CompoundNode& node = file.Nodes()[number];
+        if (node.name != "EscherDelayStm") {
+            continue;
+        }
+        CompoundStream pictures(file, node);
+        if (!HoldsPictures(pictures)) {
+            return "the records of stream \"" + node.name + "\" do not follow one another";
+        }
+    }
     for (const StreamCheck& check : StreamChecks) {
         const CompoundNode* const node = file.Stream(check.name);
         if (node == nullptr || node->size == 0) {
