@@ -441,11 +441,11 @@ private:
                 best = std::move(reported);
             }
         }
-        if (best) {
-            Doubt(spot, best->finding);
+        if (!best || (spot.findCount == 0 && !CountsAsStart(best->finding))) {
+            return std::nullopt;
         }
-        const bool counts = spot.findCount > 0 || (best && CountsAsStart(best->finding));
-        return counts ? best : std::nullopt;
+        Doubt(spot, best->finding);
+        return best;
     }
 
     static bool CountsAsStart(const Finding& finding) {
@@ -518,13 +518,19 @@ private:
             const std::int64_t end = EndOf(spots_[i].sector, judgement->finding);
             if (judgement->finding.verdict == Verdict::Whole) {
                 whole = {end, i, spots_[i].sector, judgement->validator};
-            } else if (IsFile(judgement->finding) && judgement->validator != Nobody && end > open.end) {
+            } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end) {
                 open = {end, i, spots_[i].sector, judgement->validator};
             }
             judgements_[i] = *std::move(judgement);
         }
         NoteWholes();
         return true;
+    }
+
+    // Formats of the first phase are read from start to end; what offsets of the others claim need not be theirs.
+    bool IsFollowed(int validator) const {
+        return validator != Nobody &&
+               request_.validators[static_cast<std::size_t>(validator)]->phase == Phase::Structure;
     }
 
     bool EndsBehind(std::size_t index, Phase upTo, const Cover& whole) {
@@ -537,7 +543,7 @@ private:
     // and only a whole file is a start that no scanner has reported.
     std::optional<Judgement> JudgeInside(std::size_t index, Phase upTo, const Cover& open) {
         const Spot& spot = spots_[index];
-        const bool isInside = open.Holds(ByteOf(spot.sector));
+        const bool isInside = open.validator != Nobody && open.Holds(ByteOf(spot.sector));
         auto judgement = Judge(index, upTo, isInside && spot.findCount == 0 ? open.validator : Nobody);
         if (!judgement || !isInside || judgement->finding.verdict == Verdict::Whole) {
             return judgement;

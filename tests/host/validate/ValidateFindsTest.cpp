@@ -1,0 +1,249 @@
+#include "host/validate/validate_finds.h"
+
+#include <FileTypeCatalog.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "host/validate/outcomes_file.h"
+#include "tests/host/TestFiles.h"
+
+namespace salvor {
+
+namespace {
+
+using test::Bytes;
+using Phase = Validator::Phase;
+
+constexpr std::int64_t SectorSize = 512;
+constexpr std::int32_t Jpg = FileTypeIndex::JpegGraphics;
+constexpr std::int32_t Txt = FileTypeIndex::Text;
+
+// A made-up format says of itself how it ends: a letter for the validator, one for the verdict, a digit for each
+// decimal of its size in sectors.
+Finding Read(Place& file, std::int32_t type) {
+    const ByteSpan head = file.At(0, 5);
+    Finding finding;
+    finding.verdict = static_cast<Verdict>(head[1] - '0');
+    finding.size = std::min(((head[2] - '0') * 100 + (head[3] - '0') * 10 + head[4] - '0') * SectorSize, file.Limit());
+    finding.type = type;
+    finding.why = fmt::format("next {}", file.NextWhole(1) / SectorSize);
+    return finding;
+}
+
+bool BeginsWith(ByteSpan head, std::uint8_t letter) { return head.size() > 4 && head[0] == letter; }
+
+constexpr std::int32_t FirstTypes[] = {FileTypeIndex::Doc};
+constexpr std::int32_t SecondTypes[] = {Jpg};
+constexpr std::int32_t LateTypes[] = {FileTypeIndex::Tiff};
+constexpr std::int32_t TextTypes[] = {Txt};
+const Validator First{.name = "first",
+                      .begins = [](ByteSpan head) { return BeginsWith(head, 'A'); },
+                      .validate = [](Place& file) { return Read(file, FileTypeIndex::Doc); },
+                      .types = FirstTypes};
+// Sees the first one's files too, as damaged ones.
+const Validator Second{.name = "second",
+                       .begins = [](ByteSpan head) { return BeginsWith(head, 'A') || BeginsWith(head, 'B'); },
+                       .validate =
+                           [](Place& file) {
+                               Finding finding = Read(file, Jpg);
+                               finding.verdict = file.At(0, 1)[0] == 'A' ? Verdict::Damaged : finding.verdict;
+                               return finding;
+                           },
+                       .types = SecondTypes};
+const Validator Late{.name = "late",
+                     .phase = Phase::Bounded,
+                     .begins = [](ByteSpan head) { return BeginsWith(head, 'C'); },
+                     .validate = [](Place& file) { return Read(file, FileTypeIndex::Tiff); },
+                     .types = LateTypes};
+const Validator Text{.name = "text",
+                     .phase = Phase::Text,
+                     .begins = [](ByteSpan head) { return BeginsWith(head, 'T'); },
+                     .validate = [](Place& file) { return Read(file, Txt); },
+                     .types = TextTypes};
+// Reads without end.
+const Validator Greedy{.name = "greedy",
+                       .begins = [](ByteSpan head) { return BeginsWith(head, 'G'); },
+                       .validate =
+                           [](Place& file) {
+                               while (!file.IsExhausted()) {
+                                   file.Charge(1 << 20);
+                               }
+                               return Read(file, Jpg);
+                           },
+                       .types = SecondTypes};
+const Validator* const All[] = {&First, &Second, &Late, &Text, &Greedy};
+
+class Recorder : public ValidateObserver {
+public:
+    bool OnPlace(Phase /*phase*/, std::int64_t /*byte*/) override { return places-- == 0; }
+    void OnFinding(const KnownFinding& finding) override { findings.push_back(finding); }
+    std::int64_t places = -1;
+    std::vector<KnownFinding> findings;
+};
+
+class ValidateFindsTest : public testing::Test {
+protected:
+    // Writes a file's letters at a sector and says that a validator's signature was seen there.
+    void Put(std::int64_t sector, std::string_view letters, bool isText = false) {
+        std::ranges::copy(letters, image.begin() + sector * SectorSize);
+        isText ? seen.AddTextStart(sector) : seen.starts.push_back(sector);
+    }
+    void Find(std::int64_t sector, std::int32_t type, std::int64_t size) { seen.finds.push_back({type, sector, size}); }
+
+    Validation Validate(std::span<const KnownFinding> known = {}) {
+        Medium medium(std::make_unique<test::FakeDevice>(image), SectorSize);
+        ValidateRequest request{All, {}, known};
+        return ValidateFinds(medium, seen, request, recorder);
+    }
+    static std::vector<std::string> Lines(const Validation& validation) {
+        std::vector<std::string> lines;
+        for (const Outcome& outcome : validation.outcomes) {
+            const Finding& finding = outcome.finding;
+            lines.push_back(finding.verdict == Verdict::NoFile
+                                ? fmt::format("{} no file: {}", outcome.startSector, finding.why)
+                                : fmt::format("{} {} {} {}", outcome.startSector, ExtensionOf(finding),
+                                              VerdictName(finding.verdict), finding.size));
+        }
+        return lines;
+    }
+    using Texts = std::vector<std::string>;
+
+    Bytes image = Bytes(1000 * SectorSize + 7);
+    Sightings seen;
+    Recorder recorder;
+};
+
+TEST_F(ValidateFindsTest, BelievesWhoeverIsSurestAndScannersWhereNoValidatorJudges) {
+    Put(1, "A0002");  // Both see it.
+    Find(1, Jpg, 9000);
+    Put(10, "B1002");
+    Find(10, FileTypeIndex::Gif, 700);  // Walked by its scanner.
+    Find(20, FileTypeIndex::Gif, 800);
+    Find(30, FileTypeIndex::Wmv, 800);  // An estimate, and a name that says less.
+    Find(30, FileTypeIndex::Asf, 700);
+    Find(40, Jpg, 800);  // Its validator does not see it.
+    Put(50, "B4001");
+    Find(50, Jpg, 800);
+    Find(60, FileTypeIndex::Rdc, 0);
+    Find(999, FileTypeIndex::Gif, 5000);
+    Find(1001, FileTypeIndex::Gif, 5000);
+    Find(-1, FileTypeIndex::Gif, 5000);
+    EXPECT_EQ(
+        Lines(Validate()),
+        (Texts{"-1 no file: it starts outside the medium", "1 doc whole 1024", "10 gif whole 700", "20 gif whole 800",
+               "30 wmv open 800", "40 no file: it does not begin like one", "50 no file: next 950",
+               "60 rdc open 480768", "999 gif truncated 519", "1001 no file: it starts outside the medium"}));
+}
+
+TEST_F(ValidateFindsTest, TakesOwnStartsOnlyForWholeFilesAndLongOpenOnes) {
+    Put(1, "B0001");
+    Put(10, "B1007");
+    Put(20, "B1008");
+    Put(24, "B1008");  // A part of the one in front, and not looked at.
+    Put(25, "B0001");
+    Put(40, "B2100");
+    Put(50, "B3100");
+    EXPECT_EQ(Lines(Validate()), (Texts{"1 jpg whole 512", "20 jpg open 4096"}));
+}
+
+TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
+    Put(10, "A0020");
+    Put(12, "B0003");
+    Put(14, "B0003");
+    Find(14, Jpg, 600);
+    Find(16, Jpg, 100);
+    Put(100, "A0020");
+    Put(105, "B0002");
+    Put(110, "B0030");
+    Find(110, Jpg, 50000);
+    Put(200, "A0020");
+    Find(210, FileTypeIndex::Gif, 50000);  // Only a validator's word is enough.
+    const Validation validation = Validate();
+    EXPECT_EQ(Lines(validation),
+              (Texts{"10 doc whole 10240", "14 jpg open 600", "16 jpg open 100", "100 doc damaged 10240",
+                     "105 jpg whole 1024", "110 jpg whole 15360", "200 doc whole 10240", "210 gif open 50000"}));
+}
+
+TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {
+    Put(1, "C1100");
+    Put(20, "A0005");
+    Put(22, "T1100", true);
+    Put(30, "T1010", true);
+    Put(35, "T1100", true);  // A part of the text in front.
+    Put(37, "T0001", true);
+    Put(60, "A3020");
+    Put(61, "T1004", true);
+    Find(61, Txt, 90);
+    Put(70, "T4001", true);
+    Put(80, "C0010");
+    Put(82, "T1001", true);
+    const Validation validation = Validate();
+    EXPECT_EQ(Lines(validation), (Texts{"1 tif open 51200", "20 doc whole 2560", "30 txt open 5120", "37 txt whole 512",
+                                        "61 txt open 2048", "80 tif whole 5120"}));
+    EXPECT_EQ(validation.outcomes[0].finding.why, "next 19");
+}
+
+TEST_F(ValidateFindsTest, TakesNoFileWithUnreadableSectorsForWhole) {
+    Put(1, "A0010");
+    Put(20, "T1010", true);
+    Put(40, "A0010");
+    seen.unreadable = {{5, 1}, {29, 5}};
+    EXPECT_EQ(Lines(Validate()), (Texts{"1 doc damaged 5120", "20 txt damaged 5120", "40 doc whole 5120"}));
+    seen.unreadable = {{0, 1}, {11, 9}, {30, 10}, {50, 3}};
+    EXPECT_EQ(Lines(Validate()), (Texts{"1 doc whole 5120", "20 txt open 5120", "40 doc whole 5120"}));
+}
+
+TEST_F(ValidateFindsTest, TakesReportedSizesWhenNothingMoreMayBeRead) {
+    for (std::int64_t sector = 0; sector < 900; ++sector) {
+        Put(sector, "G0001");
+    }
+    Find(3, Jpg, 700);
+    Find(890, FileTypeIndex::Gif, 800);
+    const Validation validation = Validate();
+    EXPECT_EQ(Lines(validation), (Texts{"3 jpg open 700", "890 gif open 800"}));
+    EXPECT_NE(validation.outcomes[0].finding.why.find("too much reading"), std::string::npos);
+}
+
+TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
+    for (std::int64_t sector = 0; sector < 900; sector += 30) {
+        Put(sector, fmt::format("{}{}0{}{}", "ABCT"[sector % 4], sector % 3, sector % 4, sector % 7), sector % 4 == 3);
+        Find(sector, sector % 8 == 0 ? Jpg : FileTypeIndex::Gif, sector + 1);
+    }
+    const Validation whole = Validate();
+    ASSERT_TRUE(whole.complete);
+    EXPECT_GT(whole.outcomes.size(), 20U);
+    const std::vector<KnownFinding> all = recorder.findings;
+    const test::TempFolder folder;
+    const std::string path = (folder / "outcomes").string();
+    {
+        OutcomesWriter writer(path, "digest");
+        for (const KnownFinding& finding : all) {
+            writer.AddFinding(finding);
+        }
+        writer.Add(whole);
+    }
+    const Bytes file = test::ReadFile(path);
+    const auto header = static_cast<std::size_t>(std::ranges::find(file, '\n') - file.begin());
+    ASSERT_TRUE(ReadOutcomes(path));
+    EXPECT_TRUE(ReadOutcomes(path)->validation.complete);
+    EXPECT_EQ(ReadOutcomes(path)->validation.outcomes, whole.outcomes);
+    for (std::size_t length = 0; length < file.size(); length += 97) {
+        test::WriteFile(path, Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length)));
+        const auto read = ReadOutcomes(path);
+        ASSERT_EQ(read.has_value(), length >= header) << length;
+        if (read) {
+            EXPECT_FALSE(read->validation.complete);
+            ASSERT_LE(read->known.size(), all.size());
+            EXPECT_TRUE(std::ranges::equal(read->known, std::span(all).first(read->known.size())));
+            recorder.findings.clear();
+            EXPECT_EQ(Validate(read->known).outcomes, whole.outcomes) << length;
+            EXPECT_EQ(recorder.findings, all);
+        }
+    }
+    recorder.places = 10;
+    EXPECT_FALSE(Validate().complete);
+}
+
+}  // namespace
+
+}  // namespace salvor
