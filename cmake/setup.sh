@@ -6,7 +6,7 @@ salvor_root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 # Debian's names.
 salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5-dev libcli11-dev libfmt-dev
     nlohmann-json3-dev libssl-dev zlib1g-dev libgtest-dev libbenchmark-dev)
-salvor_fuzz_packages=(clang libclang-rt-14-dev)
+salvor_sanitize_packages=(clang libclang-rt-14-dev)
 salvor_check_packages=(clang-format clang-tidy git)
 
 # The exit status of the program when it cannot start.
@@ -79,8 +79,8 @@ salvor_build_here() {
 salvor_build() {
     local preset=$1
     salvor_install "${salvor_build_packages[@]}"
-    if [[ $preset == fuzz ]]; then
-        salvor_install "${salvor_fuzz_packages[@]}"
+    if [[ $preset == sanitize ]]; then
+        salvor_install "${salvor_sanitize_packages[@]}"
     fi
     mkdir -p "$salvor_root/build"
     if [[ ! -w $salvor_root/build ]]; then

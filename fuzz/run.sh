@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs each for a while:
+# Builds the fuzz targets and runs all of them for a while:
 #
 #     fuzz/run.sh SECONDS [TARGET...]
 #
@@ -18,28 +18,42 @@ targets=("$@")
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source cmake/setup.sh
-salvor_build fuzz fuzz_targets
+salvor_build sanitize fuzz_targets
 
 salvor_fuzz_dir=build/fuzz
 fuzz/make-seeds.py "$salvor_fuzz_dir/seeds"
 mkdir -p "$salvor_fuzz_dir/found"
-for target in "${targets[@]}"; do
-    corpus=$salvor_fuzz_dir/corpus/$target
+
+# fuzz TARGET
+fuzz() {
+    local target=$1 corpus=$salvor_fuzz_dir/corpus/$1
     mkdir -p "$corpus"
-    options=(-max_total_time="$seconds" -rss_limit_mb=1024 -timeout=25 -max_len=65536 -print_final_stats=1
+    local options=(-max_total_time="$seconds" -rss_limit_mb=1024 -timeout=25 -max_len=65536 -print_final_stats=1
         -artifact_prefix="$salvor_fuzz_dir/found/$target-")
     if [[ -f fuzz/$target.dict ]]; then
         options+=(-dict="fuzz/$target.dict")
     fi
+    [[ $target != validate-* ]] || export SALVOR_VALIDATOR=${target#*-}
+    exec "build/sanitize/bin/fuzz_${target%%-*}" "${options[@]}" "$corpus" "$salvor_fuzz_dir/seeds/${target%%-*}" \
+        >"$salvor_fuzz_dir/$target.log" 2>&1
+}
+
+# All at once: more targets than processors get less each, and take no longer together.
+declare -A runs
+for target in "${targets[@]}"; do
+    fuzz "$target" &
+    runs[$target]=$!
+done
+status=0
+for target in "${targets[@]}"; do
     echo "fuzz_$target: $seconds seconds"
     log=$salvor_fuzz_dir/$target.log
-    binary=$salvor_fuzz_dir/bin/fuzz_${target%%-*}
-    one=()
-    [[ $target != validate-* ]] || one=(env "SALVOR_VALIDATOR=${target#*-}")
-    if ! "${one[@]}" "$binary" "${options[@]}" "$corpus" "$salvor_fuzz_dir/seeds/${target%%-*}" >"$log" 2>&1; then
+    if wait "${runs[$target]}"; then
+        grep -E '^stat::(number_of_executed_units|new_units_added|peak_rss_mb)' "$log"
+    else
         tail -n 60 "$log" >&2
         echo "fuzz_$target found a fault; the input is in $salvor_fuzz_dir/found" >&2
-        exit 1
+        status=1
     fi
-    grep -E '^stat::(number_of_executed_units|new_units_added|peak_rss_mb)' "$log"
 done
+exit "$status"

@@ -16,7 +16,6 @@ namespace {
 
 // Ids with their length marker, as they stand in the file.
 namespace id {
-constexpr std::uint32_t Header = 0x1A45DFA3;
 constexpr std::uint32_t DocumentType = 0x4282;
 constexpr std::uint32_t Segment = 0x18538067;
 constexpr std::uint32_t Info = 0x1549A966;

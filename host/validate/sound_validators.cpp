@@ -94,10 +94,10 @@ Finding ValidateSmaf(Place& file) {
         }
         const auto left = static_cast<std::size_t>(end - ChecksumBytes - at);
         for (const std::uint8_t byte : shown.first(std::min(shown.size(), left))) {
-            sum = static_cast<std::uint16_t>(sum ^ (byte << 8U));
+            sum = static_cast<std::uint16_t>(sum ^ (std::uint32_t{byte} << 8U));
             for (int bit = 0; bit < 8; ++bit) {
                 const bool carries = (sum & 0x8000U) != 0;
-                sum = static_cast<std::uint16_t>((sum << 1U) ^ (carries ? 0x1021U : 0U));
+                sum = static_cast<std::uint16_t>((std::uint32_t{sum} << 1U) ^ (carries ? 0x1021U : 0U));
             }
             ++at;
         }
