@@ -9,7 +9,7 @@
 #include "host/app/progress.h"
 #include "host/app/say.h"
 #include "host/app/stop_request.h"
-#include "host/files/file_writer.h"
+#include "host/files/write_files.h"
 #include "host/report/report.h"
 
 namespace salvor {
@@ -38,48 +38,45 @@ void RequireSpace(const Plan& plan, const fs::path& folder, const std::string& f
     }
 }
 
-// Writes the files of a plan one after the other and keeps the books.
-class Extraction {
+// Keeps the books of the files that are written.
+class Extraction : public WriteObserver {
 public:
-    Extraction(Medium& medium, const Plan& plan, const fs::path& folder, bool quiet)
-        : medium_(medium),
-          plan_(plan),
+    Extraction(const Plan& plan, const fs::path& folder, std::int32_t sectorSize, LineFile& report, LineFile& skipped,
+               bool quiet)
+        : plan_(plan),
           folder_(folder),
-          progress_("writing", TotalBytes(plan), quiet),
-          writer_(medium, folder, [this](std::int64_t done) {
-              progress_.Update(AddSizes(bytesBefore_, done), counts_);
-              return StopRequested();
-          }) {}
+          sectorSize_(sectorSize),
+          report_(report),
+          skipped_(skipped),
+          progress_("writing", TotalBytes(plan), quiet) {}
 
     // False if the person stopped it.
-    bool Run(LineFile& report, LineFile& skipped) {
+    bool Run(Medium& medium) {
         if (StopRequested()) {
             return false;
         }
         for (const PassedOver& passed : plan_.passedOver) {
-            skipped.Add(PassedOverRecord(passed));
+            skipped_.Add(PassedOverRecord(passed));
             ++totals_.passedOver[ReasonText(passed.reason)];
         }
-        for (const PlannedFile& file : plan_.files) {
-            if (StopRequested()) {
-                return false;
-            }
-            const WriteResult result = WriteIfItFits(file);
-            if (result.outcome == WriteOutcome::Stopped) {
-                return false;
-            }
-            if (result.outcome == WriteOutcome::Failed) {
-                NoteFailure(file, result.error, skipped);
-            } else {
-                report.Add(FileRecord(file, result, medium_.SectorSize()));
-                NoteFile(file, result);
-            }
-            bytesBefore_ = AddSizes(bytesBefore_, file.Size());
-        }
-        return true;
+        return WriteFiles(medium, plan_, folder_, *this);
     }
 
     const ExtractTotals& Totals() const { return totals_; }
+
+    void OnFile(const PlannedFile& file, const WriteResult& result) override {
+        if (result.outcome == WriteOutcome::Failed) {
+            NoteFailure(file, result.error);
+        } else {
+            report_.Add(FileRecord(file, result, sectorSize_));
+            NoteFile(file, result);
+        }
+    }
+
+    bool OnProgress(std::int64_t bytes) override {
+        progress_.Update(bytes, counts_);
+        return StopRequested();
+    }
 
 private:
     static std::int64_t TotalBytes(const Plan& plan) {
@@ -88,16 +85,6 @@ private:
             total = AddSizes(total, file.Size());
         }
         return total;
-    }
-
-    // On a full disk, files that cannot fit are not begun; smaller ones behind them may still fit.
-    WriteResult WriteIfItFits(const PlannedFile& file) {
-        if (diskWasFull_ && FreeSpace(folder_).value_or(file.Size()) < file.Size()) {
-            WriteResult full;
-            full.error = ErrorText(ENOSPC);
-            return full;
-        }
-        return writer_.Write(file);
     }
 
     void NoteFile(const PlannedFile& file, const WriteResult& result) {
@@ -111,9 +98,9 @@ private:
         ++counts_[extension];
     }
 
-    void NoteFailure(const PlannedFile& file, const std::string& error, LineFile& skipped) {
+    void NoteFailure(const PlannedFile& file, const std::string& error) {
         const std::string reason = "could not be written: " + error;
-        skipped.Add(FailedRecord(file, reason));
+        skipped_.Add(FailedRecord(file, reason));
         ++totals_.failed;
         ++totals_.passedOver[reason];
         // A full disk is said once; the summary counts the files.
@@ -125,15 +112,15 @@ private:
         diskWasFull_ = diskWasFull_ || full;
     }
 
-    Medium& medium_;
     const Plan& plan_;
     const fs::path& folder_;
-    std::int64_t bytesBefore_ = 0;
+    std::int32_t sectorSize_;
+    LineFile& report_;
+    LineFile& skipped_;
     std::map<std::string, std::int64_t> counts_;
     ExtractTotals totals_;
     bool diskWasFull_ = false;
     Progress progress_;
-    FileWriter writer_;
 };
 
 Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigin& origin, bool complete) {
@@ -173,8 +160,8 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
     bool complete = false;
     ExtractTotals totals;
     {
-        Extraction extraction(medium, plan, folder, quiet);
-        complete = extraction.Run(report, skipped);
+        Extraction extraction(plan, folder, medium.SectorSize(), report, skipped, quiet);
+        complete = extraction.Run(medium);
         totals = extraction.Totals();
     }
     report.Add(SummaryRecord(totals, medium, origin, complete));

@@ -21,7 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t PieceBytes = 4 << 20;
+// Stays in a second-level cache between reading and hashing.
+constexpr std::int64_t PieceBytes = 1 << 20;
 
 // Size of the regular file at the path itself, not of what a link points to.
 std::optional<std::int64_t> SizeOfRegularFile(const fs::path& path) {

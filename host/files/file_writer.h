@@ -24,7 +24,7 @@ struct WriteResult {
     std::string error;
 };
 
-/// Copies planned files from the medium into a folder.
+/// Copies planned files from the medium into a folder. Several may work side by side on different files.
 class FileWriter {
 public:
     /// `progress` is told the bytes done of the file under way; it returns true to stop.

@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include "host/files/sha256.h"
+#include "host/files/write_files.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {
@@ -154,6 +155,41 @@ TEST_F(FileWriterTest, CountsTheSpaceOfFilesThatAreMissing) {
     EXPECT_EQ(SpaceNeeded(plan, folder.Path()), 6000);
     FileWriter(medium, folder.Path(), NeverStops).Write(plan.files[0]);
     EXPECT_EQ(SpaceNeeded(plan, folder.Path()), 5000);
+}
+
+TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
+    class Observer : public WriteObserver {
+    public:
+        explicit Observer(std::size_t most) : most_(most) {}
+        void OnFile(const PlannedFile& file, const WriteResult& result) override {
+            EXPECT_EQ(result.outcome, WriteOutcome::Written) << result.error;
+            starts.push_back(file.StartSector());
+        }
+        bool OnProgress(std::int64_t /*bytes*/) override { return starts.size() >= most_; }
+        std::vector<std::int64_t> starts;
+
+    private:
+        std::size_t most_;
+    };
+    Medium medium(std::make_unique<FakeDevice>(image), 512);
+    Plan plan;
+    std::vector<std::int64_t> starts;
+    for (std::int64_t i = 0; i < 60; ++i) {
+        // Large and small ones in turn, so that those behind are done first.
+        plan.files.push_back(FileAt(i, i % 7 == 0 ? 3 << 20 : 100));
+        starts.push_back(i);
+    }
+    Observer all(1000);
+    EXPECT_TRUE(WriteFiles(medium, plan, folder / "all", all));
+    EXPECT_EQ(all.starts, starts);
+    EXPECT_EQ(test::ReadFile(folder / "all" / plan.files[7].path), Slice(7, 3 << 20));
+
+    Observer some(5);
+    EXPECT_FALSE(WriteFiles(medium, plan, folder / "some", some));
+    EXPECT_EQ(some.starts, std::vector<std::int64_t>(starts.begin(), starts.begin() + 5));
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "some")) {
+        EXPECT_NE(entry.path().extension(), ".part");
+    }
 }
 
 }  // namespace

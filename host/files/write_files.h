@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+
+#include "host/files/file_writer.h"
+#include "host/plan/plan.h"
+
+namespace salvor {
+
+/// What the writing of a plan's files tells while it goes on; called on the thread that asked for it.
+class WriteObserver {
+public:
+    virtual ~WriteObserver() = default;
+    /// A file is done with, in the plan's order.
+    virtual void OnFile(const PlannedFile& file, const WriteResult& result) = 0;
+    /// Several times a second: bytes written so far, those of files under way included. True stops the run.
+    virtual bool OnProgress(std::int64_t bytes) = 0;
+};
+
+/// Writes a plan's files into the folder, several at a time, so that reading, hashing and writing go on together. On a
+/// full disk, files that cannot fit are not begun; smaller ones behind them may still fit. False if the observer
+/// stopped it: files under way are given up then and files behind them not begun.
+bool WriteFiles(Medium& medium, const Plan& plan, const std::filesystem::path& folder, WriteObserver& observer);
+
+}  // namespace salvor
