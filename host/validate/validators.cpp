@@ -16,8 +16,10 @@ extern const Validator FlashValidator;
 extern const Validator FlvValidator;
 extern const Validator HtmlValidator;
 extern const Validator MailValidator;
+extern const Validator JpegValidator;
 extern const Validator MidiValidator;
 extern const Validator OggValidator;
+extern const Validator PngValidator;
 extern const Validator PstValidator;
 extern const Validator RarValidator;
 extern const Validator RealMediaValidator;
@@ -38,6 +40,8 @@ std::span<const Validator* const> Validators() {
         &CabinetValidator,
         &PstValidator,
         &DbxValidator,
+        &PngValidator,
+        &JpegValidator,
         &OggValidator,
         &RiffValidator,
         &EbmlValidator,

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frame/bytes/ByteWindow.h"
+
+namespace salvor {
+
+/// What became of a JPEG from its first marker to its last. Source: ITU-T T.81, annex B.
+struct JpegWalk {
+    enum class End : std::uint8_t {
+        /// An end of image that closes a picture.
+        Marker,
+        /// Bytes that are no marker where one must stand.
+        NoMarker,
+        /// Bytes wanted behind the limit.
+        Limit,
+    };
+    End end = End::NoMarker;
+    /// Behind the end of image, or where it broke.
+    std::int64_t size = 0;
+    /// Segments in front of the first scan.
+    int segments = 0;
+    /// A frame header and a scan were there.
+    bool hasPicture = false;
+    /// The first segment is of the kind that cameras write.
+    bool isExif = false;
+    /// Where the coded data are wrong, in bytes from the start.
+    std::optional<std::int64_t> brokenData = std::nullopt;
+    /// Where the scan begins whose data they are, or the last scan.
+    std::int64_t lastScan = 0;
+
+    /// The pictures that a multi-picture index names, behind this one.
+    struct Extent {
+        std::int64_t start;
+        std::int64_t length;
+    };
+    std::vector<Extent> furtherPictures = {};
+    /// The packet of Adobe's metadata, if it is short.
+    std::string metadata = {};
+};
+
+/// Does a JPEG begin here? A legal first segment must stand behind the start of image.
+bool BeginsJpeg(ByteSpan head);
+
+/// Walks the JPEG that begins at `start`; offsets in the result count from the file's start.
+JpegWalk WalkJpeg(ByteWindow& file, std::int64_t start);
+
+}  // namespace salvor

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "frame/bytes/ByteWindow.h"
+
+namespace salvor {
+
+/// The coded data of JPEGs, followed symbol by symbol without making a picture of them: only so can it be told that
+/// bytes inside were overwritten, and where a picture ends that lost its end. Source: ITU-T T.81, annexes F and G.
+
+/// One of the tables that DHT segments define, prepared for looking up.
+class JpegHuffmanTable {
+public:
+    /// `counts` says how many codes there are of 1 to 16 bits, `values` what they mean. False if they are no code.
+    bool Define(ByteSpan counts, ByteSpan values);
+    bool IsDefined() const { return isDefined_; }
+
+    /// A code of up to `FastBits` bits at the head of `bits`: what it means and its length in bits, which is 0 for
+    /// longer ones.
+    static constexpr unsigned FastBits = 10;
+    struct Code {
+        std::uint8_t value = 0;
+        std::uint8_t length = 0;
+    };
+    /// The code at the head of a word of 16 bits; its length is 0 where there is none.
+    Code Find(std::uint32_t bits) const {
+        const Code code = fast_[bits >> (16 - FastBits)];
+        return code.length != 0 ? code : FindLong(bits);
+    }
+
+private:
+    Code FindLong(std::uint32_t bits) const;
+
+    bool isDefined_ = false;
+    std::array<Code, std::size_t{1} << FastBits> fast_{};
+    // By the length of a code: the first number of 16 bits that begins with a longer one, and where its values begin.
+    std::array<std::uint32_t, 17> limit_{};
+    std::array<std::int32_t, 17> offset_{};
+    std::array<std::uint8_t, 256> values_{};
+};
+
+/// What the frame header says of a component, and what its scans have told so far.
+struct JpegComponent {
+    std::uint8_t id = 0;
+    std::uint8_t horizontal = 1;
+    std::uint8_t vertical = 1;
+    /// In blocks of 8 by 8 samples: without and with those that only fill up units of several components.
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    std::int64_t paddedWidth = 0;
+    std::int64_t paddedHeight = 0;
+    /// Of each block, a bit for each coefficient that is not zero; progressive frames alone need it.
+    std::vector<std::uint64_t> nonzero = {};
+};
+
+struct JpegFrame {
+    bool isProgressive = false;
+    /// Units of several components in a row and a column.
+    std::int64_t unitsAcross = 0;
+    std::int64_t unitsDown = 0;
+    std::vector<JpegComponent> components = {};
+};
+
+/// A scan's header.
+struct JpegScan {
+    struct Part {
+        JpegComponent* component;
+        const JpegHuffmanTable* dc;
+        const JpegHuffmanTable* ac;
+    };
+    std::vector<Part> parts = {};
+    unsigned firstCoefficient = 0;
+    unsigned lastCoefficient = 63;
+    /// Of successive approximation: the bit that was sent before, 0 in a first scan.
+    unsigned highBit = 0;
+    /// In units, 0 without restart markers.
+    std::uint32_t restartInterval = 0;
+};
+
+struct JpegScanEnd {
+    /// Behind the last byte that was used, or where it broke.
+    std::int64_t position;
+    bool isComplete;
+};
+
+/// Follows a scan's data from `start` on, in a file's bytes.
+JpegScanEnd FollowJpegScan(ByteWindow& file, std::int64_t start, const JpegFrame& frame, const JpegScan& scan);
+
+}  // namespace salvor
