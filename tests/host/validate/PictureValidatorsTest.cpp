@@ -35,7 +35,7 @@ TEST(PictureValidators, TellWholeFilesFromBrokenOnes) {
         {"jpeg", "jfif-progressive.jpg", 1, 0, Verdict::Whole},
         {"jpeg", "jfif-restart.jpg", 1, 0, Verdict::Whole},
         {"jpeg", "jfif-baseline.jpg", 0.6, 100, Verdict::Damaged},
-        {"jpeg", "jfif-progressive.jpg", 0.4, 100, Verdict::Damaged},
+        {"jpeg", "jfif-progressive.jpg", 0.5, 2000, Verdict::Damaged},
         {"jpeg", "jfif-restart.jpg", 0.6, 100, Verdict::Damaged},
         {"jpeg", "jfif-baseline.jpg", 0.8, 0, Verdict::Damaged},
     };
