@@ -18,6 +18,7 @@ extern const Validator HtmlValidator;
 extern const Validator MailValidator;
 extern const Validator JpegValidator;
 extern const Validator MidiValidator;
+extern const Validator MpegAudioValidator;
 extern const Validator OggValidator;
 extern const Validator PngValidator;
 extern const Validator PstValidator;
@@ -52,6 +53,7 @@ std::span<const Validator* const> Validators() {
         &SmafValidator,
         &FlvValidator,
         &FlashValidator,
+        &MpegAudioValidator,
         &AuValidator,
         &BookmarkValidator,
         &HtmlValidator,

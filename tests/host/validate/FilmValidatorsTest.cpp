@@ -109,6 +109,65 @@ TEST(BoxValidator, NamesByBrand) {
     EXPECT_EQ(named("3g2a"), "3g2");
 }
 
+Bytes AudioFrame(std::uint8_t second, std::uint8_t third, std::size_t length) {
+    Bytes frame(length, 0x55);
+    frame[0] = 0xFF;
+    frame[1] = second;
+    frame[2] = third;
+    frame[3] = 0;
+    frame[4] = frame[5] = 0;
+    return frame;
+}
+
+Bytes Repeated(const Bytes& part, int count) {
+    Bytes all;
+    for (int i = 0; i < count; ++i) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+TEST(MpegAudioValidator, StepsOverFramesOfAllKindsAndTheirTags) {
+    struct Stream {
+        const char* what;
+        const char* extension;
+        Bytes frame;
+    };
+    const Stream streams[] = {
+        {"MPEG-1 Layer III, 128 kbit/s", "", AudioFrame(0xFB, 0x90, 417)},
+        {"MPEG-1 Layer III, free", "", AudioFrame(0xFB, 0x00, 700)},
+        {"MPEG-2 Layer III, 64 kbit/s", "", AudioFrame(0xF3, 0x80, 208)},
+        {"MPEG-2.5 Layer III, 64 kbit/s", "", AudioFrame(0xE3, 0x80, 417)},
+        {"MPEG-1 Layer II, 192 kbit/s", "mp2", AudioFrame(0xFD, 0xA4, 576)},
+        {"MPEG-1 Layer I, 192 kbit/s", "mp1", AudioFrame(0xFF, 0x64, 192)},
+    };
+    Bytes end(128, 0);
+    std::ranges::copy(std::string("TAGtitle"), end.begin());
+    const Bytes padded = Joined({{'I', 'D', '3', 3, 0, 0, 0, 0, 1, 4}, Bytes(132)});
+    for (const Stream& stream : streams) {
+        const Bytes sound = Repeated(stream.frame, 40);
+        const Finding open = FindingOf("mpegaudio", sound, Pattern(70000));
+        EXPECT_EQ(open.verdict, Verdict::Open) << stream.what;
+        EXPECT_EQ(open.size, static_cast<std::int64_t>(sound.size())) << stream.what;
+        EXPECT_EQ(open.extension, stream.extension) << stream.what;
+        ExpectWhole("mpegaudio", Joined({padded, sound, end}), stream.what);
+    }
+    ExpectWhole("mpegaudio", Sample("plain.mp3"), "plain.mp3");
+}
+
+TEST(MpegAudioValidator, TellsPiecesAndHoles) {
+    Bytes sound = Repeated(AudioFrame(0xFB, 0x90, 417), 40);
+    EXPECT_EQ(FindingOf("mpegaudio", Repeated(AudioFrame(0xFB, 0x90, 417), 9), Pattern(70000)).verdict,
+              Verdict::NoFile);
+    Bytes piece = sound;
+    piece[4] = 1;
+    EXPECT_EQ(FindingOf("mpegaudio", piece, Pattern(70000)).verdict, Verdict::NoFile);
+    std::ranges::copy(Pattern(4096), sound.begin() + 4096);
+    const Finding finding = FindingOf("mpegaudio", sound, Pattern(70000));
+    EXPECT_EQ(finding.verdict, Verdict::Damaged);
+    EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size()));
+}
+
 }  // namespace
 
 }  // namespace salvor
