@@ -55,8 +55,12 @@ std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std:
         if (!reader->Read(piece.data(), piece.size())) {
             return {at, false};
         }
+        // Not the function itself: a call by pointer would not become vector instructions.
+        const auto difference = [](const std::uint8_t* place) {
+            return Searched::Difference(place);
+        };
         const std::optional<std::size_t> hit =
-            FindPlace(piece.data(), 0, places, Searched::Difference, [](std::size_t) { return true; });
+            FindPlace(piece.data(), 0, places, difference, [](std::size_t) { return true; });
         return {at + static_cast<std::int64_t>(hit.value_or(places)), hit.has_value()};
     };
     const std::optional<std::int64_t> place = gap.Find(base, base + position, base + position + count, advance);
