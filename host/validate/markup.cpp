@@ -57,7 +57,7 @@ std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end) {
     text.Forget();
     text.GoTo(end);
     std::int64_t lineEnd = end;
-    while (text.Take(hasReturns ? u"\r\n" : u"\n")) {
+    while (text.Take(u"\r\n") || (!hasReturns && text.Take(u"\n"))) {
         lineEnd = text.At();
     }
     return lineEnd;

@@ -17,9 +17,12 @@ constexpr bool IsPlainByte(std::uint8_t byte) {
             static_cast<unsigned>(static_cast<std::uint8_t>(byte - '\t') < 5)) != 0;
 }
 
-/// Neither text nor a letter of any code page.
+inline constexpr std::uint8_t Escape = 0x1B;
+
+/// Neither text nor a letter of any code page. ESC is none: it changes colours and alphabets.
 constexpr bool IsControlByte(std::uint8_t byte) {
-    return (static_cast<unsigned>(byte < 0x80) & static_cast<unsigned>(!IsPlainByte(byte))) != 0;
+    return (static_cast<unsigned>(byte < 0x80) & static_cast<unsigned>(!IsPlainByte(byte)) &
+            static_cast<unsigned>(byte != Escape)) != 0;
 }
 
 constexpr bool IsLetter(std::uint8_t byte) { return static_cast<std::uint8_t>((byte | 0x20) - 'a') < 26; }

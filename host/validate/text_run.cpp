@@ -13,7 +13,6 @@ namespace salvor {
 namespace {
 
 constexpr std::uint8_t DosEnd = 0x1A;
-constexpr std::uint8_t Escape = 0x1B;
 constexpr std::uint8_t Backspace = 0x08;
 
 // In bytes. What is looked at behind a byte that interrupts a text.
@@ -128,6 +127,9 @@ private:
         } else if (byte == DosEnd && IsZeroFilled(file_, at_ + 1)) {
             extra_ = 1;
             Stop(TextRun::Behind::Zeros);
+        } else if (byte == DosEnd && at_ - from_ > 2 && StartsWith(file_.At(at_ - 2, 2), PatternOf("\r\n"))) {
+            extra_ = 1;
+            Stop(TextRun::Behind::Binary);
         } else if (byte >= 0x80 ? !GoesOnInCodePage() : !GoesOnBehindControl(byte)) {
             Stop(TextRun::Behind::Binary);
         }
@@ -139,7 +141,7 @@ private:
             return false;
         }
         const bool movesBack = control == Backspace || control == Escape;
-        if (movesBack && IsPlainByte(bytes[0]) && !IsSpace(bytes[0]) && at_ > from_) {
+        if (movesBack && IsPlainByte(bytes[0]) && !IsSpace(bytes[0]) && (at_ > from_ || control == Escape)) {
             ++at_;
             return true;
         }
@@ -305,6 +307,9 @@ std::int64_t WithoutBrokenLine(Place& file, std::int64_t from, std::int64_t end)
     const ByteSpan text = file.At(start, static_cast<std::size_t>(end - start));
     const bool hasFeeds = std::ranges::find(text, std::uint8_t{'\n'}) != text.end();
     const std::uint8_t lineEnd = hasFeeds ? '\n' : '\r';
+    if (!text.empty() && text.back() == DosEnd) {
+        return end;
+    }
     const auto last = std::find(text.rbegin(), text.rend(), lineEnd);
     const auto lineStart = static_cast<std::size_t>(text.rend() - last);
     if (last == text.rend() || lineStart == text.size()) {

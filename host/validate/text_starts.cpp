@@ -85,8 +85,11 @@ bool IsRunningUtf16(ByteSpan tail) {
 }
 
 bool IsLongEnough(ByteSpan head) {
-    const std::size_t end = EndOfUtf8(head, 0);
-    if (end == head.size()) {
+    std::size_t end = EndOfUtf8(head, 0);
+    while (end + 1 < head.size() && head[end] == Escape && IsPlainByte(head[end + 1])) {
+        end = EndOfUtf8(head, end + 1);
+    }
+    if (end == head.size() || IsWordLine(head.first(end))) {
         return true;
     }
     const bool endsInZeros = [head](std::size_t at) {
@@ -120,6 +123,14 @@ bool MayBePlain(ByteSpan head) {
     return first == 0 || first == DosEnd;
 }
 
+// A string in a program, and behind it a long text that begins like a file in the midst of its line.
+bool BreaksString(ByteSpan tail, ByteSpan head) {
+    constexpr std::string_view lineBreaks = "\n\r\t ";
+    return EndOfAnyText(tail, 0) < tail.size() &&
+           lineBreaks.find(static_cast<char>(tail.back())) == std::string_view::npos && BeginsLikeFile(head) &&
+           EndOfUtf8(head, 0) == head.size() && std::ranges::count(head, std::uint8_t{'\n'}) >= 2;
+}
+
 }  // namespace
 
 bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
@@ -144,12 +155,28 @@ bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
     return before != '-' && !std::ranges::all_of(line, isQuote);
 }
 
+bool BeginsLikeFile(ByteSpan head) {
+    constexpr std::string_view marks = "#/<{[%;\"'-*=.@!(\xEF";
+    const auto first = static_cast<char>(head[0]);
+    return (first >= 'A' && first <= 'Z') || marks.find(first) != std::string_view::npos;
+}
+
+bool IsWordLine(ByteSpan text) {
+    constexpr std::ptrdiff_t least = 10;
+    const auto isWordByte = [](std::uint8_t byte) {
+        return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-' || byte == '.' || byte == ' ';
+    };
+    const auto end = std::ranges::find_if_not(text, isWordByte);
+    return end - text.begin() + 1 >= least && end != text.end() && *end == '\n';
+}
+
 bool BeginsText(ByteSpan previousTail, ByteSpan sector) {
     const ByteSpan head = sector.first(std::min(sector.size(), HeadBytes));
     if (head.size() > 1 && (head[0] >= Utf16BigMark[0] || head[1] == 0)) {
         return BeginsUtf16(head) && !IsRunningUtf16(previousTail);
     }
-    if (!MayBePlain(head) || (IsRunning(previousTail, head) && !BreaksIntoText(previousTail, head))) {
+    if (!MayBePlain(head) ||
+        (IsRunning(previousTail, head) && !BreaksIntoText(previousTail, head) && !BreaksString(previousTail, head))) {
         return false;
     }
     return IsLongEnough(head.subspan(StartsWith(head, Utf8Mark) ? Utf8Mark.size() : 0));

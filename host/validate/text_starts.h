@@ -15,6 +15,12 @@ inline constexpr std::size_t PreviousTailBytes = 64;
 /// own.
 bool BreaksIntoText(ByteSpan tail, ByteSpan head);
 
+/// Most files begin with a capital letter, a bracket or the mark of a comment.
+bool BeginsLikeFile(ByteSpan head);
+
+/// Is the first line of these bytes, which are text, made of words alone? Ten bytes of them never are by chance.
+bool IsWordLine(ByteSpan text);
+
 /// What `MayBeginText` asks where the first byte leaves it open.
 bool BeginsText(ByteSpan previousTail, ByteSpan sector);
 

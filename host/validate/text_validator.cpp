@@ -1,7 +1,6 @@
 #include <FileTypeCatalog.h>
 
 #include <algorithm>
-#include <string_view>
 
 #include "host/validate/mail_fields.h"
 #include "host/validate/markup.h"
@@ -47,6 +46,12 @@ struct TextMix {
         }
     }
 
+    // A whole line, mostly of words.
+    bool IsLine() const {
+        constexpr std::size_t least = 20;
+        return all >= least && lineEnds > 0 && (letters + digits + blanks) * 10 >= all * 6;
+    }
+
     // Words and blanks as in a language.
     bool IsLanguage() const {
         return blanks * 20 >= all && blanks * 3 <= all && (letters + high) * 2 >= all && repeated * 4 <= all;
@@ -83,13 +88,6 @@ bool BeginsInMiddle(ByteSpan head) {
         return true;
     }
     return StartsWith(head, PatternOf("</")) || StartsWith(head, PatternOf("> "));
-}
-
-// Most files begin with a capital letter, a number, a bracket or the mark of a comment.
-bool BeginsLikeFile(ByteSpan head) {
-    constexpr std::string_view marks = "#/<{[%;\"'-*=.@!(\xEF";
-    const auto first = static_cast<char>(head[0]);
-    return (first >= 'A' && first <= 'Z') || marks.find(first) != std::string_view::npos;
 }
 
 // Do these units belong to scripts that are written, as machine code does not? `hasLines` where lines are wanted too.
@@ -162,7 +160,7 @@ Finding Validate(Place& file) {
     head = head.first(std::min(head.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));
     const TextMix mix(head.subspan(static_cast<std::size_t>(marked)));
     if (run.behind == TextRun::Behind::Binary) {
-        if (length < LeastInFrontOfBinary || (run.isCodePage && length < LeastOfCodePage)) {
+        if ((length < LeastInFrontOfBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {
             return NoText("too short in front of binary data");
         }
         const bool isString = IsString(file, run.end);
@@ -170,7 +168,7 @@ Finding Validate(Place& file) {
             (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
             return NoText("strings of a program");
         }
-        if (mix.lineEnds < 2 && !mix.IsLanguage()) {
+        if (mix.lineEnds < 2 && !mix.IsLanguage() && !mix.IsLine() && !IsWordLine(head)) {
             return NoText("printable bytes without lines or words");
         }
     }
