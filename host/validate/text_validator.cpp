@@ -1,6 +1,8 @@
 #include <FileTypeCatalog.h>
 
 #include <algorithm>
+#include <string>
+#include <string_view>
 
 #include "host/validate/mail_fields.h"
 #include "host/validate/markup.h"
@@ -80,14 +82,49 @@ Finding TextOf(std::int64_t size, const char* why, bool beginsInMiddle) {
             .beginsInMiddle = beginsInMiddle};
 }
 
+// Words with which files of code and settings begin.
+constexpr std::string_view OpeningWords[] = {
+    "class",  "config",  "const",   "deb",     "def",    "define",  "export",  "extern",  "from",   "function",
+    "http",   "https",   "import",  "include", "int",    "let",     "library", "load",    "module", "namespace",
+    "option", "package", "private", "program", "public", "require", "set",     "static",  "struct", "syntax",
+    "type",   "typedef", "unit",    "use",     "uses",   "using",   "var",     "version", "void",
+};
+static_assert(std::ranges::is_sorted(OpeningWords));
+
+// Few files begin with a small letter, unless with a word of code, a name that is given a value, or a list of names.
+bool BeginsInWord(ByteSpan head) {
+    const auto wordEnd = std::ranges::find_if_not(
+        head, [](std::uint8_t byte) { return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-'; });
+    const std::string word(head.begin(), wordEnd);
+    const ByteSpan behind(wordEnd, head.end());
+    if (word.empty() || word[0] < 'a' || word[0] > 'z' || behind.empty() ||
+        std::ranges::binary_search(OpeningWords, word)) {
+        return false;
+    }
+    const bool isBlank = behind[0] == ' ' || behind[0] == '\t';
+    const std::uint8_t next = isBlank && behind.size() > 1 ? behind[1] : behind[0];
+    constexpr std::string_view givers = "=:(\n\r{.[\t /@";
+    return givers.find(static_cast<char>(next)) == std::string_view::npos;
+}
+
+// Titles and numbers may be indented in a file's first line; little else is.
+bool IsIndentedRest(ByteSpan head) {
+    const auto start = std::ranges::find_if_not(head, [](std::uint8_t byte) { return byte == ' '; });
+    if (start == head.begin() || start == head.end()) {
+        return false;
+    }
+    const bool isTitle = (*start >= 'A' && *start <= 'Z') || IsDigit(*start) || *start == '#' || *start == '/';
+    return start - head.begin() == 1 ? !IsDigit(*start) && *start != '#' : !isTitle;
+}
+
 // Text that begins so is most likely the rest of a file.
 bool BeginsInMiddle(ByteSpan head) {
+    constexpr std::string_view closers = ")]},;:?!";
     const std::uint8_t first = head[0];
-    if ((first & 0xC0) == 0x80 || first == ')' || first == ']' || first == '}' || first == ',' || first == ';' ||
-        first == '.') {
-        return true;
-    }
-    return StartsWith(head, PatternOf("</")) || StartsWith(head, PatternOf("> "));
+    const std::uint8_t second = head.size() > 1 ? head[1] : 0;
+    const bool isStop = (first == '.' || first == '>') && (second == ' ' || second == '\n' || second == '\r');
+    return (first & 0xC0) == 0x80 || closers.find(static_cast<char>(first)) != std::string_view::npos || isStop ||
+           StartsWith(head, PatternOf("</")) || BeginsInWord(head) || IsIndentedRest(head);
 }
 
 // Do these units belong to scripts that are written, as machine code does not? `hasLines` where lines are wanted too.
