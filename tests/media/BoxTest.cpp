@@ -171,46 +171,6 @@ TEST(Boxes, AHeaderThatCannotBeReadIsTheOneBefore) {
     EXPECT_EQ(huge.ScanStart(Mp4), Finds{}) << "2^34 steps lead to the limit";
 }
 
-// Rows of boxes between starts of files, most of which lead into rows of others. A new scanner for every sector has
-// nothing that it could know from another walk.
-TEST(Boxes, WalksThatShareTheirWayFindWhatEachFindsAlone) {
-    constexpr const char* types[] = {"moov", "mdat", "free", "free", "skip", "ftyp", "moof", "wide", "uuid"};
-    Noise noise(7);
-    std::size_t finds = 0;
-    for (int round = 0; round < 30; ++round) {
-        Medium medium;
-        medium.Grow(600);
-        const std::int32_t index = round % 2 == 0 ? Mp4 : Mov;
-        const std::size_t kinds = index == Mov ? 5 : std::size(types);
-        const auto put = [&](std::size_t at, const Bytes& bytes) {
-            std::ranges::copy(bytes, medium.Data().begin() + static_cast<std::ptrdiff_t>(at));
-        };
-        const std::size_t end = medium.Data().size() - 600;
-        for (std::size_t at = 0; at < end;) {
-            const auto size = static_cast<std::uint32_t>(8 + 8 * noise.Below(round < 10 ? 4 : 40));
-            const std::uint64_t chance = noise.Below(3000);
-            const std::uint64_t length = chance < 20 ? noise.Below(medium.Data().size()) : size;
-            put(at, chance == 20  ? Bytes(8, 'x')
-                    : chance < 10 ? LongHeader(length, "free")
-                                  : Header(static_cast<std::uint32_t>(length), types[noise.Below(kinds)]));
-            at += size;
-        }
-        for (std::size_t at = 0; at < end; at += 512 * (1 + noise.Below(3))) {
-            put(at, Start(index == Mov ? "qt  " : "isom", static_cast<std::uint32_t>(16 + 8 * noise.Below(70))));
-        }
-        std::vector<Found> alone;
-        for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
-            RecordingSink sink;
-            const SectorBlock block = BlockOf(medium, sector, 1);
-            CreateType(index)->ScanBlock(&block, &sink);
-            alone.insert(alone.end(), sink.finds.begin(), sink.finds.end());
-        }
-        finds += alone.size();
-        ASSERT_EQ(Scan(index, medium, RandomBlocks(medium, noise).front()), alone) << "round " << round;
-    }
-    EXPECT_GT(finds, 1000U);
-}
-
 // 20000 files, each of which leads to all behind it.
 TEST(Boxes, ManyFilesInARowAreReadAFewTimes) {
     Medium medium;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "frame/memory/ScanOffsets.h"
 #include "tests/support/Numbers.h"
 #include "tests/support/Scan.h"
 
@@ -34,71 +35,6 @@ Bytes Chunk(std::int32_t index, std::uint32_t size, std::uint64_t choice = 0) {
 Bytes Header(std::int32_t index, std::uint32_t count) {
     return index == Mid ? Join({BytesOf("MThd\0\0\0\6\0\1"s), Big(count, 2), Big(96, 2)})
                         : Join({BytesOf(".RMF\0\0\0\x12\0\0\0\0\0\0"s), Big(count, 4)});
-}
-
-// What the rules say without any shortcut, for sectors of 512 bytes.
-Finds Literal(std::int32_t index, const Medium& medium, std::int64_t cap) {
-    const Bytes& data = medium.Data();
-    const auto at = [&](std::uint64_t from, std::size_t count) {
-        std::string bytes(count, '\0');
-        for (std::size_t i = 0; i < count && from + i < data.size(); ++i) {
-            bytes[i] = static_cast<char>(data[from + i]);
-        }
-        return bytes;
-    };
-    const auto number = [&](std::uint64_t from, std::size_t count) {
-        std::uint64_t value = 0;
-        for (const char byte : at(from, count)) {
-            value = value << 8U | static_cast<std::uint8_t>(byte);
-        }
-        return value;
-    };
-    Finds finds;
-    std::int64_t firstFree = 0;
-    for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
-        const auto start = static_cast<std::uint64_t>(sector) * 512;
-        std::uint64_t place = start;
-        std::int64_t size = 0;
-        if (index == Mid && at(start, 8) == "MThd\0\0\0\6"s) {
-            place += 14;
-            for (auto tracks = static_cast<std::int16_t>(number(start + 10, 2)); tracks > 0; --tracks) {
-                if (at(place, 4) != "MTrk") {
-                    break;
-                }
-                place += 8 + number(place + 4, 4);
-            }
-            size = static_cast<std::int64_t>(place - start);
-        } else if (index == Ogg && at(start, 4) == "OggS" && (number(start + 5, 1) & 2U) != 0) {
-            for (int pages = 0; pages < 20000 && at(place, 4) == "OggS"; ++pages) {
-                const std::uint64_t segments = number(place + 26, 1);
-                std::uint64_t content = 0;
-                for (const char length : at(place + 27, segments)) {
-                    content += static_cast<std::uint8_t>(length);
-                }
-                place += 27 + segments + content;
-            }
-            size = static_cast<std::int64_t>(place - start);
-        } else if (index == Rm && sector >= firstFree && at(start, 8) == ".RMF\0\0\0\x12"s) {
-            std::uint32_t sum = 18;
-            place += 18;
-            auto left = static_cast<std::uint32_t>(number(start + 14, 4) - 1);
-            for (; left > 0; --left) {
-                const std::string name = at(place, 4);
-                const auto step = static_cast<std::uint32_t>(number(place + 4, 4) - (name == "DATA" ? 10 : 0));
-                if ("PROP CONT MDPR INDX DATA"s.find(name) == std::string::npos || step < 8) {
-                    break;
-                }
-                place += step;
-                sum += step;
-            }
-            size = left == 0 ? static_cast<std::int32_t>(sum) : 0;
-        }
-        if (size >= (index == Rm ? 256 : 512)) {
-            finds.push_back({sector, std::min(size, cap)});
-            firstFree = sector + (finds.back().size + 511) / 512;
-        }
-    }
-    return finds;
 }
 
 // Long chains of small chunks. Now and then one covers a sector start where a file begins whose own chain joins the
@@ -140,21 +76,21 @@ Bytes Chains(std::int32_t index, std::int64_t sectors, std::uint64_t files, std:
 
 class ChunkFiles : public testing::TestWithParam<std::int32_t> {};
 
-TEST_P(ChunkFiles, AreMeasuredAsWithoutAMemory) {
+TEST_P(ChunkFiles, AreMeasuredTogetherAsAlone) {
     Noise noise(31);
     std::size_t finds = 0;
     for (int round = 0; round < 40; ++round) {
         Medium medium(512, Chains(GetParam(), 400, noise.Below(8) + 1, noise.Below(2) * 4, noise));
         const auto cap = static_cast<std::int64_t>(round % 2 == 0 ? 1 + noise.Below(100000) : 0x40000000);
-        const Finds expected = Literal(GetParam(), medium, cap);
         const TypePtr type = CreateType(GetParam());
-        ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise), cap), expected) << "round " << round;
-        finds += expected.size();
+        const Finds together = Scan(*type, medium, RandomBlocks(medium, noise), cap);
+        ScanOffsets::everyBlockIsNew = true;
+        const Finds alone = Scan(*type, medium, 1, cap);
+        ScanOffsets::everyBlockIsNew = false;
+        ASSERT_EQ(together, alone) << "round " << round;
+        finds += together.size();
     }
     EXPECT_GT(finds, 200U);
-    // More chunks than a memory has places.
-    Medium longest(512, Chains(GetParam(), 3000, 8, 0, noise));
-    EXPECT_EQ(Scan(GetParam(), longest, 100, 0x40000000), Literal(GetParam(), longest, 0x40000000));
 }
 
 TEST_P(ChunkFiles, ManyOnOneChainCostLittleMoreThanOne) {

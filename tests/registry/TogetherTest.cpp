@@ -6,6 +6,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/memory/ScanOffsets.h"
+#include "tests/support/Numbers.h"
 #include "tests/support/Registry.h"
 
 // What scanners remember from one candidate to the next saves reading and changes no report: on media full of
@@ -167,6 +168,31 @@ Bytes PictureMedium(Noise& noise, std::size_t size) {
     return bytes;
 }
 
+// Rows of boxes between starts of films, most of which lead into rows of others.
+Bytes BoxMedium(Noise& noise, std::size_t size) {
+    constexpr std::string_view types[] = {"moov", "mdat", "free", "free", "skip", "ftyp", "moof", "wide", "uuid"};
+    const bool isOfAtoms = noise.Below(2) == 0;
+    const auto box = [](std::uint64_t length, std::string_view type) {
+        return Join({Big(length, 4), BytesOf(type)});
+    };
+    Bytes bytes(size);
+    const std::size_t end = size - 600;
+    for (std::size_t at = 0; at < end;) {
+        const std::uint64_t length = 8 + 8 * noise.Below(20);
+        const std::uint64_t chance = noise.Below(3000);
+        const std::uint64_t told = chance < 20 ? noise.Below(size) : length;
+        Write(bytes, at,
+              chance == 20  ? Bytes(8, 'x')
+              : chance < 10 ? Join({box(1, "free"), Big(told, 8)})
+                            : box(told, types[noise.Below(isOfAtoms ? 5 : std::size(types))]));
+        at += length;
+    }
+    for (std::size_t at = 0; at < end; at += 512 * (1 + noise.Below(3))) {
+        Write(bytes, at, Join({box(16 + 8 * noise.Below(70), "ftyp"), BytesOf(isOfAtoms ? "qt  " : "isom"), Bytes(4)}));
+    }
+    return bytes;
+}
+
 struct Kind {
     const char* name;
     Bytes (*fill)(Noise& noise, std::size_t size);
@@ -219,6 +245,7 @@ INSTANTIATE_TEST_SUITE_P(Media, Together,
                                          Kind{"CutProgram", ProgramMedium, 16, 71 << 10, 6, 40000, 2},
                                          Kind{"Mail", MailLike, 512, 30 << 10, 120, 0, 200},
                                          Kind{"CutMail", MailLike, 520, 52000, 120, 9000, 80},
+                                         Kind{"Boxes", BoxMedium, 512, 300 << 10, 20, 0, 300},
                                          Kind{"Pictures", PictureMedium, 512, 256 << 10, 20, 0, 100}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
