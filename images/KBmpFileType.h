@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "formats/PictureWalks.h"
 #include "frame/scan/MeasuringScanner.h"
 
 /// Windows and OS/2 bitmaps. The two-byte signature says little and the declared file size is wrong in files of several
@@ -14,6 +15,9 @@ public:
     static constexpr auto Signature = PatternOf("BM");
     static constexpr std::int64_t MinReportLength = 256;
 
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Measure(const Candidate& candidate);
+    static bool IsHeader(ByteSpan sector) { return BmpPicture::IsHeader(sector); }
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        const std::optional<WalkedFile> walked = BmpPicture::Measure(candidate.sector);
+        return walked ? std::optional(walked->size) : std::nullopt;
+    }
 };

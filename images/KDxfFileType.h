@@ -1,14 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
+#include "formats/PictureWalks.h"
 #include "frame/bytes/BytePairs.h"
-#include "frame/scan/WalkingScanner.h"
+#include "images/FormatScanner.h"
 
 /// AutoCAD's exchange format: pairs of a group code and a value, as lines of text or in binary. Source: Autodesk, DXF
 /// Reference, releases 12 to 2018.
-class KDxfFileType final : public WalkingScanner<KDxfFileType> {
+class KDxfFileType final : public FormatScanner<KDxfFileType, DxfDrawing> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Dxf];
     /// A line with a code, "AutoCAD Binary DXF", or a byte-order mark.
@@ -16,7 +16,4 @@ public:
         BytePairs().Allow(" \t09", [](std::uint8_t byte) { return byte < 0x80; }).Allow("A", 'u').Allow("\xEF", 0xBB);
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
-
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Walk(FileWindow& file);
 };

@@ -1,20 +1,17 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
-#include "frame/scan/WalkingScanner.h"
+#include "formats/PictureWalks.h"
+#include "images/FormatScanner.h"
 
 /// GIF images and animations: block by block to the trailer. Source: CompuServe, Graphics Interchange Format, versions
 /// 87a and 89a.
-class KGIFFileType final : public WalkingScanner<KGIFFileType> {
+class KGIFFileType final : public FormatScanner<KGIFFileType, GifPicture> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Gif];
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("GIF8"));
     static constexpr std::int64_t MinReportLength = 256;
     /// Long animations are larger than the cap; their end is known all the same.
     static constexpr std::int64_t WalkLimit = 0x4000000;
-
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Walk(FileWindow& file);
 };

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "formats/IconDirectory.h"
 #include "frame/scan/WalkingScanner.h"
-#include "images/IconDirectory.h"
 
 /// Windows icons of any number of sizes: as far as the last image reaches. Source: Microsoft, Icons in Win32.
 class KIcoFileType final : public WalkingScanner<KIcoFileType> {

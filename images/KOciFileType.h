@@ -1,19 +1,16 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
-#include "frame/scan/WalkingScanner.h"
+#include "formats/PictureWalks.h"
+#include "images/FormatScanner.h"
 
 /// openCanvas pictures: a row of chunks, the first of which is OPIM. No document describes the format.
-class KOciFileType final : public WalkingScanner<KOciFileType> {
+class KOciFileType final : public FormatScanner<KOciFileType, OciPicture> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Oci];
-    static constexpr auto Signature = PatternOf("OPIM\x30\0\0\0");
+    static constexpr auto Signature = OciPicture::Signature;
     static constexpr std::int64_t MinReportLength = 256;
     /// Large canvases pass the cap.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 32;
-
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Walk(FileWindow& file);
 };

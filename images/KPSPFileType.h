@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
-#include "frame/scan/WalkingScanner.h"
+#include "formats/PictureWalks.h"
+#include "images/FormatScanner.h"
 
 /// Paint Shop Pro pictures: a row of blocks. Source: Jasc Software, Paint Shop Pro File Format Documentation.
-class KPSPFileType final : public WalkingScanner<KPSPFileType> {
+class KPSPFileType final : public FormatScanner<KPSPFileType, PspPicture> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Psp];
     static constexpr auto Signature = PatternOf("Paint Shop Pro Image File\n\x1A\0\0\0\0\0");
@@ -14,7 +14,4 @@ public:
     static constexpr std::size_t MinSectorBytes = 46;
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
-
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Walk(FileWindow& file);
 };

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
-#include "frame/scan/WalkingScanner.h"
+#include "formats/PictureWalks.h"
+#include "images/FormatScanner.h"
 
 /// Windows metafiles, with and without the header that makes them placeable: record by record to the end record.
 /// Sources: [MS-WMF]; Placeable Metafiles.
-class KWmfFileType final : public WalkingScanner<KWmfFileType> {
+class KWmfFileType final : public FormatScanner<KWmfFileType, WmfDrawing> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Wmf];
     /// The placeable header's key, or a standard header's type, 1 or 2, and length in words.
@@ -17,7 +17,4 @@ public:
     static constexpr std::int64_t MinReportLength = 256;
     /// Metafiles with large bitmaps are larger than the cap; their end is known all the same.
     static constexpr std::int64_t WalkLimit = 0x4000000;
-
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Walk(FileWindow& file);
 };

@@ -25,6 +25,9 @@ public:
     /// Nothing is shown from here on.
     std::int64_t Limit() const { return limit_; }
 
+    /// Of the medium, in bytes; files begin at the start of a sector.
+    virtual std::int64_t SectorSize() const { return 512; }
+
     /// Adds to the walk's cost what it does with the bytes shown, where that takes far longer than to read them: in
     /// bytes that could be read meanwhile.
     virtual void Charge(std::int64_t bytes) = 0;

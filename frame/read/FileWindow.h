@@ -21,7 +21,7 @@ public:
     /// is exhausted. The candidate and the budget outlive the window.
     FileWindow(const Candidate& candidate, std::int64_t limit, Budget& budget);
 
-    std::int64_t SectorSize() const { return candidate_.block.sectorSize; }
+    std::int64_t SectorSize() const override { return candidate_.block.sectorSize; }
 
     void Charge(std::int64_t bytes) override { budget_.Charge(bytes); }
     bool IsExhausted() const override { return budget_.IsExhausted(); }

@@ -25,7 +25,7 @@ public:
     /// `startSector` lies on the medium. The medium, the neighbours and the allowance outlive this.
     Place(Medium& medium, std::int64_t startSector, const Neighbours& neighbours, ReadAllowance& allowance);
 
-    std::int64_t SectorSize() const { return medium_.SectorSize(); }
+    std::int64_t SectorSize() const override { return medium_.SectorSize(); }
     std::int64_t StartSector() const { return startSector_; }
 
     /// Offset of the first sector at `offset` or behind it, and behind the place itself, at which a file seems to

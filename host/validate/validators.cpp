@@ -3,31 +3,50 @@
 namespace salvor {
 
 // Each is defined in a source of its own.
+extern const Validator AbrValidator;
 extern const Validator AsfValidator;
 extern const Validator AuValidator;
+extern const Validator BmpValidator;
+extern const Validator BookmarkValidator;
 extern const Validator BoxValidator;
 extern const Validator CabinetValidator;
-extern const Validator BookmarkValidator;
-extern const Validator CabinetValidator;
 extern const Validator CompoundValidator;
+extern const Validator CurValidator;
 extern const Validator DbxValidator;
+extern const Validator DwgValidator;
+extern const Validator DxfValidator;
 extern const Validator EbmlValidator;
+extern const Validator EmfValidator;
 extern const Validator FlashValidator;
 extern const Validator FlvValidator;
+extern const Validator GifValidator;
 extern const Validator HtmlValidator;
-extern const Validator MailValidator;
+extern const Validator IccValidator;
+extern const Validator IcoValidator;
 extern const Validator JpegValidator;
+extern const Validator MailValidator;
+extern const Validator MayaValidator;
 extern const Validator MidiValidator;
 extern const Validator MpegAudioValidator;
+extern const Validator MrwValidator;
+extern const Validator OciValidator;
 extern const Validator OggValidator;
+extern const Validator PcxValidator;
 extern const Validator PngValidator;
+extern const Validator PsdValidator;
+extern const Validator PspValidator;
 extern const Validator PstValidator;
+extern const Validator RafValidator;
 extern const Validator RarValidator;
 extern const Validator RealMediaValidator;
 extern const Validator RiffValidator;
 extern const Validator SevenZipValidator;
 extern const Validator SmafValidator;
 extern const Validator TextValidator;
+extern const Validator TiffValidator;
+extern const Validator WmfValidator;
+extern const Validator X3fValidator;
+extern const Validator XcfValidator;
 extern const Validator XmlValidator;
 extern const Validator ZipValidator;
 
@@ -59,6 +78,26 @@ std::span<const Validator* const> Validators() {
         &HtmlValidator,
         &XmlValidator,
         &MailValidator,
+        &GifValidator,
+        &TiffValidator,
+        &MrwValidator,
+        &RafValidator,
+        &X3fValidator,
+        &AbrValidator,
+        &PsdValidator,
+        &XcfValidator,
+        &PspValidator,
+        &MayaValidator,
+        &DwgValidator,
+        &EmfValidator,
+        &IccValidator,
+        &OciValidator,
+        &WmfValidator,
+        &IcoValidator,
+        &CurValidator,
+        &DxfValidator,
+        &BmpValidator,
+        &PcxValidator,
         &TextValidator,
         // clang-format on
     };

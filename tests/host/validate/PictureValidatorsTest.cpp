@@ -31,6 +31,18 @@ TEST(PictureValidators, TellWholeFilesFromBrokenOnes) {
         {"png", "rgb8.png", 1, 0, Verdict::Whole},
         {"png", "rgb8.png", 0.6, 1, Verdict::Damaged},
         {"png", "rgb8.png", 0.6, 0, Verdict::Damaged},
+        {"gif", "animated.gif", 1, 0, Verdict::Whole},
+        {"gif", "animated.gif", 0.9, 0, Verdict::Damaged},
+        {"xcf", "deep.xcf", 1, 0, Verdict::Whole},
+        {"psd", "packed.psd", 1, 0, Verdict::Whole},
+        {"pcx", "planes4.pcx", 1, 0, Verdict::Whole},
+        {"bmp", "rle8.bmp", 1, 0, Verdict::Whole},
+        {"ico", "with-png.ico", 1, 0, Verdict::Whole},
+        {"emf", "drawing.emf", 1, 0, Verdict::Whole},
+        {"emf", "drawing.emf", 0.8, 0, Verdict::Damaged},
+        {"tiff", "pages.tif", 1, 0, Verdict::Whole},
+        {"tiff", "deflate.tif", 1, 0, Verdict::Whole},
+        {"tiff", "deflate.tif", 0.5, 100, Verdict::Damaged},
         {"jpeg", "jfif-baseline.jpg", 1, 0, Verdict::Whole},
         {"jpeg", "jfif-progressive.jpg", 1, 0, Verdict::Whole},
         {"jpeg", "jfif-restart.jpg", 1, 0, Verdict::Whole},
@@ -93,6 +105,34 @@ TEST(PictureValidators, JpegTakesWhatIsAppended) {
     two.insert(two.end(), picture.begin(), picture.end());
     ASSERT_NE(picture.size() % 512, 0U);
     EXPECT_EQ(FindingOf("jpeg", two, Pattern(4096)).size, static_cast<std::int64_t>(two.size()));
+}
+
+Bytes WithNumbers(std::string_view text, std::initializer_list<std::pair<std::size_t, std::uint32_t>> numbers,
+                  std::size_t size) {
+    Bytes bytes(text.begin(), text.end());
+    bytes.resize(size);
+    for (const auto& [offset, number] : numbers) {
+        for (std::size_t i = 0; i < 4; ++i) {
+            bytes[offset + i] = static_cast<std::uint8_t>(number >> (24 - 8 * i));
+        }
+    }
+    return bytes;
+}
+
+// The sensor's data are measured by the header alone: another whole file stands in them only where they were pruned.
+TEST(PictureValidators, RawsEndBeforeTheNextWholeFile) {
+    // A block of 24 bytes, 64 by 32 pixels of 16 bits.
+    const std::string_view mark("\0MRM\0\0\0\x20\0PRD", 12);
+    const Bytes minolta = WithNumbers(mark, {{12, 24}, {24, 32U << 16U | 64U}, {32, 16U << 24U}}, 40 + 4096);
+    const Finding whole = FindingOf("mrw", minolta, Pattern(4096));
+    EXPECT_EQ(whole.verdict, Verdict::Whole);
+    EXPECT_EQ(whole.size, 40 + 4096);
+    const Finding pruned = FindingOf("mrw", minolta, Pattern(4096), {{}, {3 + 2}});
+    EXPECT_EQ(pruned.verdict, Verdict::Truncated);
+    EXPECT_EQ(pruned.size, 1024);
+    const Bytes fuji =
+        WithNumbers("FUJIFILMCCD-RAW ", {{84, 148}, {88, 100}, {100, 300}, {104, 900}, {148, 0xFFD8FFE0}}, 1200);
+    EXPECT_EQ(FindingOf("raf", fuji, Pattern(4096)).size, 1200);
 }
 
 }  // namespace

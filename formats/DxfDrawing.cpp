@@ -1,4 +1,4 @@
-#include "images/KDxfFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 #include <array>
@@ -66,7 +66,7 @@ std::optional<std::int32_t> CodeOf(ByteSpan line) {
 constexpr std::array<std::string_view, 6> SectionNames{"HEADER", "TABLES", "BLOCKS", "ENTITIES", "CLASSES", "OBJECTS"};
 
 // An old program's end of file, with a line end of its own.
-std::int64_t BehindDosEnd(FileWindow& file, std::int64_t end) {
+std::int64_t BehindDosEnd(ByteWindow& file, std::int64_t end) {
     const ByteSpan bytes = file.From(end, 3);
     if (bytes.empty() || bytes[0] != DosEnd) {
         return end;
@@ -79,15 +79,15 @@ std::int64_t BehindDosEnd(FileWindow& file, std::int64_t end) {
 
 class TextDrawing {
 public:
-    TextDrawing(FileWindow& file, std::int64_t start) : file_(file), end_(start) {}
+    TextDrawing(ByteWindow& file, std::int64_t start) : file_(file), end_(start) {}
 
-    std::optional<std::int64_t> Measure() {
+    std::optional<WalkedFile> Measure() {
         while (step_ != Step::AtEnd && TakePair()) {
         }
         if (step_ == Step::AtEnd) {
-            return BehindDosEnd(file_, end_);
+            return WalkedFile{BehindDosEnd(file_, end_)};
         }
-        return hasEntities_ ? std::optional(end_) : std::nullopt;
+        return hasEntities_ ? std::optional(WalkedFile{end_, false}) : std::nullopt;
     }
 
 private:
@@ -107,10 +107,10 @@ private:
         file_.Charge(LineCost);
         auto stop = std::ranges::find_if(ahead_, Stops);
         if (stop == ahead_.end()) {
-            ahead_ = file_.From(end_, FileWindow::PieceBytes);
+            ahead_ = file_.From(end_, ByteWindow::PieceBytes);
             stop = std::ranges::find_if(ahead_, Stops);
         }
-        if (ahead_.empty() || (stop == ahead_.end() && ahead_.size() >= FileWindow::PieceBytes)) {
+        if (ahead_.empty() || (stop == ahead_.end() && ahead_.size() >= ByteWindow::PieceBytes)) {
             return std::nullopt;
         }
         return Line{ahead_.first(static_cast<std::size_t>(stop - ahead_.begin())),
@@ -183,7 +183,7 @@ private:
         return true;
     }
 
-    FileWindow& file_;
+    ByteWindow& file_;
     // Behind the last whole line, and the bytes known from there on.
     std::int64_t end_;
     ByteSpan ahead_;
@@ -223,9 +223,9 @@ const CodeRange* RangeOf(std::uint16_t code) {
 
 class BinaryDrawing {
 public:
-    explicit BinaryDrawing(FileWindow& file) : file_(file), fields_(file, BinarySignature.size()) {}
+    explicit BinaryDrawing(ByteWindow& file) : file_(file), fields_(file, BinarySignature.size()) {}
 
-    std::optional<std::int64_t> Measure() {
+    std::optional<WalkedFile> Measure() {
         // The first pair is 0, SECTION: one zero byte if codes have 8 bits.
         const ByteSpan start = file_.At(fields_.Position(), 2);
         hasWideCodes_ = start.empty() || start[1] == 0;
@@ -238,7 +238,7 @@ public:
                 return std::nullopt;
             }
             if (code == EntityCode && StartsWith(file_.At(fields_.Position(), 4), PatternOf("EOF\0"))) {
-                return fields_.Position() + 4;
+                return WalkedFile{fields_.Position() + 4};
             }
             if (isFirst && !StartsWith(file_.At(fields_.Position(), 8), PatternOf("SECTION\0"))) {
                 return std::nullopt;
@@ -286,7 +286,7 @@ private:
     void SkipText() {
         const std::optional<std::size_t> length = TextLength(file_.From(fields_.Position()));
         const std::optional<std::size_t> wholeLength =
-            length ? length : TextLength(file_.From(fields_.Position(), FileWindow::PieceBytes));
+            length ? length : TextLength(file_.From(fields_.Position(), ByteWindow::PieceBytes));
         if (!wholeLength) {
             fields_.Break();
             return;
@@ -303,7 +303,7 @@ private:
         return static_cast<std::size_t>(static_cast<const std::uint8_t*>(zero) - bytes.data());
     }
 
-    FileWindow& file_;
+    ByteWindow& file_;
     FieldReader fields_;
     bool hasWideCodes_ = false;
 };
@@ -329,7 +329,7 @@ bool OpensText(ByteSpan sector) {
 
 }  // namespace
 
-bool KDxfFileType::IsHeader(ByteSpan sector) {
+bool DxfDrawing::IsHeader(ByteSpan sector) {
     if (sector.size() < MinSectorBytes) {
         return false;
     }
@@ -347,7 +347,7 @@ bool KDxfFileType::IsHeader(ByteSpan sector) {
     }
 }
 
-std::optional<std::int64_t> KDxfFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> DxfDrawing::Walk(ByteWindow& file) {
     const ByteSpan start = file.At(0, BinarySignature.size());
     if (StartsWith(start, BinarySignature)) {
         return BinaryDrawing(file).Measure();

@@ -1,13 +1,18 @@
-#include "images/KBmpFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 #include <array>
+
+#include "frame/contract/FileTypeCatalog.h"
 
 namespace {
 
 // The file header of 14 bytes and the longest information header.
 constexpr std::size_t LongestHeader = 138;
 constexpr std::int64_t FileHeaderBytes = 14;
+
+// A larger picture is believed when two fields tell the same.
+constexpr std::int64_t LargestUnconfirmed = FileTypeCatalog[FileTypeIndex::Bmp].maxSize;
 
 // Lengths of information headers.
 enum HeaderVersion : std::uint32_t { Os2First = 12, Os2Short = 16, Windows3 = 40, Os2Second = 64, Windows5 = 124 };
@@ -139,7 +144,7 @@ std::optional<std::int64_t> NeededSize(const Bitmap& bitmap) {
         // The longest coding of a run length code: 2 bytes for a pixel (4 for one of 24 bits), 2 for the end of a row.
         // A JPEG or PNG picture in place of the pixels has no such bound.
         const std::int64_t longest =
-            bitmap.bits == 0 ? KBmpFileType::Identity.maxSize : (bitmap.width * 4 + 2) * bitmap.height + 4096;
+            bitmap.bits == 0 ? LargestUnconfirmed : (bitmap.width * 4 + 2) * bitmap.height + 4096;
         if (pixelBytes <= 0 || pixelBytes > longest) {
             return std::nullopt;
         }
@@ -149,13 +154,13 @@ std::optional<std::int64_t> NeededSize(const Bitmap& bitmap) {
 
 }  // namespace
 
-bool KBmpFileType::IsHeader(ByteSpan sector) {
+bool BmpPicture::IsHeader(ByteSpan sector) {
     return sector.size() >= LongestHeader &&
            std::ranges::find(HeaderLengths, LoadLittle<std::uint32_t>(sector, 14)) != HeaderLengths.end();
 }
 
-std::optional<std::int64_t> KBmpFileType::Measure(const Candidate& candidate) {
-    const Bitmap bitmap = LoadBitmap(candidate.sector);
+std::optional<WalkedFile> BmpPicture::Measure(ByteSpan head) {
+    const Bitmap bitmap = LoadBitmap(head);
     if (!IsGeometrySound(bitmap)) {
         return std::nullopt;
     }
@@ -168,12 +173,16 @@ std::optional<std::int64_t> KBmpFileType::Measure(const Candidate& candidate) {
     const std::int64_t padding = bitmap.declaredSize - *needed;
     const bool isConfirmed = padding >= 0 && padding <= mostPadding;
     // Reserved words are zero, but for writers that leave rubbish there and are right about the size.
-    if (LoadLittle<std::uint32_t>(candidate.sector, 6) != 0 && padding != 0) {
+    if (LoadLittle<std::uint32_t>(head, 6) != 0 && padding != 0) {
         return std::nullopt;
     }
-    // Larger pictures are believed when two fields tell the same.
-    if (*needed > Identity.maxSize && !isConfirmed) {
+    if (*needed > LargestUnconfirmed && !isConfirmed) {
         return std::nullopt;
     }
-    return isConfirmed ? bitmap.declaredSize : *needed;
+    return WalkedFile{isConfirmed ? std::int64_t{bitmap.declaredSize} : *needed, isConfirmed};
+}
+
+std::optional<WalkedFile> BmpPicture::Walk(ByteWindow& file) {
+    const ByteSpan head = file.At(0, LongestHeader);
+    return head.empty() ? std::nullopt : Measure(head);
 }

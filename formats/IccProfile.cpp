@@ -1,7 +1,9 @@
-#include "images/KIccFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 #include <array>
+
+#include "frame/contract/FileTypeCatalog.h"
 
 namespace {
 
@@ -9,6 +11,7 @@ namespace {
 constexpr std::size_t PrefixBytes = 144;
 constexpr std::size_t TableStart = 132;
 constexpr std::size_t TagBytes = 12;
+constexpr std::uint32_t LargestFile = FileTypeCatalog[FileTypeIndex::Icc].maxSize;
 constexpr std::size_t MostTags = 100;
 constexpr auto Signature = PatternOf("acsp");
 // Version 5 brought spectral profiles, which use and leave out header fields as no other does.
@@ -64,16 +67,16 @@ bool IsHeaderSound(ByteSpan header) {
 
 }  // namespace
 
-bool KIccFileType::IsHeader(ByteSpan sector) {
+bool IccProfile::IsHeader(ByteSpan sector) {
     if (sector.size() < PrefixBytes || !HasPatternAt(sector, 36, Signature)) {
         return false;
     }
     const auto size = LoadBig<std::uint32_t>(sector, 0);
     const auto tags = LoadBig<std::uint32_t>(sector, 128);
-    return size >= PrefixBytes && size <= Identity.maxSize && tags >= 1 && tags <= MostTags && IsHeaderSound(sector);
+    return size >= PrefixBytes && size <= LargestFile && tags >= 1 && tags <= MostTags && IsHeaderSound(sector);
 }
 
-std::optional<std::int64_t> KIccFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> IccProfile::Walk(ByteWindow& file) {
     const ByteSpan header = file.At(0, TableStart);
     if (header.empty()) {
         return std::nullopt;
@@ -95,5 +98,5 @@ std::optional<std::int64_t> KIccFileType::Walk(FileWindow& file) {
             return std::nullopt;
         }
     }
-    return size;
+    return WalkedFile{size};
 }

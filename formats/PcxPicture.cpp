@@ -1,4 +1,4 @@
-#include "images/KPCXFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 #include <array>
@@ -89,7 +89,7 @@ private:
 };
 
 // Offset behind the picture data.
-std::optional<std::int64_t> PictureEnd(FileWindow& file, std::int64_t rawBytes) {
+std::optional<std::int64_t> PictureEnd(ByteWindow& file, std::int64_t rawBytes) {
     // The code at most doubles a picture, but for empty runs.
     const std::int64_t farthest = static_cast<std::int64_t>(HeaderBytes) + 2 * rawBytes + 128;
     // Bytes that could be looked at while one is decoded.
@@ -129,7 +129,7 @@ std::int64_t PaletteBytes(ByteSpan behind, bool mayHaveGap) {
 
 }  // namespace
 
-bool KPCXFileType::IsHeader(ByteSpan sector) {
+bool PcxPicture::IsHeader(ByteSpan sector) {
     if (sector.size() < HeaderBytes) {
         return false;
     }
@@ -137,7 +137,7 @@ bool KPCXFileType::IsHeader(ByteSpan sector) {
     return IsSound(header) && (header.isCoded || IsPlainSound(sector));
 }
 
-std::optional<std::int64_t> KPCXFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> PcxPicture::Walk(ByteWindow& file) {
     const ByteSpan bytes = file.At(0, HeaderBytes);
     if (bytes.empty()) {
         return std::nullopt;
@@ -148,11 +148,12 @@ std::optional<std::int64_t> KPCXFileType::Walk(FileWindow& file) {
         const std::int64_t end = static_cast<std::int64_t>(HeaderBytes) + header.RawBytes();
         const std::int64_t palette = PaletteBytes(file.From(end), false);
         const bool isWhole = end <= file.Limit() && (palette != 0 || !isPalettePicture);
-        return isWhole ? std::optional(end + palette) : std::nullopt;
+        return isWhole ? std::optional(WalkedFile{end + palette}) : std::nullopt;
     }
     const std::optional<std::int64_t> end = PictureEnd(file, header.RawBytes());
-    if (!end || header.version < 5) {
-        return end;
+    if (!end) {
+        return std::nullopt;
     }
-    return *end + PaletteBytes(file.From(*end, 17), isPalettePicture);
+    const std::int64_t palette = header.version < 5 ? 0 : PaletteBytes(file.From(*end, 17), isPalettePicture);
+    return WalkedFile{*end + palette};
 }

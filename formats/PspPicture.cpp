@@ -1,4 +1,4 @@
-#include "images/KPSPFileType.h"
+#include "formats/PictureWalks.h"
 
 #include "frame/bytes/FieldReader.h"
 
@@ -38,11 +38,11 @@ bool IsAttributes(const BlockHeader& block) {
 
 }  // namespace
 
-bool KPSPFileType::IsHeader(ByteSpan sector) {
+bool PspPicture::IsHeader(ByteSpan sector) {
     return LoadLittle<std::uint16_t>(sector, MajorVersionOffset) >= 3 && HasPatternAt(sector, HeaderBytes, BlockMark);
 }
 
-std::optional<std::int64_t> KPSPFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> PspPicture::Walk(ByteWindow& file) {
     FieldReader version(file, MajorVersionOffset);
     const bool isVersion3 = version.Little<std::uint16_t>() == 3;
     std::int64_t end = HeaderBytes;
@@ -51,7 +51,7 @@ std::optional<std::int64_t> KPSPFileType::Walk(FileWindow& file) {
         FieldReader fields(file, end);
         const std::optional<BlockHeader> block = ReadBlockHeader(fields, isVersion3);
         if (!block) {
-            return blocks >= 2 ? std::optional(end) : std::nullopt;
+            return blocks >= 2 ? std::optional(WalkedFile{end, hasLayers}) : std::nullopt;
         }
         fields.Skip(block->length);
         if (blocks == 0 && !IsAttributes(*block)) {
@@ -63,5 +63,5 @@ std::optional<std::int64_t> KPSPFileType::Walk(FileWindow& file) {
         hasLayers = hasLayers || block->id == LayersBlock || block->id == LayerBlock;
         end = fields.Position();
     }
-    return hasLayers ? std::optional(end) : std::nullopt;
+    return hasLayers ? std::optional(WalkedFile{end, false}) : std::nullopt;
 }

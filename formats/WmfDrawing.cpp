@@ -1,4 +1,4 @@
-#include "images/KWmfFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 
@@ -56,7 +56,7 @@ struct RecordWalk {
     bool isDrawing = false;
 };
 
-RecordWalk WalkRecords(FileWindow& file, std::int64_t start) {
+RecordWalk WalkRecords(ByteWindow& file, std::int64_t start) {
     constexpr std::uint32_t leastWords = 3;
     constexpr std::uint32_t mostWords = 1U << 22U;
     // A longer record holds a bitmap or a great many points, and its function is known. Without this, a chance number
@@ -87,13 +87,13 @@ RecordWalk WalkRecords(FileWindow& file, std::int64_t start) {
 
 }  // namespace
 
-bool KWmfFileType::IsHeader(ByteSpan sector) {
+bool WmfDrawing::IsHeader(ByteSpan sector) {
     // Nothing else of the placeable header is looked at: writers get its checksum wrong, and the standard one follows.
     return sector.size() >= PrefixBytes &&
            IsStandardHeader(IsPlaceable(sector) ? sector.subspan(PlaceableBytes) : sector);
 }
 
-std::optional<std::int64_t> KWmfFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> WmfDrawing::Walk(ByteWindow& file) {
     const ByteSpan prefix = file.At(0, PrefixBytes);
     if (prefix.empty()) {
         return std::nullopt;
@@ -115,10 +115,10 @@ std::optional<std::int64_t> KWmfFileType::Walk(FileWindow& file) {
         return std::nullopt;
     }
     if (walk.hasEnd) {
-        return end;
+        return WalkedFile{end};
     }
     // A damaged record: the header's word is taken when the drawing was followed to about there, or over half of it.
     constexpr std::int64_t mostBeyond = 64;
     const bool isFollowed = walk.position >= saidEnd - walk.position && walk.position <= saidEnd + mostBeyond;
-    return isFollowed ? std::optional(saidEnd) : std::nullopt;
+    return isFollowed ? std::optional(WalkedFile{saidEnd, false}) : std::nullopt;
 }

@@ -1,4 +1,4 @@
-#include "images/IconDirectory.h"
+#include "formats/IconDirectory.h"
 
 #include <algorithm>
 #include <array>
@@ -128,7 +128,7 @@ bool IconDirectory::IsHeader(ByteSpan sector, Kind kind) {
            IsEntrySound(LoadEntry(sector.subspan(HeaderBytes)), kind, count);
 }
 
-std::optional<std::int64_t> IconDirectory::Measure(FileWindow& file, Kind kind) {
+std::optional<std::int64_t> IconDirectory::Measure(ByteWindow& file, Kind kind) {
     const std::size_t count = LoadCount(file.At(0, HeaderBytes), kind);
     const ByteSpan directory = file.At(0, HeaderBytes + EntryBytes * count);
     if (count == 0 || directory.empty()) {

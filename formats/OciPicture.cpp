@@ -1,4 +1,4 @@
-#include "images/KOciFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 
@@ -22,16 +22,16 @@ bool IsTag(ByteSpan bytes) {
 
 }  // namespace
 
-bool KOciFileType::IsHeader(ByteSpan sector) {
+bool OciPicture::IsHeader(ByteSpan sector) {
     return sector.size() >= SecondChunk + ChunkHeaderBytes && IsTag(sector.subspan(SecondChunk));
 }
 
-std::optional<std::int64_t> KOciFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> OciPicture::Walk(ByteWindow& file) {
     std::int64_t end = 0;
     int chunks = 0;
     for (; chunks < MostChunks; ++chunks) {
         // The next picture may follow directly.
-        if (chunks > 0 && StartsWith(file.At(end, Signature.size()), Signature)) {
+        if (chunks > 0 && StartsWith(file.At(end, OciPicture::Signature.size()), OciPicture::Signature)) {
             break;
         }
         FieldReader fields(file, end);
@@ -45,5 +45,5 @@ std::optional<std::int64_t> KOciFileType::Walk(FileWindow& file) {
         }
         end = fields.Position();
     }
-    return chunks >= MinChunks ? std::optional(end) : std::nullopt;
+    return chunks >= MinChunks ? std::optional(WalkedFile{end}) : std::nullopt;
 }

@@ -1,4 +1,4 @@
-#include "images/DwgHeader2007.h"
+#include "formats/DwgHeader2007.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,10 @@
-#include "images/KPSDFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 #include <array>
 
 #include "frame/bytes/FieldReader.h"
+#include "frame/contract/FileTypeCatalog.h"
 
 namespace {
 
@@ -12,6 +13,7 @@ constexpr std::size_t HeaderBytes = 26;
 
 constexpr std::uint16_t LargeVersion = 2;
 constexpr std::uint16_t MostChannels = 99;
+constexpr std::uint64_t LargestSection = FileTypeCatalog[FileTypeIndex::Psd].maxSize;
 
 constexpr std::uint16_t RawRows = 0;
 constexpr std::uint16_t PackedRows = 1;
@@ -49,7 +51,7 @@ bool IsSound(const Header& header) {
 }
 
 // The first of the resources, each of which opens with the name of the program that defined it.
-bool OpensResources(FileWindow& file, std::int64_t offset) {
+bool OpensResources(ByteWindow& file, std::int64_t offset) {
     constexpr std::array owners{PatternOf("8BIM"), PatternOf("MeSa"), PatternOf("PHUT"), PatternOf("AgHg"),
                                 PatternOf("DCSR")};
     const ByteSpan bytes = file.At(offset, 4);
@@ -58,10 +60,10 @@ bool OpensResources(FileWindow& file, std::int64_t offset) {
 
 // Behind the rows, whose lengths stand in front of them; broken if a row is longer than packing makes it.
 template <std::unsigned_integral Length>
-void SkipPackedRows(FileWindow& file, FieldReader& fields, const Header& header) {
+void SkipPackedRows(ByteWindow& file, FieldReader& fields, const Header& header) {
     // In bytes that could be looked at meanwhile.
     constexpr std::int64_t rowWork = 8;
-    constexpr std::uint64_t mostAtOnce = FileWindow::PieceBytes / sizeof(Length);
+    constexpr std::uint64_t mostAtOnce = ByteWindow::PieceBytes / sizeof(Length);
     const std::uint64_t longest = 2 * header.RowBytes() + 256;
     std::uint64_t sum = 0;
     for (std::uint64_t left = header.Rows(); left > 0 && !fields.IsBroken();) {
@@ -82,12 +84,12 @@ void SkipPackedRows(FileWindow& file, FieldReader& fields, const Header& header)
 
 }  // namespace
 
-bool KPSDFileType::IsHeader(ByteSpan sector) {
+bool PsdPicture::IsHeader(ByteSpan sector) {
     const auto version = LoadBig<std::uint16_t>(sector, 4);
     return version >= 1 && version <= LargeVersion && HasPatternAt(sector, 6, Reserved) && IsSound(ReadHeader(sector));
 }
 
-std::optional<std::int64_t> KPSDFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> PsdPicture::Walk(ByteWindow& file) {
     const ByteSpan start = file.At(0, HeaderBytes);
     if (start.empty()) {
         return std::nullopt;
@@ -95,7 +97,7 @@ std::optional<std::int64_t> KPSDFileType::Walk(FileWindow& file) {
     const Header header = ReadHeader(start);
     FieldReader fields(file, HeaderBytes);
     const auto skipSection = [&](std::uint64_t length) {
-        if (!header.isLarge && length > static_cast<std::uint64_t>(Identity.maxSize)) {
+        if (!header.isLarge && length > LargestSection) {
             fields.Break();
         }
         fields.Skip(length);
@@ -119,5 +121,5 @@ std::optional<std::int64_t> KPSDFileType::Walk(FileWindow& file) {
         default:
             return std::nullopt;
     }
-    return fields.IsBroken() ? std::nullopt : std::optional(fields.Position());
+    return fields.IsBroken() ? std::nullopt : std::optional(WalkedFile{fields.Position()});
 }

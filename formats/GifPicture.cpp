@@ -1,4 +1,4 @@
-#include "images/KGIFFileType.h"
+#include "formats/PictureWalks.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ std::int64_t ColourTableBytes(std::uint8_t flags) {
 /// A position that moves over a file's blocks.
 class BlockWalk {
 public:
-    explicit BlockWalk(FileWindow& file, std::int64_t start) : file_(file), position_(start) {}
+    explicit BlockWalk(ByteWindow& file, std::int64_t start) : file_(file), position_(start) {}
 
     std::int64_t Position() const { return position_; }
 
@@ -80,18 +80,18 @@ private:
         return false;
     }
 
-    FileWindow& file_;
+    ByteWindow& file_;
     std::int64_t position_;
 };
 
 }  // namespace
 
-bool KGIFFileType::IsHeader(ByteSpan sector) {
+bool GifPicture::IsHeader(ByteSpan sector) {
     return sector.size() > ScreenBytes && (StartsWith(sector, Version89) || StartsWith(sector, Version87)) &&
            LoadLittle<std::uint16_t>(sector, 6) != 0 && LoadLittle<std::uint16_t>(sector, 8) != 0;
 }
 
-std::optional<std::int64_t> KGIFFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> GifPicture::Walk(ByteWindow& file) {
     const ByteSpan screen = file.At(0, ScreenBytes);
     if (screen.empty()) {
         return std::nullopt;
@@ -105,7 +105,7 @@ std::optional<std::int64_t> KGIFFileType::Walk(FileWindow& file) {
     for (int strayBytes = 0; const std::optional<std::uint8_t> kind = walk.Kind();) {
         constexpr int mostStrayBytes = 16;
         if (kind == Trailer) {
-            return lastImageEnd ? std::optional(walk.Position() + 1) : std::nullopt;
+            return lastImageEnd ? std::optional(WalkedFile{walk.Position() + 1}) : std::nullopt;
         }
         if (kind == Image && walk.SkipImage()) {
             lastImageEnd = walk.Position();
@@ -115,5 +115,5 @@ std::optional<std::int64_t> KGIFFileType::Walk(FileWindow& file) {
             break;
         }
     }
-    return lastImageEnd;
+    return lastImageEnd ? std::optional(WalkedFile{*lastImageEnd, false}) : std::nullopt;
 }

@@ -1,4 +1,4 @@
-#include "images/KMbFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 
@@ -44,23 +44,30 @@ bool IsTag(ByteSpan bytes) {
     return std::ranges::all_of(bytes.first(TagBytes), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
 }
 
-bool LeadsToEnd(FileWindow& file, const Layout& layout, std::int64_t end) {
+// How many groups were sound, and whether they lead to the end.
+struct GroupWalk {
+    int groups = 0;
+    bool leadsToEnd = false;
+};
+
+GroupWalk WalkGroups(ByteWindow& file, const Layout& layout, std::int64_t end) {
     auto at = static_cast<std::int64_t>(layout.HeaderBytes() + TagBytes);
-    for (int groups = 0; groups < MostGroups && at != end; ++groups) {
+    int groups = 0;
+    for (; groups < MostGroups && at != end; ++groups) {
         file.Charge(GroupCost);
         const ByteSpan header = file.At(at, layout.HeaderBytes());
         const std::int64_t left = end - at - static_cast<std::int64_t>(layout.HeaderBytes());
         if (header.empty() || left < 0 || !IsTag(header) || layout.Length(header) > static_cast<std::uint64_t>(left)) {
-            return groups >= EnoughGroups;
+            return {groups, false};
         }
         at += static_cast<std::int64_t>(layout.HeaderBytes() + layout.Length(header));
     }
-    return at == end;
+    return {groups, at == end};
 }
 
 }  // namespace
 
-bool KMbFileType::IsHeader(ByteSpan sector) {
+bool MayaScene::IsHeader(ByteSpan sector) {
     const Layout* const layout = LayoutOf(sector);
     if (layout == nullptr || sector.size() < layout->PrefixBytes()) {
         return false;
@@ -77,7 +84,7 @@ bool KMbFileType::IsHeader(ByteSpan sector) {
     return length >= MinLength && layout->Length(head) <= length - besideHead;
 }
 
-std::optional<std::int64_t> KMbFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> MayaScene::Walk(ByteWindow& file) {
     const ByteSpan start = file.At(0, Long.HeaderBytes());
     const Layout* const layout = LayoutOf(start);
     if (layout == nullptr) {
@@ -89,5 +96,9 @@ std::optional<std::int64_t> KMbFileType::Walk(FileWindow& file) {
         return std::nullopt;
     }
     const auto end = static_cast<std::int64_t>(layout->HeaderBytes() + length);
-    return LeadsToEnd(file, *layout, end) ? std::optional(end) : std::nullopt;
+    const GroupWalk walk = WalkGroups(file, *layout, end);
+    if (!walk.leadsToEnd && walk.groups < EnoughGroups) {
+        return std::nullopt;
+    }
+    return WalkedFile{end, walk.leadsToEnd};
 }

@@ -1,17 +1,19 @@
-#include "images/KDWGFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
 
+#include "formats/DwgHeader2007.h"
 #include "frame/bytes/FieldReader.h"
-#include "images/DwgHeader2007.h"
+#include "frame/contract/FileTypeCatalog.h"
 
 namespace {
 
 constexpr auto BehindRelease = PatternOf("\0\0\0\0\0");
 constexpr std::size_t ReleaseBytes = 6;
 constexpr std::size_t CodePageOffset = 0x13;
+constexpr std::int64_t LargestFile = FileTypeCatalog[FileTypeIndex::Dwg].maxSize;
 
 // How a release tells the file's end.
 enum class EndRule { FixedSections, Locators, SecondCopy, FileSize };
@@ -63,7 +65,7 @@ constexpr BytePattern AuxiliaryEndMark{AuxiliaryEnd};
 // So far behind the known end the searches go on.
 constexpr std::int64_t SlackBytes = 1024;
 
-std::int64_t BehindAuxiliaryHeader(FileWindow& file, std::int64_t end) {
+std::int64_t BehindAuxiliaryHeader(ByteWindow& file, std::int64_t end) {
     const auto length = static_cast<std::int64_t>(AuxiliaryEnd.size());
     const std::int64_t wanted = end + AuxiliaryBytes;
     if (StartsWith(file.At(wanted - length, AuxiliaryEnd.size()), AuxiliaryEnd)) {
@@ -73,7 +75,7 @@ std::int64_t BehindAuxiliaryHeader(FileWindow& file, std::int64_t end) {
     return found ? *found + length : end;
 }
 
-std::optional<std::int64_t> EndOfFixedSections(FileWindow& file, bool hasAuxiliaryHeader) {
+std::optional<std::int64_t> EndOfFixedSections(ByteWindow& file, bool hasAuxiliaryHeader) {
     FieldReader fields(file, SectionsOffset);
     const auto entities = fields.Little<std::uint32_t>();
     const auto entitiesEnd = fields.Little<std::uint32_t>();
@@ -105,7 +107,7 @@ constexpr BytePattern SecondHeaderEndMark =
 // Far more than a preview and the second header take.
 constexpr std::int64_t MostBytesBehindMap = 0x2000000;
 
-std::int64_t EndOfPreview(FileWindow& file) {
+std::int64_t EndOfPreview(ByteWindow& file) {
     FieldReader address(file, PreviewOffset);
     const auto start = address.Little<std::uint32_t>();
     FieldReader preview(file, start);
@@ -116,7 +118,7 @@ std::int64_t EndOfPreview(FileWindow& file) {
     return preview.IsBroken() ? 0 : preview.Position();
 }
 
-std::optional<std::int64_t> EndOfLocated(FileWindow& file) {
+std::optional<std::int64_t> EndOfLocated(ByteWindow& file) {
     FieldReader fields(file, LocatorsOffset);
     const auto count = fields.Little<std::uint32_t>();
     if (count < FewestLocators || count > MostLocators) {
@@ -152,7 +154,7 @@ constexpr auto CopiedHeaderStart = PatternOf("AcFssFcAJMB\0");
 constexpr std::size_t CopyAddressOffset = 0x34;
 constexpr std::uint64_t FirstCopy = 0x100;
 
-std::optional<std::int64_t> EndOfSecondCopy(FileWindow& file) {
+std::optional<std::int64_t> EndOfSecondCopy(ByteWindow& file) {
     const ByteSpan encrypted = file.At(CopiedHeaderOffset, CopiedHeaderBytes);
     if (encrypted.empty()) {
         return std::nullopt;
@@ -164,7 +166,7 @@ std::optional<std::int64_t> EndOfSecondCopy(FileWindow& file) {
         header[i] = static_cast<std::uint8_t>(encrypted[i] ^ (state >> 16U));
     }
     const auto copy = LoadLittle<std::uint64_t>(header, CopyAddressOffset);
-    if (!StartsWith(header, CopiedHeaderStart) || copy < FirstCopy || copy >= std::uint64_t{KDWGFileType::WalkLimit}) {
+    if (!StartsWith(header, CopiedHeaderStart) || copy < FirstCopy || copy >= std::uint64_t{LargestFile}) {
         return std::nullopt;
     }
     // The file's end even where the copy there is damaged.
@@ -175,7 +177,7 @@ std::optional<std::int64_t> EndOfSecondCopy(FileWindow& file) {
 constexpr std::int64_t FirstNumber = 0x70;
 constexpr std::int64_t SecondHeaderToEnd = 0x880;
 
-std::optional<std::int64_t> EndOfFileSize(FileWindow& file) {
+std::optional<std::int64_t> EndOfFileSize(ByteWindow& file) {
     const std::optional<DwgHeader2007> header = DecodeDwgHeader2007(file.At(CopiedHeaderOffset, DwgHeader2007Bytes));
     if (!header || header->headerBytes != FirstNumber || header->fileSize < SecondHeaderToEnd ||
         header->secondHeader != header->fileSize - SecondHeaderToEnd) {
@@ -184,7 +186,7 @@ std::optional<std::int64_t> EndOfFileSize(FileWindow& file) {
     return header->fileSize;
 }
 
-std::optional<std::int64_t> EndOf(FileWindow& file, const DrawingRelease& release) {
+std::optional<std::int64_t> EndOf(ByteWindow& file, const DrawingRelease& release) {
     switch (release.rule) {
         case EndRule::FixedSections:
             return EndOfFixedSections(file, release.text == Release11);
@@ -200,7 +202,7 @@ std::optional<std::int64_t> EndOf(FileWindow& file, const DrawingRelease& releas
 
 }  // namespace
 
-bool KDWGFileType::IsHeader(ByteSpan sector) {
+bool DwgDrawing::IsHeader(ByteSpan sector) {
     if (!HasPatternAt(sector, ReleaseBytes, BehindRelease)) {
         return false;
     }
@@ -209,9 +211,9 @@ bool KDWGFileType::IsHeader(ByteSpan sector) {
            (release->rule == EndRule::FixedSections || LoadLittle<std::uint16_t>(sector, CodePageOffset) < 100);
 }
 
-std::optional<std::int64_t> KDWGFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> DwgDrawing::Walk(ByteWindow& file) {
     const ByteSpan start = file.At(0, ReleaseBytes);
     const DrawingRelease* const release = start.empty() ? nullptr : ReleaseOf(start);
     const std::optional<std::int64_t> end = release == nullptr ? std::nullopt : EndOf(file, *release);
-    return end && *end <= file.Limit() ? end : std::nullopt;
+    return end && *end <= file.Limit() ? std::optional(WalkedFile{*end}) : std::nullopt;
 }

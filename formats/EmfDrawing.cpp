@@ -1,4 +1,4 @@
-#include "images/KEMFFileType.h"
+#include "formats/PictureWalks.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ bool IsRecord(const Record& record, std::int64_t bytesLeft) {
 
 }  // namespace
 
-bool KEMFFileType::IsHeader(ByteSpan sector) {
+bool EmfDrawing::IsHeader(ByteSpan sector) {
     if (sector.size() < PrefixBytes || !HasPatternAt(sector, 40, Signature)) {
         return false;
     }
@@ -41,7 +41,7 @@ bool KEMFFileType::IsHeader(ByteSpan sector) {
            LoadLittle<std::uint16_t>(sector, 58) == 0;
 }
 
-std::optional<std::int64_t> KEMFFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> EmfDrawing::Walk(ByteWindow& file) {
     const ByteSpan prefix = file.At(0, PrefixBytes);
     if (prefix.empty()) {
         return std::nullopt;
@@ -59,8 +59,9 @@ std::optional<std::int64_t> KEMFFileType::Walk(FileWindow& file) {
         }
         position += record.size;
         if (record.type == EndType) {
-            return position;
+            return WalkedFile{position};
         }
     }
-    return hasUsualVersion && position >= saidSize - position ? std::optional(saidSize) : std::nullopt;
+    return hasUsualVersion && position >= saidSize - position ? std::optional(WalkedFile{saidSize, false})
+                                                              : std::nullopt;
 }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "frame/read/FileWindow.h"
+#include "frame/bytes/ByteWindow.h"
 
 /// The directory that icon and cursor files share: its entries and the images they point to. Source: Microsoft, Icons
 /// in Win32.
@@ -20,6 +20,6 @@ bool IsHeader(ByteSpan sector, Kind kind);
 
 /// The file's length: where the last image ends. The file window's limit is the largest it may be. Tables of small
 /// numbers look much like a directory, so every entry must fit and every image must begin as its entry says.
-std::optional<std::int64_t> Measure(FileWindow& file, Kind kind);
+std::optional<std::int64_t> Measure(ByteWindow& file, Kind kind);
 
 }  // namespace IconDirectory

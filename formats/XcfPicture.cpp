@@ -1,4 +1,4 @@
-#include "images/KXCFFileType.h"
+#include "formats/PictureWalks.h"
 
 #include <algorithm>
 #include <vector>
@@ -62,9 +62,9 @@ bool IsPrecision(int version, std::uint32_t precision) {
 // far, and no byte is walked over twice.
 class Picture {
 public:
-    Picture(FileWindow& file, int version) : file_(file), version_(version) {}
+    Picture(ByteWindow& file, int version) : file_(file), version_(version) {}
 
-    std::optional<std::int64_t> Measure();
+    std::optional<WalkedFile> Measure();
 
 private:
     using Pointers = std::vector<std::uint64_t>;
@@ -88,7 +88,7 @@ private:
     bool WalkTiles(std::uint64_t pointer, std::uint32_t pixelBytes);
     bool WalkLastTile(std::uint64_t pointer, std::uint64_t pixels, std::uint32_t pixelBytes);
 
-    FileWindow& file_;
+    ByteWindow& file_;
     int version_;
     std::uint8_t compression_ = NotCompressed;
     std::int64_t end_ = 0;
@@ -143,7 +143,7 @@ bool Picture::Close(const FieldReader& fields) {
     return !fields.IsBroken();
 }
 
-std::optional<std::int64_t> Picture::Measure() {
+std::optional<WalkedFile> Picture::Measure() {
     FieldReader fields(file_, version_ >= FirstWithPrecision ? PrecisionOffset + 4 : PrecisionOffset);
     ReadProperties(fields);
     const Pointers layers = ReadPointers(fields);
@@ -154,7 +154,10 @@ std::optional<std::int64_t> Picture::Measure() {
     };
     const bool isWhole = compression_ <= LastCompression && Close(fields) && walkAll(layers, &Picture::WalkLayer) &&
                          walkAll(channels, &Picture::WalkChannel) && walkAll(paths, &Picture::WalkPath);
-    return isWhole ? std::optional(std::min(end_ + mostTileBytes_, file_.Limit())) : std::nullopt;
+    if (!isWhole) {
+        return std::nullopt;
+    }
+    return WalkedFile{std::min(end_ + mostTileBytes_, file_.Limit()), true, mostTileBytes_};
 }
 
 bool Picture::WalkLayer(std::uint64_t pointer) {
@@ -301,7 +304,7 @@ bool Picture::WalkLastTile(std::uint64_t pointer, std::uint64_t pixels, std::uin
 
 }  // namespace
 
-bool KXCFFileType::IsHeader(ByteSpan sector) {
+bool XcfPicture::IsHeader(ByteSpan sector) {
     const int version = VersionOf(sector);
     return version >= 0 && version < FirstForeign && IsSide(LoadBig<std::uint32_t>(sector, WidthOffset)) &&
            IsSide(LoadBig<std::uint32_t>(sector, WidthOffset + 4)) &&
@@ -309,7 +312,7 @@ bool KXCFFileType::IsHeader(ByteSpan sector) {
            (version < FirstWithPrecision || IsPrecision(version, LoadBig<std::uint32_t>(sector, PrecisionOffset)));
 }
 
-std::optional<std::int64_t> KXCFFileType::Walk(FileWindow& file) {
-    const ByteSpan header = file.At(0, MinSectorBytes);
+std::optional<WalkedFile> XcfPicture::Walk(ByteWindow& file) {
+    const ByteSpan header = file.At(0, LeastHead);
     return header.empty() ? std::nullopt : Picture(file, VersionOf(header)).Measure();
 }

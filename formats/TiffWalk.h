@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frame/bytes/ByteWindow.h"
+#include "frame/bytes/Endian.h"
+
+/// All that the directories of a TIFF file, or of a camera raw built like one, say of its extent and its kind. Sources:
+/// Adobe, TIFF Revision 6.0, section 2; the BigTIFF design of AWare Systems for offsets of 64 bits.
+struct TiffFile {
+    enum class Kind : std::uint8_t {
+        /// The file's own structure.
+        Directory,
+        /// What an entry points to.
+        Value,
+        /// Strips, tiles and JPEGs.
+        Picture,
+    };
+    struct Extent {
+        std::int64_t start;
+        std::int64_t length;
+        Kind kind;
+        /// Of pictures: how they are compressed.
+        std::uint16_t compression;
+
+        std::int64_t End() const { return start + length; }
+    };
+    /// In the order in which they were met, none empty; all but `Picture` begin on the medium.
+    std::vector<Extent> extents = {};
+
+    bool isDng = false;
+    bool hasPhotoshopResources = false;
+    /// A directory has the photometric interpretation or the compression of a sensor's own data.
+    bool hasSensorData = false;
+    /// Of the first directory.
+    std::string make = {};
+    std::string model = {};
+};
+
+/// Bytes of a header, those of 64 bits included.
+inline constexpr std::size_t TiffHeaderBytes = 16;
+
+/// The byte order, if a TIFF header stands in front of `head`: 42, 43, or the letters that cameras of one maker have in
+/// place of the number.
+std::optional<Endian> TiffEndianOf(ByteSpan head);
+
+/// Walks all directories that the header leads to, each once. Nothing if the first is none.
+std::optional<TiffFile> WalkTiff(ByteWindow& file);

@@ -1,0 +1,199 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "formats/CanonTrailer.h"
+#include "formats/TiffWalk.h"
+#include "host/validate/broken.h"
+#include "host/validate/inflate.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr auto Cr2Mark = PatternOf("CR\2");
+constexpr std::size_t Cr2MarkOffset = 8;
+constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
+
+constexpr std::uint16_t DeflateCompression = 8;
+constexpr std::uint16_t OldDeflateCompression = 32946;
+
+struct Kind {
+    std::int32_t type;
+    const char* extension = "";
+};
+
+struct Maker {
+    std::string_view name;
+    Kind kind;
+};
+
+// By the beginning of the maker's name, in capitals. Raws of makers without a type of their own are named all the same.
+constexpr Maker Makers[] = {
+    {"NIKON", {FileTypeIndex::Nef}},
+    {"PENTAX", {FileTypeIndex::Pef}},
+    {"RICOH", {FileTypeIndex::Pef}},
+    {"SONY", {FileTypeIndex::Arw}},
+    {"EASTMAN KODAK", {FileTypeIndex::Dcr}},
+    {"KODAK", {FileTypeIndex::Dcr}},
+    {"OLYMPUS", {FileTypeIndex::Orf}},
+    {"SAMSUNG", {FileTypeIndex::Tiff, "srw"}},
+    {"SEIKO EPSON", {FileTypeIndex::Tiff, "erf"}},
+    {"HASSELBLAD", {FileTypeIndex::Tiff, "3fr"}},
+    {"MAMIYA", {FileTypeIndex::Tiff, "mef"}},
+    {"LEAF", {FileTypeIndex::Tiff, "mos"}},
+    {"PHASE ONE", {FileTypeIndex::Tiff, "iiq"}},
+};
+
+Kind KindOf(ByteSpan head, const TiffFile& tiff) {
+    if (HasPatternAt(head, Cr2MarkOffset, Cr2Mark)) {
+        return {FileTypeIndex::Cr2};
+    }
+    if (tiff.isDng) {
+        return {FileTypeIndex::Dng};
+    }
+    // The letters in place of the number 42.
+    if (head[2] == 'R' || head[3] == 'R') {
+        return {FileTypeIndex::Orf};
+    }
+    // A camera's TIFF is a TIFF.
+    if (tiff.hasSensorData) {
+        std::string make = tiff.make;
+        std::ranges::transform(make, make.begin(),
+                               [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+        for (const Maker& maker : Makers) {
+            if (make.starts_with(maker.name)) {
+                const bool isEarlySony = tiff.model.starts_with("DSC-F828") || tiff.model.starts_with("DSC-V3");
+                return isEarlySony ? Kind{FileTypeIndex::Srf} : maker.kind;
+            }
+        }
+    }
+    return {FileTypeIndex::Tiff};
+}
+
+// What the extents prove of the file.
+struct Proof {
+    // Behind the last one that counts.
+    std::int64_t end = 0;
+    // Where bytes of another file stand that an extent claims, or the medium ends.
+    std::optional<std::int64_t> stoppedAt = std::nullopt;
+    bool hasPicture = false;
+};
+
+// Previews begin where they like; other whole files do so only in front of foreign bytes.
+bool IsPicture(Place& file, std::int64_t offset) {
+    return StartsWith(file.At(offset, StartOfPicture.size()), StartOfPicture);
+}
+
+// The first whole file between two places that is no part of this one: `isClaimed` where an extent holds it, of the
+// kind whose bytes are one picture's data.
+std::optional<std::int64_t> ForeignFile(Place& file, std::int64_t from, std::int64_t to, bool mayHoldPreviews) {
+    for (std::int64_t at = file.NextWhole(from); at < to && at < file.Limit(); at = file.NextWhole(at + 1)) {
+        if (!mayHoldPreviews || !IsPicture(file, at)) {
+            return at;
+        }
+    }
+    return std::nullopt;
+}
+
+Proof Prove(Place& file, const TiffFile& tiff) {
+    std::vector<TiffFile::Extent> extents = tiff.extents;
+    std::ranges::sort(extents, {}, &TiffFile::Extent::start);
+    Proof proof;
+    for (const TiffFile::Extent& extent : extents) {
+        const bool isPicture = extent.kind == TiffFile::Kind::Picture;
+        const bool isCut = extent.length > file.Limit() - std::min(extent.start, file.Limit());
+        // Entries of unknown makers may lead anywhere.
+        if (isCut && !isPicture) {
+            continue;
+        }
+        if (proof.end > 0 && extent.start > proof.end) {
+            // A gap that a preview fills which only the maker knows is no reason to doubt what comes behind it.
+            if (ForeignFile(file, proof.end, std::min(extent.start + 1, extent.End()), true)) {
+                proof.stoppedAt = isPicture ? std::optional(proof.end) : proof.stoppedAt;
+                break;
+            }
+        }
+        const std::int64_t end = std::min(extent.End(), file.Limit());
+        if (const auto foreign = ForeignFile(file, extent.start + 1, end, !isPicture)) {
+            proof.stoppedAt = std::max(proof.end, *foreign);
+            break;
+        }
+        proof.hasPicture = proof.hasPicture || isPicture;
+        proof.end = std::max(proof.end, end);
+        if (isCut) {
+            proof.stoppedAt = proof.end;
+        }
+    }
+    return proof;
+}
+
+// Compressed strips have checksums of their own.
+bool AreStripsSound(Place& file, const TiffFile& tiff) {
+    constexpr std::int64_t mostUnpacked = std::int64_t{1} << 30;
+    return std::ranges::all_of(tiff.extents, [&file](const TiffFile::Extent& extent) {
+        const bool isDeflated = extent.compression == DeflateCompression || extent.compression == OldDeflateCompression;
+        return extent.kind != TiffFile::Kind::Picture || !isDeflated || extent.End() > file.Limit() ||
+               InflateAt(file, extent.start, extent.End(), DeflateFormat::Zlib, mostUnpacked).has_value();
+    });
+}
+
+std::int64_t Padded(const TiffFile& tiff, const Place& file, std::int64_t end) {
+    std::int64_t unit = 1;
+    if (tiff.hasPhotoshopResources) {
+        unit = 4;
+    } else if (tiff.isDng) {
+        unit = 2;
+    }
+    return std::min((end + unit - 1) / unit * unit, file.Limit());
+}
+
+bool BeginsTiff(ByteSpan head) { return TiffEndianOf(head).has_value(); }
+
+Finding ValidateTiff(Place& file) {
+    const std::optional<TiffFile> tiff = WalkTiff(file);
+    if (!tiff) {
+        return {};
+    }
+    const Kind kind = KindOf(file.At(0, TiffHeaderBytes), *tiff);
+    const Proof proof = Prove(file, *tiff);
+    if (proof.stoppedAt) {
+        return {Verdict::Truncated, *proof.stoppedAt, kind.type, kind.extension,
+                "directories name data behind what is this file's"};
+    }
+    std::int64_t end = Padded(*tiff, file, proof.end);
+    if (kind.type == FileTypeIndex::Cr2) {
+        end = CanonTrailer::EndBehind(file, end);
+    }
+    if (!proof.hasPicture) {
+        return {Verdict::Damaged, end, kind.type, kind.extension, "directories without a picture"};
+    }
+    if (!AreStripsSound(file, *tiff)) {
+        return {Verdict::Damaged, end, kind.type, kind.extension, "a strip's compressed data are wrong"};
+    }
+    return {Verdict::Whole, end, kind.type, kind.extension, "all that the directories name is there"};
+}
+
+constexpr StartSignature Starts[] = {{"II*\0"sv}, {"MM\0*"sv},           {"IIRO"},
+                                     {"IIRS"},    {"II+\0\x08\0\0\0"sv}, {"MM\0+\0\x08\0\0"sv}};
+
+constexpr std::int32_t Types[] = {FileTypeIndex::Tiff, FileTypeIndex::Dng, FileTypeIndex::Nef,
+                                  FileTypeIndex::Pef,  FileTypeIndex::Arw, FileTypeIndex::Srf,
+                                  FileTypeIndex::Dcr,  FileTypeIndex::Orf, FileTypeIndex::Cr2};
+
+}  // namespace
+
+/// TIFF and the camera raws built on it. Sources: Adobe, TIFF Revision 6.0; Adobe, DNG Specification.
+extern const Validator TiffValidator;
+const Validator TiffValidator{.name = "tiff",
+                              .phase = Validator::Phase::Bounded,
+                              .starts = Starts,
+                              .begins = BeginsTiff,
+                              .validate = ValidateTiff,
+                              .types = Types};
+
+}  // namespace salvor

@@ -1,0 +1,137 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+
+#include "formats/IconDirectory.h"
+#include "formats/PictureWalks.h"
+#include "host/validate/broken.h"
+#include "host/validate/inflate.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+bool Stands(const StartSignature& signature, ByteSpan head) {
+    if (head.size() < signature.offset + signature.bytes.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < signature.bytes.size(); ++i) {
+        const auto mask = static_cast<std::uint8_t>(signature.mask.empty() ? 0xFF : signature.mask[i]);
+        if (((head[signature.offset + i] ^ static_cast<std::uint8_t>(signature.bytes[i])) & mask) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// GIMP may compress the tile that it writes last: only its own end tells the file's.
+std::optional<std::int64_t> BehindCompressedTile(Place& file, const WalkedFile& walked) {
+    const std::int64_t start = walked.size - walked.undecodedBytes;
+    const auto tile = InflateAt(file, start, file.Limit(), DeflateFormat::Zlib, walked.undecodedBytes);
+    return tile ? std::optional(start + tile->packedSize) : std::nullopt;
+}
+
+// The finding for a walk that the scanners make too. `unfinished` is the verdict where the walk came to no end that the
+// file declares.
+Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int32_t type, Verdict unfinished) {
+    if (!walked || walked->size <= 0) {
+        return {};
+    }
+    if (walked->undecodedBytes > 0) {
+        const auto end = BehindCompressedTile(file, *walked);
+        return end ? Finding{Verdict::Whole, *end, type, {}, "all parts are there"}
+                   : Finding{
+                         Verdict::Damaged, walked->size - walked->undecodedBytes, type, {}, "the last tile is wrong"};
+    }
+    if (walked->size > file.Limit()) {
+        return {Verdict::Truncated, file.Limit(), type, {}, "goes on behind the medium's end"};
+    }
+    if (!walked->isComplete) {
+        return {unfinished, walked->size, type, {}, "the structure leads no further"};
+    }
+    return {Verdict::Whole, walked->size, type, {}, "the structure leads to its end"};
+}
+
+// One of the formats whose walks the scanners and the program share. The starts are for files below the sizes that
+// scanners report.
+template <class Format, std::int32_t Type, auto& Starts, Verdict Unfinished = Verdict::Damaged>
+struct Walked {
+    static bool Begins(ByteSpan head) {
+        return head.size() >= Format::LeastHead &&
+               std::ranges::any_of(Starts, [head](const StartSignature& start) { return Stands(start, head); }) &&
+               Format::IsHeader(head);
+    }
+    static Finding Validate(Place& file) { return FindingOf(file, Format::Walk(file), Type, Unfinished); }
+    static constexpr std::int32_t Types[] = {Type};
+
+    static constexpr Validator Named(std::string_view name) {
+        return {.name = name, .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
+    }
+};
+
+template <IconDirectory::Kind Kind>
+struct Icons {
+    static constexpr std::size_t LeastHead = 22;
+    static bool IsHeader(ByteSpan head) { return IconDirectory::IsHeader(head, Kind); }
+    static std::optional<WalkedFile> Walk(ByteWindow& file) {
+        const std::optional<std::int64_t> size = IconDirectory::Measure(file, Kind);
+        return size ? std::optional(WalkedFile{*size}) : std::nullopt;
+    }
+};
+
+constexpr StartSignature BmpStarts[] = {{"BM"}};
+constexpr StartSignature CurStarts[] = {{"\0\0\2\0"sv}};
+constexpr StartSignature DwgStarts[] = {{"AC10"}, {"AC1."}, {"AC2."}};
+constexpr StartSignature DxfStarts[] = {{"  0\r\nSECTION"},
+                                        {"  0\nSECTION"},
+                                        {"0\r\nSECTION"},
+                                        {"0\nSECTION"},
+                                        {"999"},
+                                        {"AutoCAD Binary DXF\r\n\x1A\0"sv},
+                                        {"  999"},
+                                        {"\xEF\xBB\xBF"
+                                         "0"},
+                                        {"\xEF\xBB\xBF  0"},
+                                        {" 0\nSECTION"},
+                                        {" 0\r\nSECTION"}};
+constexpr StartSignature EmfStarts[] = {{" EMF", 40}};
+constexpr StartSignature GifStarts[] = {{"GIF87a"}, {"GIF89a"}};
+constexpr StartSignature IccStarts[] = {{"acsp", 36}};
+constexpr StartSignature IcoStarts[] = {{"\0\0\1\0"sv}};
+constexpr StartSignature MayaStarts[] = {{"FOR4"}, {"FOR8"}};
+constexpr StartSignature OciStarts[] = {{"OPIM"}};
+// Encoding 1 or none.
+constexpr StartSignature PcxStarts[] = {{"\x0A\0\0"sv, 0, "\xFF\0\xFE"sv}};
+constexpr StartSignature PsdStarts[] = {{"8BPS"}};
+constexpr StartSignature PspStarts[] = {{"Paint Shop Pro Image File\n\x1A\0\0\0\0\0"sv}};
+constexpr StartSignature WmfStarts[] = {{"\xD7\xCD\xC6\x9A"}, {"\1\0\x09\0"sv}, {"\2\0\x09\0"sv}};
+constexpr StartSignature XcfStarts[] = {{"gimp xcf "}};
+
+}  // namespace
+
+// Their walks are declared, with what they follow, where the scanners share them.
+extern const Validator BmpValidator, CurValidator, DwgValidator, DxfValidator, EmfValidator, GifValidator, IccValidator,
+    IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator, WmfValidator, XcfValidator;
+
+constinit const Validator BmpValidator = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts, Verdict::Open>::Named("bmp");
+constinit const Validator CurValidator =
+    Walked<Icons<IconDirectory::Kind::Cursor>, FileTypeIndex::Cur, CurStarts>::Named("cur");
+constinit const Validator DwgValidator = Walked<DwgDrawing, FileTypeIndex::Dwg, DwgStarts>::Named("dwg");
+constinit const Validator DxfValidator = Walked<DxfDrawing, FileTypeIndex::Dxf, DxfStarts, Verdict::Open>::Named("dxf");
+constinit const Validator EmfValidator = Walked<EmfDrawing, FileTypeIndex::Emf, EmfStarts>::Named("emf");
+constinit const Validator GifValidator = Walked<GifPicture, FileTypeIndex::Gif, GifStarts>::Named("gif");
+constinit const Validator IccValidator = Walked<IccProfile, FileTypeIndex::Icc, IccStarts>::Named("icc");
+constinit const Validator IcoValidator =
+    Walked<Icons<IconDirectory::Kind::Icon>, FileTypeIndex::Ico, IcoStarts>::Named("ico");
+constinit const Validator MayaValidator = Walked<MayaScene, FileTypeIndex::Mb, MayaStarts>::Named("mb");
+constinit const Validator OciValidator = Walked<OciPicture, FileTypeIndex::Oci, OciStarts>::Named("oci");
+constinit const Validator PcxValidator = Walked<PcxPicture, FileTypeIndex::Pcx, PcxStarts>::Named("pcx");
+constinit const Validator PsdValidator = Walked<PsdPicture, FileTypeIndex::Psd, PsdStarts>::Named("psd");
+constinit const Validator PspValidator = Walked<PspPicture, FileTypeIndex::Psp, PspStarts>::Named("psp");
+constinit const Validator WmfValidator = Walked<WmfDrawing, FileTypeIndex::Wmf, WmfStarts>::Named("wmf");
+constinit const Validator XcfValidator = Walked<XcfPicture, FileTypeIndex::Xcf, XcfStarts>::Named("xcf");
+
+}  // namespace salvor
