@@ -36,7 +36,7 @@ void Check(const std::vector<Variant>& variants) {
         const auto fixture = std::ranges::find(Fixtures(), std::string_view(variant.sample),
                                                [](const Fixture& sample) { return sample.name; });
         ASSERT_NE(fixture, Fixtures().end()) << variant;
-        Bytes file = fixture->Load();
+        Bytes file = fixture->bytes;
         for (const Change& change : variant.changes) {
             ASSERT_LE(change.offset + change.bytes.size(), file.size()) << variant;
             std::ranges::copy(change.bytes, file.begin() + static_cast<std::ptrdiff_t>(change.offset));

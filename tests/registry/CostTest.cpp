@@ -40,7 +40,7 @@ TEST(HostileMedia, OfAFilesFirstSectorsAreReadAFewTimes) {
     // As often as these are read, they still are linear in the medium: the budget bounds them.
     const std::set<std::string> bounded{"animated.gif", "release10.binary.dxf", "release14.binary.dxf", "smartdraw"};
     for (const Fixture& fixture : Fixtures()) {
-        Bytes file = fixture.Load();
+        Bytes file = fixture.bytes;
         for (const std::size_t sectors : {5U, 2U, 1U}) {
             file.resize(sectors * 512);
             for (const std::int32_t index : fixture.types) {

@@ -93,9 +93,8 @@ void WriteFixtures(std::ostream& page) {
     std::ostringstream table;
     std::size_t exact = 0;
     for (const test::Fixture& fixture : test::Fixtures()) {
-        const test::Bytes file = fixture.Load();
-        const auto size = static_cast<std::int64_t>(file.size());
-        const std::int64_t reported = fixture.ReportedSize(file);
+        const auto size = std::ssize(fixture.bytes);
+        const std::int64_t reported = fixture.types.empty() ? 0 : fixture.SizeReportedBy(fixture.types.front());
         if (!fixture.types.empty() && reported == size) {
             ++exact;
             continue;

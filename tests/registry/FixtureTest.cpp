@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
 #include <set>
 #include <string>
 
@@ -25,35 +24,31 @@ Claims WithoutChanceText(Claims claims, const Claims& expected) {
     return claims;
 }
 
-TEST(Fixtures, CoverEveryTypeAndEverySampleFile) {
+TEST(Fixtures, CoverEveryType) {
     std::set<std::int32_t> covered;
-    std::set<std::string> names;
     for (const Fixture& fixture : Fixtures()) {
         covered.insert(fixture.types.begin(), fixture.types.end());
         for (const std::int32_t index : fixture.types) {
-            EXPECT_TRUE(fixture.sizeOf == nullptr || FileTypeCatalog[index].reportedSize != SizeExactness::Exact)
+            EXPECT_TRUE(fixture.SizeReportedBy(index) == std::ssize(fixture.bytes) ||
+                        FileTypeCatalog[index].reportedSize != SizeExactness::Exact)
                 << fixture << " has another size than is reported of it";
         }
-        names.insert(fixture.name);
     }
     for (std::int32_t index = 0; index < FileTypeCount; ++index) {
         EXPECT_TRUE(covered.contains(index)) << "no fixture or builder for " << FileTypeCatalog[index].name;
-    }
-    for (const auto& file : std::filesystem::directory_iterator(SALVOR_SAMPLES_DIR "/fixtures")) {
-        EXPECT_TRUE(names.contains(file.path().filename().string())) << file.path() << " is in no test";
     }
 }
 
 class FixtureTest : public testing::TestWithParam<Fixture> {
 protected:
-    const Bytes file = GetParam().Load();
+    const Bytes& file = GetParam().bytes;
 };
 
 TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
     ASSERT_FALSE(file.empty());
     Claims expected;
     for (const std::int32_t index : GetParam().types) {
-        expected.push_back({index, {FixtureSector, GetParam().ReportedSize(file)}});
+        expected.push_back({index, {FixtureSector, GetParam().SizeReportedBy(index)}});
     }
     Medium medium(512, FixtureMedium(file));
     for (std::int64_t blockSectors = 1; blockSectors <= medium.SectorCount(); ++blockSectors) {
@@ -97,12 +92,13 @@ TEST(BlockCut, WhereBlocksEndChangesNothing) {
     Bytes bytes;
     Claims expected;
     for (const Fixture& fixture : Fixtures()) {
-        const Bytes file = fixture.Load();
+        const Bytes& file = fixture.bytes;
         const auto sector = static_cast<std::int64_t>(bytes.size() / 512);
         for (const std::int32_t index : fixture.types) {
-            expected.push_back({index, {sector, fixture.ReportedSize(file)}});
+            expected.push_back({index, {sector, fixture.SizeReportedBy(index)}});
         }
-        bytes = Join({bytes, file, Zeros((512 - file.size() % 512) % 512)});
+        // The one that counts a time stamp twice reaches into the next sector, where no stream would be found.
+        bytes = Join({bytes, file, Zeros(1024 - file.size() % 512)});
     }
     std::ranges::stable_sort(expected, {}, &Claim::index);
     Medium medium(512, bytes);

@@ -49,10 +49,8 @@ TEST_P(NoiseTest, NoTypeFindsFilesInIt) {
     Medium medium(512, noise.Random(MediumBytes));
     std::ranges::transform(medium.Data(), noise.Random(MediumBytes), medium.Data().begin(), GetParam().shape);
     if (GetParam().withStarts) {
-        std::vector<Bytes> files;
-        std::ranges::transform(Fixtures(), std::back_inserter(files), &Fixture::Load);
         for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
-            medium.Put(sector, ByteSpan(files[noise.Below(files.size())]).first(2));
+            medium.Put(sector, ByteSpan(Fixtures()[noise.Below(Fixtures().size())].bytes).first(2));
         }
     }
     std::map<std::int32_t, std::int64_t> bogus;

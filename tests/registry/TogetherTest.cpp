@@ -24,16 +24,9 @@ void Write(Bytes& bytes, std::size_t at, const Bytes& part) {
 // Sectors of fixtures in disorder: mostly first ones, so that nearly every sector begins a file, at times several in a
 // row.
 Bytes MixedFixtures(Noise& noise, std::size_t size) {
-    static const std::vector<Bytes> files = [] {
-        std::vector<Bytes> all;
-        for (const Fixture& fixture : Fixtures()) {
-            all.push_back(fixture.Load());
-        }
-        return all;
-    }();
     // Few formats in one medium, so that files of a type run into each other.
     std::array<const Bytes*, 3> chosen{};
-    std::ranges::generate(chosen, [&] { return &files[noise.Below(files.size())]; });
+    std::ranges::generate(chosen, [&] { return &Fixtures()[noise.Below(Fixtures().size())].bytes; });
     Bytes bytes(size);
     for (std::size_t at = 0; at < size;) {
         const Bytes& file = *chosen[noise.Below(chosen.size())];

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "tests/support/Scan.h"
@@ -20,17 +22,15 @@ using Claims = std::vector<Claim>;
 /// Scans a medium with one scanner of every type together; the claims are in the order of the indices.
 std::vector<Claim> ScanWithAllTypes(Medium& medium, const Blocks& blocks);
 
-/// A file, or bytes built to look like one, and the types that report it.
+/// A file of samples/fixtures, or bytes built to look like one, and the types that report it.
 struct Fixture {
-    const char* name;
-    std::vector<std::int32_t> types;
-    /// Null: the bytes of samples/fixtures/<name>.
-    Bytes (*build)();
-    /// The size to be reported; null: the file's own.
-    std::int64_t (*sizeOf)(const Bytes& file) = nullptr;
+    std::string name;
+    std::vector<std::int32_t> types{};
+    Bytes bytes{};
+    /// Where it is another than the type's rule says.
+    std::optional<std::int64_t> reportedSize{};
 
-    Bytes Load() const;
-    std::int64_t ReportedSize(const Bytes& file) const;
+    std::int64_t SizeReportedBy(std::int32_t type) const;
 };
 std::ostream& operator<<(std::ostream& out, const Fixture& fixture);
 
