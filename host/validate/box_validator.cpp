@@ -203,6 +203,7 @@ private:
         } else if (box.type == BoxTypeOf("sidx") && indexedEnd_ == 0) {
             indexedEnd_ = IndexedEnd(box);
         }
+        dataStart_ = box.type == BoxTypeOf("mdat") ? box.start : dataStart_;
         hasData_ = hasData_ || box.type == BoxTypeOf("mdat") || box.type == BoxTypeOf("imda");
         hasFragments_ = hasFragments_ || box.type == BoxTypeOf("moof");
         hasFragmentIndex_ = hasFragmentIndex_ || box.type == BoxTypeOf("mfra");
@@ -307,6 +308,11 @@ private:
         if (movie_->dataEnd > 0 && !hasData_) {
             return Say(Verdict::Damaged, end_, "there are no media data");
         }
+        if (movie_->hasBrokenSamples) {
+            // Where the data are last, the file was cut there.
+            const bool isCut = lastType_ == BoxTypeOf("mdat") && movie_->soundEnd > dataStart_;
+            return Say(Verdict::Damaged, isCut ? movie_->soundEnd : end_, "other bytes stand where samples should be");
+        }
         if (!hasFragments_) {
             return movie_->hasFragments && !hasData_
                        ? Say(Verdict::Open, end_, "no fragments follow")
@@ -333,6 +339,8 @@ private:
     // Where, at a sector's start, all was there and a box began that another movie could begin with; 0 for nowhere.
     std::int64_t lastSectorEnd_ = 0;
     std::int64_t indexedEnd_ = 0;
+    // Of the last media data.
+    std::int64_t dataStart_ = 0;
     std::uint32_t lastType_ = 0;
     Brands brands_;
     std::optional<MovieTables> movie_;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "frame/bytes/FieldReader.h"
+#include "host/validate/sample_check.h"
 
 namespace salvor {
 
@@ -60,6 +61,7 @@ private:
 
 // The tables of one track, and what decides how they are meant.
 struct Track {
+    std::optional<Box> descriptions;
     std::optional<Box> sizes;
     std::optional<Box> compactSizes;
     std::optional<Box> chunks;
@@ -79,7 +81,8 @@ struct Track {
 class SampleSizes {
 public:
     SampleSizes(ByteWindow& file, const Track& track)
-        : isCompact_(!track.sizes),
+        : file_(file),
+          isCompact_(!track.sizes),
           table_(file, Source(track).content, Source(track).end),
           packet_(track.bytesPerPacket),
           frames_(track.framesPerPacket) {
@@ -95,11 +98,18 @@ public:
     }
     std::uint32_t Left() const { return count_ - next_; }
 
-    /// Bytes of the next `samples` samples, at most as many as are left.
-    std::uint64_t Take(std::uint32_t samples) {
+    /// Bytes of the next `samples` samples, at most as many as are left. Shows them to `check` if there is one: the
+    /// first begins at `offset`.
+    std::uint64_t Take(std::uint32_t samples, std::int64_t offset, SampleCheck* check) {
         const std::uint32_t taken = std::min(samples, Left());
         std::uint64_t bytes = 0;
-        if (uniform_ == 1 && packet_ != 0) {
+        if (check != nullptr && uniform_ != 1) {
+            for (const std::uint32_t end = next_ + taken; next_ < end && !file_.IsExhausted(); ++next_) {
+                const std::uint32_t size = uniform_ != 0 ? uniform_ : SizeOf(next_);
+                check->Look(file_, Sum(static_cast<std::uint64_t>(offset), bytes), size);
+                bytes += size;
+            }
+        } else if (uniform_ == 1 && packet_ != 0) {
             bytes = std::uint64_t{taken} * packet_ / frames_;
             next_ += taken;
         } else if (uniform_ != 0) {
@@ -130,6 +140,7 @@ private:
         }
     }
 
+    ByteWindow& file_;
     bool isCompact_;
     TableReader table_;
     std::uint32_t packet_;
@@ -172,7 +183,7 @@ private:
 };
 
 // Behind the furthest sample of a track; nothing if its tables are broken.
-std::optional<std::int64_t> EndOfSamples(ByteWindow& file, const Track& track) {
+std::optional<std::int64_t> EndOfSamples(ByteWindow& file, const Track& track, SampleCheck* check) {
     if (!track.offsets && !track.longOffsets) {
         return 0;
     }
@@ -193,7 +204,7 @@ std::optional<std::int64_t> EndOfSamples(ByteWindow& file, const Track& track) {
     for (std::uint32_t chunk = 0; chunk < chunks && sizes.Left() > 0 && !file.IsExhausted(); ++chunk) {
         const std::int64_t at = 8 + chunk * width;
         const std::uint64_t offset = isLong ? offsets.At<std::uint64_t>(at) : offsets.At<std::uint32_t>(at);
-        end = std::max(end, Sum(offset, sizes.Take(counts.CountOf(chunk))));
+        end = std::max(end, Sum(offset, sizes.Take(counts.CountOf(chunk), Sum(offset, 0), check)));
     }
     return end;
 }
@@ -244,8 +255,11 @@ bool ReadTrackBox(ByteWindow& file, const Box& box, Track& track, std::size_t de
         const ByteSpan kinds = file.At(box.content, 12);
         constexpr auto media = PatternOf("soun");
         track.isSoundTrack = track.isSoundTrack || HasPatternAt(kinds, 8, media);
-    } else if (box.type == BoxTypeOf("stsd") && track.isSoundTrack) {
-        ReadSoundDescription(file, box, track);
+    } else if (box.type == BoxTypeOf("stsd")) {
+        track.descriptions = box;
+        if (track.isSoundTrack) {
+            ReadSoundDescription(file, box, track);
+        }
     } else if (box.type == BoxTypeOf("dref")) {
         track.isElsewhere = ReadsElsewhere(file, box);
     } else if (box.type == BoxTypeOf("stsz")) {
@@ -270,7 +284,13 @@ bool ReadTrack(ByteWindow& file, const Box& box, MovieTables& movie) {
         return false;
     }
     (track.isSoundTrack ? movie.hasSoundTrack : movie.hasOtherTrack) = true;
-    const std::optional<std::int64_t> end = track.isElsewhere ? 0 : EndOfSamples(file, track);
+    std::optional<SampleCheck> check = track.descriptions ? SampleCheck::For(file, *track.descriptions) : std::nullopt;
+    const std::optional<std::int64_t> end =
+        track.isElsewhere ? 0 : EndOfSamples(file, track, check ? &*check : nullptr);
+    if (check && check->HasBroken()) {
+        movie.hasBrokenSamples = true;
+        movie.soundEnd = std::max(movie.soundEnd, check->SoundEnd().value_or(0));
+    }
     movie.dataEnd = std::max(movie.dataEnd, end.value_or(0));
     return end.has_value();
 }

@@ -39,6 +39,10 @@ struct MovieTables {
     bool hasFragments = false;
     /// Behind the last byte of all samples in this file; 0 if there are none.
     std::int64_t dataEnd = 0;
+    /// Other bytes stand where samples should be.
+    bool hasBrokenSamples = false;
+    /// Where sound samples end, if all behind them are broken; else 0.
+    std::int64_t soundEnd = 0;
 };
 
 /// Source: ISO/IEC 14496-12, section 8; QuickTime File Format Specification, "Movie Atoms".

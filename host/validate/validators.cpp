@@ -26,6 +26,8 @@ extern const Validator IcoValidator;
 extern const Validator JpegValidator;
 extern const Validator MailValidator;
 extern const Validator MayaValidator;
+extern const Validator JpegValidator;
+extern const Validator MailValidator;
 extern const Validator MidiValidator;
 extern const Validator MpegAudioValidator;
 extern const Validator MrwValidator;
@@ -35,6 +37,7 @@ extern const Validator PcxValidator;
 extern const Validator PngValidator;
 extern const Validator PsdValidator;
 extern const Validator PspValidator;
+extern const Validator ProgramStreamValidator;
 extern const Validator PstValidator;
 extern const Validator RafValidator;
 extern const Validator RarValidator;
@@ -47,6 +50,8 @@ extern const Validator TiffValidator;
 extern const Validator WmfValidator;
 extern const Validator X3fValidator;
 extern const Validator XcfValidator;
+extern const Validator TransportStreamValidator;
+extern const Validator VegasValidator;
 extern const Validator XmlValidator;
 extern const Validator ZipValidator;
 
@@ -66,12 +71,15 @@ std::span<const Validator* const> Validators() {
         &RiffValidator,
         &EbmlValidator,
         &AsfValidator,
+        &VegasValidator,
         &BoxValidator,
         &RealMediaValidator,
         &MidiValidator,
         &SmafValidator,
         &FlvValidator,
         &FlashValidator,
+        &ProgramStreamValidator,
+        &TransportStreamValidator,
         &MpegAudioValidator,
         &AuValidator,
         &BookmarkValidator,

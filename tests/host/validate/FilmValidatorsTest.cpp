@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "frame/bytes/Bytes.h"
 #include "tests/host/validate/TestPlace.h"
@@ -166,6 +167,58 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
     const Finding finding = FindingOf("mpegaudio", sound, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Damaged);
     EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size()));
+}
+
+TEST(BoxValidator, LooksAtSamples) {
+    // The data at the end of a film are not its own.
+    Bytes film = Sample("faststart.mp4");
+    std::ranges::copy(Pattern(400), film.end() - 400);
+    const Finding finding = FindingOf("boxes", film, Pattern(70000));
+    EXPECT_EQ(finding.verdict, Verdict::Damaged);
+    EXPECT_LE(finding.size, static_cast<std::int64_t>(film.size()));
+}
+
+TEST(StreamPacketValidators, FollowPacketsToTheLast) {
+    for (const auto& [validator, name] :
+         {std::pair{"transport", "stream.ts"}, {"transport", "stream.m2ts"}, {"program", "stream.vob"}}) {
+        const Bytes sound = Sample(name);
+        for (const Bytes& behind : {Bytes(70000, 0), Pattern(70000)}) {
+            const Finding finding = FindingOf(validator, sound, behind);
+            EXPECT_EQ(finding.verdict, Verdict::Open) << name << ": " << finding.why;
+            EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size())) << name;
+        }
+        Bytes holed = sound;
+        std::ranges::copy(Pattern(1024), holed.begin() + 8192);
+        const Finding finding = FindingOf(validator, holed, Pattern(70000));
+        EXPECT_EQ(finding.verdict, Verdict::Damaged) << name;
+        EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size())) << name;
+    }
+    ExpectWhole("program", Joined({Sample("stream.vob"), {0, 0, 1, 0xB9}}), "end code");
+    // Without the list of programs it is the rest of a stream.
+    Bytes piece = Sample("stream.ts");
+    for (std::size_t packet = 0; packet < piece.size(); packet += 188) {
+        if ((piece[packet + 1] & 0x1F) == 0 && piece[packet + 2] == 0) {
+            piece[packet + 2] = 1;
+        }
+    }
+    EXPECT_EQ(FindingOf("transport", piece, Pattern(70000)).verdict, Verdict::NoFile);
+}
+
+TEST(VegasValidator, TilesTheOutermostChunk) {
+    const auto chunk = [](const std::string& name, std::uint8_t size) {
+        Bytes bytes(size, 0x11);
+        std::ranges::copy(name, bytes.begin());
+        std::fill_n(bytes.begin() + 16, 8, std::uint8_t{0});
+        bytes[16] = size;
+        return bytes;
+    };
+    Bytes file =
+        Joined({chunk("riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1", 40), chunk("abcd", 64), chunk("efgh", 40)});
+    file[14] = file[15] = 0;
+    file[16] = static_cast<std::uint8_t>(file.size());
+    ExpectWhole("vegas", file, "project");
+    file[40 + 16] = 66;
+    EXPECT_EQ(FindingOf("vegas", file, Pattern(70000)).verdict, Verdict::Damaged);
 }
 
 }  // namespace

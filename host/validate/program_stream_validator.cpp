@@ -1,0 +1,240 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+
+#include "frame/bytes/BytePattern.h"
+#include "host/validate/broken.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+namespace {
+
+// The last byte of a start code 00 00 01.
+constexpr std::uint8_t EndCode = 0xB9;
+constexpr std::uint8_t PackCode = 0xBA;
+constexpr std::uint8_t SystemCode = 0xBB;
+constexpr std::uint8_t NavigationCode = 0xBF;
+constexpr std::uint8_t FirstSoundCode = 0xC0;
+constexpr std::uint8_t LastPictureCode = 0xEF;
+constexpr std::size_t StartCodeBytes = 4;
+constexpr std::int64_t PacketHeaderBytes = 6;
+
+// Of the clock from pack to pack.
+constexpr std::int64_t LongestJump = std::int64_t{30} * 90000;
+
+struct Pack {
+    std::int64_t bytes;
+    // In 1/90,000 s.
+    std::int64_t clock;
+    bool isMpeg2;
+};
+
+std::optional<Pack> ReadPack(ByteSpan bytes) {
+    constexpr std::size_t mpeg1Bytes = 12;
+    constexpr std::size_t mpeg2Bytes = 14;
+    if (bytes.size() < mpeg1Bytes || !StartsWith(bytes, PatternOf("\0\0\1\xBA"))) {
+        return std::nullopt;
+    }
+    const std::int64_t b4 = bytes[4];
+    const std::int64_t b5 = bytes[5];
+    const std::int64_t b6 = bytes[6];
+    const std::int64_t b7 = bytes[7];
+    const std::int64_t b8 = bytes[8];
+    if ((b4 & 0xF1) == 0x21 && (b6 & 1) == 1 && (b8 & 1) == 1 && (bytes[9] & 0x80U) != 0 && (bytes[11] & 1U) != 0) {
+        const std::int64_t clock = (b4 & 0xE) << 29 | b5 << 22 | (b6 & 0xFE) << 14 | b7 << 7 | b8 >> 1;
+        return Pack{static_cast<std::int64_t>(mpeg1Bytes), clock, false};
+    }
+    if (bytes.size() >= mpeg2Bytes && (b4 & 0xC4) == 0x44 && (b6 & 4) == 4 && (b8 & 4) == 4 && (bytes[9] & 1U) != 0 &&
+        (bytes[12] & 3U) == 3) {
+        const std::int64_t clock =
+            (b4 & 0x38) << 27 | (b4 & 3) << 28 | b5 << 20 | (b6 & 0xF8) << 12 | (b6 & 3) << 13 | b7 << 5 | b8 >> 3;
+        return Pack{static_cast<std::int64_t>(mpeg2Bytes) + (bytes[13] & 7), clock, true};
+    }
+    return std::nullopt;
+}
+
+class ProgramWalk {
+public:
+    explicit ProgramWalk(Place& file) : file_(file) {}
+
+    Finding Run() {
+        while (!file_.IsExhausted() && Step()) {
+        }
+        if (packets_ < LeastPackets || !hasMedia_) {
+            return {};
+        }
+        TakeLastPadding();
+        if (wanted_ > file_.Limit()) {
+            return Say(Verdict::Truncated, file_.Limit(), "its last packet goes on behind the medium's end");
+        }
+        if (hasGap_) {
+            return Say(Verdict::Damaged, end_, "bytes in the middle are no packets");
+        }
+        if (hasEnded_) {
+            return Say(Verdict::Whole, end_, "packets tile it to its end code");
+        }
+        if (const std::int64_t next = file_.NextStart(last_ + 1); next < end_) {
+            return Say(Verdict::Truncated, next, "another file begins in its last packet");
+        }
+        return Say(Verdict::Open, end_, "packs tile it; nothing says which is the last");
+    }
+
+private:
+    static constexpr std::int64_t LeastPackets = 4;
+    static constexpr std::int64_t LongestGap = 0x80000;
+
+    // Steps over what begins at the end so far; false if nothing of this stream does.
+    bool Step() {
+        const ByteSpan bytes = file_.From(end_, 16);
+        if (bytes.size() < StartCodeBytes || !StartsWith(bytes, PatternOf("\0\0\1"))) {
+            return SkipPadding() || Resume();
+        }
+        const std::uint8_t code = bytes[3];
+        if (code == PackCode) {
+            return TakePack(bytes);
+        }
+        if (code == EndCode && packets_ > 0) {
+            hasEnded_ = true;
+            end_ += static_cast<std::int64_t>(StartCodeBytes);
+            return true;
+        }
+        return code >= SystemCode && !hasEnded_ ? TakePacket(bytes) : Resume();
+    }
+
+    bool TakePack(ByteSpan bytes) {
+        const std::optional<Pack> pack = ReadPack(bytes);
+        // Behind an end code at a sector's start another file begins; elsewhere films were put one behind another.
+        if (!pack || (packets_ > 0 && pack->isMpeg2 != isMpeg2_) || (hasEnded_ && end_ % file_.SectorSize() == 0)) {
+            return !hasEnded_ && Resume();
+        }
+        isMpeg2_ = pack->isMpeg2;
+        clock_ = pack->clock;
+        hasEnded_ = false;
+        packDistance_ = end_ - pack_;
+        pack_ = end_;
+        end_ += pack->bytes;
+        return true;
+    }
+
+    bool TakePacket(ByteSpan bytes) {
+        if (bytes.size() < static_cast<std::size_t>(PacketHeaderBytes) + 2) {
+            return false;
+        }
+        const std::uint8_t code = bytes[3];
+        const std::int64_t length = LoadBig<std::uint16_t>(bytes, 4);
+        const bool isMedia = code >= FirstSoundCode && code <= LastPictureCode;
+        // In MPEG-2 the header of a packet goes on with the bits 10.
+        if (length == 0 || pack_ < 0 || (isMedia && isMpeg2_ && bytes[6] >> 6U != 2)) {
+            return Resume();
+        }
+        const std::int64_t end = end_ + PacketHeaderBytes + length;
+        if (end > file_.Limit()) {
+            wanted_ = end;
+            return false;
+        }
+        constexpr std::int64_t presentationBytes = 0x3D4;
+        hasNavigation_ = hasNavigation_ || (code == NavigationCode && length == presentationBytes);
+        hasMedia_ = hasMedia_ || isMedia || code == 0xBD;
+        last_ = end_;
+        end_ = end;
+        ++packets_;
+        return true;
+    }
+
+    // The packs of a video CD are filled up with zeros, and so are the last sectors of some films in front of a further
+    // pack. Zeros up to a sector's start may be those behind the file.
+    bool SkipPadding() {
+        constexpr std::size_t longest = 2352;
+        if (hasEnded_ || packets_ == 0) {
+            return false;
+        }
+        const ByteSpan bytes = file_.From(end_, longest + StartCodeBytes);
+        const auto* const firstSet = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte != 0; }).base();
+        const std::int64_t zeros = firstSet - bytes.data();
+        const std::int64_t next = end_ + zeros - 2;
+        if (zeros < 3 || zeros > static_cast<std::int64_t>(longest) || !IsNextPack(next)) {
+            return false;
+        }
+        if (next % file_.SectorSize() == 0 && next - pack_ != packDistance_) {
+            return false;
+        }
+        isFilledUp_ = next - pack_ == packDistance_;
+        end_ = next;
+        return true;
+    }
+
+    // The last pack is filled up as those in front of it are.
+    void TakeLastPadding() {
+        const std::int64_t end = pack_ + packDistance_;
+        const ByteSpan padding =
+            isFilledUp_ && end > end_ ? file_.At(end_, static_cast<std::size_t>(end - end_)) : ByteSpan();
+        if (!padding.empty() && std::ranges::count(padding, 0) == std::ssize(padding)) {
+            end_ = end;
+        }
+    }
+
+    // A pack whose clock goes on.
+    bool IsNextPack(std::int64_t offset) {
+        const std::optional<Pack> pack = ReadPack(file_.From(offset, 14));
+        return pack && pack->isMpeg2 == isMpeg2_ && pack->clock >= clock_ && pack->clock - clock_ < LongestJump;
+    }
+
+    bool Resume() {
+        if (hasEnded_ || packets_ < LeastPackets) {
+            return false;
+        }
+        constexpr BytePattern mark = BytePatternOf<"\0\0\1\xBA">();
+        const std::int64_t stop = std::min(end_ + LongestGap, file_.Limit());
+        for (std::optional<std::int64_t> at = file_.Find(mark, end_ + 1, stop); at;
+             at = file_.Find(mark, *at + 1, stop)) {
+            if (IsNextPack(*at)) {
+                end_ = *at;
+                hasGap_ = true;
+                return true;
+            }
+        }
+        return false;
+    }
+
+    Finding Say(Verdict verdict, std::int64_t size, std::string why) const {
+        return {verdict, size, FileTypeIndex::Vob, hasNavigation_ ? "" : "mpg", std::move(why)};
+    }
+
+    Place& file_;
+    std::int64_t end_ = 0;
+    // Where the last pack and the last packet begin.
+    std::int64_t pack_ = -1;
+    std::int64_t last_ = 0;
+    // Of the last pack from the one before.
+    std::int64_t packDistance_ = 0;
+    std::int64_t clock_ = 0;
+    std::int64_t wanted_ = 0;
+    std::int64_t packets_ = 0;
+    bool isMpeg2_ = false;
+    bool hasMedia_ = false;
+    bool hasNavigation_ = false;
+    bool isFilledUp_ = false;
+    bool hasEnded_ = false;
+    bool hasGap_ = false;
+};
+
+constexpr std::string_view PackMark("\0\0\1\xBA", 4);
+constexpr StartSignature Starts[] = {{PackMark}};
+
+}  // namespace
+
+/// MPEG program streams and the system streams of MPEG-1. Source: ISO/IEC 13818-1, section 2.5.3; ISO/IEC 11172-1,
+/// section 2.4.3.
+extern const Validator ProgramStreamValidator;
+const Validator ProgramStreamValidator{.name = "program",
+                                       .starts = Starts,
+                                       .begins = [](ByteSpan head) { return ReadPack(head).has_value(); },
+                                       .validate =
+                                           [](Place& file) {
+                                               return ProgramWalk(file).Run();
+                                           }};
+
+}  // namespace salvor
