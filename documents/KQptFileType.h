@@ -1,6 +1,6 @@
 #pragma once
 
-#include "documents/QuarkChains.h"
+#include "documents/QuarkFileType.h"
 
 /// QuarkXPress templates: documents and projects but for the letters in their headers.
 class KQptFileType final : public QuarkFileType<KQptFileType, QuarkKind::Template> {

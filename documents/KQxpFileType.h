@@ -1,6 +1,6 @@
 #pragma once
 
-#include "documents/QuarkChains.h"
+#include "documents/QuarkFileType.h"
 
 /// QuarkXPress documents and projects. Sources: the libqxp project and its test documents; the layout of release 5 and
 /// later is read off files.

@@ -39,6 +39,7 @@ extern const Validator PsdValidator;
 extern const Validator PspValidator;
 extern const Validator ProgramStreamValidator;
 extern const Validator PstValidator;
+extern const Validator QuarkValidator;
 extern const Validator RafValidator;
 extern const Validator RarValidator;
 extern const Validator RealMediaValidator;
@@ -92,6 +93,7 @@ std::span<const Validator* const> Validators() {
         &RafValidator,
         &X3fValidator,
         &AbrValidator,
+        &QuarkValidator,
         &PsdValidator,
         &XcfValidator,
         &PspValidator,

@@ -1,4 +1,4 @@
-#include "documents/QuarkChains.h"
+#include "formats/QuarkChains.h"
 
 #include <algorithm>
 #include <array>
@@ -44,8 +44,15 @@ constexpr std::int64_t StepWork = 64;
 // with a count of blocks and ends with its link behind all of them. A negative link leads to a big block, 0 nowhere.
 class BlockChain {
 public:
-    BlockChain(FileWindow& file, Endian endian, std::int64_t blockBytes, std::int64_t first)
-        : file_(file), endian_(endian), blockBytes_(blockBytes), link_(first) {}
+    // `known` is the highest number that others have covered; both it and the jump are in blocks.
+    BlockChain(ByteWindow& file, Endian endian, std::int64_t blockBytes, std::int64_t first, std::int64_t known,
+               std::int64_t longestJump)
+        : file_(file),
+          endian_(endian),
+          blockBytes_(blockBytes),
+          known_(known),
+          longestJump_(longestJump),
+          link_(first) {}
 
     // Steps to the next block; false at the end of the chain, and where it is broken.
     bool Next() {
@@ -77,7 +84,7 @@ private:
             const ByteSpan bytes = file_.At(dataStart_, 2);
             count = bytes.empty() ? 0 : LoadAs<std::uint16_t>(bytes, 0, endian_);
         }
-        if (count == 0) {
+        if (count == 0 || number + count - 1 - std::max(known_, highest_) > longestJump_) {
             return false;
         }
         dataEnd_ = dataStart_ + count * blockBytes_ - LinkBytes;
@@ -98,9 +105,11 @@ private:
 
     static constexpr std::int64_t LinkBytes = 4;
 
-    FileWindow& file_;
+    ByteWindow& file_;
     Endian endian_;
     std::int64_t blockBytes_;
+    std::int64_t known_;
+    std::int64_t longestJump_;
     std::int64_t link_;
     bool isBroken_ = false;
     std::int64_t dataStart_ = 0;
@@ -114,26 +123,30 @@ private:
 };
 
 // Releases 3 to 5: one chain.
-std::optional<std::int64_t> DocumentLength(FileWindow& file, Endian endian, std::int64_t firstBlock) {
+std::optional<QuarkExtent> DocumentExtent(ByteWindow& file, Endian endian, std::int64_t firstBlock,
+                                          std::int64_t longestJump) {
     constexpr std::int64_t blockBytes = 256;
     constexpr std::int64_t fewestSteps = 8;
     constexpr std::int64_t fewestBlocks = 16;
-    BlockChain chain(file, endian, blockBytes, firstBlock);
+    BlockChain chain(file, endian, blockBytes, firstBlock, firstBlock, longestJump / blockBytes);
     while (chain.Next()) {
     }
     if (chain.IsBroken() && (chain.Steps() < fewestSteps || chain.Highest() < fewestBlocks)) {
         return std::nullopt;
     }
-    return chain.Highest() * blockBytes;
+    return QuarkExtent{chain.Highest() * blockBytes, !chain.IsBroken()};
 }
 
 // Releases 6 and later: a chain of their own tells the first blocks of all others.
 class Project {
 public:
-    Project(FileWindow& file, Endian endian)
-        : file_(file), endian_(endian), table_(file, endian, BlockBytes, TableBlock) {}
+    Project(ByteWindow& file, Endian endian, std::int64_t longestJump)
+        : file_(file),
+          endian_(endian),
+          longestJump_(longestJump / BlockBytes),
+          table_(file, endian, BlockBytes, TableBlock, TableBlock, longestJump_) {}
 
-    std::optional<std::int64_t> Length() {
+    std::optional<QuarkExtent> Extent() {
         if (!HasSoundHeader() || !OpenTable()) {
             return std::nullopt;
         }
@@ -149,7 +162,7 @@ public:
             }
             std::for_each_n(firsts_.begin(), count, [this](std::uint32_t first) { Follow(first); });
         }
-        return std::max(highest_, table_.Highest()) * BlockBytes;
+        return QuarkExtent{std::max(highest_, table_.Highest()) * BlockBytes, !isBroken_};
     }
 
 private:
@@ -209,15 +222,17 @@ private:
     // A broken chain counts as far as it goes. No block is in two chains, so all of them together are no longer than
     // the largest file.
     void Follow(std::uint32_t first) {
-        BlockChain chain(file_, endian_, BlockBytes, first);
+        BlockChain chain(file_, endian_, BlockBytes, first, std::max(highest_, table_.Highest()), longestJump_);
         while (stepsLeft_ > 0 && chain.Next()) {
             --stepsLeft_;
         }
         highest_ = std::max(highest_, chain.Highest());
+        isBroken_ = isBroken_ || chain.IsBroken() || stepsLeft_ == 0;
     }
 
-    FileWindow& file_;
+    ByteWindow& file_;
     Endian endian_;
+    std::int64_t longestJump_;
     BlockChain table_;
     // The part of the table's block in hand that is not read yet.
     std::int64_t position_ = 0;
@@ -228,6 +243,7 @@ private:
     std::array<std::uint32_t, 256> firsts_{};
     std::int64_t stepsLeft_ = file_.Limit() / BlockBytes;
     std::int64_t highest_ = 0;
+    bool isBroken_ = false;
 };
 
 }  // namespace
@@ -241,7 +257,7 @@ QuarkKind QuarkKindOf(ByteSpan sector) {
                                                                                       : QuarkKind::Project;
 }
 
-std::optional<std::int64_t> QuarkLength(FileWindow& file) {
+std::optional<QuarkExtent> FindQuarkExtent(ByteWindow& file, std::int64_t longestJump) {
     const ByteSpan header = file.At(0, PrefixBytes);
     if (header.empty()) {
         return std::nullopt;
@@ -249,7 +265,7 @@ std::optional<std::int64_t> QuarkLength(FileWindow& file) {
     const Endian endian = EndianOf(header);
     const unsigned version = LowVersion(header);
     if (version > LastOfRelease5 || HasLetters(header, PatternOf("XP")) || HasLetters(header, PatternOf("XT"))) {
-        return Project(file, endian).Length();
+        return Project(file, endian, longestJump).Extent();
     }
-    return DocumentLength(file, endian, version <= LastOfRelease4 ? 3 : 4);
+    return DocumentExtent(file, endian, version <= LastOfRelease4 ? 3 : 4, longestJump);
 }

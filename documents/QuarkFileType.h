@@ -1,19 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 
+#include "formats/QuarkChains.h"
 #include "frame/scan/WalkingScanner.h"
 
-/// What a QuarkXPress file is by the letters of its header; books and libraries are nothing.
-enum class QuarkKind : std::uint8_t { None, Project, Template };
-
-QuarkKind QuarkKindOf(ByteSpan sector);
-
-/// The length of a file with a sound header, in bytes: up to the last block that one of its chains covers.
-std::optional<std::int64_t> QuarkLength(FileWindow& file);
-
-/// A scanner for the files of one kind.
+/// A scanner for the QuarkXPress files of one kind, up to the last block that one of their chains covers.
 template <class Self, QuarkKind Kind>
 class QuarkFileType : public WalkingScanner<Self> {
 public:
@@ -23,5 +17,8 @@ public:
     static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;
 
     static bool IsHeader(ByteSpan sector) { return QuarkKindOf(sector) == Kind; }
-    static std::optional<std::int64_t> Walk(FileWindow& file) { return QuarkLength(file); }
+    static std::optional<std::int64_t> Walk(FileWindow& file) {
+        const auto extent = FindQuarkExtent(file, std::numeric_limits<std::int64_t>::max());
+        return extent ? std::optional(extent->size) : std::nullopt;
+    }
 };

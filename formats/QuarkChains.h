@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/bytes/ByteWindow.h"
+
+/// What a QuarkXPress file is by the letters of its header; books and libraries are nothing.
+enum class QuarkKind : std::uint8_t { None, Project, Template };
+
+QuarkKind QuarkKindOf(ByteSpan sector);
+
+struct QuarkExtent {
+    /// In bytes, up to the last block that one of the chains covers.
+    std::int64_t size;
+    /// Every chain came to its end.
+    bool isComplete;
+};
+
+/// The extent of a file with a sound header. A link that leads more than `longestJump` bytes behind all blocks that
+/// were covered before counts as broken.
+std::optional<QuarkExtent> FindQuarkExtent(ByteWindow& file, std::int64_t longestJump);

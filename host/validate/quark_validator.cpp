@@ -1,0 +1,46 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "formats/QuarkChains.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+namespace {
+
+// Parts of a file are written one behind another; a link that leads farther on was overwritten.
+constexpr std::int64_t LongestJump = 0x100000;
+
+bool BeginsQuark(ByteSpan head) { return head.size() >= 16 && QuarkKindOf(head) != QuarkKind::None; }
+
+Finding ValidateQuark(Place& file) {
+    const bool isTemplate = QuarkKindOf(file.At(0, 16)) == QuarkKind::Template;
+    const std::int32_t type = isTemplate ? FileTypeIndex::Qpt : FileTypeIndex::Qxp;
+    const auto all = FindQuarkExtent(file, std::numeric_limits<std::int64_t>::max());
+    if (all && all->isComplete && all->size <= file.Limit()) {
+        return {Verdict::Whole, all->size, type, {}, "all chains of blocks end"};
+    }
+    const auto proven = FindQuarkExtent(file, LongestJump);
+    if (!proven) {
+        return {};
+    }
+    return {Verdict::Damaged, std::min(proven->size, file.NextWhole(0)), type, {}, "a chain of blocks breaks"};
+}
+
+constexpr StartSignature Starts[] = {{"XPR", 4}};
+constexpr std::int32_t Types[] = {FileTypeIndex::Qxp, FileTypeIndex::Qpt};
+
+}  // namespace
+
+/// QuarkXPress documents, projects and templates.
+extern const Validator QuarkValidator;
+const Validator QuarkValidator{.name = "quark",
+                               .phase = Validator::Phase::Bounded,
+                               .starts = Starts,
+                               .begins = BeginsQuark,
+                               .validate = ValidateQuark,
+                               .types = Types};
+
+}  // namespace salvor
