@@ -6,22 +6,15 @@
 #include <span>
 
 #include "frame/bytes/Bytes.h"
+#include "frame/bytes/Endian.h"
 #include "frame/bytes/SectorFilter.h"
 #include "frame/read/ReadAt.h"
 
 /// What TIFF and the raw formats built on it share: a header that says the byte order, and directories of 12-byte
 /// entries. Source: Adobe, TIFF Revision 6.0, section 2.
 
-enum class TiffByteOrder : std::uint8_t { Little, Big };
-
-/// The number of T's width at `offset`, which lies wholly within `bytes`.
-template <std::unsigned_integral T>
-constexpr T LoadTiff(ByteSpan bytes, std::size_t offset, TiffByteOrder order) {
-    return order == TiffByteOrder::Big ? LoadBig<T>(bytes, offset) : LoadLittle<T>(bytes, offset);
-}
-
 struct TiffHeader {
-    TiffByteOrder order;
+    Endian order;
     std::uint32_t firstDirectory;
 };
 
@@ -42,8 +35,8 @@ inline std::optional<TiffHeader> FindTiffHeader(ByteSpan sector) {
     if (mark != littleMark && mark != bigMark) {
         return std::nullopt;
     }
-    const TiffByteOrder order = mark == bigMark ? TiffByteOrder::Big : TiffByteOrder::Little;
-    return TiffHeader{order, LoadTiff<std::uint32_t>(sector, 4, order)};
+    const Endian order = mark == bigMark ? Endian::Big : Endian::Little;
+    return TiffHeader{order, LoadAs<std::uint32_t>(sector, 4, order)};
 }
 
 /// The bytes of one value of a field type, from BYTE to DOUBLE; there is no type 0, and none behind the last one.
@@ -57,7 +50,7 @@ struct TiffEntry {
     std::uint32_t count;
     std::array<std::uint8_t, 4> value;
 
-    std::uint32_t Number(TiffByteOrder order) const { return LoadTiff<std::uint32_t>(value, 0, order); }
+    std::uint32_t Number(Endian order) const { return LoadAs<std::uint32_t>(value, 0, order); }
     /// What all values take; 0 for an unknown type.
     std::uint64_t ValueBytes() const {
         return type < TiffTypeBytes.size() ? std::uint64_t{count} * TiffTypeBytes[type] : 0;
@@ -66,7 +59,7 @@ struct TiffEntry {
 };
 
 inline constexpr std::size_t TiffEntryBytes = 12;
-TiffEntry TiffEntryOf(std::span<const std::uint8_t, TiffEntryBytes> bytes, TiffByteOrder order);
+TiffEntry TiffEntryOf(std::span<const std::uint8_t, TiffEntryBytes> bytes, Endian order);
 
 /// A directory with more entries is not taken for one.
 inline constexpr std::uint16_t MostTiffEntries = 128;
@@ -75,12 +68,12 @@ inline constexpr std::uint16_t MostTiffEntries = 128;
 /// Gives the offset of the link to the next directory, or nothing as soon as an entry fails; those in front of it have
 /// been visited. `File` is a reader that `ReadAt` takes.
 template <class File, class Visit>
-std::optional<std::int64_t> ForEachTiffEntry(File& file, std::int64_t offset, TiffByteOrder order, Visit&& visit) {
+std::optional<std::int64_t> ForEachTiffEntry(File& file, std::int64_t offset, Endian order, Visit&& visit) {
     std::array<std::uint8_t, 2> number{};
     if (!ReadAt(file, offset, number)) {
         return std::nullopt;
     }
-    const auto count = LoadTiff<std::uint16_t>(number, 0, order);
+    const auto count = LoadAs<std::uint16_t>(number, 0, order);
     if (count > MostTiffEntries) {
         return std::nullopt;
     }

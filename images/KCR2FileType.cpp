@@ -6,6 +6,7 @@
 
 #include "formats/CanonTrailer.h"
 #include "formats/TiffDirectory.h"
+#include "formats/TiffTags.h"
 
 namespace {
 
@@ -25,28 +26,15 @@ static_assert(MostNumbers * sizeof(std::uint32_t) <= FileWindow::PieceBytes, "th
 // What it takes to look at another place of the file, in bytes that could be read meanwhile.
 constexpr std::int64_t PlaceCost = 0x8000;
 
-constexpr std::uint16_t TypeShort = 3;
-constexpr std::uint16_t TypeLong = 4;
-
-enum Tag : std::uint16_t {
-    StripOffsets = 273,
-    StripByteCounts = 279,
-    SubDirectories = 330,
-    JpegOffset = 513,
-    JpegLength = 514,
-    ExifDirectory = 34665,
-    GpsDirectory = 34853,
-    InteroperabilityDirectory = 40965,
-};
-
 bool NamesDirectories(std::uint16_t tag) {
-    return tag == SubDirectories || tag == ExifDirectory || tag == GpsDirectory || tag == InteroperabilityDirectory;
+    return tag == TiffTag::SubDirectories || tag == TiffTag::ExifDirectory || tag == TiffTag::GpsDirectory ||
+           tag == TiffTag::InteroperabilityDirectory;
 }
 
 // Follows the directories of one file and keeps the furthest end of what they hold and name.
 class DirectoryWalk {
 public:
-    DirectoryWalk(FileWindow& file, TiffByteOrder order) : file_(file), order_(order) {}
+    DirectoryWalk(FileWindow& file, Endian order) : file_(file), order_(order) {}
 
     std::int64_t EndFrom(std::uint32_t firstDirectory) {
         std::int64_t offset = firstDirectory;
@@ -56,7 +44,7 @@ public:
             if (!link || !ReadAt(file_, *link, next)) {
                 break;
             }
-            offset = LoadTiff<std::uint32_t>(next, 0, order_);
+            offset = LoadAs<std::uint32_t>(next, 0, order_);
         }
         while (!named_.empty()) {
             const std::uint32_t directory = named_.back();
@@ -85,8 +73,8 @@ private:
         for (const TiffEntry& entry : entries) {
             TakeEntry(entry);
         }
-        TakePictures(entries, StripOffsets, StripByteCounts);
-        TakePictures(entries, JpegOffset, JpegLength);
+        TakePictures(entries, TiffTag::StripOffsets, TiffTag::StripByteCounts);
+        TakePictures(entries, TiffTag::JpegOffset, TiffTag::JpegLength);
         return link;
     }
 
@@ -120,7 +108,7 @@ private:
 
     // None if they are no whole numbers, are too many or cannot be read.
     Numbers NumbersOf(const TiffEntry& entry) {
-        if ((entry.type != TypeShort && entry.type != TypeLong) || entry.count > MostNumbers) {
+        if ((entry.type != TiffType::Short && entry.type != TiffType::Long) || entry.count > MostNumbers) {
             return {};
         }
         file_.Charge(entry.IsInline() ? 0 : PlaceCost);
@@ -129,8 +117,8 @@ private:
             entry.IsInline() ? ByteSpan(entry.value).first(length) : file_.At(entry.Number(order_), length);
         Numbers numbers;
         for (std::size_t at = 0; at < bytes.size(); at += TiffTypeBytes[entry.type]) {
-            numbers.push_back(entry.type == TypeShort ? LoadTiff<std::uint16_t>(bytes, at, order_)
-                                                      : LoadTiff<std::uint32_t>(bytes, at, order_));
+            numbers.push_back(entry.type == TiffType::Short ? LoadAs<std::uint16_t>(bytes, at, order_)
+                                                            : LoadAs<std::uint32_t>(bytes, at, order_));
         }
         return numbers;
     }
@@ -138,7 +126,7 @@ private:
     void Reach(std::int64_t end) { end_ = std::max(end_, end); }
 
     FileWindow& file_;
-    TiffByteOrder order_;
+    Endian order_;
     std::int64_t end_ = 0;
     // Still to be taken, and how many more may be named.
     std::vector<std::uint32_t> named_;

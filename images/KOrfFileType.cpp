@@ -2,13 +2,14 @@
 
 #include <array>
 
+#include "formats/TiffTags.h"
 #include "frame/bytes/CompareBytesNoCase.h"
 #include "frame/bytes/PlaceSearch.h"
 
 namespace {
 
 constexpr std::size_t FirstDirectoryOffset = 4;
-constexpr TiffByteOrder Order = TiffByteOrder::Little;
+constexpr Endian Order = Endian::Little;
 
 // The maker's name is looked for here, in upper and lower case.
 constexpr std::size_t HeadBytes = 8192;
@@ -20,10 +21,6 @@ constexpr std::int64_t NotReported = -1;
 enum Tag : std::uint16_t {
     OldImageWidth = 2,
     OldImageLength = 3,
-    ImageWidth = 256,
-    ImageLength = 257,
-    JpegOffset = 513,
-    JpegLength = 514,
 };
 
 bool NamesMaker(const Head& head) {
@@ -57,7 +54,7 @@ std::optional<std::int64_t> KOrfFileType::Measure(const Candidate& candidate) {
     if (!NamesMaker(head)) {
         return NotReported;
     }
-    TakeFirstDirectory(file, LoadTiff<std::uint32_t>(head, FirstDirectoryOffset, Order));
+    TakeFirstDirectory(file, LoadAs<std::uint32_t>(head, FirstDirectoryOffset, Order));
     // From 2 GiB on, the end of the JPEG counts as negative.
     return static_cast<std::int32_t>(thumbnailLength_ + thumbnailOffset_);
 }
@@ -72,15 +69,15 @@ void KOrfFileType::TakeFirstDirectory(KFileSimulator& file, std::uint32_t offset
         value.Take(entry);
         switch (entry.tag) {
             case OldImageWidth:
-                fields_.Set(ImageWidth, value);
+                fields_.Set(TiffTag::ImageWidth, value);
                 break;
             case OldImageLength:
-                fields_.Set(ImageLength, value);
+                fields_.Set(TiffTag::ImageLength, value);
                 break;
-            case JpegOffset:
+            case TiffTag::JpegOffset:
                 thumbnailOffset_ = value.Number();
                 break;
-            case JpegLength:
+            case TiffTag::JpegLength:
                 thumbnailLength_ = value.Number();
                 break;
             default:

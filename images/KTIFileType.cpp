@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 
+#include "formats/TiffTags.h"
 #include "frame/bytes/BytePattern.h"
 #include "frame/read/KFileSimulator.h"
 #include "frame/scan/SectorScan.h"
@@ -11,7 +12,6 @@
 namespace {
 
 constexpr std::uint32_t GreatestDirectoryOffset = 20U << 20U;
-constexpr std::uint16_t DngVersionTag = 50706;
 
 // The texts are looked for here.
 constexpr std::size_t HeadBytes = 4096;
@@ -83,7 +83,7 @@ void KTIFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startS
     const auto link = ForEachTiffEntry(file, header.firstDirectory, header.order, [&](const TiffEntry& entry) {
         value.Take(entry);
         fields_.Set(entry.tag, value);
-        hasDngVersion = hasDngVersion || entry.tag == DngVersionTag;
+        hasDngVersion = hasDngVersion || entry.tag == TiffTag::DngVersion;
     });
     if (!link) {
         return;

@@ -1,58 +1,26 @@
 #include "images/TiffFields.h"
 
-namespace {
-
-enum Tag : std::uint16_t {
-    ImageWidth = 256,
-    ImageLength = 257,
-    BitsPerSample = 258,
-    Compression = 259,
-    DocumentName = 269,
-    ImageDescription = 270,
-    Make = 271,
-    Model = 272,
-    StripOffsets = 273,
-    SamplesPerPixel = 277,
-    RowsPerStrip = 278,
-    StripByteCounts = 279,
-    PlanarConfiguration = 284,
-    Software = 305,
-    DateTime = 306,
-    ExifIfd = 34665,
-};
-
-enum Type : std::uint16_t {
-    Byte = 1,
-    Ascii = 2,
-    Short = 3,
-    Long = 4,
-    SignedByte = 6,
-    SignedShort = 8,
-    SignedLong = 9,
-    Float = 11,
-};
-
-}  // namespace
+#include "formats/TiffTags.h"
 
 void TiffValue::Take(const TiffEntry& entry) {
     text_ = entry.value;
     textBytes_ = 0;
     switch (entry.type) {
-        case Byte:
+        case TiffType::Byte:
             textBytes_ = entry.count < 5 ? entry.count : 0;
             break;
         // One byte less than there is room for.
-        case Ascii:
-        case SignedByte:
+        case TiffType::Ascii:
+        case TiffType::SignedByte:
             textBytes_ = entry.count < 4 ? entry.count : 0;
             break;
-        case Short:
-        case SignedShort:
+        case TiffType::Short:
+        case TiffType::SignedShort:
             textBytes_ = entry.count < 3 ? std::size_t{2} * entry.count : 0;
             break;
-        case Long:
-        case SignedLong:
-        case Float:
+        case TiffType::Long:
+        case TiffType::SignedLong:
+        case TiffType::Float:
             number_ = entry.count == 1 ? entry.Number(order_) : number_;
             break;
         default:
@@ -62,53 +30,53 @@ void TiffValue::Take(const TiffEntry& entry) {
 
 void TiffFields::Set(std::uint16_t tag, const TiffValue& value) {
     switch (tag) {
-        case ImageWidth:
+        case TiffTag::ImageWidth:
             imageWidth = value.LowNumber();
             break;
-        case ImageLength:
+        case TiffTag::ImageLength:
             imageLength = value.LowNumber();
             break;
-        case BitsPerSample:
+        case TiffTag::BitsPerSample:
             bitsPerSample = value.LowNumber();
             break;
-        case Compression:
+        case TiffTag::Compression:
             compression = value.LowNumber();
             break;
-        case DocumentName:
+        case TiffTag::DocumentName:
             value.CopyTextTo(texts.documentName);
             break;
-        case ImageDescription:
+        case TiffTag::ImageDescription:
             value.CopyTextTo(texts.imageDescription);
             break;
-        case Make:
+        case TiffTag::Make:
             value.CopyTextTo(texts.make);
             break;
-        case Model:
+        case TiffTag::Model:
             value.CopyTextTo(texts.model);
             break;
-        case StripOffsets:
+        case TiffTag::StripOffsets:
             stripOffset = value.Number();
             break;
-        case SamplesPerPixel:
+        case TiffTag::SamplesPerPixel:
             samplesPerPixel = value.Number();
             break;
-        case RowsPerStrip:
+        case TiffTag::RowsPerStrip:
             rowsPerStrip = value.Number();
             break;
-        case StripByteCounts:
+        case TiffTag::StripByteCounts:
             stripByteCount = value.Number();
             break;
-        case PlanarConfiguration:
+        case TiffTag::PlanarConfiguration:
             planarConfiguration = value.LowNumber();
             break;
-        case Software:
+        case TiffTag::Software:
             value.CopyTextTo(texts.software);
             value.CopyTextTo(texts.dateTime);
             break;
-        case DateTime:
+        case TiffTag::DateTime:
             value.CopyTextTo(texts.dateTime);
             break;
-        case ExifIfd:
+        case TiffTag::ExifDirectory:
             exifOffset = value.Number();
             break;
         default:

@@ -9,7 +9,7 @@
 /// What the entries of one directory give, taken entry by entry.
 class TiffValue {
 public:
-    explicit TiffValue(TiffByteOrder order) : order_(order) {}
+    explicit TiffValue(Endian order) : order_(order) {}
 
     void Take(const TiffEntry& entry);
 
@@ -28,7 +28,7 @@ public:
     }
 
 private:
-    TiffByteOrder order_;
+    Endian order_;
     std::uint32_t number_ = 0;
     std::array<std::uint8_t, sizeof(TiffEntry::value)> text_{};
     std::size_t textBytes_ = 0;
