@@ -12,9 +12,6 @@
 #include <utility>
 
 #include "host/scan/scanners.h"
-#include "host/validate/measure_raf.h"
-#include "host/validate/measure_tiff.h"
-#include "host/validate/measure_x3f.h"
 
 namespace salvor {
 
@@ -301,35 +298,6 @@ private:
 
     // ---- What the scanners say.
 
-    std::optional<std::int64_t> Measure(const Find& find) {
-        ReadAllowance allowance(std::min(left_, perFile_));
-        const std::int64_t before = allowance.Left();
-        CandidateReader bytes(medium_, find.startSector, std::numeric_limits<std::int64_t>::max(), allowance);
-        std::optional<std::int64_t> size;
-        switch (find.type) {
-            case FileTypeIndex::Dcr:
-            case FileTypeIndex::Nef:
-            case FileTypeIndex::Orf:
-            case FileTypeIndex::Pef:
-            case FileTypeIndex::Srf:
-            case FileTypeIndex::Tiff:
-            case FileTypeIndex::Dng:
-            case FileTypeIndex::Arw:
-                size = MeasureTiff(bytes);
-                break;
-            case FileTypeIndex::Raf:
-                size = MeasureRaf(bytes);
-                break;
-            case FileTypeIndex::X3f:
-                size = MeasureX3f(bytes);
-                break;
-            default:
-                break;
-        }
-        left_ -= before - allowance.Left();
-        return allowance.IsUsedUp() || (size && *size < find.size) ? std::nullopt : size;
-    }
-
     // The size that a scanner finds without its own cap, where it has reached that one.
     std::int64_t SizeWithoutCap(const Find& find) {
         const std::int64_t cap = FileTypeCatalog[find.type].maxSize;
@@ -365,10 +333,7 @@ private:
         if (find.size < 0) {
             return NoFileBecause("its size is negative");
         }
-        if (const auto measured = Measure(find)) {
-            finding.size = *measured;
-            finding.why = "the furthest end of its pieces";
-        } else if (find.size == 0) {
+        if (find.size == 0) {
             const std::int64_t largest = FileTypeCatalog[find.type].largestSize;
             if (largest == 0) {
                 return NoFileBecause("its size is unknown");

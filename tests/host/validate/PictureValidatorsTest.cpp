@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "tests/host/validate/TestPlace.h"
+#include "tests/support/Numbers.h"
 
 namespace salvor {
 
@@ -133,6 +134,22 @@ TEST(PictureValidators, RawsEndBeforeTheNextWholeFile) {
     const Bytes fuji =
         WithNumbers("FUJIFILMCCD-RAW ", {{84, 148}, {88, 100}, {100, 300}, {104, 900}, {148, 0xFFD8FFE0}}, 1200);
     EXPECT_EQ(FindingOf("raf", fuji, Pattern(4096)).size, 1200);
+}
+
+// A directory of one section ends the file and knows its own place; others before it do not.
+TEST(PictureValidators, X3fEndsWithItsDirectory) {
+    Bytes file = Pattern(5000);
+    std::copy_n("FOVb", 4, file.begin());
+    for (const std::uint32_t place : {100U, 4000U}) {
+        std::size_t at = place;
+        for (const std::uint32_t number : {0x64434553U, 0x20000U, 1U, 40U, 60U, 0x32474D49U, 4000U}) {
+            ::test::PutNumber(file, at, number, 4, false);
+            at += 4;
+        }
+    }
+    const Finding finding = FindingOf("x3f", file);
+    EXPECT_EQ(finding.verdict, Verdict::Whole);
+    EXPECT_EQ(finding.size, 4028);
 }
 
 }  // namespace
