@@ -180,7 +180,11 @@ private:
         const bool isSound = HasWanted() && IsSound(lastName_);
         if (isSound && end <= data && data + size <= file_.Limit()) {
             end_ = data + size;
-            return {Verdict::Open, end_, form_->type, {}, "the size in its header was never filled in"};
+            return {Verdict::Whole,
+                    end_,
+                    form_->type,
+                    {},
+                    "its sound ends as declared; the size in front was never filled in"};
         }
         if (end <= file_.Limit() && data + size > end && isSound) {
             // The outermost size is right more often than that of a sound which was cut short.
