@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 #include "frame/contract/SectorBlock.h"
+#include "frame/read/Candidate.h"
 
 /// Bounds what all walks of a scan may cost together, in bytes read, so that a medium made of nothing but headers is
-/// scanned in linear time. It is a token bucket: `MostBytes` when full, refilled by each block. A walk may use half of
-/// what is left, so that a few long ones leave something for those behind them, and `FreeBytes` in any case. Walks
-/// along real files stay far below.
+/// scanned in linear time. It is a token bucket, refilled by each block: when full it holds `MostBytes`, or a few times
+/// the medium's size where that is more, since a single film may fill the medium. A walk may use half of what is left,
+/// so that a few long ones leave something for those behind them, and `FreeBytes` in any case. Walks along real files
+/// stay far below.
 class Budget {
 public:
     static constexpr std::int64_t FreeBytes = 0x10000;
@@ -21,9 +24,13 @@ public:
 
     void EnterBlock(const SectorBlock& block) {
         Settle();
+        if (most_ == 0) {
+            most_ = CapacityFor(MediumSize(block));
+            left_ += most_ - MostBytes;
+        }
         const std::int64_t blockBytes = std::int64_t{block.sectorCount} * block.sectorSize;
-        left_ = std::min(MostBytes,
-                         left_ + std::clamp<std::int64_t>(blockBytes, 0, MostBytes / RefillFactor) * RefillFactor);
+        left_ =
+            std::min(most_, left_ + std::clamp<std::int64_t>(blockBytes, 0, MostBytes / RefillFactor) * RefillFactor);
     }
 
     /// The walk before this one has ended.
@@ -40,11 +47,21 @@ public:
     bool IsExhausted() const { return used_ >= limit_; }
 
 private:
+    static constexpr std::int64_t CapacityFor(std::int64_t mediumBytes) {
+        constexpr std::int64_t times = 4;
+        // No type follows a file further than 128 GiB.
+        constexpr std::int64_t longest = std::int64_t{128} << 30;
+        constexpr std::int64_t unknown = std::numeric_limits<std::int64_t>::max();
+        return mediumBytes == unknown ? MostBytes : std::max(MostBytes, std::min(mediumBytes, longest) * times);
+    }
+
     void Settle() {
         left_ = std::max<std::int64_t>(left_ - std::max<std::int64_t>(used_ - FreeBytes, 0), 0);
         used_ = 0;
     }
 
+    // 0 until the first block of a scan tells how large the medium is.
+    std::int64_t most_ = 0;
     std::int64_t left_ = MostBytes;
     // Of the walk that began last.
     std::int64_t limit_ = MostBytes / 2 + FreeBytes;

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "frame/bytes/Bytes.h"
+#include "frame/contract/ISectorSource.h"
 #include "frame/contract/SectorBlock.h"
 
 /// One sector of a block as a scanner sees it.
@@ -28,3 +30,18 @@ struct Candidate {
                               : ByteSpan(sector.data(), static_cast<std::size_t>(blockBytes - OffsetInBlock()));
     }
 };
+
+/// The medium's size in bytes; the largest number where the host gives no sound geometry.
+inline std::int64_t MediumSize(const SectorBlock& block) {
+    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    if (block.source == nullptr) {
+        return largest;
+    }
+    SectorGeometry geometry{};
+    block.source->GetGeometry(&geometry);
+    if (geometry.bytesPerSector == 0 || geometry.sectorCount < 1 ||
+        geometry.sectorCount > largest / geometry.bytesPerSector) {
+        return largest;
+    }
+    return geometry.sectorCount * geometry.bytesPerSector;
+}

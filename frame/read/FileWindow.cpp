@@ -1,23 +1,8 @@
 #include "frame/read/FileWindow.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "frame/contract/ISectorSource.h"
-
-std::int64_t MediumSize(const SectorBlock& block) {
-    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
-    if (block.source == nullptr) {
-        return largest;
-    }
-    SectorGeometry geometry{};
-    block.source->GetGeometry(&geometry);
-    if (geometry.bytesPerSector == 0 || geometry.sectorCount < 1 ||
-        geometry.sectorCount > largest / geometry.bytesPerSector) {
-        return largest;
-    }
-    return geometry.sectorCount * geometry.bytesPerSector;
-}
 
 // The buffer is filled before it is read.
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)

@@ -10,9 +10,6 @@
 #include "frame/read/Candidate.h"
 #include "frame/read/KFileSimulator.h"
 
-/// The medium's size in bytes; the largest number where the host gives no sound geometry.
-std::int64_t MediumSize(const SectorBlock& block);
-
 /// A candidate file on the medium that is being scanned. Bytes of the block under the scanner are shown where they
 /// stand; others are read ahead.
 class FileWindow final : public ByteWindow {
