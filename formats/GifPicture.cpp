@@ -8,7 +8,7 @@ constexpr auto Version89 = PatternOf("GIF89a");
 // Signature, width, height, flags, background, aspect; then the first block's kind.
 constexpr std::int64_t ScreenBytes = 13;
 
-enum BlockKind : std::uint8_t { Padding = 0x00, Extension = 0x21, Image = 0x2C, Trailer = 0x3B };
+enum BlockKind : std::uint8_t { Padding = 0x00, Extension = 0x21, Descriptor = 0x2C, Trailer = 0x3B };
 
 // Bytes of the colour table that a flags byte announces: 2 to 256 colours of 3 bytes.
 std::int64_t ColourTableBytes(std::uint8_t flags) {
@@ -38,6 +38,8 @@ public:
             LoadLittle<std::uint16_t>(descriptor, 7) == 0) {
             return false;
         }
+        image_.pixels =
+            std::int64_t{LoadLittle<std::uint16_t>(descriptor, 5)} * LoadLittle<std::uint16_t>(descriptor, 7);
         position_ += descriptorBytes + ColourTableBytes(descriptor[9]);
         constexpr std::uint8_t widestCode = 12;
         const ByteSpan codeWidth = file_.At(position_, 1);
@@ -45,8 +47,13 @@ public:
             return false;
         }
         ++position_;
+        image_.symbolBits = codeWidth[0];
+        image_.data = position_;
         return SkipSubBlocks();
     }
+
+    // The one that was skipped last.
+    const GifPicture::Image& LastImage() const { return image_; }
 
     bool SkipExtension() {
         // Kind and label.
@@ -82,6 +89,7 @@ private:
 
     ByteWindow& file_;
     std::int64_t position_;
+    GifPicture::Image image_{};
 };
 
 }  // namespace
@@ -91,7 +99,7 @@ bool GifPicture::IsHeader(ByteSpan sector) {
            LoadLittle<std::uint16_t>(sector, 6) != 0 && LoadLittle<std::uint16_t>(sector, 8) != 0;
 }
 
-std::optional<WalkedFile> GifPicture::Walk(ByteWindow& file) {
+std::optional<WalkedFile> GifPicture::Walk(ByteWindow& file, const std::function<void(const Image&)>& take) {
     const ByteSpan screen = file.At(0, ScreenBytes);
     if (screen.empty()) {
         return std::nullopt;
@@ -107,8 +115,11 @@ std::optional<WalkedFile> GifPicture::Walk(ByteWindow& file) {
         if (kind == Trailer) {
             return lastImageEnd ? std::optional(WalkedFile{walk.Position() + 1}) : std::nullopt;
         }
-        if (kind == Image && walk.SkipImage()) {
+        if (kind == Descriptor && walk.SkipImage()) {
             lastImageEnd = walk.Position();
+            if (take) {
+                take(walk.LastImage());
+            }
         } else if (kind == Padding && ++strayBytes <= mostStrayBytes) {
             walk.Skip(1);
         } else if (kind != Extension || !walk.SkipExtension()) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 #include "frame/bytes/ByteWindow.h"
@@ -56,7 +57,15 @@ struct EmfDrawing {
 struct GifPicture {
     static constexpr std::size_t LeastHead = 14;
     static bool IsHeader(ByteSpan head);
-    static std::optional<WalkedFile> Walk(ByteWindow& file);
+
+    struct Image {
+        /// Where the first of its blocks of coded data begins.
+        std::int64_t data;
+        unsigned symbolBits;
+        std::int64_t pixels;
+    };
+    /// `take` is shown each image whose blocks are all there.
+    static std::optional<WalkedFile> Walk(ByteWindow& file, const std::function<void(const Image&)>& take = {});
 };
 
 /// Colour profiles: the declared size, if all tags lie in it.

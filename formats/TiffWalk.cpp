@@ -68,8 +68,11 @@ public:
             const auto [offset, inChain] = pending_.back();
             pending_.pop_back();
             const bool isFirst = found_.extents.empty();
-            if (!WalkDirectory(offset, inChain) && isFirst) {
-                return std::nullopt;
+            if (!WalkDirectory(offset, inChain)) {
+                if (isFirst) {
+                    return std::nullopt;
+                }
+                found_.missesDirectory = true;
             }
         }
         return found_.extents.empty() ? std::nullopt : std::optional(std::move(found_));
@@ -102,6 +105,7 @@ private:
 
     // Once each, so that loops end. Directories of images stand in a chain; the others have no link to a next one.
     void Follow(std::int64_t offset, bool inChain) {
+        found_.missesDirectory = found_.missesDirectory || offset >= file_.Limit();
         if (offset >= ClassicHeaderBytes && offset < file_.Limit() && seen_.size() < MostDirectories &&
             seen_.insert(offset).second) {
             pending_.emplace_back(offset, inChain);

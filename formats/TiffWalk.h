@@ -31,6 +31,8 @@ struct TiffFile {
     /// In the order in which they were met, none empty; all but `Picture` begin on the medium.
     std::vector<Extent> extents = {};
 
+    /// A directory that another one names is none, or lies behind the limit.
+    bool missesDirectory = false;
     bool isDng = false;
     bool hasPhotoshopResources = false;
     /// A directory has the photometric interpretation or the compression of a sensor's own data.

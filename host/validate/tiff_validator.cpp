@@ -7,6 +7,7 @@
 #include "formats/TiffWalk.h"
 #include "host/validate/broken.h"
 #include "host/validate/inflate.h"
+#include "host/validate/lzw.h"
 #include "host/validate/validator.h"
 
 namespace salvor {
@@ -19,6 +20,7 @@ constexpr auto Cr2Mark = PatternOf("CR\2");
 constexpr std::size_t Cr2MarkOffset = 8;
 constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 
+constexpr std::uint16_t LzwCompression = 5;
 constexpr std::uint16_t DeflateCompression = 8;
 constexpr std::uint16_t OldDeflateCompression = 32946;
 
@@ -132,13 +134,42 @@ Proof Prove(Place& file, const TiffFile& tiff) {
     return proof;
 }
 
-// Compressed strips have checksums of their own.
+bool AreCodesSound(Place& file, const TiffFile::Extent& strip) {
+    // Writers of the first days had the codes the other way round.
+    constexpr std::uint8_t firstByte = 0x80;
+    const ByteSpan first = file.At(strip.start, 1);
+    if (first.empty() || first[0] != firstByte) {
+        return true;
+    }
+    LzwWalk codes(LzwWalk::Variant::Tiff, 8);
+    for (std::int64_t at = strip.start; at < strip.End() && !codes.HasEnded() && !codes.IsBroken();) {
+        const ByteSpan shown = file.From(at);
+        if (shown.empty()) {
+            return false;
+        }
+        const auto left = static_cast<std::size_t>(strip.End() - at);
+        codes.Take(shown.first(std::min(shown.size(), left)));
+        at += static_cast<std::int64_t>(std::min(shown.size(), left));
+    }
+    return !codes.IsBroken();
+}
+
+// Overwritten bytes show in what is compressed, and in checksums that it has.
 bool AreStripsSound(Place& file, const TiffFile& tiff) {
     constexpr std::int64_t mostUnpacked = std::int64_t{1} << 30;
     return std::ranges::all_of(tiff.extents, [&file](const TiffFile::Extent& extent) {
-        const bool isDeflated = extent.compression == DeflateCompression || extent.compression == OldDeflateCompression;
-        return extent.kind != TiffFile::Kind::Picture || !isDeflated || extent.End() > file.Limit() ||
-               InflateAt(file, extent.start, extent.End(), DeflateFormat::Zlib, mostUnpacked).has_value();
+        if (extent.kind != TiffFile::Kind::Picture || extent.End() > file.Limit()) {
+            return true;
+        }
+        switch (extent.compression) {
+            case LzwCompression:
+                return AreCodesSound(file, extent);
+            case DeflateCompression:
+            case OldDeflateCompression:
+                return InflateAt(file, extent.start, extent.End(), DeflateFormat::Zlib, mostUnpacked).has_value();
+            default:
+                return true;
+        }
     });
 }
 
@@ -168,6 +199,9 @@ Finding ValidateTiff(Place& file) {
     std::int64_t end = Padded(*tiff, file, proof.end);
     if (kind.type == FileTypeIndex::Cr2) {
         end = CanonTrailer::EndBehind(file, end);
+    }
+    if (tiff->missesDirectory) {
+        return {Verdict::Damaged, end, kind.type, kind.extension, "a directory is not where another one names it"};
     }
     if (!proof.hasPicture) {
         return {Verdict::Damaged, end, kind.type, kind.extension, "directories without a picture"};

@@ -6,6 +6,7 @@
 #include "formats/PictureWalks.h"
 #include "host/validate/broken.h"
 #include "host/validate/inflate.h"
+#include "host/validate/lzw.h"
 #include "host/validate/validator.h"
 
 namespace salvor {
@@ -72,6 +73,51 @@ struct Walked {
     }
 };
 
+// The codes of an image, which lie in blocks with their length in front. Enough pixels come of sound ones.
+bool IsImageSound(ByteWindow& file, const GifPicture::Image& image) {
+    constexpr unsigned mostSymbolBits = 11;
+    if (image.symbolBits > mostSymbolBits) {
+        return true;
+    }
+    LzwWalk codes(LzwWalk::Variant::Gif, image.symbolBits);
+    std::int64_t at = image.data;
+    while (!codes.HasEnded() && !codes.IsBroken()) {
+        const ByteSpan length = file.At(at, 1);
+        const std::size_t count = length.empty() ? 0 : length[0];
+        if (count == 0) {
+            break;
+        }
+        codes.Take(file.At(at + 1, count));
+        at += 1 + static_cast<std::int64_t>(count);
+    }
+    return !codes.IsBroken() && codes.Count() >= image.pixels;
+}
+
+// A picture whose codes are sound and complete needs no trailer to be whole.
+Finding ValidateGif(Place& file) {
+    bool isSound = true;
+    const std::optional<WalkedFile> walked =
+        GifPicture::Walk(file, [&](const GifPicture::Image& image) { isSound = isSound && IsImageSound(file, image); });
+    if (!walked) {
+        return {};
+    }
+    if (!isSound) {
+        return {Verdict::Damaged, walked->size, FileTypeIndex::Gif, {}, "an image's codes are wrong"};
+    }
+    // What begins like another block is cut.
+    constexpr std::uint8_t extension = 0x21;
+    constexpr std::uint8_t image = 0x2C;
+    const ByteSpan next = file.At(walked->size, 1);
+    if (!walked->isComplete && !next.empty() && (next[0] == extension || next[0] == image)) {
+        return BrokenAt(file, walked->size, walked->size + 1, FileTypeIndex::Gif, "a block breaks");
+    }
+    return {Verdict::Whole,
+            walked->size,
+            FileTypeIndex::Gif,
+            {},
+            walked->isComplete ? "images with sound codes up to the trailer" : "images with sound codes, no trailer"};
+}
+
 template <IconDirectory::Kind Kind>
 struct Icons {
     static constexpr std::size_t LeastHead = 22;
@@ -122,7 +168,11 @@ constinit const Validator CurValidator =
 constinit const Validator DwgValidator = Walked<DwgDrawing, FileTypeIndex::Dwg, DwgStarts>::Named("dwg");
 constinit const Validator DxfValidator = Walked<DxfDrawing, FileTypeIndex::Dxf, DxfStarts, Verdict::Open>::Named("dxf");
 constinit const Validator EmfValidator = Walked<EmfDrawing, FileTypeIndex::Emf, EmfStarts>::Named("emf");
-constinit const Validator GifValidator = Walked<GifPicture, FileTypeIndex::Gif, GifStarts>::Named("gif");
+constinit const Validator GifValidator{.name = "gif",
+                                       .starts = GifStarts,
+                                       .begins = Walked<GifPicture, FileTypeIndex::Gif, GifStarts>::Begins,
+                                       .validate = ValidateGif,
+                                       .types = Walked<GifPicture, FileTypeIndex::Gif, GifStarts>::Types};
 constinit const Validator IccValidator = Walked<IccProfile, FileTypeIndex::Icc, IccStarts>::Named("icc");
 constinit const Validator IcoValidator =
     Walked<Icons<IconDirectory::Kind::Icon>, FileTypeIndex::Ico, IcoStarts>::Named("ico");
