@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "formats/WordPerfectFile.h"
 #include "frame/scan/WalkingScanner.h"
 
 /// WordPerfect documents: those of release 6 and later by the length that their header says, others function by
@@ -10,10 +11,13 @@
 class KWpdFileType final : public WalkingScanner<KWpdFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Wpd];
-    static constexpr auto Signature = PatternOf("\xFFWPC");
+    static constexpr auto Signature = WordPerfectSignature;
     static constexpr std::int64_t MinReportLength = 256;
     static constexpr std::int64_t WalkLimit = Identity.maxSize;
 
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Walk(FileWindow& file);
+    static bool IsHeader(ByteSpan sector) { return IsWordPerfectHeader(sector); }
+    static std::optional<std::int64_t> Walk(FileWindow& file) {
+        const std::optional<WordPerfectFile> walked = WalkWordPerfect(file, WordPerfectEnd::Sector);
+        return walked ? std::optional(walked->size) : std::nullopt;
+    }
 };

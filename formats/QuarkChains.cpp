@@ -84,7 +84,7 @@ private:
             const ByteSpan bytes = file_.At(dataStart_, 2);
             count = bytes.empty() ? 0 : LoadAs<std::uint16_t>(bytes, 0, endian_);
         }
-        if (count == 0 || number + count - 1 - std::max(known_, highest_) > longestJump_) {
+        if (count == 0 || IsWild(number + count - 1)) {
             return false;
         }
         dataEnd_ = dataStart_ + count * blockBytes_ - LinkBytes;
@@ -101,6 +101,12 @@ private:
             nextNote_ *= 2;
         }
         return true;
+    }
+
+    // Large files may grow by as much as they have.
+    bool IsWild(std::int64_t number) const {
+        const std::int64_t covered = std::max(known_, highest_);
+        return number - covered > std::max(longestJump_, covered);
     }
 
     static constexpr std::int64_t LinkBytes = 4;
@@ -222,7 +228,8 @@ private:
     // A broken chain counts as far as it goes. No block is in two chains, so all of them together are no longer than
     // the largest file.
     void Follow(std::uint32_t first) {
-        BlockChain chain(file_, endian_, BlockBytes, first, std::max(highest_, table_.Highest()), longestJump_);
+        BlockChain chain(file_, endian_, BlockBytes, first, std::max({highest_, table_.Highest(), std::int64_t{first}}),
+                         longestJump_);
         while (stepsLeft_ > 0 && chain.Next()) {
             --stepsLeft_;
         }

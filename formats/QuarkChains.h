@@ -18,5 +18,5 @@ struct QuarkExtent {
 };
 
 /// The extent of a file with a sound header. A link that leads more than `longestJump` bytes behind all blocks that
-/// were covered before counts as broken.
+/// were covered before counts as broken, unless they are as many.
 std::optional<QuarkExtent> FindQuarkExtent(ByteWindow& file, std::int64_t longestJump);

@@ -1,7 +1,6 @@
 #include <FileTypeCatalog.h>
 
 #include <algorithm>
-#include <limits>
 
 #include "formats/QuarkChains.h"
 #include "host/validate/validator.h"
@@ -18,13 +17,12 @@ bool BeginsQuark(ByteSpan head) { return head.size() >= 16 && QuarkKindOf(head) 
 Finding ValidateQuark(Place& file) {
     const bool isTemplate = QuarkKindOf(file.At(0, 16)) == QuarkKind::Template;
     const std::int32_t type = isTemplate ? FileTypeIndex::Qpt : FileTypeIndex::Qxp;
-    const auto all = FindQuarkExtent(file, std::numeric_limits<std::int64_t>::max());
-    if (all && all->isComplete && all->size <= file.Limit()) {
-        return {Verdict::Whole, all->size, type, {}, "all chains of blocks end"};
-    }
     const auto proven = FindQuarkExtent(file, LongestJump);
     if (!proven) {
         return {};
+    }
+    if (proven->isComplete && proven->size <= file.Limit()) {
+        return {Verdict::Whole, proven->size, type, {}, "all chains of blocks end"};
     }
     return {Verdict::Damaged, std::min(proven->size, file.NextWhole(0)), type, {}, "a chain of blocks breaks"};
 }

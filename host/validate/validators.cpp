@@ -26,8 +26,6 @@ extern const Validator IcoValidator;
 extern const Validator JpegValidator;
 extern const Validator MailValidator;
 extern const Validator MayaValidator;
-extern const Validator JpegValidator;
-extern const Validator MailValidator;
 extern const Validator MidiValidator;
 extern const Validator MpegAudioValidator;
 extern const Validator MrwValidator;
@@ -35,9 +33,9 @@ extern const Validator OciValidator;
 extern const Validator OggValidator;
 extern const Validator PcxValidator;
 extern const Validator PngValidator;
+extern const Validator ProgramStreamValidator;
 extern const Validator PsdValidator;
 extern const Validator PspValidator;
-extern const Validator ProgramStreamValidator;
 extern const Validator PstValidator;
 extern const Validator QuarkValidator;
 extern const Validator RafValidator;
@@ -48,11 +46,12 @@ extern const Validator SevenZipValidator;
 extern const Validator SmafValidator;
 extern const Validator TextValidator;
 extern const Validator TiffValidator;
-extern const Validator WmfValidator;
-extern const Validator X3fValidator;
-extern const Validator XcfValidator;
 extern const Validator TransportStreamValidator;
 extern const Validator VegasValidator;
+extern const Validator WmfValidator;
+extern const Validator WordPerfectValidator;
+extern const Validator X3fValidator;
+extern const Validator XcfValidator;
 extern const Validator XmlValidator;
 extern const Validator ZipValidator;
 
@@ -94,6 +93,7 @@ std::span<const Validator* const> Validators() {
         &X3fValidator,
         &AbrValidator,
         &QuarkValidator,
+        &WordPerfectValidator,
         &PsdValidator,
         &XcfValidator,
         &PspValidator,

@@ -1,12 +1,13 @@
-#include "documents/KWpdFileType.h"
+#include "formats/WordPerfectFile.h"
 
 #include <algorithm>
 
-#include "documents/WordPerfectArea.h"
+#include "frame/contract/FileTypeCatalog.h"
 
 namespace {
 
 constexpr std::size_t PrefixBytes = 24;
+constexpr std::int64_t LargestFile = FileTypeCatalog[FileTypeIndex::Wpd].maxSize;
 // The packet that an index begins with: its flags, its type and its length.
 constexpr auto IndexOf5 = PatternOf("\xFB\xFF\x05\0\x32\0");
 constexpr std::size_t IndexPlace = 16;
@@ -40,7 +41,7 @@ std::int64_t AreaStart(ByteSpan header, Generation generation) {
     return generation == Generation::Macintosh ? std::min(little, big) : little;
 }
 
-bool IsAreaStart(std::int64_t start) { return start >= 16 && start < KWpdFileType::Identity.maxSize; }
+bool IsAreaStart(std::int64_t start) { return start >= 16 && start < LargestFile; }
 
 bool IsEncrypted(ByteSpan header) { return header[12] != 0 || header[13] != 0; }
 
@@ -62,7 +63,7 @@ bool IsSoundLength(std::int64_t length, std::int64_t areaStart) {
 }
 
 // The end of the data that release 5's chain of indices names.
-std::int64_t IndexedEnd(FileWindow& file) {
+std::int64_t IndexedEnd(ByteWindow& file) {
     constexpr std::size_t indexBytes = 50;
     constexpr std::size_t firstEntry = 10;
     constexpr std::size_t entryBytes = 10;
@@ -79,7 +80,7 @@ std::int64_t IndexedEnd(FileWindow& file) {
             const auto type = LoadLittle<std::uint16_t>(index, entry);
             const std::int64_t dataEnd =
                 std::int64_t{LoadLittle<std::uint32_t>(index, entry + 2)} + LoadLittle<std::uint32_t>(index, entry + 6);
-            if (type != 0 && type <= lastDataType && dataEnd <= KWpdFileType::Identity.maxSize) {
+            if (type != 0 && type <= lastDataType && dataEnd <= LargestFile) {
                 end = std::max(end, dataEnd);
             }
         }
@@ -90,7 +91,7 @@ std::int64_t IndexedEnd(FileWindow& file) {
 
 }  // namespace
 
-bool KWpdFileType::IsHeader(ByteSpan sector) {
+bool IsWordPerfectHeader(ByteSpan sector) {
     if (sector.size() < PrefixBytes) {
         return false;
     }
@@ -99,22 +100,29 @@ bool KWpdFileType::IsHeader(ByteSpan sector) {
            (generation == Generation::Six || !IsEncrypted(sector));
 }
 
-std::optional<std::int64_t> KWpdFileType::Walk(FileWindow& file) {
+std::optional<WordPerfectFile> WalkWordPerfect(ByteWindow& file, WordPerfectEnd rule) {
     const ByteSpan header = file.At(0, PrefixBytes);
     if (header.empty()) {
         return std::nullopt;
     }
     const Generation generation = GenerationOf(header);
     const std::int64_t start = AreaStart(header, generation);
+    const auto walked = [&](WordPerfectCodes codes) -> std::optional<WordPerfectFile> {
+        const std::optional<std::int64_t> end = WordPerfectAreaEnd(file, codes, start, rule);
+        return end ? std::optional(WordPerfectFile{*end, false}) : std::nullopt;
+    };
     if (generation == Generation::Macintosh) {
-        return WordPerfectAreaEnd(file, WordPerfectCodes::Macintosh, start);
+        return walked(WordPerfectCodes::Macintosh);
     }
     if (generation == Generation::Six) {
         if (const std::optional<std::int64_t> length = SaidLength(header)) {
-            return IsSoundLength(*length, start) ? length : std::nullopt;
+            return IsSoundLength(*length, start) ? std::optional(WordPerfectFile{*length, true}) : std::nullopt;
         }
-        return IsEncrypted(header) ? std::nullopt : WordPerfectAreaEnd(file, WordPerfectCodes::Release6, start);
+        return IsEncrypted(header) ? std::nullopt : walked(WordPerfectCodes::Release6);
     }
-    const std::optional<std::int64_t> end = WordPerfectAreaEnd(file, WordPerfectCodes::Release5, start);
-    return end ? std::optional(std::max(*end, IndexedEnd(file))) : std::nullopt;
+    std::optional<WordPerfectFile> release5 = walked(WordPerfectCodes::Release5);
+    if (release5) {
+        release5->size = std::max(release5->size, IndexedEnd(file));
+    }
+    return release5;
 }

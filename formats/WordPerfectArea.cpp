@@ -1,4 +1,4 @@
-#include "documents/WordPerfectArea.h"
+#include "formats/WordPerfectArea.h"
 
 #include <algorithm>
 #include <array>
@@ -37,8 +37,8 @@ constexpr std::int64_t SectorBytes = 512;
 
 class AreaWalk {
 public:
-    AreaWalk(FileWindow& file, WordPerfectCodes codes, std::int64_t start)
-        : file_(file), codes_(codes), table_(TableOf(codes)), start_(start), position_(start) {}
+    AreaWalk(ByteWindow& file, WordPerfectCodes codes, std::int64_t start, WordPerfectEnd end)
+        : file_(file), codes_(codes), table_(TableOf(codes)), start_(start), rule_(end), position_(start) {}
 
     std::optional<std::int64_t> End() {
         while (!isOver_) {
@@ -163,8 +163,27 @@ private:
         }
     }
 
+    // Text ends with a letter or a line's end, foreign bytes with anything.
+    void EndBehindText(std::int64_t fault) {
+        constexpr std::int64_t mostForeign = 64;
+        end_ = fault;
+        const std::int64_t from = std::max(fault - mostForeign, start_);
+        const ByteSpan bytes = file_.At(from, static_cast<std::size_t>(fault - from));
+        const auto endsText = [this](std::uint8_t byte) {
+            return (byte >= ' ' && byte <= '~') || byte == '\n' || byte == '\f' || byte == '\r' ||
+                   !table_.IsSingle(byte);
+        };
+        for (std::size_t i = bytes.size(); i-- > 0 && !endsText(bytes[i]);) {
+            --end_;
+        }
+    }
+
     void EndInFrontOf(std::int64_t fault) {
         constexpr std::int64_t longestPadding = SectorBytes;
+        if (rule_ == WordPerfectEnd::Text) {
+            EndBehindText(fault);
+            return;
+        }
         end_ = std::max(fault - fault % SectorBytes, start_);
         const std::int64_t from = std::max(end_ - longestPadding, start_);
         const ByteSpan bytes = file_.At(from, static_cast<std::size_t>(end_ - from));
@@ -173,10 +192,11 @@ private:
         }
     }
 
-    FileWindow& file_;
+    ByteWindow& file_;
     WordPerfectCodes codes_;
     CodeTable table_;
     std::int64_t start_;
+    WordPerfectEnd rule_;
     std::int64_t position_;
     // Behind the last byte that is neither a zero nor at fault.
     std::int64_t end_ = start_;
@@ -191,6 +211,7 @@ private:
 
 }  // namespace
 
-std::optional<std::int64_t> WordPerfectAreaEnd(FileWindow& file, WordPerfectCodes codes, std::int64_t start) {
-    return AreaWalk(file, codes, start).End();
+std::optional<std::int64_t> WordPerfectAreaEnd(ByteWindow& file, WordPerfectCodes codes, std::int64_t start,
+                                               WordPerfectEnd end) {
+    return AreaWalk(file, codes, start, end).End();
 }
