@@ -135,7 +135,8 @@ std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
     if (!mark) {
         return std::nullopt;
     }
-    return std::max(*size, BehindLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndMark.size())));
+    return std::max(
+        *size, BehindLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndMark.size()), file.SectorSize()));
 }
 
 class PdfWalk {
@@ -264,7 +265,8 @@ void PdfWalk::PassEnd(std::int64_t mark) {
         return;
     }
     const bool isOwn = IsOwn(*offset, mark);
-    const std::int64_t end = BehindLastLine(file_, mark + static_cast<std::int64_t>(EndMark.size()));
+    const std::int64_t end =
+        BehindLastLine(file_, mark + static_cast<std::int64_t>(EndMark.size()), file_.SectorSize());
     const bool isLast = !GoesOnAt(file_, end);
     isOver_ = isOver_ || ++ends_ == MostEnds;
     if (isOwn) {
@@ -335,7 +337,7 @@ bool IsPdfHeader(ByteSpan bytes) {
 
 std::optional<PdfExtent> FindPdfEnd(FileWindow& file) { return PdfWalk(file).Run(); }
 
-std::int64_t BehindLastLine(FileWindow& file, std::int64_t at) {
+std::int64_t BehindLastLine(ByteWindow& file, std::int64_t at, std::int64_t sectorSize) {
     ByteSpan text = file.From(at, MostTail + 1);
     text = text.first(std::min(text.size(), MostTail + 1));
     const std::size_t white = text.size() - Behind(text, IsWhite).size();
@@ -349,6 +351,6 @@ std::int64_t BehindLastLine(FileWindow& file, std::int64_t at) {
         end += white > 1 && text[0] == '\r' && text[1] == '\n' ? 2 : 1;
     }
     // The sector behind the file may hold another one.
-    end = std::max(end, whiteEnd - whiteEnd % file.SectorSize());
+    end = std::max(end, whiteEnd - whiteEnd % sectorSize);
     return isEndShown && whiteEnd - end > MostChanceWhite ? whiteEnd : end;
 }

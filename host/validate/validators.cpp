@@ -36,6 +36,7 @@ extern const Validator PngValidator;
 extern const Validator ProgramStreamValidator;
 extern const Validator PsdValidator;
 extern const Validator PspValidator;
+extern const Validator PostScriptValidator;
 extern const Validator PstValidator;
 extern const Validator QuarkValidator;
 extern const Validator RafValidator;
@@ -82,6 +83,7 @@ std::span<const Validator* const> Validators() {
         &TransportStreamValidator,
         &MpegAudioValidator,
         &AuValidator,
+        &PostScriptValidator,
         &BookmarkValidator,
         &HtmlValidator,
         &XmlValidator,

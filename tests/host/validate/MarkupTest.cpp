@@ -86,6 +86,28 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
     EXPECT_EQ(plain.size, static_cast<std::int64_t>(letter.size()));
 }
 
+TEST(Documents, PostScriptEndsAtItsOwnLastComment) {
+    const std::string header = "%!PS-Adobe-3.0 EPSF-3.0\n%%Creator: by hand\n";
+    const std::string data = "%%BeginBinary: 4\n\0\1\2\3\n%%EndBinary\n"s;
+    const std::string placed = "%%BeginDocument: x\n%!PS-Adobe-3.0\n%%EOF\n%%EndDocument\n";
+    const std::string whole = header + placed + data + "showpage\n%%Trailer\n%%EOF\n";
+    for (const Bytes& slack : Slacks()) {
+        const Finding finding = test::FindingOf("postscript", BytesOf(whole), slack);
+        EXPECT_EQ(finding.verdict, Verdict::Whole);
+        EXPECT_EQ(finding.size, static_cast<std::int64_t>(whole.size()));
+        EXPECT_EQ(finding.extension, "eps");
+    }
+    // Without one it does not take that of a file behind other data.
+    Bytes behind = Slacks()[1];
+    const std::size_t open = header.size();
+    behind.resize(1536 - open);
+    const Bytes other = BytesOf(whole);
+    behind.insert(behind.end(), other.begin(), other.end());
+    const Finding cut = test::FindingOf("postscript", BytesOf(header), behind, {.starts = {3 + 3}, .wholes = {}});
+    EXPECT_EQ(cut.verdict, Verdict::Damaged);
+    EXPECT_EQ(cut.size, static_cast<std::int64_t>(open));
+}
+
 TEST(Documents, AreNotWholeWhenTheyBreak) {
     const Bytes binary = Slacks()[1];
     const std::string xml = "<?xml version='1.0'?>\n<a><b>text</b>\n";

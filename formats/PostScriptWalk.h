@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "frame/bytes/ByteWindow.h"
+#include "frame/bytes/Bytes.h"
+
+/// How far a PostScript document with structure comments reaches. Source: Adobe, PostScript Language Document
+/// Structuring Conventions 3.0.
+struct PostScriptExtent {
+    /// Behind the comment that ends it, or behind the trailer's text where there is none.
+    std::optional<std::int64_t> end;
+    /// Where the walk stopped at a byte that is no text, outside data whose length is told.
+    std::optional<std::int64_t> binaryAt;
+};
+
+/// `%!PS-Adobe-2.0` and 3.0, alone in the line or followed by the version of the encapsulated format.
+bool IsPostScriptHeader(ByteSpan sector);
+
+/// Do the comments in front of any placed document name Illustrator?
+bool IsIllustratorDrawing(ByteWindow& file);
+
+/// `sectorSize` in bytes: a header at a sector's start begins another document unless it is placed in this one. With
+/// `endsAtBinary` bytes that are no text end it in front of the trailer too; some documents hold image data as they
+/// are.
+PostScriptExtent FindPostScriptEnd(ByteWindow& file, std::int64_t sectorSize, bool endsAtBinary);

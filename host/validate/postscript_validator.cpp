@@ -1,0 +1,53 @@
+#include <FileTypeCatalog.h>
+
+#include <cstdint>
+#include <string>
+
+#include "formats/PostScriptWalk.h"
+#include "host/validate/text_run.h"
+#include "host/validate/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr StartSignature Starts[] = {{.bytes = "%!PS-Adobe-"sv}};
+
+// Drawings of other programs are text.
+Finding DocumentOf(Place& file, Verdict verdict, std::int64_t size, const char* why) {
+    const bool isDrawing = IsIllustratorDrawing(file);
+    constexpr auto encapsulated = PatternOf(" EPSF");
+    constexpr std::size_t behindVersion = 14;
+    const bool isEncapsulated = HasPatternAt(file.From(0, 32), behindVersion, encapsulated);
+    return {verdict, size, isDrawing ? FileTypeIndex::Ai : FileTypeIndex::Text,
+            isDrawing        ? ""
+            : isEncapsulated ? "eps"
+                             : "ps",
+            why};
+}
+
+Finding Validate(Place& file) {
+    const PostScriptExtent text = FindPostScriptEnd(file, file.SectorSize(), true);
+    if (text.end && (!text.binaryAt || *text.binaryAt >= *text.end)) {
+        return DocumentOf(file, Verdict::Whole, *text.end, "closed by its last comment");
+    }
+    if (!text.binaryAt) {
+        return DocumentOf(file, Verdict::Truncated, FollowText(file, 0).end, "no last comment");
+    }
+    // Images may stand in it as they are, unless another file begins there.
+    const PostScriptExtent all = FindPostScriptEnd(file, file.SectorSize(), false);
+    if (all.end && file.NextStart(*text.binaryAt) >= *all.end) {
+        return DocumentOf(file, Verdict::Open, *all.end, "binary data in front of its last comment");
+    }
+    return DocumentOf(file, Verdict::Damaged, FollowText(file, 0).end, "binary data and no last comment");
+}
+
+}  // namespace
+
+extern const Validator PostScriptValidator;
+const Validator PostScriptValidator{
+    .name = "postscript", .starts = Starts, .begins = IsPostScriptHeader, .validate = Validate};
+
+}  // namespace salvor
