@@ -118,31 +118,4 @@ TEST(Markup, EndTagsMayLieAcrossReads) {
     }
 }
 
-class CountingMedium : public Medium {
-public:
-    std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override {
-        sectorsRead += count;
-        return Medium::ReadSectors(firstSector, buffer, count);
-    }
-    std::int64_t sectorsRead = 0;
-};
-
-// Each start has no end of its own and would be followed to the end of the medium.
-TEST(Markup, ManyStartsAreNotFollowedFar) {
-    constexpr std::int64_t sectors = 4000;
-    for (const auto& [type, start] :
-         {std::pair(Html, std::string("\n<html>")), std::pair(Html, Wide("\n<html>", true)),
-          std::pair(Xml, Declaration + "<a><![CDATA["), std::pair(Xml, "<?xml version='1.0'?><a b=\"" + std::string()),
-          std::pair(Xml, Wide(Declaration + "<a><!--", false))}) {
-        CountingMedium medium;
-        for (std::int64_t sector = 0; sector < sectors; ++sector) {
-            medium.Put(sector, start + std::string(512 - start.size(), 'x'));
-        }
-        medium.Grow(sectors + 1);
-        Scan(type, medium, 1);
-        EXPECT_GT(medium.sectorsRead, sectors) << start;
-        EXPECT_LT(medium.sectorsRead, sectors * 100) << start;
-    }
-}
-
 }  // namespace

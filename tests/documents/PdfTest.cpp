@@ -204,23 +204,4 @@ TEST(Pdf, SeesWhatStraddlesTwoReads) {
     }
 }
 
-TEST(Pdf, HeadersWithoutEndsCostLittle) {
-    constexpr std::int64_t sectors = 4096;
-    for (const std::string& sector : {Head, OldHead + Name + "%%BeginDocument: a\r"}) {
-        test::Medium medium;
-        for (std::int64_t at = 0; at < sectors; ++at) {
-            medium.Put(at, sector);
-        }
-        for (const std::int32_t type : {PdfIndex, DrawingIndex}) {
-            medium.requests.clear();
-            EXPECT_TRUE(test::Scan(type, medium, 8).empty());
-            std::int64_t read = 0;
-            for (const test::Medium::Request& request : medium.requests) {
-                read += request.count;
-            }
-            EXPECT_LT(read, sectors * 100);
-        }
-    }
-}
-
 }  // namespace

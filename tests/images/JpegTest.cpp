@@ -170,47 +170,6 @@ TEST(Jpeg, HeadersInsideAFileAreExaminedLikeAnyOther) {
     EXPECT_EQ(ScanAtEverySplit(Exif, medium), (Finds{{3, 2 * 512}}));
 }
 
-// A header in a sector whose first segment leads to a start of scan at `scanAt`, in bytes of the medium.
-void PutHeader(Medium& medium, std::int64_t sector, std::int64_t scanAt) {
-    const auto size = static_cast<std::size_t>(scanAt - sector * medium.SectorSize() - 2);
-    medium.Put(sector, "\xFF\xD8" + Segment(0xE0, size, "JFIF").substr(0, 20));
-}
-
-// The first search of a scan may read to the limit; the others only read on from where it stopped.
-TEST(Jpeg, HeadersWithoutAnEndShareOneSearch) {
-    enum Order { Ascending, Descending, Mixed, Same };
-    for (const Order order : {Ascending, Descending, Mixed, Same}) {
-        // The ascending scans stand in the headers' own sectors, the others in a table behind all headers.
-        const std::int64_t headers = order == Ascending ? 2000 : 120;
-        Medium medium;
-        std::string table = Segment(0xDA, 20);
-        for (std::int64_t i = 0; i < headers; ++i) {
-            const std::int64_t rows[] = {0, headers - i, i * 77 % headers, 0};
-            medium.Put(i, Head() + Segment(0xDA, 20));
-            if (order != Ascending) {
-                PutHeader(medium, i, headers * 512 + rows[order] * 20);
-            }
-            table += Segment(0xDA, 20);
-        }
-        if (order == Same) {
-            // On the last bytes of the first piece of all the searches.
-            table.resize(20 + Piece - 2);
-            table += EndMark;
-        }
-        medium.Put(headers, table);
-        for (const std::int64_t blockSectors : {0, 48}) {
-            medium.requests.clear();
-            EXPECT_EQ(Scan(Graphics, medium, blockSectors), Finds{}) << order;
-            std::int64_t sectorsRead = 0;
-            for (const Medium::Request& request : medium.requests) {
-                sectorsRead += request.count;
-            }
-            EXPECT_GT(sectorsRead, Limit / 512) << order << ": the first search must reach the limit";
-            EXPECT_LT(sectorsRead, Limit / 512 + headers * 4 * 64) << order << " in blocks of " << blockSectors;
-        }
-    }
-}
-
 // Every sector begins a file whose segments lead over the next header into the same long chain of short segments.
 TEST(Jpeg, HeadersInFrontOfOneChainShareOneWalk) {
     constexpr std::int64_t headers = 200;

@@ -171,22 +171,6 @@ TEST(Boxes, AHeaderThatCannotBeReadIsTheOneBefore) {
     EXPECT_EQ(huge.ScanStart(Mp4), Finds{}) << "2^34 steps lead to the limit";
 }
 
-// 20000 files, each of which leads to all behind it.
-TEST(Boxes, ManyFilesInARowAreReadAFewTimes) {
-    Medium medium;
-    const Bytes file = Join({Start("isom"), Box(400, "free"), Box(96, "moov")});
-    for (std::int64_t sector = 0; sector < 20000; ++sector) {
-        std::ranges::copy(file, std::back_inserter(medium.Data()));
-    }
-    const std::int64_t mediumBytes = 20000 * 512;
-    const Finds found = Scan(Mp4, medium, 2048);
-    ASSERT_EQ(found.size(), 20000U);
-    for (std::int64_t sector = 0; sector < 20000; ++sector) {
-        ASSERT_EQ(found[static_cast<std::size_t>(sector)], (Found{sector, mediumBytes - sector * 512}));
-    }
-    EXPECT_LT(medium.requests.size(), 30000U);
-}
-
 // 61 rows of boxes in every sector, each of which fills the reader's cache for every box, and candidates that each lead
 // into a row of their own: together they would read the medium some 3900 times.
 TEST(Boxes, RowsWithoutNumberAreNotReadToTheirEnds) {

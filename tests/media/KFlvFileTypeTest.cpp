@@ -91,41 +91,12 @@ TEST(FlashVideo, IsFoundAsIfEveryTagWereReadWhole) {
         }
         medium.Put(0, bytes);
 
-        Finds expected;
-        for (std::size_t start = 0; start < bytes.size(); start += 512) {
-            if (bytes.compare(start, 4, "FLV\1") != 0) {
-                continue;
-            }
-            const auto byte = [&](std::size_t at) {
-                return static_cast<std::uint8_t>(bytes[start + at]);
-            };
-            const std::size_t length = byte(14) * 65536U + byte(15) * 256U + byte(16);
-            const std::string tag = bytes.substr(start + 24, length);
-            const std::size_t key = tag.find(Key);
-            if (key != std::string::npos && key + 18 <= tag.size()) {
-                std::uint64_t bits = 0;
-                for (std::size_t i = 0; i < 8; ++i) {
-                    bits = bits << 8U | static_cast<std::uint8_t>(tag[key + 10 + i]);
-                }
-                expected.push_back(
-                    {static_cast<std::int64_t>(start / 512), static_cast<std::int64_t>(std::bit_cast<double>(bits))});
-            }
-        }
         const TypePtr type = CreateType(Flv);
+        const Finds expected = ScanAlone(*type, medium);
         ASSERT_EQ(Scan(*type, medium, RandomBlocks(medium, noise)), expected) << "round " << round;
         finds += expected.size();
     }
     EXPECT_GT(finds, 300U);
-}
-
-TEST(FlashVideo, TagsThatReachOverOneAnotherAreSearchedOnce) {
-    Medium medium;
-    for (std::int64_t sector = 0; sector < 4096; ++sector) {
-        medium.Put(sector, Flash(0xFFFFFF));
-    }
-    EXPECT_EQ(Scan(Flv, medium, 512), Finds{});
-    // 18 MiB in pieces of 32 KiB, and a little for every tag's last sector.
-    EXPECT_LT(medium.requests.size(), 576U + 2 * 4096);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using namespace test;
 
 constexpr std::size_t MediumBytes = std::size_t{1} << 20;
@@ -51,26 +52,41 @@ TEST(HostileMedia, OfAFilesFirstSectorsAreReadAFewTimes) {
     }
 }
 
+Bytes Sector(const std::string& start, char fill = 'x') {
+    return BytesOf(start + std::string(512 - start.size(), fill));
+}
+
 // Made-up streams: each sector could cost as much as a whole file.
 TEST(HostileMedia, OfStreamsThatNeverEndAreReadOnce) {
-    Bytes frames(512);
-    for (const std::size_t at : {0U, 96U, 192U, 288U, 384U}) {
-        std::ranges::copy(PatternOf("\xFF\xFB\x14"), frames.begin() + static_cast<std::ptrdiff_t>(at));
-    }
-    Bytes tag = BytesOf("ID3");
-    tag.resize(512);
-    Bytes packet(188, 0x11);
-    packet[0] = 0x47;
+    using namespace FileTypeIndex;
+    std::string frame = "\xFF\xFB\x14";
+    frame.resize(96);
+    const std::string jpeg = "\xFF\xD8\xFF\xE1\0\x12"s;
+    const std::string drawing = "%!PS-Adobe-2.0 EPSF-1.2\r%%Creator: Adobe Illustrator(TM) 3.2\r%%BeginDocument: a\r";
+    const std::string declaration = "<?xml version='1.0'?>";
     const struct {
         const char* what;
         std::int32_t index;
         Bytes part;
     } cases[] = {
-        {"tags without frames", FileTypeIndex::Mp3, tag},
-        {"few frames", FileTypeIndex::Mp3, frames},
-        {"sync bytes everywhere", FileTypeIndex::Mts, {0x47}},
-        {"packets without table", FileTypeIndex::Mts, packet},
-        {"packs", FileTypeIndex::Vob, {0, 0, 1, 0xBA, 0x44, 0, 0, 0, 0, 0, 0, 0, 0, 0xFA, 0, 0}},
+        {"tags without frames", Mp3, Sector("ID3", '\0')},
+        {"few frames", Mp3, Sector(frame + frame + frame + frame + frame, '\0')},
+        {"sync bytes everywhere", Mts, {0x47}},
+        {"packets without table", Mts, BytesOf("G" + std::string(187, '\x11'))},
+        {"packs", Vob, {0, 0, 1, 0xBA, 0x44, 0, 0, 0, 0, 0, 0, 0, 0, 0xFA, 0, 0}},
+        {"boxes that lead into the next file", Mp4,
+         Sector("\0\0\0\x10"
+                "ftypisom\0\0\0\0\0\0\1\xF0moov"s)},
+        {"pages in a row", Ogg, Sector("OggS\0\2"s + std::string(20, 'x') + "\2\xFF\xE4")},
+        {"tracks in a row", Mid, Sector("MThd\0\0\0\6\0\1\x7F\xFF\0\x60MTrk\0\0\1\xF8"s)},
+        {"tags over one another", Flv, Sector("FLV\1\5\0\0\0\x09\0\0\0\0\x12\xFF\xFF\xFF\0\0\0\0\0\0\0"s)},
+        {"scans without end", JpegGraphics, Sector(jpeg + "JFIF" + std::string(12, 'x') + "\xFF\xDA\0\x08"s)},
+        {"documents without end", Pdf, Sector("%PDF-1.4\n")},
+        {"placed documents without end", Ai, Sector(drawing)},
+        {"pages without end", Html, Sector("\n<html>")},
+        {"data without end", Xml, Sector(declaration + "<a><![CDATA[")},
+        {"a value without end", Xml, Sector(declaration + "<a b=\"")},
+        {"messages without end", Eml, Sector("Received:\r\nContent-Type: text/")},
     };
     for (const auto& tested : cases) {
         // A reader's cache for each candidate.

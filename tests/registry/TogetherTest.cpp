@@ -5,7 +5,6 @@
 #include <string>
 
 #include "frame/contract/FileTypeCatalog.h"
-#include "frame/memory/ScanOffsets.h"
 #include "tests/support/Numbers.h"
 #include "tests/support/Registry.h"
 
@@ -200,10 +199,7 @@ struct Kind {
 
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
-class Together : public testing::TestWithParam<Kind> {
-protected:
-    ~Together() override { ScanOffsets::everyBlockIsNew = false; }
-};
+class Together : public testing::TestWithParam<Kind> {};
 
 TEST_P(Together, IsAsAlone) {
     const Kind& kind = GetParam();
@@ -218,10 +214,7 @@ TEST_P(Together, IsAsAlone) {
             }
             const TypePtr type = CreateType(index);
             const Finds together = Scan(*type, medium, blocks, kind.cap);
-            ScanOffsets::everyBlockIsNew = true;
-            const Finds alone = Scan(*type, medium, 1, kind.cap);
-            ScanOffsets::everyBlockIsNew = false;
-            ASSERT_EQ(together, alone) << "type " << index << ", round " << round;
+            ASSERT_EQ(together, ScanAlone(*type, medium, kind.cap)) << "type " << index << ", round " << round;
             found += together.size();
         }
     }

@@ -6,6 +6,7 @@
 
 #include "containers/KZipFileSearcher.h"
 #include "frame/contract/IRawFileTypeFactory.h"
+#include "frame/memory/ScanOffsets.h"
 
 namespace test {
 
@@ -40,6 +41,13 @@ std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSe
         return {};
     }
     return Scan(*type, medium, blockSectors, maxSize);
+}
+
+std::vector<Found> ScanAlone(IRawFileType& type, Medium& medium, std::int64_t maxSize) {
+    ScanOffsets::everyBlockIsNew = true;
+    Finds finds = Scan(type, medium, 1, maxSize);
+    ScanOffsets::everyBlockIsNew = false;
+    return finds;
 }
 
 Blocks EvenBlocks(const Medium& medium, std::int64_t blockSectors) {

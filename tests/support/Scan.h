@@ -56,6 +56,9 @@ std::vector<Found> Scan(IRawFileType& type, Medium& medium, const Blocks& blocks
 std::vector<Found> Scan(IRawFileType& type, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
 std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
 
+/// The same sector by sector, while scanners forget after each what they remember of the bytes ahead.
+std::vector<Found> ScanAlone(IRawFileType& type, Medium& medium, std::int64_t maxSize = 0);
+
 /// Scans in blocks of 1 sector, of 2, and so on to the whole medium, and expects the same finds every time; gives them.
 std::vector<Found> ScanAtEverySplit(std::int32_t index, Medium& medium);
 
