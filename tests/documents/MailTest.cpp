@@ -153,49 +153,38 @@ TEST(Message, EndsAtTheMarkerThatItsHeaderNames) {
     const auto upTo = [](std::string text, std::size_t size) {
         return text + std::string(size - text.size(), '-');
     };
-    const struct {
-        const char* what;
-        std::string file;
-        std::int64_t size;
-        std::int64_t cap = 0x500000;
-    } cases[] = {
-        // In the header's own view a message ends in front of the marker, in a later one behind it.
-        {"text", upTo(html, 300) + "</html>", 300},
-        {"text in the next sector", upTo(html, 600) + "</html>", 607},
-        {"over two sectors", upTo(html, 509) + "</html>", 509},
-        {"text of another case", upTo(html, 300) + "</HTML>", 0},
-        {"parts", upTo(multipart + "boundary=b1\r\n", 300) + "--b1--", 300},
-        {"parts in quotes", upTo(multipart + "boundary=\"b 1\"\r\n", 700) + "--b 1--", 707},
-        {"a marker in front of the header", "Received: --b1--\r\nContent-Type: m; boundary=b1\r\n", 0},
-        {"an end in front of the header", "Received: </html>\r\nContent-Type: text/\r\n", 10},
-        {"a shorter marker", upTo(multipart + "boundary=b1\r\n", 700) + "--b--", 0},
-        {"an empty boundary in the third sector", upTo(mail, 1024 + 100) + "\r\nContent-Type: x; boundary=\"\"\r\n",
-         1024},
-        {"an open quote", upTo(mail, 1024) + "\r\nContent-Type: x; boundary=\"b\r\n", 1024},
-        {"no boundary", mail + "\r\nContent-Type: x\r\n" + upTo("", 600) + "----", 0},
-        {"the boundary's name in reach", mail + "\r\nContent-Type:" + std::string(255, 'x') + "boundary=b\r\n--b--",
-         295},
-        {"and behind it", mail + "\r\nContent-Type:" + std::string(256, 'x') + "boundary=b\r\n--b--", 0},
-        {"an end that begins the file", "</html>\r\n" + html, 0},
-        {"the second header counts for nothing", html + upTo("\r\nContent-Type: x; boundary=b\r\n", 600) + "--b--", 0},
-        {"header at the last place of a line", std::string(255, 'x') + "\r\nReceived: x" + upTo(html, 600) + "</html>",
-         875},
-        {"header behind it", std::string(256, 'x') + "\r\nReceived: x" + upTo(html, 600) + "</html>", 0},
-        {"no header", "X-" + upTo(html.substr(9), 600) + "</html>", 0},
-        {"a cap", upTo(html, 1500) + "</html>", 1024, 1024},
-        {"a marker behind the last view of the cap", upTo(html, 1536) + "</html>", 0, 1535},
-        {"the last view of the cap", upTo(html, 1535) + "</html>", 1535, 1535},
+    std::vector<FileCase> cases;
+    const auto expect = [&cases](const char* what, const std::string& file, std::int64_t size, std::int64_t cap = 0) {
+        cases.push_back({what, BytesOf(file), size, cap});
     };
-    for (const auto& tested : cases) {
-        Medium medium;
-        medium.Put(2, tested.file).Grow(12);
-        for (const std::int64_t blockSectors : {1, 5, 12}) {
-            const TypePtr type = CreateType(Eml);
-            EXPECT_EQ(Scan(*type, medium, blockSectors, tested.cap),
-                      tested.size == 0 ? Finds{} : (Finds{{2, tested.size}}))
-                << tested.what;
-        }
-    }
+    // In the header's own view a message ends in front of the marker, in a later one behind it.
+    expect("text", upTo(html, 300) + "</html>", 300);
+    expect("text in the next sector", upTo(html, 600) + "</html>", 607);
+    expect("over two sectors", upTo(html, 509) + "</html>", 509);
+    expect("text of another case", upTo(html, 300) + "</HTML>", 0);
+    expect("parts", upTo(multipart + "boundary=b1\r\n", 300) + "--b1--", 300);
+    expect("parts in quotes", upTo(multipart + "boundary=\"b 1\"\r\n", 700) + "--b 1--", 707);
+    expect("a marker in front of the header", "Received: --b1--\r\nContent-Type: m; boundary=b1\r\n", 0);
+    expect("an end in front of the header", "Received: </html>\r\nContent-Type: text/\r\n", 10);
+    expect("a shorter marker", upTo(multipart + "boundary=b1\r\n", 700) + "--b--", 0);
+    expect("an empty boundary in the third sector", upTo(mail, 1024 + 100) + "\r\nContent-Type: x; boundary=\"\"\r\n",
+           1024);
+    expect("an open quote", upTo(mail, 1024) + "\r\nContent-Type: x; boundary=\"b\r\n", 1024);
+    expect("no boundary", mail + "\r\nContent-Type: x\r\n" + upTo("", 600) + "----", 0);
+    expect("the boundary's name in reach", mail + "\r\nContent-Type:" + std::string(255, 'x') + "boundary=b\r\n--b--",
+           295);
+    expect("and behind it", mail + "\r\nContent-Type:" + std::string(256, 'x') + "boundary=b\r\n--b--", 0);
+    expect("an end that begins the file", "</html>\r\n" + html, 0);
+    expect("the second header counts for nothing", html + upTo("\r\nContent-Type: x; boundary=b\r\n", 600) + "--b--",
+           0);
+    expect("header at the last place of a line",
+           std::string(255, 'x') + "\r\nReceived: x" + upTo(html, 600) + "</html>", 875);
+    expect("header behind it", std::string(256, 'x') + "\r\nReceived: x" + upTo(html, 600) + "</html>", 0);
+    expect("no header", "X-" + upTo(html.substr(9), 600) + "</html>", 0);
+    expect("a cap", upTo(html, 1500) + "</html>", 1024, 1024);
+    expect("a marker behind the last view of the cap", upTo(html, 1536) + "</html>", 0, 1535);
+    expect("the last view of the cap", upTo(html, 1535) + "</html>", 1535, 1535);
+    ExpectFiles(Eml, cases);
 }
 
 // Beyond what is remembered of the bytes ahead, or never.

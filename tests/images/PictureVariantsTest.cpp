@@ -174,28 +174,19 @@ TEST(KGIFFileType, EndsWithTheTrailerOrTheLastWholeImage) {
     const auto whole = static_cast<std::int64_t>(Gif(image).size());
     const auto commentBytes = static_cast<std::int64_t>(comment.size());
     const auto imageBytes = static_cast<std::int64_t>(image.size());
-    const struct {
-        const char* what;
-        std::string file;
-        std::int64_t size;
-    } cases[] = {
-        {"comment and image", Gif(comment + image + ";"), whole + commentBytes + 1},
-        {"bytes behind the trailer", Gif(image + ";" + image + ";"), whole + 1},
-        {"16 stray bytes", Gif(image + std::string(16, '\0') + ";"), whole + 17},
-        {"17 stray bytes", Gif(image + std::string(17, '\0') + ";"), whole},
-        {"a stray byte in front", Gif("\0"s + image + ";"), 0},
-        {"no image", Gif("!\xFE\xFF" + std::string(255, 'a') + "\0;"s), 0},
-        {"a bad block behind two images", Gif(image + image + comment + "x" + image + ";"), whole + imageBytes},
-        {"a bad code width", Gif(image + ",\0\0\0\0\2\0\2\0\0\x0D\1a\0;"s), whole},
-        {"an image without rows", Gif(image + ",\0\0\0\0\2\0\0\0\0\2\1a\0;"s), whole},
-    };
-    for (const auto& tried : cases) {
-        Medium medium;
-        medium.Put(2, tried.file).Grow(20);
-        const std::vector<Found> expected{{2, tried.size}};
-        EXPECT_EQ(ScanAtEverySplit(FileTypeIndex::Gif, medium), tried.size == 0 ? std::vector<Found>() : expected)
-            << tried.what;
-    }
+    ExpectFiles(FileTypeIndex::Gif,
+                {
+                    {"comment and image", BytesOf(Gif(comment + image + ";")), whole + commentBytes + 1},
+                    {"bytes behind the trailer", BytesOf(Gif(image + ";" + image + ";")), whole + 1},
+                    {"16 stray bytes", BytesOf(Gif(image + std::string(16, '\0') + ";")), whole + 17},
+                    {"17 stray bytes", BytesOf(Gif(image + std::string(17, '\0') + ";")), whole},
+                    {"a stray byte in front", BytesOf(Gif("\0"s + image + ";")), 0},
+                    {"no image", BytesOf(Gif("!\xFE\xFF" + std::string(255, 'a') + "\0;"s)), 0},
+                    {"a bad block behind two images", BytesOf(Gif(image + image + comment + "x" + image + ";")),
+                     whole + imageBytes},
+                    {"a bad code width", BytesOf(Gif(image + ",\0\0\0\0\2\0\2\0\0\x0D\1a\0;"s)), whole},
+                    {"an image without rows", BytesOf(Gif(image + ",\0\0\0\0\2\0\0\0\0\2\1a\0;"s)), whole},
+                });
 }
 
 }  // namespace

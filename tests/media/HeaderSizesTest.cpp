@@ -3,6 +3,7 @@
 #include <string>
 
 #include "frame/contract/FileTypeCatalog.h"
+#include "tests/support/Numbers.h"
 #include "tests/support/Scan.h"
 
 namespace {
@@ -11,17 +12,9 @@ using namespace std::string_literals;
 using namespace test;
 
 // A number of 32 bits, most significant byte first.
-std::string Big(std::uint32_t value) {
-    std::string text;
-    for (unsigned shift = 32; shift > 0; shift -= 8) {
-        text.push_back(static_cast<char>(value >> (shift - 8)));
-    }
-    return text;
-}
-std::string Little(std::uint32_t value) {
-    const std::string big = Big(value);
-    return {big.rbegin(), big.rend()};
-}
+std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+std::string Big(std::uint32_t value) { return Text(test::Big(value)); }
+std::string Little(std::uint32_t value) { return Text(test::Little(value)); }
 
 Finds ScanHeader(std::int32_t index, const std::string& header, std::int32_t sectorSize = 512) {
     Medium medium(sectorSize);

@@ -30,15 +30,6 @@ Bytes Frames(std::uint32_t header, int count) {
     return bytes;
 }
 
-Finds ScanFile(const Bytes& file, std::int64_t maxSize = 0) {
-    Medium medium;
-    medium.Put(2, file);
-    const Finds whole = Scan(Mp3, medium, 0, maxSize);
-    EXPECT_EQ(Scan(Mp3, medium, 1, maxSize), whole);
-    return whole;
-}
-Finds Of(std::int64_t size) { return size == 0 ? Finds{} : Finds{{2, size}}; }
-
 TEST(MpegAudioFrames, LengthsFollowTheTablesOfVersionAndLayer) {
     const std::pair<std::uint32_t, std::int32_t> cases[] = {
         {Common, 417},      {Common | 0x200, 418}, {Short, 96}, {0xFFFBE800, 1440}, {0xFFFB0000, 0},  // a free bit rate
@@ -70,36 +61,25 @@ TEST(MpegAudioFrames, LengthsFollowTheTablesOfVersionAndLayer) {
 
 TEST(Mp3, EndsBehindTheLastOfAtLeastTenFrames) {
     const Bytes frames = Frames(Common, 10);
-    const struct {
-        const char* what;
-        Bytes file;
-        std::int64_t size;
-    } cases[] = {
-        {"nine frames", Frames(Common, 9), 0},
-        {"ten frames", frames, 4170},
-        {"ten frames of less than 1024 bytes", Frames(Short, 10), 0},
-        {"eleven of them", Frames(Short, 11), 1056},
-        {"with a checksum", Join({Frames(0xFFFA9000, 10)}), 4170},
-        {"another layer or version", Join({Frames(0xFFFD9000, 10), Frames(0xFFF39000, 10)}), 0},
-        {"a forbidden bit rate behind", Join({frames, Header(0xFFFBF000)}), 4167},
-        {"a free bit rate with padding behind", Join({frames, Header(0xFFFB0200)}), 4171},
-        {"tag right behind", Join({frames, BytesOf("TAG")}), 4298},
-        {"tag after 100 bytes", Join({frames, Zeros(100), BytesOf("TAG")}), 4398},
-        {"tag within the search", Join({frames, Zeros(65532), BytesOf("TAG")}), 4170 + 65532 + 128},
-        {"tag behind the search", Join({frames, Zeros(65533), BytesOf("TAG")}), 4170},
-        {"tag makes it long enough", Join({Frames(Short, 10), BytesOf("TAG")}), 1088},
-        {"more frames than are counted", Frames(Short, 30005), 30000 * 96},
-    };
-    for (const auto& tested : cases) {
-        EXPECT_EQ(ScanFile(tested.file), Of(tested.size)) << tested.what;
-    }
-    EXPECT_EQ(ScanFile(frames, 1000), Of(1000));
-    Medium tiny(3);
-    tiny.Put(0, frames);
-    EXPECT_EQ(Scan(Mp3, tiny), (Finds{{0, 4170}}));
-    Medium tooTiny(2);
-    tooTiny.Put(0, frames);
-    EXPECT_EQ(Scan(Mp3, tooTiny), Finds{});
+    ExpectFiles(Mp3, {
+                         {"nine frames", Frames(Common, 9), 0},
+                         {"ten frames", frames, 4170},
+                         {"ten frames of less than 1024 bytes", Frames(Short, 10), 0},
+                         {"eleven of them", Frames(Short, 11), 1056},
+                         {"with a checksum", Join({Frames(0xFFFA9000, 10)}), 4170},
+                         {"another layer or version", Join({Frames(0xFFFD9000, 10), Frames(0xFFF39000, 10)}), 0},
+                         {"a forbidden bit rate behind", Join({frames, Header(0xFFFBF000)}), 4167},
+                         {"a free bit rate with padding behind", Join({frames, Header(0xFFFB0200)}), 4171},
+                         {"tag right behind", Join({frames, BytesOf("TAG")}), 4298},
+                         {"tag after 100 bytes", Join({frames, Zeros(100), BytesOf("TAG")}), 4398},
+                         {"tag within the search", Join({frames, Zeros(65532), BytesOf("TAG")}), 4170 + 65532 + 128},
+                         {"tag behind the search", Join({frames, Zeros(65533), BytesOf("TAG")}), 4170},
+                         {"tag makes it long enough", Join({Frames(Short, 10), BytesOf("TAG")}), 1088},
+                         {"more frames than are counted", Frames(Short, 30005), 30000 * 96},
+                         {"a cap", frames, 1000, 1000},
+                         {"sectors of 3 bytes", frames, 4170, 0, 3},
+                         {"sectors of 2 bytes", frames, 0, 0, 2},
+                     });
 }
 
 TEST(Mp3, FirstFrameBehindATagIsSearchedFor) {
@@ -108,10 +88,10 @@ TEST(Mp3, FirstFrameBehindATagIsSearchedFor) {
         const Bytes file = Join({BytesOf("ID3"), Zeros(first - 3), frames});
         // A frame in front of the search leaves the next one to be found.
         const bool isFound = first == 127 || (first > 128 && first <= 65661);
-        EXPECT_EQ(ScanFile(file), Of(isFound ? static_cast<std::int64_t>(file.size()) : 0)) << first;
+        ExpectFiles(Mp3, {{std::to_string(first), file, isFound ? std::ssize(file) : 0}});
     }
-    EXPECT_EQ(ScanFile(Join({BytesOf("ID3"), Zeros(500), Header(Common), Zeros(600), frames})), Finds{})
-        << "only the first sync word counts";
+    ExpectFiles(Mp3, {{"only the first sync word counts",
+                       Join({BytesOf("ID3"), Zeros(500), Header(Common), Zeros(600), frames}), 0}});
 }
 
 TEST(Mp3, SectorsInsideTheLastFileAreRefusedForGood) {

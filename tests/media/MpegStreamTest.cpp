@@ -9,15 +9,6 @@ using namespace test;
 constexpr std::int32_t Vob = FileTypeIndex::Vob;
 constexpr std::int32_t Mts = FileTypeIndex::Mts;
 
-Finds ScanFile(std::int32_t index, const Bytes& file, std::int64_t maxSize = 0, std::int32_t sectorSize = 512) {
-    Medium medium(sectorSize);
-    medium.Put(2, file);
-    const Finds whole = Scan(index, medium, 0, maxSize);
-    EXPECT_EQ(Scan(index, medium, 1, maxSize), whole);
-    return whole;
-}
-Finds Of(std::int64_t size) { return size == 0 ? Finds{} : Finds{{2, size}}; }
-
 // Packets `size` bytes apart. `table` is the one with the program association table.
 Bytes Packets(std::size_t count, std::size_t size, std::size_t table) {
     Bytes bytes(count * size, 0x11);
@@ -39,30 +30,24 @@ Bytes WithByte(Bytes bytes, std::size_t offset, std::uint8_t value) {
 
 TEST(Mts, NeedsAProgramTableAnd18800Bytes) {
     const Bytes prefix(4, 0x22);
-    const struct {
-        const char* what;
-        Bytes file;
-        std::int64_t size;
-    } cases[] = {
-        {"99 packets", Packets(99, 188, 0), 0},
-        {"100 packets", Packets(100, 188, 0), 18800},
-        {"table in the last one", Packets(100, 188, 99), 18800},
-        {"no table", Packets(1000, 188, NoTable), 0},
-        {"identifier with a high bit", WithByte(Packets(100, 188, 5), 5 * 188 + 1, 0x10), 0},
-        {"the smaller size fits too", WithByte(Packets(100, 188, 0), 192, 0x47), 18800},
-        {"192", Packets(98, 192, 0), 18816},
-        {"204", Packets(93, 204, 0), 18972},
-        {"208", Packets(91, 208, 0), 18928},
-        {"200", Packets(100, 200, 0), 0},
-        {"time stamps", Join({prefix, Packets(100, 192, 0)}), 19204},
-        {"97 and time stamps", Join({prefix, Packets(97, 192, 0)}), 0},
-        {"first byte decides", WithByte(Join({prefix, Packets(100, 192, 0)}), 0, 0x47), 0},
-    };
-    for (const auto& tested : cases) {
-        EXPECT_EQ(ScanFile(Mts, tested.file), Of(tested.size)) << tested.what;
-    }
-    EXPECT_EQ(ScanFile(Mts, cases[1].file, 0, 511), Finds{});
-    EXPECT_EQ(ScanFile(Mts, cases[1].file, 0, 32769), Finds{}) << "no read inside a sector completes";
+    const Bytes hundred = Packets(100, 188, 0);
+    ExpectFiles(Mts, {
+                         {"99 packets", Packets(99, 188, 0), 0},
+                         {"100 packets", hundred, 18800},
+                         {"in sectors of 511 bytes", hundred, 0, 0, 511},
+                         {"no read inside a sector completes", hundred, 0, 0, 32769},
+                         {"table in the last one", Packets(100, 188, 99), 18800},
+                         {"no table", Packets(1000, 188, NoTable), 0},
+                         {"identifier with a high bit", WithByte(Packets(100, 188, 5), 5 * 188 + 1, 0x10), 0},
+                         {"the smaller size fits too", WithByte(Packets(100, 188, 0), 192, 0x47), 18800},
+                         {"192", Packets(98, 192, 0), 18816},
+                         {"204", Packets(93, 204, 0), 18972},
+                         {"208", Packets(91, 208, 0), 18928},
+                         {"200", Packets(100, 200, 0), 0},
+                         {"time stamps", Join({prefix, Packets(100, 192, 0)}), 19204},
+                         {"97 and time stamps", Join({prefix, Packets(97, 192, 0)}), 0},
+                         {"first byte decides", WithByte(Join({prefix, Packets(100, 192, 0)}), 0, 0x47), 0},
+                     });
 }
 
 TEST(Mts, SectorsOfTheLastReportAreRefusedUntilReset) {
@@ -112,33 +97,29 @@ Bytes Repeat(const Bytes& part, std::size_t count) {
 
 TEST(Vob, FollowsPacksAndPacketsOfMpeg2) {
     const Bytes ten = Repeat(Packet(150), 10);
-    const struct {
-        const char* what;
-        Bytes file;
-        std::int64_t size;
-    } cases[] = {
-        {"nine packets", Join({Pack(0), Repeat(Packet(150), 9)}), 0},
-        {"ten", Join({Pack(0), ten}), 1574},
-        {"stuffing, packs between", Join({Pack(7), Repeat(Join({Packet(150), Pack(3)}), 10)}), 21 + 10 * 173},
-        {"1023 bytes", Join({Pack(0), Repeat(Packet(94), 9), Packet(103)}), 0},
-        {"1024 bytes", Join({Pack(0), Repeat(Packet(94), 9), Packet(104)}), 1024},
-        {"a system header counts", Join({Pack(0), Packet(12, 0xBB), Repeat(Packet(150), 9)}), 14 + 18 + 9 * 156},
-        {"the last identifier", Join({Pack(0), Repeat(Packet(150, 0xFF), 10)}), 1574},
-        {"an end code", Join({Pack(0), ten, {0, 0, 1, 0xB9, 0, 0}, ten}), 1574},
-        {"MPEG-1", Join({WithByte(Pack(0), 4, 0x21), ten}), 0},
-        {"both first bits", Join({WithByte(Pack(0), 4, 0xC4), ten}), 0},
-        {"a reserved bit clear", Join({WithByte(Pack(0), 13, 0xF0), ten}), 0},
-        {"a bad pack behind", Join({Pack(0), ten, WithByte(Pack(0), 13, 0x78), ten}), 1574},
-        {"the longest packets", Join({Pack(0), Repeat(Packet(65535), 10)}), 14 + 10 * 65541},
-    };
-    for (const auto& tested : cases) {
-        EXPECT_EQ(ScanFile(Vob, tested.file), Of(tested.size)) << tested.what;
-    }
-    EXPECT_EQ(ScanFile(Vob, cases[1].file, 0, 4), Of(1574));
-    EXPECT_EQ(ScanFile(Vob, cases[1].file, 0, 3), Finds{});
-    EXPECT_EQ(ScanFile(Vob, cases[1].file, 1500), Of(1500));
-    EXPECT_EQ(ScanFile(Vob, cases[1].file, 1417), Finds{}) << "the walk ends with the ninth packet";
-    EXPECT_EQ(ScanFile(Vob, cases[1].file, -1), Finds{});
+    const Bytes whole = Join({Pack(0), ten});
+    ExpectFiles(
+        Vob,
+        {
+            {"nine packets", Join({Pack(0), Repeat(Packet(150), 9)}), 0},
+            {"ten", whole, 1574},
+            {"sectors of 4 bytes", whole, 1574, 0, 4},
+            {"sectors of 3 bytes", whole, 0, 0, 3},
+            {"a cap", whole, 1500, 1500},
+            {"the walk ends with the ninth packet", whole, 0, 1417},
+            {"a negative cap", whole, 0, -1},
+            {"stuffing, packs between", Join({Pack(7), Repeat(Join({Packet(150), Pack(3)}), 10)}), 21 + 10 * 173},
+            {"1023 bytes", Join({Pack(0), Repeat(Packet(94), 9), Packet(103)}), 0},
+            {"1024 bytes", Join({Pack(0), Repeat(Packet(94), 9), Packet(104)}), 1024},
+            {"a system header counts", Join({Pack(0), Packet(12, 0xBB), Repeat(Packet(150), 9)}), 14 + 18 + 9 * 156},
+            {"the last identifier", Join({Pack(0), Repeat(Packet(150, 0xFF), 10)}), 1574},
+            {"an end code", Join({Pack(0), ten, {0, 0, 1, 0xB9, 0, 0}, ten}), 1574},
+            {"MPEG-1", Join({WithByte(Pack(0), 4, 0x21), ten}), 0},
+            {"both first bits", Join({WithByte(Pack(0), 4, 0xC4), ten}), 0},
+            {"a reserved bit clear", Join({WithByte(Pack(0), 13, 0xF0), ten}), 0},
+            {"a bad pack behind", Join({Pack(0), ten, WithByte(Pack(0), 13, 0x78), ten}), 1574},
+            {"the longest packets", Join({Pack(0), Repeat(Packet(65535), 10)}), 14 + 10 * 65541},
+        });
 }
 
 TEST(Vob, StreamsThatMeetShareWhatFollows) {

@@ -118,4 +118,17 @@ std::vector<Found> ScanAtEverySplit(std::int32_t index, Medium& medium) {
     return whole;
 }
 
+void ExpectFiles(std::int32_t index, const std::vector<FileCase>& cases) {
+    for (const FileCase& tested : cases) {
+        Medium medium(tested.sectorSize);
+        medium.Put(2, tested.file);
+        medium.Grow(medium.SectorCount() + 2);
+        for (const std::int64_t blockSectors : {0, 1, 5}) {
+            EXPECT_EQ(Scan(index, medium, blockSectors, tested.maxSize),
+                      tested.size == 0 ? Finds{} : (Finds{{2, tested.size}}))
+                << tested.what << ", in blocks of " << blockSectors;
+        }
+    }
+}
+
 }  // namespace test

@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "frame/contract/FileTypeCatalog.h"
@@ -61,5 +62,16 @@ std::vector<Found> ScanAlone(IRawFileType& type, Medium& medium, std::int64_t ma
 
 /// Scans in blocks of 1 sector, of 2, and so on to the whole medium, and expects the same finds every time; gives them.
 std::vector<Found> ScanAtEverySplit(std::int32_t index, Medium& medium);
+
+struct FileCase {
+    std::string what;
+    Bytes file;
+    /// The size to be reported, 0 for no find.
+    std::int64_t size;
+    std::int64_t maxSize = 0;
+    std::int32_t sectorSize = 512;
+};
+/// Each file alone, in sector 2 of a medium that ends with zeros; however blocks are cut.
+void ExpectFiles(std::int32_t index, const std::vector<FileCase>& cases);
 
 }  // namespace test
