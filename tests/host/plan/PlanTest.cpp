@@ -168,6 +168,8 @@ TEST(Plan, LetsNoFileThatIsNotWholeHideAnything) {
         EXPECT_EQ(Describe(PlanOfOutcomes(outcomes)),
                   (Texts{"docm/f0000000010.docm 5120 by 0", "txt/f0000000012.txt 300 by 28",
                          "jpg/f0000000014.jpg 600 by 42", "png/f0000000020.png 900 by 46"}));
+        const Plan sharingStart = PlanOfOutcomes({At(20, Jpg, 600, verdict), At(20, Png, 900, Verdict::Whole)});
+        EXPECT_EQ(Describe(sharingStart).front(), "jpg/f0000000020.jpg 600 by 42");
         PlanFilter filter{AllTypes(), {}, {}, {verdict}};
         EXPECT_EQ(PlanOfOutcomes(outcomes, filter).files.front().Size(), 5120) << "whatever is asked for";
     }
@@ -187,7 +189,7 @@ TEST(SizeRules, UnderstandUnitsAndRefuseWhatIsNoSize) {
         EXPECT_EQ(ParseSize(text), bytes) << text;
     }
     for (const char* text :
-         {"", "K", "-1", "+1", "10X", "1 0", "10KK", "nan", "inf", "9000000T", "1e3", "0x10", "10i"}) {
+         {"", "K", "-1", "+1", "10X", "1 0", "10KK", "nan", "inf", "8388608T", "1e3", "0x10", "10i"}) {
         EXPECT_EQ(ParseSize(text), std::nullopt) << text;
     }
     const SizeRule rule = ParseSizeRule("--min-size", {"1K", "jpg=2K", ".PNG=3K"});

@@ -172,6 +172,14 @@ const WholeCase WholeCases[] = {
          return Of({{"mimetype", "application/vnd.oasis.opendocument.text-template"}});
      },
      FileTypeIndex::Odt, "ott"},
+    {"more members than the directory's end can count",
+     [] {
+         Archive archive;
+         for (int member = 0; member < 0x10001; ++member) {
+             archive.Member("a", {});
+         }
+         return archive.Closed();
+     }},
     {"a slide show",
      [] {
          return Of({{"[Content_Types].xml",
