@@ -56,7 +56,9 @@ int WeightOf(const StartSignature& signature, std::size_t at) {
 
 StartFinder::StartFinder(std::span<const Validator* const> validators, std::int32_t sectorSize,
                          std::int64_t mediumBytes)
-    : sectorSize_(sectorSize), mediumBytes_(mediumBytes) {
+    : sectorSize_(sectorSize),
+      wholeSectors_(mediumBytes / sectorSize),
+      lastBytes_(static_cast<std::size_t>(mediumBytes % sectorSize)) {
     for (const Validator* const validator : validators) {
         for (const StartSignature& signature : validator->starts) {
             if (!signature.bytes.empty() && signature.offset + signature.bytes.size() <= HeadBytes) {
@@ -76,11 +78,6 @@ bool StartFinder::IsStart(ByteSpan sector) const {
 void StartFinder::SetBefore(ByteSpan sector) {
     const ByteSpan last = sector.last(std::min(sector.size(), PreviousTailBytes));
     tail_.assign(last.begin(), last.end());
-}
-
-ByteSpan StartFinder::SectorAt(const std::uint8_t* bytes, std::int64_t sector) const {
-    const std::int64_t left = mediumBytes_ - sector * sectorSize_;
-    return {bytes, static_cast<std::size_t>(std::clamp<std::int64_t>(left, 0, sectorSize_))};
 }
 
 void StartFinder::AddProbe(const StartSignature& signature) {

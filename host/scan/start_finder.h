@@ -26,15 +26,17 @@ public:
     template <class TakeStart, class TakeText>
     void Look(const std::uint8_t* data, std::int64_t first, std::int64_t count, TakeStart&& takeStart,
               TakeText&& takeText) {
-        for (std::int64_t i = 0; i < count; ++i) {
-            const std::uint8_t* const bytes = data + i * sectorSize_;
-            if (HasMark(bytes) && IsStart(SectorAt(bytes, first + i))) {
-                takeStart(first + i);
+        const std::uint8_t* bytes = data;
+        ByteSpan tail(tail_);
+        for (std::int64_t sector = first; sector < first + count; ++sector, bytes += sectorSize_) {
+            const ByteSpan shown(bytes, sector < wholeSectors_ ? static_cast<std::size_t>(sectorSize_) : lastBytes_);
+            if (HasMark(bytes) && IsStart(shown)) {
+                takeStart(sector);
             }
-            if (MayBeginText(i == 0 ? ByteSpan(tail_) : ByteSpan(bytes - PreviousTailBytes, PreviousTailBytes),
-                             SectorAt(bytes, first + i))) {
-                takeText(first + i);
+            if (MayBeginText(tail, shown)) {
+                takeText(sector);
             }
+            tail = {bytes + sectorSize_ - PreviousTailBytes, PreviousTailBytes};
         }
         if (count > 0) {
             SetBefore({data + (count - 1) * sectorSize_, static_cast<std::size_t>(sectorSize_)});
@@ -67,11 +69,12 @@ private:
     static std::uint16_t LoadPair(const std::uint8_t* bytes) {
         return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8U);
     }
-    ByteSpan SectorAt(const std::uint8_t* bytes, std::int64_t sector) const;
     void AddProbe(const StartSignature& signature);
 
     std::int64_t sectorSize_;
-    std::int64_t mediumBytes_;
+    // The medium may fill its last sector in part.
+    std::int64_t wholeSectors_;
+    std::size_t lastBytes_;
     std::vector<Probe> probes_;
     std::vector<Own> signatures_;
     std::vector<std::uint8_t> tail_;

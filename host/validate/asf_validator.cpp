@@ -220,12 +220,16 @@ bool BeginsAsf(ByteSpan head) { return StartsWith(head, HeaderObject); }
 constexpr StartSignature Starts[] = {
     {std::string_view("\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C", 16)}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Asf, FileTypeIndex::Wma, FileTypeIndex::Wmv};
+
 }  // namespace
 
 /// ASF with Windows Media sound and film. Source: Advanced Systems Format (ASF) Specification, sections 3 to 6.
 extern const Validator AsfValidator;
-const Validator AsfValidator{.name = "asf", .starts = Starts, .begins = BeginsAsf, .validate = [](Place& file) {
-                                 return AsfWalk(file).Run();
-                             }};
+const Validator AsfValidator{.name = "asf",
+                             .starts = Starts,
+                             .begins = BeginsAsf,
+                             .validate = [](Place& file) { return AsfWalk(file).Run(); },
+                             .types = Types};
 
 }  // namespace salvor

@@ -383,13 +383,18 @@ bool BeginsBoxFile(ByteSpan head) {
 constexpr StartSignature Starts[] = {{"ftyp", 4}, {"moov", 4}, {"mdat", 4}, {"wide", 4},
                                      {"free", 4}, {"skip", 4}, {"pnot", 4}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Mov, FileTypeIndex::ThreeGp, FileTypeIndex::M4a,
+                                  FileTypeIndex::M4v, FileTypeIndex::Mp4,     FileTypeIndex::Cr3};
+
 }  // namespace
 
 /// MP4 and its relatives, with pictures of the same boxes, and QuickTime. Source: ISO/IEC 14496-12, section 4;
 /// ISO/IEC 23008-12, section 6; QuickTime File Format Specification, "Atoms".
 extern const Validator BoxValidator;
-const Validator BoxValidator{.name = "boxes", .starts = Starts, .begins = BeginsBoxFile, .validate = [](Place& file) {
-                                 return BoxFile(file).Run();
-                             }};
+const Validator BoxValidator{.name = "boxes",
+                             .starts = Starts,
+                             .begins = BeginsBoxFile,
+                             .validate = [](Place& file) { return BoxFile(file).Run(); },
+                             .types = Types};
 
 }  // namespace salvor

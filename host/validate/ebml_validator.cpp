@@ -209,10 +209,13 @@ bool BeginsEbml(ByteSpan head) { return StartsWith(head, Signature); }
 
 constexpr StartSignature Starts[] = {{"\x1A\x45\xDF\xA3"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Mkv, FileTypeIndex::Webm};
+
 }  // namespace
 
 /// Matroska and WebM. Sources: RFC 8794, sections 4 to 6; RFC 9559, section 5.
 extern const Validator EbmlValidator;
-const Validator EbmlValidator{.name = "ebml", .starts = Starts, .begins = BeginsEbml, .validate = ValidateEbml};
+const Validator EbmlValidator{
+    .name = "ebml", .starts = Starts, .begins = BeginsEbml, .validate = ValidateEbml, .types = Types};
 
 }  // namespace salvor

@@ -287,13 +287,18 @@ private:
 
 constexpr StartSignature Starts[] = {{"RIFF"}, {"RIFX"}, {"RF64"}, {"BW64"}, {"FORM"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Wav, FileTypeIndex::Avi, FileTypeIndex::Webp, FileTypeIndex::Aif,
+                                  FileTypeIndex::Ani};
+
 }  // namespace
 
 /// RIFF and what has its shape. Sources: Multimedia Programming Interface and Data Specifications 1.0, on RIFF; EBU
 /// Tech 3306, on RF64; OpenDML AVI File Format Extensions 1.02; Audio Interchange File Format AIFF-C, on FORM.
 extern const Validator RiffValidator;
-const Validator RiffValidator{.name = "riff", .starts = Starts, .begins = BeginsRiff, .validate = [](Place& file) {
-                                  return ChunkTiling(file).Run();
-                              }};
+const Validator RiffValidator{.name = "riff",
+                              .starts = Starts,
+                              .begins = BeginsRiff,
+                              .validate = [](Place& file) { return ChunkTiling(file).Run(); },
+                              .types = Types};
 
 }  // namespace salvor

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/scan/scanners.h"
+#include "host/validate/cluster_grid.h"
 
 namespace salvor {
 
@@ -569,6 +570,7 @@ private:
         if (!HasPhase(Phase::Text)) {
             return true;
         }
+        const ClusterGrid grid = FindClusterGrid(neighbours_.wholes, sectorSize_);
         std::size_t nextWhole = 0;
         std::int64_t wholeEnd = 0;
         Cover text;
@@ -582,25 +584,29 @@ private:
                     wholeEnd = std::max(wholeEnd, EndOf(spots_[nextWhole].sector, judgements_[nextWhole].finding));
                 }
             }
-            if (IsOnMedium(sector) && byte >= wholeEnd) {
-                ReadText(sector, spot, text);
+            const bool hasFind = spot != nullptr && spot->findCount > 0;
+            if (IsOnMedium(sector) && byte >= wholeEnd && (hasFind || grid.Holds(sector))) {
+                ReadText(sector, hasFind ? spot : nullptr, grid.Holds(sector), text);
             }
             return true;
         });
     }
 
-    void ReadText(std::int64_t sector, const Spot* spot, Cover& text) {
+    // `spot` has finds; null where only a start was seen. Between clusters, and inside another text, only a text that
+    // ends as it should is a file of its own.
+    void ReadText(std::int64_t sector, const Spot* spot, bool isOnGrid, Cover& text) {
         const bool isInside = text.Holds(ByteOf(sector));
-        auto answer = Ask(sector, Phase::Text, isInside ? AllowanceInsideText : perFile_);
-        const bool hasFind = spot != nullptr && spot->findCount > 0;
-        if (!answer || (!hasFind && (!IsFile(answer->finding) || IsUnexamined(answer->finding)))) {
+        auto answer = Ask(sector, Phase::Text, isInside || !isOnGrid ? AllowanceInsideText : perFile_);
+        if (!answer || (spot == nullptr && (!IsFile(answer->finding) || IsUnexamined(answer->finding)))) {
             return;
         }
-        if (isInside && answer->finding.verdict != Verdict::Whole) {
-            if (!hasFind) {
+        if ((isInside || !isOnGrid) && answer->finding.verdict != Verdict::Whole) {
+            if (spot == nullptr) {
                 return;
             }
-            answer->finding = NoFileBecause(fmt::format("part of the text that begins at sector {}", text.sector));
+            answer->finding = isInside
+                                  ? NoFileBecause(fmt::format("part of the text that begins at sector {}", text.sector))
+                                  : NoFileBecause("it begins in the middle of a cluster");
         } else if (IsUnexamined(answer->finding)) {
             *answer = *Reported(*spot, nullptr, true);
         }

@@ -183,6 +183,21 @@ TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {
     EXPECT_EQ(validation.outcomes[0].finding.why, "next 19");
 }
 
+TEST_F(ValidateFindsTest, LooksForTextsWhereClustersBegin) {
+    for (std::int64_t sector = 3; sector < 700; sector += 40) {
+        Put(sector, "A0002");
+    }
+    Put(9, "T1003", true);
+    Put(11, "T1003", true);
+    Find(20, Txt, 90);
+    std::ranges::copy(std::string_view("T1003"), image.begin() + 20 * SectorSize);
+    Put(36, "T0003", true);
+    Find(36, Txt, 90);
+    const Texts lines = Lines(Validate());
+    EXPECT_EQ(Texts(lines.begin() + 1, lines.begin() + 4),
+              (Texts{"11 txt open 1536", "20 no file: it begins in the middle of a cluster", "36 txt whole 1536"}));
+}
+
 TEST_F(ValidateFindsTest, TakesNoFileWithUnreadableSectorsForWhole) {
     Put(1, "A0010");
     Put(20, "T1010", true);
