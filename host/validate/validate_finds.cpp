@@ -592,15 +592,17 @@ private:
         });
     }
 
-    // `spot` has finds; null where only a start was seen. Between clusters, and inside another text, only a text that
-    // ends as it should is a file of its own.
+    // `spot` has finds; null where only a start was seen. Between clusters only a text that ends as it should is a file
+    // of its own, and inside another text one that ends behind that too.
     void ReadText(std::int64_t sector, const Spot* spot, bool isOnGrid, Cover& text) {
         const bool isInside = text.Holds(ByteOf(sector));
         auto answer = Ask(sector, Phase::Text, isInside || !isOnGrid ? AllowanceInsideText : perFile_);
         if (!answer || (spot == nullptr && (!IsFile(answer->finding) || IsUnexamined(answer->finding)))) {
             return;
         }
-        if ((isInside || !isOnGrid) && answer->finding.verdict != Verdict::Whole) {
+        const bool isWhole = answer->finding.verdict == Verdict::Whole;
+        const bool isPart = isInside && (!isWhole || EndOf(sector, answer->finding) <= text.end);
+        if (isPart || (!isOnGrid && !isWhole)) {
             if (spot == nullptr) {
                 return;
             }

@@ -170,7 +170,8 @@ TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {
     Put(22, "T1100", true);
     Put(30, "T1010", true);
     Put(35, "T1100", true);  // A part of the text in front.
-    Put(37, "T0001", true);
+    Put(37, "T0003", true);
+    Put(39, "T0002", true);
     Put(60, "A3020");
     Put(61, "T1004", true);
     Find(61, Txt, 90);
@@ -178,8 +179,8 @@ TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {
     Put(80, "C0010");
     Put(82, "T1001", true);
     const Validation validation = Validate();
-    EXPECT_EQ(Lines(validation), (Texts{"1 tif open 51200", "20 doc whole 2560", "30 txt open 5120", "37 txt whole 512",
-                                        "61 txt open 2048", "80 tif whole 5120"}));
+    EXPECT_EQ(Lines(validation), (Texts{"1 tif open 51200", "20 doc whole 2560", "30 txt open 5120",
+                                        "39 txt whole 1024", "61 txt open 2048", "80 tif whole 5120"}));
     EXPECT_EQ(validation.outcomes[0].finding.why, "next 19");
 }
 
