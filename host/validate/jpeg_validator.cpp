@@ -256,10 +256,13 @@ Finding ValidateJpeg(Place& file) {
 
 constexpr StartSignature Starts[] = {{"\xFF\xD8\xFF"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics};
+
 }  // namespace
 
 /// JPEG with all that telephones and cameras append. Source: ITU-T T.81, annex B; CIPA DC-007.
 extern const Validator JpegValidator;
-const Validator JpegValidator{.name = "jpeg", .starts = Starts, .begins = BeginsJpeg, .validate = ValidateJpeg};
+const Validator JpegValidator{
+    .name = "jpeg", .starts = Starts, .begins = BeginsJpeg, .validate = ValidateJpeg, .types = Types};
 
 }  // namespace salvor

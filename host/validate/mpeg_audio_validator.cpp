@@ -57,6 +57,9 @@ struct StreamTable {
 };
 
 std::optional<StreamTable> TableIn(ByteSpan frame) {
+    if (frame.size() < HeaderBytes) {
+        return std::nullopt;
+    }
     const MpegAudioHeader header{LoadBig<std::uint32_t>(frame, 0)};
     if (header.LayerCode() != MpegAudioHeader::LayerIII) {
         return std::nullopt;
@@ -84,6 +87,9 @@ std::optional<StreamTable> TableIn(ByteSpan frame) {
 
 // Does a Layer III frame need bytes of those in front of it?
 bool NeedsEarlierBytes(ByteSpan frame) {
+    if (frame.size() < HeaderBytes) {
+        return false;
+    }
     const MpegAudioHeader header{LoadBig<std::uint32_t>(frame, 0)};
     const std::size_t at = HeaderBytes + (header.HasChecksum() ? 2 : 0);
     if (header.LayerCode() != MpegAudioHeader::LayerIII || frame.size() < at + 2) {
@@ -391,12 +397,14 @@ bool BeginsMpegAudio(ByteSpan head) {
 // A sync word of 11 bits; tags in front.
 constexpr StartSignature Starts[] = {{"ID3"}, {"APETAGEX"}, {"\xFF\xE0", 0, "\xFF\xE0"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Mp3};
+
 }  // namespace
 
 /// MPEG audio of all layers, and AAC in ADTS frames, which the catalogue has no type for. Source: ISO/IEC 11172-3,
 /// section 2.4; ISO/IEC 13818-7, section 6.2; ID3 tag version 2.4.0; APE tag version 2.
 extern const Validator MpegAudioValidator;
 const Validator MpegAudioValidator{
-    .name = "mpegaudio", .starts = Starts, .begins = BeginsMpegAudio, .validate = ValidateMpegAudio};
+    .name = "mpegaudio", .starts = Starts, .begins = BeginsMpegAudio, .validate = ValidateMpegAudio, .types = Types};
 
 }  // namespace salvor

@@ -91,10 +91,13 @@ Finding ValidatePng(Place& file) {
 
 constexpr StartSignature Starts[] = {{"\x89PNG\r\n\x1A\n"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Png};
+
 }  // namespace
 
 /// PNG and animated PNG. Source: W3C, Portable Network Graphics (PNG) Specification, section 5.
 extern const Validator PngValidator;
-const Validator PngValidator{.name = "png", .starts = Starts, .begins = BeginsPng, .validate = ValidatePng};
+const Validator PngValidator{
+    .name = "png", .starts = Starts, .begins = BeginsPng, .validate = ValidatePng, .types = Types};
 
 }  // namespace salvor

@@ -41,6 +41,12 @@ int GeneralityOf(std::int32_t type) {
     return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf || type == FileTypeIndex::Zip ? 1 : 0;
 }
 
+// Their scanners take the header's word, or decode any bytes: another whole file inside says that they are wrong.
+bool IsCredulous(std::int32_t type) {
+    return type == FileTypeIndex::Bmp || type == FileTypeIndex::Pcx || type == FileTypeIndex::Icc ||
+           type == FileTypeIndex::Mb;
+}
+
 // Who says it: the index of a validator, or `Nobody` for a scanner.
 struct Judgement {
     Finding finding;
@@ -71,7 +77,7 @@ struct Spot {
     std::size_t firstFind = 0;
     std::size_t findCount = 0;
     bool isStart = false;
-    // Another whole file begins inside and ends behind it.
+    // Another whole file inside shows that it is none.
     bool isCrossed = false;
 };
 
@@ -429,7 +435,8 @@ private:
             finding.why = UnreadableWhy;
         } else if (spot.isCrossed && finding.verdict == Verdict::Whole) {
             finding.verdict = Verdict::Damaged;
-            finding.why = "another whole file begins inside and ends behind it";
+            finding.why = IsCredulous(finding.type) ? "another whole file begins inside it"
+                                                    : "another whole file begins inside and ends behind it";
         }
     }
 
@@ -438,12 +445,13 @@ private:
         return unreadable_.Intersects(range) || medium_.HoldsUnreadable(range);
     }
 
-    // Could a find inside a whole file be one that ends behind it?
-    bool MayCross(const Spot& spot, const Cover& whole) const {
-        return std::ranges::any_of(FindsAt(spot), [&](const Find& find) {
-            return PhaseOfType(find.type) != Phase::Text && GeneralityOf(find.type) < 2 &&
-                   (find.size <= 0 || find.size > whole.end - ByteOf(find.startSector));
-        });
+    // Could what lies inside a whole file show that it is none?
+    bool MayUnmask(const Spot& spot, const Cover& whole) const {
+        return IsCredulous(judgements_[whole.spot].finding.type) ||
+               std::ranges::any_of(FindsAt(spot), [&](const Find& find) {
+                   return PhaseOfType(find.type) != Phase::Text && GeneralityOf(find.type) < 2 &&
+                          (find.size <= 0 || find.size > whole.end - ByteOf(find.startSector));
+               });
     }
 
     // ---- The walks over all spots.
@@ -468,7 +476,7 @@ private:
             }
             if (IsOnMedium(spots_[i].sector) && whole.Holds(byte)) {
                 states_[i] = State::Inside;
-                if (stepsLeft > 0 && MayCross(spots_[i], whole) && EndsBehind(i, upTo, whole)) {
+                if (stepsLeft > 0 && MayUnmask(spots_[i], whole) && Unmasks(i, upTo, whole)) {
                     spots_[whole.spot].isCrossed = true;
                     i = whole.spot - 1;
                     whole = {};
@@ -499,10 +507,11 @@ private:
                request_.validators[static_cast<std::size_t>(validator)]->phase == Phase::Structure;
     }
 
-    bool EndsBehind(std::size_t index, Phase upTo, const Cover& whole) {
+    bool Unmasks(std::size_t index, Phase upTo, const Cover& whole) {
         const auto judgement = Judge(index, upTo);
         return judgement && judgement->validator != Nobody && judgement->finding.verdict == Verdict::Whole &&
-               EndOf(spots_[index].sector, judgement->finding) > whole.end;
+               (IsCredulous(judgements_[whole.spot].finding.type) ||
+                EndOf(spots_[index].sector, judgement->finding) > whole.end);
     }
 
     // Inside a file whose structure was followed but has no declared end, what its own validator sees is a part of it,

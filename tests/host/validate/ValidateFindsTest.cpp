@@ -158,10 +158,13 @@ TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
     Find(110, Jpg, 50000);
     Put(200, "A0020");
     Find(210, FileTypeIndex::Gif, 50000);  // Only a validator's word is enough.
+    Find(300, FileTypeIndex::Bmp, 50000);  // Its header's word is not.
+    Put(310, "B0002");
     const Validation validation = Validate();
     EXPECT_EQ(Lines(validation),
               (Texts{"10 doc whole 10240", "14 jpg open 600", "16 jpg open 100", "100 doc damaged 10240",
-                     "105 jpg whole 1024", "110 jpg whole 15360", "200 doc whole 10240", "210 gif open 50000"}));
+                     "105 jpg whole 1024", "110 jpg whole 15360", "200 doc whole 10240", "210 gif open 50000",
+                     "300 bmp damaged 50000", "310 jpg whole 1024"}));
 }
 
 TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {
