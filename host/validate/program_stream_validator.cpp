@@ -224,6 +224,8 @@ private:
 constexpr std::string_view PackMark("\0\0\1\xBA", 4);
 constexpr StartSignature Starts[] = {{PackMark}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Vob};
+
 }  // namespace
 
 /// MPEG program streams and the system streams of MPEG-1. Source: ISO/IEC 13818-1, section 2.5.3; ISO/IEC 11172-1,
@@ -232,9 +234,7 @@ extern const Validator ProgramStreamValidator;
 const Validator ProgramStreamValidator{.name = "program",
                                        .starts = Starts,
                                        .begins = [](ByteSpan head) { return ReadPack(head).has_value(); },
-                                       .validate =
-                                           [](Place& file) {
-                                               return ProgramWalk(file).Run();
-                                           }};
+                                       .validate = [](Place& file) { return ProgramWalk(file).Run(); },
+                                       .types = Types};
 
 }  // namespace salvor

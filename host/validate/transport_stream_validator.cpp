@@ -178,12 +178,17 @@ Finding ValidateTransportStream(Place& file) {
     return {};
 }
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Mts};
+
 }  // namespace
 
 /// MPEG transport streams. They are found by the scanner alone: a sync byte is no signature. Source:
 /// ISO/IEC 13818-1, section 2.4.3.
 extern const Validator TransportStreamValidator;
-const Validator TransportStreamValidator{
-    .name = "transport", .starts = {}, .begins = BeginsTransportStream, .validate = ValidateTransportStream};
+const Validator TransportStreamValidator{.name = "transport",
+                                         .starts = {},
+                                         .begins = BeginsTransportStream,
+                                         .validate = ValidateTransportStream,
+                                         .types = Types};
 
 }  // namespace salvor

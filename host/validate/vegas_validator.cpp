@@ -67,10 +67,13 @@ bool BeginsVegas(ByteSpan head) { return StartsWith(head, RiffStart); }
 
 constexpr StartSignature Starts[] = {{"riff\x2E\x91\xCF\x11"}};
 
+constexpr std::int32_t Types[] = {FileTypeIndex::Veg};
+
 }  // namespace
 
 /// Vegas projects, and Wave64 sound, which has the same chunks. Source: Sony Wave64 format.
 extern const Validator VegasValidator;
-const Validator VegasValidator{.name = "vegas", .starts = Starts, .begins = BeginsVegas, .validate = ValidateVegas};
+const Validator VegasValidator{
+    .name = "vegas", .starts = Starts, .begins = BeginsVegas, .validate = ValidateVegas, .types = Types};
 
 }  // namespace salvor

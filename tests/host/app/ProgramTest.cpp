@@ -178,7 +178,8 @@ TEST(Program, CutsAFileAtTheMediumsEndAndSaysSo) {
     ASSERT_EQ(RunProgram("scan " + Quoted(folder / "image") + " --report " + Quoted(folder / "finds")).status, 0);
     std::ofstream(folder / "finds", std::ios::app)
         << R"({"record":"find","type":46,"extension":"png","start_sector":18,"size":5000})" << '\n';
-    ASSERT_EQ(RunProgram("extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out")).status, 0);
+    ASSERT_EQ(
+        RunProgram("extract --as-reported " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out")).status, 0);
     const auto lines = ReadLines(folder / "out/report.jsonl");
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[0]["size"], 20 * 512);
@@ -198,7 +199,8 @@ TEST(Program, ChecksTheSpaceBeforeItWrites) {
     std::ofstream(folder / "finds", std::ios::app)
         << R"({"record":"find","type":46,"extension":"png","start_sector":1,"size":600})" << '\n'
         << fmt::format(R"({{"record":"find","type":46,"extension":"png","start_sector":9,"size":{}}})", huge) << '\n';
-    const std::string extract = "extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out");
+    const std::string extract =
+        "extract --as-reported " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out");
     const test::ProgramRun run = RunProgram(extract);
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.errors.find("none was written"), std::string::npos) << run.errors;
