@@ -98,7 +98,8 @@ Kind KindOf(const Brands& brands, bool isSoundOnly) {
         {"mmp4", {FileTypeIndex::ThreeGp}},       {"kddi", {FileTypeIndex::ThreeGp}},
         {"m4b ", {FileTypeIndex::M4a, "m4b"}},    {"m4p ", {FileTypeIndex::M4a, "m4p"}},
         {"m4a ", {FileTypeIndex::M4a}},           {"m4v", {FileTypeIndex::M4v}},
-        {"f4v ", {FileTypeIndex::Mp4, "f4v"}},    {"crx ", {FileTypeIndex::Cr3}},
+        {"f4v ", {FileTypeIndex::Mp4, "f4v"}},    {"isml", {FileTypeIndex::Mp4, "ismv"}},
+        {"crx ", {FileTypeIndex::Cr3}},
     };
     constexpr std::string_view pictures[] = {"mif1", "mif2", "msf1", "miaf", "avif", "avis", "heic",
                                              "heix", "heim", "heis", "hevc", "hevx", "hevm", "hevs"};
@@ -202,6 +203,11 @@ private:
             items_ = EndOfItems(file_, box);
         } else if (box.type == BoxTypeOf("sidx") && indexedEnd_ == 0) {
             indexedEnd_ = IndexedEnd(box);
+        }
+        if (box.type == BoxTypeOf("moof") && movie_ && !isFragmentBroken_) {
+            const std::optional<std::int64_t> end = ReadFragment(file_, box, *movie_);
+            isFragmentBroken_ = !end;
+            fragmentEnd_ = std::max(fragmentEnd_, end.value_or(0));
         }
         dataStart_ = box.type == BoxTypeOf("mdat") ? box.start : dataStart_;
         hasData_ = hasData_ || box.type == BoxTypeOf("mdat") || box.type == BoxTypeOf("imda");
@@ -318,8 +324,11 @@ private:
                        ? Say(Verdict::Open, end_, "no fragments follow")
                        : Say(Verdict::Whole, WithTrailer(), "its samples lie inside its boxes");
         }
-        if (lastType_ == BoxTypeOf("moof")) {
+        if (lastType_ == BoxTypeOf("moof") || fragmentEnd_ > end_) {
             return Say(Verdict::Truncated, end_, "the last fragment's data are missing");
+        }
+        if (isFragmentBroken_) {
+            return Say(Verdict::Damaged, end_, "the boxes of a fragment are broken");
         }
         if (indexedEnd_ > end_) {
             return Say(Verdict::Truncated, end_, "its index tells of more fragments");
@@ -349,6 +358,8 @@ private:
     bool hasData_ = false;
     bool hasFragments_ = false;
     bool hasFragmentIndex_ = false;
+    bool isFragmentBroken_ = false;
+    std::int64_t fragmentEnd_ = 0;
 };
 
 constexpr std::size_t TypeOffset = 4;

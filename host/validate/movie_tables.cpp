@@ -12,8 +12,6 @@ namespace salvor {
 
 namespace {
 
-constexpr std::int64_t HeaderBytes = 8;
-constexpr std::int64_t LongHeaderBytes = 16;
 // Behind every sum of an offset and a length that a file can have.
 constexpr std::int64_t FarAway = std::numeric_limits<std::int64_t>::max() / 4;
 
@@ -67,6 +65,7 @@ struct Track {
     std::optional<Box> chunks;
     std::optional<Box> offsets;
     std::optional<Box> longOffsets;
+    std::uint32_t number = 0;
     bool isSoundTrack = false;
     bool hasMedia = false;
     // Its samples lie in other files.
@@ -251,7 +250,10 @@ bool ReadTrackBox(ByteWindow& file, const Box& box, Track& track, std::size_t de
                    return ReadTrackBox(file, inner, track, depth + 1);
                });
     }
-    if (box.type == BoxTypeOf("hdlr")) {
+    if (box.type == BoxTypeOf("tkhd")) {
+        const ByteSpan fields = file.At(box.content, 24);
+        track.number = fields.empty() ? 0 : LoadBig<std::uint32_t>(fields, fields[0] == 0 ? 12 : 20);
+    } else if (box.type == BoxTypeOf("hdlr")) {
         const ByteSpan kinds = file.At(box.content, 12);
         constexpr auto media = PatternOf("soun");
         track.isSoundTrack = track.isSoundTrack || HasPatternAt(kinds, 8, media);
@@ -287,6 +289,7 @@ bool ReadTrack(ByteWindow& file, const Box& box, MovieTables& movie) {
     std::optional<SampleCheck> check = track.descriptions ? SampleCheck::For(file, *track.descriptions) : std::nullopt;
     const std::optional<std::int64_t> end =
         track.isElsewhere ? 0 : EndOfSamples(file, track, check ? &*check : nullptr);
+    movie.fragmentTracks.push_back({.number = track.number, .sampleBytes = 0, .check = check});
     if (check && check->HasBroken()) {
         movie.hasBrokenSamples = true;
         movie.soundEnd = std::max(movie.soundEnd, check->SoundEnd().value_or(0));
@@ -295,46 +298,112 @@ bool ReadTrack(ByteWindow& file, const Box& box, MovieTables& movie) {
     return end.has_value();
 }
 
-}  // namespace
-
-std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset) {
-    const ByteSpan header = file.At(offset, HeaderBytes);
-    const auto isPrintable = [](std::uint8_t byte) {
-        // Apple's own types begin with a copyright sign, which is A9h in their character set.
-        return (byte >= 0x20 && byte < 0x7F) || byte == 0xA9;
-    };
-    if (header.empty() || !std::ranges::all_of(header.subspan(4), isPrintable)) {
-        return std::nullopt;
+// The defaults of the tracks' fragments.
+void ReadDefaults(ByteWindow& file, const Box& box, MovieTables& movie) {
+    if (box.type != BoxTypeOf("trex")) {
+        return;
     }
-    const std::array<std::uint8_t, 4> characters{header[4], header[5], header[6], header[7]};
-    std::uint64_t size = LoadBig<std::uint32_t>(header, 0);
-    Box box{.type = std::bit_cast<std::uint32_t>(characters), .start = offset, .content = offset + HeaderBytes};
-    if (size == 0) {
-        return box;
+    const ByteSpan fields = file.At(box.content, 20);
+    for (FragmentTrack& track : movie.fragmentTracks) {
+        if (!fields.empty() && track.number == LoadBig<std::uint32_t>(fields, 4)) {
+            track.sampleBytes = LoadBig<std::uint32_t>(fields, 16);
+        }
     }
-    if (size == 1) {
-        const ByteSpan longSize = file.At(offset + HeaderBytes, 8);
-        size = longSize.empty() ? 0 : LoadBig<std::uint64_t>(longSize, 0);
-        box.content = offset + LongHeaderBytes;
-    }
-    if (size < static_cast<std::uint64_t>(box.content - offset)) {
-        return std::nullopt;
-    }
-    box.end = Sum(static_cast<std::uint64_t>(offset), size);
-    return box;
 }
 
-bool ForEachBox(ByteWindow& file, std::int64_t from, std::int64_t to, const std::function<bool(const Box&)>& visit) {
-    // QuickTime ends some lists with a number of 4 bytes that is 0.
-    while (from + HeaderBytes <= to) {
-        const std::optional<Box> box = ReadBox(file, from);
-        file.Charge(HeaderBytes);
-        if (!box || box->end <= from || box->end > to || file.IsExhausted() || !visit(*box)) {
+// Reads the samples of one movie fragment, track by track.
+class FragmentReader {
+public:
+    FragmentReader(ByteWindow& file, const Box& fragment, MovieTables& movie)
+        : file_(file), fragment_(fragment), movie_(movie), next_(fragment.start) {}
+
+    bool ReadTrack(const Box& box) {
+        bool hasHeader = false;
+        return ForEachBox(file_, box.content, box.end, [&](const Box& inner) {
+            if (inner.type == BoxTypeOf("tfhd")) {
+                hasHeader = true;
+                return ReadHeader(inner);
+            }
+            return inner.type != BoxTypeOf("trun") || (hasHeader && ReadRun(inner));
+        });
+    }
+
+    std::int64_t End() const { return end_; }
+
+private:
+    bool ReadHeader(const Box& box) {
+        FieldReader fields(file_, box.content);
+        const auto flags = fields.Big<std::uint32_t>();
+        const auto number = fields.Big<std::uint32_t>();
+        // Offsets count from a place that is told, from the fragment, or from the last track's end.
+        const bool isTold = (flags & 1U) != 0;
+        base_ = isTold ? Sum(fields.Big<std::uint64_t>(), 0) : (flags & 0x20000U) != 0 ? fragment_.start : next_;
+        next_ = base_;
+        fields.Skip((flags & 2U) != 0 ? 4 : 0);
+        fields.Skip((flags & 8U) != 0 ? 4 : 0);
+        const bool hasSize = (flags & 0x10U) != 0;
+        const auto size = hasSize ? fields.Big<std::uint32_t>() : 0;
+        const auto track = std::ranges::find(movie_.fragmentTracks, number, &FragmentTrack::number);
+        track_ = track == movie_.fragmentTracks.end() ? nullptr : &*track;
+        sampleBytes_ = hasSize || track_ == nullptr ? size : track_->sampleBytes;
+        return !fields.IsBroken();
+    }
+
+    bool ReadRun(const Box& box) {
+        FieldReader fields(file_, box.content);
+        const auto flags = fields.Big<std::uint32_t>();
+        const auto samples = fields.Big<std::uint32_t>();
+        if ((flags & 1U) != 0) {
+            next_ = base_ + static_cast<std::int32_t>(fields.Big<std::uint32_t>());
+        }
+        fields.Skip((flags & 4U) != 0 ? 4 : 0);
+        const bool hasSize = (flags & 0x200U) != 0;
+        const std::int64_t before = (flags & 0x100U) != 0 ? 4 : 0;
+        const std::int64_t behind = ((flags & 0x400U) != 0 ? 4 : 0) + ((flags & 0x800U) != 0 ? 4 : 0);
+        const std::int64_t width = before + (hasSize ? 4 : 0) + behind;
+        const std::int64_t start = fields.Position();
+        if (fields.IsBroken() || next_ < 0 || start + samples * width > box.end) {
             return false;
         }
-        from = box->end;
+        if (!hasSize) {
+            next_ = Sum(static_cast<std::uint64_t>(next_), std::uint64_t{samples} * sampleBytes_);
+        } else {
+            TableReader table(file_, start, box.end);
+            for (std::uint32_t i = 0; i < samples && !file_.IsExhausted(); ++i) {
+                const auto size = table.At<std::uint32_t>(i * width + before);
+                if (track_ != nullptr && track_->check) {
+                    track_->check->Look(file_, next_, size);
+                }
+                next_ = Sum(static_cast<std::uint64_t>(next_), size);
+            }
+        }
+        end_ = std::max(end_, next_);
+        return true;
     }
-    return from <= to;
+
+    ByteWindow& file_;
+    const Box& fragment_;
+    MovieTables& movie_;
+    FragmentTrack* track_ = nullptr;
+    std::int64_t base_ = 0;
+    // Where the next run's samples begin, unless it tells.
+    std::int64_t next_;
+    std::int64_t end_ = 0;
+    std::uint32_t sampleBytes_ = 0;
+};
+
+}  // namespace
+
+std::optional<std::int64_t> ReadFragment(ByteWindow& file, const Box& fragment, MovieTables& movie) {
+    FragmentReader reader(file, fragment, movie);
+    const bool isSound = ForEachBox(file, fragment.content, fragment.end, [&](const Box& box) {
+        return box.type != BoxTypeOf("traf") || reader.ReadTrack(box);
+    });
+    movie.hasBrokenSamples =
+        movie.hasBrokenSamples || std::ranges::any_of(movie.fragmentTracks, [](const FragmentTrack& track) {
+            return track.check && track.check->HasBroken();
+        });
+    return isSound ? std::optional(reader.End()) : std::nullopt;
 }
 
 MovieTables ReadMovieTables(ByteWindow& file, const Box& movie) {
@@ -351,6 +420,12 @@ MovieTables ReadMovieTables(ByteWindow& file, const Box& movie) {
         hasHeader = hasHeader || isOther;
         hasTracks = hasTracks || isOther || box.type == BoxTypeOf("trak");
         return box.type != BoxTypeOf("trak") || ReadTrack(file, box, tables);
+    });
+    ForEachBox(file, movie.content, movie.end, [&](const Box& box) {
+        return box.type != BoxTypeOf("mvex") || ForEachBox(file, box.content, box.end, [&](const Box& inner) {
+                   ReadDefaults(file, inner, tables);
+                   return true;
+               });
     });
     tables.isSound = tables.isSound && hasHeader && (hasTracks || tables.hasFragments);
     return tables;

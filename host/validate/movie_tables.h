@@ -1,33 +1,21 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
-#include <functional>
 #include <optional>
+#include <vector>
 
-#include "formats/BoxWalk.h"
-#include "frame/bytes/ByteWindow.h"
+#include "host/validate/box.h"
+#include "host/validate/sample_check.h"
 
 namespace salvor {
 
-/// A box of the ISO base media family, or an atom of QuickTime. Offsets in bytes from the file's start.
-struct Box {
-    /// As `BoxTypeOf` makes it.
-    std::uint32_t type = 0;
-    std::int64_t start = 0;
-    /// Where what it holds begins.
-    std::int64_t content = 0;
-    /// Behind it, wherever that is; 0 for one that ends with the file.
-    std::int64_t end = 0;
+/// A track whose samples may lie in fragments.
+struct FragmentTrack {
+    std::uint32_t number = 0;
+    /// Of samples that say no size of their own.
+    std::uint32_t sampleBytes = 0;
+    std::optional<SampleCheck> check;
 };
-
-/// The box whose header stands at `offset`. Nothing if its type is not printable, or its size is smaller than the
-/// header.
-std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset);
-
-/// Shows the boxes that lie one behind another between two offsets, to `visit` or to the first one that it refuses.
-/// False if they do not tile the range or one was refused; up to 8 bytes may be left at the end.
-bool ForEachBox(ByteWindow& file, std::int64_t from, std::int64_t to, const std::function<bool(const Box&)>& visit);
 
 /// What a movie box says of the file that holds it.
 struct MovieTables {
@@ -43,10 +31,16 @@ struct MovieTables {
     bool hasBrokenSamples = false;
     /// Where sound samples end, if all behind them are broken; else 0.
     std::int64_t soundEnd = 0;
+    /// Only of movies with fragments.
+    std::vector<FragmentTrack> fragmentTracks;
 };
 
 /// Source: ISO/IEC 14496-12, section 8; QuickTime File Format Specification, "Movie Atoms".
 MovieTables ReadMovieTables(ByteWindow& file, const Box& movie);
+
+/// Behind the last byte of all samples that a fragment's box (moof) points to, which are looked at as well; nothing if
+/// its boxes are broken. Source: ISO/IEC 14496-12, section 8.8.
+std::optional<std::int64_t> ReadFragment(ByteWindow& file, const Box& fragment, MovieTables& movie);
 
 /// Behind the last byte of all items that a meta box locates in the file itself; nothing if it locates none.
 /// Source: ISO/IEC 14496-12, section 8.11.3.

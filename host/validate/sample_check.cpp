@@ -12,6 +12,8 @@ struct SampleCoding {
     enum class Rule : std::uint8_t {
         /// The masked bits are these.
         Bits,
+        /// The masked bits are those of nearly all.
+        Steady,
         /// The first number, masked, is the sample's size.
         Size,
         /// Units, each behind its length, tile the sample.
@@ -53,8 +55,8 @@ constexpr SampleCoding Codings[] = {
     {BoxTypeOf("ec-3"), SampleCoding::Rule::Bits, 0xFFFF0000, 0x0B770000},
     {BoxTypeOf("samr"), SampleCoding::Rule::Bits, 0x83000000, 0},
     {BoxTypeOf("sawb"), SampleCoding::Rule::Bits, 0x83000000, 0},
-    // The first element of a frame is one channel or a pair.
-    {BoxTypeOf("mp4a"), SampleCoding::Rule::Bits, 0xC0000000, 0},
+    // The kind and the number of a frame's first element: one channel or a pair.
+    {BoxTypeOf("mp4a"), SampleCoding::Rule::Steady, 0xFE000000, 0},
     {BoxTypeOf("vp09"), SampleCoding::Rule::Bits, 0xC0000000, 0x80000000},
 };
 
@@ -113,7 +115,8 @@ void SampleCheck::Look(ByteWindow& file, std::int64_t offset, std::int64_t size)
 }
 
 void SampleCheck::Note(bool isRight, std::int64_t offset, std::int64_t size) {
-    const bool isWeak = coding_->rule == SampleCoding::Rule::Bits && std::popcount(coding_->mask) < 8;
+    const bool isWeak = std::popcount(coding_->mask) < 8 &&
+                        (coding_->rule == SampleCoding::Rule::Bits || coding_->rule == SampleCoding::Rule::Steady);
     ++looks_;
     if (looks_ <= (isWeak ? TrialOfWeak : TrialOfStrong) && !isRight) {
         isUseless_ = ++wrongAtStart_ > (isWeak ? MostWrongInTrial : 0);
@@ -134,7 +137,7 @@ std::optional<std::int64_t> SampleCheck::SoundEnd() const {
     return isWrongToTheEnd ? std::optional(soundEnd_) : std::nullopt;
 }
 
-bool SampleCheck::IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size) const {
+bool SampleCheck::IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size) {
     if (coding_->rule == SampleCoding::Rule::Units) {
         return IsOfUnits(file, offset, size);
     }
@@ -143,6 +146,11 @@ bool SampleCheck::IsRight(ByteWindow& file, std::int64_t offset, std::int64_t si
         return true;
     }
     const std::uint32_t masked = LoadBig<std::uint32_t>(bytes, 0) & coding_->mask;
+    if (coding_->rule == SampleCoding::Rule::Steady) {
+        // The first sample may be one with the encoder's name.
+        steadyBits_ = looks_ <= 1 ? masked : steadyBits_;
+        return masked == steadyBits_;
+    }
     return masked == (coding_->rule == SampleCoding::Rule::Size ? static_cast<std::uint32_t>(size) & coding_->mask
                                                                 : coding_->bits);
 }

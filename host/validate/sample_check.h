@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "host/validate/movie_tables.h"
+#include "host/validate/box.h"
 
 namespace salvor {
 
@@ -26,13 +26,15 @@ public:
 
 private:
     SampleCheck(const SampleCoding& coding, unsigned lengthBytes) : coding_(&coding), lengthBytes_(lengthBytes) {}
-    bool IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size) const;
+    bool IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size);
     bool IsOfUnits(ByteWindow& file, std::int64_t offset, std::int64_t size) const;
     void Note(bool isRight, std::int64_t offset, std::int64_t size);
 
     const SampleCoding* coding_;
     // Of the number in front of each unit of a picture.
     unsigned lengthBytes_;
+    // What the first samples have in common where samples say nothing else.
+    std::uint32_t steadyBits_ = 0;
     std::int64_t looks_ = 0;
     // The last looks, newest in the lowest bit, ones where a sample was wrong.
     std::uint32_t history_ = 0;

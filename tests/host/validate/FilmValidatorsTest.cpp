@@ -176,6 +176,16 @@ TEST(BoxValidator, LooksAtSamples) {
     const Finding finding = FindingOf("boxes", film, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Damaged);
     EXPECT_LE(finding.size, static_cast<std::int64_t>(film.size()));
+
+    // A fragment has less data than its samples need, by the medium's end and by its own box.
+    Bytes torn = Sample("fragmented.mp4");
+    const std::size_t data = PlaceOf(torn, "mdat") + 4;
+    torn.resize(data + 40);
+    EXPECT_EQ(FindingOf("boxes", torn).verdict, Verdict::Truncated);
+    torn[data - 7] = 0;
+    torn[data - 6] = 0;
+    torn[data - 5] = 48;
+    EXPECT_EQ(FindingOf("boxes", torn, Pattern(70000)).verdict, Verdict::Truncated);
 }
 
 TEST(StreamPacketValidators, FollowPacketsToTheLast) {

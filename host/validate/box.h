@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "formats/BoxWalk.h"
+#include "frame/bytes/ByteWindow.h"
+
+namespace salvor {
+
+/// A box of the ISO base media family, or an atom of QuickTime. Offsets in bytes from the file's start.
+struct Box {
+    /// As `BoxTypeOf` makes it.
+    std::uint32_t type = 0;
+    std::int64_t start = 0;
+    /// Where what it holds begins.
+    std::int64_t content = 0;
+    /// Behind it, wherever that is; 0 for one that ends with the file.
+    std::int64_t end = 0;
+};
+
+/// The box whose header stands at `offset`. Nothing if its type is not printable, or its size is smaller than the
+/// header.
+std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset);
+
+/// Shows the boxes that lie one behind another between two offsets, to `visit` or to the first one that it refuses.
+/// False if they do not tile the range or one was refused; up to 8 bytes may be left at the end.
+bool ForEachBox(ByteWindow& file, std::int64_t from, std::int64_t to, const std::function<bool(const Box&)>& visit);
+
+}  // namespace salvor
