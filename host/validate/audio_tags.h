@@ -14,7 +14,8 @@ bool IsTagStart(ByteSpan head);
 std::int64_t TagBytesAt(ByteWindow& file, std::int64_t offset);
 
 /// Behind the tags that stand one behind another at `offset`, or `offset` itself: ID3 of both versions, APE and
-/// Lyrics3. A tag at a sector's start that stands in front of sound belongs to the next file, except at the very start.
+/// Lyrics3. A tag at a sector's start that stands in front of sound belongs to the next file, unless all tags do so
+/// (`offset` is 0).
 /// Source: ID3 tag version 2.4.0; ID3v1; APE tag version 2; Lyrics3 version 2.00.
 std::int64_t EndOfTags(Place& file, std::int64_t offset);
 

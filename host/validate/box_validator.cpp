@@ -308,11 +308,12 @@ private:
         if (!movie_->isSound) {
             return hasFileType_ ? Say(Verdict::Damaged, end_, "its movie box is broken") : Finding{};
         }
+        if (movie_->dataEnd > 0 && !hasData_) {
+            // Where the data were taken out, the boxes are all there is.
+            return Say(movie_->dataEnd > end_ ? Verdict::Open : Verdict::Damaged, end_, "there are no media data");
+        }
         if (movie_->dataEnd > end_) {
             return Say(Verdict::Truncated, end_, "samples lie behind its last box");
-        }
-        if (movie_->dataEnd > 0 && !hasData_) {
-            return Say(Verdict::Damaged, end_, "there are no media data");
         }
         if (movie_->hasBrokenSamples) {
             // Where the data are last, the file was cut there.

@@ -104,6 +104,7 @@ public:
         std::uint64_t bytes = 0;
         if (check != nullptr && uniform_ != 1) {
             for (const std::uint32_t end = next_ + taken; next_ < end && !file_.IsExhausted(); ++next_) {
+                file_.Charge(sizeof(std::uint32_t));
                 const std::uint32_t size = uniform_ != 0 ? uniform_ : SizeOf(next_);
                 check->Look(file_, Sum(static_cast<std::uint64_t>(offset), bytes), size);
                 bytes += size;
@@ -203,6 +204,7 @@ std::optional<std::int64_t> EndOfSamples(ByteWindow& file, const Track& track, S
     for (std::uint32_t chunk = 0; chunk < chunks && sizes.Left() > 0 && !file.IsExhausted(); ++chunk) {
         const std::int64_t at = 8 + chunk * width;
         const std::uint64_t offset = isLong ? offsets.At<std::uint64_t>(at) : offsets.At<std::uint32_t>(at);
+        file.Charge(width);
         end = std::max(end, Sum(offset, sizes.Take(counts.CountOf(chunk), Sum(offset, 0), check)));
     }
     return end;

@@ -293,7 +293,7 @@ private:
             end_ = endsInLast ? declaredEnd : end_;
             return Say(Verdict::Whole, "it has as many frames as its first one tells");
         }
-        if (const std::int64_t next = file_.NextStart(last_); next < end_) {
+        if (const std::int64_t next = file_.NextStart(last_ + 1); next < end_) {
             end_ = next;
             return Say(Verdict::Truncated, "another file begins in its last frame");
         }
@@ -347,13 +347,14 @@ Finding ValidateMpegAudio(Place& file) {
     if (const auto found = StreamAt(file, tagEnd, tagEnd > 0); found || tagEnd == 0) {
         return found.value_or(Finding{});
     }
-    // Some writers count the tag's padding wrongly, and encoders begin with a piece of a frame.
+    // Some writers count the tag's padding wrongly, and encoders begin with a piece of a frame. The first frame may
+    // stand at a sector's start itself and look like a file of its own.
     constexpr std::int64_t mostPadding = 0x10000;
     constexpr std::int64_t mostBytes = 0x1000;
     std::int64_t at = tagEnd;
     const std::int64_t stop = std::min(file.NextStart(tagEnd), tagEnd + mostPadding);
     std::int64_t filled = 0;
-    for (; at < stop && filled < mostBytes; ++at) {
+    for (; at <= stop && filled < mostBytes; ++at) {
         const ByteSpan bytes = file.From(at);
         if (bytes.empty()) {
             break;

@@ -157,6 +157,8 @@ TEST(MpegAudioValidator, StepsOverFramesOfAllKindsAndTheirTags) {
 }
 
 TEST(MpegAudioValidator, TellsPiecesAndHoles) {
+    // A sector with a header whose frame does not fit any more.
+    EXPECT_EQ(FindingOf("mpegaudio", Bytes{0xFF, 0xFB, 0x90, 0, 0, 0, 0, 0}).verdict, Verdict::NoFile);
     Bytes sound = Repeated(AudioFrame(0xFB, 0x90, 417), 40);
     EXPECT_EQ(FindingOf("mpegaudio", Repeated(AudioFrame(0xFB, 0x90, 417), 9), Pattern(70000)).verdict,
               Verdict::NoFile);
