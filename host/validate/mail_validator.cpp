@@ -148,8 +148,7 @@ struct MailEnd {
 // Follows the parts of a letter to the boundary that closes it.
 class PartWalk {
 public:
-    PartWalk(Place& file, const MailHead& head)
-        : file_(file), at_(head.bodyStart), mark_("--" + BoundaryOf(head)), outer_(head) {}
+    PartWalk(Place& file, const MailHead& head) : file_(file), at_(head.bodyStart), mark_("--" + BoundaryOf(head)) {}
 
     MailEnd Run() {
         for (;;) {
@@ -212,7 +211,6 @@ private:
     Place& file_;
     std::int64_t at_;
     std::string mark_;
-    const MailHead& outer_;
     // The part that is being read has binary data.
     bool isBinary_ = false;
     bool hasPageParts_ = false;

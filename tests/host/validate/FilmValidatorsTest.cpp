@@ -35,7 +35,7 @@ Bytes BoxOf(const std::string& type, const Bytes& content) {
 }
 
 std::size_t PlaceOf(const Bytes& file, const std::string& text) {
-    return static_cast<std::size_t>(std::ranges::search(file, text).begin() - file.begin());
+    return static_cast<std::size_t>(std::search(file.begin(), file.end(), text.begin(), text.end()) - file.begin());
 }
 
 void ExpectWhole(const std::string& validator, const Bytes& file, const std::string& what) {
