@@ -6,19 +6,19 @@
 
 namespace {
 
-// The code words of the header: each has so many bytes of data, and a byte of each word comes in turn.
+// The header's error-correcting code words, stored interleaved byte by byte.
 constexpr std::size_t Words = 3;
 constexpr std::size_t WordDataBytes = 239;
-// In the joined data: the length of what is compressed, and its start.
+// Offsets in the joined data: of the compressed length, and of the compressed data.
 constexpr std::size_t LengthOffset = 24;
 constexpr std::size_t DataOffset = 32;
 
-// Only the first ten numbers of the header are wanted.
+// Only the header's first ten 64-bit numbers are needed.
 constexpr std::size_t OutputBytes = 80;
 
 constexpr std::size_t LiteralGroup = 32;
-// In which order literals come: for each count of them, the bits set are where the source is cut into stretches. The
-// stretches come last first, each in its own order.
+// Literals are stored shuffled. For each count, the set bits are where the source is cut into pieces; the pieces are
+// copied last one first.
 constexpr std::array<std::uint32_t, LiteralGroup + 1> LiteralCuts{
     0,         0x1,       0x3,        0x7,        0x1,        0x11,      0x23,    0x63,    0x1,
     0x101,     0x203,     0x603,      0x101,      0x1101,     0x2203,    0x6203,  0x101,   0x301,
@@ -44,7 +44,7 @@ private:
 
     bool IsFull() const { return filled_ == OutputBytes; }
 
-    // 0 behind the end, which breaks the input.
+    // Reading past the end gives 0 and marks the input as broken.
     std::size_t Next() {
         isBroken_ = isBroken_ || at_ >= input_.size();
         return isBroken_ ? 0 : input_[at_++];
@@ -146,7 +146,7 @@ void Decompressor::TakeCopy(const Copy& copy) {
     }
 }
 
-// Every turn takes a byte of the input or breaks it.
+// Every pass consumes input or breaks it.
 bool Decompressor::Run() {
     std::size_t literals = FirstLiterals();
     while (!isBroken_ && !IsFull()) {

@@ -10,7 +10,7 @@ constexpr std::int64_t ScreenBytes = 13;
 
 enum BlockKind : std::uint8_t { Padding = 0x00, Extension = 0x21, Descriptor = 0x2C, Trailer = 0x3B };
 
-// Bytes of the colour table that a flags byte announces: 2 to 256 colours of 3 bytes.
+// Size in bytes of the colour table announced by a flags byte: 2 to 256 colours of 3 bytes.
 std::int64_t ColourTableBytes(std::uint8_t flags) {
     return (flags & 0x80U) == 0 ? 0 : std::int64_t{3} << ((flags & 7U) + 1U);
 }
@@ -29,7 +29,7 @@ public:
 
     void Skip(std::int64_t bytes) { position_ += bytes; }
 
-    // From the kind byte to behind the picture data.
+    // From the kind byte to the end of the picture data.
     bool SkipImage() {
         // Kind, left, top, width, height, flags.
         constexpr std::int64_t descriptorBytes = 10;
@@ -62,11 +62,11 @@ public:
     }
 
 private:
-    // In bytes that could be looked at meanwhile.
+    // The cost of stepping to a sub-block, counted in bytes read.
     static constexpr std::int64_t BlockWork = 64;
     static constexpr std::int64_t SubBlockWork = 8;
 
-    // Each has a length byte in front; an empty one is the last.
+    // Each begins with a length byte; an empty one is the last.
     bool SkipSubBlocks() {
         file_.Charge(BlockWork);
         for (ByteSpan bytes = file_.From(position_); !bytes.empty(); bytes = file_.From(position_)) {
@@ -108,7 +108,7 @@ std::optional<WalkedFile> GifPicture::Walk(ByteWindow& file, const std::function
     if (walk.Kind() == Padding) {
         return std::nullopt;
     }
-    // A viewer shows a damaged file as far as its whole images go.
+    // Viewers show the whole images of a damaged file.
     std::optional<std::int64_t> lastImageEnd;
     for (int strayBytes = 0; const std::optional<std::uint8_t> kind = walk.Kind();) {
         constexpr int mostStrayBytes = 16;

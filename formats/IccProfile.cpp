@@ -14,7 +14,7 @@ constexpr std::size_t TagBytes = 12;
 constexpr std::uint32_t LargestFile = FileTypeCatalog[FileTypeIndex::Icc].maxSize;
 constexpr std::size_t MostTags = 100;
 constexpr auto Signature = PatternOf("acsp");
-// Version 5 brought spectral profiles, which use and leave out header fields as no other does.
+// Version 5 added spectral profiles, which use the header's fields in their own way.
 constexpr std::uint8_t SpectralVersion = 5;
 
 constexpr std::uint32_t Code(const char (&text)[5]) { return LoadBig<std::uint32_t>(PatternOf(text), 0); }
@@ -31,7 +31,7 @@ bool IsDateSound(ByteSpan header) {
            LoadBig<std::uint16_t>(header, 28) <= 31;
 }
 
-// The D50 white point, in 1/65536; old writers know it to three decimals.
+// The D50 white point, in 1/65536; old programs write it with three decimals.
 bool IsIlluminantSound(ByteSpan header) {
     constexpr std::array<std::uint32_t, 3> d50{0xF6D6, 0x10000, 0xD32D};
     constexpr std::uint32_t tolerance = 0x40;
@@ -56,7 +56,7 @@ bool IsHeaderSound(ByteSpan header) {
     const auto profileClass = LoadBig<std::uint32_t>(header, 12);
     const ByteSpan platform = header.subspan(40, 4);
     const ByteSpan reserved = header.subspan(100, 28);
-    // Early writers leave rubbish there.
+    // Early programs leave rubbish here.
     const bool isReservedSound = Version(header) < 4 || std::ranges::count(reserved, 0) == std::ssize(reserved);
     const bool isOfItsVersion = Version(header) == SpectralVersion ||
                                 (Version(header) >= 1 && Version(header) < SpectralVersion &&
@@ -83,7 +83,7 @@ std::optional<WalkedFile> IccProfile::Walk(ByteWindow& file) {
     }
     const std::int64_t size = LoadBig<std::uint32_t>(header, 0);
     const std::size_t tableBytes = LoadBig<std::uint32_t>(header, 128) * TagBytes;
-    // Writers of old profiles leave the padding of the last tag out of the file.
+    // Old programs leave out the padding of the last tag.
     constexpr std::uint8_t lastUnpadded = 3;
     const std::int64_t end = Version(header) <= lastUnpadded ? size + 3 : size;
     const ByteSpan table = file.At(TableStart, tableBytes);

@@ -13,11 +13,11 @@ constexpr std::size_t MostImages = 128;
 constexpr std::uint32_t InfoHeaderBytes = 40;
 
 struct Entry {
-    // 0 says 256 or more, in pixels.
+    // In pixels; 0 means 256 or more.
     std::uint8_t width;
     std::uint8_t height;
     std::uint8_t reserved;
-    // Of a cursor: where its hot spot is, in pixels.
+    // The hot spot of a cursor, in pixels.
     std::uint16_t planes;
     std::uint16_t bits;
     std::int64_t size;
@@ -41,7 +41,7 @@ std::int64_t DirectoryBytes(std::size_t count) { return static_cast<std::int64_t
 
 bool IsEntrySound(const Entry& entry, Kind kind, std::size_t count) {
     constexpr std::array<std::uint16_t, 8> depths{0, 1, 2, 4, 8, 16, 24, 32};
-    // Some writers of cursors put planes and depth where the hot spot belongs, so it may lie outside a small picture.
+    // Some programs write planes and depth instead of a cursor's hot spot, so it may lie outside a small picture.
     constexpr std::uint16_t mostHotSpot = 256;
     const bool isSpecificSound = kind == Kind::Icon
                                      ? entry.planes <= 1 && std::ranges::find(depths, entry.bits) != depths.end()
@@ -50,9 +50,9 @@ bool IsEntrySound(const Entry& entry, Kind kind, std::size_t count) {
            entry.offset >= DirectoryBytes(count);
 }
 
-bool IsSide(std::int64_t pixels, std::uint8_t said) { return said == 0 ? pixels >= 256 : pixels == said; }
+bool IsSide(std::int64_t pixels, std::uint8_t declared) { return declared == 0 ? pixels >= 256 : pixels == declared; }
 
-// A bitmap without its file header; its height counts the colour rows and as many mask rows.
+// A bitmap without its file header. Its height is doubled: the mask's rows count too.
 bool IsBitmap(ByteSpan image, const Entry& entry) {
     constexpr std::array<std::uint32_t, 3> headerLengths{InfoHeaderBytes, 108, 124};
     constexpr std::array<std::uint16_t, 6> depths{1, 4, 8, 16, 24, 32};
@@ -75,7 +75,7 @@ bool IsBitmap(ByteSpan image, const Entry& entry) {
         const std::uint32_t all = 1U << bits;
         colours = coloursUsed == 0 ? all : std::min(coloursUsed, all);
     }
-    // The mask may be missing where the pixels have an alpha channel.
+    // Pixels with an alpha channel may do without the mask.
     const std::int64_t colourRows = isDoubled ? height / 2 : height;
     return entry.size >= headerLength + 4 * colours + (width * bits + 31) / 32 * 4 * colourRows;
 }
@@ -89,7 +89,7 @@ bool IsImage(ByteSpan image, const Entry& entry) {
     return IsBitmap(image, entry);
 }
 
-// Images follow the directory and each other, in any order, without overlap and nearly without gaps.
+// Images follow the directory in any order, without overlaps and almost without gaps.
 bool AreRangesSound(std::span<Entry> entries) {
     constexpr std::int64_t mostGap = 64;
     std::ranges::sort(entries, {}, &Entry::offset);
@@ -109,9 +109,9 @@ bool AreRangesSound(std::span<Entry> entries) {
     return used >= end - end / 10;
 }
 
-// The number of images; 0 if it is none.
+// The number of images; 0 if this is no directory of that kind.
 std::size_t LoadCount(ByteSpan header, Kind kind) {
-    // Zero, then the kind.
+    // A zero word, then the kind.
     const std::uint32_t signature = static_cast<std::uint32_t>(kind) << 16U;
     if (header.size() < HeaderBytes || LoadLittle<std::uint32_t>(header, 0) != signature) {
         return 0;

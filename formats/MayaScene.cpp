@@ -10,7 +10,7 @@ constexpr std::size_t TagBytes = 4;
 
 struct Layout {
     Pattern<TagBytes> group;
-    // Offset of a length from the start of its group; in between are leftovers of memory.
+    // Offset of the length from the start of its group. Between tag and length is uninitialised memory.
     std::size_t lengthOffset;
     std::size_t lengthBytes;
 
@@ -27,10 +27,10 @@ constexpr Layout Short{PatternOf("FOR4"), 4, 4};
 constexpr Layout Long{PatternOf("FOR8"), 8, 8};
 
 constexpr std::uint64_t MinLength = 256;
-// With so many sound groups a later flaw does not matter: the end is known from the header.
+// After this many sound groups the end in the header is believed, even if a later group is damaged.
 constexpr int EnoughGroups = 3;
 constexpr int MostGroups = 0x1000000;
-// What it takes to look at a group, in bytes that could be read meanwhile.
+// The cost of looking at a group, counted in bytes read.
 constexpr std::int64_t GroupCost = 1024;
 
 const Layout* LayoutOf(ByteSpan bytes) {

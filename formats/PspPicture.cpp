@@ -19,7 +19,7 @@ struct BlockHeader {
     std::uint32_t length;
 };
 
-// Empty where no block begins; the reader is broken where one is cut.
+// Empty if no block begins here. A truncated block breaks the reader.
 std::optional<BlockHeader> ReadBlockHeader(FieldReader& fields, bool isVersion3) {
     if (!StartsWith(fields.Take(BlockMark.size()), BlockMark)) {
         return std::nullopt;

@@ -16,7 +16,7 @@ constexpr int FirstWithLongPointers = 11;
 constexpr int FirstWithPaths = 18;
 constexpr int FirstWithEffects = 20;
 constexpr int FirstWithEffectVersion = 22;
-// CinePaint's begin here.
+// CinePaint's precisions begin here.
 constexpr int FirstForeign = 100;
 
 constexpr std::uint32_t LongestSide = 524288;
@@ -33,7 +33,7 @@ constexpr std::uint8_t NotCompressed = 0;
 constexpr std::uint8_t RunLengths = 1;
 constexpr std::uint8_t LastCompression = 2;
 
-// -1 if it is none.
+// -1 if this is no version.
 int VersionOf(ByteSpan header) {
     const ByteSpan text = header.subspan(VersionOffset, 5);
     if (StartsWith(text, PatternOf("file\0"))) {
@@ -58,8 +58,8 @@ bool IsPrecision(int version, std::uint32_t precision) {
     return version == FirstWithPrecision ? precision <= 4 : precision >= 100 && precision <= 750;
 }
 
-// Every part lies behind all those that were written before it, so that the end of the part in hand is the file's so
-// far, and no byte is walked over twice.
+// Parts are stored in the order in which they are walked, so the end of the current part is the file's end so far, and
+// no byte is walked twice.
 class Picture {
 public:
     Picture(ByteWindow& file, int version) : file_(file), version_(version) {}
@@ -75,9 +75,9 @@ private:
     Pointers ReadPointers(FieldReader& fields) const;
     void ReadProperties(FieldReader& fields);
 
-    // A part's own fields; empty unless the pointer leads behind all that came before.
+    // A part's own fields; empty unless the pointer leads past all earlier parts.
     std::optional<FieldReader> FieldsAt(std::uint64_t pointer) const;
-    // Takes the fields' end for the file's so far.
+    // Makes the fields' end the file's end so far.
     bool Close(const FieldReader& fields);
 
     bool WalkLayer(std::uint64_t pointer);
@@ -92,11 +92,11 @@ private:
     int version_;
     std::uint8_t compression_ = NotCompressed;
     std::int64_t end_ = 0;
-    // What may stand behind `end_` as long as no other part is found there: a tile whose length is not known.
+    // The most that the last tile, of unknown length, takes after `end_`.
     std::int64_t mostTileBytes_ = 0;
 };
 
-// They end with a pointer of zero. Every list has at most `MostParts`; a longer one breaks the reader.
+// Lists end with a zero pointer. One with more than `MostParts` breaks the reader.
 Picture::Pointers Picture::ReadPointers(FieldReader& fields) const {
     Pointers pointers;
     while (const std::uint64_t pointer = ReadPointer(fields)) {
@@ -118,7 +118,7 @@ void Picture::ReadProperties(FieldReader& fields) {
             fields.Break();
         }
         if (type == ColourMapProperty) {
-            // Old files have a wrong length here.
+            // The length is wrong in old files.
             fields.Skip(std::uint64_t{3} * fields.Big<std::uint32_t>());
         } else if (type == CompressionProperty && length == 1) {
             compression_ = fields.Byte();
@@ -210,7 +210,7 @@ bool Picture::WalkPath(std::uint64_t pointer) {
     return Close(*fields);
 }
 
-// The levels behind the first were meant for smaller versions of the picture and hold no tiles.
+// The levels after the first were meant for smaller versions of the picture and hold no tiles.
 bool Picture::WalkHierarchy(std::uint64_t pointer) {
     std::optional<FieldReader> fields = FieldsAt(pointer);
     if (!fields || !IsSide(fields->Big<std::uint32_t>()) || !IsSide(fields->Big<std::uint32_t>())) {
@@ -261,7 +261,7 @@ bool Picture::WalkTiles(std::uint64_t pointer, std::uint32_t pixelBytes) {
     return ReadPointer(*fields) == 0 && Close(*fields) && WalkLastTile(lastTile, lastPixels, pixelBytes);
 }
 
-// One of the pieces that make up a plane of a tile: how many bytes it gives, behind the fields that are read.
+// The number of bytes in the next run of a tile's plane; reads the run's header.
 std::uint64_t SkipRun(FieldReader& fields) {
     const std::uint8_t code = fields.Byte();
     const bool isRepeated = code < 128;

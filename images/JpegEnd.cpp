@@ -8,10 +8,10 @@
 
 namespace {
 
-// An examination reads no further than this from the header, in bytes.
+// How far from the header a candidate is read, in bytes.
 constexpr std::int64_t ReadLimit = 0x4000000;
-// The end search reads in pieces of this many bytes that do not overlap: a marker whose first byte is one of the last
-// two of a piece is not seen.
+// The end marker is searched for in chunks of this many bytes. One that begins in the last two bytes of a chunk is
+// missed.
 constexpr std::int64_t ChunkBytes = 0x7E00;
 
 constexpr auto EndMarkerBytes = PatternOf("\xFF\xD9");
@@ -34,7 +34,7 @@ std::optional<std::int64_t> JpegEndSearch::FindEnd(const Candidate& candidate) {
     return SearchEndMarker(candidate, segments->to);
 }
 
-// Entropy-coded data, in which the end is searched for, stands behind the first baseline frame or scan.
+// The end marker is searched for from the first baseline frame or scan on.
 JpegEndSearch::Stretch JpegEndSearch::SegmentAt(KFileSimulator& reader, std::int64_t offset) {
     std::array<std::uint8_t, 2> marker{};
     std::array<std::uint8_t, 2> lengthField{};
@@ -52,8 +52,8 @@ JpegEndSearch::Stretch JpegEndSearch::SegmentAt(KFileSimulator& reader, std::int
     return {.to = offset + static_cast<std::int64_t>(marker.size()) + length, .facts = {isImage}, .isEnd = isImage};
 }
 
-// Reads chunks of the end search, each behind the last byte of the one in front of it. Media with sectors that cannot
-// be read show bytes there that depend on what is read in which order: so no byte is read but in its chunk.
+// Reads the medium chunk by chunk, and no byte outside its chunk: what an unreadable sector shows depends on the order
+// of the reads.
 class JpegEndSearch::Chunks {
 public:
     Chunks(KFileSimulator& reader, std::int64_t first) : reader_(reader), first_(first) {}
@@ -72,8 +72,8 @@ public:
     }
 
     ByteSpan Bytes() const { return ByteSpan(bytes_).subspan(1); }
-    /// With the byte in front of the chunk.
-    ByteSpan BytesBehindLast() const { return bytes_; }
+    /// The chunk, with the byte before it.
+    ByteSpan BytesWithPrevious() const { return bytes_; }
 
 private:
     KFileSimulator& reader_;
@@ -82,18 +82,18 @@ private:
     std::array<std::uint8_t, 1 + ChunkBytes> bytes_{};
 };
 
-// Steps to the next end marker at any place, chunk by chunk.
+// One step towards the next end marker, wherever it begins: within a chunk, or to the next chunk.
 Gap::Step JpegEndSearch::NextMarker(Chunks& chunks, std::int64_t base, std::int64_t at) const {
     const std::int64_t position = at - base;
     const std::int64_t start = chunks.StartOf(position);
-    // A marker at the last byte shows in the next chunk.
+    // A marker that starts at the last byte needs the next chunk.
     const bool isLast = position == start + ChunkBytes - 1;
     if (budget_.IsExhausted() || !chunks.Load(start) || (isLast && !chunks.Load(start + ChunkBytes))) {
         return {at, false};
     }
     if (isLast) {
-        return {at + (HasPatternAt(chunks.BytesBehindLast(), 0, EndMarkerBytes) ? 0 : 1),
-                HasPatternAt(chunks.BytesBehindLast(), 0, EndMarkerBytes)};
+        return {at + (HasPatternAt(chunks.BytesWithPrevious(), 0, EndMarkerBytes) ? 0 : 1),
+                HasPatternAt(chunks.BytesWithPrevious(), 0, EndMarkerBytes)};
     }
     const ByteSpan bytes = chunks.Bytes();
     if (const auto marker = EndMarker.FindIn(bytes, static_cast<std::size_t>(position - start))) {
@@ -103,9 +103,9 @@ Gap::Step JpegEndSearch::NextMarker(Chunks& chunks, std::int64_t base, std::int6
 }
 
 std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(const Candidate& candidate, std::int64_t from) {
-    // Every read of the candidate succeeds, so what others have shown holds for it too.
+    // What earlier candidates found holds for this one only if none of its reads can fail.
     const bool mayReuse = KFileSimulator::Serves(candidate.block);
-    const std::int64_t base = row_.PlaceOf(candidate.startSector);
+    const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
     KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit, &budget_);
     Chunks chunks(reader, from);
     for (std::int64_t start = from; start < ReadLimit; start += ChunkBytes) {

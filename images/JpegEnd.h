@@ -10,22 +10,21 @@
 #include "frame/read/KFileSimulator.h"
 #include "frame/scan/SectorScan.h"
 
-/// Finds the ends of JPEGs. It remembers where the marker segments of earlier candidates led, and where no end marker
-/// stands: many headers in front of a long chain of segments, or of a long stretch without an end, cost little more
-/// than one.
+/// Finds the ends of JPEGs. It remembers where earlier marker segments led and where no end marker is, so that many
+/// headers before one long chain of segments, or before a long stretch without an end, cost little more than one.
 class JpegEndSearch {
 public:
     /// Forgets what is known of the medium.
     void Reset() {
         trail_.Reset();
-        row_.Reset();
+        offsets_.Reset();
         budget_.Reset();
     }
 
     void EnterBlock(const SectorBlock& block) {
         budget_.EnterBlock(block);
         trail_.EnterBlock(block);
-        if (!row_.Enter(block)) {
+        if (!offsets_.Enter(block)) {
             gap_.Forget();
         }
     }
@@ -36,7 +35,7 @@ public:
 
 private:
     struct Facts {
-        // The header of a baseline frame or a scan is the last segment.
+        // A baseline frame or a scan header comes last.
         bool leadsToImageData = false;
 
         void Append(const Facts& behind) { leadsToImageData = leadsToImageData || behind.leadsToImageData; }
@@ -50,8 +49,8 @@ private:
 
     Budget budget_;
     Trail<Facts> trail_{&budget_};
-    // Places of the gap are those of the row.
-    ScanOffsets row_;
-    // Of end markers, at any place.
+    // Turns sectors into the places that the gap uses.
+    ScanOffsets offsets_;
+    // Where no end marker begins, not even one that a chunk's end hides.
     Gap gap_;
 };

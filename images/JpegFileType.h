@@ -17,8 +17,8 @@ public:
     /// The start-of-image marker and a marker's prefix.
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("\xFF\xD8\xFF"));
 
-    /// A slot behind those of the contract: 1 if the `length` bytes at `sector` start a JPEG of this type, else 0. The
-    /// last argument is not used.
+    /// One virtual function more than the contract has: 1 if the `length` bytes at `sector` start a JPEG of this type,
+    /// else 0. The last argument is unused.
     virtual std::int32_t IsHeaderSector(const std::uint8_t* sector, std::int32_t length, std::int32_t* unused) = 0;
 
     bool IsHeader(ByteSpan sector) {
@@ -28,11 +28,11 @@ public:
     std::optional<std::int64_t> Measure(const Candidate& candidate) { return this->memory_.FindEnd(candidate); }
 
 protected:
-    /// True if the sector opens with the start-of-image marker, a marker's prefix and a segment that bears one of the
-    /// identifiers, in any letter case.
+    /// True if the sector begins with the start-of-image marker and a segment with one of the identifiers, in any
+    /// letter case.
     template <std::size_t... N>
     static bool OpensWithSegment(const std::uint8_t* sector, std::int32_t length, const Pattern<N>&... identifiers) {
-        // Behind the start marker, the segment's marker and its length, two bytes each.
+        // After the start marker, the segment's marker and its length, two bytes each.
         constexpr std::int32_t identifierOffset = 6;
         constexpr std::int32_t shortestHeader = 8;
         if (sector == nullptr || length < shortestHeader || sector[0] != 0xFF || sector[1] != 0xD8 ||

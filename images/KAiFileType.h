@@ -6,8 +6,8 @@
 #include "formats/PdfWalk.h"
 #include "frame/scan/WalkingScanner.h"
 
-/// Illustrator's drawings: PostScript with structure comments in old versions, PDF with the drawing in private data in
-/// new ones. Sources: Adobe, PostScript Language Document Structuring Conventions 3.0; Adobe Illustrator File Format
+/// Illustrator's drawings: PostScript with structure comments in old versions, PDF with the drawing as private data in
+/// newer ones. Sources: Adobe, PostScript Language Document Structuring Conventions 3.0; Adobe Illustrator File Format
 /// Specification.
 class KAiFileType final : public WalkingScanner<KAiFileType> {
 public:

@@ -6,8 +6,8 @@
 #include "formats/PictureWalks.h"
 #include "frame/scan/MeasuringScanner.h"
 
-/// Windows and OS/2 bitmaps. The two-byte signature says little and the declared file size is wrong in files of several
-/// writers, so the size follows from the picture's geometry and every field must fit it. Sources: Windows GDI, Bitmap
+/// Windows and OS/2 bitmaps. The two-byte signature proves little and several programs write a wrong file size, so the
+/// size is computed from the picture's geometry and every field must agree with it. Sources: Windows GDI, Bitmap
 /// Storage; OS/2 2.0 bitmap file format.
 class KBmpFileType final : public MeasuringScanner<KBmpFileType> {
 public:

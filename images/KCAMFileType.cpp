@@ -16,7 +16,7 @@ constexpr std::uint16_t Jpeg = 12;
 constexpr std::uint16_t LastId = 32;
 constexpr std::uint32_t LongestArea = 0x1000000;
 
-// The tables in front of the three scans of a stripped JPEG.
+// The tables before the three scans of a stripped JPEG.
 constexpr std::uint32_t StrippedTableBytes = 136;
 
 struct Area {

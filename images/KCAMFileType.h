@@ -5,8 +5,7 @@
 
 #include "frame/scan/WalkingScanner.h"
 
-/// Pictures of the Casio QV cameras, whose header lists the areas that follow it. Source: QV-10 CAM Format, 1996
-/// (unofficial).
+/// Casio QV camera pictures. The header lists the areas that follow it. Source: QV-10 CAM Format, 1996 (unofficial).
 class KCAMFileType final : public WalkingScanner<KCAMFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Cam];

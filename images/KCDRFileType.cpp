@@ -18,7 +18,7 @@ bool BeginsWith(ByteSpan bytes, std::string_view text) {
 constexpr std::size_t FormOffset = RiffHeaderBytes;
 constexpr std::int64_t FirstChunk = 12;
 constexpr std::size_t ChunkHeaderBytes = 8;
-// The header, and the first chunk up to the number of the version.
+// The header, and the first chunk up to its version number.
 constexpr std::size_t RiffPrefixBytes = 22;
 constexpr std::uint32_t SmallestRiff = 256;
 constexpr int MostChunks = 0x100000;
@@ -26,7 +26,7 @@ constexpr int MostChunks = 0x100000;
 bool IsForm(ByteSpan form) {
     const std::uint8_t version = form[3];
     const bool isVersion = version == ' ' || (version >= '3' && version <= '9') || (version >= 'A' && version <= 'Z');
-    // A right-to-left edition spells it small.
+    // A right-to-left edition writes it in lower case.
     return BeginsWith(form, "cdr8") || (isVersion && (BeginsWith(form, "CDR") || BeginsWith(form, "CDT")));
 }
 
@@ -34,11 +34,11 @@ bool IsTag(ByteSpan bytes) {
     return std::ranges::all_of(bytes.first(4), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
 }
 
-// What a drawing of a known version begins with; one of version 3 may begin with anything but a clip art's contents.
+// The first chunk of each version. Version 3 may begin with anything but the contents of clip art.
 bool IsFirstChunk(ByteSpan chunk, bool isVersion3) {
     const auto length = LoadLittle<std::uint32_t>(chunk, 4);
     if (BeginsWith(chunk, "vrsn")) {
-        // A hundred times the version.
+        // The version times 100.
         const auto version = LoadLittle<std::uint16_t>(chunk, ChunkHeaderBytes);
         return length == 2 && version >= 300 && version <= 1399;
     }
@@ -56,7 +56,7 @@ bool OpensRiff(ByteSpan sector) {
            IsFirstChunk(sector.subspan(FirstChunk), sector[FormOffset + 3] == ' ');
 }
 
-// The chunks lead to the end, or break off behind those that every drawing has.
+// The chunks lead to the end, or break off after those that every drawing has.
 bool ChunksLeadTo(FileWindow& file, std::int64_t end) {
     bool hasVersion = false;
     bool hasList = false;
@@ -87,12 +87,12 @@ std::optional<std::int64_t> EndOfRiff(FileWindow& file) {
 // ---- ZIP ----
 
 constexpr auto LocalMark = PatternOf("PK\x03\x04");
-// A descriptor's checksum and sizes, behind a signature that may be missing.
+// A data descriptor: checksum and sizes, after an optional signature.
 constexpr std::int64_t DescriptorBytes = 12;
 constexpr std::int64_t SignatureBytes = 4;
 constexpr std::size_t ZipPrefixBytes = 100;
 constexpr int MostRecords = 0x20000;
-// What it takes to look at a record, in bytes that could be read meanwhile.
+// The cost of looking at a record, counted in bytes read.
 constexpr std::int64_t RecordCost = 1024;
 
 bool OpensPackage(ByteSpan sector) {
@@ -102,7 +102,7 @@ bool OpensPackage(ByteSpan sector) {
     const std::size_t nameBytes = LoadLittle<std::uint16_t>(sector, ZipLocalHeader::NameLength);
     const std::size_t extraBytes = LoadLittle<std::uint16_t>(sector, ZipLocalHeader::ExtraLength);
     const ByteSpan name = sector.subspan(ZipLocalHeader::Bytes);
-    // Packages of the first version that wrote them have no media type.
+    // Packages of version X4, the first to write them, have no media type.
     constexpr std::string_view drawing = "content/riffData.cdr";
     if (nameBytes == drawing.size()) {
         return BeginsWith(name, drawing);
@@ -120,7 +120,7 @@ bool OpensPackage(ByteSpan sector) {
     return std::ranges::any_of(drawings, [content](std::string_view type) { return BeginsWith(content, type); });
 }
 
-std::optional<std::int64_t> BehindMember(FileWindow& file, std::int64_t start) {
+std::optional<std::int64_t> EndOfMember(FileWindow& file, std::int64_t start) {
     const ByteSpan header = file.At(start, ZipLocalHeader::Bytes);
     if (header.empty()) {
         return std::nullopt;
@@ -152,7 +152,7 @@ std::optional<std::int64_t> EndOfPackage(FileWindow& file) {
                                                   LoadLittle<std::uint16_t>(record, ZipEndRecord::CommentLength));
         }
         if (signature == ZipSignature::LocalHeader) {
-            at = BehindMember(file, *at);
+            at = EndOfMember(file, *at);
         } else if (signature == ZipSignature::CentralHeader) {
             at = BehindZipEntry(file, *at);
         } else {

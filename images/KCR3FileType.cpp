@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t SmallestFirstBox = 16;
 constexpr std::uint32_t LargestFirstBox = 64;
 
-// The second box and, first in it, the maker's, whose first one in turn says what the file is.
+// The second box begins with Canon's own box, whose first box says what the file is.
 constexpr auto Movie = PatternOf("moov");
 constexpr auto MakersBox = PatternOf("uuid\x85\xC0\xB6\x87\x82\x0F\x11\xE0\x81\x11\xF4\xCE\x46\x2B\x6A\x48");
 constexpr auto StillPicture = PatternOf("CNCVCanonCR3");

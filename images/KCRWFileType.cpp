@@ -13,11 +13,11 @@ namespace {
 
 constexpr std::int64_t HeapStart = 0x1A;
 
-// Pictures of these cameras have 2 to 12 MiB.
+// These cameras write 2 to 12 MiB a picture.
 constexpr std::int64_t SearchBytes = 0x2000000;
 constexpr std::size_t ReadAheadBytes = 0x10000;
 
-// A directory is a count, its entries, and its own offset in the heap.
+// A directory is a count, the entries, and the directory's own offset in the heap.
 constexpr std::size_t FewestEntries = 2;
 constexpr std::size_t MostEntries = 32;
 constexpr std::size_t CountBytes = 2;
@@ -29,7 +29,7 @@ constexpr std::size_t MostDirectoryBytes = DirectoryBytes(MostEntries);
 constexpr std::uint16_t RawTag = 0x2005;
 constexpr std::uint16_t JpegTag = 0x2007;
 constexpr std::uint16_t PropertiesTag = 0x300A;
-// These bits are clear if the value stands in the heap.
+// These bits are clear if the value is in the heap.
 constexpr std::uint16_t PlaceBits = 0xC000;
 
 struct Extent {
@@ -37,7 +37,7 @@ struct Extent {
     std::uint64_t end;
 };
 
-// `entries` is all of a directory's; the values stand in the heap's first `heapBytes`, none in another.
+// `entries` are all entries of a directory. Their values must lie in the heap's first `heapBytes` without overlapping.
 bool IsRoot(ByteSpan entries, std::uint64_t heapBytes) {
     std::array<Extent, MostEntries> extents{};
     std::size_t count = 0;
@@ -67,8 +67,8 @@ bool IsRoot(ByteSpan entries, std::uint64_t heapBytes) {
     return hasPicture && hasProperties;
 }
 
-// Offset in `bytes` of the end of the root directory. `start` is the bytes' own offset in the file. The places where
-// one could begin are few in pictures, and cost more than others.
+// Offset in `bytes` of the end of the root directory. `start` is the file offset of `bytes`. Few places in a picture
+// look like the start of a directory, and those are charged extra.
 std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, Budget& budget) {
     constexpr std::int64_t placeCost = 64;
     const auto entriesAt = [bytes](std::size_t place) {
@@ -93,8 +93,8 @@ std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, Budge
     return root ? std::optional(*root + DirectoryBytes(entriesAt(*root))) : std::nullopt;
 }
 
-// Programs that add the trailer later put a pad byte in front of one of odd length.
-std::int64_t BehindTrailer(KFileSimulator& reader, std::int64_t end) {
+// Programs that add the trailer later put a pad byte before it if its length is odd.
+std::int64_t EndOfTrailer(KFileSimulator& reader, std::int64_t end) {
     for (const std::int64_t start : {end, end + 1}) {
         if (const std::int64_t behind = CanonTrailer::EndBehind(reader, start); behind != start) {
             return behind;
@@ -103,9 +103,9 @@ std::int64_t BehindTrailer(KFileSimulator& reader, std::int64_t end) {
     return end;
 }
 
-// The bytes in front of the next picture's header, which stands at a sector's start and in no picture. `start` is the
-// bytes' own offset in the file.
-ByteSpan InFrontOfNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t sectorSize) {
+// The bytes before the next picture's header, which is at a sector start and never inside a picture. `start` is the
+// file offset of `bytes`.
+ByteSpan BeforeNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t sectorSize) {
     const std::int64_t first = std::max((start + sectorSize - 1) / sectorSize, std::int64_t{1}) * sectorSize - start;
     for (auto at = static_cast<std::size_t>(first); at < bytes.size(); at += static_cast<std::size_t>(sectorSize)) {
         if (StartsWith(bytes.subspan(at), KCRWFileType::Signature)) {
@@ -122,19 +122,19 @@ std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
     const std::int64_t limit = std::min(SearchBytes, MediumSize(candidate.block));
     KFileSimulator reader(&candidate.block, candidate.startSector, static_cast<std::uint64_t>(Identity.maxSize));
     std::vector<std::uint8_t> ahead(ReadAheadBytes);
-    // A directory may begin in one piece and end in the next.
+    // A directory may straddle two pieces.
     constexpr auto step = static_cast<std::int64_t>(ReadAheadBytes - MostDirectoryBytes);
     bool goesOn = true;
     for (std::int64_t start = 0; goesOn && start < limit && !memory_.IsExhausted(); start += step) {
         memory_.Charge(ReadAheadBytes);
         reader.Seek(start);
-        // Where not all can be read, a picture may end in what can.
+        // If the piece cannot be read whole, the picture may end in the readable part.
         reader.Read(ahead.data(), ReadAheadBytes);
         const ByteSpan wasRead = ByteSpan(ahead).first(static_cast<std::size_t>(reader.Tell() - start));
-        const ByteSpan bytes = InFrontOfNextHeader(wasRead, start, candidate.block.sectorSize);
+        const ByteSpan bytes = BeforeNextHeader(wasRead, start, candidate.block.sectorSize);
         goesOn = bytes.size() == ReadAheadBytes;
         if (const std::optional<std::size_t> rootEnd = FindRootEnd(bytes, start, memory_)) {
-            return BehindTrailer(reader, start + static_cast<std::int64_t>(*rootEnd));
+            return EndOfTrailer(reader, start + static_cast<std::int64_t>(*rootEnd));
         }
     }
     return std::nullopt;

@@ -6,8 +6,8 @@
 #include "frame/read/Budget.h"
 #include "frame/scan/RememberingScanner.h"
 
-/// Canon camera raws of the years before CR2: a heap of values and, behind all of them, the directory that names them.
-/// Source: Canon, CIFF Specification on Image Data File, version 1.0.
+/// Canon camera raws from before CR2: a heap of values, and at its end the directory that lists them. Source: Canon,
+/// CIFF Specification on Image Data File, version 1.0.
 class KCRWFileType final : public RememberingScanner<KCRWFileType, Budget> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Crw];

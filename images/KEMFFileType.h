@@ -11,6 +11,6 @@ public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Emf];
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf(" EMF"), 40);
     static constexpr std::int64_t MinReportLength = 256;
-    /// Metafiles with photographs are larger than the cap; their end is known all the same.
+    /// Metafiles with photographs exceed the cap, but their end is known.
     static constexpr std::int64_t WalkLimit = 0x10000000;
 };

@@ -12,6 +12,6 @@ public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Gif];
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("GIF8"));
     static constexpr std::int64_t MinReportLength = 256;
-    /// Long animations are larger than the cap; their end is known all the same.
+    /// Long animations exceed the cap, but their end is known.
     static constexpr std::int64_t WalkLimit = 0x4000000;
 };

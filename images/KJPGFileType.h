@@ -9,5 +9,7 @@ class KJPGFileType final : public JpegFileType<KJPGFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::JpegGraphics];
 
-    std::int32_t IsHeaderSector(const std::uint8_t* sector, std::int32_t length, std::int32_t* unused) override;
+    std::int32_t IsHeaderSector(const std::uint8_t* sector, std::int32_t length, std::int32_t* /*unused*/) override {
+        return OpensWithSegment(sector, length, PatternOf("JFIF"), PatternOf("Photoshop")) ? 1 : 0;
+    }
 };

@@ -3,7 +3,7 @@
 namespace {
 
 constexpr auto DimensionsMark = PatternOf("\0PRD");
-// Behind this one stand the metadata.
+// The metadata block's own header, which its length does not count.
 constexpr std::uint32_t BlockHeadBytes = 8;
 
 constexpr std::size_t MetadataLength = 4;
@@ -21,6 +21,6 @@ std::optional<std::int64_t> KMRWFileType::Measure(const Candidate& candidate) {
     const std::uint64_t pixelBits = std::uint64_t{LoadBig<std::uint16_t>(header, SensorHeight)} *
                                     LoadBig<std::uint16_t>(header, SensorWidth) * header[BitsPerPixel];
     const std::uint64_t size = LoadBig<std::uint32_t>(header, MetadataLength) + (pixelBits + 7) / 8 + BlockHeadBytes;
-    // The sum is kept in 32 bits and turns negative from 2 GiB on, which is no size.
+    // A 32-bit sum: 2 GiB and more turn negative, which is no size.
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(size));
 }

@@ -5,8 +5,8 @@
 
 #include "frame/scan/MeasuringScanner.h"
 
-/// Minolta raws: a block "MRM" of metadata, which begins with the block "PRD" of picture dimensions, and the pixels
-/// behind it. All numbers are big-endian.
+/// Minolta raws: a block "MRM" of metadata, which begins with the block "PRD" of picture dimensions, and then the
+/// pixels. All numbers are big-endian.
 class KMRWFileType final : public MeasuringScanner<KMRWFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mrw];
@@ -15,6 +15,6 @@ public:
     static constexpr std::int64_t MinReportLength = 0;
 
     static bool IsHeader(ByteSpan sector);
-    /// Negative where the header gives no size.
+    /// Negative if the header gives no size.
     static std::optional<std::int64_t> Measure(const Candidate& candidate);
 };

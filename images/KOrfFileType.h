@@ -6,8 +6,8 @@
 #include "frame/scan/MeasuringScanner.h"
 #include "images/TiffFields.h"
 
-/// Olympus raws: a TIFF structure under a mark of its own. The size is the end of the embedded JPEG that the first
-/// directory names.
+/// Olympus raws: TIFF with a signature of its own. The size is the end of the embedded JPEG named by the first
+/// directory.
 class KOrfFileType final : public MeasuringScanner<KOrfFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Orf];
@@ -18,7 +18,7 @@ public:
 
     std::int32_t Reset() override;
 
-    /// Negative if it is no such file, or has no size.
+    /// Negative if this is no such file, or if it has no size.
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:

@@ -5,7 +5,7 @@
 #include "formats/PictureWalks.h"
 #include "images/FormatScanner.h"
 
-/// Photoshop pictures, which end with the picture of all layers merged. Source: Adobe Photoshop File Formats
+/// Photoshop pictures, which end with the merged picture of all layers. Source: Adobe Photoshop File Formats
 /// Specification, "Photoshop File Format".
 class KPSDFileType final : public FormatScanner<KPSDFileType, PsdPicture> {
 public:
@@ -14,6 +14,6 @@ public:
     /// The header and the length of the colour mode data.
     static constexpr std::size_t MinSectorBytes = 30;
     static constexpr std::int64_t MinReportLength = 256;
-    /// Large documents pass the cap by far.
+    /// Large documents far exceed the cap.
     static constexpr std::int64_t WalkLimit = std::int64_t{1} << 38;
 };

@@ -15,6 +15,6 @@ public:
         SectorFilterOf(PatternOf("\xD7\xCD\xC6\x9A")),
         SectorFilterOf(PatternOf("\1\0\x09\0")).Common(SectorFilterOf(PatternOf("\2\0\x09\0")))};
     static constexpr std::int64_t MinReportLength = 256;
-    /// Metafiles with large bitmaps are larger than the cap; their end is known all the same.
+    /// Metafiles with large bitmaps exceed the cap, but their end is known.
     static constexpr std::int64_t WalkLimit = 0x4000000;
 };

@@ -8,7 +8,7 @@
 
 #include "frame/scan/MeasuringScanner.h"
 
-/// A type of which only the start is known: every sector that begins with `Self::Mark` is reported with size 0.
+/// A type with a known start only: every sector that begins with `Self::Mark` is reported with size 0.
 template <class Self, std::int32_t Index>
 class StartOnlyFileType : public MeasuringScanner<Self> {
 public:
@@ -20,11 +20,11 @@ public:
         return std::memcmp(sector.data(), Self::Mark.data(), std::min(MinSectorBytes, Self::Mark.size())) == 0;
     }
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        // The mark may be longer than the sector.
+        // The mark may be longer than a sector.
         return StartsWith(candidate.RestOfBlock(), Self::Mark) ? 0 : NotReported;
     }
 
-    /// The bytes of the mark by which a sector is known.
+    /// The part of the mark that the filter looks at.
     static auto Filter() { return SectorFilterOf(Self::Mark); }
 
 private:
