@@ -9,11 +9,11 @@
 namespace {
 
 constexpr auto Header = PatternOf("<!DOCTYPE NETSCAPE-Bookmark-file-1>");
-// The header's line is followed by at least this much of the file, in bytes from the start.
+// The shortest file with a bookmark in it, in bytes.
 constexpr std::size_t MinHeaderBytes = 49;
 
-constexpr BytePattern Tail = BytePatternOf<"</DL><p>">();
-// As many bytes behind the tail decide whether the text goes on.
+constexpr BytePattern Footer = BytePatternOf<"</DL><p>">();
+// How many bytes after the footer are checked for more text.
 constexpr std::size_t FollowingBytes = 4;
 
 }  // namespace
@@ -23,14 +23,14 @@ bool CFireFoxBookmarkType::IsHeader(ByteSpan sector) {
 }
 
 std::optional<std::size_t> CFireFoxBookmarkType::FindEnd(ByteSpan sector) {
-    // A tail counts only if it and the bytes behind it end before the sector's last byte.
+    // The footer and the checked bytes must end before the sector's last byte.
     if (sector.size() <= FollowingBytes + 1) {
         return std::nullopt;
     }
     const ByteSpan searched = sector.first(sector.size() - FollowingBytes - 1);
-    std::optional<std::size_t> start = Tail.FindIn(searched);
-    for (; start; start = Tail.FindIn(searched, *start + 1)) {
-        const std::size_t end = *start + Tail.size();
+    std::optional<std::size_t> start = Footer.FindIn(searched);
+    for (; start; start = Footer.FindIn(searched, *start + 1)) {
+        const std::size_t end = *start + Footer.size();
         if (!std::ranges::all_of(sector.subspan(end, FollowingBytes), IsTextByte)) {
             return end;
         }

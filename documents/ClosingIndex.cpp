@@ -8,7 +8,7 @@
 
 namespace {
 
-// A key: so many of the bytes in front of the two hyphens. The longest that a boundary has decides.
+// Keys are the last bytes before the two hyphens, in these lengths. The longest one that a boundary fills is looked up.
 constexpr std::array<std::size_t, 3> KeyLengths{20, 6, 3};
 constexpr std::size_t LongKey = KeyLengths[0];
 constexpr std::size_t Hyphens = 2;
@@ -21,7 +21,7 @@ ByteSpan KeyOf(ByteSpan closing) {
     return front.last(*length);
 }
 
-// Two independent numbers below 4096.
+// Two independent hashes below 4096.
 std::array<std::size_t, 2> NumbersOf(ByteSpan key) {
     std::uint64_t value = key.size();
     for (const std::uint8_t byte : key) {
@@ -38,9 +38,9 @@ std::array<std::size_t, 2> NumbersOf(ByteSpan key) {
 void ClosingIndex::Prepare(std::int64_t reach) {
     bits_.assign(Words * Groups, 0);
     groupAt_.fill(-1);
-    entered_ = 0;
+    indexedTo_ = 0;
     reach_ = reach;
-    // Some groups are left for what lies on both sides of the reach.
+    // Some groups are spare, for what lies just outside the reach.
     constexpr auto pages = static_cast<std::int64_t>(Groups - 4) * PagesInGroup;
     pageBytes_ = MinPageBytes;
     while (pageBytes_ < reach / pages + 1) {
@@ -50,13 +50,13 @@ void ClosingIndex::Prepare(std::int64_t reach) {
 
 Gap::Step ClosingIndex::Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
                                std::int64_t end) {
-    // Pages count where the hyphens at the end stand.
+    // A text belongs to the page that its closing hyphens are in.
     const auto front = static_cast<std::int64_t>(closing.size() - Hyphens);
     const std::int64_t page = (at + front) / pageBytes_;
     const std::int64_t stop = std::min(end, (page + 1) * pageBytes_ - front);
-    // Later searches may look for shorter texts from here on.
-    entered_ = std::max(entered_, at + static_cast<std::int64_t>(MinClosing - Hyphens));
-    Enter(file, base, stop + front);
+    // Later searches from here on may look for shorter texts.
+    indexedTo_ = std::max(indexedTo_, at + static_cast<std::int64_t>(MinClosing - Hyphens));
+    IndexUpTo(file, base, stop + front);
     const std::uint64_t pages = PagesFrom(page, KeyOf(closing));
     if ((pages & 1U) != 0) {
         const std::int64_t lastEnd = stop - 1 + static_cast<std::int64_t>(closing.size());
@@ -65,42 +65,42 @@ Gap::Step ClosingIndex::Search(ByteSpan closing, FileWindow& file, std::int64_t 
         }
         return {stop, false};
     }
-    // The pages behind it are passed over with it as far as they are entered.
+    // Skips the pages after it too, as far as they are indexed.
     const std::int64_t without = std::min<std::int64_t>(std::countr_zero(pages), PagesInGroup - page % PagesInGroup);
-    const std::int64_t passed = std::clamp<std::int64_t>(entered_ / pageBytes_ - page, 1, without);
+    const std::int64_t passed = std::clamp<std::int64_t>(indexedTo_ / pageBytes_ - page, 1, without);
     return {std::min(end, (page + passed) * pageBytes_ - front), false};
 }
 
-// Enters at least the places before `to`, as far as the file can be read.
-void ClosingIndex::Enter(FileWindow& file, std::int64_t base, std::int64_t to) {
+// Indexes at least the places before `to`, as far as the file can be read.
+void ClosingIndex::IndexUpTo(FileWindow& file, std::int64_t base, std::int64_t to) {
     constexpr std::size_t around = LongKey + Hyphens;
-    while (entered_ < to) {
-        const ByteSpan bytes = file.From(entered_ - static_cast<std::int64_t>(LongKey) - base, around);
+    while (indexedTo_ < to) {
+        const ByteSpan bytes = file.From(indexedTo_ - static_cast<std::int64_t>(LongKey) - base, around);
         if (bytes.size() < around) {
             return;
         }
-        EnterPlaces(bytes);
-        entered_ += static_cast<std::int64_t>(bytes.size() - around) + 1;
+        IndexPlaces(bytes);
+        indexedTo_ += static_cast<std::int64_t>(bytes.size() - around) + 1;
     }
 }
 
-// The first byte stands as many places in front of the first place to enter as the long key has.
-void ClosingIndex::EnterPlaces(ByteSpan bytes) {
+// `bytes` begins one long key before the first place to index.
+void ClosingIndex::IndexPlaces(ByteSpan bytes) {
     const auto isHyphen = [](const std::uint8_t* place) {
         return static_cast<std::uint8_t>((place[0] ^ std::uint8_t{'-'}) | (place[1] ^ std::uint8_t{'-'}));
     };
     const auto enter = [&](std::size_t place) {
-        const std::int64_t page = (entered_ + static_cast<std::int64_t>(place - LongKey)) / pageBytes_;
+        const std::int64_t page = (indexedTo_ + static_cast<std::int64_t>(place - LongKey)) / pageBytes_;
         const ByteSpan front = bytes.first(place);
         for (const std::size_t length : KeyLengths) {
-            EnterKey(page, front.last(length));
+            AddKey(page, front.last(length));
         }
-        return false;  // go on with the next place
+        return false;  // keep searching
     };
     FindPlace(bytes.data(), LongKey, bytes.size() - 1, isHyphen, enter);
 }
 
-void ClosingIndex::EnterKey(std::int64_t page, ByteSpan key) {
+void ClosingIndex::AddKey(std::int64_t page, ByteSpan key) {
     const std::int64_t group = page / PagesInGroup;
     const std::size_t place = static_cast<std::size_t>(group) % Groups;
     const auto words = bits_.begin() + static_cast<std::ptrdiff_t>(place * Words);
@@ -117,7 +117,7 @@ std::uint64_t ClosingIndex::PagesFrom(std::int64_t page, ByteSpan key) const {
     const std::int64_t group = page / PagesInGroup;
     const std::size_t place = static_cast<std::size_t>(group) % Groups;
     if (groupAt_[place] != group) {
-        return 0;  // no two hyphens in it
+        return 0;  // no two hyphens in this group
     }
     const auto [first, second] = NumbersOf(key);
     return (bits_[place * Words + first] & bits_[place * Words + second]) >> (page % PagesInGroup);

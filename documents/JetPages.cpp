@@ -7,7 +7,7 @@ namespace {
 // Data, table, two kinds of index, usage map, and two of freed pages and long values.
 bool IsPageType(std::uint8_t type) { return (type >= 1 && type <= 5) || type == 8 || type == 9; }
 
-// What it costs to decrypt a byte, and to make ready for it.
+// The cost of decrypting a byte and of setting up the cipher, counted in bytes read.
 constexpr std::int64_t CipherByteWork = 16;
 constexpr std::int64_t CipherKeyWork = 0x1000;
 
@@ -37,7 +37,7 @@ JetPages::Look JetPages::LookAt(std::int64_t number) {
     std::uint8_t type = stored[0];
     std::uint8_t mark = stored[1];
     if (key_ != 0) {
-        // Two bytes tell; the rest of the page need not be decrypted.
+        // Two bytes are enough, so the rest of the page need not be decrypted.
         Rc4 cipher = CipherOf(number);
         type ^= cipher.Next();
         mark ^= cipher.Next();
@@ -45,14 +45,14 @@ JetPages::Look JetPages::LookAt(std::int64_t number) {
     if (mark == 1 && IsPageType(type)) {
         return Look::Marked;
     }
-    // A page that was never written is zeros as it is stored, one that was written empty is so decrypted.
+    // A page that was never written is stored as zeros; one that was written empty decrypts to zeros.
     const bool isZeros = IsZeros(stored) || (key_ != 0 && type == 0 && IsZeros(Plain(number)));
     return isZeros ? Look::Zeros : Look::Foreign;
 }
 
 ByteSpan JetPages::Stored(std::int64_t number) {
     const std::int64_t offset = number * static_cast<std::int64_t>(pageBytes_);
-    // Pieces begin at multiples of their length, so that walks backwards read every piece once, too.
+    // Pieces are aligned to their length, so that backward walks read each piece once too.
     file_.From(offset - offset % static_cast<std::int64_t>(FileWindow::PieceBytes), FileWindow::PieceBytes);
     return file_.At(offset, pageBytes_);
 }

@@ -12,7 +12,7 @@ class JetPages {
 public:
     static constexpr std::int64_t LargestFile = std::int64_t{1} << 31U;
 
-    /// A key of 0: the pages are plain. `pageBytes` is 2048 or 4096.
+    /// A key of 0 means plain pages. `pageBytes` is 2048 or 4096.
     JetPages(FileWindow& file, std::size_t pageBytes, std::uint32_t key)
         : file_(file), pageBytes_(pageBytes), key_(key) {}
 
@@ -20,10 +20,10 @@ public:
     /// How many pages the largest file has.
     std::int64_t MostPages() const { return LargestFile / static_cast<std::int64_t>(pageBytes_); }
 
-    /// A page's plain bytes; empty if it cannot be shown. Valid until the next call of any function.
+    /// A page's decrypted bytes; empty if it cannot be read. Valid until the next call of any function.
     ByteSpan Plain(std::int64_t number);
 
-    /// What a page looks like: it begins as the pages of a database do, it is all zeros, or neither.
+    /// What a page looks like: it begins like a database page, is all zeros, or neither.
     enum class Look { Marked, Zeros, Foreign };
     Look LookAt(std::int64_t number);
 

@@ -7,7 +7,7 @@ namespace {
 constexpr auto DirectoryMagic = PatternOf("ITSP");
 constexpr auto FirstGuid = PatternOf("\x10\xFD\x01\x7C\xAA\x7B\xD0\x11\x9E\x0C\x00\xA0\xC9\x22\xE6\xEC");
 constexpr auto SecondGuid = PatternOf("\x11\xFD\x01\x7C\xAA\x7B\xD0\x11\x9E\x0C\x00\xA0\xC9\x22\xE6\xEC");
-// The compiler of Free Pascal writes the first one a second time.
+// The Free Pascal compiler writes the first one twice.
 constexpr std::size_t FirstGuidPlace = 0x18;
 constexpr std::size_t SecondGuidPlace = 0x28;
 constexpr std::uint32_t OldVersion = 2;
@@ -24,7 +24,7 @@ constexpr std::uint64_t LargestFile = std::uint64_t{1} << 31U;
 struct Header {
     std::uint64_t sizeSection;
     std::uint64_t directory;
-    // Behind the directory; the content begins there or later.
+    // The end of the directory; the content begins there or later.
     std::uint64_t directoryEnd;
     std::uint64_t content;
 };

@@ -5,8 +5,8 @@
 
 #include "frame/scan/WalkingScanner.h"
 
-/// Compiled HTML Help: the first section behind the header states the file's size.
-/// Source: P. Wise and J. Cooke, Unofficial (Preliminary) HTML Help Specification.
+/// Compiled HTML Help: the first section after the header has the file's size. Source: P. Wise and J. Cooke, Unofficial
+/// (Preliminary) HTML Help Specification.
 class KCHMFileType final : public WalkingScanner<KCHMFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Chm];

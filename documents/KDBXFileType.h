@@ -13,5 +13,13 @@ public:
     static constexpr std::size_t MinSectorBytes = 128;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static std::optional<std::int64_t> Measure(const Candidate& candidate);
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        // Where the last segment begins, and the bytes from there to the file's end.
+        constexpr std::size_t lastSegment = 124;
+        constexpr std::uint32_t bytesAfter = 4096;
+        // A 32-bit sum: 2 GiB and more turn negative, which is no size.
+        const auto size =
+            static_cast<std::int32_t>(LoadLittle<std::uint32_t>(candidate.sector, lastSegment) + bytesAfter);
+        return size != 0 ? std::optional<std::int64_t>(size) : std::nullopt;
+    }
 };

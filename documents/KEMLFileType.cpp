@@ -14,16 +14,16 @@ constexpr std::int32_t MaxSectorBytes = 2048;
 
 constexpr auto FirstLine = PatternOf("Received:");
 constexpr BytePattern LaterLine = BytePatternOf<"\r\nReceived:">();
-// A later line's break begins at one of as many offsets.
+// The line break before a later line begins within this many bytes.
 constexpr std::size_t LaterLineReach = 256;
 
-// Wherever the line stands, "ce" or "ei" of it stands at an even offset. Looking for both at once, by the bits that
-// they share, at half as many places as the line could begin at, costs less than searching for it in every sector.
+// Either "ce" or "ei" of the line is at an even offset. Looking for both at once, by the bits they share, takes half as
+// many comparisons and is faster than searching every sector for the line.
 bool MayHoldLaterLine(const std::uint8_t* sector) {
     constexpr auto atEven = std::bit_cast<std::uint16_t>(Pattern<2>{'c', 'e'});
     constexpr auto atOdd = std::bit_cast<std::uint16_t>(Pattern<2>{'e', 'i'});
     constexpr auto shared = static_cast<std::uint16_t>(~(atEven ^ atOdd));
-    // From the sector's start on, and a few more places than the line reaches, so that they are whole aligned vectors.
+    // Some more pairs than the line can reach, to fill whole vectors.
     constexpr std::size_t pairs = 136;
     static_assert(2 * pairs >= LaterLineReach - 1 + LaterLine.size());
     static_assert(2 * pairs <= MinSectorBytes);
@@ -31,7 +31,7 @@ bool MayHoldLaterLine(const std::uint8_t* sector) {
     for (std::size_t i = 0; i < pairs; ++i) {
         std::uint16_t pair = 0;
         std::memcpy(&pair, sector + 2 * i, sizeof(pair));
-        // All ones, as vector compares give.
+        // All ones, as from a vector comparison.
         const auto isFound = static_cast<std::uint16_t>(-static_cast<int>((pair & shared) == (atEven & shared)));
         found = static_cast<std::uint16_t>(found | isFound);
     }
@@ -80,7 +80,7 @@ void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     });
 }
 
-// The test of the start takes the last message's bytes for sectors; the one of the end decides.
+// The start is compared as if the last message's bytes were sectors; the end decides.
 bool KEMLFileType::LiesInLast(std::int64_t startSector, std::int64_t size, std::int32_t sectorSize) const {
     const std::uint64_t distance = static_cast<std::uint64_t>(startSector) - static_cast<std::uint64_t>(lastStart_);
     const auto lastEnd =

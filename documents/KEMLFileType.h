@@ -5,13 +5,13 @@
 #include "documents/MailEnd.h"
 #include "frame/scan/FileTypeBase.h"
 
-/// Single mail messages, which begin with the line of the last server that handed them on. Sources: RFC 5322, section
+/// Single mail messages, which begin with the line of the last server that relayed them. Sources: RFC 5322, section
 /// 3.6.7; RFC 2046, section 5.1.1.
 class KEMLFileType final : public RunStateFileType<KEMLFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Eml];
 
-    /// The last message reported outlives the scan.
+    /// The last reported message is kept.
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
@@ -19,7 +19,7 @@ private:
     static bool IsHeader(ByteSpan sector);
     bool LiesInLast(std::int64_t startSector, std::int64_t size, std::int32_t sectorSize) const;
 
-    // The last message reported: its sector and its length in bytes.
+    // The last reported message: its start sector, and its length in bytes.
     std::int64_t lastStart_ = 0;
     std::int64_t lastSize_ = 0;
     MailEndSearch ends_;

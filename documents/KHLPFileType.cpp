@@ -8,7 +8,7 @@ constexpr std::size_t HeaderBytes = 16;
 constexpr std::uint32_t NoFreeBlock = 0xFFFFFFFF;
 constexpr std::int64_t SmallestFile = 64;
 
-// An internal file begins with the bytes reserved for it (with this head), those in use, and a flag byte.
+// An internal file begins with its reserved bytes (this header included), its used bytes, and a flag byte.
 constexpr std::size_t BlockHeadBytes = 9;
 constexpr auto TreeMagic = PatternOf(";)");
 constexpr std::size_t TreeHeadBytes = 38;
@@ -19,7 +19,7 @@ std::int16_t LoadSigned16(ByteSpan bytes, std::size_t offset) {
     return static_cast<std::int16_t>(LoadLittle<std::uint16_t>(bytes, offset));
 }
 
-// True if the directory, of which the block's and the tree's heads are given, fits in `room` bytes.
+// True if the directory with these block and tree headers fits into `room` bytes.
 bool IsDirectory(ByteSpan heads, std::int64_t room) {
     const std::int64_t reserved = LoadLittle<std::uint32_t>(heads, 0);
     const std::int64_t used = LoadLittle<std::uint32_t>(heads, 4);

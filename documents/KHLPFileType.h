@@ -5,8 +5,8 @@
 
 #include "frame/scan/WalkingScanner.h"
 
-/// Windows Help files: the header gives the file's size and the place of a directory, a tree of names, that proves it.
-/// Sources: M. Winterhoff, Windows Help File Format; the magic data of file(1).
+/// Windows Help files: the header gives the file's size and the place of a directory (a tree of names), which confirms
+/// it. Sources: M. Winterhoff, Windows Help File Format; the magic data of file(1).
 class KHLPFileType final : public WalkingScanner<KHLPFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Hlp];

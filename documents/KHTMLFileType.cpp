@@ -12,7 +12,7 @@ namespace {
 
 using Word = std::u16string_view;
 
-// How much may be appended behind the root's end, in bytes.
+// How much may be appended after the root's end, in bytes.
 constexpr std::int64_t AppendedLimit = 0x10000;
 // In characters.
 constexpr int LeadingWhite = 64;
@@ -23,16 +23,16 @@ class PageWalk {
 public:
     PageWalk(MarkupReader& text, const PageStart& start) : text_(text), start_(start) {}
 
-    // Goes on behind markup that was followed from an earlier page's start, which has no end of a page in it.
-    void GoOnAt(std::int64_t at) {
+    // Continues after markup that was followed for an earlier page and has no page end in it.
+    void ContinueAt(std::int64_t at) {
         text_.GoTo(at);
         hasRoot_ = true;
     }
 
-    // Where Run() has seen what ends the page, or stopped looking.
+    // Where Run() saw what ends the page, or stopped looking.
     std::int64_t DecidedAt() const { return decidedAt_; }
 
-    // Gives the page's length.
+    // The page's length.
     std::optional<std::int64_t> Run() {
         while (text_.SkipToTag()) {
             decidedAt_ = text_.At();
@@ -40,7 +40,7 @@ public:
                 return EndOfText(*next);
             }
             if (TakeEndTag()) {
-                return EndBehindRoot();
+                return EndAfterRoot();
             }
             hasRoot_ = hasRoot_ || text_.StandsName(u"<html", true);
             hasBody_ = hasBody_ || text_.StandsName(u"</body", true);
@@ -51,10 +51,10 @@ public:
     }
 
 private:
-    // Where the text ends without an end tag that is one for sure, or the next page begins.
+    // The page's end if the text ends, or the next page begins, before a certain end tag.
     std::optional<std::int64_t> EndOfText(std::int64_t end) {
         if (text_.At() == end && !text_.IsZeroUpTo(SectorEnd(end))) {
-            // What fills the sector up is not this page's, and may begin like the rest of a string.
+            // The slack of the sector is not this page's, and may begin like the rest of a string.
             if (stringEnd_) {
                 return EndOfWhite(text_, *stringEnd_);
             }
@@ -65,19 +65,18 @@ private:
         return start_.isSure || hasBody_ ? std::optional(end) : std::nullopt;
     }
 
-    bool StandsDocument() {
+    bool IsAtDocument() {
         return StandsHtmlType(text_) || StandsXmlDeclaration(text_) || text_.StandsName(u"<html", true);
     }
 
-    // Where another page begins in front of this one's end. The root's tag may follow a document type at any place.
+    // Where another page begins before this one's end. The root's tag may come at any place after a document type.
     std::optional<std::int64_t> NextFile() {
         const std::optional<std::int64_t> start = text_.FileStartHere();
-        const bool isNext =
-            start.value_or(0) > 0 && StandsDocument() && (hasRoot_ || !text_.StandsName(u"<html", true));
+        const bool isNext = start.value_or(0) > 0 && IsAtDocument() && (hasRoot_ || !text_.StandsName(u"<html", true));
         return isNext ? start : std::nullopt;
     }
 
-    // The root's end tag, unless it is part of a string in a script or of a comment.
+    // True for the root's end tag, unless it is inside a script's string or a comment.
     bool TakeEndTag() {
         if (!text_.Take(start_.endTag, true)) {
             return false;
@@ -97,8 +96,8 @@ private:
         return !isComment;
     }
 
-    // The reader stands behind the root's end tag.
-    std::int64_t EndBehindRoot() {
+    // The reader is after the root's end tag.
+    std::int64_t EndAfterRoot() {
         if (const std::optional<std::int64_t> end = EndInSector()) {
             return *end;
         }
@@ -108,12 +107,12 @@ private:
         for (;;) {
             const std::int64_t whiteEnd = EndOfWhite(text_, itemEnd);
             if (text_.Peek() == MarkupReader::End) {
-                // What was appended is whole; elements that stay open are the rest of something else.
+                // Appended markup must be whole. Elements left open belong to something else.
                 const bool isWhole = (open_ == 0 || !hasInnerText_) && text_.At() < text_.Limit();
                 return isWhole ? whiteEnd : EndOfWhite(text_, end);
             }
-            if (text_.Peek() == '<' ? StandsDocument() : open_ == 0) {
-                // Markup up to the end of a sector is this file's; the next one holds another.
+            if (text_.Peek() == '<' ? IsAtDocument() : open_ == 0) {
+                // Markup up to the end of a sector is this file's; the next sector has another file.
                 return open_ == 0 && SectorEnd(whiteEnd) == whiteEnd ? whiteEnd : EndOfWhite(text_, end);
             }
             if (TakeEndTag()) {
@@ -126,7 +125,7 @@ private:
         }
     }
 
-    // Whatever stands between the root's end and zeros to the end of the sector.
+    // The end of whatever follows the root, if the sector's slack is zeros.
     std::optional<std::int64_t> EndInSector() {
         const std::int64_t from = text_.At();
         const std::int64_t to = SectorEnd(from);
@@ -173,14 +172,14 @@ private:
     bool hasRoot_ = false;
     bool hasBody_ = false;
     std::int64_t decidedAt_ = 0;
-    // The last end tag that looks like a string's part.
+    // The end of the last end tag that looks like part of a string.
     std::optional<std::int64_t> stringEnd_;
-    // Of what is appended behind the root: elements that are open, and whether one holds text.
+    // In the appended markup: how many elements are open, and whether one has text.
     std::int64_t open_ = 0;
     bool hasInnerText_ = false;
 };
 
-// The sector begins with at least so many bytes of text.
+// Whether enough bytes at the start of the sector are text.
 bool BeginsWithText(ByteSpan sector, const TextForm& form) {
     constexpr std::size_t minText = 64;
     std::size_t at = form.markBytes;
@@ -234,7 +233,7 @@ std::optional<std::int64_t> KHTMLFileType::Walk(FileWindow& file) {
         if (followed_.size) {
             return *followed_.size - offset_;
         }
-        walk.GoOnAt(std::max(followed_.to - offset_, text.At()));
+        walk.ContinueAt(std::max(followed_.to - offset_, text.At()));
     }
     const std::optional<std::int64_t> size = walk.Run();
     if (!isInPage || offset_ + walk.DecidedAt() > followed_.to) {

@@ -7,19 +7,19 @@
 #include "frame/bytes/BytePairs.h"
 #include "frame/scan/WalkingScanner.h"
 
-/// Begins a page's first tag behind its "<".
+/// Letters that a page's first tag may begin with, after "<".
 constexpr bool IsFirstLetter(char16_t c) {
     return std::u16string_view(u"!?hbmst").find(FoldLetter(c)) != std::u16string_view::npos;
 }
 
-/// Web pages: HTML by its document type or by its first tags, and XML documents of that type. A page ends with its
-/// `</html>` and what servers and editors append to that, or where the text ends. Bookmark files, which have a document
-/// type of their own, are none. Source: WHATWG, HTML Standard, sections 13.1 and 13.2; WHATWG, MIME Sniffing Standard,
-/// sections 3 and 7.1; W3C, XHTML 1.0, section 3.1.
+/// Web pages: HTML with its document type or first tags, and XHTML. A page ends with its `</html>` and whatever servers
+/// and editors append to it, or where the text ends. Bookmark files, which have a document type of their own, do not
+/// count. Source: WHATWG, HTML Standard, sections 13.1 and 13.2; WHATWG, MIME Sniffing Standard, sections 3 and 7.1;
+/// W3C, XHTML 1.0, section 3.1.
 class KHTMLFileType final : public WalkingScanner<KHTMLFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Html];
-    /// The start of a first tag, perhaps behind white space; or a byte-order mark.
+    /// The start of a tag, after optional white space; or a byte-order mark.
     static constexpr BytePairs Filter = BytePairs()
                                             .Allow("<", IsFirstLetter)
                                             .Allow(" \n\r\t\f", [](char16_t c) { return c == '<' || IsWhite(c); })
@@ -36,18 +36,18 @@ public:
     std::optional<std::int64_t> Walk(FileWindow& file);
 
 private:
-    // Markup that was followed from a page's start. What might be a page without an html tag of its own is none in it,
-    // and the ends of others that begin in it are those of this one: many pages without an end cost no more than one.
+    // Markup already followed from a page's start. A page without an html tag cannot begin in it, and any other that
+    // begins in it ends where this one does, so many pages without an end cost no more than one.
     struct Followed {
         std::int64_t startSector = 0;
         TextForm form;
-        // In bytes from its start: where the page's end is decided or the walk came to, and the page's length.
+        // In bytes from the start: how far the walk got, and the page's length.
         std::int64_t to = 0;
         std::optional<std::int64_t> size;
     };
 
     Followed followed_;
-    // Of the candidate in hand; the offset is that in the markup followed, in bytes.
+    // Of the current candidate: its sector, and the offset in bytes at which it begins in the followed markup.
     std::int64_t startSector_ = 0;
     std::int64_t offset_ = 0;
 };

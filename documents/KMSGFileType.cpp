@@ -16,23 +16,24 @@ constexpr std::int32_t MinSectorBytes = 512;
 constexpr std::int32_t MaxSectorBytes = 2048;
 
 constexpr auto RootEntry = PatternOf("R\0o\0o\0t\0 \0E\0n\0t\0r\0y\0");
-// The first entries chain the sectors 1, 2, 3 and 4.
+// The first entries chain sectors 1 to 4.
 constexpr auto TableStart = PatternOf("\1\0\0\0\2\0\0\0\3\0\0\0\4\0\0\0");
-// The end of a chain, then the first sector of the table itself.
+// The end of a chain, then the entry of the table's first own sector.
 constexpr auto ChainEndAndTable = PatternOf("\xFE\xFF\xFF\xFF\xFD\xFF\xFF\xFF");
 constexpr std::uint32_t TableSector = 0xFFFFFFFD;
 constexpr std::uint32_t FreeSector = 0xFFFFFFFF;
 constexpr std::size_t EntryBytes = 4;
-// The table is searched over as many sectors.
+// How many sectors of the table are searched.
 constexpr std::size_t SearchedSectors = 10;
 
-// The table's entries from an offset of the candidate's file on, in pieces.
+// Reads the table's entries in pieces.
 class EntryReader {
 public:
     EntryReader(const Candidate& candidate, Budget& budget)
         : reader_(&candidate.block, candidate.startSector, 0, &budget) {}
 
-    // In front of `to`, as many as one piece holds; empty there and where nothing can be read.
+    // Entries from `from` up to `to`, as many as fit one piece; empty if nothing can be read. Offsets count from the
+    // candidate.
     ByteSpan Read(std::int64_t from, std::int64_t to) {
         const auto length = std::clamp<std::int64_t>(to - from, 0, std::ssize(bytes_));
         reader_.Seek(from);
@@ -96,7 +97,7 @@ void KMSGFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
         });
 }
 
-// Takes the open message's next sector. A message that is done and no longer open is dropped.
+// Adds the next sector to the open message. A message that is done but no longer open is dropped.
 void KMSGFileType::Continue(const Candidate& candidate) {
     const std::int64_t sectorSize = candidate.block.sectorSize;
     if (StartsWith(candidate.sector, TableStart)) {
@@ -117,8 +118,7 @@ void KMSGFileType::Continue(const Candidate& candidate) {
     }
 }
 
-// Bytes from the start of the table's first sector: up to the entries of its own sectors, and an entry for each of
-// those and for the free one behind them.
+// Bytes from the table's start up to the end of the first free entry after those of its own sectors.
 std::optional<std::int64_t> KMSGFileType::TableLength(const Candidate& candidate) {
     if (!rootSeen_) {
         return std::nullopt;
@@ -136,8 +136,8 @@ std::optional<std::int64_t> KMSGFileType::TableLength(const Candidate& candidate
     return std::nullopt;
 }
 
-// Bytes of the entries for sectors of the table itself, from an offset of the candidate's file up to the first free
-// entry; nothing if none is free within the cap.
+// Bytes of the entries for the table's own sectors from `offset` on, up to the first free entry; nothing if none is
+// free within the cap.
 std::optional<std::int64_t> KMSGFileType::OwnEntriesBytes(const Candidate& candidate, std::int64_t offset) {
     constexpr auto entryBytes = static_cast<std::int64_t>(EntryBytes);
     budget_.BeginWalk();
@@ -148,7 +148,8 @@ std::optional<std::int64_t> KMSGFileType::OwnEntriesBytes(const Candidate& candi
         phase_ = from % entryBytes;
         gap_.Forget();
     }
-    // Behind the medium there is no free entry. A cap near 2^63 on a medium of unknown size leaves no place to search.
+    // There is no free entry past the medium's end. With a cap near 2^63 and an unknown medium size, the search would
+    // overflow.
     const std::int64_t readable = std::max<std::int64_t>(std::min(run_.maxSize, MediumSize(candidate.block)), 0);
     if (readable / entryBytes * entryBytes > std::numeric_limits<std::int64_t>::max() - from) {
         return std::nullopt;

@@ -9,14 +9,14 @@
 #include "frame/scan/FileTypeBase.h"
 #include "frame/scan/SectorScan.h"
 
-/// Outlook messages: compound files whose directory stands in front of their allocation table. The streams are not
-/// looked at, so other compound files of that order count too. Source: [MS-CFB], sections 2.2, 2.3 and 2.6.1.
+/// Outlook messages: compound files whose directory comes before their allocation table. The streams are ignored, so
+/// other compound files in that order count too. Source: [MS-CFB], sections 2.2, 2.3 and 2.6.1.
 class KMSGFileType final : public RunStateFileType<KMSGFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Msg];
 
     KMSGFileType();
-    /// The cap stays as it is.
+    /// Keeps the cap.
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
@@ -28,7 +28,7 @@ private:
 
     bool rootSeen_ = false;
     bool isDone_ = false;
-    // Of free entries. The places of the entries searched leave a remainder of `phase_` by their length.
+    // Where no free entry is. It holds for entries whose place has the remainder `phase_` when divided by their length.
     ScanOffsets offsets_;
     Gap gap_;
     std::int64_t phase_ = 0;

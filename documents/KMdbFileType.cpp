@@ -15,7 +15,7 @@ constexpr auto AceMagic = PatternOf("\0\x01\0\0Standard ACE DB\0");
 constexpr std::size_t VersionOffset = 0x14;
 constexpr std::uint8_t Jet3 = 0;
 constexpr std::size_t KeyOffset = 0x3E;
-// What the header is masked with where the key stands.
+// The mask over the header's key.
 constexpr std::uint32_t KeyMask = 0x4EBC8AFB;
 constexpr std::size_t HeaderBytes = KeyOffset + 4;
 
@@ -27,25 +27,25 @@ constexpr std::uint16_t RowOffsetBits = 0x1FFF;
 constexpr std::uint8_t InlineMap = 0;
 constexpr std::uint8_t ReferenceMap = 1;
 
-constexpr std::int64_t MostFreePagesBehind = 64;
+constexpr std::int64_t MostFreePagesAfter = 64;
 constexpr std::int64_t MostZeroPages = 1024;
 constexpr std::int64_t MostStepsBack = 32768;
 
-// What the map of free pages tells; a set bit is a free page.
+// The facts from the map of free pages, in which a set bit is a free page.
 struct FreeMap {
     std::int64_t lastUsed = MapPage;
-    // The last page that it tells of; none without a bitmap.
-    std::int64_t lastTold = 0;
+    // The last page in the map; 0 if there is no bitmap.
+    std::int64_t lastCovered = 0;
 
     void Add(std::int64_t firstPage, ByteSpan bitmap) {
-        lastTold = std::max(lastTold, firstPage + static_cast<std::int64_t>(bitmap.size()) * 8 - 1);
+        lastCovered = std::max(lastCovered, firstPage + static_cast<std::int64_t>(bitmap.size()) * 8 - 1);
         if (const std::optional<std::size_t> bit = LastClearBit(bitmap)) {
             lastUsed = std::max(lastUsed, firstPage + static_cast<std::int64_t>(*bit));
         }
     }
 };
 
-// The bitmaps of a map that refers to pages of them, each for as many pages as the bits that a page holds.
+// Reads a map whose bitmaps are on pages of their own. A bitmap covers as many pages as it has bits.
 FreeMap ReadReferences(JetPages& pages, std::span<const std::int64_t> bitmapPages) {
     FreeMap map;
     std::int64_t first = 0;
@@ -59,7 +59,7 @@ FreeMap ReadReferences(JetPages& pages, std::span<const std::int64_t> bitmapPage
     return map;
 }
 
-// The map is the first row of its page and stands at the page's end. Nothing if that is no data page.
+// The map is the first row of its page, and rows are stored from the page's end. Nothing if this is no data page.
 std::optional<FreeMap> ReadMap(JetPages& pages, std::size_t rowCountOffset) {
     const ByteSpan page = pages.Plain(MapPage);
     if (!StartsWith(page, DataPageMark)) {
@@ -81,7 +81,7 @@ std::optional<FreeMap> ReadMap(JetPages& pages, std::size_t rowCountOffset) {
     if (row[0] != ReferenceMap) {
         return FreeMap{};
     }
-    // As many as the largest file of the smallest pages has; what follows is rubbish.
+    // Enough for the largest file with the smallest pages; anything after that is rubbish.
     std::array<std::int64_t, 65> bitmapPages{};
     const auto bitsPerPage = static_cast<std::int64_t>(page.size() - BitmapPageMark.size()) * 8;
     const std::size_t count =
@@ -92,8 +92,8 @@ std::optional<FreeMap> ReadMap(JetPages& pages, std::size_t rowCountOffset) {
     return ReadReferences(pages, std::span(bitmapPages).first(count));
 }
 
-// The last marked page that follows `last` with nothing but marked and zero pages between.
-std::int64_t WalkOn(JetPages& pages, std::int64_t last) {
+// The last page after `last` that looks like a database page, with only such pages and zero pages in between.
+std::int64_t WalkForward(JetPages& pages, std::int64_t last) {
     for (std::int64_t page = last + 1; page < pages.MostPages() && page - last <= MostZeroPages; ++page) {
         const Look look = pages.LookAt(page);
         if (look == Look::Foreign) {
@@ -106,8 +106,8 @@ std::int64_t WalkOn(JetPages& pages, std::int64_t last) {
     return last;
 }
 
-// The last page in front of a foreign one that is the database's. The map's word stands if none is near.
-std::int64_t StepBack(JetPages& pages, std::int64_t last) {
+// The nearest page before `last` that is not foreign; `last` if there is none nearby.
+std::int64_t WalkBack(JetPages& pages, std::int64_t last) {
     for (std::int64_t page = last - 1; page >= std::max(MapPage, last - MostStepsBack); --page) {
         if (pages.LookAt(page) != Look::Foreign) {
             return page;
@@ -118,17 +118,17 @@ std::int64_t StepBack(JetPages& pages, std::int64_t last) {
 
 std::int64_t LastPage(JetPages& pages, const FreeMap& map) {
     std::int64_t last = map.lastUsed;
-    if (map.lastTold == 0) {
-        return WalkOn(pages, MapPage);
+    if (map.lastCovered == 0) {
+        return WalkForward(pages, MapPage);
     }
     if (pages.LookAt(last) == Look::Foreign) {
-        return StepBack(pages, last);
+        return WalkBack(pages, last);
     }
-    // A map whose last page is in use may end before the file does.
-    if (last >= map.lastTold) {
-        return WalkOn(pages, last);
+    // If the map's last page is in use, the file may be longer than the map.
+    if (last >= map.lastCovered) {
+        return WalkForward(pages, last);
     }
-    const std::int64_t end = std::min(last + MostFreePagesBehind, pages.MostPages() - 1);
+    const std::int64_t end = std::min(last + MostFreePagesAfter, pages.MostPages() - 1);
     while (last < end && pages.LookAt(last + 1) == Look::Marked) {
         ++last;
     }

@@ -21,11 +21,11 @@ constexpr std::uint32_t SharedExtentsPage = 3;
 constexpr std::uint64_t FewestPages = 24;
 constexpr std::uint64_t MostPages = std::uint64_t{1} << 31U;
 constexpr std::uint64_t PagesPerExtent = 8;
-// A map of extents is a row behind its own head, a bit an extent.
+// A map of extents is a row with a header and one bit per extent.
 constexpr std::size_t MapHeadBytes = 4;
 constexpr std::size_t MapBytes = 7988;
 constexpr std::uint64_t PagesPerMap = MapBytes * 8 * PagesPerExtent;
-// The offset of a page's second row stands in front of that of its first, at the page's end.
+// Row offsets are stored backwards from the page's end.
 constexpr std::size_t SecondRowOffset = PageBytes - 4;
 
 std::uint16_t Load16(ByteSpan bytes, std::size_t offset) { return LoadLittle<std::uint16_t>(bytes, offset); }
@@ -33,8 +33,8 @@ std::uint32_t Load32(ByteSpan bytes, std::size_t offset) { return LoadLittle<std
 
 using Page = std::array<std::uint8_t, PageBytes>;
 
-// Torn-page detection writes a count into the last two bits of each of a page's sectors but the first; the bits that
-// belong there stand in the header.
+// Torn-page detection writes a count into the last two bits of every sector of a page except the first. The original
+// bits are in the header.
 void UndoTornPageMarks(Page& page) {
     constexpr std::size_t flags = 4;
     constexpr std::uint16_t isMarked = 0x0100;
@@ -81,7 +81,7 @@ bool IsMapPage(FileWindow& file, std::uint32_t number, const Pattern<N>& mark, s
     return StartsWith(page, mark) && HasPlace(page, number, fileId);
 }
 
-// The bytes of a record's column of variable width; empty if it has none.
+// The bytes of a record's variable-width column; empty if the record does not have it.
 ByteSpan VariableColumn(ByteSpan record, std::size_t column) {
     const std::size_t columnCount = Load16(record, 2);
     if (columnCount + 2 > record.size()) {
@@ -106,7 +106,7 @@ std::optional<std::uint32_t> NumberColumn(ByteSpan record, std::size_t column) {
     return bytes.size() == 4 ? std::optional(Load32(bytes, 0)) : std::nullopt;
 }
 
-// What the file header says of the file's size; growth in pages or per cent.
+// The facts about the file's size in the file header. Growth is in pages or per cent.
 struct FileHeader {
     std::uint64_t pages;
     std::uint64_t growth;
@@ -129,7 +129,7 @@ std::optional<FileHeader> ReadFileHeader(ByteSpan page, std::uint16_t fileId) {
                       .growsByPercentage = (NumberColumn(record, 13).value_or(0) & isPercentage) != 0};
 }
 
-// How many pages of those that a map tells of lie in front of the end of the last extent in use.
+// The number of pages in a map up to the end of the last extent in use.
 std::optional<std::uint64_t> PagesInUse(const Page& page) {
     const std::size_t map = Load16(page, SecondRowOffset) + MapHeadBytes;
     if (map < PageHeaderBytes || map + MapBytes > SecondRowOffset) {
@@ -139,7 +139,7 @@ std::optional<std::uint64_t> PagesInUse(const Page& page) {
     return extent ? (*extent + 1) * PagesPerExtent : 0;
 }
 
-// The same of all maps. Each further one stands on the first page that it tells of.
+// The same for all maps. Each later map is on the first page that it covers.
 std::uint64_t AllPagesInUse(FileWindow& file, std::uint16_t fileId, Page& page) {
     std::uint64_t inUse = 0;
     for (std::uint64_t first = 0; first < MostPages; first += PagesPerMap) {
@@ -157,7 +157,7 @@ std::uint64_t AllPagesInUse(FileWindow& file, std::uint16_t fileId, Page& page) 
     return inUse;
 }
 
-// By how many pages a file grows at a time by a percentage: whole extents, halves to the even number.
+// By how many pages a file grows at a time: the percentage in whole extents, halves rounded to even.
 std::uint64_t PercentageStep(std::uint64_t pages, std::uint64_t percentage) {
     constexpr std::uint64_t extent = 100 * PagesPerExtent;
     const std::uint64_t hundredths = pages * percentage;
@@ -177,7 +177,7 @@ std::uint64_t GrownTo(const FileHeader& header, std::uint64_t inUse) {
     if (!header.growsByPercentage) {
         return pages + (inUse - pages + header.growth - 1) / header.growth * header.growth;
     }
-    // Few steps: beyond some hundred pages each adds a hundredth or more.
+    // Few steps: above some hundred pages, each adds at least 1 %.
     while (pages < inUse) {
         pages += PercentageStep(pages, header.growth);
     }
@@ -202,7 +202,7 @@ std::optional<std::int64_t> KMdfFileType::Walk(FileWindow& file) {
     const std::optional<FileHeader> header = hasFirstPage ? ReadFileHeader(page, fileId) : std::nullopt;
     const std::uint64_t inUse = AllPagesInUse(file, fileId, page);
     const std::uint64_t grown = header ? GrownTo(*header, inUse) : inUse;
-    // A step that leads beyond the largest file is none.
+    // Growth past the largest file is ignored.
     const std::uint64_t pages = grown <= MostPages ? grown : inUse;
     return pages < FewestPages ? std::nullopt : std::optional(static_cast<std::int64_t>(pages * PageBytes));
 }

@@ -7,30 +7,30 @@
 
 namespace {
 
-// The header's texts stand in the first bytes of a larger sector, in front of the first zero.
+// The header's texts are in these first bytes of a larger sector, before the first zero.
 constexpr std::size_t HeaderBytes = 64;
 constexpr BytePattern Version = BytePatternOf<"MIME-Version: 1.0">();
 constexpr auto KindText = PatternOf("Content-Type: multipart/related");
 constexpr BytePattern Kind{KindText};
 constexpr BytePattern Boundary = BytePatternOf<"boundary=\"">();
-// The boundary's closing quote stands this close to its first byte.
+// How far the boundary's closing quote is looked for.
 constexpr std::size_t MaxBoundary = 64;
 constexpr std::uint8_t Quote = '"';
 
-// The kind may stand at any place of the header's bytes. For every place of it, a bit for each of these offsets: may
-// this byte stand there? What is left by all of them is where the kind may be.
-constexpr std::array<std::size_t, 4> AskedOffsets{16, 30, 33, 47};
+// The kind may be anywhere in the header. A table for each of these offsets maps the byte there to the places, one bit
+// each, where the kind can still begin. The places left by all tables are candidates.
+constexpr std::array<std::size_t, 4> TestedOffsets{16, 30, 33, 47};
 using PlacesByByte = std::array<std::uint64_t, 256>;
 
-constexpr std::array<PlacesByByte, AskedOffsets.size()> MakeKindPlaces() {
-    std::array<PlacesByByte, AskedOffsets.size()> places{};
-    for (std::size_t asked = 0; asked < AskedOffsets.size(); ++asked) {
+constexpr std::array<PlacesByByte, TestedOffsets.size()> MakeKindPlaces() {
+    std::array<PlacesByByte, TestedOffsets.size()> places{};
+    for (std::size_t tested = 0; tested < TestedOffsets.size(); ++tested) {
         for (std::size_t place = 0; place <= HeaderBytes - KindText.size(); ++place) {
-            const std::size_t inKind = AskedOffsets[asked] - place;
-            const bool isCovered = AskedOffsets[asked] >= place && inKind < KindText.size();
-            for (std::size_t byte = 0; byte < places[asked].size(); ++byte) {
+            const std::size_t inKind = TestedOffsets[tested] - place;
+            const bool isCovered = TestedOffsets[tested] >= place && inKind < KindText.size();
+            for (std::size_t byte = 0; byte < places[tested].size(); ++byte) {
                 const bool fits = !isCovered || KindText[inKind] == byte;
-                places[asked][byte] |= fits ? std::uint64_t{1} << place : 0;
+                places[tested][byte] |= fits ? std::uint64_t{1} << place : 0;
             }
         }
     }
@@ -38,7 +38,7 @@ constexpr std::array<PlacesByByte, AskedOffsets.size()> MakeKindPlaces() {
 }
 
 constexpr BytePattern ListEnd = BytePatternOf<"</xml>">();
-// The closing boundary lies wholly in as many bytes, counted from the list's end tag, and in the tag's sector.
+// The closing boundary must lie within this many bytes from the list's end tag, and in the tag's sector.
 constexpr std::size_t ClosingReach = 46;
 
 }  // namespace
@@ -46,10 +46,10 @@ constexpr std::size_t ClosingReach = 46;
 static_assert(KMhtFileType::KindFilter::Reach() == HeaderBytes);
 
 bool KMhtFileType::KindFilter::Matches(const std::uint8_t* sector) {
-    static constexpr std::array<PlacesByByte, AskedOffsets.size()> kindPlaces = MakeKindPlaces();
+    static constexpr std::array<PlacesByByte, TestedOffsets.size()> kindPlaces = MakeKindPlaces();
     std::uint64_t places = ~std::uint64_t{0};
-    for (std::size_t asked = 0; asked < AskedOffsets.size(); ++asked) {
-        places &= kindPlaces[asked][sector[AskedOffsets[asked]]];
+    for (std::size_t tested = 0; tested < TestedOffsets.size(); ++tested) {
+        places &= kindPlaces[tested][sector[TestedOffsets[tested]]];
     }
     return places != 0;
 }
@@ -69,7 +69,7 @@ bool KMhtFileType::IsHeader(ByteSpan sector) {
     return boundary.has_value();
 }
 
-// Takes the text up to the quote. Without a quote in reach, or with a zero in front of it, there is no boundary.
+// Keeps the text up to the quote. Without a quote in reach, or with a zero before it, there is no boundary.
 void KMhtFileType::KeepBoundary(ByteSpan text) {
     closingSize_ = 0;
     const ByteSpan searched = text.first(std::min(text.size(), MaxBoundary));
@@ -89,8 +89,8 @@ std::optional<std::size_t> KMhtFileType::FindEnd(ByteSpan sector) const {
     if (!listEnd || closingSize_ == 0) {
         return listEnd;
     }
-    const ByteSpan behind = sector.subspan(*listEnd);
+    const ByteSpan rest = sector.subspan(*listEnd);
     const BytePattern closing{ByteSpan(closing_).first(closingSize_)};
-    const auto found = closing.FindIn(behind.first(std::min(behind.size(), ClosingReach)));
+    const auto found = closing.FindIn(rest.first(std::min(rest.size(), ClosingReach)));
     return found ? std::optional(*listEnd + *found + closingSize_) : std::nullopt;
 }

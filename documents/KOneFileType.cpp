@@ -18,7 +18,7 @@ bool AreZeros(ByteSpan bytes) {
 
 constexpr std::size_t HeaderBytes = 1024;
 
-// Of the writer, and of the oldest programs that may read and write the file.
+// Versions: of the writing program, and of the oldest ones that may read and write the file.
 bool HasSoundVersions(ByteSpan header) {
     constexpr std::uint32_t section = 0x2A;
     constexpr std::uint32_t contents = 0x1B;
@@ -31,7 +31,7 @@ bool HasSoundVersions(ByteSpan header) {
     return true;
 }
 
-// A chunk named by its 64-bit offset and 32-bit size lies behind the header and within the file.
+// True if the chunk, given by a 64-bit offset and a 32-bit size, lies after the header and within the file.
 bool HasChunk(ByteSpan header, std::size_t offset, std::uint64_t length) {
     const auto chunkStart = LoadLittle<std::uint64_t>(header, offset);
     const std::uint64_t chunkBytes = LoadLittle<std::uint32_t>(header, offset + 8);
@@ -47,15 +47,15 @@ std::optional<std::int64_t> RevisionStoreLength(FileWindow& file) {
         return std::nullopt;
     }
     const auto length = LoadLittle<std::uint64_t>(header, 196);
-    // The log of the transactions and the root list.
+    // The transaction log and the root list.
     if (length > largestLength || !HasChunk(header, 160, length) || !HasChunk(header, 172, length)) {
         return std::nullopt;
     }
     return static_cast<std::int64_t>(length);
 }
 
-// A number of 1 to 9 bytes: the lowest bit set in the first one tells how many there are, and the value stands above
-// that bit. A first byte of zero is the value zero.
+// A number of 1 to 9 bytes. The lowest set bit of the first byte gives the number of bytes; the value is in the bits
+// above. A first byte of zero is the value zero.
 struct CompactNumber {
     std::int64_t bytes;
     std::uint64_t value;
@@ -86,7 +86,7 @@ std::optional<CompactNumber> ReadCompactNumber(FileWindow& file, std::int64_t of
     return CompactNumber{static_cast<std::int64_t>(count), value >> count};
 }
 
-// An identifier and a number, the number packed with the mark of its own length.
+// An identifier and a packed number.
 std::optional<std::int64_t> ExtendedGuidBytes(FileWindow& file, std::int64_t offset) {
     const ByteSpan bytes = file.At(offset, 1);
     if (bytes.empty()) {
@@ -108,13 +108,13 @@ std::optional<std::int64_t> ExtendedGuidBytes(FileWindow& file, std::int64_t off
     return first == 0x80 ? std::optional<std::int64_t>(21) : std::nullopt;
 }
 
-// The objects of a packaged store. Each begins with its type and the length of its own data; a compound one goes on
-// with other objects until an end of the same type.
+// The objects of a packaged store. Each begins with its type and the length of its data. A compound object contains
+// other objects up to an end of the same type.
 class ObjectStream {
 public:
     explicit ObjectStream(FileWindow& file) : file_(file) {}
 
-    // Offset behind the end of the object that encloses all others.
+    // Where the outermost object ends.
     std::optional<std::int64_t> End() {
         if (!OpenPackage()) {
             return std::nullopt;
@@ -133,7 +133,7 @@ private:
     static constexpr std::int32_t MostSteps = 1 << 23;
     static constexpr std::size_t DeepestNesting = 64;
 
-    // The length in the package's own header does not always count the schema's GUID, so its data are measured.
+    // The length in the package's header does not always include the schema's GUID, so the data are parsed.
     bool OpenPackage() {
         constexpr std::int64_t start = 68;
         const ByteSpan bytes = file_.At(start, 4);
@@ -146,7 +146,7 @@ private:
         return index.has_value();
     }
 
-    // Takes a start with its data, or an end.
+    // Steps over an object's start and data, or over an end.
     bool Step() {
         constexpr std::int64_t objectWork = 512;
         file_.Charge(objectWork);
@@ -155,7 +155,7 @@ private:
             return false;
         }
         const std::uint8_t first = low[0];
-        // Starts have twice the bytes of ends, and the second bit doubles them.
+        // A start has twice the bytes of an end, and the second bit doubles that.
         const std::size_t headerBytes = std::size_t{(first & 1U) != 0 ? 1U : 2U} * ((first & 2U) != 0 ? 2U : 1U);
         const ByteSpan bytes = file_.At(position_, headerBytes);
         if (bytes.empty()) {
@@ -179,9 +179,9 @@ private:
     static std::uint32_t LongType(std::uint32_t header) { return (header >> 3U) & 0x3FFFU; }
 
     bool EnterLong(std::uint32_t header) {
-        constexpr std::uint32_t lengthBehind = 0x7FFF;
+        constexpr std::uint32_t lengthFollows = 0x7FFF;
         std::uint64_t length = header >> 17U;
-        if (length == lengthBehind) {
+        if (length == lengthFollows) {
             const std::optional<CompactNumber> number = ReadCompactNumber(file_, position_);
             if (!number) {
                 return false;
@@ -213,7 +213,7 @@ private:
 
     FileWindow& file_;
     std::int64_t position_ = 0;
-    // The types of the compound objects that the position is in.
+    // The types of the open compound objects.
     std::vector<std::uint32_t> open_;
 };
 

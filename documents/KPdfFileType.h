@@ -6,8 +6,7 @@
 #include "formats/PdfWalk.h"
 #include "frame/scan/WalkingScanner.h"
 
-/// PDF documents, except the drawings that Illustrator saves as such, which have a type of their own. Their end is
-/// known by `PdfWalk`.
+/// PDF documents except Illustrator's drawings, which have a type of their own. `PdfWalk` finds the end.
 class KPdfFileType final : public WalkingScanner<KPdfFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Pdf];
@@ -19,7 +18,7 @@ public:
 
     static std::optional<std::int64_t> Walk(FileWindow& file) {
         const std::optional<PdfExtent> pdf = FindPdfEnd(file);
-        // A drawing that its own type cuts is whole only as a document.
+        // A drawing longer than its own type's cap is whole only as a document.
         constexpr std::int64_t longestDrawing = FileTypeCatalog[FileTypeIndex::Ai].maxSize;
         const bool isOwn = pdf && (!pdf->isIllustrator || pdf->size > longestDrawing);
         return isOwn ? std::optional(pdf->size) : std::nullopt;

@@ -16,7 +16,7 @@ bool IsSoundCode(unsigned code) {
     return number >= 1 && number <= lastNumber;
 }
 
-// The record at `position`: its code, and the offset behind its data.
+// A record: its code, and where its data end.
 struct Record {
     unsigned code;
     std::int64_t end;
@@ -64,7 +64,7 @@ bool KSdrFileType::IsHeader(ByteSpan sector) {
            drawResolution > 0;
 }
 
-// Groups are not counted: some of them share their ends.
+// Groups are not counted, because some share an end.
 std::optional<std::int64_t> KSdrFileType::Walk(FileWindow& file) {
     constexpr std::int32_t mostRecords = 1 << 22;
     constexpr std::int32_t fewestRecords = 16;

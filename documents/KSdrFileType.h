@@ -5,14 +5,14 @@
 
 #include "frame/scan/WalkingScanner.h"
 
-/// SmartDraw drawings: record by record to the end of the file's own group. Source: PRONOM fmt/623; the records are
-/// read off files.
+/// SmartDraw drawings: record by record to the end of the file's own group. Source: PRONOM fmt/623; the records were
+/// worked out from files.
 class KSdrFileType final : public WalkingScanner<KSdrFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Sdr];
     static constexpr auto Signature = PatternOf("SMARTDRW\x01\x80");
     static constexpr std::int64_t MinReportLength = 256;
-    /// Drawings with photographs are larger than the cap; their end is known all the same.
+    /// Drawings with photographs exceed the cap, but their end is known.
     static constexpr std::int64_t WalkLimit = 0x10000000;
 
     static bool IsHeader(ByteSpan sector);

@@ -7,8 +7,8 @@
 
 namespace {
 
-// A text byte, and none from 0x80 on among the first eight, which would end a run too short to be reported. Sectors
-// that begin with a text byte by chance are many.
+// Begins with a text byte and has no byte from 0x80 on in the first eight, which would end the run too early. Many
+// sectors begin with a text byte by chance.
 struct TextHead {
     static constexpr std::uint64_t HighBits = 0x8080808080808080;
     static_assert(sizeof(HighBits) <= KTxtFileType::MinReportLength);

@@ -2,8 +2,8 @@
 
 #include "frame/scan/FileTypeBase.h"
 
-/// Runs of 7-bit text that begin at a sector start. Nothing else marks a text file, so every run counts, wherever it
-/// comes from. Source: ANSI X3.4 (US-ASCII).
+/// Runs of 7-bit text that begin at a sector start. Nothing else marks a text file, so every run counts. Source: ANSI
+/// X3.4 (US-ASCII).
 class KTxtFileType final : public RunStateFileType<KTxtFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Text];

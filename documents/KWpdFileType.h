@@ -6,8 +6,8 @@
 #include "formats/WordPerfectFile.h"
 #include "frame/scan/WalkingScanner.h"
 
-/// WordPerfect documents: those of release 6 and later by the length that their header says, others function by
-/// function. Sources: Corel, WordPerfect file format of the software developer's kit; the libwpd project.
+/// WordPerfect documents: from release 6 on by the length in the header, older ones function by function. Sources:
+/// Corel, WordPerfect file format of the software developer's kit; the libwpd project.
 class KWpdFileType final : public WalkingScanner<KWpdFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Wpd];

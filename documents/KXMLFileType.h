@@ -7,8 +7,8 @@
 #include "frame/bytes/BytePairs.h"
 #include "frame/scan/WalkingScanner.h"
 
-/// XML documents that open with an XML declaration, except pages, which are HTML files. The markup is followed to the
-/// end of the root element and over the comments and processing instructions behind it. Source: W3C, Extensible Markup
+/// XML documents that open with an XML declaration, except web pages, which are HTML files. The markup is followed to
+/// the end of the root element and of the comments and processing instructions after it. Source: W3C, Extensible Markup
 /// Language (XML) 1.0, sections 2 and 3.
 class KXMLFileType final : public WalkingScanner<KXMLFileType> {
 public:

@@ -7,7 +7,7 @@
 
 #include "frame/bytes/Bytes.h"
 
-/// The number of a bitmap's last clear bit, the low bit of a byte first; nothing if all are set.
+/// The number of the last clear bit in a bitmap, counting from the low bit of the first byte; nothing if all are set.
 inline std::optional<std::size_t> LastClearBit(ByteSpan bitmap) {
     const auto last = std::find_if(bitmap.rbegin(), bitmap.rend(), [](std::uint8_t byte) { return byte != 0xFF; });
     if (last == bitmap.rend()) {

@@ -13,20 +13,20 @@ constexpr BytePattern HtmlEnd{HtmlEndText};
 constexpr BytePattern Boundary = BytePatternOf<"boundary=">();
 constexpr BytePattern LineEnd = BytePatternOf<"\r\n">();
 constexpr BytePattern QuotedLineEnd = BytePatternOf<"\"\r\n">();
-// The boundary's name begins at one of as many offsets, and so does what ends its value.
+// The boundary's name begins within this many bytes, and so does the end of its value.
 constexpr std::size_t Reach = 256;
 
-// A larger size than that of any medium, small enough to be added to places.
+// Larger than any medium, but small enough to be added to a place.
 constexpr std::int64_t Endless = std::int64_t{1} << 60U;
-// Searches look this far beyond a message's last sector, so that the next ones need not read ahead again.
+// Searches read this far past a message's last sector, so that the next ones need not read it again.
 constexpr std::int64_t Ahead = FileWindow::PieceBytes;
 
-// The first occurrence that begins at one of the `Reach` offsets from `from` on.
+// The first occurrence that begins within `Reach` bytes of `from`.
 std::optional<std::size_t> FindInReach(const BytePattern& mark, ByteSpan view, std::size_t from) {
     return mark.FindIn(view.first(std::min(view.size(), from + Reach - 1 + mark.size())), from);
 }
 
-// The value of the boundary whose name ends at `offset`; empty if nothing in reach ends it.
+// The value of the boundary whose name ends at `offset`; empty if its end is out of reach.
 ByteSpan BoundaryValue(ByteSpan view, std::size_t offset) {
     const bool isQuoted = offset < view.size() && view[offset] == '"';
     const std::size_t from = offset + (isQuoted ? 1 : 0);
@@ -34,7 +34,7 @@ ByteSpan BoundaryValue(ByteSpan view, std::size_t offset) {
     return view.subspan(std::min(from, view.size()), end ? *end - from : 0);
 }
 
-// One step of a search for a mark: through the bytes that the file shows at once.
+// One step of a search: through one piece of the file.
 auto StepThrough(const BytePattern& mark, FileWindow& file, std::int64_t base) {
     return [&mark, &file, base](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
         const ByteSpan bytes = file.From(at - base, mark.size());
@@ -75,7 +75,7 @@ std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, s
     const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
     const bool readsAhead = candidate.block.source != nullptr;
     reach_ = std::min(maxSize, Endless);
-    // A view is a sector and the one behind it.
+    // A view is a sector and the one after it.
     std::int64_t views = reach_ / sectorSize + 1;
     if (!readsAhead) {
         views = std::min(views, static_cast<std::int64_t>(candidate.RestOfBlock().size()) / sectorSize - 1);
@@ -108,7 +108,7 @@ std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, s
     return marker ? std::optional(*marker + static_cast<std::int64_t>(header_.marker.size()) - base) : std::nullopt;
 }
 
-// The header's own view ends a message in front of the marker.
+// A marker in the header's own view ends the message before the marker.
 MailEndSearch::ContentHeader MailEndSearch::ReadHeader(ByteSpan view, std::size_t sectorSize, std::size_t offset) {
     ContentHeader header;
     const std::size_t value = offset + ContentType.size();
@@ -122,7 +122,7 @@ MailEndSearch::ContentHeader MailEndSearch::ReadHeader(ByteSpan view, std::size_
         }
         const ByteSpan boundary = BoundaryValue(view, *name + Boundary.size());
         if (boundary.empty()) {
-            // Every place is the end: the first one of the view.
+            // An empty marker is found at once, at the start of the view.
             header.kind = ContentHeader::Kind::EndsInView;
             return header;
         }

@@ -13,23 +13,23 @@
 #include "frame/read/FileWindow.h"
 #include "frame/scan/SectorScan.h"
 
-/// Finds the ends of mail messages. It remembers what earlier messages of the scan have shown: where the next content
-/// header stands, what it says, and where the marker that it names does not occur. So many messages in front of the
-/// same header, or with markers that never come, cost little more than one.
+/// Finds the ends of mail messages. It remembers from earlier messages where the next content header is, what it says,
+/// and where its marker does not occur. So many messages before the same header, or with markers that never come, cost
+/// little more than one.
 class MailEndSearch {
 public:
-    /// Another scan begins.
+    /// Prepares for a new scan.
     void Reset();
 
     void EnterBlock(const SectorBlock& block);
 
-    /// Length in bytes of the message that starts at the candidate, whose sectors have 512 to 2048 bytes: by the marker
-    /// that its first content header names. Nothing if there is no such header or marker, or if it does not begin in
-    /// the first `maxSize / sectorSize + 1` sectors.
+    /// Length in bytes of the message that starts at the candidate, up to the marker named by its first content header.
+    /// Sectors have 512 to 2048 bytes. Nothing if there is no such header, or if the marker does not begin in the first
+    /// `maxSize / sectorSize + 1` sectors.
     std::optional<std::int64_t> FindEnd(const Candidate& candidate, std::int64_t maxSize);
 
 private:
-    // What a content header says. `place` is where it stands, -1 for none.
+    // What a content header says. `place` is where it is, -1 for none.
     struct ContentHeader {
         enum class Kind { Nothing, EndsInView, ToMarker };
         std::int64_t place = -1;
@@ -51,7 +51,7 @@ private:
     Gap contentGap_;
     ContentHeader header_;
     Gap htmlGap_;
-    // For the marker of the last header that named a boundary.
+    // For the marker of the last header with a boundary.
     Gap closingGap_;
     std::vector<std::uint8_t> closing_;
     ClosingIndex closingIndex_;

@@ -6,7 +6,7 @@
 
 #include "frame/bytes/Bytes.h"
 
-/// The RC4 stream cipher: a key's bytes of the key stream, to be combined with the data by exclusive or.
+/// The key stream of the RC4 cipher, to be xored with the data.
 class Rc4 {
 public:
     /// The key has at least one byte.

@@ -22,7 +22,7 @@ constexpr unsigned LastOfRelease5 = 0x42;
 
 unsigned LowVersion(ByteSpan header) { return LoadAs<std::uint16_t>(header, 8, EndianOf(header)) & 0xFFU; }
 
-// The versions of the writing program and of the oldest one that can read the file.
+// Checks the versions of the writing program and of the oldest one that can read the file.
 bool HasSoundVersions(ByteSpan header) {
     constexpr int firstVersion = 0x38;
     constexpr int lastVersion = 0x60;
@@ -37,11 +37,12 @@ bool HasSoundVersions(ByteSpan header) {
            std::abs(low - (readable & 0xFF)) <= 4;
 }
 
-// What it costs to step to a block or to read a number of the table.
+// The cost of stepping to a block or of reading a number of the table, counted in bytes read.
 constexpr std::int64_t StepWork = 64;
 
-// Blocks have a fixed length and numbers from 1. A small block ends with the link to the next one, a big one begins
-// with a count of blocks and ends with its link behind all of them. A negative link leads to a big block, 0 nowhere.
+// Blocks have a fixed length and are numbered from 1. A small block ends with a link to the next one. A big one begins
+// with a count of blocks and has its link at the end of the last of them. A negative link leads to a big block; 0 ends
+// the chain.
 class BlockChain {
 public:
     // `known` is the highest number that others have covered; both it and the jump are in blocks.
@@ -54,7 +55,7 @@ public:
           longestJump_(longestJump),
           link_(first) {}
 
-    // Steps to the next block; false at the end of the chain, and where it is broken.
+    // Steps to the next block; false at the end of the chain or if it is broken.
     bool Next() {
         if (link_ == 0 || isBroken_) {
             return false;
@@ -64,7 +65,7 @@ public:
     }
 
     bool IsBroken() const { return isBroken_; }
-    // How many blocks were stepped to.
+    // How many blocks were visited.
     std::int64_t Steps() const { return steps_; }
     // The highest number covered.
     std::int64_t Highest() const { return highest_; }
@@ -122,8 +123,7 @@ private:
     std::int64_t dataEnd_ = 0;
     std::int64_t highest_ = 0;
     std::int64_t steps_ = 0;
-    // A block that the chain came by, noted anew at steps that grow twofold: every circle comes back to it within a few
-    // rounds.
+    // A visited block, replaced after 1, 2, 4 ... steps. A chain that loops comes back to it within a few rounds.
     std::int64_t noted_ = 0;
     std::int64_t nextNote_ = 1;
 };
@@ -143,7 +143,7 @@ std::optional<QuarkExtent> DocumentExtent(ByteWindow& file, Endian endian, std::
     return QuarkExtent{chain.Highest() * blockBytes, !chain.IsBroken()};
 }
 
-// Releases 6 and later: a chain of their own tells the first blocks of all others.
+// Release 6 and later: one chain is a table of the first blocks of all others.
 class Project {
 public:
     Project(ByteWindow& file, Endian endian, std::int64_t longestJump)
@@ -176,7 +176,7 @@ private:
     static constexpr std::uint32_t TableBlock = 2;
     static constexpr std::size_t TableHeaderBytes = 40;
 
-    // The rest of the first block is empty, and the third one begins with a mark.
+    // The rest of the first block is empty, and the third one begins with a signature.
     bool HasSoundHeader() {
         constexpr auto littleMark = PatternOf("IIMLTS");
         constexpr auto bigMark = PatternOf("IISTLM");
@@ -203,7 +203,7 @@ private:
                header[6] >= count && header[7] == bytes;
     }
 
-    // The next number of the table, whose bytes may lie in two blocks.
+    // The next number of the table. It may straddle two blocks.
     std::optional<std::uint32_t> NextNumber() {
         file_.Charge(StepWork);
         std::array<std::uint8_t, 4> bytes{};
@@ -225,8 +225,8 @@ private:
         return LoadAs<std::uint32_t>(bytes, 0, endian_);
     }
 
-    // A broken chain counts as far as it goes. No block is in two chains, so all of them together are no longer than
-    // the largest file.
+    // A broken chain counts as far as it goes. No block is in two chains, so together they are no longer than the
+    // largest file.
     void Follow(std::uint32_t first) {
         BlockChain chain(file_, endian_, BlockBytes, first, std::max({highest_, table_.Highest(), std::int64_t{first}}),
                          longestJump_);
@@ -241,12 +241,12 @@ private:
     Endian endian_;
     std::int64_t longestJump_;
     BlockChain table_;
-    // The part of the table's block in hand that is not read yet.
+    // The unread part of the table's current block.
     std::int64_t position_ = 0;
     std::int64_t end_ = 0;
-    // Numbers that the table still has.
+    // How many numbers are left in the table.
     std::uint32_t left_ = 0;
-    // Read in a row, for the table and the chains lie far apart.
+    // Read in batches, because the table and the chains are far apart.
     std::array<std::uint32_t, 256> firsts_{};
     std::int64_t stepsLeft_ = file_.Limit() / BlockBytes;
     std::int64_t highest_ = 0;
