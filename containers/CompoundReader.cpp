@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint64_t LengthHint = 1024;
 
-// Sectors of each kind that are read at most.
+// How many sectors of each kind are read at most.
 constexpr std::uint32_t MostFatSectors = 8192;
 constexpr std::uint32_t MostDifatSectors = 8192;
 constexpr std::uint32_t MostMiniFatSectors = 2048;
@@ -19,10 +19,10 @@ using DirectoryEntry = CompoundDirectoryEntry;
 constexpr std::uint32_t EntryBytes = DirectoryEntry::Bytes;
 constexpr std::string_view RootName = "Root Entry";
 constexpr std::uint32_t MostStreamBytes = 0x4000000;
-// Sector numbers from here on mark FAT sectors, ends of chains and free sectors.
+// Sector numbers from here on are marks: FAT sector, end of chain, free sector.
 constexpr std::uint32_t FirstSpecialSector = CompoundSectorMark::Fat;
 
-// The least that a read counts for: small ones cost time as well.
+// The least cost of a read in bytes: small ones take time as well.
 constexpr std::size_t LeastWork = 512;
 
 bool IsPositive(std::uint32_t value) { return static_cast<std::int32_t>(value) > 0; }
@@ -41,7 +41,7 @@ bool IsAcceptable(ByteSpan header) {
 
 constexpr std::uint32_t ToUpper(std::uint32_t unit) { return unit >= 'a' && unit <= 'z' ? unit - 'a' + 'A' : unit; }
 
-// An entry's name up to its terminating zero. One without a terminator is longer than any name that is looked for.
+// An entry's name up to its terminating zero. Without one, it is longer than any name that is looked for.
 class EntryName {
 public:
     explicit EntryName(ByteSpan entry) {
@@ -100,14 +100,14 @@ std::uint32_t CompoundReader::WordAt(std::uint64_t position) {
     return LoadLittle<std::uint32_t>(word, 0);
 }
 
-// `index` is below `fatWords_`, so that there is a word in a sector.
+// `index` must be below `fatWords_`, so that a sector has at least one word.
 std::uint32_t CompoundReader::FatWord(std::uint32_t index) {
     const std::uint32_t sector = fatSectors_[index / WordsPerSector()];
     return WordAt(PositionOf(sector) + std::uint64_t{index % WordsPerSector()} * 4);
 }
 
-// The FAT's sectors are listed in the header and in a chain of DIFAT sectors, whose last words link them. The links
-// stay in the list.
+// The FAT's sectors are listed in the header and in a chain of DIFAT sectors, each linked by its last word. The links
+// count as list entries.
 void CompoundReader::ReadDifat(ByteSpan header) {
     const auto declaredFat = LoadLittle<std::uint32_t>(header, Header::FatSectorCount);
     const std::size_t wanted = std::min(declaredFat, MostFatSectors);
@@ -116,7 +116,7 @@ void CompoundReader::ReadDifat(ByteSpan header) {
     }
     const std::uint32_t most = std::min(LoadLittle<std::uint32_t>(header, Header::DifatSectorCount), MostDifatSectors);
     auto sector = LoadLittle<std::uint32_t>(header, Header::FirstDifatSector);
-    // A sector of less than 4 bytes has no word to go on with.
+    // A sector of less than 4 bytes has no link.
     for (std::uint32_t read = 0; read < most && IsPositive(sector) && WordsPerSector() != 0; ++read) {
         if (sector > LargestSector()) {
             break;
@@ -142,8 +142,8 @@ void CompoundReader::TakeFatSectors(std::uint32_t difatSector, std::size_t wante
     }
 }
 
-// The list is as long as its first sector makes it: every sector is read at the place of the first one, so that the
-// second link is met again and again.
+// Every sector of the MiniFAT is read at the place of the first one, so its link decides alone: the chain has one
+// sector or all that the header declares.
 void CompoundReader::CountMiniFat(ByteSpan header) {
     const auto first = LoadLittle<std::uint32_t>(header, Header::FirstMiniFatSector);
     const std::uint32_t most =
@@ -156,9 +156,9 @@ void CompoundReader::CountMiniFat(ByteSpan header) {
     miniFatWords_ = (goesOn ? most : 1) * WordsPerSector();
 }
 
-// What a sector adds depends on its bytes and on the root's stream size alone. When both the sector and that size are
-// those of an earlier mark, all laps to come are like the one since then. The mark moves on after 1, 2, 4 ... sectors,
-// so that a lap of any length is seen, wherever it begins.
+// What a sector adds depends only on its bytes and on the root's stream size. When both are those of an earlier mark,
+// the walk is in a loop, and all later laps add what this one did. The mark moves after 1, 2, 4 ... sectors, so that a
+// loop of any length is seen, wherever it begins.
 void CompoundReader::WalkDirectory(ByteSpan header) {
     auto sector = LoadLittle<std::uint32_t>(header, Header::FirstDirectorySector);
     const std::uint32_t lastVisit = WordsPerSector() * LoadLittle<std::uint32_t>(header, Header::FatSectorCount);
@@ -185,14 +185,14 @@ void CompoundReader::WalkDirectory(ByteSpan header) {
     }
 }
 
-// False if no entry is worth going on for: all are invalid, or the sector is too small for one.
+// False if the walk should stop: all entries are invalid, or the sector is too small for one.
 bool CompoundReader::ReadDirectorySector(std::uint32_t sector) {
-    // The position is a 32-bit product: large numbers lead back to the file's start.
+    // A 32-bit product: large sector numbers wrap back to the file's start.
     const std::uint32_t position = (sector + 1) * sectorSize_;
     const std::uint32_t count = sectorSize_ / EntryBytes;
     std::uint32_t invalid = 0;
     std::array<std::uint8_t, std::size_t{8} * EntryBytes> bytes{};
-    // Behind the work limit all entries are zeros, and so empty.
+    // Once the budget is used up, all entries read as zeros and so are empty.
     for (std::uint32_t done = 0; done < count && !budget_.IsExhausted();) {
         const std::uint32_t part = std::min(count - done, static_cast<std::uint32_t>(bytes.size()) / EntryBytes);
         const std::span<std::uint8_t> read(bytes.data(), std::size_t{part} * EntryBytes);
@@ -237,7 +237,7 @@ CompoundReader::Entry CompoundReader::TakeEntry(ByteSpan entry) {
 }
 
 std::uint32_t CompoundReader::EstimateSize() const {
-    // The header counts for 512 bytes whatever the sector size.
+    // The header counts as 512 bytes whatever the sector size.
     const std::uint32_t size = RoundUp(difatWords_ * 4) + 512 + RoundUp(fatWords_ * 4) + RoundUp(miniFatWords_ * 4) +
                                RoundUp(entryCount_ * EntryBytes) + streamBytes_;
     const std::uint32_t limit = sectorSize_ * fatWords_;

@@ -15,12 +15,12 @@
 /// The structure of one candidate compound file: which streams its directory names, and about how long it is. Source:
 /// [MS-CFB], Compound File Binary File Format.
 ///
-/// Nothing that the file declares is stored but the numbers of its FAT sectors (32 KiB). The FAT is read word by word
-/// where the directory's chain needs it; of the DIFAT behind the last FAT sector, of the MiniFAT and of the directory
-/// only counts and sums are kept. A directory chain that runs in circles is counted to its bound without walking it.
+/// Of everything that the file declares, only the numbers of its FAT sectors are stored (32 KiB). The FAT is read word
+/// by word where the directory's chain needs it. Of the MiniFAT, the directory and the rest of the DIFAT, only counts
+/// and sums are kept. A directory chain that loops is counted to its bound without walking it.
 ///
-/// The budget ends a parse that no real file needs: from there on all bytes count as zeros, as they do behind the
-/// end of the medium, and zeros end every chain.
+/// The budget ends a parse that is longer than any real file's: from there on all bytes read as zeros, as they do past
+/// the medium's end, and zeros end every chain.
 class CompoundReader {
 public:
     /// Parses the candidate that begins at `startSector`. `streamNames` are the names to look for, at most 32 of less
@@ -41,7 +41,7 @@ public:
     std::uint32_t EstimatedSize() const { return estimatedSize_; }
 
 private:
-    // What the directory's walk has come to in front of one of its sectors.
+    // The state of the directory's walk before one of its sectors.
     struct WalkMark {
         std::uint64_t visit;
         std::uint32_t sector;
@@ -69,7 +69,7 @@ private:
     std::uint32_t EstimateSize() const;
 
     Budget& budget_;
-    // One reader each, since a directory's walk goes back and forth between both; each holds a cache of 32 KiB.
+    // Separate readers, because the walk alternates between directory and FAT. Each has a cache of 32 KiB.
     std::unique_ptr<KFileSimulator> directoryFile_;
     std::unique_ptr<KFileSimulator> fatFile_;
 
@@ -78,12 +78,12 @@ private:
 
     std::uint32_t sectorSize_ = 512;
     std::vector<std::uint32_t> fatSectors_;
-    // Words of the DIFAT behind the header, of the FAT and of the MiniFAT.
+    // Words of the DIFAT sectors, of the FAT and of the MiniFAT.
     std::uint32_t difatWords_ = 0;
     std::uint32_t fatWords_ = 0;
     std::uint32_t miniFatWords_ = 0;
 
-    // Of the directory entries that are valid: number, sum of the stream sizes in whole sectors, first class.
+    // Of the valid directory entries: their number, the sum of the stream sizes in whole sectors, the first class.
     std::uint32_t entryCount_ = 0;
     std::uint32_t streamBytes_ = 0;
     Pattern<16> classId_{};

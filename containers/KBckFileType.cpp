@@ -18,7 +18,7 @@ bool IsPrintable(std::uint8_t byte) { return byte >= 32 && byte <= 126; }
 }  // namespace
 
 void KBckFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    // The first text has no more than 255 bytes.
+    // The first text has at most 255 bytes, so the upper bytes of its count are zero.
     constexpr SectorFilter head({}, {0, 0xFF, 0xFF, 0xFF}, 0);
     ForEachSector(*block, head, [&](const Candidate& candidate) {
         if (IsHeader(candidate)) {
@@ -39,7 +39,7 @@ bool KBckFileType::IsHeader(const Candidate& candidate) {
     }
     const std::size_t countOffset = FirstText + firstCount + GapBytes;
     const auto secondCount = LoadLittle<std::uint32_t>(candidate.sector, countOffset);
-    // The sum wraps at 32 bits. The text may end four bytes behind a sector of the smallest size.
+    // The sum wraps at 32 bits. The text may end four bytes past a sector of the smallest size.
     const std::uint32_t suffixOffset = static_cast<std::uint32_t>(countOffset) + secondCount;
     const ByteSpan bytes = candidate.RestOfBlock();
     const std::size_t secondText = countOffset + CountBytes;

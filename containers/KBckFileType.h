@@ -4,7 +4,7 @@
 #include "frame/scan/SectorScan.h"
 
 /// Backup catalogues: a counted text, 8 bytes, and a second counted text that ends with ".dat". Only the start is
-/// known, so the reported size is 0. The registry has no row for it.
+/// known, so the reported size is 0. The factory does not offer this type.
 class KBckFileType final : public RunStateFileType<KBckFileType> {
 public:
     static constexpr FileTypeIdentity Identity{.name = "BCK Backup File",

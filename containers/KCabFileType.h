@@ -13,5 +13,10 @@ public:
     static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 256;
 
-    static std::optional<std::int64_t> Measure(const Candidate& candidate);
+    static std::optional<std::int64_t> Measure(const Candidate& candidate) {
+        constexpr std::size_t cabinetSize = 8;
+        // Signed: 2 GiB and more are no size.
+        const auto size = static_cast<std::int32_t>(LoadLittle<std::uint32_t>(candidate.sector, cabinetSize));
+        return size != 0 ? std::optional<std::int64_t>(size) : std::nullopt;
+    }
 };

@@ -16,7 +16,7 @@ constexpr std::int64_t MinReportLength = 1024;
 // CLSID 597CAA70-72AA-11CF-831E-524153480000.
 constexpr auto FlashClass = PatternOf("\x70\xAA\x7C\x59\xAA\x72\xCF\x11\x83\x1E\x52\x41\x53\x48\x00\x00");
 
-// The streams by which applications are known. Names that begin with a control character belong to property sets.
+// The streams that identify applications. Names that begin with a control character are property sets.
 constexpr std::string_view Summary = "\5SummaryInformation";
 constexpr std::string_view DocumentSummary = "\5DocumentSummaryInformation";
 constexpr std::string_view StreamNames[] = {
@@ -51,7 +51,7 @@ constexpr std::string_view StreamNames[] = {
 };
 static_assert(std::size(StreamNames) <= 32);
 
-// The bits of some names; one that is not in the list does not compile.
+// One bit per name. A name that is not in the list does not compile.
 template <class... Names>
 consteval std::uint32_t Streams(Names... names) {
     const auto bit = [](std::string_view name) {
@@ -67,17 +67,17 @@ consteval std::uint32_t Streams(Names... names) {
 constexpr std::uint32_t BothSummaries = Streams(Summary, DocumentSummary);
 
 struct KindRule {
-    /// One of these streams is there,
+    /// At least one of these streams is present,
     std::uint32_t anyOf;
-    /// and each of these.
+    /// and all of these.
     std::uint32_t allOf;
     KCompoundFileType::Kind kind;
     const char* message;
 
-    bool Holds(std::uint32_t streams) const { return (streams & anyOf) != 0 && (streams & allOf) == allOf; }
+    bool Matches(std::uint32_t streams) const { return (streams & anyOf) != 0 && (streams & allOf) == allOf; }
 };
 
-// The first rule that holds decides.
+// The first match decides.
 constexpr KindRule KindRules[] = {
     {Streams("PerfectOffice_MAIN", "PerfectOffice_OBJECTS"), Streams("SlideShow"), KCompoundFileType::SlideShow,
      "It maybe a PerfectOffice SlideShow document(%I64d, %u)!\r\n"},
@@ -101,7 +101,7 @@ constexpr KindRule KindRules[] = {
 
 KCompoundFileType::Kind DecideKind(const CompoundReader& reader, std::int64_t startSector) {
     for (const KindRule& rule : KindRules) {
-        if (rule.Holds(reader.Streams())) {
+        if (rule.Matches(reader.Streams())) {
             TraceFormatted(rule.message, startSector, reader.EstimatedSize());
             return rule.kind;
         }
@@ -121,7 +121,7 @@ std::int32_t KCompoundFileType::Reset() {
 void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     budget_.EnterBlock(*block);
     ForEachSector(*block, SectorFilterOf(CompoundSignature), [&](const Candidate& candidate) {
-        // A sector needs more bytes than the signature.
+        // The sector must be longer than the signature.
         if (candidate.sector.size() <= CompoundSignature.size() || !StartsWith(candidate.sector, CompoundSignature)) {
             return;
         }
@@ -133,7 +133,7 @@ void KCompoundFileType::ExamineCandidate(const SectorBlock& block, std::int64_t 
     budget_.BeginWalk();
     const CompoundReader reader(block, startSector, StreamNames, budget_);
     const Kind kind = DecideKind(reader, startSector);
-    // From 2 GiB on, the estimate counts as negative.
+    // Estimates of 2 GiB and more turn negative and are not reported.
     const auto estimate = static_cast<std::int32_t>(reader.EstimatedSize());
     if (estimate >= MinReportLength) {
         const std::int64_t size = std::min<std::int64_t>(estimate, maxSize_);

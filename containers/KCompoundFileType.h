@@ -6,11 +6,11 @@
 #include "frame/scan/FamilyEngine.h"
 
 /// Compound files (structured storage), told apart by the streams that their directory names. Every sector that begins
-/// with the signature is parsed, also inside a file that has been found. The size is an estimate from the lengths of
-/// the tables and streams, each rounded up to whole sectors. Source: [MS-CFB], Compound File Binary File Format.
+/// with the signature is parsed, even inside a file already found. The size is an estimate from the lengths of the
+/// tables and streams, each rounded up to whole sectors. Source: [MS-CFB], Compound File Binary File Format.
 class KCompoundFileType final : public FamilyEngine {
 public:
-    /// `Spreadsheet` and `Slides` are copies of the finds of the kinds `Excel` and `PowerPoint`.
+    /// `Spreadsheet` and `Slides` repeat the finds of `Excel` and `PowerPoint`.
     enum Kind : std::int32_t {
         Unknown = 1,
         Word,

@@ -2,8 +2,8 @@
 
 #include "containers/KCompoundFileType.h"
 
-/// Kingsoft presentations, which name their streams as PowerPoint presentations do: every presentation is reported
-/// as both.
+/// Kingsoft presentations. Their streams have the same names as PowerPoint's, so every presentation is reported as
+/// both.
 class KDpsFileType final : public CompoundDocument<KDpsFileType, FileTypeIndex::Dps, KCompoundFileType::Slides> {
 public:
 };

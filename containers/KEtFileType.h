@@ -2,7 +2,7 @@
 
 #include "containers/KCompoundFileType.h"
 
-/// Kingsoft spreadsheets, which name their streams as Excel workbooks do: every workbook is reported as both.
+/// Kingsoft spreadsheets. Their streams have the same names as Excel's, so every workbook is reported as both.
 class KEtFileType final : public CompoundDocument<KEtFileType, FileTypeIndex::Et, KCompoundFileType::Spreadsheet> {
 public:
 };

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 #include "containers/kZipOfficeSearcher.h"
 
 /// Office Open XML spreadsheets.

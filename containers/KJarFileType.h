@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
 /// Java archives, known by the name of their manifest.
 class KJarFileType final : public CapKeepingPackageType<KJarFileType, KZipFileSearcher> {

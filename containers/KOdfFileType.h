@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
 /// OpenDocument formulas.
 class KOdfFileType final : public CapKeepingPackageType<KOdfFileType, KZipFileSearcher> {

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
 /// Database documents of the office suites that write OpenDocument.
 class KOpenOfficeDataBaseFile final : public PackageFileType<KOpenOfficeDataBaseFile, KZipFileSearcher> {

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
 /// OpenDocument drawings.
 class KOpenOfficeDrawingFile final : public PackageFileType<KOpenOfficeDrawingFile, KZipFileSearcher> {

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
 /// OpenDocument spreadsheets.
 class KOpenOfficeSheetFile final : public PackageFileType<KOpenOfficeSheetFile, KZipFileSearcher> {

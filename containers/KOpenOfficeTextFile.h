@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
 /// OpenDocument texts.
 class KOpenOfficeTextFile final : public PackageFileType<KOpenOfficeTextFile, KZipFileSearcher> {

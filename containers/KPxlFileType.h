@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
 /// Pocket Excel packages.
 class KPxlFileType final : public PackageFileType<KPxlFileType, KZipFileSearcher> {

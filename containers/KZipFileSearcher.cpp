@@ -45,7 +45,7 @@ void KZipFileSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sin
         });
 }
 
-// The archive that begins next inherits the kind of the one that is reported or waits.
+// The next archive inherits the kind of one that is reported or kept waiting.
 void KZipFileSearcher::LeaveOpenArchive() {
     if (run_.inFile == 0 || run_.runLength < ZipMinReportLength) {
         kind_ = ZipKind::Plain;

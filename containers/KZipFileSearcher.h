@@ -10,12 +10,12 @@
 
 /// The engine of plain ZIP archives, Java archives, OpenDocument and Pocket Excel packages.
 ///
-/// It reads no directory: a sector that begins with a local file header opens an archive, the first end mark behind it
-/// closes it, and names that it meets in between decide the kind. A header at a sector start inside an archive, as of
-/// an archive stored in another one, makes the archive around it wait: all of them end at the next end mark. Kinds that
-/// no type asks for, those of Office Open XML, are found and reported by nobody.
+/// It does not read the directory: a sector that begins with a local file header opens an archive, the next footer
+/// closes it, and names in between decide the kind. A header at a sector start inside an archive (say, of an archive
+/// stored in another one) makes the outer archive wait: all of them end at the next footer. Office Open XML kinds are
+/// found too, but no type of this engine asks for them.
 ///
-/// The archives that wait outlive a scan: the types reach `Reset` only, which leaves them. Each takes 16 bytes.
+/// Waiting archives outlive a scan, because `Reset` keeps them. Each takes 16 bytes.
 class KZipFileSearcher final : public FamilyEngine {
 public:
     KZipFileSearcher() : FamilyEngine(NoBlockYet) {}
@@ -23,7 +23,7 @@ public:
     std::int32_t Reset() override;
     std::int32_t EndScan() override;
     void SetMaxFileSize(std::int64_t size) override { run_.maxSize = size; }
-    /// Reports nothing to the sink: ask with `ScanForKind`.
+    /// Reports nothing to the sink; use `ScanForKind`.
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
 private:
@@ -32,7 +32,7 @@ private:
 
     struct WaitingArchive {
         std::int64_t startSector;
-        // `waitingGrowth_` when the archive was opened: all that wait grow by the same amounts from then on.
+        // `waitingGrowth_` when the archive was opened. All waiting archives grow by the same amounts from then on.
         std::int64_t growthBefore;
     };
 

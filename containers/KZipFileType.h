@@ -3,9 +3,9 @@
 #include <cstdint>
 
 #include "containers/KZipFileSearcher.h"
-#include "containers/PackageFileType.h"
+#include "containers/ZipFormat.h"
 
-/// ZIP archives in which no name tells a more special kind.
+/// ZIP archives in which no name indicates a more specific kind.
 class KZipFileType final : public CapKeepingPackageType<KZipFileType, KZipFileSearcher> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Zip];

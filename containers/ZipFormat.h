@@ -4,12 +4,13 @@
 
 #include "formats/ZipRecords.h"
 #include "frame/bytes/Bytes.h"
+#include "frame/scan/FamilyEngine.h"
 
-/// What the two ZIP engines and their types share. Source: PKWARE, APPNOTE.TXT, sections 4.3.6 to 4.3.16.
+/// Shared by the two ZIP engines and their types. Source: PKWARE, APPNOTE.TXT, sections 4.3.6 to 4.3.16.
 
-/// What is packed: the kinds by which the engines sort their finds and the types ask for them.
+/// The kinds of archives, by which types ask the engines for their finds.
 struct ZipKind {
-    /// Also: not decided yet.
+    /// Also means "not decided yet".
     static constexpr std::int32_t Plain = 0;
     /// Office Open XML.
     static constexpr std::int32_t Word = 1;
@@ -26,12 +27,26 @@ struct ZipKind {
     static constexpr std::int32_t PocketExcel = 11;
 };
 
-/// A shorter file is not reported, in bytes.
+/// In bytes. Shorter files are not reported.
 inline constexpr std::int64_t ZipMinReportLength = 256;
 /// The engines' limit on a file, in bytes.
 inline constexpr std::int64_t ZipMaxSize = 0x20000000;
 
-/// True if a local file header begins at the start of the sector, which has more than 50 bytes.
+/// True if the sector begins with a local file header. It must have more than 50 bytes.
 inline bool OpensZipMember(ByteSpan sector) {
     return sector.size() > 50 && LoadLittle<std::uint32_t>(sector, 0) == ZipSignature::LocalHeader;
 }
+
+/// A type of the ZIP family. `Self::Kinds` lists the kinds it takes from its engine; its `Reset` resets the engine.
+template <class Self, class Engine>
+using PackageFileType = FamilyMember<Self, Engine, EngineResettingFileType<Self, Engine>>;
+
+/// A package type that stores its size cap. The engine's own limit still applies.
+template <class Self, class Engine>
+class CapKeepingPackageType : public PackageFileType<Self, Engine> {
+public:
+    void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
+
+private:
+    std::int64_t maxSize_ = 0;
+};

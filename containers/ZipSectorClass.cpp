@@ -14,12 +14,12 @@ namespace {
 constexpr auto EndBytes = PatternOf("PK\x05\x06\0\0\0\0");
 constexpr BytePattern EndMark{EndBytes};
 
-// Letters become lower case; other bytes need not stay what they are.
+// Makes letters lower case and may change other bytes.
 constexpr std::uint8_t Fold(std::uint8_t byte) { return byte | 0x20U; }
 
-// 0 where two neighbouring bytes may belong to an end mark or to a deciding name: "PK" of the end mark; a slash behind
-// d, f, n or t, which have these bits in common and are what stands in front of the first slash of most names; "xl" of
-// the others. All three are rare in noise, prose and markup.
+// 0 if two neighbouring bytes may belong to the footer or to a deciding name: "PK" of the footer; a slash after d, f, n
+// or t, which have these bits in common and come before the first slash of most names; "xl" of the other names. All
+// three are rare in noise, prose and markup.
 constexpr std::uint8_t Difference(std::uint8_t first, std::uint8_t second) {
     constexpr std::uint8_t commonBits = 0xC5;
     const auto mark = static_cast<std::uint8_t>((first ^ 'P') | (second ^ 'K'));
@@ -38,15 +38,15 @@ struct DecidingName {
     constexpr std::uint8_t ByteAt(std::size_t at) const { return static_cast<std::uint8_t>(text.at(at)); }
 
     std::string_view text;
-    // Offset of the first place in the text that passes the filter. Before it there is none, so an occurrence that
-    // begins earlier than another one is also met earlier.
+    // Offset of the first place in the text that passes the filter, so that occurrences are met in the order in which
+    // they begin.
     std::size_t anchor = 0;
     std::int32_t kind;
     std::uint8_t anchorLetter = 0;
 };
 
-// The types of OpenDocument packages stand in the stored first member, whose name is directly followed by its content.
-// Where two names have the same anchor in the data, the one that begins first comes first.
+// OpenDocument types are in the stored first member, where the content directly follows the name. If two names have the
+// same anchor in the data, the one that begins first is listed first.
 constexpr DecidingName DecidingNames[] = {
     {"mimetypeapplication/vnd.oasis.opendocument.text", ZipKind::Text},
     {"mimetypeapplication/vnd.oasis.opendocument.spreadsheet", ZipKind::Sheet},
@@ -95,7 +95,7 @@ std::optional<std::size_t> ClassifyZipSector(ByteSpan sector, std::int32_t& kind
     if (sector.empty()) {
         return std::nullopt;
     }
-    // The last byte belongs to no mark and no name.
+    // Footers and names must end before the last byte.
     const ByteSpan searched = sector.first(sector.size() - 1);
     std::optional<std::size_t> mark;
     if (kind != ZipKind::Plain) {

@@ -31,7 +31,7 @@ std::int32_t KindOfName(const std::array<std::uint8_t, LongestFolder>& name) {
     return ZipKind::Plain;
 }
 
-// The rest of a record's fixed part, behind the signature.
+// A record's fixed part without the signature.
 template <std::size_t N>
 using RecordRest = std::array<std::uint8_t, N - SignatureBytes>;
 
@@ -40,7 +40,7 @@ T Field(ByteSpan rest, std::size_t offsetInRecord) {
     return LoadLittle<T>(rest, offsetInRecord - SignatureBytes);
 }
 
-// The header with the name, the extra field and the data behind it.
+// Size of the header, name, extra field and data.
 std::int64_t LocalRecordBytes(ByteSpan rest) {
     return static_cast<std::int64_t>(ZipLocalHeader::Bytes) +
            Field<std::uint32_t>(rest, ZipLocalHeader::CompressedSize) +
@@ -125,8 +125,8 @@ ZipWalk::Step ZipWalk::ReadEnd(KFileSimulator& reader, std::int64_t offset) {
             .isEnd = true};
 }
 
-// This ties the archive to its real start: a member at a sector start inside it leads to the same directory, whose
-// offsets then miss.
+// Only the archive's real start passes: from a member at a sector start inside it, the directory's offsets do not
+// match.
 bool ZipWalk::LeadsToFirstMember(const Candidate& candidate, const Facts& facts) {
     std::array<std::uint8_t, ZipLocalHeader::CompressedSize + sizeof(std::uint32_t)> header{};
     KFileSimulator reader(&candidate.block, candidate.startSector, 0, &budget_);

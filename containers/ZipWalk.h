@@ -9,14 +9,14 @@
 #include "frame/read/KFileSimulator.h"
 #include "frame/scan/SectorScan.h"
 
-/// Walks the records of ZIP archives from their first local header to the end of the central directory. The check of
-/// the first central header apart, a walk does not depend on where it began, so walks that meet share a `Trail`.
+/// Walks the records of ZIP archives from their first local header to the end of the central directory. Except for the
+/// check of the first central header, a walk does not depend on where it began, so walks that meet share a `Trail`.
 class ZipWalk {
 public:
     struct Archive {
         /// Bytes from the first local header to the end of the archive's comment.
         std::int64_t size;
-        /// Decided by the first name of the directory that decides one.
+        /// Decided by the first deciding name in the directory.
         std::int32_t kind;
     };
 
@@ -31,18 +31,18 @@ public:
         budget_.EnterBlock(block);
     }
 
-    /// The archive that begins at a sector of the block, which begins with a whole local header. Nothing if the records
-    /// do not lead to an end, if the first central header does not point at a matching local header, or if the records
-    /// in front of the last one have more than 512 MiB, or if the walk was given up for what it costs.
+    /// The archive that begins at a sector that starts with a whole local header. Nothing if the records do not lead to
+    /// an end, if the first central header does not point at a matching local header, if the records before the last
+    /// one exceed 512 MiB, or if the budget is used up.
     std::optional<Archive> Measure(const Candidate& candidate);
 
 private:
-    // What records in a row tell; of two rows behind one another, the first to tell something counts.
+    // The facts from consecutive records. Of two stretches, the first that has a fact counts.
     struct Facts {
         bool hasCentralHeader = false;
         bool hasEnd = false;
         std::int32_t kind = ZipKind::Plain;
-        // Of the first central header, which count from the start of the archive, in bytes.
+        // Of the first central header; offsets in bytes from the start of the archive.
         std::uint32_t localOffset = 0;
         std::uint32_t compressedSize = 0;
 

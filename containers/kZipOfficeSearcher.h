@@ -6,17 +6,17 @@
 #include "containers/ZipWalk.h"
 #include "frame/scan/FamilyEngine.h"
 
-/// The engine of Office Open XML documents. It walks the records of every archive that begins at a sector start,
-/// through the central directory to its end, and takes the kind from the first name in a folder that belongs to one of
-/// them: "ppt", "word" or "xl". An archive without such a name is not reported. Nothing stays open between sectors.
+/// The engine of Office Open XML documents. It walks the records of every archive that begins at a sector start, to the
+/// end of the central directory, and takes the kind from the first name in a folder "ppt", "word" or "xl". An archive
+/// without such a name is not reported. Nothing stays open between sectors.
 class kZipOfficeSearcher final : public FamilyEngine {
 public:
     kZipOfficeSearcher() : FamilyEngine(NoBlockYet) {}
 
     std::int32_t Reset() override;
-    /// Limits no report: the walk has a limit of its own.
+    /// Has no effect: the walk has a limit of its own.
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
-    /// Reports nothing to the sink: ask with `ScanForKind`.
+    /// Reports nothing to the sink; use `ScanForKind`.
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
 private:
