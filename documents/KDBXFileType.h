@@ -14,7 +14,6 @@ public:
     static constexpr std::int64_t MinReportLength = 256;
 
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        // Where the last segment begins, and the bytes from there to the file's end.
         constexpr std::size_t lastSegment = 124;
         constexpr std::uint32_t bytesAfter = 4096;
         // A 32-bit sum: 2 GiB and more turn negative, which is no size.

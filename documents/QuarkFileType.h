@@ -11,7 +11,7 @@
 template <class Self, QuarkKind Kind>
 class QuarkFileType : public WalkingScanner<Self> {
 public:
-    /// Behind two zeros and the byte order: "XPR".
+    /// "XPR", after two zeros and the byte order.
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("XPR"), 4);
     static constexpr std::int64_t MinReportLength = 2048;
     static constexpr std::int64_t WalkLimit = 0x7FFFFFFF;

@@ -19,7 +19,7 @@ enum HeaderVersion : std::uint32_t { Os2First = 12, Os2Short = 16, Windows3 = 40
 constexpr std::array<std::uint32_t, 8> HeaderLengths{Os2First, Os2Short, Windows3, 52, 56, Os2Second, 108, Windows5};
 
 enum Compression : std::uint32_t { Plain = 0, Rle8 = 1, Rle4 = 2, Masks = 3, Jpeg = 4, Png = 5, AlphaMasks = 6 };
-// What two of the numbers mean behind an OS/2 header.
+// Compression numbers that mean something else in an OS/2 header.
 enum Os2Compression : std::uint32_t { Huffman = 3, Rle24 = 4 };
 
 struct Bitmap {
@@ -27,14 +27,14 @@ struct Bitmap {
     std::uint32_t pixelOffset = 0;
     std::uint32_t headerLength = 0;
     std::int64_t width = 0;
-    // Rows; top-down pictures have a negative number of them in the file.
+    // In rows. The file has a negative number for top-down pictures.
     std::int64_t height = 0;
     std::uint32_t planes = 0;
     std::uint32_t bits = 0;
     std::uint32_t compression = Plain;
     std::uint32_t imageSize = 0;
     std::uint32_t coloursUsed = 0;
-    // End of the colour profile, 0 without one.
+    // Where the colour profile ends; 0 if there is none.
     std::int64_t profileEnd = 0;
 
     bool IsSmallPalette() const { return bits >= 1 && bits <= 8; }
@@ -104,10 +104,10 @@ bool IsDepthOfCompression(const Bitmap& bitmap) {
     }
 }
 
-// Behind the headers come masks, a palette, and up to 1024 bytes that some writers leave.
+// Between headers and pixels: masks, a palette, and up to 1024 bytes of slack that some programs leave.
 bool IsPixelOffsetSound(const Bitmap& bitmap) {
     constexpr std::int64_t mostSlack = 1024;
-    // Masks follow the header of Windows 3, but for some writers that leave them out; they fit into the slack.
+    // Masks are optional: some programs leave them out after the Windows 3 header. They fit into the slack.
     std::int64_t least = FileHeaderBytes + bitmap.headerLength;
     std::int64_t most = least + mostSlack;
     if (bitmap.IsSmallPalette()) {
@@ -116,7 +116,7 @@ bool IsPixelOffsetSound(const Bitmap& bitmap) {
         least += colourBytes * std::min(bitmap.coloursUsed, allColours);
         most += colourBytes * allColours;
     } else {
-        // Colours that are only a hint for screens with few of them.
+        // A palette that is only a hint for screens with few colours.
         constexpr std::uint32_t mostHints = 256;
         most += std::int64_t{4} * std::min(bitmap.coloursUsed, mostHints);
     }
@@ -135,14 +135,14 @@ bool HasRawSize(const Bitmap& bitmap) {
            (bitmap.headerLength != Os2Second && (bitmap.compression == Masks || bitmap.compression == AlphaMasks));
 }
 
-// The file's length as the picture asks for it; nothing if a compressed picture gives none that can be.
+// The file's length that follows from the picture; nothing if the length of a compressed picture is impossible.
 std::optional<std::int64_t> NeededSize(const Bitmap& bitmap) {
     std::int64_t pixelBytes = bitmap.RawBytes();
     if (!HasRawSize(bitmap)) {
         pixelBytes = bitmap.imageSize != 0 ? std::int64_t{bitmap.imageSize}
                                            : std::int64_t{bitmap.declaredSize} - bitmap.pixelOffset;
-        // The longest coding of a run length code: 2 bytes for a pixel (4 for one of 24 bits), 2 for the end of a row.
-        // A JPEG or PNG picture in place of the pixels has no such bound.
+        // Run length coding takes at most 2 bytes a pixel (4 with 24 bits) and 2 a row. An embedded JPEG or PNG has no
+        // such bound.
         const std::int64_t longest =
             bitmap.bits == 0 ? LargestUnconfirmed : (bitmap.width * 4 + 2) * bitmap.height + 4096;
         if (pixelBytes <= 0 || pixelBytes > longest) {
@@ -168,11 +168,11 @@ std::optional<WalkedFile> BmpPicture::Measure(ByteSpan head) {
     if (!needed) {
         return std::nullopt;
     }
-    // Photoshop adds two bytes, others fill up a word or a sector.
+    // Photoshop appends two bytes; other programs pad to a word or a sector.
     constexpr std::int64_t mostPadding = 4096;
     const std::int64_t padding = bitmap.declaredSize - *needed;
     const bool isConfirmed = padding >= 0 && padding <= mostPadding;
-    // Reserved words are zero, but for writers that leave rubbish there and are right about the size.
+    // The reserved words are zero. Some programs leave rubbish there, but they get the size right.
     if (LoadLittle<std::uint32_t>(head, 6) != 0 && padding != 0) {
         return std::nullopt;
     }

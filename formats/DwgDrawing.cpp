@@ -10,12 +10,12 @@
 
 namespace {
 
-constexpr auto BehindRelease = PatternOf("\0\0\0\0\0");
+constexpr auto AfterRelease = PatternOf("\0\0\0\0\0");
 constexpr std::size_t ReleaseBytes = 6;
 constexpr std::size_t CodePageOffset = 0x13;
 constexpr std::int64_t LargestFile = FileTypeCatalog[FileTypeIndex::Dwg].maxSize;
 
-// How a release tells the file's end.
+// How a release gives the file's end.
 enum class EndRule { FixedSections, Locators, SecondCopy, FileSize };
 
 struct DrawingRelease {
@@ -43,7 +43,7 @@ constexpr std::array<DrawingRelease, 19> Releases{{
     {"AC1024", EndRule::SecondCopy},
     {"AC1027", EndRule::SecondCopy},
     {"AC1032", EndRule::SecondCopy},
-    // Set aside for a release to come.
+    // Reserved for a future release.
     {"AC1035", EndRule::SecondCopy},
 }};
 
@@ -54,18 +54,18 @@ const DrawingRelease* ReleaseOf(ByteSpan header) {
     return found == Releases.end() ? nullptr : found;
 }
 
-// Sections in fixed order: entities, tables, blocks and what was added later. Bits 24 and up of a size are flags.
+// Sections in fixed order: entities, tables, blocks and later additions. Bits 24 and up of a size are flags.
 constexpr std::size_t SectionsOffset = 0x14;
 constexpr std::uint32_t SizeBits = 0xFFFFFF;
 constexpr std::uint32_t FirstSection = 0x200;
-// Release 11 and 12: a second header, with this at its end.
+// Releases 11 and 12 add a second header, which ends with this.
 constexpr std::int64_t AuxiliaryBytes = 0xBA;
 constexpr auto AuxiliaryEnd = PatternOf("\xD6\x72\x2E\xB6\x56\x8C\xE0\x15\x66\x21\xCD\x06\xB2\xF5\x1F\xE6");
 constexpr BytePattern AuxiliaryEndMark{AuxiliaryEnd};
-// So far behind the known end the searches go on.
+// How far past the known end the searches go.
 constexpr std::int64_t SlackBytes = 1024;
 
-std::int64_t BehindAuxiliaryHeader(ByteWindow& file, std::int64_t end) {
+std::int64_t EndOfAuxiliaryHeader(ByteWindow& file, std::int64_t end) {
     const auto length = static_cast<std::int64_t>(AuxiliaryEnd.size());
     const std::int64_t wanted = end + AuxiliaryBytes;
     if (StartsWith(file.At(wanted - length, AuxiliaryEnd.size()), AuxiliaryEnd)) {
@@ -87,10 +87,10 @@ std::optional<std::int64_t> EndOfFixedSections(ByteWindow& file, bool hasAuxilia
         return std::nullopt;
     }
     const std::int64_t end = std::max(blocksEnd, extrasEnd);
-    return hasAuxiliaryHeader ? BehindAuxiliaryHeader(file, end) : end;
+    return hasAuxiliaryHeader ? EndOfAuxiliaryHeader(file, end) : end;
 }
 
-// A table of records that locate the sections, each a number, an address and a size, and a sentinel behind it.
+// A table of section locators (number, address and size), followed by a sentinel.
 constexpr std::size_t PreviewOffset = 0x0D;
 constexpr std::size_t LocatorsOffset = 0x15;
 constexpr std::uint32_t FewestLocators = 3;
@@ -101,11 +101,11 @@ constexpr auto LocatorsEnd = PatternOf("\x95\xA0\x4E\x28\x99\x82\x1A\xE5\x5E\x41
 constexpr std::uint32_t FirstPreview = 0x58;
 constexpr auto PreviewStart = PatternOf("\x1F\x25\x6D\x07\xD4\x36\x28\x28\x9D\x57\xCA\x3F\x9D\x44\x10\x2B");
 constexpr std::uint64_t SentinelBytes = 16;
-// Ends the second header, which no record locates.
+// Ends the second header, which has no locator.
 constexpr BytePattern SecondHeaderEndMark =
     BytePatternOf<"\x2B\x84\xDE\x31\xD7\x6C\x60\x40\xAC\xDB\xBF\xF6\xED\xC3\x55\xFE">();
 // Far more than a preview and the second header take.
-constexpr std::int64_t MostBytesBehindMap = 0x2000000;
+constexpr std::int64_t MostBytesAfterMap = 0x2000000;
 
 std::int64_t EndOfPreview(ByteWindow& file) {
     FieldReader address(file, PreviewOffset);
@@ -140,14 +140,14 @@ std::optional<std::int64_t> EndOfLocated(ByteWindow& file) {
         return std::nullopt;
     }
     end = std::max(end, EndOfPreview(file));
-    const std::int64_t searchEnd = std::min(end + SlackBytes, mapEnd + MostBytesBehindMap);
+    const std::int64_t searchEnd = std::min(end + SlackBytes, mapEnd + MostBytesAfterMap);
     if (const std::optional<std::int64_t> found = file.Find(SecondHeaderEndMark, mapEnd, searchEnd)) {
         end = std::max(end, *found + static_cast<std::int64_t>(SecondHeaderEndMark.size()));
     }
     return end;
 }
 
-// The encrypted header, a copy of which ends the file.
+// The encrypted header; its copy ends the file.
 constexpr std::size_t CopiedHeaderOffset = 0x80;
 constexpr std::size_t CopiedHeaderBytes = 0x6C;
 constexpr auto CopiedHeaderStart = PatternOf("AcFssFcAJMB\0");
@@ -169,11 +169,11 @@ std::optional<std::int64_t> EndOfSecondCopy(ByteWindow& file) {
     if (!StartsWith(header, CopiedHeaderStart) || copy < FirstCopy || copy >= std::uint64_t{LargestFile}) {
         return std::nullopt;
     }
-    // The file's end even where the copy there is damaged.
+    // The file ends here even if the copy is damaged.
     return static_cast<std::int64_t>(copy + CopiedHeaderBytes);
 }
 
-// The second copy of the header stands so far in front of the end, counted from behind the first.
+// How far before the end the second copy of the header is, counted from the end of the first.
 constexpr std::int64_t FirstNumber = 0x70;
 constexpr std::int64_t SecondHeaderToEnd = 0x880;
 
@@ -203,7 +203,7 @@ std::optional<std::int64_t> EndOf(ByteWindow& file, const DrawingRelease& releas
 }  // namespace
 
 bool DwgDrawing::IsHeader(ByteSpan sector) {
-    if (!HasPatternAt(sector, ReleaseBytes, BehindRelease)) {
+    if (!HasPatternAt(sector, ReleaseBytes, AfterRelease)) {
         return false;
     }
     const DrawingRelease* const release = ReleaseOf(sector);

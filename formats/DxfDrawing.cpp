@@ -12,7 +12,7 @@ namespace {
 constexpr auto BinarySignature = PatternOf("AutoCAD Binary DXF\r\n\x1A\0");
 constexpr auto ByteOrderMark = PatternOf("\xEF\xBB\xBF");
 constexpr std::size_t MinSectorBytes = 64;
-// The first line holds a code of at most three digits, and blanks.
+// The first line is a code of at most three digits, with blanks around it.
 constexpr std::size_t FirstLineBytes = 16;
 
 constexpr std::int32_t EntityCode = 0;
@@ -21,10 +21,10 @@ constexpr std::int32_t CommentCode = 999;
 constexpr std::int32_t LowestCode = -5;
 constexpr std::int32_t HighestCode = 1071;
 
-// Endless comments in front belong to other files.
+// Endless comments at the start belong to other files.
 constexpr int MostComments = 1000;
 
-// What it takes to read a line or a pair, however short, in bytes that could be looked at meanwhile.
+// The least cost of reading a line or a pair, counted in bytes read.
 constexpr std::int64_t LineCost = 64;
 constexpr std::int64_t PairCost = 128;
 
@@ -65,8 +65,8 @@ std::optional<std::int32_t> CodeOf(ByteSpan line) {
 
 constexpr std::array<std::string_view, 6> SectionNames{"HEADER", "TABLES", "BLOCKS", "ENTITIES", "CLASSES", "OBJECTS"};
 
-// An old program's end of file, with a line end of its own.
-std::int64_t BehindDosEnd(ByteWindow& file, std::int64_t end) {
+// A Ctrl-Z, the end of file of old programs, with its line end.
+std::int64_t SkipDosEnd(ByteWindow& file, std::int64_t end) {
     const ByteSpan bytes = file.From(end, 3);
     if (bytes.empty() || bytes[0] != DosEnd) {
         return end;
@@ -85,7 +85,7 @@ public:
         while (step_ != Step::AtEnd && TakePair()) {
         }
         if (step_ == Step::AtEnd) {
-            return WalkedFile{BehindDosEnd(file_, end_)};
+            return WalkedFile{SkipDosEnd(file_, end_)};
         }
         return hasEntities_ ? std::optional(WalkedFile{end_, false}) : std::nullopt;
     }
@@ -94,15 +94,14 @@ private:
     enum class Step { BeforeSection, BeforeName, Inside, AtEnd };
 
     struct Line {
-        // Without its end.
+        // Without the line end.
         ByteSpan text;
         bool hasEnd;
     };
 
     static bool Stops(std::uint8_t byte) { return byte < 0x20 && byte != '\t' && byte != '\r'; }
 
-    // Nothing where a line is too long. The text of a line without an end stops in front of the first byte that is
-    // none.
+    // Nothing if the line is too long. The text of an unfinished line stops at the first byte that is not text.
     std::optional<Line> NextLine() {
         file_.Charge(LineCost);
         auto stop = std::ranges::find_if(ahead_, Stops);
@@ -139,7 +138,7 @@ private:
         return true;
     }
 
-    // `value` is not trimmed: nearly all are stepped over.
+    // `value` is untrimmed: nearly all values are skipped.
     bool Accepts(std::int32_t code, ByteSpan value) {
         if (step_ == Step::BeforeSection) {
             step_ = code == EntityCode && Is(Trimmed(value), "SECTION") ? Step::BeforeName : step_;
@@ -163,8 +162,8 @@ private:
         }
     }
 
-    // A drawing has one section of a kind: a second one at a sector's start begins another drawing, and this one broke
-    // off in front of it. The first section must be of a known kind.
+    // A drawing has one section of each kind. A second one at a sector start belongs to another drawing, and this one
+    // broke off there. The first section must be of a known kind.
     bool AcceptsName(std::int32_t code, ByteSpan name) {
         const auto* const known =
             code == NameCode
@@ -184,7 +183,7 @@ private:
     }
 
     ByteWindow& file_;
-    // Behind the last whole line, and the bytes known from there on.
+    // The end of the last whole line, and the bytes read ahead from there.
     std::int64_t end_;
     ByteSpan ahead_;
     std::int64_t pairStart_ = 0;
@@ -192,11 +191,11 @@ private:
     Step step_ = Step::BeforeSection;
     bool hasEntities_ = false;
     int comments_ = 0;
-    // A bit for each of the section names.
+    // One bit per section name.
     std::uint32_t seenSections_ = 0;
 };
 
-// Codes of the binary form by what follows them, in ascending order; those in between are unknown.
+// What follows a code in the binary form.
 enum class Value { Text, Bytes1, Bytes2, Bytes4, Bytes8, Counted };
 struct CodeRange {
     std::uint16_t first;
@@ -226,7 +225,7 @@ public:
     explicit BinaryDrawing(ByteWindow& file) : file_(file), fields_(file, BinarySignature.size()) {}
 
     std::optional<WalkedFile> Measure() {
-        // The first pair is 0, SECTION: one zero byte if codes have 8 bits.
+        // The first pair is 0, SECTION. With 8-bit codes, the 0 is a single byte.
         const ByteSpan start = file_.At(fields_.Position(), 2);
         hasWideCodes_ = start.empty() || start[1] == 0;
         bool isFirst = true;
@@ -263,7 +262,7 @@ private:
             case Value::Text:
                 SkipText();
                 break;
-            // Codes of 8 bits are from before there were values of one byte.
+            // When codes had 8 bits, there were no one-byte values.
             case Value::Bytes1:
                 fields_.Skip(hasWideCodes_ ? 1 : 2);
                 break;
@@ -282,7 +281,7 @@ private:
         }
     }
 
-    // Behind its zero byte.
+    // The place after the terminating zero.
     void SkipText() {
         const std::optional<std::size_t> length = TextLength(file_.From(fields_.Position()));
         const std::optional<std::size_t> wholeLength =
@@ -294,7 +293,7 @@ private:
         fields_.Skip(*wholeLength + 1);
     }
 
-    // Up to its zero byte.
+    // Up to the terminating zero.
     static std::optional<std::size_t> TextLength(ByteSpan bytes) {
         const void* const zero = bytes.empty() ? nullptr : std::memchr(bytes.data(), 0, bytes.size());
         if (zero == nullptr) {

@@ -16,7 +16,7 @@ constexpr std::uint32_t HeaderType = 1;
 constexpr std::uint32_t EndType = 14;
 
 bool IsRecord(const Record& record, std::int64_t bytesLeft) {
-    // Programs have record types of their own above those of the system.
+    // Programs define their own record types above those of the system.
     constexpr std::uint32_t lastType = 0x7FFF;
     return record.type >= 1 && record.type <= lastType && record.size >= 8 && record.size % 4 == 0 &&
            record.size <= bytesLeft;
@@ -46,15 +46,15 @@ std::optional<WalkedFile> EmfDrawing::Walk(ByteWindow& file) {
     if (prefix.empty()) {
         return std::nullopt;
     }
-    const std::int64_t saidSize = LoadLittle<std::uint32_t>(prefix, 48);
+    const std::int64_t declaredSize = LoadLittle<std::uint32_t>(prefix, 48);
     const bool hasUsualVersion = LoadLittle<std::uint32_t>(prefix, 44) != 0;
-    // In bytes that could be looked at meanwhile.
+    // The cost of stepping to a record, counted in bytes read.
     constexpr std::int64_t recordWork = 64;
     std::int64_t position = LoadRecord(prefix).size;
     for (ByteSpan bytes = file.At(position, 8); !bytes.empty(); bytes = file.At(position, 8)) {
         file.Charge(recordWork);
         const Record record = LoadRecord(bytes);
-        if (!IsRecord(record, saidSize - position)) {
+        if (!IsRecord(record, declaredSize - position)) {
             break;
         }
         position += record.size;
@@ -62,6 +62,6 @@ std::optional<WalkedFile> EmfDrawing::Walk(ByteWindow& file) {
             return WalkedFile{position};
         }
     }
-    return hasUsualVersion && position >= saidSize - position ? std::optional(WalkedFile{saidSize, false})
-                                                              : std::nullopt;
+    return hasUsualVersion && position >= declaredSize - position ? std::optional(WalkedFile{declaredSize, false})
+                                                                  : std::nullopt;
 }

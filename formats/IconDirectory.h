@@ -15,11 +15,11 @@ inline constexpr const char* EndNote = "The end of the image that lies last; exa
 inline constexpr const char* LimitsNote =
     "Images with the 12-byte header of Windows 1 and 2 are not found, nor are files with a damaged image.";
 
-/// Whether the sector begins with a directory of this kind, as far as its first entry tells.
+/// Whether the sector begins with a directory of this kind. Only its first entry is checked.
 bool IsHeader(ByteSpan sector, Kind kind);
 
-/// The file's length: where the last image ends. The file window's limit is the largest it may be. Tables of small
-/// numbers look much like a directory, so every entry must fit and every image must begin as its entry says.
+/// The file's length in bytes: the end of its last image, at most the file window's limit. Tables of small numbers look
+/// much like a directory, so every entry must fit and every image must begin as its entry says.
 std::optional<std::int64_t> Measure(ByteWindow& file, Kind kind);
 
 }  // namespace IconDirectory

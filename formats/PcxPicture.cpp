@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t HeaderBytes = 128;
 
-// `header` holds `HeaderBytes`.
+// `header` has `HeaderBytes` bytes.
 struct Header {
     explicit Header(ByteSpan header)
         : version(header[1]),
@@ -41,21 +41,21 @@ bool IsSound(const Header& header) {
     constexpr std::int32_t mostLineSlack = 64;
     const std::int32_t lineSlack = header.lineBytes - (header.width * header.bits + 7) / 8;
     const bool isVersion = header.version <= 5 && header.version != 1;
-    // Older versions leave rubbish in the later fields.
+    // Older versions leave rubbish in fields that came later.
     const bool areLaterFieldsSound = header.version < 5 || (header.reserved == 0 && header.paletteKind <= 2);
     return isVersion && areLaterFieldsSound && header.width >= 1 && header.width <= mostPixels && header.height >= 1 &&
            header.height <= mostPixels && lineSlack >= 0 && lineSlack <= mostLineSlack &&
            std::ranges::find(depths, std::pair(header.bits, header.planes)) != depths.end();
 }
 
-// Decodes a byte stream of runs, piece by piece, until so many bytes have come out.
+// Decodes run length code, piece by piece, up to a given number of decoded bytes.
 class RunDecoder {
 public:
     explicit RunDecoder(std::int64_t rawBytes) : missing_(rawBytes) {}
 
     bool IsComplete() const { return missing_ <= 0; }
 
-    // The bytes used; nothing when no picture looks like this. A run's second byte may lie in the next piece.
+    // The number of bytes used; nothing if this cannot be a picture. A run's second byte may be in the next piece.
     std::optional<std::size_t> Decode(ByteSpan piece) {
         std::size_t next = 0;
         while (!IsComplete() && next < piece.size()) {
@@ -88,11 +88,11 @@ private:
     int emptyRuns_ = 0;
 };
 
-// Offset behind the picture data.
+// Where the picture data end.
 std::optional<std::int64_t> PictureEnd(ByteWindow& file, std::int64_t rawBytes) {
-    // The code at most doubles a picture, but for empty runs.
+    // Without empty runs, the code at most doubles the picture.
     const std::int64_t farthest = static_cast<std::int64_t>(HeaderBytes) + 2 * rawBytes + 128;
-    // Bytes that could be looked at while one is decoded.
+    // The cost of decoding a byte, counted in bytes read.
     constexpr std::int64_t decodingWork = 6;
     RunDecoder decoder(rawBytes);
     std::int64_t position = HeaderBytes;
@@ -110,14 +110,14 @@ std::optional<std::int64_t> PictureEnd(ByteWindow& file, std::int64_t rawBytes) 
     return position;
 }
 
-// Pictures without the run length code have nothing to decode: their header must be as the newest version has it.
+// Uncompressed pictures have nothing to decode, so their header must be that of the newest version.
 bool IsPlainSound(ByteSpan header) {
     constexpr std::size_t fillerStart = 74;
     const ByteSpan filler = header.subspan(fillerStart, HeaderBytes - fillerStart);
     return header[1] == 5 && std::ranges::count(filler, 0) == std::ssize(filler);
 }
 
-// Bytes from the end of the picture to the end of the palette, 0 if none follows. Some writers leave a gap.
+// Bytes from the end of the picture to the end of the palette; 0 if no palette follows. Some programs leave a gap.
 std::int64_t PaletteBytes(ByteSpan behind, bool mayHaveGap) {
     constexpr std::uint8_t mark = 0x0C;
     constexpr std::int64_t markAndColours = 769;

@@ -7,8 +7,8 @@
 
 #include "frame/bytes/ByteWindow.h"
 
-/// Pictures and drawings whose structure says where they end, walked alike by the scanners and the program. The
-/// scanners' headers name the documents that the formats follow.
+/// Pictures and drawings whose structure says where they end. Scanners and program share these walks. The sources
+/// of the formats are in the scanners' headers.
 
 /// A file whose structure was walked to its end.
 struct WalkedFile {
@@ -16,8 +16,7 @@ struct WalkedFile {
     std::int64_t size;
     /// The structure led to the end that it declares; else `size` is as far as it is sound or as the header says.
     bool isComplete = true;
-    /// Compressed data stand last, and only decoding them tells where they end: so many bytes at most in front of
-    /// `size`.
+    /// The file ends with compressed data whose end only decoding shows: at most this many bytes before `size`.
     std::int64_t undecodedBytes = 0;
 };
 
@@ -53,7 +52,7 @@ struct EmfDrawing {
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
-/// GIF: block by block to the trailer, or behind the last whole image.
+/// GIF: block by block to the trailer, or to the end of the last whole image.
 struct GifPicture {
     static constexpr std::size_t LeastHead = 14;
     static bool IsHeader(ByteSpan head);
@@ -90,7 +89,7 @@ struct OciPicture {
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
-/// PCX: run lengths until the picture is complete, and the palette behind it.
+/// PCX: run lengths until the picture is complete, and the palette after it.
 struct PcxPicture {
     static constexpr std::size_t LeastHead = 128;
     static bool IsHeader(ByteSpan head);

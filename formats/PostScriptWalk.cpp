@@ -21,14 +21,14 @@ constexpr BytePattern LinesMark = BytePatternOf<"Lines">();
 constexpr auto TrailerComment = PatternOf("%%Trailer");
 constexpr auto EndComment = PatternOf("%%EOF");
 
-// In bytes. The comments that tell the program stand in the first ones; those of a placed file may stand behind.
+// The comments that name the program are in these first bytes. Further on, they may be those of a placed file.
 constexpr std::size_t HeaderBytes = 4096;
-// Comments are no longer than this, line end included.
+// The longest comment, including its line end.
 constexpr std::size_t CommentBytesMost = 256;
-// Where the comment that closes data is looked for behind them.
+// How far after the data the comment that closes them is looked for.
 constexpr std::size_t EndDataWithin = 64;
 constexpr int MostData = 4096;
-// Headers at sector starts inside placed files.
+// Headers at sector starts inside placed files that are accepted.
 constexpr int MostHeaders = 4;
 
 constexpr std::uint8_t EndOfTransmission = 0x04;
@@ -44,17 +44,17 @@ ByteSpan LineOf(ByteSpan text) {
     return text.first(static_cast<std::size_t>(std::ranges::find_if(text, IsLineEnd) - text.begin()));
 }
 
-ByteSpan BehindBlanks(ByteSpan text) {
+ByteSpan SkipBlanks(ByteSpan text) {
     const auto isBlank = [](std::uint8_t byte) {
         return byte == ' ' || byte == '\t';
     };
     return text.subspan(static_cast<std::size_t>(std::ranges::find_if_not(text, isBlank) - text.begin()));
 }
 
-// Is it the creator's name, or one of the program's own comments, such as %AI5_FileFormat?
+// The creator's name, or one of Illustrator's own comments, such as %AI5_FileFormat.
 bool IsProgramLine(ByteSpan line) {
     if (StartsWith(line, Creator)) {
-        ByteSpan name = BehindBlanks(line.subspan(Creator.size()));
+        ByteSpan name = SkipBlanks(line.subspan(Creator.size()));
         if (!name.empty() && name[0] == '(') {
             name = name.subspan(1);
         }
@@ -67,7 +67,7 @@ bool IsProgramLine(ByteSpan line) {
     while (at < line.size() && IsDigit(line[at])) {
         ++at;
     }
-    // Versions of one digit begin with 3.
+    // One-digit versions start with 3.
     const std::size_t digits = at - ProgramComment.size();
     return (digits == 2 || (digits == 1 && line[at - 1] >= '3')) && at < line.size() && line[at] == '_';
 }
@@ -89,9 +89,9 @@ private:
     std::int64_t sectorSize_;
     bool endsAtBinary_;
     std::int64_t at_ = 0;
-    // The byte in front of `at_`.
+    // The byte before `at_`.
     std::uint8_t before_ = '\n';
-    // Placed files around `at_`.
+    // How many placed files enclose `at_`.
     std::int64_t depth_ = 0;
     bool hasTrailer_ = false;
     int data_ = 0;
@@ -103,7 +103,7 @@ private:
 };
 
 PostScriptExtent PostScriptWalk::Run() {
-    // What is asked for at once holds a header and a comment.
+    // Enough for a header and a comment's start.
     constexpr std::size_t wanted = 16;
     static_assert(wanted > HeaderStart.size() + CommentMark.size());
     while (!isOver_) {
@@ -143,7 +143,7 @@ void PostScriptWalk::PassText(ByteSpan bytes, std::size_t count) {
     at_ += static_cast<std::int64_t>(text.size());
 }
 
-// A header at the start of a sector belongs to another file, unless it is one placed in this one.
+// A header at a sector start begins another file, unless it is inside a placed one.
 void PostScriptWalk::PassHeaders(ByteSpan bytes, std::size_t count) {
     const std::int64_t to = at_ + static_cast<std::int64_t>(count);
     std::int64_t sector = (std::max<std::int64_t>(at_, 1) + sectorSize_ - 1) / sectorSize_ * sectorSize_;
@@ -178,9 +178,9 @@ void PostScriptWalk::PassComment() {
     }
 }
 
-// Steps over the data when what closes them stands where their length says.
+// Skips the data if their closing comment is where their length says.
 void PostScriptWalk::PassData(ByteSpan line) {
-    const ByteSpan digits = BehindBlanks(
+    const ByteSpan digits = SkipBlanks(
         line.subspan(static_cast<std::size_t>(std::ranges::find(line, std::uint8_t{':'}) - line.begin()) + 1));
     std::int64_t length = 0;
     for (std::size_t i = 0; i < digits.size() && IsDigit(digits[i]) && length < file_.Limit(); ++i) {
@@ -193,13 +193,13 @@ void PostScriptWalk::PassData(ByteSpan line) {
     const ByteSpan close = file_.From(behind, EndDataWithin);
     const auto found = EndDataMark.FindIn(close.first(std::min(close.size(), EndDataWithin)));
     if (found) {
-        // The length may or may not count the line end in front of the data.
+        // The length may or may not count the line end before the data.
         at_ = behind + (endsAtBinary_ ? static_cast<std::int64_t>(*found) : 0);
         before_ = '\n';
     }
 }
 
-// The end behind the trailer is the file's. One without a trailer in front is it too, unless more text follows.
+// The end-of-file comment after the trailer ends the file; one without a trailer does too, unless more text follows.
 void PostScriptWalk::PassEnd() {
     const std::int64_t comment = at_ - static_cast<std::int64_t>(CommentMark.size());
     std::int64_t end = BehindLastLine(file_, comment + static_cast<std::int64_t>(EndComment.size()), sectorSize_);

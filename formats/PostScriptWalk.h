@@ -9,16 +9,16 @@
 /// How far a PostScript document with structure comments reaches. Source: Adobe, PostScript Language Document
 /// Structuring Conventions 3.0.
 struct PostScriptExtent {
-    /// Behind the comment that ends it, or behind the trailer's text where there is none.
+    /// The end of the comment that ends it, or of the trailer's text if there is none.
     std::optional<std::int64_t> end;
     /// Where the walk stopped at a byte that is no text, outside data whose length is told.
     std::optional<std::int64_t> binaryAt;
 };
 
-/// `%!PS-Adobe-2.0` and 3.0, alone in the line or followed by the version of the encapsulated format.
+/// `%!PS-Adobe-2.0` and 3.0, alone on the line or followed by the EPSF version.
 bool IsPostScriptHeader(ByteSpan sector);
 
-/// Do the comments in front of any placed document name Illustrator?
+/// True if the comments before any placed document name Illustrator.
 bool IsIllustratorDrawing(ByteWindow& file);
 
 /// `sectorSize` in bytes: a header at a sector's start begins another document unless it is placed in this one. With

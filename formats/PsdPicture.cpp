@@ -50,7 +50,7 @@ bool IsSound(const Header& header) {
            isDepth && isMode;
 }
 
-// The first of the resources, each of which opens with the name of the program that defined it.
+// The start of the first resource: the signature of the program that defined it.
 bool OpensResources(ByteWindow& file, std::int64_t offset) {
     constexpr std::array owners{PatternOf("8BIM"), PatternOf("MeSa"), PatternOf("PHUT"), PatternOf("AgHg"),
                                 PatternOf("DCSR")};
@@ -58,10 +58,10 @@ bool OpensResources(ByteWindow& file, std::int64_t offset) {
     return std::ranges::any_of(owners, [bytes](const auto& owner) { return StartsWith(bytes, owner); });
 }
 
-// Behind the rows, whose lengths stand in front of them; broken if a row is longer than packing makes it.
+// Skips packed rows, whose lengths come first. A row longer than packing can make it breaks the reader.
 template <std::unsigned_integral Length>
 void SkipPackedRows(ByteWindow& file, FieldReader& fields, const Header& header) {
-    // In bytes that could be looked at meanwhile.
+    // The cost of reading a length, counted in bytes read.
     constexpr std::int64_t rowWork = 8;
     constexpr std::uint64_t mostAtOnce = ByteWindow::PieceBytes / sizeof(Length);
     const std::uint64_t longest = 2 * header.RowBytes() + 256;

@@ -5,7 +5,7 @@
 
 #include "frame/bytes/ByteWindow.h"
 
-/// What a QuarkXPress file is by the letters of its header; books and libraries are nothing.
+/// The kind of QuarkXPress file according to the letters in its header; nothing for books and libraries.
 enum class QuarkKind : std::uint8_t { None, Project, Template };
 
 QuarkKind QuarkKindOf(ByteSpan sector);
@@ -17,6 +17,6 @@ struct QuarkExtent {
     bool isComplete;
 };
 
-/// The extent of a file with a sound header. A link that leads more than `longestJump` bytes behind all blocks that
+/// The extent of a file with a sound header. A link that leads more than `longestJump` bytes past all blocks that
 /// were covered before counts as broken, unless they are as many.
 std::optional<QuarkExtent> FindQuarkExtent(ByteWindow& file, std::int64_t longestJump);

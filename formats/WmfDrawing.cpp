@@ -9,7 +9,7 @@ constexpr std::size_t PlaceableBytes = 22;
 constexpr std::size_t StandardBytes = 18;
 constexpr std::size_t PrefixBytes = PlaceableBytes + StandardBytes;
 
-// Functions of drawing records, from the first to the last of each row of numbers.
+// Functions of drawing records, as ranges.
 struct FunctionRange {
     std::uint16_t first;
     std::uint16_t last;
@@ -48,22 +48,22 @@ bool IsStandardHeader(ByteSpan header) {
 }
 
 struct RecordWalk {
-    // Behind the end record, or the start of a broken one.
+    // The end of the end record, or the start of a broken one.
     std::int64_t position;
     std::int64_t records = 0;
     bool hasEnd = false;
-    // One of the first eight functions is known.
+    // At least one of the first eight records has a known function.
     bool isDrawing = false;
 };
 
 RecordWalk WalkRecords(ByteWindow& file, std::int64_t start) {
     constexpr std::uint32_t leastWords = 3;
     constexpr std::uint32_t mostWords = 1U << 22U;
-    // A longer record holds a bitmap or a great many points, and its function is known. Without this, a chance number
-    // in a damaged file, or in another that begins alike, leads far away.
+    // A longer record must have a known function: it holds a bitmap or a great many points. Otherwise a random number
+    // in a damaged or foreign file would lead far away.
     constexpr std::uint32_t mostUnknownWords = 0x2000;
     constexpr std::int64_t decidingRecords = 8;
-    // In bytes that could be looked at meanwhile.
+    // The cost of stepping to a record, counted in bytes read.
     constexpr std::int64_t recordWork = 64;
     RecordWalk walk{start};
     while (!walk.hasEnd && (walk.isDrawing || walk.records < decidingRecords)) {
@@ -88,7 +88,7 @@ RecordWalk WalkRecords(ByteWindow& file, std::int64_t start) {
 }  // namespace
 
 bool WmfDrawing::IsHeader(ByteSpan sector) {
-    // Nothing else of the placeable header is looked at: writers get its checksum wrong, and the standard one follows.
+    // The rest of the placeable header is ignored: programs get its checksum wrong, and the standard header follows.
     return sector.size() >= PrefixBytes &&
            IsStandardHeader(IsPlaceable(sector) ? sector.subspan(PlaceableBytes) : sector);
 }
@@ -99,26 +99,26 @@ std::optional<WalkedFile> WmfDrawing::Walk(ByteWindow& file) {
         return std::nullopt;
     }
     const std::size_t start = IsPlaceable(prefix) ? PlaceableBytes : 0;
-    const std::int64_t saidBytes = std::int64_t{LoadLittle<std::uint32_t>(prefix, start + 6)} * 2;
-    const std::int64_t saidEnd = saidBytes + static_cast<std::int64_t>(start);
+    const std::int64_t declaredBytes = std::int64_t{LoadLittle<std::uint32_t>(prefix, start + 6)} * 2;
+    const std::int64_t declaredEnd = declaredBytes + static_cast<std::int64_t>(start);
     const RecordWalk walk = WalkRecords(file, static_cast<std::int64_t>(start + StandardBytes));
     if (!walk.isDrawing) {
         return std::nullopt;
     }
-    // A padding word may follow; some writers count the placeable header in the size and some do not.
+    // A padding word may follow. The declared size may or may not include the placeable header.
     const std::int64_t padded = walk.position + 2;
-    const bool isPadded = walk.hasEnd && (saidEnd == padded || saidBytes == padded);
+    const bool isPadded = walk.hasEnd && (declaredEnd == padded || declaredBytes == padded);
     const std::int64_t end = isPadded ? padded : walk.position;
-    // The plain form begins with little that is its own.
+    // The plain header proves little.
     constexpr std::int64_t convincingRecords = 4;
-    if (start == 0 && walk.records < convincingRecords && end != saidEnd) {
+    if (start == 0 && walk.records < convincingRecords && end != declaredEnd) {
         return std::nullopt;
     }
     if (walk.hasEnd) {
         return WalkedFile{end};
     }
-    // A damaged record: the header's word is taken when the drawing was followed to about there, or over half of it.
+    // A damaged record. The declared size counts if the records lead about that far, or over half of it.
     constexpr std::int64_t mostBeyond = 64;
-    const bool isFollowed = walk.position >= saidEnd - walk.position && walk.position <= saidEnd + mostBeyond;
-    return isFollowed ? std::optional(WalkedFile{saidEnd, false}) : std::nullopt;
+    const bool isFollowed = walk.position >= declaredEnd - walk.position && walk.position <= declaredEnd + mostBeyond;
+    return isFollowed ? std::optional(WalkedFile{declaredEnd, false}) : std::nullopt;
 }

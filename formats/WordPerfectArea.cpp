@@ -7,7 +7,7 @@
 
 namespace {
 
-// The functions of one fixed length each, by code, and those that tell their own.
+// Function codes: those of fixed length, with that length, and those that give their own.
 struct CodeTable {
     std::uint8_t firstFixed;
     std::uint8_t fixedCount;
@@ -32,7 +32,7 @@ constexpr CodeTable TableOf(WordPerfectCodes codes) {
     }
 }
 
-// Foreign bytes begin with a sector, and no sector is shorter.
+// Foreign bytes begin at a sector start; this is the shortest sector.
 constexpr std::int64_t SectorBytes = 512;
 
 class AreaWalk {
@@ -57,11 +57,11 @@ private:
     static constexpr std::int64_t ZerosAtEnd = 16;
     static constexpr std::size_t FaultsAtEnd = 64;
     static constexpr std::int32_t MostFaults = 1024;
-    // What it costs to look at a byte, and to take a function.
+    // The cost of looking at a byte and of a function, counted in bytes read.
     static constexpr std::int64_t ByteWork = 8;
     static constexpr std::int64_t FunctionWork = 64;
 
-    // Goes on to the next function.
+    // Steps over the next function.
     void TakeSingles() {
         const ByteSpan bytes = file_.From(position_);
         for (const std::uint8_t byte : bytes) {
@@ -96,7 +96,7 @@ private:
             return;
         }
         if (const std::int64_t length = FunctionBytes(code); length != 0) {
-            // Letters beyond the plain ones.
+            // Letters outside ASCII.
             text_ += code == table_.firstFixed ? 1 : 0;
             position_ += length;
             zeros_ = 0;
@@ -106,7 +106,7 @@ private:
         TakeFault();
     }
 
-    // 0 where the closing bytes do not agree with the opening ones.
+    // 0 if the closing bytes do not match the opening ones.
     std::int64_t FunctionBytes(std::uint8_t code) {
         if (table_.IsFixed(code)) {
             const std::int64_t length = table_.fixedLengths[code - table_.firstFixed];
@@ -119,7 +119,7 @@ private:
         return codes_ == WordPerfectCodes::Release6 ? VariableBytesOf6(code) : VariableBytes(code);
     }
 
-    // Code, sub-code and count stand at both ends; the count covers all but the first four bytes.
+    // Code, sub-code and count are at both ends; the count covers all but the first four bytes.
     std::int64_t VariableBytes(std::uint8_t code) {
         const Endian endian = codes_ == WordPerfectCodes::Macintosh ? Endian::Big : Endian::Little;
         const ByteSpan head = file_.At(position_, 4);
@@ -134,7 +134,7 @@ private:
         return agrees ? std::int64_t{count} + 4 : 0;
     }
 
-    // Code and length stand at both ends, the length of all.
+    // Code and total length are at both ends.
     std::int64_t VariableBytesOf6(std::uint8_t code) {
         constexpr std::uint16_t fewestBytes = 7;
         const ByteSpan head = file_.At(position_, 4);
@@ -146,7 +146,8 @@ private:
         return !tail.empty() && LoadLittle<std::uint16_t>(tail, 0) == length && tail[2] == code ? length : 0;
     }
 
-    // A code without its function. Many of them close together are foreign bytes, from the sector of the first on.
+    // A code without a valid function. Many of them close together are foreign bytes, which begin in the sector of the
+    // first.
     void TakeFault() {
         std::int64_t& place = faults_[static_cast<std::size_t>(faultCount_) % FaultsAtEnd];
         place = position_;
@@ -159,7 +160,7 @@ private:
         const std::int64_t oldest = faults_[static_cast<std::size_t>(faultCount_) % FaultsAtEnd];
         if (position_ - oldest <= SectorBytes || faultCount_ == MostFaults) {
             isOver_ = true;
-            EndInFrontOf(oldest);
+            EndBefore(oldest);
         }
     }
 
@@ -178,7 +179,7 @@ private:
         }
     }
 
-    void EndInFrontOf(std::int64_t fault) {
+    void EndBefore(std::int64_t fault) {
         constexpr std::int64_t longestPadding = SectorBytes;
         if (rule_ == WordPerfectEnd::Text) {
             EndBehindText(fault);
@@ -198,13 +199,13 @@ private:
     std::int64_t start_;
     WordPerfectEnd rule_;
     std::int64_t position_;
-    // Behind the last byte that is neither a zero nor at fault.
+    // The end of the last byte that is neither zero nor at fault.
     std::int64_t end_ = start_;
     bool isOver_ = false;
     std::int64_t text_ = 0;
-    // In a row, in front of the position.
+    // Consecutive zeros before the position.
     std::int64_t zeros_ = 0;
-    // The offsets of the last faults, in turn.
+    // A ring of the offsets of the last faults.
     std::array<std::int64_t, FaultsAtEnd> faults_{};
     std::int32_t faultCount_ = 0;
 };

@@ -5,20 +5,20 @@
 
 #include "frame/bytes/ByteWindow.h"
 
-/// The sets of function codes that documents are written in.
+/// The sets of function codes that documents use.
 enum class WordPerfectCodes : std::uint8_t { Release5, Release6, Macintosh };
 
-/// Where an area ends behind which foreign bytes follow in the middle of a sector.
+/// Where an area ends if foreign bytes begin in the middle of a sector.
 enum class WordPerfectEnd : std::uint8_t {
-    /// With the sector in front.
+    /// At the end of the sector before.
     Sector,
-    /// With the last text or function in front of them.
+    /// After the last text or function before them.
     Text,
 };
 
-/// Offset behind the last byte of the document area that begins at `start`, for files that do not tell their length.
+/// The end of the document area that begins at `start`, for files without a length.
 ///
-/// The area has no end mark: it ends in front of zeros, at the header of another document, or at the sector where bytes
-/// begin that are no functions although their codes say so. Nothing if it holds hardly any text.
+/// The area has no end mark. It ends before zeros, at another document's header, or at the sector where bytes stop
+/// making valid functions. Nothing if there is hardly any text in it.
 std::optional<std::int64_t> WordPerfectAreaEnd(ByteWindow& file, WordPerfectCodes codes, std::int64_t start,
                                                WordPerfectEnd end);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t PrefixBytes = 24;
 constexpr std::int64_t LargestFile = FileTypeCatalog[FileTypeIndex::Wpd].maxSize;
-// The packet that an index begins with: its flags, its type and its length.
+// An index begins with a packet: flags, type and length.
 constexpr auto IndexOf5 = PatternOf("\xFB\xFF\x05\0\x32\0");
 constexpr std::size_t IndexPlace = 16;
 
@@ -34,7 +34,8 @@ Generation GenerationOf(ByteSpan header) {
     return hasCodesOf5 && HasPatternAt(header, IndexPlace, IndexOf5) ? Generation::Five : Generation::None;
 }
 
-// Offset of the document area. Macintosh programs write it in either order; the wrong one gives the larger number.
+// Offset of the document area. Macintosh programs write it in either byte order; the wrong order gives the larger
+// number.
 std::int64_t AreaStart(ByteSpan header, Generation generation) {
     const auto little = LoadLittle<std::uint32_t>(header, 4);
     const auto big = LoadBig<std::uint32_t>(header, 4);
@@ -45,7 +46,7 @@ bool IsAreaStart(std::int64_t start) { return start >= 16 && start < LargestFile
 
 bool IsEncrypted(ByteSpan header) { return header[12] != 0 || header[13] != 0; }
 
-// A newer document's own length, if it has one.
+// The length in a newer document's header, if any.
 std::optional<std::int64_t> SaidLength(ByteSpan header) {
     constexpr std::uint16_t extendedHeader = 0x18;
     constexpr std::uint8_t extendedMark = 5;
@@ -57,12 +58,12 @@ std::optional<std::int64_t> SaidLength(ByteSpan header) {
 
 bool IsSoundLength(std::int64_t length, std::int64_t areaStart) {
     constexpr std::int64_t shortest = 0x200;
-    // Documents with pictures may be larger than the cap.
+    // Documents with pictures may exceed the cap.
     constexpr std::int64_t longest = 0x10000000;
     return length >= areaStart && length >= shortest && length <= longest;
 }
 
-// The end of the data that release 5's chain of indices names.
+// The end of the data named by release 5's chain of indices.
 std::int64_t IndexedEnd(ByteWindow& file) {
     constexpr std::size_t indexBytes = 50;
     constexpr std::size_t firstEntry = 10;

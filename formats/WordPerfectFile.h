@@ -6,7 +6,7 @@
 #include "formats/WordPerfectArea.h"
 #include "frame/bytes/ByteWindow.h"
 
-/// WordPerfect documents, walked alike by the scanner and the program. Sources: Corel, WordPerfect file format of the
+/// WordPerfect documents, for the scanner and the program. Sources: Corel, WordPerfect file format of the
 /// software developer's kit; the libwpd project.
 
 inline constexpr auto WordPerfectSignature = PatternOf("\xFFWPC");

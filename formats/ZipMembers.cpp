@@ -6,7 +6,7 @@ constexpr BytePattern RecordMark = BytePatternOf<"PK">();
 constexpr std::int64_t SignatureBytes = 4;
 constexpr std::int64_t CrcBytes = 4;
 
-// What it takes to look at a record, in bytes that could be read meanwhile.
+// The cost of looking at a record, counted in bytes read.
 constexpr std::int64_t RecordCost = 1024;
 
 // Compressed data have what looks like a record's first bytes once in 64 KiB; data with very many more are none.

@@ -5,8 +5,8 @@
 #include "formats/PictureWalks.h"
 #include "images/FormatScanner.h"
 
-/// AutoCAD drawings. The place of the last section stands in the header, in one of four ways that the releases differ
-/// in. Source: Open Design Specification for .dwg files 5.4.1.
+/// AutoCAD drawings. The header gives the place of the last section, in one of four ways depending on the release.
+/// Source: Open Design Specification for .dwg files 5.4.1.
 class KDWGFileType final : public FormatScanner<KDWGFileType, DwgDrawing> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Dwg];

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t FirstDirectoryOffset = 4;
 constexpr Endian Order = Endian::Little;
 
-// The maker's name is looked for here, in upper and lower case.
+// How far the maker's name is searched for, in either case.
 constexpr std::size_t HeadBytes = 8192;
 constexpr auto Maker = PatternOf("OLYMPUS");
 using Head = std::array<std::uint8_t, HeadBytes>;
@@ -24,7 +24,7 @@ enum Tag : std::uint16_t {
 };
 
 bool NamesMaker(const Head& head) {
-    // A name that ends with the last byte does not count.
+    // A name in the very last bytes does not count.
     constexpr std::size_t places = HeadBytes - Maker.size();
     constexpr std::uint8_t upperCase = 0xDF;
     const auto difference = [](const std::uint8_t* place) {
@@ -49,17 +49,17 @@ std::int32_t KOrfFileType::Reset() {
 std::optional<std::int64_t> KOrfFileType::Measure(const Candidate& candidate) {
     KFileSimulator file(&candidate.block, candidate.startSector, static_cast<std::uint32_t>(run_.maxSize));
     Head head{};
-    // What cannot be read stays zeros.
+    // Bytes that cannot be read stay zero.
     file.Read(head.data(), head.size());
     if (!NamesMaker(head)) {
         return NotReported;
     }
     TakeFirstDirectory(file, LoadAs<std::uint32_t>(head, FirstDirectoryOffset, Order));
-    // From 2 GiB on, the end of the JPEG counts as negative.
+    // The end wraps to a negative number at 2 GiB.
     return static_cast<std::int32_t>(thumbnailLength_ + thumbnailOffset_);
 }
 
-// A directory that fails has set what its entries in front say.
+// The entries before a broken one have taken effect.
 void KOrfFileType::TakeFirstDirectory(KFileSimulator& file, std::uint32_t offset) {
     if (offset > run_.maxSize) {
         return;
