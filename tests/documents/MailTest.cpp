@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "frame/read/FileWindow.h"
 #include "tests/support/MailBuilder.h"
 #include "tests/support/Scan.h"
 
@@ -206,6 +207,15 @@ TEST(Message, IsFoundAloneAndAmongOthersWhereItsMarkerIsFarAhead) {
     const Finds alone = ScanAlone(*type, medium);
     EXPECT_EQ(Scan(*type, medium, 2048), alone);
     EXPECT_GT(alone.size(), 20U);
+}
+
+TEST(Message, MarkersMayLieAcrossReads) {
+    const std::string header = "Received: x\r\nContent-Type: multipart/mixed; boundary=b1\r\n";
+    for (std::size_t size = FileWindow::PieceBytes - 600; size < FileWindow::PieceBytes + 600; ++size) {
+        Medium medium;
+        medium.Put(0, header + std::string(size - header.size() - 6, ' ') + "--b1--");
+        ASSERT_EQ(Scan(Eml, medium), (Finds{{0, static_cast<std::int64_t>(size)}}));
+    }
 }
 
 TEST(Message, RemembersTheLastOneOverScansAndTakesItsBytesForSectors) {
