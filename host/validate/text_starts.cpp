@@ -12,7 +12,7 @@ namespace {
 // In bytes.
 constexpr std::size_t HeadBytes = 512;
 constexpr std::size_t LeastInFrontOfZeros = 1;
-constexpr std::size_t LeastInFrontOfBinary = 16;
+constexpr std::size_t LeastInFrontOfBinary = 32;
 constexpr std::size_t LeastOfCodePage = 256;
 constexpr std::size_t TailThatTells = 8;
 constexpr std::size_t TailThatTellsOfCodePage = 48;
@@ -162,7 +162,7 @@ bool BeginsLikeFile(ByteSpan head) {
 }
 
 bool IsWordLine(ByteSpan text) {
-    constexpr std::ptrdiff_t least = 10;
+    constexpr std::ptrdiff_t least = 16;
     const auto isWordByte = [](std::uint8_t byte) {
         return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-' || byte == '.' || byte == ' ';
     };

@@ -20,7 +20,8 @@ using FileTypeIndex::Text;
 
 // In bytes.
 constexpr std::size_t LookedAt = 4096;
-constexpr std::int64_t LeastInFrontOfBinary = 16;
+// Shorter runs of printable bytes occur in random data once in some gigabytes.
+constexpr std::int64_t LeastInFrontOfBinary = 32;
 constexpr std::int64_t LeastInFrontOfString = 512;
 constexpr std::int64_t LeastOfCodePage = 256;
 
