@@ -97,9 +97,14 @@ void StartFinder::AddProbe(const StartSignature& signature) {
     if (probe == probes_.end()) {
         probe = probes_.insert(probes_.end(), {best, std::vector<std::uint64_t>(0x10000 / 64)});
     }
-    for (std::uint32_t pair = 0; pair < 0x10000; ++pair) {
-        if (FitsPair(signature, best, pair)) {
-            probe->values[pair / 64] |= std::uint64_t{1} << (pair % 64);
+    const WantedByte low = WantedAt(signature, best);
+    const WantedByte high = WantedAt(signature, best + 1);
+    for (std::uint32_t first = 0; first < 0x100; ++first) {
+        for (std::uint32_t second = 0; low.Is(static_cast<std::uint8_t>(first)) && second < 0x100; ++second) {
+            if (high.Is(static_cast<std::uint8_t>(second))) {
+                const std::uint32_t pair = second << 8U | first;
+                probe->values[pair / 64] |= std::uint64_t{1} << (pair % 64);
+            }
         }
     }
 }
