@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "host/medium/medium.h"
+#include "host/scan/scan_session.h"
+
+namespace salvor {
+
+/// How little a type says about a file that other types claim too, 0 for most: any run of letters is plain text, any
+/// ASF film is an ASF file, any package a ZIP archive, and one maker's raws have two names.
+int GeneralityOf(std::int32_t type);
+/// That of plain text, above all others.
+inline constexpr int MostGeneral = 2;
+
+/// A sector with finds or a validator's own signature.
+struct Spot {
+    std::int64_t sector = 0;
+    /// Of the sorted finds.
+    std::size_t firstFind = 0;
+    std::size_t findCount = 0;
+    bool isStart = false;
+    /// Another whole file begins inside and ends behind it.
+    bool isCrossed = false;
+};
+
+/// What a scan has seen, sector by sector: each spot once, ascending, with its finds without duplicates.
+class Spots {
+public:
+    Spots(const Medium& medium, const Sightings& seen);
+
+    std::size_t Count() const { return spots_.size(); }
+    Spot& operator[](std::size_t index) { return spots_[index]; }
+    const Spot& operator[](std::size_t index) const { return spots_[index]; }
+
+    /// By type and size.
+    std::span<const Find> FindsAt(const Spot& spot) const {
+        return std::span(finds_).subspan(spot.firstFind, spot.findCount);
+    }
+    /// Of the spot's finds, of which there is one at least.
+    std::int32_t LeastGeneralType(const Spot& spot) const;
+
+    /// The sectors on the medium where something other than plain text seems to begin, ascending.
+    std::vector<std::int64_t> Starts() const;
+
+    bool IsOnMedium(std::int64_t sector) const { return sector >= 0 && sector < sectorCount_; }
+
+private:
+    std::int64_t sectorCount_;
+    // By start, type and size.
+    std::vector<Find> finds_;
+    std::vector<Spot> spots_;
+};
+
+}  // namespace salvor

@@ -1,0 +1,236 @@
+#include "host/validate/witnesses.h"
+
+#include <algorithm>
+#include <limits>
+#include <tuple>
+#include <vector>
+
+#include "host/scan/scan_session.h"
+
+namespace salvor {
+
+namespace {
+
+using Phase = Validator::Phase;
+
+constexpr int Nobody = Judgement::Nobody;
+
+// What `Validator::begins` is shown.
+constexpr std::int64_t HeadBytes = 4096;
+
+constexpr const char* UnexaminedWhy = "size as the scanner reports it; finding out more would take too much reading";
+
+// What a validator whose reading was cut short leaves to the scanners.
+Finding Unexamined() {
+    Finding finding;
+    finding.verdict = Verdict::Open;
+    finding.why = UnexaminedWhy;
+    return finding;
+}
+
+// A finding that breaks the contract is none.
+Finding Checked(Finding finding, std::int64_t limit) {
+    const bool isType = finding.type >= 0 && finding.type < FileTypeCount;
+    if (IsFile(finding) && (!isType || finding.size <= 0 || finding.size > limit)) {
+        return NoFileBecause("nothing of it is there");
+    }
+    return finding;
+}
+
+// Stops a scan once it has found what begins at its first sector.
+class FirstFind : public ScanObserver {
+public:
+    FirstFind(std::int64_t sector, std::int64_t sectorSize, std::int64_t mostBytes)
+        : sector_(sector), sectorSize_(sectorSize), mostBytes_(mostBytes) {}
+    void OnFind(const Find& find) override {
+        if (find.startSector == sector_) {
+            size = find.size;
+        }
+    }
+    void OnBlockDone(std::int64_t nextSector) override { bytes = (nextSector - sector_) * sectorSize_; }
+    bool StopRequested() override { return size || bytes > mostBytes_; }
+
+    std::optional<std::int64_t> size;
+    std::int64_t bytes = 0;
+
+private:
+    std::int64_t sector_;
+    std::int64_t sectorSize_;
+    std::int64_t mostBytes_;
+};
+
+// Files do not share their bytes, but what is tried in vain does.
+std::int64_t AllowanceOf(const Medium& medium, std::int64_t times) {
+    constexpr std::int64_t least = std::int64_t{64} << 20;
+    return least + std::min(medium.SizeInBytes(), std::numeric_limits<std::int64_t>::max() / 16) * times;
+}
+
+std::uint64_t KeyOf(std::int64_t sector, Phase phase) {
+    return static_cast<std::uint64_t>(sector) * 4 + static_cast<std::uint64_t>(phase);
+}
+
+}  // namespace
+
+Finding NoFileBecause(std::string why) {
+    Finding finding;
+    finding.why = std::move(why);
+    return finding;
+}
+
+Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neighbours, const ValidateRequest& request,
+                     ValidateObserver& observer)
+    : medium_(medium),
+      spots_(spots),
+      neighbours_(neighbours),
+      request_(request),
+      observer_(observer),
+      left_(AllowanceOf(medium, 8)),
+      perFile_(AllowanceOf(medium, 2)) {
+    for (const Validator* const validator : request.validators) {
+        for (const std::int32_t type : validator->types) {
+            coveringPhase_[static_cast<std::size_t>(type)] = validator->phase;
+        }
+    }
+    for (const KnownFinding& known : request.known) {
+        known_.emplace(KeyOf(known.startSector, known.phase), &known);
+    }
+}
+
+// What the validators of a phase say of a place, by the one that is believed most; nothing where none of them sees
+// its format begin. `exceptFor` is not asked.
+std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
+    if (const auto known = known_.find(KeyOf(sector, phase)); known != known_.end()) {
+        const int validator = IndexOf(known->second->validator);
+        if (validator != Nobody && left_ > 0) {
+            left_ -= known->second->cost;
+            observer_.OnFinding(*known->second);
+            return Judgement{known->second->finding, validator};
+        }
+    }
+    if (left_ <= 0) {
+        return Judgement{Unexamined(), Nobody};
+    }
+    const std::int64_t before = left_;
+    std::optional<Judgement> best = AskAnew(sector, phase, most, exceptFor);
+    if (best) {
+        observer_.OnFinding({sector, phase,
+                             std::string(request_.validators[static_cast<std::size_t>(best->validator)]->name),
+                             best->finding, before - left_});
+    }
+    return best;
+}
+
+std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
+    const std::int64_t given = std::min({left_, perFile_, most});
+    ReadAllowance allowance(given);
+    Place place(medium_, sector, neighbours_, allowance);
+    const auto headBytes = static_cast<std::size_t>(std::min(HeadBytes, place.Limit()));
+    const ByteSpan shown = place.At(0, headBytes);
+    const std::vector<std::uint8_t> head(shown.begin(), shown.end());
+    left_ -= given - allowance.Left();
+    std::optional<Judgement> best;
+    for (std::size_t i = 0; i < request_.validators.size(); ++i) {
+        const Validator& validator = *request_.validators[i];
+        if (validator.phase != phase || static_cast<int>(i) == exceptFor || !validator.begins(head)) {
+            continue;
+        }
+        allowance = ReadAllowance(std::min(left_, given));
+        const std::int64_t before = allowance.Left();
+        Finding finding = Checked(validator.validate(place), place.Limit());
+        left_ -= before - allowance.Left();
+        if (allowance.IsUsedUp()) {
+            finding = Unexamined();
+        }
+        if (!best || finding.verdict < best->finding.verdict) {
+            best = Judgement{std::move(finding), static_cast<int>(i)};
+        }
+    }
+    return best;
+}
+
+int Witnesses::IndexOf(const std::string& name) const {
+    const auto found = std::ranges::find(request_.validators, name, [](const Validator* one) { return one->name; });
+    return found == request_.validators.end() ? Nobody : static_cast<int>(found - request_.validators.begin());
+}
+
+// The size that a scanner finds without its own cap, where it has reached that one.
+std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
+    const std::int64_t cap = FileTypeCatalog[find.type].maxSize;
+    if (cap <= 0 || find.size < cap || request_.caps.contains(find.type)) {
+        return find.size;
+    }
+    const auto known = uncapped_.find({find.startSector, find.type});
+    if (known != uncapped_.end()) {
+        return known->second;
+    }
+    constexpr std::int64_t highCap = std::int64_t{1} << 37;
+    constexpr std::int64_t blockBytes = std::int64_t{1} << 20;
+    FirstFind found(find.startSector, medium_.SectorSize(), std::min(left_, perFile_));
+    ScanRequest request;
+    request.range = {find.startSector, medium_.SectorCount() - find.startSector};
+    request.blockSectors = blockBytes / medium_.SectorSize();
+    request.types = {find.type};
+    request.caps = {{find.type, highCap}};
+    ScanRange(medium_, request, found);
+    left_ -= found.bytes;
+    return uncapped_[{find.startSector, find.type}] = std::max(found.size.value_or(0), find.size);
+}
+
+Finding Witnesses::ReportedFinding(const Find& find, const char* unexaminedWhy) {
+    const std::int64_t limit = medium_.SizeInBytes() - find.startSector * medium_.SectorSize();
+    Finding finding;
+    finding.type = find.type;
+    finding.verdict = Verdict::Open;
+    finding.size = find.size;
+    const bool isExact = FileTypeCatalog[find.type].reportedSize == SizeExactness::Exact && unexaminedWhy == nullptr;
+    finding.why = "size as the scanner estimates it";
+    if (find.size < 0) {
+        return NoFileBecause("its size is negative");
+    }
+    if (find.size == 0) {
+        const std::int64_t largest = FileTypeCatalog[find.type].largestSize;
+        if (largest == 0) {
+            return NoFileBecause("its size is unknown");
+        }
+        const auto next = std::ranges::upper_bound(neighbours_.starts, find.startSector);
+        const std::int64_t end =
+            next == neighbours_.starts.end() ? limit : (*next - find.startSector) * medium_.SectorSize();
+        finding.size = std::min({end, largest, limit});
+        finding.why = "it ends where the next file begins at the latest";
+    } else if (isExact) {
+        finding.verdict = Verdict::Whole;
+        finding.size = SizeWithoutCap(find);
+        finding.why = "the scanner has walked its structure";
+    }
+    if (unexaminedWhy != nullptr) {
+        finding.why = unexaminedWhy;
+    }
+    if (finding.size > limit) {
+        finding.size = limit;
+        finding.verdict = Verdict::Truncated;
+        finding.why = "it goes on behind the medium's end";
+    }
+    return finding;
+}
+
+// Of the finds that no validator judges, the one that is believed most.
+std::optional<Judgement> Witnesses::Reported(const Spot& spot, const Judgement* answer, bool isUnexamined) {
+    std::optional<Judgement> best;
+    const bool judgesAll = answer != nullptr && answer->validator != Nobody &&
+                           request_.validators[static_cast<std::size_t>(answer->validator)]->types.empty();
+    for (const Find& find : spots_.FindsAt(spot)) {
+        if (!isUnexamined && (judgesAll || PhaseOfType(find.type))) {
+            continue;
+        }
+        Finding finding = ReportedFinding(find, isUnexamined ? UnexaminedWhy : nullptr);
+        const auto order = [](const Finding& one) {
+            return std::tuple(one.verdict, GeneralityOf(one.type), one.type);
+        };
+        if (!best || order(finding) < order(best->finding)) {
+            best = Judgement{std::move(finding), Nobody};
+        }
+    }
+    return best;
+}
+
+}  // namespace salvor
