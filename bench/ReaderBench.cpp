@@ -11,7 +11,7 @@ namespace bench {
 
 namespace {
 
-// Reads a file from its first byte to its last in reads of one size. Its first block is the one in hand.
+// Reads a file from its first byte to its last in reads of one size. The reader has the file's first block already.
 void ReadInOrder(benchmark::State& state, std::uint32_t readBytes) {
     const ByteSpan bytes(StreamOf(Content::Random));
     RepeatingSource source(bytes);

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t LongestHeader = 138;
 constexpr std::int64_t FileHeaderBytes = 14;
 
-// A larger picture is believed when two fields tell the same.
+// A larger picture is believed only if two fields agree on its size.
 constexpr std::int64_t LargestUnconfirmed = FileTypeCatalog[FileTypeIndex::Bmp].maxSize;
 
 // Lengths of information headers.

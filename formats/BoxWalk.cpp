@@ -25,8 +25,8 @@ std::int64_t LimitOn(ISectorSource& source) {
 
 }  // namespace
 
-// Reads the box headers of one walk. Bytes that cannot be read are those of the header before, so that a walk where
-// nothing can be read goes on in equal steps; it is broken off in the end.
+// Reads the box headers of one walk. If a read fails, the previous header is used again, so a walk over unreadable
+// sectors goes on in equal steps until it is given up.
 class BoxWalk::BoxReader {
 public:
     explicit BoxReader(const BoxRules& rules) : rules_(rules) {}
@@ -95,7 +95,7 @@ std::optional<BoxWalk::Result> BoxWalk::Measure(const Candidate& candidate, std:
     BoxReader boxes(rules);
     const auto way = trail_.Walk(candidate, firstBoxSize, limit, boxes);
     if (boxes.HasFailed()) {
-        // What it took for boxes does not stand on the medium.
+        // Some of these boxes are not on the medium.
         trail_.Forget();
     }
     if (!way || way->facts.isBroken || !way->facts.hasMainBox) {

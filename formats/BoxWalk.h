@@ -17,24 +17,24 @@ constexpr std::uint32_t BoxTypeOf(const char (&text)[5]) {
 /// No walk along boxes goes further, in bytes.
 inline constexpr std::int64_t BoxWalkCeiling = 0x2000000000;
 
-/// The first box of a file of the ISO base media family, which tells what the file is.
+/// The first box of an ISO base media file, which tells its kind.
 struct FileTypeBox {
     std::uint32_t size;
     /// Four characters.
     const std::uint8_t* majorBrand;
 };
 
-/// A sector that such a box opens.
+/// Matches sectors that begin with such a box.
 inline constexpr SectorFilter FileTypeBoxFilter = SectorFilterOf(PatternOf("ftyp"), 4);
 
-/// The box at the start of a sector of 512 bytes or more.
+/// The box at the start of a sector, which must have 512 bytes or more.
 std::optional<FileTypeBox> FileTypeBoxOf(ByteSpan sector);
 
-/// What the boxes of a format are like; types are the values whose bytes in memory are the four characters.
+/// The boxes of a format. Types are those of `BoxTypeOf`.
 struct BoxRules {
-    /// Does the walk step over this box? One of another type ends it.
+    /// Does the walk step over this box? Any other type ends it.
     bool (*isAccepted)(std::uint32_t type);
-    /// Is this one of the boxes that no file is without?
+    /// Is this a main box? Every file has one.
     bool (*isMain)(std::uint32_t type);
     /// Does a box that is smaller than its own header end the walk, as one of size 0 does?
     bool endsAtShortBox = false;
@@ -48,10 +48,9 @@ bool IsMainBox(std::uint32_t type);
 class BoxWalk {
 public:
     struct Result {
-        /// Behind the last box, in bytes from the start of the file. A box counts whole, also where it reaches beyond
-        /// the limit.
+        /// The end of the last box, in bytes from the start of the file, even if that is beyond the limit.
         std::int64_t end;
-        /// The size of the medium or the ceiling: no box that begins at or behind it was looked at.
+        /// The size of the medium or the ceiling: boxes that begin there or behind were not read.
         std::int64_t limit;
     };
 
@@ -64,9 +63,8 @@ public:
         budget_.EnterBlock(block);
     }
 
-    /// Walks the boxes behind a file type box, whose size is not 0, as the rules say. A size of 0 ends the walk too,
-    /// though it means a box up to the end of the file. Nothing if there is no main box among them, or if the walk was
-    /// given up for what it costs.
+    /// Walks the boxes behind a file type box, whose size is not 0. A size of 0 ends the walk too, though it means a
+    /// box up to the end of the file. Nothing if there is no main box, or if the budget was used up.
     std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize, const BoxRules& rules);
 
 private:

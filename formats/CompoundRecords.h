@@ -33,7 +33,7 @@ struct CompoundHeader {
 struct CompoundDirectoryEntry {
     static constexpr std::size_t Bytes = 128;
     static constexpr std::size_t NameUnits = 32;
-    /// Of the name, which stands in front, with its terminator.
+    /// Length in bytes of the name at the entry's start, with its terminator.
     static constexpr std::size_t NameBytes = 64;
     static constexpr std::size_t ObjectType = 66;
     static constexpr std::size_t ColourFlag = 67;
@@ -46,7 +46,7 @@ struct CompoundDirectoryEntry {
     static constexpr std::size_t StreamSize = 120;
 };
 
-/// Words of the allocation tables that are no sector's number.
+/// Words of the allocation tables that are not sector numbers.
 struct CompoundSectorMark {
     static constexpr std::uint32_t Difat = 0xFFFFFFFC;
     static constexpr std::uint32_t Fat = 0xFFFFFFFD;

@@ -52,7 +52,7 @@ public:
         return SkipSubBlocks();
     }
 
-    // The one that was skipped last.
+    // The image that was skipped last.
     const GifPicture::Image& LastImage() const { return image_; }
 
     bool SkipExtension() {

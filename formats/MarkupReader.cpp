@@ -10,7 +10,7 @@ constexpr auto Utf8Mark = PatternOf("\xEF\xBB\xBF");
 constexpr auto LittleMark = PatternOf("\xFF\xFE");
 constexpr auto BigMark = PatternOf("\xFE\xFF");
 
-// In bytes: an XML declaration has its end in so many, and a root element begins within so many.
+// In bytes: the longest XML declaration, and how far from the start a root element may begin.
 constexpr std::int64_t DeclarationLimit = 256;
 constexpr std::int64_t PrologLimit = 0x10000;
 constexpr std::size_t MaxName = 256;
@@ -248,7 +248,7 @@ std::optional<std::int64_t> MarkupReader::FileStartHere() {
 
 bool MarkupReader::IsZeroUpTo(std::int64_t to) {
     const auto length = static_cast<std::size_t>(std::max<std::int64_t>(to - At(), 0));
-    // The view may go with the piece that it shows.
+    // The view may become invalid with its piece.
     Forget();
     const ByteSpan bytes = file_.At(start_, length);
     return bytes.size() == length && std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });

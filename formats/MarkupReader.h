@@ -10,14 +10,13 @@
 #include "frame/bytes/ByteWindow.h"
 #include "frame/bytes/Bytes.h"
 
-/// What a sector holds at least that begins with an XML document.
+/// The fewest bytes of a sector that can begin an XML document.
 inline constexpr std::size_t MinXmlSector = 32;
 
-/// True if a sector of at least so many bytes begins with an XML declaration, as far as its name.
+/// True if a sector of at least that size begins with an XML declaration, up to its name.
 bool BeginsXml(ByteSpan sector);
 
-/// How the bytes of a text are characters: each for itself, in whatever code page, or in pairs behind a byte-order
-/// mark.
+/// How bytes form characters: one each, in any code page, or in pairs behind a byte-order mark.
 struct TextForm {
     /// Bytes per character: 1 or 2.
     std::size_t width = 1;
@@ -26,7 +25,7 @@ struct TextForm {
     std::size_t markBytes = 0;
 
     static TextForm Of(ByteSpan start);
-    /// Both show the same characters in the same bytes.
+    /// Both have the same width and byte order.
     bool IsLike(const TextForm& other) const { return width == other.width && isBigEndian == other.isBigEndian; }
 
     /// The character at an offset that has `width` bytes behind it.
@@ -38,10 +37,10 @@ struct TextForm {
     }
 };
 
-/// Blanks, tabs and what ends lines and pages.
+/// Blanks, tabs, line ends and form feeds.
 constexpr bool IsWhite(char16_t c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f'; }
 
-/// What text is made of: no control characters but white space and ESC, by which Japanese pages change their alphabet.
+/// Text has no control characters but white space and ESC, with which Japanese pages switch their character set.
 constexpr bool IsTextChar(char16_t c) { return c >= 0x20 ? c < 0xFFFE : IsWhite(c) || c == 0x1B; }
 
 /// Ends the name of a tag.
@@ -50,15 +49,14 @@ constexpr bool IsNameEnd(char16_t c) { return IsWhite(c) || c == '>' || c == '/'
 constexpr char16_t FoldLetter(char16_t c) { return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c + 0x20) : c; }
 
 /// Reads a candidate file as the characters of markup, forwards from the byte-order mark. The text ends at the first
-/// character that is none, where nothing can be read, and where a medium is full of other documents.
+/// character that is not text, where nothing can be read, and where a medium is full of other documents.
 class MarkupReader {
 public:
     /// Stands for the end of the text.
     static constexpr char16_t End = 0;
     static constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
 
-    /// XML documents that may begin in a file, at sectors' starts, before a scanner takes the medium to be full of
-    /// them.
+    /// Most XML documents that may begin at sector starts inside a file; with more, the medium is full of them.
     static constexpr int FewDocuments = 6;
     static constexpr int AnyDocuments = std::numeric_limits<int>::max();
 
@@ -71,7 +69,7 @@ public:
     std::int64_t At() const { return start_ + static_cast<std::int64_t>(index_); }
     void GoTo(std::int64_t at);
 
-    /// Lets the text end at this offset at the latest.
+    /// Ends the text at this offset at the latest.
     void EndAt(std::int64_t limit);
     std::int64_t Limit() const { return limit_; }
 
@@ -82,24 +80,24 @@ public:
         const char16_t c = form_.CharAt(view_, index_);
         return IsTextChar(c) ? c : End;
     }
-    /// The next character, which is then behind; the end stays in front.
+    /// The next character, and moves behind it; at the end of the text the reader stays.
     char16_t Next() {
         const char16_t c = Peek();
         index_ += c == End ? 0 : form_.width;
         return c;
     }
 
-    /// True if these characters come next, which have no upper case letters when it is folded.
+    /// True if these characters come next. Folded, they must have no upper case letters.
     bool Stands(std::u16string_view word, bool folded = false);
     bool StandsName(std::u16string_view tag, bool folded = false);
-    /// The same, and then they are behind.
+    /// The same, and moves behind them.
     bool Take(std::u16string_view word, bool folded = false);
 
-    /// To the next occurrence of the character, or to the end of the text: false.
+    /// Moves to the next occurrence of the character; false at the end of the text.
     bool SkipTo(char16_t c);
     bool SkipToTag() { return SkipTo(u'<'); }
     void SkipWhite();
-    /// Behind the next occurrence of the mark; false at the end of the text.
+    /// Moves behind the next occurrence of the mark; false at the end of the text.
     bool TakePast(std::u16string_view mark);
 
     /// A name of at most `most` characters, in ASCII letters, digits, other signs of names and all beyond ASCII; empty
@@ -107,26 +105,26 @@ public:
     std::u16string TakeName(std::size_t most);
 
     enum class Tag : std::uint8_t { Broken, Open, Empty };
-    /// Behind the '>' that ends the tag in hand, outside quotes.
+    /// Moves behind the '>' that ends the current tag, outside quotes.
     Tag TakeTag();
 
-    /// Takes a comment or processing instruction; nothing if neither begins here, false if its end is missing.
+    /// Skips a comment or processing instruction. Nothing if neither begins here, false if its end is missing.
     std::optional<bool> TakeRemark();
-    /// Behind the '>' that ends a declaration such as a document type, with the declarations inside it.
+    /// Moves behind the '>' that ends a declaration such as a document type, past the declarations inside it.
     bool TakeDeclaration();
 
-    /// The place stays, but its bytes are asked for again: for whoever looked at others through the same window.
+    /// Loads the bytes at the current place again, after someone else has used the window.
     void Forget();
 
-    /// True if a file of the same form, with or without a byte-order mark, may begin at this place or with that mark
-    /// right in front of it: where that file begins.
+    /// The offset at which another file of the same encoding may begin: this place, or the byte-order mark right in
+    /// front of it.
     std::optional<std::int64_t> FileStartHere();
 
     /// True if all bytes from here to an offset at most a sector away are zero.
     bool IsZeroUpTo(std::int64_t to);
 
 private:
-    // Has at least so many characters in view if they can be read, and one in any case.
+    // Brings that many characters into view if they can be read, and one in any case.
     bool Fill(std::size_t characters);
     // Looks for the starts of further documents in the view.
     void CountDocuments();
@@ -139,15 +137,15 @@ private:
     std::int64_t start_ = 0;
     std::size_t index_ = 0;
     std::int64_t limit_ = NoLimit;
-    // Sector starts in the file that other XML documents begin at, as far as they were looked for. One of them may
-    // stand in a text that is quoted; of many, this file cannot hold the last.
+    // Starts of other XML documents at sector starts, as far as they were looked for. One may be quoted text; with
+    // many, this file ends before the last.
     int documents_ = 0;
     std::int64_t documentsSoughtTo_ = 0;
     std::int64_t stop_ = NoLimit;
 };
 
-/// The place where the sector of an offset ends, in bytes from a file's start; that of the smallest sectors, of which
-/// others are made up.
+/// The end of the sector at an offset, in bytes from the file's start. Counts in the smallest sectors, of which larger
+/// ones are made up.
 constexpr std::int64_t SectorEnd(std::int64_t offset) {
     constexpr std::int64_t sector = 512;
     return (offset + sector - 1) / sector * sector;
@@ -157,7 +155,7 @@ constexpr std::int64_t SectorEnd(std::int64_t offset) {
 /// sector; blanks behind that are as likely by chance. The reader stands behind the white space afterwards.
 std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from);
 
-/// What stands in front of an XML document's content.
+/// The part of an XML document in front of its content.
 struct XmlProlog {
     bool isHtml;
     /// The root element's name, which the reader stands behind; empty if the document type says HTML already.

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-/// The fields of a header of MPEG audio as they stand in its 32 bits, the first byte highest, and what the standards'
-/// tables say to them. Source: ISO/IEC 11172-3, section 2.4.2.3; ISO/IEC 13818-3, section 2.4.2.3, for the lower
+/// The fields of an MPEG audio frame's header, 32 bits with the first byte highest, and the standards' tables for them.
+/// Source: ISO/IEC 11172-3, section 2.4.2.3; ISO/IEC 13818-3, section 2.4.2.3, for the lower
 /// sampling rates; those below 16 kHz are an extension that everybody knows as MPEG-2.5.
 struct MpegAudioHeader {
     enum Version : std::uint32_t { Mpeg25 = 0, ReservedVersion = 1, Mpeg2 = 2, Mpeg1 = 3 };

@@ -10,7 +10,8 @@ using Word = std::u16string_view;
 
 // Names of tags, longer than any that decides something.
 constexpr std::size_t MaxName = 32;
-// In bytes from the start: comments in front of the first tag, and the tags that confirm one that is not HTML's own.
+// In bytes from the start: where the comments in front of the first tag must end, and how far to look for tags that
+// confirm a first tag that is not HTML's own.
 constexpr std::int64_t CommentLimit = 2048;
 constexpr std::int64_t ConfirmLimit = 512;
 }  // namespace

@@ -10,7 +10,7 @@
 /// 1.0.
 
 struct PageStart {
-    /// The page is one even where no end tag says so.
+    /// It is a page even without an end tag.
     bool isSure;
     /// What the root's end tag begins with.
     std::u16string endTag = u"</html";

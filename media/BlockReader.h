@@ -6,8 +6,8 @@
 
 #include "frame/scan/SectorScan.h"
 
-/// Reads a candidate as `KFileSimulator` does, but only as far as the block in hand goes. A first look with it costs no
-/// copy of sectors, so candidates that break at once are cheap, however many there are.
+/// Reads a candidate as `KFileSimulator` does, but only to the end of the current block. It copies no sectors, so it
+/// rejects candidates that break early at almost no cost.
 class BlockReader {
 public:
     explicit BlockReader(const Candidate& candidate) : bytes_(candidate.RestOfBlock()) {}
@@ -34,7 +34,7 @@ public:
         return true;
     }
 
-    /// True once a read has failed for want of bytes behind the block: what was read says nothing then.
+    /// True once a read has gone beyond the block: the candidate is then still undecided.
     bool RanOut() const { return ranOut_; }
 
 private:

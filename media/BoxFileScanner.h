@@ -12,13 +12,12 @@
 ///
 /// `Self` says:
 ///   - `Identity`;
-///   - `bool IsBrand(const std::uint8_t* brand)`: does the type own this major brand of four characters?
+///   - `bool IsBrand(const std::uint8_t* brand)`: does this major brand of four characters belong to the type?
 ///   - `bool IsAccepted(std::uint32_t type)`: is this a box that the walk steps over?
 ///   - `CountsLastBoxWhole`: is a file whose last box reaches beyond the walk's limit reported with that box, rather
 ///     than up to the limit?
 ///
-/// The size cap is taken and not looked at; the walk has its own limit. Sectors inside a reported file are examined
-/// like any other.
+/// The size cap has no effect; the walk has its own limit. Sectors inside a reported file are examined like any other.
 template <class Self>
 class BoxFileScanner : public FileTypeBase<Self> {
 public:

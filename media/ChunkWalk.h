@@ -6,8 +6,7 @@
 
 #include "frame/memory/Trail.h"
 
-/// Walks files that are a chain of chunks, each of which says its own length. What walks cost is bounded by the scan's
-/// `Budget`.
+/// Walks files that are a chain of chunks, each of which declares its own length. The scan's `Budget` bounds the cost.
 class ChunkWalk {
 public:
     /// Bytes of the chunk that begins at the reader's position, 0 if no chunk begins there. Depends on the medium's
@@ -15,7 +14,7 @@ public:
     using ChunkAt = std::uint64_t (*)(KFileSimulator& reader);
 
     struct Result {
-        /// Behind the last chunk, in bytes from the candidate's start.
+        /// The end of the last chunk, in bytes from the candidate's start.
         std::int64_t position;
         /// Steps that were not taken.
         std::uint32_t stepsLeft;
@@ -33,7 +32,7 @@ public:
     }
 
     /// Takes up to `steps` chunks from byte `from` of the candidate on, but none that begins at `limit` or behind.
-    /// Nothing if the walk was given up for what it costs, or if the block has no source.
+    /// Nothing if the budget was used up, or if the block has no source.
     std::optional<Result> Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps, std::int64_t limit,
                                ChunkAt chunkAt);
 

@@ -9,12 +9,12 @@
 namespace ebml {
 
 /// Length in bytes of the file that opens with this sector, as its Segment declares it; nothing if the sector does not
-/// hold the mark of the document type and, behind it, the start of a Segment with a size of 8 bytes.
+/// hold the document type and, behind it, the start of a Segment with a size of 8 bytes.
 std::optional<std::int64_t> FileSize(ByteSpan sector, const BytePattern& docType);
 
 }  // namespace ebml
 
-/// What the EBML types share: everything but `Self::DocType`, the mark of the document type.
+/// What the EBML types share: everything but `Self::DocType`, the element that names the document type.
 template <class Self>
 class EbmlFileType : public MeasuringScanner<Self> {
 public:

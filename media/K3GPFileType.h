@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "media/BoxFileScanner.h"
-#include "media/Mp4Boxes.h"
 #include "media/TagLists.h"
 
 /// Films of mobile phones. Source: 3GPP TS 26.244, section 5.

@@ -18,7 +18,7 @@ constexpr auto VideoMedia = PatternOf("\xC0\xEF\x19\xBC\x4D\x5B\xCF\x11\xA8\xFD\
 
 constexpr std::int64_t ReadLimit = 0x2000000000;
 constexpr std::int32_t MinReportLength = 256;
-// Objects of a header that are looked at.
+// Objects examined in one header.
 constexpr std::uint32_t MostObjects = 32;
 
 struct Header {
@@ -31,18 +31,18 @@ struct Header {
     }
 };
 
-// Of the 64-bit sizes, the lower half is read, as a signed number.
+// Sizes have 64 bits; only the lower half is used, as a signed number.
 std::int32_t LoadSize(ByteSpan bytes, std::size_t offset) {
     return static_cast<std::int32_t>(LoadLittle<std::uint32_t>(bytes, offset));
 }
 
-// Moves to the end of an object of which `done` bytes are read. The object may claim any size, so this may lead back.
+// Moves to the end of an object of which `done` bytes are read. Its size may be anything, so the move may go backwards.
 template <class Reader>
 void SkipRest(Reader& reader, std::int32_t objectSize, std::uint32_t done) {
     reader.Skip(static_cast<std::int32_t>(static_cast<std::uint32_t>(objectSize) - done));
 }
 
-// A read that fails leaves the bytes of the one before.
+// If a read fails, the bytes of the previous read are used again.
 template <class Reader>
 Header ReadHeader(Reader& reader) {
     std::array<std::uint8_t, 30> start{};
@@ -72,7 +72,7 @@ Header ReadHeader(Reader& reader) {
     return header;
 }
 
-// Tells from the bytes of the block alone that the header gives no length.
+// True if the block's bytes alone show that the header gives no length.
 bool SaysNoLength(const Candidate& candidate) {
     BlockReader reader(candidate);
     return ReadHeader(reader).fileSize < MinReportLength && !reader.RanOut();
@@ -100,7 +100,7 @@ void KASFFileType::GetTypeName(char* buffer, std::uint32_t capacity) {
 
 void KASFFileType::GetExtension(char* buffer, std::uint32_t capacity) { CopyBoundedText(buffer, capacity, "asf"); }
 
-// What has been found stays until the next block.
+// Finds stay in the list until the next block is scanned.
 std::int32_t KASFFileType::Reset() {
     maxSize_ = DefaultMaxSize;
     SetScannedBlockKey(FirstBlockKey);
@@ -115,7 +115,8 @@ void KASFFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/)
     });
 }
 
-// A function of its own: with a reader among its variables, the loop over the sectors would call it for every one.
+// A function of its own: with a reader among its variables, the lambda above would be called for every sector instead
+// of being inlined.
 void KASFFileType::Examine(const Candidate& candidate) {
     if (SaysNoLength(candidate)) {
         return;

@@ -5,8 +5,8 @@
 #include "frame/scan/FamilyEngine.h"
 #include "frame/scan/SectorScan.h"
 
-/// ASF files, told apart by the streams that their header declares. The header also says how long the file is, so every
-/// file is known at its first sector. Source: Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3.
+/// ASF files, told apart by the streams that their header declares. The header also gives the file's length, so a file
+/// is reported from its first sector. Source: Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3.
 class KASFFileType final : public FamilyEngine {
 public:
     enum Kind : std::int32_t {
@@ -25,7 +25,7 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
 
-    /// A slot behind those of the contract.
+    /// An own virtual slot, behind those of the contract.
     virtual void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {
         FamilyEngine::ScanForKind(block, sink, kind);
     }
@@ -34,7 +34,7 @@ private:
     static constexpr std::int64_t FirstBlockKey = 0;
     static constexpr std::int64_t DefaultMaxSize = 0x2000000000;
 
-    /// Adds the file of a header's sector to what has been found.
+    /// Adds the file that begins at this sector to the finds.
     void Examine(const Candidate& candidate);
 
     std::int64_t maxSize_ = DefaultMaxSize;

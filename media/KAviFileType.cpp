@@ -8,7 +8,7 @@ namespace {
 constexpr std::int64_t FirstChunkLimit = 0x40000000;
 constexpr std::int64_t ChainLimit = 0x2000000000;
 constexpr auto ExtensionType = PatternOf("AVIX");
-// What a step costs besides the bytes that are read for it.
+// Cost of a step besides the bytes it reads.
 constexpr std::int64_t StepCost = 8;
 
 enum class Read { Extension, Other, Nothing };
@@ -55,7 +55,7 @@ std::optional<std::int64_t> AviExtensions::FindEnd(const Candidate& candidate, s
 std::optional<std::int64_t> AviExtensions::FindEndInCircles(const Candidate& candidate, std::int64_t from) {
     KFileSimulator reader(&candidate.block, candidate.startSector, 0, &budget_);
     std::int64_t offset = from;
-    // A walk in a circle comes again to the offset that it noted last: the steps up to the next note double.
+    // The noted offset moves on after twice as many steps each time, so a walk in a circle meets it again.
     std::int64_t noted = from;
     for (std::int64_t steps = 1, nextNote = 1; offset < ChainLimit; ++steps) {
         const Extension extension = ExtensionAt(reader, offset);

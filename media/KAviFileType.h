@@ -20,12 +20,12 @@ public:
     }
 
     /// Where the extensions from this offset on end, in bytes from the start of the candidate; at most 128 GiB. Nothing
-    /// if they lead nowhere, if the medium cannot be read or if the walk was given up for what it costs.
+    /// if they have no end, if the medium cannot be read or if the budget was used up.
     std::optional<std::int64_t> FindEnd(const Candidate& candidate, std::int64_t from);
 
 private:
     struct Facts {
-        // Behind the way there is an extension that leads back.
+        // The extension at the end of the way leads backwards.
         bool leadsBack = false;
 
         void Append(const Facts& behind) { leadsBack = leadsBack || behind.leadsBack; }

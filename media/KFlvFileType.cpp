@@ -20,7 +20,7 @@ constexpr std::uint8_t ScriptData = 0x12;
 constexpr std::uint32_t TagSizeBits = 0xFFFFFF;
 constexpr std::int64_t TagData = 24;
 
-// The low byte of the key's length, the key, the type of a number.
+// The low byte of the key's length, the key, and the type byte of a number.
 constexpr BytePattern Key = BytePatternOf<"\x08\x66ilesize\0">();
 constexpr std::uint32_t NumberBytes = 8;
 
@@ -49,7 +49,7 @@ Gap::Step SearchPiece(KFileSimulator& reader, std::int64_t base, std::int64_t at
     return {at + std::max<std::int64_t>(got - static_cast<std::int64_t>(Key.size()) + 1, 0), false};
 }
 
-// The number at the reader's position, without its fraction; nothing for one that has no place in 64 bits.
+// The number at the reader's position, without its fraction; nothing if it does not fit into 64 bits.
 std::optional<std::int64_t> ReadNumber(KFileSimulator& reader) {
     constexpr double limit = 0x1p63;
     std::array<std::uint8_t, NumberBytes> bytes{};

@@ -8,7 +8,7 @@
 #include "frame/scan/FileTypeBase.h"
 #include "frame/scan/SectorScan.h"
 
-/// Flash video whose first tag holds script data, in which the writer left the file's size. Source: Adobe Flash Video
+/// Flash video whose first tag holds script data with the file's size. Source: Adobe Flash Video
 /// File Format Specification 10.1, annex E.
 class KFlvFileType final : public RunStateFileType<KFlvFileType> {
 public:

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Looks at the boxes of one file. What cannot be read is what the read before left.
+// Looks at the boxes of one file. If a read fails, the bytes of the previous read are used again.
 class BoxProbe {
 public:
     struct Result {
@@ -22,7 +22,7 @@ public:
     explicit BoxProbe(const Candidate& candidate)
         : reader_(&candidate.block, candidate.startSector, static_cast<std::uint64_t>(BoxWalkCeiling)) {}
 
-    /// Nothing if the second box is none of an audio file.
+    /// Nothing if an audio file cannot have this second box.
     std::optional<Result> Measure(std::uint32_t firstBoxSize) {
         std::int64_t position = firstBoxSize;
         ReadBox(position);
@@ -58,7 +58,7 @@ private:
                type_ == BoxTypeOf("moof");
     }
 
-    // Of a long size, which no size of a whole box can be taken for, the lower half counts.
+    // A size below 8 says that a 64-bit one follows, of which only the lower half is used.
     std::uint32_t ThirdStep(std::int64_t position) {
         if (type_ != BoxTypeOf("mdat") || size_ >= header_.size()) {
             return size_;
@@ -80,7 +80,7 @@ void KM4AFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     if (block->source == nullptr) {
         return;
     }
-    // A file that is not measured is reported with the size of the one before.
+    // A file whose end is not found is reported with the previous file's size.
     FoundFile found{0, 0};
     ForEachSector(*block, FileTypeBoxFilter, [&](const Candidate& candidate) {
         const std::optional<FileTypeBox> box = FileTypeBoxOf(candidate.sector);
@@ -90,7 +90,8 @@ void KM4AFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     });
 }
 
-// A function of its own: with a reader among its variables, the loop over the sectors would call it for every one.
+// A function of its own: with a reader among its variables, the lambda above would be called for every sector instead
+// of being inlined.
 bool KM4AFileType::Measure(const Candidate& candidate, std::uint32_t firstBoxSize, FoundFile& found) const {
     constexpr std::int64_t smallestCounted = 512;
     const std::optional<BoxProbe::Result> file = BoxProbe(candidate).Measure(firstBoxSize);

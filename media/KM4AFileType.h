@@ -21,7 +21,7 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
 private:
-    /// False if there is no file; one whose end was not found leaves the size as it is.
+    /// False if there is no file. If its end is not found, `found.size` stays as it was.
     bool Measure(const Candidate& candidate, std::uint32_t firstBoxSize, FoundFile& found) const;
 
     std::int64_t maxSize_ = 0;

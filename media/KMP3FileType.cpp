@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::size_t MinSectorBytes = 3;
-// The search for the first frame behind a tag of version 2 stands in for reading the tag's size.
+// The size of an ID3v2 tag is not read; the first frame is searched for from here on.
 constexpr std::int64_t TagSearchStart = 128;
 // Places searched in 65536 bytes: the last one of a sync word is left out.
 constexpr std::int64_t SyncPlaces = 65534;
@@ -22,7 +22,7 @@ constexpr std::int32_t MostFrames = 30000;
 constexpr std::int32_t LeastFrames = 10;
 constexpr std::int32_t LeastFrameBytes = 4;
 
-// What is searched for has so many `Bytes`; `Difference` gives 0 where it stands and nowhere else.
+// Patterns to search for: `Bytes` is their length, `Difference` gives 0 where they match and nowhere else.
 
 // MPEG-1 Layer III, with or without a checksum.
 struct FrameSync {
@@ -39,12 +39,12 @@ struct Id3v1Tag {
     }
 };
 
-// Position in the candidate's file of the first one among the `count` places from `position` on.
+// Position in the candidate's file of the first match among the `count` places from `position` on.
 template <class Searched>
 std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std::int64_t base, std::int64_t position,
                                       std::int64_t count) {
     constexpr std::size_t places = 4096;
-    // Made where the gap does not answer.
+    // Made only if the gap does not know the answer.
     std::optional<KFileSimulator> reader;
     std::array<std::uint8_t, places + Searched::Bytes - 1> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init)
     const auto advance = [&](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
@@ -55,7 +55,7 @@ std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std:
         if (!reader->Read(piece.data(), piece.size())) {
             return {at, false};
         }
-        // Not the function itself: a call by pointer would not become vector instructions.
+        // A lambda, since a call through a function pointer would not be vectorised.
         const auto difference = [](const std::uint8_t* place) {
             return Searched::Difference(place);
         };
@@ -69,7 +69,7 @@ std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std:
 
 struct Frames {
     std::int32_t count = 0;
-    /// Position behind the last frame; a header of a length that no frame has counts with that.
+    /// Position behind the last frame. A last header with an impossible length counts with that length.
     std::int64_t end;
 };
 
@@ -94,7 +94,7 @@ Frames WalkFrames(Reader& reader, std::int64_t first, std::int32_t most) {
     return frames;
 }
 
-// Tells from the bytes of the block alone that there are too few frames.
+// True if the block's bytes alone show that there are too few frames.
 bool BreaksInBlock(const Candidate& candidate, std::int64_t first) {
     BlockReader reader(candidate);
     return WalkFrames(reader, first, LeastFrames).count < LeastFrames && !reader.RanOut();

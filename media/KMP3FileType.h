@@ -33,7 +33,7 @@ private:
     ScanOffsets row_;
     Gap frameGap_;
     Gap endTagGap_;
-    // Of all scanners of this type, for as long as the library is loaded: frames of a file are no files, also in the
-    // next scan.
+    // Shared by all scanners of this type and kept between scans: frames inside the last reported file do not begin
+    // files of their own.
     static inline LastFile lastFile_;
 };

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "media/BoxFileScanner.h"
-#include "media/Mp4Boxes.h"
 #include "media/TagLists.h"
 
 /// MPEG-4 videos: every file with a file type box that no other type owns. Source: ISO/IEC 14496-12, section 4.3.

@@ -22,7 +22,7 @@ std::uint64_t TrackAt(KFileSimulator& reader) {
 }  // namespace
 
 std::optional<std::int64_t> KMidFileType::Measure(const Candidate& candidate) {
-    // Read, since it lies in the next sector where sectors are shorter than the header.
+    // In small sectors this field lies in the next sector, so it is read through the reader.
     KFileSimulator reader(&candidate.block, candidate.startSector, 0);
     reader.Seek(TrackCount);
     std::array<std::uint8_t, 2> field{};
@@ -31,7 +31,7 @@ std::optional<std::int64_t> KMidFileType::Measure(const Candidate& candidate) {
     if (tracks < 1) {
         return FirstTrack;
     }
-    // Whatever lies further on, the cap is reported.
+    // No report is larger than the cap, so the walk need not go further.
     const std::int64_t limit = std::max(run_.maxSize, MinReportLength);
     const std::optional<ChunkWalk::Result> walked =
         memory_.Walk(candidate, FirstTrack, static_cast<std::uint32_t>(tracks), limit, TrackAt);

@@ -6,6 +6,6 @@
 class KMkvFileType final : public EbmlFileType<KMkvFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mkv];
-    // The last byte of the element's identifier, its size, its text.
+    // The last byte of the element's identifier, the size, the text.
     static constexpr auto DocType = PatternOf("\x82\x88matroska");
 };

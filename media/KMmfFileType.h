@@ -18,7 +18,7 @@ public:
         return HasPatternAt(sector, firstChunk, PatternOf("CNTI"));
     }
     static std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        // Of what follows these 8 bytes. Signed: 2 GiB and more are no size.
+        // Counts what follows the chunk's 8-byte header. Signed, so 2 GiB and more are rejected.
         constexpr std::size_t chunkSize = 4;
         return static_cast<std::int32_t>(LoadBig<std::uint32_t>(candidate.sector, chunkSize) + 8);
     }

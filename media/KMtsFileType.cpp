@@ -13,7 +13,7 @@ constexpr std::int64_t LengthLimit = 0x7FFFF000;
 
 constexpr std::array<std::int32_t, 4> PacketSizes{188, 192, 204, 208};
 
-// The sync byte that comes first decides where the packets begin; the other is not tried.
+// The first sync byte decides where the packets begin; there is no second try.
 std::optional<PacketLayout> LayoutOf(ByteSpan sector) {
     const std::int32_t prefix = sector[0] == KMtsFileType::SyncByte ? 0 : TimeStampBytes;
     for (const std::int32_t size : PacketSizes) {
@@ -24,7 +24,7 @@ std::optional<PacketLayout> LayoutOf(ByteSpan sector) {
     return std::nullopt;
 }
 
-// The bytes of the block alone show that there are too few packets.
+// True if the block's bytes alone show that there are too few packets.
 bool BreaksInBlock(const Candidate& candidate, const PacketLayout& layout) {
     const ByteSpan bytes = candidate.RestOfBlock();
     for (auto at = static_cast<std::size_t>(layout.prefix); at < KMtsFileType::MinReportLength && at < bytes.size();
@@ -36,7 +36,7 @@ bool BreaksInBlock(const Candidate& candidate, const PacketLayout& layout) {
     return false;
 }
 
-// The packet identifier, 13 bits, is 0.
+// The program association table has the packet identifier 0, a field of 13 bits.
 bool IsProgramTable(const std::array<std::uint8_t, 4>& header) { return (header[1] & 0x1FU) == 0 && header[2] == 0; }
 
 }  // namespace
@@ -57,7 +57,7 @@ PacketGrids::Stream PacketGrids::Measure(const Candidate& candidate, const Packe
     const std::int64_t start = offsets_.PlaceOf(candidate.startSector);
     const std::int64_t first = start + layout.prefix;
     Grid& grid = GridOf(first, layout.size);
-    // Candidates come in ascending order, so what lies within the limit of one lies within that of the next.
+    // Candidates come in ascending order, so each one's limit lies at or behind the previous one's.
     if (first > grid.to) {
         grid = {.to = first};
     }

@@ -15,8 +15,8 @@ struct PacketLayout {
     std::int32_t size;
 };
 
-/// Follows transport streams packet by packet. Packets equally far apart lie on a grid, of which every place is known:
-/// each grid is walked once, and a later candidate on it goes on where the walk before has ended.
+/// Follows transport streams packet by packet. Packets are equally far apart and so lie on a grid. Each grid is walked
+/// once: a later candidate on it goes on where the last walk ended.
 class PacketGrids {
 public:
     void Reset() { offsets_.Reset(); }
@@ -32,7 +32,7 @@ public:
     Stream Measure(const Candidate& candidate, const PacketLayout& layout);
 
 private:
-    // The places in front of `to` are packets', as far back as the last candidate's first one.
+    // Packets begin at all places from the last candidate's first packet up to `to`, which is left out.
     struct Grid {
         std::int64_t to = -1;
         std::int64_t lastProgramTable = -1;
@@ -42,7 +42,7 @@ private:
     Grid& GridOf(std::int64_t place, std::int32_t size);
 
     ScanOffsets offsets_;
-    // One for each place in a packet, for each size.
+    // For each packet size, one for each offset in a packet.
     std::vector<Grid> grids_;
 };
 

@@ -5,14 +5,14 @@
 
 namespace {
 
-// The number of chunks, with the file header itself.
+// The number of chunks, the file header included.
 constexpr std::size_t ChunkCount = 14;
 constexpr std::int64_t FirstChunk = 18;
 
 constexpr std::uint32_t ChunkHeaderBytes = 8;
 constexpr std::array<Pattern<4>, 5> ChunkNames{PatternOf("PROP"), PatternOf("CONT"), PatternOf("MDPR"),
                                                PatternOf("INDX"), PatternOf("DATA")};
-// A data chunk counts that much less than its size says.
+// A data chunk's size field is too large by this many bytes.
 constexpr std::uint32_t DataShortfall = 10;
 
 std::uint64_t ChunkAt(KFileSimulator& reader) {
@@ -25,7 +25,7 @@ std::uint64_t ChunkAt(KFileSimulator& reader) {
     if (name == ChunkNames.end()) {
         return 0;
     }
-    // Wraps at 32 bits for a data chunk smaller than what it lacks.
+    // Wraps at 32 bits for a data chunk with a smaller size.
     const std::uint32_t step =
         LoadBig<std::uint32_t>(header, name->size()) - (*name == ChunkNames.back() ? DataShortfall : 0);
     return step >= ChunkHeaderBytes ? step : 0;
@@ -49,7 +49,7 @@ std::optional<std::int64_t> KRmFileType::Measure(const Candidate& candidate) {
     if (!walked || walked->stepsLeft != 0) {
         return std::nullopt;
     }
-    // The size is a signed number of 32 bits, whatever the distance that the walk went.
+    // Sizes are cut to 32 bits and signed, however far the walk went.
     const auto size = static_cast<std::int32_t>(walked->position);
     if (size >= MinReportLength) {
         lastFile_.Set(candidate.startSector,

@@ -7,8 +7,8 @@
 #include "frame/scan/RememberingScanner.h"
 #include "media/ChunkWalk.h"
 
-/// RealMedia files: as many chunks as the first one says. Source: RealMedia File Format, the file header and chunk
-/// headers.
+/// RealMedia files: the first chunk declares how many there are. Source: RealMedia File Format, the file header and
+/// chunk headers.
 class KRmFileType final : public RememberingScanner<KRmFileType, ChunkWalk> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Rm];

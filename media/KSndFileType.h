@@ -21,7 +21,7 @@ public:
         if (static_cast<std::int32_t>(offset) > longestHeader) {
             return std::nullopt;
         }
-        // The sum wraps at 32 bits; so does the size of all ones, which stands for an unknown one.
+        // The sum wraps at 32 bits, also for FFFFFFFFh, which means an unknown size.
         return static_cast<std::int32_t>(offset + LoadBig<std::uint32_t>(candidate.sector, dataSize));
     }
 };

@@ -8,18 +8,18 @@
 
 namespace {
 
-// Lengths are counted in 32 bits, and compared with the cap as signed numbers: a cap of 2 GiB or more is never passed.
-// A stream is followed as long as its next packet cannot make the count wrap around.
+// Lengths are counted in 32 bits and compared with the cap as signed numbers, so no stream passes a cap of 2 GiB or
+// more. A stream is followed up to where another packet could make the count wrap around.
 constexpr std::int64_t LongestStream = 0xFFFE0000;
 constexpr std::int64_t LargestPassableCap = std::numeric_limits<std::int32_t>::max();
 
-// The last byte of a start code 00 00 01: a pack's, and above it those of system headers and packets.
+// The byte behind a start code's 00 00 01: BA for a pack, higher values for system headers and packets.
 constexpr std::uint8_t PackStart = 0xBA;
 constexpr std::int64_t PackHeaderBytes = 14;
 constexpr std::int64_t PacketHeaderBytes = 6;
 
 constexpr std::int64_t FewestPackets = 10;
-// How far a first look goes.
+// Packs and packets in a first look.
 constexpr int LookItems = 32;
 
 struct Item {
@@ -38,7 +38,7 @@ std::optional<Item> ReadItem(Reader& reader) {
     if (start[3] == PackStart) {
         std::array<std::uint8_t, PackHeaderBytes - 4> rest{};
         reader.Read(rest.data(), rest.size());
-        // Only the packs of MPEG-2 begin with the bits 01; the stuffing's length stands behind five bits of ones.
+        // Packs of MPEG-2 begin with the bits 01. The length of the stuffing follows five one bits.
         if (rest.front() >> 6U != 1 || rest.back() >> 3U != 0x1F) {
             return std::nullopt;
         }
@@ -49,7 +49,7 @@ std::optional<Item> ReadItem(Reader& reader) {
     return Item{PacketHeaderBytes + LoadBig<std::uint16_t>(length, 0), true};
 }
 
-// The bytes of the block alone show that the stream ends after too few packets.
+// True if the block's bytes alone show that the stream ends after too few packets.
 bool BreaksInBlock(const Candidate& candidate) {
     BlockReader reader(candidate);
     std::int64_t position = 0;
@@ -89,7 +89,7 @@ std::optional<std::int64_t> KVOBFileType::Measure(const Candidate& candidate) {
     if (stream->facts.packets < FewestPackets || stream->to < MinReportLength) {
         return std::nullopt;
     }
-    // In 32 bits, which wrap for a stream of nearly 4 GiB in large sectors.
+    // 32 bits wrap around for a stream of nearly 4 GiB in large sectors.
     const auto sectorSize = static_cast<std::uint32_t>(candidate.block.sectorSize);
     lastFile_.Set(candidate.startSector, (static_cast<std::uint32_t>(stream->to) - 1 + sectorSize) / sectorSize);
     return stream->to;

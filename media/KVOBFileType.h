@@ -7,7 +7,7 @@
 #include "frame/memory/Trail.h"
 #include "frame/scan/RememberingScanner.h"
 
-/// Packets of a stream, counted no further than is asked for.
+/// Counts the packets of a stream, up to as many as a file needs.
 struct PacketCount {
     std::int64_t packets = 0;
 
@@ -25,7 +25,7 @@ public:
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
 private:
-    // Of all scanners of this type, for as long as the library is loaded: packs of a file are no files, also in the
-    // next scan.
+    // Shared by all scanners of this type and kept between scans: packs inside the last reported file do not begin
+    // files of their own.
     static inline LastFile lastFile_;
 };

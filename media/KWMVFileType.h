@@ -2,7 +2,7 @@
 
 #include "media/KASFFileType.h"
 
-/// ASF files with video, or with audio alone: those are reported as audio files too.
+/// ASF files with video, or with audio alone. The latter are reported as WMA too.
 class KWMVFileType final : public FamilyMember<KWMVFileType, KASFFileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Wmv];

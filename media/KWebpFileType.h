@@ -17,8 +17,7 @@ public:
             if (!BeginsFile(*this, candidate.sector)) {
                 return;
             }
-            // The sum wraps at 32 bits. Whether there is a file is asked of the unsigned number, and how long it is of
-            // the signed one.
+            // The sum wraps at 32 bits. The smallest size is tested unsigned, the reported size is signed.
             const std::uint32_t size =
                 LoadLittle<std::uint32_t>(candidate.sector, RiffSizeOffset) + std::uint32_t{RiffHeaderBytes};
             if (size >= MinReportLength) {

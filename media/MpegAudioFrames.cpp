@@ -6,7 +6,7 @@
 
 namespace {
 
-// In kbit/s. Not the standard's, which has the rates of Layer II here.
+// In kbit/s. These differ from the standard, which has the rates of Layer II here.
 constexpr std::array<std::int16_t, 16> Mpeg2LayerIII{0,  8,   16,  24,  32,  64,  80,  56,
                                                      64, 128, 160, 112, 128, 256, 320, -1};
 
@@ -35,8 +35,8 @@ std::optional<std::int32_t> MpegAudioFrames::LengthOf(std::uint32_t bits) {
     }
     const std::int32_t bitRate = BitRateOf(version_, layer_, header.BitRateIndex());
     const auto padding = static_cast<std::int32_t>(header.Padding());
-    // A frame of Layer I has 384 samples, in slots of 4 bytes. One of the other layers counts as 1152 samples, although
-    // those of Layer III at the lower sampling rates have half as many.
+    // A frame of Layer I has 384 samples, in slots of 4 bytes. All other frames count as 1152 samples, although those
+    // of Layer III at the lower sampling rates have 576.
     return layer_ == MpegAudioHeader::LayerI ? (bitRate * 12000 / rate_ + padding) * 4
                                              : bitRate * 144000 / rate_ + padding;
 }

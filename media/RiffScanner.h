@@ -6,9 +6,9 @@
 #include "formats/Riff.h"
 #include "frame/scan/MeasuringScanner.h"
 
-/// A scanner for files that are one RIFF form, or a few, from its header's sector on.
+/// A scanner for files that are one RIFF form, or a few in a row.
 ///
-/// `Self` says `Identity`, `Signature` and `Measure`, as for `MeasuringScanner`, and `FormType`, which may take in the
+/// `Self` has `Identity`, `Signature` and `Measure`, as for `MeasuringScanner`, and `FormType`, which may include the
 /// name of the first chunk.
 template <class Self>
 class RiffScanner : public MeasuringScanner<Self> {

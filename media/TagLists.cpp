@@ -1,5 +1,4 @@
 #include "media/TagLists.h"
-#include "formats/BoxWalk.h"
 
 #include <QString>
 #include <cstring>

@@ -1,8 +1,19 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
-/// Copies `text` into `buffer` with a count of `capacity - 1`: at most that many bytes, the rest of them filled with
-/// zeros behind a shorter text, no terminator behind a longer one. The byte at index `capacity - 1` stays as it is.
-/// Does nothing when either pointer is null or the count, taken as a signed 32-bit value, is not positive.
-void CopyBoundedText(char* buffer, std::uint32_t capacity, const char* text);
+/// Writes `capacity - 1` bytes to `buffer`: a shorter text followed by zeros, a longer one cut and without terminator.
+/// The byte at index `capacity - 1` stays as it is. Does nothing when a pointer is null or when the count, taken as a
+/// signed 32-bit value, is not positive.
+inline void CopyBoundedText(char* buffer, std::uint32_t capacity, const char* text) {
+    const auto count = static_cast<std::int32_t>(capacity - 1U);
+    if (buffer == nullptr || text == nullptr || count <= 0) {
+        return;
+    }
+    const auto most = static_cast<std::size_t>(count);
+    char* const end = std::copy_n(text, strnlen(text, most), buffer);
+    std::fill(end, buffer + most, '\0');
+}

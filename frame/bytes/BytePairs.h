@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
-/// The first look at a sector, as `SectorFilter` is, for types whose headers begin in many ways: which bytes may stand
-/// first, and which ones behind them.
+/// A quick test of a sector, like `SectorFilter`, for types whose headers begin in many ways: which bytes may come
+/// first, and which may follow them.
 class BytePairs {
 public:
     /// Each of `firsts` may be followed by the bytes for which `isSecond` holds. For up to eight groups.
@@ -30,7 +30,7 @@ public:
     bool Matches(const std::uint8_t* sector) const { return (first_[sector[0]] & second_[sector[1]]) != 0; }
 
 private:
-    // The groups that a byte belongs to.
+    // A bit for each group that a byte belongs to.
     std::array<std::uint8_t, 256> first_{};
     std::array<std::uint8_t, 256> second_{};
     std::uint8_t group_ = 1;

@@ -29,9 +29,9 @@ inline constexpr std::array<std::uint8_t, 256> ByteCommonness = [] {
 
 /// A byte pattern prepared for searching. It points to the pattern's bytes and does not own them.
 ///
-/// A search asks of many places at once whether two bytes of the pattern, the anchor and its partner, stand where they
-/// should, and compares the whole pattern only there. The two are those rarest in ordinary data and differ where they
-/// can, so that padding, text, markup and tables of zeros are all passed over at full speed.
+/// A search tests many places at once for two bytes of the pattern, the anchor and its partner, and compares the whole
+/// pattern only where both match. They are the two bytes rarest in ordinary data, and different ones if possible, so
+/// padding, text, markup and tables of zeros are all passed over at full speed.
 class BytePattern {
 public:
     constexpr explicit BytePattern(ByteSpan bytes) : bytes_(bytes) {
@@ -55,8 +55,8 @@ public:
     /// occurs at `from` when that is inside or at the end of `haystack`.
     std::optional<std::size_t> FindIn(ByteSpan haystack, std::size_t from = 0) const;
 
-    /// Offset just behind the first occurrence that ends before the sector's last byte; the run scanners do not see a
-    /// mark that ends exactly at the end of a sector.
+    /// Offset just behind the first occurrence that ends before the sector's last byte. The run scanners do not see a
+    /// footer that ends exactly at the end of a sector.
     std::optional<std::size_t> FindEndInSector(ByteSpan sector) const;
 
 private:
@@ -68,7 +68,7 @@ private:
     std::size_t partner_ = 0;
 };
 
-/// A text that is a template's argument.
+/// Text as a template argument.
 template <std::size_t N>
 struct PatternText {
     // NOLINTNEXTLINE(google-explicit-constructor): the literal stands for it.
@@ -77,7 +77,7 @@ struct PatternText {
     Pattern<N - 1> bytes;
 };
 
-/// A mark made from text, as `PatternOf` makes a pattern.
+/// A pattern for searching, made from text as by `PatternOf`.
 template <PatternText Text>
 consteval BytePattern BytePatternOf() {
     return BytePattern(Text.bytes);

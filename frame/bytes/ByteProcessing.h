@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Numbers of 0 to 8 bytes in either byte order; no object is needed.
+/// Reads numbers of 0 to 8 bytes in either byte order. All functions are static.
 class ByteProcessing {
 public:
     ByteProcessing() = default;

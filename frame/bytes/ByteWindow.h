@@ -8,14 +8,13 @@
 #include "frame/bytes/BytePattern.h"
 #include "frame/bytes/Bytes.h"
 
-/// Shows a file's bytes in contiguous pieces, at any offset from its start, to whatever decodes or searches what lies
-/// behind a header. What knows a format reads through this and so serves the scanners and the program alike; where the
-/// bytes come from is the business of the class behind it.
+/// Shows a file's bytes in contiguous pieces, at any offset from its start. Code that knows a format reads through this
+/// class and so serves both the scanners and the program; derived classes get the bytes.
 ///
 /// Offsets are in bytes from the file's start. A span is valid until the next call.
 class ByteWindow {
 public:
-    /// The length of a piece, in bytes: the most that one call shows for sure, and what a new piece costs.
+    /// The length of a piece, in bytes: the most that one call is sure to show, and the cost of a new piece.
     static constexpr std::size_t PieceBytes = 0x4000;
 
     ByteWindow(const ByteWindow&) = delete;
@@ -25,14 +24,14 @@ public:
     /// Nothing is shown from here on.
     std::int64_t Limit() const { return limit_; }
 
-    /// Of the medium, in bytes; files begin at the start of a sector.
+    /// The medium's sector size in bytes; files begin at the start of a sector.
     virtual std::int64_t SectorSize() const { return 512; }
 
-    /// Adds to the walk's cost what it does with the bytes shown, where that takes far longer than to read them: in
-    /// bytes that could be read meanwhile.
+    /// Adds the cost of work that takes far longer than reading the bytes did. In bytes that could be read in that
+    /// time.
     virtual void Charge(std::int64_t bytes) = 0;
-    /// True once the walk has cost what it may. Bytes that were shown last are still shown then: walks with very much
-    /// to do for each of them ask.
+    /// True once the walk has used up its budget. The current piece is still shown then, so walks that work long on
+    /// each piece must ask.
     virtual bool IsExhausted() const = 0;
 
     /// The `length` bytes at `offset`, at most `PieceBytes`; empty if not all of them can be shown.
@@ -64,7 +63,7 @@ protected:
 
 private:
     std::int64_t limit_;
-    // What was shown last.
+    // The current piece.
     ByteSpan piece_;
     std::int64_t pieceStart_ = 0;
 };

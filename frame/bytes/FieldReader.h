@@ -8,8 +8,8 @@
 #include "frame/bytes/ByteWindow.h"
 #include "frame/bytes/Bytes.h"
 
-/// Reads the fields of a file one behind another. From the first one that cannot be shown on, all fields are
-/// 0 and the reader is broken, so that a walk tests once for several fields.
+/// Reads the fields of a file one after another. Once a field cannot be read, the reader is broken and gives 0 from
+/// there on, so a walk can test once for several fields.
 class FieldReader {
 public:
     /// `position` counts from the file's start, in bytes. The window outlives the reader.
@@ -17,7 +17,7 @@ public:
 
     std::int64_t Position() const { return position_; }
     bool IsBroken() const { return isBroken_; }
-    /// For a field that cannot be right.
+    /// Marks the reader as broken, for a field with an impossible value.
     void Break() { isBroken_ = true; }
 
     std::uint8_t Byte() { return Little<std::uint8_t>(); }
@@ -51,7 +51,7 @@ public:
     }
 
 private:
-    // What reading a field costs, in bytes that could be looked at meanwhile.
+    // Cost of reading a field, in bytes that could be read in that time.
     static constexpr std::int64_t FieldWork = 32;
 
     ByteWindow& file_;

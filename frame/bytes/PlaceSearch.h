@@ -11,9 +11,8 @@ inline constexpr std::size_t PlaceStride = 64;
 /// Offset of the first place from `from` on and before `end` where `isMatch(offset)` holds.
 ///
 /// `difference(place)` is the filter: it takes a pointer to the place's bytes and gives 0 wherever a match may be, and
-/// rarely elsewhere. It has no branch, so that compilers turn the test of a stride of places into vector instructions,
-/// and looks only at bytes that exist behind every place before `end`. `isMatch` is asked in the order of the places,
-/// for those that passed the filter.
+/// rarely elsewhere. It must be free of branches, so that compilers vectorise the test of a stride, and must read only
+/// bytes that exist behind every place before `end`. `isMatch` is then called for the places that passed, in order.
 template <class Difference, class IsMatch>
 std::optional<std::size_t> FindPlace(const std::uint8_t* bytes, std::size_t from, std::size_t end,
                                      Difference difference, IsMatch isMatch) {

@@ -9,11 +9,11 @@
 
 #include "frame/bytes/Bytes.h"
 
-/// The first of `count` sectors, `step` bytes apart, for which `stands(sector)` holds, or the count.
+/// Index of the first of `count` sectors, `step` bytes apart, for which `stands(sector)` holds, or the count.
 template <class Stands>
 std::size_t FirstSectorThat(const std::uint8_t* sectors, std::size_t step, std::size_t count, Stands stands) {
     std::size_t index = 0;
-    // Eight in one go, since it holds for hardly any.
+    // Eight at a time, since hardly any sector passes.
     for (; count - index >= 8; index += 8) {
         const std::uint8_t* const at = sectors + index * step;
         const std::uint8_t* const half = at + 4 * step;
@@ -28,8 +28,8 @@ std::size_t FirstSectorThat(const std::uint8_t* sectors, std::size_t step, std::
     return index;
 }
 
-/// What a scanner asks of every sector before anything else: up to four bytes that all headers of its type have at one
-/// place. One load and one compare, so that a sector without a header costs next to nothing.
+/// The first test of every sector: up to four bytes that all headers of a type have at one place. It takes one load and
+/// one compare, so a sector without a header costs next to nothing.
 class SectorFilter {
 public:
     /// `mask` has ones where a bit of `bytes` counts.
@@ -38,17 +38,17 @@ public:
           mask_(std::bit_cast<std::uint32_t>(mask)),
           value_(std::bit_cast<std::uint32_t>(bytes) & mask_) {}
 
-    /// A sector with fewer bytes cannot be asked.
+    /// Bytes that a sector must have to be tested.
     constexpr std::size_t Reach() const { return place_ + sizeof(value_); }
 
     /// `sector` has `Reach` bytes.
     bool Matches(const std::uint8_t* sector) const { return (WordAt(sector + place_) & mask_) == value_; }
 
-    /// The first of `count` sectors, `step` bytes apart, in which the word stands, or the count. All types share one
-    /// loop, which so stays in the caches of instructions and of branches.
+    /// Index of the first of `count` sectors, `step` bytes apart, that matches, or the count. All types share this one
+    /// loop, so it stays in the instruction cache and its branches stay predicted.
     [[gnu::noinline]] std::size_t FirstIn(const std::uint8_t* sectors, std::size_t step, std::size_t count) const;
 
-    /// What this word and another one of the same place have in common.
+    /// The bits that this filter and another one at the same place agree on.
     constexpr SectorFilter Common(const SectorFilter& other) const {
         SectorFilter common(*this);
         common.mask_ &= other.mask_ & ~(value_ ^ other.value_);
@@ -64,7 +64,7 @@ private:
     }
 
     std::size_t place_;
-    // As they lie in memory.
+    // In memory order.
     std::uint32_t mask_;
     std::uint32_t value_;
 };
@@ -81,7 +81,7 @@ constexpr SectorFilter SectorFilterOf(const Signature& signature, std::size_t pl
     return {bytes, mask, place};
 }
 
-/// For types whose headers begin in several ways: one of the words stands in the sector.
+/// For types whose headers begin in several ways: one of the filters matches.
 template <std::size_t N>
 struct AnySectorFilter {
     std::array<SectorFilter, N> words;

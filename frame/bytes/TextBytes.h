@@ -8,7 +8,8 @@
 
 /// True for tab, line feed, carriage return and the bytes 0x20 to 0x7F.
 constexpr bool IsTextByte(std::uint8_t byte) {
-    // As a signed number, a byte from 0x80 on lies below the blank. No short cuts: searches test many bytes at once.
+    // As signed numbers, bytes from 0x80 on are below the space. No short-circuit operators, so that searches
+    // vectorise.
     const bool isPrinted = static_cast<std::int8_t>(byte) >= 0x20;
     return (static_cast<unsigned>(isPrinted) | static_cast<unsigned>(byte == '\r') |
             static_cast<unsigned>(byte == '\t') | static_cast<unsigned>(byte == '\n')) != 0;

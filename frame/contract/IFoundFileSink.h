@@ -14,7 +14,7 @@ public:
     /// Slot 0 belongs to the host; the library never destroys a sink.
     virtual ~IFoundFileSink() = default;
 
-    /// Slot 1: takes one find. `file` is borrowed for the call: the sink copies what it keeps and reads the two fields
-    /// of `FoundFile`, nothing behind them. The result is not looked at.
+    /// Slot 1: takes one find. `file` is borrowed for the call: the sink copies what it keeps, and reads nothing behind
+    /// the two fields of `FoundFile`. The result is ignored.
     virtual std::int32_t ReportFound(const FoundFile* file) = 0;
 };

@@ -6,7 +6,7 @@
 #include "ISectorSource.h"
 #include "SectorBlock.h"
 
-/// `IRawFileType::QueryInfo` says with this value that it did not answer the request.
+/// `IRawFileType::QueryInfo` returns this when it does not answer the request.
 inline constexpr std::int32_t QueryFailed = 0x65B;
 
 /// A scanner for one file type. Created by `IRawFileTypeFactory::Create`, owned by the host, given back with `Release`.
@@ -23,7 +23,7 @@ public:
 
     virtual ~IRawFileType() = default;
 
-    /// Back to the state of a new scanner: default size cap, no open file. Returns 1.
+    /// Restores the state of a new scanner: default size cap, no open file. Returns 1.
     virtual std::int32_t Reset() = 0;
 
     /// Copies the display name: at most `capacity - 1` bytes, a shorter name followed by zeros up to that count, a name
@@ -48,13 +48,13 @@ public:
     /// ignore it.
     virtual void SetMaxFileSize(std::int64_t size) = 0;
 
-    /// Kept for the slot; returns 0.
+    /// Reserved: slot 8 does nothing and always returns 0.
     virtual std::int32_t ReservedQuery8() = 0;
 
     /// Destroys the scanner.
     virtual void Release() = 0;
 
-    /// Kept for the slot; returns 0.
+    /// Reserved: slot 10 does nothing and always returns 0.
     virtual std::int32_t ReservedQuery10() = 0;
 
     /// Types that publish a size range answer request 0 with an output of exactly 16 bytes: two signed 64-bit values,

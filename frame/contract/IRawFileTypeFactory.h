@@ -14,8 +14,8 @@
 #define RAWFILETYPES_EXPORT __attribute__((visibility("default")))
 #endif
 
-/// Creates scanners by index. The index order is fixed and is the host's key for a type; `FileTypeCatalog.h`
-/// names the indices and tells what each stands for.
+/// Creates scanners by index. The indices are fixed and are the host's keys for the types; `FileTypeCatalog.h` names
+/// them.
 ///
 /// Threads: the library starts none and takes no locks. A host may drive different families on different threads; what
 /// a family is, and which types belong to one, is in the catalogue (`FileTypeIdentity::family`). The first call of

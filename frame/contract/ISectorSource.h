@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// What the host knows of the medium's geometry; filled by `ISectorSource::GetGeometry`.
+/// The medium's geometry; filled by `ISectorSource::GetGeometry`.
 struct SectorGeometry {
     /// Bytes per sector.
     std::uint32_t bytesPerSector;
@@ -21,10 +21,10 @@ public:
     virtual ~ISectorSource() = default;
 
     /// Slot 1: fills `buffer`, which holds at least `count` sectors, with `count` sectors from the absolute sector
-    /// `firstSector` on. Scanners take the buffer as filled and do not look at the result, so a host writes zeros for
-    /// what it cannot read: bad sectors, and sectors before the start or behind the end of the medium.
+    /// `firstSector` on. Scanners ignore the result and take the buffer as filled, so a host must write zeros for what
+    /// it cannot read: bad sectors, and sectors before the start or behind the end of the medium.
     virtual std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) = 0;
 
-    /// Slot 2: fills the caller's record. The result is not looked at.
+    /// Slot 2: fills the caller's record. The result is ignored.
     virtual std::int32_t GetGeometry(SectorGeometry* geometry) = 0;
 };

@@ -9,8 +9,8 @@ class ISectorSource;
 /// Owned by the host and read-only to the scanner; the record and the bytes behind `data` are borrowed for the
 /// duration of one call.
 struct SectorBlock {
-    /// Absolute number of the block's first sector in the scanned stream. The shared engines take a first block whose
-    /// number is 0 as already scanned, so a host that wants the start of a medium examined numbers its first sector 1.
+    /// Absolute number of the block's first sector in the scanned stream. The shared engines skip a first block with
+    /// the number 0, so a host that wants the start of a medium examined numbers its first sector 1.
     std::int64_t firstSector;
     /// The block's bytes; sector i (from 0) begins at `data + i * sectorSize`. Null only with a `sectorCount` of 0.
     const std::uint8_t* data;

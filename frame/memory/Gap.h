@@ -19,9 +19,9 @@ public:
 
     void Forget() { known_ = {}; }
 
-    /// The first footer that begins at `from` or behind it and before `end`, for the candidate that begins at `start`;
-    /// searches to come belong to candidates behind it. `advance(at, end)` gives a `Step` that leads on from `at`: it
-    /// stays there where nothing can be read, and may lead beyond the end.
+    /// The first footer that begins in [`from`, `end`), for the candidate that begins at `start`. Candidates come in
+    /// ascending order. `advance(at, end)` searches on from `at` and gives a `Step`: it stays at `at` where nothing can
+    /// be read, and may go beyond the end.
     template <class Advance>
     std::optional<std::int64_t> Find(std::int64_t start, std::int64_t from, std::int64_t end, Advance advance) {
         Stretch seen{from, from, false};
@@ -44,14 +44,14 @@ public:
     }
 
 private:
-    // No footer begins at `from` or behind it and before `to`; one may be known to begin there.
+    // No footer begins in [`from`, `to`); one may be known to begin at `to`.
     struct Stretch {
         std::int64_t from = 0;
         std::int64_t to = 0;
         bool isFooterBehind = false;
     };
 
-    // Of two stretches apart the longer one saves more, unless it lies in front of all searches to come.
+    // Of two separate stretches the longer one saves more, unless later searches begin behind it.
     void Remember(const Stretch& seen, std::int64_t start) {
         const bool meet = known_.from <= seen.to && seen.from <= known_.to;
         if (meet || known_.to <= start || seen.to - seen.from > known_.to - known_.from) {

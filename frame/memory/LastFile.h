@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// Where the file lies that a scanner has reported last: for types whose files' later sectors look like headers.
+/// The extent of the file that a scanner reported last, for types whose later sectors look like headers.
 class LastFile {
 public:
     void Reset() { *this = {}; }
@@ -21,7 +21,7 @@ public:
     /// The sector is one of the file's, but not its first.
     bool Continues(std::int64_t sector) const { return start_ < sector && sector < end_; }
 
-    /// There is a file, and the sector does not lie behind it. A start of 0 or less counts as no file.
+    /// There is a file, and it ends behind this sector. A start of 0 or less counts as no file.
     bool ReachesBeyond(std::int64_t sector) const { return start_ > 0 && sector < end_; }
 
 private:

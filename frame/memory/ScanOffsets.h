@@ -1,11 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "frame/contract/SectorBlock.h"
 
-/// Places on the medium, in bytes from the start of a row of blocks, each of which continues the one before. What a
-/// scanner learns of a place holds for all blocks of the row.
+/// Places on the medium, in bytes from the start of a row of contiguous blocks. What a scanner learns about a place
+/// holds for all blocks of the row.
 class ScanOffsets {
 public:
     /// The next block starts a row of its own.
@@ -16,8 +17,19 @@ public:
     // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
     static inline bool everyBlockIsNew = false;
 
-    /// False if the block starts a new row, and what was known of places is void.
-    bool Enter(const SectorBlock& block);
+    /// False if the block starts a new row: everything known about places is then void.
+    bool Enter(const SectorBlock& block) {
+        const bool continues = !everyBlockIsNew && source_ != nullptr && source_ == block.source &&
+                               sectorSize_ == block.sectorSize && nextSector_ == block.firstSector;
+        if (!continues) {
+            originSector_ = block.firstSector;
+            sectorSize_ = block.sectorSize;
+            source_ = block.source;
+        }
+        nextSector_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(block.firstSector) +
+                                                static_cast<std::uint64_t>(std::max(block.sectorCount, 0)));
+        return continues;
+    }
 
     /// Absolute sector at place 0.
     std::int64_t OriginSector() const { return originSector_; }

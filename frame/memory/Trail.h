@@ -12,16 +12,15 @@
 #include "frame/read/Candidate.h"
 #include "frame/read/KFileSimulator.h"
 
-/// Lets the walks of one scan share what they have read, for formats whose records each say where the next one begins:
-/// a walk that meets an earlier walk ends where that one did, with its facts, or goes on from there.
+/// Lets the walks of one scan share what they have read, for formats in which each record gives the offset of the next.
+/// A walk that meets an earlier one takes over its end and its facts, or goes on from there.
 ///
-/// A walk leaves marks on its way, all of which lead to the end of one chain. There is a mark where the walk began, one
-/// in each window of the medium that it entered, and some where a walk from a later sector would begin. The windows lie
-/// at fixed places and grow with the distance: walks that run through the same records come to the same marks, and a
-/// long walk leaves a few hundred. A walk that meets a mark adds its own marks to that chain, and makes the chain
-/// longer if its limit lies further on.
+/// A walk leaves marks, all of which lead to the end of one chain: one where it began, one in each window of the medium
+/// that it entered, and some where a walk from a later sector would begin. The windows lie at fixed places and grow
+/// with the distance, so walks along the same records meet the same marks, and a long walk leaves only a few hundred. A
+/// walk that meets a mark adds its own marks to that chain, and extends the chain if its limit lies further on.
 ///
-/// `Facts` is what a walk wants to know of the records it passes, with `void Append(const Facts& behind)`.
+/// `Facts` sums up the records of a stretch; `void Append(const Facts& behind)` adds those of the stretch behind it.
 template <class Facts>
 class Trail {
 public:
@@ -40,7 +39,7 @@ public:
     /// Forgets what is known of the medium.
     void Reset() { offsets_.Reset(); }
 
-    /// Forgets it too if the block does not continue the one before. The block outlives its walks.
+    /// Forgets everything if the block does not continue the previous one. The block outlives its walks.
     void EnterBlock(const SectorBlock& block) {
         reader_.reset();
         if (!offsets_.Enter(block)) {
@@ -48,12 +47,13 @@ public:
         }
     }
 
-    /// Walks from `from` to the first record that begins at `limit` or behind, or to where no record follows; both
-    /// count from the start of the candidate. Nothing if the budget was used up.
+    /// Walks from `from` to the first record that begins at `limit` or behind, or to where no record follows. Both
+    /// offsets count from the start of the candidate. Nothing if the budget was used up. Candidates come in ascending
+    /// order.
     ///
-    /// `readRecord(reader, offset)` gives the `Stretch` of the record at the offset, which leads forwards and depends
-    /// on the medium's bytes only, or nothing to stop in front of it. `mayPass(stretch)` is asked before the walk goes
-    /// on along an earlier one. Candidates come in ascending order.
+    /// `readRecord(reader, offset)` gives the `Stretch` of the record at the offset, or nothing to stop in front of it.
+    /// A stretch leads forwards and depends on the medium's bytes only. `mayPass(stretch)` says whether the walk may
+    /// take over a stretch of an earlier one.
     template <class ReadRecord, class MayPass = bool (*)(const Stretch&)>
     std::optional<Stretch> Walk(
         const Candidate& candidate, std::int64_t from, std::int64_t limit, ReadRecord&& readRecord,
@@ -90,7 +90,7 @@ public:
         return way;
     }
 
-    /// What was read is not what stands on the medium.
+    /// For a walk that was served wrong bytes.
     void Forget() {
         marksKnown_.clear();
         chains_.clear();
@@ -98,25 +98,25 @@ public:
     }
 
 private:
-    // Places are offsets in the scan. They are unsigned since a record may lead to the end of the 64-bit range.
+    // Unsigned, since a record may lead to the end of the 64-bit range.
     struct Mark {
         std::uint64_t place = 0;
-        // Of the records up to the next mark of a walk, or up to where the chain ended when the mark was left.
+        // Facts of the records up to the walk's next mark, or up to the chain's end at that time.
         Facts facts{};
         std::uint32_t chain = 0;
     };
-    // The end of a walk, and of all that have met it since. Chains have numbers from 1 on.
+    // The common end of a walk and of all that have met it since. Chains are numbered from 1.
     struct Chain {
         std::uint32_t number = 0;
-        // The chain that this one has met, or 0.
+        // The number of the chain that this one has met, or 0.
         std::uint32_t next = 0;
         std::uint64_t to = 0;
-        // Of the records that were added since the first walk, up to `to` or to the next chain's first end.
+        // Facts of the records added since the first walk, up to `to` or to the next chain's first end.
         Facts facts{};
         bool isEnd = false;
     };
 
-    // What a step costs besides the bytes that are read for it.
+    // Cost of a step besides the bytes it reads.
     static constexpr std::int64_t StepCost = 8;
     // Windows have 4 KiB up to a distance of 128 KiB, then a 16th to a 32nd of the distance.
     static constexpr int FirstWindowBits = 12;
@@ -128,7 +128,7 @@ private:
 
     void Begin(const Candidate& candidate, std::int64_t limit) {
         start_ = static_cast<std::uint64_t>(offsets_.PlaceOf(candidate.startSector));
-        // What an earlier walk passed lies in front of its limit. A read that fails says nothing to other walks.
+        // Earlier walks know only records in front of their limits. A failed read tells other walks nothing.
         const std::uint64_t limitPlace = PlaceOf(limit);
         mayShare_ = KFileSimulator::Serves(candidate.block);
         if (limitPlace < lastLimit_ || !mayShare_) {
@@ -145,8 +145,8 @@ private:
         }
     }
 
-    // One reader serves all walks of a block, since the records of one are often those in front of the next. A walk
-    // that meets an earlier one at once needs none.
+    // One reader serves all walks of a block, since neighbouring walks often read the same records. It is made when the
+    // first walk needs it.
     KFileSimulator& ReaderOf(const Candidate& candidate) {
         if (!reader_) {
             reader_.emplace(&candidate.block, candidate.startSector, 0, budget_);
@@ -175,13 +175,13 @@ private:
         return static_cast<std::size_t>(place * golden >> (64 - MarkBits));
     }
 
-    // Null if it has made room for others.
+    // Null if the chain has been dropped to make room.
     Chain* ChainOf(std::uint32_t number) {
         Chain& chain = chains_[number % ChainCount];
         return chain.number == number ? &chain : nullptr;
     }
 
-    // The chain that the mark leads to in the end; adds to the mark's facts those up to that chain's first end.
+    // The last chain that the mark leads to. Adds the facts up to that chain's first end to the mark's.
     Chain* EndOf(Mark& mark) {
         Chain* const chain = ChainOf(mark.chain);
         if (chain == nullptr || chain->next == 0) {
@@ -197,7 +197,7 @@ private:
         return last;
     }
 
-    // The way from here to the end of a chain that an earlier walk has left a mark of. Otherwise leaves a mark.
+    // The way from here to the end of an earlier walk's chain, if there is a mark here. Otherwise leaves one.
     template <class MayPass>
     std::optional<Stretch> Meet(std::uint64_t place, MayPass&& mayPass) {
         Mark mark = marksKnown_.empty() ? Mark{} : marksKnown_[SlotOf(place)];
@@ -218,7 +218,7 @@ private:
         return std::nullopt;
     }
 
-    // The walk has met a chain, whose first end these facts lead to.
+    // The walk has met a chain; `facts` cover the way to that chain's first end.
     void Join(std::uint32_t number, const Facts& facts) {
         if (chain_ == 0) {
             LeaveMarks(number, facts);
@@ -238,7 +238,7 @@ private:
             chain.to = PlaceOf(way.to);
             chain.isEnd = way.isEnd;
         } else if (mayShare_ && marks_.size() > 1) {
-            // A shorter walk is as soon done again.
+            // A shorter walk is as cheap to repeat.
             marksKnown_.resize(std::size_t{1} << MarkBits);
             chains_.resize(ChainCount);
             lastChain_ = std::max(lastChain_ + 1, std::uint32_t{1});
@@ -253,7 +253,7 @@ private:
             mark.facts.Append(facts);
             facts = mark.facts;
             mark.chain = chain;
-            // Of two places, the one in front is the first that no walk needs to know of.
+            // Of two marks in one slot the later one stays, since walks need it for longer.
             Mark& known = marksKnown_[SlotOf(mark.place)];
             if (known.place <= mark.place || ChainOf(known.chain) == nullptr) {
                 known = mark;
@@ -268,8 +268,7 @@ private:
     std::vector<Mark> marksKnown_;
     std::vector<Chain> chains_;
     std::uint32_t lastChain_ = 0;
-    // Of the present walk: where it starts, its marks, the chain that it goes along and what lies behind that one's
-    // end.
+    // The current walk: where it starts, its marks, the chain that it follows and the facts behind that chain's end.
     std::uint64_t start_ = 0;
     std::vector<Mark> marks_;
     std::uint32_t chain_ = 0;

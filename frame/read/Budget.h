@@ -7,16 +7,15 @@
 #include "frame/contract/SectorBlock.h"
 #include "frame/read/Candidate.h"
 
-/// Bounds what all walks of a scan may cost together, in bytes read, so that a medium made of nothing but headers is
-/// scanned in linear time. It is a token bucket, refilled by each block: when full it holds `MostBytes`, or a few times
-/// the medium's size where that is more, since a single film may fill the medium. A walk may use half of what is left,
-/// so that a few long ones leave something for those behind them, and `FreeBytes` in any case. Walks along real files
-/// stay far below.
+/// Bounds the cost of all walks of a scan together, in bytes read, so that a medium full of headers is scanned in
+/// linear time. It is a token bucket, refilled by each block: when full it holds `MostBytes`, or a few times the
+/// medium's size if that is more, since a single film may fill the medium. A walk may use half of what is left, so that
+/// a few long walks leave something for later ones, but always `FreeBytes`. Walks along real files stay far below.
 class Budget {
 public:
     static constexpr std::int64_t FreeBytes = 0x10000;
     static constexpr std::int64_t MostBytes = std::int64_t{4} << 30;
-    /// For each byte of a block.
+    /// Bytes refilled for each byte of a block.
     static constexpr std::int64_t RefillFactor = 64;
 
     /// Fills the bucket for another scan.
@@ -33,17 +32,16 @@ public:
             std::min(most_, left_ + std::clamp<std::int64_t>(blockBytes, 0, MostBytes / RefillFactor) * RefillFactor);
     }
 
-    /// The walk before this one has ended.
     void BeginWalk() {
         Settle();
         limit_ = left_ / 2 + FreeBytes;
     }
 
-    /// Adds to what the walk has cost. What takes far longer than reading the bytes counts as the bytes that could be
-    /// read meanwhile.
+    /// Adds to the walk's cost. Work that takes far longer than reading the bytes counts as the bytes that could be
+    /// read in that time.
     void Charge(std::int64_t bytes) { used_ += bytes; }
 
-    /// The walk has cost what it may.
+    /// The walk has used up what it was given.
     bool IsExhausted() const { return used_ >= limit_; }
 
 private:
@@ -63,7 +61,7 @@ private:
     // 0 until the first block of a scan tells how large the medium is.
     std::int64_t most_ = 0;
     std::int64_t left_ = MostBytes;
-    // Of the walk that began last.
+    // Limit and cost of the current walk.
     std::int64_t limit_ = MostBytes / 2 + FreeBytes;
     std::int64_t used_ = 0;
 };

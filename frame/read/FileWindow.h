@@ -10,12 +10,12 @@
 #include "frame/read/Candidate.h"
 #include "frame/read/KFileSimulator.h"
 
-/// A candidate file on the medium that is being scanned. Bytes of the block under the scanner are shown where they
-/// stand; others are read ahead.
+/// A candidate file on the medium that is being scanned. Bytes of the current block are shown in place, without a copy;
+/// others are read ahead.
 class FileWindow final : public ByteWindow {
 public:
-    /// Nothing is shown from `limit` bytes on, nor farther from the start than the medium is large, nor once the budget
-    /// is exhausted. The candidate and the budget outlive the window.
+    /// Shows nothing from `limit` bytes on, nothing farther from the start than the medium is large, and nothing once
+    /// the budget is exhausted. The candidate and the budget outlive the window.
     FileWindow(const Candidate& candidate, std::int64_t limit, Budget& budget);
 
     std::int64_t SectorSize() const override { return candidate_.block.sectorSize; }
@@ -29,7 +29,7 @@ private:
     const Candidate& candidate_;
     ByteSpan blockBytes_;
     Budget& budget_;
-    // Made when the first byte behind the block is wanted.
+    // Made when the first byte behind the block is asked for.
     std::optional<KFileSimulator> reader_;
     std::array<std::uint8_t, PieceBytes> buffer_;
 };

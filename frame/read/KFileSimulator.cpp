@@ -26,8 +26,7 @@ bool KFileSimulator::Read(void* buffer, std::uint32_t length) {
     auto* out = static_cast<std::uint8_t*>(buffer);
     std::uint32_t copied = 0;
     if (CanAddress(length)) {
-        // A refill copies nothing and is followed by a copy, so length + 1 passes are enough for every read that can
-        // be served.
+        // Each refill copies nothing and a copy follows it, so length + 1 passes suffice for any read that can succeed.
         for (std::uint64_t pass = 0; copied < length && pass <= length; ++pass) {
             const std::uint32_t amount = CopySome(out + copied, length - copied);
             copied += amount;

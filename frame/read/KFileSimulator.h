@@ -17,22 +17,22 @@ class KFileSimulator {
 public:
     static constexpr std::int32_t CacheBytes = 32768;
 
-    /// True if every read at a place of the medium succeeds. Without a source, or with sectors larger than the cache,
-    /// those inside one sector fail, and with them the first read of any candidate.
+    /// True if every read on the medium succeeds. Without a source, or with sectors larger than the cache, reads inside
+    /// one sector fail, and so does the first read of any candidate.
     static bool Serves(const SectorBlock& block) { return block.source != nullptr && block.sectorSize <= CacheBytes; }
 
-    /// `lengthHint` is kept and never bounds a read. The budget, if any, is charged with the bytes asked of the source
-    /// and outlives the reader.
+    /// `lengthHint` never bounds a read. The budget, if any, is charged with the bytes that the source delivers; it
+    /// outlives the reader.
     KFileSimulator(const SectorBlock* block, std::int64_t baseSector, std::uint64_t lengthHint,
                    Budget* budget = nullptr);
     KFileSimulator(const KFileSimulator&) = default;
     KFileSimulator& operator=(const KFileSimulator&) = default;
     virtual ~KFileSimulator() = default;
 
-    /// Reads another candidate of the same block from now on; what was fetched stays.
+    /// Reads another candidate of the same block from now on; the cache stays.
     void Rebase(std::int64_t baseSector);
 
-    /// Sets the byte position, counted from the start of the base sector. Any value is taken; a read from a negative
+    /// Sets the byte position, counted from the start of the base sector. Any value is allowed; a read from a negative
     /// position fails.
     void Seek(std::int64_t position) { position_ = position; }
 

@@ -9,7 +9,7 @@
 #include "frame/contract/SectorBlock.h"
 #include "frame/scan/FileTypeBase.h"
 
-/// A find of an engine. The sink is handed the first two fields; the kind is the engine's own.
+/// A find of an engine. The sink sees the first two fields only.
 struct FoundEntry : FoundFile {
     std::int32_t kind;
 };
@@ -17,8 +17,8 @@ struct FoundEntry : FoundFile {
 /// The scanner behind several types that differ only in what they call their files.
 ///
 /// An engine derives from this, scans a block in `ScanBlock` and adds what it finds with `AddFound`; it reports
-/// nothing itself. Each thin type asks with `ScanForKind` for the finds of its own kind: the first to ask makes the
-/// engine scan the block, the others are served from the found list.
+/// nothing itself. Each member asks with `ScanForKind` for the finds of its own kind: the first to ask makes the engine
+/// scan the block, the others are served from the list of finds.
 class FamilyEngine : public IRawFileType {
 public:
     /// Scans the block unless its `firstSector` is the one of the block scanned last, then hands `sink` every find of
@@ -35,8 +35,7 @@ public:
     std::int32_t QueryInfo(std::int32_t /*what*/, void* /*out*/, std::int32_t /*outSize*/) override { return 0; }
 
 protected:
-    /// `blockKey` is the first sector that counts as scanned before any block was: a first block with this number
-    /// gives nothing.
+    /// A first block whose `firstSector` is `blockKey` counts as already scanned and gives no finds.
     explicit FamilyEngine(std::int64_t blockKey) : scannedBlockKey_(blockKey) {}
 
     void AddFound(std::int64_t startSector, std::int64_t size, std::int32_t kind) {
@@ -65,7 +64,7 @@ public:
     void SetMaxFileSize(std::int64_t /*size*/) override {}
 };
 
-/// A type whose `Reset` is the engine's, and so resets what the engine's other types see; it ignores the size cap.
+/// A type whose `Reset` resets the engine, and so affects the other members too. It ignores the size cap.
 template <class Self, class Engine>
 class EngineResettingFileType : public FileTypeBase<Self> {
 public:
@@ -74,8 +73,8 @@ public:
 };
 
 /// A type that reports the finds of certain kinds of a shared engine, `Self::Kinds` (an array of `std::int32_t`), kind
-/// by kind in that order. `Base` answers `Reset` and `SetMaxFileSize`: it is `RunStateFileType<Self>` for types that do
-/// so with a state of their own, `EngineResettingFileType<Self, Engine>` for those that hand `Reset` on.
+/// by kind in that order. `Base` implements `Reset` and `SetMaxFileSize`: `RunStateFileType<Self>` for types with a
+/// state of their own, `EngineResettingFileType<Self, Engine>` for those that pass `Reset` on to the engine.
 template <class Self, class Engine, class Base = StatelessFileType<Self>>
 class FamilyMember : public Base {
 public:

@@ -9,7 +9,7 @@
 #include "frame/contract/IRawFileType.h"
 #include "frame/scan/RunState.h"
 
-/// What every scanner answers in the same way, drawn from the one record `Self::Identity` (a `FileTypeIdentity`).
+/// The answers that every scanner takes from its record `Self::Identity` (a `FileTypeIdentity`).
 ///
 /// The bases of this folder know their scanner by its type `Self`, so that the calls per sector are bound at compile
 /// time and no base adds a slot to the contract's table.

@@ -35,8 +35,8 @@ bool KHeadTailFileTemplate::IsHeader(ByteSpan sector) const {
     return head_.empty() || std::memcmp(sector.data(), head_.data(), head_.size()) == 0;
 }
 
-// Every header is a file of the fixed size, reported at once; one below the shortest length is dropped. With a fixed
-// size of 0 the file only stays marked as open.
+// Every header is a file of the fixed size, reported at once unless it is below the shortest length. With a fixed size
+// of 0 the file is only marked as open.
 void KHeadTailFileTemplate::ScanForFixedSize(const SectorBlock& block, IFoundFileSink* sink) {
     ForEachSector(block, Filter(), [&](const Candidate& candidate) {
         if (!IsHeader(candidate.sector)) {

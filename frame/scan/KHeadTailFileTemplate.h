@@ -7,17 +7,17 @@
 #include "frame/bytes/BytePattern.h"
 #include "frame/scan/RunScanner.h"
 
-/// Files that begin with a fixed head at a sector start and end with a fixed tail, or have a fixed size. The registry
-/// holds one instance a format, each with its own patterns and names.
+/// Files that begin with a fixed header at a sector start and end with a fixed footer, or have a fixed size. The
+/// registry has one instance for each format, with its own patterns and names.
 class KHeadTailFileTemplate final : public RunScanner<KHeadTailFileTemplate> {
 public:
-    // The names are those of each instance.
+    // Each instance has its own names.
     static constexpr FileTypeIdentity Identity{
         .name = nullptr, .extension = nullptr, .maxSize = HeadTailCap, .smallestSize = 0, .largestSize = 0};
     static constexpr std::int64_t MinReportLength = 512;
 
-    /// All pointers are to static data, which the object only points to; lengths and `fixedSize` are in bytes. A null
-    /// `tail` says that every file has `fixedSize`, which is 0 otherwise.
+    /// All pointers are to static data, which is not copied; lengths and `fixedSize` are in bytes. With a null `tail`
+    /// every file has `fixedSize`, which is otherwise 0.
     KHeadTailFileTemplate(const char* typeName, const char* extension, const std::uint8_t* head,
                           std::uint32_t headLength, const std::uint8_t* tail, std::uint32_t tailLength,
                           std::int32_t fixedSize);

@@ -6,14 +6,13 @@
 #include "frame/scan/FileTypeBase.h"
 #include "frame/scan/SectorScan.h"
 
-/// A scanner that knows a file's length as soon as it has seen its first sector: from the header's own fields, or by
-/// walking the file's structure through a `KFileSimulator`.
+/// A scanner that knows a file's length at its first sector: from the header's own fields, or by walking the file's
+/// structure through a `KFileSimulator`.
 ///
-/// `Self` says:
+/// `Self` has:
 ///   - `Identity`, and `MinReportLength`: a smaller size in bytes is not reported;
-///   - which sectors are worth measuring: `Signature` or `Filter`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`,
-///   as
-///     `FilterOf` and `BeginsFile` say;
+///   - where a file begins: `Signature` or `Filter`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`; see
+///     `FilterOf` and `BeginsFile`;
 ///   - `std::optional<std::int64_t> Measure(const Candidate& candidate)`: the file's length in bytes; nothing when its
 ///     end was not found, which leaves the file open until the next header.
 ///
@@ -28,7 +27,7 @@ public:
             if (!BeginsFile(type, candidate.sector)) {
                 return;
             }
-            // The same step as in a run scanner; a measured file's run length stays 0, so nothing is reported here.
+            // As in a run scanner. A measured file's run length stays 0, so nothing is reported here.
             ReportOpenRun(run, Self::MinReportLength, sink);
             OpenRun(run, candidate.startSector);
             if (const std::optional<std::int64_t> size = type.Measure(candidate)) {

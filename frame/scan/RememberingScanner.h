@@ -4,8 +4,8 @@
 
 #include "frame/scan/MeasuringScanner.h"
 
-/// A measuring scanner that remembers something of the medium from one candidate to the next, or keeps account of what
-/// its walks cost. `Memory` has `Reset()`, for another scan, and `EnterBlock(const SectorBlock&)`.
+/// A measuring scanner that remembers parts of the medium from one candidate to the next, or counts the cost of its
+/// walks. `Memory` has `Reset()`, for another scan, and `EnterBlock(const SectorBlock&)`.
 template <class Self, class Memory, class Base = MeasuringScanner<Self>>
 class RememberingScanner : public Base {
 public:

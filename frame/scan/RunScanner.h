@@ -7,13 +7,12 @@
 #include "frame/scan/FileTypeBase.h"
 #include "frame/scan/SectorScan.h"
 
-/// A scanner whose file opens at a header sector and runs, over any number of sectors and blocks, to an end mark.
+/// A scanner whose file opens at a header sector and runs, over any number of sectors and blocks, to a footer.
 ///
-/// `Self` says:
+/// `Self` has:
 ///   - `Identity`, and `MinReportLength`: a file shorter than this many bytes is dropped without a report;
-///   - where a file begins: `Signature` or `Filter`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`; see `FilterOf`
-///   and
-///     `BeginsFile`;
+///   - where a file begins: `Signature` or `Filter`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`; see
+///     `FilterOf` and `BeginsFile`;
 ///   - `std::optional<std::size_t> FindEnd(ByteSpan sector)`: the offset just behind the file's last byte, if the file
 ///     ends in this sector. The header's own sector is asked too. A scanner whose end reaches into the next sector
 ///     takes a `const Candidate&` instead.

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// What a scanner knows of the file that is open, carried directly behind the interface.
+/// A scanner's open file and its size cap, stored directly behind the interface.
 struct RunState {
     /// Nonzero while a file is open: its header has been seen and its end not yet.
     std::int32_t inFile = 0;

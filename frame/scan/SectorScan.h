@@ -13,8 +13,8 @@
 #include "frame/read/Candidate.h"
 #include "frame/scan/RunState.h"
 
-/// The sectors of a block. Copies of its fields, which stay in registers whatever is called between two of them: every
-/// type looks at every sector.
+/// The sectors of a block. It copies the block's fields so that they stay in registers across calls, since every type
+/// looks at every sector.
 class BlockSectors {
 public:
     explicit BlockSectors(const SectorBlock& block)
@@ -35,7 +35,7 @@ public:
                 ByteSpan(data_ + index * sectorSize_, sectorSize_)};
     }
 
-    /// The first sector from `index` on in which the filter stands, or the count. Sectors too small to be asked pass.
+    /// The first sector from `index` on that the filter matches, or the count. Sectors too small to be tested pass.
     template <class Filter>
     std::size_t NextWith(const Filter& filter, std::size_t index) const {
         if (filter.Reach() > sectorSize_) {
@@ -58,9 +58,9 @@ private:
     std::size_t count_;
 };
 
-/// Calls `visit(const Candidate&)` for the sectors of the block in order: for those in which the filter stands, and for
-/// every one as long as `isInFile()`. A filter has `Reach()`, the bytes it looks at, and `Matches(sector)`, the cheap
-/// test; see `SectorFilter`. In sectors with fewer bytes it stands.
+/// Calls `visit(const Candidate&)` for the sectors of the block in order: for those that the filter matches, and for
+/// all of them while `isInFile()`. A filter has `Reach()`, the bytes it looks at, and `Matches(sector)`, the cheap
+/// test; see `SectorFilter`. Sectors with fewer bytes always match.
 template <class Filter, class IsInFile, class Visit>
 void ForEachSector(const SectorBlock& block, const Filter& filter, IsInFile&& isInFile, Visit&& visit) {
     const BlockSectors sectors(block);
@@ -75,14 +75,14 @@ void ForEachSector(const SectorBlock& block, const Filter& filter, IsInFile&& is
     }
 }
 
-/// The same for a scanner that is in no file when it comes to a sector.
+/// The same for a scanner that keeps no file open.
 template <class Filter, class Visit>
 void ForEachSector(const SectorBlock& block, const Filter& filter, Visit&& visit) {
     ForEachSector(
         block, filter, [] { return false; }, visit);
 }
 
-/// What all headers of a type have: its `Filter`, or else the start of its `Signature`.
+/// The filter of a type: its `Filter`, or else the start of its `Signature`.
 template <class Type>
 constexpr decltype(auto) FilterOf([[maybe_unused]] const Type& type) {
     if constexpr (requires { type.Filter(); }) {
@@ -94,8 +94,8 @@ constexpr decltype(auto) FilterOf([[maybe_unused]] const Type& type) {
     }
 }
 
-/// Does a file of this type begin in the sector? As far as the type says so: it has `MinSectorBytes` or more, its
-/// `Signature` stands at its start, `IsHeader(sector)` accepts it.
+/// Does a file of this type begin in the sector? It has `MinSectorBytes` or more, begins with `Signature`, and
+/// `IsHeader(sector)` accepts it; members that the type does not have are not tested.
 template <class Type>
 bool BeginsFile(Type& type, ByteSpan sector) {
     constexpr bool hasSignature = requires { Type::Signature; };
@@ -136,7 +136,7 @@ inline void CloseRun(RunState& run) {
     run.inFile = 0;
 }
 
-/// Reports an open run of at least `minLength` bytes, capped; a shorter one is passed over. The run stays as it is.
+/// Reports an open run of at least `minLength` bytes, capped. The run stays as it is.
 inline void ReportOpenRun(const RunState& run, std::int64_t minLength, IFoundFileSink* sink) {
     if (run.inFile != 0 && run.runLength >= minLength) {
         ReportCapped(sink, run.startSector, run.runLength, run.maxSize);

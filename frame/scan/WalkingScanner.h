@@ -9,12 +9,12 @@
 
 /// A measuring scanner that follows a file's structure through a `FileWindow`.
 ///
-/// `Self` says:
+/// `Self` has:
 ///   - `Identity`, `MinReportLength` and the header, as for `MeasuringScanner`;
-///   - `WalkLimit`: no byte farther than this from the file's start is looked at;
-///   - `std::optional<std::int64_t> Walk(FileWindow& file)`: the file's length in bytes, if it is one.
+///   - `WalkLimit`: no byte farther than this from the file's start is read;
+///   - `std::optional<std::int64_t> Walk(FileWindow& file)`: the file's length in bytes; nothing if there is no file.
 ///
-/// What walks cost is bounded for media made of nothing but headers; see `Budget`.
+/// The cost of all walks is bounded; see `Budget`.
 template <class Self>
 class WalkingScanner : public RememberingScanner<Self, Budget> {
 public:

@@ -32,7 +32,7 @@ std::vector<Verdict> VerdictsOf(const std::vector<std::string>& words) {
         const auto* const verdict = std::ranges::find(all, word, VerdictName);
         if (verdict == all.end()) {
             throw Failure(ExitStatus::Usage,
-                          fmt::format("--only: '{}' is none of whole, open, truncated and damaged", word));
+                          fmt::format("--only: '{}' is not one of whole, open, truncated, damaged", word));
         }
         verdicts.push_back(*verdict);
     }

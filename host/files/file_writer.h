@@ -13,12 +13,12 @@ namespace salvor {
 
 enum class WriteOutcome { Written, AlreadyThere, Failed, Stopped };
 
-/// What became of one planned file.
+/// The result of writing one planned file.
 struct WriteResult {
     WriteOutcome outcome = WriteOutcome::Failed;
     /// Of the file's bytes, in lower-case hexadecimal; empty unless the file is there.
     std::string sha256;
-    /// Sectors that could not be read stand in it as zeros.
+    /// Unreadable sectors in it were written as zeros.
     bool hasUnreadableSectors = false;
     /// Why it failed, for the person.
     std::string error;

@@ -9,7 +9,7 @@
 
 namespace salvor {
 
-/// What the writing of a plan's files tells while it goes on; called on the thread that asked for it.
+/// Receives the progress of `WriteFiles`, on the thread that called it.
 class WriteObserver {
 public:
     virtual ~WriteObserver() = default;

@@ -8,7 +8,7 @@
 
 namespace salvor {
 
-/// How much may be read, in bytes; shared by what reads together.
+/// How many bytes may still be read; shared by several readers.
 class ReadAllowance {
 public:
     explicit ReadAllowance(std::int64_t bytes) : left_(bytes) {}
@@ -24,8 +24,8 @@ private:
     std::int64_t left_;
 };
 
-/// The bytes of the medium from the start of a find on, for measuring it. Unreadable sectors are zeros. Holds on to the
-/// last piece read.
+/// The bytes of the medium from the start of a find on, for measuring it. Unreadable sectors are zeros. Keeps the last
+/// piece read.
 class CandidateReader {
 public:
     /// `startSector` lies on the medium. What is read ends with the medium, or `longest` bytes behind the start. The

@@ -135,7 +135,7 @@ bool TakeStarts(const Json& record, Sightings& seen) {
     return true;
 }
 
-// False for a record that is none of a journal's.
+// False for a record that does not belong in a journal.
 bool TakeRecord(const Json& record, Journal& journal, SectorRangeSet& unreadable) {
     if (!record.is_object() || !record.contains("record") || !record["record"].is_string()) {
         return false;

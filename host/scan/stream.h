@@ -13,12 +13,12 @@ namespace salvor {
 /// block with number 0 as already scanned.
 inline constexpr std::int64_t StreamStart = 1;
 
-/// Serves the scanners' reads beyond the block in hand, and those inside it without touching the medium.
+/// Serves the scanners' reads beyond the current block, and those inside it without touching the medium.
 class StreamSource : public ISectorSource {
 public:
     explicit StreamSource(Medium& medium) : medium_(medium) {}
 
-    /// The block in hand; its bytes stay until the next one is set.
+    /// Makes this the current block; its bytes stay until the next one is set.
     void SetBlock(const ReadBlock& block) { block_ = block; }
 
     std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override;

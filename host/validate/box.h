@@ -14,9 +14,9 @@ struct Box {
     /// As `BoxTypeOf` makes it.
     std::uint32_t type = 0;
     std::int64_t start = 0;
-    /// Where what it holds begins.
+    /// Where its content begins.
     std::int64_t content = 0;
-    /// Behind it, wherever that is; 0 for one that ends with the file.
+    /// Its end, even if that is beyond the file; 0 for a box that ends with the file.
     std::int64_t end = 0;
 };
 

@@ -27,7 +27,7 @@ struct CompoundNode {
     std::int64_t size = 0;
 };
 
-/// The tables of a compound file, read through a window that outlives this, and what they prove. Memory is bounded: FAT
+/// The tables of a compound file, read through a window that outlives this object. Memory is bounded: FAT
 /// and mini FAT by 2^24 words each, the directory by 2^18 entries. Source: [MS-CFB].
 class CompoundFile {
 public:
@@ -46,11 +46,11 @@ public:
     CompoundFile& operator=(const CompoundFile&) = delete;
 
     State Condition() const { return state_; }
-    /// What is wrong; empty where nothing is.
+    /// The fault, for people; empty if there is none.
     const std::string& Fault() const { return fault_; }
     /// Where the first fault lies, in bytes.
     std::int64_t FaultPosition() const { return faultPosition_; }
-    /// The file's end in bytes as its FAT tells it, at most the window's limit.
+    /// The file's end in bytes according to its FAT, at most the window's limit.
     std::int64_t End() const;
     /// The last sector in use.
     std::uint32_t LastSector() const { return lastSector_; }
@@ -74,7 +74,7 @@ public:
 private:
     friend class CompoundStream;
 
-    // Appends what the sectors of a chain are; false if the chain does not end as it should.
+    // Appends the sectors of a chain; false if the chain does not end properly.
     bool Follow(const std::vector<std::uint32_t>& table, std::vector<bool>& taken, std::uint32_t first,
                 std::int64_t needed, std::vector<std::uint32_t>& chain);
     std::int64_t PositionOf(std::uint32_t sector) const { return (std::int64_t{sector} + 1) << sectorShift_; }

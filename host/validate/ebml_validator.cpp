@@ -77,7 +77,7 @@ std::optional<Element> ReadElement(Place& file, std::int64_t offset) {
     return element;
 }
 
-// The header is itself an element, of elements; what of it says which format lies behind it.
+// The header is an element that holds others. One of them names the format of what follows.
 std::string DocumentTypeOf(Place& file, const Element& header) {
     constexpr std::int64_t mostCharacters = 64;
     for (std::int64_t at = header.data; at < header.End();) {

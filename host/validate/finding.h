@@ -5,7 +5,7 @@
 
 namespace salvor {
 
-/// How sure it is that a file is what it seems to be.
+/// What became of a file.
 enum class Verdict : std::uint8_t {
     /// The structure reaches an end that it declares, and everything on the way is consistent.
     Whole,
@@ -27,7 +27,7 @@ struct Finding {
     Verdict verdict = Verdict::NoFile;
     /// In bytes from the place's start, 0 for `NoFile`; never behind the medium's end.
     std::int64_t size = 0;
-    /// Factory index of the type that is nearest to what the file is.
+    /// Factory index of the type that fits the file best.
     std::int32_t type = -1;
     /// Without a dot; empty where the type's own is right.
     std::string extension = {};

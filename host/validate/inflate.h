@@ -8,13 +8,13 @@
 
 namespace salvor {
 
-/// What a deflated stream turned out to be.
+/// The lengths and the sum of a deflated stream.
 struct Inflated {
     /// Bytes of the stream, up to and with its end mark and checksum.
     std::int64_t packedSize = 0;
     /// Bytes it unpacks to.
     std::int64_t size = 0;
-    /// CRC-32 of these.
+    /// CRC-32 of the unpacked bytes.
     std::uint32_t crc = 0;
 };
 
@@ -25,8 +25,8 @@ enum class DeflateFormat : std::uint8_t {
     Zlib,
 };
 
-/// Unpacks the stream at `offset` and keeps none of it but what `take` is shown, piece by piece. Nothing if it breaks,
-/// does not end in front of `end` (in bytes from the file's start), or unpacks to more than `mostBytes`.
+/// Unpacks the stream at `offset` and shows the bytes to `take`, piece by piece. Nothing if the stream is broken, does
+/// not end in front of `end` (in bytes from the file's start), or unpacks to more than `mostBytes`.
 std::optional<Inflated> InflateAt(ByteWindow& file, std::int64_t offset, std::int64_t end, DeflateFormat format,
                                   std::int64_t mostBytes, const std::function<void(ByteSpan)>& take = {});
 

@@ -9,14 +9,14 @@
 
 namespace salvor {
 
-/// What became of a JPEG from its first marker to its last. Source: ITU-T T.81, annex B.
+/// A JPEG from its first marker to its last. Source: ITU-T T.81, annex B.
 struct JpegWalk {
     enum class End : std::uint8_t {
         /// An end of image that closes a picture.
         Marker,
-        /// Bytes that are no marker where one must stand.
+        /// There is no marker where one is required.
         NoMarker,
-        /// Bytes wanted behind the limit.
+        /// The JPEG goes on beyond the limit.
         Limit,
     };
     End end = End::NoMarker;
@@ -30,7 +30,7 @@ struct JpegWalk {
     bool isExif = false;
     /// Where the coded data are wrong, in bytes from the start.
     std::optional<std::int64_t> brokenData = std::nullopt;
-    /// Where the scan begins whose data they are, or the last scan.
+    /// Where the scan with the wrong data begins, else the last scan.
     std::int64_t lastScan = 0;
 
     /// The pictures that a multi-picture index names, behind this one.

@@ -9,13 +9,14 @@
 
 namespace salvor {
 
-/// The coded data of JPEGs, followed symbol by symbol without making a picture of them: only so can it be told that
-/// bytes inside were overwritten, and where a picture ends that lost its end. Source: ITU-T T.81, annexes F and G.
+/// The coded data of JPEGs, followed symbol by symbol without decoding the picture. Nothing less shows that bytes
+/// inside were overwritten, or where a picture without an end marker ends. Source: ITU-T T.81, annexes F and G.
 
 /// One of the tables that DHT segments define, prepared for looking up.
 class JpegHuffmanTable {
 public:
-    /// `counts` says how many codes there are of 1 to 16 bits, `values` what they mean. False if they are no code.
+    /// `counts` is the number of codes of each length, 1 to 16 bits, `values` their meanings. False if no such code is
+    /// possible.
     bool Define(ByteSpan counts, ByteSpan values);
     bool IsDefined() const { return isDefined_; }
 
@@ -43,7 +44,7 @@ private:
     std::array<std::uint8_t, 256> values_{};
 };
 
-/// What the frame header says of a component, and what its scans have told so far.
+/// A component: its fields in the frame header, and what its scans have sent so far.
 struct JpegComponent {
     std::uint8_t id = 0;
     std::uint8_t horizontal = 1;

@@ -17,7 +17,7 @@ struct FragmentTrack {
     std::optional<SampleCheck> check;
 };
 
-/// What a movie box says of the file that holds it.
+/// What a movie box says about its file.
 struct MovieTables {
     /// Does it hold a header and tracks, or what stands for them, and do all boxes tile it?
     bool isSound = false;
@@ -25,7 +25,7 @@ struct MovieTables {
     bool hasOtherTrack = false;
     /// Samples follow in fragments.
     bool hasFragments = false;
-    /// Behind the last byte of all samples in this file; 0 if there are none.
+    /// The end of the last sample in this file; 0 if there are none.
     std::int64_t dataEnd = 0;
     /// Other bytes stand where samples should be.
     bool hasBrokenSamples = false;
@@ -38,11 +38,11 @@ struct MovieTables {
 /// Source: ISO/IEC 14496-12, section 8; QuickTime File Format Specification, "Movie Atoms".
 MovieTables ReadMovieTables(ByteWindow& file, const Box& movie);
 
-/// Behind the last byte of all samples that a fragment's box (moof) points to, which are looked at as well; nothing if
-/// its boxes are broken. Source: ISO/IEC 14496-12, section 8.8.
+/// The end of the last sample that a fragment's box (moof) points to; the samples are checked as well. Nothing if its
+/// boxes are broken. Source: ISO/IEC 14496-12, section 8.8.
 std::optional<std::int64_t> ReadFragment(ByteWindow& file, const Box& fragment, MovieTables& movie);
 
-/// Behind the last byte of all items that a meta box locates in the file itself; nothing if it locates none.
+/// The end of the last item that a meta box locates in the file itself; nothing if it locates none.
 /// Source: ISO/IEC 14496-12, section 8.11.3.
 std::optional<std::int64_t> EndOfItems(ByteWindow& file, const Box& meta);
 

@@ -10,8 +10,8 @@
 
 namespace salvor {
 
-/// A digest of what was validated, so that outcomes are used for nothing else: of the medium's shape, of what the scan
-/// has seen there and of the caps that the person set.
+/// A digest of the medium's size and sectors, of the scan's sightings and of the user's caps. Outcomes are used again
+/// only if it is the same.
 std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps);
 
 /// Writes outcomes as JSON lines, only ever appending: what was found out by the way, which serves a run that goes on,
@@ -36,11 +36,11 @@ struct OutcomesRead {
     std::vector<KnownFinding> known;
     /// Complete only if the file is.
     Validation validation;
-    /// Lines that make no sense, among them a last line that was cut.
+    /// Unreadable lines, including a last line that was cut.
     std::int64_t damagedLines = 0;
 };
 
-/// Reads as much of the file as is there; nothing where it cannot be read or does not begin as one.
+/// Reads as much of the file as is there; nothing if it cannot be read or is not an outcomes file.
 std::optional<OutcomesRead> ReadOutcomes(const std::string& path);
 
 }  // namespace salvor

@@ -10,18 +10,18 @@ namespace salvor {
 /// How samples of a coding begin.
 struct SampleCoding;
 
-/// Looks at how the samples of a track begin, for codings that show it, to tell whether other bytes stand in their
-/// place. Samples are shown in their order.
+/// Checks the first bytes of a track's samples, for codings where these follow a pattern, to tell whether the samples
+/// were overwritten. Samples are shown in order.
 class SampleCheck {
 public:
-    /// By the track's sample descriptions; nothing if its coding shows nothing.
+    /// A check for the track's coding, from its sample descriptions; nothing if the coding has no such pattern.
     static std::optional<SampleCheck> For(ByteWindow& file, const Box& descriptions);
 
     void Look(ByteWindow& file, std::int64_t offset, std::int64_t size);
 
-    /// Have samples been found that cannot be what they should be?
+    /// Have any overwritten samples been found?
     bool HasBroken() const { return firstBroken_ >= 0; }
-    /// Where sound ones end behind which all looked at were broken; nothing where the last ones are sound.
+    /// The end of the last sound sample, if all samples checked behind it were broken; else nothing.
     std::optional<std::int64_t> SoundEnd() const;
 
 private:
@@ -33,7 +33,7 @@ private:
     const SampleCoding* coding_;
     // Of the number in front of each unit of a picture.
     unsigned lengthBytes_;
-    // What the first samples have in common where samples say nothing else.
+    // What the first samples have in common, for codings without another pattern.
     std::uint32_t steadyBits_ = 0;
     std::int64_t looks_ = 0;
     // The last looks, newest in the lowest bit, ones where a sample was wrong.

@@ -19,7 +19,7 @@ constexpr bool IsPlainByte(std::uint8_t byte) {
 
 inline constexpr std::uint8_t Escape = 0x1B;
 
-/// Neither text nor a letter of any code page. ESC is none: it changes colours and alphabets.
+/// Neither text nor a letter of any code page. ESC is not among them: it changes colours and character sets.
 constexpr bool IsControlByte(std::uint8_t byte) {
     return (static_cast<unsigned>(byte < 0x80) & static_cast<unsigned>(!IsPlainByte(byte)) &
             static_cast<unsigned>(byte != Escape)) != 0;
@@ -31,8 +31,8 @@ constexpr bool IsDigit(std::uint8_t byte) { return static_cast<std::uint8_t>(byt
 /// Offset of the first byte at `from` or behind it that is not plain; the length if all are.
 std::size_t EndOfPlain(ByteSpan bytes, std::size_t from);
 
-/// Bytes of the character beyond ASCII that begins at `at`, 2 to 4; 0 if what stands there is no UTF-8. A character
-/// that the span's end cuts counts when what is there of it is right. Overlong forms and surrogates are none.
+/// Length of the character beyond ASCII at `at`, 2 to 4 bytes; 0 if it is not UTF-8. A character cut by the span's end
+/// counts if the part that is there is right. Overlong forms and surrogates do not count.
 std::size_t Utf8Length(ByteSpan bytes, std::size_t at);
 
 /// Offset of the first byte at `from` or behind it that is neither plain nor UTF-8.

@@ -4,8 +4,8 @@
 
 namespace salvor {
 
-// Does a document of a kind of its own begin here? What the validator of that kind says is then all there is to say,
-// even where the document is broken; each is defined beside it.
+// Does a document with a validator of its own begin here? Then the plain text validator leaves the place to that one,
+// even if the document is broken. Each function is defined beside its validator.
 
 bool IsBookmarkFile(Place& file);
 bool IsPage(Place& file);

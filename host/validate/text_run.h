@@ -6,7 +6,7 @@
 
 namespace salvor {
 
-/// A run of text, whatever is said in it: ASCII, UTF-8 or an 8-bit code page.
+/// A run of text: ASCII, UTF-8 or an 8-bit code page.
 struct TextRun {
     enum class Behind : std::uint8_t { MediumEnd, Zeros, Binary, OtherFile };
 

@@ -10,9 +10,8 @@ namespace salvor {
 /// What is wanted of the bytes in front of a sector.
 inline constexpr std::size_t PreviousTailBytes = 64;
 
-/// Does another file begin with `head`, in the midst of a text that ends in `tail`? The slack behind a file is often
-/// the rest of a text. Only marks that no other text has there count: a line that begins here is more likely the text's
-/// own.
+/// Does another file begin with `head`, right behind `tail`, in the middle of a text? The slack behind a file is often
+/// the rest of another text. Only signs that are rare inside a text count, since the start of a line proves nothing.
 bool BreaksIntoText(ByteSpan tail, ByteSpan head);
 
 /// Most files begin with a capital letter, a bracket or the mark of a comment.

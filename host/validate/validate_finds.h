@@ -14,19 +14,19 @@
 
 namespace salvor {
 
-/// What was found out at a place in one phase, kept so that a run that was stopped need not find it out again.
+/// The result for a place in one phase, kept so that a run that was stopped can go on from there.
 struct KnownFinding {
     std::int64_t startSector = 0;
     Validator::Phase phase = Validator::Phase::Structure;
-    /// The validator that is believed; empty where the scanner's find is.
+    /// The validator whose finding counts; empty if the scanner's find does.
     std::string validator;
     Finding finding;
-    /// Bytes that were read for it, which count as if they were read again.
+    /// Bytes that were read for it; they count against the allowance again.
     std::int64_t cost = 0;
     bool operator==(const KnownFinding&) const = default;
 };
 
-/// What validating tells while it goes on.
+/// Receives the progress of validation.
 class ValidateObserver {
 public:
     virtual ~ValidateObserver() = default;
@@ -44,15 +44,15 @@ struct ValidateRequest {
 };
 
 struct Validation {
-    /// By start, one a place. All finds are in one of them; starts that turned out to be none are not.
+    /// One for each place, ascending by start. Every find is in one of them; refuted starts are not.
     std::vector<Outcome> outcomes;
     /// False if the observer stopped it: outcomes are missing then.
     bool complete = false;
 };
 
-/// Finds out for every find and every start what file is there, where it really ends and whether it is whole. A pure
-/// function of the medium and of what the scan has seen. It reads a few times the medium's size at most; what is behind
-/// that keeps the scanners' sizes, and says so.
+/// Finds out for every find and every start which file is there, where it really ends and whether it is whole. A pure
+/// function of the medium and of the scan's sightings. It reads a few times the medium's size at most; files that it
+/// does not get to keep the scanners' sizes, and their findings say so.
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer);
 

@@ -20,11 +20,11 @@ struct StartSignature {
     std::string_view mask = {};
 };
 
-/// Says of a format what file is at a place, where it really ends and whether it is whole. One a format, not a type:
-/// it names the type it found. A pure function of the medium's bytes and of what begins around the place. A place at
-/// which several validators see a file gets the finding that is believed most.
+/// Tells which file of a format is at a place, where it really ends and whether it is whole. There is one for each
+/// format, not for each type: it names the type it found. A pure function of the medium's bytes and of the files that
+/// begin around the place. If several validators see a file at a place, the most trusted finding counts.
 struct Validator {
-    /// When it is asked.
+    /// When the validator runs.
     enum class Phase : std::uint8_t {
         /// First, with nothing known of other files but where they seem to begin.
         Structure,
@@ -44,15 +44,15 @@ struct Validator {
     /// Could a file of this format begin with these bytes? `head` is the first sector or more, 512 bytes at least
     /// except at the medium's end. Cheap, and true for few other bytes: also what decides on a scanner's find.
     bool (*begins)(ByteSpan head);
-    /// Asked only where `begins` holds. Reads a few times the file's size at most, and ends for any bytes. When the
-    /// place is exhausted, its bytes end; what is said then does not count.
+    /// Called only where `begins` holds. Reads a few times the file's size at most, and ends for any bytes. Once the
+    /// place is exhausted, it shows no more bytes, and the finding does not count.
     Finding (*validate)(Place& file);
-    /// Factory indices of the types whose finds are this validator's to judge: where it sees no file, they become none.
-    /// Where this is empty, it judges all finds at whose start `begins` holds.
+    /// Factory indices of the types whose finds this validator judges: if it sees no file, the find is dropped. If
+    /// empty, it judges all finds at whose start `begins` holds.
     std::span<const std::int32_t> types = {};
 };
 
-/// All validators. Those in front are believed more where two findings are equally sure.
+/// All validators, the most trusted first: if two findings are equally sure, the earlier validator's counts.
 std::span<const Validator* const> Validators();
 
 }  // namespace salvor

@@ -22,8 +22,8 @@ struct ZipMember {
     std::uint16_t flags = 0;
 };
 
-/// A ZIP archive at the start of a window, which outlives this: where it ends, and whether its members are what its
-/// directory says. Source: PKWARE, APPNOTE.TXT. Memory: 40 bytes for a member, of a million at most.
+/// A ZIP archive at the start of a window, which outlives this object: where it ends, and whether its members match its
+/// directory. Source: PKWARE, APPNOTE.TXT. Memory: 40 bytes a member, for at most a million members.
 class ZipArchive {
 public:
     explicit ZipArchive(ByteWindow& file);
@@ -65,7 +65,7 @@ private:
     // Where the directory of the end record at `at` begins, if it leads there.
     std::optional<std::int64_t> DirectoryOf(std::int64_t at);
     void Keep(const ZipMember& member, std::int64_t name, std::size_t nameBytes);
-    // Of the member whose local header leads there; nothing if it is none of this archive's.
+    // Where a member's data begin, as its local header says; nothing if that header is not one of this archive.
     std::optional<std::int64_t> DataOf(const ZipMember& member);
     bool AreDataRight(const ZipMember& member, std::int64_t data);
     std::string BeginningOf(const ZipMember& member);

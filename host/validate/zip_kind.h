@@ -6,7 +6,7 @@
 
 namespace salvor {
 
-/// What an archive is by what it holds.
+/// The kind of an archive, by its content.
 struct PackageKind {
     /// Factory index.
     std::int32_t type = 0;
@@ -14,7 +14,7 @@ struct PackageKind {
     const char* extension = "";
 };
 
-/// Gathers what tells an archive's kind while its directory is walked.
+/// Gathers the names that tell an archive's kind while its directory is walked.
 class ZipNames {
 public:
     /// The next name of the directory; `index` is its entry's number.

@@ -94,7 +94,7 @@ TEST(Program, RecoversEveryFileOfTheSampleCard) {
     // What is left are pieces of the text that lies between the files.
     for (const auto& [path, bytes] : recovered) {
         const std::int64_t start = report[path]["start_byte"];
-        EXPECT_EQ(report[path]["extension"], "txt") << path << " is none of the card's files";
+        EXPECT_EQ(report[path]["extension"], "txt") << path << " was not on the card";
         EXPECT_EQ(bytes, Bytes(image.begin() + start, image.begin() + start + std::ssize(bytes))) << path;
         EXPECT_TRUE(std::ranges::all_of(bytes, IsTextByte)) << path;
     }
