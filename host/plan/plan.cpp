@@ -44,7 +44,11 @@ public:
     }
 
 private:
-    std::int64_t ByteOf(std::int64_t sector) const { return sector * medium_.sectorSize; }
+    // Sectors outside the medium count as those next to it, so that no sum leaves 64 bits.
+    std::int64_t ByteOf(std::int64_t sector) const {
+        return std::clamp<std::int64_t>(sector, -1, medium_.sizeInBytes / medium_.sectorSize + 1) * medium_.sectorSize;
+    }
+    bool IsOnMedium(std::int64_t sector) const { return sector >= 0 && ByteOf(sector) < medium_.sizeInBytes; }
 
     PlannedFile FileOf(const Outcome& outcome) const {
         PlannedFile file;
@@ -58,7 +62,7 @@ private:
             file.atSizeCap = file.atSizeCap ||
                              (claim.size == outcome.finding.size && claim.size == FileTypeCatalog[claim.type].maxSize);
         }
-        const bool reachesEnd = ByteOf(outcome.startSector) + file.finding.size == medium_.sizeInBytes;
+        const bool reachesEnd = file.finding.size == medium_.sizeInBytes - ByteOf(outcome.startSector);
         file.cutAtEnd = file.finding.verdict == Verdict::Truncated && reachesEnd;
         if (!filter_.asReported) {
             EndAtNextWhole(outcome.startSector, file.finding);
@@ -73,7 +77,7 @@ private:
         if (finding.verdict == Verdict::Whole || next == wholes_.end()) {
             return;
         }
-        if (const std::int64_t room = ByteOf(*next - startSector); finding.size > room) {
+        if (const std::int64_t room = ByteOf(*next) - ByteOf(startSector); finding.size > room) {
             finding.size = room;
             finding.why += "; it ends where a whole file begins";
         }
@@ -94,7 +98,7 @@ private:
         if (!std::ranges::binary_search(filter_.types, finding.type)) {
             return NotWanted::Type;
         }
-        if (outcome.finding.verdict == Verdict::NoFile) {
+        if (outcome.finding.verdict == Verdict::NoFile || !IsOnMedium(outcome.startSector)) {
             return NotWanted::NoFile;
         }
         if (!filter_.only.empty() && std::ranges::find(filter_.only, finding.verdict) == filter_.only.end()) {
