@@ -53,6 +53,7 @@ private:
     PlannedFile FileOf(const Outcome& outcome) const {
         PlannedFile file;
         file.finding = outcome.finding;
+        file.finding.size = std::min(file.finding.size, medium_.sizeInBytes - ByteOf(outcome.startSector));
         file.reported = outcome.reported;
         file.types = {outcome.finding.type};
         for (const ReportedClaim& claim : outcome.reported) {

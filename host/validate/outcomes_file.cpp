@@ -56,6 +56,13 @@ std::size_t IndexIn(std::span<const char* const> names, const std::string& name)
     throw std::invalid_argument("no such name");
 }
 
+// It becomes a part of file names, whoever has written the outcomes.
+bool IsExtension(const std::string& text) {
+    constexpr std::size_t longest = 8;
+    return text.size() <= longest &&
+           std::ranges::all_of(text, [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); });
+}
+
 Finding FindingIn(const Json& record) {
     std::array<const char*, Verdicts.size()> names{};
     std::ranges::transform(Verdicts, names.begin(), VerdictName);
@@ -65,6 +72,9 @@ Finding FindingIn(const Json& record) {
     finding.size = IntegerIn(record, "size");
     finding.why = record.at("why").get<std::string>();
     finding.extension = record.at("extension").get<std::string>();
+    if (!IsExtension(finding.extension) || finding.size < 0) {
+        throw std::invalid_argument("no extension, or no size");
+    }
     if (finding.type >= 0 && finding.extension == FileTypeCatalog[finding.type].extension) {
         finding.extension.clear();
     }

@@ -259,6 +259,14 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
             EXPECT_EQ(recorder.findings, all);
         }
     }
+    // Names are made of what an outcome says.
+    Validation hostile;
+    hostile.outcomes = {whole.outcomes.front()};
+    hostile.outcomes.front().finding.extension = "../x";
+    { OutcomesWriter(path, "digest").Add(hostile); }
+    EXPECT_TRUE(ReadOutcomes(path)->validation.outcomes.empty());
+    EXPECT_EQ(ReadOutcomes(path)->damagedLines, 1);
+
     recorder.places = 10;
     EXPECT_FALSE(Validate().complete);
 }
