@@ -25,7 +25,7 @@ struct WalkedFile {
 /// Windows and OS/2 bitmaps: what the header asks for; no pixel is looked at.
 struct BmpPicture {
     static constexpr std::size_t LeastHead = 138;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     /// What the first bytes tell, `LeastHead` or more of them.
     static std::optional<WalkedFile> Measure(ByteSpan head);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
@@ -34,28 +34,28 @@ struct BmpPicture {
 /// AutoCAD drawings: the section that the header puts last.
 struct DwgDrawing {
     static constexpr std::size_t LeastHead = 128;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// AutoCAD exchange files, as text or binary: pair by pair to the end of file.
 struct DxfDrawing {
     static constexpr std::size_t LeastHead = 64;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// Enhanced metafiles: record by record to the end record.
 struct EmfDrawing {
     static constexpr std::size_t LeastHead = 60;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// GIF: block by block to the trailer, or to the end of the last whole image.
 struct GifPicture {
     static constexpr std::size_t LeastHead = 14;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
 
     struct Image {
         /// Where the first of its blocks of coded data begins.
@@ -70,14 +70,14 @@ struct GifPicture {
 /// Colour profiles: the declared size, if all tags lie in it.
 struct IccProfile {
     static constexpr std::size_t LeastHead = 144;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// Maya binary scenes: the outer group, if inner groups tile it.
 struct MayaScene {
     static constexpr std::size_t LeastHead = 32;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
@@ -85,41 +85,41 @@ struct MayaScene {
 struct OciPicture {
     static constexpr auto Signature = PatternOf("OPIM\x30\0\0\0");
     static constexpr std::size_t LeastHead = 64;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// PCX: run lengths until the picture is complete, and the palette after it.
 struct PcxPicture {
     static constexpr std::size_t LeastHead = 128;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// Photoshop pictures, large ones too: section by section to the last row.
 struct PsdPicture {
     static constexpr std::size_t LeastHead = 30;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// Paint Shop Pro pictures: block by block.
 struct PspPicture {
     static constexpr std::size_t LeastHead = 46;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// Windows metafiles, placeable or not: record by record to the end record.
 struct WmfDrawing {
     static constexpr std::size_t LeastHead = 40;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
 /// GIMP pictures: the part that was written last.
 struct XcfPicture {
     static constexpr std::size_t LeastHead = 30;
-    static bool IsHeader(ByteSpan head);
+    static bool IsHeader(ByteSpan sector);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };

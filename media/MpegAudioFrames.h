@@ -9,7 +9,7 @@ class MpegAudioFrames {
 public:
     /// Length in bytes of the next frame, from its header. Nothing if this is not a header, or if no frame so far had a
     /// valid sampling rate. A free or forbidden bit rate gives a length below 4, which may be negative.
-    std::optional<std::int32_t> LengthOf(std::uint32_t header);
+    std::optional<std::int32_t> LengthOf(std::uint32_t bits);
 
 private:
     bool hasFormat_ = false;

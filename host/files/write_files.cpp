@@ -11,6 +11,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "host/app/failure.h"
@@ -62,8 +63,7 @@ public:
             if (!changed_.wait_for(lock, interval, [&slot] { return slot.has_value(); })) {
                 continue;
             }
-            const WriteResult result = *std::move(slot);
-            slot.reset();
+            const WriteResult result = *std::exchange(slot, std::nullopt);
             const std::size_t index = handedOn_++;
             lock.unlock();
             changed_.notify_all();

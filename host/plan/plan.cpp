@@ -232,6 +232,7 @@ Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, c
 std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
                                       const std::vector<std::int32_t>& wanted) {
     std::vector<Outcome> outcomes;
+    outcomes.reserve(finds.size());
     for (const Find& find : finds) {
         outcomes.push_back(OutcomeOf(find, medium));
     }

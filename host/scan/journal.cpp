@@ -107,7 +107,7 @@ bool TakeRanges(const Json& record, const char* key, const std::function<void(Se
     if (list == record.end() || !list->is_array()) {
         return false;
     }
-    for (const Json& range : *list) {
+    return std::ranges::all_of(*list, [&take](const Json& range) {
         if (!range.is_object() || !IsInteger(range, "first") || !IsInteger(range, "count")) {
             return false;
         }
@@ -117,8 +117,8 @@ bool TakeRanges(const Json& record, const char* key, const std::function<void(Se
             return false;
         }
         take(sectors);
-    }
-    return true;
+        return true;
+    });
 }
 
 bool TakeStarts(const Json& record, Sightings& seen) {

@@ -150,15 +150,39 @@ bool HoldsPictures(CompoundStream& stream) {
     return true;
 }
 
+// The records of one picture, which fill `place` to `end`.
+bool IsInlinePictureRight(CompoundStream& stream, std::int64_t place, std::int64_t end) {
+    constexpr std::uint16_t entry = 0xF007;
+    constexpr std::size_t entryBytes = 36;
+    constexpr std::size_t nameBytes = 33;
+    while (place < end) {
+        std::optional<SlideRecord> record = SlideRecordAt(stream, place, end);
+        if (record && record->type == entry) {
+            const ByteSpan bytes = stream.At(place + 8, entryBytes);
+            place += 8 + static_cast<std::int64_t>(entryBytes) + (bytes.empty() ? 0 : bytes[nameBytes]);
+            if (place >= end) {
+                return true;
+            }
+            record = SlideRecordAt(stream, place, end);
+        }
+        if (!record) {
+            return false;
+        }
+        const std::int64_t behind = place + 8 + record->length;
+        if (!IsDrawnPictureRight(stream, record->type, record->instance, place + 8, behind)) {
+            return false;
+        }
+        place = behind;
+    }
+    return true;
+}
+
 // Pictures in the text of a document: [MS-DOC], section 2.9.192. Each has its length in front, and other things lie
 // between them, where this stops to look.
 bool HoldsInlinePictures(CompoundStream& stream) {
     constexpr std::int64_t headerBytes = 68;
     constexpr std::uint16_t drawing = 0x64;
     constexpr std::uint16_t linkedDrawing = 0x66;
-    constexpr std::uint16_t entry = 0xF007;
-    constexpr std::size_t entryBytes = 36;
-    constexpr std::size_t nameBytes = 33;
     for (std::int64_t at = 0; at + headerBytes <= stream.Limit();) {
         const ByteSpan header = stream.At(at, 8);
         const std::int64_t length = header.empty() ? 0 : std::int64_t{LoadLittle<std::uint32_t>(header, 0)};
@@ -172,26 +196,11 @@ bool HoldsInlinePictures(CompoundStream& stream) {
             const ByteSpan name = stream.At(place, 1);
             place += name.empty() ? 0 : 1 + std::int64_t{name[0]};
         }
-        at = end;
-        while (place < end && (mode == drawing || mode == linkedDrawing)) {
-            std::optional<SlideRecord> record = SlideRecordAt(stream, place, end);
-            if (record && record->type == entry) {
-                const ByteSpan bytes = stream.At(place + 8, entryBytes);
-                place += 8 + static_cast<std::int64_t>(entryBytes) + (bytes.empty() ? 0 : bytes[nameBytes]);
-                if (place >= end) {
-                    break;
-                }
-                record = SlideRecordAt(stream, place, end);
-            }
-            if (!record) {
-                return false;
-            }
-            const std::int64_t behind = place + 8 + record->length;
-            if (!IsDrawnPictureRight(stream, record->type, record->instance, place + 8, behind)) {
-                return false;
-            }
-            place = behind;
+        const bool isDrawing = mode == drawing || mode == linkedDrawing;
+        if (isDrawing && !IsInlinePictureRight(stream, place, end)) {
+            return false;
         }
+        at = end;
     }
     return true;
 }

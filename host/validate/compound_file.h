@@ -75,8 +75,8 @@ private:
     friend class CompoundStream;
 
     // Appends the sectors of a chain; false if the chain does not end properly.
-    bool Follow(const std::vector<std::uint32_t>& table, std::vector<bool>& taken, std::uint32_t first,
-                std::int64_t needed, std::vector<std::uint32_t>& chain);
+    static bool Follow(const std::vector<std::uint32_t>& table, std::vector<bool>& taken, std::uint32_t first,
+                       std::int64_t needed, std::vector<std::uint32_t>& chain);
     std::int64_t PositionOf(std::uint32_t sector) const { return (std::int64_t{sector} + 1) << sectorShift_; }
     bool IsShown(std::uint32_t sector) const;
 

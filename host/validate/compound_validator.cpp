@@ -108,7 +108,8 @@ Kind OtherKindOf(const RootView& root) {
     if (root.IsOfClass("\x86\x10\x0C")) {
         return {Type::Doc, "msp"};
     }
-    const auto known = std::ranges::find_if(OtherKinds, [&](const OtherKind& kind) { return root.Has(kind.stream); });
+    const auto* const known =
+        std::ranges::find_if(OtherKinds, [&](const OtherKind& kind) { return root.Has(kind.stream); });
     return {Type::Doc, known == std::end(OtherKinds) ? "ole" : known->extension};
 }
 

@@ -109,23 +109,9 @@ public:
             if (!isKnown && !isForeign) {
                 return segment.size ? Broken(end, "an element of the segment") : EndedOpen();
             }
-            if (!element->size) {
-                if (element->id != id::Cluster) {
-                    return Broken(end_ + 1, "an element of unknown size");
-                }
-                if (!WalkOpenCluster(element->data)) {
-                    return Broken(file_.Limit() + 1, "a block");
-                }
-                continue;
+            if (std::optional<Finding> broken = Take(*element, end)) {
+                return *broken;
             }
-            if (element->End() > std::min(end, file_.Limit())) {
-                return Broken(element->End(), "an element of the segment");
-            }
-            hasTracks_ = hasTracks_ || element->id == id::Tracks;
-            if (element->id == id::Cluster) {
-                insideIsRight_ = insideIsRight_ && BlocksTile(element->data, element->End());
-            }
-            end_ = element->End();
         }
         if (!segment.size) {
             return EndedOpen();
@@ -140,6 +126,25 @@ public:
     }
 
 private:
+    // Steps over a part of the segment, of which blocks are looked at; says what is wrong with it.
+    std::optional<Finding> Take(const Element& element, std::int64_t end) {
+        if (!element.size) {
+            if (element.id != id::Cluster) {
+                return Broken(end_ + 1, "an element of unknown size");
+            }
+            return WalkOpenCluster(element.data) ? std::nullopt : std::optional(Broken(file_.Limit() + 1, "a block"));
+        }
+        if (element.End() > std::min(end, file_.Limit())) {
+            return Broken(element.End(), "an element of the segment");
+        }
+        hasTracks_ = hasTracks_ || element.id == id::Tracks;
+        if (element.id == id::Cluster) {
+            insideIsRight_ = insideIsRight_ && BlocksTile(element.data, element.End());
+        }
+        end_ = element.End();
+        return std::nullopt;
+    }
+
     // To the first element that is no block's; false if one passes the medium's end.
     bool WalkOpenCluster(std::int64_t from) {
         end_ = from;

@@ -58,7 +58,7 @@ bool BeginsFlv(ByteSpan head) {
 }
 
 Finding ValidateFlv(Place& file) {
-    std::int64_t end = static_cast<std::int64_t>(FileHeaderBytes + BackPointerBytes);
+    auto end = static_cast<std::int64_t>(FileHeaderBytes + BackPointerBytes);
     double promised = 0;
     while (const std::optional<Tag> tag = ReadTag(file, end)) {
         const std::int64_t tagBytes = tag->dataBytes + static_cast<std::int64_t>(TagHeaderBytes);

@@ -12,9 +12,8 @@ namespace {
 // Ends the stream whatever happens.
 class Stream {
 public:
-    explicit Stream(DeflateFormat format) {
-        isOpen_ = inflateInit2(&stream_, format == DeflateFormat::Raw ? -MAX_WBITS : MAX_WBITS) == Z_OK;
-    }
+    explicit Stream(DeflateFormat format)
+        : isOpen_(inflateInit2(&stream_, format == DeflateFormat::Raw ? -MAX_WBITS : MAX_WBITS) == Z_OK) {}
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
     ~Stream() {
@@ -29,7 +28,7 @@ public:
 
 private:
     z_stream stream_{};
-    bool isOpen_ = false;
+    bool isOpen_;
 };
 
 }  // namespace

@@ -354,7 +354,7 @@ private:
     }
 
     // Each block had a bit at least in a scan that was read already.
-    bool Remember(const JpegScan& scan) {
+    bool Remember(const JpegScan& scan) const {
         JpegComponent& component = *scan.parts.front().component;
         const std::int64_t blocks = component.paddedWidth * component.paddedHeight;
         if (scan.parts.size() != 1 || blocks > MostBlocks || walk_.brokenData || blocks / 8 > at_) {

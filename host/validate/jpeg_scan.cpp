@@ -271,39 +271,49 @@ private:
         return true;
     }
 
+    // Up to the end of the band, which `k` then is, or to a run of bands without further coefficients.
+    bool RefineCoefficients(const JpegScan::Part& part, std::uint64_t& nonzero, unsigned& k) {
+        for (; k <= scan_.lastCoefficient; ++k) {
+            bits_.Fill();
+            const JpegHuffmanTable::Code code = part.ac->Find(bits_.Peek16());
+            const unsigned size = code.value & 15U;
+            const unsigned run = code.value >> 4U;
+            if (code.length == 0 || size > 1) {
+                return false;
+            }
+            bits_.Skip(code.length);
+            if (size == 0 && run != 15) {
+                endOfBandRun_ = (std::uint32_t{1} << run) + bits_.Take(run);
+                return true;
+            }
+            bits_.Skip(size);
+            k = BehindRun(run, nonzero, k);
+            if (size != 0 && k > scan_.lastCoefficient) {
+                return false;
+            }
+            nonzero |= size != 0 ? std::uint64_t{1} << k : 0;
+        }
+        return true;
+    }
+
+    // Where the coefficient stands that `run` zeros are in front of.
+    unsigned BehindRun(unsigned run, std::uint64_t nonzero, unsigned k) {
+        for (; k <= scan_.lastCoefficient; ++k) {
+            if ((nonzero >> k & 1U) != 0) {
+                bits_.Fill();
+                bits_.Skip(1);
+            } else if (run-- == 0) {
+                break;
+            }
+        }
+        return k;
+    }
+
     // Coefficients that are there get a bit each, wherever a run passes them.
     bool RefineBand(const JpegScan::Part& part, std::uint64_t& nonzero) {
         unsigned k = scan_.firstCoefficient;
-        if (endOfBandRun_ == 0) {
-            for (; k <= scan_.lastCoefficient; ++k) {
-                bits_.Fill();
-                const JpegHuffmanTable::Code code = part.ac->Find(bits_.Peek16());
-                const unsigned size = code.value & 15U;
-                unsigned run = code.value >> 4U;
-                if (code.length == 0 || size > 1) {
-                    return false;
-                }
-                bits_.Skip(code.length);
-                if (size == 0 && run != 15) {
-                    endOfBandRun_ = (std::uint32_t{1} << run) + bits_.Take(run);
-                    break;
-                }
-                bits_.Skip(size);
-                for (; k <= scan_.lastCoefficient; ++k) {
-                    if ((nonzero >> k & 1U) != 0) {
-                        bits_.Fill();
-                        bits_.Skip(1);
-                    } else if (run-- == 0) {
-                        break;
-                    }
-                }
-                if (size != 0) {
-                    if (k > scan_.lastCoefficient) {
-                        return false;
-                    }
-                    nonzero |= std::uint64_t{1} << k;
-                }
-            }
+        if (endOfBandRun_ == 0 && !RefineCoefficients(part, nonzero, k)) {
+            return false;
         }
         if (endOfBandRun_ > 0) {
             const std::uint64_t band = (~std::uint64_t{0} << k) & (~std::uint64_t{0} >> (63 - scan_.lastCoefficient));
@@ -342,7 +352,7 @@ bool JpegHuffmanTable::Define(ByteSpan counts, ByteSpan values) {
         for (std::size_t i = 0; i < count; ++i, ++code, ++next) {
             values_[next] = values[next];
             if (length <= FastBits) {
-                const auto begin = fast_.begin() + static_cast<std::ptrdiff_t>(code << (FastBits - length));
+                auto* const begin = fast_.begin() + static_cast<std::ptrdiff_t>(code << (FastBits - length));
                 std::fill_n(begin, std::size_t{1} << (FastBits - length),
                             Code{values[next], static_cast<std::uint8_t>(length)});
             }

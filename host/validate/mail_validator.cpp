@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "formats/MarkupReader.h"
 #include "frame/bytes/BytePattern.h"
@@ -148,7 +149,10 @@ struct MailEnd {
 // Follows the parts of a letter to the boundary that closes it.
 class PartWalk {
 public:
-    PartWalk(Place& file, const MailHead& head) : file_(file), at_(head.bodyStart), mark_("--" + BoundaryOf(head)) {}
+    PartWalk(Place& file, const MailHead& head) : file_(file), at_(head.bodyStart), mark_{'-', '-'} {
+        const std::string boundary = BoundaryOf(head);
+        mark_.insert(mark_.end(), boundary.begin(), boundary.end());
+    }
 
     MailEnd Run() {
         for (;;) {
@@ -166,7 +170,7 @@ public:
     }
 
 private:
-    ByteSpan Mark() const { return {reinterpret_cast<const std::uint8_t*>(mark_.data()), mark_.size()}; }
+    ByteSpan Mark() const { return mark_; }
 
     std::optional<std::int64_t> NextMark(std::int64_t from) {
         const std::int64_t limit = std::min(file_.NextWhole(from), from + BinaryPartBytes);
@@ -210,7 +214,7 @@ private:
 
     Place& file_;
     std::int64_t at_;
-    std::string mark_;
+    std::vector<std::uint8_t> mark_;
     // The part that is being read has binary data.
     bool isBinary_ = false;
     bool hasPageParts_ = false;

@@ -84,11 +84,11 @@ public:
           isCompact_(!track.sizes),
           table_(file, Source(track).content, Source(track).end),
           packet_(track.bytesPerPacket),
-          frames_(track.framesPerPacket) {
+          frames_(track.framesPerPacket),
+          count_(table_.At<std::uint32_t>(8)) {
         const auto first = table_.At<std::uint32_t>(4);
         uniform_ = isCompact_ ? 0 : first;
         width_ = isCompact_ ? first & 0xFFU : 32;
-        count_ = table_.At<std::uint32_t>(8);
     }
 
     bool IsSound() const {
@@ -433,38 +433,47 @@ MovieTables ReadMovieTables(ByteWindow& file, const Box& movie) {
     return tables;
 }
 
+namespace {
+
+// The box that says where the items of a picture lie. Keeps the furthest end of those in the file in `end`; false if
+// the box breaks.
+bool ReadItemLocations(ByteWindow& file, const Box& box, std::optional<std::int64_t>& end) {
+    FieldReader fields(file, box.content);
+    const auto number = [&fields](unsigned width) -> std::uint64_t {
+        return width == 8 ? fields.Big<std::uint64_t>() : width == 4 ? fields.Big<std::uint32_t>() : 0;
+    };
+    const auto goesOn = [&fields, &box](std::uint32_t left) {
+        return left > 0 && fields.Position() < box.end && !fields.IsBroken();
+    };
+    const std::uint8_t version = fields.Byte();
+    fields.Skip(3);
+    const std::uint8_t widths = fields.Byte();
+    const std::uint8_t otherWidths = fields.Byte();
+    std::uint32_t items = version < 2 ? fields.Big<std::uint16_t>() : fields.Big<std::uint32_t>();
+    for (; goesOn(items); --items) {
+        fields.Skip(version < 2 ? 2 : 4);
+        // Offsets count from the file's start, or from a box inside the meta box.
+        const bool isInFile = version == 0 || (fields.Big<std::uint16_t>() & 0xFU) == 0;
+        const bool isHere = fields.Big<std::uint16_t>() == 0;
+        const std::uint64_t base = number(otherWidths >> 4U);
+        for (std::uint32_t extents = fields.Big<std::uint16_t>(); goesOn(extents); --extents) {
+            number(version == 0 ? 0 : otherWidths & 0xFU);
+            const std::uint64_t offset = number(widths >> 4U);
+            const std::int64_t itemEnd = Sum(static_cast<std::uint64_t>(Sum(base, offset)), number(widths & 0xFU));
+            end = isInFile && isHere ? std::max(end.value_or(0), itemEnd) : end;
+        }
+    }
+    return !fields.IsBroken() && fields.Position() <= box.end && items == 0;
+}
+
+}  // namespace
+
 std::optional<std::int64_t> EndOfItems(ByteWindow& file, const Box& meta) {
     std::optional<std::int64_t> end;
-    const auto readLocations = [&](const Box& box) {
-        if (box.type != BoxTypeOf("iloc")) {
-            return true;
-        }
-        FieldReader fields(file, box.content);
-        const auto number = [&fields](unsigned width) -> std::uint64_t {
-            return width == 8 ? fields.Big<std::uint64_t>() : width == 4 ? fields.Big<std::uint32_t>() : 0;
-        };
-        const std::uint8_t version = fields.Byte();
-        fields.Skip(3);
-        const std::uint8_t widths = fields.Byte();
-        const std::uint8_t otherWidths = fields.Byte();
-        std::uint32_t items = version < 2 ? fields.Big<std::uint16_t>() : fields.Big<std::uint32_t>();
-        for (; items > 0 && fields.Position() < box.end && !fields.IsBroken(); --items) {
-            fields.Skip(version < 2 ? 2 : 4);
-            // Offsets count from the file's start, or from a box inside the meta box.
-            const bool isInFile = version == 0 || (fields.Big<std::uint16_t>() & 0xFU) == 0;
-            const bool isHere = fields.Big<std::uint16_t>() == 0;
-            const std::uint64_t base = number(otherWidths >> 4U);
-            std::uint32_t extents = fields.Big<std::uint16_t>();
-            for (; extents > 0 && fields.Position() < box.end && !fields.IsBroken(); --extents) {
-                number(version == 0 ? 0 : otherWidths & 0xFU);
-                const std::uint64_t offset = number(widths >> 4U);
-                const std::int64_t itemEnd = Sum(static_cast<std::uint64_t>(Sum(base, offset)), number(widths & 0xFU));
-                end = isInFile && isHere ? std::max(end.value_or(0), itemEnd) : end;
-            }
-        }
-        return !fields.IsBroken() && fields.Position() <= box.end && items == 0;
+    const auto takeBox = [&](const Box& box) {
+        return box.type != BoxTypeOf("iloc") || ReadItemLocations(file, box, end);
     };
-    return ForEachBox(file, meta.content + FullBoxBytes, meta.end, readLocations) ? end : std::nullopt;
+    return ForEachBox(file, meta.content + FullBoxBytes, meta.end, takeBox) ? end : std::nullopt;
 }
 
 }  // namespace salvor

@@ -1,5 +1,6 @@
 #include <FileTypeCatalog.h>
 
+#include <algorithm>
 #include <array>
 #include <map>
 #include <numeric>
@@ -122,12 +123,7 @@ public:
 
 private:
     bool AllHaveEnded() const {
-        for (const auto& [serial, stream] : streams_) {
-            if (!stream.hasEnded) {
-                return false;
-            }
-        }
-        return true;
+        return std::ranges::all_of(streams_, [](const auto& stream) { return stream.second.hasEnded; });
     }
 
     // The first page of a stream, or a later one of a stream that goes on. A file that begins at a sector where this

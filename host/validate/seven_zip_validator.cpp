@@ -33,7 +33,7 @@ Finding Validate(Place& file) {
     if (offset > most || size > most) {
         return {.why = "its header lies nowhere"};
     }
-    const std::uint32_t crc = LoadLittle<std::uint32_t>(head, NextCrc);
+    const auto crc = LoadLittle<std::uint32_t>(head, NextCrc);
     const auto header = static_cast<std::int64_t>(StartHeaderBytes + offset);
     const std::int64_t end = header + static_cast<std::int64_t>(size);
     if (end > file.Limit()) {

@@ -389,12 +389,52 @@ std::int64_t WithoutBrokenUnits(Place& file, std::int64_t from, std::int64_t end
     return end;
 }
 
+// Some units of a text.
+class Utf16Units {
+public:
+    Utf16Units(ByteSpan bytes, bool isBigEndian) : bytes_(bytes), isBigEndian_(isBigEndian) {}
+
+    std::size_t Count() const { return bytes_.size() / 2; }
+    std::uint16_t At(std::size_t index) const {
+        return isBigEndian_ ? LoadBig<std::uint16_t>(bytes_, 2 * index) : LoadLittle<std::uint16_t>(bytes_, 2 * index);
+    }
+    bool BeginsPair(std::size_t index) const { return (At(index) & 0xFC00) == 0xD800; }
+    bool IsBrokenPair(std::size_t index) const {
+        const bool isSecond = (At(index) & 0xFC00) == 0xDC00;
+        return isSecond || (BeginsPair(index) && (index + 1 >= Count() || (At(index + 1) & 0xFC00) != 0xDC00));
+    }
+    // Is it of a script that the text has not used, and are those behind it of yet others?
+    bool IsAlien(std::size_t index, const Utf16Scripts& scripts) const {
+        const std::uint16_t unit = At(index);
+        if (scripts.IsKnown(unit)) {
+            return false;
+        }
+        int others = 0;
+        for (std::size_t next = index + 1; next < std::min(Count(), index + 7); ++next) {
+            others += scripts.IsKnown(At(next)) || Utf16Scripts::AreAlike(At(next), unit) ? 0 : 1;
+        }
+        return others >= 2;
+    }
+
+private:
+    ByteSpan bytes_;
+    bool isBigEndian_;
+};
+
+TextRun StoppedAt(Place& file, std::int64_t from, std::int64_t at, std::uint16_t unit, bool isBigEndian) {
+    TextRun run;
+    run.printableEnd = at;
+    const bool isZero = unit == 0 && IsZeroFilled(file, at);
+    run.behind = isZero ? TextRun::Behind::Zeros : TextRun::Behind::Binary;
+    run.end = isZero ? at : WithoutBrokenUnits(file, from, at, isBigEndian);
+    return run;
+}
+
 }  // namespace
 
 TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
     // A text's first units teach which scripts it uses; later ones of another one must not come alone.
     constexpr std::int64_t lessons = 32;
-    TextRun run;
     Utf16Scripts scripts;
     std::int64_t at = from;
     for (;;) {
@@ -402,38 +442,25 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
         if (bytes.size() < 2 || file.IsExhausted()) {
             break;
         }
-        const auto unitAt = [bytes, isBigEndian](std::size_t index) {
-            return isBigEndian ? LoadBig<std::uint16_t>(bytes, 2 * index) : LoadLittle<std::uint16_t>(bytes, 2 * index);
-        };
-        const std::size_t all = bytes.size() / 2;
+        const Utf16Units units(bytes, isBigEndian);
         // The last ones are looked at with those behind them.
-        const std::size_t count = at + static_cast<std::int64_t>(bytes.size()) < file.Limit() ? all - 7 : all;
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::uint16_t unit = unitAt(i);
-            const bool isPair = (unit & 0xFC00) == 0xD800;
-            const bool isBrokenPair =
-                (unit & 0xFC00) == 0xDC00 || (isPair && (i + 1 >= all || (unitAt(i + 1) & 0xFC00) != 0xDC00));
-            bool isAlien = false;
-            if (at + static_cast<std::int64_t>(2 * i) >= from + 2 * lessons && !scripts.IsKnown(unit)) {
-                int others = 0;
-                for (std::size_t next = i + 1; next < std::min(all, i + 7); ++next) {
-                    others += scripts.IsKnown(unitAt(next)) || Utf16Scripts::AreAlike(unitAt(next), unit) ? 0 : 1;
-                }
-                isAlien = others >= 2;
-            }
-            if (IsUtf16Stop(unit) || isBrokenPair || isAlien) {
-                run.end = at + static_cast<std::int64_t>(2 * i);
-                run.printableEnd = run.end;
-                const bool isZero = unit == 0 && IsZeroFilled(file, run.end);
-                run.behind = isZero ? TextRun::Behind::Zeros : TextRun::Behind::Binary;
-                run.end = isZero ? run.end : WithoutBrokenUnits(file, from, run.end, isBigEndian);
-                return run;
+        const bool isLast = at + static_cast<std::int64_t>(bytes.size()) >= file.Limit();
+        const std::size_t count = isLast ? units.Count() : units.Count() - 7;
+        std::size_t i = 0;
+        for (; i < count; ++i) {
+            const std::uint16_t unit = units.At(i);
+            const std::int64_t place = at + static_cast<std::int64_t>(2 * i);
+            const bool isAlien = place >= from + 2 * lessons && units.IsAlien(i, scripts);
+            if (IsUtf16Stop(unit) || units.IsBrokenPair(i) || isAlien) {
+                return StoppedAt(file, from, place, unit, isBigEndian);
             }
             scripts.See(unit);
-            i += isPair ? 1 : 0;
+            i += units.BeginsPair(i) ? 1 : 0;
         }
-        at += static_cast<std::int64_t>(2 * count);
+        // One more where a pair lies across the last one that was to be looked at.
+        at += static_cast<std::int64_t>(2 * i);
     }
+    TextRun run;
     run.end = at;
     run.printableEnd = at;
     return run;

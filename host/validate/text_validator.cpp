@@ -177,6 +177,21 @@ bool IsOtherKind(Place& file, ByteSpan head) {
     return mayBeLetter && IsLetter(file);
 }
 
+// Why printable bytes in front of binary data are no text; null if they are one.
+const char* WhyNotInFrontOfBinary(Place& file, const TextRun& run, std::int64_t length, ByteSpan head,
+                                  const TextMix& mix) {
+    if ((length < LeastInFrontOfBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {
+        return "too short in front of binary data";
+    }
+    const bool isString = IsString(file, run.end);
+    if (isString && (mix.lineEnds < 4 || length < LeastInFrontOfString) &&
+        (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
+        return "strings of a program";
+    }
+    const bool isWords = mix.IsLanguage() || mix.IsLine() || IsWordLine(head);
+    return mix.lineEnds < 2 && !isWords ? "printable bytes without lines or words" : nullptr;
+}
+
 Finding Validate(Place& file) {
     if (IsOtherKind(file, file.From(0, LookedAt))) {
         return NoText("a document of another kind");
@@ -198,16 +213,8 @@ Finding Validate(Place& file) {
     head = head.first(std::min(head.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));
     const TextMix mix(head.subspan(static_cast<std::size_t>(marked)));
     if (run.behind == TextRun::Behind::Binary) {
-        if ((length < LeastInFrontOfBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {
-            return NoText("too short in front of binary data");
-        }
-        const bool isString = IsString(file, run.end);
-        if (isString && (mix.lineEnds < 4 || length < LeastInFrontOfString) &&
-            (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
-            return NoText("strings of a program");
-        }
-        if (mix.lineEnds < 2 && !mix.IsLanguage() && !mix.IsLine() && !IsWordLine(head)) {
-            return NoText("printable bytes without lines or words");
+        if (const char* const why = WhyNotInFrontOfBinary(file, run, length, head, mix)) {
+            return NoText(why);
         }
     }
     if (mix.repeated * 10 >= mix.all * 9) {

@@ -182,7 +182,7 @@ void ZipNames::Take(std::string_view name, std::int64_t index) {
 
 PackageKind ZipNames::Kind(std::string_view text) const {
     if (mimeType_ >= 0) {
-        const auto known =
+        const auto* const known =
             std::ranges::find_if(MimeTypes, [text](const TextKind& kind) { return text.starts_with(kind.text); });
         if (known != std::end(MimeTypes)) {
             return known->kind;
@@ -196,7 +196,7 @@ PackageKind ZipNames::OfficeKind(std::string_view contentTypes) const {
         if ((seen_ & BitOf(each.sign)) == 0) {
             continue;
         }
-        const auto part = std::ranges::find_if(MainParts, [&](const TextKind& kind) {
+        const auto* const part = std::ranges::find_if(MainParts, [&](const TextKind& kind) {
             return kind.kind.type == each.kind.type && contentTypes.find(kind.text) != std::string_view::npos;
         });
         return part == std::end(MainParts) ? each.kind : part->kind;
@@ -205,7 +205,7 @@ PackageKind ZipNames::OfficeKind(std::string_view contentTypes) const {
 }
 
 PackageKind ZipNames::PlainKind() const {
-    const auto known =
+    const auto* const known =
         std::ranges::find_if(OtherSigns, [this](const SignKind& each) { return (seen_ & BitOf(each.sign)) != 0; });
     if (known != std::end(OtherSigns)) {
         return known->kind;
