@@ -388,7 +388,11 @@ bool BeginsMpegAudio(ByteSpan head) {
     };
     if (LayeredStream::IsSound(head)) {
         const std::int32_t length = LayeredStream::FrameBytes(head, 0);
-        return LayeredStream::IsFree(head) ||
+        // Bitmaps begin like frames of a free bit rate; these have no sound behind.
+        constexpr std::size_t looked = 64;
+        const ByteSpan behind = head.subspan(HeaderBytes).first(std::min(looked, head.size() - HeaderBytes));
+        const bool isSilent = std::ranges::all_of(behind, [](std::uint8_t byte) { return byte == 0; });
+        return (LayeredStream::IsFree(head) && !isSilent) ||
                (length > 4 && goesOn(static_cast<std::size_t>(length), LayeredStream::SteadyBits));
     }
     return AdtsStream::IsSound(head) &&

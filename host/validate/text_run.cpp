@@ -455,7 +455,7 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
                 return StoppedAt(file, from, place, unit, isBigEndian);
             }
             scripts.See(unit);
-            i += units.BeginsPair(i) ? 1 : 0;
+            i += units.BeginsPair(i) ? 1U : 0U;
         }
         // One more where a pair lies across the last one that was to be looked at.
         at += static_cast<std::int64_t>(2 * i);
