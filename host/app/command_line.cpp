@@ -6,7 +6,7 @@
 
 #include "host/app/commands.h"
 #include "host/app/say.h"
-#include "host/app/stop_request.h"
+#include "host/platform/stop_request.h"
 
 namespace salvor {
 
@@ -146,7 +146,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         // Help and the version are asked for with status 0; every other outcome is wrong usage.
         return app.exit(error) == 0 ? static_cast<int>(ExitStatus::Done) : static_cast<int>(ExitStatus::Usage);
     }
-    InstallSignalHandlers();
+    ListenForStop();
     try {
         if (scanApp->parsed()) {
             return static_cast<int>(RunScan(scan));

@@ -8,9 +8,9 @@
 
 #include "host/app/say.h"
 #include "host/app/selection.h"
-#include "host/app/stop_request.h"
 #include "host/files/extract_run.h"
 #include "host/files/out_folder.h"
+#include "host/platform/stop_request.h"
 #include "host/scan/journal.h"
 #include "host/scan/scan_run.h"
 #include "host/validate/outcomes_file.h"

@@ -1,8 +1,6 @@
 #include "host/app/progress.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "host/plan/size_rules.h"
+#include "host/platform/terminal.h"
 
 namespace salvor {
 
@@ -26,11 +25,6 @@ std::string FormatDuration(double seconds) {
     }
     return whole < 3600 ? fmt::format("{}:{:02} min", whole / 60, whole % 60)
                         : fmt::format("{}:{:02} h", whole / 3600, whole / 60 % 60);
-}
-
-std::size_t TerminalColumns() {
-    winsize size{};
-    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col - 1U : 79U;
 }
 
 // The most frequent kinds first, as many as fit a line.
@@ -55,7 +49,7 @@ Progress::Progress(std::string verb, std::int64_t total, bool quiet)
     : verb_(std::move(verb)),
       total_(total),
       quiet_(quiet),
-      onTerminal_(isatty(STDERR_FILENO) == 1),
+      onTerminal_(CanRedrawLine()),
       start_(steady_clock::now()),
       nextUpdate_(start_ + (onTerminal_ ? steady_clock::duration::zero() : steady_clock::duration(PlainInterval))) {}
 

@@ -8,8 +8,8 @@
 
 #include "host/app/progress.h"
 #include "host/app/say.h"
-#include "host/app/stop_request.h"
 #include "host/files/write_files.h"
+#include "host/platform/stop_request.h"
 #include "host/report/report.h"
 
 namespace salvor {

@@ -11,9 +11,9 @@
 #include <optional>
 
 #include "host/app/failure.h"
-#include "host/files/file_descriptor.h"
 #include "host/files/sha256.h"
 #include "host/files/write_all.h"
+#include "host/platform/file_descriptor.h"
 
 namespace salvor {
 

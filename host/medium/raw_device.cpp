@@ -13,7 +13,7 @@
 #include <new>
 
 #include "host/app/failure.h"
-#include "host/files/file_descriptor.h"
+#include "host/platform/file_descriptor.h"
 
 namespace salvor {
 

@@ -3,7 +3,7 @@
 #include <istream>
 #include <string>
 
-#include "host/files/file_descriptor.h"
+#include "host/platform/file_descriptor.h"
 
 namespace salvor {
 

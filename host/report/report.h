@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "host/files/file_descriptor.h"
 #include "host/files/file_writer.h"
 #include "host/plan/plan.h"
+#include "host/platform/file_descriptor.h"
 #include "host/report/json_lines.h"
 
 namespace salvor {

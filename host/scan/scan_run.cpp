@@ -9,8 +9,8 @@
 
 #include "host/app/progress.h"
 #include "host/app/say.h"
-#include "host/app/stop_request.h"
 #include "host/plan/size_rules.h"
+#include "host/platform/stop_request.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

@@ -1,13 +1,24 @@
 #include "host/scan/scanners.h"
 
 #include <IRawFileTypeFactory.h>
-#include <strings.h>
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <new>
 #include <numeric>
+#include <string_view>
 
 namespace salvor {
+
+namespace {
+
+bool IsSameWord(std::string_view a, std::string_view b) {
+    return std::ranges::equal(a, b,
+                              [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
+}  // namespace
 
 ScannerPtr CreateScanner(std::int32_t type) {
     ScannerPtr scanner(GetRawFileTypeFactory()->Create(type));
@@ -30,10 +41,10 @@ std::vector<std::int32_t> TypesNamed(const std::string& word) {
         stop == end && error == std::errc() && index >= 0 && index < FileTypeCount) {
         return {index};
     }
-    const char* const extension = word.c_str() + (word.starts_with('.') ? 1 : 0);
+    const std::string_view extension = std::string_view(word).substr(word.starts_with('.') ? 1 : 0);
     std::vector<std::int32_t> types;
     for (std::int32_t type = 0; type < FileTypeCount; ++type) {
-        if (strcasecmp(extension, ExtensionOf(type)) == 0) {
+        if (IsSameWord(extension, ExtensionOf(type))) {
             types.push_back(type);
         }
     }

@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "host/app/progress.h"
-#include "host/app/stop_request.h"
+#include "host/platform/stop_request.h"
 #include "host/validate/outcomes_file.h"
 
 namespace salvor {

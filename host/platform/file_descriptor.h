@@ -1,12 +1,10 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <utility>
 
 namespace salvor {
 
-/// Owns a POSIX file descriptor; -1 is none.
+/// Owns a descriptor of the system for an open file, device or folder; -1 is none.
 class FileDescriptor {
 public:
     explicit FileDescriptor(int fd = -1) : fd_(fd) {}
@@ -15,17 +13,13 @@ public:
         std::swap(fd_, other.fd_);
         return *this;
     }
-    ~FileDescriptor() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
+    ~FileDescriptor() { Close(); }
 
     bool IsOpen() const { return fd_ >= 0; }
     int Get() const { return fd_; }
 
-    /// Closes now; false, with `errno` set, when the system reports a late write error.
-    bool Close() { return close(std::exchange(fd_, -1)) == 0; }
+    /// Closes now, if it is open; false, with the system's error set, for a write error that comes this late.
+    bool Close();
 
 private:
     int fd_;

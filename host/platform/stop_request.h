@@ -1,0 +1,12 @@
+#pragma once
+
+namespace salvor {
+
+/// Makes Ctrl-C, the end of the session and a request of the system to end ask for a clean stop. Asked for once more,
+/// the program ends at once, with status 130 and without another byte written to a file. A closed pipe and a file that
+/// grows too large become failed writes.
+void ListenForStop();
+
+bool StopRequested();
+
+}  // namespace salvor
