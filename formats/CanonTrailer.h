@@ -27,4 +27,15 @@ struct CanonTrailer {
         std::array<std::uint8_t, Mark.size()> footMark{};
         return ReadAt(file, foot, footMark) && footMark == Mark ? foot + FootBytes : end;
     }
+
+    /// The same for programs that append it later and put a byte in front of it if `end` is odd.
+    template <class File>
+    static std::int64_t EndBehindPadded(File& file, std::int64_t end) {
+        for (const std::int64_t start : {end, end + 1}) {
+            if (const std::int64_t behind = EndBehind(file, start); behind != start) {
+                return behind;
+            }
+        }
+        return end;
+    }
 };

@@ -31,6 +31,14 @@ struct BmpPicture {
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 
+/// Casio QV camera pictures: the areas that the header lists.
+struct CasioPicture {
+    /// The header and the first descriptor.
+    static constexpr std::size_t LeastHead = 22;
+    static bool IsHeader(ByteSpan sector);
+    static std::optional<WalkedFile> Walk(ByteWindow& file);
+};
+
 /// AutoCAD drawings: the section that the header puts last.
 struct DwgDrawing {
     static constexpr std::size_t LeastHead = 128;

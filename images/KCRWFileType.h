@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "formats/CanonHeap.h"
 #include "frame/read/Budget.h"
 #include "frame/scan/RememberingScanner.h"
 
@@ -11,8 +12,7 @@
 class KCRWFileType final : public RememberingScanner<KCRWFileType, Budget> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Crw];
-    /// Byte order, the heap's start, and the type of the container.
-    static constexpr auto Signature = PatternOf("II\x1A\0\0\0HEAPCCDR");
+    static constexpr auto Signature = CanonHeap::Signature;
     static constexpr std::size_t MinSectorBytes = 17;
     static constexpr std::int64_t MinReportLength = 512;
 

@@ -2,7 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cstdlib>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "formats/CanonHeap.h"
+#include "formats/CanonTrailer.h"
 #include "frame/bytes/FieldReader.h"
 #include "host/validate/broken.h"
 #include "host/validate/validator.h"
@@ -15,11 +23,33 @@ using namespace std::string_view_literals;
 
 constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 
+// Where zeros begin that go on to `end`; `end` itself if they are few. A dark picture
+// may end with some rows of zeros, but not with as many as an empty medium behind a file that lost its data.
+std::int64_t StartOfZeros(Place& file, std::int64_t start, std::int64_t end) {
+    constexpr std::int64_t shortRun = 0x8000;
+    std::int64_t at = end;
+    while (at > start) {
+        const std::int64_t from = std::max(start, at - static_cast<std::int64_t>(ByteWindow::PieceBytes));
+        const ByteSpan bytes = file.At(from, static_cast<std::size_t>(at - from));
+        const auto last = std::find_if(bytes.rbegin(), bytes.rend(), [](std::uint8_t byte) { return byte != 0; });
+        if (bytes.empty() || last != bytes.rend()) {
+            at -= std::distance(bytes.rbegin(), last);
+            break;
+        }
+        at = from;
+    }
+    return end - at < shortRun ? end : at;
+}
+
 // Sensor data from `start` on, which only the header's numbers measure: they end where another whole file begins.
 Finding Measured(Place& file, std::int64_t start, std::int64_t end, std::int32_t type) {
     const std::int64_t next = file.NextWhole(start);
     if (next < std::min(end, file.Limit())) {
         return {Verdict::Truncated, next, type, {}, "another whole file begins in the sensor's data"};
+    }
+    const std::int64_t shown = std::min(end, file.Limit());
+    if (const std::int64_t zeros = StartOfZeros(file, start, shown); zeros < shown) {
+        return {Verdict::Truncated, zeros, type, {}, "the sensor's data give way to zeros"};
     }
     if (end > file.Limit()) {
         return {Verdict::Truncated, file.Limit(), type, {}, "goes on behind the medium's end"};
@@ -35,6 +65,53 @@ constexpr std::size_t MrwHeaderBytes = 34;
 
 bool BeginsMrw(ByteSpan head) {
     return head.size() >= MrwHeaderBytes && StartsWith(head, MrwMark) && HasPatternAt(head, 8, DimensionsMark);
+}
+
+// Big-endian samples of 16 bits, of which the camera uses the low ones: the start of the sector with the first one that
+// is too large, or `end`.
+std::int64_t EndOfSamples(Place& file, std::int64_t start, std::int64_t end, unsigned usedBits) {
+    const auto unused = static_cast<std::uint8_t>(0xFFU << (usedBits - 8));
+    for (std::int64_t at = start; at + 1 < end;) {
+        const ByteSpan shown = file.From(at, 2);
+        const auto count = std::min(shown.size() / 2 * 2, static_cast<std::size_t>(end - at) / 2 * 2);
+        for (std::size_t i = 0; i < count; i += 2) {
+            if ((shown[i] & unused) != 0) {
+                const std::int64_t sample = at + static_cast<std::int64_t>(i);
+                return std::max(start, sample / file.SectorSize() * file.SectorSize());
+            }
+        }
+        if (count == 0) {
+            return at;
+        }
+        at += static_cast<std::int64_t>(count);
+    }
+    return end;
+}
+
+// Samples of 12 bits, two in three bytes. Neighbours of one colour, which stand two samples apart, differ by a third of
+// the range in bytes of any other kind, and by far less in any picture: where the first stretch of such bytes begins,
+// or `end`.
+std::int64_t EndOfPackedSamples(Place& file, std::int64_t start, std::int64_t end) {
+    constexpr std::size_t pairBytes = 3;
+    constexpr std::size_t pairs = 2048;
+    constexpr auto step = static_cast<std::int64_t>(pairBytes * pairs);
+    constexpr std::size_t foreignDifference = 1000;
+    for (std::int64_t at = start;; at += step) {
+        const ByteSpan bytes = end - at < step ? ByteSpan() : file.At(at, pairBytes * pairs);
+        if (bytes.empty()) {
+            return end;
+        }
+        std::size_t difference = 0;
+        int before = bytes[0] << 4 | bytes[1] >> 4;
+        for (std::size_t i = pairBytes; i < bytes.size(); i += pairBytes) {
+            const int sample = bytes[i] << 4 | bytes[i + 1] >> 4;
+            difference += static_cast<std::size_t>(std::abs(sample - before));
+            before = sample;
+        }
+        if (difference > pairs * foreignDifference) {
+            return at;
+        }
+    }
 }
 
 Finding ValidateMrw(Place& file) {
@@ -60,7 +137,140 @@ Finding ValidateMrw(Place& file) {
     if (at != data) {
         return BrokenAt(file, std::min(at, data), std::min(at, data), FileTypeIndex::Mrw, "blocks of the header");
     }
-    return Measured(file, data + 1, data + (pixels * bits + 7) / 8, FileTypeIndex::Mrw);
+    const std::int64_t end = data + (pixels * bits + 7) / 8;
+    const std::int64_t shown = std::min(end, file.Limit());
+    const unsigned sampleBits = header[33];
+    const bool isPacked = bits == 12;
+    const bool hasUnusedBits = bits == 16 && sampleBits >= 8 && sampleBits < 16;
+    const std::int64_t right = isPacked        ? EndOfPackedSamples(file, data, shown)
+                               : hasUnusedBits ? EndOfSamples(file, data, shown, sampleBits)
+                                               : shown;
+    if (right < std::min(shown, file.NextWhole(data))) {
+        return {Verdict::Truncated, right, FileTypeIndex::Mrw, {}, "the sensor's data give way to other bytes"};
+    }
+    return Measured(file, data, end, FileTypeIndex::Mrw);
+}
+
+// Canon before CR2: the outer directory, which ends the file, and the heaps in the outer heap.
+bool BeginsCrw(ByteSpan head) { return StartsWith(head, CanonHeap::Signature); }
+
+// Does its own directory stand at a heap's end, with values that lie in front of it? Heaps in it are pushed on
+// `waiting`.
+using HeapExtent = std::pair<std::int64_t, std::int64_t>;
+bool IsHeapSound(Place& file, const HeapExtent& heap, std::vector<HeapExtent>& waiting) {
+    constexpr auto ownOffsetBytes = static_cast<std::int64_t>(CanonHeap::OwnOffsetBytes);
+    const auto [start, end] = heap;
+    FieldReader own(file, end - ownOffsetBytes);
+    const std::int64_t directory = own.Little<std::uint32_t>();
+    FieldReader fields(file, start + directory);
+    const auto count = fields.Little<std::uint16_t>();
+    const auto bytes = static_cast<std::int64_t>(CanonHeap::DirectoryBytes(count));
+    if (own.IsBroken() || fields.IsBroken() || start + directory + bytes > end) {
+        return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        const ByteSpan entryBytes = fields.Take(CanonHeap::EntryBytes);
+        if (entryBytes.empty()) {
+            return false;
+        }
+        const CanonHeap::Entry entry = CanonHeap::EntryAt(entryBytes, 0);
+        if (!entry.IsInHeap()) {
+            continue;
+        }
+        const std::int64_t valueEnd = std::int64_t{entry.offset} + entry.size;
+        if (valueEnd > directory) {
+            return false;
+        }
+        if (entry.IsHeap()) {
+            waiting.emplace_back(start + entry.offset, start + valueEnd);
+        }
+    }
+    return true;
+}
+
+// Heaps in heaps get smaller, but two entries may name the same one.
+bool AreHeapsSound(Place& file, std::int64_t end) {
+    constexpr int mostHeaps = 256;
+    std::vector<HeapExtent> waiting{{CanonHeap::Start, end}};
+    for (int heaps = 0; !waiting.empty(); ++heaps) {
+        const HeapExtent heap = waiting.back();
+        waiting.pop_back();
+        if (heaps == mostHeaps || !IsHeapSound(file, heap, waiting)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+Finding ValidateCrw(Place& file) {
+    // The cameras write 2 to 12 MiB a picture.
+    const std::int64_t searched = std::min(file.Limit(), std::int64_t{64} << 20);
+    // A directory may straddle two pieces.
+    constexpr auto step = static_cast<std::int64_t>(ByteWindow::PieceBytes - CanonHeap::MostDirectoryBytes);
+    const auto accepts = [](const CanonHeap::Contents& contents) {
+        return contents.hasProperties && (contents.hasPicture || contents.hasThumbnail);
+    };
+    for (std::int64_t at = 0; at < searched && !file.IsExhausted(); at += step) {
+        const ByteSpan bytes = file.From(at, ByteWindow::PieceBytes);
+        const auto root = CanonHeap::FindRoot(bytes, at, accepts, [] {});
+        if (!root) {
+            continue;
+        }
+        const std::int64_t heapEnd = at + static_cast<std::int64_t>(root->end);
+        const std::int64_t end = CanonTrailer::EndBehindPadded(file, heapEnd);
+        return AreHeapsSound(file, heapEnd)
+                   ? Finding{Verdict::Whole, end, FileTypeIndex::Crw, {}, "its directories are sound"}
+                   : Finding{Verdict::Damaged, end, FileTypeIndex::Crw, {}, "the camera's settings are overwritten"};
+    }
+    return {Verdict::Truncated, std::min(file.NextWhole(0), searched), FileTypeIndex::Crw, {}, "no directory ends it"};
+}
+
+// Rollei: lines of text that name the place and the sides of a thumbnail of 16 bits a pixel, and of the sensor's data
+// of 10, which follow it.
+constexpr auto RdcMark = PatternOf("DSC-Image");
+constexpr BytePattern RdcHeaderEnd = BytePatternOf<"EOHD">();
+constexpr std::size_t LongestRdcHeader = 0x1000;
+
+bool BeginsRdc(ByteSpan head) { return StartsWith(head, RdcMark); }
+
+// The number of the line "name=number"; 0 if there is none.
+std::int64_t RdcNumber(std::string_view header, std::string_view name) {
+    for (std::size_t at = header.find(name); at != std::string_view::npos; at = header.find(name, at + 1)) {
+        std::string_view line = header.substr(at + name.size());
+        line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+        const char before = at == 0 ? '\n' : header[at - 1];
+        if ((before != '\n' && before != '\r') || !line.starts_with('=')) {
+            continue;
+        }
+        line.remove_prefix(1);
+        line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+        std::uint32_t number = 0;
+        std::from_chars(line.data(), line.data() + line.size(), number);
+        return number;
+    }
+    return 0;
+}
+
+Finding ValidateRdc(Place& file) {
+    const ByteSpan bytes = file.From(0, LongestRdcHeader);
+    const auto most = static_cast<std::int64_t>(std::min(bytes.size(), LongestRdcHeader));
+    const std::optional<std::int64_t> headerEnd = file.Find(RdcHeaderEnd, 0, most);
+    if (!headerEnd) {
+        return {.why = "its header has no end"};
+    }
+    const ByteSpan headerBytes = file.At(0, static_cast<std::size_t>(*headerEnd));
+    const std::string header(headerBytes.begin(), headerBytes.end());
+    constexpr std::int64_t longestSide = 0x4000;
+    const std::int64_t thumbnail = RdcNumber(header, "HDR");
+    const std::int64_t thumbnailPixels = RdcNumber(header, "TX") * RdcNumber(header, "TY");
+    const std::int64_t width = RdcNumber(header, "X");
+    const std::int64_t height = RdcNumber(header, "Y");
+    if (thumbnail <= *headerEnd || width < 1 || width > longestSide || height < 1 || height > longestSide ||
+        thumbnailPixels > width * height) {
+        return {Verdict::Damaged, *headerEnd, FileTypeIndex::Rdc, {}, "its header names no picture"};
+    }
+    const std::int64_t sensor = thumbnail + thumbnailPixels * 2;
+    return Measured(file, thumbnail, sensor + width * height * 10 / 8, FileTypeIndex::Rdc);
 }
 
 // Fujifilm: a header that lists offset and length of the pieces, big-endian.
@@ -190,15 +400,37 @@ Finding ValidateAbr(Place& file) {
     return {isWhole ? Verdict::Whole : Verdict::Open, end, FileTypeIndex::Abr, {}, "blocks of brushes"};
 }
 
+constexpr StartSignature CrwStarts[] = {{"HEAPCCDR", 6}};
+constexpr StartSignature RdcStarts[] = {{"DSC-Image"}};
 constexpr StartSignature MrwStarts[] = {{"\0MRM"sv}};
 constexpr StartSignature RafStarts[] = {{"FUJIFILMCCD-RAW "}};
 constexpr StartSignature X3fStarts[] = {{"FOVb"}};
 constexpr StartSignature AbrStarts[] = {{"8BIM", 4}};
+constexpr std::int32_t CrwTypes[] = {FileTypeIndex::Crw};
+constexpr std::int32_t RdcTypes[] = {FileTypeIndex::Rdc};
 constexpr std::int32_t MrwTypes[] = {FileTypeIndex::Mrw};
 constexpr std::int32_t RafTypes[] = {FileTypeIndex::Raf};
 constexpr std::int32_t X3fTypes[] = {FileTypeIndex::X3f};
 
 }  // namespace
+
+/// Canon's raws from before CR2. Source: Canon, CIFF Specification on Image Data File, version 1.0.
+extern const Validator CrwValidator;
+const Validator CrwValidator{.name = "crw",
+                             .phase = Validator::Phase::Bounded,
+                             .starts = CrwStarts,
+                             .begins = BeginsCrw,
+                             .validate = ValidateCrw,
+                             .types = CrwTypes};
+
+/// Rollei's raws. No document describes the format.
+extern const Validator RdcValidator;
+const Validator RdcValidator{.name = "rdc",
+                             .phase = Validator::Phase::Bounded,
+                             .starts = RdcStarts,
+                             .begins = BeginsRdc,
+                             .validate = ValidateRdc,
+                             .types = RdcTypes};
 
 /// Minolta's raws. No document describes the format.
 extern const Validator MrwValidator;

@@ -10,7 +10,9 @@ extern const Validator BmpValidator;
 extern const Validator BookmarkValidator;
 extern const Validator BoxValidator;
 extern const Validator CabinetValidator;
+extern const Validator CasioValidator;
 extern const Validator CompoundValidator;
+extern const Validator CrwValidator;
 extern const Validator CurValidator;
 extern const Validator DbxValidator;
 extern const Validator DwgValidator;
@@ -41,6 +43,7 @@ extern const Validator PstValidator;
 extern const Validator QuarkValidator;
 extern const Validator RafValidator;
 extern const Validator RarValidator;
+extern const Validator RdcValidator;
 extern const Validator RealMediaValidator;
 extern const Validator RiffValidator;
 extern const Validator SevenZipValidator;
@@ -90,9 +93,11 @@ std::span<const Validator* const> Validators() {
         &MailValidator,
         &GifValidator,
         &TiffValidator,
+        &CrwValidator,
         &MrwValidator,
         &RafValidator,
         &X3fValidator,
+        &RdcValidator,
         &AbrValidator,
         &QuarkValidator,
         &WordPerfectValidator,
@@ -100,6 +105,7 @@ std::span<const Validator* const> Validators() {
         &XcfValidator,
         &PspValidator,
         &MayaValidator,
+        &CasioValidator,
         &DwgValidator,
         &EmfValidator,
         &IccValidator,

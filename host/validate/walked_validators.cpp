@@ -129,6 +129,7 @@ struct Icons {
 };
 
 constexpr StartSignature BmpStarts[] = {{"BM"}};
+constexpr StartSignature CasioStarts[] = {{"\x07\x20MM"}};
 constexpr StartSignature CurStarts[] = {{"\0\0\2\0"sv}};
 constexpr StartSignature DwgStarts[] = {{"AC10"}, {"AC1."}, {"AC2."}};
 constexpr StartSignature DxfStarts[] = {{"  0\r\nSECTION"},
@@ -159,10 +160,12 @@ constexpr StartSignature XcfStarts[] = {{"gimp xcf "}};
 }  // namespace
 
 // Their walks are declared, with what they follow, where the scanners share them.
-extern const Validator BmpValidator, CurValidator, DwgValidator, DxfValidator, EmfValidator, GifValidator, IccValidator,
-    IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator, WmfValidator, XcfValidator;
+extern const Validator BmpValidator, CasioValidator, CurValidator, DwgValidator, DxfValidator, EmfValidator,
+    GifValidator, IccValidator, IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator,
+    WmfValidator, XcfValidator;
 
 constinit const Validator BmpValidator = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts, Verdict::Open>::Named("bmp");
+constinit const Validator CasioValidator = Walked<CasioPicture, FileTypeIndex::Cam, CasioStarts>::Named("cam");
 constinit const Validator CurValidator =
     Walked<Icons<IconDirectory::Kind::Cursor>, FileTypeIndex::Cur, CurStarts>::Named("cur");
 constinit const Validator DwgValidator = Walked<DwgDrawing, FileTypeIndex::Dwg, DwgStarts>::Named("dwg");

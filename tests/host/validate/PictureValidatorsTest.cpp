@@ -127,7 +127,8 @@ Bytes WithNumbers(std::string_view text, std::initializer_list<std::pair<std::si
 TEST(PictureValidators, RawsEndBeforeTheNextWholeFile) {
     // A block of 24 bytes, 64 by 32 pixels of 16 bits.
     const std::string_view mark("\0MRM\0\0\0\x20\0PRD", 12);
-    const Bytes minolta = WithNumbers(mark, {{12, 24}, {24, 32U << 16U | 64U}, {32, 16U << 24U}}, 40 + 4096);
+    Bytes minolta = WithNumbers(mark, {{12, 24}, {24, 32U << 16U | 64U}, {32, 16U << 24U}}, 40);
+    minolta.resize(40 + 4096, 0x5A);
     const Finding whole = FindingOf("mrw", minolta, Pattern(4096));
     EXPECT_EQ(whole.verdict, Verdict::Whole);
     EXPECT_EQ(whole.size, 40 + 4096);
@@ -137,6 +138,59 @@ TEST(PictureValidators, RawsEndBeforeTheNextWholeFile) {
     const Bytes fuji =
         WithNumbers("FUJIFILMCCD-RAW ", {{84, 148}, {88, 100}, {100, 300}, {104, 900}, {148, 0xFFD8FFE0}}, 1200);
     EXPECT_EQ(FindingOf("raf", fuji, Pattern(4096)).size, 1200);
+}
+
+Bytes SmoothSensorData(std::size_t pairs) {
+    Bytes packed;
+    for (std::size_t i = 0; i < pairs; ++i) {
+        packed.insert(packed.end(), {static_cast<std::uint8_t>(0x40 + i % 9), 0x53, static_cast<std::uint8_t>(i)});
+    }
+    return packed;
+}
+
+// What is left of a raw whose sensor data were dropped ends with its header, whatever stands behind that.
+TEST(PictureValidators, StrippedRawsEndWhereTheirDataDo) {
+    // 256 by 128 pixels of 12 bits.
+    Bytes minolta =
+        WithNumbers({"\0MRM\0\0\0\x20\0PRD", 12}, {{12, 24}, {24, 128U << 16U | 256U}, {32, 0x0C0C5200}}, 40);
+    EXPECT_EQ(FindingOf("mrw", minolta, Pattern(60000)).size, 40);
+    EXPECT_EQ(FindingOf("mrw", minolta, Bytes(60000)).verdict, Verdict::Truncated);
+    const Bytes data = SmoothSensorData(64 * 256);
+    minolta.insert(minolta.end(), data.begin(), data.end());
+    const Finding whole = FindingOf("mrw", minolta, Pattern(60000));
+    EXPECT_EQ(whole.verdict, Verdict::Whole);
+    EXPECT_EQ(whole.size, static_cast<std::int64_t>(minolta.size()));
+
+    // A thumbnail of 40 by 30, 200 by 100 pixels.
+    const std::string_view lines = "DSC-Image\r\nHDR=512\r\nTX =40\r\nTY =30\r\nX  =200\r\nY  =100\r\nEOHD\r\n";
+    Bytes rollei(lines.begin(), lines.end());
+    rollei.resize(512, ' ');
+    EXPECT_EQ(FindingOf("rdc", rollei, Bytes(60000)).size, 512);
+    rollei.resize(512 + 40 * 30 * 2 + 200 * 100 * 10 / 8, 0x5A);
+    EXPECT_EQ(FindingOf("rdc", rollei, Bytes(60000)).verdict, Verdict::Whole);
+    EXPECT_EQ(FindingOf("rdc", rollei, Pattern(60000)).size, static_cast<std::int64_t>(rollei.size()));
+}
+
+// The outer directory stands at the end and knows its own place; one of an inner heap counts from elsewhere.
+TEST(PictureValidators, CrwIsWholeWithAllItsDirectories) {
+    using ::test::PutNumber;
+    Bytes file = Pattern(26 + 3000);
+    std::copy_n("II\x1A\0\0\0HEAPCCDR", 14, file.begin());
+    // An inner heap of 100 bytes with one value in 80.
+    const auto put = [&file](std::size_t at, std::initializer_list<std::pair<std::uint32_t, int>> fields) {
+        for (const auto& [number, width] : fields) {
+            file.resize(std::max(file.size(), at + static_cast<std::size_t>(width)));
+            PutNumber(file, at, number, static_cast<std::size_t>(width));
+            at += static_cast<std::size_t>(width);
+        }
+    };
+    put(26 + 2900 + 84, {{1, 2}, {0x0805, 2}, {80, 4}, {0, 4}, {84, 4}});
+    put(26 + 3000, {{2, 2}, {0x2005, 2}, {2900, 4}, {0, 4}, {0x300A, 2}, {100, 4}, {2900, 4}, {3000, 4}});
+    const Finding whole = FindingOf("crw", file, Pattern(9000));
+    EXPECT_EQ(whole.verdict, Verdict::Whole) << whole.why;
+    EXPECT_EQ(whole.size, static_cast<std::int64_t>(file.size()));
+    put(26 + 2900 + 84, {{1, 2}, {0x0805, 2}, {85, 4}});
+    EXPECT_EQ(FindingOf("crw", file, Pattern(9000)).verdict, Verdict::Damaged);
 }
 
 // A directory of one section ends the file and knows its own place; others before it do not.

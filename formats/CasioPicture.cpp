@@ -1,5 +1,4 @@
-#include "images/KCAMFileType.h"
-
+#include "formats/PictureWalks.h"
 #include "frame/bytes/FieldReader.h"
 
 namespace {
@@ -26,7 +25,7 @@ struct Area {
     bool IsPicture() const { return id == StrippedJpeg || id == EarlyJpeg || id == Jpeg; }
 };
 
-bool IsSound(FileWindow& file, const Area& area, std::int64_t offset) {
+bool IsSound(ByteWindow& file, const Area& area, std::int64_t offset) {
     if (area.id == EarlyJpeg || area.id == Jpeg) {
         return StartsWith(file.At(offset, JpegStart.size()), JpegStart);
     }
@@ -44,18 +43,12 @@ bool IsSound(FileWindow& file, const Area& area, std::int64_t offset) {
 
 }  // namespace
 
-std::int32_t KCAMFileType::Reset() {
-    const std::int32_t result = WalkingScanner::Reset();
-    run_.maxSize = Identity.largestSize;
-    return result;
-}
-
-bool KCAMFileType::IsHeader(ByteSpan sector) {
+bool CasioPicture::IsHeader(ByteSpan sector) {
     const auto areas = LoadBig<std::uint16_t>(sector, CountOffset);
     return areas >= 1 && areas <= MostAreas;
 }
 
-std::optional<std::int64_t> KCAMFileType::Walk(FileWindow& file) {
+std::optional<WalkedFile> CasioPicture::Walk(ByteWindow& file) {
     FieldReader fields(file, CountOffset);
     const auto areas = fields.Big<std::uint16_t>();
     std::int64_t end = FirstDescriptor + std::int64_t{16} * areas;
@@ -72,5 +65,5 @@ std::optional<std::int64_t> KCAMFileType::Walk(FileWindow& file) {
         hasPicture = hasPicture || (area.IsPicture() && area.length >= 256);
         end += area.length;
     }
-    return hasPicture && end <= file.Limit() ? std::optional(end) : std::nullopt;
+    return hasPicture && end <= file.Limit() ? std::optional(WalkedFile{end}) : std::nullopt;
 }
