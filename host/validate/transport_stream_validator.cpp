@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bitset>
 #include <optional>
+#include <string_view>
 
 #include "host/validate/broken.h"
 #include "host/validate/validator.h"
@@ -10,6 +11,8 @@
 namespace salvor {
 
 namespace {
+
+using namespace std::string_view_literals;
 
 constexpr std::uint8_t SyncByte = 0x47;
 constexpr std::int64_t PacketBytes = 188;
@@ -45,7 +48,20 @@ std::optional<Packet> ReadPacket(ByteSpan bytes) {
                   .isSound = control != 0 || ((bytes[1] & 0x1FU) == 0x1F && bytes[2] == 0xFF)};
 }
 
-// Does a packet of the first program hold the list of programs?
+// Of a table, its own checksum included, which makes it 0: polynomial 04C11DB7h, all ones at first.
+std::uint32_t TableChecksum(ByteSpan table) {
+    std::uint32_t sum = 0xFFFFFFFF;
+    for (const std::uint8_t byte : table) {
+        sum ^= std::uint32_t{byte} << 24U;
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = (sum << 1U) ^ ((sum & 0x80000000U) != 0 ? 0x04C11DB7U : 0U);
+        }
+    }
+    return sum;
+}
+
+// Does a packet of the first program hold the list of programs? The checksum of a list that goes on in the next packet
+// is not looked at.
 bool HoldsProgramList(ByteSpan packet) {
     std::size_t at = HeaderBytes;
     if ((packet[3] & 0x20U) != 0) {
@@ -60,7 +76,9 @@ bool HoldsProgramList(ByteSpan packet) {
         return false;
     }
     const unsigned length = (packet[at + 1] & 0xFU) << 8U | packet[at + 2];
-    return length >= 9 && length <= 1021 && (length - 9) % 4 == 0;
+    const std::size_t tableBytes = std::size_t{3} + length;
+    return length >= 9 && length <= 1021 && (length - 9) % 4 == 0 &&
+           (at + tableBytes > packet.size() || TableChecksum(packet.subspan(at, tableBytes)) == 0);
 }
 
 class TransportWalk {
@@ -178,15 +196,24 @@ Finding ValidateTransportStream(Place& file) {
     return {};
 }
 
+// A first packet that begins the list of programs or, as some writers have it, the description of the services, with
+// any counter and nothing scrambled; the stamp may stand in front of it. A sync byte alone would be no signature.
+constexpr std::string_view ProgramsFirst = "\x47\x40\0\x10"sv;
+constexpr std::string_view ServicesFirst = "\x47\x40\x11\x10"sv;
+constexpr std::string_view FirstPacketMask = "\xFF\xFF\xFF\xD0"sv;
+constexpr StartSignature Starts[] = {{ProgramsFirst, 0, FirstPacketMask},
+                                     {ServicesFirst, 0, FirstPacketMask},
+                                     {ProgramsFirst, 4, FirstPacketMask},
+                                     {ServicesFirst, 4, FirstPacketMask}};
+
 constexpr std::int32_t Types[] = {FileTypeIndex::Mts};
 
 }  // namespace
 
-/// MPEG transport streams. They are found by the scanner alone: a sync byte is no signature. Source:
-/// ISO/IEC 13818-1, section 2.4.3.
+/// MPEG transport streams. Source: ISO/IEC 13818-1, sections 2.4.3 and 2.4.4.
 extern const Validator TransportStreamValidator;
 const Validator TransportStreamValidator{.name = "transport",
-                                         .starts = {},
+                                         .starts = Starts,
                                          .begins = BeginsTransportStream,
                                          .validate = ValidateTransportStream,
                                          .types = Types};

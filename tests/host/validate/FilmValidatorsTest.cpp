@@ -206,14 +206,16 @@ TEST(StreamPacketValidators, FollowPacketsToTheLast) {
         EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size())) << name;
     }
     ExpectWhole("program", Joined({Sample("stream.vob"), {0, 0, 1, 0xB9}}), "end code");
-    // Without the list of programs it is the rest of a stream.
-    Bytes piece = Sample("stream.ts");
-    for (std::size_t packet = 0; packet < piece.size(); packet += 188) {
-        if ((piece[packet + 1] & 0x1F) == 0 && piece[packet + 2] == 0) {
-            piece[packet + 2] = 1;
+    // Without the list of programs, or with a wrong checksum in it, it is the rest of a stream.
+    for (const std::size_t changed : {2U, 9U}) {
+        Bytes piece = Sample("stream.ts");
+        for (std::size_t packet = 0; packet < piece.size(); packet += 188) {
+            if ((piece[packet + 1] & 0x1F) == 0 && piece[packet + 2] == 0) {
+                piece[packet + changed] ^= 1U;
+            }
         }
+        EXPECT_EQ(FindingOf("transport", piece, Pattern(70000)).verdict, Verdict::NoFile) << changed;
     }
-    EXPECT_EQ(FindingOf("transport", piece, Pattern(70000)).verdict, Verdict::NoFile);
 }
 
 TEST(VegasValidator, TilesTheOutermostChunk) {

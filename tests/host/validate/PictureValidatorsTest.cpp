@@ -161,12 +161,12 @@ TEST(PictureValidators, StrippedRawsEndWhereTheirDataDo) {
     EXPECT_EQ(whole.verdict, Verdict::Whole);
     EXPECT_EQ(whole.size, static_cast<std::int64_t>(minolta.size()));
 
-    // A thumbnail of 40 by 30, 200 by 100 pixels.
-    const std::string_view lines = "DSC-Image\r\nHDR=512\r\nTX =40\r\nTY =30\r\nX  =200\r\nY  =100\r\nEOHD\r\n";
+    // A thumbnail of 40 by 30, 300 by 200 pixels.
+    const std::string_view lines = "DSC-Image\r\nHDR=512\r\nTX =40\r\nTY =30\r\nX  =300\r\nY  =200\r\nEOHD\r\n";
     Bytes rollei(lines.begin(), lines.end());
     rollei.resize(512, ' ');
     EXPECT_EQ(FindingOf("rdc", rollei, Bytes(60000)).size, 512);
-    rollei.resize(512 + 40 * 30 * 2 + 200 * 100 * 10 / 8, 0x5A);
+    rollei.resize(512 + 40 * 30 * 2 + 300 * 200 * 10 / 8, 0x5A);
     EXPECT_EQ(FindingOf("rdc", rollei, Bytes(60000)).verdict, Verdict::Whole);
     EXPECT_EQ(FindingOf("rdc", rollei, Pattern(60000)).size, static_cast<std::int64_t>(rollei.size()));
 }
