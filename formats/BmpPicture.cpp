@@ -179,7 +179,9 @@ std::optional<WalkedFile> BmpPicture::Measure(ByteSpan head) {
     if (*needed > LargestUnconfirmed && !isConfirmed) {
         return std::nullopt;
     }
-    return WalkedFile{isConfirmed ? std::int64_t{bitmap.declaredSize} : *needed, isConfirmed};
+    // Writers that get the file's size wrong, or leave it out, may know that of the pixels.
+    const bool isPixelSizeRight = HasRawSize(bitmap) && bitmap.imageSize == bitmap.RawBytes();
+    return WalkedFile{isConfirmed ? std::int64_t{bitmap.declaredSize} : *needed, isConfirmed || isPixelSizeRight};
 }
 
 std::optional<WalkedFile> BmpPicture::Walk(ByteWindow& file) {

@@ -7,6 +7,7 @@
 #include "host/validate/broken.h"
 #include "host/validate/inflate.h"
 #include "host/validate/lzw.h"
+#include "host/validate/text_bytes.h"
 #include "host/validate/validator.h"
 
 namespace salvor {
@@ -73,6 +74,22 @@ struct Walked {
     }
 };
 
+// Some tools leave a line end behind the picture. It shows in front of the zeros that fill the sector.
+std::int64_t BehindLineEnd(Place& file, std::int64_t end) {
+    const std::int64_t left = (file.SectorSize() - end % file.SectorSize()) % file.SectorSize();
+    const ByteSpan rest = left < 2 ? ByteSpan() : file.At(end, static_cast<std::size_t>(left));
+    const bool hasLineEnd = !rest.empty() && rest[0] == '\n' && IsZeroFrom(rest, 1);
+    return hasLineEnd ? end + 1 : end;
+}
+
+Finding ValidateBmp(Place& file) {
+    Finding finding = FindingOf(file, BmpPicture::Walk(file), FileTypeIndex::Bmp, Verdict::Open);
+    if (finding.verdict == Verdict::Whole || finding.verdict == Verdict::Open) {
+        finding.size = BehindLineEnd(file, finding.size);
+    }
+    return finding;
+}
+
 // The codes of an image, which lie in blocks with their length in front. Enough pixels come of sound ones.
 bool IsImageSound(ByteWindow& file, const GifPicture::Image& image) {
     constexpr unsigned mostSymbolBits = 11;
@@ -132,18 +149,6 @@ constexpr StartSignature BmpStarts[] = {{"BM"}};
 constexpr StartSignature CasioStarts[] = {{"\x07\x20MM"}};
 constexpr StartSignature CurStarts[] = {{"\0\0\2\0"sv}};
 constexpr StartSignature DwgStarts[] = {{"AC10"}, {"AC1."}, {"AC2."}};
-constexpr StartSignature DxfStarts[] = {{"  0\r\nSECTION"},
-                                        {"  0\nSECTION"},
-                                        {"0\r\nSECTION"},
-                                        {"0\nSECTION"},
-                                        {"999"},
-                                        {"AutoCAD Binary DXF\r\n\x1A\0"sv},
-                                        {"  999"},
-                                        {"\xEF\xBB\xBF"
-                                         "0"},
-                                        {"\xEF\xBB\xBF  0"},
-                                        {" 0\nSECTION"},
-                                        {" 0\r\nSECTION"}};
 constexpr StartSignature EmfStarts[] = {{" EMF", 40}};
 constexpr StartSignature GifStarts[] = {{"GIF87a"}, {"GIF89a"}};
 constexpr StartSignature IccStarts[] = {{"acsp", 36}};
@@ -160,16 +165,19 @@ constexpr StartSignature XcfStarts[] = {{"gimp xcf "}};
 }  // namespace
 
 // Their walks are declared, with what they follow, where the scanners share them.
-extern const Validator BmpValidator, CasioValidator, CurValidator, DwgValidator, DxfValidator, EmfValidator,
-    GifValidator, IccValidator, IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator,
-    WmfValidator, XcfValidator;
+extern const Validator BmpValidator, CasioValidator, CurValidator, DwgValidator, EmfValidator, GifValidator,
+    IccValidator, IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator, WmfValidator,
+    XcfValidator;
 
-constinit const Validator BmpValidator = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts, Verdict::Open>::Named("bmp");
+constinit const Validator BmpValidator{.name = "bmp",
+                                       .starts = BmpStarts,
+                                       .begins = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts>::Begins,
+                                       .validate = ValidateBmp,
+                                       .types = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts>::Types};
 constinit const Validator CasioValidator = Walked<CasioPicture, FileTypeIndex::Cam, CasioStarts>::Named("cam");
 constinit const Validator CurValidator =
     Walked<Icons<IconDirectory::Kind::Cursor>, FileTypeIndex::Cur, CurStarts>::Named("cur");
 constinit const Validator DwgValidator = Walked<DwgDrawing, FileTypeIndex::Dwg, DwgStarts>::Named("dwg");
-constinit const Validator DxfValidator = Walked<DxfDrawing, FileTypeIndex::Dxf, DxfStarts, Verdict::Open>::Named("dxf");
 constinit const Validator EmfValidator = Walked<EmfDrawing, FileTypeIndex::Emf, EmfStarts>::Named("emf");
 constinit const Validator GifValidator{.name = "gif",
                                        .starts = GifStarts,

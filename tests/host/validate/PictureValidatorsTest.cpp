@@ -193,6 +193,30 @@ TEST(PictureValidators, CrwIsWholeWithAllItsDirectories) {
     EXPECT_EQ(FindingOf("crw", file, Pattern(9000)).verdict, Verdict::Damaged);
 }
 
+// Bytes of others stand right behind the last word, or what tools leave there in front of the zeros of the last sector.
+TEST(PictureValidators, DrawingsAndBitmapsEndWithTheirLastByte) {
+    const std::string text = "  0\nSECTION\n  2\nENTITIES\n  0\nPOINT\n  8\n0\n  0\nENDSEC\n  0\nEOF";
+    for (const auto& [tail, behind] : {std::pair{"", Pattern(9000)},
+                                       {"\n", Pattern(9000)},
+                                       {"\n\n", Bytes(9000)},
+                                       {"\r\n\x1A", Pattern(9000)},
+                                       {"\n999\nlast\n", Bytes(9000)}}) {
+        const std::string drawing = text + tail;
+        const Finding finding = FindingOf("dxf", {drawing.begin(), drawing.end()}, behind);
+        EXPECT_EQ(finding.verdict, Verdict::Whole) << finding.why;
+        EXPECT_EQ(finding.size, static_cast<std::int64_t>(drawing.size()));
+    }
+    Bytes bitmap = Sample("rgb24.bmp");
+    bitmap.push_back('\n');
+    EXPECT_EQ(FindingOf("bmp", bitmap, Bytes(9000)).size, static_cast<std::int64_t>(bitmap.size()));
+    EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).size, static_cast<std::int64_t>(bitmap.size()) - 1);
+    // Without the file's size that of the pixels vouches.
+    std::fill_n(bitmap.begin() + 2, 4, std::uint8_t{0});
+    EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).verdict, Verdict::Whole);
+    std::fill_n(bitmap.begin() + 34, 4, std::uint8_t{0});
+    EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).verdict, Verdict::Open);
+}
+
 // A directory of one section ends the file and knows its own place; others before it do not.
 TEST(PictureValidators, X3fEndsWithItsDirectory) {
     Bytes file = Pattern(5000);
