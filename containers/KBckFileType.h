@@ -15,5 +15,7 @@ public:
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
 
+    static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+
     static bool IsHeader(const Candidate& candidate);
 };

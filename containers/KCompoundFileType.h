@@ -34,6 +34,7 @@ public:
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
+    bool RestsAt(std::int64_t /*nextSector*/) const { return budget_.IsAtRest(); }
 
 private:
     static constexpr std::int64_t FirstBlockKey = 0;

@@ -25,6 +25,8 @@ public:
     void SetMaxFileSize(std::int64_t size) override { run_.maxSize = size; }
     /// Reports nothing to the sink; use `ScanForKind`.
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    /// The kind is undecided whenever no archive is open.
+    bool RestsAt(std::int64_t /*nextSector*/) const { return run_.inFile == 0 && waiting_.empty(); }
 
 private:
     static constexpr std::int64_t NoBlockYet = -1;

@@ -30,6 +30,7 @@ public:
         trail_.EnterBlock(block);
         budget_.EnterBlock(block);
     }
+    bool IsAtRest() const { return budget_.IsAtRest(); }
 
     /// The archive that begins at a sector that starts with a whole local header. Nothing if the records do not lead to
     /// an end, if the first central header does not point at a matching local header, if the records before the last

@@ -18,6 +18,7 @@ public:
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
     /// Reports nothing to the sink; use `ScanForKind`.
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    bool RestsAt(std::int64_t /*nextSector*/) const { return walk_.IsAtRest(); }
 
 private:
     static constexpr std::int64_t NoBlockYet = -1;

@@ -80,6 +80,14 @@ void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     });
 }
 
+// Sectors have 512 bytes or more, so no message that begins at `nextSector` can end in the last one. Beyond the size of
+// any file, the sum of the bytes might wrap around.
+bool KEMLFileType::RestsAt(std::int64_t nextSector) const {
+    constexpr std::int64_t largestFile = std::int64_t{1} << 48;
+    return ends_.IsAtRest() &&
+           (lastSize_ <= 0 || (lastSize_ < largestFile && nextSector - lastStart_ > lastSize_ / MinSectorBytes));
+}
+
 // The start is compared as if the last message's bytes were sectors; the end decides.
 bool KEMLFileType::LiesInLast(std::int64_t startSector, std::int64_t size, std::int32_t sectorSize) const {
     const std::uint64_t distance = static_cast<std::uint64_t>(startSector) - static_cast<std::uint64_t>(lastStart_);

@@ -14,6 +14,7 @@ public:
     /// The last reported message is kept.
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    bool RestsAt(std::int64_t nextSector) const;
 
 private:
     static bool IsHeader(ByteSpan sector);

@@ -212,19 +212,28 @@ std::int32_t KHTMLFileType::Reset() {
     return WalkingScanner::Reset();
 }
 
+bool KHTMLFileType::RestsAt(std::int64_t nextSector) const {
+    return OffsetOf(nextSector) >= followed_.End() && WalkingScanner::RestsAt(nextSector);
+}
+
+std::int64_t KHTMLFileType::OffsetOf(std::int64_t sector) const {
+    const std::uint64_t sectors =
+        static_cast<std::uint64_t>(sector) - static_cast<std::uint64_t>(followed_.startSector);
+    const bool isNear = sectors <= static_cast<std::uint64_t>(WalkLimit);
+    return isNear ? static_cast<std::int64_t>(sectors) * sectorSize_ : MarkupReader::NoLimit;
+}
+
 std::optional<std::int64_t> KHTMLFileType::Measure(const Candidate& candidate) {
     startSector_ = candidate.startSector;
-    const std::uint64_t sectors =
-        static_cast<std::uint64_t>(startSector_) - static_cast<std::uint64_t>(followed_.startSector);
-    const bool isNear = sectors <= static_cast<std::uint64_t>(WalkLimit);
-    offset_ = isNear ? static_cast<std::int64_t>(sectors) * candidate.block.sectorSize : MarkupReader::NoLimit;
+    sectorSize_ = candidate.block.sectorSize;
+    offset_ = OffsetOf(startSector_);
     return WalkingScanner::Measure(candidate);
 }
 
 std::optional<std::int64_t> KHTMLFileType::Walk(FileWindow& file) {
     MarkupReader text(file);
     const std::optional<PageStart> start = TakePageStart(text);
-    const bool isInPage = offset_ < std::max(followed_.to, followed_.size.value_or(0));
+    const bool isInPage = offset_ < followed_.End();
     if (!start || (isInPage && !start->isSure)) {
         return std::nullopt;
     }

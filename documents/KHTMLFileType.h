@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 
@@ -32,6 +33,7 @@ public:
     static bool IsHeader(ByteSpan sector);
 
     std::int32_t Reset() override;
+    bool RestsAt(std::int64_t nextSector) const;
     std::optional<std::int64_t> Measure(const Candidate& candidate);
     std::optional<std::int64_t> Walk(FileWindow& file);
 
@@ -44,9 +46,15 @@ private:
         // In bytes from the start: how far the walk got, and the page's length.
         std::int64_t to = 0;
         std::optional<std::int64_t> size;
+
+        std::int64_t End() const { return std::max(to, size.value_or(0)); }
     };
 
+    // Bytes from the start of the followed markup to the sector.
+    std::int64_t OffsetOf(std::int64_t sector) const;
+
     Followed followed_;
+    std::int32_t sectorSize_ = 0;
     // Of the current candidate: its sector, and the offset in bytes at which it begins in the followed markup.
     std::int64_t startSector_ = 0;
     std::int64_t offset_ = 0;

@@ -19,6 +19,7 @@ public:
     /// Keeps the cap.
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    bool RestsAt(std::int64_t /*nextSector*/) const { return run_.inFile == 0 && budget_.IsAtRest(); }
 
 private:
     void Close();

@@ -10,4 +10,5 @@ public:
     static constexpr std::int64_t MinReportLength = 256;
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    bool RestsAt(std::int64_t /*nextSector*/) const { return run_.inFile == 0; }
 };

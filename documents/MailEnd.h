@@ -22,6 +22,7 @@ public:
     void Reset();
 
     void EnterBlock(const SectorBlock& block);
+    bool IsAtRest() const { return budget_.IsAtRest(); }
 
     /// Length in bytes of the message that starts at the candidate, up to the marker named by its first content header.
     /// Sectors have 512 to 2048 bytes. Nothing if there is no such header, or if the marker does not begin in the first

@@ -62,6 +62,7 @@ public:
         trail_.EnterBlock(block);
         budget_.EnterBlock(block);
     }
+    bool IsAtRest() const { return budget_.IsAtRest(); }
 
     /// Walks the boxes behind a file type box, whose size is not 0. A size of 0 ends the walk too, though it means a
     /// box up to the end of the file. Nothing if there is no main box, or if the budget was used up.

@@ -28,6 +28,7 @@ public:
             gap_.Forget();
         }
     }
+    bool IsAtRest() const { return budget_.IsAtRest(); }
 
     /// Length in bytes of the JPEG that starts at the candidate, up to and including its end-of-image marker; nothing
     /// if the marker chain breaks or no end lies within 64 MiB.

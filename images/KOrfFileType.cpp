@@ -43,6 +43,9 @@ std::int32_t KOrfFileType::Reset() {
     thumbnailOffset_ = 0;
     thumbnailLength_ = 0;
     fields_.texts = {};
+    hasThumbnailOffset_ = false;
+    hasThumbnailLength_ = false;
+    guesses_ = 0;
     return MeasuringScanner::Reset();
 }
 
@@ -55,6 +58,7 @@ std::optional<std::int64_t> KOrfFileType::Measure(const Candidate& candidate) {
         return NotReported;
     }
     TakeFirstDirectory(file, LoadAs<std::uint32_t>(head, FirstDirectoryOffset, Order));
+    guesses_ += hasThumbnailOffset_ && hasThumbnailLength_ ? 0 : 1;
     // The end wraps to a negative number at 2 GiB.
     return static_cast<std::int32_t>(thumbnailLength_ + thumbnailOffset_);
 }
@@ -76,9 +80,11 @@ void KOrfFileType::TakeFirstDirectory(KFileSimulator& file, std::uint32_t offset
                 break;
             case TiffTag::JpegOffset:
                 thumbnailOffset_ = value.Number();
+                hasThumbnailOffset_ = true;
                 break;
             case TiffTag::JpegLength:
                 thumbnailLength_ = value.Number();
+                hasThumbnailLength_ = true;
                 break;
             default:
                 fields_.Set(entry.tag, value);

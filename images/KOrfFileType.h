@@ -21,10 +21,17 @@ public:
     /// Negative if this is no such file, or if it has no size.
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
+    /// Sizes made of numbers that a file in front of all candidates may have left.
+    std::int64_t Guesses() const { return guesses_; }
+
 private:
     void TakeFirstDirectory(KFileSimulator& file, std::uint32_t offset);
 
     std::uint32_t thumbnailOffset_ = 0;
     std::uint32_t thumbnailLength_ = 0;
     TiffFields fields_;
+    // A candidate has set the number.
+    bool hasThumbnailOffset_ = false;
+    bool hasThumbnailLength_ = false;
+    std::int64_t guesses_ = 0;
 };

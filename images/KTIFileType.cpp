@@ -62,6 +62,9 @@ std::int32_t KTIFileType::Reset() {
     fields_.stripOffset = 0;
     fields_.stripByteCount = 0;
     fields_.texts = {};
+    hasStripOffset_ = false;
+    hasStripByteCount_ = false;
+    guesses_ = 0;
     return 1;
 }
 
@@ -83,6 +86,8 @@ void KTIFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startS
     const auto link = ForEachTiffEntry(file, header.firstDirectory, header.order, [&](const TiffEntry& entry) {
         value.Take(entry);
         fields_.Set(entry.tag, value);
+        hasStripOffset_ = hasStripOffset_ || entry.tag == TiffTag::StripOffsets;
+        hasStripByteCount_ = hasStripByteCount_ || entry.tag == TiffTag::StripByteCounts;
         hasDngVersion = hasDngVersion || entry.tag == TiffTag::DngVersion;
     });
     if (!link) {
@@ -92,5 +97,6 @@ void KTIFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startS
     // From 2 GiB on, the end of the strip counts as negative.
     const auto stripEnd = static_cast<std::int32_t>(fields_.stripOffset + fields_.stripByteCount);
     const std::int64_t size = kind == Tif ? stripEnd : 0;
+    guesses_ += kind == Tif && !(hasStripOffset_ && hasStripByteCount_) ? 1 : 0;
     AddFound(startSector, std::min(maxSize_, size), kind);
 }

@@ -29,6 +29,10 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
 
+    static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+    /// Sizes made of numbers that a file in front of all candidates may have left.
+    std::int64_t Guesses() const { return guesses_; }
+
     /// As the candidates so far have left them.
     const TiffFields& Fields() const { return fields_; }
 
@@ -39,6 +43,10 @@ private:
 
     std::int64_t maxSize_ = DefaultMaxSize;
     TiffFields fields_;
+    // A candidate has set the field.
+    bool hasStripOffset_ = false;
+    bool hasStripByteCount_ = false;
+    std::int64_t guesses_ = 0;
 };
 
 /// A type that reports one kind of TIFF file. Its size cap is its own and limits nothing.
@@ -47,4 +55,7 @@ class TiffKind : public FamilyMember<Self, KTIFileType, RunStateFileType<Self>> 
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[Index];
     static constexpr std::int32_t Kinds[] = {OwnKind};
+
+    /// The other kinds report no size.
+    std::int64_t Guesses() const { return OwnKind == KTIFileType::Tif ? SharedEngine<KTIFileType>().Guesses() : 0; }
 };

@@ -19,13 +19,14 @@
 ///
 /// The size cap has no effect; the walk has its own limit. Sectors inside a reported file are examined like any other.
 template <class Self>
-class BoxFileScanner : public FileTypeBase<Self> {
+class BoxFileScanner : public FileTypeBase<Self>, public RestAnswer<Self> {
 public:
     std::int32_t Reset() override {
         walk_.Reset();
         return 1;
     }
     void SetMaxFileSize(std::int64_t /*size*/) override {}
+    bool RestsAt(std::int64_t /*nextSector*/) const { return walk_.IsAtRest(); }
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
         walk_.EnterBlock(*block);

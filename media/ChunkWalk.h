@@ -30,6 +30,7 @@ public:
         trail_.EnterBlock(block);
         budget_.EnterBlock(block);
     }
+    bool IsAtRest() const { return budget_.IsAtRest(); }
 
     /// Takes up to `steps` chunks from byte `from` of the candidate on, but none that begins at `limit` or behind.
     /// Nothing if the budget was used up, or if the block has no source.

@@ -25,6 +25,8 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
 
+    static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+
     /// An own virtual slot, behind those of the contract.
     virtual void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {
         FamilyEngine::ScanForKind(block, sink, kind);

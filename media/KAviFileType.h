@@ -18,6 +18,7 @@ public:
         trail_.EnterBlock(block);
         budget_.EnterBlock(block);
     }
+    bool IsAtRest() const { return budget_.IsAtRest(); }
 
     /// Where the extensions from this offset on end, in bytes from the start of the candidate; at most 128 GiB. Nothing
     /// if they have no end, if the medium cannot be read or if the budget was used up.

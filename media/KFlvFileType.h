@@ -16,6 +16,8 @@ public:
 
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    /// No file stays open, and the gap only saves reading.
+    static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
 
 private:
     std::optional<std::int64_t> DeclaredSize(const Candidate& candidate);

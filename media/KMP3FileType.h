@@ -21,6 +21,9 @@ public:
 
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    bool RestsAt(std::int64_t nextSector) const {
+        return lastFile_.EndsBy(nextSector) && MeasuringScanner::RestsAt(nextSector);
+    }
 
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);

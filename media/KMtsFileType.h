@@ -21,6 +21,8 @@ class PacketGrids {
 public:
     void Reset() { offsets_.Reset(); }
     void EnterBlock(const SectorBlock& block);
+    /// Grids only save reading.
+    static bool IsAtRest() { return true; }
 
     struct Stream {
         /// Bytes from the start of the sector, the prefix among them.
@@ -58,6 +60,10 @@ public:
     static constexpr std::int64_t MinReportLength = 18800;
 
     std::int32_t Reset() override;
+
+    bool RestsAt(std::int64_t nextSector) const {
+        return lastFile_.EndsBy(nextSector) && RememberingScanner::RestsAt(nextSector);
+    }
 
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);

@@ -17,6 +17,9 @@ public:
     static constexpr std::int64_t MinReportLength = 256;
 
     std::int32_t Reset() override;
+    bool RestsAt(std::int64_t nextSector) const {
+        return lastFile_.EndsBy(nextSector) && RememberingScanner::RestsAt(nextSector);
+    }
 
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 

@@ -23,6 +23,9 @@ public:
     static constexpr std::int64_t MinReportLength = 1024;
 
     std::optional<std::int64_t> Measure(const Candidate& candidate);
+    bool RestsAt(std::int64_t nextSector) const {
+        return lastFile_.EndsBy(nextSector) && RememberingScanner::RestsAt(nextSector);
+    }
 
 private:
     // Shared by all scanners of this type and kept between scans: packs inside the last reported file do not begin

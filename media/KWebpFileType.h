@@ -26,6 +26,8 @@ public:
         });
     }
 
+    static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+
     static bool IsHeader(ByteSpan sector) { return HasPatternAt(sector, RiffFormOffset, PatternOf("WEBP")); }
 
 private:

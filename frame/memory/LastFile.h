@@ -24,6 +24,9 @@ public:
     /// There is a file, and it ends behind this sector. A start of 0 or less counts as no file.
     bool ReachesBeyond(std::int64_t sector) const { return start_ > 0 && sector < end_; }
 
+    /// Neither of the two holds for this sector or any behind it.
+    bool EndsBy(std::int64_t sector) const { return end_ <= sector; }
+
 private:
     std::int64_t start_ = 0;
     std::int64_t end_ = 0;

@@ -39,6 +39,9 @@ public:
     /// Forgets what is known of the medium.
     void Reset() { offsets_.Reset(); }
 
+    /// What it knows only saves reading. The budget answers for itself.
+    static bool IsAtRest() { return true; }
+
     /// Forgets everything if the block does not continue the previous one. The block outlives its walks.
     void EnterBlock(const SectorBlock& block) {
         reader_.reset();

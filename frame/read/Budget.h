@@ -32,6 +32,9 @@ public:
             std::min(most_, left_ + std::clamp<std::int64_t>(blockBytes, 0, MostBytes / RefillFactor) * RefillFactor);
     }
 
+    /// The bucket is full.
+    bool IsAtRest() const { return AfterWalk() == most_ || most_ == 0; }
+
     void BeginWalk() {
         Settle();
         limit_ = left_ / 2 + FreeBytes;
@@ -53,8 +56,13 @@ private:
         return mediumBytes == unknown ? MostBytes : std::max(MostBytes, std::min(mediumBytes, longest) * times);
     }
 
+    // What the current walk leaves.
+    std::int64_t AfterWalk() const {
+        return std::max<std::int64_t>(left_ - std::max<std::int64_t>(used_ - FreeBytes, 0), 0);
+    }
+
     void Settle() {
-        left_ = std::max<std::int64_t>(left_ - std::max<std::int64_t>(used_ - FreeBytes, 0), 0);
+        left_ = AfterWalk();
         used_ = 0;
     }
 

@@ -25,6 +25,9 @@ public:
     /// the kind, in the order found.
     void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind);
 
+    /// For the members: as `IRestingScanner` asks. An engine that has no answer of its own is never at rest.
+    static bool RestsAt(std::int64_t /*nextSector*/) { return false; }
+
     void GetTypeName(char* /*buffer*/, std::uint32_t /*capacity*/) override {}
     void GetExtension(char* /*buffer*/, std::uint32_t /*capacity*/) override {}
     std::int32_t BeginScan() override { return this->Reset(); }
@@ -58,7 +61,7 @@ Engine& SharedEngine() {
 
 /// A type without state of its own. `Reset` changes nothing and the size cap is ignored.
 template <class Self>
-class StatelessFileType : public FileTypeBase<Self> {
+class StatelessFileType : public FileTypeBase<Self>, public RestAnswer<Self> {
 public:
     std::int32_t Reset() override { return 1; }
     void SetMaxFileSize(std::int64_t /*size*/) override {}
@@ -66,7 +69,7 @@ public:
 
 /// A type whose `Reset` resets the engine, and so affects the other members too. It ignores the size cap.
 template <class Self, class Engine>
-class EngineResettingFileType : public FileTypeBase<Self> {
+class EngineResettingFileType : public FileTypeBase<Self>, public RestAnswer<Self> {
 public:
     std::int32_t Reset() override { return SharedEngine<Engine>().Reset(); }
     void SetMaxFileSize(std::int64_t /*size*/) override {}
@@ -83,4 +86,7 @@ public:
             SharedEngine<Engine>().ScanForKind(block, sink, kind);
         }
     }
+
+    /// All members are at rest when their engine is.
+    bool RestsAt(std::int64_t nextSector) const { return SharedEngine<Engine>().RestsAt(nextSector); }
 };

@@ -7,6 +7,7 @@
 #include "frame/bytes/BoundedText.h"
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileType.h"
+#include "frame/contract/IRestingScanner.h"
 #include "frame/scan/RunState.h"
 
 /// The answers that every scanner takes from its record `Self::Identity` (a `FileTypeIdentity`).
@@ -40,16 +41,31 @@ public:
         return 0;
     }
 
+    /// As `IRestingScanner` asks. A scanner says when it is at rest; one that does not say never is.
+    bool RestsAt(std::int64_t /*nextSector*/) const { return false; }
+    std::int64_t Guesses() const { return 0; }
+
 protected:
     Self& self() { return static_cast<Self&>(*this); }
 };
 
-/// A scanner that carries a `RunState` directly behind the interface. One with further state overrides `Reset`, calls
-/// this one and clears its own.
+/// Answers `IRestingScanner` with the scanner's own functions `RestsAt` and `Guesses`. It is a base of its own behind
+/// the one with the scanner's fields: an answer in the scanner itself would take a slot in the contract's table.
 template <class Self>
-class RunStateFileType : public FileTypeBase<Self> {
+class RestAnswer : public IRestingScanner {
 public:
-    RunStateFileType() { RunStateFileType::Reset(); }
+    bool IsAtRest(std::int64_t nextSector) const final { return static_cast<const Self&>(*this).RestsAt(nextSector); }
+    std::int64_t GuessCount() const final { return static_cast<const Self&>(*this).Guesses(); }
+
+protected:
+    ~RestAnswer() = default;
+};
+
+/// Carries a `RunState` directly behind the interface.
+template <class Self>
+class RunStateCarrier : public FileTypeBase<Self> {
+public:
+    RunStateCarrier() { RunStateCarrier::Reset(); }
 
     std::int32_t Reset() override {
         run_ = RunState{.inFile = 0, .startSector = 0, .runLength = 0, .maxSize = DefaultCap};
@@ -63,3 +79,7 @@ protected:
 
     RunState run_;
 };
+
+/// A scanner that carries a `RunState`. One with further state overrides `Reset`, calls this one and clears its own.
+template <class Self>
+class RunStateFileType : public RunStateCarrier<Self>, public RestAnswer<Self> {};

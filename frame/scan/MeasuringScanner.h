@@ -38,4 +38,7 @@ public:
             }
         });
     }
+
+    /// A file left open is not reported later, as its run length stays 0.
+    bool RestsAt(std::int64_t /*nextSector*/) const { return Self::MinReportLength > 0 || this->run_.inFile == 0; }
 };

@@ -5,7 +5,8 @@
 #include "frame/scan/MeasuringScanner.h"
 
 /// A measuring scanner that remembers parts of the medium from one candidate to the next, or counts the cost of its
-/// walks. `Memory` has `Reset()`, for another scan, and `EnterBlock(const SectorBlock&)`.
+/// walks. `Memory` has `Reset()`, for another scan, `EnterBlock(const SectorBlock&)`, and `IsAtRest()`: a new one would
+/// serve the same finds from the next block on.
 template <class Self, class Memory, class Base = MeasuringScanner<Self>>
 class RememberingScanner : public Base {
 public:
@@ -18,6 +19,8 @@ public:
         memory_.EnterBlock(*block);
         Base::ScanBlock(block, sink);
     }
+
+    bool RestsAt(std::int64_t nextSector) const { return memory_.IsAtRest() && Base::RestsAt(nextSector); }
 
 protected:
     Memory memory_;

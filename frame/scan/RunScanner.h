@@ -46,6 +46,9 @@ public:
         });
     }
 
+    /// State besides the run that outlives a block, and is not set by the next header, has to be answered for as well.
+    bool RestsAt(std::int64_t /*nextSector*/) const { return this->run_.inFile == 0; }
+
 private:
     static std::optional<std::size_t> FindEnd(Self& type, const Candidate& candidate) {
         if constexpr (requires { type.FindEnd(candidate); }) {

@@ -5,18 +5,9 @@
 #include <vector>
 
 #include "host/medium/medium.h"
+#include "host/scan/find.h"
 
 namespace salvor {
-
-/// What a scanner reported, with the medium's sectors counted from 0.
-struct Find {
-    /// Factory index of the type.
-    std::int32_t type = 0;
-    std::int64_t startSector = 0;
-    /// In bytes; 0 says that only the start is known.
-    std::int64_t size = 0;
-    bool operator==(const Find&) const = default;
-};
 
 /// What a scan has seen. Sectors count from 0.
 struct Sightings {

@@ -1,0 +1,246 @@
+#include "host/scan/merge.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <utility>
+
+#include "frame/contract/FileTypeCatalog.h"
+
+namespace salvor {
+
+namespace {
+
+// The first border from `border` on that is in none of the ranges.
+std::int64_t NextOutside(const std::vector<BlockRange>& ranges, std::int64_t border) {
+    auto range = std::ranges::upper_bound(ranges, border, {}, &BlockRange::end);
+    for (; range != ranges.end() && range->first <= border; ++range) {
+        border = range->end;
+    }
+    return border;
+}
+
+bool RestsAt(const TypeScan& scan, std::int64_t border) {
+    return border == scan.blocks.first || NextOutside(scan.restless, border) == border;
+}
+
+// The last border up to `to` at which the scan was at rest.
+std::int64_t LastRest(const TypeScan& scan, std::int64_t from, std::int64_t to) {
+    for (auto range = scan.restless.rbegin(); range != scan.restless.rend() && to > from; ++range) {
+        if (range->first <= to && to < range->end) {
+            to = range->first - 1;
+        }
+    }
+    return std::max(from, to);
+}
+
+// The first border in the range at which both were at rest; the range's end if there is none.
+std::int64_t FirstCommonRest(const TypeScan& one, const TypeScan& other, BlockRange borders) {
+    std::int64_t border = borders.first;
+    while (border < borders.end && !(RestsAt(one, border) && RestsAt(other, border))) {
+        const std::int64_t ofOne = RestsAt(one, border) ? border : NextOutside(one.restless, border);
+        const std::int64_t ofOther = RestsAt(other, border) ? border : NextOutside(other.restless, border);
+        border = std::max(ofOne, ofOther);
+    }
+    return std::min(border, borders.end);
+}
+
+// A scan that holds for some blocks.
+struct Stretch {
+    const TypeScan* scan;
+    BlockRange blocks;
+};
+
+// The finds of one type.
+class TypeMerge {
+public:
+    TypeMerge(const ScanGrid& grid, std::int32_t type, std::vector<const TypeScan*> scans)
+        : grid_(grid), type_(type), scans_(std::move(scans)) {
+        std::ranges::sort(scans_, {}, [](const TypeScan* scan) { return scan->blocks.first; });
+    }
+
+    template <class Take>
+    void Run(std::vector<MissingScan>& missing, Take&& take) {
+        if (auto needed = FollowScans()) {
+            missing.push_back(std::move(*needed));
+            return;
+        }
+        for (const Stretch& stretch : stretches_) {
+            if (auto needed = TakeStretch(stretch, take)) {
+                missing.push_back(std::move(*needed));
+            }
+        }
+    }
+
+private:
+    // From scan to scan to the end of the range; gives what is needed to get further.
+    std::optional<MissingScan> FollowScans() {
+        const TypeScan nothing{.type = type_, .blocks = {0, 0}};
+        const TypeScan* held = &nothing;
+        std::int64_t at = 0;
+        while (held->blocks.end < grid_.BlockCount()) {
+            const auto [next, border] = NextScan(*held, at);
+            if (next == nullptr) {
+                const std::int64_t from = LastRest(*held, at, held->blocks.end);
+                return MissingScan{type_, from, from + 1, RestsBehind(held->blocks.end)};
+            }
+            stretches_.push_back({held, {at, border}});
+            held = next;
+            at = border;
+        }
+        stretches_.push_back({held, {at, grid_.BlockCount()}});
+        return std::nullopt;
+    }
+
+    // Of the scans that lead further, the one that leads furthest, and the border at which it takes over.
+    std::pair<const TypeScan*, std::int64_t> NextScan(const TypeScan& held, std::int64_t at) {
+        std::pair<const TypeScan*, std::int64_t> best{nullptr, 0};
+        const std::int64_t end = held.blocks.end;
+        while (firstUseful_ < scans_.size() && scans_[firstUseful_]->blocks.end <= end) {
+            ++firstUseful_;
+        }
+        for (std::size_t i = firstUseful_; i < scans_.size() && scans_[i]->blocks.first <= end; ++i) {
+            const TypeScan& scan = *scans_[i];
+            if (scan.blocks.end <= std::max(end, best.first != nullptr ? best.first->blocks.end : 0)) {
+                continue;
+            }
+            const std::int64_t border = FirstCommonRest(held, scan, {std::max(at, scan.blocks.first), end + 1});
+            if (border <= end) {
+                best = {&scan, border};
+            }
+        }
+        return best;
+    }
+
+    // The borders at which a scan that leads further than `end` was at rest.
+    std::vector<BlockRange> RestsBehind(std::int64_t end) const {
+        std::vector<BlockRange> rests;
+        for (const TypeScan* scan : scans_) {
+            if (scan->blocks.end <= end) {
+                continue;
+            }
+            std::int64_t from = std::max(end + 1, scan->blocks.first);
+            from = RestsAt(*scan, from) ? from : NextOutside(scan->restless, from);
+            for (const BlockRange& restless : scan->restless) {
+                if (restless.first > from) {
+                    rests.push_back({from, restless.first});
+                }
+                from = std::max(from, restless.end);
+            }
+            if (from <= scan->blocks.end) {
+                rests.push_back({from, scan->blocks.end + 1});
+            }
+        }
+        std::ranges::sort(rests, {}, &BlockRange::first);
+        return rests;
+    }
+
+    template <class Take>
+    std::optional<MissingScan> TakeStretch(const Stretch& stretch, Take&& take) const {
+        std::vector<std::int64_t> unknown;
+        const auto guessed = GuessedIn(stretch);
+        for (const std::int64_t block : guessed) {
+            if (const TypeScan* const sure = WithoutGuess(block)) {
+                TakeFinds({sure, {block, block + 1}}, {}, take);
+            } else {
+                unknown.push_back(block);
+            }
+        }
+        TakeFinds(stretch, guessed, take);
+        return unknown.empty() ? std::nullopt : std::optional(FurtherBack(unknown));
+    }
+
+    template <class Take>
+    void TakeFinds(const Stretch& stretch, std::span<const std::int64_t> without, Take&& take) const {
+        for (const PlacedFind& placed : stretch.scan->finds) {
+            const std::int64_t block = grid_.BlockOf(placed.part);
+            if (block >= stretch.blocks.first && block < stretch.blocks.end &&
+                !std::ranges::binary_search(without, block)) {
+                take(block, placed);
+            }
+        }
+    }
+
+    // There is nothing in front of the first block that a scanner could miss.
+    static bool GuessesIn(const TypeScan& scan, std::int64_t block) {
+        return scan.blocks.first > 0 && std::ranges::binary_search(scan.guessed, block);
+    }
+
+    static std::vector<std::int64_t> GuessedIn(const Stretch& stretch) {
+        std::vector<std::int64_t> blocks;
+        std::ranges::copy_if(stretch.scan->guessed, std::back_inserter(blocks), [&](std::int64_t block) {
+            return block >= stretch.blocks.first && block < stretch.blocks.end && GuessesIn(*stretch.scan, block);
+        });
+        return blocks;
+    }
+
+    const TypeScan* WithoutGuess(std::int64_t block) const {
+        const auto sure = std::ranges::find_if(scans_, [block](const TypeScan* scan) {
+            return scan->blocks.first <= block && block < scan->blocks.end && !GuessesIn(*scan, block);
+        });
+        return sure != scans_.end() ? *sure : nullptr;
+    }
+
+    // What the guesses lack may be in any file in front. Each try goes back twice as far as the one before.
+    MissingScan FurtherBack(const std::vector<std::int64_t>& blocks) const {
+        constexpr std::int64_t fewestBlocks = 64;
+        std::int64_t first = blocks.front();
+        for (const TypeScan* scan : scans_) {
+            if (scan->blocks.end > blocks.front()) {
+                first = std::min(first, scan->blocks.first);
+            }
+        }
+        const std::int64_t seen = blocks.front() - first;
+        const std::int64_t to = blocks.back() + 1;
+        return {type_, std::max<std::int64_t>(first - std::max(seen, fewestBlocks), 0), to, {{to, to + 1}}};
+    }
+
+    const ScanGrid& grid_;
+    std::int32_t type_;
+    // By first block.
+    std::vector<const TypeScan*> scans_;
+    std::size_t firstUseful_ = 0;
+    std::vector<Stretch> stretches_;
+};
+
+bool IsInGrid(const TypeScan& scan, const ScanGrid& grid) {
+    return scan.blocks.first >= 0 && scan.blocks.first < scan.blocks.end && scan.blocks.end <= grid.BlockCount();
+}
+
+// In the order in which one scan reports: slice by slice, the types that are handed whole blocks after all slices.
+struct Place {
+    std::int64_t block;
+    bool isOfWholeBlock;
+    std::int64_t part;
+    std::size_t rank;
+
+    auto AsTuple() const { return std::tuple(block, isOfWholeBlock, part, rank); }
+};
+
+}  // namespace
+
+MergedScan MergeScans(const ScanGrid& grid, std::span<const TypeScan> scans) {
+    std::map<std::int32_t, std::vector<const TypeScan*>> byType;
+    for (const TypeScan& scan : scans) {
+        if (IsInGrid(scan, grid)) {
+            byType[scan.type].push_back(&scan);
+        }
+    }
+    MergedScan merged;
+    std::vector<std::pair<Place, Find>> finds;
+    for (std::size_t rank = 0; rank < grid.types.size(); ++rank) {
+        const std::int32_t type = grid.types[rank];
+        TypeMerge(grid, type, byType[type]).Run(merged.missing, [&](std::int64_t block, const PlacedFind& placed) {
+            finds.push_back({{block, FileTypeCatalog[type].dependsOnBlocks, placed.part, rank}, placed.find});
+        });
+    }
+    std::ranges::stable_sort(finds, {}, [](const auto& placed) { return placed.first.AsTuple(); });
+    for (const auto& placed : finds) {
+        merged.finds.push_back(placed.second);
+    }
+    return merged;
+}
+
+}  // namespace salvor

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "host/medium/sector_ranges.h"
+#include "host/scan/find.h"
+
+namespace salvor {
+
+/// Blocks of a scan, counted from its first one; or borders between blocks, where border n is the one in front of
+/// block n. The end is left out.
+struct BlockRange {
+    std::int64_t first = 0;
+    std::int64_t end = 0;
+    bool operator==(const BlockRange&) const = default;
+};
+
+/// A find, and the part of a block that was being scanned when it was reported.
+struct PlacedFind {
+    Find find;
+    /// The part's first sector. Most types are handed a block in slices, the others whole; see `ScanInSlices`.
+    std::int64_t part = 0;
+    bool operator==(const PlacedFind&) const = default;
+};
+
+/// What a new scanner of one type said of consecutive blocks.
+struct TypeScan {
+    std::int32_t type = 0;
+    BlockRange blocks;
+    /// The borders up to the last block's end at which it was not at rest, ascending. In front of the first block every
+    /// scanner is.
+    std::vector<BlockRange> restless{};
+    /// The blocks over which its count of guesses grew, ascending.
+    std::vector<std::int64_t> guessed{};
+    /// In the order of the reports.
+    std::vector<PlacedFind> finds{};
+};
+
+/// How a scan is cut, and in which order the types look at a block.
+struct ScanGrid {
+    SectorRange range;
+    std::int64_t blockSectors = 1;
+    std::vector<std::int32_t> types;
+
+    std::int64_t BlockCount() const { return (range.count + blockSectors - 1) / blockSectors; }
+    std::int64_t BlockOf(std::int64_t sector) const { return (sector - range.first) / blockSectors; }
+};
+
+/// A scan that is still needed: a new scanner of the type begins with block `from` and goes on to border `to` or
+/// behind, up to the first of `borders` at which it is at rest; to the scan's end if there is none.
+struct MissingScan {
+    std::int32_t type = 0;
+    std::int64_t from = 0;
+    std::int64_t to = 0;
+    std::vector<BlockRange> borders;
+    bool operator==(const MissingScan&) const = default;
+};
+
+struct MergedScan {
+    /// Those of one scan over the whole range, in its order; void while scans are missing.
+    std::vector<Find> finds;
+    std::vector<MissingScan> missing;
+};
+
+/// Puts the scans of segments together as if one scanner of each type had gone over the whole range. Where two scans of
+/// a type were both at rest, the later one holds from there on. Scans may overlap and come in any order, also several
+/// for the same blocks; when some are missing, call again with those added. Scans of other types, or outside the grid,
+/// count for nothing.
+MergedScan MergeScans(const ScanGrid& grid, std::span<const TypeScan> scans);
+
+}  // namespace salvor

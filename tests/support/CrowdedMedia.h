@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+
+#include "tests/support/Medium.h"
+
+/// Media full of candidates that stand in front of the same bytes and run into each other; all of `size` bytes.
+
+namespace test {
+
+/// Sectors of fixtures in disorder: mostly first ones, so that nearly every sector begins a file, at times several in a
+/// row.
+Bytes MixedFixtures(Noise& noise, std::size_t size);
+Bytes AudioMedium(Noise& noise, std::size_t size);
+Bytes TransportMedium(Noise& noise, std::size_t size);
+/// Packs of 16 bytes, which are all candidates, and packets that lead from some of them to others far away.
+Bytes ProgramMedium(Noise& noise, std::size_t size);
+/// Mail in pieces: whole headers and markers, broken ones, and what lies in between, of all lengths.
+Bytes MailLike(Noise& noise, std::size_t size);
+/// JPEG headers, chains of segments that end in each other's, and few end marks, many of them around the ends of the
+/// pieces in which a file's end is searched.
+Bytes PictureMedium(Noise& noise, std::size_t size);
+/// Rows of boxes between starts of films, most of which lead into rows of others.
+Bytes BoxMedium(Noise& noise, std::size_t size);
+
+}  // namespace test
