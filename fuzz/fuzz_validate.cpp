@@ -24,7 +24,7 @@ namespace {
 constexpr std::array<std::int32_t, 2> SectorSizes{512, 4096};
 constexpr std::array<std::int64_t, 3> Allowances{std::int64_t{1} << 26, 20000, 5000};
 
-class InputDevice : public salvor::RawDevice {
+class InputDevice : public salvor::MediumSource {
 public:
     explicit InputDevice(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
     std::int64_t Size() const override { return static_cast<std::int64_t>(bytes_.size()); }

@@ -26,6 +26,10 @@ void AddScanOptions(CLI::App& command, ScanOptions& options) {
         ->allow_extra_args(false);
 }
 
+void AddSkipBad(CLI::App& command, bool& skipBad) {
+    command.add_flag("--skip-bad", skipBad, "Where sectors cannot be read, find the edges and leave the inside alone");
+}
+
 void AddTypeOptions(CLI::App& command, FilterOptions& options) {
     command.add_option("--types", options.types, "Only these types: extensions or indices, as in jpg,png,41")
         ->delimiter(',')
@@ -77,6 +81,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     ScanCommand scan;
     CLI::App* const scanApp = app.add_subcommand("scan", "Look for files and write the finds, no recovered byte");
     AddScanOptions(*scanApp, scan.scan);
+    AddSkipBad(*scanApp, scan.scan.skipBad);
     AddTypeOptions(*scanApp, scan.filter);
     scanApp->add_option("--report", scan.report, "File for the finds")->required();
     scanApp->add_flag("--overwrite", scan.overwrite, "Replace a finds file that exists");
@@ -90,6 +95,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         ->required();
     validateApp->add_option("--image", validate.image, "The image, if it is not where the scan found it");
     validateApp->add_option("--out", validate.out, "File for the outcomes; beside the finds if not given");
+    AddSkipBad(*validateApp, validate.skipBad);
     AddQuiet(*validateApp, validate.quiet);
     validateApp->footer(
         "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"
@@ -103,6 +109,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddSizeOptions(*extractApp, extract.filter);
     AddVerdictOptions(*extractApp, extract.filter);
     AddOutOptions(*extractApp, "new, empty, or of an earlier run on the image", extract.out, extract.overwrite);
+    AddSkipBad(*extractApp, extract.skipBad);
     AddQuiet(*extractApp, extract.quiet);
     extractApp->footer(
         "A second run into the same folder completes what is missing.\n"
@@ -111,6 +118,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     RecoverCommand recover;
     CLI::App* const recoverApp = app.add_subcommand("recover", "Scan and write the files, in one go");
     AddScanOptions(*recoverApp, recover.scan);
+    AddSkipBad(*recoverApp, recover.scan.skipBad);
     AddTypeOptions(*recoverApp, recover.filter);
     AddSizeOptions(*recoverApp, recover.filter);
     AddVerdictOptions(*recoverApp, recover.filter);

@@ -56,15 +56,16 @@ JobIdentity JobOf(const JournalHeader& header) { return {header.imagePath, heade
 
 // The finds of a scan and the medium on which they were made.
 struct FindsUse {
-    FindsUse(const std::string& path, const std::string& otherImage)
+    FindsUse(const std::string& path, const std::string& otherImage, bool skipBad)
         : journal(ReadJournal(path)),
           image(otherImage.empty() ? journal.header.imagePath : otherImage),
-          medium(OpenDevice(image), journal.header.sectorSize) {
-        if (medium.SizeInBytes() != journal.header.imageSize) {
-            throw Failure(ExitStatus::NotStarted,
-                          fmt::format("the image '{}' has {} bytes, but the finds were made on one of {} bytes; name "
-                                      "the right one with --image",
-                                      image, medium.SizeInBytes(), journal.header.imageSize));
+          medium(OpenImage(image), journal.header.sectorSize, {skipBad, StopRequested}) {
+        SayIfResized();
+        if (otherImage.empty()) {
+            medium.NoteUnreadable(journal.seen.unreadable);
+        } else {
+            // A copy may hold what the first medium did not give.
+            journal.seen.unreadable.clear();
         }
         if (journal.damagedLines > 0) {
             Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, path);
@@ -74,9 +75,31 @@ struct FindsUse {
         }
     }
 
+    bool IsShorter() const { return medium.SizeInBytes() < journal.header.imageSize; }
+
     Journal journal;
     std::string image;
     Medium medium;
+
+private:
+    void SayIfResized() const {
+        const std::int64_t then = journal.header.imageSize;
+        if (medium.SizeInBytes() > then) {
+            Say("the image '{}' has grown from {} to {} bytes since the scan; scan again to find what begins in the "
+                "new "
+                "part",
+                image, then, medium.SizeInBytes());
+        } else if (IsShorter()) {
+            const auto isThere = [this](const Find& find) {
+                return find.startSector < medium.SectorCount();
+            };
+            Say("the image '{}' has {} bytes, but had {} when it was scanned: {} of {} finds begin in what is there; "
+                "if "
+                "it is another image, name the right one with --image",
+                image, medium.SizeInBytes(), then, std::ranges::count_if(journal.seen.finds, isThere),
+                journal.seen.finds.size());
+        }
+    }
 };
 
 // Validates, unless what scanners report is wanted, and writes the files.
@@ -111,7 +134,7 @@ ExitStatus RunScan(const ScanCommand& command) {
 }
 
 ExitStatus RunValidate(const ValidateCommand& command) {
-    FindsUse finds(command.finds, command.image);
+    FindsUse finds(command.finds, command.image, command.skipBad);
     const std::string out = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
     RequireOwnFile("--out", out, finds.image);
     if (IsSameFile(out, command.finds)) {
@@ -130,12 +153,13 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     if (!command.quiet) {
         Tell(OutcomesTable(validation));
     }
-    return finds.medium.Unreadable().SectorCount() > 0 ? ExitStatus::Losses : ExitStatus::Done;
+    const bool hasLosses = finds.IsShorter() || finds.medium.Unreadable().SectorCount() > 0;
+    return hasLosses ? ExitStatus::Losses : ExitStatus::Done;
 }
 
 ExitStatus RunExtract(const ExtractCommand& command) {
     PlanFilter filter = MakeFilter(command.filter);
-    FindsUse finds(command.finds, command.image);
+    FindsUse finds(command.finds, command.image, command.skipBad);
     const JournalHeader& header = finds.journal.header;
     // The validators see files of types that the scan was not asked for.
     std::erase_if(filter.types,
@@ -143,7 +167,8 @@ ExitStatus RunExtract(const ExtractCommand& command) {
     PrepareOutFolder(command.out, JobOf(header), {finds.image, command.finds},
                      command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
     const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps};
-    return ExtractSeen(finds.medium, finds.journal.seen, origin, filter, command.out, command.quiet);
+    const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, command.out, command.quiet);
+    return finds.IsShorter() && status == ExitStatus::Done ? ExitStatus::Losses : status;
 }
 
 ExitStatus RunRecover(const RecoverCommand& command) {

@@ -16,6 +16,8 @@ struct ScanOptions {
     /// In sectors; an empty length goes to the medium's end.
     std::string start = "0";
     std::string length;
+    /// Leave the insides of bad stretches alone.
+    bool skipBad = false;
     /// Words such as "png=50M".
     std::vector<std::string> caps;
 };
@@ -47,6 +49,8 @@ struct ValidateCommand {
     std::string image;
     /// Empty for a file beside the finds.
     std::string out;
+    /// Leave the insides of bad stretches alone.
+    bool skipBad = false;
     bool quiet = false;
 };
 
@@ -56,6 +60,8 @@ struct ExtractCommand {
     std::string image;
     FilterOptions filter;
     std::string out;
+    /// Leave the insides of bad stretches alone.
+    bool skipBad = false;
     bool overwrite = false;
     bool quiet = false;
 };

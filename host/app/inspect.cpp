@@ -36,6 +36,9 @@ ExitStatus RunInspect(const InspectCommand& command) {
         ReadAllowance allowance(leastAllowance + 8 * medium.SizeInBytes());
         Place place(medium, sector, none, allowance);
         const Finding finding = validator->validate(place);
+        if (medium.IsInterrupted()) {
+            return ExitStatus::Stopped;
+        }
         const char* extension = finding.extension.empty() && finding.type >= 0 ? FileTypeCatalog[finding.type].extension
                                                                                : finding.extension.c_str();
         Tell(fmt::format("{:<10} {:<5} {:<9} {} bytes: {}\n", validator->name, extension, VerdictName(finding.verdict),

@@ -107,6 +107,10 @@ bool FileWriter::ForEachPiece(const PlannedFile& file, TakePiece takePiece, Writ
             const std::int64_t length = std::min(room, extent.bytes - at);
             const std::int64_t sector = extent.startSector + at / sectorSize;
             medium_.Read(sector, piece_.data(), (length + sectorSize - 1) / sectorSize);
+            if (medium_.IsInterrupted()) {
+                result.outcome = WriteOutcome::Stopped;
+                return false;
+            }
             if (!takePiece(static_cast<std::size_t>(length), sector * sectorSize)) {
                 return false;
             }

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
+#include <vector>
 
-#include "host/medium/raw_device.h"
+#include "host/medium/medium_source.h"
 #include "host/medium/sector_ranges.h"
 
 namespace salvor {
@@ -14,42 +18,91 @@ namespace salvor {
 inline constexpr std::int32_t SmallestSectorSize = 512;
 inline constexpr std::int32_t LargestSectorSize = 4096;
 
-/// The medium as sectors, counted from 0. Reads always fill their buffer: sectors that cannot be read are tried again
-/// one by one, given as zeros and remembered; bytes in front of the medium and behind its end are zeros. Reads may come
-/// from several threads.
+/// What to do where a medium fails.
+struct FailurePolicy {
+    /// Leave alone what lies between the edges of a bad stretch.
+    bool skipInside = false;
+    /// Asked before every further try.
+    std::function<bool()> stopRequested = [] {
+        return false;
+    };
+};
+
+/// The medium as sectors, counted from 0. Reads always fill their buffer: where one fails, it is found out which
+/// sectors are unreadable, with few tries; those are zeros, are remembered, and are not tried again. Bytes in front of
+/// the medium and behind its end are zeros. Calls may come from several threads.
 class Medium {
 public:
     /// `sectorSize` in bytes, from `SmallestSectorSize` to `LargestSectorSize`.
-    Medium(std::unique_ptr<RawDevice> device, std::int32_t sectorSize);
+    Medium(std::unique_ptr<MediumSource> source, std::int32_t sectorSize, FailurePolicy policy = {});
 
     std::int64_t SizeInBytes() const { return sizeInBytes_; }
     std::int32_t SectorSize() const { return sectorSize_; }
     /// A last sector that the medium fills in part counts as one.
     std::int64_t SectorCount() const { return sectorCount_; }
-    std::optional<int> CopySource() const { return device_->CopySource(); }
+    std::optional<int> CopySource() const { return source_->CopySource(); }
 
     /// Fills `buffer` with `count` whole sectors from `firstSector` on.
     void Read(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count);
 
+    /// True, from then on, once a read was given up because a stop was requested: what it did not get to is zeros, and
+    /// what was concluded from them is worth nothing.
+    bool IsInterrupted() const { return isInterrupted_; }
+
+    /// How many sectors from this one on, which is on the medium, are known to be zeros without reading them.
+    std::int64_t ZeroSectorsFrom(std::int64_t sector);
+
     /// The sectors that could not be read so far.
     SectorRangeSet Unreadable() const;
     bool HoldsUnreadable(SectorRange range) const;
-    /// Those that were added since the last call.
+    /// What of these pieces of the medium, joined in order, could not be read so far: offsets from the first piece's
+    /// start, ascending.
+    std::vector<ByteRange> UnreadableIn(std::span<const ByteRange> pieces) const;
+    /// Those that were added by reading since the last call.
     SectorRangeSet TakeNewlyUnreadable();
+    /// Takes over what is known from an earlier run.
+    void NoteUnreadable(const std::vector<SectorRange>& ranges);
 
 private:
-    void ReadInside(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count);
-    void ReadOneByOne(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count);
-    std::size_t BytesOf(std::int64_t firstSector, std::int64_t count) const;
-    void NoteUnreadable(std::int64_t sector);
+    // Sectors that lie together and are dealt with in the same way.
+    struct Stretch {
+        std::int64_t count = 0;
+        // Unreadable, or known to be zeros.
+        bool isBlank = false;
+        bool isBehindUnreadable = false;
+        bool isBeforeUnreadable = false;
+    };
 
-    std::unique_ptr<RawDevice> device_;
+    void ReadInside(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count);
+    Stretch StretchFrom(std::int64_t first, std::int64_t end);
+    std::int64_t ReadStretch(std::int64_t first, const Stretch& stretch, std::uint8_t* buffer);
+    std::int64_t ReadOneByOne(std::int64_t first, std::int64_t end, std::uint8_t* buffer);
+    std::int64_t ReadUnit(std::int64_t unit);
+    SectorRange SectorsOf(SectorRange units) const;
+    bool CanRead(std::int64_t unit);
+    void FindUnreadable(std::int64_t unit);
+    std::int64_t PageEnd(std::int64_t sector) const;
+    std::size_t BytesOf(std::int64_t firstSector, std::int64_t count) const;
+
+    std::unique_ptr<MediumSource> source_;
     std::int32_t sectorSize_;
     std::int64_t sizeInBytes_;
     std::int64_t sectorCount_;
+    FailurePolicy policy_;
+    std::atomic<bool> isInterrupted_ = false;
+
     mutable std::mutex mutex_;
     SectorRangeSet unreadable_;
     SectorRangeSet newlyUnreadable_;
+    // From here on up to the known data lies a hole, in bytes.
+    std::int64_t holeStart_ = 0;
+    ByteRange knownData_;
+
+    // Held while one thread looks for unreadable sectors, so that no other tries the same ones.
+    std::mutex searchMutex_;
+    // What the source reads as one, in sectors, and the bytes of one such unit.
+    std::int64_t unitSectors_;
+    std::vector<std::uint8_t> unit_;
 };
 
 }  // namespace salvor

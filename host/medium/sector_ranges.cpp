@@ -32,6 +32,14 @@ bool SectorRangeSet::Intersects(SectorRange range) const {
     return next != ranges_.begin() && std::prev(next)->second > range.first;
 }
 
+SectorRange SectorRangeSet::NextFrom(std::int64_t sector) const {
+    auto next = ranges_.upper_bound(sector);
+    if (next != ranges_.begin() && std::prev(next)->second > sector) {
+        --next;
+    }
+    return next == ranges_.end() ? SectorRange{} : SectorRange{next->first, next->second - next->first};
+}
+
 std::vector<SectorRange> SectorRangeSet::Ranges() const {
     std::vector<SectorRange> list;
     list.reserve(ranges_.size());

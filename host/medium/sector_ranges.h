@@ -19,6 +19,8 @@ public:
     void Add(SectorRange range);
     bool Contains(std::int64_t sector) const;
     bool Intersects(SectorRange range) const;
+    /// The first range of the set that ends behind `sector`; empty if there is none.
+    SectorRange NextFrom(std::int64_t sector) const;
     /// Ascending.
     std::vector<SectorRange> Ranges() const;
     std::int64_t SectorCount() const { return sectorCount_; }

@@ -14,4 +14,25 @@ Json RangesToJson(const std::vector<SectorRange>& ranges) {
     return list;
 }
 
+std::optional<std::vector<SectorRange>> RangesFromJson(const Json& record, const char* key) {
+    constexpr std::int64_t most = std::int64_t{1} << 61U;
+    const auto list = record.find(key);
+    if (list == record.end() || !list->is_array()) {
+        return std::nullopt;
+    }
+    const auto numberIn = [](const Json& range, const char* name) -> std::int64_t {
+        const auto field = range.is_object() ? range.find(name) : range.end();
+        return field != range.end() && field->is_number_integer() ? field->get<std::int64_t>() : -1;
+    };
+    std::vector<SectorRange> ranges;
+    for (const Json& range : *list) {
+        const SectorRange sectors{numberIn(range, "first"), numberIn(range, "count")};
+        if (sectors.first < 0 || sectors.first > most || sectors.count < 1 || sectors.count > most) {
+            return std::nullopt;
+        }
+        ranges.push_back(sectors);
+    }
+    return ranges;
+}
+
 }  // namespace salvor

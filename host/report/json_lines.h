@@ -1,6 +1,7 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,5 +20,9 @@ Json ParseJsonLine(const std::string& line);
 
 /// An array of {"first", "count"}.
 Json RangesToJson(const std::vector<SectorRange>& ranges);
+
+/// The ranges of a record's field, as `RangesToJson` writes them; nothing if it holds something else, such as sectors
+/// that no medium has.
+std::optional<std::vector<SectorRange>> RangesFromJson(const Json& record, const char* key);
 
 }  // namespace salvor

@@ -10,8 +10,8 @@ BlockReader::BlockReader(Medium& medium, SectorRange range, std::int64_t blockSe
       blockSectors_(blockSectors),
       blockCount_((range.count + blockSectors - 1) / blockSectors) {
     const std::int64_t largest = std::min(blockSectors, range.count);
-    for (auto& buffer : buffers_) {
-        buffer.resize(static_cast<std::size_t>(largest * medium.SectorSize()));
+    for (Slot& slot : slots_) {
+        slot.bytes.resize(static_cast<std::size_t>(largest * medium.SectorSize()));
     }
     thread_ = std::thread([this] { ReadAhead(); });
 }
@@ -27,33 +27,52 @@ BlockReader::~BlockReader() {
 
 std::optional<ReadBlock> BlockReader::Next() {
     std::unique_lock lock(mutex_);
-    blocksReleased_ = blocksTaken_;
+    held_ = next_;
     changed_.notify_all();
-    if (blocksTaken_ == blockCount_) {
+    if (next_ >= blockCount_) {
         return std::nullopt;
     }
-    changed_.wait(lock, [this] { return blocksRead_ > blocksTaken_; });
-    const std::int64_t number = blocksTaken_++;
-    return ReadBlock{RangeOfBlock(number), buffers_[static_cast<std::size_t>(number % 2)].data()};
+    const std::int64_t number = next_;
+    const Slot& slot = SlotOf(number);
+    changed_.wait(lock, [&] { return slot.number == number; });
+    ++next_;
+    return ReadBlock{RangeOfBlock(number), slot.zeroBlocks > 0 ? zeros_.data() : slot.bytes.data(), slot.zeroBlocks};
+}
+
+void BlockReader::Skip(std::int64_t blocks) {
+    const std::lock_guard lock(mutex_);
+    next_ = std::min(next_ + blocks, blockCount_);
 }
 
 void BlockReader::ReadAhead() {
-    for (std::int64_t number = 0; number < blockCount_; ++number) {
-        {
-            std::unique_lock lock(mutex_);
-            changed_.wait(lock, [&] { return stopping_ || number < blocksReleased_ + 2; });
-            if (stopping_) {
-                return;
-            }
+    std::unique_lock lock(mutex_);
+    for (std::int64_t number = 0;; ++number) {
+        changed_.wait(lock, [&] {
+            number = std::max(number, next_);
+            return stopping_ || number >= blockCount_ || number < held_ + 2;
+        });
+        if (stopping_ || number >= blockCount_) {
+            return;
         }
-        const SectorRange sectors = RangeOfBlock(number);
-        medium_.Read(sectors.first, buffers_[static_cast<std::size_t>(number % 2)].data(), sectors.count);
-        {
-            const std::lock_guard lock(mutex_);
-            blocksRead_ = number + 1;
-        }
+        lock.unlock();
+        ReadInto(SlotOf(number), number);
+        lock.lock();
+        SlotOf(number).number = number;
         changed_.notify_all();
     }
+}
+
+void BlockReader::ReadInto(Slot& slot, std::int64_t number) {
+    const SectorRange sectors = RangeOfBlock(number);
+    const std::int64_t zeroSectors = medium_.ZeroSectorsFrom(sectors.first);
+    slot.zeroBlocks = 0;
+    if (zeroSectors < sectors.count) {
+        medium_.Read(sectors.first, slot.bytes.data(), sectors.count);
+        return;
+    }
+    zeros_.resize(slot.bytes.size());
+    const std::int64_t left = range_.first + range_.count - sectors.first;
+    slot.zeroBlocks = zeroSectors >= left ? blockCount_ - number : zeroSectors / blockSectors_;
 }
 
 SectorRange BlockReader::RangeOfBlock(std::int64_t number) const {

@@ -16,6 +16,8 @@ namespace salvor {
 struct ReadBlock {
     SectorRange sectors;
     const std::uint8_t* data;
+    /// Blocks from this one on that are known to be zeros without having been read; 0 if this one was read.
+    std::int64_t zeroBlocks = 0;
 };
 
 /// Reads a range of the medium block after block on a thread of its own, one block ahead of the caller.
@@ -31,22 +33,34 @@ public:
     /// The next block, nothing behind the last. Its bytes stay until the next call.
     std::optional<ReadBlock> Next();
 
+    /// Passes over this many blocks behind the last one given.
+    void Skip(std::int64_t blocks);
+
 private:
+    struct Slot {
+        std::vector<std::uint8_t> bytes;
+        // The block that was read last, -1 for none.
+        std::int64_t number = -1;
+        std::int64_t zeroBlocks = 0;
+    };
+
     void ReadAhead();
+    void ReadInto(Slot& slot, std::int64_t number);
+    Slot& SlotOf(std::int64_t number) { return slots_[static_cast<std::size_t>(number % 2)]; }
     SectorRange RangeOfBlock(std::int64_t number) const;
 
     Medium& medium_;
     SectorRange range_;
     std::int64_t blockSectors_;
     std::int64_t blockCount_;
-    // Block n lives in buffer n modulo 2.
-    std::array<std::vector<std::uint8_t>, 2> buffers_;
+    std::array<Slot, 2> slots_;
+    // As long as a block; empty until it is needed.
+    std::vector<std::uint8_t> zeros_;
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::int64_t blocksRead_ = 0;
-    // Blocks whose bytes the caller has given back.
-    std::int64_t blocksReleased_ = 0;
-    std::int64_t blocksTaken_ = 0;
+    // The block that the caller looks at or waits for, and the one that it gets next.
+    std::int64_t held_ = 0;
+    std::int64_t next_ = 0;
     bool stopping_ = false;
     // The last member: everything it uses exists before it starts.
     std::thread thread_;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
-#include <functional>
 #include <utility>
 
 #include "host/app/failure.h"
@@ -101,26 +100,6 @@ JournalHeader HeaderFromJson(const Json& value) {
     return header;
 }
 
-// False if there is a field of this name that is no list of ranges as `RangesToJson` writes them.
-bool TakeRanges(const Json& record, const char* key, const std::function<void(SectorRange)>& take) {
-    const auto list = record.find(key);
-    if (list == record.end() || !list->is_array()) {
-        return false;
-    }
-    return std::ranges::all_of(*list, [&take](const Json& range) {
-        if (!range.is_object() || !IsInteger(range, "first") || !IsInteger(range, "count")) {
-            return false;
-        }
-        constexpr std::int64_t most = std::int64_t{1} << 62U;
-        const SectorRange sectors{range["first"].get<std::int64_t>(), range["count"].get<std::int64_t>()};
-        if (sectors.first < 0 || sectors.first > most || sectors.count < 1 || sectors.count > most) {
-            return false;
-        }
-        take(sectors);
-        return true;
-    });
-}
-
 bool TakeStarts(const Json& record, Sightings& seen) {
     const auto sectors = record.find("sectors");
     if (sectors == record.end() || !sectors->is_array()) {
@@ -154,9 +133,17 @@ bool TakeRecord(const Json& record, Journal& journal, SectorRangeSet& unreadable
     } else if (kind == "starts") {
         return TakeStarts(record, journal.seen);
     } else if (kind == "text_starts") {
-        return TakeRanges(record, "sectors", [&](SectorRange range) { journal.seen.AddTextStarts(range); });
+        const auto ranges = RangesFromJson(record, "sectors");
+        for (const SectorRange& range : ranges.value_or(std::vector<SectorRange>())) {
+            journal.seen.AddTextStarts(range);
+        }
+        return ranges.has_value();
     } else if (kind == "unreadable") {
-        return TakeRanges(record, "sectors", [&](SectorRange range) { unreadable.Add(range); });
+        const auto ranges = RangesFromJson(record, "sectors");
+        for (const SectorRange& range : ranges.value_or(std::vector<SectorRange>())) {
+            unreadable.Add(range);
+        }
+        return ranges.has_value();
     } else if (kind == "summary") {
         journal.complete = record.contains("ended") && record["ended"] == "complete";
     } else {

@@ -143,7 +143,8 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     const std::int64_t start = ParseNumber("--start", options.start);
     const std::optional<std::int64_t> length =
         options.length.empty() ? std::nullopt : std::optional(ParseNumber("--length", options.length));
-    auto medium = std::make_unique<Medium>(OpenDevice(options.image), header.sectorSize);
+    auto medium = std::make_unique<Medium>(OpenImage(options.image), header.sectorSize,
+                                           FailurePolicy{options.skipBad, StopRequested});
     header.imageSize = medium->SizeInBytes();
     const std::int64_t sectors = medium->SectorCount();
     if (start >= sectors) {

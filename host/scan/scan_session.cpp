@@ -19,14 +19,18 @@ struct ActiveScanner {
 
 class FindSink : public IFoundFileSink {
 public:
-    explicit FindSink(ScanObserver& observer) : observer_(observer) {}
+    FindSink(const Medium& medium, ScanObserver& observer) : medium_(medium), observer_(observer) {}
     void SetType(std::int32_t type) { type_ = type; }
     std::int32_t ReportFound(const FoundFile* file) override {
-        observer_.OnFind({type_, file->startSector - StreamStart, file->size});
+        // A scanner that was cut off from the medium's bytes reports what is not there.
+        if (!medium_.IsInterrupted()) {
+            observer_.OnFind({type_, file->startSector - StreamStart, file->size});
+        }
         return 1;
     }
 
 private:
+    const Medium& medium_;
     ScanObserver& observer_;
     std::int32_t type_ = 0;
 };
@@ -61,12 +65,12 @@ StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request) {
 bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observer) {
     const std::vector<ActiveScanner> scanners = StartScanners(request);
     StreamSource source(medium);
-    FindSink sink(observer);
+    FindSink sink(medium, observer);
     StartFinder starts = MakeStartFinder(medium, request);
     BlockReader reader(medium, request.range, request.blockSectors);
     bool stopped = false;
     while (const auto read = reader.Next()) {
-        stopped = observer.StopRequested();
+        stopped = observer.StopRequested() || medium.IsInterrupted();
         if (stopped) {
             break;
         }
@@ -87,6 +91,10 @@ bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observe
                         [&](std::int64_t sector) { observer.OnTextStart(sector); });
                 }
             });
+        stopped = medium.IsInterrupted();
+        if (stopped) {
+            break;
+        }
         observer.OnBlockDone(read->sectors.first + read->sectors.count);
     }
     for (const ActiveScanner& active : scanners) {

@@ -118,6 +118,12 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
         read.known.push_back(std::move(known));
     } else if (kind == "outcome") {
         read.validation.outcomes.push_back(OutcomeIn(record));
+    } else if (kind == "unreadable") {
+        const auto ranges = RangesFromJson(record, "sectors");
+        if (!ranges) {
+            throw std::invalid_argument("no ranges");
+        }
+        read.unreadable.insert(read.unreadable.end(), ranges->begin(), ranges->end());
     } else if (kind == "summary") {
         read.validation.complete = record.at("ended") == "complete";
     } else {
@@ -168,6 +174,12 @@ void OutcomesWriter::AddFinding(const KnownFinding& finding) {
     PutFinding(record, finding.finding);
     record["cost"] = finding.cost;
     log_.Add(JsonLine(record));
+}
+
+void OutcomesWriter::AddUnreadable(const std::vector<SectorRange>& sectors) {
+    if (!sectors.empty()) {
+        log_.Add(JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(sectors)}}));
+    }
 }
 
 void OutcomesWriter::Add(const Validation& validation) {

@@ -21,6 +21,8 @@ public:
     OutcomesWriter(const std::string& path, const std::string& digest);
 
     void AddFinding(const KnownFinding& finding);
+    /// These sectors, which the scan did not try, cannot be read.
+    void AddUnreadable(const std::vector<SectorRange>& sectors);
     void Add(const Validation& validation);
     void Flush() { log_.Flush(); }
     void Sync() { log_.Sync(); }
@@ -34,6 +36,8 @@ struct OutcomesRead {
     /// What they are the outcomes of.
     std::string digest;
     std::vector<KnownFinding> known;
+    /// Sectors that could not be read, besides those of the scan.
+    std::vector<SectorRange> unreadable;
     /// Complete only if the file is.
     Validation validation;
     /// Unreadable lines, including a last line that was cut.

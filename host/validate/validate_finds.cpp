@@ -63,7 +63,7 @@ public:
 
     Validation Run() {
         Validation result;
-        result.complete = Walk(Phase::Structure) && Walk(Phase::Bounded) && ReadTexts();
+        result.complete = Walk(Phase::Structure) && Walk(Phase::Bounded) && ReadTexts() && !medium_.IsInterrupted();
         if (result.complete) {
             TakeOutcomes(result.outcomes);
         }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 
@@ -17,13 +18,14 @@ using std::chrono::steady_clock;
 
 class FileObserver : public ValidateObserver {
 public:
-    FileObserver(OutcomesWriter& writer, std::int64_t mediumBytes, bool quiet)
-        : writer_(writer), mediumBytes_(mediumBytes), progress_("validating", mediumBytes * PhaseCount, quiet) {}
+    FileObserver(OutcomesWriter& writer, Medium& medium, bool quiet)
+        : writer_(writer), medium_(medium), progress_("validating", medium.SizeInBytes() * PhaseCount, quiet) {}
 
     bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
-        progress_.Update(static_cast<std::int64_t>(phase) * mediumBytes_ + byte, counts_);
+        progress_.Update(static_cast<std::int64_t>(phase) * medium_.SizeInBytes() + byte, counts_);
         if (const auto now = steady_clock::now(); now >= nextSync_) {
             constexpr std::chrono::seconds syncInterval(2);
+            writer_.AddUnreadable(medium_.TakeNewlyUnreadable().Ranges());
             writer_.Sync();
             nextSync_ = now + syncInterval;
         }
@@ -41,7 +43,7 @@ private:
     static constexpr std::int64_t PhaseCount = 3;
 
     OutcomesWriter& writer_;
-    std::int64_t mediumBytes_;
+    Medium& medium_;
     Progress progress_;
     std::map<std::string, std::int64_t> counts_;
     steady_clock::time_point nextSync_ = steady_clock::now();
@@ -62,11 +64,14 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
                             const std::string& path, const std::string& earlier, bool quiet) {
     const std::string digest = DigestOf(medium, seen, caps);
     OutcomesRead known;
+    SectorRangeSet unreadable;
     for (const std::string& one : {path, earlier}) {
         auto read = one.empty() ? std::nullopt : ReadOutcomes(one);
         if (!read || read->digest != digest) {
             continue;
         }
+        medium.NoteUnreadable(read->unreadable);
+        std::ranges::for_each(read->unreadable, [&](SectorRange range) { unreadable.Add(range); });
         if (read->validation.complete) {
             return std::move(read->validation);
         }
@@ -75,11 +80,13 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
         }
     }
     OutcomesWriter writer(path, digest);
-    FileObserver observer(writer, medium.SizeInBytes(), quiet);
+    writer.AddUnreadable(unreadable.Ranges());
+    FileObserver observer(writer, medium, quiet);
     ValidateRequest request;
     request.caps = caps;
     request.known = known.known;
     Validation validation = ValidateFinds(medium, seen, request, observer);
+    writer.AddUnreadable(medium.TakeNewlyUnreadable().Ranges());
     writer.Add(validation);
     return validation;
 }

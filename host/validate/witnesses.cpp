@@ -112,7 +112,7 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     }
     const std::int64_t before = left_;
     std::optional<Judgement> best = AskAnew(sector, phase, most, exceptFor);
-    if (best) {
+    if (best && !medium_.IsInterrupted()) {
         observer_.OnFinding({sector, phase,
                              std::string(request_.validators[static_cast<std::size_t>(best->validator)]->name),
                              best->finding, before - left_});

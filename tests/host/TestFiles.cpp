@@ -58,15 +58,39 @@ Bytes Pattern(std::size_t count, std::uint32_t seed) {
 }
 
 std::size_t FakeDevice::ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) {
+    return ReadUpToDamage(offset, buffer, length, 4096);
+}
+
+std::size_t FakeDevice::ReadAgain(std::int64_t offset, std::uint8_t* buffer, std::size_t length) {
+    return ReadUpToDamage(offset, buffer, length, sectorSize);
+}
+
+std::size_t FakeDevice::ReadUpToDamage(std::int64_t offset, std::uint8_t* buffer, std::size_t length,
+                                       std::int64_t unit) {
     ++reads;
     auto end = std::min(offset + static_cast<std::int64_t>(length), Size());
+    const std::int64_t touchedEnd = (end + unit - 1) / unit * unit;
+    bool fails = false;
     for (const auto& [from, to] : broken_) {
-        if (from < end && to > offset) {
-            end = std::max(from, offset);
+        if (from < touchedEnd && to > offset / unit * unit) {
+            fails = true;
+            end = std::clamp(std::max(from, offset) / unit * unit, offset, end);
         }
     }
+    failures += fails ? 1 : 0;
     std::copy(bytes_.begin() + offset, bytes_.begin() + end, buffer);
     return static_cast<std::size_t>(end - offset);
+}
+
+ByteRange FakeDevice::NextData(std::int64_t offset) {
+    std::int64_t end = Size();
+    for (const auto& [from, to] : holes_) {
+        if (from <= offset && offset < to) {
+            return {to, NextData(to).count};
+        }
+        end = from > offset ? std::min(end, from) : end;
+    }
+    return {offset, end - offset};
 }
 
 ProgramRun RunProgram(const std::string& arguments, const std::string& prefix) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/medium/raw_device.h"
+#include "host/medium/medium_source.h"
 
 namespace salvor::test {
 
@@ -36,20 +36,33 @@ std::vector<nlohmann::json> ReadLines(const std::filesystem::path& path);
 /// `count` bytes that differ from place to place in the same way on every machine.
 Bytes Pattern(std::size_t count, std::uint32_t seed = 1);
 
-/// A device in memory on which some bytes cannot be read.
-class FakeDevice : public RawDevice {
+/// A device in memory on which some bytes cannot be read and some are holes. Like the system, it reads whole pages,
+/// past which a sector can be read alone.
+class FakeDevice : public MediumSource {
 public:
     explicit FakeDevice(Bytes bytes) : bytes_(std::move(bytes)) {}
     std::int64_t Size() const override { return static_cast<std::int64_t>(bytes_.size()); }
+    std::int32_t SectorSize() const override { return sectorSize; }
     std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override;
+    std::size_t ReadAgain(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override;
+    ByteRange NextData(std::int64_t offset) override;
 
     /// No read delivers a byte of [from, to), both in bytes.
     void Break(std::int64_t from, std::int64_t to) { broken_.emplace_back(from, to); }
+    /// The same bytes are zeros, which the device knows.
+    void Punch(std::int64_t from, std::int64_t to) { holes_.emplace_back(from, to); }
+
+    std::int32_t sectorSize = 512;
     std::int64_t reads = 0;
+    /// Reads that met a broken byte. Each takes a dying disk milliseconds or seconds.
+    std::int64_t failures = 0;
 
 private:
+    std::size_t ReadUpToDamage(std::int64_t offset, std::uint8_t* buffer, std::size_t length, std::int64_t unit);
+
     Bytes bytes_;
     std::vector<std::pair<std::int64_t, std::int64_t>> broken_;
+    std::vector<std::pair<std::int64_t, std::int64_t>> holes_;
 };
 
 /// A run of the built program.

@@ -235,9 +235,9 @@ TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
 
 TEST(Program, EndsCleanlyWhenItIsStopped) {
     const TempFolder folder;
-    // A sparse image that takes much longer to scan than the signal to come.
-    test::WriteFile(folder / "image", std::string("x"));
-    fs::resize_file(folder / "image", std::uintmax_t{1} << 40U);
+    // In blocks of a sector it takes much longer to scan than the signal to come.
+    test::WriteFile(folder / "image", Bytes(std::size_t{256} << 20U, 1));
+    const std::string image = Quoted(folder / "image") + " --block-size 512";
     const auto signalled = [&](const char* signal, const fs::path& finds) {
         return fmt::format(
             "signalled() {{ \"$@\" & p=$!; until [ -s {} ]; do sleep 0.05; done; kill -s {} $p; wait $p; }}; signalled",
@@ -245,17 +245,15 @@ TEST(Program, EndsCleanlyWhenItIsStopped) {
     };
     for (const char* signal : {"INT", "TERM"}) {
         fs::remove(folder / "finds");
-        const test::ProgramRun run =
-            RunProgram("scan " + Quoted(folder / "image") + " --quiet --report " + Quoted(folder / "finds"),
-                       signalled(signal, folder / "finds"));
+        const test::ProgramRun run = RunProgram("scan " + image + " --quiet --report " + Quoted(folder / "finds"),
+                                                signalled(signal, folder / "finds"));
         EXPECT_EQ(run.status, 130) << run.errors;
         const auto lines = ReadLines(folder / "finds");
         EXPECT_EQ(lines.back()["record"], "summary");
         EXPECT_EQ(lines.back()["ended"], "stopped");
     }
-    const test::ProgramRun recover =
-        RunProgram("recover " + Quoted(folder / "image") + " --quiet --out " + Quoted(folder / "out"),
-                   signalled("INT", folder / "out/finds.jsonl"));
+    const test::ProgramRun recover = RunProgram("recover " + image + " --quiet --out " + Quoted(folder / "out"),
+                                                signalled("INT", folder / "out/finds.jsonl"));
     EXPECT_EQ(recover.status, 130);
     EXPECT_EQ(Summary(folder / "out")["ended"], "stopped");
     EXPECT_EQ(Summary(folder / "out")["files"], 0);
@@ -301,6 +299,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"recover " + Quoted(folder / "empty") + out, 3, "empty"},
         {"recover " + Quoted(folder.Path()) + out, 3, "folder"},
         {"recover /dev/null" + out, 3, "neither"},
+        {"recover -" + out, 3, "save it first"},
         {"recover " + Card + " --out " + Quoted(folder / "empty"), 3, folder.Path().string()},
         {"scan " + Card + " --report " + Quoted(folder / "no/such/finds"), 3, "No such file"},
         {"extract " + Quoted(folder / "missing") + out, 3, "No such file"},
@@ -319,11 +318,41 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
     EXPECT_EQ(RunProgram("scan " + Quoted(copy) + " --overwrite --report " + Quoted(copy)).status, 2);
     EXPECT_EQ(ReadFile(copy), ReadFile(Samples / "card.img"));
     EXPECT_EQ(RunProgram("scan " + Quoted(copy) + " --overwrite --report " + Quoted(folder / "finds")).status, 0);
-    fs::resize_file(copy, 2097151);
-    const test::ProgramRun changed = RunProgram("extract " + Quoted(folder / "finds") + out);
-    EXPECT_EQ(changed.status, 3);
-    EXPECT_NE(changed.errors.find("2097151"), std::string::npos) << changed.errors;
-    EXPECT_EQ(RunProgram("extract " + Quoted(folder / "finds") + out + " --image " + Card).status, 0);
+}
+
+TEST(Program, UsesAnImageThatHasGrownOrShrunk) {
+    const TempFolder folder;
+    const fs::path image = folder / "image";
+    fs::copy_file(Samples / "card.img", image);
+    ASSERT_EQ(RunProgram("scan " + Quoted(image) + " --report " + Quoted(folder / "finds")).status, 0);
+    const auto extract = [&](const char* out) {
+        return RunProgram("extract " + Quoted(folder / "finds") + " --out " + Quoted(folder / out));
+    };
+    ASSERT_EQ(extract("same").status, 0);
+    const auto same = RecoveredFiles(folder / "same");
+
+    fs::resize_file(image, 3 << 20U);
+    const test::ProgramRun grown = extract("grown");
+    EXPECT_EQ(grown.status, 0) << grown.errors;
+    EXPECT_NE(grown.errors.find("has grown from 2097152 to 3145728 bytes"), std::string::npos) << grown.errors;
+    EXPECT_EQ(RecoveredFiles(folder / "grown"), same);
+
+    constexpr std::int64_t left = 1000000;
+    fs::resize_file(image, left);
+    const test::ProgramRun shorter = extract("shorter");
+    EXPECT_EQ(shorter.status, 1) << shorter.errors;
+    EXPECT_NE(shorter.errors.find("has 1000000 bytes, but had 2097152"), std::string::npos) << shorter.errors;
+    auto files = RecoveredFiles(folder / "shorter");
+    std::size_t unharmed = 0;
+    for (const json& record : ReadLines(folder / "same/report.jsonl")) {
+        if (record["record"] == "file" && record["extension"] != "txt" &&
+            record["start_byte"].get<std::int64_t>() + record["size"].get<std::int64_t>() <= left) {
+            const std::string path = record["path"];
+            EXPECT_EQ(files[path], same.at(path)) << path;
+            ++unharmed;
+        }
+    }
+    EXPECT_GT(unharmed, 5U);
 }
 
 TEST(Program, NeverWritesToWhatItReads) {

@@ -40,9 +40,9 @@ protected:
         const auto begin = image.begin() + startSector * 512;
         return {begin, begin + size};
     }
-    std::unique_ptr<RawDevice> ImageOnDisk() {
+    std::unique_ptr<MediumSource> ImageOnDisk() {
         test::WriteFile(folder / "image", image);
-        return OpenDevice((folder / "image").string());
+        return OpenImage((folder / "image").string());
     }
     static bool NeverStops(std::int64_t /*done*/) { return false; }
 };

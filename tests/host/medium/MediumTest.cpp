@@ -46,30 +46,162 @@ TEST(Medium, GivesZerosOutsideAndInTheRestOfAPartialSector) {
     EXPECT_EQ(medium.Unreadable().SectorCount(), 0);
 }
 
-TEST(Medium, TriesUnreadableSectorsOneByOneAndRemembersThem) {
+TEST(Medium, FindsUnreadableSectorsAndNeverTouchesThemAgain) {
     Bytes image = test::Pattern(64 * 512);
-    auto device = std::make_unique<FakeDevice>(image);
-    device->Break(20 * 512 + 7, 20 * 512 + 8);
-    device->Break(22 * 512, 24 * 512);
-    device->Break(63 * 512 + 511, 64 * 512);
-    FakeDevice& fake = *device;
-    Medium medium(std::move(device), 512);
-    for (const std::int64_t bad : {20, 22, 23, 63}) {
-        std::fill_n(image.begin() + bad * 512, 512, std::uint8_t{0});
-    }
-    EXPECT_EQ(ReadSectors(medium, 0, 64), Expected(image, 0, 64));
-    const std::vector<SectorRange> expected{{20, 1}, {22, 2}, {63, 1}};
-    EXPECT_EQ(medium.Unreadable().Ranges(), expected);
-    EXPECT_EQ(medium.TakeNewlyUnreadable().Ranges(), expected);
-    EXPECT_TRUE(medium.TakeNewlyUnreadable().Ranges().empty());
+    for (const std::int32_t deviceSector : {512, 4096}) {
+        const auto makeDevice = [&] {
+            auto device = std::make_unique<FakeDevice>(image);
+            device->sectorSize = deviceSector;
+            device->Break(20 * 512 + 7, 20 * 512 + 8);
+            device->Break(22 * 512, 24 * 512);
+            device->Break(63 * 512 + 511, 64 * 512);
+            return device;
+        };
+        const std::vector<SectorRange> expected = deviceSector == 512
+                                                      ? std::vector<SectorRange>{{20, 1}, {22, 2}, {63, 1}}
+                                                      : std::vector<SectorRange>{{16, 8}, {56, 8}};
+        Bytes readable = image;
+        for (const SectorRange& bad : expected) {
+            std::fill_n(readable.begin() + bad.first * 512, bad.count * 512, std::uint8_t{0});
+        }
+        Medium medium(makeDevice(), 512);
+        EXPECT_EQ(ReadSectors(medium, 0, 64), Expected(readable, 0, 64));
+        EXPECT_EQ(medium.Unreadable().Ranges(), expected);
+        EXPECT_EQ(medium.TakeNewlyUnreadable().Ranges(), expected);
+        EXPECT_TRUE(medium.TakeNewlyUnreadable().Ranges().empty());
+        EXPECT_TRUE(medium.HoldsUnreadable({21, 2}));
+        EXPECT_FALSE(medium.HoldsUnreadable({24, 32}));
+        const std::vector<ByteRange> pieces{{60 * 512, 4 * 512}, {20 * 512 + 100, 2 * 512}, {0, 700}};
+        EXPECT_EQ(
+            medium.UnreadableIn(pieces),
+            (deviceSector == 512 ? std::vector<ByteRange>{{3 * 512, 512}, {4 * 512, 412}, {5 * 512 - 100 + 512, 100}}
+                                 : std::vector<ByteRange>{{0, 4 * 512}, {4 * 512, 2 * 512}}));
 
-    // What is known to be bad is not tried again: that can take seconds a sector.
-    const std::int64_t readsBefore = fake.reads;
-    EXPECT_EQ(ReadSectors(medium, 20, 1), Bytes(512, 0));
-    EXPECT_EQ(fake.reads, readsBefore);
-    EXPECT_EQ(ReadSectors(medium, 0, 64), Expected(image, 0, 64));
-    EXPECT_TRUE(medium.HoldsUnreadable({21, 2}));
-    EXPECT_FALSE(medium.HoldsUnreadable({24, 39}));
+        // What an earlier run knew is left alone, and so is the rest of its pages but for single sectors.
+        auto device = makeDevice();
+        const FakeDevice& fake = *device;
+        Medium later(std::move(device), 512);
+        later.NoteUnreadable(expected);
+        EXPECT_EQ(ReadSectors(later, 0, 64), Expected(readable, 0, 64));
+        EXPECT_EQ(ReadSectors(later, 17, 6), Expected(readable, 17, 6));
+        EXPECT_EQ(fake.failures, 0);
+    }
+}
+
+// Reads an image of these bad bytes block by block.
+struct RescueRun {
+    RescueRun(std::int64_t mebibytes, const std::vector<ByteRange>& broken, FailurePolicy policy = {})
+        : image(test::Pattern(static_cast<std::size_t>(mebibytes << 20U))) {
+        auto device = std::make_unique<FakeDevice>(image);
+        for (const ByteRange& range : broken) {
+            device->Break(range.first, range.first + range.count);
+        }
+        const FakeDevice& fake = *device;
+        Medium medium(std::move(device), 512, std::move(policy));
+        for (std::int64_t sector = 0; sector < mebibytes * 2048; sector += 2048) {
+            const Bytes block = ReadSectors(medium, sector, 2048);
+            delivered.insert(delivered.end(), block.begin(), block.end());
+        }
+        unreadable = medium.Unreadable().Ranges();
+        isInterrupted = medium.IsInterrupted();
+        reads = fake.reads;
+        failures = fake.failures;
+    }
+
+    Bytes image;
+    Bytes delivered;
+    std::vector<SectorRange> unreadable;
+    bool isInterrupted = false;
+    std::int64_t reads = 0;
+    std::int64_t failures = 0;
+};
+
+TEST(Medium, TriesABadStretchFewTimes) {
+    constexpr std::int64_t mebibyte = 1 << 20;
+    constexpr ByteRange stretch{5 * mebibyte / 2 + 512, mebibyte};
+    const std::vector<SectorRange> whole{{5 * 1024 + 1, 2048}};
+    const RescueRun tried(8, {stretch});
+    EXPECT_EQ(tried.unreadable, whole);
+    EXPECT_LT(tried.failures, 160);
+    const RescueRun skipped(8, {stretch}, {true, [] {
+                                               return false;
+                                           }});
+    EXPECT_EQ(skipped.unreadable, whole);
+    EXPECT_LT(skipped.failures, 25);
+    // A device that is gone.
+    EXPECT_LT(RescueRun(64, {{mebibyte, 63 * mebibyte}}).failures, 280);
+
+    // What can be read inside comes back to the sector, unless that is left alone.
+    const std::vector<ByteRange> withIsland{{stretch.first, 300 * 512},
+                                            {stretch.first + 340 * 512, mebibyte - 340 * 512}};
+    const std::vector<SectorRange> aroundIsland{{5 * 1024 + 1, 300}, {5 * 1024 + 341, 2048 - 340}};
+    const RescueRun island(8, withIsland);
+    EXPECT_EQ(island.unreadable, aroundIsland);
+    EXPECT_TRUE(std::equal(island.image.begin() + stretch.first + 300 * 512,
+                           island.image.begin() + stretch.first + 340 * 512,
+                           island.delivered.begin() + stretch.first + 300 * 512));
+    EXPECT_EQ(RescueRun(8, withIsland,
+                        {true,
+                         [] {
+                             return false;
+                         }})
+                  .unreadable,
+              whole);
+}
+
+TEST(Medium, LosesNoNeighbourOfScatteredBadSectors) {
+    std::vector<ByteRange> broken;
+    std::vector<SectorRange> expected;
+    for (std::int64_t i = 0; i < 100; ++i) {
+        const std::int64_t sector = i * 327 + i % 8;
+        broken.push_back({sector * 512, 512});
+        expected.push_back({sector, 1});
+    }
+    const RescueRun run(16, broken);
+    EXPECT_EQ(run.unreadable, expected);
+    EXPECT_LT(run.failures, 210);
+    EXPECT_LT(run.reads, 1300);
+}
+
+TEST(Medium, HearsAStopBetweenTwoTries) {
+    int left = 5;
+    const RescueRun run(8, {{1 << 20, 1 << 20}}, {false, [&left] {
+                                                      return --left < 0;
+                                                  }});
+    EXPECT_TRUE(run.isInterrupted);
+    EXPECT_LE(run.failures, 6);
+    EXPECT_TRUE(run.unreadable.empty());
+}
+
+TEST(Medium, DoesNotReadHoles) {
+    Bytes image = test::Pattern(64 * 512 + 100);
+    auto device = std::make_unique<FakeDevice>(image);
+    for (const auto& [from, to] : std::vector<std::pair<std::int64_t, std::int64_t>>{
+             {0, 5 * 512}, {10 * 512 + 1, 20 * 512 - 1}, {40 * 512, 64 * 512 + 100}}) {
+        // A read would show that they are none.
+        device->Punch(from, to);
+        std::fill(image.begin() + (from + 511) / 512 * 512,
+                  image.begin() + (to == std::ssize(image) ? to : to / 512 * 512), std::uint8_t{0});
+    }
+    Medium medium(std::move(device), 512);
+    EXPECT_EQ(ReadSectors(medium, 0, 65), Expected(image, 0, 65));
+    EXPECT_EQ(ReadSectors(medium, 15, 3), Expected(image, 15, 3));
+    for (const auto& [sector, zeros] : std::vector<std::pair<std::int64_t, std::int64_t>>{
+             {0, 5}, {4, 1}, {5, 0}, {10, 0}, {11, 8}, {19, 0}, {40, 25}, {64, 1}}) {
+        EXPECT_EQ(medium.ZeroSectorsFrom(sector), zeros) << sector;
+    }
+
+    std::vector<std::int64_t> seen;
+    BlockReader reader(medium, {0, 65}, 4);
+    while (const auto block = reader.Next()) {
+        seen.push_back(block->sectors.first);
+        const auto size = static_cast<std::ptrdiff_t>(block->sectors.count * 512);
+        EXPECT_EQ(Bytes(block->data, block->data + size), Expected(image, block->sectors.first, block->sectors.count));
+        if (block->zeroBlocks > 1) {
+            reader.Skip(block->zeroBlocks - 1);
+        }
+    }
+    EXPECT_EQ(seen, (std::vector<std::int64_t>{0, 4, 8, 12, 16, 20, 24, 28, 32, 36, 40}));
 }
 
 TEST(SectorRangeSet, MergesRangesThatOverlapOrTouch) {

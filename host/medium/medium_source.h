@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/platform/device.h"
+
+namespace salvor {
+
+/// Where the bytes of a medium come from: a raw image, a device, an image format, ranges of another medium joined in
+/// order. `Medium` asks for large pieces, numbers the sectors and deals with those that cannot be read. Offsets and
+/// lengths are in bytes. Calls may come from several threads.
+class MediumSource {
+public:
+    MediumSource() = default;
+    MediumSource(const MediumSource&) = delete;
+    MediumSource& operator=(const MediumSource&) = delete;
+    virtual ~MediumSource() = default;
+
+    /// When it was opened; 1 at least.
+    virtual std::int64_t Size() const = 0;
+
+    /// What is read, or cannot be read, as one.
+    virtual std::int32_t SectorSize() const { return 512; }
+
+    /// Reads up to `length` bytes; fewer, or none, when the rest cannot be read.
+    virtual std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) = 0;
+
+    /// Reads a sector that `ReadAt` did not deliver, without touching others.
+    virtual std::size_t ReadAgain(std::int64_t offset, std::uint8_t* buffer, std::size_t length) {
+        return ReadAt(offset, buffer, length);
+    }
+
+    /// Something cannot be read: from now on nothing is read that was not asked for.
+    virtual void ExpectFailures() {}
+
+    /// The first bytes at `offset` or behind it that must be read; those in front of them are known to be zeros. Empty,
+    /// at the end, if none must.
+    virtual ByteRange NextData(std::int64_t offset) { return {offset, Size() - offset}; }
+
+    /// The descriptor of a regular file, from which the kernel can copy ranges by itself.
+    virtual std::optional<int> CopySource() const { return std::nullopt; }
+};
+
+/// Opens a regular file or a block device, read-only. Throws `Failure` (not started) with a clear line for a path that
+/// is missing, not readable, empty, a folder, a pipe or anything else.
+std::unique_ptr<MediumSource> OpenImage(const std::string& path);
+
+}  // namespace salvor
