@@ -59,7 +59,7 @@ bool KEMLFileType::IsHeader(ByteSpan sector) {
 }
 
 void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    if (block->sectorSize > MaxSectorBytes) {
+    if (block->sectorCount < 1 || block->sectorSize > MaxSectorBytes) {
         return;
     }
     ends_.EnterBlock(*block);

@@ -73,7 +73,7 @@ void KMSGFileType::Close() {
 }
 
 void KMSGFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
-    if (block->sectorSize > MaxSectorBytes) {
+    if (block->sectorCount < 1 || block->sectorSize > MaxSectorBytes) {
         return;
     }
     budget_.EnterBlock(*block);

@@ -29,6 +29,9 @@ public:
     bool RestsAt(std::int64_t /*nextSector*/) const { return walk_.IsAtRest(); }
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
+        if (block->sectorCount < 1) {
+            return;
+        }
         walk_.EnterBlock(*block);
         ForEachSector(*block, FileTypeBoxFilter, [&](const Candidate& candidate) {
             const std::optional<FileTypeBox> box = FileTypeBoxOf(candidate.sector);

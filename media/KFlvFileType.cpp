@@ -32,7 +32,31 @@ bool IsHeader(ByteSpan sector) {
            TagBytes(sector) >= 1;
 }
 
-// One step of the search for the key in a file that begins at `base`.
+// Sectors larger than the reader's cache come from the block alone, and only whole ones.
+bool ComesFromBlock(const SectorBlock& block) { return block.sectorSize > KFileSimulator::CacheBytes; }
+
+// How far the tag can be read; counted, like its end, from the candidate's start.
+std::int64_t ReadableEnd(const Candidate& candidate, std::int64_t tagEnd) {
+    if (!ComesFromBlock(candidate.block)) {
+        return tagEnd;
+    }
+    const std::int64_t sectorSize = candidate.block.sectorSize;
+    return std::min(tagEnd / sectorSize * sectorSize, std::ssize(candidate.RestOfBlock()));
+}
+
+ByteSpan PartOf(ByteSpan bytes, std::int64_t from, std::int64_t to) {
+    return bytes.subspan(static_cast<std::size_t>(from), static_cast<std::size_t>(to - from));
+}
+
+// One step of the search for the key in bytes that begin at `at`.
+Gap::Step SearchBytes(ByteSpan bytes, std::int64_t at) {
+    if (const auto key = Key.FindIn(bytes)) {
+        return {at + static_cast<std::int64_t>(*key), true};
+    }
+    return {at + std::max<std::int64_t>(std::ssize(bytes) - static_cast<std::int64_t>(Key.size()) + 1, 0), false};
+}
+
+// The same in a file that begins at `base`.
 Gap::Step SearchPiece(KFileSimulator& reader, std::int64_t base, std::int64_t at, std::int64_t end,
                       std::int64_t sectorSize) {
     std::array<std::uint8_t, KFileSimulator::CacheBytes> bytes{};
@@ -42,20 +66,12 @@ Gap::Step SearchPiece(KFileSimulator& reader, std::int64_t base, std::int64_t at
     const std::int64_t pieceEnd = std::min(end - base, wholeSectors);
     reader.Seek(position);
     reader.Read(bytes.data(), static_cast<std::uint32_t>(std::max<std::int64_t>(pieceEnd - position, 0)));
-    const std::int64_t got = reader.Tell() - position;
-    if (const auto key = Key.FindIn(ByteSpan(bytes).first(static_cast<std::size_t>(got)))) {
-        return {at + static_cast<std::int64_t>(*key), true};
-    }
-    return {at + std::max<std::int64_t>(got - static_cast<std::int64_t>(Key.size()) + 1, 0), false};
+    return SearchBytes(ByteSpan(bytes).first(static_cast<std::size_t>(reader.Tell() - position)), at);
 }
 
-// The number at the reader's position, without its fraction; nothing if it does not fit into 64 bits.
-std::optional<std::int64_t> ReadNumber(KFileSimulator& reader) {
+// The number without its fraction; nothing if it does not fit into 64 bits.
+std::optional<std::int64_t> WholeNumber(ByteSpan bytes) {
     constexpr double limit = 0x1p63;
-    std::array<std::uint8_t, NumberBytes> bytes{};
-    if (!reader.Read(bytes.data(), bytes.size())) {
-        return std::nullopt;
-    }
     const auto number = std::bit_cast<double>(LoadBig<std::uint64_t>(bytes, 0));
     const bool fits = number >= -limit && number < limit;
     return fits ? std::optional<std::int64_t>(static_cast<std::int64_t>(number)) : std::nullopt;
@@ -69,6 +85,9 @@ std::int32_t KFlvFileType::Reset() {
 }
 
 void KFlvFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    if (block->sectorCount < 1) {
+        return;
+    }
     if (!offsets_.Enter(*block)) {
         keyGap_.Forget();
     }
@@ -88,16 +107,23 @@ void KFlvFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
 std::optional<std::int64_t> KFlvFileType::DeclaredSize(const Candidate& candidate) {
     const SectorBlock& block = candidate.block;
     // The key and its number lie in the tag.
-    const std::int64_t tagEnd = TagData + TagBytes(candidate.sector);
+    const std::int64_t end = ReadableEnd(candidate, TagData + TagBytes(candidate.sector));
     const auto keyBytes = static_cast<std::int64_t>(Key.size());
     const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
     KFileSimulator reader(&block, candidate.startSector, static_cast<std::uint64_t>(Identity.maxSize));
-    const auto key = keyGap_.Find(
-        base, base + TagData, base + tagEnd - keyBytes + 1,
-        [&](std::int64_t at, std::int64_t) { return SearchPiece(reader, base, at, base + tagEnd, block.sectorSize); });
-    if (!key || *key + keyBytes + NumberBytes > base + tagEnd) {
+    const auto search = [&](std::int64_t at, std::int64_t) {
+        return ComesFromBlock(block) ? SearchBytes(PartOf(candidate.RestOfBlock(), at - base, end), at)
+                                     : SearchPiece(reader, base, at, base + end, block.sectorSize);
+    };
+    const auto key = keyGap_.Find(base, base + TagData, base + end - keyBytes + 1, search);
+    if (!key || *key + keyBytes + NumberBytes > base + end) {
         return std::nullopt;
     }
-    reader.Seek(*key + keyBytes - base);
-    return ReadNumber(reader);
+    const std::int64_t number = *key + keyBytes - base;
+    if (ComesFromBlock(block)) {
+        return WholeNumber(PartOf(candidate.RestOfBlock(), number, number + NumberBytes));
+    }
+    std::array<std::uint8_t, NumberBytes> bytes{};
+    reader.Seek(number);
+    return reader.Read(bytes.data(), NumberBytes) ? WholeNumber(bytes) : std::nullopt;
 }

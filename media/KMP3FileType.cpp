@@ -108,6 +108,9 @@ std::int32_t KMP3FileType::Reset() {
 }
 
 void KMP3FileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    if (block->sectorCount < 1) {
+        return;
+    }
     if (!row_.Enter(*block)) {
         frameGap_.Forget();
         endTagGap_.Forget();

@@ -1,6 +1,10 @@
 #include "frame/scan/FamilyEngine.h"
 
 void FamilyEngine::ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {
+    // It is no block of the medium: the block before stays the one scanned last.
+    if (block->sectorCount < 1) {
+        return;
+    }
     if (scannedBlockKey_ != block->firstSector) {
         found_.clear();
         this->ScanBlock(block, sink);

@@ -22,7 +22,7 @@ struct FoundEntry : FoundFile {
 class FamilyEngine : public IRawFileType {
 public:
     /// Scans the block unless its `firstSector` is the one of the block scanned last, then hands `sink` every find of
-    /// the kind, in the order found.
+    /// the kind, in the order found. A block without sectors changes and reports nothing.
     void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind);
 
     /// For the members: as `IRestingScanner` asks. An engine that has no answer of its own is never at rest.

@@ -16,6 +16,9 @@ public:
     }
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
+        if (block->sectorCount < 1) {
+            return;
+        }
         memory_.EnterBlock(*block);
         Base::ScanBlock(block, sink);
     }

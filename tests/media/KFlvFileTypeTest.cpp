@@ -71,6 +71,26 @@ TEST(FlashVideo, AKeyAcrossTwoOfThePiecesReadIsSeen) {
     }
 }
 
+// The reader cannot read a part of such a sector: what the tag leaves of its last one is not seen, nor is the next
+// block.
+TEST(FlashVideo, SectorsLargerThanAPieceAreSearched) {
+    constexpr std::size_t sectorSize = 40960;
+    const auto scan = [](std::size_t tagBytes, std::size_t key, std::int64_t blockSectors) {
+        const std::string head = Flash(static_cast<std::uint32_t>(tagBytes));
+        Medium medium(static_cast<std::int32_t>(sectorSize));
+        medium.Put(1, head + std::string(key - head.size(), '\x08') + Key + Number(77)).Grow(5);
+        return Scan(Flv, medium, blockSectors);
+    };
+    const Finds found{{1, 77}};
+    for (const std::size_t key : {std::size_t{24}, std::size_t{32765}, sectorSize - 18}) {
+        EXPECT_EQ(scan(sectorSize, key, 1), found) << key;
+        EXPECT_EQ(scan(sectorSize - 24 - 1, key, 5), Finds{}) << key;
+    }
+    EXPECT_EQ(scan(2 * sectorSize, sectorSize - 4, 5), found);
+    EXPECT_EQ(scan(2 * sectorSize, sectorSize - 4, 2), Finds{});
+    EXPECT_EQ(scan(2 * sectorSize, 2 * sectorSize - 17, 5), Finds{});
+}
+
 // Heads whose tags reach over one another and over keys that stand anywhere.
 TEST(FlashVideo, IsFoundAsIfEveryTagWereReadWhole) {
     Noise noise(5);

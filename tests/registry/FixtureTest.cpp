@@ -57,6 +57,17 @@ TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
     }
 }
 
+// Such a block may carry the number of the next one's first sector.
+TEST_P(FixtureTest, BlocksWithoutSectorsChangeNothing) {
+    Medium medium(512, FixtureMedium(file));
+    const Blocks blocks = EvenBlocks(medium, 16);
+    Blocks withEmpty;
+    for (const std::int64_t count : blocks) {
+        withEmpty.insert(withEmpty.end(), {0, count});
+    }
+    EXPECT_EQ(ScanWithAllTypes(medium, withEmpty), ScanWithAllTypes(medium, blocks));
+}
+
 // Up to 2 % of the file's bytes are changed: whatever is found then has a size that a host can take.
 TEST_P(FixtureTest, DamageLeavesSaneFinds) {
     const Bytes intact = FixtureMedium(file);

@@ -87,4 +87,16 @@ TEST_F(SharedEngineTest, KnowsABlockByItsFirstSectorAlone) {
     EXPECT_EQ(engine.scans, 4);
 }
 
+TEST_F(SharedEngineTest, PassesOverABlockWithoutSectors) {
+    ScanBlock<7>(6);
+    for (const std::int32_t count : {0, -1}) {
+        const SectorBlock empty{1, nullptr, count, 2, &medium};
+        RecordingSink sink;
+        ToyType<7>().ScanBlock(&empty, &sink);
+        EXPECT_EQ(sink.finds, Finds{}) << count;
+    }
+    EXPECT_EQ(engine.scans, 1);
+    EXPECT_EQ(ScanBlock<7>(1), (Finds{{0, 10}, {2, 30}})) << "its key is not taken over";
+}
+
 }  // namespace
