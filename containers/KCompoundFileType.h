@@ -8,7 +8,7 @@
 /// Compound files (structured storage), told apart by the streams that their directory names. Every sector that begins
 /// with the signature is parsed, even inside a file already found. The size is an estimate from the lengths of the
 /// tables and streams, each rounded up to whole sectors. Source: [MS-CFB], Compound File Binary File Format.
-class KCompoundFileType final : public FamilyEngine {
+class KCompoundFileType final : public ReleasedAs<KCompoundFileType, FamilyEngine> {
 public:
     /// `Spreadsheet` and `Slides` repeat the finds of `Excel` and `PowerPoint`.
     enum Kind : std::int32_t {
@@ -29,7 +29,7 @@ public:
         SlideShow,
     };
 
-    KCompoundFileType() : FamilyEngine(FirstBlockKey) {}
+    KCompoundFileType() : ReleasedAs(FirstBlockKey) {}
 
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;

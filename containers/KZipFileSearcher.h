@@ -16,9 +16,9 @@
 /// found too, but no type of this engine asks for them.
 ///
 /// Waiting archives outlive a scan, because `Reset` keeps them. Each takes 16 bytes.
-class KZipFileSearcher final : public FamilyEngine {
+class KZipFileSearcher final : public ReleasedAs<KZipFileSearcher, FamilyEngine> {
 public:
-    KZipFileSearcher() : FamilyEngine(NoBlockYet) {}
+    KZipFileSearcher() : ReleasedAs(NoBlockYet) {}
 
     std::int32_t Reset() override;
     std::int32_t EndScan() override;

@@ -9,9 +9,9 @@
 /// The engine of Office Open XML documents. It walks the records of every archive that begins at a sector start, to the
 /// end of the central directory, and takes the kind from the first name in a folder "ppt", "word" or "xl". An archive
 /// without such a name is not reported. Nothing stays open between sectors.
-class kZipOfficeSearcher final : public FamilyEngine {
+class kZipOfficeSearcher final : public ReleasedAs<kZipOfficeSearcher, FamilyEngine> {
 public:
-    kZipOfficeSearcher() : FamilyEngine(NoBlockYet) {}
+    kZipOfficeSearcher() : ReleasedAs(NoBlockYet) {}
 
     std::int32_t Reset() override;
     /// Has no effect: the walk has a limit of its own.

@@ -9,7 +9,7 @@
 /// texts near the start of the file. The directory must be well formed, and only the first one is read. A TIFF image
 /// ends with what is taken for its single strip; raws are found without a size. Every sector that begins with a header
 /// is examined. Source: Adobe, TIFF Revision 6.0, section 2; Adobe, DNG Specification, DNGVersion.
-class KTIFileType final : public FamilyEngine {
+class KTIFileType final : public ReleasedAs<KTIFileType, FamilyEngine> {
 public:
     /// No type reports `Cr2`.
     enum Kind : std::int32_t {
@@ -22,7 +22,7 @@ public:
         Dng,
     };
 
-    KTIFileType() : FamilyEngine(0) {}
+    KTIFileType() : ReleasedAs(0) {}
 
     /// What was found in the block, and the block, stay known.
     std::int32_t Reset() override;

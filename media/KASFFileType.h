@@ -7,7 +7,7 @@
 
 /// ASF files, told apart by the streams that their header declares. The header also gives the file's length, so a file
 /// is reported from its first sector. Source: Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3.
-class KASFFileType final : public FamilyEngine {
+class KASFFileType final : public ReleasedAs<KASFFileType, FamilyEngine> {
 public:
     enum Kind : std::int32_t {
         /// Audio streams and no video.
@@ -17,7 +17,7 @@ public:
         Other,
     };
 
-    KASFFileType() : FamilyEngine(FirstBlockKey) {}
+    KASFFileType() : ReleasedAs(FirstBlockKey) {}
 
     std::int32_t Reset() override;
     void GetTypeName(char* buffer, std::uint32_t capacity) override;

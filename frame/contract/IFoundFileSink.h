@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "FoundFile.h"
+#include "SlotZero.h"
 
 /// The host's receiver of finds. Implemented and owned by the host.
 class IFoundFileSink {
@@ -12,7 +13,7 @@ public:
     IFoundFileSink& operator=(const IFoundFileSink&) = delete;
 
     /// Slot 0 belongs to the host; the library never destroys a sink.
-    virtual ~IFoundFileSink() = default;
+    RAWFILETYPES_SLOT_ZERO(IFoundFileSink)
 
     /// Slot 1: takes one find. `file` is borrowed for the call: the sink copies what it keeps, and reads nothing behind
     /// the two fields of `FoundFile`. The result is ignored.

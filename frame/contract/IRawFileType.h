@@ -5,6 +5,7 @@
 #include "IFoundFileSink.h"
 #include "ISectorSource.h"
 #include "SectorBlock.h"
+#include "SlotZero.h"
 
 /// `IRawFileType::QueryInfo` returns this when it does not answer the request.
 inline constexpr std::int32_t QueryFailed = 0x65B;
@@ -21,7 +22,7 @@ public:
     IRawFileType(const IRawFileType&) = delete;
     IRawFileType& operator=(const IRawFileType&) = delete;
 
-    virtual ~IRawFileType() = default;
+    RAWFILETYPES_SLOT_ZERO(IRawFileType)
 
     /// Restores the state of a new scanner: default size cap, no open file. Returns 1.
     virtual std::int32_t Reset() = 0;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "IRawFileType.h"
+#include "SlotZero.h"
 
 #if defined(_WIN32)
 #if defined(RAWFILETYPES_BUILD)
@@ -26,7 +27,7 @@ public:
     IRawFileTypeFactory(const IRawFileTypeFactory&) = delete;
     IRawFileTypeFactory& operator=(const IRawFileTypeFactory&) = delete;
 
-    virtual ~IRawFileTypeFactory() = default;
+    RAWFILETYPES_SLOT_ZERO(IRawFileTypeFactory)
 
     /// Number of indices.
     virtual std::int32_t GetCount() = 0;

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "SlotZero.h"
+
 /// The medium's geometry; filled by `ISectorSource::GetGeometry`.
 struct SectorGeometry {
     /// Bytes per sector.
@@ -18,7 +20,7 @@ public:
     ISectorSource& operator=(const ISectorSource&) = delete;
 
     /// Slot 0 belongs to the host; the library never destroys a source.
-    virtual ~ISectorSource() = default;
+    RAWFILETYPES_SLOT_ZERO(ISectorSource)
 
     /// Slot 1: fills `buffer`, which holds at least `count` sectors, with `count` sectors from the absolute sector
     /// `firstSector` on. Scanners ignore the result and take the buffer as filled, so a host must write zeros for what

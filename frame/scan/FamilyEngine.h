@@ -16,9 +16,9 @@ struct FoundEntry : FoundFile {
 
 /// The scanner behind several types that differ only in what they call their files.
 ///
-/// An engine derives from this, scans a block in `ScanBlock` and adds what it finds with `AddFound`; it reports
-/// nothing itself. Each member asks with `ScanForKind` for the finds of its own kind: the first to ask makes the engine
-/// scan the block, the others are served from the list of finds.
+/// An engine derives from `ReleasedAs<Engine, FamilyEngine>`, scans a block in `ScanBlock` and adds what it finds with
+/// `AddFound`; it reports nothing itself. Each member asks with `ScanForKind` for the finds of its own kind: the first
+/// to ask makes the engine scan the block, the others are served from the list of finds.
 class FamilyEngine : public IRawFileType {
 public:
     /// Scans the block unless its `firstSector` is the one of the block scanned last, then hands `sink` every find of
@@ -33,7 +33,6 @@ public:
     std::int32_t BeginScan() override { return this->Reset(); }
     std::int32_t EndScan() override { return this->Reset(); }
     std::int32_t ReservedQuery8() override { return 0; }
-    void Release() override { delete this; }
     std::int32_t ReservedQuery10() override { return 0; }
     std::int32_t QueryInfo(std::int32_t /*what*/, void* /*out*/, std::int32_t /*outSize*/) override { return 0; }
 

@@ -8,6 +8,7 @@
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/IRawFileType.h"
 #include "frame/contract/IRestingScanner.h"
+#include "frame/scan/ReleasedAs.h"
 #include "frame/scan/RunState.h"
 
 /// The answers that every scanner takes from its record `Self::Identity` (a `FileTypeIdentity`).
@@ -15,7 +16,7 @@
 /// The bases of this folder know their scanner by its type `Self`, so that the calls per sector are bound at compile
 /// time and no base adds a slot to the contract's table.
 template <class Self>
-class FileTypeBase : public IRawFileType {
+class FileTypeBase : public ReleasedAs<Self> {
 public:
     void GetTypeName(char* buffer, std::uint32_t capacity) override {
         CopyBoundedText(buffer, capacity, Self::Identity.name);
@@ -26,7 +27,6 @@ public:
     std::int32_t BeginScan() override { return this->Reset(); }
     std::int32_t EndScan() override { return this->Reset(); }
     std::int32_t ReservedQuery8() override { return 0; }
-    void Release() override { delete this; }
     std::int32_t ReservedQuery10() override { return 0; }
 
     std::int32_t QueryInfo(std::int32_t what, void* out, std::int32_t outSize) override {

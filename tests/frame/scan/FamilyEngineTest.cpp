@@ -9,11 +9,11 @@ namespace {
 using namespace test;
 
 // Finds a file at every sector, whose first byte is its kind and whose second its size.
-class ToyEngine final : public FamilyEngine {
+class ToyEngine final : public ReleasedAs<ToyEngine, FamilyEngine> {
 public:
     static constexpr std::int64_t FirstKey = 0;
 
-    ToyEngine() : FamilyEngine(FirstKey) {}
+    ToyEngine() : ReleasedAs(FirstKey) {}
     std::int32_t Reset() override { return 1; }
     void SetMaxFileSize(std::int64_t size) override { maxSize = size; }
     void ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) override {
