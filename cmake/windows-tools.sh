@@ -54,12 +54,15 @@ salvor_fetch_qt() {
 # Qt Core for Windows, static and without what the library does not use.
 salvor_make_qt() {
     local features=("${salvor_qt_without[@]/#/-no-feature-}") jobs
+    # The paths of this machine must not get into the library: neither those of sources nor Qt's own.
+    local no_paths=-ffile-prefix-map=$PWD=.
     jobs=$(nproc)
     salvor_fetch_qt
     mkdir build
     cd build
     ../qtbase/configure -opensource -confirm-license -release -optimize-size -static \
-        -prefix "$salvor_windows_tools/qt" \
+        -prefix /qt -extprefix "$salvor_windows_tools/qt" \
+        "QMAKE_CFLAGS+=$no_paths" "QMAKE_CXXFLAGS+=$no_paths" \
         -xplatform win32-g++ -device-option CROSS_COMPILE=x86_64-w64-mingw32- \
         -no-gui -no-widgets -no-dbus -no-opengl -no-icu -no-iconv -no-glib -no-pch -no-openssl \
         -qt-zlib -qt-doubleconversion -nomake examples -nomake tests -nomake tools "${features[@]}"
