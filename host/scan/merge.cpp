@@ -185,7 +185,7 @@ private:
 
     // What the guesses lack may be in any file in front. Each try goes back twice as far as the one before.
     MissingScan FurtherBack(const std::vector<std::int64_t>& blocks) const {
-        constexpr std::int64_t fewestBlocks = 64;
+        constexpr std::int64_t fewestBlocks = 8;
         std::int64_t first = blocks.front();
         for (const TypeScan* scan : scans_) {
             if (scan->blocks.end > blocks.front()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -45,6 +46,10 @@ struct ScanGrid {
     std::vector<std::int32_t> types;
 
     std::int64_t BlockCount() const { return (range.count + blockSectors - 1) / blockSectors; }
+    SectorRange SectorsOf(BlockRange blocks) const {
+        const std::int64_t first = std::min(blocks.first * blockSectors, range.count);
+        return {range.first + first, std::min(blocks.end * blockSectors, range.count) - first};
+    }
     std::int64_t BlockOf(std::int64_t sector) const { return (sector - range.first) / blockSectors; }
 };
 

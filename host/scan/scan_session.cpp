@@ -1,6 +1,10 @@
 #include "host/scan/scan_session.h"
 
 #include <IFoundFileSink.h>
+#include <IRestingScanner.h>
+
+#include <algorithm>
+#include <utility>
 
 #include "host/scan/block_reader.h"
 #include "host/scan/block_slices.h"
@@ -19,20 +23,27 @@ struct ActiveScanner {
 
 class FindSink : public IFoundFileSink {
 public:
-    FindSink(const Medium& medium, ScanObserver& observer) : medium_(medium), observer_(observer) {}
+    explicit FindSink(ScanObserver& observer) : observer_(observer) {}
     void SetType(std::int32_t type) { type_ = type; }
+    /// Keeps the finds from now on too, with the part that is being scanned.
+    void KeepIn(std::vector<PlacedFind>* kept, std::int64_t part) {
+        kept_ = kept;
+        part_ = part;
+    }
     std::int32_t ReportFound(const FoundFile* file) override {
-        // A scanner that was cut off from the medium's bytes reports what is not there.
-        if (!medium_.IsInterrupted()) {
-            observer_.OnFind({type_, file->startSector - StreamStart, file->size});
+        const Find find{type_, file->startSector - StreamStart, file->size};
+        observer_.OnFind(find);
+        if (kept_ != nullptr) {
+            kept_->push_back({find, part_});
         }
         return 1;
     }
 
 private:
-    const Medium& medium_;
     ScanObserver& observer_;
     std::int32_t type_ = 0;
+    std::vector<PlacedFind>* kept_ = nullptr;
+    std::int64_t part_ = 0;
 };
 
 std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
@@ -49,58 +60,158 @@ std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
 }
 
 // Nothing to look for unless that is wanted.
-StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request) {
+StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request, std::int64_t firstSector) {
     StartFinder finder(request.withStarts ? Validators() : std::span<const Validator* const>(), medium.SectorSize(),
                        medium.SizeInBytes());
-    if (request.withStarts && request.range.first > 0) {
+    if (request.withStarts && firstSector > 0) {
         std::vector<std::uint8_t> before(static_cast<std::size_t>(medium.SectorSize()));
-        medium.Read(request.range.first - 1, before.data(), 1);
+        medium.Read(firstSector - 1, before.data(), 1);
         finder.SetBefore(before);
     }
     return finder;
 }
 
+// What looks at the blocks of one scan.
+class Session {
+public:
+    Session(Medium& medium, const ScanRequest& request, std::int64_t firstSector, ScanObserver& observer)
+        : medium_(medium),
+          observer_(observer),
+          source_(medium),
+          sink_(observer),
+          starts_(MakeStartFinder(medium, request, firstSector)),
+          scanners_(StartScanners(request)) {}
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session() {
+        for (const ActiveScanner& active : scanners_) {
+            active.scanner->EndScan();
+        }
+    }
+
+    const std::vector<ActiveScanner>& Scanners() const { return scanners_; }
+
+    /// `keep(active)` gives the list that takes its finds too, or null.
+    template <class Active, class Keep>
+    void ScanBlock(const ReadBlock& read, const std::vector<Active>& active, bool withStarts, Keep&& keep) {
+        source_.SetBlock(read);
+        const SectorBlock block{read.sectors.first + StreamStart, read.data,
+                                static_cast<std::int32_t>(read.sectors.count), medium_.SectorSize(), &source_};
+        ScanInSlices(
+            block, active, [](const Active& one) { return one.type; },
+            [&](const Active& one, const SectorBlock& part) {
+                sink_.SetType(one.type);
+                sink_.KeepIn(keep(one), part.firstSector - StreamStart);
+                one.scanner->ScanBlock(&part, &sink_);
+            },
+            [&](const SectorBlock& part) {
+                if (withStarts) {
+                    starts_.Look(
+                        part.data, part.firstSector - StreamStart, part.sectorCount,
+                        [&](std::int64_t sector) { observer_.OnStart(sector); },
+                        [&](std::int64_t sector) { observer_.OnTextStart(sector); });
+                }
+            });
+        observer_.OnBlockDone(read.sectors.first + read.sectors.count);
+    }
+
+private:
+    Medium& medium_;
+    ScanObserver& observer_;
+    StreamSource source_;
+    FindSink sink_;
+    StartFinder starts_;
+    std::vector<ActiveScanner> scanners_;
+};
+
+// A scanner whose scan is kept for merging.
+struct KeptScanner {
+    std::int32_t type;
+    IRawFileType* scanner;
+    IRestingScanner* rest;
+    TypeScan* scan;
+    std::int64_t guesses = 0;
+};
+
+bool Holds(const std::vector<BlockRange>& ranges, std::int64_t border) {
+    return std::ranges::any_of(ranges,
+                               [border](BlockRange range) { return range.first <= border && border < range.end; });
+}
+
+// What the scanner says at a block's end.
+bool TakeAnswers(KeptScanner& kept, std::int64_t block, std::int64_t nextSector) {
+    TypeScan& scan = *kept.scan;
+    scan.blocks.end = block + 1;
+    const std::int64_t guesses = kept.rest != nullptr ? kept.rest->GuessCount() : 0;
+    if (std::exchange(kept.guesses, guesses) != guesses) {
+        scan.guessed.push_back(block);
+    }
+    const bool isAtRest = kept.rest != nullptr && kept.rest->IsAtRest(nextSector + StreamStart);
+    if (!isAtRest) {
+        if (scan.restless.empty() || scan.restless.back().end != block + 1) {
+            scan.restless.push_back({block + 1, block + 1});
+        }
+        ++scan.restless.back().end;
+    }
+    return isAtRest;
+}
+
 }  // namespace
 
 bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observer) {
-    const std::vector<ActiveScanner> scanners = StartScanners(request);
-    StreamSource source(medium);
-    FindSink sink(medium, observer);
-    StartFinder starts = MakeStartFinder(medium, request);
+    Session session(medium, request, request.range.first, observer);
     BlockReader reader(medium, request.range, request.blockSectors);
-    bool stopped = false;
     while (const auto read = reader.Next()) {
-        stopped = observer.StopRequested() || medium.IsInterrupted();
-        if (stopped) {
-            break;
+        if (observer.StopRequested()) {
+            return false;
         }
-        source.SetBlock(*read);
-        const SectorBlock block{read->sectors.first + StreamStart, read->data,
-                                static_cast<std::int32_t>(read->sectors.count), medium.SectorSize(), &source};
-        ScanInSlices(
-            block, scanners, [](const ActiveScanner& active) { return active.type; },
-            [&sink](const ActiveScanner& active, const SectorBlock& part) {
-                sink.SetType(active.type);
-                active.scanner->ScanBlock(&part, &sink);
-            },
-            [&](const SectorBlock& part) {
-                if (request.withStarts) {
-                    starts.Look(
-                        part.data, part.firstSector - StreamStart, part.sectorCount,
-                        [&](std::int64_t sector) { observer.OnStart(sector); },
-                        [&](std::int64_t sector) { observer.OnTextStart(sector); });
-                }
+        session.ScanBlock(*read, session.Scanners(), request.withStarts, [](const ActiveScanner&) { return nullptr; });
+    }
+    return true;
+}
+
+ScanGrid GridOf(const ScanRequest& request) { return {request.range, request.blockSectors, request.types}; }
+
+ScanPart SegmentOf(const ScanGrid& grid, BlockRange blocks, std::int64_t mostBehind) {
+    const std::int64_t last = blocks.end + std::min(mostBehind, grid.BlockCount() - blocks.end);
+    return {blocks.first, blocks.end, {{blocks.end, last + 1}}, last};
+}
+
+ScanPart PartFor(const ScanGrid& grid, const MissingScan& missing) {
+    return {missing.from, missing.to, missing.borders, grid.BlockCount()};
+}
+
+std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest& request, const ScanPart& part,
+                                               ScanObserver& observer) {
+    const ScanGrid grid = GridOf(request);
+    Session session(medium, request, grid.SectorsOf({part.from, part.to}).first, observer);
+    std::vector<TypeScan> scans(request.types.size());
+    std::vector<KeptScanner> active;
+    for (std::size_t i = 0; i < scans.size(); ++i) {
+        const ActiveScanner& one = session.Scanners()[i];
+        scans[i] = {.type = one.type, .blocks = {part.from, part.from}};
+        active.push_back({one.type, one.scanner.get(), dynamic_cast<IRestingScanner*>(one.scanner.get()), &scans[i]});
+    }
+    // Blocks in front of `to` are read apart, so that none behind is read ahead when no type goes on.
+    for (const BlockRange blocks : {BlockRange{part.from, part.to}, BlockRange{part.to, part.last}}) {
+        BlockReader reader(medium, active.empty() ? SectorRange() : grid.SectorsOf(blocks), request.blockSectors);
+        for (std::int64_t border = blocks.first + 1; !active.empty(); ++border) {
+            const auto read = reader.Next();
+            if (!read) {
+                break;
+            }
+            if (observer.StopRequested()) {
+                return std::nullopt;
+            }
+            session.ScanBlock(*read, active, request.withStarts && border <= part.to,
+                              [](const KeptScanner& kept) { return &kept.scan->finds; });
+            const bool mayEnd = border >= part.to && Holds(part.borders, border);
+            std::erase_if(active, [&](KeptScanner& kept) {
+                return TakeAnswers(kept, border - 1, read->sectors.first + read->sectors.count) && mayEnd;
             });
-        stopped = medium.IsInterrupted();
-        if (stopped) {
-            break;
         }
-        observer.OnBlockDone(read->sectors.first + read->sectors.count);
     }
-    for (const ActiveScanner& active : scanners) {
-        active.scanner->EndScan();
-    }
-    return !stopped;
+    return scans;
 }
 
 }  // namespace salvor

@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "host/medium/medium.h"
 #include "host/scan/find.h"
+#include "host/scan/merge.h"
 
 namespace salvor {
 
@@ -61,5 +63,31 @@ public:
 /// Drives the scanners over a range of the medium. Depends on nothing but its arguments and the library. True if the
 /// whole range was scanned, false if the observer stopped it.
 bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observer);
+
+/// A part of a scan's blocks that a process of its own looks at.
+struct ScanPart {
+    /// All types scan from this block on, up to border `to`; a type whose scanner is not at rest there goes on up to
+    /// the first of `borders` at which it is, or up to border `last`. The types that go on are then alone.
+    std::int64_t from = 0;
+    std::int64_t to = 0;
+    std::vector<BlockRange> borders;
+    std::int64_t last = 0;
+};
+
+/// The cut of a request's range into blocks.
+ScanGrid GridOf(const ScanRequest& request);
+
+/// A segment of a scan, whose types go on for `mostBehind` blocks at most. What then is not at rest is found missing
+/// when the scans are merged.
+ScanPart SegmentOf(const ScanGrid& grid, BlockRange blocks, std::int64_t mostBehind);
+
+/// A scan that merging found missing; its type is to be the request's only one.
+ScanPart PartFor(const ScanGrid& grid, const MissingScan& missing);
+
+/// Scans a part of the request's range, once in a process, as some types remember the last file for as long as it
+/// lives. What `MergeScans` takes of each type; starts are looked for in front of border `to`. Nothing if the observer
+/// stopped the scan.
+std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest& request, const ScanPart& part,
+                                               ScanObserver& observer);
 
 }  // namespace salvor

@@ -30,8 +30,10 @@ public:
     void OnFind(const Find& find) override { finds.push_back(find); }
     void OnBlockDone(std::int64_t nextSector) override { marks.push_back(nextSector); }
     bool StopRequested() override { return marks.size() >= stopAfterBlocks; }
+    void OnStart(std::int64_t sector) override { starts.push_back(sector); }
 
     std::vector<Find> finds;
+    std::vector<std::int64_t> starts;
     std::vector<std::int64_t> marks;
     std::size_t stopAfterBlocks = 1000000;
 };
@@ -67,6 +69,92 @@ TEST(ScanRange, KeepsToItsRangeTypesAndCapsAndStopsWhenAsked) {
     Recorder nothing;
     EXPECT_TRUE(ScanRange(medium, {{50, 0}, 8, {Png}, {}}, nothing));
     EXPECT_TRUE(nothing.marks.empty());
+}
+
+// All but those that remember something for as long as the process lives.
+std::vector<std::int32_t> TypesToScanAgain() {
+    std::vector<std::int32_t> types = AllTypes();
+    std::erase_if(types, [](std::int32_t type) {
+        const FileTypeFamily family = FileTypeCatalog[type].family;
+        return family != FileTypeFamily::Alone && family != FileTypeFamily::Compound && family != FileTypeFamily::Asf;
+    });
+    return types;
+}
+
+std::vector<Find> FindsOfSegments(Medium& medium, const ScanRequest& request, const std::vector<std::int64_t>& cuts,
+                                  std::int64_t mostBehind, Recorder& recorder) {
+    const ScanGrid grid = GridOf(request);
+    std::vector<TypeScan> scans;
+    const auto scan = [&](const ScanRequest& asked, const ScanPart& part, ScanObserver& observer) {
+        const auto done = ScanApart(medium, asked, part, observer);
+        scans.insert(scans.end(), done->begin(), done->end());
+    };
+    for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
+        scan(request, SegmentOf(grid, {cuts[i], cuts[i + 1]}, mostBehind), recorder);
+    }
+    MergedScan merged = MergeScans(grid, scans);
+    for (int round = 0; round < 9 && !merged.missing.empty(); ++round) {
+        for (const MissingScan& missing : merged.missing) {
+            ScanRequest alone = request;
+            alone.types = {missing.type};
+            Recorder unused;
+            scan(alone, PartFor(grid, missing), unused);
+        }
+        merged = MergeScans(grid, scans);
+    }
+    EXPECT_TRUE(merged.missing.empty());
+    return merged.finds;
+}
+
+TEST(ScanApart, SegmentsGiveTheFindsAndStartsOfOneScanInItsOrder) {
+    Medium medium(std::make_unique<FakeDevice>(ReadFile(SALVOR_SAMPLES_DIR "/card.img")), 512);
+    ScanRequest request{{3, medium.SectorCount() - 3}, 100, TypesToScanAgain(), {{Png, 5000}}, true};
+    Recorder one;
+    EXPECT_TRUE(ScanRange(medium, request, one));
+    EXPECT_GT(one.finds.size(), 40U);
+    const std::int64_t blocks = GridOf(request).BlockCount();
+    for (const std::int64_t mostBehind : {std::int64_t{0}, std::int64_t{2}, blocks}) {
+        for (const std::vector<std::int64_t>& cuts :
+             {std::vector{0 * blocks, blocks / 2, blocks}, {0, 1, 5, 9, 13, 17, 20, 24, 28, 33, blocks}}) {
+            Recorder apart;
+            EXPECT_EQ(FindsOfSegments(medium, request, cuts, mostBehind, apart), one.finds);
+            EXPECT_EQ(apart.starts, one.starts);
+        }
+    }
+    Recorder stopped;
+    stopped.stopAfterBlocks = 1;
+    EXPECT_FALSE(ScanApart(medium, request, SegmentOf(GridOf(request), {0, 2}, 0), stopped));
+}
+
+TEST(MergeScans, NamesWhatIsMissing) {
+    const ScanGrid grid{{0, 100}, 10, {Png}};
+    const auto find = [](std::int64_t sector) {
+        return PlacedFind{{Png, sector, 1}, sector};
+    };
+    const TypeScan first{.type = Png, .blocks = {0, 4}, .restless = {{2, 5}}, .finds = {find(5)}};
+    const TypeScan second{.type = Png, .blocks = {3, 10}, .restless = {{5, 6}}, .finds = {find(35), find(70)}};
+    EXPECT_EQ(MergeScans(grid, {}).missing, (std::vector<MissingScan>{{Png, 0, 1, {}}}));
+    EXPECT_EQ(MergeScans(grid, std::vector{second}).missing,
+              (std::vector<MissingScan>{{Png, 0, 1, {{3, 5}, {6, 11}}}}));
+    // The first was at rest at border 1 last, and the second begins behind.
+    std::vector scans{second, first};
+    EXPECT_EQ(MergeScans(grid, scans).missing, (std::vector<MissingScan>{{Png, 1, 2, {{6, 11}}}}));
+    scans.push_back({.type = Png, .blocks = {1, 7}, .restless = {{2, 7}}, .finds = {find(12), find(66)}});
+    EXPECT_EQ(MergeScans(grid, scans).finds,
+              (std::vector<Find>{{Png, 5, 1}, {Png, 12, 1}, {Png, 66, 1}, {Png, 70, 1}}));
+
+    // A guess holds only if nothing lies in front of the scan.
+    scans = {{.type = Png, .blocks = {0, 5}, .guessed = {4}, .finds = {find(41)}},
+             {.type = Png, .blocks = {5, 10}, .guessed = {6}, .finds = {find(60), find(70)}}};
+    EXPECT_EQ(MergeScans(grid, scans).missing, (std::vector<MissingScan>{{Png, 0, 7, {{7, 8}}}}));
+    scans.push_back({.type = Png, .blocks = {2, 7}, .finds = {find(41), find(61)}});
+    EXPECT_EQ(MergeScans(grid, scans).finds, (std::vector<Find>{{Png, 41, 1}, {Png, 61, 1}, {Png, 70, 1}}));
+
+    // What no scan of this grid can have said.
+    scans.push_back({.type = Png, .blocks = {-3, 12}});
+    scans.push_back({.type = Png, .blocks = {9, 2}});
+    scans.push_back({.type = FileTypeIndex::Doc, .blocks = {0, 10}, .finds = {find(1)}});
+    EXPECT_EQ(MergeScans(grid, scans).finds.size(), 3U);
 }
 
 TEST(TypesNamed, TakesExtensionsInAnyCaseAndIndices) {
