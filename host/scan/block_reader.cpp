@@ -36,12 +36,14 @@ std::optional<ReadBlock> BlockReader::Next() {
     const Slot& slot = SlotOf(number);
     changed_.wait(lock, [&] { return slot.number == number; });
     ++next_;
-    return ReadBlock{RangeOfBlock(number), slot.zeroBlocks > 0 ? zeros_.data() : slot.bytes.data(), slot.zeroBlocks};
+    nextBehindZeros_ = number + std::max<std::int64_t>(slot.zeroBlocks, 1);
+    return ReadBlock{RangeOfBlocks(number, 1), slot.zeroBlocks > 0 ? zeros_.data() : slot.bytes.data(),
+                     RangeOfBlocks(number, slot.zeroBlocks)};
 }
 
-void BlockReader::Skip(std::int64_t blocks) {
+void BlockReader::SkipZeros() {
     const std::lock_guard lock(mutex_);
-    next_ = std::min(next_ + blocks, blockCount_);
+    next_ = std::max(next_, nextBehindZeros_);
 }
 
 void BlockReader::ReadAhead() {
@@ -63,7 +65,7 @@ void BlockReader::ReadAhead() {
 }
 
 void BlockReader::ReadInto(Slot& slot, std::int64_t number) {
-    const SectorRange sectors = RangeOfBlock(number);
+    const SectorRange sectors = RangeOfBlocks(number, 1);
     const std::int64_t zeroSectors = medium_.ZeroSectorsFrom(sectors.first);
     slot.zeroBlocks = 0;
     if (zeroSectors < sectors.count) {
@@ -75,9 +77,9 @@ void BlockReader::ReadInto(Slot& slot, std::int64_t number) {
     slot.zeroBlocks = zeroSectors >= left ? blockCount_ - number : zeroSectors / blockSectors_;
 }
 
-SectorRange BlockReader::RangeOfBlock(std::int64_t number) const {
-    const std::int64_t offset = number * blockSectors_;
-    return {range_.first + offset, std::min(blockSectors_, range_.count - offset)};
+SectorRange BlockReader::RangeOfBlocks(std::int64_t first, std::int64_t count) const {
+    const std::int64_t offset = first * blockSectors_;
+    return {range_.first + offset, std::min(count * blockSectors_, range_.count - offset)};
 }
 
 }  // namespace salvor

@@ -16,8 +16,8 @@ namespace salvor {
 struct ReadBlock {
     SectorRange sectors;
     const std::uint8_t* data;
-    /// Blocks from this one on that are known to be zeros without having been read; 0 if this one was read.
-    std::int64_t zeroBlocks = 0;
+    /// This block and those behind it that are known to be zeros without having been read; empty if this one was read.
+    SectorRange zeros{};
 };
 
 /// Reads a range of the medium block after block on a thread of its own, one block ahead of the caller.
@@ -33,21 +33,22 @@ public:
     /// The next block, nothing behind the last. Its bytes stay until the next call.
     std::optional<ReadBlock> Next();
 
-    /// Passes over this many blocks behind the last one given.
-    void Skip(std::int64_t blocks);
+    /// Goes on behind the zeros of the last block given.
+    void SkipZeros();
 
 private:
     struct Slot {
         std::vector<std::uint8_t> bytes;
         // The block that was read last, -1 for none.
         std::int64_t number = -1;
+        // Known zeros from it on, in blocks.
         std::int64_t zeroBlocks = 0;
     };
 
     void ReadAhead();
     void ReadInto(Slot& slot, std::int64_t number);
     Slot& SlotOf(std::int64_t number) { return slots_[static_cast<std::size_t>(number % 2)]; }
-    SectorRange RangeOfBlock(std::int64_t number) const;
+    SectorRange RangeOfBlocks(std::int64_t first, std::int64_t count) const;
 
     Medium& medium_;
     SectorRange range_;
@@ -61,6 +62,7 @@ private:
     // The block that the caller looks at or waits for, and the one that it gets next.
     std::int64_t held_ = 0;
     std::int64_t next_ = 0;
+    std::int64_t nextBehindZeros_ = 0;
     bool stopping_ = false;
     // The last member: everything it uses exists before it starts.
     std::thread thread_;

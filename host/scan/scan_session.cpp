@@ -4,8 +4,10 @@
 #include <IRestingScanner.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
+#include "frame/bytes/Bytes.h"
 #include "host/scan/block_reader.h"
 #include "host/scan/block_slices.h"
 #include "host/scan/scanners.h"
@@ -19,11 +21,13 @@ namespace {
 struct ActiveScanner {
     std::int32_t type;
     ScannerPtr scanner;
+    // Null if it does not tell.
+    const IRestingScanner* rest;
 };
 
 class FindSink : public IFoundFileSink {
 public:
-    explicit FindSink(ScanObserver& observer) : observer_(observer) {}
+    FindSink(const Medium& medium, ScanObserver& observer) : medium_(medium), observer_(observer) {}
     void SetType(std::int32_t type) { type_ = type; }
     /// Keeps the finds from now on too, with the part that is being scanned.
     void KeepIn(std::vector<PlacedFind>* kept, std::int64_t part) {
@@ -32,6 +36,10 @@ public:
     }
     std::int32_t ReportFound(const FoundFile* file) override {
         const Find find{type_, file->startSector - StreamStart, file->size};
+        // A scanner that was cut off from the medium's bytes reports what is not there.
+        if (medium_.IsInterrupted()) {
+            return 1;
+        }
         observer_.OnFind(find);
         if (kept_ != nullptr) {
             kept_->push_back({find, part_});
@@ -40,6 +48,7 @@ public:
     }
 
 private:
+    const Medium& medium_;
     ScanObserver& observer_;
     std::int32_t type_ = 0;
     std::vector<PlacedFind>* kept_ = nullptr;
@@ -54,7 +63,8 @@ std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
         if (const auto cap = request.caps.find(type); cap != request.caps.end()) {
             scanner->SetMaxFileSize(cap->second);
         }
-        scanners.push_back({type, std::move(scanner)});
+        const auto* const rest = dynamic_cast<const IRestingScanner*>(scanner.get());
+        scanners.push_back({type, std::move(scanner), rest});
     }
     return scanners;
 }
@@ -71,6 +81,16 @@ StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request, std::int
     return finder;
 }
 
+// A new scanner reports nothing on zeros and is at rest behind them, so one that is at rest need not see them.
+bool MayPassZeros(const IRestingScanner* rest, SectorRange zeros) {
+    return rest != nullptr && rest->IsAtRest(zeros.first + StreamStart) &&
+           rest->IsAtRest(zeros.first + zeros.count + StreamStart);
+}
+
+bool IsZero(ByteSpan bytes) {
+    return bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
+}
+
 // What looks at the blocks of one scan.
 class Session {
 public:
@@ -78,7 +98,7 @@ public:
         : medium_(medium),
           observer_(observer),
           source_(medium),
-          sink_(observer),
+          sink_(medium, observer),
           starts_(MakeStartFinder(medium, request, firstSector)),
           scanners_(StartScanners(request)) {}
     Session(const Session&) = delete;
@@ -94,28 +114,58 @@ public:
     /// `keep(active)` gives the list that takes its finds too, or null.
     template <class Active, class Keep>
     void ScanBlock(const ReadBlock& read, const std::vector<Active>& active, bool withStarts, Keep&& keep) {
+        const bool isZero = read.zeros.count > 0 || IsZero(BytesOf(read));
+        std::vector<const Active*> shown;
+        for (const Active& one : active) {
+            if (!isZero || !MayPassZeros(one.rest, read.sectors)) {
+                shown.push_back(&one);
+            }
+        }
         source_.SetBlock(read);
         const SectorBlock block{read.sectors.first + StreamStart, read.data,
                                 static_cast<std::int32_t>(read.sectors.count), medium_.SectorSize(), &source_};
         ScanInSlices(
-            block, active, [](const Active& one) { return one.type; },
-            [&](const Active& one, const SectorBlock& part) {
-                sink_.SetType(one.type);
-                sink_.KeepIn(keep(one), part.firstSector - StreamStart);
-                one.scanner->ScanBlock(&part, &sink_);
+            block, shown, [](const Active* one) { return one->type; },
+            [&](const Active* one, const SectorBlock& part) {
+                sink_.SetType(one->type);
+                sink_.KeepIn(keep(*one), part.firstSector - StreamStart);
+                one->scanner->ScanBlock(&part, &sink_);
             },
             [&](const SectorBlock& part) {
-                if (withStarts) {
+                if (withStarts && !isZero) {
                     starts_.Look(
                         part.data, part.firstSector - StreamStart, part.sectorCount,
                         [&](std::int64_t sector) { observer_.OnStart(sector); },
                         [&](std::int64_t sector) { observer_.OnTextStart(sector); });
                 }
             });
-        observer_.OnBlockDone(read.sectors.first + read.sectors.count);
+        if (isZero) {
+            starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
+        }
+        if (!medium_.IsInterrupted()) {
+            observer_.OnBlockDone(read.sectors.first + read.sectors.count);
+        }
     }
 
+    /// Is done with all known zeros from this block on, if no scanner has to see them.
+    bool PassZeros(const ReadBlock& read) {
+        const bool mayPass = read.zeros.count > 0 && std::ranges::all_of(scanners_, [&](const ActiveScanner& active) {
+                                 return MayPassZeros(active.rest, read.zeros);
+                             });
+        if (mayPass) {
+            starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
+            observer_.OnBlockDone(read.zeros.first + read.zeros.count);
+        }
+        return mayPass;
+    }
+
+    bool ShallStop() const { return observer_.StopRequested() || medium_.IsInterrupted(); }
+
 private:
+    ByteSpan BytesOf(const ReadBlock& read) const {
+        return {read.data, static_cast<std::size_t>(read.sectors.count * medium_.SectorSize())};
+    }
+
     Medium& medium_;
     ScanObserver& observer_;
     StreamSource source_;
@@ -162,12 +212,17 @@ bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observe
     Session session(medium, request, request.range.first, observer);
     BlockReader reader(medium, request.range, request.blockSectors);
     while (const auto read = reader.Next()) {
-        if (observer.StopRequested()) {
+        if (session.ShallStop()) {
             return false;
         }
-        session.ScanBlock(*read, session.Scanners(), request.withStarts, [](const ActiveScanner&) { return nullptr; });
+        if (session.PassZeros(*read)) {
+            reader.SkipZeros();
+        } else {
+            session.ScanBlock(*read, session.Scanners(), request.withStarts,
+                              [](const ActiveScanner&) { return nullptr; });
+        }
     }
-    return true;
+    return !medium.IsInterrupted();
 }
 
 ScanGrid GridOf(const ScanRequest& request) { return {request.range, request.blockSectors, request.types}; }
@@ -200,7 +255,7 @@ std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest
             if (!read) {
                 break;
             }
-            if (observer.StopRequested()) {
+            if (session.ShallStop()) {
                 return std::nullopt;
             }
             session.ScanBlock(*read, active, request.withStarts && border <= part.to,
@@ -210,6 +265,9 @@ std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest
                 return TakeAnswers(kept, border - 1, read->sectors.first + read->sectors.count) && mayEnd;
             });
         }
+    }
+    if (medium.IsInterrupted()) {
+        return std::nullopt;
     }
     return scans;
 }

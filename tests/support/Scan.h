@@ -48,9 +48,10 @@ Blocks RandomBlocks(const Medium& medium, Noise& noise);
 
 /// Runs one scan over the medium with some types together, as a host does: each block goes to all of them before the
 /// next. Gives what each one reported. `maxSize`, when not 0, is set after `BeginScan`. The stream's sector numbers go
-/// on far behind those of the scan before, since engines remember the last block and the last file across scans.
+/// on far behind those of the scan before, since engines remember the last block and the last file across scans. With
+/// `skipZeros`, blocks of zeros are not shown to scanners that are at rest.
 std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> types, Medium& medium, const Blocks& blocks,
-                                             std::int64_t maxSize = 0);
+                                             std::int64_t maxSize = 0, bool skipZeros = false);
 
 /// The same with one type; blocks of `blockSectors`, 0 for a single block.
 std::vector<Found> Scan(IRawFileType& type, Medium& medium, const Blocks& blocks, std::int64_t maxSize = 0);

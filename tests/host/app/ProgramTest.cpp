@@ -355,6 +355,30 @@ TEST(Program, UsesAnImageThatHasGrownOrShrunk) {
     EXPECT_GT(unharmed, 5U);
 }
 
+TEST(Program, PassesOverTheHolesOfASparseImage) {
+    const TempFolder folder;
+    const fs::path image = folder / "image";
+    // Reading it would take the better part of an hour.
+    constexpr std::int64_t middle = std::int64_t{4} << 40U;
+    const Bytes card = ReadFile(Samples / "card.img");
+    std::ofstream file(image, std::ios::binary);
+    file.seekp(middle);
+    file.write(reinterpret_cast<const char*>(card.data()), std::ssize(card));
+    file.close();
+    fs::resize_file(image, 2 * middle);
+    ASSERT_EQ(RunProgram("recover " + Quoted(image) + " --out " + Quoted(folder / "out")).status, 0);
+    ASSERT_EQ(RunProgram("recover " + Card + " --out " + Quoted(folder / "card")).status, 0);
+    std::vector<Bytes> expected;
+    for (auto& [path, bytes] : RecoveredFiles(folder / "card")) {
+        expected.push_back(bytes);
+    }
+    std::vector<Bytes> found;
+    for (auto& [path, bytes] : RecoveredFiles(folder / "out")) {
+        found.push_back(bytes);
+    }
+    EXPECT_EQ(found, expected);
+}
+
 TEST(Program, NeverWritesToWhatItReads) {
     const TempFolder folder;
     const Bytes card = ReadFile(Samples / "card.img");

@@ -157,6 +157,22 @@ TEST(MergeScans, NamesWhatIsMissing) {
     EXPECT_EQ(MergeScans(grid, scans).finds.size(), 3U);
 }
 
+TEST(ScanRange, BelievesNothingOnceAReadWasGivenUp) {
+    // The scanner follows the file into sectors that cannot be read, and the stop comes then.
+    Bytes image = ImageWithPngs(100, {0});
+    std::fill_n(image.begin() + 8, 2900, std::uint8_t{1});
+    auto device = std::make_unique<FakeDevice>(image);
+    device->Break(3 * 512, 4 * 512);
+    Medium medium(std::move(device), 512, {false, [] {
+                                               return true;
+                                           }});
+    Recorder recorder;
+    EXPECT_FALSE(ScanRange(medium, {{0, 100}, 2, AllTypes(), {}}, recorder));
+    EXPECT_TRUE(medium.IsInterrupted());
+    EXPECT_TRUE(recorder.finds.empty());
+    EXPECT_LE(recorder.marks.size(), 1U);
+}
+
 TEST(TypesNamed, TakesExtensionsInAnyCaseAndIndices) {
     EXPECT_EQ(TypesNamed("JPG"), (std::vector<std::int32_t>{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics}));
     EXPECT_EQ(TypesNamed(".png"), (std::vector<std::int32_t>{Png}));
