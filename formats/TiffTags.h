@@ -18,6 +18,8 @@ inline constexpr std::uint16_t StripOffsets = 273;
 inline constexpr std::uint16_t SamplesPerPixel = 277;
 inline constexpr std::uint16_t RowsPerStrip = 278;
 inline constexpr std::uint16_t StripByteCounts = 279;
+/// Panasonic's, where a strip's offset does not say where it is.
+inline constexpr std::uint16_t RawDataOffset = 280;
 inline constexpr std::uint16_t PlanarConfiguration = 284;
 inline constexpr std::uint16_t Software = 305;
 inline constexpr std::uint16_t DateTime = 306;

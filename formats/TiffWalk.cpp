@@ -23,8 +23,8 @@ constexpr std::uint8_t BigNumber = 43;
 // Bytes of a value by field type; 0 for types that there are not.
 constexpr std::array<std::uint8_t, 19> TypeBytes{0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 0, 0, 8, 8, 8};
 
-// Sony, Samsung (two), Nikon, Kodak and Pentax.
-constexpr std::array<std::uint64_t, 6> SensorCompressions{32767, 32769, 32770, 34713, 65000, 65535};
+// Sony, Samsung (two), Panasonic, Nikon, Kodak and Pentax.
+constexpr std::array<std::uint64_t, 7> SensorCompressions{32767, 32769, 32770, 34316, 34713, 65000, 65535};
 // A colour filter's pattern, and its linear data.
 constexpr std::array<std::uint64_t, 2> SensorInterpretations{32803, 34892};
 
@@ -222,7 +222,11 @@ private:
     void TakeData(const Entries& entries) {
         const std::int64_t compression = ValueOf(entries, TiffTag::Compression, 1);
         for (const auto& [offsetTag, lengthTag] : DataTags) {
-            const Numbers offsets = ValuesOf(entries, offsetTag);
+            constexpr std::int64_t elsewhere = 0xFFFFFFFF;
+            Numbers offsets = ValuesOf(entries, offsetTag);
+            if (offsets.size() == 1 && offsets[0] == elsewhere) {
+                offsets = ValuesOf(entries, TiffTag::RawDataOffset);
+            }
             const Numbers lengths = ValuesOf(entries, lengthTag);
             const bool isCoded = offsetTag == TiffTag::StripOffsets || offsetTag == TiffTag::TileOffsets;
             for (std::size_t i = 0; i < std::min(offsets.size(), lengths.size()); ++i) {
@@ -324,7 +328,7 @@ std::optional<Endian> TiffEndianOf(ByteSpan head) {
         return head.size() >= mark.size() && std::ranges::equal(mark, head.first(mark.size()), {},
                                                                 [](char c) { return static_cast<std::uint8_t>(c); });
     };
-    for (const std::string_view little : {"II*\0"sv, "IIRO"sv, "IIRS"sv, "II+\0\x08\0\0\0"sv}) {
+    for (const std::string_view little : {"II*\0"sv, "IIRO"sv, "IIRS"sv, "IIU\0"sv, "II+\0\x08\0\0\0"sv}) {
         if (stands(little)) {
             return Endian::Little;
         }

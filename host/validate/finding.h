@@ -35,6 +35,8 @@ struct Finding {
     std::string why = {};
     /// Text that is most likely the rest of a file whose start lies elsewhere.
     bool beginsInMiddle = false;
+    /// Of an `Open` file: its structure is beyond coincidence however short it is.
+    bool isCertain = false;
     bool operator==(const Finding&) const = default;
 };
 

@@ -40,8 +40,10 @@ bool Holds(std::string_view text, std::string_view part) { return text.find(part
 struct MailHead {
     // Fields that letters have.
     int known = 0;
-    // It was on its way to somebody.
+    // It is addressed to somebody.
     bool isSent = false;
+    // Servers handed it on.
+    bool isDelivered = false;
     // A page was saved from this place.
     bool hasLocation = false;
     bool isSavedPage = false;
@@ -109,7 +111,10 @@ private:
         } else if (name_ == "snapshot-content-location:" || (name_ == "from:" && Holds(lowered, "saved by ")) ||
                    (name_ == "x-mimeole:" && Holds(lowered, "mhtml"))) {
             head_.isSavedPage = true;
-        } else if (name_ == "to:" || name_ == "received:" || name_ == "message-id:" || name_ == "return-path:") {
+        } else if (name_ == "received:" || name_ == "return-path:") {
+            head_.isSent = true;
+            head_.isDelivered = true;
+        } else if (name_ == "to:" || name_ == "message-id:") {
             head_.isSent = true;
         }
         name_.clear();
@@ -322,9 +327,11 @@ std::int64_t LastLetter(Place& file) {
 }
 
 bool IsWebArchive(const MailHead& head, const MailEnd& end) {
-    const bool hasParts = head.contentKind.starts_with("multipart/related") ||
-                          (head.contentKind.starts_with("multipart/") && end.hasPageParts);
-    return hasParts && (head.isSavedPage || !head.isSent);
+    const bool isRelated = head.contentKind.starts_with("multipart/related");
+    const bool hasParts = isRelated || (head.contentKind.starts_with("multipart/") && end.hasPageParts);
+    // A page may be saved as a letter that was never sent.
+    const bool isLetterOfAPage = isRelated && end.hasPageParts && !head.isDelivered;
+    return hasParts && (head.isSavedPage || !head.isSent || isLetterOfAPage);
 }
 
 bool Begins(ByteSpan head) {

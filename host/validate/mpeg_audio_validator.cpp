@@ -297,7 +297,9 @@ private:
             end_ = next;
             return Say(Verdict::Truncated, "another file begins in its last frame");
         }
-        return Say(Verdict::Open, "frames tile it; nothing says which is the last");
+        Finding finding = Say(Verdict::Open, "frames tile it; nothing says which is the last");
+        finding.isCertain = frames_ >= FramesBeyondChance && freeLength_ == 0;
+        return finding;
     }
 
     Finding Say(Verdict verdict, std::string why) const {
@@ -310,6 +312,8 @@ private:
     }
 
     static constexpr std::int64_t LongestTagGap = 1440;
+    // Each agrees with the first one in 16 bits or more.
+    static constexpr std::int64_t FramesBeyondChance = 24;
 
     Place& file_;
     std::int64_t first_;

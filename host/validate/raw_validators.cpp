@@ -13,6 +13,7 @@
 #include "formats/CanonTrailer.h"
 #include "frame/bytes/FieldReader.h"
 #include "host/validate/broken.h"
+#include "host/validate/sensor_data.h"
 #include "host/validate/validator.h"
 
 namespace salvor {
@@ -22,24 +23,6 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
-
-// Where zeros begin that go on to `end`; `end` itself if they are few. A dark picture
-// may end with some rows of zeros, but not with as many as an empty medium behind a file that lost its data.
-std::int64_t StartOfZeros(Place& file, std::int64_t start, std::int64_t end) {
-    constexpr std::int64_t shortRun = 0x8000;
-    std::int64_t at = end;
-    while (at > start) {
-        const std::int64_t from = std::max(start, at - static_cast<std::int64_t>(ByteWindow::PieceBytes));
-        const ByteSpan bytes = file.At(from, static_cast<std::size_t>(at - from));
-        const auto last = std::find_if(bytes.rbegin(), bytes.rend(), [](std::uint8_t byte) { return byte != 0; });
-        if (bytes.empty() || last != bytes.rend()) {
-            at -= std::distance(bytes.rbegin(), last);
-            break;
-        }
-        at = from;
-    }
-    return end - at < shortRun ? end : at;
-}
 
 // Sensor data from `start` on, which only the header's numbers measure: they end where another whole file begins.
 Finding Measured(Place& file, std::int64_t start, std::int64_t end, std::int32_t type) {
@@ -358,54 +341,11 @@ Finding ValidateX3f(Place& file) {
     return {Verdict::Truncated, std::min(next, most), FileTypeIndex::X3f, {}, "its directory is not there"};
 }
 
-// Photoshop's brushes since version 6: a version and blocks.
-constexpr auto BrushBlockMark = PatternOf("8BIM");
-constexpr auto BrushSamples = PatternOf("samp");
-constexpr auto BrushDescription = PatternOf("desc");
-
-bool BeginsAbr(ByteSpan head) {
-    return head.size() >= 16 && LoadBig<std::uint16_t>(head, 0) >= 6 && LoadBig<std::uint16_t>(head, 0) <= 10 &&
-           LoadBig<std::uint16_t>(head, 2) <= 2 && HasPatternAt(head, 4, BrushBlockMark);
-}
-
-Finding ValidateAbr(Place& file) {
-    constexpr std::int64_t headBytes = 12;
-    constexpr int mostBlocks = 1024;
-    std::int64_t at = 4;
-    std::int64_t end = at;
-    bool hasBrushes = false;
-    bool hasDescription = false;
-    for (int blocks = 0; blocks < mostBlocks; ++blocks) {
-        ByteSpan head = file.At(at, static_cast<std::size_t>(headBytes));
-        // Lengths that are no multiple of 4 are filled up by some writers.
-        if (!StartsWith(head, BrushBlockMark) && blocks > 0) {
-            at = (end + 3) / 4 * 4;
-            head = file.At(at, static_cast<std::size_t>(headBytes));
-        }
-        if (!StartsWith(head, BrushBlockMark)) {
-            break;
-        }
-        hasBrushes = hasBrushes || HasPatternAt(head, 4, BrushSamples);
-        hasDescription = hasDescription || HasPatternAt(head, 4, BrushDescription);
-        const std::int64_t next = at + headBytes + LoadBig<std::uint32_t>(head, 8);
-        if (next > file.Limit()) {
-            return BrokenAt(file, at, next, FileTypeIndex::Abr, "a block");
-        }
-        at = end = next;
-    }
-    if (!hasBrushes && !hasDescription) {
-        return {};
-    }
-    const bool isWhole = hasBrushes && hasDescription;
-    return {isWhole ? Verdict::Whole : Verdict::Open, end, FileTypeIndex::Abr, {}, "blocks of brushes"};
-}
-
 constexpr StartSignature CrwStarts[] = {{"HEAPCCDR", 6}};
 constexpr StartSignature RdcStarts[] = {{"DSC-Image"}};
 constexpr StartSignature MrwStarts[] = {{"\0MRM"sv}};
 constexpr StartSignature RafStarts[] = {{"FUJIFILMCCD-RAW "}};
 constexpr StartSignature X3fStarts[] = {{"FOVb"}};
-constexpr StartSignature AbrStarts[] = {{"8BIM", 4}};
 constexpr std::int32_t CrwTypes[] = {FileTypeIndex::Crw};
 constexpr std::int32_t RdcTypes[] = {FileTypeIndex::Rdc};
 constexpr std::int32_t MrwTypes[] = {FileTypeIndex::Mrw};
@@ -454,9 +394,5 @@ const Validator RafValidator{.name = "raf",
 extern const Validator X3fValidator;
 const Validator X3fValidator{
     .name = "x3f", .starts = X3fStarts, .begins = BeginsX3f, .validate = ValidateX3f, .types = X3fTypes};
-
-/// Photoshop's brushes since version 6. Source: Adobe Photoshop File Formats Specification, image resource blocks.
-extern const Validator AbrValidator;
-const Validator AbrValidator{.name = "abr", .starts = AbrStarts, .begins = BeginsAbr, .validate = ValidateAbr};
 
 }  // namespace salvor

@@ -8,6 +8,7 @@
 #include "host/validate/broken.h"
 #include "host/validate/inflate.h"
 #include "host/validate/lzw.h"
+#include "host/validate/sensor_data.h"
 #include "host/validate/validator.h"
 
 namespace salvor {
@@ -20,7 +21,14 @@ constexpr auto Cr2Mark = PatternOf("CR\2");
 constexpr std::size_t Cr2MarkOffset = 8;
 constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 
+// Behind the header of Phase One's files, and the number that Panasonic's have in place of 42.
+constexpr auto PhaseOneMark = PatternOf("IIII");
+constexpr std::size_t PhaseOneMarkOffset = 8;
+constexpr std::uint8_t PanasonicNumber = 0x55;
+
 constexpr std::uint16_t LzwCompression = 5;
+constexpr std::uint16_t JpegCompression = 7;
+constexpr std::uint16_t LossyJpegCompression = 34892;
 constexpr std::uint16_t DeflateCompression = 8;
 constexpr std::uint16_t OldDeflateCompression = 32946;
 
@@ -51,6 +59,21 @@ constexpr Maker Makers[] = {
     {"PHASE ONE", {FileTypeIndex::Tiff, "iiq"}},
 };
 
+// Makers changed their format, and its name, from one line of cameras to the next.
+Kind KindOfModel(Kind kind, std::string_view model) {
+    const auto isAnyOf = [model](std::initializer_list<std::string_view> names) {
+        return std::ranges::any_of(
+            names, [model](std::string_view name) { return model.find(name) != std::string_view::npos; });
+    };
+    if (kind.type == FileTypeIndex::Arw && isAnyOf({"DSC-F828", "DSC-V3"})) {
+        return {FileTypeIndex::Srf};
+    }
+    if (kind.type == FileTypeIndex::Dcr && isAnyOf({"EASYSHARE", "ZOOM DIGITAL", "DC50", "DC120"})) {
+        return {FileTypeIndex::Dcr, "kdc"};
+    }
+    return kind;
+}
+
 Kind KindOf(ByteSpan head, const TiffFile& tiff) {
     if (HasPatternAt(head, Cr2MarkOffset, Cr2Mark)) {
         return {FileTypeIndex::Cr2};
@@ -62,6 +85,12 @@ Kind KindOf(ByteSpan head, const TiffFile& tiff) {
     if (head[2] == 'R' || head[3] == 'R') {
         return {FileTypeIndex::Orf};
     }
+    if (head[2] == PanasonicNumber) {
+        return {FileTypeIndex::Tiff, "rw2"};
+    }
+    if (HasPatternAt(head, PhaseOneMarkOffset, PhaseOneMark)) {
+        return {FileTypeIndex::Tiff, "iiq"};
+    }
     // A camera's TIFF is a TIFF.
     if (tiff.hasSensorData) {
         std::string make = tiff.make;
@@ -69,8 +98,7 @@ Kind KindOf(ByteSpan head, const TiffFile& tiff) {
                                [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
         for (const Maker& maker : Makers) {
             if (make.starts_with(maker.name)) {
-                const bool isEarlySony = tiff.model.starts_with("DSC-F828") || tiff.model.starts_with("DSC-V3");
-                return isEarlySony ? Kind{FileTypeIndex::Srf} : maker.kind;
+                return KindOfModel(maker.kind, tiff.model);
             }
         }
     }
@@ -84,6 +112,8 @@ struct Proof {
     // Where bytes of another file stand that an extent claims, or the medium ends.
     std::optional<std::int64_t> stoppedAt = std::nullopt;
     bool hasPicture = false;
+    // Something else stands where a picture should.
+    bool missesPicture = false;
 };
 
 // Previews begin where they like; other whole files do so only in front of foreign bytes.
@@ -102,6 +132,10 @@ std::optional<std::int64_t> ForeignFile(Place& file, std::int64_t from, std::int
     return std::nullopt;
 }
 
+bool IsJpeg(Place& file, std::int64_t offset) {
+    return StartsWith(file.At(offset, StartOfPicture.size()), StartOfPicture);
+}
+
 Proof Prove(Place& file, const TiffFile& tiff) {
     std::vector<TiffFile::Extent> extents = tiff.extents;
     std::ranges::sort(extents, {}, &TiffFile::Extent::start);
@@ -111,6 +145,12 @@ Proof Prove(Place& file, const TiffFile& tiff) {
         const bool isCut = extent.length > file.Limit() - std::min(extent.start, file.Limit());
         // Entries of unknown makers may lead anywhere.
         if (isCut && !isPicture) {
+            continue;
+        }
+        // So may those of a picture that was dropped.
+        const bool isJpeg = extent.compression == JpegCompression || extent.compression == LossyJpegCompression;
+        if (isJpeg && extent.End() > proof.end && !IsJpeg(file, extent.start)) {
+            proof.missesPicture = true;
             continue;
         }
         if (proof.end > 0 && extent.start > proof.end) {
@@ -185,6 +225,15 @@ std::int64_t Padded(const TiffFile& tiff, const Place& file, std::int64_t end) {
 
 bool BeginsTiff(ByteSpan head) { return TiffEndianOf(head).has_value(); }
 
+// Behind all that ends in front of `end`.
+std::int64_t EndOfOthers(const TiffFile& tiff, std::int64_t end) {
+    std::int64_t others = 0;
+    for (const TiffFile::Extent& extent : tiff.extents) {
+        others = extent.End() < end ? std::max(others, extent.End()) : others;
+    }
+    return others;
+}
+
 Finding ValidateTiff(Place& file) {
     const std::optional<TiffFile> tiff = WalkTiff(file);
     if (!tiff) {
@@ -192,9 +241,16 @@ Finding ValidateTiff(Place& file) {
     }
     const Kind kind = KindOf(file.At(0, TiffHeaderBytes), *tiff);
     const Proof proof = Prove(file, *tiff);
-    if (proof.stoppedAt) {
-        return {Verdict::Truncated, *proof.stoppedAt, kind.type, kind.extension,
+    const std::int64_t shown = proof.stoppedAt.value_or(proof.end);
+    const std::int64_t zeros =
+        tiff->hasSensorData || proof.stoppedAt ? StartOfZeros(file, EndOfOthers(*tiff, shown), shown) : shown;
+    if (proof.stoppedAt || zeros < shown) {
+        return {Verdict::Truncated, zeros, kind.type, kind.extension,
                 "directories name data behind what is this file's"};
+    }
+    if (proof.missesPicture) {
+        return {Verdict::Truncated, Padded(*tiff, file, proof.end), kind.type, kind.extension,
+                "a picture is not where a directory names it"};
     }
     std::int64_t end = Padded(*tiff, file, proof.end);
     if (kind.type == FileTypeIndex::Cr2) {
@@ -212,8 +268,15 @@ Finding ValidateTiff(Place& file) {
     return {Verdict::Whole, end, kind.type, kind.extension, "all that the directories name is there"};
 }
 
-constexpr StartSignature Starts[] = {{"II*\0"sv}, {"MM\0*"sv},           {"IIRO"},
-                                     {"IIRS"},    {"II+\0\x08\0\0\0"sv}, {"MM\0+\0\x08\0\0"sv}};
+constexpr StartSignature Starts[] = {{"II*\0"sv},
+                                     {"MM\0*"sv},
+                                     {"IIRO"},
+                                     {"IIRS"},
+                                     {"MMOR"},
+                                     {"IIU\0\x18\0\0\0"sv},
+                                     {"IIU\0\x08\0\0\0"sv},
+                                     {"II+\0\x08\0\0\0"sv},
+                                     {"MM\0+\0\x08\0\0"sv}};
 
 constexpr std::int32_t Types[] = {FileTypeIndex::Tiff, FileTypeIndex::Dng, FileTypeIndex::Nef,
                                   FileTypeIndex::Pef,  FileTypeIndex::Arw, FileTypeIndex::Srf,

@@ -85,8 +85,13 @@ class TransportWalk {
 public:
     TransportWalk(Place& file, const Layout& layout) : file_(file), layout_(layout) {}
 
+    // A list of programs in the first packet vouches for short streams.
     bool Begins() {
-        for (int packet = 0; packet < CheckedPackets; ++packet) {
+        const std::optional<Packet> first = PacketAt(0);
+        const bool hasListFirst = first && first->program == 0 && first->beginsUnit &&
+                                  HoldsProgramList(file_.At(layout_.stampBytes, static_cast<std::size_t>(PacketBytes)));
+        const int packets = hasListFirst ? PacketsBehindList : CheckedPackets;
+        for (int packet = 0; packet < packets; ++packet) {
             if (!PacketAt(packet * layout_.step)) {
                 return false;
             }
@@ -115,11 +120,14 @@ public:
         if (const std::int64_t next = file_.NextStart(end_ - layout_.step + 1); next < end_) {
             return Say(Verdict::Truncated, next, "another file begins in its last packet");
         }
-        return Say(Verdict::Open, end_, "packets tile it; nothing says which is the last");
+        Finding finding = Say(Verdict::Open, end_, "packets tile it; nothing says which is the last");
+        finding.isCertain = hasProgramList_;
+        return finding;
     }
 
 private:
     static constexpr int CheckedPackets = 10;
+    static constexpr int PacketsBehindList = 3;
     static constexpr int ResumingPackets = 5;
     static constexpr std::int64_t LongestGap = 0x4000;
 

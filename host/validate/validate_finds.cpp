@@ -134,7 +134,7 @@ private:
 
     static bool CountsAsStart(const Finding& finding) {
         return finding.verdict == Verdict::Whole ||
-               (finding.verdict == Verdict::Open && finding.size >= LeastOpenStart);
+               (finding.verdict == Verdict::Open && (finding.size >= LeastOpenStart || finding.isCertain));
     }
 
     // What a validator cannot know.

@@ -39,7 +39,7 @@ struct Validator {
     Phase phase = Phase::Structure;
     /// Looked for at every sector's start while the medium is scanned, since the library does not report all files that
     /// begin so. A start that no scanner reports becomes a file only if it is found `Whole`, or `Open` with 4 KiB or
-    /// more of unbroken structure (the finding's size).
+    /// more of unbroken structure (the finding's size) or with fewer bytes and `isCertain`.
     std::span<const StartSignature> starts = {};
     /// Could a file of this format begin with these bytes? `head` is the first sector or more, 512 bytes at least
     /// except at the medium's end. Cheap, and true for few other bytes: also what decides on a scanner's find.

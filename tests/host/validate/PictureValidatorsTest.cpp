@@ -171,6 +171,31 @@ TEST(PictureValidators, StrippedRawsEndWhereTheirDataDo) {
     EXPECT_EQ(FindingOf("rdc", rollei, Pattern(60000)).size, static_cast<std::int64_t>(rollei.size()));
 }
 
+// A picture that was dropped leaves offsets behind, which lead to other bytes.
+TEST(PictureValidators, TiffWithoutItsJpegIsTruncated) {
+    Bytes file = Sample("strip.tif");
+    const Bytes plain{0x03, 0x01, 0x03, 0, 1, 0, 0, 0, 1, 0};
+    const auto compression = std::ranges::search(file, plain);
+    ASSERT_FALSE(compression.empty());
+    compression[8] = 7;
+    EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).verdict, Verdict::Truncated);
+}
+
+// A computed brush and a sampled one of 3 by 2 points, in rows with their lengths in front.
+TEST(PictureValidators, EarlyBrushesAreCountedAndMeasured) {
+    const std::string_view brushes(
+        "\0\1\0\2\0\1\0\0\0\x0E\0\0\0\0\0\x19\0\x0D\0\x64\0\0\0\x50"
+        "\0\2\0\0\0\x2C\0\0\0\0\0\x19\1\0\0\0\0\0\2\0\3\0\0\0\0\0\0\0\0\0\0\0\2\0\0\0\3\0\x08\1"
+        "\0\2\0\4\xFE\0\2\1\2\3",
+        24 + 50);
+    Bytes file(brushes.begin(), brushes.end());
+    const Finding whole = FindingOf("abr", file, Pattern(9000));
+    EXPECT_EQ(whole.verdict, Verdict::Whole);
+    EXPECT_EQ(whole.size, 24 + 50);
+    file[67] = 5;
+    EXPECT_EQ(FindingOf("abr", file, Pattern(9000)).verdict, Verdict::Damaged);
+}
+
 // The outer directory stands at the end and knows its own place; one of an inner heap counts from elsewhere.
 TEST(PictureValidators, CrwIsWholeWithAllItsDirectories) {
     using ::test::PutNumber;
