@@ -37,17 +37,23 @@ bool StandsBehindZero(Place& file, std::int64_t at) {
 
 Finding Whole(std::int64_t size) { return {Verdict::Whole, size, FileTypeIndex::Dxf, {}, "pairs up to the last one"}; }
 
-// Behind the last pair, which ends at `end`, there may be empty lines or a comment. One byte of a line end in front of
-// others than zeros is more likely theirs.
+// Behind the last pair, which ends at `end`, there may be empty lines or a comment; other text is a stranger's. One
+// byte of a line end in front of others than zeros is more likely theirs too.
 std::int64_t BehindLastLine(Place& file, std::int64_t end) {
     const ByteSpan last = file.At(end - 1, 1);
     if (last.empty() || last[0] == 0 || last[0] == DosEnd) {
         return end;
     }
     MarkupReader text(file, MarkupReader::AnyDocuments);
+    text.GoTo(end);
+    text.SkipWhite();
+    const std::int64_t whiteEnd = text.At();
+    const bool isComment = text.Take(u"999");
+    text.Forget();
     const std::int64_t documentEnd = EndOfDocument(file, text, end);
     const ByteSpan next = file.At(documentEnd, 1);
-    return documentEnd == end + 1 && !next.empty() && next[0] != 0 ? end : documentEnd;
+    const bool isStray = documentEnd == end + 1 && !next.empty() && next[0] != 0;
+    return isStray || (documentEnd > whiteEnd && !isComment) ? end : documentEnd;
 }
 
 Finding Validate(Place& file) {

@@ -1,11 +1,12 @@
 """Makers of sound files, one for each variant of a format."""
 
-from . import archives, documents, films, pictures, sounds, texts
+from . import archives, documents, films, pictures, raws, sounds, texts
 
 GROUPS = {
     "sounds": sounds.MAKERS,
     "films": films.MAKERS,
     "pictures": pictures.MAKERS,
+    "raws": raws.MAKERS,
     "documents": documents.MAKERS,
     "archives": archives.MAKERS,
     "texts": texts.MAKERS,

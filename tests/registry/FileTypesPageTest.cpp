@@ -12,6 +12,7 @@
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "frame/contract/FileTypeNotes.h"
+#include "frame/contract/FormatChecks.h"
 #include "tests/support/Registry.h"
 
 // Makes docs/file-types.md from the catalogue, the notes and the fixtures, and compares it with the page as it is.
@@ -89,6 +90,14 @@ void WriteGroup(std::ostream& page, std::size_t group) {
     }
 }
 
+void WriteChecks(std::ostream& page) {
+    page << "\n## What the program checks\n\nThe sizes above are the library's. The program follows a file's structure "
+            "itself and calls it whole only if this holds:\n\n| Format | Checked |\n| --- | --- |\n";
+    for (const FormatChecks& checks : FormatChecksOf) {
+        page << "| " << checks.format << " | " << checks.checked << " |\n";
+    }
+}
+
 void WriteFixtures(std::ostream& page) {
     std::ostringstream table;
     std::size_t exact = 0;
@@ -123,6 +132,7 @@ std::string Page() {
     for (std::size_t group = 0; group < std::size(FileTypeGroupNames); ++group) {
         WriteGroup(page, group);
     }
+    WriteChecks(page);
     WriteFixtures(page);
     return page.str();
 }
