@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <new>
+#include <sstream>
 
 #include "host/app/commands.h"
 #include "host/app/say.h"
@@ -52,6 +53,8 @@ void AddVerdictOptions(CLI::App& command, FilterOptions& options) {
         ->allow_extra_args(false);
     command.add_flag("--no-text", options.noText, "No plain text; pages, mail and other texts with a structure stay");
     command.add_flag("--embedded", options.withEmbedded, "Also files that begin inside whole files");
+    command.add_flag("--all", options.all,
+                     "However often the same bytes are claimed; files together larger than twice the medium");
     command.add_flag("--as-reported", options.asReported, "What the scanners report, without a look at the files");
 }
 
@@ -62,6 +65,11 @@ void AddOutOptions(CLI::App& command, const std::string& which, std::string& out
 
 void AddQuiet(CLI::App& command, bool& quiet) {
     command.add_flag("--quiet", quiet, "No progress and no summary; errors only");
+}
+
+// What a command's end means for the program: what was told must have reached the person.
+int StatusOf(ExitStatus status) {
+    return static_cast<int>(status == ExitStatus::Done && OutputFailed() ? ExitStatus::Losses : status);
 }
 
 }  // namespace
@@ -75,7 +83,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         "Exit status: 0 done, 1 done with losses, 2 wrong usage, 3 could not start, 130 stopped.");
 
     app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-        return fmt::format("salvor: {}; 'salvor --help' and 'salvor COMMAND --help' tell more\n", error.what());
+        return fmt::format("{}; 'salvor --help' and 'salvor COMMAND --help' tell more", error.what());
     });
 
     ScanCommand scan;
@@ -83,7 +91,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddScanOptions(*scanApp, scan.scan);
     AddSkipBad(*scanApp, scan.scan.skipBad);
     AddTypeOptions(*scanApp, scan.filter);
-    scanApp->add_option("--report", scan.report, "File for the finds")->required();
+    scanApp->add_option("--report", scan.report, "File for the finds; - for standard output")->required();
     scanApp->add_flag("--overwrite", scan.overwrite, "Replace a finds file that exists");
     AddQuiet(*scanApp, scan.quiet);
     scanApp->footer("Example: salvor scan /dev/sdb --types jpg,png --report card.finds");
@@ -141,6 +149,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     typesApp->add_option("TYPE", typeWords, "Types to explain: extensions or indices");
     typesApp->footer("Example: salvor types jpg pdf");
 
+    ListenForStop();
     const auto isNamed = [&](const CLI::App* command) {
         return command->get_name() == argv[1];
     };
@@ -152,23 +161,29 @@ int RunCommandLine(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         // Help and the version are asked for with status 0; every other outcome is wrong usage.
-        return app.exit(error) == 0 ? static_cast<int>(ExitStatus::Done) : static_cast<int>(ExitStatus::Usage);
+        std::ostringstream help;
+        std::ostringstream errors;
+        if (app.exit(error, help, errors) != 0) {
+            SayLine(errors.str());
+            return static_cast<int>(ExitStatus::Usage);
+        }
+        Tell(help.str());
+        return StatusOf(ExitStatus::Done);
     }
-    ListenForStop();
     try {
         if (scanApp->parsed()) {
-            return static_cast<int>(RunScan(scan));
+            return StatusOf(RunScan(scan));
         }
         if (validateApp->parsed()) {
-            return static_cast<int>(RunValidate(validate));
+            return StatusOf(RunValidate(validate));
         }
         if (extractApp->parsed()) {
-            return static_cast<int>(RunExtract(extract));
+            return StatusOf(RunExtract(extract));
         }
         if (inspectApp->parsed()) {
-            return static_cast<int>(RunInspect(inspect));
+            return StatusOf(RunInspect(inspect));
         }
-        return static_cast<int>(recoverApp->parsed() ? RunRecover(recover) : RunTypes(typeWords));
+        return StatusOf(recoverApp->parsed() ? RunRecover(recover) : RunTypes(typeWords));
     } catch (const Failure& failure) {
         SayLine(failure.what());
         return static_cast<int>(failure.Status());

@@ -1,7 +1,6 @@
 #include "host/app/commands.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include "host/app/selection.h"
 #include "host/files/extract_run.h"
 #include "host/files/out_folder.h"
+#include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
 #include "host/scan/journal.h"
 #include "host/scan/scan_run.h"
@@ -19,11 +19,6 @@
 namespace salvor {
 
 namespace {
-
-bool HoldsSomething(const std::string& path) {
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
-}
 
 // What is written never touches the medium.
 void RequireOwnFile(const char* option, const std::string& path, const std::string& image) {
@@ -36,13 +31,18 @@ void RequireOwnFile(const char* option, const std::string& path, const std::stri
     RefuseSameDevice(path, image);
 }
 
-void RequireNewReport(const ScanCommand& command) {
+// Where the finds of a scan go.
+FilePlace NewReport(const ScanCommand& command) {
+    if (command.report == "-") {
+        return FilePlace::StandardOutput();
+    }
     RequireOwnFile("--report", command.report, command.scan.image);
-    if (HoldsSomething(command.report) && !command.overwrite) {
+    if (HoldsBytes(command.report) && !command.overwrite) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
                                   command.report));
     }
+    return {command.report};
 }
 
 ExitStatus StatusOf(const ScanOutcome& outcome) {
@@ -57,7 +57,7 @@ JobIdentity JobOf(const JournalHeader& header) { return {header.imagePath, heade
 // The finds of a scan and the medium on which they were made.
 struct FindsUse {
     FindsUse(const std::string& path, const std::string& otherImage, bool skipBad)
-        : journal(ReadJournal(path)),
+        : journal(ReadJournal(FilePlace(path))),
           image(otherImage.empty() ? journal.header.imagePath : otherImage),
           medium(OpenImage(image), journal.header.sectorSize, {skipBad, StopRequested}) {
         SayIfResized();
@@ -75,7 +75,10 @@ struct FindsUse {
         }
     }
 
-    bool IsShorter() const { return medium.SizeInBytes() < journal.header.imageSize; }
+    // Nothing was lost between the scan and what is used of it now.
+    bool IsWhole() const {
+        return journal.complete && journal.damagedLines == 0 && medium.SizeInBytes() >= journal.header.imageSize;
+    }
 
     Journal journal;
     std::string image;
@@ -104,30 +107,32 @@ private:
 
 // Validates, unless what scanners report is wanted, and writes the files.
 ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, const PlanFilter& filter,
-                       const std::string& folder, bool quiet) {
+                       const OutFolder& out, bool quiet) {
     Validation validation;
     if (filter.asReported) {
         validation = {ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}, filter.types), true};
     } else {
-        const std::string own = (std::filesystem::path(folder) / "outcomes.jsonl").string();
-        const std::string beside = OutcomesPathOf(origin.findsPath);
-        validation = ValidateWithFile(medium, seen, origin.caps, own, beside, quiet);
+        // Nobody named it, so no link leads to it and no pipe is waited for.
+        const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
+        const Folder folder = Folder::Open(beside.parent_path());
+        validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"},
+                                      FilePlace(folder, beside.filename().string()), quiet);
     }
     if (!validation.complete || StopRequested()) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
-            ShellWord(folder));
+            ShellWord(out.folder.Path().string()));
     }
-    return ExtractFiles(medium, validation.outcomes, origin, filter, folder, quiet);
+    return ExtractFiles(medium, validation.outcomes, origin, filter, out, quiet);
 }
 
 }  // namespace
 
 ExitStatus RunScan(const ScanCommand& command) {
     PreparedScan scan = PrepareScan(command.scan, SelectTypes(command.filter));
-    RequireNewReport(command);
-    JournalWriter journal(command.report, scan.header);
+    const FilePlace report = NewReport(command);
+    JournalWriter journal(report, scan.header);
     const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
-    if (!command.quiet) {
+    if (!command.quiet && command.report != "-") {
         Tell(ScanTable(outcome.summary));
     }
     return StatusOf(outcome);
@@ -140,12 +145,12 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     if (IsSameFile(out, command.finds)) {
         throw Failure(ExitStatus::Usage, "--out names the finds file itself");
     }
-    if (HoldsSomething(out) && !ReadOutcomes(out)) {
+    if (HoldsBytes(out) && !ReadOutcomes(FilePlace(out))) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
     }
-    const Validation validation =
-        ValidateWithFile(finds.medium, finds.journal.seen, finds.journal.header.caps, out, "", command.quiet);
+    const Validation validation = ValidateWithFile(finds.medium, finds.journal.seen, finds.journal.header.caps,
+                                                   FilePlace(out), {}, command.quiet);
     if (!validation.complete) {
         Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
         return ExitStatus::Stopped;
@@ -153,8 +158,8 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     if (!command.quiet) {
         Tell(OutcomesTable(validation));
     }
-    const bool hasLosses = finds.IsShorter() || finds.medium.Unreadable().SectorCount() > 0;
-    return hasLosses ? ExitStatus::Losses : ExitStatus::Done;
+    const bool isLossless = finds.IsWhole() && finds.medium.Unreadable().SectorCount() == 0;
+    return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 ExitStatus RunExtract(const ExtractCommand& command) {
@@ -164,26 +169,27 @@ ExitStatus RunExtract(const ExtractCommand& command) {
     // The validators see files of types that the scan was not asked for.
     std::erase_if(filter.types,
                   [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
-    PrepareOutFolder(command.out, JobOf(header), {finds.image, command.finds},
-                     command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
+    const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.image, command.finds},
+                                           command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
     const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps};
-    const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, command.out, command.quiet);
-    return finds.IsShorter() && status == ExitStatus::Done ? ExitStatus::Losses : status;
+    const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, out, command.quiet);
+    // Of files that the finds do not name nobody knows.
+    return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }
 
 ExitStatus RunRecover(const RecoverCommand& command) {
     const PlanFilter filter = MakeFilter(command.filter);
     PreparedScan scan = PrepareScan(command.scan, filter.types);
-    PrepareOutFolder(command.out, JobOf(scan.header), {command.scan.image, ""},
-                     command.overwrite ? FolderUse::Overwrite : FolderUse::New);
-    const std::string finds = (std::filesystem::path(command.out) / "finds.jsonl").string();
+    const OutFolder out = PrepareOutFolder(command.out, JobOf(scan.header), {command.scan.image, ""},
+                                           command.overwrite ? FolderUse::Overwrite : FolderUse::New);
+    const FilePlace finds(out.folder, "finds.jsonl");
     JournalWriter journal(finds, scan.header);
     const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
     if (!command.quiet) {
         Tell(ScanTable(outcome.summary));
     }
-    const FindsOrigin origin{scan.header.imagePath, finds, outcome.complete, scan.header.caps};
-    return ExtractSeen(*scan.medium, outcome.seen, origin, filter, command.out, command.quiet);
+    const FindsOrigin origin{scan.header.imagePath, finds.Text(), outcome.complete, scan.header.caps};
+    return ExtractSeen(*scan.medium, outcome.seen, origin, filter, out, command.quiet);
 }
 
 }  // namespace salvor

@@ -32,6 +32,7 @@ struct FilterOptions {
     std::vector<std::string> only;
     bool noText = false;
     bool withEmbedded = false;
+    bool all = false;
     bool asReported = false;
 };
 

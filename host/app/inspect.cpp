@@ -42,7 +42,7 @@ ExitStatus RunInspect(const InspectCommand& command) {
         const char* extension = finding.extension.empty() && finding.type >= 0 ? FileTypeCatalog[finding.type].extension
                                                                                : finding.extension.c_str();
         Tell(fmt::format("{:<10} {:<5} {:<9} {} bytes: {}\n", validator->name, extension, VerdictName(finding.verdict),
-                         finding.size, finding.why));
+                         finding.size, Printable(finding.why)));
         isAny = true;
     }
     if (!isAny) {

@@ -28,9 +28,8 @@ std::set<std::int32_t> TypesOf(const std::string& option, const std::vector<std:
 std::vector<Verdict> VerdictsOf(const std::vector<std::string>& words) {
     std::vector<Verdict> verdicts;
     for (const std::string& word : words) {
-        const auto all = {Verdict::Whole, Verdict::Open, Verdict::Truncated, Verdict::Damaged};
-        const auto* const verdict = std::ranges::find(all, word, VerdictName);
-        if (verdict == all.end()) {
+        const auto verdict = VerdictNamed(word);
+        if (!verdict || verdict == Verdict::NoFile) {
             throw Failure(ExitStatus::Usage,
                           fmt::format("--only: '{}' is not one of whole, open, truncated, damaged", word));
         }
@@ -65,6 +64,7 @@ PlanFilter MakeFilter(const FilterOptions& options) {
     filter.only = VerdictsOf(options.only);
     filter.withEmbedded = options.withEmbedded;
     filter.asReported = options.asReported;
+    filter.allClaims = options.all;
     return filter;
 }
 

@@ -1,47 +1,62 @@
 #include "host/files/extract_run.h"
 
 #include <fmt/format.h>
-#include <sys/statvfs.h>
 
-#include <algorithm>
-#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <optional>
 
 #include "host/app/progress.h"
 #include "host/app/say.h"
 #include "host/files/write_files.h"
 #include "host/platform/stop_request.h"
-#include "host/report/report.h"
+#include "host/report/folder_report.h"
 
 namespace salvor {
 
 namespace {
 
 namespace fs = std::filesystem;
+using std::chrono::steady_clock;
 
-std::optional<std::int64_t> FreeSpace(const fs::path& folder) {
-    struct statvfs info {};
-    if (statvfs(folder.c_str(), &info) != 0) {
-        return std::nullopt;
-    }
-    return static_cast<std::int64_t>(info.f_bavail * info.f_frsize);
-}
+// How long a file may be in the folder and not in the report.
+constexpr std::chrono::seconds ReportInterval(5);
 
-void RequireSpace(const Plan& plan, const fs::path& folder, const std::string& findsPath) {
-    const std::int64_t needed = SpaceNeeded(plan, folder);
-    const auto free = FreeSpace(folder);
-    if (free && needed > *free) {
-        throw Failure(
-            ExitStatus::Losses,
-            fmt::format("the files need {} and '{}' has {} free; none was written: free some space, narrow the "
-                        "selection, or write elsewhere with 'salvor extract {} --out FOLDER'",
-                        FormatSize(needed), folder.string(), FormatSize(*free), ShellWord(findsPath)));
+// Lines of a report, a bit longer than they mostly are.
+constexpr std::int64_t FileLineBytes = 640;
+constexpr std::int64_t SkippedLineBytes = 512;
+
+// Leaves out of the plan what the disk has no room for; false if that is anything.
+bool FitOntoDisk(Plan& plan, const Folder& folder) {
+    const std::optional<FreeSpace> space = folder.Space();
+    if (!space) {
+        return true;
     }
+    const std::size_t planned = plan.files.size();
+    const auto isThere = [&folder](const PlannedFile& file) {
+        const fs::path path(file.path);
+        const Folder parent = folder.Below(path.parent_path(), false);
+        return parent.IsOpen() && parent.SizeOf(path.filename().string()) == file.Size();
+    };
+    // A file whose bytes turn out to be others is written beside the one that is there.
+    const auto bytesOf = [&](const PlannedFile& file) {
+        const std::int64_t blocks = (file.Size() + space->blockBytes - 1) / space->blockBytes;
+        return FileLineBytes + (isThere(file) ? 0 : blocks * space->blockBytes);
+    };
+    KeepBest(plan, space->bytes - std::ssize(plan.passedOver) * SkippedLineBytes, NotWanted::NoRoom, bytesOf);
+    if (space->entries) {
+        // For type folders and reports.
+        constexpr std::int64_t otherEntries = 256;
+        KeepBest(plan, *space->entries - otherEntries, NotWanted::NoRoom,
+                 [&](const PlannedFile& file) { return isThere(file) ? 0 : 1; });
+    }
+    return plan.files.size() == planned;
 }
 
 // Keeps the books of the files that are written.
 class Extraction : public WriteObserver {
 public:
-    Extraction(const Plan& plan, const fs::path& folder, std::int32_t sectorSize, LineFile& report, LineFile& skipped,
+    Extraction(const Plan& plan, const Folder& folder, std::int32_t sectorSize, FolderReport& report, LineFile& skipped,
                bool quiet)
         : plan_(plan),
           folder_(folder),
@@ -52,29 +67,38 @@ public:
 
     // False if the person stopped it.
     bool Run(Medium& medium) {
-        if (StopRequested()) {
-            return false;
-        }
         for (const PassedOver& passed : plan_.passedOver) {
-            skipped_.Add(PassedOverRecord(passed));
+            skipped_.Add(JsonLine(PassedOverRecord(passed)));
             ++totals_.passedOver[ReasonText(passed.reason)];
         }
-        return WriteFiles(medium, plan_, folder_, *this);
+        const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, *this);
+        Report();
+        return complete;
     }
 
+    void EndProgress() { progress_.Clear(); }
     const ExtractTotals& Totals() const { return totals_; }
 
     void OnFile(const PlannedFile& file, const WriteResult& result) override {
         if (result.outcome == WriteOutcome::Failed) {
-            NoteFailure(file, result.error);
-        } else {
-            report_.Add(FileRecord(file, result, sectorSize_));
-            NoteFile(file, result);
+            NoteFailure(file, result);
+            return;
+        }
+        ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
+        unreported_.push_back(FileRecord(file, result, sectorSize_));
+        totals_.there.Add(unreported_.back());
+        ++counts_[ExtensionOf(file.finding)];
+        constexpr std::size_t mostUnreported = 4096;
+        if (unreported_.size() == mostUnreported) {
+            Report();
         }
     }
 
     bool OnProgress(std::int64_t bytes) override {
         progress_.Update(bytes, counts_);
+        if (steady_clock::now() >= nextReport_) {
+            Report();
+        }
         return StopRequested();
     }
 
@@ -87,59 +111,67 @@ private:
         return total;
     }
 
-    void NoteFile(const PlannedFile& file, const WriteResult& result) {
-        ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
-        totals_.withUnreadable += result.hasUnreadableSectors ? 1 : 0;
-        const std::string extension = ExtensionOf(file.finding);
-        const bool isText = IsPlainText(file.finding);
-        (isText ? totals_.text : totals_.byExtension[extension]).Add(file.finding.verdict, file.Size());
-        totals_.pieces += isText && file.finding.beginsInMiddle ? 1 : 0;
-        totals_.bytes += file.Size();
-        ++counts_[extension];
+    // The report tells of files that are on stable storage only.
+    void Report() {
+        if (!unreported_.empty()) {
+            folder_.Sync();
+            for (const Json& record : unreported_) {
+                report_.Add(record);
+            }
+            report_.Sync();
+            unreported_.clear();
+        }
+        nextReport_ = steady_clock::now() + ReportInterval;
     }
 
-    void NoteFailure(const PlannedFile& file, const std::string& error) {
-        const std::string reason = "could not be written: " + error;
-        skipped_.Add(FailedRecord(file, reason));
+    void NoteFailure(const PlannedFile& file, const WriteResult& result) {
+        const std::string reason = "could not be written: " + result.error;
+        skipped_.Add(JsonLine(FailedRecord(file, reason)));
         ++totals_.failed;
         ++totals_.passedOver[reason];
         // A full disk is said once; the summary counts the files.
-        const bool full = error == ErrorText(ENOSPC);
-        if (!full || !diskWasFull_) {
+        if (!result.diskIsFull || !diskWasFull_) {
             progress_.Clear();
-            Say("cannot write '{}': {}", (folder_ / file.path).string(), error);
+            Say("cannot write '{}': {}", (folder_.Path() / file.path).string(), result.error);
         }
-        diskWasFull_ = diskWasFull_ || full;
+        diskWasFull_ = diskWasFull_ || result.diskIsFull;
     }
 
     const Plan& plan_;
-    const fs::path& folder_;
+    const Folder& folder_;
     std::int32_t sectorSize_;
-    LineFile& report_;
+    FolderReport& report_;
     LineFile& skipped_;
+    // Of files that may not yet be on stable storage.
+    std::vector<Json> unreported_;
+    steady_clock::time_point nextReport_ = steady_clock::now() + ReportInterval;
     std::map<std::string, std::int64_t> counts_;
     ExtractTotals totals_;
     bool diskWasFull_ = false;
     Progress progress_;
 };
 
-Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigin& origin, bool complete) {
+Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Medium& medium, const FindsOrigin& origin,
+                   bool complete) {
+    FolderCounts all = earlier;
+    all.Add(totals.there);
     Json byExtension = Json::object();
-    for (const auto& [extension, counts] : totals.byExtension) {
+    for (const auto& [extension, counts] : all.byExtension) {
         byExtension[extension] = CountsToJson(counts);
     }
-    Json text = CountsToJson(totals.text);
-    text["pieces"] = totals.pieces;
+    Json text = CountsToJson(all.text);
+    text["pieces"] = all.pieces;
     return {{"record", "summary"},
             {"ended", complete ? "complete" : "stopped"},
             {"image", origin.imagePath},
             {"image_size", medium.SizeInBytes()},
             {"sector_size", medium.SectorSize()},
             {"scan_complete", origin.scanComplete},
-            {"files", totals.written + totals.alreadyThere},
+            {"files", all.files},
             {"already_there", totals.alreadyThere},
+            {"of_earlier_runs", earlier.files},
             {"failed", totals.failed},
-            {"bytes", totals.bytes},
+            {"bytes", all.bytes},
             {"by_extension", byExtension},
             {"text", text},
             {"not_written", totals.passedOver},
@@ -150,31 +182,43 @@ Json SummaryRecord(const ExtractTotals& totals, Medium& medium, const FindsOrigi
 }  // namespace
 
 ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const FindsOrigin& origin,
-                        const PlanFilter& filter, const fs::path& folder, bool quiet) {
-    const Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps);
-    if (!StopRequested()) {
-        RequireSpace(plan, folder, origin.findsPath);
+                        const PlanFilter& filter, const OutFolder& out, bool quiet) {
+    const Folder& folder = out.folder;
+    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps);
+    if (!filter.allClaims) {
+        KeepBest(plan, 2 * medium.SizeInBytes(), NotWanted::ManyClaims, &PlannedFile::Size);
     }
-    LineFile report(folder / "report.jsonl");
-    LineFile skipped(folder / "skipped.jsonl");
-    bool complete = false;
-    ExtractTotals totals;
-    {
-        Extraction extraction(plan, folder, medium.SectorSize(), report, skipped, quiet);
-        complete = extraction.Run(medium);
-        totals = extraction.Totals();
+    const bool fits = FitOntoDisk(plan, folder);
+    if (!fits) {
+        Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "
+            "selection, and run 'salvor extract {} --out {}'",
+            folder.Path().string(), ShellWord(origin.findsPath), ShellWord(folder.Path().string()));
     }
-    report.Add(SummaryRecord(totals, medium, origin, complete));
-    skipped.Finish();
-    report.Finish();
+    FolderReport report(folder, !out.isOfJob);
+    LineFile skipped(folder, "skipped.jsonl");
+    report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
+    skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);
+    Extraction extraction(plan, folder, medium.SectorSize(), report, skipped, quiet);
+    const bool complete = extraction.Run(medium);
+    extraction.EndProgress();
+    const ExtractTotals& totals = extraction.Totals();
+    skipped.TakeName();
+    skipped.ReleaseRoom();
+    std::int64_t filesOfEarlierRuns = 0;
+    report.Finish([&](const FolderCounts& earlier) {
+        filesOfEarlierRuns = earlier.files;
+        return SummaryRecord(totals, earlier, medium, origin, complete);
+    });
+    folder.Sync();
     if (!quiet) {
-        Tell(TotalsTable(totals));
+        Tell(TotalsTable(totals, filesOfEarlierRuns));
     }
     if (!complete) {
         Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, plan.files.size());
         return ExitStatus::Stopped;
     }
-    return totals.failed > 0 || medium.Unreadable().SectorCount() > 0 ? ExitStatus::Losses : ExitStatus::Done;
+    const bool isLossless = fits && totals.failed == 0 && medium.Unreadable().SectorCount() == 0;
+    return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 }  // namespace salvor

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <filesystem>
 #include <map>
 #include <vector>
 
 #include "host/app/commands.h"
+#include "host/files/out_folder.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
 
@@ -23,6 +23,6 @@ struct FindsOrigin {
 /// Plans, writes and reports the files of what was validated into a prepared folder, telling the person how far it is
 /// and, unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on.
 ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const FindsOrigin& origin,
-                        const PlanFilter& filter, const std::filesystem::path& folder, bool quiet);
+                        const PlanFilter& filter, const OutFolder& out, bool quiet);
 
 }  // namespace salvor

@@ -1,95 +1,47 @@
 #include "host/files/file_writer.h"
 
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <optional>
+#include <filesystem>
+#include <utility>
 
-#include "host/app/failure.h"
 #include "host/files/sha256.h"
-#include "host/files/write_all.h"
-#include "host/platform/file_descriptor.h"
 
 namespace salvor {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // Stays in a second-level cache between reading and hashing.
 constexpr std::int64_t PieceBytes = 1 << 20;
-
-// Size of the regular file at the path itself, not of what a link points to.
-std::optional<std::int64_t> SizeOfRegularFile(const fs::path& path) {
-    struct stat info {};
-    if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        return std::nullopt;
-    }
-    return info.st_size;
-}
-
-bool ReadExactly(int fd, std::uint8_t* buffer, std::size_t length) {
-    while (length > 0) {
-        const ssize_t got = read(fd, buffer, length);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            return false;
-        }
-        buffer += got;
-        length -= static_cast<std::size_t>(got);
-    }
-    return true;
-}
-
-// Lets the kernel copy, which shares the blocks where the file system can. False, with nothing written, if it does not
-// serve here.
-bool CopyInKernel(int from, std::int64_t offset, int to, std::size_t length) {
-    loff_t source = offset;
-    const auto start = lseek(to, 0, SEEK_CUR);
-    std::size_t left = length;
-    while (left > 0) {
-        const ssize_t done = copy_file_range(from, &source, to, nullptr, left, 0);
-        if (done <= 0) {
-            lseek(to, start, SEEK_SET);
-            return false;
-        }
-        left -= static_cast<std::size_t>(done);
-    }
-    return true;
-}
+constexpr const char* PartialSuffix = ".part";
 
 }  // namespace
 
-FileWriter::FileWriter(Medium& medium, fs::path folder, std::function<bool(std::int64_t)> progress)
+FileWriter::FileWriter(Medium& medium, const Folder& folder, std::function<bool(std::int64_t)> progress)
     : medium_(medium),
-      folder_(std::move(folder)),
+      folder_(folder),
       progress_(std::move(progress)),
-      piece_(static_cast<std::size_t>(PieceBytes / medium.SectorSize() * medium.SectorSize())) {}
+      piece_(static_cast<std::size_t>(PieceBytes / medium.SectorSize() * medium.SectorSize())),
+      there_(piece_.size()) {}
 
 WriteResult FileWriter::Write(const PlannedFile& file) {
-    const fs::path path = folder_ / file.path;
+    const std::filesystem::path path(file.path);
+    const std::string name = path.filename().string();
+    const Folder parent = folder_.Below(path.parent_path(), true);
     WriteResult result;
-    std::error_code error;
-    fs::create_directories(path.parent_path(), error);
-    if (error) {
-        result.error = error.message();
+    if (!parent.IsOpen()) {
+        result.Fail(parent.Error());
         return result;
     }
-    if (IsImage(path) || IsImage(path.string() + ".part")) {
+    if (const auto image = medium_.CopySource();
+        image && (parent.Holds(name, *image) || parent.Holds(name + PartialSuffix, *image))) {
         result.error = "the image itself stands there";
         return result;
     }
-    if (HoldsPlannedBytes(path, file, result)) {
+    if (HoldsPlannedBytes(parent, name, file, result)) {
         result.outcome = WriteOutcome::AlreadyThere;
     } else if (result.outcome != WriteOutcome::Stopped) {
-        Copy(path, file, result);
+        Copy(parent, name, file, result);
     }
     result.hasUnreadableSectors = HoldsUnreadable(file);
     return result;
@@ -125,14 +77,6 @@ bool FileWriter::ForEachPiece(const PlannedFile& file, TakePiece takePiece, Writ
     return true;
 }
 
-bool FileWriter::IsImage(const fs::path& path) const {
-    struct stat there {};
-    struct stat image {};
-    const auto fd = medium_.CopySource();
-    return fd && stat(path.c_str(), &there) == 0 && fstat(*fd, &image) == 0 && there.st_dev == image.st_dev &&
-           there.st_ino == image.st_ino;
-}
-
 bool FileWriter::HoldsUnreadable(const PlannedFile& file) const {
     return std::ranges::any_of(file.extents, [this](const Extent& extent) {
         return medium_.HoldsUnreadable(
@@ -140,68 +84,52 @@ bool FileWriter::HoldsUnreadable(const PlannedFile& file) const {
     });
 }
 
-bool FileWriter::HoldsPlannedBytes(const fs::path& path, const PlannedFile& file, WriteResult& result) {
-    if (SizeOfRegularFile(path) != file.Size()) {
+bool FileWriter::HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file,
+                                   WriteResult& result) {
+    if (folder.SizeOf(name) != file.Size()) {
         return false;
     }
-    const FileDescriptor fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    std::vector<std::uint8_t> there(piece_.size());
+    File there = folder.Read(name);
     Sha256 hash;
-    const bool same = ForEachPiece(
-        file,
-        [&](std::size_t length, std::int64_t /*offset*/) {
-            hash.Add(piece_.data(), length);
-            return ReadExactly(fd.Get(), there.data(), length) && std::memcmp(there.data(), piece_.data(), length) == 0;
-        },
-        result);
+    const bool same = there.IsOpen() && ForEachPiece(
+                                            file,
+                                            [&](std::size_t length, std::int64_t /*offset*/) {
+                                                hash.Add(piece_.data(), length);
+                                                return there.Read(there_.data(), length) == length &&
+                                                       std::memcmp(there_.data(), piece_.data(), length) == 0;
+                                            },
+                                            result);
     if (same) {
         result.sha256 = hash.Hex();
     }
     return same;
 }
 
-void FileWriter::Copy(const fs::path& path, const PlannedFile& file, WriteResult& result) {
-    const std::string partial = path.string() + ".part";
-    FileDescriptor fd(open(partial.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (!fd.IsOpen()) {
-        result.error = ErrorText(errno);
+void FileWriter::Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result) {
+    const std::string partial = name + PartialSuffix;
+    File out = folder.Create(partial);
+    if (!out.IsOpen()) {
+        result.Fail(out.Error());
         return;
     }
     Sha256 hash;
-    const bool whole = ForEachPiece(
-        file,
-        [&](std::size_t length, std::int64_t offset) {
-            hash.Add(piece_.data(), length);
-            // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
-            const auto source = medium_.CopySource();
-            kernelCopies_ =
-                kernelCopies_ && source && !HoldsUnreadable(file) && CopyInKernel(*source, offset, fd.Get(), length);
-            if (kernelCopies_ || WriteAll(fd.Get(), piece_.data(), length)) {
-                return true;
-            }
-            result.error = ErrorText(errno);
-            return false;
-        },
-        result);
-    if (whole && (!fd.Close() || rename(partial.c_str(), path.c_str()) != 0)) {
-        result.error = ErrorText(errno);
-    }
-    if (whole && result.error.empty()) {
+    const auto takePiece = [&](std::size_t length, std::int64_t offset) {
+        hash.Add(piece_.data(), length);
+        // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
+        const auto source = medium_.CopySource();
+        kernelCopies_ = kernelCopies_ && source && !HoldsUnreadable(file) && out.CopyFrom(*source, offset, length);
+        return kernelCopies_ || out.Write(piece_.data(), length);
+    };
+    const bool whole = ForEachPiece(file, takePiece, result) && out.Close();
+    const SystemError error = whole ? folder.Rename(partial, name) : out.Error();
+    if (error) {
+        result.Fail(error);
+    } else if (whole) {
         result.outcome = WriteOutcome::Written;
         result.sha256 = hash.Hex();
-    } else {
-        unlink(partial.c_str());
+        return;
     }
-}
-
-std::int64_t SpaceNeeded(const Plan& plan, const fs::path& folder) {
-    std::int64_t needed = 0;
-    for (const PlannedFile& file : plan.files) {
-        if (SizeOfRegularFile(folder / file.path) != file.Size()) {
-            needed = AddSizes(needed, file.Size());
-        }
-    }
-    return needed;
+    folder.Remove(partial);
 }
 
 }  // namespace salvor

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
+#include "host/platform/folder.h"
 
 namespace salvor {
 
@@ -22,34 +22,38 @@ struct WriteResult {
     bool hasUnreadableSectors = false;
     /// Why it failed, for the person.
     std::string error;
+    bool diskIsFull = false;
+
+    void Fail(const SystemError& why) {
+        error = why.Text();
+        diskIsFull = why.IsDiskFull();
+    }
 };
 
 /// Copies planned files from the medium into a folder. Several may work side by side on different files.
 class FileWriter {
 public:
     /// `progress` is told the bytes done of the file under way; it returns true to stop.
-    FileWriter(Medium& medium, std::filesystem::path folder, std::function<bool(std::int64_t)> progress);
+    FileWriter(Medium& medium, const Folder& folder, std::function<bool(std::int64_t)> progress);
 
     /// Writes the file under a temporary name and gives it its own when it is whole. A file that is there and holds the
     /// right bytes is left alone.
     WriteResult Write(const PlannedFile& file);
 
 private:
-    bool IsImage(const std::filesystem::path& path) const;
     bool HoldsUnreadable(const PlannedFile& file) const;
-    bool HoldsPlannedBytes(const std::filesystem::path& path, const PlannedFile& file, WriteResult& result);
-    void Copy(const std::filesystem::path& path, const PlannedFile& file, WriteResult& result);
+    bool HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
+    void Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
     template <class TakePiece>
     bool ForEachPiece(const PlannedFile& file, TakePiece takePiece, WriteResult& result);
 
     Medium& medium_;
-    std::filesystem::path folder_;
+    const Folder& folder_;
     std::function<bool(std::int64_t)> progress_;
     std::vector<std::uint8_t> piece_;
+    // Of the file that is compared with it.
+    std::vector<std::uint8_t> there_;
     bool kernelCopies_ = true;
 };
-
-/// Bytes that the planned files which are not there yet with their size will take.
-std::int64_t SpaceNeeded(const Plan& plan, const std::filesystem::path& folder);
 
 }  // namespace salvor

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <string>
 
+#include "host/platform/folder.h"
+
 namespace salvor {
 
 /// Which recovery a folder belongs to; kept in it, so that a run that was cut short can go on there.
@@ -30,21 +32,21 @@ struct RunInputs {
     std::string findsPath;
 };
 
-/// True if both paths lead to one file or device.
-bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
-
 /// Throws `Failure` (usage) if what is written at the path would lie on the block device `imagePath`.
 void RefuseSameDevice(const std::filesystem::path& path, const std::string& imagePath);
 
-/// Makes the folder if it is new, and marks it with the job. Throws `Failure` with one clear line when it holds more
-/// than `use` allows, when one of the inputs stands where a run writes its reports, when it cannot be made or written
-/// to, and when it lies on the device that is read.
-void PrepareOutFolder(const std::filesystem::path& folder, const JobIdentity& job, const RunInputs& inputs,
-                      FolderUse use);
+/// A folder that a run writes into; no other run does as long as this exists.
+struct OutFolder {
+    Folder folder;
+    File lock;
+    /// It holds what earlier runs of the same job left, perhaps nothing.
+    bool isOfJob = true;
+};
 
-/// True if a file system on device `folderDevice` takes its space from the block device `imageDevice`, directly, as a
-/// partition, or through mapped devices. Device numbers are those of `stat`; `sysBlock` is the folder that holds an
-/// entry "major:minor" for every block device.
-bool IsOnDevice(std::uint64_t folderDevice, std::uint64_t imageDevice, const std::filesystem::path& sysBlock);
+/// Makes the folder if it is new, opens it, keeps other runs out and marks it with the job. Throws `Failure` with one
+/// clear line when it holds more than `use` allows, when one of the inputs stands where a run writes its reports, when
+/// it cannot be made or written to, when another run uses it, and when it lies on the device that is read.
+OutFolder PrepareOutFolder(const std::filesystem::path& path, const JobIdentity& job, const RunInputs& inputs,
+                           FolderUse use);
 
 }  // namespace salvor

@@ -1,10 +1,7 @@
 #include "host/files/write_files.h"
 
-#include <sys/statvfs.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -14,27 +11,23 @@
 #include <utility>
 #include <vector>
 
-#include "host/app/failure.h"
-
 namespace salvor {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // A reader, a hasher and a writer keep two processors busy; more files at once than this make a disk seek.
 constexpr unsigned MostWriters = 4;
 // Files that may be done while one in front of them is not.
 constexpr std::size_t MostAhead = 1024;
 
-bool WouldFit(const fs::path& folder, std::int64_t bytes) {
-    struct statvfs info {};
-    return statvfs(folder.c_str(), &info) != 0 || static_cast<std::int64_t>(info.f_bavail * info.f_frsize) >= bytes;
+bool WouldFit(const Folder& folder, std::int64_t bytes) {
+    const std::optional<FreeSpace> space = folder.Space();
+    return !space || space->bytes >= bytes;
 }
 
 class SideBySide {
 public:
-    SideBySide(Medium& medium, const Plan& plan, const fs::path& folder)
+    SideBySide(Medium& medium, const Plan& plan, const Folder& folder)
         : medium_(medium), files_(plan.files), folder_(folder), results_(std::min(MostAhead, files_.size())) {
         const unsigned writers = std::clamp(std::thread::hardware_concurrency(), 1U, MostWriters);
         for (unsigned i = 0; i < writers && i < files_.size(); ++i) {
@@ -88,10 +81,10 @@ private:
             const PlannedFile& file = files_[*index];
             WriteResult result;
             if (diskWasFull_ && !WouldFit(folder_, file.Size())) {
-                result.error = ErrorText(ENOSPC);
+                result.Fail(SystemError::DiskFull());
             } else {
                 result = writer.Write(file);
-                diskWasFull_ = diskWasFull_ || result.error == ErrorText(ENOSPC);
+                diskWasFull_ = diskWasFull_ || result.diskIsFull;
             }
             bytes_ += file.Size() - bytesOfFile;
             const std::lock_guard lock(mutex_);
@@ -108,7 +101,7 @@ private:
 
     Medium& medium_;
     const std::vector<PlannedFile>& files_;
-    const fs::path& folder_;
+    const Folder& folder_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::atomic<bool> stop_ = false;
@@ -123,7 +116,7 @@ private:
 
 }  // namespace
 
-bool WriteFiles(Medium& medium, const Plan& plan, const fs::path& folder, WriteObserver& observer) {
+bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, WriteObserver& observer) {
     return SideBySide(medium, plan, folder).HandOn(observer);
 }
 

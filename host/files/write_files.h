@@ -1,8 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
-#include <functional>
 
 #include "host/files/file_writer.h"
 #include "host/plan/plan.h"
@@ -22,6 +20,6 @@ public:
 /// Writes a plan's files into the folder, several at a time, so that reading, hashing and writing go on together. On a
 /// full disk, files that cannot fit are not begun; smaller ones behind them may still fit. False if the observer
 /// stopped it: files under way are given up then and files behind them not begun.
-bool WriteFiles(Medium& medium, const Plan& plan, const std::filesystem::path& folder, WriteObserver& observer);
+bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, WriteObserver& observer);
 
 }  // namespace salvor

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -220,6 +221,10 @@ const char* ReasonText(NotWanted reason) {
             return "text that begins in a file of another type";
         case NotWanted::Embedded:
             return "embedded in a whole file";
+        case NotWanted::ManyClaims:
+            return "the files together are larger than twice the medium";
+        case NotWanted::NoRoom:
+            return "no room on the disk";
     }
     return "";
 }
@@ -227,6 +232,32 @@ const char* ReasonText(NotWanted reason) {
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps) {
     return Planner(medium, filter, caps).Make(outcomes);
+}
+
+void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
+              const std::function<std::int64_t(const PlannedFile&)>& costOf) {
+    std::vector<std::size_t> best(plan.files.size());
+    std::iota(best.begin(), best.end(), std::size_t{0});
+    std::ranges::stable_sort(best, {}, [&plan](std::size_t i) {
+        const Finding& finding = plan.files[i].finding;
+        return std::tuple(finding.verdict, finding.size);
+    });
+    std::vector<bool> fits(plan.files.size());
+    for (const std::size_t i : best) {
+        const std::int64_t cost = costOf(plan.files[i]);
+        fits[i] = cost <= room;
+        room -= fits[i] ? cost : 0;
+    }
+    std::vector<PlannedFile> kept;
+    for (std::size_t i = 0; i < plan.files.size(); ++i) {
+        PlannedFile& file = plan.files[i];
+        if (fits[i]) {
+            kept.push_back(std::move(file));
+        } else {
+            plan.passedOver.push_back({{file.StartSector(), file.finding, file.reported}, reason, file.container});
+        }
+    }
+    plan.files = std::move(kept);
 }
 
 std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -23,6 +24,8 @@ struct PlanFilter {
     bool withEmbedded = false;
     /// What scanners reported, as it is.
     bool asReported = false;
+    /// However often the same bytes are claimed.
+    bool allClaims = false;
 };
 
 /// Bytes that lie together on the medium. All extents of a file but the last end with a sector.
@@ -67,7 +70,7 @@ bool IsPlainTextType(std::int32_t type);
 inline bool IsPlainText(const Finding& finding) { return IsPlainTextType(finding.type); }
 
 /// Why an outcome became no file.
-enum class NotWanted { Type, Verdict, TooSmall, TooLarge, NoFile, TextInFile, Embedded };
+enum class NotWanted { Type, Verdict, TooSmall, TooLarge, NoFile, TextInFile, Embedded, ManyClaims, NoRoom };
 const char* ReasonText(NotWanted reason);
 
 struct PassedOver {
@@ -95,6 +98,11 @@ struct MediumShape {
 /// index.
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
+
+/// Keeps as many files as the room holds, the best first: what is more certain, then what is smaller. `costOf` says
+/// what a file takes of the room. The others are passed over for the given reason.
+void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
+              const std::function<std::int64_t(const PlannedFile&)>& costOf);
 
 /// The finds as outcomes without a look at the medium: one for each range that is claimed by wanted types, which
 /// ascend.

@@ -17,6 +17,8 @@ public:
 
     bool IsOpen() const { return fd_ >= 0; }
     int Get() const { return fd_; }
+    /// Leaves it to the caller to close.
+    int Release() { return std::exchange(fd_, -1); }
 
     /// Closes now, if it is open; false, with the system's error set, for a write error that comes this late.
     bool Close();

@@ -1,26 +1,21 @@
 #include "host/report/line_log.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
+#include <algorithm>
 #include <utility>
 
 #include "host/app/failure.h"
-#include "host/files/write_all.h"
 
 namespace salvor {
 
-LineLog::LineLog(const std::string& path, std::string what)
-    : path_(path),
-      what_(std::move(what)),
-      fd_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666)) {
-    if (!fd_.IsOpen()) {
+LineLog::LineLog(const FilePlace& place, std::string what)
+    : name_(place.Text()), what_(std::move(what)), file_(place.Create()) {
+    if (!file_.IsOpen()) {
         throw Failure(ExitStatus::NotStarted,
-                      fmt::format("cannot create the {} '{}': {}", what_, path, ErrorText(errno)));
+                      fmt::format("cannot create the {} '{}': {}", what_, name_, file_.Error().Text()));
     }
+    place.SyncEntry();
 }
 
 void LineLog::Add(const std::string& lines) {
@@ -34,36 +29,50 @@ void LineLog::Add(const std::string& lines) {
 
 void LineLog::Flush() {
     const std::string text = std::exchange(pending_, {});
-    if (!WriteAll(fd_.Get(), text.data(), text.size())) {
-        throw Failure(ExitStatus::Losses,
-                      fmt::format("cannot write the {} '{}': {}; the run ends here", what_, path_, ErrorText(errno)));
+    if (!file_.Write(text.data(), text.size())) {
+        throw Failure(ExitStatus::Losses, fmt::format("cannot write the {} '{}': {}; the run ends here", what_, name_,
+                                                      file_.Error().Text()));
     }
 }
 
 void LineLog::Sync() {
     Flush();
-    // A pipe or a terminal has nothing to synchronise; that is no loss.
-    fdatasync(fd_.Get());
+    if (!file_.Sync()) {
+        throw Failure(ExitStatus::Losses, fmt::format("cannot store the {} '{}': {}; the run ends here", what_, name_,
+                                                      file_.Error().Text()));
+    }
 }
 
-bool ReadLine(std::istream& file, std::string& line) {
+bool LineReader::Next(std::string& line) {
     constexpr std::size_t longest = std::size_t{1} << 20U;
-    bool tooLong = false;
     line.clear();
-    int byte = file.get();
-    if (byte == EOF) {
-        return false;
-    }
-    for (; byte != EOF && byte != '\n'; byte = file.get()) {
-        tooLong = tooLong || line.size() == longest;
+    wasCut_ = true;
+    bool isAny = false;
+    bool tooLong = false;
+    while (wasCut_ && (next_ < end_ || Fill())) {
+        isAny = true;
+        const char* const from = buffer_.data() + next_;
+        const char* const to = std::find(from, static_cast<const char*>(buffer_.data()) + end_, '\n');
+        tooLong = tooLong || line.size() + static_cast<std::size_t>(to - from) > longest;
         if (!tooLong) {
-            line += static_cast<char>(byte);
+            line.append(from, to);
+        }
+        next_ = static_cast<std::size_t>(to - buffer_.data());
+        if (next_ < end_) {
+            ++next_;
+            wasCut_ = false;
         }
     }
     if (tooLong) {
         line.clear();
     }
-    return true;
+    return isAny;
+}
+
+bool LineReader::Fill() {
+    next_ = 0;
+    end_ = file_.Read(buffer_.data(), buffer_.size());
+    return end_ > 0;
 }
 
 }  // namespace salvor

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <istream>
+#include <array>
+#include <cstddef>
 #include <string>
 
-#include "host/platform/file_descriptor.h"
+#include "host/platform/file_place.h"
 
 namespace salvor {
 
@@ -11,8 +12,8 @@ namespace salvor {
 /// the file with `Flush`, and stable storage with `Sync`. Throws `Failure` when the file cannot be made or written.
 class LineLog {
 public:
-    /// Creates the file, or empties an existing one. `what` names it to the person: "finds file".
-    LineLog(const std::string& path, std::string what);
+    /// Makes a new file in place of one that is there. `what` names it to the person: "finds file".
+    LineLog(const FilePlace& place, std::string what);
 
     /// Whole lines.
     void Add(const std::string& lines);
@@ -20,14 +21,33 @@ public:
     void Sync();
 
 private:
-    std::string path_;
+    std::string name_;
     std::string what_;
-    FileDescriptor fd_;
+    File file_;
     std::string pending_;
 };
 
-/// Reads a line without its line break. One that is longer than any record is skipped and given as empty text. False at
-/// the end of the file; a last line without a line break, which was cut, leaves the file at its end.
-bool ReadLine(std::istream& file, std::string& line);
+/// Reads a file of lines that others may have written.
+class LineReader {
+public:
+    /// The file outlives this and is read from where it stands.
+    explicit LineReader(File& file) : file_(file) {}
+
+    /// Reads a line without its line break. One that is longer than any record is skipped and given as empty text.
+    /// False at the end of the file.
+    bool Next(std::string& line);
+
+    /// The line that was read last had no line break: it was cut.
+    bool WasCut() const { return wasCut_; }
+
+private:
+    bool Fill();
+
+    File& file_;
+    std::array<char, std::size_t{1} << 15U> buffer_{};
+    std::size_t next_ = 0;
+    std::size_t end_ = 0;
+    bool wasCut_ = false;
+};
 
 }  // namespace salvor

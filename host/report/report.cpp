@@ -1,13 +1,11 @@
 #include "host/report/report.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <stdexcept>
+#include <utility>
 
-#include "host/app/failure.h"
-#include "host/files/write_all.h"
 #include "host/plan/size_rules.h"
 #include "host/scan/scanners.h"
 
@@ -40,39 +38,81 @@ Json SkippedRecord(const Finding& finding, std::int64_t startSector, const std::
 
 }  // namespace
 
-LineFile::LineFile(std::filesystem::path path)
-    : path_(std::move(path)),
-      partial_(path_.string() + ".part"),
-      fd_(open(partial_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666)) {
-    if (!fd_.IsOpen()) {
-        throw Failure(ExitStatus::Losses,
-                      fmt::format("cannot create the report '{}': {}", path_.string(), ErrorText(errno)));
-    }
+LineFile::LineFile(const Folder& folder, std::string name)
+    : folder_(folder), name_(std::move(name)), file_(folder.Create(name_ + ".part")) {
+    Require(file_.IsOpen());
 }
 
-void LineFile::Add(const Json& value) {
+void LineFile::Add(const std::string& lines) {
     constexpr std::size_t pendingLimit = 1U << 16U;
-    pending_ += JsonLine(value);
+    pending_ += lines;
+    size_ += std::ssize(lines);
     if (pending_.size() > pendingLimit) {
         Flush();
     }
 }
 
-void LineFile::Finish() {
+void LineFile::Sync() {
     Flush();
-    if (fsync(fd_.Get()) != 0 || !fd_.Close() || rename(partial_.c_str(), path_.c_str()) != 0) {
-        throw Failure(ExitStatus::Losses,
-                      fmt::format("cannot complete the report '{}': {}", path_.string(), ErrorText(errno)));
+    Require(file_.Sync());
+}
+
+void LineFile::TakeName() {
+    Sync();
+    if (const SystemError error = folder_.Rename(name_ + ".part", name_)) {
+        throw Failed(error);
     }
 }
 
+std::string LineFile::Read(std::int64_t offset, std::size_t length) {
+    Flush();
+    std::string lines(length, '\0');
+    Require(file_.ReadAt(offset, lines.data(), length));
+    return lines;
+}
+
 void LineFile::Flush() {
-    if (!WriteAll(fd_.Get(), pending_.data(), pending_.size())) {
-        throw Failure(ExitStatus::Losses, fmt::format("cannot write the report '{}': {}; free some space and run the "
-                                                      "command again, files that are there stay",
-                                                      partial_.string(), ErrorText(errno)));
-    }
+    Require(file_.Write(pending_.data(), pending_.size()));
     pending_.clear();
+}
+
+void LineFile::Require(bool done) const {
+    if (!done) {
+        throw Failed(file_.Error());
+    }
+}
+
+Failure LineFile::Failed(const SystemError& error) const {
+    return {ExitStatus::Losses, fmt::format("cannot write the report '{}': {}; free some space and run the command "
+                                            "again, files that are there stay",
+                                            (folder_.Path() / name_).string(), error.Text())};
+}
+
+void FolderCounts::Add(const Json& record) {
+    const auto path = record.at("path").get<std::string>();
+    const auto size = record.at("size").get<std::int64_t>();
+    const auto verdict = VerdictNamed(record.at("verdict").get<std::string>());
+    const auto extension = record.at("extension").get<std::string>();
+    if (!verdict || size < 0) {
+        throw std::invalid_argument("no verdict, or no size");
+    }
+    const bool isText = record.at("types").at(0).at("index") == FileTypeIndex::Text;
+    (isText ? text : byExtension[extension]).Add(*verdict, size);
+    pieces += path.starts_with(extension + "/pieces/") ? 1 : 0;
+    withUnreadable += record.value("unreadable_bytes", std::int64_t{0}) > 0 ? 1 : 0;
+    bytes += size;
+    ++files;
+}
+
+void FolderCounts::Add(const FolderCounts& other) {
+    files += other.files;
+    bytes += other.bytes;
+    for (const auto& [extension, counts] : other.byExtension) {
+        byExtension[extension].Add(counts);
+    }
+    text.Add(other.text);
+    pieces += other.pieces;
+    withUnreadable += other.withUnreadable;
 }
 
 Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize) {
@@ -145,7 +185,7 @@ Json CountsToJson(const FileCounts& counts) {
     return record;
 }
 
-std::string TotalsTable(const ExtractTotals& totals) {
+std::string TotalsTable(const ExtractTotals& totals, std::int64_t earlier) {
     std::string table = fmt::format("{:<10} {:>10} {:>10} {:>10} {:>10} {:>10} {:>14}\n", "extension", "files", "whole",
                                     "open", "truncated", "damaged", "size");
     const auto addLine = [&table](const std::string& name, const FileCounts& counts) {
@@ -154,26 +194,25 @@ std::string TotalsTable(const ExtractTotals& totals) {
                              by[2], by[3], FormatSize(counts.bytes));
     };
     FileCounts all;
-    for (const auto& [extension, counts] : totals.byExtension) {
+    for (const auto& [extension, counts] : totals.there.byExtension) {
         addLine(extension, counts);
-        all.files += counts.files;
-        all.bytes += counts.bytes;
-        for (std::size_t i = 0; i < all.byVerdict.size(); ++i) {
-            all.byVerdict[i] += counts.byVerdict[i];
-        }
+        all.Add(counts);
     }
     addLine("all", all);
-    if (totals.text.files > 0) {
-        addLine("and text", totals.text);
+    if (totals.there.text.files > 0) {
+        addLine("and text", totals.there.text);
     }
-    if (totals.pieces > 0) {
-        table += fmt::format("{} of the texts begin in the middle: they are in txt/pieces\n", totals.pieces);
+    if (totals.there.pieces > 0) {
+        table += fmt::format("{} of the texts begin in the middle: they are in txt/pieces\n", totals.there.pieces);
     }
     if (totals.alreadyThere > 0) {
         table += fmt::format("{} of them were there already\n", totals.alreadyThere);
     }
-    if (totals.withUnreadable > 0) {
-        table += fmt::format("{} of them hold zeros where sectors could not be read\n", totals.withUnreadable);
+    if (totals.there.withUnreadable > 0) {
+        table += fmt::format("{} of them hold zeros where sectors could not be read\n", totals.there.withUnreadable);
+    }
+    if (earlier > 0) {
+        table += fmt::format("{} files of earlier runs are in the folder too\n", earlier);
     }
     for (const auto& [reason, count] : totals.passedOver) {
         table += fmt::format("not written: {} ({})\n", count, reason);

@@ -2,14 +2,14 @@
 
 #include <array>
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "host/app/failure.h"
 #include "host/files/file_writer.h"
 #include "host/plan/plan.h"
-#include "host/platform/file_descriptor.h"
+#include "host/platform/folder.h"
 #include "host/report/json_lines.h"
 
 namespace salvor {
@@ -26,6 +26,30 @@ struct FileCounts {
         bytes += size;
         ++byVerdict[static_cast<std::size_t>(verdict)];
     }
+    void Add(const FileCounts& other) {
+        files += other.files;
+        bytes += other.bytes;
+        for (std::size_t i = 0; i < byVerdict.size(); ++i) {
+            byVerdict[i] += other.byVerdict[i];
+        }
+    }
+};
+
+/// Files that are in a folder.
+struct FolderCounts {
+    std::int64_t files = 0;
+    std::int64_t bytes = 0;
+    /// By extension; plain text is counted apart.
+    std::map<std::string, FileCounts> byExtension;
+    FileCounts text;
+    /// Of the files of plain text those that begin in the middle.
+    std::int64_t pieces = 0;
+    /// Files that hold zeros for sectors that cannot be read.
+    std::int64_t withUnreadable = 0;
+
+    /// Counts the file of a record. Throws a JSON exception for one that was not written by `FileRecord`.
+    void Add(const Json& record);
+    void Add(const FolderCounts& other);
 };
 
 /// What a run made of a plan, for the summary.
@@ -33,33 +57,44 @@ struct ExtractTotals {
     std::int64_t written = 0;
     std::int64_t alreadyThere = 0;
     std::int64_t failed = 0;
-    std::int64_t bytes = 0;
-    /// Files in the folder that hold unreadable sectors as zeros.
-    std::int64_t withUnreadable = 0;
-    /// Files in the folder now, by extension; plain text is counted apart.
-    std::map<std::string, FileCounts> byExtension;
-    FileCounts text;
-    /// Of the files of plain text those that begin in the middle.
-    std::int64_t pieces = 0;
+    /// Files of this run that are in the folder now.
+    FolderCounts there;
     /// What became no file, by reason.
     std::map<std::string, std::int64_t> passedOver;
 };
 
-/// Writes JSON lines under a temporary name, appending; `Finish` gives the file its own name. Throws `Failure` (losses)
-/// when the file cannot be written.
+/// A file of lines that is written under a temporary name until it has all that its own name promises. Throws `Failure`
+/// (losses) when it cannot be written.
 class LineFile {
 public:
-    explicit LineFile(std::filesystem::path path);
-    void Add(const Json& value);
-    void Finish();
+    /// The folder outlives this.
+    LineFile(const Folder& folder, std::string name);
+
+    /// Keeps room on the disk for as many bytes, where the file system can: other files that fill it cost no line then.
+    void KeepRoom(std::int64_t bytes) { file_.KeepRoom(bytes); }
+    /// Whole lines.
+    void Add(const std::string& lines);
+    /// What was added reaches stable storage.
+    void Sync();
+    /// All that was promised is there: gives the file its name, in place of one that has it. More lines may follow.
+    void TakeName();
+    /// Gives back what room is left.
+    void ReleaseRoom() { file_.ReleaseRoom(); }
+
+    /// Bytes that were added.
+    std::int64_t Size() const { return size_; }
+    std::string Read(std::int64_t offset, std::size_t length);
 
 private:
     void Flush();
+    void Require(bool done) const;
+    Failure Failed(const SystemError& error) const;
 
-    std::filesystem::path path_;
-    std::filesystem::path partial_;
-    FileDescriptor fd_;
+    const Folder& folder_;
+    std::string name_;
+    File file_;
     std::string pending_;
+    std::int64_t size_ = 0;
 };
 
 /// One line of the report: a file that is in the folder. `sectorSize` in bytes.
@@ -74,7 +109,7 @@ Json FailedRecord(const PlannedFile& file, std::string_view reason);
 /// Files and bytes of a kind, with the number of files by verdict.
 Json CountsToJson(const FileCounts& counts);
 
-/// The table at the end of a run, for the person.
-std::string TotalsTable(const ExtractTotals& totals);
+/// The table at the end of a run, for the person; `earlier` files of other runs are in the folder too.
+std::string TotalsTable(const ExtractTotals& totals, std::int64_t earlier);
 
 }  // namespace salvor

@@ -3,8 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <fstream>
+#include <functional>
 #include <utility>
 
 #include "host/app/failure.h"
@@ -154,7 +153,7 @@ bool TakeRecord(const Json& record, Journal& journal, SectorRangeSet& unreadable
 
 }  // namespace
 
-JournalWriter::JournalWriter(const std::string& path, const JournalHeader& header) : log_(path, "finds file") {
+JournalWriter::JournalWriter(const FilePlace& place, const JournalHeader& header) : log_(place, "finds file") {
     log_.Add(JsonLine(HeaderToJson(header)));
     Flush();
 }
@@ -228,15 +227,15 @@ void JournalWriter::Sync() {
     log_.Sync();
 }
 
-Journal ReadJournal(const std::string& path) {
+Journal ReadJournal(const FilePlace& place) {
     const auto fail = [&](std::string_view why) {
-        return Failure(ExitStatus::NotStarted, fmt::format("cannot use the finds file '{}': {}", path, why));
+        return Failure(ExitStatus::NotStarted, fmt::format("cannot use the finds file '{}': {}", place.Text(), why));
     };
-    errno = 0;
-    std::ifstream file(path, std::ios::binary);
+    File file = place.Read();
+    LineReader lines(file);
     std::string line;
-    if (!file || !ReadLine(file, line)) {
-        throw fail(errno != 0 ? ErrorText(errno) : "it is empty");
+    if (!file.IsOpen() || !lines.Next(line)) {
+        throw fail(file.Error() ? file.Error().Text() : "it is empty");
     }
     Journal journal;
     try {
@@ -245,9 +244,9 @@ Journal ReadJournal(const std::string& path) {
         throw fail("its first line is not the header of a finds file");
     }
     SectorRangeSet unreadable;
-    while (ReadLine(file, line)) {
+    while (lines.Next(line)) {
         // The last line of a journal ends with a line break too; without one it was cut.
-        if (file.eof() || !TakeRecord(ParseJsonLine(line), journal, unreadable)) {
+        if (lines.WasCut() || !TakeRecord(ParseJsonLine(line), journal, unreadable)) {
             ++journal.damagedLines;
         }
     }

@@ -36,8 +36,8 @@ struct ScanSummary {
 /// called, and stable storage with `Sync`. All calls throw `Failure` when the file cannot be written.
 class JournalWriter {
 public:
-    /// Creates the file, or empties an existing one.
-    JournalWriter(const std::string& path, const JournalHeader& header);
+    /// Makes a new file in place of one that is there.
+    JournalWriter(const FilePlace& place, const JournalHeader& header);
 
     void AddFind(const Find& find);
     /// Ascending.
@@ -73,6 +73,6 @@ struct Journal {
 
 /// Reads as much of a journal as is there. Throws `Failure` (not started) when the file cannot be read or its first
 /// line is not the header of a journal.
-Journal ReadJournal(const std::string& path);
+Journal ReadJournal(const FilePlace& place);
 
 }  // namespace salvor

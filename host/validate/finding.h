@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace salvor {
@@ -21,6 +22,8 @@ enum class Verdict : std::uint8_t {
 
 /// In lower case, as reports show it.
 const char* VerdictName(Verdict verdict);
+/// Nothing for a word that names none.
+std::optional<Verdict> VerdictNamed(const std::string& name);
 
 /// What a validator says of the file at a place.
 struct Finding {

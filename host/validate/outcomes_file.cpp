@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <fstream>
 
 #include "host/files/sha256.h"
 #include "host/report/json_lines.h"
@@ -157,7 +156,7 @@ std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map
     return hash.Hex();
 }
 
-OutcomesWriter::OutcomesWriter(const std::string& path, const std::string& digest) : log_(path, "outcomes file") {
+OutcomesWriter::OutcomesWriter(const FilePlace& place, const std::string& digest) : log_(place, "outcomes file") {
     log_.Add(JsonLine({{"record", "header"},
                        {"format", FormatName},
                        {"version", FormatVersion},
@@ -193,10 +192,11 @@ void OutcomesWriter::Add(const Validation& validation) {
     log_.Sync();
 }
 
-std::optional<OutcomesRead> ReadOutcomes(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
+    File file = place.Read();
+    LineReader lines(file);
     std::string line;
-    if (!file || !ReadLine(file, line)) {
+    if (!file.IsOpen() || !lines.Next(line)) {
         return std::nullopt;
     }
     OutcomesRead read;
@@ -209,9 +209,9 @@ std::optional<OutcomesRead> ReadOutcomes(const std::string& path) {
     } catch (const std::exception&) {
         return std::nullopt;
     }
-    while (ReadLine(file, line)) {
+    while (lines.Next(line)) {
         try {
-            if (file.eof()) {
+            if (lines.WasCut()) {
                 throw std::invalid_argument("a line that was cut");
             }
             TakeRecord(ParseJsonLine(line), read);

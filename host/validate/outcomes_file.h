@@ -18,7 +18,7 @@ std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map
 /// and in the end one line for every place.
 class OutcomesWriter {
 public:
-    OutcomesWriter(const std::string& path, const std::string& digest);
+    OutcomesWriter(const FilePlace& place, const std::string& digest);
 
     void AddFinding(const KnownFinding& finding);
     /// These sectors, which the scan did not try, cannot be read.
@@ -45,6 +45,6 @@ struct OutcomesRead {
 };
 
 /// Reads as much of the file as is there; nothing if it cannot be read or is not an outcomes file.
-std::optional<OutcomesRead> ReadOutcomes(const std::string& path);
+std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place);
 
 }  // namespace salvor

@@ -61,12 +61,12 @@ std::string OutcomesPathOf(const std::string& findsPath) {
 }
 
 Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
-                            const std::string& path, const std::string& earlier, bool quiet) {
+                            const FilePlace& place, const std::optional<FilePlace>& earlier, bool quiet) {
     const std::string digest = DigestOf(medium, seen, caps);
     OutcomesRead known;
     SectorRangeSet unreadable;
-    for (const std::string& one : {path, earlier}) {
-        auto read = one.empty() ? std::nullopt : ReadOutcomes(one);
+    for (const std::optional<FilePlace>& one : {std::optional(place), earlier}) {
+        auto read = one ? ReadOutcomes(*one) : std::nullopt;
         if (!read || read->digest != digest) {
             continue;
         }
@@ -79,7 +79,7 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
             known = *std::move(read);
         }
     }
-    OutcomesWriter writer(path, digest);
+    OutcomesWriter writer(place, digest);
     writer.AddUnreadable(unreadable.Ranges());
     FileObserver observer(writer, medium, quiet);
     ValidateRequest request;

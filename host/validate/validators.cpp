@@ -1,5 +1,7 @@
 #include "host/validate/validator.h"
 
+#include <algorithm>
+
 namespace salvor {
 
 // Each is defined in a source of its own.
@@ -136,6 +138,12 @@ const char* VerdictName(Verdict verdict) {
             return "no file";
     }
     return "";
+}
+
+std::optional<Verdict> VerdictNamed(const std::string& name) {
+    const auto all = {Verdict::Whole, Verdict::Open, Verdict::Truncated, Verdict::Damaged, Verdict::NoFile};
+    const auto* const verdict = std::ranges::find(all, name, VerdictName);
+    return verdict == all.end() ? std::nullopt : std::optional(*verdict);
 }
 
 }  // namespace salvor

@@ -9,6 +9,8 @@
 #include <map>
 #include <set>
 
+#include "host/app/say.h"
+#include "host/platform/folder.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {
@@ -159,7 +161,7 @@ TEST(Program, UsesAJournalThatWasCutAndSaysSo) {
     test::WriteFile(folder / "finds", journal);
     const test::ProgramRun run =
         RunProgram("extract " + Quoted(folder / "finds") + FilesOnly + "--quiet --out " + Quoted(folder / "out"));
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.errors.find("did not end"), std::string::npos) << run.errors;
     const auto files = RecoveredFiles(folder / "out");
     EXPECT_GT(files.size(), 3U);
@@ -188,7 +190,7 @@ TEST(Program, CutsAFileAtTheMediumsEndAndSaysSo) {
     EXPECT_EQ(lines[1]["flags"], json::array({"cut at end of medium"}));
 }
 
-TEST(Program, ChecksTheSpaceBeforeItWrites) {
+TEST(Program, WritesWhatTheDiskHasRoomFor) {
     const TempFolder folder;
     // A sparse image and a find on it, both larger than the disk below the test.
     const std::uintmax_t huge = fs::space(folder.Path()).available + (std::uintmax_t{1} << 30U);
@@ -203,10 +205,12 @@ TEST(Program, ChecksTheSpaceBeforeItWrites) {
         "extract --as-reported " + Quoted(folder / "finds") + " --out " + Quoted(folder / "out");
     const test::ProgramRun run = RunProgram(extract);
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.errors.find("none was written"), std::string::npos) << run.errors;
-    EXPECT_TRUE(RecoveredFiles(folder / "out").empty());
-    EXPECT_EQ(RunProgram(extract + " --max-size 1M").status, 0);
+    EXPECT_NE(run.errors.find("no room"), std::string::npos) << run.errors;
     EXPECT_EQ(RecoveredFiles(folder / "out").size(), 1U);
+    const auto skipped = ReadLines(folder / "out/skipped.jsonl");
+    ASSERT_EQ(skipped.size(), 1U);
+    EXPECT_EQ(skipped[0]["reason"], "no room on the disk");
+    EXPECT_EQ(skipped[0]["start_sector"], 9);
 }
 
 TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
@@ -243,7 +247,7 @@ TEST(Program, EndsCleanlyWhenItIsStopped) {
             "signalled() {{ \"$@\" & p=$!; until [ -s {} ]; do sleep 0.05; done; kill -s {} $p; wait $p; }}; signalled",
             Quoted(finds), signal);
     };
-    for (const char* signal : {"INT", "TERM"}) {
+    for (const char* signal : {"INT", "TERM", "HUP"}) {
         fs::remove(folder / "finds");
         const test::ProgramRun run = RunProgram("scan " + image + " --quiet --report " + Quoted(folder / "finds"),
                                                 signalled(signal, folder / "finds"));
@@ -258,7 +262,132 @@ TEST(Program, EndsCleanlyWhenItIsStopped) {
     EXPECT_EQ(Summary(folder / "out")["ended"], "stopped");
     EXPECT_EQ(Summary(folder / "out")["files"], 0);
     EXPECT_EQ(RunProgram("extract " + Quoted(folder / "out/finds.jsonl") + " --out " + Quoted(folder / "out")).status,
-              0);
+              1)
+        << "the scan did not end";
+}
+
+TEST(Program, GoesOnWhenNobodyReadsWhatItSays) {
+    const TempFolder folder;
+    const auto shell = [](const std::string& command) {
+        return WEXITSTATUS(std::system(command.c_str()));
+    };
+    const std::string program = "'" SALVOR_PROGRAM "' ";
+    const std::string closed = "bash -c 'set -o pipefail; " + program + "recover \"" + (Samples / "card.img").string() +
+                               "\" --out \"" + (folder / "out").string() + "\" 2>&1 | true'";
+    EXPECT_EQ(shell(closed), 1);
+    EXPECT_GE(RecoveredFiles(folder / "out").size(), FilesOnTheCard());
+    EXPECT_EQ(Summary(folder / "out")["ended"], "complete");
+    EXPECT_EQ(shell(program + "types >/dev/full"), 1);
+}
+
+TEST(Program, ShowsControlCharactersToNoTerminal) {
+    const TempFolder folder;
+    const fs::path image = folder / "a\x1B]0;b\x07\xC2\x9Bm\xFF\xC3\xA4";
+    fs::copy_file(Samples / "card.img", image);
+    for (const std::string& arguments :
+         {"scan " + Quoted(image) + " --report " + Quoted(image), Quoted(image), "scan x --bad=" + Quoted(image),
+          "scan " + Quoted(image / "missing") + " --report -"}) {
+        const test::ProgramRun run = RunProgram(arguments);
+        EXPECT_NE(run.status, 0) << arguments;
+        EXPECT_EQ(std::ranges::count_if(run.errors, [](unsigned char c) { return c < 0x20; }), 1) << run.errors;
+    }
+    const std::string shown = RunProgram("scan " + Quoted(image / "missing") + " --report -").errors;
+    EXPECT_NE(shown.find("a\\x1b]0;b\\x07\\xc2\\x9bm\\xff\xC3\xA4/missing"), std::string::npos) << shown;
+    // What is said to be typed into a shell leads to the same path.
+    const std::string quoted = image.string() + "'\\";
+    EXPECT_EQ(ShellWord(quoted).find('\x1B'), std::string::npos);
+    test::WriteFile(folder / "script", "printf %s " + ShellWord(quoted));
+    ASSERT_EQ(std::system(("bash " + Quoted(folder / "script") + " >" + Quoted(folder / "echo")).c_str()), 0);
+    EXPECT_EQ(ReadFile(folder / "echo"), Bytes(quoted.begin(), quoted.end()));
+}
+
+TEST(Program, ReportsEveryFileInTheFolderWhicheverRunWroteIt) {
+    const TempFolder folder;
+    const fs::path out = folder / "out";
+    const std::string finds = Quoted(folder / "finds");
+    ASSERT_EQ(RunProgram("scan " + Card + " --quiet --report " + finds).status, 0);
+    const std::string extract = "extract " + finds + " --quiet --out " + Quoted(out);
+    const auto expectInStep = [&out](std::int64_t earlier) {
+        std::map<std::string, std::size_t> reported;
+        for (const json& record : ReadLines(out / "report.jsonl")) {
+            if (record["record"] == "file") {
+                EXPECT_TRUE(reported.emplace(record["path"], record["size"]).second) << record["path"];
+            }
+        }
+        std::map<std::string, std::size_t> there;
+        for (const auto& [path, bytes] : RecoveredFiles(out)) {
+            there[path] = bytes.size();
+        }
+        EXPECT_EQ(reported, there);
+        EXPECT_EQ(Summary(out)["files"], there.size());
+        EXPECT_EQ(Summary(out)["of_earlier_runs"], earlier);
+    };
+    ASSERT_EQ(RunProgram(extract + " --types jpg,png").status, 0);
+    const std::size_t pictures = RecoveredFiles(out).size();
+    ASSERT_EQ(RunProgram(extract + " --exclude jpg,png").status, 0);
+    expectInStep(static_cast<std::int64_t>(pictures));
+    const auto report = ReadFile(out / "report.jsonl");
+    const auto files = RecoveredFiles(out);
+    fs::remove(out / files.begin()->first);
+    // What a run that was killed leaves: no summary, and a line that was cut.
+    test::WriteFile(out / "report.jsonl", Bytes(report.begin(), report.end() - 2000));
+    ASSERT_EQ(RunProgram(extract + " --types gif").status, 0);
+    EXPECT_EQ(Summary(out)["ended"], "complete");
+    ASSERT_EQ(RunProgram(extract).status, 0);
+    expectInStep(0);
+    EXPECT_EQ(RecoveredFiles(out), files);
+}
+
+TEST(Program, KeepsOtherRunsOutOfItsFolder) {
+    const TempFolder folder;
+    const std::string out = Quoted(folder / "out");
+    ASSERT_EQ(RunProgram("recover " + Card + " --quiet --out " + out).status, 0);
+    const auto before = FilesBelow(folder / "out");
+    {
+        File lock = Folder::Open(folder / "out").OpenLock("job.lock");
+        ASSERT_TRUE(lock.Lock());
+        const test::ProgramRun run = RunProgram("recover " + Card + " --overwrite --out " + out);
+        EXPECT_EQ(run.status, 3);
+        EXPECT_NE(run.errors.find("another run"), std::string::npos) << run.errors;
+        EXPECT_EQ(FilesBelow(folder / "out"), before);
+    }
+    EXPECT_EQ(RunProgram("recover " + Card + " --overwrite --out " + out).status, 0);
+}
+
+TEST(Program, FollowsNothingThatWasPlantedInItsFolder) {
+    const TempFolder folder;
+    const fs::path out = folder / "out";
+    const std::string mine = "mine";
+    const auto plant = [&](const std::string& name) {
+        test::WriteFile(folder / "victim", mine);
+        fs::create_directories((out / name).parent_path());
+        fs::remove(out / name);
+    };
+    const std::string recover = "recover " + Card + " --quiet --overwrite --out " + Quoted(out);
+    ASSERT_EQ(RunProgram(recover).status, 0);
+    const auto files = RecoveredFiles(out);
+    for (const std::string& name :
+         {std::string("job.json"), std::string("job.lock"), std::string("finds.jsonl"), std::string("outcomes.jsonl"),
+          std::string("report.jsonl"), std::string("report.jsonl.part"), std::string("skipped.jsonl.part"),
+          files.begin()->first, files.begin()->first + ".part"}) {
+        plant(name);
+        fs::create_hard_link(folder / "victim", out / name);
+        EXPECT_EQ(RunProgram(recover).status, 0) << name;
+        EXPECT_EQ(ReadFile(folder / "victim"), Bytes(mine.begin(), mine.end())) << name;
+        for (const char* how : {"ln -s ../victim ", "mkfifo "}) {
+            plant(name);
+            ASSERT_EQ(std::system((how + Quoted(name)).insert(0, "cd " + Quoted(out) + " && ").c_str()), 0);
+            const bool isLock = name == "job.lock";
+            EXPECT_EQ(RunProgram(recover, "timeout 60").status, isLock ? 3 : 0) << how << name;
+            EXPECT_EQ(ReadFile(folder / "victim"), Bytes(mine.begin(), mine.end())) << how << name;
+            fs::remove(out / name);
+        }
+    }
+    fs::remove_all(out / "png");
+    fs::create_directory(folder / "elsewhere");
+    fs::create_directory_symlink(folder / "elsewhere", out / "png");
+    EXPECT_EQ(RunProgram(recover).status, 1);
+    EXPECT_TRUE(fs::is_empty(folder / "elsewhere"));
 }
 
 TEST(Program, RefusesWrongUsageWithOneClearLine) {

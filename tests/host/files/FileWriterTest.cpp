@@ -15,6 +15,7 @@ namespace salvor {
 namespace {
 
 using namespace test;
+namespace fs = std::filesystem;
 
 PlannedFile FileAt(std::int64_t startSector, std::int64_t size) {
     PlannedFile file;
@@ -51,7 +52,9 @@ TEST_F(FileWriterTest, CopiesTheRangeFromAFileAndFromADevice) {
     for (const bool fromDisk : {true, false}) {
         Medium medium(fromDisk ? ImageOnDisk() : std::make_unique<FakeDevice>(image), 512);
         const auto out = folder / (fromDisk ? "a" : "b");
-        FileWriter writer(medium, out, NeverStops);
+        fs::create_directory(out);
+        const Folder opened = Folder::Open(out);
+        FileWriter writer(medium, opened, NeverStops);
         const std::int64_t sectors = (9 << 20) / 512;
         for (const PlannedFile& file : {FileAt(0, 1), FileAt(3, 8 << 20), FileAt(5, (4 << 20) + 1),
                                         FileAt(sectors, 300), FileAt(sectors - 1, 812)}) {
@@ -71,7 +74,8 @@ TEST(Sha256, GivesThePublishedDigests) {
 
 TEST_F(FileWriterTest, LeavesRightFilesAloneAndReplacesWrongOnes) {
     Medium medium(ImageOnDisk(), 512);
-    FileWriter writer(medium, folder.Path(), NeverStops);
+    const Folder opened = Folder::Open(folder.Path());
+    FileWriter writer(medium, opened, NeverStops);
     const PlannedFile file = FileAt(3, 5 << 20);
     const auto path = folder / file.path;
     EXPECT_EQ(writer.Write(file).outcome, WriteOutcome::Written);
@@ -105,7 +109,8 @@ TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
     auto device = std::make_unique<FakeDevice>(image);
     device->Break(10 * 512, 11 * 512);
     Medium medium(std::move(device), 512);
-    FileWriter writer(medium, folder.Path(), NeverStops);
+    const Folder opened = Folder::Open(folder.Path());
+    FileWriter writer(medium, opened, NeverStops);
     const WriteResult result = writer.Write(FileAt(8, 2000));
     Bytes expected = Slice(8, 2000);
     std::fill_n(expected.begin() + 1024, 512, std::uint8_t{0});
@@ -118,11 +123,12 @@ TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
 
 TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
     Medium medium(ImageOnDisk(), 512);
-    FileWriter stopping(medium, folder.Path(), [](std::int64_t done) { return done > (4 << 20); });
+    const Folder opened = Folder::Open(folder.Path());
+    FileWriter stopping(medium, opened, [](std::int64_t done) { return done > (4 << 20); });
     EXPECT_EQ(stopping.Write(FileAt(0, 9 << 20)).outcome, WriteOutcome::Stopped);
     EXPECT_TRUE(std::filesystem::is_empty(folder / "png"));
 
-    FileWriter writer(medium, folder.Path(), NeverStops);
+    FileWriter writer(medium, opened, NeverStops);
     // A full disk is simulated by the limit that the system puts on a file's size.
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
@@ -148,15 +154,6 @@ TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
     EXPECT_FALSE(result.error.empty());
 }
 
-TEST_F(FileWriterTest, CountsTheSpaceOfFilesThatAreMissing) {
-    Medium medium(ImageOnDisk(), 512);
-    Plan plan;
-    plan.files = {FileAt(0, 1000), FileAt(8, 5000)};
-    EXPECT_EQ(SpaceNeeded(plan, folder.Path()), 6000);
-    FileWriter(medium, folder.Path(), NeverStops).Write(plan.files[0]);
-    EXPECT_EQ(SpaceNeeded(plan, folder.Path()), 5000);
-}
-
 TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
     class Observer : public WriteObserver {
     public:
@@ -180,12 +177,12 @@ TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
         starts.push_back(i);
     }
     Observer all(1000);
-    EXPECT_TRUE(WriteFiles(medium, plan, folder / "all", all));
+    EXPECT_TRUE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("all", true), all));
     EXPECT_EQ(all.starts, starts);
     EXPECT_EQ(test::ReadFile(folder / "all" / plan.files[7].path), Slice(7, 3 << 20));
 
     Observer some(5);
-    EXPECT_FALSE(WriteFiles(medium, plan, folder / "some", some));
+    EXPECT_FALSE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("some", true), some));
     EXPECT_EQ(some.starts, std::vector<std::int64_t>(starts.begin(), starts.begin() + 5));
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "some")) {
         EXPECT_NE(entry.path().extension(), ".part");

@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 
 #include "host/app/failure.h"
+#include "host/platform/same_disk.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {

@@ -233,7 +233,7 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     EXPECT_GT(whole.outcomes.size(), 20U);
     const std::vector<KnownFinding> all = recorder.findings;
     const test::TempFolder folder;
-    const std::string path = (folder / "outcomes").string();
+    const std::filesystem::path path = folder / "outcomes";
     {
         OutcomesWriter writer(path, "digest");
         for (const KnownFinding& finding : all) {

@@ -1,0 +1,136 @@
+#include "host/platform/folder.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace salvor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t NewFileMode = 0666;
+constexpr mode_t NewFolderMode = 0777;
+
+struct CloseListing {
+    void operator()(DIR* listing) const { closedir(listing); }
+};
+
+FileDescriptor OpenFolderAt(int parent, const char* name, int flags) {
+    return FileDescriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags));
+}
+
+// A pipe is not waited for, and refused like everything else that is no regular file.
+File OpenRegular(int parent, const char* name, int flags) {
+    FileDescriptor fd(openat(parent, name, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, NewFileMode));
+    struct stat info {};
+    if (!fd.IsOpen() || fstat(fd.Get(), &info) != 0) {
+        return File(SystemError::Last());
+    }
+    return S_ISREG(info.st_mode) ? File(std::move(fd)) : File(SystemError::WrongKind());
+}
+
+}  // namespace
+
+Folder::Folder(FileDescriptor fd, fs::path path) : fd_(std::move(fd)), path_(std::move(path)) {
+    if (!fd_.IsOpen()) {
+        error_ = SystemError::Last();
+    }
+}
+
+Folder Folder::Open(const fs::path& path) { return {OpenFolderAt(AT_FDCWD, path.c_str(), 0), path}; }
+
+Folder Folder::Below(const fs::path& below, bool make) const {
+    FileDescriptor at = OpenFolderAt(fd_.Get(), ".", 0);
+    for (const fs::path& name : below) {
+        if (name == ".." || name.is_absolute()) {
+            errno = EINVAL;
+            return {FileDescriptor(), path_ / below};
+        }
+        if (make && mkdirat(at.Get(), name.c_str(), NewFolderMode) != 0 && errno != EEXIST) {
+            return {FileDescriptor(), path_ / below};
+        }
+        at = OpenFolderAt(at.Get(), name.c_str(), O_NOFOLLOW);
+    }
+    return {std::move(at), path_ / below};
+}
+
+File Folder::Read(const std::string& name) const { return OpenRegular(fd_.Get(), name.c_str(), O_RDONLY); }
+
+File Folder::Create(const std::string& name) const {
+    // Not emptied but replaced: the bytes of a file that is linked here as well are another's.
+    if (unlinkat(fd_.Get(), name.c_str(), 0) != 0 && errno != ENOENT) {
+        return File(SystemError::Last());
+    }
+    return OpenRegular(fd_.Get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL);
+}
+
+File Folder::OpenLock(const std::string& name) const { return OpenRegular(fd_.Get(), name.c_str(), O_RDWR | O_CREAT); }
+
+SystemError Folder::Rename(const std::string& from, const std::string& to) const {
+    return renameat(fd_.Get(), from.c_str(), fd_.Get(), to.c_str()) == 0 ? SystemError() : SystemError::Last();
+}
+
+SystemError Folder::Remove(const std::string& name) const {
+    return unlinkat(fd_.Get(), name.c_str(), 0) == 0 ? SystemError() : SystemError::Last();
+}
+
+std::optional<std::int64_t> Folder::SizeOf(const std::string& name) const {
+    struct stat info {};
+    if (fstatat(fd_.Get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode)) {
+        return std::nullopt;
+    }
+    return info.st_size;
+}
+
+bool Folder::Holds(const std::string& name, int descriptor) const {
+    struct stat entry {};
+    struct stat open {};
+    return fstatat(fd_.Get(), name.c_str(), &entry, AT_SYMLINK_NOFOLLOW) == 0 && fstat(descriptor, &open) == 0 &&
+           entry.st_dev == open.st_dev && entry.st_ino == open.st_ino;
+}
+
+bool Folder::AnyEntry(const std::function<bool(const std::string& name)>& matches) const {
+    FileDescriptor again = OpenFolderAt(fd_.Get(), ".", 0);
+    const std::unique_ptr<DIR, CloseListing> entries(fdopendir(again.Get()));
+    if (!entries) {
+        return true;
+    }
+    // It belongs to the listing now.
+    again.Release();
+    while (const dirent* const entry = readdir(entries.get())) {
+        const std::string name = static_cast<const char*>(entry->d_name);
+        if (name != "." && name != ".." && matches(name)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<FreeSpace> Folder::Space() const {
+    struct statvfs info {};
+    if (fstatvfs(fd_.Get(), &info) != 0) {
+        return std::nullopt;
+    }
+    FreeSpace space;
+    space.blockBytes = static_cast<std::int64_t>(info.f_frsize);
+    space.bytes = static_cast<std::int64_t>(info.f_bavail) * space.blockBytes;
+    // File systems that make entries as they go say that they have none at all.
+    if (info.f_files > 0) {
+        space.entries = static_cast<std::int64_t>(info.f_favail);
+    }
+    return space;
+}
+
+bool Folder::Sync() const { return syncfs(fd_.Get()) == 0; }
+
+}  // namespace salvor

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/platform/file.h"
+
+namespace salvor {
+
+/// What a file system has left for a person's files.
+struct FreeSpace {
+    std::int64_t bytes = 0;
+    /// A file takes whole blocks.
+    std::int64_t blockBytes = 1;
+    /// Files and folders; nothing where their number has no bound.
+    std::optional<std::int64_t> entries;
+};
+
+/// An open folder. Everything in it is reached through it and by a name without folders, and no link among its entries
+/// is ever followed: what others plant there, or a path that is renamed meanwhile, leads nowhere else. Several threads
+/// may use it.
+class Folder {
+public:
+    /// The folder that a person named; links on the way to it are followed.
+    static Folder Open(const std::filesystem::path& path);
+    /// One in it, of which `below` names the folders on the way; each is made if it is missing and `make` says so.
+    Folder Below(const std::filesystem::path& below, bool make) const;
+
+    bool IsOpen() const { return fd_.IsOpen(); }
+    const SystemError& Error() const { return error_; }
+    /// For people: it may have been renamed.
+    const std::filesystem::path& Path() const { return path_; }
+
+    /// Opens a regular file to read it.
+    File Read(const std::string& name) const;
+    /// Makes a new file for writing and reading, in place of whatever has the name.
+    File Create(const std::string& name) const;
+    /// Opens a regular file that nobody writes to, to lock it; makes it if it is missing.
+    File OpenLock(const std::string& name) const;
+    /// Gives an entry another name, in place of the file that has it.
+    SystemError Rename(const std::string& from, const std::string& to) const;
+    SystemError Remove(const std::string& name) const;
+
+    /// Size in bytes of the regular file of this name.
+    std::optional<std::int64_t> SizeOf(const std::string& name) const;
+    /// True if the entry is the file that this descriptor has open.
+    bool Holds(const std::string& name, int descriptor) const;
+    /// True if an entry is there for which `matches` does.
+    bool AnyEntry(const std::function<bool(const std::string& name)>& matches) const;
+
+    std::optional<FreeSpace> Space() const;
+    /// Everything that was written to the folder's file system reaches stable storage, entries too.
+    bool Sync() const;
+
+private:
+    Folder(FileDescriptor fd, std::filesystem::path path);
+
+    FileDescriptor fd_;
+    SystemError error_;
+    std::filesystem::path path_;
+};
+
+}  // namespace salvor

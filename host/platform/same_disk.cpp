@@ -1,0 +1,86 @@
+#include "host/platform/same_disk.h"
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <string>
+#include <system_error>
+
+namespace salvor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The disk that a partition is part of; a disk is its own. Entries of the system's folder link to the device's own
+// folder, which lies inside its disk's.
+fs::path DiskOf(const fs::path& device) { return fs::exists(device / "partition") ? device.parent_path() : device; }
+
+bool RestsOn(const fs::path& device, const fs::path& disk, int depth) {
+    constexpr int deepestStack = 16;
+    if (depth > deepestStack) {
+        return false;
+    }
+    if (DiskOf(device) == disk) {
+        return true;
+    }
+    std::error_code none;
+    for (const auto& slave : fs::directory_iterator(device / "slaves", none)) {
+        const fs::path real = fs::canonical(slave.path(), none);
+        if (!none && RestsOn(real, disk, depth + 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Of the deepest part of the path that exists.
+fs::path ExistingAncestor(const fs::path& path) {
+    fs::path ancestor = fs::absolute(path);
+    std::error_code none;
+    while (!fs::exists(ancestor, none) && ancestor.has_relative_path()) {
+        ancestor = ancestor.parent_path();
+    }
+    return ancestor;
+}
+
+}  // namespace
+
+bool IsSameFile(const fs::path& a, const fs::path& b) {
+    struct stat first {};
+    struct stat second {};
+    if (stat(a.c_str(), &first) != 0 || stat(b.c_str(), &second) != 0) {
+        return false;
+    }
+    const bool sameDevice = S_ISBLK(first.st_mode) && S_ISBLK(second.st_mode) && first.st_rdev == second.st_rdev;
+    return sameDevice || (first.st_dev == second.st_dev && first.st_ino == second.st_ino);
+}
+
+bool HoldsBytes(const fs::path& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
+}
+
+bool IsOnDevice(std::uint64_t folderDevice, std::uint64_t imageDevice, const fs::path& sysBlock) {
+    if (folderDevice == imageDevice) {
+        return true;
+    }
+    const auto entry = [&](std::uint64_t device) {
+        std::error_code none;
+        const std::string name = std::to_string(major(device)) + ':' + std::to_string(minor(device));
+        return fs::canonical(sysBlock / name, none);
+    };
+    const fs::path folder = entry(folderDevice);
+    const fs::path image = entry(imageDevice);
+    return !folder.empty() && !image.empty() && RestsOn(folder, DiskOf(image), 0);
+}
+
+bool LiesOnDevice(const fs::path& path, const fs::path& device) {
+    struct stat image {};
+    struct stat ancestor {};
+    return stat(device.c_str(), &image) == 0 && S_ISBLK(image.st_mode) &&
+           stat(ExistingAncestor(path).c_str(), &ancestor) == 0 &&
+           IsOnDevice(ancestor.st_dev, image.st_rdev, "/sys/dev/block");
+}
+
+}  // namespace salvor

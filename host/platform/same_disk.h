@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+
+namespace salvor {
+
+/// True if both paths lead to one file or device.
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
+/// True for a regular file that is not empty.
+bool HoldsBytes(const std::filesystem::path& path);
+
+/// True if what is written at the path would lie on the block device `device`. The path need not exist.
+bool LiesOnDevice(const std::filesystem::path& path, const std::filesystem::path& device);
+
+/// True if a file system on device `folderDevice` takes its space from the block device `imageDevice`, directly, as a
+/// partition, or through mapped devices. Device numbers are those of `stat`; `sysBlock` is the folder that holds an
+/// entry "major:minor" for every block device.
+bool IsOnDevice(std::uint64_t folderDevice, std::uint64_t imageDevice, const std::filesystem::path& sysBlock);
+
+}  // namespace salvor

@@ -1,0 +1,101 @@
+#include "host/report/folder_report.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <tuple>
+
+#include "host/report/line_log.h"
+
+namespace salvor {
+
+namespace {
+
+constexpr const char* Name = "report.jsonl";
+
+// Throws for a record that was not written by `FileRecord`.
+bool IsThere(const Folder& folder, const Json& record) {
+    FolderCounts().Add(record);
+    const std::filesystem::path path(record.at("path").get<std::string>());
+    const Folder parent = folder.Below(path.parent_path(), false);
+    return parent.IsOpen() && parent.SizeOf(path.filename().string()) == record.at("size").get<std::int64_t>();
+}
+
+}  // namespace
+
+FolderReport::FolderReport(const Folder& folder, bool anew) : folder_(folder), lines_(folder, Name) {
+    if (!anew) {
+        TakeOver();
+    }
+    lines_.TakeName();
+}
+
+void FolderReport::TakeOver() {
+    File before = folder_.Read(Name);
+    if (!before.IsOpen()) {
+        return;
+    }
+    LineReader reader(before);
+    for (std::string line; reader.Next(line);) {
+        try {
+            if (const Json record = ParseJsonLine(line); record.at("record") == "file" && IsThere(folder_, record)) {
+                AddLine(record, true);
+            }
+        } catch (const Json::exception&) {
+            // A line that was cut: its file will be looked at again.
+        } catch (const std::invalid_argument&) {
+        }
+    }
+}
+
+void FolderReport::Add(const Json& record) { AddLine(record, false); }
+
+void FolderReport::AddLine(const Json& record, bool isEarlier) {
+    const std::string line = JsonLine(record);
+    index_.push_back({std::hash<std::string>()(record.at("path").get<std::string>()),
+                      record.at("start_sector").get<std::int64_t>(), lines_.Size(),
+                      static_cast<std::uint32_t>(line.size()), isEarlier});
+    lines_.Add(line);
+}
+
+void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>& summary) {
+    const bool isInOrder =
+        std::ranges::is_sorted(index_, {}, &Line::startSector) && std::ranges::none_of(index_, &Line::isEarlier);
+    KeepLastOfEachPath();
+    FolderCounts earlier;
+    for (const Line& line : index_) {
+        if (line.isEarlier) {
+            earlier.Add(ParseJsonLine(Text(line)));
+        }
+    }
+    const std::string end = JsonLine(summary(earlier));
+    bool isWritten = false;
+    if (!isInOrder) {
+        try {
+            LineFile ordered(folder_, Name);
+            for (const Line& line : index_) {
+                ordered.Add(Text(line));
+            }
+            ordered.Add(end);
+            ordered.TakeName();
+            isWritten = true;
+        } catch (const Failure&) {
+            // No room for a second copy: the lines as they came are as true.
+            folder_.Remove(std::string(Name) + ".part");
+        }
+    }
+    if (!isWritten) {
+        lines_.Add(end);
+        lines_.Sync();
+    }
+    lines_.ReleaseRoom();
+}
+
+void FolderReport::KeepLastOfEachPath() {
+    std::ranges::sort(index_, {}, [](const Line& line) { return std::tuple(line.pathHash, -line.offset); });
+    const auto doubled = std::ranges::unique(index_, {}, &Line::pathHash);
+    index_.erase(doubled.begin(), doubled.end());
+    std::ranges::sort(index_, {}, [](const Line& line) { return std::tuple(line.startSector, line.offset); });
+}
+
+}  // namespace salvor

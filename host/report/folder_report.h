@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/platform/folder.h"
+#include "host/report/report.h"
+
+namespace salvor {
+
+/// `report.jsonl` of a folder: one line for every recovered file that is in it, whichever run wrote it. It grows with
+/// the files, so that it is true whenever the run ends; where two lines have the same path, the later one holds. Throws
+/// `Failure` (losses) when it cannot be written.
+class FolderReport {
+public:
+    /// Takes over what earlier runs said of files that are still there; nothing if `anew`. The folder outlives this.
+    FolderReport(const Folder& folder, bool anew);
+
+    /// See `LineFile`.
+    void KeepRoom(std::int64_t bytes) { lines_.KeepRoom(bytes); }
+    /// The record of a file that is in the folder.
+    void Add(const Json& record);
+    /// What was added reaches stable storage.
+    void Sync() { lines_.Sync(); }
+    /// Puts the lines in the order of the files on the medium, one a path, and behind them the summary, which is told
+    /// what earlier runs have left.
+    void Finish(const std::function<Json(const FolderCounts& earlier)>& summary);
+
+private:
+    struct Line {
+        std::size_t pathHash;
+        std::int64_t startSector;
+        std::int64_t offset;
+        std::uint32_t length;
+        bool isEarlier;
+    };
+
+    void TakeOver();
+    void AddLine(const Json& record, bool isEarlier);
+    void KeepLastOfEachPath();
+    std::string Text(const Line& line) { return lines_.Read(line.offset, line.length); }
+
+    const Folder& folder_;
+    LineFile lines_;
+    std::vector<Line> index_;
+};
+
+}  // namespace salvor
