@@ -9,6 +9,7 @@
 #include "host/app/selection.h"
 #include "host/files/extract_run.h"
 #include "host/files/out_folder.h"
+#include "host/platform/process.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
 #include "host/scan/journal.h"
@@ -92,7 +93,7 @@ private:
                 "new "
                 "part",
                 image, then, medium.SizeInBytes());
-        } else if (IsShorter()) {
+        } else if (medium.SizeInBytes() < journal.header.imageSize) {
             const auto isThere = [this](const Find& find) {
                 return find.startSector < medium.SectorCount();
             };
@@ -131,6 +132,7 @@ ExitStatus RunScan(const ScanCommand& command) {
     PreparedScan scan = PrepareScan(command.scan, SelectTypes(command.filter));
     const FilePlace report = NewReport(command);
     JournalWriter journal(report, scan.header);
+    GiveUpRootRights();
     const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
     if (!command.quiet && command.report != "-") {
         Tell(ScanTable(outcome.summary));
@@ -149,6 +151,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
     }
+    GiveUpRootRights(Folder::Open(std::filesystem::absolute(out).parent_path()), false);
     const Validation validation = ValidateWithFile(finds.medium, finds.journal.seen, finds.journal.header.caps,
                                                    FilePlace(out), {}, command.quiet);
     if (!validation.complete) {

@@ -43,7 +43,7 @@ WriteResult FileWriter::Write(const PlannedFile& file) {
     } else if (result.outcome != WriteOutcome::Stopped) {
         Copy(parent, name, file, result);
     }
-    result.hasUnreadableSectors = HoldsUnreadable(file);
+    result.unreadableBytes = UnreadableBytes(file);
     return result;
 }
 
@@ -77,11 +77,16 @@ bool FileWriter::ForEachPiece(const PlannedFile& file, TakePiece takePiece, Writ
     return true;
 }
 
-bool FileWriter::HoldsUnreadable(const PlannedFile& file) const {
-    return std::ranges::any_of(file.extents, [this](const Extent& extent) {
-        return medium_.HoldsUnreadable(
-            {extent.startSector, (extent.bytes + medium_.SectorSize() - 1) / medium_.SectorSize()});
-    });
+std::int64_t FileWriter::UnreadableBytes(const PlannedFile& file) const {
+    std::vector<ByteRange> pieces;
+    for (const Extent& extent : file.extents) {
+        pieces.push_back({extent.startSector * medium_.SectorSize(), extent.bytes});
+    }
+    std::int64_t bytes = 0;
+    for (const ByteRange& range : medium_.UnreadableIn(pieces)) {
+        bytes += range.count;
+    }
+    return bytes;
 }
 
 bool FileWriter::HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file,
@@ -117,13 +122,21 @@ void FileWriter::Copy(const Folder& folder, const std::string& name, const Plann
         hash.Add(piece_.data(), length);
         // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
         const auto source = medium_.CopySource();
-        kernelCopies_ = kernelCopies_ && source && !HoldsUnreadable(file) && out.CopyFrom(*source, offset, length);
-        return kernelCopies_ || out.Write(piece_.data(), length);
+        if (source && kernelCopies_ && UnreadableBytes(file) == 0) {
+            kernelCopies_ = out.CopyFrom(*source, offset, length);
+            if (kernelCopies_) {
+                return true;
+            }
+        }
+        return out.Write(piece_.data(), length);
     };
     const bool whole = ForEachPiece(file, takePiece, result) && out.Close();
-    const SystemError error = whole ? folder.Rename(partial, name) : out.Error();
+    const bool isLost = whole && file.Size() > 0 && UnreadableBytes(file) == file.Size();
+    const SystemError error = whole && !isLost ? folder.Rename(partial, name) : out.Error();
     if (error) {
         result.Fail(error);
+    } else if (isLost) {
+        result.error = "none of its bytes can be read";
     } else if (whole) {
         result.outcome = WriteOutcome::Written;
         result.sha256 = hash.Hex();

@@ -18,8 +18,8 @@ struct WriteResult {
     WriteOutcome outcome = WriteOutcome::Failed;
     /// Of the file's bytes, in lower-case hexadecimal; empty unless the file is there.
     std::string sha256;
-    /// Unreadable sectors in it were written as zeros.
-    bool hasUnreadableSectors = false;
+    /// Bytes that could not be read and were written as zeros.
+    std::int64_t unreadableBytes = 0;
     /// Why it failed, for the person.
     std::string error;
     bool diskIsFull = false;
@@ -41,7 +41,7 @@ public:
     WriteResult Write(const PlannedFile& file);
 
 private:
-    bool HoldsUnreadable(const PlannedFile& file) const;
+    std::int64_t UnreadableBytes(const PlannedFile& file) const;
     bool HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
     void Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
     template <class TakePiece>

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/app/failure.h"
+#include "host/platform/process.h"
 #include "host/platform/same_disk.h"
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
@@ -86,7 +87,7 @@ OutFolder PrepareOutFolder(const fs::path& path, const JobIdentity& job, const R
     RefuseSameDevice(path, inputs.imagePath);
     RefuseInputsAsOutputs(path, inputs);
     std::error_code error;
-    fs::create_directories(path, error);
+    const bool isNew = fs::create_directories(path, error);
     if (error) {
         throw Refuse(ExitStatus::NotStarted, path, error.message());
     }
@@ -95,6 +96,7 @@ OutFolder PrepareOutFolder(const fs::path& path, const JobIdentity& job, const R
         throw Refuse(ExitStatus::NotStarted, path, folder.Error().Text());
     }
     RequireAllowed(folder, job, use);
+    GiveUpRootRights(folder, isNew);
     File lock = folder.OpenLock(LockFile);
     if (!lock.IsOpen()) {
         throw Refuse(ExitStatus::NotStarted, path, "no file can be made there: " + lock.Error().Text());

@@ -43,9 +43,10 @@ struct OutFolder {
     bool isOfJob = true;
 };
 
-/// Makes the folder if it is new, opens it, keeps other runs out and marks it with the job. Throws `Failure` with one
-/// clear line when it holds more than `use` allows, when one of the inputs stands where a run writes its reports, when
-/// it cannot be made or written to, when another run uses it, and when it lies on the device that is read.
+/// Makes the folder if it is new, opens it, gives up the rights of root unless the folder needs them, keeps other runs
+/// out and marks it with the job. Throws `Failure` with one clear line when it holds more than `use` allows, when one
+/// of the inputs stands where a run writes its reports, when it cannot be made or written to, when another run uses it,
+/// and when it lies on the device that is read.
 OutFolder PrepareOutFolder(const std::filesystem::path& path, const JobIdentity& job, const RunInputs& inputs,
                            FolderUse use);
 

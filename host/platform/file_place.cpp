@@ -40,10 +40,10 @@ File FilePlace::Create() const {
 }
 
 void FilePlace::SyncEntry() const {
-    if (!isOutput_) {
-        const fs::path folder = folder_ != nullptr ? folder_->Path() : fs::absolute(path_).parent_path();
-        const FileDescriptor fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        fsync(fd.Get());
+    if (folder_ != nullptr) {
+        folder_->SyncEntries();
+    } else if (!isOutput_) {
+        Folder::Open(fs::absolute(path_).parent_path()).SyncEntries();
     }
 }
 

@@ -116,6 +116,24 @@ bool Folder::AnyEntry(const std::function<bool(const std::string& name)>& matche
     return false;
 }
 
+std::optional<Owner> Folder::OwnerOfFolders() const {
+    struct stat own {};
+    if (fstat(fd_.Get(), &own) != 0) {
+        return std::nullopt;
+    }
+    const bool isOtherThere = AnyEntry([&](const std::string& name) {
+        struct stat info {};
+        return fstatat(fd_.Get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(info.st_mode) &&
+               info.st_uid != own.st_uid;
+    });
+    return isOtherThere ? std::nullopt : std::optional(Owner{own.st_uid, own.st_gid});
+}
+
+void Folder::GiveTo(const Owner& owner) const {
+    // One that stays root's keeps the rights of root in use.
+    [[maybe_unused]] const int given = fchown(fd_.Get(), owner.user, owner.group);
+}
+
 std::optional<FreeSpace> Folder::Space() const {
     struct statvfs info {};
     if (fstatvfs(fd_.Get(), &info) != 0) {
@@ -130,6 +148,8 @@ std::optional<FreeSpace> Folder::Space() const {
     }
     return space;
 }
+
+void Folder::SyncEntries() const { fsync(fd_.Get()); }
 
 bool Folder::Sync() const { return syncfs(fd_.Get()) == 0; }
 

@@ -19,6 +19,13 @@ struct FreeSpace {
     std::optional<std::int64_t> entries;
 };
 
+/// A user and a group of the system, by number; 0 is root.
+struct Owner {
+    std::uint32_t user = 0;
+    std::uint32_t group = 0;
+    bool operator==(const Owner&) const = default;
+};
+
 /// An open folder. Everything in it is reached through it and by a name without folders, and no link among its entries
 /// is ever followed: what others plant there, or a path that is renamed meanwhile, leads nowhere else. Several threads
 /// may use it.
@@ -51,7 +58,13 @@ public:
     /// True if an entry is there for which `matches` does.
     bool AnyEntry(const std::function<bool(const std::string& name)>& matches) const;
 
+    /// The one owner of the folder and of all folders directly in it.
+    std::optional<Owner> OwnerOfFolders() const;
+    void GiveTo(const Owner& owner) const;
+
     std::optional<FreeSpace> Space() const;
+    /// The names of the entries reach stable storage.
+    void SyncEntries() const;
     /// Everything that was written to the folder's file system reaches stable storage, entries too.
     bool Sync() const;
 

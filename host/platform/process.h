@@ -1,9 +1,19 @@
 #pragma once
 
+#include "host/platform/folder.h"
+
 namespace salvor {
 
 /// Makes sure that the numbers of the standard streams are taken: one that was closed must not become the number of a
 /// file that is written.
 void OccupyStandardStreams();
+
+/// Gives up the rights of root, which were needed to open the medium and the folder: goes on as the folder's owner, or
+/// as the user who called `sudo` if the folder is `isNew`, which becomes theirs. Keeps them where the folder, or one in
+/// it, is root's own.
+void GiveUpRootRights(const Folder& folder, bool isNew);
+
+/// The same for a run that opens nothing more: goes on as that user, or as nobody.
+void GiveUpRootRights();
 
 }  // namespace salvor

@@ -93,8 +93,10 @@ void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>
 
 void FolderReport::KeepLastOfEachPath() {
     std::ranges::sort(index_, {}, [](const Line& line) { return std::tuple(line.pathHash, -line.offset); });
-    const auto doubled = std::ranges::unique(index_, {}, &Line::pathHash);
-    index_.erase(doubled.begin(), doubled.end());
+    const auto isSame = [](const Line& a, const Line& b) {
+        return a.pathHash == b.pathHash;
+    };
+    index_.erase(std::unique(index_.begin(), index_.end(), isSame), index_.end());
     std::ranges::sort(index_, {}, [](const Line& line) { return std::tuple(line.startSector, line.offset); });
 }
 

@@ -127,7 +127,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
     if (file.atSizeCap) {
         flags.push_back("size cap reached");
     }
-    if (result.hasUnreadableSectors) {
+    if (result.unreadableBytes > 0) {
         flags.push_back("unreadable sectors");
     }
     Json record{{"record", "file"},
@@ -142,6 +142,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
                 {"verdict", VerdictName(file.finding.verdict)},
                 {"why", file.finding.why},
                 {"sha256", result.sha256},
+                {"unreadable_bytes", result.unreadableBytes},
                 {"flags", flags}};
     if (file.extents.size() > 1) {
         for (const Extent& extent : file.extents) {

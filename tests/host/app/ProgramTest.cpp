@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -264,6 +266,49 @@ TEST(Program, EndsCleanlyWhenItIsStopped) {
     EXPECT_EQ(RunProgram("extract " + Quoted(folder / "out/finds.jsonl") + " --out " + Quoted(folder / "out")).status,
               1)
         << "the scan did not end";
+}
+
+TEST(Program, EndsAtOnceWhenItIsStoppedTwice) {
+    const TempFolder folder;
+    test::WriteFile(folder / "image", std::string("x"));
+    fs::resize_file(folder / "image", std::uintmax_t{1} << 40U);
+    // A block takes long enough for the second signal to come.
+    const test::ProgramRun run =
+        RunProgram("scan " + Quoted(folder / "image") + " --block-size 1G --quiet --report " + Quoted(folder / "finds"),
+                   "twice() { \"$@\" & p=$!; until [ -s " + Quoted(folder / "finds") +
+                       " ]; do sleep 0.05; done; kill -s INT $p; sleep 0.05; kill -s TERM $p; wait $p; }; twice");
+    EXPECT_EQ(run.status, 130);
+    EXPECT_NE(run.errors.find("ended at once"), std::string::npos) << run.errors;
+    EXPECT_NE(ReadLines(folder / "finds").back()["record"], "summary");
+}
+
+TEST(Program, GivesUpTheRightsOfRootUnlessTheFolderNeedsThem) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs the rights of root";
+    }
+    const TempFolder folder;
+    const fs::path image = folder / "image";
+    fs::copy_file(Samples / "card.img", image);
+    fs::permissions(image, fs::perms::owner_read);
+    fs::create_directory(folder / "users");
+    constexpr uid_t user = 12345;
+    ASSERT_EQ(chown((folder / "users").c_str(), user, user), 0);
+    struct Case {
+        const char* out;
+        const char* prefix;
+        uid_t owner;
+    };
+    for (const Case& one :
+         {Case{"users", "", user}, Case{"new", "SUDO_UID=12345 SUDO_GID=12345", user}, Case{"roots", "SUDO_UID=", 0}}) {
+        const fs::path out = folder / one.out;
+        ASSERT_EQ(RunProgram("recover --overwrite " + Quoted(image) + " --out " + Quoted(out), one.prefix).status, 0);
+        EXPECT_GE(RecoveredFiles(out).size(), FilesOnTheCard());
+        for (const auto& entry : fs::recursive_directory_iterator(out)) {
+            struct stat info {};
+            ASSERT_EQ(stat(entry.path().c_str(), &info), 0);
+            EXPECT_EQ(info.st_uid, one.owner) << entry.path();
+        }
+    }
 }
 
 TEST(Program, GoesOnWhenNobodyReadsWhatItSays) {

@@ -115,10 +115,14 @@ TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
     Bytes expected = Slice(8, 2000);
     std::fill_n(expected.begin() + 1024, 512, std::uint8_t{0});
     EXPECT_EQ(result.outcome, WriteOutcome::Written);
-    EXPECT_TRUE(result.hasUnreadableSectors);
+    EXPECT_EQ(result.unreadableBytes, 512);
     EXPECT_EQ(result.sha256, HashOf(expected));
     EXPECT_EQ(test::ReadFile(folder / "png/f8.png"), expected);
-    EXPECT_FALSE(writer.Write(FileAt(11, 2000)).hasUnreadableSectors);
+    EXPECT_EQ(writer.Write(FileAt(11, 2000)).unreadableBytes, 0);
+    const WriteResult lost = writer.Write(FileAt(10, 100));
+    EXPECT_EQ(lost.outcome, WriteOutcome::Failed);
+    EXPECT_NE(lost.error.find("none of its bytes"), std::string::npos) << lost.error;
+    EXPECT_FALSE(fs::exists(folder / "png/f10.png"));
 }
 
 TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
