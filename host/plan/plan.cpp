@@ -29,7 +29,8 @@ public:
     Plan Make(const std::vector<Outcome>& outcomes) {
         for (const Outcome& outcome : outcomes) {
             if (outcome.finding.verdict == Verdict::Whole) {
-                wholes_.push_back(outcome.startSector);
+                const std::int64_t start = ByteOf(outcome.startSector);
+                wholes_.push_back({start, start + outcome.finding.size});
             }
         }
         std::ranges::sort(wholes_);
@@ -45,6 +46,13 @@ public:
     }
 
 private:
+    // In bytes of the medium.
+    struct Range {
+        std::int64_t start;
+        std::int64_t end;
+        auto operator<=>(const Range&) const = default;
+    };
+
     // Sectors outside the medium count as those next to it, so that no sum leaves 64 bits.
     std::int64_t ByteOf(std::int64_t sector) const {
         return std::clamp<std::int64_t>(sector, -1, medium_.sizeInBytes / medium_.sectorSize + 1) * medium_.sectorSize;
@@ -74,14 +82,20 @@ private:
         return file;
     }
 
+    // What lies inside a file that was followed to its end does not cut it, unless it goes on behind that.
     void EndAtNextWhole(std::int64_t startSector, Finding& finding) const {
-        const auto next = std::ranges::upper_bound(wholes_, startSector);
-        if (finding.verdict == Verdict::Whole || next == wholes_.end()) {
+        if (finding.verdict == Verdict::Whole) {
             return;
         }
-        if (const std::int64_t room = ByteOf(*next) - ByteOf(startSector); finding.size > room) {
-            finding.size = room;
-            finding.why += "; it ends where a whole file begins";
+        const std::int64_t start = ByteOf(startSector);
+        const std::int64_t end = start + finding.size;
+        for (auto next = std::ranges::upper_bound(wholes_, start, {}, &Range::start);
+             next != wholes_.end() && next->start < end; ++next) {
+            if (!finding.isUnbroken || next->end > end) {
+                finding.size = next->start - start;
+                finding.why += "; it ends where a whole file begins";
+                return;
+            }
         }
     }
 
@@ -131,7 +145,7 @@ private:
         file.path = PathOf(file);
         plan_.files.push_back(std::move(file));
         const Finding& finding = plan_.files.back().finding;
-        const bool covers = filter_.asReported ? !IsPlainText(finding) : finding.verdict == Verdict::Whole;
+        const bool covers = filter_.asReported ? !IsPlainText(finding) : Covers(finding);
         if (covers && start + finding.size > coverEnd_) {
             coverEnd_ = start + finding.size;
             cover_ = plan_.files.size() - 1;
@@ -170,7 +184,7 @@ private:
     const MediumShape& medium_;
     const PlanFilter& filter_;
     const std::map<std::int32_t, std::int64_t>& caps_;
-    std::vector<std::int64_t> wholes_;
+    std::vector<Range> wholes_;
     Plan plan_;
     // Where the file ends that holds what begins inside it, and its place in the plan.
     std::int64_t coverEnd_ = 0;

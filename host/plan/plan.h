@@ -93,9 +93,9 @@ struct MediumShape {
     std::int32_t sectorSize = 512;
 };
 
-/// Decides which outcomes become files. What begins inside a whole file is embedded in it. A file that is not whole
-/// ends where the next whole one begins, and hides nothing. `caps` are those that the person set, in bytes by factory
-/// index.
+/// Decides which outcomes become files. What begins inside a whole file, or inside an open one whose structure is
+/// unbroken, is embedded in it. Any other file ends where the next whole one begins, and hides nothing. `caps` are
+/// those that the person set, in bytes by factory index.
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
 

@@ -196,7 +196,7 @@ private:
         constexpr auto endMark = PatternOf("\x24\x45\x08\x00");
         constexpr std::int64_t endMarkBytes = 12;
         end_ += StartsWith(file_.At(end_, static_cast<std::size_t>(endMarkBytes)), endMark) ? endMarkBytes : 0;
-        return {Verdict::Open, end_, properties_.Type(), {}, "recorded live; its last packet ends there"};
+        return Unbroken({Verdict::Open, end_, properties_.Type(), {}, "recorded live; its last packet ends there"});
     }
 
     void TakeIndexes() {

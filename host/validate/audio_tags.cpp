@@ -13,6 +13,8 @@ constexpr std::int64_t Id3v1Bytes = 128;
 // Of the extension in front of ID3 version 1.
 constexpr std::int64_t EnhancedBytes = 227;
 constexpr std::size_t ApeHeaderBytes = 32;
+// With the item's length and flags in front and the NUL behind.
+constexpr std::size_t LongestApeKey = 8 + 255 + 1;
 constexpr auto ApeMark = PatternOf("APETAGEX");
 constexpr std::uint32_t ApeIsHeader = 0x20000000;
 // No tag behind sound is longer; a longer one is in front.
@@ -74,9 +76,24 @@ std::int64_t ApeBytesAt(ByteWindow& file, std::int64_t offset) {
     return ReadApe(file.At(offset + tag->bytes, ApeHeaderBytes)) ? tag->bytes + headerBytes : 0;
 }
 
+// An item begins with its value's length and flags, then its key, which a NUL ends.
+bool IsApeItem(ByteSpan item) {
+    constexpr std::size_t fixedBytes = 8;
+    constexpr std::uint32_t knownFlags = 0xE0000007;
+    if (item.size() <= fixedBytes || (LoadLittle<std::uint32_t>(item, 4) & ~knownFlags) != 0) {
+        return false;
+    }
+    const ByteSpan key = item.subspan(fixedBytes);
+    const auto end = std::ranges::find_if(key, [](std::uint8_t byte) { return byte < 0x20 || byte > 0x7E; });
+    return end - key.begin() >= 2 && end != key.end() && *end == 0;
+}
+
 // Of a tag of version 1, which has no header: where the footer is that counts up to `offset`.
-std::optional<std::int64_t> EndOfHeadlessApe(ByteWindow& file, std::int64_t offset, std::int64_t farthest) {
+std::optional<std::int64_t> EndOfHeadlessApe(ByteWindow& file, std::int64_t offset) {
     constexpr BytePattern mark(ApeMark);
+    if (!IsApeItem(file.From(offset, LongestApeKey))) {
+        return std::nullopt;
+    }
     const std::int64_t to = std::min(offset + static_cast<std::int64_t>(ByteWindow::PieceBytes), file.Limit());
     const std::optional<std::int64_t> found = file.Find(mark, offset, to);
     const std::optional<ApeTag> tag = found ? ReadApe(file.At(*found, ApeHeaderBytes)) : std::nullopt;
@@ -84,7 +101,7 @@ std::optional<std::int64_t> EndOfHeadlessApe(ByteWindow& file, std::int64_t offs
         return std::nullopt;
     }
     const std::int64_t end = *found + static_cast<std::int64_t>(ApeHeaderBytes);
-    return end - tag->bytes >= offset && end - tag->bytes <= farthest ? std::optional(end) : std::nullopt;
+    return end - tag->bytes == offset ? std::optional(end) : std::nullopt;
 }
 
 std::optional<std::int64_t> EndOfLyrics(ByteWindow& file, std::int64_t offset) {
@@ -146,7 +163,7 @@ std::int64_t EndOfTags(Place& file, std::int64_t offset) {
         std::optional<std::int64_t> end =
             front != 0 && fits ? std::optional(offset + front) : EndOfEndTag(file, offset);
         if (!end && offset > 0) {
-            end = EndOfHeadlessApe(file, offset, offset);
+            end = EndOfHeadlessApe(file, offset);
         }
         if (!end) {
             break;
@@ -160,13 +177,17 @@ std::int64_t EndOfTags(Place& file, std::int64_t offset) {
 }
 
 std::optional<std::int64_t> FindEndTag(Place& file, std::int64_t from, std::int64_t to) {
-    for (std::int64_t at = from; at < to; ++at) {
+    const auto beginsTag = [](std::uint8_t byte) {
+        return byte == 'T' || byte == 'A' || byte == 'L';
+    };
+    std::int64_t at = from;
+    while (at < to) {
         const ByteSpan bytes = file.From(at);
         if (bytes.empty()) {
             break;
         }
-        const std::uint8_t first = bytes[0];
-        if (first != 'T' && first != 'A' && first != 'L') {
+        if (!beginsTag(bytes[0])) {
+            at += std::ranges::find_if(bytes, beginsTag) - bytes.begin();
             continue;
         }
         const ByteSpan tag = file.From(at, static_cast<std::size_t>(Id3v1Bytes));
@@ -176,6 +197,7 @@ std::optional<std::int64_t> FindEndTag(Place& file, std::int64_t from, std::int6
         if (isTag && EndOfEndTag(file, at)) {
             return at;
         }
+        ++at;
     }
     return std::nullopt;
 }

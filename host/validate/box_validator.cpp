@@ -337,7 +337,7 @@ private:
         if (hasFragmentIndex_ || indexedEnd_ == end_) {
             return Say(Verdict::Whole, end_, "its fragments end with their index");
         }
-        return Say(Verdict::Open, end_, "fragments tile it; nothing says which is the last");
+        return Unbroken(Say(Verdict::Open, end_, "fragments tile it; nothing says which is the last"));
     }
 
     std::int64_t WithTrailer() const { return CanonTrailer::EndBehind(static_cast<ByteWindow&>(file_), end_); }

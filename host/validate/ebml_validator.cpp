@@ -179,7 +179,7 @@ private:
         if (!hasTracks_) {
             return {};
         }
-        return {Verdict::Open, end_, type_, {}, "recorded without its length; its last block ends there"};
+        return Unbroken({Verdict::Open, end_, type_, {}, "recorded without its length; its last block ends there"});
     }
 
     Place& file_;

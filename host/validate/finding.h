@@ -40,7 +40,19 @@ struct Finding {
     bool beginsInMiddle = false;
     /// Of an `Open` file: its structure is beyond coincidence however short it is.
     bool isCertain = false;
+    /// An open file whose own structure was followed from start to end: what begins and ends inside it is its own.
+    bool isUnbroken = false;
     bool operator==(const Finding&) const = default;
 };
+
+/// Does what begins inside the file belong to it?
+inline bool Covers(const Finding& finding) {
+    return finding.verdict == Verdict::Whole || (finding.verdict == Verdict::Open && finding.isUnbroken);
+}
+
+inline Finding Unbroken(Finding finding) {
+    finding.isUnbroken = finding.verdict == Verdict::Open;
+    return finding;
+}
 
 }  // namespace salvor

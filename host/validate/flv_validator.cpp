@@ -89,7 +89,8 @@ Finding ValidateFlv(Place& file) {
     if (promised > size && file.NextStart(end) < file.Limit() && promised > static_cast<double>(file.NextStart(end))) {
         return {Verdict::Truncated, end, FileTypeIndex::Flv, {}, "its script data promise more"};
     }
-    return {Verdict::Open, end, FileTypeIndex::Flv, {}, "tags tile it; nothing says that the last is its last"};
+    return Unbroken(
+        {Verdict::Open, end, FileTypeIndex::Flv, {}, "tags tile it; nothing says that the last is its last"});
 }
 
 constexpr StartSignature Starts[] = {{"FLV\1"}};

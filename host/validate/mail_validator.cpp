@@ -1,6 +1,7 @@
 #include <FileTypeCatalog.h>
 
 #include <algorithm>
+#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -51,6 +52,8 @@ struct MailHead {
     std::string content;
     std::string contentKind;
     std::string encoding;
+    // What a mailbox says of the body's length; negative if nothing.
+    std::int64_t bodyBytes = -1;
     std::int64_t bodyStart = 0;
 };
 
@@ -106,6 +109,10 @@ private:
             head_.contentKind = lowered.substr(std::min(lowered.find_first_not_of(" \t"), lowered.size()));
         } else if (name_ == "content-transfer-encoding:") {
             head_.encoding = lowered;
+        } else if (name_ == "content-length:") {
+            const std::size_t digits = lowered.find_first_not_of(" \t");
+            const char* const first = lowered.data() + std::min(digits, lowered.size());
+            std::from_chars(first, lowered.data() + lowered.size(), head_.bodyBytes);
         } else if (name_ == "content-location:") {
             head_.hasLocation = true;
         } else if (name_ == "snapshot-content-location:" || (name_ == "from:" && Holds(lowered, "saved by ")) ||
@@ -262,6 +269,15 @@ std::optional<std::int64_t> EndOfPage(Place& file, std::int64_t from, std::int64
     return std::nullopt;
 }
 
+// Where the head says that the body ends, if that is behind a line of the text.
+std::optional<std::int64_t> ToldEnd(Place& file, const MailHead& head, const TextRun& run) {
+    const std::int64_t end = head.bodyBytes <= run.printableEnd ? head.bodyStart + head.bodyBytes : 0;
+    if (end <= head.bodyStart || end > run.printableEnd) {
+        return std::nullopt;
+    }
+    return file.At(end - 1, 1)[0] == '\n' ? std::optional(end) : std::nullopt;
+}
+
 MailEnd EndOfLetter(Place& file, const MailHead& head) {
     if (!BoundaryOf(head).empty()) {
         return PartWalk(file, head).Run();
@@ -273,6 +289,9 @@ MailEnd EndOfLetter(Place& file, const MailHead& head) {
         }
     }
     const TextRun run = FollowText(file, head.bodyStart);
+    if (const auto end = ToldEnd(file, head, run)) {
+        return {Verdict::Whole, *end, "its body has the length that its head tells"};
+    }
     if (head.contentKind.starts_with("text/html") && !Holds(head.encoding, "base64")) {
         if (const auto end = EndOfPage(file, head.bodyStart, run.printableEnd)) {
             return {Verdict::Whole, *end, "the page in it is closed"};

@@ -9,13 +9,14 @@ namespace salvor {
 
 namespace {
 
-// The first line end is "\r\n", as all of a text mostly are.
-bool HasReturns(Place& file, const TextForm& form) {
-    constexpr std::size_t looked = 4096;
-    const ByteSpan head = file.From(0, looked);
-    for (std::size_t at = form.markBytes; at + form.width <= head.size(); at += form.width) {
-        if (form.CharAt(head, at) == '\n') {
-            return at >= form.width && form.CharAt(head, at - form.width) == '\r';
+// The last line end in front of `end` is "\r\n", as all of a text mostly are.
+bool HasReturns(Place& file, std::int64_t end, const TextForm& form) {
+    constexpr std::int64_t looked = 4096;
+    const std::int64_t from = std::max(end - looked, static_cast<std::int64_t>(form.markBytes));
+    const ByteSpan tail = file.At(from, static_cast<std::size_t>(end - from));
+    for (std::size_t at = tail.size() - tail.size() % form.width; at >= 2 * form.width; at -= form.width) {
+        if (form.CharAt(tail, at - form.width) == '\n') {
+            return form.CharAt(tail, at - 2 * form.width) == '\r';
         }
     }
     return false;
@@ -38,29 +39,23 @@ bool BeginsWithMarkup(ByteSpan head) {
 }
 
 std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end) {
-    constexpr std::int64_t page = 0x1000;
     text.GoTo(end);
     text.SkipWhite();
-    const std::int64_t whiteEnd = text.At();
-    const bool isOver = text.Peek() == MarkupReader::End;
-    if (isOver && IsZeroFilled(file, whiteEnd)) {
-        return whiteEnd;
-    }
-    const bool hasReturns = HasReturns(file, text.Form());
-    text.Forget();
-    const std::int64_t pageEnd = (end / page + 1) * page;
-    while (!isOver && text.At() < pageEnd && text.Next() != MarkupReader::End) {
-    }
-    if (!isOver && text.At() < pageEnd && IsZeroFilled(file, text.At())) {
+    if (text.Peek() == MarkupReader::End && IsZeroFilled(file, text.At())) {
         return text.At();
     }
+    const bool hasReturns = HasReturns(file, end, text.Form());
     text.Forget();
     text.GoTo(end);
     std::int64_t lineEnd = end;
-    while (text.Take(u"\r\n") || (!hasReturns && text.Take(u"\n"))) {
+    for (;;) {
+        while (text.Take(u" ") || text.Take(u"\t")) {
+        }
+        if (!text.Take(u"\r\n") && (hasReturns || !text.Take(u"\n"))) {
+            return lineEnd;
+        }
         lineEnd = text.At();
     }
-    return lineEnd;
 }
 
 }  // namespace salvor

@@ -11,8 +11,7 @@ namespace salvor {
 bool BeginsWithMarkup(ByteSpan head);
 
 /// Where a document of markup ends whose last mark ends at `end`: behind its white space where zeros follow or the
-/// medium ends, else behind the line ends of its own kind. Where text goes on in front of zeros, in the same page of
-/// 4 KiB, what was appended is the document's too.
+/// medium ends, else behind the line ends of its own kind.
 std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end);
 
 }  // namespace salvor

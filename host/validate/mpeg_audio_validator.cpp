@@ -114,7 +114,8 @@ public:
         const bool isPiece = IsLayered && !hasTag && !table && NeedsEarlierBytes(frame);
         Walk();
         const bool isVouchedFor = hasTag || table;
-        if (frames_ < (isVouchedFor ? 1 : LeastFrames) || (isPiece && end_ - first_ < LeastPiece)) {
+        if (frames_ < (isVouchedFor ? 1 : LeastFrames) || (isPiece && end_ - first_ < LeastPiece) ||
+            (isOfFilm_ && !isVouchedFor)) {
             return {};
         }
         if (isPiece) {
@@ -130,6 +131,8 @@ private:
     // Behind bytes that are no frames, so many frames tell that the stream goes on.
     static constexpr int ResumingFrames = 4;
     static constexpr std::int64_t LongestGap = 0x2000;
+    static constexpr std::int64_t MostGaps = 8;
+    static constexpr std::int64_t FramesPerGap = 256;
 
     // Takes over the format of the frame at `offset`.
     bool Enter(std::int64_t offset) {
@@ -235,8 +238,13 @@ private:
         return true;
     }
 
-    // The stream goes on behind bytes that are no frames.
+    // The stream goes on behind bytes that are no frames. A film's sound does so time and again, between the pictures:
+    // that is no file.
     bool Resume() {
+        if (gaps_ > MostGaps + frames_ / FramesPerGap) {
+            isOfFilm_ = true;
+            return false;
+        }
         const ByteSpan broken = file_.From(end_);
         constexpr std::size_t padding = 64;
         const ByteSpan some = broken.first(std::min(broken.size(), padding));
@@ -255,7 +263,7 @@ private:
                 return false;
             }
             if (FrameBytesAt(at) != 0 && CountFrom(at, ResumingFrames) == ResumingFrames && !IsNextFile(at)) {
-                hasGap_ = hasGap_ || !hasEndTag_;
+                gaps_ += hasEndTag_ ? 0 : 1;
                 end_ = at;
                 return true;
             }
@@ -265,7 +273,7 @@ private:
 
     Finding Judge(const StreamTable& table) {
         const std::int64_t declaredEnd = first_ + table.bytes;
-        if (hasGap_) {
+        if (gaps_ > 0) {
             return Say(Verdict::Damaged, "bytes in the middle are no frames");
         }
         if (isCut_) {
@@ -297,7 +305,7 @@ private:
             end_ = next;
             return Say(Verdict::Truncated, "another file begins in its last frame");
         }
-        Finding finding = Say(Verdict::Open, "frames tile it; nothing says which is the last");
+        Finding finding = Unbroken(Say(Verdict::Open, "frames tile it; nothing says which is the last"));
         finding.isCertain = frames_ >= FramesBeyondChance && freeLength_ == 0;
         return finding;
     }
@@ -324,7 +332,8 @@ private:
     std::uint32_t steady_ = 0;
     std::int32_t freeLength_ = 0;
     bool hasEndTag_ = false;
-    bool hasGap_ = false;
+    std::int64_t gaps_ = 0;
+    bool isOfFilm_ = false;
     bool isCut_ = false;
 };
 

@@ -156,7 +156,8 @@ private:
         if (end_ >= file_.Limit()) {
             return {Verdict::Truncated, end_, FileTypeIndex::Ogg, {}, "streams go on behind the medium's end"};
         }
-        return {Verdict::Open, end_, FileTypeIndex::Ogg, {}, "the pages stop without marking the stream's end"};
+        return Unbroken(
+            {Verdict::Open, end_, FileTypeIndex::Ogg, {}, "the pages stop without marking the stream's end"});
     }
 
     Place& file_;

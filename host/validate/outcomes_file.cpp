@@ -27,6 +27,9 @@ void PutFinding(Json& record, const Finding& finding) {
     if (finding.beginsInMiddle) {
         record["begins_in_middle"] = true;
     }
+    if (finding.isUnbroken) {
+        record["unbroken"] = true;
+    }
 }
 
 // The readers of records throw a JSON exception or std::invalid_argument for what makes no sense.
@@ -78,6 +81,7 @@ Finding FindingIn(const Json& record) {
         finding.extension.clear();
     }
     finding.beginsInMiddle = record.value("begins_in_middle", false);
+    finding.isUnbroken = record.value("unbroken", false);
     return finding;
 }
 

@@ -79,7 +79,7 @@ public:
         if (const std::int64_t next = file_.NextStart(last_ + 1); next < end_) {
             return Say(Verdict::Truncated, next, "another file begins in its last packet");
         }
-        return Say(Verdict::Open, end_, "packs tile it; nothing says which is the last");
+        return Unbroken(Say(Verdict::Open, end_, "packs tile it; nothing says which is the last"));
     }
 
 private:

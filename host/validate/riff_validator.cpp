@@ -47,13 +47,15 @@ struct Form {
     std::int32_t type;
     /// Without these chunks, or lists of this kind, it is no file of the form.
     std::array<std::string_view, 2> wanted;
+    /// Where it is not the type's own.
+    std::string_view extension = {};
 };
 
 constexpr Form Forms[] = {
-    {"WAVE", FileTypeIndex::Wav, {"fmt ", "data"}}, {"AVI ", FileTypeIndex::Avi, {"hdrl", "movi"}},
-    {"ACON", FileTypeIndex::Ani, {"anih", "anih"}}, {"WEBP", FileTypeIndex::Webp, {"VP8", "VP8"}},
-    {"AIFF", FileTypeIndex::Aif, {"COMM", "COMM"}}, {"AIFC", FileTypeIndex::Aif, {"COMM", "COMM"}},
-    {"RMID", FileTypeIndex::Mid, {"data", "data"}},
+    {"WAVE", FileTypeIndex::Wav, {"fmt ", "data"}},        {"AVI ", FileTypeIndex::Avi, {"hdrl", "movi"}},
+    {"ACON", FileTypeIndex::Ani, {"anih", "anih"}},        {"WEBP", FileTypeIndex::Webp, {"VP8", "VP8"}},
+    {"AIFF", FileTypeIndex::Aif, {"COMM", "COMM"}},        {"AIFC", FileTypeIndex::Aif, {"COMM", "COMM"}},
+    {"RMID", FileTypeIndex::Mid, {"data", "data"}, "rmi"},
 };
 
 const Form* FormOf(ByteSpan head) {
@@ -92,6 +94,7 @@ public:
         }
         if (!broken) {
             TakeAppended();
+            TakePadding();
         }
         return broken ? *broken : Ended();
     }
@@ -164,32 +167,30 @@ private:
             return Ended();
         }
         if (HasWanted() && IsSound(lastName_)) {
-            return {Verdict::Open, end_, form_->type, {}, "its header declares more than its chunks hold"};
+            return Say(Verdict::Open, end_, "its header declares more than its chunks hold");
         }
         if (end > file_.Limit()) {
             return BrokenAt(file_, end_, end, form_->type, "the chunks");
         }
         const std::int64_t next = file_.NextStart(end_);
         if (next < end) {
-            return {Verdict::Truncated, next, form_->type, {}, "no chunk stands there, another file begins"};
+            return Say(Verdict::Truncated, next, "no chunk stands there, another file begins");
         }
-        return {Verdict::Damaged, end, form_->type, {}, "no chunk stands behind the ones that are right"};
+        return Say(Verdict::Damaged, end, "no chunk stands behind the ones that are right");
     }
 
     Finding Cut(std::int64_t data, std::int64_t size, std::int64_t end) {
         const bool isSound = HasWanted() && IsSound(lastName_);
         if (isSound && end <= data && data + size <= file_.Limit()) {
             end_ = data + size;
-            return {Verdict::Whole,
-                    end_,
-                    form_->type,
-                    {},
-                    "its sound ends as declared; the size in front was never filled in"};
+            return Say(Verdict::Whole, end_, "its sound ends as declared; the size in front was never filled in");
         }
         if (end <= file_.Limit() && data + size > end && isSound) {
-            // The outermost size is right more often than that of a sound which was cut short.
-            end_ = end;
-            return {Verdict::Open, end, form_->type, {}, "the sound's size passes the size in the header"};
+            // Writers that count the chunks' headers wrongly are off by less than these are long. Apart from them,
+            // the outermost size is right more often than that of a sound which was cut short.
+            constexpr std::int64_t headers = 36;
+            end_ = data + size < end + headers && data + size <= file_.Limit() ? data + size : end;
+            return Say(Verdict::Open, end_, "the sound's size passes the size in the header");
         }
         return BrokenAt(file_, end_, std::max(data + size, end), form_->type, "a chunk");
     }
@@ -264,14 +265,26 @@ private:
         }
     }
 
+    // A FORM of odd length is padded itself, uncounted. Writers of RIFF files do not.
+    void TakePadding() {
+        if (form_->type == FileTypeIndex::Aif && end_ % 2 != 0 && file_.From(end_).size() > 0 &&
+            file_.From(end_)[0] == 0) {
+            ++end_;
+        }
+    }
+
+    Finding Say(Verdict verdict, std::int64_t end, const char* why) const {
+        return {verdict, end, form_->type, std::string(form_->extension), why};
+    }
+
     Finding Ended() const {
         if (isOpen_) {
-            return {Verdict::Open, end_, form_->type, {}, "its writer ended before it knew the size"};
+            return Say(Verdict::Open, end_, "its writer ended before it knew the size");
         }
         if (!insideIsRight_) {
-            return {Verdict::Damaged, end_, form_->type, {}, "chunks tile it, pictures and sounds inside do not"};
+            return Say(Verdict::Damaged, end_, "chunks tile it, pictures and sounds inside do not");
         }
-        return {Verdict::Whole, end_, form_->type, {}, "chunks tile it to the size in its header"};
+        return Say(Verdict::Whole, end_, "chunks tile it to the size in its header");
     }
 
     Place& file_;

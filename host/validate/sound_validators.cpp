@@ -103,7 +103,8 @@ Finding ValidateSmaf(Place& file) {
         }
     }
     if (ChunksTile(file, end)) {
-        return {Verdict::Open, end, FileTypeIndex::Mmf, {}, "chunks tile it; its writer left the checksum out"};
+        return Unbroken(
+            {Verdict::Open, end, FileTypeIndex::Mmf, {}, "chunks tile it; its writer left the checksum out"});
     }
     const ByteSpan declared = file.At(end - ChecksumBytes, ChecksumBytes);
     if (declared.empty() || LoadBig<std::uint16_t>(declared, 0) != static_cast<std::uint16_t>(~sum)) {

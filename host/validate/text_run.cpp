@@ -45,6 +45,19 @@ struct HighShare {
     }
 };
 
+// As in East Asian code pages, whose text has few blanks.
+bool AreCharactersOfTwo(ByteSpan bytes) {
+    std::size_t at = 0;
+    while (at + 1 < bytes.size()) {
+        const bool isPair = bytes[at] > 0x80;
+        if (isPair && (bytes[at + 1] < 0x40 || bytes[at + 1] == 0x7F)) {
+            return false;
+        }
+        at += isPair ? 2 : 1;
+    }
+    return true;
+}
+
 class TextFollower {
 public:
     TextFollower(Place& file, std::int64_t from) : file_(file), from_(from), at_(from) {}
@@ -184,7 +197,8 @@ private:
             share.high * 4 <= share.all ||
             (past.all > 0 && share.high * past.all * 10 <= share.all * (past.high * 20 + past.all));
         // Words of an alphabet of its own.
-        const bool hasWords = share.spaces * 40 >= share.all && share.spaces * 2 <= share.all;
+        const std::size_t leastSpaces = AreCharactersOfTwo(behind) ? 160 : 40;
+        const bool hasWords = share.spaces * leastSpaces >= share.all && share.spaces * 2 <= share.all;
         if (!isLikeBefore && !hasWords) {
             return false;
         }

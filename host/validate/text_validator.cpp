@@ -24,6 +24,7 @@ constexpr std::size_t LookedAt = 4096;
 constexpr std::int64_t LeastInFrontOfBinary = 32;
 constexpr std::int64_t LeastInFrontOfString = 512;
 constexpr std::int64_t LeastOfCodePage = 256;
+constexpr std::int64_t LeastOfOneLine = 4096;
 
 // What a text's first bytes are made of.
 struct TextMix {
@@ -188,7 +189,8 @@ const char* WhyNotInFrontOfBinary(Place& file, const TextRun& run, std::int64_t 
         (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
         return "strings of a program";
     }
-    const bool isWords = mix.IsLanguage() || mix.IsLine() || IsWordLine(head);
+    // Programs write data in one long line.
+    const bool isWords = mix.IsLanguage() || mix.IsLine() || IsWordLine(head) || length >= LeastOfOneLine;
     return mix.lineEnds < 2 && !isWords ? "printable bytes without lines or words" : nullptr;
 }
 

@@ -120,7 +120,7 @@ public:
         if (const std::int64_t next = file_.NextStart(end_ - layout_.step + 1); next < end_) {
             return Say(Verdict::Truncated, next, "another file begins in its last packet");
         }
-        Finding finding = Say(Verdict::Open, end_, "packets tile it; nothing says which is the last");
+        Finding finding = Unbroken(Say(Verdict::Open, end_, "packets tile it; nothing says which is the last"));
         finding.isCertain = hasProgramList_;
         return finding;
     }

@@ -300,7 +300,7 @@ private:
                 return false;
             }
             for (; nextWhole < spots_.Count() && spots_[nextWhole].sector < sector; ++nextWhole) {
-                if (states_[nextWhole] == State::Judged && judgements_[nextWhole].finding.verdict == Verdict::Whole) {
+                if (states_[nextWhole] == State::Judged && Covers(judgements_[nextWhole].finding)) {
                     wholeEnd = std::max(wholeEnd, EndOf(spots_[nextWhole].sector, judgements_[nextWhole].finding));
                 }
             }

@@ -13,6 +13,7 @@
 
 #include "host/app/say.h"
 #include "host/platform/folder.h"
+#include "host/validate/crc32.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {
@@ -190,6 +191,114 @@ TEST(Program, CutsAFileAtTheMediumsEndAndSaysSo) {
     EXPECT_EQ(lines[0]["flags"], json::array());
     EXPECT_EQ(lines[1]["size"], 2 * 512 + 100);
     EXPECT_EQ(lines[1]["flags"], json::array({"cut at end of medium"}));
+}
+
+Bytes Big32(std::uint32_t number) {
+    return {static_cast<std::uint8_t>(number >> 24U), static_cast<std::uint8_t>(number >> 16U),
+            static_cast<std::uint8_t>(number >> 8U), static_cast<std::uint8_t>(number)};
+}
+
+Bytes Little32(std::uint32_t number) {
+    Bytes bytes = Big32(number);
+    std::ranges::reverse(bytes);
+    return bytes;
+}
+
+Bytes Joined(const std::vector<Bytes>& parts) {
+    Bytes all;
+    for (const Bytes& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+Bytes BytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+
+// A file of zeros between two ends.
+struct LongFile {
+    const char* extension;
+    Bytes head;
+    std::int64_t zeros;
+    Bytes tail;
+};
+
+Bytes PngChunk(std::string_view name, const Bytes& data) {
+    const Bytes named = Joined({BytesOf(name), data});
+    return Joined({Big32(static_cast<std::uint32_t>(data.size())), named, Big32(Crc32Of(named))});
+}
+
+// Whole files that are a little longer than what the library reports of their type at most.
+std::vector<LongFile> LongFiles() {
+    const Bytes gif = ReadFile(Samples / "fixtures/animated.gif");
+    const std::size_t paletteEnd = 13 + (std::size_t{6} << (gif[10] & 7U));
+    Bytes comment{0x21, 0xFE};
+    comment.resize(2 + (std::size_t{16} << 20U));
+    for (std::size_t at = 2; at < comment.size(); at += 256) {
+        comment[at] = 0xFF;
+    }
+    comment.push_back(0);
+
+    constexpr std::uint32_t pixels = (10U << 20U) + 999;
+    const Bytes data = PngChunk("IDAT", Bytes(pixels));
+
+    constexpr std::uint32_t packed = (32U << 20U) + 77;
+    const Bytes header = Pattern(40);
+    const Bytes start = Joined({Little32(packed), Little32(0), Little32(static_cast<std::uint32_t>(header.size())),
+                                Little32(0), Little32(Crc32Of(header))});
+    return {
+        {"gif", Joined({Bytes(gif.begin(), gif.begin() + static_cast<std::ptrdiff_t>(paletteEnd)), comment}), 0,
+         Bytes(gif.begin() + static_cast<std::ptrdiff_t>(paletteEnd), gif.end())},
+        {"png",
+         Joined({BytesOf("\x89PNG\r\n\x1A\n"), PngChunk("IHDR", {0, 0, 0, 8, 0, 0, 0, 8, 8, 0, 0, 0, 0}),
+                 Bytes(data.begin(), data.begin() + 8)}),
+         pixels, Joined({Bytes(data.end() - 4, data.end()), PngChunk("IEND", {})})},
+        {"7z", Joined({BytesOf("7z\xBC\xAF\x27\x1C"), {0, 4}, Little32(Crc32Of(start)), start}), packed, header},
+        // Its scanner alone knows where it ends.
+        {"pdf", BytesOf("%PDF-1.4\n"), (std::int64_t{100} << 20U) + 55, BytesOf("\nstartxref\n9\n%%EOF\n")},
+    };
+}
+
+TEST(Program, NoDefaultCapCutsAWholeFile) {
+    const TempFolder folder;
+    std::map<std::string, std::int64_t> sizes;
+    std::ofstream image(folder / "image", std::ios::binary);
+    const auto write = [&image](const Bytes& bytes) {
+        std::ranges::copy(bytes, std::ostreambuf_iterator<char>(image));
+    };
+    for (const LongFile& file : LongFiles()) {
+        const std::int64_t start = image.tellp();
+        write(file.head);
+        image.seekp(file.zeros, std::ios::cur);
+        write(file.tail);
+        const std::int64_t end = image.tellp();
+        sizes[file.extension] = end - start;
+        image.seekp((end / 512 + 1) * 512);
+    }
+    image.close();
+    const auto outcomes = [&](const std::string& caps) {
+        const std::string finds = Quoted(folder / "finds.jsonl");
+        EXPECT_EQ(RunProgram("scan " + Quoted(folder / "image") + caps + " --report " + finds).status, 0);
+        EXPECT_EQ(RunProgram("validate " + finds).status, 0);
+        std::map<std::string, std::pair<std::string, std::int64_t>> found;
+        for (const json& record : ReadLines(folder / "outcomes.jsonl")) {
+            if (record["record"] == "outcome" && record["verdict"] != "no file") {
+                found[record["extension"]] = {record["verdict"], record["size"]};
+            }
+        }
+        return found;
+    };
+    const auto found = outcomes("");
+    for (const auto& [name, size] : sizes) {
+        ASSERT_TRUE(found.contains(name)) << name;
+        EXPECT_EQ(found.at(name), std::pair(std::string("whole"), size)) << name;
+    }
+    const std::string cap = " --types gif,png,7z,pdf --cap 1M --out ";
+    ASSERT_EQ(RunProgram("recover " + Quoted(folder / "image") + cap + Quoted(folder / "out")).status, 0);
+    const auto files = RecoveredFiles(folder / "out");
+    EXPECT_EQ(files.size(), sizes.size());
+    for (const auto& [path, bytes] : files) {
+        EXPECT_EQ(bytes.size(), 1U << 20U) << path;
+    }
 }
 
 TEST(Program, WritesWhatTheDiskHasRoomFor) {

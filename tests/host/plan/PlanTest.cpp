@@ -175,6 +175,18 @@ TEST(Plan, LetsNoFileThatIsNotWholeHideAnything) {
     }
 }
 
+TEST(Plan, KeepsAnOpenFileTogetherThatWasFollowedToItsEnd) {
+    Outcome sound = At(10, Doc, 20 * 512, Verdict::Open);
+    sound.finding.isUnbroken = true;
+    const std::vector<Outcome> outcomes{sound, At(12, Jpg, 600, Verdict::Whole), At(13, Txt, 300, Verdict::Open)};
+    const Plan plan = PlanOfOutcomes(outcomes);
+    EXPECT_EQ(Describe(plan), (Texts{"docm/f0000000010.docm 10240 by 0"}));
+    EXPECT_EQ(plan.files[0].embedded.size(), 1U);
+    // The last bytes of what is claimed are another file's.
+    EXPECT_EQ(Describe(PlanOfOutcomes({sound, At(12, Jpg, 600, Verdict::Whole), At(29, Png, 600, Verdict::Whole)})),
+              (Texts{"docm/f0000000010.docm 9728 by 0", "png/f0000000029.png 600 by 46"}));
+}
+
 TEST(Plan, NeverCutsAWholeFileButWhereThatIsAskedFor) {
     const Plan plan = PlanOfOutcomes({At(1, Png, 2001, Verdict::Whole), At(20, Jpg, 30000, Verdict::Whole)});
     EXPECT_EQ(Describe(plan), (Texts{"png/f0000000001.png 2000 by 46 cap", "jpg/f0000000020.jpg 30000 by 42"}));

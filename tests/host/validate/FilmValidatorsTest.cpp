@@ -165,6 +165,9 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
     Bytes piece = sound;
     piece[4] = 1;
     EXPECT_EQ(FindingOf("mpegaudio", piece, Pattern(70000)).verdict, Verdict::NoFile);
+    // A film's sound stands between its pictures.
+    const Bytes withPicture = Joined({Repeated(AudioFrame(0xFB, 0x90, 417), 5), Pattern(3000)});
+    EXPECT_EQ(FindingOf("mpegaudio", Repeated(withPicture, 40), Pattern(70000)).verdict, Verdict::NoFile);
     std::ranges::copy(Pattern(4096), sound.begin() + 4096);
     const Finding finding = FindingOf("mpegaudio", sound, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Damaged);

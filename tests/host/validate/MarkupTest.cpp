@@ -14,7 +14,7 @@ using test::Bytes;
 
 Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
-// What may lie behind a file: zeros, binary data, and another text.
+// What may lie behind a file: zeros, binary data, another text, and strings of a program.
 std::vector<Bytes> Slacks() {
     Bytes binary = BytesOf("q#\x02");
     for (int i = 0; i < 2000; ++i) {
@@ -24,7 +24,9 @@ std::vector<Bytes> Slacks() {
     while (text.size() < 8192) {
         text += "Other words. ";
     }
-    return {Bytes(5000), binary, BytesOf(text)};
+    Bytes strings = BytesOf("usage: %s");
+    strings.resize(5000);
+    return {Bytes(5000), binary, BytesOf(text), strings};
 }
 
 struct DocumentCase {
@@ -55,7 +57,8 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
         {"html", Wide("<html><body>\r\n</body></html>\r\n")},
         {"html", "<?xml version='1.0'?>\n<!DOCTYPE html>\n<html xmlns='x'><body/></html>\n", "html"},
         {"xml", "<?xml version=\"1.0\"?>\r\n<a><b>text</b><a>]]</a><![CDATA[</a>]]></a>\r\n<!-- end -->\r\n"},
-        {"xml", drawing + "\n", "svg"},
+        {"xml", drawing + " \n", "svg"},
+        {"xml", "<?xml version='1.0'?>\r\n<a>\n</a>\n"},
         {"bookmarks",
          "<!DOCTYPE "
          "NETSCAPE-Bookmark-file-1>\n<TITLE>B</TITLE>\n<DL><p>\n<DT><H3>F</H3>\n<DL><p>\n</DL><p>\n</DL><p>\n"},
@@ -67,6 +70,7 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
          "From a@b.c Mon Jan  5 10:00:00 2009\nTo: d\nDate: Mon\n\nOne\n\nFrom a@b.c Tue Jan  6 10:00:00 2009\nTo: d\n"
          "Content-Type: text/html\nDate: Tue\n\n<html>Two</html>\n",
          "mbox"},
+        {"mail", "From a@b.c Mon Jan  5 10:00:00 2009\nTo: d\nDate: Mon\nContent-Length: 4\n\nOne\n\n", "mbox"},
         {"mail", "To: d\nDate: Mon\nContent-Transfer-Encoding: base64\n\nQUJDREVGR0hJSktM\nQUJDRA==\n"},
     };
     for (const DocumentCase& document : cases) {

@@ -70,6 +70,26 @@ TEST(StreamValidators, TellWholeFilesFromBrokenOnes) {
     }
 }
 
+TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
+    Bytes wave = Sample("tone.wav");
+    const auto expectSize = [](const Bytes& file, const Bytes& behind, const char* what) {
+        EXPECT_EQ(FindingOf("riff", file, behind).size, std::ssize(file)) << what;
+    };
+    wave[4] = static_cast<std::uint8_t>(wave[4] + 8);
+    expectSize(wave, Pattern(70000), "the outermost header is counted");
+    wave[4] = static_cast<std::uint8_t>(wave[4] - 12);
+    expectSize(wave, Pattern(70000), "half of a header is not counted");
+
+    // Sound of odd length, and the pad byte behind the form.
+    Bytes form = Sample("tone.aif");
+    const auto sound = std::ranges::search(form, std::string_view("SSND")).begin() - form.begin();
+    for (const auto lowest : {std::ptrdiff_t{7}, sound + 7}) {
+        form[static_cast<std::size_t>(lowest)] = static_cast<std::uint8_t>(form[static_cast<std::size_t>(lowest)] - 1);
+    }
+    form.back() = 0;
+    expectSize(form, Bytes(5000), "padding");
+}
+
 TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
     const Bytes film = Sample("video.flv");
     const Bytes half(film.begin(), film.begin() + 8 * 512);

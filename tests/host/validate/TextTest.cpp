@@ -52,7 +52,8 @@ TEST(Text, EndsWhereBytesAreNoTextInEveryAlphabet) {
     for (const char letter : plain.substr(0, 360)) {
         wide += letter + "\0"s;
     }
-    for (const std::string& text : {plain, utf8, latin, cyrillic, withEscapes, wide, "pip\n"s}) {
+    const std::string bigFive = Lines(Lines("\xA4\xA3\xA5\xE7\xA5\x47\xA1\x48\xBE\xC7\xA6\xD3", 5) + "\n", 60);
+    for (const std::string& text : {plain, utf8, latin, cyrillic, withEscapes, wide, bigFive, "pip\n"s}) {
         SCOPED_TRACE(text.substr(0, 20));
         const Finding finding = TextFinding(text, Bytes(5000));
         EXPECT_EQ(finding.verdict, Verdict::Open);
@@ -73,6 +74,8 @@ TEST(Text, KeepsALastLineThatIsItsOwn) {
         EXPECT_EQ(TextFinding(object + last, Binary("\x03")).size,
                   static_cast<std::int64_t>(object.size() + last.size()));
     }
+    const std::string oneLine = "[" + Lines("0.25,", 2000) + "0]";
+    EXPECT_EQ(TextFinding(oneLine, Binary("\x03")).size, static_cast<std::int64_t>(oneLine.size()));
     EXPECT_EQ(TextFinding(object, Binary("~Q7\x03")).size, static_cast<std::int64_t>(object.size()));
 }
 
