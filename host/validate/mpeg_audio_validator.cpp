@@ -24,7 +24,11 @@ struct LayeredStream {
     static constexpr std::uint32_t SteadyBits = MpegAudioHeader::SteadyBits;
     static constexpr std::size_t HeaderBytes = 4;
 
-    static bool IsSound(ByteSpan bytes) { return MpegAudioHeader{LoadBig<std::uint32_t>(bytes, 0)}.IsSound(); }
+    // No encoder writes Layer I at a free bit rate, but numbers in tables look like it.
+    static bool IsSound(ByteSpan bytes) {
+        const MpegAudioHeader header{LoadBig<std::uint32_t>(bytes, 0)};
+        return header.IsSound() && (header.LayerCode() != MpegAudioHeader::LayerI || header.BitRateIndex() != 0);
+    }
     static std::int32_t FrameBytes(ByteSpan bytes, std::int32_t freeLength) {
         return MpegAudioHeader{LoadBig<std::uint32_t>(bytes, 0)}.FrameBytes(freeLength);
     }

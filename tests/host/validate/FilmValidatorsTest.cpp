@@ -165,6 +165,9 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
     Bytes piece = sound;
     piece[4] = 1;
     EXPECT_EQ(FindingOf("mpegaudio", piece, Pattern(70000)).verdict, Verdict::NoFile);
+    EXPECT_EQ(FindingOf("mpegaudio", Repeated({0xFF, 0xFF, 0, 0, 0x30, 0x2B, 0x43, 0}, 900), Pattern(70000)).verdict,
+              Verdict::NoFile)
+        << "a table of numbers";
     // A film's sound stands between its pictures.
     const Bytes withPicture = Joined({Repeated(AudioFrame(0xFB, 0x90, 417), 5), Pattern(3000)});
     EXPECT_EQ(FindingOf("mpegaudio", Repeated(withPicture, 40), Pattern(70000)).verdict, Verdict::NoFile);

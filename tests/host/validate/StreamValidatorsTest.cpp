@@ -82,7 +82,8 @@ TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
 
     // Sound of odd length, and the pad byte behind the form.
     Bytes form = Sample("tone.aif");
-    const auto sound = std::ranges::search(form, std::string_view("SSND")).begin() - form.begin();
+    constexpr std::string_view name = "SSND";
+    const auto sound = std::search(form.begin(), form.end(), name.begin(), name.end()) - form.begin();
     for (const auto lowest : {std::ptrdiff_t{7}, sound + 7}) {
         form[static_cast<std::size_t>(lowest)] = static_cast<std::uint8_t>(form[static_cast<std::size_t>(lowest)] - 1);
     }
