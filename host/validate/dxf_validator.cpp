@@ -45,15 +45,9 @@ std::int64_t BehindLastLine(Place& file, std::int64_t end) {
         return end;
     }
     MarkupReader text(file, MarkupReader::AnyDocuments);
-    text.GoTo(end);
-    text.SkipWhite();
-    const std::int64_t whiteEnd = text.At();
-    const bool isComment = text.Take(u"999");
-    text.Forget();
-    const std::int64_t documentEnd = EndOfDocument(file, text, end);
+    const std::int64_t documentEnd = EndOfDocument(file, text, end, u"999");
     const ByteSpan next = file.At(documentEnd, 1);
-    const bool isStray = documentEnd == end + 1 && !next.empty() && next[0] != 0;
-    return isStray || (documentEnd > whiteEnd && !isComment) ? end : documentEnd;
+    return documentEnd == end + 1 && !next.empty() && next[0] != 0 ? end : documentEnd;
 }
 
 Finding Validate(Place& file) {

@@ -38,11 +38,20 @@ bool BeginsWithMarkup(ByteSpan head) {
            (next < 0x80 && IsLetter(static_cast<std::uint8_t>(next)));
 }
 
-std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end) {
+std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, std::u16string_view appendix) {
+    constexpr std::int64_t page = 0x1000;
     text.GoTo(end);
     text.SkipWhite();
     if (text.Peek() == MarkupReader::End && IsZeroFilled(file, text.At())) {
         return text.At();
+    }
+    const std::int64_t pageEnd = (end / page + 1) * page;
+    if (text.Take(appendix)) {
+        while (text.At() < pageEnd && text.Next() != MarkupReader::End) {
+        }
+        if (text.At() < pageEnd && IsZeroFilled(file, text.At())) {
+            return text.At();
+        }
     }
     const bool hasReturns = HasReturns(file, end, text.Form());
     text.Forget();

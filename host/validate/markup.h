@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "formats/MarkupReader.h"
 #include "host/validate/place.h"
@@ -11,7 +12,8 @@ namespace salvor {
 bool BeginsWithMarkup(ByteSpan head);
 
 /// Where a document of markup ends whose last mark ends at `end`: behind its white space where zeros follow or the
-/// medium ends, else behind the line ends of its own kind.
-std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end);
+/// medium ends, else behind the line ends of its own kind. Text that begins with `appendix` and goes on in front of
+/// zeros, in the same page of 4 KiB, was appended to it; other text is a stranger's.
+std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, std::u16string_view appendix = u"<");
 
 }  // namespace salvor

@@ -8,7 +8,6 @@
 #include "frame/contract/IRawFileTypeFactory.h"
 #include "frame/contract/IRestingScanner.h"
 #include "frame/memory/ScanOffsets.h"
-#include "images/KTIFileType.h"
 
 namespace test {
 
@@ -76,10 +75,8 @@ std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> type
     static std::int64_t shift = 0;
     shift += sectorsBetweenScans;
     medium.streamShift = shift;
-    // What outlives a scan and shows in a later one: archives that wait for an end mark, and the numbers of the last
-    // TIFF.
+    // The one thing that outlives a scan and is reported in a later one: archives that wait for an end mark.
     SharedEngine<KZipFileSearcher>().EndScan();
-    SharedEngine<KTIFileType>().Reset();
 
     for (IRawFileType* type : types) {
         type->BeginScan();
