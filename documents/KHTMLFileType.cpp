@@ -36,6 +36,12 @@ public:
     std::optional<std::int64_t> Run() {
         while (text_.SkipToTag()) {
             decidedAt_ = text_.At();
+            text_.Next();
+            // The next character of all that is looked for: end tags, the root, and the first tags of a page.
+            if (Word(u"/h!?").find(FoldLetter(text_.Peek())) == Word::npos) {
+                continue;
+            }
+            text_.GoTo(decidedAt_);
             if (const std::optional<std::int64_t> next = NextFile()) {
                 return EndOfText(*next);
             }

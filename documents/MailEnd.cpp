@@ -53,10 +53,12 @@ auto StepThrough(const BytePattern& mark, FileWindow& file, std::int64_t base) {
 void MailEndSearch::Reset() {
     offsets_.Reset();
     budget_.Reset();
+    reader_.Reset();
 }
 
 void MailEndSearch::EnterBlock(const SectorBlock& block) {
     budget_.EnterBlock(block);
+    reader_.Reset();
     if (!offsets_.Enter(block)) {
         Forget();
     }
@@ -81,7 +83,7 @@ std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, s
         views = std::min(views, static_cast<std::int64_t>(candidate.RestOfBlock().size()) / sectorSize - 1);
     }
     budget_.BeginWalk();
-    FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), budget_);
+    FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), budget_, reader_);
     const std::int64_t end = base + views * sectorSize;
 
     const auto content = contentGap_.Find(base, base, end, StepThrough(ContentType, file, base));

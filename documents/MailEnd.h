@@ -11,6 +11,7 @@
 #include "frame/memory/ScanOffsets.h"
 #include "frame/read/Budget.h"
 #include "frame/read/FileWindow.h"
+#include "frame/read/SharedReader.h"
 #include "frame/scan/SectorScan.h"
 
 /// Finds the ends of mail messages. It remembers from earlier messages where the next content header is, what it says,
@@ -48,6 +49,7 @@ private:
 
     ScanOffsets offsets_;
     Budget budget_;
+    SharedReader reader_;
     std::int64_t reach_ = 0;
     Gap contentGap_;
     ContentHeader header_;

@@ -1,6 +1,7 @@
 #include "formats/MarkupReader.h"
 
 #include <algorithm>
+#include <array>
 
 #include "frame/bytes/PlaceSearch.h"
 
@@ -141,10 +142,19 @@ bool MarkupReader::SkipTo(char16_t c) {
         return static_cast<std::uint8_t>(static_cast<unsigned>(*place >= 0x20) &
                                          static_cast<unsigned>(*place != sought));
     };
+    constexpr std::size_t nearBytes = 16;
     while (Peek() != c && Peek() != End) {
         ++index_;
         if (form_.width > 1) {
             index_ += form_.width - 1;
+            continue;
+        }
+        // It is often near, and the search through the rest takes a while to begin.
+        const std::size_t nearEnd = std::min(index_ + nearBytes, view_.size());
+        while (index_ < nearEnd && isPassed(view_.data() + index_) != 0) {
+            ++index_;
+        }
+        if (index_ < nearEnd) {
             continue;
         }
         index_ = FindPlace(view_.data(), index_, view_.size(), isPassed, [](std::size_t /*place*/) {
@@ -184,9 +194,28 @@ std::u16string MarkupReader::TakeName(std::size_t most) {
     return name;
 }
 
+std::size_t MarkupReader::CountPlain() const {
+    static constexpr auto isPlain = [] {
+        std::array<bool, 256> plain{};
+        for (unsigned byte = 0; byte < plain.size(); ++byte) {
+            plain[byte] = IsTextChar(static_cast<char16_t>(byte)) && byte != '>' && byte != '"' && byte != '\'';
+        }
+        return plain;
+    }();
+    std::size_t at = index_;
+    while (form_.width == 1 && at < view_.size() && isPlain[view_[at]]) {
+        ++at;
+    }
+    return at - index_;
+}
+
 MarkupReader::Tag MarkupReader::TakeTag() {
     char16_t before = End;
     for (;;) {
+        if (const std::size_t plain = CountPlain(); plain > 0) {
+            index_ += plain;
+            before = view_[index_ - 1];
+        }
         const char16_t c = Next();
         if (c == '>') {
             return before == '/' ? Tag::Empty : Tag::Open;

@@ -74,6 +74,10 @@ public:
     std::int64_t Limit() const { return limit_; }
 
     char16_t Peek() {
+        if (form_.width == 1 && index_ < view_.size()) {
+            const std::uint8_t byte = view_[index_];
+            return IsTextChar(byte) ? byte : End;
+        }
         if (view_.size() - index_ < form_.width && !Fill(1)) {
             return End;
         }
@@ -124,6 +128,8 @@ public:
     bool IsZeroUpTo(std::int64_t to);
 
 private:
+    // How many bytes from here on are characters that mean nothing inside a tag.
+    std::size_t CountPlain() const;
     // Brings that many characters into view if they can be read, and one in any case.
     bool Fill(std::size_t characters);
     // Looks for the starts of further documents in the view.

@@ -11,6 +11,7 @@
 #include "frame/read/Budget.h"
 #include "frame/read/Candidate.h"
 #include "frame/read/KFileSimulator.h"
+#include "frame/read/SharedReader.h"
 
 /// Lets the walks of one scan share what they have read, for formats in which each record gives the offset of the next.
 /// A walk that meets an earlier one takes over its end and its facts, or goes on from there.
@@ -44,7 +45,7 @@ public:
 
     /// Forgets everything if the block does not continue the previous one. The block outlives its walks.
     void EnterBlock(const SectorBlock& block) {
-        reader_.reset();
+        reader_.Reset();
         if (!offsets_.Enter(block)) {
             Forget();
         }
@@ -142,22 +143,17 @@ private:
         sectorMarks_ = 0;
         chain_ = 0;
         behindChain_ = {};
-        isReaderPlaced_ = false;
+        walkReader_ = nullptr;
         if (budget_ != nullptr) {
             budget_->BeginWalk();
         }
     }
 
-    // One reader serves all walks of a block, since neighbouring walks often read the same records. It is made when the
-    // first walk needs it.
     KFileSimulator& ReaderOf(const Candidate& candidate) {
-        if (!reader_) {
-            reader_.emplace(&candidate.block, candidate.startSector, 0, budget_);
-        } else if (!isReaderPlaced_) {
-            reader_->Rebase(candidate.startSector);
+        if (walkReader_ == nullptr) {
+            walkReader_ = &reader_.Of(candidate, budget_);
         }
-        isReaderPlaced_ = true;
-        return *reader_;
+        return *walkReader_;
     }
 
     std::uint64_t PlaceOf(std::int64_t offset) const { return start_ + static_cast<std::uint64_t>(offset); }
@@ -266,7 +262,7 @@ private:
 
     Budget* budget_;
     ScanOffsets offsets_;
-    std::optional<KFileSimulator> reader_;
+    SharedReader reader_;
     std::uint64_t lastLimit_ = 0;
     std::vector<Mark> marksKnown_;
     std::vector<Chain> chains_;
@@ -278,5 +274,6 @@ private:
     Facts behindChain_{};
     int sectorMarks_ = 0;
     bool mayShare_ = false;
-    bool isReaderPlaced_ = false;
+    // Null until the walk reads.
+    KFileSimulator* walkReader_ = nullptr;
 };

@@ -7,6 +7,8 @@
 #include "frame/contract/ISectorSource.h"
 #include "frame/read/TraceMessage.h"
 
+// The cache is cleared when it is first filled: most readers stay within the block.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
 KFileSimulator::KFileSimulator(const SectorBlock* block, std::int64_t baseSector, std::uint64_t lengthHint,
                                Budget* budget)
     : block_(block), baseSector_(baseSector), lengthHint_(lengthHint), budget_(budget) {}
@@ -105,6 +107,9 @@ bool KFileSimulator::RefillCache() {
     const std::int32_t count = CacheBytes / sectorSize;
     if (count == 0 || block_->source == nullptr) {
         return false;
+    }
+    if (cacheLength_ == 0) {
+        cache_.fill(0);
     }
     const std::int64_t sectorIndex = position_ / sectorSize;
     cacheStart_ = static_cast<std::uint64_t>(sectorIndex * sectorSize);

@@ -62,7 +62,7 @@ private:
     std::int64_t position_ = 0;
     std::uint64_t lengthHint_;
     Budget* budget_;
-    std::array<std::uint8_t, CacheBytes> cache_{};
+    std::array<std::uint8_t, CacheBytes> cache_;
     // Modulo 2^64: the cache may begin in front of the base sector.
     std::uint64_t cacheStart_ = 0;
     std::uint32_t cacheLength_ = 0;

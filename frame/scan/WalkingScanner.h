@@ -5,7 +5,24 @@
 
 #include "frame/read/Budget.h"
 #include "frame/read/FileWindow.h"
+#include "frame/read/SharedReader.h"
 #include "frame/scan/RememberingScanner.h"
+
+/// What the walks of a scan share.
+struct WalkMemory {
+    Budget budget;
+    SharedReader reader;
+
+    void Reset() {
+        budget.Reset();
+        reader.Reset();
+    }
+    void EnterBlock(const SectorBlock& block) {
+        budget.EnterBlock(block);
+        reader.Reset();
+    }
+    bool IsAtRest() const { return budget.IsAtRest(); }
+};
 
 /// A measuring scanner that follows a file's structure through a `FileWindow`.
 ///
@@ -16,11 +33,11 @@
 ///
 /// The cost of all walks is bounded; see `Budget`.
 template <class Self>
-class WalkingScanner : public RememberingScanner<Self, Budget> {
+class WalkingScanner : public RememberingScanner<Self, WalkMemory> {
 public:
     std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        this->memory_.BeginWalk();
-        FileWindow file(candidate, Self::WalkLimit, this->memory_);
+        this->memory_.budget.BeginWalk();
+        FileWindow file(candidate, Self::WalkLimit, this->memory_.budget, this->memory_.reader);
         return this->self().Walk(file);
     }
 };

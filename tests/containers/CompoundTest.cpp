@@ -405,8 +405,8 @@ TEST(Compound, WorkOnHostileHeadersIsBounded) {
             // For a candidate; and for many, what they share, what the medium adds to it, and what each has.
             constexpr std::int64_t slack = std::int64_t{64} << 10;
             const std::int64_t bound =
-                everywhere ? Budget::MostBytes + sectors * (512 * Budget::RefillFactor + Budget::FreeBytes + slack)
-                           : Budget::MostBytes / 2 + Budget::FreeBytes + slack;
+                everywhere ? Budget::MostBytes + sectors * (512 * Budget::RefillFactor + Budget::SureBytes + slack)
+                           : Budget::MostBytes / 2 + Budget::SureBytes + slack;
             EXPECT_LE(BytesRequested(medium), bound) << hostile.name;
         }
     }

@@ -8,6 +8,7 @@
 #include "frame/contract/IRawFileTypeFactory.h"
 #include "frame/contract/IRestingScanner.h"
 #include "frame/memory/ScanOffsets.h"
+#include "frame/read/Budget.h"
 
 namespace test {
 
@@ -46,8 +47,10 @@ std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSe
 
 std::vector<Found> ScanAlone(IRawFileType& type, Medium& medium, std::int64_t maxSize) {
     ScanOffsets::everyBlockIsNew = true;
+    Budget::isEndless = true;
     Finds finds = Scan(type, medium, 1, maxSize);
     ScanOffsets::everyBlockIsNew = false;
+    Budget::isEndless = false;
     return finds;
 }
 

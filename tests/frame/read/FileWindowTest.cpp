@@ -17,11 +17,12 @@ struct Seen {
     Seen(Medium& medium, std::int64_t blockSectors, std::int64_t limit)
         : block(BlockOf(medium, FileSector, blockSectors)),
           candidate{block, block.firstSector, ByteSpan(block.data, 512)},
-          window(candidate, limit, budget) {}
+          window(candidate, limit, budget, reader) {}
 
     SectorBlock block;
     Candidate candidate;
     Budget budget;
+    SharedReader reader;
     FileWindow window;
 };
 
@@ -54,7 +55,8 @@ TEST(FileWindow, EndsWithTheMediumAndWithTheBlockWhenThereIsNoSource) {
     block.source = nullptr;
     const Candidate candidate{block, block.firstSector, ByteSpan(block.data, 512)};
     Budget budget;
-    FileWindow window(candidate, 1 << 30, budget);
+    SharedReader reader;
+    FileWindow window(candidate, 1 << 30, budget, reader);
     EXPECT_EQ(window.At(1000, 24).size(), 24U);
     EXPECT_TRUE(window.At(1000, 25).empty());
     EXPECT_TRUE(window.From(1024).empty());
