@@ -1,15 +1,55 @@
 #include "documents/KXMLFileType.h"
 
-#include "formats/MarkupReader.h"
-#include "formats/XmlContent.h"
+#include <utility>
+
+std::int32_t KXMLFileType::Reset() {
+    trail_.Reset();
+    return WalkingScanner::Reset();
+}
+
+void KXMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
+    trail_.EnterBlock(*block);
+    WalkingScanner::ScanBlock(block, sink);
+}
+
+std::optional<std::int64_t> KXMLFileType::Measure(const Candidate& candidate) {
+    candidate_ = &candidate;
+    return WalkingScanner::Measure(candidate);
+}
 
 std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
     MarkupReader text(file);
-    const std::optional<XmlProlog> prolog = TakeXmlProlog(text);
+    std::optional<XmlProlog> prolog = TakeXmlProlog(text);
     if (!prolog || prolog->isHtml) {
         return std::nullopt;
     }
-    const XmlExtent content = FollowXmlContent(text, prolog->root);
+    // Where other documents begin is counted in the smallest sectors, from the file's start on.
+    const bool isOnGrid = SectorEnd(file.SectorSize()) == file.SectorSize();
+    if (prolog->root != root_ || !form_.IsLike(text.Form()) || !isOnGrid) {
+        trail_.Forget();
+        root_ = std::move(prolog->root);
+        form_ = text.Form();
+    }
+    XmlContentWalk walk(text, root_);
+    walk.TakeRoot();
+    using Stretch = decltype(trail_)::Stretch;
+    const auto takePiece = [&](KFileSimulator& /*reader*/, std::int64_t offset) -> std::optional<Stretch> {
+        // Walks that meet take the same pieces, as these begin with the first item in a stretch of the sector.
+        constexpr std::int64_t pieceBytes = 64;
+        Stretch piece{.to = offset};
+        while (!walk.IsOver() && piece.to / pieceBytes == offset / pieceBytes) {
+            const auto change = walk.TakeNext();
+            if (!change) {
+                break;
+            }
+            piece.to = text.At();
+            piece.facts.Append(*change);
+        }
+        return piece.to > offset ? std::optional(piece) : std::nullopt;
+    };
+    trail_.Walk(*candidate_, text.At(), WalkLimit + 1, takePiece,
+                [&](const Stretch& known) { return walk.Pass(known.to, known.facts); });
+    const XmlExtent content = walk.Finish();
     if (content.isClosed) {
         return EndOfWhite(text, content.end);
     }

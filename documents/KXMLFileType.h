@@ -2,9 +2,12 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "formats/MarkupReader.h"
+#include "formats/XmlContent.h"
 #include "frame/bytes/BytePairs.h"
+#include "frame/memory/Trail.h"
 #include "frame/scan/WalkingScanner.h"
 
 /// XML documents that open with an XML declaration, except web pages, which are HTML files. The markup is followed to
@@ -20,5 +23,17 @@ public:
     static constexpr std::int64_t WalkLimit = std::int64_t{256} << 20;
 
     static bool IsHeader(ByteSpan sector) { return BeginsXml(sector); }
-    static std::optional<std::int64_t> Walk(FileWindow& file);
+
+    std::int32_t Reset() override;
+    void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
+    std::optional<std::int64_t> Measure(const Candidate& candidate);
+    std::optional<std::int64_t> Walk(FileWindow& file);
+
+private:
+    // Documents that begin in each other go through the same items, whose changes are known for one root's name. In
+    // windows of 128 bytes they soon meet: where a medium is full of them, a walk takes a few sectors.
+    Trail<XmlContentWalk::Change, 7> trail_;
+    std::u16string root_;
+    TextForm form_;
+    const Candidate* candidate_ = nullptr;
 };

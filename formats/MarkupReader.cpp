@@ -67,6 +67,18 @@ void MarkupReader::GoTo(std::int64_t at) {
     index_ = 0;
 }
 
+bool MarkupReader::PassTo(std::int64_t to) {
+    const std::int64_t from = At();
+    while (At() < to && Fill(1)) {
+        index_ = static_cast<std::size_t>(std::min(static_cast<std::int64_t>(view_.size()), to - start_));
+    }
+    const bool hasPassed = At() == to;
+    if (!hasPassed) {
+        GoTo(from);
+    }
+    return hasPassed;
+}
+
 void MarkupReader::EndAt(std::int64_t limit) {
     Forget();
     limit_ = limit;
@@ -194,7 +206,7 @@ std::u16string MarkupReader::TakeName(std::size_t most) {
     return name;
 }
 
-std::size_t MarkupReader::CountPlain() const {
+std::size_t MarkupReader::CountPlain(std::size_t from) const {
     static constexpr auto isPlain = [] {
         std::array<bool, 256> plain{};
         for (unsigned byte = 0; byte < plain.size(); ++byte) {
@@ -202,18 +214,47 @@ std::size_t MarkupReader::CountPlain() const {
         }
         return plain;
     }();
-    std::size_t at = index_;
+    std::size_t at = from;
     while (form_.width == 1 && at < view_.size() && isPlain[view_[at]]) {
         ++at;
     }
-    return at - index_;
+    return at - from;
+}
+
+std::size_t MarkupReader::PassValues() {
+    index_ += CountPlain(index_);
+    while (form_.width == 1 && index_ < view_.size() && (view_[index_] == '"' || view_[index_] == '\'')) {
+        const std::uint8_t quote = view_[index_];
+        std::size_t end = index_ + 1;
+        while (end < view_.size() && view_[end] != quote && IsTextChar(view_[end])) {
+            ++end;
+        }
+        if (end == view_.size() || view_[end] != quote) {
+            break;
+        }
+        index_ = end + 1;
+        index_ += CountPlain(index_);
+    }
+    return index_;
+}
+
+std::optional<ByteSpan> MarkupReader::TakePlainTag() {
+    const std::size_t from = index_ + 1;
+    if (form_.width != 1 || from >= view_.size() || view_[index_] != '<' || view_[from] == '!' || view_[from] == '?') {
+        return std::nullopt;
+    }
+    const std::size_t length = CountPlain(from);
+    if (from + length == view_.size() || view_[from + length] != '>') {
+        return std::nullopt;
+    }
+    index_ = from + length + 1;
+    return view_.subspan(from, length);
 }
 
 MarkupReader::Tag MarkupReader::TakeTag() {
     char16_t before = End;
     for (;;) {
-        if (const std::size_t plain = CountPlain(); plain > 0) {
-            index_ += plain;
+        if (const std::size_t from = index_; PassValues() > from) {
             before = view_[index_ - 1];
         }
         const char16_t c = Next();

@@ -69,6 +69,10 @@ public:
     std::int64_t At() const { return start_ + static_cast<std::int64_t>(index_); }
     void GoTo(std::int64_t at);
 
+    /// Moves forward to an offset, past characters that are known to be text, and counts the documents on the way;
+    /// false, and stays, if the text ends before it.
+    bool PassTo(std::int64_t to);
+
     /// Ends the text at this offset at the latest.
     void EndAt(std::int64_t limit);
     std::int64_t Limit() const { return limit_; }
@@ -108,6 +112,10 @@ public:
     /// if none begins here or it is longer.
     std::u16string TakeName(std::size_t most);
 
+    /// The bytes between '<' and '>' if a tag without quotes begins here and is in view, and moves behind it; nothing,
+    /// and stays, for other markup and for characters of two bytes.
+    std::optional<ByteSpan> TakePlainTag();
+
     enum class Tag : std::uint8_t { Broken, Open, Empty };
     /// Moves behind the '>' that ends the current tag, outside quotes.
     Tag TakeTag();
@@ -128,8 +136,10 @@ public:
     bool IsZeroUpTo(std::int64_t to);
 
 private:
-    // How many bytes from here on are characters that mean nothing inside a tag.
-    std::size_t CountPlain() const;
+    // How many bytes from a place in the view on are characters that mean nothing inside a tag.
+    std::size_t CountPlain(std::size_t from) const;
+    // Moves past those and past values in quotes, as far as they are in view. The new place in the view.
+    std::size_t PassValues();
     // Brings that many characters into view if they can be read, and one in any case.
     bool Fill(std::size_t characters);
     // Looks for the starts of further documents in the view.

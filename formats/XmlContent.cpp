@@ -1,94 +1,126 @@
 #include "formats/XmlContent.h"
 
-namespace {
+#include <algorithm>
 
-// Follows a document's content. Only elements with the root's name are counted: the root's own end is that which makes
-// their count 0, and nothing else need be well-formed.
-class ContentWalk {
-public:
-    ContentWalk(MarkupReader& text, std::u16string_view root) : text_(text), root_(root) {}
+void XmlContentWalk::Change::Append(const Change& behind) {
+    lowest = std::min(lowest, depth + behind.lowest);
+    depth += behind.depth;
+    allDepth += behind.allDepth;
+    hasChild = hasChild || behind.hasChild;
+}
 
-    XmlExtent Run() {
-        bool isRight = TakeElement(true);
-        while (isRight && depth_ > 0) {
-            extent_.end = text_.At();
-            isRight = text_.SkipToTag() && TakeItem();
-        }
-        if (isRight) {
-            extent_.isClosed = true;
-            extent_.isBalanced = allDepth_ == 0;
-            extent_.end = text_.At();
-            PassRemarks();
-        }
-        return extent_;
+void XmlContentWalk::TakeRoot() { isRight_ = TakeElement(true, now_); }
+
+std::optional<XmlContentWalk::Change> XmlContentWalk::TakeNext() {
+    extent_.end = text_.At();
+    Change change;
+    isRight_ = text_.SkipToTag() && TakeItem(change);
+    change.lowest = std::min<std::int64_t>(change.depth, 0);
+    now_.Append(change);
+    return isRight_ ? std::optional(change) : std::nullopt;
+}
+
+bool XmlContentWalk::Pass(std::int64_t to, const Change& change) {
+    if (IsOver() || now_.depth + change.lowest <= 0 || !text_.PassTo(to)) {
+        return false;
     }
+    now_.Append(change);
+    return true;
+}
 
-private:
-    // A declaration cannot stand inside a document.
-    bool IsNextFile() { return StandsXmlDeclaration(text_) && text_.FileStartHere(); }
-
-    // Nothing that begins with these is an element.
-    bool IsAside() {
-        const std::int64_t at = text_.At();
-        text_.Next();
-        const char16_t kind = text_.Peek();
-        text_.GoTo(at);
-        return kind == '!' || kind == '?';
+XmlExtent XmlContentWalk::Finish() {
+    extent_.hasChild = now_.hasChild;
+    if (isRight_ && now_.depth <= 0) {
+        extent_.isClosed = true;
+        extent_.isBalanced = now_.allDepth == 0;
+        extent_.end = text_.At();
+        PassRemarks();
     }
+    return extent_;
+}
 
-    bool TakeItem() { return IsAside() ? TakeAside() : TakeTag(); }
+// A declaration cannot stand inside a document.
+bool XmlContentWalk::IsNextFile() { return StandsXmlDeclaration(text_) && text_.FileStartHere(); }
 
-    bool TakeAside() {
-        if (IsNextFile()) {
-            return false;
-        }
-        if (text_.Take(u"<![CDATA[")) {
-            return text_.TakePast(u"]]>");
-        }
-        if (const std::optional<bool> remark = text_.TakeRemark()) {
-            return *remark;
-        }
-        return text_.TakeDeclaration();
+// Nothing that begins with these is an element.
+bool XmlContentWalk::IsAside() {
+    const std::int64_t at = text_.At();
+    text_.Next();
+    const char16_t kind = text_.Peek();
+    text_.GoTo(at);
+    return kind == '!' || kind == '?';
+}
+
+bool XmlContentWalk::TakeItem(Change& change) {
+    if (const std::optional<ByteSpan> tag = text_.TakePlainTag()) {
+        CountPlainTag(*tag, change);
+        return true;
     }
+    return IsAside() ? TakeAside() : TakeTag(change);
+}
 
-    bool TakeTag() {
-        text_.Next();
-        const bool isEnd = text_.Take(u"/");
-        const bool isRoot = text_.StandsName(root_);
-        if (!isEnd) {
-            return TakeElement(isRoot);
+// Does what the general case does for nearly all tags.
+void XmlContentWalk::CountPlainTag(ByteSpan tag, Change& change) const {
+    const bool isEnd = !tag.empty() && tag.front() == '/';
+    const bool isEmpty = !isEnd && !tag.empty() && tag.back() == '/';
+    const ByteSpan name = tag.subspan(isEnd ? 1 : 0);
+    const bool isRoot = name.size() >= root_.size() && std::ranges::equal(name.first(root_.size()), root_) &&
+                        (name.size() == root_.size() || IsNameEnd(name[root_.size()]));
+    const std::int64_t step = isEnd ? -1 : isEmpty ? 0 : 1;
+    change.allDepth += step;
+    change.depth += isRoot ? step : 0;
+    change.hasChild = change.hasChild || isEnd || isEmpty;
+}
+
+bool XmlContentWalk::TakeAside() {
+    if (IsNextFile()) {
+        return false;
+    }
+    if (text_.Take(u"<![CDATA[")) {
+        return text_.TakePast(u"]]>");
+    }
+    if (const std::optional<bool> remark = text_.TakeRemark()) {
+        return *remark;
+    }
+    return text_.TakeDeclaration();
+}
+
+bool XmlContentWalk::TakeTag(Change& change) {
+    text_.Next();
+    const bool isEnd = text_.Take(u"/");
+    const bool isRoot = text_.StandsName(root_);
+    if (!isEnd) {
+        return TakeElement(isRoot, change);
+    }
+    change.depth -= isRoot ? 1 : 0;
+    change.hasChild = true;
+    --change.allDepth;
+    return text_.TakePast(u">");
+}
+
+bool XmlContentWalk::TakeElement(bool isRoot, Change& change) {
+    const MarkupReader::Tag tag = text_.TakeTag();
+    change.depth += isRoot && tag == MarkupReader::Tag::Open ? 1 : 0;
+    change.hasChild = change.hasChild || tag == MarkupReader::Tag::Empty;
+    change.allDepth += tag == MarkupReader::Tag::Open ? 1 : 0;
+    return tag != MarkupReader::Tag::Broken;
+}
+
+void XmlContentWalk::PassRemarks() {
+    for (;;) {
+        text_.SkipWhite();
+        if (StandsXmlDeclaration(text_) || !text_.TakeRemark().value_or(false)) {
+            return;
         }
-        depth_ -= isRoot ? 1 : 0;
-        extent_.hasChild = true;
-        --allDepth_;
-        return text_.TakePast(u">");
+        extent_.end = text_.At();
     }
+}
 
-    bool TakeElement(bool isRoot) {
-        const MarkupReader::Tag tag = text_.TakeTag();
-        depth_ += isRoot && tag == MarkupReader::Tag::Open ? 1 : 0;
-        extent_.hasChild = extent_.hasChild || tag == MarkupReader::Tag::Empty;
-        allDepth_ += tag == MarkupReader::Tag::Open ? 1 : 0;
-        return tag != MarkupReader::Tag::Broken;
+XmlExtent FollowXmlContent(MarkupReader& text, std::u16string_view root) {
+    XmlContentWalk walk(text, root);
+    walk.TakeRoot();
+    while (!walk.IsOver()) {
+        walk.TakeNext();
     }
-
-    void PassRemarks() {
-        for (;;) {
-            text_.SkipWhite();
-            if (StandsXmlDeclaration(text_) || !text_.TakeRemark().value_or(false)) {
-                return;
-            }
-            extent_.end = text_.At();
-        }
-    }
-
-    MarkupReader& text_;
-    std::u16string_view root_;
-    std::int64_t depth_ = 0;
-    std::int64_t allDepth_ = 0;
-    XmlExtent extent_;
-};
-
-}  // namespace
-
-XmlExtent FollowXmlContent(MarkupReader& text, std::u16string_view root) { return ContentWalk(text, root).Run(); }
+    return walk.Finish();
+}

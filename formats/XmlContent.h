@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "formats/MarkupReader.h"
@@ -16,6 +17,54 @@ struct XmlExtent {
     bool isBalanced = false;
     /// An element inside the root was whole.
     bool hasChild = false;
+};
+
+/// Follows a document's content, item by item: a tag, a comment, or what else stands in angle brackets. Only elements
+/// with the root's name are counted: the root's own end is that which makes their count 0, and nothing else need be
+/// well-formed.
+class XmlContentWalk {
+public:
+    /// What items in a row change.
+    struct Change {
+        /// Of the open elements with the root's name, and how low their number sinks on the way.
+        std::int64_t depth = 0;
+        std::int64_t lowest = 0;
+        /// Of all open elements.
+        std::int64_t allDepth = 0;
+        bool hasChild = false;
+
+        void Append(const Change& behind);
+    };
+
+    /// The reader stands behind the root's name; both are borrowed.
+    XmlContentWalk(MarkupReader& text, std::u16string_view root) : text_(text), root_(root) {}
+
+    /// Takes the rest of the root's own start tag.
+    void TakeRoot();
+    /// The root's end was passed, or the document breaks here.
+    bool IsOver() const { return !isRight_ || now_.depth <= 0; }
+    /// Takes the next item; nothing if it is not whole.
+    std::optional<Change> TakeNext();
+    /// Moves behind items that are known; false if the root ends among them, or they cannot all be read.
+    bool Pass(std::int64_t to, const Change& change);
+    /// Takes what follows the root and says how far the document reaches.
+    XmlExtent Finish();
+
+private:
+    bool IsNextFile();
+    bool IsAside();
+    bool TakeItem(Change& change);
+    void CountPlainTag(ByteSpan tag, Change& change) const;
+    bool TakeAside();
+    bool TakeTag(Change& change);
+    bool TakeElement(bool isRoot, Change& change);
+    void PassRemarks();
+
+    MarkupReader& text_;
+    std::u16string_view root_;
+    bool isRight_ = true;
+    Change now_;
+    XmlExtent extent_;
 };
 
 /// Follows a document's content from behind the root's name.

@@ -22,7 +22,8 @@
 /// walk that meets a mark adds its own marks to that chain, and extends the chain if its limit lies further on.
 ///
 /// `Facts` sums up the records of a stretch; `void Append(const Facts& behind)` adds those of the stretch behind it.
-template <class Facts>
+/// The first windows have 2^`FirstWindowBits` bytes.
+template <class Facts, int FirstWindowBits = 12>
 class Trail {
 public:
     /// One record, or several in a row.
@@ -122,8 +123,7 @@ private:
 
     // Cost of a step besides the bytes it reads.
     static constexpr std::int64_t StepCost = 8;
-    // Windows have 4 KiB up to a distance of 128 KiB, then a 16th to a 32nd of the distance.
-    static constexpr int FirstWindowBits = 12;
+    // Windows become larger where they would be less than a 32nd of the distance.
     static constexpr int DistanceBits = 5;
     // Marks where walks from later sectors would begin.
     static constexpr int MostSectorMarks = 128;

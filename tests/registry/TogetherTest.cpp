@@ -59,6 +59,7 @@ INSTANTIATE_TEST_SUITE_P(Media, Together,
                                          Kind{"CutProgram", ProgramMedium, 16, 71 << 10, 6, 40000, 2},
                                          Kind{"Mail", MailLike, 512, 30 << 10, 120, 0, 200},
                                          Kind{"CutMail", MailLike, 520, 52000, 120, 9000, 80},
+                                         Kind{"Markup", MarkupMedium, 512, 60 << 10, 60, 0, 200},
                                          Kind{"Boxes", BoxMedium, 512, 300 << 10, 20, 0, 300},
                                          Kind{"Pictures", PictureMedium, 512, 256 << 10, 20, 0, 100}),
                          [](const auto& tested) { return std::string(tested.param.name); });

@@ -120,6 +120,25 @@ Bytes MailLike(Noise& noise, std::size_t size) {
     return BytesOf(text);
 }
 
+Bytes MarkupMedium(Noise& noise, std::size_t size) {
+    const std::string pieces[] = {"<a>",       "<a>",  "<b>",   "<b x=\"1\">", "</b>",         "</a>",
+                                  "</a>",      "<b/>", "<a/>",  "<a y='>'>",   "<!-- <a> -->", "<![CDATA[",
+                                  "]]> text ", "<ab>", "<?x?>", "\"",          "<!a>",         "\r\n"};
+    // With few of them, documents are long.
+    const std::uint64_t ends = noise.Below(2);
+    std::string text;
+    while (text.size() < size) {
+        const std::string& piece = pieces[noise.Below(std::size(pieces))];
+        text += piece.starts_with("</a") && noise.Below(8) > ends ? "<b></b>" : piece;
+        if (noise.Below(40) == 0) {
+            text.append((512 - text.size() % 512) % 512, noise.Below(4) == 0 ? '<' : ' ');
+            text.append("<?xml version='1.0'?>").append(noise.Below(6) == 0 ? "<b>" : "<a>");
+        }
+    }
+    text.resize(size);
+    return BytesOf(text);
+}
+
 Bytes PictureMedium(Noise& noise, std::size_t size) {
     constexpr std::size_t piece = 0x7E00;
     Bytes bytes(size);

@@ -17,6 +17,8 @@ Bytes TransportMedium(Noise& noise, std::size_t size);
 Bytes ProgramMedium(Noise& noise, std::size_t size);
 /// Mail in pieces: whole headers and markers, broken ones, and what lies in between, of all lengths.
 Bytes MailLike(Noise& noise, std::size_t size);
+/// XML in pieces, with the starts of documents of two kinds between them.
+Bytes MarkupMedium(Noise& noise, std::size_t size);
 /// JPEG headers, chains of segments that end in each other's, and few end marks, many of them around the ends of the
 /// pieces in which a file's end is searched.
 Bytes PictureMedium(Noise& noise, std::size_t size);
