@@ -3,18 +3,19 @@
 #
 #     fuzz/run.sh SECONDS [TARGET...]
 #
-# Targets are factory, reader, validate, and validate-NAME for a single validator, such as validate-zip.
+# Targets are containers, media, images and documents, for the scanners of these rooms, factory for all of them, reader,
+# validate, and validate-NAME for a single validator, such as validate-zip.
 # The corpora grow in build/fuzz/corpus; inputs that break a rule are left in build/fuzz/found.
 set -euo pipefail
 
 if [[ $# -lt 1 || ! $1 =~ ^[0-9]+$ ]]; then
-    echo "usage: fuzz/run.sh SECONDS [factory|reader|validate|validate-NAME]..." >&2
+    echo "usage: fuzz/run.sh SECONDS [containers|media|images|documents|factory|reader|validate|validate-NAME]..." >&2
     exit 2
 fi
 seconds=$1
 shift
 targets=("$@")
-[[ ${#targets[@]} -gt 0 ]] || targets=(factory reader validate)
+[[ ${#targets[@]} -gt 0 ]] || targets=(containers media images documents reader validate)
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source cmake/setup.sh
@@ -26,15 +27,16 @@ mkdir -p "$salvor_fuzz_dir/found"
 
 # fuzz TARGET
 fuzz() {
-    local target=$1 corpus=$salvor_fuzz_dir/corpus/$1
+    local target=$1 corpus=$salvor_fuzz_dir/corpus/$1 input=${1%%-*}
+    case $input in containers | media | images | documents) input=factory ;; esac
     mkdir -p "$corpus"
     local options=(-max_total_time="$seconds" -rss_limit_mb=1024 -timeout=25 -max_len=65536 -print_final_stats=1
         -artifact_prefix="$salvor_fuzz_dir/found/$target-")
-    if [[ -f fuzz/$target.dict ]]; then
-        options+=(-dict="fuzz/$target.dict")
+    if [[ -f fuzz/$input.dict ]]; then
+        options+=(-dict="fuzz/$input.dict")
     fi
     [[ $target != validate-* ]] || export SALVOR_VALIDATOR=${target#*-}
-    exec "build/sanitize/bin/fuzz_${target%%-*}" "${options[@]}" "$corpus" "$salvor_fuzz_dir/seeds/${target%%-*}" \
+    exec "build/sanitize/bin/fuzz_${target%%-*}" "${options[@]}" "$corpus" "$salvor_fuzz_dir/seeds/$input" \
         >"$salvor_fuzz_dir/$target.log" 2>&1
 }
 
