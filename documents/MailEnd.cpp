@@ -58,7 +58,7 @@ void MailEndSearch::Reset() {
 
 void MailEndSearch::EnterBlock(const SectorBlock& block) {
     budget_.EnterBlock(block);
-    reader_.Reset();
+    reader_.EnterBlock(block);
     if (!offsets_.Enter(block)) {
         Forget();
     }

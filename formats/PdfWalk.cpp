@@ -148,6 +148,7 @@ public:
 private:
     bool HasEnd() const { return end_ > 0 || spareEnd_ > 0; }
     void NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count);
+    std::optional<std::size_t> HeaderTooMany(std::int64_t at, ByteSpan bytes) const;
     void PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count);
     void PassObjects(std::int64_t at, ByteSpan bytes);
     void PassEnd(std::int64_t mark);
@@ -190,11 +191,17 @@ std::optional<PdfExtent> PdfWalk::Run() {
         if (bytes.empty()) {
             break;
         }
+        // Nothing that is looked for reaches into a header.
+        const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
+        bytes = bytes.first(stop.value_or(bytes.size()));
         const std::optional<std::size_t> mark = EndMark.FindIn(bytes);
         // The places in front of the mark, or all that could begin a whole one here.
         const std::size_t count =
-            mark.value_or(bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
+            mark.value_or(stop || bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
         NoteDrawing(at, bytes, count);
+        if (stop && !mark) {
+            break;
+        }
         PassHeaders(at, bytes, count);
         PassObjects(at, bytes.first(count));
         at += static_cast<std::int64_t>(count);
@@ -230,6 +237,21 @@ void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
     if (const std::optional<std::size_t> place = FindPlace(bytes.data(), 0, end, difference, isKey)) {
         drawingAt_ = at + static_cast<std::int64_t>(*place);
     }
+}
+
+// Where in the bytes the header stands that ends the walk, unless an end mark comes first.
+std::optional<std::size_t> PdfWalk::HeaderTooMany(std::int64_t at, ByteSpan bytes) const {
+    const std::int64_t sectorSize = file_.SectorSize();
+    const std::int64_t from = std::max(at, endsFrom_);
+    const std::int64_t to = at + static_cast<std::int64_t>(bytes.size());
+    int headers = headers_;
+    for (std::int64_t sector = (from + sectorSize - 1) / sectorSize * sectorSize; sector < to; sector += sectorSize) {
+        const auto place = static_cast<std::size_t>(sector - at);
+        if (IsPdfHeader(bytes.subspan(place)) && (HasEnd() || ++headers > MostHeaders)) {
+            return place;
+        }
+    }
+    return std::nullopt;
 }
 
 void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {

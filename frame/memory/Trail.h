@@ -39,14 +39,17 @@ public:
     explicit Trail(Budget* budget = nullptr) : budget_(budget) {}
 
     /// Forgets what is known of the medium.
-    void Reset() { offsets_.Reset(); }
+    void Reset() {
+        offsets_.Reset();
+        reader_.Reset();
+    }
 
     /// What it knows only saves reading. The budget answers for itself.
     static bool IsAtRest() { return true; }
 
     /// Forgets everything if the block does not continue the previous one. The block outlives its walks.
     void EnterBlock(const SectorBlock& block) {
-        reader_.Reset();
+        reader_.EnterBlock(block);
         if (!offsets_.Enter(block)) {
             Forget();
         }
@@ -95,10 +98,9 @@ public:
         return way;
     }
 
-    /// For a walk that was served wrong bytes.
+    /// For a walk that was served wrong bytes. Takes no time: what is void is overwritten later.
     void Forget() {
-        marksKnown_.clear();
-        chains_.clear();
+        firstChain_ = lastChain_ + 1;
         lastLimit_ = 0;
     }
 
@@ -108,13 +110,13 @@ private:
         std::uint64_t place = 0;
         // Facts of the records up to the walk's next mark, or up to the chain's end at that time.
         Facts facts{};
-        std::uint32_t chain = 0;
+        std::uint64_t chain = 0;
     };
     // The common end of a walk and of all that have met it since. Chains are numbered from 1.
     struct Chain {
-        std::uint32_t number = 0;
+        std::uint64_t number = 0;
         // The number of the chain that this one has met, or 0.
-        std::uint32_t next = 0;
+        std::uint64_t next = 0;
         std::uint64_t to = 0;
         // Facts of the records added since the first walk, up to `to` or to the next chain's first end.
         Facts facts{};
@@ -174,10 +176,10 @@ private:
         return static_cast<std::size_t>(place * golden >> (64 - MarkBits));
     }
 
-    // Null if the chain has been dropped to make room.
-    Chain* ChainOf(std::uint32_t number) {
+    // Null if the chain has been forgotten or dropped to make room.
+    Chain* ChainOf(std::uint64_t number) {
         Chain& chain = chains_[number % ChainCount];
-        return chain.number == number ? &chain : nullptr;
+        return number >= firstChain_ && chain.number == number ? &chain : nullptr;
     }
 
     // The last chain that the mark leads to. Adds the facts up to that chain's first end to the mark's.
@@ -218,7 +220,7 @@ private:
     }
 
     // The walk has met a chain; `facts` cover the way to that chain's first end.
-    void Join(std::uint32_t number, const Facts& facts) {
+    void Join(std::uint64_t number, const Facts& facts) {
         if (chain_ == 0) {
             LeaveMarks(number, facts);
         } else if (Chain* const chain = ChainOf(chain_)) {
@@ -240,13 +242,13 @@ private:
             // A shorter walk is as cheap to repeat.
             marksKnown_.resize(std::size_t{1} << MarkBits);
             chains_.resize(ChainCount);
-            lastChain_ = std::max(lastChain_ + 1, std::uint32_t{1});
+            ++lastChain_;
             chains_[lastChain_ % ChainCount] = {lastChain_, 0, PlaceOf(way.to), {}, way.isEnd};
             LeaveMarks(lastChain_, {});
         }
     }
 
-    void LeaveMarks(std::uint32_t chain, Facts facts) {
+    void LeaveMarks(std::uint64_t chain, Facts facts) {
         for (std::size_t i = marks_.size(); i-- > 0;) {
             Mark& mark = marks_[i];
             mark.facts.Append(facts);
@@ -266,11 +268,13 @@ private:
     std::uint64_t lastLimit_ = 0;
     std::vector<Mark> marksKnown_;
     std::vector<Chain> chains_;
-    std::uint32_t lastChain_ = 0;
+    std::uint64_t lastChain_ = 0;
+    // Those in front of it are forgotten.
+    std::uint64_t firstChain_ = 1;
     // The current walk: where it starts, its marks, the chain that it follows and the facts behind that chain's end.
     std::uint64_t start_ = 0;
     std::vector<Mark> marks_;
-    std::uint32_t chain_ = 0;
+    std::uint64_t chain_ = 0;
     Facts behindChain_{};
     int sectorMarks_ = 0;
     bool mayShare_ = false;

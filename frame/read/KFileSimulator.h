@@ -32,6 +32,12 @@ public:
     /// Reads another candidate of the same block from now on; the cache stays.
     void Rebase(std::int64_t baseSector);
 
+    /// The same for another block of the medium, of the same sector size.
+    void Rebase(const SectorBlock& block, std::int64_t baseSector) {
+        block_ = &block;
+        Rebase(baseSector);
+    }
+
     /// Sets the byte position, counted from the start of the base sector. Any value is allowed; a read from a negative
     /// position fails.
     void Seek(std::int64_t position) { position_ = position; }

@@ -19,7 +19,7 @@ struct WalkMemory {
     }
     void EnterBlock(const SectorBlock& block) {
         budget.EnterBlock(block);
-        reader.Reset();
+        reader.EnterBlock(block);
     }
     bool IsAtRest() const { return budget.IsAtRest(); }
 };
