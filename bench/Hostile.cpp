@@ -210,11 +210,14 @@ double SecondsToRecover(const Options& options, const Bytes& medium) {
     std::ofstream(image, std::ios::binary)
         .write(reinterpret_cast<const char*>(medium.data()), static_cast<std::streamsize>(medium.size()));
     std::filesystem::remove_all(out);
+    // The child would print what is still held back once more.
+    std::fflush(stdout);
     const pid_t child = fork();
     if (child == 0) {
         std::freopen("/dev/null", "w", stdout);
         std::freopen("/dev/null", "w", stderr);
-        execl(options.program.c_str(), options.program.c_str(), "recover", image.c_str(), out.c_str(), nullptr);
+        execl(options.program.c_str(), options.program.c_str(), "recover", image.c_str(), "--out", out.c_str(),
+              nullptr);
         _exit(127);
     }
     int status = 0;

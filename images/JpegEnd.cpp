@@ -56,6 +56,8 @@ JpegEndSearch::Stretch JpegEndSearch::SegmentAt(KFileSimulator& reader, std::int
 // of the reads.
 class JpegEndSearch::Chunks {
 public:
+    // The bytes are filled before they are read.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
     Chunks(KFileSimulator& reader, std::int64_t first) : reader_(reader), first_(first) {}
 
     std::int64_t StartOf(std::int64_t position) const { return position - (position - first_) % ChunkBytes; }
@@ -65,7 +67,7 @@ public:
         if (start == start_) {
             return true;
         }
-        bytes_[0] = start == start_ + ChunkBytes ? bytes_.back() : std::uint8_t{0};
+        bytes_[0] = start_ >= 0 && start == start_ + ChunkBytes ? bytes_.back() : std::uint8_t{0};
         reader_.Seek(start);
         start_ = reader_.Read(bytes_.data() + 1, ChunkBytes) ? start : -1;
         return start_ == start;
@@ -79,7 +81,7 @@ private:
     KFileSimulator& reader_;
     std::int64_t first_;
     std::int64_t start_ = -1;
-    std::array<std::uint8_t, 1 + ChunkBytes> bytes_{};
+    std::array<std::uint8_t, 1 + ChunkBytes> bytes_;
 };
 
 // One step towards the next end marker, wherever it begins: within a chunk, or to the next chunk.
@@ -106,8 +108,7 @@ std::optional<std::int64_t> JpegEndSearch::SearchEndMarker(const Candidate& cand
     // What earlier candidates found holds for this one only if none of its reads can fail.
     const bool mayReuse = KFileSimulator::Serves(candidate.block);
     const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
-    KFileSimulator reader(&candidate.block, candidate.startSector, ReadLimit, &budget_);
-    Chunks chunks(reader, from);
+    Chunks chunks(reader_.Of(candidate, &budget_), from);
     for (std::int64_t start = from; start < ReadLimit; start += ChunkBytes) {
         if (mayReuse) {
             const std::int64_t end = chunks.StartOf(ReadLimit - 1) + ChunkBytes;

@@ -8,6 +8,7 @@
 #include "frame/memory/Trail.h"
 #include "frame/read/Budget.h"
 #include "frame/read/KFileSimulator.h"
+#include "frame/read/SharedReader.h"
 #include "frame/scan/SectorScan.h"
 
 /// Finds the ends of JPEGs. It remembers where earlier marker segments led and where no end marker is, so that many
@@ -19,11 +20,13 @@ public:
         trail_.Reset();
         offsets_.Reset();
         budget_.Reset();
+        reader_.Reset();
     }
 
     void EnterBlock(const SectorBlock& block) {
         budget_.EnterBlock(block);
         trail_.EnterBlock(block);
+        reader_.EnterBlock(block);
         if (!offsets_.Enter(block)) {
             gap_.Forget();
         }
@@ -49,6 +52,7 @@ private:
     std::optional<std::int64_t> SearchEndMarker(const Candidate& candidate, std::int64_t from);
 
     Budget budget_;
+    SharedReader reader_;
     Trail<Facts> trail_{&budget_};
     // Turns sectors into the places that the gap uses.
     ScanOffsets offsets_;
