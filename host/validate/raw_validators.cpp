@@ -245,14 +245,15 @@ Finding ValidateRdc(Place& file) {
     const std::string header(headerBytes.begin(), headerBytes.end());
     constexpr std::int64_t longestSide = 0x4000;
     const std::int64_t thumbnail = RdcNumber(header, "HDR");
-    const std::int64_t thumbnailPixels = RdcNumber(header, "TX") * RdcNumber(header, "TY");
+    const std::int64_t thumbnailWidth = RdcNumber(header, "TX");
+    const std::int64_t thumbnailHeight = RdcNumber(header, "TY");
     const std::int64_t width = RdcNumber(header, "X");
     const std::int64_t height = RdcNumber(header, "Y");
-    if (thumbnail <= *headerEnd || width < 1 || width > longestSide || height < 1 || height > longestSide ||
-        thumbnailPixels > width * height) {
+    const bool isPicture = width >= 1 && width <= longestSide && height >= 1 && height <= longestSide;
+    if (thumbnail <= *headerEnd || !isPicture || thumbnailWidth > width || thumbnailHeight > height) {
         return {Verdict::Damaged, *headerEnd, FileTypeIndex::Rdc, {}, "its header names no picture"};
     }
-    const std::int64_t sensor = thumbnail + thumbnailPixels * 2;
+    const std::int64_t sensor = thumbnail + thumbnailWidth * thumbnailHeight * 2;
     return Measured(file, thumbnail, sensor + width * height * 10 / 8, FileTypeIndex::Rdc);
 }
 
