@@ -261,7 +261,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Kind{"Audio", AudioMedium, 32, 70 << 10, 3}, Kind{"Transport", TransportMedium, 512, 70 << 10, 6},
                     Kind{"Program", ProgramMedium, 16, 70 << 10, 2}, Kind{"Mail", MailLike, 512, 30 << 10, 12},
                     Kind{"OddMail", MailLike, 520, 52000, 8}, Kind{"Boxes", BoxMedium, 512, 300 << 10, 4},
-                    Kind{"Pictures", PictureMedium, 512, 256 << 10, 4}),
+                    Kind{"Pictures", PictureMedium, 512, 256 << 10, 4},
+                    Kind{"Remembered", RememberedFiles, 512, 40 << 10, 40}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
 }  // namespace

@@ -196,4 +196,44 @@ Bytes BoxMedium(Noise& noise, std::size_t size) {
     return bytes;
 }
 
+Bytes RememberedFiles(Noise& noise, std::size_t size) {
+    // A directory with the place and length of the picture, or without. Some begin like raws of one camera.
+    const auto tiff = [&] {
+        const std::uint8_t first = noise.Below(2) == 0 ? 1 : 2;
+        const bool isRaw = first == 2;
+        const auto entry = [&](std::uint64_t tag) {
+            return Join({Little(tag, 2), Little(4, 2), Little(1, 4), Little(300 + noise.Below(9000), 4)});
+        };
+        const Bytes picture = noise.Below(3) == 0 ? Bytes()
+                              : isRaw             ? Join({entry(513), entry(514)})
+                                                  : Join({entry(273), entry(279)});
+        const std::uint64_t entries = 1 + picture.size() / 12;
+        return Join({BytesOf(isRaw ? "IIRO" : std::string("II*\0", 4)), Little(8, 4), Little(entries, 2), entry(256),
+                     picture, Little(0, 4), BytesOf("OLYMPUS")});
+    };
+    const auto film = [&] {
+        const std::uint64_t chunk = 300 + noise.Below(9000);
+        return Join({BytesOf(std::string(".RMF\0\0\0\x12", 8)), Zeros(6), Big(2, 4), BytesOf("CONT"), Big(chunk, 4)});
+    };
+    const std::string pages[] = {"<!DOCTYPE html><html><body>", "<title><p><a></body>", "</html>", "text"};
+    Bytes bytes(size, ' ');
+    for (std::size_t at = 0; at + 512 <= size; at += 512) {
+        switch (noise.Below(6)) {
+            case 0:
+                Write(bytes, at, tiff());
+                break;
+            case 1:
+                Write(bytes, at, film());
+                break;
+            case 2:
+            case 3:
+                Write(bytes, at, BytesOf(pages[noise.Below(std::size(pages))]));
+                break;
+            default:
+                break;
+        }
+    }
+    return bytes;
+}
+
 }  // namespace test

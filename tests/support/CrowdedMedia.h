@@ -24,5 +24,7 @@ Bytes MarkupMedium(Noise& noise, std::size_t size);
 Bytes PictureMedium(Noise& noise, std::size_t size);
 /// Rows of boxes between starts of films, most of which lead into rows of others.
 Bytes BoxMedium(Noise& noise, std::size_t size);
+/// Files of types that remember something of the last one: its extent, or numbers that a later file may lack.
+Bytes RememberedFiles(Noise& noise, std::size_t size);
 
 }  // namespace test
