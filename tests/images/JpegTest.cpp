@@ -125,7 +125,8 @@ TEST(Jpeg, ABrokenMarkerChainEndsTheWalkWithoutAReport) {
 
 TEST(Jpeg, AnEndMarkOnTheLastTwoBytesOfAPieceIsNotSeen) {
     const std::string start = Head() + Segment(0xDA, 580);  // 600 bytes
-    for (const std::int64_t place : {0L, 1L, Piece - 3, Piece - 2, Piece - 1, Piece, Piece + 1, 3 * Piece - 2}) {
+    for (const std::int64_t place :
+         {std::int64_t{0}, std::int64_t{1}, Piece - 3, Piece - 2, Piece - 1, Piece, Piece + 1, 3 * Piece - 2}) {
         std::string file = start + std::string(4 * Piece, 'x');
         file.replace(600 + static_cast<std::size_t>(place), 2, EndMark);
         file.replace(600 + 3 * Piece + 70, 2, EndMark);
