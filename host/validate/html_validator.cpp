@@ -103,11 +103,18 @@ private:
     std::optional<std::int64_t> next_;
 };
 
-// Comments that follow the page.
+// Servers append comments and scripts to a page.
 std::int64_t BehindComments(MarkupReader& text, std::int64_t end) {
+    const auto takeOne = [&text] {
+        if (text.Stands(u"<!--")) {
+            return text.TakeRemark().value_or(false);
+        }
+        return text.StandsName(u"<script", true) &&
+               (text.TakeTag() == MarkupReader::Tag::Empty || TakeRawText(text, u"</script"));
+    };
     text.GoTo(end);
     text.SkipWhite();
-    while (text.Stands(u"<!--") && text.TakeRemark().value_or(false)) {
+    while (takeOne()) {
         end = text.At();
         text.SkipWhite();
     }

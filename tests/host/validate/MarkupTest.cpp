@@ -53,7 +53,7 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
     const std::string drawing = "<svg xmlns='x'><g><svg/><a t='>'>\xE4</a></g></svg>";
     const DocumentCase cases[] = {
         {"html", Page},
-        {"html", Page + "<!-- made by hand -->\n"},
+        {"html", Page + "<!-- made by hand -->\n<script>count(\"</body>\");</script>\n"},
         {"html", Wide("<html><body>\r\n</body></html>\r\n")},
         {"html", "<?xml version='1.0'?>\n<!DOCTYPE html>\n<html xmlns='x'><body/></html>\n", "html"},
         {"xml", "<?xml version=\"1.0\"?>\r\n<a><b>text</b><a>]]</a><![CDATA[</a>]]></a>\r\n<!-- end -->\r\n"},
