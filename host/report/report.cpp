@@ -130,6 +130,8 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
     if (result.unreadableBytes > 0) {
         flags.push_back("unreadable sectors");
     }
+    // Validating does not read all of a file, and a dying disk may have failed since.
+    const Finding finding = result.unreadableBytes > 0 ? WithUnreadableBytes(file.finding) : file.finding;
     Json record{{"record", "file"},
                 {"path", file.path},
                 {"type", FileTypeCatalog[file.finding.type].name},
@@ -139,8 +141,8 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
                 {"start_byte", file.StartSector() * sectorSize},
                 {"size", file.Size()},
                 {"reported_size", ReportedSize(file)},
-                {"verdict", VerdictName(file.finding.verdict)},
-                {"why", file.finding.why},
+                {"verdict", VerdictName(finding.verdict)},
+                {"why", finding.why},
                 {"sha256", result.sha256},
                 {"unreadable_bytes", result.unreadableBytes},
                 {"flags", flags}};

@@ -55,4 +55,7 @@ inline Finding Unbroken(Finding finding) {
     return finding;
 }
 
+/// The finding for a file that holds bytes which could not be read: such a file is neither whole nor open.
+Finding WithUnreadableBytes(Finding finding);
+
 }  // namespace salvor

@@ -25,7 +25,6 @@ constexpr std::int64_t AllowanceInsideText = std::int64_t{256} << 10;
 constexpr int Nobody = Judgement::Nobody;
 
 constexpr const char* OutsideWhy = "it starts outside the medium";
-constexpr const char* UnreadableWhy = "sectors inside it cannot be read";
 
 // Their scanners take the header's word, or decode any bytes: another whole file inside says that they are wrong.
 bool IsCredulous(std::int32_t type) {
@@ -143,8 +142,7 @@ private:
             return;
         }
         if (HoldsUnreadable(spot.sector, finding.size)) {
-            finding.verdict = Verdict::Damaged;
-            finding.why = UnreadableWhy;
+            finding = WithUnreadableBytes(std::move(finding));
         } else if (spot.isCrossed && finding.verdict == Verdict::Whole) {
             finding.verdict = Verdict::Damaged;
             finding.why = IsCredulous(finding.type) ? "another whole file begins inside it"

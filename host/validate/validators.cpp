@@ -124,6 +124,14 @@ std::span<const Validator* const> Validators() {
     return validators;
 }
 
+Finding WithUnreadableBytes(Finding finding) {
+    if (finding.verdict == Verdict::Whole || finding.verdict == Verdict::Open) {
+        finding.verdict = Verdict::Damaged;
+        finding.why = "sectors inside it cannot be read";
+    }
+    return finding;
+}
+
 const char* VerdictName(Verdict verdict) {
     switch (verdict) {
         case Verdict::Whole:

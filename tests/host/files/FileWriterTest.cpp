@@ -1,5 +1,6 @@
 #include "host/files/file_writer.h"
 
+#include <FileTypeCatalog.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 
 #include "host/files/sha256.h"
 #include "host/files/write_files.h"
+#include "host/report/report.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {
@@ -119,6 +121,11 @@ TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
     EXPECT_EQ(result.sha256, HashOf(expected));
     EXPECT_EQ(test::ReadFile(folder / "png/f8.png"), expected);
     EXPECT_EQ(writer.Write(FileAt(11, 2000)).unreadableBytes, 0);
+    PlannedFile whole = FileAt(8, 2000);
+    whole.finding.verdict = Verdict::Whole;
+    whole.finding.type = FileTypeIndex::Png;
+    whole.types = {FileTypeIndex::Png};
+    EXPECT_EQ(FileRecord(whole, result, 512)["verdict"], "damaged");
     const WriteResult lost = writer.Write(FileAt(10, 100));
     EXPECT_EQ(lost.outcome, WriteOutcome::Failed);
     EXPECT_NE(lost.error.find("none of its bytes"), std::string::npos) << lost.error;
