@@ -40,7 +40,8 @@ ByteSpan Place::LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t l
         const std::int64_t end =
             std::min(std::max(offset + static_cast<std::int64_t>(length), first * sectorSize + leastRead_), Limit());
         const std::int64_t count = (end - 1) / sectorSize + 1 - first;
-        if (!allowance_.Take(count * sectorSize)) {
+        allowance_.Take(count * sectorSize);
+        if (allowance_.IsUsedUp()) {
             return {};
         }
         leastRead_ = std::min(2 * leastRead_, LargestLeastRead);

@@ -4,10 +4,22 @@
 #include <vector>
 
 #include "frame/bytes/ByteWindow.h"
-#include "host/medium/candidate_reader.h"
 #include "host/medium/medium.h"
 
 namespace salvor {
+
+/// How many bytes may still be read; shared by all places of a run.
+class ReadAllowance {
+public:
+    explicit ReadAllowance(std::int64_t bytes) : left_(bytes) {}
+    /// Takes `bytes` off. If fewer are left, the allowance is used up for good.
+    void Take(std::int64_t bytes) { left_ = bytes <= left_ ? left_ - bytes : -1; }
+    bool IsUsedUp() const { return left_ < 0; }
+    std::int64_t Left() const { return left_ < 0 ? 0 : left_; }
+
+private:
+    std::int64_t left_;
+};
 
 /// What is known of the sectors around a place. Both lists are ascending and count from the medium's start.
 struct Neighbours {
