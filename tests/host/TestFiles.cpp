@@ -36,6 +36,8 @@ void WriteFile(const fs::path& path, const Bytes& bytes) { WriteFile(path, std::
 
 void WriteFile(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
+Bytes Fixture(const std::string& name) { return ReadFile(fs::path(SALVOR_SAMPLES_DIR "/fixtures") / name); }
+
 std::vector<nlohmann::json> ReadLines(const fs::path& path) {
     std::ifstream file(path);
     EXPECT_TRUE(file) << path;

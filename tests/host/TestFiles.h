@@ -30,6 +30,9 @@ Bytes ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, const Bytes& bytes);
 void WriteFile(const std::filesystem::path& path, const std::string& text);
 
+/// One of the files in samples/fixtures.
+Bytes Fixture(const std::string& name);
+
 /// The JSON values of a file's lines; fails the test for a line that is none.
 std::vector<nlohmann::json> ReadLines(const std::filesystem::path& path);
 

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <string>
-#include <string_view>
-
 #include "host/validate/crc32.h"
 #include "tests/host/validate/TestPlace.h"
 #include "tests/support/Numbers.h"

@@ -6,99 +6,74 @@
 
 #include "frame/bytes/Bytes.h"
 #include "tests/host/validate/TestPlace.h"
+#include "tests/support/BoxBytes.h"
 
 namespace salvor {
 
 namespace {
 
 using namespace test;
+using ::test::Join;
+using ::test::PutNumber;
 
-Bytes Sample(const std::string& name) { return ReadFile(std::string(SALVOR_SAMPLES_DIR "/fixtures/") + name); }
-
-Bytes Joined(std::initializer_list<Bytes> parts) {
-    Bytes joined;
-    for (const Bytes& part : parts) {
-        joined.insert(joined.end(), part.begin(), part.end());
-    }
-    return joined;
-}
-
-Bytes BoxOf(const std::string& type, const Bytes& content) {
-    Bytes box{0, 0, 0, 0};
-    const std::size_t size = content.size() + 8;
-    for (std::size_t i = 0; i < 4; ++i) {
-        box[i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
-    }
-    box.insert(box.end(), type.begin(), type.end());
-    box.insert(box.end(), content.begin(), content.end());
-    return box;
+Bytes BoxOf(const char* type, const Bytes& content) {
+    return Join({::test::box::Header(static_cast<std::uint32_t>(content.size() + 8), type), content});
 }
 
 std::size_t PlaceOf(const Bytes& file, const std::string& text) {
     return static_cast<std::size_t>(std::search(file.begin(), file.end(), text.begin(), text.end()) - file.begin());
 }
 
-void ExpectWhole(const std::string& validator, const Bytes& file, const std::string& what) {
-    for (const Bytes& behind : {Bytes(70000, 0), Pattern(70000), Sample("film.avi")}) {
-        const Finding finding = FindingOf(validator, file, behind);
-        EXPECT_EQ(finding.verdict, Verdict::Whole) << what << ": " << finding.why;
-        EXPECT_EQ(finding.size, static_cast<std::int64_t>(file.size())) << what;
-    }
-}
-
 TEST(BoxValidator, FindsTheEndOfEveryLayout) {
-    const Bytes film = Sample("film.mov");
+    const Bytes film = Fixture("film.mov");
     const std::size_t data = PlaceOf(film, "wide") - 4;
     for (const char* name : {"plain.mp4", "faststart.mp4", "fragmented.mp4", "phone.3gp", "film.m4v", "still.cr3"}) {
-        ExpectWhole("boxes", Sample(name), name);
+        ExpectWhole("boxes", Fixture(name), name);
     }
     ExpectWhole("boxes", film, "movie");
     ExpectWhole("boxes", Bytes(film.begin() + static_cast<std::ptrdiff_t>(data), film.end()), "without a file type");
-    ExpectWhole("boxes", Joined({film, BoxOf("free", Bytes(33))}), "free space behind");
-    ExpectWhole("boxes", Joined({film, BoxOf("Zq7x", Bytes(9, 1)), BoxOf("skip", {})}), "a maker's box");
+    ExpectWhole("boxes", Join({film, BoxOf("free", Bytes(33))}), "free space behind");
+    ExpectWhole("boxes", Join({film, BoxOf("Zq7x", Bytes(9, 1)), BoxOf("skip", {})}), "a maker's box");
 
     // The media data's size is left open and told by the tables in front of them.
-    Bytes open = Sample("faststart.mp4");
+    Bytes open = Fixture("faststart.mp4");
     const std::size_t size = PlaceOf(open, "mdat") - 4;
     std::fill_n(open.begin() + static_cast<std::ptrdiff_t>(size), 4, std::uint8_t{0});
     ExpectWhole("boxes", open, "media data without a size");
 }
 
 TEST(BoxValidator, TellsBrokenFilesAndPieces) {
-    const Bytes film = Sample("plain.mp4");
+    const Bytes film = Fixture("plain.mp4");
     const std::size_t movie = PlaceOf(film, "moov") - 4;
     const Bytes cut(film.begin(), film.begin() + static_cast<std::ptrdiff_t>(movie));
     EXPECT_EQ(FindingOf("boxes", cut, Pattern(70000)).verdict, Verdict::Damaged);
     EXPECT_EQ(FindingOf("boxes", Bytes(cut.begin(), cut.end() - 5)).verdict, Verdict::Truncated);
 
     // The tables of a movie whose data were taken out point behind its end, which stays.
-    const Bytes stripped = Joined({Bytes(film.begin(), film.begin() + 32), BoxOf("mdat", Bytes(10)),
-                                   Bytes(film.begin() + static_cast<std::ptrdiff_t>(movie), film.end())});
+    const Bytes stripped = Join({Bytes(film.begin(), film.begin() + 32), BoxOf("mdat", Bytes(10)),
+                                 Bytes(film.begin() + static_cast<std::ptrdiff_t>(movie), film.end())});
     const Finding finding = FindingOf("boxes", stripped, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Truncated);
-    EXPECT_EQ(finding.size, static_cast<std::int64_t>(stripped.size()));
+    EXPECT_EQ(finding.size, std::ssize(stripped));
 
-    const Bytes piece = Joined({BoxOf("mdat", Bytes(900)), BoxOf("moof", Bytes(100)), BoxOf("mdat", Bytes(900))});
+    const Bytes piece = Join({BoxOf("mdat", Bytes(900)), BoxOf("moof", Bytes(100)), BoxOf("mdat", Bytes(900))});
     EXPECT_EQ(FindingOf("boxes", piece, Pattern(70000)).verdict, Verdict::NoFile);
 }
 
 TEST(BoxValidator, EndsForBoxesThatNestWithoutEnd) {
     Bytes nest;
     for (int depth = 0; depth < 20000; ++depth) {
-        nest.insert(nest.begin(), {0, 0, 0, 0, 'm', 'd', 'i', 'a'});
+        nest.insert(nest.end(), {0, 0, 0, 0, 'm', 'd', 'i', 'a'});
     }
     for (std::size_t at = 0; at < nest.size(); at += 8) {
-        const std::size_t size = nest.size() - at;
-        nest[at + 1] = static_cast<std::uint8_t>(size >> 16U);
-        nest[at + 2] = static_cast<std::uint8_t>(size >> 8U);
-        nest[at + 3] = static_cast<std::uint8_t>(size);
+        PutNumber(nest, at, nest.size() - at, 4, true);
     }
-    const Bytes file = Joined({BoxOf("ftyp", {'i', 's', 'o', 'm', 0, 0, 0, 0}), BoxOf("moov", BoxOf("trak", nest))});
+    const Bytes file = Join({BoxOf("ftyp", {'i', 's', 'o', 'm', 0, 0, 0, 0}), BoxOf("moov", BoxOf("trak", nest))});
     EXPECT_EQ(FindingOf("boxes", file, Pattern(70000)).verdict, Verdict::Damaged);
 }
 
 TEST(BoxValidator, NamesByBrand) {
-    const Bytes film = Sample("plain.mp4");
+    const Bytes film = Fixture("plain.mp4");
     const auto named = [&film](const std::string& brand) {
         Bytes renamed = film;
         std::copy(brand.begin(), brand.end(), renamed.begin() + 8);
@@ -144,16 +119,16 @@ TEST(MpegAudioValidator, StepsOverFramesOfAllKindsAndTheirTags) {
     };
     Bytes end(128, 0);
     std::ranges::copy(std::string("TAGtitle"), end.begin());
-    const Bytes padded = Joined({{'I', 'D', '3', 3, 0, 0, 0, 0, 1, 4}, Bytes(132)});
+    const Bytes padded = Join({{'I', 'D', '3', 3, 0, 0, 0, 0, 1, 4}, Bytes(132)});
     for (const Stream& stream : streams) {
         const Bytes sound = Repeated(stream.frame, 40);
         const Finding open = FindingOf("mpegaudio", sound, Pattern(70000));
         EXPECT_EQ(open.verdict, Verdict::Open) << stream.what;
-        EXPECT_EQ(open.size, static_cast<std::int64_t>(sound.size())) << stream.what;
+        EXPECT_EQ(open.size, std::ssize(sound)) << stream.what;
         EXPECT_EQ(open.extension, stream.extension) << stream.what;
-        ExpectWhole("mpegaudio", Joined({padded, sound, end}), stream.what);
+        ExpectWhole("mpegaudio", Join({padded, sound, end}), stream.what);
     }
-    ExpectWhole("mpegaudio", Sample("plain.mp3"), "plain.mp3");
+    ExpectWhole("mpegaudio", Fixture("plain.mp3"), "plain.mp3");
 }
 
 TEST(MpegAudioValidator, TellsPiecesAndHoles) {
@@ -174,19 +149,19 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
     std::ranges::copy(Pattern(4096), sound.begin() + 4096);
     const Finding finding = FindingOf("mpegaudio", sound, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Damaged);
-    EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size()));
+    EXPECT_EQ(finding.size, std::ssize(sound));
 }
 
 TEST(BoxValidator, LooksAtSamples) {
     // The data at the end of a film are not its own.
-    Bytes film = Sample("faststart.mp4");
+    Bytes film = Fixture("faststart.mp4");
     std::ranges::copy(Pattern(400), film.end() - 400);
     const Finding finding = FindingOf("boxes", film, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Damaged);
-    EXPECT_LE(finding.size, static_cast<std::int64_t>(film.size()));
+    EXPECT_LE(finding.size, std::ssize(film));
 
     // A fragment has less data than its samples need, by the medium's end and by its own box.
-    Bytes torn = Sample("fragmented.mp4");
+    Bytes torn = Fixture("fragmented.mp4");
     const std::size_t data = PlaceOf(torn, "mdat") + 4;
     torn.resize(data + 40);
     EXPECT_EQ(FindingOf("boxes", torn).verdict, Verdict::Truncated);
@@ -199,22 +174,22 @@ TEST(BoxValidator, LooksAtSamples) {
 TEST(StreamPacketValidators, FollowPacketsToTheLast) {
     for (const auto& [validator, name] :
          {std::pair{"transport", "stream.ts"}, {"transport", "stream.m2ts"}, {"program", "stream.vob"}}) {
-        const Bytes sound = Sample(name);
+        const Bytes sound = Fixture(name);
         for (const Bytes& behind : {Bytes(70000, 0), Pattern(70000)}) {
             const Finding finding = FindingOf(validator, sound, behind);
             EXPECT_EQ(finding.verdict, Verdict::Open) << name << ": " << finding.why;
-            EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size())) << name;
+            EXPECT_EQ(finding.size, std::ssize(sound)) << name;
         }
         Bytes holed = sound;
         std::ranges::copy(Pattern(1024), holed.begin() + 8192);
         const Finding finding = FindingOf(validator, holed, Pattern(70000));
         EXPECT_EQ(finding.verdict, Verdict::Damaged) << name;
-        EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size())) << name;
+        EXPECT_EQ(finding.size, std::ssize(sound)) << name;
     }
-    ExpectWhole("program", Joined({Sample("stream.vob"), {0, 0, 1, 0xB9}}), "end code");
+    ExpectWhole("program", Join({Fixture("stream.vob"), {0, 0, 1, 0xB9}}), "end code");
     // Without the list of programs, or with a wrong checksum in it, it is the rest of a stream.
     for (const std::size_t changed : {2U, 9U}) {
-        Bytes piece = Sample("stream.ts");
+        Bytes piece = Fixture("stream.ts");
         for (std::size_t packet = 0; packet < piece.size(); packet += 188) {
             if ((piece[packet + 1] & 0x1F) == 0 && piece[packet + 2] == 0) {
                 piece[packet + changed] ^= 1U;
@@ -233,7 +208,7 @@ TEST(VegasValidator, TilesTheOutermostChunk) {
         return bytes;
     };
     Bytes file =
-        Joined({chunk("riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1", 40), chunk("abcd", 64), chunk("efgh", 40)});
+        Join({chunk("riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1", 40), chunk("abcd", 64), chunk("efgh", 40)});
     file[14] = file[15] = 0;
     file[16] = static_cast<std::uint8_t>(file.size());
     ExpectWhole("vegas", file, "project");

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "host/validate/text_starts.h"
 #include "tests/host/validate/TestPlace.h"
+#include "tests/support/Medium.h"
 
 namespace salvor {
 
@@ -11,8 +11,7 @@ namespace {
 
 using namespace std::string_literals;
 using test::Bytes;
-
-Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+using ::test::BytesOf;
 
 // What may lie behind a file: zeros, binary data, another text, and strings of a program.
 std::vector<Bytes> Slacks() {
@@ -78,7 +77,7 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
         for (const Bytes& slack : Slacks()) {
             const Finding finding = test::FindingOf(document.validator, BytesOf(document.file), slack);
             EXPECT_EQ(finding.verdict, Verdict::Whole) << finding.why;
-            EXPECT_EQ(finding.size, static_cast<std::int64_t>(document.file.size()));
+            EXPECT_EQ(finding.size, std::ssize(document.file));
             EXPECT_EQ(finding.extension, document.extension);
             EXPECT_EQ(test::FindingOf("text", BytesOf(document.file), slack).verdict, Verdict::NoFile);
         }
@@ -87,7 +86,7 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
     const std::string letter = "To: d\nDate: Mon\n\nOne line\nand another\n";
     const Finding plain = test::FindingOf("mail", BytesOf(letter), Slacks()[1]);
     EXPECT_EQ(plain.verdict, Verdict::Open);
-    EXPECT_EQ(plain.size, static_cast<std::int64_t>(letter.size()));
+    EXPECT_EQ(plain.size, std::ssize(letter));
 }
 
 TEST(Documents, PostScriptEndsAtItsOwnLastComment) {
@@ -98,7 +97,7 @@ TEST(Documents, PostScriptEndsAtItsOwnLastComment) {
     for (const Bytes& slack : Slacks()) {
         const Finding finding = test::FindingOf("postscript", BytesOf(whole), slack);
         EXPECT_EQ(finding.verdict, Verdict::Whole);
-        EXPECT_EQ(finding.size, static_cast<std::int64_t>(whole.size()));
+        EXPECT_EQ(finding.size, std::ssize(whole));
         EXPECT_EQ(finding.extension, "eps");
     }
     // Without one it does not take that of a file behind other data.
@@ -120,8 +119,7 @@ TEST(Documents, AreNotWholeWhenTheyBreak) {
           DocumentCase{"mail", "To: d\nDate: M\nContent-Type: multipart/x; boundary=b\n\n--b\n\n"}}) {
         SCOPED_TRACE(document.file);
         EXPECT_EQ(test::FindingOf(document.validator, BytesOf(document.file), binary).verdict, Verdict::Damaged);
-        EXPECT_LE(test::FindingOf(document.validator, BytesOf(document.file)).size,
-                  static_cast<std::int64_t>(document.file.size()));
+        EXPECT_LE(test::FindingOf(document.validator, BytesOf(document.file)).size, std::ssize(document.file));
     }
     EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</a>\n")).verdict, Verdict::Whole);
     EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</b></a>\n")).verdict, Verdict::Damaged);

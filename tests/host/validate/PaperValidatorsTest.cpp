@@ -18,7 +18,7 @@ TEST(PaperValidators, WordPerfect5KeepsItsLastSectorInFrontOfForeignBytes) {
     for (int i = 0; i < 20; ++i) {
         file.insert(file.end(), line.begin(), line.end());
     }
-    const auto size = static_cast<std::int64_t>(file.size());
+    const auto size = std::ssize(file);
     EXPECT_EQ(FindingOf("wordperfect", file, Bytes(4096)).size, size);
     std::mt19937 random(3);
     Bytes noise(4096);

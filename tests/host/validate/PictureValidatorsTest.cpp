@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "tests/host/validate/TestPlace.h"
 #include "tests/support/Numbers.h"
 
@@ -12,85 +9,55 @@ namespace {
 
 using namespace test;
 
-Bytes Sample(const std::string& name) {
-    std::ifstream file(SALVOR_SAMPLES_DIR "/fixtures/" + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-struct Change {
-    const char* validator;
-    const char* sample;
-    // Bytes from `at` on are replaced, `count` of them, or cut off where it is 0.
-    double at;
-    std::size_t count;
-    Verdict verdict;
-};
-
-// Bytes of no format stand behind every file.
 TEST(PictureValidators, TellWholeFilesFromBrokenOnes) {
-    const Change changes[] = {
-        {"png", "rgb8.png", 1, 0, Verdict::Whole},
-        {"png", "rgb8.png", 0.6, 1, Verdict::Damaged},
-        {"png", "rgb8.png", 0.6, 0, Verdict::Damaged},
-        {"gif", "animated.gif", 1, 0, Verdict::Whole},
-        {"gif", "animated.gif", 0.9, 0, Verdict::Damaged},
-        {"gif", "still87.gif", 0.3, 300, Verdict::Damaged},
-        {"tiff", "lzw.tif", 1, 0, Verdict::Whole},
-        {"tiff", "lzw.tif", 0.5, 100, Verdict::Damaged},
-        {"xcf", "deep.xcf", 1, 0, Verdict::Whole},
-        {"psd", "packed.psd", 1, 0, Verdict::Whole},
-        {"pcx", "planes4.pcx", 1, 0, Verdict::Whole},
-        {"bmp", "rle8.bmp", 1, 0, Verdict::Whole},
-        {"ico", "with-png.ico", 1, 0, Verdict::Whole},
-        {"emf", "drawing.emf", 1, 0, Verdict::Whole},
-        {"emf", "drawing.emf", 0.8, 0, Verdict::Damaged},
-        {"tiff", "pages.tif", 1, 0, Verdict::Whole},
-        {"tiff", "deflate.tif", 1, 0, Verdict::Whole},
-        {"tiff", "deflate.tif", 0.5, 100, Verdict::Damaged},
-        {"jpeg", "jfif-baseline.jpg", 1, 0, Verdict::Whole},
-        {"jpeg", "jfif-progressive.jpg", 1, 0, Verdict::Whole},
-        {"jpeg", "jfif-restart.jpg", 1, 0, Verdict::Whole},
-        {"jpeg", "jfif-baseline.jpg", 0.6, 100, Verdict::Damaged},
-        {"jpeg", "jfif-progressive.jpg", 0.5, 2000, Verdict::Damaged},
-        {"jpeg", "jfif-restart.jpg", 0.6, 100, Verdict::Damaged},
-        {"jpeg", "jfif-baseline.jpg", 0.8, 0, Verdict::Damaged},
+    const ChangedFixture changes[] = {
+        {"sound", "png", "rgb8.png", 1, 0, Verdict::Whole},
+        {"a byte of the data", "png", "rgb8.png", 0.6, 1, Verdict::Damaged},
+        {"cut", "png", "rgb8.png", 0.6, 0, Verdict::Damaged},
+        {"sound", "gif", "animated.gif", 1, 0, Verdict::Whole},
+        {"cut", "gif", "animated.gif", 0.9, 0, Verdict::Damaged},
+        {"codes overwritten", "gif", "still87.gif", 0.3, 300, Verdict::Damaged},
+        {"sound", "tiff", "lzw.tif", 1, 0, Verdict::Whole},
+        {"codes overwritten", "tiff", "lzw.tif", 0.5, 100, Verdict::Damaged},
+        {"sound", "xcf", "deep.xcf", 1, 0, Verdict::Whole},
+        {"sound", "psd", "packed.psd", 1, 0, Verdict::Whole},
+        {"sound", "pcx", "planes4.pcx", 1, 0, Verdict::Whole},
+        {"sound", "bmp", "rle8.bmp", 1, 0, Verdict::Whole},
+        {"sound", "ico", "with-png.ico", 1, 0, Verdict::Whole},
+        {"sound", "emf", "drawing.emf", 1, 0, Verdict::Whole},
+        {"cut", "emf", "drawing.emf", 0.8, 0, Verdict::Damaged},
+        {"sound", "tiff", "pages.tif", 1, 0, Verdict::Whole},
+        {"sound", "tiff", "deflate.tif", 1, 0, Verdict::Whole},
+        {"data overwritten", "tiff", "deflate.tif", 0.5, 100, Verdict::Damaged},
+        {"sound", "jpeg", "jfif-baseline.jpg", 1, 0, Verdict::Whole},
+        {"sound", "jpeg", "jfif-progressive.jpg", 1, 0, Verdict::Whole},
+        {"sound", "jpeg", "jfif-restart.jpg", 1, 0, Verdict::Whole},
+        {"codes overwritten", "jpeg", "jfif-baseline.jpg", 0.6, 100, Verdict::Damaged},
+        {"scans overwritten", "jpeg", "jfif-progressive.jpg", 0.5, 2000, Verdict::Damaged},
+        {"codes overwritten", "jpeg", "jfif-restart.jpg", 0.6, 100, Verdict::Damaged},
+        {"cut", "jpeg", "jfif-baseline.jpg", 0.8, 0, Verdict::Damaged},
     };
-    for (const Change& change : changes) {
-        const Bytes sound = Sample(change.sample);
-        ASSERT_FALSE(sound.empty()) << change.sample;
-        Bytes file = sound;
-        const auto at = static_cast<std::size_t>(change.at * static_cast<double>(file.size()));
-        for (std::size_t i = at; i < std::min(at + change.count, file.size()); ++i) {
-            // Printable, so that no marker tells.
-            file[i] = static_cast<std::uint8_t>('0' + i * 7 % 64);
-        }
-        file.resize(change.count == 0 ? at : file.size());
-        const Finding finding = FindingOf(change.validator, file, Pattern(70000));
-        EXPECT_EQ(finding.verdict, change.verdict) << change.sample << ": " << finding.why;
-        if (finding.verdict == Verdict::Whole) {
-            EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size())) << change.sample;
-        }
-    }
+    ExpectVerdicts(changes);
 }
 
 // Coded data that run into zeros or into another file are cut there, to the byte.
 TEST(PictureValidators, JpegIsTruncatedWhereItsDataStop) {
-    Bytes file = Sample("jfif-baseline.jpg");
+    Bytes file = Fixture("jfif-baseline.jpg");
     file.resize(file.size() * 3 / 4 / 512 * 512);
     const Finding inZeros = FindingOf("jpeg", file, Bytes(8192));
     EXPECT_EQ(inZeros.verdict, Verdict::Truncated);
-    EXPECT_LE(inZeros.size, static_cast<std::int64_t>(file.size()));
-    EXPECT_GE(inZeros.size, static_cast<std::int64_t>(file.size()) - 4);
-    const auto end = static_cast<std::int64_t>(file.size());
+    EXPECT_LE(inZeros.size, std::ssize(file));
+    EXPECT_GE(inZeros.size, std::ssize(file) - 4);
+    const auto end = std::ssize(file);
     const Neighbours neighbours{{3 + end / 512}, {}};
-    const Finding inAnother = FindingOf("jpeg", file, Sample("rgb8.png"), neighbours);
+    const Finding inAnother = FindingOf("jpeg", file, Fixture("rgb8.png"), neighbours);
     EXPECT_EQ(inAnother.verdict, Verdict::Truncated);
     EXPECT_EQ(inAnother.size, end);
 }
 
 // What phones append: a film that the metadata tell of, another picture in the middle of a sector.
 TEST(PictureValidators, JpegTakesWhatIsAppended) {
-    const Bytes picture = Sample("jfif-grey.jpg");
+    const Bytes picture = Fixture("jfif-grey.jpg");
     const std::string packet = "http://ns.adobe.com/xap/1.0/" + std::string(1, '\0') +
                                R"(<rdf:Description GCamera:MicroVideo="1" GCamera:MicroVideoOffset="100"/>)";
     Bytes file(picture.begin(), picture.begin() + 2);
@@ -103,12 +70,12 @@ TEST(PictureValidators, JpegTakesWhatIsAppended) {
         16);
     file.insert(file.end(), box.begin(), box.end());
     file.resize(file.size() + 84, 0x55);
-    EXPECT_EQ(FindingOf("jpeg", file, Pattern(4096)).size, static_cast<std::int64_t>(file.size()));
+    EXPECT_EQ(FindingOf("jpeg", file, Pattern(4096)).size, std::ssize(file));
 
     Bytes two = picture;
     two.insert(two.end(), picture.begin(), picture.end());
     ASSERT_NE(picture.size() % 512, 0U);
-    EXPECT_EQ(FindingOf("jpeg", two, Pattern(4096)).size, static_cast<std::int64_t>(two.size()));
+    EXPECT_EQ(FindingOf("jpeg", two, Pattern(4096)).size, std::ssize(two));
 }
 
 Bytes WithNumbers(std::string_view text, std::initializer_list<std::pair<std::size_t, std::uint32_t>> numbers,
@@ -116,9 +83,7 @@ Bytes WithNumbers(std::string_view text, std::initializer_list<std::pair<std::si
     Bytes bytes(text.begin(), text.end());
     bytes.resize(size);
     for (const auto& [offset, number] : numbers) {
-        for (std::size_t i = 0; i < 4; ++i) {
-            bytes[offset + i] = static_cast<std::uint8_t>(number >> (24 - 8 * i));
-        }
+        ::test::PutNumber(bytes, offset, number, 4, true);
     }
     return bytes;
 }

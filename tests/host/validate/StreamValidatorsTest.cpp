@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "tests/host/validate/TestPlace.h"
 
 namespace salvor {
@@ -11,24 +8,8 @@ namespace {
 
 using namespace test;
 
-Bytes Sample(const std::string& name) {
-    std::ifstream file(SALVOR_SAMPLES_DIR "/fixtures/" + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-struct Change {
-    const char* what;
-    const char* validator;
-    const char* sample;
-    // Bytes from `at` on are inverted, `count` of them, or cut off where it is 0.
-    double at;
-    std::size_t count;
-    Verdict verdict;
-};
-
-// Random bytes stand behind every file.
 TEST(StreamValidators, TellWholeFilesFromBrokenOnes) {
-    const Change changes[] = {
+    const ChangedFixture changes[] = {
         {"sound", "ogg", "opus.ogg", 1, 0, Verdict::Whole},
         {"one wrong page", "ogg", "opus.ogg", 0.5, 1, Verdict::Damaged},
         {"two wrong pages", "ogg", "opus.ogg", 0.3, 9000, Verdict::Damaged},
@@ -51,23 +32,7 @@ TEST(StreamValidators, TellWholeFilesFromBrokenOnes) {
         {"sound", "flv", "video.flv", 1, 0, Verdict::Whole},
         {"cut in a tag", "flv", "video.flv", 0.5, 0, Verdict::Damaged},
     };
-    for (const Change& change : changes) {
-        const Bytes sound = Sample(change.sample);
-        ASSERT_FALSE(sound.empty()) << change.sample;
-        Bytes file = sound;
-        const auto at = static_cast<std::size_t>(change.at * static_cast<double>(file.size()));
-        for (std::size_t i = at; i < std::min(at + change.count, file.size()); ++i) {
-            file[i] = static_cast<std::uint8_t>(~file[i]);
-        }
-        file.resize(change.count == 0 ? at : file.size());
-        const Finding finding = FindingOf(change.validator, file, Pattern(70000));
-        EXPECT_EQ(finding.verdict, change.verdict) << change.sample << ": " << change.what << ": " << finding.why;
-        if (finding.verdict == Verdict::Whole) {
-            EXPECT_EQ(finding.size, static_cast<std::int64_t>(sound.size())) << change.sample;
-        } else {
-            EXPECT_LE(finding.size, static_cast<std::int64_t>(sound.size())) << change.sample;
-        }
-    }
+    ExpectVerdicts(changes);
 }
 
 TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
@@ -92,7 +57,7 @@ TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
 }
 
 TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
-    const Bytes film = Sample("video.flv");
+    const Bytes film = Fixture("video.flv");
     const Bytes half(film.begin(), film.begin() + 8 * 512);
     const Finding atNext = FindingOf("flv", half, Pattern(70000), {.starts = {3, 3 + 8}, .wholes = {}});
     EXPECT_EQ(atNext.verdict, Verdict::Truncated);

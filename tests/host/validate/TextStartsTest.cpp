@@ -32,19 +32,19 @@ TEST(TextStarts, AreSeenByTheBytesOnBothSides) {
     const std::string prose = Padded("The first line\nof a text", 'e');
     const std::string letter = Padded("Subject: Tea\r\nDate: Mon\r\n\r\nAt five", '\0');
     const std::string inLine = std::string(63, 'e') + "f";
-    const std::string behindLine = std::string(63, 'e') + "\n";
+    const std::string afterLine = std::string(63, 'e') + "\n";
 
     EXPECT_TRUE(Begins("", prose));
     EXPECT_TRUE(Begins(zeros, prose));
     EXPECT_TRUE(Begins(std::string(63, 'e') + "\x80", prose));
     EXPECT_FALSE(Begins(inLine, prose));
-    EXPECT_FALSE(Begins(behindLine, prose));
+    EXPECT_FALSE(Begins(afterLine, prose));
     EXPECT_FALSE(Begins(zeros, Padded("Few letters in front of others", '\x01')));
     EXPECT_TRUE(Begins(zeros, Padded("Few letters in front of zeros", '\0')));
     EXPECT_FALSE(Begins(zeros, Padded("Few letters, zeros", '\0').substr(1) + "\x01"));
 
     EXPECT_TRUE(Begins(inLine, Padded("<!doctype html>", ' ')));
-    EXPECT_FALSE(Begins(behindLine, Padded("<!doctype html>", ' ')));
+    EXPECT_FALSE(Begins(afterLine, Padded("<!doctype html>", ' ')));
     EXPECT_TRUE(Begins(inLine, letter));
     EXPECT_FALSE(Begins(inLine + "\n> ", letter));
 }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tests/host/validate/TestPlace.h"
+#include "tests/support/Medium.h"
 
 namespace salvor {
 
@@ -10,8 +11,7 @@ namespace {
 
 using namespace std::string_literals;
 using test::Bytes;
-
-Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+using ::test::BytesOf;
 
 // Bytes that are printable, control characters and letters of code pages in turn, as in any binary data.
 Bytes Binary(const std::string& first = "") {
@@ -57,7 +57,7 @@ TEST(Text, EndsWhereBytesAreNoTextInEveryAlphabet) {
         SCOPED_TRACE(text.substr(0, 20));
         const Finding finding = TextFinding(text, Bytes(5000));
         EXPECT_EQ(finding.verdict, Verdict::Open);
-        EXPECT_EQ(finding.size, static_cast<std::int64_t>(text.size()));
+        EXPECT_EQ(finding.size, std::ssize(text));
         EXPECT_EQ(TextFinding(text, {}).size, finding.size);
         if (text.size() > 16) {
             EXPECT_EQ(TextFinding(text, Binary("x$\x80")).size, finding.size);

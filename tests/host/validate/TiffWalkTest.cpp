@@ -16,25 +16,19 @@ constexpr std::uint16_t Short = TiffType::Short;
 constexpr std::uint16_t Long = TiffType::Long;
 constexpr std::uint16_t Undefined = 7;
 
-// Of a file that begins in sector 3 of a medium, `behind` bytes in front of its end.
+// Of a file that `behind` bytes follow.
 std::optional<std::int64_t> EndOf(const Bytes& file, std::size_t behind = 0) {
-    Bytes image = Pattern(3 * 512);
-    image.insert(image.end(), file.begin(), file.end());
-    const Bytes rest = Pattern(behind, 2);
-    image.insert(image.end(), rest.begin(), rest.end());
-    Medium medium(std::make_unique<FakeDevice>(image), 512);
-    ReadAllowance allowance(std::int64_t{64} << 20);
-    const Neighbours neighbours;
-    Place place(medium, 3, neighbours, allowance);
-    const std::optional<TiffFile> tiff = WalkTiff(place);
-    if (!tiff) {
-        return std::nullopt;
-    }
-    std::int64_t end = 0;
-    for (const TiffFile::Extent& extent : tiff->extents) {
-        end = extent.start < place.Limit() ? std::max(end, extent.End()) : end;
-    }
-    return end;
+    return LookAt(file, Pattern(behind, 2), {}, [](Place& place) -> std::optional<std::int64_t> {
+        const std::optional<TiffFile> tiff = WalkTiff(place);
+        if (!tiff) {
+            return std::nullopt;
+        }
+        std::int64_t end = 0;
+        for (const TiffFile::Extent& extent : tiff->extents) {
+            end = extent.start < place.Limit() ? std::max(end, extent.End()) : end;
+        }
+        return end;
+    });
 }
 
 constexpr std::size_t Behind = 200000;
