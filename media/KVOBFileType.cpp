@@ -8,15 +8,12 @@
 
 namespace {
 
+using namespace ProgramStream;
+
 // Lengths are counted in 32 bits and compared with the cap as signed numbers, so no stream passes a cap of 2 GiB or
 // more. A stream is followed up to where another packet could make the count wrap around.
 constexpr std::int64_t LongestStream = 0xFFFE0000;
 constexpr std::int64_t LargestPassableCap = std::numeric_limits<std::int32_t>::max();
-
-// The byte behind a start code's 00 00 01: BA for a pack, higher values for system headers and packets.
-constexpr std::uint8_t PackStart = 0xBA;
-constexpr std::int64_t PackHeaderBytes = 14;
-constexpr std::int64_t PacketHeaderBytes = 6;
 
 constexpr std::int64_t FewestPackets = 10;
 // Packs and packets in a first look.
@@ -27,26 +24,25 @@ struct Item {
     bool isPacket;
 };
 
-// The pack header or packet at the reader's position. System headers have the form of a packet and count as one.
+// The pack header or packet at the reader's position. System headers count as packets.
 template <class Reader>
 std::optional<Item> ReadItem(Reader& reader) {
-    std::array<std::uint8_t, 4> start{};
-    reader.Read(start.data(), start.size());
-    if (start[0] != 0 || start[1] != 0 || start[2] != 1 || start[3] < PackStart) {
+    std::array<std::uint8_t, Mpeg2PackBytes> header{};
+    const auto readUpTo = [&](std::size_t from, std::size_t to) {
+        reader.Read(header.data() + from, static_cast<std::uint32_t>(to - from));
+    };
+    readUpTo(0, StartCodeBytes);
+    if (!StartsWith(header, StartCodePrefix) || header[3] < PackCode) {
         return std::nullopt;
     }
-    if (start[3] == PackStart) {
-        std::array<std::uint8_t, PackHeaderBytes - 4> rest{};
-        reader.Read(rest.data(), rest.size());
-        // Packs of MPEG-2 begin with the bits 01. The length of the stuffing follows five one bits.
-        if (rest.front() >> 6U != 1 || rest.back() >> 3U != 0x1F) {
-            return std::nullopt;
-        }
-        return Item{PackHeaderBytes + (rest.back() & 7), false};
+    if (header[3] == PackCode) {
+        readUpTo(StartCodeBytes, Mpeg2PackBytes);
+        const std::optional<Pack> pack = ReadPack(header);
+        return pack && pack->isMpeg2 && pack->hasReservedBits ? std::optional(Item{pack->bytes, false}) : std::nullopt;
     }
-    std::array<std::uint8_t, 2> length{};
-    reader.Read(length.data(), length.size());
-    return Item{PacketHeaderBytes + LoadBig<std::uint16_t>(length, 0), true};
+    readUpTo(StartCodeBytes, PacketHeaderBytes);
+    const auto length = LoadBig<std::uint16_t>(header, StartCodeBytes);
+    return Item{static_cast<std::int64_t>(PacketHeaderBytes) + length, true};
 }
 
 // True if the block's bytes alone show that the stream ends after too few packets.

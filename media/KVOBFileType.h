@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "formats/ProgramStream.h"
 #include "frame/memory/LastFile.h"
 #include "frame/memory/Trail.h"
 #include "frame/scan/RememberingScanner.h"
@@ -19,7 +20,7 @@ struct PacketCount {
 class KVOBFileType final : public RememberingScanner<KVOBFileType, Trail<PacketCount>> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Vob];
-    static constexpr auto Signature = PatternOf("\x00\x00\x01\xBA");
+    static constexpr auto Signature = ProgramStream::PackSignature;
     static constexpr std::int64_t MinReportLength = 1024;
 
     std::optional<std::int64_t> Measure(const Candidate& candidate);

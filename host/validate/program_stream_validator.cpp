@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "formats/ProgramStream.h"
 #include "frame/bytes/BytePattern.h"
 #include "host/validate/broken.h"
 #include "host/validate/validator.h"
@@ -12,48 +13,20 @@ namespace salvor {
 
 namespace {
 
-// The last byte of a start code 00 00 01.
-constexpr std::uint8_t EndCode = 0xB9;
-constexpr std::uint8_t PackCode = 0xBA;
-constexpr std::uint8_t SystemCode = 0xBB;
+using namespace ProgramStream;
+
+// Packets' start codes.
 constexpr std::uint8_t NavigationCode = 0xBF;
 constexpr std::uint8_t FirstSoundCode = 0xC0;
 constexpr std::uint8_t LastPictureCode = 0xEF;
-constexpr std::size_t StartCodeBytes = 4;
-constexpr std::int64_t PacketHeaderBytes = 6;
 
 // Of the clock from pack to pack.
 constexpr std::int64_t LongestJump = std::int64_t{30} * 90000;
 
-struct Pack {
-    std::int64_t bytes;
-    // In 1/90,000 s.
-    std::int64_t clock;
-    bool isMpeg2;
-};
-
-std::optional<Pack> ReadPack(ByteSpan bytes) {
-    constexpr std::size_t mpeg1Bytes = 12;
-    constexpr std::size_t mpeg2Bytes = 14;
-    if (bytes.size() < mpeg1Bytes || !StartsWith(bytes, PatternOf("\0\0\1\xBA"))) {
-        return std::nullopt;
-    }
-    const std::int64_t b4 = bytes[4];
-    const std::int64_t b5 = bytes[5];
-    const std::int64_t b6 = bytes[6];
-    const std::int64_t b7 = bytes[7];
-    const std::int64_t b8 = bytes[8];
-    if ((b4 & 0xF1) == 0x21 && (b6 & 1) == 1 && (b8 & 1) == 1 && (bytes[9] & 0x80U) != 0 && (bytes[11] & 1U) != 0) {
-        const std::int64_t clock = (b4 & 0xE) << 29 | b5 << 22 | (b6 & 0xFE) << 14 | b7 << 7 | b8 >> 1;
-        return Pack{static_cast<std::int64_t>(mpeg1Bytes), clock, false};
-    }
-    if (bytes.size() >= mpeg2Bytes && (b4 & 0xC4) == 0x44 && (b6 & 4) == 4 && (b8 & 4) == 4 && (bytes[9] & 1U) != 0 &&
-        (bytes[12] & 3U) == 3) {
-        const std::int64_t clock =
-            (b4 & 0x38) << 27 | (b4 & 3) << 28 | b5 << 20 | (b6 & 0xF8) << 12 | (b6 & 3) << 13 | b7 << 5 | b8 >> 3;
-        return Pack{static_cast<std::int64_t>(mpeg2Bytes) + (bytes[13] & 7), clock, true};
-    }
-    return std::nullopt;
+// The library takes packs whose marker bits are wrong; here they tell a pack from other bytes.
+std::optional<Pack> ReadSoundPack(ByteSpan bytes) {
+    const std::optional<Pack> pack = ReadPack(bytes);
+    return pack && pack->hasMarkers ? pack : std::nullopt;
 }
 
 class ProgramWalk {
@@ -89,7 +62,7 @@ private:
     // Steps over what begins at the end so far; false if nothing of this stream does.
     bool Step() {
         const ByteSpan bytes = file_.From(end_, 16);
-        if (bytes.size() < StartCodeBytes || !StartsWith(bytes, PatternOf("\0\0\1"))) {
+        if (bytes.size() < StartCodeBytes || !StartsWith(bytes, StartCodePrefix)) {
             return SkipPadding() || Resume();
         }
         const std::uint8_t code = bytes[3];
@@ -101,11 +74,11 @@ private:
             end_ += static_cast<std::int64_t>(StartCodeBytes);
             return true;
         }
-        return code >= SystemCode && !hasEnded_ ? TakePacket(bytes) : Resume();
+        return code > PackCode && !hasEnded_ ? TakePacket(bytes) : Resume();
     }
 
     bool TakePack(ByteSpan bytes) {
-        const std::optional<Pack> pack = ReadPack(bytes);
+        const std::optional<Pack> pack = ReadSoundPack(bytes);
         // Behind an end code at a sector's start another file begins; elsewhere films were put one behind another.
         if (!pack || (packets_ > 0 && pack->isMpeg2 != isMpeg2_) || (hasEnded_ && end_ % file_.SectorSize() == 0)) {
             return !hasEnded_ && Resume();
@@ -120,17 +93,17 @@ private:
     }
 
     bool TakePacket(ByteSpan bytes) {
-        if (bytes.size() < static_cast<std::size_t>(PacketHeaderBytes) + 2) {
+        if (bytes.size() < PacketHeaderBytes + 2) {
             return false;
         }
         const std::uint8_t code = bytes[3];
-        const std::int64_t length = LoadBig<std::uint16_t>(bytes, 4);
+        const std::int64_t length = LoadBig<std::uint16_t>(bytes, StartCodeBytes);
         const bool isMedia = code >= FirstSoundCode && code <= LastPictureCode;
         // In MPEG-2 the header of a packet goes on with the bits 10.
         if (length == 0 || pack_ < 0 || (isMedia && isMpeg2_ && bytes[6] >> 6U != 2)) {
             return Resume();
         }
-        const std::int64_t end = end_ + PacketHeaderBytes + length;
+        const std::int64_t end = end_ + static_cast<std::int64_t>(PacketHeaderBytes) + length;
         if (end > file_.Limit()) {
             wanted_ = end;
             return false;
@@ -178,7 +151,7 @@ private:
 
     // A pack whose clock goes on.
     bool IsNextPack(std::int64_t offset) {
-        const std::optional<Pack> pack = ReadPack(file_.From(offset, 14));
+        const std::optional<Pack> pack = ReadSoundPack(file_.From(offset, Mpeg2PackBytes));
         return pack && pack->isMpeg2 == isMpeg2_ && pack->clock >= clock_ && pack->clock - clock_ < LongestJump;
     }
 
@@ -186,7 +159,7 @@ private:
         if (hasEnded_ || packets_ < LeastPackets) {
             return false;
         }
-        constexpr BytePattern mark = BytePatternOf<"\0\0\1\xBA">();
+        constexpr BytePattern mark(PackSignature);
         const std::int64_t stop = std::min(end_ + LongestGap, file_.Limit());
         for (std::optional<std::int64_t> at = file_.Find(mark, end_ + 1, stop); at;
              at = file_.Find(mark, *at + 1, stop)) {
@@ -233,7 +206,7 @@ constexpr std::int32_t Types[] = {FileTypeIndex::Vob};
 extern const Validator ProgramStreamValidator;
 const Validator ProgramStreamValidator{.name = "program",
                                        .starts = Starts,
-                                       .begins = [](ByteSpan head) { return ReadPack(head).has_value(); },
+                                       .begins = [](ByteSpan head) { return ReadSoundPack(head).has_value(); },
                                        .validate = [](Place& file) { return ProgramWalk(file).Run(); },
                                        .types = Types};
 
