@@ -23,21 +23,7 @@ WantedByte WantedAt(const StartSignature& signature, std::size_t offset) {
         return {};
     }
     const std::size_t i = offset - signature.offset;
-    const auto mask = i < signature.mask.size() ? static_cast<std::uint8_t>(signature.mask[i]) : std::uint8_t{0xFF};
-    return {static_cast<std::uint8_t>(signature.bytes[i]), mask};
-}
-
-bool Stands(const StartSignature& signature, ByteSpan sector) {
-    const std::size_t end = signature.offset + signature.bytes.size();
-    if (sector.size() < end) {
-        return false;
-    }
-    for (std::size_t at = signature.offset; at < end; ++at) {
-        if (!WantedAt(signature, at).Is(sector[at])) {
-            return false;
-        }
-    }
-    return true;
+    return {static_cast<std::uint8_t>(signature.bytes[i]), signature.MaskOf(i)};
 }
 
 bool FitsPair(const StartSignature& signature, std::size_t at, std::uint32_t pair) {
@@ -70,9 +56,8 @@ StartFinder::StartFinder(std::span<const Validator* const> validators, std::int3
 }
 
 bool StartFinder::IsStart(ByteSpan sector) const {
-    return std::ranges::any_of(signatures_, [sector](const Own& own) {
-        return Stands(own.signature, sector) && own.validator->begins(sector);
-    });
+    return std::ranges::any_of(
+        signatures_, [sector](const Own& own) { return own.signature.IsIn(sector) && own.validator->begins(sector); });
 }
 
 void StartFinder::SetBefore(ByteSpan sector) {

@@ -58,4 +58,7 @@ inline Finding Unbroken(Finding finding) {
 /// The finding for a file that holds bytes which could not be read: such a file is neither whole nor open.
 Finding WithUnreadableBytes(Finding finding);
 
+/// The extension of the file that a finding describes, without a dot.
+std::string ExtensionOf(const Finding& finding);
+
 }  // namespace salvor

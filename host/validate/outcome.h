@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "host/validate/finding.h"
@@ -24,8 +23,5 @@ struct Outcome {
     std::vector<ReportedClaim> reported;
     bool operator==(const Outcome&) const = default;
 };
-
-/// The extension of the file that a finding describes, without a dot.
-std::string ExtensionOf(const Finding& finding);
 
 }  // namespace salvor

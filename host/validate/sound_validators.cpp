@@ -120,31 +120,6 @@ constexpr std::int32_t SmafTypes[] = {FileTypeIndex::Mmf};
 
 }  // namespace
 
-std::int64_t EndOfOpenSound(Place& file, std::int64_t from) {
-    constexpr int mostEqual = 16;
-    const std::int64_t limit = file.NextStart(from);
-    int equal = 0;
-    int last = -1;
-    for (std::int64_t at = from; at < limit;) {
-        const ByteSpan bytes = file.From(at);
-        if (bytes.empty()) {
-            return at;
-        }
-        for (const std::uint8_t byte : bytes) {
-            equal = byte == last ? equal + 1 : 1;
-            last = byte;
-            ++at;
-            if (equal == mostEqual) {
-                return at - mostEqual;
-            }
-            if (at == limit) {
-                return limit;
-            }
-        }
-    }
-    return limit;
-}
-
 /// Sun and NeXT sounds. Source: the .snd audio file header of Sun and NeXT.
 extern const Validator AuValidator;
 const Validator AuValidator{

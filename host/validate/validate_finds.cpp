@@ -420,10 +420,6 @@ private:
 
 }  // namespace
 
-std::string ExtensionOf(const Finding& finding) {
-    return finding.extension.empty() ? FileTypeCatalog[finding.type].extension : finding.extension;
-}
-
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer) {
     return FindsValidator(medium, seen, request, observer).Run();

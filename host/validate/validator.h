@@ -18,6 +18,21 @@ struct StartSignature {
     std::size_t offset = 0;
     /// Ones where a bit of `bytes` counts; empty where all do.
     std::string_view mask = {};
+
+    /// The bits that count of a byte of `bytes`.
+    std::uint8_t MaskOf(std::size_t i) const { return static_cast<std::uint8_t>(mask.empty() ? 0xFF : mask[i]); }
+
+    bool IsIn(ByteSpan sector) const {
+        if (sector.size() < offset + bytes.size()) {
+            return false;
+        }
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            if (((sector[offset + i] ^ static_cast<std::uint8_t>(bytes[i])) & MaskOf(i)) != 0) {
+                return false;
+            }
+        }
+        return true;
+    }
 };
 
 /// Tells which file of a format is at a place, where it really ends and whether it is whole. There is one for each

@@ -16,21 +16,8 @@ namespace {
 
 using namespace std::string_view_literals;
 
-bool Stands(const StartSignature& signature, ByteSpan head) {
-    if (head.size() < signature.offset + signature.bytes.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < signature.bytes.size(); ++i) {
-        const auto mask = static_cast<std::uint8_t>(signature.mask.empty() ? 0xFF : signature.mask[i]);
-        if (((head[signature.offset + i] ^ static_cast<std::uint8_t>(signature.bytes[i])) & mask) != 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // GIMP may compress the tile that it writes last: only its own end tells the file's.
-std::optional<std::int64_t> BehindCompressedTile(Place& file, const WalkedFile& walked) {
+std::optional<std::int64_t> EndOfCompressedTile(Place& file, const WalkedFile& walked) {
     const std::int64_t start = walked.size - walked.undecodedBytes;
     const auto tile = InflateAt(file, start, file.Limit(), DeflateFormat::Zlib, walked.undecodedBytes);
     return tile ? std::optional(start + tile->packedSize) : std::nullopt;
@@ -43,7 +30,7 @@ Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int
         return {};
     }
     if (walked->undecodedBytes > 0) {
-        const auto end = BehindCompressedTile(file, *walked);
+        const auto end = EndOfCompressedTile(file, *walked);
         return end ? Finding{Verdict::Whole, *end, type, {}, "all parts are there"}
                    : Finding{
                          Verdict::Damaged, walked->size - walked->undecodedBytes, type, {}, "the last tile is wrong"};
@@ -63,7 +50,7 @@ template <class Format, std::int32_t Type, auto& Starts, Verdict Unfinished = Ve
 struct Walked {
     static bool Begins(ByteSpan head) {
         return head.size() >= Format::LeastHead &&
-               std::ranges::any_of(Starts, [head](const StartSignature& start) { return Stands(start, head); }) &&
+               std::ranges::any_of(Starts, [head](const StartSignature& start) { return start.IsIn(head); }) &&
                Format::IsHeader(head);
     }
     static Finding Validate(Place& file) { return FindingOf(file, Format::Walk(file), Type, Unfinished); }
