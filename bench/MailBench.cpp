@@ -7,7 +7,6 @@
 #include "bench/Measure.h"
 #include "bench/Scan.h"
 #include "bench/Streams.h"
-#include "frame/contract/IRawFileTypeFactory.h"
 
 namespace bench {
 

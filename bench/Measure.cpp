@@ -1,6 +1,5 @@
 #include "bench/Measure.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <ctime>

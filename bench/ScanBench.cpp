@@ -13,7 +13,6 @@
 #include "bench/Streams.h"
 #include "frame/bytes/Bytes.h"
 #include "frame/contract/FileTypeCatalog.h"
-#include "frame/contract/IRawFileTypeFactory.h"
 
 namespace bench {
 

@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "formats/MarkupReader.h"
 #include "formats/PageStart.h"
 
 namespace {
@@ -48,8 +47,8 @@ public:
             if (TakeEndTag()) {
                 return EndAfterRoot();
             }
-            hasRoot_ = hasRoot_ || text_.StandsName(u"<html", true);
-            hasBody_ = hasBody_ || text_.StandsName(u"</body", true);
+            hasRoot_ = hasRoot_ || text_.IsAtName(u"<html", true);
+            hasBody_ = hasBody_ || text_.IsAtName(u"</body", true);
             text_.Next();
         }
         decidedAt_ = text_.At();
@@ -72,13 +71,13 @@ private:
     }
 
     bool IsAtDocument() {
-        return StandsHtmlType(text_) || StandsXmlDeclaration(text_) || text_.StandsName(u"<html", true);
+        return IsAtHtmlDoctype(text_) || IsAtXmlDeclaration(text_) || text_.IsAtName(u"<html", true);
     }
 
     // Where another page begins before this one's end. The root's tag may come at any place after a document type.
     std::optional<std::int64_t> NextFile() {
         const std::optional<std::int64_t> start = text_.FileStartHere();
-        const bool isNext = start.value_or(0) > 0 && IsAtDocument() && (hasRoot_ || !text_.StandsName(u"<html", true));
+        const bool isNext = start.value_or(0) > 0 && IsAtDocument() && (hasRoot_ || !text_.IsAtName(u"<html", true));
         return isNext ? start : std::nullopt;
     }
 
@@ -97,7 +96,7 @@ private:
             return false;
         }
         text_.SkipWhite();
-        const bool isComment = text_.Stands(u"-->");
+        const bool isComment = text_.IsAt(u"-->");
         text_.GoTo(end);
         return !isComment;
     }

@@ -1,7 +1,6 @@
 #include "documents/KMhtFileType.h"
 
 #include <algorithm>
-#include <array>
 
 #include "frame/bytes/BytePattern.h"
 

@@ -1,7 +1,6 @@
 #include "formats/BoxWalk.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <limits>
 

@@ -17,7 +17,7 @@ struct CanonTrailer {
     /// The offset behind the trailer that begins at `end`; `end` itself if there is none. `File` is a reader that
     /// `ReadAt` takes.
     template <class File>
-    static std::int64_t EndBehind(File& file, std::int64_t end) {
+    static std::int64_t EndAfter(File& file, std::int64_t end) {
         std::array<std::uint8_t, HeadBytes> head{};
         if (!ReadAt(file, end, head) || !StartsWith(head, Mark)) {
             return end;
@@ -30,9 +30,9 @@ struct CanonTrailer {
 
     /// The same for programs that append it later and put a byte in front of it if `end` is odd.
     template <class File>
-    static std::int64_t EndBehindPadded(File& file, std::int64_t end) {
+    static std::int64_t EndAfterPadded(File& file, std::int64_t end) {
         for (const std::int64_t start : {end, end + 1}) {
-            if (const std::int64_t behind = EndBehind(file, start); behind != start) {
+            if (const std::int64_t behind = EndAfter(file, start); behind != start) {
                 return behind;
             }
         }

@@ -11,10 +11,6 @@ namespace IconDirectory {
 
 enum class Kind : std::uint16_t { Icon = 1, Cursor = 2 };
 
-inline constexpr const char* EndNote = "The end of the image that lies last; exact.";
-inline constexpr const char* LimitsNote =
-    "Images with the 12-byte header of Windows 1 and 2 are not found, nor are files with a damaged image.";
-
 /// Whether the sector begins with a directory of this kind. Only its first entry is checked.
 bool IsHeader(ByteSpan sector, Kind kind);
 

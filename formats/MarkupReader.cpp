@@ -115,7 +115,7 @@ void MarkupReader::CountDocuments() {
     }
 }
 
-bool MarkupReader::Stands(std::u16string_view word, bool folded) {
+bool MarkupReader::IsAt(std::u16string_view word, bool folded) {
     const char16_t first = Peek();
     if ((folded ? FoldLetter(first) : first) != word.front()) {
         return false;
@@ -132,7 +132,7 @@ bool MarkupReader::Stands(std::u16string_view word, bool folded) {
     return true;
 }
 
-bool MarkupReader::StandsName(std::u16string_view tag, bool folded) {
+bool MarkupReader::IsAtName(std::u16string_view tag, bool folded) {
     const std::int64_t at = At();
     const bool stands = Take(tag, folded) && IsNameEnd(Peek());
     GoTo(at);
@@ -140,7 +140,7 @@ bool MarkupReader::StandsName(std::u16string_view tag, bool folded) {
 }
 
 bool MarkupReader::Take(std::u16string_view word, bool folded) {
-    if (!Stands(word, folded)) {
+    if (!IsAt(word, folded)) {
         return false;
     }
     index_ += word.size() * form_.width;
@@ -311,7 +311,7 @@ std::optional<std::int64_t> MarkupReader::FileStartHere() {
         return std::nullopt;
     }
     GoTo(at - mark);
-    const bool hasMark = Stands(form_.width == 1 ? u"\u00EF\u00BB\u00BF" : u"\uFEFF");
+    const bool hasMark = IsAt(form_.width == 1 ? u"\u00EF\u00BB\u00BF" : u"\uFEFF");
     GoTo(at);
     return hasMark ? std::optional(at - mark) : std::nullopt;
 }
@@ -336,7 +336,7 @@ std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from) {
     return isFilledUp ? text.At() : lineEnd;
 }
 
-bool StandsXmlDeclaration(MarkupReader& text) {
+bool IsAtXmlDeclaration(MarkupReader& text) {
     const std::int64_t at = text.At();
     const bool stands = text.Take(u"<?xml") && IsWhite(text.Peek());
     text.GoTo(at);
@@ -347,7 +347,7 @@ namespace {
 
 bool TakeXmlDeclaration(MarkupReader& text) {
     const std::int64_t start = text.At();
-    if (!StandsXmlDeclaration(text)) {
+    if (!IsAtXmlDeclaration(text)) {
         return false;
     }
     text.Take(u"<?xml");
@@ -377,7 +377,7 @@ std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text) {
             if (!*remark) {
                 return std::nullopt;
             }
-        } else if (!hasType && text.Stands(u"<!doctype", true)) {
+        } else if (!hasType && text.IsAt(u"<!doctype", true)) {
             const std::int64_t declaration = text.At();
             text.Take(u"<!doctype", true);
             text.SkipWhite();

@@ -96,8 +96,8 @@ public:
     }
 
     /// True if these characters come next. Folded, they must have no upper case letters.
-    bool Stands(std::u16string_view word, bool folded = false);
-    bool StandsName(std::u16string_view tag, bool folded = false);
+    bool IsAt(std::u16string_view word, bool folded = false);
+    bool IsAtName(std::u16string_view tag, bool folded = false);
     /// The same, and moves behind them.
     bool Take(std::u16string_view word, bool folded = false);
 
@@ -179,6 +179,6 @@ struct XmlProlog {
 };
 
 /// True if an XML declaration begins here.
-bool StandsXmlDeclaration(MarkupReader& text);
+bool IsAtXmlDeclaration(MarkupReader& text);
 /// The declaration and all up to the root element.
 std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text);

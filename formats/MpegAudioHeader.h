@@ -44,7 +44,7 @@ struct MpegAudioHeader {
     static constexpr std::uint32_t SteadyBits = 0xFFFE0C00U;
 
     /// Could a frame of any stream begin so?
-    constexpr bool IsSound() const {
+    constexpr bool IsValid() const {
         return HasSync() && LayerCode() != ReservedLayer && SamplingRate(VersionCode(), RateIndex()) != 0 &&
                BitRate(VersionCode(), LayerCode(), BitRateIndex()) >= 0;
     }

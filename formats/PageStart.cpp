@@ -22,12 +22,12 @@ std::u16string TakeTagName(MarkupReader& text) {
     return name;
 }
 
-bool StandsHtmlType(MarkupReader& text) {
+bool IsAtHtmlDoctype(MarkupReader& text) {
     const std::int64_t at = text.At();
     bool stands = text.Take(u"<!doctype", true);
     if (stands) {
         text.SkipWhite();
-        stands = text.StandsName(u"html", true);
+        stands = text.IsAtName(u"html", true);
     }
     text.GoTo(at);
     return stands;
@@ -54,7 +54,7 @@ bool HasUsualTags(MarkupReader& text) {
 
 std::optional<PageStart> TakePageStart(MarkupReader& text) {
     text.SkipWhite();
-    if (StandsXmlDeclaration(text)) {
+    if (IsAtXmlDeclaration(text)) {
         const std::optional<XmlProlog> prolog = TakeXmlProlog(text);
         if (!prolog || !prolog->isHtml) {
             return std::nullopt;
@@ -67,20 +67,20 @@ std::optional<PageStart> TakePageStart(MarkupReader& text) {
         return start;
     }
     constexpr Word savedFrom = u"<!-- saved from url=";
-    const bool isSaved = text.Stands(savedFrom, true);
+    const bool isSaved = text.IsAt(savedFrom, true);
     text.EndAt(CommentLimit);
-    while (text.Stands(u"<!--")) {
+    while (text.IsAt(u"<!--")) {
         if (!text.TakeRemark().value_or(false)) {
             return std::nullopt;
         }
         text.SkipWhite();
     }
     text.EndAt(MarkupReader::NoLimit);
-    if (StandsHtmlType(text) || text.StandsName(u"<html", true)) {
+    if (IsAtHtmlDoctype(text) || text.IsAtName(u"<html", true)) {
         return PageStart{.isSure = true};
     }
     constexpr Word first[] = {u"<head", u"<title", u"<body", u"<meta", u"<script"};
-    const bool isUsual = std::ranges::any_of(first, [&](Word tag) { return text.StandsName(tag, true); });
+    const bool isUsual = std::ranges::any_of(first, [&](Word tag) { return text.IsAtName(tag, true); });
     if (!isUsual && !isSaved) {
         return std::nullopt;
     }
@@ -97,7 +97,7 @@ std::optional<PageStart> TakePageStart(MarkupReader& text) {
 
 bool TakeRawText(MarkupReader& text, std::u16string_view endTag) {
     while (text.SkipToTag()) {
-        if (text.StandsName(endTag, true)) {
+        if (text.IsAtName(endTag, true)) {
             return text.TakePast(u">");
         }
         text.Next();

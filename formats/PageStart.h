@@ -21,7 +21,7 @@ struct PageStart {
 std::optional<PageStart> TakePageStart(MarkupReader& text);
 
 /// True in front of the HTML document type, with or without the blank that the name should follow.
-bool StandsHtmlType(MarkupReader& text);
+bool IsAtHtmlDoctype(MarkupReader& text);
 
 /// The name of a tag in lower case; empty if none begins here.
 std::u16string TakeTagName(MarkupReader& text);

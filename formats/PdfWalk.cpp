@@ -73,13 +73,13 @@ ByteSpan Behind(ByteSpan text, Is is) {
 }
 
 // Skips a number and the white space behind it; empty if there is none.
-ByteSpan BehindNumber(ByteSpan text) {
+ByteSpan AfterNumber(ByteSpan text) {
     const ByteSpan behind = Behind(text, IsDigit);
     return behind.size() == text.size() ? ByteSpan() : Behind(behind, IsWhite);
 }
 
 // A number, an edition and "obj".
-bool IsObjectStart(ByteSpan text) { return StartsWith(BehindNumber(BehindNumber(text)), Object); }
+bool IsObjectStart(ByteSpan text) { return StartsWith(AfterNumber(AfterNumber(text)), Object); }
 
 // Larger than every offset when it has too many digits.
 std::optional<std::int64_t> NumberAt(ByteSpan text) {
@@ -136,7 +136,7 @@ std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
         return std::nullopt;
     }
     return std::max(
-        *size, BehindLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndMark.size()), file.SectorSize()));
+        *size, EndOfLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndMark.size()), file.SectorSize()));
 }
 
 class PdfWalk {
@@ -287,8 +287,7 @@ void PdfWalk::PassEnd(std::int64_t mark) {
         return;
     }
     const bool isOwn = IsOwn(*offset, mark);
-    const std::int64_t end =
-        BehindLastLine(file_, mark + static_cast<std::int64_t>(EndMark.size()), file_.SectorSize());
+    const std::int64_t end = EndOfLastLine(file_, mark + static_cast<std::int64_t>(EndMark.size()), file_.SectorSize());
     const bool isLast = !GoesOnAt(file_, end);
     isOver_ = isOver_ || ++ends_ == MostEnds;
     if (isOwn) {
@@ -359,7 +358,7 @@ bool IsPdfHeader(ByteSpan bytes) {
 
 std::optional<PdfExtent> FindPdfEnd(FileWindow& file) { return PdfWalk(file).Run(); }
 
-std::int64_t BehindLastLine(ByteWindow& file, std::int64_t at, std::int64_t sectorSize) {
+std::int64_t EndOfLastLine(ByteWindow& file, std::int64_t at, std::int64_t sectorSize) {
     ByteSpan text = file.From(at, MostTail + 1);
     text = text.first(std::min(text.size(), MostTail + 1));
     const std::size_t white = text.size() - Behind(text, IsWhite).size();

@@ -32,4 +32,4 @@ std::optional<PdfExtent> FindPdfEnd(FileWindow& file);
 
 /// Offset behind the text's last line, which ends at `at` but for its line end. More white space belongs to the file
 /// when zeros or the end of a sector follow it, or when it is more than chance brings.
-std::int64_t BehindLastLine(ByteWindow& file, std::int64_t at, std::int64_t sectorSize);
+std::int64_t EndOfLastLine(ByteWindow& file, std::int64_t at, std::int64_t sectorSize);

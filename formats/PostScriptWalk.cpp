@@ -202,7 +202,7 @@ void PostScriptWalk::PassData(ByteSpan line) {
 // The end-of-file comment after the trailer ends the file; one without a trailer does too, unless more text follows.
 void PostScriptWalk::PassEnd() {
     const std::int64_t comment = at_ - static_cast<std::int64_t>(CommentMark.size());
-    std::int64_t end = BehindLastLine(file_, comment + static_cast<std::int64_t>(EndComment.size()), sectorSize_);
+    std::int64_t end = EndOfLastLine(file_, comment + static_cast<std::int64_t>(EndComment.size()), sectorSize_);
     ByteSpan next = file_.From(end);
     if (!next.empty() && next[0] == EndOfTransmission) {
         next = file_.From(++end);

@@ -165,7 +165,7 @@ private:
     }
 
     // Text ends with a letter or a line's end, foreign bytes with anything.
-    void EndBehindText(std::int64_t fault) {
+    void EndAfterText(std::int64_t fault) {
         constexpr std::int64_t mostForeign = 64;
         end_ = fault;
         const std::int64_t from = std::max(fault - mostForeign, start_);
@@ -182,7 +182,7 @@ private:
     void EndBefore(std::int64_t fault) {
         constexpr std::int64_t longestPadding = SectorBytes;
         if (rule_ == WordPerfectEnd::Text) {
-            EndBehindText(fault);
+            EndAfterText(fault);
             return;
         }
         end_ = std::max(fault - fault % SectorBytes, start_);

@@ -1,5 +1,7 @@
 #include "formats/ZipMembers.h"
 
+#include "formats/ZipRecords.h"
+
 namespace {
 
 constexpr BytePattern RecordMark = BytePatternOf<"PK">();
@@ -33,8 +35,8 @@ std::uint32_t ZipSignatureAt(ByteWindow& file, std::int64_t offset) {
     return bytes.empty() ? 0 : LoadLittle<std::uint32_t>(bytes, 0);
 }
 
-std::optional<std::int64_t> BehindDescribedZipData(ByteWindow& file, std::int64_t start, std::int64_t limit,
-                                                   bool isLong) {
+std::optional<std::int64_t> EndOfDescribedZipData(ByteWindow& file, std::int64_t start, std::int64_t limit,
+                                                  bool isLong) {
     std::int64_t at = start;
     for (std::int64_t marks = 0; marks < FreeMarks + (at - start) / BytesPerMark; ++marks, ++at) {
         const std::optional<std::int64_t> found = file.Find(RecordMark, at, limit);
@@ -56,7 +58,7 @@ std::optional<std::int64_t> BehindDescribedZipData(ByteWindow& file, std::int64_
     return std::nullopt;
 }
 
-std::optional<std::int64_t> BehindZipEntry(ByteWindow& file, std::int64_t start) {
+std::optional<std::int64_t> EndOfZipEntry(ByteWindow& file, std::int64_t start) {
     const ByteSpan entry = file.At(start, ZipCentralHeader::Bytes);
     if (entry.empty()) {
         return std::nullopt;

@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <memory>
 #include <span>
-#include <vector>
 
 #include "fuzz/Require.h"
 #include "host/scan/start_finder.h"

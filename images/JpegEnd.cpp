@@ -1,6 +1,5 @@
 #include "images/JpegEnd.h"
 
-#include <algorithm>
 #include <array>
 
 #include "frame/bytes/BytePattern.h"

@@ -4,7 +4,6 @@
 #include <array>
 #include <string_view>
 
-#include "formats/Riff.h"
 #include "formats/ZipMembers.h"
 
 namespace {
@@ -134,7 +133,7 @@ std::optional<std::int64_t> EndOfMember(FileWindow& file, std::int64_t start) {
         return data + dataBytes;
     }
     if (dataBytes == 0) {
-        return BehindDescribedZipData(file, data, file.Limit());
+        return EndOfDescribedZipData(file, data, file.Limit());
     }
     const bool hasSignature = ZipSignatureAt(file, data + dataBytes) == ZipSignature::DataDescriptor;
     return data + dataBytes + DescriptorBytes + (hasSignature ? SignatureBytes : 0);
@@ -154,7 +153,7 @@ std::optional<std::int64_t> EndOfPackage(FileWindow& file) {
         if (signature == ZipSignature::LocalHeader) {
             at = EndOfMember(file, *at);
         } else if (signature == ZipSignature::CentralHeader) {
-            at = BehindZipEntry(file, *at);
+            at = EndOfZipEntry(file, *at);
         } else {
             return std::nullopt;
         }

@@ -147,5 +147,5 @@ std::optional<std::int64_t> KCR2FileType::Walk(FileWindow& file) {
     const std::int64_t end = DirectoryWalk(file, header->order).EndFrom(header->firstDirectory);
     // From 2 GiB on, the end counts as negative.
     const std::int64_t size = static_cast<std::int32_t>(static_cast<std::uint32_t>(end));
-    return size >= MinReportLength ? std::optional(CanonTrailer::EndBehind(file, size)) : std::nullopt;
+    return size >= MinReportLength ? std::optional(CanonTrailer::EndAfter(file, size)) : std::nullopt;
 }

@@ -45,5 +45,5 @@ std::optional<std::int64_t> KCR3FileType::Measure(const Candidate& candidate) {
         return std::nullopt;
     }
     KFileSimulator reader(&candidate.block, candidate.startSector, static_cast<std::uint64_t>(boxes->limit));
-    return CanonTrailer::EndBehind(reader, boxes->end);
+    return CanonTrailer::EndAfter(reader, boxes->end);
 }

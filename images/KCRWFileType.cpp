@@ -53,7 +53,7 @@ std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
         const ByteSpan bytes = BeforeNextHeader(wasRead, start, candidate.block.sectorSize);
         goesOn = bytes.size() == ReadAheadBytes;
         if (const std::optional<std::size_t> rootEnd = FindRootEnd(bytes, start, memory_)) {
-            return CanonTrailer::EndBehindPadded(reader, start + static_cast<std::int64_t>(*rootEnd));
+            return CanonTrailer::EndAfterPadded(reader, start + static_cast<std::int64_t>(*rootEnd));
         }
     }
     return std::nullopt;

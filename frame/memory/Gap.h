@@ -26,10 +26,10 @@ public:
     std::optional<std::int64_t> Find(std::int64_t start, std::int64_t from, std::int64_t end, Advance advance) {
         Stretch seen{from, from, false};
         for (;;) {
-            if (!seen.isFooterBehind && known_.from <= seen.to && seen.to <= known_.to) {
-                seen = {std::min(seen.from, known_.from), known_.to, known_.isFooterBehind};
+            if (!seen.isFooterAfter && known_.from <= seen.to && seen.to <= known_.to) {
+                seen = {std::min(seen.from, known_.from), known_.to, known_.isFooterAfter};
             }
-            if (seen.isFooterBehind || seen.to >= end) {
+            if (seen.isFooterAfter || seen.to >= end) {
                 break;
             }
             const Step step = advance(seen.to, end);
@@ -37,10 +37,10 @@ public:
                 break;
             }
             seen.to = step.to;
-            seen.isFooterBehind = step.isFooter;
+            seen.isFooterAfter = step.isFooter;
         }
         Remember(seen, start);
-        return seen.isFooterBehind && seen.to < end ? std::optional(seen.to) : std::nullopt;
+        return seen.isFooterAfter && seen.to < end ? std::optional(seen.to) : std::nullopt;
     }
 
 private:
@@ -48,7 +48,7 @@ private:
     struct Stretch {
         std::int64_t from = 0;
         std::int64_t to = 0;
-        bool isFooterBehind = false;
+        bool isFooterAfter = false;
     };
 
     // Of two separate stretches the longer one saves more, unless later searches begin behind it.

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "frame/contract/ISectorSource.h"
-
 // The buffer is filled before it is read.
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
 FileWindow::FileWindow(const Candidate& candidate, std::int64_t limit, Budget& budget, SharedReader& reader)

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 
 #include "frame/bytes/Bytes.h"
 #include "frame/bytes/SectorFilter.h"

@@ -6,7 +6,6 @@
 #include <limits>
 #include <numeric>
 #include <optional>
-#include <string_view>
 #include <tuple>
 
 #include "host/scan/scanners.h"

@@ -8,7 +8,6 @@
 
 #include "host/app/failure.h"
 #include "host/report/json_lines.h"
-#include "host/report/line_log.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "frame/bytes/Bytes.h"
-#include "host/medium/medium.h"
 #include "host/validate/text_starts.h"
 #include "host/validate/validator.h"
 

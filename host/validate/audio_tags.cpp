@@ -155,9 +155,9 @@ std::int64_t TagBytesAt(ByteWindow& file, std::int64_t offset) {
 
 std::int64_t EndOfTags(Place& file, std::int64_t offset) {
     constexpr int mostTags = 16;
-    const bool isInFront = offset == 0;
+    const bool isAtStart = offset == 0;
     for (int tags = 0; tags < mostTags; ++tags) {
-        const bool isNextFile = !isInFront && offset % file.SectorSize() == 0;
+        const bool isNextFile = !isAtStart && offset % file.SectorSize() == 0;
         const std::int64_t front = isNextFile ? 0 : Id3Bytes(file.At(offset, Id3HeaderBytes));
         const bool fits = offset == 0 || offset + front <= file.Limit();
         std::optional<std::int64_t> end =

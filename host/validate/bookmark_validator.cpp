@@ -29,7 +29,7 @@ Finding Validate(Place& file) {
     while (text.SkipToTag()) {
         const bool isEnd = text.Take(u"</dl>", true);
         if (!isEnd) {
-            depth += text.StandsName(u"<dl", true) ? 1 : 0;
+            depth += text.IsAtName(u"<dl", true) ? 1 : 0;
             text.Next();
         } else if (--depth <= 0) {
             std::int64_t end = text.At();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <string_view>
 #include <vector>
 
@@ -340,7 +339,7 @@ private:
         return Unbroken(Say(Verdict::Open, end_, "fragments tile it; nothing says which is the last"));
     }
 
-    std::int64_t WithTrailer() const { return CanonTrailer::EndBehind(static_cast<ByteWindow&>(file_), end_); }
+    std::int64_t WithTrailer() const { return CanonTrailer::EndAfter(static_cast<ByteWindow&>(file_), end_); }
 
     Place& file_;
     // Behind the last box that was right.

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "frame/bytes/FieldReader.h"
@@ -140,7 +139,7 @@ std::uint32_t Checksum(ByteSpan bytes, std::uint32_t seed) {
 }
 
 // Behind the block, or nothing if it is damaged. Many writers leave its checksum 0.
-std::optional<std::int64_t> BehindBlock(Place& file, std::int64_t at, const Header& header) {
+std::optional<std::int64_t> EndOfBlock(Place& file, std::int64_t at, const Header& header) {
     constexpr std::size_t blockHeader = 8;
     // What a block unpacks to at most.
     constexpr std::uint16_t mostUnpacked = 0x8000;
@@ -184,7 +183,7 @@ Finding Validate(Place& file) {
     for (const Folder& folder : folders) {
         std::int64_t at = folder.firstBlock;
         for (std::uint16_t i = 0; i < folder.blocks; ++i) {
-            const std::optional<std::int64_t> next = BehindBlock(file, at, *header);
+            const std::optional<std::int64_t> next = EndOfBlock(file, at, *header);
             if (!next) {
                 return BrokenAt(file, std::min(at, header->size), header->size, FileTypeIndex::Cab,
                                 "a block of data is damaged");

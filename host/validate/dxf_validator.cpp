@@ -62,7 +62,7 @@ Finding Validate(Place& file) {
                    ? Whole(walked->size + static_cast<std::int64_t>(LastValue.size()))
                    : Finding{Verdict::Open, walked->size, FileTypeIndex::Dxf, {}, "pairs, but no last one"};
     }
-    return Whole(BehindLastLine(file, walked->size));
+    return Whole(EndOfLastLine(file, walked->size));
 }
 
 // For files below the least size that scanners report.

@@ -1,6 +1,5 @@
 #include <FileTypeCatalog.h>
 
-#include <algorithm>
 #include <array>
 
 #include "frame/bytes/FieldReader.h"

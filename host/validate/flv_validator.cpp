@@ -1,7 +1,6 @@
 #include <FileTypeCatalog.h>
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <optional>
 

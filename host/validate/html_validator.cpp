@@ -1,6 +1,5 @@
 #include <FileTypeCatalog.h>
 
-#include <algorithm>
 #include <optional>
 #include <string_view>
 
@@ -40,7 +39,7 @@ public:
                 }
                 continue;
             }
-            hasRoot_ = hasRoot_ || text_.StandsName(u"<html", true);
+            hasRoot_ = hasRoot_ || text_.IsAtName(u"<html", true);
             PassTag();
         }
         return std::nullopt;
@@ -61,7 +60,7 @@ private:
     void PassTag() {
         for (std::size_t i = 0; i < std::size(Raws); ++i) {
             const bool isComment = i == 0;
-            if (isEndless_[i] || !(isComment ? text_.Stands(Raws[i].start) : text_.StandsName(Raws[i].start, true))) {
+            if (isEndless_[i] || !(isComment ? text_.IsAt(Raws[i].start) : text_.IsAtName(Raws[i].start, true))) {
                 continue;
             }
             const std::int64_t at = text_.At();
@@ -81,8 +80,8 @@ private:
 
     std::optional<std::int64_t> NextPage() {
         const std::optional<std::int64_t> start = text_.FileStartHere();
-        const bool isNext = start.value_or(0) > 0 && (StandsHtmlType(text_) || StandsXmlDeclaration(text_) ||
-                                                      (hasRoot_ && text_.StandsName(u"<html", true)));
+        const bool isNext = start.value_or(0) > 0 && (IsAtHtmlDoctype(text_) || IsAtXmlDeclaration(text_) ||
+                                                      (hasRoot_ && text_.IsAtName(u"<html", true)));
         return isNext ? start : std::nullopt;
     }
 
@@ -104,12 +103,12 @@ private:
 };
 
 // Servers append comments and scripts to a page.
-std::int64_t BehindComments(MarkupReader& text, std::int64_t end) {
+std::int64_t EndOfComments(MarkupReader& text, std::int64_t end) {
     const auto takeOne = [&text] {
-        if (text.Stands(u"<!--")) {
+        if (text.IsAt(u"<!--")) {
             return text.TakeRemark().value_or(false);
         }
-        return text.StandsName(u"<script", true) &&
+        return text.IsAtName(u"<script", true) &&
                (text.TakeTag() == MarkupReader::Tag::Empty || TakeRawText(text, u"</script"));
     };
     text.GoTo(end);
@@ -129,10 +128,10 @@ Finding Validate(Place& file) {
     }
     text.GoTo(static_cast<std::int64_t>(text.Form().markBytes));
     text.SkipWhite();
-    const bool isXml = StandsXmlDeclaration(text);
+    const bool isXml = IsAtXmlDeclaration(text);
     PageEnd search(text, *start);
     if (const std::optional<std::int64_t> end = search.Find()) {
-        return PageOf(Verdict::Whole, EndOfDocument(file, text, BehindComments(text, *end)), isXml,
+        return PageOf(Verdict::Whole, EndOfDocument(file, text, EndOfComments(text, *end)), isXml,
                       "closed by its end tag");
     }
     if (search.Next()) {

@@ -287,8 +287,8 @@ private:
         const std::int64_t coded = at_;
         at_ = NextMarker(at_);
         // Coders leave a byte or two behind the data, and no more.
-        constexpr std::int64_t mostBehind = 64;
-        if (!walk_.brokenData && wasDecoded_ && at_ - coded > mostBehind) {
+        constexpr std::int64_t mostAfter = 64;
+        if (!walk_.brokenData && wasDecoded_ && at_ - coded > mostAfter) {
             walk_.brokenData = coded;
         }
     }

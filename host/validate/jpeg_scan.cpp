@@ -287,7 +287,7 @@ private:
                 return true;
             }
             bits_.Skip(size);
-            k = BehindRun(run, nonzero, k);
+            k = AfterRun(run, nonzero, k);
             if (size != 0 && k > scan_.lastCoefficient) {
                 return false;
             }
@@ -297,7 +297,7 @@ private:
     }
 
     // Where the coefficient stands that `run` zeros are in front of.
-    unsigned BehindRun(unsigned run, std::uint64_t nonzero, unsigned k) {
+    unsigned AfterRun(unsigned run, std::uint64_t nonzero, unsigned k) {
         for (; k <= scan_.lastCoefficient; ++k) {
             if ((nonzero >> k & 1U) != 0) {
                 bits_.Fill();

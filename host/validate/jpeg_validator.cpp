@@ -29,7 +29,7 @@ bool IsFilmAt(Place& file, std::int64_t offset) {
 }
 
 // The film of a moving photo: boxes up to the first that is none.
-std::int64_t BehindFilm(Place& file, std::int64_t offset) {
+std::int64_t EndOfFilm(Place& file, std::int64_t offset) {
     constexpr std::uint32_t smallestBox = 8;
     constexpr int mostBoxes = 100000;
     const auto isName = [](std::uint8_t c) {
@@ -48,7 +48,7 @@ std::int64_t BehindFilm(Place& file, std::int64_t offset) {
 
 // What phones of one maker append: blocks, then a directory of them ("SEFH") that ends with its length and "SEFT".
 // Each entry says how far in front of the directory its block begins; the first of them begins at `offset`.
-std::int64_t BehindSamsungBlocks(Place& file, std::int64_t offset) {
+std::int64_t EndOfSamsungBlocks(Place& file, std::int64_t offset) {
     constexpr std::size_t blockHeadBytes = 9;
     constexpr std::int64_t farthest = 0x8000000;
     constexpr std::uint32_t longestDirectory = 0x1000;
@@ -102,7 +102,7 @@ std::vector<std::int64_t> Attributes(std::string_view text, std::string_view nam
 
 // Where the metadata say that the pictures and films end which follow this picture. Sources: Motion Photo format,
 // version 1.0; Ultra HDR image format, version 1.1.
-std::int64_t BehindContainer(Place& file, std::int64_t end, std::string_view metadata) {
+std::int64_t EndOfContainer(Place& file, std::int64_t end, std::string_view metadata) {
     const std::vector<std::int64_t> films = Attributes(metadata, "MicroVideoOffset=\"");
     if (!films.empty() && IsFilmAt(file, end) && films.front() <= file.Limit() - end) {
         return end + films.front();
@@ -143,12 +143,12 @@ FurtherPictures WalkFurtherPictures(Place& file, const JpegWalk& walk) {
 }
 
 // A picture or a film that begins behind another in the middle of a sector is part of the file: files do not.
-std::int64_t BehindJoined(Place& file, std::int64_t end) {
+std::int64_t EndOfJoined(Place& file, std::int64_t end) {
     if (end % file.SectorSize() == 0) {
         return end;
     }
     if (IsFilmAt(file, end)) {
-        return BehindFilm(file, end);
+        return EndOfFilm(file, end);
     }
     if (!IsPictureAt(file, end)) {
         return end;
@@ -158,13 +158,13 @@ std::int64_t BehindJoined(Place& file, std::int64_t end) {
 }
 
 // `end` is what the multi-picture index says.
-std::int64_t BehindTrailers(Place& file, const JpegWalk& walk, std::int64_t end) {
+std::int64_t EndOfTrailers(Place& file, const JpegWalk& walk, std::int64_t end) {
     constexpr int mostTrailers = 32;
-    end = std::max(end, BehindContainer(file, walk.size, walk.metadata));
+    end = std::max(end, EndOfContainer(file, walk.size, walk.metadata));
     for (int i = 0; i < mostTrailers; ++i) {
-        std::int64_t next = BehindJoined(file, end);
-        next = CanonTrailer::EndBehind(file, next);
-        next = BehindSamsungBlocks(file, next);
+        std::int64_t next = EndOfJoined(file, end);
+        next = CanonTrailer::EndAfter(file, next);
+        next = EndOfSamsungBlocks(file, next);
         if (next == end) {
             break;
         }
@@ -193,7 +193,7 @@ std::int64_t FrontOfZeros(Place& file, std::int64_t offset) {
 }
 
 // The last sector in front of a wrong code with which another file begins, if it is near.
-std::optional<std::int64_t> StartInFront(const Place& file, std::int64_t from, std::int64_t broken) {
+std::optional<std::int64_t> StartBefore(const Place& file, std::int64_t from, std::int64_t broken) {
     std::optional<std::int64_t> start;
     for (std::int64_t next = file.NextStart(std::max(from, broken - MostBelieved));
          next <= broken && next < file.Limit(); next = file.NextStart(next + 1)) {
@@ -211,7 +211,7 @@ Finding BrokenData(Place& file, const JpegWalk& walk, std::int32_t type) {
     if (broken >= file.Limit() - 1) {
         return {Verdict::Truncated, file.Limit(), type, {}, "coded data go on behind the medium's end"};
     }
-    if (const auto start = StartInFront(file, walk.lastScan + 1, broken)) {
+    if (const auto start = StartBefore(file, walk.lastScan + 1, broken)) {
         return {Verdict::Truncated, *start, type, {}, "coded data run into another file"};
     }
     if (walk.end == JpegWalk::End::Marker && file.NextStart(broken) >= walk.size) {
@@ -235,7 +235,7 @@ Finding ValidateJpeg(Place& file) {
         case JpegWalk::End::Limit:
             return {Verdict::Truncated, file.Limit(), type, {}, "goes on behind the medium's end"};
         case JpegWalk::End::NoMarker: {
-            const auto start = walk.hasPicture ? StartInFront(file, walk.lastScan + 1, walk.size) : std::nullopt;
+            const auto start = walk.hasPicture ? StartBefore(file, walk.lastScan + 1, walk.size) : std::nullopt;
             return start ? Finding{Verdict::Truncated, *start, type, {}, "coded data run into another file"}
                          : BrokenAt(file, walk.size, walk.size, type, "no marker where one is due");
         }
@@ -243,7 +243,7 @@ Finding ValidateJpeg(Place& file) {
             break;
     }
     const FurtherPictures further = WalkFurtherPictures(file, walk);
-    const std::int64_t end = BehindTrailers(file, walk, further.end);
+    const std::int64_t end = EndOfTrailers(file, walk, further.end);
     if (!further.areSound) {
         return {Verdict::Damaged, end, type, {}, "a further picture behind the first is wrong"};
     }

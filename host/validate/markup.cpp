@@ -1,7 +1,5 @@
 #include "host/validate/markup.h"
 
-#include <algorithm>
-
 #include "host/validate/text_bytes.h"
 #include "host/validate/text_run.h"
 

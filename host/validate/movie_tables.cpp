@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <vector>
 
 #include "frame/bytes/FieldReader.h"
-#include "host/validate/sample_check.h"
 
 namespace salvor {
 

@@ -25,9 +25,9 @@ struct LayeredStream {
     static constexpr std::size_t HeaderBytes = 4;
 
     // No encoder writes Layer I at a free bit rate, but numbers in tables look like it.
-    static bool IsSound(ByteSpan bytes) {
+    static bool IsValid(ByteSpan bytes) {
         const MpegAudioHeader header{LoadBig<std::uint32_t>(bytes, 0)};
-        return header.IsSound() && (header.LayerCode() != MpegAudioHeader::LayerI || header.BitRateIndex() != 0);
+        return header.IsValid() && (header.LayerCode() != MpegAudioHeader::LayerI || header.BitRateIndex() != 0);
     }
     static std::int32_t FrameBytes(ByteSpan bytes, std::int32_t freeLength) {
         return MpegAudioHeader{LoadBig<std::uint32_t>(bytes, 0)}.FrameBytes(freeLength);
@@ -41,7 +41,7 @@ struct AdtsStream {
     static constexpr std::uint32_t SteadyBits = 0xFFFFFDC0U;
     static constexpr std::size_t HeaderBytes = 7;
 
-    static bool IsSound(ByteSpan bytes) {
+    static bool IsValid(ByteSpan bytes) {
         const auto bits = LoadBig<std::uint32_t>(bytes, 0);
         constexpr std::uint32_t rates = 13;
         return (bits & 0xFFF60000U) == 0xFFF00000U && (bits >> 10U & 0xFU) < rates &&
@@ -141,7 +141,7 @@ private:
     // Takes over the format of the frame at `offset`.
     bool Enter(std::int64_t offset) {
         const ByteSpan bytes = file_.At(offset, Stream::HeaderBytes);
-        if (bytes.empty() || !Stream::IsSound(bytes)) {
+        if (bytes.empty() || !Stream::IsValid(bytes)) {
             return false;
         }
         steady_ = LoadBig<std::uint32_t>(bytes, 0) & Stream::SteadyBits;
@@ -171,7 +171,7 @@ private:
     std::int32_t FrameBytesAt(std::int64_t offset) {
         const ByteSpan bytes = file_.At(offset, Stream::HeaderBytes);
         if (bytes.empty() || (LoadBig<std::uint32_t>(bytes, 0) & Stream::SteadyBits) != steady_ ||
-            !Stream::IsSound(bytes) || (Stream::IsFree(bytes) && freeLength_ == 0)) {
+            !Stream::IsValid(bytes) || (Stream::IsFree(bytes) && freeLength_ == 0)) {
             return 0;
         }
         const std::int32_t length = Stream::FrameBytes(bytes, freeLength_);
@@ -403,7 +403,7 @@ bool BeginsMpegAudio(ByteSpan head) {
         return length + HeaderBytes > head.size() ||
                ((LoadBig<std::uint32_t>(head, length) ^ LoadBig<std::uint32_t>(head, 0)) & steadyBits) == 0;
     };
-    if (LayeredStream::IsSound(head)) {
+    if (LayeredStream::IsValid(head)) {
         const std::int32_t length = LayeredStream::FrameBytes(head, 0);
         // Bitmaps begin like frames of a free bit rate; these have no sound behind.
         constexpr std::size_t looked = 64;
@@ -412,7 +412,7 @@ bool BeginsMpegAudio(ByteSpan head) {
         return (LayeredStream::IsFree(head) && !isSilent) ||
                (length > 4 && goesOn(static_cast<std::size_t>(length), LayeredStream::SteadyBits));
     }
-    return AdtsStream::IsSound(head) &&
+    return AdtsStream::IsValid(head) &&
            goesOn(static_cast<std::size_t>(AdtsStream::FrameBytes(head, 0)), AdtsStream::SteadyBits);
 }
 

@@ -112,7 +112,7 @@ public:
             if (!page || !BelongsHere(*page)) {
                 return AtEnd();
             }
-            if (!page->isSound && !GoesOnBehind(*page)) {
+            if (!page->isSound && !GoesOnAfter(*page)) {
                 return BrokenAt(file_, end_, end_ + page->size, FileTypeIndex::Ogg, "a page's checksum is wrong");
             }
             isDamaged_ = isDamaged_ || !page->isSound;
@@ -138,7 +138,7 @@ private:
     }
 
     // A single wrong page is stepped over where the next one continues its stream.
-    bool GoesOnBehind(const Page& page) {
+    bool GoesOnAfter(const Page& page) {
         const std::optional<Page> next = ReadPage(file_, end_ + page.size);
         return next && next->isSound && next->serial == page.serial && next->number == page.number + 1;
     }

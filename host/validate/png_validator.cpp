@@ -54,20 +54,20 @@ Finding ValidatePng(Place& file) {
     // Each chunk takes a dozen bytes, so this ends.
     for (;;) {
         std::array<std::uint8_t, ChunkHeadBytes> head{};
-        const std::int64_t behindHead = at + static_cast<std::int64_t>(ChunkHeadBytes);
+        const std::int64_t headEnd = at + static_cast<std::int64_t>(ChunkHeadBytes);
         const bool wasRead = file.Copy(at, head);
         const auto length = LoadBig<std::uint32_t>(head, 0);
         const ByteSpan type = ByteSpan(head).subspan(4);
         if (!wasRead || length > LongestChunk || !IsType(type)) {
-            return BrokenAt(file, at, wasRead ? at : behindHead, FileTypeIndex::Png, "no chunk where one is due");
+            return BrokenAt(file, at, wasRead ? at : headEnd, FileTypeIndex::Png, "no chunk where one is due");
         }
-        const std::int64_t behindData = behindHead + length;
-        const std::int64_t end = behindData + ChecksumBytes;
+        const std::int64_t dataEnd = headEnd + length;
+        const std::int64_t end = dataEnd + ChecksumBytes;
         if (end > file.Limit()) {
             return BrokenAt(file, at, end, FileTypeIndex::Png, "a chunk");
         }
-        const auto sum = ChecksumOf(file, behindHead - 4, behindData);
-        const ByteSpan declared = file.At(behindData, ChecksumBytes);
+        const auto sum = ChecksumOf(file, headEnd - 4, dataEnd);
+        const ByteSpan declared = file.At(dataEnd, ChecksumBytes);
         const bool sumIsRight = sum && !declared.empty() && LoadBig<std::uint32_t>(declared, 0) == *sum;
         if (!sumIsRight) {
             // Bytes were overwritten inside the chunk if another one stands behind it; else its length leads nowhere.

@@ -1,7 +1,6 @@
 #include <FileTypeCatalog.h>
 
 #include <cstdint>
-#include <string>
 
 #include "formats/PostScriptWalk.h"
 #include "host/validate/text_run.h"
@@ -19,8 +18,8 @@ constexpr StartSignature Starts[] = {{.bytes = "%!PS-Adobe-"sv}};
 Finding DocumentOf(Place& file, Verdict verdict, std::int64_t size, const char* why) {
     const bool isDrawing = IsIllustratorDrawing(file);
     constexpr auto encapsulated = PatternOf(" EPSF");
-    constexpr std::size_t behindVersion = 14;
-    const bool isEncapsulated = HasPatternAt(file.From(0, 32), behindVersion, encapsulated);
+    constexpr std::size_t versionEnd = 14;
+    const bool isEncapsulated = HasPatternAt(file.From(0, 32), versionEnd, encapsulated);
     return {verdict, size, isDrawing ? FileTypeIndex::Ai : FileTypeIndex::Text,
             isDrawing        ? ""
             : isEncapsulated ? "eps"

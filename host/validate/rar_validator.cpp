@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <optional>
-#include <string>
 
 #include "frame/bytes/FieldReader.h"
 #include "frame/contract/FileTypeCatalog.h"

@@ -200,7 +200,7 @@ Finding ValidateCrw(Place& file) {
             continue;
         }
         const std::int64_t heapEnd = at + static_cast<std::int64_t>(root->end);
-        const std::int64_t end = CanonTrailer::EndBehindPadded(file, heapEnd);
+        const std::int64_t end = CanonTrailer::EndAfterPadded(file, heapEnd);
         return AreHeapsSound(file, heapEnd)
                    ? Finding{Verdict::Whole, end, FileTypeIndex::Crw, {}, "its directories are sound"}
                    : Finding{Verdict::Damaged, end, FileTypeIndex::Crw, {}, "the camera's settings are overwritten"};
@@ -310,7 +310,7 @@ constexpr std::uint32_t MostX3fEntries = 1024;
 bool BeginsX3f(ByteSpan head) { return StartsWith(head, X3fMark); }
 
 // The end of the file if its directory begins at `start`: all sections lie in front of it.
-std::optional<std::int64_t> BehindX3fDirectory(Place& file, std::int64_t start) {
+std::optional<std::int64_t> EndOfX3fDirectory(Place& file, std::int64_t start) {
     const ByteSpan head = file.At(start, X3fHeadBytes);
     const std::uint32_t count = head.empty() ? 0 : LoadLittle<std::uint32_t>(head, 8);
     if (count < 1 || count > MostX3fEntries) {
@@ -333,7 +333,7 @@ Finding ValidateX3f(Place& file) {
     const std::int64_t most = FileTypeCatalog[FileTypeIndex::X3f].largestSize;
     std::int64_t from = 0;
     while (const auto mark = file.Find(X3fDirectoryMark, from, std::min(file.Limit(), most))) {
-        if (const auto end = BehindX3fDirectory(file, *mark)) {
+        if (const auto end = EndOfX3fDirectory(file, *mark)) {
             return {Verdict::Whole, *end, FileTypeIndex::X3f, {}, "the directory at its end is sound"};
         }
         from = *mark + 1;

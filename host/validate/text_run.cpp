@@ -21,7 +21,7 @@ constexpr std::size_t LeastControlWindow = 16;
 constexpr std::size_t CodePageWindow = 128;
 constexpr std::size_t ShareWindow = 512;
 // A text that is interrupted in its first bytes is none.
-constexpr std::int64_t LeastInFrontOfControls = 256;
+constexpr std::int64_t LeastBeforeControls = 256;
 constexpr std::size_t HeadBytes = 512;
 
 bool IsSpace(std::uint8_t byte) { return byte == ' ' || static_cast<std::uint8_t>(byte - '\t') < 5; }
@@ -143,12 +143,12 @@ private:
         } else if (byte == DosEnd && at_ - from_ > 2 && StartsWith(file_.At(at_ - 2, 2), PatternOf("\r\n"))) {
             extra_ = 1;
             Stop(TextRun::Behind::Binary);
-        } else if (byte >= 0x80 ? !GoesOnInCodePage() : !GoesOnBehindControl(byte)) {
+        } else if (byte >= 0x80 ? !GoesOnInCodePage() : !GoesOnAfterControl(byte)) {
             Stop(TextRun::Behind::Binary);
         }
     }
 
-    bool GoesOnBehindControl(std::uint8_t control) {
+    bool GoesOnAfterControl(std::uint8_t control) {
         const ByteSpan bytes = file_.From(at_ + 1, ControlWindow);
         if (bytes.empty()) {
             return false;
@@ -158,7 +158,7 @@ private:
             ++at_;
             return true;
         }
-        if (at_ - from_ < LeastInFrontOfControls) {
+        if (at_ - from_ < LeastBeforeControls) {
             return false;
         }
         ByteSpan window = bytes.first(std::min(bytes.size(), ControlWindow));

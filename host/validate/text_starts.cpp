@@ -11,8 +11,8 @@ namespace {
 
 // In bytes.
 constexpr std::size_t HeadBytes = 512;
-constexpr std::size_t LeastInFrontOfZeros = 1;
-constexpr std::size_t LeastInFrontOfBinary = 32;
+constexpr std::size_t LeastBeforeZeros = 1;
+constexpr std::size_t LeastBeforeBinary = 32;
 constexpr std::size_t LeastOfCodePage = 256;
 constexpr std::size_t TailThatTells = 8;
 constexpr std::size_t TailThatTellsOfCodePage = 48;
@@ -23,14 +23,15 @@ constexpr std::size_t LeastUnitsWithoutMark = 256;
 constexpr std::uint8_t DosEnd = 0x1A;
 
 // In lower case.
-bool StandsFolded(ByteSpan bytes, std::string_view text) {
+bool StartsWithFolded(ByteSpan bytes, std::string_view text) {
     return bytes.size() >= text.size() && std::ranges::equal(bytes.first(text.size()), text, {}, [](std::uint8_t byte) {
                return static_cast<char>(byte >= 'A' && byte <= 'Z' ? byte + 0x20 : byte);
            });
 }
 
 bool BeginsMarkup(ByteSpan sector) {
-    return StandsFolded(sector, "<!doctype") || StandsFolded(sector, "<html") || StandsFolded(sector, "<?xml");
+    return StartsWithFolded(sector, "<!doctype") || StartsWithFolded(sector, "<html") ||
+           StartsWithFolded(sector, "<?xml");
 }
 
 // Units of UTF-16 that are text, mostly of Latin letters or nearly so: none is a control character.
@@ -95,12 +96,12 @@ bool IsLongEnough(ByteSpan head) {
     const bool endsInZeros = [head](std::size_t at) {
         return head[at] == 0 ? IsZeroFrom(head, at) : head[at] == DosEnd && IsZeroFrom(head, at + 1);
     }(end);
-    if (head[end] < 0x80 || end >= LeastInFrontOfBinary) {
-        return end >= (endsInZeros ? LeastInFrontOfZeros : LeastInFrontOfBinary);
+    if (head[end] < 0x80 || end >= LeastBeforeBinary) {
+        return end >= (endsInZeros ? LeastBeforeZeros : LeastBeforeBinary);
     }
     const std::size_t anyEnd = EndOfAnyText(head, end);
     return anyEnd >= std::min(LeastOfCodePage, head.size()) ||
-           (head[anyEnd] == 0 && anyEnd >= LeastInFrontOfBinary && IsZeroFrom(head, anyEnd));
+           (head[anyEnd] == 0 && anyEnd >= LeastBeforeBinary && IsZeroFrom(head, anyEnd));
 }
 
 // Most binary data show in their first bytes that they are no text. False only if it cannot be one.

@@ -21,8 +21,8 @@ using FileTypeIndex::Text;
 // In bytes.
 constexpr std::size_t LookedAt = 4096;
 // Shorter runs of printable bytes occur in random data once in some gigabytes.
-constexpr std::int64_t LeastInFrontOfBinary = 32;
-constexpr std::int64_t LeastInFrontOfString = 512;
+constexpr std::int64_t LeastBeforeBinary = 32;
+constexpr std::int64_t LeastBeforeString = 512;
 constexpr std::int64_t LeastOfCodePage = 256;
 constexpr std::int64_t LeastOfOneLine = 4096;
 
@@ -179,14 +179,13 @@ bool IsOtherKind(Place& file, ByteSpan head) {
 }
 
 // Why printable bytes in front of binary data are no text; null if they are one.
-const char* WhyNotInFrontOfBinary(Place& file, const TextRun& run, std::int64_t length, ByteSpan head,
-                                  const TextMix& mix) {
-    if ((length < LeastInFrontOfBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {
+const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t length, ByteSpan head,
+                               const TextMix& mix) {
+    if ((length < LeastBeforeBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {
         return "too short in front of binary data";
     }
     const bool isString = IsString(file, run.end);
-    if (isString && (mix.lineEnds < 4 || length < LeastInFrontOfString) &&
-        (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
+    if (isString && (mix.lineEnds < 4 || length < LeastBeforeString) && (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
         return "strings of a program";
     }
     // Programs write data in one long line.
@@ -215,7 +214,7 @@ Finding Validate(Place& file) {
     head = head.first(std::min(head.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));
     const TextMix mix(head.subspan(static_cast<std::size_t>(marked)));
     if (run.behind == TextRun::Behind::Binary) {
-        if (const char* const why = WhyNotInFrontOfBinary(file, run, length, head, mix)) {
+        if (const char* const why = WhyNotBeforeBinary(file, run, length, head, mix)) {
             return NoText(why);
         }
     }

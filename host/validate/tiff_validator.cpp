@@ -254,7 +254,7 @@ Finding ValidateTiff(Place& file) {
     }
     std::int64_t end = Padded(*tiff, file, proof.end);
     if (kind.type == FileTypeIndex::Cr2) {
-        end = CanonTrailer::EndBehind(file, end);
+        end = CanonTrailer::EndAfter(file, end);
     }
     if (tiff->missesDirectory) {
         return {Verdict::Damaged, end, kind.type, kind.extension, "a directory is not where another one names it"};

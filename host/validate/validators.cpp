@@ -1,7 +1,5 @@
 #include "host/validate/validator.h"
 
-#include <algorithm>
-
 namespace salvor {
 
 // Each is defined in a source of its own.

@@ -1,8 +1,5 @@
 #include <FileTypeCatalog.h>
 
-#include <array>
-#include <optional>
-
 #include "host/validate/broken.h"
 #include "host/validate/validator.h"
 

@@ -1,7 +1,5 @@
 #include <FileTypeCatalog.h>
 
-#include <algorithm>
-
 #include "formats/WordPerfectFile.h"
 #include "host/validate/validator.h"
 

@@ -1,6 +1,5 @@
 #include <FileTypeCatalog.h>
 
-#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,7 +27,7 @@ std::u16string TakeBareRoot(MarkupReader& text) {
     text.EndAt(PrologBytes);
     text.SkipWhite();
     for (bool isProlog = true; isProlog; text.SkipWhite()) {
-        if (text.Stands(u"<!doctype", true)) {
+        if (text.IsAt(u"<!doctype", true)) {
             const std::int64_t declaration = text.At();
             text.Take(u"<!doctype", true);
             text.SkipWhite();
@@ -41,24 +40,24 @@ std::u16string TakeBareRoot(MarkupReader& text) {
     }
     text.Take(u"<");
     std::u16string root = text.TakeName(LongestName);
-    const std::int64_t behindName = text.At();
-    text.EndAt(behindName + RootTagBytes);
+    const std::int64_t nameEnd = text.At();
+    text.EndAt(nameEnd + RootTagBytes);
     bool isSure = root == typeName;
     if (!root.empty() && !isSure && text.TakeTag() != MarkupReader::Tag::Broken) {
         const std::int64_t tagEnd = text.At();
-        text.GoTo(behindName);
+        text.GoTo(nameEnd);
         text.EndAt(tagEnd);
         isSure = text.TakePast(u"xmlns");
     }
     text.EndAt(MarkupReader::NoLimit);
-    text.GoTo(behindName);
+    text.GoTo(nameEnd);
     return isSure ? root : std::u16string();
 }
 
 std::u16string TakeRoot(MarkupReader& text) {
     const std::int64_t start = text.At();
     text.SkipWhite();
-    if (!StandsXmlDeclaration(text)) {
+    if (!IsAtXmlDeclaration(text)) {
         text.GoTo(start);
         return TakeBareRoot(text);
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "formats/ZipMembers.h"
+#include "formats/ZipRecords.h"
 #include "host/validate/crc32.h"
 
 namespace salvor {
@@ -61,7 +62,7 @@ ZipArchive::ZipArchive(ByteWindow& file) : file_(file), allowance_(UnpackedBytes
         if (ReadEnd()) {
             return;
         }
-        brokenAt_ = behindDirectory_;
+        brokenAt_ = directoryEnd_;
     }
     FindEnd();
 }
@@ -74,7 +75,7 @@ bool ZipArchive::WalkMembers() {
         std::optional<std::int64_t> next;
         if (signature == ZipSignature::LocalHeader) {
             lastHeader_ = at;
-            next = BehindMember(at);
+            next = EndOfMember(at);
         } else if (signature == ZipSignature::ArchiveExtraData) {
             const ByteSpan record = file_.At(at, 8);
             next = record.empty() ? std::nullopt : std::optional(at + 8 + Long(record, 4));
@@ -82,7 +83,7 @@ bool ZipArchive::WalkMembers() {
             directory_ = at;
             return true;
         } else {
-            next = BehindSigningBlock(at);
+            next = EndOfSigningBlock(at);
         }
         if (!next) {
             return false;
@@ -92,7 +93,7 @@ bool ZipArchive::WalkMembers() {
     return false;
 }
 
-std::optional<std::int64_t> ZipArchive::BehindMember(std::int64_t start) {
+std::optional<std::int64_t> ZipArchive::EndOfMember(std::int64_t start) {
     const ByteSpan header = file_.At(start, Local::Bytes);
     if (header.empty()) {
         return std::nullopt;
@@ -116,17 +117,17 @@ std::optional<std::int64_t> ZipArchive::BehindMember(std::int64_t start) {
     const bool hasDescriptor = (member.flags & ZipHasDescriptor) != 0;
     Keep(member, name, nameBytes);
     if (hasDescriptor && (member.packedSize == 0 || member.packedSize == InLongField)) {
-        return BehindUnknownData(data, member, isLong);
+        return EndOfUnsizedData(data, member, isLong);
     }
     const std::int64_t end = data + member.packedSize;
     if (end > file_.Limit()) {
         brokenAt_ = end;
         return std::nullopt;
     }
-    return hasDescriptor ? BehindDescriptor(end, member.packedSize) : end;
+    return hasDescriptor ? EndOfDescriptor(end, member.packedSize) : end;
 }
 
-std::optional<std::int64_t> ZipArchive::BehindUnknownData(std::int64_t data, const ZipMember& member, bool isLong) {
+std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, const ZipMember& member, bool isLong) {
     if (IsRecord(ZipSignatureAt(file_, data))) {
         return data;
     }
@@ -137,17 +138,17 @@ std::optional<std::int64_t> ZipArchive::BehindUnknownData(std::int64_t data, con
             if (unpacked_.size() < MostMembers) {
                 unpacked_.push_back({data, *result});
             }
-            return BehindDescriptor(data + result->packedSize, result->packedSize);
+            return EndOfDescriptor(data + result->packedSize, result->packedSize);
         }
     }
     const std::int64_t limit = std::min(file_.Limit(), data + LongestSearch);
-    const std::optional<std::int64_t> end = BehindDescribedZipData(file_, data, limit, isLong);
-    return end ? end : BehindDescribedZipData(file_, data, limit, !isLong);
+    const std::optional<std::int64_t> end = EndOfDescribedZipData(file_, data, limit, isLong);
+    return end ? end : EndOfDescribedZipData(file_, data, limit, !isLong);
 }
 
 // Behind the descriptor at `at`, whose signature may be missing and whose sizes have 32 or 64 bits; `at` if there is
 // none.
-std::int64_t ZipArchive::BehindDescriptor(std::int64_t at, std::int64_t packedSize) {
+std::int64_t ZipArchive::EndOfDescriptor(std::int64_t at, std::int64_t packedSize) {
     const std::int64_t crc = at + (ZipSignatureAt(file_, at) == ZipSignature::DataDescriptor ? 4 : 0);
     const ByteSpan sizes = file_.At(crc + 4, 8);
     if (sizes.empty() || Long(sizes, 0) != static_cast<std::uint32_t>(packedSize)) {
@@ -158,7 +159,7 @@ std::int64_t ZipArchive::BehindDescriptor(std::int64_t at, std::int64_t packedSi
 }
 
 // Android's signatures, between the members and the directory: a length, the block, the length again and a mark.
-std::optional<std::int64_t> ZipArchive::BehindSigningBlock(std::int64_t at) {
+std::optional<std::int64_t> ZipArchive::EndOfSigningBlock(std::int64_t at) {
     static constexpr auto mark = PatternOf("APK Sig Block 42");
     const ByteSpan length = file_.At(at, 8);
     if (length.empty()) {
@@ -188,19 +189,19 @@ void ZipArchive::ReadDirectory() {
     entries_ = 0;
     std::int64_t at = directory_;
     while (ZipSignatureAt(file_, at) == ZipSignature::CentralHeader) {
-        const std::optional<std::int64_t> next = BehindZipEntry(file_, at);
+        const std::optional<std::int64_t> next = EndOfZipEntry(file_, at);
         if (!next || !TakeEntry(at)) {
             break;
         }
         ++entries_;
         at = *next;
     }
-    behindEntries_ = at;
+    entriesEnd_ = at;
     if (ZipSignatureAt(file_, at) == ZipSignature::DigitalSignature) {
         const ByteSpan record = file_.At(at, 6);
         at += record.empty() ? 0 : 6 + Word(record, 4);
     }
-    behindDirectory_ = at;
+    directoryEnd_ = at;
 }
 
 bool ZipArchive::TakeEntry(std::int64_t at) {
@@ -231,7 +232,7 @@ bool ZipArchive::TakeEntry(std::int64_t at) {
 
 // The end record behind the directory, which must know where that begins.
 bool ZipArchive::ReadEnd() {
-    std::int64_t at = behindDirectory_;
+    std::int64_t at = directoryEnd_;
     if (ZipSignatureAt(file_, at) == ZipSignature::LongEnd) {
         const ByteSpan record = file_.At(at, ZipLongEnd::Bytes);
         if (record.empty()) {
@@ -278,7 +279,7 @@ std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
         size = Huge(longEnd, ZipLongEnd::DirectorySize);
     }
     // A signature of the directory may count to it or not.
-    const bool leadsHere = offset + size == end || (end == behindDirectory_ && offset + size == behindEntries_);
+    const bool leadsHere = offset + size == end || (end == directoryEnd_ && offset + size == entriesEnd_);
     return leadsHere ? std::optional(offset) : std::nullopt;
 }
 

@@ -54,10 +54,10 @@ private:
 
     // To the first central header or end record; false if the headers do not lead there.
     bool WalkMembers();
-    std::optional<std::int64_t> BehindMember(std::int64_t start);
-    std::optional<std::int64_t> BehindUnknownData(std::int64_t data, const ZipMember& member, bool isLong);
-    std::int64_t BehindDescriptor(std::int64_t at, std::int64_t packedSize);
-    std::optional<std::int64_t> BehindSigningBlock(std::int64_t at);
+    std::optional<std::int64_t> EndOfMember(std::int64_t start);
+    std::optional<std::int64_t> EndOfUnsizedData(std::int64_t data, const ZipMember& member, bool isLong);
+    std::int64_t EndOfDescriptor(std::int64_t at, std::int64_t packedSize);
+    std::optional<std::int64_t> EndOfSigningBlock(std::int64_t at);
     void ReadDirectory();
     bool TakeEntry(std::int64_t at);
     bool ReadEnd();
@@ -73,8 +73,8 @@ private:
     ByteWindow& file_;
     std::int64_t start_ = 0;
     std::int64_t directory_ = 0;
-    std::int64_t behindEntries_ = 0;
-    std::int64_t behindDirectory_ = 0;
+    std::int64_t entriesEnd_ = 0;
+    std::int64_t directoryEnd_ = 0;
     std::int64_t entries_ = 0;
     std::int64_t brokenAt_ = 0;
     std::int64_t lastHeader_ = 0;

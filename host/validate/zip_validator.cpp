@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include <FileTypeCatalog.h>
-#include "formats/ZipMembers.h"
+#include "formats/ZipRecords.h"
 #include "host/validate/broken.h"
 #include "host/validate/validator.h"
 #include "host/validate/zip_archive.h"

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <ostream>
-#include <string>
 #include <vector>
 
 #include "tests/support/OfficePaperBuilder.h"

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -137,7 +136,7 @@ TEST(Drawings, CasioAreasAreThereAndArePictures) {
 
 TEST(Drawings, CdrIsARiffFileOrAPackage) {
     const Bytes riff = CdrFile();
-    const Bytes package = CdrPackage(ZipSizes::Behind);
+    const Bytes package = CdrPackage(ZipSizes::InDescriptor);
     const Bytes old = Patched(Patched(riff, 8, BytesOf("CDR DISP")), 16, Word(2));
     const std::size_t lastChunk = riff.size() - 68;
     ExpectSizes({
@@ -154,14 +153,14 @@ TEST(Drawings, CdrIsARiffFileOrAPackage) {
          Patched(Patched(riff, lastChunk + 4, Word(59)), 4, Word(static_cast<std::uint32_t>(riff.size() - 9))),
          SizeOf(riff) - 1},
         {"size behind the data", FileTypeIndex::Cdr, package, SizeOf(package)},
-        {"the same without a signature", FileTypeIndex::Cdr, CdrPackage(ZipSizes::BehindWithoutSignature),
+        {"the same without a signature", FileTypeIndex::Cdr, CdrPackage(ZipSizes::InBareDescriptor),
          SizeOf(package) - 4},
         {"comment", FileTypeIndex::Cdr, Join({Patched(package, package.size() - 2, {5}), BytesOf("notes")}),
          SizeOf(package) + 5},
         {"later version's template", FileTypeIndex::Cdr,
-         CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.zcf.draw.template+zip"), SizeOf(package) - 12},
+         CdrPackage(ZipSizes::InHeader, "application/x-vnd.corel.zcf.draw.template+zip"), SizeOf(package) - 12},
         {"another program's", FileTypeIndex::Cdr,
-         CdrPackage(ZipSizes::InFront, "application/x-vnd.corel.designer.document+zip"), 0},
+         CdrPackage(ZipSizes::InHeader, "application/x-vnd.corel.designer.document+zip"), 0},
         {"no end record", FileTypeIndex::Cdr, Patched(package, package.size() - 20, {0}), 0},
     });
 }

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <string>
 
 #include "images/KExifJpgFileType.h"

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
 
 #include "frame/read/KFileSimulator.h"
 #include "tests/support/BoxBytes.h"

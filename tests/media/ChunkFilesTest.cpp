@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
 
 #include "tests/support/Numbers.h"
 #include "tests/support/Scan.h"

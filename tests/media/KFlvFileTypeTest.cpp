@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <optional>
 #include <string>
 
 #include "tests/support/Scan.h"

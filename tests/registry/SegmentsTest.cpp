@@ -124,7 +124,7 @@ struct Tally {
 };
 
 std::vector<Find> InSegments(Medium& medium, const ScanGrid& grid, const std::vector<std::int64_t>& cuts,
-                             std::int64_t mostBehind, Tally& tally) {
+                             std::int64_t mostAfter, Tally& tally) {
     std::vector<TypeScan> scans;
     const auto keep = [&](NewScanners& scanners) {
         std::ranges::move(scanners.done, std::back_inserter(scans));
@@ -134,7 +134,7 @@ std::vector<Find> InSegments(Medium& medium, const ScanGrid& grid, const std::ve
         for (std::int64_t block = cuts[i]; scanners.GoOn() && block < grid.BlockCount(); ++block) {
             scanners.ScanBlock(block);
             if (block + 1 >= cuts[i + 1]) {
-                const bool isLast = block + 1 >= cuts[i + 1] + mostBehind;
+                const bool isLast = block + 1 >= cuts[i + 1] + mostAfter;
                 scanners.End([&](const NewScanners::Open& open) {
                     tally.ends += block + 1 == cuts[i + 1] ? 1U : 0U;
                     tally.rests += block + 1 == cuts[i + 1] && open.isAtRest ? 1U : 0U;
@@ -246,8 +246,8 @@ TEST_P(CrowdedSegments, AreAsOneScan) {
         const ScanGrid grid = GridOf(medium, 1 + static_cast<std::int64_t>(noise.Below(round % 2 == 0 ? 3 : 20)));
         const std::vector<Find> one = InOneScan(medium, grid);
         for (int cut = 0; cut < 6; ++cut) {
-            const std::int64_t mostBehind = noise.Below(2) == 0 ? grid.BlockCount() : std::int64_t(noise.Below(4));
-            ExpectSame(InSegments(medium, grid, RandomCuts(grid, noise), mostBehind, tally), one,
+            const std::int64_t mostAfter = noise.Below(2) == 0 ? grid.BlockCount() : std::int64_t(noise.Below(4));
+            ExpectSame(InSegments(medium, grid, RandomCuts(grid, noise), mostAfter, tally), one,
                        "round " + std::to_string(round));
         }
     }

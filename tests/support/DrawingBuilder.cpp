@@ -1,8 +1,5 @@
 #include "tests/support/DrawingBuilder.h"
 
-#include <algorithm>
-#include <string>
-
 #include "tests/support/ZipBuilder.h"
 
 namespace test {
@@ -123,9 +120,9 @@ Bytes CdrPackage(ZipSizes sizes, std::string_view mediaType) {
     const Bytes sum = Zeros(4);
     const Bytes size = Words({static_cast<std::uint32_t>(data.size())});
     Bytes member = ZipLocal("content/root.dat", data);
-    if (sizes != ZipSizes::InFront) {
+    if (sizes != ZipSizes::InHeader) {
         member = Patched(Claiming(member, 0), 6, {8});
-        member = Join({member, sizes == ZipSizes::Behind ? BytesOf("PK\x07\x08") : Bytes(), sum, size, size});
+        member = Join({member, sizes == ZipSizes::InDescriptor ? BytesOf("PK\x07\x08") : Bytes(), sum, size, size});
     }
     const Bytes first = ZipLocal("mimetype", BytesOf(mediaType));
     return Join({first, member, ZipCentral("mimetype", static_cast<std::uint32_t>(mediaType.size()), 0),

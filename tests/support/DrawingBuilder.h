@@ -21,7 +21,7 @@ Bytes OciFile();
 Bytes MbFile(bool isLong);
 Bytes CdrFile();
 /// A package whose second member has its size in a descriptor behind the data, in two forms, or in front of them.
-enum class ZipSizes { InFront, Behind, BehindWithoutSignature };
+enum class ZipSizes { InHeader, InDescriptor, InBareDescriptor };
 Bytes CdrPackage(ZipSizes sizes, std::string_view mediaType = "application/x-vnd.corel.draw.document+zip");
 /// The heap holds `rawBytes` of noise and what looks like a root directory but for its place.
 Bytes CrwFile(std::size_t rawBytes);

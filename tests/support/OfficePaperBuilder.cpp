@@ -1,7 +1,6 @@
 #include "tests/support/OfficePaperBuilder.h"
 
 #include <algorithm>
-#include <string>
 
 namespace test {
 

@@ -6,7 +6,6 @@
 #include <iterator>
 #include <map>
 #include <stdexcept>
-#include <string>
 
 #include "frame/contract/FileTypeCatalog.h"
 #include "tests/support/CompoundBuilder.h"
@@ -197,7 +196,7 @@ std::vector<Fixture> BuiltFiles() {
         {"copied", {Dwg}, DwgFile("AC1032")},
         {"compressed", {Dwg}, DwgFile("AC1021")},
         {"riff", {Cdr}, CdrFile()},
-        {"package", {Cdr, Zip}, CdrPackage(ZipSizes::InFront)},
+        {"package", {Cdr, Zip}, CdrPackage(ZipSizes::InHeader)},
         {"paint3", {Psp}, PspFile(3)},
         {"paint9", {Psp}, PspFile(9)},
         {"heap", {Crw}, CrwFile(3000)},
@@ -246,10 +245,10 @@ const std::vector<Fixture>& Fixtures() {
 }
 
 Bytes FixtureMedium(const Bytes& file) {
-    constexpr std::size_t noiseBehind = 20 * 512;
+    constexpr std::size_t noiseAfter = 20 * 512;
     Noise noise(file.size());
     const Bytes slack = Zeros((512 - file.size() % 512) % 512);
-    return Join({noise.Random(FixtureSector * 512), file, slack, noise.Random(noiseBehind)});
+    return Join({noise.Random(FixtureSector * 512), file, slack, noise.Random(noiseAfter)});
 }
 
 }  // namespace test

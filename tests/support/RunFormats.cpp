@@ -1,6 +1,5 @@
 #include "tests/support/RunFormats.h"
 
-#include <algorithm>
 #include <string>
 
 namespace test {
@@ -39,7 +38,7 @@ bool SameByte(std::uint8_t a, std::uint8_t b, bool anyCase) {
     return anyCase ? upper(a) == upper(b) : a == b;
 }
 
-bool StandsAt(const Bytes& medium, Position at, const Bytes& pattern, bool anyCase) {
+bool HasBytesAt(const Bytes& medium, Position at, const Bytes& pattern, bool anyCase) {
     for (std::size_t i = 0; i < pattern.size(); ++i) {
         if (!SameByte(medium[static_cast<std::size_t>(at) + i], pattern[i], anyCase)) {
             return false;
@@ -62,7 +61,7 @@ bool AnyIsNotText(const Bytes& medium, Position at, std::int32_t count) {
 Position EndIn(const RunFormat& format, const Bytes& medium, Position p, Position sectorSize) {
     const auto tailLength = static_cast<Position>(format.tail.size());
     for (Position k = 0; k < sectorSize; ++k) {
-        if (k + tailLength + format.decidingBytes < sectorSize && StandsAt(medium, p + k, format.tail, false) &&
+        if (k + tailLength + format.decidingBytes < sectorSize && HasBytesAt(medium, p + k, format.tail, false) &&
             (format.decidingBytes == 0 || AnyIsNotText(medium, p + k + tailLength, format.decidingBytes))) {
             return k + tailLength;
         }
@@ -85,7 +84,7 @@ std::vector<Found> ReferenceRun(const RunFormat& format, const Medium& medium, s
     const Position sectorSize = medium.SectorSize();
     for (std::int64_t sector = 0; sector < medium.SectorCount(); ++sector) {
         const Position p = sector * sectorSize;
-        if (sectorSize >= format.smallestSector && StandsAt(medium.Data(), p, format.head, format.headInAnyCase)) {
+        if (sectorSize >= format.smallestSector && HasBytesAt(medium.Data(), p, format.head, format.headInAnyCase)) {
             if (inFile) {
                 reportIfLongEnough();
             }

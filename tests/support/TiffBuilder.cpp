@@ -15,11 +15,11 @@ std::size_t WidthOf(std::uint16_t type) {
 
 }  // namespace
 
-TiffBuilder::TiffBuilder(bool bigEndian, const Bytes& behindHeader) : bigEndian_(bigEndian) {
+TiffBuilder::TiffBuilder(bool bigEndian, const Bytes& afterHeader) : bigEndian_(bigEndian) {
     file_ = BytesOf(bigEndian ? "MM" : "II");
     Put(42, 2);
     Put(0, 4);
-    file_.insert(file_.end(), behindHeader.begin(), behindHeader.end());
+    file_.insert(file_.end(), afterHeader.begin(), afterHeader.end());
 }
 
 std::uint32_t TiffBuilder::Append(const Bytes& data) {
@@ -34,9 +34,9 @@ std::uint32_t TiffBuilder::Add(const std::vector<TiffField>& fields, std::uint32
     std::vector<std::uint32_t> offsets;
     for (const TiffField& field : fields) {
         const std::size_t width = WidthOf(field.type);
-        const bool standsElsewhere = field.count != 0;
-        offsets.push_back(standsElsewhere ? field.values[0] : Append({}));
-        if (!standsElsewhere && width * field.values.size() > inlineBytes) {
+        const bool isElsewhere = field.count != 0;
+        offsets.push_back(isElsewhere ? field.values[0] : Append({}));
+        if (!isElsewhere && width * field.values.size() > inlineBytes) {
             std::ranges::for_each(field.values, [&](std::uint32_t value) { Put(value, width); });
         }
     }

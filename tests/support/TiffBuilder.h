@@ -25,8 +25,8 @@ inline constexpr std::uint16_t TiffLong = 4;
 /// Builds a file of the TIFF structure from front to back: what a directory points to is appended before it.
 class TiffBuilder {
 public:
-    /// `behindHeader` stands between the header of 8 bytes and the rest.
-    explicit TiffBuilder(bool bigEndian = false, const Bytes& behindHeader = {});
+    /// `afterHeader` stands between the header of 8 bytes and the rest.
+    explicit TiffBuilder(bool bigEndian = false, const Bytes& afterHeader = {});
 
     /// Appends picture data or the like, at an even offset; gives the offset.
     std::uint32_t Append(const Bytes& data);

@@ -1,8 +1,6 @@
 #include "tests/support/ZipBuilder.h"
 #include "tests/support/Numbers.h"
 
-#include <algorithm>
-
 namespace test {
 
 namespace {

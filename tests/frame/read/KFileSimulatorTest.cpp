@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <numeric>
 
 #include "tests/support/Medium.h"
 #include "tests/support/Scan.h"

@@ -83,14 +83,14 @@ TEST_P(RunScannerTest, ANewScannerIsAsAfterResetAndACapLastsUntilThen) {
     Medium medium;
     medium.Put(0, RunFile(format, 20000));
     const SectorBlock block = BlockOf(medium);
-    const SectorBlock behindHeader = BlockOf(medium, 1, medium.SectorCount() - 1);
+    const SectorBlock afterHeader = BlockOf(medium, 1, medium.SectorCount() - 1);
     const TypePtr type = CreateType(format.index);
     RecordingSink sink;
     for (const std::int64_t maxSize : {0, 1000, 1000, 0}) {
         if (maxSize != 0) {
             type->SetMaxFileSize(maxSize);
         }
-        type->ScanBlock(&behindHeader, &sink);
+        type->ScanBlock(&afterHeader, &sink);
         type->ScanBlock(&block, &sink);
     }
     EXPECT_EQ(type->Reset(), 1);
