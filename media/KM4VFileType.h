@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "media/BoxFileScanner.h"
+#include "media/TagLists.h"
 
 /// MPEG-4 videos of the brand M4V, whose atoms are those of a QuickTime movie. Source: QuickTime File Format
 /// Specification, "Atoms".

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "media/BoxFileScanner.h"
+#include "media/TagLists.h"
 
 /// QuickTime movies that begin with a file type atom. Source: QuickTime File Format Specification, "Atoms".
 class KMovFileType final : public BoxFileScanner<KMovFileType> {

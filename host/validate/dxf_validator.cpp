@@ -17,7 +17,7 @@ constexpr auto LastValue = PatternOf("EOF");
 constexpr std::uint8_t DosEnd = 0x1A;
 
 // Does the line in front of `at` hold the code 0 alone?
-bool StandsBehindZero(Place& file, std::int64_t at) {
+bool FollowsZero(Place& file, std::int64_t at) {
     constexpr std::int64_t longest = 16;
     const std::int64_t from = std::max<std::int64_t>(at - longest, 0);
     const ByteSpan bytes = file.At(from, static_cast<std::size_t>(at - from));
@@ -39,7 +39,7 @@ Finding Whole(std::int64_t size) { return {Verdict::Whole, size, FileTypeIndex::
 
 // Behind the last pair, which ends at `end`, there may be empty lines or a comment; other text is a stranger's. One
 // byte of a line end in front of others than zeros is more likely theirs too.
-std::int64_t BehindLastLine(Place& file, std::int64_t end) {
+std::int64_t EndOfLastLine(Place& file, std::int64_t end) {
     const ByteSpan last = file.At(end - 1, 1);
     if (last.empty() || last[0] == 0 || last[0] == DosEnd) {
         return end;
@@ -58,7 +58,7 @@ Finding Validate(Place& file) {
     if (!walked->isComplete) {
         // A file may end with its last word, which foreign bytes then follow on the same line.
         const bool hasLastValue = StartsWith(file.At(walked->size, LastValue.size()), LastValue);
-        return hasLastValue && StandsBehindZero(file, walked->size)
+        return hasLastValue && FollowsZero(file, walked->size)
                    ? Whole(walked->size + static_cast<std::int64_t>(LastValue.size()))
                    : Finding{Verdict::Open, walked->size, FileTypeIndex::Dxf, {}, "pairs, but no last one"};
     }

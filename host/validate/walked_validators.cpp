@@ -62,7 +62,7 @@ struct Walked {
 };
 
 // Some tools leave a line end behind the picture. It shows in front of the zeros that fill the sector.
-std::int64_t BehindLineEnd(Place& file, std::int64_t end) {
+std::int64_t EndOfLineEnd(Place& file, std::int64_t end) {
     const std::int64_t left = (file.SectorSize() - end % file.SectorSize()) % file.SectorSize();
     const ByteSpan rest = left < 2 ? ByteSpan() : file.At(end, static_cast<std::size_t>(left));
     const bool hasLineEnd = !rest.empty() && rest[0] == '\n' && IsZeroFrom(rest, 1);
@@ -72,7 +72,7 @@ std::int64_t BehindLineEnd(Place& file, std::int64_t end) {
 Finding ValidateBmp(Place& file) {
     Finding finding = FindingOf(file, BmpPicture::Walk(file), FileTypeIndex::Bmp, Verdict::Open);
     if (finding.verdict == Verdict::Whole || finding.verdict == Verdict::Open) {
-        finding.size = BehindLineEnd(file, finding.size);
+        finding.size = EndOfLineEnd(file, finding.size);
     }
     return finding;
 }

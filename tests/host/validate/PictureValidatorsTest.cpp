@@ -138,7 +138,7 @@ TEST(PictureValidators, StrippedRawsEndWhereTheirDataDo) {
 
 // A picture that was dropped leaves offsets behind, which lead to other bytes.
 TEST(PictureValidators, TiffWithoutItsJpegIsTruncated) {
-    Bytes file = Sample("strip.tif");
+    Bytes file = Fixture("strip.tif");
     const Bytes plain{0x03, 0x01, 0x03, 0, 1, 0, 0, 0, 1, 0};
     const auto compression = std::search(file.begin(), file.end(), plain.begin(), plain.end());
     ASSERT_NE(compression, file.end());
