@@ -10,7 +10,7 @@
 
 namespace {
 
-// Far more than files have, and little enough to be done in no time.
+// Far more than files have, and few enough to be read in no time.
 constexpr std::size_t MostDirectories = 65536;
 constexpr std::uint64_t MostEntriesOfADirectory = 4096;
 constexpr std::size_t MostEntries = std::size_t{1} << 20U;
@@ -20,7 +20,7 @@ constexpr std::uint64_t LongestText = 256;
 constexpr std::int64_t ClassicHeaderBytes = 8;
 constexpr std::uint8_t BigNumber = 43;
 
-// Bytes of a value by field type; 0 for types that there are not.
+// Bytes of a value by field type; 0 for types that do not exist.
 constexpr std::array<std::uint8_t, 19> TypeBytes{0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 0, 0, 8, 8, 8};
 
 // Sony, Samsung (two), Panasonic, Nikon, Kodak and Pentax.
@@ -39,7 +39,7 @@ struct Entry {
     std::uint16_t tag;
     std::uint16_t type;
     std::uint64_t count;
-    // The values themselves, or where they stand if they take more than there is room for.
+    // The values themselves, or their offset where they do not fit.
     std::array<std::uint8_t, 8> field;
 
     bool HasKnownType() const { return type < TypeBytes.size() && TypeBytes[type] != 0; }
@@ -47,14 +47,14 @@ struct Entry {
         return type == TiffType::Short || type == TiffType::Long || type == TiffType::Directory ||
                type == TiffType::Long8 || type == TiffType::Directory8;
     }
-    // Of all values; those that nothing can hold count as the most that are.
+    // Of all values, at most the largest number.
     std::int64_t ValueBytes() const {
         constexpr std::uint64_t most = std::uint64_t{1} << 56U;
         return static_cast<std::int64_t>(std::min(count, most / 8) * TypeBytes[type]);
     }
 };
 
-// Those with known types.
+// Entries of known types.
 using Entries = std::vector<Entry>;
 using Numbers = std::vector<std::int64_t>;
 
@@ -95,7 +95,7 @@ private:
                 return LoadAs<std::uint64_t>(bytes, offset, endian_);
         }
     }
-    // One that lies on no medium is as good as any other such.
+    // Offsets that no medium has are all clamped to the same one.
     std::int64_t Word(ByteSpan bytes, std::size_t offset, std::size_t width) const {
         constexpr std::uint64_t most = std::uint64_t{1} << 56U;
         return static_cast<std::int64_t>(std::min(Number(bytes, offset, width), most));
@@ -103,7 +103,7 @@ private:
     std::int64_t OffsetOf(const Entry& entry) const { return Word(entry.field, 0, WordBytes()); }
     bool IsInline(const Entry& entry) const { return entry.ValueBytes() <= static_cast<std::int64_t>(WordBytes()); }
 
-    // Once each, so that loops end. Directories of images stand in a chain; the others have no link to a next one.
+    // Each once, so that loops end. Directories of images are chained; the others have no link to a next one.
     void Follow(std::int64_t offset, bool inChain) {
         found_.missesDirectory = found_.missesDirectory || offset >= file_.Limit();
         if (offset >= ClassicHeaderBytes && offset < file_.Limit() && seen_.size() < MostDirectories &&
@@ -118,21 +118,9 @@ private:
         }
     }
 
-    bool Load(std::int64_t offset, std::span<std::uint8_t> bytes) {
-        while (!bytes.empty()) {
-            const std::size_t count = std::min(bytes.size(), ByteWindow::PieceBytes);
-            if (!file_.Copy(offset, bytes.first(count))) {
-                return false;
-            }
-            offset += static_cast<std::int64_t>(count);
-            bytes = bytes.subspan(count);
-        }
-        return true;
-    }
-
     bool WalkDirectory(std::int64_t offset, bool inChain) {
         std::array<std::uint8_t, 8> number{};
-        if (!Load(offset, std::span(number).first(CountBytes()))) {
+        if (!file_.Copy(offset, std::span(number).first(CountBytes()))) {
             return false;
         }
         const std::uint64_t count = Number(number, 0, CountBytes());
@@ -141,13 +129,13 @@ private:
             return false;
         }
         const Entries entries = ReadEntries(table, static_cast<std::size_t>(count));
-        // Bytes that a wrong pointer takes for a directory have types at random.
+        // Bytes that a wrong pointer takes for a directory have random types.
         if (entries.size() <= count / 2) {
             return false;
         }
         const std::int64_t link = table + static_cast<std::int64_t>(count * EntryBytes());
         Reach(offset, link + static_cast<std::int64_t>(WordBytes()) - offset, TiffFile::Kind::Directory);
-        if (inChain && Load(link, std::span(number).first(WordBytes()))) {
+        if (inChain && file_.Copy(link, std::span(number).first(WordBytes()))) {
             Follow(Word(number, 0, WordBytes()), true);
         }
         TakeKind(entries);
@@ -161,7 +149,7 @@ private:
     Entries ReadEntries(std::int64_t offset, std::size_t count) {
         entriesLeft_ -= count;
         std::vector<std::uint8_t> table(count * EntryBytes());
-        if (!Load(offset, table)) {
+        if (!file_.Copy(offset, table)) {
             return {};
         }
         Entries entries;
@@ -209,7 +197,7 @@ private:
                 }
                 break;
             case TiffTag::PrivateData:
-                // Four bytes are no data but where a directory of the maker's stands.
+                // Four bytes are not data but the offset of a directory of the maker's own.
                 if (entry.ValueBytes() == 4) {
                     Follow(Word(entry.field, 0, 4), false);
                 }
@@ -263,7 +251,7 @@ private:
         }
     }
 
-    // None if they are no offsets or lengths, are too many or lie outside.
+    // Empty if they are not offsets or lengths, are too many or lie outside.
     Numbers Values(const Entry& entry) {
         if (!entry.HoldsOffsets() || entry.count > valuesLeft_ || entry.ValueBytes() > file_.Limit()) {
             return {};
@@ -275,7 +263,7 @@ private:
                 return {};
             }
             raw.resize(static_cast<std::size_t>(entry.ValueBytes()));
-            if (!Load(OffsetOf(entry), raw)) {
+            if (!file_.Copy(OffsetOf(entry), raw)) {
                 return {};
             }
         }

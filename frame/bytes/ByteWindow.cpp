@@ -25,9 +25,16 @@ ByteSpan ByteWindow::From(std::int64_t offset, std::size_t wanted) {
 }
 
 bool ByteWindow::Copy(std::int64_t offset, std::span<std::uint8_t> bytes) {
-    const ByteSpan shown = At(offset, bytes.size());
-    std::ranges::copy(shown, bytes.begin());
-    return shown.size() == bytes.size();
+    while (!bytes.empty()) {
+        const ByteSpan shown = At(offset, std::min(bytes.size(), PieceBytes));
+        if (shown.empty()) {
+            return false;
+        }
+        std::ranges::copy(shown, bytes.begin());
+        offset += static_cast<std::int64_t>(shown.size());
+        bytes = bytes.subspan(shown.size());
+    }
+    return true;
 }
 
 std::optional<std::int64_t> ByteWindow::Find(const BytePattern& pattern, std::int64_t from, std::int64_t to) {

@@ -44,7 +44,7 @@ public:
     /// limit; empty at the limit, for a negative offset and where nothing can be read.
     ByteSpan From(std::int64_t offset, std::size_t wanted = 1);
 
-    /// Fills `bytes`, at most `PieceBytes`, from an offset on; false if not all of them can be shown.
+    /// Fills `bytes`, any number of them, from an offset on; false, with some of them filled, if not all can be shown.
     bool Copy(std::int64_t offset, std::span<std::uint8_t> bytes);
 
     /// Offset of the first occurrence of the pattern that begins at `from` or behind it and ends at `to` or before it.

@@ -32,7 +32,7 @@ struct Header {
     std::uint8_t dataReserve = 0;
     // Where the folders begin.
     std::int64_t end = 0;
-    // Behind a signature that follows the cabinet; 0 if there is none.
+    // The end of a signature that follows the cabinet; 0 if there is none.
     std::int64_t signedEnd = 0;
 };
 
@@ -73,7 +73,7 @@ std::optional<Header> ReadHeader(Place& file) {
         header.dataReserve = reader.Byte();
         const std::int64_t place = reader.Position();
         reader.Skip(reserve);
-        // Signers keep the place and the length of what they append here.
+        // Signers note offset and length of the signature here.
         const ByteSpan signer = reserve == SignerBytes ? file.At(place, SignerBytes) : ByteSpan();
         if (!signer.empty() && LoadLittle<std::uint32_t>(signer, 4) == header.size) {
             header.signedEnd = header.size + LoadLittle<std::uint32_t>(signer, 8);
@@ -115,7 +115,7 @@ bool AreFilesRight(Place& file, const Header& header) {
         const auto folder = reader.Little<std::uint16_t>();
         reader.Skip(6);
         SkipText(reader);
-        // The last numbers mean that the file goes on from the cabinet before or into the next.
+        // From here on: the file continues from the previous cabinet or into the next.
         constexpr std::uint16_t goesOn = 0xFFFD;
         if (reader.IsBroken() || (folder >= header.folders && folder < goesOn) || reader.Position() > header.size) {
             return false;
@@ -124,7 +124,7 @@ bool AreFilesRight(Place& file, const Header& header) {
     return true;
 }
 
-// The 32-bit words joined by exclusive or; what is left over counts from the highest byte down.
+// Exclusive or of the 32-bit words; the bytes left over are taken highest first.
 std::uint32_t Checksum(ByteSpan bytes, std::uint32_t seed) {
     std::uint32_t sum = seed;
     std::size_t at = 0;
@@ -138,10 +138,10 @@ std::uint32_t Checksum(ByteSpan bytes, std::uint32_t seed) {
     return sum ^ rest;
 }
 
-// Behind the block, or nothing if it is damaged. Many writers leave its checksum 0.
+// The end of the block; nothing if it is damaged. Many writers leave its checksum 0.
 std::optional<std::int64_t> EndOfBlock(Place& file, std::int64_t at, const Header& header) {
     constexpr std::size_t blockHeader = 8;
-    // What a block unpacks to at most.
+    // A block unpacks to at most this many bytes.
     constexpr std::uint16_t mostUnpacked = 0x8000;
     std::vector<std::uint8_t> block(blockHeader + header.dataReserve);
     if (!file.Copy(at, block)) {
@@ -154,19 +154,12 @@ std::optional<std::int64_t> EndOfBlock(Place& file, std::int64_t at, const Heade
         return std::nullopt;
     }
     if (crc != 0) {
-        // Blocks are longer than what a window shows at once.
-        std::vector<std::uint8_t> bytes;
-        while (bytes.size() < packed) {
-            const std::int64_t next = data + static_cast<std::int64_t>(bytes.size());
-            const ByteSpan shown = file.From(next);
-            if (shown.empty()) {
-                return std::nullopt;
-            }
-            const ByteSpan wanted = shown.first(std::min(shown.size(), packed - bytes.size()));
-            bytes.insert(bytes.end(), wanted.begin(), wanted.end());
+        std::vector<std::uint8_t> bytes(packed);
+        if (!file.Copy(data, bytes)) {
+            return std::nullopt;
         }
         const std::uint32_t sum = Checksum(bytes, 0);
-        // Writers differ in whether the reserved bytes count.
+        // Writers disagree on whether the reserved bytes count.
         if (Checksum(ByteSpan(block).subspan(4, 4), sum) != crc && Checksum(ByteSpan(block).subspan(4), sum) != crc) {
             return std::nullopt;
         }
@@ -194,7 +187,7 @@ Finding Validate(Place& file) {
     if (header->size > file.Limit()) {
         return BrokenAt(file, header->size, header->size, FileTypeIndex::Cab, "the cabinet");
     }
-    // A signature is DER: a sequence of a length of two bytes.
+    // A signature is DER: a sequence with a two-byte length.
     static constexpr auto sequence = PatternOf("\x30\x82");
     if (header->signedEnd > header->size && StartsWith(file.At(header->size, sequence.size()), sequence)) {
         if (header->signedEnd > file.Limit()) {

@@ -42,9 +42,9 @@ constexpr auto MultiPictureMark = PatternOf("MPF\0");
 constexpr auto ExifMark = PatternOf("Exif\0");
 constexpr auto MetadataMark = PatternOf("http://ns.adobe.com/xap/1.0/\0");
 
-// Segments are of 64 KiB at most, so this is more than enough for the largest files.
+// Segments have up to 64 KiB, so this is more than enough for the largest files.
 constexpr int MostSegments = 100000;
-// Blocks of 8 by 8 samples that are remembered of a progressive picture: 32 MiB.
+// At most this many blocks of 8 by 8 samples are remembered of a progressive picture: 32 MiB.
 constexpr std::int64_t MostBlocks = std::int64_t{1} << 22U;
 
 bool IsFrame(std::uint8_t code) {
@@ -52,7 +52,7 @@ bool IsFrame(std::uint8_t code) {
            code != marker::ReservedFrame && code != marker::ArithmeticTables;
 }
 
-// Those with a length behind them.
+// Markers that are followed by a length.
 bool IsSegment(std::uint8_t code) {
     return IsFrame(code) || code == marker::HuffmanTables || code == marker::ArithmeticTables ||
            (code >= marker::StartOfScan && code <= marker::LastHierarchic) ||
@@ -85,7 +85,7 @@ private:
 
     bool TakeMarker() {
         ByteSpan bytes = file_.At(at_, 2);
-        // Any number of fill bytes may stand in front of a marker.
+        // Any number of fill bytes may come before a marker.
         std::int64_t code = at_ + 1;
         for (int fill = 0; fill < 0x10000 && !bytes.empty() && bytes[0] == Prefix && bytes[1] == Prefix; ++fill) {
             bytes = file_.At(code++, 2);
@@ -119,7 +119,7 @@ private:
             return StopAt(JpegWalk::End::NoMarker);
         }
         std::vector<std::uint8_t> content(static_cast<std::size_t>(end - start - 2));
-        if (!Load(start + 2, content)) {
+        if (!file_.Copy(start + 2, content)) {
             return StopAt(JpegWalk::End::Limit);
         }
         if (kind == marker::StartOfScan) {
@@ -142,18 +142,6 @@ private:
         return true;
     }
 
-    bool Load(std::int64_t offset, std::span<std::uint8_t> bytes) {
-        while (!bytes.empty()) {
-            const std::size_t count = std::min(bytes.size(), ByteWindow::PieceBytes);
-            if (!file_.Copy(offset, bytes.first(count))) {
-                return false;
-            }
-            offset += static_cast<std::int64_t>(count);
-            bytes = bytes.subspan(count);
-        }
-        return true;
-    }
-
     bool TakeFrame(std::uint8_t kind, ByteSpan content) {
         constexpr std::size_t headBytes = 6;
         constexpr std::size_t componentBytes = 3;
@@ -171,7 +159,7 @@ private:
         hasFrame_ = true;
         frame_ = {};
         frame_.isProgressive = kind == marker::ProgressiveFrame;
-        // The height may be told behind the first scan.
+        // The height may be declared after the first scan.
         isDecodable_ = height != 0 && (kind == marker::BaselineFrame || kind == marker::ExtendedFrame ||
                                        kind == marker::ProgressiveFrame);
         std::int64_t most[2] = {1, 1};
@@ -270,7 +258,7 @@ private:
         }
     }
 
-    // From the scan's header, whose end is given, to the next marker that is no restart.
+    // Follows a scan, whose data begin at `data`, to the next marker that is not a restart.
     void TakeScan(ByteSpan header, std::int64_t data) {
         walk_.hasPicture = true;
         at_ = data;
@@ -286,7 +274,7 @@ private:
         }
         const std::int64_t coded = at_;
         at_ = NextMarker(at_);
-        // Coders leave a byte or two behind the data, and no more.
+        // Coders leave a byte or two after the data, not more.
         constexpr std::int64_t mostAfter = 64;
         if (!walk_.brokenData && wasDecoded_ && at_ - coded > mostAfter) {
             walk_.brokenData = coded;
@@ -315,7 +303,7 @@ private:
         }
     }
 
-    // Nothing if its data cannot be followed.
+    // Nothing if the scan's data cannot be decoded.
     std::optional<JpegScan> LoadScan(ByteSpan header) {
         wasDecoded_ = false;
         if (!isDecodable_ || header.empty() || header.size() < std::size_t{header[0]} * 2 + 4) {
@@ -340,7 +328,7 @@ private:
                 return std::nullopt;
             }
             const JpegScan::Part part{&*component, &dc_[slots >> 4U & 3U], &ac_[slots & 3U]};
-            // Pictures of films leave out the usual tables.
+            // Frames of motion JPEG leave out the usual tables.
             if ((needsDc && !part.dc->IsDefined()) || (needsAc && !part.ac->IsDefined())) {
                 return std::nullopt;
             }
@@ -353,7 +341,7 @@ private:
         return scan;
     }
 
-    // Each block had a bit at least in a scan that was read already.
+    // Only if the data read so far have at least one bit for each block.
     bool Remember(const JpegScan& scan) const {
         JpegComponent& component = *scan.parts.front().component;
         const std::int64_t blocks = component.paddedWidth * component.paddedHeight;
