@@ -40,7 +40,7 @@ XmlExtent XmlContentWalk::Finish() {
 }
 
 // A declaration cannot stand inside a document.
-bool XmlContentWalk::IsNextFile() { return StandsXmlDeclaration(text_) && text_.FileStartHere(); }
+bool XmlContentWalk::IsNextFile() { return IsAtXmlDeclaration(text_) && text_.FileStartHere(); }
 
 // Nothing that begins with these is an element.
 bool XmlContentWalk::IsAside() {
@@ -88,7 +88,7 @@ bool XmlContentWalk::TakeAside() {
 bool XmlContentWalk::TakeTag(Change& change) {
     text_.Next();
     const bool isEnd = text_.Take(u"/");
-    const bool isRoot = text_.StandsName(root_);
+    const bool isRoot = text_.IsAtName(root_);
     if (!isEnd) {
         return TakeElement(isRoot, change);
     }
@@ -109,7 +109,7 @@ bool XmlContentWalk::TakeElement(bool isRoot, Change& change) {
 void XmlContentWalk::PassRemarks() {
     for (;;) {
         text_.SkipWhite();
-        if (StandsXmlDeclaration(text_) || !text_.TakeRemark().value_or(false)) {
+        if (IsAtXmlDeclaration(text_) || !text_.TakeRemark().value_or(false)) {
             return;
         }
         extent_.end = text_.At();

@@ -85,7 +85,7 @@ public:
                 if (!step) {
                     break;
                 }
-                (chain_ != 0 ? behindChain_ : marks_.back().facts).Append(step->facts);
+                (chain_ != 0 ? afterChain_ : marks_.back().facts).Append(step->facts);
             }
             if (budget_ != nullptr) {
                 budget_->Charge(StepCost);
@@ -144,7 +144,7 @@ private:
         marks_.clear();
         sectorMarks_ = 0;
         chain_ = 0;
-        behindChain_ = {};
+        afterChain_ = {};
         walkReader_ = nullptr;
         if (budget_ != nullptr) {
             budget_->BeginWalk();
@@ -224,18 +224,18 @@ private:
         if (chain_ == 0) {
             LeaveMarks(number, facts);
         } else if (Chain* const chain = ChainOf(chain_)) {
-            chain->facts.Append(behindChain_);
+            chain->facts.Append(afterChain_);
             chain->facts.Append(facts);
             chain->next = number;
         }
         chain_ = number;
-        behindChain_ = {};
+        afterChain_ = {};
     }
 
     void Leave(const Stretch& way) {
         if (chain_ != 0) {
             Chain& chain = *ChainOf(chain_);
-            chain.facts.Append(behindChain_);
+            chain.facts.Append(afterChain_);
             chain.to = PlaceOf(way.to);
             chain.isEnd = way.isEnd;
         } else if (mayShare_ && marks_.size() > 1) {
@@ -275,7 +275,7 @@ private:
     std::uint64_t start_ = 0;
     std::vector<Mark> marks_;
     std::uint64_t chain_ = 0;
-    Facts behindChain_{};
+    Facts afterChain_{};
     int sectorMarks_ = 0;
     bool mayShare_ = false;
     // Null until the walk reads.

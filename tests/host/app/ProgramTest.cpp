@@ -15,6 +15,7 @@
 #include "host/platform/folder.h"
 #include "host/validate/crc32.h"
 #include "tests/host/TestFiles.h"
+#include "tests/support/Numbers.h"
 
 namespace salvor {
 
@@ -23,6 +24,10 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 using namespace test;
+using ::test::Big;
+using ::test::BytesOf;
+using ::test::Join;
+using ::test::Little;
 
 const fs::path Samples = SALVOR_SAMPLES_DIR;
 const std::string Card = "'" + (Samples / "card.img").string() + "'";
@@ -193,27 +198,6 @@ TEST(Program, CutsAFileAtTheMediumsEndAndSaysSo) {
     EXPECT_EQ(lines[1]["flags"], json::array({"cut at end of medium"}));
 }
 
-Bytes Big32(std::uint32_t number) {
-    return {static_cast<std::uint8_t>(number >> 24U), static_cast<std::uint8_t>(number >> 16U),
-            static_cast<std::uint8_t>(number >> 8U), static_cast<std::uint8_t>(number)};
-}
-
-Bytes Little32(std::uint32_t number) {
-    Bytes bytes = Big32(number);
-    std::ranges::reverse(bytes);
-    return bytes;
-}
-
-Bytes Joined(const std::vector<Bytes>& parts) {
-    Bytes all;
-    for (const Bytes& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
-    }
-    return all;
-}
-
-Bytes BytesOf(std::string_view text) { return {text.begin(), text.end()}; }
-
 // A file of zeros between two ends.
 struct LongFile {
     const char* extension;
@@ -223,8 +207,8 @@ struct LongFile {
 };
 
 Bytes PngChunk(std::string_view name, const Bytes& data) {
-    const Bytes named = Joined({BytesOf(name), data});
-    return Joined({Big32(static_cast<std::uint32_t>(data.size())), named, Big32(Crc32Of(named))});
+    const Bytes named = Join({BytesOf(name), data});
+    return Join({Big(data.size(), 4), named, Big(Crc32Of(named))});
 }
 
 // Whole files that are a little longer than what the library reports of their type at most.
@@ -243,16 +227,15 @@ std::vector<LongFile> LongFiles() {
 
     constexpr std::uint32_t packed = (32U << 20U) + 77;
     const Bytes header = Pattern(40);
-    const Bytes start = Joined({Little32(packed), Little32(0), Little32(static_cast<std::uint32_t>(header.size())),
-                                Little32(0), Little32(Crc32Of(header))});
+    const Bytes start = Join({Little(packed, 8), Little(header.size(), 8), Little(Crc32Of(header))});
     return {
-        {"gif", Joined({Bytes(gif.begin(), gif.begin() + static_cast<std::ptrdiff_t>(paletteEnd)), comment}), 0,
+        {"gif", Join({Bytes(gif.begin(), gif.begin() + static_cast<std::ptrdiff_t>(paletteEnd)), comment}), 0,
          Bytes(gif.begin() + static_cast<std::ptrdiff_t>(paletteEnd), gif.end())},
         {"png",
-         Joined({BytesOf("\x89PNG\r\n\x1A\n"), PngChunk("IHDR", {0, 0, 0, 8, 0, 0, 0, 8, 8, 0, 0, 0, 0}),
-                 Bytes(data.begin(), data.begin() + 8)}),
-         pixels, Joined({Bytes(data.end() - 4, data.end()), PngChunk("IEND", {})})},
-        {"7z", Joined({BytesOf("7z\xBC\xAF\x27\x1C"), {0, 4}, Little32(Crc32Of(start)), start}), packed, header},
+         Join({BytesOf("\x89PNG\r\n\x1A\n"), PngChunk("IHDR", {0, 0, 0, 8, 0, 0, 0, 8, 8, 0, 0, 0, 0}),
+               Bytes(data.begin(), data.begin() + 8)}),
+         pixels, Join({Bytes(data.end() - 4, data.end()), PngChunk("IEND", {})})},
+        {"7z", Join({BytesOf("7z\xBC\xAF\x27\x1C"), {0, 4}, Little(Crc32Of(start)), start}), packed, header},
         // Its scanner alone knows where it ends.
         {"pdf", BytesOf("%PDF-1.4\n"), (std::int64_t{100} << 20U) + 55, BytesOf("\nstartxref\n9\n%%EOF\n")},
     };

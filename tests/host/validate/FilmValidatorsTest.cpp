@@ -144,7 +144,7 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
               Verdict::NoFile)
         << "a table of numbers";
     // A film's sound stands between its pictures.
-    const Bytes withPicture = Joined({Repeated(AudioFrame(0xFB, 0x90, 417), 5), Pattern(3000)});
+    const Bytes withPicture = Join({Repeated(AudioFrame(0xFB, 0x90, 417), 5), Pattern(3000)});
     EXPECT_EQ(FindingOf("mpegaudio", Repeated(withPicture, 40), Pattern(70000)).verdict, Verdict::NoFile);
     std::ranges::copy(Pattern(4096), sound.begin() + 4096);
     const Finding finding = FindingOf("mpegaudio", sound, Pattern(70000));

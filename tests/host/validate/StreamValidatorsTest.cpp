@@ -36,7 +36,7 @@ TEST(StreamValidators, TellWholeFilesFromBrokenOnes) {
 }
 
 TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
-    Bytes wave = Sample("tone.wav");
+    Bytes wave = Fixture("tone.wav");
     const auto expectSize = [](const Bytes& file, const Bytes& behind, const char* what) {
         EXPECT_EQ(FindingOf("riff", file, behind).size, std::ssize(file)) << what;
     };
@@ -46,7 +46,7 @@ TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
     expectSize(wave, Pattern(70000), "half of a header is not counted");
 
     // Sound of odd length, and the pad byte behind the form.
-    Bytes form = Sample("tone.aif");
+    Bytes form = Fixture("tone.aif");
     constexpr std::string_view name = "SSND";
     const auto sound = std::search(form.begin(), form.end(), name.begin(), name.end()) - form.begin();
     for (const auto lowest : {std::ptrdiff_t{7}, sound + 7}) {
