@@ -27,7 +27,7 @@ struct Bitmap {
     std::uint32_t pixelOffset = 0;
     std::uint32_t headerLength = 0;
     std::int64_t width = 0;
-    // In rows. The file has a negative number for top-down pictures.
+    // In rows. The file gives a negative number for top-down pictures.
     std::int64_t height = 0;
     std::uint32_t planes = 0;
     std::uint32_t bits = 0;
@@ -116,7 +116,7 @@ bool IsPixelOffsetSound(const Bitmap& bitmap) {
         least += colourBytes * std::min(bitmap.coloursUsed, allColours);
         most += colourBytes * allColours;
     } else {
-        // A palette that is only a hint for screens with few colours.
+        // The palette of a true-colour picture is only a hint for screens with few colours.
         constexpr std::uint32_t mostHints = 256;
         most += std::int64_t{4} * std::min(bitmap.coloursUsed, mostHints);
     }
@@ -135,7 +135,7 @@ bool HasRawSize(const Bitmap& bitmap) {
            (bitmap.headerLength != Os2Second && (bitmap.compression == Masks || bitmap.compression == AlphaMasks));
 }
 
-// The file's length that follows from the picture; nothing if the length of a compressed picture is impossible.
+// The file length that the picture needs; nothing if a compressed picture claims an impossible length.
 std::optional<std::int64_t> NeededSize(const Bitmap& bitmap) {
     std::int64_t pixelBytes = bitmap.RawBytes();
     if (!HasRawSize(bitmap)) {

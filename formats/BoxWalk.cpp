@@ -12,7 +12,7 @@ constexpr std::size_t MinSectorBytes = 512;
 constexpr std::size_t TypeOffset = 4;
 constexpr std::size_t BrandOffset = 8;
 constexpr auto FileTypeBoxType = PatternOf("ftyp");
-// A size field of this value: the size is a 64-bit number behind the type.
+// In the size field: the size is a 64-bit number after the type.
 constexpr std::uint64_t SizeIsLong = 1;
 
 std::int64_t LimitOn(ISectorSource& source) {
@@ -94,7 +94,7 @@ std::optional<BoxWalk::Result> BoxWalk::Measure(const Candidate& candidate, std:
     BoxReader boxes(rules);
     const auto way = trail_.Walk(candidate, firstBoxSize, limit, boxes);
     if (boxes.HasFailed()) {
-        // Some of these boxes are not on the medium.
+        // Sizes from failed reads must not be remembered.
         trail_.Forget();
     }
     if (!way || way->facts.isBroken || !way->facts.hasMainBox) {

@@ -24,7 +24,7 @@ struct FileTypeBox {
     const std::uint8_t* majorBrand;
 };
 
-/// Matches sectors that begin with such a box.
+/// Passes sectors that begin with such a box.
 inline constexpr SectorFilter FileTypeBoxFilter = SectorFilterOf(PatternOf("ftyp"), 4);
 
 /// The box at the start of a sector, which must have 512 bytes or more.
@@ -50,7 +50,7 @@ public:
     struct Result {
         /// The end of the last box, in bytes from the start of the file, even if that is beyond the limit.
         std::int64_t end;
-        /// The size of the medium or the ceiling: boxes that begin there or behind were not read.
+        /// The size of the medium or the ceiling: boxes that begin there or beyond were not read.
         std::int64_t limit;
     };
 
@@ -64,7 +64,7 @@ public:
     }
     bool IsAtRest() const { return budget_.IsAtRest(); }
 
-    /// Walks the boxes behind a file type box, whose size is not 0. A size of 0 ends the walk too, though it means a
+    /// Walks the boxes after a file type box, whose size is not 0. A size of 0 ends the walk too, though it means a
     /// box up to the end of the file. Nothing if there is no main box, or if the budget was used up.
     std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize, const BoxRules& rules);
 

@@ -8,7 +8,7 @@
 #include "frame/bytes/Bytes.h"
 #include "frame/bytes/PlaceSearch.h"
 
-/// Canon's raws from before CR2: a header, then a heap of values and behind them the directory that lists them. A value
+/// Canon's raws from before CR2: a header, then a heap of values and after them the directory that lists them. A value
 /// may be a heap itself, with its own directory at its end. A directory is a count, the entries, and its own offset in
 /// its heap. Source: Canon, CIFF Specification on Image Data File, version 1.0.
 struct CanonHeap {

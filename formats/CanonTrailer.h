@@ -14,7 +14,7 @@ struct CanonTrailer {
     static constexpr std::size_t LengthOffset = 0x18;
     static constexpr std::int64_t FootBytes = 0x40;
 
-    /// The offset behind the trailer that begins at `end`; `end` itself if there is none. `File` is a reader that
+    /// The end of the trailer that begins at `end`; `end` itself if there is none. `File` is a reader that
     /// `ReadAt` takes.
     template <class File>
     static std::int64_t EndAfter(File& file, std::int64_t end) {
@@ -28,7 +28,7 @@ struct CanonTrailer {
         return ReadAt(file, foot, footMark) && footMark == Mark ? foot + FootBytes : end;
     }
 
-    /// The same for programs that append it later and put a byte in front of it if `end` is odd.
+    /// The same for programs that append it later and put a byte before it if `end` is odd.
     template <class File>
     static std::int64_t EndAfterPadded(File& file, std::int64_t end) {
         for (const std::int64_t start : {end, end + 1}) {

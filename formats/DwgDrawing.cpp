@@ -169,7 +169,7 @@ std::optional<std::int64_t> EndOfSecondCopy(ByteWindow& file) {
     if (!StartsWith(header, CopiedHeaderStart) || copy < FirstCopy || copy >= std::uint64_t{LargestFile}) {
         return std::nullopt;
     }
-    // The file ends here even if the copy is damaged.
+    // Even a damaged copy ends the file.
     return static_cast<std::int64_t>(copy + CopiedHeaderBytes);
 }
 

@@ -21,7 +21,7 @@ constexpr std::int32_t CommentCode = 999;
 constexpr std::int32_t LowestCode = -5;
 constexpr std::int32_t HighestCode = 1071;
 
-// Endless comments at the start belong to other files.
+// More comments than this at the start belong to some other kind of file.
 constexpr int MostComments = 1000;
 
 // The least cost of reading a line or a pair, counted in bytes read.
@@ -101,7 +101,7 @@ private:
 
     static bool Stops(std::uint8_t byte) { return byte < 0x20 && byte != '\t' && byte != '\r'; }
 
-    // Nothing if the line is too long. The text of an unfinished line stops at the first byte that is not text.
+    // Nothing if the line is too long. An unfinished line stops at the first byte that is not text.
     std::optional<Line> NextLine() {
         file_.Charge(LineCost);
         auto stop = std::ranges::find_if(ahead_, Stops);
@@ -309,7 +309,7 @@ private:
 
 std::size_t TextStart(ByteSpan bytes) { return StartsWith(bytes, ByteOrderMark) ? ByteOrderMark.size() : 0; }
 
-// Splits off the first line, which ends within `most` bytes; empty if it does not.
+// Splits off the first line; empty if it is longer than `most` bytes.
 ByteSpan FirstLine(ByteSpan bytes, std::size_t most) {
     const ByteSpan searched = bytes.first(std::min(most, bytes.size()));
     const auto end = std::ranges::find(searched, std::uint8_t{'\n'});

@@ -108,7 +108,7 @@ std::optional<WalkedFile> GifPicture::Walk(ByteWindow& file, const std::function
     if (walk.Kind() == Padding) {
         return std::nullopt;
     }
-    // Viewers show the whole images of a damaged file.
+    // Viewers show those images of a damaged file that are whole.
     std::optional<std::int64_t> lastImageEnd;
     for (int strayBytes = 0; const std::optional<std::uint8_t> kind = walk.Kind();) {
         constexpr int mostStrayBytes = 16;

@@ -109,7 +109,7 @@ bool AreRangesSound(std::span<Entry> entries) {
     return used >= end - end / 10;
 }
 
-// The number of images; 0 if this is no directory of that kind.
+// The number of images; 0 if this is not a directory of that kind.
 std::size_t LoadCount(ByteSpan header, Kind kind) {
     // A zero word, then the kind.
     const std::uint32_t signature = static_cast<std::uint32_t>(kind) << 16U;

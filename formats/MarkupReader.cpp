@@ -148,7 +148,7 @@ bool MarkupReader::Take(std::u16string_view word, bool folded) {
 }
 
 bool MarkupReader::SkipTo(char16_t c) {
-    // Control characters and the one looked for; no short cuts, so that many bytes are tested at once.
+    // Stops at control characters too. No short-circuiting, so that the compiler tests many bytes at once.
     const auto sought = static_cast<std::uint8_t>(c);
     const auto isPassed = [sought](const std::uint8_t* place) {
         return static_cast<std::uint8_t>(static_cast<unsigned>(*place >= 0x20) &
@@ -318,7 +318,7 @@ std::optional<std::int64_t> MarkupReader::FileStartHere() {
 
 bool MarkupReader::IsZeroUpTo(std::int64_t to) {
     const auto length = static_cast<std::size_t>(std::max<std::int64_t>(to - At(), 0));
-    // The view may become invalid with its piece.
+    // The view points into the piece, which may be replaced.
     Forget();
     const ByteSpan bytes = file_.At(start_, length);
     return bytes.size() == length && std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });

@@ -16,19 +16,19 @@ inline constexpr std::size_t MinXmlSector = 32;
 /// True if a sector of at least that size begins with an XML declaration, up to its name.
 bool BeginsXml(ByteSpan sector);
 
-/// How bytes form characters: one each, in any code page, or in pairs behind a byte-order mark.
+/// How bytes form characters: one each, in any code page, or in pairs after a byte-order mark.
 struct TextForm {
     /// Bytes per character: 1 or 2.
     std::size_t width = 1;
     bool isBigEndian = false;
-    /// Length of the byte-order mark in front of the text, in bytes.
+    /// Length of the byte-order mark before the text, in bytes.
     std::size_t markBytes = 0;
 
     static TextForm Of(ByteSpan start);
     /// Both have the same width and byte order.
     bool IsLike(const TextForm& other) const { return width == other.width && isBigEndian == other.isBigEndian; }
 
-    /// The character at an offset that has `width` bytes behind it.
+    /// The character at an offset with at least `width` bytes left.
     char16_t CharAt(ByteSpan bytes, std::size_t offset) const {
         if (width == 1) {
             return bytes[offset];
@@ -43,20 +43,20 @@ constexpr bool IsWhite(char16_t c) { return c == ' ' || c == '\n' || c == '\r' |
 /// Text has no control characters but white space and ESC, with which Japanese pages switch their character set.
 constexpr bool IsTextChar(char16_t c) { return c >= 0x20 ? c < 0xFFFE : IsWhite(c) || c == 0x1B; }
 
-/// Ends the name of a tag.
+/// Whether the character ends the name of a tag.
 constexpr bool IsNameEnd(char16_t c) { return IsWhite(c) || c == '>' || c == '/'; }
 
 constexpr char16_t FoldLetter(char16_t c) { return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c + 0x20) : c; }
 
 /// Reads a candidate file as the characters of markup, forwards from the byte-order mark. The text ends at the first
-/// character that is not text, where nothing can be read, and where a medium is full of other documents.
+/// character that is not text, where nothing can be read, and where the medium is full of other documents.
 class MarkupReader {
 public:
-    /// Stands for the end of the text.
+    /// What `Peek` and `Next` give at the end of the text.
     static constexpr char16_t End = 0;
     static constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
 
-    /// Most XML documents that may begin at sector starts inside a file; with more, the medium is full of them.
+    /// At most this many XML documents may begin at sector starts inside a file; with more, the medium is full of them.
     static constexpr int FewDocuments = 6;
     static constexpr int AnyDocuments = std::numeric_limits<int>::max();
 
@@ -88,7 +88,7 @@ public:
         const char16_t c = form_.CharAt(view_, index_);
         return IsTextChar(c) ? c : End;
     }
-    /// The next character, and moves behind it; at the end of the text the reader stays.
+    /// The next character, and moves past it; at the end of the text the reader stays.
     char16_t Next() {
         const char16_t c = Peek();
         index_ += c == End ? 0 : form_.width;
@@ -98,34 +98,34 @@ public:
     /// True if these characters come next. Folded, they must have no upper case letters.
     bool IsAt(std::u16string_view word, bool folded = false);
     bool IsAtName(std::u16string_view tag, bool folded = false);
-    /// The same, and moves behind them.
+    /// The same, and moves past them.
     bool Take(std::u16string_view word, bool folded = false);
 
     /// Moves to the next occurrence of the character; false at the end of the text.
     bool SkipTo(char16_t c);
     bool SkipToTag() { return SkipTo(u'<'); }
     void SkipWhite();
-    /// Moves behind the next occurrence of the mark; false at the end of the text.
+    /// Moves past the next occurrence of the mark; false at the end of the text.
     bool TakePast(std::u16string_view mark);
 
     /// A name of at most `most` characters, in ASCII letters, digits, other signs of names and all beyond ASCII; empty
     /// if none begins here or it is longer.
     std::u16string TakeName(std::size_t most);
 
-    /// The bytes between '<' and '>' if a tag without quotes begins here and is in view, and moves behind it; nothing,
+    /// The bytes between '<' and '>' if a tag without quotes begins here and is in view, and moves past it; nothing,
     /// and stays, for other markup and for characters of two bytes.
     std::optional<ByteSpan> TakePlainTag();
 
     enum class Tag : std::uint8_t { Broken, Open, Empty };
-    /// Moves behind the '>' that ends the current tag, outside quotes.
+    /// Moves past the '>' that ends the current tag, outside quotes.
     Tag TakeTag();
 
     /// Skips a comment or processing instruction. Nothing if neither begins here, false if its end is missing.
     std::optional<bool> TakeRemark();
-    /// Moves behind the '>' that ends a declaration such as a document type, past the declarations inside it.
+    /// Moves past the '>' that ends a declaration such as a document type, with the declarations inside it.
     bool TakeDeclaration();
 
-    /// Loads the bytes at the current place again, after someone else has used the window.
+    /// Has the bytes at the current place loaded again, after other code has used the window.
     void Forget();
 
     /// The offset at which another file of the same encoding may begin: this place, or the byte-order mark right in
@@ -167,14 +167,14 @@ constexpr std::int64_t SectorEnd(std::int64_t offset) {
     return (offset + sector - 1) / sector * sector;
 }
 
-/// The end of the white space behind `from`. Where no zeros follow, a file's own ends with a line at the latest in this
-/// sector; blanks behind that are as likely by chance. The reader stands behind the white space afterwards.
+/// The end of the white space at `from`. Where no zeros follow, a file's own ends with a line at the latest in this
+/// sector; blanks after that are as likely by chance. Leaves the reader after the white space.
 std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from);
 
-/// The part of an XML document in front of its content.
+/// The part of an XML document before its content.
 struct XmlProlog {
     bool isHtml;
-    /// The root element's name, which the reader stands behind; empty if the document type says HTML already.
+    /// The root element's name, which the reader has passed; empty if the document type says HTML already.
     std::u16string root;
 };
 

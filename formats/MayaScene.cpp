@@ -44,7 +44,7 @@ bool IsTag(ByteSpan bytes) {
     return std::ranges::all_of(bytes.first(TagBytes), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
 }
 
-// How many groups were sound, and whether they lead to the end.
+// How many groups were intact, and whether they lead to the end.
 struct GroupWalk {
     int groups = 0;
     bool leadsToEnd = false;

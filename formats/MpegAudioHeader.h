@@ -5,7 +5,7 @@
 
 /// The fields of an MPEG audio frame's header, 32 bits with the first byte highest, and the standards' tables for them.
 /// Source: ISO/IEC 11172-3, section 2.4.2.3; ISO/IEC 13818-3, section 2.4.2.3, for the lower
-/// sampling rates; those below 16 kHz are an extension that everybody knows as MPEG-2.5.
+/// sampling rates; those below 16 kHz are an extension, known as MPEG-2.5.
 struct MpegAudioHeader {
     enum Version : std::uint32_t { Mpeg25 = 0, ReservedVersion = 1, Mpeg2 = 2, Mpeg1 = 3 };
     enum Layer : std::uint32_t { ReservedLayer = 0, LayerIII = 1, LayerII = 2, LayerI = 3 };
@@ -40,16 +40,16 @@ struct MpegAudioHeader {
         return SamplingRates[version][index];
     }
 
-    /// The bits that all frames of a stream share: version, layer and sampling rate behind the sync word.
+    /// The bits that all frames of a stream share: sync word, version, layer and sampling rate.
     static constexpr std::uint32_t SteadyBits = 0xFFFE0C00U;
 
-    /// Could a frame of any stream begin so?
+    /// Whether no field has a reserved or forbidden value.
     constexpr bool IsValid() const {
         return HasSync() && LayerCode() != ReservedLayer && SamplingRate(VersionCode(), RateIndex()) != 0 &&
                BitRate(VersionCode(), LayerCode(), BitRateIndex()) >= 0;
     }
 
-    /// Of a sound header, in bytes; `freeLength`, the length without padding, where the bit rate is free.
+    /// The frame's bytes, for a valid header. `freeLength` is the length without padding where the bit rate is free.
     constexpr std::int32_t FrameBytes(std::int32_t freeLength) const {
         const std::int32_t bitRate = BitRate(VersionCode(), LayerCode(), BitRateIndex());
         const std::int32_t rate = SamplingRate(VersionCode(), RateIndex());

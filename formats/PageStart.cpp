@@ -10,7 +10,7 @@ using Word = std::u16string_view;
 
 // Names of tags, longer than any that decides something.
 constexpr std::size_t MaxName = 32;
-// In bytes from the start: where the comments in front of the first tag must end, and how far to look for tags that
+// In bytes from the start: where the comments before the first tag must end, and how far to look for tags that
 // confirm a first tag that is not HTML's own.
 constexpr std::int64_t CommentLimit = 2048;
 constexpr std::int64_t ConfirmLimit = 512;
@@ -35,7 +35,7 @@ bool IsAtHtmlDoctype(MarkupReader& text) {
 
 namespace {
 
-// True if two different tags of the usual ones begin here or behind, near the start.
+// True if two different usual tags begin here or later, near the start.
 bool HasUsualTags(MarkupReader& text) {
     constexpr Word usual[] = {u"html", u"head",  u"title", u"meta", u"link", u"style", u"script",
                               u"body", u"table", u"div",   u"p",    u"br",   u"a",     u"img"};

@@ -16,16 +16,16 @@ struct PageStart {
     std::u16string endTag = u"</html";
 };
 
-/// What stands in front of a page's first tag: white space and comments, or an XML document's prolog. Leaves the reader
-/// behind it. Nothing if no page begins here: without a document type or a root it takes two tags of the usual ones.
+/// Takes what precedes a page's first tag: white space and comments, or an XML document's prolog. Leaves the reader
+/// after it. Nothing if no page begins here: without a document type or a root it takes two of the usual tags.
 std::optional<PageStart> TakePageStart(MarkupReader& text);
 
-/// True in front of the HTML document type, with or without the blank that the name should follow.
+/// True if the HTML document type begins here, with or without the blank before its name.
 bool IsAtHtmlDoctype(MarkupReader& text);
 
 /// The name of a tag in lower case; empty if none begins here.
 std::u16string TakeTagName(MarkupReader& text);
 
-/// Behind the content of an element that holds no markup, and behind its end tag; `endTag` is in lower case. False at
+/// Moves past the content of an element that holds no markup, and past its end tag; `endTag` is in lower case. False at
 /// the end of the text.
 bool TakeRawText(MarkupReader& text, std::u16string_view endTag);

@@ -48,7 +48,7 @@ bool IsSound(const Header& header) {
            std::ranges::find(depths, std::pair(header.bits, header.planes)) != depths.end();
 }
 
-// Decodes run length code, piece by piece, up to a given number of decoded bytes.
+// Decodes run-length code, piece by piece, up to a given number of decoded bytes.
 class RunDecoder {
 public:
     explicit RunDecoder(std::int64_t rawBytes) : missing_(rawBytes) {}

@@ -34,32 +34,32 @@ constexpr auto MetaData = PatternOf("/AIMetaData");
 // The longest of what is searched for.
 constexpr std::size_t LongestMark = PrivatePdf.size();
 
-// In bytes. How much white space may stand in front of more of the same file, and how far from its mark the offset of
-// the cross-reference section stands.
+// In bytes. How much white space may come before more of the same file, and how far from its mark the offset of
+// the cross-reference section may be.
 constexpr std::size_t MostWhite = 1024;
 constexpr std::int64_t TailBytes = 64;
-// White space behind the last end mark: how much of it may be the file's, and how much what fills a sector up may begin
-// with by chance.
+// White space after the last end mark: how much of it may be the file's, and how much may start the filling of a sector
+// by chance.
 constexpr std::size_t MostTail = 4096;
 constexpr std::int64_t MostChanceWhite = 3;
-// What a section begins with, and a little white space.
+// A section's first word and a little white space.
 constexpr std::size_t SectionStartBytes = 24;
-// The dictionary of a linearized file lies in these.
+// A linearized file has its dictionary in these first bytes.
 constexpr std::size_t LinearizedBytesAhead = 1024;
 // Files that lost or gained line ends on their way have their cross-reference section this far from its offset.
 constexpr std::int64_t LostBytes = 4096;
 constexpr std::int64_t GainedBytes = 1024;
 
-// End marks that are looked at, those with an offset among them, and offsets that lead to no section exactly. A file of
-// more updates is cut behind them. Where line ends were lost all offsets are wrong, so that a few tell.
+// How many end marks are tried, how many that have an offset, and how many whose offset misses its section. A file with
+// more updates is cut after them. Where line ends were lost, all offsets are wrong, so a few are enough to tell.
 constexpr int MostMarks = 16384;
 constexpr int MostEnds = 1024;
 constexpr int MostNearSections = 12;
-// Headers at sector starts that are passed without an end: of attached files, or of the files behind a damaged one.
+// How many headers at sector starts are passed without an end: of attached files, or of the files after a damaged one.
 constexpr int MostHeaders = 4;
-// In bytes. How much is searched at once: not much, or the many headers of a medium full of them would be seen late.
+// In bytes. How much is searched at once: little, so that a medium full of headers is noticed early.
 constexpr std::size_t PartBytes = 4096;
-// No object is longer than the one, and within the other one of them is as good as many.
+// No object is longer than the first; within the second, one object end is as good as many.
 constexpr std::int64_t LongestObject = 0x8000000;
 constexpr std::int64_t ObjectGap = 0x100000;
 
@@ -72,16 +72,16 @@ ByteSpan Behind(ByteSpan text, Is is) {
     return text.subspan(static_cast<std::size_t>(std::ranges::find_if_not(text, is) - text.begin()));
 }
 
-// Skips a number and the white space behind it; empty if there is none.
+// The text after a number and its white space; empty if there is none.
 ByteSpan AfterNumber(ByteSpan text) {
     const ByteSpan behind = Behind(text, IsDigit);
     return behind.size() == text.size() ? ByteSpan() : Behind(behind, IsWhite);
 }
 
-// A number, an edition and "obj".
+// Object number, generation and "obj".
 bool IsObjectStart(ByteSpan text) { return StartsWith(AfterNumber(AfterNumber(text)), Object); }
 
-// Larger than every offset when it has too many digits.
+// A number with too many digits is larger than any offset.
 std::optional<std::int64_t> NumberAt(ByteSpan text) {
     text = Behind(text, IsWhite);
     if (text.empty() || !IsDigit(text[0])) {
@@ -110,7 +110,7 @@ bool GoesOnAt(FileWindow& file, std::int64_t at) {
            StartsWith(text, DictionaryStart);
 }
 
-// Where a linearized file says that it ends, if it does end there.
+// Where a linearized file says that it ends, if that is true.
 std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
     ByteSpan text = file.From(0, LinearizedBytesAhead);
     text = text.first(std::min(text.size(), LinearizedBytesAhead));
@@ -158,7 +158,7 @@ private:
     bool IsOwn(std::int64_t offset, std::int64_t mark);
 
     FileWindow& file_;
-    // The end so far, and one to use if there is no better; 0 if there is none.
+    // The end so far, and one to fall back on; 0 if there is none.
     std::int64_t end_ = 0;
     std::int64_t spareEnd_ = 0;
     // Ends are looked for from here on.
@@ -195,7 +195,7 @@ std::optional<PdfExtent> PdfWalk::Run() {
         const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
         bytes = bytes.first(stop.value_or(bytes.size()));
         const std::optional<std::size_t> mark = EndMark.FindIn(bytes);
-        // The places in front of the mark, or all that could begin a whole one here.
+        // The places before the mark, or all at which a whole one could begin.
         const std::size_t count =
             mark.value_or(stop || bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
         NoteDrawing(at, bytes, count);
@@ -221,8 +221,8 @@ void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
     if (drawingAt_ < at) {
         return;
     }
-    // The letter behind the common start tells the keys from other names. No farther than the count, or a piece full of
-    // end marks would be searched again from each of them.
+    // The letter after the common start tells the keys from other names. Not past the count, or a piece full of end
+    // marks would be searched again from each of them.
     const auto difference = [](const std::uint8_t* place) {
         constexpr std::size_t letter = DrawingStart.size();
         return static_cast<std::uint8_t>(
@@ -269,7 +269,7 @@ void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {
     }
 }
 
-// Where no object has ended for so long, the file is damaged, and its end is not to be looked for on a whole medium.
+// Where no object has ended for so long, the file is damaged; its end must not be sought across a whole medium.
 void PdfWalk::PassObjects(std::int64_t at, ByteSpan bytes) {
     if (at - objectAt_ < ObjectGap) {
         return;
@@ -294,14 +294,14 @@ void PdfWalk::PassEnd(std::int64_t mark) {
         end_ = end;
         isOver_ = isOver_ || isLast;
     } else if (otherFile_ > 0) {
-        // Behind a file that stands here and not inside this one, nothing of this one comes.
+        // A file here that is not inside this one ends this one.
         isOver_ = isOver_ || isLast;
     } else if (isLast && spareEnd_ == 0 && *offset <= mark + LostBytes) {
         spareEnd_ = end;
     }
 }
 
-// The number behind the `startxref` in front of an end mark.
+// The number after the `startxref` that precedes an end mark.
 std::optional<std::int64_t> PdfWalk::OffsetBefore(std::int64_t mark) {
     const std::int64_t length = std::min(mark, TailBytes);
     ByteSpan text = file_.At(mark - length, static_cast<std::size_t>(length));
@@ -314,7 +314,7 @@ std::optional<std::int64_t> PdfWalk::OffsetBefore(std::int64_t mark) {
 }
 
 // Does this end mark belong to the file itself? The first part of a linearized file gives 0 for its offset; nothing of
-// a file ends there. Linearized files of one program have their sections at one offset, so that one that lost its end
+// a file ends there. Linearized files of one program have their sections at the same offset, so one that lost its end
 // could take its neighbour's for its own.
 bool PdfWalk::IsOwn(std::int64_t offset, std::int64_t mark) {
     if (offset == 0 || offset > mark + LostBytes) {
@@ -371,7 +371,7 @@ std::int64_t EndOfLastLine(ByteWindow& file, std::int64_t at, std::int64_t secto
     if (white > 0 && (text[0] == '\r' || text[0] == '\n')) {
         end += white > 1 && text[0] == '\r' && text[1] == '\n' ? 2 : 1;
     }
-    // The sector behind the file may hold another one.
+    // The sector after the file may hold another one.
     end = std::max(end, whiteEnd - whiteEnd % sectorSize);
     return isEndShown && whiteEnd - end > MostChanceWhite ? whiteEnd : end;
 }

@@ -18,18 +18,18 @@ bool IsPdfHeader(ByteSpan bytes);
 struct PdfExtent {
     /// In bytes.
     std::int64_t size;
-    /// One of the keys under which Illustrator keeps its own drawing stands in the file.
+    /// The file has one of the keys under which Illustrator keeps its own drawing.
     bool isIllustrator;
 };
 
-/// The extent of the PDF at the start of `file`; nothing if no end of it is there.
+/// The extent of the PDF at the start of `file`; nothing if no end of it is found.
 ///
 /// A PDF ends with the offset of its newest cross-reference section and `%%EOF`. Files that were updated hold this more
 /// than once, linearized ones hold it near their start, and files attached to a PDF bring their own. So the offset must
-/// lead to a cross-reference section of this file, and what stands behind must not go on like a PDF. A file whose
+/// lead to a cross-reference section of this file, and what follows must not go on like a PDF. A file whose
 /// offsets are wrong ends with the first such mark that nothing follows.
 std::optional<PdfExtent> FindPdfEnd(FileWindow& file);
 
-/// Offset behind the text's last line, which ends at `at` but for its line end. More white space belongs to the file
-/// when zeros or the end of a sector follow it, or when it is more than chance brings.
+/// The end of the text's last line, which ends at `at` except for its line end. More white space belongs to the file
+/// when zeros or the end of a sector follow it, or when there is more of it than chance explains.
 std::int64_t EndOfLastLine(ByteWindow& file, std::int64_t at, std::int64_t sectorSize);

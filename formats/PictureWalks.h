@@ -12,15 +12,15 @@
 
 /// A file whose structure was walked to its end.
 struct WalkedFile {
-    /// In bytes. Not all of them need lie on the medium.
+    /// In bytes; may pass the medium's end.
     std::int64_t size;
-    /// The structure led to the end that it declares; else `size` is as far as it is sound or as the header says.
+    /// The structure led to its declared end; else `size` is as far as it is intact, or what the header says.
     bool isComplete = true;
-    /// The file ends with compressed data whose end only decoding shows: at most this many bytes before `size`.
+    /// The file ends with compressed data whose end only decoding shows; they begin this many bytes before `size`.
     std::int64_t undecodedBytes = 0;
 };
 
-// `IsHeader` looks at `LeastHead` bytes or more, of which the signature was compared already.
+// `IsHeader` takes `LeastHead` bytes or more, whose signature has matched already.
 
 /// Windows and OS/2 bitmaps: what the header asks for; no pixel is looked at.
 struct BmpPicture {
@@ -71,7 +71,7 @@ struct GifPicture {
         unsigned symbolBits;
         std::int64_t pixels;
     };
-    /// `take` is shown each image whose blocks are all there.
+    /// `take` is called for each image whose blocks are all there.
     static std::optional<WalkedFile> Walk(ByteWindow& file, const std::function<void(const Image&)>& take = {});
 };
 

@@ -51,7 +51,7 @@ ByteSpan SkipBlanks(ByteSpan text) {
     return text.subspan(static_cast<std::size_t>(std::ranges::find_if_not(text, isBlank) - text.begin()));
 }
 
-// The creator's name, or one of Illustrator's own comments, such as %AI5_FileFormat.
+// Names the creator, or is one of Illustrator's own comments, such as %AI5_FileFormat.
 bool IsProgramLine(ByteSpan line) {
     if (StartsWith(line, Creator)) {
         ByteSpan name = SkipBlanks(line.subspan(Creator.size()));

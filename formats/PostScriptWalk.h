@@ -11,7 +11,7 @@
 struct PostScriptExtent {
     /// The end of the comment that ends it, or of the trailer's text if there is none.
     std::optional<std::int64_t> end;
-    /// Where the walk stopped at a byte that is no text, outside data whose length is told.
+    /// Where the walk stopped at a byte that is not text, outside data of a declared length.
     std::optional<std::int64_t> binaryAt;
 };
 
@@ -22,6 +22,6 @@ bool IsPostScriptHeader(ByteSpan sector);
 bool IsIllustratorDrawing(ByteWindow& file);
 
 /// `sectorSize` in bytes: a header at a sector's start begins another document unless it is placed in this one. With
-/// `endsAtBinary` bytes that are no text end it in front of the trailer too; some documents hold image data as they
+/// `endsAtBinary`, bytes that are not text end it before the trailer too; some documents hold raw image data as they
 /// are.
 PostScriptExtent FindPostScriptEnd(ByteWindow& file, std::int64_t sectorSize, bool endsAtBinary);

@@ -33,11 +33,11 @@ struct Pack {
     std::int64_t clock;
     /// Whether the marker bits between the header's fields are set.
     bool hasMarkers;
-    /// Whether the reserved bits in front of the stuffing's length are set; always so in MPEG-1, which has none.
+    /// Whether the reserved bits before the stuffing's length are set; always so in MPEG-1, which has none.
     bool hasReservedBits;
 };
 
-/// The pack header that `bytes` begin with. The bits behind its start code tell MPEG-2 (01) from MPEG-1 (0010).
+/// The pack header that `bytes` begin with. The bits after its start code tell MPEG-2 (01) from MPEG-1 (0010).
 inline std::optional<Pack> ReadPack(ByteSpan bytes) {
     if (bytes.size() < Mpeg1PackBytes || !StartsWith(bytes, PackSignature)) {
         return std::nullopt;

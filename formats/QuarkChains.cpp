@@ -44,7 +44,7 @@ constexpr std::int64_t StepWork = 64;
 // the chain.
 class BlockChain {
 public:
-    // `known` is the highest number that others have covered; both it and the jump are in blocks.
+    // `known` is the highest block number that other chains have covered. It and the jump are in blocks.
     BlockChain(ByteWindow& file, Endian endian, std::int64_t blockBytes, std::int64_t first, std::int64_t known,
                std::int64_t longestJump)
         : file_(file),
@@ -64,7 +64,7 @@ public:
     }
 
     bool IsBroken() const { return isBroken_; }
-    // How many blocks were visited.
+    // The number of blocks visited.
     std::int64_t Steps() const { return steps_; }
     // The highest number covered.
     std::int64_t Highest() const { return highest_; }
@@ -103,7 +103,7 @@ private:
         return true;
     }
 
-    // Large files may grow by as much as they have.
+    // A large file may jump by as many blocks as it has so far.
     bool IsWild(std::int64_t number) const {
         const std::int64_t covered = std::max(known_, highest_);
         return number - covered > std::max(longestJump_, covered);

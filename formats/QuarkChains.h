@@ -17,6 +17,6 @@ struct QuarkExtent {
     bool isComplete;
 };
 
-/// The extent of a file with a sound header. A link that leads more than `longestJump` bytes past all blocks that
-/// were covered before counts as broken, unless they are as many.
+/// The extent of a file with a valid header. A link that leads more than `longestJump` bytes past all blocks that
+/// were covered before is broken, unless those blocks take as many bytes.
 std::optional<QuarkExtent> FindQuarkExtent(ByteWindow& file, std::int64_t longestJump);

@@ -39,10 +39,10 @@ inline std::optional<TiffHeader> FindTiffHeader(ByteSpan sector) {
     return TiffHeader{order, LoadAs<std::uint32_t>(sector, 4, order)};
 }
 
-/// The bytes of one value of a field type, from BYTE to DOUBLE; there is no type 0, and none behind the last one.
+/// The bytes of one value by field type, from BYTE (1) to DOUBLE (12); there is no type 0.
 inline constexpr std::array<std::uint8_t, 13> TiffTypeBytes{0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
 
-/// One entry of a directory. Data of up to 4 bytes stands in `value` itself, as in the file; longer data stands where
+/// One entry of a directory. Data of up to 4 bytes is in `value` itself, as in the file; longer data is where
 /// `value`, read as a number, points to.
 struct TiffEntry {
     std::uint16_t tag;
@@ -51,7 +51,7 @@ struct TiffEntry {
     std::array<std::uint8_t, 4> value;
 
     std::uint32_t Number(Endian order) const { return LoadAs<std::uint32_t>(value, 0, order); }
-    /// What all values take; 0 for an unknown type.
+    /// The length of all values; 0 for an unknown type.
     std::uint64_t ValueBytes() const {
         return type < TiffTypeBytes.size() ? std::uint64_t{count} * TiffTypeBytes[type] : 0;
     }
@@ -70,7 +70,7 @@ inline TiffEntry TiffEntryOf(std::span<const std::uint8_t, TiffEntryBytes> bytes
 inline constexpr std::uint16_t MostTiffEntries = 128;
 
 /// Calls `visit(const TiffEntry&)` for the entries of a directory, whose types are known and whose tags never descend.
-/// Gives the offset of the link to the next directory, or nothing as soon as an entry fails; those in front of it have
+/// Gives the offset of the link to the next directory, or nothing as soon as an entry fails; those before it have
 /// been visited. `File` is a reader that `ReadAt` takes.
 template <class File, class Visit>
 std::optional<std::int64_t> ForEachTiffEntry(File& file, std::int64_t offset, Endian order, Visit&& visit) {

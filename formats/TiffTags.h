@@ -51,7 +51,7 @@ inline constexpr std::uint16_t SignedShort = 8;
 inline constexpr std::uint16_t SignedLong = 9;
 inline constexpr std::uint16_t Float = 11;
 inline constexpr std::uint16_t Directory = 13;
-// Those of 8 bytes, in files of 64 bits alone.
+// Only in BigTIFF.
 inline constexpr std::uint16_t Long8 = 16;
 inline constexpr std::uint16_t Directory8 = 18;
 }  // namespace TiffType

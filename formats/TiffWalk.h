@@ -28,10 +28,10 @@ struct TiffFile {
 
         std::int64_t End() const { return start + length; }
     };
-    /// In the order in which they were met, none empty; all but `Picture` begin on the medium.
+    /// In the order of the walk, none empty; all but `Picture` begin on the medium.
     std::vector<Extent> extents = {};
 
-    /// A directory that another one names is none, or lies behind the limit.
+    /// A directory that another one names is not one, or lies beyond the limit.
     bool missesDirectory = false;
     bool isDng = false;
     bool hasPhotoshopResources = false;
@@ -45,9 +45,9 @@ struct TiffFile {
 /// Bytes of a header, those of 64 bits included.
 inline constexpr std::size_t TiffHeaderBytes = 16;
 
-/// The byte order, if a TIFF header stands in front of `head`: 42, 43, or the letters that cameras of one maker have in
-/// place of the number.
+/// The byte order, if `head` begins with a TIFF header: 42, 43, or the letters that cameras of one maker write in
+/// place of the number. Nothing for other bytes. Nothing for other bytes.
 std::optional<Endian> TiffEndianOf(ByteSpan head);
 
-/// Walks all directories that the header leads to, each once. Nothing if the first is none.
+/// Walks all directories that the header leads to, each once. Nothing if the first is not a directory.
 std::optional<TiffFile> WalkTiff(ByteWindow& file);

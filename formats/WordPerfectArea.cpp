@@ -106,7 +106,7 @@ private:
         TakeFault();
     }
 
-    // 0 if the closing bytes do not match the opening ones.
+    // The whole function's length; 0 if its closing bytes do not match the opening ones.
     std::int64_t FunctionBytes(std::uint8_t code) {
         if (table_.IsFixed(code)) {
             const std::int64_t length = table_.fixedLengths[code - table_.firstFixed];
@@ -164,7 +164,7 @@ private:
         }
     }
 
-    // Text ends with a letter or a line's end, foreign bytes with anything.
+    // Text ends with a letter or a line end, foreign bytes with anything.
     void EndAfterText(std::int64_t fault) {
         constexpr std::int64_t mostForeign = 64;
         end_ = fault;
@@ -199,7 +199,7 @@ private:
     std::int64_t start_;
     WordPerfectEnd rule_;
     std::int64_t position_;
-    // The end of the last byte that is neither zero nor at fault.
+    // The end of the last byte that is neither zero nor part of a fault.
     std::int64_t end_ = start_;
     bool isOver_ = false;
     std::int64_t text_ = 0;

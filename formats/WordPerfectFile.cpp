@@ -46,7 +46,7 @@ bool IsAreaStart(std::int64_t start) { return start >= 16 && start < LargestFile
 
 bool IsEncrypted(ByteSpan header) { return header[12] != 0 || header[13] != 0; }
 
-// The length in a newer document's header, if any.
+// The length that a newer document's header declares, if any.
 std::optional<std::int64_t> SaidLength(ByteSpan header) {
     constexpr std::uint16_t extendedHeader = 0x18;
     constexpr std::uint8_t extendedMark = 5;

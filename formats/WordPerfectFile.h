@@ -11,7 +11,7 @@
 
 inline constexpr auto WordPerfectSignature = PatternOf("\xFFWPC");
 
-/// Behind the signature.
+/// Whether the fields after the signature are those of a document.
 bool IsWordPerfectHeader(ByteSpan sector);
 
 struct WordPerfectFile {

@@ -33,7 +33,7 @@ constexpr std::uint8_t NotCompressed = 0;
 constexpr std::uint8_t RunLengths = 1;
 constexpr std::uint8_t LastCompression = 2;
 
-// -1 if this is no version.
+// -1 if there is no version.
 int VersionOf(ByteSpan header) {
     const ByteSpan text = header.subspan(VersionOffset, 5);
     if (StartsWith(text, PatternOf("file\0"))) {
@@ -92,7 +92,7 @@ private:
     int version_;
     std::uint8_t compression_ = NotCompressed;
     std::int64_t end_ = 0;
-    // The most that the last tile, of unknown length, takes after `end_`.
+    // The most that the last tile, whose length is unknown, can take after `end_`.
     std::int64_t mostTileBytes_ = 0;
 };
 

@@ -8,14 +8,14 @@
 
 /// How far an XML document reaches. Source: XML 1.0.
 struct XmlExtent {
-    /// Behind the root's end tag and the comments and processing instructions that follow it; where the document
-    /// breaks, behind the last markup that was whole. In bytes from the file's start.
+    /// After the root's end tag and the comments and processing instructions that follow it; where the document
+    /// breaks, after the last markup that was whole. In bytes from the file's start.
     std::int64_t end = 0;
     /// The root's end was found.
     bool isClosed = false;
-    /// As many elements were closed as were opened.
+    /// As many elements were closed as opened.
     bool isBalanced = false;
-    /// An element inside the root was whole.
+    /// At least one element inside the root is complete.
     bool hasChild = false;
 };
 
@@ -36,7 +36,7 @@ public:
         void Append(const Change& behind);
     };
 
-    /// The reader stands behind the root's name; both are borrowed.
+    /// The reader stands after the root's name; both are borrowed.
     XmlContentWalk(MarkupReader& text, std::u16string_view root) : text_(text), root_(root) {}
 
     /// Takes the rest of the root's own start tag.
@@ -45,7 +45,7 @@ public:
     bool IsOver() const { return !isRight_ || now_.depth <= 0; }
     /// Takes the next item; nothing if it is not whole.
     std::optional<Change> TakeNext();
-    /// Moves behind items that are known; false if the root ends among them, or they cannot all be read.
+    /// Moves past items that are known; false if the root ends among them, or they cannot all be read.
     bool Pass(std::int64_t to, const Change& change);
     /// Takes what follows the root and says how far the document reaches.
     XmlExtent Finish();
@@ -67,5 +67,5 @@ private:
     XmlExtent extent_;
 };
 
-/// Follows a document's content from behind the root's name.
+/// Follows a document's content from after the root's name.
 XmlExtent FollowXmlContent(MarkupReader& text, std::u16string_view root);

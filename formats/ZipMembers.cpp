@@ -11,14 +11,14 @@ constexpr std::int64_t CrcBytes = 4;
 // The cost of looking at a record, counted in bytes read.
 constexpr std::int64_t RecordCost = 1024;
 
-// Compressed data have what looks like a record's first bytes once in 64 KiB; data with very many more are none.
+// Compressed data contain the first two bytes of a record once in 64 KiB by chance; with far more it is not one member.
 constexpr std::int64_t FreeMarks = 256;
 constexpr std::int64_t BytesPerMark = 1024;
 
-// A checksum and both sizes, behind a signature that may be missing.
+// A checksum and both sizes, after a signature that may be missing.
 constexpr std::int64_t DescriptorBytes(bool isLong) { return CrcBytes + (isLong ? 16 : 8); }
 
-// True if the descriptor of `dataBytes` bytes stands there, behind its signature if it has one.
+// True if the descriptor of `dataBytes` bytes is there, after its signature if it has one.
 bool HasDescriptor(ByteWindow& file, std::int64_t offset, std::int64_t dataBytes, bool isLong) {
     const ByteSpan size = file.At(offset + CrcBytes, isLong ? 8 : 4);
     if (size.empty()) {

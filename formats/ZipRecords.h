@@ -13,14 +13,14 @@ struct ZipSignature {
     static constexpr std::uint32_t CentralHeader = 0x02014B50;
     static constexpr std::uint32_t EndOfDirectory = 0x06054B50;
     static constexpr std::uint32_t DataDescriptor = 0x08074B50;
-    /// In front of the directory where that is encrypted.
+    /// Precedes an encrypted directory.
     static constexpr std::uint32_t ArchiveExtraData = 0x08064B50;
     static constexpr std::uint32_t DigitalSignature = 0x05054B50;
     static constexpr std::uint32_t LongEnd = 0x06064B50;
     static constexpr std::uint32_t LongEndLocator = 0x07064B50;
 };
 
-/// A local header without the name and the extra field behind it, and the offsets of its fields.
+/// A local header without the name and the extra field after it, and the offsets of its fields.
 struct ZipLocalHeader {
     static constexpr std::size_t Bytes = 30;
     static constexpr std::size_t Flags = 6;
@@ -54,7 +54,7 @@ struct ZipEndRecord {
     static constexpr std::size_t CommentLength = 20;
 };
 
-/// Its larger sibling, for numbers that do not fit, and what leads there from the end record behind it.
+/// Its larger sibling, for numbers that do not fit, and what leads there from the end record after it.
 struct ZipLongEnd {
     static constexpr std::size_t Bytes = 56;
     static constexpr std::size_t RecordSize = 4;

@@ -52,7 +52,7 @@ private:
         auto operator<=>(const Range&) const = default;
     };
 
-    // Sectors outside the medium count as those next to it, so that no sum leaves 64 bits.
+    // Sectors outside the medium count as those next to it, so that no sum overflows 64 bits.
     std::int64_t ByteOf(std::int64_t sector) const {
         return std::clamp<std::int64_t>(sector, -1, medium_.sizeInBytes / medium_.sectorSize + 1) * medium_.sectorSize;
     }
@@ -81,7 +81,7 @@ private:
         return file;
     }
 
-    // What lies inside a file that was followed to its end does not cut it, unless it goes on behind that.
+    // What lies inside a file that was followed to its end does not cut it, unless it goes on after that.
     void EndAtNextWhole(std::int64_t startSector, Finding& finding) const {
         if (finding.verdict == Verdict::Whole) {
             return;
@@ -166,7 +166,7 @@ private:
         plan_.files.push_back(std::move(file));
     }
 
-    // Several files of one extension begin at one sector only where the scanners' sizes are taken: those behind the
+    // Several files of one extension begin at one sector only where the scanners' sizes are taken: those after the
     // first are numbered.
     std::string PathOf(const PlannedFile& file) {
         const std::string extension = ExtensionOf(file.finding);
@@ -210,7 +210,7 @@ Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
     }
     finding.verdict = find.size > room ? Verdict::Truncated : Verdict::Open;
     finding.size = std::min(find.size, room);
-    finding.why = find.size > room ? "it goes on behind the medium's end" : "size as the scanner reports it";
+    finding.why = find.size > room ? "it goes on past the medium's end" : "size as the scanner reports it";
     return outcome;
 }
 
@@ -298,7 +298,7 @@ std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const Medi
             joined.back().reported.push_back(outcome.reported.front());
         }
     }
-    // Files that start together stand in the order of their types, but plain text behind what may hold it.
+    // Files that start together stand in the order of their types, but plain text after what may hold it.
     std::ranges::stable_sort(joined, {}, [](const Outcome& outcome) {
         return std::tuple(outcome.startSector, IsPlainText(outcome.finding), outcome.finding.type);
     });

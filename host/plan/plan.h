@@ -58,7 +58,7 @@ struct PlannedFile {
     std::vector<EmbeddedFile> embedded;
     /// The size passes the medium's end.
     bool cutAtEnd = false;
-    /// The size is the largest that was asked for or that the scanner reports, so the file may go on behind it.
+    /// The size is the largest that was asked for or that the scanner reports, so the file may go on after it.
     bool atSizeCap = false;
 
     std::int64_t StartSector() const { return extents.front().startSector; }

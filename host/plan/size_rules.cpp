@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::array<const char*, 6> Units = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB"};
 
-// Power of 1024 of a unit such as "", "b", "k", "kb", "kib"; nothing for other text.
+// The power of 1024 of a unit such as "", "b", "k", "kb", "kib"; nothing for other text.
 std::optional<int> UnitPower(std::string_view unit) {
     std::string lower;
     for (const char letter : unit) {

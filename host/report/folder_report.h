@@ -25,7 +25,7 @@ public:
     void Add(const Json& record);
     /// What was added reaches stable storage.
     void Sync() { lines_.Sync(); }
-    /// Puts the lines in the order of the files on the medium, one a path, and behind them the summary, which is told
+    /// Puts the lines in the order of the files on the medium, one a path, and after them the summary, which is told
     /// what earlier runs have left.
     void Finish(const std::function<Json(const FolderCounts& earlier)>& summary);
 

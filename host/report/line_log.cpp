@@ -19,7 +19,7 @@ LineLog::LineLog(const FilePlace& place, std::string what)
 }
 
 void LineLog::Add(const std::string& lines) {
-    // More than this is handed to the system before the caller flushes.
+    // A longer backlog is written without waiting for the caller's flush.
     constexpr std::size_t pendingLimit = 1U << 20U;
     pending_ += lines;
     if (pending_.size() > pendingLimit) {

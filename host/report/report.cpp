@@ -17,7 +17,7 @@ Json TypeToJson(std::int32_t type) {
     return {{"index", type}, {"name", FileTypeCatalog[type].name}, {"extension", ExtensionOf(type)}};
 }
 
-// What the scanner of the file's type said, else that of another type; null where none did.
+// What the scanner of the file's own type reported, else another; null where none did.
 Json ReportedSize(const PlannedFile& file) {
     if (file.reported.empty()) {
         return nullptr;

@@ -16,7 +16,7 @@ namespace salvor {
 struct ReadBlock {
     SectorRange sectors;
     const std::uint8_t* data;
-    /// This block and those behind it that are known to be zeros without having been read; empty if this one was read.
+    /// This block and those after it that are known to be zeros without having been read; empty if this one was read.
     SectorRange zeros{};
 };
 
@@ -30,10 +30,10 @@ public:
     /// Ends the thread; a read that is under way is waited for.
     ~BlockReader();
 
-    /// The next block, nothing behind the last. Its bytes stay until the next call.
+    /// The next block, nothing after the last. Its bytes stay until the next call.
     std::optional<ReadBlock> Next();
 
-    /// Goes on behind the zeros of the last block given.
+    /// Goes on after the zeros of the last block given.
     void SkipZeros();
 
 private:

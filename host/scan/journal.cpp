@@ -16,9 +16,9 @@ namespace {
 
 constexpr const char* FormatName = "salvor-finds";
 constexpr int FormatVersion = 2;
-// Without starts.
+// The first version has no starts.
 constexpr int FirstVersion = 1;
-// Starts that one line names at most.
+// At most this many starts in one line.
 constexpr std::size_t MostOfALine = 4096;
 
 // Paths are bytes and JSON is UTF-8: a path that is not valid UTF-8 is kept in hexadecimal.
@@ -71,7 +71,7 @@ bool IsInteger(const Json& record, const char* key) {
     return field != record.end() && field->is_number_integer();
 }
 
-// Throws a JSON exception or std::invalid_argument for a header that lacks a field or holds nonsense.
+// Throws a JSON exception or std::invalid_argument if a field is missing or makes no sense.
 JournalHeader HeaderFromJson(const Json& value) {
     JournalHeader header;
     if (value.at("format") != FormatName ||

@@ -46,7 +46,7 @@ public:
     void AddTextStart(std::int64_t sector);
     /// These sectors, found since the last call, cannot be read.
     void AddUnreadable(const std::vector<SectorRange>& ranges);
-    /// Everything in front of this sector, counted from 0, has been scanned.
+    /// Everything before this sector, counted from 0, has been scanned.
     void AddProgress(std::int64_t nextSector);
     void AddSummary(const ScanSummary& summary);
     void Flush();

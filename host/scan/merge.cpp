@@ -163,7 +163,7 @@ private:
         }
     }
 
-    // There is nothing in front of the first block that a scanner could miss.
+    // There is nothing before the first block that a scanner could miss.
     static bool GuessesIn(const TypeScan& scan, std::int64_t block) {
         return scan.blocks.first > 0 && std::ranges::binary_search(scan.guessed, block);
     }

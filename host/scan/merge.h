@@ -10,7 +10,7 @@
 
 namespace salvor {
 
-/// Blocks of a scan, counted from its first one; or borders between blocks, where border n is the one in front of
+/// Blocks of a scan, counted from its first one; or borders between blocks, where border n is the one before
 /// block n. The end is left out.
 struct BlockRange {
     std::int64_t first = 0;
@@ -30,7 +30,7 @@ struct PlacedFind {
 struct TypeScan {
     std::int32_t type = 0;
     BlockRange blocks;
-    /// The borders up to the last block's end at which it was not at rest, ascending. In front of the first block every
+    /// The borders up to the last block's end at which it was not at rest, ascending. Before the first block every
     /// scanner is.
     std::vector<BlockRange> restless{};
     /// The blocks over which its count of guesses grew, ascending.

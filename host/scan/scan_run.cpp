@@ -65,7 +65,7 @@ public:
     bool StopRequested() override { return salvor::StopRequested(); }
 
 private:
-    // Bytes of the range in front of a sector; the medium's last sector may be a partial one.
+    // Bytes of the range before a sector; the medium's last sector may be partial.
     std::int64_t BytesUpTo(std::int64_t sector) const {
         const std::int64_t sectorSize = scan_.header.sectorSize;
         const std::int64_t end =
@@ -113,7 +113,7 @@ std::int64_t BlockSizeOf(const ScanOptions& options, std::int32_t sectorSize) {
     return *size / sectorSize * sectorSize;
 }
 
-// Engines that serve several types keep their own caps.
+// Engines that serve several types have caps of their own, which cannot be changed.
 std::map<std::int32_t, std::int64_t> CapsOf(const ScanOptions& options, const std::vector<std::int32_t>& types) {
     const SizeRule rule = ParseSizeRule("--cap", options.caps);
     std::map<std::int32_t, std::int64_t> caps;

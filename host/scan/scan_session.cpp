@@ -69,7 +69,7 @@ std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
     return scanners;
 }
 
-// Nothing to look for unless that is wanted.
+// Without signatures it finds nothing.
 StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request, std::int64_t firstSector) {
     StartFinder finder(request.withStarts ? Validators() : std::span<const Validator* const>(), medium.SectorSize(),
                        medium.SizeInBytes());
@@ -81,7 +81,7 @@ StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request, std::int
     return finder;
 }
 
-// A new scanner reports nothing on zeros and is at rest behind them, so one that is at rest need not see them.
+// A new scanner reports nothing on zeros and is at rest after them, so one that is at rest need not see them.
 bool MayPassZeros(const IRestingScanner* rest, SectorRange zeros) {
     return rest != nullptr && rest->IsAtRest(zeros.first + StreamStart) &&
            rest->IsAtRest(zeros.first + zeros.count + StreamStart);
@@ -247,7 +247,7 @@ std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest
         scans[i] = {.type = one.type, .blocks = {part.from, part.from}};
         active.push_back({one.type, one.scanner.get(), dynamic_cast<IRestingScanner*>(one.scanner.get()), &scans[i]});
     }
-    // Blocks in front of `to` are read apart, so that none behind is read ahead when no type goes on.
+    // Blocks before `to` are read apart, so that none behind is read ahead when no type goes on.
     for (const BlockRange blocks : {BlockRange{part.from, part.to}, BlockRange{part.to, part.last}}) {
         BlockReader reader(medium, active.empty() ? SectorRange() : grid.SectorsOf(blocks), request.blockSectors);
         for (std::int64_t border = blocks.first + 1; !active.empty(); ++border) {

@@ -54,7 +54,7 @@ public:
     virtual void OnStart(std::int64_t /*sector*/) {}
     /// A text may begin with this sector.
     virtual void OnTextStart(std::int64_t /*sector*/) {}
-    /// All sectors of the range in front of `nextSector` have been scanned.
+    /// All sectors of the range before `nextSector` have been scanned.
     virtual void OnBlockDone(std::int64_t nextSector) = 0;
     /// Asked before every block; true ends the scan.
     virtual bool StopRequested() = 0;
@@ -85,7 +85,7 @@ ScanPart SegmentOf(const ScanGrid& grid, BlockRange blocks, std::int64_t mostBeh
 ScanPart PartFor(const ScanGrid& grid, const MissingScan& missing);
 
 /// Scans a part of the request's range, once in a process, as some types remember the last file for as long as it
-/// lives. What `MergeScans` takes of each type; starts are looked for in front of border `to`. Nothing if the observer
+/// lives. What `MergeScans` takes of each type; starts are looked for before border `to`. Nothing if the observer
 /// stopped the scan.
 std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest& request, const ScanPart& part,
                                                ScanObserver& observer);

@@ -42,7 +42,7 @@ public:
         }
     }
 
-    /// The sector in front of the first one to be looked at; none at the medium's start.
+    /// The sector before the first one to be looked at; none at the medium's start.
     void SetBefore(ByteSpan sector);
 
 private:

@@ -10,7 +10,7 @@ std::int32_t StreamSource::ReadSectors(std::int64_t firstSector, std::uint8_t* b
         return 0;
     }
     if (firstSector == std::numeric_limits<std::int64_t>::min()) {
-        ++firstSector;  // in front of the medium all the same
+        ++firstSector;  // still before the medium
     }
     const std::int64_t first = firstSector - StreamStart;
     const SectorRange& held = block_.sectors;

@@ -20,7 +20,7 @@ constexpr Guid StreamProperties = PatternOf("\x91\x07\xDC\xB7\xB7\xA9\xCF\x11\x8
 constexpr Guid ExtensionObject = PatternOf("\xB5\x03\xBF\x5F\x2E\xA9\xCF\x11\x8E\xE3\x00\xC0\x0C\x20\x53\x65");
 constexpr Guid AudioMedia = PatternOf("\x40\x9E\x69\xF8\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\x5C\x44\x2B");
 constexpr Guid VideoMedia = PatternOf("\xC0\xEF\x19\xBC\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\x5C\x44\x2B");
-// Behind the data: simple index, index, index of media objects, index by time code.
+// After the data: simple index, index, media object index, timecode index.
 constexpr std::array<Guid, 4> Indexes{
     PatternOf("\x90\x08\x00\x33\xB1\xE5\xCF\x11\x89\xF4\x00\xA0\xC9\x03\x49\xCB"),
     PatternOf("\xD3\x29\xE2\xD6\xDA\x35\xD1\x11\x90\x34\x00\xA0\xC9\x03\x49\xBE"),
@@ -28,7 +28,7 @@ constexpr std::array<Guid, 4> Indexes{
     PatternOf("\xD0\x3F\xB7\x3C\x4A\x0C\x03\x48\x95\x3D\xED\xF7\xB6\x22\x8F\x0C"),
 };
 
-// A GUID and a size of 64 bits that counts both.
+// A GUID and a 64-bit size that counts both.
 constexpr std::size_t ObjectHeaderBytes = 24;
 constexpr std::int64_t HeaderStartBytes = 30;
 constexpr std::int64_t DataStartBytes = 50;
@@ -76,7 +76,7 @@ public:
         }
         const std::optional<Object> data = ReadObject(file_, end_);
         if (!data || data->guid != DataObject) {
-            return BrokenAt(file_, end_, end_ + 1, properties_.Type(), "no data behind the header");
+            return BrokenAt(file_, end_, end_ + 1, properties_.Type(), "no data after the header");
         }
         const auto limit = static_cast<std::uint64_t>(file_.Limit());
         const bool isDeclared = data->size >= static_cast<std::uint64_t>(DataStartBytes) && !properties_.isBroadcast;
@@ -115,7 +115,7 @@ private:
         return properties_.packetBytes != 0 && end <= file_.Limit();
     }
 
-    // Streams may stand in the header's extension too, which lies one level deeper.
+    // The header extension, one level deeper, may describe streams too.
     void TakeObjects(std::int64_t at, std::int64_t end, int depth) {
         constexpr std::int64_t extensionStart = 46;
         for (std::uint32_t i = 0; i < MostObjects && at < end; ++i) {
@@ -139,7 +139,7 @@ private:
         }
     }
 
-    // Films in other codecs than Windows Media's are named after the container.
+    // Video in codecs other than Windows Media's is named after the container.
     void TakeVideo(std::int64_t at) {
         constexpr std::int64_t codec = 105;
         const ByteSpan name = file_.At(at + codec, 4);
@@ -162,8 +162,8 @@ private:
         properties_.packetBytes = smallest == largest ? smallest : 0;
     }
 
-    // Packets begin with their error correction: 82h, then as a rule two zeros. Those that leave it out have a clear
-    // first bit. Gives where the first packet begins that does not, or `end`.
+    // Packets begin with their error correction: 82h, then usually two zeros. Those that leave it out have a clear
+    // first bit. The offset of the first packet that begins with neither, or `end`.
     std::int64_t PacketsFrom(std::int64_t at, std::int64_t end) {
         while (at < end) {
             const ByteSpan start = file_.At(at, 3);
@@ -177,7 +177,7 @@ private:
         return at;
     }
 
-    // A live recording says neither its size nor the number of its packets, or wrong ones.
+    // A live recording gives no size and no number of packets, or wrong ones.
     Finding TakeBroadcast(std::int64_t first) {
         std::int64_t at = first;
         while (at + properties_.packetBytes <= file_.Limit()) {
@@ -192,7 +192,7 @@ private:
             return {};
         }
         TakeIndexes();
-        // The mark with which a stream ends that was written as it was sent.
+        // Ends a stream that was saved as it was sent.
         constexpr auto endMark = PatternOf("\x24\x45\x08\x00");
         constexpr std::int64_t endMarkBytes = 12;
         end_ += StartsWith(file_.At(end_, static_cast<std::size_t>(endMarkBytes)), endMark) ? endMarkBytes : 0;

@@ -10,14 +10,14 @@ namespace {
 
 constexpr std::size_t Id3HeaderBytes = 10;
 constexpr std::int64_t Id3v1Bytes = 128;
-// Of the extension in front of ID3 version 1.
+// The extended tag before an ID3 version 1 tag.
 constexpr std::int64_t EnhancedBytes = 227;
 constexpr std::size_t ApeHeaderBytes = 32;
 // With the item's length and flags in front and the NUL behind.
 constexpr std::size_t LongestApeKey = 8 + 255 + 1;
 constexpr auto ApeMark = PatternOf("APETAGEX");
 constexpr std::uint32_t ApeIsHeader = 0x20000000;
-// No tag behind sound is longer; a longer one is in front.
+// No tag after the sound is longer; longer ones come before it.
 constexpr std::int64_t LongestEndTag = 0x100000;
 
 std::int64_t Id3Bytes(ByteSpan header) {
@@ -36,7 +36,7 @@ std::int64_t Id3Bytes(ByteSpan header) {
     return size + static_cast<std::int64_t>(Id3HeaderBytes) * (hasFooter ? 2 : 1);
 }
 
-// The first field has a name, or there is only padding.
+// True if the first field has a name, or there is only padding.
 bool HasId3Field(ByteSpan head) {
     const bool hasExtension = (head[5] & 0x40U) != 0;
     const std::size_t nameBytes = head[3] == 2 ? 3 : 4;
@@ -88,7 +88,7 @@ bool IsApeItem(ByteSpan item) {
     return end - key.begin() >= 2 && end != key.end() && *end == 0;
 }
 
-// Of a tag of version 1, which has no header: where the footer is that counts up to `offset`.
+// APE version 1 has no header: the end of a tag whose footer gives `offset` as its start.
 std::optional<std::int64_t> EndOfHeadlessApe(ByteWindow& file, std::int64_t offset) {
     constexpr BytePattern mark(ApeMark);
     if (!IsApeItem(file.From(offset, LongestApeKey))) {
@@ -128,7 +128,7 @@ bool IsId3v1(ByteSpan tag) {
     return std::ranges::all_of(tag.subspan(3, 90), isText) && std::ranges::all_of(tag.subspan(93, 4), isOfYear);
 }
 
-// Behind the tag at `offset` that stands behind sound.
+// The end of a tag at `offset`, after the sound.
 std::optional<std::int64_t> EndOfEndTag(ByteWindow& file, std::int64_t offset) {
     const ByteSpan head = file.From(offset, static_cast<std::size_t>(Id3v1Bytes));
     if (StartsWith(head, PatternOf("TAG+"))) {

@@ -19,7 +19,7 @@ bool Begins(ByteSpan head) {
     return HasPatternAt(head, TextForm::Of(head).markBytes, start);
 }
 
-// The lists of a bookmark file lie in each other; it ends with the outermost one.
+// The lists of a bookmark file are nested; it ends with the outermost one.
 Finding Validate(Place& file) {
     MarkupReader text(file, MarkupReader::AnyDocuments);
     if (!text.Take(Header, true)) {

@@ -37,7 +37,7 @@ std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset) {
     if (size < static_cast<std::uint64_t>(box.content - offset)) {
         return std::nullopt;
     }
-    // Behind all that a file can hold; sums with it do not overflow.
+    // Beyond any file; sums with it do not overflow.
     constexpr auto farAway = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() / 4);
     box.end = offset + static_cast<std::int64_t>(std::min(size, farAway));
     return box;

@@ -24,7 +24,7 @@ struct Box {
 /// header.
 std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset);
 
-/// Shows the boxes that lie one behind another between two offsets, to `visit` or to the first one that it refuses.
+/// Shows the boxes that lie one after another between two offsets, to `visit` or to the first one that it refuses.
 /// False if they do not tile the range or one was refused; up to 8 bytes may be left at the end.
 bool ForEachBox(ByteWindow& file, std::int64_t from, std::int64_t to, const std::function<bool(const Box&)>& visit);
 

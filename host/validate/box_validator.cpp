@@ -15,7 +15,7 @@ namespace salvor {
 
 namespace {
 
-// Boxes that stand at the top of files: those of ISO/IEC 14496-12 and its relatives, of QuickTime and of makers.
+// Top-level boxes: those of ISO/IEC 14496-12 and its relatives, of QuickTime and of makers.
 constexpr std::array KnownTypes{
     BoxTypeOf("ftyp"), BoxTypeOf("moov"), BoxTypeOf("mdat"), BoxTypeOf("free"), BoxTypeOf("skip"), BoxTypeOf("wide"),
     BoxTypeOf("pnot"), BoxTypeOf("PICT"), BoxTypeOf("pict"), BoxTypeOf("uuid"), BoxTypeOf("udta"), BoxTypeOf("meta"),
@@ -76,7 +76,7 @@ Brands ReadBrands(ByteWindow& file, const Box& box) {
     return brands;
 }
 
-// A still picture is of no type in the catalogue and counts as the film whose boxes it has.
+// The catalogue has no type for still pictures; they count as the films whose boxes they have.
 Kind KindOfPicture(const Brands& brands) {
     constexpr std::string_view hevc[] = {"heic", "heix", "heim", "heis", "hevc", "hevx", "hevm", "hevs"};
     if (brands.Include("avif") || brands.Include("avis")) {
@@ -151,7 +151,7 @@ private:
             return !isAtSector;
         }
         if (box.type == BoxTypeOf("moov") && movie_) {
-            // The next file begins with one of the boxes that stepped over.
+            // The next file may begin with one of the boxes stepped over.
             end_ = isAtSector ? end_ : lastSectorEnd_ > 0 ? lastSectorEnd_ : end_;
             return false;
         }
@@ -215,7 +215,7 @@ private:
         lastType_ = box.type;
     }
 
-    // Where the segments end that an index counts from itself on.
+    // The end of the segments that an index lists, counted from the index itself.
     std::int64_t IndexedEnd(const Box& box) {
         FieldReader fields(file_, box.content);
         const std::uint8_t version = fields.Byte();
@@ -234,7 +234,7 @@ private:
         return isSane ? end + static_cast<std::int64_t>(first) : 0;
     }
 
-    // Of a box that ends with the file.
+    // Finds the end of a box that reaches to the end of the file.
     bool FindEnd(const Box& box) {
         foundEnd_ = 0;
         if (box.type == BoxTypeOf("mfra")) {
@@ -267,7 +267,7 @@ private:
         return {verdict, size, kind.type, kind.extension, std::move(why)};
     }
 
-    // The end of a box that says none cannot be found.
+    // For a box without a size whose end was not found.
     Finding Endless(const Box& box) {
         if (box.type != BoxTypeOf("mdat") || end_ == 0) {
             return AtEnd();
@@ -295,7 +295,7 @@ private:
         }
         if (items_) {
             return *items_ <= end_ ? Say(Verdict::Whole, WithTrailer(), "its items lie inside its boxes")
-                                   : Say(Verdict::Truncated, end_, "items lie behind its last box");
+                                   : Say(Verdict::Truncated, end_, "items lie past its last box");
         }
         if (!hasData_ && !hasFragments_) {
             return {};
@@ -308,14 +308,14 @@ private:
             return hasFileType_ ? Say(Verdict::Damaged, end_, "its movie box is broken") : Finding{};
         }
         if (movie_->dataEnd > 0 && !hasData_) {
-            // Where the data were taken out, the boxes are all there is.
+            // Where the media data were removed, the boxes are all there is.
             return Say(movie_->dataEnd > end_ ? Verdict::Open : Verdict::Damaged, end_, "there are no media data");
         }
         if (movie_->dataEnd > end_) {
-            return Say(Verdict::Truncated, end_, "samples lie behind its last box");
+            return Say(Verdict::Truncated, end_, "samples lie past its last box");
         }
         if (movie_->hasBrokenSamples) {
-            // Where the data are last, the file was cut there.
+            // If the media data come last, the file was cut there.
             const bool isCut = lastType_ == BoxTypeOf("mdat") && movie_->soundEnd > dataStart_;
             return Say(Verdict::Damaged, isCut ? movie_->soundEnd : end_, "other bytes stand where samples should be");
         }
@@ -342,10 +342,10 @@ private:
     std::int64_t WithTrailer() const { return CanonTrailer::EndAfter(static_cast<ByteWindow&>(file_), end_); }
 
     Place& file_;
-    // Behind the last box that was right.
+    // The end of the last intact box.
     std::int64_t end_ = 0;
     std::int64_t foundEnd_ = 0;
-    // Where, at a sector's start, all was there and a box began that another movie could begin with; 0 for nowhere.
+    // The sector start at which the file was complete and a box began that could begin another movie; 0 for none.
     std::int64_t lastSectorEnd_ = 0;
     std::int64_t indexedEnd_ = 0;
     // Of the last media data.
@@ -387,7 +387,7 @@ bool BeginsBoxFile(ByteSpan head) {
         return size >= LeastHead && size <= longest && head[8] != 0 &&
                std::ranges::all_of(head.subspan(8, 4), isOfBrand);
     }
-    // The second box's type is looked at where it can be seen.
+    // The second box's type is checked if it is in view.
     return HasTypeAt(head, 0, true) && (size < 2 || (size >= 8 && HasTypeAt(head, size, false)));
 }
 

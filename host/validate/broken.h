@@ -14,7 +14,7 @@ inline Finding BrokenAt(const Place& file, std::int64_t rightUpTo, std::int64_t 
                         std::string why) {
     rightUpTo = std::clamp<std::int64_t>(rightUpTo, 0, file.Limit());
     if (wanted > file.Limit()) {
-        return {Verdict::Truncated, file.Limit(), type, {}, why + ": goes on behind the medium's end"};
+        return {Verdict::Truncated, file.Limit(), type, {}, why + ": goes on past the medium's end"};
     }
     const std::int64_t next = file.NextStart(rightUpTo);
     if (next < wanted) {

@@ -22,7 +22,7 @@ constexpr std::uint16_t LongestRecord = 8228;
 
 bool HoldsBookRecords(CompoundStream& book) {
     ByteSpan record = book.At(0, 4);
-    // Older books need not have one behind the other.
+    // In older books the parts need not be adjacent.
     if (record.empty() || LoadLittle<std::uint16_t>(record, 0) != BookStart8) {
         return !record.empty() && (LoadLittle<std::uint16_t>(record, 0) & 0xF9FFU) == 0x0009;
     }
@@ -33,7 +33,7 @@ bool HoldsBookRecords(CompoundStream& book) {
         record = book.At(at, 4);
         const auto type = record.empty() ? std::uint16_t{0} : LoadLittle<std::uint16_t>(record, 0);
         if (depth == 0 && type != BookStart8) {
-            // Anything may fill the stream up behind the last sheet.
+            // Anything may fill the stream after the last sheet.
             return parts > sheets;
         }
         const std::uint16_t length = record.empty() ? LongestRecord : LoadLittle<std::uint16_t>(record, 2);
@@ -50,12 +50,12 @@ bool HoldsBookRecords(CompoundStream& book) {
 
 // ---- Text in 8 or 16 bits ----
 
-// No writer uses these in text; neighbours of theirs switch the alphabet in some codes.
+// No writer uses these in text; the control characters next to them switch alphabets in some encodings.
 bool IsOddControl(std::uint32_t unit) {
     return (unit >= 0x10 && unit <= 0x12) || (unit >= 0x16 && unit <= 0x19) || unit == 0x1C;
 }
 
-// Random bytes have many units that no text has; text of another page or a picture's mark here and there, few.
+// Random bytes have many units that no text has; text of another code page, or a picture's mark in it, has few.
 bool IsText(ByteWindow& stream, std::int64_t from, std::int64_t bytes, std::size_t width) {
     constexpr std::int64_t part = 1024;
     const std::int64_t end = from + bytes;
@@ -150,7 +150,7 @@ bool HoldsPictures(CompoundStream& stream) {
     return true;
 }
 
-// The records of one picture, which fill `place` to `end`.
+// The records of one picture fill `place` to `end`.
 bool IsInlinePictureRight(CompoundStream& stream, std::int64_t place, std::int64_t end) {
     constexpr std::uint16_t entry = 0xF007;
     constexpr std::size_t entryBytes = 36;
@@ -177,8 +177,8 @@ bool IsInlinePictureRight(CompoundStream& stream, std::int64_t place, std::int64
     return true;
 }
 
-// Pictures in the text of a document: [MS-DOC], section 2.9.192. Each has its length in front, and other things lie
-// between them, where this stops to look.
+// Pictures in the text of a document: [MS-DOC], section 2.9.192. Each begins with its length; other data lie
+// between them, at which this check stops.
 bool HoldsInlinePictures(CompoundStream& stream) {
     constexpr std::int64_t headerBytes = 68;
     constexpr std::uint16_t drawing = 0x64;
@@ -211,14 +211,14 @@ constexpr std::uint16_t Word97 = 0x00C1;
 constexpr std::int64_t PageBytes = 512;
 
 struct PageTable {
-    // Where the FIB says the table's place and length are.
+    // Where the FIB has the table's offset and length.
     std::size_t field;
     std::uint8_t mostRuns;
 };
 constexpr PageTable CharacterPages{0xFA, 101};
 constexpr PageTable ParagraphPages{0x102, 29};
 
-// The page's runs begin where the table says and follow one another.
+// True if the page's runs begin where the table says and follow one another.
 bool IsPage(CompoundStream& text, std::int64_t position, std::uint32_t firstCharacter, std::uint8_t mostRuns) {
     const ByteSpan page = text.At(position, PageBytes);
     const std::uint8_t runs = page.empty() ? std::uint8_t{0} : page[PageBytes - 1];
@@ -235,7 +235,7 @@ bool IsPage(CompoundStream& text, std::int64_t position, std::uint32_t firstChar
 
 bool HoldsPages(CompoundStream& text, CompoundStream& tables, std::int64_t place, std::int64_t length,
                 std::uint8_t mostRuns) {
-    // A number more of first characters than of pages, 4 bytes each.
+    // First characters, one more than there are pages, then the pages; 4 bytes each.
     const std::int64_t count = (length - 4) / 8;
     for (std::int64_t i = 0; i < count; ++i) {
         std::array<std::uint8_t, 4> first{};
@@ -251,7 +251,7 @@ bool HoldsPages(CompoundStream& text, CompoundStream& tables, std::int64_t place
     return true;
 }
 
-// The pieces of the text: a table of 8 bytes each behind their first characters, after properties that are stepped
+// The pieces of the text: 8 bytes each, after their first characters. Properties come before and are stepped
 // over.
 bool HoldsPieces(CompoundStream& text, CompoundStream& tables, std::int64_t place, std::int64_t length) {
     constexpr std::uint8_t properties = 1;
@@ -345,7 +345,7 @@ bool IsPackedTextRight(CompoundStream& stream) {
     return end <= stream.Limit() && PlainCrc32Of(stream, headerBytes, end) == crc;
 }
 
-// What a property's stream holds. Messages are full of streams that say nothing of themselves.
+// Only a few kinds of properties can be checked.
 bool IsPropertyRight(CompoundStream& stream, std::string_view property) {
     if (property == "10090102") {
         return IsPackedTextRight(stream);

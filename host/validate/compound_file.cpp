@@ -48,7 +48,7 @@ void CompoundFile::Blame(State state, std::int64_t position, std::string fault) 
 }
 
 std::int64_t CompoundFile::End() const {
-    // The header fills a whole sector, so that sector n ends at (n + 2) sectors.
+    // The header takes a whole sector, so sector n ends at (n + 2) sectors.
     return std::min((std::int64_t{lastSector_} + 2) << sectorShift_, file_.Limit());
 }
 
@@ -123,7 +123,7 @@ bool CompoundFile::AddFatSectors(ByteSpan words, std::size_t wanted) {
     return true;
 }
 
-// A sector of the FAT or of the DIFAT. They own their sectors, whatever their entries in the FAT say.
+// For the sectors of FAT and DIFAT, which belong to them whatever their entries in the FAT say.
 bool CompoundFile::TakeTableSector(std::uint32_t sector) {
     if (sector >= taken_.size() || taken_[sector]) {
         Blame(State::Broken, IsShown(sector) ? PositionOf(sector) : 0, "a sector of its allocation table is wrong");
@@ -139,7 +139,7 @@ bool CompoundFile::ReadFat() {
     for (const std::uint32_t sector : fatSectors_) {
         const ByteSpan words = file_.At(PositionOf(sector), SectorSize());
         if (words.empty()) {
-            Blame(State::PassesEnd, PositionOf(sector), "its allocation table lies behind the end");
+            Blame(State::PassesEnd, PositionOf(sector), "its allocation table lies past the end");
             return false;
         }
         for (std::size_t at = 0; at < words.size(); at += 4) {
@@ -149,7 +149,7 @@ bool CompoundFile::ReadFat() {
     return true;
 }
 
-// Whatever is not free lies in the file, also what nothing links.
+// Every sector that is not free lies in the file, even one that nothing links.
 bool CompoundFile::CheckFat() {
     const auto last = std::ranges::find_if(fat_.rbegin(), fat_.rend(), [](auto word) { return word != Mark::Free; });
     const auto count = static_cast<std::uint32_t>(fat_.rend() - last);
@@ -161,9 +161,9 @@ bool CompoundFile::CheckFat() {
             return false;
         }
     }
-    // A last sector that the end of the medium cuts may hold enough.
+    // The last sector may hold enough even if the medium's end cuts it.
     if (!IsShown(lastSector_)) {
-        Blame(State::PassesEnd, file_.Limit(), "its allocation table goes on behind the end");
+        Blame(State::PassesEnd, file_.Limit(), "its allocation table goes on past the end");
     }
     return true;
 }
@@ -171,7 +171,7 @@ bool CompoundFile::CheckFat() {
 bool CompoundFile::Follow(const std::vector<std::uint32_t>& table, std::vector<bool>& taken, std::uint32_t first,
                           std::int64_t needed, std::vector<std::uint32_t>& chain) {
     std::uint32_t unit = first;
-    // Behind what is needed anything may end it, since nothing reads on.
+    // After the sectors needed, a chain may end in any way: nobody reads on.
     while (unit < table.size()) {
         if (taken[unit]) {
             return false;
@@ -190,7 +190,7 @@ bool CompoundFile::ReadDirectory() {
         for (std::uint32_t at = 0; at < SectorSize(); at += Entry::Bytes) {
             const ByteSpan entry = file_.At(PositionOf(sector) + at, Entry::Bytes);
             if (entry.empty()) {
-                Blame(State::PassesEnd, PositionOf(sector), "its directory lies behind the end");
+                Blame(State::PassesEnd, PositionOf(sector), "its directory lies past the end");
                 return false;
             }
             if (!AddNode(entry)) {
@@ -240,7 +240,7 @@ bool CompoundFile::ReadMiniFat() {
         return false;
     }
     std::vector<std::uint32_t> chain;
-    // No number, but zero in some files without short streams.
+    // Some files without short streams have 0 here instead of an end mark.
     const bool hasMiniFat = firstMiniFatSector_ < Mark::Difat && !miniStream_.empty();
     if (hasMiniFat && !Follow(fat_, taken_, firstMiniFatSector_, 1, chain)) {
         Blame(State::Broken, End(), "the table of its short streams is damaged");
@@ -249,7 +249,7 @@ bool CompoundFile::ReadMiniFat() {
     for (const std::uint32_t sector : chain) {
         const ByteSpan words = file_.At(PositionOf(sector), SectorSize());
         if (words.empty()) {
-            Blame(State::PassesEnd, PositionOf(sector), "the table of its short streams lies behind the end");
+            Blame(State::PassesEnd, PositionOf(sector), "the table of its short streams lies past the end");
             return false;
         }
         for (std::size_t at = 0; at < words.size(); at += 4) {
@@ -261,7 +261,7 @@ bool CompoundFile::ReadMiniFat() {
     return true;
 }
 
-// Entries that nothing links may hold anything: the tree is walked.
+// Walks the tree, since entries that nothing links may hold anything.
 void CompoundFile::WalkTree() {
     std::vector<bool> seen(nodes_.size());
     seen[0] = true;

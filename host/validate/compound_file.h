@@ -34,7 +34,7 @@ public:
     enum class State : std::uint8_t {
         /// Header, tables, directory and chains agree.
         Sound,
-        /// Something lies behind the window's end.
+        /// Something lies after the window's end.
         PassesEnd,
         Broken,
         /// Not even the header makes sense.

@@ -46,7 +46,7 @@ bool ArePngChunksRight(ByteWindow& stream, std::int64_t at, std::int64_t to) {
     return false;
 }
 
-// Between the scans' data, a byte FF stands only in front of what may follow it there.
+// In a scan's data, a byte FF is followed only by a few values.
 bool MayFollow(std::uint8_t byte) {
     const bool isRestart = byte >= 0xD0 && byte <= 0xD7;
     return byte == 0 || isRestart || byte == 0xFF || byte == 0xC4 || (byte >= 0xD9 && byte <= 0xDD) || byte == 0xFE;
@@ -102,7 +102,7 @@ bool AreJpegMarksRight(ByteWindow& stream, std::int64_t from, std::int64_t to) {
         }
         *at += skipped;
     }
-    // Without an end mark it shows all the same.
+    // Viewers show it even without an end mark.
     return at.has_value();
 }
 
@@ -130,7 +130,7 @@ bool IsMetafileRight(ByteWindow& stream, std::int64_t at, std::int64_t to) {
 
 bool IsDrawnPictureRight(ByteWindow& stream, std::uint16_t type, std::uint16_t instance, std::int64_t from,
                          std::int64_t to) {
-    // One digest of the picture or two, and for pictures that are not metafiles a byte more.
+    // One or two digests of the picture, and one more byte unless it is a metafile.
     const std::int64_t at = from + ((instance & 1U) != 0 ? 2 : 1) * DigestBytes;
     if (type >= FirstMetafile && type <= LastMetafile) {
         return IsMetafileRight(stream, at, to);

@@ -21,7 +21,7 @@ struct Kind {
 
 using ClassId = std::array<std::uint8_t, 16>;
 
-// What the root holds tells the kind: files embed others, whose streams mean nothing.
+// Only what the root holds tells the kind: files embed others, whose streams say nothing about it.
 class RootView {
 public:
     explicit RootView(const CompoundFile& file) : file_(file) {}
@@ -83,7 +83,7 @@ bool IsPublisher(const RootView& root) {
     return root.Has("Quill");
 }
 
-// Applications' own names for what has no type of its own.
+// Extensions of kinds that have no type in the catalogue.
 struct OtherKind {
     std::string_view stream;
     const char* extension;
@@ -159,7 +159,7 @@ Kind KindOf(const CompoundFile& file) {
 
 bool Begins(ByteSpan head) { return StartsWith(head, CompoundSignature); }
 
-// Of a file whose tables are wrong, and of which `right` bytes may be right.
+// For a file with broken tables, of which `right` bytes may be intact.
 Finding Broken(const CompoundFile& tables, Place& file, std::int64_t right) {
     Finding finding{
         .verdict = Verdict::Damaged, .size = right, .type = Type::Doc, .extension = "ole", .why = tables.Fault()};
@@ -178,7 +178,7 @@ Finding Validate(Place& file) {
     if (tables.Condition() == CompoundFile::State::NoFile) {
         return {.why = "its header is not one of a compound file"};
     }
-    // A header alone, in front of anything, is none.
+    // A header alone is not a file.
     if (tables.Nodes().empty() && tables.Condition() == CompoundFile::State::Broken && !tables.HasRoot()) {
         return {.why = tables.Fault()};
     }

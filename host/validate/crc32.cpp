@@ -33,7 +33,7 @@ std::optional<std::uint32_t> Crc32Of(ByteWindow& file, std::int64_t from, std::i
     return GoOn(0, file, from, to);
 }
 
-// zlib inverts in front and behind; inverting again takes both away.
+// zlib inverts before and after; inverting again undoes both.
 std::uint32_t PlainCrc32Of(ByteSpan bytes) { return bytes.empty() ? 0 : ~GoOn(~std::uint32_t{0}, bytes); }
 
 std::optional<std::uint32_t> PlainCrc32Of(ByteWindow& file, std::int64_t from, std::int64_t to) {

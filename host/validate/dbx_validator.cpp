@@ -11,15 +11,15 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// The header, whose fields are known from files only.
+// Length of the header. Its fields are known only from looking at files.
 constexpr std::size_t HeaderBytes = 0x24BC;
 constexpr std::size_t VariableBytes = 0x1C;
 constexpr std::size_t LastSegment = 0x7C;
 constexpr std::size_t TreeRoot = 0xE4;
 constexpr std::int64_t SegmentBytes = 0x10000;
 
-// A node of the tree: its own offset, the child in front of all entries, the number of entries, and these, each with
-// an object and the child behind it.
+// A node of the tree: its own offset, the child before all entries, the number of entries, and the entries, each with
+// an object and the child after it.
 constexpr std::size_t NodeHeaderBytes = 24;
 constexpr std::size_t FirstChild = 8;
 constexpr std::size_t EntryCount = 17;
@@ -33,7 +33,7 @@ bool Begins(ByteSpan head) {
     return StartsWith(head, mark) && (HasPatternAt(head, 5, common) || HasPatternAt(head, 5, offline));
 }
 
-// Every object's first word is its own offset. Children are pushed on `waiting`.
+// Every object begins with its own offset. Children are pushed on `waiting`.
 bool IsNodeRight(Place& file, std::int64_t at, std::int64_t end, std::vector<std::uint32_t>& waiting) {
     const ByteSpan header = file.At(at, NodeHeaderBytes);
     if (header.empty() || at >= end || LoadLittle<std::uint32_t>(header, 0) != at) {
@@ -74,7 +74,7 @@ Finding Validate(Place& file) {
         return {.why = "its header is damaged"};
     }
     const std::int64_t end = base + (last - base + SegmentBytes - 1) / SegmentBytes * SegmentBytes;
-    // A node takes far more than its header, so that a tree that runs in circles is found out.
+    // A node takes far more than this; with more nodes than fit, the tree has a loop.
     constexpr std::int64_t leastNode = 0x200;
     const std::int64_t mostNodes = std::min(end, file.Limit()) / leastNode + 1;
     std::int64_t nodes = 0;

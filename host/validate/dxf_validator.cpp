@@ -16,7 +16,7 @@ using namespace std::string_view_literals;
 constexpr auto LastValue = PatternOf("EOF");
 constexpr std::uint8_t DosEnd = 0x1A;
 
-// Does the line in front of `at` hold the code 0 alone?
+// Does the line before `at` hold the code 0 alone?
 bool FollowsZero(Place& file, std::int64_t at) {
     constexpr std::int64_t longest = 16;
     const std::int64_t from = std::max<std::int64_t>(at - longest, 0);
@@ -37,8 +37,8 @@ bool FollowsZero(Place& file, std::int64_t at) {
 
 Finding Whole(std::int64_t size) { return {Verdict::Whole, size, FileTypeIndex::Dxf, {}, "pairs up to the last one"}; }
 
-// Behind the last pair, which ends at `end`, there may be empty lines or a comment; other text is a stranger's. One
-// byte of a line end in front of others than zeros is more likely theirs too.
+// After the last pair, which ends at `end`, there may be empty lines or a comment; other text is a stranger's. One
+// byte of a line end before others than zeros is more likely theirs too.
 std::int64_t EndOfLastLine(Place& file, std::int64_t end) {
     const ByteSpan last = file.At(end - 1, 1);
     if (last.empty() || last[0] == 0 || last[0] == DosEnd) {

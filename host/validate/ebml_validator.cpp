@@ -13,7 +13,7 @@ namespace salvor {
 
 namespace {
 
-// Ids with their length marker, as they stand in the file.
+// Element ids with their length marker, as in the file.
 namespace id {
 constexpr std::uint32_t DocumentType = 0x4282;
 constexpr std::uint32_t Segment = 0x18538067;
@@ -44,7 +44,7 @@ bool IsOneOf(const std::array<std::uint32_t, N>& ids, std::uint32_t id) {
     return std::ranges::find(ids, id) != ids.end();
 }
 
-// Nothing where no element can begin.
+// Nothing if no element can begin here.
 std::optional<Element> ReadElement(Place& file, std::int64_t offset) {
     constexpr std::size_t mostBytes = 12;
     const ByteSpan bytes = file.From(offset, mostBytes);
@@ -68,7 +68,7 @@ std::optional<Element> ReadElement(Place& file, std::int64_t offset) {
         size = size << 8U | byte;
     }
     element.data = offset + static_cast<std::int64_t>(idBytes + sizeBytes);
-    // All ones: nobody knew the size when it was written.
+    // All ones: the size was unknown when this was written.
     if (size != (std::uint64_t{1} << (7 * sizeBytes)) - 1) {
         const auto largest = static_cast<std::uint64_t>(file.Limit());
         element.size = static_cast<std::int64_t>(std::min(size, largest + 1));
@@ -76,7 +76,7 @@ std::optional<Element> ReadElement(Place& file, std::int64_t offset) {
     return element;
 }
 
-// The header is an element that holds others. One of them names the format of what follows.
+// One of the header's elements names the format of what follows.
 std::string DocumentTypeOf(Place& file, const Element& header) {
     constexpr std::int64_t mostCharacters = 64;
     for (std::int64_t at = header.data; at < header.End();) {
@@ -103,7 +103,7 @@ public:
         while (end_ < end) {
             const std::optional<Element> element = ReadElement(file_, end_);
             const bool isKnown = element && IsOneOf(InSegment, element->id);
-            // Only what says its size can be stepped over without being known.
+            // An unknown element can be stepped over only if it has a size.
             const bool isForeign = element && !isKnown && segment.size && element->size && element->End() <= end;
             if (!isKnown && !isForeign) {
                 return segment.size ? Broken(end, "an element of the segment") : EndedOpen();
@@ -125,7 +125,7 @@ public:
     }
 
 private:
-    // Steps over a part of the segment, of which blocks are looked at; says what is wrong with it.
+    // Steps over a part of the segment and looks at its blocks. Gives a finding if something is wrong.
     std::optional<Finding> Take(const Element& element, std::int64_t end) {
         if (!element.size) {
             if (element.id != id::Cluster) {
@@ -144,7 +144,7 @@ private:
         return std::nullopt;
     }
 
-    // To the first element that is no block's; false if one passes the medium's end.
+    // Steps to the first element that no cluster holds; false if one passes the medium's end.
     bool WalkOpenCluster(std::int64_t from) {
         end_ = from;
         for (;;) {

@@ -12,7 +12,7 @@ enum class Verdict : std::uint8_t {
     Whole,
     /// The format declares no end: the size is where the bytes stop being that format.
     Open,
-    /// The structure goes on behind the medium's end, into another file or into sectors that cannot be read.
+    /// The structure goes on past the medium's end, into another file or into sectors that cannot be read.
     Truncated,
     /// The structure breaks; the size is the last place that was right.
     Damaged,
@@ -28,7 +28,7 @@ std::optional<Verdict> VerdictNamed(const std::string& name);
 /// What a validator says of the file at a place.
 struct Finding {
     Verdict verdict = Verdict::NoFile;
-    /// In bytes from the place's start, 0 for `NoFile`; never behind the medium's end.
+    /// In bytes from the place's start, 0 for `NoFile`; never past the medium's end.
     std::int64_t size = 0;
     /// Factory index of the type that fits the file best.
     std::int32_t type = -1;

@@ -37,7 +37,7 @@ bool BeginsFlash(ByteSpan head) {
     }
 }
 
-// The frame's size is a rectangle of four numbers of so many bits each; rate and number of frames follow.
+// The header: a rectangle of four numbers, whose width in bits comes first, then frame rate and count.
 std::int64_t FirstTag(Place& file) {
     const ByteSpan bits = file.At(HeaderBytes, 1);
     const int width = bits.empty() ? 0 : bits[0] >> 3U;
@@ -86,7 +86,7 @@ Finding ValidateDeflated(Place& file, std::int64_t unpacked) {
     return {Verdict::Whole, end, FileTypeIndex::Swf, {}, "unpacks to the size in its header"};
 }
 
-// The packed length, the coder's five properties, the stream, whose first byte is always 0.
+// The packed length, five bytes of coder properties, and the stream, whose first byte is always 0.
 Finding ValidateLzma(Place& file) {
     constexpr std::size_t prefix = 17;
     constexpr std::uint8_t mostProperties = 9 * 5 * 5;

@@ -18,7 +18,7 @@ constexpr std::size_t TagHeaderBytes = 11;
 constexpr std::uint8_t Audio = 8;
 constexpr std::uint8_t Video = 9;
 constexpr std::uint8_t Script = 18;
-// A bit of the type: the tag's data are encrypted.
+// A bit of the type byte: the tag's data are encrypted.
 constexpr std::uint8_t Filtered = 0x20;
 
 struct Tag {
@@ -35,7 +35,7 @@ std::optional<Tag> ReadTag(Place& file, std::int64_t offset) {
     }
     const auto type = static_cast<std::uint8_t>(header[0] & ~Filtered);
     const bool isKnown = type == Audio || type == Video || type == Script;
-    // The number of the stream is always 0.
+    // The stream's number is always 0.
     if (!isKnown || header[8] != 0 || header[9] != 0 || header[10] != 0) {
         return std::nullopt;
     }
@@ -43,7 +43,7 @@ std::optional<Tag> ReadTag(Place& file, std::int64_t offset) {
     return Tag{type, dataBytes, offset + static_cast<std::int64_t>(TagHeaderBytes) + dataBytes};
 }
 
-// The number of bytes that the script data promise; 0 if they do not.
+// The file size in bytes that the script data declare; 0 if they do not.
 double PromisedSize(Place& file, std::int64_t from, std::int64_t to) {
     constexpr BytePattern key = BytePatternOf<"\0\x08\x66ilesize\0">();
     const auto at = file.Find(key, from, std::min(to, from + static_cast<std::int64_t>(ByteWindow::PieceBytes)));

@@ -24,7 +24,7 @@ class PageEnd {
 public:
     PageEnd(MarkupReader& text, const PageStart& start) : text_(text), start_(start) {}
 
-    /// Another document begins at `Next`, in front of this one's end.
+    /// Another document begins at `Next`, before this one's end.
     std::optional<std::int64_t> Next() const { return next_; }
 
     std::optional<std::int64_t> Find() {
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    // Of elements that hold no markup.
+    // Elements whose content is not markup.
     struct Raw {
         Word start;
         Word end;
@@ -70,7 +70,7 @@ private:
             if (isPassed) {
                 return;
             }
-            // Nor has any other one of this kind an end.
+            // No further element of this kind has an end either.
             isEndless_[i] = true;
             text_.GoTo(at);
             break;
@@ -85,7 +85,7 @@ private:
         return isNext ? start : std::nullopt;
     }
 
-    // The tag's name was taken. One that is quoted is a string in a script.
+    // After the tag's name. A quoted tag is a string in a script.
     std::optional<std::int64_t> TakeEnd() {
         text_.SkipWhite();
         if (!text_.Take(u">")) {
@@ -102,7 +102,7 @@ private:
     std::optional<std::int64_t> next_;
 };
 
-// Servers append comments and scripts to a page.
+// The end of the comments and scripts that servers append to a page.
 std::int64_t EndOfComments(MarkupReader& text, std::int64_t end) {
     const auto takeOne = [&text] {
         if (text.IsAt(u"<!--")) {

@@ -9,7 +9,7 @@ namespace salvor {
 
 namespace {
 
-// Ends the stream whatever happens.
+// Frees zlib's state in every case.
 class Stream {
 public:
     explicit Stream(DeflateFormat format)
@@ -56,7 +56,7 @@ std::optional<Inflated> InflateAt(ByteWindow& file, std::int64_t offset, std::in
             return std::nullopt;
         }
         in = in.first(std::min(in.size(), static_cast<std::size_t>(end - at)));
-        // zlib takes the input as not constant, and leaves it alone.
+        // zlib declares its input as not constant, but does not write to it.
         // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
         stream->next_in = const_cast<std::uint8_t*>(in.data());
         stream->avail_in = static_cast<uInt>(in.size());
@@ -76,7 +76,7 @@ std::optional<Inflated> InflateAt(ByteWindow& file, std::int64_t offset, std::in
         } while (status == Z_OK && stream->avail_out == 0);
         const auto taken = static_cast<std::int64_t>(in.size() - stream->avail_in);
         result.packedSize += taken;
-        // An output that was filled to the last byte leaves nothing to do, which is no error.
+        // The output was filled exactly; nothing is left to do, which is not an error.
         if (status == Z_BUF_ERROR && taken > 0) {
             status = Z_OK;
         }

@@ -26,7 +26,7 @@ enum class DeflateFormat : std::uint8_t {
 };
 
 /// Unpacks the stream at `offset` and shows the bytes to `take`, piece by piece. Nothing if the stream is broken, does
-/// not end in front of `end` (in bytes from the file's start), or unpacks to more than `mostBytes`.
+/// not end before `end` (in bytes from the file's start), or unpacks to more than `mostBytes`.
 std::optional<Inflated> InflateAt(ByteWindow& file, std::int64_t offset, std::int64_t end, DeflateFormat format,
                                   std::int64_t mostBytes, const std::function<void(ByteSpan)>& take = {});
 

@@ -20,9 +20,9 @@ struct JpegWalk {
         Limit,
     };
     End end = End::NoMarker;
-    /// Behind the end of image, or where it broke.
+    /// After the end of image, or where it broke.
     std::int64_t size = 0;
-    /// Segments in front of the first scan.
+    /// Segments before the first scan.
     int segments = 0;
     /// A frame header and a scan were there.
     bool hasPicture = false;
@@ -33,7 +33,7 @@ struct JpegWalk {
     /// Where the scan with the wrong data begins, else the last scan.
     std::int64_t lastScan = 0;
 
-    /// The pictures that a multi-picture index names, behind this one.
+    /// The pictures that a multi-picture index names, after this one.
     struct Extent {
         std::int64_t start;
         std::int64_t length;
@@ -43,7 +43,7 @@ struct JpegWalk {
     std::string metadata = {};
 };
 
-/// Does a JPEG begin here? A legal first segment must stand behind the start of image.
+/// Does a JPEG begin here? A legal first segment must stand after the start of image.
 bool BeginsJpeg(ByteSpan head);
 
 /// Walks the JPEG that begins at `start`; offsets in the result count from the file's start.

@@ -11,12 +11,12 @@ constexpr std::uint8_t MarkerPrefix = 0xFF;
 constexpr std::uint8_t FirstRestart = 0xD0;
 constexpr unsigned CoefficientCount = 64;
 
-// Bits of a scan, without the zero bytes that are stuffed behind FF. Behind the last one come zeros.
+// The bits of a scan, without the zero bytes that are stuffed after FF. After the last one come zeros.
 class BitReader {
 public:
     BitReader(ByteWindow& file, std::int64_t position) : file_(&file), position_(position) {}
 
-    // At least 32 bits are there to be looked at from here on, if only zeros.
+    // Makes at least 32 bits available, with zeros at the end.
     void Fill() {
         if (count_ < 32) {
             Refill();
@@ -35,17 +35,17 @@ public:
         return value;
     }
 
-    // More bits were taken than there are.
+    // True if more bits were taken than there are.
     bool IsOverrun() const { return isAtEnd_ && count_ < fed_; }
 
-    // Of the first byte of which no bit was taken, or near it.
+    // The offset of the first byte of which no bit was taken, or near it.
     std::int64_t Position() const {
-        // Bytes that were loaded and not used; the stuffed zeros among them do not matter for a place that broke.
+        // Bytes loaded but not used. Stuffed zeros among them are ignored: the offset need not be exact.
         const int unused = std::max(count_ - fed_, 0) / 8;
         return position_ + static_cast<std::int64_t>(at_) - unused;
     }
 
-    // Drops the bits up to the next marker, which must follow at once, and steps over it.
+    // Drops the rest of the byte and steps over the restart marker, which must follow at once.
     bool TakeRestart(unsigned number) {
         if (!isAtEnd_ && count_ < 8) {
             Refill();
@@ -71,12 +71,12 @@ private:
     void Refill() {
         if (at_ + 8 <= piece_.size()) {
             const auto word = LoadBig<std::uint64_t>(piece_, at_);
-            // Is any of the first bytes FF?
+            // Whether any of the next bytes is FF.
             const std::uint64_t inverted = ~word;
             const bool hasPrefix = ((inverted - 0x0101010101010101U) & ~inverted & 0x8080808080808080U) != 0;
             if (!hasPrefix) {
                 const auto bytes = static_cast<unsigned>(64 - count_) / 8;
-                // The bits behind the whole bytes are right too, and are loaded once more next time.
+                // The bits beyond the whole bytes are right too; the next load repeats them.
                 bits_ |= word >> static_cast<unsigned>(count_);
                 at_ += bytes;
                 count_ += static_cast<int>(bytes * 8);
@@ -97,7 +97,7 @@ private:
             bits_ |= byte << static_cast<unsigned>(56 - count_);
             count_ += 8;
         }
-        // What was fed and taken is an overrun; no more of it need be counted.
+        // An overrun by this much is one in any case; the bound keeps the count from overflowing.
         fed_ = std::min(fed_, 1 << 20);
     }
 
@@ -131,7 +131,7 @@ private:
     std::size_t at_ = 0;
     std::uint64_t bits_ = 0;
     int count_ = 0;
-    // Bits that were made up behind the last byte.
+    // Zero bits that were added after the last byte.
     int fed_ = 0;
     bool isAtEnd_ = false;
 };
@@ -271,7 +271,7 @@ private:
         return true;
     }
 
-    // Up to the end of the band, which `k` then is, or to a run of bands without further coefficients.
+    // Goes to the end of the band, which `k` then is, or to a run of bands without further coefficients.
     bool RefineCoefficients(const JpegScan::Part& part, std::uint64_t& nonzero, unsigned& k) {
         for (; k <= scan_.lastCoefficient; ++k) {
             bits_.Fill();
@@ -296,7 +296,7 @@ private:
         return true;
     }
 
-    // Where the coefficient stands that `run` zeros are in front of.
+    // The index of the coefficient that follows `run` zeros.
     unsigned AfterRun(unsigned run, std::uint64_t nonzero, unsigned k) {
         for (; k <= scan_.lastCoefficient; ++k) {
             if ((nonzero >> k & 1U) != 0) {
@@ -309,7 +309,7 @@ private:
         return k;
     }
 
-    // Coefficients that are there get a bit each, wherever a run passes them.
+    // Each known coefficient gets one more bit, wherever a run passes it.
     bool RefineBand(const JpegScan::Part& part, std::uint64_t& nonzero) {
         unsigned k = scan_.firstCoefficient;
         if (endOfBandRun_ == 0 && !RefineCoefficients(part, nonzero, k)) {

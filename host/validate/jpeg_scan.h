@@ -82,7 +82,7 @@ struct JpegScan {
 };
 
 struct JpegScanEnd {
-    /// Behind the last byte that was used, or where it broke.
+    /// After the last byte that was used, or where it broke.
     std::int64_t position;
     bool isComplete;
 };

@@ -17,7 +17,7 @@ constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 constexpr auto FilmMark = PatternOf("ftyp");
 constexpr std::int64_t FilmMarkOffset = 4;
 
-// How far behind the start of foreign bytes their first wrong code may come.
+// How far after the start of foreign bytes the first wrong code may come.
 constexpr std::int64_t MostBelieved = 0x10000;
 
 bool IsPictureAt(Place& file, std::int64_t offset) {
@@ -28,7 +28,7 @@ bool IsFilmAt(Place& file, std::int64_t offset) {
     return StartsWith(file.At(offset + FilmMarkOffset, FilmMark.size()), FilmMark);
 }
 
-// The film of a moving photo: boxes up to the first that is none.
+// The film of a motion photo: boxes up to the first that is not one.
 std::int64_t EndOfFilm(Place& file, std::int64_t offset) {
     constexpr std::uint32_t smallestBox = 8;
     constexpr int mostBoxes = 100000;
@@ -47,7 +47,7 @@ std::int64_t EndOfFilm(Place& file, std::int64_t offset) {
 }
 
 // What phones of one maker append: blocks, then a directory of them ("SEFH") that ends with its length and "SEFT".
-// Each entry says how far in front of the directory its block begins; the first of them begins at `offset`.
+// Each entry says how far before the directory its block begins; the first block begins at `offset`.
 std::int64_t EndOfSamsungBlocks(Place& file, std::int64_t offset) {
     constexpr std::size_t blockHeadBytes = 9;
     constexpr std::int64_t farthest = 0x8000000;
@@ -84,7 +84,7 @@ std::int64_t EndOfSamsungBlocks(Place& file, std::int64_t offset) {
     return offset;
 }
 
-// The numbers behind each `name="` of a text, one after another.
+// The numbers that follow each `name="` in a text, in order.
 std::vector<std::int64_t> Attributes(std::string_view text, std::string_view name) {
     constexpr std::size_t most = 64;
     std::vector<std::int64_t> numbers;
@@ -100,7 +100,7 @@ std::vector<std::int64_t> Attributes(std::string_view text, std::string_view nam
     return numbers;
 }
 
-// Where the metadata say that the pictures and films end which follow this picture. Sources: Motion Photo format,
+// Where, by the metadata, the pictures and films end that follow this picture. Sources: Motion Photo format,
 // version 1.0; Ultra HDR image format, version 1.1.
 std::int64_t EndOfContainer(Place& file, std::int64_t end, std::string_view metadata) {
     const std::vector<std::int64_t> films = Attributes(metadata, "MicroVideoOffset=\"");
@@ -142,7 +142,7 @@ FurtherPictures WalkFurtherPictures(Place& file, const JpegWalk& walk) {
     return all;
 }
 
-// A picture or a film that begins behind another in the middle of a sector is part of the file: files do not.
+// A picture or film that begins in the middle of a sector, right after another, is part of the file.
 std::int64_t EndOfJoined(Place& file, std::int64_t end) {
     if (end % file.SectorSize() == 0) {
         return end;
@@ -173,7 +173,7 @@ std::int64_t EndOfTrailers(Place& file, const JpegWalk& walk, std::int64_t end) 
     return end;
 }
 
-// The start of the zeros that end at `offset` or a little behind it; `offset` if there are few.
+// The start of the zeros that end at `offset` or a little after it; `offset` if there are few.
 std::int64_t FrontOfZeros(Place& file, std::int64_t offset) {
     constexpr std::int64_t few = 32;
     std::int64_t start = offset;
@@ -192,7 +192,7 @@ std::int64_t FrontOfZeros(Place& file, std::int64_t offset) {
     return offset - start >= few ? start : offset;
 }
 
-// The last sector in front of a wrong code with which another file begins, if it is near.
+// The last sector before a wrong code at which another file begins, if it is near.
 std::optional<std::int64_t> StartBefore(const Place& file, std::int64_t from, std::int64_t broken) {
     std::optional<std::int64_t> start;
     for (std::int64_t next = file.NextStart(std::max(from, broken - MostBelieved));
@@ -209,7 +209,7 @@ Finding BrokenData(Place& file, const JpegWalk& walk, std::int32_t type) {
         return {Verdict::Truncated, zeros, type, {}, "coded data end in zeros"};
     }
     if (broken >= file.Limit() - 1) {
-        return {Verdict::Truncated, file.Limit(), type, {}, "coded data go on behind the medium's end"};
+        return {Verdict::Truncated, file.Limit(), type, {}, "coded data go on past the medium's end"};
     }
     if (const auto start = StartBefore(file, walk.lastScan + 1, broken)) {
         return {Verdict::Truncated, *start, type, {}, "coded data run into another file"};
@@ -223,7 +223,7 @@ Finding BrokenData(Place& file, const JpegWalk& walk, std::int32_t type) {
 Finding ValidateJpeg(Place& file) {
     const JpegWalk walk = WalkJpeg(file, 0);
     const std::int32_t type = walk.isExif ? FileTypeIndex::JpegCamera : FileTypeIndex::JpegGraphics;
-    // Three bytes and a length are not much.
+    // A signature of three bytes and one length prove little.
     constexpr int enoughSegments = 3;
     if (!walk.hasPicture && walk.segments < enoughSegments) {
         return {};
@@ -233,7 +233,7 @@ Finding ValidateJpeg(Place& file) {
     }
     switch (walk.end) {
         case JpegWalk::End::Limit:
-            return {Verdict::Truncated, file.Limit(), type, {}, "goes on behind the medium's end"};
+            return {Verdict::Truncated, file.Limit(), type, {}, "goes on past the medium's end"};
         case JpegWalk::End::NoMarker: {
             const auto start = walk.hasPicture ? StartBefore(file, walk.lastScan + 1, walk.size) : std::nullopt;
             return start ? Finding{Verdict::Truncated, *start, type, {}, "coded data run into another file"}
@@ -245,7 +245,7 @@ Finding ValidateJpeg(Place& file) {
     const FurtherPictures further = WalkFurtherPictures(file, walk);
     const std::int64_t end = EndOfTrailers(file, walk, further.end);
     if (!further.areSound) {
-        return {Verdict::Damaged, end, type, {}, "a further picture behind the first is wrong"};
+        return {Verdict::Damaged, end, type, {}, "a further picture after the first is wrong"};
     }
     return {Verdict::Whole,
             end,
@@ -260,7 +260,7 @@ constexpr std::int32_t Types[] = {FileTypeIndex::JpegCamera, FileTypeIndex::Jpeg
 
 }  // namespace
 
-/// JPEG with all that telephones and cameras append. Source: ITU-T T.81, annex B; CIPA DC-007.
+/// JPEG with all that phones and cameras append. Source: ITU-T T.81, annex B; CIPA DC-007.
 extern const Validator JpegValidator;
 const Validator JpegValidator{
     .name = "jpeg", .starts = Starts, .begins = BeginsJpeg, .validate = ValidateJpeg, .types = Types};

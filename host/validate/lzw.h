@@ -23,7 +23,7 @@ public:
         Clear();
     }
 
-    /// The stream's next bytes. Those behind its end are passed over.
+    /// The stream's next bytes. Those after its end are passed over.
     void Take(ByteSpan bytes);
 
     /// A code came that no coder gives.

@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t LineBytes = 4096;
 constexpr std::size_t ValueBytes = 4096;
 constexpr std::int64_t HeadBytes = std::int64_t{1} << 20;
-// How far a boundary is looked for behind the start of binary data.
+// How far after the start of binary data a boundary is looked for.
 constexpr std::int64_t BinaryPartBytes = std::int64_t{64} << 20;
 
 char Lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c; }
@@ -39,16 +39,16 @@ bool Holds(std::string_view text, std::string_view part) { return text.find(part
 
 // The head of a letter or of one of its parts.
 struct MailHead {
-    // Fields that letters have.
+    // The number of known fields.
     int known = 0;
     // It is addressed to somebody.
     bool isSent = false;
     // Servers handed it on.
     bool isDelivered = false;
-    // A page was saved from this place.
+    // It says where a saved page came from.
     bool hasLocation = false;
     bool isSavedPage = false;
-    // The value of Content-Type as it is, and in lower case; the latter of the encoding.
+    // The value of Content-Type as it is and in lower case, and that of the encoding in lower case.
     std::string content;
     std::string contentKind;
     std::string encoding;
@@ -61,7 +61,7 @@ class HeadReader {
 public:
     HeadReader(Place& file, std::int64_t at) : file_(file), at_(at), limit_(at + HeadBytes) {}
 
-    // Nothing where the lines are no fields up to an empty line.
+    // Nothing unless the lines are fields up to an empty line.
     std::optional<MailHead> Read() {
         while (at_ < limit_) {
             const ByteSpan bytes = file_.From(at_, LineBytes);
@@ -81,7 +81,7 @@ public:
             }
             Finish();
             const std::size_t name = FieldNameLength(line.text);
-            // Mailboxes quote the lines with which letters begin in them.
+            // Mailboxes quote lines that look like the start of a letter.
             if (name == 0 && !StartsWith(line.text, PatternOf(">From "))) {
                 return std::nullopt;
             }
@@ -189,7 +189,7 @@ private:
         return file_.Find(BytePattern(Mark()), from, std::min(limit, file_.Limit()));
     }
 
-    // Behind the mark that closes the letter, in front of `to`.
+    // The end of the mark that closes the letter, before `to`.
     std::optional<std::int64_t> FindClosing(std::int64_t to) {
         const BytePattern pattern{Mark()};
         while (const std::optional<std::int64_t> found = file_.Find(pattern, at_, to)) {
@@ -239,7 +239,7 @@ bool IsBase64Line(ByteSpan line) {
     return !line.empty() && line.size() % 4 == 0 && std::ranges::all_of(line, isDigit);
 }
 
-// Behind lines of base64, all of one length but the last.
+// The end of lines of base64, which all have one length but the last.
 std::int64_t EndOfBase64(Place& file, std::int64_t at) {
     std::size_t length = 0;
     for (;;) {
@@ -269,7 +269,7 @@ std::optional<std::int64_t> EndOfPage(Place& file, std::int64_t from, std::int64
     return std::nullopt;
 }
 
-// Where the head says that the body ends, if that is behind a line of the text.
+// Where the head says that the body ends, if that is after a line of the text.
 std::optional<std::int64_t> ToldEnd(Place& file, const MailHead& head, const TextRun& run) {
     const std::int64_t end = head.bodyBytes <= run.printableEnd ? head.bodyStart + head.bodyBytes : 0;
     if (end <= head.bodyStart || end > run.printableEnd) {
@@ -303,8 +303,8 @@ MailEnd EndOfLetter(Place& file, const MailHead& head) {
 constexpr auto Envelope = PatternOf("From ");
 constexpr BytePattern NextEnvelope = BytePatternOf<"\nFrom ">();
 
-// A line "From sender date", with a time of the day. Lists of changes that were made into letters have the name of a
-// version there instead of a sender.
+// A line "From sender date", with a time of day. Patches that were formatted as mail have the name of a
+// commit there instead of a sender.
 bool IsEnvelope(ByteSpan bytes) {
     const TextLine line = FirstLineOf(bytes.first(std::min(bytes.size(), LineBytes)));
     if (!StartsWith(line.text, Envelope) || !line.hasEnd) {

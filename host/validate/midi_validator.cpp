@@ -18,7 +18,7 @@ constexpr std::size_t ChunkHeaderBytes = 8;
 constexpr std::size_t HeaderBytes = 14;
 constexpr std::uint16_t LastFormat = 2;
 
-// Of a chunk that players pass over.
+// The largest chunk of another kind, which players skip.
 constexpr std::uint32_t LargestForeignChunk = 0x1000000;
 
 std::uint32_t VariableNumber(FieldReader& reader) {

@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// Behind every sum of an offset and a length that a file can have.
+// Beyond any sum of an offset and a length in a file.
 constexpr std::int64_t FarAway = std::numeric_limits<std::int64_t>::max() / 4;
 
 std::int64_t Sum(std::uint64_t a, std::uint64_t b) {
@@ -55,7 +55,7 @@ private:
     std::int64_t heldFrom_ = 0;
 };
 
-// The tables of one track, and what decides how they are meant.
+// The tables of one track, and what is needed to interpret them.
 struct Track {
     std::optional<Box> descriptions;
     std::optional<Box> sizes;
@@ -68,13 +68,13 @@ struct Track {
     bool hasMedia = false;
     // Its samples lie in other files.
     bool isElsewhere = false;
-    // Of uncompressed sound in QuickTime, where the table counts each sample of one channel as a byte: bytes of
+    // For uncompressed sound in QuickTime, whose table counts each sample of one channel as one byte: the bytes of
     // `framesPerPacket` samples; 0 if the table is right.
     std::uint32_t bytesPerPacket = 0;
     std::uint32_t framesPerPacket = 1;
 };
 
-// The sizes of a track's samples, asked for in their order.
+// The sizes of a track's samples, in order.
 class SampleSizes {
 public:
     SampleSizes(ByteWindow& file, const Track& track)
@@ -150,7 +150,7 @@ private:
     std::uint32_t next_ = 0;
 };
 
-// How many samples each chunk has: entries of a chunk's number, from 1 on, and a count up to the next entry.
+// How many samples each chunk has: each entry has a chunk's number, from 1 on, and a count that holds up to the next.
 class ChunkCounts {
 public:
     ChunkCounts(ByteWindow& file, const Box& box) : table_(file, box.content, box.end) {
@@ -180,7 +180,7 @@ private:
     std::uint32_t nextFirst_ = 0;
 };
 
-// Behind the furthest sample of a track; nothing if its tables are broken.
+// The end of the furthest sample of a track; nothing if its tables are broken.
 std::optional<std::int64_t> EndOfSamples(ByteWindow& file, const Track& track, SampleCheck* check) {
     if (!track.offsets && !track.longOffsets) {
         return 0;
@@ -210,7 +210,7 @@ std::optional<std::int64_t> EndOfSamples(ByteWindow& file, const Track& track, S
 
 constexpr std::int64_t FullBoxBytes = 4;
 
-// Uncompressed sound: version 0 of a sample description says bits and channels, version 1 the bytes too.
+// Uncompressed sound: version 0 of a sample description gives bits and channels, version 1 the bytes too.
 void ReadSoundDescription(ByteWindow& file, const Box& descriptions, Track& track) {
     constexpr std::int64_t firstEntry = 8;
     FieldReader fields(file, descriptions.content + firstEntry + 16);
@@ -298,7 +298,7 @@ bool ReadTrack(ByteWindow& file, const Box& box, MovieTables& movie) {
     return end.has_value();
 }
 
-// The defaults of the tracks' fragments.
+// Reads the defaults for a track's fragments.
 void ReadDefaults(ByteWindow& file, const Box& box, MovieTables& movie) {
     if (box.type != BoxTypeOf("trex")) {
         return;
@@ -335,7 +335,7 @@ private:
         FieldReader fields(file_, box.content);
         const auto flags = fields.Big<std::uint32_t>();
         const auto number = fields.Big<std::uint32_t>();
-        // Offsets count from a place that is told, from the fragment, or from the last track's end.
+        // Offsets count from a declared base, from the fragment, or from the end of the last track.
         const bool isTold = (flags & 1U) != 0;
         base_ = isTold ? Sum(fields.Big<std::uint64_t>(), 0) : (flags & 0x20000U) != 0 ? fragment_.start : next_;
         next_ = base_;
@@ -386,7 +386,7 @@ private:
     MovieTables& movie_;
     FragmentTrack* track_ = nullptr;
     std::int64_t base_ = 0;
-    // Where the next run's samples begin, unless it tells.
+    // Where the samples of the next run begin, unless it says so itself.
     std::int64_t next_;
     std::int64_t end_ = 0;
     std::uint32_t sampleBytes_ = 0;
@@ -413,7 +413,7 @@ MovieTables ReadMovieTables(ByteWindow& file, const Box& movie) {
     tables.isSound = ForEachBox(file, movie.content, movie.end, [&](const Box& box) {
         hasHeader = hasHeader || box.type == BoxTypeOf("mvhd");
         tables.hasFragments = tables.hasFragments || box.type == BoxTypeOf("mvex");
-        // Compressed movie boxes, lists of alternative movies and Canon's box in front stand for all others.
+        // A compressed movie, a list of alternative movies, or Canon's box first, replaces all others.
         const bool isFirst = box.start == movie.content;
         const bool isOther = box.type == BoxTypeOf("cmov") || box.type == BoxTypeOf("rmra") ||
                              (isFirst && box.type == BoxTypeOf("uuid"));
@@ -433,7 +433,7 @@ MovieTables ReadMovieTables(ByteWindow& file, const Box& movie) {
 
 namespace {
 
-// The box that says where the items of a picture lie. Keeps the furthest end of those in the file in `end`; false if
+// Reads where the items of a picture lie. Keeps the furthest end of those in the file in `end`; false if
 // the box breaks.
 bool ReadItemLocations(ByteWindow& file, const Box& box, std::optional<std::int64_t>& end) {
     FieldReader fields(file, box.content);

@@ -29,7 +29,7 @@ struct MovieTables {
     std::int64_t dataEnd = 0;
     /// Other bytes stand where samples should be.
     bool hasBrokenSamples = false;
-    /// Where sound samples end, if all behind them are broken; else 0.
+    /// Where sound samples end, if all after them are broken; else 0.
     std::int64_t soundEnd = 0;
     /// Only of movies with fragments.
     std::vector<FragmentTrack> fragmentTracks;

@@ -14,11 +14,11 @@ namespace salvor {
 namespace {
 
 constexpr std::size_t HeaderBytes = 4;
-// Longest frame of any layer, bit rate and sampling rate, and of a free bit rate that decoders still take.
+// The longest frame of any layer, bit rate and sampling rate, and with a free bit rate that decoders still accept.
 constexpr std::int32_t LongestFrame = 8192;
 
-// The two kinds of streams: how long is the frame that begins with a header, and which bits of the first 4 bytes do all
-// frames share?
+// The two kinds of streams differ in the length of a frame and in the bits of the first 4 bytes that all frames
+// share.
 
 struct LayeredStream {
     static constexpr std::uint32_t SteadyBits = MpegAudioHeader::SteadyBits;
@@ -53,10 +53,10 @@ struct AdtsStream {
     static bool IsFree(ByteSpan /*bytes*/) { return false; }
 };
 
-// What a frame without sound at the start tells of the others. Source: Xing's VBR header SDK; Fraunhofer's VBRI tag.
+// What a silent first frame says about the others. Source: Xing's VBR header SDK; Fraunhofer's VBRI tag.
 struct StreamTable {
     std::uint32_t frames = 0;
-    // From this frame's start on; 0 if it does not tell.
+    // Counted from this frame's start; 0 if it does not say.
     std::uint32_t bytes = 0;
 };
 
@@ -89,7 +89,7 @@ std::optional<StreamTable> TableIn(ByteSpan frame) {
     return std::nullopt;
 }
 
-// Does a Layer III frame need bytes of those in front of it?
+// Whether a Layer III frame needs bytes of those before it.
 bool NeedsEarlierBytes(ByteSpan frame) {
     if (frame.size() < HeaderBytes) {
         return false;
@@ -132,7 +132,7 @@ private:
     static constexpr bool IsLayered = Stream::HeaderBytes == HeaderBytes;
     static constexpr std::int64_t LeastFrames = 10;
     static constexpr std::int64_t LeastPiece = 0x10000;
-    // Behind bytes that are no frames, so many frames tell that the stream goes on.
+    // After bytes that are not frames, this many frames show that the stream goes on.
     static constexpr int ResumingFrames = 4;
     static constexpr std::int64_t LongestGap = 0x2000;
     static constexpr std::int64_t MostGaps = 8;
@@ -148,7 +148,7 @@ private:
         return !Stream::IsFree(bytes) || FindFreeLength(offset);
     }
 
-    // The distance of frames whose bit rate no header tells.
+    // Finds the distance of frames with a free bit rate.
     bool FindFreeLength(std::int64_t offset) {
         const auto padding = [this](std::int64_t at) -> std::int32_t {
             return Stream::FrameBytes(file_.At(at, Stream::HeaderBytes), 0);
@@ -196,7 +196,7 @@ private:
         return count;
     }
 
-    // A sector at which another file of sound begins: its table or its tag tells.
+    // True if a table or a tag shows that another sound file begins at this sector.
     bool IsNextFile(std::int64_t offset) {
         if (offset == first_ || offset % file_.SectorSize() != 0) {
             return false;
@@ -224,14 +224,14 @@ private:
         }
     }
 
-    // Tags behind the last frame, or inside it where its end is missing.
+    // Takes the tags after the last frame, or inside it where its end is missing.
     bool TakeTags() {
         if (const std::int64_t behind = EndOfTags(file_, end_); behind > end_) {
             end_ = behind;
             hasEndTag_ = true;
             return true;
         }
-        // A tag within the length of one frame behind the last one's start.
+        // A tag may be anywhere within one frame's length from the last one's start.
         const std::int64_t searchEnd = std::min(end_ + LongestTagGap, file_.Limit());
         const std::optional<std::int64_t> tag = hasEndTag_ ? std::nullopt : FindEndTag(file_, last_ + 4, searchEnd);
         if (!tag) {
@@ -242,8 +242,8 @@ private:
         return true;
     }
 
-    // The stream goes on behind bytes that are no frames. A film's sound does so time and again, between the pictures:
-    // that is no file.
+    // Finds where the stream goes on after bytes that are not frames. A film's sound does so time and again, between
+    // the pictures: that is no file.
     bool Resume() {
         if (gaps_ > MostGaps + frames_ / FramesPerGap) {
             isOfFilm_ = true;
@@ -282,9 +282,9 @@ private:
         }
         if (isCut_) {
             end_ = file_.Limit();
-            return Say(Verdict::Truncated, "its last frame goes on behind the medium's end");
+            return Say(Verdict::Truncated, "its last frame goes on past the medium's end");
         }
-        // The table does not count the frame that it stands in.
+        // The table does not count its own frame.
         if (table.frames > frames_) {
             if (table.bytes != 0 && declaredEnd > last_ && declaredEnd <= file_.Limit() && declaredEnd <= end_) {
                 end_ = hasEndTag_ ? end_ : declaredEnd;
@@ -341,7 +341,7 @@ private:
     bool isCut_ = false;
 };
 
-// Frames that must follow each other where no tag or table vouches for them.
+// How many frames must follow each other where no tag or table vouches for them.
 constexpr int CheckedFrames = 4;
 
 std::optional<Finding> StreamAt(Place& file, std::int64_t offset, bool hasTag) {
@@ -359,13 +359,13 @@ std::optional<Finding> StreamAt(Place& file, std::int64_t offset, bool hasTag) {
 Finding ValidateMpegAudio(Place& file) {
     const std::int64_t tagEnd = EndOfTags(file, 0);
     if (tagEnd > file.Limit()) {
-        return {Verdict::Truncated, file.Limit(), FileTypeIndex::Mp3, {}, "its tag goes on behind the medium's end"};
+        return {Verdict::Truncated, file.Limit(), FileTypeIndex::Mp3, {}, "its tag goes on past the medium's end"};
     }
     if (const auto found = StreamAt(file, tagEnd, tagEnd > 0); found || tagEnd == 0) {
         return found.value_or(Finding{});
     }
-    // Some writers count the tag's padding wrongly, and encoders begin with a piece of a frame. The first frame may
-    // stand at a sector's start itself and look like a file of its own.
+    // Some writers count the tag's padding wrongly, and some encoders begin with part of a frame. The first frame may
+    // itself be at a sector's start and look like a file of its own.
     constexpr std::int64_t mostPadding = 0x10000;
     constexpr std::int64_t mostBytes = 0x1000;
     std::int64_t at = tagEnd;
@@ -405,7 +405,7 @@ bool BeginsMpegAudio(ByteSpan head) {
     };
     if (LayeredStream::IsValid(head)) {
         const std::int32_t length = LayeredStream::FrameBytes(head, 0);
-        // Bitmaps begin like frames of a free bit rate; these have no sound behind.
+        // Bitmaps can begin like frames of a free bit rate, but no sound follows.
         constexpr std::size_t looked = 64;
         const ByteSpan behind = head.subspan(HeaderBytes).first(std::min(looked, head.size() - HeaderBytes));
         const bool isSilent = std::ranges::all_of(behind, [](std::uint8_t byte) { return byte == 0; });
@@ -416,7 +416,7 @@ bool BeginsMpegAudio(ByteSpan head) {
            goesOn(static_cast<std::size_t>(AdtsStream::FrameBytes(head, 0)), AdtsStream::SteadyBits);
 }
 
-// A sync word of 11 bits; tags in front.
+// Tags, or a sync word of 11 bits.
 constexpr StartSignature Starts[] = {{"ID3"}, {"APETAGEX"}, {"\xFF\xE0", 0, "\xFF\xE0"}};
 
 constexpr std::int32_t Types[] = {FileTypeIndex::Mp3};

@@ -26,7 +26,7 @@ constexpr std::uint8_t BeginsStream = 2;
 constexpr std::uint8_t EndsStream = 4;
 constexpr std::uint8_t KnownFlags = Continues | BeginsStream | EndsStream;
 
-// The polynomial 04C11DB7h, most significant bit first, from 0 on and not inverted.
+// CRC-32 with polynomial 04C11DB7h, most significant bit first, starting at 0, not inverted.
 constexpr std::array<std::uint32_t, 256> ChecksumTable = [] {
     std::array<std::uint32_t, 256> table{};
     for (std::uint32_t byte = 0; byte < table.size(); ++byte) {
@@ -59,7 +59,7 @@ bool IsPageStart(ByteSpan bytes) {
            (bytes[FlagsOffset] & ~KnownFlags) == 0;
 }
 
-// Nothing where no page begins. One that passes the end of what can be read is not sound.
+// Nothing where no page begins. One that passes the end of the readable bytes is not valid.
 std::optional<Page> ReadPage(Place& file, std::int64_t offset) {
     std::array<std::uint8_t, HeaderBytes> header{};
     if (!file.Copy(offset, header) || !IsPageStart(header)) {
@@ -99,7 +99,7 @@ struct LogicalStream {
     bool hasEnded = false;
 };
 
-// Streams of one file: a film has two or three, a chained radio recording some hundred.
+// The most streams of one file: a film has two or three, a chained radio recording a few hundred.
 constexpr std::size_t MostStreams = 4096;
 
 class OggWalk {
@@ -126,8 +126,8 @@ private:
         return std::ranges::all_of(streams_, [](const auto& stream) { return stream.second.hasEnded; });
     }
 
-    // The first page of a stream, or a later one of a stream that goes on. A file that begins at a sector where this
-    // one has just ended is one of its own.
+    // The first page of a stream, or a later one of a stream that goes on. If all streams have just ended, a page at a
+    // sector's start begins another file.
     bool BelongsHere(const Page& page) const {
         const auto stream = streams_.find(page.serial);
         if ((page.flags & BeginsStream) != 0) {
@@ -137,7 +137,7 @@ private:
         return stream != streams_.end() && !stream->second.hasEnded;
     }
 
-    // A single wrong page is stepped over where the next one continues its stream.
+    // A single bad page is stepped over if the next one continues its stream.
     bool GoesOnAfter(const Page& page) {
         const std::optional<Page> next = ReadPage(file_, end_ + page.size);
         return next && next->isSound && next->serial == page.serial && next->number == page.number + 1;
@@ -154,7 +154,7 @@ private:
             return {Verdict::Whole, end_, FileTypeIndex::Ogg, {}, "every stream's last page is there"};
         }
         if (end_ >= file_.Limit()) {
-            return {Verdict::Truncated, end_, FileTypeIndex::Ogg, {}, "streams go on behind the medium's end"};
+            return {Verdict::Truncated, end_, FileTypeIndex::Ogg, {}, "streams go on past the medium's end"};
         }
         return Unbroken(
             {Verdict::Open, end_, FileTypeIndex::Ogg, {}, "the pages stop without marking the stream's end"});

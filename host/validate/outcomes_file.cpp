@@ -32,7 +32,7 @@ void PutFinding(Json& record, const Finding& finding) {
     }
 }
 
-// The readers of records throw a JSON exception or std::invalid_argument for what makes no sense.
+// The functions that read records throw a JSON exception or std::invalid_argument if a value makes no sense.
 std::int64_t IntegerIn(const Json& record, const char* key) {
     const Json& value = record.at(key);
     if (!value.is_number_integer()) {
@@ -58,7 +58,7 @@ std::size_t IndexIn(std::span<const char* const> names, const std::string& name)
     throw std::invalid_argument("no such name");
 }
 
-// It becomes a part of file names, whoever has written the outcomes.
+// Extensions become part of file names, and anyone may have written the outcomes.
 bool IsExtension(const std::string& text) {
     constexpr std::size_t longest = 8;
     return text.size() <= longest &&

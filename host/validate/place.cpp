@@ -6,8 +6,8 @@ namespace salvor {
 
 namespace {
 
-// What is read at least, since what lies next to each other is mostly wanted together: little at first, for most places
-// are done with their first bytes.
+// The least that is read, since neighbouring bytes are mostly wanted together: little at first, because most places
+// are settled by their first bytes.
 constexpr std::int64_t FirstRead = 0x2000;
 constexpr std::int64_t LargestLeastRead = 0x10000;
 

@@ -40,7 +40,7 @@ public:
     std::int64_t SectorSize() const override { return medium_.SectorSize(); }
     std::int64_t StartSector() const { return startSector_; }
 
-    /// Offset of the first sector at `offset` or behind it, and behind the place itself, at which a file seems to
+    /// Offset of the first sector at `offset` or after it, and after the place itself, at which a file seems to
     /// begin; `Limit()` if there is none. A JPEG inside a document counts too: it tells where a stream that lost its
     /// way may stop, not that this file ends.
     std::int64_t NextStart(std::int64_t offset) const;

@@ -15,7 +15,7 @@ constexpr auto Signature = PatternOf("\x89PNG\r\n\x1A\n");
 constexpr auto HeaderChunk = PatternOf("IHDR");
 constexpr auto DataChunk = PatternOf("IDAT");
 constexpr auto EndChunk = PatternOf("IEND");
-// Stands in front of the header in files that Apple's tools have packed for a telephone.
+// Comes before the header in files that Apple's tools have optimised for phones.
 constexpr auto AppleChunk = PatternOf("CgBI");
 
 // Length and type.
@@ -27,7 +27,7 @@ bool IsType(ByteSpan type) {
     return std::ranges::all_of(type, [](std::uint8_t c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); });
 }
 
-// Of type and data, from `start` to `end`; nothing if they cannot be shown.
+// Of type and data, from `start` to `end`; nothing if they cannot be read.
 std::optional<std::uint32_t> ChecksumOf(Place& file, std::int64_t start, std::int64_t end) {
     uLong sum = 0;
     while (start < end) {
@@ -70,7 +70,7 @@ Finding ValidatePng(Place& file) {
         const ByteSpan declared = file.At(dataEnd, ChecksumBytes);
         const bool sumIsRight = sum && !declared.empty() && LoadBig<std::uint32_t>(declared, 0) == *sum;
         if (!sumIsRight) {
-            // Bytes were overwritten inside the chunk if another one stands behind it; else its length leads nowhere.
+            // If another chunk follows, bytes inside this one were overwritten; else its length is wrong.
             const ByteSpan next = file.At(end + 4, 4);
             if (!StartsWith(type, EndChunk) && (next.empty() || !IsType(next))) {
                 return BrokenAt(file, at, end, FileTypeIndex::Png, "a chunk's checksum is wrong");

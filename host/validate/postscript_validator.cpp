@@ -35,7 +35,7 @@ Finding Validate(Place& file) {
     if (!text.binaryAt) {
         return DocumentOf(file, Verdict::Truncated, FollowText(file, 0).end, "no last comment");
     }
-    // Images may stand in it as they are, unless another file begins there.
+    // Raw image data may be part of it, unless another file begins there.
     const PostScriptExtent all = FindPostScriptEnd(file, file.SectorSize(), false);
     if (all.end && file.NextStart(*text.binaryAt) >= *all.end) {
         return DocumentOf(file, Verdict::Open, *all.end, "binary data in front of its last comment");

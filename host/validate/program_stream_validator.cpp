@@ -20,10 +20,10 @@ constexpr std::uint8_t NavigationCode = 0xBF;
 constexpr std::uint8_t FirstSoundCode = 0xC0;
 constexpr std::uint8_t LastPictureCode = 0xEF;
 
-// Of the clock from pack to pack.
+// The largest step of the clock from pack to pack.
 constexpr std::int64_t LongestJump = std::int64_t{30} * 90000;
 
-// The library takes packs whose marker bits are wrong; here they tell a pack from other bytes.
+// Scanners accept packs with wrong marker bits; here these bits tell a pack from other bytes.
 std::optional<Pack> ReadSoundPack(ByteSpan bytes) {
     const std::optional<Pack> pack = ReadPack(bytes);
     return pack && pack->hasMarkers ? pack : std::nullopt;
@@ -41,7 +41,7 @@ public:
         }
         TakeLastPadding();
         if (wanted_ > file_.Limit()) {
-            return Say(Verdict::Truncated, file_.Limit(), "its last packet goes on behind the medium's end");
+            return Say(Verdict::Truncated, file_.Limit(), "its last packet goes on past the medium's end");
         }
         if (hasGap_) {
             return Say(Verdict::Damaged, end_, "bytes in the middle are no packets");
@@ -59,7 +59,7 @@ private:
     static constexpr std::int64_t LeastPackets = 4;
     static constexpr std::int64_t LongestGap = 0x80000;
 
-    // Steps over what begins at the end so far; false if nothing of this stream does.
+    // Steps over the next pack or packet; false if the stream does not go on.
     bool Step() {
         const ByteSpan bytes = file_.From(end_, 16);
         if (bytes.size() < StartCodeBytes || !StartsWith(bytes, StartCodePrefix)) {
@@ -79,7 +79,7 @@ private:
 
     bool TakePack(ByteSpan bytes) {
         const std::optional<Pack> pack = ReadSoundPack(bytes);
-        // Behind an end code at a sector's start another file begins; elsewhere films were put one behind another.
+        // After an end code, a pack at a sector's start begins another file; elsewhere, films were joined.
         if (!pack || (packets_ > 0 && pack->isMpeg2 != isMpeg2_) || (hasEnded_ && end_ % file_.SectorSize() == 0)) {
             return !hasEnded_ && Resume();
         }
@@ -99,7 +99,7 @@ private:
         const std::uint8_t code = bytes[3];
         const std::int64_t length = LoadBig<std::uint16_t>(bytes, StartCodeBytes);
         const bool isMedia = code >= FirstSoundCode && code <= LastPictureCode;
-        // In MPEG-2 the header of a packet goes on with the bits 10.
+        // In MPEG-2 a packet's header continues with the bits 10.
         if (length == 0 || pack_ < 0 || (isMedia && isMpeg2_ && bytes[6] >> 6U != 2)) {
             return Resume();
         }
@@ -117,8 +117,8 @@ private:
         return true;
     }
 
-    // The packs of a video CD are filled up with zeros, and so are the last sectors of some films in front of a further
-    // pack. Zeros up to a sector's start may be those behind the file.
+    // Video CDs fill up their packs with zeros, and some films the last sectors before a further
+    // pack. Zeros up to a sector's start may be the slack after the file.
     bool SkipPadding() {
         constexpr std::size_t longest = 2352;
         if (hasEnded_ || packets_ == 0) {
@@ -139,7 +139,7 @@ private:
         return true;
     }
 
-    // The last pack is filled up as those in front of it are.
+    // The last pack is filled up like those before it.
     void TakeLastPadding() {
         const std::int64_t end = pack_ + packDistance_;
         const ByteSpan padding =
@@ -181,7 +181,7 @@ private:
     // Where the last pack and the last packet begin.
     std::int64_t pack_ = -1;
     std::int64_t last_ = 0;
-    // Of the last pack from the one before.
+    // From the pack before the last to the last.
     std::int64_t packDistance_ = 0;
     std::int64_t clock_ = 0;
     std::int64_t wanted_ = 0;

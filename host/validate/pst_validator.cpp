@@ -15,21 +15,21 @@ using namespace std::string_view_literals;
 
 // Where things are in files with 32-bit and with 64-bit offsets. Source: [MS-PST], section 2.2.
 struct Layout {
-    // Bytes of an offset or a block's number.
+    // Bytes of an offset or of a block's number.
     std::size_t width;
-    // In the header: the file's end, and the offsets of the two trees' roots.
+    // In the header: the file's size, and the offsets of the roots of both trees.
     std::size_t fileEnd;
     std::size_t nodeTree;
     std::size_t blockTree;
-    // In a page: entries, their number and length, the level, the trailer and what its sum covers.
+    // In a page: number and length of its entries, the level, the trailer and what its checksum covers.
     std::size_t entryCount;
     std::size_t pageCrc;
     std::size_t pageBytes;
-    // Of a leaf's entry of the tree of blocks: offset, and length of the data.
+    // In a leaf entry of the block tree: offset, and length of the data.
     std::size_t blockOffset;
     std::size_t blockLength;
     std::size_t leastEntry;
-    // Behind a block's data, and where the sum is in it.
+    // The trailer after a block's data, and where its checksum is.
     std::size_t blockTrailer;
     std::size_t blockCrc;
 };
@@ -42,7 +42,7 @@ constexpr std::size_t Client = 8;
 constexpr std::size_t PageBytes = 512;
 constexpr std::uint8_t BlockPage = 0x80;
 constexpr std::uint8_t NodePage = 0x81;
-// With pages of 4 KiB, which cached mailboxes have since 2013.
+// From this version on pages have 4 KiB: cached mailboxes since 2013.
 constexpr std::uint16_t LargePages = 36;
 
 bool Begins(ByteSpan head) {
@@ -61,7 +61,7 @@ std::int64_t Number(ByteSpan bytes, std::size_t at, std::size_t width) {
                       : static_cast<std::int64_t>(std::min(LoadLittle<std::uint64_t>(bytes, at), most));
 }
 
-// The two trees of pages and the blocks that one of them lists.
+// Both trees of pages, and the blocks that one of them lists.
 class Trees {
 public:
     Trees(Place& file, const Layout& layout, std::int64_t end)
@@ -75,7 +75,7 @@ public:
         while (!waiting.empty()) {
             const Visit visit = waiting.back();
             waiting.pop_back();
-            // Trees that share pages or run in circles have more than the file.
+            // A tree with more pages than the file has shares pages or loops.
             const std::int64_t mostPages = end_ / static_cast<std::int64_t>(PageBytes);
             if (++pages > mostPages || std::ssize(waiting) > mostPages || !TakePage(visit, kind, waiting)) {
                 return visit.page;
@@ -87,7 +87,7 @@ public:
 private:
     struct Visit {
         std::int64_t page;
-        // Levels of the tree below are less.
+        // Children have lower levels.
         int level;
     };
     struct Block {
@@ -130,7 +130,7 @@ private:
         return -1;
     }
 
-    // Data and trailer end at a multiple of 64 bytes; the trailer repeats the length and holds the data's sum.
+    // Data and trailer fill a multiple of 64 bytes; the trailer repeats the length and holds the data's checksum.
     bool IsBlockRight(const Block& block) {
         const std::size_t whole = (block.length + layout_.blockTrailer + 63) / 64 * 64;
         const ByteSpan bytes =

@@ -9,7 +9,7 @@ namespace salvor {
 
 namespace {
 
-// Parts of a file are written one behind another; a link that leads farther on was overwritten.
+// Parts of a file are written one after another; a link that leads further ahead was overwritten.
 constexpr std::int64_t LongestJump = 0x100000;
 
 bool BeginsQuark(ByteSpan head) { return head.size() >= 16 && QuarkKindOf(head) != QuarkKind::None; }

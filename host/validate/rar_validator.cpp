@@ -16,15 +16,15 @@ using namespace std::string_view_literals;
 constexpr auto Marker4 = PatternOf("Rar!\x1A\x07\0");
 constexpr auto Marker5 = PatternOf("Rar!\x1A\x07\1\0");
 
-// What a block says of itself. Offsets and sizes in bytes.
+// A block's header. Offsets and sizes in bytes.
 struct Block {
     enum class Kind : std::uint8_t { Other, Stored, End, Encryption } kind = Kind::Other;
-    // Behind its header.
+    // The end of its header.
     std::int64_t data = 0;
     std::int64_t dataSize = 0;
-    // Of a stored file that begins and ends here.
+    // Of a stored file that lies wholly in this block.
     std::optional<std::uint32_t> crc;
-    // The writer is one that closes its archives with an end block.
+    // Written by a version that closes archives with an end block.
     bool isModern = false;
 };
 
@@ -67,12 +67,12 @@ std::optional<Block> ReadBlock4(Place& file, std::int64_t at) {
     const std::uint8_t type = fixed[2];
     const auto flags = LoadLittle<std::uint16_t>(fixed, 3);
     const std::size_t size = LoadLittle<std::uint16_t>(fixed, 5);
-    // Longer ones than a window shows at once do not occur.
+    // Headers longer than a piece of the window do not occur.
     const ByteSpan header = size < least || size > ByteWindow::PieceBytes ? ByteSpan() : file.At(at, size);
     if (header.empty() || type < ArchiveHeader || type > EndOfArchive) {
         return std::nullopt;
     }
-    // An archive's comment lies in its header and does not count to the sum.
+    // An archive's comment is in its header, but the checksum leaves it out.
     constexpr std::size_t archiveHeaderBytes = 13;
     const bool isCommented = type == ArchiveHeader && (flags & HasComment) != 0 && size > archiveHeaderBytes;
     const ByteSpan summed = header.first(isCommented ? archiveHeaderBytes : size).subspan(2);
@@ -119,7 +119,7 @@ std::uint64_t VariableNumber(FieldReader& reader) {
     return 0;
 }
 
-// Of a file that is stored as it is and not encrypted, which its extra area would tell.
+// Takes the checksum if the file is stored and not encrypted, which its extra area would say.
 void ReadFile5(FieldReader& reader, Block& block) {
     constexpr std::uint64_t hasTime = 2;
     constexpr std::uint64_t hasCrc = 4;
@@ -171,7 +171,7 @@ std::optional<Block> ReadBlock5(Place& file, std::int64_t at) {
 
 bool Begins(ByteSpan head) { return StartsWith(head, Marker4) || StartsWith(head, Marker5); }
 
-// Everything behind is encrypted and says nothing: up to zeros, to the next file or to the medium's end.
+// All that follows is encrypted: the archive is taken to end at zeros, at the next file or at the medium's end.
 Finding EncryptedFrom(Place& file, std::int64_t at) {
     constexpr std::size_t mostZeros = 64;
     const std::int64_t end = file.NextStart(at);

@@ -35,7 +35,7 @@ Finding Measured(Place& file, std::int64_t start, std::int64_t end, std::int32_t
         return {Verdict::Truncated, zeros, type, {}, "the sensor's data give way to zeros"};
     }
     if (end > file.Limit()) {
-        return {Verdict::Truncated, file.Limit(), type, {}, "goes on behind the medium's end"};
+        return {Verdict::Truncated, file.Limit(), type, {}, "goes on past the medium's end"};
     }
     return {Verdict::Whole, end, type, {}, "all that the header names is there"};
 }
@@ -108,7 +108,7 @@ Finding ValidateMrw(Place& file) {
     if (pixels == 0 || bits < 8 || bits > 16) {
         return {};
     }
-    // The blocks tile what is in front of the sensor's data.
+    // The blocks tile what is before the sensor's data.
     std::int64_t at = MrwBlockHead;
     for (int blocks = 0; at < data && blocks < 64; ++blocks) {
         const ByteSpan block = file.At(at, static_cast<std::size_t>(MrwBlockHead));
@@ -137,7 +137,7 @@ Finding ValidateMrw(Place& file) {
 // Canon before CR2: the outer directory, which ends the file, and the heaps in the outer heap.
 bool BeginsCrw(ByteSpan head) { return StartsWith(head, CanonHeap::Signature); }
 
-// Does its own directory stand at a heap's end, with values that lie in front of it? Heaps in it are pushed on
+// Does its own directory stand at a heap's end, with values that lie before it? Heaps in it are pushed on
 // `waiting`.
 using HeapExtent = std::pair<std::int64_t, std::int64_t>;
 bool IsHeapSound(Place& file, const HeapExtent& heap, std::vector<HeapExtent>& waiting) {
@@ -300,7 +300,7 @@ Finding ValidateRaf(Place& file) {
     return Measured(file, std::max(number(RafSensorData), number(RafPreview)) + 1, end, FileTypeIndex::Raf);
 }
 
-// Sigma: sections, and behind them their directory; the last four bytes say where that begins.
+// Sigma: sections, and after them their directory; the last four bytes say where that begins.
 constexpr auto X3fMark = PatternOf("FOVb");
 constexpr BytePattern X3fDirectoryMark = BytePatternOf<"SECd">();
 constexpr std::size_t X3fHeadBytes = 12;
@@ -309,7 +309,7 @@ constexpr std::uint32_t MostX3fEntries = 1024;
 
 bool BeginsX3f(ByteSpan head) { return StartsWith(head, X3fMark); }
 
-// The end of the file if its directory begins at `start`: all sections lie in front of it.
+// The end of the file if its directory begins at `start`: all sections lie before it.
 std::optional<std::int64_t> EndOfX3fDirectory(Place& file, std::int64_t start) {
     const ByteSpan head = file.At(start, X3fHeadBytes);
     const std::uint32_t count = head.empty() ? 0 : LoadLittle<std::uint32_t>(head, 8);

@@ -16,7 +16,7 @@ namespace {
 constexpr auto FileSignature = PatternOf(".RMF");
 constexpr auto PropertiesName = PatternOf("PROP");
 constexpr auto DataName = PatternOf("DATA");
-// Four characters, the size with these ten bytes, the version of the chunk.
+// Four characters, the size with these ten bytes, the chunk's version.
 constexpr std::size_t ChunkHeaderBytes = 10;
 // With the number of packets and the offset of the next data chunk.
 constexpr std::size_t DataHeaderBytes = 18;
@@ -42,7 +42,7 @@ std::optional<Chunk> ReadChunk(Place& file, std::int64_t offset) {
     return isName && chunk.size >= ChunkHeaderBytes ? std::optional(chunk) : std::nullopt;
 }
 
-// Behind the packets of the data chunk at `offset`: as many as it declares, or as stand there where it says none.
+// The packets of the data chunk at `offset`: as many as it declares, or as there are if it declares none.
 struct Packets {
     std::int64_t end;
     bool areAll;
@@ -89,13 +89,13 @@ public:
             return {};
         }
         if (!hasData_) {
-            return BrokenAt(file_, end_, end_ + 1, FileTypeIndex::Rm, "no data behind the headers");
+            return BrokenAt(file_, end_, end_ + 1, FileTypeIndex::Rm, "no data after the headers");
         }
         return {Verdict::Whole, end_, FileTypeIndex::Rm, {}, "all packets that its data chunks declare"};
     }
 
 private:
-    // The size of the chunk counts what writers put in its header differently: the packets tell.
+    // Writers disagree on what the chunk's size counts, so the packets decide.
     std::optional<Finding> TakeData(const Chunk& chunk) {
         const ByteSpan header = file_.At(end_, DataHeaderBytes);
         if (header.empty()) {

@@ -18,14 +18,14 @@ using Name = Pattern<4>;
 
 constexpr std::size_t ChunkHeaderBytes = 8;
 constexpr std::size_t FormHeaderBytes = 12;
-// What a writer leaves that did not know the size when it began, or gave up in the middle.
+// Left by a writer that did not know the size when it began, or that was interrupted.
 constexpr std::uint32_t UnknownSize = 0xFFFFFFFF;
 
 bool IsName(ByteSpan bytes) {
     return std::all_of(bytes.begin(), bytes.begin() + 4, [](int c) { return c >= ' ' && c <= '~'; });
 }
 
-// The outermost chunks: their signature, whose sizes are big-endian in two of them.
+// How the outermost chunk gives its size.
 enum class Frame : std::uint8_t { None, Little, Big, Long };
 
 Frame FrameOf(ByteSpan head) {
@@ -66,7 +66,7 @@ const Form* FormOf(ByteSpan head) {
 
 bool BeginsRiff(ByteSpan head) { return FrameOf(head) != Frame::None && FormOf(head) != nullptr; }
 
-// The chunks of one file, from its outermost one on.
+// Walks the chunks of one file.
 class ChunkTiling {
 public:
     explicit ChunkTiling(Place& file) : file_(file) {}
@@ -103,7 +103,7 @@ private:
         return frame_ == Frame::Big ? LoadBig<std::uint32_t>(bytes, offset) : LoadLittle<std::uint32_t>(bytes, offset);
     }
 
-    // RF64 keeps the sizes that take 64 bits in its first chunk: those of the file and of the sound.
+    // RF64 keeps the 64-bit sizes of the file and of the sound in its first chunk.
     std::int64_t EndOfOutermost(std::uint32_t declared) {
         constexpr std::int64_t sizes = 20;
         std::uint64_t size = declared;
@@ -117,7 +117,7 @@ private:
         return static_cast<std::int64_t>(std::min(size, largest)) + RiffHeaderBytes;
     }
 
-    // Nothing while all is well; then end_ is behind the last chunk.
+    // Nothing if all is well; then end_ is the end of the last chunk.
     std::optional<Finding> WalkChunks(std::int64_t at, std::int64_t end) {
         end_ = at;
         while (end_ < end) {
@@ -155,7 +155,7 @@ private:
         return size;
     }
 
-    // What stands in front of the declared end is no chunk. Writers that count the outermost header are eight bytes
+    // The bytes before the declared end are not a chunk. Writers that count the outermost header are eight bytes
     // off; others pad.
     Finding AtNoChunk(std::int64_t end) {
         if (isOpen_ || end - end_ == RiffHeaderBytes) {
@@ -175,7 +175,7 @@ private:
         if (next < end) {
             return Say(Verdict::Truncated, next, "no chunk stands there, another file begins");
         }
-        return Say(Verdict::Damaged, end, "no chunk stands behind the ones that are right");
+        return Say(Verdict::Damaged, end, "no chunk follows the intact ones");
     }
 
     Finding Cut(std::int64_t data, std::int64_t size, std::int64_t end) {
@@ -217,7 +217,7 @@ private:
                std::equal(kind.begin(), kind.end(), name.begin());
     }
 
-    // Pictures and sounds of a film: small chunks, or lists of such.
+    // The pictures and sounds of a film are small chunks, or lists of them.
     bool FramesTile(std::int64_t at, std::int64_t end) {
         while (at + static_cast<std::int64_t>(ChunkHeaderBytes) <= end) {
             const ByteSpan chunk = file_.At(at, ChunkHeaderBytes);
@@ -231,7 +231,7 @@ private:
         return at >= end && at <= end + 1;
     }
 
-    // Films above 1 GiB go on in segments of their own.
+    // Films above 1 GiB continue in further segments.
     std::optional<Finding> WalkFurtherSegments() {
         for (;;) {
             const ByteSpan head = file_.At(end_, FormHeaderBytes);
@@ -246,7 +246,7 @@ private:
         }
     }
 
-    // Programs append what they know of a sound and leave the size in its header as it was.
+    // Programs append chunks about a sound and leave the size in its header as it was.
     void TakeAppended() {
         constexpr std::string_view names[] = {"PEAK", "LIST", "id3 ", "ID3 ", "bext", "iXML", "cue ", "smpl",
                                               "fact", "NAME", "AUTH", "ANNO", "MARK", "INST", "APPL", "COMT"};
@@ -304,7 +304,7 @@ constexpr std::int32_t Types[] = {FileTypeIndex::Wav, FileTypeIndex::Avi, FileTy
 
 }  // namespace
 
-/// RIFF and what has its shape. Sources: Multimedia Programming Interface and Data Specifications 1.0, on RIFF; EBU
+/// RIFF and its likes. Sources: Multimedia Programming Interface and Data Specifications 1.0, on RIFF; EBU
 /// Tech 3306, on RF64; OpenDML AVI File Format Extensions 1.02; Audio Interchange File Format AIFF-C, on FORM.
 extern const Validator RiffValidator;
 const Validator RiffValidator{.name = "riff",

@@ -7,16 +7,16 @@
 
 namespace salvor {
 
-/// What of the first four bytes counts, and how.
+/// Which bits of the first four bytes count, and how.
 struct SampleCoding {
     enum class Rule : std::uint8_t {
         /// The masked bits are these.
         Bits,
-        /// The masked bits are those of nearly all.
+        /// The masked bits are the same in nearly all samples.
         Steady,
         /// The first number, masked, is the sample's size.
         Size,
-        /// Units, each behind its length, tile the sample.
+        /// Units, each after its length, tile the sample.
         Units,
     };
 
@@ -24,7 +24,7 @@ struct SampleCoding {
     Rule rule;
     std::uint32_t mask;
     std::uint32_t bits;
-    // The box that says how many bytes a unit's length has, and where in it.
+    // The box that gives the bytes of a unit's length, and the offset in it.
     const char* configuration = nullptr;
     std::int64_t lengthOffset = 0;
 };
@@ -60,13 +60,13 @@ constexpr SampleCoding Codings[] = {
     {BoxTypeOf("vp09"), SampleCoding::Rule::Bits, 0xC0000000, 0x80000000},
 };
 
-// How many samples in a row are judged together, and how many wrong ones of them are no chance. Where so few bits count
-// that one in some is right by chance, more must be wrong.
+// How many samples in a row are judged together, and how many wrong ones are not chance. Where so few bits count
+// that some are right by chance, more must be wrong.
 constexpr int Window = 8;
 constexpr int WrongOfStrong = 1;
 constexpr int WrongOfWeak = 5;
-// A track whose first samples do not follow the rule is none for it. Where few bits count, one may differ: encoders of
-// sound begin with their name.
+// The rule is not used for a track whose first samples break it. Where few bits count, one may differ: encoders of
+// sound write their name into the first.
 constexpr std::int64_t TrialOfStrong = 1;
 constexpr std::int64_t TrialOfWeak = 8;
 constexpr int MostWrongInTrial = 1;
@@ -101,7 +101,7 @@ std::optional<SampleCheck> SampleCheck::For(ByteWindow& file, const Box& descrip
 }
 
 void SampleCheck::Look(ByteWindow& file, std::int64_t offset, std::int64_t size) {
-    // Far behind the start, a stretch now and then is enough: what lies in pieces lies in large ones.
+    // Far from the start, a stretch now and then is enough: fragments are large.
     constexpr std::int64_t all = std::int64_t{64} << 20;
     constexpr std::int64_t stretch = 0x100000;
     constexpr std::int64_t looked = 0x10000;
@@ -126,7 +126,7 @@ void SampleCheck::Note(bool isRight, std::int64_t offset, std::int64_t size) {
     if (std::popcount(history_) >= (isWeak ? WrongOfWeak : WrongOfStrong) && firstBroken_ < 0) {
         firstBroken_ = offset;
     }
-    // A weak rule is right by chance now and then.
+    // A weak rule matches by chance now and then.
     if (isRight && (!isWeak || std::popcount(history_) < WrongOfWeak)) {
         soundEnd_ = offset + size;
     }
@@ -147,7 +147,7 @@ bool SampleCheck::IsRight(ByteWindow& file, std::int64_t offset, std::int64_t si
     }
     const std::uint32_t masked = LoadBig<std::uint32_t>(bytes, 0) & coding_->mask;
     if (coding_->rule == SampleCoding::Rule::Steady) {
-        // The first sample may be one with the encoder's name.
+        // The first sample may hold the encoder's name.
         steadyBits_ = looks_ <= 1 ? masked : steadyBits_;
         return masked == steadyBits_;
     }

@@ -21,7 +21,7 @@ public:
 
     /// Have any overwritten samples been found?
     bool HasBroken() const { return firstBroken_ >= 0; }
-    /// The end of the last sound sample, if all samples checked behind it were broken; else nothing.
+    /// The end of the last sound sample, if all samples checked after it were broken; else nothing.
     std::optional<std::int64_t> SoundEnd() const;
 
 private:
@@ -31,7 +31,7 @@ private:
     void Note(bool isRight, std::int64_t offset, std::int64_t size);
 
     const SampleCoding* coding_;
-    // Of the number in front of each unit of a picture.
+    // Of the number before each unit of a picture.
     unsigned lengthBytes_;
     // What the first samples have in common, for codings without another pattern.
     std::uint32_t steadyBits_ = 0;

@@ -54,7 +54,7 @@ Finding ValidateAu(Place& file) {
 
 constexpr StartSignature AuStarts[] = {{".snd"}};
 
-// SMAF: one chunk around all others, whose last two bytes are a CRC-16 of all in front of them.
+// SMAF: one chunk around all others, whose last two bytes are a CRC-16 of all bytes before them.
 constexpr auto SmafSignature = PatternOf("MMMD");
 constexpr std::size_t ChunkHeaderBytes = 8;
 constexpr std::int64_t ChecksumBytes = 2;

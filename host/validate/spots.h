@@ -23,7 +23,7 @@ struct Spot {
     std::size_t firstFind = 0;
     std::size_t findCount = 0;
     bool isStart = false;
-    /// Another whole file begins inside and ends behind it.
+    /// Another whole file begins inside and ends after it.
     bool isCrossed = false;
 };
 

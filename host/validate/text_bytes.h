@@ -28,17 +28,17 @@ constexpr bool IsControlByte(std::uint8_t byte) {
 constexpr bool IsLetter(std::uint8_t byte) { return static_cast<std::uint8_t>((byte | 0x20) - 'a') < 26; }
 constexpr bool IsDigit(std::uint8_t byte) { return static_cast<std::uint8_t>(byte - '0') < 10; }
 
-/// Offset of the first byte at `from` or behind it that is not plain; the length if all are.
+/// Offset of the first byte at `from` or after it that is not plain; the length if all are.
 std::size_t EndOfPlain(ByteSpan bytes, std::size_t from);
 
 /// Length of the character beyond ASCII at `at`, 2 to 4 bytes; 0 if it is not UTF-8. A character cut by the span's end
 /// counts if the part that is there is right. Overlong forms and surrogates do not count.
 std::size_t Utf8Length(ByteSpan bytes, std::size_t at);
 
-/// Offset of the first byte at `from` or behind it that is neither plain nor UTF-8.
+/// Offset of the first byte at `from` or after it that is neither plain nor UTF-8.
 std::size_t EndOfUtf8(ByteSpan bytes, std::size_t from);
 
-/// Offset of the first control byte at `from` or behind it.
+/// Offset of the first control byte at `from` or after it.
 std::size_t EndOfAnyText(ByteSpan bytes, std::size_t from);
 
 /// True if all bytes from `from` on are zeros.

@@ -15,18 +15,18 @@ namespace {
 constexpr std::uint8_t DosEnd = 0x1A;
 constexpr std::uint8_t Backspace = 0x08;
 
-// In bytes. What is looked at behind a byte that interrupts a text.
+// In bytes. How much is looked at after a byte that interrupts a text.
 constexpr std::size_t ControlWindow = 256;
 constexpr std::size_t LeastControlWindow = 16;
 constexpr std::size_t CodePageWindow = 128;
 constexpr std::size_t ShareWindow = 512;
-// A text that is interrupted in its first bytes is none.
+// Bytes that are interrupted this early are not text.
 constexpr std::int64_t LeastBeforeControls = 256;
 constexpr std::size_t HeadBytes = 512;
 
 bool IsSpace(std::uint8_t byte) { return byte == ' ' || static_cast<std::uint8_t>(byte - '\t') < 5; }
 
-// Letters of an alphabet beyond ASCII among a text's bytes. A run of one byte counts once: frames are drawn of such.
+// The share of letters beyond ASCII. A run of one byte counts once, since such runs draw frames.
 struct HighShare {
     std::size_t high = 0;
     std::size_t spaces = 0;
@@ -105,7 +105,7 @@ private:
         isOver_ = true;
     }
 
-    // Where a sector begins, within `length`, that may be another file's; `length` if none does.
+    // The first sector start within `length` at which another file may begin; `length` if there is none.
     std::size_t NextStart(ByteSpan bytes, std::size_t length) const {
         const std::int64_t sectorSize = file_.SectorSize();
         std::int64_t sector = (std::max(at_, passedStart_ + 1) + sectorSize - 1) / sectorSize * sectorSize;
@@ -133,7 +133,7 @@ private:
         }
     }
 
-    // What interrupts the text, and may be part of it all the same.
+    // Takes a byte that interrupts the text, or ends the text there.
     void PassOther(std::uint8_t byte) {
         if (byte == 0) {
             Stop(IsZeroFilled(file_, at_) ? TextRun::Behind::Zeros : TextRun::Behind::Binary);
@@ -192,11 +192,11 @@ private:
         const ByteSpan behind = bytes.first(end);
         const HighShare past(beforeSpan);
         const HighShare share(behind);
-        // Twice as much as before and a tenth, or a quarter.
+        // At most twice the share so far plus a tenth, or a quarter.
         const bool isLikeBefore =
             share.high * 4 <= share.all ||
             (past.all > 0 && share.high * past.all * 10 <= share.all * (past.high * 20 + past.all));
-        // Words of an alphabet of its own.
+        // Words in another alphabet.
         const std::size_t leastSpaces = AreCharactersOfTwo(behind) ? 160 : 40;
         const bool hasWords = share.spaces * leastSpaces >= share.all && share.spaces * 2 <= share.all;
         if (!isLikeBefore && !hasWords) {
@@ -214,15 +214,15 @@ private:
     std::int64_t from_;
     std::int64_t at_;
     std::int64_t passedStart_ = -1;
-    // A mark behind the text that belongs to it.
+    // The length of a mark after the text that belongs to it.
     std::int64_t extra_ = 0;
     bool isOver_ = false;
     TextRun run_;
 };
 
-// What the bytes behind a text's last line end most likely are: the text's last line, or what lies behind the file and
-// is printable by chance. Every place is tried as the text's end: its own bytes are as frequent as they were before,
-// those behind it are random.
+// What the bytes after a text's last line end most likely are: the text's last line, or bytes after the file that are
+// printable by chance. Every place is tried as the text's end: its own bytes are as frequent as they were before,
+// those after it are random.
 class BrokenLine {
 public:
     // `text` is the text's end with the line in it.
@@ -230,7 +230,7 @@ public:
         for (std::size_t byte = 0; byte < anywhere_.counts.size(); ++byte) {
             const double usual = Usual(static_cast<std::uint8_t>(byte));
             anywhere_.Add(byte, usual);
-            // What a bracket closes is mostly the whole text.
+            // A last line that begins with a closing bracket mostly closes the whole text.
             first_.Add(byte, byte == '}' || byte == ']' ? 0.5 : usual / 10);
         }
         std::uint8_t before = 0;
@@ -243,7 +243,7 @@ public:
         }
     }
 
-    // Bytes of the line that are the text's.
+    // How many bytes of the line belong to the text.
     std::size_t Length() const {
         double bits = PriorBits;
         double best = 0;
@@ -276,7 +276,7 @@ private:
     // One text in 26 ends without a line end.
     static constexpr double PriorBits = -4.7;
 
-    // How often a byte is the last one of a text without a last line end.
+    // How often a text without a last line end ends with this byte.
     static double LastByteShare(std::uint8_t byte) {
         switch (byte) {
             case '>':
@@ -295,7 +295,7 @@ private:
         }
     }
 
-    // How often a byte is seen in about 50 bytes of any text.
+    // How often a byte occurs in about 50 bytes of any text.
     static double Usual(std::uint8_t byte) {
         if (byte >= 'a' && byte <= 'z') {
             return 1;
@@ -369,7 +369,7 @@ public:
     static bool AreAlike(std::uint16_t unit, std::uint16_t other) { return ScriptOf(unit) == ScriptOf(other); }
 
 private:
-    // The block of 256, but one for all ideographs and one for all Hangul.
+    // The block of 256 units; all ideographs share one, and so do all Hangul.
     static std::uint8_t ScriptOf(std::uint16_t unit) {
         const bool isIdeograph = unit >= 0x4E00 && unit < 0xA000;
         const bool isHangul = unit >= 0xAC00 && unit < 0xD7B0;
@@ -391,7 +391,7 @@ bool IsUtf16Stop(std::uint16_t unit) {
 
 namespace {
 
-// Few units behind the last line end are most likely what lies behind the file.
+// A few units after the last line end most likely lie after the file.
 std::int64_t WithoutBrokenUnits(Place& file, std::int64_t from, std::int64_t end, bool isBigEndian) {
     constexpr std::int64_t most = 8;
     for (std::int64_t at = end - 2; at >= from && at >= end - 2 * most; at -= 2) {
@@ -403,7 +403,7 @@ std::int64_t WithoutBrokenUnits(Place& file, std::int64_t from, std::int64_t end
     return end;
 }
 
-// Some units of a text.
+// A few units of a text.
 class Utf16Units {
 public:
     Utf16Units(ByteSpan bytes, bool isBigEndian) : bytes_(bytes), isBigEndian_(isBigEndian) {}
@@ -417,7 +417,7 @@ public:
         const bool isSecond = (At(index) & 0xFC00) == 0xDC00;
         return isSecond || (BeginsPair(index) && (index + 1 >= Count() || (At(index + 1) & 0xFC00) != 0xDC00));
     }
-    // Is it of a script that the text has not used, and are those behind it of yet others?
+    // Whether it is of a script that the text has not used, and those after it of yet others.
     bool IsAlien(std::size_t index, const Utf16Scripts& scripts) const {
         const std::uint16_t unit = At(index);
         if (scripts.IsKnown(unit)) {
@@ -447,7 +447,7 @@ TextRun StoppedAt(Place& file, std::int64_t from, std::int64_t at, std::uint16_t
 }  // namespace
 
 TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
-    // A text's first units teach which scripts it uses; later ones of another one must not come alone.
+    // A text's first units show which scripts it uses; later units of other scripts must not come alone.
     constexpr std::int64_t lessons = 32;
     Utf16Scripts scripts;
     std::int64_t at = from;
@@ -457,7 +457,7 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
             break;
         }
         const Utf16Units units(bytes, isBigEndian);
-        // The last ones are looked at with those behind them.
+        // The last ones are judged together with those after them.
         const bool isLast = at + static_cast<std::int64_t>(bytes.size()) >= file.Limit();
         const std::size_t count = isLast ? units.Count() : units.Count() - 7;
         std::size_t i = 0;
@@ -471,7 +471,7 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
             scripts.See(unit);
             i += units.BeginsPair(i) ? 1U : 0U;
         }
-        // One more where a pair lies across the last one that was to be looked at.
+        // One unit more where a surrogate pair crosses the end of the piece.
         at += static_cast<std::int64_t>(2 * i);
     }
     TextRun run;

@@ -10,7 +10,7 @@ namespace salvor {
 struct TextRun {
     enum class Behind : std::uint8_t { MediumEnd, Zeros, Binary, OtherFile };
 
-    /// Behind its last byte, in bytes from the place's start.
+    /// After its last byte, in bytes from the place's start.
     std::int64_t end = 0;
     /// Where bytes stop being text. What lies between is printable by chance.
     std::int64_t printableEnd = 0;
@@ -19,10 +19,10 @@ struct TextRun {
     bool isCodePage = false;
 };
 
-/// Follows the text that begins at `from`. What is printable by chance in front of binary bytes is left out.
+/// Follows the text that begins at `from`. What is printable by chance before binary bytes is left out.
 TextRun FollowText(Place& file, std::int64_t from);
 
-/// The same for UTF-16, which begins at `from`, behind a mark if it has one.
+/// The same for UTF-16, which begins at `from`, after a mark if it has one.
 TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian);
 
 /// True if all bytes from `offset` to the end of its sector are zeros; those of a sector that begins there, if 16 of

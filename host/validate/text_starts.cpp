@@ -22,7 +22,7 @@ constexpr std::size_t LeastUnitsWithoutMark = 256;
 
 constexpr std::uint8_t DosEnd = 0x1A;
 
-// In lower case.
+// `text` is in lower case.
 bool StartsWithFolded(ByteSpan bytes, std::string_view text) {
     return bytes.size() >= text.size() && std::ranges::equal(bytes.first(text.size()), text, {}, [](std::uint8_t byte) {
                return static_cast<char>(byte >= 'A' && byte <= 'Z' ? byte + 0x20 : byte);
@@ -34,7 +34,7 @@ bool BeginsMarkup(ByteSpan sector) {
            StartsWithFolded(sector, "<?xml");
 }
 
-// Units of UTF-16 that are text, mostly of Latin letters or nearly so: none is a control character.
+// True if the first units are text in UTF-16 without control characters; mostly Latin letters if `isLatin`.
 bool IsUtf16Text(ByteSpan bytes, bool isBigEndian, std::size_t least, bool isLatin) {
     const std::size_t units = std::min(bytes.size() / 2, least);
     for (std::size_t i = 0; i < units; ++i) {
@@ -59,13 +59,13 @@ bool BeginsUtf16(ByteSpan head) {
            IsUtf16Text(head, false, std::min(LeastUnitsWithoutMark, HeadBytes / 2), true);
 }
 
-// Do these bytes end in the midst of a text that goes on behind them?
+// Whether `tail` ends in the middle of a text that `head` continues.
 bool IsRunning(ByteSpan tail, ByteSpan head) {
     if (tail.size() < TailThatTells) {
         return false;
     }
     ByteSpan last = tail.last(TailThatTells);
-    // A character that the tail's start cuts.
+    // Skips a character that the tail's start cuts.
     std::size_t cut = 0;
     while (cut < 3 && (last[cut] & 0xC0) == 0x80) {
         ++cut;
@@ -104,7 +104,7 @@ bool IsLongEnough(ByteSpan head) {
            (head[anyEnd] == 0 && anyEnd >= LeastBeforeBinary && IsZeroFrom(head, anyEnd));
 }
 
-// Most binary data show in their first bytes that they are no text. False only if it cannot be one.
+// Most binary data show in their first bytes that they are not text. False only if it cannot be text.
 bool MayBePlain(ByteSpan head) {
     constexpr std::size_t looked = 32;
     if (head.size() < looked) {
@@ -124,7 +124,7 @@ bool MayBePlain(ByteSpan head) {
     return first == 0 || first == DosEnd;
 }
 
-// A string in a program, and behind it a long text that begins like a file in the midst of its line.
+// A string in a program, followed by a long text that begins like a file in the middle of a line.
 bool BreaksString(ByteSpan tail, ByteSpan head) {
     constexpr std::string_view lineBreaks = "\n\r\t ";
     return EndOfAnyText(tail, 0) < tail.size() &&
@@ -148,7 +148,7 @@ bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
     if (!IsLetter(head[0]) || !BeginsLetter(head)) {
         return false;
     }
-    // Quoted letters, and names of fields that are broken between lines.
+    // Quoted mail, and field names that are broken across lines.
     ByteSpan line(std::find(tail.rbegin(), tail.rend(), std::uint8_t{'\n'}).base(), tail.end());
     const auto isQuote = [](std::uint8_t byte) {
         return byte == '>' || byte == ' ' || byte == '\t' || byte == '|';

@@ -7,10 +7,10 @@
 
 namespace salvor {
 
-/// What is wanted of the bytes in front of a sector.
+/// What is wanted of the bytes before a sector.
 inline constexpr std::size_t PreviousTailBytes = 64;
 
-/// Does another file begin with `head`, right behind `tail`, in the middle of a text? The slack behind a file is often
+/// Does another file begin with `head`, right after `tail`, in the middle of a text? The slack after a file is often
 /// the rest of another text. Only signs that are rare inside a text count, since the start of a line proves nothing.
 bool BreaksIntoText(ByteSpan tail, ByteSpan head);
 
@@ -23,7 +23,7 @@ bool IsWordLine(ByteSpan text);
 /// What `MayBeginText` asks where the first byte leaves it open.
 bool BeginsText(ByteSpan previousTail, ByteSpan sector);
 
-/// Could a text of any kind begin with this sector, rather than go on from the one in front of it? Asked of every
+/// Could a text of any kind begin with this sector, rather than go on from the one before it? Asked of every
 /// sector: whoever says yes has the validators of text look at it. `previousTail` are the bytes in front, up to
 /// `PreviousTailBytes`; none at the medium's start.
 inline bool MayBeginText(ByteSpan previousTail, ByteSpan sector) {

@@ -26,7 +26,7 @@ constexpr std::int64_t LeastBeforeString = 512;
 constexpr std::int64_t LeastOfCodePage = 256;
 constexpr std::int64_t LeastOfOneLine = 4096;
 
-// What a text's first bytes are made of.
+// The kinds of bytes at a text's start.
 struct TextMix {
     std::size_t all = 0;
     std::size_t letters = 0;
@@ -34,7 +34,7 @@ struct TextMix {
     std::size_t blanks = 0;
     std::size_t lineEnds = 0;
     std::size_t high = 0;
-    // Bytes that are like the one in front of them.
+    // Bytes equal to the one before.
     std::size_t repeated = 0;
 
     explicit TextMix(ByteSpan bytes) : all(bytes.size()) {
@@ -50,13 +50,13 @@ struct TextMix {
         }
     }
 
-    // A whole line, mostly of words.
+    // True for a whole line, mostly of words.
     bool IsLine() const {
         constexpr std::size_t least = 20;
         return all >= least && lineEnds > 0 && (letters + digits + blanks) * 10 >= all * 6;
     }
 
-    // Words and blanks as in a language.
+    // True if words and blanks are as frequent as in a language.
     bool IsLanguage() const {
         return blanks * 20 >= all && blanks * 3 <= all && (letters + high) * 2 >= all && repeated * 4 <= all;
     }
@@ -68,7 +68,7 @@ Finding NoText(const char* why) {
     return finding;
 }
 
-// Does a zero follow, alone, as behind the strings in a program?
+// Whether a single zero follows, as after the strings in a program.
 bool IsString(Place& file, std::int64_t end) {
     const ByteSpan bytes = file.From(end);
     const std::size_t next = EndOfPlain(bytes, 0);
@@ -84,7 +84,7 @@ Finding TextOf(std::int64_t size, const char* why, bool beginsInMiddle) {
             .beginsInMiddle = beginsInMiddle};
 }
 
-// Words with which files of code and settings begin.
+// Words that files of code and settings begin with.
 constexpr std::string_view OpeningWords[] = {
     "class",  "config",  "const",   "deb",     "def",    "define",  "export",  "extern",  "from",   "function",
     "http",   "https",   "import",  "include", "int",    "let",     "library", "load",    "module", "namespace",
@@ -93,7 +93,7 @@ constexpr std::string_view OpeningWords[] = {
 };
 static_assert(std::ranges::is_sorted(OpeningWords));
 
-// Few files begin with a small letter, unless with a word of code, a name that is given a value, or a list of names.
+// Few files begin with a small letter, except for a word of code, a name that is assigned a value, or a list of names.
 bool BeginsInWord(ByteSpan head) {
     const auto wordEnd = std::ranges::find_if_not(
         head, [](std::uint8_t byte) { return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-'; });
@@ -109,7 +109,7 @@ bool BeginsInWord(ByteSpan head) {
     return givers.find(static_cast<char>(next)) == std::string_view::npos;
 }
 
-// Titles and numbers may be indented in a file's first line; little else is.
+// In a file's first line, only titles and numbers are likely to be indented.
 bool IsIndentedRest(ByteSpan head) {
     const auto start = std::ranges::find_if_not(head, [](std::uint8_t byte) { return byte == ' '; });
     if (start == head.begin() || start == head.end()) {
@@ -119,7 +119,7 @@ bool IsIndentedRest(ByteSpan head) {
     return start - head.begin() == 1 ? !IsDigit(*start) && *start != '#' : !isTitle;
 }
 
-// Text that begins so is most likely the rest of a file.
+// Whether text with this start is most likely the rest of a file.
 bool BeginsInMiddle(ByteSpan head) {
     constexpr std::string_view closers = ")]},;:?!";
     const std::uint8_t first = head[0];
@@ -129,7 +129,7 @@ bool BeginsInMiddle(ByteSpan head) {
            StartsWith(head, PatternOf("</")) || BeginsInWord(head) || IsIndentedRest(head);
 }
 
-// Do these units belong to scripts that are written, as machine code does not? `hasLines` where lines are wanted too.
+// Whether these units belong to scripts in use, unlike machine code. With `hasLines`, line ends are required too.
 bool IsWritten(ByteSpan units, bool isBigEndian, bool hasLines) {
     const auto isWrittenBlock = [](unsigned block) {
         return block <= 0x06 || (block >= 0x09 && block <= 0x0E) || block == 0x10 || block == 0x1E || block == 0x1F ||
@@ -178,7 +178,7 @@ bool IsOtherKind(Place& file, ByteSpan head) {
     return mayBeLetter && IsLetter(file);
 }
 
-// Why printable bytes in front of binary data are no text; null if they are one.
+// Why printable bytes before binary data are not text; null if they are.
 const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t length, ByteSpan head,
                                const TextMix& mix) {
     if ((length < LeastBeforeBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {

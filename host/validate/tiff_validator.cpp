@@ -21,7 +21,7 @@ constexpr auto Cr2Mark = PatternOf("CR\2");
 constexpr std::size_t Cr2MarkOffset = 8;
 constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 
-// Behind the header of Phase One's files, and the number that Panasonic's have in place of 42.
+// After the header of Phase One's files, and the number that Panasonic's have in place of 42.
 constexpr auto PhaseOneMark = PatternOf("IIII");
 constexpr std::size_t PhaseOneMarkOffset = 8;
 constexpr std::uint8_t PanasonicNumber = 0x55;
@@ -42,7 +42,7 @@ struct Maker {
     Kind kind;
 };
 
-// By the beginning of the maker's name, in capitals. Raws of makers without a type of their own are named all the same.
+// By the start of the maker's name, in capitals. Raws without a type of their own get their extension all the same.
 constexpr Maker Makers[] = {
     {"NIKON", {FileTypeIndex::Nef}},
     {"PENTAX", {FileTypeIndex::Pef}},
@@ -81,7 +81,7 @@ Kind KindOf(ByteSpan head, const TiffFile& tiff) {
     if (tiff.isDng) {
         return {FileTypeIndex::Dng};
     }
-    // The letters in place of the number 42.
+    // Letters in place of the number 42.
     if (head[2] == 'R' || head[3] == 'R') {
         return {FileTypeIndex::Orf};
     }
@@ -105,18 +105,18 @@ Kind KindOf(ByteSpan head, const TiffFile& tiff) {
     return {FileTypeIndex::Tiff};
 }
 
-// What the extents prove of the file.
+// What the extents prove about the file.
 struct Proof {
-    // Behind the last one that counts.
+    // The end of the last one that counts.
     std::int64_t end = 0;
-    // Where bytes of another file stand that an extent claims, or the medium ends.
+    // Where an extent runs into another file or the medium's end.
     std::optional<std::int64_t> stoppedAt = std::nullopt;
     bool hasPicture = false;
     // Something else stands where a picture should.
     bool missesPicture = false;
 };
 
-// Previews begin where they like; other whole files do so only in front of foreign bytes.
+// Previews may begin anywhere; other whole files mean that foreign bytes follow.
 bool IsPicture(Place& file, std::int64_t offset) {
     return StartsWith(file.At(offset, StartOfPicture.size()), StartOfPicture);
 }
@@ -154,7 +154,7 @@ Proof Prove(Place& file, const TiffFile& tiff) {
             continue;
         }
         if (proof.end > 0 && extent.start > proof.end) {
-            // A gap that a preview fills which only the maker knows is no reason to doubt what comes behind it.
+            // A gap that holds a preview known only to the maker is no reason to doubt what comes after it.
             if (ForeignFile(file, proof.end, std::min(extent.start + 1, extent.End()), true)) {
                 proof.stoppedAt = isPicture ? std::optional(proof.end) : proof.stoppedAt;
                 break;
@@ -175,7 +175,7 @@ Proof Prove(Place& file, const TiffFile& tiff) {
 }
 
 bool AreCodesSound(Place& file, const TiffFile::Extent& strip) {
-    // Writers of the first days had the codes the other way round.
+    // The first writers stored codes in the opposite bit order.
     constexpr std::uint8_t firstByte = 0x80;
     const ByteSpan first = file.At(strip.start, 1);
     if (first.empty() || first[0] != firstByte) {
@@ -194,7 +194,7 @@ bool AreCodesSound(Place& file, const TiffFile::Extent& strip) {
     return !codes.IsBroken();
 }
 
-// Overwritten bytes show in what is compressed, and in checksums that it has.
+// Overwritten bytes show in compressed data and their checksums.
 bool AreStripsSound(Place& file, const TiffFile& tiff) {
     constexpr std::int64_t mostUnpacked = std::int64_t{1} << 30;
     return std::ranges::all_of(tiff.extents, [&file](const TiffFile::Extent& extent) {
@@ -225,7 +225,7 @@ std::int64_t Padded(const TiffFile& tiff, const Place& file, std::int64_t end) {
 
 bool BeginsTiff(ByteSpan head) { return TiffEndianOf(head).has_value(); }
 
-// Behind all that ends in front of `end`.
+// After all that ends before `end`.
 std::int64_t EndOfOthers(const TiffFile& tiff, std::int64_t end) {
     std::int64_t others = 0;
     for (const TiffFile::Extent& extent : tiff.extents) {
@@ -246,7 +246,7 @@ Finding ValidateTiff(Place& file) {
         tiff->hasSensorData || proof.stoppedAt ? StartOfZeros(file, EndOfOthers(*tiff, shown), shown) : shown;
     if (proof.stoppedAt || zeros < shown) {
         return {Verdict::Truncated, zeros, kind.type, kind.extension,
-                "directories name data behind what is this file's"};
+                "directories name data past the end of this file"};
     }
     if (proof.missesPicture) {
         return {Verdict::Truncated, Padded(*tiff, file, proof.end), kind.type, kind.extension,

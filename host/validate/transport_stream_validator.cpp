@@ -21,14 +21,14 @@ constexpr std::uint32_t NullPacket = 0x1FFF;
 
 // How packets lie in a file.
 struct Layout {
-    // Bytes of a packet with what stands in front of it or behind.
+    // Bytes from one packet to the next, with a time stamp or parity.
     std::int64_t step;
-    // Of the time stamp in front.
+    // Bytes of the time stamp before a packet.
     std::int64_t stampBytes;
     const char* extension;
 };
 
-// Bare; as cameras and disc recorders write them; with the parity of a broadcast, and with that and a time stamp.
+// Bare; with a time stamp, as cameras and disc recorders write them; with parity, as broadcast; with both.
 constexpr Layout Layouts[] = {{PacketBytes, 0, "ts"}, {192, 4, ""}, {204, 0, "ts"}, {208, 4, "ts"}, {208, 0, "ts"}};
 
 struct Packet {
@@ -44,7 +44,7 @@ std::optional<Packet> ReadPacket(ByteSpan bytes) {
     const unsigned control = bytes[3] >> 4U & 3U;
     return Packet{.program = (bytes[1] & 0x1FU) << 8U | bytes[2],
                   .beginsUnit = (bytes[1] & 0x40U) != 0,
-                  // Value 0 is reserved; but null packets have anything.
+                  // Value 0 is reserved, but null packets may have any.
                   .isSound = control != 0 || ((bytes[1] & 0x1FU) == 0x1F && bytes[2] == 0xFF)};
 }
 
@@ -60,7 +60,7 @@ std::uint32_t TableChecksum(ByteSpan table) {
     return sum;
 }
 
-// Does a packet of the first program hold the list of programs? The checksum of a list that goes on in the next packet
+// Whether a packet of program 0 holds the list of programs. The checksum of a list that goes on in the next packet
 // is not looked at.
 bool HoldsProgramList(ByteSpan packet) {
     std::size_t at = HeaderBytes;
@@ -71,7 +71,7 @@ bool HoldsProgramList(ByteSpan packet) {
         return false;
     }
     at += std::size_t{1} + packet[at];
-    // The table's number 0, the bits of its long form, and entries of 4 bytes between 5 bytes and a checksum.
+    // Table id 0, the bits of the long form, and entries of 4 bytes between 5 bytes and a checksum.
     if (at + 8 > packet.size() || packet[at] != 0 || (packet[at + 1] & 0xC0U) != 0x80) {
         return false;
     }
@@ -103,7 +103,7 @@ public:
         for (std::optional<Packet> packet = PacketAt(end_); packet && IsOfStream(*packet) && !file_.IsExhausted();
              packet = PacketAt(end_)) {
             Take(*packet);
-            // A stream goes on behind packets that were overwritten.
+            // The stream may go on after packets that were overwritten.
             if (!PacketAt(end_)) {
                 Resume();
             }
@@ -115,7 +115,7 @@ public:
             return Say(Verdict::Damaged, end_, "packets in the middle have no sync byte");
         }
         if (end_ + layout_.step > file_.Limit() && end_ < file_.Limit() && HasSyncAt(end_)) {
-            return Say(Verdict::Truncated, file_.Limit(), "its last packet goes on behind the medium's end");
+            return Say(Verdict::Truncated, file_.Limit(), "its last packet goes on past the medium's end");
         }
         if (const std::int64_t next = file_.NextStart(end_ - layout_.step + 1); next < end_) {
             return Say(Verdict::Truncated, next, "another file begins in its last packet");
@@ -141,7 +141,7 @@ private:
                                                      : ReadPacket(file_.At(offset + layout_.stampBytes, HeaderBytes));
     }
 
-    // Behind the end a byte may look like the sync byte of a program that was never seen.
+    // After the end, a byte may look like the sync byte of a program that has not occurred.
     bool IsOfStream(const Packet& packet) {
         const bool isKnown = packet.isSound && programs_[packet.program];
         return isKnown || end_ == 0 || end_ + layout_.step >= file_.Limit() || HasSyncAt(end_ + layout_.step);
@@ -205,7 +205,7 @@ Finding ValidateTransportStream(Place& file) {
 }
 
 // A first packet that begins the list of programs or, as some writers have it, the description of the services, with
-// any counter and nothing scrambled; the stamp may stand in front of it. A sync byte alone would be no signature.
+// any counter and nothing scrambled; the stamp may stand before it. A sync byte alone would be no signature.
 constexpr std::string_view ProgramsFirst = "\x47\x40\0\x10"sv;
 constexpr std::string_view ServicesFirst = "\x47\x40\x11\x10"sv;
 constexpr std::string_view FirstPacketMask = "\xFF\xFF\xFF\xD0"sv;

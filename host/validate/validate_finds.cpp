@@ -18,15 +18,15 @@ namespace {
 
 using Phase = Validator::Phase;
 
-// A start that no scanner reports needs as much unbroken structure to become a file without a declared end.
+// A start that no scanner reports needs this much unbroken structure to become a file without a declared end.
 constexpr std::int64_t LeastOpenStart = 4096;
-// What may be read for what is most likely a part of the text around it.
+// How much may be read for a place that is most likely part of the text around it.
 constexpr std::int64_t AllowanceInsideText = std::int64_t{256} << 10;
 constexpr int Nobody = Judgement::Nobody;
 
 constexpr const char* OutsideWhy = "it starts outside the medium";
 
-// Their scanners take the header's word, or decode any bytes: another whole file inside says that they are wrong.
+// Scanners of these types trust the header or decode any bytes: another whole file inside proves them wrong.
 bool IsCredulous(std::int32_t type) {
     return type == FileTypeIndex::Bmp || type == FileTypeIndex::Pcx || type == FileTypeIndex::Icc ||
            type == FileTypeIndex::Mb;
@@ -35,7 +35,7 @@ bool IsCredulous(std::int32_t type) {
 // What became of a spot.
 enum class State : std::uint8_t { Nothing, Inside, Judged };
 
-// A range that is somebody's: nothing else is looked for there, or less.
+// A range that a file claims: nothing else is looked for there, or less.
 struct Cover {
     std::int64_t end = 0;
     std::size_t spot = 0;
@@ -70,7 +70,7 @@ public:
     }
 
 private:
-    // What of the ranges lies on the medium.
+    // The parts of the ranges that lie on the medium.
     SectorRangeSet OnMedium(const std::vector<SectorRange>& ranges) const {
         SectorRangeSet set;
         for (const SectorRange& range : ranges) {
@@ -83,7 +83,7 @@ private:
     std::int64_t ByteOf(std::int64_t sector) const { return sector * sectorSize_; }
     std::int64_t EndOf(std::int64_t sector, const Finding& finding) const { return ByteOf(sector) + finding.size; }
 
-    // What the validators of a phase say of a spot, asked once.
+    // What the validators of a phase say of a spot; each is asked only once.
     const Judgement* AskOnce(std::size_t index, Phase phase, int exceptFor) {
         std::int32_t& slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
         if (slot == NotAsked) {
@@ -96,9 +96,9 @@ private:
         return slot == NoAnswer ? nullptr : &answers_[static_cast<std::size_t>(slot)];
     }
 
-    // ---- What is true of a spot.
+    // ---- What one spot is.
 
-    // Nothing where no file of a binary format is seen and no find says so.
+    // Nothing if no validator and no find sees a file of a binary format.
     std::optional<Judgement> Judge(std::size_t index, Phase upTo, int exceptFor = Nobody) {
         const Spot& spot = spots_[index];
         if (!spots_.IsOnMedium(spot.sector)) {
@@ -136,7 +136,7 @@ private:
                (finding.verdict == Verdict::Open && (finding.size >= LeastOpenStart || finding.isCertain));
     }
 
-    // What a validator cannot know.
+    // Lowers a verdict for reasons that a validator cannot know.
     void Doubt(const Spot& spot, Finding& finding) {
         if (finding.verdict != Verdict::Whole && finding.verdict != Verdict::Open) {
             return;
@@ -146,7 +146,7 @@ private:
         } else if (spot.isCrossed && finding.verdict == Verdict::Whole) {
             finding.verdict = Verdict::Damaged;
             finding.why = IsCredulous(finding.type) ? "another whole file begins inside it"
-                                                    : "another whole file begins inside and ends behind it";
+                                                    : "another whole file begins inside and ends after it";
         }
     }
 
@@ -155,7 +155,7 @@ private:
         return unreadable_.Intersects(range) || medium_.HoldsUnreadable(range);
     }
 
-    // Could what lies inside a whole file show that it is none?
+    // Whether this spot, inside a whole file, could prove that the file is not whole.
     bool MayUnmask(const Spot& spot, const Cover& whole) const {
         return IsCredulous(judgements_[whole.spot].finding.type) ||
                std::ranges::any_of(spots_.FindsAt(spot), [&](const Find& find) {
@@ -170,14 +170,14 @@ private:
         return std::ranges::any_of(validators_, [phase](const Validator* one) { return one->phase == phase; });
     }
 
-    // False if the observer stops it.
+    // False if the observer stopped it.
     bool Walk(Phase upTo) {
         if (upTo != Phase::Structure && !HasPhase(upTo)) {
             return true;
         }
         Cover whole;
         Cover open;
-        // Each time a file is unmasked as crossed, what it hid is looked at again.
+        // Each time a claim turns out wrong, what it hid is looked at again.
         std::int64_t stepsLeft = static_cast<std::int64_t>(spots_.Count()) * 64 + 0x10000;
         for (std::size_t i = 0; i < spots_.Count(); ++i, --stepsLeft) {
             const std::int64_t byte = ByteOf(std::clamp<std::int64_t>(spots_[i].sector, 0, medium_.SectorCount()));
@@ -211,7 +211,7 @@ private:
         return true;
     }
 
-    // Formats of the first phase are read from start to end; what offsets of the others claim need not be theirs.
+    // Formats of the first phase are read from start to end; offsets in the others may claim foreign bytes.
     bool IsFollowed(int validator) const {
         return validator != Nobody && validators_[static_cast<std::size_t>(validator)]->phase == Phase::Structure;
     }
@@ -223,7 +223,7 @@ private:
                 EndOf(spots_[index].sector, judgement->finding) > whole.end);
     }
 
-    // Inside a file whose structure was followed but has no declared end, what its own validator sees is a part of it,
+    // Inside a file whose structure was followed but has no declared end, what its own validator sees is part of it,
     // and only a whole file is a start that no scanner has reported.
     std::optional<Judgement> JudgeInside(std::size_t index, Phase upTo, const Cover& open) {
         const Spot& spot = spots_[index];
@@ -252,8 +252,8 @@ private:
 
     // ---- Text.
 
-    // Hands on, ascending, the sectors with which a text may begin and where nothing else was found; false if `take`
-    // wants no more.
+    // Calls `take` for the sectors at which a text may begin and nothing else was found, ascending; false if it
+    // stops the walk.
     template <class Take>
     bool ForEachTextStart(Take take) {
         std::size_t run = 0;
@@ -311,7 +311,7 @@ private:
     }
 
     // `spot` has finds; null where only a start was seen. Between clusters only a text that ends as it should is a file
-    // of its own, and inside another text one that ends behind that too.
+    // of its own, and inside another text one that ends after that too.
     void ReadText(std::int64_t sector, const Spot* spot, bool isOnGrid, Cover& text) {
         const bool isInside = text.Holds(ByteOf(sector));
         auto answer = witnesses_.Ask(sector, Phase::Text,
@@ -341,7 +341,7 @@ private:
 
     // ---- The outcomes.
 
-    // What is known of a find inside a whole file: what was found out by the way, or what the scanner says.
+    // What is known of a find inside a whole file: an earlier answer, or what the scanner says.
     Finding FindingInside(std::size_t index) {
         for (const Phase phase : {Phase::Structure, Phase::Bounded}) {
             const std::int32_t slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];

@@ -29,7 +29,7 @@ struct KnownFinding {
 class ValidateObserver {
 public:
     virtual ~ValidateObserver() = default;
-    /// The medium's bytes in front of `byte` are done with in this phase. True stops the run.
+    /// The medium's bytes before `byte` are done with in this phase. True stops the run.
     virtual bool OnPlace(Validator::Phase phase, std::int64_t byte) = 0;
     virtual void OnFinding(const KnownFinding& /*finding*/) {}
 };

@@ -7,16 +7,16 @@ namespace salvor {
 
 namespace {
 
-// Chunks are named by identifiers of 16 bytes, of which the first four spell a name. A size of 64 bits counts the
+// Chunks begin with a GUID, whose first four bytes spell a name, and a 64-bit size that counts the
 // header too.
 constexpr std::int64_t HeaderBytes = 24;
 constexpr std::int64_t FormBytes = 16;
-// The scanner looks at the first half alone.
+// The scanner compares only the first half.
 constexpr auto RiffStart = PatternOf("riff\x2E\x91\xCF\x11");
 constexpr auto RiffIdentifier = PatternOf("riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\0\0");
 constexpr auto WaveIdentifier = PatternOf("wave\xF3\xAC\xD3\x11\x8C\xD1\x00\xC0\x4F\x8E\xDB\x8A");
 
-// Behind the last chunk of those that lie one behind another from `from` on. Each begins at a multiple of `alignment`;
+// The end of the last of the chunks that follow each other from `from` on. Each begins at a multiple of `alignment`;
 // what is left of the last one's padding may be missing.
 std::int64_t EndOfChunks(Place& file, std::int64_t from, std::int64_t to, std::int64_t alignment) {
     while (from + HeaderBytes <= to && !file.IsExhausted()) {
@@ -42,7 +42,7 @@ Finding ValidateVegas(Place& file) {
     const std::int32_t type = isWave ? FileTypeIndex::Wav : FileTypeIndex::Veg;
     const char* const extension = isWave ? "w64" : "";
     if (size > static_cast<std::uint64_t>(file.Limit())) {
-        return {Verdict::Truncated, file.Limit(), type, extension, "it goes on behind the medium's end"};
+        return {Verdict::Truncated, file.Limit(), type, extension, "it goes on past the medium's end"};
     }
     const auto end = static_cast<std::int64_t>(size);
     std::int64_t farthest = 0;
@@ -54,7 +54,7 @@ Finding ValidateVegas(Place& file) {
         farthest = std::max(farthest, reached);
     }
     Finding finding = BrokenAt(file, farthest, end, type, "its chunks do not tile it");
-    // The outermost chunk's size is a better guess than the place where a chunk of a chunk breaks.
+    // The outermost chunk's size is a better guess than the place where an inner chunk breaks.
     finding.size = finding.verdict == Verdict::Damaged ? end : finding.size;
     finding.extension = extension;
     return finding;

@@ -16,14 +16,14 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// GIMP may compress the tile that it writes last: only its own end tells the file's.
+// GIMP may compress the last tile: the file ends where its compressed data do.
 std::optional<std::int64_t> EndOfCompressedTile(Place& file, const WalkedFile& walked) {
     const std::int64_t start = walked.size - walked.undecodedBytes;
     const auto tile = InflateAt(file, start, file.Limit(), DeflateFormat::Zlib, walked.undecodedBytes);
     return tile ? std::optional(start + tile->packedSize) : std::nullopt;
 }
 
-// The finding for a walk that the scanners make too. `unfinished` is the verdict where the walk came to no end that the
+// The finding for a walk that the scanners make too. `unfinished` is the verdict where the walk reached no end that the
 // file declares.
 Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int32_t type, Verdict unfinished) {
     if (!walked || walked->size <= 0) {
@@ -36,7 +36,7 @@ Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int
                          Verdict::Damaged, walked->size - walked->undecodedBytes, type, {}, "the last tile is wrong"};
     }
     if (walked->size > file.Limit()) {
-        return {Verdict::Truncated, file.Limit(), type, {}, "goes on behind the medium's end"};
+        return {Verdict::Truncated, file.Limit(), type, {}, "goes on past the medium's end"};
     }
     if (!walked->isComplete) {
         return {unfinished, walked->size, type, {}, "the structure leads no further"};
@@ -44,7 +44,7 @@ Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int
     return {Verdict::Whole, walked->size, type, {}, "the structure leads to its end"};
 }
 
-// One of the formats whose walks the scanners and the program share. The starts are for files below the sizes that
+// A format whose walk the scanners and the program share. The starts find files below the sizes that
 // scanners report.
 template <class Format, std::int32_t Type, auto& Starts, Verdict Unfinished = Verdict::Damaged>
 struct Walked {
@@ -61,7 +61,7 @@ struct Walked {
     }
 };
 
-// Some tools leave a line end behind the picture. It shows in front of the zeros that fill the sector.
+// Some tools leave a line end after the picture. It shows before the zeros that fill the sector.
 std::int64_t EndOfLineEnd(Place& file, std::int64_t end) {
     const std::int64_t left = (file.SectorSize() - end % file.SectorSize()) % file.SectorSize();
     const ByteSpan rest = left < 2 ? ByteSpan() : file.At(end, static_cast<std::size_t>(left));
@@ -77,7 +77,7 @@ Finding ValidateBmp(Place& file) {
     return finding;
 }
 
-// The codes of an image, which lie in blocks with their length in front. Enough pixels come of sound ones.
+// The codes of an image are in blocks that begin with their length. Intact codes give enough pixels.
 bool IsImageSound(ByteWindow& file, const GifPicture::Image& image) {
     constexpr unsigned mostSymbolBits = 11;
     if (image.symbolBits > mostSymbolBits) {
@@ -97,7 +97,7 @@ bool IsImageSound(ByteWindow& file, const GifPicture::Image& image) {
     return !codes.IsBroken() && codes.Count() >= image.pixels;
 }
 
-// A picture whose codes are sound and complete needs no trailer to be whole.
+// A picture whose codes are intact and complete is whole without a trailer too.
 Finding ValidateGif(Place& file) {
     bool isSound = true;
     const std::optional<WalkedFile> walked =
@@ -151,7 +151,7 @@ constexpr StartSignature XcfStarts[] = {{"gimp xcf "}};
 
 }  // namespace
 
-// Their walks are declared, with what they follow, where the scanners share them.
+// Their walks are in formats/, where the scanners share them.
 extern const Validator BmpValidator, CasioValidator, CurValidator, DwgValidator, EmfValidator, GifValidator,
     IccValidator, IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator, WmfValidator,
     XcfValidator;

@@ -15,12 +15,12 @@ using Phase = Validator::Phase;
 
 constexpr int Nobody = Judgement::Nobody;
 
-// What `Validator::begins` is shown.
+// How much `Validator::begins` is shown, in bytes.
 constexpr std::int64_t HeadBytes = 4096;
 
 constexpr const char* UnexaminedWhy = "size as the scanner reports it; finding out more would take too much reading";
 
-// What a validator whose reading was cut short leaves to the scanners.
+// The finding of a validator that used up its allowance; the scanners decide then.
 Finding Unexamined() {
     Finding finding;
     finding.verdict = Verdict::Open;
@@ -28,7 +28,7 @@ Finding Unexamined() {
     return finding;
 }
 
-// A finding that breaks the contract is none.
+// A finding that breaks the contract counts as none.
 Finding Checked(Finding finding, std::int64_t limit) {
     const bool isType = finding.type >= 0 && finding.type < FileTypeCount;
     if (IsFile(finding) && (!isType || finding.size <= 0 || finding.size > limit)) {
@@ -59,7 +59,7 @@ private:
     std::int64_t mostBytes_;
 };
 
-// Files do not share their bytes, but what is tried in vain does.
+// Files do not share bytes, but vain attempts read the same ones again.
 std::int64_t AllowanceOf(const Medium& medium, std::int64_t times) {
     constexpr std::int64_t least = std::int64_t{64} << 20;
     return least + std::min(medium.SizeInBytes(), std::numeric_limits<std::int64_t>::max() / 16) * times;
@@ -96,7 +96,7 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
     }
 }
 
-// What the validators of a phase say of a place, by the one that is believed most; nothing where none of them sees
+// The most trusted answer of a phase's validators for a place; nothing where none of them sees
 // its format begin. `exceptFor` is not asked.
 std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
     if (const auto known = known_.find(KeyOf(sector, phase)); known != known_.end()) {
@@ -153,7 +153,7 @@ int Witnesses::IndexOf(const std::string& name) const {
     return found == request_.validators.end() ? Nobody : static_cast<int>(found - request_.validators.begin());
 }
 
-// The size that a scanner finds without its own cap, where it has reached that one.
+// The size that a scanner finds without a cap, where it has reached its own.
 std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
     const std::int64_t cap = FileTypeCatalog[find.type].maxSize;
     if (cap <= 0 || find.size < cap || request_.caps.contains(find.type)) {
@@ -208,12 +208,12 @@ Finding Witnesses::ReportedFinding(const Find& find, const char* unexaminedWhy) 
     if (finding.size > limit) {
         finding.size = limit;
         finding.verdict = Verdict::Truncated;
-        finding.why = "it goes on behind the medium's end";
+        finding.why = "it goes on past the medium's end";
     }
     return finding;
 }
 
-// Of the finds that no validator judges, the one that is believed most.
+// The most trusted of the finds that no validator judges.
 std::optional<Judgement> Witnesses::Reported(const Spot& spot, const Judgement* answer, bool isUnexamined) {
     std::optional<Judgement> best;
     const bool judgesAll = answer != nullptr && answer->validator != Nobody &&

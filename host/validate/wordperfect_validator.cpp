@@ -15,7 +15,7 @@ Finding ValidateWordPerfect(Place& file) {
         return {};
     }
     if (walked->size > file.Limit()) {
-        return {Verdict::Truncated, file.Limit(), FileTypeIndex::Wpd, {}, "goes on behind the medium's end"};
+        return {Verdict::Truncated, file.Limit(), FileTypeIndex::Wpd, {}, "goes on past the medium's end"};
     }
     if (walked->isDeclared) {
         return {Verdict::Whole, walked->size, FileTypeIndex::Wpd, {}, "the size that its header says"};

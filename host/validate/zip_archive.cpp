@@ -16,7 +16,7 @@ using Central = ZipCentralHeader;
 constexpr std::size_t MostMembers = 1U << 20U;
 // How far data without a size, and the end record of an archive that broke, are looked for.
 constexpr std::int64_t LongestSearch = std::int64_t{64} << 20U;
-// What is unpacked of an archive at most, besides a share of its size: archives exist that unpack to anything.
+// How much of an archive is unpacked at most, besides a multiple of its size: some archives unpack without end.
 constexpr std::int64_t UnpackedBytes = std::int64_t{256} << 20U;
 constexpr std::int64_t UnpackedShare = 16;
 
@@ -26,7 +26,7 @@ constexpr std::uint16_t LongFieldId = 0x0001;
 std::uint16_t Word(ByteSpan bytes, std::size_t at) { return LoadLittle<std::uint16_t>(bytes, at); }
 std::uint32_t Long(ByteSpan bytes, std::size_t at) { return LoadLittle<std::uint32_t>(bytes, at); }
 
-// A size or an offset of 64 bits; those that no medium has become the largest.
+// A 64-bit size or offset; those that no medium has become the largest.
 std::int64_t Huge(ByteSpan bytes, std::size_t at) {
     constexpr std::uint64_t most = std::uint64_t{1} << 60U;
     return static_cast<std::int64_t>(std::min(LoadLittle<std::uint64_t>(bytes, at), most));
@@ -53,7 +53,7 @@ bool IsRecord(std::uint32_t signature) {
 }  // namespace
 
 ZipArchive::ZipArchive(ByteWindow& file) : file_(file), allowance_(UnpackedBytes) {
-    // The mark of an archive that was to be split, and needed not be.
+    // Begins an archive that was to be split but fitted into one part.
     constexpr std::uint32_t splitMark = 0x30304B50;
     const std::uint32_t first = ZipSignatureAt(file, 0);
     start_ = first == ZipSignature::DataDescriptor || first == splitMark ? 4 : 0;
@@ -110,7 +110,7 @@ std::optional<std::int64_t> ZipArchive::EndOfMember(std::int64_t start) {
     const ByteSpan extra = file_.At(name + static_cast<std::int64_t>(nameBytes), extraBytes);
     const ByteSpan longField = LongFieldOf(extra);
     const bool isLong = !longField.empty();
-    // In a local header both sizes stand there, the unpacked one first.
+    // A local header's field has both sizes, the unpacked one first.
     if (member.packedSize == InLongField && longField.size() >= 16) {
         member.packedSize = Huge(longField, 8);
     }
@@ -146,8 +146,8 @@ std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, cons
     return end ? end : EndOfDescribedZipData(file_, data, limit, !isLong);
 }
 
-// Behind the descriptor at `at`, whose signature may be missing and whose sizes have 32 or 64 bits; `at` if there is
-// none.
+// The end of the descriptor at `at`, whose signature may be missing and whose sizes have 32 or 64 bits; `at` if there
+// is none.
 std::int64_t ZipArchive::EndOfDescriptor(std::int64_t at, std::int64_t packedSize) {
     const std::int64_t crc = at + (ZipSignatureAt(file_, at) == ZipSignature::DataDescriptor ? 4 : 0);
     const ByteSpan sizes = file_.At(crc + 4, 8);
@@ -219,7 +219,7 @@ bool ZipArchive::TakeEntry(std::int64_t at) {
     const std::size_t extraBytes = Word(entry, Central::ExtraLength);
     const std::int64_t name = at + static_cast<std::int64_t>(Central::Bytes);
     ByteSpan longField = LongFieldOf(file_.At(name + static_cast<std::int64_t>(nameBytes), extraBytes));
-    // Only those stand there that do not fit.
+    // The field has only the numbers that did not fit.
     for (std::int64_t* const field : {&member.size, &member.packedSize, &member.offset}) {
         if (*field == InLongField && longField.size() >= 8) {
             *field = Huge(longField, 0);
@@ -230,7 +230,7 @@ bool ZipArchive::TakeEntry(std::int64_t at) {
     return true;
 }
 
-// The end record behind the directory, which must know where that begins.
+// The end record after the directory, which must give the directory's offset.
 bool ZipArchive::ReadEnd() {
     std::int64_t at = directoryEnd_;
     if (ZipSignatureAt(file_, at) == ZipSignature::LongEnd) {
@@ -278,12 +278,12 @@ std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
         offset = Huge(longEnd, ZipLongEnd::DirectoryOffset);
         size = Huge(longEnd, ZipLongEnd::DirectorySize);
     }
-    // A signature of the directory may count to it or not.
+    // The directory's size may or may not include its digital signature.
     const bool leadsHere = offset + size == end || (end == directoryEnd_ && offset + size == entriesEnd_);
     return leadsHere ? std::optional(offset) : std::nullopt;
 }
 
-// Behind bytes that are no record: the end record that leads to itself, counted from this start.
+// After bytes that are not a record: looks for the end record whose offsets fit this start.
 bool ZipArchive::FindEnd() {
     static constexpr BytePattern mark = BytePatternOf<"PK\5\6">();
     const std::int64_t limit = std::min(file_.Limit(), brokenAt_ + LongestSearch);
@@ -333,7 +333,7 @@ std::optional<std::int64_t> ZipArchive::DataOf(const ZipMember& member) {
     }
     const std::uint32_t crc = Long(header, Local::Crc);
     const bool hasDescriptor = (Word(header, Local::Flags) & ZipHasDescriptor) != 0;
-    // Left to the descriptor, or to the directory alone.
+    // The descriptor, or only the directory, has the sum.
     if (crc != member.crc && crc != 0 && !hasDescriptor) {
         return std::nullopt;
     }

@@ -30,11 +30,11 @@ public:
     ZipArchive(const ZipArchive&) = delete;
     ZipArchive& operator=(const ZipArchive&) = delete;
 
-    /// Behind the comment; nothing if no end record belongs to this start.
+    /// After the comment; nothing if no end record belongs to this start.
     std::optional<std::int64_t> End() const { return end_; }
     /// Where the comment begins, if there is an end.
     std::int64_t Comment() const { return comment_; }
-    /// Where the walk from header to header found no record, and the last local header in front of it.
+    /// Where the walk from header to header found no record, and the last local header before it.
     std::int64_t BrokenAt() const { return brokenAt_; }
     std::int64_t LastHeader() const { return lastHeader_; }
 

@@ -16,7 +16,7 @@ struct TextKind {
     PackageKind kind;
 };
 
-// The content of a first member "mimetype". Where one text begins another, the longer one stands first.
+// The content of a first member "mimetype". Where one text begins with another, the longer one comes first.
 constexpr TextKind MimeTypes[] = {
     {"application/vnd.oasis.opendocument.text-template", {Odt, "ott"}},
     {"application/vnd.oasis.opendocument.text-master", {Odt, "odm"}},
@@ -56,7 +56,7 @@ constexpr TextKind MimeTypes[] = {
     {"application/vnd.etsi.asic-s+zip", {Zip, "asics"}},
 };
 
-// What the list of content types calls the main part. Templates and shows differ from documents in this alone.
+// The main part's content type. Only this tells templates and slide shows from documents.
 constexpr TextKind MainParts[] = {
     {"vnd.openxmlformats-officedocument.wordprocessingml.template.main", {Docx, "dotx"}},
     {"vnd.ms-word.document.macroEnabled.main", {Docx, "docm"}},

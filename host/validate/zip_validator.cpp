@@ -14,7 +14,7 @@ using namespace std::string_view_literals;
 
 constexpr std::string_view EmptyArchive = "PK\5\6\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"sv;
 
-// Of the first member: a version and a method that exist, and a name.
+// For the first member: a version and a method that exist, and a name.
 bool IsLocalHeader(ByteSpan head) {
     if (head.size() <= ZipLocalHeader::Bytes || LoadLittle<std::uint32_t>(head, 0) != ZipSignature::LocalHeader) {
         return false;
@@ -44,7 +44,7 @@ Finding Validate(Place& file) {
     const PackageKind kind = archive.Kind();
     Finding finding;
     if (!archive.End()) {
-        // One header alone, with nothing behind it that belongs to it, may be anything's.
+        // A single header without anything that belongs to it proves nothing.
         const bool isAlone = archive.LastHeader() <= 4 && archive.BrokenAt() <= file.Limit();
         if (isAlone) {
             return {.why = "its first member leads nowhere"};
@@ -64,7 +64,7 @@ Finding Validate(Place& file) {
         finding.why = "another file begins in its comment";
     } else if (*archive.End() > file.Limit()) {
         finding.verdict = Verdict::Truncated;
-        finding.why = "its comment goes on behind the medium's end";
+        finding.why = "its comment goes on past the medium's end";
     } else if (!fault.empty()) {
         finding.verdict = Verdict::Damaged;
         finding.why = fault;
