@@ -40,9 +40,9 @@ ExitStatus RunInspect(const InspectCommand& command) {
             return ExitStatus::Stopped;
         }
         const char* extension = finding.extension.empty() && finding.type >= 0 ? FileTypeCatalog[finding.type].extension
-                                                                               : finding.extension.c_str();
+                                                                               : finding.extension.Text().c_str();
         Tell(fmt::format("{:<10} {:<5} {:<9} {} bytes: {}\n", validator->name, extension, VerdictName(finding.verdict),
-                         finding.size, Printable(finding.why)));
+                         finding.size, Printable(finding.why.Text())));
         isAny = true;
     }
     if (!isAny) {

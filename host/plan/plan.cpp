@@ -92,7 +92,7 @@ private:
              next != wholes_.end() && next->start < end; ++next) {
             if (!finding.isUnbroken || next->end > end) {
                 finding.size = next->start - start;
-                finding.why += "; it ends where a whole file begins";
+                finding.why = finding.why.Text() + "; it ends where a whole file begins";
                 return;
             }
         }

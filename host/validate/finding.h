@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "host/validate/phrase.h"
+
 namespace salvor {
 
 /// What became of a file.
@@ -33,9 +35,9 @@ struct Finding {
     /// Factory index of the type that fits the file best.
     std::int32_t type = -1;
     /// Without a dot; empty where the type's own is right.
-    std::string extension = {};
+    Phrase extension = {};
     /// One short phrase for people: "central directory ends at its comment".
-    std::string why = {};
+    Phrase why = {};
     /// Text that is most likely the rest of a file whose start lies elsewhere.
     bool beginsInMiddle = false;
     /// Of an `Open` file: its structure is beyond coincidence however short it is.

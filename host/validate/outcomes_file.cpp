@@ -3,7 +3,9 @@
 #include <FileTypeCatalog.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "host/files/sha256.h"
 #include "host/report/json_lines.h"
@@ -78,7 +80,7 @@ Finding FindingIn(const Json& record) {
         throw std::invalid_argument("no extension, or no size");
     }
     if (finding.type >= 0 && finding.extension == FileTypeCatalog[finding.type].extension) {
-        finding.extension.clear();
+        finding.extension = {};
     }
     finding.beginsInMiddle = record.value("begins_in_middle", false);
     finding.isUnbroken = record.value("unbroken", false);
@@ -132,6 +134,23 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
     } else {
         throw std::invalid_argument("no such record");
     }
+}
+
+// How the line of a finding begins.
+constexpr std::string_view FindingPrefix = R"({"record":"finding",)";
+
+// Its last line says that all outcomes are there, so that what was found out by the way is of no more use.
+bool EndsComplete(File& file) {
+    constexpr std::int64_t longestSummary = 4096;
+    const std::int64_t size = file.Size().value_or(0);
+    std::string end(static_cast<std::size_t>(std::min(size, longestSummary)), ' ');
+    if (!file.ReadAt(size - std::ssize(end), end.data(), end.size()) || !end.ends_with('\n')) {
+        return false;
+    }
+    end.pop_back();
+    const Json last = ParseJsonLine(end.substr(end.rfind('\n') + 1));
+    return last.is_object() && last.contains("record") && last["record"] == "summary" && last.contains("ended") &&
+           last["ended"] == "complete";
 }
 
 }  // namespace
@@ -213,7 +232,11 @@ std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
     } catch (const std::exception&) {
         return std::nullopt;
     }
+    const bool isComplete = EndsComplete(file);
     while (lines.Next(line)) {
+        if (isComplete && line.starts_with(FindingPrefix)) {
+            continue;
+        }
         try {
             if (lines.WasCut()) {
                 throw std::invalid_argument("a line that was cut");

@@ -127,7 +127,7 @@ TEST_P(FixturesOnAMedium, ComeOutAsTheyWere) {
             missing.erase(name);
         } else {
             wrong += fmt::format("{} of {}: {} of {}, {}: {}\n", name, bytes.size(), file.path, file.Size(),
-                                 VerdictName(file.finding.verdict), file.finding.why);
+                                 VerdictName(file.finding.verdict), file.finding.why.Text());
         }
     }
     EXPECT_EQ(missing, NotExact) << wrong;

@@ -100,7 +100,7 @@ protected:
         for (const Outcome& outcome : validation.outcomes) {
             const Finding& finding = outcome.finding;
             lines.push_back(finding.verdict == Verdict::NoFile
-                                ? fmt::format("{} no file: {}", outcome.startSector, finding.why)
+                                ? fmt::format("{} no file: {}", outcome.startSector, finding.why.Text())
                                 : fmt::format("{} {} {} {}", outcome.startSector, ExtensionOf(finding),
                                               VerdictName(finding.verdict), finding.size));
         }
@@ -220,7 +220,7 @@ TEST_F(ValidateFindsTest, TakesReportedSizesWhenNothingMoreMayBeRead) {
     Find(890, FileTypeIndex::Gif, 800);
     const Validation validation = Validate();
     EXPECT_EQ(Lines(validation), (Texts{"3 jpg open 700", "890 gif open 800"}));
-    EXPECT_NE(validation.outcomes[0].finding.why.find("too much reading"), std::string::npos);
+    EXPECT_NE(validation.outcomes[0].finding.why.Text().find("too much reading"), std::string::npos);
 }
 
 TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+namespace salvor {
+
+/// A short text that many findings have in common, in the room of a pointer: each is kept once, until the program ends.
+/// Any thread may make one.
+class Phrase {
+public:
+    Phrase() = default;
+    Phrase(const std::string& text);  // NOLINT(google-explicit-constructor)
+    Phrase(const char* text);         // NOLINT(google-explicit-constructor)
+
+    const std::string& Text() const;
+    operator const std::string&() const { return Text(); }  // NOLINT(google-explicit-constructor)
+    bool empty() const { return text_ == nullptr; }
+    bool operator==(const Phrase&) const = default;
+    friend std::ostream& operator<<(std::ostream& stream, const Phrase& phrase);
+
+private:
+    // Null for the empty text.
+    const std::string* text_ = nullptr;
+};
+
+}  // namespace salvor
