@@ -29,6 +29,14 @@ std::optional<Verdict> VerdictNamed(const std::string& name) {
     return verdict == all.end() ? std::nullopt : std::optional(*verdict);
 }
 
+Finding WithUnreadableBytes(Finding finding) {
+    if (finding.verdict == Verdict::Whole || finding.verdict == Verdict::Open) {
+        finding.verdict = Verdict::Damaged;
+        finding.why = "sectors inside it cannot be read";
+    }
+    return finding;
+}
+
 std::string ExtensionOf(const Finding& finding) {
     return finding.extension.empty() ? FileTypeCatalog[finding.type].extension : finding.extension;
 }
