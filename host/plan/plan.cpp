@@ -7,6 +7,7 @@
 #include <numeric>
 #include <optional>
 #include <tuple>
+#include <utility>
 
 #include "host/scan/scanners.h"
 
@@ -32,7 +33,7 @@ public:
                 wholes_.push_back({start, start + outcome.finding.size});
             }
         }
-        std::ranges::sort(wholes_);
+        std::ranges::sort(wholes_, {}, [](const Range& range) { return std::pair(range.start, range.end); });
         for (const Outcome& outcome : outcomes) {
             PlannedFile file = FileOf(outcome);
             if (const auto reason = Judge(outcome, file)) {
@@ -49,7 +50,6 @@ private:
     struct Range {
         std::int64_t start;
         std::int64_t end;
-        auto operator<=>(const Range&) const = default;
     };
 
     // Sectors outside the medium count as those next to it, so that no sum overflows 64 bits.

@@ -1,9 +1,9 @@
 #include "host/platform/stop_request.h"
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <string_view>
 
 namespace salvor {

@@ -266,8 +266,11 @@ private:
 
     // A FORM of odd length is padded itself, uncounted. Writers of RIFF files do not.
     void TakePadding() {
-        if (form_->type == FileTypeIndex::Aif && end_ % 2 != 0 && file_.From(end_).size() > 0 &&
-            file_.From(end_)[0] == 0) {
+        if (form_->type != FileTypeIndex::Aif || end_ % 2 == 0) {
+            return;
+        }
+        const ByteSpan behind = file_.From(end_);
+        if (!behind.empty() && behind[0] == 0) {
             ++end_;
         }
     }
