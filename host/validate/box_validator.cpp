@@ -258,13 +258,13 @@ private:
         return foundEnd_ != 0;
     }
 
-    Finding Say(Verdict verdict, std::int64_t size, std::string why) const {
+    Finding Say(Verdict verdict, std::int64_t size, const std::string& why) const {
         if (!hasFileType_ && !IsComplete()) {
             return {};
         }
         const bool isSoundOnly = movie_ && movie_->hasSoundTrack && !movie_->hasOtherTrack;
         const Kind kind = hasFileType_ ? KindOf(brands_, isSoundOnly) : Kind{FileTypeIndex::Mov};
-        return {verdict, size, kind.type, kind.extension, std::move(why)};
+        return {verdict, size, kind.type, kind.extension, why};
     }
 
     // For a box without a size whose end was not found.

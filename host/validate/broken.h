@@ -11,7 +11,7 @@ namespace salvor {
 /// The finding for a structure that is right up to `rightUpTo` and should reach `wanted` or beyond: truncated if the
 /// medium's end or the start of another file is in the way, else damaged. Offsets from the place's start.
 inline Finding BrokenAt(const Place& file, std::int64_t rightUpTo, std::int64_t wanted, std::int32_t type,
-                        std::string why) {
+                        const std::string& why) {
     rightUpTo = std::clamp<std::int64_t>(rightUpTo, 0, file.Limit());
     if (wanted > file.Limit()) {
         return {Verdict::Truncated, file.Limit(), type, {}, why + ": goes on past the medium's end"};
@@ -20,7 +20,7 @@ inline Finding BrokenAt(const Place& file, std::int64_t rightUpTo, std::int64_t 
     if (next < wanted) {
         return {Verdict::Truncated, next, type, {}, why + ": another file begins there"};
     }
-    return {Verdict::Damaged, rightUpTo, type, {}, std::move(why)};
+    return {Verdict::Damaged, rightUpTo, type, {}, why};
 }
 
 }  // namespace salvor

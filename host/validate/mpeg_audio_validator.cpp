@@ -314,13 +314,13 @@ private:
         return finding;
     }
 
-    Finding Say(Verdict verdict, std::string why) const {
+    Finding Say(Verdict verdict, const std::string& why) const {
         const char* extension = "aac";
         if constexpr (IsLayered) {
             const std::uint32_t layer = MpegAudioHeader{steady_}.LayerCode();
             extension = layer == MpegAudioHeader::LayerIII ? "" : layer == MpegAudioHeader::LayerII ? "mp2" : "mp1";
         }
-        return {verdict, end_, FileTypeIndex::Mp3, extension, std::move(why)};
+        return {verdict, end_, FileTypeIndex::Mp3, extension, why};
     }
 
     static constexpr std::int64_t LongestTagGap = 1440;

@@ -172,8 +172,8 @@ private:
         return false;
     }
 
-    Finding Say(Verdict verdict, std::int64_t size, std::string why) const {
-        return {verdict, size, FileTypeIndex::Vob, hasNavigation_ ? "" : "mpg", std::move(why)};
+    Finding Say(Verdict verdict, std::int64_t size, const std::string& why) const {
+        return {verdict, size, FileTypeIndex::Vob, hasNavigation_ ? "" : "mpg", why};
     }
 
     Place& file_;

@@ -174,8 +174,8 @@ private:
         }
     }
 
-    Finding Say(Verdict verdict, std::int64_t size, std::string why) const {
-        return {verdict, size, FileTypeIndex::Mts, layout_.extension, std::move(why)};
+    Finding Say(Verdict verdict, std::int64_t size, const std::string& why) const {
+        return {verdict, size, FileTypeIndex::Mts, layout_.extension, why};
     }
 
     Place& file_;

@@ -90,7 +90,7 @@ private:
             slot = NoAnswer;
             if (auto answer = witnesses_.Ask(spots_[index].sector, phase, witnesses_.AllowanceOfAFile(), exceptFor)) {
                 slot = static_cast<std::int32_t>(answers_.size());
-                answers_.push_back(*std::move(answer));
+                answers_.push_back(*answer);
             }
         }
         return slot == NoAnswer ? nullptr : &answers_[static_cast<std::size_t>(slot)];
@@ -121,7 +121,7 @@ private:
         if (spot.findCount > 0 && !(best && best->finding.verdict == Verdict::Whole)) {
             auto reported = witnesses_.Reported(spot, best ? &*best : nullptr, isUnexamined);
             if (reported && (!best || reported->finding.verdict < best->finding.verdict)) {
-                best = std::move(reported);
+                best = reported;
             }
         }
         if (!best || (spot.findCount == 0 && !CountsAsStart(best->finding))) {
@@ -142,7 +142,7 @@ private:
             return;
         }
         if (HoldsUnreadable(spot.sector, finding.size)) {
-            finding = WithUnreadableBytes(std::move(finding));
+            finding = WithUnreadableBytes(finding);
         } else if (spot.isCrossed && finding.verdict == Verdict::Whole) {
             finding.verdict = Verdict::Damaged;
             finding.why = IsCredulous(finding.type) ? "another whole file begins inside it"
@@ -205,7 +205,7 @@ private:
             } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end) {
                 open = {end, i, spots_[i].sector, judgement->validator};
             }
-            judgements_[i] = *std::move(judgement);
+            judgements_[i] = *judgement;
         }
         NoteWholes();
         return true;
@@ -336,7 +336,7 @@ private:
             text = {EndOf(sector, answer->finding), 0, sector, answer->validator};
         }
         texts_.push_back({sector, {}, {}});
-        texts_.back().finding = std::move(answer->finding);
+        texts_.back().finding = answer->finding;
     }
 
     // ---- The outcomes.
@@ -374,9 +374,9 @@ private:
             Outcome outcome;
             outcome.startSector = spot.sector;
             if (text < texts_.size() && texts_[text].startSector == spot.sector) {
-                outcome.finding = std::move(texts_[text++].finding);
+                outcome.finding = texts_[text++].finding;
             } else if (states_[i] == State::Judged) {
-                outcome.finding = std::move(judgements_[i].finding);
+                outcome.finding = judgements_[i].finding;
             } else if (states_[i] == State::Inside) {
                 outcome.finding = FindingInside(i);
             } else {

@@ -71,9 +71,9 @@ std::uint64_t KeyOf(std::int64_t sector, Phase phase) {
 
 }  // namespace
 
-Finding NoFileBecause(std::string why) {
+Finding NoFileBecause(const std::string& why) {
     Finding finding;
-    finding.why = std::move(why);
+    finding.why = why;
     return finding;
 }
 
@@ -142,7 +142,7 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
             finding = Unexamined();
         }
         if (!best || finding.verdict < best->finding.verdict) {
-            best = Judgement{std::move(finding), static_cast<int>(i)};
+            best = Judgement{finding, static_cast<int>(i)};
         }
     }
     return best;
@@ -227,7 +227,7 @@ std::optional<Judgement> Witnesses::Reported(const Spot& spot, const Judgement* 
             return std::tuple(one.verdict, GeneralityOf(one.type), one.type);
         };
         if (!best || order(finding) < order(best->finding)) {
-            best = Judgement{std::move(finding), Nobody};
+            best = Judgement{finding, Nobody};
         }
     }
     return best;

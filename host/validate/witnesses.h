@@ -23,7 +23,7 @@ struct Judgement {
 };
 
 inline bool IsFile(const Finding& finding) { return finding.verdict != Verdict::NoFile; }
-Finding NoFileBecause(std::string why);
+Finding NoFileBecause(const std::string& why);
 /// Did a validator have to stop before it knew, since it had read all that it may?
 inline bool IsUnexamined(const Finding& finding) { return IsFile(finding) && finding.type < 0; }
 
