@@ -57,7 +57,7 @@ struct Stretch {
 class TypeMerge {
 public:
     TypeMerge(const ScanGrid& grid, std::int32_t type, std::vector<const TypeScan*> scans)
-        : grid_(grid), type_(type), scans_(std::move(scans)) {
+        : grid_(grid), type_(type), nothing_{.type = type, .blocks = {0, 0}}, scans_(std::move(scans)) {
         std::ranges::sort(scans_, {}, [](const TypeScan* scan) { return scan->blocks.first; });
     }
 
@@ -77,8 +77,7 @@ public:
 private:
     // From scan to scan to the end of the range; gives what is needed to get further.
     std::optional<MissingScan> FollowScans() {
-        const TypeScan nothing{.type = type_, .blocks = {0, 0}};
-        const TypeScan* held = &nothing;
+        const TypeScan* held = &nothing_;
         std::int64_t at = 0;
         while (held->blocks.end < grid_.BlockCount()) {
             const auto [next, border] = NextScan(*held, at);
@@ -199,6 +198,8 @@ private:
 
     const ScanGrid& grid_;
     std::int32_t type_;
+    // What is held in front of the first scan.
+    TypeScan nothing_;
     // By first block.
     std::vector<const TypeScan*> scans_;
     std::size_t firstUseful_ = 0;
