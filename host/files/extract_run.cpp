@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <limits>
 #include <optional>
 
 #include "host/app/progress.h"
@@ -32,6 +33,21 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
     if (!space) {
         return true;
     }
+    // For type folders and reports.
+    constexpr std::int64_t otherEntries = 256;
+    const std::int64_t room = space->bytes - std::ssize(plan.passedOver) * SkippedLineBytes;
+    const std::int64_t entries = space->entries.value_or(std::numeric_limits<std::int64_t>::max()) - otherEntries;
+    const auto blocksOf = [&](const PlannedFile& file) {
+        return (file.Size() + space->blockBytes - 1) / space->blockBytes * space->blockBytes;
+    };
+    std::int64_t wanted = std::ssize(plan.files) * FileLineBytes;
+    for (const PlannedFile& file : plan.files) {
+        wanted = AddSizes(wanted, blocksOf(file));
+    }
+    // What an earlier run wrote is looked for only where it matters.
+    if (wanted <= room && std::ssize(plan.files) <= entries) {
+        return true;
+    }
     const std::size_t planned = plan.files.size();
     const auto isThere = [&folder](const PlannedFile& file) {
         const fs::path path(file.path);
@@ -39,17 +55,9 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
         return parent.IsOpen() && parent.SizeOf(path.filename().string()) == file.Size();
     };
     // A file whose bytes turn out to be others is written beside the one that is there.
-    const auto bytesOf = [&](const PlannedFile& file) {
-        const std::int64_t blocks = (file.Size() + space->blockBytes - 1) / space->blockBytes;
-        return FileLineBytes + (isThere(file) ? 0 : blocks * space->blockBytes);
-    };
-    KeepBest(plan, space->bytes - std::ssize(plan.passedOver) * SkippedLineBytes, NotWanted::NoRoom, bytesOf);
-    if (space->entries) {
-        // For type folders and reports.
-        constexpr std::int64_t otherEntries = 256;
-        KeepBest(plan, *space->entries - otherEntries, NotWanted::NoRoom,
-                 [&](const PlannedFile& file) { return isThere(file) ? 0 : 1; });
-    }
+    KeepBest(plan, room, NotWanted::NoRoom,
+             [&](const PlannedFile& file) { return FileLineBytes + (isThere(file) ? 0 : blocksOf(file)); });
+    KeepBest(plan, entries, NotWanted::NoRoom, [&](const PlannedFile& file) { return isThere(file) ? 0 : 1; });
     return plan.files.size() == planned;
 }
 

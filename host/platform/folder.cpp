@@ -60,6 +60,9 @@ Folder Folder::Below(const fs::path& below, bool make) const {
             return {FileDescriptor(), path_ / below};
         }
         at = OpenFolderAt(at.Get(), name.c_str(), O_NOFOLLOW);
+        if (!at.IsOpen()) {
+            break;
+        }
     }
     return {std::move(at), path_ / below};
 }
