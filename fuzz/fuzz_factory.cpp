@@ -32,7 +32,7 @@ constexpr std::int64_t ReadBudget = std::int64_t{32} << 20;
 constexpr std::size_t OutsidePeriod = 64;
 
 constexpr std::int64_t Last = std::numeric_limits<std::int64_t>::max();
-// A sector that lies far from all media.
+// A sector of zeros that lies far from all media.
 constexpr std::int64_t InNoMedium = std::numeric_limits<std::int64_t>::min() / 2;
 
 std::int32_t SectorSizeOf(ByteSpan header) {
@@ -217,8 +217,10 @@ std::vector<Find> ScanMedium(const Plan& plan, const std::vector<Scanner>& scann
     CheckingSink sink(plan, medium.SectorCount());
     // Archives that wait for an end mark outlive a scan; their starts lie in another medium.
     SharedEngine<KZipFileSearcher>().EndScan();
-    // An engine whose last block had the same first sector would serve that block's finds again.
-    const SectorBlock nothing{InNoMedium, nullptr, 0, plan.sectorSize, nullptr};
+    // An engine whose last block had the same first sector would serve that block's finds again. A block of no sector
+    // would not do: it leaves an engine as it is.
+    const std::vector<std::uint8_t> zeros(static_cast<std::size_t>(plan.sectorSize));
+    const SectorBlock nothing{InNoMedium, zeros.data(), 1, plan.sectorSize, nullptr};
     for (const Scanner& scanner : scanners) {
         scanner.type->ScanBlock(&nothing, &sink);
         scanner.type->BeginScan();

@@ -1,4 +1,4 @@
-#include "host/app/commands.h"
+#include "host/app/command.h"
 #include "host/platform/process.h"
 
 int main(int argc, char** argv) {

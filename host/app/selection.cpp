@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "host/say/failure.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

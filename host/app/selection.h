@@ -1,12 +1,26 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
-#include "host/app/commands.h"
 #include "host/plan/plan.h"
 
 namespace salvor {
+
+/// Which finds to write as files, as the person gave it. `types` and `exclude` bound a scan too.
+struct FilterOptions {
+    std::vector<std::string> types;
+    std::vector<std::string> exclude;
+    std::vector<std::string> minSize;
+    std::vector<std::string> maxSize;
+    /// Names of verdicts.
+    std::vector<std::string> only;
+    bool noText = false;
+    bool withEmbedded = false;
+    bool all = false;
+    bool asReported = false;
+};
 
 /// The types that the words of `--types` and `--exclude` leave, ascending. Throws `Failure` (usage) for a word that
 /// names nothing and for a selection without a type.

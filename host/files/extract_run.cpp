@@ -7,11 +7,11 @@
 #include <limits>
 #include <optional>
 
-#include "host/app/progress.h"
-#include "host/app/say.h"
 #include "host/files/write_files.h"
 #include "host/platform/stop_request.h"
 #include "host/report/folder_report.h"
+#include "host/say/progress.h"
+#include "host/say/say.h"
 
 namespace salvor {
 

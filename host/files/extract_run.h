@@ -1,12 +1,14 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
-#include "host/app/commands.h"
 #include "host/files/out_folder.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
+#include "host/say/failure.h"
 
 namespace salvor {
 

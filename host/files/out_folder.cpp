@@ -5,11 +5,11 @@
 #include <system_error>
 #include <utility>
 
-#include "host/app/failure.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
+#include "host/say/failure.h"
 
 namespace salvor {
 

@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 
-#include "host/app/failure.h"
 #include "host/medium/medium_source.h"
+#include "host/say/failure.h"
 
 namespace salvor {
 

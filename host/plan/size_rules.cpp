@@ -8,7 +8,7 @@
 #include <limits>
 #include <string_view>
 
-#include "host/app/failure.h"
+#include "host/say/failure.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

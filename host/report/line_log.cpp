@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/app/failure.h"
+#include "host/say/failure.h"
 
 namespace salvor {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "host/app/failure.h"
 #include "host/files/file_writer.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
 #include "host/report/json_lines.h"
+#include "host/say/failure.h"
 
 namespace salvor {
 

@@ -6,8 +6,8 @@
 #include <functional>
 #include <utility>
 
-#include "host/app/failure.h"
 #include "host/report/json_lines.h"
+#include "host/say/failure.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

@@ -7,10 +7,11 @@
 #include <filesystem>
 #include <optional>
 
-#include "host/app/progress.h"
-#include "host/app/say.h"
 #include "host/plan/size_rules.h"
 #include "host/platform/stop_request.h"
+#include "host/say/failure.h"
+#include "host/say/progress.h"
+#include "host/say/say.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

@@ -1,13 +1,28 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "host/app/commands.h"
 #include "host/medium/medium.h"
 #include "host/scan/journal.h"
 
 namespace salvor {
+
+/// Where and how to look for files, as the person gave it.
+struct ScanOptions {
+    std::string image;
+    std::string sectorSize = "512";
+    std::string blockSize = "1M";
+    /// In sectors; an empty length goes to the medium's end.
+    std::string start = "0";
+    std::string length;
+    /// Leave the insides of bad stretches alone.
+    bool skipBad = false;
+    /// Words such as "png=50M".
+    std::vector<std::string> caps;
+};
 
 /// A scan as understood: checked against the image and the library.
 struct PreparedScan {

@@ -6,8 +6,8 @@
 #include <chrono>
 #include <filesystem>
 
-#include "host/app/progress.h"
 #include "host/platform/stop_request.h"
+#include "host/say/progress.h"
 #include "host/validate/outcomes_file.h"
 
 namespace salvor {

@@ -15,9 +15,9 @@ endforeach()
 set(uses_frame/registry "${uses_containers}|${families}")
 # The program's rooms may include each other; of the library they know the contract, bytes and formats. Planning is pure:
 # it sees no medium and no file. The platform room knows nobody, and nobody else knows the system.
-set(host_rooms "host/app|host/medium|host/scan|host/validate|host/plan|host/files|host/report|host/platform")
+set(host_rooms "host/app|host/say|host/medium|host/scan|host/validate|host/plan|host/files|host/report|host/platform")
 set(uses_host "${host_rooms}|frame/contract|frame/bytes|formats")
-set(uses_host/plan "host/scan|host/validate|host/app|frame/contract")
+set(uses_host/plan "host/scan|host/validate|host/say|frame/contract")
 set(uses_host/platform "")
 # Headers that the program's other rooms take from elsewhere. Those of the language have no suffix and no folder, and a
 # few of them show what differs between systems: error numbers, signals, files that open as text.

@@ -11,8 +11,8 @@
 #include <map>
 #include <set>
 
-#include "host/app/say.h"
 #include "host/platform/folder.h"
+#include "host/say/say.h"
 #include "host/validate/crc32.h"
 #include "tests/host/TestFiles.h"
 #include "tests/support/Numbers.h"

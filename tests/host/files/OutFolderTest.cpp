@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>
 
-#include "host/app/failure.h"
 #include "host/platform/same_disk.h"
+#include "host/say/failure.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {

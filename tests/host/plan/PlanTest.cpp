@@ -5,7 +5,7 @@
 
 #include <limits>
 
-#include "host/app/failure.h"
+#include "host/say/failure.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

@@ -3,7 +3,7 @@
 #include <FileTypeCatalog.h>
 #include <gtest/gtest.h>
 
-#include "host/app/failure.h"
+#include "host/say/failure.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {

@@ -1,4 +1,4 @@
-#include "host/app/progress.h"
+#include "host/say/progress.h"
 
 #include <fmt/format.h>
 

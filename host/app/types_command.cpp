@@ -2,11 +2,15 @@
 #include <FileTypeNotes.h>
 #include <fmt/format.h>
 
-#include <string_view>
+#include <CLI/CLI.hpp>
 
-#include "host/app/commands.h"
-#include "host/app/say.h"
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "host/app/command.h"
 #include "host/plan/size_rules.h"
+#include "host/say/say.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {
@@ -76,8 +80,6 @@ std::string Explain(std::int32_t type) {
            Paragraph("Source", notes.source);
 }
 
-}  // namespace
-
 ExitStatus RunTypes(const std::vector<std::string>& words) {
     std::string text = words.empty() ? Table() : "";
     for (const std::string& word : words) {
@@ -91,6 +93,19 @@ ExitStatus RunTypes(const std::vector<std::string>& words) {
     }
     Tell(text);
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+Command AddTypesCommand(CLI::App& program) {
+    const auto words = std::make_shared<std::vector<std::string>>();
+    CLI::App* const line =
+        program.add_subcommand("types", "List the types of files that can be found, or explain some");
+    line->add_option("TYPE", *words, "Types to explain: extensions or indices");
+    line->footer("Example: salvor types jpg pdf");
+    return {line, [words] {
+                return RunTypes(*words);
+            }};
 }
 
 }  // namespace salvor

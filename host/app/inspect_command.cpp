@@ -2,14 +2,25 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
-#include "host/app/commands.h"
-#include "host/app/say.h"
+#include "host/app/command.h"
+#include "host/app/options.h"
+#include "host/say/say.h"
 #include "host/scan/scan_run.h"
 #include "host/validate/validator.h"
 
 namespace salvor {
+
+namespace {
+
+struct InspectCommand {
+    std::string image;
+    std::string sectorSize = "512";
+    /// Counted from 0.
+    std::string sector = "0";
+};
 
 ExitStatus RunInspect(const InspectCommand& command) {
     ScanOptions options;
@@ -49,6 +60,21 @@ ExitStatus RunInspect(const InspectCommand& command) {
         Tell(fmt::format("no file that a validator knows begins at sector {}\n", sector));
     }
     return isAny ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+}  // namespace
+
+Command AddInspectCommand(CLI::App& program) {
+    const auto command = std::make_shared<InspectCommand>();
+    CLI::App* const line =
+        program.add_subcommand("inspect", "Say what file begins at a sector, and whether it is whole");
+    line->add_option("IMAGE", command->image, "Raw image file or block device, or a single file")->required();
+    line->add_option("--sector", command->sector, "Where it begins, counted from 0")->capture_default_str();
+    line->add_option("--sector-size", command->sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
+    line->footer("Example: salvor inspect card.img --sector 2048");
+    return {line, [command] {
+                return RunInspect(*command);
+            }};
 }
 
 }  // namespace salvor

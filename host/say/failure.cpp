@@ -1,4 +1,4 @@
-#include "host/app/failure.h"
+#include "host/say/failure.h"
 
 #include <system_error>
 

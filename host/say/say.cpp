@@ -1,4 +1,4 @@
-#include "host/app/say.h"
+#include "host/say/say.h"
 
 #include <algorithm>
 #include <cstddef>

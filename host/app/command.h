@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+
+#include "host/say/failure.h"
+
+namespace CLI {
+class App;
+}
+
+namespace salvor {
+
+/// A command as it stands on the program's command line.
+struct Command {
+    CLI::App* line;
+    /// Does what the parsed line asks for; throws `Failure` for what ends it at once.
+    std::function<ExitStatus()> run;
+};
+
+// Each adds its command with all options and help to the program's line.
+Command AddScanCommand(CLI::App& program);
+Command AddValidateCommand(CLI::App& program);
+Command AddExtractCommand(CLI::App& program);
+Command AddRecoverCommand(CLI::App& program);
+Command AddInspectCommand(CLI::App& program);
+Command AddTypesCommand(CLI::App& program);
+
+/// Parses the command line and runs what it names; the program's exit status. Failures are one line on stderr.
+int RunCommandLine(int argc, const char* const* argv);
+
+}  // namespace salvor

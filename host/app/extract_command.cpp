@@ -1,0 +1,59 @@
+#include <algorithm>
+#include <memory>
+
+#include "host/app/command.h"
+#include "host/app/finds_use.h"
+#include "host/app/options.h"
+
+namespace salvor {
+
+namespace {
+
+struct ExtractCommand {
+    std::string finds;
+    /// Instead of the image that the finds name; empty for that one.
+    std::string image;
+    FilterOptions filter;
+    std::string out;
+    /// Leave the insides of bad stretches alone.
+    bool skipBad = false;
+    bool overwrite = false;
+    bool quiet = false;
+};
+
+ExitStatus RunExtract(const ExtractCommand& command) {
+    PlanFilter filter = MakeFilter(command.filter);
+    FindsUse finds(command.finds, command.image, command.skipBad);
+    const JournalHeader& header = finds.journal.header;
+    // The validators see files of types that the scan was not asked for.
+    std::erase_if(filter.types,
+                  [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
+    const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.image, command.finds},
+                                           command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
+    const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps};
+    const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, out, command.quiet);
+    // Of files that the finds do not name nobody knows.
+    return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
+}
+
+}  // namespace
+
+Command AddExtractCommand(CLI::App& program) {
+    const auto command = std::make_shared<ExtractCommand>();
+    CLI::App* const line = program.add_subcommand("extract", "Write the files that a scan has found");
+    AddFinds(*line, command->finds, command->image);
+    AddTypeOptions(*line, command->filter);
+    AddSizeOptions(*line, command->filter);
+    AddVerdictOptions(*line, command->filter);
+    AddOutOptions(*line, "new, empty, or of an earlier run on the image", command->out, command->overwrite);
+    AddSkipBad(*line, command->skipBad);
+    AddQuiet(*line, command->quiet);
+    line->footer(
+        "A second run into the same folder completes what is missing.\n"
+        "Example: salvor extract card.finds --out photos --min-size jpg=100K");
+    return {line, [command] {
+                return RunExtract(*command);
+            }};
+}
+
+}  // namespace salvor

@@ -1,0 +1,89 @@
+#include "host/app/finds_use.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/platform/same_disk.h"
+#include "host/platform/stop_request.h"
+#include "host/say/say.h"
+#include "host/validate/outcomes_file.h"
+#include "host/validate/validate_run.h"
+
+namespace salvor {
+
+FindsUse::FindsUse(const std::string& path, const std::string& otherImage, bool skipBad)
+    : journal(ReadJournal(FilePlace(path))),
+      image(otherImage.empty() ? journal.header.imagePath : otherImage),
+      medium(OpenImage(image), journal.header.sectorSize, {skipBad, StopRequested}) {
+    SayIfResized();
+    if (otherImage.empty()) {
+        medium.NoteUnreadable(journal.seen.unreadable);
+    } else {
+        // A copy may hold what the first medium did not give.
+        journal.seen.unreadable.clear();
+    }
+    if (journal.damagedLines > 0) {
+        Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, path);
+    }
+    if (!journal.complete) {
+        Say("the scan behind '{}' did not end; its {} finds are used", path, journal.seen.finds.size());
+    }
+}
+
+bool FindsUse::IsWhole() const {
+    return journal.complete && journal.damagedLines == 0 && medium.SizeInBytes() >= journal.header.imageSize;
+}
+
+void FindsUse::SayIfResized() const {
+    const std::int64_t then = journal.header.imageSize;
+    if (medium.SizeInBytes() > then) {
+        Say("the image '{}' has grown from {} to {} bytes since the scan; scan again to find what begins in the "
+            "new "
+            "part",
+            image, then, medium.SizeInBytes());
+    } else if (medium.SizeInBytes() < journal.header.imageSize) {
+        const auto isThere = [this](const Find& find) {
+            return find.startSector < medium.SectorCount();
+        };
+        Say("the image '{}' has {} bytes, but had {} when it was scanned: {} of {} finds begin in what is there; "
+            "if "
+            "it is another image, name the right one with --image",
+            image, medium.SizeInBytes(), then, std::ranges::count_if(journal.seen.finds, isThere),
+            journal.seen.finds.size());
+    }
+}
+
+JobIdentity JobOf(const JournalHeader& header) { return {header.imagePath, header.imageSize, header.sectorSize}; }
+
+void RequireOwnFile(const char* option, const std::string& path, const std::string& image) {
+    if (IsSameFile(path, image)) {
+        throw Failure(ExitStatus::Usage, fmt::format("{} names the image itself, which is never written to", option));
+    }
+    if (std::filesystem::is_block_file(path)) {
+        throw Failure(ExitStatus::Usage, fmt::format("{} names a block device; name a file", option));
+    }
+    RefuseSameDevice(path, image);
+}
+
+ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, const PlanFilter& filter,
+                       const OutFolder& out, bool quiet) {
+    Validation validation;
+    if (filter.asReported) {
+        validation = {ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}, filter.types), true};
+    } else {
+        // Nobody named it, so no link leads to it and no pipe is waited for.
+        const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
+        const Folder folder = Folder::Open(beside.parent_path());
+        validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"},
+                                      FilePlace(folder, beside.filename().string()), quiet);
+    }
+    if (!validation.complete || StopRequested()) {
+        Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
+            ShellWord(out.folder.Path().string()));
+    }
+    return ExtractFiles(medium, validation.outcomes, origin, filter, out, quiet);
+}
+
+}  // namespace salvor

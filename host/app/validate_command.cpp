@@ -1,0 +1,73 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <memory>
+
+#include "host/app/command.h"
+#include "host/app/finds_use.h"
+#include "host/app/options.h"
+#include "host/platform/process.h"
+#include "host/platform/same_disk.h"
+#include "host/say/say.h"
+#include "host/validate/outcomes_file.h"
+#include "host/validate/validate_run.h"
+
+namespace salvor {
+
+namespace {
+
+struct ValidateCommand {
+    std::string finds;
+    /// Instead of the image that the finds name; empty for that one.
+    std::string image;
+    /// Empty for a file beside the finds.
+    std::string out;
+    /// Leave the insides of bad stretches alone.
+    bool skipBad = false;
+    bool quiet = false;
+};
+
+ExitStatus RunValidate(const ValidateCommand& command) {
+    FindsUse finds(command.finds, command.image, command.skipBad);
+    const std::string out = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
+    RequireOwnFile("--out", out, finds.image);
+    if (IsSameFile(out, command.finds)) {
+        throw Failure(ExitStatus::Usage, "--out names the finds file itself");
+    }
+    if (HoldsBytes(out) && !ReadOutcomes(FilePlace(out))) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
+    }
+    GiveUpRootRights(Folder::Open(std::filesystem::absolute(out).parent_path()), false);
+    const Validation validation = ValidateWithFile(finds.medium, finds.journal.seen, finds.journal.header.caps,
+                                                   FilePlace(out), {}, command.quiet);
+    if (!validation.complete) {
+        Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
+        return ExitStatus::Stopped;
+    }
+    if (!command.quiet) {
+        Tell(OutcomesTable(validation));
+    }
+    const bool isLossless = finds.IsWhole() && finds.medium.Unreadable().SectorCount() == 0;
+    return isLossless ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+}  // namespace
+
+Command AddValidateCommand(CLI::App& program) {
+    const auto command = std::make_shared<ValidateCommand>();
+    CLI::App* const line = program.add_subcommand(
+        "validate", "Find out what the files of a scan are, where they end and whether they are whole");
+    AddFinds(*line, command->finds, command->image);
+    line->add_option("--out", command->out, "File for the outcomes; beside the finds if not given");
+    AddSkipBad(*line, command->skipBad);
+    AddQuiet(*line, command->quiet);
+    line->footer(
+        "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"
+        "Example: salvor validate card.finds");
+    return {line, [command] {
+                return RunValidate(*command);
+            }};
+}
+
+}  // namespace salvor
