@@ -11,8 +11,6 @@ namespace salvor {
 
 namespace {
 
-constexpr const char* Name = "report.jsonl";
-
 // Throws for a record that was not written by `FileRecord`.
 bool IsThere(const Folder& folder, const Json& record) {
     FolderCounts().Add(record);
@@ -23,7 +21,7 @@ bool IsThere(const Folder& folder, const Json& record) {
 
 }  // namespace
 
-FolderReport::FolderReport(const Folder& folder, bool anew) : folder_(folder), lines_(folder, Name) {
+FolderReport::FolderReport(const Folder& folder, bool anew) : folder_(folder), lines_(folder, ReportName) {
     if (!anew) {
         TakeOver();
     }
@@ -31,7 +29,7 @@ FolderReport::FolderReport(const Folder& folder, bool anew) : folder_(folder), l
 }
 
 void FolderReport::TakeOver() {
-    File before = folder_.Read(Name);
+    File before = folder_.Read(ReportName);
     if (!before.IsOpen()) {
         return;
     }
@@ -72,7 +70,7 @@ void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>
     bool isWritten = false;
     if (!isInOrder) {
         try {
-            LineFile ordered(folder_, Name);
+            LineFile ordered(folder_, ReportName);
             for (const Line& line : index_) {
                 ordered.Add(Text(line));
             }
@@ -81,7 +79,7 @@ void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>
             isWritten = true;
         } catch (const Failure&) {
             // No room for a second copy: the lines as they came are as true.
-            folder_.Remove(std::string(Name) + ".part");
+            folder_.Remove(std::string(ReportName) + ".part");
         }
     }
     if (!isWritten) {

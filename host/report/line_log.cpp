@@ -44,7 +44,8 @@ void LineLog::Sync() {
 }
 
 bool LineReader::Next(std::string& line) {
-    constexpr std::size_t longest = std::size_t{1} << 20U;
+    // A file may list many others that begin inside it.
+    constexpr std::size_t longest = std::size_t{16} << 20U;
     line.clear();
     wasCut_ = true;
     bool isAny = false;

@@ -14,6 +14,9 @@
 
 namespace salvor {
 
+/// The file in a folder that tells of its recovered files.
+inline constexpr const char* ReportName = "report.jsonl";
+
 /// Files of one kind.
 struct FileCounts {
     std::int64_t files = 0;

@@ -1,0 +1,227 @@
+#include "host/report/report_reader.h"
+
+#include <FileTypeCatalog.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "host/medium/medium.h"
+#include "host/report/report.h"
+#include "host/say/failure.h"
+
+namespace salvor {
+
+namespace {
+
+// No medium has more bytes or sectors than this.
+constexpr std::int64_t MostBytes = std::int64_t{1} << 61U;
+
+std::string TextAt(const Json& record, const char* key) {
+    const auto field = record.find(key);
+    return field != record.end() && field->is_string() ? field->get<std::string>() : "";
+}
+
+std::optional<std::int64_t> NumberAt(const Json& record, const char* key) {
+    const auto field = record.find(key);
+    return field != record.end() && field->is_number_integer() ? std::optional(field->get<std::int64_t>())
+                                                               : std::nullopt;
+}
+
+// One that counts bytes or sectors; -1 for anything else.
+std::int64_t CountAt(const Json& record, const char* key) {
+    const std::int64_t count = NumberAt(record, key).value_or(-1);
+    return count <= MostBytes ? std::max<std::int64_t>(count, -1) : -1;
+}
+
+// The objects of a field that is a list of such.
+std::vector<Json> ObjectsAt(const Json& record, const char* key) {
+    std::vector<Json> objects;
+    if (const auto list = record.find(key); list != record.end() && list->is_array()) {
+        std::ranges::copy_if(*list, std::back_inserter(objects), [](const Json& one) { return one.is_object(); });
+    }
+    return objects;
+}
+
+OriginalEntry OriginalOf(const Json& record) {
+    const auto entry = record.find("original");
+    if (entry == record.end() || !entry->is_object()) {
+        return {};
+    }
+    const auto deleted = entry->find("deleted");
+    return {TextAt(*entry, "path"),       deleted != entry->end() && *deleted == true,
+            NumberAt(*entry, "modified"), NumberAt(*entry, "accessed"),
+            NumberAt(*entry, "changed"),  NumberAt(*entry, "created")};
+}
+
+FileDetails DetailsOf(const Json& record) {
+    const auto details = record.find("details");
+    if (details == record.end() || !details->is_object()) {
+        return {};
+    }
+    return {TextAt(*details, "taken"), std::max<std::int64_t>(CountAt(*details, "width"), 0),
+            std::max<std::int64_t>(CountAt(*details, "height"), 0), TextAt(*details, "title"),
+            TextAt(*details, "camera")};
+}
+
+std::vector<Extent> ExtentsOf(const Json& record, const ReportedFile& file) {
+    std::vector<Extent> extents;
+    for (const Json& one : ObjectsAt(record, "extents")) {
+        extents.push_back({CountAt(one, "start_sector"), CountAt(one, "bytes")});
+    }
+    if (extents.empty()) {
+        extents.push_back({file.startSector, file.size});
+    }
+    return extents;
+}
+
+// The raw text of a path in a line as the report has it; none in a line that was cut, which replaces no other.
+std::string_view RawPathOf(std::string_view line) {
+    constexpr std::string_view before = "\"path\":\"";
+    const std::size_t start = line.find(before);
+    if (!line.starts_with("{\"record\":\"file\"") || !line.ends_with('}') || start == std::string_view::npos) {
+        return {};
+    }
+    std::size_t end = start + before.size();
+    while (end < line.size() && line[end] != '"') {
+        end += line[end] == '\\' ? 2U : 1U;
+    }
+    return line.substr(start, std::min(end, line.size()) - start);
+}
+
+File OpenReport(const Folder& folder) {
+    File file = folder.Read(ReportName);
+    if (!file.IsOpen()) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("cannot read '{}': {}; name a folder that 'salvor recover' or 'salvor extract' has "
+                                  "written",
+                                  (folder.Path() / ReportName).string(), file.Error().Text()));
+    }
+    return file;
+}
+
+}  // namespace
+
+std::optional<ReportedFile> FileOfRecord(const Json& record) {
+    if (!record.is_object() || TextAt(record, "record") != "file") {
+        return std::nullopt;
+    }
+    ReportedFile file;
+    file.path = TextAt(record, "path");
+    file.typeName = TextAt(record, "type");
+    file.extension = TextAt(record, "extension");
+    for (const Json& type : ObjectsAt(record, "types")) {
+        const std::int64_t index = NumberAt(type, "index").value_or(-1);
+        if (index >= 0 && index < FileTypeCount) {
+            file.types.push_back(static_cast<std::int32_t>(index));
+        }
+    }
+    file.startSector = CountAt(record, "start_sector");
+    file.startByte = CountAt(record, "start_byte");
+    file.size = CountAt(record, "size");
+    file.reportedSize = NumberAt(record, "reported_size");
+    file.verdict = VerdictNamed(TextAt(record, "verdict")).value_or(Verdict::NoFile);
+    file.why = TextAt(record, "why");
+    file.sha256 = TextAt(record, "sha256");
+    file.unreadableBytes = std::max<std::int64_t>(CountAt(record, "unreadable_bytes"), 0);
+    if (const auto flags = record.find("flags"); flags != record.end() && flags->is_array()) {
+        for (const Json& flag : *flags) {
+            file.flags.push_back(flag.is_string() ? flag.get<std::string>() : "");
+        }
+    }
+    file.extents = ExtentsOf(record, file);
+    file.container = TextAt(record, "container");
+    for (const Json& one : ObjectsAt(record, "embedded")) {
+        file.embedded.push_back({CountAt(one, "start_sector"), TextAt(one, "extension"), CountAt(one, "size"),
+                                 VerdictNamed(TextAt(one, "verdict")).value_or(Verdict::NoFile)});
+    }
+    file.original = OriginalOf(record);
+    file.details = DetailsOf(record);
+    const bool isSound =
+        !file.path.empty() && file.startSector >= 0 && file.startByte >= 0 && file.size >= 0 &&
+        file.verdict != Verdict::NoFile && !file.types.empty() &&
+        std::ranges::none_of(file.extents, [](const Extent& one) { return one.startSector < 0 || one.bytes < 0; });
+    return isSound ? std::optional(std::move(file)) : std::nullopt;
+}
+
+ReportReader::ReportReader(const Folder& folder) : file_(OpenReport(folder)), lines_(file_) {
+    LookThrough(OpenReport(folder));
+    if (summary_.image.empty()) {
+        ReadJob(folder);
+    }
+}
+
+void ReportReader::LookThrough(File file) {
+    std::vector<std::pair<std::size_t, std::size_t>> paths;
+    LineReader reader(file);
+    for (std::string line; reader.Next(line);) {
+        if (const std::string_view path = RawPathOf(line); !path.empty()) {
+            paths.emplace_back(std::hash<std::string_view>()(path), holds_.size());
+        } else if (line.starts_with("{\"record\":\"summary\"")) {
+            ReadSummary(ParseJsonLine(line));
+        }
+        holds_.push_back(true);
+    }
+    std::ranges::sort(paths);
+    for (std::size_t i = 1; i < paths.size(); ++i) {
+        if (paths[i - 1].first == paths[i].first) {
+            holds_[paths[i - 1].second] = false;
+        }
+    }
+}
+
+void ReportReader::ReadSummary(const Json& record) {
+    if (!record.is_object()) {
+        return;
+    }
+    summary_.image = TextAt(record, "image");
+    summary_.imageSize = std::max<std::int64_t>(CountAt(record, "image_size"), 0);
+    const std::int64_t sectorSize = CountAt(record, "sector_size");
+    summary_.sectorSize =
+        sectorSize > 0 && sectorSize <= LargestSectorSize ? static_cast<std::int32_t>(sectorSize) : SmallestSectorSize;
+    summary_.isComplete = TextAt(record, "ended") == "complete";
+    summary_.unreadable = RangesFromJson(record, "unreadable").value_or(std::vector<SectorRange>());
+    if (const auto reasons = record.find("not_written"); reasons != record.end() && reasons->is_object()) {
+        for (const auto& [reason, count] : reasons->items()) {
+            summary_.notWritten[reason] = count.is_number_integer() ? count.get<std::int64_t>() : 0;
+        }
+    }
+}
+
+// What the folder says of its job has the same names.
+void ReportReader::ReadJob(const Folder& folder) {
+    File file = folder.Read("job.json");
+    if (std::string line; file.IsOpen() && LineReader(file).Next(line)) {
+        ReadSummary(ParseJsonLine(line));
+    }
+}
+
+bool ReportReader::Next(ReportedFile& file) {
+    for (std::string line; lines_.Next(line);) {
+        const std::size_t number = line_++;
+        if (number < holds_.size() && !holds_[number]) {
+            continue;
+        }
+        const Json record = ParseJsonLine(line);
+        if (std::optional<ReportedFile> next = FileOfRecord(record)) {
+            file = *std::move(next);
+            return true;
+        }
+        damagedLines_ += record.is_object() && TextAt(record, "record") == "summary" ? 0 : 1;
+    }
+    return false;
+}
+
+Folder OpenReportFolder(const std::string& path) {
+    Folder folder = Folder::Open(path);
+    if (!folder.IsOpen()) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("cannot open the folder '{}': {}", path, folder.Error().Text()));
+    }
+    return folder;
+}
+
+}  // namespace salvor

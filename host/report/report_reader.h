@@ -1,0 +1,120 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/medium/sector_ranges.h"
+#include "host/plan/plan.h"
+#include "host/platform/folder.h"
+#include "host/report/json_lines.h"
+#include "host/report/line_log.h"
+
+namespace salvor {
+
+/// What the file system still says of a file, where it is known. Times are in seconds since 1970, UTC.
+struct OriginalEntry {
+    /// From the volume's root on, with slashes; empty where nothing is known.
+    std::string path;
+    bool isDeleted = false;
+    std::optional<std::int64_t> modified;
+    std::optional<std::int64_t> accessed;
+    std::optional<std::int64_t> changed;
+    std::optional<std::int64_t> created;
+};
+
+/// What a file says of itself, where it is known.
+struct FileDetails {
+    /// When it was taken or made, in the clock of its maker: "2021-05-04T12:33:10"; empty where nothing is known.
+    std::string taken;
+    /// Pixels; 0 where they are not known.
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    std::string title;
+    std::string camera;
+};
+
+/// What begins inside a file, as its line lists it.
+struct ReportedPart {
+    std::int64_t startSector = 0;
+    std::string extension;
+    std::int64_t size = 0;
+    Verdict verdict = Verdict::NoFile;
+};
+
+/// A recovered file as the report tells of it. Names and phrases come from a medium: they may hold anything.
+struct ReportedFile {
+    /// Below the folder, with slashes.
+    std::string path;
+    /// Of the type that it has.
+    std::string typeName;
+    std::string extension;
+    /// Factory indices of all types that claim it, its own first.
+    std::vector<std::int32_t> types;
+    std::int64_t startSector = 0;
+    std::int64_t startByte = 0;
+    std::int64_t size = 0;
+    std::optional<std::int64_t> reportedSize;
+    Verdict verdict = Verdict::NoFile;
+    std::string why;
+    std::string sha256;
+    std::int64_t unreadableBytes = 0;
+    std::vector<std::string> flags;
+    /// One at least.
+    std::vector<Extent> extents;
+    /// The path of the file in which it begins; empty for most.
+    std::string container;
+    std::vector<ReportedPart> embedded;
+    OriginalEntry original;
+    FileDetails details;
+};
+
+/// The file of a report's line; nothing for another record and for one that is damaged.
+std::optional<ReportedFile> FileOfRecord(const Json& record);
+
+/// What a report says as a whole. Of a run that was killed only the image is known.
+struct ReportSummary {
+    std::string image;
+    std::int64_t imageSize = 0;
+    std::int32_t sectorSize = 512;
+    /// The run behind it came to its end.
+    bool isComplete = false;
+    std::vector<SectorRange> unreadable;
+    /// What became no file, by reason.
+    std::map<std::string, std::int64_t> notWritten;
+};
+
+/// Reads the report of a folder, one file after the other, so that a million of them take little memory. Of lines with
+/// the same path the last one holds.
+class ReportReader {
+public:
+    /// The folder outlives this. Throws `Failure` (not started) when there is no report in it.
+    explicit ReportReader(const Folder& folder);
+
+    /// The next file, in the report's order; false at the end.
+    bool Next(ReportedFile& file);
+
+    const ReportSummary& Summary() const { return summary_; }
+    /// Lines that are neither a file nor a summary: they were damaged.
+    std::int64_t DamagedLines() const { return damagedLines_; }
+
+private:
+    void LookThrough(File file);
+    void ReadSummary(const Json& record);
+    void ReadJob(const Folder& folder);
+
+    // By number of the line: a file that no later line tells of again.
+    std::vector<bool> holds_;
+    std::size_t line_ = 0;
+    ReportSummary summary_;
+    std::int64_t damagedLines_ = 0;
+    File file_;
+    LineReader lines_;
+};
+
+/// Opens a folder that holds recovered files. Throws `Failure` (not started) when it cannot be opened.
+Folder OpenReportFolder(const std::string& path);
+
+}  // namespace salvor
