@@ -9,7 +9,7 @@
 #include "host/app/options.h"
 #include "host/say/say.h"
 #include "host/scan/scan_run.h"
-#include "host/validate/validator.h"
+#include "host/validators/validator.h"
 
 namespace salvor {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "frame/bytes/Bytes.h"
-#include "host/validate/text_starts.h"
-#include "host/validate/validator.h"
+#include "host/validators/text/text_starts.h"
+#include "host/validators/validator.h"
 
 namespace salvor {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/validate/finding.h"
+#include "host/validators/finding.h"
 
 namespace salvor {
 

@@ -9,7 +9,7 @@
 #include "host/medium/medium.h"
 #include "host/scan/scan_session.h"
 #include "host/validate/outcome.h"
-#include "host/validate/validator.h"
+#include "host/validators/validator.h"
 
 namespace salvor {
 

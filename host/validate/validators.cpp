@@ -1,4 +1,4 @@
-#include "host/validate/validator.h"
+#include "host/validators/validator.h"
 
 namespace salvor {
 

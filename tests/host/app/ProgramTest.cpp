@@ -13,7 +13,7 @@
 
 #include "host/platform/folder.h"
 #include "host/say/say.h"
-#include "host/validate/crc32.h"
+#include "host/validators/crc32.h"
 #include "tests/host/TestFiles.h"
 #include "tests/support/Numbers.h"
 

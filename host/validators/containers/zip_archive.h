@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frame/bytes/ByteWindow.h"
+#include "host/validators/containers/zip_kind.h"
+#include "host/validators/inflate.h"
+
+namespace salvor {
+
+/// A member as the central directory has it. Sizes and offsets in bytes.
+struct ZipMember {
+    /// Of its local header, from the archive's start.
+    std::int64_t offset = 0;
+    std::int64_t packedSize = 0;
+    std::int64_t size = 0;
+    std::uint32_t crc = 0;
+    std::uint16_t method = 0;
+    std::uint16_t flags = 0;
+};
+
+/// A ZIP archive at the start of a window, which outlives this object: where it ends, and whether its members match its
+/// directory. Source: PKWARE, APPNOTE.TXT. Memory: 40 bytes a member, for at most a million members.
+class ZipArchive {
+public:
+    explicit ZipArchive(ByteWindow& file);
+    ZipArchive(const ZipArchive&) = delete;
+    ZipArchive& operator=(const ZipArchive&) = delete;
+
+    /// After the comment; nothing if no end record belongs to this start.
+    std::optional<std::int64_t> End() const { return end_; }
+    /// Where the comment begins, if there is an end.
+    std::int64_t Comment() const { return comment_; }
+    /// Where the walk from header to header found no record, and the last local header before it.
+    std::int64_t BrokenAt() const { return brokenAt_; }
+    std::int64_t LastHeader() const { return lastHeader_; }
+
+    /// By the directory, or by the local headers where there is none.
+    PackageKind Kind();
+
+    /// What is wrong with the members, for people, or an empty text: their local headers, their order, their CRC-32.
+    /// Call when there is an end.
+    std::string MembersFault();
+
+private:
+    struct Unpacked {
+        // Where the packed data begin.
+        std::int64_t data;
+        Inflated result;
+    };
+
+    // To the first central header or end record; false if the headers do not lead there.
+    bool WalkMembers();
+    std::optional<std::int64_t> EndOfMember(std::int64_t start);
+    std::optional<std::int64_t> EndOfUnsizedData(std::int64_t data, const ZipMember& member, bool isLong);
+    std::int64_t EndOfDescriptor(std::int64_t at, std::int64_t packedSize);
+    std::optional<std::int64_t> EndOfSigningBlock(std::int64_t at);
+    void ReadDirectory();
+    bool TakeEntry(std::int64_t at);
+    bool ReadEnd();
+    bool FindEnd();
+    // Where the directory of the end record at `at` begins, if it leads there.
+    std::optional<std::int64_t> DirectoryOf(std::int64_t at);
+    void Keep(const ZipMember& member, std::int64_t name, std::size_t nameBytes);
+    // Where a member's data begin, as its local header says; nothing if that header is not one of this archive.
+    std::optional<std::int64_t> DataOf(const ZipMember& member);
+    bool AreDataRight(const ZipMember& member, std::int64_t data);
+    std::string BeginningOf(const ZipMember& member);
+
+    ByteWindow& file_;
+    std::int64_t start_ = 0;
+    std::int64_t directory_ = 0;
+    std::int64_t entriesEnd_ = 0;
+    std::int64_t directoryEnd_ = 0;
+    std::int64_t entries_ = 0;
+    std::int64_t brokenAt_ = 0;
+    std::int64_t lastHeader_ = 0;
+    std::int64_t comment_ = 0;
+    std::optional<std::int64_t> end_;
+    std::vector<ZipMember> members_;
+    // In the order of their places: what had to be unpacked to find its end.
+    std::vector<Unpacked> unpacked_;
+    // What may still be unpacked, in bytes.
+    std::int64_t allowance_;
+    ZipNames names_;
+};
+
+}  // namespace salvor

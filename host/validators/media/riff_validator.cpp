@@ -1,0 +1,319 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include "formats/Riff.h"
+#include "host/validators/broken.h"
+#include "host/validators/media/open_sound.h"
+#include "host/validators/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using Name = Pattern<4>;
+
+constexpr std::size_t ChunkHeaderBytes = 8;
+constexpr std::size_t FormHeaderBytes = 12;
+// Left by a writer that did not know the size when it began, or that was interrupted.
+constexpr std::uint32_t UnknownSize = 0xFFFFFFFF;
+
+bool IsName(ByteSpan bytes) {
+    return std::all_of(bytes.begin(), bytes.begin() + 4, [](int c) { return c >= ' ' && c <= '~'; });
+}
+
+// How the outermost chunk gives its size.
+enum class Frame : std::uint8_t { None, Little, Big, Long };
+
+Frame FrameOf(ByteSpan head) {
+    if (head.size() < FormHeaderBytes || !IsName(head.subspan(RiffFormOffset))) {
+        return Frame::None;
+    }
+    if (StartsWith(head, PatternOf("RIFF"))) {
+        return Frame::Little;
+    }
+    if (StartsWith(head, PatternOf("RIFX")) || StartsWith(head, PatternOf("FORM"))) {
+        return Frame::Big;
+    }
+    return StartsWith(head, PatternOf("RF64")) || StartsWith(head, PatternOf("BW64")) ? Frame::Long : Frame::None;
+}
+
+struct Form {
+    std::string_view name;
+    std::int32_t type;
+    /// Without these chunks, or lists of this kind, it is no file of the form.
+    std::array<std::string_view, 2> wanted;
+    /// Where it is not the type's own.
+    std::string_view extension = {};
+};
+
+constexpr Form Forms[] = {
+    {"WAVE", FileTypeIndex::Wav, {"fmt ", "data"}},        {"AVI ", FileTypeIndex::Avi, {"hdrl", "movi"}},
+    {"ACON", FileTypeIndex::Ani, {"anih", "anih"}},        {"WEBP", FileTypeIndex::Webp, {"VP8", "VP8"}},
+    {"AIFF", FileTypeIndex::Aif, {"COMM", "COMM"}},        {"AIFC", FileTypeIndex::Aif, {"COMM", "COMM"}},
+    {"RMID", FileTypeIndex::Mid, {"data", "data"}, "rmi"},
+};
+
+const Form* FormOf(ByteSpan head) {
+    const auto* const form = std::ranges::find_if(Forms, [head](const Form& known) {
+        return std::equal(known.name.begin(), known.name.end(), head.begin() + RiffFormOffset);
+    });
+    return form != std::end(Forms) ? form : nullptr;
+}
+
+bool BeginsRiff(ByteSpan head) { return FrameOf(head) != Frame::None && FormOf(head) != nullptr; }
+
+// Walks the chunks of one file.
+class ChunkTiling {
+public:
+    explicit ChunkTiling(Place& file) : file_(file) {}
+
+    Finding Run() {
+        std::array<std::uint8_t, FormHeaderBytes> head{};
+        if (!file_.Copy(0, head)) {
+            return {};
+        }
+        frame_ = FrameOf(head);
+        form_ = FormOf(head);
+        if (frame_ == Frame::None || form_ == nullptr) {
+            return {};
+        }
+        const std::uint32_t declared = Number(head, RiffSizeOffset);
+        isOpen_ = declared == 0 || (declared == UnknownSize && frame_ != Frame::Long);
+        const std::int64_t end = isOpen_ ? file_.Limit() : EndOfOutermost(declared);
+        std::optional<Finding> broken = WalkChunks(static_cast<std::int64_t>(FormHeaderBytes), end);
+        if (!broken && form_->type == FileTypeIndex::Avi && !isOpen_) {
+            broken = WalkFurtherSegments();
+        }
+        if (!HasWanted()) {
+            return {};
+        }
+        if (!broken) {
+            TakeAppended();
+            TakePadding();
+        }
+        return broken ? *broken : Ended();
+    }
+
+private:
+    std::uint32_t Number(ByteSpan bytes, std::size_t offset) const {
+        return frame_ == Frame::Big ? LoadBig<std::uint32_t>(bytes, offset) : LoadLittle<std::uint32_t>(bytes, offset);
+    }
+
+    // RF64 keeps the 64-bit sizes of the file and of the sound in its first chunk.
+    std::int64_t EndOfOutermost(std::uint32_t declared) {
+        constexpr std::int64_t sizes = 20;
+        std::uint64_t size = declared;
+        const ByteSpan first = file_.At(static_cast<std::int64_t>(FormHeaderBytes), 4);
+        if (frame_ == Frame::Long && StartsWith(first, PatternOf("ds64"))) {
+            const ByteSpan fields = file_.At(sizes, 16);
+            size = fields.empty() ? size : LoadLittle<std::uint64_t>(fields, 0);
+            longDataBytes_ = fields.empty() ? 0 : LoadLittle<std::uint64_t>(fields, 8);
+        }
+        const auto largest = static_cast<std::uint64_t>(file_.Limit()) + 1;
+        return static_cast<std::int64_t>(std::min(size, largest)) + RiffHeaderBytes;
+    }
+
+    // Nothing if all is well; then end_ is the end of the last chunk.
+    std::optional<Finding> WalkChunks(std::int64_t at, std::int64_t end) {
+        end_ = at;
+        while (end_ < end) {
+            std::array<std::uint8_t, FormHeaderBytes> chunk{};
+            const bool hasHeader = file_.Copy(end_, std::span(chunk).first(ChunkHeaderBytes));
+            if (!hasHeader || !IsName(chunk)) {
+                return AtNoChunk(end);
+            }
+            const std::int64_t data = end_ + static_cast<std::int64_t>(ChunkHeaderBytes);
+            const std::int64_t size = DataBytes(chunk);
+            Note(chunk, data);
+            if (isOpen_ && IsSound(chunk) && (size == 0 || size == UnknownSize || data + size > file_.Limit())) {
+                end_ = EndOfOpenSound(file_, data);
+                return Ended();
+            }
+            const std::int64_t behind = data + size + (size & 1);
+            // The last chunk may lack its pad byte.
+            if (data + size > end || data + size > file_.Limit()) {
+                return isOpen_ ? Ended() : Cut(data, size, end);
+            }
+            if (form_->type == FileTypeIndex::Avi && IsListOf(chunk, data, "movi")) {
+                insideIsRight_ = insideIsRight_ && FramesTile(data + 4, data + size);
+            }
+            end_ = std::min(behind, std::max(end, data + size));
+        }
+        return std::nullopt;
+    }
+
+    std::int64_t DataBytes(ByteSpan chunk) const {
+        const std::uint32_t size = Number(chunk, 4);
+        if (frame_ == Frame::Long && size == UnknownSize && IsSound(chunk)) {
+            const auto most = static_cast<std::uint64_t>(file_.Limit());
+            return static_cast<std::int64_t>(std::min(longDataBytes_, most));
+        }
+        return size;
+    }
+
+    // The bytes before the declared end are not a chunk. Writers that count the outermost header are eight bytes
+    // off; others pad.
+    Finding AtNoChunk(std::int64_t end) {
+        if (isOpen_ || end - end_ == RiffHeaderBytes) {
+            return Ended();
+        }
+        if (end - end_ < RiffHeaderBytes) {
+            end_ = end;
+            return Ended();
+        }
+        if (HasWanted() && IsSound(lastName_)) {
+            return Say(Verdict::Open, end_, "its header declares more than its chunks hold");
+        }
+        if (end > file_.Limit()) {
+            return BrokenAt(file_, end_, end, form_->type, "the chunks");
+        }
+        const std::int64_t next = file_.NextStart(end_);
+        if (next < end) {
+            return Say(Verdict::Truncated, next, "no chunk stands there, another file begins");
+        }
+        return Say(Verdict::Damaged, end, "no chunk follows the intact ones");
+    }
+
+    Finding Cut(std::int64_t data, std::int64_t size, std::int64_t end) {
+        const bool isSound = HasWanted() && IsSound(lastName_);
+        if (isSound && end <= data && data + size <= file_.Limit()) {
+            end_ = data + size;
+            return Say(Verdict::Whole, end_, "its sound ends as declared; the size in front was never filled in");
+        }
+        if (end <= file_.Limit() && data + size > end && isSound) {
+            // Writers that count the chunks' headers wrongly are off by less than these are long. Apart from them,
+            // the outermost size is right more often than that of a sound which was cut short.
+            constexpr std::int64_t headers = 36;
+            end_ = data + size < end + headers && data + size <= file_.Limit() ? data + size : end;
+            return Say(Verdict::Open, end_, "the sound's size passes the size in the header");
+        }
+        return BrokenAt(file_, end_, std::max(data + size, end), form_->type, "a chunk");
+    }
+
+    void Note(ByteSpan chunk, std::int64_t data) {
+        std::copy_n(chunk.begin(), lastName_.size(), lastName_.begin());
+        const bool isList = StartsWith(chunk, PatternOf("LIST"));
+        const ByteSpan kind = isList ? file_.At(data, 4) : chunk.first(4);
+        for (std::size_t i = 0; i < form_->wanted.size(); ++i) {
+            const std::string_view name = form_->wanted[i];
+            hasWanted_[i] =
+                hasWanted_[i] || (kind.size() >= name.size() && std::equal(name.begin(), name.end(), kind.begin()));
+        }
+    }
+
+    bool HasWanted() const { return hasWanted_[0] && hasWanted_[1]; }
+
+    static bool IsSound(ByteSpan name) {
+        return StartsWith(name, PatternOf("data")) || StartsWith(name, PatternOf("SSND"));
+    }
+
+    bool IsListOf(ByteSpan chunk, std::int64_t data, std::string_view kind) {
+        const ByteSpan name = file_.At(data, 4);
+        return StartsWith(chunk, PatternOf("LIST")) && !name.empty() &&
+               std::equal(kind.begin(), kind.end(), name.begin());
+    }
+
+    // The pictures and sounds of a film are small chunks, or lists of them.
+    bool FramesTile(std::int64_t at, std::int64_t end) {
+        while (at + static_cast<std::int64_t>(ChunkHeaderBytes) <= end) {
+            const ByteSpan chunk = file_.At(at, ChunkHeaderBytes);
+            if (chunk.empty() || !IsName(chunk)) {
+                return false;
+            }
+            const bool isRecord = StartsWith(chunk, PatternOf("LIST"));
+            const std::int64_t size = isRecord ? 4 : std::int64_t{Number(chunk, 4)};
+            at += static_cast<std::int64_t>(ChunkHeaderBytes) + size + (size & 1);
+        }
+        return at >= end && at <= end + 1;
+    }
+
+    // Films above 1 GiB continue in further segments.
+    std::optional<Finding> WalkFurtherSegments() {
+        for (;;) {
+            const ByteSpan head = file_.At(end_, FormHeaderBytes);
+            if (!StartsWith(head, RiffSignature) || !HasPatternAt(head, RiffFormOffset, PatternOf("AVIX"))) {
+                return std::nullopt;
+            }
+            const std::int64_t start = end_;
+            const std::int64_t end = start + RiffHeaderBytes + Number(head, RiffSizeOffset);
+            if (std::optional<Finding> broken = WalkChunks(start + static_cast<std::int64_t>(FormHeaderBytes), end)) {
+                return broken;
+            }
+        }
+    }
+
+    // Programs append chunks about a sound and leave the size in its header as it was.
+    void TakeAppended() {
+        constexpr std::string_view names[] = {"PEAK", "LIST", "id3 ", "ID3 ", "bext", "iXML", "cue ", "smpl",
+                                              "fact", "NAME", "AUTH", "ANNO", "MARK", "INST", "APPL", "COMT"};
+        for (;;) {
+            std::array<std::uint8_t, ChunkHeaderBytes> chunk{};
+            const bool isKnown = file_.Copy(end_, chunk) && std::ranges::any_of(names, [&chunk](std::string_view name) {
+                                     return std::equal(name.begin(), name.end(), chunk.begin());
+                                 });
+            const std::int64_t size = isKnown ? Number(chunk, 4) : 0;
+            if (!isKnown || size == 0 || end_ + static_cast<std::int64_t>(ChunkHeaderBytes) + size > file_.Limit() ||
+                end_ % file_.SectorSize() == 0) {
+                return;
+            }
+            end_ += static_cast<std::int64_t>(ChunkHeaderBytes) + size + (size & 1);
+        }
+    }
+
+    // A FORM of odd length is padded itself, uncounted. Writers of RIFF files do not.
+    void TakePadding() {
+        if (form_->type != FileTypeIndex::Aif || end_ % 2 == 0) {
+            return;
+        }
+        const ByteSpan behind = file_.From(end_);
+        if (!behind.empty() && behind[0] == 0) {
+            ++end_;
+        }
+    }
+
+    Finding Say(Verdict verdict, std::int64_t end, const char* why) const {
+        return {verdict, end, form_->type, std::string(form_->extension), why};
+    }
+
+    Finding Ended() const {
+        if (isOpen_) {
+            return Say(Verdict::Open, end_, "its writer ended before it knew the size");
+        }
+        if (!insideIsRight_) {
+            return Say(Verdict::Damaged, end_, "chunks tile it, pictures and sounds inside do not");
+        }
+        return Say(Verdict::Whole, end_, "chunks tile it to the size in its header");
+    }
+
+    Place& file_;
+    Frame frame_ = Frame::None;
+    const Form* form_ = nullptr;
+    bool isOpen_ = false;
+    std::uint64_t longDataBytes_ = 0;
+    std::int64_t end_ = 0;
+    Name lastName_{};
+    std::array<bool, 2> hasWanted_{};
+    bool insideIsRight_ = true;
+};
+
+constexpr StartSignature Starts[] = {{"RIFF"}, {"RIFX"}, {"RF64"}, {"BW64"}, {"FORM"}};
+
+constexpr std::int32_t Types[] = {FileTypeIndex::Wav, FileTypeIndex::Avi, FileTypeIndex::Webp, FileTypeIndex::Aif,
+                                  FileTypeIndex::Ani};
+
+}  // namespace
+
+/// RIFF and its likes. Sources: Multimedia Programming Interface and Data Specifications 1.0, on RIFF; EBU
+/// Tech 3306, on RF64; OpenDML AVI File Format Extensions 1.02; Audio Interchange File Format AIFF-C, on FORM.
+extern const Validator RiffValidator;
+const Validator RiffValidator{.name = "riff",
+                              .starts = Starts,
+                              .begins = BeginsRiff,
+                              .validate = [](Place& file) { return ChunkTiling(file).Run(); },
+                              .types = Types};
+
+}  // namespace salvor

@@ -1,0 +1,179 @@
+#include "host/validators/media/sample_check.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "frame/bytes/BytePattern.h"
+
+namespace salvor {
+
+/// Which bits of the first four bytes count, and how.
+struct SampleCoding {
+    enum class Rule : std::uint8_t {
+        /// The masked bits are these.
+        Bits,
+        /// The masked bits are the same in nearly all samples.
+        Steady,
+        /// The first number, masked, is the sample's size.
+        Size,
+        /// Units, each after its length, tile the sample.
+        Units,
+    };
+
+    std::uint32_t type;
+    Rule rule;
+    std::uint32_t mask;
+    std::uint32_t bits;
+    // The box that gives the bytes of a unit's length, and the offset in it.
+    const char* configuration = nullptr;
+    std::int64_t lengthOffset = 0;
+};
+
+namespace {
+
+// Sources: ISO/IEC 14496-15 (AVC, HEVC), 14496-2 (MPEG-4), 10918-1 (JPEG); ITU-T H.263; 3GPP TS 26.101 (AMR);
+// ETSI TS 102 366 (AC-3); QuickTime File Format Specification (Animation, ProRes).
+constexpr SampleCoding Codings[] = {
+    {BoxTypeOf("avc1"), SampleCoding::Rule::Units, 0, 0, "avcC", 4},
+    {BoxTypeOf("avc3"), SampleCoding::Rule::Units, 0, 0, "avcC", 4},
+    {BoxTypeOf("hvc1"), SampleCoding::Rule::Units, 0, 0, "hvcC", 21},
+    {BoxTypeOf("hev1"), SampleCoding::Rule::Units, 0, 0, "hvcC", 21},
+    {BoxTypeOf("dvh1"), SampleCoding::Rule::Units, 0, 0, "hvcC", 21},
+    {BoxTypeOf("mp4v"), SampleCoding::Rule::Bits, 0xFFFFFF00, 0x00000100},
+    {BoxTypeOf("s263"), SampleCoding::Rule::Bits, 0xFFFFFC00, 0x00008000},
+    {BoxTypeOf("h263"), SampleCoding::Rule::Bits, 0xFFFFFC00, 0x00008000},
+    {BoxTypeOf("jpeg"), SampleCoding::Rule::Bits, 0xFFFFFF00, 0xFFD8FF00},
+    {BoxTypeOf("mjpa"), SampleCoding::Rule::Bits, 0xFFFFFF00, 0xFFD8FF00},
+    {BoxTypeOf("png "), SampleCoding::Rule::Bits, 0xFFFFFFFF, 0x89504E47},
+    {BoxTypeOf("apcn"), SampleCoding::Rule::Size, 0xFFFFFFFF, 0},
+    {BoxTypeOf("apch"), SampleCoding::Rule::Size, 0xFFFFFFFF, 0},
+    {BoxTypeOf("apcs"), SampleCoding::Rule::Size, 0xFFFFFFFF, 0},
+    {BoxTypeOf("apco"), SampleCoding::Rule::Size, 0xFFFFFFFF, 0},
+    {BoxTypeOf("ap4h"), SampleCoding::Rule::Size, 0xFFFFFFFF, 0},
+    {BoxTypeOf("rle "), SampleCoding::Rule::Size, 0x3FFFFFFF, 0},
+    {BoxTypeOf("ac-3"), SampleCoding::Rule::Bits, 0xFFFF0000, 0x0B770000},
+    {BoxTypeOf("ec-3"), SampleCoding::Rule::Bits, 0xFFFF0000, 0x0B770000},
+    {BoxTypeOf("samr"), SampleCoding::Rule::Bits, 0x83000000, 0},
+    {BoxTypeOf("sawb"), SampleCoding::Rule::Bits, 0x83000000, 0},
+    // The kind and the number of a frame's first element: one channel or a pair.
+    {BoxTypeOf("mp4a"), SampleCoding::Rule::Steady, 0xFE000000, 0},
+    {BoxTypeOf("vp09"), SampleCoding::Rule::Bits, 0xC0000000, 0x80000000},
+};
+
+// How many samples in a row are judged together, and how many wrong ones are not chance. Where so few bits count
+// that some are right by chance, more must be wrong.
+constexpr int Window = 8;
+constexpr int WrongOfStrong = 1;
+constexpr int WrongOfWeak = 5;
+// The rule is not used for a track whose first samples break it. Where few bits count, one may differ: encoders of
+// sound write their name into the first.
+constexpr std::int64_t TrialOfStrong = 1;
+constexpr std::int64_t TrialOfWeak = 8;
+constexpr int MostWrongInTrial = 1;
+
+}  // namespace
+
+std::optional<SampleCheck> SampleCheck::For(ByteWindow& file, const Box& descriptions) {
+    constexpr std::int64_t listBytes = 8;
+    const ByteSpan count = file.At(descriptions.content, static_cast<std::size_t>(listBytes));
+    const bool isSingle = !count.empty() && LoadBig<std::uint32_t>(count, 4) == 1;
+    const std::optional<Box> entry = isSingle ? ReadBox(file, descriptions.content + listBytes) : std::nullopt;
+    if (!entry || entry->end > descriptions.end) {
+        return std::nullopt;
+    }
+    const auto* const coding = std::ranges::find(Codings, entry->type, &SampleCoding::type);
+    if (coding == std::end(Codings)) {
+        return std::nullopt;
+    }
+    unsigned lengthBytes = 0;
+    if (coding->rule == SampleCoding::Rule::Units) {
+        const Pattern<4> name{
+            static_cast<std::uint8_t>(coding->configuration[0]), static_cast<std::uint8_t>(coding->configuration[1]),
+            static_cast<std::uint8_t>(coding->configuration[2]), static_cast<std::uint8_t>(coding->configuration[3])};
+        const std::optional<std::int64_t> at = file.Find(BytePattern(name), entry->content, entry->end);
+        const ByteSpan length = at ? file.At(*at + 4 + coding->lengthOffset, 1) : ByteSpan();
+        if (length.empty()) {
+            return std::nullopt;
+        }
+        lengthBytes = (length[0] & 3U) + 1;
+    }
+    return SampleCheck(*coding, lengthBytes);
+}
+
+void SampleCheck::Look(ByteWindow& file, std::int64_t offset, std::int64_t size) {
+    // Far from the start, a stretch now and then is enough: fragments are large.
+    constexpr std::int64_t all = std::int64_t{64} << 20;
+    constexpr std::int64_t stretch = 0x100000;
+    constexpr std::int64_t looked = 0x10000;
+    constexpr std::int64_t leastBytes = 4;
+    const bool isPassed = offset > all && offset % stretch >= looked;
+    if (isUseless_ || isPassed || size < leastBytes || offset < lookedUpTo_ || offset > file.Limit() - size) {
+        return;
+    }
+    lookedUpTo_ = offset;
+    Note(IsRight(file, offset, size), offset, size);
+}
+
+void SampleCheck::Note(bool isRight, std::int64_t offset, std::int64_t size) {
+    const bool isWeak = std::popcount(coding_->mask) < 8 &&
+                        (coding_->rule == SampleCoding::Rule::Bits || coding_->rule == SampleCoding::Rule::Steady);
+    ++looks_;
+    if (looks_ <= (isWeak ? TrialOfWeak : TrialOfStrong) && !isRight) {
+        isUseless_ = ++wrongAtStart_ > (isWeak ? MostWrongInTrial : 0);
+        return;
+    }
+    history_ = (history_ << 1U | (isRight ? 0U : 1U)) & ((1U << Window) - 1);
+    if (std::popcount(history_) >= (isWeak ? WrongOfWeak : WrongOfStrong) && firstBroken_ < 0) {
+        firstBroken_ = offset;
+    }
+    // A weak rule matches by chance now and then.
+    if (isRight && (!isWeak || std::popcount(history_) < WrongOfWeak)) {
+        soundEnd_ = offset + size;
+    }
+}
+
+std::optional<std::int64_t> SampleCheck::SoundEnd() const {
+    const bool isWrongToTheEnd = HasBroken() && soundEnd_ <= firstBroken_ && std::popcount(history_) >= WrongOfWeak;
+    return isWrongToTheEnd ? std::optional(soundEnd_) : std::nullopt;
+}
+
+bool SampleCheck::IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size) {
+    if (coding_->rule == SampleCoding::Rule::Units) {
+        return IsOfUnits(file, offset, size);
+    }
+    const ByteSpan bytes = file.At(offset, sizeof(std::uint32_t));
+    if (bytes.empty()) {
+        return true;
+    }
+    const std::uint32_t masked = LoadBig<std::uint32_t>(bytes, 0) & coding_->mask;
+    if (coding_->rule == SampleCoding::Rule::Steady) {
+        // The first sample may hold the encoder's name.
+        steadyBits_ = looks_ <= 1 ? masked : steadyBits_;
+        return masked == steadyBits_;
+    }
+    return masked == (coding_->rule == SampleCoding::Rule::Size ? static_cast<std::uint32_t>(size) & coding_->mask
+                                                                : coding_->bits);
+}
+
+bool SampleCheck::IsOfUnits(ByteWindow& file, std::int64_t offset, std::int64_t size) const {
+    const std::int64_t end = offset + size;
+    while (offset + lengthBytes_ < end) {
+        const ByteSpan bytes = file.At(offset, lengthBytes_ + std::size_t{1});
+        if (bytes.empty()) {
+            return true;
+        }
+        std::int64_t length = 0;
+        for (const std::uint8_t byte : bytes.first(lengthBytes_)) {
+            length = length << 8U | byte;
+        }
+        // The first bit of a unit is 0.
+        if (length == 0 || length > end - offset - lengthBytes_ || (bytes[lengthBytes_] & 0x80U) != 0) {
+            return false;
+        }
+        offset += lengthBytes_ + length;
+        file.Charge(lengthBytes_);
+    }
+    return offset == end;
+}
+
+}  // namespace salvor

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "host/validators/media/box.h"
+
+namespace salvor {
+
+/// How samples of a coding begin.
+struct SampleCoding;
+
+/// Checks the first bytes of a track's samples, for codings where these follow a pattern, to tell whether the samples
+/// were overwritten. Samples are shown in order.
+class SampleCheck {
+public:
+    /// A check for the track's coding, from its sample descriptions; nothing if the coding has no such pattern.
+    static std::optional<SampleCheck> For(ByteWindow& file, const Box& descriptions);
+
+    void Look(ByteWindow& file, std::int64_t offset, std::int64_t size);
+
+    /// Have any overwritten samples been found?
+    bool HasBroken() const { return firstBroken_ >= 0; }
+    /// The end of the last sound sample, if all samples checked after it were broken; else nothing.
+    std::optional<std::int64_t> SoundEnd() const;
+
+private:
+    SampleCheck(const SampleCoding& coding, unsigned lengthBytes) : coding_(&coding), lengthBytes_(lengthBytes) {}
+    bool IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size);
+    bool IsOfUnits(ByteWindow& file, std::int64_t offset, std::int64_t size) const;
+    void Note(bool isRight, std::int64_t offset, std::int64_t size);
+
+    const SampleCoding* coding_;
+    // Of the number before each unit of a picture.
+    unsigned lengthBytes_;
+    // What the first samples have in common, for codings without another pattern.
+    std::uint32_t steadyBits_ = 0;
+    std::int64_t looks_ = 0;
+    // The last looks, newest in the lowest bit, ones where a sample was wrong.
+    std::uint32_t history_ = 0;
+    std::int64_t lookedUpTo_ = 0;
+    std::int64_t soundEnd_ = 0;
+    std::int64_t firstBroken_ = -1;
+    int wrongAtStart_ = 0;
+    bool isUseless_ = false;
+};
+
+}  // namespace salvor

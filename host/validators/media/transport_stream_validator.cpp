@@ -1,0 +1,229 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <bitset>
+#include <optional>
+#include <string_view>
+
+#include "host/validators/broken.h"
+#include "host/validators/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::uint8_t SyncByte = 0x47;
+constexpr std::int64_t PacketBytes = 188;
+constexpr std::size_t HeaderBytes = 4;
+constexpr std::uint32_t NullPacket = 0x1FFF;
+
+// How packets lie in a file.
+struct Layout {
+    // Bytes from one packet to the next, with a time stamp or parity.
+    std::int64_t step;
+    // Bytes of the time stamp before a packet.
+    std::int64_t stampBytes;
+    const char* extension;
+};
+
+// Bare; with a time stamp, as cameras and disc recorders write them; with parity, as broadcast; with both.
+constexpr Layout Layouts[] = {{PacketBytes, 0, "ts"}, {192, 4, ""}, {204, 0, "ts"}, {208, 4, "ts"}, {208, 0, "ts"}};
+
+struct Packet {
+    std::uint32_t program;
+    bool beginsUnit;
+    bool isSound;
+};
+
+std::optional<Packet> ReadPacket(ByteSpan bytes) {
+    if (bytes.size() < HeaderBytes || bytes[0] != SyncByte) {
+        return std::nullopt;
+    }
+    const unsigned control = bytes[3] >> 4U & 3U;
+    return Packet{.program = (bytes[1] & 0x1FU) << 8U | bytes[2],
+                  .beginsUnit = (bytes[1] & 0x40U) != 0,
+                  // Value 0 is reserved, but null packets may have any.
+                  .isSound = control != 0 || ((bytes[1] & 0x1FU) == 0x1F && bytes[2] == 0xFF)};
+}
+
+// Of a table, its own checksum included, which makes it 0: polynomial 04C11DB7h, all ones at first.
+std::uint32_t TableChecksum(ByteSpan table) {
+    std::uint32_t sum = 0xFFFFFFFF;
+    for (const std::uint8_t byte : table) {
+        sum ^= std::uint32_t{byte} << 24U;
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = (sum << 1U) ^ ((sum & 0x80000000U) != 0 ? 0x04C11DB7U : 0U);
+        }
+    }
+    return sum;
+}
+
+// Whether a packet of program 0 holds the list of programs. The checksum of a list that goes on in the next packet
+// is not looked at.
+bool HoldsProgramList(ByteSpan packet) {
+    std::size_t at = HeaderBytes;
+    if ((packet[3] & 0x20U) != 0) {
+        at += std::size_t{1} + packet[at];
+    }
+    if (at >= packet.size()) {
+        return false;
+    }
+    at += std::size_t{1} + packet[at];
+    // Table id 0, the bits of the long form, and entries of 4 bytes between 5 bytes and a checksum.
+    if (at + 8 > packet.size() || packet[at] != 0 || (packet[at + 1] & 0xC0U) != 0x80) {
+        return false;
+    }
+    const unsigned length = (packet[at + 1] & 0xFU) << 8U | packet[at + 2];
+    const std::size_t tableBytes = std::size_t{3} + length;
+    return length >= 9 && length <= 1021 && (length - 9) % 4 == 0 &&
+           (at + tableBytes > packet.size() || TableChecksum(packet.subspan(at, tableBytes)) == 0);
+}
+
+class TransportWalk {
+public:
+    TransportWalk(Place& file, const Layout& layout) : file_(file), layout_(layout) {}
+
+    // A list of programs in the first packet vouches for short streams.
+    bool Begins() {
+        const std::optional<Packet> first = PacketAt(0);
+        const bool hasListFirst = first && first->program == 0 && first->beginsUnit &&
+                                  HoldsProgramList(file_.At(layout_.stampBytes, static_cast<std::size_t>(PacketBytes)));
+        const int packets = hasListFirst ? PacketsBehindList : CheckedPackets;
+        for (int packet = 0; packet < packets; ++packet) {
+            if (!PacketAt(packet * layout_.step)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    Finding Run() {
+        for (std::optional<Packet> packet = PacketAt(end_); packet && IsOfStream(*packet) && !file_.IsExhausted();
+             packet = PacketAt(end_)) {
+            Take(*packet);
+            // The stream may go on after packets that were overwritten.
+            if (!PacketAt(end_)) {
+                Resume();
+            }
+        }
+        if (!hasProgramList_) {
+            return {};
+        }
+        if (hasGap_) {
+            return Say(Verdict::Damaged, end_, "packets in the middle have no sync byte");
+        }
+        if (end_ + layout_.step > file_.Limit() && end_ < file_.Limit() && HasSyncAt(end_)) {
+            return Say(Verdict::Truncated, file_.Limit(), "its last packet goes on past the medium's end");
+        }
+        if (const std::int64_t next = file_.NextStart(end_ - layout_.step + 1); next < end_) {
+            return Say(Verdict::Truncated, next, "another file begins in its last packet");
+        }
+        Finding finding = Unbroken(Say(Verdict::Open, end_, "packets tile it; nothing says which is the last"));
+        finding.isCertain = hasProgramList_;
+        return finding;
+    }
+
+private:
+    static constexpr int CheckedPackets = 10;
+    static constexpr int PacketsBehindList = 3;
+    static constexpr int ResumingPackets = 5;
+    static constexpr std::int64_t LongestGap = 0x4000;
+
+    bool HasSyncAt(std::int64_t offset) {
+        const ByteSpan bytes = file_.At(offset + layout_.stampBytes, 1);
+        return !bytes.empty() && bytes[0] == SyncByte;
+    }
+
+    std::optional<Packet> PacketAt(std::int64_t offset) {
+        return offset + layout_.step > file_.Limit() ? std::nullopt
+                                                     : ReadPacket(file_.At(offset + layout_.stampBytes, HeaderBytes));
+    }
+
+    // After the end, a byte may look like the sync byte of a program that has not occurred.
+    bool IsOfStream(const Packet& packet) {
+        const bool isKnown = packet.isSound && programs_[packet.program];
+        return isKnown || end_ == 0 || end_ + layout_.step >= file_.Limit() || HasSyncAt(end_ + layout_.step);
+    }
+
+    void Take(const Packet& packet) {
+        programs_.set(packet.program);
+        if (packet.program == 0 && packet.beginsUnit && !hasProgramList_) {
+            hasProgramList_ =
+                HoldsProgramList(file_.At(end_ + layout_.stampBytes, static_cast<std::size_t>(PacketBytes)));
+        }
+        end_ += layout_.step;
+    }
+
+    void Resume() {
+        const std::int64_t stop = std::min(end_ + LongestGap, file_.Limit() - ResumingPackets * layout_.step);
+        for (std::int64_t at = end_ + layout_.step; at < stop; at += layout_.step) {
+            int packets = 0;
+            for (; packets < ResumingPackets; ++packets) {
+                const std::optional<Packet> packet = PacketAt(at + packets * layout_.step);
+                if (!packet || !packet->isSound || !programs_[packet->program]) {
+                    break;
+                }
+            }
+            if (packets == ResumingPackets) {
+                end_ = at;
+                hasGap_ = true;
+                return;
+            }
+        }
+    }
+
+    Finding Say(Verdict verdict, std::int64_t size, const std::string& why) const {
+        return {verdict, size, FileTypeIndex::Mts, layout_.extension, why};
+    }
+
+    Place& file_;
+    const Layout& layout_;
+    std::int64_t end_ = 0;
+    std::bitset<NullPacket + 1> programs_;
+    bool hasProgramList_ = false;
+    bool hasGap_ = false;
+};
+
+bool BeginsTransportStream(ByteSpan head) {
+    return std::ranges::any_of(Layouts, [head](const Layout& layout) {
+        const auto first = static_cast<std::size_t>(layout.stampBytes);
+        const auto second = static_cast<std::size_t>(layout.stampBytes + layout.step);
+        return head.size() > second && head[first] == SyncByte && head[second] == SyncByte;
+    });
+}
+
+Finding ValidateTransportStream(Place& file) {
+    for (const Layout& layout : Layouts) {
+        TransportWalk walk(file, layout);
+        if (walk.Begins()) {
+            return walk.Run();
+        }
+    }
+    return {};
+}
+
+// A first packet that begins the list of programs or, as some writers have it, the description of the services, with
+// any counter and nothing scrambled; the stamp may stand before it. A sync byte alone would be no signature.
+constexpr std::string_view ProgramsFirst = "\x47\x40\0\x10"sv;
+constexpr std::string_view ServicesFirst = "\x47\x40\x11\x10"sv;
+constexpr std::string_view FirstPacketMask = "\xFF\xFF\xFF\xD0"sv;
+constexpr StartSignature Starts[] = {{ProgramsFirst, 0, FirstPacketMask},
+                                     {ServicesFirst, 0, FirstPacketMask},
+                                     {ProgramsFirst, 4, FirstPacketMask},
+                                     {ServicesFirst, 4, FirstPacketMask}};
+
+constexpr std::int32_t Types[] = {FileTypeIndex::Mts};
+
+}  // namespace
+
+/// MPEG transport streams. Source: ISO/IEC 13818-1, sections 2.4.3 and 2.4.4.
+extern const Validator TransportStreamValidator;
+const Validator TransportStreamValidator{.name = "transport",
+                                         .starts = Starts,
+                                         .begins = BeginsTransportStream,
+                                         .validate = ValidateTransportStream,
+                                         .types = Types};
+
+}  // namespace salvor

@@ -1,0 +1,483 @@
+#include "host/validators/text/text_run.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "host/validators/text/mail_fields.h"
+#include "host/validators/text/text_bytes.h"
+#include "host/validators/text/text_starts.h"
+
+namespace salvor {
+
+namespace {
+
+constexpr std::uint8_t DosEnd = 0x1A;
+constexpr std::uint8_t Backspace = 0x08;
+
+// In bytes. How much is looked at after a byte that interrupts a text.
+constexpr std::size_t ControlWindow = 256;
+constexpr std::size_t LeastControlWindow = 16;
+constexpr std::size_t CodePageWindow = 128;
+constexpr std::size_t ShareWindow = 512;
+// Bytes that are interrupted this early are not text.
+constexpr std::int64_t LeastBeforeControls = 256;
+constexpr std::size_t HeadBytes = 512;
+
+bool IsSpace(std::uint8_t byte) { return byte == ' ' || static_cast<std::uint8_t>(byte - '\t') < 5; }
+
+// The share of letters beyond ASCII. A run of one byte counts once, since such runs draw frames.
+struct HighShare {
+    std::size_t high = 0;
+    std::size_t spaces = 0;
+    std::size_t all = 0;
+
+    explicit HighShare(ByteSpan bytes) {
+        std::uint8_t before = 0;
+        for (const std::uint8_t byte : bytes) {
+            if (byte != before || byte < 0x80) {
+                high += byte >= 0x80 ? 1U : 0U;
+                spaces += IsSpace(byte) ? 1U : 0U;
+                ++all;
+            }
+            before = byte;
+        }
+    }
+};
+
+// As in East Asian code pages, whose text has few blanks.
+bool AreCharactersOfTwo(ByteSpan bytes) {
+    std::size_t at = 0;
+    while (at + 1 < bytes.size()) {
+        const bool isPair = bytes[at] > 0x80;
+        if (isPair && (bytes[at + 1] < 0x40 || bytes[at + 1] == 0x7F)) {
+            return false;
+        }
+        at += isPair ? 2 : 1;
+    }
+    return true;
+}
+
+class TextFollower {
+public:
+    TextFollower(Place& file, std::int64_t from) : file_(file), from_(from), at_(from) {}
+
+    TextRun Run() {
+        while (!isOver_ && !file_.IsExhausted()) {
+            const ByteSpan bytes = file_.From(at_, 4);
+            if (bytes.empty()) {
+                break;
+            }
+            const bool isLast = at_ + static_cast<std::int64_t>(bytes.size()) >= file_.Limit();
+            std::size_t length = run_.isCodePage ? EndOfAnyText(bytes, 0) : EndOfUtf8(bytes, 0);
+            const bool isWhole = length == bytes.size();
+            if (isWhole && !isLast && !run_.isCodePage) {
+                length -= CutCharacter(bytes);
+            }
+            const std::size_t start = NextStart(bytes, length);
+            at_ += static_cast<std::int64_t>(start);
+            if (start < length) {
+                PassStart();
+            } else if (!isWhole) {
+                PassOther(bytes[length]);
+            }
+        }
+        run_.end = at_ + extra_;
+        run_.printableEnd = run_.end;
+        return run_;
+    }
+
+private:
+    // Bytes of a character that the piece's end cuts.
+    static std::size_t CutCharacter(ByteSpan bytes) {
+        for (std::size_t back = 1; back <= std::min<std::size_t>(3, bytes.size() - 1); ++back) {
+            const std::uint8_t byte = bytes[bytes.size() - back];
+            if (byte >= 0xC0) {
+                const std::size_t length = byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+                return length > back ? back : 0;
+            }
+        }
+        return 0;
+    }
+
+    void Stop(TextRun::Behind behind) {
+        run_.behind = behind;
+        isOver_ = true;
+    }
+
+    // The first sector start within `length` at which another file may begin; `length` if there is none.
+    std::size_t NextStart(ByteSpan bytes, std::size_t length) const {
+        const std::int64_t sectorSize = file_.SectorSize();
+        std::int64_t sector = (std::max(at_, passedStart_ + 1) + sectorSize - 1) / sectorSize * sectorSize;
+        for (; sector < at_ + static_cast<std::int64_t>(length); sector += sectorSize) {
+            const ByteSpan head = bytes.subspan(static_cast<std::size_t>(sector - at_));
+            const bool mayBreak =
+                head[0] == '<' || head[0] == Utf8Mark[0] ||
+                (IsLetter(head[0]) && (head.size() < HeadBytes || IsKnownField(head.first(FieldNameLength(head)))));
+            if (sector > 0 && mayBreak) {
+                return static_cast<std::size_t>(sector - at_);
+            }
+        }
+        return length;
+    }
+
+    void PassStart() {
+        passedStart_ = at_;
+        std::array<std::uint8_t, PreviousTailBytes> tail{};
+        const std::int64_t tailStart = std::max<std::int64_t>(at_ - std::int64_t{PreviousTailBytes}, 0);
+        const auto tailSpan = std::span(tail).first(static_cast<std::size_t>(at_ - tailStart));
+        file_.Copy(tailStart, tailSpan);
+        const ByteSpan head = file_.From(at_, HeadBytes);
+        if (BreaksIntoText(tailSpan, head.first(std::min(head.size(), HeadBytes)))) {
+            Stop(TextRun::Behind::OtherFile);
+        }
+    }
+
+    // Takes a byte that interrupts the text, or ends the text there.
+    void PassOther(std::uint8_t byte) {
+        if (byte == 0) {
+            Stop(IsZeroFilled(file_, at_) ? TextRun::Behind::Zeros : TextRun::Behind::Binary);
+        } else if (byte == DosEnd && IsZeroFilled(file_, at_ + 1)) {
+            extra_ = 1;
+            Stop(TextRun::Behind::Zeros);
+        } else if (byte == DosEnd && at_ - from_ > 2 && StartsWith(file_.At(at_ - 2, 2), PatternOf("\r\n"))) {
+            extra_ = 1;
+            Stop(TextRun::Behind::Binary);
+        } else if (byte >= 0x80 ? !GoesOnInCodePage() : !GoesOnAfterControl(byte)) {
+            Stop(TextRun::Behind::Binary);
+        }
+    }
+
+    bool GoesOnAfterControl(std::uint8_t control) {
+        const ByteSpan bytes = file_.From(at_ + 1, ControlWindow);
+        if (bytes.empty()) {
+            return false;
+        }
+        const bool movesBack = control == Backspace || control == Escape;
+        if (movesBack && IsPlainByte(bytes[0]) && !IsSpace(bytes[0]) && (at_ > from_ || control == Escape)) {
+            ++at_;
+            return true;
+        }
+        if (at_ - from_ < LeastBeforeControls) {
+            return false;
+        }
+        ByteSpan window = bytes.first(std::min(bytes.size(), ControlWindow));
+        const auto zero = std::ranges::find(window, std::uint8_t{0});
+        const bool hasZero = zero != window.end();
+        window = ByteSpan(window.begin(), zero);
+        const auto controls = static_cast<std::size_t>(std::ranges::count_if(window, IsControlByte));
+        const bool isText = window.size() >= LeastControlWindow && controls * 40 <= window.size() + 24 &&
+                            (run_.isCodePage || EndOfHigh(window));
+        if (!isText || (hasZero && !IsZeroFilled(file_, at_ + 1 + static_cast<std::int64_t>(window.size())))) {
+            return false;
+        }
+        ++at_;
+        return true;
+    }
+
+    // What is beyond ASCII in these bytes is UTF-8.
+    static bool EndOfHigh(ByteSpan window) {
+        const std::size_t end = EndOfUtf8(window, 0);
+        return end == window.size() || window[end] < 0x80;
+    }
+
+    bool GoesOnInCodePage() {
+        std::array<std::uint8_t, ShareWindow> before{};
+        const std::int64_t beforeStart = std::max(from_, at_ - std::int64_t{ShareWindow});
+        const auto beforeSpan = std::span(before).first(static_cast<std::size_t>(at_ - beforeStart));
+        file_.Copy(beforeStart, beforeSpan);
+
+        const ByteSpan bytes = file_.From(at_, ShareWindow);
+        const std::size_t end = EndOfAnyText(bytes.first(std::min(bytes.size(), ShareWindow)), 0);
+        const ByteSpan behind = bytes.first(end);
+        const HighShare past(beforeSpan);
+        const HighShare share(behind);
+        // At most twice the share so far plus a tenth, or a quarter.
+        const bool isLikeBefore =
+            share.high * 4 <= share.all ||
+            (past.all > 0 && share.high * past.all * 10 <= share.all * (past.high * 20 + past.all));
+        // Words in another alphabet.
+        const std::size_t leastSpaces = AreCharactersOfTwo(behind) ? 160 : 40;
+        const bool hasWords = share.spaces * leastSpaces >= share.all && share.spaces * 2 <= share.all;
+        if (!isLikeBefore && !hasWords) {
+            return false;
+        }
+        if (end < CodePageWindow && at_ + static_cast<std::int64_t>(end) < file_.Limit() &&
+            !IsZeroFilled(file_, at_ + static_cast<std::int64_t>(end))) {
+            return false;
+        }
+        run_.isCodePage = true;
+        return true;
+    }
+
+    Place& file_;
+    std::int64_t from_;
+    std::int64_t at_;
+    std::int64_t passedStart_ = -1;
+    // The length of a mark after the text that belongs to it.
+    std::int64_t extra_ = 0;
+    bool isOver_ = false;
+    TextRun run_;
+};
+
+// What the bytes after a text's last line end most likely are: the text's last line, or bytes after the file that are
+// printable by chance. Every place is tried as the text's end: its own bytes are as frequent as they were before,
+// those after it are random.
+class BrokenLine {
+public:
+    // `text` is the text's end with the line in it.
+    BrokenLine(ByteSpan text, std::size_t lineStart, std::uint8_t lineEnd) : line_(text.subspan(lineStart)) {
+        for (std::size_t byte = 0; byte < anywhere_.counts.size(); ++byte) {
+            const double usual = Usual(static_cast<std::uint8_t>(byte));
+            anywhere_.Add(byte, usual);
+            // A last line that begins with a closing bracket mostly closes the whole text.
+            first_.Add(byte, byte == '}' || byte == ']' ? 0.5 : usual / 10);
+        }
+        std::uint8_t before = 0;
+        for (const std::uint8_t byte : text.first(lineStart)) {
+            anywhere_.Add(byte, 1);
+            if (before == lineEnd) {
+                first_.Add(byte, 1);
+            }
+            before = byte;
+        }
+    }
+
+    // How many bytes of the line belong to the text.
+    std::size_t Length() const {
+        double bits = PriorBits;
+        double best = 0;
+        std::size_t length = 0;
+        for (std::size_t i = 0; i < line_.size(); ++i) {
+            const std::uint8_t byte = line_[i];
+            const double share = anywhere_.Share(byte);
+            bits += std::log2(256 * (i == 0 ? first_.Share(byte) : share));
+            const double bitsHere = bits + std::log2(LastByteShare(byte) / share);
+            if (bitsHere > best) {
+                best = bitsHere;
+                length = i + 1;
+            }
+        }
+        return length;
+    }
+
+private:
+    struct Frequencies {
+        std::array<double, 256> counts{};
+        double total = 0;
+
+        void Add(std::size_t byte, double count) {
+            counts[byte] += count;
+            total += count;
+        }
+        double Share(std::uint8_t byte) const { return counts[byte] / total; }
+    };
+
+    // One text in 26 ends without a line end.
+    static constexpr double PriorBits = -4.7;
+
+    // How often a text without a last line end ends with this byte.
+    static double LastByteShare(std::uint8_t byte) {
+        switch (byte) {
+            case '>':
+                return 0.33;
+            case '}':
+                return 0.15;
+            case ';':
+            case '.':
+            case '"':
+                return 0.1;
+            case ']':
+            case ')':
+                return 0.03;
+            default:
+                return IsLetter(byte) || IsDigit(byte) ? 0.003 : byte >= 0x80 ? 0.0005 : 0.002;
+        }
+    }
+
+    // How often a byte occurs in about 50 bytes of any text.
+    static double Usual(std::uint8_t byte) {
+        if (byte >= 'a' && byte <= 'z') {
+            return 1;
+        }
+        if (byte == ' ') {
+            return 6;
+        }
+        if (IsLetter(byte) || IsDigit(byte)) {
+            return 0.3;
+        }
+        return byte >= 0x80 ? 0.01 : IsPlainByte(byte) ? 0.2 : 0.01;
+    }
+
+    ByteSpan line_;
+    Frequencies anywhere_;
+    // Of a line.
+    Frequencies first_;
+};
+
+std::int64_t WithoutBrokenLine(Place& file, std::int64_t from, std::int64_t end) {
+    constexpr std::int64_t most = 0x1000;
+    const std::int64_t start = std::max(from, end - most);
+    const ByteSpan text = file.At(start, static_cast<std::size_t>(end - start));
+    const bool hasFeeds = std::ranges::find(text, std::uint8_t{'\n'}) != text.end();
+    const std::uint8_t lineEnd = hasFeeds ? '\n' : '\r';
+    if (!text.empty() && text.back() == DosEnd) {
+        return end;
+    }
+    const auto last = std::find(text.rbegin(), text.rend(), lineEnd);
+    const auto lineStart = static_cast<std::size_t>(text.rend() - last);
+    if (last == text.rend() || lineStart == text.size()) {
+        return end;
+    }
+    // Strings in a program end with a zero.
+    const ByteSpan line = text.subspan(lineStart);
+    const std::size_t length = BrokenLine(text, lineStart, lineEnd).Length();
+    const ByteSpan behind = file.From(end);
+    const bool isString = !behind.empty() && behind[0] == 0 && length == line.size();
+    return start + static_cast<std::int64_t>(lineStart + (isString ? 0 : length));
+}
+
+}  // namespace
+
+bool IsZeroFilled(Place& file, std::int64_t offset) {
+    if (offset >= file.Limit()) {
+        return true;
+    }
+    constexpr std::int64_t least = 16;
+    const std::int64_t sectorSize = file.SectorSize();
+    const std::int64_t left = offset % sectorSize == 0 ? least : sectorSize - offset % sectorSize;
+    const auto wanted = static_cast<std::size_t>(std::min(left, file.Limit() - offset));
+    const ByteSpan bytes = file.At(offset, std::min(wanted, ByteWindow::PieceBytes));
+    return !bytes.empty() && IsZeroFrom(bytes, 0);
+}
+
+TextRun FollowText(Place& file, std::int64_t from) {
+    TextRun run = TextFollower(file, from).Run();
+    if (run.behind == TextRun::Behind::Binary && run.end > from) {
+        run.end = WithoutBrokenLine(file, from, run.end);
+    }
+    return run;
+}
+
+namespace {
+
+// High bytes of the units that a text was seen to use, and whether the next units are of the same scripts.
+class Utf16Scripts {
+public:
+    bool IsKnown(std::uint16_t unit) const { return IsCommon(unit) || seen_[ScriptOf(unit)]; }
+    void See(std::uint16_t unit) { seen_[ScriptOf(unit)] = true; }
+    static bool AreAlike(std::uint16_t unit, std::uint16_t other) { return ScriptOf(unit) == ScriptOf(other); }
+
+private:
+    // The block of 256 units; all ideographs share one, and so do all Hangul.
+    static std::uint8_t ScriptOf(std::uint16_t unit) {
+        const bool isIdeograph = unit >= 0x4E00 && unit < 0xA000;
+        const bool isHangul = unit >= 0xAC00 && unit < 0xD7B0;
+        return static_cast<std::uint8_t>(isIdeograph ? 0x4E : isHangul ? 0xAC : unit >> 8U);
+    }
+    // Latin, general punctuation, arrows and frames, kana, full-width forms.
+    static bool IsCommon(std::uint16_t unit) {
+        const unsigned block = unit >> 8U;
+        return block <= 0x02 || (block >= 0x20 && block <= 0x26) || block == 0x30 || block == 0xFF;
+    }
+    std::array<bool, 256> seen_{};
+};
+
+bool IsUtf16Stop(std::uint16_t unit) {
+    return unit < 0x80 ? !IsPlainByte(static_cast<std::uint8_t>(unit)) : unit < 0xA0 || unit >= 0xFFFE;
+}
+
+}  // namespace
+
+namespace {
+
+// A few units after the last line end most likely lie after the file.
+std::int64_t WithoutBrokenUnits(Place& file, std::int64_t from, std::int64_t end, bool isBigEndian) {
+    constexpr std::int64_t most = 8;
+    for (std::int64_t at = end - 2; at >= from && at >= end - 2 * most; at -= 2) {
+        const ByteSpan unit = file.At(at, 2);
+        if (!unit.empty() && unit[isBigEndian ? 1 : 0] == '\n' && unit[isBigEndian ? 0 : 1] == 0) {
+            return at + 2;
+        }
+    }
+    return end;
+}
+
+// A few units of a text.
+class Utf16Units {
+public:
+    Utf16Units(ByteSpan bytes, bool isBigEndian) : bytes_(bytes), isBigEndian_(isBigEndian) {}
+
+    std::size_t Count() const { return bytes_.size() / 2; }
+    std::uint16_t At(std::size_t index) const {
+        return isBigEndian_ ? LoadBig<std::uint16_t>(bytes_, 2 * index) : LoadLittle<std::uint16_t>(bytes_, 2 * index);
+    }
+    bool BeginsPair(std::size_t index) const { return (At(index) & 0xFC00) == 0xD800; }
+    bool IsBrokenPair(std::size_t index) const {
+        const bool isSecond = (At(index) & 0xFC00) == 0xDC00;
+        return isSecond || (BeginsPair(index) && (index + 1 >= Count() || (At(index + 1) & 0xFC00) != 0xDC00));
+    }
+    // Whether it is of a script that the text has not used, and those after it of yet others.
+    bool IsAlien(std::size_t index, const Utf16Scripts& scripts) const {
+        const std::uint16_t unit = At(index);
+        if (scripts.IsKnown(unit)) {
+            return false;
+        }
+        int others = 0;
+        for (std::size_t next = index + 1; next < std::min(Count(), index + 7); ++next) {
+            others += scripts.IsKnown(At(next)) || Utf16Scripts::AreAlike(At(next), unit) ? 0 : 1;
+        }
+        return others >= 2;
+    }
+
+private:
+    ByteSpan bytes_;
+    bool isBigEndian_;
+};
+
+TextRun StoppedAt(Place& file, std::int64_t from, std::int64_t at, std::uint16_t unit, bool isBigEndian) {
+    TextRun run;
+    run.printableEnd = at;
+    const bool isZero = unit == 0 && IsZeroFilled(file, at);
+    run.behind = isZero ? TextRun::Behind::Zeros : TextRun::Behind::Binary;
+    run.end = isZero ? at : WithoutBrokenUnits(file, from, at, isBigEndian);
+    return run;
+}
+
+}  // namespace
+
+TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
+    // A text's first units show which scripts it uses; later units of other scripts must not come alone.
+    constexpr std::int64_t lessons = 32;
+    Utf16Scripts scripts;
+    std::int64_t at = from;
+    for (;;) {
+        const ByteSpan bytes = file.From(at, 16);
+        if (bytes.size() < 2 || file.IsExhausted()) {
+            break;
+        }
+        const Utf16Units units(bytes, isBigEndian);
+        // The last ones are judged together with those after them.
+        const bool isLast = at + static_cast<std::int64_t>(bytes.size()) >= file.Limit();
+        const std::size_t count = isLast ? units.Count() : units.Count() - 7;
+        std::size_t i = 0;
+        for (; i < count; ++i) {
+            const std::uint16_t unit = units.At(i);
+            const std::int64_t place = at + static_cast<std::int64_t>(2 * i);
+            const bool isAlien = place >= from + 2 * lessons && units.IsAlien(i, scripts);
+            if (IsUtf16Stop(unit) || units.IsBrokenPair(i) || isAlien) {
+                return StoppedAt(file, from, place, unit, isBigEndian);
+            }
+            scripts.See(unit);
+            i += units.BeginsPair(i) ? 1U : 0U;
+        }
+        // One unit more where a surrogate pair crosses the end of the piece.
+        at += static_cast<std::int64_t>(2 * i);
+    }
+    TextRun run;
+    run.end = at;
+    run.printableEnd = at;
+    return run;
+}
+
+}  // namespace salvor

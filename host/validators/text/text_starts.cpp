@@ -1,0 +1,186 @@
+#include "host/validators/text/text_starts.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "host/validators/text/mail_fields.h"
+
+namespace salvor {
+
+namespace {
+
+// In bytes.
+constexpr std::size_t HeadBytes = 512;
+constexpr std::size_t LeastBeforeZeros = 1;
+constexpr std::size_t LeastBeforeBinary = 32;
+constexpr std::size_t LeastOfCodePage = 256;
+constexpr std::size_t TailThatTells = 8;
+constexpr std::size_t TailThatTellsOfCodePage = 48;
+// In units of two bytes.
+constexpr std::size_t LeastUnits = 16;
+constexpr std::size_t LeastUnitsWithoutMark = 256;
+
+constexpr std::uint8_t DosEnd = 0x1A;
+
+// `text` is in lower case.
+bool StartsWithFolded(ByteSpan bytes, std::string_view text) {
+    return bytes.size() >= text.size() && std::ranges::equal(bytes.first(text.size()), text, {}, [](std::uint8_t byte) {
+               return static_cast<char>(byte >= 'A' && byte <= 'Z' ? byte + 0x20 : byte);
+           });
+}
+
+bool BeginsMarkup(ByteSpan sector) {
+    return StartsWithFolded(sector, "<!doctype") || StartsWithFolded(sector, "<html") ||
+           StartsWithFolded(sector, "<?xml");
+}
+
+// True if the first units are text in UTF-16 without control characters; mostly Latin letters if `isLatin`.
+bool IsUtf16Text(ByteSpan bytes, bool isBigEndian, std::size_t least, bool isLatin) {
+    const std::size_t units = std::min(bytes.size() / 2, least);
+    for (std::size_t i = 0; i < units; ++i) {
+        const std::uint16_t unit =
+            isBigEndian ? LoadBig<std::uint16_t>(bytes, 2 * i) : LoadLittle<std::uint16_t>(bytes, 2 * i);
+        const bool isText = unit < 0x80 ? IsPlainByte(static_cast<std::uint8_t>(unit)) : unit >= 0xA0 && unit < 0xFFFE;
+        if (unit == 0 && i > 0 && !isLatin) {
+            return IsZeroFrom(bytes, 2 * i);
+        }
+        if (!isText || (isLatin && unit >= 0x100)) {
+            return false;
+        }
+    }
+    return units > 0 && (units == least || !isLatin);
+}
+
+bool BeginsUtf16(ByteSpan head) {
+    if (StartsWith(head, Utf16LittleMark) || StartsWith(head, Utf16BigMark)) {
+        return IsUtf16Text(head.subspan(2), head[0] == Utf16BigMark[0], LeastUnits, false);
+    }
+    return head.size() > 1 && head[1] == 0 &&
+           IsUtf16Text(head, false, std::min(LeastUnitsWithoutMark, HeadBytes / 2), true);
+}
+
+// Whether `tail` ends in the middle of a text that `head` continues.
+bool IsRunning(ByteSpan tail, ByteSpan head) {
+    if (tail.size() < TailThatTells) {
+        return false;
+    }
+    ByteSpan last = tail.last(TailThatTells);
+    // Skips a character that the tail's start cuts.
+    std::size_t cut = 0;
+    while (cut < 3 && (last[cut] & 0xC0) == 0x80) {
+        ++cut;
+    }
+    if (EndOfUtf8(last, cut) == last.size()) {
+        return true;
+    }
+    const auto isHigh = [](std::uint8_t byte) {
+        return byte >= 0x80;
+    };
+    return tail.size() >= TailThatTellsOfCodePage && EndOfAnyText(tail, 0) == tail.size() &&
+           std::ranges::any_of(head, isHigh);
+}
+
+bool IsRunningUtf16(ByteSpan tail) {
+    return tail.size() >= TailThatTellsOfCodePage &&
+           IsUtf16Text(tail.last(TailThatTellsOfCodePage), false, TailThatTellsOfCodePage / 2, true);
+}
+
+bool IsLongEnough(ByteSpan head) {
+    std::size_t end = EndOfUtf8(head, 0);
+    while (end + 1 < head.size() && head[end] == Escape && IsPlainByte(head[end + 1])) {
+        end = EndOfUtf8(head, end + 1);
+    }
+    if (end == head.size() || IsWordLine(head.first(end))) {
+        return true;
+    }
+    const bool endsInZeros = [head](std::size_t at) {
+        return head[at] == 0 ? IsZeroFrom(head, at) : head[at] == DosEnd && IsZeroFrom(head, at + 1);
+    }(end);
+    if (head[end] < 0x80 || end >= LeastBeforeBinary) {
+        return end >= (endsInZeros ? LeastBeforeZeros : LeastBeforeBinary);
+    }
+    const std::size_t anyEnd = EndOfAnyText(head, end);
+    return anyEnd >= std::min(LeastOfCodePage, head.size()) ||
+           (head[anyEnd] == 0 && anyEnd >= LeastBeforeBinary && IsZeroFrom(head, anyEnd));
+}
+
+// Most binary data show in their first bytes that they are not text. False only if it cannot be text.
+bool MayBePlain(ByteSpan head) {
+    constexpr std::size_t looked = 32;
+    if (head.size() < looked) {
+        return true;
+    }
+    unsigned controls = 0;
+    for (std::size_t i = 0; i < looked; ++i) {
+        controls |= static_cast<unsigned>(IsControlByte(head[i]));
+    }
+    if (controls == 0) {
+        return true;
+    }
+    if (head.back() != 0) {
+        return false;
+    }
+    const std::uint8_t first = *std::ranges::find_if(head, IsControlByte);
+    return first == 0 || first == DosEnd;
+}
+
+// A string in a program, followed by a long text that begins like a file in the middle of a line.
+bool BreaksString(ByteSpan tail, ByteSpan head) {
+    constexpr std::string_view lineBreaks = "\n\r\t ";
+    return EndOfAnyText(tail, 0) < tail.size() &&
+           lineBreaks.find(static_cast<char>(tail.back())) == std::string_view::npos && BeginsLikeFile(head) &&
+           EndOfUtf8(head, 0) == head.size() && std::ranges::count(head, std::uint8_t{'\n'}) >= 2;
+}
+
+}  // namespace
+
+bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
+    if (tail.empty() || head.empty()) {
+        return false;
+    }
+    const std::uint8_t before = tail.back();
+    if (before == '\n' || before == '\r') {
+        return false;
+    }
+    if (BeginsMarkup(head) || StartsWith(head, Utf8Mark)) {
+        return true;
+    }
+    if (!IsLetter(head[0]) || !BeginsLetter(head)) {
+        return false;
+    }
+    // Quoted mail, and field names that are broken across lines.
+    ByteSpan line(std::find(tail.rbegin(), tail.rend(), std::uint8_t{'\n'}).base(), tail.end());
+    const auto isQuote = [](std::uint8_t byte) {
+        return byte == '>' || byte == ' ' || byte == '\t' || byte == '|';
+    };
+    return before != '-' && !std::ranges::all_of(line, isQuote);
+}
+
+bool BeginsLikeFile(ByteSpan head) {
+    constexpr std::string_view marks = "#/<{[%;\"'-*=.@!(\xEF";
+    const auto first = static_cast<char>(head[0]);
+    return (first >= 'A' && first <= 'Z') || marks.find(first) != std::string_view::npos;
+}
+
+bool IsWordLine(ByteSpan text) {
+    constexpr std::ptrdiff_t least = 16;
+    const auto isWordByte = [](std::uint8_t byte) {
+        return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-' || byte == '.' || byte == ' ';
+    };
+    const auto end = std::ranges::find_if_not(text, isWordByte);
+    return end - text.begin() + 1 >= least && end != text.end() && *end == '\n';
+}
+
+bool BeginsText(ByteSpan previousTail, ByteSpan sector) {
+    const ByteSpan head = sector.first(std::min(sector.size(), HeadBytes));
+    if (head.size() > 1 && (head[0] >= Utf16BigMark[0] || head[1] == 0)) {
+        return BeginsUtf16(head) && !IsRunningUtf16(previousTail);
+    }
+    if (!MayBePlain(head) ||
+        (IsRunning(previousTail, head) && !BreaksIntoText(previousTail, head) && !BreaksString(previousTail, head))) {
+        return false;
+    }
+    return IsLongEnough(head.subspan(StartsWith(head, Utf8Mark) ? Utf8Mark.size() : 0));
+}
+
+}  // namespace salvor

@@ -1,0 +1,243 @@
+#include <FileTypeCatalog.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "host/validators/text/mail_fields.h"
+#include "host/validators/text/markup.h"
+#include "host/validators/text/text_bytes.h"
+#include "host/validators/text/text_kinds.h"
+#include "host/validators/text/text_run.h"
+#include "host/validators/text/text_starts.h"
+#include "host/validators/validator.h"
+
+namespace salvor {
+
+namespace {
+
+using FileTypeIndex::Text;
+
+// In bytes.
+constexpr std::size_t LookedAt = 4096;
+// Shorter runs of printable bytes occur in random data once in some gigabytes.
+constexpr std::int64_t LeastBeforeBinary = 32;
+constexpr std::int64_t LeastBeforeString = 512;
+constexpr std::int64_t LeastOfCodePage = 256;
+constexpr std::int64_t LeastOfOneLine = 4096;
+
+// The kinds of bytes at a text's start.
+struct TextMix {
+    std::size_t all = 0;
+    std::size_t letters = 0;
+    std::size_t digits = 0;
+    std::size_t blanks = 0;
+    std::size_t lineEnds = 0;
+    std::size_t high = 0;
+    // Bytes equal to the one before.
+    std::size_t repeated = 0;
+
+    explicit TextMix(ByteSpan bytes) : all(bytes.size()) {
+        std::uint8_t before = 0;
+        for (const std::uint8_t byte : bytes) {
+            letters += IsLetter(byte) ? 1U : 0U;
+            digits += IsDigit(byte) ? 1U : 0U;
+            blanks += byte == ' ' || byte == '\t' ? 1U : 0U;
+            lineEnds += byte == '\n' || (byte == '\r') ? 1U : 0U;
+            high += byte >= 0x80 ? 1U : 0U;
+            repeated += byte == before ? 1U : 0U;
+            before = byte;
+        }
+    }
+
+    // True for a whole line, mostly of words.
+    bool IsLine() const {
+        constexpr std::size_t least = 20;
+        return all >= least && lineEnds > 0 && (letters + digits + blanks) * 10 >= all * 6;
+    }
+
+    // True if words and blanks are as frequent as in a language.
+    bool IsLanguage() const {
+        return blanks * 20 >= all && blanks * 3 <= all && (letters + high) * 2 >= all && repeated * 4 <= all;
+    }
+};
+
+Finding NoText(const char* why) {
+    Finding finding;
+    finding.why = why;
+    return finding;
+}
+
+// Whether a single zero follows, as after the strings in a program.
+bool IsString(Place& file, std::int64_t end) {
+    const ByteSpan bytes = file.From(end);
+    const std::size_t next = EndOfPlain(bytes, 0);
+    return next < bytes.size() && bytes[next] == 0;
+}
+
+Finding TextOf(std::int64_t size, const char* why, bool beginsInMiddle) {
+    return {.verdict = Verdict::Open,
+            .size = size,
+            .type = Text,
+            .extension = {},
+            .why = why,
+            .beginsInMiddle = beginsInMiddle};
+}
+
+// Words that files of code and settings begin with.
+constexpr std::string_view OpeningWords[] = {
+    "class",  "config",  "const",   "deb",     "def",    "define",  "export",  "extern",  "from",   "function",
+    "http",   "https",   "import",  "include", "int",    "let",     "library", "load",    "module", "namespace",
+    "option", "package", "private", "program", "public", "require", "set",     "static",  "struct", "syntax",
+    "type",   "typedef", "unit",    "use",     "uses",   "using",   "var",     "version", "void",
+};
+static_assert(std::ranges::is_sorted(OpeningWords));
+
+// Few files begin with a small letter, except for a word of code, a name that is assigned a value, or a list of names.
+bool BeginsInWord(ByteSpan head) {
+    const auto wordEnd = std::ranges::find_if_not(
+        head, [](std::uint8_t byte) { return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-'; });
+    const std::string word(head.begin(), wordEnd);
+    const ByteSpan behind(wordEnd, head.end());
+    if (word.empty() || word[0] < 'a' || word[0] > 'z' || behind.empty() ||
+        std::ranges::binary_search(OpeningWords, word)) {
+        return false;
+    }
+    const bool isBlank = behind[0] == ' ' || behind[0] == '\t';
+    const std::uint8_t next = isBlank && behind.size() > 1 ? behind[1] : behind[0];
+    constexpr std::string_view givers = "=:(\n\r{.[\t /@";
+    return givers.find(static_cast<char>(next)) == std::string_view::npos;
+}
+
+// In a file's first line, only titles and numbers are likely to be indented.
+bool IsIndentedRest(ByteSpan head) {
+    const auto start = std::ranges::find_if_not(head, [](std::uint8_t byte) { return byte == ' '; });
+    if (start == head.begin() || start == head.end()) {
+        return false;
+    }
+    const bool isTitle = (*start >= 'A' && *start <= 'Z') || IsDigit(*start) || *start == '#' || *start == '/';
+    return start - head.begin() == 1 ? !IsDigit(*start) && *start != '#' : !isTitle;
+}
+
+// Whether text with this start is most likely the rest of a file.
+bool BeginsInMiddle(ByteSpan head) {
+    constexpr std::string_view closers = ")]},;:?!";
+    const std::uint8_t first = head[0];
+    const std::uint8_t second = head.size() > 1 ? head[1] : 0;
+    const bool isStop = (first == '.' || first == '>') && (second == ' ' || second == '\n' || second == '\r');
+    return (first & 0xC0) == 0x80 || closers.find(static_cast<char>(first)) != std::string_view::npos || isStop ||
+           StartsWith(head, PatternOf("</")) || BeginsInWord(head) || IsIndentedRest(head);
+}
+
+// Whether these units belong to scripts in use, unlike machine code. With `hasLines`, line ends are required too.
+bool IsWritten(ByteSpan units, bool isBigEndian, bool hasLines) {
+    const auto isWrittenBlock = [](unsigned block) {
+        return block <= 0x06 || (block >= 0x09 && block <= 0x0E) || block == 0x10 || block == 0x1E || block == 0x1F ||
+               (block >= 0x20 && block <= 0x26) || block == 0x30 || (block >= 0x4E && block <= 0x9F) ||
+               (block >= 0xAC && block <= 0xDF) || block == 0xFE || block == 0xFF;
+    };
+    std::size_t lineEnds = 0;
+    std::size_t repeated = 0;
+    std::uint16_t before = 0;
+    for (std::size_t at = 0; at + 2 <= units.size(); at += 2) {
+        const auto unit = isBigEndian ? LoadBig<std::uint16_t>(units, at) : LoadLittle<std::uint16_t>(units, at);
+        if (!isWrittenBlock(unit >> 8U)) {
+            return false;
+        }
+        lineEnds += unit == '\n' ? 1U : 0U;
+        repeated += unit == before ? 1U : 0U;
+        before = unit;
+    }
+    return (lineEnds >= 2 || !hasLines) && repeated * 4 <= units.size();
+}
+
+Finding ValidateUtf16(Place& file, bool isBigEndian, bool hasMark) {
+    constexpr std::int64_t leastUnits = 16;
+    constexpr std::int64_t leastUnitsWithoutMark = 256;
+    constexpr std::int64_t looked = 512;
+    const std::int64_t start = hasMark ? 2 : 0;
+    const TextRun run = FollowUtf16(file, start, isBigEndian);
+    const std::int64_t units = (run.end - start) / 2;
+    const bool isEnough = units >= (hasMark ? leastUnits : leastUnitsWithoutMark) ||
+                          (hasMark && units > 0 && run.behind == TextRun::Behind::Zeros);
+    const ByteSpan head = file.From(start, 2);
+    const auto shown = std::min<std::size_t>(head.size(), static_cast<std::size_t>(2 * std::min(units, looked)));
+    if (!isEnough || !IsWritten(head.first(shown), isBigEndian, !hasMark)) {
+        return NoText("pairs of bytes, but no text");
+    }
+    return TextOf(run.end, "UTF-16 as far as it is text", false);
+}
+
+bool Begins(ByteSpan head) { return MayBeginText({}, head); }
+
+bool IsOtherKind(Place& file, ByteSpan head) {
+    const bool mayBeLetter = FieldNameLength(head) > 0 || StartsWith(head, PatternOf("From "));
+    if (BeginsWithMarkup(head)) {
+        return IsPage(file) || IsXmlDocument(file) || IsBookmarkFile(file);
+    }
+    return mayBeLetter && IsLetter(file);
+}
+
+// Why printable bytes before binary data are not text; null if they are.
+const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t length, ByteSpan head,
+                               const TextMix& mix) {
+    if ((length < LeastBeforeBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {
+        return "too short in front of binary data";
+    }
+    const bool isString = IsString(file, run.end);
+    if (isString && (mix.lineEnds < 4 || length < LeastBeforeString) && (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
+        return "strings of a program";
+    }
+    // Programs write data in one long line.
+    const bool isWords = mix.IsLanguage() || mix.IsLine() || IsWordLine(head) || length >= LeastOfOneLine;
+    return mix.lineEnds < 2 && !isWords ? "printable bytes without lines or words" : nullptr;
+}
+
+Finding Validate(Place& file) {
+    if (IsOtherKind(file, file.From(0, LookedAt))) {
+        return NoText("a document of another kind");
+    }
+    const ByteSpan start = file.From(0, LookedAt);
+    if (StartsWith(start, Utf16LittleMark) || StartsWith(start, Utf16BigMark)) {
+        return ValidateUtf16(file, start[0] == Utf16BigMark[0], true);
+    }
+    if (start.size() > 1 && start[1] == 0) {
+        return ValidateUtf16(file, false, false);
+    }
+    const auto marked = static_cast<std::int64_t>(StartsWith(start, Utf8Mark) ? Utf8Mark.size() : 0);
+    const TextRun run = FollowText(file, marked);
+    const std::int64_t length = run.end - marked;
+    if (length <= 0) {
+        return NoText("no text");
+    }
+    ByteSpan head = file.From(0, LookedAt);
+    head = head.first(std::min(head.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));
+    const TextMix mix(head.subspan(static_cast<std::size_t>(marked)));
+    if (run.behind == TextRun::Behind::Binary) {
+        if (const char* const why = WhyNotBeforeBinary(file, run, length, head, mix)) {
+            return NoText(why);
+        }
+    }
+    if (mix.repeated * 10 >= mix.all * 9) {
+        return NoText("one character repeated");
+    }
+    const char* const why = run.behind == TextRun::Behind::Zeros       ? "text up to zeros"
+                            : run.behind == TextRun::Behind::OtherFile ? "text up to another file's start"
+                            : run.behind == TextRun::Behind::Binary    ? "text up to binary data"
+                                                                       : "text up to the medium's end";
+    return TextOf(run.end, why, BeginsInMiddle(head));
+}
+
+constexpr std::int32_t Types[] = {FileTypeIndex::Text};
+
+}  // namespace
+
+extern const Validator TextValidator;
+const Validator TextValidator{.name = "text",
+                              .phase = Validator::Phase::Text,
+                              .starts = {},
+                              .begins = Begins,
+                              .validate = Validate,
+                              .types = Types};
+
+}  // namespace salvor

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/host/validators/TestPlace.h"
+#include "tests/support/Medium.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace std::string_literals;
+using test::Bytes;
+using ::test::BytesOf;
+
+// What may lie behind a file: zeros, binary data, another text, and strings of a program.
+std::vector<Bytes> Slacks() {
+    Bytes binary = BytesOf("q#\x02");
+    for (int i = 0; i < 2000; ++i) {
+        binary.push_back(static_cast<std::uint8_t>(i * 37 + 3));
+    }
+    std::string text;
+    while (text.size() < 8192) {
+        text += "Other words. ";
+    }
+    Bytes strings = BytesOf("usage: %s");
+    strings.resize(5000);
+    return {Bytes(5000), binary, BytesOf(text), strings};
+}
+
+struct DocumentCase {
+    const char* validator;
+    std::string file;
+    const char* extension = "";
+};
+
+std::string Wide(const std::string& text) {
+    std::string wide = "\xFF\xFE";
+    for (const char letter : text) {
+        wide += letter + "\0"s;
+    }
+    return wide;
+}
+
+const std::string Page =
+    "<!DOCTYPE html>\n<html><head><title>Nothing</title><script>var s = \"</html>\"; </script>\n"
+    "<!-- </html> --></head><body>\xFC\n</body></html>\n";
+
+}  // namespace
+
+TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
+    const std::string drawing = "<svg xmlns='x'><g><svg/><a t='>'>\xE4</a></g></svg>";
+    const DocumentCase cases[] = {
+        {"html", Page},
+        {"html", Page + "<!-- made by hand -->\n<script>count(\"</body>\");</script>\n"},
+        {"html", Wide("<html><body>\r\n</body></html>\r\n")},
+        {"html", "<?xml version='1.0'?>\n<!DOCTYPE html>\n<html xmlns='x'><body/></html>\n", "html"},
+        {"xml", "<?xml version=\"1.0\"?>\r\n<a><b>text</b><a>]]</a><![CDATA[</a>]]></a>\r\n<!-- end -->\r\n"},
+        {"xml", drawing + " \n", "svg"},
+        {"xml", "<?xml version='1.0'?>\r\n<a>\n</a>\n"},
+        {"bookmarks",
+         "<!DOCTYPE "
+         "NETSCAPE-Bookmark-file-1>\n<TITLE>B</TITLE>\n<DL><p>\n<DT><H3>F</H3>\n<DL><p>\n</DL><p>\n</DL><p>\n"},
+        {"mail",
+         "Subject: Tea\r\nFrom: a@b.c\r\nMIME-Version: 1.0\r\nContent-Type: multipart/mixed;\r\n boundary=\"=x=\"\r\n"
+         "\r\n--=x=\r\nContent-Type: text/plain\r\n\r\nAt five\r\n--=x=\r\nContent-Transfer-Encoding: binary\r\n\r\n"s +
+             "\0\1\2\3"s + "\r\n--=x=--\r\n"},
+        {"mail",
+         "From a@b.c Mon Jan  5 10:00:00 2009\nTo: d\nDate: Mon\n\nOne\n\nFrom a@b.c Tue Jan  6 10:00:00 2009\nTo: d\n"
+         "Content-Type: text/html\nDate: Tue\n\n<html>Two</html>\n",
+         "mbox"},
+        {"mail", "From a@b.c Mon Jan  5 10:00:00 2009\nTo: d\nDate: Mon\nContent-Length: 4\n\nOne\n\n", "mbox"},
+        {"mail", "To: d\nDate: Mon\nContent-Transfer-Encoding: base64\n\nQUJDREVGR0hJSktM\nQUJDRA==\n"},
+    };
+    for (const DocumentCase& document : cases) {
+        SCOPED_TRACE(document.file);
+        for (const Bytes& slack : Slacks()) {
+            const Finding finding = test::FindingOf(document.validator, BytesOf(document.file), slack);
+            EXPECT_EQ(finding.verdict, Verdict::Whole) << finding.why;
+            EXPECT_EQ(finding.size, std::ssize(document.file));
+            EXPECT_EQ(finding.extension, document.extension);
+            EXPECT_EQ(test::FindingOf("text", BytesOf(document.file), slack).verdict, Verdict::NoFile);
+        }
+    }
+    // A letter of plain text has no end of its own.
+    const std::string letter = "To: d\nDate: Mon\n\nOne line\nand another\n";
+    const Finding plain = test::FindingOf("mail", BytesOf(letter), Slacks()[1]);
+    EXPECT_EQ(plain.verdict, Verdict::Open);
+    EXPECT_EQ(plain.size, std::ssize(letter));
+}
+
+TEST(Documents, PostScriptEndsAtItsOwnLastComment) {
+    const std::string header = "%!PS-Adobe-3.0 EPSF-3.0\n%%Creator: by hand\n";
+    const std::string data = "%%BeginBinary: 4\n\0\1\2\3\n%%EndBinary\n"s;
+    const std::string placed = "%%BeginDocument: x\n%!PS-Adobe-3.0\n%%EOF\n%%EndDocument\n";
+    const std::string whole = header + placed + data + "showpage\n%%Trailer\n%%EOF\n";
+    for (const Bytes& slack : Slacks()) {
+        const Finding finding = test::FindingOf("postscript", BytesOf(whole), slack);
+        EXPECT_EQ(finding.verdict, Verdict::Whole);
+        EXPECT_EQ(finding.size, std::ssize(whole));
+        EXPECT_EQ(finding.extension, "eps");
+    }
+    // Without one it does not take that of a file behind other data.
+    Bytes behind = Slacks()[1];
+    const std::size_t open = header.size();
+    behind.resize(1536 - open);
+    const Bytes other = BytesOf(whole);
+    behind.insert(behind.end(), other.begin(), other.end());
+    const Finding cut = test::FindingOf("postscript", BytesOf(header), behind, {.starts = {3 + 3}, .wholes = {}});
+    EXPECT_EQ(cut.verdict, Verdict::Damaged);
+    EXPECT_EQ(cut.size, static_cast<std::int64_t>(open));
+}
+
+TEST(Documents, AreNotWholeWhenTheyBreak) {
+    const Bytes binary = Slacks()[1];
+    const std::string xml = "<?xml version='1.0'?>\n<a><b>text</b>\n";
+    for (const DocumentCase& document :
+         {DocumentCase{"html", Page.substr(0, Page.size() - 10)}, DocumentCase{"xml", xml},
+          DocumentCase{"mail", "To: d\nDate: M\nContent-Type: multipart/x; boundary=b\n\n--b\n\n"}}) {
+        SCOPED_TRACE(document.file);
+        EXPECT_EQ(test::FindingOf(document.validator, BytesOf(document.file), binary).verdict, Verdict::Damaged);
+        EXPECT_LE(test::FindingOf(document.validator, BytesOf(document.file)).size, std::ssize(document.file));
+    }
+    EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</a>\n")).verdict, Verdict::Whole);
+    EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</b></a>\n")).verdict, Verdict::Damaged);
+    // Another page begins in the next sector.
+    const std::string padded = Page.substr(0, 28) + std::string(484, 'x') + Page;
+    EXPECT_EQ(test::FindingOf("html", BytesOf(padded)).size, 512);
+}
+
+TEST(Documents, TellWebArchivesFromLetters) {
+    const std::string end =
+        "MIME-Version: 1.0\r\nContent-Type: multipart/related; boundary=b\r\n\r\n--b\r\n\r\nx\r\n--b--\r\n";
+    const auto typeOf = [&](const std::string& head) {
+        return test::FindingOf("mail", BytesOf(head + end)).type;
+    };
+    const std::int32_t archive = typeOf("From: <Saved by a browser>\r\nSubject: Page\r\n");
+    const std::int32_t letter = typeOf("Received: by x\r\nFrom: <a@b.c>\r\n");
+    EXPECT_NE(archive, letter);
+    EXPECT_EQ(typeOf("Date: Mon\r\n"), archive);
+    EXPECT_EQ(typeOf("To: you\r\nMessage-ID: <1>\r\n"), letter);
+}
+
+}  // namespace salvor

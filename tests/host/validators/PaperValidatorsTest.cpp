@@ -1,0 +1,51 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/host/validators/TestPlace.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace test;
+
+// The document says no length: it ends with its text, whatever stands behind it in the same sector.
+TEST(PaperValidators, WordPerfect5KeepsItsLastSectorInFrontOfForeignBytes) {
+    Bytes file{0xFF, 'W', 'P', 'C', 70, 0, 0, 0, 1, 0x0A, 0, 0, 0, 0, 0, 0, 0xFB, 0xFF, 5, 0, 0x32, 0};
+    file.resize(70);
+    const std::string_view line = "A line of an ordinary letter, of which there are many.\n";
+    for (int i = 0; i < 20; ++i) {
+        file.insert(file.end(), line.begin(), line.end());
+    }
+    const auto size = std::ssize(file);
+    EXPECT_EQ(FindingOf("wordperfect", file, Bytes(4096)).size, size);
+    std::mt19937 random(3);
+    Bytes noise(4096);
+    std::ranges::generate(noise, [&] { return static_cast<std::uint8_t>(random()); });
+    const Finding finding = FindingOf("wordperfect", file, noise);
+    EXPECT_EQ(finding.verdict, Verdict::Open);
+    EXPECT_GE(finding.size, size);
+    EXPECT_LE(finding.size, size + 16);
+}
+
+// One chain of blocks of 256 bytes; the first link is at the end of block 3.
+TEST(PaperValidators, QuarkDoesNotFollowAWildLink) {
+    Bytes file(40 * 256);
+    const std::string_view header("\0\0IIXPR3\x41\0\x41\0", 12);
+    std::copy(header.begin(), header.end(), file.begin());
+    for (std::size_t block = 3; block < 40; ++block) {
+        file[block * 256 - 4] = static_cast<std::uint8_t>(block + 1);
+    }
+    EXPECT_EQ(FindingOf("quark", file, Pattern(4096)).verdict, Verdict::Whole);
+    // To block 10,020, in the foreign bytes behind.
+    file[30 * 256 - 4] = 0x24;
+    file[30 * 256 - 3] = 0x27;
+    const Finding broken = FindingOf("quark", file, Bytes(3 << 20));
+    EXPECT_EQ(broken.verdict, Verdict::Damaged);
+    EXPECT_EQ(broken.size, 30 * 256);
+}
+
+}  // namespace
+
+}  // namespace salvor

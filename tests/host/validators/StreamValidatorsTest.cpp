@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include "tests/host/validators/TestPlace.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace test;
+
+TEST(StreamValidators, TellWholeFilesFromBrokenOnes) {
+    const ChangedFixture changes[] = {
+        {"sound", "ogg", "opus.ogg", 1, 0, Verdict::Whole},
+        {"one wrong page", "ogg", "opus.ogg", 0.5, 1, Verdict::Damaged},
+        {"two wrong pages", "ogg", "opus.ogg", 0.3, 9000, Verdict::Damaged},
+        {"cut in a page", "ogg", "opus.ogg", 0.7, 0, Verdict::Damaged},
+        {"sound", "midi", "scale.mid", 1, 0, Verdict::Whole},
+        {"events overwritten", "midi", "scale.mid", 0.6, 20, Verdict::Damaged},
+        {"without a checksum", "smaf", "ringtone.mmf", 1, 0, Verdict::Open},
+        {"a chunk's size", "smaf", "ringtone.mmf", 0.0175, 6, Verdict::Damaged},
+        {"sound", "au", "sound.au", 1, 0, Verdict::Whole},
+        {"sound", "realmedia", "video.rm", 1, 0, Verdict::Whole},
+        {"cut in a packet", "realmedia", "video.rm", 0.5, 0, Verdict::Damaged},
+        {"sound", "riff", "tone.wav", 1, 0, Verdict::Whole},
+        {"the size in the header", "riff", "tone.wav", 0.0007, 3, Verdict::Open},
+        {"sound", "riff", "film.avi", 1, 0, Verdict::Whole},
+        {"a frame's name and size", "riff", "film.avi", 0.5, 9000, Verdict::Damaged},
+        {"sound", "riff", "turning.ani", 1, 0, Verdict::Whole},
+        {"sound", "ebml", "video.mkv", 1, 0, Verdict::Whole},
+        {"blocks overwritten", "ebml", "video.mkv", 0.6, 9000, Verdict::Damaged},
+        {"recorded live", "ebml", "live.webm", 1, 0, Verdict::Open},
+        {"sound", "flv", "video.flv", 1, 0, Verdict::Whole},
+        {"cut in a tag", "flv", "video.flv", 0.5, 0, Verdict::Damaged},
+    };
+    ExpectVerdicts(changes);
+}
+
+TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
+    Bytes wave = Fixture("tone.wav");
+    const auto expectSize = [](const Bytes& file, const Bytes& behind, const char* what) {
+        EXPECT_EQ(FindingOf("riff", file, behind).size, std::ssize(file)) << what;
+    };
+    wave[4] = static_cast<std::uint8_t>(wave[4] + 8);
+    expectSize(wave, Pattern(70000), "the outermost header is counted");
+    wave[4] = static_cast<std::uint8_t>(wave[4] - 12);
+    expectSize(wave, Pattern(70000), "half of a header is not counted");
+
+    // Sound of odd length, and the pad byte behind the form.
+    Bytes form = Fixture("tone.aif");
+    constexpr std::string_view name = "SSND";
+    const auto sound = std::search(form.begin(), form.end(), name.begin(), name.end()) - form.begin();
+    for (const auto lowest : {std::ptrdiff_t{7}, sound + 7}) {
+        form[static_cast<std::size_t>(lowest)] = static_cast<std::uint8_t>(form[static_cast<std::size_t>(lowest)] - 1);
+    }
+    form.back() = 0;
+    expectSize(form, Bytes(5000), "padding");
+}
+
+TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
+    const Bytes film = Fixture("video.flv");
+    const Bytes half(film.begin(), film.begin() + 8 * 512);
+    const Finding atNext = FindingOf("flv", half, Pattern(70000), {.starts = {3, 3 + 8}, .wholes = {}});
+    EXPECT_EQ(atNext.verdict, Verdict::Truncated);
+    EXPECT_EQ(atNext.size, 8 * 512);
+    const Finding atEnd = FindingOf("flv", half);
+    EXPECT_EQ(atEnd.verdict, Verdict::Truncated);
+    EXPECT_EQ(atEnd.size, 8 * 512);
+}
+
+}  // namespace
+
+}  // namespace salvor

@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/validate/cluster_grid.h"
+#include "host/validators/text/text_starts.h"
+#include "tests/host/TestFiles.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace std::string_literals;
+
+ByteSpan BytesOf(std::string_view text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
+
+std::string Padded(std::string text, char padding) {
+    text.resize(512, padding);
+    return text;
+}
+
+bool Begins(const std::string& before, const std::string& sector) {
+    return MayBeginText(BytesOf(before), BytesOf(sector));
+}
+
+}  // namespace
+
+TEST(TextStarts, AreSeenByTheBytesOnBothSides) {
+    const std::string zeros(64, '\0');
+    const std::string prose = Padded("The first line\nof a text", 'e');
+    const std::string letter = Padded("Subject: Tea\r\nDate: Mon\r\n\r\nAt five", '\0');
+    const std::string inLine = std::string(63, 'e') + "f";
+    const std::string afterLine = std::string(63, 'e') + "\n";
+
+    EXPECT_TRUE(Begins("", prose));
+    EXPECT_TRUE(Begins(zeros, prose));
+    EXPECT_TRUE(Begins(std::string(63, 'e') + "\x80", prose));
+    EXPECT_FALSE(Begins(inLine, prose));
+    EXPECT_FALSE(Begins(afterLine, prose));
+    EXPECT_FALSE(Begins(zeros, Padded("Few letters in front of others", '\x01')));
+    EXPECT_TRUE(Begins(zeros, Padded("Few letters in front of zeros", '\0')));
+    EXPECT_FALSE(Begins(zeros, Padded("Few letters, zeros", '\0').substr(1) + "\x01"));
+
+    EXPECT_TRUE(Begins(inLine, Padded("<!doctype html>", ' ')));
+    EXPECT_FALSE(Begins(afterLine, Padded("<!doctype html>", ' ')));
+    EXPECT_TRUE(Begins(inLine, letter));
+    EXPECT_FALSE(Begins(inLine + "\n> ", letter));
+}
+
+TEST(TextStarts, AreSeenInOtherAlphabets) {
+    const std::string zeros(64, '\0');
+    std::string greek;
+    std::string wide = "\xFF\xFE";
+    std::string codePage;
+    while (codePage.size() < 512) {
+        greek += "\xCE\xB1\xCE\xB2 ";
+        wide += "a\0b\0"s;
+        codePage += "\xE0\xE1\xE2 ";
+    }
+    EXPECT_TRUE(Begins(zeros, greek));
+    EXPECT_FALSE(Begins(greek.substr(0, 64), greek.substr(64)));
+    EXPECT_TRUE(Begins(zeros, wide));
+    EXPECT_FALSE(Begins(zeros, "\xFE\xFF\x00\x01"s + wide));
+    EXPECT_TRUE(Begins(zeros, wide.substr(2)));
+    EXPECT_FALSE(Begins(wide.substr(2, 64), wide.substr(2)));
+    EXPECT_TRUE(Begins(zeros, codePage));
+    EXPECT_FALSE(Begins(codePage.substr(0, 64), codePage));
+}
+
+TEST(ClusterGrid, IsTheLargestThatNearlyAllStartsShare) {
+    std::vector<std::int64_t> starts;
+    for (std::int64_t i = 0; i < 40; ++i) {
+        starts.push_back(3 + 8 * (i * i + i % 3));
+    }
+    const ClusterGrid grid = FindClusterGrid(starts, 512);
+    EXPECT_EQ(grid.sectorsPerCluster, 8);
+    EXPECT_TRUE(grid.Holds(11));
+    EXPECT_FALSE(grid.Holds(12));
+
+    starts.insert(starts.end(), {4, 13, 22});
+    EXPECT_EQ(FindClusterGrid(starts, 512).sectorsPerCluster, 8);
+    starts.insert(starts.end(), {30, 32, 34, 36});
+    EXPECT_EQ(FindClusterGrid(starts, 512).sectorsPerCluster, 1);
+    EXPECT_EQ(FindClusterGrid(std::span(starts).first(7), 512).sectorsPerCluster, 1);
+
+    // One file in twenty lies between the round places where the others begin.
+    starts.clear();
+    for (std::int64_t i = 0; i < 60; ++i) {
+        starts.push_back(64 * i + (i % 20 == 7 ? 8 : 0));
+    }
+    EXPECT_EQ(FindClusterGrid(starts, 512).sectorsPerCluster, 8);
+}
+
+}  // namespace salvor

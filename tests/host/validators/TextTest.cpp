@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/host/validators/TestPlace.h"
+#include "tests/support/Medium.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace std::string_literals;
+using test::Bytes;
+using ::test::BytesOf;
+
+// Bytes that are printable, control characters and letters of code pages in turn, as in any binary data.
+Bytes Binary(const std::string& first = "") {
+    Bytes bytes = BytesOf(first);
+    for (int i = 0; i < 4096; ++i) {
+        bytes.push_back(static_cast<std::uint8_t>(i * 37 + 3));
+    }
+    return bytes;
+}
+
+Finding TextFinding(const std::string& text, const Bytes& behind) {
+    return test::FindingOf("text", BytesOf(text), behind);
+}
+
+std::string Lines(const std::string& line, std::size_t count) {
+    std::string lines;
+    for (std::size_t i = 0; i < count; ++i) {
+        lines += line;
+    }
+    return lines;
+}
+
+}  // namespace
+
+TEST(Text, EndsWhereBytesAreNoTextInEveryAlphabet) {
+    const std::string plain = Lines("One line of a text is like another.\n", 3000);
+    const std::string utf8 = Lines(
+        "Gr\xC3\xBC\xC3\x9F"
+        "e, \xD0\xBF\xD1\x80\xD0\xB8\n",
+        300);
+    const std::string latin = Lines(
+        "Gr\xFC\xDF"
+        "e aus M\xFCnchen\r\n",
+        60);
+    const std::string cyrillic = Lines("\xCF\xF0\xE8\xE2\xE5\xF2 \xEC\xE8\xF0, \xE8 \xE2\xEE\xF2\r\n", 60);
+    const std::string withEscapes = plain + "\x1B[1mbold\x1B[0m and \x07 bell\n" + plain;
+    std::string wide = "\xFF\xFE";
+    for (const char letter : plain.substr(0, 360)) {
+        wide += letter + "\0"s;
+    }
+    const std::string bigFive = Lines(Lines("\xA4\xA3\xA5\xE7\xA5\x47\xA1\x48\xBE\xC7\xA6\xD3", 5) + "\n", 60);
+    for (const std::string& text : {plain, utf8, latin, cyrillic, withEscapes, wide, bigFive, "pip\n"s}) {
+        SCOPED_TRACE(text.substr(0, 20));
+        const Finding finding = TextFinding(text, Bytes(5000));
+        EXPECT_EQ(finding.verdict, Verdict::Open);
+        EXPECT_EQ(finding.size, std::ssize(text));
+        EXPECT_EQ(TextFinding(text, {}).size, finding.size);
+        if (text.size() > 16) {
+            EXPECT_EQ(TextFinding(text, Binary("x$\x80")).size, finding.size);
+        }
+    }
+    EXPECT_EQ(TextFinding(plain.substr(0, 80) + "\x1A", Bytes(5000)).size, 81);
+    EXPECT_EQ(TextFinding(plain, BytesOf("Usage: %s\n"s + '\0' + "string"s + '\0')).size,
+              static_cast<std::int64_t>(plain.size() + 10));
+}
+
+TEST(Text, KeepsALastLineThatIsItsOwn) {
+    const std::string object = "{\n" + Lines("  \"key\": 1,\n", 20) + "  \"last\": {}\n";
+    for (const std::string last : {"}", "  \"key\": 1,\"last\": {}"}) {
+        EXPECT_EQ(TextFinding(object + last, Binary("\x03")).size,
+                  static_cast<std::int64_t>(object.size() + last.size()));
+    }
+    const std::string oneLine = "[" + Lines("0.25,", 2000) + "0]";
+    EXPECT_EQ(TextFinding(oneLine, Binary("\x03")).size, static_cast<std::int64_t>(oneLine.size()));
+    EXPECT_EQ(TextFinding(object, Binary("~Q7\x03")).size, static_cast<std::int64_t>(object.size()));
+}
+
+TEST(Text, IsNotWhatIsPrintableByChance) {
+    EXPECT_EQ(TextFinding("cannot open file %s for reading", BytesOf("\0no such thing\0"s)).verdict, Verdict::NoFile);
+    EXPECT_EQ(TextFinding(std::string(600, 'U'), Binary()).verdict, Verdict::NoFile);
+    EXPECT_EQ(TextFinding("\xFE\xFF\x48\x8B\x05\x10\x48\x89\x48\x8D", Binary()).verdict, Verdict::NoFile);
+    EXPECT_TRUE(TextFinding("), and so it goes on\nto the next line\n", Bytes(512)).beginsInMiddle);
+}
+
+}  // namespace salvor
