@@ -5,6 +5,7 @@
 #
 # Targets are containers, media, images and documents, for the scanners of these rooms, factory for all of them, reader,
 # validate, and validate-NAME for a single validator, such as validate-zip.
+# The numbers at random come from SALVOR_FUZZ_SEED; without it, from somewhere else each time.
 # The corpora grow in build/fuzz/corpus; inputs that break a rule are left in build/fuzz/found.
 set -euo pipefail
 
@@ -31,6 +32,7 @@ fuzz() {
     case $input in containers | media | images | documents) input=factory ;; esac
     mkdir -p "$corpus"
     local options=(-max_total_time="$seconds" -rss_limit_mb=1024 -timeout=25 -max_len=65536 -print_final_stats=1
+        -seed="${SALVOR_FUZZ_SEED:-0}"
         -artifact_prefix="$salvor_fuzz_dir/found/$target-")
     if [[ -f fuzz/$input.dict ]]; then
         options+=(-dict="fuzz/$input.dict")
