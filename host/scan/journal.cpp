@@ -18,8 +18,8 @@ constexpr const char* FormatName = "salvor-finds";
 constexpr int FormatVersion = 2;
 // The first version has no starts.
 constexpr int FirstVersion = 1;
-// At most this many starts in one line.
-constexpr std::size_t MostOfALine = 4096;
+// Of starts, or of ranges, in one line.
+constexpr std::ptrdiff_t MostOfALine = 4096;
 
 // Paths are bytes and JSON is UTF-8: a path that is not valid UTF-8 is kept in hexadecimal.
 Json PathToJson(const std::string& path) {
@@ -50,20 +50,13 @@ std::string PathFromJson(const Json& image) {
 Json HeaderToJson(const JournalHeader& header) {
     Json image = PathToJson(header.imagePath);
     image["size"] = header.imageSize;
-    Json caps = Json::object();
-    for (const auto& [type, cap] : header.caps) {
-        caps[std::to_string(type)] = cap;
-    }
-    return {{"record", "header"},
-            {"format", FormatName},
-            {"version", FormatVersion},
-            {"program", "salvor " SALVOR_VERSION},
-            {"image", image},
-            {"sector_size", header.sectorSize},
-            {"block_size", header.blockSize},
-            {"range", {{"start", header.range.first}, {"length", header.range.count}}},
-            {"types", header.types},
-            {"options", {{"caps", caps}}}};
+    Json json = {{"record", "header"},
+                 {"format", FormatName},
+                 {"version", FormatVersion},
+                 {"program", "salvor " SALVOR_VERSION},
+                 {"image", image}};
+    json.update(OptionsToJson(header));
+    return json;
 }
 
 bool IsInteger(const Json& record, const char* key) {
@@ -112,8 +105,18 @@ bool TakeStarts(const Json& record, Sightings& seen) {
     return true;
 }
 
+// Adds a line for every few items; `line(some)` makes it.
+template <class Item, class Line>
+void AddLines(std::string& text, const std::vector<Item>& items, Line&& line) {
+    for (auto from = items.begin(); from != items.end();) {
+        const auto to = from + std::min<std::ptrdiff_t>(items.end() - from, MostOfALine);
+        text += JsonLine(line(std::vector<Item>(from, to)));
+        from = to;
+    }
+}
+
 // False for a record that does not belong in a journal.
-bool TakeRecord(const Json& record, Journal& journal, SectorRangeSet& unreadable) {
+bool TakeRecord(const Json& record, Journal& journal) {
     if (!record.is_object() || !record.contains("record") || !record["record"].is_string()) {
         return false;
     }
@@ -128,29 +131,60 @@ bool TakeRecord(const Json& record, Journal& journal, SectorRangeSet& unreadable
         }
         journal.seen.finds.push_back({static_cast<std::int32_t>(type), record["start_sector"].get<std::int64_t>(),
                                       record["size"].get<std::int64_t>()});
-    } else if (kind == "starts") {
-        return TakeStarts(record, journal.seen);
-    } else if (kind == "text_starts") {
-        const auto ranges = RangesFromJson(record, "sectors");
-        for (const SectorRange& range : ranges.value_or(std::vector<SectorRange>())) {
-            journal.seen.AddTextStarts(range);
-        }
-        return ranges.has_value();
-    } else if (kind == "unreadable") {
-        const auto ranges = RangesFromJson(record, "sectors");
-        for (const SectorRange& range : ranges.value_or(std::vector<SectorRange>())) {
-            unreadable.Add(range);
-        }
-        return ranges.has_value();
     } else if (kind == "summary") {
         journal.complete = record.contains("ended") && record["ended"] == "complete";
     } else {
-        return kind == "progress";
+        return kind == "progress" || TakeSightings(record, journal.seen);
     }
     return true;
 }
 
 }  // namespace
+
+Json OptionsToJson(const JournalHeader& header) {
+    Json caps = Json::object();
+    for (const auto& [type, cap] : header.caps) {
+        caps[std::to_string(type)] = cap;
+    }
+    return {{"sector_size", header.sectorSize},
+            {"block_size", header.blockSize},
+            {"range", {{"start", header.range.first}, {"length", header.range.count}}},
+            {"types", header.types},
+            {"options", {{"caps", caps}}}};
+}
+
+std::string SightingLines(const Sightings& seen) {
+    std::string text;
+    AddLines(text, seen.starts, [](const std::vector<std::int64_t>& some) {
+        return Json{{"record", "starts"}, {"sectors", some}};
+    });
+    AddLines(text, seen.textStarts, [](const std::vector<SectorRange>& some) {
+        return Json{{"record", "text_starts"}, {"sectors", RangesToJson(some)}};
+    });
+    AddLines(text, seen.unreadable, [](const std::vector<SectorRange>& some) {
+        return Json{{"record", "unreadable"}, {"sectors", RangesToJson(some)}};
+    });
+    return text;
+}
+
+bool TakeSightings(const Json& record, Sightings& seen) {
+    const auto kind = record["record"].get<std::string>();
+    if (kind == "starts") {
+        return TakeStarts(record, seen);
+    }
+    const auto ranges = RangesFromJson(record, "sectors");
+    if (!ranges || (kind != "text_starts" && kind != "unreadable")) {
+        return false;
+    }
+    for (const SectorRange& range : *ranges) {
+        if (kind == "text_starts") {
+            seen.AddTextStarts(range);
+        } else {
+            seen.unreadable.push_back(range);
+        }
+    }
+    return true;
+}
 
 JournalWriter::JournalWriter(const FilePlace& place, const JournalHeader& header) : log_(place, "finds file") {
     log_.Add(JsonLine(HeaderToJson(header)));
@@ -166,27 +200,19 @@ void JournalWriter::AddFind(const Find& find) {
 
 void JournalWriter::AddStart(std::int64_t sector) {
     sighted_.starts.push_back(sector);
-    if (sighted_.starts.size() == MostOfALine) {
+    if (std::ssize(sighted_.starts) == MostOfALine) {
         WriteSightings();
     }
 }
 
 void JournalWriter::AddTextStart(std::int64_t sector) {
     sighted_.AddTextStart(sector);
-    if (sighted_.textStarts.size() == MostOfALine) {
+    if (std::ssize(sighted_.textStarts) == MostOfALine) {
         WriteSightings();
     }
 }
 
-void JournalWriter::WriteSightings() {
-    const Sightings sighted = std::exchange(sighted_, {});
-    if (!sighted.starts.empty()) {
-        log_.Add(JsonLine({{"record", "starts"}, {"sectors", sighted.starts}}));
-    }
-    if (!sighted.textStarts.empty()) {
-        log_.Add(JsonLine({{"record", "text_starts"}, {"sectors", RangesToJson(sighted.textStarts)}}));
-    }
-}
+void JournalWriter::WriteSightings() { log_.Add(SightingLines(std::exchange(sighted_, {}))); }
 
 void JournalWriter::AddProgress(std::int64_t nextSector) {
     WriteSightings();
@@ -196,7 +222,9 @@ void JournalWriter::AddProgress(std::int64_t nextSector) {
 }
 
 void JournalWriter::AddUnreadable(const std::vector<SectorRange>& ranges) {
-    log_.Add(JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(ranges)}}));
+    Sightings seen;
+    seen.unreadable = ranges;
+    log_.Add(SightingLines(seen));
 }
 
 void JournalWriter::AddSummary(const ScanSummary& summary) {
@@ -242,12 +270,15 @@ Journal ReadJournal(const FilePlace& place) {
     } catch (const std::exception&) {
         throw fail("its first line is not the header of a finds file");
     }
-    SectorRangeSet unreadable;
     while (lines.Next(line)) {
         // The last line of a journal ends with a line break too; without one it was cut.
-        if (lines.WasCut() || !TakeRecord(ParseJsonLine(line), journal, unreadable)) {
+        if (lines.WasCut() || !TakeRecord(ParseJsonLine(line), journal)) {
             ++journal.damagedLines;
         }
+    }
+    SectorRangeSet unreadable;
+    for (const SectorRange& range : journal.seen.unreadable) {
+        unreadable.Add(range);
     }
     journal.seen.unreadable = unreadable.Ranges();
     return journal;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/medium/sector_ranges.h"
+#include "host/report/json_lines.h"
 #include "host/report/line_log.h"
 #include "host/scan/scan_session.h"
 
@@ -31,6 +32,15 @@ struct ScanSummary {
     std::map<std::int32_t, std::int64_t> findsByType;
     std::vector<SectorRange> unreadable;
 };
+
+/// What was asked of a scan, without where the image stands.
+Json OptionsToJson(const JournalHeader& header);
+
+/// Lines that tell of sectors which were seen: starts, starts of texts and what could not be read.
+std::string SightingLines(const Sightings& seen);
+
+/// Takes the record of such a line; false for another, or one that makes no sense.
+bool TakeSightings(const Json& record, Sightings& seen);
 
 /// Writes the finds of a scan as JSON lines, only ever appending. What it was told reaches the file when `Flush` is
 /// called, and stable storage with `Sync`. All calls throw `Failure` when the file cannot be written.

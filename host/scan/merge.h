@@ -37,6 +37,7 @@ struct TypeScan {
     std::vector<std::int64_t> guessed{};
     /// In the order of the reports.
     std::vector<PlacedFind> finds{};
+    bool operator==(const TypeScan&) const = default;
 };
 
 /// How a scan is cut, and in which order the types look at a block.

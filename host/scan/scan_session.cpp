@@ -147,10 +147,11 @@ public:
         }
     }
 
-    /// Is done with all known zeros from this block on, if no scanner has to see them.
-    bool PassZeros(const ReadBlock& read) {
-        const bool mayPass = read.zeros.count > 0 && std::ranges::all_of(scanners_, [&](const ActiveScanner& active) {
-                                 return MayPassZeros(active.rest, read.zeros);
+    /// Is done with all known zeros from this block on, if none of these scanners has to see them.
+    template <class Active>
+    bool PassZeros(const ReadBlock& read, const std::vector<Active>& active) {
+        const bool mayPass = read.zeros.count > 0 && std::ranges::all_of(active, [&](const Active& one) {
+                                 return MayPassZeros(one.rest, read.zeros);
                              });
         if (mayPass) {
             starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
@@ -178,7 +179,7 @@ private:
 struct KeptScanner {
     std::int32_t type;
     IRawFileType* scanner;
-    IRestingScanner* rest;
+    const IRestingScanner* rest;
     TypeScan* scan;
     std::int64_t guesses = 0;
 };
@@ -206,6 +207,87 @@ bool TakeAnswers(KeptScanner& kept, std::int64_t block, std::int64_t nextSector)
     return isAtRest;
 }
 
+class ApartScan {
+public:
+    ApartScan(Medium& medium, const ScanRequest& request, const ScanPart& part, ScanObserver& observer)
+        : medium_(medium),
+          request_(request),
+          part_(part),
+          observer_(observer),
+          grid_(GridOf(request)),
+          session_(medium, request, grid_.SectorsOf({part.from, part.to}).first, observer),
+          scanned_{{part.from, part.to}, request.withStarts, std::vector<TypeScan>(request.types.size()), {}} {
+        for (std::size_t i = 0; i < request.types.size(); ++i) {
+            const ActiveScanner& one = session_.Scanners()[i];
+            scanned_.scans[i] = {.type = one.type, .blocks = {part.from, part.from}};
+            active_.push_back({one.type, one.scanner.get(), one.rest, &scanned_.scans[i]});
+        }
+    }
+    ApartScan(const ApartScan&) = delete;
+    ApartScan& operator=(const ApartScan&) = delete;
+
+    /// False if it was stopped.
+    bool Run() {
+        // Blocks before `to` are read apart, so that none behind is read ahead when no type goes on.
+        return ScanBlocks({part_.from, part_.to}) && ScanBlocks({scanned_.blocks.end, part_.last}) &&
+               !medium_.IsInterrupted();
+    }
+
+    SegmentScan Take() { return std::move(scanned_); }
+
+private:
+    bool ScanBlocks(BlockRange blocks) {
+        const bool isBehind = blocks.first == scanned_.blocks.end;
+        const auto isNeeded = [&] {
+            return !active_.empty() || (request_.withStarts && !isBehind);
+        };
+        BlockReader reader(medium_, isNeeded() ? grid_.SectorsOf(blocks) : SectorRange(), request_.blockSectors);
+        bool isEnded = false;
+        while (isNeeded() && !isEnded) {
+            const auto read = reader.Next();
+            if (!read) {
+                break;
+            }
+            if (session_.ShallStop()) {
+                return false;
+            }
+            SectorRange sectors = read->sectors;
+            if (!isBehind && session_.PassZeros(*read, active_)) {
+                sectors = read->zeros;
+                reader.SkipZeros();
+            } else {
+                session_.ScanBlock(*read, active_, request_.withStarts && !isBehind,
+                                   [](const KeptScanner& kept) { return &kept.scan->finds; });
+            }
+            const std::int64_t next = sectors.first + sectors.count;
+            const std::int64_t block = grid_.BlockOf(next - 1);
+            isEnded = part_.mayEndSooner && observer_.PartShallEnd();
+            if (isEnded && !isBehind) {
+                EndAt(block + 1);
+            }
+            const bool mayEnd = block + 1 >= part_.to && Holds(part_.borders, block + 1);
+            std::erase_if(active_, [&](KeptScanner& kept) { return TakeAnswers(kept, block, next) && mayEnd; });
+        }
+        return true;
+    }
+
+    void EndAt(std::int64_t border) {
+        part_.borders = {{border, part_.last + 1}};
+        part_.to = border;
+        scanned_.blocks.end = border;
+    }
+
+    Medium& medium_;
+    const ScanRequest& request_;
+    ScanPart part_;
+    ScanObserver& observer_;
+    ScanGrid grid_;
+    Session session_;
+    SegmentScan scanned_;
+    // Those that still scan.
+    std::vector<KeptScanner> active_;
+};
+
 }  // namespace
 
 bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observer) {
@@ -215,7 +297,7 @@ bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observe
         if (session.ShallStop()) {
             return false;
         }
-        if (session.PassZeros(*read)) {
+        if (session.PassZeros(*read, session.Scanners())) {
             reader.SkipZeros();
         } else {
             session.ScanBlock(*read, session.Scanners(), request.withStarts,
@@ -229,47 +311,17 @@ ScanGrid GridOf(const ScanRequest& request) { return {request.range, request.blo
 
 ScanPart SegmentOf(const ScanGrid& grid, BlockRange blocks, std::int64_t mostBehind) {
     const std::int64_t last = blocks.end + std::min(mostBehind, grid.BlockCount() - blocks.end);
-    return {blocks.first, blocks.end, {{blocks.end, last + 1}}, last};
+    return {blocks.first, blocks.end, {{blocks.end, last + 1}}, last, true};
 }
 
 ScanPart PartFor(const ScanGrid& grid, const MissingScan& missing) {
     return {missing.from, missing.to, missing.borders, grid.BlockCount()};
 }
 
-std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest& request, const ScanPart& part,
-                                               ScanObserver& observer) {
-    const ScanGrid grid = GridOf(request);
-    Session session(medium, request, grid.SectorsOf({part.from, part.to}).first, observer);
-    std::vector<TypeScan> scans(request.types.size());
-    std::vector<KeptScanner> active;
-    for (std::size_t i = 0; i < scans.size(); ++i) {
-        const ActiveScanner& one = session.Scanners()[i];
-        scans[i] = {.type = one.type, .blocks = {part.from, part.from}};
-        active.push_back({one.type, one.scanner.get(), dynamic_cast<IRestingScanner*>(one.scanner.get()), &scans[i]});
-    }
-    // Blocks before `to` are read apart, so that none behind is read ahead when no type goes on.
-    for (const BlockRange blocks : {BlockRange{part.from, part.to}, BlockRange{part.to, part.last}}) {
-        BlockReader reader(medium, active.empty() ? SectorRange() : grid.SectorsOf(blocks), request.blockSectors);
-        for (std::int64_t border = blocks.first + 1; !active.empty(); ++border) {
-            const auto read = reader.Next();
-            if (!read) {
-                break;
-            }
-            if (session.ShallStop()) {
-                return std::nullopt;
-            }
-            session.ScanBlock(*read, active, request.withStarts && border <= part.to,
-                              [](const KeptScanner& kept) { return &kept.scan->finds; });
-            const bool mayEnd = border >= part.to && Holds(part.borders, border);
-            std::erase_if(active, [&](KeptScanner& kept) {
-                return TakeAnswers(kept, border - 1, read->sectors.first + read->sectors.count) && mayEnd;
-            });
-        }
-    }
-    if (medium.IsInterrupted()) {
-        return std::nullopt;
-    }
-    return scans;
+std::optional<SegmentScan> ScanApart(Medium& medium, const ScanRequest& request, const ScanPart& part,
+                                     ScanObserver& observer) {
+    ApartScan scan(medium, request, part, observer);
+    return scan.Run() ? std::optional(scan.Take()) : std::nullopt;
 }
 
 }  // namespace salvor

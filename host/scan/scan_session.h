@@ -21,6 +21,7 @@ struct Sightings {
     std::vector<SectorRange> textStarts;
     /// Sectors that could not be read.
     std::vector<SectorRange> unreadable;
+    bool operator==(const Sightings&) const = default;
 
     void AddTextStart(std::int64_t sector) { AddTextStarts({sector, 1}); }
     void AddTextStarts(SectorRange sectors) {
@@ -58,6 +59,8 @@ public:
     virtual void OnBlockDone(std::int64_t nextSector) = 0;
     /// Asked before every block; true ends the scan.
     virtual bool StopRequested() = 0;
+    /// Asked behind every block of a part that may end sooner; true ends it there.
+    virtual bool PartShallEnd() { return false; }
 };
 
 /// Drives the scanners over a range of the medium. Depends on nothing but its arguments and the library. True if the
@@ -72,6 +75,19 @@ struct ScanPart {
     std::int64_t to = 0;
     std::vector<BlockRange> borders;
     std::int64_t last = 0;
+    /// Any other border may take the place of `to`, and of `last`, if the observer asks for an end.
+    bool mayEndSooner = false;
+};
+
+/// What a part of a scan has seen, as far as merging needs it.
+struct SegmentScan {
+    /// All types were to scan these, and starts were looked for in them. Types that were not at rest then went on.
+    BlockRange blocks;
+    bool withStarts = false;
+    std::vector<TypeScan> scans;
+    /// What the observer was told, without the finds, which are in the scans.
+    Sightings seen;
+    bool operator==(const SegmentScan&) const = default;
 };
 
 /// The cut of a request's range into blocks.
@@ -85,9 +101,9 @@ ScanPart SegmentOf(const ScanGrid& grid, BlockRange blocks, std::int64_t mostBeh
 ScanPart PartFor(const ScanGrid& grid, const MissingScan& missing);
 
 /// Scans a part of the request's range, once in a process, as some types remember the last file for as long as it
-/// lives. What `MergeScans` takes of each type; starts are looked for before border `to`. Nothing if the observer
-/// stopped the scan.
-std::optional<std::vector<TypeScan>> ScanApart(Medium& medium, const ScanRequest& request, const ScanPart& part,
-                                               ScanObserver& observer);
+/// lives; starts are looked for before border `to`. Without what the observer was told. Nothing if the observer stopped
+/// the scan.
+std::optional<SegmentScan> ScanApart(Medium& medium, const ScanRequest& request, const ScanPart& part,
+                                     ScanObserver& observer);
 
 }  // namespace salvor

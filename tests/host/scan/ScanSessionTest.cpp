@@ -87,7 +87,7 @@ std::vector<Find> FindsOfSegments(Medium& medium, const ScanRequest& request, co
     std::vector<TypeScan> scans;
     const auto scan = [&](const ScanRequest& asked, const ScanPart& part, ScanObserver& observer) {
         const auto done = ScanApart(medium, asked, part, observer);
-        scans.insert(scans.end(), done->begin(), done->end());
+        scans.insert(scans.end(), done->scans.begin(), done->scans.end());
     };
     for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
         scan(request, SegmentOf(grid, {cuts[i], cuts[i + 1]}, mostBehind), recorder);

@@ -1,0 +1,168 @@
+#include "host/scan/segment_plan.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <set>
+#include <utility>
+
+namespace salvor {
+
+namespace {
+
+// Stands for the starts among the types that have blocks to scan.
+constexpr std::int32_t Starts = -1;
+
+// What of `blocks` is in none of the ranges.
+std::vector<BlockRange> Uncovered(BlockRange blocks, std::vector<BlockRange> ranges) {
+    std::ranges::sort(ranges, {}, &BlockRange::first);
+    std::vector<BlockRange> open;
+    std::int64_t at = blocks.first;
+    for (const BlockRange& range : ranges) {
+        if (range.first > at) {
+            open.push_back({at, std::min(range.first, blocks.end)});
+        }
+        at = std::max(at, range.end);
+        if (at >= blocks.end) {
+            return open;
+        }
+    }
+    if (at < blocks.end) {
+        open.push_back({at, blocks.end});
+    }
+    return open;
+}
+
+// A scanner that fails in some blocks is not asked whether it is at rest there; it is a new one behind them.
+void CutAtSetAside(TypeScan& scan, BlockRange blocks) {
+    if (scan.blocks.end == blocks.first && !scan.restless.empty() && scan.restless.back().end > blocks.first) {
+        scan.restless.back().end = blocks.first;
+        if (scan.restless.back().first == blocks.first) {
+            scan.restless.pop_back();
+        }
+    }
+    if (scan.blocks.first == blocks.end) {
+        scan.guessed.clear();
+    }
+}
+
+MissingPart PartBetween(const ScanGrid& grid, const MissingScan& missing, std::span<const SetAside> setAside) {
+    ScanPart part = PartFor(grid, missing);
+    for (const SetAside& aside : setAside) {
+        if (aside.type != missing.type) {
+            continue;
+        }
+        if (aside.blocks.first >= part.to) {
+            part.last = std::min(part.last, aside.blocks.first);
+        } else {
+            part.from = std::max(part.from, aside.blocks.end);
+        }
+    }
+    return {missing.type, std::move(part)};
+}
+
+void AddSightings(Sightings& seen, std::span<const SegmentScan> segments) {
+    SectorRangeSet textStarts;
+    SectorRangeSet unreadable;
+    std::set<std::int64_t> starts;
+    for (const SegmentScan& segment : segments) {
+        starts.insert(segment.seen.starts.begin(), segment.seen.starts.end());
+        std::ranges::for_each(segment.seen.textStarts, [&](SectorRange range) { textStarts.Add(range); });
+        std::ranges::for_each(segment.seen.unreadable, [&](SectorRange range) { unreadable.Add(range); });
+    }
+    seen.starts.assign(starts.begin(), starts.end());
+    seen.textStarts = textStarts.Ranges();
+    seen.unreadable = unreadable.Ranges();
+}
+
+}  // namespace
+
+std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize) {
+    constexpr std::int64_t mebibyte = std::int64_t{1} << 20;
+    const std::int64_t bytes = grid.range.count * sectorSize;
+    const std::int64_t least = std::min(256 * mebibyte, bytes / 8);
+    const std::int64_t wanted = std::clamp(bytes / 64, least, 1024 * mebibyte);
+    return std::max<std::int64_t>(wanted / (grid.blockSectors * sectorSize), 1);
+}
+
+BlockRange PieceOf(const ScanGrid& grid, std::int64_t number, std::int64_t count) {
+    const std::int64_t blocks = grid.BlockCount();
+    const auto borderBefore = [&](std::int64_t piece) {
+        // Without a product that could leave the 64-bit range.
+        return blocks / count * piece + blocks % count * piece / count;
+    };
+    return {borderBefore(number - 1), borderBefore(number)};
+}
+
+std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::span<const SegmentScan> segments,
+                                std::span<const SetAside> setAside, std::int64_t segmentBlocks) {
+    std::map<std::int32_t, std::vector<BlockRange>> covered{{Starts, {}}};
+    for (const std::int32_t type : grid.types) {
+        covered[type];
+    }
+    for (const SegmentScan& segment : segments) {
+        for (const TypeScan& scan : segment.scans) {
+            covered[scan.type].push_back(segment.blocks);
+        }
+        if (segment.withStarts) {
+            covered[Starts].push_back(segment.blocks);
+        }
+    }
+    for (const SetAside& aside : setAside) {
+        covered[aside.type].push_back(aside.blocks);
+    }
+    std::map<std::pair<std::int64_t, std::int64_t>, OpenPart> open;
+    for (auto& [type, ranges] : covered) {
+        for (BlockRange range : Uncovered(blocks, std::move(ranges))) {
+            while (range.first < range.end) {
+                const std::int64_t end = std::min((range.first / segmentBlocks + 1) * segmentBlocks, range.end);
+                OpenPart& part = open[{range.first, end}];
+                part.blocks = {range.first, end};
+                part.withStarts = part.withStarts || type == Starts;
+                if (type != Starts) {
+                    part.types.push_back(type);
+                }
+                range.first = end;
+            }
+        }
+    }
+    std::vector<OpenPart> parts;
+    for (auto& [range, part] : open) {
+        parts.push_back(std::move(part));
+    }
+    return parts;
+}
+
+SegmentScan SegmentOfZeros(const ScanGrid& grid, BlockRange blocks) {
+    SegmentScan segment{blocks, true, {}, {}};
+    for (const std::int32_t type : grid.types) {
+        segment.scans.push_back({.type = type, .blocks = blocks});
+    }
+    return segment;
+}
+
+JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments,
+                        std::span<const SetAside> setAside) {
+    std::vector<TypeScan> scans;
+    for (const SegmentScan& segment : segments) {
+        std::ranges::copy(segment.scans, std::back_inserter(scans));
+    }
+    for (const SetAside& aside : setAside) {
+        for (TypeScan& scan : scans) {
+            if (scan.type == aside.type) {
+                CutAtSetAside(scan, aside.blocks);
+            }
+        }
+        scans.push_back({.type = aside.type, .blocks = aside.blocks});
+    }
+    MergedScan merged = MergeScans(grid, scans);
+    JoinedScan joined;
+    for (const MissingScan& missing : merged.missing) {
+        joined.missing.push_back(PartBetween(grid, missing, setAside));
+    }
+    joined.seen.finds = std::move(merged.finds);
+    AddSightings(joined.seen, segments);
+    return joined;
+}
+
+}  // namespace salvor

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "host/scan/merge.h"
+#include "host/scan/scan_session.h"
+
+namespace salvor {
+
+/// Blocks in which scanners of a type fail: nobody knows what it would have found there.
+struct SetAside {
+    std::int32_t type = 0;
+    BlockRange blocks;
+    bool operator==(const SetAside&) const = default;
+};
+
+/// Blocks that some types have still to scan.
+struct OpenPart {
+    BlockRange blocks;
+    std::vector<std::int32_t> types;
+    bool withStarts = false;
+    bool operator==(const OpenPart&) const = default;
+};
+
+/// How many blocks a segment has: a 64th of the range, but a GiB at most, and no less than 256 MiB where that still
+/// makes eight segments.
+std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize);
+
+/// One of `count` pieces of a scan that are as large as each other; `number` counts from 1. A scan of few blocks has
+/// pieces without any.
+BlockRange PieceOf(const ScanGrid& grid, std::int64_t number, std::int64_t count);
+
+/// What of these blocks is in no segment, by first block; in pieces that end at multiples of `segmentBlocks`.
+std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::span<const SegmentScan> segments,
+                                std::span<const SetAside> setAside, std::int64_t segmentBlocks);
+
+/// A segment of blocks that are known to be zeros: nothing is found there.
+SegmentScan SegmentOfZeros(const ScanGrid& grid, BlockRange blocks);
+
+/// A part of a scan, and its only type.
+struct MissingPart {
+    std::int32_t type = 0;
+    ScanPart part;
+};
+
+struct JoinedScan {
+    /// Void while parts are missing.
+    Sightings seen;
+    std::vector<MissingPart> missing;
+};
+
+/// Puts segments together as `MergeScans` does. A scan ends in front of what is set aside for its type, and another
+/// begins behind, as if the medium ended and began there.
+JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments,
+                        std::span<const SetAside> setAside);
+
+}  // namespace salvor

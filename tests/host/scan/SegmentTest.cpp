@@ -1,0 +1,106 @@
+#include <FileTypeCatalog.h>
+#include <gtest/gtest.h>
+
+#include "host/platform/file_place.h"
+#include "host/scan/segment_journal.h"
+#include "host/scan/segment_plan.h"
+#include "tests/host/TestFiles.h"
+
+namespace salvor {
+
+namespace {
+
+using namespace test;
+using FileTypeIndex::Doc;
+using FileTypeIndex::Png;
+
+const ScanGrid Grid{{100, 1000}, 10, {Doc, Png}};
+const ScanKey Key{"salvor 1", "medium", "options"};
+
+SegmentScan SegmentOfTwo() {
+    SegmentScan segment{{2, 9}, true, {}, {}};
+    segment.scans = {{.type = Doc, .blocks = {2, 9}, .restless = {{3, 5}, {9, 10}}, .guessed = {2, 3, 8}},
+                     {.type = Png, .blocks = {2, 11}, .finds = {{{Png, 125, 0}, 120}, {{Png, -7, 1LL << 60}, 209}}}};
+    segment.seen = {{}, {121, 180}, {{130, 3}, {150, 1}}, {{140, 20}}};
+    return segment;
+}
+
+SegmentRead ReadBack(const std::filesystem::path& path, const ScanKey& key) {
+    File file = FilePlace(path).Read();
+    return ReadSegment(file, key, Grid);
+}
+
+TEST(SegmentJournal, IsWholeOrOfNoUse) {
+    const TempFolder folder;
+    const SegmentScan written = SegmentOfTwo();
+    File file = FilePlace(folder / "segment").Create();
+    ASSERT_TRUE(WriteSegment(file, Key, written));
+    const SegmentRead read = ReadBack(folder / "segment", Key);
+    ASSERT_TRUE(read.segment) << read.why;
+    EXPECT_EQ(*read.segment, written);
+
+    for (const ScanKey& other : {ScanKey{"salvor 2", "medium", "options"},
+                                 {"salvor 1", "another", "options"},
+                                 {"salvor 1", "medium", "others"}}) {
+        EXPECT_NE(ReadBack(folder / "segment", other).why, "it is cut or damaged");
+    }
+    const Bytes whole = ReadFile(folder / "segment");
+    for (std::size_t at = 0; at < whole.size(); at += 5) {
+        WriteFile(folder / "cut", Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(at)));
+        ASSERT_FALSE(ReadBack(folder / "cut", Key).segment) << at;
+        Bytes changed = whole;
+        changed[at] ^= 1U;
+        WriteFile(folder / "changed", changed);
+        ASSERT_FALSE(ReadBack(folder / "changed", Key).segment) << at;
+    }
+}
+
+TEST(SegmentPlan, OpensWhatNoSegmentCovers) {
+    using Parts = std::vector<OpenPart>;
+    const auto open = [](const std::vector<SegmentScan>& segments, const std::vector<SetAside>& aside) {
+        return OpenParts(Grid, {0, 40}, segments, aside, 25);
+    };
+    EXPECT_EQ(open({}, {}), (Parts{{{0, 25}, {Doc, Png}, true}, {{25, 40}, {Doc, Png}, true}}));
+    SegmentScan alone{{0, 12}, false, {{.type = Png, .blocks = {0, 15}}}, {}};
+    EXPECT_EQ(open({SegmentOfTwo(), alone, SegmentOfZeros(Grid, {20, 50})}, {{Doc, {0, 1}}}),
+              (Parts{{{0, 2}, {}, true}, {{1, 2}, {Doc}, false}, {{9, 20}, {Doc}, true}, {{12, 20}, {Png}, false}}));
+    EXPECT_EQ(PieceOf(Grid, 3, 16), (BlockRange{12, 18}));
+    EXPECT_EQ(PieceOf(Grid, 16, 16).end, Grid.BlockCount());
+}
+
+// A type begins anew behind the blocks in which it fails, and is not asked to go on into them.
+TEST(SegmentPlan, JoinsAroundWhatIsSetAside) {
+    const auto scan = [](BlockRange blocks, std::int64_t sector) {
+        return TypeScan{.type = Png,
+                        .blocks = blocks,
+                        .restless = {{blocks.end, blocks.end + 1}},
+                        .guessed = {blocks.first},
+                        .finds = {{{Png, sector, 1}, sector}}};
+    };
+    const std::vector<SetAside> aside{{Png, {50, 51}}};
+    std::vector<SegmentScan> segments{SegmentOfZeros(Grid, {0, 100})};
+    segments[0].scans.pop_back();
+    segments.push_back({{0, 50}, true, {scan({0, 50}, 150)}, {}});
+    segments.push_back({{51, 60}, true, {scan({51, 60}, 650)}, {}});
+    segments.push_back({{60, 100}, true, {scan({60, 100}, 950)}, {}});
+    // The second scan is not at rest where the third begins, and nothing in front of the third tells what it guesses.
+    JoinedScan joined = JoinSegments(Grid, segments, aside);
+    ASSERT_EQ(joined.missing.size(), 1U);
+    EXPECT_EQ(joined.missing[0].part.from, 59);
+    segments.push_back({{51, 61}, false, {{.type = Png, .blocks = {51, 61}, .guessed = {51}}}, {}});
+    joined = JoinSegments(Grid, segments, aside);
+    EXPECT_TRUE(joined.missing.empty());
+    EXPECT_EQ(joined.seen.finds, (std::vector<Find>{{Png, 150, 1}, {Png, 950, 1}}));
+
+    segments = {SegmentOfZeros(Grid, {70, 100})};
+    for (const MissingPart& missing :
+         JoinSegments(Grid, segments, std::vector{aside[0], SetAside{Doc, {0, 70}}}).missing) {
+        EXPECT_EQ(missing.type, Png);
+        EXPECT_EQ(missing.part.from, 0);
+        EXPECT_EQ(missing.part.last, 50);
+    }
+}
+
+}  // namespace
+
+}  // namespace salvor
