@@ -29,17 +29,27 @@ public:
     Plan Make(const std::vector<Outcome>& outcomes) {
         for (const Outcome& outcome : outcomes) {
             if (outcome.finding.verdict == Verdict::Whole) {
-                const std::int64_t start = ByteOf(outcome.startSector);
-                wholes_.push_back({start, start + outcome.finding.size});
+                for (const Extent& extent : ExtentsOf(outcome)) {
+                    wholes_.push_back({ByteOf(extent.startSector), ByteOf(extent.startSector) + extent.bytes});
+                }
+            }
+            if (outcome.extents.size() > 1) {
+                NotePieces(outcome);
             }
         }
         std::ranges::sort(wholes_, {}, [](const Range& range) { return std::pair(range.start, range.end); });
+        std::ranges::sort(pieces_, {}, [](const Piece& piece) { return piece.range.start; });
         for (const Outcome& outcome : outcomes) {
             PlannedFile file = FileOf(outcome);
             if (const auto reason = Judge(outcome, file)) {
                 plan_.passedOver.push_back({outcome, *reason, ""});
             } else {
                 Place(std::move(file), outcome);
+            }
+        }
+        for (PlannedFile& file : plan_.files) {
+            if (const auto found = embeddedInPieces_.find(file.StartSector()); found != embeddedInPieces_.end()) {
+                file.embedded = std::move(found->second);
             }
         }
         return std::move(plan_);
@@ -52,16 +62,50 @@ private:
         std::int64_t end;
     };
 
+    // An extent of a file that has several and holds what begins inside it.
+    struct Piece {
+        Range range;
+        std::int64_t fileStart;
+        std::string path;
+    };
+
     // Sectors outside the medium count as those next to it, so that no sum overflows 64 bits.
     std::int64_t ByteOf(std::int64_t sector) const {
         return std::clamp<std::int64_t>(sector, -1, medium_.sizeInBytes / medium_.sectorSize + 1) * medium_.sectorSize;
     }
     bool IsOnMedium(std::int64_t sector) const { return sector >= 0 && ByteOf(sector) < medium_.sizeInBytes; }
 
+    static std::vector<Extent> ExtentsOf(const Outcome& outcome) {
+        std::vector<Extent> extents = outcome.extents;
+        if (extents.empty()) {
+            extents = {{outcome.startSector, outcome.finding.size}};
+        }
+        CutTo(extents, outcome.finding.size);
+        return extents;
+    }
+
+    void NotePieces(const Outcome& outcome) {
+        const PlannedFile file = FileOf(outcome);
+        if (file.extents.size() > 1 && Covers(file.finding) && !Judge(outcome, file)) {
+            for (const Extent& extent : file.extents) {
+                const std::int64_t start = ByteOf(extent.startSector);
+                pieces_.push_back({{start, start + extent.bytes}, file.StartSector(), NameOf(file, "")});
+            }
+        }
+    }
+
+    const Piece* PieceAround(std::int64_t byte) const {
+        const auto next = std::ranges::upper_bound(pieces_, byte, {}, [](const Piece& one) { return one.range.start; });
+        return next != pieces_.begin() && byte < std::prev(next)->range.end ? &*std::prev(next) : nullptr;
+    }
+
     PlannedFile FileOf(const Outcome& outcome) const {
         PlannedFile file;
         file.finding = outcome.finding;
-        file.finding.size = std::min(file.finding.size, medium_.sizeInBytes - ByteOf(outcome.startSector));
+        file.extents = ExtentsOf(outcome);
+        const std::int64_t room =
+            file.extents.size() > 1 ? BytesOf(file.extents) : medium_.sizeInBytes - ByteOf(outcome.startSector);
+        file.finding.size = std::min(file.finding.size, room);
         file.reported = outcome.reported;
         file.types = {outcome.finding.type};
         for (const ReportedClaim& claim : outcome.reported) {
@@ -73,11 +117,11 @@ private:
         }
         const bool reachesEnd = file.finding.size == medium_.sizeInBytes - ByteOf(outcome.startSector);
         file.cutAtEnd = file.finding.verdict == Verdict::Truncated && reachesEnd;
-        if (!filter_.asReported) {
+        if (!filter_.asReported && file.extents.size() == 1) {
             EndAtNextWhole(outcome.startSector, file.finding);
         }
         EndAtCap(file);
-        file.extents = {{outcome.startSector, file.finding.size}};
+        CutTo(file.extents, file.finding.size);
         return file;
     }
 
@@ -131,38 +175,42 @@ private:
     // Puts a file where it belongs: into the plan, or into the whole file around it.
     void Place(PlannedFile file, const Outcome& outcome) {
         const std::int64_t start = ByteOf(file.StartSector());
-        const bool isInside = start < coverEnd_;
+        const bool isInPieces = file.extents.size() > 1;
+        const Piece* const piece = isInPieces ? nullptr : PieceAround(start);
+        const bool isInside = piece != nullptr || (!isInPieces && start < coverEnd_);
         if (isInside && (IsPlainText(file.finding) || !filter_.asReported)) {
-            PlannedFile& container = plan_.files[cover_];
+            const std::string container = piece != nullptr ? piece->path : plan_.files[cover_].path;
             if (IsPlainText(file.finding)) {
-                plan_.passedOver.push_back({outcome, NotWanted::TextInFile, container.path});
+                plan_.passedOver.push_back({outcome, NotWanted::TextInFile, container});
                 return;
             }
-            Embed(std::move(file), outcome, container);
+            Embed(std::move(file), outcome, container, piece);
             return;
         }
         file.path = PathOf(file);
         plan_.files.push_back(std::move(file));
         const Finding& finding = plan_.files.back().finding;
-        const bool covers = filter_.asReported ? !IsPlainText(finding) : Covers(finding);
+        const bool covers = !isInPieces && (filter_.asReported ? !IsPlainText(finding) : Covers(finding));
         if (covers && start + finding.size > coverEnd_) {
             coverEnd_ = start + finding.size;
             cover_ = plan_.files.size() - 1;
         }
     }
 
-    void Embed(PlannedFile file, const Outcome& outcome, PlannedFile& container) {
-        const std::int64_t room = coverEnd_ - ByteOf(file.StartSector());
-        file.finding.size = std::min(file.finding.size, room);
+    // `piece` is the container's around it; null where the container lies together.
+    void Embed(PlannedFile file, const Outcome& outcome, const std::string& container, const Piece* piece) {
+        const std::int64_t end = piece != nullptr ? piece->range.end : coverEnd_;
+        file.finding.size = std::min(file.finding.size, end - ByteOf(file.StartSector()));
         file.extents.front().bytes = file.finding.size;
-        container.embedded.push_back({file.StartSector(), file.finding});
+        auto& embedded = piece != nullptr ? embeddedInPieces_[piece->fileStart] : plan_.files[cover_].embedded;
+        embedded.push_back({file.StartSector(), file.finding});
         if (!filter_.withEmbedded) {
-            plan_.passedOver.push_back({outcome, NotWanted::Embedded, container.path});
+            plan_.passedOver.push_back({outcome, NotWanted::Embedded, container});
             return;
         }
-        file.container = container.path;
+        file.container = container;
         const std::string extension = ExtensionOf(file.finding);
-        file.path = fmt::format("{}.embedded/f{:010}.{}", container.path, file.StartSector(), extension);
+        file.path = fmt::format("{}.embedded/f{:010}.{}", container, file.StartSector(), extension);
         plan_.files.push_back(std::move(file));
     }
 
@@ -175,15 +223,21 @@ private:
             namesThere_.clear();
         }
         const int number = ++namesThere_[extension];
-        const std::string suffix = number == 1 ? "" : fmt::format("-{}", number);
+        return NameOf(file, number == 1 ? "" : fmt::format("-{}", number));
+    }
+
+    static std::string NameOf(const PlannedFile& file, const std::string& suffix) {
         const char* const folder = file.finding.beginsInMiddle ? "pieces/" : "";
-        return fmt::format("{0}/{1}f{2:010}{3}.{0}", extension, folder, file.StartSector(), suffix);
+        return fmt::format("{0}/{1}f{2:010}{3}.{0}", ExtensionOf(file.finding), folder, file.StartSector(), suffix);
     }
 
     const MediumShape& medium_;
     const PlanFilter& filter_;
     const std::map<std::int32_t, std::int64_t>& caps_;
     std::vector<Range> wholes_;
+    std::vector<Piece> pieces_;
+    // By the start of the file around them.
+    std::map<std::int64_t, std::vector<EmbeddedFile>> embeddedInPieces_;
     Plan plan_;
     // Where the file ends that holds what begins inside it, and its place in the plan.
     std::int64_t coverEnd_ = 0;
@@ -197,7 +251,7 @@ private:
 bool IsNamedByOthers(std::int32_t type) { return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf; }
 
 Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
-    Outcome outcome{find.startSector, {}, {{find.type, find.size}}};
+    Outcome outcome{find.startSector, {}, {{find.type, find.size}}, {}};
     Finding& finding = outcome.finding;
     finding.type = find.type;
     const bool isOutside = find.startSector < 0 || find.startSector > medium.sizeInBytes / medium.sectorSize;
@@ -267,7 +321,7 @@ void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
         if (fits[i]) {
             kept.push_back(std::move(file));
         } else {
-            plan.passedOver.push_back({{file.StartSector(), file.finding, file.reported}, reason, file.container});
+            plan.passedOver.push_back({{file.StartSector(), file.finding, file.reported, {}}, reason, file.container});
         }
     }
     plan.files = std::move(kept);

@@ -28,13 +28,6 @@ struct PlanFilter {
     bool allClaims = false;
 };
 
-/// Bytes that lie together on the medium. All extents of a file but the last end with a sector.
-struct Extent {
-    std::int64_t startSector = 0;
-    std::int64_t bytes = 0;
-    bool operator==(const Extent&) const = default;
-};
-
 /// A file that begins inside another one, which is whole.
 struct EmbeddedFile {
     std::int64_t startSector = 0;
@@ -94,8 +87,8 @@ struct MediumShape {
 };
 
 /// Decides which outcomes become files. What begins inside a whole file, or inside an open one whose structure is
-/// unbroken, is embedded in it. Any other file ends where the next whole one begins, and hides nothing. `caps` are
-/// those that the person set, in bytes by factory index.
+/// unbroken, is embedded in it. Any other file ends where the next whole one begins, and hides nothing. A file in
+/// several extents is neither embedded nor cut. `caps` are those that the person set, in bytes by factory index.
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/medium/extent.h"
 #include "host/medium/sector_ranges.h"
 
 namespace salvor {
@@ -20,6 +21,12 @@ Json ParseJsonLine(const std::string& line);
 
 /// An array of {"first", "count"}.
 Json RangesToJson(const std::vector<SectorRange>& ranges);
+
+/// An array of {"start_sector", "bytes"}.
+Json ExtentsToJson(const std::vector<Extent>& extents);
+
+/// The extents of a record's field, as `ExtentsToJson` writes them; nothing if it holds something else.
+std::optional<std::vector<Extent>> ExtentsFromJson(const Json& record, const char* key);
 
 /// The ranges of a record's field, as `RangesToJson` writes them; nothing if it holds something else, such as sectors
 /// that no medium has.

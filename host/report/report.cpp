@@ -147,9 +147,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
                 {"unreadable_bytes", result.unreadableBytes},
                 {"flags", flags}};
     if (file.extents.size() > 1) {
-        for (const Extent& extent : file.extents) {
-            record["extents"].push_back({{"start_sector", extent.startSector}, {"bytes", extent.bytes}});
-        }
+        record["extents"] = ExtentsToJson(file.extents);
     }
     if (!file.container.empty()) {
         record["container"] = file.container;

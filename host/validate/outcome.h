@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "host/medium/extent.h"
 #include "host/validators/finding.h"
 
 namespace salvor {
@@ -21,6 +22,8 @@ struct Outcome {
     Finding finding;
     /// What scanners reported here, in the order of their types; empty for a start that only validators saw.
     std::vector<ReportedClaim> reported;
+    /// Where its bytes lie, in the file's order, from its start on; empty for a file that lies together.
+    std::vector<Extent> extents;
     bool operator==(const Outcome&) const = default;
 };
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "host/files/sha256.h"
+#include "host/plan/size_rules.h"
 #include "host/report/json_lines.h"
 
 namespace salvor {
@@ -95,7 +96,19 @@ Json OutcomeToJson(const Outcome& outcome) {
         reported.push_back({{"type", claim.type}, {"size", claim.size}});
     }
     record["reported"] = reported;
+    if (!outcome.extents.empty()) {
+        record["extents"] = ExtentsToJson(outcome.extents);
+    }
     return record;
+}
+
+// Extents that could be the outcome's: they begin where it does, and hold all of it.
+bool CouldHold(const std::vector<Extent>& extents, const Outcome& outcome) {
+    std::int64_t bytes = 0;
+    for (const Extent& extent : extents) {
+        bytes = AddSizes(bytes, extent.bytes);
+    }
+    return !extents.empty() && extents.front().startSector == outcome.startSector && bytes >= outcome.finding.size;
 }
 
 Outcome OutcomeIn(const Json& record) {
@@ -107,6 +120,13 @@ Outcome OutcomeIn(const Json& record) {
     }
     for (const Json& claim : record.at("reported")) {
         outcome.reported.push_back({TypeIn(claim, "type", 0), IntegerIn(claim, "size")});
+    }
+    if (record.contains("extents")) {
+        auto extents = ExtentsFromJson(record, "extents");
+        if (!extents || !CouldHold(*extents, outcome)) {
+            throw std::invalid_argument("no extents");
+        }
+        outcome.extents = *std::move(extents);
     }
     return outcome;
 }

@@ -335,8 +335,7 @@ private:
         if (IsFile(answer->finding) && EndOf(sector, answer->finding) > text.end) {
             text = {EndOf(sector, answer->finding), 0, sector, answer->validator};
         }
-        texts_.push_back({sector, {}, {}});
-        texts_.back().finding = answer->finding;
+        texts_.push_back({sector, answer->finding, {}, {}});
     }
 
     // ---- The outcomes.

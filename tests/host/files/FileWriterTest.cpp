@@ -9,6 +9,7 @@
 
 #include "host/files/sha256.h"
 #include "host/files/write_files.h"
+#include "host/medium/extent_source.h"
 #include "host/report/report.h"
 #include "tests/host/TestFiles.h"
 
@@ -66,6 +67,36 @@ TEST_F(FileWriterTest, CopiesTheRangeFromAFileAndFromADevice) {
             EXPECT_EQ(result.sha256, HashOf(Slice(file.StartSector(), file.Size())));
             EXPECT_FALSE(std::filesystem::exists((out / file.path).string() + ".part"));
         }
+    }
+}
+
+TEST_F(FileWriterTest, JoinsExtents) {
+    for (const bool fromDisk : {true, false}) {
+        Medium medium(fromDisk ? ImageOnDisk() : std::make_unique<FakeDevice>(image), 512);
+        const Folder opened = Folder::Open(folder.Path());
+        FileWriter writer(medium, opened, NeverStops);
+        PlannedFile file = FileAt(9000, 3 << 20);
+        file.finding.type = FileTypeIndex::Png;
+        file.path = fromDisk ? "png/a.png" : "png/b.png";
+        file.extents = {{9000, 2 << 20}, {10, 1024}, {40, (1 << 20) - 1024 - 7}, {8, 7}};
+        Bytes expected;
+        for (const Extent& extent : file.extents) {
+            const Bytes piece = Slice(extent.startSector, extent.bytes);
+            expected.insert(expected.end(), piece.begin(), piece.end());
+        }
+        const WriteResult result = writer.Write(file);
+        EXPECT_EQ(test::ReadFile(folder / file.path), expected);
+        EXPECT_EQ(result.sha256, HashOf(expected));
+        EXPECT_EQ(writer.Write(file).outcome, WriteOutcome::AlreadyThere);
+        EXPECT_EQ(FileRecord(file, result, 512)["extents"].size(), 4U);
+
+        // The same extents as a medium, in sectors that do not end with them.
+        Medium joined(std::make_unique<ExtentSource>(medium, file.extents), 1024);
+        Bytes read(static_cast<std::size_t>(joined.SectorCount()) * 1024);
+        joined.Read(0, read.data(), joined.SectorCount());
+        read.resize(expected.size());
+        EXPECT_EQ(read, expected);
+        EXPECT_EQ(joined.SizeInBytes(), 3 << 20);
     }
 }
 

@@ -187,6 +187,22 @@ TEST(Plan, KeepsAnOpenFileTogetherThatWasFollowedToItsEnd) {
               (Texts{"docm/f0000000010.docm 9728 by 0", "png/f0000000029.png 600 by 46"}));
 }
 
+TEST(Plan, KeepsTheExtentsOfAFileTogetherAndWhatBeginsInThem) {
+    // The rest of the document lies in front of its start and behind a picture that cuts the one before it.
+    Outcome pieces = At(20, Doc, 3 * 512 + 100, Verdict::Whole);
+    pieces.extents = {{20, 512}, {5, 1024}, {30, 512}};
+    const std::vector<Outcome> outcomes{At(4, Jpg, 2000, Verdict::Damaged), At(6, Png, 900, Verdict::Whole), pieces,
+                                        At(22, Jpg, 8 * 512 + 100, Verdict::Whole), At(30, Txt, 300, Verdict::Open)};
+    const Plan plan = PlanOfOutcomes(outcomes);
+    EXPECT_EQ(Describe(plan), (Texts{"jpg/f0000000004.jpg 512 by 42", "docm/f0000000020.docm 1636 by 0",
+                                     "jpg/f0000000022.jpg 4196 by 42"}));
+    EXPECT_EQ(plan.files[1].extents, (std::vector<Extent>{{20, 512}, {5, 1024}, {30, 100}}));
+    ASSERT_EQ(plan.files[1].embedded.size(), 1U);
+    EXPECT_EQ(plan.files[1].embedded[0].finding.size, 512) << "it ends with the extent around it";
+    ASSERT_EQ(plan.passedOver.size(), 2U);
+    EXPECT_EQ(plan.passedOver[1].container, plan.files[1].path);
+}
+
 TEST(Plan, NeverCutsAWholeFileButWhereThatIsAskedFor) {
     const Plan plan = PlanOfOutcomes({At(1, Png, 2001, Verdict::Whole), At(20, Jpg, 30000, Verdict::Whole)});
     EXPECT_EQ(Describe(plan), (Texts{"png/f0000000001.png 2000 by 46 cap", "jpg/f0000000020.jpg 30000 by 42"}));

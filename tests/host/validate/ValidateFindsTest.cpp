@@ -259,13 +259,20 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
             EXPECT_EQ(recorder.findings, all);
         }
     }
-    // Names are made of what an outcome says.
+    Validation inPieces = whole;
+    Outcome& last = inPieces.outcomes.back();
+    last.extents = {{last.startSector, 512}, {9, last.finding.size}};
+    { OutcomesWriter(path, "digest").Add(inPieces); }
+    EXPECT_EQ(ReadOutcomes(path)->validation.outcomes, inPieces.outcomes);
+    // Names and extents are made of what an outcome says.
     Validation hostile;
-    hostile.outcomes = {whole.outcomes.front()};
-    hostile.outcomes.front().finding.extension = "../x";
+    hostile.outcomes = {whole.outcomes.front(), last, last};
+    hostile.outcomes[0].finding.extension = "../x";
+    hostile.outcomes[1].extents.front().startSector -= 1;
+    hostile.outcomes[2].extents.back().bytes = -1;
     { OutcomesWriter(path, "digest").Add(hostile); }
     EXPECT_TRUE(ReadOutcomes(path)->validation.outcomes.empty());
-    EXPECT_EQ(ReadOutcomes(path)->damagedLines, 1);
+    EXPECT_EQ(ReadOutcomes(path)->damagedLines, 3);
 
     recorder.places = 10;
     EXPECT_FALSE(Validate().complete);
