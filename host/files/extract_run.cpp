@@ -52,7 +52,8 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
     const auto isThere = [&folder](const PlannedFile& file) {
         const fs::path path(file.path);
         const Folder parent = folder.Below(path.parent_path(), false);
-        return parent.IsOpen() && parent.SizeOf(path.filename().string()) == file.Size();
+        const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
+        return there && there->size == file.Size();
     };
     // A file whose bytes turn out to be others is written beside the one that is there.
     KeepBest(plan, room, NotWanted::NoRoom,

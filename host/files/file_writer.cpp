@@ -13,7 +13,10 @@ namespace {
 
 // Stays in a second-level cache between reading and hashing.
 constexpr std::int64_t PieceBytes = 1 << 20;
+// Below this the kernel copies no faster, and the disk does better with many files at once.
+constexpr std::size_t LeastLargePiece = 1U << 18U;
 constexpr const char* PartialSuffix = ".part";
+constexpr const char* ImageStandsThere = "the image itself stands there";
 
 }  // namespace
 
@@ -22,29 +25,50 @@ FileWriter::FileWriter(Medium& medium, const Folder& folder, std::function<bool(
       folder_(folder),
       progress_(std::move(progress)),
       piece_(static_cast<std::size_t>(PieceBytes / medium.SectorSize() * medium.SectorSize())),
-      there_(piece_.size()) {}
+      there_(piece_.size()) {
+    if (const auto source = medium.CopySource()) {
+        image_ = IdentityOf(*source);
+    }
+}
 
 WriteResult FileWriter::Write(const PlannedFile& file) {
-    const std::filesystem::path path(file.path);
-    const std::string name = path.filename().string();
-    const Folder parent = folder_.Below(path.parent_path(), true);
+    const std::string name = std::filesystem::path(file.path).filename().string();
+    const Folder& parent = ParentOf(file);
     WriteResult result;
     if (!parent.IsOpen()) {
         result.Fail(parent.Error());
         return result;
     }
-    if (const auto image = medium_.CopySource();
-        image && (parent.Holds(name, *image) || parent.Holds(name + PartialSuffix, *image))) {
-        result.error = "the image itself stands there";
+    const std::optional<FileEntry> there = parent.Entry(name);
+    if (IsImage(there)) {
+        result.error = ImageStandsThere;
         return result;
     }
-    if (HoldsPlannedBytes(parent, name, file, result)) {
+    if (there && there->size == file.Size() && HoldsPlannedBytes(parent, name, file, result)) {
         result.outcome = WriteOutcome::AlreadyThere;
     } else if (result.outcome != WriteOutcome::Stopped) {
         Copy(parent, name, file, result);
     }
     result.unreadableBytes = UnreadableBytes(file);
     return result;
+}
+
+const Folder& FileWriter::ParentOf(const PlannedFile& file) {
+    // Each is a descriptor of every writer.
+    constexpr std::size_t most = 64;
+    const std::filesystem::path path = std::filesystem::path(file.path).parent_path();
+    const auto known = parents_.find(path.native());
+    if (known != parents_.end() && known->second.IsOpen()) {
+        return known->second;
+    }
+    if (parents_.size() == most) {
+        parents_.clear();
+    }
+    return parents_.insert_or_assign(path.native(), folder_.Below(path, true)).first->second;
+}
+
+bool FileWriter::IsImage(const std::optional<FileEntry>& there) const {
+    return there && image_ && there->identity == *image_;
 }
 
 // Hands the file's bytes on in large pieces, each with its offset on the medium. False when `takePiece` wants no more
@@ -91,9 +115,6 @@ std::int64_t FileWriter::UnreadableBytes(const PlannedFile& file) const {
 
 bool FileWriter::HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file,
                                    WriteResult& result) {
-    if (folder.SizeOf(name) != file.Size()) {
-        return false;
-    }
     File there = folder.Read(name);
     Sha256 hash;
     const bool same = there.IsOpen() && ForEachPiece(
@@ -112,7 +133,14 @@ bool FileWriter::HoldsPlannedBytes(const Folder& folder, const std::string& name
 
 void FileWriter::Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result) {
     const std::string partial = name + PartialSuffix;
-    File out = folder.Create(partial);
+    File out = folder.CreateNew(partial);
+    if (!out.IsOpen() && out.Error().IsTakenName()) {
+        if (IsImage(folder.Entry(partial))) {
+            result.error = ImageStandsThere;
+            return;
+        }
+        out = folder.Create(partial);
+    }
     if (!out.IsOpen()) {
         result.Fail(out.Error());
         return;
@@ -120,15 +148,18 @@ void FileWriter::Copy(const Folder& folder, const std::string& name, const Plann
     Sha256 hash;
     const auto takePiece = [&](std::size_t length, std::int64_t offset) {
         hash.Add(piece_.data(), length);
+        if (length < LeastLargePiece) {
+            return out.Write(piece_.data(), length);
+        }
+        bool isWritten = false;
         // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
         const auto source = medium_.CopySource();
         if (source && kernelCopies_ && UnreadableBytes(file) == 0) {
-            kernelCopies_ = out.CopyFrom(*source, offset, length);
-            if (kernelCopies_) {
-                return true;
-            }
+            isWritten = kernelCopies_ = out.CopyFrom(*source, offset, length);
         }
-        return out.Write(piece_.data(), length);
+        isWritten = isWritten || out.Write(piece_.data(), length);
+        out.BeginToStore();
+        return isWritten;
     };
     const bool whole = ForEachPiece(file, takePiece, result) && out.Close();
     const bool isLost = whole && file.Size() > 0 && UnreadableBytes(file) == file.Size();

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +43,8 @@ public:
     WriteResult Write(const PlannedFile& file);
 
 private:
+    const Folder& ParentOf(const PlannedFile& file);
+    bool IsImage(const std::optional<FileEntry>& there) const;
     std::int64_t UnreadableBytes(const PlannedFile& file) const;
     bool HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
     void Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
@@ -49,6 +53,9 @@ private:
 
     Medium& medium_;
     const Folder& folder_;
+    // Those of earlier files, by their paths in the folder.
+    std::map<std::string, Folder> parents_;
+    std::optional<FileIdentity> image_;
     std::function<bool(std::int64_t)> progress_;
     std::vector<std::uint8_t> piece_;
     // Of the file that is compared with it.

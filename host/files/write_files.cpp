@@ -5,6 +5,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <deque>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -46,29 +47,38 @@ public:
     }
 
     bool HandOn(WriteObserver& observer) {
-        constexpr std::chrono::milliseconds interval(100);
-        while (handedOn_ < files_.size()) {
-            if (observer.OnProgress(bytes_)) {
-                return false;
-            }
-            std::unique_lock lock(mutex_);
-            std::optional<WriteResult>& slot = results_[handedOn_ % results_.size()];
-            if (!changed_.wait_for(lock, interval, [&slot] { return slot.has_value(); })) {
-                continue;
-            }
-            const WriteResult result = *std::exchange(slot, std::nullopt);
-            const std::size_t index = handedOn_++;
-            lock.unlock();
-            changed_.notify_all();
+        for (const PlannedFile& file : files_) {
+            do {
+                if (observer.OnProgress(bytes_)) {
+                    return false;
+                }
+            } while (ready_.empty() && !TakeReady());
+            const WriteResult result = std::move(ready_.front());
+            ready_.pop_front();
             if (result.outcome == WriteOutcome::Stopped) {
                 return false;
             }
-            observer.OnFile(files_[index], result);
+            observer.OnFile(file, result);
         }
         return true;
     }
 
 private:
+    // Takes the results of the next files, as many as are done; false if none came within a while.
+    bool TakeReady() {
+        constexpr std::chrono::milliseconds interval(100);
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, interval, [this] { return NextResult().has_value(); });
+        for (; taken_ < files_.size() && NextResult(); ++taken_) {
+            ready_.push_back(*std::exchange(NextResult(), std::nullopt));
+        }
+        lock.unlock();
+        changed_.notify_all();
+        return !ready_.empty();
+    }
+
+    std::optional<WriteResult>& NextResult() { return results_[taken_ % results_.size()]; }
+
     void WriteSome() {
         std::int64_t bytesOfFile = 0;
         FileWriter writer(medium_, folder_, [this, &bytesOfFile](std::int64_t done) {
@@ -89,13 +99,15 @@ private:
             bytes_ += file.Size() - bytesOfFile;
             const std::lock_guard lock(mutex_);
             results_[*index % results_.size()] = std::move(result);
-            changed_.notify_all();
+            if (*index == taken_) {
+                changed_.notify_all();
+            }
         }
     }
 
     std::optional<std::size_t> TakeNext() {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return stop_ || next_ == files_.size() || next_ < handedOn_ + results_.size(); });
+        changed_.wait(lock, [this] { return stop_ || next_ == files_.size() || next_ < taken_ + results_.size(); });
         return stop_ || next_ == files_.size() ? std::nullopt : std::optional(next_++);
     }
 
@@ -110,7 +122,9 @@ private:
     // Of file n in slot n modulo the count.
     std::vector<std::optional<WriteResult>> results_;
     std::size_t next_ = 0;
-    std::size_t handedOn_ = 0;
+    // Of the files in front of this one, in order, not handed on yet.
+    std::size_t taken_ = 0;
+    std::deque<WriteResult> ready_;
     std::vector<std::thread> threads_;
 };
 

@@ -9,6 +9,11 @@
 
 namespace salvor {
 
+std::optional<FileIdentity> IdentityOf(int descriptor) {
+    struct stat info {};
+    return fstat(descriptor, &info) == 0 ? std::optional(FileIdentity{info.st_dev, info.st_ino}) : std::nullopt;
+}
+
 bool File::Check(bool done) {
     if (!done) {
         error_ = SystemError::Last();
@@ -101,6 +106,8 @@ void File::ReleaseRoom() {
 bool File::Lock() { return flock(fd_.Get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
 
 bool File::Sync() { return Check(fsync(fd_.Get()) == 0 || errno == EINVAL || errno == EROFS); }
+
+void File::BeginToStore() { sync_file_range(fd_.Get(), 0, 0, SYNC_FILE_RANGE_WRITE); }
 
 bool File::Close() { return Check(fd_.Close()); }
 

@@ -10,6 +10,16 @@
 
 namespace salvor {
 
+/// Which file of the system it is, whatever its names.
+struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+    bool operator==(const FileIdentity&) const = default;
+};
+
+/// Of the file that this descriptor has open.
+std::optional<FileIdentity> IdentityOf(int descriptor);
+
 /// An open file of bytes; sizes and offsets have 64 bits. A call that fails leaves its reason in `Error`.
 class File {
 public:
@@ -41,6 +51,8 @@ public:
     bool Lock();
     /// What was written reaches stable storage. A pipe or a terminal has none; that is no failure.
     bool Sync();
+    /// Asks the system to begin to store what was written, so that a later `Sync` waits less.
+    void BeginToStore();
     bool Close();
 
 private:

@@ -69,12 +69,17 @@ Folder Folder::Below(const fs::path& below, bool make) const {
 
 File Folder::Read(const std::string& name) const { return OpenRegular(fd_.Get(), name.c_str(), O_RDONLY); }
 
+File Folder::CreateNew(const std::string& name) const {
+    FileDescriptor fd(openat(fd_.Get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, NewFileMode));
+    return fd.IsOpen() ? File(std::move(fd)) : File(SystemError::Last());
+}
+
 File Folder::Create(const std::string& name) const {
     // Not emptied but replaced: the bytes of a file that is linked here as well are another's.
     if (unlinkat(fd_.Get(), name.c_str(), 0) != 0 && errno != ENOENT) {
         return File(SystemError::Last());
     }
-    return OpenRegular(fd_.Get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL);
+    return CreateNew(name);
 }
 
 File Folder::OpenLock(const std::string& name) const { return OpenRegular(fd_.Get(), name.c_str(), O_RDWR | O_CREAT); }
@@ -87,19 +92,12 @@ SystemError Folder::Remove(const std::string& name) const {
     return unlinkat(fd_.Get(), name.c_str(), 0) == 0 ? SystemError() : SystemError::Last();
 }
 
-std::optional<std::int64_t> Folder::SizeOf(const std::string& name) const {
+std::optional<FileEntry> Folder::Entry(const std::string& name) const {
     struct stat info {};
     if (fstatat(fd_.Get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode)) {
         return std::nullopt;
     }
-    return info.st_size;
-}
-
-bool Folder::Holds(const std::string& name, int descriptor) const {
-    struct stat entry {};
-    struct stat open {};
-    return fstatat(fd_.Get(), name.c_str(), &entry, AT_SYMLINK_NOFOLLOW) == 0 && fstat(descriptor, &open) == 0 &&
-           entry.st_dev == open.st_dev && entry.st_ino == open.st_ino;
+    return FileEntry{{info.st_dev, info.st_ino}, info.st_size};
 }
 
 bool Folder::AnyEntry(const std::function<bool(const std::string& name)>& matches) const {

@@ -19,6 +19,13 @@ struct FreeSpace {
     std::optional<std::int64_t> entries;
 };
 
+/// A regular file as its folder shows it.
+struct FileEntry {
+    FileIdentity identity;
+    /// In bytes.
+    std::int64_t size = 0;
+};
+
 /// A user and a group of the system, by number; 0 is root.
 struct Owner {
     std::uint32_t user = 0;
@@ -43,7 +50,9 @@ public:
 
     /// Opens a regular file to read it.
     File Read(const std::string& name) const;
-    /// Makes a new file for writing and reading, in place of whatever has the name.
+    /// Makes a new file for writing and reading where nothing has the name.
+    File CreateNew(const std::string& name) const;
+    /// The same in place of whatever has the name.
     File Create(const std::string& name) const;
     /// Opens a regular file that nobody writes to, to lock it; makes it if it is missing.
     File OpenLock(const std::string& name) const;
@@ -51,10 +60,8 @@ public:
     SystemError Rename(const std::string& from, const std::string& to) const;
     SystemError Remove(const std::string& name) const;
 
-    /// Size in bytes of the regular file of this name.
-    std::optional<std::int64_t> SizeOf(const std::string& name) const;
-    /// True if the entry is the file that this descriptor has open.
-    bool Holds(const std::string& name, int descriptor) const;
+    /// What has this name; nothing if that is no regular file.
+    std::optional<FileEntry> Entry(const std::string& name) const;
     /// True if an entry is there for which `matches` does.
     bool AnyEntry(const std::function<bool(const std::string& name)>& matches) const;
 

@@ -19,6 +19,7 @@ public:
     explicit operator bool() const { return code_ != 0; }
     bool operator==(const SystemError&) const = default;
     bool IsMissingEntry() const;
+    bool IsTakenName() const;
     bool IsDiskFull() const;
     /// The system's text for people.
     std::string Text() const;

@@ -16,7 +16,8 @@ bool IsThere(const Folder& folder, const Json& record) {
     FolderCounts().Add(record);
     const std::filesystem::path path(record.at("path").get<std::string>());
     const Folder parent = folder.Below(path.parent_path(), false);
-    return parent.IsOpen() && parent.SizeOf(path.filename().string()) == record.at("size").get<std::int64_t>();
+    const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
+    return there && there->size == record.at("size").get<std::int64_t>();
 }
 
 }  // namespace

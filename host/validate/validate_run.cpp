@@ -24,10 +24,9 @@ public:
     bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
         progress_.Update(static_cast<std::int64_t>(phase) * medium_.SizeInBytes() + byte, counts_);
         if (const auto now = steady_clock::now(); now >= nextSync_) {
-            constexpr std::chrono::seconds syncInterval(2);
             writer_.AddUnreadable(medium_.TakeNewlyUnreadable().Ranges());
             writer_.Sync();
-            nextSync_ = now + syncInterval;
+            nextSync_ = now + SyncInterval;
         }
         return StopRequested();
     }
@@ -41,12 +40,13 @@ public:
 
 private:
     static constexpr std::int64_t PhaseCount = 3;
+    static constexpr std::chrono::seconds SyncInterval{2};
 
     OutcomesWriter& writer_;
     Medium& medium_;
     Progress progress_;
     std::map<std::string, std::int64_t> counts_;
-    steady_clock::time_point nextSync_ = steady_clock::now();
+    steady_clock::time_point nextSync_ = steady_clock::now() + SyncInterval;
 };
 
 }  // namespace

@@ -196,6 +196,20 @@ TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
     EXPECT_FALSE(result.error.empty());
 }
 
+TEST_F(FileWriterTest, KeepsOffTheImageItself) {
+    fs::create_directory(folder / "png");
+    test::WriteFile(folder / "png/f0.png", image);
+    fs::create_hard_link(folder / "png/f0.png", folder / "png/f1.png.part");
+    Medium medium(OpenImage((folder / "png/f0.png").string()), 512);
+    const Folder opened = Folder::Open(folder.Path());
+    FileWriter writer(medium, opened, NeverStops);
+    for (const std::int64_t start : {0, 1}) {
+        EXPECT_EQ(writer.Write(FileAt(start, 100)).outcome, WriteOutcome::Failed);
+    }
+    EXPECT_EQ(test::ReadFile(folder / "png/f0.png"), image);
+    EXPECT_TRUE(fs::exists(folder / "png/f1.png.part"));
+}
+
 TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
     class Observer : public WriteObserver {
     public:
