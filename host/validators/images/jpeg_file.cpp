@@ -152,13 +152,14 @@ private:
         const std::int64_t height = LoadBig<std::uint16_t>(content, 1);
         const std::int64_t width = LoadBig<std::uint16_t>(content, 3);
         const std::size_t count = content[5];
-        if (precision < 2 || precision > 16 || width == 0 || count == 0 || count > 4 ||
+        if (precision < 2 || precision > 16 || width == 0 || count == 0 || count > JpegScan::MostParts ||
             content.size() < headBytes + count * componentBytes) {
             return false;
         }
         hasFrame_ = true;
         frame_ = {};
         frame_.isProgressive = kind == marker::ProgressiveFrame;
+        frame_.precision = precision;
         // The height may be declared after the first scan.
         isDecodable_ = height != 0 && (kind == marker::BaselineFrame || kind == marker::ExtendedFrame ||
                                        kind == marker::ProgressiveFrame);
@@ -169,6 +170,7 @@ private:
             component.id = bytes[0];
             component.horizontal = bytes[1] >> 4U;
             component.vertical = bytes[1] & 15U;
+            component.quantization = bytes[2] & 3U;
             if (component.horizontal < 1 || component.horizontal > 4 || component.vertical < 1 ||
                 component.vertical > 4) {
                 return false;
@@ -196,6 +198,9 @@ private:
         if (kind == marker::RestartInterval && content.size() >= 2) {
             restartInterval_ = LoadBig<std::uint16_t>(content, 0);
         }
+        if (kind == marker::QuantizationTables) {
+            TakeQuantization(content);
+        }
         while (kind == marker::HuffmanTables && content.size() >= headBytes) {
             const std::size_t slot = content[0] & 3U;
             const bool isAc = (content[0] >> 4U) != 0;
@@ -207,6 +212,24 @@ private:
             (isAc ? ac_ : dc_)[slot].Define(content.subspan(1, 16), content.subspan(headBytes, count));
             content = content.subspan(headBytes + count);
         }
+    }
+
+    void TakeQuantization(ByteSpan content) {
+        constexpr std::size_t steps = 64;
+        while (!content.empty()) {
+            const std::size_t width = (content[0] >> 4U) != 0 ? 2 : 1;
+            if (content.size() < 1 + steps * width) {
+                break;
+            }
+            firstSteps_[content[0] & 3U] = width == 2 ? LoadBig<std::uint16_t>(content, 1) : content[1];
+            content = content.subspan(1 + steps * width);
+        }
+    }
+
+    // 64 samples that are all black or white give eight times half the range of a sample. Coders round.
+    std::int64_t LargestFirst(const JpegComponent& component) const {
+        const std::int64_t step = firstSteps_[component.quantization];
+        return step == 0 ? JpegScan::UnknownLargest : (std::int64_t{4} << frame_.precision) / step + 2;
     }
 
     void TakeApplication(std::uint8_t kind, ByteSpan content, std::int64_t start) {
@@ -274,11 +297,22 @@ private:
         }
         const std::int64_t coded = at_;
         at_ = NextMarker(at_);
-        // Coders leave a byte or two after the data, not more.
-        constexpr std::int64_t mostAfter = 64;
-        if (!walk_.brokenData && wasDecoded_ && at_ - coded > mostAfter) {
+        if (!walk_.brokenData && wasDecoded_ && !MayFollowData(coded, at_)) {
             walk_.brokenData = coded;
         }
+    }
+
+    // Coders leave a byte or two after the data, or fill up to an even address.
+    bool MayFollowData(std::int64_t from, std::int64_t end) {
+        constexpr std::int64_t mostBytes = 2;
+        constexpr std::int64_t mostFill = 64;
+        const std::int64_t count = end - from;
+        if (count <= mostBytes || count > mostFill) {
+            return count <= mostBytes;
+        }
+        const ByteSpan bytes = file_.At(from, static_cast<std::size_t>(count));
+        return !bytes.empty() && (bytes[0] == 0 || bytes[0] == Prefix) &&
+               std::ranges::all_of(bytes, [&](std::uint8_t byte) { return byte == bytes[0]; });
     }
 
     // FF bytes of coded data are followed by 0, or they are restart markers.
@@ -315,8 +349,10 @@ private:
         scan.firstCoefficient = frame_.isProgressive ? band[0] : 0U;
         scan.lastCoefficient = frame_.isProgressive ? band[1] : 63U;
         scan.highBit = frame_.isProgressive ? band[2] >> 4U : 0U;
+        scan.lowBit = frame_.isProgressive ? band[2] & 15U : 0U;
         scan.restartInterval = restartInterval_;
-        if (scan.lastCoefficient > 63 || scan.firstCoefficient > scan.lastCoefficient || count == 0) {
+        if (scan.lastCoefficient > 63 || scan.firstCoefficient > scan.lastCoefficient || count == 0 ||
+            count > JpegScan::MostParts) {
             return std::nullopt;
         }
         const bool needsDc = scan.firstCoefficient == 0 && scan.highBit == 0;
@@ -327,7 +363,7 @@ private:
             if (component == frame_.components.end()) {
                 return std::nullopt;
             }
-            const JpegScan::Part part{&*component, &dc_[slots >> 4U & 3U], &ac_[slots & 3U]};
+            const JpegScan::Part part{&*component, &dc_[slots >> 4U & 3U], &ac_[slots & 3U], LargestFirst(*component)};
             // Frames of motion JPEG leave out the usual tables.
             if ((needsDc && !part.dc->IsDefined()) || (needsAc && !part.ac->IsDefined())) {
                 return std::nullopt;
@@ -360,6 +396,8 @@ private:
     bool isDecodable_ = false;
     bool wasDecoded_ = false;
     std::uint32_t restartInterval_ = 0;
+    // Of the first coefficient, by the table's slot; 0 where none is defined.
+    std::array<std::int64_t, 4> firstSteps_{};
     std::array<JpegHuffmanTable, 4> dc_{};
     std::array<JpegHuffmanTable, 4> ac_{};
 };

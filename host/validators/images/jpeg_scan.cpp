@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 
 namespace salvor {
 
@@ -45,12 +46,19 @@ public:
         return position_ + static_cast<std::int64_t>(at_) - unused;
     }
 
+    // The rest of a byte is filled with ones; some coders take zeros.
+    bool IsPadded() const {
+        const auto left = static_cast<unsigned>(std::max(count_ - fed_, 0)) % 8;
+        const std::uint32_t rest = Peek16() >> (16 - left);
+        return rest == 0 || rest == (1U << left) - 1;
+    }
+
     // Drops the rest of the byte and steps over the restart marker, which must follow at once.
     bool TakeRestart(unsigned number) {
         if (!isAtEnd_ && count_ < 8) {
             Refill();
         }
-        if (!isAtEnd_ || IsOverrun() || count_ - fed_ >= 8) {
+        if (!isAtEnd_ || IsOverrun() || count_ - fed_ >= 8 || !IsPadded()) {
             return false;
         }
         // The marker may follow fill bytes.
@@ -159,6 +167,7 @@ public:
                     return {bits_.Position(), false};
                 }
                 endOfBandRun_ = 0;
+                firsts_.fill(0);
                 untilRestart = scan_.restartInterval - 1;
             }
             const bool isRight =
@@ -174,7 +183,7 @@ public:
                 }
             }
         }
-        return {bits_.Position(), true};
+        return {bits_.Position(), bits_.IsPadded()};
     }
 
 private:
@@ -215,8 +224,13 @@ private:
         if (code.length == 0 || code.value > LongestDifference) {
             return false;
         }
-        bits_.Skip(unsigned{code.length} + code.value);
-        return true;
+        bits_.Skip(code.length);
+        const std::int64_t bits = bits_.Take(code.value);
+        const std::int64_t range = std::int64_t{1} << code.value;
+        std::int64_t& first = firsts_[static_cast<std::size_t>(&part - scan_.parts.data())];
+        // Differences with a leading zero are negative.
+        first += (bits * 2 < range ? bits - range + 1 : bits) * (std::int64_t{1} << scan_.lowBit);
+        return std::abs(first) <= part.largestFirst;
     }
 
     bool FollowRest(const JpegScan::Part& part) {
@@ -334,6 +348,8 @@ private:
     const JpegFrame& frame_;
     const JpegScan& scan_;
     std::uint32_t endOfBandRun_ = 0;
+    // The first coefficient of each part's last block, to which the next differences are added.
+    std::array<std::int64_t, JpegScan::MostParts> firsts_{};
 };
 
 }  // namespace

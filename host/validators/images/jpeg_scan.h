@@ -48,6 +48,8 @@ struct JpegComponent {
     std::uint8_t id = 0;
     std::uint8_t horizontal = 1;
     std::uint8_t vertical = 1;
+    /// Slot of its quantization table.
+    std::uint8_t quantization = 0;
     /// In blocks of 8 by 8 samples: without and with those that only fill up units of several components.
     std::int64_t width = 0;
     std::int64_t height = 0;
@@ -59,6 +61,8 @@ struct JpegComponent {
 
 struct JpegFrame {
     bool isProgressive = false;
+    /// Bits of a sample.
+    unsigned precision = 8;
     /// Units of several components in a row and a column.
     std::int64_t unitsAcross = 0;
     std::int64_t unitsDown = 0;
@@ -71,12 +75,19 @@ struct JpegScan {
         JpegComponent* component;
         const JpegHuffmanTable* dc;
         const JpegHuffmanTable* ac;
+        /// The largest first coefficient that samples can give, before it is multiplied by its quantization step.
+        std::int64_t largestFirst = UnknownLargest;
     };
+    static constexpr std::int64_t UnknownLargest = std::int64_t{1} << 62;
+    /// In a scan's header, and in a frame's.
+    static constexpr std::size_t MostParts = 4;
     std::vector<Part> parts = {};
     unsigned firstCoefficient = 0;
     unsigned lastCoefficient = 63;
     /// Of successive approximation: the bit that was sent before, 0 in a first scan.
     unsigned highBit = 0;
+    /// Of successive approximation: the bit that this scan ends with.
+    unsigned lowBit = 0;
     /// In units, 0 without restart markers.
     std::uint32_t restartInterval = 0;
 };

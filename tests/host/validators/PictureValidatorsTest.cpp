@@ -33,6 +33,8 @@ TEST(PictureValidators, TellWholeFilesFromBrokenOnes) {
         {"sound", "jpeg", "jfif-progressive.jpg", 1, 0, Verdict::Whole},
         {"sound", "jpeg", "jfif-restart.jpg", 1, 0, Verdict::Whole},
         {"codes overwritten", "jpeg", "jfif-baseline.jpg", 0.6, 400, Verdict::Damaged},
+        {"a few codes overwritten", "jpeg", "jfif-grey.jpg", 0.6, 100, Verdict::Damaged},
+        {"a few codes overwritten", "jpeg", "jfif-grey.jpg", 0.8, 100, Verdict::Damaged},
         {"scans overwritten", "jpeg", "jfif-progressive.jpg", 0.5, 2000, Verdict::Damaged},
         {"codes overwritten", "jpeg", "jfif-restart.jpg", 0.6, 100, Verdict::Damaged},
         {"cut", "jpeg", "jfif-baseline.jpg", 0.8, 0, Verdict::Damaged},
