@@ -94,3 +94,21 @@ salvor_build() {
         exit "$salvor_cannot_start"
     fi
 }
+
+# What the test of the page needs: a browser, and its driver in build/browser-tools.
+salvor_need_browser() {
+    local tools=$salvor_root/build/browser-tools packages=(chromium)
+    command -v node >/dev/null || packages+=(nodejs)
+    # Some packages of node bring npm along, Debian's does not.
+    command -v npm >/dev/null || packages+=(npm)
+    salvor_install "${packages[@]}"
+    [[ -d $tools/node_modules/puppeteer-core ]] && return
+    salvor_say "installing the driver of the browser"
+    mkdir -p "$tools"
+    cp "$salvor_root"/tests/page/{package.json,.npmrc} "$tools"
+    npm install --prefix "$tools" --ignore-scripts --omit=optional >"$salvor_root/build/browser-tools.log" 2>&1 || {
+        tail -n 20 "$salvor_root/build/browser-tools.log" >&2
+        salvor_say "cannot install the driver of the browser"
+        exit "$salvor_cannot_start"
+    }
+}

@@ -7,6 +7,7 @@
 
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
+#include "host/report/page.h"
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
@@ -83,7 +84,15 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
             ShellWord(out.folder.Path().string()));
     }
-    return ExtractFiles(medium, validation.outcomes, origin, filter, out, quiet);
+    const ExitStatus status = ExtractFiles(medium, validation.outcomes, origin, filter, out, quiet);
+    try {
+        WritePage(out.folder);
+    } catch (const Failure& failure) {
+        // The files are there, and the page can be made again from the report.
+        SayLine(failure.what());
+        return status == ExitStatus::Done ? ExitStatus::Losses : status;
+    }
+    return status;
 }
 
 }  // namespace salvor

@@ -63,7 +63,7 @@ void RequireAllowed(const Folder& folder, const JobIdentity& job, FolderUse use)
 // An image that was put into the folder may bear the name of something that a run writes there.
 void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
     for (const char* name : {JobFile, LockFile, "report.jsonl", "report.jsonl.part", "skipped.jsonl",
-                             "skipped.jsonl.part", "finds.jsonl", "outcomes.jsonl"}) {
+                             "skipped.jsonl.part", "finds.jsonl", "outcomes.jsonl", "index.html", "index.html.part"}) {
         const bool isFinds = std::string_view(name) == "finds.jsonl";
         if (IsSameFile(folder / name, inputs.imagePath) ||
             (!isFinds && !inputs.findsPath.empty() && IsSameFile(folder / name, inputs.findsPath))) {

@@ -1,0 +1,283 @@
+#include "host/report/page.h"
+
+#include <FileTypeCatalog.h>
+#include <fmt/format.h>
+#include <openssl/evp.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <iterator>
+#include <map>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "host/plan/plan.h"
+#include "host/report/page_parts.h"
+#include "host/report/report.h"
+#include "host/report/report_reader.h"
+
+namespace salvor {
+
+namespace {
+
+// As JSON for the inside of an HTML script, which only a `<` could end.
+std::string ScriptJson(const Json& value) {
+    std::string text;
+    for (const char c : value.dump(-1, ' ', false, Json::error_handler_t::replace)) {
+        if (c == '<') {
+            text += "\\u003c";
+        } else {
+            text += c;
+        }
+    }
+    return text;
+}
+
+std::string Base64(const std::vector<std::uint8_t>& bytes) {
+    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
+    // The library knows bytes as unsigned char.
+    std::vector<unsigned char> coded(text.size());
+    const int length = EVP_EncodeBlock(coded.data(), bytes.data(), static_cast<int>(bytes.size()));
+    text.assign(coded.begin(), coded.begin() + length);
+    return text;
+}
+
+std::vector<std::uint8_t> Sha256Of(std::string_view text) {
+    std::vector<std::uint8_t> digest(EVP_MAX_MD_SIZE);
+    unsigned length = 0;
+    EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr);
+    digest.resize(length);
+    return digest;
+}
+
+// The bytes of a SHA-256 in hexadecimal; none if it is something else.
+std::vector<std::uint8_t> BytesOfHash(std::string_view hex) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+        const std::size_t high = digits.find(hex[i]);
+        const std::size_t low = digits.find(hex[i + 1]);
+        if (high == std::string_view::npos || low == std::string_view::npos) {
+            return {};
+        }
+        bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
+    }
+    return bytes.size() == 32 ? bytes : std::vector<std::uint8_t>();
+}
+
+// What all files have: JSON values in the order of the files.
+class Column {
+public:
+    void Add(std::int64_t value) { fmt::format_to(std::back_inserter(text_), "{}{}", text_.empty() ? "" : ",", value); }
+    std::string Json() const { return "[" + text_ + "]"; }
+
+private:
+    std::string text_;
+};
+
+// What few files have: JSON values by number of the file.
+class SparseColumn {
+public:
+    void Add(std::int64_t file, const Json& value) {
+        fmt::format_to(std::back_inserter(text_), "{}\"{}\":{}", text_.empty() ? "" : ",", file, ScriptJson(value));
+    }
+    bool IsEmpty() const { return text_.empty(); }
+    std::string Json() const { return "{" + text_ + "}"; }
+
+private:
+    std::string text_;
+};
+
+// Values that come again and again, by number.
+template <class Value>
+class Numbered {
+public:
+    std::int64_t NumberOf(const Value& value) {
+        const auto [place, isNew] = numbers_.try_emplace(value, std::ssize(values_));
+        if (isNew) {
+            values_.push_back(value);
+        }
+        return place->second;
+    }
+    const std::vector<Value>& Values() const { return values_; }
+
+private:
+    std::map<Value, std::int64_t> numbers_;
+    std::vector<Value> values_;
+};
+
+// The files of a report as the page's script wants them.
+class PageData {
+public:
+    void Add(const ReportedFile& file) {
+        start_.Add(file.startSector - startBefore_);
+        startBefore_ = file.startSector;
+        size_.Add(file.size);
+        type_.Add(types_.NumberOf({file.extension, file.typeName, IsPlainTextType(file.types.front())}));
+        verdict_ += std::to_string(static_cast<int>(file.verdict));
+        why_.Add(whys_.NumberOf(file.why));
+        const std::string hash = Base64(BytesOfHash(file.sha256));
+        // 32 bytes take 43 digits and a sign that fills up.
+        hashes_ += hash.empty() ? std::string(43, ' ') : hash.substr(0, 43);
+        AddPlace(file);
+        AddOriginal(file.original);
+        AddDetails(file.details);
+        ++count_;
+    }
+
+    // All of it but the hashes.
+    std::string Json(const ReportReader& reader) const {
+        const ReportSummary& summary = reader.Summary();
+        salvor::Json types = salvor::Json::array();
+        for (const auto& [extension, name, isText] : types_.Values()) {
+            types.push_back({extension, name, isText ? 1 : 0});
+        }
+        const salvor::Json head{{"program", "salvor " SALVOR_VERSION},
+                                {"made", std::time(nullptr)},
+                                {"image", summary.image},
+                                {"imageSize", summary.imageSize},
+                                {"sectorSize", summary.sectorSize},
+                                {"isComplete", summary.isComplete},
+                                {"damagedLines", reader.DamagedLines()},
+                                {"unreadable", RangePairs(summary.unreadable)},
+                                {"notWritten", summary.notWritten},
+                                {"types", types},
+                                {"whys", whys_.Values()}};
+        std::string text = ScriptJson(head);
+        text.back() = ',';
+        text += fmt::format(R"("files":{{"start":{},"size":{},"type":{},"verdict":"{}","why":{})", start_.Json(),
+                            size_.Json(), type_.Json(), verdict_, why_.Json());
+        for (const auto& [name, column] : sparse_) {
+            text += fmt::format(",\"{}\":{}", name, column.Json());
+        }
+        return text + "}}";
+    }
+
+    const std::string& Hashes() const { return hashes_; }
+
+private:
+    static salvor::Json RangePairs(const std::vector<SectorRange>& ranges) {
+        salvor::Json pairs = salvor::Json::array();
+        for (const SectorRange& range : ranges) {
+            pairs.push_back({range.first, range.count});
+        }
+        return pairs;
+    }
+
+    void AddIf(bool isThere, const char* name, const salvor::Json& value) {
+        if (isThere) {
+            sparse_[name].Add(count_, value);
+        }
+    }
+
+    void AddPlace(const ReportedFile& file) {
+        // The script knows how files are named.
+        const std::string usual = fmt::format("{0}/f{1:010}.{0}", file.extension, file.startSector);
+        AddIf(file.path != usual, "path", file.path);
+        std::string others;
+        for (std::size_t i = 1; i < file.types.size(); ++i) {
+            others += (others.empty() ? "" : ", ") + std::string(FileTypeCatalog[file.types[i]].name);
+        }
+        AddIf(!others.empty(), "alsoTypes", others);
+        AddIf(file.reportedSize && *file.reportedSize != file.size, "reported", file.reportedSize.value_or(0));
+        AddIf(file.unreadableBytes > 0, "unreadable", file.unreadableBytes);
+        AddIf(!file.flags.empty(), "flags", fmt::format("{}", fmt::join(file.flags, ", ")));
+        AddIf(!file.container.empty(), "container", file.container);
+        if (file.extents.size() > 1) {
+            salvor::Json pieces = salvor::Json::array();
+            for (const Extent& piece : file.extents) {
+                pieces.push_back({piece.startSector, piece.bytes});
+            }
+            AddIf(true, "extents", pieces);
+        }
+        if (!file.embedded.empty()) {
+            salvor::Json parts = salvor::Json::array();
+            for (const ReportedPart& part : file.embedded) {
+                parts.push_back({part.startSector, part.extension, part.size, static_cast<int>(part.verdict)});
+            }
+            AddIf(true, "embedded", parts);
+        }
+    }
+
+    void AddOriginal(const OriginalEntry& original) {
+        AddIf(!original.path.empty(), "original", original.path);
+        salvor::Json times = salvor::Json::array();
+        for (const auto& [name, time] : {std::pair("created", original.created),
+                                         {"modified", original.modified},
+                                         {"accessed", original.accessed},
+                                         {"changed", original.changed}}) {
+            if (time) {
+                times.push_back({name, *time});
+            }
+        }
+        AddIf(!times.empty(), "times", times);
+    }
+
+    void AddDetails(const FileDetails& details) {
+        AddIf(!details.taken.empty(), "taken", details.taken);
+        AddIf(details.width > 0 && details.height > 0, "width", details.width);
+        AddIf(details.width > 0 && details.height > 0, "height", details.height);
+        AddIf(!details.title.empty(), "title", details.title);
+        AddIf(!details.camera.empty(), "camera", details.camera);
+    }
+
+    std::int64_t count_ = 0;
+    std::int64_t startBefore_ = 0;
+    Column start_;
+    Column size_;
+    Column type_;
+    Column why_;
+    std::string verdict_;
+    std::string hashes_;
+    std::map<std::string, SparseColumn> sparse_;
+    // Extension, name, and whether it is plain text.
+    Numbered<std::tuple<std::string, std::string, bool>> types_;
+    Numbered<std::string> whys_;
+};
+
+// What the page may do: nothing but run its own script, wear its own style and show files beside it.
+std::string Policy() {
+    return fmt::format(
+        "default-src 'none'; script-src 'sha256-{}'; style-src 'sha256-{}'; "
+        "img-src 'self' file:; media-src 'self' file:; base-uri 'none'; form-action 'none'",
+        Base64(Sha256Of(PageScript)), Base64(Sha256Of(PageStyle)));
+}
+
+void WriteParts(const Folder& folder, const PageData& data, const ReportReader& reader) {
+    LineFile page(folder, PageName);
+    std::string_view rest = PageHtml;
+    for (const auto& [mark, text] : {std::pair("{{policy}}", Policy()),
+                                     {"{{style}}", std::string(PageStyle)},
+                                     {"{{data}}", data.Json(reader)},
+                                     {"{{hashes}}", data.Hashes()},
+                                     {"{{script}}", std::string(PageScript)}}) {
+        const std::size_t place = rest.find(mark);
+        page.Add(std::string(rest.substr(0, place)));
+        page.Add(text);
+        rest.remove_prefix(place + std::string_view(mark).size());
+    }
+    page.Add(std::string(rest));
+    page.TakeName();
+}
+
+}  // namespace
+
+void WritePage(const Folder& folder) {
+    ReportReader reader(folder);
+    PageData data;
+    for (ReportedFile file; reader.Next(file);) {
+        data.Add(file);
+    }
+    try {
+        WriteParts(folder, data, reader);
+    } catch (const Failure&) {
+        folder.Remove(std::string(PageName) + ".part");
+        throw;
+    }
+}
+
+}  // namespace salvor

@@ -1,0 +1,250 @@
+// The map of the medium: columns that stand for equal parts of it, each divided by what the part holds.
+
+// In order of what is shown where two of them lie at one place. Colours are those of the style sheet.
+const mapClasses = [
+  { key: 'unreadable', name: 'unreadable' },
+  { key: 'embedded', name: 'embedded in whole files' },
+  { key: 'whole', name: 'whole files' },
+  { key: 'open', name: 'open' },
+  { key: 'truncated', name: 'truncated' },
+  { key: 'damaged', name: 'damaged' },
+  { key: 'zeros', name: 'zeros' },
+  { key: 'free', name: 'free of finds' },
+];
+const ClassOfVerdict = 2;
+const ZerosClass = 6;
+const FreeClass = 7;
+
+// The medium as stretches that follow each other: ends in bytes, and the class of each.
+function layOutMedium() {
+  const edges = [];
+  const add = (kind, start, bytes) => {
+    const from = Math.min(start, data.imageSize);
+    const to = Math.min(start + bytes, data.imageSize);
+    if (from < to) {
+      edges.push([from, kind, 1], [to, kind, -1]);
+    }
+  };
+  for (let file = 0; file < files.count; ++file) {
+    for (const [start, bytes] of extentsOf(file)) {
+      add(ClassOfVerdict + files.verdict[file], start * data.sectorSize, bytes);
+    }
+  }
+  for (const parts of Object.values(data.files.embedded ?? {})) {
+    for (const [start, , bytes] of parts) {
+      add(1, start * data.sectorSize, bytes);
+    }
+  }
+  for (const [kind, ranges] of [[0, data.unreadable], [ZerosClass, data.zeros ?? []]]) {
+    for (const [first, count] of ranges) {
+      add(kind, first * data.sectorSize, count * data.sectorSize);
+    }
+  }
+  edges.sort((a, b) => a[0] - b[0]);
+  const open = new Array(mapClasses.length).fill(0);
+  open[FreeClass] = 1;
+  const ends = [];
+  const kinds = [];
+  let at = 0;
+  for (const [place, kind, step] of edges) {
+    if (place > at) {
+      ends.push(place);
+      kinds.push(open.findIndex((count) => count > 0));
+      at = place;
+    }
+    open[kind] += step;
+  }
+  if (at < data.imageSize) {
+    ends.push(data.imageSize);
+    kinds.push(FreeClass);
+  }
+  return { ends, kinds };
+}
+
+class MediumMap {
+  // `onPlace` gets [first sector, sector behind the last] or null for the whole medium.
+  constructor(onPlace) {
+    this.root = byId('map');
+    this.canvas = this.root.querySelector('canvas');
+    this.cursor = this.root.querySelector('.map-cursor');
+    this.range = this.root.querySelector('.map-range');
+    this.fileMark = this.root.querySelector('.map-file');
+    this.onPlace = onPlace;
+    this.stretches = layOutMedium();
+    this.totals = new Array(mapClasses.length).fill(0);
+    this.stretches.kinds.forEach((kind, i) => {
+      this.totals[kind] += this.stretches.ends[i] - (i > 0 ? this.stretches.ends[i - 1] : 0);
+    });
+    this.at = 0;
+    this.anchor = 0;
+    this.columns = 1;
+    this.listen();
+    this.showLegend();
+    new ResizeObserver(() => this.draw()).observe(this.root);
+    this.say();
+  }
+
+  showLegend() {
+    byId('legend').replaceChildren(...mapClasses.flatMap(({ key, name }, i) => (this.totals[i] === 0 ? []
+      : [make('li', {}, make('i', { className: `swatch ${key}` }), `${name} `,
+        make('span', { className: 'muted' }, formatShare(this.totals[i], data.imageSize)))])));
+  }
+
+  // Bytes of each class in each column.
+  bin(columns) {
+    const bins = Array.from({ length: columns }, () => new Float64Array(mapClasses.length));
+    const width = data.imageSize / columns;
+    let from = 0;
+    this.stretches.ends.forEach((end, i) => {
+      const last = Math.min(columns - 1, Math.floor(end / width));
+      for (let column = Math.min(columns - 1, Math.floor(from / width)); column <= last; ++column) {
+        const bytes = Math.min(end, (column + 1) * width) - Math.max(from, column * width);
+        bins[column][this.stretches.kinds[i]] += Math.max(0, bytes);
+      }
+      from = end;
+    });
+    return bins;
+  }
+
+  draw() {
+    const step = 4;
+    const { clientWidth: width, clientHeight: height } = this.root;
+    if (width === 0 || data.imageSize === 0) {
+      return;
+    }
+    const sectors = Math.ceil(data.imageSize / data.sectorSize);
+    this.columns = Math.max(1, Math.min(Math.floor(width / step), sectors));
+    this.bins = this.bin(this.columns);
+    drawColumns(this.canvas, this.bins, width, height);
+    this.root.setAttribute('aria-valuemax', this.columns - 1);
+    this.mark();
+  }
+
+  sectorsOf(from, to = from) {
+    const sectors = data.imageSize / data.sectorSize / this.columns;
+    return [Math.floor(Math.min(from, to) * sectors), Math.max(1, Math.ceil((Math.max(from, to) + 1) * sectors))];
+  }
+
+  say() {
+    if (data.imageSize === 0) {
+      byId('map-readout').textContent = 'Its size is not known.';
+      return;
+    }
+    const [first, end] = this.sectorsOf(this.anchor, this.at);
+    const shares = new Float64Array(mapClasses.length);
+    for (let i = Math.min(this.anchor, this.at); this.bins && i <= Math.max(this.anchor, this.at); ++i) {
+      this.bins[i]?.forEach((bytes, kind) => (shares[kind] += bytes));
+    }
+    const all = shares.reduce((sum, bytes) => sum + bytes, 0);
+    const holds = mapClasses.filter((_, i) => shares[i] > 0)
+      .map(({ name }) => `${formatShare(shares[mapClasses.findIndex((one) => one.name === name)], all)} ${name}`);
+    const text = `Sectors ${formatNumber(first)} to ${formatNumber(end - 1)}: ${holds.join(', ')}`;
+    this.root.setAttribute('aria-valuenow', this.at);
+    this.root.setAttribute('aria-valuetext', text);
+    byId('map-readout').textContent = this.isPointed ? text
+      : `${formatSize(data.imageSize)}, ${formatNumber(Math.ceil(data.imageSize / data.sectorSize))} sectors of `
+        + `${data.sectorSize} bytes. Click or drag to see the files of a part.`;
+  }
+
+  place(element, from, to) {
+    element.style.left = `${(100 * from) / this.columns}%`;
+    element.style.width = `${(100 * (to - from)) / this.columns}%`;
+    element.hidden = false;
+  }
+
+  mark() {
+    this.at = Math.min(this.at, this.columns - 1);
+    this.anchor = Math.min(this.anchor, this.columns - 1);
+    this.place(this.cursor, Math.min(this.at, this.anchor), Math.max(this.at, this.anchor) + 1);
+    this.cursor.hidden = !this.isPointed;
+    this.range.hidden = true;
+    if (filter.place) {
+      const perColumn = data.imageSize / data.sectorSize / this.columns;
+      this.place(this.range, filter.place[0] / perColumn, Math.min(this.columns, filter.place[1] / perColumn));
+    }
+  }
+
+  // Shows where a file lies; nothing for none.
+  markFile(file) {
+    this.fileMark.hidden = file === undefined || data.imageSize === 0;
+    if (!this.fileMark.hidden) {
+      this.fileMark.style.left = `${(100 * files.start[file] * data.sectorSize) / data.imageSize}%`;
+    }
+  }
+
+  point(at, keepsAnchor) {
+    this.at = Math.max(0, Math.min(this.columns - 1, at));
+    this.anchor = keepsAnchor ? this.anchor : this.at;
+    this.isPointed = true;
+    this.mark();
+    this.say();
+  }
+
+  choose() {
+    this.onPlace(this.sectorsOf(this.anchor, this.at));
+    this.mark();
+  }
+
+  leave() {
+    this.isPointed = false;
+    this.mark();
+    this.say();
+  }
+
+  listen() {
+    const columnAt = (event) => {
+      const box = this.root.getBoundingClientRect();
+      return Math.floor(((event.clientX - box.left) / box.width) * this.columns);
+    };
+    this.root.addEventListener('pointermove', (event) => this.point(columnAt(event), event.buttons === 1));
+    this.root.addEventListener('pointerdown', (event) => {
+      this.root.setPointerCapture(event.pointerId);
+      this.point(columnAt(event), false);
+    });
+    this.root.addEventListener('pointerup', () => this.choose());
+    this.root.addEventListener('pointerleave', () => this.leave());
+    this.root.addEventListener('blur', () => this.leave());
+    this.root.addEventListener('keydown', (event) => {
+      const wide = Math.max(1, Math.round(this.columns / 20));
+      const steps = { ArrowLeft: -1, ArrowRight: 1, ArrowDown: -1, ArrowUp: 1, PageDown: -wide, PageUp: wide,
+        Home: -this.columns, End: this.columns };
+      if (event.key in steps) {
+        this.point(this.at + steps[event.key], event.shiftKey);
+      } else if (event.key === 'Enter' || event.key === ' ') {
+        this.choose();
+      } else if (event.key === 'Escape') {
+        this.onPlace(null);
+        this.leave();
+      } else {
+        return;
+      }
+      event.preventDefault();
+    });
+  }
+}
+
+function drawColumns(canvas, bins, width, height) {
+  const scale = window.devicePixelRatio || 1;
+  canvas.width = Math.round(width * scale);
+  canvas.height = Math.round(height * scale);
+  const context = canvas.getContext('2d');
+  const style = getComputedStyle(canvas);
+  const colours = mapClasses.map(({ key }) => style.getPropertyValue(`--map-${key}`));
+  const step = canvas.width / bins.length;
+  const gap = step > 3 * scale ? scale : 0;
+  bins.forEach((bytes, column) => {
+    const left = Math.round(column * step);
+    const right = Math.round((column + 1) * step) - gap;
+    const all = bytes.reduce((sum, one) => sum + one, 0);
+    let bottom = canvas.height;
+    // Files stand on the ground; what is free of them is the air above.
+    for (const kind of [2, 1, 3, 4, 5, 0, ZerosClass, FreeClass]) {
+      if (bytes[kind] > 0) {
+        const top = kind === FreeClass ? 0 : bottom - Math.max(2 * scale, (canvas.height * bytes[kind]) / all);
+        context.fillStyle = colours[kind];
+        context.fillRect(left, Math.round(Math.max(0, top)), right - left, Math.round(bottom) - Math.round(Math.max(0, top)));
+        bottom = Math.max(0, top);
+      }
+    }
+  });
+}
