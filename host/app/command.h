@@ -22,6 +22,7 @@ Command AddScanCommand(CLI::App& program);
 Command AddValidateCommand(CLI::App& program);
 Command AddExtractCommand(CLI::App& program);
 Command AddRecoverCommand(CLI::App& program);
+Command AddListCommand(CLI::App& program);
 Command AddReportCommand(CLI::App& program);
 Command AddInspectCommand(CLI::App& program);
 Command AddTypesCommand(CLI::App& program);

@@ -1,45 +1,104 @@
-#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <array>
+#include <filesystem>
 #include <memory>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "host/app/command.h"
+#include "host/app/finds_use.h"
+#include "host/app/options.h"
+#include "host/platform/process.h"
 #include "host/report/page.h"
-#include "host/report/report_reader.h"
+#include "host/report/report.h"
+#include "host/report/report_format.h"
 #include "host/say/say.h"
 
 namespace salvor {
 
 namespace {
 
-struct ReportFormat {
-    std::string_view name;
-    /// The file in the folder.
-    std::string_view file;
-    void (*write)(const Folder& folder);
-};
-
-constexpr std::array ReportFormats{
-    ReportFormat{"html", PageName, WritePage},
-};
-
 struct ReportCommand {
     std::string folder;
-    std::string format{ReportFormats.front().name};
+    std::vector<std::string> formats = {"html"};
+    /// Empty for the format's own name in the folder, - for standard output.
+    std::string out;
     bool quiet = false;
 };
 
+const ReportFormat& FormatNamed(const std::string& word) {
+    const auto format = std::ranges::find(ReportFormats(), word, &ReportFormat::name);
+    if (format == ReportFormats().end()) {
+        std::string names = "html";
+        for (const ReportFormat& one : ReportFormats()) {
+            names += fmt::format(", {}", one.name);
+        }
+        throw Failure(ExitStatus::Usage, fmt::format("--format: '{}' is not one of {}", word, names));
+    }
+    return *format;
+}
+
+// A folder and a name in it, for what the person named.
+struct OutPlace {
+    Folder folder;
+    std::string name;
+};
+
+OutPlace PlaceFor(const ReportCommand& command, const ReportFormat& format, const ReportSummary& summary) {
+    const bool isInFolder = command.out.empty();
+    const std::filesystem::path path = std::filesystem::absolute(
+        isInFolder ? std::filesystem::path(command.folder) / format.fileName : std::filesystem::path(command.out));
+    RequireOwnFile(isInFolder ? "the folder's report" : "--out", path.string(), summary.image);
+    return {OpenReportFolder(path.parent_path().string()), path.filename().string()};
+}
+
+void WriteReport(const ReportCommand& command, const Folder& folder, const ReportFormat& format) {
+    ReportReader reader(folder);
+    if (command.out == "-") {
+        format.write(reader, Tell);
+        return;
+    }
+    const OutPlace place = PlaceFor(command, format, reader.Summary());
+    LineFile file(place.folder, place.name);
+    format.write(reader, [&file](const std::string& text) { file.Add(text); });
+    file.TakeName();
+    if (!command.quiet) {
+        Tell(fmt::format("{}\n", Printable((place.folder.Path() / place.name).string())));
+    }
+    if (reader.DamagedLines() > 0) {
+        Say("{} lines of the report in '{}' are damaged and passed over", reader.DamagedLines(), command.folder);
+    }
+}
+
+// The page lies beside the files that it shows.
+void WritePageOf(const ReportCommand& command, const Folder& folder) {
+    if (!command.out.empty()) {
+        throw Failure(ExitStatus::Usage, "--out: the page works in the folder of its files only");
+    }
+    WritePage(folder);
+    if (!command.quiet) {
+        Tell(fmt::format("{}\n", Printable((folder.Path() / PageName).string())));
+    }
+}
+
 ExitStatus RunReport(const ReportCommand& command) {
-    const auto* const format = std::ranges::find(ReportFormats, std::string_view(command.format), &ReportFormat::name);
-    if (format == ReportFormats.end()) {
-        throw Failure(ExitStatus::Usage, "'" + command.format + "' is no format of a report; 'salvor report --help'");
+    if (command.formats.size() > 1 && !command.out.empty()) {
+        throw Failure(ExitStatus::Usage, "--out takes one format; without it each gets a file in the folder");
+    }
+    // A format that is wrong is known before one is written; nothing stands for the page.
+    std::vector<const ReportFormat*> formats;
+    for (const std::string& word : command.formats) {
+        formats.push_back(word == "html" ? nullptr : &FormatNamed(word));
     }
     const Folder folder = OpenReportFolder(command.folder);
-    format->write(folder);
-    if (!command.quiet) {
-        Tell((folder.Path() / format->file).string() + '\n');
+    GiveUpRootRights(folder, false);
+    for (const ReportFormat* const format : formats) {
+        if (format == nullptr) {
+            WritePageOf(command, folder);
+        } else {
+            WriteReport(command, folder, *format);
+        }
     }
     return ExitStatus::Done;
 }
@@ -48,11 +107,16 @@ ExitStatus RunReport(const ReportCommand& command) {
 
 Command AddReportCommand(CLI::App& program) {
     const auto command = std::make_shared<ReportCommand>();
-    CLI::App* const line = program.add_subcommand("report", "Write the report of a folder again, as a page or other");
-    line->add_option("DIR", command->folder, "Folder with recovered files")->required();
-    line->add_option("--format", command->format, "html: the page index.html")->capture_default_str();
-    line->add_flag("--quiet", command->quiet, "Errors only");
-    line->footer("Example: salvor report recovered");
+    CLI::App* const line = program.add_subcommand("report", "Write the report of recovered files for other tools");
+    line->add_option("DIR", command->folder, "Folder of recovered files")->required();
+    std::string help = "html (the page, if none is given)";
+    for (const ReportFormat& format : ReportFormats()) {
+        help += fmt::format(", {} ({})", format.name, format.help);
+    }
+    line->add_option("--format", command->formats, help)->delimiter(',')->allow_extra_args(false);
+    line->add_option("--out", command->out, "File for the report, - for standard output; in the folder if not given");
+    AddQuiet(*line, command->quiet);
+    line->footer("Example: salvor report recovered --format csv,dfxml");
     return {line, [command] {
                 return RunReport(*command);
             }};

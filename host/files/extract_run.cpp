@@ -194,9 +194,6 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
                         const PlanFilter& filter, const OutFolder& out, bool quiet) {
     const Folder& folder = out.folder;
     Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps);
-    if (!filter.allClaims) {
-        KeepBest(plan, 2 * medium.SizeInBytes(), NotWanted::ManyClaims, &PlannedFile::Size);
-    }
     const bool fits = FitOntoDisk(plan, folder);
     if (!fits) {
         Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "

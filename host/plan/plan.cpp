@@ -153,23 +153,9 @@ private:
     }
 
     std::optional<NotWanted> Judge(const Outcome& outcome, const PlannedFile& file) const {
-        const Finding& finding = file.finding;
-        if (!std::ranges::binary_search(filter_.types, finding.type)) {
-            return NotWanted::Type;
-        }
-        if (outcome.finding.verdict == Verdict::NoFile || !IsOnMedium(outcome.startSector)) {
-            return NotWanted::NoFile;
-        }
-        if (!filter_.only.empty() && std::ranges::find(filter_.only, finding.verdict) == filter_.only.end()) {
-            return NotWanted::Verdict;
-        }
-        if (const auto smallest = filter_.minSize.For(finding.type); smallest && finding.size < *smallest) {
-            return NotWanted::TooSmall;
-        }
-        if (const auto largest = filter_.maxSize.For(finding.type); largest && finding.size > *largest) {
-            return NotWanted::TooLarge;
-        }
-        return std::nullopt;
+        const bool isFile = outcome.finding.verdict != Verdict::NoFile && IsOnMedium(outcome.startSector);
+        const auto refusal = RefusalOf(file.finding, filter_);
+        return isFile || refusal == NotWanted::Type ? refusal : NotWanted::NoFile;
     }
 
     // Puts a file where it belongs: into the plan, or into the whole file around it.
@@ -296,9 +282,29 @@ const char* ReasonText(NotWanted reason) {
     return "";
 }
 
+std::optional<NotWanted> RefusalOf(const Finding& finding, const PlanFilter& filter) {
+    if (!std::ranges::binary_search(filter.types, finding.type)) {
+        return NotWanted::Type;
+    }
+    if (!filter.only.empty() && std::ranges::find(filter.only, finding.verdict) == filter.only.end()) {
+        return NotWanted::Verdict;
+    }
+    if (const auto smallest = filter.minSize.For(finding.type); smallest && finding.size < *smallest) {
+        return NotWanted::TooSmall;
+    }
+    if (const auto largest = filter.maxSize.For(finding.type); largest && finding.size > *largest) {
+        return NotWanted::TooLarge;
+    }
+    return std::nullopt;
+}
+
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps) {
-    return Planner(medium, filter, caps).Make(outcomes);
+    Plan plan = Planner(medium, filter, caps).Make(outcomes);
+    if (!filter.allClaims) {
+        KeepBest(plan, 2 * medium.sizeInBytes, NotWanted::ManyClaims, &PlannedFile::Size);
+    }
+    return plan;
 }
 
 void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,9 @@ struct Plan {
     std::vector<PassedOver> passedOver;
 };
 
+/// Why a filter refuses a file of this finding; nothing if it takes it.
+std::optional<NotWanted> RefusalOf(const Finding& finding, const PlanFilter& filter);
+
 /// The medium as far as a plan needs it; both in bytes.
 struct MediumShape {
     std::int64_t sizeInBytes = 0;
@@ -88,7 +92,8 @@ struct MediumShape {
 
 /// Decides which outcomes become files. What begins inside a whole file, or inside an open one whose structure is
 /// unbroken, is embedded in it. Any other file ends where the next whole one begins, and hides nothing. A file in
-/// several extents is neither embedded nor cut. `caps` are those that the person set, in bytes by factory index.
+/// several extents is neither embedded nor cut. `caps` are those that the person set, in bytes by factory index. Unless
+/// the filter wants all claims, the files together are no larger than twice the medium.
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
 

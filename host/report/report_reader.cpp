@@ -67,15 +67,12 @@ FileDetails DetailsOf(const Json& record) {
             TextAt(*details, "camera")};
 }
 
+// Empty for pieces that no medium has.
 std::vector<Extent> ExtentsOf(const Json& record, const ReportedFile& file) {
-    std::vector<Extent> extents;
-    for (const Json& one : ObjectsAt(record, "extents")) {
-        extents.push_back({CountAt(one, "start_sector"), CountAt(one, "bytes")});
+    if (!record.contains("extents")) {
+        return {{file.startSector, file.size}};
     }
-    if (extents.empty()) {
-        extents.push_back({file.startSector, file.size});
-    }
-    return extents;
+    return ExtentsFromJson(record, "extents").value_or(std::vector<Extent>());
 }
 
 // The raw text of a path in a line as the report has it; none in a line that was cut, which replaces no other.
@@ -140,10 +137,8 @@ std::optional<ReportedFile> FileOfRecord(const Json& record) {
     }
     file.original = OriginalOf(record);
     file.details = DetailsOf(record);
-    const bool isSound =
-        !file.path.empty() && file.startSector >= 0 && file.startByte >= 0 && file.size >= 0 &&
-        file.verdict != Verdict::NoFile && !file.types.empty() &&
-        std::ranges::none_of(file.extents, [](const Extent& one) { return one.startSector < 0 || one.bytes < 0; });
+    const bool isSound = !file.path.empty() && file.startSector >= 0 && file.startByte >= 0 && file.size >= 0 &&
+                         file.verdict != Verdict::NoFile && !file.types.empty() && !file.extents.empty();
     return isSound ? std::optional(std::move(file)) : std::nullopt;
 }
 
@@ -205,12 +200,12 @@ bool ReportReader::Next(ReportedFile& file) {
         if (number < holds_.size() && !holds_[number]) {
             continue;
         }
-        const Json record = ParseJsonLine(line);
-        if (std::optional<ReportedFile> next = FileOfRecord(record)) {
+        record_ = ParseJsonLine(line);
+        if (std::optional<ReportedFile> next = FileOfRecord(record_)) {
             file = *std::move(next);
             return true;
         }
-        damagedLines_ += record.is_object() && TextAt(record, "record") == "summary" ? 0 : 1;
+        damagedLines_ += record_.is_object() && TextAt(record_, "record") == "summary" ? 0 : 1;
     }
     return false;
 }

@@ -96,6 +96,9 @@ public:
     /// The next file, in the report's order; false at the end.
     bool Next(ReportedFile& file);
 
+    /// The record from which the last file was read.
+    const Json& Record() const { return record_; }
+
     const ReportSummary& Summary() const { return summary_; }
     /// Lines that are neither a file nor a summary: they were damaged.
     std::int64_t DamagedLines() const { return damagedLines_; }
@@ -110,6 +113,7 @@ private:
     std::size_t line_ = 0;
     ReportSummary summary_;
     std::int64_t damagedLines_ = 0;
+    Json record_;
     File file_;
     LineReader lines_;
 };

@@ -133,6 +133,24 @@ TEST(Program, ScanAndExtractGiveWhatRecoverGives) {
     }
 }
 
+TEST(Program, ListsBeforeCopyingWhatExtractWrites) {
+    const TempFolder folder;
+    const std::string finds = Quoted(folder / "card.finds");
+    ASSERT_EQ(RunProgram("scan " + Card + " --quiet --report " + finds).status, 0);
+    EXPECT_EQ(RunProgram("list " + finds).status, 3);
+    ASSERT_EQ(RunProgram("validate --quiet " + finds).status, 0);
+    const std::string filter = " --min-size 4K --only whole --exclude jpg";
+    ASSERT_EQ(RunProgram("extract " + finds + filter + " --quiet --out " + Quoted(folder / "out")).status, 0);
+
+    const std::string planned = RunProgram("list " + finds + filter).output;
+    EXPECT_EQ(planned, RunProgram("list " + Quoted(folder / "out")).output);
+    const auto lines = static_cast<std::size_t>(std::ranges::count(planned, '\n'));
+    EXPECT_EQ(lines, RecoveredFiles(folder / "out").size() + 1) << planned;
+    EXPECT_GT(lines, 10U);
+    const json first = json::parse(RunProgram("list --json " + finds + filter + " | head -1").output);
+    EXPECT_EQ(first["verdict"], "whole");
+}
+
 TEST(Program, ASecondExtractCompletesWhatIsMissingAndRewritesNothingElse) {
     const TempFolder folder;
     const std::string out = Quoted(folder / "out");

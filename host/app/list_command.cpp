@@ -1,0 +1,79 @@
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "host/app/command.h"
+#include "host/app/options.h"
+#include "host/app/shown_files.h"
+#include "host/report/report.h"
+#include "host/say/say.h"
+
+namespace salvor {
+
+namespace {
+
+struct ListCommand {
+    std::string path;
+    /// Instead of the image that the finds name; empty for that one.
+    std::string image;
+    FilterOptions filter;
+    bool asJson = false;
+};
+
+std::string LineOf(const ReportedFile& file) {
+    std::string line =
+        fmt::format("{:<9}  {:>10}  {}", VerdictName(file.verdict), FormatSize(file.size), Printable(file.path));
+    if (!file.original.path.empty()) {
+        line += "  " + Printable(file.original.path);
+    }
+    if (file.details.width > 0) {
+        line += fmt::format("  {}x{}", file.details.width, file.details.height);
+    }
+    if (!file.details.taken.empty()) {
+        line += "  " + Printable(file.details.taken);
+    }
+    return line + '\n';
+}
+
+ExitStatus RunList(const ListCommand& command) {
+    constexpr std::size_t toldAtOnce = std::size_t{1} << 16U;
+    FileCounts counts;
+    std::string text;
+    const ShownFiles shown = ForEachShownFile(command.path, command.image, MakeFilter(command.filter),
+                                              [&](const ReportedFile& file, const Json& record) {
+                                                  counts.Add(file.verdict, file.size);
+                                                  text += command.asJson ? JsonLine(record) : LineOf(file);
+                                                  if (text.size() > toldAtOnce) {
+                                                      Tell(std::exchange(text, {}));
+                                                  }
+                                              });
+    if (!command.asJson) {
+        const auto& by = counts.byVerdict;
+        text += fmt::format("{} files, {}: {} whole, {} open, {} truncated, {} damaged\n", counts.files,
+                            FormatSize(counts.bytes), by[0], by[1], by[2], by[3]);
+    }
+    Tell(text);
+    return shown.damagedLines == 0 ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+}  // namespace
+
+Command AddListCommand(CLI::App& program) {
+    const auto command = std::make_shared<ListCommand>();
+    CLI::App* const line = program.add_subcommand("list", "List recovered files, or those that would be written");
+    line->add_option("DIR", command->path, "Folder of recovered files, or finds file of a scan that is validated")
+        ->required();
+    line->add_option("--image", command->image, "The image, if it is not where the scan found it");
+    AddTypeOptions(*line, command->filter);
+    AddSizeOptions(*line, command->filter);
+    AddVerdictOptions(*line, command->filter);
+    line->add_flag("--json", command->asJson, "One JSON object a line, with all that is known of the file");
+    line->footer("Example: salvor list card.finds --types jpg --min-size 1M --only whole");
+    return {line, [command] {
+                return RunList(*command);
+            }};
+}
+
+}  // namespace salvor
