@@ -41,6 +41,8 @@ public:
     /// A last sector that the medium fills in part counts as one.
     std::int64_t SectorCount() const { return sectorCount_; }
     std::optional<int> CopySource() const { return source_->CopySource(); }
+    std::vector<int> Descriptors() const { return source_->Descriptors(); }
+    bool SkipsInside() const { return policy_.skipInside; }
 
     /// Fills `buffer` with `count` whole sectors from `firstSector` on.
     void Read(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count);

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "host/platform/device.h"
 
@@ -43,10 +45,17 @@ public:
 
     /// The descriptor of a regular file, from which the kernel can copy ranges by itself.
     virtual std::optional<int> CopySource() const { return std::nullopt; }
+
+    /// The open descriptors with which `OpenPassedImage` opens the same medium in another process; none for one that
+    /// can only be opened by name.
+    virtual std::vector<int> Descriptors() const { return {}; }
 };
 
 /// Opens a regular file or a block device, read-only. Throws `Failure` (not started) with a clear line for a path that
 /// is missing, not readable, empty, a folder, a pipe or anything else.
 std::unique_ptr<MediumSource> OpenImage(const std::string& path);
+
+/// The same in a process that was given the descriptors. `path` is for messages.
+std::unique_ptr<MediumSource> OpenPassedImage(const std::string& path, std::span<const int> descriptors);
 
 }  // namespace salvor

@@ -9,7 +9,8 @@ namespace {
 
 class RawImage final : public MediumSource {
 public:
-    explicit RawImage(const std::string& path) : device_(path) {}
+    template <class Origin>
+    explicit RawImage(const Origin& origin) : device_(origin) {}
     const Device& Opened() const { return device_; }
 
     std::int64_t Size() const override { return device_.Size(); }
@@ -25,6 +26,7 @@ public:
     std::optional<int> CopySource() const override {
         return device_.Kind() == DeviceKind::File ? std::optional(device_.Descriptor()) : std::nullopt;
     }
+    std::vector<int> Descriptors() const override { return device_.Descriptors(); }
 
 private:
     Device device_;
@@ -51,14 +53,21 @@ std::string WhyNot(const std::string& path, const Device& device) {
     }
 }
 
-}  // namespace
-
-std::unique_ptr<MediumSource> OpenImage(const std::string& path) {
-    auto image = std::make_unique<RawImage>(path);
+std::unique_ptr<MediumSource> Checked(const std::string& path, std::unique_ptr<RawImage> image) {
     if (const std::string why = WhyNot(path, image->Opened()); !why.empty()) {
         throw Failure(ExitStatus::NotStarted, fmt::format("cannot read the image '{}': {}", path, why));
     }
     return image;
+}
+
+}  // namespace
+
+std::unique_ptr<MediumSource> OpenImage(const std::string& path) {
+    return Checked(path, std::make_unique<RawImage>(path));
+}
+
+std::unique_ptr<MediumSource> OpenPassedImage(const std::string& path, std::span<const int> descriptors) {
+    return Checked(path, std::make_unique<RawImage>(descriptors));
 }
 
 }  // namespace salvor

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace salvor {
 
@@ -49,9 +50,42 @@ DeviceKind KindOf(const struct stat& info) {
     return S_ISFIFO(info.st_mode) || S_ISSOCK(info.st_mode) ? DeviceKind::Pipe : DeviceKind::Other;
 }
 
+// Another open file or device with a place to read ahead from of its own; closed where the system does not let it.
+FileDescriptor OpenAnew(int descriptor, int flags) {
+    const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+    return FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags));
+}
+
+FileDescriptor OpenAnewOrTake(int descriptor, int flags) {
+    FileDescriptor opened = OpenAnew(descriptor, flags);
+    return opened.IsOpen() ? std::move(opened) : FileDescriptor(descriptor);
+}
+
 }  // namespace
 
 Device::Device(const std::string& path) : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+    LookAt();
+    if (kind_ == DeviceKind::BlockDevice) {
+        direct_ = FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECT));
+    }
+}
+
+Device::Device(std::span<const int> descriptors) : fd_(OpenAnewOrTake(descriptors[0], 0)) {
+    LookAt();
+    if (descriptors.size() > 1) {
+        direct_ = OpenAnewOrTake(descriptors[1], O_DIRECT);
+    }
+}
+
+std::vector<int> Device::Descriptors() const {
+    std::vector<int> descriptors{fd_.Get()};
+    if (direct_.IsOpen()) {
+        descriptors.push_back(direct_.Get());
+    }
+    return descriptors;
+}
+
+void Device::LookAt() {
     struct stat info {};
     if (!fd_.IsOpen() || fstat(fd_.Get(), &info) != 0) {
         error_ = SystemError::Last();
@@ -62,14 +96,14 @@ Device::Device(const std::string& path) : fd_(open(path.c_str(), O_RDONLY | O_CL
         size_ = info.st_size;
         // The system counts blocks of 512 bytes, whatever those of the file system are.
         mayHaveHoles_ = info.st_blocks < (size_ + 511) / 512;
-    } else if (kind_ == DeviceKind::BlockDevice && !OpenBlockDevice(path)) {
+    } else if (kind_ == DeviceKind::BlockDevice && !MeasureBlockDevice()) {
         error_ = SystemError::Last();
         kind_ = DeviceKind::Unopened;
     }
     posix_fadvise(fd_.Get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
-bool Device::OpenBlockDevice(const std::string& path) {
+bool Device::MeasureBlockDevice() {
     std::uint64_t bytes = 0;
     if (ioctl(fd_.Get(), BLKGETSIZE64, &bytes) != 0) {
         return false;
@@ -79,7 +113,6 @@ bool Device::OpenBlockDevice(const std::string& path) {
     if (ioctl(fd_.Get(), BLKPBSZGET, &sectorSize) == 0 && sectorSize > 512 && sectorSize <= DirectAlignment) {
         sectorSize_ = static_cast<std::int32_t>(sectorSize);
     }
-    direct_ = FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECT));
     return true;
 }
 

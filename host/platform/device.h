@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <vector>
 #include "host/platform/file_descriptor.h"
 #include "host/platform/system_error.h"
 
@@ -24,6 +26,9 @@ class Device {
 public:
     /// Never waits, not even for a pipe. Of what is neither a file nor a block device only the kind is known.
     explicit Device(const std::string& path);
+
+    /// One that another process has open, as it has passed the `Descriptors` on.
+    explicit Device(std::span<const int> descriptors);
 
     DeviceKind Kind() const { return kind_; }
     /// Why it is `Unopened`.
@@ -49,9 +54,12 @@ public:
 
     /// The system's number of the open file or device.
     int Descriptor() const { return fd_.Get(); }
+    /// All of them, for a process that cannot open it by name.
+    std::vector<int> Descriptors() const;
 
 private:
-    bool OpenBlockDevice(const std::string& path);
+    void LookAt();
+    bool MeasureBlockDevice();
 
     FileDescriptor fd_;
     // Of a block device: the same without the system's cache.

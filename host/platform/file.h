@@ -54,6 +54,10 @@ public:
     /// Asks the system to begin to store what was written, so that a later `Sync` waits less.
     void BeginToStore();
     bool Close();
+    /// The number under which the process has it open.
+    int Descriptor() const { return fd_.Get(); }
+    /// Leaves it to another owner.
+    FileDescriptor TakeDescriptor() { return std::move(fd_); }
 
 private:
     bool Check(bool done);

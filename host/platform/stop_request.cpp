@@ -40,6 +40,12 @@ void ListenForStop() {
     signal(SIGPIPE, SIG_IGN);
 }
 
+void LeaveStopToParent() {
+    for (const int one : {SIGINT, SIGTERM, SIGHUP, SIGXFSZ, SIGPIPE}) {
+        signal(one, SIG_IGN);
+    }
+}
+
 bool StopRequested() { return stopRequested; }
 
 }  // namespace salvor

@@ -7,6 +7,9 @@ namespace salvor {
 /// grows too large become failed writes.
 void ListenForStop();
 
+/// In a process that works for another one: Ctrl-C and the like are that one's business.
+void LeaveStopToParent();
+
 bool StopRequested();
 
 }  // namespace salvor

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "host/platform/file_descriptor.h"
+
+namespace salvor {
+
+/// Bytes that another process may be given, and that have no name: it reads and writes them through the descriptor.
+/// Not open, with the system's error set, if there is no memory.
+FileDescriptor MakeMemoryFile(const std::string& bytes);
+
+/// All bytes of a file that another process has made so.
+std::string ReadMemoryFile(int descriptor);
+
+/// Memory that several processes see.
+class SharedMemory {
+public:
+    /// The first `size` bytes of a file in memory, which is made longer if need be. Throws `std::bad_alloc`.
+    SharedMemory(int descriptor, std::size_t size);
+    SharedMemory(SharedMemory&& other) noexcept
+        : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
+    SharedMemory& operator=(SharedMemory&& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(size_, other.size_);
+        return *this;
+    }
+    ~SharedMemory();
+
+    /// At the start of a page; zeros at first.
+    void* Data() const { return data_; }
+
+private:
+    void* data_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+}  // namespace salvor

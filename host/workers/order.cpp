@@ -1,0 +1,38 @@
+#include "host/workers/order.h"
+
+#include <stdexcept>
+
+namespace salvor {
+
+MediumAccess AccessTo(const Medium& medium, const std::string& path) {
+    return {path, medium.Descriptors(), medium.SectorSize(), medium.SkipsInside(), medium.Unreadable().Ranges()};
+}
+
+std::string ToLine(const Order& order) {
+    return JsonLine({{"kind", order.kind},
+                     {"what", order.what},
+                     {"path", order.medium.path},
+                     {"sector_size", order.medium.sectorSize},
+                     {"skip_bad", order.medium.skipBad},
+                     {"unreadable", RangesToJson(order.medium.unreadable)},
+                     {"memory", order.memory}});
+}
+
+Order OrderIn(const std::string& line) {
+    const Json record = ParseJsonLine(line);
+    Order order;
+    order.kind = record.at("kind").get<std::string>();
+    order.what = record.at("what");
+    order.medium.path = record.at("path").get<std::string>();
+    order.medium.sectorSize = record.at("sector_size").get<std::int32_t>();
+    order.medium.skipBad = record.at("skip_bad").get<bool>();
+    const auto unreadable = RangesFromJson(record, "unreadable");
+    if (!unreadable) {
+        throw std::invalid_argument("no ranges");
+    }
+    order.medium.unreadable = *unreadable;
+    order.memory = record.at("memory").get<std::int64_t>();
+    return order;
+}
+
+}  // namespace salvor

@@ -1,0 +1,123 @@
+#include "host/workers/worker.h"
+
+#include <algorithm>
+#include <charconv>
+#include <new>
+#include <string>
+
+#include "host/platform/child_process.h"
+#include "host/platform/process.h"
+#include "host/platform/sandbox.h"
+#include "host/platform/shared_memory.h"
+#include "host/platform/stop_request.h"
+#include "host/say/failure.h"
+
+namespace salvor {
+
+namespace {
+
+// Notes in the worker's page while the medium is being read, by whatever thread.
+class NotedSource final : public MediumSource {
+public:
+    NotedSource(std::unique_ptr<MediumSource> source, WorkerPage& page) : source_(std::move(source)), page_(page) {}
+
+    std::int64_t Size() const override { return source_->Size(); }
+    std::int32_t SectorSize() const override { return source_->SectorSize(); }
+    std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
+        const Note note(page_);
+        return source_->ReadAt(offset, buffer, length);
+    }
+    std::size_t ReadAgain(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
+        const Note note(page_);
+        return source_->ReadAgain(offset, buffer, length);
+    }
+    void ExpectFailures() override { source_->ExpectFailures(); }
+    ByteRange NextData(std::int64_t offset) override { return source_->NextData(offset); }
+    std::optional<int> CopySource() const override { return source_->CopySource(); }
+
+private:
+    class Note {
+    public:
+        explicit Note(WorkerPage& page) : page_(page) { ++page_.readers; }
+        Note(const Note&) = delete;
+        Note& operator=(const Note&) = delete;
+        ~Note() {
+            --page_.readers;
+            ++page_.steps;
+        }
+
+    private:
+        WorkerPage& page_;
+    };
+
+    std::unique_ptr<MediumSource> source_;
+    WorkerPage& page_;
+};
+
+std::unique_ptr<MediumSource> OpenOrdered(const std::string& path) {
+    std::vector<int> descriptors;
+    for (int descriptor = FirstMediumDescriptor; FileDescriptor::IsTaken(descriptor); ++descriptor) {
+        descriptors.push_back(descriptor);
+    }
+    return descriptors.empty() ? OpenImage(path) : OpenPassedImage(path, descriptors);
+}
+
+void KeepText(WorkerPage& page, const std::string& text) {
+    const std::size_t length = std::min(text.size(), page.text.size() - 1);
+    *std::copy_n(text.begin(), length, page.text.begin()) = '\0';
+}
+
+bool Work(WorkerPage& page, std::span<const WorkerKind> kinds) {
+    const Order order = OrderIn(ReadMemoryFile(OrderDescriptor));
+    const auto kind = std::ranges::find(kinds, order.kind, &WorkerKind::name);
+    if (kind == kinds.end()) {
+        throw Failure(ExitStatus::NotStarted, "no worker does '" + order.kind + "'");
+    }
+    Medium medium(std::make_unique<NotedSource>(OpenOrdered(order.medium.path), page), order.medium.sectorSize,
+                  {order.medium.skipBad, [&page] {
+                       return page.stop.load();
+                   }});
+    medium.NoteUnreadable(order.medium.unreadable);
+    Worker worker(page, order, medium);
+    page.sandbox = static_cast<std::uint8_t>(EnterSandbox({order.memory, /*mayWrite=*/true}));
+    return kind->work(worker);
+}
+
+}  // namespace
+
+Worker::Worker(WorkerPage& page, const Order& order, Medium& medium)
+    : page_(page),
+      order_(order),
+      medium_(medium),
+      output_(FileDescriptor(OutputDescriptor)),
+      lines_(FileDescriptor(LinesDescriptor)),
+      fault_(TestFault::Ordered()) {}
+
+void Worker::Send(const std::string& line) {
+    if (!lines_.Write(line.data(), line.size())) {
+        throw Failure(ExitStatus::Losses, "cannot report: " + lines_.Error().Text());
+    }
+}
+
+void LiveAsWorker(const char* parent, std::span<const WorkerKind> kinds) {
+    LeaveStopToParent();
+    GiveUpRootRights();
+    int parentId = 0;
+    std::from_chars(parent, parent + std::string_view(parent).size(), parentId);
+    if (!EndWithParent(parentId)) {
+        EndProcess(static_cast<int>(ExitStatus::NotStarted));
+    }
+    const SharedMemory memory(PageDescriptor, sizeof(WorkerPage));
+    auto& page = *static_cast<WorkerPage*>(memory.Data());
+    try {
+        page.ending = Work(page, kinds) ? Ending::Done : Ending::Stopped;
+    } catch (const std::bad_alloc&) {
+        page.ending = Ending::OutOfMemory;
+    } catch (const std::exception& error) {
+        KeepText(page, error.what());
+        page.ending = Ending::Failed;
+    }
+    EndProcess(static_cast<int>(ExitStatus::Done));
+}
+
+}  // namespace salvor

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "host/platform/file.h"
+#include "host/workers/order.h"
+#include "host/workers/test_fault.h"
+#include "host/workers/worker_page.h"
+
+namespace salvor {
+
+/// What a worker's function has. It runs in a sandbox: it opens nothing.
+class Worker {
+public:
+    Worker(WorkerPage& page, const Order& order, Medium& medium);
+
+    const Json& What() const { return order_.what; }
+    Medium& GetMedium() const { return medium_; }
+    /// The order's file.
+    File& Output() { return output_; }
+    /// A line for the client, with its line break.
+    void Send(const std::string& line);
+
+    /// It is about to look at these sectors for this subject. Cheap. A worker that does not call it, or `Done`, for a
+    /// while is taken to hang, unless the medium does not deliver.
+    void At(SectorRange sectors, std::int32_t subject) {
+        page_.first.store(sectors.first, std::memory_order_relaxed);
+        page_.count.store(sectors.count, std::memory_order_relaxed);
+        page_.subject.store(subject, std::memory_order_relaxed);
+        page_.steps.fetch_add(1, std::memory_order_relaxed);
+        if (fault_) {
+            fault_->Strike(sectors, subject);
+        }
+    }
+    /// So many bytes of the order are done.
+    void Done(std::int64_t bytes) {
+        page_.done.store(bytes, std::memory_order_relaxed);
+        page_.steps.fetch_add(1, std::memory_order_relaxed);
+    }
+    bool StopRequested() const { return page_.stop; }
+
+private:
+    WorkerPage& page_;
+    const Order& order_;
+    Medium& medium_;
+    File output_;
+    File lines_;
+    std::optional<TestFault> fault_;
+};
+
+/// What workers can be ordered to do.
+struct WorkerKind {
+    std::string_view name;
+    /// False if it was stopped. Throws `Failure` for what cannot be done.
+    bool (*work)(Worker& worker);
+};
+
+/// Those of the program.
+std::span<const WorkerKind> WorkerKinds();
+
+/// The life of a worker process, from its first line on; `parent` is the process that started it, in digits.
+[[noreturn]] void LiveAsWorker(const char* parent, std::span<const WorkerKind> kinds);
+
+}  // namespace salvor

@@ -1,0 +1,14 @@
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#include "tests/host/workers/TestKinds.h"
+
+// The tests' workers are processes of the tests' own program.
+int main(int argc, char** argv) {
+    if (argc == 3 && std::string_view(argv[1]) == salvor::WorkerWord) {
+        salvor::LiveAsWorker(argv[2], salvor::test::KindsForTests());
+    }
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
