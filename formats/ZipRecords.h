@@ -66,6 +66,7 @@ struct ZipLongEnd {
 
 /// Bits of the flags.
 inline constexpr std::uint16_t ZipIsEncrypted = 0x0001;
+inline constexpr std::uint16_t ZipHasEncryptedDirectory = 0x2000;
 inline constexpr std::uint16_t ZipHasDescriptor = 0x0008;
 
 inline constexpr std::uint16_t ZipStored = 0;

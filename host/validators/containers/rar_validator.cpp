@@ -26,6 +26,8 @@ struct Block {
     std::optional<std::uint32_t> crc;
     // Written by a version that closes archives with an end block.
     bool isModern = false;
+    // An end block after which another volume follows.
+    bool hasNextVolume = false;
 };
 
 // ---- Versions 1.5 to 4: TechNote.txt of RAR 4, "Archive format" ----
@@ -159,6 +161,7 @@ std::optional<Block> ReadBlock5(Place& file, std::int64_t at) {
     block.isModern = true;
     if (type == EndOfArchive5) {
         block.kind = Block::Kind::End;
+        block.hasNextVolume = (VariableNumber(reader) & 1U) != 0 && !reader.IsBroken();
     } else if (type == EncryptionHeader5) {
         block.kind = Block::Kind::Encryption;
     } else if ((type == FileHeader5 || type == ServiceHeader5) && (flags & GoesOn5) == 0 && extra == 0) {
@@ -192,6 +195,16 @@ Finding EncryptedFrom(Place& file, std::int64_t at) {
     return {Verdict::Open, size, FileTypeIndex::Rar, {}, "its headers are encrypted"};
 }
 
+// All volumes but the last have the same length: where the members leave a few bytes of it, these are zeros.
+std::int64_t EndOfVolume(Place& file, std::int64_t end) {
+    constexpr std::int64_t unit = 1024;
+    constexpr std::int64_t mostZeros = 16;
+    const std::int64_t left = (unit - end % unit) % unit;
+    const ByteSpan rest = left == 0 || left > mostZeros ? ByteSpan() : file.At(end, static_cast<std::size_t>(left));
+    const bool isFilled = std::ranges::all_of(rest, [](std::uint8_t byte) { return byte == 0; });
+    return isFilled ? end + std::ssize(rest) : end;
+}
+
 Finding Validate(Place& file) {
     const bool isNew = StartsWith(file.At(0, Marker5.size()), Marker5);
     std::int64_t at = isNew ? Marker5.size() : Marker4.size();
@@ -214,7 +227,8 @@ Finding Validate(Place& file) {
             return BrokenAt(file, at, next, FileTypeIndex::Rar, "a member");
         }
         if (block->kind == Block::Kind::End) {
-            return {Verdict::Whole, next, FileTypeIndex::Rar, {}, "the end block"};
+            const std::int64_t end = block->hasNextVolume ? EndOfVolume(file, next) : next;
+            return {Verdict::Whole, end, FileTypeIndex::Rar, {}, "the end block"};
         }
         if (block->kind == Block::Kind::Encryption) {
             return EncryptedFrom(file, next);

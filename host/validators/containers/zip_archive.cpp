@@ -249,14 +249,17 @@ bool ZipArchive::ReadEnd() {
     if (entries != (entries_ & 0xFFFF) && entries != 0xFFFF) {
         return false;
     }
-    const std::int64_t comment = at + static_cast<std::int64_t>(ZipEndRecord::Bytes);
-    const std::int64_t end = comment + Word(record, ZipEndRecord::CommentLength);
     if (DirectoryOf(at) != directory_) {
         return false;
     }
-    comment_ = comment;
-    end_ = end;
+    EndBehind(at);
     return true;
+}
+
+void ZipArchive::EndBehind(std::int64_t record) {
+    const ByteSpan length = file_.At(record + static_cast<std::int64_t>(ZipEndRecord::CommentLength), 2);
+    comment_ = record + static_cast<std::int64_t>(ZipEndRecord::Bytes);
+    end_ = comment_ + (length.empty() ? 0 : Word(length, 0));
 }
 
 std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
@@ -287,9 +290,16 @@ std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
 bool ZipArchive::FindEnd() {
     static constexpr BytePattern mark = BytePatternOf<"PK\5\6">();
     const std::int64_t limit = std::min(file_.Limit(), brokenAt_ + LongestSearch);
+    const bool isDirectoryEncrypted = !members_.empty() && (members_.back().flags & ZipHasEncryptedDirectory) != 0;
     std::int64_t at = brokenAt_;
     while (const std::optional<std::int64_t> found = file_.Find(mark, at, limit)) {
         const std::optional<std::int64_t> directory = DirectoryOf(*found);
+        // The members lead to where it says that the directory is, which shows no more.
+        if (isDirectoryEncrypted && directory == brokenAt_) {
+            directory_ = brokenAt_;
+            EndBehind(*found);
+            return true;
+        }
         if (directory && *directory >= start_ && ZipSignatureAt(file_, *directory) == ZipSignature::CentralHeader) {
             directory_ = *directory;
             ReadDirectory();

@@ -62,6 +62,7 @@ private:
     bool TakeEntry(std::int64_t at);
     bool ReadEnd();
     bool FindEnd();
+    void EndBehind(std::int64_t record);
     // Where the directory of the end record at `at` begins, if it leads there.
     std::optional<std::int64_t> DirectoryOf(std::int64_t at);
     void Keep(const ZipMember& member, std::int64_t name, std::size_t nameBytes);

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <charconv>
 
-#include "formats/CanonTrailer.h"
 #include "frame/bytes/FieldReader.h"
 #include "host/validators/broken.h"
 #include "host/validators/images/jpeg_file.h"
+#include "host/validators/images/picture_trailers.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
@@ -82,6 +82,22 @@ std::int64_t EndOfSamsungBlocks(Place& file, std::int64_t offset) {
         }
     }
     return offset;
+}
+
+// Their directory of recorded sounds: an entry of 8 bytes for each, its own length and a mark.
+std::int64_t EndOfSoundDirectory(Place& file, std::int64_t offset) {
+    constexpr std::size_t headBytes = 12;
+    constexpr std::size_t entryBytes = 8;
+    constexpr std::uint32_t mostSounds = 64;
+    static constexpr auto foot = PatternOf("QDIOBS");
+    const ByteSpan head = file.At(offset, headBytes);
+    const std::uint32_t sounds =
+        StartsWith(head, PatternOf("QDIO")) ? std::min(LoadLittle<std::uint32_t>(head, 8), mostSounds) : 0;
+    const std::size_t length = headBytes + entryBytes * sounds;
+    const ByteSpan end =
+        sounds == 0 ? ByteSpan() : file.At(offset + static_cast<std::int64_t>(length), 4 + foot.size());
+    const bool isEnd = HasPatternAt(end, 4, foot) && LoadLittle<std::uint32_t>(end, 0) == length;
+    return isEnd ? offset + static_cast<std::int64_t>(length + end.size()) : offset;
 }
 
 // The numbers that follow each `name="` in a text, in order.
@@ -163,8 +179,8 @@ std::int64_t EndOfTrailers(Place& file, const JpegWalk& walk, std::int64_t end) 
     end = std::max(end, EndOfContainer(file, walk.size, walk.metadata));
     for (int i = 0; i < mostTrailers; ++i) {
         std::int64_t next = EndOfJoined(file, end);
-        next = CanonTrailer::EndAfter(file, next);
-        next = EndOfSamsungBlocks(file, next);
+        next = EndOfPictureTrailers(file, next);
+        next = EndOfSoundDirectory(file, EndOfSamsungBlocks(file, next));
         if (next == end) {
             break;
         }

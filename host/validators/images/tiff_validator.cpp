@@ -35,7 +35,11 @@ constexpr std::uint16_t OldDeflateCompression = 32946;
 struct Kind {
     std::int32_t type;
     const char* extension = "";
+    // Its writer fills the file up to an even length.
+    bool isPadded = false;
 };
+
+constexpr Kind PhaseOne{FileTypeIndex::Tiff, "iiq", true};
 
 struct Maker {
     std::string_view name;
@@ -56,7 +60,7 @@ constexpr Maker Makers[] = {
     {"HASSELBLAD", {FileTypeIndex::Tiff, "3fr"}},
     {"MAMIYA", {FileTypeIndex::Tiff, "mef"}},
     {"LEAF", {FileTypeIndex::Tiff, "mos"}},
-    {"PHASE ONE", {FileTypeIndex::Tiff, "iiq"}},
+    {"PHASE ONE", PhaseOne},
 };
 
 // Makers changed their format, and its name, from one line of cameras to the next.
@@ -89,7 +93,7 @@ Kind KindOf(ByteSpan head, const TiffFile& tiff) {
         return {FileTypeIndex::Tiff, "rw2"};
     }
     if (HasPatternAt(head, PhaseOneMarkOffset, PhaseOneMark)) {
-        return {FileTypeIndex::Tiff, "iiq"};
+        return PhaseOne;
     }
     // A camera's TIFF is a TIFF.
     if (tiff.hasSensorData) {
@@ -213,11 +217,11 @@ bool AreStripsSound(Place& file, const TiffFile& tiff) {
     });
 }
 
-std::int64_t Padded(const TiffFile& tiff, const Place& file, std::int64_t end) {
+std::int64_t Padded(const TiffFile& tiff, const Kind& kind, const Place& file, std::int64_t end) {
     std::int64_t unit = 1;
     if (tiff.hasPhotoshopResources) {
         unit = 4;
-    } else if (tiff.isDng) {
+    } else if (tiff.isDng || kind.isPadded) {
         unit = 2;
     }
     return std::min((end + unit - 1) / unit * unit, file.Limit());
@@ -249,10 +253,10 @@ Finding ValidateTiff(Place& file) {
                 "directories name data past the end of this file"};
     }
     if (proof.missesPicture) {
-        return {Verdict::Truncated, Padded(*tiff, file, proof.end), kind.type, kind.extension,
+        return {Verdict::Truncated, Padded(*tiff, kind, file, proof.end), kind.type, kind.extension,
                 "a picture is not where a directory names it"};
     }
-    std::int64_t end = Padded(*tiff, file, proof.end);
+    std::int64_t end = Padded(*tiff, kind, file, proof.end);
     if (kind.type == FileTypeIndex::Cr2) {
         end = CanonTrailer::EndAfter(file, end);
     }

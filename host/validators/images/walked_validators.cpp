@@ -5,6 +5,7 @@
 #include "formats/IconDirectory.h"
 #include "formats/PictureWalks.h"
 #include "host/validators/broken.h"
+#include "host/validators/images/picture_trailers.h"
 #include "host/validators/inflate.h"
 #include "host/validators/lzw.h"
 #include "host/validators/text/text_bytes.h"
@@ -73,6 +74,14 @@ Finding ValidateBmp(Place& file) {
     Finding finding = FindingOf(file, BmpPicture::Walk(file), FileTypeIndex::Bmp, Verdict::Open);
     if (finding.verdict == Verdict::Whole || finding.verdict == Verdict::Open) {
         finding.size = EndOfLineEnd(file, finding.size);
+    }
+    return finding;
+}
+
+Finding ValidatePsd(Place& file) {
+    Finding finding = FindingOf(file, PsdPicture::Walk(file), FileTypeIndex::Psd, Verdict::Damaged);
+    if (finding.verdict == Verdict::Whole) {
+        finding.size = EndOfPictureTrailers(file, finding.size);
     }
     return finding;
 }
@@ -177,7 +186,11 @@ constinit const Validator IcoValidator =
 constinit const Validator MayaValidator = Walked<MayaScene, FileTypeIndex::Mb, MayaStarts>::Named("mb");
 constinit const Validator OciValidator = Walked<OciPicture, FileTypeIndex::Oci, OciStarts>::Named("oci");
 constinit const Validator PcxValidator = Walked<PcxPicture, FileTypeIndex::Pcx, PcxStarts>::Named("pcx");
-constinit const Validator PsdValidator = Walked<PsdPicture, FileTypeIndex::Psd, PsdStarts>::Named("psd");
+constinit const Validator PsdValidator{.name = "psd",
+                                       .starts = PsdStarts,
+                                       .begins = Walked<PsdPicture, FileTypeIndex::Psd, PsdStarts>::Begins,
+                                       .validate = ValidatePsd,
+                                       .types = Walked<PsdPicture, FileTypeIndex::Psd, PsdStarts>::Types};
 constinit const Validator PspValidator = Walked<PspPicture, FileTypeIndex::Psp, PspStarts>::Named("psp");
 constinit const Validator WmfValidator = Walked<WmfDrawing, FileTypeIndex::Wmf, WmfStarts>::Named("wmf");
 constinit const Validator XcfValidator = Walked<XcfPicture, FileTypeIndex::Xcf, XcfStarts>::Named("xcf");

@@ -8,6 +8,7 @@
 #include "formats/Riff.h"
 #include "host/validators/broken.h"
 #include "host/validators/media/open_sound.h"
+#include "host/validators/text/text_bytes.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
@@ -99,6 +100,9 @@ public:
     }
 
 private:
+    // Writers that count the chunks' headers wrongly are off by less than these are long.
+    static constexpr std::int64_t CountedHeaders = 36;
+
     std::uint32_t Number(ByteSpan bytes, std::size_t offset) const {
         return frame_ == Frame::Big ? LoadBig<std::uint32_t>(bytes, offset) : LoadLittle<std::uint32_t>(bytes, offset);
     }
@@ -165,6 +169,10 @@ private:
             end_ = end;
             return Ended();
         }
+        if (HasWanted() && IsSound(lastName_) && end - end_ < CountedHeaders && IsSoundUpTo(end)) {
+            end_ = end;
+            return Say(Verdict::Open, end_, "the sound goes on up to the size in the header");
+        }
         if (HasWanted() && IsSound(lastName_)) {
             return Say(Verdict::Open, end_, "its header declares more than its chunks hold");
         }
@@ -178,6 +186,13 @@ private:
         return Say(Verdict::Damaged, end, "no chunk follows the intact ones");
     }
 
+    // Do samples go on behind the last chunk, and zeros follow from `end` on?
+    bool IsSoundUpTo(std::int64_t end) {
+        const auto length = static_cast<std::size_t>(end - end_);
+        const ByteSpan bytes = file_.At(end_, 2 * length);
+        return !bytes.empty() && bytes[length - 1] != 0 && IsZeroFrom(bytes, length);
+    }
+
     Finding Cut(std::int64_t data, std::int64_t size, std::int64_t end) {
         const bool isSound = HasWanted() && IsSound(lastName_);
         if (isSound && end <= data && data + size <= file_.Limit()) {
@@ -185,10 +200,9 @@ private:
             return Say(Verdict::Whole, end_, "its sound ends as declared; the size in front was never filled in");
         }
         if (end <= file_.Limit() && data + size > end && isSound) {
-            // Writers that count the chunks' headers wrongly are off by less than these are long. Apart from them,
-            // the outermost size is right more often than that of a sound which was cut short.
-            constexpr std::int64_t headers = 36;
-            end_ = data + size < end + headers && data + size <= file_.Limit() ? data + size : end;
+            // Apart from writers that count the chunks' headers wrongly, the outermost size is right more often than
+            // that of a sound which was cut short.
+            end_ = data + size < end + CountedHeaders && data + size <= file_.Limit() ? data + size : end;
             return Say(Verdict::Open, end_, "the sound's size passes the size in the header");
         }
         return BrokenAt(file_, end_, std::max(data + size, end), form_->type, "a chunk");

@@ -60,25 +60,34 @@ std::uint32_t TableChecksum(ByteSpan table) {
     return sum;
 }
 
-// Whether a packet of program 0 holds the list of programs. The checksum of a list that goes on in the next packet
-// is not looked at.
-bool HoldsProgramList(ByteSpan packet) {
+// Of the packet that begins a table, the table from its id to its checksum, as far as it is in this packet.
+ByteSpan TableIn(ByteSpan packet) {
+    if (packet.empty()) {
+        return {};
+    }
     std::size_t at = HeaderBytes;
     if ((packet[3] & 0x20U) != 0) {
         at += std::size_t{1} + packet[at];
     }
-    if (at >= packet.size()) {
+    at += at < packet.size() ? std::size_t{1} + packet[at] : 0;
+    if (at + 8 > packet.size() || (packet[at + 1] & 0xC0U) != 0x80) {
+        return {};
+    }
+    const std::size_t length = std::size_t{3} + ((packet[at + 1] & 0xFU) << 8U | packet[at + 2]);
+    return packet.subspan(at, std::min(length, packet.size() - at));
+}
+
+// Whether a packet of program 0 holds the list of programs. The checksum of a list that goes on in the next packet
+// is not looked at.
+bool HoldsProgramList(ByteSpan packet) {
+    // Table id 0, entries of 4 bytes between 5 bytes and a checksum.
+    const ByteSpan table = TableIn(packet);
+    if (table.empty() || table[0] != 0) {
         return false;
     }
-    at += std::size_t{1} + packet[at];
-    // Table id 0, the bits of the long form, and entries of 4 bytes between 5 bytes and a checksum.
-    if (at + 8 > packet.size() || packet[at] != 0 || (packet[at + 1] & 0xC0U) != 0x80) {
-        return false;
-    }
-    const unsigned length = (packet[at + 1] & 0xFU) << 8U | packet[at + 2];
-    const std::size_t tableBytes = std::size_t{3} + length;
+    const unsigned length = (table[1] & 0xFU) << 8U | table[2];
     return length >= 9 && length <= 1021 && (length - 9) % 4 == 0 &&
-           (at + tableBytes > packet.size() || TableChecksum(packet.subspan(at, tableBytes)) == 0);
+           (table.size() < length + 3 || TableChecksum(table) == 0);
 }
 
 class TransportWalk {
@@ -149,11 +158,34 @@ private:
 
     void Take(const Packet& packet) {
         programs_.set(packet.program);
-        if (packet.program == 0 && packet.beginsUnit && !hasProgramList_) {
-            hasProgramList_ =
-                HoldsProgramList(file_.At(end_ + layout_.stampBytes, static_cast<std::size_t>(PacketBytes)));
+        if (packet.beginsUnit && (packet.program == 0 || tables_[packet.program])) {
+            const ByteSpan bytes = file_.At(end_ + layout_.stampBytes, static_cast<std::size_t>(PacketBytes));
+            hasProgramList_ = hasProgramList_ || (packet.program == 0 && HoldsProgramList(bytes));
+            NoteListed(TableIn(bytes));
         }
         end_ += layout_.step;
+    }
+
+    // The list of programs names the packets that hold each one's description, and that the packets of its streams.
+    void NoteListed(ByteSpan table) {
+        constexpr std::uint8_t listOfPrograms = 0;
+        constexpr std::uint8_t description = 2;
+        constexpr std::size_t checksumBytes = 4;
+        const auto number = [&table](std::size_t at) {
+            return (table[at] & 0x1FU) << 8U | table[at + 1];
+        };
+        const std::size_t end = table.size() < checksumBytes ? 0 : table.size() - checksumBytes;
+        if (end > 8 && table[0] == listOfPrograms) {
+            for (std::size_t at = 8; at + 4 <= end; at += 4) {
+                tables_.set(number(at + 2));
+            }
+        } else if (end > 12 && table[0] == description) {
+            constexpr unsigned lengthBits = 0xFFF;
+            for (std::size_t at = 12 + (LoadBig<std::uint16_t>(table, 10) & lengthBits); at + 5 <= end;
+                 at += 5 + (LoadBig<std::uint16_t>(table, at + 3) & lengthBits)) {
+                programs_.set(number(at + 1));
+            }
+        }
     }
 
     void Resume() {
@@ -181,7 +213,10 @@ private:
     Place& file_;
     const Layout& layout_;
     std::int64_t end_ = 0;
+    // Those that have occurred or are listed.
     std::bitset<NullPacket + 1> programs_;
+    // Where the descriptions of programs are.
+    std::bitset<NullPacket + 1> tables_;
     bool hasProgramList_ = false;
     bool hasGap_ = false;
 };

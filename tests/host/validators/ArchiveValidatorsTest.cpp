@@ -48,10 +48,10 @@ Bytes Block5(const Bytes& rest) {
 }
 
 // Sizes of 5,000 are 88h 27h as variable numbers.
-Bytes Rar5() {
+Bytes Rar5(std::uint8_t endFlags = 0) {
     return Join({BytesOf("Rar!\x1A\x07\1\0"s), Block5({1, 0, 0}),
                  Block5(Join({{2, 2, 0x88, 0x27, 4, 0x88, 0x27, 0}, Little(Crc32Of(Content), 4), {0, 0, 1, 'a'}})),
-                 Content, Block5({5, 0, 0})});
+                 Content, Block5({5, 0, endFlags})});
 }
 
 Bytes SevenZip() {
@@ -170,6 +170,21 @@ TEST(ArchiveValidatorsTest, OldRarsEndWithTheirLastBlock) {
     EXPECT_EQ(finding.size, std::ssize(old));
     // Later ones have an end block, and so break here.
     EXPECT_EQ(test::FindingOf("rar", Rar4(29, false), Bytes(9000)).verdict, Verdict::Damaged);
+}
+
+TEST(ArchiveValidatorsTest, VolumesAreFilledWithZeros) {
+    constexpr std::size_t volume = 6 * 1024;
+    Bytes file = Rar5(1);
+    const Bytes end(file.end() - 8, file.end());
+    file.resize(file.size() - 8);
+    for (std::size_t missing = volume - 9 - 8 - file.size(); missing > 0;) {
+        const std::size_t bytes = missing >= 120 ? 100 : missing;
+        file = Join({file, Block5(Bytes(bytes - 5, 1))});
+        missing -= bytes;
+    }
+    file = Join({file, end});
+    EXPECT_EQ(test::FindingOf("rar", file, Bytes(9000)).size, volume);
+    EXPECT_EQ(test::FindingOf("rar", file, test::Pattern(9000)).size, volume - 9);
 }
 
 }  // namespace

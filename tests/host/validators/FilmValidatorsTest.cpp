@@ -186,6 +186,10 @@ TEST(StreamPacketValidators, FollowPacketsToTheLast) {
         EXPECT_EQ(finding.verdict, Verdict::Damaged) << name;
         EXPECT_EQ(finding.size, std::ssize(sound)) << name;
     }
+    // The last packet is the first of a stream that a program's description lists.
+    Bytes listed = Fixture("stream.ts");
+    listed.resize(std::size_t{28} * 188);
+    EXPECT_EQ(FindingOf("transport", listed, Bytes(4096)).size, std::ssize(listed));
     ExpectWhole("program", Join({Fixture("stream.vob"), {0, 0, 1, 0xB9}}), "end code");
     // Without the list of programs, or with a wrong checksum in it, it is the rest of a stream.
     for (const std::size_t changed : {2U, 9U}) {

@@ -80,6 +80,32 @@ TEST(PictureValidators, JpegTakesWhatIsAppended) {
     EXPECT_EQ(FindingOf("jpeg", two, Pattern(4096)).size, std::ssize(two));
 }
 
+// What programs that manage pictures append, one after the other.
+TEST(PictureValidators, PicturesEndBehindTheirTrailers) {
+    using namespace std::string_literals;
+    const auto with = [](Bytes file, const std::string& trailer) {
+        file.insert(file.end(), trailer.begin(), trailer.end());
+        return file;
+    };
+    const std::string dataSets =
+        "\x1C\2\xDD\0\4\0\0\0\1\0\0\0\x09"
+        "cbipcbbl"s;
+    for (const auto& [validator, name] : {std::pair{"jpeg", "jfif-grey.jpg"}, {"psd", "packed.psd"}}) {
+        const Bytes picture = with(Fixture(name), dataSets);
+        const auto start = static_cast<std::uint32_t>(picture.size());
+        Bytes file = with(picture, "AXS!\0\1\0\1\0\0\0\0IPTC\0\0\0\7....datasetAXS!........"s);
+        ::test::PutNumber(file, start + 20, start + 24, 4, true);
+        ::test::PutNumber(file, start + 35, start, 4, true);
+        file.resize(start + 43);
+        file = with(file, file.size() % 2 == 0 ? "" : "\0"s);
+        file = with(file, "\x1C\2\0\0\0\1\0\0\0\x0E\xA1\xB2\xC3\xD4x\0\2\0\0\0\x0B\xA1\xB2\xC3\xD4"s);
+        ExpectWhole(validator, file, "trailers");
+        file[start + 38] ^= 1U;
+        EXPECT_EQ(FindingOf(validator, file, Pattern(4096)).size, std::ssize(picture)) << "a foot that leads elsewhere";
+    }
+    ExpectWhole("jpeg", with(Fixture("jfif-grey.jpg"), "QDIOe\0\0\0\1\0\0\0soundset\x14\0\0\0QDIOBS"s), "sounds");
+}
+
 Bytes WithNumbers(std::string_view text, std::initializer_list<std::pair<std::size_t, std::uint32_t>> numbers,
                   std::size_t size) {
     Bytes bytes(text.begin(), text.end());

@@ -45,6 +45,11 @@ TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
     wave[4] = static_cast<std::uint8_t>(wave[4] - 12);
     expectSize(wave, Pattern(70000), "half of a header is not counted");
 
+    wave[4] = static_cast<std::uint8_t>(wave[4] + 4 + 20);
+    Bytes longer = wave;
+    longer.resize(longer.size() + 20, 0x80);
+    expectSize(longer, Bytes(5000), "samples behind the sound that only the outermost size counts");
+
     // Sound of odd length, and the pad byte behind the form.
     Bytes form = Fixture("tone.aif");
     constexpr std::string_view name = "SSND";

@@ -191,6 +191,20 @@ const WholeCase WholeCases[] = {
      [] {
          return Of({{"[Content_Types].xml", "x"}, {"word.txt", "x"}});
      }},
+    {"an encrypted directory",
+     [] {
+         constexpr std::size_t directoryBytes = 60;
+         Archive archive;
+         archive.Member("1", Text);
+         archive.file[7] |= 0x20U;
+         const std::size_t offset = archive.file.size();
+         Add(archive.file, test::Pattern(directoryBytes));
+         Add(archive.file, BytesOf("PK\5\6\0\0\0\0\1\0\1\0"s));
+         for (const Bytes& part : {Little(directoryBytes, 4), Little(offset, 4), Bytes(2)}) {
+             Add(archive.file, part);
+         }
+         return archive.file;
+     }},
     {"a Java archive",
      [] {
          return Of({{"META-INF/MANIFEST.MF", "x"}, {"A.class", "x"}});
