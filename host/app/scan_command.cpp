@@ -24,6 +24,9 @@ struct ScanCommand {
 
 // Where the finds of a scan go.
 FilePlace NewReport(const ScanCommand& command) {
+    if (command.report.empty()) {
+        throw Failure(ExitStatus::Usage, "scan needs --report: name a file for the finds, or - for standard output");
+    }
     if (command.report == "-") {
         return FilePlace::StandardOutput();
     }
@@ -63,7 +66,8 @@ Command AddScanCommand(CLI::App& program) {
     AddScanOptions(*line, command->scan);
     AddSkipBad(*line, command->scan.skipBad);
     AddTypeOptions(*line, command->filter);
-    line->add_option("--report", command->report, "File for the finds; - for standard output")->required();
+    // What is wrong with the image is said first.
+    line->add_option("--report", command->report, "File for the finds, always needed; - for standard output");
     line->add_flag("--overwrite", command->overwrite, "Replace a finds file that exists");
     AddQuiet(*line, command->quiet);
     line->footer("Example: salvor scan /dev/sdb --types jpg,png --report card.finds");

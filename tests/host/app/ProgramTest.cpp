@@ -325,6 +325,25 @@ TEST(Program, WritesWhatTheDiskHasRoomFor) {
     EXPECT_EQ(skipped[0]["start_sector"], 9);
 }
 
+TEST(Program, BoundsClaimsUnlessAllAreWanted) {
+    const TempFolder folder;
+    const fs::path finds = folder / "finds";
+    ASSERT_EQ(RunProgram("scan " + Card + " --length 8 --report " + Quoted(finds)).status, 0);
+    for (int sector = 0; sector < 5; ++sector) {
+        std::ofstream(finds, std::ios::app)
+            << fmt::format(R"({{"record":"find","type":46,"extension":"png","start_sector":{},"size":2000000}})"
+                           "\n",
+                           sector);
+    }
+    const std::string extract = "extract --as-reported " + Quoted(finds) + " --out ";
+    RunProgram(extract + Quoted(folder / "some"));
+    RunProgram(extract + Quoted(folder / "all") + " --all");
+    const auto imageSize = fs::file_size(Samples / "card.img");
+    EXPECT_EQ(RecoveredFiles(folder / "some").size(), 2 * imageSize / 2000000);
+    EXPECT_EQ(Summary(folder / "some")["not_written"].size(), 1U);
+    EXPECT_EQ(RecoveredFiles(folder / "all").size(), 5U);
+}
+
 TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
     const TempFolder folder;
     ASSERT_EQ(RunProgram("scan " + Card + FilesOnly + "--quiet --report " + Quoted(folder / "finds")).status, 0);
@@ -436,6 +455,21 @@ TEST(Program, GoesOnWhenNobodyReadsWhatItSays) {
     EXPECT_GE(RecoveredFiles(folder / "out").size(), FilesOnTheCard());
     EXPECT_EQ(Summary(folder / "out")["ended"], "complete");
     EXPECT_EQ(shell(program + "types >/dev/full"), 1);
+}
+
+TEST(Program, RedrawsLinesOnTerminalsThatCanOnly) {
+    const TempFolder folder;
+    for (const std::string& kind : {std::string("xterm"), std::string("dumb")}) {
+        const std::string run = "'" SALVOR_PROGRAM "' recover " + Card + " --out " + Quoted(folder / kind);
+        test::WriteFile(folder / "run", run);
+        const std::string onTerminal =
+            "TERM=" + kind + " script -qec " + Quoted("bash " + (folder / "run").string()) + " /dev/null >";
+        ASSERT_EQ(std::system((onTerminal + Quoted(folder / "shown")).c_str()), 0);
+        const Bytes shown = ReadFile(folder / "shown");
+        EXPECT_EQ(std::ranges::count(shown, '\x1B') > 0, kind == "xterm");
+        constexpr std::string_view word = "whole";
+        EXPECT_NE(std::search(shown.begin(), shown.end(), word.begin(), word.end()), shown.end());
+    }
 }
 
 TEST(Program, ShowsControlCharactersToNoTerminal) {
@@ -587,6 +621,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"recover " + Quoted(folder.Path()) + out, 3, "folder"},
         {"recover /dev/null" + out, 3, "neither"},
         {"recover -" + out, 3, "save it first"},
+        {"scan -", 3, "save it first"},
         {"recover " + Card + " --out " + Quoted(folder / "empty"), 3, folder.Path().string()},
         {"scan " + Card + " --report " + Quoted(folder / "no/such/finds"), 3, "No such file"},
         {"extract " + Quoted(folder / "missing") + out, 3, "No such file"},
