@@ -72,19 +72,24 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
                        const OutFolder& out, bool quiet) {
     Validation validation;
     if (filter.asReported) {
-        validation = {ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}, filter.types), true};
+        validation = {
+            ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}, filter.types), true, {}};
     } else {
         // Nobody named it, so no link leads to it and no pipe is waited for.
         const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
         const Folder folder = Folder::Open(beside.parent_path());
         validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"},
-                                      FilePlace(folder, beside.filename().string()), quiet);
+                                      FilePlace(folder, beside.filename().string()),
+                                      {.image = origin.imagePath, .quiet = quiet});
     }
     if (!validation.complete || StopRequested()) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
             ShellWord(out.folder.Path().string()));
     }
-    const ExitStatus status = ExtractFiles(medium, validation.outcomes, origin, filter, out, quiet);
+    ExitStatus status = ExtractFiles(medium, validation.outcomes, origin, filter, out, quiet);
+    if (status == ExitStatus::Done && !validation.setAside.empty()) {
+        status = ExitStatus::Losses;
+    }
     try {
         WritePage(out.folder);
     } catch (const Failure& failure) {

@@ -24,6 +24,8 @@ struct ValidateCommand {
     std::string out;
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
+    /// 0 for as many as there are cores.
+    int workers = 0;
     bool quiet = false;
 };
 
@@ -40,7 +42,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     }
     GiveUpRootRights(Folder::Open(std::filesystem::absolute(out).parent_path()), false);
     const Validation validation = ValidateWithFile(finds.medium, finds.journal.seen, finds.journal.header.caps,
-                                                   FilePlace(out), {}, command.quiet);
+                                                   FilePlace(out), {}, {finds.image, command.workers, command.quiet});
     if (!validation.complete) {
         Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
         return ExitStatus::Stopped;
@@ -48,7 +50,8 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     if (!command.quiet) {
         Tell(OutcomesTable(validation));
     }
-    const bool isLossless = finds.IsWhole() && finds.medium.Unreadable().SectorCount() == 0;
+    const bool isLossless =
+        finds.IsWhole() && finds.medium.Unreadable().SectorCount() == 0 && validation.setAside.empty();
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
@@ -61,6 +64,8 @@ Command AddValidateCommand(CLI::App& program) {
     AddFinds(*line, command->finds, command->image);
     line->add_option("--out", command->out, "File for the outcomes; beside the finds if not given");
     AddSkipBad(*line, command->skipBad);
+    line->add_option("--jobs", command->workers, "Worker processes; as many as there are cores if not given")
+        ->check(CLI::Range(1, 1024));
     AddQuiet(*line, command->quiet);
     line->footer(
         "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"

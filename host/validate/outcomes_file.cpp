@@ -21,7 +21,8 @@ constexpr std::array<Verdict, 5> Verdicts{Verdict::Whole, Verdict::Open, Verdict
                                           Verdict::NoFile};
 constexpr std::array<const char*, 3> PhaseNames{"structure", "bounded", "text"};
 
-void PutFinding(Json& record, const Finding& finding) {
+// `isFinal` leaves out what only validating asks for.
+void PutFinding(Json& record, const Finding& finding, bool isFinal) {
     record["verdict"] = VerdictName(finding.verdict);
     record["type"] = finding.type;
     record["extension"] = finding.type < 0 ? "" : ExtensionOf(finding);
@@ -32,6 +33,9 @@ void PutFinding(Json& record, const Finding& finding) {
     }
     if (finding.isUnbroken) {
         record["unbroken"] = true;
+    }
+    if (!isFinal && finding.isCertain) {
+        record["certain"] = true;
     }
 }
 
@@ -85,12 +89,13 @@ Finding FindingIn(const Json& record) {
     }
     finding.beginsInMiddle = record.value("begins_in_middle", false);
     finding.isUnbroken = record.value("unbroken", false);
+    finding.isCertain = record.value("certain", false);
     return finding;
 }
 
 Json OutcomeToJson(const Outcome& outcome) {
     Json record{{"record", "outcome"}, {"start_sector", outcome.startSector}};
-    PutFinding(record, outcome.finding);
+    PutFinding(record, outcome.finding, /*isFinal=*/true);
     Json reported = Json::array();
     for (const ReportedClaim& claim : outcome.reported) {
         reported.push_back({{"type", claim.type}, {"size", claim.size}});
@@ -149,6 +154,9 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
             throw std::invalid_argument("no ranges");
         }
         read.unreadable.insert(read.unreadable.end(), ranges->begin(), ranges->end());
+    } else if (kind == "set_aside") {
+        read.validation.setAside.push_back(
+            {IntegerIn(record, "sector"), record.at("who").get<std::string>(), record.at("how").get<std::string>()});
     } else if (kind == "summary") {
         read.validation.complete = record.at("ended") == "complete";
     } else {
@@ -180,19 +188,9 @@ std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map
     const auto add = [&hash](std::initializer_list<std::int64_t> numbers) {
         hash.Add(numbers.begin(), numbers.size() * sizeof(std::int64_t));
     };
-    add({medium.SizeInBytes(), medium.SectorSize(), std::ssize(seen.finds), std::ssize(seen.starts),
-         std::ssize(seen.textStarts), std::ssize(seen.unreadable)});
-    for (const Find& find : seen.finds) {
-        add({find.type, find.startSector, find.size});
-    }
-    for (const std::int64_t start : seen.starts) {
-        add({start});
-    }
-    for (const auto& ranges : {seen.textStarts, seen.unreadable}) {
-        for (const SectorRange& range : ranges) {
-            add({range.first, range.count});
-        }
-    }
+    add({medium.SizeInBytes(), medium.SectorSize()});
+    const std::vector<std::int64_t> numbers = NumbersOf(seen);
+    hash.Add(numbers.data(), numbers.size() * sizeof(std::int64_t));
     for (const auto& [type, cap] : caps) {
         add({type, cap});
     }
@@ -208,32 +206,93 @@ OutcomesWriter::OutcomesWriter(const FilePlace& place, const std::string& digest
     log_.Flush();
 }
 
-void OutcomesWriter::AddFinding(const KnownFinding& finding) {
+std::vector<std::int64_t> NumbersOf(const Sightings& seen) {
+    std::vector<std::int64_t> numbers{std::ssize(seen.finds), std::ssize(seen.starts), std::ssize(seen.textStarts),
+                                      std::ssize(seen.unreadable)};
+    for (const Find& find : seen.finds) {
+        numbers.insert(numbers.end(), {find.type, find.startSector, find.size});
+    }
+    numbers.insert(numbers.end(), seen.starts.begin(), seen.starts.end());
+    for (const auto* const ranges : {&seen.textStarts, &seen.unreadable}) {
+        for (const SectorRange& range : *ranges) {
+            numbers.insert(numbers.end(), {range.first, range.count});
+        }
+    }
+    return numbers;
+}
+
+Sightings SightingsIn(std::span<const std::int64_t> numbers) {
+    std::size_t at = 4;
+    const auto next = [&] {
+        return numbers[at++];
+    };
+    Sightings seen;
+    for (std::int64_t i = 0; i < numbers[0]; ++i) {
+        const auto type = static_cast<std::int32_t>(next());
+        const std::int64_t start = next();
+        seen.finds.push_back({type, start, next()});
+    }
+    for (std::int64_t i = 0; i < numbers[1]; ++i) {
+        seen.starts.push_back(next());
+    }
+    for (auto [count, ranges] : {std::pair(numbers[2], &seen.textStarts), std::pair(numbers[3], &seen.unreadable)}) {
+        for (std::int64_t i = 0; i < count; ++i) {
+            const std::int64_t first = next();
+            ranges->push_back({first, next()});
+        }
+    }
+    return seen;
+}
+
+std::string FindingLine(const KnownFinding& finding) {
     Json record{{"record", "finding"},
                 {"start_sector", finding.startSector},
                 {"phase", PhaseNames[static_cast<std::size_t>(finding.phase)]},
                 {"validator", finding.validator}};
-    PutFinding(record, finding.finding);
+    PutFinding(record, finding.finding, /*isFinal=*/false);
     record["cost"] = finding.cost;
-    log_.Add(JsonLine(record));
+    return JsonLine(record);
 }
+
+std::string UnreadableLine(const std::vector<SectorRange>& sectors) {
+    return JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(sectors)}});
+}
+
+std::string OutcomeLine(const Outcome& outcome) { return JsonLine(OutcomeToJson(outcome)); }
+
+std::string SetAsideLine(const SetAside& setAside) {
+    return JsonLine(
+        {{"record", "set_aside"}, {"sector", setAside.sector}, {"who", setAside.who}, {"how", setAside.how}});
+}
+
+std::string SummaryLine(const Validation& validation) {
+    std::map<std::string, std::int64_t> byVerdict;
+    for (const Outcome& outcome : validation.outcomes) {
+        ++byVerdict[VerdictName(outcome.finding.verdict)];
+    }
+    return JsonLine(
+        {{"record", "summary"}, {"ended", validation.complete ? "complete" : "stopped"}, {"by_verdict", byVerdict}});
+}
+
+void OutcomesWriter::AddFinding(const KnownFinding& finding) { log_.Add(FindingLine(finding)); }
+
+void OutcomesWriter::AddSetAside(const SetAside& setAside) { log_.Add(SetAsideLine(setAside)); }
 
 void OutcomesWriter::AddUnreadable(const std::vector<SectorRange>& sectors) {
     if (!sectors.empty()) {
-        log_.Add(JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(sectors)}}));
+        log_.Add(UnreadableLine(sectors));
     }
 }
 
 void OutcomesWriter::Add(const Validation& validation) {
-    std::map<std::string, std::int64_t> byVerdict;
     for (const Outcome& outcome : validation.outcomes) {
-        log_.Add(JsonLine(OutcomeToJson(outcome)));
-        ++byVerdict[VerdictName(outcome.finding.verdict)];
+        log_.Add(OutcomeLine(outcome));
     }
-    log_.Add(JsonLine(
-        {{"record", "summary"}, {"ended", validation.complete ? "complete" : "stopped"}, {"by_verdict", byVerdict}}));
+    log_.Add(SummaryLine(validation));
     log_.Sync();
 }
+
+void TakeOutcomesLine(const std::string& line, OutcomesRead& read) { TakeRecord(ParseJsonLine(line), read); }
 
 std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
     File file = place.Read();
@@ -261,7 +320,7 @@ std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
             if (lines.WasCut()) {
                 throw std::invalid_argument("a line that was cut");
             }
-            TakeRecord(ParseJsonLine(line), read);
+            TakeOutcomesLine(line, read);
         } catch (const std::exception&) {
             ++read.damagedLines;
         }

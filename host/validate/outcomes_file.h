@@ -2,6 +2,7 @@
 
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,17 @@ namespace salvor {
 /// only if it is the same.
 std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps);
 
+/// What was sighted as numbers in a row, and back. The numbers are those of `NumbersOf`.
+std::vector<std::int64_t> NumbersOf(const Sightings& seen);
+Sightings SightingsIn(std::span<const std::int64_t> numbers);
+
+/// Lines of an outcomes file, with their line breaks.
+std::string FindingLine(const KnownFinding& finding);
+std::string UnreadableLine(const std::vector<SectorRange>& sectors);
+std::string OutcomeLine(const Outcome& outcome);
+std::string SetAsideLine(const SetAside& setAside);
+std::string SummaryLine(const Validation& validation);
+
 /// Writes outcomes as JSON lines, only ever appending: what was found out by the way, which serves a run that goes on,
 /// and in the end one line for every place.
 class OutcomesWriter {
@@ -23,6 +35,7 @@ public:
     void AddFinding(const KnownFinding& finding);
     /// These sectors, which the scan did not try, cannot be read.
     void AddUnreadable(const std::vector<SectorRange>& sectors);
+    void AddSetAside(const SetAside& setAside);
     void Add(const Validation& validation);
     void Flush() { log_.Flush(); }
     void Sync() { log_.Sync(); }
@@ -43,6 +56,10 @@ struct OutcomesRead {
     /// Unreadable lines, including a last line that was cut.
     std::int64_t damagedLines = 0;
 };
+
+/// Takes a line of an outcomes file other than its first. Throws an exception of the standard library for one that
+/// makes no sense.
+void TakeOutcomesLine(const std::string& line, OutcomesRead& read);
 
 /// Reads as much of the file as is there; nothing if it cannot be read or is not an outcomes file.
 std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -32,6 +33,10 @@ class Spots {
 public:
     Spots(const Medium& medium, const Sightings& seen);
 
+    /// Index of the first spot at this sector or behind it.
+    std::size_t FirstFrom(std::int64_t sector) const {
+        return static_cast<std::size_t>(std::ranges::lower_bound(spots_, sector, {}, &Spot::sector) - spots_.begin());
+    }
     std::size_t Count() const { return spots_.size(); }
     Spot& operator[](std::size_t index) { return spots_[index]; }
     const Spot& operator[](std::size_t index) const { return spots_[index]; }

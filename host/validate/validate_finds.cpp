@@ -54,6 +54,7 @@ public:
           spots_(medium, seen),
           neighbours_{.starts = spots_.Starts(), .wholes = {}},
           witnesses_(medium, spots_, neighbours_, request, observer),
+          ahead_(request.ahead),
           unreadable_(OnMedium(seen.unreadable)),
           textRuns_(OnMedium(seen.textStarts).Ranges()),
           asked_(spots_.Count() * 2, NotAsked),
@@ -62,7 +63,15 @@ public:
 
     Validation Run() {
         Validation result;
-        result.complete = Walk(Phase::Structure) && Walk(Phase::Bounded) && ReadTexts() && !medium_.IsInterrupted();
+        if (ahead_) {
+            Walk(Phase::Structure, *ahead_);
+            return result;
+        }
+        // Finds may lie outside the medium.
+        constexpr SectorRange all{std::numeric_limits<std::int64_t>::min() / 2,
+                                  std::numeric_limits<std::int64_t>::max()};
+        result.complete =
+            Walk(Phase::Structure, all) && Walk(Phase::Bounded, all) && ReadTexts() && !medium_.IsInterrupted();
         if (result.complete) {
             TakeOutcomes(result.outcomes);
         }
@@ -171,7 +180,7 @@ private:
     }
 
     // False if the observer stopped it.
-    bool Walk(Phase upTo) {
+    bool Walk(Phase upTo, SectorRange range) {
         if (upTo != Phase::Structure && !HasPhase(upTo)) {
             return true;
         }
@@ -179,7 +188,8 @@ private:
         Cover open;
         // Each time a claim turns out wrong, what it hid is looked at again.
         std::int64_t stepsLeft = static_cast<std::int64_t>(spots_.Count()) * 64 + 0x10000;
-        for (std::size_t i = 0; i < spots_.Count(); ++i, --stepsLeft) {
+        for (std::size_t i = spots_.FirstFrom(range.first);
+             i < spots_.Count() && spots_[i].sector - range.first < range.count; ++i, --stepsLeft) {
             const std::int64_t byte = ByteOf(std::clamp<std::int64_t>(spots_[i].sector, 0, medium_.SectorCount()));
             if (observer_.OnPlace(upTo, byte)) {
                 return false;
@@ -406,6 +416,7 @@ private:
     Spots spots_;
     Neighbours neighbours_;
     Witnesses witnesses_;
+    std::optional<SectorRange> ahead_;
     SectorRangeSet unreadable_;
     std::vector<SectorRange> textRuns_;
     // Two a spot, for its two phases: an index of `answers_`.
@@ -418,6 +429,12 @@ private:
 };
 
 }  // namespace
+
+std::string NameOfAsked(std::span<const Validator* const> validators, std::int32_t asked) {
+    const auto count = static_cast<std::int32_t>(validators.size());
+    return asked < count ? std::string(validators[static_cast<std::size_t>(asked)]->name)
+                         : fmt::format("scanner of type {}", asked - count);
+}
 
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer) {

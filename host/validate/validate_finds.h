@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -25,13 +26,26 @@ struct KnownFinding {
     bool operator==(const KnownFinding&) const = default;
 };
 
+/// Who fell over a place and is not asked there again.
+struct SetAside {
+    std::int64_t sector = 0;
+    /// As `NameOfAsked` says it.
+    std::string who;
+    /// For people: "crashed (signal 11)".
+    std::string how;
+    bool operator==(const SetAside&) const = default;
+};
+
 /// Receives the progress of validation.
 class ValidateObserver {
 public:
     virtual ~ValidateObserver() = default;
     /// The medium's bytes before `byte` are done with in this phase. True stops the run.
     virtual bool OnPlace(Validator::Phase phase, std::int64_t byte) = 0;
+    /// It was not among the findings that were known.
     virtual void OnFinding(const KnownFinding& /*finding*/) {}
+    /// From now on `asked`, the index of a validator or behind those a type whose scanner is asked, looks at the place.
+    virtual void OnAsk(std::int64_t /*sector*/, std::int32_t /*asked*/) {}
 };
 
 struct ValidateRequest {
@@ -40,6 +54,10 @@ struct ValidateRequest {
     std::map<std::int32_t, std::int64_t> caps;
     /// Findings of an earlier run on the same sightings.
     std::span<const KnownFinding> known;
+    std::span<const SetAside> setAside;
+    /// Only find out what the formats of the first phase say of the places in these sectors, for a run that knows it
+    /// then; there are no outcomes.
+    std::optional<SectorRange> ahead;
 };
 
 struct Validation {
@@ -47,7 +65,12 @@ struct Validation {
     std::vector<Outcome> outcomes;
     /// False if the observer stopped it: outcomes are missing then.
     bool complete = false;
+    /// Those who could not be asked somewhere; the scanners' word stands there.
+    std::vector<SetAside> setAside;
 };
+
+/// The name of a validator, or the scanner of a type, as `ValidateObserver::OnAsk` counts them.
+std::string NameOfAsked(std::span<const Validator* const> validators, std::int32_t asked);
 
 /// Finds out for every find and every start which file is there, where it really ends and whether it is whole. A pure
 /// function of the medium and of the scan's sightings. It reads a few times the medium's size at most; files that it

@@ -5,10 +5,16 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
+#include "host/platform/shared_memory.h"
 #include "host/platform/stop_request.h"
+#include "host/say/failure.h"
 #include "host/say/progress.h"
+#include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
+#include "host/validate/validate_worker.h"
+#include "host/workers/crew.h"
 
 namespace salvor {
 
@@ -16,37 +22,216 @@ namespace {
 
 using std::chrono::steady_clock;
 
-class FileObserver : public ValidateObserver {
+// Keeps what is found out in the outcomes file, and tells the person how far it is.
+class Keeper {
 public:
-    FileObserver(OutcomesWriter& writer, Medium& medium, bool quiet)
+    Keeper(OutcomesWriter& writer, Medium& medium, bool quiet)
         : writer_(writer), medium_(medium), progress_("validating", medium.SizeInBytes() * PhaseCount, quiet) {}
 
-    bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
-        progress_.Update(static_cast<std::int64_t>(phase) * medium_.SizeInBytes() + byte, counts_);
-        if (const auto now = steady_clock::now(); now >= nextSync_) {
-            writer_.AddUnreadable(medium_.TakeNewlyUnreadable().Ranges());
-            writer_.Sync();
-            nextSync_ = now + SyncInterval;
-        }
-        return StopRequested();
-    }
-
-    void OnFinding(const KnownFinding& finding) override {
+    void Keep(const KnownFinding& finding) {
         writer_.AddFinding(finding);
         if (finding.finding.verdict != Verdict::NoFile && finding.finding.type >= 0) {
             ++counts_[ExtensionOf(finding.finding)];
         }
     }
+    void Keep(const SetAside& setAside) {
+        progress_.Clear();
+        Say("validating sector {}: {} {}; what the scanners say of it counts", setAside.sector, setAside.who,
+            setAside.how);
+        writer_.AddSetAside(setAside);
+    }
+    void KeepUnreadable(const std::vector<SectorRange>& sectors) { writer_.AddUnreadable(sectors); }
+
+    /// `done` bytes of the medium, once for each phase.
+    void Turn(std::int64_t done) {
+        progress_.Update(done, counts_);
+        if (const auto now = steady_clock::now(); now >= nextSync_) {
+            constexpr std::chrono::seconds syncInterval(2);
+            writer_.AddUnreadable(medium_.TakeNewlyUnreadable().Ranges());
+            writer_.Sync();
+            nextSync_ = now + syncInterval;
+        }
+    }
 
 private:
     static constexpr std::int64_t PhaseCount = 3;
-    static constexpr std::chrono::seconds SyncInterval{2};
 
     OutcomesWriter& writer_;
     Medium& medium_;
     Progress progress_;
     std::map<std::string, std::int64_t> counts_;
-    steady_clock::time_point nextSync_ = steady_clock::now() + SyncInterval;
+    steady_clock::time_point nextSync_ = steady_clock::now();
+};
+
+// For a medium that only this process has.
+class OwnObserver : public ValidateObserver {
+public:
+    OwnObserver(Keeper& keeper, const Medium& medium) : keeper_(keeper), medium_(medium) {}
+    bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
+        keeper_.Turn(static_cast<std::int64_t>(phase) * medium_.SizeInBytes() + byte);
+        return StopRequested();
+    }
+    void OnFinding(const KnownFinding& finding) override { keeper_.Keep(finding); }
+
+private:
+    Keeper& keeper_;
+    const Medium& medium_;
+};
+
+int WorkersOf(const ValidateHow& how) {
+    return how.workers > 0 ? how.workers : std::max(static_cast<int>(std::thread::hardware_concurrency()), 1);
+}
+
+// Sectors that have about the same number of places in each part.
+std::vector<SectorRange> Parts(const Sightings& seen, int workers) {
+    constexpr std::size_t leastPlaces = 64;
+    std::vector<std::int64_t> sectors = seen.starts;
+    std::ranges::transform(seen.finds, std::back_inserter(sectors), &Find::startSector);
+    std::ranges::sort(sectors);
+    const std::size_t places = std::max(sectors.size() / (static_cast<std::size_t>(workers) * 4), leastPlaces);
+    std::vector<SectorRange> parts;
+    for (std::size_t i = 0; workers > 1 && i < sectors.size(); i += places) {
+        const std::int64_t end = i + places < sectors.size() ? sectors[i + places] : sectors.back() + 1;
+        parts.push_back({sectors[i], end - sectors[i]});
+    }
+    return parts;
+}
+
+// Has workers look at the medium: parts of it ahead, and then one at all of it, which knows what the others have found.
+class ValidateClient : public CrewClient {
+public:
+    ValidateClient(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
+                   const ValidateHow& how, Keeper& keeper, const OutcomesRead& known)
+        : medium_(medium), seen_(seen), access_(AccessTo(medium, how.image)), keeper_(keeper) {
+        request_.caps = caps;
+        for (const KnownFinding& one : known.known) {
+            keeper_.Keep(one);
+            knownLines_ += FindingLine(one);
+        }
+        for (const SetAside& one : known.validation.setAside) {
+            SetAsideHere(one);
+        }
+        for (const SectorRange& part : Parts(seen, WorkersOf(how))) {
+            todo_.push_back({part});
+        }
+    }
+
+    Validation TakeValidation() { return std::move(read_.validation); }
+
+    std::optional<Order> NextOrder() override {
+        if (todo_.empty() && (!underWay_.empty() || read_.validation.complete)) {
+            return std::nullopt;
+        }
+        std::optional<SectorRange> part;
+        if (!todo_.empty()) {
+            part = todo_.back();
+            todo_.pop_back();
+        } else {
+            read_.validation.outcomes.clear();
+        }
+        Order order;
+        order.id = nextId_++;
+        order.kind = ValidateOrderKind;
+        request_.ahead = part;
+        order.what = ValidateParameters(request_);
+        order.medium = access_;
+        const std::string input = ValidateInput(seen_, knownLines_);
+        // What is known is held there as it is read, and again as what it says.
+        order.memory += static_cast<std::int64_t>(input.size()) * 6;
+        input_ = MakeMemoryFile(input);
+        order.input = input_.Get();
+        underWay_[order.id] = {part, 0};
+        return order;
+    }
+
+    void OnLine(std::int64_t /*id*/, const std::string& line) override {
+        const std::size_t unreadable = read_.unreadable.size();
+        try {
+            TakeOutcomesLine(line, read_);
+        } catch (const std::exception&) {
+            throw Failure(ExitStatus::Losses, "a worker that validates says what makes no sense");
+        }
+        if (!read_.known.empty()) {
+            keeper_.Keep(read_.known.front());
+            knownLines_ += line + '\n';
+            read_.known.clear();
+        } else if (read_.unreadable.size() > unreadable) {
+            access_.unreadable.insert(access_.unreadable.end(), read_.unreadable.begin(), read_.unreadable.end());
+            keeper_.KeepUnreadable(read_.unreadable);
+            medium_.NoteUnreadable(read_.unreadable);
+            read_.unreadable.clear();
+        } else if (!read_.validation.outcomes.empty() && !IsOnMedium(read_.validation.outcomes.back())) {
+            throw Failure(ExitStatus::Losses, "a worker that validates tells of what is not on the medium");
+        }
+    }
+
+    void OnStanding(std::int64_t id, const Standing& standing) override { underWay_[id].done = standing.done; }
+
+    void OnTurn() override {
+        std::int64_t done = doneAhead_;
+        for (const auto& [id, one] : underWay_) {
+            done = one.part ? done + one.done : std::max(done, one.done);
+        }
+        keeper_.Turn(done);
+    }
+
+    void OnEnd(std::int64_t id, const WorkerEnd& end) override {
+        const std::optional<SectorRange> part = underWay_[id].part;
+        underWay_.erase(id);
+        if (IsFault(end.ending) && end.at.subject >= 0 && !IsSetAside(end)) {
+            SetAsideHere({end.at.sectors.first, NameOfAsked(Validators(), end.at.subject), end.text});
+            if (part) {
+                todo_.push_back(*part);
+            }
+        } else if (IsFault(end.ending) || end.ending == Ending::Failed) {
+            throw Failure(ExitStatus::Losses, "validating does not get on: " + end.text);
+        } else if (part) {
+            doneAhead_ += part->count * medium_.SectorSize();
+        }
+    }
+
+    bool StopRequested() override { return salvor::StopRequested(); }
+
+private:
+    struct UnderWay {
+        // Nothing for the one that looks at all.
+        std::optional<SectorRange> part;
+        std::int64_t done = 0;
+    };
+
+    bool IsSetAside(const WorkerEnd& end) const {
+        return std::ranges::any_of(read_.validation.setAside, [&](const SetAside& one) {
+            return one.sector == end.at.sectors.first && one.who == NameOfAsked(Validators(), end.at.subject);
+        });
+    }
+
+    void SetAsideHere(const SetAside& setAside) {
+        keeper_.Keep(setAside);
+        knownLines_ += SetAsideLine(setAside);
+        read_.validation.setAside.push_back(setAside);
+    }
+
+    // A worker may have fallen into the hands of the medium.
+    bool IsOnMedium(const Outcome& outcome) const {
+        const std::int64_t start = outcome.startSector;
+        return outcome.finding.verdict == Verdict::NoFile ||
+               (start >= 0 && start < medium_.SectorCount() &&
+                outcome.finding.size <= medium_.SizeInBytes() - start * medium_.SectorSize());
+    }
+
+    Medium& medium_;
+    const Sightings& seen_;
+    MediumAccess access_;
+    Keeper& keeper_;
+    ValidateRequest request_;
+    std::vector<SectorRange> todo_;
+    std::map<std::int64_t, UnderWay> underWay_;
+    std::int64_t nextId_ = 0;
+    std::int64_t doneAhead_ = 0;
+    std::string knownLines_;
+    FileDescriptor input_;
+    // Outcomes and what is set aside; the rest only for the moment.
+    OutcomesRead read_;
 };
 
 }  // namespace
@@ -61,7 +246,7 @@ std::string OutcomesPathOf(const std::string& findsPath) {
 }
 
 Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
-                            const FilePlace& place, const std::optional<FilePlace>& earlier, bool quiet) {
+                            const FilePlace& place, const std::optional<FilePlace>& earlier, const ValidateHow& how) {
     const std::string digest = DigestOf(medium, seen, caps);
     OutcomesRead known;
     SectorRangeSet unreadable;
@@ -81,11 +266,22 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
     }
     OutcomesWriter writer(place, digest);
     writer.AddUnreadable(unreadable.Ranges());
-    FileObserver observer(writer, medium, quiet);
-    ValidateRequest request;
-    request.caps = caps;
-    request.known = known.known;
-    Validation validation = ValidateFinds(medium, seen, request, observer);
+    Validation validation;
+    {
+        Keeper keeper(writer, medium, how.quiet);
+        if (how.image.empty() && medium.Descriptors().empty()) {
+            OwnObserver observer(keeper, medium);
+            std::ranges::for_each(known.known, [&](const KnownFinding& one) { keeper.Keep(one); });
+            ValidateRequest request;
+            request.caps = caps;
+            request.known = known.known;
+            validation = ValidateFinds(medium, seen, request, observer);
+        } else {
+            ValidateClient client(medium, seen, caps, how, keeper, known);
+            RunCrew({.workers = WorkersOf(how)}, client);
+            validation = client.TakeValidation();
+        }
+    }
     writer.AddUnreadable(medium.TakeNewlyUnreadable().Ranges());
     writer.Add(validation);
     return validation;

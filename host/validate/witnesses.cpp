@@ -94,6 +94,9 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
     for (const KnownFinding& known : request.known) {
         known_.emplace(KeyOf(known.startSector, known.phase), &known);
     }
+    for (const SetAside& one : request.setAside) {
+        setAside_.emplace(one.sector, one.who);
+    }
 }
 
 // The most trusted answer of a phase's validators for a place; nothing where none of them sees
@@ -101,9 +104,9 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
 std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
     if (const auto known = known_.find(KeyOf(sector, phase)); known != known_.end()) {
         const int validator = IndexOf(known->second->validator);
-        if (validator != Nobody && left_ > 0) {
+        // Whoever found it out may have asked more than is asked now, and had an allowance of its own.
+        if (validator != Nobody && validator != exceptFor && left_ > 0 && left_ >= known->second->cost) {
             left_ -= known->second->cost;
-            observer_.OnFinding(*known->second);
             return Judgement{known->second->finding, validator};
         }
     }
@@ -131,21 +134,35 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
     std::optional<Judgement> best;
     for (std::size_t i = 0; i < request_.validators.size(); ++i) {
         const Validator& validator = *request_.validators[i];
-        if (validator.phase != phase || static_cast<int>(i) == exceptFor || !validator.begins(head)) {
+        if (validator.phase != phase || static_cast<int>(i) == exceptFor) {
             continue;
         }
-        allowance = ReadAllowance(std::min(left_, given));
-        const std::int64_t before = allowance.Left();
-        Finding finding = Checked(validator.validate(place), place.Limit());
-        left_ -= before - allowance.Left();
-        if (allowance.IsUsedUp()) {
-            finding = Unexamined();
+        Finding finding = Unexamined();
+        if (MayAsk(sector, static_cast<std::int32_t>(i))) {
+            if (!validator.begins(head)) {
+                continue;
+            }
+            allowance = ReadAllowance(std::min(left_, given));
+            const std::int64_t before = allowance.Left();
+            finding = Checked(validator.validate(place), place.Limit());
+            left_ -= before - allowance.Left();
+            if (allowance.IsUsedUp()) {
+                finding = Unexamined();
+            }
         }
         if (!best || finding.verdict < best->finding.verdict) {
             best = Judgement{finding, static_cast<int>(i)};
         }
     }
     return best;
+}
+
+bool Witnesses::MayAsk(std::int64_t sector, std::int32_t asked) {
+    if (!setAside_.empty() && setAside_.contains({sector, NameOfAsked(request_.validators, asked)})) {
+        return false;
+    }
+    observer_.OnAsk(sector, asked);
+    return true;
 }
 
 int Witnesses::IndexOf(const std::string& name) const {
@@ -162,6 +179,9 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
     const auto known = uncapped_.find({find.startSector, find.type});
     if (known != uncapped_.end()) {
         return known->second;
+    }
+    if (!MayAsk(find.startSector, static_cast<std::int32_t>(request_.validators.size()) + find.type)) {
+        return find.size;
     }
     constexpr std::int64_t highCap = std::int64_t{1} << 37;
     constexpr std::int64_t blockBytes = std::int64_t{1} << 20;

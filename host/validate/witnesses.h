@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -54,6 +55,8 @@ public:
 
 private:
     std::optional<Judgement> AskAnew(std::int64_t sector, Validator::Phase phase, std::int64_t most, int exceptFor);
+    // Tells the observer who is asked; false if it is set aside there.
+    bool MayAsk(std::int64_t sector, std::int32_t asked);
     int IndexOf(const std::string& name) const;
     std::int64_t SizeWithoutCap(const Find& find);
     Finding ReportedFinding(const Find& find, const char* unexaminedWhy);
@@ -68,6 +71,7 @@ private:
     std::int64_t perFile_;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};
     std::unordered_map<std::uint64_t, const KnownFinding*> known_;
+    std::set<std::pair<std::int64_t, std::string>> setAside_;
     // By start and type.
     std::map<std::pair<std::int64_t, std::int32_t>, std::int64_t> uncapped_;
 };

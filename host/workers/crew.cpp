@@ -105,7 +105,8 @@ private:
         std::vector<PassedDescriptor> passed{{orderFile.Get(), OrderDescriptor},
                                              {pageFile_.Get(), PageDescriptor},
                                              {lines_.writeEnd.Get(), LinesDescriptor},
-                                             {order_.output >= 0 ? order_.output : nothing.Get(), OutputDescriptor}};
+                                             {order_.output >= 0 ? order_.output : nothing.Get(), OutputDescriptor},
+                                             {order_.input >= 0 ? order_.input : nothing.Get(), InputDescriptor}};
         int number = FirstMediumDescriptor;
         for (const int descriptor : order_.medium.descriptors) {
             passed.push_back({descriptor, number++});

@@ -39,6 +39,8 @@ struct Order {
     std::int64_t memory = DefaultMemory;
     /// The descriptor of a file for the worker to write; -1 for none.
     int output = -1;
+    /// That of a file in memory with what is too much for `what`; -1 for none.
+    int input = -1;
 };
 
 /// The order on one line, as a worker reads it. Descriptors are left out.

@@ -93,6 +93,8 @@ Worker::Worker(WorkerPage& page, const Order& order, Medium& medium)
       lines_(FileDescriptor(LinesDescriptor)),
       fault_(TestFault::Ordered()) {}
 
+std::string Worker::Input() const { return ReadMemoryFile(InputDescriptor); }
+
 void Worker::Send(const std::string& line) {
     if (!lines_.Write(line.data(), line.size())) {
         throw Failure(ExitStatus::Losses, "cannot report: " + lines_.Error().Text());

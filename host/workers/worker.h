@@ -19,6 +19,8 @@ public:
 
     const Json& What() const { return order_.what; }
     Medium& GetMedium() const { return medium_; }
+    /// All bytes of the order's input.
+    std::string Input() const;
     /// The order's file.
     File& Output() { return output_; }
     /// A line for the client, with its line break.

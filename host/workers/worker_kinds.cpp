@@ -1,10 +1,13 @@
+#include <array>
+
+#include "host/validate/validate_worker.h"
 #include "host/workers/worker.h"
 
 namespace salvor {
 
 std::span<const WorkerKind> WorkerKinds() {
-    // One row for each step that works in workers.
-    return {};
+    static constexpr std::array kinds{WorkerKind{ValidateOrderKind, ValidateInWorker}};
+    return kinds;
 }
 
 }  // namespace salvor

@@ -62,7 +62,8 @@ inline constexpr int OrderDescriptor = 3;
 inline constexpr int PageDescriptor = 4;
 inline constexpr int LinesDescriptor = 5;
 inline constexpr int OutputDescriptor = 6;
-inline constexpr int FirstMediumDescriptor = 7;
+inline constexpr int InputDescriptor = 7;
+inline constexpr int FirstMediumDescriptor = 8;
 
 /// The word in front of a worker's arguments.
 inline constexpr const char* WorkerWord = "worker";

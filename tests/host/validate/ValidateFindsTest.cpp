@@ -92,7 +92,9 @@ protected:
 
     Validation Validate(std::span<const KnownFinding> known = {}) {
         Medium medium(std::make_unique<test::FakeDevice>(image), SectorSize);
-        ValidateRequest request{All, {}, known};
+        ValidateRequest request;
+        request.validators = All;
+        request.known = known;
         return ValidateFinds(medium, seen, request, recorder);
     }
     static std::vector<std::string> Lines(const Validation& validation) {
@@ -256,7 +258,7 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
             EXPECT_TRUE(std::ranges::equal(read->known, std::span(all).first(read->known.size())));
             recorder.findings.clear();
             EXPECT_EQ(Validate(read->known).outcomes, whole.outcomes) << length;
-            EXPECT_EQ(recorder.findings, all);
+            EXPECT_TRUE(std::ranges::equal(recorder.findings, std::span(all).subspan(read->known.size())));
         }
     }
     Validation inPieces = whole;

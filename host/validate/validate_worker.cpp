@@ -1,0 +1,111 @@
+#include "host/validate/validate_worker.h"
+
+#include <chrono>
+#include <cstring>
+#include <sstream>
+
+#include "host/validate/outcomes_file.h"
+
+namespace salvor {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+class SendingObserver : public ValidateObserver {
+public:
+    SendingObserver(Worker& worker, std::int64_t firstByte) : worker_(worker), firstByte_(firstByte) {}
+
+    bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
+        worker_.Done(static_cast<std::int64_t>(phase) * worker_.GetMedium().SizeInBytes() + byte - firstByte_);
+        if (steady_clock::now() >= nextSend_) {
+            Send();
+        }
+        return worker_.StopRequested();
+    }
+    void OnFinding(const KnownFinding& finding) override { Add(FindingLine(finding)); }
+    void OnAsk(std::int64_t sector, std::int32_t asked) override { worker_.At({sector, 1}, asked); }
+
+    void Add(const std::string& line) {
+        constexpr std::size_t enough = std::size_t{1} << 16U;
+        pending_ += line;
+        if (pending_.size() > enough) {
+            Send();
+        }
+    }
+    void Send() {
+        constexpr std::chrono::milliseconds interval(500);
+        if (const SectorRangeSet unreadable = worker_.GetMedium().TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
+            pending_ += UnreadableLine(unreadable.Ranges());
+        }
+        worker_.Send(std::exchange(pending_, {}));
+        nextSend_ = steady_clock::now() + interval;
+    }
+
+private:
+    Worker& worker_;
+    std::int64_t firstByte_;
+    std::string pending_;
+    steady_clock::time_point nextSend_ = steady_clock::now();
+};
+
+std::optional<SectorRange> AheadIn(const Json& what) {
+    const auto ranges = RangesFromJson(what, "ahead");
+    return ranges && !ranges->empty() ? std::optional(ranges->front()) : std::nullopt;
+}
+
+}  // namespace
+
+std::string ValidateInput(const Sightings& seen, const std::string& knownLines) {
+    const std::vector<std::int64_t> numbers = NumbersOf(seen);
+    const auto count = static_cast<std::int64_t>(numbers.size());
+    std::string input((numbers.size() + 1) * sizeof(std::int64_t), '\0');
+    std::memcpy(input.data(), &count, sizeof(count));
+    std::memcpy(input.data() + sizeof(count), numbers.data(), numbers.size() * sizeof(std::int64_t));
+    return input + knownLines;
+}
+
+Json ValidateParameters(const ValidateRequest& request) {
+    Json caps = Json::array();
+    for (const auto& [type, cap] : request.caps) {
+        caps.push_back({type, cap});
+    }
+    return {{"caps", caps},
+            {"ahead", RangesToJson(request.ahead ? std::vector{*request.ahead} : std::vector<SectorRange>())}};
+}
+
+bool ValidateInWorker(Worker& worker) {
+    std::string input = worker.Input();
+    std::int64_t count = 0;
+    std::memcpy(&count, input.data(), sizeof(count));
+    std::vector<std::int64_t> numbers(static_cast<std::size_t>(count));
+    std::memcpy(numbers.data(), input.data() + sizeof(count), numbers.size() * sizeof(std::int64_t));
+    const Sightings seen = SightingsIn(numbers);
+    OutcomesRead known;
+    std::istringstream lines(input.substr((numbers.size() + 1) * sizeof(std::int64_t)));
+    numbers = {};
+    input = {};
+    for (std::string line; std::getline(lines, line);) {
+        TakeOutcomesLine(line, known);
+    }
+
+    ValidateRequest request;
+    for (const Json& cap : worker.What().at("caps")) {
+        request.caps[cap.at(0).get<std::int32_t>()] = cap.at(1).get<std::int64_t>();
+    }
+    request.known = known.known;
+    request.setAside = known.validation.setAside;
+    request.ahead = AheadIn(worker.What());
+    SendingObserver observer(worker, request.ahead ? request.ahead->first * worker.GetMedium().SectorSize() : 0);
+    const Validation validation = ValidateFinds(worker.GetMedium(), seen, request, observer);
+    if (validation.complete) {
+        for (const Outcome& outcome : validation.outcomes) {
+            observer.Add(OutcomeLine(outcome));
+        }
+        observer.Add(SummaryLine(validation));
+    }
+    observer.Send();
+    return !worker.StopRequested();
+}
+
+}  // namespace salvor

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "host/validate/validate_finds.h"
+#include "host/workers/worker.h"
+
+namespace salvor {
+
+inline constexpr const char* ValidateOrderKind = "validate";
+
+/// What a worker that validates is told: the sightings, and lines of an outcomes file with what is known.
+std::string ValidateInput(const Sightings& seen, const std::string& knownLines);
+
+/// The order's own parameters; the input holds the rest.
+Json ValidateParameters(const ValidateRequest& request);
+
+/// Validates in a worker. Sends lines of an outcomes file: findings that were not known, sectors that cannot be read,
+/// and in the end, unless it works ahead, outcomes and summary.
+bool ValidateInWorker(Worker& worker);
+
+}  // namespace salvor
