@@ -11,8 +11,8 @@ namespace {
 
 struct ExtractCommand {
     std::string finds;
-    /// Instead of the image that the finds name; empty for that one.
-    std::string image;
+    /// Instead of the image that the finds name; no path for that one.
+    ImageSpec image;
     FilterOptions filter;
     std::string out;
     /// Leave the insides of bad stretches alone.
@@ -28,10 +28,10 @@ ExitStatus RunExtract(const ExtractCommand& command) {
     // The validators see files of types that the scan was not asked for.
     std::erase_if(filter.types,
                   [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
-    const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.image, command.finds},
+    const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.medium->Files(), command.finds},
                                            command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
     const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps};
-    const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, out, command.quiet);
+    const ExitStatus status = ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, out, command.quiet);
     // Of files that the finds do not name nobody knows.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "host/medium/open_image.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
 #include "host/report/page.h"
@@ -14,13 +15,25 @@
 
 namespace salvor {
 
-FindsUse::FindsUse(const std::string& path, const std::string& otherImage, bool skipBad)
+namespace {
+
+ImageSpec ImageOf(const JournalHeader& header, const ImageSpec& other) {
+    ImageSpec image = other.path.empty() ? header.image : other;
+    if (other.format) {
+        image.format = other.format;
+    }
+    return image;
+}
+
+}  // namespace
+
+FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad)
     : journal(ReadJournal(FilePlace(path))),
-      image(otherImage.empty() ? journal.header.imagePath : otherImage),
-      medium(OpenImage(image), journal.header.sectorSize, {skipBad, StopRequested}) {
+      image(ImageOf(journal.header, other)),
+      medium(OpenMedium(image, journal.header.sectorSize, {skipBad, StopRequested})) {
     SayIfResized();
-    if (otherImage.empty()) {
-        medium.NoteUnreadable(journal.seen.unreadable);
+    if (other.path.empty()) {
+        medium->NoteUnreadable(journal.seen.unreadable);
     } else {
         // A copy may hold what the first medium did not give.
         journal.seen.unreadable.clear();
@@ -34,38 +47,38 @@ FindsUse::FindsUse(const std::string& path, const std::string& otherImage, bool 
 }
 
 bool FindsUse::IsWhole() const {
-    return journal.complete && journal.damagedLines == 0 && medium.SizeInBytes() >= journal.header.imageSize;
+    return journal.complete && journal.damagedLines == 0 && medium->SizeInBytes() >= journal.header.imageSize;
 }
 
 void FindsUse::SayIfResized() const {
     const std::int64_t then = journal.header.imageSize;
-    if (medium.SizeInBytes() > then) {
+    if (medium->SizeInBytes() > then) {
         Say("the image '{}' has grown from {} to {} bytes since the scan; scan again to find what begins in the "
             "new "
             "part",
-            image, then, medium.SizeInBytes());
-    } else if (medium.SizeInBytes() < journal.header.imageSize) {
+            image.path, then, medium->SizeInBytes());
+    } else if (medium->SizeInBytes() < journal.header.imageSize) {
         const auto isThere = [this](const Find& find) {
-            return find.startSector < medium.SectorCount();
+            return find.startSector < medium->SectorCount();
         };
         Say("the image '{}' has {} bytes, but had {} when it was scanned: {} of {} finds begin in what is there; "
             "if "
-            "it is another image, name the right one with --image",
-            image, medium.SizeInBytes(), then, std::ranges::count_if(journal.seen.finds, isThere),
+            "it is another image.path, name the right one with --image",
+            image.path, medium->SizeInBytes(), then, std::ranges::count_if(journal.seen.finds, isThere),
             journal.seen.finds.size());
     }
 }
 
-JobIdentity JobOf(const JournalHeader& header) { return {header.imagePath, header.imageSize, header.sectorSize}; }
+JobIdentity JobOf(const JournalHeader& header) { return {header.image.path, header.imageSize, header.sectorSize}; }
 
-void RequireOwnFile(const char* option, const std::string& path, const std::string& image) {
-    if (IsSameFile(path, image)) {
+void RequireOwnFile(const char* option, const std::string& path, const std::vector<std::string>& imageFiles) {
+    if (IsAmong(path, imageFiles)) {
         throw Failure(ExitStatus::Usage, fmt::format("{} names the image itself, which is never written to", option));
     }
     if (std::filesystem::is_block_file(path)) {
         throw Failure(ExitStatus::Usage, fmt::format("{} names a block device; name a file", option));
     }
-    RefuseSameDevice(path, image);
+    RefuseSameDevice(path, imageFiles);
 }
 
 ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, const PlanFilter& filter,
@@ -78,9 +91,9 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
         // Nobody named it, so no link leads to it and no pipe is waited for.
         const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
         const Folder folder = Folder::Open(beside.parent_path());
-        validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"},
-                                      FilePlace(folder, beside.filename().string()),
-                                      {.image = origin.imagePath, .quiet = quiet});
+        validation =
+            ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"},
+                             FilePlace(folder, beside.filename().string()), {.image = origin.image, .quiet = quiet});
     }
     if (!validation.complete || StopRequested()) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "host/files/extract_run.h"
 #include "host/files/out_folder.h"
@@ -13,16 +15,16 @@ namespace salvor {
 /// The finds of a scan and the medium on which they were made, opened again. What is not as the scan left it is told
 /// to the person.
 struct FindsUse {
-    /// `otherImage` stands for the image that the finds name, unless it is empty. Throws `Failure` (not started) if one
-    /// of them cannot be used.
-    FindsUse(const std::string& path, const std::string& otherImage, bool skipBad);
+    /// `other` stands for the image that the finds name, unless its path is empty; its format, if given, does in any
+    /// case. Throws `Failure` (not started) if one of them cannot be used.
+    FindsUse(const std::string& path, const ImageSpec& other, bool skipBad);
 
     /// Nothing was lost between the scan and what is used of it now.
     bool IsWhole() const;
 
     Journal journal;
-    std::string image;
-    Medium medium;
+    ImageSpec image;
+    std::unique_ptr<Medium> medium;
 
 private:
     void SayIfResized() const;
@@ -31,7 +33,7 @@ private:
 JobIdentity JobOf(const JournalHeader& header);
 
 /// Refuses to write to `path`, which `option` named, if that would touch the medium. Throws `Failure` (usage).
-void RequireOwnFile(const char* option, const std::string& path, const std::string& image);
+void RequireOwnFile(const char* option, const std::string& path, const std::vector<std::string>& imageFiles);
 
 /// Validates, unless what scanners report is wanted, and writes the files.
 ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, const PlanFilter& filter,

@@ -16,7 +16,7 @@ namespace salvor {
 namespace {
 
 struct InspectCommand {
-    std::string image;
+    ImageSpec image;
     std::string sectorSize = "512";
     /// Counted from 0.
     std::string sector = "0";
@@ -68,7 +68,8 @@ Command AddInspectCommand(CLI::App& program) {
     const auto command = std::make_shared<InspectCommand>();
     CLI::App* const line =
         program.add_subcommand("inspect", "Say what file begins at a sector, and whether it is whole");
-    line->add_option("IMAGE", command->image, "Raw image file or block device, or a single file")->required();
+    line->add_option("IMAGE", command->image.path, "Image file or block device, or a single file")->required();
+    AddImageOptions(*line, command->image);
     line->add_option("--sector", command->sector, "Where it begins, counted from 0")->capture_default_str();
     line->add_option("--sector-size", command->sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
     line->footer("Example: salvor inspect card.img --sector 2048");

@@ -1,9 +1,12 @@
 #include "host/app/options.h"
 
+#include <fmt/format.h>
+
 namespace salvor {
 
 void AddScanOptions(CLI::App& command, ScanOptions& options) {
-    command.add_option("IMAGE", options.image, "Raw image file or block device; opened read-only")->required();
+    command.add_option("IMAGE", options.image.path, "Image file or block device; opened read-only")->required();
+    AddImageOptions(command, options.image);
     command.add_option("--sector-size", options.sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
     command.add_option("--block-size", options.blockSize, "Bytes read at once")->capture_default_str();
     command.add_option("--start", options.start, "First sector to scan, counted from 0")->capture_default_str();
@@ -16,13 +19,27 @@ void AddScanOptions(CLI::App& command, ScanOptions& options) {
         ->allow_extra_args(false);
 }
 
+void AddImageOptions(CLI::App& command, ImageSpec& image) {
+    const auto take = [&image](const std::string& word) {
+        image.format = ImageFormatNamed(word);
+        if (!image.format) {
+            throw CLI::ValidationError("--format", fmt::format("'{}' is not one of {}", word, ImageFormatWords()));
+        }
+    };
+    command
+        .add_option_function<std::string>(
+            "--format", take, fmt::format("The image's format, if its content misleads: {}", ImageFormatWords()))
+        ->type_name("FORMAT");
+}
+
 void AddSkipBad(CLI::App& command, bool& skipBad) {
     command.add_flag("--skip-bad", skipBad, "Where sectors cannot be read, find the edges and leave the inside alone");
 }
 
-void AddFinds(CLI::App& command, std::string& finds, std::string& image) {
+void AddFinds(CLI::App& command, std::string& finds, ImageSpec& image) {
     command.add_option("FINDS", finds, "Finds file of a scan, also of one that was cut short")->required();
-    command.add_option("--image", image, "The image, if it is not where the scan found it");
+    command.add_option("--image", image.path, "The image, if it is not where the scan found it");
+    AddImageOptions(command, image);
 }
 
 void AddTypeOptions(CLI::App& command, FilterOptions& options) {

@@ -10,8 +10,10 @@ namespace salvor {
 
 // Options that several commands have, each group with its help.
 void AddScanOptions(CLI::App& command, ScanOptions& options);
+/// How to read the image.
+void AddImageOptions(CLI::App& command, ImageSpec& image);
 void AddSkipBad(CLI::App& command, bool& skipBad);
-void AddFinds(CLI::App& command, std::string& finds, std::string& image);
+void AddFinds(CLI::App& command, std::string& finds, ImageSpec& image);
 void AddTypeOptions(CLI::App& command, FilterOptions& options);
 void AddSizeOptions(CLI::App& command, FilterOptions& options);
 void AddVerdictOptions(CLI::App& command, FilterOptions& options);

@@ -21,7 +21,7 @@ struct RecoverCommand {
 ExitStatus RunRecover(const RecoverCommand& command) {
     const PlanFilter filter = MakeFilter(command.filter);
     PreparedScan scan = PrepareScan(command.scan, filter.types);
-    const OutFolder out = PrepareOutFolder(command.out, JobOf(scan.header), {command.scan.image, ""},
+    const OutFolder out = PrepareOutFolder(command.out, JobOf(scan.header), {scan.medium->Files(), ""},
                                            command.overwrite ? FolderUse::Overwrite : FolderUse::New);
     const FilePlace finds(out.folder, "finds.jsonl");
     JournalWriter journal(finds, scan.header);
@@ -29,7 +29,7 @@ ExitStatus RunRecover(const RecoverCommand& command) {
     if (!command.quiet) {
         Tell(ScanTable(outcome.summary));
     }
-    const FindsOrigin origin{scan.header.imagePath, finds.Text(), outcome.complete, scan.header.caps};
+    const FindsOrigin origin{scan.header.image, finds.Text(), outcome.complete, scan.header.caps};
     return ExtractSeen(*scan.medium, outcome.seen, origin, filter, out, command.quiet);
 }
 

@@ -49,7 +49,7 @@ OutPlace PlaceFor(const ReportCommand& command, const ReportFormat& format, cons
     const bool isInFolder = command.out.empty();
     const std::filesystem::path path = std::filesystem::absolute(
         isInFolder ? std::filesystem::path(command.folder) / format.fileName : std::filesystem::path(command.out));
-    RequireOwnFile(isInFolder ? "the folder's report" : "--out", path.string(), summary.image);
+    RequireOwnFile(isInFolder ? "the folder's report" : "--out", path.string(), {summary.image});
     return {OpenReportFolder(path.parent_path().string()), path.filename().string()};
 }
 

@@ -23,14 +23,14 @@ struct ScanCommand {
 };
 
 // Where the finds of a scan go.
-FilePlace NewReport(const ScanCommand& command) {
+FilePlace NewReport(const ScanCommand& command, const Medium& medium) {
     if (command.report.empty()) {
         throw Failure(ExitStatus::Usage, "scan needs --report: name a file for the finds, or - for standard output");
     }
     if (command.report == "-") {
         return FilePlace::StandardOutput();
     }
-    RequireOwnFile("--report", command.report, command.scan.image);
+    RequireOwnFile("--report", command.report, medium.Files());
     if (HoldsBytes(command.report) && !command.overwrite) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
@@ -48,7 +48,7 @@ ExitStatus StatusOf(const ScanOutcome& outcome) {
 
 ExitStatus RunScan(const ScanCommand& command) {
     PreparedScan scan = PrepareScan(command.scan, SelectTypes(command.filter));
-    const FilePlace report = NewReport(command);
+    const FilePlace report = NewReport(command, *scan.medium);
     JournalWriter journal(report, scan.header);
     GiveUpRootRights();
     const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);

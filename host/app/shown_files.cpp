@@ -22,11 +22,11 @@ namespace fs = std::filesystem;
 std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, const PlanFilter& filter) {
     const Sightings& seen = finds.journal.seen;
     if (filter.asReported) {
-        return ReportedOutcomes(seen.finds, {finds.medium.SizeInBytes(), finds.medium.SectorSize()}, filter.types);
+        return ReportedOutcomes(seen.finds, {finds.medium->SizeInBytes(), finds.medium->SectorSize()}, filter.types);
     }
     std::optional<OutcomesRead> read = ReadOutcomes(FilePlace(OutcomesPathOf(path)));
     if (!read || !read->validation.complete ||
-        read->digest != DigestOf(finds.medium, seen, finds.journal.header.caps)) {
+        read->digest != DigestOf(*finds.medium, seen, finds.journal.header.caps)) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("nobody has found out yet what the finds in '{}' are; run 'salvor validate {}' first",
                                   path, ShellWord(path)));
@@ -36,8 +36,8 @@ std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, 
 
 ShownFiles ShowPlanned(const std::string& path, const std::string& image, const PlanFilter& filter,
                        const TakeFile& take) {
-    const FindsUse finds(path, image, false);
-    const Medium& medium = finds.medium;
+    const FindsUse finds(path, {image}, false);
+    const Medium& medium = *finds.medium;
     const Plan plan = MakePlan(OutcomesOf(finds, path, filter), {medium.SizeInBytes(), medium.SectorSize()}, filter,
                                finds.journal.header.caps);
     for (const PlannedFile& planned : plan.files) {
@@ -47,7 +47,7 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, const 
         }
     }
     ShownFiles shown;
-    shown.summary.image = finds.image;
+    shown.summary.image = finds.image.path;
     shown.summary.imageSize = medium.SizeInBytes();
     shown.summary.sectorSize = medium.SectorSize();
     for (const PassedOver& passed : plan.passedOver) {

@@ -18,8 +18,8 @@ namespace {
 
 struct ValidateCommand {
     std::string finds;
-    /// Instead of the image that the finds name; empty for that one.
-    std::string image;
+    /// Instead of the image that the finds name; no path for that one.
+    ImageSpec image;
     /// Empty for a file beside the finds.
     std::string out;
     /// Leave the insides of bad stretches alone.
@@ -32,7 +32,7 @@ struct ValidateCommand {
 ExitStatus RunValidate(const ValidateCommand& command) {
     FindsUse finds(command.finds, command.image, command.skipBad);
     const std::string out = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
-    RequireOwnFile("--out", out, finds.image);
+    RequireOwnFile("--out", out, finds.medium->Files());
     if (IsSameFile(out, command.finds)) {
         throw Failure(ExitStatus::Usage, "--out names the finds file itself");
     }
@@ -41,7 +41,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
                       fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
     }
     GiveUpRootRights(Folder::Open(std::filesystem::absolute(out).parent_path()), false);
-    const Validation validation = ValidateWithFile(finds.medium, finds.journal.seen, finds.journal.header.caps,
+    const Validation validation = ValidateWithFile(*finds.medium, finds.journal.seen, finds.journal.header.caps,
                                                    FilePlace(out), {}, {finds.image, command.workers, command.quiet});
     if (!validation.complete) {
         Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
@@ -51,7 +51,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         Tell(OutcomesTable(validation));
     }
     const bool isLossless =
-        finds.IsWhole() && finds.medium.Unreadable().SectorCount() == 0 && validation.setAside.empty();
+        finds.IsWhole() && finds.medium->Unreadable().SectorCount() == 0 && validation.setAside.empty();
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 

@@ -172,7 +172,7 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
     text["pieces"] = all.pieces;
     return {{"record", "summary"},
             {"ended", complete ? "complete" : "stopped"},
-            {"image", origin.imagePath},
+            {"image", origin.image.path},
             {"image_size", medium.SizeInBytes()},
             {"sector_size", medium.SectorSize()},
             {"scan_complete", origin.scanComplete},

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/files/out_folder.h"
+#include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
 #include "host/say/failure.h"
@@ -14,7 +15,7 @@ namespace salvor {
 
 /// Where the finds of an extraction come from, for its report.
 struct FindsOrigin {
-    std::string imagePath;
+    ImageSpec image;
     std::string findsPath;
     /// The scan went over its whole range.
     bool scanComplete = false;

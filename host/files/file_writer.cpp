@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "host/files/sha256.h"
+#include "host/files/digest.h"
 
 namespace salvor {
 

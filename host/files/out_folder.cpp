@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -65,7 +66,7 @@ void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
     for (const char* name : {JobFile, LockFile, "report.jsonl", "report.jsonl.part", "skipped.jsonl",
                              "skipped.jsonl.part", "finds.jsonl", "outcomes.jsonl", "index.html", "index.html.part"}) {
         const bool isFinds = std::string_view(name) == "finds.jsonl";
-        if (IsSameFile(folder / name, inputs.imagePath) ||
+        if (IsAmong(folder / name, inputs.imageFiles) ||
             (!isFinds && !inputs.findsPath.empty() && IsSameFile(folder / name, inputs.findsPath))) {
             throw Refuse(ExitStatus::Usage, folder,
                          fmt::format("'{}' there is what this run reads, and a report would replace it", name));
@@ -75,8 +76,8 @@ void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
 
 }  // namespace
 
-void RefuseSameDevice(const fs::path& path, const std::string& imagePath) {
-    if (LiesOnDevice(path, imagePath)) {
+void RefuseSameDevice(const fs::path& path, const std::vector<std::string>& imageFiles) {
+    if (std::ranges::any_of(imageFiles, [&](const std::string& file) { return LiesOnDevice(path, file); })) {
         throw Refuse(ExitStatus::Usage, path,
                      "it lies on the device that is being recovered, and writing there destroys what is to be found; "
                      "name a place on another disk");
@@ -84,7 +85,7 @@ void RefuseSameDevice(const fs::path& path, const std::string& imagePath) {
 }
 
 OutFolder PrepareOutFolder(const fs::path& path, const JobIdentity& job, const RunInputs& inputs, FolderUse use) {
-    RefuseSameDevice(path, inputs.imagePath);
+    RefuseSameDevice(path, inputs.imageFiles);
     RefuseInputsAsOutputs(path, inputs);
     std::error_code error;
     const bool isNew = fs::create_directories(path, error);

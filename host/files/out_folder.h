@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "host/platform/folder.h"
 
@@ -27,13 +28,14 @@ enum class FolderUse {
 
 /// What a run reads and so never writes to.
 struct RunInputs {
-    std::string imagePath;
+    /// The files of the image.
+    std::vector<std::string> imageFiles;
     /// Empty if there is none yet.
     std::string findsPath;
 };
 
-/// Throws `Failure` (usage) if what is written at the path would lie on the block device `imagePath`.
-void RefuseSameDevice(const std::filesystem::path& path, const std::string& imagePath);
+/// Throws `Failure` (usage) if what is written at the path would lie on a block device among the image's files.
+void RefuseSameDevice(const std::filesystem::path& path, const std::vector<std::string>& imageFiles);
 
 /// A folder that a run writes into; no other run does as long as this exists.
 struct OutFolder {

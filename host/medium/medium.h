@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "host/medium/medium_source.h"
@@ -40,6 +41,11 @@ public:
     std::int32_t SectorSize() const { return sectorSize_; }
     /// A last sector that the medium fills in part counts as one.
     std::int64_t SectorCount() const { return sectorCount_; }
+    /// The paths of all files that it is read from.
+    std::vector<std::string> Files() const { return source_->Files(); }
+    ImageFormat Format() const { return source_->Format(); }
+    /// What it reads, or cannot read, as one, in bytes.
+    std::int32_t SourceSectorSize() const { return source_->SectorSize(); }
     std::optional<int> CopySource() const { return source_->CopySource(); }
     std::vector<int> Descriptors() const { return source_->Descriptors(); }
     bool SkipsInside() const { return policy_.skipInside; }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/medium/image_format.h"
 #include "host/platform/device.h"
 
 namespace salvor {
@@ -24,6 +25,11 @@ public:
 
     /// When it was opened; 1 at least.
     virtual std::int64_t Size() const = 0;
+
+    virtual ImageFormat Format() const { return ImageFormat::Raw; }
+
+    /// The paths of all files that the bytes come from.
+    virtual std::vector<std::string> Files() const { return {}; }
 
     /// What is read, or cannot be read, as one.
     virtual std::int32_t SectorSize() const { return 512; }
@@ -46,16 +52,9 @@ public:
     /// The descriptor of a regular file, from which the kernel can copy ranges by itself.
     virtual std::optional<int> CopySource() const { return std::nullopt; }
 
-    /// The open descriptors with which `OpenPassedImage` opens the same medium in another process; none for one that
-    /// can only be opened by name.
+    /// The open descriptors with which `OpenPassedImage` (host/medium/open_image.h) opens the same medium in another
+    /// process; none for one that can only be opened by name.
     virtual std::vector<int> Descriptors() const { return {}; }
 };
-
-/// Opens a regular file or a block device, read-only. Throws `Failure` (not started) with a clear line for a path that
-/// is missing, not readable, empty, a folder, a pipe or anything else.
-std::unique_ptr<MediumSource> OpenImage(const std::string& path);
-
-/// The same in a process that was given the descriptors. `path` is for messages.
-std::unique_ptr<MediumSource> OpenPassedImage(const std::string& path, std::span<const int> descriptors);
 
 }  // namespace salvor

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include <algorithm>
 #include <string>
 #include <system_error>
 
@@ -54,6 +55,10 @@ bool IsSameFile(const fs::path& a, const fs::path& b) {
     }
     const bool sameDevice = S_ISBLK(first.st_mode) && S_ISBLK(second.st_mode) && first.st_rdev == second.st_rdev;
     return sameDevice || (first.st_dev == second.st_dev && first.st_ino == second.st_ino);
+}
+
+bool IsAmong(const fs::path& path, const std::vector<std::string>& others) {
+    return std::ranges::any_of(others, [&](const std::string& other) { return IsSameFile(path, other); });
 }
 
 bool HoldsBytes(const fs::path& path) {

@@ -2,11 +2,16 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace salvor {
 
 /// True if both paths lead to one file or device.
 bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
+/// The same with one of several.
+bool IsAmong(const std::filesystem::path& path, const std::vector<std::string>& others);
 
 /// True for a regular file that is not empty.
 bool HoldsBytes(const std::filesystem::path& path);

@@ -21,34 +21,8 @@ constexpr int FirstVersion = 1;
 // Of starts, or of ranges, in one line.
 constexpr std::ptrdiff_t MostOfALine = 4096;
 
-// Paths are bytes and JSON is UTF-8: a path that is not valid UTF-8 is kept in hexadecimal.
-Json PathToJson(const std::string& path) {
-    try {
-        Json(path).dump();
-        return {{"path", path}};
-    } catch (const Json::exception&) {
-        std::string digits;
-        for (const char byte : path) {
-            digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
-        }
-        return {{"path_hex", digits}};
-    }
-}
-
-std::string PathFromJson(const Json& image) {
-    if (image.contains("path")) {
-        return image.at("path").get<std::string>();
-    }
-    const auto digits = image.at("path_hex").get<std::string>();
-    std::string path;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-        path += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    }
-    return path;
-}
-
 Json HeaderToJson(const JournalHeader& header) {
-    Json image = PathToJson(header.imagePath);
+    Json image = ImageSpecToJson(header.image);
     image["size"] = header.imageSize;
     Json json = {{"record", "header"},
                  {"format", FormatName},
@@ -74,7 +48,7 @@ JournalHeader HeaderFromJson(const Json& value) {
     if (!IsInteger(value.at("image"), "size") || !IsInteger(value, "sector_size")) {
         throw std::invalid_argument("sizes are whole numbers");
     }
-    header.imagePath = PathFromJson(value.at("image"));
+    header.image = ImageSpecFromJson(value.at("image"));
     header.imageSize = value.at("image").at("size").get<std::int64_t>();
     const auto sectorSize = value.at("sector_size").get<std::int64_t>();
     header.sectorSize = static_cast<std::int32_t>(std::clamp<std::int64_t>(sectorSize, 0, LargestSectorSize + 1));

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/medium/image_spec.h"
 #include "host/medium/sector_ranges.h"
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
@@ -14,7 +15,7 @@ namespace salvor {
 
 /// What a scan was asked to do: enough to repeat it or to extract its finds.
 struct JournalHeader {
-    std::string imagePath;
+    ImageSpec image;
     std::int64_t imageSize = 0;
     std::int32_t sectorSize = 512;
     std::int64_t blockSize = 0;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 
+#include "host/medium/open_image.h"
 #include "host/plan/size_rules.h"
 #include "host/platform/stop_request.h"
 #include "host/say/failure.h"
@@ -136,7 +137,7 @@ std::map<std::int32_t, std::int64_t> CapsOf(const ScanOptions& options, const st
 
 PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types) {
     JournalHeader header;
-    header.imagePath = std::filesystem::absolute(options.image).string();
+    header.image = Absolute(options.image);
     header.sectorSize = SectorSizeOf(options);
     header.blockSize = BlockSizeOf(options, header.sectorSize);
     header.types = types;
@@ -144,12 +145,11 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     const std::int64_t start = ParseNumber("--start", options.start);
     const std::optional<std::int64_t> length =
         options.length.empty() ? std::nullopt : std::optional(ParseNumber("--length", options.length));
-    auto medium = std::make_unique<Medium>(OpenImage(options.image), header.sectorSize,
-                                           FailurePolicy{options.skipBad, StopRequested});
+    auto medium = OpenMedium(options.image, header.sectorSize, {options.skipBad, StopRequested});
     header.imageSize = medium->SizeInBytes();
     const std::int64_t sectors = medium->SectorCount();
     if (start >= sectors) {
-        throw UsageError(fmt::format("--start: the image '{}' has sectors 0 to {}", options.image, sectors - 1));
+        throw UsageError(fmt::format("--start: the image '{}' has sectors 0 to {}", options.image.path, sectors - 1));
     }
     const std::int64_t left = sectors - start;
     header.range = {start, std::min(length.value_or(left), left)};

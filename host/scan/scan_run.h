@@ -12,7 +12,7 @@ namespace salvor {
 
 /// Where and how to look for files, as the person gave it.
 struct ScanOptions {
-    std::string image;
+    ImageSpec image;
     std::string sectorSize = "512";
     std::string blockSize = "1M";
     /// In sectors; an empty length goes to the medium's end.

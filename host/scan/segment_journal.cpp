@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "frame/contract/FileTypeCatalog.h"
-#include "host/files/sha256.h"
+#include "host/files/digest.h"
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
 #include "host/scan/journal.h"

@@ -7,7 +7,7 @@
 #include <array>
 #include <string_view>
 
-#include "host/files/sha256.h"
+#include "host/files/digest.h"
 #include "host/plan/size_rules.h"
 #include "host/report/json_lines.h"
 

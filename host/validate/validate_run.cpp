@@ -269,7 +269,7 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
     Validation validation;
     {
         Keeper keeper(writer, medium, how.quiet);
-        if (how.image.empty() && medium.Descriptors().empty()) {
+        if (how.image.path.empty() && medium.Descriptors().empty()) {
             OwnObserver observer(keeper, medium);
             std::ranges::for_each(known.known, [&](const KnownFinding& one) { keeper.Keep(one); });
             ValidateRequest request;

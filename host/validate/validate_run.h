@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/platform/file_place.h"
 #include "host/validate/validate_finds.h"
@@ -14,9 +15,9 @@ namespace salvor {
 std::string OutcomesPathOf(const std::string& findsPath);
 
 struct ValidateHow {
-    /// The image from which workers open the medium; if it is empty, and the medium has no descriptors to pass on, this
-    /// process looks at the medium itself.
-    std::string image;
+    /// The image from which workers open the medium; if it has no path, and the medium has no descriptors to pass on,
+    /// this process looks at the medium itself.
+    ImageSpec image;
     /// How many work at the same time; 0 for as many as there are cores.
     int workers = 0;
     bool quiet = false;

@@ -4,14 +4,14 @@
 
 namespace salvor {
 
-MediumAccess AccessTo(const Medium& medium, const std::string& path) {
-    return {path, medium.Descriptors(), medium.SectorSize(), medium.SkipsInside(), medium.Unreadable().Ranges()};
+MediumAccess AccessTo(const Medium& medium, const ImageSpec& image) {
+    return {image, medium.Descriptors(), medium.SectorSize(), medium.SkipsInside(), medium.Unreadable().Ranges()};
 }
 
 std::string ToLine(const Order& order) {
     return JsonLine({{"kind", order.kind},
                      {"what", order.what},
-                     {"path", order.medium.path},
+                     {"image", ImageSpecToJson(order.medium.image)},
                      {"sector_size", order.medium.sectorSize},
                      {"skip_bad", order.medium.skipBad},
                      {"unreadable", RangesToJson(order.medium.unreadable)},
@@ -23,7 +23,7 @@ Order OrderIn(const std::string& line) {
     Order order;
     order.kind = record.at("kind").get<std::string>();
     order.what = record.at("what");
-    order.medium.path = record.at("path").get<std::string>();
+    order.medium.image = ImageSpecFromJson(record.at("image"));
     order.medium.sectorSize = record.at("sector_size").get<std::int32_t>();
     order.medium.skipBad = record.at("skip_bad").get<bool>();
     const auto unreadable = RangesFromJson(record, "unreadable");

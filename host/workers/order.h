@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/report/json_lines.h"
 
@@ -12,7 +13,7 @@ namespace salvor {
 /// How another process opens a medium that this one has open.
 struct MediumAccess {
     /// For images that have no descriptors to pass on.
-    std::string path;
+    ImageSpec image;
     /// Those of `MediumSource::Descriptors`; the medium outlives the order.
     std::vector<int> descriptors;
     std::int32_t sectorSize = 512;
@@ -21,8 +22,8 @@ struct MediumAccess {
     std::vector<SectorRange> unreadable;
 };
 
-/// How a worker opens the medium that this process has opened from `path`.
-MediumAccess AccessTo(const Medium& medium, const std::string& path);
+/// How a worker opens the medium that this process has opened from `image`.
+MediumAccess AccessTo(const Medium& medium, const ImageSpec& image);
 
 /// What one worker process is to do.
 struct Order {

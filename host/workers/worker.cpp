@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 
+#include "host/medium/open_image.h"
 #include "host/platform/child_process.h"
 #include "host/platform/process.h"
 #include "host/platform/sandbox.h"
@@ -54,12 +55,12 @@ private:
     WorkerPage& page_;
 };
 
-std::unique_ptr<MediumSource> OpenOrdered(const std::string& path) {
+std::unique_ptr<MediumSource> OpenOrdered(const ImageSpec& image) {
     std::vector<int> descriptors;
     for (int descriptor = FirstMediumDescriptor; FileDescriptor::IsTaken(descriptor); ++descriptor) {
         descriptors.push_back(descriptor);
     }
-    return descriptors.empty() ? OpenImage(path) : OpenPassedImage(path, descriptors);
+    return descriptors.empty() ? OpenImage(image) : OpenPassedImage(image.path, descriptors);
 }
 
 void KeepText(WorkerPage& page, const std::string& text) {
@@ -73,7 +74,7 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds) {
     if (kind == kinds.end()) {
         throw Failure(ExitStatus::NotStarted, "no worker does '" + order.kind + "'");
     }
-    Medium medium(std::make_unique<NotedSource>(OpenOrdered(order.medium.path), page), order.medium.sectorSize,
+    Medium medium(std::make_unique<NotedSource>(OpenOrdered(order.medium.image), page), order.medium.sectorSize,
                   {order.medium.skipBad, [&page] {
                        return page.stop.load();
                    }});

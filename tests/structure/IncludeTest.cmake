@@ -27,7 +27,7 @@ foreach(family IN ITEMS containers media images documents text)
 endforeach()
 # Headers that the program's other rooms take from elsewhere. Those of the language have no suffix and no folder, and a
 # few of them show what differs between systems: error numbers, signals, files that open as text.
-set(program_libraries "^(fmt/(format|chrono)|pugixml|nlohmann/json|CLI/CLI|openssl/evp|zlib)\\.h(pp)?$")
+set(program_libraries "^(fmt/(format|chrono)|pugixml|nlohmann/json|CLI/CLI|openssl/evp|zlib|tsk/libtsk|libewf)\\.h(pp)?$")
 set(system_headers "^(cerrno|csignal|fstream)$")
 
 set(wrong "")

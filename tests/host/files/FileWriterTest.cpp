@@ -7,9 +7,10 @@
 
 #include <csignal>
 
-#include "host/files/sha256.h"
+#include "host/files/digest.h"
 #include "host/files/write_files.h"
 #include "host/medium/extent_source.h"
+#include "host/medium/open_image.h"
 #include "host/report/report.h"
 #include "tests/host/TestFiles.h"
 
@@ -46,7 +47,7 @@ protected:
     }
     std::unique_ptr<MediumSource> ImageOnDisk() {
         test::WriteFile(folder / "image", image);
-        return OpenImage((folder / "image").string());
+        return OpenImage({(folder / "image").string()});
     }
     static bool NeverStops(std::int64_t /*done*/) { return false; }
 };
@@ -200,7 +201,7 @@ TEST_F(FileWriterTest, KeepsOffTheImageItself) {
     fs::create_directory(folder / "png");
     test::WriteFile(folder / "png/f0.png", image);
     fs::create_hard_link(folder / "png/f0.png", folder / "png/f1.png.part");
-    Medium medium(OpenImage((folder / "png/f0.png").string()), 512);
+    Medium medium(OpenImage({(folder / "png/f0.png").string()}), 512);
     const Folder opened = Folder::Open(folder.Path());
     FileWriter writer(medium, opened, NeverStops);
     for (const std::int64_t start : {0, 1}) {

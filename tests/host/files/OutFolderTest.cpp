@@ -17,7 +17,7 @@ using test::TempFolder;
 
 ExitStatus StatusOf(const fs::path& folder, FolderUse use, const JobIdentity& job) {
     try {
-        PrepareOutFolder(folder, job, {job.imagePath, ""}, use);
+        PrepareOutFolder(folder, job, {{job.imagePath}, ""}, use);
         return ExitStatus::Done;
     } catch (const Failure& failure) {
         EXPECT_NE(std::string(failure.what()).find(folder.string()), std::string::npos);

@@ -20,7 +20,7 @@ const std::vector<Find> Finds{{Exif, 72, 50174}, {Png, 900, 28487}, {Jpg, -5, 0}
 
 JournalHeader HeaderFor(const std::string& image) {
     JournalHeader header;
-    header.imagePath = image;
+    header.image = {image, ImageFormat::Vhdx, image + ".map"};
     header.imageSize = 2097152;
     header.sectorSize = 520;
     header.blockSize = 1048320;
@@ -54,7 +54,7 @@ TEST(Journal, GivesBackWhatWasWritten) {
     for (const std::string image : {"/tmp/card.img", "/tmp/quote\"line\n.img", "/tmp/\xFF\xFEnot-utf8"}) {
         WriteJournal(folder / "finds", image, true);
         const Journal journal = ReadJournal(folder / "finds");
-        EXPECT_EQ(journal.header.imagePath, image);
+        EXPECT_EQ(journal.header.image, HeaderFor(image).image);
         EXPECT_EQ(journal.header.imageSize, 2097152);
         EXPECT_EQ(journal.header.sectorSize, 520);
         EXPECT_EQ(journal.header.blockSize, 1048320);

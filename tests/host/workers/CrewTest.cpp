@@ -7,6 +7,7 @@
 #include <map>
 #include <thread>
 
+#include "host/medium/open_image.h"
 #include "host/platform/folder.h"
 #include "host/platform/sandbox.h"
 #include "tests/host/TestFiles.h"
@@ -72,7 +73,7 @@ protected:
     CrewTest() {
         image_ = Pattern(4 * 512);
         WriteFile(folder_ / "image", image_);
-        medium_.emplace(OpenImage((folder_ / "image").string()), 512);
+        medium_.emplace(OpenImage({(folder_ / "image").string()}), 512);
     }
     ~CrewTest() override {
         unsetenv("SALVOR_TEST_FAULT");
@@ -83,7 +84,7 @@ protected:
         order.id = id;
         order.kind = kind;
         order.what = {{"subject", id}};
-        order.medium = AccessTo(*medium_, "the image");
+        order.medium = AccessTo(*medium_, {"the image"});
         return order;
     }
     std::string FirstBytes(std::int64_t sectors) const {

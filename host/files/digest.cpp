@@ -1,4 +1,4 @@
-#include "host/files/sha256.h"
+#include "host/files/digest.h"
 
 #include <fmt/format.h>
 
@@ -11,19 +11,19 @@ namespace {
 
 void Require(bool done) {
     if (!done) {
-        throw std::runtime_error("SHA-256 is not available in the cryptographic library");
+        throw std::runtime_error("a digest is not available in the cryptographic library");
     }
 }
 
 }  // namespace
 
-Sha256::Sha256() : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
-    Require(context_ && EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) == 1);
+Digest::Digest(const EVP_MD* algorithm) : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
+    Require(context_ && EVP_DigestInit_ex(context_.get(), algorithm, nullptr) == 1);
 }
 
-void Sha256::Add(const void* data, std::size_t length) { Require(EVP_DigestUpdate(context_.get(), data, length) == 1); }
+void Digest::Add(const void* data, std::size_t length) { Require(EVP_DigestUpdate(context_.get(), data, length) == 1); }
 
-std::string Sha256::Hex() {
+std::string Digest::Hex() {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     unsigned int length = 0;
     Require(EVP_DigestFinal_ex(context_.get(), digest.data(), &length) == 1);

@@ -1,0 +1,112 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "host/app/command.h"
+#include "host/app/options.h"
+#include "host/files/digest.h"
+#include "host/medium/ewf_facts.h"
+#include "host/medium/open_image.h"
+#include "host/plan/size_rules.h"
+#include "host/platform/stop_request.h"
+#include "host/say/progress.h"
+#include "host/say/say.h"
+
+namespace salvor {
+
+namespace {
+
+struct InfoCommand {
+    ImageSpec image;
+    bool verify = false;
+    bool quiet = false;
+};
+
+void TellFact(std::string_view name, std::string_view text) { Tell(fmt::format("{:<16} {}\n", name, Printable(text))); }
+
+void TellImage(const ImageSpec& image, const Medium& medium) {
+    const std::size_t files = medium.Files().size();
+    TellFact("image", image.path);
+    TellFact("format", fmt::format("{}{}", ImageFormatWord(medium.Format()),
+                                   files > 1 ? fmt::format(", {} files", files) : std::string()));
+    TellFact("size", fmt::format("{} bytes ({})", medium.SizeInBytes(), FormatSize(medium.SizeInBytes())));
+    TellFact("sector size", fmt::format("{} bytes", medium.SourceSectorSize()));
+}
+
+void TellAcquisition(const EwfFacts& facts) {
+    for (const auto& [name, text] : facts.acquisition) {
+        TellFact(name, text);
+    }
+    for (const auto& [name, digest] : {std::pair("stored MD5", facts.md5), std::pair("stored SHA-1", facts.sha1)}) {
+        if (!digest.empty()) {
+            TellFact(name, digest);
+        }
+    }
+}
+
+// Reads the whole medium and compares what it holds with the digests that the image keeps of it.
+ExitStatus Verify(Medium& medium, const EwfFacts& facts, bool quiet) {
+    if (facts.md5.empty() && facts.sha1.empty()) {
+        throw Failure(ExitStatus::Usage, "--verify: the image keeps no MD5 and no SHA-1 to compare with");
+    }
+    constexpr std::int64_t pieceBytes = std::int64_t{1} << 20U;
+    Md5 md5;
+    Sha1 sha1;
+    std::vector<std::uint8_t> piece(pieceBytes);
+    {
+        Progress progress("reading", medium.SizeInBytes(), quiet);
+        for (std::int64_t at = 0; at < medium.SizeInBytes(); at += pieceBytes) {
+            const auto length = static_cast<std::size_t>(std::min(pieceBytes, medium.SizeInBytes() - at));
+            medium.Read(at / medium.SectorSize(), piece.data(), pieceBytes / medium.SectorSize());
+            if (StopRequested() || medium.IsInterrupted()) {
+                return ExitStatus::Stopped;
+            }
+            md5.Add(piece.data(), length);
+            sha1.Add(piece.data(), length);
+            progress.Update(at + static_cast<std::int64_t>(length), {});
+        }
+    }
+    bool isRight = true;
+    for (const auto& [name, stored, read] :
+         {std::tuple("MD5", facts.md5, md5.Hex()), std::tuple("SHA-1", facts.sha1, sha1.Hex())}) {
+        if (!stored.empty()) {
+            isRight = isRight && stored == read;
+            TellFact(name, stored == read ? "is that of the medium's bytes" : fmt::format("differs: {}", read));
+        }
+    }
+    if (const std::int64_t lost = medium.Unreadable().SectorCount(); lost > 0) {
+        TellFact("unreadable", fmt::format("{} sectors", lost));
+    }
+    return isRight ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+ExitStatus RunInfo(const InfoCommand& command) {
+    const auto medium = OpenMedium(command.image, SmallestSectorSize, {false, StopRequested});
+    TellImage(command.image, *medium);
+    const EwfFacts facts = medium->Format() == ImageFormat::Ewf ? ReadEwfFacts(medium->Files()) : EwfFacts();
+    TellAcquisition(facts);
+    return command.verify ? Verify(*medium, facts, command.quiet) : ExitStatus::Done;
+}
+
+}  // namespace
+
+Command AddInfoCommand(CLI::App& program) {
+    const auto command = std::make_shared<InfoCommand>();
+    CLI::App* const line = program.add_subcommand("info", "Say what an image or a device is");
+    line->add_option("IMAGE", command->image.path, "Image file or block device; opened read-only")->required();
+    AddImageOptions(*line, command->image);
+    line->add_flag("--verify", command->verify, "Read all of an E01 image and compare it with the digests it keeps");
+    AddQuiet(*line, command->quiet);
+    line->footer("Example: salvor info disk.E01 --verify");
+    return {line, [command] {
+                return RunInfo(*command);
+            }};
+}
+
+}  // namespace salvor

@@ -1,0 +1,101 @@
+#include <fmt/format.h>
+#include <tsk/libtsk.h>
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+#include "host/medium/image_formats.h"
+#include "host/say/failure.h"
+
+namespace salvor {
+
+namespace {
+
+using TskImage = std::unique_ptr<TSK_IMG_INFO, decltype(&tsk_img_close)>;
+
+TSK_IMG_TYPE_ENUM TypeOf(ImageFormat format) {
+    switch (format) {
+        case ImageFormat::Ewf:
+            return TSK_IMG_TYPE_EWF_EWF;
+        case ImageFormat::Aff:
+            return TSK_IMG_TYPE_AFF_ANY;
+        case ImageFormat::Vmdk:
+            return TSK_IMG_TYPE_VMDK_VMDK;
+        case ImageFormat::Vhd:
+        case ImageFormat::Vhdx:
+            return TSK_IMG_TYPE_VHD_VHD;
+        default:
+            return TSK_IMG_TYPE_UNSUPP;
+    }
+}
+
+// The library's last error on this thread in one line.
+std::string LastError() {
+    constexpr std::size_t longest = 400;
+    const char* const text = tsk_error_get();
+    std::string line = text != nullptr ? text : "the library gives no reason";
+    std::ranges::replace(line, '\n', ' ');
+    line.resize(std::min(line.size(), longest));
+    return line;
+}
+
+class ContainerImage final : public MediumSource {
+public:
+    ContainerImage(TskImage image, ImageFormat format) : image_(std::move(image)), format_(format) {}
+
+    std::int64_t Size() const override { return image_->size; }
+    ImageFormat Format() const override { return format_; }
+    std::vector<std::string> Files() const override {
+        return {image_->images, image_->images + std::max(image_->num_img, 0)};
+    }
+
+    std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
+        const std::lock_guard lock(mutex_);
+        std::size_t done = ReadPiece(offset, buffer, length);
+        if (done == length) {
+            return done;
+        }
+        // A large read fails as a whole for one bad chunk; what lies in front of that is read in pieces, which the
+        // library keeps.
+        for (done = 0; done < length;) {
+            const std::int64_t at = offset + static_cast<std::int64_t>(done);
+            const std::size_t wanted = std::min(length - done, PieceBytes - static_cast<std::size_t>(at) % PieceBytes);
+            const std::size_t got = ReadPiece(at, buffer + done, wanted);
+            done += got;
+            if (got < wanted) {
+                break;
+            }
+        }
+        return done;
+    }
+
+private:
+    // The usual chunk of E01.
+    static constexpr std::size_t PieceBytes = std::size_t{32} << 10U;
+
+    std::size_t ReadPiece(std::int64_t offset, std::uint8_t* buffer, std::size_t length) {
+        const auto got = tsk_img_read(image_.get(), offset, static_cast<char*>(static_cast<void*>(buffer)), length);
+        return got > 0 ? static_cast<std::size_t>(got) : 0;
+    }
+
+    TskImage image_;
+    ImageFormat format_;
+    // The libraries below keep state between reads, and not all of them lock it.
+    std::mutex mutex_;
+};
+
+}  // namespace
+
+std::unique_ptr<MediumSource> OpenContainer(const std::string& path, ImageFormat format) {
+    tsk_error_reset();
+    TskImage image(tsk_img_open_utf8_sing(path.c_str(), TypeOf(format), 0), &tsk_img_close);
+    if (!image || image->size <= 0) {
+        const std::string why = image ? "it is empty" : LastError();
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("cannot read the image '{}' as {}: {}", path, ImageFormatWord(format), why));
+    }
+    return std::make_unique<ContainerImage>(std::move(image), format);
+}
+
+}  // namespace salvor
