@@ -19,6 +19,7 @@ struct Command {
 
 // Each adds its command with all options and help to the program's line.
 Command AddScanCommand(CLI::App& program);
+Command AddMergeCommand(CLI::App& program);
 Command AddValidateCommand(CLI::App& program);
 Command AddExtractCommand(CLI::App& program);
 Command AddRecoverCommand(CLI::App& program);

@@ -30,7 +30,8 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                   [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
     const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.medium->Files(), command.finds},
                                            command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
-    const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps};
+    const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps,
+                             SetAsideToJson(header, finds.journal.setAside)};
     const ExitStatus status = ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, out, command.quiet);
     // Of files that the finds do not name nobody knows.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;

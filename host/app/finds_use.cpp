@@ -47,7 +47,8 @@ FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad
 }
 
 bool FindsUse::IsWhole() const {
-    return journal.complete && journal.damagedLines == 0 && medium->SizeInBytes() >= journal.header.imageSize;
+    return journal.complete && journal.setAside.empty() && journal.damagedLines == 0 &&
+           medium->SizeInBytes() >= journal.header.imageSize;
 }
 
 void FindsUse::SayIfResized() const {

@@ -2,6 +2,7 @@
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
+#include "host/app/job_scan.h"
 #include "host/app/options.h"
 #include "host/say/say.h"
 #include "host/scan/journal.h"
@@ -13,6 +14,7 @@ namespace {
 struct RecoverCommand {
     ScanOptions scan;
     FilterOptions filter;
+    JobOptions job;
     std::string out;
     bool overwrite = false;
     bool quiet = false;
@@ -20,17 +22,24 @@ struct RecoverCommand {
 
 ExitStatus RunRecover(const RecoverCommand& command) {
     const PlanFilter filter = MakeFilter(command.filter);
-    PreparedScan scan = PrepareScan(command.scan, filter.types);
-    const OutFolder out = PrepareOutFolder(command.out, JobOf(scan.header), {scan.medium->Files(), ""},
-                                           command.overwrite ? FolderUse::Overwrite : FolderUse::New);
-    const FilePlace finds(out.folder, "finds.jsonl");
-    JournalWriter journal(finds, scan.header);
-    const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
+    JobScan scan = BeginJobScan(command.out, command.scan, filter.types, command.job, command.overwrite);
+    scan.quiet = command.quiet;
+    const OutFolder out =
+        PrepareOutFolder(command.out, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, scan.use);
+    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder);
+    if (!outcome.complete) {
+        Say("stopped before a file was written; the same command goes on");
+        return ExitStatus::Stopped;
+    }
+    FinishJobScan(scan, out.folder, outcome, false);
     if (!command.quiet) {
         Tell(ScanTable(outcome.summary));
     }
-    const FindsOrigin origin{scan.header.image, finds.Text(), outcome.complete, scan.header.caps};
-    return ExtractSeen(*scan.medium, outcome.seen, origin, filter, out, command.quiet);
+    const FilePlace finds(out.folder, JobFindsName);
+    const FindsOrigin origin{scan.scan.header.image, finds.Text(), true, scan.scan.header.caps,
+                             SetAsideToJson(scan.job.header, outcome.setAside)};
+    const ExitStatus status = ExtractSeen(*scan.scan.medium, outcome.seen, origin, filter, out, command.quiet);
+    return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 
 }  // namespace
@@ -43,7 +52,8 @@ Command AddRecoverCommand(CLI::App& program) {
     AddTypeOptions(*line, command->filter);
     AddSizeOptions(*line, command->filter);
     AddVerdictOptions(*line, command->filter);
-    AddOutOptions(*line, "new or empty", command->out, command->overwrite);
+    AddJobOptions(*line, command->job);
+    AddOutOptions(*line, "new, empty, or of a recovery that was stopped", command->out, command->overwrite);
     AddQuiet(*line, command->quiet);
     line->footer("Example: salvor recover card.img --out recovered --types jpg,png");
     return {line, [command] {

@@ -1,9 +1,13 @@
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <memory>
+#include <optional>
+#include <system_error>
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
+#include "host/app/job_scan.h"
 #include "host/app/options.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
@@ -17,38 +21,22 @@ namespace {
 struct ScanCommand {
     ScanOptions scan;
     FilterOptions filter;
+    JobOptions job;
     std::string report;
+    std::string folder;
+    std::string segment;
     bool overwrite = false;
     bool quiet = false;
 };
 
-// Where the finds of a scan go.
-FilePlace NewReport(const ScanCommand& command, const Medium& medium) {
-    if (command.report.empty()) {
-        throw Failure(ExitStatus::Usage, "scan needs --report: name a file for the finds, or - for standard output");
-    }
-    if (command.report == "-") {
-        return FilePlace::StandardOutput();
-    }
-    RequireOwnFile("--report", command.report, medium.Files());
-    if (HoldsBytes(command.report) && !command.overwrite) {
-        throw Failure(ExitStatus::Usage,
-                      fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
-                                  command.report));
-    }
-    return {command.report};
-}
+void SayThatItGoesOn() { Say("stopped; the same command goes on"); }
 
-ExitStatus StatusOf(const ScanOutcome& outcome) {
-    if (!outcome.complete) {
-        return ExitStatus::Stopped;
-    }
-    return outcome.summary.unreadable.empty() ? ExitStatus::Done : ExitStatus::Losses;
-}
-
-ExitStatus RunScan(const ScanCommand& command) {
+// To where the finds are written as they come, in this process.
+ExitStatus ScanInto(const FilePlace& report, const ScanCommand& command) {
     PreparedScan scan = PrepareScan(command.scan, SelectTypes(command.filter));
-    const FilePlace report = NewReport(command, *scan.medium);
+    if (command.report != "-") {
+        RequireOwnFile("--report", command.report, scan.medium->Files());
+    }
     JournalWriter journal(report, scan.header);
     GiveUpRootRights();
     const ScanOutcome outcome = RunScanWithJournal(scan, journal, command.quiet);
@@ -56,6 +44,94 @@ ExitStatus RunScan(const ScanCommand& command) {
         Tell(ScanTable(outcome.summary));
     }
     return StatusOf(outcome);
+}
+
+JobScan BeginIn(const std::filesystem::path& folder, const ScanCommand& command) {
+    JobScan scan = BeginJobScan(folder, command.scan, SelectTypes(command.filter), command.job, command.overwrite);
+    scan.quiet = command.quiet;
+    return scan;
+}
+
+ExitStatus TellEnd(const ScanOutcome& outcome, bool quiet) {
+    if (!outcome.complete) {
+        SayThatItGoesOn();
+    } else if (!quiet) {
+        Tell(ScanTable(outcome.summary));
+    }
+    return StatusOf(outcome);
+}
+
+// In a folder beside the report, which is gone when the report is complete.
+ExitStatus ScanBeside(const ScanCommand& command) {
+    const std::filesystem::path folder = command.report + ".job";
+    JobScan scan = BeginIn(folder, command);
+    RequireOwnFile("--report", command.report, scan.scan.medium->Files());
+    if (scan.isNew && HoldsBytes(command.report) && !command.overwrite) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
+                                  command.report));
+    }
+    // Made while the rights to do so are there.
+    JournalWriter journal(FilePlace(command.report), scan.scan.header);
+    const OutFolder out = PrepareOutFolder(folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, scan.use);
+    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder);
+    AddOutcome(journal, scan, outcome);
+    if (outcome.complete) {
+        std::error_code none;
+        std::filesystem::remove_all(folder, none);
+    }
+    return TellEnd(outcome, command.quiet);
+}
+
+ExitStatus ScanInFolder(const ScanCommand& command) {
+    const std::optional<Piece> piece =
+        command.segment.empty() ? std::nullopt : std::optional(ParsePiece(command.segment));
+    if (piece && command.overwrite) {
+        throw Failure(ExitStatus::Usage, "--overwrite would take away what was scanned of the other segments");
+    }
+    JobScan scan = BeginIn(command.folder, command);
+    const OutFolder out = PrepareOutFolder(command.folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""},
+                                           piece ? FolderUse::Share : scan.use);
+    if (piece) {
+        if (ScanJobPiece(scan, out.folder, *piece)) {
+            return ExitStatus::Done;
+        }
+        SayThatItGoesOn();
+        return ExitStatus::Stopped;
+    }
+    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder);
+    if (outcome.complete) {
+        FinishJobScan(scan, out.folder, outcome, true);
+    }
+    return TellEnd(outcome, command.quiet);
+}
+
+// A new file, or one in place of a file that is there. Links are followed and pipes written to as the scan goes on.
+bool IsPlainFile(const std::string& path) {
+    const auto type = std::filesystem::symlink_status(path).type();
+    return type == std::filesystem::file_type::not_found || type == std::filesystem::file_type::regular;
+}
+
+ExitStatus RunScan(const ScanCommand& command) {
+    if (command.report.empty() == command.folder.empty()) {
+        // What is wrong with the image is said first.
+        PrepareScan(command.scan, SelectTypes(command.filter));
+        throw Failure(ExitStatus::Usage,
+                      "scan needs --report or --job: name a file for the finds, - for standard output, or a folder");
+    }
+    if (!command.folder.empty()) {
+        return ScanInFolder(command);
+    }
+    if (!command.segment.empty()) {
+        throw Failure(ExitStatus::Usage, "--segment needs a folder that all segments share: --job DIR");
+    }
+    if (command.report == "-") {
+        return ScanInto(FilePlace::StandardOutput(), command);
+    }
+    if (IsPlainFile(command.report)) {
+        return ScanBeside(command);
+    }
+    return ScanInto(FilePlace(command.report), command);
 }
 
 }  // namespace
@@ -66,11 +142,17 @@ Command AddScanCommand(CLI::App& program) {
     AddScanOptions(*line, command->scan);
     AddSkipBad(*line, command->scan.skipBad);
     AddTypeOptions(*line, command->filter);
-    // What is wrong with the image is said first.
-    line->add_option("--report", command->report, "File for the finds, always needed; - for standard output");
-    line->add_flag("--overwrite", command->overwrite, "Replace a finds file that exists");
+    line->add_option("--report", command->report, "File for the finds; - for standard output");
+    line->add_option("--job", command->folder,
+                     "Folder for the finds and for what is scanned on the way; a scan that was begun there goes on");
+    line->add_option("--segment", command->segment,
+                     "Only a piece, as in 3/16, into a folder that all pieces share; 'salvor merge' joins them");
+    AddJobOptions(*line, command->job);
+    line->add_flag("--overwrite", command->overwrite, "Replace a finds file or a scan that exists");
     AddQuiet(*line, command->quiet);
-    line->footer("Example: salvor scan /dev/sdb --types jpg,png --report card.finds");
+    line->footer(
+        "A scan that was stopped goes on where it was when the same command is given again.\n"
+        "Example: salvor scan /dev/sdb --types jpg,png --report card.finds");
     return {line, [command] {
                 return RunScan(*command);
             }};

@@ -176,6 +176,7 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
             {"image_size", medium.SizeInBytes()},
             {"sector_size", medium.SectorSize()},
             {"scan_complete", origin.scanComplete},
+            {"set_aside", origin.setAside},
             {"files", all.files},
             {"already_there", totals.alreadyThere},
             {"of_earlier_runs", earlier.files},

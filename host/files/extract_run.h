@@ -9,6 +9,7 @@
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
+#include "host/report/json_lines.h"
 #include "host/say/failure.h"
 
 namespace salvor {
@@ -21,6 +22,8 @@ struct FindsOrigin {
     bool scanComplete = false;
     /// Caps in bytes that the person set, by factory index.
     std::map<std::int32_t, std::int64_t> caps;
+    /// What the scan has not looked for, and where.
+    std::vector<Json> setAside{};
 };
 
 /// Plans, writes and reports the files of what was validated into a prepared folder, telling the person how far it is

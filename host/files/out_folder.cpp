@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/platform/child_process.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
 #include "host/report/json_lines.h"
@@ -19,6 +20,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* JobFile = "job.json";
+// Of runs that share a folder, each has one of its own.
+constexpr const char* JobDraft = "job.json.part";
 constexpr const char* LockFile = "job.lock";
 
 Failure Refuse(ExitStatus status, const fs::path& folder, std::string_view why) {
@@ -40,21 +43,27 @@ void MarkWithJob(const Folder& folder, const JobIdentity& job) {
     if (BelongsToJob(folder, job)) {
         return;
     }
-    File file = folder.Create(JobFile);
+    const std::string draft = JobDraft + std::to_string(OwnProcessId());
+    File file = folder.Create(draft);
     const std::string line = JsonLine(JobToJson(job));
     if (!file.IsOpen() || !file.Write(line.data(), line.size()) || !file.Sync()) {
         throw Refuse(ExitStatus::NotStarted, folder.Path(), "no file can be written there: " + file.Error().Text());
+    }
+    if (const SystemError error = folder.Rename(draft, JobFile)) {
+        throw Refuse(ExitStatus::NotStarted, folder.Path(), "no file can be written there: " + error.Text());
     }
 }
 
 // A new file system has a folder of its own.
 bool IsEmpty(const Folder& folder) {
-    return !folder.AnyEntry([](const std::string& name) { return name != "lost+found" && name != LockFile; });
+    return !folder.AnyEntry([](const std::string& name) {
+        return name != "lost+found" && name != LockFile && !name.starts_with(JobDraft);
+    });
 }
 
 void RequireAllowed(const Folder& folder, const JobIdentity& job, FolderUse use) {
     const bool allowed =
-        use == FolderUse::Overwrite || IsEmpty(folder) || (use == FolderUse::GoOn && BelongsToJob(folder, job));
+        use == FolderUse::Overwrite || IsEmpty(folder) || (use != FolderUse::New && BelongsToJob(folder, job));
     if (!allowed) {
         throw Refuse(ExitStatus::Usage, folder.Path(),
                      "it is not empty; name a new folder, or pass --overwrite to write among what is there");
@@ -63,7 +72,7 @@ void RequireAllowed(const Folder& folder, const JobIdentity& job, FolderUse use)
 
 // An image that was put into the folder may bear the name of something that a run writes there.
 void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
-    for (const char* name : {JobFile, LockFile, "report.jsonl", "report.jsonl.part", "skipped.jsonl",
+    for (const char* name : {JobFile, LockFile, "scan.json", "report.jsonl", "report.jsonl.part", "skipped.jsonl",
                              "skipped.jsonl.part", "finds.jsonl", "outcomes.jsonl", "index.html", "index.html.part"}) {
         const bool isFinds = std::string_view(name) == "finds.jsonl";
         if (IsAmong(folder / name, inputs.imageFiles) ||
@@ -72,6 +81,17 @@ void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
                          fmt::format("'{}' there is what this run reads, and a report would replace it", name));
         }
     }
+}
+
+File TakeLock(const Folder& folder) {
+    File lock = folder.OpenLock(LockFile);
+    if (!lock.IsOpen()) {
+        throw Refuse(ExitStatus::NotStarted, folder.Path(), "no file can be made there: " + lock.Error().Text());
+    }
+    if (!lock.Lock()) {
+        throw Refuse(ExitStatus::NotStarted, folder.Path(), "another run is writing there; wait for its end");
+    }
+    return lock;
 }
 
 }  // namespace
@@ -98,13 +118,7 @@ OutFolder PrepareOutFolder(const fs::path& path, const JobIdentity& job, const R
     }
     RequireAllowed(folder, job, use);
     GiveUpRootRights(folder, isNew);
-    File lock = folder.OpenLock(LockFile);
-    if (!lock.IsOpen()) {
-        throw Refuse(ExitStatus::NotStarted, path, "no file can be made there: " + lock.Error().Text());
-    }
-    if (!lock.Lock()) {
-        throw Refuse(ExitStatus::NotStarted, path, "another run is writing there; wait for its end");
-    }
+    File lock = use == FolderUse::Share ? File(SystemError()) : TakeLock(folder);
     // Another run may have come and gone meanwhile.
     RequireAllowed(folder, job, use);
     const bool isOfJob = IsEmpty(folder) || BelongsToJob(folder, job);

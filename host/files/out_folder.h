@@ -22,6 +22,8 @@ enum class FolderUse {
     New,
     /// Nothing, or what an earlier run of the same job left.
     GoOn,
+    /// The same, while other runs write there too.
+    Share,
     /// Anything; files of the same names are replaced.
     Overwrite,
 };
@@ -37,9 +39,10 @@ struct RunInputs {
 /// Throws `Failure` (usage) if what is written at the path would lie on a block device among the image's files.
 void RefuseSameDevice(const std::filesystem::path& path, const std::vector<std::string>& imageFiles);
 
-/// A folder that a run writes into; no other run does as long as this exists.
+/// A folder that a run writes into; no other run does as long as this exists, unless it is shared.
 struct OutFolder {
     Folder folder;
+    /// Not open for a folder that is shared.
     File lock;
     /// It holds what earlier runs of the same job left, perhaps nothing.
     bool isOfJob = true;

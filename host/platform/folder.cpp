@@ -92,6 +92,8 @@ SystemError Folder::Remove(const std::string& name) const {
     return unlinkat(fd_.Get(), name.c_str(), 0) == 0 ? SystemError() : SystemError::Last();
 }
 
+void Folder::RemoveEmptyFolder(const std::string& name) const { unlinkat(fd_.Get(), name.c_str(), AT_REMOVEDIR); }
+
 std::optional<FileEntry> Folder::Entry(const std::string& name) const {
     struct stat info {};
     if (fstatat(fd_.Get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode)) {

@@ -59,6 +59,8 @@ public:
     /// Gives an entry another name, in place of the file that has it.
     SystemError Rename(const std::string& from, const std::string& to) const;
     SystemError Remove(const std::string& name) const;
+    /// Of this name, if nothing is in it.
+    void RemoveEmptyFolder(const std::string& name) const;
 
     /// What has this name; nothing if that is no regular file.
     std::optional<FileEntry> Entry(const std::string& name) const;

@@ -4,6 +4,7 @@
 #include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <fstream>
 #include <string>
 #include <system_error>
 
@@ -33,6 +34,27 @@ bool RestsOn(const fs::path& device, const fs::path& disk, int depth) {
         }
     }
     return false;
+}
+
+bool HasRotatingDisk(const fs::path& device, int depth) {
+    constexpr int deepestStack = 16;
+    char isRotating = '0';
+    std::ifstream(DiskOf(device) / "queue/rotational") >> isRotating;
+    std::error_code none;
+    if (isRotating == '1' || depth > deepestStack) {
+        return isRotating == '1';
+    }
+    const fs::directory_iterator slaves(device / "slaves", none);
+    return std::any_of(begin(slaves), end(slaves), [&](const fs::directory_entry& slave) {
+        const fs::path real = fs::canonical(slave.path(), none);
+        return !none && HasRotatingDisk(real, depth + 1);
+    });
+}
+
+// The system's folder of a device; empty if it has none.
+fs::path EntryOf(std::uint64_t device, const fs::path& sysBlock) {
+    std::error_code none;
+    return fs::canonical(sysBlock / (std::to_string(major(device)) + ':' + std::to_string(minor(device))), none);
 }
 
 // Of the deepest part of the path that exists.
@@ -70,14 +92,18 @@ bool IsOnDevice(std::uint64_t folderDevice, std::uint64_t imageDevice, const fs:
     if (folderDevice == imageDevice) {
         return true;
     }
-    const auto entry = [&](std::uint64_t device) {
-        std::error_code none;
-        const std::string name = std::to_string(major(device)) + ':' + std::to_string(minor(device));
-        return fs::canonical(sysBlock / name, none);
-    };
-    const fs::path folder = entry(folderDevice);
-    const fs::path image = entry(imageDevice);
+    const fs::path folder = EntryOf(folderDevice, sysBlock);
+    const fs::path image = EntryOf(imageDevice, sysBlock);
     return !folder.empty() && !image.empty() && RestsOn(folder, DiskOf(image), 0);
+}
+
+bool LiesOnRotatingDisk(const fs::path& path) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) {
+        return false;
+    }
+    const fs::path device = EntryOf(S_ISBLK(info.st_mode) ? info.st_rdev : info.st_dev, "/sys/dev/block");
+    return !device.empty() && HasRotatingDisk(device, 0);
 }
 
 bool LiesOnDevice(const fs::path& path, const fs::path& device) {

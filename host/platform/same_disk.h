@@ -19,6 +19,10 @@ bool HoldsBytes(const std::filesystem::path& path);
 /// True if what is written at the path would lie on the block device `device`. The path need not exist.
 bool LiesOnDevice(const std::filesystem::path& path, const std::filesystem::path& device);
 
+/// True if the file or block device lies on a disk whose heads must move between two places; false where the system
+/// does not tell.
+bool LiesOnRotatingDisk(const std::filesystem::path& path);
+
 /// True if a file system on device `folderDevice` takes its space from the block device `imageDevice`, directly, as a
 /// partition, or through mapped devices. Device numbers are those of `stat`; `sysBlock` is the folder that holds an
 /// entry "major:minor" for every block device.

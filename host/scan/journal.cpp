@@ -21,48 +21,16 @@ constexpr int FirstVersion = 1;
 // Of starts, or of ranges, in one line.
 constexpr std::ptrdiff_t MostOfALine = 4096;
 
-Json HeaderToJson(const JournalHeader& header) {
-    Json image = ImageSpecToJson(header.image);
-    image["size"] = header.imageSize;
-    Json json = {{"record", "header"},
-                 {"format", FormatName},
-                 {"version", FormatVersion},
-                 {"program", "salvor " SALVOR_VERSION},
-                 {"image", image}};
-    json.update(OptionsToJson(header));
-    return json;
-}
-
 bool IsInteger(const Json& record, const char* key) {
     const auto field = record.find(key);
     return field != record.end() && field->is_number_integer();
 }
 
-// Throws a JSON exception or std::invalid_argument if a field is missing or makes no sense.
-JournalHeader HeaderFromJson(const Json& value) {
-    JournalHeader header;
+void RequireFormat(const Json& value) {
     if (value.at("format") != FormatName ||
         (value.at("version") != FormatVersion && value.at("version") != FirstVersion)) {
         throw std::invalid_argument("another format");
     }
-    if (!IsInteger(value.at("image"), "size") || !IsInteger(value, "sector_size")) {
-        throw std::invalid_argument("sizes are whole numbers");
-    }
-    header.image = ImageSpecFromJson(value.at("image"));
-    header.imageSize = value.at("image").at("size").get<std::int64_t>();
-    const auto sectorSize = value.at("sector_size").get<std::int64_t>();
-    header.sectorSize = static_cast<std::int32_t>(std::clamp<std::int64_t>(sectorSize, 0, LargestSectorSize + 1));
-    header.blockSize = value.at("block_size").get<std::int64_t>();
-    header.range = {value.at("range").at("start").get<std::int64_t>(),
-                    value.at("range").at("length").get<std::int64_t>()};
-    header.types = value.at("types").get<std::vector<std::int32_t>>();
-    for (const auto& [type, cap] : value.at("options").at("caps").items()) {
-        header.caps[std::stoi(type)] = cap.get<std::int64_t>();
-    }
-    if (header.sectorSize < SmallestSectorSize || header.sectorSize > LargestSectorSize || header.imageSize < 1) {
-        throw std::invalid_argument("impossible sizes");
-    }
-    return header;
 }
 
 bool TakeStarts(const Json& record, Sightings& seen) {
@@ -89,6 +57,24 @@ void AddLines(std::string& text, const std::vector<Item>& items, Line&& line) {
     }
 }
 
+ScanGrid GridFor(const JournalHeader& header) {
+    return {header.range, std::max<std::int64_t>(header.blockSize / header.sectorSize, 1), header.types};
+}
+
+bool TakeSetAside(const Json& record, Journal& journal) {
+    const auto ranges = RangesFromJson(record, "sectors");
+    const ScanGrid grid = GridFor(journal.header);
+    if (!ranges || !IsInteger(record, "type") || !record.contains("why") || !record["why"].is_string()) {
+        return false;
+    }
+    for (const SectorRange& range : *ranges) {
+        journal.setAside.push_back({record["type"].get<std::int32_t>(),
+                                    {grid.BlockOf(range.first), grid.BlockOf(range.first + range.count - 1) + 1},
+                                    record["why"].get<std::string>()});
+    }
+    return true;
+}
+
 // False for a record that does not belong in a journal.
 bool TakeRecord(const Json& record, Journal& journal) {
     if (!record.is_object() || !record.contains("record") || !record["record"].is_string()) {
@@ -105,6 +91,8 @@ bool TakeRecord(const Json& record, Journal& journal) {
         }
         journal.seen.finds.push_back({static_cast<std::int32_t>(type), record["start_sector"].get<std::int64_t>(),
                                       record["size"].get<std::int64_t>()});
+    } else if (kind == "set_aside") {
+        return TakeSetAside(record, journal);
     } else if (kind == "summary") {
         journal.complete = record.contains("ended") && record["ended"] == "complete";
     } else {
@@ -114,6 +102,40 @@ bool TakeRecord(const Json& record, Journal& journal) {
 }
 
 }  // namespace
+
+Json HeaderToJson(const JournalHeader& header) {
+    Json image = ImageSpecToJson(header.image);
+    image["size"] = header.imageSize;
+    Json json = {{"record", "header"},
+                 {"format", FormatName},
+                 {"version", FormatVersion},
+                 {"program", "salvor " SALVOR_VERSION},
+                 {"image", image}};
+    json.update(OptionsToJson(header));
+    return json;
+}
+
+JournalHeader HeaderFromJson(const Json& value) {
+    JournalHeader header;
+    if (!IsInteger(value.at("image"), "size") || !IsInteger(value, "sector_size")) {
+        throw std::invalid_argument("sizes are whole numbers");
+    }
+    header.image = ImageSpecFromJson(value.at("image"));
+    header.imageSize = value.at("image").at("size").get<std::int64_t>();
+    const auto sectorSize = value.at("sector_size").get<std::int64_t>();
+    header.sectorSize = static_cast<std::int32_t>(std::clamp<std::int64_t>(sectorSize, 0, LargestSectorSize + 1));
+    header.blockSize = value.at("block_size").get<std::int64_t>();
+    header.range = {value.at("range").at("start").get<std::int64_t>(),
+                    value.at("range").at("length").get<std::int64_t>()};
+    header.types = value.at("types").get<std::vector<std::int32_t>>();
+    for (const auto& [type, cap] : value.at("options").at("caps").items()) {
+        header.caps[std::stoi(type)] = cap.get<std::int64_t>();
+    }
+    if (header.sectorSize < SmallestSectorSize || header.sectorSize > LargestSectorSize || header.imageSize < 1) {
+        throw std::invalid_argument("impossible sizes");
+    }
+    return header;
+}
 
 Json OptionsToJson(const JournalHeader& header) {
     Json caps = Json::object();
@@ -125,6 +147,17 @@ Json OptionsToJson(const JournalHeader& header) {
             {"range", {{"start", header.range.first}, {"length", header.range.count}}},
             {"types", header.types},
             {"options", {{"caps", caps}}}};
+}
+
+std::vector<Json> SetAsideToJson(const JournalHeader& header, const std::vector<BlocksSetAside>& setAside) {
+    std::vector<Json> list;
+    for (const BlocksSetAside& aside : setAside) {
+        list.push_back({{"type", aside.type},
+                        {"extension", aside.type == StartsType ? "" : ExtensionOf(aside.type)},
+                        {"sectors", RangesToJson({GridFor(header).SectorsOf(aside.blocks)})},
+                        {"why", aside.why}});
+    }
+    return list;
 }
 
 std::string SightingLines(const Sightings& seen) {
@@ -188,6 +221,17 @@ void JournalWriter::AddTextStart(std::int64_t sector) {
 
 void JournalWriter::WriteSightings() { log_.Add(SightingLines(std::exchange(sighted_, {}))); }
 
+void JournalWriter::AddSightings(const Sightings& seen) {
+    std::ranges::for_each(seen.finds, [this](const Find& find) { AddFind(find); });
+    log_.Add(SightingLines(seen));
+}
+
+void JournalWriter::AddSetAside(const Json& aside) {
+    Json record = {{"record", "set_aside"}};
+    record.update(aside);
+    log_.Add(JsonLine(record));
+}
+
 void JournalWriter::AddProgress(std::int64_t nextSector) {
     WriteSightings();
     log_.Add(fmt::format(R"({{"record":"progress","next_sector":{},"finds":{}}})"
@@ -240,7 +284,9 @@ Journal ReadJournal(const FilePlace& place) {
     }
     Journal journal;
     try {
-        journal.header = HeaderFromJson(ParseJsonLine(line));
+        const Json header = ParseJsonLine(line);
+        RequireFormat(header);
+        journal.header = HeaderFromJson(header);
     } catch (const std::exception&) {
         throw fail("its first line is not the header of a finds file");
     }

@@ -37,6 +37,15 @@ struct ScanSummary {
 /// What was asked of a scan, without where the image stands.
 Json OptionsToJson(const JournalHeader& header);
 
+/// The first record of a finds file.
+Json HeaderToJson(const JournalHeader& header);
+/// The same read back, whatever its format is called. Throws an exception of the JSON library or of the standard
+/// library if a field is missing or makes no sense.
+JournalHeader HeaderFromJson(const Json& value);
+
+/// For each, which sectors were not scanned for which type, and why.
+std::vector<Json> SetAsideToJson(const JournalHeader& header, const std::vector<BlocksSetAside>& setAside);
+
 /// Lines that tell of sectors which were seen: starts, starts of texts and what could not be read.
 std::string SightingLines(const Sightings& seen);
 
@@ -57,6 +66,10 @@ public:
     void AddTextStart(std::int64_t sector);
     /// These sectors, found since the last call, cannot be read.
     void AddUnreadable(const std::vector<SectorRange>& ranges);
+    /// What was seen, all at once.
+    void AddSightings(const Sightings& seen);
+    /// Sectors that were not scanned for a type, as `SetAsideToJson` tells of them.
+    void AddSetAside(const Json& aside);
     /// Everything before this sector, counted from 0, has been scanned.
     void AddProgress(std::int64_t nextSector);
     void AddSummary(const ScanSummary& summary);
@@ -76,6 +89,7 @@ private:
 struct Journal {
     JournalHeader header;
     Sightings seen;
+    std::vector<BlocksSetAside> setAside{};
     /// The scan went over its whole range and said so.
     bool complete = false;
     /// Lines that make no sense, among them a last line that was cut.

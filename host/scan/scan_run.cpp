@@ -13,6 +13,7 @@
 #include "host/say/failure.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/scan/scan_job.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {
@@ -156,15 +157,16 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     return {std::move(medium), std::move(header)};
 }
 
-ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool quiet) {
-    const JournalHeader& header = scan.header;
-    ScanRequest request;
-    request.range = header.range;
-    request.blockSectors = header.blockSize / header.sectorSize;
-    request.types = header.types;
-    request.caps = header.caps;
-    request.withStarts = true;
+PreparedScan ReopenScan(const JournalHeader& header, const ImageSpec& image, bool skipBad) {
+    PreparedScan scan;
+    scan.header = header;
+    scan.header.image = Absolute(image);
+    scan.medium = OpenMedium(image, header.sectorSize, {skipBad, StopRequested});
+    return scan;
+}
 
+ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool quiet) {
+    const ScanRequest request = RequestOf(scan.header);
     ScanOutcome outcome;
     const auto start = steady_clock::now();
     {
@@ -192,9 +194,12 @@ std::string ScanTable(const ScanSummary& summary) {
         table += fmt::format("{:<10} {:>10}\n", extension, count);
     }
     const double speed = summary.seconds > 0 ? static_cast<double>(summary.bytesScanned) / summary.seconds : 0;
-    table +=
-        fmt::format("{} {} finds in {} ({:.1f} s, {}/s)\n", summary.complete ? "scanned:" : "stopped:", finds,
-                    FormatSize(summary.bytesScanned), summary.seconds, FormatSize(static_cast<std::int64_t>(speed)));
+    table += fmt::format("{} {} finds in {}", summary.complete ? "scanned:" : "stopped:", finds,
+                         FormatSize(summary.bytesScanned));
+    // A scan that was complete before took no time.
+    table += summary.seconds > 0
+                 ? fmt::format(" ({:.1f} s, {}/s)\n", summary.seconds, FormatSize(static_cast<std::int64_t>(speed)))
+                 : "\n";
     std::int64_t unreadable = 0;
     for (const SectorRange& range : summary.unreadable) {
         unreadable += range.count;

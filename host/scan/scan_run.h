@@ -33,9 +33,13 @@ struct PreparedScan {
 /// Opens the image and checks the options. Throws `Failure` (usage or not started).
 PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types);
 
+/// Opens the image for a scan that was begun before. Throws `Failure` (not started).
+PreparedScan ReopenScan(const JournalHeader& header, const ImageSpec& image, bool skipBad);
+
 struct ScanOutcome {
     bool complete = false;
     Sightings seen;
+    std::vector<BlocksSetAside> setAside{};
     ScanSummary summary;
 };
 

@@ -127,12 +127,14 @@ public:
         ScanInSlices(
             block, shown, [](const Active* one) { return one->type; },
             [&](const Active* one, const SectorBlock& part) {
+                observer_.OnLook({part.firstSector - StreamStart, part.sectorCount}, one->type);
                 sink_.SetType(one->type);
                 sink_.KeepIn(keep(*one), part.firstSector - StreamStart);
                 one->scanner->ScanBlock(&part, &sink_);
             },
             [&](const SectorBlock& part) {
                 if (withStarts && !isZero) {
+                    observer_.OnLook({part.firstSector - StreamStart, part.sectorCount}, StartsType);
                     starts_.Look(
                         part.data, part.firstSector - StreamStart, part.sectorCount,
                         [&](std::int64_t sector) { observer_.OnStart(sector); },

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "host/medium/medium.h"
@@ -57,6 +58,8 @@ public:
     virtual void OnTextStart(std::int64_t /*sector*/) {}
     /// All sectors of the range before `nextSector` have been scanned.
     virtual void OnBlockDone(std::int64_t nextSector) = 0;
+    /// The scanner of a type, or what looks for starts, is about to be shown these sectors.
+    virtual void OnLook(SectorRange /*sectors*/, std::int32_t /*type*/) {}
     /// Asked before every block; true ends the scan.
     virtual bool StopRequested() = 0;
     /// Asked behind every block of a part that may end sooner; true ends it there.
@@ -79,6 +82,18 @@ struct ScanPart {
     bool mayEndSooner = false;
 };
 
+/// Stands for the starts where a scan names a type.
+inline constexpr std::int32_t StartsType = -1;
+
+/// Blocks in which the scanner of a type fails: nobody knows what it would have found there.
+struct BlocksSetAside {
+    std::int32_t type = 0;
+    BlockRange blocks;
+    /// For people: "crashed (signal 11)".
+    std::string why;
+    bool operator==(const BlocksSetAside&) const = default;
+};
+
 /// What a part of a scan has seen, as far as merging needs it.
 struct SegmentScan {
     /// All types were to scan these, and starts were looked for in them. Types that were not at rest then went on.
@@ -87,6 +102,7 @@ struct SegmentScan {
     std::vector<TypeScan> scans;
     /// What the observer was told, without the finds, which are in the scans.
     Sightings seen;
+    std::vector<BlocksSetAside> setAside{};
     bool operator==(const SegmentScan&) const = default;
 };
 

@@ -1,5 +1,7 @@
 #include "host/scan/segment_journal.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -9,7 +11,6 @@
 #include <utility>
 
 #include "frame/contract/FileTypeCatalog.h"
-#include "host/files/digest.h"
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
 #include "host/scan/journal.h"
@@ -25,10 +26,16 @@ constexpr int FormatVersion = 1;
 template <std::size_t Count>
 using Row = std::array<std::int64_t, Count>;
 
-// Lines on their way to a file, and their digest.
-class DigestedLines {
+// The cryptographic library opens files, which a worker may not.
+std::uint32_t AddToSum(std::uint32_t sum, const std::string& lines) {
+    return static_cast<std::uint32_t>(
+        crc32_z(sum, static_cast<const Bytef*>(static_cast<const void*>(lines.data())), lines.size()));
+}
+
+// Lines on their way to a file, and their checksum.
+class SummedLines {
 public:
-    explicit DigestedLines(File& file) : file_(file) {}
+    explicit SummedLines(File& file) : file_(file) {}
 
     void Add(const std::string& lines) {
         constexpr std::size_t mostPending = std::size_t{1} << 20U;
@@ -40,25 +47,25 @@ public:
 
     bool End() {
         Flush();
-        const std::string last = JsonLine({{"record", "end"}, {"sha256", digest_.Hex()}});
+        const std::string last = JsonLine({{"record", "end"}, {"crc32", sum_}});
         return isWritten_ && file_.Write(last.data(), last.size());
     }
 
 private:
     void Flush() {
         const std::string lines = std::exchange(pending_, {});
-        digest_.Add(lines.data(), lines.size());
+        sum_ = AddToSum(sum_, lines);
         isWritten_ = isWritten_ && file_.Write(lines.data(), lines.size());
     }
 
     File& file_;
-    Sha256 digest_;
+    std::uint32_t sum_ = 0;
     std::string pending_;
     bool isWritten_ = true;
 };
 
 template <class Items, class ToRow>
-void AddRows(DigestedLines& lines, const char* record, const Items& items, ToRow&& toRow) {
+void AddRows(SummedLines& lines, const char* record, const Items& items, ToRow&& toRow) {
     constexpr std::size_t mostOfALine = 4096;
     Json rows = Json::array();
     for (const auto& item : items) {
@@ -70,7 +77,7 @@ void AddRows(DigestedLines& lines, const char* record, const Items& items, ToRow
     }
 }
 
-void AddScan(DigestedLines& lines, const TypeScan& scan) {
+void AddScan(SummedLines& lines, const TypeScan& scan) {
     lines.Add(JsonLine({{"record", "scan"}, {"type", scan.type}, {"rows", {{scan.blocks.first, scan.blocks.end}}}}));
     AddRows(lines, "restless", scan.restless, [](BlockRange range) { return Row<2>{range.first, range.end}; });
     AddRows(lines, "guessed", scan.guessed, [](std::int64_t block) { return Row<1>{block}; });
@@ -137,6 +144,12 @@ void TakeRecord(const Json& record, const ScanGrid& grid, SegmentScan& segment) 
     } else if (kind == "restless" || kind == "guessed" || kind == "finds") {
         Require(!segment.scans.empty());
         TakeOfScan(record, grid, segment.scans.back());
+    } else if (kind == "set_aside") {
+        const auto type = record.at("type").get<std::int64_t>();
+        Require(StartsType <= type && type < FileTypeCount && RowsOf<2>(record).size() == 1);
+        segment.setAside.push_back({static_cast<std::int32_t>(type),
+                                    BlocksOf(RowsOf<2>(record).front(), grid.BlockCount()),
+                                    record.at("why").get<std::string>()});
     } else {
         Require(TakeSightings(record, segment.seen));
     }
@@ -159,7 +172,7 @@ std::string WhyOfAnother(const Json& header, const ScanKey& key) {
 }  // namespace
 
 bool WriteSegment(File& file, const ScanKey& key, const SegmentScan& segment) {
-    DigestedLines lines(file);
+    SummedLines lines(file);
     lines.Add(JsonLine({{"record", "header"},
                         {"format", FormatName},
                         {"version", FormatVersion},
@@ -171,6 +184,12 @@ bool WriteSegment(File& file, const ScanKey& key, const SegmentScan& segment) {
     for (const TypeScan& scan : segment.scans) {
         AddScan(lines, scan);
     }
+    for (const BlocksSetAside& aside : segment.setAside) {
+        lines.Add(JsonLine({{"record", "set_aside"},
+                            {"type", aside.type},
+                            {"why", aside.why},
+                            {"rows", {{aside.blocks.first, aside.blocks.end}}}}));
+    }
     lines.Add(SightingLines(segment.seen));
     return lines.End();
 }
@@ -179,7 +198,7 @@ SegmentRead ReadSegment(File& file, const ScanKey& key, const ScanGrid& grid) {
     const SegmentRead damaged{std::nullopt, "it is cut or damaged"};
     LineReader lines(file);
     std::string line;
-    Sha256 digest;
+    std::uint32_t sum = 0;
     SegmentScan segment;
     bool isFirst = true;
     try {
@@ -193,13 +212,13 @@ SegmentRead ReadSegment(File& file, const ScanKey& key, const ScanGrid& grid) {
                 segment.blocks = BlocksOf(RowsOf<2>(record).at(0), grid.BlockCount());
                 isFirst = false;
             } else if (record.at("record") == "end") {
-                const bool isWhole = record.at("sha256") == digest.Hex() && !lines.Next(line);
+                const bool isWhole = record.at("crc32") == sum && !lines.Next(line);
                 return isWhole ? SegmentRead{std::move(segment), ""} : damaged;
             } else {
                 TakeRecord(record, grid, segment);
             }
             line += '\n';
-            digest.Add(line.data(), line.size());
+            sum = AddToSum(sum, line);
         }
     } catch (const std::exception&) {
         return damaged;

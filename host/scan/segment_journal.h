@@ -22,8 +22,8 @@ struct ScanKey {
     bool operator==(const ScanKey&) const = default;
 };
 
-/// Writes the journal of a part: JSON lines, the last of which holds a digest of those in front of it. False, with the
-/// reason in `file`, when it cannot be written; it is not synced.
+/// Writes the journal of a part: JSON lines, the last of which holds a checksum of those in front of it. False, with
+/// the reason in `file`, when it cannot be written; it is not synced.
 bool WriteSegment(File& file, const ScanKey& key, const SegmentScan& segment);
 
 /// A segment journal as read back.

@@ -10,9 +10,6 @@ namespace salvor {
 
 namespace {
 
-// Stands for the starts among the types that have blocks to scan.
-constexpr std::int32_t Starts = -1;
-
 // What of `blocks` is in none of the ranges.
 std::vector<BlockRange> Uncovered(BlockRange blocks, std::vector<BlockRange> ranges) {
     std::ranges::sort(ranges, {}, &BlockRange::first);
@@ -46,9 +43,9 @@ void CutAtSetAside(TypeScan& scan, BlockRange blocks) {
     }
 }
 
-MissingPart PartBetween(const ScanGrid& grid, const MissingScan& missing, std::span<const SetAside> setAside) {
+MissingPart PartBetween(const ScanGrid& grid, const MissingScan& missing, std::span<const BlocksSetAside> setAside) {
     ScanPart part = PartFor(grid, missing);
-    for (const SetAside& aside : setAside) {
+    for (const BlocksSetAside& aside : setAside) {
         if (aside.type != missing.type) {
             continue;
         }
@@ -95,8 +92,8 @@ BlockRange PieceOf(const ScanGrid& grid, std::int64_t number, std::int64_t count
 }
 
 std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::span<const SegmentScan> segments,
-                                std::span<const SetAside> setAside, std::int64_t segmentBlocks) {
-    std::map<std::int32_t, std::vector<BlockRange>> covered{{Starts, {}}};
+                                std::int64_t segmentBlocks) {
+    std::map<std::int32_t, std::vector<BlockRange>> covered{{StartsType, {}}};
     for (const std::int32_t type : grid.types) {
         covered[type];
     }
@@ -105,11 +102,11 @@ std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::sp
             covered[scan.type].push_back(segment.blocks);
         }
         if (segment.withStarts) {
-            covered[Starts].push_back(segment.blocks);
+            covered[StartsType].push_back(segment.blocks);
         }
-    }
-    for (const SetAside& aside : setAside) {
-        covered[aside.type].push_back(aside.blocks);
+        for (const BlocksSetAside& aside : segment.setAside) {
+            covered[aside.type].push_back(aside.blocks);
+        }
     }
     std::map<std::pair<std::int64_t, std::int64_t>, OpenPart> open;
     for (auto& [type, ranges] : covered) {
@@ -118,8 +115,8 @@ std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::sp
                 const std::int64_t end = std::min((range.first / segmentBlocks + 1) * segmentBlocks, range.end);
                 OpenPart& part = open[{range.first, end}];
                 part.blocks = {range.first, end};
-                part.withStarts = part.withStarts || type == Starts;
-                if (type != Starts) {
+                part.withStarts = part.withStarts || type == StartsType;
+                if (type != StartsType) {
                     part.types.push_back(type);
                 }
                 range.first = end;
@@ -141,13 +138,14 @@ SegmentScan SegmentOfZeros(const ScanGrid& grid, BlockRange blocks) {
     return segment;
 }
 
-JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments,
-                        std::span<const SetAside> setAside) {
+JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments) {
     std::vector<TypeScan> scans;
+    std::vector<BlocksSetAside> setAside;
     for (const SegmentScan& segment : segments) {
         std::ranges::copy(segment.scans, std::back_inserter(scans));
+        std::ranges::copy(segment.setAside, std::back_inserter(setAside));
     }
-    for (const SetAside& aside : setAside) {
+    for (const BlocksSetAside& aside : setAside) {
         for (TypeScan& scan : scans) {
             if (scan.type == aside.type) {
                 CutAtSetAside(scan, aside.blocks);
@@ -163,6 +161,19 @@ JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segme
     joined.seen.finds = std::move(merged.finds);
     AddSightings(joined.seen, segments);
     return joined;
+}
+
+std::int64_t NextSetAside(const ScanGrid& grid, std::span<const SegmentScan> segments,
+                          std::span<const std::int32_t> types, std::int64_t block) {
+    std::int64_t next = grid.BlockCount();
+    for (const SegmentScan& segment : segments) {
+        for (const BlocksSetAside& aside : segment.setAside) {
+            if (aside.blocks.first >= block && std::ranges::find(types, aside.type) != types.end()) {
+                next = std::min(next, aside.blocks.first);
+            }
+        }
+    }
+    return next;
 }
 
 }  // namespace salvor

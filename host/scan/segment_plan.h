@@ -9,13 +9,6 @@
 
 namespace salvor {
 
-/// Blocks in which scanners of a type fail: nobody knows what it would have found there.
-struct SetAside {
-    std::int32_t type = 0;
-    BlockRange blocks;
-    bool operator==(const SetAside&) const = default;
-};
-
 /// Blocks that some types have still to scan.
 struct OpenPart {
     BlockRange blocks;
@@ -32,9 +25,10 @@ std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize);
 /// pieces without any.
 BlockRange PieceOf(const ScanGrid& grid, std::int64_t number, std::int64_t count);
 
-/// What of these blocks is in no segment, by first block; in pieces that end at multiples of `segmentBlocks`.
+/// What of these blocks is in no segment and not set aside, by first block; in pieces that end at multiples of
+/// `segmentBlocks`.
 std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::span<const SegmentScan> segments,
-                                std::span<const SetAside> setAside, std::int64_t segmentBlocks);
+                                std::int64_t segmentBlocks);
 
 /// A segment of blocks that are known to be zeros: nothing is found there.
 SegmentScan SegmentOfZeros(const ScanGrid& grid, BlockRange blocks);
@@ -53,7 +47,10 @@ struct JoinedScan {
 
 /// Puts segments together as `MergeScans` does. A scan ends in front of what is set aside for its type, and another
 /// begins behind, as if the medium ended and began there.
-JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments,
-                        std::span<const SetAside> setAside);
+JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments);
+
+/// The first block from `block` on that is set aside for one of the types; the scan's end if none is.
+std::int64_t NextSetAside(const ScanGrid& grid, std::span<const SegmentScan> segments,
+                          std::span<const std::int32_t> types, std::int64_t block);
 
 }  // namespace salvor

@@ -1,12 +1,15 @@
 #include <array>
 
+#include "host/scan/scan_order.h"
 #include "host/validate/validate_worker.h"
 #include "host/workers/worker.h"
 
 namespace salvor {
 
 std::span<const WorkerKind> WorkerKinds() {
-    static constexpr std::array kinds{WorkerKind{ValidateOrderKind, ValidateInWorker}};
+    // One row for each step that works in workers.
+    static constexpr std::array kinds{WorkerKind{ScanOrderKind, ScanPartOrdered},
+                                      WorkerKind{ValidateOrderKind, ValidateInWorker}};
     return kinds;
 }
 

@@ -22,6 +22,7 @@ SegmentScan SegmentOfTwo() {
     segment.scans = {{.type = Doc, .blocks = {2, 9}, .restless = {{3, 5}, {9, 10}}, .guessed = {2, 3, 8}},
                      {.type = Png, .blocks = {2, 11}, .finds = {{{Png, 125, 0}, 120}, {{Png, -7, 1LL << 60}, 209}}}};
     segment.seen = {{}, {121, 180}, {{130, 3}, {150, 1}}, {{140, 20}}};
+    segment.setAside = {{StartsType, {5, 6}, "crashed"}};
     return segment;
 }
 
@@ -57,12 +58,12 @@ TEST(SegmentJournal, IsWholeOrOfNoUse) {
 
 TEST(SegmentPlan, OpensWhatNoSegmentCovers) {
     using Parts = std::vector<OpenPart>;
-    const auto open = [](const std::vector<SegmentScan>& segments, const std::vector<SetAside>& aside) {
-        return OpenParts(Grid, {0, 40}, segments, aside, 25);
+    const auto open = [](const std::vector<SegmentScan>& segments) {
+        return OpenParts(Grid, {0, 40}, segments, 25);
     };
-    EXPECT_EQ(open({}, {}), (Parts{{{0, 25}, {Doc, Png}, true}, {{25, 40}, {Doc, Png}, true}}));
-    SegmentScan alone{{0, 12}, false, {{.type = Png, .blocks = {0, 15}}}, {}};
-    EXPECT_EQ(open({SegmentOfTwo(), alone, SegmentOfZeros(Grid, {20, 50})}, {{Doc, {0, 1}}}),
+    EXPECT_EQ(open({}), (Parts{{{0, 25}, {Doc, Png}, true}, {{25, 40}, {Doc, Png}, true}}));
+    const SegmentScan alone{{0, 12}, false, {{.type = Png, .blocks = {0, 15}}}, {}, {{Doc, {0, 1}, "hung"}}};
+    EXPECT_EQ(open({SegmentOfTwo(), alone, SegmentOfZeros(Grid, {20, 50})}),
               (Parts{{{0, 2}, {}, true}, {{1, 2}, {Doc}, false}, {{9, 20}, {Doc}, true}, {{12, 20}, {Png}, false}}));
     EXPECT_EQ(PieceOf(Grid, 3, 16), (BlockRange{12, 18}));
     EXPECT_EQ(PieceOf(Grid, 16, 16).end, Grid.BlockCount());
@@ -77,28 +78,29 @@ TEST(SegmentPlan, JoinsAroundWhatIsSetAside) {
                         .guessed = {blocks.first},
                         .finds = {{{Png, sector, 1}, sector}}};
     };
-    const std::vector<SetAside> aside{{Png, {50, 51}}};
     std::vector<SegmentScan> segments{SegmentOfZeros(Grid, {0, 100})};
     segments[0].scans.pop_back();
+    segments[0].setAside = {{Png, {50, 51}, "hung"}};
     segments.push_back({{0, 50}, true, {scan({0, 50}, 150)}, {}});
     segments.push_back({{51, 60}, true, {scan({51, 60}, 650)}, {}});
     segments.push_back({{60, 100}, true, {scan({60, 100}, 950)}, {}});
     // The second scan is not at rest where the third begins, and nothing in front of the third tells what it guesses.
-    JoinedScan joined = JoinSegments(Grid, segments, aside);
+    JoinedScan joined = JoinSegments(Grid, segments);
     ASSERT_EQ(joined.missing.size(), 1U);
     EXPECT_EQ(joined.missing[0].part.from, 59);
     segments.push_back({{51, 61}, false, {{.type = Png, .blocks = {51, 61}, .guessed = {51}}}, {}});
-    joined = JoinSegments(Grid, segments, aside);
+    joined = JoinSegments(Grid, segments);
     EXPECT_TRUE(joined.missing.empty());
     EXPECT_EQ(joined.seen.finds, (std::vector<Find>{{Png, 150, 1}, {Png, 950, 1}}));
 
     segments = {SegmentOfZeros(Grid, {70, 100})};
-    for (const MissingPart& missing :
-         JoinSegments(Grid, segments, std::vector{aside[0], SetAside{Doc, {0, 70}}}).missing) {
+    segments[0].setAside = {{Png, {50, 51}, "hung"}, {Doc, {0, 70}, "hung"}};
+    for (const MissingPart& missing : JoinSegments(Grid, segments).missing) {
         EXPECT_EQ(missing.type, Png);
         EXPECT_EQ(missing.part.from, 0);
         EXPECT_EQ(missing.part.last, 50);
     }
+    EXPECT_EQ(NextSetAside(Grid, segments, std::vector{Png}, 51), 100);
 }
 
 }  // namespace

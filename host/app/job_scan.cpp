@@ -1,0 +1,350 @@
+#include "host/app/job_scan.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "host/plan/size_rules.h"
+#include "host/platform/same_disk.h"
+#include "host/platform/stop_request.h"
+#include "host/say/say.h"
+#include "host/scan/scanners.h"
+#include "host/scan/segment_plan.h"
+#include "host/scan/segment_run.h"
+#include "host/scan/segment_store.h"
+
+namespace salvor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* FindsDraft = "finds.jsonl.part";
+
+std::optional<std::int64_t> ParseCount(std::string_view text, std::int64_t most) {
+    std::int64_t number = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isGood = error == std::errc() && stop == text.data() + text.size() && number >= 1 && number <= most;
+    return isGood ? std::optional(number) : std::nullopt;
+}
+
+int WorkersFor(const JobOptions& options, const Medium& medium) {
+    constexpr int most = 1024;
+    if (!options.jobs.empty()) {
+        const auto count = ParseCount(options.jobs, most);
+        if (!count) {
+            throw Failure(ExitStatus::Usage,
+                          fmt::format("--jobs: '{}' is no number of workers from 1 to {}", options.jobs, most));
+        }
+        return static_cast<int>(*count);
+    }
+    // Heads that go to and fro between two places read less than from one.
+    return std::ranges::any_of(medium.Files(), LiesOnRotatingDisk)
+               ? 1
+               : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most);
+}
+
+std::int64_t SegmentBlocksFor(const JobOptions& options, const JournalHeader& header) {
+    const ScanGrid grid = GridOf(RequestOf(header));
+    if (options.segmentSize.empty()) {
+        return SegmentBlocks(grid, header.sectorSize);
+    }
+    const auto size = ParseSize(options.segmentSize);
+    if (!size) {
+        throw Failure(ExitStatus::Usage, fmt::format("--segment-size: '{}' is no size", options.segmentSize));
+    }
+    return std::max<std::int64_t>(*size / header.blockSize, 1);
+}
+
+void RequireSameMedium(const fs::path& folder, const ScanJob& job, const MediumIdentity& now, const std::string& image,
+                       bool mayHaveChanged) {
+    const std::string change = ChangeOf(job.medium, now);
+    if (change.empty()) {
+        return;
+    }
+    if (!mayHaveChanged) {
+        throw Failure(
+            ExitStatus::Usage,
+            fmt::format("the image '{}' has changed since the scan in '{}' began: {}; name another folder, or "
+                        "pass --changed-medium to go on all the same",
+                        image, folder.string(), change));
+    }
+    Say("the image '{}' has changed since the scan began: {}", image, change);
+}
+
+// An option of the scan that a folder was begun with.
+struct KeptOption {
+    const char* name;
+    // As given now, and in the folder.
+    bool isDefault;
+    bool isSame;
+    std::string kept;
+};
+
+std::string Text(const std::vector<std::int32_t>& types) {
+    return types == AllTypes() ? "all types" : fmt::format("{}", fmt::join(types, ","));
+}
+
+std::string Text(const std::map<std::int32_t, std::int64_t>& caps) {
+    std::string text;
+    for (const auto& [type, cap] : caps) {
+        text += fmt::format("{}{}={}", text.empty() ? "" : ",", type, cap);
+    }
+    return text;
+}
+
+std::vector<KeptOption> Compare(const ScanOptions& options, const JournalHeader& asked, const JournalHeader& kept) {
+    const ScanOptions defaults;
+    return {
+        {"--sector-size", options.sectorSize == defaults.sectorSize, asked.sectorSize == kept.sectorSize,
+         std::to_string(kept.sectorSize)},
+        {"--block-size", options.blockSize == defaults.blockSize, asked.blockSize == kept.blockSize,
+         std::to_string(kept.blockSize)},
+        {"--start", options.start == defaults.start, asked.range.first == kept.range.first,
+         std::to_string(kept.range.first)},
+        {"--length", options.length.empty(), asked.range.count == kept.range.count, std::to_string(kept.range.count)},
+        {"--types", asked.types.size() == AllTypes().size(), asked.types == kept.types, Text(kept.types)},
+        {"--cap", options.caps.empty(), asked.caps == kept.caps, Text(kept.caps)}};
+}
+
+// Refuses what was asked for and is not what the folder was begun with; options that were not given are taken over.
+void RequireSameOptions(const fs::path& folder, const ScanOptions& options, const JournalHeader& asked,
+                        const JournalHeader& kept) {
+    for (const KeptOption& option : Compare(options, asked, kept)) {
+        if (option.isSame) {
+            continue;
+        }
+        if (!option.isDefault) {
+            throw Failure(
+                ExitStatus::Usage,
+                fmt::format("the scan in '{}' was begun with {} {}; leave the option out to go on with it, or "
+                            "name another folder",
+                            folder.string(), option.name, option.kept.empty() ? "as it is by default" : option.kept));
+        }
+        Say("goes on with {} {}", option.name, option.kept.empty() ? "as it is by default" : option.kept);
+    }
+}
+
+// Nothing but what a run makes before it scans.
+bool IsBarelyBegun(const Folder& folder) {
+    return !folder.AnyEntry([](const std::string& name) {
+        return name != "job.json" && name != "job.lock" && !name.starts_with("job.json.part") &&
+               !name.starts_with("scan.json.");
+    });
+}
+
+SegmentRunOptions RunOptionsOf(const JobScan& scan, const ScanGrid& grid) {
+    SegmentRunOptions options;
+    options.request = RequestOf(scan.job.header);
+    options.image = scan.scan.header.image;
+    options.blocks = {0, grid.BlockCount()};
+    options.segmentBlocks = scan.job.segmentBlocks;
+    options.workers = scan.workers;
+    options.quiet = scan.quiet;
+    return options;
+}
+
+SegmentStore StoreOf(JobScan& scan, const Folder& folder) {
+    SegmentStore store(folder, KeyOf(scan.job), GridOf(RequestOf(scan.job.header)));
+    if (scan.isNew) {
+        store.Clear();
+        folder.Remove(JobFindsName);
+        WriteScanJob(folder, scan.job);
+        scan.isNew = false;
+    }
+    return store;
+}
+
+ScanOutcome OutcomeOf(SegmentRunResult result, const JobScan& scan) {
+    ScanOutcome outcome;
+    outcome.complete = result.isComplete;
+    outcome.seen = std::move(result.seen);
+    outcome.setAside = std::move(result.setAside);
+    outcome.summary.complete = result.isComplete;
+    const SectorRange range = scan.job.header.range;
+    outcome.summary.bytesScanned =
+        std::min((range.first + range.count) * scan.job.header.sectorSize, scan.scan.medium->SizeInBytes()) -
+        range.first * scan.job.header.sectorSize;
+    for (const Find& find : outcome.seen.finds) {
+        ++outcome.summary.findsByType[find.type];
+    }
+    outcome.summary.unreadable = outcome.seen.unreadable;
+    scan.scan.medium->NoteUnreadable(outcome.seen.unreadable);
+    return outcome;
+}
+
+std::optional<ScanOutcome> FinishedBefore(const JobScan& scan, const Folder& folder) {
+    if (scan.isNew || !folder.Entry(JobFindsName)) {
+        return std::nullopt;
+    }
+    Journal journal = ReadJournal(FilePlace(folder, JobFindsName));
+    if (!journal.complete || journal.damagedLines > 0) {
+        return std::nullopt;
+    }
+    SegmentRunResult result{true, std::move(journal.seen), std::move(journal.setAside)};
+    return OutcomeOf(std::move(result), scan);
+}
+
+ScanOutcome RunTimed(JobScan& scan, const SegmentStore& store) {
+    const auto start = std::chrono::steady_clock::now();
+    ScanOutcome outcome = OutcomeOf(RunSegments(*scan.scan.medium, store, RunOptionsOf(scan, store.Grid())), scan);
+    outcome.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return outcome;
+}
+
+}  // namespace
+
+void AddJobOptions(CLI::App& command, JobOptions& options) {
+    command.add_option("--jobs", options.jobs,
+                       "Worker processes; as many as cores if not given, but one for a disk that rotates");
+    command.add_flag("--changed-medium", options.changedMedium,
+                     "Go on although the image has changed since the scan began");
+    // For tests: without a group it is not in the help.
+    command.add_option("--segment-size", options.segmentSize)->group("");
+}
+
+JobScan BeginJobScan(const fs::path& folder, const ScanOptions& options, const std::vector<std::int32_t>& types,
+                     const JobOptions& jobOptions, bool anew) {
+    JobScan begun;
+    begun.scan = PrepareScan(options, types);
+    begun.workers = WorkersFor(jobOptions, *begun.scan.medium);
+    const Folder there = Folder::Open(folder);
+    const std::optional<ScanJob> kept = there.IsOpen() && !anew ? ReadScanJob(there) : std::nullopt;
+    const MediumIdentity identity = IdentityOf(*begun.scan.medium);
+    if (!kept) {
+        begun.job = MakeScanJob(begun.scan.header, identity, SegmentBlocksFor(jobOptions, begun.scan.header));
+        begun.use = anew                                     ? FolderUse::Overwrite
+                    : there.IsOpen() && IsBarelyBegun(there) ? FolderUse::GoOn
+                                                             : FolderUse::New;
+        return begun;
+    }
+    begun.isNew = false;
+    begun.use = FolderUse::GoOn;
+    RequireSameMedium(folder, *kept, identity, options.image.path, jobOptions.changedMedium);
+    RequireSameOptions(folder, options, begun.scan.header, kept->header);
+    begun.scan = ReopenScan(kept->header, options.image, options.skipBad);
+    begun.job = *kept;
+    return begun;
+}
+
+JobScan ReopenJobScan(const fs::path& folder, const ImageSpec& image, const JobOptions& jobOptions) {
+    const Folder there = Folder::Open(folder);
+    const std::optional<ScanJob> kept = there.IsOpen() ? ReadScanJob(there) : std::nullopt;
+    if (!kept) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("no scan was begun in '{}'; 'salvor scan IMAGE --job {}' begins one", folder.string(),
+                                  ShellWord(folder.string())));
+    }
+    JobScan begun;
+    begun.scan = ReopenScan(kept->header, image.path.empty() ? kept->header.image : image, false);
+    begun.job = *kept;
+    begun.workers = WorkersFor(jobOptions, *begun.scan.medium);
+    begun.isNew = false;
+    begun.use = FolderUse::GoOn;
+    RequireSameMedium(folder, *kept, IdentityOf(*begun.scan.medium), begun.scan.header.image.path,
+                      jobOptions.changedMedium);
+    return begun;
+}
+
+Piece ParsePiece(const std::string& text) {
+    constexpr std::int64_t mostPieces = 1000000;
+    const std::size_t slash = text.find('/');
+    const auto number = ParseCount(std::string_view(text).substr(0, slash), mostPieces);
+    const auto count =
+        slash == std::string::npos ? std::nullopt : ParseCount(std::string_view(text).substr(slash + 1), mostPieces);
+    if (!number || !count || *number > *count) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("--segment: '{}' is no piece of a scan; write 3/16 for the third of 16", text));
+    }
+    return {*number, *count};
+}
+
+bool ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
+    const SegmentStore store = StoreOf(scan, folder);
+    SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
+    options.blocks = PieceOf(store.Grid(), piece.number, piece.count);
+    options.join = false;
+    return RunSegments(*scan.scan.medium, store, options).isComplete;
+}
+
+ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder) {
+    if (auto finished = FinishedBefore(scan, folder)) {
+        return *std::move(finished);
+    }
+    const SegmentStore store = StoreOf(scan, folder);
+    try {
+        return RunTimed(scan, store);
+    } catch (const Failure& failure) {
+        if (failure.Status() != ExitStatus::NotStarted) {
+            throw;
+        }
+        Say("{}; scanning goes on in this process, where a fault ends it", failure.what());
+        store.Clear();
+    }
+    JournalWriter journal(FilePlace(folder, FindsDraft), scan.scan.header);
+    return RunScanWithJournal(scan.scan, journal, scan.quiet);
+}
+
+ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder) {
+    const SegmentStore store = StoreOf(scan, folder);
+    const ScanGrid& grid = store.Grid();
+    const auto open = OpenParts(grid, {0, grid.BlockCount()}, store.ReadAll(), scan.job.segmentBlocks);
+    SectorRangeSet left;
+    for (const OpenPart& part : open) {
+        const SectorRange sectors = grid.SectorsOf(part.blocks);
+        if (scan.scan.medium->ZeroSectorsFrom(sectors.first) < sectors.count) {
+            left.Add(sectors);
+        }
+    }
+    if (const auto ranges = left.Ranges(); !ranges.empty()) {
+        const SectorRange first = ranges.front();
+        throw Failure(
+            ExitStatus::NotStarted,
+            fmt::format("{} sectors are not scanned yet, the first of them {} to {}; scan the pieces that are "
+                        "missing, or all that is left with 'salvor scan {} --job {}'",
+                        left.SectorCount(), first.first, first.first + first.count - 1,
+                        ShellWord(scan.scan.header.image.path), ShellWord(folder.Path().string())));
+    }
+    return RunTimed(scan, store);
+}
+
+void AddOutcome(JournalWriter& journal, const JobScan& scan, const ScanOutcome& outcome) {
+    journal.AddSightings(outcome.seen);
+    for (const Json& aside : SetAsideToJson(scan.job.header, outcome.setAside)) {
+        journal.AddSetAside(aside);
+    }
+    journal.AddSummary(outcome.summary);
+    journal.Sync();
+}
+
+void FinishJobScan(JobScan& scan, const Folder& folder, const ScanOutcome& outcome, bool keepsSegments) {
+    if (!FinishedBefore(scan, folder)) {
+        // They take their name once all of them are on stable storage.
+        JournalWriter journal(FilePlace(folder, FindsDraft), scan.scan.header);
+        AddOutcome(journal, scan, outcome);
+        if (const SystemError error = folder.Rename(FindsDraft, JobFindsName)) {
+            throw Failure(ExitStatus::Losses,
+                          fmt::format("cannot store the finds in '{}': {}", folder.Path().string(), error.Text()));
+        }
+        folder.SyncEntries();
+    }
+    if (!keepsSegments) {
+        StoreOf(scan, folder).Clear();
+        folder.RemoveEmptyFolder(SegmentStore::FolderName);
+    }
+}
+
+ExitStatus StatusOf(const ScanOutcome& outcome) {
+    if (!outcome.complete) {
+        return ExitStatus::Stopped;
+    }
+    return outcome.summary.unreadable.empty() && outcome.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+}  // namespace salvor

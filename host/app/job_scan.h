@@ -1,0 +1,82 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/files/out_folder.h"
+#include "host/platform/folder.h"
+#include "host/say/failure.h"
+#include "host/scan/scan_job.h"
+#include "host/scan/scan_run.h"
+
+namespace salvor {
+
+/// How a scan is done in a folder, as the person gave it.
+struct JobOptions {
+    /// Worker processes; empty for as many as the machine has cores, but one for a disk that rotates.
+    std::string jobs;
+    /// Of a segment; empty for what suits the medium.
+    std::string segmentSize;
+    /// Go on although the medium has changed.
+    bool changedMedium = false;
+};
+
+void AddJobOptions(CLI::App& command, JobOptions& options);
+
+/// The name of the finds in a job's folder.
+inline constexpr const char* JobFindsName = "finds.jsonl";
+
+/// A scan that begins in a folder or goes on there.
+struct JobScan {
+    PreparedScan scan;
+    ScanJob job;
+    int workers = 1;
+    /// Nothing of it is in the folder yet.
+    bool isNew = true;
+    bool quiet = false;
+    /// What the folder may hold.
+    FolderUse use = FolderUse::New;
+};
+
+/// Opens the image and finds out whether the folder, which need not exist, holds a scan to go on with; that is told to
+/// the person where it has other options than the defaults. `anew` begins another one in its place. Throws `Failure`:
+/// usage for options that are not those of the scan that is there, and for a medium that has changed since.
+JobScan BeginJobScan(const std::filesystem::path& folder, const ScanOptions& options,
+                     const std::vector<std::int32_t>& types, const JobOptions& jobOptions, bool anew);
+
+/// The scan that is in the folder, on the image that it was begun on, or on `image` if its
+/// path is not empty. Throws `Failure` if there is none.
+JobScan ReopenJobScan(const std::filesystem::path& folder, const ImageSpec& image, const JobOptions& jobOptions);
+
+/// One of the pieces into which a scan is cut for several machines; counts from 1.
+struct Piece {
+    std::int64_t number = 1;
+    std::int64_t count = 1;
+};
+
+/// From "3/16". Throws `Failure` (usage).
+Piece ParsePiece(const std::string& text);
+
+/// Scans what is left of a piece. False if the person stopped it.
+bool ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece);
+
+/// Scans what is left and joins all. Where no worker process can be started it scans in this one. What an earlier run
+/// has finished is taken from its finds file.
+ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder);
+
+/// Joins what has been scanned. Throws `Failure` (not started) naming what is left to scan.
+ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder);
+
+/// Adds all that a scan has seen to a journal, and syncs it.
+void AddOutcome(JournalWriter& journal, const JobScan& scan, const ScanOutcome& outcome);
+
+/// Writes the finds of a scan that is complete to its folder; its segments are removed unless they are to be kept.
+void FinishJobScan(JobScan& scan, const Folder& folder, const ScanOutcome& outcome, bool keepsSegments);
+
+/// The exit status of a scan that lost or did not finish something.
+ExitStatus StatusOf(const ScanOutcome& outcome);
+
+}  // namespace salvor

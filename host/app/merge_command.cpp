@@ -1,0 +1,54 @@
+#include <memory>
+#include <string>
+
+#include "host/app/command.h"
+#include "host/app/finds_use.h"
+#include "host/app/job_scan.h"
+#include "host/app/options.h"
+#include "host/say/say.h"
+
+namespace salvor {
+
+namespace {
+
+struct MergeCommand {
+    std::string folder;
+    ImageSpec image;
+    JobOptions job;
+    bool quiet = false;
+};
+
+ExitStatus RunMerge(const MergeCommand& command) {
+    JobScan scan = ReopenJobScan(command.folder, command.image, command.job);
+    scan.quiet = command.quiet;
+    const OutFolder out =
+        PrepareOutFolder(command.folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, FolderUse::GoOn);
+    const ScanOutcome outcome = JoinJobScan(scan, out.folder);
+    if (!outcome.complete) {
+        Say("stopped; the same command goes on");
+        return ExitStatus::Stopped;
+    }
+    FinishJobScan(scan, out.folder, outcome, true);
+    if (!command.quiet) {
+        Tell(ScanTable(outcome.summary));
+    }
+    return StatusOf(outcome);
+}
+
+}  // namespace
+
+Command AddMergeCommand(CLI::App& program) {
+    const auto command = std::make_shared<MergeCommand>();
+    CLI::App* const line = program.add_subcommand("merge", "Join the segments of a scan that several machines made");
+    line->add_option("DIR", command->folder, "The folder that 'salvor scan --segment' was given as --job")->required();
+    line->add_option("--image", command->image.path, "The image, if it is not where the scan found it");
+    AddImageOptions(*line, command->image);
+    AddJobOptions(*line, command->job);
+    AddQuiet(*line, command->quiet);
+    line->footer("Example: salvor merge /shared/case12");
+    return {line, [command] {
+                return RunMerge(*command);
+            }};
+}
+
+}  // namespace salvor

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "host/report/json_lines.h"
+#include "host/scan/scan_session.h"
+#include "host/scan/segment_journal.h"
+#include "host/workers/worker.h"
+
+namespace salvor {
+
+/// Names what `ScanPartOrdered` does among the kinds of orders.
+inline constexpr const char* ScanOrderKind = "scan";
+
+/// A part of a scan for a worker process to look at.
+struct ScanOrder {
+    ScanRequest request;
+    ScanPart part;
+    ScanKey key;
+    /// After this time a part that may end sooner does.
+    double seconds = 0;
+};
+
+Json ToJson(const ScanOrder& order);
+
+/// Scans the ordered part and writes its journal to the order's file. False if it was stopped and has nothing to write.
+/// Throws `Failure` when the journal cannot be written.
+bool ScanPartOrdered(Worker& worker);
+
+}  // namespace salvor

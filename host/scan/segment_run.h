@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/medium/image_spec.h"
+#include "host/medium/medium.h"
+#include "host/scan/segment_plan.h"
+#include "host/scan/segment_store.h"
+
+namespace salvor {
+
+/// A scan in worker processes.
+struct SegmentRunOptions {
+    ScanRequest request;
+    /// For workers that open the image themselves.
+    ImageSpec image;
+    /// These blocks are scanned.
+    BlockRange blocks;
+    std::int64_t segmentBlocks = 1;
+    int workers = 1;
+    bool quiet = false;
+    /// Join the segments of the whole scan; all blocks must have been scanned or be among those to scan.
+    bool join = true;
+};
+
+struct SegmentRunResult {
+    /// Everything was done that was asked for.
+    bool isComplete = false;
+    /// Of the joined segments.
+    Sightings seen;
+    std::vector<BlocksSetAside> setAside;
+};
+
+/// Scans what the store lacks, telling the person how far it is, until that is done or the person stops it. A worker
+/// that fails costs the blocks and the type it fails in; the person is told. Throws `Failure`: not started if no worker
+/// gets to work, losses if the store cannot be written.
+SegmentRunResult RunSegments(Medium& medium, const SegmentStore& store, const SegmentRunOptions& options);
+
+}  // namespace salvor

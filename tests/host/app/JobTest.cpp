@@ -1,0 +1,186 @@
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include "tests/host/TestFiles.h"
+
+// Scans in worker processes: however many there are, whatever befalls them, the finds are those of one scan.
+
+namespace salvor {
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using namespace test;
+
+const std::string Card = "'" SALVOR_SAMPLES_DIR "/card.img'";
+// So that the small card has many segments.
+const std::string Cut = " --quiet --block-size 64K --segment-size 192K ";
+constexpr std::int64_t Png = 46;
+
+std::string Quoted(const fs::path& path) { return "'" + path.string() + "'"; }
+
+struct Seen {
+    std::vector<json> finds;
+    std::vector<std::int64_t> starts;
+    std::set<std::int64_t> textStarts;
+    std::vector<json> setAside;
+    bool operator==(const Seen&) const = default;
+};
+
+Seen SeenIn(const fs::path& finds) {
+    Seen seen;
+    for (const json& record : ReadLines(finds)) {
+        if (record["record"] == "find") {
+            seen.finds.push_back(record);
+        } else if (record["record"] == "set_aside") {
+            seen.setAside.push_back(record);
+        } else if (record["record"] == "starts") {
+            std::ranges::copy(record["sectors"], std::back_inserter(seen.starts));
+        } else if (record["record"] == "text_starts") {
+            for (const json& range : record["sectors"]) {
+                for (std::int64_t i = 0; i < range["count"]; ++i) {
+                    seen.textStarts.insert(range["first"].get<std::int64_t>() + i);
+                }
+            }
+        }
+    }
+    return seen;
+}
+
+// What one scan in one process sees.
+Seen SeenByOne(const TempFolder& folder) {
+    const ProgramRun run = RunProgram("scan " + Card + " --quiet --block-size 64K --report -");
+    EXPECT_EQ(run.status, 0) << run.errors;
+    WriteFile(folder / "one", run.output);
+    return SeenIn(folder / "one");
+}
+
+TEST(Job, GivesTheSameFindsHoweverItIsCut) {
+    const TempFolder folder;
+    const Seen one = SeenByOne(folder);
+    ASSERT_GT(one.finds.size(), 40U);
+    ASSERT_GT(one.starts.size(), 10U);
+    for (const int jobs : {1, 2, 3, 7}) {
+        for (const char* size : {"64K", "448K", "4M"}) {
+            const std::string cut = fmt::format(" --jobs {} --segment-size {} ", jobs, size);
+            const fs::path finds = folder / fmt::format("finds-{}-{}", jobs, size);
+            const ProgramRun run =
+                RunProgram("scan " + Card + " --quiet --block-size 64K --report " + Quoted(finds) + cut);
+            ASSERT_EQ(run.status, 0) << run.errors;
+            EXPECT_EQ(SeenIn(finds), one) << cut;
+            EXPECT_FALSE(fs::exists(finds.string() + ".job"));
+        }
+    }
+}
+
+TEST(Job, GoesOnWhereItWasKilled) {
+    const TempFolder folder;
+    const std::string to = " --exclude txt --jobs 2 --out ";
+    ASSERT_EQ(RunProgram("recover " + Card + Cut + to + Quoted(folder / "whole")).status, 0);
+    const std::string out = to + Quoted(folder / "out");
+    ProgramRun run;
+    for (int tenths = 1; tenths < 60 && run.status != 0; tenths += 1 + tenths / 4) {
+        run = RunProgram("recover " + Card + Cut + out, fmt::format("timeout -s KILL {}", tenths / 10.0));
+    }
+    run = RunProgram("recover " + Card + " --quiet" + out);
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(SeenIn(folder / "out/finds.jsonl"), SeenIn(folder / "whole/finds.jsonl"));
+    const auto files = [](const fs::path& path) {
+        std::vector<json> records = ReadLines(path / "report.jsonl");
+        std::erase_if(records, [](const json& record) { return record["record"] != "file"; });
+        return records;
+    };
+    EXPECT_EQ(files(folder / "out"), files(folder / "whole"));
+}
+
+TEST(Job, AFaultCostsABlockOfOneType) {
+    const TempFolder folder;
+    const Seen one = SeenByOne(folder);
+    for (const char* fault : {"crash", "hang", "memory", "open"}) {
+        const fs::path finds = folder / fault;
+        const ProgramRun run =
+            RunProgram("scan " + Card + Cut + "--report " + Quoted(finds),
+                       fmt::format("env SALVOR_TEST_PATIENCE=400 SALVOR_TEST_FAULT={}:{}:1000", fault, Png));
+        EXPECT_EQ(run.status, 1) << run.errors;
+        EXPECT_NE(run.errors.find("png (type 46)"), std::string::npos) << run.errors;
+        Seen seen = SeenIn(finds);
+        ASSERT_EQ(seen.setAside.size(), 1U) << fault;
+        EXPECT_EQ(seen.setAside[0]["sectors"], json::parse(R"([{"first":896,"count":128}])"));
+        seen.setAside.clear();
+        // No PNG of the card lies there.
+        EXPECT_EQ(seen, one) << fault;
+    }
+}
+
+TEST(Job, JoinsSegmentsOfSeveralMachines) {
+    const TempFolder folder;
+    const std::string scan =
+        "scan " + Card + " --quiet --block-size 64K --job " + Quoted(folder / "job") + " --segment ";
+    const std::string merge = "merge --quiet " + Quoted(folder / "job");
+    EXPECT_EQ(RunProgram(merge).status, 3);
+    for (const char* piece : {"3/3", "1/3", "3/3"}) {
+        EXPECT_EQ(RunProgram(scan + piece).status, 0);
+    }
+    const ProgramRun early = RunProgram(merge);
+    EXPECT_EQ(early.status, 3);
+    EXPECT_NE(early.errors.find("not scanned yet"), std::string::npos) << early.errors;
+    EXPECT_EQ(RunProgram(scan + "2/3").status, 0);
+    EXPECT_EQ(RunProgram(merge).status, 0);
+    const Seen one = SeenByOne(folder);
+    EXPECT_EQ(SeenIn(folder / "job/finds.jsonl"), one);
+
+    for (const char* piece : {"17/16", "0/3", "3", "1/x"}) {
+        EXPECT_EQ(RunProgram(scan + piece).status, 2) << piece;
+    }
+    // A journal that is damaged is done again, and only then are there finds once more.
+    fs::remove(folder / "job/finds.jsonl");
+    const fs::path journal = fs::directory_iterator(folder / "job/segments")->path();
+    Bytes bytes = ReadFile(journal);
+    bytes[bytes.size() / 2] ^= 4U;
+    WriteFile(journal, bytes);
+    const ProgramRun again = RunProgram("scan " + Card + " --job " + Quoted(folder / "job"));
+    EXPECT_EQ(again.status, 0);
+    EXPECT_NE(again.errors.find("is not used: it is cut or damaged"), std::string::npos) << again.errors;
+    EXPECT_EQ(SeenIn(folder / "job/finds.jsonl"), one);
+}
+
+TEST(Job, GoesOnWithWhatItWasBegunWithOnly) {
+    const TempFolder folder;
+    fs::copy_file(SALVOR_SAMPLES_DIR "/card.img", folder / "image");
+    const std::string scan = "scan " + Quoted(folder / "image") + " --quiet --job " + Quoted(folder / "job");
+    ASSERT_EQ(RunProgram(scan + " --types png --segment 1/2").status, 0);
+    const auto refused = [&](const std::string& arguments, const char* text) {
+        const ProgramRun run = RunProgram(arguments);
+        return (run.status == 2 || run.status == 3) && run.errors.find(text) != std::string::npos &&
+               std::ranges::count(run.errors, '\n') == 1;
+    };
+    EXPECT_TRUE(refused(scan + " --types jpg", "begun with --types"));
+    EXPECT_TRUE(refused(scan + " --cap 1M --types png", "begun with --cap"));
+    fs::resize_file(folder / "image", 3 << 20);
+    EXPECT_TRUE(refused(scan, "has changed"));
+    const ProgramRun run = RunProgram(scan + " --changed-medium");
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.errors.find("goes on with --types"), std::string::npos) << run.errors;
+    WriteFile(folder / "job/scan.json", "{}");
+    EXPECT_TRUE(refused(scan, "damaged"));
+}
+
+TEST(Job, SaysWhenItCannotKeepWhatItScans) {
+    const TempFolder folder;
+    const std::string scan = "scan " + Card + Cut + "--jobs 1 --job " + Quoted(folder / "job");
+    // In blocks of 512 bytes, or of 1024 to other shells: room for the small files, not for all journals.
+    const ProgramRun full = RunProgram(scan, "ulimit -f 4;");
+    EXPECT_EQ(full.status, 1);
+    EXPECT_NE(full.errors.find("the same command goes on"), std::string::npos) << full.errors;
+    EXPECT_EQ(RunProgram(scan).status, 0);
+    EXPECT_EQ(SeenIn(folder / "job/finds.jsonl"), SeenByOne(folder));
+}
+
+}  // namespace
+
+}  // namespace salvor
