@@ -43,6 +43,10 @@ Spots::Spots(const Medium& medium, const Sightings& seen) : sectorCount_(medium.
     addStartsUpTo(std::numeric_limits<std::int64_t>::max());
 }
 
+std::size_t Spots::IndexFrom(std::int64_t sector) const {
+    return static_cast<std::size_t>(std::ranges::lower_bound(spots_, sector, {}, &Spot::sector) - spots_.begin());
+}
+
 std::int32_t Spots::LeastGeneralType(const Spot& spot) const {
     const auto finds = FindsAt(spot);
     return std::ranges::min(finds, {}, [](const Find& find) { return GeneralityOf(find.type); }).type;

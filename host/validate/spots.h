@@ -41,6 +41,9 @@ public:
     Spot& operator[](std::size_t index) { return spots_[index]; }
     const Spot& operator[](std::size_t index) const { return spots_[index]; }
 
+    /// Of the first spot at `sector` or after it.
+    std::size_t IndexFrom(std::int64_t sector) const;
+
     /// By type and size.
     std::span<const Find> FindsAt(const Spot& spot) const {
         return std::span(finds_).subspan(spot.firstFind, spot.findCount);

@@ -11,6 +11,7 @@
 #include "host/validate/cluster_grid.h"
 #include "host/validate/spots.h"
 #include "host/validate/witnesses.h"
+#include "host/validators/text/text_starts.h"
 
 namespace salvor {
 
@@ -298,26 +299,72 @@ private:
         if (!HasPhase(Phase::Text)) {
             return true;
         }
-        const ClusterGrid grid = FindClusterGrid(neighbours_.wholes, sectorSize_);
+        neighbours_.grid = FindClusterGrid(neighbours_.wholes, sectorSize_);
+        TextWalk walk;
+        const auto takeNextUpTo = [&](std::int64_t sector) {
+            while (walk.next < sector) {
+                if (!TakeTextStart(walk.next, nullptr, walk)) {
+                    return false;
+                }
+            }
+            return true;
+        };
+        return ForEachTextStart([&](std::int64_t sector, const Spot* spot) {
+                   return takeNextUpTo(sector) && TakeTextStart(sector, spot, walk);
+               }) &&
+               takeNextUpTo(NoSector);
+    }
+
+    // Where the walk over the texts is.
+    struct TextWalk {
         std::size_t nextWhole = 0;
         std::int64_t wholeEnd = 0;
         Cover text;
-        return ForEachTextStart([&](std::int64_t sector, const Spot* spot) {
-            const std::int64_t byte = ByteOf(sector);
-            if (observer_.OnPlace(Phase::Text, byte)) {
-                return false;
+        // The cluster after the last text's end, if text goes on there: what was seen as one text may be two.
+        std::int64_t next = NoSector;
+    };
+
+    // False if the observer stopped it.
+    bool TakeTextStart(std::int64_t sector, const Spot* spot, TextWalk& walk) {
+        const std::int64_t byte = ByteOf(sector);
+        walk.next = NoSector;
+        if (observer_.OnPlace(Phase::Text, byte)) {
+            return false;
+        }
+        for (; walk.nextWhole < spots_.Count() && spots_[walk.nextWhole].sector < sector; ++walk.nextWhole) {
+            const std::size_t whole = walk.nextWhole;
+            if (states_[whole] == State::Judged && Covers(judgements_[whole].finding)) {
+                walk.wholeEnd = std::max(walk.wholeEnd, EndOf(spots_[whole].sector, judgements_[whole].finding));
             }
-            for (; nextWhole < spots_.Count() && spots_[nextWhole].sector < sector; ++nextWhole) {
-                if (states_[nextWhole] == State::Judged && Covers(judgements_[nextWhole].finding)) {
-                    wholeEnd = std::max(wholeEnd, EndOf(spots_[nextWhole].sector, judgements_[nextWhole].finding));
-                }
-            }
-            const bool hasFind = spot != nullptr && spot->findCount > 0;
-            if (spots_.IsOnMedium(sector) && byte >= wholeEnd && (hasFind || grid.Holds(sector))) {
-                ReadText(sector, hasFind ? spot : nullptr, grid.Holds(sector), text);
-            }
-            return true;
-        });
+        }
+        const bool hasFind = spot != nullptr && spot->findCount > 0;
+        const bool isOnGrid = neighbours_.grid.Holds(sector);
+        if (spots_.IsOnMedium(sector) && byte >= walk.wholeEnd && (hasFind || isOnGrid)) {
+            ReadText(sector, hasFind ? spot : nullptr, isOnGrid, walk.text);
+            walk.next = TextStartAfter(walk.text.end, sector);
+        }
+        return true;
+    }
+
+    bool IsFileAt(std::int64_t sector) const {
+        const std::size_t i = spots_.IndexFrom(sector);
+        return i < spots_.Count() && spots_[i].sector == sector && states_[i] == State::Judged &&
+               IsFile(judgements_[i].finding);
+    }
+
+    // The first sector of the cluster after a text's end, where a text may begin that nobody has seen since it seemed
+    // to be a part of the one before.
+    std::int64_t TextStartAfter(std::int64_t end, std::int64_t sector) {
+        const std::int64_t cluster = neighbours_.grid.sectorsPerCluster;
+        const std::int64_t endSector = (end + sectorSize_ - 1) / sectorSize_;
+        const std::int64_t past = endSector - neighbours_.grid.phase;
+        const std::int64_t next = neighbours_.grid.phase + (past + cluster - 1) / cluster * cluster;
+        if (cluster == 1 || next <= sector || next >= medium_.SectorCount() || IsFileAt(next)) {
+            return NoSector;
+        }
+        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(sectorSize_));
+        medium_.Read(next, bytes.data(), 1);
+        return MayBeginText({}, bytes) ? next : NoSector;
     }
 
     // `spot` has finds; null where only a start was seen. Between clusters only a text that ends as it should is a file
@@ -406,6 +453,7 @@ private:
         takeTextsUpTo(std::numeric_limits<std::int64_t>::max());
     }
 
+    static constexpr std::int64_t NoSector = std::numeric_limits<std::int64_t>::max();
     static constexpr std::int32_t NotAsked = -2;
     static constexpr std::int32_t NoAnswer = -1;
 

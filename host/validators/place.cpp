@@ -25,6 +25,11 @@ std::int64_t Place::NextStart(std::int64_t offset) const { return Next(neighbour
 
 std::int64_t Place::NextWhole(std::int64_t offset) const { return Next(neighbours_.wholes, offset); }
 
+std::int64_t Place::ClusterBytes() const {
+    const ClusterGrid& grid = neighbours_.grid;
+    return grid.sectorsPerCluster > 1 && grid.Holds(startSector_) ? grid.sectorsPerCluster * SectorSize() : 0;
+}
+
 std::int64_t Place::Next(const std::vector<std::int64_t>& sectors, std::int64_t offset) const {
     const std::int64_t sectorSize = SectorSize();
     const std::int64_t first = offset <= 0 ? 1 : offset / sectorSize + (offset % sectorSize != 0 ? 1 : 0);

@@ -21,6 +21,15 @@ private:
     std::int64_t left_;
 };
 
+/// Where a file system lets files begin: at every `sectorsPerCluster`th sector, the first of which is `phase`. With one
+/// sector a cluster a file may begin anywhere.
+struct ClusterGrid {
+    std::int64_t sectorsPerCluster = 1;
+    std::int64_t phase = 0;
+
+    bool Holds(std::int64_t sector) const { return sector % sectorsPerCluster == phase; }
+};
+
 /// What is known of the sectors around a place. Both lists are ascending and count from the medium's start.
 struct Neighbours {
     /// Sectors where a scanner or a validator's own signature saw the start of a file; plain text does not count.
@@ -28,6 +37,8 @@ struct Neighbours {
     /// Sectors where a file begins that was found to be whole. Empty while files are validated by their structure
     /// alone; see `Validator::Phase`.
     std::vector<std::int64_t> wholes;
+    /// Known together with `wholes`.
+    ClusterGrid grid = {};
 };
 
 /// A place on the medium where a file may begin, as a validator sees it: the bytes from there to the medium's end, and
@@ -50,6 +61,9 @@ public:
 
     /// Does a sector that seems to begin a file stand at `offset`?
     bool IsStart(std::int64_t offset) const { return offset > 0 && NextStart(offset) == offset && offset < Limit(); }
+
+    /// Of the clusters of which the first begins here, in bytes; 0 if none does, or if nothing is known of them.
+    std::int64_t ClusterBytes() const;
 
     void Charge(std::int64_t bytes) override { allowance_.Take(bytes); }
     bool IsExhausted() const override { return allowance_.IsUsedUp(); }

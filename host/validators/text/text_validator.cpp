@@ -9,6 +9,7 @@
 #include "host/validators/text/text_bytes.h"
 #include "host/validators/text/text_kinds.h"
 #include "host/validators/text/text_run.h"
+#include "host/validators/text/text_seams.h"
 #include "host/validators/text/text_starts.h"
 #include "host/validators/validator.h"
 
@@ -121,6 +122,9 @@ bool IsIndentedRest(ByteSpan head) {
 
 // Whether text with this start is most likely the rest of a file.
 bool BeginsInMiddle(ByteSpan head) {
+    if (head.empty()) {
+        return false;
+    }
     constexpr std::string_view closers = ")]},;:?!";
     const std::uint8_t first = head[0];
     const std::uint8_t second = head.size() > 1 ? head[1] : 0;
@@ -193,6 +197,12 @@ const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t len
     return mix.lineEnds < 2 && !isWords ? "printable bytes without lines or words" : nullptr;
 }
 
+// What is looked at of a text.
+ByteSpan TextHead(Place& file, const TextRun& run) {
+    const ByteSpan bytes = file.From(0, LookedAt);
+    return bytes.first(std::min(bytes.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));
+}
+
 Finding Validate(Place& file) {
     if (IsOtherKind(file, file.From(0, LookedAt))) {
         return NoText("a document of another kind");
@@ -205,13 +215,19 @@ Finding Validate(Place& file) {
         return ValidateUtf16(file, false, false);
     }
     const auto marked = static_cast<std::int64_t>(StartsWith(start, Utf8Mark) ? Utf8Mark.size() : 0);
-    const TextRun run = FollowText(file, marked);
-    const std::int64_t length = run.end - marked;
-    if (length <= 0) {
+    TextRun run = FollowText(file, marked);
+    if (run.end <= marked) {
         return NoText("no text");
     }
-    ByteSpan head = file.From(0, LookedAt);
-    head = head.first(std::min(head.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));
+    if (const auto end = FindSeam(file, marked, run, BeginsInMiddle(TextHead(file, run)))) {
+        run.end = *end;
+        run.behind = TextRun::Behind::OtherFile;
+    }
+    const std::int64_t length = run.end - marked;
+    const ByteSpan head = TextHead(file, run);
+    if (head.empty()) {
+        return NoText("no text");
+    }
     const TextMix mix(head.subspan(static_cast<std::size_t>(marked)));
     if (run.behind == TextRun::Behind::Binary) {
         if (const char* const why = WhyNotBeforeBinary(file, run, length, head, mix)) {

@@ -34,6 +34,19 @@ std::string Lines(const std::string& line, std::size_t count) {
     return lines;
 }
 
+// `count` bytes of lines of words that are chosen at random.
+std::string Written(std::initializer_list<std::string_view> words, std::string_view lineEnd, std::size_t count) {
+    const Bytes choice = test::Pattern(count, 5);
+    std::string text;
+    while (text.size() < count) {
+        for (int word = 0; word < 9; ++word) {
+            text += std::data(words)[choice[text.size() % count] % words.size()];
+        }
+        text += lineEnd;
+    }
+    return text;
+}
+
 }  // namespace
 
 TEST(Text, EndsWhereBytesAreNoTextInEveryAlphabet) {
@@ -66,6 +79,26 @@ TEST(Text, EndsWhereBytesAreNoTextInEveryAlphabet) {
     EXPECT_EQ(TextFinding(plain.substr(0, 80) + "\x1A", Bytes(5000)).size, 81);
     EXPECT_EQ(TextFinding(plain, BytesOf("Usage: %s\n"s + '\0' + "string"s + '\0')).size,
               static_cast<std::int64_t>(plain.size() + 10));
+}
+
+TEST(Text, EndsWhereAnotherTextFillsItsCluster) {
+    constexpr std::size_t clusterBytes = 4096;
+    const std::string prose =
+        Written({"The river ", "was wide ", "and nobody ", "crossed it ", "before winter, "}, ".\n", 5000);
+    const std::string code =
+        Written({"value[12] = ", "table.at(0x3F) ", "{ return; } ", "&& flags ", "|= "}, ";\n", 9000);
+    const std::string numbers = Written({"0.125\t", "17\t", "-3.5e7\t", "100\t"}, "\n", 9000);
+    const Neighbours onGrid{{}, {}, {clusterBytes / 512, 3}};
+    const std::size_t slack = clusterBytes - prose.size() % clusterBytes;
+    for (const std::string& behind : {""s, numbers.substr(5, clusterBytes)}) {
+        const std::string text = prose + code.substr(9, slack) + behind;
+        EXPECT_EQ(test::FindingOf("text", BytesOf(text), Binary("\x80"), onGrid).size, std::ssize(prose));
+        EXPECT_GT(TextFinding(text, Binary("\x80")).size, std::ssize(prose));
+    }
+    for (const Bytes& behind : {Binary("\x80"), Bytes(5000)}) {
+        EXPECT_EQ(test::FindingOf("text", BytesOf(prose + prose + prose), behind, onGrid).size, std::ssize(prose) * 3);
+        EXPECT_EQ(test::FindingOf("text", BytesOf(prose + code), behind, onGrid).size, std::ssize(prose + code));
+    }
 }
 
 TEST(Text, KeepsALastLineThatIsItsOwn) {

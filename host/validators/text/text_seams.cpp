@@ -1,0 +1,242 @@
+#include "host/validators/text/text_seams.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "host/validators/text/text_bytes.h"
+#include "host/validators/text/text_model.h"
+#include "host/validators/text/text_starts.h"
+
+namespace salvor {
+
+namespace {
+
+// In bytes. What is learned of a text before a cluster's border, and what is compared after it.
+constexpr std::int64_t Learned = 4096;
+constexpr std::int64_t Compared = 1024;
+// Less than this after a seam proves nothing.
+constexpr std::size_t LeastBehind = 48;
+// After the end of a cluster, this many bytes may be printable by chance.
+constexpr std::int64_t ByChance = 24;
+constexpr std::int64_t LargestCluster = 0x10000;
+// In a text: borders that are compared, and clusters that are searched. A hostile medium has more.
+constexpr int MostComparisons = 1024;
+constexpr int MostSearches = 64;
+
+// What a seam costs in bits where no line ends: few files end without a line end.
+constexpr double BitsOfOpenLine = 16;
+constexpr double HighestCost = 1e9;
+// Of the places whose odds are at least this share of the best ones, the one that saves most bits is the seam.
+constexpr double ShareOfBest = 0.5;
+
+// All odds are natural logarithms. Those of a seam somewhere in a cluster that is full of text up to its last byte,
+// in the middle of a line, before binary data.
+constexpr double OddsOfFullCluster = 5;
+constexpr double LeastOddsOfBorder = 1.5;
+// For a seam in the middle of a cluster and one at its border together. Text before zeros is mostly one file, and so is
+// text that ends with a line.
+constexpr double EnoughInFullCluster = 0.3;
+constexpr double EnoughBeforeBinary = 6.5;
+constexpr double EnoughBeforeBinaryWithLine = 9;
+constexpr double EnoughBeforeZeros = 18;
+// For the border alone, after a piece of a file.
+constexpr double EnoughAfterPiece = 3;
+// For a seam in the last cluster alone.
+constexpr double EnoughInLastBeforeBinary = 1;
+constexpr double EnoughInLast = 9;
+
+bool IsLineEnd(std::uint8_t byte) { return byte == '\n' || byte == '\r'; }
+
+const TextModel& AnyText() {
+    static const TextModel model(false);
+    return model;
+}
+const TextModel& AnyTextBackwards() {
+    static const TextModel model(true);
+    return model;
+}
+
+// How sure a seam is, in natural logarithms of the odds, where `length` bytes of text take `saved` bits fewer because
+// of the `learned` bytes before them. A text that goes on saves some 25 bits times the root of its length, a foreign
+// one none, both give or take ten.
+double SeamOdds(double saved, std::size_t length, std::size_t learned) {
+    const double root = std::sqrt(static_cast<double>(length));
+    constexpr double half = 300;  // bytes that teach half of what there is to learn
+    const double known = static_cast<double>(learned) / (static_cast<double>(learned) + half);
+    const double usual = 25 * known;
+    return std::clamp((usual / 2 - saved / root) * usual / 50, -15.0, 15.0);
+}
+
+struct End {
+    std::int64_t at = 0;
+    double odds = 0;
+};
+
+class SeamSearch {
+public:
+    SeamSearch(Place& file, std::int64_t from, const TextRun& run, bool isPiece)
+        : file_(file), from_(from), run_(run), isPiece_(isPiece), cluster_(file.ClusterBytes()) {}
+
+    std::optional<std::int64_t> Find() {
+        if (cluster_ == 0 || cluster_ > LargestCluster || run_.printableEnd <= from_) {
+            return std::nullopt;
+        }
+        endsInLine_ = EndsInLine();
+        isBeforeBinary_ = run_.behind == TextRun::Behind::Binary;
+        const std::int64_t last = run_.printableEnd / cluster_ * cluster_;
+        for (std::int64_t border = cluster_; border <= last && !file_.IsExhausted(); border += cluster_) {
+            if (const auto end = EndBefore(border)) {
+                return end;
+            }
+        }
+        return EndInLast(last);
+    }
+
+private:
+    bool EndsInLine() const {
+        const ByteSpan byte = file_.At(run_.end - 1, 1);
+        return !byte.empty() && !IsLineEnd(byte[0]);
+    }
+    bool EndsAt(std::int64_t border) const { return run_.printableEnd - border <= ByChance; }
+
+    std::optional<std::int64_t> EndBefore(std::int64_t border);
+    std::optional<std::int64_t> EndInLast(std::int64_t last);
+    bool MayBeginAt(std::int64_t border);
+    double Enough(bool isFullCluster) const;
+    double OddsAt(std::int64_t border);
+    End BestEnd(std::int64_t start, std::int64_t end);
+    std::vector<std::uint8_t> Copy(std::int64_t from, std::int64_t end) {
+        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::max<std::int64_t>(end - from, 0)));
+        file_.Copy(from, bytes);
+        return bytes;
+    }
+
+    Place& file_;
+    std::int64_t from_;
+    const TextRun& run_;
+    bool isPiece_;
+    std::int64_t cluster_;
+    bool endsInLine_ = false;
+    bool isBeforeBinary_ = false;
+    int comparisonsLeft_ = MostComparisons;
+    int searchesLeft_ = MostSearches;
+};
+
+std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
+    const bool isEnd = EndsAt(border);
+    const ByteSpan before = file_.At(border - 1, 1);
+    if (before.empty() || searchesLeft_ == 0 || comparisonsLeft_ == 0) {
+        return std::nullopt;
+    }
+    if (isEnd ? IsLineEnd(before[0]) : !isBeforeBinary_ && !MayBeginAt(border)) {
+        return std::nullopt;
+    }
+    const double odds = isEnd ? OddsOfFullCluster : OddsAt(border);
+    if (odds < LeastOddsOfBorder) {
+        return std::nullopt;
+    }
+    --searchesLeft_;
+    const End end = BestEnd(border - cluster_, border);
+    if (end.odds + odds > Enough(isEnd)) {
+        return end.at;
+    }
+    return isPiece_ && !isEnd && odds > EnoughAfterPiece ? std::optional(border) : std::nullopt;
+}
+
+// For two seams, the second at a border.
+double SeamSearch::Enough(bool isFullCluster) const {
+    if (isFullCluster && !isPiece_) {
+        return OddsOfFullCluster + EnoughInFullCluster;
+    }
+    return !isBeforeBinary_ ? EnoughBeforeZeros : endsInLine_ ? EnoughBeforeBinary : EnoughBeforeBinaryWithLine;
+}
+
+std::optional<std::int64_t> SeamSearch::EndInLast(std::int64_t last) {
+    if (!endsInLine_ || EndsAt(last)) {
+        return std::nullopt;
+    }
+    const End end = BestEnd(last, run_.end);
+    return end.odds > (isBeforeBinary_ ? EnoughInLastBeforeBinary : EnoughInLast) ? std::optional(end.at)
+                                                                                  : std::nullopt;
+}
+
+// A file begins with a byte that does not go on the line before.
+bool SeamSearch::MayBeginAt(std::int64_t border) {
+    constexpr std::int64_t looked = 2048;
+    const ByteSpan head = file_.From(border);
+    if (head.empty() || !BeginsLikeFile(head)) {
+        return false;
+    }
+    const std::vector<std::uint8_t> text = Copy(std::max(from_, border - looked), border + 1);
+    const auto pair = std::span(text).last(2);
+    return !IsLineEnd(pair[0]) && std::search(text.begin(), text.end(), pair.begin(), pair.end()) == text.end() - 2;
+}
+
+double SeamSearch::OddsAt(std::int64_t border) {
+    --comparisonsLeft_;
+    const std::int64_t start = std::max(from_, border - Learned);
+    const std::int64_t end = std::min(border + Compared, run_.printableEnd);
+    const std::vector<std::uint8_t> text = Copy(start, end);
+    const auto at = static_cast<std::size_t>(border - start);
+    auto known = std::make_unique<TextModel>(AnyText());
+    for (std::size_t i = 0; i < at; ++i) {
+        known->Learn(text, i);
+    }
+    auto fresh = std::make_unique<TextModel>(AnyText());
+    double saved = 0;
+    const ByteSpan behind = ByteSpan(text).subspan(at);
+    for (std::size_t i = 0; i < behind.size(); ++i) {
+        saved += fresh->Take(behind, i) - known->Take(text, at + i);
+    }
+    return SeamOdds(saved, behind.size(), at);
+}
+
+// Where, after `start`, another text most likely begins that goes on to `end`. The text before is taken forwards with
+// what was learned of it, the text after it backwards with nothing learned: the fewest bits show the seam.
+End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
+    const std::int64_t first = std::max(from_, start - Learned);
+    const std::vector<std::uint8_t> text = Copy(first, end);
+    const auto begin = static_cast<std::size_t>(std::max(start - first, std::int64_t{1}));
+    auto known = std::make_unique<TextModel>(AnyText());
+    std::vector<double> bits(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i < begin) {
+            known->Learn(text, i);
+        } else {
+            bits[i] = known->Take(text, i);
+        }
+    }
+    const std::vector<std::uint8_t> reversed(text.rbegin(), text.rend());
+    auto fresh = std::make_unique<TextModel>(AnyTextBackwards());
+    // In bits, by where the other text begins: how much more the two texts take than one.
+    std::vector<double> costs(text.size(), HighestCost);
+    End best{end, 0};
+    double saved = 0;
+    for (std::size_t i = text.size(); i-- > begin;) {
+        saved += fresh->Take(reversed, text.size() - 1 - i) - bits[i];
+        const std::size_t length = text.size() - i;
+        if (length >= LeastBehind && (text[i - 1] != '\r' || text[i] != '\n')) {
+            costs[i] = saved + (IsLineEnd(text[i - 1]) ? 0 : BitsOfOpenLine);
+            best.odds = std::max(best.odds, SeamOdds(costs[i], length, i));
+        }
+    }
+    double least = HighestCost;
+    for (std::size_t i = begin; i < text.size(); ++i) {
+        if (costs[i] < least && SeamOdds(costs[i], text.size() - i, i) > best.odds * ShareOfBest) {
+            least = costs[i];
+            best.at = first + static_cast<std::int64_t>(i);
+        }
+    }
+    return best;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> FindSeam(Place& file, std::int64_t from, const TextRun& run, bool isPiece) {
+    return SeamSearch(file, from, run, isPiece).Find();
+}
+
+}  // namespace salvor
