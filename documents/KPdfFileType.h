@@ -7,7 +7,7 @@
 #include "frame/scan/WalkingScanner.h"
 
 /// PDF documents except Illustrator's drawings, which have a type of their own. `PdfWalk` finds the end.
-class KPdfFileType final : public WalkingScanner<KPdfFileType> {
+class KPdfFileType final : public WalkingScanner<KPdfFileType, PdfMemory> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Pdf];
     static constexpr SectorFilter Filter = SectorFilterOf(PatternOf("%PDF"));
@@ -16,8 +16,8 @@ public:
 
     static bool IsHeader(ByteSpan sector) { return IsPdfHeader(sector); }
 
-    static std::optional<std::int64_t> Walk(FileWindow& file) {
-        const std::optional<PdfExtent> pdf = FindPdfEnd(file);
+    std::optional<std::int64_t> Walk(FileWindow& file) {
+        const std::optional<PdfExtent> pdf = FindPdfEnd(file, memory_);
         // A drawing longer than its own type's cap is whole only as a document.
         constexpr std::int64_t longestDrawing = FileTypeCatalog[FileTypeIndex::Ai].maxSize;
         const bool isOwn = pdf && (!pdf->isIllustrator || pdf->size > longestDrawing);

@@ -141,13 +141,14 @@ std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
 
 class PdfWalk {
 public:
-    explicit PdfWalk(FileWindow& file) : file_(file) {}
+    PdfWalk(FileWindow& file, PdfMemory& memory) : file_(file), memory_(memory) {}
 
     std::optional<PdfExtent> Run();
 
 private:
     bool HasEnd() const { return end_ > 0 || spareEnd_ > 0; }
-    void NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count);
+    void NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to);
+    void NoteSearched(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to);
     std::optional<std::size_t> HeaderTooMany(std::int64_t at, ByteSpan bytes) const;
     void PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count);
     void PassObjects(std::int64_t at, ByteSpan bytes);
@@ -158,6 +159,7 @@ private:
     bool IsOwn(std::int64_t offset, std::int64_t mark);
 
     FileWindow& file_;
+    PdfMemory& memory_;
     // The end so far, and one to fall back on; 0 if there is none.
     std::int64_t end_ = 0;
     std::int64_t spareEnd_ = 0;
@@ -194,11 +196,15 @@ std::optional<PdfExtent> PdfWalk::Run() {
         // Nothing that is looked for reaches into a header.
         const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
         bytes = bytes.first(stop.value_or(bytes.size()));
-        const std::optional<std::size_t> mark = EndMark.FindIn(bytes);
+        const auto known = static_cast<std::size_t>(std::min(memory_.SearchedFrom(at), std::ssize(bytes)));
+        const std::optional<std::size_t> mark = EndMark.FindIn(bytes, known);
         // The places before the mark, or all at which a whole one could begin.
         const std::size_t count =
             mark.value_or(stop || bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
-        NoteDrawing(at, bytes, count);
+        if (drawingAt_ >= at) {
+            NoteDrawing(at, bytes, known, count);
+            NoteSearched(at, bytes, known, count);
+        }
         if (stop && !mark) {
             break;
         }
@@ -217,10 +223,7 @@ std::optional<PdfExtent> PdfWalk::Run() {
     return PdfExtent{size, drawingAt_ < size};
 }
 
-void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
-    if (drawingAt_ < at) {
-        return;
-    }
+void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to) {
     // The letter after the common start tells the keys from other names. Not past the count, or a piece full of end
     // marks would be searched again from each of them.
     const auto difference = [](const std::uint8_t* place) {
@@ -233,9 +236,20 @@ void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t count) {
         const ByteSpan key = bytes.subspan(place);
         return StartsWith(key, PrivateData) || StartsWith(key, PrivatePdf) || StartsWith(key, MetaData);
     };
-    const std::size_t end = std::min(count, bytes.size() - std::min(bytes.size(), DrawingStart.size()));
-    if (const std::optional<std::size_t> place = FindPlace(bytes.data(), 0, end, difference, isKey)) {
+    const std::size_t end = std::min(to, bytes.size() - std::min(bytes.size(), DrawingStart.size()));
+    if (const std::optional<std::size_t> place =
+            from < end ? FindPlace(bytes.data(), from, end, difference, isKey) : std::nullopt) {
         drawingAt_ = at + static_cast<std::int64_t>(*place);
+    }
+}
+
+// No end mark begins in the bytes before `to`, and no key of a drawing before `drawingAt_`. Where they are cut, a later
+// walk may see more than begins there.
+void PdfWalk::NoteSearched(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to) {
+    const std::size_t whole = bytes.size() < LongestMark ? 0 : bytes.size() - LongestMark + 1;
+    const std::int64_t end = std::min(static_cast<std::int64_t>(std::min(to, whole)), drawingAt_ - at);
+    if (end > static_cast<std::int64_t>(from)) {
+        memory_.NoteSearched(at, end);
     }
 }
 
@@ -356,7 +370,7 @@ bool IsPdfHeader(ByteSpan bytes) {
            (bytes[major] == '1' || bytes[major] == '2') && bytes[major + 1] == '.' && IsDigit(bytes[major + 2]);
 }
 
-std::optional<PdfExtent> FindPdfEnd(FileWindow& file) { return PdfWalk(file).Run(); }
+std::optional<PdfExtent> FindPdfEnd(FileWindow& file, PdfMemory& memory) { return PdfWalk(file, memory).Run(); }
 
 std::int64_t EndOfLastLine(ByteWindow& file, std::int64_t at, std::int64_t sectorSize) {
     ByteSpan text = file.From(at, MostTail + 1);

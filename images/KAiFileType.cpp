@@ -13,7 +13,7 @@ bool KAiFileType::IsHeader(ByteSpan sector) { return IsPdfHeader(sector) || IsPo
 
 std::optional<std::int64_t> KAiFileType::Walk(FileWindow& file) {
     if (IsPdfHeader(file.From(0, PdfHeaderBytes))) {
-        const std::optional<PdfExtent> pdf = FindPdfEnd(file);
+        const std::optional<PdfExtent> pdf = FindPdfEnd(file, memory_);
         return pdf && pdf->isIllustrator ? std::optional(pdf->size) : std::nullopt;
     }
     return IsIllustratorDrawing(file) ? FindPostScriptEnd(file, file.SectorSize(), false).end : std::nullopt;

@@ -9,7 +9,7 @@
 /// Illustrator's drawings: PostScript with structure comments in old versions, PDF with the drawing as private data in
 /// newer ones. Sources: Adobe, PostScript Language Document Structuring Conventions 3.0; Adobe Illustrator File Format
 /// Specification.
-class KAiFileType final : public WalkingScanner<KAiFileType> {
+class KAiFileType final : public WalkingScanner<KAiFileType, PdfMemory> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Ai];
     /// A PDF, or PostScript.
@@ -18,5 +18,5 @@ public:
     static constexpr std::int64_t WalkLimit = PdfWalkLimit;
 
     static bool IsHeader(ByteSpan sector);
-    static std::optional<std::int64_t> Walk(FileWindow& file);
+    std::optional<std::int64_t> Walk(FileWindow& file);
 };

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "frame/read/Budget.h"
+#include "frame/read/Candidate.h"
 #include "frame/read/FileWindow.h"
 #include "frame/read/SharedReader.h"
 #include "frame/scan/RememberingScanner.h"
@@ -21,6 +22,7 @@ struct WalkMemory {
         budget.EnterBlock(block);
         reader.EnterBlock(block);
     }
+    void BeginWalk(const Candidate& /*candidate*/) { budget.BeginWalk(); }
     bool IsAtRest() const { return budget.IsAtRest(); }
 };
 
@@ -31,12 +33,12 @@ struct WalkMemory {
 ///   - `WalkLimit`: no byte farther than this from the file's start is read;
 ///   - `std::optional<std::int64_t> Walk(FileWindow& file)`: the file's length in bytes; nothing if there is no file.
 ///
-/// The cost of all walks is bounded; see `Budget`.
-template <class Self>
-class WalkingScanner : public RememberingScanner<Self, WalkMemory> {
+/// The cost of all walks is bounded; see `Budget`. `Memory` is a `WalkMemory` that may know more of the medium.
+template <class Self, class Memory = WalkMemory>
+class WalkingScanner : public RememberingScanner<Self, Memory> {
 public:
     std::optional<std::int64_t> Measure(const Candidate& candidate) {
-        this->memory_.budget.BeginWalk();
+        this->memory_.BeginWalk(candidate);
         FileWindow file(candidate, Self::WalkLimit, this->memory_.budget, this->memory_.reader);
         return this->self().Walk(file);
     }
