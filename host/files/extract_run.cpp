@@ -62,23 +62,28 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
     return plan.files.size() == planned;
 }
 
+void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& totals) {
+    skipped.Add(JsonLine(PassedOverRecord(passed)));
+    ++totals.passedOver[ReasonText(passed.reason)];
+}
+
 // Keeps the books of the files that are written.
 class Extraction : public WriteObserver {
 public:
     Extraction(const Plan& plan, const Folder& folder, std::int32_t sectorSize, FolderReport& report, LineFile& skipped,
-               bool quiet)
+               ExtractTotals totals, bool quiet)
         : plan_(plan),
           folder_(folder),
           sectorSize_(sectorSize),
           report_(report),
           skipped_(skipped),
+          totals_(std::move(totals)),
           progress_("writing", TotalBytes(plan), quiet) {}
 
     // False if the person stopped it.
     bool Run(Medium& medium) {
         for (const PassedOver& passed : plan_.passedOver) {
-            skipped_.Add(JsonLine(PassedOverRecord(passed)));
-            ++totals_.passedOver[ReasonText(passed.reason)];
+            NotePassedOver(passed, skipped_, totals_);
         }
         const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, *this);
         Report();
@@ -151,11 +156,11 @@ private:
     std::int32_t sectorSize_;
     FolderReport& report_;
     LineFile& skipped_;
+    ExtractTotals totals_;
     // Of files that may not yet be on stable storage.
     std::vector<Json> unreported_;
     steady_clock::time_point nextReport_ = steady_clock::now() + ReportInterval;
     std::map<std::string, std::int64_t> counts_;
-    ExtractTotals totals_;
     bool diskWasFull_ = false;
     Progress progress_;
 };
@@ -194,7 +199,10 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
 ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const FindsOrigin& origin,
                         const PlanFilter& filter, const OutFolder& out, bool quiet) {
     const Folder& folder = out.folder;
-    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps);
+    LineFile skipped(folder, "skipped.jsonl");
+    ExtractTotals passedOver;
+    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps,
+                         [&](const PassedOver& passed) { NotePassedOver(passed, skipped, passedOver); });
     const bool fits = FitOntoDisk(plan, folder);
     if (!fits) {
         Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "
@@ -202,10 +210,9 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
             folder.Path().string(), ShellWord(origin.findsPath), ShellWord(folder.Path().string()));
     }
     FolderReport report(folder, !out.isOfJob);
-    LineFile skipped(folder, "skipped.jsonl");
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);
-    Extraction extraction(plan, folder, medium.SectorSize(), report, skipped, quiet);
+    Extraction extraction(plan, folder, medium.SectorSize(), report, skipped, std::move(passedOver), quiet);
     const bool complete = extraction.Run(medium);
     extraction.EndProgress();
     const ExtractTotals& totals = extraction.Totals();

@@ -23,8 +23,9 @@ std::int64_t CapOf(std::int32_t type, const std::map<std::int32_t, std::int64_t>
 
 class Planner {
 public:
-    Planner(const MediumShape& medium, const PlanFilter& filter, const std::map<std::int32_t, std::int64_t>& caps)
-        : medium_(medium), filter_(filter), caps_(caps) {}
+    Planner(const MediumShape& medium, const PlanFilter& filter, const std::map<std::int32_t, std::int64_t>& caps,
+            const PassOver& passOver)
+        : medium_(medium), filter_(filter), caps_(caps), passOver_(passOver) {}
 
     Plan Make(const std::vector<Outcome>& outcomes) {
         for (const Outcome& outcome : outcomes) {
@@ -42,7 +43,7 @@ public:
         for (const Outcome& outcome : outcomes) {
             PlannedFile file = FileOf(outcome);
             if (const auto reason = Judge(outcome, file)) {
-                plan_.passedOver.push_back({outcome, *reason, ""});
+                passOver_({outcome, *reason, ""});
             } else {
                 Place(std::move(file), outcome);
             }
@@ -167,7 +168,7 @@ private:
         if (isInside && (IsPlainText(file.finding) || !filter_.asReported)) {
             const std::string container = piece != nullptr ? piece->path : plan_.files[cover_].path;
             if (IsPlainText(file.finding)) {
-                plan_.passedOver.push_back({outcome, NotWanted::TextInFile, container});
+                passOver_({outcome, NotWanted::TextInFile, container});
                 return;
             }
             Embed(std::move(file), outcome, container, piece);
@@ -191,7 +192,7 @@ private:
         auto& embedded = piece != nullptr ? embeddedInPieces_[piece->fileStart] : plan_.files[cover_].embedded;
         embedded.push_back({file.StartSector(), file.finding});
         if (!filter_.withEmbedded) {
-            plan_.passedOver.push_back({outcome, NotWanted::Embedded, container});
+            passOver_({outcome, NotWanted::Embedded, container});
             return;
         }
         file.container = container;
@@ -220,6 +221,7 @@ private:
     const MediumShape& medium_;
     const PlanFilter& filter_;
     const std::map<std::int32_t, std::int64_t>& caps_;
+    const PassOver& passOver_;
     std::vector<Range> wholes_;
     std::vector<Piece> pieces_;
     // By the start of the file around them.
@@ -300,7 +302,18 @@ std::optional<NotWanted> RefusalOf(const Finding& finding, const PlanFilter& fil
 
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps) {
-    Plan plan = Planner(medium, filter, caps).Make(outcomes);
+    std::vector<PassedOver> passedOver;
+    const PassOver keep = [&passedOver](const PassedOver& passed) {
+        passedOver.push_back(passed);
+    };
+    Plan plan = MakePlan(outcomes, medium, filter, caps, keep);
+    plan.passedOver.insert(plan.passedOver.begin(), passedOver.begin(), passedOver.end());
+    return plan;
+}
+
+Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+              const std::map<std::int32_t, std::int64_t>& caps, const PassOver& passOver) {
+    Plan plan = Planner(medium, filter, caps, passOver).Make(outcomes);
     if (!filter.allClaims) {
         KeepBest(plan, 2 * medium.sizeInBytes, NotWanted::ManyClaims, &PlannedFile::Size);
     }
@@ -321,16 +334,14 @@ void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
         fits[i] = cost <= room;
         room -= fits[i] ? cost : 0;
     }
-    std::vector<PlannedFile> kept;
-    for (std::size_t i = 0; i < plan.files.size(); ++i) {
-        PlannedFile& file = plan.files[i];
-        if (fits[i]) {
-            kept.push_back(std::move(file));
-        } else {
+    std::size_t next = 0;
+    std::erase_if(plan.files, [&](const PlannedFile& file) {
+        const bool isKept = fits[next++];
+        if (!isKept) {
             plan.passedOver.push_back({{file.StartSector(), file.finding, file.reported, {}}, reason, file.container});
         }
-    }
-    plan.files = std::move(kept);
+        return !isKept;
+    });
 }
 
 std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,

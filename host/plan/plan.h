@@ -74,10 +74,13 @@ struct PassedOver {
     std::string container;
 };
 
+/// Takes what becomes no file, as soon as that is known.
+using PassOver = std::function<void(const PassedOver&)>;
+
 struct Plan {
     /// In order of their start.
     std::vector<PlannedFile> files;
-    /// In the order of the outcomes.
+    /// In the order of the outcomes; what is not handed to a `PassOver`.
     std::vector<PassedOver> passedOver;
 };
 
@@ -96,6 +99,9 @@ struct MediumShape {
 /// the filter wants all claims, the files together are no larger than twice the medium.
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
+/// The same for very many outcomes: `passOver` takes each that becomes no file at once.
+Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+              const std::map<std::int32_t, std::int64_t>& caps, const PassOver& passOver);
 
 /// Keeps as many files as the room holds, the best first: what is more certain, then what is smaller. `costOf` says
 /// what a file takes of the room. The others are passed over for the given reason.

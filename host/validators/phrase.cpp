@@ -1,25 +1,51 @@
 #include "host/validators/phrase.h"
 
+#include <deque>
 #include <mutex>
 #include <ostream>
-#include <unordered_set>
+#include <string_view>
+#include <unordered_map>
 
 namespace salvor {
 
+namespace {
+
+// All texts that were made into phrases. A deque leaves its elements where they are.
+struct Kept {
+    std::mutex mutex;
+    std::deque<std::string> texts{std::string()};
+    std::unordered_map<std::string_view, std::uint32_t> numbers;
+};
+
+Kept& AllKept() {
+    static Kept kept;
+    return kept;
+}
+
+}  // namespace
+
 Phrase::Phrase(const std::string& text) {
-    static std::mutex mutex;
-    static std::unordered_set<std::string> kept;
-    if (!text.empty()) {
-        const std::lock_guard lock(mutex);
-        text_ = &*kept.insert(text).first;
+    if (text.empty()) {
+        return;
     }
+    Kept& kept = AllKept();
+    const std::lock_guard lock(kept.mutex);
+    const auto known = kept.numbers.find(text);
+    if (known != kept.numbers.end()) {
+        number_ = known->second;
+        return;
+    }
+    number_ = static_cast<std::uint32_t>(kept.texts.size());
+    kept.texts.push_back(text);
+    kept.numbers.emplace(kept.texts.back(), number_);
 }
 
 Phrase::Phrase(const char* text) : Phrase(std::string(text)) {}
 
 const std::string& Phrase::Text() const {
-    static const std::string none;
-    return text_ == nullptr ? none : *text_;
+    Kept& kept = AllKept();
+    const std::lock_guard lock(kept.mutex);
+    return kept.texts[number_];
 }
 
 std::ostream& operator<<(std::ostream& stream, const Phrase& phrase) { return stream << phrase.Text(); }

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 
 namespace salvor {
 
-/// A short text that many findings have in common, in the room of a pointer: each is kept once, until the program ends.
+/// A short text that many findings have in common, in the room of a number: each is kept once, until the program ends.
 /// Any thread may make one.
 class Phrase {
 public:
@@ -15,13 +16,13 @@ public:
 
     const std::string& Text() const;
     operator const std::string&() const { return Text(); }  // NOLINT(google-explicit-constructor)
-    bool empty() const { return text_ == nullptr; }
+    bool empty() const { return number_ == 0; }
     bool operator==(const Phrase&) const = default;
     friend std::ostream& operator<<(std::ostream& stream, const Phrase& phrase);
 
 private:
-    // Null for the empty text.
-    const std::string* text_ = nullptr;
+    // Counted from 1; 0 is the empty text.
+    std::uint32_t number_ = 0;
 };
 
 }  // namespace salvor
