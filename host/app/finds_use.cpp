@@ -92,9 +92,10 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
         // Nobody named it, so no link leads to it and no pipe is waited for.
         const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
         const Folder folder = Folder::Open(beside.parent_path());
-        validation =
-            ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"},
-                             FilePlace(folder, beside.filename().string()), {.image = origin.image, .quiet = quiet});
+        std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
+        earlier.emplace_back(folder, beside.filename().string());
+        validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier,
+                                      {.image = origin.image, .quiet = quiet});
     }
     if (!validation.complete || StopRequested()) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),

@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
+
+#include "host/say/progress.h"
+
 namespace salvor {
 
 void AddScanOptions(CLI::App& command, ScanOptions& options) {
@@ -37,7 +41,13 @@ void AddSkipBad(CLI::App& command, bool& skipBad) {
 }
 
 void AddFinds(CLI::App& command, std::string& finds, ImageSpec& image) {
-    command.add_option("FINDS", finds, "Finds file of a scan, also of one that was cut short")->required();
+    command
+        .add_option("FINDS", finds, "Finds file of a scan, also of one that was cut short, or the folder of its job")
+        ->required()
+        ->transform([](const std::string& path) {
+            const std::filesystem::path named(path);
+            return std::filesystem::is_directory(named) ? (named / "finds.jsonl").string() : path;
+        });
     command.add_option("--image", image.path, "The image, if it is not where the scan found it");
     AddImageOptions(command, image);
 }
@@ -76,6 +86,11 @@ void AddOutOptions(CLI::App& command, const std::string& which, std::string& out
 
 void AddQuiet(CLI::App& command, bool& quiet) {
     command.add_flag("--quiet", quiet, "No progress and no summary; errors only");
+    command
+        .add_option_function<std::string>(
+            "--progress", [](const std::string& /*format*/) { Progress::TellAsJson(); },
+            "json: a line of JSON a second on standard error, for programs")
+        ->check(CLI::IsMember({"json"}));
 }
 
 }  // namespace salvor

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <charconv>
 #include <filesystem>
 #include <memory>
 
@@ -8,6 +9,7 @@
 #include "host/app/options.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
+#include "host/platform/stop_request.h"
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
@@ -24,14 +26,34 @@ struct ValidateCommand {
     std::string out;
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
+    /// "3/16"; empty for all of it.
+    std::string share;
     /// 0 for as many as there are cores.
     int workers = 0;
     bool quiet = false;
 };
 
+ValidateShare ParseShare(const std::string& text) {
+    ValidateShare share;
+    const char* const end = text.data() + text.size();
+    const auto number = std::from_chars(text.data(), end, share.number);
+    const bool isPair = number.ec == std::errc() && number.ptr != end && *number.ptr == '/';
+    const auto count = isPair ? std::from_chars(number.ptr + 1, end, share.count) : number;
+    constexpr std::int64_t most = 1000000;
+    if (!isPair || count.ec != std::errc() || count.ptr != end || share.number < 1 || share.number > share.count ||
+        share.count > most) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("--segment: '{}' is no share; write 3/16 for the third of 16", text));
+    }
+    return share;
+}
+
 ExitStatus RunValidate(const ValidateCommand& command) {
     FindsUse finds(command.finds, command.image, command.skipBad);
-    const std::string out = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
+    const std::optional<ValidateShare> share =
+        command.share.empty() ? std::nullopt : std::optional(ParseShare(command.share));
+    const std::string outcomes = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
+    const std::string out = share ? SharePathOf(outcomes, *share) : outcomes;
     RequireOwnFile("--out", out, finds.medium->Files());
     if (IsSameFile(out, command.finds)) {
         throw Failure(ExitStatus::Usage, "--out names the finds file itself");
@@ -40,9 +62,17 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
     }
-    GiveUpRootRights(Folder::Open(std::filesystem::absolute(out).parent_path()), false);
-    const Validation validation = ValidateWithFile(*finds.medium, finds.journal.seen, finds.journal.header.caps,
-                                                   FilePlace(out), {}, {finds.image, command.workers, command.quiet});
+    const std::filesystem::path path = std::filesystem::absolute(out);
+    const Folder folder = Folder::Open(path.parent_path());
+    GiveUpRootRights(folder, false);
+    const std::vector<FilePlace> earlier =
+        share ? std::vector<FilePlace>() : SharesIn(folder, path.filename().string());
+    const Validation validation =
+        ValidateWithFile(*finds.medium, finds.journal.seen, finds.journal.header.caps, FilePlace(out), earlier,
+                         {finds.image, command.workers, command.quiet, share});
+    if (share && !StopRequested()) {
+        return validation.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
+    }
     if (!validation.complete) {
         Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
         return ExitStatus::Stopped;
@@ -66,6 +96,9 @@ Command AddValidateCommand(CLI::App& program) {
     AddSkipBad(*line, command->skipBad);
     line->add_option("--jobs", command->workers, "Worker processes; as many as there are cores if not given")
         ->check(CLI::Range(1, 1024));
+    line->add_option("--segment", command->share,
+                     "Only a share of it, as 3/16, for a run without --segment that goes on from there; shares can be "
+                     "done on many machines");
     AddQuiet(*line, command->quiet);
     line->footer(
         "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"

@@ -26,7 +26,9 @@ void Limit(Resource resource, rlim_t most) {
 
 void SetLimits(const SandboxLimits& limits) {
     Limit(RLIMIT_CORE, 0);
-    Limit(RLIMIT_NOFILE, 0);
+    if (!IsSanitized) {
+        Limit(RLIMIT_NOFILE, 0);
+    }
     if (!limits.mayWrite) {
         Limit(RLIMIT_FSIZE, 0);
     }
@@ -100,6 +102,10 @@ bool LoadFilter() {
     filter.Fail(SCMP_SYS(prctl), EPERM);
     filter.Fail(SCMP_SYS(prlimit64), EPERM);
     filter.Fail(SCMP_SYS(readlink), EPERM);
+    if (IsSanitized) {
+        // To find out whether memory may be read.
+        filter.Allow({SCMP_SYS(pipe), SCMP_SYS(pipe2)});
+    }
     return filter.Load();
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -17,6 +18,16 @@ namespace {
 using std::chrono::steady_clock;
 constexpr std::chrono::milliseconds TerminalInterval(200);
 constexpr std::chrono::seconds PlainInterval(5);
+constexpr std::chrono::seconds JsonInterval(1);
+
+bool isJson = false;
+
+std::int64_t CountOf(const std::map<std::string, std::int64_t>& files) {
+    const auto add = [](std::int64_t sum, const auto& kind) {
+        return sum + kind.second;
+    };
+    return std::accumulate(files.begin(), files.end(), std::int64_t{0}, add);
+}
 
 std::string FormatDuration(double seconds) {
     const auto whole = static_cast<std::int64_t>(seconds);
@@ -30,13 +41,11 @@ std::string FormatDuration(double seconds) {
 // The most frequent kinds first, as many as fit a line.
 std::string FormatCounts(const std::map<std::string, std::int64_t>& files) {
     std::vector<std::pair<std::int64_t, std::string>> kinds;
-    std::int64_t all = 0;
     for (const auto& [extension, count] : files) {
         kinds.emplace_back(-count, extension);
-        all += count;
     }
     std::ranges::sort(kinds);
-    std::string text = fmt::format("{} files", all);
+    std::string text = fmt::format("{} files", CountOf(files));
     for (std::size_t i = 0; i < kinds.size() && i < 6; ++i) {
         text += fmt::format("{} {} {}", i == 0 ? ":" : ",", -kinds[i].first, kinds[i].second);
     }
@@ -51,7 +60,17 @@ Progress::Progress(std::string verb, std::int64_t total, bool quiet)
       quiet_(quiet),
       onTerminal_(CanRedrawLine()),
       start_(steady_clock::now()),
-      nextUpdate_(start_ + (onTerminal_ ? steady_clock::duration::zero() : steady_clock::duration(PlainInterval))) {}
+      nextUpdate_(start_ +
+                  (onTerminal_ || isJson ? steady_clock::duration::zero() : steady_clock::duration(PlainInterval))) {}
+
+Progress::~Progress() {
+    Clear();
+    if (isJson) {
+        PutJson();
+    }
+}
+
+void Progress::TellAsJson() { isJson = true; }
 
 void Progress::Clear() {
     if (drawn_) {
@@ -62,6 +81,15 @@ void Progress::Clear() {
 
 void Progress::Update(std::int64_t done, const std::map<std::string, std::int64_t>& files) {
     const auto now = steady_clock::now();
+    if (isJson) {
+        done_ = done;
+        files_ = CountOf(files);
+        if (now >= nextUpdate_) {
+            PutJson();
+            nextUpdate_ = now + JsonInterval;
+        }
+        return;
+    }
     if (quiet_ || now < nextUpdate_) {
         return;
     }
@@ -78,8 +106,18 @@ void Progress::Update(std::int64_t done, const std::map<std::string, std::int64_
     }
 }
 
+double Progress::Seconds() const { return std::chrono::duration<double>(steady_clock::now() - start_).count(); }
+
+void Progress::PutJson() const {
+    std::fputs(fmt::format("{{\"progress\":\"{}\",\"done\":{},\"total\":{},\"files\":{},\"seconds\":{:.1f}}}\n", verb_,
+                           done_, total_, files_, Seconds())
+                   .c_str(),
+               stderr);
+    std::fflush(stderr);
+}
+
 std::string Progress::Line(std::int64_t done, const std::map<std::string, std::int64_t>& files) const {
-    const double seconds = std::chrono::duration<double>(steady_clock::now() - start_).count();
+    const double seconds = Seconds();
     const double speed = seconds > 0 ? static_cast<double>(done) / seconds : 0;
     const double percent = total_ > 0 ? 100.0 * static_cast<double>(done) / static_cast<double>(total_) : 100.0;
     std::string line = fmt::format("{} {:.1f}%", verb_, percent);

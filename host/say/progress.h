@@ -15,7 +15,10 @@ public:
     Progress(std::string verb, std::int64_t total, bool quiet);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    ~Progress() { Clear(); }
+    ~Progress();
+
+    /// From now on progress is told to a program, even if it is to be quiet: a line of JSON a second.
+    static void TellAsJson();
 
     /// Takes the line away from a terminal, to make room for another message.
     void Clear();
@@ -25,6 +28,8 @@ public:
 
 private:
     std::string Line(std::int64_t done, const std::map<std::string, std::int64_t>& files) const;
+    double Seconds() const;
+    void PutJson() const;
 
     std::string verb_;
     std::int64_t total_;
@@ -33,6 +38,9 @@ private:
     std::chrono::steady_clock::time_point start_;
     std::chrono::steady_clock::time_point nextUpdate_;
     bool drawn_ = false;
+    // The last that was told of, for JSON.
+    std::int64_t done_ = 0;
+    std::int64_t files_ = 0;
 };
 
 }  // namespace salvor

@@ -53,6 +53,8 @@ public:
         }
     }
 
+    void TellEnd() { progress_.Update(PhaseCount * medium_.SizeInBytes(), counts_); }
+
 private:
     static constexpr std::int64_t PhaseCount = 3;
 
@@ -82,15 +84,15 @@ int WorkersOf(const ValidateHow& how) {
     return how.workers > 0 ? how.workers : std::max(static_cast<int>(std::thread::hardware_concurrency()), 1);
 }
 
-// Sectors that have about the same number of places in each part.
-std::vector<SectorRange> Parts(const Sightings& seen, int workers) {
-    constexpr std::size_t leastPlaces = 64;
+// Sectors that have about the same number of places in each part; at most as many as `count`.
+std::vector<SectorRange> Parts(const Sightings& seen, std::int64_t count, std::size_t leastPlaces) {
     std::vector<std::int64_t> sectors = seen.starts;
     std::ranges::transform(seen.finds, std::back_inserter(sectors), &Find::startSector);
     std::ranges::sort(sectors);
-    const std::size_t places = std::max(sectors.size() / (static_cast<std::size_t>(workers) * 4), leastPlaces);
+    sectors.erase(std::unique(sectors.begin(), sectors.end()), sectors.end());
+    const std::size_t places = std::max(sectors.size() / static_cast<std::size_t>(count) + 1, leastPlaces);
     std::vector<SectorRange> parts;
-    for (std::size_t i = 0; workers > 1 && i < sectors.size(); i += places) {
+    for (std::size_t i = 0; i < sectors.size(); i += places) {
         const std::int64_t end = i + places < sectors.size() ? sectors[i + places] : sectors.back() + 1;
         parts.push_back({sectors[i], end - sectors[i]});
     }
@@ -102,7 +104,11 @@ class ValidateClient : public CrewClient {
 public:
     ValidateClient(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
                    const ValidateHow& how, Keeper& keeper, const OutcomesRead& known)
-        : medium_(medium), seen_(seen), access_(AccessTo(medium, how.image)), keeper_(keeper) {
+        : medium_(medium),
+          seen_(seen),
+          access_(AccessTo(medium, how.image)),
+          keeper_(keeper),
+          isShare_(how.share.has_value()) {
         request_.caps = caps;
         for (const KnownFinding& one : known.known) {
             keeper_.Keep(one);
@@ -111,15 +117,20 @@ public:
         for (const SetAside& one : known.validation.setAside) {
             SetAsideHere(one);
         }
-        for (const SectorRange& part : Parts(seen, WorkersOf(how))) {
-            todo_.push_back({part});
+        if (how.share) {
+            const std::vector<SectorRange> shares = Parts(seen, how.share->count, 1);
+            const auto index = static_cast<std::size_t>(how.share->number - 1);
+            todo_ = index < shares.size() ? std::vector{shares[index]} : std::vector<SectorRange>();
+        } else if (WorkersOf(how) > 1) {
+            constexpr std::size_t leastPlaces = 64;
+            todo_ = Parts(seen, std::int64_t{4} * WorkersOf(how), leastPlaces);
         }
     }
 
     Validation TakeValidation() { return std::move(read_.validation); }
 
     std::optional<Order> NextOrder() override {
-        if (todo_.empty() && (!underWay_.empty() || read_.validation.complete)) {
+        if (todo_.empty() && (isShare_ || !underWay_.empty() || read_.validation.complete)) {
             return std::nullopt;
         }
         std::optional<SectorRange> part;
@@ -223,6 +234,7 @@ private:
     const Sightings& seen_;
     MediumAccess access_;
     Keeper& keeper_;
+    bool isShare_;
     ValidateRequest request_;
     std::vector<SectorRange> todo_;
     std::map<std::int64_t, UnderWay> underWay_;
@@ -245,13 +257,30 @@ std::string OutcomesPathOf(const std::string& findsPath) {
     return (path.parent_path() / name).string();
 }
 
+std::string SharePathOf(const std::string& outcomesPath, const ValidateShare& share) {
+    return fmt::format("{}.{}-of-{}", outcomesPath, share.number, share.count);
+}
+
+std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcomesName) {
+    std::vector<FilePlace> shares;
+    folder.AnyEntry([&](const std::string& name) {
+        if (name.starts_with(outcomesName + '.') && name.find("-of-") != std::string::npos) {
+            shares.emplace_back(folder, name);
+        }
+        return false;
+    });
+    return shares;
+}
+
 Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
-                            const FilePlace& place, const std::optional<FilePlace>& earlier, const ValidateHow& how) {
+                            const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how) {
     const std::string digest = DigestOf(medium, seen, caps);
     OutcomesRead known;
     SectorRangeSet unreadable;
-    for (const std::optional<FilePlace>& one : {std::optional(place), earlier}) {
-        auto read = one ? ReadOutcomes(*one) : std::nullopt;
+    std::vector<FilePlace> places{place};
+    places.insert(places.end(), earlier.begin(), earlier.end());
+    for (const FilePlace& one : places) {
+        auto read = ReadOutcomes(one);
         if (!read || read->digest != digest) {
             continue;
         }
@@ -260,9 +289,8 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
         if (read->validation.complete) {
             return std::move(read->validation);
         }
-        if (read->known.size() > known.known.size()) {
-            known = *std::move(read);
-        }
+        std::ranges::move(read->known, std::back_inserter(known.known));
+        std::ranges::move(read->validation.setAside, std::back_inserter(known.validation.setAside));
     }
     OutcomesWriter writer(place, digest);
     writer.AddUnreadable(unreadable.Ranges());
@@ -280,6 +308,9 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
             ValidateClient client(medium, seen, caps, how, keeper, known);
             RunCrew({.workers = WorkersOf(how)}, client);
             validation = client.TakeValidation();
+            if (validation.complete) {
+                keeper.TellEnd();
+            }
         }
     }
     writer.AddUnreadable(medium.TakeNewlyUnreadable().Ranges());

@@ -179,6 +179,24 @@ TEST(Program, ASecondExtractCompletesWhatIsMissingAndRewritesNothingElse) {
     EXPECT_EQ(RunProgram("recover " + Card + " --overwrite --out " + out).status, 0);
 }
 
+TEST(Program, TellsItsProgressToPrograms) {
+    const TempFolder folder;
+    const test::ProgramRun run =
+        RunProgram("recover " + Card + " --quiet --progress json --out " + Quoted(folder / "out"));
+    EXPECT_EQ(run.status, 0) << run.errors;
+    test::WriteFile(folder / "progress", run.errors);
+    std::map<std::string, json> last;
+    for (const json& line : ReadLines(folder / "progress")) {
+        last[line["progress"]] = line;
+    }
+    EXPECT_EQ(last.size(), 3U) << run.errors;
+    for (const auto& [step, line] : last) {
+        EXPECT_EQ(line["done"], line["total"]) << step;
+        EXPECT_GT(line["files"], 0) << step;
+    }
+    EXPECT_EQ(RunProgram("recover " + Card + " --progress xml --out " + Quoted(folder / "other")).status, 2);
+}
+
 TEST(Program, UsesAJournalThatWasCutAndSaysSo) {
     const TempFolder folder;
     ASSERT_EQ(RunProgram("scan " + Card + " --quiet --report " + Quoted(folder / "finds")).status, 0);

@@ -27,12 +27,21 @@ protected:
                                               " --out '" + (folder_ / "outcomes").string() + "'",
                                           environment);
         outcomes.clear();
-        for (const nlohmann::json& line : ReadLines(folder_ / "outcomes")) {
+        const std::filesystem::path path = folder_ / "outcomes";
+        for (const nlohmann::json& line :
+             std::filesystem::exists(path) ? ReadLines(path) : std::vector<nlohmann::json>()) {
             if (line["record"] == "outcome") {
                 outcomes[line["start_sector"]] = line;
             }
         }
         return run;
+    }
+    // The validator of PNGs falls over a sector.
+    static std::string Fault(const std::string& kind, std::int64_t sector) {
+        const auto validators = Validators();
+        const auto index = std::ranges::find(validators, "png", &Validator::name) - validators.begin();
+        return "SALVOR_TEST_PATIENCE=3000 SALVOR_TEST_FAULT=" + kind + ":" + std::to_string(index) + ":" +
+               std::to_string(sector);
     }
     std::int64_t SectorOf(const std::string& extension) const {
         const auto found =
@@ -49,9 +58,19 @@ private:
 TEST_F(ValidateWorkers, SayTheSameHoweverManyTheyAre) {
     EXPECT_EQ(Validate("--jobs 1").status, 0);
     const auto alone = outcomes;
+    const std::int64_t png = SectorOf("png");
     EXPECT_GT(alone.size(), 50U);
     EXPECT_EQ(Validate("--jobs 5").status, 0);
     EXPECT_EQ(outcomes, alone);
+    // By shares, one of them done twice. Nobody is asked again what they have found out.
+    for (const char* const share : {"2/2", "1/2", "2/2"}) {
+        EXPECT_EQ(Validate(std::string("--jobs 2 --segment ") + share).status, 0) << share;
+    }
+    EXPECT_EQ(Validate("--jobs 1", Fault("crash", png)).status, 0);
+    EXPECT_EQ(outcomes, alone);
+    for (const char* const wrong : {"0/2", "3/2", "1", "1/", "1/2x", "-1/2"}) {
+        EXPECT_EQ(Validate(std::string("--segment=") + wrong).status, 2) << wrong;
+    }
 }
 
 TEST_F(ValidateWorkers, LoseOneAnswerWhereOneFalls) {
@@ -59,14 +78,11 @@ TEST_F(ValidateWorkers, LoseOneAnswerWhereOneFalls) {
     auto good = outcomes;
     const std::int64_t sector = SectorOf("png");
     ASSERT_GE(sector, 0);
-    const auto validators = Validators();
-    const auto index = std::ranges::find(validators, "png", &Validator::name) - validators.begin();
     for (const std::string fault : {"crash", "hang", "memory"}) {
         if (fault == "memory" && IsSanitized) {
             continue;
         }
-        const ProgramRun run = Validate("--jobs 2", "SALVOR_TEST_PATIENCE=3000 SALVOR_TEST_FAULT=" + fault + ":" +
-                                                        std::to_string(index) + ":" + std::to_string(sector));
+        const ProgramRun run = Validate("--jobs 2", Fault(fault, sector));
         EXPECT_EQ(run.status, 1) << fault << ": " << run.errors;
         EXPECT_NE(run.errors.find("sector " + std::to_string(sector) + ": png"), std::string::npos) << run.errors;
         EXPECT_EQ(outcomes[sector]["verdict"], "open") << fault;
