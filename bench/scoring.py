@@ -38,7 +38,8 @@ GENERAL = {
     "odt zip": "ott sxw", "ods zip": "ots sxc", "odp zip": "otp sxi", "odg zip": "otg sxd",
     "doc": "dot", "xls": "xlt xla xlw", "ppt": "pot pps",
     "jar zip": "apk war ear", "zip": "epub kmz xpi whl cbz sb2 sb3 mmpz xopp vsdx",
-    "xml": "svg kml rss gpx xsl xslt xsd rdf ui plist docbook page", "htm": "html xhtml", "txt": "md csv log srt c h py sh css js json",
+    "xml": "svg kml rss gpx xsl xslt xsd rdf ui plist docbook page kvtml fodt fods fodp fodg", "htm": "html xhtml",
+    "txt": "md csv log srt c h cpp py sh pl lua po pot tex cfg css js json slk dif",
     "mp4": "m4v m4a m4b mov 3gp 3g2 heic", "mp3": "aac", "asf": "wma wmv", "mkv": "mka webm", "tif": "dng nef arw pef cr2 dcr srf",
     "dwg": "dwt", "pdf": "ai", "psd": "psb",
 }

@@ -234,12 +234,24 @@ private:
                 EndOf(spots_[index].sector, judgement->finding) > whole.end);
     }
 
+    // A damaged file may claim the bytes of others. Signatures of its own format that are as long as these are no
+    // coincidence.
+    bool MayHideOthers(const Cover& open) const {
+        constexpr std::size_t certain = 8;
+        const Validator& validator = *validators_[static_cast<std::size_t>(open.validator)];
+        return judgements_[open.spot].finding.verdict == Verdict::Damaged && !validator.starts.empty() &&
+               std::ranges::all_of(validator.starts, [](const StartSignature& start) {
+                   return start.bytes.size() >= certain && start.mask.empty();
+               });
+    }
+
     // Inside a file whose structure was followed but has no declared end, what its own validator sees is part of it,
     // and only a whole file is a start that no scanner has reported.
     std::optional<Judgement> JudgeInside(std::size_t index, Phase upTo, const Cover& open) {
         const Spot& spot = spots_[index];
         const bool isInside = open.validator != Nobody && open.Holds(ByteOf(spot.sector));
-        auto judgement = Judge(index, upTo, isInside && spot.findCount == 0 ? open.validator : Nobody);
+        const bool isOwnPart = isInside && spot.findCount == 0 && !MayHideOthers(open);
+        auto judgement = Judge(index, upTo, isOwnPart ? open.validator : Nobody);
         if (!judgement || !isInside || judgement->finding.verdict == Verdict::Whole) {
             return judgement;
         }

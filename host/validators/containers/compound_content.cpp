@@ -418,6 +418,18 @@ bool HoldsChunks(CompoundStream& stream) {
     return true;
 }
 
+// With a password, only the headers of a presentation's last records can be read. Source: [MS-PPT], section 2.3.2.
+bool IsPresentationEncrypted(CompoundFile& file) {
+    constexpr std::uint32_t encrypted = 0xF3D1C4DF;
+    const CompoundNode* const user = file.Stream("Current User");
+    if (user == nullptr || file.Stream("PowerPoint Document") == nullptr) {
+        return false;
+    }
+    CompoundStream stream(file, *user);
+    const ByteSpan token = stream.At(12, 4);
+    return !token.empty() && LoadLittle<std::uint32_t>(token, 0) == encrypted;
+}
+
 struct StreamCheck {
     const char* name;
     bool (*isRight)(CompoundStream&);
@@ -447,6 +459,9 @@ std::string CompoundContentFault(CompoundFile& file) {
         if (!HoldsPictures(pictures)) {
             return "the records of stream \"" + node.name + "\" do not follow one another";
         }
+    }
+    if (IsPresentationEncrypted(file)) {
+        return {};
     }
     for (const StreamCheck& check : StreamChecks) {
         const CompoundNode* const node = file.Stream(check.name);

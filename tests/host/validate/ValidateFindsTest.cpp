@@ -71,7 +71,13 @@ const Validator Greedy{.name = "greedy",
                                return Read(file, Jpg);
                            },
                        .types = SecondTypes};
-const Validator* const All[] = {&First, &Second, &Late, &Text, &Greedy};
+constexpr StartSignature LongStarts[] = {{"D-format"}};
+const Validator Signed{.name = "signed",
+                       .starts = LongStarts,
+                       .begins = [](ByteSpan head) { return BeginsWith(head, 'D'); },
+                       .validate = [](Place& file) { return Read(file, FileTypeIndex::Doc); },
+                       .types = FirstTypes};
+const Validator* const All[] = {&First, &Second, &Late, &Text, &Greedy, &Signed};
 
 class Recorder : public ValidateObserver {
 public:
@@ -167,6 +173,17 @@ TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
               (Texts{"10 doc whole 10240", "14 jpg open 600", "16 jpg open 100", "100 doc damaged 10240",
                      "105 jpg whole 1024", "110 jpg whole 15360", "200 doc whole 10240", "210 gif open 50000",
                      "300 bmp damaged 50000", "310 jpg whole 1024"}));
+}
+
+// Both files that are hidden have the format of the damaged one that claims them.
+TEST_F(ValidateFindsTest, LooksInADamagedClaimWhereASignatureIsLong) {
+    Put(10, "A3050");
+    Find(10, FileTypeIndex::Doc, 90);
+    Put(20, "A0002");
+    Put(100, "D3050");
+    Find(100, FileTypeIndex::Doc, 90);
+    Put(110, "D0002");
+    EXPECT_EQ(Lines(Validate()), (Texts{"10 doc damaged 25600", "100 doc damaged 25600", "110 doc whole 1024"}));
 }
 
 TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {
