@@ -265,12 +265,17 @@ Piece ParsePiece(const std::string& text) {
     return {*number, *count};
 }
 
-bool ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
+ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
     const SegmentStore store = StoreOf(scan, folder);
     SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
     options.blocks = PieceOf(store.Grid(), piece.number, piece.count);
     options.join = false;
-    return RunSegments(*scan.scan.medium, store, options).isComplete;
+    const SegmentRunResult result = RunSegments(*scan.scan.medium, store, options);
+    if (!result.isComplete) {
+        return ExitStatus::Stopped;
+    }
+    const bool isLossless = result.setAside.empty() && scan.scan.medium->Unreadable().SectorCount() == 0;
+    return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder) {

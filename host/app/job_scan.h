@@ -60,8 +60,8 @@ struct Piece {
 /// From "3/16". Throws `Failure` (usage).
 Piece ParsePiece(const std::string& text);
 
-/// Scans what is left of a piece. False if the person stopped it.
-bool ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece);
+/// Scans what is left of a piece; how that ended.
+ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece);
 
 /// Scans what is left and joins all. Where no worker process can be started it scans in this one. What an earlier run
 /// has finished is taken from its finds file.

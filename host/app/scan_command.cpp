@@ -93,11 +93,11 @@ ExitStatus ScanInFolder(const ScanCommand& command) {
     const OutFolder out = PrepareOutFolder(command.folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""},
                                            piece ? FolderUse::Share : scan.use);
     if (piece) {
-        if (ScanJobPiece(scan, out.folder, *piece)) {
-            return ExitStatus::Done;
+        const ExitStatus status = ScanJobPiece(scan, out.folder, *piece);
+        if (status == ExitStatus::Stopped) {
+            SayThatItGoesOn();
         }
-        SayThatItGoesOn();
-        return ExitStatus::Stopped;
+        return status;
     }
     const ScanOutcome outcome = ScanJobToEnd(scan, out.folder);
     if (outcome.complete) {

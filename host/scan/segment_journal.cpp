@@ -195,7 +195,7 @@ bool WriteSegment(File& file, const ScanKey& key, const SegmentScan& segment) {
 }
 
 SegmentRead ReadSegment(File& file, const ScanKey& key, const ScanGrid& grid) {
-    const SegmentRead damaged{std::nullopt, "it is cut or damaged"};
+    SegmentRead damaged{std::nullopt, "it is cut or damaged"};
     LineReader lines(file);
     std::string line;
     std::uint32_t sum = 0;

@@ -181,7 +181,8 @@ private:
         order.medium = AccessTo(medium_, options_.image);
         // Two blocks are in memory at a time, and one of zeros.
         order.memory += 3 * BytesOf({0, 1});
-        Running running{std::move(part), store_.Begin({part.part.from, part.part.to}), steady_clock::now()};
+        SegmentStore::Draft draft = store_.Begin({part.part.from, part.part.to});
+        Running running{std::move(part), std::move(draft), steady_clock::now()};
         order.output = running.draft.file.Descriptor();
         running_.emplace(order.id, std::move(running));
         return order;
