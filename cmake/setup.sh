@@ -10,6 +10,9 @@ salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5
 salvor_sanitize_packages=(clang libclang-rt-14-dev)
 salvor_check_packages=(clang-format clang-tidy git)
 
+# Reads what pictures say of themselves.
+salvor_build_packages+=(libexiv2-dev)
+
 # The exit status of the program when it cannot start.
 salvor_cannot_start=3
 

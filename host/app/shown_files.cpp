@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "host/app/finds_use.h"
+#include "host/details/find_details.h"
 #include "host/report/report.h"
 #include "host/say/failure.h"
 #include "host/say/say.h"
@@ -37,9 +38,10 @@ std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, 
 ShownFiles ShowPlanned(const std::string& path, const std::string& image, const PlanFilter& filter,
                        const TakeFile& take) {
     const FindsUse finds(path, {image}, false);
-    const Medium& medium = *finds.medium;
-    const Plan plan = MakePlan(OutcomesOf(finds, path, filter), {medium.SizeInBytes(), medium.SectorSize()}, filter,
-                               finds.journal.header.caps);
+    Medium& medium = *finds.medium;
+    Plan plan = MakePlan(OutcomesOf(finds, path, filter), {medium.SizeInBytes(), medium.SectorSize()}, filter,
+                         finds.journal.header.caps);
+    FindDetails(medium, finds.image, plan, nullptr);
     for (const PlannedFile& planned : plan.files) {
         const Json record = FileRecord(planned, {}, medium.SectorSize());
         if (const std::optional<ReportedFile> file = FileOfRecord(record)) {

@@ -2,11 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <limits>
 #include <optional>
+#include <vector>
 
+#include "host/details/find_details.h"
 #include "host/files/write_files.h"
 #include "host/platform/stop_request.h"
 #include "host/report/folder_report.h"
@@ -165,6 +168,21 @@ private:
     Progress progress_;
 };
 
+// What the medium's format knows to be zeros, as far as a person wants to see it: nothing is read.
+std::vector<SectorRange> KnownZeros(Medium& medium) {
+    constexpr std::size_t mostRanges = 4096;
+    const std::int64_t step = std::max<std::int64_t>(medium.SectorCount() / 65536, 1);
+    std::vector<SectorRange> zeros;
+    for (std::int64_t sector = 0; sector < medium.SectorCount() && zeros.size() < mostRanges;) {
+        const std::int64_t count = medium.ZeroSectorsFrom(sector);
+        if (count >= step) {
+            zeros.push_back({sector, count});
+        }
+        sector += std::max(count, step);
+    }
+    return zeros;
+}
+
 Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Medium& medium, const FindsOrigin& origin,
                    bool complete) {
     FolderCounts all = earlier;
@@ -191,7 +209,8 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
             {"text", text},
             {"not_written", totals.passedOver},
             {"unreadable_sectors", medium.Unreadable().SectorCount()},
-            {"unreadable", RangesToJson(medium.Unreadable().Ranges())}};
+            {"unreadable", RangesToJson(medium.Unreadable().Ranges())},
+            {"known_zeros", RangesToJson(KnownZeros(medium))}};
 }
 
 }  // namespace
@@ -209,6 +228,7 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
             "selection, and run 'salvor extract {} --out {}'",
             folder.Path().string(), ShellWord(origin.findsPath), ShellWord(folder.Path().string()));
     }
+    FindDetails(medium, origin.image, plan, &folder);
     FolderReport report(folder, !out.isOfJob);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/details/file_details.h"
 #include "host/plan/size_rules.h"
 #include "host/scan/scan_session.h"
 #include "host/validate/outcome.h"
@@ -50,6 +51,8 @@ struct PlannedFile {
     /// The path of the file in which it begins; empty for most.
     std::string container;
     std::vector<EmbeddedFile> embedded;
+    /// Found out behind planning.
+    FileDetails details;
     /// The size passes the medium's end.
     bool cutAtEnd = false;
     /// The size is the largest that was asked for or that the scanner reports, so the file may go on after it.

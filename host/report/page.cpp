@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/plan/plan.h"
+#include "host/report/base64.h"
 #include "host/report/page_parts.h"
 #include "host/report/report.h"
 #include "host/report/report_reader.h"
@@ -34,15 +35,6 @@ std::string ScriptJson(const Json& value) {
             text += c;
         }
     }
-    return text;
-}
-
-std::string Base64(const std::vector<std::uint8_t>& bytes) {
-    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-    // The library knows bytes as unsigned char.
-    std::vector<unsigned char> coded(text.size());
-    const int length = EVP_EncodeBlock(coded.data(), bytes.data(), static_cast<int>(bytes.size()));
-    text.assign(coded.begin(), coded.begin() + length);
     return text;
 }
 
@@ -120,7 +112,7 @@ public:
         type_.Add(types_.NumberOf({file.extension, file.typeName, IsPlainTextType(file.types.front())}));
         verdict_ += std::to_string(static_cast<int>(file.verdict));
         why_.Add(whys_.NumberOf(file.why));
-        const std::string hash = Base64(BytesOfHash(file.sha256));
+        const std::string hash = ToBase64(BytesOfHash(file.sha256));
         // 32 bytes take 43 digits and a sign that fills up.
         hashes_ += hash.empty() ? std::string(43, ' ') : hash.substr(0, 43);
         AddPlace(file);
@@ -144,6 +136,7 @@ public:
                                 {"isComplete", summary.isComplete},
                                 {"damagedLines", reader.DamagedLines()},
                                 {"unreadable", RangePairs(summary.unreadable)},
+                                {"zeros", RangePairs(summary.knownZeros)},
                                 {"notWritten", summary.notWritten},
                                 {"types", types},
                                 {"whys", whys_.Values()}};
@@ -223,6 +216,7 @@ private:
         AddIf(details.width > 0 && details.height > 0, "height", details.height);
         AddIf(!details.title.empty(), "title", details.title);
         AddIf(!details.camera.empty(), "camera", details.camera);
+        AddIf(!details.preview.empty(), "preview", details.preview);
     }
 
     std::int64_t count_ = 0;
@@ -244,7 +238,7 @@ std::string Policy() {
     return fmt::format(
         "default-src 'none'; script-src 'sha256-{}'; style-src 'sha256-{}'; "
         "img-src 'self' file:; media-src 'self' file:; base-uri 'none'; form-action 'none'",
-        Base64(Sha256Of(PageScript)), Base64(Sha256Of(PageStyle)));
+        ToBase64(Sha256Of(PageScript)), ToBase64(Sha256Of(PageStyle)));
 }
 
 void WriteParts(const Folder& folder, const PageData& data, const ReportReader& reader) {

@@ -26,6 +26,24 @@ Json ReportedSize(const PlannedFile& file) {
     return own == file.reported.end() ? file.reported.front().size : own->size;
 }
 
+// What is known of them.
+Json DetailsRecord(const FileDetails& details) {
+    Json record = Json::object();
+    for (const auto& [name, text] : {std::pair("taken", &details.taken),
+                                     {"title", &details.title},
+                                     {"camera", &details.camera},
+                                     {"preview", &details.preview}}) {
+        if (!text->empty()) {
+            record[name] = *text;
+        }
+    }
+    if (details.width > 0 && details.height > 0) {
+        record["width"] = details.width;
+        record["height"] = details.height;
+    }
+    return record;
+}
+
 Json SkippedRecord(const Finding& finding, std::int64_t startSector, const std::vector<ReportedClaim>& reported) {
     Json claims = Json::array();
     for (const ReportedClaim& claim : reported) {
@@ -151,6 +169,9 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
     }
     if (!file.container.empty()) {
         record["container"] = file.container;
+    }
+    if (Json details = DetailsRecord(file.details); !details.empty()) {
+        record["details"] = std::move(details);
     }
     for (const EmbeddedFile& one : file.embedded) {
         record["embedded"].push_back({{"start_sector", one.startSector},

@@ -62,9 +62,12 @@ FileDetails DetailsOf(const Json& record) {
     if (details == record.end() || !details->is_object()) {
         return {};
     }
-    return {TextAt(*details, "taken"), std::max<std::int64_t>(CountAt(*details, "width"), 0),
-            std::max<std::int64_t>(CountAt(*details, "height"), 0), TextAt(*details, "title"),
-            TextAt(*details, "camera")};
+    return {TextAt(*details, "taken"),
+            std::max<std::int64_t>(CountAt(*details, "width"), 0),
+            std::max<std::int64_t>(CountAt(*details, "height"), 0),
+            TextAt(*details, "title"),
+            TextAt(*details, "camera"),
+            TextAt(*details, "preview")};
 }
 
 // Empty for pieces that no medium has.
@@ -179,6 +182,7 @@ void ReportReader::ReadSummary(const Json& record) {
         sectorSize > 0 && sectorSize <= LargestSectorSize ? static_cast<std::int32_t>(sectorSize) : SmallestSectorSize;
     summary_.isComplete = TextAt(record, "ended") == "complete";
     summary_.unreadable = RangesFromJson(record, "unreadable").value_or(std::vector<SectorRange>());
+    summary_.knownZeros = RangesFromJson(record, "known_zeros").value_or(std::vector<SectorRange>());
     if (const auto reasons = record.find("not_written"); reasons != record.end() && reasons->is_object()) {
         for (const auto& [reason, count] : reasons->items()) {
             summary_.notWritten[reason] = count.is_number_integer() ? count.get<std::int64_t>() : 0;

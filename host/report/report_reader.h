@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/details/file_details.h"
 #include "host/medium/sector_ranges.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
@@ -23,17 +24,6 @@ struct OriginalEntry {
     std::optional<std::int64_t> accessed;
     std::optional<std::int64_t> changed;
     std::optional<std::int64_t> created;
-};
-
-/// What a file says of itself, where it is known.
-struct FileDetails {
-    /// When it was taken or made, in the clock of its maker: "2021-05-04T12:33:10"; empty where nothing is known.
-    std::string taken;
-    /// Pixels; 0 where they are not known.
-    std::int64_t width = 0;
-    std::int64_t height = 0;
-    std::string title;
-    std::string camera;
 };
 
 /// What begins inside a file, as its line lists it.
@@ -82,6 +72,8 @@ struct ReportSummary {
     /// The run behind it came to its end.
     bool isComplete = false;
     std::vector<SectorRange> unreadable;
+    /// What the medium's format knows to be zeros.
+    std::vector<SectorRange> knownZeros;
     /// What became no file, by reason.
     std::map<std::string, std::int64_t> notWritten;
 };

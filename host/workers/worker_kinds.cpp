@@ -1,5 +1,6 @@
 #include <array>
 
+#include "host/details/details_worker.h"
 #include "host/scan/scan_order.h"
 #include "host/validate/validate_worker.h"
 #include "host/workers/worker.h"
@@ -9,7 +10,8 @@ namespace salvor {
 std::span<const WorkerKind> WorkerKinds() {
     // One row for each step that works in workers.
     static constexpr std::array kinds{WorkerKind{ScanOrderKind, ScanPartOrdered},
-                                      WorkerKind{ValidateOrderKind, ValidateInWorker}};
+                                      WorkerKind{ValidateOrderKind, ValidateInWorker},
+                                      WorkerKind{DetailsOrderKind, AnswerQuestions}};
     return kinds;
 }
 

@@ -21,6 +21,10 @@ set(host_rooms "${host_rooms}|host/workers|host/platform|host/validators/text")
 set(uses_host "${host_rooms}|frame/contract|frame/bytes|formats")
 set(uses_host/plan "host/scan|host/validate|host/validators|host/say|frame/contract")
 set(uses_host/platform "")
+# What pictures say of themselves is a part of the plan and of the report.
+set(host_rooms "${host_rooms}|host/details")
+set(uses_host "${uses_host}|host/details")
+string(APPEND uses_host/plan "|host/details")
 set(uses_host/validators "host/medium|frame/contract|frame/bytes|formats")
 foreach(family IN ITEMS containers media images documents text)
     set(uses_host/validators/${family} "${uses_host/validators}|host/validators|host/validators/text")
@@ -29,6 +33,7 @@ endforeach()
 # few of them show what differs between systems: error numbers, signals, files that open as text.
 set(program_libraries "^(fmt/(format|chrono)|pugixml|nlohmann/json|CLI/CLI|openssl/evp|zlib|tsk/libtsk|libewf)\\.h(pp)?$")
 set(system_headers "^(cerrno|csignal|fstream)$")
+string(APPEND program_libraries "|^exiv2/exiv2\\.hpp$")
 
 set(wrong "")
 file(GLOB_RECURSE files RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/frame/*.h" "${SOURCE_DIR}/frame/*.cpp"

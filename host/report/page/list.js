@@ -191,6 +191,8 @@ function makePicture(file, alt) {
   }
   const image = make('img', { loading: 'lazy', decoding: 'async', alt, draggable: false });
   image.addEventListener('error', () => image.replaceWith(noPicture(file)));
+  // Icons are shown as they are.
+  image.addEventListener('load', () => image.classList.toggle('tiny', image.naturalWidth < 160 && image.naturalHeight < 160));
   image.src = source;
   return image;
 }

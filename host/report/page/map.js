@@ -8,7 +8,7 @@ const mapClasses = [
   { key: 'open', name: 'open' },
   { key: 'truncated', name: 'truncated' },
   { key: 'damaged', name: 'damaged' },
-  { key: 'zeros', name: 'zeros' },
+  { key: 'zeros', name: 'known zeros' },
   { key: 'free', name: 'free of finds' },
 ];
 const ClassOfVerdict = 2;
@@ -35,7 +35,7 @@ function layOutMedium() {
       add(1, start * data.sectorSize, bytes);
     }
   }
-  for (const [kind, ranges] of [[0, data.unreadable], [ZerosClass, data.zeros ?? []]]) {
+  for (const [kind, ranges] of [[0, data.unreadable], [ZerosClass, data.zeros]]) {
     for (const [first, count] of ranges) {
       add(kind, first * data.sectorSize, count * data.sectorSize);
     }

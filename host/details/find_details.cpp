@@ -1,0 +1,149 @@
+#include "host/details/find_details.h"
+
+#include <FileTypeCatalog.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "host/details/details_worker.h"
+#include "host/platform/stop_request.h"
+#include "host/say/failure.h"
+#include "host/say/say.h"
+#include "host/workers/crew.h"
+
+namespace salvor {
+
+namespace {
+
+// Those that the library for details reads and browsers show.
+constexpr std::array ShownTypes{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png,
+                                FileTypeIndex::Gif,        FileTypeIndex::Bmp,          FileTypeIndex::Webp};
+// Those that it reads and browsers do not show.
+constexpr std::array PreviewTypes{FileTypeIndex::Crw, FileTypeIndex::Cr2, FileTypeIndex::Cr3, FileTypeIndex::Dcr,
+                                  FileTypeIndex::Mrw, FileTypeIndex::Nef, FileTypeIndex::Orf, FileTypeIndex::Pef,
+                                  FileTypeIndex::Raf, FileTypeIndex::Srf, FileTypeIndex::Arw, FileTypeIndex::Dng,
+                                  FileTypeIndex::Psd, FileTypeIndex::Tiff};
+
+template <class Types>
+bool IsOneOf(const Types& types, std::int32_t type) {
+    return std::ranges::find(types, type) != types.end();
+}
+
+class DetailsClient : public CrewClient {
+public:
+    DetailsClient(MediumAccess access, Plan& plan, const Folder* folder)
+        : access_(std::move(access)), plan_(plan), folder_(folder) {
+        constexpr std::size_t mostInOrder = 256;
+        std::vector<DetailsQuestion> questions;
+        for (std::size_t i = 0; i < plan.files.size(); ++i) {
+            const PlannedFile& file = plan.files[i];
+            const bool mayHavePreview = IsOneOf(PreviewTypes, file.finding.type);
+            if (mayHavePreview || IsOneOf(ShownTypes, file.finding.type)) {
+                questions.push_back({static_cast<std::int32_t>(i), mayHavePreview && folder != nullptr, file.extents});
+            }
+            if (questions.size() == mostInOrder || (i + 1 == plan.files.size() && !questions.empty())) {
+                waiting_.push_back(std::exchange(questions, {}));
+            }
+        }
+    }
+
+    bool HasQuestions() const { return !waiting_.empty(); }
+
+    std::optional<Order> NextOrder() override {
+        if (waiting_.empty()) {
+            return std::nullopt;
+        }
+        Order order;
+        order.id = nextId_++;
+        order.kind = DetailsOrderKind;
+        order.what = QuestionsToJson(waiting_.front());
+        order.medium = access_;
+        asked_[order.id] = std::move(waiting_.front());
+        waiting_.pop_front();
+        return order;
+    }
+
+    void OnLine(std::int64_t id, const std::string& line) override {
+        const std::optional<DetailsAnswer> answer = AnswerIn(line);
+        const std::vector<DetailsQuestion>& questions = asked_[id];
+        const auto question =
+            std::ranges::find(questions, answer ? answer->file : std::int32_t{-1}, &DetailsQuestion::file);
+        if (question == questions.end()) {
+            return;
+        }
+        PlannedFile& file = plan_.files[static_cast<std::size_t>(answer->file)];
+        file.details = answer->details.known;
+        if (question->withPreview && !answer->details.preview.empty()) {
+            KeepPreview(file, answer->details.preview);
+        }
+    }
+
+    void OnEnd(std::int64_t id, const WorkerEnd& end) override {
+        const auto node = asked_.extract(id);
+        if (!IsFault(end.ending) || node.empty()) {
+            return;
+        }
+        // Those behind the one over which the worker fell are asked again.
+        const auto at = std::ranges::find(node.mapped(), end.at.subject, &DetailsQuestion::file);
+        if (at != node.mapped().end() && at + 1 != node.mapped().end()) {
+            waiting_.emplace_back(at + 1, node.mapped().end());
+        }
+    }
+
+    bool StopRequested() override { return salvor::StopRequested(); }
+
+private:
+    void KeepPreview(PlannedFile& file, const std::vector<std::uint8_t>& bytes) {
+        // All together; a folder full of raws has some gigabytes itself.
+        constexpr std::int64_t mostBytes = std::int64_t{1} << 30;
+        const Folder previews = folder_->Below(PreviewFolder, true);
+        if (!previews.IsOpen() || previewBytes_ + std::ssize(bytes) > mostBytes) {
+            return;
+        }
+        std::string name = file.path;
+        std::ranges::replace(name, '/', '-');
+        name += ".jpg";
+        File preview = previews.Create(name);
+        if (preview.IsOpen() && preview.Write(bytes.data(), bytes.size()) && preview.Close()) {
+            previewBytes_ += std::ssize(bytes);
+            file.details.preview = fmt::format("{}/{}", PreviewFolder, name);
+        } else {
+            previews.Remove(name);
+        }
+    }
+
+    MediumAccess access_;
+    Plan& plan_;
+    const Folder* folder_;
+    std::deque<std::vector<DetailsQuestion>> waiting_;
+    std::map<std::int64_t, std::vector<DetailsQuestion>> asked_;
+    std::int64_t nextId_ = 0;
+    std::int64_t previewBytes_ = 0;
+};
+
+}  // namespace
+
+void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const Folder* folder) {
+    DetailsClient client(AccessTo(medium, image), plan, folder);
+    if (!client.HasQuestions()) {
+        return;
+    }
+    try {
+        // More would make a disk seek.
+        RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))}, client);
+    } catch (const Failure& failure) {
+        Say("nothing is found out about dates and sizes of pictures: {}", failure.what());
+    }
+}
+
+}  // namespace salvor
