@@ -3,16 +3,19 @@
 
     make-seeds.py DIRECTORY
 
-makes DIRECTORY/factory, DIRECTORY/reader and DIRECTORY/validate. The seeds of
+makes DIRECTORY/factory, DIRECTORY/reader, DIRECTORY/validate and
+DIRECTORY/disk. The seeds of
 fuzz_factory are the fixtures of ../samples and small made-up files of the
 types that have no fixture; those of fuzz_reader are noise; those of
-fuzz_validate are the fixtures.
+fuzz_validate are the fixtures; those of fuzz_disk are a small image, a rescue
+map and a name.
 """
 
 import os
 import random
 import struct
 import sys
+import zlib
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 FIXTURES = os.path.join(HERE, "..", "samples", "fixtures")
@@ -97,12 +100,28 @@ def validate_seeds():
         yield name + ".all", b"\x80" + data
 
 
+def disk_seeds():
+    cluster = 512
+    for below in (0, 104):
+        top = struct.pack(">QQ", 2 * cluster, 0)
+        # A cluster, one marked as zeros, a missing one, a packed one.
+        table = struct.pack(">QQQQ", 3 * cluster, 3 * cluster | 1, 0, 1 << 62 | 4 * cluster)
+        head = struct.pack(">4sIQIIQIIQQIIQQQQII", b"QFI\xfb", 3, below, 8 if below else 0, 9, 40000, 0, 2, cluster,
+                           0, 0, 0, 0, 0, 0, 0, 4, 104) + b"disk.raw"
+        packer = zlib.compressobj(9, zlib.DEFLATED, -12)
+        packed = packer.compress(b"salvor" * 100) + packer.flush()
+        image = b"".join(part.ljust(cluster, b"\0") for part in (head, top, table, b"data" * 128, packed))
+        yield "image%d" % below, bytes([below > 0]) + image
+    yield "map", b"\2# rescue\n0x0 ? 1\n0x0 0x200 +\n0x200 1000 -\n0x800 0x9000 +\n"
+    yield "name", b"\3card.yz"
+
+
 def main():
     if len(sys.argv) != 2:
         print("usage: make-seeds.py DIRECTORY", file=sys.stderr)
         return 2
     for target, seeds in (("factory", factory_seeds()), ("reader", reader_seeds()),
-                          ("validate", validate_seeds())):
+                          ("validate", validate_seeds()), ("disk", disk_seeds())):
         directory = os.path.join(sys.argv[1], target)
         os.makedirs(directory, exist_ok=True)
         for name, data in seeds:

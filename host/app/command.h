@@ -27,6 +27,7 @@ Command AddListCommand(CLI::App& program);
 Command AddReportCommand(CLI::App& program);
 Command AddInspectCommand(CLI::App& program);
 Command AddInfoCommand(CLI::App& program);
+Command AddExportMapCommand(CLI::App& program);
 Command AddTypesCommand(CLI::App& program);
 
 /// Parses the command line and runs what it names; the program's exit status. Failures are one line on stderr.

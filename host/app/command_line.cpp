@@ -37,8 +37,9 @@ int RunCommandLine(int argc, const char* const* argv) {
 
     std::vector<Command> commands;
     std::string names;
-    for (const auto add : {AddScanCommand, AddMergeCommand, AddValidateCommand, AddExtractCommand, AddRecoverCommand,
-                           AddListCommand, AddReportCommand, AddInfoCommand, AddInspectCommand, AddTypesCommand}) {
+    for (const auto add :
+         {AddScanCommand, AddMergeCommand, AddValidateCommand, AddExtractCommand, AddRecoverCommand, AddListCommand,
+          AddReportCommand, AddInfoCommand, AddInspectCommand, AddExportMapCommand, AddTypesCommand}) {
         commands.push_back(add(app));
         names += (names.empty() ? "" : ", ") + commands.back().line->get_name();
     }

@@ -22,6 +22,8 @@ ImageSpec ImageOf(const JournalHeader& header, const ImageSpec& other) {
     if (other.format) {
         image.format = other.format;
     }
+    // What the map of the scan left out stands in the finds.
+    image.map = other.map;
     return image;
 }
 
@@ -32,11 +34,11 @@ FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad
       image(ImageOf(journal.header, other)),
       medium(OpenMedium(image, journal.header.sectorSize, {skipBad, StopRequested})) {
     SayIfResized();
-    if (other.path.empty()) {
+    if (other.path.empty() && other.map.empty()) {
         medium->NoteUnreadable(journal.seen.unreadable);
     } else {
-        // A copy may hold what the first medium did not give.
-        journal.seen.unreadable.clear();
+        // A copy, or a rescue that went on, may hold what was not there.
+        journal.seen.unreadable = medium->Unreadable().Ranges();
     }
     if (journal.damagedLines > 0) {
         Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, path);

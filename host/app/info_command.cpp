@@ -11,9 +11,11 @@
 #include "host/app/command.h"
 #include "host/app/options.h"
 #include "host/files/digest.h"
-#include "host/medium/ewf_facts.h"
+#include "host/medium/ewf_image.h"
 #include "host/medium/open_image.h"
 #include "host/plan/size_rules.h"
+#include "host/platform/device_facts.h"
+#include "host/platform/mounts.h"
 #include "host/platform/stop_request.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
@@ -36,7 +38,25 @@ void TellImage(const ImageSpec& image, const Medium& medium) {
     TellFact("format", fmt::format("{}{}", ImageFormatWord(medium.Format()),
                                    files > 1 ? fmt::format(", {} files", files) : std::string()));
     TellFact("size", fmt::format("{} bytes ({})", medium.SizeInBytes(), FormatSize(medium.SizeInBytes())));
+    if (const std::int64_t sectors = medium.Unreadable().SectorCount(); sectors > 0) {
+        TellFact("not rescued", fmt::format("{}, as the map says", FormatSize(sectors * medium.SectorSize())));
+    }
     TellFact("sector size", fmt::format("{} bytes", medium.SourceSectorSize()));
+}
+
+void TellDevice(const std::string& path) {
+    const auto facts = FactsOfDevice(path);
+    if (!facts) {
+        return;
+    }
+    for (const auto& [name, text] : {std::pair("model", facts->model), std::pair("serial number", facts->serial)}) {
+        if (!text.empty()) {
+            TellFact(name, text);
+        }
+    }
+    for (const std::string& place : MountedForWriting(path)) {
+        TellFact("mounted", fmt::format("for writing at '{}'", place));
+    }
 }
 
 void TellAcquisition(const EwfFacts& facts) {
@@ -89,6 +109,7 @@ ExitStatus Verify(Medium& medium, const EwfFacts& facts, bool quiet) {
 ExitStatus RunInfo(const InfoCommand& command) {
     const auto medium = OpenMedium(command.image, SmallestSectorSize, {false, StopRequested});
     TellImage(command.image, *medium);
+    TellDevice(command.image.path);
     const EwfFacts facts = medium->Format() == ImageFormat::Ewf ? ReadEwfFacts(medium->Files()) : EwfFacts();
     TellAcquisition(facts);
     return command.verify ? Verify(*medium, facts, command.quiet) : ExitStatus::Done;

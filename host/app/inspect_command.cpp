@@ -25,6 +25,7 @@ struct InspectCommand {
 ExitStatus RunInspect(const InspectCommand& command) {
     ScanOptions options;
     options.image = command.image;
+    options.mounted = true;
     options.sectorSize = command.sectorSize;
     options.start = command.sector;
     const PreparedScan scan = PrepareScan(options, {});

@@ -174,8 +174,10 @@ ScanOutcome OutcomeOf(SegmentRunResult result, const JobScan& scan) {
     for (const Find& find : outcome.seen.finds) {
         ++outcome.summary.findsByType[find.type];
     }
-    outcome.summary.unreadable = outcome.seen.unreadable;
     scan.scan.medium->NoteUnreadable(outcome.seen.unreadable);
+    // Together with what a rescue map left out.
+    outcome.seen.unreadable = scan.scan.medium->Unreadable().Ranges();
+    outcome.summary.unreadable = outcome.seen.unreadable;
     return outcome;
 }
 

@@ -11,6 +11,7 @@ namespace salvor {
 void AddScanOptions(CLI::App& command, ScanOptions& options) {
     command.add_option("IMAGE", options.image.path, "Image file or block device; opened read-only")->required();
     AddImageOptions(command, options.image);
+    command.add_flag("--mounted", options.mounted, "Also a device that is mounted for writing");
     command.add_option("--sector-size", options.sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
     command.add_option("--block-size", options.blockSize, "Bytes read at once")->capture_default_str();
     command.add_option("--start", options.start, "First sector to scan, counted from 0")->capture_default_str();
@@ -34,6 +35,7 @@ void AddImageOptions(CLI::App& command, ImageSpec& image) {
         .add_option_function<std::string>(
             "--format", take, fmt::format("The image's format, if its content misleads: {}", ImageFormatWords()))
         ->type_name("FORMAT");
+    command.add_option("--map", image.map, "GNU ddrescue's map of the image: what it has not read is left alone");
 }
 
 void AddSkipBad(CLI::App& command, bool& skipBad) {

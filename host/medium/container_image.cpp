@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/medium/image_formats.h"
+#include "host/medium/read_in_pieces.h"
 #include "host/say/failure.h"
 
 namespace salvor {
@@ -16,8 +17,6 @@ using TskImage = std::unique_ptr<TSK_IMG_INFO, decltype(&tsk_img_close)>;
 
 TSK_IMG_TYPE_ENUM TypeOf(ImageFormat format) {
     switch (format) {
-        case ImageFormat::Ewf:
-            return TSK_IMG_TYPE_EWF_EWF;
         case ImageFormat::Aff:
             return TSK_IMG_TYPE_AFF_ANY;
         case ImageFormat::Vmdk:
@@ -52,33 +51,14 @@ public:
 
     std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
         const std::lock_guard lock(mutex_);
-        std::size_t done = ReadPiece(offset, buffer, length);
-        if (done == length) {
-            return done;
-        }
-        // A large read fails as a whole for one bad chunk; what lies in front of that is read in pieces, which the
-        // library keeps.
-        for (done = 0; done < length;) {
-            const std::int64_t at = offset + static_cast<std::int64_t>(done);
-            const std::size_t wanted = std::min(length - done, PieceBytes - static_cast<std::size_t>(at) % PieceBytes);
-            const std::size_t got = ReadPiece(at, buffer + done, wanted);
-            done += got;
-            if (got < wanted) {
-                break;
-            }
-        }
-        return done;
+        return ReadInPieces(offset, length, [&](std::size_t done, std::size_t wanted) {
+            char* const to = static_cast<char*>(static_cast<void*>(buffer + done));
+            const auto got = tsk_img_read(image_.get(), offset + static_cast<std::int64_t>(done), to, wanted);
+            return got > 0 ? static_cast<std::size_t>(got) : 0;
+        });
     }
 
 private:
-    // The usual chunk of E01.
-    static constexpr std::size_t PieceBytes = std::size_t{32} << 10U;
-
-    std::size_t ReadPiece(std::int64_t offset, std::uint8_t* buffer, std::size_t length) {
-        const auto got = tsk_img_read(image_.get(), offset, static_cast<char*>(static_cast<void*>(buffer)), length);
-        return got > 0 ? static_cast<std::size_t>(got) : 0;
-    }
-
     TskImage image_;
     ImageFormat format_;
     // The libraries below keep state between reads, and not all of them lock it.

@@ -20,7 +20,7 @@ bool IsPartOfSplitImage(const std::string& path);
 /// Reads several files in a row, of which `path` must be the first.
 std::unique_ptr<MediumSource> OpenSplitImage(const std::string& path);
 
-/// Reads E01, AFF, VMDK, VHD and VHDX through libtsk.
+/// Reads AFF, VMDK, VHD and VHDX through libtsk.
 std::unique_ptr<MediumSource> OpenContainer(const std::string& path, ImageFormat format);
 
 }  // namespace salvor

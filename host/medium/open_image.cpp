@@ -8,8 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "host/medium/ewf_image.h"
 #include "host/medium/image_formats.h"
 #include "host/medium/qcow2_image.h"
+#include "host/medium/rescue_map.h"
 #include "host/platform/device.h"
 #include "host/say/failure.h"
 
@@ -106,6 +108,8 @@ std::unique_ptr<MediumSource> OpenAbove(const ImageSpec& spec, int imagesBelow) 
             return OpenRawImage(std::move(device), spec.path);
         case ImageFormat::Split:
             return OpenSplitImage(spec.path);
+        case ImageFormat::Ewf:
+            return OpenEwfImage(spec.path);
         case ImageFormat::Qcow2:
             return OpenQcow2(std::move(device), spec.path, imagesBelow);
         default:
@@ -127,7 +131,11 @@ std::unique_ptr<MediumSource> OpenPassedImage(const std::string& path, std::span
 }
 
 std::unique_ptr<Medium> OpenMedium(const ImageSpec& spec, std::int32_t sectorSize, const FailurePolicy& policy) {
-    return std::make_unique<Medium>(OpenImage(spec), sectorSize, policy);
+    auto medium = std::make_unique<Medium>(OpenImage(spec), sectorSize, policy);
+    if (!spec.map.empty()) {
+        medium->NoteUnreadable(SectorsNotRescued(spec.map, medium->SizeInBytes(), sectorSize));
+    }
+    return medium;
 }
 
 ImageSpec Absolute(const ImageSpec& spec) {

@@ -19,7 +19,7 @@ std::unique_ptr<MediumSource> OpenImage(const ImageSpec& spec);
 /// The same in a process that was given the descriptors of a medium; `path` is for messages.
 std::unique_ptr<MediumSource> OpenPassedImage(const std::string& path, std::span<const int> descriptors);
 
-/// An image as a medium with sectors of `sectorSize` bytes.
+/// An image with its rescue map, if there is one, as a medium with sectors of `sectorSize` bytes.
 std::unique_ptr<Medium> OpenMedium(const ImageSpec& spec, std::int32_t sectorSize, const FailurePolicy& policy);
 
 /// The spec with paths that hold whatever the working folder is.

@@ -18,12 +18,13 @@ namespace fs = std::filesystem;
 // folder, which lies inside its disk's.
 fs::path DiskOf(const fs::path& device) { return fs::exists(device / "partition") ? device.parent_path() : device; }
 
+// On a disk, or on a single partition.
 bool RestsOn(const fs::path& device, const fs::path& disk, int depth) {
     constexpr int deepestStack = 16;
     if (depth > deepestStack) {
         return false;
     }
-    if (DiskOf(device) == disk) {
+    if (device == disk || DiskOf(device) == disk) {
         return true;
     }
     std::error_code none;
@@ -104,6 +105,15 @@ bool LiesOnRotatingDisk(const fs::path& path) {
     }
     const fs::path device = EntryOf(S_ISBLK(info.st_mode) ? info.st_rdev : info.st_dev, "/sys/dev/block");
     return !device.empty() && HasRotatingDisk(device, 0);
+}
+
+bool IsInsideDevice(std::uint64_t part, std::uint64_t device, const fs::path& sysBlock) {
+    if (part == device) {
+        return true;
+    }
+    const fs::path inner = EntryOf(part, sysBlock);
+    const fs::path outer = EntryOf(device, sysBlock);
+    return !inner.empty() && !outer.empty() && RestsOn(inner, outer, 0);
 }
 
 bool LiesOnDevice(const fs::path& path, const fs::path& device) {

@@ -23,6 +23,10 @@ bool LiesOnDevice(const std::filesystem::path& path, const std::filesystem::path
 /// does not tell.
 bool LiesOnRotatingDisk(const std::filesystem::path& path);
 
+/// True if the block device `part` takes its space from `device`: it is that one, a partition of it, or mapped onto
+/// one of these. Device numbers and `sysBlock` as below.
+bool IsInsideDevice(std::uint64_t part, std::uint64_t device, const std::filesystem::path& sysBlock);
+
 /// True if a file system on device `folderDevice` takes its space from the block device `imageDevice`, directly, as a
 /// partition, or through mapped devices. Device numbers are those of `stat`; `sysBlock` is the folder that holds an
 /// entry "major:minor" for every block device.

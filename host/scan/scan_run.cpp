@@ -9,6 +9,7 @@
 
 #include "host/medium/open_image.h"
 #include "host/plan/size_rules.h"
+#include "host/platform/mounts.h"
 #include "host/platform/stop_request.h"
 #include "host/say/failure.h"
 #include "host/say/progress.h"
@@ -134,6 +135,17 @@ std::map<std::int32_t, std::int64_t> CapsOf(const ScanOptions& options, const st
     return caps;
 }
 
+// What is written while files are looked for may overwrite them, and what is read then fits nothing.
+void RefuseMounted(const ScanOptions& options) {
+    const std::vector<std::string> places = MountedForWriting(options.image.path);
+    if (!places.empty() && !options.mounted) {
+        throw UsageError(fmt::format(
+            "'{}' is mounted for writing at '{}', and every write may destroy what is to be found; unmount it or "
+            "mount it read-only, or pass --mounted to go on nevertheless",
+            options.image.path, places.front()));
+    }
+}
+
 }  // namespace
 
 PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types) {
@@ -146,6 +158,7 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     const std::int64_t start = ParseNumber("--start", options.start);
     const std::optional<std::int64_t> length =
         options.length.empty() ? std::nullopt : std::optional(ParseNumber("--length", options.length));
+    RefuseMounted(options);
     auto medium = OpenMedium(options.image, header.sectorSize, {options.skipBad, StopRequested});
     header.imageSize = medium->SizeInBytes();
     const std::int64_t sectors = medium->SectorCount();
@@ -170,6 +183,7 @@ ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool 
     ScanOutcome outcome;
     const auto start = steady_clock::now();
     {
+        journal.AddUnreadable(scan.medium->Unreadable().Ranges());
         JournalObserver observer(scan, journal, outcome, quiet);
         outcome.complete = ScanRange(*scan.medium, request, observer);
     }

@@ -20,6 +20,8 @@ struct ScanOptions {
     std::string length;
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
+    /// Also a device with file systems that are mounted for writing.
+    bool mounted = false;
     /// Words such as "png=50M".
     std::vector<std::string> caps;
 };

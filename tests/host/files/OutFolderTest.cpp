@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>
 
+#include "host/platform/device_facts.h"
+#include "host/platform/mounts.h"
 #include "host/platform/same_disk.h"
 #include "host/say/failure.h"
 #include "tests/host/TestFiles.h"
@@ -92,6 +94,31 @@ TEST(OutFolder, KnowsFileSystemsThatRestOnADevice) {
     devices.Stack("sdb", "dm-1");
     devices.Stack("dm-0", "sdb");
     EXPECT_FALSE(onDevice(otherDisk, makedev(8, 99)));
+}
+
+TEST(Mounts, AreThoseOfTheDeviceAndItsPartsThatMayBeWritten) {
+    BlockDevices devices;
+    const auto disk = devices.Add(0, "sda");
+    const auto mounted = devices.Add(1, "sda/sda1", true);
+    const auto other = devices.Add(2, "sda/sda2", true);
+    devices.Add(32, "dm-0");
+    devices.Stack("dm-0", "sda/sda2");
+    const std::string table =
+        "36 35 8:1 / /media/a\\040card rw,noatime shared:1 master:2 - vfat /dev/sda1 rw,uid=1000\n"
+        "37 35 8:1 / /media/b ro,noatime - vfat /dev/sda1 ro\n"
+        "38 35 8:32 / /media/volume rw - ext4 /dev/dm-0 rw\n"
+        "39 35 0:40 / /run rw - tmpfs none rw\n"
+        "cut\n";
+    using Places = std::vector<std::string>;
+    EXPECT_EQ(MountedForWriting(disk, table, devices.Sys()), (Places{"/media/a card", "/media/volume"}));
+    EXPECT_EQ(MountedForWriting(mounted, table, devices.Sys()), (Places{"/media/a card"}));
+    EXPECT_EQ(MountedForWriting(other, table, devices.Sys()), (Places{"/media/volume"}));
+    EXPECT_EQ(MountedForWriting(devices.Add(16, "sdb"), table, devices.Sys()), Places());
+
+    fs::create_directories(devices.Sys() / "8:0/device");
+    test::WriteFile(devices.Sys() / "8:0/device/model", std::string(" Card reader  \n"));
+    test::WriteFile(devices.Sys() / "8:0/serial", std::string("0815\n"));
+    EXPECT_EQ(FactsInFolder(fs::canonical(devices.Sys() / "8:1")), (DeviceFacts{"Card reader", "0815"}));
 }
 
 }  // namespace

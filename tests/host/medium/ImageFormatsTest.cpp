@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
+#include <map>
+#include <set>
 
 #include "host/medium/open_image.h"
 #include "host/medium/part_names.h"
@@ -109,6 +112,64 @@ TEST_F(ImageFormats, GiveTheSameBytesAsTheRawImage) {
             EXPECT_TRUE(ReadAll(*source) == raw_);
         }
     }
+}
+
+TEST_F(ImageFormats, GiveTheSameFilesAsTheRawImage) {
+    const auto recovered = [&](const std::string& name) {
+        const std::string out = Path("out-" + name);
+        EXPECT_EQ(RunProgram("recover '" + Path(name) + "' --quiet --out '" + out + "'").status, 0) << name;
+        std::map<std::string, std::string> files;
+        for (const auto& record : ReadLines(out + "/report.jsonl")) {
+            if (record.at("record") == "file") {
+                files[record.at("path")] = record.at("sha256");
+            }
+        }
+        return files;
+    };
+    const auto expected = recovered("m.raw");
+    EXPECT_GT(expected.size(), 20U);
+    // One of each format.
+    std::set<ImageFormat> seen;
+    for (const Making& making : Makings) {
+        if (seen.insert(making.format).second && Make(making.command)) {
+            EXPECT_EQ(recovered(making.first), expected) << making.command;
+        }
+    }
+}
+
+TEST_F(ImageFormats, OfCutSegmentsLoseWhatIsMissing) {
+    if (!Make("ewfacquire -q -u -c none -S 1MiB -t e m.raw")) {
+        GTEST_SKIP() << "ewfacquire makes the images";
+    }
+    const auto unlike = [&] {
+        const auto medium = OpenMedium({Path("e.E01")}, 512, {});
+        Bytes bytes(raw_.size());
+        medium->Read(0, bytes.data(), medium->SectorCount());
+        std::int64_t others = 0;
+        for (std::int64_t i = 0; i < medium->SectorCount(); ++i) {
+            const auto at = static_cast<std::ptrdiff_t>(i * 512);
+            const bool isSame = std::equal(bytes.begin() + at, bytes.begin() + at + 512, raw_.begin() + at);
+            others += isSame || medium->HoldsUnreadable({i, 1}) ? 0 : 1;
+        }
+        return std::pair(medium->Unreadable().SectorCount(), others);
+    };
+    const Bytes third = ReadFile(folder_ / "e.E03");
+    std::filesystem::rename(folder_ / "e.E04", folder_ / "kept");
+    const auto [unreadable, others] = unlike();
+    EXPECT_GT(unreadable, 1000);
+    EXPECT_EQ(others, 0);
+    // One that ends early, one with a wrong byte, and two that changed places.
+    std::filesystem::rename(folder_ / "kept", folder_ / "e.E04");
+    WriteFile(folder_ / "e.E03", Bytes(third.begin(), third.begin() + 300000));
+    EXPECT_GT(unlike().first, 0);
+    EXPECT_EQ(unlike().second, 0);
+    Bytes wrong = third;
+    ++wrong[500000];
+    WriteFile(folder_ / "e.E03", wrong);
+    EXPECT_EQ(unlike(), std::pair(std::int64_t{64}, std::int64_t{0}));
+    std::filesystem::rename(folder_ / "e.E04", folder_ / "e.E03");
+    WriteFile(folder_ / "e.E04", third);
+    EXPECT_NE(WhyNot("e.E01").find("is segment 4"), std::string::npos);
 }
 
 TEST_F(ImageFormats, ThatCannotBeReadNameAWayOut) {

@@ -1,10 +1,17 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/medium/medium_source.h"
+
 namespace salvor {
+
+/// Opens an E01 image with all its segments through libewf. A chunk that is missing or whose checksum is wrong cannot
+/// be read. Throws `Failure` (not started) where the image cannot be opened.
+std::unique_ptr<MediumSource> OpenEwfImage(const std::string& path);
 
 /// What an E01 image says of itself.
 struct EwfFacts {

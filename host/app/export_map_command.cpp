@@ -1,0 +1,117 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "host/app/command.h"
+#include "host/app/finds_use.h"
+#include "host/app/options.h"
+#include "host/medium/rescue_map.h"
+#include "host/plan/size_rules.h"
+#include "host/platform/same_disk.h"
+#include "host/report/line_log.h"
+#include "host/say/say.h"
+#include "host/validate/outcomes_file.h"
+#include "host/validate/validate_run.h"
+
+namespace salvor {
+
+namespace {
+
+struct ExportMapCommand {
+    std::string finds;
+    ImageSpec image;
+    std::string out;
+    bool overwrite = false;
+    bool quiet = false;
+};
+
+// Of a file's bytes those that have not been read. Where it breaks off at such an area, it may go on there.
+void AddMissing(SectorRange file, const SectorRangeSet& unread, std::int64_t sectorSize, SectorRangeSet& missing) {
+    const std::int64_t mostBehind = (std::int64_t{16} << 20U) / sectorSize;
+    const std::int64_t end = file.first + file.count;
+    for (std::int64_t at = file.first; at <= end;) {
+        const SectorRange bad = unread.NextFrom(at);
+        const std::int64_t from = std::max(bad.first, at);
+        if (bad.count == 0 || from > end) {
+            break;
+        }
+        const std::int64_t to = std::min(bad.first + bad.count, end + mostBehind);
+        missing.Add({from, to - from});
+        at = bad.first + bad.count;
+    }
+}
+
+SectorRangeSet MissingParts(const std::vector<Outcome>& outcomes, const SectorRangeSet& unread,
+                            std::int64_t sectorSize) {
+    SectorRangeSet missing;
+    for (const Outcome& outcome : outcomes) {
+        const Verdict verdict = outcome.finding.verdict;
+        if (verdict == Verdict::NoFile || verdict == Verdict::Whole) {
+            continue;
+        }
+        for (const Extent& extent : outcome.extents) {
+            AddMissing({extent.startSector, (extent.bytes - 1) / sectorSize + 1}, unread, sectorSize, missing);
+        }
+        if (outcome.extents.empty()) {
+            // A file that breaks off at a missing area may be as long as the scanners take it to be.
+            std::int64_t size = std::max<std::int64_t>(outcome.finding.size, 1);
+            for (const ReportedClaim& claim : outcome.reported) {
+                size = std::max(size, claim.size);
+            }
+            AddMissing({outcome.startSector, (size - 1) / sectorSize + 1}, unread, sectorSize, missing);
+        }
+    }
+    return missing;
+}
+
+ExitStatus RunExportMap(const ExportMapCommand& command) {
+    FindsUse finds(command.finds, command.image, false);
+    Medium& medium = *finds.medium;
+    RequireOwnFile("--out", command.out, medium.Files());
+    if (HoldsBytes(command.out) && !command.overwrite) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("'{}' exists; name another file, or pass --overwrite to replace it", command.out));
+    }
+    const Validation validation =
+        ValidateWithFile(medium, finds.journal.seen, finds.journal.header.caps,
+                         FilePlace(OutcomesPathOf(command.finds)), {}, {.image = finds.image, .quiet = command.quiet});
+    if (!validation.complete) {
+        return ExitStatus::Stopped;
+    }
+    const std::int64_t sectorSize = medium.SectorSize();
+    const SectorRangeSet missing = MissingParts(validation.outcomes, medium.Unreadable(), sectorSize);
+    std::vector<ByteRange> areas;
+    for (const SectorRange& range : missing.Ranges()) {
+        const std::int64_t first = range.first * sectorSize;
+        areas.push_back({first, std::min(range.count * sectorSize, medium.SizeInBytes() - first)});
+    }
+    LineLog log(FilePlace(command.out), "map");
+    log.Add(MapOfAreas(areas, medium.SizeInBytes()));
+    log.Sync();
+    if (!command.quiet) {
+        Tell(fmt::format("{} areas with {} are worth reading next\n", areas.size(),
+                         FormatSize(missing.SectorCount() * sectorSize)));
+    }
+    return ExitStatus::Done;
+}
+
+}  // namespace
+
+Command AddExportMapCommand(CLI::App& program) {
+    const auto command = std::make_shared<ExportMapCommand>();
+    CLI::App* const line =
+        program.add_subcommand("export-map", "Name the areas whose rescue would complete files that a scan has found");
+    AddFinds(*line, command->finds, command->image);
+    line->add_option("--out", command->out, "Map file for GNU ddrescue's --domain-mapfile")->required();
+    line->add_flag("--overwrite", command->overwrite, "Replace a file that exists");
+    AddQuiet(*line, command->quiet);
+    line->footer("Example: salvor export-map card.finds --out next.map");
+    return {line, [command] {
+                return RunExportMap(*command);
+            }};
+}
+
+}  // namespace salvor
