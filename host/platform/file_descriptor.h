@@ -20,9 +20,6 @@ public:
     /// Leaves it to the caller to close.
     int Release() { return std::exchange(fd_, -1); }
 
-    /// True if the process has something open under this number.
-    static bool IsTaken(int fd);
-
     /// Closes now, if it is open; false, with the system's error set, for a write error that comes this late.
     bool Close();
 

@@ -44,7 +44,7 @@ struct Order {
     int input = -1;
 };
 
-/// The order on one line, as a worker reads it. Descriptors are left out.
+/// The order on one line, as a worker reads it, with its descriptors as the worker has them.
 std::string ToLine(const Order& order);
 /// Throws an exception of the standard library for what is no order.
 Order OrderIn(const std::string& line);

@@ -55,12 +55,10 @@ private:
     WorkerPage& page_;
 };
 
-std::unique_ptr<MediumSource> OpenOrdered(const ImageSpec& image) {
-    std::vector<int> descriptors;
-    for (int descriptor = FirstMediumDescriptor; FileDescriptor::IsTaken(descriptor); ++descriptor) {
-        descriptors.push_back(descriptor);
-    }
-    return descriptors.empty() ? OpenImage(image) : OpenPassedImage(image.path, descriptors);
+// Libraries may have opened descriptors of their own behind those of the medium.
+std::unique_ptr<MediumSource> OpenOrdered(const MediumAccess& medium) {
+    return medium.descriptors.empty() ? OpenImage(medium.image)
+                                      : OpenPassedImage(medium.image.path, medium.descriptors);
 }
 
 void KeepText(WorkerPage& page, const std::string& text) {
@@ -74,7 +72,7 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds) {
     if (kind == kinds.end()) {
         throw Failure(ExitStatus::NotStarted, "no worker does '" + order.kind + "'");
     }
-    Medium medium(std::make_unique<NotedSource>(OpenOrdered(order.medium.image), page), order.medium.sectorSize,
+    Medium medium(std::make_unique<NotedSource>(OpenOrdered(order.medium), page), order.medium.sectorSize,
                   {order.medium.skipBad, [&page] {
                        return page.stop.load();
                    }});
