@@ -66,7 +66,13 @@ void KeepText(WorkerPage& page, const std::string& text) {
     *std::copy_n(text.begin(), length, page.text.begin()) = '\0';
 }
 
-bool Work(WorkerPage& page, std::span<const WorkerKind> kinds) {
+void RequireParent(int parent) {
+    if (!EndWithParent(parent)) {
+        EndProcess(static_cast<int>(ExitStatus::NotStarted));
+    }
+}
+
+bool Work(WorkerPage& page, std::span<const WorkerKind> kinds, int parent) {
     const Order order = OrderIn(ReadMemoryFile(OrderDescriptor));
     const auto kind = std::ranges::find(kinds, order.kind, &WorkerKind::name);
     if (kind == kinds.end()) {
@@ -76,6 +82,9 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds) {
                   {order.medium.skipBad, [&page] {
                        return page.stop.load();
                    }});
+    // An image that is opened by name may be root's own. A change of rights ends the tie to the parent.
+    GiveUpRootRights();
+    RequireParent(parent);
     medium.NoteUnreadable(order.medium.unreadable);
     Worker worker(page, order, medium);
     page.sandbox = static_cast<std::uint8_t>(EnterSandbox({order.memory, /*mayWrite=*/true}));
@@ -102,16 +111,13 @@ void Worker::Send(const std::string& line) {
 
 void LiveAsWorker(const char* parent, std::span<const WorkerKind> kinds) {
     LeaveStopToParent();
-    GiveUpRootRights();
     int parentId = 0;
     std::from_chars(parent, parent + std::string_view(parent).size(), parentId);
-    if (!EndWithParent(parentId)) {
-        EndProcess(static_cast<int>(ExitStatus::NotStarted));
-    }
+    RequireParent(parentId);
     const SharedMemory memory(PageDescriptor, sizeof(WorkerPage));
     auto& page = *static_cast<WorkerPage*>(memory.Data());
     try {
-        page.ending = Work(page, kinds) ? Ending::Done : Ending::Stopped;
+        page.ending = Work(page, kinds, parentId) ? Ending::Done : Ending::Stopped;
     } catch (const std::bad_alloc&) {
         page.ending = Ending::OutOfMemory;
     } catch (const std::exception& error) {
