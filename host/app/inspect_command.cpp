@@ -7,6 +7,7 @@
 
 #include "host/app/command.h"
 #include "host/app/options.h"
+#include "host/platform/sandbox.h"
 #include "host/say/say.h"
 #include "host/scan/scan_run.h"
 #include "host/validators/validator.h"
@@ -30,6 +31,12 @@ ExitStatus RunInspect(const InspectCommand& command) {
     options.start = command.sector;
     const PreparedScan scan = PrepareScan(options, {});
     Medium& medium = *scan.medium;
+
+    if (!IsSanitized) {
+        // The sanitizers look for leaks at the end, which takes more than is allowed.
+        constexpr std::int64_t memory = std::int64_t{1} << 30U;
+        EnterSandbox({memory, /*mayWrite=*/true});
+    }
 
     // All that a single file may cost: a few times the medium.
     constexpr std::int64_t leastAllowance = std::int64_t{64} << 20;

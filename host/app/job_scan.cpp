@@ -262,7 +262,7 @@ Piece ParsePiece(const std::string& text) {
         slash == std::string::npos ? std::nullopt : ParseCount(std::string_view(text).substr(slash + 1), mostPieces);
     if (!number || !count || *number > *count) {
         throw Failure(ExitStatus::Usage,
-                      fmt::format("--segment: '{}' is no piece of a scan; write 3/16 for the third of 16", text));
+                      fmt::format("--segment: '{}' is no segment; write 3/16 for the third of 16", text));
     }
     return {*number, *count};
 }

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
-#include <charconv>
 #include <filesystem>
 #include <memory>
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
+#include "host/app/job_scan.h"
 #include "host/app/options.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
@@ -33,25 +33,13 @@ struct ValidateCommand {
     bool quiet = false;
 };
 
-ValidateShare ParseShare(const std::string& text) {
-    ValidateShare share;
-    const char* const end = text.data() + text.size();
-    const auto number = std::from_chars(text.data(), end, share.number);
-    const bool isPair = number.ec == std::errc() && number.ptr != end && *number.ptr == '/';
-    const auto count = isPair ? std::from_chars(number.ptr + 1, end, share.count) : number;
-    constexpr std::int64_t most = 1000000;
-    if (!isPair || count.ec != std::errc() || count.ptr != end || share.number < 1 || share.number > share.count ||
-        share.count > most) {
-        throw Failure(ExitStatus::Usage,
-                      fmt::format("--segment: '{}' is no share; write 3/16 for the third of 16", text));
-    }
-    return share;
-}
-
 ExitStatus RunValidate(const ValidateCommand& command) {
     FindsUse finds(command.finds, command.image, command.skipBad);
-    const std::optional<ValidateShare> share =
-        command.share.empty() ? std::nullopt : std::optional(ParseShare(command.share));
+    std::optional<ValidateShare> share;
+    if (!command.share.empty()) {
+        const Piece piece = ParsePiece(command.share);
+        share = {piece.number, piece.count};
+    }
     const std::string outcomes = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
     const std::string out = share ? SharePathOf(outcomes, *share) : outcomes;
     RequireOwnFile("--out", out, finds.medium->Files());

@@ -97,11 +97,12 @@ Worker::Worker(WorkerPage& page, const Order& order, Medium& medium)
     : page_(page),
       order_(order),
       medium_(medium),
+      input_(FileDescriptor(InputDescriptor)),
       output_(FileDescriptor(OutputDescriptor)),
       lines_(FileDescriptor(LinesDescriptor)),
       fault_(TestFault::Ordered()) {}
 
-std::string Worker::Input() const { return ReadMemoryFile(InputDescriptor); }
+std::string Worker::Input() const { return ReadMemoryFile(input_.Descriptor()); }
 
 void Worker::Send(const std::string& line) {
     if (!lines_.Write(line.data(), line.size())) {

@@ -48,6 +48,7 @@ private:
     WorkerPage& page_;
     const Order& order_;
     Medium& medium_;
+    File input_;
     File output_;
     File lines_;
     std::optional<TestFault> fault_;
