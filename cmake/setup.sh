@@ -8,7 +8,7 @@ salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5
     nlohmann-json3-dev libpugixml-dev libssl-dev zlib1g-dev libseccomp-dev libtsk-dev libewf-dev
     libgtest-dev libbenchmark-dev)
 salvor_sanitize_packages=(clang libclang-rt-14-dev)
-salvor_check_packages=(clang-format clang-tidy git)
+salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client munge)
 
 # Reads what pictures say of themselves.
 salvor_build_packages+=(libexiv2-dev)
