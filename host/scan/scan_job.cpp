@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <random>
 #include <system_error>
 #include <vector>
 
@@ -114,7 +115,8 @@ std::optional<ScanJob> ReadScanJob(const Folder& folder) {
 
 void WriteScanJob(const Folder& folder, const ScanJob& job) {
     const std::string line = JsonLine(ToJson(job));
-    const std::string draft = fmt::format("{}.{}.part", FileName, DigestOf(line).substr(0, 16));
+    // Several machines may begin the same scan at the same moment.
+    const std::string draft = fmt::format("{}.{:08x}.part", FileName, std::random_device()());
     File file = folder.Create(draft);
     const auto require = [&](bool done, const std::string& why) {
         if (!done) {
