@@ -100,7 +100,7 @@ private:
         const ByteSpan byte = file_.At(run_.end - 1, 1);
         return !byte.empty() && !IsLineEnd(byte[0]);
     }
-    bool EndsAt(std::int64_t border) const { return run_.printableEnd - border <= ByChance; }
+    bool EndsAt(std::int64_t border) const { return run_.printableEnd - border <= (isBeforeBinary_ ? ByChance : 0); }
 
     std::optional<std::int64_t> EndBefore(std::int64_t border);
     std::optional<std::int64_t> EndInLast(std::int64_t last);
