@@ -55,6 +55,8 @@ public:
 
     SegmentRunResult Run() {
         RunCrew({.workers = options_.workers}, *this);
+        // The last worker may have ended after the last turn.
+        OnTurn();
         progress_->Clear();
         SegmentRunResult result;
         result.isComplete = isDone_;
