@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
+#include <vector>
 
 #include "tests/host/TestFiles.h"
 
@@ -139,7 +140,10 @@ TEST(Job, JoinsSegmentsOfSeveralMachines) {
     }
     // A journal that is damaged is done again, and only then are there finds once more.
     fs::remove(folder / "job/finds.jsonl");
-    const fs::path journal = fs::directory_iterator(folder / "job/segments")->path();
+    // The largest, whose middle does not lie in its header.
+    const fs::path journal =
+        std::ranges::max(std::vector<fs::path>(fs::directory_iterator(folder / "job/segments"), {}), {},
+                         [](const fs::path& path) { return fs::file_size(path); });
     Bytes bytes = ReadFile(journal);
     bytes[bytes.size() / 2] ^= 4U;
     WriteFile(journal, bytes);
