@@ -25,10 +25,13 @@ Command AddExtractCommand(CLI::App& program);
 Command AddRecoverCommand(CLI::App& program);
 Command AddListCommand(CLI::App& program);
 Command AddReportCommand(CLI::App& program);
+Command AddMountCommand(CLI::App& program);
 Command AddInspectCommand(CLI::App& program);
 Command AddInfoCommand(CLI::App& program);
 Command AddExportMapCommand(CLI::App& program);
 Command AddTypesCommand(CLI::App& program);
+Command AddManCommand(CLI::App& program);
+Command AddCompletionCommand(CLI::App& program);
 
 /// Parses the command line and runs what it names; the program's exit status. Failures are one line on stderr.
 int RunCommandLine(int argc, const char* const* argv);

@@ -3,13 +3,17 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "host/app/command.h"
+#include "host/app/help.h"
 #include "host/platform/stop_request.h"
+#include "host/say/nearest_word.h"
 #include "host/say/say.h"
 
 namespace salvor {
@@ -21,53 +25,89 @@ int StatusOf(ExitStatus status) {
     return static_cast<int>(status == ExitStatus::Done && OutputFailed() ? ExitStatus::Losses : status);
 }
 
+constexpr const char* FirstWords =
+    "Salvor brings files back from disks, cards and images whose file system is gone.\n"
+    "Stop using the disk first, then write what is found to another one:\n"
+    "  salvor recover /dev/sdb --out recovered\n"
+    "'salvor scan' only looks, 'salvor list' shows what was found, 'salvor types' what can be found.\n"
+    "'salvor --help' names all commands, and 'salvor recover --help' the options of one.\n";
+
+// "help recover" asks for what "recover --help" does.
+std::vector<std::string> WordsOf(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.front() == "help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
+    }
+    return words;
+}
+
+bool IsNamed(const std::string& word, const std::vector<Command>& commands) {
+    return std::ranges::any_of(commands, [&word](const Command& one) { return one.line->get_name() == word; });
+}
+
+std::string NoCommandText(const std::string& word, const std::vector<Command>& commands) {
+    std::error_code error;
+    if (std::filesystem::exists(word, error)) {
+        return fmt::format("'{}' is no command; 'salvor recover {} --out DIR' brings back the files in it", word,
+                           ShellWord(word));
+    }
+    std::vector<std::string> names;
+    for (const Command& command : commands) {
+        names.push_back(command.line->get_name());
+    }
+    return fmt::format("'{}' is no command{}; the commands are {}", word, MeantText(word, names),
+                       fmt::join(names, ", "));
+}
+
+ExitStatus RunNamed(const std::vector<Command>& commands) {
+    return std::ranges::find_if(commands, [](const Command& one) { return one.line->parsed(); })->run();
+}
+
 }  // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
     CLI::App app("Brings files back from disks and images whose file system is gone.", "salvor");
-    app.set_version_flag("--version", "salvor " SALVOR_VERSION);
+    UseOwnHelp(app);
+    app.set_version_flag("--version", "salvor " SALVOR_VERSION, "Says which version this is");
     app.require_subcommand(1);
     app.footer(
         "Example: salvor recover card.img --out recovered\n"
         "Exit status: 0 done, 1 done with losses, 2 wrong usage, 3 could not start, 130 stopped.");
-
-    app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-        return fmt::format("{}; 'salvor --help' and 'salvor COMMAND --help' tell more", error.what());
-    });
-
     std::vector<Command> commands;
-    std::string names;
-    for (const auto add :
-         {AddScanCommand, AddMergeCommand, AddValidateCommand, AddExtractCommand, AddRecoverCommand, AddListCommand,
-          AddReportCommand, AddInfoCommand, AddInspectCommand, AddExportMapCommand, AddTypesCommand}) {
+    for (const auto add : {AddRecoverCommand, AddScanCommand, AddMergeCommand, AddValidateCommand, AddExtractCommand,
+                           AddListCommand, AddReportCommand, AddMountCommand, AddInfoCommand, AddInspectCommand,
+                           AddExportMapCommand, AddTypesCommand, AddManCommand, AddCompletionCommand}) {
         commands.push_back(add(app));
-        names += (names.empty() ? "" : ", ") + commands.back().line->get_name();
     }
 
     ListenForStop();
-    const auto isNamed = [&](const CLI::App* command) {
-        return command->get_name() == argv[1];
-    };
-    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
-        Say("'{}' is no command; the commands are {}", argv[1], names);
+    if (argc < 2) {
+        Tell(FirstWords);
+        return static_cast<int>(ExitStatus::Usage);
+    }
+    std::vector<std::string> words = WordsOf(argc, argv);
+    if (!words.front().starts_with('-') && !IsNamed(words.front(), commands)) {
+        SayLine(NoCommandText(words.front(), commands));
         return static_cast<int>(ExitStatus::Usage);
     }
     try {
-        app.parse(argc, argv);
+        // It takes them from the back.
+        std::ranges::reverse(words);
+        app.parse(words);
     } catch (const CLI::ParseError& error) {
         // Help and the version are asked for with status 0; every other outcome is wrong usage.
-        std::ostringstream help;
-        std::ostringstream errors;
-        if (app.exit(error, help, errors) != 0) {
-            SayLine(errors.str());
+        if (error.get_exit_code() != 0) {
+            SayLine(UsageErrorText(app, error));
             return static_cast<int>(ExitStatus::Usage);
         }
+        std::ostringstream help;
+        app.exit(error, help, help);
         Tell(help.str());
         return StatusOf(ExitStatus::Done);
     }
     try {
-        const auto named = std::ranges::find_if(commands, [](const Command& one) { return one.line->parsed(); });
-        return StatusOf(named->run());
+        return StatusOf(RunNamed(commands));
     } catch (const Failure& failure) {
         SayLine(failure.what());
         return static_cast<int>(failure.Status());

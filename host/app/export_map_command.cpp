@@ -104,8 +104,11 @@ Command AddExportMapCommand(CLI::App& program) {
     const auto command = std::make_shared<ExportMapCommand>();
     CLI::App* const line =
         program.add_subcommand("export-map", "Name the areas whose rescue would complete files that a scan has found");
+    line->group("To look and choose");
     AddFinds(*line, command->finds, command->image);
-    line->add_option("--out", command->out, "Map file for GNU ddrescue's --domain-mapfile")->required();
+    line->add_option("--out", command->out, "Map file for GNU ddrescue's --domain-mapfile")
+        ->type_name("MAP")
+        ->required();
     line->add_flag("--overwrite", command->overwrite, "Replace a file that exists");
     AddQuiet(*line, command->quiet);
     line->footer("Example: salvor export-map card.finds --out next.map");

@@ -42,6 +42,7 @@ ExitStatus RunExtract(const ExtractCommand& command) {
 Command AddExtractCommand(CLI::App& program) {
     const auto command = std::make_shared<ExtractCommand>();
     CLI::App* const line = program.add_subcommand("extract", "Write the files that a scan has found");
+    line->group("In steps");
     AddFinds(*line, command->finds, command->image);
     AddTypeOptions(*line, command->filter);
     AddSizeOptions(*line, command->filter);
@@ -50,6 +51,7 @@ Command AddExtractCommand(CLI::App& program) {
     AddSkipBad(*line, command->skipBad);
     AddQuiet(*line, command->quiet);
     line->footer(
+        "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
         "A second run into the same folder completes what is missing.\n"
         "Example: salvor extract card.finds --out photos --min-size jpg=100K");
     return {line, [command] {

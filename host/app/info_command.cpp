@@ -120,6 +120,7 @@ ExitStatus RunInfo(const InfoCommand& command) {
 Command AddInfoCommand(CLI::App& program) {
     const auto command = std::make_shared<InfoCommand>();
     CLI::App* const line = program.add_subcommand("info", "Say what an image or a device is");
+    line->group("To look and choose");
     line->add_option("IMAGE", command->image.path, "Image file or block device; opened read-only")->required();
     AddImageOptions(*line, command->image);
     line->add_flag("--verify", command->verify, "Read all of an E01 image and compare it with the digests it keeps");

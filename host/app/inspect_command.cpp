@@ -76,9 +76,11 @@ Command AddInspectCommand(CLI::App& program) {
     const auto command = std::make_shared<InspectCommand>();
     CLI::App* const line =
         program.add_subcommand("inspect", "Say what file begins at a sector, and whether it is whole");
+    line->group("To look and choose");
     line->add_option("IMAGE", command->image.path, "Image file or block device, or a single file")->required();
     AddImageOptions(*line, command->image);
-    line->add_option("--sector", command->sector, "Where it begins, counted from 0")->capture_default_str();
+    line->add_option("--sector", command->sector, "Sector at which it begins, counted from 0; 0 if not given")
+        ->type_name("SECTOR");
     line->add_option("--sector-size", command->sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
     line->footer("Example: salvor inspect card.img --sector 2048");
     return {line, [command] {

@@ -22,9 +22,15 @@ struct ListCommand {
     bool asJson = false;
 };
 
+std::string VerdictColumn(Verdict verdict) {
+    const std::string name = fmt::format("{:<9}", VerdictName(verdict));
+    const bool isBroken = verdict == Verdict::Truncated || verdict == Verdict::Damaged;
+    return Coloured(name, isBroken ? Colour::Red : (verdict == Verdict::Whole ? Colour::Green : Colour::Yellow));
+}
+
 std::string LineOf(const ReportedFile& file) {
     std::string line =
-        fmt::format("{:<9}  {:>10}  {}", VerdictName(file.verdict), FormatSize(file.size), Printable(file.path));
+        fmt::format("{}  {:>10}  {}", VerdictColumn(file.verdict), FormatSize(file.size), Printable(file.path));
     if (!file.original.path.empty()) {
         line += "  " + Printable(file.original.path);
     }
@@ -63,14 +69,17 @@ ExitStatus RunList(const ListCommand& command) {
 Command AddListCommand(CLI::App& program) {
     const auto command = std::make_shared<ListCommand>();
     CLI::App* const line = program.add_subcommand("list", "List recovered files, or those that would be written");
+    line->group("To look and choose");
     line->add_option("DIR", command->path, "Folder of recovered files, or finds file of a scan that is validated")
         ->required();
-    line->add_option("--image", command->image, "The image, if it is not where the scan found it");
+    line->add_option("--image", command->image, "The image, if it is not where the scan found it")->type_name("IMAGE");
     AddTypeOptions(*line, command->filter);
     AddSizeOptions(*line, command->filter);
     AddVerdictOptions(*line, command->filter);
     line->add_flag("--json", command->asJson, "One JSON object a line, with all that is known of the file");
-    line->footer("Example: salvor list card.finds --types jpg --min-size 1M --only whole");
+    line->footer(
+        "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
+        "Example: salvor list card.finds --types jpg --min-size 1M --only whole");
     return {line, [command] {
                 return RunList(*command);
             }};

@@ -40,6 +40,7 @@ ExitStatus RunMerge(const MergeCommand& command) {
 Command AddMergeCommand(CLI::App& program) {
     const auto command = std::make_shared<MergeCommand>();
     CLI::App* const line = program.add_subcommand("merge", "Join the segments of a scan that several machines made");
+    line->group("In steps");
     line->add_option("DIR", command->folder, "The folder that 'salvor scan --segment' was given as --job")->required();
     line->add_option("--image", command->image.path, "The image, if it is not where the scan found it");
     AddImageOptions(*line, command->image);

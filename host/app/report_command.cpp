@@ -108,13 +108,15 @@ ExitStatus RunReport(const ReportCommand& command) {
 Command AddReportCommand(CLI::App& program) {
     const auto command = std::make_shared<ReportCommand>();
     CLI::App* const line = program.add_subcommand("report", "Write the report of recovered files for other tools");
+    line->group("To look and choose");
     line->add_option("DIR", command->folder, "Folder of recovered files")->required();
     std::string help = "html (the page, if none is given)";
     for (const ReportFormat& format : ReportFormats()) {
         help += fmt::format(", {} ({})", format.name, format.help);
     }
-    line->add_option("--format", command->formats, help)->delimiter(',')->allow_extra_args(false);
-    line->add_option("--out", command->out, "File for the report, - for standard output; in the folder if not given");
+    line->add_option("--format", command->formats, help)->type_name("FORMATS")->delimiter(',')->allow_extra_args(false);
+    line->add_option("--out", command->out, "File for the report, - for standard output; in the folder if not given")
+        ->type_name("FILE");
     AddQuiet(*line, command->quiet);
     line->footer("Example: salvor report recovered --format csv,dfxml");
     return {line, [command] {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/say/failure.h"
+#include "host/say/nearest_word.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {
@@ -16,11 +17,7 @@ namespace {
 std::set<std::int32_t> TypesOf(const std::string& option, const std::vector<std::string>& words) {
     std::set<std::int32_t> types;
     for (const std::string& word : words) {
-        const std::vector<std::int32_t> named = TypesNamed(word);
-        if (named.empty()) {
-            throw Failure(ExitStatus::Usage,
-                          fmt::format("{}: '{}' names no type; 'salvor types' lists them", option, word));
-        }
+        const std::vector<std::int32_t> named = RequireTypes(option, word);
         types.insert(named.begin(), named.end());
     }
     return types;
@@ -32,7 +29,8 @@ std::vector<Verdict> VerdictsOf(const std::vector<std::string>& words) {
         const auto verdict = VerdictNamed(word);
         if (!verdict || verdict == Verdict::NoFile) {
             throw Failure(ExitStatus::Usage,
-                          fmt::format("--only: '{}' is not one of whole, open, truncated, damaged", word));
+                          fmt::format("--only: '{}' is not one of whole, open, truncated, damaged{}", word,
+                                      MeantText(word, {"whole", "open", "truncated", "damaged"})));
         }
         verdicts.push_back(*verdict);
     }

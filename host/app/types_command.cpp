@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/app/command.h"
+#include "host/app/help.h"
 #include "host/plan/size_rules.h"
 #include "host/say/say.h"
 #include "host/scan/scanners.h"
@@ -36,26 +37,17 @@ std::string Table() {
         table += fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", type, identity.extension, identity.name,
                              FormatCap(identity.maxSize), range);
     }
+    table += "\nWords for several of them:\n";
+    for (const TypeGroup& group : TypeGroups()) {
+        table += fmt::format("  {:<9}  {}\n", group.name, Wrapped(group.extensions, 13));
+    }
     return table;
 }
 
-// A labelled paragraph in lines of 80 columns; nothing for an empty text.
+// A labelled paragraph; nothing for an empty text.
 std::string Paragraph(std::string_view label, std::string_view text) {
     constexpr std::size_t indent = 10;
-    constexpr std::size_t width = 80 - indent;
-    std::string paragraph;
-    while (!text.empty()) {
-        std::size_t end = text.size();
-        if (end > width) {
-            const std::size_t blank = text.rfind(' ', width);
-            end = blank == std::string_view::npos ? width : blank;
-        }
-        paragraph +=
-            fmt::format("{:<{}}{}\n", paragraph.empty() ? fmt::format("  {}", label) : "", indent, text.substr(0, end));
-        text.remove_prefix(end);
-        text.remove_prefix(text.starts_with(' ') ? 1 : 0);
-    }
-    return paragraph;
+    return text.empty() ? "" : fmt::format("  {:<{}}{}\n", label, indent - 2, Wrapped(text, indent));
 }
 
 std::string SizeText(const FileTypeIdentity& identity) {
@@ -83,11 +75,7 @@ std::string Explain(std::int32_t type) {
 ExitStatus RunTypes(const std::vector<std::string>& words) {
     std::string text = words.empty() ? Table() : "";
     for (const std::string& word : words) {
-        const std::vector<std::int32_t> types = TypesNamed(word);
-        if (types.empty()) {
-            throw Failure(ExitStatus::Usage, fmt::format("'{}' names no type; 'salvor types' lists them", word));
-        }
-        for (const std::int32_t type : types) {
+        for (const std::int32_t type : RequireTypes("types", word)) {
             text += (text.empty() ? "" : "\n") + Explain(type);
         }
     }
@@ -101,7 +89,8 @@ Command AddTypesCommand(CLI::App& program) {
     const auto words = std::make_shared<std::vector<std::string>>();
     CLI::App* const line =
         program.add_subcommand("types", "List the types of files that can be found, or explain some");
-    line->add_option("TYPE", *words, "Types to explain: extensions or indices");
+    line->group("More");
+    line->add_option("TYPE", *words, "Types to explain: extensions, indices or groups such as photos");
     line->footer("Example: salvor types jpg pdf");
     return {line, [words] {
                 return RunTypes(*words);

@@ -79,8 +79,9 @@ Command AddValidateCommand(CLI::App& program) {
     const auto command = std::make_shared<ValidateCommand>();
     CLI::App* const line = program.add_subcommand(
         "validate", "Find out what the files of a scan are, where they end and whether they are whole");
+    line->group("In steps");
     AddFinds(*line, command->finds, command->image);
-    line->add_option("--out", command->out, "File for the outcomes; beside the finds if not given");
+    line->add_option("--out", command->out, "File for the outcomes; beside the finds if not given")->type_name("FILE");
     AddSkipBad(*line, command->skipBad);
     line->add_option("--jobs", command->workers, "Worker processes; as many as there are cores if not given")
         ->check(CLI::Range(1, 1024));

@@ -13,6 +13,7 @@
 #include "host/files/write_files.h"
 #include "host/platform/stop_request.h"
 #include "host/report/folder_report.h"
+#include "host/report/page.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
 
@@ -104,7 +105,7 @@ public:
         ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
         unreported_.push_back(FileRecord(file, result, sectorSize_));
         totals_.there.Add(unreported_.back());
-        ++counts_[ExtensionOf(file.finding)];
+        ++counts_[VerdictName(file.finding.verdict)];
         constexpr std::size_t mostUnreported = 4096;
         if (unreported_.size() == mostUnreported) {
             Report();
@@ -245,7 +246,8 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
     });
     folder.Sync();
     if (!quiet) {
-        Tell(TotalsTable(totals, filesOfEarlierRuns));
+        Tell(TotalsTable(totals, filesOfEarlierRuns) +
+             ClosingLines(totals.there, Printable((folder.Path() / PageName).string())));
     }
     if (!complete) {
         Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, plan.files.size());

@@ -17,16 +17,18 @@ namespace {
 
 constexpr std::array<const char*, 6> Units = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB"};
 
-// The power of 1024 of a unit such as "", "b", "k", "kb", "kib"; nothing for other text.
+// The power of 1024 of a unit such as "", "b", "bytes", "k", "KB", " KiB"; nothing for other text.
 std::optional<int> UnitPower(std::string_view unit) {
     std::string lower;
     for (const char letter : unit) {
-        lower += static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+        if (letter != ' ') {
+            lower += static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+        }
     }
-    if (lower.empty() || lower == "b") {
+    if (lower.empty() || lower == "b" || lower == "byte" || lower == "bytes") {
         return 0;
     }
-    const std::size_t power = std::string_view("kmgt").find(lower[0]);
+    const std::size_t power = std::string_view("kmgtp").find(lower[0]);
     const std::string_view rest = std::string_view(lower).substr(1);
     if (power == std::string_view::npos || !(rest.empty() || rest == "b" || rest == "ib")) {
         return std::nullopt;
@@ -96,12 +98,7 @@ SizeRule ParseSizeRule(const std::string& option, const std::vector<std::string>
             rule.forAll = size;
             continue;
         }
-        const std::vector<std::int32_t> types = TypesNamed(word.substr(0, equals));
-        if (types.empty()) {
-            throw Failure(ExitStatus::Usage,
-                          fmt::format("{}: '{}' names no type; 'salvor types' lists them", option, word));
-        }
-        for (const std::int32_t type : types) {
+        for (const std::int32_t type : RequireTypes(option, word.substr(0, equals))) {
             rule.forType[type] = *size;
         }
     }

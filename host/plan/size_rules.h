@@ -8,8 +8,9 @@
 
 namespace salvor {
 
-/// Bytes from text such as "300", "64K", "1.5M", "2GiB" (K, M, G, T are powers of 1024, letter case and a following "B"
-/// or "iB" do not matter). Nothing for other text, negative numbers and numbers above the signed 64-bit range.
+/// Bytes from text such as "300", "64K", "1.5M", "2 GiB", "512 bytes" (K, M, G, T, P are powers of 1024; letter case,
+/// blanks and a following "B" or "iB" do not matter). Nothing for other text, negative numbers and numbers above the
+/// signed 64-bit range.
 std::optional<std::int64_t> ParseSize(const std::string& text);
 
 /// Bytes in the largest unit that gives a whole number: "10 MiB", "2147483647 bytes".

@@ -8,10 +8,22 @@
 
 namespace salvor {
 
-bool CanRedrawLine() {
+namespace {
+
+bool IsCapableTerminal(int fd) {
     const char* const kind = std::getenv("TERM");
-    return isatty(STDERR_FILENO) == 1 && kind != nullptr && std::string_view(kind) != "dumb";
+    return isatty(fd) == 1 && kind != nullptr && std::string_view(kind) != "dumb";
 }
+
+}  // namespace
+
+bool ShowsColours(PersonStream stream) {
+    const char* const refused = std::getenv("NO_COLOR");
+    return (refused == nullptr || *refused == '\0') &&
+           IsCapableTerminal(stream == PersonStream::Output ? STDOUT_FILENO : STDERR_FILENO);
+}
+
+bool CanRedrawLine() { return IsCapableTerminal(STDERR_FILENO); }
 
 std::size_t TerminalColumns() {
     winsize size{};

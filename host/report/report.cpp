@@ -242,4 +242,19 @@ std::string TotalsTable(const ExtractTotals& totals, std::int64_t earlier) {
     return table;
 }
 
+std::string ClosingLines(const FolderCounts& counts, const std::string& folder) {
+    FileCounts all = counts.text;
+    for (const auto& [extension, one] : counts.byExtension) {
+        all.Add(one);
+    }
+    const auto of = [&all](Verdict verdict) {
+        return all.byVerdict[static_cast<std::size_t>(verdict)];
+    };
+    const std::string texts = counts.text.files > 0 ? fmt::format(", {} of them plain text", counts.text.files) : "";
+    return fmt::format("Found: {} files, {}{}\n", all.files, FormatSize(all.bytes), texts) +
+           fmt::format("Sure:  {} are whole; {} have no declared end, {} break off or are damaged\n",
+                       of(Verdict::Whole), of(Verdict::Open), of(Verdict::Truncated) + of(Verdict::Damaged)) +
+           fmt::format("Look:  {}\n", folder);
+}
+
 }  // namespace salvor

@@ -23,7 +23,7 @@ public:
     /// Takes the line away from a terminal, to make room for another message.
     void Clear();
 
-    /// `done` bytes of the total are done; `files` counts what was found by extension.
+    /// `done` bytes of the total are done; `files` counts what was found by kind: by extension or by verdict.
     void Update(std::int64_t done, const std::map<std::string, std::int64_t>& files);
 
 private:

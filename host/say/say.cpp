@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "host/platform/terminal.h"
+
 namespace salvor {
 
 namespace {
@@ -32,6 +34,10 @@ std::size_t LetterBytes(std::string_view text) {
     return isControl || isLonger ? 0 : length;
 }
 
+std::string Styled(const std::string& text, int style, PersonStream stream) {
+    return ShowsColours(stream) ? fmt::format("\x1B[{}m{}\x1B[0m", style, text) : text;
+}
+
 }  // namespace
 
 std::string Printable(std::string_view text) {
@@ -48,8 +54,15 @@ std::string Printable(std::string_view text) {
     return printable;
 }
 
+std::string Bold(const std::string& text) { return Styled(text, 1, PersonStream::Output); }
+
+std::string Coloured(const std::string& text, Colour colour) {
+    return Styled(text, static_cast<int>(colour), PersonStream::Output);
+}
+
 void SayLine(const std::string& line) {
-    std::fputs(("salvor: " + Printable(line) + '\n').c_str(), stderr);
+    const std::string name = Styled("salvor:", 1, PersonStream::Error);
+    std::fputs((name + " " + Printable(line) + '\n').c_str(), stderr);
     std::fflush(stderr);
 }
 

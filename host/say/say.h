@@ -20,6 +20,12 @@ void Say(fmt::format_string<Args...> format, Args&&... args) {
     SayLine(fmt::format(format, std::forward<Args>(args)...));
 }
 
+enum class Colour { Red = 31, Green = 32, Yellow = 33 };
+
+// The text for stdout, in letters that stand out or in a colour where a terminal shows them.
+std::string Bold(const std::string& text);
+std::string Coloured(const std::string& text, Colour colour);
+
 /// Writes text to stdout, as it is.
 void Tell(const std::string& text);
 

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace salvor {
@@ -24,8 +26,22 @@ std::vector<std::int32_t> AllTypes();
 /// The extension of a type's files, without a dot.
 inline const char* ExtensionOf(std::int32_t type) { return FileTypeCatalog[type].extension; }
 
-/// All indices that a word names: an extension, in any letter case and with or without a dot, or an index. Empty when
-/// it names none.
+/// All indices that a word names: an extension, in any letter case and with or without a dot, another spelling of one,
+/// an index, or a group such as "photos". Empty when it names none.
 std::vector<std::int32_t> TypesNamed(const std::string& word);
+
+/// The same; throws `Failure` (usage) for a word that names none, with `option` for the place where it stands.
+std::vector<std::int32_t> RequireTypes(const std::string& option, const std::string& word);
+
+/// A group of types that a person names with one word.
+struct TypeGroup {
+    std::string_view name;
+    /// Extensions with blanks between them.
+    std::string_view extensions;
+};
+std::span<const TypeGroup> TypeGroups();
+
+/// All words that name types but for indices and other spellings: groups, then extensions.
+std::vector<std::string> TypeWords();
 
 }  // namespace salvor

@@ -31,7 +31,7 @@ public:
     void Keep(const KnownFinding& finding) {
         writer_.AddFinding(finding);
         if (finding.finding.verdict != Verdict::NoFile && finding.finding.type >= 0) {
-            ++counts_[ExtensionOf(finding.finding)];
+            ++counts_[VerdictName(finding.finding.verdict)];
         }
     }
     void Keep(const SetAside& setAside) {

@@ -17,7 +17,7 @@ set(uses_frame/registry "${uses_containers}|${families}")
 # formats. Planning is pure: it sees no medium and no file. The platform room knows nobody, and nobody else knows the
 # system. Validators know a file's bytes and the system of neither the scan nor the run around them.
 set(host_rooms "host/say|host/medium|host/scan|host/validate|host/validators|host/plan|host/files|host/report")
-set(host_rooms "${host_rooms}|host/workers|host/platform|host/validators/text")
+set(host_rooms "${host_rooms}|host/workers|host/mount|host/platform|host/validators/text")
 set(uses_host "${host_rooms}|frame/contract|frame/bytes|formats")
 set(uses_host/plan "host/scan|host/validate|host/validators|host/say|frame/contract")
 set(uses_host/platform "")
@@ -31,7 +31,8 @@ foreach(family IN ITEMS containers media images documents text)
 endforeach()
 # Headers that the program's other rooms take from elsewhere. Those of the language have no suffix and no folder, and a
 # few of them show what differs between systems: error numbers, signals, files that open as text.
-set(program_libraries "^(fmt/(format|chrono)|pugixml|nlohmann/json|CLI/CLI|openssl/evp|zlib|tsk/libtsk|libewf)\\.h(pp)?$")
+set(program_libraries "^(fmt/(format|chrono)|pugixml|fuse3/fuse(_lowlevel)?|nlohmann/json|CLI/CLI|openssl/evp|zlib)\\.h(pp)?$")
+set(program_libraries "${program_libraries}|^(tsk/libtsk|libewf)\\.h$")
 set(system_headers "^(cerrno|csignal|fstream)$")
 string(APPEND program_libraries "|^exiv2/exiv2\\.hpp$")
 

@@ -1,3 +1,4 @@
+#include <FileTypeCatalog.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,6 +11,7 @@
 #include <fstream>
 #include <map>
 #include <set>
+#include <sstream>
 
 #include "host/platform/folder.h"
 #include "host/say/say.h"
@@ -607,8 +609,18 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         std::string says;
     };
     const std::vector<Case> cases{
-        {"", 2, "subcommand"},
         {"frobnicate", 2, "'frobnicate' is no command"},
+        // What people mistype, and what they are told instead.
+        {"recovr " + Card, 2, "is 'recover' meant?"},
+        {Card, 2, "'salvor recover "},
+        {"recover " + Card + " recovered", 2, "--out"},
+        {"recover " + Card + out + " --type jpg", 2, "is '--types' meant?"},
+        {"recover " + Card + out + " --min-sise=4K", 2, "is '--min-size' meant?"},
+        {"recover " + Card + out + " --types photo", 2, "is 'photos' meant?"},
+        {"recover " + Card + out + " --types documents,jpgs", 2, "is 'jpg' meant?"},
+        {"recover " + Card + out + " --only hole", 2, "is 'whole' meant?"},
+        {"recover " + Card + out + " --min-size many", 2, "64K"},
+        {"recover " + Card + " --out", 2, "--out"},
         {"scan " + Card, 2, "--report"},
         {"recover " + Card, 2, "--out"},
         {"recover" + out, 2, "IMAGE"},
@@ -616,7 +628,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"types jpg xyz", 2, "'xyz' names no type"},
         {"recover " + Card + out + " --types jpg --exclude jpg", 2, "leave no type"},
         {"recover " + Card + out + " --min-size 5Q", 2, "'5Q'"},
-        {"recover " + Card + out + " --max-size xyz=5", 2, "xyz=5"},
+        {"recover " + Card + out + " --max-size xyz=5", 2, "'xyz' names no type"},
         {"recover " + Card + out + " --sector-size 511", 2, "--sector-size"},
         {"recover " + Card + out + " --sector-size 4097", 2, "--sector-size"},
         {"recover " + Card + out + " --block-size 511", 2, "--block-size"},
@@ -759,7 +771,13 @@ TEST(Program, GoesOnWithoutStandardStreams) {
 TEST(Program, ListsTheTypesAndHelpsWithExamples) {
     const test::ProgramRun types = RunProgram("types");
     EXPECT_EQ(types.status, 0);
-    EXPECT_EQ(std::count(types.output.begin(), types.output.end(), '\n'), 114);
+    // A line a type, and each of them in a group.
+    const auto groups = types.output.find("Words for several");
+    ASSERT_NE(groups, std::string::npos);
+    EXPECT_EQ(std::count(types.output.begin(), types.output.begin() + static_cast<std::ptrdiff_t>(groups), '\n'), 115);
+    for (const FileTypeIdentity& type : FileTypeCatalog) {
+        EXPECT_NE(types.output.find(std::string(" ") + type.extension, groups), std::string::npos) << type.extension;
+    }
     const std::string explained = RunProgram("types .JPG 46").output;
     for (const char* part : {"(41)", "(42)", "(46)", "  Found   ", "  Limits  ", "up to 10 MiB; estimated"}) {
         EXPECT_NE(explained.find(part), std::string::npos) << part << " is not in " << explained;
@@ -770,6 +788,78 @@ TEST(Program, ListsTheTypesAndHelpsWithExamples) {
         EXPECT_NE(help.output.find(std::string("Example: salvor ") + command), std::string::npos) << help.output;
     }
     EXPECT_EQ(RunProgram("--version").status, 0);
+    EXPECT_EQ(RunProgram("help recover").output, RunProgram("recover --help").output);
+    const test::ProgramRun alone = RunProgram("");
+    EXPECT_EQ(alone.status, 2);
+    EXPECT_EQ(std::count(alone.output.begin(), alone.output.end(), '\n'), 5);
+}
+
+TEST(Program, TakesGroupsOfTypesAndSizesAsItShowsThem) {
+    const TempFolder folder;
+    const auto count = [&](const std::string& filter) {
+        const std::string out = Quoted(folder / "out");
+        EXPECT_EQ(RunProgram("recover " + Card + " --quiet --out " + out + " " + filter).status, 0) << filter;
+        std::set<std::string> folders;
+        for (const auto& [name, bytes] : RecoveredFiles(folder / "out")) {
+            folders.insert(name.substr(0, name.find('/')));
+        }
+        fs::remove_all(folder / "out");
+        return folders;
+    };
+    EXPECT_EQ(count("--types mail"), (std::set<std::string>{"eml", "mht"}));
+    EXPECT_EQ(count("--types JPEG --cap '10 MiB' --max-size 'photos=50174 bytes'"), std::set<std::string>{"jpg"});
+    EXPECT_EQ(count("--types archives --min-size archives=2KB"), std::set<std::string>{"zip"});
+}
+
+TEST(Program, HelpManPagesAndCompletionKnowEveryOption) {
+    const TempFolder folder;
+    ASSERT_EQ(RunProgram("man --to " + Quoted(folder.Path())).status, 0);
+    for (const char* command : {"recover", "list", "mount", "report"}) {
+        const Bytes page = ReadFile(folder / ("salvor-" + std::string(command) + ".1"));
+        std::string text(page.begin(), page.end());
+        std::erase(text, '\\');
+        std::istringstream help(RunProgram(std::string(command) + " --help").output);
+        const std::string bash = RunProgram("completion bash").output;
+        int options = 0;
+        for (std::string word; help >> word;) {
+            if (word.starts_with("--") && word.size() > 2 && std::isalpha(word.back()) != 0) {
+                EXPECT_NE(text.find(word), std::string::npos) << word;
+                EXPECT_NE(bash.find(word), std::string::npos) << word;
+                ++options;
+            }
+        }
+        EXPECT_GT(options, 2) << command;
+    }
+    test::WriteFile(folder / "salvor.bash", RunProgram("completion bash").output);
+    const std::string asked = "bash -c 'complete() { :; }; . " + Quoted(folder / "salvor.bash").substr(1);
+    const std::string script = asked.substr(0, asked.size() - 1) +
+                               "; COMP_WORDS=(salvor recover --types jpg,pho); COMP_CWORD=3; _salvor; "
+                               "test \"${COMPREPLY[*]}\" = jpg,photos'";
+    EXPECT_EQ(std::system(script.c_str()), 0);
+    for (const auto& [shell, check] : {std::pair("zsh", "zsh -n"), std::pair("fish", "fish --no-execute")}) {
+        if (std::system(("command -v " + std::string(shell) + " >/dev/null").c_str()) == 0) {
+            test::WriteFile(folder / shell, RunProgram("completion " + std::string(shell)).output);
+            EXPECT_EQ(std::system((check + (" " + Quoted(folder / shell))).c_str()), 0) << shell;
+        }
+    }
+}
+
+TEST(Program, MountsFilesWithoutACopy) {
+    if (std::system("command -v fusermount3 >/dev/null && test -r /dev/fuse -a -w /dev/fuse") != 0) {
+        GTEST_SKIP() << "FUSE is not to be had here";
+    }
+    const TempFolder folder;
+    ASSERT_EQ(RunProgram("recover " + Card + " --quiet --out " + Quoted(folder / "out")).status, 0);
+    fs::create_directory(folder / "seen");
+    const std::string seen = Quoted(folder / "seen");
+    const std::string script = "'" SALVOR_PROGRAM "' mount " + Quoted(folder / "out") + " " + seen +
+                               " --types png > /dev/null & for i in $(seq 100); do test -e " + seen +
+                               "/type/png && break; sleep 0.1; done; diff -r " + seen + "/type/png " +
+                               Quoted(folder / "out/png") + " && ! touch " + seen +
+                               "/type/x 2>/dev/null; status=$?; kill -INT %1; wait; exit $status";
+    test::WriteFile(folder / "script", script);
+    EXPECT_EQ(std::system(("bash -m " + Quoted(folder / "script")).c_str()), 0);
+    EXPECT_TRUE(fs::is_empty(folder / "seen"));
 }
 
 TEST(Program, TakesEverySectorSizeAndBlockSizeAndARange) {

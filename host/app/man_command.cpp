@@ -1,0 +1,126 @@
+#include <fmt/format.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "host/app/command.h"
+#include "host/app/help.h"
+#include "host/platform/folder.h"
+#include "host/say/say.h"
+
+namespace salvor {
+
+namespace {
+
+struct ManCommand {
+    std::string name;
+    /// Empty for standard output.
+    std::string folder;
+};
+
+// Text as troff takes it, which reads lines that begin with a dot or an apostrophe, and backslashes.
+std::string Roff(std::string_view text) {
+    std::string roff;
+    bool isLineStart = true;
+    for (const char letter : text) {
+        if (isLineStart && (letter == '.' || letter == '\'')) {
+            roff += "\\&";
+        }
+        roff += letter == '\\' ? "\\e" : (letter == '-' ? "\\-" : std::string(1, letter));
+        isLineStart = letter == '\n';
+    }
+    return roff;
+}
+
+std::string Head(const std::string& page, const std::string& description) {
+    std::string upper;
+    for (const char letter : page) {
+        upper += letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+    }
+    return fmt::format(".TH {} 1 \"\" \"salvor " SALVOR_VERSION "\" \"Salvor\"\n.SH NAME\n{} \\- {}\n.SH SYNOPSIS\n",
+                       upper, Roff(page), Roff(description));
+}
+
+std::string Options(const CLI::App& command) {
+    std::string text = ".SH OPTIONS\n";
+    for (const OptionGroup& group : OptionGroupsOf(command)) {
+        text += ".SS " + Roff(group.title) + '\n';
+        for (const CLI::Option* const option : group.options) {
+            text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", Roff(NameOf(*option)), Roff(option->get_description()));
+        }
+    }
+    return text;
+}
+
+std::string Footer(const CLI::App& app) { return ".SH NOTES\n.nf\n" + Roff(app.get_footer()) + "\n.fi\n"; }
+
+std::string CommandPage(const CLI::App& program, const CLI::App& command) {
+    return Head(program.get_name() + "-" + command.get_name(), command.get_description()) + Roff(UsageOf(command)) +
+           "\n" + Options(command) + Footer(command) + ".SH SEE ALSO\n.BR " + program.get_name() + " (1)\n";
+}
+
+std::string ProgramPage(const CLI::App& program) {
+    std::string text = Head(program.get_name(), program.get_description()) + Roff(UsageOf(program)) + "\n";
+    std::string others;
+    for (const CommandGroup& group : CommandGroupsOf(program)) {
+        text += ".SH " + Roff(group.title) + '\n';
+        for (const CLI::App* const command : group.commands) {
+            text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", Roff(command->get_name()), Roff(command->get_description()));
+            others += fmt::format("{}.BR {}\\-{} (1)", others.empty() ? "" : ",\n", program.get_name(),
+                                  Roff(command->get_name()));
+        }
+    }
+    return text + Options(program) + Footer(program) + ".SH SEE ALSO\n" + others + '\n';
+}
+
+std::map<std::string, std::string> PagesOf(const CLI::App& program) {
+    std::map<std::string, std::string> pages{{"", ProgramPage(program)}};
+    for (const CommandGroup& group : CommandGroupsOf(program)) {
+        for (const CLI::App* const command : group.commands) {
+            pages[command->get_name()] = CommandPage(program, *command);
+        }
+    }
+    return pages;
+}
+
+void WritePages(const std::map<std::string, std::string>& pages, const std::string& path) {
+    const Folder folder = Folder::Open(path);
+    for (const auto& [name, text] : pages) {
+        File file = folder.Create(name.empty() ? "salvor.1" : "salvor-" + name + ".1");
+        if (!file.IsOpen() || !file.Write(text.data(), text.size()) || !file.Close()) {
+            throw Failure(ExitStatus::NotStarted, fmt::format("cannot write to '{}': {}", path, file.Error().Text()));
+        }
+    }
+}
+
+ExitStatus RunMan(const CLI::App& program, const ManCommand& command) {
+    const std::map<std::string, std::string> pages = PagesOf(program);
+    if (!command.folder.empty()) {
+        WritePages(pages, command.folder);
+        return ExitStatus::Done;
+    }
+    const auto page = pages.find(command.name);
+    if (page == pages.end()) {
+        throw Failure(ExitStatus::Usage, fmt::format("'{}' is no command; 'salvor --help' lists them", command.name));
+    }
+    Tell(page->second);
+    return ExitStatus::Done;
+}
+
+}  // namespace
+
+Command AddManCommand(CLI::App& program) {
+    const auto command = std::make_shared<ManCommand>();
+    CLI::App* const line = program.add_subcommand("man", "Print the man page of the program or of a command");
+    line->group("More");
+    line->add_option("COMMAND", command->name, "The command; the program if not given");
+    line->add_option("--to", command->folder, "Folder into which all pages are written")->type_name("DIR");
+    line->footer("Example: salvor man recover | man -l -");
+    return {line, [&program, command] {
+                return RunMan(program, *command);
+            }};
+}
+
+}  // namespace salvor

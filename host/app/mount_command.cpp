@@ -1,0 +1,88 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "host/app/command.h"
+#include "host/app/options.h"
+#include "host/app/shown_files.h"
+#include "host/medium/open_image.h"
+#include "host/mount/mount.h"
+#include "host/platform/stop_request.h"
+#include "host/say/say.h"
+
+namespace salvor {
+
+namespace {
+
+struct MountCommand {
+    std::string path;
+    std::string point;
+    /// Instead of the image that the finds or the report name; empty for that one.
+    std::string image;
+    FilterOptions filter;
+    bool quiet = false;
+};
+
+void RequireEmptyFolder(const std::string& point) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(point, error)) {
+        throw Failure(ExitStatus::Usage, fmt::format("'{}' is no folder; make one to mount at", point));
+    }
+    if (!std::filesystem::is_empty(point, error) || error) {
+        throw Failure(ExitStatus::Usage, fmt::format("'{}' is not empty; name an empty folder to mount at", point));
+    }
+}
+
+ExitStatus RunMount(const MountCommand& command) {
+    RequireEmptyFolder(command.point);
+    std::vector<ReportedFile> files;
+    const ShownFiles shown =
+        ForEachShownFile(command.path, command.image, MakeFilter(command.filter),
+                         [&files](const ReportedFile& file, const Json& /*record*/) { files.push_back(file); });
+    const auto medium = OpenMedium({command.image.empty() ? shown.summary.image : command.image},
+                                   shown.summary.sectorSize, {true, StopRequested});
+    Mount mount(*medium);
+    std::size_t missing = 0;
+    for (const ReportedFile& file : files) {
+        missing += mount.Add(file) ? 0U : 1U;
+    }
+    const std::size_t count = files.size() - missing;
+    files = {};
+    if (missing > 0) {
+        Say("{} files lie behind the end of the image and are left out", missing);
+    }
+    mount.Serve(command.point, [&] {
+        if (!command.quiet) {
+            Tell(fmt::format("{} files can be read in '{}'; Ctrl-C or 'fusermount3 -u {}' ends that\n", count,
+                             Printable(command.point), ShellWord(command.point)));
+        }
+    });
+    return missing == 0 ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+}  // namespace
+
+Command AddMountCommand(CLI::App& program) {
+    const auto command = std::make_shared<MountCommand>();
+    CLI::App* const line = program.add_subcommand("mount", "Show files as a read-only folder, without a copy");
+    line->group("To look and choose");
+    line->add_option("DIR", command->path, "Folder of recovered files, or finds file of a scan that is validated")
+        ->required();
+    line->add_option("MOUNTPOINT", command->point, "An empty folder, in which the files are shown")->required();
+    line->add_option("--image", command->image, "The image, if it is not where the scan found it")->type_name("IMAGE");
+    AddTypeOptions(*line, command->filter);
+    AddSizeOptions(*line, command->filter);
+    AddVerdictOptions(*line, command->filter);
+    AddQuiet(*line, command->quiet);
+    line->footer(
+        "The folder 'type' has the files by type, 'name' those of which the file system still knows the name.\n"
+        "Example: salvor mount card.finds /mnt --types photos");
+    return {line, [command] {
+                return RunMount(*command);
+            }};
+}
+
+}  // namespace salvor
