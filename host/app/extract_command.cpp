@@ -14,6 +14,7 @@ struct ExtractCommand {
     /// Instead of the image that the finds name; no path for that one.
     ImageSpec image;
     FilterOptions filter;
+    FileSystemUse fileSystems;
     std::string out;
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
@@ -32,7 +33,8 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                                            command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
     const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps,
                              SetAsideToJson(header, finds.journal.setAside)};
-    const ExitStatus status = ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, out, command.quiet);
+    const ExitStatus status =
+        ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, command.fileSystems, out, command.quiet);
     // Of files that the finds do not name nobody knows.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }
@@ -47,6 +49,7 @@ Command AddExtractCommand(CLI::App& program) {
     AddTypeOptions(*line, command->filter);
     AddSizeOptions(*line, command->filter);
     AddVerdictOptions(*line, command->filter);
+    AddFileSystemOptions(*line, command->fileSystems);
     AddOutOptions(*line, "new, empty, or of an earlier run on the image", command->out, command->overwrite);
     AddSkipBad(*line, command->skipBad);
     AddQuiet(*line, command->quiet);

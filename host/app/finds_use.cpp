@@ -12,6 +12,8 @@
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
+#include "host/volumes/learn.h"
+#include "host/volumes/original_names.h"
 
 namespace salvor {
 
@@ -84,8 +86,9 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
     RefuseSameDevice(path, imageFiles);
 }
 
-ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, const PlanFilter& filter,
-                       const OutFolder& out, bool quiet) {
+ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
+                       const FileSystemUse& fileSystems, const OutFolder& out, bool quiet) {
+    KnownFiles known;
     Validation validation;
     if (filter.asReported) {
         validation = {
@@ -98,12 +101,18 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
         earlier.emplace_back(folder, beside.filename().string());
         validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier,
                                       {.image = origin.image, .quiet = quiet});
+        if (validation.complete && !fileSystems.isOff) {
+            known = AskFileSystems(medium, origin.image, origin.caps, validation.outcomes, quiet);
+        }
+    }
+    if (fileSystems.names == "original") {
+        filter.originalPaths = OriginalPaths(known);
     }
     if (!validation.complete || StopRequested()) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
             ShellWord(out.folder.Path().string()));
     }
-    ExitStatus status = ExtractFiles(medium, validation.outcomes, origin, filter, out, quiet);
+    ExitStatus status = ExtractFiles(medium, validation.outcomes, known, origin, filter, out, quiet);
     if (status == ExitStatus::Done && !validation.setAside.empty()) {
         status = ExitStatus::Losses;
     }

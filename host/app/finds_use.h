@@ -35,8 +35,16 @@ JobIdentity JobOf(const JournalHeader& header);
 /// Refuses to write to `path`, which `option` named, if that would touch the medium. Throws `Failure` (usage).
 void RequireOwnFile(const char* option, const std::string& path, const std::vector<std::string>& imageFiles);
 
-/// Validates, unless what scanners report is wanted, and writes the files.
-ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, const PlanFilter& filter,
-                       const OutFolder& out, bool quiet);
+/// What file systems are asked for.
+struct FileSystemUse {
+    /// Nothing.
+    bool isOff = false;
+    /// "start" or "original".
+    std::string names = "start";
+};
+
+/// Validates, unless what scanners report is wanted, asks the file systems what they know, and writes the files.
+ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
+                       const FileSystemUse& fileSystems, const OutFolder& out, bool quiet);
 
 }  // namespace salvor

@@ -118,6 +118,16 @@ void AddVerdictOptions(CLI::App& command, FilterOptions& options) {
         ->group(WhatToWrite);
 }
 
+void AddFileSystemOptions(CLI::App& command, FileSystemUse& use) {
+    command.add_flag("--no-file-system", use.isOff,
+                     "Do not ask file systems for names, times and the places of files in pieces");
+    command
+        .add_option("--names", use.names,
+                    "What files are called by: start for their first sector, original for the file system's names")
+        ->check(CLI::IsMember({"start", "original"}))
+        ->capture_default_str();
+}
+
 void AddOutOptions(CLI::App& command, const std::string& which, std::string& out, bool& overwrite) {
     Value(command.add_option("--out", out, "Folder for the files, on another disk; " + which), "DIR", WhereTo)
         ->required();

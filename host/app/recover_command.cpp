@@ -14,6 +14,7 @@ namespace {
 struct RecoverCommand {
     ScanOptions scan;
     FilterOptions filter;
+    FileSystemUse fileSystems;
     JobOptions job;
     std::string out;
     bool overwrite = false;
@@ -38,7 +39,8 @@ ExitStatus RunRecover(const RecoverCommand& command) {
     const FilePlace finds(out.folder, JobFindsName);
     const FindsOrigin origin{scan.scan.header.image, finds.Text(), true, scan.scan.header.caps,
                              SetAsideToJson(scan.job.header, outcome.setAside)};
-    const ExitStatus status = ExtractSeen(*scan.scan.medium, outcome.seen, origin, filter, out, command.quiet);
+    const ExitStatus status =
+        ExtractSeen(*scan.scan.medium, outcome.seen, origin, filter, command.fileSystems, out, command.quiet);
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 
@@ -53,6 +55,7 @@ Command AddRecoverCommand(CLI::App& program) {
     AddTypeOptions(*line, command->filter);
     AddSizeOptions(*line, command->filter);
     AddVerdictOptions(*line, command->filter);
+    AddFileSystemOptions(*line, command->fileSystems);
     AddJobOptions(*line, command->job);
     AddOutOptions(*line, "new, empty, or of a recovery that was stopped", command->out, command->overwrite);
     AddQuiet(*line, command->quiet);

@@ -74,9 +74,10 @@ void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& 
 // Keeps the books of the files that are written.
 class Extraction : public WriteObserver {
 public:
-    Extraction(const Plan& plan, const Folder& folder, std::int32_t sectorSize, FolderReport& report, LineFile& skipped,
-               ExtractTotals totals, bool quiet)
+    Extraction(const Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize,
+               FolderReport& report, LineFile& skipped, ExtractTotals totals, bool quiet)
         : plan_(plan),
+          known_(known),
           folder_(folder),
           sectorSize_(sectorSize),
           report_(report),
@@ -103,7 +104,7 @@ public:
             return;
         }
         ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
-        unreported_.push_back(FileRecord(file, result, sectorSize_));
+        unreported_.push_back(FileRecord(file, result, sectorSize_, known_.At(file.known)));
         totals_.there.Add(unreported_.back());
         ++counts_[VerdictName(file.finding.verdict)];
         constexpr std::size_t mostUnreported = 4096;
@@ -156,6 +157,7 @@ private:
     }
 
     const Plan& plan_;
+    const KnownFiles& known_;
     const Folder& folder_;
     std::int32_t sectorSize_;
     FolderReport& report_;
@@ -216,8 +218,8 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
 
 }  // namespace
 
-ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const FindsOrigin& origin,
-                        const PlanFilter& filter, const OutFolder& out, bool quiet) {
+ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
+                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, bool quiet) {
     const Folder& folder = out.folder;
     LineFile skipped(folder, "skipped.jsonl");
     ExtractTotals passedOver;
@@ -233,7 +235,7 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
     FolderReport report(folder, !out.isOfJob);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);
-    Extraction extraction(plan, folder, medium.SectorSize(), report, skipped, std::move(passedOver), quiet);
+    Extraction extraction(plan, known, folder, medium.SectorSize(), report, skipped, std::move(passedOver), quiet);
     const bool complete = extraction.Run(medium);
     extraction.EndProgress();
     const ExtractTotals& totals = extraction.Totals();

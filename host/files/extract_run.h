@@ -11,6 +11,7 @@
 #include "host/plan/plan.h"
 #include "host/report/json_lines.h"
 #include "host/say/failure.h"
+#include "host/volumes/known_files.h"
 
 namespace salvor {
 
@@ -28,7 +29,8 @@ struct FindsOrigin {
 
 /// Plans, writes and reports the files of what was validated into a prepared folder, telling the person how far it is
 /// and, unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on.
-ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const FindsOrigin& origin,
-                        const PlanFilter& filter, const OutFolder& out, bool quiet);
+/// `known` is what the outcomes' indices count.
+ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
+                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, bool quiet);
 
 }  // namespace salvor

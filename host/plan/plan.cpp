@@ -34,7 +34,7 @@ public:
                     wholes_.push_back({ByteOf(extent.startSector), ByteOf(extent.startSector) + extent.bytes});
                 }
             }
-            if (outcome.extents.size() > 1) {
+            if (IsSettled(outcome)) {
                 NotePieces(outcome);
             }
         }
@@ -63,7 +63,10 @@ private:
         std::int64_t end;
     };
 
-    // An extent of a file that has several and holds what begins inside it.
+    // A file system says where the file lies.
+    static bool IsSettled(const Outcome& outcome) { return !outcome.extents.empty(); }
+
+    // An extent of such a file, which holds what begins inside it.
     struct Piece {
         Range range;
         std::int64_t fileStart;
@@ -87,10 +90,15 @@ private:
 
     void NotePieces(const Outcome& outcome) {
         const PlannedFile file = FileOf(outcome);
-        if (file.extents.size() > 1 && Covers(file.finding) && !Judge(outcome, file)) {
-            for (const Extent& extent : file.extents) {
+        if (file.finding.verdict <= Verdict::Open && !Judge(outcome, file)) {
+            std::vector<Extent> own = file.extents;
+            CutTo(own, outcome.ownBytes);
+            for (const Extent& extent : own) {
                 const std::int64_t start = ByteOf(extent.startSector);
-                pieces_.push_back({{start, start + extent.bytes}, file.StartSector(), NameOf(file, "")});
+                const std::string* const original = OriginalPath(file);
+                pieces_.push_back({{start, start + extent.bytes},
+                                   file.StartSector(),
+                                   original == nullptr ? NameOf(file, "") : *original});
             }
         }
     }
@@ -105,10 +113,11 @@ private:
         file.finding = outcome.finding;
         file.extents = ExtentsOf(outcome);
         const std::int64_t room =
-            file.extents.size() > 1 ? BytesOf(file.extents) : medium_.sizeInBytes - ByteOf(outcome.startSector);
+            IsSettled(outcome) ? BytesOf(file.extents) : medium_.sizeInBytes - ByteOf(outcome.startSector);
         file.finding.size = std::min(file.finding.size, room);
         file.reported = outcome.reported;
         file.types = {outcome.finding.type};
+        file.known = outcome.known;
         for (const ReportedClaim& claim : outcome.reported) {
             if (std::ranges::find(file.types, claim.type) == file.types.end()) {
                 file.types.push_back(claim.type);
@@ -118,7 +127,7 @@ private:
         }
         const bool reachesEnd = file.finding.size == medium_.sizeInBytes - ByteOf(outcome.startSector);
         file.cutAtEnd = file.finding.verdict == Verdict::Truncated && reachesEnd;
-        if (!filter_.asReported && file.extents.size() == 1) {
+        if (!filter_.asReported && !IsSettled(outcome)) {
             EndAtNextWhole(outcome.startSector, file.finding);
         }
         EndAtCap(file);
@@ -162,9 +171,9 @@ private:
     // Puts a file where it belongs: into the plan, or into the whole file around it.
     void Place(PlannedFile file, const Outcome& outcome) {
         const std::int64_t start = ByteOf(file.StartSector());
-        const bool isInPieces = file.extents.size() > 1;
-        const Piece* const piece = isInPieces ? nullptr : PieceAround(start);
-        const bool isInside = piece != nullptr || (!isInPieces && start < coverEnd_);
+        const bool isSettled = IsSettled(outcome);
+        const Piece* const piece = isSettled ? nullptr : PieceAround(start);
+        const bool isInside = piece != nullptr || (!isSettled && start < coverEnd_);
         if (isInside && (IsPlainText(file.finding) || !filter_.asReported)) {
             const std::string container = piece != nullptr ? piece->path : plan_.files[cover_].path;
             if (IsPlainText(file.finding)) {
@@ -177,7 +186,7 @@ private:
         file.path = PathOf(file);
         plan_.files.push_back(std::move(file));
         const Finding& finding = plan_.files.back().finding;
-        const bool covers = !isInPieces && (filter_.asReported ? !IsPlainText(finding) : Covers(finding));
+        const bool covers = !isSettled && (filter_.asReported ? !IsPlainText(finding) : Covers(finding));
         if (covers && start + finding.size > coverEnd_) {
             coverEnd_ = start + finding.size;
             cover_ = plan_.files.size() - 1;
@@ -204,6 +213,9 @@ private:
     // Several files of one extension begin at one sector only where the scanners' sizes are taken: those after the
     // first are numbered.
     std::string PathOf(const PlannedFile& file) {
+        if (const std::string* const original = OriginalPath(file)) {
+            return *original;
+        }
         const std::string extension = ExtensionOf(file.finding);
         if (file.StartSector() != namedStart_) {
             namedStart_ = file.StartSector();
@@ -211,6 +223,13 @@ private:
         }
         const int number = ++namesThere_[extension];
         return NameOf(file, number == 1 ? "" : fmt::format("-{}", number));
+    }
+
+    const std::string* OriginalPath(const PlannedFile& file) const {
+        const auto index = static_cast<std::size_t>(file.known);
+        const bool isNamed =
+            file.known >= 0 && index < filter_.originalPaths.size() && !filter_.originalPaths[index].empty();
+        return isNamed ? &filter_.originalPaths[index] : nullptr;
     }
 
     static std::string NameOf(const PlannedFile& file, const std::string& suffix) {
@@ -239,7 +258,7 @@ private:
 bool IsNamedByOthers(std::int32_t type) { return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf; }
 
 Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
-    Outcome outcome{find.startSector, {}, {{find.type, find.size}}, {}};
+    Outcome outcome{find.startSector, {}, {{find.type, find.size}}, {}, 0, -1};
     Finding& finding = outcome.finding;
     finding.type = find.type;
     const bool isOutside = find.startSector < 0 || find.startSector > medium.sizeInBytes / medium.sectorSize;
@@ -338,7 +357,8 @@ void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
     std::erase_if(plan.files, [&](const PlannedFile& file) {
         const bool isKept = fits[next++];
         if (!isKept) {
-            plan.passedOver.push_back({{file.StartSector(), file.finding, file.reported, {}}, reason, file.container});
+            plan.passedOver.push_back(
+                {{file.StartSector(), file.finding, file.reported, {}, 0, file.known}, reason, file.container});
         }
         return !isKept;
     });

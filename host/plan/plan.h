@@ -28,6 +28,9 @@ struct PlanFilter {
     bool asReported = false;
     /// However often the same bytes are claimed.
     bool allClaims = false;
+    /// Paths below the output folder for files that a file system knows, by the index of that; the others, or all if it
+    /// is empty, have names of their start.
+    std::vector<std::string> originalPaths = {};
 };
 
 /// A file that begins inside another one, which is whole.
@@ -48,6 +51,8 @@ struct PlannedFile {
     std::vector<ReportedClaim> reported;
     /// Below the output folder.
     std::string path;
+    /// The index of what a file system knows of it; -1 if none does.
+    std::int32_t known = -1;
     /// The path of the file in which it begins; empty for most.
     std::string container;
     std::vector<EmbeddedFile> embedded;
@@ -97,9 +102,9 @@ struct MediumShape {
 };
 
 /// Decides which outcomes become files. What begins inside a whole file, or inside an open one whose structure is
-/// unbroken, is embedded in it. Any other file ends where the next whole one begins, and hides nothing. A file in
-/// several extents is neither embedded nor cut. `caps` are those that the person set, in bytes by factory index. Unless
-/// the filter wants all claims, the files together are no larger than twice the medium.
+/// unbroken, is embedded in it. Any other file ends where the next whole one begins, and hides nothing. A file that a
+/// file system knows the extents of is neither embedded nor cut. `caps` are those that the person set, in bytes by
+/// factory index. Unless the filter wants all claims, the files together are no larger than twice the medium.
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
 /// The same for very many outcomes: `passOver` takes each that becomes no file at once.

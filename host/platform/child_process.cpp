@@ -47,7 +47,8 @@ std::vector<char*> Pointers(std::vector<std::string>& words) {
 }
 
 std::vector<std::string> PassedEnvironment() {
-    std::vector<std::string> environment;
+    // A zone of another name would be looked up in files.
+    std::vector<std::string> environment{"TZ=UTC0"};
     for (const char* const name : PassedVariables) {
         if (const char* const value = std::getenv(name); value != nullptr) {
             environment.push_back(std::string(name) + '=' + value);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 #include <utility>
 
@@ -40,6 +41,31 @@ Json DetailsRecord(const FileDetails& details) {
     if (details.width > 0 && details.height > 0) {
         record["width"] = details.width;
         record["height"] = details.height;
+    }
+    return record;
+}
+
+// "2024-02-29T12:00:00Z"; without the letter where the zone is not known.
+std::string TimeText(std::int64_t seconds, bool isLocal) {
+    constexpr std::int64_t secondsOfDay = 86400;
+    const std::chrono::sys_days day{
+        std::chrono::days{static_cast<int>(seconds / secondsOfDay - (seconds % secondsOfDay < 0 ? 1 : 0))}};
+    const std::chrono::year_month_day date{day};
+    const std::int64_t inDay = seconds - std::chrono::seconds(day.time_since_epoch()).count();
+    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}{}", static_cast<int>(date.year()),
+                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), inDay / 3600,
+                       inDay / 60 % 60, inDay % 60, isLocal ? "" : "Z");
+}
+
+Json KnownToJson(const KnownFile& known) {
+    Json record{{"volume", known.volume}, {"path", known.path}, {"size", known.size}, {"deleted", known.isDeleted}};
+    for (const auto& [name, field] : TimeFields) {
+        // Other years than those of four digits are no times of files.
+        constexpr std::int64_t first = -62135596800;
+        constexpr std::int64_t last = 253402300799;
+        if (const auto time = known.times.*field; time && *time >= first && *time <= last) {
+            record[name] = TimeText(*time, known.timesAreLocal);
+        }
     }
     return record;
 }
@@ -133,7 +159,7 @@ void FolderCounts::Add(const FolderCounts& other) {
     withUnreadable += other.withUnreadable;
 }
 
-Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize) {
+Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize, const KnownFile* known) {
     Json types = Json::array();
     for (const std::int32_t type : file.types) {
         types.push_back(TypeToJson(type));
@@ -166,6 +192,9 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
                 {"flags", flags}};
     if (file.extents.size() > 1) {
         record["extents"] = ExtentsToJson(file.extents);
+    }
+    if (known != nullptr) {
+        record["file_system"] = KnownToJson(*known);
     }
     if (!file.container.empty()) {
         record["container"] = file.container;

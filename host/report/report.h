@@ -11,6 +11,7 @@
 #include "host/platform/folder.h"
 #include "host/report/json_lines.h"
 #include "host/say/failure.h"
+#include "host/volumes/known_file.h"
 
 namespace salvor {
 
@@ -100,8 +101,10 @@ private:
     std::int64_t size_ = 0;
 };
 
-/// One line of the report: a file that is in the folder. `sectorSize` in bytes.
-Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize);
+/// One line of the report: a file that is in the folder. `sectorSize` in bytes; `known` is what a file system knows of
+/// the file, null if nothing.
+Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize,
+                const KnownFile* known = nullptr);
 
 /// One line of the list of what became no file.
 Json PassedOverRecord(const PassedOver& passed);

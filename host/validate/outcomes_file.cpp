@@ -103,6 +103,7 @@ Json OutcomeToJson(const Outcome& outcome) {
     record["reported"] = reported;
     if (!outcome.extents.empty()) {
         record["extents"] = ExtentsToJson(outcome.extents);
+        record["own_bytes"] = outcome.ownBytes;
     }
     return record;
 }
@@ -132,6 +133,7 @@ Outcome OutcomeIn(const Json& record) {
             throw std::invalid_argument("no extents");
         }
         outcome.extents = *std::move(extents);
+        outcome.ownBytes = IntegerIn(record, "own_bytes");
     }
     return outcome;
 }

@@ -404,7 +404,7 @@ private:
         if (IsFile(answer->finding) && EndOf(sector, answer->finding) > text.end) {
             text = {EndOf(sector, answer->finding), 0, sector, answer->validator};
         }
-        texts_.push_back({sector, answer->finding, {}, {}});
+        texts_.push_back({sector, answer->finding, {}, {}, 0, -1});
     }
 
     // ---- The outcomes.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <ctime>
 #include <new>
 #include <string>
 
@@ -87,6 +88,9 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds, int parent) {
     RequireParent(parent);
     medium.NoteUnreadable(order.medium.unreadable);
     Worker worker(page, order, medium);
+    // The zone of the clock is looked up once, and then no more.
+    std::tm epoch{};
+    std::mktime(&epoch);
     page.sandbox = static_cast<std::uint8_t>(EnterSandbox({order.memory, /*mayWrite=*/true}));
     return kind->work(worker);
 }

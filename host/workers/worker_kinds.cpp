@@ -3,6 +3,7 @@
 #include "host/details/details_worker.h"
 #include "host/scan/scan_order.h"
 #include "host/validate/validate_worker.h"
+#include "host/volumes/volumes_worker.h"
 #include "host/workers/worker.h"
 
 namespace salvor {
@@ -11,7 +12,8 @@ std::span<const WorkerKind> WorkerKinds() {
     // One row for each step that works in workers.
     static constexpr std::array kinds{WorkerKind{ScanOrderKind, ScanPartOrdered},
                                       WorkerKind{ValidateOrderKind, ValidateInWorker},
-                                      WorkerKind{DetailsOrderKind, AnswerQuestions}};
+                                      WorkerKind{DetailsOrderKind, AnswerQuestions},
+                                      WorkerKind{VolumesOrder, WorkOnVolumes}};
     return kinds;
 }
 

@@ -17,7 +17,7 @@ set(uses_frame/registry "${uses_containers}|${families}")
 # formats. Planning is pure: it sees no medium and no file. The platform room knows nobody, and nobody else knows the
 # system. Validators know a file's bytes and the system of neither the scan nor the run around them.
 set(host_rooms "host/say|host/medium|host/scan|host/validate|host/validators|host/plan|host/files|host/report")
-set(host_rooms "${host_rooms}|host/workers|host/mount|host/platform|host/validators/text")
+set(host_rooms "${host_rooms}|host/workers|host/mount|host/volumes|host/platform|host/validators/text")
 set(uses_host "${host_rooms}|frame/contract|frame/bytes|formats")
 set(uses_host/plan "host/scan|host/validate|host/validators|host/say|frame/contract")
 set(uses_host/platform "")

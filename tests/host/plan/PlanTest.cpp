@@ -191,6 +191,7 @@ TEST(Plan, KeepsTheExtentsOfAFileTogetherAndWhatBeginsInThem) {
     // The rest of the document lies in front of its start and behind a picture that cuts the one before it.
     Outcome pieces = At(20, Doc, 3 * 512 + 100, Verdict::Whole);
     pieces.extents = {{20, 512}, {5, 1024}, {30, 512}};
+    pieces.ownBytes = 1636;
     const std::vector<Outcome> outcomes{At(4, Jpg, 2000, Verdict::Damaged), At(6, Png, 900, Verdict::Whole), pieces,
                                         At(22, Jpg, 8 * 512 + 100, Verdict::Whole), At(30, Txt, 300, Verdict::Open)};
     const Plan plan = PlanOfOutcomes(outcomes);

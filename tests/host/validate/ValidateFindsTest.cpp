@@ -284,6 +284,7 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     Validation inPieces = whole;
     Outcome& last = inPieces.outcomes.back();
     last.extents = {{last.startSector, 512}, {9, last.finding.size}};
+    last.ownBytes = last.finding.size;
     { OutcomesWriter(path, "digest").Add(inPieces); }
     EXPECT_EQ(ReadOutcomes(path)->validation.outcomes, inPieces.outcomes);
     // Names and extents are made of what an outcome says.

@@ -1,0 +1,342 @@
+#include "host/volumes/file_system.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+namespace salvor {
+
+namespace {
+
+// Tried in this order.
+constexpr std::array Kinds{TSK_FS_TYPE_NTFS_DETECT,  TSK_FS_TYPE_FAT_DETECT, TSK_FS_TYPE_EXT_DETECT,
+                           TSK_FS_TYPE_FFS_DETECT,   TSK_FS_TYPE_HFS_DETECT, TSK_FS_TYPE_ISO9660_DETECT,
+                           TSK_FS_TYPE_YAFFS2_DETECT};
+
+// YAFFS2 has no header: looking for it reads a whole medium. It stands on flash chips that are read with the 64 bytes
+// behind each page of 2048.
+bool MayBeYaffs(const Medium& medium) {
+    constexpr std::int64_t pageBytes = 2048 + 64;
+    constexpr std::int64_t largestChip = std::int64_t{4} << 30;
+    return medium.SizeInBytes() <= largestChip && medium.SizeInBytes() % pageBytes == 0;
+}
+
+const char* NameOf(TSK_FS_TYPE_ENUM kind) {
+    switch (kind) {
+        case TSK_FS_TYPE_NTFS:
+            return "NTFS";
+        case TSK_FS_TYPE_FAT12:
+            return "FAT12";
+        case TSK_FS_TYPE_FAT16:
+            return "FAT16";
+        case TSK_FS_TYPE_FAT32:
+            return "FAT32";
+        case TSK_FS_TYPE_EXFAT:
+            return "exFAT";
+        case TSK_FS_TYPE_EXT2:
+            return "ext2";
+        case TSK_FS_TYPE_EXT3:
+            return "ext3";
+        case TSK_FS_TYPE_EXT4:
+            return "ext4";
+        case TSK_FS_TYPE_FFS1:
+        case TSK_FS_TYPE_FFS1B:
+            return "UFS1";
+        case TSK_FS_TYPE_FFS2:
+            return "UFS2";
+        case TSK_FS_TYPE_HFS:
+            return "HFS+";
+        case TSK_FS_TYPE_HFS_LEGACY:
+            return "HFS";
+        case TSK_FS_TYPE_ISO9660:
+            return "ISO 9660";
+        case TSK_FS_TYPE_YAFFS2:
+            return "YAFFS2";
+        default:
+            return "";
+    }
+}
+
+bool IsFat(TSK_FS_TYPE_ENUM kind) {
+    return kind == TSK_FS_TYPE_FAT12 || kind == TSK_FS_TYPE_FAT16 || kind == TSK_FS_TYPE_FAT32 ||
+           kind == TSK_FS_TYPE_EXFAT;
+}
+
+// A FAT is read by sectors; its boot sector says how many are a cluster.
+std::int64_t ClusterSizeOf(const TSK_FS_INFO& opened, Medium& medium, std::int64_t sector) {
+    if (!IsFat(opened.ftype)) {
+        return opened.block_size;
+    }
+    std::vector<std::uint8_t> boot(static_cast<std::size_t>(medium.SectorSize()));
+    medium.Read(sector, boot.data(), 1);
+    constexpr int largestShift = 25;
+    return opened.ftype == TSK_FS_TYPE_EXFAT ? std::int64_t{1} << std::min(boot[108] + boot[109], largestShift)
+                                             : std::int64_t{boot[13]} * (boot[11] + boot[12] * 256);
+}
+
+std::optional<std::int64_t> TimeOf(time_t seconds) {
+    return seconds == 0 ? std::nullopt : std::optional<std::int64_t>(seconds);
+}
+
+FileTimes TimesOf(const TSK_FS_META& meta, TSK_FS_TYPE_ENUM kind) {
+    FileTimes times{TimeOf(meta.mtime), TimeOf(meta.atime), TimeOf(meta.ctime), TimeOf(meta.crtime), {}};
+    if (kind == TSK_FS_TYPE_EXT2 || kind == TSK_FS_TYPE_EXT3 || kind == TSK_FS_TYPE_EXT4) {
+        times.deleted = TimeOf(meta.time2.ext2.dtime);
+    }
+    return times;
+}
+
+// Blocks of a file system as sectors of the medium.
+class BlockMap {
+public:
+    BlockMap(const TSK_FS_INFO& opened, const Medium& medium, std::int64_t firstByte)
+        : blockSize_(opened.block_size),
+          blockCount_(static_cast<std::int64_t>(opened.last_block_act) + 1),
+          firstByte_(firstByte),
+          sectorSize_(medium.SectorSize()),
+          mediumSize_(medium.SizeInBytes()) {}
+
+    /// Are all blocks whole sectors, without anything between them?
+    bool IsEven(const TSK_FS_INFO& opened) const {
+        return blockSize_ > 0 && blockSize_ % sectorSize_ == 0 && firstByte_ % sectorSize_ == 0 &&
+               opened.block_pre_size == 0 && opened.block_post_size == 0;
+    }
+    std::int64_t BlockSize() const { return blockSize_; }
+    std::int64_t SectorsOfBlock() const { return blockSize_ / sectorSize_; }
+    std::int64_t SectorSize() const { return sectorSize_; }
+
+    /// The sectors of blocks that lie on the medium, empty for others.
+    SectorRange SectorsOf(TSK_DADDR_T block, TSK_DADDR_T count) const {
+        const auto last = static_cast<TSK_DADDR_T>(blockCount_);
+        if (block >= last || count > last - block || count == 0) {
+            return {};
+        }
+        const auto first = firstByte_ / sectorSize_ + static_cast<std::int64_t>(block) * SectorsOfBlock();
+        const auto sectors = static_cast<std::int64_t>(count) * SectorsOfBlock();
+        return first + sectors <= mediumSize_ / sectorSize_ ? SectorRange{first, sectors} : SectorRange{};
+    }
+
+private:
+    std::int64_t blockSize_;
+    std::int64_t blockCount_;
+    std::int64_t firstByte_;
+    std::int64_t sectorSize_;
+    std::int64_t mediumSize_;
+};
+
+// Where the content of a file lies.
+struct Content {
+    std::vector<Extent> extents;
+    bool isComplete = false;
+};
+
+// A file that has more pieces than this is no file.
+constexpr std::size_t MostExtents = 10000;
+
+// The pieces of a file of this size, to the end of its last cluster; up to the first that is missing or a hole.
+Content ContentOf(const TSK_FS_ATTR& attribute, std::int64_t size, const BlockMap& blocks) {
+    Content content;
+    TSK_DADDR_T next = 0;
+    std::int64_t found = 0;
+    for (const TSK_FS_ATTR_RUN* run = attribute.nrd.run; run != nullptr && found < size; run = run->next) {
+        const SectorRange sectors = blocks.SectorsOf(run->addr, run->len);
+        const bool isThere = run->flags == TSK_FS_ATTR_RUN_FLAG_NONE && run->offset == next && sectors.count > 0;
+        if (!isThere || content.extents.size() == MostExtents) {
+            break;
+        }
+        next += run->len;
+        const std::int64_t bytes = sectors.count * blocks.SectorSize();
+        found += bytes;
+        if (!content.extents.empty()) {
+            Extent& last = content.extents.back();
+            if (last.startSector + last.bytes / blocks.SectorSize() == sectors.first) {
+                last.bytes += bytes;
+                continue;
+            }
+        }
+        content.extents.push_back({sectors.first, bytes});
+    }
+    content.isComplete = found >= size;
+    return content;
+}
+
+class FileTeller {
+public:
+    FileTeller(TSK_FS_INFO& opened, const BlockMap& blocks, std::int32_t volume, VolumeSink& sink)
+        : opened_(opened), blocks_(blocks), volume_(volume), sink_(sink) {}
+
+    static TSK_WALK_RET_ENUM Take(TSK_FS_FILE* file, const char* folder, void* self) {
+        return static_cast<FileTeller*>(self)->Tell(*file, folder);
+    }
+    // A file whose entry is gone.
+    static TSK_WALK_RET_ENUM TakeNameless(TSK_FS_FILE* file, void* self) {
+        return static_cast<FileTeller*>(self)->Tell(*file, nullptr);
+    }
+
+private:
+    TSK_WALK_RET_ENUM Tell(TSK_FS_FILE& file, const char* folder) {
+        if (sink_.StopRequested()) {
+            return TSK_WALK_STOP;
+        }
+        if (file.meta == nullptr || file.meta->type != TSK_FS_META_TYPE_REG || file.meta->size <= 0) {
+            return TSK_WALK_CONT;
+        }
+        const bool isNameDeleted = file.name != nullptr && (file.name->flags & TSK_FS_NAME_FLAG_UNALLOC) != 0;
+        const bool isDeleted = (file.meta->flags & TSK_FS_META_FLAG_UNALLOC) != 0;
+        if (isNameDeleted && !isDeleted) {
+            // What the name led to is another file now.
+            return TSK_WALK_CONT;
+        }
+        const TSK_FS_ATTR* const attribute = tsk_fs_file_attr_get(&file);
+        constexpr unsigned unlike = TSK_FS_ATTR_RES | TSK_FS_ATTR_ENC | TSK_FS_ATTR_COMP;
+        if (attribute == nullptr ||
+            (static_cast<unsigned>(attribute->flags) & (unlike | TSK_FS_ATTR_NONRES)) != TSK_FS_ATTR_NONRES ||
+            attribute->nrd.skiplen != 0) {
+            return TSK_WALK_CONT;
+        }
+        Content content = ContentOf(*attribute, file.meta->size, blocks_);
+        if (content.extents.empty()) {
+            return TSK_WALK_CONT;
+        }
+        KnownFile known;
+        known.volume = volume_;
+        known.path = PathOf(file, folder);
+        known.size = file.meta->size;
+        known.isDeleted = isDeleted;
+        known.isGuess = (attribute->flags & TSK_FS_ATTR_RECOVERY) != 0;
+        known.isComplete = content.isComplete;
+        known.timesAreLocal = IsFat(opened_.ftype);
+        known.times = TimesOf(*file.meta, opened_.ftype);
+        if (!isDeleted && known.isComplete) {
+            TellSlack(content, known.size);
+        }
+        CutTo(content.extents, known.size);
+        known.extents = std::move(content.extents);
+        sink_.OnFile(known);
+        return TSK_WALK_CONT;
+    }
+
+    static std::string PathOf(const TSK_FS_FILE& file, const char* folder) {
+        if (file.name != nullptr && file.name->name != nullptr) {
+            return std::string(folder == nullptr ? "" : folder) + file.name->name;
+        }
+        return file.meta->name2 != nullptr ? file.meta->name2->name : "";
+    }
+
+    // Whole sectors behind the end of the file.
+    void TellSlack(const Content& content, std::int64_t size) {
+        const std::int64_t behind = BytesOf(content.extents) - size;
+        const Extent& last = content.extents.back();
+        const std::int64_t sectors = std::min(behind, last.bytes) / blocks_.SectorSize();
+        if (sectors > 0) {
+            sink_.OnSlack({last.startSector + last.bytes / blocks_.SectorSize() - sectors, sectors});
+        }
+    }
+
+    TSK_FS_INFO& opened_;
+    const BlockMap& blocks_;
+    std::int32_t volume_;
+    VolumeSink& sink_;
+};
+
+// Joins blocks that follow each other.
+class UsedTeller {
+public:
+    UsedTeller(const BlockMap& blocks, VolumeSink& sink) : blocks_(blocks), sink_(sink) {}
+
+    static TSK_WALK_RET_ENUM Take(const TSK_FS_BLOCK* block, void* self) {
+        return static_cast<UsedTeller*>(self)->Add(block->addr);
+    }
+    void End() {
+        if (const SectorRange sectors = blocks_.SectorsOf(first_, count_); sectors.count > 0) {
+            sink_.OnUsed(sectors);
+        }
+        count_ = 0;
+    }
+
+private:
+    TSK_WALK_RET_ENUM Add(TSK_DADDR_T block) {
+        if (count_ == 0 || block != first_ + count_) {
+            End();
+            first_ = block;
+            if (sink_.StopRequested()) {
+                return TSK_WALK_STOP;
+            }
+        }
+        ++count_;
+        return TSK_WALK_CONT;
+    }
+
+    const BlockMap& blocks_;
+    VolumeSink& sink_;
+    TSK_DADDR_T first_ = 0;
+    TSK_DADDR_T count_ = 0;
+};
+
+template <class Flag>
+constexpr Flag Join(Flag a, Flag b) {
+    return static_cast<Flag>(static_cast<unsigned>(a) | static_cast<unsigned>(b));
+}
+
+}  // namespace
+
+std::optional<FileSystem> FileSystem::Open(TskImage& image, Medium& medium, std::int64_t sector) {
+    for (const TSK_FS_TYPE_ENUM kind : Kinds) {
+        if (kind == TSK_FS_TYPE_YAFFS2_DETECT && (sector != 0 || !MayBeYaffs(medium))) {
+            continue;
+        }
+        TskFileSystem opened(tsk_fs_open_img(image.Get(), sector * medium.SectorSize(), kind));
+        if (opened && *NameOf(opened->ftype) != '\0' && opened->block_size > 0) {
+            return FileSystem(std::move(opened), image, medium, sector);
+        }
+    }
+    return std::nullopt;
+}
+
+FileSystem::FileSystem(TskFileSystem opened, TskImage& image, Medium& medium, std::int64_t sector)
+    : opened_(std::move(opened)),
+      image_(&image),
+      medium_(&medium),
+      firstByte_(sector * medium.SectorSize()),
+      clusterSize_(ClusterSizeOf(*opened_, medium, sector)) {}
+
+const char* FileSystem::Name() const { return NameOf(opened_->ftype); }
+
+std::int64_t FileSystem::Size() const {
+    const std::int64_t blockSize = opened_->block_size;
+    const std::int64_t most = (medium_->SizeInBytes() - firstByte_) / blockSize;
+    return static_cast<std::int64_t>(std::min(opened_->block_count, static_cast<TSK_DADDR_T>(most))) * blockSize;
+}
+
+void FileSystem::TellUsed(VolumeSink& sink) const {
+    const BlockMap blocks(*opened_, *medium_, firstByte_);
+    if (!blocks.IsEven(*opened_)) {
+        return;
+    }
+    UsedTeller teller(blocks, sink);
+    const auto flags = Join(Join(TSK_FS_BLOCK_WALK_FLAG_ALLOC, TSK_FS_BLOCK_WALK_FLAG_AONLY),
+                            Join(TSK_FS_BLOCK_WALK_FLAG_CONT, TSK_FS_BLOCK_WALK_FLAG_META));
+    tsk_fs_block_walk(opened_.get(), opened_->first_block, opened_->last_block_act, flags, UsedTeller::Take, &teller);
+    teller.End();
+}
+
+void FileSystem::TellFiles(std::int32_t volume, VolumeSink& sink) const {
+    const BlockMap blocks(*opened_, *medium_, firstByte_);
+    if (!blocks.IsEven(*opened_)) {
+        return;
+    }
+    FileTeller teller(*opened_, blocks, volume, sink);
+    const auto living = Join(TSK_FS_DIR_WALK_FLAG_ALLOC, TSK_FS_DIR_WALK_FLAG_UNALLOC);
+    const auto named = Join(Join(living, TSK_FS_DIR_WALK_FLAG_RECURSE), TSK_FS_DIR_WALK_FLAG_NOORPHAN);
+    tsk_fs_dir_walk(opened_.get(), opened_->root_inum, named, FileTeller::Take, &teller);
+    // On a FAT, entries that no folder leads to are looked for in every cluster.
+    if (image_->IsExhausted() || (IsFat(opened_->ftype) && Size() > image_->Allowance())) {
+        return;
+    }
+    const auto orphans = Join(Join(TSK_FS_META_FLAG_UNALLOC, TSK_FS_META_FLAG_USED), TSK_FS_META_FLAG_ORPHAN);
+    tsk_fs_meta_walk(opened_.get(), opened_->first_inum, opened_->last_inum, orphans, FileTeller::TakeNameless,
+                     &teller);
+}
+
+}  // namespace salvor

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "host/volumes/tsk_image.h"
+
+namespace salvor {
+
+/// A file system that can be read, on a volume.
+class FileSystem {
+public:
+    /// The one that begins at this sector of the medium; nothing if there is none that can be read. All outlive it.
+    static std::optional<FileSystem> Open(TskImage& image, Medium& medium, std::int64_t sector);
+
+    /// "FAT32".
+    const char* Name() const;
+    /// In bytes.
+    std::int64_t Size() const;
+    /// In bytes.
+    std::int64_t ClusterSize() const { return clusterSize_; }
+
+    /// Both count the sectors of the medium, and end when the image is exhausted.
+    void TellUsed(VolumeSink& sink) const;
+    /// Tells the files and the slack of those that live.
+    void TellFiles(std::int32_t volume, VolumeSink& sink) const;
+
+private:
+    FileSystem(TskFileSystem opened, TskImage& image, Medium& medium, std::int64_t sector);
+
+    TskFileSystem opened_;
+    TskImage* image_;
+    Medium* medium_;
+    std::int64_t firstByte_;
+    std::int64_t clusterSize_;
+};
+
+}  // namespace salvor

@@ -1,0 +1,150 @@
+#include "host/volumes/knowledge.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "host/report/json_lines.h"
+
+namespace salvor {
+
+namespace {
+
+// On a line.
+constexpr std::size_t MostRanges = 1000;
+
+bool IsOn(SectorRange range, std::int64_t sectorCount) {
+    return range.first < sectorCount && range.count <= sectorCount - range.first;
+}
+
+Volume VolumeIn(const Json& record, std::int64_t sectorCount) {
+    Volume volume;
+    volume.number = record.at("number").get<std::int32_t>();
+    volume.sectors = {record.at("first").get<std::int64_t>(), record.at("count").get<std::int64_t>()};
+    volume.description = record.at("description").get<std::string>();
+    volume.fileSystem = record.at("file_system").get<std::string>();
+    volume.isReadable = record.at("readable").get<bool>();
+    volume.clusterBytes = record.at("cluster").get<std::int64_t>();
+    if (volume.sectors.first < 0 || volume.sectors.count < 1 || !IsOn(volume.sectors, sectorCount)) {
+        throw std::invalid_argument("no sectors");
+    }
+    return volume;
+}
+
+KnownFile FileIn(const Json& record, std::int64_t sectorCount, std::int64_t sectorSize) {
+    KnownFile file;
+    file.volume = record.at("volume").get<std::int32_t>();
+    file.path = record.at("path").get<std::string>();
+    file.size = record.at("size").get<std::int64_t>();
+    file.isDeleted = record.at("deleted").get<bool>();
+    file.isGuess = record.at("guess").get<bool>();
+    file.isComplete = record.at("complete").get<bool>();
+    file.timesAreLocal = record.at("local").get<bool>();
+    for (const auto& [name, field] : TimeFields) {
+        if (record.at("times").contains(name)) {
+            file.times.*field = record.at("times").at(name).get<std::int64_t>();
+        }
+    }
+    auto extents = ExtentsFromJson(record, "extents");
+    if (!extents || extents->empty() || file.size < 1) {
+        throw std::invalid_argument("no extents");
+    }
+    for (const Extent& extent : *extents) {
+        const bool isLast = &extent == &extents->back();
+        const bool isEven = extent.bytes % sectorSize == 0;
+        if (!IsOn({extent.startSector, (extent.bytes + sectorSize - 1) / sectorSize}, sectorCount) ||
+            (!isEven && !isLast)) {
+            throw std::invalid_argument("no extents of the medium");
+        }
+    }
+    file.extents = *std::move(extents);
+    return file;
+}
+
+void AddRanges(const Json& record, std::int64_t sectorCount, SectorRangeSet& set) {
+    const auto ranges = RangesFromJson(record, "sectors");
+    if (!ranges || !std::ranges::all_of(*ranges, [&](SectorRange one) { return IsOn(one, sectorCount); })) {
+        throw std::invalid_argument("no ranges");
+    }
+    std::ranges::for_each(*ranges, [&set](SectorRange one) { set.Add(one); });
+}
+
+}  // namespace
+
+VolumeLines::VolumeLines(std::function<void(const std::string&)> take, std::function<bool()> stopRequested)
+    : take_(std::move(take)), stopRequested_(std::move(stopRequested)) {}
+
+void VolumeLines::OnVolume(const Volume& volume) {
+    take_(JsonLine({{"record", "volume"},
+                    {"number", volume.number},
+                    {"first", volume.sectors.first},
+                    {"count", volume.sectors.count},
+                    {"description", volume.description},
+                    {"file_system", volume.fileSystem},
+                    {"readable", volume.isReadable},
+                    {"cluster", volume.clusterBytes}}));
+}
+
+void VolumeLines::OnUsed(SectorRange sectors) {
+    used_.push_back(sectors);
+    if (used_.size() == MostRanges) {
+        Flush(used_, "used");
+    }
+}
+
+void VolumeLines::OnSlack(SectorRange sectors) {
+    slack_.push_back(sectors);
+    if (slack_.size() == MostRanges) {
+        Flush(slack_, "slack");
+    }
+}
+
+void VolumeLines::OnFile(const KnownFile& file) {
+    Json record{{"record", "known"},           {"volume", file.volume},      {"path", file.path},
+                {"size", file.size},           {"deleted", file.isDeleted},  {"guess", file.isGuess},
+                {"complete", file.isComplete}, {"local", file.timesAreLocal}};
+    record["times"] = Json::object();
+    for (const auto& [name, field] : TimeFields) {
+        if (file.times.*field) {
+            record["times"][name] = *(file.times.*field);
+        }
+    }
+    record["extents"] = ExtentsToJson(file.extents);
+    take_(JsonLine(record));
+}
+
+void VolumeLines::End() {
+    Flush(used_, "used");
+    Flush(slack_, "slack");
+}
+
+void VolumeLines::Flush(std::vector<SectorRange>& ranges, const char* record) {
+    if (!ranges.empty()) {
+        take_(JsonLine({{"record", record}, {"sectors", RangesToJson(ranges)}}));
+        ranges.clear();
+    }
+}
+
+bool AddLine(const std::string& line, const Medium& medium, Knowledge& knowledge) {
+    const std::int64_t sectorCount = medium.SectorCount();
+    try {
+        const Json record = ParseJsonLine(line);
+        const auto kind = record.at("record").get<std::string>();
+        if (kind == "volume") {
+            knowledge.volumes.push_back(VolumeIn(record, sectorCount));
+        } else if (kind == "used") {
+            AddRanges(record, sectorCount, knowledge.used);
+        } else if (kind == "slack") {
+            AddRanges(record, sectorCount, knowledge.slack);
+        } else if (kind == "known") {
+            knowledge.files.push_back(FileIn(record, sectorCount, medium.SectorSize()));
+        } else {
+            return false;
+        }
+    } catch (const std::exception&) {
+        return false;
+    }
+    return true;
+}
+
+}  // namespace salvor

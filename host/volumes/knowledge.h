@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/medium/sector_ranges.h"
+#include "host/volumes/read_volumes.h"
+
+namespace salvor {
+
+/// What the partition table and the file systems of a medium say.
+struct Knowledge {
+    std::vector<Volume> volumes;
+    SectorRangeSet used;
+    SectorRangeSet slack;
+    std::vector<KnownFile> files;
+};
+
+/// Hands on what is found as JSON lines, with their line breaks.
+class VolumeLines : public VolumeSink {
+public:
+    /// `stopRequested` is asked before everything that is read.
+    VolumeLines(std::function<void(const std::string&)> take, std::function<bool()> stopRequested);
+
+    void OnVolume(const Volume& volume) override;
+    void OnUsed(SectorRange sectors) override;
+    void OnSlack(SectorRange sectors) override;
+    void OnFile(const KnownFile& file) override;
+    bool StopRequested() override { return stopRequested_(); }
+    /// Nothing more is found: what was kept back for a longer line is handed on.
+    void End();
+
+private:
+    void Flush(std::vector<SectorRange>& ranges, const char* record);
+
+    std::function<void(const std::string&)> take_;
+    std::function<bool()> stopRequested_;
+    std::vector<SectorRange> used_;
+    std::vector<SectorRange> slack_;
+};
+
+/// Adds what a line of `VolumeLines` says; false if it makes no sense for this medium. Anyone may have written it.
+bool AddLine(const std::string& line, const Medium& medium, Knowledge& knowledge);
+
+}  // namespace salvor

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/medium/extent.h"
+
+namespace salvor {
+
+/// Seconds since 1970.
+struct FileTimes {
+    std::optional<std::int64_t> modified;
+    std::optional<std::int64_t> accessed;
+    std::optional<std::int64_t> changed;
+    std::optional<std::int64_t> created;
+    std::optional<std::int64_t> deleted;
+    bool operator==(const FileTimes&) const = default;
+};
+
+/// The times by the names that they have in records.
+inline constexpr std::array<std::pair<const char*, std::optional<std::int64_t> FileTimes::*>, 5> TimeFields{{
+    {"modified", &FileTimes::modified},
+    {"accessed", &FileTimes::accessed},
+    {"changed", &FileTimes::changed},
+    {"created", &FileTimes::created},
+    {"removed", &FileTimes::deleted},
+}};
+
+/// A file as a file system knows it: a directory entry, an MFT record or an inode.
+struct KnownFile {
+    /// The number of its volume.
+    std::int32_t volume = 0;
+    /// From the volume's root, with '/' between names; as it stands there, so any bytes but a zero. Empty if no name is
+    /// left.
+    std::string path;
+    /// In bytes.
+    std::int64_t size = 0;
+    bool isDeleted = false;
+    /// The extents were guessed from the start: the file system has forgotten the others.
+    bool isGuess = false;
+    /// They hold the whole file.
+    bool isComplete = false;
+    /// The times are those of a clock on the wall, of which the zone is not known.
+    bool timesAreLocal = false;
+    FileTimes times;
+    /// In the file's order; one at least, on the medium.
+    std::vector<Extent> extents;
+    bool operator==(const KnownFile&) const = default;
+
+    std::int64_t StartSector() const { return extents.front().startSector; }
+};
+
+}  // namespace salvor

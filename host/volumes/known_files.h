@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "host/medium/sector_ranges.h"
+#include "host/volumes/known_file.h"
+
+namespace salvor {
+
+/// What file systems know of the files of a medium: one for each sector with which they say that one begins, the most
+/// trusted.
+class KnownFiles {
+public:
+    KnownFiles() = default;
+    /// `used` is what living files and the file systems themselves occupy. Deleted files whose first sector is used
+    /// are left out, as it is not theirs any more. `sectorSize` in bytes.
+    KnownFiles(std::vector<KnownFile> files, const SectorRangeSet& used, std::int64_t sectorSize);
+
+    /// By their first sector.
+    const std::vector<KnownFile>& All() const { return files_; }
+    /// Null for -1.
+    const KnownFile* At(std::int32_t index) const {
+        return index < 0 ? nullptr : &files_[static_cast<std::size_t>(index)];
+    }
+    /// Its extents are all of the file, and no other living file claims any of them.
+    bool IsIntact(std::int32_t index) const { return isIntact_[static_cast<std::size_t>(index)]; }
+
+private:
+    void FindIntact(const SectorRangeSet& used, std::int64_t sectorSize);
+
+    std::vector<KnownFile> files_;
+    std::vector<bool> isIntact_;
+};
+
+}  // namespace salvor

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+
+#include "host/medium/medium.h"
+#include "host/volumes/known_file.h"
+#include "host/volumes/volume.h"
+
+namespace salvor {
+
+/// Receives what `ReadVolumes` finds, by and by.
+class VolumeSink {
+public:
+    VolumeSink() = default;
+    VolumeSink(const VolumeSink&) = delete;
+    VolumeSink& operator=(const VolumeSink&) = delete;
+    virtual ~VolumeSink() = default;
+
+    /// All volumes come first.
+    virtual void OnVolume(const Volume& volume) = 0;
+    /// Sectors that a file system uses for itself or for living files.
+    virtual void OnUsed(SectorRange /*sectors*/) {}
+    /// Sectors behind the end of a living file that belong to its last cluster; they are among those that are used.
+    virtual void OnSlack(SectorRange /*sectors*/) {}
+    virtual void OnFile(const KnownFile& /*file*/) {}
+    /// Asked before everything that is read; true ends the reading.
+    virtual bool StopRequested() = 0;
+};
+
+struct VolumesRequest {
+    bool withUsed = false;
+    bool withFiles = false;
+    /// What may be read, in bytes; a hostile file system asks for any number.
+    std::int64_t allowance = 0;
+};
+
+/// Reads the partition table and the file systems of a medium. Media are hostile, and file systems are parsed by a
+/// library of others: to be called where a crash does no harm. What was found before the end counts.
+void ReadVolumes(Medium& medium, const VolumesRequest& request, VolumeSink& sink);
+
+}  // namespace salvor

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <tsk/libtsk.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "host/medium/medium.h"
+#include "host/volumes/read_volumes.h"
+
+namespace salvor {
+
+/// A medium as the library of file systems sees it. Sectors that cannot be read are zeros.
+class TskImage {
+public:
+    /// Both outlive this. Once `allowance` bytes have been read, or the sink wants no more, every read fails.
+    TskImage(Medium& medium, std::int64_t allowance, VolumeSink& sink);
+    TskImage(const TskImage&) = delete;
+    TskImage& operator=(const TskImage&) = delete;
+    ~TskImage();
+
+    TSK_IMG_INFO* Get() { return &info_; }
+    /// No more may be read.
+    bool IsExhausted() const { return info_.isExhausted; }
+    std::int64_t Allowance() const { return info_.allowance; }
+
+private:
+    // Its first member is what the library knows.
+    struct Info : TSK_IMG_INFO {
+        Medium* medium = nullptr;
+        VolumeSink* sink = nullptr;
+        std::int64_t allowance = 0;
+        bool isExhausted = false;
+    };
+
+    static ssize_t Read(TSK_IMG_INFO* image, TSK_OFF_T offset, char* buffer, size_t length);
+
+    Info info_{};
+};
+
+struct CloseTsk {
+    void operator()(TSK_VS_INFO* table) const { tsk_vs_close(table); }
+    void operator()(TSK_FS_INFO* fileSystem) const { tsk_fs_close(fileSystem); }
+};
+using TskTable = std::unique_ptr<TSK_VS_INFO, CloseTsk>;
+using TskFileSystem = std::unique_ptr<TSK_FS_INFO, CloseTsk>;
+
+}  // namespace salvor

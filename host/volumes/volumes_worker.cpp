@@ -1,0 +1,23 @@
+#include "host/volumes/volumes_worker.h"
+
+#include <string>
+
+#include "host/volumes/knowledge.h"
+#include "host/volumes/read_volumes.h"
+
+namespace salvor {
+
+bool WorkOnVolumes(Worker& worker) {
+    const bool withFiles = worker.What().at("files").get<bool>();
+    std::int64_t steps = 0;
+    VolumeLines lines([&worker](const std::string& line) { worker.Send(line); },
+                      [&] {
+                          worker.Done(++steps);
+                          return worker.StopRequested();
+                      });
+    ReadVolumes(worker.GetMedium(), {withFiles, withFiles, worker.What().at("allowance").get<std::int64_t>()}, lines);
+    lines.End();
+    return !worker.StopRequested();
+}
+
+}  // namespace salvor

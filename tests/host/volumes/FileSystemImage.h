@@ -1,0 +1,30 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "host/medium/medium.h"
+#include "host/volumes/knowledge.h"
+#include "tests/host/TestFiles.h"
+
+namespace salvor::test {
+
+/// Runs a script in the folder with the shell; false if a command of it fails.
+bool RunScript(const TempFolder& folder, const std::string& script);
+
+/// The kinds of file systems for which images can be made without mounting them.
+inline constexpr const char* FileSystemKinds[] = {"FAT16", "FAT32", "ext2", "ext4", "NTFS"};
+
+/// Makes `image` in the folder, with files of `Pattern` bytes: `dir/gap1` and `dir/gap2`, removed, and `dir/pieces`,
+/// which fills the gaps and goes on elsewhere, `dir/gone`, removed and left alone, and `dir/kept`. `contents` may hold
+/// others by name. Empty, or the names of missing tools.
+std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,
+                           const std::map<std::string, Bytes>& contents = {});
+
+/// All that `ReadVolumes` tells of the medium.
+Knowledge Learn(Medium& medium);
+
+/// The bytes of extents of the medium.
+Bytes Join(Medium& medium, const std::vector<Extent>& extents);
+
+}  // namespace salvor::test
