@@ -19,6 +19,7 @@
 #include "host/platform/stop_request.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/volumes/learn.h"
 
 namespace salvor {
 
@@ -106,12 +107,29 @@ ExitStatus Verify(Medium& medium, const EwfFacts& facts, bool quiet) {
     return isRight ? ExitStatus::Done : ExitStatus::Losses;
 }
 
+void TellVolumes(const Knowledge& knowledge) {
+    for (const Volume& volume : knowledge.volumes) {
+        std::string text =
+            fmt::format("sectors {} to {} ({})", volume.sectors.first, volume.sectors.first + volume.sectors.count - 1,
+                        FormatSize(volume.sectors.count * SmallestSectorSize));
+        text += volume.description.empty() ? "" : ", " + volume.description;
+        if (volume.isReadable) {
+            text += fmt::format(", {} with clusters of {}", volume.fileSystem, FormatExactSize(volume.clusterBytes));
+        } else {
+            text += fmt::format(", {}: carved as a stream",
+                                volume.fileSystem.empty() ? "no known file system" : volume.fileSystem);
+        }
+        TellFact(fmt::format("volume {}", volume.number), text);
+    }
+}
+
 ExitStatus RunInfo(const InfoCommand& command) {
     const auto medium = OpenMedium(command.image, SmallestSectorSize, {false, StopRequested});
     TellImage(command.image, *medium);
     TellDevice(command.image.path);
     const EwfFacts facts = medium->Format() == ImageFormat::Ewf ? ReadEwfFacts(medium->Files()) : EwfFacts();
     TellAcquisition(facts);
+    TellVolumes(LearnVolumes(*medium, command.image, false));
     return command.verify ? Verify(*medium, facts, command.quiet) : ExitStatus::Done;
 }
 

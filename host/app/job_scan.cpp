@@ -101,16 +101,17 @@ std::string Text(const std::map<std::int32_t, std::int64_t>& caps) {
 
 std::vector<KeptOption> Compare(const ScanOptions& options, const JournalHeader& asked, const JournalHeader& kept) {
     const ScanOptions defaults;
-    return {
-        {"--sector-size", options.sectorSize == defaults.sectorSize, asked.sectorSize == kept.sectorSize,
-         std::to_string(kept.sectorSize)},
-        {"--block-size", options.blockSize == defaults.blockSize, asked.blockSize == kept.blockSize,
-         std::to_string(kept.blockSize)},
-        {"--start", options.start == defaults.start, asked.range.first == kept.range.first,
-         std::to_string(kept.range.first)},
-        {"--length", options.length.empty(), asked.range.count == kept.range.count, std::to_string(kept.range.count)},
-        {"--types", asked.types.size() == AllTypes().size(), asked.types == kept.types, Text(kept.types)},
-        {"--cap", options.caps.empty(), asked.caps == kept.caps, Text(kept.caps)}};
+    const bool isWholeRange = options.volume.empty();
+    return {{"--sector-size", options.sectorSize == defaults.sectorSize, asked.sectorSize == kept.sectorSize,
+             std::to_string(kept.sectorSize)},
+            {"--block-size", options.blockSize == defaults.blockSize, asked.blockSize == kept.blockSize,
+             std::to_string(kept.blockSize)},
+            {"--start", isWholeRange && options.start == defaults.start, asked.range.first == kept.range.first,
+             std::to_string(kept.range.first)},
+            {"--length", isWholeRange && options.length.empty(), asked.range.count == kept.range.count,
+             std::to_string(kept.range.count)},
+            {"--types", asked.types.size() == AllTypes().size(), asked.types == kept.types, Text(kept.types)},
+            {"--cap", options.caps.empty(), asked.caps == kept.caps, Text(kept.caps)}};
 }
 
 // Refuses what was asked for and is not what the folder was begun with; options that were not given are taken over.

@@ -36,10 +36,16 @@ void AddScanOptions(CLI::App& command, ScanOptions& options) {
           "BYTES", TheMedium);
     Value(command.add_option("--block-size", options.blockSize, "Bytes read at once; 1M if not given"), "SIZE",
           TheMedium);
-    Value(command.add_option("--start", options.start, "First sector to scan, counted from 0; 0 if not given"),
-          "SECTOR", TheMedium);
-    Value(command.add_option("--length", options.length, "Number of sectors to scan; up to the end if not given"),
-          "SECTORS", TheMedium);
+    CLI::Option* const start =
+        Value(command.add_option("--start", options.start, "First sector to scan, counted from 0; 0 if not given"),
+              "SECTOR", TheMedium);
+    CLI::Option* const length =
+        Value(command.add_option("--length", options.length, "Number of sectors to scan; up to the end if not given"),
+              "SECTORS", TheMedium);
+    Value(command.add_option("--volume", options.volume, "Scan one volume alone, by its number in 'salvor info'"),
+          "NUMBER", TheMedium)
+        ->excludes(start)
+        ->excludes(length);
     List(command.add_option("--cap", options.caps,
                             "Largest size to report, in bytes, for all types or for some (png=50M), in place of the "
                             "types' own, which 'salvor types' lists; those of engines stay"),

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <filesystem>
@@ -16,6 +17,7 @@
 #include "host/say/say.h"
 #include "host/scan/scan_job.h"
 #include "host/scan/scanners.h"
+#include "host/volumes/learn.h"
 
 namespace salvor {
 
@@ -146,6 +148,19 @@ void RefuseMounted(const ScanOptions& options) {
     }
 }
 
+// The sectors of the volume with this number.
+SectorRange RangeOfVolume(Medium& medium, const ScanOptions& options) {
+    const std::int64_t wanted = ParseNumber("--volume", options.volume);
+    const Knowledge knowledge = LearnVolumes(medium, options.image, false);
+    const auto found =
+        std::ranges::find_if(knowledge.volumes, [wanted](const Volume& volume) { return volume.number == wanted; });
+    if (found == knowledge.volumes.end()) {
+        throw UsageError(fmt::format("--volume: the image '{}' has {} volumes; 'salvor info' lists them",
+                                     options.image.path, knowledge.volumes.size()));
+    }
+    return found->sectors;
+}
+
 }  // namespace
 
 PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types) {
@@ -166,7 +181,8 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
         throw UsageError(fmt::format("--start: the image '{}' has sectors 0 to {}", options.image.path, sectors - 1));
     }
     const std::int64_t left = sectors - start;
-    header.range = {start, std::min(length.value_or(left), left)};
+    header.range = options.volume.empty() ? SectorRange{start, std::min(length.value_or(left), left)}
+                                          : RangeOfVolume(*medium, options);
     return {std::move(medium), std::move(header)};
 }
 

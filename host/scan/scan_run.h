@@ -18,6 +18,8 @@ struct ScanOptions {
     /// In sectors; an empty length goes to the medium's end.
     std::string start = "0";
     std::string length;
+    /// The number of the volume to scan in place of such a range; empty for none.
+    std::string volume;
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
     /// Also a device with file systems that are mounted for writing.

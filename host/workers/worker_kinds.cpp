@@ -10,10 +10,9 @@ namespace salvor {
 
 std::span<const WorkerKind> WorkerKinds() {
     // One row for each step that works in workers.
-    static constexpr std::array kinds{WorkerKind{ScanOrderKind, ScanPartOrdered},
-                                      WorkerKind{ValidateOrderKind, ValidateInWorker},
-                                      WorkerKind{DetailsOrderKind, AnswerQuestions},
-                                      WorkerKind{VolumesOrder, WorkOnVolumes}};
+    static constexpr std::array kinds{
+        WorkerKind{ScanOrderKind, ScanPartOrdered}, WorkerKind{ValidateOrderKind, ValidateInWorker},
+        WorkerKind{DetailsOrderKind, AnswerQuestions}, WorkerKind{VolumesOrder, WorkOnVolumes}};
     return kinds;
 }
 

@@ -48,6 +48,29 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
     EXPECT_TRUE(std::ranges::none_of(records, [](const auto& one) { return one.contains("file_system"); }));
 }
 
+TEST_P(AskFileSystems, ListsVolumesAndScansOneOfThem) {
+    const TempFolder folder;
+    const std::string missing = MakeFileSystem(folder, GetParam());
+    if (!missing.empty()) {
+        GTEST_SKIP() << "needs " << missing;
+    }
+    // The file system as the second of two partitions.
+    const Bytes volume = ReadFile(folder / "image");
+    Bytes disk(2048 * 512);
+    PutPartition(disk, 0, 0x83, 1, 100);
+    PutPartition(disk, 1, 0x83, 2048, static_cast<std::uint32_t>(volume.size() / 512));
+    disk.insert(disk.end(), volume.begin(), volume.end());
+    WriteFile(folder / "disk", disk);
+    const std::string path = "'" + (folder / "disk").string() + "'";
+    const ProgramRun info = RunProgram("info " + path);
+    EXPECT_NE(info.output.find(std::string(", ") + GetParam() + " with clusters of"), std::string::npos) << info.output;
+    EXPECT_NE(info.output.find("no known file system: carved as a stream"), std::string::npos) << info.output;
+    const std::string finds = (folder / "finds").string();
+    EXPECT_EQ(RunProgram("scan " + path + " --volume 3 --report '" + finds + "'").status, 2);
+    EXPECT_EQ(RunProgram("scan " + path + " --volume 2 --report '" + finds + "'").status, 0);
+    EXPECT_EQ(ReadLines(finds).front()["range"]["start"], 2048);
+}
+
 INSTANTIATE_TEST_SUITE_P(All, AskFileSystems, testing::Values("FAT32", "ext4"),
                          [](const auto& kind) { return std::string(kind.param); });
 

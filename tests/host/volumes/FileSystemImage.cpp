@@ -70,6 +70,17 @@ std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,
     return "";
 }
 
+void PutPartition(Bytes& image, std::size_t index, std::uint8_t type, std::uint32_t first, std::uint32_t count) {
+    const std::size_t at = 446 + 16 * index;
+    image[at + 4] = type;
+    for (std::size_t i = 0; i < 4; ++i) {
+        image[at + 8 + i] = static_cast<std::uint8_t>(first >> (8 * i));
+        image[at + 12 + i] = static_cast<std::uint8_t>(count >> (8 * i));
+    }
+    image[510] = 0x55;
+    image[511] = 0xAA;
+}
+
 Knowledge Learn(Medium& medium) {
     Knowledge knowledge;
     VolumeLines lines([&](const std::string& line) { EXPECT_TRUE(AddLine(line, medium, knowledge)) << line; },

@@ -21,6 +21,9 @@ inline constexpr const char* FileSystemKinds[] = {"FAT16", "FAT32", "ext2", "ext
 std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,
                            const std::map<std::string, Bytes>& contents = {});
 
+/// Writes an entry of a partition table into the first sector.
+void PutPartition(Bytes& image, std::size_t index, std::uint8_t type, std::uint32_t first, std::uint32_t count);
+
 /// All that `ReadVolumes` tells of the medium.
 Knowledge Learn(Medium& medium);
 

@@ -75,18 +75,6 @@ TEST_P(FileSystems, AreReadInBoundsWhenTheyAreDamaged) {
 INSTANTIATE_TEST_SUITE_P(All, FileSystems, testing::ValuesIn(FileSystemKinds),
                          [](const auto& kind) { return std::string(kind.param); });
 
-// An entry of a partition table as it stands on the medium.
-void PutPartition(Bytes& image, std::size_t index, std::uint8_t type, std::uint32_t first, std::uint32_t count) {
-    const std::size_t at = 446 + 16 * index;
-    image[at + 4] = type;
-    for (std::size_t i = 0; i < 4; ++i) {
-        image[at + 8 + i] = static_cast<std::uint8_t>(first >> (8 * i));
-        image[at + 12 + i] = static_cast<std::uint8_t>(count >> (8 * i));
-    }
-    image[510] = 0x55;
-    image[511] = 0xAA;
-}
-
 TEST(PartitionTables, NameVolumesThatLieOnTheMediumWhateverTheyClaim) {
     Bytes image(4096 * 512);
     PutPartition(image, 0, 0x83, 64, 1000);
