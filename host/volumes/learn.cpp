@@ -67,12 +67,18 @@ KnownFiles AskFileSystems(Medium& medium, const ImageSpec& image, const std::map
                           std::vector<Outcome>& outcomes, bool quiet) {
     Knowledge knowledge = LearnVolumes(medium, image, true);
     KnownFiles files(std::move(knowledge.files), knowledge.used, medium.SectorSize());
+    if (files.All().empty()) {
+        return files;
+    }
     Progress progress("comparing", medium.SizeInBytes(), quiet);
     const std::map<std::string, std::int64_t> noCounts;
-    PreferKnown(medium, files, caps, outcomes, [&](std::int64_t byte) {
+    const bool complete = PreferKnown(medium, files, caps, outcomes, [&](std::int64_t byte) {
         progress.Update(byte, noCounts);
         return StopRequested();
     });
+    if (complete) {
+        progress.Update(medium.SizeInBytes(), noCounts);
+    }
     return files;
 }
 
