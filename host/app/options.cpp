@@ -125,13 +125,15 @@ void AddVerdictOptions(CLI::App& command, FilterOptions& options) {
 }
 
 void AddFileSystemOptions(CLI::App& command, FileSystemUse& use) {
-    command.add_flag("--no-file-system", use.isOff,
-                     "Do not ask file systems for names, times and the places of files in pieces");
     command
-        .add_option("--names", use.names,
-                    "What files are called by: start for their first sector, original for the file system's names")
-        ->check(CLI::IsMember({"start", "original"}))
-        ->capture_default_str();
+        .add_flag("--no-file-system", use.isOff,
+                  "Do not ask file systems for names, times and the places of files in pieces")
+        ->group(WhatToWrite);
+    Value(command.add_option("--names", use.names,
+                             "What files are called by: start for their first sector, original for the file system's "
+                             "names; start if not given"),
+          "NAMES", WhereTo)
+        ->check(CLI::IsMember({"start", "original"}));
 }
 
 void AddOutOptions(CLI::App& command, const std::string& which, std::string& out, bool& overwrite) {
