@@ -53,6 +53,7 @@ std::string NoCommandText(const std::string& word, const std::vector<Command>& c
                            ShellWord(word));
     }
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const Command& command : commands) {
         names.push_back(command.line->get_name());
     }

@@ -69,6 +69,7 @@ std::vector<const CLI::App*> CommandsOf(const CLI::App& program) {
 
 std::string NamesOf(const std::vector<const CLI::App*>& commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const CLI::App* const command : commands) {
         names.push_back(command->get_name());
     }
@@ -177,7 +178,7 @@ std::string Fish(const CLI::App& program) {
             if (one.values == "FILE") {
                 text += " -r";
             } else if (!one.values.empty()) {
-                text += fmt::format(" -x -a '(__fish_complete_list , \"printf %s\\\\\\\\n {}\")'", one.values);
+                text += fmt::format(R"( -x -a '(__fish_complete_list , "printf %s\\\\n {}")')", one.values);
             }
             text += '\n';
         }

@@ -204,10 +204,15 @@ ScanOutcome RunTimed(JobScan& scan, const SegmentStore& store) {
 }  // namespace
 
 void AddJobOptions(CLI::App& command, JobOptions& options) {
-    command.add_option("--jobs", options.jobs,
-                       "Worker processes; as many as cores if not given, but one for a disk that rotates");
-    command.add_flag("--changed-medium", options.changedMedium,
-                     "Go on although the image has changed since the scan began");
+    command
+        .add_option("--jobs", options.jobs,
+                    "Worker processes; as many as cores if not given, but one for a disk that rotates")
+        ->type_name("NUMBER")
+        ->group("How to work");
+    command
+        .add_flag("--changed-medium", options.changedMedium,
+                  "Go on although the image has changed since the scan began")
+        ->group("How to work");
     // For tests: without a group it is not in the help.
     command.add_option("--segment-size", options.segmentSize)->group("");
 }

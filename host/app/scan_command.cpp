@@ -152,7 +152,8 @@ Command AddScanCommand(CLI::App& program) {
         ->group("Where to");
     line->add_option("--segment", command->segment,
                      "Only a piece, as in 3/16, into a folder that all pieces share; 'salvor merge' joins them")
-        ->type_name("N/M");
+        ->type_name("N/M")
+        ->group("How to work");
     AddJobOptions(*line, command->job);
     line->add_flag("--overwrite", command->overwrite, "Replace a finds file or a scan that exists")->group("Where to");
     AddQuiet(*line, command->quiet);

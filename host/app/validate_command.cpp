@@ -84,10 +84,14 @@ Command AddValidateCommand(CLI::App& program) {
     line->add_option("--out", command->out, "File for the outcomes; beside the finds if not given")->type_name("FILE");
     AddSkipBad(*line, command->skipBad);
     line->add_option("--jobs", command->workers, "Worker processes; as many as there are cores if not given")
-        ->check(CLI::Range(1, 1024));
+        ->check(CLI::Range(1, 1024))
+        ->type_name("NUMBER")
+        ->group("How to work");
     line->add_option("--segment", command->share,
                      "Only a share of it, as 3/16, for a run without --segment that goes on from there; shares can be "
-                     "done on many machines");
+                     "done on many machines")
+        ->type_name("N/M")
+        ->group("How to work");
     AddQuiet(*line, command->quiet);
     line->footer(
         "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"

@@ -124,6 +124,7 @@ std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::sp
         }
     }
     std::vector<OpenPart> parts;
+    parts.reserve(open.size());
     for (auto& [range, part] : open) {
         parts.push_back(std::move(part));
     }
