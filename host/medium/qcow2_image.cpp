@@ -265,15 +265,15 @@ private:
     std::int64_t DataFrom(std::int64_t offset) {
         constexpr std::int64_t longRun = std::int64_t{4} << 20U;
         const std::int64_t mostEnd = std::min(size_, offset + longRun);
-        std::int64_t end = offset;
-        while (end < mostEnd) {
-            const Run run = RunAt(end, mostEnd);
-            if (end > offset && ZerosIn(run, end) > 0) {
+        std::int64_t at = offset;
+        while (at < mostEnd) {
+            const Run run = RunAt(at, mostEnd);
+            if (at > offset && ZerosIn(run, at) > 0) {
                 break;
             }
-            end += run.length;
+            at += run.length;
         }
-        return end - offset;
+        return at - offset;
     }
 
     // How many of the run's first bytes are known to be zeros.

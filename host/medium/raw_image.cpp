@@ -8,7 +8,7 @@ namespace {
 
 class RawImage final : public MediumSource {
 public:
-    RawImage(Device device, const std::string& path) : device_(std::move(device)), path_(path) {}
+    RawImage(Device device, std::string path) : device_(std::move(device)), path_(std::move(path)) {}
 
     std::int64_t Size() const override { return device_.Size(); }
     std::int32_t SectorSize() const override { return device_.SectorSize(); }
