@@ -60,6 +60,8 @@ public:
             }
             observer.OnFile(file, result);
         }
+        // Of what was written while the last file was waited for.
+        observer.OnProgress(bytes_);
         return true;
     }
 

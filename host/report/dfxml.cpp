@@ -154,7 +154,7 @@ void AddMedium(xml_node parent, const ReportSummary& summary) {
 template <class Add>
 void Write(const TextSink& sink, Add add) {
     pugi::xml_document document;
-    add(document);
+    add(document.root());
     std::ostringstream text;
     for (const xml_node& node : document.children()) {
         node.print(text, " ");
