@@ -80,9 +80,9 @@ std::vector<Extent> ExtentsOf(const Json& record, const ReportedFile& file) {
 
 // The raw text of a path in a line as the report has it; none in a line that was cut, which replaces no other.
 std::string_view RawPathOf(std::string_view line) {
-    constexpr std::string_view before = "\"path\":\"";
+    constexpr std::string_view before = R"("path":")";
     const std::size_t start = line.find(before);
-    if (!line.starts_with("{\"record\":\"file\"") || !line.ends_with('}') || start == std::string_view::npos) {
+    if (!line.starts_with(R"({"record":"file")") || !line.ends_with('}') || start == std::string_view::npos) {
         return {};
     }
     std::size_t end = start + before.size();
@@ -158,7 +158,7 @@ void ReportReader::LookThrough(File file) {
     for (std::string line; reader.Next(line);) {
         if (const std::string_view path = RawPathOf(line); !path.empty()) {
             paths.emplace_back(std::hash<std::string_view>()(path), holds_.size());
-        } else if (line.starts_with("{\"record\":\"summary\"")) {
+        } else if (line.starts_with(R"({"record":"summary")")) {
             ReadSummary(ParseJsonLine(line));
         }
         holds_.push_back(true);
