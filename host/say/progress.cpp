@@ -41,6 +41,7 @@ std::string FormatDuration(double seconds) {
 // The most frequent kinds first, as many as fit a line.
 std::string FormatCounts(const std::map<std::string, std::int64_t>& files) {
     std::vector<std::pair<std::int64_t, std::string>> kinds;
+    kinds.reserve(files.size());
     for (const auto& [extension, count] : files) {
         kinds.emplace_back(-count, extension);
     }

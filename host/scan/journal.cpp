@@ -151,6 +151,7 @@ Json OptionsToJson(const JournalHeader& header) {
 
 std::vector<Json> SetAsideToJson(const JournalHeader& header, const std::vector<BlocksSetAside>& setAside) {
     std::vector<Json> list;
+    list.reserve(setAside.size());
     for (const BlocksSetAside& aside : setAside) {
         list.push_back({{"type", aside.type},
                         {"extension", aside.type == StartsType ? "" : ExtensionOf(aside.type)},

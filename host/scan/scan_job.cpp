@@ -65,11 +65,11 @@ MediumIdentity IdentityOf(Medium& medium) {
             identity.modified = std::max(identity.modified.value_or(modified), modified);
         }
     }
-    const std::int64_t sectors = std::min((std::int64_t{1} << 20) / medium.SectorSize(), medium.SectorCount());
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(sectors * medium.SectorSize()));
+    const std::int64_t count = std::min((std::int64_t{1} << 20) / medium.SectorSize(), medium.SectorCount());
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(count * medium.SectorSize()));
     Sha256 digest;
-    for (const std::int64_t first : {std::int64_t{0}, medium.SectorCount() - sectors}) {
-        medium.Read(first, bytes.data(), sectors);
+    for (const std::int64_t from : {std::int64_t{0}, medium.SectorCount() - count}) {
+        medium.Read(from, bytes.data(), count);
         digest.Add(bytes.data(), bytes.size());
     }
     identity.digest = digest.Hex();
