@@ -110,6 +110,7 @@ std::span<const TypeGroup> TypeGroups() { return Groups; }
 
 std::vector<std::string> TypeWords() {
     std::vector<std::string> words;
+    words.reserve(std::size(Groups));
     for (const TypeGroup& group : Groups) {
         words.emplace_back(group.name);
     }
