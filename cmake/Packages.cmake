@@ -24,7 +24,7 @@ set(CPACK_COMPONENTS_ALL program library sdk)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/frame)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_COMPONENT_PROGRAM_DEPENDS library)
@@ -41,13 +41,15 @@ function(salvor_package component name section description)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endfunction()
 salvor_package(program salvor admin "brings files back from disks whose file system is gone
- It reads a disk, a memory card or an image as a plain stream of sectors, recognises
- files by their structure, works out how long each one is and copies it out. It never
- writes to the medium.")
+ It reads a disk, a memory card or an image as a plain stream of sectors,
+ recognises files by their structure, works out how long each one is and
+ copies it out. It never writes to the medium.")
 salvor_package(library librawfiletypes0 libs "recognises files in a raw sector stream
- The scanners of Salvor: 113 types of files are found by their headers in blocks of
- sectors, and their sizes are worked out.")
+ The scanners of Salvor: 113 types of files are found by their headers in
+ blocks of sectors, and their sizes are worked out.")
 salvor_package(sdk librawfiletypes-dev libdevel "recognises files in a raw sector stream (development)
- Headers, CMake package and pkg-config file of the library that finds 113 types of
- files in a stream of sectors.")
+ Headers, CMake package and pkg-config file of the library that finds 113
+ types of files in a stream of sectors.")
+# A new library is known to the system at once.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/triggers)
 include(CPack)
