@@ -91,6 +91,10 @@ public:
             NotePassedOver(passed, skipped_, totals_);
         }
         const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, *this);
+        if (complete) {
+            // The last files may be done before anybody asks how far they are.
+            progress_.Update(TotalBytes(plan_), counts_);
+        }
         Report();
         return complete;
     }
