@@ -67,7 +67,7 @@ std::string Cleaned(std::string_view name) {
     std::string clean;
     while (!name.empty()) {
         const std::size_t length = CharacterLength(name);
-        const bool isTaken = length > 0 && "<>:\"/\\|?*"sv.find(name[0]) == std::string_view::npos;
+        const bool isTaken = length > 0 && R"(<>:"/\|?*)"sv.find(name[0]) == std::string_view::npos;
         clean += isTaken ? std::string(name.substr(0, length)) : "_";
         name.remove_prefix(std::max<std::size_t>(length, 1));
     }
