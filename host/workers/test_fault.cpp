@@ -14,9 +14,11 @@ namespace {
 
 void TakeAllMemory() {
     constexpr std::size_t piece = std::size_t{1} << 20U;
-    std::vector<std::vector<char>> taken;
     // More than any worker may have.
-    for (int i = 0; i < 0x4000; ++i) {
+    constexpr std::size_t pieces = 0x4000;
+    std::vector<std::vector<char>> taken;
+    taken.reserve(pieces);
+    while (taken.size() < pieces) {
         taken.emplace_back(piece, 'x');
     }
 }
