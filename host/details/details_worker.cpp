@@ -41,7 +41,7 @@ bool IsTime(std::string_view text) {
 
 std::int64_t PixelsOf(const Json& answer, const char* key) {
     constexpr std::int64_t most = std::int64_t{1} << 31;
-    const auto pixels = answer.value(key, std::int64_t{0});
+    const std::int64_t pixels = answer.contains(key) ? IntegerIn(answer, key) : 0;
     return pixels > 0 && pixels <= most ? pixels : 0;
 }
 
@@ -62,7 +62,7 @@ Json QuestionsToJson(const std::vector<DetailsQuestion>& questions) {
 std::optional<DetailsAnswer> AnswerIn(const std::string& line) {
     try {
         const Json record = ParseJsonLine(line);
-        DetailsAnswer answer{record.at("file").get<std::int32_t>(), {}};
+        DetailsAnswer answer{static_cast<std::int32_t>(IntegerIn(record, "file")), {}};
         FileDetails& known = answer.details.known;
         if (std::string taken = TextOf(record, "taken"); IsTime(taken) && !taken.starts_with("0000")) {
             known.taken = std::move(taken);
@@ -77,7 +77,7 @@ std::optional<DetailsAnswer> AnswerIn(const std::string& line) {
             answer.details.preview = std::move(preview);
         }
         return answer;
-    } catch (const Json::exception&) {
+    } catch (const std::exception&) {
         return std::nullopt;
     }
 }

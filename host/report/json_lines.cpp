@@ -1,5 +1,7 @@
 #include "host/report/json_lines.h"
 
+#include <stdexcept>
+
 namespace salvor {
 
 namespace {
@@ -34,6 +36,14 @@ std::optional<std::vector<Pair>> PairsFromJson(const Json& record, const char* k
 std::string JsonLine(const Json& value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n'; }
 
 Json ParseJsonLine(const std::string& line) { return Json::parse(line, nullptr, false); }
+
+std::int64_t IntegerIn(const Json& record, const char* key) {
+    const Json& value = record.at(key);
+    if (!value.is_number_integer()) {
+        throw std::invalid_argument("no whole number");
+    }
+    return value.get<std::int64_t>();
+}
 
 Json RangesToJson(const std::vector<SectorRange>& ranges) {
     Json list = Json::array();

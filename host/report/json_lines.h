@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -18,6 +19,10 @@ std::string JsonLine(const Json& value);
 
 /// The JSON value on a line; a discarded one when there is none.
 Json ParseJsonLine(const std::string& line);
+
+/// The whole number in a record's field. Throws a JSON exception if there is no such field, `std::invalid_argument` if
+/// it holds something else.
+std::int64_t IntegerIn(const Json& record, const char* key);
 
 /// An array of {"first", "count"}.
 Json RangesToJson(const std::vector<SectorRange>& ranges);

@@ -137,7 +137,7 @@ void TakeOfScan(const Json& record, const ScanGrid& grid, TypeScan& scan) {
 void TakeRecord(const Json& record, const ScanGrid& grid, SegmentScan& segment) {
     const auto kind = record.at("record").get<std::string>();
     if (kind == "scan") {
-        const auto type = record.at("type").get<std::int64_t>();
+        const std::int64_t type = IntegerIn(record, "type");
         Require(0 <= type && type < FileTypeCount && RowsOf<2>(record).size() == 1);
         segment.scans.push_back({.type = static_cast<std::int32_t>(type),
                                  .blocks = BlocksOf(RowsOf<2>(record).front(), grid.BlockCount())});
@@ -145,7 +145,7 @@ void TakeRecord(const Json& record, const ScanGrid& grid, SegmentScan& segment) 
         Require(!segment.scans.empty());
         TakeOfScan(record, grid, segment.scans.back());
     } else if (kind == "set_aside") {
-        const auto type = record.at("type").get<std::int64_t>();
+        const std::int64_t type = IntegerIn(record, "type");
         Require(StartsType <= type && type < FileTypeCount && RowsOf<2>(record).size() == 1);
         segment.setAside.push_back({static_cast<std::int32_t>(type),
                                     BlocksOf(RowsOf<2>(record).front(), grid.BlockCount()),

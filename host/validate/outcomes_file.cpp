@@ -40,14 +40,6 @@ void PutFinding(Json& record, const Finding& finding, bool isFinal) {
 }
 
 // The functions that read records throw a JSON exception or std::invalid_argument if a value makes no sense.
-std::int64_t IntegerIn(const Json& record, const char* key) {
-    const Json& value = record.at(key);
-    if (!value.is_number_integer()) {
-        throw std::invalid_argument("no whole number");
-    }
-    return value.get<std::int64_t>();
-}
-
 std::int32_t TypeIn(const Json& record, const char* key, std::int32_t least) {
     const std::int64_t type = IntegerIn(record, key);
     if (type < least || type >= FileTypeCount) {

@@ -19,12 +19,12 @@ bool IsOn(SectorRange range, std::int64_t sectorCount) {
 
 Volume VolumeIn(const Json& record, std::int64_t sectorCount) {
     Volume volume;
-    volume.number = record.at("number").get<std::int32_t>();
-    volume.sectors = {record.at("first").get<std::int64_t>(), record.at("count").get<std::int64_t>()};
+    volume.number = static_cast<std::int32_t>(IntegerIn(record, "number"));
+    volume.sectors = {IntegerIn(record, "first"), IntegerIn(record, "count")};
     volume.description = record.at("description").get<std::string>();
     volume.fileSystem = record.at("file_system").get<std::string>();
     volume.isReadable = record.at("readable").get<bool>();
-    volume.clusterBytes = record.at("cluster").get<std::int64_t>();
+    volume.clusterBytes = IntegerIn(record, "cluster");
     if (volume.sectors.first < 0 || volume.sectors.count < 1 || !IsOn(volume.sectors, sectorCount)) {
         throw std::invalid_argument("no sectors");
     }
@@ -33,16 +33,16 @@ Volume VolumeIn(const Json& record, std::int64_t sectorCount) {
 
 KnownFile FileIn(const Json& record, std::int64_t sectorCount, std::int64_t sectorSize) {
     KnownFile file;
-    file.volume = record.at("volume").get<std::int32_t>();
+    file.volume = static_cast<std::int32_t>(IntegerIn(record, "volume"));
     file.path = record.at("path").get<std::string>();
-    file.size = record.at("size").get<std::int64_t>();
+    file.size = IntegerIn(record, "size");
     file.isDeleted = record.at("deleted").get<bool>();
     file.isGuess = record.at("guess").get<bool>();
     file.isComplete = record.at("complete").get<bool>();
     file.timesAreLocal = record.at("local").get<bool>();
     for (const auto& [name, field] : TimeFields) {
         if (record.at("times").contains(name)) {
-            file.times.*field = record.at("times").at(name).get<std::int64_t>();
+            file.times.*field = IntegerIn(record.at("times"), name);
         }
     }
     auto extents = ExtentsFromJson(record, "extents");

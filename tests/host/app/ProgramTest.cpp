@@ -403,6 +403,7 @@ TEST(Program, EndsCleanlyWhenItIsStopped) {
     };
     for (const char* signal : {"INT", "TERM", "HUP"}) {
         fs::remove(folder / "finds");
+        fs::remove_all(folder / "finds.job");
         const test::ProgramRun run = RunProgram("scan " + image + " --quiet --report " + Quoted(folder / "finds"),
                                                 signalled(signal, folder / "finds"));
         EXPECT_EQ(run.status, 130) << run.errors;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/details/details_worker.h"
+#include "host/platform/sandbox.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {
@@ -35,6 +36,9 @@ TEST(Details, ArePutIntoTheReportAndAWorkerThatFallsCostsOneFile) {
     };
     ASSERT_EQ(RunProgram("recover " + out("image") + " --quiet --out " + out("none")).status, 0);
     for (const std::string fault : {"none", "crash", "open", "memory"}) {
+        if (fault == "memory" && IsSanitized) {
+            continue;
+        }
         // The second file.
         const std::string prefix = "SALVOR_TEST_FAULT=" + fault + ":1";
         const std::string extract = "extract " + out("none/finds.jsonl") + " --quiet --out " + out(fault);
@@ -53,12 +57,12 @@ TEST(Details, OfAWorkerThatLiesAreLeftOut) {
         const auto answer = AnswerIn(line);
         return answer ? answer->details.known : FileDetails();
     };
-    for (const char* line :
-         {"", "[]", "{}", R"({"file":"1"})", R"({"file":1,"taken":5})", R"({"file":1,"preview":[]})"}) {
+    for (const char* line : {"", "[]", "{}", R"({"file":"1"})", R"({"file":1,"taken":5})", R"({"file":1,"preview":[]})",
+                             R"({"file":1,"height":9e99})"}) {
         EXPECT_FALSE(AnswerIn(line)) << line;
     }
     EXPECT_TRUE(AnswerIn(R"({"file":1})"));
-    EXPECT_EQ(known(R"({"file":1,"taken":"2011-06-18","width":-5,"height":9e99})"), FileDetails());
+    EXPECT_EQ(known(R"({"file":1,"taken":"2011-06-18","width":-5,"height":4294967296})"), FileDetails());
     EXPECT_EQ(known(R"({"file":1,"title":"a\u001b[2Jb\n"})").title, "a[2Jb");
     EXPECT_EQ(known(R"({"file":1,"title":")" + std::string(399, 'x') + R"(\u00e9\u00e9"})").title,
               std::string(399, 'x'));
