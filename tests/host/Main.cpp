@@ -4,6 +4,9 @@
 
 #include "tests/host/workers/TestKinds.h"
 
+// libewf keeps the chunks of an image whose segments were cut.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libewf_"; }
+
 // The tests' workers are processes of the tests' own program.
 int main(int argc, char** argv) {
     if (argc == 3 && std::string_view(argv[1]) == salvor::WorkerWord) {
