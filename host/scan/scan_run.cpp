@@ -6,7 +6,7 @@
 #include <charconv>
 #include <chrono>
 #include <filesystem>
-#include <optional>
+#include <limits>
 
 #include "host/medium/open_image.h"
 #include "host/plan/size_rules.h"
@@ -171,8 +171,9 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     header.types = types;
     header.caps = CapsOf(options, types);
     const std::int64_t start = ParseNumber("--start", options.start);
-    const std::optional<std::int64_t> length =
-        options.length.empty() ? std::nullopt : std::optional(ParseNumber("--length", options.length));
+    // Without a length the scan goes to the medium's end.
+    const std::int64_t length =
+        options.length.empty() ? std::numeric_limits<std::int64_t>::max() : ParseNumber("--length", options.length);
     RefuseMounted(options);
     auto medium = OpenMedium(options.image, header.sectorSize, {options.skipBad, StopRequested});
     header.imageSize = medium->SizeInBytes();
@@ -181,8 +182,8 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
         throw UsageError(fmt::format("--start: the image '{}' has sectors 0 to {}", options.image.path, sectors - 1));
     }
     const std::int64_t left = sectors - start;
-    header.range = options.volume.empty() ? SectorRange{start, std::min(length.value_or(left), left)}
-                                          : RangeOfVolume(*medium, options);
+    header.range =
+        options.volume.empty() ? SectorRange{start, std::min(length, left)} : RangeOfVolume(*medium, options);
     return {std::move(medium), std::move(header)};
 }
 
