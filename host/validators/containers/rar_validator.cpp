@@ -205,6 +205,18 @@ std::int64_t EndOfVolume(Place& file, std::int64_t end) {
     return isFilled ? end + std::ssize(rest) : end;
 }
 
+// What an archive is whose next block, at `at`, cannot be read.
+Finding WithoutBlock(Place& file, std::int64_t at, std::int64_t blocks, bool isModern) {
+    if (blocks == 0) {
+        return {.why = "its first header is damaged"};
+    }
+    // Old writers put nothing at the end.
+    if (!isModern && at < file.Limit() && blocks > 1) {
+        return {Verdict::Open, at, FileTypeIndex::Rar, {}, "its last block; writers of its time mark no end"};
+    }
+    return BrokenAt(file, at, at + 1, FileTypeIndex::Rar, "a header is damaged");
+}
+
 Finding Validate(Place& file) {
     const bool isNew = StartsWith(file.At(0, Marker5.size()), Marker5);
     std::int64_t at = isNew ? Marker5.size() : Marker4.size();
@@ -212,14 +224,7 @@ Finding Validate(Place& file) {
     for (std::int64_t blocks = 0; !file.IsExhausted(); ++blocks) {
         const std::optional<Block> block = isNew ? ReadBlock5(file, at) : ReadBlock4(file, at);
         if (!block) {
-            if (blocks == 0) {
-                return {.why = "its first header is damaged"};
-            }
-            // Old writers put nothing at the end.
-            if (!isModern && at < file.Limit() && blocks > 1) {
-                return {Verdict::Open, at, FileTypeIndex::Rar, {}, "its last block; writers of its time mark no end"};
-            }
-            return BrokenAt(file, at, at + 1, FileTypeIndex::Rar, "a header is damaged");
+            return WithoutBlock(file, at, blocks, isModern);
         }
         isModern = isModern || block->isModern;
         const std::int64_t next = block->data + block->dataSize;
