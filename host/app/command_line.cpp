@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <new>
-#include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -32,6 +32,184 @@ constexpr const char* FirstWords =
     "'salvor scan' only looks, 'salvor list' shows what was found, 'salvor types' what can be found.\n"
     "'salvor --help' names all commands, and 'salvor recover --help' the options of one.\n";
 
+Option HelpOption() { return {.name = "-h,--help", .target = static_cast<bool*>(nullptr), .help = "Says this"}; }
+
+Option VersionOption() {
+    return {.name = "--version", .target = static_cast<bool*>(nullptr), .help = "Says which version this is"};
+}
+
+Program TheProgram() {
+    return {.name = "salvor",
+            .description = "Brings files back from disks and images whose file system is gone.",
+            .footer =
+                "Example: salvor recover card.img --out recovered\n"
+                "Exit status: 0 done, 1 done with losses, 2 wrong usage, 3 could not start, 130 stopped.",
+            .options = {HelpOption(), VersionOption()}};
+}
+
+void AddCommands(Program& program) {
+    program.commands = {RecoverCommandLine(),    ScanCommandLine(),
+                        MergeCommandLine(),      ValidateCommandLine(),
+                        ExtractCommandLine(),    ListCommandLine(),
+                        ReportCommandLine(),     MountCommandLine(),
+                        InfoCommandLine(),       InspectCommandLine(),
+                        ExportMapCommandLine(),  TypesCommandLine(),
+                        ManCommandLine(program), CompletionCommandLine(program)};
+    for (Command& command : program.commands) {
+        command.options.insert(command.options.begin(), HelpOption());
+    }
+}
+
+// The same, as the library that parses takes it.
+class Parser {
+public:
+    explicit Parser(const Program& program);
+
+    /// Gives what the words say to the targets of the options; the command that they name, or nothing if they ask for
+    /// help or the version, which are told. Throws `Failure` (usage) for words that cannot be understood.
+    const Command* Parse(std::vector<std::string> words);
+
+private:
+    struct Line {
+        CLI::App* app;
+        // In the order of the command's options; none for those that go nowhere.
+        std::vector<CLI::Option*> options;
+    };
+
+    Line LineOf(const Command& command);
+    static CLI::Option* Add(CLI::App& app, const Option& option);
+    const Command* Named() const;
+    std::string ErrorText(const CLI::ParseError& error) const;
+    std::string RequiredText(const Command& command) const;
+
+    const Program& m_program;
+    CLI::App m_app;
+    // In the order of the program's commands.
+    std::vector<Line> m_lines;
+};
+
+Parser::Parser(const Program& program) : m_program(program), m_app(program.description, program.name) {
+    m_app.set_help_flag(HelpOption().name);
+    m_app.set_version_flag(VersionOption().name, program.name + " " SALVOR_VERSION);
+    m_app.require_subcommand(1);
+    for (const Command& command : program.commands) {
+        m_lines.push_back(LineOf(command));
+    }
+}
+
+Parser::Line Parser::LineOf(const Command& command) {
+    Line line{m_app.add_subcommand(command.name), {}};
+    std::map<std::string, CLI::Option*> byName;
+    for (const Option& option : command.options) {
+        line.options.push_back(Add(*line.app, option));
+        byName[option.LongName()] = line.options.back();
+    }
+    for (const Option& option : command.options) {
+        for (const std::string& other : option.excludes) {
+            byName.at(option.LongName())->excludes(byName.at(other));
+        }
+    }
+    return line;
+}
+
+CLI::Option* Parser::Add(CLI::App& app, const Option& option) {
+    CLI::Option* added = nullptr;
+    if (const auto* const flag = std::get_if<bool*>(&option.target)) {
+        if (*flag == nullptr) {
+            return nullptr;
+        }
+        added = app.add_flag(option.name, **flag);
+    } else if (const auto* const text = std::get_if<std::string*>(&option.target)) {
+        added = app.add_option(option.name, **text);
+    } else if (const auto* const list = std::get_if<std::vector<std::string>*>(&option.target)) {
+        added = app.add_option(option.name, **list);
+        if (!option.IsWord()) {
+            added->delimiter(',')->allow_extra_args(false);
+        }
+    } else {
+        added = app.add_option_function<std::string>(option.name, [&option](const std::string& word) {
+            try {
+                std::get<std::function<void(const std::string&)>>(option.target)(word);
+            } catch (const Failure& failure) {
+                throw CLI::ValidationError(option.LongName(), failure.what());
+            }
+        });
+    }
+    if (!option.values.empty()) {
+        added->check([&option](const std::string& word) {
+            return std::ranges::find(option.values, word) != option.values.end()
+                       ? std::string()
+                       : fmt::format("'{}' is not one of {}{}", word, fmt::join(option.values, ", "),
+                                     MeantText(word, option.values));
+        });
+    }
+    if (!option.value.empty()) {
+        added->type_name(option.value);
+    }
+    return added->required(option.isRequired);
+}
+
+const Command* Parser::Named() const {
+    const auto line = std::ranges::find_if(m_lines, [](const Line& one) { return one.app->parsed(); });
+    return line == m_lines.end() ? nullptr : &m_program.commands[static_cast<std::size_t>(line - m_lines.begin())];
+}
+
+const Command* Parser::Parse(std::vector<std::string> words) {
+    try {
+        // It takes them from the back.
+        std::ranges::reverse(words);
+        m_app.parse(words);
+        return Named();
+    } catch (const CLI::CallForHelp&) {
+        const Command* const command = Named();
+        Tell(command == nullptr ? HelpOf(m_program) : HelpOf(m_program, *command));
+    } catch (const CLI::CallForVersion& version) {
+        Tell(std::string(version.what()) + '\n');
+    } catch (const CLI::ParseError& error) {
+        throw Failure(ExitStatus::Usage, ErrorText(error));
+    }
+    return nullptr;
+}
+
+// For the first word that no option takes.
+std::string UnexpectedText(const std::vector<Option>& options, const std::string& word) {
+    const std::vector<std::string> names = OptionNamesOf(options);
+    if (!word.starts_with('-')) {
+        const bool hasOut = std::ranges::find(names, "--out") != names.end();
+        return fmt::format("nothing takes the word '{}'{}", word,
+                           hasOut ? "; a place to write to is named with --out" : "");
+    }
+    const std::string name = word.substr(0, word.find('='));
+    return fmt::format("there is no option '{}'{}", name, MeantText(name, names));
+}
+
+// What the option that is missing stands for.
+std::string Parser::RequiredText(const Command& command) const {
+    const Line& line = m_lines[static_cast<std::size_t>(&command - m_program.commands.data())];
+    for (std::size_t k = 0; k < command.options.size(); ++k) {
+        if (command.options[k].isRequired && line.options[k]->count() == 0) {
+            return fmt::format("{} is missing: {}", NameOf(command.options[k]), command.options[k].help);
+        }
+    }
+    return "";
+}
+
+// One line: what is wrong, and what was most likely meant.
+std::string Parser::ErrorText(const CLI::ParseError& error) const {
+    const Command* const command = Named();
+    const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
+    std::string text = error.what();
+    if (const std::string required = command == nullptr ? "" : RequiredText(*command);
+        kind == CLI::ExitCodes::RequiredError && !required.empty()) {
+        text = required;
+    } else if (const std::vector<std::string> unexpected = m_app.remaining(true);
+               kind == CLI::ExitCodes::ExtrasError && !unexpected.empty()) {
+        text = UnexpectedText(command == nullptr ? m_program.options : command->options, unexpected.front());
+    }
+    return fmt::format("{}; '{} --help' tells more", text,
+                       command == nullptr ? m_program.name : m_program.name + " " + command->name);
+}
+
 // "help recover" asks for what "recover --help" does.
 std::vector<std::string> WordsOf(int argc, const char* const* argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
@@ -42,73 +220,42 @@ std::vector<std::string> WordsOf(int argc, const char* const* argv) {
     return words;
 }
 
-bool IsNamed(const std::string& word, const std::vector<Command>& commands) {
-    return std::ranges::any_of(commands, [&word](const Command& one) { return one.line->get_name() == word; });
-}
-
-std::string NoCommandText(const std::string& word, const std::vector<Command>& commands) {
+std::string NoCommandText(const std::string& word, const std::vector<std::string>& names) {
     std::error_code error;
     if (std::filesystem::exists(word, error)) {
         return fmt::format("'{}' is no command; 'salvor recover {} --out DIR' brings back the files in it", word,
                            ShellWord(word));
     }
-    std::vector<std::string> names;
-    names.reserve(commands.size());
-    for (const Command& command : commands) {
-        names.push_back(command.line->get_name());
-    }
     return fmt::format("'{}' is no command{}; the commands are {}", word, MeantText(word, names),
                        fmt::join(names, ", "));
 }
 
-ExitStatus RunNamed(const std::vector<Command>& commands) {
-    return std::ranges::find_if(commands, [](const Command& one) { return one.line->parsed(); })->run();
+void RequireCommand(const Program& program, const std::string& word) {
+    std::vector<std::string> names;
+    names.reserve(program.commands.size());
+    for (const Command& command : program.commands) {
+        names.push_back(command.name);
+    }
+    if (!word.starts_with('-') && std::ranges::find(names, word) == names.end()) {
+        throw Failure(ExitStatus::Usage, NoCommandText(word, names));
+    }
 }
 
 }  // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
-    CLI::App app("Brings files back from disks and images whose file system is gone.", "salvor");
-    UseOwnHelp(app);
-    app.set_version_flag("--version", "salvor " SALVOR_VERSION, "Says which version this is");
-    app.require_subcommand(1);
-    app.footer(
-        "Example: salvor recover card.img --out recovered\n"
-        "Exit status: 0 done, 1 done with losses, 2 wrong usage, 3 could not start, 130 stopped.");
-    std::vector<Command> commands;
-    for (const auto add : {AddRecoverCommand, AddScanCommand, AddMergeCommand, AddValidateCommand, AddExtractCommand,
-                           AddListCommand, AddReportCommand, AddMountCommand, AddInfoCommand, AddInspectCommand,
-                           AddExportMapCommand, AddTypesCommand, AddManCommand, AddCompletionCommand}) {
-        commands.push_back(add(app));
-    }
-
+    Program program = TheProgram();
+    AddCommands(program);
     ListenForStop();
     if (argc < 2) {
         Tell(FirstWords);
         return static_cast<int>(ExitStatus::Usage);
     }
-    std::vector<std::string> words = WordsOf(argc, argv);
-    if (!words.front().starts_with('-') && !IsNamed(words.front(), commands)) {
-        SayLine(NoCommandText(words.front(), commands));
-        return static_cast<int>(ExitStatus::Usage);
-    }
     try {
-        // It takes them from the back.
-        std::ranges::reverse(words);
-        app.parse(words);
-    } catch (const CLI::ParseError& error) {
-        // Help and the version are asked for with status 0; every other outcome is wrong usage.
-        if (error.get_exit_code() != 0) {
-            SayLine(UsageErrorText(app, error));
-            return static_cast<int>(ExitStatus::Usage);
-        }
-        std::ostringstream help;
-        app.exit(error, help, help);
-        Tell(help.str());
-        return StatusOf(ExitStatus::Done);
-    }
-    try {
-        return StatusOf(RunNamed(commands));
+        const std::vector<std::string> words = WordsOf(argc, argv);
+        RequireCommand(program, words.front());
+        const Command* const command = Parser(program).Parse(words);
+        return StatusOf(command == nullptr ? ExitStatus::Done : command->run());
     } catch (const Failure& failure) {
         SayLine(failure.what());
         return static_cast<int>(failure.Status());

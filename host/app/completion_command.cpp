@@ -34,54 +34,51 @@ std::string Quoted(std::string_view text) {
 
 std::string Joined(const std::vector<std::string>& words) { return fmt::format("{}", fmt::join(words, " ")); }
 
-std::string ValuesOf(const CLI::Option& option, const std::string& name) {
-    if (option.get_items_expected_max() == 0) {
+std::string ValuesOf(const Option& option) {
+    if (option.IsFlag()) {
         return "";
     }
-    if (name == "--types" || name == "--exclude") {
+    if (const std::string name = option.LongName(); name == "--types" || name == "--exclude") {
         return Joined(TypeWords());
     }
-    if (name == "--only") {
-        return "whole open truncated damaged";
-    }
-    return "FILE";
+    return option.values.empty() ? "FILE" : Joined(option.values);
 }
 
-std::vector<Completion> CompletionsOf(const CLI::App& command) {
+std::vector<Completion> CompletionsOf(const Command& command) {
     std::vector<Completion> completions;
-    for (const OptionGroup& group : OptionGroupsOf(command)) {
-        for (const CLI::Option* const option : group.options) {
-            for (const std::string& name : option->get_lnames()) {
-                completions.push_back({"--" + name, option->get_description(), ValuesOf(*option, "--" + name)});
+    for (const OptionGroup& group : OptionGroupsOf(command.options)) {
+        for (const Option* const option : group.options) {
+            if (!option->IsWord()) {
+                completions.push_back({option->LongName(), option->help, ValuesOf(*option)});
             }
         }
     }
     return completions;
 }
 
-std::vector<const CLI::App*> CommandsOf(const CLI::App& program) {
-    std::vector<const CLI::App*> commands;
+std::vector<const Command*> CommandsOf(const Program& program) {
+    std::vector<const Command*> commands;
     for (const CommandGroup& group : CommandGroupsOf(program)) {
         commands.insert(commands.end(), group.commands.begin(), group.commands.end());
     }
     return commands;
 }
 
-std::string NamesOf(const std::vector<const CLI::App*>& commands) {
+std::string NamesOf(const std::vector<const Command*>& commands) {
     std::vector<std::string> names;
     names.reserve(commands.size());
-    for (const CLI::App* const command : commands) {
-        names.push_back(command->get_name());
+    for (const Command* const command : commands) {
+        names.push_back(command->name);
     }
     return Joined(names);
 }
 
 // Lists of words are given with commas: the last one is completed.
-std::string Bash(const CLI::App& program) {
-    const std::vector<const CLI::App*> commands = CommandsOf(program);
+std::string Bash(const Program& program) {
+    const std::vector<const Command*> commands = CommandsOf(program);
     std::string options;
     std::string values;
-    for (const CLI::App* const command : commands) {
+    for (const Command* const command : commands) {
         std::vector<std::string> names;
         for (const Completion& one : CompletionsOf(*command)) {
             names.push_back(one.names);
@@ -90,7 +87,7 @@ std::string Bash(const CLI::App& program) {
                 values += fmt::format("        {}) words={} ;;\n", one.names, Quoted(one.values));
             }
         }
-        options += fmt::format("        {}) words={} ;;\n", command->get_name(), Quoted(Joined(names)));
+        options += fmt::format("        {}) words={} ;;\n", command->name, Quoted(Joined(names)));
     }
     return fmt::format(R"(_salvor() {{
     local word=${{COMP_WORDS[COMP_CWORD]}} before=${{COMP_WORDS[COMP_CWORD-1]}} words= front=
@@ -126,13 +123,12 @@ std::string ZshText(std::string_view text) {
     return escaped;
 }
 
-std::string Zsh(const CLI::App& program) {
+std::string Zsh(const Program& program) {
     std::string commands;
     std::string options;
-    for (const CLI::App* const command : CommandsOf(program)) {
-        commands +=
-            fmt::format("        {}\n", Quoted(command->get_name() + ":" + ZshText(command->get_description())));
-        options += fmt::format("        {}) _arguments", command->get_name());
+    for (const Command* const command : CommandsOf(program)) {
+        commands += fmt::format("        {}\n", Quoted(command->name + ":" + ZshText(command->description)));
+        options += fmt::format("        {}) _arguments", command->name);
         for (const Completion& one : CompletionsOf(*command)) {
             std::string spec = fmt::format("*{}[{}]", one.names, ZshText(one.help));
             if (one.values == "FILE") {
@@ -167,14 +163,14 @@ fi
                        commands, options);
 }
 
-std::string Fish(const CLI::App& program) {
+std::string Fish(const Program& program) {
     std::string text;
-    for (const CLI::App* const command : CommandsOf(program)) {
-        text += fmt::format("complete -c salvor -n __fish_use_subcommand -f -a {} -d {}\n", command->get_name(),
-                            Quoted(command->get_description()));
+    for (const Command* const command : CommandsOf(program)) {
+        text += fmt::format("complete -c salvor -n __fish_use_subcommand -f -a {} -d {}\n", command->name,
+                            Quoted(command->description));
         for (const Completion& one : CompletionsOf(*command)) {
-            text += fmt::format("complete -c salvor -n '__fish_seen_subcommand_from {}' -l {} -d {}",
-                                command->get_name(), one.names.substr(2), Quoted(one.help));
+            text += fmt::format("complete -c salvor -n '__fish_seen_subcommand_from {}' -l {} -d {}", command->name,
+                                one.names.substr(2), Quoted(one.help));
             if (one.values == "FILE") {
                 text += " -r";
             } else if (!one.values.empty()) {
@@ -186,10 +182,10 @@ std::string Fish(const CLI::App& program) {
     return text;
 }
 
-using Writer = std::string (*)(const CLI::App& program);
+using Writer = std::string (*)(const Program& program);
 constexpr std::array<std::pair<std::string_view, Writer>, 3> Shells = {{{"bash", Bash}, {"zsh", Zsh}, {"fish", Fish}}};
 
-ExitStatus RunCompletion(const CLI::App& program, const std::string& shell) {
+ExitStatus RunCompletion(const Program& program, const std::string& shell) {
     for (const auto& [name, writer] : Shells) {
         if (name == shell) {
             Tell(writer(program));
@@ -201,16 +197,17 @@ ExitStatus RunCompletion(const CLI::App& program, const std::string& shell) {
 
 }  // namespace
 
-Command AddCompletionCommand(CLI::App& program) {
+Command CompletionCommandLine(const Program& program) {
     const auto shell = std::make_shared<std::string>();
-    CLI::App* const line =
-        program.add_subcommand("completion", "Print what makes a shell complete the words of the command line");
-    line->group("More");
-    line->add_option("SHELL", *shell, "bash, zsh or fish")->required();
-    line->footer("Example: salvor completion bash > ~/.local/share/bash-completion/completions/salvor");
-    return {line, [&program, shell] {
-                return RunCompletion(program, *shell);
-            }};
+    Command line{.name = "completion",
+                 .description = "Print what makes a shell complete the words of the command line",
+                 .group = "More"};
+    line.options.push_back({.name = "SHELL", .target = shell.get(), .help = "bash, zsh or fish", .isRequired = true});
+    line.footer = "Example: salvor completion bash > ~/.local/share/bash-completion/completions/salvor";
+    line.run = [&program, shell] {
+        return RunCompletion(program, *shell);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -100,21 +100,25 @@ ExitStatus RunExportMap(const ExportMapCommand& command) {
 
 }  // namespace
 
-Command AddExportMapCommand(CLI::App& program) {
+Command ExportMapCommandLine() {
     const auto command = std::make_shared<ExportMapCommand>();
-    CLI::App* const line =
-        program.add_subcommand("export-map", "Name the areas whose rescue would complete files that a scan has found");
-    line->group("To look and choose");
-    AddFinds(*line, command->finds, command->image);
-    line->add_option("--out", command->out, "Map file for GNU ddrescue's --domain-mapfile")
-        ->type_name("MAP")
-        ->required();
-    line->add_flag("--overwrite", command->overwrite, "Replace a file that exists");
-    AddQuiet(*line, command->quiet);
-    line->footer("Example: salvor export-map card.finds --out next.map");
-    return {line, [command] {
-                return RunExportMap(*command);
-            }};
+    Command line{.name = "export-map",
+                 .description = "Name the areas whose rescue would complete files that a scan has found",
+                 .group = "To look and choose"};
+    AddFinds(line, command->finds, command->image);
+    line.options.push_back({.name = "--out",
+                            .target = &command->out,
+                            .help = "Map file for GNU ddrescue's --domain-mapfile",
+                            .value = "MAP",
+                            .isRequired = true});
+    line.options.push_back(
+        {.name = "--overwrite", .target = &command->overwrite, .help = "Replace a file that exists"});
+    AddQuiet(line, command->quiet);
+    line.footer = "Example: salvor export-map card.finds --out next.map";
+    line.run = [command] {
+        return RunExportMap(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

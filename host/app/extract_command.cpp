@@ -41,25 +41,25 @@ ExitStatus RunExtract(const ExtractCommand& command) {
 
 }  // namespace
 
-Command AddExtractCommand(CLI::App& program) {
+Command ExtractCommandLine() {
     const auto command = std::make_shared<ExtractCommand>();
-    CLI::App* const line = program.add_subcommand("extract", "Write the files that a scan has found");
-    line->group("In steps");
-    AddFinds(*line, command->finds, command->image);
-    AddTypeOptions(*line, command->filter);
-    AddSizeOptions(*line, command->filter);
-    AddVerdictOptions(*line, command->filter);
-    AddFileSystemOptions(*line, command->fileSystems);
-    AddOutOptions(*line, "new, empty, or of an earlier run on the image", command->out, command->overwrite);
-    AddSkipBad(*line, command->skipBad);
-    AddQuiet(*line, command->quiet);
-    line->footer(
+    Command line{.name = "extract", .description = "Write the files that a scan has found", .group = "In steps"};
+    AddFinds(line, command->finds, command->image);
+    AddTypeOptions(line, command->filter);
+    AddSizeOptions(line, command->filter);
+    AddVerdictOptions(line, command->filter);
+    AddFileSystemOptions(line, command->fileSystems);
+    AddOutOptions(line, "new, empty, or of an earlier run on the image", command->out, command->overwrite);
+    AddSkipBad(line, command->skipBad);
+    AddQuiet(line, command->quiet);
+    line.footer =
         "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
         "A second run into the same folder completes what is missing.\n"
-        "Example: salvor extract card.finds --out photos --min-size jpg=100K");
-    return {line, [command] {
-                return RunExtract(*command);
-            }};
+        "Example: salvor extract card.finds --out photos --min-size jpg=100K";
+    line.run = [command] {
+        return RunExtract(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

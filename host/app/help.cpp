@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 
-#include "host/say/nearest_word.h"
 #include "host/say/say.h"
 
 namespace salvor {
@@ -14,8 +12,6 @@ namespace {
 
 constexpr std::size_t Width = 80;
 constexpr std::size_t NameColumn = 24;
-
-bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
 // A name and what it means, in two columns.
 std::string Entry(const std::string& name, const std::string& text) {
@@ -26,88 +22,40 @@ std::string Entry(const std::string& name, const std::string& text) {
 
 std::string Title(const std::string& title) { return "\n" + Bold(title) + "\n"; }
 
-class HelpFormatter : public CLI::FormatterBase {
-public:
-    std::string make_help(const CLI::App* app, std::string /*name*/, CLI::AppFormatMode /*mode*/) const override {
-        std::string help =
-            Wrapped(app->get_description(), 0) + "\n\n" + Bold("Usage:") + " " + Wrapped(UsageOf(*app), 4) + "\n";
-        for (const CommandGroup& group : CommandGroupsOf(*app)) {
-            help += Title(group.title);
-            for (const CLI::App* const command : group.commands) {
-                help += Entry(command->get_name(), command->get_description());
-            }
-        }
-        for (const OptionGroup& group : OptionGroupsOf(*app)) {
-            help += Title(group.title);
-            for (const CLI::Option* const option : group.options) {
-                help += Entry(NameOf(*option), option->get_description());
-            }
-        }
-        return app->get_footer().empty() ? help : help + "\n" + app->get_footer() + "\n";
-    }
-};
-
-const CLI::App& NamedCommand(const CLI::App& program) {
-    const std::vector<CLI::App*> parsed = program.get_subcommands();
-    return parsed.empty() ? program : *parsed.front();
+std::string Head(const std::string& description, const std::string& usage) {
+    return Wrapped(description, 0) + "\n\n" + Bold("Usage:") + " " + Wrapped(usage, 4) + "\n";
 }
 
-std::vector<std::string> OptionNamesOf(const CLI::App& command) {
-    std::vector<std::string> names;
-    for (const OptionGroup& group : OptionGroupsOf(command)) {
-        for (const CLI::Option* const option : group.options) {
-            for (const std::string& name : option->get_lnames()) {
-                names.push_back("--" + name);
-            }
+std::string Options(const std::vector<Option>& options) {
+    std::string text;
+    for (const OptionGroup& group : OptionGroupsOf(options)) {
+        text += Title(group.title);
+        for (const Option* const option : group.options) {
+            text += Entry(NameOf(*option), option->help);
         }
     }
-    return names;
-}
-
-// For the first word that no option takes.
-std::string UnexpectedText(const CLI::App& command, const std::string& word) {
-    if (!word.starts_with('-')) {
-        const std::vector<std::string> names = OptionNamesOf(command);
-        const bool hasOut = std::ranges::find(names, "--out") != names.end();
-        return fmt::format("nothing takes the word '{}'{}", word,
-                           hasOut ? "; a place to write to is named with --out" : "");
-    }
-    const std::string name = word.substr(0, word.find('='));
-    return fmt::format("there is no option '{}'{}", name, MeantText(name, OptionNamesOf(command)));
-}
-
-// What the option that is missing stands for.
-std::string RequiredText(const CLI::App& command) {
-    for (const OptionGroup& group : OptionGroupsOf(command)) {
-        for (const CLI::Option* const option : group.options) {
-            if (option->get_required() && option->count() == 0) {
-                return fmt::format("{} is missing: {}", NameOf(*option), option->get_description());
-            }
-        }
-    }
-    return "";
+    return text;
 }
 
 }  // namespace
 
-std::vector<OptionGroup> OptionGroupsOf(const CLI::App& command) {
+std::vector<OptionGroup> OptionGroupsOf(const std::vector<Option>& options) {
     std::vector<OptionGroup> groups;
     OptionGroup others{"Other options", {}};
-    for (const CLI::Option* const option : command.get_options()) {
-        const std::string& title = option->get_group();
-        if (title.empty()) {
+    for (const Option& option : options) {
+        if (option.isHidden) {
             continue;
         }
-        if (title == "Options" && !option->get_positional()) {
-            others.options.push_back(option);
+        if (option.group.empty() && !option.IsWord()) {
+            others.options.push_back(&option);
             continue;
         }
-        const std::string shown = title == "Options" ? "What to name" : title;
-        auto group = std::ranges::find(groups, shown, &OptionGroup::title);
+        const std::string& title = option.group.empty() ? "What to name" : option.group;
+        auto group = std::ranges::find(groups, title, &OptionGroup::title);
         if (group == groups.end()) {
-            group = groups.insert(groups.end(), {shown, {}});
+            group = groups.insert(groups.end(), {title, {}});
         }
-        group->options.push_back(option);
+        group->options.push_back(&option);
     }
     if (!others.options.empty()) {
         groups.push_back(std::move(others));
@@ -115,47 +63,44 @@ std::vector<OptionGroup> OptionGroupsOf(const CLI::App& command) {
     return groups;
 }
 
-std::vector<CommandGroup> CommandGroupsOf(const CLI::App& program) {
+std::vector<CommandGroup> CommandGroupsOf(const Program& program) {
     std::vector<CommandGroup> groups;
-    for (const CLI::App* const command : program.get_subcommands([](const CLI::App*) { return true; })) {
-        const std::string& title = command->get_group();
-        if (title.empty()) {
-            continue;
-        }
-        auto group = std::ranges::find(groups, title, &CommandGroup::title);
+    for (const Command& command : program.commands) {
+        auto group = std::ranges::find(groups, command.group, &CommandGroup::title);
         if (group == groups.end()) {
-            group = groups.insert(groups.end(), {title, {}});
+            group = groups.insert(groups.end(), {command.group, {}});
         }
-        group->commands.push_back(command);
+        group->commands.push_back(&command);
     }
     return groups;
 }
 
-std::string NameOf(const CLI::Option& option) {
-    if (option.get_positional()) {
-        return option.get_name(true);
-    }
-    std::string name;
-    for (const std::string& letter : option.get_snames()) {
-        name += "-" + letter + ", ";
-    }
-    name += "--" + option.get_lnames().front();
-    // What is checked stands behind a colon.
-    const std::string value = option.get_type_name().substr(0, option.get_type_name().find(':'));
-    return TakesValue(option) ? name + " " + (value == "TEXT" ? "VALUE" : value) : name;
+std::string NameOf(const Option& option) {
+    const std::size_t comma = option.name.find(',');
+    const std::string name =
+        comma == std::string::npos ? option.name : option.name.substr(0, comma) + ", " + option.LongName();
+    return option.IsWord() || option.IsFlag() ? name : name + " " + (option.value.empty() ? "VALUE" : option.value);
 }
 
-std::string UsageOf(const CLI::App& command) {
-    const CLI::App* const program = command.get_parent();
-    if (program == nullptr) {
-        return command.get_name() + " COMMAND [OPTIONS]";
+std::vector<std::string> OptionNamesOf(const std::vector<Option>& options) {
+    std::vector<std::string> names;
+    for (const Option& option : options) {
+        if (!option.isHidden && !option.IsWord()) {
+            names.push_back(option.LongName());
+        }
     }
-    std::string usage = program->get_name() + " " + command.get_name();
-    for (const CLI::Option* const option : command.get_options()) {
-        if (option->get_required()) {
-            usage += " " + NameOf(*option);
-        } else if (option->get_positional()) {
-            usage += " [" + NameOf(*option) + "]";
+    return names;
+}
+
+std::string UsageOf(const Program& program) { return program.name + " COMMAND [OPTIONS]"; }
+
+std::string UsageOf(const Program& program, const Command& command) {
+    std::string usage = program.name + " " + command.name;
+    for (const Option& option : command.options) {
+        if (option.isRequired) {
+            usage += " " + NameOf(option);
+        } else if (option.IsWord()) {
+            usage += " [" + NameOf(option) + "]";
         }
     }
     return usage + " [OPTIONS]";
@@ -174,23 +119,20 @@ std::string Wrapped(std::string_view text, std::size_t indent) {
     return lines + std::string(text);
 }
 
-void UseOwnHelp(CLI::App& program) {
-    program.formatter(std::make_shared<HelpFormatter>());
-    program.set_help_flag("-h,--help", "Says this");
+std::string HelpOf(const Program& program) {
+    std::string help = Head(program.description, UsageOf(program));
+    for (const CommandGroup& group : CommandGroupsOf(program)) {
+        help += Title(group.title);
+        for (const Command* const command : group.commands) {
+            help += Entry(command->name, command->description);
+        }
+    }
+    return help + Options(program.options) + "\n" + program.footer + "\n";
 }
 
-std::string UsageErrorText(const CLI::App& program, const CLI::ParseError& error) {
-    const CLI::App& command = NamedCommand(program);
-    const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
-    std::string text = error.what();
-    if (kind == CLI::ExitCodes::RequiredError && !RequiredText(command).empty()) {
-        text = RequiredText(command);
-    } else if (const std::vector<std::string> unexpected = program.remaining(true);
-               kind == CLI::ExitCodes::ExtrasError && !unexpected.empty()) {
-        text = UnexpectedText(command, unexpected.front());
-    }
-    return fmt::format("{}; '{} --help' tells more", text,
-                       &command == &program ? program.get_name() : program.get_name() + " " + command.get_name());
+std::string HelpOf(const Program& program, const Command& command) {
+    return Head(command.description, UsageOf(program, command)) + Options(command.options) + "\n" + command.footer +
+           "\n";
 }
 
 }  // namespace salvor

@@ -1,40 +1,42 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "host/app/command.h"
 
 namespace salvor {
 
 /// Options of a command that belong together, in their order.
 struct OptionGroup {
     std::string title;
-    std::vector<const CLI::Option*> options;
+    std::vector<const Option*> options;
 };
 
 /// Commands that belong together.
 struct CommandGroup {
     std::string title;
-    std::vector<const CLI::App*> commands;
+    std::vector<const Command*> commands;
 };
 
-// What the command line says of itself: help, man pages and completion are made of it. Options and commands whose group
-// is empty are left out.
-std::vector<OptionGroup> OptionGroupsOf(const CLI::App& command);
-std::vector<CommandGroup> CommandGroupsOf(const CLI::App& program);
+// What the command line says of itself: help, man pages and completion are made of it. Hidden options are left out.
+std::vector<OptionGroup> OptionGroupsOf(const std::vector<Option>& options);
+std::vector<CommandGroup> CommandGroupsOf(const Program& program);
 /// As in "--types LIST" or "IMAGE".
-std::string NameOf(const CLI::Option& option);
+std::string NameOf(const Option& option);
 /// As in "salvor scan IMAGE --report FINDS [OPTIONS]".
-std::string UsageOf(const CLI::App& command);
+std::string UsageOf(const Program& program);
+std::string UsageOf(const Program& program, const Command& command);
 
 /// Words of the text on lines that begin with `indent` blanks, but for the first, and have 80 columns at most.
 std::string Wrapped(std::string_view text, std::size_t indent);
 
-/// Makes `--help` of the program and of all commands that are added later say what the functions above give.
-void UseOwnHelp(CLI::App& program);
+// The whole text of `--help`.
+std::string HelpOf(const Program& program);
+std::string HelpOf(const Program& program, const Command& command);
 
-/// One line for a command line that cannot be understood: what is wrong, and what was most likely meant.
-std::string UsageErrorText(const CLI::App& program, const CLI::ParseError& error);
+/// The long names of the options that the help shows.
+std::vector<std::string> OptionNamesOf(const std::vector<Option>& options);
 
 }  // namespace salvor

@@ -135,18 +135,23 @@ ExitStatus RunInfo(const InfoCommand& command) {
 
 }  // namespace
 
-Command AddInfoCommand(CLI::App& program) {
+Command InfoCommandLine() {
     const auto command = std::make_shared<InfoCommand>();
-    CLI::App* const line = program.add_subcommand("info", "Say what an image or a device is");
-    line->group("To look and choose");
-    line->add_option("IMAGE", command->image.path, "Image file or block device; opened read-only")->required();
-    AddImageOptions(*line, command->image);
-    line->add_flag("--verify", command->verify, "Read all of an E01 image and compare it with the digests it keeps");
-    AddQuiet(*line, command->quiet);
-    line->footer("Example: salvor info disk.E01 --verify");
-    return {line, [command] {
-                return RunInfo(*command);
-            }};
+    Command line{.name = "info", .description = "Say what an image or a device is", .group = "To look and choose"};
+    line.options.push_back({.name = "IMAGE",
+                            .target = &command->image.path,
+                            .help = "Image file or block device; opened read-only",
+                            .isRequired = true});
+    AddImageOptions(line, command->image);
+    line.options.push_back({.name = "--verify",
+                            .target = &command->verify,
+                            .help = "Read all of an E01 image and compare it with the digests it keeps"});
+    AddQuiet(line, command->quiet);
+    line.footer = "Example: salvor info disk.E01 --verify";
+    line.run = [command] {
+        return RunInfo(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -72,20 +72,29 @@ ExitStatus RunInspect(const InspectCommand& command) {
 
 }  // namespace
 
-Command AddInspectCommand(CLI::App& program) {
+Command InspectCommandLine() {
     const auto command = std::make_shared<InspectCommand>();
-    CLI::App* const line =
-        program.add_subcommand("inspect", "Say what file begins at a sector, and whether it is whole");
-    line->group("To look and choose");
-    line->add_option("IMAGE", command->image.path, "Image file or block device, or a single file")->required();
-    AddImageOptions(*line, command->image);
-    line->add_option("--sector", command->sector, "Sector at which it begins, counted from 0; 0 if not given")
-        ->type_name("SECTOR");
-    line->add_option("--sector-size", command->sectorSize, "Bytes in a sector, 512 to 4096")->capture_default_str();
-    line->footer("Example: salvor inspect card.img --sector 2048");
-    return {line, [command] {
-                return RunInspect(*command);
-            }};
+    Command line{.name = "inspect",
+                 .description = "Say what file begins at a sector, and whether it is whole",
+                 .group = "To look and choose"};
+    line.options.push_back({.name = "IMAGE",
+                            .target = &command->image.path,
+                            .help = "Image file or block device, or a single file",
+                            .isRequired = true});
+    AddImageOptions(line, command->image);
+    line.options.push_back({.name = "--sector",
+                            .target = &command->sector,
+                            .help = "Sector at which it begins, counted from 0; 0 if not given",
+                            .value = "SECTOR"});
+    line.options.push_back({.name = "--sector-size",
+                            .target = &command->sectorSize,
+                            .help = "Bytes in a sector, 512 to 4096; 512 if not given",
+                            .value = "BYTES"});
+    line.footer = "Example: salvor inspect card.img --sector 2048";
+    line.run = [command] {
+        return RunInspect(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -34,22 +34,6 @@ std::optional<std::int64_t> ParseCount(std::string_view text, std::int64_t most)
     return isGood ? std::optional(number) : std::nullopt;
 }
 
-int WorkersFor(const JobOptions& options, const Medium& medium) {
-    constexpr int most = 1024;
-    if (!options.jobs.empty()) {
-        const auto count = ParseCount(options.jobs, most);
-        if (!count) {
-            throw Failure(ExitStatus::Usage,
-                          fmt::format("--jobs: '{}' is no number of workers from 1 to {}", options.jobs, most));
-        }
-        return static_cast<int>(*count);
-    }
-    // Heads that go to and fro between two places read less than from one.
-    return std::ranges::any_of(medium.Files(), LiesOnRotatingDisk)
-               ? 1
-               : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most);
-}
-
 std::int64_t SegmentBlocksFor(const JobOptions& options, const JournalHeader& header) {
     const ScanGrid grid = GridOf(RequestOf(header));
     if (options.segmentSize.empty()) {
@@ -203,25 +187,39 @@ ScanOutcome RunTimed(JobScan& scan, const SegmentStore& store) {
 
 }  // namespace
 
-void AddJobOptions(CLI::App& command, JobOptions& options) {
-    command
-        .add_option("--jobs", options.jobs,
-                    "Worker processes; as many as cores if not given, but one for a disk that rotates")
-        ->type_name("NUMBER")
-        ->group("How to work");
-    command
-        .add_flag("--changed-medium", options.changedMedium,
-                  "Go on although the image has changed since the scan began")
-        ->group("How to work");
-    // For tests: without a group it is not in the help.
-    command.add_option("--segment-size", options.segmentSize)->group("");
+int WorkersFor(const std::string& jobs, const Medium& medium) {
+    constexpr int most = 1024;
+    if (!jobs.empty()) {
+        const auto count = ParseCount(jobs, most);
+        if (!count) {
+            throw Failure(ExitStatus::Usage,
+                          fmt::format("--jobs: '{}' is no number of workers from 1 to {}", jobs, most));
+        }
+        return static_cast<int>(*count);
+    }
+    // Heads that go to and fro between two places read less than from one.
+    return std::ranges::any_of(medium.Files(), LiesOnRotatingDisk)
+               ? 1
+               : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most);
+}
+
+void AddJobOptions(Command& command, JobOptions& options) {
+    constexpr const char* group = "How to work";
+    command.options.push_back(
+        {.name = "--jobs", .target = &options.jobs, .help = JobsHelp, .value = "NUMBER", .group = group});
+    command.options.push_back({.name = "--changed-medium",
+                               .target = &options.changedMedium,
+                               .help = "Go on although the image has changed since the scan began",
+                               .group = group});
+    // For tests.
+    command.options.push_back({.name = "--segment-size", .target = &options.segmentSize, .isHidden = true});
 }
 
 JobScan BeginJobScan(const fs::path& folder, const ScanOptions& options, const std::vector<std::int32_t>& types,
                      const JobOptions& jobOptions, bool anew) {
     JobScan begun;
     begun.scan = PrepareScan(options, types);
-    begun.workers = WorkersFor(jobOptions, *begun.scan.medium);
+    begun.workers = WorkersFor(jobOptions.jobs, *begun.scan.medium);
     const Folder there = Folder::Open(folder);
     const std::optional<ScanJob> kept = there.IsOpen() && !anew ? ReadScanJob(there) : std::nullopt;
     const MediumIdentity identity = IdentityOf(*begun.scan.medium);
@@ -252,7 +250,7 @@ JobScan ReopenJobScan(const fs::path& folder, const ImageSpec& image, const JobO
     JobScan begun;
     begun.scan = ReopenScan(kept->header, image.path.empty() ? kept->header.image : image, false);
     begun.job = *kept;
-    begun.workers = WorkersFor(jobOptions, *begun.scan.medium);
+    begun.workers = WorkersFor(jobOptions.jobs, *begun.scan.medium);
     begun.isNew = false;
     begun.use = FolderUse::GoOn;
     RequireSameMedium(folder, *kept, IdentityOf(*begun.scan.medium), begun.scan.header.image.path,

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "host/app/command.h"
 #include "host/files/out_folder.h"
 #include "host/platform/folder.h"
 #include "host/say/failure.h"
@@ -24,7 +24,13 @@ struct JobOptions {
     bool changedMedium = false;
 };
 
-void AddJobOptions(CLI::App& command, JobOptions& options);
+inline constexpr const char* JobsHelp =
+    "Worker processes; as many as cores if not given, but one for a disk that rotates";
+
+/// From what the person gave as `--jobs`, which may be empty. Throws `Failure` (usage).
+int WorkersFor(const std::string& jobs, const Medium& medium);
+
+void AddJobOptions(Command& command, JobOptions& options);
 
 /// The name of the finds in a job's folder.
 inline constexpr const char* JobFindsName = "finds.jsonl";

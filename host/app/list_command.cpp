@@ -66,23 +66,29 @@ ExitStatus RunList(const ListCommand& command) {
 
 }  // namespace
 
-Command AddListCommand(CLI::App& program) {
+Command ListCommandLine() {
     const auto command = std::make_shared<ListCommand>();
-    CLI::App* const line = program.add_subcommand("list", "List recovered files, or those that would be written");
-    line->group("To look and choose");
-    line->add_option("DIR", command->path, "Folder of recovered files, or finds file of a scan that is validated")
-        ->required();
-    line->add_option("--image", command->image, "The image, if it is not where the scan found it")->type_name("IMAGE");
-    AddTypeOptions(*line, command->filter);
-    AddSizeOptions(*line, command->filter);
-    AddVerdictOptions(*line, command->filter);
-    line->add_flag("--json", command->asJson, "One JSON object a line, with all that is known of the file");
-    line->footer(
+    Command line{.name = "list",
+                 .description = "List recovered files, or those that would be written",
+                 .group = "To look and choose"};
+    line.options.push_back({.name = "DIR",
+                            .target = &command->path,
+                            .help = "Folder of recovered files, or finds file of a scan that is validated",
+                            .isRequired = true});
+    AddOtherImage(line, command->image);
+    AddTypeOptions(line, command->filter);
+    AddSizeOptions(line, command->filter);
+    AddVerdictOptions(line, command->filter);
+    line.options.push_back({.name = "--json",
+                            .target = &command->asJson,
+                            .help = "One JSON object a line, with all that is known of the file"});
+    line.footer =
         "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
-        "Example: salvor list card.finds --types jpg --min-size 1M --only whole");
-    return {line, [command] {
-                return RunList(*command);
-            }};
+        "Example: salvor list card.finds --types jpg --min-size 1M --only whole";
+    line.run = [command] {
+        return RunList(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -43,43 +43,42 @@ std::string Head(const std::string& page, const std::string& description) {
                        upper, Roff(page), Roff(description));
 }
 
-std::string Options(const CLI::App& command) {
+std::string Options(const std::vector<Option>& options) {
     std::string text = ".SH OPTIONS\n";
-    for (const OptionGroup& group : OptionGroupsOf(command)) {
+    for (const OptionGroup& group : OptionGroupsOf(options)) {
         text += ".SS " + Roff(group.title) + '\n';
-        for (const CLI::Option* const option : group.options) {
-            text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", Roff(NameOf(*option)), Roff(option->get_description()));
+        for (const Option* const option : group.options) {
+            text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", Roff(NameOf(*option)), Roff(option->help));
         }
     }
     return text;
 }
 
-std::string Footer(const CLI::App& app) { return ".SH NOTES\n.nf\n" + Roff(app.get_footer()) + "\n.fi\n"; }
+std::string Footer(const std::string& footer) { return ".SH NOTES\n.nf\n" + Roff(footer) + "\n.fi\n"; }
 
-std::string CommandPage(const CLI::App& program, const CLI::App& command) {
-    return Head(program.get_name() + "-" + command.get_name(), command.get_description()) + Roff(UsageOf(command)) +
-           "\n" + Options(command) + Footer(command) + ".SH SEE ALSO\n.BR " + program.get_name() + " (1)\n";
+std::string CommandPage(const Program& program, const Command& command) {
+    return Head(program.name + "-" + command.name, command.description) + Roff(UsageOf(program, command)) + "\n" +
+           Options(command.options) + Footer(command.footer) + ".SH SEE ALSO\n.BR " + program.name + " (1)\n";
 }
 
-std::string ProgramPage(const CLI::App& program) {
-    std::string text = Head(program.get_name(), program.get_description()) + Roff(UsageOf(program)) + "\n";
+std::string ProgramPage(const Program& program) {
+    std::string text = Head(program.name, program.description) + Roff(UsageOf(program)) + "\n";
     std::string others;
     for (const CommandGroup& group : CommandGroupsOf(program)) {
         text += ".SH " + Roff(group.title) + '\n';
-        for (const CLI::App* const command : group.commands) {
-            text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", Roff(command->get_name()), Roff(command->get_description()));
-            others += fmt::format("{}.BR {}\\-{} (1)", others.empty() ? "" : ",\n", program.get_name(),
-                                  Roff(command->get_name()));
+        for (const Command* const command : group.commands) {
+            text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", Roff(command->name), Roff(command->description));
+            others += fmt::format("{}.BR {}\\-{} (1)", others.empty() ? "" : ",\n", program.name, Roff(command->name));
         }
     }
-    return text + Options(program) + Footer(program) + ".SH SEE ALSO\n" + others + '\n';
+    return text + Options(program.options) + Footer(program.footer) + ".SH SEE ALSO\n" + others + '\n';
 }
 
-std::map<std::string, std::string> PagesOf(const CLI::App& program) {
+std::map<std::string, std::string> PagesOf(const Program& program) {
     std::map<std::string, std::string> pages{{"", ProgramPage(program)}};
     for (const CommandGroup& group : CommandGroupsOf(program)) {
-        for (const CLI::App* const command : group.commands) {
-            pages[command->get_name()] = CommandPage(program, *command);
+        for (const Command* const command : group.commands) {
+            pages[command->name] = CommandPage(program, *command);
         }
     }
     return pages;
@@ -95,7 +94,7 @@ void WritePages(const std::map<std::string, std::string>& pages, const std::stri
     }
 }
 
-ExitStatus RunMan(const CLI::App& program, const ManCommand& command) {
+ExitStatus RunMan(const Program& program, const ManCommand& command) {
     const std::map<std::string, std::string> pages = PagesOf(program);
     if (!command.folder.empty()) {
         WritePages(pages, command.folder);
@@ -111,16 +110,20 @@ ExitStatus RunMan(const CLI::App& program, const ManCommand& command) {
 
 }  // namespace
 
-Command AddManCommand(CLI::App& program) {
+Command ManCommandLine(const Program& program) {
     const auto command = std::make_shared<ManCommand>();
-    CLI::App* const line = program.add_subcommand("man", "Print the man page of the program or of a command");
-    line->group("More");
-    line->add_option("COMMAND", command->name, "The command; the program if not given");
-    line->add_option("--to", command->folder, "Folder into which all pages are written")->type_name("DIR");
-    line->footer("Example: salvor man recover | man -l -");
-    return {line, [&program, command] {
-                return RunMan(program, *command);
-            }};
+    Command line{.name = "man", .description = "Print the man page of the program or of a command", .group = "More"};
+    line.options.push_back(
+        {.name = "COMMAND", .target = &command->name, .help = "The command; the program if not given"});
+    line.options.push_back({.name = "--to",
+                            .target = &command->folder,
+                            .help = "Folder into which all pages are written",
+                            .value = "DIR"});
+    line.footer = "Example: salvor man recover | man -l -";
+    line.run = [&program, command] {
+        return RunMan(program, *command);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -37,19 +37,23 @@ ExitStatus RunMerge(const MergeCommand& command) {
 
 }  // namespace
 
-Command AddMergeCommand(CLI::App& program) {
+Command MergeCommandLine() {
     const auto command = std::make_shared<MergeCommand>();
-    CLI::App* const line = program.add_subcommand("merge", "Join the segments of a scan that several machines made");
-    line->group("In steps");
-    line->add_option("DIR", command->folder, "The folder that 'salvor scan --segment' was given as --job")->required();
-    line->add_option("--image", command->image.path, "The image, if it is not where the scan found it");
-    AddImageOptions(*line, command->image);
-    AddJobOptions(*line, command->job);
-    AddQuiet(*line, command->quiet);
-    line->footer("Example: salvor merge /shared/case12");
-    return {line, [command] {
-                return RunMerge(*command);
-            }};
+    Command line{
+        .name = "merge", .description = "Join the segments of a scan that several machines made", .group = "In steps"};
+    line.options.push_back({.name = "DIR",
+                            .target = &command->folder,
+                            .help = "The folder that 'salvor scan --segment' was given as --job",
+                            .isRequired = true});
+    AddOtherImage(line, command->image.path);
+    AddImageOptions(line, command->image);
+    AddJobOptions(line, command->job);
+    AddQuiet(line, command->quiet);
+    line.footer = "Example: salvor merge /shared/case12";
+    line.run = [command] {
+        return RunMerge(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -65,24 +65,31 @@ ExitStatus RunMount(const MountCommand& command) {
 
 }  // namespace
 
-Command AddMountCommand(CLI::App& program) {
+Command MountCommandLine() {
     const auto command = std::make_shared<MountCommand>();
-    CLI::App* const line = program.add_subcommand("mount", "Show files as a read-only folder, without a copy");
-    line->group("To look and choose");
-    line->add_option("DIR", command->path, "Folder of recovered files, or finds file of a scan that is validated")
-        ->required();
-    line->add_option("MOUNTPOINT", command->point, "An empty folder, in which the files are shown")->required();
-    line->add_option("--image", command->image, "The image, if it is not where the scan found it")->type_name("IMAGE");
-    AddTypeOptions(*line, command->filter);
-    AddSizeOptions(*line, command->filter);
-    AddVerdictOptions(*line, command->filter);
-    AddQuiet(*line, command->quiet);
-    line->footer(
+    Command line{.name = "mount",
+                 .description = "Show files as a read-only folder, without a copy",
+                 .group = "To look and choose"};
+    line.options.push_back({.name = "DIR",
+                            .target = &command->path,
+                            .help = "Folder of recovered files, or finds file of a scan that is validated",
+                            .isRequired = true});
+    line.options.push_back({.name = "MOUNTPOINT",
+                            .target = &command->point,
+                            .help = "An empty folder, in which the files are shown",
+                            .isRequired = true});
+    AddOtherImage(line, command->image);
+    AddTypeOptions(line, command->filter);
+    AddSizeOptions(line, command->filter);
+    AddVerdictOptions(line, command->filter);
+    AddQuiet(line, command->quiet);
+    line.footer =
         "The folder 'type' has the files by type, 'name' those of which the file system still knows the name.\n"
-        "Example: salvor mount card.finds /mnt --types photos");
-    return {line, [command] {
-                return RunMount(*command);
-            }};
+        "Example: salvor mount card.finds /mnt --types photos";
+    line.run = [command] {
+        return RunMount(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

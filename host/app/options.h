@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "host/app/command.h"
 #include "host/app/finds_use.h"
 #include "host/app/selection.h"
 #include "host/scan/scan_run.h"
@@ -10,17 +10,19 @@
 namespace salvor {
 
 // Options that several commands have, each group with its help.
-void AddScanOptions(CLI::App& command, ScanOptions& options);
+void AddScanOptions(Command& command, ScanOptions& options);
 /// How to read the image.
-void AddImageOptions(CLI::App& command, ImageSpec& image);
-void AddSkipBad(CLI::App& command, bool& skipBad);
-void AddFinds(CLI::App& command, std::string& finds, ImageSpec& image);
-void AddTypeOptions(CLI::App& command, FilterOptions& options);
-void AddSizeOptions(CLI::App& command, FilterOptions& options);
-void AddVerdictOptions(CLI::App& command, FilterOptions& options);
-void AddFileSystemOptions(CLI::App& command, FileSystemUse& use);
+void AddImageOptions(Command& command, ImageSpec& image);
+void AddSkipBad(Command& command, bool& skipBad);
+void AddFinds(Command& command, std::string& finds, ImageSpec& image);
+/// `path` takes the image to use in place of the one that the finds name.
+void AddOtherImage(Command& command, std::string& path);
+void AddTypeOptions(Command& command, FilterOptions& options);
+void AddSizeOptions(Command& command, FilterOptions& options);
+void AddVerdictOptions(Command& command, FilterOptions& options);
+void AddFileSystemOptions(Command& command, FileSystemUse& use);
 /// `which` says what folders may be named.
-void AddOutOptions(CLI::App& command, const std::string& which, std::string& out, bool& overwrite);
-void AddQuiet(CLI::App& command, bool& quiet);
+void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite);
+void AddQuiet(Command& command, bool& quiet);
 
 }  // namespace salvor

@@ -46,25 +46,25 @@ ExitStatus RunRecover(const RecoverCommand& command) {
 
 }  // namespace
 
-Command AddRecoverCommand(CLI::App& program) {
+Command RecoverCommandLine() {
     const auto command = std::make_shared<RecoverCommand>();
-    CLI::App* const line = program.add_subcommand("recover", "Scan and write the files, in one go");
-    line->group("In one go");
-    AddScanOptions(*line, command->scan);
-    AddSkipBad(*line, command->scan.skipBad);
-    AddTypeOptions(*line, command->filter);
-    AddSizeOptions(*line, command->filter);
-    AddVerdictOptions(*line, command->filter);
-    AddFileSystemOptions(*line, command->fileSystems);
-    AddJobOptions(*line, command->job);
-    AddOutOptions(*line, "new, empty, or of a recovery that was stopped", command->out, command->overwrite);
-    AddQuiet(*line, command->quiet);
-    line->footer(
+    Command line{.name = "recover", .description = "Scan and write the files, in one go", .group = "In one go"};
+    AddScanOptions(line, command->scan);
+    AddSkipBad(line, command->scan.skipBad);
+    AddTypeOptions(line, command->filter);
+    AddSizeOptions(line, command->filter);
+    AddVerdictOptions(line, command->filter);
+    AddFileSystemOptions(line, command->fileSystems);
+    AddJobOptions(line, command->job);
+    AddOutOptions(line, "new, empty, or of a recovery that was stopped", command->out, command->overwrite);
+    AddQuiet(line, command->quiet);
+    line.footer =
         "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
-        "Example: salvor recover card.img --out recovered --types jpg,png");
-    return {line, [command] {
-                return RunRecover(*command);
-            }};
+        "Example: salvor recover card.img --out recovered --types jpg,png";
+    line.run = [command] {
+        return RunRecover(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -105,23 +105,28 @@ ExitStatus RunReport(const ReportCommand& command) {
 
 }  // namespace
 
-Command AddReportCommand(CLI::App& program) {
+Command ReportCommandLine() {
     const auto command = std::make_shared<ReportCommand>();
-    CLI::App* const line = program.add_subcommand("report", "Write the report of recovered files for other tools");
-    line->group("To look and choose");
-    line->add_option("DIR", command->folder, "Folder of recovered files")->required();
+    Command line{.name = "report",
+                 .description = "Write the report of recovered files for other tools",
+                 .group = "To look and choose"};
+    line.options.push_back(
+        {.name = "DIR", .target = &command->folder, .help = "Folder of recovered files", .isRequired = true});
     std::string help = "html (the page, if none is given)";
     for (const ReportFormat& format : ReportFormats()) {
         help += fmt::format(", {} ({})", format.name, format.help);
     }
-    line->add_option("--format", command->formats, help)->type_name("FORMATS")->delimiter(',')->allow_extra_args(false);
-    line->add_option("--out", command->out, "File for the report, - for standard output; in the folder if not given")
-        ->type_name("FILE");
-    AddQuiet(*line, command->quiet);
-    line->footer("Example: salvor report recovered --format csv,dfxml");
-    return {line, [command] {
-                return RunReport(*command);
-            }};
+    line.options.push_back({.name = "--format", .target = &command->formats, .help = help, .value = "FORMATS"});
+    line.options.push_back({.name = "--out",
+                            .target = &command->out,
+                            .help = "File for the report, - for standard output; in the folder if not given",
+                            .value = "FILE"});
+    AddQuiet(line, command->quiet);
+    line.footer = "Example: salvor report recovered --format csv,dfxml";
+    line.run = [command] {
+        return RunReport(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

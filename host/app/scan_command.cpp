@@ -136,34 +136,44 @@ ExitStatus RunScan(const ScanCommand& command) {
 
 }  // namespace
 
-Command AddScanCommand(CLI::App& program) {
+Command ScanCommandLine() {
     const auto command = std::make_shared<ScanCommand>();
-    CLI::App* const line = program.add_subcommand("scan", "Look for files and write the finds, no recovered byte");
-    line->group("In steps");
-    AddScanOptions(*line, command->scan);
-    AddSkipBad(*line, command->scan.skipBad);
-    AddTypeOptions(*line, command->filter);
-    line->add_option("--report", command->report, "File for the finds; - for standard output")
-        ->type_name("FINDS")
-        ->group("Where to");
-    line->add_option("--job", command->folder,
-                     "Folder for the finds and for what is scanned on the way; a scan that was begun there goes on")
-        ->type_name("DIR")
-        ->group("Where to");
-    line->add_option("--segment", command->segment,
-                     "Only a piece, as in 3/16, into a folder that all pieces share; 'salvor merge' joins them")
-        ->type_name("N/M")
-        ->group("How to work");
-    AddJobOptions(*line, command->job);
-    line->add_flag("--overwrite", command->overwrite, "Replace a finds file or a scan that exists")->group("Where to");
-    AddQuiet(*line, command->quiet);
-    line->footer(
+    Command line{
+        .name = "scan", .description = "Look for files and write the finds, no recovered byte", .group = "In steps"};
+    AddScanOptions(line, command->scan);
+    AddSkipBad(line, command->scan.skipBad);
+    AddTypeOptions(line, command->filter);
+    line.options.push_back({.name = "--report",
+                            .target = &command->report,
+                            .help = "File for the finds; - for standard output",
+                            .value = "FINDS",
+                            .group = "Where to"});
+    line.options.push_back(
+        {.name = "--job",
+         .target = &command->folder,
+         .help = "Folder for the finds and for what is scanned on the way; a scan that was begun there goes on",
+         .value = "DIR",
+         .group = "Where to"});
+    line.options.push_back(
+        {.name = "--segment",
+         .target = &command->segment,
+         .help = "Only a piece, as in 3/16, into a folder that all pieces share; 'salvor merge' joins them",
+         .value = "N/M",
+         .group = "How to work"});
+    AddJobOptions(line, command->job);
+    line.options.push_back({.name = "--overwrite",
+                            .target = &command->overwrite,
+                            .help = "Replace a finds file or a scan that exists",
+                            .group = "Where to"});
+    AddQuiet(line, command->quiet);
+    line.footer =
         "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
         "A scan that was stopped goes on where it was when the same command is given again.\n"
-        "Example: salvor scan /dev/sdb --types jpg,png --report card.finds");
-    return {line, [command] {
-                return RunScan(*command);
-            }};
+        "Example: salvor scan /dev/sdb --types jpg,png --report card.finds";
+    line.run = [command] {
+        return RunScan(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "host/say/failure.h"
-#include "host/say/nearest_word.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {
@@ -26,13 +25,9 @@ std::set<std::int32_t> TypesOf(const std::string& option, const std::vector<std:
 std::vector<Verdict> VerdictsOf(const std::vector<std::string>& words) {
     std::vector<Verdict> verdicts;
     for (const std::string& word : words) {
-        const auto verdict = VerdictNamed(word);
-        if (!verdict || verdict == Verdict::NoFile) {
-            throw Failure(ExitStatus::Usage,
-                          fmt::format("--only: '{}' is not one of whole, open, truncated, damaged{}", word,
-                                      MeantText(word, {"whole", "open", "truncated", "damaged"})));
+        if (const auto verdict = VerdictNamed(word)) {
+            verdicts.push_back(*verdict);
         }
-        verdicts.push_back(*verdict);
     }
     return verdicts;
 }

@@ -2,8 +2,6 @@
 #include <FileTypeNotes.h>
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -85,16 +83,18 @@ ExitStatus RunTypes(const std::vector<std::string>& words) {
 
 }  // namespace
 
-Command AddTypesCommand(CLI::App& program) {
+Command TypesCommandLine() {
     const auto words = std::make_shared<std::vector<std::string>>();
-    CLI::App* const line =
-        program.add_subcommand("types", "List the types of files that can be found, or explain some");
-    line->group("More");
-    line->add_option("TYPE", *words, "Types to explain: extensions, indices or groups such as photos");
-    line->footer("Example: salvor types jpg pdf");
-    return {line, [words] {
-                return RunTypes(*words);
-            }};
+    Command line{
+        .name = "types", .description = "List the types of files that can be found, or explain some", .group = "More"};
+    line.options.push_back({.name = "TYPE",
+                            .target = words.get(),
+                            .help = "Types to explain: extensions, indices or groups such as photos"});
+    line.footer = "Example: salvor types jpg pdf";
+    line.run = [words] {
+        return RunTypes(*words);
+    };
+    return line;
 }
 
 }  // namespace salvor

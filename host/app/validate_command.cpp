@@ -28,8 +28,8 @@ struct ValidateCommand {
     bool skipBad = false;
     /// "3/16"; empty for all of it.
     std::string share;
-    /// 0 for as many as there are cores.
-    int workers = 0;
+    /// Worker processes; empty for what suits the machine.
+    std::string jobs;
     bool quiet = false;
 };
 
@@ -57,7 +57,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         share ? std::vector<FilePlace>() : SharesIn(folder, path.filename().string());
     const Validation validation =
         ValidateWithFile(*finds.medium, finds.journal.seen, finds.journal.header.caps, FilePlace(out), earlier,
-                         {finds.image, command.workers, command.quiet, share});
+                         {finds.image, WorkersFor(command.jobs, *finds.medium), command.quiet, share});
     if (share && !StopRequested()) {
         return validation.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
     }
@@ -75,30 +75,34 @@ ExitStatus RunValidate(const ValidateCommand& command) {
 
 }  // namespace
 
-Command AddValidateCommand(CLI::App& program) {
+Command ValidateCommandLine() {
     const auto command = std::make_shared<ValidateCommand>();
-    CLI::App* const line = program.add_subcommand(
-        "validate", "Find out what the files of a scan are, where they end and whether they are whole");
-    line->group("In steps");
-    AddFinds(*line, command->finds, command->image);
-    line->add_option("--out", command->out, "File for the outcomes; beside the finds if not given")->type_name("FILE");
-    AddSkipBad(*line, command->skipBad);
-    line->add_option("--jobs", command->workers, "Worker processes; as many as there are cores if not given")
-        ->check(CLI::Range(1, 1024))
-        ->type_name("NUMBER")
-        ->group("How to work");
-    line->add_option("--segment", command->share,
-                     "Only a share of it, as 3/16, for a run without --segment that goes on from there; shares can be "
-                     "done on many machines")
-        ->type_name("N/M")
-        ->group("How to work");
-    AddQuiet(*line, command->quiet);
-    line->footer(
+    Command line{.name = "validate",
+                 .description = "Find out what the files of a scan are, where they end and whether they are whole",
+                 .group = "In steps"};
+    AddFinds(line, command->finds, command->image);
+    line.options.push_back({.name = "--out",
+                            .target = &command->out,
+                            .help = "File for the outcomes; beside the finds if not given",
+                            .value = "FILE"});
+    AddSkipBad(line, command->skipBad);
+    line.options.push_back(
+        {.name = "--jobs", .target = &command->jobs, .help = JobsHelp, .value = "NUMBER", .group = "How to work"});
+    line.options.push_back(
+        {.name = "--segment",
+         .target = &command->share,
+         .help = "Only a share of it, as 3/16, for a run without --segment that goes on from there; shares can be "
+                 "done on many machines",
+         .value = "N/M",
+         .group = "How to work"});
+    AddQuiet(line, command->quiet);
+    line.footer =
         "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"
-        "Example: salvor validate card.finds");
-    return {line, [command] {
-                return RunValidate(*command);
-            }};
+        "Example: salvor validate card.finds";
+    line.run = [command] {
+        return RunValidate(*command);
+    };
+    return line;
 }
 
 }  // namespace salvor
