@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Runs clang-tidy over the sources of the library and the program:
 #
-#     cmake/tidy.sh [--all] [BASE]
+#     cmake/tidy.sh [--all | NUMBER]
 #
-# All sources get the plain checks. The analyzer, which follows all paths and takes longer than all the rest, looks at
-# what differs from the commit BASE, or at everything with --all. Without BASE that is the commit at which this history
-# left origin/main or main, and the commit in front of the last one on main itself; where none of these is known, the
-# analyzer looks at everything.
+# A source takes some seconds, most of them in the headers of libraries, so the plain checks look at the NUMBER of sources
+# that changed last, 60 if not given, those with a changed header of their own among them. The analyzer, which follows all
+# paths and takes longer than all other checks, looks at those of them that the last commit or nobody yet has committed.
+# With --all everything is looked at, which takes half an hour of two cores.
 #
 # Tests and benchmarks are left out: gtest's macros are checked as if they were our own code.
 set -euo pipefail
@@ -17,32 +17,25 @@ log=$build/tidy.log
 rooms='(containers|documents|formats|frame|host|images|media)/'
 # Sources that instantiate the templates of the JSON and command line libraries, in which the analyzer takes as long as
 # in all the rest.
-templates='host/[a-z/]+/([a-z_]+_command|command_line|extract_run|journal|json_lines|out_folder|report)\.cpp$'
+templates='host/[a-z/]+/(command_line|extract_run|journal|json_lines|out_folder|report)\.cpp'
 
-base_commit() {
-    local main head
-    head=$(git rev-parse HEAD 2>/dev/null) || return 1
-    for main in origin/main main; do
-        if base=$(git merge-base HEAD "$main" 2>/dev/null); then
-            [[ $base != "$head" ]] || base=$(git rev-parse -q --verify HEAD^) || return 1
-            echo "$base"
-            return
-        fi
-    done
-    return 1
-}
-
-# The sources that differ from a commit, and those whose own header does.
-changed_since() {
-    { git diff --name-only --diff-filter=d "$1" && git ls-files --others --exclude-standard; } |
-        grep -E "^$rooms.*\.(h|cpp)\$" | sed 's/\.h$/.cpp/' | sort -u | while IFS= read -r source; do
+# Sources of a list of changed files, and those whose own header is on it; each once, in the list's order.
+sources_of() {
+    grep -E "^$rooms.*\.(h|cpp)\$" | sed 's/\.h$/.cpp/' | awk '!seen[$0]++' | while IFS= read -r source; do
         [[ ! -f $source ]] || echo "$source"
     done
 }
 
-# tidy OPTIONS... PATTERN: PATTERN chooses from the sources of the build.
+uncommitted() { git status --porcelain --no-renames --untracked-files=all | cut -c 4-; }
+
+# tidy CHECKS SOURCE...: CHECKS are added to those of .clang-tidy.
 tidy() {
-    if ! run-clang-tidy -p "$build" -j "$(nproc)" -quiet "$@" 2>&1 | sed 's/\x1b\[[0-9;]*m//g' >>"$log"; then
+    local checks=$1 pattern
+    shift
+    [[ $# -gt 0 ]] || return 0
+    pattern=$(printf '%s|' "${@//./\\.}")
+    if ! run-clang-tidy -p "$build" -j "$(nproc)" -quiet -checks="$checks" "^$PWD/(${pattern%|})\$" 2>&1 |
+        sed 's/\x1b\[[0-9;]*m//g' >>"$log"; then
         grep -E -A 4 ' (error|warning): ' "$log" >&2
         echo "clang-tidy: the whole log is $log" >&2
         exit 1
@@ -50,13 +43,16 @@ tidy() {
 }
 
 : >"$log"
-analyzed="$rooms"
-if [[ ${1:-} != --all ]] && base=${1:-$(base_commit)}; then
-    mapfile -t sources < <(changed_since "$base")
-    # Nothing matches the empty list.
-    analyzed="($(printf '%s|' "${sources[@]//./\\.}")//)$"
-    echo "The analyzer looks at ${#sources[@]} sources that differ from $base"
+if [[ ${1:-} == --all ]]; then
+    mapfile -t changed < <(git ls-files --cached --others --exclude-standard | sources_of)
+    newest=("${changed[@]}")
+else
+    mapfile -t newest < <({ uncommitted && git show --format= --name-only HEAD; } | sources_of)
+    # The reading of a long history ends when head has enough.
+    mapfile -t changed < <({ uncommitted && git log --format= --name-only; } 2>/dev/null | sources_of | head -n "${1:-60}")
 fi
-tidy "^$PWD/(?!$templates)$analyzed"
-tidy -checks='-clang-analyzer-*' "^$PWD/(?!(?!$templates)$analyzed)$rooms"
+mapfile -t analyzed < <(printf '%s\n' "${newest[@]}" | grep -vE "^($templates|)\$" || true)
+mapfile -t plain < <(printf '%s\n' "${changed[@]}" | grep -vxF -f <(printf '%s\n' "${analyzed[@]:-none}") || true)
+tidy '' "${analyzed[@]}"
+tidy '-clang-analyzer-*' "${plain[@]}"
 echo "clang-tidy: $(grep -c '^clang-tidy' "$log") sources"
