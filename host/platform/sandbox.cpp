@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <type_traits>
 
 namespace salvor {
@@ -51,30 +52,35 @@ public:
         }
     }
 
-    // Some calls do not exist on every kind of processor; then there is nothing to allow.
     void Allow(std::initializer_list<int> calls) {
         for (const int call : calls) {
-            seccomp_rule_add_array(filter_.get(), SCMP_ACT_ALLOW, call, 0, nullptr);
+            Add(SCMP_ACT_ALLOW, call, {});
         }
     }
-    void AllowIf(int call, scmp_arg_cmp condition) {
-        seccomp_rule_add_array(filter_.get(), SCMP_ACT_ALLOW, call, 1, &condition);
-    }
-    void Fail(int call, int error) {
-        seccomp_rule_add_array(filter_.get(), SCMP_ACT_ERRNO(static_cast<std::uint16_t>(error)), call, 0, nullptr);
-    }
+    void AllowIf(int call, scmp_arg_cmp condition) { Add(SCMP_ACT_ALLOW, call, {&condition, 1}); }
+    void Fail(int call, int error) { Add(SCMP_ACT_ERRNO(static_cast<std::uint16_t>(error)), call, {}); }
 
     bool IsMade() const { return filter_ != nullptr; }
     bool Load() { return seccomp_load(filter_.get()) == 0; }
+    std::uint8_t RefusedRules() const { return refused_; }
 
 private:
+    // A call that this kind of processor does not have is passed over, which is no refusal.
+    void Add(std::uint32_t action, int call, std::span<const scmp_arg_cmp> conditions) {
+        const auto count = static_cast<unsigned int>(conditions.size());
+        if (seccomp_rule_add_array(filter_.get(), action, call, count, conditions.data()) < 0) {
+            ++refused_;
+        }
+    }
+
+    std::uint8_t refused_ = 0;
     std::unique_ptr<std::remove_pointer_t<scmp_filter_ctx>, FilterRelease> filter_;
 };
 
-bool LoadFilter() {
+Sandbox LoadFilter() {
     Filter filter;
     if (!filter.IsMade()) {
-        return false;
+        return {};
     }
     // Files that are open, memory, threads, time, and the end.
     filter.Allow({SCMP_SYS(read), SCMP_SYS(pread64), SCMP_SYS(readv), SCMP_SYS(write), SCMP_SYS(pwrite64),
@@ -106,14 +112,14 @@ bool LoadFilter() {
         // To find out whether memory may be read.
         filter.Allow({SCMP_SYS(pipe), SCMP_SYS(pipe2)});
     }
-    return filter.Load();
+    return {filter.Load() ? SandboxKind::Filter : SandboxKind::LimitsOnly, filter.RefusedRules()};
 }
 
 }  // namespace
 
-SandboxKind EnterSandbox(const SandboxLimits& limits) {
+Sandbox EnterSandbox(const SandboxLimits& limits) {
     SetLimits(limits);
-    return LoadFilter() ? SandboxKind::Filter : SandboxKind::LimitsOnly;
+    return limits.withFilter ? LoadFilter() : Sandbox();
 }
 
 }  // namespace salvor

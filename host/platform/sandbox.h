@@ -22,6 +22,8 @@ struct SandboxLimits {
     std::int64_t memory = 0;
     /// May regular files that are open be written?
     bool mayWrite = false;
+    /// For tests: false does as a kernel without filters does.
+    bool withFilter = true;
 };
 
 /// What holds the process from now on.
@@ -32,8 +34,14 @@ enum class SandboxKind : std::uint8_t {
     Filter = 2,
 };
 
+struct Sandbox {
+    SandboxKind kind = SandboxKind::LimitsOnly;
+    /// System calls that should have been allowed, but the rule for them was refused: whoever makes one is ended.
+    std::uint8_t refusedRules = 0;
+};
+
 /// From now on the process, with all its threads, may compute, start threads, read and write what is open, and end.
 /// There is no way back.
-SandboxKind EnterSandbox(const SandboxLimits& limits);
+Sandbox EnterSandbox(const SandboxLimits& limits);
 
 }  // namespace salvor

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/files/digest.h"
+#include "host/platform/device_facts.h"
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
 #include "host/say/failure.h"
@@ -35,6 +36,8 @@ Json ToJson(const ScanJob& job) {
     json["program"] = job.program;
     json["image"]["digest"] = job.medium.digest;
     json["image"]["modified"] = job.medium.modified ? Json(*job.medium.modified) : Json(nullptr);
+    json["image"]["model"] = job.medium.model;
+    json["image"]["serial"] = job.medium.serial;
     json["segment_blocks"] = job.segmentBlocks;
     return json;
 }
@@ -45,7 +48,8 @@ ScanJob FromJson(const Json& json) {
     job.header = HeaderFromJson(json);
     job.program = json.at("program").get<std::string>();
     const Json& image = json.at("image");
-    job.medium = {job.header.imageSize, std::nullopt, image.at("digest").get<std::string>()};
+    job.medium = {job.header.imageSize, std::nullopt, image.at("digest").get<std::string>(), image.value("model", ""),
+                  image.value("serial", "")};
     if (image.at("modified").is_number_integer()) {
         job.medium.modified = image.at("modified").get<std::int64_t>();
     }
@@ -63,6 +67,10 @@ MediumIdentity IdentityOf(Medium& medium) {
         if (!none && std::filesystem::is_regular_file(path, none)) {
             const std::int64_t modified = time.time_since_epoch().count();
             identity.modified = std::max(identity.modified.value_or(modified), modified);
+        }
+        if (const auto facts = FactsOfDevice(path)) {
+            identity.model = facts->model;
+            identity.serial = facts->serial;
         }
     }
     const std::int64_t count = std::min((std::int64_t{1} << 20) / medium.SectorSize(), medium.SectorCount());
@@ -135,6 +143,11 @@ void WriteScanJob(const Folder& folder, const ScanJob& job) {
 std::string ChangeOf(const MediumIdentity& then, const MediumIdentity& now) {
     if (then.size != now.size) {
         return fmt::format("it had {} bytes and has {}", then.size, now.size);
+    }
+    // Of some devices, or by some ways to them, the system knows no number.
+    if (!then.serial.empty() && !now.serial.empty() && then.serial != now.serial) {
+        return fmt::format("it was the disk '{}' with the serial number {} and is '{}' with {}", then.model,
+                           then.serial, now.model, now.serial);
     }
     if (then.digest != now.digest) {
         return "its first or last MiB holds something else";

@@ -18,6 +18,9 @@ struct MediumIdentity {
     std::optional<std::int64_t> modified;
     /// Of its first and last MiB.
     std::string digest;
+    /// Of devices, as far as the system knows them.
+    std::string model{};
+    std::string serial{};
 };
 
 MediumIdentity IdentityOf(Medium& medium);

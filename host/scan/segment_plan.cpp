@@ -77,9 +77,10 @@ void AddSightings(Sightings& seen, std::span<const SegmentScan> segments) {
 std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize) {
     constexpr std::int64_t mebibyte = std::int64_t{1} << 20;
     const std::int64_t bytes = grid.range.count * sectorSize;
-    const std::int64_t least = std::min(256 * mebibyte, bytes / 8);
+    const std::int64_t least = std::clamp(bytes / 4, 64 * mebibyte, 256 * mebibyte);
     const std::int64_t wanted = std::clamp(bytes / 64, least, 1024 * mebibyte);
-    return std::max<std::int64_t>(wanted / (grid.blockSectors * sectorSize), 1);
+    const std::int64_t block = grid.blockSectors * sectorSize;
+    return (wanted + block - 1) / block;
 }
 
 BlockRange PieceOf(const ScanGrid& grid, std::int64_t number, std::int64_t count) {

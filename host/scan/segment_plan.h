@@ -17,8 +17,8 @@ struct OpenPart {
     bool operator==(const OpenPart&) const = default;
 };
 
-/// How many blocks a segment has: a 64th of the range, but a GiB at most, and no less than 256 MiB where that still
-/// makes eight segments.
+/// How many blocks a segment has: a 64th of the range, but a GiB at most and 256 MiB at least. Smaller media have four
+/// segments, or as many as have 64 MiB; below 64 MiB there is one.
 std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize);
 
 /// One of `count` pieces of a scan that are as large as each other; `number` counts from 1. A scan of few blocks has

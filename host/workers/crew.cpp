@@ -53,6 +53,7 @@ public:
     std::int64_t Id() const { return order_.id; }
     int Lines() const { return lines_.readEnd.Get(); }
     bool IsFiltered() const { return page_.sandbox != static_cast<std::uint8_t>(SandboxKind::LimitsOnly); }
+    int RefusedRules() const { return page_.refusedRules; }
     Standing Where() const { return {{page_.first, page_.count}, page_.subject, page_.done}; }
 
     /// Hands on the lines that have arrived.
@@ -196,6 +197,7 @@ private:
         const std::optional<WorkerEnd> end = one.End();
         if (end) {
             SayIfUnfiltered(one);
+            SayIfRefused(one);
             client_.OnEnd(one.Id(), *end);
         }
         return end.has_value();
@@ -205,6 +207,15 @@ private:
         static bool isSaid = false;
         if (!one.IsFiltered() && !std::exchange(isSaid, true)) {
             SayLine("this kernel offers no filter of system calls; what reads the medium is held by limits alone");
+        }
+    }
+
+    static void SayIfRefused(const Employee& one) {
+        static bool isSaid = false;
+        if (one.RefusedRules() > 0 && !std::exchange(isSaid, true)) {
+            Say("this kernel refused {} rules of the filter of system calls, so that what reads the medium may end "
+                "early",
+                one.RefusedRules());
         }
     }
 

@@ -9,11 +9,12 @@
 namespace salvor {
 
 /// Makes a worker fail for tests: "crash", "hang", "memory" or "open", and where: "crash:46:2048" for subject 46 at
-/// sector 2048; without them, anywhere.
+/// sector 2048; without them, anywhere. With "unfiltered" it works as on a kernel that offers no filter.
 class TestFault {
 public:
     /// The one that the environment variable SALVOR_TEST_FAULT asks for.
     static std::optional<TestFault> Ordered();
+    bool HasNoFilter() const { return kind_ == "unfiltered"; }
     /// Fails if this is the place.
     void Strike(SectorRange sectors, std::int32_t subject) const;
 

@@ -91,7 +91,9 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds, int parent) {
     // The zone of the clock is looked up once, and then no more.
     std::tm epoch{};
     std::mktime(&epoch);
-    page.sandbox = static_cast<std::uint8_t>(EnterSandbox({order.memory, /*mayWrite=*/true}));
+    const Sandbox sandbox = EnterSandbox({order.memory, /*mayWrite=*/true, !worker.IsTestedWithoutFilter()});
+    page.sandbox = static_cast<std::uint8_t>(sandbox.kind);
+    page.refusedRules = sandbox.refusedRules;
     return kind->work(worker);
 }
 

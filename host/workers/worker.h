@@ -43,6 +43,7 @@ public:
         page_.steps.fetch_add(1, std::memory_order_relaxed);
     }
     bool StopRequested() const { return page_.stop; }
+    bool IsTestedWithoutFilter() const { return fault_ && fault_->HasNoFilter(); }
 
 private:
     WorkerPage& page_;

@@ -47,6 +47,7 @@ struct WorkerPage {
     // Threads that wait for the medium.
     std::atomic<std::int32_t> readers;
     std::atomic<std::uint8_t> sandbox;
+    std::atomic<std::uint8_t> refusedRules;
     std::atomic<Ending> ending;
     // Why it failed; ends with a zero.
     std::array<char, 512> text;

@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "host/platform/folder.h"
 #include "tests/host/TestFiles.h"
 
 // Scans in worker processes: however many there are, whatever befalls them, the finds are those of one scan.
@@ -172,6 +173,34 @@ TEST(Job, GoesOnWithWhatItWasBegunWithOnly) {
     EXPECT_NE(run.errors.find("goes on with --types"), std::string::npos) << run.errors;
     WriteFile(folder / "job/scan.json", "{}");
     EXPECT_TRUE(refused(scan, "damaged"));
+}
+
+TEST(Job, IsOneRunsAloneButForItsPieces) {
+    const TempFolder folder;
+    const std::string scan = "scan " + Card + " --quiet --block-size 64K --job " + Quoted(folder / "job");
+    ASSERT_EQ(RunProgram(scan + " --segment 1/2").status, 0);
+    {
+        File lock = Folder::Open(folder / "job").OpenLock("job.lock");
+        ASSERT_TRUE(lock.Lock());
+        for (const std::string& command : {scan, "merge " + Quoted(folder / "job")}) {
+            const ProgramRun run = RunProgram(command);
+            EXPECT_EQ(run.status, 3);
+            EXPECT_NE(run.errors.find("another run is writing there"), std::string::npos) << run.errors;
+        }
+        EXPECT_EQ(RunProgram(scan + " --segment 2/2").status, 0);
+    }
+    EXPECT_EQ(RunProgram(scan).status, 0);
+    EXPECT_EQ(SeenIn(folder / "job/finds.jsonl"), SeenByOne(folder));
+}
+
+TEST(Job, GoesOnWithoutAFilterOfSystemCalls) {
+    const TempFolder folder;
+    const ProgramRun run =
+        RunProgram("scan " + Card + Cut + "--report " + Quoted(folder / "finds"), "env SALVOR_TEST_FAULT=unfiltered");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(std::ranges::count(run.errors, '\n'), 1) << run.errors;
+    EXPECT_NE(run.errors.find("no filter of system calls"), std::string::npos) << run.errors;
+    EXPECT_EQ(SeenIn(folder / "finds"), SeenByOne(folder));
 }
 
 TEST(Job, SaysWhenItCannotKeepWhatItScans) {

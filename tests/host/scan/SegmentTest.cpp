@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "host/platform/file_place.h"
+#include "host/scan/scan_job.h"
 #include "host/scan/segment_journal.h"
 #include "host/scan/segment_plan.h"
 #include "tests/host/TestFiles.h"
@@ -54,6 +55,30 @@ TEST(SegmentJournal, IsWholeOrOfNoUse) {
         WriteFile(folder / "changed", changed);
         ASSERT_FALSE(ReadBack(folder / "changed", Key).segment) << at;
     }
+}
+
+TEST(ScanJob, KnowsItsDiskByTheSerialNumber) {
+    const TempFolder temp;
+    const Folder folder = Folder::Open(temp.Path());
+    JournalHeader header;
+    header.imageSize = 4096;
+    WriteScanJob(folder, MakeScanJob(header, {4096, std::nullopt, "d", "Disk", "S1"}, 1));
+    const MediumIdentity kept = ReadScanJob(folder).value().medium;
+    EXPECT_EQ(ChangeOf(kept, {4096, std::nullopt, "d", "Disk", "S1"}), "");
+    EXPECT_EQ(ChangeOf(kept, {4096, std::nullopt, "d", "", ""}), "");
+    EXPECT_NE(ChangeOf(kept, {4096, std::nullopt, "d", "Disk", "S2"}).find("S1 and is 'Disk' with S2"),
+              std::string::npos);
+}
+
+// Where a small medium is cut, each seam costs more than the second worker gains.
+TEST(SegmentPlan, SmallMediaHaveFewSegments) {
+    const auto mebibytes = [](std::int64_t medium) {
+        return SegmentBlocks({{0, medium << 11}, 2048, {}}, 512);
+    };
+    EXPECT_EQ(mebibytes(40), 64);
+    EXPECT_EQ(mebibytes(600), 150);
+    EXPECT_EQ(mebibytes(20000), 313);
+    EXPECT_EQ(mebibytes(10000000), 1024);
 }
 
 TEST(SegmentPlan, OpensWhatNoSegmentCovers) {
