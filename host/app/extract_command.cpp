@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
+#include "host/app/job_scan.h"
 #include "host/app/options.h"
 
 namespace salvor {
@@ -19,22 +21,33 @@ struct ExtractCommand {
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
     bool overwrite = false;
+    /// "3/16"; empty for all of it.
+    std::string segment;
     bool quiet = false;
 };
 
+FolderUse UseOf(const ExtractCommand& command, const std::optional<Piece>& piece) {
+    if (piece && command.overwrite) {
+        throw Failure(ExitStatus::Usage, "--overwrite would write over what the other segments write");
+    }
+    return piece ? FolderUse::Share : command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn;
+}
+
 ExitStatus RunExtract(const ExtractCommand& command) {
     PlanFilter filter = MakeFilter(command.filter);
+    const std::optional<Piece> piece =
+        command.segment.empty() ? std::nullopt : std::optional(ParsePiece(command.segment));
+    const FolderUse use = UseOf(command, piece);
     FindsUse finds(command.finds, command.image, command.skipBad);
     const JournalHeader& header = finds.journal.header;
     // The validators see files of types that the scan was not asked for.
     std::erase_if(filter.types,
                   [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
-    const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.medium->Files(), command.finds},
-                                           command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn);
+    const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.medium->Files(), command.finds}, use);
     const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps,
                              SetAsideToJson(header, finds.journal.setAside)};
     const ExitStatus status =
-        ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, command.fileSystems, out, command.quiet);
+        ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, command.fileSystems, out, piece, command.quiet);
     // Of files that the finds do not name nobody knows.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }
@@ -51,6 +64,14 @@ Command ExtractCommandLine() {
     AddFileSystemOptions(line, command->fileSystems);
     AddOutOptions(line, "new, empty, or of an earlier run on the image", command->out, command->overwrite);
     AddSkipBad(line, command->skipBad);
+    line.options.push_back(
+        {.name = "--segment",
+         .target = &command->segment,
+         .help =
+             "Only a piece of the files, as 3/16, for a run without --segment that joins them; pieces can be written "
+             "on many machines",
+         .value = "N/M",
+         .group = "How to work"});
     AddQuiet(line, command->quiet);
     line.footer =
         "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "host/app/job_scan.h"
 #include "host/medium/open_image.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
@@ -87,7 +88,8 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
 }
 
 ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
-                       const FileSystemUse& fileSystems, const OutFolder& out, bool quiet) {
+                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
+                       bool quiet) {
     KnownFiles known;
     Validation validation;
     if (filter.asReported) {
@@ -99,8 +101,12 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
         const Folder folder = Folder::Open(beside.parent_path());
         std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
         earlier.emplace_back(folder, beside.filename().string());
-        validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier,
-                                      {.image = origin.image, .quiet = quiet});
+        ValidateHow how{.image = origin.image, .workers = WorkersFor("", medium), .quiet = quiet};
+        if (piece) {
+            how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
+            how.needsShares = true;
+        }
+        validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier, how);
         if (validation.complete && !fileSystems.isOff) {
             known = AskFileSystems(medium, origin.image, origin.caps, validation.outcomes, quiet);
         }
@@ -108,7 +114,14 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
     if (fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);
     }
-    if (!validation.complete || StopRequested()) {
+    const bool isStopped = !validation.complete || StopRequested();
+    if (piece && isStopped) {
+        return ExitStatus::Stopped;
+    }
+    if (piece) {
+        return ExtractPiece(medium, validation.outcomes, known, origin, filter, out, *piece, quiet);
+    }
+    if (isStopped) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
             ShellWord(out.folder.Path().string()));
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,8 +44,10 @@ struct FileSystemUse {
     std::string names = "start";
 };
 
-/// Validates, unless what scanners report is wanted, asks the file systems what they know, and writes the files.
+/// Validates, unless what scanners report is wanted, asks the file systems what they know, and writes the files, or one
+/// piece of them.
 ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
-                       const FileSystemUse& fileSystems, const OutFolder& out, bool quiet);
+                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
+                       bool quiet);
 
 }  // namespace salvor

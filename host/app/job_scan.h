@@ -8,6 +8,7 @@
 #include "host/app/command.h"
 #include "host/files/out_folder.h"
 #include "host/platform/folder.h"
+#include "host/report/piece.h"
 #include "host/say/failure.h"
 #include "host/scan/scan_job.h"
 #include "host/scan/scan_run.h"
@@ -56,12 +57,6 @@ JobScan BeginJobScan(const std::filesystem::path& folder, const ScanOptions& opt
 /// The scan that is in the folder, on the image that it was begun on, or on `image` if its
 /// path is not empty. Throws `Failure` if there is none.
 JobScan ReopenJobScan(const std::filesystem::path& folder, const ImageSpec& image, const JobOptions& jobOptions);
-
-/// One of the pieces into which a scan is cut for several machines; counts from 1.
-struct Piece {
-    std::int64_t number = 1;
-    std::int64_t count = 1;
-};
 
 /// From "3/16". Throws `Failure` (usage).
 Piece ParsePiece(const std::string& text);

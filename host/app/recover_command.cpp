@@ -39,8 +39,8 @@ ExitStatus RunRecover(const RecoverCommand& command) {
     const FilePlace finds(out.folder, JobFindsName);
     const FindsOrigin origin{scan.scan.header.image, finds.Text(), true, scan.scan.header.caps,
                              SetAsideToJson(scan.job.header, outcome.setAside)};
-    const ExitStatus status =
-        ExtractSeen(*scan.scan.medium, outcome.seen, origin, filter, command.fileSystems, out, command.quiet);
+    const ExitStatus status = ExtractSeen(*scan.scan.medium, outcome.seen, origin, filter, command.fileSystems, out,
+                                          std::nullopt, command.quiet);
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 

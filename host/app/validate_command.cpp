@@ -35,13 +35,9 @@ struct ValidateCommand {
 
 ExitStatus RunValidate(const ValidateCommand& command) {
     FindsUse finds(command.finds, command.image, command.skipBad);
-    std::optional<ValidateShare> share;
-    if (!command.share.empty()) {
-        const Piece piece = ParsePiece(command.share);
-        share = {piece.number, piece.count};
-    }
+    const std::optional<Piece> share = command.share.empty() ? std::nullopt : std::optional(ParsePiece(command.share));
     const std::string outcomes = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
-    const std::string out = share ? SharePathOf(outcomes, *share) : outcomes;
+    const std::string out = share ? outcomes + SuffixOf(*share) : outcomes;
     RequireOwnFile("--out", out, finds.medium->Files());
     if (IsSameFile(out, command.finds)) {
         throw Failure(ExitStatus::Usage, "--out names the finds file itself");

@@ -14,6 +14,7 @@
 #include "host/platform/stop_request.h"
 #include "host/report/folder_report.h"
 #include "host/report/page.h"
+#include "host/report/written_before.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
 
@@ -66,6 +67,26 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
     return plan.files.size() == planned;
 }
 
+// Leaves the files of one piece: a stretch of the medium with as many bytes as the other pieces have.
+void KeepPiece(Plan& plan, const Piece& piece) {
+    // The smallest file takes time, too.
+    constexpr std::int64_t costOfAFile = std::int64_t{64} << 10;
+    const auto costOf = [](const PlannedFile& file) {
+        return AddSizes(file.Size(), costOfAFile);
+    };
+    std::int64_t total = 0;
+    for (const PlannedFile& file : plan.files) {
+        total = AddSizes(total, costOf(file));
+    }
+    const std::int64_t step = total / piece.count + 1;
+    std::int64_t before = 0;
+    std::erase_if(plan.files, [&](const PlannedFile& file) {
+        const std::int64_t middle = AddSizes(before, costOf(file) / 2);
+        before = AddSizes(before, costOf(file));
+        return middle / step != piece.number - 1;
+    });
+}
+
 void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& totals) {
     skipped.Add(JsonLine(PassedOverRecord(passed)));
     ++totals.passedOver[ReasonText(passed.reason)];
@@ -74,8 +95,9 @@ void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& 
 // Keeps the books of the files that are written.
 class Extraction : public WriteObserver {
 public:
-    Extraction(const Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize,
-               FolderReport& report, LineFile& skipped, ExtractTotals totals, bool quiet)
+    // `skipped` is null if nobody wants to know what became no file.
+    Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize, FolderReport& report,
+               LineFile* skipped, ExtractTotals totals, bool quiet)
         : plan_(plan),
           known_(known),
           folder_(folder),
@@ -83,17 +105,34 @@ public:
           report_(report),
           skipped_(skipped),
           totals_(std::move(totals)),
-          progress_("writing", TotalBytes(plan), quiet) {}
+          totalBytes_(TotalBytes(plan)),
+          progress_("writing", totalBytes_, quiet) {}
+
+    // Reports what others have written and takes it out of the plan.
+    void TakeOver(WrittenBefore& before) {
+        std::erase_if(plan_.files, [&](const PlannedFile& file) {
+            const auto written = before.Find(file, known_.At(file.known), sectorSize_);
+            if (!written) {
+                return false;
+            }
+            report_.Add(written->record);
+            totals_.there.Add(written->record);
+            ++(written->isOfPiece ? totals_.written : totals_.alreadyThere);
+            ++counts_[VerdictName(file.finding.verdict)];
+            return true;
+        });
+        bytesBefore_ = totalBytes_ - TotalBytes(plan_);
+    }
 
     // False if the person stopped it.
-    bool Run(Medium& medium) {
+    bool Run(Medium& medium, const std::string& partialSuffix) {
         for (const PassedOver& passed : plan_.passedOver) {
-            NotePassedOver(passed, skipped_, totals_);
+            NotePassedOver(passed, *skipped_, totals_);
         }
-        const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, *this);
+        const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, *this);
         if (complete) {
             // The last files may be done before anybody asks how far they are.
-            progress_.Update(TotalBytes(plan_), counts_);
+            progress_.Update(totalBytes_, counts_);
         }
         Report();
         return complete;
@@ -118,7 +157,7 @@ public:
     }
 
     bool OnProgress(std::int64_t bytes) override {
-        progress_.Update(bytes, counts_);
+        progress_.Update(bytesBefore_ + bytes, counts_);
         if (steady_clock::now() >= nextReport_) {
             Report();
         }
@@ -149,7 +188,9 @@ private:
 
     void NoteFailure(const PlannedFile& file, const WriteResult& result) {
         const std::string reason = "could not be written: " + result.error;
-        skipped_.Add(JsonLine(FailedRecord(file, reason)));
+        if (skipped_ != nullptr) {
+            skipped_->Add(JsonLine(FailedRecord(file, reason)));
+        }
         ++totals_.failed;
         ++totals_.passedOver[reason];
         // A full disk is said once; the summary counts the files.
@@ -160,13 +201,16 @@ private:
         diskWasFull_ = diskWasFull_ || result.diskIsFull;
     }
 
-    const Plan& plan_;
+    Plan& plan_;
     const KnownFiles& known_;
     const Folder& folder_;
     std::int32_t sectorSize_;
     FolderReport& report_;
-    LineFile& skipped_;
+    LineFile* skipped_;
     ExtractTotals totals_;
+    // Of all files, and of those that were taken over.
+    std::int64_t totalBytes_;
+    std::int64_t bytesBefore_ = 0;
     // Of files that may not yet be on stable storage.
     std::vector<Json> unreported_;
     steady_clock::time_point nextReport_ = steady_clock::now() + ReportInterval;
@@ -235,12 +279,22 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
             "selection, and run 'salvor extract {} --out {}'",
             folder.Path().string(), ShellWord(origin.findsPath), ShellWord(folder.Path().string()));
     }
-    FindDetails(medium, origin.image, plan, &folder);
+    const std::size_t planned = plan.files.size();
+    WrittenBefore before(folder);
+    if (out.isOfJob) {
+        before.ReadAll();
+    }
+    medium.NoteUnreadable(before.Unreadable());
+    if (const std::string missing = before.Missing(); !missing.empty()) {
+        Say("the segments {} did not come to their end; their files are written now", missing);
+    }
     FolderReport report(folder, !out.isOfJob);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);
-    Extraction extraction(plan, known, folder, medium.SectorSize(), report, skipped, std::move(passedOver), quiet);
-    const bool complete = extraction.Run(medium);
+    Extraction extraction(plan, known, folder, medium.SectorSize(), report, &skipped, std::move(passedOver), quiet);
+    extraction.TakeOver(before);
+    FindDetails(medium, origin.image, plan, &folder);
+    const bool complete = extraction.Run(medium, ".part");
     extraction.EndProgress();
     const ExtractTotals& totals = extraction.Totals();
     skipped.TakeName();
@@ -251,15 +305,62 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
         return SummaryRecord(totals, earlier, medium, origin, complete);
     });
     folder.Sync();
+    if (complete) {
+        before.RemovePieces();
+    }
     if (!quiet) {
         Tell(TotalsTable(totals, filesOfEarlierRuns) +
              ClosingLines(totals.there, Printable((folder.Path() / PageName).string())));
     }
     if (!complete) {
-        Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, plan.files.size());
+        Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, planned);
         return ExitStatus::Stopped;
     }
     const bool isLossless = fits && totals.failed == 0 && medium.Unreadable().SectorCount() == 0;
+    return isLossless ? ExitStatus::Done : ExitStatus::Losses;
+}
+
+ExitStatus ExtractPiece(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
+                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, const Piece& piece,
+                        bool quiet) {
+    const Folder& folder = out.folder;
+    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps,
+                         [](const PassedOver& /*passed*/) {});
+    // What would be left out depends on what the others have written by now, and the plans would differ.
+    if (!FitOntoDisk(plan, folder)) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("'{}' has no room for the files of all segments: free some space, narrow the "
+                                  "selection, or run without --segment to write the best of those that fit",
+                                  folder.Path().string()));
+    }
+    KeepPiece(plan, piece);
+    plan.passedOver.clear();
+    const std::size_t planned = plan.files.size();
+    WrittenBefore before(folder);
+    before.ReadPiece(piece);
+    FolderReport report(folder, false, piece);
+    report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
+    Extraction extraction(plan, known, folder, medium.SectorSize(), report, nullptr, {}, quiet);
+    extraction.TakeOver(before);
+    FindDetails(medium, origin.image, plan, &folder);
+    const bool complete = extraction.Run(medium, SuffixOf(piece) + ".part");
+    extraction.EndProgress();
+    const ExtractTotals& totals = extraction.Totals();
+    report.Finish([&](const FolderCounts& /*earlier*/) {
+        return Json{{"record", "summary"},
+                    {"ended", complete ? "complete" : "stopped"},
+                    {"unreadable", RangesToJson(medium.Unreadable().Ranges())}};
+    });
+    folder.Sync();
+    if (!complete) {
+        Say("stopped with {} of {} files written; the same command goes on", totals.written + totals.alreadyThere,
+            planned);
+        return ExitStatus::Stopped;
+    }
+    if (!quiet) {
+        Tell(TotalsTable(totals, 0));
+    }
+    const bool isLossless = totals.failed == 0 && medium.Unreadable().SectorCount() == 0;
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 

@@ -10,6 +10,7 @@
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
 #include "host/report/json_lines.h"
+#include "host/report/piece.h"
 #include "host/say/failure.h"
 #include "host/volumes/known_files.h"
 
@@ -28,9 +29,16 @@ struct FindsOrigin {
 };
 
 /// Plans, writes and reports the files of what was validated into a prepared folder, telling the person how far it is
-/// and, unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on.
-/// `known` is what the outcomes' indices count.
+/// and, unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on. What
+/// a run that was cut short has reported, or pieces have, is not compared with the medium again; reports of pieces are
+/// gone when all is joined. `known` is what the outcomes' indices count.
 ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
                         const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, bool quiet);
+
+/// Writes one piece of the same files, and a report of its own, while other processes may write the others there. All
+/// pieces have the same plan. Throws `Failure` (not started) if the disk has no room for what all of them would write.
+ExitStatus ExtractPiece(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
+                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, const Piece& piece,
+                        bool quiet);
 
 }  // namespace salvor

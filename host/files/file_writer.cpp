@@ -15,14 +15,15 @@ namespace {
 constexpr std::int64_t PieceBytes = 1 << 20;
 // Below this the kernel copies no faster, and the disk does better with many files at once.
 constexpr std::size_t LeastLargePiece = 1U << 18U;
-constexpr const char* PartialSuffix = ".part";
 constexpr const char* ImageStandsThere = "the image itself stands there";
 
 }  // namespace
 
-FileWriter::FileWriter(Medium& medium, const Folder& folder, std::function<bool(std::int64_t)> progress)
+FileWriter::FileWriter(Medium& medium, const Folder& folder, std::string partialSuffix,
+                       std::function<bool(std::int64_t)> progress)
     : medium_(medium),
       folder_(folder),
+      partialSuffix_(std::move(partialSuffix)),
       progress_(std::move(progress)),
       piece_(static_cast<std::size_t>(PieceBytes / medium.SectorSize() * medium.SectorSize())),
       there_(piece_.size()) {
@@ -132,7 +133,7 @@ bool FileWriter::HoldsPlannedBytes(const Folder& folder, const std::string& name
 }
 
 void FileWriter::Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result) {
-    const std::string partial = name + PartialSuffix;
+    const std::string partial = name + partialSuffix_;
     File out = folder.CreateNew(partial);
     if (!out.IsOpen() && out.Error().IsTakenName()) {
         if (IsImage(folder.Entry(partial))) {

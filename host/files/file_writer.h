@@ -35,8 +35,10 @@ struct WriteResult {
 /// Copies planned files from the medium into a folder. Several may work side by side on different files.
 class FileWriter {
 public:
-    /// `progress` is told the bytes done of the file under way; it returns true to stop.
-    FileWriter(Medium& medium, const Folder& folder, std::function<bool(std::int64_t)> progress);
+    /// The name of a file that is not whole yet ends with `partialSuffix`; no other process that writes the same files
+    /// at the same time has the same. `progress` is told the bytes done of the file under way; it returns true to stop.
+    FileWriter(Medium& medium, const Folder& folder, std::string partialSuffix,
+               std::function<bool(std::int64_t)> progress);
 
     /// Writes the file under a temporary name and gives it its own when it is whole. A file that is there and holds the
     /// right bytes is left alone.
@@ -53,6 +55,7 @@ private:
 
     Medium& medium_;
     const Folder& folder_;
+    std::string partialSuffix_;
     // Those of earlier files, by their paths in the folder.
     std::map<std::string, Folder> parents_;
     std::optional<FileIdentity> image_;

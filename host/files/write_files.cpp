@@ -28,8 +28,12 @@ bool WouldFit(const Folder& folder, std::int64_t bytes) {
 
 class SideBySide {
 public:
-    SideBySide(Medium& medium, const Plan& plan, const Folder& folder)
-        : medium_(medium), files_(plan.files), folder_(folder), results_(std::min(MostAhead, files_.size())) {
+    SideBySide(Medium& medium, const Plan& plan, const Folder& folder, std::string partialSuffix)
+        : medium_(medium),
+          files_(plan.files),
+          folder_(folder),
+          partialSuffix_(std::move(partialSuffix)),
+          results_(std::min(MostAhead, files_.size())) {
         const unsigned writers = std::clamp(std::thread::hardware_concurrency(), 1U, MostWriters);
         for (unsigned i = 0; i < writers && i < files_.size(); ++i) {
             threads_.emplace_back([this] { WriteSome(); });
@@ -83,7 +87,7 @@ private:
 
     void WriteSome() {
         std::int64_t bytesOfFile = 0;
-        FileWriter writer(medium_, folder_, [this, &bytesOfFile](std::int64_t done) {
+        FileWriter writer(medium_, folder_, partialSuffix_, [this, &bytesOfFile](std::int64_t done) {
             bytes_ += done - bytesOfFile;
             bytesOfFile = done;
             return stop_.load();
@@ -116,6 +120,7 @@ private:
     Medium& medium_;
     const std::vector<PlannedFile>& files_;
     const Folder& folder_;
+    std::string partialSuffix_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::atomic<bool> stop_ = false;
@@ -132,8 +137,9 @@ private:
 
 }  // namespace
 
-bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, WriteObserver& observer) {
-    return SideBySide(medium, plan, folder).HandOn(observer);
+bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
+                WriteObserver& observer) {
+    return SideBySide(medium, plan, folder, partialSuffix).HandOn(observer);
 }
 
 }  // namespace salvor

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "host/files/file_writer.h"
 #include "host/plan/plan.h"
@@ -19,7 +20,8 @@ public:
 
 /// Writes a plan's files into the folder, several at a time, so that reading, hashing and writing go on together. On a
 /// full disk, files that cannot fit are not begun; smaller ones behind them may still fit. False if the observer
-/// stopped it: files under way are given up then and files behind them not begun.
-bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, WriteObserver& observer);
+/// stopped it: files under way are given up then and files behind them not begun. For `partialSuffix` see `FileWriter`.
+bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
+                WriteObserver& observer);
 
 }  // namespace salvor

@@ -22,7 +22,8 @@ bool IsThere(const Folder& folder, const Json& record) {
 
 }  // namespace
 
-FolderReport::FolderReport(const Folder& folder, bool anew) : folder_(folder), lines_(folder, ReportName) {
+FolderReport::FolderReport(const Folder& folder, bool anew, const std::optional<Piece>& piece)
+    : folder_(folder), name_(ReportName + (piece ? SuffixOf(*piece) : "")), lines_(folder, name_) {
     if (!anew) {
         TakeOver();
     }
@@ -30,7 +31,7 @@ FolderReport::FolderReport(const Folder& folder, bool anew) : folder_(folder), l
 }
 
 void FolderReport::TakeOver() {
-    File before = folder_.Read(ReportName);
+    File before = folder_.Read(name_);
     if (!before.IsOpen()) {
         return;
     }
@@ -71,7 +72,7 @@ void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>
     bool isWritten = false;
     if (!isInOrder) {
         try {
-            LineFile ordered(folder_, ReportName);
+            LineFile ordered(folder_, name_);
             for (const Line& line : index_) {
                 ordered.Add(Text(line));
             }
@@ -80,7 +81,7 @@ void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>
             isWritten = true;
         } catch (const Failure&) {
             // No room for a second copy: the lines as they came are as true.
-            folder_.Remove(std::string(ReportName) + ".part");
+            folder_.Remove(name_ + ".part");
         }
     }
     if (!isWritten) {

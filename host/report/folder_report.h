@@ -3,10 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/platform/folder.h"
+#include "host/report/piece.h"
 #include "host/report/report.h"
 
 namespace salvor {
@@ -16,8 +18,9 @@ namespace salvor {
 /// `Failure` (losses) when it cannot be written.
 class FolderReport {
 public:
-    /// Takes over what earlier runs said of files that are still there; nothing if `anew`. The folder outlives this.
-    FolderReport(const Folder& folder, bool anew);
+    /// Takes over what earlier runs said of files that are still there; nothing if `anew`. A piece has a report of its
+    /// own. The folder outlives this.
+    FolderReport(const Folder& folder, bool anew, const std::optional<Piece>& piece = std::nullopt);
 
     /// See `LineFile`.
     void KeepRoom(std::int64_t bytes) { lines_.KeepRoom(bytes); }
@@ -44,6 +47,7 @@ private:
     std::string Text(const Line& line) { return lines_.Read(line.offset, line.length); }
 
     const Folder& folder_;
+    std::string name_;
     LineFile lines_;
     std::vector<Line> index_;
 };

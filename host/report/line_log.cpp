@@ -9,13 +9,18 @@
 
 namespace salvor {
 
-LineLog::LineLog(const FilePlace& place, std::string what)
-    : name_(place.Text()), what_(std::move(what)), file_(place.Create()) {
+LineLog::LineLog(const FilePlace& place, std::string what) : LineLog(place, std::move(what), "") { place_.SyncEntry(); }
+
+LineLog::LineLog(const FilePlace& place, std::string what, const std::string& draftSuffix)
+    : place_(place),
+      draft_(draftSuffix.empty() ? place : place.Draft(draftSuffix)),
+      name_(place.Text()),
+      what_(std::move(what)),
+      file_(draft_.Create()) {
     if (!file_.IsOpen()) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("cannot create the {} '{}': {}", what_, name_, file_.Error().Text()));
     }
-    place.SyncEntry();
 }
 
 void LineLog::Add(const std::string& lines) {
@@ -29,17 +34,25 @@ void LineLog::Add(const std::string& lines) {
 
 void LineLog::Flush() {
     const std::string text = std::exchange(pending_, {});
-    if (!file_.Write(text.data(), text.size())) {
-        throw Failure(ExitStatus::Losses, fmt::format("cannot write the {} '{}': {}; the run ends here", what_, name_,
-                                                      file_.Error().Text()));
-    }
+    Require(file_.Write(text.data(), text.size()), "write", file_.Error());
 }
 
 void LineLog::Sync() {
     Flush();
-    if (!file_.Sync()) {
-        throw Failure(ExitStatus::Losses, fmt::format("cannot store the {} '{}': {}; the run ends here", what_, name_,
-                                                      file_.Error().Text()));
+    Require(file_.Sync(), "store", file_.Error());
+}
+
+void LineLog::TakeName() {
+    Sync();
+    const SystemError error = place_.TakeFrom(draft_);
+    Require(!error, "store", error);
+    place_.SyncEntry();
+}
+
+void LineLog::Require(bool done, const char* verb, const SystemError& error) const {
+    if (!done) {
+        throw Failure(ExitStatus::Losses,
+                      fmt::format("cannot {} the {} '{}': {}; the run ends here", verb, what_, name_, error.Text()));
     }
 }
 
@@ -73,6 +86,7 @@ bool LineReader::Next(std::string& line) {
 bool LineReader::Fill() {
     next_ = 0;
     end_ = file_.Read(buffer_.data(), buffer_.size());
+    filled_ += static_cast<std::int64_t>(end_);
     return end_ > 0;
 }
 

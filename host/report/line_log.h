@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "host/platform/file_place.h"
@@ -14,13 +15,21 @@ class LineLog {
 public:
     /// Makes a new file in place of one that is there. `what` names it to the person: "finds file".
     LineLog(const FilePlace& place, std::string what);
+    /// Makes it as a draft with a name that ends with `draftSuffix`; one that is there stays until `TakeName`.
+    LineLog(const FilePlace& place, std::string what, const std::string& draftSuffix);
 
     /// Whole lines.
     void Add(const std::string& lines);
     void Flush();
     void Sync();
+    /// The draft has all that the file in its place has: takes that place, and more lines may follow.
+    void TakeName();
 
 private:
+    void Require(bool done, const char* verb, const SystemError& error) const;
+
+    FilePlace place_;
+    FilePlace draft_;
     std::string name_;
     std::string what_;
     File file_;
@@ -37,6 +46,9 @@ public:
     /// False at the end of the file.
     bool Next(std::string& line);
 
+    /// Where the line behind the last one begins, in bytes from where reading began.
+    std::int64_t Offset() const { return filled_ - static_cast<std::int64_t>(end_ - next_); }
+
     /// The line that was read last had no line break: it was cut.
     bool WasCut() const { return wasCut_; }
 
@@ -47,6 +59,7 @@ private:
     std::array<char, std::size_t{1} << 15U> buffer_{};
     std::size_t next_ = 0;
     std::size_t end_ = 0;
+    std::int64_t filled_ = 0;
     bool wasCut_ = false;
 };
 

@@ -151,6 +151,8 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
     } else if (kind == "set_aside") {
         read.validation.setAside.push_back(
             {IntegerIn(record, "sector"), record.at("who").get<std::string>(), record.at("how").get<std::string>()});
+    } else if (kind == "piece") {
+        read.piece = {IntegerIn(record, "number"), IntegerIn(record, "count")};
     } else if (kind == "summary") {
         read.validation.complete = record.at("ended") == "complete";
     } else {
@@ -191,13 +193,13 @@ std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map
     return hash.Hex();
 }
 
-OutcomesWriter::OutcomesWriter(const FilePlace& place, const std::string& digest) : log_(place, "outcomes file") {
+OutcomesWriter::OutcomesWriter(const FilePlace& place, const std::string& digest, const std::string& draftSuffix)
+    : log_(place, "outcomes file", draftSuffix) {
     log_.Add(JsonLine({{"record", "header"},
                        {"format", FormatName},
                        {"version", FormatVersion},
                        {"program", "salvor " SALVOR_VERSION},
                        {"of", digest}}));
-    log_.Flush();
 }
 
 std::vector<std::int64_t> NumbersOf(const Sightings& seen) {
@@ -283,6 +285,11 @@ void OutcomesWriter::Add(const Validation& validation) {
         log_.Add(OutcomeLine(outcome));
     }
     log_.Add(SummaryLine(validation));
+    log_.Sync();
+}
+
+void OutcomesWriter::AddPiece(const Piece& piece) {
+    log_.Add(JsonLine({{"record", "piece"}, {"number", piece.number}, {"count", piece.count}}));
     log_.Sync();
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/report/line_log.h"
+#include "host/report/piece.h"
 #include "host/validate/validate_finds.h"
 
 namespace salvor {
@@ -27,17 +28,21 @@ std::string SetAsideLine(const SetAside& setAside);
 std::string SummaryLine(const Validation& validation);
 
 /// Writes outcomes as JSON lines, only ever appending: what was found out by the way, which serves a run that goes on,
-/// and in the end one line for every place.
+/// and in the end one line for every place. A file that is there stays until all that it holds is in the new one.
 class OutcomesWriter {
 public:
-    OutcomesWriter(const FilePlace& place, const std::string& digest);
+    /// The new file's name ends with `draftSuffix` until `TakeName`. Other processes that write outcomes to the same
+    /// place at the same time have another suffix.
+    OutcomesWriter(const FilePlace& place, const std::string& digest, const std::string& draftSuffix);
 
     void AddFinding(const KnownFinding& finding);
     /// These sectors, which the scan did not try, cannot be read.
     void AddUnreadable(const std::vector<SectorRange>& sectors);
     void AddSetAside(const SetAside& setAside);
     void Add(const Validation& validation);
-    void Flush() { log_.Flush(); }
+    /// A piece of the work is done; nobody knows outcomes from it alone.
+    void AddPiece(const Piece& piece);
+    void TakeName() { log_.TakeName(); }
     void Sync() { log_.Sync(); }
 
 private:
@@ -53,6 +58,8 @@ struct OutcomesRead {
     std::vector<SectorRange> unreadable;
     /// Complete only if the file is.
     Validation validation;
+    /// The piece of the work that was done for it.
+    std::optional<Piece> piece;
     /// Unreadable lines, including a last line that was cut.
     std::int64_t damagedLines = 0;
 };

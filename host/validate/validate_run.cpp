@@ -128,6 +128,7 @@ public:
     }
 
     Validation TakeValidation() { return std::move(read_.validation); }
+    bool IsShareDone() const { return isShare_ && todo_.empty() && underWay_.empty(); }
 
     std::optional<Order> NextOrder() override {
         if (todo_.empty() && (isShare_ || !underWay_.empty() || read_.validation.complete)) {
@@ -246,6 +247,18 @@ private:
     OutcomesRead read_;
 };
 
+void RequireAllShares(const std::vector<Piece>& done) {
+    if (done.empty()) {
+        throw Failure(ExitStatus::NotStarted,
+                      "nobody has found out yet what the finds are; run 'salvor validate' on them first, at once or in "
+                      "segments");
+    }
+    if (const std::string missing = MissingPieces(done); !missing.empty()) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("of 'salvor validate' the segments {} are not done yet; run these first", missing));
+    }
+}
+
 }  // namespace
 
 std::string OutcomesPathOf(const std::string& findsPath) {
@@ -257,14 +270,10 @@ std::string OutcomesPathOf(const std::string& findsPath) {
     return (path.parent_path() / name).string();
 }
 
-std::string SharePathOf(const std::string& outcomesPath, const ValidateShare& share) {
-    return fmt::format("{}.{}-of-{}", outcomesPath, share.number, share.count);
-}
-
 std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcomesName) {
     std::vector<FilePlace> shares;
     folder.AnyEntry([&](const std::string& name) {
-        if (name.starts_with(outcomesName + '.') && name.find("-of-") != std::string::npos) {
+        if (PieceNamed(name, outcomesName)) {
             shares.emplace_back(folder, name);
         }
         return false;
@@ -277,6 +286,7 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
     const std::string digest = DigestOf(medium, seen, caps);
     OutcomesRead known;
     SectorRangeSet unreadable;
+    std::vector<Piece> done;
     std::vector<FilePlace> places{place};
     places.insert(places.end(), earlier.begin(), earlier.end());
     for (const FilePlace& one : places) {
@@ -291,22 +301,32 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
         }
         std::ranges::move(read->known, std::back_inserter(known.known));
         std::ranges::move(read->validation.setAside, std::back_inserter(known.validation.setAside));
+        if (read->piece) {
+            done.push_back(*read->piece);
+        }
     }
-    OutcomesWriter writer(place, digest);
+    if (how.needsShares) {
+        RequireAllShares(done);
+    }
+    OutcomesWriter writer(place, digest, how.draftSuffix);
     writer.AddUnreadable(unreadable.Ranges());
     Validation validation;
+    bool isShareDone = false;
     {
         Keeper keeper(writer, medium, how.quiet);
         if (how.image.path.empty() && medium.Descriptors().empty()) {
             OwnObserver observer(keeper, medium);
             std::ranges::for_each(known.known, [&](const KnownFinding& one) { keeper.Keep(one); });
+            writer.TakeName();
             ValidateRequest request;
             request.caps = caps;
             request.known = known.known;
             validation = ValidateFinds(medium, seen, request, observer);
         } else {
             ValidateClient client(medium, seen, caps, how, keeper, known);
+            writer.TakeName();
             RunCrew({.workers = WorkersOf(how)}, client);
+            isShareDone = client.IsShareDone() && !StopRequested();
             validation = client.TakeValidation();
             if (validation.complete) {
                 keeper.TellEnd();
@@ -314,7 +334,11 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
         }
     }
     writer.AddUnreadable(medium.TakeNewlyUnreadable().Ranges());
-    writer.Add(validation);
+    if (isShareDone) {
+        writer.AddPiece(*how.share);
+    } else {
+        writer.Add(validation);
+    }
     return validation;
 }
 

@@ -8,18 +8,13 @@
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/platform/file_place.h"
+#include "host/report/piece.h"
 #include "host/validate/validate_finds.h"
 
 namespace salvor {
 
 /// Where the outcomes of a finds file stand unless the person says otherwise: `card.outcomes` beside `card.finds`.
 std::string OutcomesPathOf(const std::string& findsPath);
-
-/// One of several shares of the work that processes do apart, on many machines if need be; numbers from 1 on.
-struct ValidateShare {
-    std::int64_t number = 1;
-    std::int64_t count = 1;
-};
 
 struct ValidateHow {
     /// The image from which workers open the medium; if it has no path, and the medium has no descriptors to pass on,
@@ -30,19 +25,21 @@ struct ValidateHow {
     bool quiet = false;
     /// Only find out what the formats of the first phase say of a share of the places. No outcomes come of it; a run
     /// without a share takes what it keeps in its file.
-    std::optional<ValidateShare> share = {};
+    std::optional<Piece> share = {};
+    /// What the outcomes file is called until it holds all that is known; see `OutcomesWriter`.
+    std::string draftSuffix = ".part";
+    /// All shares of it must have been done before.
+    bool needsShares = false;
 };
 
-/// Where a share of what belongs to an outcomes file is kept: `card.outcomes.3-of-16` beside `card.outcomes`.
-std::string SharePathOf(const std::string& outcomesPath, const ValidateShare& share);
-
-/// The shares that are kept in a folder beside the outcomes file of this name. The folder outlives them.
+/// The shares that are kept in a folder beside the outcomes file of this name, as in `card.outcomes.3-of-16`. The
+/// folder outlives them.
 std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcomesName);
 
 /// Validates what a scan has seen, with progress for the person, and writes the outcomes to a file. What that file or
 /// those of `earlier` hold of the same sightings is not found out again. The medium is looked at by workers; what one
-/// of them falls over is set aside and told to the person. Throws `Failure` when the file cannot be written or workers
-/// do not get on.
+/// of them falls over is set aside and told to the person. Throws `Failure` when the file cannot be written, workers do
+/// not get on, or shares that are needed are missing, which are named.
 Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
                             const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how);
 

@@ -154,6 +154,45 @@ TEST(Job, JoinsSegmentsOfSeveralMachines) {
     EXPECT_EQ(SeenIn(folder / "job/finds.jsonl"), one);
 }
 
+TEST(Job, WritesFilesInPieces) {
+    const TempFolder folder;
+    const std::string job = Quoted(folder / "job");
+    ASSERT_EQ(RunProgram("recover " + Card + " --quiet --out " + Quoted(folder / "one")).status, 0);
+    ASSERT_EQ(RunProgram("scan " + Card + " --quiet --job " + job).status, 0);
+    const std::string extract = "extract " + job + " --quiet --out " + job;
+    const auto refused = [&](const std::string& piece, int status, const char* text) {
+        const ProgramRun run = RunProgram(extract + " --segment " + piece);
+        return run.status == status && run.errors.find(text) != std::string::npos;
+    };
+    EXPECT_TRUE(refused("17/16", 2, "17/16"));
+    EXPECT_TRUE(refused("1/3 --overwrite", 2, "--overwrite"));
+    EXPECT_TRUE(refused("1/3", 3, "nobody has found out"));
+    EXPECT_EQ(RunProgram("validate " + job + " --quiet --segment 2/2").status, 0);
+    EXPECT_TRUE(refused("1/3", 3, "segments 1 of 2"));
+    EXPECT_EQ(RunProgram("validate " + job + " --quiet --segment 1/2").status, 0);
+    for (const char* piece : {"3/3", "1/3", "3/3"}) {
+        EXPECT_EQ(RunProgram(extract + " --segment " + piece).status, 0) << piece;
+    }
+    const auto filesOf = [](const fs::path& report) {
+        return std::ranges::count(ReadLines(report), json("file"), [](const json& line) { return line["record"]; });
+    };
+    EXPECT_GT(filesOf(folder / "job/report.jsonl.1-of-3"), 5);
+    EXPECT_GT(filesOf(folder / "job/report.jsonl.3-of-3"), 5);
+
+    const ProgramRun last = RunProgram(extract);
+    EXPECT_EQ(last.status, 0);
+    EXPECT_NE(last.errors.find("segments 2 of 3"), std::string::npos) << last.errors;
+    EXPECT_FALSE(fs::exists(folder / "job/report.jsonl.1-of-3"));
+    for (const char* report : {"report.jsonl", "skipped.jsonl"}) {
+        EXPECT_EQ(ReadLines(folder / "job" / report), ReadLines(folder / "one" / report));
+    }
+    for (const json& file : ReadLines(folder / "one/report.jsonl")) {
+        if (const std::string path = file.value("path", ""); !path.empty()) {
+            EXPECT_EQ(ReadFile(folder / "job" / path), ReadFile(folder / "one" / path)) << path;
+        }
+    }
+}
+
 TEST(Job, GoesOnWithWhatItWasBegunWithOnly) {
     const TempFolder folder;
     fs::copy_file(SALVOR_SAMPLES_DIR "/card.img", folder / "image");

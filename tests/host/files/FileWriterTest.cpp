@@ -58,7 +58,7 @@ TEST_F(FileWriterTest, CopiesTheRangeFromAFileAndFromADevice) {
         const auto out = folder / (fromDisk ? "a" : "b");
         fs::create_directory(out);
         const Folder opened = Folder::Open(out);
-        FileWriter writer(medium, opened, NeverStops);
+        FileWriter writer(medium, opened, ".part", NeverStops);
         const std::int64_t sectors = (9 << 20) / 512;
         for (const PlannedFile& file : {FileAt(0, 1), FileAt(3, 8 << 20), FileAt(5, (4 << 20) + 1),
                                         FileAt(sectors, 300), FileAt(sectors - 1, 812)}) {
@@ -75,7 +75,7 @@ TEST_F(FileWriterTest, JoinsExtents) {
     for (const bool fromDisk : {true, false}) {
         Medium medium(fromDisk ? ImageOnDisk() : std::make_unique<FakeDevice>(image), 512);
         const Folder opened = Folder::Open(folder.Path());
-        FileWriter writer(medium, opened, NeverStops);
+        FileWriter writer(medium, opened, ".part", NeverStops);
         PlannedFile file = FileAt(9000, 3 << 20);
         file.finding.type = FileTypeIndex::Png;
         file.path = fromDisk ? "png/a.png" : "png/b.png";
@@ -109,7 +109,7 @@ TEST(Sha256, GivesThePublishedDigests) {
 TEST_F(FileWriterTest, LeavesRightFilesAloneAndReplacesWrongOnes) {
     Medium medium(ImageOnDisk(), 512);
     const Folder opened = Folder::Open(folder.Path());
-    FileWriter writer(medium, opened, NeverStops);
+    FileWriter writer(medium, opened, ".part", NeverStops);
     const PlannedFile file = FileAt(3, 5 << 20);
     const auto path = folder / file.path;
     EXPECT_EQ(writer.Write(file).outcome, WriteOutcome::Written);
@@ -144,7 +144,7 @@ TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
     device->Break(10 * 512, 11 * 512);
     Medium medium(std::move(device), 512);
     const Folder opened = Folder::Open(folder.Path());
-    FileWriter writer(medium, opened, NeverStops);
+    FileWriter writer(medium, opened, ".part", NeverStops);
     const WriteResult result = writer.Write(FileAt(8, 2000));
     Bytes expected = Slice(8, 2000);
     std::fill_n(expected.begin() + 1024, 512, std::uint8_t{0});
@@ -167,11 +167,11 @@ TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
 TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
     Medium medium(ImageOnDisk(), 512);
     const Folder opened = Folder::Open(folder.Path());
-    FileWriter stopping(medium, opened, [](std::int64_t done) { return done > (4 << 20); });
+    FileWriter stopping(medium, opened, ".part", [](std::int64_t done) { return done > (4 << 20); });
     EXPECT_EQ(stopping.Write(FileAt(0, 9 << 20)).outcome, WriteOutcome::Stopped);
     EXPECT_TRUE(std::filesystem::is_empty(folder / "png"));
 
-    FileWriter writer(medium, opened, NeverStops);
+    FileWriter writer(medium, opened, ".part", NeverStops);
     // A full disk is simulated by the limit that the system puts on a file's size.
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
@@ -203,7 +203,7 @@ TEST_F(FileWriterTest, KeepsOffTheImageItself) {
     fs::create_hard_link(folder / "png/f0.png", folder / "png/f1.png.part");
     Medium medium(OpenImage({(folder / "png/f0.png").string()}), 512);
     const Folder opened = Folder::Open(folder.Path());
-    FileWriter writer(medium, opened, NeverStops);
+    FileWriter writer(medium, opened, ".part", NeverStops);
     for (const std::int64_t start : {0, 1}) {
         EXPECT_EQ(writer.Write(FileAt(start, 100)).outcome, WriteOutcome::Failed);
     }
@@ -234,12 +234,12 @@ TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
         starts.push_back(i);
     }
     Observer all(1000);
-    EXPECT_TRUE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("all", true), all));
+    EXPECT_TRUE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("all", true), ".part", all));
     EXPECT_EQ(all.starts, starts);
     EXPECT_EQ(test::ReadFile(folder / "all" / plan.files[7].path), Slice(7, 3 << 20));
 
     Observer some(5);
-    EXPECT_FALSE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("some", true), some));
+    EXPECT_FALSE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("some", true), ".part", some));
     EXPECT_EQ(some.starts, std::vector<std::int64_t>(starts.begin(), starts.begin() + 5));
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "some")) {
         EXPECT_NE(entry.path().extension(), ".part");

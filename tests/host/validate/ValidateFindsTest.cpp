@@ -257,12 +257,15 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     const test::TempFolder folder;
     const std::filesystem::path path = folder / "outcomes";
     {
-        OutcomesWriter writer(path, "digest");
+        OutcomesWriter writer(path, "digest", ".part");
         for (const KnownFinding& finding : all) {
             writer.AddFinding(finding);
         }
+        writer.TakeName();
         writer.Add(whole);
     }
+    // A run that goes on and is killed before it has written down what is known.
+    { OutcomesWriter(path, "digest", ".part").AddPiece({1, 2}); }
     const Bytes file = test::ReadFile(path);
     const auto header = static_cast<std::size_t>(std::ranges::find(file, '\n') - file.begin());
     ASSERT_TRUE(ReadOutcomes(path));
@@ -285,7 +288,12 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     Outcome& last = inPieces.outcomes.back();
     last.extents = {{last.startSector, 512}, {9, last.finding.size}};
     last.ownBytes = last.finding.size;
-    { OutcomesWriter(path, "digest").Add(inPieces); }
+    const auto write = [&path](const Validation& validation) {
+        OutcomesWriter writer(path, "digest", ".part");
+        writer.Add(validation);
+        writer.TakeName();
+    };
+    write(inPieces);
     EXPECT_EQ(ReadOutcomes(path)->validation.outcomes, inPieces.outcomes);
     // Names and extents are made of what an outcome says.
     Validation hostile;
@@ -293,7 +301,7 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     hostile.outcomes[0].finding.extension = "../x";
     hostile.outcomes[1].extents.front().startSector -= 1;
     hostile.outcomes[2].extents.back().bytes = -1;
-    { OutcomesWriter(path, "digest").Add(hostile); }
+    write(hostile);
     EXPECT_TRUE(ReadOutcomes(path)->validation.outcomes.empty());
     EXPECT_EQ(ReadOutcomes(path)->damagedLines, 3);
 

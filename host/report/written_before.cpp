@@ -1,0 +1,128 @@
+#include "host/report/written_before.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <utility>
+
+#include "host/report/line_log.h"
+
+namespace salvor {
+
+namespace {
+
+bool IsThere(const Folder& folder, const PlannedFile& file) {
+    const std::filesystem::path path(file.path);
+    const Folder parent = folder.Below(path.parent_path(), false);
+    const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
+    return there && there->size == file.Size();
+}
+
+// Says the record of the file what would be said of it now? Details are found out of files that are written, so the
+// plan has none yet. Throws a JSON exception for a record that was not written by `FileRecord`.
+bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int32_t sectorSize) {
+    WriteResult result;
+    result.sha256 = record.at("sha256").get<std::string>();
+    result.unreadableBytes = record.at("unreadable_bytes").get<std::int64_t>();
+    record.erase("details");
+    return !result.sha256.empty() && record == ParseJsonLine(JsonLine(FileRecord(file, result, sectorSize, known)));
+}
+
+}  // namespace
+
+void WrittenBefore::ReadAll() {
+    Read(ReportName, std::nullopt);
+    std::vector<std::pair<std::string, Piece>> pieces;
+    folder_.AnyEntry([&](const std::string& name) {
+        if (const auto piece = PieceNamed(name, ReportName)) {
+            pieces.emplace_back(name, *piece);
+        }
+        return false;
+    });
+    for (const auto& [name, piece] : pieces) {
+        Read(name, piece);
+    }
+}
+
+void WrittenBefore::Read(const std::string& name, const std::optional<Piece>& piece) {
+    Source source{folder_.Read(name), name, piece};
+    if (!source.file.IsOpen()) {
+        return;
+    }
+    std::vector<Line> lines;
+    LineReader reader(source.file);
+    std::int64_t offset = 0;
+    for (std::string line; reader.Next(line); offset = reader.Offset()) {
+        const Json record = ParseJsonLine(line);
+        const auto path = record.is_object() ? record.find("path") : record.end();
+        if (record.is_object() && record.value("record", Json()) == "summary") {
+            TakeSummary(record, source);
+        } else if (path != record.end() && path->is_string()) {
+            lines_.push_back(
+                {std::hash<std::string>()(path->get<std::string>()), sources_.size(), offset, line.size()});
+        }
+    }
+    if (piece || !source.isComplete) {
+        lines_.insert(lines_.end(), lines.begin(), lines.end());
+    }
+    sources_.push_back(std::move(source));
+    std::ranges::sort(lines_, {}, &Line::pathHash);
+}
+
+void WrittenBefore::TakeSummary(const Json& record, Source& source) {
+    source.isComplete = record.value("ended", Json()) == "complete";
+    if (source.piece) {
+        const auto ranges = RangesFromJson(record, "unreadable").value_or(std::vector<SectorRange>());
+        unreadable_.insert(unreadable_.end(), ranges.begin(), ranges.end());
+    }
+}
+
+std::optional<WrittenBefore::Written> WrittenBefore::Find(const PlannedFile& file, const KnownFile* known,
+                                                          std::int32_t sectorSize) {
+    const std::size_t hash = std::hash<std::string>()(file.path);
+    for (auto line = std::ranges::lower_bound(lines_, hash, {}, &Line::pathHash);
+         line != lines_.end() && line->pathHash == hash; ++line) {
+        try {
+            auto record = RecordAt(*line);
+            if (record && IsOf(file, *record, known, sectorSize) && IsThere(folder_, file)) {
+                return Written{*std::move(record), sources_[line->source].piece.has_value()};
+            }
+        } catch (const Json::exception&) {
+            // The file is written anew.
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Json> WrittenBefore::RecordAt(const Line& line) {
+    std::string text(line.length, ' ');
+    if (!sources_[line.source].file.ReadAt(line.offset, text.data(), text.size())) {
+        return std::nullopt;
+    }
+    return ParseJsonLine(text);
+}
+
+std::string WrittenBefore::Missing() const {
+    std::vector<Piece> complete;
+    std::int64_t count = 0;
+    for (const Source& source : sources_) {
+        if (source.piece) {
+            count = source.piece->count;
+        }
+        if (source.piece && source.isComplete) {
+            complete.push_back(*source.piece);
+        }
+    }
+    return MissingPieces(complete, count);
+}
+
+void WrittenBefore::RemovePieces() const {
+    for (const Source& source : sources_) {
+        if (source.piece) {
+            folder_.Remove(source.name);
+        }
+    }
+}
+
+}  // namespace salvor

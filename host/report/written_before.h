@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/medium/sector_ranges.h"
+#include "host/plan/plan.h"
+#include "host/platform/folder.h"
+#include "host/report/json_lines.h"
+#include "host/report/piece.h"
+#include "host/report/report.h"
+#include "host/volumes/known_file.h"
+
+namespace salvor {
+
+/// What runs that are not the whole story have said of the files in a folder: a run that was cut short, and the pieces
+/// of one that several machines share. What they have written need not be compared with the medium again.
+class WrittenBefore {
+public:
+    /// Knows nothing yet. The folder outlives this.
+    explicit WrittenBefore(const Folder& folder) : folder_(folder) {}
+
+    /// Reads the folder's report, unless that is complete, and those of all pieces.
+    void ReadAll();
+    /// Reads what an earlier run of this piece has reported, unless it came to its end.
+    void ReadPiece(const Piece& piece) { Read(ReportName + SuffixOf(piece), std::nullopt); }
+
+    struct Written {
+        Json record;
+        /// One of several pieces wrote it, not an earlier run of the same.
+        bool isOfPiece = false;
+    };
+    /// The record of a planned file that is there and of which an earlier run says the same as the plan. `known` is
+    /// what a file system knows of it, null if nothing; `sectorSize` in bytes.
+    std::optional<Written> Find(const PlannedFile& file, const KnownFile* known, std::int32_t sectorSize);
+
+    /// What the pieces could not read.
+    const std::vector<SectorRange>& Unreadable() const { return unreadable_; }
+    /// As `MissingPieces` of those that came to their end; empty if there is no piece at all.
+    std::string Missing() const;
+    /// Removes the reports of the pieces.
+    void RemovePieces() const;
+
+private:
+    struct Source {
+        File file;
+        std::string name;
+        std::optional<Piece> piece;
+        bool isComplete = false;
+    };
+    struct Line {
+        std::size_t pathHash;
+        std::size_t source;
+        std::int64_t offset;
+        std::size_t length;
+    };
+
+    void Read(const std::string& name, const std::optional<Piece>& piece);
+    void TakeSummary(const Json& record, Source& source);
+    std::optional<Json> RecordAt(const Line& line);
+
+    const Folder& folder_;
+    std::vector<Source> sources_;
+    std::vector<Line> lines_;
+    std::vector<SectorRange> unreadable_;
+};
+
+}  // namespace salvor
