@@ -79,7 +79,8 @@ std::int64_t SkipDosEnd(ByteWindow& file, std::int64_t end) {
 
 class TextDrawing {
 public:
-    TextDrawing(ByteWindow& file, std::int64_t start) : file_(file), end_(start) {}
+    TextDrawing(ByteWindow& file, std::int64_t start, std::uint8_t lineEnd)
+        : file_(file), end_(start), lineEnd_(lineEnd) {}
 
     std::optional<WalkedFile> Measure() {
         while (step_ != Step::AtEnd && TakePair()) {
@@ -99,21 +100,26 @@ private:
         bool hasEnd;
     };
 
-    static bool Stops(std::uint8_t byte) { return byte < 0x20 && byte != '\t' && byte != '\r'; }
+    // Carriage returns are blanks where they end no line.
+    std::span<const std::uint8_t>::iterator NextStop() const {
+        return std::ranges::find_if(ahead_, [lineEnd = lineEnd_](std::uint8_t byte) {
+            return byte < 0x20 && byte != '\t' && (byte != '\r' || byte == lineEnd);
+        });
+    }
 
     // Nothing if the line is too long. An unfinished line stops at the first byte that is not text.
     std::optional<Line> NextLine() {
         file_.Charge(LineCost);
-        auto stop = std::ranges::find_if(ahead_, Stops);
+        auto stop = NextStop();
         if (stop == ahead_.end()) {
             ahead_ = file_.From(end_, ByteWindow::PieceBytes);
-            stop = std::ranges::find_if(ahead_, Stops);
+            stop = NextStop();
         }
         if (ahead_.empty() || (stop == ahead_.end() && ahead_.size() >= ByteWindow::PieceBytes)) {
             return std::nullopt;
         }
         return Line{ahead_.first(static_cast<std::size_t>(stop - ahead_.begin())),
-                    stop != ahead_.end() && *stop == '\n'};
+                    stop != ahead_.end() && *stop == lineEnd_};
     }
 
     void StepOver(const Line& line) {
@@ -186,6 +192,7 @@ private:
     // The end of the last whole line, and the bytes read ahead from there.
     std::int64_t end_;
     ByteSpan ahead_;
+    std::uint8_t lineEnd_;
     std::int64_t pairStart_ = 0;
     std::int64_t sectionStart_ = 0;
     Step step_ = Step::BeforeSection;
@@ -310,25 +317,26 @@ private:
 std::size_t TextStart(ByteSpan bytes) { return StartsWith(bytes, ByteOrderMark) ? ByteOrderMark.size() : 0; }
 
 // Splits off the first line; empty if it is longer than `most` bytes.
-ByteSpan FirstLine(ByteSpan bytes, std::size_t most) {
+ByteSpan FirstLine(ByteSpan bytes, std::size_t most, std::uint8_t lineEnd) {
     const ByteSpan searched = bytes.first(std::min(most, bytes.size()));
-    const auto end = std::ranges::find(searched, std::uint8_t{'\n'});
+    const auto end = std::ranges::find(searched, lineEnd);
     return end == searched.end() ? ByteSpan() : searched.first(static_cast<std::size_t>(end - searched.begin()) + 1);
 }
 
 ByteSpan WithoutEnd(ByteSpan line) { return line.empty() ? line : Trimmed(line.first(line.size() - 1)); }
 
-bool OpensText(ByteSpan sector) {
+bool OpensText(ByteSpan sector, std::uint8_t lineEnd) {
     const ByteSpan text = sector.subspan(TextStart(sector));
-    const ByteSpan first = FirstLine(text, FirstLineBytes);
+    const ByteSpan first = FirstLine(text, FirstLineBytes, lineEnd);
     const std::optional<std::int32_t> code = CodeOf(WithoutEnd(first));
     return code == CommentCode ||
-           (code == EntityCode && Is(WithoutEnd(FirstLine(text.subspan(first.size()), FirstLineBytes)), "SECTION"));
+           (code == EntityCode &&
+            Is(WithoutEnd(FirstLine(text.subspan(first.size()), FirstLineBytes, lineEnd)), "SECTION"));
 }
 
 }  // namespace
 
-bool DxfDrawing::IsHeader(ByteSpan sector) {
+bool DxfDrawing::IsHeader(ByteSpan sector, std::uint8_t lineEnd) {
     if (sector.size() < MinSectorBytes) {
         return false;
     }
@@ -338,7 +346,7 @@ bool DxfDrawing::IsHeader(ByteSpan sector) {
         case '0':
         case '9':
         case ByteOrderMark[0]:
-            return OpensText(sector);
+            return OpensText(sector, lineEnd);
         case BinarySignature[0]:
             return StartsWith(sector, BinarySignature);
         default:
@@ -346,10 +354,10 @@ bool DxfDrawing::IsHeader(ByteSpan sector) {
     }
 }
 
-std::optional<WalkedFile> DxfDrawing::Walk(ByteWindow& file) {
+std::optional<WalkedFile> DxfDrawing::Walk(ByteWindow& file, std::uint8_t lineEnd) {
     const ByteSpan start = file.At(0, BinarySignature.size());
     if (StartsWith(start, BinarySignature)) {
         return BinaryDrawing(file).Measure();
     }
-    return TextDrawing(file, static_cast<std::int64_t>(TextStart(start))).Measure();
+    return TextDrawing(file, static_cast<std::int64_t>(TextStart(start)), lineEnd).Measure();
 }

@@ -49,8 +49,11 @@ struct DwgDrawing {
 /// AutoCAD exchange files, as text or binary: pair by pair to the end of file.
 struct DxfDrawing {
     static constexpr std::size_t LeastHead = 64;
-    static bool IsHeader(ByteSpan sector);
-    static std::optional<WalkedFile> Walk(ByteWindow& file);
+    /// Lines end with this byte, and may have a carriage return in front of it. Old Macintosh programs end them with
+    /// the carriage return.
+    static constexpr std::uint8_t LineEnd = '\n';
+    static bool IsHeader(ByteSpan sector, std::uint8_t lineEnd = LineEnd);
+    static std::optional<WalkedFile> Walk(ByteWindow& file, std::uint8_t lineEnd = LineEnd);
 };
 
 /// Enhanced metafiles: record by record to the end record.

@@ -50,6 +50,7 @@ inline constexpr FormatChecks FormatChecksOf[] = {
     {"MPEG audio, AAC", "Frames of one kind tile the file to its tags, or as many as the first one says."},
     {"Transport streams", "Packets tile the file, one of them with a list of programs whose checksum is right."},
     {"Program streams", "Packs and packets tile the file."},
+    {"MPEG video", "Pictures follow each other up to the end code."},
     {"HTML, XML, SVG, bookmarks", "The root is closed, or the last tag of the page is there."},
     {"Mail, MHT", "The outer boundary is closed."},
     {"Text", "Nothing can be: text is open, and ends where its bytes stop being text."},

@@ -33,6 +33,11 @@ bool IsCredulous(std::int32_t type) {
            type == FileTypeIndex::Mb;
 }
 
+// Any part of a file of these types looks like the start of another: packets or frames follow one another.
+bool IsStream(std::int32_t type) {
+    return type == FileTypeIndex::Mp3 || type == FileTypeIndex::Mts || type == FileTypeIndex::Vob;
+}
+
 // What became of a spot.
 enum class State : std::uint8_t { Nothing, Inside, Judged };
 
@@ -234,12 +239,16 @@ private:
                 EndOf(spots_[index].sector, judgement->finding) > whole.end);
     }
 
-    // A damaged file may claim the bytes of others. Signatures of its own format that are as long as these are no
-    // coincidence.
+    // A file that lost its end claims what a length in it says. A damaged one may claim the bytes of others too:
+    // signatures of its own format that are as long as these are no coincidence.
     bool MayHideOthers(const Cover& open) const {
         constexpr std::size_t certain = 8;
+        const Finding& claim = judgements_[open.spot].finding;
+        if (claim.verdict == Verdict::Truncated) {
+            return !IsStream(claim.type);
+        }
         const Validator& validator = *validators_[static_cast<std::size_t>(open.validator)];
-        return judgements_[open.spot].finding.verdict == Verdict::Damaged && !validator.starts.empty() &&
+        return claim.verdict == Verdict::Damaged && !validator.starts.empty() &&
                std::ranges::all_of(validator.starts, [](const StartSignature& start) {
                    return start.bytes.size() >= certain && start.mask.empty();
                });

@@ -30,6 +30,7 @@ extern const Validator MailValidator;
 extern const Validator MayaValidator;
 extern const Validator MidiValidator;
 extern const Validator MpegAudioValidator;
+extern const Validator MpegVideoValidator;
 extern const Validator MrwValidator;
 extern const Validator OciValidator;
 extern const Validator OggValidator;
@@ -84,6 +85,7 @@ std::span<const Validator* const> Validators() {
         &FlashValidator,
         &ProgramStreamValidator,
         &TransportStreamValidator,
+        &MpegVideoValidator,
         &MpegAudioValidator,
         &AuValidator,
         &PostScriptValidator,

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/scan/scan_session.h"
+#include "host/validators/documents/pdf_end.h"
 
 namespace salvor {
 
@@ -196,6 +197,16 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
     return uncapped_[{find.startSector, find.type}] = std::max(found.size.value_or(0), find.size);
 }
 
+// Scanners count white space as the document's where it may be a stranger's.
+std::int64_t Witnesses::PdfSize(std::int64_t sector, std::int64_t size) {
+    const std::int64_t given = std::min(left_, perFile_);
+    ReadAllowance allowance(given);
+    Place place(medium_, sector, neighbours_, allowance);
+    const std::int64_t end = size < place.Limit() ? EndOfPdf(place, size) : size;
+    left_ -= given - allowance.Left();
+    return end;
+}
+
 Finding Witnesses::ReportedFinding(const Find& find, const char* unexaminedWhy) {
     const std::int64_t limit = medium_.SizeInBytes() - find.startSector * medium_.SectorSize();
     Finding finding;
@@ -220,6 +231,9 @@ Finding Witnesses::ReportedFinding(const Find& find, const char* unexaminedWhy) 
     } else if (isExact) {
         finding.verdict = Verdict::Whole;
         finding.size = SizeWithoutCap(find);
+        if (find.type == FileTypeIndex::Pdf || find.type == FileTypeIndex::Ai) {
+            finding.size = PdfSize(find.startSector, finding.size);
+        }
         finding.why = "the scanner has walked its structure";
     }
     if (unexaminedWhy != nullptr) {

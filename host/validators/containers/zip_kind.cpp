@@ -33,6 +33,7 @@ constexpr TextKind MimeTypes[] = {
     {"application/x-vnd.oasis.opendocument.formula", {Odf}},
     {"application/vnd.oasis.opendocument.chart", {Odf, "odc"}},
     {"application/vnd.oasis.opendocument.image", {Odg, "odi"}},
+    {"application/vnd.oasis.opendocument.drawing", {Odg}},
     {"application/vnd.oasis.opendocument.base", {Odb}},
     {"application/vnd.oasis.opendocument.database", {Odb}},
     {"application/vnd.sun.xml.base", {Odb}},

@@ -16,12 +16,14 @@ using namespace std::string_view_literals;
 constexpr auto LastValue = PatternOf("EOF");
 constexpr std::uint8_t DosEnd = 0x1A;
 
+bool IsMacintosh(ByteSpan head) { return !DxfDrawing::IsHeader(head) && DxfDrawing::IsHeader(head, '\r'); }
+
 // Does the line before `at` hold the code 0 alone?
-bool FollowsZero(Place& file, std::int64_t at) {
+bool FollowsZero(Place& file, std::int64_t at, std::uint8_t lineEnd) {
     constexpr std::int64_t longest = 16;
     const std::int64_t from = std::max<std::int64_t>(at - longest, 0);
     const ByteSpan bytes = file.At(from, static_cast<std::size_t>(at - from));
-    if (bytes.empty() || bytes.back() != '\n') {
+    if (bytes.empty() || bytes.back() != lineEnd) {
         return false;
     }
     const auto isBlank = [](std::uint8_t byte) {
@@ -32,7 +34,7 @@ bool FollowsZero(Place& file, std::int64_t at) {
         return false;
     }
     const auto before = std::find_if_not(rest + 1, bytes.rend(), isBlank);
-    return before == bytes.rend() || *before == '\n';
+    return before == bytes.rend() || *before == lineEnd;
 }
 
 Finding Whole(std::int64_t size) { return {Verdict::Whole, size, FileTypeIndex::Dxf, {}, "pairs up to the last one"}; }
@@ -51,14 +53,15 @@ std::int64_t EndOfLastLine(Place& file, std::int64_t end) {
 }
 
 Finding Validate(Place& file) {
-    const std::optional<WalkedFile> walked = DxfDrawing::Walk(file);
+    const std::uint8_t lineEnd = IsMacintosh(file.From(0, DxfDrawing::LeastHead)) ? '\r' : DxfDrawing::LineEnd;
+    const std::optional<WalkedFile> walked = DxfDrawing::Walk(file, lineEnd);
     if (!walked || walked->size <= 0) {
         return {};
     }
     if (!walked->isComplete) {
         // A file may end with its last word, which foreign bytes then follow on the same line.
         const bool hasLastValue = StartsWith(file.At(walked->size, LastValue.size()), LastValue);
-        return hasLastValue && FollowsZero(file, walked->size)
+        return hasLastValue && FollowsZero(file, walked->size, lineEnd)
                    ? Whole(walked->size + static_cast<std::int64_t>(LastValue.size()))
                    : Finding{Verdict::Open, walked->size, FileTypeIndex::Dxf, {}, "pairs, but no last one"};
     }
@@ -72,6 +75,9 @@ constexpr StartSignature Starts[] = {{"  0\r\nSECTION"},
                                      {"0\nSECTION"},
                                      {" 0\r\nSECTION"},
                                      {" 0\nSECTION"},
+                                     {"  0\rSECTION"},
+                                     {"0\rSECTION"},
+                                     {" 0\rSECTION"},
                                      {"999"},
                                      {"  999"},
                                      {"\xEF\xBB\xBF"
@@ -85,7 +91,10 @@ constexpr std::int32_t Types[] = {FileTypeIndex::Dxf};
 
 /// AutoCAD exchange files. Source: Autodesk, DXF Reference, releases 12 to 2018.
 extern const Validator DxfValidator;
-const Validator DxfValidator{
-    .name = "dxf", .starts = Starts, .begins = DxfDrawing::IsHeader, .validate = Validate, .types = Types};
+const Validator DxfValidator{.name = "dxf",
+                             .starts = Starts,
+                             .begins = [](ByteSpan head) { return DxfDrawing::IsHeader(head) || IsMacintosh(head); },
+                             .validate = Validate,
+                             .types = Types};
 
 }  // namespace salvor

@@ -119,7 +119,7 @@ public:
         Walk();
         const bool isVouchedFor = hasTag || table;
         if (frames_ < (isVouchedFor ? 1 : LeastFrames) || (isPiece && end_ - first_ < LeastPiece) ||
-            (isOfFilm_ && !isVouchedFor)) {
+            (!isVouchedFor && (isOfFilm_ || IsTable()))) {
             return {};
         }
         if (isPiece) {
@@ -202,6 +202,17 @@ private:
             return false;
         }
         return TagBytesAt(file_, offset) != 0 || (IsLayered && TableIn(FrameAt(offset)).has_value());
+    }
+
+    // Machine code and tables repeat numbers that look like a frame's start at short distances.
+    bool IsTable() {
+        constexpr int chance = 2;
+        const ByteSpan frame = FrameAt(first_);
+        int repeated = 0;
+        for (std::size_t at = 1; at + HeaderBytes <= frame.size() && repeated < chance; ++at) {
+            repeated += (LoadBig<std::uint32_t>(frame, at) & Stream::SteadyBits) == steady_ ? 1 : 0;
+        }
+        return repeated == chance;
     }
 
     void Walk() {

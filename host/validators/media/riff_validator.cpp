@@ -132,6 +132,9 @@ private:
             }
             const std::int64_t data = end_ + static_cast<std::int64_t>(ChunkHeaderBytes);
             const std::int64_t size = DataBytes(chunk);
+            if (HasSound() && data + size > file_.Limit() && !MayFollowSound(chunk)) {
+                return AtNoChunk(end);
+            }
             Note(chunk, data);
             if (isOpen_ && IsSound(chunk) && (size == 0 || size == UnknownSize || data + size > file_.Limit())) {
                 end_ = EndOfOpenSound(file_, data);
@@ -169,11 +172,11 @@ private:
             end_ = end;
             return Ended();
         }
-        if (HasWanted() && IsSound(lastName_) && end - end_ < CountedHeaders && IsSoundUpTo(end)) {
+        if (HasSound() && end - end_ < CountedHeaders && IsSoundUpTo(end)) {
             end_ = end;
             return Say(Verdict::Open, end_, "the sound goes on up to the size in the header");
         }
-        if (HasWanted() && IsSound(lastName_)) {
+        if (HasSound()) {
             return Say(Verdict::Open, end_, "its header declares more than its chunks hold");
         }
         if (end > file_.Limit()) {
@@ -194,7 +197,7 @@ private:
     }
 
     Finding Cut(std::int64_t data, std::int64_t size, std::int64_t end) {
-        const bool isSound = HasWanted() && IsSound(lastName_);
+        const bool isSound = HasSound();
         if (isSound && end <= data && data + size <= file_.Limit()) {
             end_ = data + size;
             return Say(Verdict::Whole, end_, "its sound ends as declared; the size in front was never filled in");
@@ -220,6 +223,17 @@ private:
     }
 
     bool HasWanted() const { return hasWanted_[0] && hasWanted_[1]; }
+
+    // The sound is the last chunk so far.
+    bool HasSound() const { return HasWanted() && IsSound(lastName_); }
+
+    // Programs append these chunks to a sound; letters of another name may be a stranger's text.
+    static bool MayFollowSound(ByteSpan chunk) {
+        constexpr std::string_view names[] = {"PEAK", "LIST", "id3 ", "ID3 ", "bext", "iXML", "cue ", "smpl",
+                                              "fact", "NAME", "AUTH", "ANNO", "MARK", "INST", "APPL", "COMT"};
+        return std::ranges::any_of(
+            names, [chunk](std::string_view name) { return std::equal(name.begin(), name.end(), chunk.begin()); });
+    }
 
     static bool IsSound(ByteSpan name) {
         return StartsWith(name, PatternOf("data")) || StartsWith(name, PatternOf("SSND"));
@@ -260,15 +274,11 @@ private:
         }
     }
 
-    // Programs append chunks about a sound and leave the size in its header as it was.
+    // The size in the header may not count what was appended.
     void TakeAppended() {
-        constexpr std::string_view names[] = {"PEAK", "LIST", "id3 ", "ID3 ", "bext", "iXML", "cue ", "smpl",
-                                              "fact", "NAME", "AUTH", "ANNO", "MARK", "INST", "APPL", "COMT"};
         for (;;) {
             std::array<std::uint8_t, ChunkHeaderBytes> chunk{};
-            const bool isKnown = file_.Copy(end_, chunk) && std::ranges::any_of(names, [&chunk](std::string_view name) {
-                                     return std::equal(name.begin(), name.end(), chunk.begin());
-                                 });
+            const bool isKnown = file_.Copy(end_, chunk) && MayFollowSound(chunk);
             const std::int64_t size = isKnown ? Number(chunk, 4) : 0;
             if (!isKnown || size == 0 || end_ + static_cast<std::int64_t>(ChunkHeaderBytes) + size > file_.Limit() ||
                 end_ % file_.SectorSize() == 0) {
@@ -278,19 +288,21 @@ private:
         }
     }
 
-    // A FORM of odd length is padded itself, uncounted. Writers of RIFF files do not.
+    // A FORM of odd length is padded itself, uncounted. Few writers of RIFF files do so: in front of zeros there is no
+    // telling, in front of other bytes a single zero is the padding.
     void TakePadding() {
-        if (form_->type != FileTypeIndex::Aif || end_ % 2 == 0) {
-            return;
-        }
-        const ByteSpan behind = file_.From(end_);
-        if (!behind.empty() && behind[0] == 0) {
+        const ByteSpan behind = end_ % 2 == 0 ? ByteSpan() : file_.From(end_, 2);
+        const bool isZero = !behind.empty() && behind[0] == 0;
+        if (isZero && (form_->type == FileTypeIndex::Aif || (behind.size() > 1 && behind[1] != 0))) {
             ++end_;
         }
     }
 
+    // What a form is known by is beyond coincidence.
     Finding Say(Verdict verdict, std::int64_t end, const char* why) const {
-        return {verdict, end, form_->type, std::string(form_->extension), why};
+        Finding finding{verdict, end, form_->type, std::string(form_->extension), why};
+        finding.isCertain = verdict == Verdict::Open && HasWanted();
+        return finding;
     }
 
     Finding Ended() const {

@@ -7,6 +7,7 @@
 #include "host/validators/text/markup.h"
 #include "host/validators/text/text_kinds.h"
 #include "host/validators/text/text_run.h"
+#include "host/validators/text/text_seams.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
@@ -131,7 +132,7 @@ Finding Validate(Place& file) {
     const bool isXml = IsAtXmlDeclaration(text);
     PageEnd search(text, *start);
     if (const std::optional<std::int64_t> end = search.Find()) {
-        return PageOf(Verdict::Whole, EndOfDocument(file, text, EndOfComments(text, *end)), isXml,
+        return PageOf(Verdict::Whole, EndOfDocument(file, text, EndOfComments(text, *end), u"<"), isXml,
                       "closed by its end tag");
     }
     if (search.Next()) {
@@ -139,7 +140,10 @@ Finding Validate(Place& file) {
     }
     const TextForm form = text.Form();
     const auto from = static_cast<std::int64_t>(form.markBytes);
-    const TextRun run = form.width == 1 ? FollowText(file, from) : FollowUtf16(file, from, form.isBigEndian);
+    TextRun run = form.width == 1 ? FollowText(file, from) : FollowUtf16(file, from, form.isBigEndian);
+    if (form.width == 1) {
+        EndAtSeam(file, from, run, false);
+    }
     if (run.behind == TextRun::Behind::Binary) {
         return PageOf(Verdict::Damaged, run.end, isXml, "no end tag in front of binary data");
     }

@@ -14,6 +14,7 @@
 #include "host/validators/text/text_bytes.h"
 #include "host/validators/text/text_kinds.h"
 #include "host/validators/text/text_run.h"
+#include "host/validators/text/text_seams.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
@@ -288,7 +289,7 @@ MailEnd EndOfLetter(Place& file, const MailHead& head) {
             return {Verdict::Whole, end, "the last line of its base64"};
         }
     }
-    const TextRun run = FollowText(file, head.bodyStart);
+    TextRun run = FollowText(file, head.bodyStart);
     if (const auto end = ToldEnd(file, head, run)) {
         return {Verdict::Whole, *end, "its body has the length that its head tells"};
     }
@@ -297,6 +298,7 @@ MailEnd EndOfLetter(Place& file, const MailHead& head) {
             return {Verdict::Whole, *end, "the page in it is closed"};
         }
     }
+    EndAtSeam(file, head.bodyStart, run, false);
     return {Verdict::Open, std::max(run.end, head.bodyStart), "text as far as it goes"};
 }
 

@@ -44,7 +44,7 @@ std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, st
         return text.At();
     }
     const std::int64_t pageEnd = (end / page + 1) * page;
-    if (text.Take(appendix)) {
+    if (!appendix.empty() && text.Take(appendix)) {
         while (text.At() < pageEnd && text.Next() != MarkupReader::End) {
         }
         if (text.At() < pageEnd && IsZeroFilled(file, text.At())) {

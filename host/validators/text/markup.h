@@ -12,8 +12,8 @@ namespace salvor {
 bool BeginsWithMarkup(ByteSpan head);
 
 /// Where a document of markup ends whose last mark ends at `end`: after its white space where zeros follow or the
-/// medium ends, else after the line ends of its own kind. Text that begins with `appendix` and goes on before
-/// zeros, in the same page of 4 KiB, was appended to it; other text is a stranger's.
-std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, std::u16string_view appendix = u"<");
+/// medium ends, else after the line ends of its own kind. Text that begins with `appendix`, where that is not empty,
+/// and goes on before zeros, in the same page of 4 KiB, was appended to it; other text is a stranger's.
+std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, std::u16string_view appendix = {});
 
 }  // namespace salvor

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -25,6 +26,9 @@ constexpr std::int64_t LargestCluster = 0x10000;
 // In a text: borders that are compared, and clusters that are searched. A hostile medium has more.
 constexpr int MostComparisons = 1024;
 constexpr int MostSearches = 64;
+// Of ten thousand texts, two in which so many lines end alike go on with so many that end otherwise.
+constexpr int LinesBeforeChange = 4;
+constexpr int LinesAfterChange = 3;
 
 // What a seam costs in bits where no line ends: few files end without a line end.
 constexpr double BitsOfOpenLine = 16;
@@ -84,6 +88,9 @@ public:
         if (cluster_ == 0 || cluster_ > LargestCluster || run_.printableEnd <= from_) {
             return std::nullopt;
         }
+        if (const auto end = EndBeforeOtherLineEnds()) {
+            return end;
+        }
         endsInLine_ = EndsInLine();
         isBeforeBinary_ = run_.behind == TextRun::Behind::Binary;
         const std::int64_t last = run_.printableEnd / cluster_ * cluster_;
@@ -102,6 +109,7 @@ private:
     }
     bool EndsAt(std::int64_t border) const { return run_.printableEnd - border <= (isBeforeBinary_ ? ByChance : 0); }
 
+    std::optional<std::int64_t> EndBeforeOtherLineEnds();
     std::optional<std::int64_t> EndBefore(std::int64_t border);
     std::optional<std::int64_t> EndInLast(std::int64_t last);
     bool MayBeginAt(std::int64_t border);
@@ -124,6 +132,45 @@ private:
     int comparisonsLeft_ = MostComparisons;
     int searchesLeft_ = MostSearches;
 };
+
+// Where lines that end with "\r\n" are followed, up to a cluster's end, by lines that end with "\n", or the other way
+// round.
+std::optional<std::int64_t> SeamSearch::EndBeforeOtherLineEnds() {
+    int alike = 0;
+    int others = 0;
+    bool hasReturns = false;
+    std::uint8_t before = 0;
+    std::int64_t lineStart = from_;
+    std::int64_t change = run_.printableEnd;
+    std::int64_t changedTo = run_.printableEnd;
+    for (std::int64_t at = from_; at < changedTo;) {
+        ByteSpan bytes = file_.From(at);
+        bytes = bytes.first(static_cast<std::size_t>(std::min(std::ssize(bytes), changedTo - at)));
+        if (bytes.empty()) {
+            return std::nullopt;
+        }
+        const std::size_t feed = static_cast<std::size_t>(std::ranges::find(bytes, std::uint8_t{'\n'}) - bytes.begin());
+        if (feed == bytes.size()) {
+            before = bytes.back();
+            at += std::ssize(bytes);
+            continue;
+        }
+        const bool hasReturn = (feed > 0 ? bytes[feed - 1] : before) == '\r';
+        hasReturns = alike == 0 ? hasReturn : hasReturns;
+        if (hasReturn == hasReturns && others == 0) {
+            ++alike;
+        } else if (hasReturn == hasReturns || alike < LinesBeforeChange) {
+            return std::nullopt;
+        } else if (++others == 1) {
+            change = lineStart;
+            changedTo = std::min((change / cluster_ + 1) * cluster_, run_.printableEnd);
+        }
+        at += static_cast<std::int64_t>(feed) + 1;
+        before = '\n';
+        lineStart = at;
+    }
+    return others >= LinesAfterChange ? std::optional(change) : std::nullopt;
+}
 
 std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
     const bool isEnd = EndsAt(border);
@@ -235,8 +282,12 @@ End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
 
 }  // namespace
 
-std::optional<std::int64_t> FindSeam(Place& file, std::int64_t from, const TextRun& run, bool isPiece) {
-    return SeamSearch(file, from, run, isPiece).Find();
+void EndAtSeam(Place& file, std::int64_t from, TextRun& run, bool isPiece) {
+    if (const auto end = SeamSearch(file, from, run, isPiece).Find()) {
+        run.end = *end;
+        run.printableEnd = *end;
+        run.behind = TextRun::Behind::OtherFile;
+    }
 }
 
 }  // namespace salvor

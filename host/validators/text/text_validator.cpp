@@ -219,10 +219,7 @@ Finding Validate(Place& file) {
     if (run.end <= marked) {
         return NoText("no text");
     }
-    if (const auto end = FindSeam(file, marked, run, BeginsInMiddle(TextHead(file, run)))) {
-        run.end = *end;
-        run.behind = TextRun::Behind::OtherFile;
-    }
+    EndAtSeam(file, marked, run, BeginsInMiddle(TextHead(file, run)));
     const std::int64_t length = run.end - marked;
     const ByteSpan head = TextHead(file, run);
     if (head.empty()) {

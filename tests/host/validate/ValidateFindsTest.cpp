@@ -175,15 +175,19 @@ TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
                      "300 bmp damaged 50000", "310 jpg whole 1024"}));
 }
 
-// Both files that are hidden have the format of the damaged one that claims them.
-TEST_F(ValidateFindsTest, LooksInADamagedClaimWhereASignatureIsLong) {
+// All files that are hidden have the format of the one that claims them.
+TEST_F(ValidateFindsTest, LooksInAClaimThatMayHideOthers) {
     Put(10, "A3050");
     Find(10, FileTypeIndex::Doc, 90);
     Put(20, "A0002");
     Put(100, "D3050");
     Find(100, FileTypeIndex::Doc, 90);
     Put(110, "D0002");
-    EXPECT_EQ(Lines(Validate()), (Texts{"10 doc damaged 25600", "100 doc damaged 25600", "110 doc whole 1024"}));
+    Put(200, "A2050");
+    Find(200, FileTypeIndex::Doc, 90);
+    Put(210, "A0002");
+    EXPECT_EQ(Lines(Validate()), (Texts{"10 doc damaged 25600", "100 doc damaged 25600", "110 doc whole 1024",
+                                        "200 doc truncated 25600", "210 doc whole 1024"}));
 }
 
 TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {

@@ -143,6 +143,12 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
     EXPECT_EQ(FindingOf("mpegaudio", Repeated({0xFF, 0xFF, 0, 0, 0x30, 0x2B, 0x43, 0}, 900), Pattern(70000)).verdict,
               Verdict::NoFile)
         << "a table of numbers";
+    EXPECT_EQ(
+        FindingOf("mpegaudio", Repeated({0xFF, 0xFF, 0x25, 0x42, 0xAB, 0, 0, 0x68, 8, 0, 0, 0, 0xE9, 0x60, 1, 1}, 300),
+                  Pattern(70000))
+            .verdict,
+        Verdict::NoFile)
+        << "jumps of a program";
     // A film's sound stands between its pictures.
     const Bytes withPicture = Join({Repeated(AudioFrame(0xFB, 0x90, 417), 5), Pattern(3000)});
     EXPECT_EQ(FindingOf("mpegaudio", Repeated(withPicture, 40), Pattern(70000)).verdict, Verdict::NoFile);
@@ -201,6 +207,19 @@ TEST(StreamPacketValidators, FollowPacketsToTheLast) {
         }
         EXPECT_EQ(FindingOf("transport", piece, Pattern(70000)).verdict, Verdict::NoFile) << changed;
     }
+}
+
+TEST(MpegVideoValidator, FollowsPicturesToTheEndCode) {
+    const Bytes header{0, 0, 1, 0xB3, 0x16, 0, 0xF0, 0x15, 0xFF, 0xFF, 0xE0, 0, 0, 0, 1, 0xB8, 0, 8, 0, 0x40};
+    const Bytes picture{0, 0, 1, 0, 0, 0xF, 0xFF, 0xF8, 0, 0, 1, 1, 0x43, 0xBD, 0, 0, 1, 2, 0x6F, 0xFF, 0, 0};
+    const Bytes end{0, 0, 1, 0xB7};
+    ExpectWhole("mpegvideo", Join({header, Repeated(picture, 30), end}), "a film");
+    EXPECT_EQ(FindingOf("mpegvideo", Join({header, Repeated(picture, 30)}), Pattern(9000)).verdict, Verdict::Damaged);
+    for (const Bytes& stranger : {Bytes{0, 0, 1, 0xBA, 0x44}, Bytes{0, 0, 1, 0xB3, 0, 0}}) {
+        const Bytes film = Join({header, picture, picture, stranger, picture, end});
+        EXPECT_NE(FindingOf("mpegvideo", film, Pattern(9000)).verdict, Verdict::Whole);
+    }
+    EXPECT_EQ(FindingOf("mpegvideo", Join({header, end}), Pattern(9000)).verdict, Verdict::NoFile);
 }
 
 TEST(VegasValidator, TilesTheOutermostChunk) {

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
+#include "host/validators/documents/pdf_end.h"
 #include "tests/host/validators/TestPlace.h"
 #include "tests/support/Medium.h"
 
@@ -123,9 +125,28 @@ TEST(Documents, AreNotWholeWhenTheyBreak) {
     }
     EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</a>\n")).verdict, Verdict::Whole);
     EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</b></a>\n")).verdict, Verdict::Damaged);
+    // Nothing but remarks belongs to a document behind its root.
+    Bytes tags = BytesOf("<p>a stranger's</p>\n");
+    tags.resize(9000);
+    const std::string root = "<?xml version='1.0'?>\n<a/>\n";
+    EXPECT_EQ(test::FindingOf("xml", BytesOf(root), tags).size, std::ssize(root));
     // Another page begins in the next sector.
     const std::string padded = Page.substr(0, 28) + std::string(484, 'x') + Page;
     EXPECT_EQ(test::FindingOf("html", BytesOf(padded)).size, 512);
+}
+
+TEST(Documents, PdfsKeepWhiteSpaceThatIsTheirOwn) {
+    for (const auto& [white, behind, kept] : {std::tuple{"\n\n    \n", "words", 2},
+                                              {"\r\n\r\n", "words", 4},
+                                              {"     ", "words", 0},
+                                              {"\n    \n", "\0", 6}}) {
+        const auto endOf = [](Place& file) {
+            return EndOfPdf(file, file.Limit() - 5);
+        };
+        Bytes tail = BytesOf(behind);
+        tail.resize(5);
+        EXPECT_EQ(test::LookAt(BytesOf("%%EOF"s + white), tail, {}, endOf), 5 + kept) << white;
+    }
 }
 
 TEST(Documents, TellWebArchivesFromLetters) {

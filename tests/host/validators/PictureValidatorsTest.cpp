@@ -224,6 +224,9 @@ TEST(PictureValidators, DrawingsAndBitmapsEndWithTheirLastByte) {
         EXPECT_EQ(finding.verdict, Verdict::Whole) << finding.why;
         EXPECT_EQ(finding.size, static_cast<std::int64_t>(drawing.size()));
     }
+    std::string macintosh = text + "\n";
+    std::ranges::replace(macintosh, '\n', '\r');
+    EXPECT_EQ(FindingOf("dxf", {macintosh.begin(), macintosh.end()}, Pattern(9000)).size, std::ssize(macintosh));
     Bytes bitmap = Fixture("rgb24.bmp");
     bitmap.push_back('\n');
     EXPECT_EQ(FindingOf("bmp", bitmap, Bytes(9000)).size, static_cast<std::int64_t>(bitmap.size()));

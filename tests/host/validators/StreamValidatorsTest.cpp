@@ -50,6 +50,12 @@ TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
     longer.resize(longer.size() + 20, 0x80);
     expectSize(longer, Bytes(5000), "samples behind the sound that only the outermost size counts");
 
+    wave[4] = static_cast<std::uint8_t>(wave[4] - 20);
+    Bytes text(9000, 'w');
+    wave[4] = static_cast<std::uint8_t>(wave[4] + 100);
+    expectSize(wave, text, "a stranger's text looks like a chunk");
+    EXPECT_TRUE(FindingOf("riff", wave, text).isCertain);
+
     // Sound of odd length, and the pad byte behind the form.
     Bytes form = Fixture("tone.aif");
     constexpr std::string_view name = "SSND";

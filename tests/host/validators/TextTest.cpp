@@ -101,6 +101,22 @@ TEST(Text, EndsWhereAnotherTextFillsItsCluster) {
     }
 }
 
+TEST(Text, EndsWhereLinesEndOtherwiseUpToTheClustersEnd) {
+    const Neighbours onGrid{{}, {}, {8, 3}};
+    const std::string head = "To: d\r\nDate: Mon\r\n\r\n";
+    const std::string own = Lines("Words of a letter\r\n", 100);
+    const std::string strange = Lines("Words of a letter\n", 300);
+    const auto sizeOf = [&](const char* validator, const std::string& text) {
+        return test::FindingOf(validator, BytesOf(text), Binary("\x80"), onGrid).size;
+    };
+    EXPECT_EQ(sizeOf("text", own + strange), std::ssize(own));
+    EXPECT_EQ(sizeOf("mail", head + own + strange), std::ssize(head + own));
+    EXPECT_EQ(sizeOf("text", strange.substr(0, 900) + own), 900);
+    // A file that was joined from others goes back to its own kind.
+    const std::string joined = own + strange.substr(0, 900) + own;
+    EXPECT_EQ(sizeOf("text", joined), std::ssize(joined));
+}
+
 TEST(Text, KeepsALastLineThatIsItsOwn) {
     const std::string object = "{\n" + Lines("  \"key\": 1,\n", 20) + "  \"last\": {}\n";
     for (const std::string last : {"}", "  \"key\": 1,\"last\": {}"}) {
