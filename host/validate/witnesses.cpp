@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/scan/scan_session.h"
-#include "host/validators/documents/pdf_end.h"
+#include "host/validators/pdf_end.h"
 
 namespace salvor {
 

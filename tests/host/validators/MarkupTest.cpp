@@ -3,7 +3,7 @@
 #include <string>
 #include <tuple>
 
-#include "host/validators/documents/pdf_end.h"
+#include "host/validators/pdf_end.h"
 #include "tests/host/validators/TestPlace.h"
 #include "tests/support/Medium.h"
 

@@ -1,4 +1,4 @@
-#include "host/validators/documents/pdf_end.h"
+#include "host/validators/pdf_end.h"
 
 #include <algorithm>
 
