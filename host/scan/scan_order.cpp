@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <utility>
@@ -32,6 +33,7 @@ ScanOrder OrderFrom(const Json& what) {
         order.part.borders.push_back({range.at(0).get<std::int64_t>(), range.at(1).get<std::int64_t>()});
     }
     order.part.mayEndSooner = what.at("may_end_sooner").get<bool>();
+    order.part.mostRestless = what.at("most_restless").get<std::int64_t>();
     order.key = {what.at("program").get<std::string>(), what.at("medium").get<std::string>(),
                  what.at("options").get<std::string>()};
     order.seconds = what.at("seconds").get<double>();
@@ -53,8 +55,11 @@ public:
     void OnTextStart(std::int64_t sector) override { seen.AddTextStart(sector); }
     void OnLook(SectorRange sectors, std::int32_t type) override { worker_.At(sectors, type); }
     void OnBlockDone(std::int64_t nextSector) override {
-        worker_.Done((nextSector - firstSector_) * worker_.GetMedium().SectorSize());
+        const std::int64_t done = (nextSector - firstSector_) * worker_.GetMedium().SectorSize();
+        worker_.Done(done);
+        TakeSpeed(done);
     }
+    bool IsSlow() override { return isSlow_; }
     bool StopRequested() override { return !mayEndSooner_ && worker_.StopRequested(); }
 
     // Types that go on behind the part have half as much once more.
@@ -70,6 +75,19 @@ public:
     Sightings seen;
 
 private:
+    // By the time of the processor, which neither the medium nor other processes change.
+    void TakeSpeed(std::int64_t done) {
+        constexpr std::int64_t bytesBetween = std::int64_t{4} << 20;
+        constexpr double slow = 300e6;
+        if (done - timedBytes_ >= bytesBetween) {
+            const std::clock_t now = std::clock();
+            const double seconds = static_cast<double>(now - timed_) / CLOCKS_PER_SEC;
+            isSlow_ = static_cast<double>(done - timedBytes_) < slow * seconds;
+            timed_ = now;
+            timedBytes_ = done;
+        }
+    }
+
     // A part's finds are in memory until its end, and a hostile medium has some in every sector.
     static constexpr std::int64_t MostFinds = 400000;
 
@@ -80,6 +98,9 @@ private:
     std::chrono::time_point<steady_clock, std::chrono::duration<double>> end_;
     std::int64_t finds_ = 0;
     std::int64_t mostFinds_ = MostFinds;
+    std::clock_t timed_ = std::clock();
+    std::int64_t timedBytes_ = 0;
+    bool isSlow_ = false;
 };
 
 }  // namespace
@@ -104,6 +125,7 @@ Json ToJson(const ScanOrder& order) {
             {"last", order.part.last},
             {"borders", borders},
             {"may_end_sooner", order.part.mayEndSooner},
+            {"most_restless", order.part.mostRestless},
             {"program", order.key.program},
             {"medium", order.key.medium},
             {"options", order.key.options},

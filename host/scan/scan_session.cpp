@@ -209,6 +209,12 @@ bool TakeAnswers(KeptScanner& kept, std::int64_t block, std::int64_t nextSector)
     return isAtRest;
 }
 
+// The type has not been at rest for so many blocks, up to the last one.
+bool IsRestlessFor(const TypeScan& scan, std::int64_t blocks) {
+    return !scan.restless.empty() && scan.restless.back().end == scan.blocks.end + 1 &&
+           scan.restless.back().end - scan.restless.back().first > blocks;
+}
+
 class ApartScan {
 public:
     ApartScan(Medium& medium, const ScanRequest& request, const ScanPart& part, ScanObserver& observer)
@@ -268,7 +274,11 @@ private:
                 EndAt(block + 1);
             }
             const bool mayEnd = block + 1 >= part_.to && Holds(part_.borders, block + 1);
-            std::erase_if(active_, [&](KeptScanner& kept) { return TakeAnswers(kept, block, next) && mayEnd; });
+            const bool mayGiveUp = part_.mostRestless > 0 && observer_.IsSlow();
+            std::erase_if(active_, [&](KeptScanner& kept) {
+                const bool isAtRest = TakeAnswers(kept, block, next);
+                return (isAtRest && mayEnd) || (mayGiveUp && IsRestlessFor(*kept.scan, part_.mostRestless));
+            });
         }
         return true;
     }

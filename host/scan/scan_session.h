@@ -64,6 +64,8 @@ public:
     virtual bool StopRequested() = 0;
     /// Asked behind every block of a part that may end sooner; true ends it there.
     virtual bool PartShallEnd() { return false; }
+    /// Asked behind every block of a part; true gives up types that do not come to rest.
+    virtual bool IsSlow() { return false; }
 };
 
 /// Drives the scanners over a range of the medium. Depends on nothing but its arguments and the library. True if the
@@ -80,6 +82,10 @@ struct ScanPart {
     std::int64_t last = 0;
     /// Any other border may take the place of `to`, and of `last`, if the observer asks for an end.
     bool mayEndSooner = false;
+    /// Where scanning is slow, a type ends that has not been at rest for so many blocks; 0 for none. What it does there
+    /// most likely depends on what lies before the part, so that nothing would come of its finds.
+    std::int64_t mostRestless = 0;
+    bool operator==(const ScanPart&) const = default;
 };
 
 /// Stands for the starts where a scan names a type.
@@ -96,7 +102,8 @@ struct BlocksSetAside {
 
 /// What a part of a scan has seen, as far as merging needs it.
 struct SegmentScan {
-    /// All types were to scan these, and starts were looked for in them. Types that were not at rest then went on.
+    /// All types were to scan these, and starts were looked for in them. Types that were not at rest then went on, or
+    /// were given up before.
     BlockRange blocks;
     bool withStarts = false;
     std::vector<TypeScan> scans;

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <deque>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <optional>
 #include <utility>
@@ -25,6 +26,9 @@ using std::chrono::steady_clock;
 
 // Work that a killed run may lose.
 constexpr double OrderSeconds = 6;
+
+// A type that does not come to rest over so many bytes is given up where scanning is slow.
+constexpr std::int64_t GiveUpBytes = std::int64_t{8} << 20;
 
 std::string NameOf(std::int32_t type) {
     return type == StartsType ? "what looks for starts"
@@ -156,9 +160,7 @@ private:
         }
         if (options_.join) {
             joined_ = JoinSegments(grid_, segments_);
-            for (MissingPart& missing : joined_.missing) {
-                queue_.push_back({std::move(missing.part), {missing.type}, false});
-            }
+            QueueMissing(std::move(joined_.missing));
         }
         isDone_ = queue_.empty();
     }
@@ -167,7 +169,29 @@ private:
     Part PartOf(BlockRange blocks, std::vector<std::int32_t> types, bool withStarts) const {
         const std::int64_t wall = NextSetAside(grid_, segments_, types, blocks.end);
         const std::int64_t behind = std::min(options_.segmentBlocks, wall - blocks.end);
-        return {SegmentOf(grid_, blocks, behind), std::move(types), withStarts};
+        Part part{SegmentOf(grid_, blocks, behind), std::move(types), withStarts};
+        part.part.mostRestless = std::max<std::int64_t>(GiveUpBytes / BytesOf({0, 1}), 1);
+        return part;
+    }
+
+    // Types that need the same part scan it together, but spread over the workers.
+    void QueueMissing(std::vector<MissingPart> missing) {
+        std::vector<Part> parts;
+        for (MissingPart& one : missing) {
+            const auto isSame = [&](const Part& part) {
+                return part.part == one.part;
+            };
+            const auto same = std::ranges::count_if(parts, isSame);
+            const auto least = std::ranges::min_element(parts, {}, [&](const Part& part) {
+                return isSame(part) ? part.types.size() : std::numeric_limits<std::size_t>::max();
+            });
+            if (same < options_.workers) {
+                parts.push_back({std::move(one.part), {one.type}, false});
+            } else {
+                least->types.push_back(one.type);
+            }
+        }
+        std::ranges::move(parts, std::back_inserter(queue_));
     }
 
     Order Begin(Part part) {
