@@ -570,9 +570,14 @@ TEST(Program, FollowsNothingThatWasPlantedInItsFolder) {
         fs::create_directories((out / name).parent_path());
         fs::remove(out / name);
     };
-    const std::string recover = "recover " + Card + " --quiet --overwrite --out " + Quoted(out);
+    Bytes image = Fixture("rgb8.png");
+    image.resize(image.size() + 4096);
+    test::WriteFile(folder / "image", image);
+    const std::string recover =
+        "recover " + Quoted(folder / "image") + " --quiet --overwrite --jobs 1 --out " + Quoted(out);
     ASSERT_EQ(RunProgram(recover).status, 0);
     const auto files = RecoveredFiles(out);
+    ASSERT_FALSE(files.empty());
     for (const std::string& name :
          {std::string("job.json"), std::string("job.lock"), std::string("finds.jsonl"), std::string("outcomes.jsonl"),
           std::string("report.jsonl"), std::string("report.jsonl.part"), std::string("skipped.jsonl.part"),
