@@ -30,6 +30,9 @@ FolderUse UseOf(const ExtractCommand& command, const std::optional<Piece>& piece
     if (piece && command.overwrite) {
         throw Failure(ExitStatus::Usage, "--overwrite would write over what the other segments write");
     }
+    if (piece && command.filter.unique) {
+        throw Failure(ExitStatus::Usage, "--segment does not see the files of other segments; leave out --unique");
+    }
     return piece ? FolderUse::Share : command.overwrite ? FolderUse::Overwrite : FolderUse::GoOn;
 }
 
@@ -38,6 +41,7 @@ ExitStatus RunExtract(const ExtractCommand& command) {
     const std::optional<Piece> piece =
         command.segment.empty() ? std::nullopt : std::optional(ParsePiece(command.segment));
     const FolderUse use = UseOf(command, piece);
+    const ContentFilter content = MakeContentFilter(command.filter);
     FindsUse finds(command.finds, command.image, command.skipBad);
     const JournalHeader& header = finds.journal.header;
     // The validators see files of types that the scan was not asked for.
@@ -46,8 +50,8 @@ ExitStatus RunExtract(const ExtractCommand& command) {
     const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.medium->Files(), command.finds}, use);
     const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps,
                              SetAsideToJson(header, finds.journal.setAside)};
-    const ExitStatus status =
-        ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, command.fileSystems, out, piece, command.quiet);
+    const ExitStatus status = ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, content,
+                                          command.fileSystems, out, piece, command.quiet);
     // Of files that the finds do not name nobody knows.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }
@@ -61,6 +65,7 @@ Command ExtractCommandLine() {
     AddTypeOptions(line, command->filter);
     AddSizeOptions(line, command->filter);
     AddVerdictOptions(line, command->filter);
+    AddContentOptions(line, command->filter);
     AddFileSystemOptions(line, command->fileSystems);
     AddOutOptions(line, "new, empty, or of an earlier run on the image", command->out, command->overwrite);
     AddSkipBad(line, command->skipBad);

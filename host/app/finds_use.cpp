@@ -88,8 +88,8 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
 }
 
 ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
-                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
-                       bool quiet) {
+                       const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
+                       const std::optional<Piece>& piece, bool quiet) {
     KnownFiles known;
     Validation validation;
     if (filter.asReported) {
@@ -119,13 +119,13 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
         return ExitStatus::Stopped;
     }
     if (piece) {
-        return ExtractPiece(medium, validation.outcomes, known, origin, filter, out, *piece, quiet);
+        return ExtractPiece(medium, validation.outcomes, known, origin, filter, content, out, *piece, quiet);
     }
     if (isStopped) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
             ShellWord(out.folder.Path().string()));
     }
-    ExitStatus status = ExtractFiles(medium, validation.outcomes, known, origin, filter, out, quiet);
+    ExitStatus status = ExtractFiles(medium, validation.outcomes, known, origin, filter, content, out, quiet);
     if (status == ExitStatus::Done && !validation.setAside.empty()) {
         status = ExitStatus::Losses;
     }

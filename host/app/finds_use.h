@@ -47,7 +47,7 @@ struct FileSystemUse {
 /// Validates, unless what scanners report is wanted, asks the file systems what they know, and writes the files, or one
 /// piece of them.
 ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
-                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
-                       bool quiet);
+                       const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
+                       const std::optional<Piece>& piece, bool quiet);
 
 }  // namespace salvor

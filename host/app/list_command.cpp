@@ -19,6 +19,7 @@ struct ListCommand {
     /// Instead of the image that the finds name; empty for that one.
     std::string image;
     FilterOptions filter;
+    FileSystemUse fileSystems;
     bool asJson = false;
 };
 
@@ -47,18 +48,22 @@ ExitStatus RunList(const ListCommand& command) {
     constexpr std::size_t toldAtOnce = std::size_t{1} << 16U;
     FileCounts counts;
     std::string text;
-    const ShownFiles shown = ForEachShownFile(command.path, command.image, MakeFilter(command.filter),
-                                              [&](const ReportedFile& file, const Json& record) {
-                                                  counts.Add(file.verdict, file.size);
-                                                  text += command.asJson ? JsonLine(record) : LineOf(file);
-                                                  if (text.size() > toldAtOnce) {
-                                                      Tell(std::exchange(text, {}));
-                                                  }
-                                              });
+    const ShownChoice choice{MakeFilter(command.filter), MakeContentFilter(command.filter), command.fileSystems};
+    const ShownFiles shown =
+        ForEachShownFile(command.path, command.image, choice, [&](const ReportedFile& file, const Json& record) {
+            counts.Add(file.verdict, file.size);
+            text += command.asJson ? JsonLine(record) : LineOf(file);
+            if (text.size() > toldAtOnce) {
+                Tell(std::exchange(text, {}));
+            }
+        });
     if (!command.asJson) {
         const auto& by = counts.byVerdict;
         text += fmt::format("{} files, {}: {} whole, {} open, {} truncated, {} damaged\n", counts.files,
                             FormatSize(counts.bytes), by[0], by[1], by[2], by[3]);
+        for (const auto& [reason, count] : shown.leftOut) {
+            text += fmt::format("left out: {} ({})\n", count, reason);
+        }
     }
     Tell(text);
     return shown.damagedLines == 0 ? ExitStatus::Done : ExitStatus::Losses;
@@ -79,6 +84,8 @@ Command ListCommandLine() {
     AddTypeOptions(line, command->filter);
     AddSizeOptions(line, command->filter);
     AddVerdictOptions(line, command->filter);
+    AddContentOptions(line, command->filter);
+    AddFileSystemOptions(line, command->fileSystems);
     line.options.push_back({.name = "--json",
                             .target = &command->asJson,
                             .help = "One JSON object a line, with all that is known of the file"});

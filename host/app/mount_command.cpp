@@ -23,6 +23,7 @@ struct MountCommand {
     /// Instead of the image that the finds or the report name; empty for that one.
     std::string image;
     FilterOptions filter;
+    FileSystemUse fileSystems;
     bool quiet = false;
 };
 
@@ -39,8 +40,9 @@ void RequireEmptyFolder(const std::string& point) {
 ExitStatus RunMount(const MountCommand& command) {
     RequireEmptyFolder(command.point);
     std::vector<ReportedFile> files;
+    const ShownChoice choice{MakeFilter(command.filter), MakeContentFilter(command.filter), command.fileSystems};
     const ShownFiles shown =
-        ForEachShownFile(command.path, command.image, MakeFilter(command.filter),
+        ForEachShownFile(command.path, command.image, choice,
                          [&files](const ReportedFile& file, const Json& /*record*/) { files.push_back(file); });
     const auto medium = OpenMedium({command.image.empty() ? shown.summary.image : command.image},
                                    shown.summary.sectorSize, {true, StopRequested});
@@ -82,6 +84,8 @@ Command MountCommandLine() {
     AddTypeOptions(line, command->filter);
     AddSizeOptions(line, command->filter);
     AddVerdictOptions(line, command->filter);
+    AddContentOptions(line, command->filter);
+    AddFileSystemOptions(line, command->fileSystems);
     AddQuiet(line, command->quiet);
     line.footer =
         "The folder 'type' has the files by type, 'name' those of which the file system still knows the name.\n"

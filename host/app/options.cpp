@@ -127,6 +127,23 @@ void AddVerdictOptions(Command& command, FilterOptions& options) {
             WhatToWrite);
 }
 
+void AddContentOptions(Command& command, FilterOptions& options) {
+    Add(command, "--min-pixels", &options.minPixels,
+        "No smaller pictures and films, upright or not: 640x480; files without pixels stay", "WIDTHxHEIGHT",
+        WhatToWrite);
+    Add(command, "--taken", &options.taken,
+        "Only what says it was taken or made then: 2019, 2019-05, 2019-05-31, or from one to another, both with it: "
+        "2018..2019-05, 2019.., ..2019",
+        "TIME", WhatToWrite);
+    AddFlag(command, "--unique", options.unique,
+            "Of files with the same bytes only the first on the medium; the others are listed with its path",
+            WhatToWrite);
+    Add(command, "--known", &options.known,
+        "No files of which one of these lists has the hash: MD5, SHA-1 or SHA-256, one a line, or NSRL's text; they "
+        "are listed",
+        "FILES", WhatToWrite);
+}
+
 void AddFileSystemOptions(Command& command, FileSystemUse& use) {
     AddFlag(command, "--no-file-system", use.isOff,
             "Do not ask file systems for names, times and the places of files in pieces", WhatToWrite);

@@ -20,6 +20,8 @@ void AddOtherImage(Command& command, std::string& path);
 void AddTypeOptions(Command& command, FilterOptions& options);
 void AddSizeOptions(Command& command, FilterOptions& options);
 void AddVerdictOptions(Command& command, FilterOptions& options);
+/// By what files say of themselves and by their bytes.
+void AddContentOptions(Command& command, FilterOptions& options);
 void AddFileSystemOptions(Command& command, FileSystemUse& use);
 /// `which` says what folders may be named.
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite);

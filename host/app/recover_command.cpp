@@ -23,6 +23,7 @@ struct RecoverCommand {
 
 ExitStatus RunRecover(const RecoverCommand& command) {
     const PlanFilter filter = MakeFilter(command.filter);
+    const ContentFilter content = MakeContentFilter(command.filter);
     JobScan scan = BeginJobScan(command.out, command.scan, filter.types, command.job, command.overwrite);
     scan.quiet = command.quiet;
     const OutFolder out =
@@ -39,8 +40,8 @@ ExitStatus RunRecover(const RecoverCommand& command) {
     const FilePlace finds(out.folder, JobFindsName);
     const FindsOrigin origin{scan.scan.header.image, finds.Text(), true, scan.scan.header.caps,
                              SetAsideToJson(scan.job.header, outcome.setAside)};
-    const ExitStatus status = ExtractSeen(*scan.scan.medium, outcome.seen, origin, filter, command.fileSystems, out,
-                                          std::nullopt, command.quiet);
+    const ExitStatus status = ExtractSeen(*scan.scan.medium, outcome.seen, origin, filter, content, command.fileSystems,
+                                          out, std::nullopt, command.quiet);
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 
@@ -54,6 +55,7 @@ Command RecoverCommandLine() {
     AddTypeOptions(line, command->filter);
     AddSizeOptions(line, command->filter);
     AddVerdictOptions(line, command->filter);
+    AddContentOptions(line, command->filter);
     AddFileSystemOptions(line, command->fileSystems);
     AddJobOptions(line, command->job);
     AddOutOptions(line, "new, empty, or of a recovery that was stopped", command->out, command->overwrite);

@@ -3,8 +3,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <tuple>
+#include <utility>
 
 #include "host/say/failure.h"
 #include "host/scan/scanners.h"
@@ -30,6 +36,51 @@ std::vector<Verdict> VerdictsOf(const std::vector<std::string>& words) {
         }
     }
     return verdicts;
+}
+
+// Pixels of a picture's width and height, or none.
+std::optional<std::pair<std::int64_t, std::int64_t>> PixelsIn(const std::string& text) {
+    const std::size_t sign = text.find_first_of("xX");
+    const auto number = [](std::string_view digits) {
+        std::int64_t value = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+        return error == std::errc() && end == digits.data() + digits.size() && value > 0 ? value : 0;
+    };
+    if (sign == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::pair pixels{number(std::string_view(text).substr(0, sign)),
+                           number(std::string_view(text).substr(sign + 1))};
+    return pixels.first > 0 && pixels.second > 0 ? std::optional(pixels) : std::nullopt;
+}
+
+// A year, a month or a day.
+bool IsDate(std::string_view text) {
+    constexpr std::string_view pattern = "0000-00-00";
+    const bool isLong = text.size() == 4 || text.size() == 7 || text.size() == pattern.size();
+    const bool isLike = isLong && std::ranges::equal(text, pattern.substr(0, text.size()), [](char c, char like) {
+                            return like == '0' ? c >= '0' && c <= '9' : c == like;
+                        });
+    return isLike && (text.size() < 7 || (text.substr(5, 2) >= "01" && text.substr(5, 2) <= "12")) &&
+           (text.size() < pattern.size() || (text.substr(8) >= "01" && text.substr(8) <= "31"));
+}
+
+void TakeTime(const std::string& text, PlanFilter& filter) {
+    const std::size_t dots = text.find("..");
+    filter.takenFrom = text.substr(0, dots);
+    filter.takenTo = dots == std::string::npos ? text : text.substr(dots + 2);
+    const auto isBound = [](const std::string& date) {
+        return date.empty() || IsDate(date);
+    };
+    if (!isBound(filter.takenFrom) || !isBound(filter.takenTo) || text.size() < 4) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("--taken: '{}' is no time; write a year, a month or a day as 2019, "
+                                  "2019-05 or 2019-05-31, or two of them as 2018..2019-05",
+                                  text));
+    }
+    if (!filter.takenTo.empty() && filter.takenFrom.substr(0, filter.takenTo.size()) > filter.takenTo) {
+        throw Failure(ExitStatus::Usage, fmt::format("--taken: '{}' ends before it begins", text));
+    }
 }
 
 }  // namespace
@@ -59,6 +110,27 @@ PlanFilter MakeFilter(const FilterOptions& options) {
     filter.withEmbedded = options.withEmbedded;
     filter.asReported = options.asReported;
     filter.allClaims = options.all;
+    if (!options.minPixels.empty()) {
+        const auto pixels = PixelsIn(options.minPixels);
+        if (!pixels) {
+            throw Failure(ExitStatus::Usage,
+                          fmt::format("--min-pixels: '{}' is no size of a picture; write width and height as 640x480",
+                                      options.minPixels));
+        }
+        std::tie(filter.leastShortSide, filter.leastLongSide) = std::minmax(pixels->first, pixels->second);
+    }
+    if (!options.taken.empty()) {
+        TakeTime(options.taken, filter);
+    }
+    return filter;
+}
+
+ContentFilter MakeContentFilter(const FilterOptions& options) {
+    ContentFilter filter;
+    filter.unique = options.unique;
+    for (const std::string& path : options.known) {
+        filter.known.Add(path);
+    }
     return filter;
 }
 

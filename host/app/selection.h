@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/files/content_filter.h"
 #include "host/plan/plan.h"
 
 namespace salvor {
@@ -20,6 +21,13 @@ struct FilterOptions {
     bool withEmbedded = false;
     bool all = false;
     bool asReported = false;
+    /// "640x480"; empty for all.
+    std::string minPixels;
+    /// "2019-05..2019-08"; empty for all.
+    std::string taken;
+    bool unique = false;
+    /// Files with lists of hashes.
+    std::vector<std::string> known;
 };
 
 /// The types that the words of `--types` and `--exclude` leave, ascending. Throws `Failure` (usage) for a word that
@@ -28,5 +36,8 @@ std::vector<std::int32_t> SelectTypes(const FilterOptions& options);
 
 /// The same with the size rules. Throws `Failure` (usage) for what cannot be understood.
 PlanFilter MakeFilter(const FilterOptions& options);
+
+/// What is left out for its bytes; reads the lists of hashes. Throws `Failure` for one that is none.
+ContentFilter MakeContentFilter(const FilterOptions& options);
 
 }  // namespace salvor

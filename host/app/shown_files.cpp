@@ -2,16 +2,24 @@
 
 #include <fmt/format.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <optional>
+#include <utility>
+#include <vector>
 
-#include "host/app/finds_use.h"
 #include "host/details/find_details.h"
+#include "host/files/file_pieces.h"
+#include "host/plan/size_rules.h"
+#include "host/platform/stop_request.h"
 #include "host/report/report.h"
 #include "host/say/failure.h"
+#include "host/say/progress.h"
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
+#include "host/volumes/learn.h"
+#include "host/volumes/original_names.h"
 
 namespace salvor {
 
@@ -35,57 +43,156 @@ std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, 
     return std::move(read->validation.outcomes);
 }
 
-ShownFiles ShowPlanned(const std::string& path, const std::string& image, const PlanFilter& filter,
-                       const TakeFile& take) {
+// Tells which files are left out for their bytes, in the order in which it is asked.
+class ContentJudge {
+public:
+    explicit ContentJudge(const ContentFilter& content) : content_(content) {}
+
+    HashKinds Kinds() const {
+        HashKinds kinds = content_.known.Kinds();
+        kinds.sha256 = kinds.sha256 || content_.unique;
+        return kinds;
+    }
+
+    const char* ReasonAgainst(const FileHashes& hashes) {
+        if (content_.known.Contains(hashes)) {
+            return KnownFileReason;
+        }
+        return content_.unique && same_.EarlierOf(hashes.sha256, 0) ? SameBytesReason : nullptr;
+    }
+
+private:
+    const ContentFilter& content_;
+    SameBytes same_;
+};
+
+// Leaves out of the plan what is not wanted for its bytes, which takes reading them.
+void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, ShownFiles& shown) {
+    if (content.IsEmpty()) {
+        return;
+    }
+    ContentJudge judge(content);
+    std::int64_t total = 0;
+    for (const PlannedFile& file : plan.files) {
+        total = AddSizes(total, file.Size());
+    }
+    Progress progress("reading", total, false);
+    std::int64_t bytes = 0;
+    FilePieces pieces(medium, [&](std::int64_t done) {
+        progress.Update(bytes + done, {});
+        return StopRequested();
+    });
+    std::erase_if(plan.files, [&](const PlannedFile& file) {
+        FileDigest digest(judge.Kinds());
+        const auto add = [&digest](const std::uint8_t* piece, std::size_t length, std::int64_t /*offset*/) {
+            digest.Add(piece, length);
+            return true;
+        };
+        if (pieces.ForEach(file, add) == FilePieces::End::Stopped) {
+            throw Failure(ExitStatus::Stopped, "stopped before all files were read");
+        }
+        bytes += file.Size();
+        const char* const reason = judge.ReasonAgainst(digest.Hashes());
+        if (reason != nullptr) {
+            ++shown.leftOut[reason];
+        }
+        return reason != nullptr;
+    });
+    progress.Clear();
+}
+
+ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownChoice choice, const TakeFile& take) {
     const FindsUse finds(path, {image}, false);
     Medium& medium = *finds.medium;
-    Plan plan = MakePlan(OutcomesOf(finds, path, filter), {medium.SizeInBytes(), medium.SectorSize()}, filter,
-                         finds.journal.header.caps);
-    FindDetails(medium, finds.image, plan, nullptr);
+    PlanFilter& filter = choice.filter;
+    std::vector<Outcome> outcomes = OutcomesOf(finds, path, filter);
+    const KnownFiles known = choice.fileSystems.isOff || filter.asReported
+                                 ? KnownFiles()
+                                 : AskFileSystems(medium, finds.image, finds.journal.header.caps, outcomes, true);
+    if (choice.fileSystems.names == "original") {
+        filter.originalPaths = OriginalPaths(known);
+    }
+    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, finds.journal.header.caps);
+    FindDetails(medium, finds.image, plan, filter, nullptr);
+    ShownFiles shown;
+    const auto passedOver = static_cast<std::ptrdiff_t>(plan.passedOver.size());
+    KeepByDetails(plan, filter);
+    for (auto passed = plan.passedOver.begin() + passedOver; passed != plan.passedOver.end(); ++passed) {
+        ++shown.leftOut[ReasonText(passed->reason)];
+    }
+    KeepByContent(medium, plan, choice.content, shown);
     for (const PlannedFile& planned : plan.files) {
-        const Json record = FileRecord(planned, {}, medium.SectorSize());
+        const Json record = FileRecord(planned, {}, medium.SectorSize(), known.At(planned.known));
         if (const std::optional<ReportedFile> file = FileOfRecord(record)) {
             take(*file, record);
         }
     }
-    ShownFiles shown;
     shown.summary.image = finds.image.path;
     shown.summary.imageSize = medium.SizeInBytes();
     shown.summary.sectorSize = medium.SectorSize();
-    for (const PassedOver& passed : plan.passedOver) {
-        ++shown.summary.notWritten[ReasonText(passed.reason)];
-    }
     return shown;
 }
 
-ShownFiles ShowWritten(const Folder& folder, const PlanFilter& filter, const TakeFile& take) {
+// The report has the SHA-256; for other digests the file is read where it was written.
+FileHashes HashesOf(const Folder& folder, const ReportedFile& file, const HashKinds& kinds) {
+    FileHashes hashes;
+    if (kinds.md5 || kinds.sha1) {
+        const fs::path path(file.path);
+        const Folder parent = folder.Below(path.parent_path(), false);
+        File there = parent.IsOpen() ? parent.Read(path.filename().string()) : File(parent.Error());
+        FileDigest digest(kinds);
+        std::vector<char> piece(std::size_t{1} << 18U);
+        for (std::size_t length = piece.size(); there.IsOpen() && length == piece.size();) {
+            length = there.Read(piece.data(), piece.size());
+            digest.Add(piece.data(), length);
+        }
+        hashes = digest.Hashes();
+    }
+    hashes.sha256 = file.sha256;
+    return hashes;
+}
+
+ShownFiles ShowWritten(const Folder& folder, const ShownChoice& choice, const TakeFile& take) {
     ReportReader reader(folder);
+    ContentJudge judge(choice.content);
+    ShownFiles shown;
     for (ReportedFile file; reader.Next(file);) {
-        const Finding finding{file.verdict, file.size, file.types.front()};
-        if (!RefusalOf(finding, filter)) {
+        if (RefusalOf({file.verdict, file.size, file.types.front()}, choice.filter)) {
+            continue;
+        }
+        const auto refusal = RefusalOf(file.details, choice.filter);
+        const char* reason = refusal ? ReasonText(*refusal) : nullptr;
+        if (reason == nullptr && !choice.content.IsEmpty()) {
+            reason = judge.ReasonAgainst(HashesOf(folder, file, judge.Kinds()));
+        }
+        if (reason == nullptr) {
             take(file, reader.Record());
+        } else {
+            ++shown.leftOut[reason];
         }
     }
     if (reader.DamagedLines() > 0) {
         Say("{} lines of the report in '{}' are damaged and passed over", reader.DamagedLines(),
             folder.Path().string());
     }
-    return {reader.Summary(), reader.DamagedLines(), true};
+    shown.summary = reader.Summary();
+    shown.damagedLines = reader.DamagedLines();
+    return shown;
 }
 
 }  // namespace
 
-ShownFiles ForEachShownFile(const std::string& path, const std::string& image, const PlanFilter& filter,
+ShownFiles ForEachShownFile(const std::string& path, const std::string& image, const ShownChoice& choice,
                             const TakeFile& take) {
     std::error_code error;
     if (fs::is_regular_file(path, error)) {
-        return ShowPlanned(path, image, filter, take);
+        return ShowPlanned(path, image, choice, take);
     }
     const fs::path finds = fs::path(path) / "finds.jsonl";
     if (!fs::exists(fs::path(path) / ReportName, error) && fs::is_regular_file(finds, error)) {
-        return ShowPlanned(finds.string(), image, filter, take);
+        return ShowPlanned(finds.string(), image, choice, take);
     }
-    return ShowWritten(OpenReportFolder(path), filter, take);
+    return ShowWritten(OpenReportFolder(path), choice, take);
 }
 
 }  // namespace salvor

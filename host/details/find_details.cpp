@@ -41,8 +41,8 @@ bool IsOneOf(const Types& types, std::int32_t type) {
 
 class DetailsClient : public CrewClient {
 public:
-    DetailsClient(MediumAccess access, Plan& plan, const Folder* folder)
-        : access_(std::move(access)), plan_(plan), folder_(folder) {
+    DetailsClient(MediumAccess access, Plan& plan, const PlanFilter& filter, const Folder* folder)
+        : access_(std::move(access)), plan_(plan), filter_(filter), folder_(folder) {
         constexpr std::size_t mostInOrder = 256;
         std::vector<DetailsQuestion> questions;
         for (std::size_t i = 0; i < plan.files.size(); ++i) {
@@ -83,7 +83,7 @@ public:
         }
         PlannedFile& file = plan_.files[static_cast<std::size_t>(answer->file)];
         file.details = answer->details.known;
-        if (question->withPreview && !answer->details.preview.empty()) {
+        if (question->withPreview && !answer->details.preview.empty() && !RefusalOf(file.details, filter_)) {
             KeepPreview(file, answer->details.preview);
         }
     }
@@ -124,6 +124,7 @@ private:
 
     MediumAccess access_;
     Plan& plan_;
+    const PlanFilter& filter_;
     const Folder* folder_;
     std::deque<std::vector<DetailsQuestion>> waiting_;
     std::map<std::int64_t, std::vector<DetailsQuestion>> asked_;
@@ -133,8 +134,8 @@ private:
 
 }  // namespace
 
-void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const Folder* folder) {
-    DetailsClient client(AccessTo(medium, image), plan, folder);
+void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanFilter& filter, const Folder* folder) {
+    DetailsClient client(AccessTo(medium, image), plan, filter, folder);
     if (!client.HasQuestions()) {
         return;
     }

@@ -34,4 +34,34 @@ std::string Digest::Hex() {
     return text;
 }
 
+FileDigest::FileDigest(const HashKinds& kinds) {
+    if (kinds.md5) {
+        md5_.emplace();
+    }
+    if (kinds.sha1) {
+        sha1_.emplace();
+    }
+    if (kinds.sha256) {
+        sha256_.emplace();
+    }
+}
+
+void FileDigest::Add(const void* data, std::size_t length) {
+    const auto add = [&](auto& digest) {
+        if (digest) {
+            digest->Add(data, length);
+        }
+    };
+    add(md5_);
+    add(sha1_);
+    add(sha256_);
+}
+
+FileHashes FileDigest::Hashes() {
+    const auto hex = [](auto& digest) {
+        return digest ? digest->Hex() : std::string();
+    };
+    return {hex(md5_), hex(sha1_), hex(sha256_)};
+}
+
 }  // namespace salvor

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace salvor {
@@ -38,6 +39,36 @@ public:
 class Md5 : public Digest {
 public:
     Md5() : Digest(EVP_md5()) {}
+};
+
+/// Which digests are made of a file.
+struct HashKinds {
+    bool md5 = false;
+    bool sha1 = false;
+    bool sha256 = false;
+
+    bool Any() const { return md5 || sha1 || sha256; }
+};
+
+/// In lower-case hexadecimal; empty for a kind that was not made.
+struct FileHashes {
+    std::string md5;
+    std::string sha1;
+    std::string sha256;
+};
+
+/// Several digests of the same bytes.
+class FileDigest {
+public:
+    explicit FileDigest(const HashKinds& kinds);
+    void Add(const void* data, std::size_t length);
+    /// Ends the computation.
+    FileHashes Hashes();
+
+private:
+    std::optional<Md5> md5_;
+    std::optional<Sha1> sha1_;
+    std::optional<Sha256> sha256_;
 };
 
 }  // namespace salvor

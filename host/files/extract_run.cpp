@@ -92,6 +92,15 @@ void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& 
     ++totals.passedOver[ReasonText(passed.reason)];
 }
 
+// Where what files say of themselves decides about them, they are all asked; otherwise those that are written.
+void ChooseByDetails(Medium& medium, const FindsOrigin& origin, Plan& plan, const PlanFilter& filter,
+                     const Folder& folder) {
+    if (filter.AsksForDetails()) {
+        FindDetails(medium, origin.image, plan, filter, &folder);
+        KeepByDetails(plan, filter);
+    }
+}
+
 // Keeps the books of the files that are written.
 class Extraction : public WriteObserver {
 public:
@@ -125,11 +134,11 @@ public:
     }
 
     // False if the person stopped it.
-    bool Run(Medium& medium, const std::string& partialSuffix) {
+    bool Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content) {
         for (const PassedOver& passed : plan_.passedOver) {
             NotePassedOver(passed, *skipped_, totals_);
         }
-        const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, *this);
+        const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, content, *this);
         if (complete) {
             // The last files may be done before anybody asks how far they are.
             progress_.Update(totalBytes_, counts_);
@@ -144,6 +153,10 @@ public:
     void OnFile(const PlannedFile& file, const WriteResult& result) override {
         if (result.outcome == WriteOutcome::Failed) {
             NoteFailure(file, result);
+            return;
+        }
+        if (result.outcome == WriteOutcome::Known || result.outcome == WriteOutcome::SameBytes) {
+            NoteLeftOut(file, result);
             return;
         }
         ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
@@ -189,7 +202,7 @@ private:
     void NoteFailure(const PlannedFile& file, const WriteResult& result) {
         const std::string reason = "could not be written: " + result.error;
         if (skipped_ != nullptr) {
-            skipped_->Add(JsonLine(FailedRecord(file, reason)));
+            skipped_->Add(JsonLine(UnwrittenRecord(file, reason)));
         }
         ++totals_.failed;
         ++totals_.passedOver[reason];
@@ -199,6 +212,19 @@ private:
             Say("cannot write '{}': {}", (folder_.Path() / file.path).string(), result.error);
         }
         diskWasFull_ = diskWasFull_ || result.diskIsFull;
+    }
+
+    void NoteLeftOut(const PlannedFile& file, const WriteResult& result) {
+        const char* const reason = result.sameAs.empty() ? KnownFileReason : SameBytesReason;
+        if (skipped_ != nullptr) {
+            Json record = UnwrittenRecord(file, reason);
+            record["sha256"] = result.sha256;
+            if (!result.sameAs.empty()) {
+                record["same_as"] = result.sameAs;
+            }
+            skipped_->Add(JsonLine(record));
+        }
+        ++totals_.passedOver[reason];
     }
 
     Plan& plan_;
@@ -267,12 +293,14 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
 }  // namespace
 
 ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
-                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, bool quiet) {
+                        const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
+                        const OutFolder& out, bool quiet) {
     const Folder& folder = out.folder;
     LineFile skipped(folder, "skipped.jsonl");
     ExtractTotals passedOver;
     Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps,
                          [&](const PassedOver& passed) { NotePassedOver(passed, skipped, passedOver); });
+    ChooseByDetails(medium, origin, plan, filter, folder);
     const bool fits = FitOntoDisk(plan, folder);
     if (!fits) {
         Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "
@@ -292,9 +320,14 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);
     Extraction extraction(plan, known, folder, medium.SectorSize(), report, &skipped, std::move(passedOver), quiet);
-    extraction.TakeOver(before);
-    FindDetails(medium, origin.image, plan, &folder);
-    const bool complete = extraction.Run(medium, ".part");
+    // A copy of what was reported before may stand in front of it.
+    if (!content.unique) {
+        extraction.TakeOver(before);
+    }
+    if (!filter.AsksForDetails()) {
+        FindDetails(medium, origin.image, plan, filter, &folder);
+    }
+    const bool complete = extraction.Run(medium, ".part", content);
     extraction.EndProgress();
     const ExtractTotals& totals = extraction.Totals();
     skipped.TakeName();
@@ -321,11 +354,12 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
 }
 
 ExitStatus ExtractPiece(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
-                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, const Piece& piece,
-                        bool quiet) {
+                        const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
+                        const OutFolder& out, const Piece& piece, bool quiet) {
     const Folder& folder = out.folder;
     Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps,
                          [](const PassedOver& /*passed*/) {});
+    ChooseByDetails(medium, origin, plan, filter, folder);
     // What would be left out depends on what the others have written by now, and the plans would differ.
     if (!FitOntoDisk(plan, folder)) {
         throw Failure(ExitStatus::NotStarted,
@@ -342,8 +376,10 @@ ExitStatus ExtractPiece(Medium& medium, const std::vector<Outcome>& outcomes, co
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     Extraction extraction(plan, known, folder, medium.SectorSize(), report, nullptr, {}, quiet);
     extraction.TakeOver(before);
-    FindDetails(medium, origin.image, plan, &folder);
-    const bool complete = extraction.Run(medium, SuffixOf(piece) + ".part");
+    if (!filter.AsksForDetails()) {
+        FindDetails(medium, origin.image, plan, filter, &folder);
+    }
+    const bool complete = extraction.Run(medium, SuffixOf(piece) + ".part", content);
     extraction.EndProgress();
     const ExtractTotals& totals = extraction.Totals();
     report.Finish([&](const FolderCounts& /*earlier*/) {

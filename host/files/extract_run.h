@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/files/content_filter.h"
 #include "host/files/out_folder.h"
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
@@ -33,12 +34,14 @@ struct FindsOrigin {
 /// a run that was cut short has reported, or pieces have, is not compared with the medium again; reports of pieces are
 /// gone when all is joined. `known` is what the outcomes' indices count.
 ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
-                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, bool quiet);
+                        const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
+                        const OutFolder& out, bool quiet);
 
-/// Writes one piece of the same files, and a report of its own, while other processes may write the others there. All
-/// pieces have the same plan. Throws `Failure` (not started) if the disk has no room for what all of them would write.
+/// Writes one piece of the same files, which cannot be chosen by what those of other pieces hold, and a report of its
+/// own, while other processes may write the others there. All pieces have the same plan. Throws `Failure` (not started)
+/// if the disk has no room for what all of them would write.
 ExitStatus ExtractPiece(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
-                        const FindsOrigin& origin, const PlanFilter& filter, const OutFolder& out, const Piece& piece,
-                        bool quiet);
+                        const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
+                        const OutFolder& out, const Piece& piece, bool quiet);
 
 }  // namespace salvor

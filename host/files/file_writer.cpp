@@ -11,30 +11,69 @@ namespace salvor {
 
 namespace {
 
-// Stays in a second-level cache between reading and hashing.
-constexpr std::int64_t PieceBytes = 1 << 20;
 // Below this the kernel copies no faster, and the disk does better with many files at once.
 constexpr std::size_t LeastLargePiece = 1U << 18U;
 constexpr const char* ImageStandsThere = "the image itself stands there";
 
+std::string NameOf(const PlannedFile& file) { return std::filesystem::path(file.path).filename().string(); }
+
 }  // namespace
 
+const Folder& FileFolders::Of(const PlannedFile& file) {
+    // Each is a descriptor of every writer.
+    constexpr std::size_t most = 64;
+    const std::filesystem::path path = std::filesystem::path(file.path).parent_path();
+    const auto known = folders_.find(path.native());
+    if (known != folders_.end() && known->second.IsOpen()) {
+        return known->second;
+    }
+    if (folders_.size() == most) {
+        folders_.clear();
+    }
+    return folders_.insert_or_assign(path.native(), root_.Below(path, true)).first->second;
+}
+
+std::string FileFolders::PartialNameOf(const PlannedFile& file) const { return NameOf(file) + partialSuffix_; }
+
+void FileFolders::KeepDraft(const PlannedFile& file, WriteResult& result) {
+    const Folder& folder = Of(file);
+    const SystemError error = folder.IsOpen() ? folder.Rename(PartialNameOf(file), NameOf(file)) : folder.Error();
+    result.outcome = error ? WriteOutcome::Failed : WriteOutcome::Written;
+    if (error) {
+        result.Fail(error);
+        RemoveDraft(file);
+    }
+}
+
+void FileFolders::RemoveDraft(const PlannedFile& file) {
+    if (const Folder& folder = Of(file); folder.IsOpen()) {
+        folder.Remove(PartialNameOf(file));
+    }
+}
+
 FileWriter::FileWriter(Medium& medium, const Folder& folder, std::string partialSuffix,
-                       std::function<bool(std::int64_t)> progress)
+                       std::function<bool(std::int64_t)> progress, const HashList* known)
     : medium_(medium),
-      folder_(folder),
-      partialSuffix_(std::move(partialSuffix)),
-      progress_(std::move(progress)),
-      piece_(static_cast<std::size_t>(PieceBytes / medium.SectorSize() * medium.SectorSize())),
-      there_(piece_.size()) {
+      folders_(folder, std::move(partialSuffix)),
+      pieces_(medium, std::move(progress)),
+      known_(known),
+      there_(pieces_.MostBytes()) {
     if (const auto source = medium.CopySource()) {
         image_ = IdentityOf(*source);
     }
 }
 
 WriteResult FileWriter::Write(const PlannedFile& file) {
-    const std::string name = std::filesystem::path(file.path).filename().string();
-    const Folder& parent = ParentOf(file);
+    WriteResult result = WriteDraft(file);
+    if (result.outcome == WriteOutcome::Draft) {
+        folders_.KeepDraft(file, result);
+    }
+    return result;
+}
+
+WriteResult FileWriter::WriteDraft(const PlannedFile& file) {
+    const std::string name = NameOf(file);
+    const Folder& parent = folders_.Of(file);
     WriteResult result;
     if (!parent.IsOpen()) {
         result.Fail(parent.Error());
@@ -45,61 +84,23 @@ WriteResult FileWriter::Write(const PlannedFile& file) {
         result.error = ImageStandsThere;
         return result;
     }
-    if (there && there->size == file.Size() && HoldsPlannedBytes(parent, name, file, result)) {
-        result.outcome = WriteOutcome::AlreadyThere;
-    } else if (result.outcome != WriteOutcome::Stopped) {
-        Copy(parent, name, file, result);
+    const bool isRight = there && there->size == file.Size() && HoldsPlannedBytes(parent, name, file, result);
+    if (!isRight && result.outcome != WriteOutcome::Stopped) {
+        Copy(parent, file, result);
     }
     result.unreadableBytes = UnreadableBytes(file);
     return result;
-}
-
-const Folder& FileWriter::ParentOf(const PlannedFile& file) {
-    // Each is a descriptor of every writer.
-    constexpr std::size_t most = 64;
-    const std::filesystem::path path = std::filesystem::path(file.path).parent_path();
-    const auto known = parents_.find(path.native());
-    if (known != parents_.end() && known->second.IsOpen()) {
-        return known->second;
-    }
-    if (parents_.size() == most) {
-        parents_.clear();
-    }
-    return parents_.insert_or_assign(path.native(), folder_.Below(path, true)).first->second;
 }
 
 bool FileWriter::IsImage(const std::optional<FileEntry>& there) const {
     return there && image_ && there->identity == *image_;
 }
 
-// Hands the file's bytes on in large pieces, each with its offset on the medium. False when `takePiece` wants no more
-// or the person stops the run, which `result` says then.
-template <class TakePiece>
-bool FileWriter::ForEachPiece(const PlannedFile& file, TakePiece takePiece, WriteResult& result) {
-    const std::int64_t sectorSize = medium_.SectorSize();
-    const auto room = static_cast<std::int64_t>(piece_.size());
-    std::int64_t done = 0;
-    for (const Extent& extent : file.extents) {
-        for (std::int64_t at = 0; at < extent.bytes;) {
-            const std::int64_t length = std::min(room, extent.bytes - at);
-            const std::int64_t sector = extent.startSector + at / sectorSize;
-            medium_.Read(sector, piece_.data(), (length + sectorSize - 1) / sectorSize);
-            if (medium_.IsInterrupted()) {
-                result.outcome = WriteOutcome::Stopped;
-                return false;
-            }
-            if (!takePiece(static_cast<std::size_t>(length), sector * sectorSize)) {
-                return false;
-            }
-            at += length;
-            done += length;
-            if (progress_(done)) {
-                result.outcome = WriteOutcome::Stopped;
-                return false;
-            }
-        }
-    }
-    return true;
+FileDigest FileWriter::NewDigest() const {
+    HashKinds kinds = known_ == nullptr ? HashKinds() : known_->Kinds();
+    // For the report.
+    kinds.sha256 = true;
+    return FileDigest(kinds);
 }
 
 std::int64_t FileWriter::UnreadableBytes(const PlannedFile& file) const {
@@ -117,23 +118,27 @@ std::int64_t FileWriter::UnreadableBytes(const PlannedFile& file) const {
 bool FileWriter::HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file,
                                    WriteResult& result) {
     File there = folder.Read(name);
-    Sha256 hash;
-    const bool same = there.IsOpen() && ForEachPiece(
-                                            file,
-                                            [&](std::size_t length, std::int64_t /*offset*/) {
-                                                hash.Add(piece_.data(), length);
-                                                return there.Read(there_.data(), length) == length &&
-                                                       std::memcmp(there_.data(), piece_.data(), length) == 0;
-                                            },
-                                            result);
-    if (same) {
-        result.sha256 = hash.Hex();
+    if (!there.IsOpen()) {
+        return false;
     }
-    return same;
+    FileDigest digest = NewDigest();
+    const auto isSame = [&](const std::uint8_t* bytes, std::size_t length, std::int64_t /*offset*/) {
+        digest.Add(bytes, length);
+        return there.Read(there_.data(), length) == length && std::memcmp(there_.data(), bytes, length) == 0;
+    };
+    const FilePieces::End end = pieces_.ForEach(file, isSame);
+    if (end == FilePieces::End::Done) {
+        const FileHashes hashes = digest.Hashes();
+        result.sha256 = hashes.sha256;
+        result.outcome = IsKnown(hashes) ? WriteOutcome::Known : WriteOutcome::AlreadyThere;
+    } else if (end == FilePieces::End::Stopped) {
+        result.outcome = WriteOutcome::Stopped;
+    }
+    return end == FilePieces::End::Done;
 }
 
-void FileWriter::Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result) {
-    const std::string partial = name + partialSuffix_;
+void FileWriter::Copy(const Folder& folder, const PlannedFile& file, WriteResult& result) {
+    const std::string partial = folders_.PartialNameOf(file);
     File out = folder.CreateNew(partial);
     if (!out.IsOpen() && out.Error().IsTakenName()) {
         if (IsImage(folder.Entry(partial))) {
@@ -146,11 +151,11 @@ void FileWriter::Copy(const Folder& folder, const std::string& name, const Plann
         result.Fail(out.Error());
         return;
     }
-    Sha256 hash;
-    const auto takePiece = [&](std::size_t length, std::int64_t offset) {
-        hash.Add(piece_.data(), length);
+    FileDigest digest = NewDigest();
+    const auto takePiece = [&](const std::uint8_t* bytes, std::size_t length, std::int64_t offset) {
+        digest.Add(bytes, length);
         if (length < LeastLargePiece) {
-            return out.Write(piece_.data(), length);
+            return out.Write(bytes, length);
         }
         bool isWritten = false;
         // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
@@ -158,23 +163,27 @@ void FileWriter::Copy(const Folder& folder, const std::string& name, const Plann
         if (source && kernelCopies_ && UnreadableBytes(file) == 0) {
             isWritten = kernelCopies_ = out.CopyFrom(*source, offset, length);
         }
-        isWritten = isWritten || out.Write(piece_.data(), length);
+        isWritten = isWritten || out.Write(bytes, length);
         out.BeginToStore();
         return isWritten;
     };
-    const bool whole = ForEachPiece(file, takePiece, result) && out.Close();
-    const bool isLost = whole && file.Size() > 0 && UnreadableBytes(file) == file.Size();
-    const SystemError error = whole && !isLost ? folder.Rename(partial, name) : out.Error();
-    if (error) {
-        result.Fail(error);
-    } else if (isLost) {
-        result.error = "none of its bytes can be read";
-    } else if (whole) {
-        result.outcome = WriteOutcome::Written;
-        result.sha256 = hash.Hex();
-        return;
+    const FilePieces::End end = pieces_.ForEach(file, takePiece);
+    if (end == FilePieces::End::Done && out.Close()) {
+        const FileHashes hashes = digest.Hashes();
+        if (file.Size() > 0 && UnreadableBytes(file) == file.Size()) {
+            result.error = "none of its bytes can be read";
+        } else {
+            result.sha256 = hashes.sha256;
+            result.outcome = IsKnown(hashes) ? WriteOutcome::Known : WriteOutcome::Draft;
+        }
+    } else if (end == FilePieces::End::Stopped) {
+        result.outcome = WriteOutcome::Stopped;
+    } else {
+        result.Fail(out.Error());
     }
-    folder.Remove(partial);
+    if (result.outcome != WriteOutcome::Draft) {
+        folder.Remove(partial);
+    }
 }
 
 }  // namespace salvor

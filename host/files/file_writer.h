@@ -5,15 +5,20 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "host/files/content_filter.h"
+#include "host/files/digest.h"
+#include "host/files/file_pieces.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
 
 namespace salvor {
 
-enum class WriteOutcome { Written, AlreadyThere, Failed, Stopped };
+/// A draft is whole and waits under its temporary name. `Known` and `SameBytes` leave no file.
+enum class WriteOutcome { Written, AlreadyThere, Draft, Known, SameBytes, Failed, Stopped };
 
 /// The result of writing one planned file.
 struct WriteResult {
@@ -25,6 +30,8 @@ struct WriteResult {
     /// Why it failed, for the person.
     std::string error;
     bool diskIsFull = false;
+    /// The path of the file that holds the same bytes.
+    std::string sameAs = {};
 
     void Fail(const SystemError& why) {
         error = why.Text();
@@ -32,35 +39,55 @@ struct WriteResult {
     }
 };
 
+/// The folders of files below another one, which are opened once. The name of a file that is not whole yet, or only a
+/// draft, ends with `partialSuffix`; no other process that writes the same files at the same time has the same.
+class FileFolders {
+public:
+    FileFolders(const Folder& root, std::string partialSuffix)
+        : root_(root), partialSuffix_(std::move(partialSuffix)) {}
+
+    /// The one in which a file lies, made if it is missing; good until the next call.
+    const Folder& Of(const PlannedFile& file);
+    std::string PartialNameOf(const PlannedFile& file) const;
+
+    /// Gives a draft the file's own name.
+    void KeepDraft(const PlannedFile& file, WriteResult& result);
+    void RemoveDraft(const PlannedFile& file);
+
+private:
+    const Folder& root_;
+    std::string partialSuffix_;
+    // By their paths.
+    std::map<std::string, Folder> folders_;
+};
+
 /// Copies planned files from the medium into a folder. Several may work side by side on different files.
 class FileWriter {
 public:
-    /// The name of a file that is not whole yet ends with `partialSuffix`; no other process that writes the same files
-    /// at the same time has the same. `progress` is told the bytes done of the file under way; it returns true to stop.
+    /// For `partialSuffix` see `FileFolders`. `progress` is told the bytes done of the file under way; it returns true
+    /// to stop. A file with one of the hashes in `known` is not kept; the list, which may be null, outlives this.
     FileWriter(Medium& medium, const Folder& folder, std::string partialSuffix,
-               std::function<bool(std::int64_t)> progress);
+               std::function<bool(std::int64_t)> progress, const HashList* known = nullptr);
 
     /// Writes the file under a temporary name and gives it its own when it is whole. A file that is there and holds the
     /// right bytes is left alone.
     WriteResult Write(const PlannedFile& file);
+    /// The same, but a file that was written remains a draft.
+    WriteResult WriteDraft(const PlannedFile& file);
 
 private:
-    const Folder& ParentOf(const PlannedFile& file);
     bool IsImage(const std::optional<FileEntry>& there) const;
     std::int64_t UnreadableBytes(const PlannedFile& file) const;
     bool HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
-    void Copy(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
-    template <class TakePiece>
-    bool ForEachPiece(const PlannedFile& file, TakePiece takePiece, WriteResult& result);
+    void Copy(const Folder& folder, const PlannedFile& file, WriteResult& result);
+    FileDigest NewDigest() const;
+    bool IsKnown(const FileHashes& hashes) const { return known_ != nullptr && known_->Contains(hashes); }
 
     Medium& medium_;
-    const Folder& folder_;
-    std::string partialSuffix_;
-    // Those of earlier files, by their paths in the folder.
-    std::map<std::string, Folder> parents_;
+    FileFolders folders_;
     std::optional<FileIdentity> image_;
-    std::function<bool(std::int64_t)> progress_;
-    std::vector<std::uint8_t> piece_;
+    FilePieces pieces_;
+    const HashList* known_;
     // Of the file that is compared with it.
     std::vector<std::uint8_t> there_;
     bool kernelCopies_ = true;

@@ -28,11 +28,14 @@ bool WouldFit(const Folder& folder, std::int64_t bytes) {
 
 class SideBySide {
 public:
-    SideBySide(Medium& medium, const Plan& plan, const Folder& folder, std::string partialSuffix)
+    SideBySide(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
+               const ContentFilter& content)
         : medium_(medium),
           files_(plan.files),
           folder_(folder),
-          partialSuffix_(std::move(partialSuffix)),
+          partialSuffix_(partialSuffix),
+          content_(content),
+          folders_(folder, partialSuffix),
           results_(std::min(MostAhead, files_.size())) {
         const unsigned writers = std::clamp(std::thread::hardware_concurrency(), 1U, MostWriters);
         for (unsigned i = 0; i < writers && i < files_.size(); ++i) {
@@ -47,6 +50,11 @@ public:
         changed_.notify_all();
         for (std::thread& thread : threads_) {
             thread.join();
+        }
+        for (; taken_ < next_; ++taken_) {
+            if (NextResult() && NextResult()->outcome == WriteOutcome::Draft) {
+                folders_.RemoveDraft(files_[taken_]);
+            }
         }
     }
 
@@ -75,23 +83,45 @@ private:
         constexpr std::chrono::milliseconds interval(100);
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, interval, [this] { return NextResult().has_value(); });
+        const std::size_t first = taken_;
         for (; taken_ < files_.size() && NextResult(); ++taken_) {
             ready_.push_back(*std::exchange(NextResult(), std::nullopt));
         }
         lock.unlock();
         changed_.notify_all();
+        for (std::size_t i = 0; i < ready_.size(); ++i) {
+            Settle(first + i, ready_[i]);
+        }
         return !ready_.empty();
+    }
+
+    // In the plan's order, so that the same file of several is kept whoever was quicker.
+    void Settle(std::size_t number, WriteResult& result) {
+        const bool isThere = result.outcome == WriteOutcome::Draft || result.outcome == WriteOutcome::AlreadyThere;
+        const bool isDraft = result.outcome == WriteOutcome::Draft;
+        if (const auto earlier = content_.unique && isThere ? same_.EarlierOf(result.sha256, number) : std::nullopt) {
+            result.outcome = WriteOutcome::SameBytes;
+            result.sameAs = files_[*earlier].path;
+            if (isDraft) {
+                folders_.RemoveDraft(files_[number]);
+            }
+        } else if (isDraft) {
+            folders_.KeepDraft(files_[number], result);
+        }
     }
 
     std::optional<WriteResult>& NextResult() { return results_[taken_ % results_.size()]; }
 
     void WriteSome() {
         std::int64_t bytesOfFile = 0;
-        FileWriter writer(medium_, folder_, partialSuffix_, [this, &bytesOfFile](std::int64_t done) {
-            bytes_ += done - bytesOfFile;
-            bytesOfFile = done;
-            return stop_.load();
-        });
+        FileWriter writer(
+            medium_, folder_, partialSuffix_,
+            [this, &bytesOfFile](std::int64_t done) {
+                bytes_ += done - bytesOfFile;
+                bytesOfFile = done;
+                return stop_.load();
+            },
+            &content_.known);
         while (const std::optional<std::size_t> index = TakeNext()) {
             bytesOfFile = 0;
             const PlannedFile& file = files_[*index];
@@ -99,7 +129,7 @@ private:
             if (diskWasFull_ && !WouldFit(folder_, file.Size())) {
                 result.Fail(SystemError::DiskFull());
             } else {
-                result = writer.Write(file);
+                result = content_.unique ? writer.WriteDraft(file) : writer.Write(file);
                 diskWasFull_ = diskWasFull_ || result.diskIsFull;
             }
             bytes_ += file.Size() - bytesOfFile;
@@ -121,6 +151,9 @@ private:
     const std::vector<PlannedFile>& files_;
     const Folder& folder_;
     std::string partialSuffix_;
+    const ContentFilter& content_;
+    FileFolders folders_;
+    SameBytes same_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::atomic<bool> stop_ = false;
@@ -138,8 +171,8 @@ private:
 }  // namespace
 
 bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
-                WriteObserver& observer) {
-    return SideBySide(medium, plan, folder, partialSuffix).HandOn(observer);
+                const ContentFilter& content, WriteObserver& observer) {
+    return SideBySide(medium, plan, folder, partialSuffix, content).HandOn(observer);
 }
 
 }  // namespace salvor

@@ -275,6 +275,18 @@ Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
     return outcome;
 }
 
+template <class ReasonFor>
+void PassOverIf(Plan& plan, ReasonFor reasonFor) {
+    std::erase_if(plan.files, [&](const PlannedFile& file) {
+        const std::optional<NotWanted> reason = reasonFor(file);
+        if (reason) {
+            plan.passedOver.push_back(
+                {{file.StartSector(), file.finding, file.reported, {}, 0, file.known}, *reason, file.container});
+        }
+        return reason.has_value();
+    });
+}
+
 }  // namespace
 
 bool IsPlainTextType(std::int32_t type) { return type == FileTypeIndex::Text; }
@@ -299,6 +311,10 @@ const char* ReasonText(NotWanted reason) {
             return "the files together are larger than twice the medium";
         case NotWanted::NoRoom:
             return "no room on the disk";
+        case NotWanted::FewPixels:
+            return "fewer pixels than asked for";
+        case NotWanted::OtherTime:
+            return "not known to be taken in the time asked for";
     }
     return "";
 }
@@ -317,6 +333,17 @@ std::optional<NotWanted> RefusalOf(const Finding& finding, const PlanFilter& fil
         return NotWanted::TooLarge;
     }
     return std::nullopt;
+}
+
+std::optional<NotWanted> RefusalOf(const FileDetails& details, const PlanFilter& filter) {
+    const auto [shortSide, longSide] = std::minmax(details.width, details.height);
+    if (longSide > 0 && (longSide < filter.leastLongSide || shortSide < filter.leastShortSide)) {
+        return NotWanted::FewPixels;
+    }
+    const bool anyTime = filter.takenFrom.empty() && filter.takenTo.empty();
+    const bool isInTime = !details.taken.empty() && details.taken >= filter.takenFrom &&
+                          (filter.takenTo.empty() || details.taken.substr(0, filter.takenTo.size()) <= filter.takenTo);
+    return anyTime || isInTime ? std::nullopt : std::optional(NotWanted::OtherTime);
 }
 
 Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
@@ -354,14 +381,11 @@ void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
         room -= fits[i] ? cost : 0;
     }
     std::size_t next = 0;
-    std::erase_if(plan.files, [&](const PlannedFile& file) {
-        const bool isKept = fits[next++];
-        if (!isKept) {
-            plan.passedOver.push_back(
-                {{file.StartSector(), file.finding, file.reported, {}, 0, file.known}, reason, file.container});
-        }
-        return !isKept;
-    });
+    PassOverIf(plan, [&](const PlannedFile& /*file*/) { return fits[next++] ? std::nullopt : std::optional(reason); });
+}
+
+void KeepByDetails(Plan& plan, const PlanFilter& filter) {
+    PassOverIf(plan, [&filter](const PlannedFile& file) { return RefusalOf(file.details, filter); });
 }
 
 std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,

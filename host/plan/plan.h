@@ -28,6 +28,14 @@ struct PlanFilter {
     bool asReported = false;
     /// However often the same bytes are claimed.
     bool allClaims = false;
+    /// What pictures and films of which the pixels are known have at least, along the longer and the shorter side.
+    std::int64_t leastLongSide = 0;
+    std::int64_t leastShortSide = 0;
+    /// Only files that say when they were taken, and that from one of these on and up to the other: "2019-05" takes
+    /// part with all that begins so. Empty for no bound.
+    std::string takenFrom = {};
+    std::string takenTo = {};
+    bool AsksForDetails() const { return leastLongSide > 0 || !takenFrom.empty() || !takenTo.empty(); }
     /// Paths below the output folder for files that a file system knows, by the index of that; the others, or all if it
     /// is empty, have names of their start.
     std::vector<std::string> originalPaths = {};
@@ -72,7 +80,19 @@ bool IsPlainTextType(std::int32_t type);
 inline bool IsPlainText(const Finding& finding) { return IsPlainTextType(finding.type); }
 
 /// Why an outcome became no file.
-enum class NotWanted { Type, Verdict, TooSmall, TooLarge, NoFile, TextInFile, Embedded, ManyClaims, NoRoom };
+enum class NotWanted {
+    Type,
+    Verdict,
+    TooSmall,
+    TooLarge,
+    NoFile,
+    TextInFile,
+    Embedded,
+    ManyClaims,
+    NoRoom,
+    FewPixels,
+    OtherTime
+};
 const char* ReasonText(NotWanted reason);
 
 struct PassedOver {
@@ -95,6 +115,9 @@ struct Plan {
 /// Why a filter refuses a file of this finding; nothing if it takes it.
 std::optional<NotWanted> RefusalOf(const Finding& finding, const PlanFilter& filter);
 
+/// The same for what a file says of itself.
+std::optional<NotWanted> RefusalOf(const FileDetails& details, const PlanFilter& filter);
+
 /// The medium as far as a plan needs it; both in bytes.
 struct MediumShape {
     std::int64_t sizeInBytes = 0;
@@ -115,6 +138,9 @@ Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, c
 /// what a file takes of the room. The others are passed over for the given reason.
 void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
               const std::function<std::int64_t(const PlannedFile&)>& costOf);
+
+/// Passes over the files that the filter refuses for their details, once these are found out.
+void KeepByDetails(Plan& plan, const PlanFilter& filter);
 
 /// The finds as outcomes without a look at the medium: one for each range that is claimed by wanted types, which
 /// ascend.

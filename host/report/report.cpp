@@ -222,7 +222,7 @@ Json PassedOverRecord(const PassedOver& passed) {
     return record;
 }
 
-Json FailedRecord(const PlannedFile& file, std::string_view reason) {
+Json UnwrittenRecord(const PlannedFile& file, std::string_view reason) {
     Json record = SkippedRecord(file.finding, file.StartSector(), file.reported);
     record["reason"] = reason;
     return record;

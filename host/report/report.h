@@ -109,8 +109,8 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
 /// One line of the list of what became no file.
 Json PassedOverRecord(const PassedOver& passed);
 
-/// The same for a file that could not be written.
-Json FailedRecord(const PlannedFile& file, std::string_view reason);
+/// The same for a planned file that was not written.
+Json UnwrittenRecord(const PlannedFile& file, std::string_view reason);
 
 /// Files and bytes of a kind, with the number of files by verdict.
 Json CountsToJson(const FileCounts& counts);

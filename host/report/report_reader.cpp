@@ -4,6 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
 #include <functional>
 #include <iterator>
 #include <string_view>
@@ -46,15 +49,40 @@ std::vector<Json> ObjectsAt(const Json& record, const char* key) {
     return objects;
 }
 
+// "2024-02-29T12:00:00Z", and without the letter where the zone is not known; then it is taken for UTC.
+std::optional<std::int64_t> TimeAt(const Json& record, const char* key) {
+    const std::string text = TextAt(record, key);
+    std::array<int, 6> parts{};
+    constexpr std::array<std::size_t, 6> places{0, 5, 8, 11, 14, 17};
+    if (text.size() < places.back() + 2) {
+        return std::nullopt;
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const char* const begin = text.data() + places[i];
+        const char* const end = begin + (i == 0 ? 4 : 2);
+        if (std::from_chars(begin, end, parts[i]).ptr != end) {
+            return std::nullopt;
+        }
+    }
+    const std::chrono::year_month_day date{std::chrono::year{parts[0]},
+                                           std::chrono::month{static_cast<unsigned>(parts[1])},
+                                           std::chrono::day{static_cast<unsigned>(parts[2])}};
+    if (!date.ok()) {
+        return std::nullopt;
+    }
+    const std::chrono::seconds days = std::chrono::sys_days(date).time_since_epoch();
+    return days.count() + parts[3] * 3600 + parts[4] * 60 + parts[5];
+}
+
 OriginalEntry OriginalOf(const Json& record) {
-    const auto entry = record.find("original");
+    const auto entry = record.find("file_system");
     if (entry == record.end() || !entry->is_object()) {
         return {};
     }
     const auto deleted = entry->find("deleted");
-    return {TextAt(*entry, "path"),       deleted != entry->end() && *deleted == true,
-            NumberAt(*entry, "modified"), NumberAt(*entry, "accessed"),
-            NumberAt(*entry, "changed"),  NumberAt(*entry, "created")};
+    return {TextAt(*entry, "path"),     deleted != entry->end() && *deleted == true,
+            TimeAt(*entry, "modified"), TimeAt(*entry, "accessed"),
+            TimeAt(*entry, "changed"),  TimeAt(*entry, "created")};
 }
 
 FileDetails DetailsOf(const Json& record) {

@@ -106,4 +106,17 @@ ProgramRun RunProgram(const std::string& arguments, const std::string& prefix) {
         WIFEXITED(status) ? WEXITSTATUS(status) : -1, {output.begin(), output.end()}, {errors.begin(), errors.end()}};
 }
 
+int WhileMounted(const TempFolder& folder, const std::string& from, const std::string& command) {
+    if (std::system("command -v fusermount3 >/dev/null && test -r /dev/fuse -a -w /dev/fuse") != 0) {
+        return 0;
+    }
+    std::filesystem::create_directory(folder / "seen");
+    WriteFile(folder / "script", "cd '" + folder.Path().string() + "'; '" SALVOR_PROGRAM "' mount '" + from +
+                                     "' seen > /dev/null & for i in $(seq 100); do test -e seen/type && break; "
+                                     "sleep 0.1; done; " +
+                                     command + "; status=$?; kill -INT %1; wait; exit $status");
+    const int status = std::system(("bash -m '" + (folder / "script").string() + "'").c_str());
+    return std::filesystem::is_empty(folder / "seen") ? status : -1;
+}
+
 }  // namespace salvor::test

@@ -77,4 +77,8 @@ struct ProgramRun {
 /// Runs the program with the given words through the shell, `prefix` in front of it.
 ProgramRun RunProgram(const std::string& arguments, const std::string& prefix = "");
 
+/// The exit status of a shell's command that is run in the folder while the program shows the files of `from` as its
+/// folder `seen`; 0 where the system has no FUSE.
+int WhileMounted(const TempFolder& folder, const std::string& from, const std::string& command);
+
 }  // namespace salvor::test

@@ -144,7 +144,7 @@ test('names, texts and files from the medium run nothing and lead nowhere', asyn
   const listed = [
     bomb,
     ...kinds.map(([extension, index]) => ({ extension, types: [{ index }], type: bad, why: bad,
-      path: `${extension}/f0000000001.${extension}`, original: { path: `/DCIM/${bad}` }, details: { title: bad, camera: bad } })),
+      path: `${extension}/f0000000001.${extension}`, file_system: { path: `/DCIM/${bad}` }, details: { title: bad, camera: bad } })),
     ...['javascript:alert(5)', '../../../etc/passwd', '/etc/passwd', `jpg/${'é'.repeat(127)}x`, 'jpg/a?b#c%2F.jpg', `jpg/${bad}`]
       .map((path) => ({ path })),
   ];

@@ -153,6 +153,38 @@ TEST(Program, ListsBeforeCopyingWhatExtractWrites) {
     EXPECT_EQ(first["verdict"], "whole");
 }
 
+TEST(Program, LeavesOutCopiesAndKnownFilesAndSaysSo) {
+    const TempFolder folder;
+    // The card twice, so that each file has a copy.
+    Bytes twice = ReadFile(Samples / "card.img");
+    const Bytes once = twice;
+    twice.insert(twice.end(), once.begin(), once.end());
+    test::WriteFile(folder / "image", twice);
+    const std::string recover = "recover " + Quoted(folder / "image") + " --quiet --types png,jpg --out ";
+    ASSERT_EQ(RunProgram(recover + Quoted(folder / "all")).status, 0);
+    const std::vector<json> all = ReadLines(folder / "all/report.jsonl");
+    test::WriteFile(folder / "list", all[0]["sha256"].get<std::string>() + "\n");
+    const std::string choice = " --unique --known " + Quoted(folder / "list");
+    ASSERT_EQ(RunProgram(recover + Quoted(folder / "some") + choice).status, 0);
+
+    const auto kept = RecoveredFiles(folder / "some").size();
+    EXPECT_EQ(2 * (kept + 1), RecoveredFiles(folder / "all").size());
+    const json left = Summary(folder / "some")["not_written"];
+    EXPECT_EQ(left["known by its hash"], 2);
+    EXPECT_EQ(left["the same bytes as another file"], kept);
+    for (const json& record : ReadLines(folder / "some/skipped.jsonl")) {
+        if (record.contains("same_as")) {
+            EXPECT_TRUE(fs::exists(folder / "some" / record["same_as"].get<std::string>())) << record;
+        }
+    }
+    const std::string list = RunProgram("list " + Quoted(folder / "some")).output;
+    for (const char* from : {"all", "all/finds.jsonl"}) {
+        const std::string chosen = RunProgram("list " + Quoted(folder / from) + " --types png,jpg" + choice).output;
+        EXPECT_EQ(chosen.substr(0, list.size()), list);
+        EXPECT_NE(chosen.find("left out: 2 (known by its hash)"), std::string::npos) << chosen;
+    }
+}
+
 TEST(Program, ASecondExtractCompletesWhatIsMissingAndRewritesNothingElse) {
     const TempFolder folder;
     const std::string out = Quoted(folder / "out");
@@ -626,6 +658,13 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"recover " + Card + out + " --types documents,jpgs", 2, "is 'jpg' meant?"},
         {"recover " + Card + out + " --only hole", 2, "is 'whole' meant?"},
         {"recover " + Card + out + " --min-size many", 2, "64K"},
+        {"recover " + Card + out + " --min-pixels 640", 2, "640x480"},
+        {"recover " + Card + out + " --min-pixels 0x480", 2, "640x480"},
+        {"recover " + Card + out + " --taken yesterday", 2, "2018..2019-05"},
+        {"recover " + Card + out + " --taken 2019-13", 2, "2018..2019-05"},
+        {"recover " + Card + out + " --taken 2020..2019", 2, "ends before"},
+        {"recover " + Card + out + " --known " + Quoted(folder / "missing"), 3, "No such file"},
+        {"recover " + Card + out + " --known " + Quoted(folder / "used/letter"), 2, "no list of hashes"},
         {"recover " + Card + " --out", 2, "--out"},
         {"scan " + Card, 2, "--report"},
         {"recover " + Card, 2, "--out"},
@@ -851,21 +890,9 @@ TEST(Program, HelpManPagesAndCompletionKnowEveryOption) {
 }
 
 TEST(Program, MountsFilesWithoutACopy) {
-    if (std::system("command -v fusermount3 >/dev/null && test -r /dev/fuse -a -w /dev/fuse") != 0) {
-        GTEST_SKIP() << "FUSE is not to be had here";
-    }
     const TempFolder folder;
     ASSERT_EQ(RunProgram("recover " + Card + " --quiet --out " + Quoted(folder / "out")).status, 0);
-    fs::create_directory(folder / "seen");
-    const std::string seen = Quoted(folder / "seen");
-    const std::string script = "'" SALVOR_PROGRAM "' mount " + Quoted(folder / "out") + " " + seen +
-                               " --types png > /dev/null & for i in $(seq 100); do test -e " + seen +
-                               "/type/png && break; sleep 0.1; done; diff -r " + seen + "/type/png " +
-                               Quoted(folder / "out/png") + " && ! touch " + seen +
-                               "/type/x 2>/dev/null; status=$?; kill -INT %1; wait; exit $status";
-    test::WriteFile(folder / "script", script);
-    EXPECT_EQ(std::system(("bash -m " + Quoted(folder / "script")).c_str()), 0);
-    EXPECT_TRUE(fs::is_empty(folder / "seen"));
+    EXPECT_EQ(test::WhileMounted(folder, "out", "diff -r seen/type/png out/png && ! touch seen/type/x 2>/dev/null"), 0);
 }
 
 TEST(Program, TakesEverySectorSizeAndBlockSizeAndARange) {

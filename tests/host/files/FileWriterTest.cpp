@@ -12,6 +12,7 @@
 #include "host/medium/extent_source.h"
 #include "host/medium/open_image.h"
 #include "host/report/report.h"
+#include "host/say/failure.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {
@@ -234,15 +235,84 @@ TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
         starts.push_back(i);
     }
     Observer all(1000);
-    EXPECT_TRUE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("all", true), ".part", all));
+    EXPECT_TRUE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("all", true), ".part", {}, all));
     EXPECT_EQ(all.starts, starts);
     EXPECT_EQ(test::ReadFile(folder / "all" / plan.files[7].path), Slice(7, 3 << 20));
 
     Observer some(5);
-    EXPECT_FALSE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("some", true), ".part", some));
+    EXPECT_FALSE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("some", true), ".part", {}, some));
     EXPECT_EQ(some.starts, std::vector<std::int64_t>(starts.begin(), starts.begin() + 5));
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "some")) {
         EXPECT_NE(entry.path().extension(), ".part");
+    }
+}
+
+TEST_F(FileWriterTest, KeepsOneFileOfThoseWithTheSameBytesAndNoneThatIsKnown) {
+    // Two large files in front of small copies of others: the copies are done first.
+    const Bytes copied = Slice(2, 3 << 20);
+    std::copy(copied.begin(), copied.end(), image.begin() + 8192 * 512);
+    Medium medium(std::make_unique<FakeDevice>(image), 512);
+    Plan plan;
+    plan.files = {FileAt(2, 3 << 20), FileAt(3, 100),    FileAt(8192, 3 << 20),
+                  FileAt(8193, 100),  FileAt(8193, 101), FileAt(9, 1000)};
+    plan.files[4].path = "gif/f8193.gif";
+    test::WriteFile(folder / "list", HashOf(Slice(9, 1000)) + "  name\n");
+    ContentFilter content;
+    content.unique = true;
+    content.known.Add((folder / "list").string());
+
+    class Observer : public WriteObserver {
+    public:
+        void OnFile(const PlannedFile& /*file*/, const WriteResult& result) override { results.push_back(result); }
+        bool OnProgress(std::int64_t /*bytes*/) override { return false; }
+        std::vector<WriteResult> results;
+    };
+    for (const WriteOutcome wanted : {WriteOutcome::Written, WriteOutcome::AlreadyThere}) {
+        Observer seen;
+        const Folder out = Folder::Open(folder.Path()).Below("out", true);
+        ASSERT_TRUE(WriteFiles(medium, plan, out, ".part", content, seen));
+        std::vector<WriteOutcome> outcomes;
+        for (const WriteResult& result : seen.results) {
+            outcomes.push_back(result.outcome);
+        }
+        EXPECT_EQ(outcomes, (std::vector{wanted, wanted, WriteOutcome::SameBytes, WriteOutcome::SameBytes, wanted,
+                                         WriteOutcome::Known}));
+        EXPECT_EQ(seen.results[2].sameAs, "png/f2.png");
+        EXPECT_EQ(seen.results[3].sameAs, "png/f3.png");
+        std::size_t files = 0;
+        for (const auto& entry : fs::recursive_directory_iterator(folder / "out")) {
+            files += entry.is_regular_file() ? 1U : 0U;
+        }
+        EXPECT_EQ(files, 3U);
+    }
+}
+
+TEST(HashList, ReadsListsOfEveryForm) {
+    const TempFolder folder;
+    const std::string md5 = "d41d8cd98f00b204e9800998ecf8427e";
+    const std::string sha1 = "DA39A3EE5E6B4B0D3255BFEF95601890AFD80709";
+    const std::string sha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+    FileDigest empty({true, true, true});
+    const FileHashes hashes = empty.Hashes();
+    for (const auto& [text, kind] : std::vector<std::pair<std::string, int>>{
+             {md5, 0},
+             {"\xEF\xBB\xBF" + sha1 + "\r\n", 1},
+             {"# mine\n\n" + sha256 + "  a name.jpg\nno hash\n", 2},
+             {"\\" + md5 + " *a\\\\b\n", 0},
+             {"SHA256 (a.jpg) = " + sha256 + "\n", 2},
+             {"\"MD5\",\"SHA-1\",\"Name\"\r\n\"" + std::string(32, '0') + "\",\"" + sha1 + "\",\"a,\"\r\n", 1},
+             {"\"Name, long\",\"md5\"\n\"x, y\",\"" + md5 + "\"\n", 0}}) {
+        WriteFile(folder / "list", text);
+        HashList list;
+        list.Add((folder / "list").string());
+        EXPECT_TRUE(list.Contains(hashes)) << text;
+        EXPECT_FALSE(list.Contains({hashes.sha1, hashes.sha256, hashes.md5})) << text;
+        const HashKinds kinds = list.Kinds();
+        EXPECT_EQ(std::vector({kinds.md5, kinds.sha1, kinds.sha256}), std::vector({kind == 0, kind == 1, kind == 2}));
+    }
+    for (const std::string& text : {std::string("a.jpg\n"), md5 + "0\n", md5.substr(1) + "\n", std::string()}) {
+        WriteFile(folder / "list", text);
+        EXPECT_THROW(HashList().Add((folder / "list").string()), Failure) << text;
     }
 }
 

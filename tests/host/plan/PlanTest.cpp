@@ -233,6 +233,36 @@ TEST(SizeRules, UnderstandUnitsAndRefuseWhatIsNoSize) {
     EXPECT_EQ(FormatSize(1536), "1.5 KiB");
 }
 
+TEST(Plan, LeavesOutWhatSaysThatItIsTooSmallOrOfAnotherTime) {
+    const auto refusal = [](const char* taken, std::int64_t width, std::int64_t height, PlanFilter filter) {
+        FileDetails details;
+        details.taken = taken;
+        details.width = width;
+        details.height = height;
+        return RefusalOf(details, filter);
+    };
+    PlanFilter pixels;
+    pixels.leastLongSide = 640;
+    pixels.leastShortSide = 480;
+    for (const auto& [width, height, isKept] :
+         {std::tuple(640, 480, true), {480, 640, true}, {4000, 479, false}, {639, 639, false}, {0, 0, true}}) {
+        EXPECT_EQ(!refusal("", width, height, pixels), isKept) << width << "x" << height;
+    }
+    const char* const taken = "2019-05-31T23:59:59";
+    for (const auto& [from, to, isKept] : {std::tuple("2019-05-31", "", true),
+                                           {"2019-06", "", false},
+                                           {"", "2019-05-31", true},
+                                           {"", "2019", true},
+                                           {"", "2019-04", false},
+                                           {"2019", "2019", true}}) {
+        PlanFilter time;
+        time.takenFrom = from;
+        time.takenTo = to;
+        EXPECT_EQ(!refusal(taken, 0, 0, time), isKept) << from << ".." << to;
+        EXPECT_EQ(refusal("", 0, 0, time), NotWanted::OtherTime);
+    }
+}
+
 }  // namespace
 
 }  // namespace salvor

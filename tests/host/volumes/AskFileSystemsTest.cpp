@@ -42,6 +42,11 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
         }
     }
     EXPECT_TRUE(isGoneThere);
+    for (const char* from : {"out", "out/finds.jsonl"}) {
+        const std::string list = RunProgram("list '" + (folder / from).string() + "' --names original").output;
+        EXPECT_NE(list.find(" original/dir/pieces  dir/pieces"), std::string::npos) << list;
+        EXPECT_EQ(WhileMounted(folder, from, "cmp seen/name/dir/pieces out/original/dir/pieces"), 0);
+    }
 
     recover("alone", "--no-file-system");
     const auto records = ReadLines(folder / "alone/report.jsonl");

@@ -1,0 +1,47 @@
+#include "host/files/file_pieces.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace salvor {
+
+namespace {
+
+// Stays in a second-level cache between reading and hashing.
+constexpr std::int64_t PieceBytes = 1 << 20;
+
+}  // namespace
+
+FilePieces::FilePieces(Medium& medium, std::function<bool(std::int64_t)> progress)
+    : medium_(medium),
+      progress_(std::move(progress)),
+      piece_(static_cast<std::size_t>(PieceBytes / medium.SectorSize() * medium.SectorSize())) {}
+
+FilePieces::End FilePieces::ForEach(
+    const PlannedFile& file,
+    const std::function<bool(const std::uint8_t* bytes, std::size_t length, std::int64_t offset)>& takePiece) {
+    const std::int64_t sectorSize = medium_.SectorSize();
+    const auto room = static_cast<std::int64_t>(piece_.size());
+    std::int64_t done = 0;
+    for (const Extent& extent : file.extents) {
+        for (std::int64_t at = 0; at < extent.bytes;) {
+            const std::int64_t length = std::min(room, extent.bytes - at);
+            const std::int64_t sector = extent.startSector + at / sectorSize;
+            medium_.Read(sector, piece_.data(), (length + sectorSize - 1) / sectorSize);
+            if (medium_.IsInterrupted()) {
+                return End::Stopped;
+            }
+            if (!takePiece(piece_.data(), static_cast<std::size_t>(length), sector * sectorSize)) {
+                return End::Refused;
+            }
+            at += length;
+            done += length;
+            if (progress_(done)) {
+                return End::Stopped;
+            }
+        }
+    }
+    return End::Done;
+}
+
+}  // namespace salvor

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "host/medium/medium.h"
+#include "host/plan/plan.h"
+
+namespace salvor {
+
+/// Reads planned files from the medium in large pieces.
+class FilePieces {
+public:
+    enum class End { Done, Refused, Stopped };
+
+    /// `progress` is told the bytes done of the file under way; it returns true to stop.
+    FilePieces(Medium& medium, std::function<bool(std::int64_t)> progress);
+
+    /// Hands on each piece with its offset on the medium, until `takePiece` returns false or the person stops the run.
+    /// The bytes are good until it returns.
+    End ForEach(
+        const PlannedFile& file,
+        const std::function<bool(const std::uint8_t* bytes, std::size_t length, std::int64_t offset)>& takePiece);
+
+    std::size_t MostBytes() const { return piece_.size(); }
+
+private:
+    Medium& medium_;
+    std::function<bool(std::int64_t)> progress_;
+    std::vector<std::uint8_t> piece_;
+};
+
+}  // namespace salvor
