@@ -50,6 +50,9 @@ salvor_package(library librawfiletypes0 libs "recognises files in a raw sector s
 salvor_package(sdk librawfiletypes-dev libdevel "recognises files in a raw sector stream (development)
  Headers, CMake package and pkg-config file of the library that finds 113
  types of files in a stream of sectors.")
+# Loaded at run time; without them films and PDF tell nothing of themselves.
+get_target_property(salvor_loaded salvor SALVOR_LOADED_PACKAGES)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "${salvor_loaded}")
 # A new library is known to the system at once.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/triggers)
 include(CPack)

@@ -10,8 +10,8 @@ salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5
 salvor_sanitize_packages=(clang libclang-rt-14-dev)
 salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client munge)
 
-# Reads what pictures say of themselves.
-salvor_build_packages+=(libexiv2-dev)
+# Read what pictures, films and PDF say of themselves.
+salvor_build_packages+=(libexiv2-dev libavformat-dev libqpdf-dev)
 
 # The exit status of the program when it cannot start.
 salvor_cannot_start=3

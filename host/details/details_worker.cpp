@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "host/details/document_details.h"
+#include "host/details/film_details.h"
 #include "host/medium/extent_source.h"
 #include "host/report/base64.h"
 
@@ -45,6 +47,22 @@ std::int64_t PixelsOf(const Json& answer, const char* key) {
     return pixels > 0 && pixels <= most ? pixels : 0;
 }
 
+DetailsReader ReaderIn(const Json& question) { return static_cast<DetailsReader>(question.at("reader").get<int>()); }
+
+PictureDetails DetailsOf(MediumSource& file, DetailsReader reader, bool withPreview) {
+    switch (reader) {
+        case DetailsReader::Picture:
+            return ReadPictureDetails(file, withPreview);
+        case DetailsReader::Film:
+            return {ReadFilmDetails(file), {}};
+        case DetailsReader::Document:
+            return {ReadDocumentDetails(file), {}};
+        case DetailsReader::Pdf:
+            return {ReadPdfDetails(file), {}};
+    }
+    return {};
+}
+
 }  // namespace
 
 Json QuestionsToJson(const std::vector<DetailsQuestion>& questions) {
@@ -54,7 +72,10 @@ Json QuestionsToJson(const std::vector<DetailsQuestion>& questions) {
         for (const Extent& extent : question.extents) {
             extents.push_back({extent.startSector, extent.bytes});
         }
-        list.push_back({{"file", question.file}, {"preview", question.withPreview}, {"extents", std::move(extents)}});
+        list.push_back({{"file", question.file},
+                        {"reader", static_cast<int>(question.reader)},
+                        {"preview", question.withPreview},
+                        {"extents", std::move(extents)}});
     }
     return list;
 }
@@ -82,6 +103,16 @@ std::optional<DetailsAnswer> AnswerIn(const std::string& line) {
     }
 }
 
+void LoadReaders(const Json& questions) {
+    for (const Json& question : questions) {
+        if (ReaderIn(question) == DetailsReader::Film) {
+            LoadFilmLibrary();
+        } else if (ReaderIn(question) == DetailsReader::Pdf) {
+            LoadPdfLibrary();
+        }
+    }
+}
+
 bool AnswerQuestions(Worker& worker) {
     for (const Json& question : worker.What()) {
         if (worker.StopRequested()) {
@@ -94,8 +125,8 @@ bool AnswerQuestions(Worker& worker) {
         const auto file = question.at("file").get<std::int32_t>();
         const std::int64_t sectorSize = worker.GetMedium().SectorSize();
         worker.At({extents.front().startSector, (extents.front().bytes + sectorSize - 1) / sectorSize}, file);
-        ExtentSource picture(worker.GetMedium(), extents);
-        const PictureDetails details = ReadPictureDetails(picture, question.at("preview").get<bool>());
+        ExtentSource source(worker.GetMedium(), extents);
+        const PictureDetails details = DetailsOf(source, ReaderIn(question), question.at("preview").get<bool>());
         const FileDetails& known = details.known;
         worker.Send(JsonLine({{"file", file},
                               {"taken", known.taken},

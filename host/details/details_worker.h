@@ -12,10 +12,14 @@
 
 namespace salvor {
 
+/// Who reads what a file says of itself.
+enum class DetailsReader : std::uint8_t { Picture, Film, Document, Pdf };
+
 /// A file for a worker to look into.
 struct DetailsQuestion {
     /// The asker's own number for it.
     std::int32_t file = 0;
+    DetailsReader reader = DetailsReader::Picture;
     bool withPreview = false;
     std::vector<Extent> extents;
 };
@@ -33,6 +37,9 @@ std::optional<DetailsAnswer> AnswerIn(const std::string& line);
 
 /// The order's kind.
 inline constexpr const char* DetailsOrderKind = "details";
+
+/// What it does first: loads the libraries of the readers that the questions name.
+void LoadReaders(const Json& questions);
 
 /// What a worker does with such questions: sends an answer to each.
 bool AnswerQuestions(Worker& worker);

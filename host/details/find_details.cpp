@@ -25,7 +25,7 @@ namespace salvor {
 
 namespace {
 
-// Those that the library for details reads and browsers show.
+// Those that the library for pictures reads and browsers show.
 constexpr std::array ShownTypes{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png,
                                 FileTypeIndex::Gif,        FileTypeIndex::Bmp,          FileTypeIndex::Webp};
 // Those that it reads and browsers do not show.
@@ -34,9 +34,33 @@ constexpr std::array PreviewTypes{FileTypeIndex::Crw, FileTypeIndex::Cr2, FileTy
                                   FileTypeIndex::Raf, FileTypeIndex::Srf, FileTypeIndex::Arw, FileTypeIndex::Dng,
                                   FileTypeIndex::Psd, FileTypeIndex::Tiff};
 
+constexpr std::array FilmTypes{FileTypeIndex::Mp4, FileTypeIndex::Mov, FileTypeIndex::M4v, FileTypeIndex::ThreeGp,
+                               FileTypeIndex::M4a, FileTypeIndex::Asf, FileTypeIndex::Wma, FileTypeIndex::Wmv,
+                               FileTypeIndex::Mp3, FileTypeIndex::Wav, FileTypeIndex::Avi, FileTypeIndex::Vob,
+                               FileTypeIndex::Swf, FileTypeIndex::Aif, FileTypeIndex::Ogg, FileTypeIndex::Au,
+                               FileTypeIndex::Flv, FileTypeIndex::Mts, FileTypeIndex::Mkv, FileTypeIndex::Webm,
+                               FileTypeIndex::Rm};
+constexpr std::array DocumentTypes{FileTypeIndex::Doc,  FileTypeIndex::Xls, FileTypeIndex::Ppt,  FileTypeIndex::Vsd,
+                                   FileTypeIndex::Mpp,  FileTypeIndex::Pub, FileTypeIndex::Docx, FileTypeIndex::Xlsx,
+                                   FileTypeIndex::Pptx, FileTypeIndex::Odt, FileTypeIndex::Ods,  FileTypeIndex::Odp,
+                                   FileTypeIndex::Odg,  FileTypeIndex::Odb, FileTypeIndex::Odf};
+
 template <class Types>
 bool IsOneOf(const Types& types, std::int32_t type) {
     return std::ranges::find(types, type) != types.end();
+}
+
+std::optional<DetailsReader> ReaderOf(const Finding& finding) {
+    if (IsOneOf(ShownTypes, finding.type) || IsOneOf(PreviewTypes, finding.type)) {
+        return DetailsReader::Picture;
+    }
+    if (IsOneOf(FilmTypes, finding.type)) {
+        return DetailsReader::Film;
+    }
+    if (IsOneOf(DocumentTypes, finding.type) || ExtensionOf(finding) == "epub") {
+        return DetailsReader::Document;
+    }
+    return finding.type == FileTypeIndex::Pdf ? std::optional(DetailsReader::Pdf) : std::nullopt;
 }
 
 class DetailsClient : public CrewClient {
@@ -44,15 +68,24 @@ public:
     DetailsClient(MediumAccess access, Plan& plan, const PlanFilter& filter, const Folder* folder)
         : access_(std::move(access)), plan_(plan), filter_(filter), folder_(folder) {
         constexpr std::size_t mostInOrder = 256;
-        std::vector<DetailsQuestion> questions;
+        // Each reader has orders of its own, since not every worker should wait for every library.
+        std::map<DetailsReader, std::vector<DetailsQuestion>> byReader;
         for (std::size_t i = 0; i < plan.files.size(); ++i) {
             const PlannedFile& file = plan.files[i];
-            const bool mayHavePreview = IsOneOf(PreviewTypes, file.finding.type);
-            if (mayHavePreview || IsOneOf(ShownTypes, file.finding.type)) {
-                questions.push_back({static_cast<std::int32_t>(i), mayHavePreview && folder != nullptr, file.extents});
+            const std::optional<DetailsReader> reader = ReaderOf(file.finding);
+            if (!reader) {
+                continue;
             }
-            if (questions.size() == mostInOrder || (i + 1 == plan.files.size() && !questions.empty())) {
+            const bool withPreview = folder != nullptr && IsOneOf(PreviewTypes, file.finding.type);
+            std::vector<DetailsQuestion>& questions = byReader[*reader];
+            questions.push_back({static_cast<std::int32_t>(i), *reader, withPreview, file.extents});
+            if (questions.size() == mostInOrder) {
                 waiting_.push_back(std::exchange(questions, {}));
+            }
+        }
+        for (auto& [reader, questions] : byReader) {
+            if (!questions.empty()) {
+                waiting_.push_back(std::move(questions));
             }
         }
     }
@@ -68,6 +101,8 @@ public:
         order.kind = DetailsOrderKind;
         order.what = QuestionsToJson(waiting_.front());
         order.medium = access_;
+        // Libraries count with their data, and a PDF lies in it as a whole.
+        order.memory = 2 * Order::DefaultMemory;
         asked_[order.id] = std::move(waiting_.front());
         waiting_.pop_front();
         return order;
@@ -143,7 +178,7 @@ void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanF
         // More would make a disk seek.
         RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))}, client);
     } catch (const Failure& failure) {
-        Say("nothing is found out about dates and sizes of pictures: {}", failure.what());
+        Say("nothing is found out about dates, sizes and titles of files: {}", failure.what());
     }
 }
 

@@ -91,6 +91,9 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds, int parent) {
     // The zone of the clock is looked up once, and then no more.
     std::tm epoch{};
     std::mktime(&epoch);
+    if (kind->prepare != nullptr) {
+        kind->prepare(order.what);
+    }
     const Sandbox sandbox = EnterSandbox({order.memory, /*mayWrite=*/true, !worker.IsTestedWithoutFilter()});
     page.sandbox = static_cast<std::uint8_t>(sandbox.kind);
     page.refusedRules = sandbox.refusedRules;

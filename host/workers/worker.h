@@ -60,6 +60,9 @@ struct WorkerKind {
     std::string_view name;
     /// False if it was stopped. Throws `Failure` for what cannot be done.
     bool (*work)(Worker& worker);
+    /// Loads what the work needs of the system, in front of the sandbox and without a look at the medium; null for
+    /// nothing.
+    void (*prepare)(const Json& what) = nullptr;
 };
 
 /// Those of the program.

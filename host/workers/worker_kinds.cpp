@@ -12,7 +12,7 @@ std::span<const WorkerKind> WorkerKinds() {
     // One row for each step that works in workers.
     static constexpr std::array kinds{
         WorkerKind{ScanOrderKind, ScanPartOrdered}, WorkerKind{ValidateOrderKind, ValidateInWorker},
-        WorkerKind{DetailsOrderKind, AnswerQuestions}, WorkerKind{VolumesOrder, WorkOnVolumes}};
+        WorkerKind{DetailsOrderKind, AnswerQuestions, LoadReaders}, WorkerKind{VolumesOrder, WorkOnVolumes}};
     return kinds;
 }
 

@@ -24,6 +24,7 @@ set(uses_host/platform "")
 # What pictures say of themselves is a part of the plan and of the report.
 set(host_rooms "${host_rooms}|host/details")
 set(uses_host "${uses_host}|host/details")
+set(uses_host/details "${uses_host}|host/validators/containers")
 string(APPEND uses_host/plan "|host/details")
 set(uses_host/validators "host/medium|frame/contract|frame/bytes|formats")
 foreach(family IN ITEMS containers media images documents text)
@@ -34,7 +35,7 @@ endforeach()
 set(program_libraries "^(fmt/(format|chrono)|pugixml|fuse3/fuse(_lowlevel)?|nlohmann/json|CLI/CLI|openssl/evp|zlib)\\.h(pp)?$")
 set(program_libraries "${program_libraries}|^(tsk/libtsk|libewf)\\.h$")
 set(system_headers "^(cerrno|csignal|fstream)$")
-string(APPEND program_libraries "|^exiv2/exiv2\\.hpp$")
+string(APPEND program_libraries "|^(exiv2/exiv2\\.hpp|libavformat/avformat\\.h|qpdf/qpdf-c\\.h)$")
 
 set(wrong "")
 file(GLOB_RECURSE files RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/frame/*.h" "${SOURCE_DIR}/frame/*.cpp"

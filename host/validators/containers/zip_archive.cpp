@@ -388,6 +388,24 @@ std::string ZipArchive::BeginningOf(const ZipMember& member) {
     return text;
 }
 
+std::string ZipArchive::MemberText(std::string_view name) {
+    std::int64_t at = directory_;
+    for (const ZipMember& member : members_) {
+        const ByteSpan entry = at < entriesEnd_ ? file_.At(at, Central::Bytes) : ByteSpan();
+        if (entry.empty()) {
+            break;
+        }
+        const std::size_t nameBytes = Word(entry, Central::NameLength);
+        const bool isLike = nameBytes == name.size();
+        const ByteSpan text = isLike ? file_.At(at + static_cast<std::int64_t>(Central::Bytes), nameBytes) : ByteSpan();
+        if (isLike && std::ranges::equal(text, name, {}, [](std::uint8_t c) { return static_cast<char>(c); })) {
+            return BeginningOf(member);
+        }
+        at = EndOfZipEntry(file_, at).value_or(entriesEnd_);
+    }
+    return {};
+}
+
 PackageKind ZipArchive::Kind() {
     const std::int64_t deciding = names_.DecidingEntry();
     return names_.Kind(deciding < 0 ? std::string() : BeginningOf(members_[static_cast<std::size_t>(deciding)]));

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "frame/bytes/ByteWindow.h"
@@ -44,6 +45,10 @@ public:
     /// What is wrong with the members, for people, or an empty text: their local headers, their order, their CRC-32.
     /// Call when there is an end.
     std::string MembersFault();
+
+    /// The bytes of the directory's first member of this name, up to a mebibyte; empty if there is none, or if it is
+    /// larger.
+    std::string MemberText(std::string_view name);
 
 private:
     struct Unpacked {

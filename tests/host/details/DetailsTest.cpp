@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
+
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -50,6 +53,45 @@ TEST(Details, ArePutIntoTheReportAndAWorkerThatFallsCostsOneFile) {
         EXPECT_EQ(report[2]["details"]["taken"], camera["taken"]) << fault;
         EXPECT_EQ(report[3]["details"]["camera"], "NIKON D1") << fault;
     }
+}
+
+// Titles that the fixtures have, and what a film adds to them.
+TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
+    const TempFolder folder;
+    const std::vector<std::string> names{"letter.doc", "letter.docx", "letter.odt", "tagged.mp3",
+                                         "film.mov",   "stream.ts",   "dated.pdf",  "video.rm"};
+    const std::string pdfText =
+        "%PDF-1.4\n1 0 obj\n<</Type/Catalog/Pages 2 0 R>>\nendobj\n"
+        "2 0 obj\n<</Type/Pages/Kids[]/Count 0>>\nendobj\n"
+        "3 0 obj\n<</Title(A \\(b\\))/CreationDate(D:20210504123310+02'00')>>\nendobj\n";
+    std::string table = "xref\n0 4\n0000000000 65535 f \n";
+    for (std::size_t at = pdfText.find(" 0 obj"); at != std::string::npos; at = pdfText.find(" 0 obj", at + 1)) {
+        table += fmt::format("{:010} 00000 n \n", at - 1);
+    }
+    const std::string whole = pdfText + table + "trailer\n<</Size 4/Root 1 0 R/Info 3 0 R>>\nstartxref\n" +
+                              std::to_string(pdfText.size()) + "\n%%EOF\n";
+    Bytes medium;
+    for (const std::string& name : names) {
+        const Bytes file = name == "dated.pdf" ? Bytes(whole.begin(), whole.end()) : Fixture(name);
+        medium.insert(medium.end(), file.begin(), file.end());
+        medium.resize((medium.size() / 4096 + 1) * 4096);
+    }
+    WriteFile(folder / "image", medium);
+    const ProgramRun run = RunProgram("recover '" + (folder / "image").string() + "' --quiet --no-text --out '" +
+                                      (folder / "out").string() + "'");
+    EXPECT_EQ(run.errors, "");
+    std::map<std::string, json> details;
+    for (const json& record : ReadLines(folder / "out/report.jsonl")) {
+        details[record.value("extension", "")] = record.value("details", json());
+    }
+    for (const char* document : {"doc", "docx", "odt"}) {
+        EXPECT_EQ(details[document]["title"], "Made-up text") << document;
+    }
+    EXPECT_EQ(details["mp3"]["title"], "A tone");
+    EXPECT_EQ(details["mov"], json({{"width", 64}, {"height", 48}}));
+    EXPECT_EQ(details["ts"], json({{"width", 48}, {"height", 32}}));
+    EXPECT_EQ(details["rm"], json({{"width", 176}, {"height", 144}}));
+    EXPECT_EQ(details["pdf"], json({{"title", "A (b)"}, {"taken", "2021-05-04T12:33:10"}}));
 }
 
 TEST(Details, OfAWorkerThatLiesAreLeftOut) {

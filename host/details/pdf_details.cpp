@@ -1,0 +1,101 @@
+#include <qpdf/qpdf-c.h>
+
+#include <algorithm>
+#include <bit>
+#include <cctype>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/details/document_details.h"
+#include "host/platform/shared_library.h"
+
+namespace salvor {
+
+namespace {
+
+// The library keeps the file in memory.
+constexpr std::int64_t MostInMemory = std::int64_t{64} << 20;
+
+struct PdfLibrary {
+    PdfLibrary() : library(SALVOR_QPDF_LIBRARY) {
+        const auto take = [this](auto*& function, const char* name) {
+            isThere = isThere && library.Take(function, name);
+        };
+        take(init, "qpdf_init");
+        take(cleanup, "qpdf_cleanup");
+        take(suppressWarnings, "qpdf_set_suppress_warnings");
+        take(attemptRecovery, "qpdf_set_attempt_recovery");
+        take(silenceErrors, "qpdf_silence_errors");
+        take(readMemory, "qpdf_read_memory");
+        take(trailer, "qpdf_get_trailer");
+        take(key, "qpdf_oh_get_key");
+        take(text, "qpdf_oh_get_utf8_value");
+    }
+
+    SharedLibrary library;
+    bool isThere = true;
+    decltype(qpdf_init)* init = nullptr;
+    decltype(qpdf_cleanup)* cleanup = nullptr;
+    decltype(qpdf_set_suppress_warnings)* suppressWarnings = nullptr;
+    decltype(qpdf_set_attempt_recovery)* attemptRecovery = nullptr;
+    decltype(qpdf_silence_errors)* silenceErrors = nullptr;
+    decltype(qpdf_read_memory)* readMemory = nullptr;
+    decltype(qpdf_get_trailer)* trailer = nullptr;
+    decltype(qpdf_oh_get_key)* key = nullptr;
+    decltype(qpdf_oh_get_utf8_value)* text = nullptr;
+};
+
+const PdfLibrary& Library() {
+    static const PdfLibrary library;
+    return library;
+}
+
+// "D:20210504123310+02'00'"; the parts behind the day may be missing.
+std::string TimeOf(std::string date) {
+    date.erase(0, date.starts_with("D:") ? 2 : 0);
+    std::size_t digits = 0;
+    while (digits < date.size() && std::isdigit(static_cast<unsigned char>(date[digits])) != 0) {
+        ++digits;
+    }
+    constexpr std::size_t day = 8;
+    constexpr std::size_t second = 14;
+    if (digits < day) {
+        return {};
+    }
+    date.resize(std::min(digits, second));
+    date.resize(second, '0');
+    return date.substr(0, 4) + '-' + date.substr(4, 2) + '-' + date.substr(6, 2) + 'T' + date.substr(8, 2) + ':' +
+           date.substr(10, 2) + ':' + date.substr(12, 2);
+}
+
+}  // namespace
+
+void LoadPdfLibrary() { Library(); }
+
+FileDetails ReadPdfDetails(MediumSource& document) {
+    const PdfLibrary& library = Library();
+    FileDetails details;
+    if (!library.isThere || document.Size() > MostInMemory) {
+        return details;
+    }
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(document.Size()));
+    bytes.resize(document.ReadAt(0, bytes.data(), bytes.size()));
+    qpdf_data pdf = library.init();
+    library.suppressWarnings(pdf, QPDF_TRUE);
+    library.silenceErrors(pdf);
+    // To look for the objects of a damaged file takes long.
+    library.attemptRecovery(pdf, QPDF_FALSE);
+    const QPDF_ERROR_CODE read =
+        library.readMemory(pdf, "", std::bit_cast<const char*>(bytes.data()), bytes.size(), nullptr);
+    if ((read & (QPDF_ERRORS)) == 0) {
+        const qpdf_oh info = library.key(pdf, library.trailer(pdf), "/Info");
+        details.title = library.text(pdf, library.key(pdf, info, "/Title"));
+        details.taken = TimeOf(library.text(pdf, library.key(pdf, info, "/CreationDate")));
+    }
+    library.cleanup(&pdf);
+    return details;
+}
+
+}  // namespace salvor

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <bit>
+#include <string>
+
+namespace salvor {
+
+/// A library of the system that is loaded when it is wanted: most processes of the program are there for a moment, and
+/// some libraries take longer than that to load. Stays loaded.
+class SharedLibrary {
+public:
+    SharedLibrary() = default;
+    /// `name` as the loader knows it: "libm.so.6".
+    explicit SharedLibrary(const std::string& name);
+
+    bool IsLoaded() const { return handle_ != nullptr; }
+
+    /// Points `function` at the one of this name in the library or in one that it uses; false if there is none.
+    template <class Function>
+    bool Take(Function*& function, const char* name) const {
+        function = std::bit_cast<Function*>(Find(name));
+        return function != nullptr;
+    }
+
+private:
+    void* Find(const char* name) const;
+
+    void* handle_ = nullptr;
+};
+
+}  // namespace salvor

@@ -1,0 +1,14 @@
+#include "host/platform/text_conversion.h"
+
+#include <iconv.h>
+
+namespace salvor {
+
+void LoadTextConversions(std::span<const char* const> encodings) {
+    for (const char* encoding : encodings) {
+        // What is never closed stays loaded.
+        static_cast<void>(iconv_open("UTF-8", encoding));
+    }
+}
+
+}  // namespace salvor
