@@ -12,8 +12,6 @@ namespace {
 
 // Groups of the help.
 constexpr const char* TheMedium = "The medium";
-constexpr const char* WhatToLookFor = "What to look for";
-constexpr const char* WhatToWrite = "Which files";
 constexpr const char* WhereTo = "Where to";
 
 void Add(Command& command, const char* name, OptionTarget target, std::string help, const char* value,

@@ -9,6 +9,10 @@
 
 namespace salvor {
 
+// Groups of the help by which the person chooses.
+inline constexpr const char* WhatToLookFor = "What to look for";
+inline constexpr const char* WhatToWrite = "Which files";
+
 // Options that several commands have, each group with its help.
 void AddScanOptions(Command& command, ScanOptions& options);
 /// How to read the image.

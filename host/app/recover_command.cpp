@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "host/app/choices.h"
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
 #include "host/app/job_scan.h"
@@ -21,11 +22,20 @@ struct RecoverCommand {
     bool quiet = false;
 };
 
-ExitStatus RunRecover(const RecoverCommand& command) {
+// `command` is what `chosen` tells of.
+ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen) {
+    const Folder there = Folder::Open(command.out);
+    const std::optional<ScanJob> kept = there.IsOpen() && !command.overwrite ? ReadScanJob(there) : std::nullopt;
+    if (kept && kept->choices) {
+        chosen.GoOnWith(*kept->choices, command.out);
+    }
     const PlanFilter filter = MakeFilter(command.filter);
     const ContentFilter content = MakeContentFilter(command.filter);
     JobScan scan = BeginJobScan(command.out, command.scan, filter.types, command.job, command.overwrite);
     scan.quiet = command.quiet;
+    if (scan.isNew) {
+        scan.job.choices = chosen.Given();
+    }
     const OutFolder out =
         PrepareOutFolder(command.out, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, scan.use);
     const ScanOutcome outcome = ScanJobToEnd(scan, out.folder);
@@ -63,8 +73,8 @@ Command RecoverCommandLine() {
     line.footer =
         "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
         "Example: salvor recover card.img --out recovered --types jpg,png";
-    line.run = [command] {
-        return RunRecover(*command);
+    line.run = [command, chosen = ChosenOptions(line)] {
+        return RunRecover(*command, chosen);
     };
     return line;
 }

@@ -13,8 +13,10 @@
 #include <utility>
 
 #include "host/medium/medium.h"
+#include "host/report/piece.h"
 #include "host/report/report.h"
 #include "host/say/failure.h"
+#include "host/say/say.h"
 
 namespace salvor {
 
@@ -122,6 +124,12 @@ std::string_view RawPathOf(std::string_view line) {
 
 File OpenReport(const Folder& folder) {
     File file = folder.Read(ReportName);
+    if (!file.IsOpen() &&
+        folder.AnyEntry([](const std::string& name) { return PieceNamed(name, ReportName).has_value(); })) {
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("'{}' has the reports of segments only; 'salvor extract FINDS --out {}' joins them",
+                                  folder.Path().string(), ShellWord(folder.Path().string())));
+    }
     if (!file.IsOpen()) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("cannot read '{}': {}; name a folder that 'salvor recover' or 'salvor extract' has "

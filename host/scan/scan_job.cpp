@@ -39,6 +39,9 @@ Json ToJson(const ScanJob& job) {
     json["image"]["model"] = job.medium.model;
     json["image"]["serial"] = job.medium.serial;
     json["segment_blocks"] = job.segmentBlocks;
+    if (job.choices) {
+        json["choices"] = *job.choices;
+    }
     return json;
 }
 
@@ -46,6 +49,9 @@ Json ToJson(const ScanJob& job) {
 ScanJob FromJson(const Json& json) {
     ScanJob job;
     job.header = HeaderFromJson(json);
+    if (json.contains("choices")) {
+        job.choices = json.at("choices").get<Choices>();
+    }
     job.program = json.at("program").get<std::string>();
     const Json& image = json.at("image");
     job.medium = {job.header.imageSize, std::nullopt, image.at("digest").get<std::string>(), image.value("model", ""),

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/medium/medium.h"
 #include "host/platform/folder.h"
@@ -25,6 +27,9 @@ struct MediumIdentity {
 
 MediumIdentity IdentityOf(Medium& medium);
 
+/// Words that the person gave for options, by the options' names; one empty word for a flag.
+using Choices = std::map<std::string, std::vector<std::string>>;
+
 /// A scan that a folder was begun with; kept there, so that any later run goes on with the same.
 struct ScanJob {
     /// The program and its version.
@@ -33,6 +38,8 @@ struct ScanJob {
     MediumIdentity medium;
     /// How many blocks a segment has.
     std::int64_t segmentBlocks = 1;
+    /// What a recovery was told of the files that it writes; nothing for a scan alone.
+    std::optional<Choices> choices{};
 };
 
 ScanJob MakeScanJob(const JournalHeader& header, const MediumIdentity& medium, std::int64_t segmentBlocks);

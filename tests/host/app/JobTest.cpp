@@ -179,6 +179,9 @@ TEST(Job, WritesFilesInPieces) {
     EXPECT_GT(filesOf(folder / "job/report.jsonl.1-of-3"), 5);
     EXPECT_GT(filesOf(folder / "job/report.jsonl.3-of-3"), 5);
 
+    const ProgramRun early = RunProgram("report " + job);
+    EXPECT_EQ(early.status, 3);
+    EXPECT_NE(early.errors.find("segments only"), std::string::npos) << early.errors;
     const ProgramRun last = RunProgram(extract);
     EXPECT_EQ(last.status, 0);
     EXPECT_NE(last.errors.find("segments 2 of 3"), std::string::npos) << last.errors;
@@ -210,6 +213,19 @@ TEST(Job, GoesOnWithWhatItWasBegunWithOnly) {
     const ProgramRun run = RunProgram(scan + " --changed-medium");
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_NE(run.errors.find("goes on with --types"), std::string::npos) << run.errors;
+    const std::string recover = "recover " + Card + " --quiet --out " + Quoted(folder / "out");
+    ASSERT_EQ(RunProgram(recover + " --types png,jpg --min-size 20K,png=4K --embedded").status, 0);
+    const std::vector<json> report = ReadLines(folder / "out/report.jsonl");
+    EXPECT_TRUE(refused(recover + " --min-size 10K", "begun with --min-size 20K,png=4K"));
+    EXPECT_TRUE(refused(recover + " --no-text", "begun without --no-text"));
+    EXPECT_TRUE(refused(recover + " --names original", "begun with --names start"));
+    EXPECT_TRUE(refused(recover + " --types gif --min-size 20K,png=4K --embedded", "begun with --types"));
+    const ProgramRun same = RunProgram(recover);
+    EXPECT_EQ(same.status, 0);
+    for (const char* option : {"--types png,jpg", "--min-size 20K,png=4K", "--embedded"}) {
+        EXPECT_NE(same.errors.find(std::string("goes on with ") + option), std::string::npos) << same.errors;
+    }
+    EXPECT_EQ(ReadLines(folder / "out/report.jsonl").size(), report.size());
     WriteFile(folder / "job/scan.json", "{}");
     EXPECT_TRUE(refused(scan, "damaged"));
 }
