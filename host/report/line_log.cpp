@@ -56,6 +56,18 @@ void LineLog::Require(bool done, const char* verb, const SystemError& error) con
     }
 }
 
+std::string LastLineOf(File& file) {
+    constexpr std::int64_t longest = std::int64_t{1} << 20;
+    const std::int64_t size = file.Size().value_or(0);
+    std::string end(static_cast<std::size_t>(std::min(size, longest)), ' ');
+    if (!file.ReadAt(size - std::ssize(end), end.data(), end.size()) || !end.ends_with('\n')) {
+        return "";
+    }
+    end.pop_back();
+    const std::size_t before = end.rfind('\n');
+    return before == std::string::npos && size > longest ? "" : end.substr(before + 1);
+}
+
 bool LineReader::Next(std::string& line) {
     // A file may list many others that begin inside it.
     constexpr std::size_t longest = std::size_t{16} << 20U;

@@ -36,6 +36,9 @@ private:
     std::string pending_;
 };
 
+/// The last line of a file, without its line break; empty if it was cut or is longer than a MiB.
+std::string LastLineOf(File& file);
+
 /// Reads a file of lines that others may have written.
 class LineReader {
 public:

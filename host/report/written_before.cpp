@@ -19,14 +19,17 @@ bool IsThere(const Folder& folder, const PlannedFile& file) {
     return there && there->size == file.Size();
 }
 
-// Says the record of the file what would be said of it now? Details are found out of files that are written, so the
-// plan has none yet. Throws a JSON exception for a record that was not written by `FileRecord`.
+// Says the record of the file what would be said of it now? Details may not be known yet; they follow from the rest.
+// Throws a JSON exception for a record that was not written by `FileRecord`.
 bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int32_t sectorSize) {
     WriteResult result;
     result.sha256 = record.at("sha256").get<std::string>();
     result.unreadableBytes = record.at("unreadable_bytes").get<std::int64_t>();
     record.erase("details");
-    return !result.sha256.empty() && record == ParseJsonLine(JsonLine(FileRecord(file, result, sectorSize, known)));
+    Json expected = FileRecord(file, result, sectorSize, known);
+    expected.erase("details");
+    // As text: bytes of a name that are not UTF-8 are replaced in both.
+    return !result.sha256.empty() && JsonLine(record) == JsonLine(expected);
 }
 
 }  // namespace
@@ -50,32 +53,28 @@ void WrittenBefore::Read(const std::string& name, const std::optional<Piece>& pi
     if (!source.file.IsOpen()) {
         return;
     }
-    std::vector<Line> lines;
+    const Json last = ParseJsonLine(LastLineOf(source.file));
+    const bool isEnded = last.is_object() && last.value("record", Json()) == "summary";
+    source.isComplete = isEnded && last.value("ended", Json()) == "complete";
+    if (source.isComplete && !piece) {
+        return;
+    }
+    if (isEnded && piece) {
+        const auto ranges = RangesFromJson(last, "unreadable").value_or(std::vector<SectorRange>());
+        unreadable_.insert(unreadable_.end(), ranges.begin(), ranges.end());
+    }
     LineReader reader(source.file);
     std::int64_t offset = 0;
     for (std::string line; reader.Next(line); offset = reader.Offset()) {
         const Json record = ParseJsonLine(line);
-        const auto path = record.is_object() ? record.find("path") : record.end();
-        if (record.is_object() && record.value("record", Json()) == "summary") {
-            TakeSummary(record, source);
-        } else if (path != record.end() && path->is_string()) {
+        const auto path = record.find("path");
+        if (path != record.end() && path->is_string()) {
             lines_.push_back(
                 {std::hash<std::string>()(path->get<std::string>()), sources_.size(), offset, line.size()});
         }
     }
-    if (piece || !source.isComplete) {
-        lines_.insert(lines_.end(), lines.begin(), lines.end());
-    }
     sources_.push_back(std::move(source));
     std::ranges::sort(lines_, {}, &Line::pathHash);
-}
-
-void WrittenBefore::TakeSummary(const Json& record, Source& source) {
-    source.isComplete = record.value("ended", Json()) == "complete";
-    if (source.piece) {
-        const auto ranges = RangesFromJson(record, "unreadable").value_or(std::vector<SectorRange>());
-        unreadable_.insert(unreadable_.end(), ranges.begin(), ranges.end());
-    }
 }
 
 std::optional<WrittenBefore::Written> WrittenBefore::Find(const PlannedFile& file, const KnownFile* known,

@@ -59,7 +59,6 @@ private:
     };
 
     void Read(const std::string& name, const std::optional<Piece>& piece);
-    void TakeSummary(const Json& record, Source& source);
     std::optional<Json> RecordAt(const Line& line);
 
     const Folder& folder_;

@@ -165,14 +165,7 @@ constexpr std::string_view FindingPrefix = R"({"record":"finding",)";
 
 // Its last line says that all outcomes are there, so that what was found out by the way is of no more use.
 bool EndsComplete(File& file) {
-    constexpr std::int64_t longestSummary = 4096;
-    const std::int64_t size = file.Size().value_or(0);
-    std::string end(static_cast<std::size_t>(std::min(size, longestSummary)), ' ');
-    if (!file.ReadAt(size - std::ssize(end), end.data(), end.size()) || !end.ends_with('\n')) {
-        return false;
-    }
-    end.pop_back();
-    const Json last = ParseJsonLine(end.substr(end.rfind('\n') + 1));
+    const Json last = ParseJsonLine(LastLineOf(file));
     return last.is_object() && last.contains("record") && last["record"] == "summary" && last.contains("ended") &&
            last["ended"] == "complete";
 }

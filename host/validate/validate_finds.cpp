@@ -61,6 +61,7 @@ public:
           neighbours_{.starts = spots_.Starts(), .wholes = {}},
           witnesses_(medium, spots_, neighbours_, request, observer),
           ahead_(request.ahead),
+          phase_(request.phase),
           unreadable_(OnMedium(seen.unreadable)),
           textRuns_(OnMedium(seen.textStarts).Ranges()),
           asked_(spots_.Count() * 2, NotAsked),
@@ -69,15 +70,8 @@ public:
 
     Validation Run() {
         Validation result;
-        if (ahead_) {
-            Walk(Phase::Structure, *ahead_);
-            return result;
-        }
-        // Finds may lie outside the medium.
-        constexpr SectorRange all{std::numeric_limits<std::int64_t>::min() / 2,
-                                  std::numeric_limits<std::int64_t>::max()};
-        result.complete =
-            Walk(Phase::Structure, all) && Walk(Phase::Bounded, all) && ReadTexts() && !medium_.IsInterrupted();
+        const bool isDone = DoPhase(Phase::Structure) && DoPhase(Phase::Bounded) && DoPhase(Phase::Text);
+        result.complete = isDone && !ahead_ && !medium_.IsInterrupted();
         if (result.complete) {
             TakeOutcomes(result.outcomes);
         }
@@ -85,6 +79,17 @@ public:
     }
 
 private:
+    // False if the phases behind it are not wanted or the observer stopped it.
+    bool DoPhase(Phase phase) {
+        // Finds may lie outside the medium.
+        constexpr SectorRange all{std::numeric_limits<std::int64_t>::min() / 2,
+                                  std::numeric_limits<std::int64_t>::max()};
+        const bool isPart = ahead_ && phase_ == phase;
+        witnesses_.SeePartOnly(isPart);
+        const SectorRange range = isPart ? *ahead_ : all;
+        return (phase == Phase::Text ? ReadTexts(range) : Walk(phase, range)) && !isPart;
+    }
+
     // The parts of the ranges that lie on the medium.
     SectorRangeSet OnMedium(const std::vector<SectorRange>& ranges) const {
         SectorRangeSet set;
@@ -190,7 +195,7 @@ private:
         if (upTo != Phase::Structure && !HasPhase(upTo)) {
             return true;
         }
-        Cover whole;
+        Cover whole = upTo == Phase::Structure ? Cover() : WholeAcross(range.first);
         Cover open;
         // Each time a claim turns out wrong, what it hid is looked at again.
         std::int64_t stepsLeft = static_cast<std::int64_t>(spots_.Count()) * 64 + 0x10000;
@@ -225,6 +230,18 @@ private:
         }
         NoteWholes();
         return true;
+    }
+
+    // The whole file in front of a sector, as far as it is known, that ends behind it.
+    Cover WholeAcross(std::int64_t sector) const {
+        Cover whole;
+        for (std::size_t i = 0; i < spots_.Count() && spots_[i].sector < sector; ++i) {
+            if (states_[i] == State::Judged && judgements_[i].finding.verdict == Verdict::Whole) {
+                whole = {EndOf(spots_[i].sector, judgements_[i].finding), i, spots_[i].sector,
+                         judgements_[i].validator};
+            }
+        }
+        return whole;
     }
 
     // Formats of the first phase are read from start to end; offsets in the others may claim foreign bytes.
@@ -316,7 +333,8 @@ private:
         return true;
     }
 
-    bool ReadTexts() {
+    // Of those that begin in the range; false if the observer stopped it.
+    bool ReadTexts(SectorRange range) {
         if (!HasPhase(Phase::Text)) {
             return true;
         }
@@ -330,10 +348,16 @@ private:
             }
             return true;
         };
-        return ForEachTextStart([&](std::int64_t sector, const Spot* spot) {
-                   return takeNextUpTo(sector) && TakeTextStart(sector, spot, walk);
-               }) &&
-               takeNextUpTo(NoSector);
+        const std::int64_t end = range.first + range.count;
+        bool isStopped = false;
+        ForEachTextStart([&](std::int64_t sector, const Spot* spot) {
+            if (sector < range.first) {
+                return true;
+            }
+            isStopped = !takeNextUpTo(std::min(sector, end)) || (sector < end && !TakeTextStart(sector, spot, walk));
+            return !isStopped && sector < end;
+        });
+        return !isStopped && takeNextUpTo(std::min(end, NoSector));
     }
 
     // Where the walk over the texts is.
@@ -486,6 +510,7 @@ private:
     Neighbours neighbours_;
     Witnesses witnesses_;
     std::optional<SectorRange> ahead_;
+    Phase phase_;
     SectorRangeSet unreadable_;
     std::vector<SectorRange> textRuns_;
     // Two a spot, for its two phases: an index of `answers_`.

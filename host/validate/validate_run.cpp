@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <thread>
 
@@ -99,7 +100,37 @@ std::vector<SectorRange> Parts(const Sightings& seen, std::int64_t count, std::s
     return parts;
 }
 
-// Has workers look at the medium: parts of it ahead, and then one at all of it, which knows what the others have found.
+// Parts in which texts may begin in about the same number of sectors; all of the medium together, or none if there is
+// little to share out.
+std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCount, std::int64_t count) {
+    constexpr std::int64_t leastStarts = 64;
+    SectorRangeSet starts;
+    for (const SectorRange& range : seen.textStarts) {
+        if (range.first >= 0 && range.first < sectorCount && range.count > 0) {
+            starts.Add({range.first, std::min(range.count, sectorCount - range.first)});
+        }
+    }
+    const std::int64_t inEach = std::max(starts.SectorCount() / count + 1, leastStarts);
+    std::vector<SectorRange> parts;
+    std::int64_t from = 0;
+    std::int64_t missing = inEach;
+    for (const SectorRange& range : starts.Ranges()) {
+        std::int64_t at = 0;
+        for (; range.count - at >= missing; missing = inEach) {
+            at += missing;
+            parts.push_back({from, range.first + at - from});
+            from = range.first + at;
+        }
+        missing -= range.count - at;
+    }
+    if (!parts.empty() && from < sectorCount) {
+        parts.push_back({from, sectorCount - from});
+    }
+    return parts;
+}
+
+// Has workers look at the medium: in each phase at parts of it, knowing what was found out before, and then one at all
+// of it, which knows what the others have found.
 class ValidateClient : public CrewClient {
 public:
     ValidateClient(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
@@ -117,13 +148,18 @@ public:
         for (const SetAside& one : known.validation.setAside) {
             SetAsideHere(one);
         }
+        using Phase = Validator::Phase;
+        const std::int64_t workers = WorkersOf(how);
         if (how.share) {
             const std::vector<SectorRange> shares = Parts(seen, how.share->count, 1);
             const auto index = static_cast<std::size_t>(how.share->number - 1);
-            todo_ = index < shares.size() ? std::vector{shares[index]} : std::vector<SectorRange>();
-        } else if (WorkersOf(how) > 1) {
+            AddTodo(Phase::Structure, index < shares.size() ? std::vector{shares[index]} : std::vector<SectorRange>());
+        } else if (workers > 1) {
             constexpr std::size_t leastPlaces = 64;
-            todo_ = Parts(seen, std::int64_t{4} * WorkersOf(how), leastPlaces);
+            AddTodo(Phase::Structure, Parts(seen, 4 * workers, leastPlaces));
+            // Each goes over the phases before it again, of which most is known.
+            AddTodo(Phase::Bounded, Parts(seen, workers, leastPlaces));
+            AddTodo(Phase::Text, TextParts(seen, medium.SectorCount(), workers));
         }
     }
 
@@ -131,21 +167,24 @@ public:
     bool IsShareDone() const { return isShare_ && todo_.empty() && underWay_.empty(); }
 
     std::optional<Order> NextOrder() override {
-        if (todo_.empty() && (isShare_ || !underWay_.empty() || read_.validation.complete)) {
+        const bool mustWait =
+            !underWay_.empty() && (todo_.empty() || todo_.front().phase != underWay_.begin()->second.part->phase);
+        if (mustWait || (todo_.empty() && (isShare_ || read_.validation.complete))) {
             return std::nullopt;
         }
-        std::optional<SectorRange> part;
+        std::optional<ValidatePart> part;
         if (!todo_.empty()) {
-            part = todo_.back();
-            todo_.pop_back();
+            part = todo_.front();
+            todo_.pop_front();
         } else {
             read_.validation.outcomes.clear();
         }
         Order order;
         order.id = nextId_++;
         order.kind = ValidateOrderKind;
-        request_.ahead = part;
+        request_.ahead = part ? std::optional(part->sectors) : std::nullopt;
         order.what = ValidateParameters(request_);
+        order.what["phase"] = static_cast<int>(part ? part->phase : Validator::Phase::Structure);
         order.medium = access_;
         const std::string input = ValidateInput(seen_, knownLines_);
         // What is known is held there as it is read, and again as what it says.
@@ -188,28 +227,38 @@ public:
     }
 
     void OnEnd(std::int64_t id, const WorkerEnd& end) override {
-        const std::optional<SectorRange> part = underWay_[id].part;
+        const std::optional<ValidatePart> part = underWay_[id].part;
         underWay_.erase(id);
         if (IsFault(end.ending) && end.at.subject >= 0 && !IsSetAside(end)) {
             SetAsideHere({end.at.sectors.first, NameOfAsked(Validators(), end.at.subject), end.text});
             if (part) {
-                todo_.push_back(*part);
+                todo_.push_front(*part);
             }
         } else if (IsFault(end.ending) || end.ending == Ending::Failed) {
             throw Failure(ExitStatus::Losses, "validating does not get on: " + end.text);
         } else if (part) {
-            doneAhead_ += part->count * medium_.SectorSize();
+            doneAhead_ += part->sectors.count * medium_.SectorSize();
         }
     }
 
     bool StopRequested() override { return salvor::StopRequested(); }
 
 private:
+    struct ValidatePart {
+        Validator::Phase phase = Validator::Phase::Structure;
+        SectorRange sectors;
+    };
     struct UnderWay {
         // Nothing for the one that looks at all.
-        std::optional<SectorRange> part;
+        std::optional<ValidatePart> part;
         std::int64_t done = 0;
     };
+
+    void AddTodo(Validator::Phase phase, const std::vector<SectorRange>& parts) {
+        for (const SectorRange& sectors : parts) {
+            todo_.push_back({phase, sectors});
+        }
+    }
 
     bool IsSetAside(const WorkerEnd& end) const {
         return std::ranges::any_of(read_.validation.setAside, [&](const SetAside& one) {
@@ -237,7 +286,8 @@ private:
     Keeper& keeper_;
     bool isShare_;
     ValidateRequest request_;
-    std::vector<SectorRange> todo_;
+    // The parts of one phase behind those of another.
+    std::deque<ValidatePart> todo_;
     std::map<std::int64_t, UnderWay> underWay_;
     std::int64_t nextId_ = 0;
     std::int64_t doneAhead_ = 0;

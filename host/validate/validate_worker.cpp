@@ -14,10 +14,14 @@ using std::chrono::steady_clock;
 
 class SendingObserver : public ValidateObserver {
 public:
-    SendingObserver(Worker& worker, std::int64_t firstByte) : worker_(worker), firstByte_(firstByte) {}
+    SendingObserver(Worker& worker, const ValidateRequest& request) : worker_(worker), request_(request) {}
 
     bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
-        worker_.Done(static_cast<std::int64_t>(phase) * worker_.GetMedium().SizeInBytes() + byte - firstByte_);
+        if (!request_.ahead) {
+            worker_.Done(static_cast<std::int64_t>(phase) * worker_.GetMedium().SizeInBytes() + byte);
+        } else if (phase == request_.phase) {
+            worker_.Done(byte - request_.ahead->first * worker_.GetMedium().SectorSize());
+        }
         if (steady_clock::now() >= nextSend_) {
             Send();
         }
@@ -44,7 +48,7 @@ public:
 
 private:
     Worker& worker_;
-    std::int64_t firstByte_;
+    const ValidateRequest& request_;
     std::string pending_;
     steady_clock::time_point nextSend_ = steady_clock::now();
 };
@@ -96,7 +100,8 @@ bool ValidateInWorker(Worker& worker) {
     request.known = known.known;
     request.setAside = known.validation.setAside;
     request.ahead = AheadIn(worker.What());
-    SendingObserver observer(worker, request.ahead ? request.ahead->first * worker.GetMedium().SectorSize() : 0);
+    request.phase = static_cast<Validator::Phase>(worker.What().at("phase").get<int>());
+    SendingObserver observer(worker, request);
     const Validation validation = ValidateFinds(worker.GetMedium(), seen, request, observer);
     if (validation.complete) {
         for (const Outcome& outcome : validation.outcomes) {

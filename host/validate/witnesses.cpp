@@ -106,7 +106,8 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     if (const auto known = known_.find(KeyOf(sector, phase)); known != known_.end()) {
         const int validator = IndexOf(known->second->validator);
         // Whoever found it out may have asked more than is asked now, and had an allowance of its own.
-        if (validator != Nobody && validator != exceptFor && left_ > 0 && left_ >= known->second->cost) {
+        if (validator != Nobody && validator != exceptFor && left_ > 0 &&
+            std::min(left_, most) >= known->second->cost) {
             left_ -= known->second->cost;
             return Judgement{known->second->finding, validator};
         }
@@ -116,7 +117,9 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     }
     const std::int64_t before = left_;
     std::optional<Judgement> best = AskAnew(sector, phase, most, exceptFor);
-    if (best && !medium_.IsInterrupted()) {
+    // What is asked of whom, and how much may be read, depends on the files around a place.
+    const bool isForAll = exceptFor == Nobody && !isUsedUp_;
+    if (best && !medium_.IsInterrupted() && (isForAll || !isPart_)) {
         observer_.OnFinding({sector, phase,
                              std::string(request_.validators[static_cast<std::size_t>(best->validator)]->name),
                              best->finding, before - left_});
@@ -133,6 +136,7 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
     const std::vector<std::uint8_t> head(shown.begin(), shown.end());
     left_ -= given - allowance.Left();
     std::optional<Judgement> best;
+    isUsedUp_ = false;
     for (std::size_t i = 0; i < request_.validators.size(); ++i) {
         const Validator& validator = *request_.validators[i];
         if (validator.phase != phase || static_cast<int>(i) == exceptFor) {
@@ -148,6 +152,7 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
             finding = Checked(validator.validate(place), place.Limit());
             left_ -= before - allowance.Left();
             if (allowance.IsUsedUp()) {
+                isUsedUp_ = true;
                 finding = Unexamined();
             }
         }

@@ -36,6 +36,10 @@ public:
     Witnesses(Medium& medium, const Spots& spots, const Neighbours& neighbours, const ValidateRequest& request,
               ValidateObserver& observer);
 
+    /// While only a part of the medium is looked at, answers that depend on what lies in front of it are not told to
+    /// the observer.
+    void SeePartOnly(bool isPart) { isPart_ = isPart; }
+
     /// In bytes.
     std::int64_t AllowanceOfAFile() const { return perFile_; }
 
@@ -70,6 +74,9 @@ private:
     // What the run may still read, and what may be read for one file; in bytes.
     std::int64_t left_;
     std::int64_t perFile_;
+    bool isPart_ = false;
+    // A validator of the last answer had to stop before it knew.
+    bool isUsedUp_ = false;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};
     std::unordered_map<std::uint64_t, const KnownFinding*> known_;
     std::set<std::pair<std::int64_t, std::string>> setAside_;

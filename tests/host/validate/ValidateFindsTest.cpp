@@ -96,11 +96,14 @@ protected:
     }
     void Find(std::int64_t sector, std::int32_t type, std::int64_t size) { seen.finds.push_back({type, sector, size}); }
 
-    Validation Validate(std::span<const KnownFinding> known = {}) {
+    Validation Validate(std::span<const KnownFinding> known = {}, std::optional<SectorRange> ahead = std::nullopt,
+                        Phase phase = Phase::Structure) {
         Medium medium(std::make_unique<test::FakeDevice>(image), SectorSize);
         ValidateRequest request;
         request.validators = All;
         request.known = known;
+        request.ahead = ahead;
+        request.phase = phase;
         return ValidateFinds(medium, seen, request, recorder);
     }
     static std::vector<std::string> Lines(const Validation& validation) {
@@ -247,6 +250,47 @@ TEST_F(ValidateFindsTest, TakesReportedSizesWhenNothingMoreMayBeRead) {
     const Validation validation = Validate();
     EXPECT_EQ(Lines(validation), (Texts{"3 jpg open 700", "890 gif open 800"}));
     EXPECT_NE(validation.outcomes[0].finding.why.Text().find("too much reading"), std::string::npos);
+}
+
+TEST_F(ValidateFindsTest, SaysTheSameWhateverPartsWereLookedAtBefore) {
+    for (std::uint32_t seed = 1; seed < 40; ++seed) {
+        image.assign(image.size(), 0);
+        seen = {};
+        const Bytes random = test::Pattern(4 * 900, seed);
+        for (std::int64_t sector = 0; sector < 900; sector += 1 + random[static_cast<std::size_t>(sector)] % 16) {
+            const auto dice = [&](int n) {
+                return random[static_cast<std::size_t>(sector) + static_cast<std::size_t>(n) * 900];
+            };
+            const char format = "AABCTTG"[dice(1) % (seed % 8 == 0 ? 7 : 6)];
+            Put(sector, fmt::format("{}{}{:03}", format, dice(2) % 4, dice(3) % (seed % 3 == 0 ? 200 : 30)),
+                format == 'T');
+            if (dice(2) % 16 < 4) {
+                Find(sector, dice(2) % 16 < 2 ? Jpg : FileTypeIndex::Gif, (dice(3) + 1) * 100);
+            }
+        }
+        const auto outcomesOf = [&](std::span<const KnownFinding> known) {
+            Validation validation = Validate(known);
+            for (Outcome& outcome : validation.outcomes) {
+                // Real formats of the first phase do not look for the next whole file.
+                if (outcome.finding.type == FileTypeIndex::Doc || outcome.finding.type == Jpg) {
+                    outcome.finding.why = "";
+                }
+            }
+            return validation.outcomes;
+        };
+        const std::vector<Outcome> alone = outcomesOf({});
+        for (const std::int64_t part : {7, 100, 450}) {
+            std::vector<KnownFinding> known;
+            for (const Phase phase : {Phase::Structure, Phase::Bounded, Phase::Text}) {
+                recorder.findings.clear();
+                for (std::int64_t first = 0; first < 1001; first += part) {
+                    EXPECT_FALSE(Validate(known, SectorRange{first, part}, phase).complete);
+                }
+                known.insert(known.end(), recorder.findings.begin(), recorder.findings.end());
+            }
+            EXPECT_TRUE(outcomesOf(known) == alone) << "seed " << seed << ", parts of " << part;
+        }
+    }
 }
 
 TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
