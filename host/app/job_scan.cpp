@@ -146,24 +146,21 @@ SegmentStore StoreOf(JobScan& scan, const Folder& folder) {
     return store;
 }
 
-ScanOutcome OutcomeOf(SegmentRunResult result, const JobScan& scan) {
-    ScanOutcome outcome;
-    outcome.complete = result.isComplete;
-    outcome.seen = std::move(result.seen);
-    outcome.setAside = std::move(result.setAside);
-    outcome.summary.complete = result.isComplete;
+// What an outcome has beside finds.
+void Conclude(ScanOutcome& outcome, const JobScan& scan) {
+    outcome.summary.complete = outcome.complete;
     const SectorRange range = scan.job.header.range;
     outcome.summary.bytesScanned =
         std::min((range.first + range.count) * scan.job.header.sectorSize, scan.scan.medium->SizeInBytes()) -
         range.first * scan.job.header.sectorSize;
-    for (const Find& find : outcome.seen.finds) {
-        ++outcome.summary.findsByType[find.type];
-    }
-    scan.scan.medium->NoteUnreadable(outcome.seen.unreadable);
     // Together with what a rescue map left out.
-    outcome.seen.unreadable = scan.scan.medium->Unreadable().Ranges();
-    outcome.summary.unreadable = outcome.seen.unreadable;
-    return outcome;
+    outcome.summary.unreadable = scan.scan.medium->Unreadable().Ranges();
+}
+
+void CountFinds(ScanSummary& summary, const std::vector<Find>& finds) {
+    for (const Find& find : finds) {
+        ++summary.findsByType[find.type];
+    }
 }
 
 std::optional<ScanOutcome> FinishedBefore(const JobScan& scan, const Folder& folder) {
@@ -174,15 +171,86 @@ std::optional<ScanOutcome> FinishedBefore(const JobScan& scan, const Folder& fol
     if (!journal.complete || journal.damagedLines > 0) {
         return std::nullopt;
     }
-    SegmentRunResult result{true, std::move(journal.seen), std::move(journal.setAside)};
-    return OutcomeOf(std::move(result), scan);
+    ScanOutcome outcome;
+    outcome.complete = true;
+    outcome.setAside = std::move(journal.setAside);
+    CountFinds(outcome.summary, journal.seen.finds);
+    scan.scan.medium->NoteUnreadable(journal.seen.unreadable);
+    Conclude(outcome, scan);
+    return outcome;
 }
 
-ScanOutcome RunTimed(JobScan& scan, const SegmentStore& store) {
+ScanOutcome RunInWorkers(JobScan& scan, const SegmentStore& store, JournalWriter& journal) {
     const auto start = std::chrono::steady_clock::now();
-    ScanOutcome outcome = OutcomeOf(RunSegments(*scan.scan.medium, store, RunOptionsOf(scan, store.Grid())), scan);
+    ScanOutcome outcome;
+    SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
+    options.take = [&](const Sightings& seen) {
+        CountFinds(outcome.summary, seen.finds);
+        journal.AddSightings(seen);
+    };
+    SegmentRunResult result = RunSegments(*scan.scan.medium, store, options);
+    outcome.complete = result.isComplete;
+    outcome.setAside = std::move(result.setAside);
+    Conclude(outcome, scan);
     outcome.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    journal.AddUnreadable(outcome.summary.unreadable);
+    for (const Json& aside : SetAsideToJson(scan.job.header, outcome.setAside)) {
+        journal.AddSetAside(aside);
+    }
+    journal.AddSummary(outcome.summary);
+    journal.Sync();
     return outcome;
+}
+
+ScanOutcome RunInto(JobScan& scan, const SegmentStore& store, JournalWriter& journal) {
+    try {
+        return RunInWorkers(scan, store, journal);
+    } catch (const Failure& failure) {
+        if (failure.Status() != ExitStatus::NotStarted) {
+            throw;
+        }
+        Say("{}; scanning goes on in this process, where a fault ends it", failure.what());
+        store.Clear();
+    }
+    return RunScanWithJournal(scan.scan, journal, scan.quiet);
+}
+
+// The finds take their name once all of them are on stable storage.
+template <class Run>
+ScanOutcome IntoFindsFile(const JobScan& scan, const Folder& folder, Run&& run) {
+    JournalWriter journal(FilePlace(folder, FindsDraft), scan.scan.header);
+    ScanOutcome outcome = run(journal);
+    if (!outcome.complete) {
+        folder.Remove(FindsDraft);
+        return outcome;
+    }
+    if (const SystemError error = folder.Rename(FindsDraft, JobFindsName)) {
+        throw Failure(ExitStatus::Losses,
+                      fmt::format("cannot store the finds in '{}': {}", folder.Path().string(), error.Text()));
+    }
+    folder.SyncEntries();
+    return outcome;
+}
+
+// Throws `Failure` (not started) if segments leave any blocks to scan.
+void RequireNoneLeft(const JobScan& scan, const SegmentStore& store, const std::vector<SegmentScan>& segments) {
+    const ScanGrid& grid = store.Grid();
+    SectorRangeSet left;
+    for (const OpenPart& part : OpenParts(grid, {0, grid.BlockCount()}, segments, scan.job.segmentBlocks)) {
+        const SectorRange sectors = grid.SectorsOf(part.blocks);
+        if (scan.scan.medium->ZeroSectorsFrom(sectors.first) < sectors.count) {
+            left.Add(sectors);
+        }
+    }
+    if (const auto ranges = left.Ranges(); !ranges.empty()) {
+        const SectorRange first = ranges.front();
+        throw Failure(
+            ExitStatus::NotStarted,
+            fmt::format("{} sectors are not scanned yet, the first of them {} to {}; scan the pieces that are "
+                        "missing, or all that is left with 'salvor scan {} --job {}'",
+                        left.SectorCount(), first.first, first.first + first.count - 1,
+                        ShellWord(scan.scan.header.image.path), ShellWord(store.JobPath().string())));
+    }
 }
 
 }  // namespace
@@ -275,7 +343,6 @@ ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
     const SegmentStore store = StoreOf(scan, folder);
     SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
     options.blocks = PieceOf(store.Grid(), piece.number, piece.count);
-    options.join = false;
     const SegmentRunResult result = RunSegments(*scan.scan.medium, store, options);
     if (!result.isComplete) {
         return ExitStatus::Stopped;
@@ -284,71 +351,45 @@ ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
-ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder) {
+ScanOutcome ScanJobInto(JobScan& scan, const Folder& folder, JournalWriter& journal) {
+    return RunInto(scan, StoreOf(scan, folder), journal);
+}
+
+ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder, bool keepsSegments) {
+    std::optional<ScanOutcome> outcome = FinishedBefore(scan, folder);
+    if (!outcome) {
+        const SegmentStore store = StoreOf(scan, folder);
+        outcome = IntoFindsFile(scan, folder, [&](JournalWriter& journal) { return RunInto(scan, store, journal); });
+    }
+    if (outcome->complete && !keepsSegments) {
+        StoreOf(scan, folder).Clear();
+        folder.RemoveEmptyFolder(SegmentStore::FolderName);
+    }
+    return *std::move(outcome);
+}
+
+ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder) {
     if (auto finished = FinishedBefore(scan, folder)) {
         return *std::move(finished);
     }
     const SegmentStore store = StoreOf(scan, folder);
-    try {
-        return RunTimed(scan, store);
-    } catch (const Failure& failure) {
-        if (failure.Status() != ExitStatus::NotStarted) {
-            throw;
-        }
-        Say("{}; scanning goes on in this process, where a fault ends it", failure.what());
-        store.Clear();
+    std::vector<SegmentScan> segments;
+    for (const BlockRange blocks : store.BlocksThere()) {
+        segments.push_back(SegmentOfZeros(store.Grid(), blocks));
     }
-    JournalWriter journal(FilePlace(folder, FindsDraft), scan.scan.header);
-    return RunScanWithJournal(scan.scan, journal, scan.quiet);
+    RequireNoneLeft(scan, store, segments);
+    segments.clear();
+    for (SegmentStore::Stored& stored : store.ReadAll()) {
+        segments.push_back(std::move(stored.segment));
+    }
+    RequireNoneLeft(scan, store, segments);
+    return IntoFindsFile(scan, folder, [&](JournalWriter& journal) { return RunInWorkers(scan, store, journal); });
 }
 
-ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder) {
-    const SegmentStore store = StoreOf(scan, folder);
-    const ScanGrid& grid = store.Grid();
-    const auto open = OpenParts(grid, {0, grid.BlockCount()}, store.ReadAll(), scan.job.segmentBlocks);
-    SectorRangeSet left;
-    for (const OpenPart& part : open) {
-        const SectorRange sectors = grid.SectorsOf(part.blocks);
-        if (scan.scan.medium->ZeroSectorsFrom(sectors.first) < sectors.count) {
-            left.Add(sectors);
-        }
-    }
-    if (const auto ranges = left.Ranges(); !ranges.empty()) {
-        const SectorRange first = ranges.front();
-        throw Failure(
-            ExitStatus::NotStarted,
-            fmt::format("{} sectors are not scanned yet, the first of them {} to {}; scan the pieces that are "
-                        "missing, or all that is left with 'salvor scan {} --job {}'",
-                        left.SectorCount(), first.first, first.first + first.count - 1,
-                        ShellWord(scan.scan.header.image.path), ShellWord(folder.Path().string())));
-    }
-    return RunTimed(scan, store);
-}
-
-void AddOutcome(JournalWriter& journal, const JobScan& scan, const ScanOutcome& outcome) {
-    journal.AddSightings(outcome.seen);
-    for (const Json& aside : SetAsideToJson(scan.job.header, outcome.setAside)) {
-        journal.AddSetAside(aside);
-    }
-    journal.AddSummary(outcome.summary);
-    journal.Sync();
-}
-
-void FinishJobScan(JobScan& scan, const Folder& folder, const ScanOutcome& outcome, bool keepsSegments) {
-    if (!FinishedBefore(scan, folder)) {
-        // They take their name once all of them are on stable storage.
-        JournalWriter journal(FilePlace(folder, FindsDraft), scan.scan.header);
-        AddOutcome(journal, scan, outcome);
-        if (const SystemError error = folder.Rename(FindsDraft, JobFindsName)) {
-            throw Failure(ExitStatus::Losses,
-                          fmt::format("cannot store the finds in '{}': {}", folder.Path().string(), error.Text()));
-        }
-        folder.SyncEntries();
-    }
-    if (!keepsSegments) {
-        StoreOf(scan, folder).Clear();
-        folder.RemoveEmptyFolder(SegmentStore::FolderName);
-    }
+Sightings SeenInJob(const JobScan& scan, const Folder& folder) {
+    Sightings seen = ReadJournal(FilePlace(folder, JobFindsName)).seen;
+    seen.unreadable = scan.scan.medium->Unreadable().Ranges();
+    return seen;
 }
 
 ExitStatus StatusOf(const ScanOutcome& outcome) {

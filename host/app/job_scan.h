@@ -64,18 +64,19 @@ Piece ParsePiece(const std::string& text);
 /// Scans what is left of a piece; how that ended.
 ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece);
 
-/// Scans what is left and joins all. Where no worker process can be started it scans in this one. What an earlier run
-/// has finished is taken from its finds file.
-ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder);
+/// Scans what is left and joins all into a journal, piece by piece; the outcome has no finds then. Where no worker
+/// process can be started it scans in this one.
+ScanOutcome ScanJobInto(JobScan& scan, const Folder& folder, JournalWriter& journal);
 
-/// Joins what has been scanned. Throws `Failure` (not started) naming what is left to scan.
+/// The same into the finds file of the folder, unless an earlier run has written that. The segments of a complete scan
+/// are removed unless they are to be kept.
+ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder, bool keepsSegments);
+
+/// Joins what has been scanned into the finds file. Throws `Failure` (not started) naming what is left to scan.
 ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder);
 
-/// Adds all that a scan has seen to a journal, and syncs it.
-void AddOutcome(JournalWriter& journal, const JobScan& scan, const ScanOutcome& outcome);
-
-/// Writes the finds of a scan that is complete to its folder; its segments are removed unless they are to be kept.
-void FinishJobScan(JobScan& scan, const Folder& folder, const ScanOutcome& outcome, bool keepsSegments);
+/// What the finds file of a complete scan holds.
+Sightings SeenInJob(const JobScan& scan, const Folder& folder);
 
 /// The exit status of a scan that lost or did not finish something.
 ExitStatus StatusOf(const ScanOutcome& outcome);

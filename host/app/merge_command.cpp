@@ -28,7 +28,6 @@ ExitStatus RunMerge(const MergeCommand& command) {
         Say("stopped; the same command goes on");
         return ExitStatus::Stopped;
     }
-    FinishJobScan(scan, out.folder, outcome, true);
     if (!command.quiet) {
         Tell(ScanTable(outcome.summary));
     }

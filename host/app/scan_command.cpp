@@ -74,8 +74,7 @@ ExitStatus ScanBeside(const ScanCommand& command) {
     // Made while the rights to do so are there.
     JournalWriter journal(FilePlace(command.report), scan.scan.header);
     const OutFolder out = PrepareOutFolder(folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, scan.use);
-    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder);
-    AddOutcome(journal, scan, outcome);
+    const ScanOutcome outcome = ScanJobInto(scan, out.folder, journal);
     if (outcome.complete) {
         std::error_code none;
         std::filesystem::remove_all(folder, none);
@@ -99,10 +98,7 @@ ExitStatus ScanInFolder(const ScanCommand& command) {
         }
         return status;
     }
-    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder);
-    if (outcome.complete) {
-        FinishJobScan(scan, out.folder, outcome, true);
-    }
+    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, true);
     return TellEnd(outcome, command.quiet);
 }
 

@@ -4,7 +4,6 @@
 #include <iterator>
 #include <map>
 #include <optional>
-#include <tuple>
 #include <utility>
 
 #include "frame/contract/FileTypeCatalog.h"
@@ -61,14 +60,15 @@ public:
         std::ranges::sort(scans_, {}, [](const TypeScan* scan) { return scan->blocks.first; });
     }
 
-    template <class Take>
-    void Run(std::vector<MissingScan>& missing, Take&& take) {
+    /// `keep(scan, blocks)` is told what holds.
+    template <class Keep>
+    void Run(std::vector<MissingScan>& missing, Keep&& keep) {
         if (auto needed = FollowScans()) {
             missing.push_back(std::move(*needed));
             return;
         }
         for (const Stretch& stretch : stretches_) {
-            if (auto needed = TakeStretch(stretch, take)) {
+            if (auto needed = KeepStretch(stretch, keep)) {
                 missing.push_back(std::move(*needed));
             }
         }
@@ -136,30 +136,21 @@ private:
         return rests;
     }
 
-    template <class Take>
-    std::optional<MissingScan> TakeStretch(const Stretch& stretch, Take&& take) const {
+    template <class Keep>
+    std::optional<MissingScan> KeepStretch(const Stretch& stretch, Keep&& keep) const {
         std::vector<std::int64_t> unknown;
-        const auto guessed = GuessedIn(stretch);
-        for (const std::int64_t block : guessed) {
+        std::int64_t from = stretch.blocks.first;
+        for (const std::int64_t block : GuessedIn(stretch)) {
+            keep(stretch.scan, BlockRange{from, block});
+            from = block + 1;
             if (const TypeScan* const sure = WithoutGuess(block)) {
-                TakeFinds({sure, {block, block + 1}}, {}, take);
+                keep(sure, BlockRange{block, block + 1});
             } else {
                 unknown.push_back(block);
             }
         }
-        TakeFinds(stretch, guessed, take);
+        keep(stretch.scan, BlockRange{from, stretch.blocks.end});
         return unknown.empty() ? std::nullopt : std::optional(FurtherBack(unknown));
-    }
-
-    template <class Take>
-    void TakeFinds(const Stretch& stretch, std::span<const std::int64_t> without, Take&& take) const {
-        for (const PlacedFind& placed : stretch.scan->finds) {
-            const std::int64_t block = grid_.BlockOf(placed.part);
-            if (block >= stretch.blocks.first && block < stretch.blocks.end &&
-                !std::ranges::binary_search(without, block)) {
-                take(block, placed);
-            }
-        }
     }
 
     // There is nothing before the first block that a scanner could miss.
@@ -210,38 +201,58 @@ bool IsInGrid(const TypeScan& scan, const ScanGrid& grid) {
     return scan.blocks.first >= 0 && scan.blocks.first < scan.blocks.end && scan.blocks.end <= grid.BlockCount();
 }
 
-// In the order in which one scan reports: slice by slice, the types that are handed whole blocks after all slices.
-struct Place {
-    std::int64_t block;
-    bool isOfWholeBlock;
-    std::int64_t part;
-    std::size_t rank;
-
-    auto AsTuple() const { return std::tuple(block, isOfWholeBlock, part, rank); }
-};
-
 }  // namespace
 
-MergedScan MergeScans(const ScanGrid& grid, std::span<const TypeScan> scans) {
+MergePlan PlanMerge(const ScanGrid& grid, std::span<const TypeScan> scans) {
     std::map<std::int32_t, std::vector<const TypeScan*>> byType;
     for (const TypeScan& scan : scans) {
         if (IsInGrid(scan, grid)) {
             byType[scan.type].push_back(&scan);
         }
     }
-    MergedScan merged;
-    std::vector<std::pair<Place, Find>> finds;
-    for (std::size_t rank = 0; rank < grid.types.size(); ++rank) {
-        const std::int32_t type = grid.types[rank];
-        TypeMerge(grid, type, byType[type]).Run(merged.missing, [&](std::int64_t block, const PlacedFind& placed) {
-            finds.push_back({{block, FileTypeCatalog[type].dependsOnBlocks, placed.part, rank}, placed.find});
+    MergePlan plan;
+    plan.kept.resize(scans.size());
+    for (const std::int32_t type : grid.types) {
+        TypeMerge(grid, type, byType[type]).Run(plan.missing, [&](const TypeScan* scan, BlockRange blocks) {
+            // What is held in front of the first scan is none of them, and has no blocks.
+            if (blocks.first < blocks.end) {
+                plan.kept[static_cast<std::size_t>(scan - scans.data())].push_back(blocks);
+            }
         });
     }
-    std::ranges::stable_sort(finds, {}, [](const auto& placed) { return placed.first.AsTuple(); });
-    for (const auto& placed : finds) {
-        merged.finds.push_back(placed.second);
+    for (std::vector<BlockRange>& kept : plan.kept) {
+        std::ranges::sort(kept, {}, &BlockRange::first);
     }
-    return merged;
+    return plan;
+}
+
+FindMerger::FindMerger(const ScanGrid& grid) : grid_(grid) {
+    for (const std::int32_t type : grid.types) {
+        ranks_.emplace(type, ranks_.size());
+    }
+}
+
+void FindMerger::Add(const TypeScan& scan, std::span<const BlockRange> kept) {
+    for (const PlacedFind& placed : scan.finds) {
+        const std::int64_t block = grid_.BlockOf(placed.part);
+        const auto behind = std::ranges::upper_bound(kept, block, {}, &BlockRange::first);
+        if (behind != kept.begin() && block < std::prev(behind)->end) {
+            const bool isOfWholeBlock = FileTypeCatalog[scan.type].dependsOnBlocks;
+            waiting_.push_back({{block, isOfWholeBlock, placed.part, ranks_.at(scan.type)}, placed.find});
+        }
+    }
+}
+
+std::vector<Find> FindMerger::TakeBefore(std::int64_t block) {
+    const auto behind = std::stable_partition(
+        waiting_.begin(), waiting_.end(), [block](const auto& placed) { return std::get<0>(placed.first) < block; });
+    std::stable_sort(waiting_.begin(), behind, [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<Find> finds;
+    finds.reserve(static_cast<std::size_t>(behind - waiting_.begin()));
+    std::transform(waiting_.begin(), behind, std::back_inserter(finds),
+                   [](const auto& placed) { return placed.second; });
+    waiting_.erase(waiting_.begin(), behind);
+    return finds;
 }
 
 }  // namespace salvor

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <span>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "host/medium/sector_ranges.h"
@@ -35,7 +38,7 @@ struct TypeScan {
     std::vector<BlockRange> restless{};
     /// The blocks over which its count of guesses grew, ascending.
     std::vector<std::int64_t> guessed{};
-    /// In the order of the reports.
+    /// In the order of the reports; empty as long as they stay in a journal.
     std::vector<PlacedFind> finds{};
     bool operator==(const TypeScan&) const = default;
 };
@@ -64,16 +67,37 @@ struct MissingScan {
     bool operator==(const MissingScan&) const = default;
 };
 
-struct MergedScan {
-    /// Those of one scan over the whole range, in its order; void while scans are missing.
-    std::vector<Find> finds;
+/// Which finds of which scans are those of one scan over the whole range.
+struct MergePlan {
+    /// For each scan the blocks whose finds hold.
+    std::vector<std::vector<BlockRange>> kept;
+    /// While there are any, what is kept is void.
     std::vector<MissingScan> missing;
 };
 
-/// Puts the scans of segments together as if one scanner of each type had gone over the whole range. Where two scans of
-/// a type were both at rest, the later one holds from there on. Scans may overlap and come in any order, also several
-/// for the same blocks; when some are missing, call again with those added. Scans of other types, or outside the grid,
-/// count for nothing.
-MergedScan MergeScans(const ScanGrid& grid, std::span<const TypeScan> scans);
+/// Puts the scans of segments together as if one scanner of each type had gone over the whole range; looks at no finds.
+/// Where two scans of a type were both at rest, the later one holds from there on. Scans may overlap and come in any
+/// order, also several for the same blocks; when some are missing, call again with those added. Scans of other types,
+/// or outside the grid, count for nothing.
+MergePlan PlanMerge(const ScanGrid& grid, std::span<const TypeScan> scans);
+
+/// Puts the finds of scans in the order in which one scan reports them.
+class FindMerger {
+public:
+    explicit FindMerger(const ScanGrid& grid);
+
+    /// Those of the scan's finds that lie in blocks which are kept.
+    void Add(const TypeScan& scan, std::span<const BlockRange> kept);
+    /// All finds before this block, which no scan reaches that is added later.
+    std::vector<Find> TakeBefore(std::int64_t block);
+
+private:
+    // Slice by slice, the types that are handed whole blocks after all slices.
+    using Place = std::tuple<std::int64_t, bool, std::int64_t, std::size_t>;
+
+    const ScanGrid& grid_;
+    std::map<std::int32_t, std::size_t> ranks_;
+    std::vector<std::pair<Place, Find>> waiting_;
+};
 
 }  // namespace salvor

@@ -226,4 +226,20 @@ SegmentRead ReadSegment(File& file, const ScanKey& key, const ScanGrid& grid) {
     return damaged;
 }
 
+std::optional<BlockRange> ReadSegmentBlocks(File& file, const ScanKey& key, const ScanGrid& grid) {
+    LineReader lines(file);
+    std::string line;
+    try {
+        if (lines.Next(line)) {
+            const Json header = ParseJsonLine(line);
+            if (WhyOfAnother(header, key).empty()) {
+                return BlocksOf(RowsOf<2>(header).at(0), grid.BlockCount());
+            }
+        }
+    } catch (const std::exception&) {
+        // Said when it is read whole.
+    }
+    return std::nullopt;
+}
+
 }  // namespace salvor

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <set>
 #include <utility>
 
 namespace salvor {
@@ -56,20 +55,6 @@ MissingPart PartBetween(const ScanGrid& grid, const MissingScan& missing, std::s
         }
     }
     return {missing.type, std::move(part)};
-}
-
-void AddSightings(Sightings& seen, std::span<const SegmentScan> segments) {
-    SectorRangeSet textStarts;
-    SectorRangeSet unreadable;
-    std::set<std::int64_t> starts;
-    for (const SegmentScan& segment : segments) {
-        starts.insert(segment.seen.starts.begin(), segment.seen.starts.end());
-        std::ranges::for_each(segment.seen.textStarts, [&](SectorRange range) { textStarts.Add(range); });
-        std::ranges::for_each(segment.seen.unreadable, [&](SectorRange range) { unreadable.Add(range); });
-    }
-    seen.starts.assign(starts.begin(), starts.end());
-    seen.textStarts = textStarts.Ranges();
-    seen.unreadable = unreadable.Ranges();
 }
 
 }  // namespace
@@ -140,7 +125,7 @@ SegmentScan SegmentOfZeros(const ScanGrid& grid, BlockRange blocks) {
     return segment;
 }
 
-JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments) {
+JoinPlan PlanJoin(const ScanGrid& grid, std::span<const SegmentScan> segments) {
     std::vector<TypeScan> scans;
     std::vector<BlocksSetAside> setAside;
     for (const SegmentScan& segment : segments) {
@@ -155,14 +140,46 @@ JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segme
         }
         scans.push_back({.type = aside.type, .blocks = aside.blocks});
     }
-    MergedScan merged = MergeScans(grid, scans);
-    JoinedScan joined;
+    MergePlan merged = PlanMerge(grid, scans);
+    JoinPlan plan;
     for (const MissingScan& missing : merged.missing) {
-        joined.missing.push_back(PartBetween(grid, missing, setAside));
+        plan.missing.push_back(PartBetween(grid, missing, setAside));
     }
-    joined.seen.finds = std::move(merged.finds);
-    AddSightings(joined.seen, segments);
-    return joined;
+    auto kept = merged.kept.begin();
+    for (const SegmentScan& segment : segments) {
+        const auto end = kept + std::ssize(segment.scans);
+        plan.kept.emplace_back(std::move_iterator(kept), std::move_iterator(end));
+        kept = end;
+    }
+    return plan;
+}
+
+Sightings SegmentJoiner::Add(const SegmentScan& segment, std::span<const std::vector<BlockRange>> kept) {
+    Sightings given;
+    given.finds = finds_.TakeBefore(segment.blocks.first);
+    for (std::size_t i = 0; i < segment.scans.size() && i < kept.size(); ++i) {
+        finds_.Add(segment.scans[i], kept[i]);
+    }
+    const auto& starts = segment.seen.starts;
+    given.starts.assign(std::ranges::lower_bound(starts, nextStart_), starts.end());
+    for (const SectorRange& range : segment.seen.textStarts) {
+        const std::int64_t end = range.first + range.count;
+        if (end > nextText_) {
+            const std::int64_t first = std::max(range.first, nextText_);
+            given.AddTextStarts({first, end - first});
+            nextText_ = end;
+        }
+    }
+    if (!given.starts.empty()) {
+        nextStart_ = given.starts.back() + 1;
+    }
+    return given;
+}
+
+Sightings SegmentJoiner::Finish() {
+    Sightings given;
+    given.finds = finds_.TakeBefore(grid_.BlockCount());
+    return given;
 }
 
 std::int64_t NextSetAside(const ScanGrid& grid, std::span<const SegmentScan> segments,

@@ -39,15 +39,36 @@ struct MissingPart {
     ScanPart part;
 };
 
-struct JoinedScan {
-    /// Void while parts are missing.
-    Sightings seen;
+/// How segments are put together.
+struct JoinPlan {
+    /// For each segment and each of its scans the blocks whose finds hold.
+    std::vector<std::vector<std::vector<BlockRange>>> kept;
+    /// While there are any, what is kept is void.
     std::vector<MissingPart> missing;
 };
 
-/// Puts segments together as `MergeScans` does. A scan ends in front of what is set aside for its type, and another
+/// Puts segments together as `PlanMerge` does. A scan ends in front of what is set aside for its type, and another
 /// begins behind, as if the medium ended and began there.
-JoinedScan JoinSegments(const ScanGrid& grid, std::span<const SegmentScan> segments);
+JoinPlan PlanJoin(const ScanGrid& grid, std::span<const SegmentScan> segments);
+
+/// Joins segments one by one, so that no more than what overlaps is in memory. The grid outlives it.
+class SegmentJoiner {
+public:
+    explicit SegmentJoiner(const ScanGrid& grid) : grid_(grid), finds_(grid) {}
+
+    /// Segments come by first block, with all that they have seen. Gives what none that comes later can add to, in
+    /// order, each start and text once.
+    Sightings Add(const SegmentScan& segment, std::span<const std::vector<BlockRange>> kept);
+    /// What is left, once all segments have come.
+    Sightings Finish();
+
+private:
+    const ScanGrid& grid_;
+    FindMerger finds_;
+    // Of starts and of texts all before these sectors were given.
+    std::int64_t nextStart_ = 0;
+    std::int64_t nextText_ = 0;
+};
 
 /// The first block from `block` on that is set aside for one of the types; the scan's end if none is.
 std::int64_t NextSetAside(const ScanGrid& grid, std::span<const SegmentScan> segments,

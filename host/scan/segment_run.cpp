@@ -8,6 +8,7 @@
 #include <iterator>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <utility>
 
@@ -45,10 +46,9 @@ struct Part {
 class SegmentRun final : public CrewClient {
 public:
     SegmentRun(Medium& medium, const SegmentStore& store, const SegmentRunOptions& options)
-        : medium_(medium), store_(store), options_(options), grid_(store.Grid()), segments_(store.ReadAll()) {
-        for (const SegmentScan& segment : segments_) {
-            medium_.NoteUnreadable(segment.seen.unreadable);
-            Count(segment);
+        : medium_(medium), store_(store), options_(options), grid_(store.Grid()) {
+        for (SegmentStore::Stored& stored : store.ReadAll()) {
+            Add(std::move(stored));
         }
         AddZeros();
         for (const OpenPart& open : Open(options_.blocks)) {
@@ -64,7 +64,6 @@ public:
         progress_->Clear();
         SegmentRunResult result;
         result.isComplete = isDone_;
-        result.seen = std::move(joined_.seen);
         for (const SegmentScan& segment : segments_) {
             std::ranges::copy(segment.setAside, std::back_inserter(result.setAside));
         }
@@ -100,8 +99,8 @@ public:
         Running running = std::move(at->second);
         running_.erase(at);
         if (end.ending == Ending::Done) {
-            if (auto segment = store_.Keep(std::move(running.draft))) {
-                Take(*std::move(segment), running);
+            if (auto stored = store_.Keep(std::move(running.draft))) {
+                Take(*std::move(stored), running);
                 return;
             }
             OnFault(running.part, {Ending::Crashed, end.at, "wrote a journal that cannot be read"});
@@ -140,14 +139,29 @@ private:
                 continue;
             }
             if (zeros.end != open.blocks.first && zeros.end > zeros.first) {
-                segments_.push_back(SegmentOfZeros(grid_, zeros));
+                AddWithoutJournal(SegmentOfZeros(grid_, zeros));
                 zeros = open.blocks;
             }
             zeros = zeros.end == zeros.first ? open.blocks : BlockRange{zeros.first, open.blocks.end};
         }
         if (zeros.end > zeros.first) {
-            segments_.push_back(SegmentOfZeros(grid_, zeros));
+            AddWithoutJournal(SegmentOfZeros(grid_, zeros));
         }
+    }
+
+    // It has seen nothing.
+    void AddWithoutJournal(SegmentScan segment) {
+        segments_.push_back(std::move(segment));
+        journals_.emplace_back();
+    }
+
+    void Add(SegmentStore::Stored stored) {
+        medium_.NoteUnreadable(stored.unreadable);
+        for (const auto& [type, count] : stored.counts) {
+            counts_[ExtensionOf(type)] += count;
+        }
+        segments_.push_back(std::move(stored.segment));
+        journals_.push_back(std::move(stored.name));
     }
 
     // What is to be done next, once all that was planned before is.
@@ -158,11 +172,28 @@ private:
         if (!queue_.empty()) {
             return;
         }
-        if (options_.join) {
-            joined_ = JoinSegments(grid_, segments_);
-            QueueMissing(std::move(joined_.missing));
+        JoinPlan plan;
+        if (options_.take) {
+            plan = PlanJoin(grid_, segments_);
+            QueueMissing(std::move(plan.missing));
         }
         isDone_ = queue_.empty();
+        if (isDone_ && options_.take) {
+            Join(plan);
+        }
+    }
+
+    void Join(const JoinPlan& plan) {
+        std::vector<std::size_t> order(segments_.size());
+        std::iota(order.begin(), order.end(), std::size_t{0});
+        std::ranges::stable_sort(order, {}, [&](std::size_t i) { return segments_[i].blocks.first; });
+        SegmentJoiner joiner(grid_);
+        for (const std::size_t i : order) {
+            if (!journals_[i].empty()) {
+                options_.take(joiner.Add(store_.Read(journals_[i]), plan.kept[i]));
+            }
+        }
+        options_.take(joiner.Finish());
     }
 
     // Types that are not at rest go on for about a segment, but not into what is set aside for them.
@@ -214,22 +245,13 @@ private:
         return order;
     }
 
-    void Count(const SegmentScan& segment) {
-        for (const TypeScan& scan : segment.scans) {
-            if (!scan.finds.empty()) {
-                counts_[ExtensionOf(scan.type)] += std::ssize(scan.finds);
-            }
-        }
-    }
-
-    void Take(SegmentScan segment, const Running& running) {
+    void Take(SegmentStore::Stored stored, const Running& running) {
         failures_ = 0;
-        medium_.NoteUnreadable(segment.seen.unreadable);
-        Count(segment);
-        const BlockRange rest{segment.blocks.end, running.part.part.to};
-        const std::int64_t bytes = BytesOf(segment.blocks);
+        const BlockRange blocks = stored.segment.blocks;
+        const BlockRange rest{blocks.end, running.part.part.to};
+        const std::int64_t bytes = BytesOf(blocks);
         scanned_ += bytes;
-        segments_.push_back(std::move(segment));
+        Add(std::move(stored));
         const double seconds = std::chrono::duration<double>(steady_clock::now() - running.start).count();
         const double speed = static_cast<double>(bytes) / std::max(seconds, 1e-3);
         if (rest.first < rest.end) {
@@ -305,7 +327,7 @@ private:
         const BlockRange blocks{block, std::min(block + SetAsideSize(type, block), end)};
         SegmentScan segment{blocks, false, {}, {}, {{type, blocks, why}}};
         store_.Add(segment);
-        segments_.push_back(std::move(segment));
+        AddWithoutJournal(std::move(segment));
         const SectorRange sectors = grid_.SectorsOf(blocks);
         progress_->Clear();
         Say("{} {} in sectors {} to {}, which are set aside for it; all else is scanned", NameOf(type), why,
@@ -346,10 +368,11 @@ private:
     const SegmentStore& store_;
     const SegmentRunOptions& options_;
     const ScanGrid& grid_;
+    // What they have seen stays in their journals, whose names are empty where there is none.
     std::vector<SegmentScan> segments_;
+    std::vector<std::string> journals_;
     std::deque<Part> queue_;
     std::map<std::int64_t, Running> running_;
-    JoinedScan joined_;
     bool isDone_ = false;
     std::int64_t lastId_ = 0;
     // Since the last worker that was done.

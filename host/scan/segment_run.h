@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,15 +22,15 @@ struct SegmentRunOptions {
     std::int64_t segmentBlocks = 1;
     int workers = 1;
     bool quiet = false;
-    /// Join the segments of the whole scan; all blocks must have been scanned or be among those to scan.
-    bool join = true;
+    /// Takes what the joined segments of the whole scan have seen, in order, piece by piece, but for unreadable
+    /// sectors, which the medium knows then. All blocks must have been scanned or be among those to scan. Without it
+    /// nothing is joined.
+    std::function<void(const Sightings&)> take;
 };
 
 struct SegmentRunResult {
     /// Everything was done that was asked for.
     bool isComplete = false;
-    /// Of the joined segments.
-    Sightings seen;
     std::vector<BlocksSetAside> setAside;
 };
 

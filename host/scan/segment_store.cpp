@@ -17,6 +17,18 @@ namespace {
 constexpr std::string_view Suffix = ".jsonl";
 constexpr std::string_view DraftSuffix = ".part";
 
+SegmentStore::Stored WithoutSightings(std::string name, SegmentScan segment) {
+    SegmentStore::Stored stored{std::move(name), std::move(segment), {}, {}};
+    for (TypeScan& scan : stored.segment.scans) {
+        if (!scan.finds.empty()) {
+            stored.counts[scan.type] += std::ssize(scan.finds);
+            scan.finds = {};
+        }
+    }
+    stored.unreadable = std::exchange(stored.segment.seen, {}).unreadable;
+    return stored;
+}
+
 }  // namespace
 
 SegmentStore::SegmentStore(const Folder& job, ScanKey key, ScanGrid grid)
@@ -37,22 +49,45 @@ std::vector<std::string> SegmentStore::Names() const {
     return names;
 }
 
+std::vector<std::string> SegmentStore::Journals() const {
+    std::vector<std::string> names = Names();
+    std::erase_if(names, [](const std::string& name) { return !name.ends_with(Suffix); });
+    return names;
+}
+
+SegmentScan SegmentStore::Read(const std::string& name) const {
+    File file = folder_.Read(name);
+    SegmentRead read = ReadSegment(file, key_, grid_);
+    if (!read.segment) {
+        throw Failed(fmt::format("'{}' was there and is not any more", name));
+    }
+    return *std::move(read.segment);
+}
+
+std::vector<BlockRange> SegmentStore::BlocksThere() const {
+    std::vector<BlockRange> blocks;
+    for (const std::string& name : Journals()) {
+        File file = folder_.Read(name);
+        if (const auto of = ReadSegmentBlocks(file, key_, grid_)) {
+            blocks.push_back(*of);
+        }
+    }
+    return blocks;
+}
+
 Failure SegmentStore::Failed(const std::string& why) const {
     return Failure(ExitStatus::Losses, fmt::format("cannot keep what was scanned in '{}': {}; what is there stays, and "
                                                    "the same command goes on",
                                                    folder_.Path().string(), why));
 }
 
-std::vector<SegmentScan> SegmentStore::ReadAll() const {
-    std::vector<SegmentScan> segments;
-    for (const std::string& name : Names()) {
-        if (!name.ends_with(Suffix)) {
-            continue;
-        }
+std::vector<SegmentStore::Stored> SegmentStore::ReadAll() const {
+    std::vector<Stored> segments;
+    for (const std::string& name : Journals()) {
         File file = folder_.Read(name);
         SegmentRead read = ReadSegment(file, key_, grid_);
         if (read.segment) {
-            segments.push_back(*std::move(read.segment));
+            segments.push_back(WithoutSightings(name, *std::move(read.segment)));
         } else {
             Say("'{}' is not used: {}", (folder_.Path() / name).string(),
                 file.IsOpen() ? read.why : file.Error().Text());
@@ -75,7 +110,7 @@ SegmentStore::Draft SegmentStore::Begin(BlockRange blocks) const {
     return draft;
 }
 
-std::optional<SegmentScan> SegmentStore::Keep(Draft draft) const {
+std::optional<SegmentStore::Stored> SegmentStore::Keep(Draft draft) const {
     File written = folder_.Read(draft.name);
     SegmentRead read = ReadSegment(written, key_, grid_);
     if (!read.segment) {
@@ -85,12 +120,12 @@ std::optional<SegmentScan> SegmentStore::Keep(Draft draft) const {
     if (!draft.file.Sync()) {
         throw Failed(draft.file.Error().Text());
     }
-    if (const SystemError error =
-            folder_.Rename(draft.name, draft.name.substr(0, draft.name.size() - DraftSuffix.size()))) {
+    std::string name = draft.name.substr(0, draft.name.size() - DraftSuffix.size());
+    if (const SystemError error = folder_.Rename(draft.name, name)) {
         throw Failed(error.Text());
     }
     folder_.SyncEntries();
-    return std::move(read.segment);
+    return WithoutSightings(std::move(name), *std::move(read.segment));
 }
 
 void SegmentStore::Drop(Draft draft) const { folder_.Remove(draft.name); }

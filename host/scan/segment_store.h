@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,9 +25,23 @@ public:
 
     const ScanKey& Key() const { return key_; }
     const ScanGrid& Grid() const { return grid_; }
+    std::filesystem::path JobPath() const { return folder_.Path().parent_path(); }
 
+    /// A segment without what it has seen, which stays in its journal.
+    struct Stored {
+        /// The journal's.
+        std::string name;
+        SegmentScan segment;
+        std::vector<SectorRange> unreadable;
+        /// Of its finds, by type.
+        std::map<std::int32_t, std::int64_t> counts;
+    };
     /// All journals that are whole and of this scan. Of others the person is told; they count as not there.
-    std::vector<SegmentScan> ReadAll() const;
+    std::vector<Stored> ReadAll() const;
+    /// The whole of one. Throws `Failure` (losses) if it is no longer there.
+    SegmentScan Read(const std::string& name) const;
+    /// The blocks of all journals whose first line is good, without reading more of them.
+    std::vector<BlockRange> BlocksThere() const;
 
     /// A journal on its way.
     struct Draft {
@@ -36,7 +52,7 @@ public:
     Draft Begin(BlockRange blocks) const;
     /// Takes a draft that has been written into the store once it is on stable storage; gives it as read back, nothing
     /// if it is not whole. Throws `Failure` (losses) when it cannot be stored.
-    std::optional<SegmentScan> Keep(Draft draft) const;
+    std::optional<Stored> Keep(Draft draft) const;
     void Drop(Draft draft) const;
     /// The same for what this process has found out itself.
     void Add(const SegmentScan& segment) const;
@@ -46,6 +62,7 @@ public:
 
 private:
     std::vector<std::string> Names() const;
+    std::vector<std::string> Journals() const;
     Failure Failed(const std::string& why) const;
 
     Folder folder_;

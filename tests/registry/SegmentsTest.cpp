@@ -13,6 +13,7 @@
 #include "host/scan/merge.h"
 #include "images/KTIFileType.h"
 #include "tests/support/CrowdedMedia.h"
+#include "tests/support/MergeScans.h"
 #include "tests/support/Registry.h"
 
 // A medium is scanned in segments, each with new scanners; those that are not at rest at the end go on alone. Put
@@ -146,7 +147,7 @@ std::vector<Find> InSegments(Medium& medium, const ScanGrid& grid, const std::ve
         keep(scanners);
     }
     for (int round = 0; round < 100; ++round) {
-        const salvor::MergedScan merged = MergeScans(grid, scans);
+        const MergedScan merged = MergeScans(grid, scans);
         if (merged.missing.empty()) {
             return merged.finds;
         }

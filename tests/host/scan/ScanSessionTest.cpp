@@ -4,6 +4,7 @@
 
 #include "host/scan/scanners.h"
 #include "tests/host/TestFiles.h"
+#include "tests/support/MergeScans.h"
 
 namespace salvor {
 
@@ -11,6 +12,8 @@ namespace {
 
 using namespace test;
 using FileTypeIndex::Png;
+using ::test::MergedScan;
+using ::test::MergeScans;
 
 const Bytes PngStart{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 const Bytes PngEnd{'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};

@@ -94,6 +94,25 @@ TEST(SegmentPlan, OpensWhatNoSegmentCovers) {
     EXPECT_EQ(PieceOf(Grid, 16, 16).end, Grid.BlockCount());
 }
 
+// What they have seen together, as long as nothing is missing.
+Sightings Joined(std::vector<SegmentScan> segments) {
+    std::ranges::stable_sort(segments, {}, [](const SegmentScan& segment) { return segment.blocks.first; });
+    const JoinPlan plan = PlanJoin(Grid, segments);
+    EXPECT_TRUE(plan.missing.empty());
+    Sightings all;
+    const auto take = [&](const Sightings& seen) {
+        std::ranges::copy(seen.finds, std::back_inserter(all.finds));
+        std::ranges::copy(seen.starts, std::back_inserter(all.starts));
+        std::ranges::for_each(seen.textStarts, [&](SectorRange range) { all.AddTextStarts(range); });
+    };
+    SegmentJoiner joiner(Grid);
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        take(joiner.Add(segments[i], plan.kept[i]));
+    }
+    take(joiner.Finish());
+    return all;
+}
+
 // A type begins anew behind the blocks in which it fails, and is not asked to go on into them.
 TEST(SegmentPlan, JoinsAroundWhatIsSetAside) {
     const auto scan = [](BlockRange blocks, std::int64_t sector) {
@@ -110,17 +129,18 @@ TEST(SegmentPlan, JoinsAroundWhatIsSetAside) {
     segments.push_back({{51, 60}, true, {scan({51, 60}, 650)}, {}});
     segments.push_back({{60, 100}, true, {scan({60, 100}, 950)}, {}});
     // The second scan is not at rest where the third begins, and nothing in front of the third tells what it guesses.
-    JoinedScan joined = JoinSegments(Grid, segments);
-    ASSERT_EQ(joined.missing.size(), 1U);
-    EXPECT_EQ(joined.missing[0].part.from, 59);
+    const JoinPlan plan = PlanJoin(Grid, segments);
+    ASSERT_EQ(plan.missing.size(), 1U);
+    EXPECT_EQ(plan.missing[0].part.from, 59);
     segments.push_back({{51, 61}, false, {{.type = Png, .blocks = {51, 61}, .guessed = {51}}}, {}});
-    joined = JoinSegments(Grid, segments);
-    EXPECT_TRUE(joined.missing.empty());
-    EXPECT_EQ(joined.seen.finds, (std::vector<Find>{{Png, 150, 1}, {Png, 950, 1}}));
+    // Two machines may have seen the same.
+    segments[1].seen = {{}, {120, 350}, {{340, 20}}, {}};
+    segments[2].seen = {{}, {350, 660}, {{345, 5}, {355, 10}}, {}};
+    EXPECT_EQ(Joined(segments), (Sightings{{{Png, 150, 1}, {Png, 950, 1}}, {120, 350, 660}, {{340, 25}}, {}}));
 
     segments = {SegmentOfZeros(Grid, {70, 100})};
     segments[0].setAside = {{Png, {50, 51}, "hung"}, {Doc, {0, 70}, "hung"}};
-    for (const MissingPart& missing : JoinSegments(Grid, segments).missing) {
+    for (const MissingPart& missing : PlanJoin(Grid, segments).missing) {
         EXPECT_EQ(missing.type, Png);
         EXPECT_EQ(missing.part.from, 0);
         EXPECT_EQ(missing.part.last, 50);
