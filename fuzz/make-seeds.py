@@ -3,16 +3,18 @@
 
     make-seeds.py DIRECTORY
 
-makes DIRECTORY/factory, DIRECTORY/reader, DIRECTORY/validate and
-DIRECTORY/disk. The seeds of
+makes DIRECTORY/factory, DIRECTORY/reader, DIRECTORY/validate,
+DIRECTORY/disk and DIRECTORY/journals. The seeds of
 fuzz_factory are the fixtures of ../samples and small made-up files of the
 types that have no fixture; those of fuzz_reader are noise; those of
 fuzz_validate are the fixtures; those of fuzz_disk are a small image, a rescue
-map and a name.
+map and a name; those of fuzz_journals are small files of a job.
 """
 
+import json
 import os
 import random
+import re
 import struct
 import sys
 import zlib
@@ -116,12 +118,45 @@ def disk_seeds():
     yield "name", b"\3card.yz"
 
 
+def program_version():
+    with open(os.path.join(HERE, "..", "CMakeLists.txt")) as file:
+        return re.search(r"project\(\w+ VERSION ([0-9.]+)", file.read())[1]
+
+
+def journals_seeds():
+    def lines(kind, *records):
+        text = "".join(json.dumps(record, separators=(",", ":")) + "\n" for record in records)
+        return bytes([kind]) + text.encode()
+
+    range_of = {"start": 100, "length": 1000}
+    sightings = ({"record": "starts", "sectors": [121, 180]},
+                 {"record": "text_starts", "sectors": [{"first": 130, "count": 3}]},
+                 {"record": "unreadable", "sectors": [{"first": 140, "count": 20}]})
+    yield "segment", lines(
+        0, {"record": "header", "format": "salvor-segment", "version": 1, "program": "p", "medium": "m",
+            "options": "o", "with_starts": True, "rows": [[0, 100]]},
+        {"record": "scan", "type": 46, "rows": [[0, 100]]}, {"record": "restless", "rows": [[3, 5], [9, 10]]},
+        {"record": "guessed", "rows": [[2], [8]]}, {"record": "finds", "rows": [[120, 125, 0], [209, -7, 1 << 60]]},
+        {"record": "set_aside", "type": -1, "why": "hung", "rows": [[5, 6]]}, *sightings)
+    header = {"record": "header", "format": "salvor-finds", "version": 2, "program": "salvor",
+              "image": {"path": "/i", "size": 600000}, "sector_size": 512, "block_size": 5120, "range": range_of,
+              "types": [46], "options": {"caps": {"46": 1000}}}
+    yield "finds", lines(
+        1, header, {"record": "find", "type": 46, "extension": "png", "start_sector": 125, "size": 9}, *sightings,
+        {"record": "set_aside", "type": 46, "extension": "png", "sectors": [{"first": 110, "count": 10}], "why": "hung"},
+        {"record": "summary", "ended": "complete"})
+    job = dict(header, format="salvor-scan", version=1, program="salvor " + program_version(), segment_blocks=3)
+    job["image"] = {"path": "/i", "size": 600000, "digest": "d", "modified": 7, "model": "Disk", "serial": "S"}
+    yield "job", lines(2, job)
+
+
 def main():
     if len(sys.argv) != 2:
         print("usage: make-seeds.py DIRECTORY", file=sys.stderr)
         return 2
     for target, seeds in (("factory", factory_seeds()), ("reader", reader_seeds()),
-                          ("validate", validate_seeds()), ("disk", disk_seeds())):
+                          ("validate", validate_seeds()), ("disk", disk_seeds()),
+                          ("journals", journals_seeds())):
         directory = os.path.join(sys.argv[1], target)
         os.makedirs(directory, exist_ok=True)
         for name, data in seeds:

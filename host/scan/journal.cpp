@@ -26,6 +26,13 @@ bool IsInteger(const Json& record, const char* key) {
     return field != record.end() && field->is_number_integer();
 }
 
+std::int64_t IntegerOf(const Json& value) {
+    if (!value.is_number_integer()) {
+        throw std::invalid_argument("no whole number");
+    }
+    return value.get<std::int64_t>();
+}
+
 void RequireFormat(const Json& value) {
     if (value.at("format") != FormatName ||
         (value.at("version") != FormatVersion && value.at("version") != FirstVersion)) {
@@ -117,21 +124,23 @@ Json HeaderToJson(const JournalHeader& header) {
 
 JournalHeader HeaderFromJson(const Json& value) {
     JournalHeader header;
-    if (!IsInteger(value.at("image"), "size") || !IsInteger(value, "sector_size")) {
-        throw std::invalid_argument("sizes are whole numbers");
-    }
     header.image = ImageSpecFromJson(value.at("image"));
-    header.imageSize = value.at("image").at("size").get<std::int64_t>();
-    const auto sectorSize = value.at("sector_size").get<std::int64_t>();
+    header.imageSize = IntegerIn(value.at("image"), "size");
+    const std::int64_t sectorSize = IntegerIn(value, "sector_size");
     header.sectorSize = static_cast<std::int32_t>(std::clamp<std::int64_t>(sectorSize, 0, LargestSectorSize + 1));
-    header.blockSize = value.at("block_size").get<std::int64_t>();
-    header.range = {value.at("range").at("start").get<std::int64_t>(),
-                    value.at("range").at("length").get<std::int64_t>()};
-    header.types = value.at("types").get<std::vector<std::int32_t>>();
-    for (const auto& [type, cap] : value.at("options").at("caps").items()) {
-        header.caps[std::stoi(type)] = cap.get<std::int64_t>();
+    header.blockSize = IntegerIn(value, "block_size");
+    header.range = {IntegerIn(value.at("range"), "start"), IntegerIn(value.at("range"), "length")};
+    for (const Json& type : value.at("types")) {
+        header.types.push_back(static_cast<std::int32_t>(IntegerOf(type)));
     }
-    if (header.sectorSize < SmallestSectorSize || header.sectorSize > LargestSectorSize || header.imageSize < 1) {
+    for (const auto& [type, cap] : value.at("options").at("caps").items()) {
+        header.caps[std::stoi(type)] = IntegerOf(cap);
+    }
+    const auto isSize = [](std::int64_t size) {
+        return 0 <= size && size <= std::int64_t{1} << 61U;
+    };
+    if (header.sectorSize < SmallestSectorSize || header.sectorSize > LargestSectorSize || header.imageSize < 1 ||
+        !isSize(header.blockSize) || !isSize(header.range.first) || !isSize(header.range.count)) {
         throw std::invalid_argument("impossible sizes");
     }
     return header;

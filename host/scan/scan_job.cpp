@@ -59,7 +59,7 @@ ScanJob FromJson(const Json& json) {
     if (image.at("modified").is_number_integer()) {
         job.medium.modified = image.at("modified").get<std::int64_t>();
     }
-    job.segmentBlocks = std::max<std::int64_t>(json.at("segment_blocks").get<std::int64_t>(), 1);
+    job.segmentBlocks = std::max<std::int64_t>(IntegerIn(json, "segment_blocks"), 1);
     return job;
 }
 

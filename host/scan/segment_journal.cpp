@@ -155,6 +155,18 @@ void TakeRecord(const Json& record, const ScanGrid& grid, SegmentScan& segment) 
     }
 }
 
+// Joining goes by their order.
+bool IsAscending(const Sightings& seen, SectorRange sectors) {
+    std::int64_t last = sectors.first - 1;
+    const bool startsAscend = std::ranges::all_of(seen.starts, [&](std::int64_t start) {
+        return start > std::exchange(last, start) && start - sectors.first < sectors.count;
+    });
+    std::int64_t end = 0;
+    return startsAscend && std::ranges::all_of(seen.textStarts, [&](SectorRange range) {
+               return range.first >= std::exchange(end, range.first + range.count);
+           });
+}
+
 // Empty if the journal is of this scan.
 std::string WhyOfAnother(const Json& header, const ScanKey& key) {
     if (header.at("format") != FormatName) {
@@ -212,7 +224,8 @@ SegmentRead ReadSegment(File& file, const ScanKey& key, const ScanGrid& grid) {
                 segment.blocks = BlocksOf(RowsOf<2>(record).at(0), grid.BlockCount());
                 isFirst = false;
             } else if (record.at("record") == "end") {
-                const bool isWhole = record.at("crc32") == sum && !lines.Next(line);
+                const bool isWhole =
+                    record.at("crc32") == sum && !lines.Next(line) && IsAscending(segment.seen, grid.range);
                 return isWhole ? SegmentRead{std::move(segment), ""} : damaged;
             } else {
                 TakeRecord(record, grid, segment);
