@@ -184,16 +184,21 @@ ScanOutcome RunInWorkers(JobScan& scan, const SegmentStore& store, JournalWriter
     const auto start = std::chrono::steady_clock::now();
     ScanOutcome outcome;
     SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
+    // They stand behind all finds, on lines that do not tell how the scan was cut.
+    Sightings starts;
     options.take = [&](const Sightings& seen) {
         CountFinds(outcome.summary, seen.finds);
-        journal.AddSightings(seen);
+        std::ranges::for_each(seen.finds, [&](const Find& find) { journal.AddFind(find); });
+        starts.starts.insert(starts.starts.end(), seen.starts.begin(), seen.starts.end());
+        std::ranges::for_each(seen.textStarts, [&](SectorRange range) { starts.AddTextStarts(range); });
     };
     SegmentRunResult result = RunSegments(*scan.scan.medium, store, options);
     outcome.complete = result.isComplete;
     outcome.setAside = std::move(result.setAside);
     Conclude(outcome, scan);
     outcome.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    journal.AddUnreadable(outcome.summary.unreadable);
+    starts.unreadable = outcome.summary.unreadable;
+    journal.AddSightings(starts);
     for (const Json& aside : SetAsideToJson(scan.job.header, outcome.setAside)) {
         journal.AddSetAside(aside);
     }
