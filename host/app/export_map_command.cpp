@@ -53,7 +53,9 @@ SectorRangeSet MissingParts(const std::vector<Outcome>& outcomes, const SectorRa
             continue;
         }
         for (const Extent& extent : outcome.extents) {
-            AddMissing({extent.startSector, (extent.bytes - 1) / sectorSize + 1}, unread, sectorSize, missing);
+            if (!extent.IsHole()) {
+                AddMissing({extent.startSector, (extent.bytes - 1) / sectorSize + 1}, unread, sectorSize, missing);
+            }
         }
         if (outcome.extents.empty()) {
             // A file that breaks off at a missing area may be as long as the scanners take it to be.

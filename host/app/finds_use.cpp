@@ -108,7 +108,12 @@ ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin&
         }
         validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier, how);
         if (validation.complete && !fileSystems.isOff) {
-            known = AskFileSystems(medium, origin.image, origin.caps, validation.outcomes, quiet);
+            const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
+            // Pieces that are written at the same time have one each, unless validating has asked before.
+            const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
+            known = AskFileSystems(medium, {origin.image, origin.caps, DigestOf(medium, seen, origin.caps)},
+                                   FilePlace(out.folder, name), {{folder, knownBeside.filename().string()}},
+                                   validation.outcomes, quiet);
         }
     }
     if (fileSystems.names == "original") {

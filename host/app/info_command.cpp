@@ -55,6 +55,10 @@ void TellDevice(const std::string& path) {
             TellFact(name, text);
         }
     }
+    if (facts->logicalSectorSize > 0) {
+        TellFact("sectors", fmt::format("of {} bytes in orders, {} on the disk", facts->logicalSectorSize,
+                                        facts->physicalSectorSize));
+    }
     for (const std::string& place : MountedForWriting(path)) {
         TellFact("mounted", fmt::format("for writing at '{}'", place));
     }

@@ -142,9 +142,13 @@ void AddContentOptions(Command& command, FilterOptions& options) {
         "FILES", WhatToWrite);
 }
 
-void AddFileSystemOptions(Command& command, FileSystemUse& use) {
-    AddFlag(command, "--no-file-system", use.isOff,
+void AddNoFileSystem(Command& command, bool& isOff) {
+    AddFlag(command, "--no-file-system", isOff,
             "Do not ask file systems for names, times and the places of files in pieces", WhatToWrite);
+}
+
+void AddFileSystemOptions(Command& command, FileSystemUse& use) {
+    AddNoFileSystem(command, use.isOff);
     command.options.push_back(
         {.name = "--names",
          .target = &use.names,

@@ -26,6 +26,7 @@ void AddSizeOptions(Command& command, FilterOptions& options);
 void AddVerdictOptions(Command& command, FilterOptions& options);
 /// By what files say of themselves and by their bytes.
 void AddContentOptions(Command& command, FilterOptions& options);
+void AddNoFileSystem(Command& command, bool& isOff);
 void AddFileSystemOptions(Command& command, FileSystemUse& use);
 /// `which` says what folders may be named.
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite);

@@ -28,14 +28,14 @@ namespace {
 namespace fs = std::filesystem;
 
 // The outcomes of finds that were validated before; nothing is written for somebody who only looks.
-std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, const PlanFilter& filter) {
+std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, const std::string& digest,
+                                const PlanFilter& filter) {
     const Sightings& seen = finds.journal.seen;
     if (filter.asReported) {
         return ReportedOutcomes(seen.finds, {finds.medium->SizeInBytes(), finds.medium->SectorSize()}, filter.types);
     }
     std::optional<OutcomesRead> read = ReadOutcomes(FilePlace(OutcomesPathOf(path)));
-    if (!read || !read->validation.complete ||
-        read->digest != DigestOf(*finds.medium, seen, finds.journal.header.caps)) {
+    if (!read || !read->validation.complete || read->digest != digest) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("nobody has found out yet what the finds in '{}' are; run 'salvor validate {}' first",
                                   path, ShellWord(path)));
@@ -105,10 +105,13 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
     const FindsUse finds(path, {image}, false);
     Medium& medium = *finds.medium;
     PlanFilter& filter = choice.filter;
-    std::vector<Outcome> outcomes = OutcomesOf(finds, path, filter);
+    const JournalHeader& header = finds.journal.header;
+    const std::string digest = DigestOf(medium, finds.journal.seen, header.caps);
+    std::vector<Outcome> outcomes = OutcomesOf(finds, path, digest, filter);
     const KnownFiles known = choice.fileSystems.isOff || filter.asReported
                                  ? KnownFiles()
-                                 : AskFileSystems(medium, finds.image, finds.journal.header.caps, outcomes, true);
+                                 : AskFileSystems(medium, {finds.image, header.caps, digest}, std::nullopt,
+                                                  {FilePlace(KnownPathOf(path))}, outcomes, true);
     if (choice.fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);
     }

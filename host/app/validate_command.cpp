@@ -13,6 +13,8 @@
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
+#include "host/volumes/knowledge_file.h"
+#include "host/volumes/learn.h"
 
 namespace salvor {
 
@@ -30,6 +32,7 @@ struct ValidateCommand {
     std::string share;
     /// Worker processes; empty for what suits the machine.
     std::string jobs;
+    bool noFileSystem = false;
     bool quiet = false;
 };
 
@@ -46,18 +49,30 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
     }
+    const FilePlace known(command.out.empty() ? KnownPathOf(command.finds) : command.out + ".known");
+    if (!IsKnowledgeFile(known)) {
+        throw Failure(ExitStatus::Usage, fmt::format("'{}' holds something else than what file systems know; name "
+                                                     "another file with --out",
+                                                     known.Text()));
+    }
     const std::filesystem::path path = std::filesystem::absolute(out);
     const Folder folder = Folder::Open(path.parent_path());
     GiveUpRootRights(folder, false);
     const std::vector<FilePlace> earlier =
         share ? std::vector<FilePlace>() : SharesIn(folder, path.filename().string());
-    const Validation validation =
+    Validation validation =
         ValidateWithFile(*finds.medium, finds.journal.seen, finds.journal.header.caps, FilePlace(out), earlier,
                          {finds.image, WorkersFor(command.jobs, *finds.medium), command.quiet, share});
     if (share && !StopRequested()) {
         return validation.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
     }
-    if (!validation.complete) {
+    if (validation.complete && !command.noFileSystem) {
+        const JournalHeader& header = finds.journal.header;
+        const std::string digest = DigestOf(*finds.medium, finds.journal.seen, header.caps);
+        AskFileSystems(*finds.medium, {finds.image, header.caps, digest}, known, {}, validation.outcomes,
+                       command.quiet);
+    }
+    if (!validation.complete || StopRequested()) {
         Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
         return ExitStatus::Stopped;
     }
@@ -91,6 +106,7 @@ Command ValidateCommandLine() {
                  "done on many machines",
          .value = "N/M",
          .group = "How to work"});
+    AddNoFileSystem(line, command->noFileSystem);
     AddQuiet(line, command->quiet);
     line.footer =
         "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"

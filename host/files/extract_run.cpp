@@ -11,6 +11,7 @@
 
 #include "host/details/find_details.h"
 #include "host/files/write_files.h"
+#include "host/platform/device_facts.h"
 #include "host/platform/stop_request.h"
 #include "host/report/folder_report.h"
 #include "host/report/page.h"
@@ -260,6 +261,16 @@ std::vector<SectorRange> KnownZeros(Medium& medium) {
     return zeros;
 }
 
+// What the system knows of the disk; null for an image.
+Json DeviceRecord(const std::string& path) {
+    const std::optional<DeviceFacts> facts = FactsOfDevice(path);
+    return facts ? Json{{"model", facts->model},
+                        {"serial", facts->serial},
+                        {"logical_sector_size", facts->logicalSectorSize},
+                        {"physical_sector_size", facts->physicalSectorSize}}
+                 : Json();
+}
+
 Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Medium& medium, const FindsOrigin& origin,
                    bool complete) {
     FolderCounts all = earlier;
@@ -275,6 +286,7 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
             {"image", origin.image.path},
             {"image_size", medium.SizeInBytes()},
             {"sector_size", medium.SectorSize()},
+            {"device", DeviceRecord(origin.image.path)},
             {"scan_complete", origin.scanComplete},
             {"set_aside", origin.setAside},
             {"files", all.files},

@@ -27,11 +27,16 @@ FilePieces::End FilePieces::ForEach(
         for (std::int64_t at = 0; at < extent.bytes;) {
             const std::int64_t length = std::min(room, extent.bytes - at);
             const std::int64_t sector = extent.startSector + at / sectorSize;
-            medium_.Read(sector, piece_.data(), (length + sectorSize - 1) / sectorSize);
+            if (extent.IsHole()) {
+                std::fill_n(piece_.begin(), length, std::uint8_t{0});
+            } else {
+                medium_.Read(sector, piece_.data(), (length + sectorSize - 1) / sectorSize);
+            }
             if (medium_.IsInterrupted()) {
                 return End::Stopped;
             }
-            if (!takePiece(piece_.data(), static_cast<std::size_t>(length), sector * sectorSize)) {
+            if (!takePiece(piece_.data(), static_cast<std::size_t>(length),
+                           extent.IsHole() ? -1 : sector * sectorSize)) {
                 return End::Refused;
             }
             at += length;

@@ -18,8 +18,8 @@ public:
     /// `progress` is told the bytes done of the file under way; it returns true to stop.
     FilePieces(Medium& medium, std::function<bool(std::int64_t)> progress);
 
-    /// Hands on each piece with its offset on the medium, until `takePiece` returns false or the person stops the run.
-    /// The bytes are good until it returns.
+    /// Hands on each piece with its offset on the medium, -1 in a hole, until `takePiece` returns false or the person
+    /// stops the run. The bytes are good until it returns.
     End ForEach(
         const PlannedFile& file,
         const std::function<bool(const std::uint8_t* bytes, std::size_t length, std::int64_t offset)>& takePiece);

@@ -106,7 +106,9 @@ FileDigest FileWriter::NewDigest() const {
 std::int64_t FileWriter::UnreadableBytes(const PlannedFile& file) const {
     std::vector<ByteRange> pieces;
     for (const Extent& extent : file.extents) {
-        pieces.push_back({extent.startSector * medium_.SectorSize(), extent.bytes});
+        if (!extent.IsHole()) {
+            pieces.push_back({extent.startSector * medium_.SectorSize(), extent.bytes});
+        }
     }
     std::int64_t bytes = 0;
     for (const ByteRange& range : medium_.UnreadableIn(pieces)) {
@@ -160,7 +162,7 @@ void FileWriter::Copy(const Folder& folder, const PlannedFile& file, WriteResult
         bool isWritten = false;
         // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
         const auto source = medium_.CopySource();
-        if (source && kernelCopies_ && UnreadableBytes(file) == 0) {
+        if (source && kernelCopies_ && offset >= 0 && UnreadableBytes(file) == 0) {
             isWritten = kernelCopies_ = out.CopyFrom(*source, offset, length);
         }
         isWritten = isWritten || out.Write(bytes, length);

@@ -72,8 +72,9 @@ void RequireAllowed(const Folder& folder, const JobIdentity& job, FolderUse use)
 
 // An image that was put into the folder may bear the name of something that a run writes there.
 void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
-    for (const char* name : {JobFile, LockFile, "scan.json", "report.jsonl", "report.jsonl.part", "skipped.jsonl",
-                             "skipped.jsonl.part", "finds.jsonl", "outcomes.jsonl", "index.html", "index.html.part"}) {
+    for (const char* name :
+         {JobFile, LockFile, "scan.json", "report.jsonl", "report.jsonl.part", "skipped.jsonl", "skipped.jsonl.part",
+          "finds.jsonl", "outcomes.jsonl", "known.jsonl", "index.html", "index.html.part"}) {
         const bool isFinds = std::string_view(name) == "finds.jsonl";
         if (IsAmong(folder / name, inputs.imageFiles) ||
             (!isFinds && !inputs.findsPath.empty() && IsSameFile(folder / name, inputs.findsPath))) {

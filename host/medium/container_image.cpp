@@ -7,6 +7,7 @@
 
 #include "host/medium/image_formats.h"
 #include "host/medium/read_in_pieces.h"
+#include "host/medium/stored_blocks.h"
 #include "host/say/failure.h"
 
 namespace salvor {
@@ -41,7 +42,8 @@ std::string LastError() {
 
 class ContainerImage final : public MediumSource {
 public:
-    ContainerImage(TskImage image, ImageFormat format) : image_(std::move(image)), format_(format) {}
+    ContainerImage(TskImage image, ImageFormat format, std::unique_ptr<StoredBlocks> stored)
+        : image_(std::move(image)), format_(format), stored_(std::move(stored)) {}
 
     std::int64_t Size() const override { return image_->size; }
     ImageFormat Format() const override { return format_; }
@@ -58,9 +60,17 @@ public:
         });
     }
 
+    ByteRange NextData(std::int64_t offset) override {
+        const std::lock_guard lock(storedMutex_);
+        return stored_ ? stored_->NextData(offset, Size()) : MediumSource::NextData(offset);
+    }
+
 private:
     TskImage image_;
     ImageFormat format_;
+    std::unique_ptr<StoredBlocks> stored_;
+    // Nobody who asks what is stored waits for a read.
+    std::mutex storedMutex_;
     // The libraries below keep state between reads, and not all of them lock it.
     std::mutex mutex_;
 };
@@ -75,7 +85,7 @@ std::unique_ptr<MediumSource> OpenContainer(const std::string& path, ImageFormat
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("cannot read the image '{}' as {}: {}", path, ImageFormatWord(format), why));
     }
-    return std::make_unique<ContainerImage>(std::move(image), format);
+    return std::make_unique<ContainerImage>(std::move(image), format, StoredBlocks::Open(path, format));
 }
 
 }  // namespace salvor

@@ -6,10 +6,15 @@
 
 namespace salvor {
 
-/// Bytes that lie together on the medium. All extents of a file but the last end with a sector.
+/// Bytes that lie together on the medium, or zeros that lie nowhere. All extents of a file but the last end with a
+/// sector; the first one is on the medium.
 struct Extent {
+    static constexpr std::int64_t Nowhere = -1;
+
+    /// `Nowhere` for zeros that the file system keeps no sectors for.
     std::int64_t startSector = 0;
     std::int64_t bytes = 0;
+    bool IsHole() const { return startSector == Nowhere; }
     bool operator==(const Extent&) const = default;
 };
 

@@ -33,6 +33,10 @@ std::size_t ExtentSource::ReadAt(std::int64_t offset, std::uint8_t* buffer, std:
 
 // Bytes of one extent; fewer where a sector cannot be read.
 std::size_t ExtentSource::ReadInside(std::size_t index, std::int64_t offset, std::span<std::uint8_t> buffer) {
+    if (extents_[index].IsHole()) {
+        std::ranges::fill(buffer, std::uint8_t{0});
+        return buffer.size();
+    }
     const std::int64_t sectorSize = medium_.SectorSize();
     const std::int64_t first = extents_[index].startSector + offset / sectorSize;
     const auto skipped = static_cast<std::size_t>(offset % sectorSize);

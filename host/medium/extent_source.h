@@ -8,10 +8,10 @@
 
 namespace salvor {
 
-/// Extents of a medium, joined in order as a medium of their own.
+/// Extents of a medium, joined in order as a medium of their own, with the zeros of holes.
 class ExtentSource final : public MediumSource {
 public:
-    /// The medium outlives this. The extents lie on it; there is one at least.
+    /// The medium outlives this. The extents lie on it or are holes; there is one at least.
     ExtentSource(Medium& medium, std::vector<Extent> extents);
 
     std::int64_t Size() const override { return starts_.back(); }

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "host/medium/extent_source.h"
+#include "host/plan/size_rules.h"
 #include "host/platform/stop_request.h"
 #include "host/say/failure.h"
 
@@ -157,10 +158,12 @@ bool Mount::Add(const ReportedFile& file) {
     std::int64_t bytes = 0;
     for (const Extent& extent : file.extents) {
         const bool begins = extent.startSector >= 0 && extent.startSector < medium_.SectorCount();
-        if (!begins || extent.bytes > medium_.SizeInBytes() - extent.startSector * medium_.SectorSize()) {
+        const bool isThere =
+            begins && extent.bytes <= medium_.SizeInBytes() - extent.startSector * medium_.SectorSize();
+        if (!isThere && !extent.IsHole()) {
             return false;
         }
-        bytes += extent.bytes;
+        bytes = AddSizes(bytes, extent.bytes);
     }
     if (bytes != file.size) {
         return false;

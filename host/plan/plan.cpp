@@ -30,8 +30,8 @@ public:
     Plan Make(const std::vector<Outcome>& outcomes) {
         for (const Outcome& outcome : outcomes) {
             if (outcome.finding.verdict == Verdict::Whole) {
-                for (const Extent& extent : ExtentsOf(outcome)) {
-                    wholes_.push_back({ByteOf(extent.startSector), ByteOf(extent.startSector) + extent.bytes});
+                for (const Range& range : RangesOf(ExtentsOf(outcome))) {
+                    wholes_.push_back(range);
                 }
             }
             if (IsSettled(outcome)) {
@@ -79,6 +79,17 @@ private:
     }
     bool IsOnMedium(std::int64_t sector) const { return sector >= 0 && ByteOf(sector) < medium_.sizeInBytes; }
 
+    // Those that lie on the medium.
+    std::vector<Range> RangesOf(const std::vector<Extent>& extents) const {
+        std::vector<Range> ranges;
+        for (const Extent& extent : extents) {
+            if (const std::int64_t start = ByteOf(extent.startSector); !extent.IsHole()) {
+                ranges.push_back({start, start + extent.bytes});
+            }
+        }
+        return ranges;
+    }
+
     static std::vector<Extent> ExtentsOf(const Outcome& outcome) {
         std::vector<Extent> extents = outcome.extents;
         if (extents.empty()) {
@@ -93,12 +104,9 @@ private:
         if (file.finding.verdict <= Verdict::Open && !Judge(outcome, file)) {
             std::vector<Extent> own = file.extents;
             CutTo(own, outcome.ownBytes);
-            for (const Extent& extent : own) {
-                const std::int64_t start = ByteOf(extent.startSector);
+            for (const Range& range : RangesOf(own)) {
                 const std::string* const original = OriginalPath(file);
-                pieces_.push_back({{start, start + extent.bytes},
-                                   file.StartSector(),
-                                   original == nullptr ? NameOf(file, "") : *original});
+                pieces_.push_back({range, file.StartSector(), original == nullptr ? NameOf(file, "") : *original});
             }
         }
     }

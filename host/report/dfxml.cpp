@@ -76,8 +76,13 @@ void AddRuns(xml_node object, const ReportedFile& file, std::int64_t sectorSize)
     for (const Extent& extent : file.extents) {
         xml_node run = runs.append_child("byte_run");
         SetNumber(run, "file_offset", offset);
-        SetNumber(run, "img_offset", extent.startSector * sectorSize);
+        if (!extent.IsHole()) {
+            SetNumber(run, "img_offset", extent.startSector * sectorSize);
+        }
         SetNumber(run, "len", extent.bytes);
+        if (extent.IsHole()) {
+            SetNumber(run, "fill", 0);
+        }
         offset += extent.bytes;
     }
 }

@@ -6,27 +6,36 @@ namespace salvor {
 
 namespace {
 
-// A list of where something begins on a medium and how long it is; nothing for numbers that no medium has.
-template <class Pair>
-std::optional<std::vector<Pair>> PairsFromJson(const Json& record, const char* key, const char* start,
-                                               const char* length) {
+// One that counts what a medium may have; -1 for anything else.
+std::int64_t NumberIn(const Json& object, const char* name) {
     constexpr std::int64_t most = std::int64_t{1} << 61U;
+    const auto field = object.is_object() ? object.find(name) : object.end();
+    const std::int64_t number = field != object.end() && field->is_number_integer() ? field->get<std::int64_t>() : -1;
+    return number >= 0 && number <= most ? number : -1;
+}
+
+std::optional<std::int64_t> StartIn(const Json& object, const char* name) {
+    const std::int64_t start = NumberIn(object, name);
+    return start < 0 ? std::nullopt : std::optional(start);
+}
+
+// A list of where something begins on a medium and how long it is; nothing for numbers that no medium has. `startOf`
+// tells of an element that has a length where it begins.
+template <class Pair, class StartOf>
+std::optional<std::vector<Pair>> PairsFromJson(const Json& record, const char* key, const char* length,
+                                               StartOf startOf) {
     const auto list = record.find(key);
     if (list == record.end() || !list->is_array()) {
         return std::nullopt;
     }
-    const auto numberIn = [](const Json& pair, const char* name) -> std::int64_t {
-        const auto field = pair.is_object() ? pair.find(name) : pair.end();
-        return field != pair.end() && field->is_number_integer() ? field->get<std::int64_t>() : -1;
-    };
     std::vector<Pair> pairs;
     for (const Json& one : *list) {
-        const std::int64_t from = numberIn(one, start);
-        const std::int64_t count = numberIn(one, length);
-        if (from < 0 || from > most || count < 1 || count > most) {
+        const std::int64_t count = NumberIn(one, length);
+        const std::optional<std::int64_t> from = startOf(one);
+        if (!from || count < 1) {
             return std::nullopt;
         }
-        pairs.push_back({from, count});
+        pairs.push_back({*from, count});
     }
     return pairs;
 }
@@ -56,17 +65,40 @@ Json RangesToJson(const std::vector<SectorRange>& ranges) {
 Json ExtentsToJson(const std::vector<Extent>& extents) {
     Json list = Json::array();
     for (const Extent& extent : extents) {
-        list.push_back({{"start_sector", extent.startSector}, {"bytes", extent.bytes}});
+        if (extent.IsHole()) {
+            list.push_back({{"zeros", true}, {"bytes", extent.bytes}});
+        } else {
+            list.push_back({{"start_sector", extent.startSector}, {"bytes", extent.bytes}});
+        }
     }
     return list;
 }
 
 std::optional<std::vector<Extent>> ExtentsFromJson(const Json& record, const char* key) {
-    return PairsFromJson<Extent>(record, key, "start_sector", "bytes");
+    return PairsFromJson<Extent>(record, key, "bytes", [](const Json& extent) {
+        const bool isHole = extent.is_object() && extent.contains("zeros") && extent["zeros"] == true;
+        return isHole ? std::optional(Extent::Nowhere) : StartIn(extent, "start_sector");
+    });
 }
 
 std::optional<std::vector<SectorRange>> RangesFromJson(const Json& record, const char* key) {
-    return PairsFromJson<SectorRange>(record, key, "first", "count");
+    return PairsFromJson<SectorRange>(record, key, "count", [](const Json& range) { return StartIn(range, "first"); });
+}
+
+Json CapsToJson(const std::map<std::int32_t, std::int64_t>& caps) {
+    Json list = Json::array();
+    for (const auto& [type, cap] : caps) {
+        list.push_back({type, cap});
+    }
+    return list;
+}
+
+std::map<std::int32_t, std::int64_t> CapsFromJson(const Json& caps) {
+    std::map<std::int32_t, std::int64_t> read;
+    for (const Json& cap : caps) {
+        read[cap.at(0).get<std::int32_t>()] = cap.at(1).get<std::int64_t>();
+    }
+    return read;
 }
 
 }  // namespace salvor

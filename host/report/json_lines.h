@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -27,11 +28,17 @@ std::int64_t IntegerIn(const Json& record, const char* key);
 /// An array of {"first", "count"}.
 Json RangesToJson(const std::vector<SectorRange>& ranges);
 
-/// An array of {"start_sector", "bytes"}.
+/// An array of {"start_sector", "bytes"}; holes have {"zeros": true} in place of a start.
 Json ExtentsToJson(const std::vector<Extent>& extents);
 
 /// The extents of a record's field, as `ExtentsToJson` writes them; nothing if it holds something else.
 std::optional<std::vector<Extent>> ExtentsFromJson(const Json& record, const char* key);
+
+/// An array of pairs: largest sizes in bytes by factory index.
+Json CapsToJson(const std::map<std::int32_t, std::int64_t>& caps);
+
+/// Throws a JSON exception if it is something else.
+std::map<std::int32_t, std::int64_t> CapsFromJson(const Json& caps);
 
 /// The ranges of a record's field, as `RangesToJson` writes them; nothing if it holds something else, such as sectors
 /// that no medium has.

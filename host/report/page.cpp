@@ -183,7 +183,10 @@ private:
         if (file.extents.size() > 1) {
             salvor::Json pieces = salvor::Json::array();
             for (const Extent& piece : file.extents) {
-                pieces.push_back({piece.startSector, piece.bytes});
+                // Zeros that lie nowhere are on no map.
+                if (!piece.IsHole()) {
+                    pieces.push_back({piece.startSector, piece.bytes});
+                }
             }
             AddIf(true, "extents", pieces);
         }

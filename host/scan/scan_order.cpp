@@ -22,9 +22,7 @@ ScanOrder OrderFrom(const Json& what) {
     order.request.range = {what.at("first_sector").get<std::int64_t>(), what.at("sectors").get<std::int64_t>()};
     order.request.blockSectors = what.at("block_sectors").get<std::int64_t>();
     order.request.types = what.at("types").get<std::vector<std::int32_t>>();
-    for (const Json& cap : what.at("caps")) {
-        order.request.caps[cap.at(0).get<std::int32_t>()] = cap.at(1).get<std::int64_t>();
-    }
+    order.request.caps = CapsFromJson(what.at("caps"));
     order.request.withStarts = what.at("with_starts").get<bool>();
     order.part.from = what.at("from").get<std::int64_t>();
     order.part.to = what.at("to").get<std::int64_t>();
@@ -106,10 +104,6 @@ private:
 }  // namespace
 
 Json ToJson(const ScanOrder& order) {
-    Json caps = Json::array();
-    for (const auto& [type, cap] : order.request.caps) {
-        caps.push_back({type, cap});
-    }
     Json borders = Json::array();
     for (const BlockRange& range : order.part.borders) {
         borders.push_back({range.first, range.end});
@@ -118,7 +112,7 @@ Json ToJson(const ScanOrder& order) {
             {"sectors", order.request.range.count},
             {"block_sectors", order.request.blockSectors},
             {"types", order.request.types},
-            {"caps", caps},
+            {"caps", CapsToJson(order.request.caps)},
             {"with_starts", order.request.withStarts},
             {"from", order.part.from},
             {"to", order.part.to},

@@ -311,14 +311,16 @@ void RequireAllShares(const std::vector<Piece>& done) {
 
 }  // namespace
 
-std::string OutcomesPathOf(const std::string& findsPath) {
+std::string PathBeside(const std::string& findsPath, const std::string& what) {
     const std::filesystem::path path(findsPath);
     std::string name = path.filename().string();
     constexpr std::string_view finds = "finds";
     const std::size_t at = name.rfind(finds);
-    name = at == std::string::npos ? name + ".outcomes" : name.replace(at, finds.size(), "outcomes");
+    name = at == std::string::npos ? name + '.' + what : name.replace(at, finds.size(), what);
     return (path.parent_path() / name).string();
 }
+
+std::string OutcomesPathOf(const std::string& findsPath) { return PathBeside(findsPath, "outcomes"); }
 
 std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcomesName) {
     std::vector<FilePlace> shares;

@@ -13,6 +13,9 @@
 
 namespace salvor {
 
+/// Where what belongs to a finds file stands: `card.WHAT` beside `card.finds`.
+std::string PathBeside(const std::string& findsPath, const std::string& what);
+
 /// Where the outcomes of a finds file stand unless the person says otherwise: `card.outcomes` beside `card.finds`.
 std::string OutcomesPathOf(const std::string& findsPath);
 

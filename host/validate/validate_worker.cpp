@@ -70,11 +70,7 @@ std::string ValidateInput(const Sightings& seen, const std::string& knownLines) 
 }
 
 Json ValidateParameters(const ValidateRequest& request) {
-    Json caps = Json::array();
-    for (const auto& [type, cap] : request.caps) {
-        caps.push_back({type, cap});
-    }
-    return {{"caps", caps},
+    return {{"caps", CapsToJson(request.caps)},
             {"ahead", RangesToJson(request.ahead ? std::vector{*request.ahead} : std::vector<SectorRange>())}};
 }
 
@@ -94,9 +90,7 @@ bool ValidateInWorker(Worker& worker) {
     }
 
     ValidateRequest request;
-    for (const Json& cap : worker.What().at("caps")) {
-        request.caps[cap.at(0).get<std::int32_t>()] = cap.at(1).get<std::int64_t>();
-    }
+    request.caps = CapsFromJson(worker.What().at("caps"));
     request.known = known.known;
     request.setAside = known.validation.setAside;
     request.ahead = AheadIn(worker.What());

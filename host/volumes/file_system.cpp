@@ -63,6 +63,10 @@ bool IsFat(TSK_FS_TYPE_ENUM kind) {
            kind == TSK_FS_TYPE_EXFAT;
 }
 
+bool IsExt(TSK_FS_TYPE_ENUM kind) {
+    return kind == TSK_FS_TYPE_EXT2 || kind == TSK_FS_TYPE_EXT3 || kind == TSK_FS_TYPE_EXT4;
+}
+
 // A FAT is read by sectors; its boot sector says how many are a cluster.
 std::int64_t ClusterSizeOf(const TSK_FS_INFO& opened, Medium& medium, std::int64_t sector) {
     if (!IsFat(opened.ftype)) {
@@ -81,7 +85,7 @@ std::optional<std::int64_t> TimeOf(time_t seconds) {
 
 FileTimes TimesOf(const TSK_FS_META& meta, TSK_FS_TYPE_ENUM kind) {
     FileTimes times{TimeOf(meta.mtime), TimeOf(meta.atime), TimeOf(meta.ctime), TimeOf(meta.crtime), {}};
-    if (kind == TSK_FS_TYPE_EXT2 || kind == TSK_FS_TYPE_EXT3 || kind == TSK_FS_TYPE_EXT4) {
+    if (IsExt(kind)) {
         times.deleted = TimeOf(meta.time2.ext2.dtime);
     }
     return times;
@@ -105,6 +109,12 @@ public:
     std::int64_t BlockSize() const { return blockSize_; }
     std::int64_t SectorsOfBlock() const { return blockSize_ / sectorSize_; }
     std::int64_t SectorSize() const { return sectorSize_; }
+
+    /// Of so many blocks, but not more than `most`.
+    std::int64_t BytesOf(TSK_DADDR_T count, std::int64_t most) const {
+        return count < static_cast<TSK_DADDR_T>(most / blockSize_) ? static_cast<std::int64_t>(count) * blockSize_
+                                                                   : most;
+    }
 
     /// The sectors of blocks that lie on the medium, empty for others.
     SectorRange SectorsOf(TSK_DADDR_T block, TSK_DADDR_T count) const {
@@ -134,28 +144,48 @@ struct Content {
 // A file that has more pieces than this is no file.
 constexpr std::size_t MostExtents = 10000;
 
-// The pieces of a file of this size, to the end of its last cluster; up to the first that is missing or a hole.
-Content ContentOf(const TSK_FS_ATTR& attribute, std::int64_t size, const BlockMap& blocks) {
+// Adds a piece; one that goes on where the last one ends becomes part of it.
+void Append(std::vector<Extent>& extents, const Extent& piece, std::int64_t sectorSize) {
+    if (!extents.empty()) {
+        Extent& last = extents.back();
+        const bool goesOn = !last.IsHole() && last.startSector + last.bytes / sectorSize == piece.startSector;
+        if (goesOn || (last.IsHole() && piece.IsHole())) {
+            last.bytes += piece.bytes;
+            return;
+        }
+    }
+    extents.push_back(piece);
+}
+
+// The pieces of a file of this size, to the end of its last cluster; up to the first that is missing. Where blocks that
+// no run tells of are zeros, they are a hole.
+Content ContentOf(const TSK_FS_ATTR& attribute, std::int64_t size, const BlockMap& blocks, bool gapsAreHoles) {
     Content content;
     TSK_DADDR_T next = 0;
     std::int64_t found = 0;
-    for (const TSK_FS_ATTR_RUN* run = attribute.nrd.run; run != nullptr && found < size; run = run->next) {
+    // To the end of the last block.
+    const auto left = [&] {
+        return ((size - found - 1) / blocks.BlockSize() + 1) * blocks.BlockSize();
+    };
+    const TSK_FS_ATTR_RUN* run = attribute.nrd.run;
+    for (; run != nullptr && found < size && content.extents.size() < MostExtents; run = run->next) {
+        const bool isHole =
+            run->flags == TSK_FS_ATTR_RUN_FLAG_SPARSE || (run->flags == TSK_FS_ATTR_RUN_FLAG_FILLER && gapsAreHoles);
         const SectorRange sectors = blocks.SectorsOf(run->addr, run->len);
-        const bool isThere = run->flags == TSK_FS_ATTR_RUN_FLAG_NONE && run->offset == next && sectors.count > 0;
-        if (!isThere || content.extents.size() == MostExtents) {
+        const bool isThere = run->flags == TSK_FS_ATTR_RUN_FLAG_NONE && sectors.count > 0;
+        // A file that begins with zeros has no place where it could be found.
+        if (run->offset != next || (!isThere && (!isHole || content.extents.empty()))) {
             break;
         }
         next += run->len;
-        const std::int64_t bytes = sectors.count * blocks.SectorSize();
-        found += bytes;
-        if (!content.extents.empty()) {
-            Extent& last = content.extents.back();
-            if (last.startSector + last.bytes / blocks.SectorSize() == sectors.first) {
-                last.bytes += bytes;
-                continue;
-            }
-        }
-        content.extents.push_back({sectors.first, bytes});
+        const Extent piece = isHole ? Extent{Extent::Nowhere, blocks.BytesOf(run->len, left())}
+                                    : Extent{sectors.first, sectors.count * blocks.SectorSize()};
+        Append(content.extents, piece, blocks.SectorSize());
+        found += piece.bytes;
+    }
+    if (run == nullptr && found < size && gapsAreHoles && !content.extents.empty()) {
+        Append(content.extents, {Extent::Nowhere, left()}, blocks.SectorSize());
+        found += left();
     }
     content.isComplete = found >= size;
     return content;
@@ -179,7 +209,9 @@ private:
         if (sink_.StopRequested()) {
             return TSK_WALK_STOP;
         }
-        if (file.meta == nullptr || file.meta->type != TSK_FS_META_TYPE_REG || file.meta->size <= 0) {
+        constexpr std::int64_t largest = std::int64_t{1} << 60;
+        if (file.meta == nullptr || file.meta->type != TSK_FS_META_TYPE_REG || file.meta->size <= 0 ||
+            file.meta->size > largest) {
             return TSK_WALK_CONT;
         }
         const bool isNameDeleted = file.name != nullptr && (file.name->flags & TSK_FS_NAME_FLAG_UNALLOC) != 0;
@@ -195,7 +227,7 @@ private:
             attribute->nrd.skiplen != 0) {
             return TSK_WALK_CONT;
         }
-        Content content = ContentOf(*attribute, file.meta->size, blocks_);
+        Content content = ContentOf(*attribute, file.meta->size, blocks_, IsExt(opened_.ftype));
         if (content.extents.empty()) {
             return TSK_WALK_CONT;
         }
@@ -229,7 +261,7 @@ private:
         const std::int64_t behind = BytesOf(content.extents) - size;
         const Extent& last = content.extents.back();
         const std::int64_t sectors = std::min(behind, last.bytes) / blocks_.SectorSize();
-        if (sectors > 0) {
+        if (sectors > 0 && !last.IsHole()) {
             sink_.OnSlack({last.startSector + last.bytes / blocks_.SectorSize() - sectors, sectors});
         }
     }

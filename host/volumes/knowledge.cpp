@@ -46,14 +46,15 @@ KnownFile FileIn(const Json& record, std::int64_t sectorCount, std::int64_t sect
         }
     }
     auto extents = ExtentsFromJson(record, "extents");
-    if (!extents || extents->empty() || file.size < 1) {
+    if (!extents || extents->empty() || extents->front().IsHole() || file.size < 1) {
         throw std::invalid_argument("no extents");
     }
     for (const Extent& extent : *extents) {
         const bool isLast = &extent == &extents->back();
         const bool isEven = extent.bytes % sectorSize == 0;
-        if (!IsOn({extent.startSector, (extent.bytes + sectorSize - 1) / sectorSize}, sectorCount) ||
-            (!isEven && !isLast)) {
+        const bool isOn =
+            extent.IsHole() || IsOn({extent.startSector, (extent.bytes + sectorSize - 1) / sectorSize}, sectorCount);
+        if (!isOn || (!isEven && !isLast)) {
             throw std::invalid_argument("no extents of the medium");
         }
     }

@@ -29,6 +29,9 @@ void KnownFiles::FindIntact(const SectorRangeSet& used, std::int64_t sectorSize)
     for (std::size_t i = 0; i < files_.size(); ++i) {
         isIntact_[i] = files_[i].isComplete;
         for (const Extent& extent : files_[i].extents) {
+            if (extent.IsHole()) {
+                continue;
+            }
             const SectorRange sectors{extent.startSector, (extent.bytes + sectorSize - 1) / sectorSize};
             if (!files_[i].isDeleted) {
                 living.push_back({sectors, i});

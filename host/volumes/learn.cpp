@@ -1,11 +1,19 @@
 #include "host/volumes/learn.h"
 
+#include <algorithm>
+#include <deque>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "host/platform/stop_request.h"
+#include "host/say/failure.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/validate/outcomes_file.h"
+#include "host/validate/validate_run.h"
+#include "host/volumes/joined_worker.h"
+#include "host/volumes/knowledge_file.h"
 #include "host/volumes/prefer_known.h"
 #include "host/volumes/volumes_worker.h"
 #include "host/workers/crew.h"
@@ -49,6 +57,114 @@ private:
     std::optional<Order> order_;
 };
 
+// Has workers look at the joined extents of known files.
+class JoinedClient : public CrewClient {
+public:
+    JoinedClient(Medium& medium, const KnownRequest& request, const KnownFiles& files,
+                 std::vector<JoinedQuestion> questions, KnowledgeWriter* writer, JoinedFindings& findings, bool quiet)
+        : medium_(medium),
+          request_(request),
+          files_(files),
+          access_(AccessTo(medium, request.image)),
+          writer_(writer),
+          findings_(findings),
+          progress_("comparing", SizeOf(questions), quiet) {
+        constexpr std::size_t mostInOrder = 64;
+        for (JoinedQuestion& question : questions) {
+            if (waiting_.empty() || waiting_.back().size() == mostInOrder) {
+                waiting_.emplace_back();
+            }
+            waiting_.back().push_back(std::move(question));
+        }
+    }
+
+    std::optional<Order> NextOrder() override {
+        if (waiting_.empty()) {
+            return std::nullopt;
+        }
+        Order order;
+        order.id = nextId_++;
+        order.kind = JoinedOrder;
+        order.what = JoinedParameters(waiting_.front(), files_, request_.caps);
+        access_.unreadable = medium_.Unreadable().Ranges();
+        order.medium = access_;
+        asked_[order.id] = std::move(waiting_.front());
+        waiting_.pop_front();
+        return order;
+    }
+
+    void OnLine(std::int64_t id, const std::string& line) override {
+        OutcomesRead read;
+        try {
+            TakeOutcomesLine(line, read);
+            if (!read.unreadable.empty()) {
+                medium_.NoteUnreadable(read.unreadable);
+                return;
+            }
+            const auto& [file, finding] = JoinedIn(line);
+            if (QuestionOf(asked_[id], file) != asked_[id].end()) {
+                Keep(file, finding);
+            }
+        } catch (const std::exception&) {
+            throw Failure(ExitStatus::Losses, "a worker that validates says what makes no sense");
+        }
+    }
+
+    void OnEnd(std::int64_t id, const WorkerEnd& end) override {
+        std::vector<JoinedQuestion> questions = std::move(asked_.extract(id).mapped());
+        const auto at = QuestionOf(questions, end.at.subject);
+        if (IsFault(end.ending) && at != questions.end()) {
+            progress_.Clear();
+            Say("validating what the file system knows at sector {}: the process that does it {}; it is left out",
+                files_.At(at->file)->StartSector(), end.text);
+            Keep(at->file, Finding());
+        } else if (IsFault(end.ending) || end.ending == Ending::Failed) {
+            throw Failure(ExitStatus::Losses, "validating does not get on: " + end.text);
+        }
+        std::erase_if(questions, [this](const JoinedQuestion& one) { return findings_.contains(one.file); });
+        if (!questions.empty() && IsFault(end.ending)) {
+            waiting_.push_back(std::move(questions));
+        }
+    }
+
+    void OnTurn() override { progress_.Update(done_, {}); }
+    bool StopRequested() override { return salvor::StopRequested(); }
+
+private:
+    std::int64_t SizeOf(const std::vector<JoinedQuestion>& questions) const {
+        std::int64_t bytes = 0;
+        for (const JoinedQuestion& question : questions) {
+            bytes += files_.At(question.file)->size;
+        }
+        return bytes;
+    }
+
+    static std::vector<JoinedQuestion>::iterator QuestionOf(std::vector<JoinedQuestion>& questions, std::int32_t file) {
+        return std::ranges::find(questions, file, &JoinedQuestion::file);
+    }
+
+    void Keep(std::int32_t file, const Finding& finding) {
+        done_ += files_.At(file)->size;
+        if (writer_ != nullptr) {
+            writer_->Add(file, finding);
+        }
+        findings_[file] = finding;
+    }
+
+    Medium& medium_;
+    const KnownRequest& request_;
+    const KnownFiles& files_;
+    MediumAccess access_;
+    // Null if nothing is kept.
+    KnowledgeWriter* writer_;
+    JoinedFindings& findings_;
+    Progress progress_;
+    std::int64_t done_ = 0;
+    std::deque<std::vector<JoinedQuestion>> waiting_;
+    std::map<std::int64_t, std::vector<JoinedQuestion>> asked_;
+    std::int64_t nextId_ = 0;
+};
+
 }  // namespace
 
 Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, bool withFiles) {
@@ -63,22 +179,43 @@ Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, bool withFiles) {
     return std::move(client.knowledge);
 }
 
-KnownFiles AskFileSystems(Medium& medium, const ImageSpec& image, const std::map<std::int32_t, std::int64_t>& caps,
-                          std::vector<Outcome>& outcomes, bool quiet) {
-    Knowledge knowledge = LearnVolumes(medium, image, true);
-    KnownFiles files(std::move(knowledge.files), knowledge.used, medium.SectorSize());
-    if (files.All().empty()) {
-        return files;
+std::string KnownPathOf(const std::string& findsPath) { return PathBeside(findsPath, "known"); }
+
+KnownFiles AskFileSystems(Medium& medium, const KnownRequest& request, const std::optional<FilePlace>& place,
+                          const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet) {
+    std::optional<KeptKnowledge> kept = place ? ReadKnowledge(*place, request.digest, medium) : std::nullopt;
+    const bool isHere = kept.has_value();
+    for (auto one = earlier.begin(); one != earlier.end() && !kept; ++one) {
+        kept = ReadKnowledge(*one, request.digest, medium);
     }
-    Progress progress("comparing", medium.SizeInBytes(), quiet);
-    const std::map<std::string, std::int64_t> noCounts;
-    const bool complete = PreferKnown(medium, files, caps, outcomes, [&](std::int64_t byte) {
-        progress.Update(byte, noCounts);
-        return StopRequested();
-    });
-    if (complete) {
-        progress.Update(medium.SizeInBytes(), noCounts);
+    if (!kept) {
+        kept.emplace();
+        kept->knowledge = LearnVolumes(medium, request.image, true);
+        if (StopRequested()) {
+            return {};
+        }
     }
+    std::optional<KnowledgeWriter> writer;
+    if (place && !isHere) {
+        writer.emplace(*place, request.digest, *kept);
+    }
+    KnownFiles files(std::move(kept->knowledge.files), kept->knowledge.used, medium.SectorSize());
+    std::vector<JoinedQuestion> questions = QuestionsAbout(files, outcomes, medium);
+    std::erase_if(questions, [&](const JoinedQuestion& one) { return kept->joined.contains(one.file); });
+    if (!questions.empty()) {
+        if (isHere) {
+            // A run that was stopped: what it has kept stands in front of the rest.
+            writer.emplace(*place, request.digest, *ReadKnowledge(*place, request.digest, medium));
+        }
+        JoinedClient client(medium, request, files, std::move(questions), writer ? &*writer : nullptr, kept->joined,
+                            quiet);
+        constexpr unsigned most = 4;
+        RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, most))}, client);
+        if (writer) {
+            writer->Sync();
+        }
+    }
+    PreferKnown(files, kept->joined, medium.SectorSize(), outcomes);
     return files;
 }
 

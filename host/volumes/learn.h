@@ -2,10 +2,13 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
+#include "host/platform/file_place.h"
 #include "host/validate/outcome.h"
 #include "host/volumes/knowledge.h"
 #include "host/volumes/known_files.h"
@@ -17,9 +20,24 @@ namespace salvor {
 /// the person is told, and what it has found counts.
 Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, bool withFiles);
 
+/// Where what the file systems of a medium know is kept, unless the person says otherwise: `card.known` beside
+/// `card.finds`.
+std::string KnownPathOf(const std::string& findsPath);
+
+/// What is compared with what the file systems know.
+struct KnownRequest {
+    /// With which the medium was opened.
+    ImageSpec image;
+    /// In bytes by factory index.
+    std::map<std::int32_t, std::int64_t> caps;
+    /// The digest of what the outcomes belong to.
+    std::string digest;
+};
+
 /// Asks the file systems what they know of the files of a medium, with progress for the person, and improves the
-/// outcomes by it; see `PreferKnown`. The outcomes' indices count the files that are returned.
-KnownFiles AskFileSystems(Medium& medium, const ImageSpec& image, const std::map<std::int32_t, std::int64_t>& caps,
-                          std::vector<Outcome>& outcomes, bool quiet);
+/// outcomes by it; see `PreferKnown`. The outcomes' indices count the files that are returned. What is found out is
+/// kept at `place`, if there is one; what is kept there, or at one of `earlier`, is not asked again.
+KnownFiles AskFileSystems(Medium& medium, const KnownRequest& request, const std::optional<FilePlace>& place,
+                          const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet);
 
 }  // namespace salvor

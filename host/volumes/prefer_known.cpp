@@ -1,64 +1,71 @@
 #include "host/volumes/prefer_known.h"
 
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <utility>
 
-#include "host/medium/extent_source.h"
-#include "host/validate/validate_finds.h"
+#include "host/validators/validator.h"
 
 namespace salvor {
 
 namespace {
-
-// Passes the wish to stop on; what is found out by the way is the outcome alone.
-class StopOnly : public ValidateObserver {
-public:
-    explicit StopOnly(const std::function<bool()>& stop) : stop_(stop) {}
-    bool OnPlace(Validator::Phase /*phase*/, std::int64_t /*byte*/) override { return stop_(); }
-
-private:
-    const std::function<bool()>& stop_;
-};
 
 bool HasValidator(std::int32_t type) {
     return std::ranges::any_of(
         Validators(), [type](const Validator* one) { return std::ranges::find(one->types, type) != one->types.end(); });
 }
 
+// The carved file already has the known one's bytes.
+bool IsSame(const KnownFile& file, const Outcome& carved) {
+    return carved.finding.verdict == Verdict::Whole && carved.finding.size == file.size && file.extents.size() == 1;
+}
+
+// Calls `take` for each known file with the index of the outcome that begins there, if there is one.
+template <class Take>
+void ForEachPair(const KnownFiles& files, const std::vector<Outcome>& outcomes, Take take) {
+    std::size_t next = 0;
+    for (std::size_t i = 0; i < files.All().size(); ++i) {
+        const std::int64_t start = files.All()[i].StartSector();
+        while (next < outcomes.size() && outcomes[next].startSector < start) {
+            ++next;
+        }
+        const bool isCarved = next < outcomes.size() && outcomes[next].startSector == start;
+        take(static_cast<std::int32_t>(i), isCarved ? std::optional(next) : std::nullopt);
+    }
+}
+
+// Claims of types that can be looked at.
+std::vector<ReportedClaim> ClaimsOf(const Outcome& carved) {
+    std::vector<ReportedClaim> claims = carved.reported;
+    std::erase_if(claims, [](const ReportedClaim& claim) { return !HasValidator(claim.type); });
+    return claims;
+}
+
+// Where validators know nothing of the carved types, the file system is believed.
+bool IsBelieved(const Outcome& carved) {
+    return carved.finding.verdict != Verdict::NoFile && !carved.reported.empty() && ClaimsOf(carved).empty();
+}
+
+Finding BelievedFinding(const KnownFile& file, Finding carved) {
+    carved.verdict = carved.verdict == Verdict::Whole ? Verdict::Whole : Verdict::Open;
+    carved.size = file.size;
+    carved.why = "size as the file system says";
+    return carved;
+}
+
 class Comparison {
 public:
-    Comparison(Medium& medium, const KnownFiles& files, const std::map<std::int32_t, std::int64_t>& caps,
-               std::vector<Outcome>& outcomes, const std::function<bool(std::int64_t)>& progress)
-        : medium_(medium),
-          files_(files),
-          caps_(caps),
-          outcomes_(outcomes),
-          progress_(progress),
-          left_((std::int64_t{64} << 20) + 4 * medium.SizeInBytes()) {}
+    Comparison(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize,
+               std::vector<Outcome>& outcomes)
+        : files_(files), joined_(joined), sectorSize_(sectorSize), outcomes_(outcomes) {}
 
-    bool Run() {
-        const std::size_t carved = outcomes_.size();
-        std::size_t next = 0;
-        for (std::size_t i = 0; i < files_.All().size(); ++i) {
-            const KnownFile& file = files_.All()[i];
-            at_ = file.StartSector() * medium_.SectorSize();
-            if (progress_(at_) || medium_.IsInterrupted()) {
-                return false;
-            }
-            while (next < carved && outcomes_[next].startSector < file.StartSector()) {
-                ++next;
-            }
-            const bool isCarved = next < carved && outcomes_[next].startSector == file.StartSector();
-            Compare(static_cast<std::int32_t>(i), isCarved ? &outcomes_[next] : nullptr);
-        }
-        const auto start = [](const Outcome& outcome) {
-            return outcome.startSector;
-        };
+    void Run() {
+        ForEachPair(files_, outcomes_, [this](std::int32_t index, std::optional<std::size_t> carved) {
+            Compare(index, carved ? &outcomes_[*carved] : nullptr);
+        });
+        const auto carved = std::ssize(outcomes_);
         outcomes_.insert(outcomes_.end(), fresh_.begin(), fresh_.end());
-        std::ranges::inplace_merge(outcomes_, outcomes_.begin() + static_cast<std::ptrdiff_t>(carved), {}, start);
-        return true;
+        std::ranges::inplace_merge(outcomes_, outcomes_.begin() + carved, {}, &Outcome::startSector);
     }
 
 private:
@@ -66,26 +73,18 @@ private:
         const KnownFile& file = *files_.At(index);
         if (carved != nullptr) {
             carved->known = index;
-            const Finding& finding = carved->finding;
-            if (finding.verdict == Verdict::Whole && finding.size == file.size && file.extents.size() == 1) {
-                return;
-            }
         }
-        if (!files_.IsIntact(index) || file.size > left_) {
-            return;
-        }
-        left_ -= file.size;
-        const std::optional<Finding> joined = Examine(file, carved);
-        if (!joined || (carved != nullptr && joined->verdict > carved->finding.verdict)) {
+        const std::optional<Finding> found = FindingOf(index, carved);
+        if (!found || (carved != nullptr && found->verdict > carved->finding.verdict)) {
             return;
         }
         Outcome outcome;
         outcome.startSector = file.StartSector();
-        outcome.finding = *joined;
+        outcome.finding = *found;
         outcome.known = index;
         outcome.extents = file.extents;
-        outcome.ownBytes = joined->size;
-        if (!file.isDeleted || IsTailFree(file, joined->size)) {
+        outcome.ownBytes = found->size;
+        if (!file.isDeleted || IsTailFree(file, found->size)) {
             outcome.finding.size = file.size;
         }
         if (carved == nullptr) {
@@ -96,54 +95,31 @@ private:
         }
     }
 
-    // What the validators say of the file's extents, joined; where they know nothing of the carved type, the file
-    // system is believed.
-    std::optional<Finding> Examine(const KnownFile& file, const Outcome* carved) {
-        const std::function<bool()> stop = [this] {
-            return progress_(at_);
-        };
-        Medium joined(std::make_unique<ExtentSource>(medium_, file.extents), medium_.SectorSize(), {false, stop});
-        Sightings seen;
-        seen.starts = {0};
-        seen.AddTextStart(0);
-        if (carved != nullptr) {
-            for (const ReportedClaim& claim : carved->reported) {
-                if (HasValidator(claim.type)) {
-                    seen.finds.push_back({claim.type, 0, claim.size});
-                }
-            }
-            if (seen.finds.empty() && !carved->reported.empty() && carved->finding.verdict != Verdict::NoFile) {
-                Finding finding = carved->finding;
-                finding.verdict = finding.verdict == Verdict::Whole ? Verdict::Whole : Verdict::Open;
-                finding.size = file.size;
-                finding.why = "size as the file system says";
-                return finding;
-            }
-        }
-        StopOnly observer(stop);
-        ValidateRequest request;
-        request.caps = caps_;
-        const Validation validation = ValidateFinds(joined, seen, request, observer);
-        const auto first = validation.outcomes.begin();
-        if (!validation.complete || first == validation.outcomes.end() || first->startSector != 0 ||
-            first->finding.verdict == Verdict::NoFile) {
+    // Of its extents; nothing if there is no file in them, or no need to know.
+    std::optional<Finding> FindingOf(std::int32_t index, const Outcome* carved) const {
+        const KnownFile& file = *files_.At(index);
+        if (!files_.IsIntact(index) || (carved != nullptr && IsSame(file, *carved))) {
             return std::nullopt;
         }
-        return first->finding;
+        if (carved != nullptr && IsBelieved(*carved)) {
+            return BelievedFinding(file, carved->finding);
+        }
+        const auto found = joined_.find(index);
+        return found == joined_.end() || found->second.verdict == Verdict::NoFile ? std::nullopt
+                                                                                  : std::optional(found->second);
     }
 
     // No whole file begins in what the extents of a deleted file hold behind so many bytes: most likely that is the
     // file's own.
     bool IsTailFree(const KnownFile& file, std::int64_t bytes) const {
-        const std::int64_t sectorSize = medium_.SectorSize();
         std::int64_t offset = 0;
         for (const Extent& extent : file.extents) {
             const std::int64_t from = std::max<std::int64_t>(bytes - offset, 0);
-            const std::int64_t first = extent.startSector + (from + sectorSize - 1) / sectorSize;
-            const std::int64_t end = extent.startSector + (extent.bytes + sectorSize - 1) / sectorSize;
+            const std::int64_t first = extent.startSector + (from + sectorSize_ - 1) / sectorSize_;
+            const std::int64_t end = extent.startSector + (extent.bytes + sectorSize_ - 1) / sectorSize_;
             const auto next = std::ranges::lower_bound(outcomes_, first, {}, &Outcome::startSector);
             for (auto one = next; one != outcomes_.end() && one->startSector < end; ++one) {
-                if (one->finding.verdict == Verdict::Whole) {
+                if (one->finding.verdict == Verdict::Whole && !extent.IsHole()) {
                     return false;
                 }
             }
@@ -152,22 +128,34 @@ private:
         return true;
     }
 
-    Medium& medium_;
     const KnownFiles& files_;
-    const std::map<std::int32_t, std::int64_t>& caps_;
+    const JoinedFindings& joined_;
+    std::int32_t sectorSize_;
     std::vector<Outcome>& outcomes_;
-    const std::function<bool(std::int64_t)>& progress_;
-    std::int64_t at_ = 0;
-    // Bytes of files that may still be looked at: file systems may claim the same ones for any number of files.
-    std::int64_t left_;
     std::vector<Outcome> fresh_;
 };
 
 }  // namespace
 
-bool PreferKnown(Medium& medium, const KnownFiles& files, const std::map<std::int32_t, std::int64_t>& caps,
-                 std::vector<Outcome>& outcomes, const std::function<bool(std::int64_t)>& progress) {
-    return Comparison(medium, files, caps, outcomes, progress).Run();
+std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const std::vector<Outcome>& outcomes,
+                                           const Medium& medium) {
+    std::int64_t left = (std::int64_t{64} << 20) + 4 * medium.SizeInBytes();
+    std::vector<JoinedQuestion> questions;
+    ForEachPair(files, outcomes, [&](std::int32_t index, std::optional<std::size_t> at) {
+        const KnownFile& file = *files.At(index);
+        const Outcome* const carved = at ? &outcomes[*at] : nullptr;
+        const bool isClear = carved != nullptr && (IsSame(file, *carved) || IsBelieved(*carved));
+        if (!isClear && files.IsIntact(index) && file.size <= left) {
+            left -= file.size;
+            questions.push_back({index, carved != nullptr ? ClaimsOf(*carved) : std::vector<ReportedClaim>()});
+        }
+    });
+    return questions;
+}
+
+void PreferKnown(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize,
+                 std::vector<Outcome>& outcomes) {
+    Comparison(files, joined, sectorSize, outcomes).Run();
 }
 
 }  // namespace salvor

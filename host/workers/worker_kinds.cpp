@@ -3,6 +3,7 @@
 #include "host/details/details_worker.h"
 #include "host/scan/scan_order.h"
 #include "host/validate/validate_worker.h"
+#include "host/volumes/joined_worker.h"
 #include "host/volumes/volumes_worker.h"
 #include "host/workers/worker.h"
 
@@ -10,9 +11,10 @@ namespace salvor {
 
 std::span<const WorkerKind> WorkerKinds() {
     // One row for each step that works in workers.
-    static constexpr std::array kinds{
-        WorkerKind{ScanOrderKind, ScanPartOrdered}, WorkerKind{ValidateOrderKind, ValidateInWorker},
-        WorkerKind{DetailsOrderKind, AnswerQuestions, LoadReaders}, WorkerKind{VolumesOrder, WorkOnVolumes}};
+    static constexpr std::array kinds{WorkerKind{ScanOrderKind, ScanPartOrdered},
+                                      WorkerKind{ValidateOrderKind, ValidateInWorker},
+                                      WorkerKind{DetailsOrderKind, AnswerQuestions, LoadReaders},
+                                      WorkerKind{VolumesOrder, WorkOnVolumes}, WorkerKind{JoinedOrder, ValidateJoined}};
     return kinds;
 }
 

@@ -114,6 +114,59 @@ TEST_F(ImageFormats, GiveTheSameBytesAsTheRawImage) {
     }
 }
 
+// Bytes at both ends of 64 MiB, in images that keep what was written alone.
+TEST_F(ImageFormats, ThatKnowZerosDoNotReadThem) {
+    constexpr std::size_t size = std::size_t{64} << 20U;
+    Bytes sparse(size);
+    std::ranges::copy(Pattern(100000), sparse.begin());
+    std::ranges::copy(Pattern(5000, 2), sparse.end() - 5000);
+    WriteFile(folder_ / "m.raw", sparse);
+    for (const Making& making : Makings) {
+        SCOPED_TRACE(making.command);
+        const bool keepsAll = making.command.find("lat") != std::string::npos || making.first == "f.vhd";
+        const bool knows = making.format == ImageFormat::Aff || making.command.starts_with("qemu-img");
+        if (knows && !keepsAll && Make(making.command)) {
+            const auto source = Open(making.first);
+            std::int64_t stored = 0;
+            for (ByteRange data = source->NextData(0); data.count > 0;) {
+                stored += data.count;
+                data = source->NextData(data.first + data.count);
+            }
+            EXPECT_LT(stored, std::int64_t{40} << 20);
+            EXPECT_TRUE(ReadAll(*source) == sparse);
+        }
+    }
+}
+
+// A damaged head makes an image that is refused, or one whose reads end.
+TEST_F(ImageFormats, WithDamagedHeadsAreReadInBounds) {
+    std::uint32_t seed = 7;
+    for (const Making& making : Makings) {
+        SCOPED_TRACE(making.command);
+        if (making.format == ImageFormat::Split || !Make(making.command)) {
+            continue;
+        }
+        const Bytes sound = ReadFile(folder_ / making.first);
+        for (int round = 0; round < 4; ++round) {
+            Bytes damaged = sound;
+            const Bytes numbers = Pattern(24, ++seed);
+            for (std::size_t i = 0; i + 3 <= numbers.size(); i += 3) {
+                // What the formats' heads, regions and tables take.
+                const std::size_t range = round % 2 == 0 ? 2048 : std::min(damaged.size(), std::size_t{1} << 21U);
+                damaged[(numbers[i] * 8192U + numbers[i + 1] * 32U + numbers[i + 2]) % range] = numbers[i + 2];
+            }
+            WriteFile(folder_ / making.first, damaged);
+            const std::string path = "'" + Path(making.first) + "'";
+            const int status =
+                RunProgram("scan " + path + " --quiet --types png --report '" + Path("finds") + "'", "timeout 60")
+                    .status;
+            EXPECT_TRUE(status == 0 || status == 1 || status == 3) << status << " in round " << round;
+            std::filesystem::remove(folder_ / "finds");
+        }
+        WriteFile(folder_ / making.first, sound);
+    }
+}
+
 TEST_F(ImageFormats, GiveTheSameFilesAsTheRawImage) {
     const auto recovered = [&](const std::string& name) {
         const std::string out = Path("out-" + name);
@@ -170,6 +223,23 @@ TEST_F(ImageFormats, OfCutSegmentsLoseWhatIsMissing) {
     std::filesystem::rename(folder_ / "e.E04", folder_ / "e.E03");
     WriteFile(folder_ / "e.E04", third);
     EXPECT_NE(WhyNot("e.E01").find("is segment 4"), std::string::npos);
+}
+
+TEST_F(ImageFormats, AreVerifiedByTheDigestsThatTheyKeep) {
+    const std::string path = "'" + Path("v.E01") + "'";
+    EXPECT_EQ(RunProgram("info --verify '" + Path("m.raw") + "'").status, 2);
+    if (!Make("ewfacquire -q -u -c none -d sha1 -t v m.raw")) {
+        GTEST_SKIP() << "ewfacquire makes the images";
+    }
+    const ProgramRun right = RunProgram("info --verify --quiet " + path);
+    EXPECT_EQ(right.status, 0);
+    EXPECT_NE(right.output.find("SHA-1            is that of the medium's bytes"), std::string::npos) << right.output;
+    Bytes image = ReadFile(folder_ / "v.E01");
+    ++image[700000];
+    WriteFile(folder_ / "v.E01", image);
+    const ProgramRun wrong = RunProgram("info --verify --quiet " + path);
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_NE(wrong.output.find("MD5              differs"), std::string::npos) << wrong.output;
 }
 
 TEST_F(ImageFormats, ThatCannotBeReadNameAWayOut) {

@@ -31,7 +31,10 @@ void WriteHostileReport(const TempFolder& folder) {
                        {"sha256", std::string(64, 'a')},
                        {"unreadable_bytes", 512},
                        {"flags", {"unreadable sectors"}},
-                       {"extents", {{{"start_sector", 8}, {"bytes", 512}}, {{"start_sector", 40}, {"bytes", 500}}}},
+                       {"extents",
+                        {{{"start_sector", 8}, {"bytes", 512}},
+                         {{"zeros", true}, {"bytes", 300}},
+                         {{"start_sector", 40}, {"bytes", 200}}}},
                        {"embedded", {{{"start_sector", 9}, {"extension", "]]>"}, {"size", 3}, {"verdict", "whole"}}}},
                        {"file_system",
                         {{"path", "@SUM(1)|2.png"},
@@ -94,8 +97,9 @@ TEST(ReportFormat, DfxmlKeepsToItsSchema) {
         const std::string test = "test \"$(xmllint --xpath \"string(" + path + ")\" " + file + ")\" = '" + value + "'";
         return std::system(test.c_str()) == 0;
     };
-    EXPECT_TRUE(finds("//*[local-name()='byte_run'][2]/@img_offset", "20480"));
-    EXPECT_TRUE(finds("//*[local-name()='byte_run'][2]/@file_offset", "512"));
+    EXPECT_TRUE(finds("//*[local-name()='byte_run'][2]/@fill", "0"));
+    EXPECT_TRUE(finds("//*[local-name()='byte_run'][3]/@img_offset", "20480"));
+    EXPECT_TRUE(finds("//*[local-name()='byte_run'][3]/@file_offset", "812"));
     EXPECT_TRUE(finds("//*[local-name()='verdict']", "damaged"));
     EXPECT_TRUE(finds("//*[local-name()='embedded']/@extension", "]]>"));
     if (!std::filesystem::exists(SALVOR_DFXML_SCHEMA)) {

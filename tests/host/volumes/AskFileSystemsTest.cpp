@@ -12,12 +12,13 @@ using namespace test;
 
 class AskFileSystems : public testing::TestWithParam<const char*> {};
 
-// A photo in pieces that lives, and a picture that was deleted.
+// A photo in pieces and a sound with holes that live, and a picture that was deleted.
 TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
     const TempFolder folder;
     const Bytes photo = Fixture("jfif-baseline.jpg");
     const Bytes picture = Fixture("rgb8.png");
-    const std::string missing = MakeFileSystem(folder, GetParam(), {{"pieces", photo}, {"gone", picture}});
+    const std::string missing =
+        MakeFileSystem(folder, GetParam(), {{"pieces", photo}, {"kept", SoundWithSilence()}, {"gone", picture}});
     if (!missing.empty()) {
         GTEST_SKIP() << "needs " << missing;
     }
@@ -29,6 +30,7 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
     };
     recover("out", "--names original");
     EXPECT_EQ(ReadFile(folder / "out/original/dir/pieces"), photo);
+    EXPECT_EQ(ReadFile(folder / "out/original/dir/kept"), SoundWithSilence());
     bool isGoneThere = false;
     for (const auto& record : ReadLines(folder / "out/report.jsonl")) {
         const auto path = record.value("path", "");
@@ -51,6 +53,63 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
     recover("alone", "--no-file-system");
     const auto records = ReadLines(folder / "alone/report.jsonl");
     EXPECT_TRUE(std::ranges::none_of(records, [](const auto& one) { return one.contains("file_system"); }));
+}
+
+// What is kept is not asked again: workers that all crash do no harm then.
+TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
+    const TempFolder folder;
+    const Bytes photo = Fixture("jfif-baseline.jpg");
+    if (const std::string missing = MakeFileSystem(folder, GetParam(), {{"pieces", photo}}); !missing.empty()) {
+        GTEST_SKIP() << "needs " << missing;
+    }
+    const auto path = [&folder](const char* name) {
+        return " '" + (folder / name).string() + "' ";
+    };
+    ASSERT_EQ(RunProgram("scan" + path("image") + "--quiet --report" + path("card.finds")).status, 0);
+    EXPECT_EQ(RunProgram("validate --no-file-system" + path("card.finds")).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(folder / "card.known"));
+    EXPECT_EQ(RunProgram("validate" + path("card.finds")).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(folder / "card.known"));
+
+    const auto extract = [&](const char* out) {
+        const ProgramRun run = RunProgram("extract --names original" + path("card.finds") + "--out" + path(out),
+                                          "SALVOR_TEST_FAULT=crash");
+        EXPECT_EQ(run.status, 0);
+        return run.errors;
+    };
+    EXPECT_NE(RunProgram("list" + path("card.finds"), "SALVOR_TEST_FAULT=crash").output.find("  dir/pieces"),
+              std::string::npos);
+    EXPECT_EQ(extract("out"), "");
+    EXPECT_EQ(ReadFile(folder / "out/original/dir/pieces"), photo);
+    std::filesystem::remove(folder / "card.known");
+    EXPECT_NE(extract("other").find("is left out"), std::string::npos);
+    EXPECT_NE(ReadFile(folder / "other/original/dir/pieces"), photo);
+}
+
+// Every byte that a name may have is in one.
+TEST(OriginalNames, OfAllBytesBecomeFilesBelowTheFolder) {
+    const TempFolder folder;
+    const Bytes picture = Fixture("rgb8.png");
+    std::filesystem::create_directory(folder / "root");
+    std::size_t names = 0;
+    for (int byte = 1; byte < 256; ++byte) {
+        if (byte != '/' && byte != '.') {
+            WriteFile(folder / ("root/" + std::string(1, static_cast<char>(byte))), picture);
+            ++names;
+        }
+    }
+    if (!RunScript(folder, "which mke2fs\nmke2fs -q -t ext4 -b 4096 -N 400 -d root image 16M")) {
+        GTEST_SKIP() << "needs mke2fs";
+    }
+    const ProgramRun run = RunProgram("recover --names original '" + (folder / "image").string() + "' --quiet --out '" +
+                                      (folder / "out").string() + "'");
+    EXPECT_EQ(run.status, 0) << run.errors;
+    std::size_t written = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "out/original")) {
+        EXPECT_EQ(ReadFile(entry.path()), picture) << entry.path();
+        ++written;
+    }
+    EXPECT_EQ(written, names);
 }
 
 TEST_P(AskFileSystems, ListsVolumesAndScansOneOfThem) {

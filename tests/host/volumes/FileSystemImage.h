@@ -13,13 +13,18 @@ namespace salvor::test {
 bool RunScript(const TempFolder& folder, const std::string& script);
 
 /// The kinds of file systems for which images can be made without mounting them.
-inline constexpr const char* FileSystemKinds[] = {"FAT16", "FAT32", "ext2", "ext4", "NTFS"};
+inline constexpr const char* FileSystemKinds[] = {"FAT16", "FAT32", "exFAT",   "ext2", "ext4",
+                                                  "NTFS",  "HFS+",  "ISO9660", "UFS1"};
 
 /// Makes `image` in the folder, with files of `Pattern` bytes: `dir/gap1` and `dir/gap2`, removed, and `dir/pieces`,
-/// which fills the gaps and goes on elsewhere, `dir/gone`, removed and left alone, and `dir/kept`. `contents` may hold
-/// others by name. Empty, or the names of missing tools.
+/// which fills the gaps and goes on elsewhere, `dir/gone`, removed and left alone, and `dir/kept`. Where no tool
+/// removes files all of them live, and each lies together. `contents` may hold others by name. Empty, or the names of
+/// missing tools.
 std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,
                            const std::map<std::string, Bytes>& contents = {});
+
+/// A sound of noise with silence in the middle and at its end, for which some file systems keep no blocks.
+Bytes SoundWithSilence();
 
 /// Writes an entry of a partition table into the first sector.
 void PutPartition(Bytes& image, std::size_t index, std::uint8_t type, std::uint32_t first, std::uint32_t count);

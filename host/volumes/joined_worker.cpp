@@ -1,0 +1,105 @@
+#include "host/volumes/joined_worker.h"
+
+#include <memory>
+#include <stdexcept>
+
+#include "host/medium/extent_source.h"
+#include "host/validate/outcomes_file.h"
+#include "host/validate/validate_finds.h"
+
+namespace salvor {
+
+namespace {
+
+// Passes on that the worker gets on, and the wish to stop; what is found out by the way is in the outcome.
+class StandingObserver : public ValidateObserver {
+public:
+    StandingObserver(Worker& worker, SectorRange at, std::int32_t file) : worker_(worker), at_(at), file_(file) {}
+    bool OnPlace(Validator::Phase /*phase*/, std::int64_t /*byte*/) override {
+        worker_.At(at_, file_);
+        return worker_.StopRequested();
+    }
+
+private:
+    Worker& worker_;
+    SectorRange at_;
+    std::int32_t file_;
+};
+
+// `NoFile` if none begins with the first extent.
+std::optional<Finding> FindingOf(Worker& worker, const ValidateRequest& request, const Json& question) {
+    const auto extents = ExtentsFromJson(question, "extents");
+    if (!extents || extents->empty()) {
+        throw std::invalid_argument("no extents");
+    }
+    Medium& medium = worker.GetMedium();
+    Medium joined(std::make_unique<ExtentSource>(medium, *extents), medium.SectorSize(),
+                  {false, [&worker] {
+                       return worker.StopRequested();
+                   }});
+    Sightings seen;
+    seen.starts = {0};
+    seen.AddTextStart(0);
+    for (const Json& claim : question.at("reported")) {
+        seen.finds.push_back({claim.at(0).get<std::int32_t>(), 0, claim.at(1).get<std::int64_t>()});
+    }
+    const SectorRange at{extents->front().startSector, 1};
+    StandingObserver observer(worker, at, question.at("file").get<std::int32_t>());
+    observer.OnPlace({}, 0);
+    const Validation validation = ValidateFinds(joined, seen, request, observer);
+    if (!validation.complete) {
+        return std::nullopt;
+    }
+    const auto first = validation.outcomes.begin();
+    return first != validation.outcomes.end() && first->startSector == 0 ? first->finding : Finding();
+}
+
+}  // namespace
+
+bool ValidateJoined(Worker& worker) {
+    ValidateRequest request;
+    request.caps = CapsFromJson(worker.What().at("caps"));
+    for (const Json& question : worker.What().at("questions")) {
+        const std::optional<Finding> finding = FindingOf(worker, request, question);
+        if (!finding) {
+            return false;
+        }
+        if (const auto unreadable = worker.GetMedium().TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
+            worker.Send(UnreadableLine(unreadable.Ranges()));
+        }
+        worker.Send(JoinedLine(question.at("file").get<std::int32_t>(), *finding));
+    }
+    return true;
+}
+
+Json JoinedParameters(const std::vector<JoinedQuestion>& questions, const KnownFiles& files,
+                      const std::map<std::int32_t, std::int64_t>& caps) {
+    Json list = Json::array();
+    for (const JoinedQuestion& question : questions) {
+        Json reported = Json::array();
+        for (const ReportedClaim& claim : question.reported) {
+            reported.push_back({claim.type, claim.size});
+        }
+        list.push_back({{"file", question.file},
+                        {"extents", ExtentsToJson(files.At(question.file)->extents)},
+                        {"reported", std::move(reported)}});
+    }
+    return {{"caps", CapsToJson(caps)}, {"questions", std::move(list)}};
+}
+
+std::string JoinedLine(std::int32_t file, const Finding& finding) {
+    // Its number stands where an outcomes file has the sector.
+    return FindingLine({file, Validator::Phase::Structure, "", finding, 0});
+}
+
+std::pair<std::int32_t, Finding> JoinedIn(const std::string& line) {
+    OutcomesRead read;
+    TakeOutcomesLine(line, read);
+    const KnownFinding& known = read.known.at(0);
+    if (known.finding.verdict != Verdict::NoFile && known.finding.type < 0) {
+        throw std::invalid_argument("no type");
+    }
+    return {static_cast<std::int32_t>(known.startSector), known.finding};
+}
+
+}  // namespace salvor

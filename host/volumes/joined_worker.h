@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/report/json_lines.h"
+#include "host/volumes/prefer_known.h"
+#include "host/workers/worker.h"
+
+namespace salvor {
+
+/// Validates the joined extents of known files in a worker, which answers with lines of `JoinedLine` and tells of
+/// sectors that cannot be read as an outcomes file does.
+inline constexpr const char* JoinedOrder = "joined";
+bool ValidateJoined(Worker& worker);
+
+/// The order's own parameters. `caps` in bytes by factory index.
+Json JoinedParameters(const std::vector<JoinedQuestion>& questions, const KnownFiles& files,
+                      const std::map<std::int32_t, std::int64_t>& caps);
+
+/// One answer, with its line break, and back; that throws an exception of the standard library for what is none.
+std::string JoinedLine(std::int32_t file, const Finding& finding);
+std::pair<std::int32_t, Finding> JoinedIn(const std::string& line);
+
+}  // namespace salvor

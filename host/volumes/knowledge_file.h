@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/platform/file_place.h"
+#include "host/report/line_log.h"
+#include "host/volumes/knowledge.h"
+#include "host/volumes/prefer_known.h"
+
+namespace salvor {
+
+/// What is kept of the file systems of a medium.
+struct KeptKnowledge {
+    Knowledge knowledge;
+    JoinedFindings joined;
+};
+
+/// Writes it as JSON lines, only ever appending: all that the file systems say, and then what is found out of the
+/// joined extents of their files, which may be broken off.
+class KnowledgeWriter {
+public:
+    /// `of` says what it belongs to: the digest of the outcomes beside it.
+    KnowledgeWriter(const FilePlace& place, const std::string& of, const KeptKnowledge& kept);
+
+    void Add(std::int32_t file, const Finding& finding);
+    void Sync() { log_.Sync(); }
+
+private:
+    LineLog log_;
+};
+
+/// The file is none of others: it is such a file, or holds nothing.
+bool IsKnowledgeFile(const FilePlace& place);
+
+/// Reads what is there; nothing if that does not belong to `of`, or does not hold all that the file systems say.
+std::optional<KeptKnowledge> ReadKnowledge(const FilePlace& place, const std::string& of, const Medium& medium);
+
+}  // namespace salvor
