@@ -38,12 +38,10 @@ std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
         constexpr std::int64_t pieceBytes = 64;
         Stretch piece{.to = offset};
         while (!walk.IsOver() && piece.to / pieceBytes == offset / pieceBytes) {
-            const auto change = walk.TakeNext();
-            if (!change) {
+            if (!walk.TakeNext(piece.facts)) {
                 break;
             }
             piece.to = text.At();
-            piece.facts.Append(*change);
         }
         return piece.to > offset ? std::optional(piece) : std::nullopt;
     };

@@ -16,6 +16,15 @@ constexpr std::int64_t DeclarationLimit = 256;
 constexpr std::int64_t PrologLimit = 0x10000;
 constexpr std::size_t MaxName = 256;
 
+// Characters of one byte that mean nothing inside a tag.
+constexpr auto IsPlain = [] {
+    std::array<bool, 256> plain{};
+    for (unsigned byte = 0; byte < plain.size(); ++byte) {
+        plain[byte] = IsTextChar(static_cast<char16_t>(byte)) && byte != '>' && byte != '"' && byte != '\'';
+    }
+    return plain;
+}();
+
 constexpr bool IsNameStart(char16_t c) {
     const char16_t letter = FoldLetter(c);
     return (letter >= 'a' && letter <= 'z') || c == '_' || c == ':' || c >= 0x80;
@@ -207,15 +216,8 @@ std::u16string MarkupReader::TakeName(std::size_t most) {
 }
 
 std::size_t MarkupReader::CountPlain(std::size_t from) const {
-    static constexpr auto isPlain = [] {
-        std::array<bool, 256> plain{};
-        for (unsigned byte = 0; byte < plain.size(); ++byte) {
-            plain[byte] = IsTextChar(static_cast<char16_t>(byte)) && byte != '>' && byte != '"' && byte != '\'';
-        }
-        return plain;
-    }();
     std::size_t at = from;
-    while (form_.width == 1 && at < view_.size() && isPlain[view_[at]]) {
+    while (form_.width == 1 && at < view_.size() && IsPlain[view_[at]]) {
         ++at;
     }
     return at - from;
@@ -281,6 +283,9 @@ std::optional<bool> MarkupReader::TakeRemark() {
 
 bool MarkupReader::TakeDeclaration() {
     for (std::int64_t open = 0;;) {
+        while (form_.width == 1 && index_ < view_.size() && IsPlain[view_[index_]] && view_[index_] != '<') {
+            ++index_;
+        }
         if (Peek() == '<') {
             if (const std::optional<bool> remark = TakeRemark()) {
                 if (!*remark) {

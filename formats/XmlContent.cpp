@@ -11,13 +11,16 @@ void XmlContentWalk::Change::Append(const Change& behind) {
 
 void XmlContentWalk::TakeRoot() { isRight_ = TakeElement(true, now_); }
 
-std::optional<XmlContentWalk::Change> XmlContentWalk::TakeNext() {
+bool XmlContentWalk::TakeNext(Change& sum) {
     extent_.end = text_.At();
     Change change;
     isRight_ = text_.SkipToTag() && TakeItem(change);
     change.lowest = std::min<std::int64_t>(change.depth, 0);
     now_.Append(change);
-    return isRight_ ? std::optional(change) : std::nullopt;
+    if (isRight_) {
+        sum.Append(change);
+    }
+    return isRight_;
 }
 
 bool XmlContentWalk::Pass(std::int64_t to, const Change& change) {
@@ -119,8 +122,9 @@ void XmlContentWalk::PassRemarks() {
 XmlExtent FollowXmlContent(MarkupReader& text, std::u16string_view root) {
     XmlContentWalk walk(text, root);
     walk.TakeRoot();
+    XmlContentWalk::Change sum;
     while (!walk.IsOver()) {
-        walk.TakeNext();
+        walk.TakeNext(sum);
     }
     return walk.Finish();
 }

@@ -43,8 +43,8 @@ public:
     void TakeRoot();
     /// The root's end was passed, or the document breaks here.
     bool IsOver() const { return !isRight_ || now_.depth <= 0; }
-    /// Takes the next item; nothing if it is not whole.
-    std::optional<Change> TakeNext();
+    /// Takes the next item and adds what it changes to `sum`; false if it is not whole.
+    bool TakeNext(Change& sum);
     /// Moves past items that are known; false if the root ends among them, or they cannot all be read.
     bool Pass(std::int64_t to, const Change& change);
     /// Takes what follows the root and says how far the document reaches.

@@ -27,6 +27,8 @@ constexpr std::uint32_t Checksum = 0xBF;
 constexpr std::array<std::uint32_t, 10> InSegment{id::Info,   id::Tracks, id::Cluster, 0x114D9B74, 0x1C53BB6B,
                                                   0x1941A469, 0x1043A770, 0x1254C367,  id::Void,   id::Checksum};
 constexpr std::array<std::uint32_t, 9> InCluster{0xE7, 0x5854, 0xA7, 0xAB, 0xA3, 0xA0, 0xAF, id::Void, id::Checksum};
+// Of a cluster: its time, its place and the size of the one before.
+constexpr std::array<std::uint32_t, 3> Numbers{0xE7, 0xA7, 0xAB};
 
 constexpr auto Signature = PatternOf("\x1A\x45\xDF\xA3");
 
@@ -76,6 +78,14 @@ std::optional<Element> ReadElement(Place& file, std::int64_t offset) {
     return element;
 }
 
+// What lies behind a recording may begin like an element, but seldom with a size that its kind can have.
+bool IsOfFittingSize(const Element& element) {
+    constexpr std::int64_t checksumBytes = 4;
+    constexpr std::int64_t longestNumber = 8;
+    const std::int64_t size = element.size.value_or(0);
+    return element.id == id::Checksum ? size == checksumBytes : !IsOneOf(Numbers, element.id) || size <= longestNumber;
+}
+
 // One of the header's elements names the format of what follows.
 std::string DocumentTypeOf(Place& file, const Element& header) {
     constexpr std::int64_t mostCharacters = 64;
@@ -102,7 +112,7 @@ public:
         end_ = segment.data;
         while (end_ < end) {
             const std::optional<Element> element = ReadElement(file_, end_);
-            const bool isKnown = element && IsOneOf(InSegment, element->id);
+            const bool isKnown = element && IsOneOf(InSegment, element->id) && IsOfFittingSize(*element);
             // An unknown element can be stepped over only if it has a size.
             const bool isForeign = element && !isKnown && segment.size && element->size && element->End() <= end;
             if (!isKnown && !isForeign) {
@@ -149,7 +159,7 @@ private:
         end_ = from;
         for (;;) {
             const std::optional<Element> element = ReadElement(file_, end_);
-            if (!element || !IsOneOf(InCluster, element->id) || !element->size) {
+            if (!element || !IsOneOf(InCluster, element->id) || !element->size || !IsOfFittingSize(*element)) {
                 return true;
             }
             if (element->End() > file_.Limit()) {

@@ -12,7 +12,7 @@ namespace {
 // In bytes.
 constexpr std::size_t HeadBytes = 512;
 constexpr std::size_t LeastBeforeZeros = 1;
-constexpr std::size_t LeastBeforeBinary = 32;
+constexpr std::size_t LeastBeforeBinary = 48;
 constexpr std::size_t LeastOfCodePage = 256;
 constexpr std::size_t TailThatTells = 8;
 constexpr std::size_t TailThatTellsOfCodePage = 48;

@@ -22,7 +22,7 @@ using FileTypeIndex::Text;
 // In bytes.
 constexpr std::size_t LookedAt = 4096;
 // Shorter runs of printable bytes occur in random data once in some gigabytes.
-constexpr std::int64_t LeastBeforeBinary = 32;
+constexpr std::int64_t LeastBeforeBinary = 48;
 constexpr std::int64_t LeastBeforeString = 512;
 constexpr std::int64_t LeastOfCodePage = 256;
 constexpr std::int64_t LeastOfOneLine = 4096;

@@ -73,6 +73,13 @@ TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
     const Finding atNext = FindingOf("flv", half, Pattern(70000), {.starts = {3, 3 + 8}, .wholes = {}});
     EXPECT_EQ(atNext.verdict, Verdict::Truncated);
     EXPECT_EQ(atNext.size, 8 * 512);
+    // What looks like a long checksum or clock is a stranger's.
+    const Bytes live = Fixture("live.webm");
+    for (const Bytes& element : {Bytes{0xBF, 0x6B, 0x7C}, Bytes{0xE7, 0x6B, 0x7C}}) {
+        Bytes behind = Pattern(70000);
+        std::ranges::copy(element, behind.begin());
+        EXPECT_EQ(FindingOf("ebml", live, behind).size, std::ssize(live));
+    }
     const Finding atEnd = FindingOf("flv", half);
     EXPECT_EQ(atEnd.verdict, Verdict::Truncated);
     EXPECT_EQ(atEnd.size, 8 * 512);
