@@ -71,27 +71,28 @@ SectorRangeSet MissingParts(const std::vector<Outcome>& outcomes, const SectorRa
 
 ExitStatus RunExportMap(const ExportMapCommand& command) {
     FindsUse finds(command.finds, command.image, false);
-    Medium& medium = *finds.medium;
+    Medium& medium = finds.medium.Scanned();
     RequireOwnFile("--out", command.out, medium.Files());
     if (HoldsBytes(command.out) && !command.overwrite) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' exists; name another file, or pass --overwrite to replace it", command.out));
     }
-    const Validation validation =
-        ValidateWithFile(medium, finds.journal.seen, finds.journal.header.caps,
-                         FilePlace(OutcomesPathOf(command.finds)), {}, {.image = finds.image, .quiet = command.quiet});
+    const Validation validation = ValidateWithFile(
+        medium, finds.journal.seen, finds.journal.header.caps, FilePlace(OutcomesPathOf(command.finds)), {},
+        {.image = finds.image, .quiet = command.quiet, .space = finds.medium.Joins()});
     if (!validation.complete) {
         return ExitStatus::Stopped;
     }
     const std::int64_t sectorSize = medium.SectorSize();
+    const std::int64_t imageBytes = finds.medium.Image().SizeInBytes();
     const SectorRangeSet missing = MissingParts(validation.outcomes, medium.Unreadable(), sectorSize);
     std::vector<ByteRange> areas;
-    for (const SectorRange& range : missing.Ranges()) {
+    for (const SectorRange& range : finds.medium.OnImage(missing.Ranges())) {
         const std::int64_t first = range.first * sectorSize;
-        areas.push_back({first, std::min(range.count * sectorSize, medium.SizeInBytes() - first)});
+        areas.push_back({first, std::min(range.count * sectorSize, imageBytes - first)});
     }
     LineLog log(FilePlace(command.out), "map");
-    log.Add(MapOfAreas(areas, medium.SizeInBytes()));
+    log.Add(MapOfAreas(areas, imageBytes));
     log.Sync();
     if (!command.quiet) {
         Tell(fmt::format("{} areas with {} are worth reading next\n", areas.size(),

@@ -47,10 +47,11 @@ ExitStatus RunExtract(const ExtractCommand& command) {
     // The validators see files of types that the scan was not asked for.
     std::erase_if(filter.types,
                   [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
-    const OutFolder out = PrepareOutFolder(command.out, JobOf(header), {finds.medium->Files(), command.finds}, use);
+    const OutFolder out =
+        PrepareOutFolder(command.out, JobOf(header), {finds.medium.Image().Files(), command.finds}, use);
     const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps,
                              SetAsideToJson(header, finds.journal.setAside)};
-    const ExitStatus status = ExtractSeen(*finds.medium, finds.journal.seen, origin, filter, content,
+    const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, content,
                                           command.fileSystems, out, piece, command.quiet);
     // Of files that the finds do not name nobody knows.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;

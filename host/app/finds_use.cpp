@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "host/app/job_scan.h"
+#include "host/files/joined_plan.h"
 #include "host/medium/open_image.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
@@ -35,13 +36,15 @@ ImageSpec ImageOf(const JournalHeader& header, const ImageSpec& other) {
 FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad)
     : journal(ReadJournal(FilePlace(path))),
       image(ImageOf(journal.header, other)),
-      medium(OpenMedium(image, journal.header.sectorSize, {skipBad, StopRequested})) {
+      medium(OpenMedium(image, journal.header.sectorSize, {skipBad, StopRequested}), {skipBad, StopRequested}) {
+    medium.Join(journal.header.space);
     SayIfResized();
     if (other.path.empty() && other.map.empty()) {
-        medium->NoteUnreadable(journal.seen.unreadable);
+        medium.Scanned().NoteUnreadable(journal.seen.unreadable);
+        medium.ShareUnreadable();
     } else {
         // A copy, or a rescue that went on, may hold what was not there.
-        journal.seen.unreadable = medium->Unreadable().Ranges();
+        journal.seen.unreadable = medium.Scanned().Unreadable().Ranges();
     }
     if (journal.damagedLines > 0) {
         Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, path);
@@ -53,25 +56,25 @@ FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad
 
 bool FindsUse::IsWhole() const {
     return journal.complete && journal.setAside.empty() && journal.damagedLines == 0 &&
-           medium->SizeInBytes() >= journal.header.imageSize;
+           medium.Image().SizeInBytes() >= journal.header.imageSize;
 }
 
 void FindsUse::SayIfResized() const {
     const std::int64_t then = journal.header.imageSize;
-    if (medium->SizeInBytes() > then) {
+    const std::int64_t now = medium.Image().SizeInBytes();
+    if (now > then) {
         Say("the image '{}' has grown from {} to {} bytes since the scan; scan again to find what begins in the "
             "new "
             "part",
-            image.path, then, medium->SizeInBytes());
-    } else if (medium->SizeInBytes() < journal.header.imageSize) {
+            image.path, then, now);
+    } else if (now < then) {
         const auto isThere = [this](const Find& find) {
-            return find.startSector < medium->SectorCount();
+            return medium.OnImage(find.startSector) < medium.Image().SectorCount();
         };
         Say("the image '{}' has {} bytes, but had {} when it was scanned: {} of {} finds begin in what is there; "
             "if "
             "it is another image.path, name the right one with --image",
-            image.path, medium->SizeInBytes(), then, std::ranges::count_if(journal.seen.finds, isThere),
-            journal.seen.finds.size());
+            image.path, now, then, std::ranges::count_if(journal.seen.finds, isThere), journal.seen.finds.size());
     }
 }
 
@@ -87,31 +90,34 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
     RefuseSameDevice(path, imageFiles);
 }
 
-ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
+ExitStatus ExtractSeen(const ScanMedium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
                        const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
                        const std::optional<Piece>& piece, bool quiet) {
     KnownFiles known;
     Validation validation;
     if (filter.asReported) {
-        validation = {
-            ReportedOutcomes(seen.finds, {medium.SizeInBytes(), medium.SectorSize()}, filter.types), true, {}};
+        validation = {ReportedOutcomes(seen.finds, ShapeOf(medium), filter.types), true, {}};
+        EndAtGaps(validation.outcomes, medium);
     } else {
         // Nobody named it, so no link leads to it and no pipe is waited for.
         const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
         const Folder folder = Folder::Open(beside.parent_path());
         std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
         earlier.emplace_back(folder, beside.filename().string());
-        ValidateHow how{.image = origin.image, .workers = WorkersFor("", medium), .quiet = quiet};
+        ValidateHow how{
+            .image = origin.image, .workers = WorkersFor("", medium.Image()), .quiet = quiet, .space = medium.Joins()};
         if (piece) {
             how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
             how.needsShares = true;
         }
-        validation = ValidateWithFile(medium, seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier, how);
+        validation =
+            ValidateWithFile(medium.Scanned(), seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier, how);
+        EndAtGaps(validation.outcomes, medium);
         if (validation.complete && !fileSystems.isOff) {
             const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
             // Pieces that are written at the same time have one each, unless validating has asked before.
             const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
-            known = AskFileSystems(medium, {origin.image, origin.caps, DigestOf(medium, seen, origin.caps)},
+            known = AskFileSystems(medium, {origin.image, origin.caps, DigestOf(medium.Scanned(), seen, origin.caps)},
                                    FilePlace(out.folder, name), {{folder, knownBeside.filename().string()}},
                                    validation.outcomes, quiet);
         }

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/files/extract_run.h"
 #include "host/files/out_folder.h"
-#include "host/medium/medium.h"
+#include "host/medium/scan_medium.h"
 #include "host/plan/plan.h"
 #include "host/scan/journal.h"
 
@@ -25,7 +24,7 @@ struct FindsUse {
 
     Journal journal;
     ImageSpec image;
-    std::unique_ptr<Medium> medium;
+    ScanMedium medium;
 
 private:
     void SayIfResized() const;
@@ -46,7 +45,7 @@ struct FileSystemUse {
 
 /// Validates, unless what scanners report is wanted, asks the file systems what they know, and writes the files, or one
 /// piece of them.
-ExitStatus ExtractSeen(Medium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
+ExitStatus ExtractSeen(const ScanMedium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
                        const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
                        const std::optional<Piece>& piece, bool quiet);
 

@@ -133,7 +133,7 @@ ExitStatus RunInfo(const InfoCommand& command) {
     TellDevice(command.image.path);
     const EwfFacts facts = medium->Format() == ImageFormat::Ewf ? ReadEwfFacts(medium->Files()) : EwfFacts();
     TellAcquisition(facts);
-    TellVolumes(LearnVolumes(*medium, command.image, false));
+    TellVolumes(LearnVolumes(*medium, command.image, {}));
     return command.verify ? Verify(*medium, facts, command.quiet) : ExitStatus::Done;
 }
 

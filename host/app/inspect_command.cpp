@@ -30,7 +30,7 @@ ExitStatus RunInspect(const InspectCommand& command) {
     options.sectorSize = command.sectorSize;
     options.start = command.sector;
     const PreparedScan scan = PrepareScan(options, {});
-    Medium& medium = *scan.medium;
+    Medium& medium = scan.medium.Image();
 
     if (!IsSanitized) {
         // The sanitizers look for leaks at the end, which takes more than is allowed.

@@ -83,6 +83,10 @@ std::string Text(const std::map<std::int32_t, std::int64_t>& caps) {
     return text;
 }
 
+std::string KindWord(const JournalHeader& header) {
+    return std::string(SpaceWord(header.space ? header.space->Kind() : SpaceKind::All));
+}
+
 std::vector<KeptOption> Compare(const ScanOptions& options, const JournalHeader& asked, const JournalHeader& kept) {
     const ScanOptions defaults;
     const bool isWholeRange = options.volume.empty();
@@ -94,6 +98,7 @@ std::vector<KeptOption> Compare(const ScanOptions& options, const JournalHeader&
              std::to_string(kept.range.first)},
             {"--length", isWholeRange && options.length.empty(), asked.range.count == kept.range.count,
              std::to_string(kept.range.count)},
+            {"--space", options.space == defaults.space, options.space == KindWord(kept), KindWord(kept)},
             {"--types", asked.types.size() == AllTypes().size(), asked.types == kept.types, Text(kept.types)},
             {"--cap", options.caps.empty(), asked.caps == kept.caps, Text(kept.caps)}};
 }
@@ -132,6 +137,7 @@ SegmentRunOptions RunOptionsOf(const JobScan& scan, const ScanGrid& grid) {
     options.segmentBlocks = scan.job.segmentBlocks;
     options.workers = scan.workers;
     options.quiet = scan.quiet;
+    options.space = scan.job.header.space;
     return options;
 }
 
@@ -149,12 +155,12 @@ SegmentStore StoreOf(JobScan& scan, const Folder& folder) {
 // What an outcome has beside finds.
 void Conclude(ScanOutcome& outcome, const JobScan& scan) {
     outcome.summary.complete = outcome.complete;
-    const SectorRange range = scan.job.header.range;
-    outcome.summary.bytesScanned =
-        std::min((range.first + range.count) * scan.job.header.sectorSize, scan.scan.medium->SizeInBytes()) -
-        range.first * scan.job.header.sectorSize;
+    const Medium& medium = scan.scan.medium.Scanned();
+    const SectorRange range = scan.job.header.ScannedRange();
+    outcome.summary.bytesScanned = std::min((range.first + range.count) * medium.SectorSize(), medium.SizeInBytes()) -
+                                   range.first * medium.SectorSize();
     // Together with what a rescue map left out.
-    outcome.summary.unreadable = scan.scan.medium->Unreadable().Ranges();
+    NoteUnreadable(scan.scan.medium, outcome);
 }
 
 void CountFinds(ScanSummary& summary, const std::vector<Find>& finds) {
@@ -175,7 +181,7 @@ std::optional<ScanOutcome> FinishedBefore(const JobScan& scan, const Folder& fol
     outcome.complete = true;
     outcome.setAside = std::move(journal.setAside);
     CountFinds(outcome.summary, journal.seen.finds);
-    scan.scan.medium->NoteUnreadable(journal.seen.unreadable);
+    scan.scan.medium.Scanned().NoteUnreadable(journal.seen.unreadable);
     Conclude(outcome, scan);
     return outcome;
 }
@@ -192,12 +198,12 @@ ScanOutcome RunInWorkers(JobScan& scan, const SegmentStore& store, JournalWriter
         starts.starts.insert(starts.starts.end(), seen.starts.begin(), seen.starts.end());
         std::ranges::for_each(seen.textStarts, [&](SectorRange range) { starts.AddTextStarts(range); });
     };
-    SegmentRunResult result = RunSegments(*scan.scan.medium, store, options);
+    SegmentRunResult result = RunSegments(scan.scan.medium.Scanned(), store, options);
     outcome.complete = result.isComplete;
     outcome.setAside = std::move(result.setAside);
     Conclude(outcome, scan);
     outcome.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    starts.unreadable = outcome.summary.unreadable;
+    starts.unreadable = scan.scan.medium.Scanned().Unreadable().Ranges();
     journal.AddSightings(starts);
     for (const Json& aside : SetAsideToJson(scan.job.header, outcome.setAside)) {
         journal.AddSetAside(aside);
@@ -243,12 +249,12 @@ void RequireNoneLeft(const JobScan& scan, const SegmentStore& store, const std::
     SectorRangeSet left;
     for (const OpenPart& part : OpenParts(grid, {0, grid.BlockCount()}, segments, scan.job.segmentBlocks)) {
         const SectorRange sectors = grid.SectorsOf(part.blocks);
-        if (scan.scan.medium->ZeroSectorsFrom(sectors.first) < sectors.count) {
+        if (scan.scan.medium.Scanned().ZeroSectorsFrom(sectors.first) < sectors.count) {
             left.Add(sectors);
         }
     }
     if (const auto ranges = left.Ranges(); !ranges.empty()) {
-        const SectorRange first = ranges.front();
+        const SectorRange first = scan.scan.medium.OnImage(ranges).front();
         throw Failure(
             ExitStatus::NotStarted,
             fmt::format("{} sectors are not scanned yet, the first of them {} to {}; scan the pieces that are "
@@ -292,11 +298,12 @@ JobScan BeginJobScan(const fs::path& folder, const ScanOptions& options, const s
                      const JobOptions& jobOptions, bool anew) {
     JobScan begun;
     begun.scan = PrepareScan(options, types);
-    begun.workers = WorkersFor(jobOptions.jobs, *begun.scan.medium);
+    begun.workers = WorkersFor(jobOptions.jobs, begun.scan.medium.Image());
     const Folder there = Folder::Open(folder);
     const std::optional<ScanJob> kept = there.IsOpen() && !anew ? ReadScanJob(there) : std::nullopt;
-    const MediumIdentity identity = IdentityOf(*begun.scan.medium);
+    const MediumIdentity identity = IdentityOf(begun.scan.medium.Image());
     if (!kept) {
+        FindSpace(begun.scan, options);
         begun.job = MakeScanJob(begun.scan.header, identity, SegmentBlocksFor(jobOptions, begun.scan.header));
         begun.use = anew                                     ? FolderUse::Overwrite
                     : there.IsOpen() && IsBarelyBegun(there) ? FolderUse::GoOn
@@ -323,10 +330,10 @@ JobScan ReopenJobScan(const fs::path& folder, const ImageSpec& image, const JobO
     JobScan begun;
     begun.scan = ReopenScan(kept->header, image.path.empty() ? kept->header.image : image, false);
     begun.job = *kept;
-    begun.workers = WorkersFor(jobOptions.jobs, *begun.scan.medium);
+    begun.workers = WorkersFor(jobOptions.jobs, begun.scan.medium.Image());
     begun.isNew = false;
     begun.use = FolderUse::GoOn;
-    RequireSameMedium(folder, *kept, IdentityOf(*begun.scan.medium), begun.scan.header.image.path,
+    RequireSameMedium(folder, *kept, IdentityOf(begun.scan.medium.Image()), begun.scan.header.image.path,
                       jobOptions.changedMedium);
     return begun;
 }
@@ -348,11 +355,11 @@ ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
     const SegmentStore store = StoreOf(scan, folder);
     SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
     options.blocks = PieceOf(store.Grid(), piece.number, piece.count);
-    const SegmentRunResult result = RunSegments(*scan.scan.medium, store, options);
+    const SegmentRunResult result = RunSegments(scan.scan.medium.Scanned(), store, options);
     if (!result.isComplete) {
         return ExitStatus::Stopped;
     }
-    const bool isLossless = result.setAside.empty() && scan.scan.medium->Unreadable().SectorCount() == 0;
+    const bool isLossless = result.setAside.empty() && scan.scan.medium.Scanned().Unreadable().SectorCount() == 0;
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
@@ -393,7 +400,7 @@ ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder) {
 
 Sightings SeenInJob(const JobScan& scan, const Folder& folder) {
     Sightings seen = ReadJournal(FilePlace(folder, JobFindsName)).seen;
-    seen.unreadable = scan.scan.medium->Unreadable().Ranges();
+    seen.unreadable = scan.scan.medium.Scanned().Unreadable().Ranges();
     return seen;
 }
 

@@ -21,8 +21,8 @@ struct MergeCommand {
 ExitStatus RunMerge(const MergeCommand& command) {
     JobScan scan = ReopenJobScan(command.folder, command.image, command.job);
     scan.quiet = command.quiet;
-    const OutFolder out =
-        PrepareOutFolder(command.folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, FolderUse::GoOn);
+    const OutFolder out = PrepareOutFolder(command.folder, JobOf(scan.job.header),
+                                           {scan.scan.medium.Image().Files(), ""}, FolderUse::GoOn);
     const ScanOutcome outcome = JoinJobScan(scan, out.folder);
     if (!outcome.complete) {
         Say("stopped; the same command goes on");

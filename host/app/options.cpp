@@ -47,6 +47,10 @@ void AddScanOptions(Command& command, ScanOptions& options) {
                                .value = "NUMBER",
                                .group = TheMedium,
                                .excludes = {"--start", "--length"}});
+    Add(command, "--space", &options.space,
+        "all; free: only what the file systems do not use, joined in order, so that a deleted file that others "
+        "interrupt is whole again; free+slack: also the ends of living files' last clusters; all if not given",
+        "SPACE", TheMedium);
     Add(command, "--cap", &options.caps,
         "Largest size to report, in bytes, for all types or for some (png=50M), in place of the types' own, which "
         "'salvor types' lists; those of engines stay",

@@ -37,7 +37,7 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
         scan.job.choices = chosen.Given();
     }
     const OutFolder out =
-        PrepareOutFolder(command.out, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, scan.use);
+        PrepareOutFolder(command.out, JobOf(scan.job.header), {scan.scan.medium.Image().Files(), ""}, scan.use);
     const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, false);
     if (!outcome.complete) {
         Say("stopped before a file was written; the same command goes on");
@@ -49,7 +49,7 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
     const FilePlace finds(out.folder, JobFindsName);
     const FindsOrigin origin{scan.scan.header.image, finds.Text(), true, scan.scan.header.caps,
                              SetAsideToJson(scan.job.header, outcome.setAside)};
-    const ExitStatus status = ExtractSeen(*scan.scan.medium, SeenInJob(scan, out.folder), origin, filter, content,
+    const ExitStatus status = ExtractSeen(scan.scan.medium, SeenInJob(scan, out.folder), origin, filter, content,
                                           command.fileSystems, out, std::nullopt, command.quiet);
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }

@@ -34,8 +34,9 @@ void SayThatItGoesOn() { Say("stopped; the same command goes on"); }
 // To where the finds are written as they come, in this process.
 ExitStatus ScanInto(const FilePlace& report, const ScanCommand& command) {
     PreparedScan scan = PrepareScan(command.scan, SelectTypes(command.filter));
+    FindSpace(scan, command.scan);
     if (command.report != "-") {
-        RequireOwnFile("--report", command.report, scan.medium->Files());
+        RequireOwnFile("--report", command.report, scan.medium.Image().Files());
     }
     JournalWriter journal(report, scan.header);
     GiveUpRootRights();
@@ -65,7 +66,7 @@ ExitStatus TellEnd(const ScanOutcome& outcome, bool quiet) {
 ExitStatus ScanBeside(const ScanCommand& command) {
     const std::filesystem::path folder = command.report + ".job";
     JobScan scan = BeginIn(folder, command);
-    RequireOwnFile("--report", command.report, scan.scan.medium->Files());
+    RequireOwnFile("--report", command.report, scan.scan.medium.Image().Files());
     if (scan.isNew && HoldsBytes(command.report) && !command.overwrite) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
@@ -73,7 +74,8 @@ ExitStatus ScanBeside(const ScanCommand& command) {
     }
     // Made while the rights to do so are there.
     JournalWriter journal(FilePlace(command.report), scan.scan.header);
-    const OutFolder out = PrepareOutFolder(folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""}, scan.use);
+    const OutFolder out =
+        PrepareOutFolder(folder, JobOf(scan.job.header), {scan.scan.medium.Image().Files(), ""}, scan.use);
     const ScanOutcome outcome = ScanJobInto(scan, out.folder, journal);
     if (outcome.complete) {
         std::error_code none;
@@ -89,8 +91,8 @@ ExitStatus ScanInFolder(const ScanCommand& command) {
         throw Failure(ExitStatus::Usage, "--overwrite would take away what was scanned of the other segments");
     }
     JobScan scan = BeginIn(command.folder, command);
-    const OutFolder out = PrepareOutFolder(command.folder, JobOf(scan.job.header), {scan.scan.medium->Files(), ""},
-                                           piece ? FolderUse::Share : scan.use);
+    const OutFolder out = PrepareOutFolder(command.folder, JobOf(scan.job.header),
+                                           {scan.scan.medium.Image().Files(), ""}, piece ? FolderUse::Share : scan.use);
     if (piece) {
         const ExitStatus status = ScanJobPiece(scan, out.folder, *piece);
         if (status == ExitStatus::Stopped) {

@@ -10,6 +10,7 @@
 
 #include "host/details/find_details.h"
 #include "host/files/file_pieces.h"
+#include "host/files/joined_plan.h"
 #include "host/plan/size_rules.h"
 #include "host/platform/stop_request.h"
 #include "host/report/report.h"
@@ -32,7 +33,7 @@ std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, 
                                 const PlanFilter& filter) {
     const Sightings& seen = finds.journal.seen;
     if (filter.asReported) {
-        return ReportedOutcomes(seen.finds, {finds.medium->SizeInBytes(), finds.medium->SectorSize()}, filter.types);
+        return ReportedOutcomes(seen.finds, ShapeOf(finds.medium), filter.types);
     }
     std::optional<OutcomesRead> read = ReadOutcomes(FilePlace(OutcomesPathOf(path)));
     if (!read || !read->validation.complete || read->digest != digest) {
@@ -103,19 +104,20 @@ void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, Sho
 
 ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownChoice choice, const TakeFile& take) {
     const FindsUse finds(path, {image}, false);
-    Medium& medium = *finds.medium;
+    Medium& medium = finds.medium.Image();
     PlanFilter& filter = choice.filter;
     const JournalHeader& header = finds.journal.header;
-    const std::string digest = DigestOf(medium, finds.journal.seen, header.caps);
+    const std::string digest = DigestOf(finds.medium.Scanned(), finds.journal.seen, header.caps);
     std::vector<Outcome> outcomes = OutcomesOf(finds, path, digest, filter);
+    EndAtGaps(outcomes, finds.medium);
     const KnownFiles known = choice.fileSystems.isOff || filter.asReported
                                  ? KnownFiles()
-                                 : AskFileSystems(medium, {finds.image, header.caps, digest}, std::nullopt,
+                                 : AskFileSystems(finds.medium, {finds.image, header.caps, digest}, std::nullopt,
                                                   {FilePlace(KnownPathOf(path))}, outcomes, true);
     if (choice.fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);
     }
-    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, finds.journal.header.caps);
+    Plan plan = PlanOnImage(outcomes, finds.medium, filter, finds.journal.header.caps);
     FindDetails(medium, finds.image, plan, filter, nullptr);
     ShownFiles shown;
     const auto passedOver = static_cast<std::ptrdiff_t>(plan.passedOver.size());

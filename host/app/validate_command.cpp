@@ -41,7 +41,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     const std::optional<Piece> share = command.share.empty() ? std::nullopt : std::optional(ParsePiece(command.share));
     const std::string outcomes = command.out.empty() ? OutcomesPathOf(command.finds) : command.out;
     const std::string out = share ? outcomes + SuffixOf(*share) : outcomes;
-    RequireOwnFile("--out", out, finds.medium->Files());
+    RequireOwnFile("--out", out, finds.medium.Image().Files());
     if (IsSameFile(out, command.finds)) {
         throw Failure(ExitStatus::Usage, "--out names the finds file itself");
     }
@@ -61,16 +61,19 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     const std::vector<FilePlace> earlier =
         share ? std::vector<FilePlace>() : SharesIn(folder, path.filename().string());
     Validation validation =
-        ValidateWithFile(*finds.medium, finds.journal.seen, finds.journal.header.caps, FilePlace(out), earlier,
-                         {finds.image, WorkersFor(command.jobs, *finds.medium), command.quiet, share});
+        ValidateWithFile(finds.medium.Scanned(), finds.journal.seen, finds.journal.header.caps, FilePlace(out), earlier,
+                         {.image = finds.image,
+                          .workers = WorkersFor(command.jobs, finds.medium.Image()),
+                          .quiet = command.quiet,
+                          .share = share,
+                          .space = finds.medium.Joins()});
     if (share && !StopRequested()) {
         return validation.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
     }
     if (validation.complete && !command.noFileSystem) {
         const JournalHeader& header = finds.journal.header;
-        const std::string digest = DigestOf(*finds.medium, finds.journal.seen, header.caps);
-        AskFileSystems(*finds.medium, {finds.image, header.caps, digest}, known, {}, validation.outcomes,
-                       command.quiet);
+        const std::string digest = DigestOf(finds.medium.Scanned(), finds.journal.seen, header.caps);
+        AskFileSystems(finds.medium, {finds.image, header.caps, digest}, known, {}, validation.outcomes, command.quiet);
     }
     if (!validation.complete || StopRequested()) {
         Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));
@@ -80,7 +83,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         Tell(OutcomesTable(validation));
     }
     const bool isLossless =
-        finds.IsWhole() && finds.medium->Unreadable().SectorCount() == 0 && validation.setAside.empty();
+        finds.IsWhole() && finds.medium.Scanned().Unreadable().SectorCount() == 0 && validation.setAside.empty();
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 

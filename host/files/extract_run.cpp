@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/details/find_details.h"
+#include "host/files/joined_plan.h"
 #include "host/files/write_files.h"
 #include "host/platform/device_facts.h"
 #include "host/platform/stop_request.h"
@@ -304,14 +305,16 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
 
 }  // namespace
 
-ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
+ExitStatus ExtractFiles(const ScanMedium& scanned, const std::vector<Outcome>& outcomes, const KnownFiles& known,
                         const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
                         const OutFolder& out, bool quiet) {
     const Folder& folder = out.folder;
     LineFile skipped(folder, "skipped.jsonl");
     ExtractTotals passedOver;
-    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps,
-                         [&](const PassedOver& passed) { NotePassedOver(passed, skipped, passedOver); });
+    scanned.ShareUnreadable();
+    Medium& medium = scanned.Image();
+    Plan plan = PlanOnImage(outcomes, scanned, filter, origin.caps,
+                            [&](const PassedOver& passed) { NotePassedOver(passed, skipped, passedOver); });
     ChooseByDetails(medium, origin, plan, filter, folder);
     const bool fits = FitOntoDisk(plan, folder);
     if (!fits) {
@@ -365,12 +368,13 @@ ExitStatus ExtractFiles(Medium& medium, const std::vector<Outcome>& outcomes, co
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
-ExitStatus ExtractPiece(Medium& medium, const std::vector<Outcome>& outcomes, const KnownFiles& known,
+ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& outcomes, const KnownFiles& known,
                         const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
                         const OutFolder& out, const Piece& piece, bool quiet) {
     const Folder& folder = out.folder;
-    Plan plan = MakePlan(outcomes, {medium.SizeInBytes(), medium.SectorSize()}, filter, origin.caps,
-                         [](const PassedOver& /*passed*/) {});
+    scanned.ShareUnreadable();
+    Medium& medium = scanned.Image();
+    Plan plan = PlanOnImage(outcomes, scanned, filter, origin.caps, [](const PassedOver& /*passed*/) {});
     ChooseByDetails(medium, origin, plan, filter, folder);
     // What would be left out depends on what the others have written by now, and the plans would differ.
     if (!FitOntoDisk(plan, folder)) {

@@ -1,30 +1,38 @@
 #pragma once
 
+#include <memory>
 #include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/medium/extent.h"
 #include "host/medium/medium.h"
+#include "host/medium/space.h"
 
 namespace salvor {
 
-/// Extents of a medium, joined in order as a medium of their own, with the zeros of holes.
+/// Pieces of a medium, joined in order as a medium of their own, with zeros for holes and gaps.
 class ExtentSource final : public MediumSource {
 public:
     /// The medium outlives this. The extents lie on it or are holes; there is one at least.
-    ExtentSource(Medium& medium, std::vector<Extent> extents);
+    ExtentSource(Medium& medium, const std::vector<Extent>& extents);
+    /// The space has one piece at least, and the medium's sectors.
+    ExtentSource(Medium& medium, std::shared_ptr<const Space> space) : medium_(medium), space_(std::move(space)) {}
 
-    std::int64_t Size() const override { return starts_.back(); }
+    std::int64_t Size() const override { return space_->SizeInBytes(); }
+    ImageFormat Format() const override { return medium_.Format(); }
+    std::vector<std::string> Files() const override { return medium_.Files(); }
     std::int32_t SectorSize() const override { return medium_.SectorSize(); }
     std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override;
+    ByteRange NextData(std::int64_t offset) override;
+    std::vector<int> Descriptors() const override { return medium_.Descriptors(); }
 
 private:
-    std::size_t ReadInside(std::size_t index, std::int64_t offset, std::span<std::uint8_t> buffer);
+    std::size_t ReadInside(const Space::Place& place, std::span<std::uint8_t> buffer);
 
     Medium& medium_;
-    std::vector<Extent> extents_;
-    // Offset of each extent's first byte; the last one is the size of all.
-    std::vector<std::int64_t> starts_{0};
+    std::shared_ptr<const Space> space_;
 };
 
 }  // namespace salvor

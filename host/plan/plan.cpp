@@ -214,7 +214,7 @@ private:
         }
         file.container = container;
         const std::string extension = ExtensionOf(file.finding);
-        file.path = fmt::format("{}.embedded/f{:010}.{}", container, file.StartSector(), extension);
+        file.path = fmt::format("{}.embedded/f{:010}.{}", container, NumberOf(file), extension);
         plan_.files.push_back(std::move(file));
     }
 
@@ -240,9 +240,13 @@ private:
         return isNamed ? &filter_.originalPaths[index] : nullptr;
     }
 
-    static std::string NameOf(const PlannedFile& file, const std::string& suffix) {
+    std::string NameOf(const PlannedFile& file, const std::string& suffix) const {
         const char* const folder = file.finding.beginsInMiddle ? "pieces/" : "";
-        return fmt::format("{0}/{1}f{2:010}{3}.{0}", ExtensionOf(file.finding), folder, file.StartSector(), suffix);
+        return fmt::format("{0}/{1}f{2:010}{3}.{0}", ExtensionOf(file.finding), folder, NumberOf(file), suffix);
+    }
+    // The sector that stands in its name.
+    std::int64_t NumberOf(const PlannedFile& file) const {
+        return medium_.numberOf ? medium_.numberOf(file.StartSector()) : file.StartSector();
     }
 
     const MediumShape& medium_;

@@ -122,6 +122,8 @@ std::optional<NotWanted> RefusalOf(const FileDetails& details, const PlanFilter&
 struct MediumShape {
     std::int64_t sizeInBytes = 0;
     std::int32_t sectorSize = 512;
+    /// The sector that stands in the name of a file which begins at this one; the same if it is empty.
+    std::function<std::int64_t(std::int64_t)> numberOf = {};
 };
 
 /// Decides which outcomes become files. What begins inside a whole file, or inside an open one whose structure is

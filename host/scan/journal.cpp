@@ -9,6 +9,7 @@
 #include "host/report/json_lines.h"
 #include "host/say/failure.h"
 #include "host/scan/scanners.h"
+#include "host/scan/space_lines.h"
 
 namespace salvor {
 
@@ -65,25 +66,77 @@ void AddLines(std::string& text, const std::vector<Item>& items, Line&& line) {
 }
 
 ScanGrid GridFor(const JournalHeader& header) {
-    return {header.range, std::max<std::int64_t>(header.blockSize / header.sectorSize, 1), header.types};
+    return {header.ScannedRange(), std::max<std::int64_t>(header.blockSize / header.sectorSize, 1), header.types};
 }
 
-bool TakeSetAside(const Json& record, Journal& journal) {
-    const auto ranges = RangesFromJson(record, "sectors");
+// What was seen in a space but for the finds, in sectors of the medium.
+Sightings OnMedium(const Sightings& seen, const Space& space) {
+    Sightings there;
+    for (const std::int64_t start : seen.starts) {
+        there.starts.push_back(space.OnMedium(start));
+    }
+    there.textStarts = space.OnMedium(seen.textStarts);
+    there.unreadable = space.OnMedium(seen.unreadable);
+    return there;
+}
+
+// The sector of the space that is this one; nothing if it is not in it.
+std::optional<std::int64_t> InSpace(const SpaceIndex* index, std::int64_t sector) {
+    if (index == nullptr) {
+        return sector;
+    }
+    const SectorRange found = index->StretchAt({sector, 1});
+    return found.count == 0 ? std::nullopt : std::optional(found.first);
+}
+
+bool TakeSightingsOnMedium(const Json& record, const SpaceIndex* index, Sightings& seen) {
+    if (index == nullptr) {
+        return TakeSightings(record, seen);
+    }
+    Sightings some;
+    if (!TakeSightings(record, some)) {
+        return false;
+    }
+    for (const std::int64_t start : some.starts) {
+        if (const auto sector = InSpace(index, start)) {
+            seen.starts.push_back(*sector);
+        }
+    }
+    std::ranges::for_each(index->InSpace(some.textStarts), [&seen](SectorRange range) { seen.AddTextStarts(range); });
+    std::ranges::copy(index->InSpace(some.unreadable), std::back_inserter(seen.unreadable));
+    return true;
+}
+
+// Pieces of a block are told one by one.
+void AddSetAside(std::vector<BlocksSetAside>& list, BlocksSetAside aside) {
+    const bool isKnown = !list.empty() && list.back().type == aside.type && list.back().why == aside.why &&
+                         aside.blocks.first < list.back().blocks.end && aside.blocks.first >= list.back().blocks.first;
+    if (isKnown) {
+        list.back().blocks.end = std::max(list.back().blocks.end, aside.blocks.end);
+    } else {
+        list.push_back(std::move(aside));
+    }
+}
+
+bool TakeSetAside(const Json& record, const SpaceIndex* index, Journal& journal) {
+    auto ranges = RangesFromJson(record, "sectors");
     const ScanGrid grid = GridFor(journal.header);
     if (!ranges || !IsInteger(record, "type") || !record.contains("why") || !record["why"].is_string()) {
         return false;
     }
+    if (index != nullptr) {
+        ranges = index->InSpace(*ranges);
+    }
     for (const SectorRange& range : *ranges) {
-        journal.setAside.push_back({record["type"].get<std::int32_t>(),
-                                    {grid.BlockOf(range.first), grid.BlockOf(range.first + range.count - 1) + 1},
-                                    record["why"].get<std::string>()});
+        AddSetAside(journal.setAside, {record["type"].get<std::int32_t>(),
+                                       {grid.BlockOf(range.first), grid.BlockOf(range.first + range.count - 1) + 1},
+                                       record["why"].get<std::string>()});
     }
     return true;
 }
 
-// False for a record that does not belong in a journal.
-bool TakeRecord(const Json& record, Journal& journal) {
+// False for a record that does not belong in a journal. `index` is null if all was scanned.
+bool TakeRecord(const Json& record, const SpaceIndex* index, Journal& journal) {
     if (!record.is_object() || !record.contains("record") || !record["record"].is_string()) {
         return false;
     }
@@ -93,17 +146,17 @@ bool TakeRecord(const Json& record, Journal& journal) {
             return false;
         }
         const auto type = record["type"].get<std::int64_t>();
-        if (type < 0 || type >= FileTypeCount) {
+        const auto start = InSpace(index, record["start_sector"].get<std::int64_t>());
+        if (type < 0 || type >= FileTypeCount || !start) {
             return false;
         }
-        journal.seen.finds.push_back({static_cast<std::int32_t>(type), record["start_sector"].get<std::int64_t>(),
-                                      record["size"].get<std::int64_t>()});
+        journal.seen.finds.push_back({static_cast<std::int32_t>(type), *start, record["size"].get<std::int64_t>()});
     } else if (kind == "set_aside") {
-        return TakeSetAside(record, journal);
+        return TakeSetAside(record, index, journal);
     } else if (kind == "summary") {
         journal.complete = record.contains("ended") && record["ended"] == "complete";
     } else {
-        return kind == "progress" || TakeSightings(record, journal.seen);
+        return kind == "progress" || TakeSightingsOnMedium(record, index, journal.seen);
     }
     return true;
 }
@@ -146,25 +199,36 @@ JournalHeader HeaderFromJson(const Json& value) {
     return header;
 }
 
+void TakeSpace(const Json& value, LineReader& lines, JournalHeader& header) {
+    if (value.contains("space")) {
+        header.space = SpaceFromLines(value.at("space"), header.sectorSize, header.imageSize, lines);
+    }
+}
+
 Json OptionsToJson(const JournalHeader& header) {
     Json caps = Json::object();
     for (const auto& [type, cap] : header.caps) {
         caps[std::to_string(type)] = cap;
     }
-    return {{"sector_size", header.sectorSize},
-            {"block_size", header.blockSize},
-            {"range", {{"start", header.range.first}, {"length", header.range.count}}},
-            {"types", header.types},
-            {"options", {{"caps", caps}}}};
+    Json options{{"sector_size", header.sectorSize},
+                 {"block_size", header.blockSize},
+                 {"range", {{"start", header.range.first}, {"length", header.range.count}}},
+                 {"types", header.types},
+                 {"options", {{"caps", caps}}}};
+    if (header.space) {
+        options["space"] = SpaceToJson(*header.space);
+    }
+    return options;
 }
 
 std::vector<Json> SetAsideToJson(const JournalHeader& header, const std::vector<BlocksSetAside>& setAside) {
     std::vector<Json> list;
     list.reserve(setAside.size());
     for (const BlocksSetAside& aside : setAside) {
+        const std::vector<SectorRange> sectors{GridFor(header).SectorsOf(aside.blocks)};
         list.push_back({{"type", aside.type},
                         {"extension", aside.type == StartsType ? "" : ExtensionOf(aside.type)},
-                        {"sectors", RangesToJson({GridFor(header).SectorsOf(aside.blocks)})},
+                        {"sectors", RangesToJson(header.space ? header.space->OnMedium(sectors) : sectors)},
                         {"why", aside.why}});
     }
     return list;
@@ -203,8 +267,9 @@ bool TakeSightings(const Json& record, Sightings& seen) {
     return true;
 }
 
-JournalWriter::JournalWriter(const FilePlace& place, const JournalHeader& header) : log_(place, "finds file") {
-    log_.Add(JsonLine(HeaderToJson(header)));
+JournalWriter::JournalWriter(const FilePlace& place, const JournalHeader& header)
+    : log_(place, "finds file"), space_(header.space) {
+    log_.Add(JsonLine(HeaderToJson(header)) + (space_ ? SpaceLines(*space_) : ""));
     Flush();
 }
 
@@ -212,7 +277,7 @@ void JournalWriter::AddFind(const Find& find) {
     ++finds_;
     log_.Add(fmt::format(R"({{"record":"find","type":{},"extension":"{}","start_sector":{},"size":{}}})"
                          "\n",
-                         find.type, ExtensionOf(find.type), find.startSector, find.size));
+                         find.type, ExtensionOf(find.type), OnMedium(find.startSector), find.size));
 }
 
 void JournalWriter::AddStart(std::int64_t sector) {
@@ -229,11 +294,15 @@ void JournalWriter::AddTextStart(std::int64_t sector) {
     }
 }
 
-void JournalWriter::WriteSightings() { log_.Add(SightingLines(std::exchange(sighted_, {}))); }
+void JournalWriter::AddLinesOf(const Sightings& seen) {
+    log_.Add(space_ ? SightingLines(salvor::OnMedium(seen, *space_)) : SightingLines(seen));
+}
+
+void JournalWriter::WriteSightings() { AddLinesOf(std::exchange(sighted_, {})); }
 
 void JournalWriter::AddSightings(const Sightings& seen) {
     std::ranges::for_each(seen.finds, [this](const Find& find) { AddFind(find); });
-    log_.Add(SightingLines(seen));
+    AddLinesOf(seen);
 }
 
 void JournalWriter::AddSetAside(const Json& aside) {
@@ -246,13 +315,13 @@ void JournalWriter::AddProgress(std::int64_t nextSector) {
     WriteSightings();
     log_.Add(fmt::format(R"({{"record":"progress","next_sector":{},"finds":{}}})"
                          "\n",
-                         nextSector, finds_));
+                         OnMedium(nextSector), finds_));
 }
 
 void JournalWriter::AddUnreadable(const std::vector<SectorRange>& ranges) {
     Sightings seen;
     seen.unreadable = ranges;
-    log_.Add(SightingLines(seen));
+    AddLinesOf(seen);
 }
 
 void JournalWriter::AddSummary(const ScanSummary& summary) {
@@ -297,12 +366,14 @@ Journal ReadJournal(const FilePlace& place) {
         const Json header = ParseJsonLine(line);
         RequireFormat(header);
         journal.header = HeaderFromJson(header);
+        TakeSpace(header, lines, journal.header);
     } catch (const std::exception&) {
-        throw fail("its first line is not the header of a finds file");
+        throw fail("it does not begin with the header of a finds file");
     }
+    const auto index = journal.header.space ? std::optional<SpaceIndex>(*journal.header.space) : std::nullopt;
     while (lines.Next(line)) {
         // The last line of a journal ends with a line break too; without one it was cut.
-        if (lines.WasCut() || !TakeRecord(ParseJsonLine(line), journal)) {
+        if (lines.WasCut() || !TakeRecord(ParseJsonLine(line), index ? &*index : nullptr, journal)) {
             ++journal.damagedLines;
         }
     }

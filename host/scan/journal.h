@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/medium/image_spec.h"
 #include "host/medium/sector_ranges.h"
+#include "host/medium/space.h"
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
 #include "host/scan/scan_session.h"
@@ -19,10 +21,17 @@ struct JournalHeader {
     std::int64_t imageSize = 0;
     std::int32_t sectorSize = 512;
     std::int64_t blockSize = 0;
+    /// Of the image.
     SectorRange range;
     std::vector<std::int32_t> types;
     /// Caps in bytes that differ from the types' own, by factory index.
     std::map<std::int32_t, std::int64_t> caps;
+    /// What of the range is scanned, joined; null for all of it. All that is seen counts the sectors of the space; in
+    /// the file are those of the image.
+    std::shared_ptr<const Space> space;
+
+    /// The range in sectors as scanning counts them.
+    SectorRange ScannedRange() const { return space ? SectorRange{0, space->SectorCount()} : range; }
 };
 
 /// How a scan ended.
@@ -42,6 +51,9 @@ Json HeaderToJson(const JournalHeader& header);
 /// The same read back, whatever its format is called. Throws an exception of the JSON library or of the standard
 /// library if a field is missing or makes no sense.
 JournalHeader HeaderFromJson(const Json& value);
+
+/// Reads the lines about the space that follow such a record, if there are any. Throws in the same way.
+void TakeSpace(const Json& value, LineReader& lines, JournalHeader& header);
 
 /// For each, which sectors were not scanned for which type, and why.
 std::vector<Json> SetAsideToJson(const JournalHeader& header, const std::vector<BlocksSetAside>& setAside);
@@ -77,9 +89,13 @@ public:
     void Sync();
 
 private:
+    void AddLinesOf(const Sightings& seen);
     void WriteSightings();
+    std::int64_t OnMedium(std::int64_t sector) const { return space_ ? space_->OnMedium(sector) : sector; }
 
     LineLog log_;
+    // Null if all is scanned.
+    std::shared_ptr<const Space> space_;
     std::int64_t finds_ = 0;
     // Not yet in the log.
     Sightings sighted_;

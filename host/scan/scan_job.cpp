@@ -14,6 +14,7 @@
 #include "host/report/json_lines.h"
 #include "host/report/line_log.h"
 #include "host/say/failure.h"
+#include "host/scan/space_lines.h"
 
 namespace salvor {
 
@@ -117,7 +118,9 @@ std::optional<ScanJob> ReadScanJob(const Folder& folder) {
             throw fail("it was another version of the program");
         }
         if (json.at("format") == FormatName && json.at("version") == FormatVersion && !lines.WasCut()) {
-            return FromJson(json);
+            ScanJob job = FromJson(json);
+            TakeSpace(json, lines, job.header);
+            return job;
         }
     } catch (const Failure&) {
         throw;
@@ -128,7 +131,7 @@ std::optional<ScanJob> ReadScanJob(const Folder& folder) {
 }
 
 void WriteScanJob(const Folder& folder, const ScanJob& job) {
-    const std::string line = JsonLine(ToJson(job));
+    const std::string line = JsonLine(ToJson(job)) + (job.header.space ? SpaceLines(*job.header.space) : "");
     // Several machines may begin the same scan at the same moment.
     const std::string draft = fmt::format("{}.{:08x}.part", FileName, std::random_device()());
     File file = folder.Create(draft);
@@ -168,7 +171,7 @@ ScanKey KeyOf(const ScanJob& job) {
 
 ScanRequest RequestOf(const JournalHeader& header) {
     ScanRequest request;
-    request.range = header.range;
+    request.range = header.ScannedRange();
     request.blockSectors = header.blockSize / header.sectorSize;
     request.types = header.types;
     request.caps = header.caps;

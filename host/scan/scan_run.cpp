@@ -31,7 +31,8 @@ public:
         : scan_(scan),
           journal_(journal),
           outcome_(outcome),
-          progress_("scanning", BytesUpTo(scan.header.range.first + scan.header.range.count), quiet) {}
+          range_(scan.header.ScannedRange()),
+          progress_("scanning", BytesUpTo(range_.first + range_.count), quiet) {}
 
     void OnFind(const Find& find) override {
         journal_.AddFind(find);
@@ -53,7 +54,7 @@ public:
     void OnBlockDone(std::int64_t nextSector) override {
         const std::int64_t done = BytesUpTo(nextSector);
         outcome_.summary.bytesScanned = done;
-        if (const auto unreadable = scan_.medium->TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
+        if (const auto unreadable = scan_.medium.Scanned().TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
             journal_.AddUnreadable(unreadable.Ranges());
         }
         const auto now = steady_clock::now();
@@ -74,14 +75,15 @@ private:
     // Bytes of the range before a sector; the medium's last sector may be partial.
     std::int64_t BytesUpTo(std::int64_t sector) const {
         const std::int64_t sectorSize = scan_.header.sectorSize;
-        const std::int64_t end =
-            sector == scan_.medium->SectorCount() ? scan_.medium->SizeInBytes() : sector * sectorSize;
-        return end - scan_.header.range.first * sectorSize;
+        const Medium& medium = scan_.medium.Scanned();
+        const std::int64_t end = sector == medium.SectorCount() ? medium.SizeInBytes() : sector * sectorSize;
+        return end - range_.first * sectorSize;
     }
 
     PreparedScan& scan_;
     JournalWriter& journal_;
     ScanOutcome& outcome_;
+    SectorRange range_;
     Progress progress_;
     std::map<std::string, std::int64_t> countsByExtension_;
     steady_clock::time_point nextMark_ = steady_clock::now();
@@ -148,10 +150,21 @@ void RefuseMounted(const ScanOptions& options) {
     }
 }
 
+SpaceKind KindOf(const ScanOptions& options) {
+    const auto kind = SpaceNamed(options.space);
+    if (!kind) {
+        throw UsageError(fmt::format("--space: '{}' is not one of all, free, free+slack", options.space));
+    }
+    if (*kind != SpaceKind::All && (options.start != "0" || !options.length.empty())) {
+        throw UsageError("--space takes no --start and no --length; name a volume with --volume");
+    }
+    return *kind;
+}
+
 // The sectors of the volume with this number.
 SectorRange RangeOfVolume(Medium& medium, const ScanOptions& options) {
     const std::int64_t wanted = ParseNumber("--volume", options.volume);
-    const Knowledge knowledge = LearnVolumes(medium, options.image, false);
+    const Knowledge knowledge = LearnVolumes(medium, options.image, {});
     const auto found =
         std::ranges::find_if(knowledge.volumes, [wanted](const Volume& volume) { return volume.number == wanted; });
     if (found == knowledge.volumes.end()) {
@@ -174,6 +187,7 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     // Without a length the scan goes to the medium's end.
     const std::int64_t length =
         options.length.empty() ? std::numeric_limits<std::int64_t>::max() : ParseNumber("--length", options.length);
+    KindOf(options);
     RefuseMounted(options);
     auto medium = OpenMedium(options.image, header.sectorSize, {options.skipBad, StopRequested});
     header.imageSize = medium->SizeInBytes();
@@ -184,14 +198,21 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     const std::int64_t left = sectors - start;
     header.range =
         options.volume.empty() ? SectorRange{start, std::min(length, left)} : RangeOfVolume(*medium, options);
-    return {std::move(medium), std::move(header)};
+    return {ScanMedium(std::move(medium), {options.skipBad, StopRequested}), std::move(header)};
+}
+
+void FindSpace(PreparedScan& scan, const ScanOptions& options) {
+    if (const SpaceKind kind = KindOf(options); kind != SpaceKind::All) {
+        scan.header.space = LearnSpace(scan.medium.Image(), options.image, kind, scan.header.range);
+        scan.medium.Join(scan.header.space);
+    }
 }
 
 PreparedScan ReopenScan(const JournalHeader& header, const ImageSpec& image, bool skipBad) {
-    PreparedScan scan;
-    scan.header = header;
+    const FailurePolicy policy{skipBad, StopRequested};
+    PreparedScan scan{ScanMedium(OpenMedium(image, header.sectorSize, policy), policy), header};
     scan.header.image = Absolute(image);
-    scan.medium = OpenMedium(image, header.sectorSize, {skipBad, StopRequested});
+    scan.medium.Join(header.space);
     return scan;
 }
 
@@ -199,18 +220,24 @@ ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool 
     const ScanRequest request = RequestOf(scan.header);
     ScanOutcome outcome;
     const auto start = steady_clock::now();
+    Medium& medium = scan.medium.Scanned();
     {
-        journal.AddUnreadable(scan.medium->Unreadable().Ranges());
+        journal.AddUnreadable(medium.Unreadable().Ranges());
         JournalObserver observer(scan, journal, outcome, quiet);
-        outcome.complete = ScanRange(*scan.medium, request, observer);
+        outcome.complete = ScanRange(medium, request, observer);
     }
     outcome.summary.complete = outcome.complete;
     outcome.summary.seconds = std::chrono::duration<double>(steady_clock::now() - start).count();
-    outcome.summary.unreadable = scan.medium->Unreadable().Ranges();
-    outcome.seen.unreadable = outcome.summary.unreadable;
+    NoteUnreadable(scan.medium, outcome);
     journal.AddSummary(outcome.summary);
     journal.Sync();
     return outcome;
+}
+
+void NoteUnreadable(const ScanMedium& medium, ScanOutcome& outcome) {
+    medium.ShareUnreadable();
+    outcome.seen.unreadable = medium.Scanned().Unreadable().Ranges();
+    outcome.summary.unreadable = medium.OnImage(outcome.seen.unreadable);
 }
 
 std::string ScanTable(const ScanSummary& summary) {

@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "host/medium/medium.h"
+#include "host/medium/scan_medium.h"
 #include "host/scan/journal.h"
 
 namespace salvor {
@@ -20,6 +19,8 @@ struct ScanOptions {
     std::string length;
     /// The number of the volume to scan in place of such a range; empty for none.
     std::string volume;
+    /// What of it is scanned; a word of `SpaceWord`.
+    std::string space = "all";
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
     /// Also a device with file systems that are mounted for writing.
@@ -30,12 +31,15 @@ struct ScanOptions {
 
 /// A scan as understood: checked against the image and the library.
 struct PreparedScan {
-    std::unique_ptr<Medium> medium;
+    ScanMedium medium;
     JournalHeader header;
 };
 
 /// Opens the image and checks the options. Throws `Failure` (usage or not started).
 PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types);
+
+/// Finds out what of the image is to be scanned, if that is not all. Throws `Failure` (not started) if nothing is.
+void FindSpace(PreparedScan& scan, const ScanOptions& options);
 
 /// Opens the image for a scan that was begun before. Throws `Failure` (not started).
 PreparedScan ReopenScan(const JournalHeader& header, const ImageSpec& image, bool skipBad);
@@ -46,6 +50,10 @@ struct ScanOutcome {
     std::vector<BlocksSetAside> setAside{};
     ScanSummary summary;
 };
+
+/// What could not be read so far goes into the outcome: what was seen counts as scanning does, the summary counts the
+/// image's sectors.
+void NoteUnreadable(const ScanMedium& medium, ScanOutcome& outcome);
 
 /// Scans with progress for the person, writing every find to the journal before it goes on. Throws `Failure` when the
 /// journal cannot be written.

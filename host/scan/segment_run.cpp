@@ -235,7 +235,7 @@ private:
         std::erase_if(request.caps,
                       [&](const auto& cap) { return std::ranges::find(part.types, cap.first) == part.types.end(); });
         order.what = ToJson(ScanOrder{std::move(request), part.part, store_.Key(), OrderSeconds});
-        order.medium = AccessTo(medium_, options_.image);
+        order.medium = AccessTo(medium_, options_.image, options_.space);
         // Two blocks are in memory at a time, and one of zeros.
         order.memory += 3 * BytesOf({0, 1});
         SegmentStore::Draft draft = store_.Begin({part.part.from, part.part.to});
@@ -331,7 +331,7 @@ private:
         const SectorRange sectors = grid_.SectorsOf(blocks);
         progress_->Clear();
         Say("{} {} in sectors {} to {}, which are set aside for it; all else is scanned", NameOf(type), why,
-            sectors.first, sectors.first + sectors.count - 1);
+            OnMedium(sectors.first), OnMedium(sectors.first + sectors.count - 1));
         if (!part.part.mayEndSooner) {
             // Joining asks for what is missing now.
             return;
@@ -343,6 +343,11 @@ private:
                 queue_.push_front(PartOf(open.blocks, part.types, part.withStarts));
             }
         }
+    }
+
+    // For people.
+    std::int64_t OnMedium(std::int64_t sector) const {
+        return options_.space ? options_.space->OnMedium(sector) : sector;
     }
 
     // A block. Where one after another fails, as many as failed in front of it, so that a long stretch of them does not

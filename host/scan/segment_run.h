@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
+#include "host/medium/space.h"
 #include "host/scan/segment_plan.h"
 #include "host/scan/segment_store.h"
 
@@ -26,6 +28,8 @@ struct SegmentRunOptions {
     /// sectors, which the medium knows then. All blocks must have been scanned or be among those to scan. Without it
     /// nothing is joined.
     std::function<void(const Sightings&)> take;
+    /// What of the image is joined as the medium; null for all.
+    std::shared_ptr<const Space> space = nullptr;
 };
 
 struct SegmentRunResult {

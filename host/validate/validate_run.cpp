@@ -26,8 +26,11 @@ using std::chrono::steady_clock;
 // Keeps what is found out in the outcomes file, and tells the person how far it is.
 class Keeper {
 public:
-    Keeper(OutcomesWriter& writer, Medium& medium, bool quiet)
-        : writer_(writer), medium_(medium), progress_("validating", medium.SizeInBytes() * PhaseCount, quiet) {}
+    Keeper(OutcomesWriter& writer, Medium& medium, const ValidateHow& how)
+        : writer_(writer),
+          medium_(medium),
+          space_(how.space),
+          progress_("validating", medium.SizeInBytes() * PhaseCount, how.quiet) {}
 
     void Keep(const KnownFinding& finding) {
         writer_.AddFinding(finding);
@@ -37,8 +40,8 @@ public:
     }
     void Keep(const SetAside& setAside) {
         progress_.Clear();
-        Say("validating sector {}: {} {}; what the scanners say of it counts", setAside.sector, setAside.who,
-            setAside.how);
+        Say("validating sector {}: {} {}; what the scanners say of it counts",
+            space_ ? space_->OnMedium(setAside.sector) : setAside.sector, setAside.who, setAside.how);
         writer_.AddSetAside(setAside);
     }
     void KeepUnreadable(const std::vector<SectorRange>& sectors) { writer_.AddUnreadable(sectors); }
@@ -61,6 +64,7 @@ private:
 
     OutcomesWriter& writer_;
     Medium& medium_;
+    std::shared_ptr<const Space> space_;
     Progress progress_;
     std::map<std::string, std::int64_t> counts_;
     steady_clock::time_point nextSync_ = steady_clock::now();
@@ -137,7 +141,7 @@ public:
                    const ValidateHow& how, Keeper& keeper, const OutcomesRead& known)
         : medium_(medium),
           seen_(seen),
-          access_(AccessTo(medium, how.image)),
+          access_(AccessTo(medium, how.image, how.space)),
           keeper_(keeper),
           isShare_(how.share.has_value()) {
         request_.caps = caps;
@@ -365,7 +369,7 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
     Validation validation;
     bool isShareDone = false;
     {
-        Keeper keeper(writer, medium, how.quiet);
+        Keeper keeper(writer, medium, how);
         if (how.image.path.empty() && medium.Descriptors().empty()) {
             OwnObserver observer(keeper, medium);
             std::ranges::for_each(known.known, [&](const KnownFinding& one) { keeper.Keep(one); });

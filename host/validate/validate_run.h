@@ -1,12 +1,14 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
+#include "host/medium/space.h"
 #include "host/platform/file_place.h"
 #include "host/report/piece.h"
 #include "host/validate/validate_finds.h"
@@ -33,6 +35,8 @@ struct ValidateHow {
     std::string draftSuffix = ".part";
     /// All shares of it must have been done before.
     bool needsShares = false;
+    /// What of the image is joined as the medium; null for all.
+    std::shared_ptr<const Space> space = nullptr;
 };
 
 /// The shares that are kept in a folder beside the outcomes file of this name, as in `card.outcomes.3-of-16`. The

@@ -62,15 +62,21 @@ KnownFile FileIn(const Json& record, std::int64_t sectorCount, std::int64_t sect
     return file;
 }
 
-void AddRanges(const Json& record, std::int64_t sectorCount, SectorRangeSet& set) {
+void AddRanges(const Json& record, std::int64_t sectorCount, std::vector<SectorRange>& list) {
     const auto ranges = RangesFromJson(record, "sectors");
     if (!ranges || !std::ranges::all_of(*ranges, [&](SectorRange one) { return IsOn(one, sectorCount); })) {
         throw std::invalid_argument("no ranges");
     }
-    std::ranges::for_each(*ranges, [&set](SectorRange one) { set.Add(one); });
+    list.insert(list.end(), ranges->begin(), ranges->end());
 }
 
 }  // namespace
+
+SectorRangeSet SetOf(const std::vector<SectorRange>& ranges) {
+    SectorRangeSet set;
+    std::ranges::for_each(ranges, [&set](SectorRange one) { set.Add(one); });
+    return set;
+}
 
 VolumeLines::VolumeLines(std::function<void(const std::string&)> take, std::function<bool()> stopRequested)
     : take_(std::move(take)), stopRequested_(std::move(stopRequested)) {}

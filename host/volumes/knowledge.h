@@ -12,10 +12,14 @@ namespace salvor {
 /// What the partition table and the file systems of a medium say.
 struct Knowledge {
     std::vector<Volume> volumes;
-    SectorRangeSet used;
-    SectorRangeSet slack;
+    /// As they were told: they may overlap.
+    std::vector<SectorRange> used;
+    std::vector<SectorRange> slack;
     std::vector<KnownFile> files;
 };
+
+/// All these sectors.
+SectorRangeSet SetOf(const std::vector<SectorRange>& ranges);
 
 /// Hands on what is found as JSON lines, with their line breaks.
 class VolumeLines : public VolumeSink {

@@ -25,8 +25,8 @@ KnowledgeWriter::KnowledgeWriter(const FilePlace& place, const std::string& of, 
     const Knowledge& knowledge = kept.knowledge;
     VolumeLines lines([this](const std::string& line) { log_.Add(line); }, [] { return false; });
     std::ranges::for_each(knowledge.volumes, [&](const Volume& volume) { lines.OnVolume(volume); });
-    std::ranges::for_each(knowledge.used.Ranges(), [&](SectorRange range) { lines.OnUsed(range); });
-    std::ranges::for_each(knowledge.slack.Ranges(), [&](SectorRange range) { lines.OnSlack(range); });
+    std::ranges::for_each(knowledge.used, [&](SectorRange range) { lines.OnUsed(range); });
+    std::ranges::for_each(knowledge.slack, [&](SectorRange range) { lines.OnSlack(range); });
     std::ranges::for_each(knowledge.files, [&](const KnownFile& file) { lines.OnFile(file); });
     lines.End();
     log_.Add(std::string(Told) + '\n');

@@ -1,9 +1,13 @@
 #include "host/volumes/learn.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <deque>
 #include <optional>
 #include <thread>
+
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "host/platform/stop_request.h"
@@ -12,6 +16,7 @@
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
+#include "host/volumes/free_space.h"
 #include "host/volumes/joined_worker.h"
 #include "host/volumes/knowledge_file.h"
 #include "host/volumes/prefer_known.h"
@@ -29,6 +34,9 @@ std::int64_t AllowanceFor(const Medium& medium) {
     return least + medium.SizeInBytes() / 16;
 }
 
+// Of used sectors, or of slack.
+constexpr std::size_t MostRanges = 2 * MostPieces;
+
 class VolumesClient : public CrewClient {
 public:
     VolumesClient(Medium& medium, Order order) : medium_(medium), order_(std::move(order)) {}
@@ -37,7 +45,8 @@ public:
     void OnLine(std::int64_t /*id*/, const std::string& line) override {
         // A hostile file system names files without end.
         constexpr std::size_t mostFiles = std::size_t{4} << 20U;
-        if (knowledge.files.size() < mostFiles) {
+        if (knowledge.files.size() < mostFiles && knowledge.used.size() < MostRanges &&
+            knowledge.slack.size() < MostRanges) {
             AddLine(line, medium_, knowledge);
         }
     }
@@ -60,12 +69,12 @@ private:
 // Has workers look at the joined extents of known files.
 class JoinedClient : public CrewClient {
 public:
-    JoinedClient(Medium& medium, const KnownRequest& request, const KnownFiles& files,
+    JoinedClient(const ScanMedium& scanned, const KnownRequest& request, const KnownFiles& files,
                  std::vector<JoinedQuestion> questions, KnowledgeWriter* writer, JoinedFindings& findings, bool quiet)
-        : medium_(medium),
+        : medium_(scanned.Scanned()),
           request_(request),
           files_(files),
-          access_(AccessTo(medium, request.image)),
+          access_(AccessTo(scanned.Scanned(), request.image, scanned.Joins())),
           writer_(writer),
           findings_(findings),
           progress_("comparing", SizeOf(questions), quiet) {
@@ -164,13 +173,27 @@ private:
     std::map<std::int64_t, std::vector<JoinedQuestion>> asked_;
     std::int64_t nextId_ = 0;
 };
+// File systems of which all is scanned, as nobody knows what of them is free.
+void TellWholeVolumes(const Knowledge& knowledge, SectorRange range) {
+    if (knowledge.volumes.empty()) {
+        Say("no file system was found that can be read: all is scanned");
+    }
+    for (const Volume& volume : knowledge.volumes) {
+        const bool isAsked = volume.sectors.first < range.first + range.count &&
+                             range.first < volume.sectors.first + volume.sectors.count;
+        if (isAsked && !volume.isReadable) {
+            Say("volume {} ({}) has no file system that can be read: all of it is scanned", volume.number,
+                volume.fileSystem.empty() ? "not known" : volume.fileSystem);
+        }
+    }
+}
 
 }  // namespace
 
-Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, bool withFiles) {
+Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, LearnRequest request) {
     Order order;
     order.kind = VolumesOrder;
-    order.what = {{"files", withFiles}, {"allowance", AllowanceFor(medium)}};
+    order.what = {{"used", request.used}, {"files", request.files}, {"allowance", AllowanceFor(medium)}};
     order.medium = AccessTo(medium, image);
     // File systems with millions of files have large tables of names.
     order.memory = std::int64_t{1} << 30;
@@ -181,16 +204,39 @@ Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, bool withFiles) {
 
 std::string KnownPathOf(const std::string& findsPath) { return PathBeside(findsPath, "known"); }
 
-KnownFiles AskFileSystems(Medium& medium, const KnownRequest& request, const std::optional<FilePlace>& place,
+std::shared_ptr<const Space> LearnSpace(Medium& medium, const ImageSpec& image, SpaceKind kind, SectorRange range) {
+    const Knowledge knowledge = LearnVolumes(medium, image, {true, kind == SpaceKind::FreeAndSlack});
+    if (StopRequested()) {
+        throw Failure(ExitStatus::Stopped, "stopped before anything was scanned");
+    }
+    TellWholeVolumes(knowledge, range);
+    std::shared_ptr<const Space> space = SpaceOf(knowledge, kind, range, medium);
+    const auto fail = [&image](std::string_view why) {
+        return Failure(ExitStatus::NotStarted, fmt::format("cannot scan the free space of '{}': {}; scan it with "
+                                                           "--space all",
+                                                           image.path, why));
+    };
+    if (space->PieceCount() == 0) {
+        throw fail("its file systems use all of it");
+    }
+    if (space->PieceCount() >= MostPieces || knowledge.used.size() >= MostRanges) {
+        throw fail(fmt::format("it lies in more than {} pieces", MostPieces));
+    }
+    return space;
+}
+
+KnownFiles AskFileSystems(const ScanMedium& scanned, const KnownRequest& request, const std::optional<FilePlace>& place,
                           const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet) {
-    std::optional<KeptKnowledge> kept = place ? ReadKnowledge(*place, request.digest, medium) : std::nullopt;
+    Medium& image = scanned.Image();
+    Medium& medium = scanned.Scanned();
+    std::optional<KeptKnowledge> kept = place ? ReadKnowledge(*place, request.digest, image) : std::nullopt;
     const bool isHere = kept.has_value();
     for (auto one = earlier.begin(); one != earlier.end() && !kept; ++one) {
-        kept = ReadKnowledge(*one, request.digest, medium);
+        kept = ReadKnowledge(*one, request.digest, image);
     }
     if (!kept) {
         kept.emplace();
-        kept->knowledge = LearnVolumes(medium, request.image, true);
+        kept->knowledge = LearnVolumes(image, request.image, {true, true});
         if (StopRequested()) {
             return {};
         }
@@ -199,15 +245,21 @@ KnownFiles AskFileSystems(Medium& medium, const KnownRequest& request, const std
     if (place && !isHere) {
         writer.emplace(*place, request.digest, *kept);
     }
-    KnownFiles files(std::move(kept->knowledge.files), kept->knowledge.used, medium.SectorSize());
+    SectorRangeSet used;
+    if (const auto& space = scanned.Joins()) {
+        kept->knowledge.files = FilesInSpace(std::move(kept->knowledge.files), *space);
+    } else {
+        used = SetOf(kept->knowledge.used);
+    }
+    KnownFiles files(std::move(kept->knowledge.files), used, medium.SectorSize());
     std::vector<JoinedQuestion> questions = QuestionsAbout(files, outcomes, medium);
     std::erase_if(questions, [&](const JoinedQuestion& one) { return kept->joined.contains(one.file); });
     if (!questions.empty()) {
         if (isHere) {
             // A run that was stopped: what it has kept stands in front of the rest.
-            writer.emplace(*place, request.digest, *ReadKnowledge(*place, request.digest, medium));
+            writer.emplace(*place, request.digest, *ReadKnowledge(*place, request.digest, image));
         }
-        JoinedClient client(medium, request, files, std::move(questions), writer ? &*writer : nullptr, kept->joined,
+        JoinedClient client(scanned, request, files, std::move(questions), writer ? &*writer : nullptr, kept->joined,
                             quiet);
         constexpr unsigned most = 4;
         RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, most))}, client);

@@ -4,21 +4,33 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <memory>
 #include <vector>
 
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/platform/file_place.h"
+#include "host/medium/scan_medium.h"
 #include "host/validate/outcome.h"
 #include "host/volumes/knowledge.h"
 #include "host/volumes/known_files.h"
 
 namespace salvor {
 
-/// What the partition table and the file systems of a medium say; `withFiles` asks for files and used
-/// sectors too. A worker process, which opens the medium as `image` says, reads them. Where it does not come to an end,
-/// the person is told, and what it has found counts.
-Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, bool withFiles);
+/// What is to be learned beside the volumes.
+struct LearnRequest {
+    bool used = false;
+    /// And the slack of those that live.
+    bool files = false;
+};
+
+/// What the partition table and the file systems of a medium say. A worker process, which opens the medium as `image`
+/// says, reads them. Where it does not come to an end, the person is told, and what it has found counts.
+Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, LearnRequest request);
+
+/// The part of an image's sectors that is to be scanned. The person is told of volumes of which all is. Throws
+/// `Failure` (not started) if there is none, or if it lies in too many pieces.
+std::shared_ptr<const Space> LearnSpace(Medium& medium, const ImageSpec& image, SpaceKind kind, SectorRange range);
 
 /// Where what the file systems of a medium know is kept, unless the person says otherwise: `card.known` beside
 /// `card.finds`.
@@ -35,9 +47,10 @@ struct KnownRequest {
 };
 
 /// Asks the file systems what they know of the files of a medium, with progress for the person, and improves the
-/// outcomes by it; see `PreferKnown`. The outcomes' indices count the files that are returned. What is found out is
+/// outcomes by it; see `PreferKnown`. Where a space is scanned, that is the deleted files which begin in it. The
+/// outcomes' indices count the files that are returned. What is found out is
 /// kept at `place`, if there is one; what is kept there, or at one of `earlier`, is not asked again.
-KnownFiles AskFileSystems(Medium& medium, const KnownRequest& request, const std::optional<FilePlace>& place,
+KnownFiles AskFileSystems(const ScanMedium& scanned, const KnownRequest& request, const std::optional<FilePlace>& place,
                           const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet);
 
 }  // namespace salvor

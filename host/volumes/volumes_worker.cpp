@@ -8,6 +8,7 @@
 namespace salvor {
 
 bool WorkOnVolumes(Worker& worker) {
+    const bool withUsed = worker.What().at("used").get<bool>();
     const bool withFiles = worker.What().at("files").get<bool>();
     std::int64_t steps = 0;
     VolumeLines lines([&worker](const std::string& line) { worker.Send(line); },
@@ -15,7 +16,7 @@ bool WorkOnVolumes(Worker& worker) {
                           worker.Done(++steps);
                           return worker.StopRequested();
                       });
-    ReadVolumes(worker.GetMedium(), {withFiles, withFiles, worker.What().at("allowance").get<std::int64_t>()}, lines);
+    ReadVolumes(worker.GetMedium(), {withUsed, withFiles, worker.What().at("allowance").get<std::int64_t>()}, lines);
     lines.End();
     return !worker.StopRequested();
 }

@@ -5,7 +5,7 @@
 namespace salvor {
 
 /// Reads the volumes of the order's medium and sends them as the lines of `VolumeLines`. The order says what is wanted:
-/// `files` and `allowance`.
+/// `used`, `files` and `allowance`.
 inline constexpr const char* VolumesOrder = "volumes";
 bool WorkOnVolumes(Worker& worker);
 

@@ -103,11 +103,13 @@ private:
     ChildProcess Start() {
         const FileDescriptor orderFile = MakeMemoryFile(ToLine(order_));
         const FileDescriptor nothing = MakeMemoryFile("");
-        std::vector<PassedDescriptor> passed{{orderFile.Get(), OrderDescriptor},
-                                             {pageFile_.Get(), PageDescriptor},
-                                             {lines_.writeEnd.Get(), LinesDescriptor},
-                                             {order_.output >= 0 ? order_.output : nothing.Get(), OutputDescriptor},
-                                             {order_.input >= 0 ? order_.input : nothing.Get(), InputDescriptor}};
+        std::vector<PassedDescriptor> passed{
+            {orderFile.Get(), OrderDescriptor},
+            {pageFile_.Get(), PageDescriptor},
+            {lines_.writeEnd.Get(), LinesDescriptor},
+            {order_.output >= 0 ? order_.output : nothing.Get(), OutputDescriptor},
+            {order_.input >= 0 ? order_.input : nothing.Get(), InputDescriptor},
+            {order_.medium.space ? order_.medium.space->MemoryFile() : nothing.Get(), SpaceDescriptor}};
         int number = FirstMediumDescriptor;
         for (const int descriptor : order_.medium.descriptors) {
             passed.push_back({descriptor, number++});

@@ -3,16 +3,23 @@
 #include <algorithm>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 #include "host/workers/worker_page.h"
 
 namespace salvor {
 
-MediumAccess AccessTo(const Medium& medium, const ImageSpec& image) {
-    return {image, medium.Descriptors(), medium.SectorSize(), medium.SkipsInside(), medium.Unreadable().Ranges()};
+MediumAccess AccessTo(const Medium& medium, const ImageSpec& image, std::shared_ptr<const Space> space) {
+    return {
+        image,           medium.Descriptors(), medium.SectorSize(), medium.SkipsInside(), medium.Unreadable().Ranges(),
+        std::move(space)};
 }
 
 std::string ToLine(const Order& order) {
+    // Twice 16 bytes a piece while it is read, and what vectors keep in reserve.
+    constexpr std::int64_t pieceBytes = 48;
+    const std::int64_t spaceBytes =
+        order.medium.space ? static_cast<std::int64_t>(order.medium.space->PieceCount()) * pieceBytes : 0;
     return JsonLine({{"kind", order.kind},
                      {"what", order.what},
                      {"image", ImageSpecToJson(order.medium.image)},
@@ -20,7 +27,7 @@ std::string ToLine(const Order& order) {
                      {"sector_size", order.medium.sectorSize},
                      {"skip_bad", order.medium.skipBad},
                      {"unreadable", RangesToJson(order.medium.unreadable)},
-                     {"memory", order.memory}});
+                     {"memory", order.memory + spaceBytes}});
 }
 
 Order OrderIn(const std::string& line) {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
+#include "host/medium/space.h"
 #include "host/report/json_lines.h"
 
 namespace salvor {
@@ -20,10 +22,12 @@ struct MediumAccess {
     bool skipBad = false;
     /// What is known to be unreadable.
     std::vector<SectorRange> unreadable;
+    /// What of that medium is joined as the one that the order means; null for all of it.
+    std::shared_ptr<const Space> space = nullptr;
 };
 
-/// How a worker opens the medium that this process has opened from `image`.
-MediumAccess AccessTo(const Medium& medium, const ImageSpec& image);
+/// How a worker opens the medium that this process has opened from `image`, and joined as `space` says.
+MediumAccess AccessTo(const Medium& medium, const ImageSpec& image, std::shared_ptr<const Space> space = nullptr);
 
 /// What one worker process is to do.
 // Moving JSON throws nothing, which the check does not see.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/medium/open_image.h"
+#include "host/medium/scan_medium.h"
 #include "host/platform/child_process.h"
 #include "host/platform/process.h"
 #include "host/platform/sandbox.h"
@@ -79,15 +80,18 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds, int parent) {
     if (kind == kinds.end()) {
         throw Failure(ExitStatus::NotStarted, "no worker does '" + order.kind + "'");
     }
-    Medium medium(std::make_unique<NotedSource>(OpenOrdered(order.medium), page), order.medium.sectorSize,
-                  {order.medium.skipBad, [&page] {
-                       return page.stop.load();
-                   }});
+    const FailurePolicy policy{order.medium.skipBad, [&page] {
+                                   return page.stop.load();
+                               }};
+    ScanMedium medium(std::make_unique<Medium>(std::make_unique<NotedSource>(OpenOrdered(order.medium), page),
+                                               order.medium.sectorSize, policy),
+                      policy);
+    medium.Join(Space::FromBytes(ReadMemoryFile(SpaceDescriptor)));
     // An image that is opened by name may be root's own. A change of rights ends the tie to the parent.
     GiveUpRootRights();
     RequireParent(parent);
-    medium.NoteUnreadable(order.medium.unreadable);
-    Worker worker(page, order, medium);
+    medium.Scanned().NoteUnreadable(order.medium.unreadable);
+    Worker worker(page, order, medium.Scanned());
     // The zone of the clock is looked up once, and then no more.
     std::tm epoch{};
     std::mktime(&epoch);

@@ -64,7 +64,8 @@ inline constexpr int PageDescriptor = 4;
 inline constexpr int LinesDescriptor = 5;
 inline constexpr int OutputDescriptor = 6;
 inline constexpr int InputDescriptor = 7;
-inline constexpr int FirstMediumDescriptor = 8;
+inline constexpr int SpaceDescriptor = 8;
+inline constexpr int FirstMediumDescriptor = 9;
 
 /// The word in front of a worker's arguments.
 inline constexpr const char* WorkerWord = "worker";

@@ -17,7 +17,7 @@ constexpr std::int32_t Txt = FileTypeIndex::Text;
 constexpr std::int32_t Exif = FileTypeIndex::JpegCamera;
 constexpr std::int32_t Jpg = FileTypeIndex::JpegGraphics;
 constexpr std::int32_t Png = FileTypeIndex::Png;
-constexpr MediumShape Shape{100 * 512 + 10, 512};
+const MediumShape Shape{100 * 512 + 10, 512};
 
 Plan PlanOf(const std::vector<Find>& finds, PlanFilter filter = {AllTypes(), {}, {}, {}}) {
     filter.asReported = true;

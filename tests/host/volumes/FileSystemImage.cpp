@@ -111,7 +111,7 @@ bool RunScript(const TempFolder& folder, const std::string& script) {
 }
 
 std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,
-                           const std::map<std::string, Bytes>& contents) {
+                           const std::map<std::string, Bytes>& contents, const std::string& then) {
     const Recipe recipe = RecipeOf(kind);
     if (!RunScript(folder, fmt::format("for tool in {}; do which $tool; done", recipe.tools))) {
         return recipe.tools;
@@ -120,12 +120,14 @@ std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,
         {"gap1", 20000}, {"gone", 100000}, {"gap2", 20000}, {"kept", 70001}, {"pieces", 120000}};
     std::uint32_t seed = 0;
     for (const auto& [name, size] : files) {
-        const auto given = contents.find(name);
-        WriteFile(folder / name, given == contents.end() ? Pattern(size, ++seed) : given->second);
+        WriteFile(folder / name, Pattern(size, ++seed));
+    }
+    for (const auto& [name, bytes] : contents) {
+        WriteFile(folder / name, bytes);
     }
     EXPECT_TRUE(RunScript(folder, fmt::format("put() {{ {}; }}\nremove() {{ {}; }}\n{}\nput gap1\nput gone\nput gap2\n"
-                                              "put kept\nremove gap1\nremove gap2\nput pieces\nremove gone\n{}\n",
-                                              recipe.put, recipe.remove, recipe.make, recipe.finish)))
+                                              "put kept\nremove gap1\nremove gap2\nput pieces\nremove gone\n{}\n{}\n",
+                                              recipe.put, recipe.remove, recipe.make, then, recipe.finish)))
         << kind;
     if (kind == "exFAT") {
         Bytes image = ReadFile(folder / "image");

@@ -18,10 +18,11 @@ inline constexpr const char* FileSystemKinds[] = {"FAT16", "FAT32", "exFAT",   "
 
 /// Makes `image` in the folder, with files of `Pattern` bytes: `dir/gap1` and `dir/gap2`, removed, and `dir/pieces`,
 /// which fills the gaps and goes on elsewhere, `dir/gone`, removed and left alone, and `dir/kept`. Where no tool
-/// removes files all of them live, and each lies together. `contents` may hold others by name. Empty, or the names of
+/// removes files all of them live, and each lies together. `contents` may hold others by name, and more, which `then`
+/// may `put` into `dir` and `remove`, each on a line. Empty, or the names of
 /// missing tools.
 std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,
-                           const std::map<std::string, Bytes>& contents = {});
+                           const std::map<std::string, Bytes>& contents = {}, const std::string& then = "");
 
 /// A sound of noise with silence in the middle and at its end, for which some file systems keep no blocks.
 Bytes SoundWithSilence();
