@@ -7,6 +7,7 @@
 #include "host/app/finds_use.h"
 #include "host/app/job_scan.h"
 #include "host/app/options.h"
+#include "host/files/joined_plan.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
@@ -71,6 +72,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         return validation.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
     }
     if (validation.complete && !command.noFileSystem) {
+        EndAtGaps(validation.outcomes, finds.medium);
         const JournalHeader& header = finds.journal.header;
         const std::string digest = DigestOf(finds.medium.Scanned(), finds.journal.seen, header.caps);
         AskFileSystems(finds.medium, {finds.image, header.caps, digest}, known, {}, validation.outcomes, command.quiet);

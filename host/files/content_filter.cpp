@@ -97,11 +97,11 @@ bool HashList::AddLine(std::string_view text) {
         return HexValue(c).has_value();
     };
     const auto digits = static_cast<std::size_t>(std::ranges::find_if_not(text, isHex) - text.begin());
-    const auto kind = std::ranges::find(Lengths, digits);
-    if (kind == Lengths.end()) {
+    const auto kind = static_cast<std::size_t>(std::ranges::find(Lengths, digits) - Lengths.begin());
+    if (kind == Lengths.size()) {
         return false;
     }
-    keys_[static_cast<std::size_t>(kind - Lengths.begin())].push_back(*KeyOf(text));
+    keys_[kind].push_back(*KeyOf(text));
     return true;
 }
 

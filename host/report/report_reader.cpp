@@ -54,7 +54,7 @@ std::vector<Json> ObjectsAt(const Json& record, const char* key) {
 // "2024-02-29T12:00:00Z", and without the letter where the zone is not known; then it is taken for UTC.
 std::optional<std::int64_t> TimeAt(const Json& record, const char* key) {
     const std::string text = TextAt(record, key);
-    std::array<int, 6> parts{};
+    std::array<std::int64_t, 6> parts{};
     constexpr std::array<std::size_t, 6> places{0, 5, 8, 11, 14, 17};
     if (text.size() < places.back() + 2) {
         return std::nullopt;
@@ -66,7 +66,7 @@ std::optional<std::int64_t> TimeAt(const Json& record, const char* key) {
             return std::nullopt;
         }
     }
-    const std::chrono::year_month_day date{std::chrono::year{parts[0]},
+    const std::chrono::year_month_day date{std::chrono::year{static_cast<int>(parts[0])},
                                            std::chrono::month{static_cast<unsigned>(parts[1])},
                                            std::chrono::day{static_cast<unsigned>(parts[2])}};
     if (!date.ok()) {

@@ -2,15 +2,15 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
-#include <memory>
 #include <vector>
 
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
-#include "host/platform/file_place.h"
 #include "host/medium/scan_medium.h"
+#include "host/platform/file_place.h"
 #include "host/validate/outcome.h"
 #include "host/volumes/knowledge.h"
 #include "host/volumes/known_files.h"

@@ -56,9 +56,8 @@ TEST_P(FileSystems, TellWhereLivingAndDeletedFilesLie) {
         EXPECT_TRUE(file->isComplete) << name;
         EXPECT_EQ(Join(medium, file->extents), ReadFile(folder / name)) << name;
         EXPECT_NE(file->times, FileTimes()) << name;
-        const bool isUsed = std::ranges::all_of(file->extents, [&](const Extent& extent) {
-            return extent.IsHole() || used.Contains(extent.startSector);
-        });
+        const bool isUsed = std::ranges::all_of(
+            file->extents, [&](const Extent& extent) { return extent.IsHole() || used.Contains(extent.startSector); });
         const bool isDeleted = name == "gone" && CanRemove();
         EXPECT_EQ(file->isDeleted, isDeleted) << name;
         EXPECT_EQ(isUsed, !isDeleted) << name;
@@ -88,10 +87,10 @@ TEST_P(FileSystems, AreReadInBoundsWhenTheyAreDamaged) {
         }
         WriteFile(path, damaged);
         const auto start = std::chrono::steady_clock::now();
-        const auto medium = OpenMedium({path}, 512, {});
+        const ScanMedium medium(OpenMedium({path}, 512, {}));
         std::vector<Outcome> outcomes;
         const KnownFiles known =
-            AskFileSystems(*medium, {{path}, {}, ""}, FilePlace(folder / "known"), {}, outcomes, true);
+            AskFileSystems(medium, {{path}, {}, ""}, FilePlace(folder / "known"), {}, outcomes, true);
         files += known.All().size();
         EXPECT_LE(outcomes.size(), known.All().size());
         longest = std::max<std::chrono::duration<double>>(longest, std::chrono::steady_clock::now() - start);
