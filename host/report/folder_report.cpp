@@ -17,7 +17,7 @@ bool IsThere(const Folder& folder, const Json& record) {
     const std::filesystem::path path(record.at("path").get<std::string>());
     const Folder parent = folder.Below(path.parent_path(), false);
     const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
-    return there && there->size == record.at("size").get<std::int64_t>();
+    return there && there->size == IntegerIn(record, "size");
 }
 
 }  // namespace
@@ -52,9 +52,8 @@ void FolderReport::Add(const Json& record) { AddLine(record, false); }
 
 void FolderReport::AddLine(const Json& record, bool isEarlier) {
     const std::string line = JsonLine(record);
-    index_.push_back({std::hash<std::string>()(record.at("path").get<std::string>()),
-                      record.at("start_sector").get<std::int64_t>(), lines_.Size(),
-                      static_cast<std::uint32_t>(line.size()), isEarlier});
+    index_.push_back({std::hash<std::string>()(record.at("path").get<std::string>()), IntegerIn(record, "start_sector"),
+                      lines_.Size(), static_cast<std::uint32_t>(line.size()), isEarlier});
     lines_.Add(line);
 }
 

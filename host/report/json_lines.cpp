@@ -46,13 +46,14 @@ std::string JsonLine(const Json& value) { return value.dump(-1, ' ', false, Json
 
 Json ParseJsonLine(const std::string& line) { return Json::parse(line, nullptr, false); }
 
-std::int64_t IntegerIn(const Json& record, const char* key) {
-    const Json& value = record.at(key);
+std::int64_t IntegerOf(const Json& value) {
     if (!value.is_number_integer()) {
         throw std::invalid_argument("no whole number");
     }
     return value.get<std::int64_t>();
 }
+
+std::int64_t IntegerIn(const Json& record, const char* key) { return IntegerOf(record.at(key)); }
 
 Json RangesToJson(const std::vector<SectorRange>& ranges) {
     Json list = Json::array();

@@ -21,6 +21,9 @@ std::string JsonLine(const Json& value);
 /// The JSON value on a line; a discarded one when there is none.
 Json ParseJsonLine(const std::string& line);
 
+/// The whole number. Throws `std::invalid_argument` for something else.
+std::int64_t IntegerOf(const Json& value);
+
 /// The whole number in a record's field. Throws a JSON exception if there is no such field, `std::invalid_argument` if
 /// it holds something else.
 std::int64_t IntegerIn(const Json& record, const char* key);

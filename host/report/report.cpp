@@ -134,7 +134,7 @@ Failure LineFile::Failed(const SystemError& error) const {
 
 void FolderCounts::Add(const Json& record) {
     const auto path = record.at("path").get<std::string>();
-    const auto size = record.at("size").get<std::int64_t>();
+    const auto size = IntegerIn(record, "size");
     const auto verdict = VerdictNamed(record.at("verdict").get<std::string>());
     const auto extension = record.at("extension").get<std::string>();
     if (!verdict || size < 0) {

@@ -20,11 +20,11 @@ bool IsThere(const Folder& folder, const PlannedFile& file) {
 }
 
 // Says the record of the file what would be said of it now? Details may not be known yet; they follow from the rest.
-// Throws a JSON exception for a record that was not written by `FileRecord`.
+// Throws an exception of the standard library for a record that was not written by `FileRecord`.
 bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int32_t sectorSize) {
     WriteResult result;
     result.sha256 = record.at("sha256").get<std::string>();
-    result.unreadableBytes = record.at("unreadable_bytes").get<std::int64_t>();
+    result.unreadableBytes = IntegerIn(record, "unreadable_bytes");
     record.erase("details");
     Json expected = FileRecord(file, result, sectorSize, known);
     expected.erase("details");
@@ -87,7 +87,7 @@ std::optional<WrittenBefore::Written> WrittenBefore::Find(const PlannedFile& fil
             if (record && IsOf(file, *record, known, sectorSize) && IsThere(folder_, file)) {
                 return Written{*std::move(record), sources_[line->source].piece.has_value()};
             }
-        } catch (const Json::exception&) {
+        } catch (const std::exception&) {
             // The file is written anew.
         }
     }

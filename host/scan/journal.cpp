@@ -27,13 +27,6 @@ bool IsInteger(const Json& record, const char* key) {
     return field != record.end() && field->is_number_integer();
 }
 
-std::int64_t IntegerOf(const Json& value) {
-    if (!value.is_number_integer()) {
-        throw std::invalid_argument("no whole number");
-    }
-    return value.get<std::int64_t>();
-}
-
 void RequireFormat(const Json& value) {
     if (value.at("format") != FormatName ||
         (value.at("version") != FormatVersion && value.at("version") != FirstVersion)) {

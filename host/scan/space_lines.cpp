@@ -72,7 +72,7 @@ std::shared_ptr<const Space> SpaceFromLines(const Json& record, std::int32_t sec
             throw std::invalid_argument("no pieces");
         }
         for (const Json& piece : pieces) {
-            AddPiece(*space, {piece.at(0).get<std::int64_t>(), piece.at(1).get<std::int64_t>()});
+            AddPiece(*space, {IntegerOf(piece.at(0)), IntegerOf(piece.at(1))});
         }
     }
     if (DigestOf(*space) != record.at("digest").get<std::string>()) {
