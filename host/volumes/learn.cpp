@@ -6,7 +6,6 @@
 #include <optional>
 #include <thread>
 
-#include <optional>
 #include <string_view>
 #include <utility>
 
