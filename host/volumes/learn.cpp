@@ -1,12 +1,12 @@
 #include "host/volumes/learn.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 #include <deque>
 #include <optional>
-#include <thread>
-
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "host/platform/stop_request.h"
