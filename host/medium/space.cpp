@@ -30,7 +30,7 @@ void Append(std::vector<SectorRange>& ranges, SectorRange range) {
 std::string_view SpaceWord(SpaceKind kind) { return Kinds[static_cast<std::size_t>(kind)].second; }
 
 std::optional<SpaceKind> SpaceNamed(std::string_view word) {
-    const auto found = std::ranges::find(Kinds, word, [](const auto& one) { return one.second; });
+    const auto* const found = std::ranges::find(Kinds, word, [](const auto& one) { return one.second; });
     return found == Kinds.end() ? std::nullopt : std::optional(found->first);
 }
 
