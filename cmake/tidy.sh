@@ -4,7 +4,7 @@
 #     cmake/tidy.sh [--all | NUMBER]
 #
 # A source takes some seconds, most of them in the headers of libraries, so the plain checks look at the NUMBER of sources
-# that changed last, 60 if not given, those with a changed header of their own among them. The analyzer, which follows all
+# that changed last, 24 if not given, those with a changed header of their own among them. The analyzer, which follows all
 # paths and takes longer than all other checks, looks at those of them that the last commit or nobody yet has committed.
 # With --all everything is looked at, which takes half an hour of two cores.
 #
@@ -49,7 +49,7 @@ if [[ ${1:-} == --all ]]; then
 else
     mapfile -t newest < <({ uncommitted && git show --format= --name-only HEAD; } | sources_of)
     # The reading of a long history ends when head has enough.
-    mapfile -t changed < <({ uncommitted && git log --format= --name-only; } 2>/dev/null | sources_of | head -n "${1:-60}")
+    mapfile -t changed < <({ uncommitted && git log --format= --name-only; } 2>/dev/null | sources_of | head -n "${1:-24}")
 fi
 mapfile -t analyzed < <(printf '%s\n' "${newest[@]}" | grep -vE "^($templates|)\$" || true)
 mapfile -t plain < <(printf '%s\n' "${changed[@]}" | grep -vxF -f <(printf '%s\n' "${analyzed[@]:-none}") || true)
