@@ -94,7 +94,9 @@ public:
         endsInLine_ = EndsInLine();
         isBeforeBinary_ = run_.behind == TextRun::Behind::Binary;
         const std::int64_t last = run_.printableEnd / cluster_ * cluster_;
-        for (std::int64_t border = cluster_; border <= last && !file_.IsExhausted(); border += cluster_) {
+        // What lies in front, as the head of a letter, is no text to learn from.
+        const std::int64_t first = (from_ / cluster_ + 1) * cluster_;
+        for (std::int64_t border = first; border <= last && !file_.IsExhausted(); border += cluster_) {
             if (const auto end = EndBefore(border)) {
                 return end;
             }

@@ -112,6 +112,9 @@ TEST(Text, EndsWhereLinesEndOtherwiseUpToTheClustersEnd) {
     EXPECT_EQ(sizeOf("text", own + strange), std::ssize(own));
     EXPECT_EQ(sizeOf("mail", head + own + strange), std::ssize(head + own));
     EXPECT_EQ(sizeOf("text", strange.substr(0, 900) + own), 900);
+    // A letter's head may fill clusters of its own, in which no text of its body ends.
+    const std::string longHead = Lines("Received: from a by b\r\n", 600) + head;
+    EXPECT_EQ(sizeOf("mail", longHead + own + own + own), std::ssize(longHead + own + own + own));
     // A file that was joined from others goes back to its own kind.
     const std::string joined = own + strange.substr(0, 900) + own;
     EXPECT_EQ(sizeOf("text", joined), std::ssize(joined));
