@@ -28,6 +28,7 @@ struct PdfLibrary {
         take(suppressWarnings, "qpdf_set_suppress_warnings");
         take(attemptRecovery, "qpdf_set_attempt_recovery");
         take(silenceErrors, "qpdf_silence_errors");
+        take(takeError, "qpdf_get_error");
         take(readMemory, "qpdf_read_memory");
         take(trailer, "qpdf_get_trailer");
         take(key, "qpdf_oh_get_key");
@@ -41,6 +42,7 @@ struct PdfLibrary {
     decltype(qpdf_set_suppress_warnings)* suppressWarnings = nullptr;
     decltype(qpdf_set_attempt_recovery)* attemptRecovery = nullptr;
     decltype(qpdf_silence_errors)* silenceErrors = nullptr;
+    decltype(qpdf_get_error)* takeError = nullptr;
     decltype(qpdf_read_memory)* readMemory = nullptr;
     decltype(qpdf_get_trailer)* trailer = nullptr;
     decltype(qpdf_oh_get_key)* key = nullptr;
@@ -94,6 +96,8 @@ FileDetails ReadPdfDetails(MediumSource& document) {
         details.title = library.text(pdf, library.key(pdf, info, "/Title"));
         details.taken = TimeOf(library.text(pdf, library.key(pdf, info, "/CreationDate")));
     }
+    // One that nobody took would be told to the person.
+    library.takeError(pdf);
     library.cleanup(&pdf);
     return details;
 }
