@@ -123,7 +123,11 @@ void RequireSameOptions(const fs::path& folder, const ScanOptions& options, cons
 
 // Nothing but what a run makes before it scans.
 bool IsBarelyBegun(const Folder& folder) {
-    return !folder.AnyEntry([](const std::string& name) {
+    return !folder.AnyEntry([&folder](const std::string& name) {
+        if (name == SegmentStore::FolderName) {
+            const Folder segments = folder.Below(name, false);
+            return !segments.IsOpen() || segments.AnyEntry([](const std::string& /*any*/) { return true; });
+        }
         return name != "job.json" && name != "job.lock" && !name.starts_with("job.json.part") &&
                !name.starts_with("scan.json.");
     });

@@ -98,6 +98,16 @@ TEST(Job, GoesOnWhereItWasKilled) {
         return records;
     };
     EXPECT_EQ(files(folder / "out"), files(folder / "whole"));
+
+    // Killed before it was noted down with which options it began.
+    const fs::path begun = folder / "begun";
+    const std::string scan = "scan " + Card + " --quiet --job " + Quoted(begun);
+    ASSERT_EQ(RunProgram(scan).status, 0);
+    for (const char* const name : {"scan.json", "finds.jsonl", "segments"}) {
+        fs::remove_all(begun / name);
+    }
+    fs::create_directory(begun / "segments");
+    EXPECT_EQ(RunProgram(scan).status, 0);
 }
 
 TEST(Job, AFaultCostsABlockOfOneType) {
