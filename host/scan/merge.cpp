@@ -214,7 +214,7 @@ MergePlan PlanMerge(const ScanGrid& grid, std::span<const TypeScan> scans) {
     plan.kept.resize(scans.size());
     for (const std::int32_t type : grid.types) {
         TypeMerge(grid, type, byType[type]).Run(plan.missing, [&](const TypeScan* scan, BlockRange blocks) {
-            // What is held in front of the first scan is none of them, and has no blocks.
+            // In front of the first scan there is nothing to keep.
             if (blocks.first < blocks.end) {
                 plan.kept[static_cast<std::size_t>(scan - scans.data())].push_back(blocks);
             }

@@ -30,7 +30,7 @@ private:
     LineLog log_;
 };
 
-/// The file is none of others: it is such a file, or holds nothing.
+/// Is it a knowledge file, or empty? Anything else must not be overwritten.
 bool IsKnowledgeFile(const FilePlace& place);
 
 /// Reads what is there; nothing if that does not belong to `of`, or does not hold all that the file systems say.
