@@ -15,11 +15,7 @@ namespace salvor {
 namespace {
 
 struct ListCommand {
-    std::string path;
-    /// Instead of the image that the finds name; empty for that one.
-    std::string image;
-    FilterOptions filter;
-    FileSystemUse fileSystems;
+    ShownOptions shown;
     bool asJson = false;
 };
 
@@ -48,15 +44,13 @@ ExitStatus RunList(const ListCommand& command) {
     constexpr std::size_t toldAtOnce = std::size_t{1} << 16U;
     FileCounts counts;
     std::string text;
-    const ShownChoice choice{MakeFilter(command.filter), MakeContentFilter(command.filter), command.fileSystems};
-    const ShownFiles shown =
-        ForEachShownFile(command.path, command.image, choice, [&](const ReportedFile& file, const Json& record) {
-            counts.Add(file.verdict, file.size);
-            text += command.asJson ? JsonLine(record) : LineOf(file);
-            if (text.size() > toldAtOnce) {
-                Tell(std::exchange(text, {}));
-            }
-        });
+    const ShownFiles shown = ForEachShownFile(command.shown, [&](const ReportedFile& file, const Json& record) {
+        counts.Add(file.verdict, file.size);
+        text += command.asJson ? JsonLine(record) : LineOf(file);
+        if (text.size() > toldAtOnce) {
+            Tell(std::exchange(text, {}));
+        }
+    });
     if (!command.asJson) {
         const auto& by = counts.byVerdict;
         text += fmt::format("{} files, {}: {} whole, {} open, {} truncated, {} damaged\n", counts.files,
@@ -76,16 +70,7 @@ Command ListCommandLine() {
     Command line{.name = "list",
                  .description = "List recovered files, or those that would be written",
                  .group = "To look and choose"};
-    line.options.push_back({.name = "DIR",
-                            .target = &command->path,
-                            .help = "Folder of recovered files, or finds file of a scan that is validated",
-                            .isRequired = true});
-    AddOtherImage(line, command->image);
-    AddTypeOptions(line, command->filter);
-    AddSizeOptions(line, command->filter);
-    AddVerdictOptions(line, command->filter);
-    AddContentOptions(line, command->filter);
-    AddFileSystemOptions(line, command->fileSystems);
+    AddShownOptions(line, command->shown);
     line.options.push_back({.name = "--json",
                             .target = &command->asJson,
                             .help = "One JSON object a line, with all that is known of the file"});

@@ -18,12 +18,8 @@ namespace salvor {
 namespace {
 
 struct MountCommand {
-    std::string path;
+    ShownOptions shown;
     std::string point;
-    /// Instead of the image that the finds or the report name; empty for that one.
-    std::string image;
-    FilterOptions filter;
-    FileSystemUse fileSystems;
     bool quiet = false;
 };
 
@@ -40,11 +36,9 @@ void RequireEmptyFolder(const std::string& point) {
 ExitStatus RunMount(const MountCommand& command) {
     RequireEmptyFolder(command.point);
     std::vector<ReportedFile> files;
-    const ShownChoice choice{MakeFilter(command.filter), MakeContentFilter(command.filter), command.fileSystems};
-    const ShownFiles shown =
-        ForEachShownFile(command.path, command.image, choice,
-                         [&files](const ReportedFile& file, const Json& /*record*/) { files.push_back(file); });
-    const auto medium = OpenMedium({command.image.empty() ? shown.summary.image : command.image},
+    const ShownFiles shown = ForEachShownFile(
+        command.shown, [&files](const ReportedFile& file, const Json& /*record*/) { files.push_back(file); });
+    const auto medium = OpenMedium({command.shown.image.empty() ? shown.summary.image : command.shown.image},
                                    shown.summary.sectorSize, {true, StopRequested});
     Mount mount(*medium);
     std::size_t missing = 0;
@@ -72,20 +66,11 @@ Command MountCommandLine() {
     Command line{.name = "mount",
                  .description = "Show files as a read-only folder, without a copy",
                  .group = "To look and choose"};
-    line.options.push_back({.name = "DIR",
-                            .target = &command->path,
-                            .help = "Folder of recovered files, or finds file of a scan that is validated",
-                            .isRequired = true});
+    AddShownOptions(line, command->shown);
     line.options.push_back({.name = "MOUNTPOINT",
                             .target = &command->point,
                             .help = "An empty folder, in which the files are shown",
                             .isRequired = true});
-    AddOtherImage(line, command->image);
-    AddTypeOptions(line, command->filter);
-    AddSizeOptions(line, command->filter);
-    AddVerdictOptions(line, command->filter);
-    AddContentOptions(line, command->filter);
-    AddFileSystemOptions(line, command->fileSystems);
     AddQuiet(line, command->quiet);
     line.footer =
         "The folder 'type' has the files by type, 'name' those of which the file system still knows the name.\n"

@@ -163,6 +163,19 @@ void AddFileSystemOptions(Command& command, FileSystemUse& use) {
          .values = {"start", "original"}});
 }
 
+void AddShownOptions(Command& command, ShownOptions& options) {
+    command.options.push_back({.name = "DIR",
+                               .target = &options.path,
+                               .help = "Folder of recovered files, or finds file of a scan that is validated",
+                               .isRequired = true});
+    AddOtherImage(command, options.image);
+    AddTypeOptions(command, options.filter);
+    AddSizeOptions(command, options.filter);
+    AddVerdictOptions(command, options.filter);
+    AddContentOptions(command, options.filter);
+    AddFileSystemOptions(command, options.fileSystems);
+}
+
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite) {
     command.options.push_back({.name = "--out",
                                .target = &out,

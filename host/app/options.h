@@ -5,6 +5,7 @@
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
 #include "host/app/selection.h"
+#include "host/app/shown_files.h"
 #include "host/scan/scan_run.h"
 
 namespace salvor {
@@ -28,6 +29,8 @@ void AddVerdictOptions(Command& command, FilterOptions& options);
 void AddContentOptions(Command& command, FilterOptions& options);
 void AddNoFileSystem(Command& command, bool& isOff);
 void AddFileSystemOptions(Command& command, FileSystemUse& use);
+/// All of these that choose what is shown, and where from.
+void AddShownOptions(Command& command, ShownOptions& options);
 /// `which` says what folders may be named.
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite);
 void AddQuiet(Command& command, bool& quiet);

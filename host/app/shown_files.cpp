@@ -28,6 +28,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The options as understood.
+struct ShownChoice {
+    PlanFilter filter;
+    ContentFilter content;
+    FileSystemUse fileSystems;
+};
+
 // The outcomes of finds that were validated before; nothing is written for somebody who only looks.
 std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, const std::string& digest,
                                 const PlanFilter& filter) {
@@ -187,17 +194,17 @@ ShownFiles ShowWritten(const Folder& folder, const ShownChoice& choice, const Ta
 
 }  // namespace
 
-ShownFiles ForEachShownFile(const std::string& path, const std::string& image, const ShownChoice& choice,
-                            const TakeFile& take) {
+ShownFiles ForEachShownFile(const ShownOptions& options, const TakeFile& take) {
+    const ShownChoice choice{MakeFilter(options.filter), MakeContentFilter(options.filter), options.fileSystems};
     std::error_code error;
-    if (fs::is_regular_file(path, error)) {
-        return ShowPlanned(path, image, choice, take);
+    if (fs::is_regular_file(options.path, error)) {
+        return ShowPlanned(options.path, options.image, choice, take);
     }
-    const fs::path finds = fs::path(path) / "finds.jsonl";
-    if (!fs::exists(fs::path(path) / ReportName, error) && fs::is_regular_file(finds, error)) {
-        return ShowPlanned(finds.string(), image, choice, take);
+    const fs::path finds = fs::path(options.path) / "finds.jsonl";
+    if (!fs::exists(fs::path(options.path) / ReportName, error) && fs::is_regular_file(finds, error)) {
+        return ShowPlanned(finds.string(), options.image, choice, take);
     }
-    return ShowWritten(OpenReportFolder(path), choice, take);
+    return ShowWritten(OpenReportFolder(options.path), choice, take);
 }
 
 }  // namespace salvor

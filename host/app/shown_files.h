@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/app/finds_use.h"
+#include "host/app/selection.h"
 #include "host/files/content_filter.h"
 #include "host/plan/plan.h"
 #include "host/report/report_reader.h"
@@ -15,10 +16,13 @@ namespace salvor {
 /// A file for a person to look at, with its record in the report or the one that it would get.
 using TakeFile = std::function<void(const ReportedFile& file, const Json& record)>;
 
-/// Which files a person wants to see.
-struct ShownChoice {
-    PlanFilter filter;
-    ContentFilter content;
+/// Which files to show, as the person gave it.
+struct ShownOptions {
+    /// A folder of recovered files, or the finds of a scan.
+    std::string path;
+    /// Instead of the image that the finds or the report name; empty for that one.
+    std::string image;
+    FilterOptions filter;
     FileSystemUse fileSystems;
 };
 
@@ -31,10 +35,9 @@ struct ShownFiles {
     std::map<std::string, std::int64_t> leftOut{};
 };
 
-/// Goes through the files of which `path` tells and which the choice wants: those of a folder's report, or those that
-/// extracting from the validated finds of a scan would write. `image` stands for the one that the finds name, unless it
-/// is empty. Throws `Failure` (not started) if the path leads to neither.
-ShownFiles ForEachShownFile(const std::string& path, const std::string& image, const ShownChoice& choice,
-                            const TakeFile& take);
+/// Goes through the files that the options choose: those of a folder's report, or those that extracting from the
+/// validated finds of a scan would write. Throws `Failure`: not started if the path leads to neither, usage for a
+/// choice that cannot be understood.
+ShownFiles ForEachShownFile(const ShownOptions& options, const TakeFile& take);
 
 }  // namespace salvor

@@ -26,26 +26,22 @@ using std::chrono::steady_clock;
 // The functions that are used here, by their own names.
 struct FilmLibrary {
     FilmLibrary() : library("libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR)) {
-        const auto take = [this](auto*& function, const char* name) {
-            isThere = isThere && library.Take(function, name);
-        };
-        take(allocContext, "avformat_alloc_context");
-        take(freeContext, "avformat_free_context");
-        take(openInput, "avformat_open_input");
-        take(closeInput, "avformat_close_input");
-        take(findStreamInfo, "avformat_find_stream_info");
-        take(allocIo, "avio_alloc_context");
-        take(freeIo, "avio_context_free");
-        take(dictGet, "av_dict_get");
-        take(dictSet, "av_dict_set");
-        take(dictFree, "av_dict_free");
-        take(allocate, "av_malloc");
-        take(release, "av_free");
-        take(setLogLevel, "av_log_set_level");
+        library.Take(allocContext, "avformat_alloc_context");
+        library.Take(freeContext, "avformat_free_context");
+        library.Take(openInput, "avformat_open_input");
+        library.Take(closeInput, "avformat_close_input");
+        library.Take(findStreamInfo, "avformat_find_stream_info");
+        library.Take(allocIo, "avio_alloc_context");
+        library.Take(freeIo, "avio_context_free");
+        library.Take(dictGet, "av_dict_get");
+        library.Take(dictSet, "av_dict_set");
+        library.Take(dictFree, "av_dict_free");
+        library.Take(allocate, "av_malloc");
+        library.Take(release, "av_free");
+        library.Take(setLogLevel, "av_log_set_level");
     }
 
     SharedLibrary library;
-    bool isThere = true;
     decltype(avformat_alloc_context)* allocContext = nullptr;
     decltype(avformat_free_context)* freeContext = nullptr;
     decltype(avformat_open_input)* openInput = nullptr;
@@ -188,7 +184,7 @@ void LoadFilmLibrary() {
                                    "ISO-8859-5",  "ISO-8859-6",  "ISO-8859-7",  "ISO-8859-8",  "ISO-8859-9",
                                    "ISO-8859-10", "ISO-8859-11", "ISO-8859-13", "ISO-8859-14", "ISO-8859-15",
                                    "UCS-2BE",     "KSC_5601",    "GB2312",      "BIG5",        "UTF-8"};
-    if (Library().isThere) {
+    if (Library().library.HasAll()) {
         LoadTextConversions(encodings);
     }
 }
@@ -196,7 +192,7 @@ void LoadFilmLibrary() {
 FileDetails ReadFilmDetails(MediumSource& film) {
     const FilmLibrary& library = Library();
     FileDetails details;
-    if (!library.isThere) {
+    if (!library.library.HasAll()) {
         return details;
     }
     library.setLogLevel(AV_LOG_QUIET);

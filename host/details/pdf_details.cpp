@@ -20,23 +20,19 @@ constexpr std::int64_t MostInMemory = std::int64_t{64} << 20;
 
 struct PdfLibrary {
     PdfLibrary() : library(SALVOR_QPDF_LIBRARY) {
-        const auto take = [this](auto*& function, const char* name) {
-            isThere = isThere && library.Take(function, name);
-        };
-        take(init, "qpdf_init");
-        take(cleanup, "qpdf_cleanup");
-        take(suppressWarnings, "qpdf_set_suppress_warnings");
-        take(attemptRecovery, "qpdf_set_attempt_recovery");
-        take(silenceErrors, "qpdf_silence_errors");
-        take(takeError, "qpdf_get_error");
-        take(readMemory, "qpdf_read_memory");
-        take(trailer, "qpdf_get_trailer");
-        take(key, "qpdf_oh_get_key");
-        take(text, "qpdf_oh_get_utf8_value");
+        library.Take(init, "qpdf_init");
+        library.Take(cleanup, "qpdf_cleanup");
+        library.Take(suppressWarnings, "qpdf_set_suppress_warnings");
+        library.Take(attemptRecovery, "qpdf_set_attempt_recovery");
+        library.Take(silenceErrors, "qpdf_silence_errors");
+        library.Take(takeError, "qpdf_get_error");
+        library.Take(readMemory, "qpdf_read_memory");
+        library.Take(trailer, "qpdf_get_trailer");
+        library.Take(key, "qpdf_oh_get_key");
+        library.Take(text, "qpdf_oh_get_utf8_value");
     }
 
     SharedLibrary library;
-    bool isThere = true;
     decltype(qpdf_init)* init = nullptr;
     decltype(qpdf_cleanup)* cleanup = nullptr;
     decltype(qpdf_set_suppress_warnings)* suppressWarnings = nullptr;
@@ -79,7 +75,7 @@ void LoadPdfLibrary() { Library(); }
 FileDetails ReadPdfDetails(MediumSource& document) {
     const PdfLibrary& library = Library();
     FileDetails details;
-    if (!library.isThere || document.Size() > MostInMemory) {
+    if (!library.library.HasAll() || document.Size() > MostInMemory) {
         return details;
     }
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(document.Size()));

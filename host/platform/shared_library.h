@@ -13,19 +13,21 @@ public:
     /// `name` as the loader knows it: "libm.so.6".
     explicit SharedLibrary(const std::string& name);
 
-    bool IsLoaded() const { return handle_ != nullptr; }
-
-    /// Points `function` at the one of this name in the library or in one that it uses; false if there is none.
+    /// Points `function` at the one of this name in the library or in one that it uses; null if there is none.
     template <class Function>
-    bool Take(Function*& function, const char* name) const {
+    void Take(Function*& function, const char* name) {
         function = std::bit_cast<Function*>(Find(name));
-        return function != nullptr;
+        hasAll_ = hasAll_ && function != nullptr;
     }
+
+    /// The library is loaded, and all functions taken so far are there.
+    bool HasAll() const { return handle_ != nullptr && hasAll_; }
 
 private:
     void* Find(const char* name) const;
 
     void* handle_ = nullptr;
+    bool hasAll_ = true;
 };
 
 }  // namespace salvor
