@@ -1,20 +1,22 @@
 #include "host/medium/ewf_image.h"
 
 #include <fmt/format.h>
+#include <libdeflate.h>
 #include <libewf.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <span>
 #include <string_view>
 
 #include "frame/bytes/Bytes.h"
-#include "host/medium/read_in_pieces.h"
-#include "host/medium/sector_ranges.h"
 #include "host/platform/device.h"
 #include "host/say/failure.h"
 
@@ -143,63 +145,123 @@ Handle OpenHandle(const std::vector<std::string>& segments) {
     return handle;
 }
 
-class EwfImage final : public MediumSource {
+struct FreeDecompressor {
+    void operator()(libdeflate_decompressor* decompressor) const { libdeflate_free_decompressor(decompressor); }
+};
+
+// Takes chunks from the library as they are stored. Its own reads check and unpack them too, but take twice as long.
+class ChunkReader {
 public:
-    explicit EwfImage(std::vector<std::string> segments)
-        : segments_(std::move(segments)), handle_(OpenHandle(segments_)) {
+    explicit ChunkReader(const std::vector<std::string>& segments)
+        : handle_(OpenHandle(segments)), decompressor_(libdeflate_alloc_decompressor()) {
         size64_t size = 0;
-        std::uint32_t sectorSize = 0;
+        size32_t chunkSize = 0;
         if (libewf_handle_get_media_size(handle_.get(), &size, nullptr) != 1 || size == 0 || size > LargestSize) {
-            throw CannotRead(segments_.front(), "its size makes no sense");
+            throw CannotRead(segments.front(), "its size makes no sense");
+        }
+        if (libewf_handle_get_chunk_size(handle_.get(), &chunkSize, nullptr) != 1 || chunkSize == 0 ||
+            chunkSize > LargestChunk) {
+            throw CannotRead(segments.front(), "the size of its chunks makes no sense");
         }
         size_ = static_cast<std::int64_t>(size);
-        if (libewf_handle_get_bytes_per_sector(handle_.get(), &sectorSize, nullptr) == 1 && sectorSize == 4096) {
-            sectorSize_ = 4096;
+        unpacked_.resize(chunkSize);
+        // Compression makes some chunks longer.
+        stored_.resize(2 * std::size_t{chunkSize} + LeastStored);
+        if (!decompressor_) {
+            throw std::bad_alloc();
         }
     }
 
-    std::int64_t Size() const override { return size_; }
+    std::int64_t Size() const { return size_; }
+
+    std::int64_t ChunkSize() const { return static_cast<std::int64_t>(unpacked_.size()); }
+
+    bool HasSectorsOf(std::uint32_t bytes) const {
+        std::uint32_t sectorSize = 0;
+        return libewf_handle_get_bytes_per_sector(handle_.get(), &sectorSize, nullptr) == 1 && sectorSize == bytes;
+    }
+
+    /// The bytes of a chunk on the medium, until the next call; empty if it is missing or wrong.
+    std::span<const std::uint8_t> Chunk(std::int64_t number) {
+        if (number != number_) {
+            number_ = number;
+            chunk_ = Load(static_cast<std::size_t>(std::min(ChunkSize(), size_ - number * ChunkSize())));
+        }
+        return chunk_;
+    }
+
+private:
+    static constexpr size64_t LargestSize = size64_t{1} << 62U;
+    static constexpr size32_t LargestChunk = size32_t{1} << 26U;
+    static constexpr std::size_t LeastStored = 4096;
+    static constexpr std::size_t ChecksumBytes = 4;
+
+    std::span<const std::uint8_t> Load(std::size_t expected) {
+        std::int8_t isCompressed = 0;
+        std::int8_t hasChecksum = 0;
+        std::array<std::uint8_t, ChecksumBytes> storedChecksum{};
+        std::uint32_t checksum = 0;
+        if (libewf_handle_seek_offset(handle_.get(), number_ * ChunkSize(), SEEK_SET, nullptr) < 0) {
+            return {};
+        }
+        const auto got = libewf_handle_read_chunk(handle_.get(), stored_.data(), stored_.size(), &isCompressed,
+                                                  storedChecksum.data(), &checksum, &hasChecksum, nullptr);
+        const std::span stored(stored_.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+        if (isCompressed != 0) {
+            std::size_t size = 0;
+            const bool isRight =
+                libdeflate_zlib_decompress(decompressor_.get(), stored.data(), stored.size(), unpacked_.data(),
+                                           unpacked_.size(), &size) == LIBDEFLATE_SUCCESS;
+            return std::span(unpacked_).first(isRight && size >= expected ? expected : 0);
+        }
+        // The checksum stands behind the bytes.
+        const bool isRight = stored.size() >= expected + ChecksumBytes &&
+                             libdeflate_adler32(1, stored.data(), stored.size() - ChecksumBytes) == checksum;
+        return stored.first(isRight ? expected : 0);
+    }
+
+    Handle handle_;
+    std::unique_ptr<libdeflate_decompressor, FreeDecompressor> decompressor_;
+    std::int64_t size_ = 0;
+    std::vector<std::uint8_t> stored_;
+    std::vector<std::uint8_t> unpacked_;
+    // The chunk that was asked for last, in one of the two.
+    std::span<const std::uint8_t> chunk_;
+    std::int64_t number_ = -1;
+};
+
+class EwfImage final : public MediumSource {
+public:
+    explicit EwfImage(std::vector<std::string> segments)
+        : segments_(std::move(segments)), chunks_(segments_), sectorSize_(chunks_.HasSectorsOf(4096) ? 4096 : 512) {}
+
+    std::int64_t Size() const override { return chunks_.Size(); }
     std::int32_t SectorSize() const override { return sectorSize_; }
     ImageFormat Format() const override { return ImageFormat::Ewf; }
     std::vector<std::string> Files() const override { return segments_; }
 
     std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
         const std::lock_guard lock(mutex_);
-        const std::size_t got = ReadInPieces(offset, length, [&](std::size_t done, std::size_t wanted) {
-            const auto read = libewf_handle_read_random(handle_.get(), buffer + done, wanted,
-                                                        offset + static_cast<std::int64_t>(done), nullptr);
-            return read > 0 ? static_cast<std::size_t>(read) : 0;
-        });
-        NoteWrongChunks();
-        const SectorRange wrong = wrong_.NextFrom(offset / sectorSize_);
-        const std::int64_t right = wrong.first * sectorSize_ - offset;
-        return wrong.count > 0 ? std::min(got, static_cast<std::size_t>(std::max<std::int64_t>(right, 0))) : got;
+        std::size_t done = 0;
+        while (done < length) {
+            const std::int64_t at = offset + static_cast<std::int64_t>(done);
+            const std::span chunk = chunks_.Chunk(at / chunks_.ChunkSize());
+            const auto inChunk = static_cast<std::size_t>(at % chunks_.ChunkSize());
+            if (inChunk >= chunk.size()) {
+                break;
+            }
+            const std::size_t count = std::min(length - done, chunk.size() - inChunk);
+            std::memcpy(buffer + done, chunk.data() + inChunk, count);
+            done += count;
+        }
+        return done;
     }
 
 private:
-    static constexpr size64_t LargestSize = size64_t{1} << 62U;
-
-    // For chunks that are missing or wrong the library gives zeros, and keeps a list of them.
-    void NoteWrongChunks() {
-        std::uint32_t count = 0;
-        libewf_handle_get_number_of_checksum_errors(handle_.get(), &count, nullptr);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            std::uint64_t first = 0;
-            std::uint64_t sectors = 0;
-            if (libewf_handle_get_checksum_error(handle_.get(), i, &first, &sectors, nullptr) == 1 &&
-                first < LargestSize && sectors < LargestSize && sectors > 0) {
-                wrong_.Add({static_cast<std::int64_t>(first), static_cast<std::int64_t>(sectors)});
-            }
-        }
-    }
-
     std::vector<std::string> segments_;
-    Handle handle_;
-    std::int64_t size_ = 0;
-    std::int32_t sectorSize_ = 512;
-    // The library keeps the place and the chunk of the last read.
     std::mutex mutex_;
-    SectorRangeSet wrong_;
+    ChunkReader chunks_;
+    std::int32_t sectorSize_;
 };
 
 }  // namespace
