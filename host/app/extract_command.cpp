@@ -49,8 +49,12 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                   [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
     const OutFolder out =
         PrepareOutFolder(command.out, JobOf(header), {finds.medium.Image().Files(), command.finds}, use);
-    const FindsOrigin origin{finds.image, command.finds, finds.journal.complete, header.caps,
-                             SetAsideToJson(header, finds.journal.setAside)};
+    const FindsOrigin origin{finds.image,
+                             command.finds,
+                             finds.journal.complete,
+                             header.caps,
+                             SetAsideToJson(header, finds.journal.setAside),
+                             finds.medium.OnImage(finds.journal.seen.zeros)};
     const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, content,
                                           command.fileSystems, out, piece, command.quiet);
     // Of files that the finds do not name nobody knows.

@@ -201,6 +201,7 @@ ScanOutcome RunInWorkers(JobScan& scan, const SegmentStore& store, JournalWriter
         std::ranges::for_each(seen.finds, [&](const Find& find) { journal.AddFind(find); });
         starts.starts.insert(starts.starts.end(), seen.starts.begin(), seen.starts.end());
         std::ranges::for_each(seen.textStarts, [&](SectorRange range) { starts.AddTextStarts(range); });
+        std::ranges::for_each(seen.zeros, [&](SectorRange range) { starts.AddZeros(range); });
     };
     SegmentRunResult result = RunSegments(scan.scan.medium.Scanned(), store, options);
     outcome.complete = result.isComplete;

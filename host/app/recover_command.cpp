@@ -47,10 +47,15 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
         Tell(ScanTable(outcome.summary));
     }
     const FilePlace finds(out.folder, JobFindsName);
-    const FindsOrigin origin{scan.scan.header.image, finds.Text(), true, scan.scan.header.caps,
-                             SetAsideToJson(scan.job.header, outcome.setAside)};
-    const ExitStatus status = ExtractSeen(scan.scan.medium, SeenInJob(scan, out.folder), origin, filter, content,
-                                          command.fileSystems, out, std::nullopt, command.quiet);
+    const Sightings seen = SeenInJob(scan, out.folder);
+    const FindsOrigin origin{scan.scan.header.image,
+                             finds.Text(),
+                             true,
+                             scan.scan.header.caps,
+                             SetAsideToJson(scan.job.header, outcome.setAside),
+                             scan.scan.medium.OnImage(seen.zeros)};
+    const ExitStatus status = ExtractSeen(scan.scan.medium, seen, origin, filter, content, command.fileSystems, out,
+                                          std::nullopt, command.quiet);
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 

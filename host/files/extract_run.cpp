@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <vector>
@@ -262,6 +263,34 @@ std::vector<SectorRange> KnownZeros(Medium& medium) {
     return zeros;
 }
 
+// What of the range could be read.
+void AddReadable(SectorRange range, const SectorRangeSet& unreadable, std::vector<SectorRange>& readable) {
+    const std::int64_t end = range.first + range.count;
+    for (std::int64_t sector = range.first; sector < end;) {
+        const SectorRange bad = unreadable.NextFrom(sector);
+        const std::int64_t next = bad.count > 0 ? std::clamp(bad.first, sector, end) : end;
+        if (next > sector) {
+            readable.push_back({sector, next - sector});
+        }
+        sector = std::max(next, bad.first + bad.count);
+    }
+}
+
+// What the scan has read as zeros; of very many stretches the longest.
+std::vector<SectorRange> ReadZeros(const std::vector<SectorRange>& zeros, const SectorRangeSet& unreadable) {
+    constexpr std::ptrdiff_t mostRanges = 4096;
+    std::vector<SectorRange> ranges;
+    for (const SectorRange& zero : zeros) {
+        AddReadable(zero, unreadable, ranges);
+    }
+    if (std::ssize(ranges) > mostRanges) {
+        std::ranges::nth_element(ranges, ranges.begin() + mostRanges, std::ranges::greater(), &SectorRange::count);
+        ranges.resize(mostRanges);
+        std::ranges::sort(ranges, {}, &SectorRange::first);
+    }
+    return ranges;
+}
+
 // What the system knows of the disk; null for an image.
 Json DeviceRecord(const std::string& path) {
     const std::optional<DeviceFacts> facts = FactsOfDevice(path);
@@ -300,7 +329,8 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
             {"not_written", totals.passedOver},
             {"unreadable_sectors", medium.Unreadable().SectorCount()},
             {"unreadable", RangesToJson(medium.Unreadable().Ranges())},
-            {"known_zeros", RangesToJson(KnownZeros(medium))}};
+            {"known_zeros", RangesToJson(KnownZeros(medium))},
+            {"zeros", RangesToJson(ReadZeros(origin.zeros, medium.Unreadable()))}};
 }
 
 }  // namespace

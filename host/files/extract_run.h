@@ -27,6 +27,8 @@ struct FindsOrigin {
     std::map<std::int32_t, std::int64_t> caps;
     /// What the scan has not looked for, and where.
     std::vector<Json> setAside{};
+    /// Sectors of the image that the scan has read as zeros.
+    std::vector<SectorRange> zeros{};
 };
 
 /// Plans, writes and reports the files of what was validated into a prepared folder, telling the person how far it is

@@ -136,7 +136,7 @@ public:
                                 {"isComplete", summary.isComplete},
                                 {"damagedLines", reader.DamagedLines()},
                                 {"unreadable", RangePairs(summary.unreadable)},
-                                {"zeros", RangePairs(summary.knownZeros)},
+                                {"zeros", RangePairs(summary.zeros)},
                                 {"notWritten", summary.notWritten},
                                 {"types", types},
                                 {"whys", whys_.Values()}};

@@ -218,7 +218,9 @@ void ReportReader::ReadSummary(const Json& record) {
         sectorSize > 0 && sectorSize <= LargestSectorSize ? static_cast<std::int32_t>(sectorSize) : SmallestSectorSize;
     summary_.isComplete = TextAt(record, "ended") == "complete";
     summary_.unreadable = RangesFromJson(record, "unreadable").value_or(std::vector<SectorRange>());
-    summary_.knownZeros = RangesFromJson(record, "known_zeros").value_or(std::vector<SectorRange>());
+    summary_.zeros = RangesFromJson(record, "known_zeros").value_or(std::vector<SectorRange>());
+    std::ranges::copy(RangesFromJson(record, "zeros").value_or(std::vector<SectorRange>()),
+                      std::back_inserter(summary_.zeros));
     if (const auto reasons = record.find("not_written"); reasons != record.end() && reasons->is_object()) {
         for (const auto& [reason, count] : reasons->items()) {
             summary_.notWritten[reason] = count.is_number_integer() ? count.get<std::int64_t>() : 0;

@@ -72,8 +72,8 @@ struct ReportSummary {
     /// The run behind it came to its end.
     bool isComplete = false;
     std::vector<SectorRange> unreadable;
-    /// What the medium's format knows to be zeros.
-    std::vector<SectorRange> knownZeros;
+    /// What the medium's format knows to be zeros, and what the scan has read as zeros.
+    std::vector<SectorRange> zeros;
     /// What became no file, by reason.
     std::map<std::string, std::int64_t> notWritten;
 };

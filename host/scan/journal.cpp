@@ -70,6 +70,7 @@ Sightings OnMedium(const Sightings& seen, const Space& space) {
     }
     there.textStarts = space.OnMedium(seen.textStarts);
     there.unreadable = space.OnMedium(seen.unreadable);
+    there.zeros = space.OnMedium(seen.zeros);
     return there;
 }
 
@@ -97,6 +98,7 @@ bool TakeSightingsOnMedium(const Json& record, const SpaceIndex* index, Sighting
     }
     std::ranges::for_each(index->InSpace(some.textStarts), [&seen](SectorRange range) { seen.AddTextStarts(range); });
     std::ranges::copy(index->InSpace(some.unreadable), std::back_inserter(seen.unreadable));
+    std::ranges::for_each(index->InSpace(some.zeros), [&seen](SectorRange range) { seen.AddZeros(range); });
     return true;
 }
 
@@ -238,6 +240,9 @@ std::string SightingLines(const Sightings& seen) {
     AddLines(text, seen.unreadable, [](const std::vector<SectorRange>& some) {
         return Json{{"record", "unreadable"}, {"sectors", RangesToJson(some)}};
     });
+    AddLines(text, seen.zeros, [](const std::vector<SectorRange>& some) {
+        return Json{{"record", "zeros"}, {"sectors", RangesToJson(some)}};
+    });
     return text;
 }
 
@@ -247,12 +252,14 @@ bool TakeSightings(const Json& record, Sightings& seen) {
         return TakeStarts(record, seen);
     }
     const auto ranges = RangesFromJson(record, "sectors");
-    if (!ranges || (kind != "text_starts" && kind != "unreadable")) {
+    if (!ranges || (kind != "text_starts" && kind != "unreadable" && kind != "zeros")) {
         return false;
     }
     for (const SectorRange& range : *ranges) {
         if (kind == "text_starts") {
             seen.AddTextStarts(range);
+        } else if (kind == "zeros") {
+            seen.AddZeros(range);
         } else {
             seen.unreadable.push_back(range);
         }
@@ -314,6 +321,12 @@ void JournalWriter::AddProgress(std::int64_t nextSector) {
 void JournalWriter::AddUnreadable(const std::vector<SectorRange>& ranges) {
     Sightings seen;
     seen.unreadable = ranges;
+    AddLinesOf(seen);
+}
+
+void JournalWriter::AddZeros(const std::vector<SectorRange>& ranges) {
+    Sightings seen;
+    seen.zeros = ranges;
     AddLinesOf(seen);
 }
 

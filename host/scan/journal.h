@@ -78,6 +78,8 @@ public:
     void AddTextStart(std::int64_t sector);
     /// These sectors, found since the last call, cannot be read.
     void AddUnreadable(const std::vector<SectorRange>& ranges);
+    /// Blocks that were read as zeros.
+    void AddZeros(const std::vector<SectorRange>& ranges);
     /// What was seen, all at once.
     void AddSightings(const Sightings& seen);
     /// Sectors that were not scanned for a type, as `SetAsideToJson` tells of them.

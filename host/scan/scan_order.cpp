@@ -51,6 +51,7 @@ public:
     void OnFind(const Find& /*find*/) override { ++finds_; }
     void OnStart(std::int64_t sector) override { seen.starts.push_back(sector); }
     void OnTextStart(std::int64_t sector) override { seen.AddTextStart(sector); }
+    void OnZeros(SectorRange sectors) override { seen.AddZeros(sectors); }
     void OnLook(SectorRange sectors, std::int32_t type) override { worker_.At(sectors, type); }
     void OnBlockDone(std::int64_t nextSector) override {
         const std::int64_t done = (nextSector - firstSector_) * worker_.GetMedium().SectorSize();

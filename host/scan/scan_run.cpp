@@ -51,6 +51,8 @@ public:
         outcome_.seen.AddTextStart(sector);
     }
 
+    void OnZeros(SectorRange sectors) override { outcome_.seen.AddZeros(sectors); }
+
     void OnBlockDone(std::int64_t nextSector) override {
         const std::int64_t done = BytesUpTo(nextSector);
         outcome_.summary.bytesScanned = done;
@@ -229,6 +231,7 @@ ScanOutcome RunScanWithJournal(PreparedScan& scan, JournalWriter& journal, bool 
     outcome.summary.complete = outcome.complete;
     outcome.summary.seconds = std::chrono::duration<double>(steady_clock::now() - start).count();
     NoteUnreadable(scan.medium, outcome);
+    journal.AddZeros(outcome.seen.zeros);
     journal.AddSummary(outcome.summary);
     journal.Sync();
     return outcome;

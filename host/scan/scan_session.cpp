@@ -144,6 +144,9 @@ public:
         if (isZero) {
             starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
         }
+        if (isZero && withStarts && read.zeros.count == 0) {
+            observer_.OnZeros(read.sectors);
+        }
         if (!medium_.IsInterrupted()) {
             observer_.OnBlockDone(read.sectors.first + read.sectors.count);
         }

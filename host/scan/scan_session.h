@@ -22,14 +22,20 @@ struct Sightings {
     std::vector<SectorRange> textStarts;
     /// Sectors that could not be read.
     std::vector<SectorRange> unreadable;
+    /// Blocks that were read and hold nothing but zeros, ascending; neighbours are joined.
+    std::vector<SectorRange> zeros{};
     bool operator==(const Sightings&) const = default;
 
     void AddTextStart(std::int64_t sector) { AddTextStarts({sector, 1}); }
-    void AddTextStarts(SectorRange sectors) {
-        if (!textStarts.empty() && textStarts.back().first + textStarts.back().count == sectors.first) {
-            textStarts.back().count += sectors.count;
+    void AddTextStarts(SectorRange sectors) { Append(textStarts, sectors); }
+    void AddZeros(SectorRange sectors) { Append(zeros, sectors); }
+
+private:
+    static void Append(std::vector<SectorRange>& ranges, SectorRange sectors) {
+        if (!ranges.empty() && ranges.back().first + ranges.back().count == sectors.first) {
+            ranges.back().count += sectors.count;
         } else {
-            textStarts.push_back(sectors);
+            ranges.push_back(sectors);
         }
     }
 };
@@ -56,6 +62,8 @@ public:
     virtual void OnStart(std::int64_t /*sector*/) {}
     /// A text may begin with this sector.
     virtual void OnTextStart(std::int64_t /*sector*/) {}
+    /// A block was read and holds nothing but zeros; told where starts are looked for.
+    virtual void OnZeros(SectorRange /*sectors*/) {}
     /// All sectors of the range before `nextSector` have been scanned.
     virtual void OnBlockDone(std::int64_t nextSector) = 0;
     /// The scanner of a type, or what looks for starts, is about to be shown these sectors.

@@ -155,16 +155,19 @@ void TakeRecord(const Json& record, const ScanGrid& grid, SegmentScan& segment) 
     }
 }
 
+bool IsAscending(const std::vector<SectorRange>& ranges) {
+    std::int64_t end = 0;
+    return std::ranges::all_of(
+        ranges, [&](SectorRange range) { return range.first >= std::exchange(end, range.first + range.count); });
+}
+
 // Joining goes by their order.
 bool IsAscending(const Sightings& seen, SectorRange sectors) {
     std::int64_t last = sectors.first - 1;
     const bool startsAscend = std::ranges::all_of(seen.starts, [&](std::int64_t start) {
         return start > std::exchange(last, start) && start - sectors.first < sectors.count;
     });
-    std::int64_t end = 0;
-    return startsAscend && std::ranges::all_of(seen.textStarts, [&](SectorRange range) {
-               return range.first >= std::exchange(end, range.first + range.count);
-           });
+    return startsAscend && IsAscending(seen.textStarts) && IsAscending(seen.zeros);
 }
 
 // Empty if the journal is of this scan.

@@ -57,6 +57,19 @@ MissingPart PartBetween(const ScanGrid& grid, const MissingScan& missing, std::s
     return {missing.type, std::move(part)};
 }
 
+// Calls `take` for what of ascending ranges begins with sector `next` or later, which then is the one behind them.
+template <class Take>
+void ForEachBehind(const std::vector<SectorRange>& ranges, std::int64_t& next, Take&& take) {
+    for (const SectorRange& range : ranges) {
+        const std::int64_t end = range.first + range.count;
+        if (end > next) {
+            const std::int64_t first = std::max(range.first, next);
+            take(SectorRange{first, end - first});
+            next = end;
+        }
+    }
+}
+
 }  // namespace
 
 std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize) {
@@ -162,14 +175,8 @@ Sightings SegmentJoiner::Add(const SegmentScan& segment, std::span<const std::ve
     }
     const auto& starts = segment.seen.starts;
     given.starts.assign(std::ranges::lower_bound(starts, nextStart_), starts.end());
-    for (const SectorRange& range : segment.seen.textStarts) {
-        const std::int64_t end = range.first + range.count;
-        if (end > nextText_) {
-            const std::int64_t first = std::max(range.first, nextText_);
-            given.AddTextStarts({first, end - first});
-            nextText_ = end;
-        }
-    }
+    ForEachBehind(segment.seen.textStarts, nextText_, [&given](SectorRange range) { given.AddTextStarts(range); });
+    ForEachBehind(segment.seen.zeros, nextZeros_, [&given](SectorRange range) { given.AddZeros(range); });
     if (!given.starts.empty()) {
         nextStart_ = given.starts.back() + 1;
     }

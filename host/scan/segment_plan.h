@@ -65,9 +65,10 @@ public:
 private:
     const ScanGrid& grid_;
     FindMerger finds_;
-    // Of starts and of texts all before these sectors were given.
+    // Of starts, of texts and of zeros all before these sectors were given.
     std::int64_t nextStart_ = 0;
     std::int64_t nextText_ = 0;
+    std::int64_t nextZeros_ = 0;
 };
 
 /// The first block from `block` on that is set aside for one of the types; the scan's end if none is.

@@ -8,7 +8,7 @@ const mapClasses = [
   { key: 'open', name: 'open' },
   { key: 'truncated', name: 'truncated' },
   { key: 'damaged', name: 'damaged' },
-  { key: 'zeros', name: 'known zeros' },
+  { key: 'zeros', name: 'zeros' },
   { key: 'free', name: 'free of finds' },
 ];
 const ClassOfVerdict = 2;

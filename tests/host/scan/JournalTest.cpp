@@ -41,6 +41,7 @@ void WriteJournal(const std::filesystem::path& path, const std::string& image, b
         writer.AddTextStart(sector);
     }
     writer.AddUnreadable({{7, 2}});
+    writer.AddZeros({{64, 64}, {256, 32}});
     ScanSummary summary;
     summary.complete = complete;
     summary.findsByType = {{Png, 2}};
@@ -65,6 +66,7 @@ TEST(Journal, GivesBackWhatWasWritten) {
         EXPECT_EQ(journal.seen.starts, (std::vector<std::int64_t>{5, 6, 9, 10, 11, 4000}));
         EXPECT_EQ(journal.seen.textStarts, (std::vector<SectorRange>{{5, 2}, {9, 3}, {4000, 1}}));
         EXPECT_EQ(journal.seen.unreadable, (std::vector<SectorRange>{{7, 2}}));
+        EXPECT_EQ(journal.seen.zeros, (std::vector<SectorRange>{{64, 64}, {256, 32}}));
         EXPECT_TRUE(journal.complete);
         EXPECT_EQ(journal.damagedLines, 0);
     }

@@ -34,10 +34,12 @@ public:
     void OnBlockDone(std::int64_t nextSector) override { marks.push_back(nextSector); }
     bool StopRequested() override { return marks.size() >= stopAfterBlocks; }
     void OnStart(std::int64_t sector) override { starts.push_back(sector); }
+    void OnZeros(SectorRange sectors) override { zeros.push_back(sectors); }
     bool IsSlow() override { return isSlow; }
 
     std::vector<Find> finds;
     std::vector<std::int64_t> starts;
+    std::vector<SectorRange> zeros;
     std::vector<std::int64_t> marks;
     std::size_t stopAfterBlocks = 1000000;
     bool isSlow = false;
@@ -113,12 +115,13 @@ std::vector<Find> FindsOfSegments(Medium& medium, const ScanRequest& request, co
     return merged.finds;
 }
 
-TEST(ScanApart, SegmentsGiveTheFindsAndStartsOfOneScanInItsOrder) {
+TEST(ScanApart, SegmentsGiveTheFindsStartsAndZerosOfOneScanInItsOrder) {
     Medium medium(std::make_unique<FakeDevice>(ReadFile(SALVOR_SAMPLES_DIR "/card.img")), 512);
     ScanRequest request{{3, medium.SectorCount() - 3}, 100, TypesToScanAgain(), {{Png, 5000}}, true};
     Recorder one;
     EXPECT_TRUE(ScanRange(medium, request, one));
     EXPECT_GT(one.finds.size(), 40U);
+    EXPECT_FALSE(one.zeros.empty());
     const std::int64_t blocks = GridOf(request).BlockCount();
     for (const std::int64_t mostBehind : {std::int64_t{0}, std::int64_t{2}, blocks}) {
         for (const std::vector<std::int64_t>& cuts :
@@ -128,6 +131,7 @@ TEST(ScanApart, SegmentsGiveTheFindsAndStartsOfOneScanInItsOrder) {
             apart.isSlow = mostBehind == blocks;
             EXPECT_EQ(FindsOfSegments(medium, request, cuts, mostBehind, apart), one.finds);
             EXPECT_EQ(apart.starts, one.starts);
+            EXPECT_EQ(apart.zeros, one.zeros);
         }
     }
     Recorder stopped;

@@ -22,7 +22,7 @@ SegmentScan SegmentOfTwo() {
     SegmentScan segment{{2, 9}, true, {}, {}};
     segment.scans = {{.type = Doc, .blocks = {2, 9}, .restless = {{3, 5}, {9, 10}}, .guessed = {2, 3, 8}},
                      {.type = Png, .blocks = {2, 11}, .finds = {{{Png, 125, 0}, 120}, {{Png, -7, 1LL << 60}, 209}}}};
-    segment.seen = {{}, {121, 180}, {{130, 3}, {150, 1}}, {{140, 20}}};
+    segment.seen = {{}, {121, 180}, {{130, 3}, {150, 1}}, {{140, 20}}, {{160, 10}}};
     segment.setAside = {{StartsType, {5, 6}, "crashed"}};
     return segment;
 }
@@ -104,6 +104,7 @@ Sightings Joined(std::vector<SegmentScan> segments) {
         std::ranges::copy(seen.finds, std::back_inserter(all.finds));
         std::ranges::copy(seen.starts, std::back_inserter(all.starts));
         std::ranges::for_each(seen.textStarts, [&](SectorRange range) { all.AddTextStarts(range); });
+        std::ranges::for_each(seen.zeros, [&](SectorRange range) { all.AddZeros(range); });
     };
     SegmentJoiner joiner(Grid);
     for (std::size_t i = 0; i < segments.size(); ++i) {
@@ -134,9 +135,10 @@ TEST(SegmentPlan, JoinsAroundWhatIsSetAside) {
     EXPECT_EQ(plan.missing[0].part.from, 59);
     segments.push_back({{51, 61}, false, {{.type = Png, .blocks = {51, 61}, .guessed = {51}}}, {}});
     // Two machines may have seen the same.
-    segments[1].seen = {{}, {120, 350}, {{340, 20}}, {}};
-    segments[2].seen = {{}, {350, 660}, {{345, 5}, {355, 10}}, {}};
-    EXPECT_EQ(Joined(segments), (Sightings{{{Png, 150, 1}, {Png, 950, 1}}, {120, 350, 660}, {{340, 25}}, {}}));
+    segments[1].seen = {{}, {120, 350}, {{340, 20}}, {}, {{300, 50}}};
+    segments[2].seen = {{}, {350, 660}, {{345, 5}, {355, 10}}, {}, {{340, 20}}};
+    EXPECT_EQ(Joined(segments),
+              (Sightings{{{Png, 150, 1}, {Png, 950, 1}}, {120, 350, 660}, {{340, 25}}, {}, {{300, 60}}}));
 
     segments = {SegmentOfZeros(Grid, {70, 100})};
     segments[0].setAside = {{Png, {50, 51}, "hung"}, {Doc, {0, 70}, "hung"}};
