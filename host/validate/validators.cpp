@@ -26,6 +26,7 @@ extern const Validator HtmlValidator;
 extern const Validator IccValidator;
 extern const Validator IcoValidator;
 extern const Validator JpegValidator;
+extern const Validator JsonValidator;
 extern const Validator MailValidator;
 extern const Validator MayaValidator;
 extern const Validator MidiValidator;
@@ -93,6 +94,7 @@ std::span<const Validator* const> Validators() {
         &HtmlValidator,
         &XmlValidator,
         &MailValidator,
+        &JsonValidator,
         &GifValidator,
         &TiffValidator,
         &CrwValidator,

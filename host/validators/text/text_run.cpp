@@ -430,6 +430,14 @@ public:
         return others >= 2;
     }
 
+    // Whether so many printable bytes begin here that they are text of one byte a character, not ideographs.
+    bool BeginsNarrowText(std::size_t index) const {
+        return bytes_.size() - 2 * index >= LeastOfNarrowText &&
+               EndOfPlain(bytes_.subspan(2 * index, LeastOfNarrowText), 0) == LeastOfNarrowText;
+    }
+
+    static constexpr std::size_t LeastOfNarrowText = 24;
+
 private:
     ByteSpan bytes_;
     bool isBigEndian_;
@@ -452,20 +460,20 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
     Utf16Scripts scripts;
     std::int64_t at = from;
     for (;;) {
-        const ByteSpan bytes = file.From(at, 16);
+        const ByteSpan bytes = file.From(at, 2 * Utf16Units::LeastOfNarrowText);
         if (bytes.size() < 2 || file.IsExhausted()) {
             break;
         }
         const Utf16Units units(bytes, isBigEndian);
         // The last ones are judged together with those after them.
         const bool isLast = at + static_cast<std::int64_t>(bytes.size()) >= file.Limit();
-        const std::size_t count = isLast ? units.Count() : units.Count() - 7;
+        const std::size_t count = isLast ? units.Count() : units.Count() - Utf16Units::LeastOfNarrowText / 2 + 1;
         std::size_t i = 0;
         for (; i < count; ++i) {
             const std::uint16_t unit = units.At(i);
             const std::int64_t place = at + static_cast<std::int64_t>(2 * i);
             const bool isAlien = place >= from + 2 * lessons && units.IsAlien(i, scripts);
-            if (IsUtf16Stop(unit) || units.IsBrokenPair(i) || isAlien) {
+            if (IsUtf16Stop(unit) || units.IsBrokenPair(i) || isAlien || units.BeginsNarrowText(i)) {
                 return StoppedAt(file, from, place, unit, isBigEndian);
             }
             scripts.See(unit);

@@ -63,6 +63,21 @@ const TextModel& AnyTextBackwards() {
     return model;
 }
 
+// Whether the lines on both sides are a word each, as in a list, which goes on where its words begin to differ.
+bool IsInList(ByteSpan text, std::size_t at) {
+    constexpr std::size_t looked = 256;
+    constexpr std::size_t longestLine = 32;
+    const auto isList = [](ByteSpan lines) {
+        const auto isBlank = [](std::uint8_t byte) {
+            return byte == ' ' || byte == '\t';
+        };
+        const auto count = static_cast<std::size_t>(std::ranges::count(lines, std::uint8_t{'\n'}));
+        return count * longestLine >= lines.size() && std::ranges::none_of(lines, isBlank);
+    };
+    return at >= looked && isList(text.subspan(at - looked, looked)) &&
+           isList(text.subspan(at, std::min(looked, text.size() - at)));
+}
+
 // How sure a seam is, in natural logarithms of the odds, where `length` bytes of text take `saved` bits fewer because
 // of the `learned` bytes before them. A text that goes on saves some 25 bits times the root of its length, a foreign
 // one none, both give or take ten.
@@ -267,7 +282,7 @@ End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
     for (std::size_t i = text.size(); i-- > begin;) {
         saved += fresh->Take(reversed, text.size() - 1 - i) - bits[i];
         const std::size_t length = text.size() - i;
-        if (length >= LeastBehind && (text[i - 1] != '\r' || text[i] != '\n')) {
+        if (length >= LeastBehind && (text[i - 1] != '\r' || text[i] != '\n') && !IsInList(text, i)) {
             costs[i] = saved + (IsLineEnd(text[i - 1]) ? 0 : BitsOfOpenLine);
             best.odds = std::max(best.odds, SeamOdds(costs[i], length, i));
         }

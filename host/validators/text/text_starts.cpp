@@ -76,8 +76,12 @@ bool IsRunning(ByteSpan tail, ByteSpan head) {
     const auto isHigh = [](std::uint8_t byte) {
         return byte >= 0x80;
     };
+    // Binary data have FF in pairs, texts in a code page hardly ever.
+    const auto areSet = [](std::uint8_t byte, std::uint8_t next) {
+        return (byte & next) == 0xFF;
+    };
     return tail.size() >= TailThatTellsOfCodePage && EndOfAnyText(tail, 0) == tail.size() &&
-           std::ranges::any_of(head, isHigh);
+           std::ranges::adjacent_find(tail, areSet) == tail.end() && std::ranges::any_of(head, isHigh);
 }
 
 bool IsRunningUtf16(ByteSpan tail) {
@@ -128,8 +132,9 @@ bool MayBePlain(ByteSpan head) {
 bool BreaksString(ByteSpan tail, ByteSpan head) {
     constexpr std::string_view lineBreaks = "\n\r\t ";
     return EndOfAnyText(tail, 0) < tail.size() &&
-           lineBreaks.find(static_cast<char>(tail.back())) == std::string_view::npos && BeginsLikeFile(head) &&
-           EndOfUtf8(head, 0) == head.size() && std::ranges::count(head, std::uint8_t{'\n'}) >= 2;
+           lineBreaks.find(static_cast<char>(tail.back())) == std::string_view::npos &&
+           (BeginsLikeFile(head) || head[0] >= 0x80) && EndOfAnyText(head, 0) == head.size() &&
+           std::ranges::count(head, std::uint8_t{'\n'}) >= 2;
 }
 
 }  // namespace
@@ -157,7 +162,7 @@ bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
 }
 
 bool BeginsLikeFile(ByteSpan head) {
-    constexpr std::string_view marks = "#/<{[%;\"'-*=.@!(\xEF";
+    constexpr std::string_view marks = "#/<{[%;\"'-*=.@!(\\$\xEF";
     const auto first = static_cast<char>(head[0]);
     return (first >= 'A' && first <= 'Z') || marks.find(first) != std::string_view::npos;
 }

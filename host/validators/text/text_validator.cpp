@@ -189,7 +189,8 @@ const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t len
         return "too short in front of binary data";
     }
     const bool isString = IsString(file, run.end);
-    if (isString && (mix.lineEnds < 4 || length < LeastBeforeString) && (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
+    if (isString && length < LeastOfOneLine && (mix.lineEnds < 4 || length < LeastBeforeString) &&
+        (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
         return "strings of a program";
     }
     // Programs write data in one long line.

@@ -91,6 +91,28 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
     EXPECT_EQ(plain.size, std::ssize(letter));
 }
 
+TEST(Documents, JsonEndsWithItsOutermostBracket) {
+    const std::string object = "{ \"a\": [1, -2.5e3, true, {}],\n\"b]\": \"\\\"}\", }\n";
+    for (const std::string& whole :
+         {object, object + object, "\xEF\xBB\xBF[\"\xC3\xA4\"]"s, Wide("[[],\r\n[null]]\r\n")}) {
+        SCOPED_TRACE(whole);
+        for (const Bytes& slack : Slacks()) {
+            const Finding finding = test::FindingOf("json", BytesOf(whole), slack);
+            EXPECT_EQ(finding.verdict, Verdict::Whole);
+            EXPECT_EQ(finding.size, std::ssize(whole));
+            EXPECT_EQ(finding.extension, "json");
+        }
+    }
+    // An empty line before other text is that one's.
+    EXPECT_EQ(test::FindingOf("json", BytesOf(object), BytesOf("\nwords")).size, std::ssize(object));
+    EXPECT_EQ(test::FindingOf("json", BytesOf(object), BytesOf("\n\x02")).size, std::ssize(object) + 1);
+    for (const std::string broken :
+         {"{\"a\" 1}", "{\"a\": 1]", "{1: 2}", "[\"a\" \"b\"]", "[\"a\", x]", "[\"a\nb\"]", "{\"a\": 1, "}) {
+        EXPECT_EQ(test::FindingOf("json", BytesOf(broken)).verdict, Verdict::NoFile) << broken;
+    }
+    EXPECT_EQ(test::FindingOf("json", Bytes(100000, '[')).verdict, Verdict::NoFile);
+}
+
 TEST(Documents, PostScriptEndsAtItsOwnLastComment) {
     const std::string header = "%!PS-Adobe-3.0 EPSF-3.0\n%%Creator: by hand\n";
     const std::string data = "%%BeginBinary: 4\n\0\1\2\3\n%%EndBinary\n"s;

@@ -67,6 +67,14 @@ TEST(TextStarts, AreSeenInOtherAlphabets) {
     EXPECT_FALSE(Begins(wide.substr(2, 64), wide.substr(2)));
     EXPECT_TRUE(Begins(zeros, codePage));
     EXPECT_FALSE(Begins(codePage.substr(0, 64), codePage));
+    // A program's string and its table, which are no text that goes on.
+    codePage.replace(100, 1, "\n").replace(200, 1, "\n");
+    EXPECT_TRUE(Begins(std::string(40, '\0') + "cannot find the source", codePage));
+    std::string table;
+    while (table.size() < 64) {
+        table += "\xA2y\xFF\xFF";
+    }
+    EXPECT_TRUE(Begins(table, codePage));
 }
 
 TEST(ClusterGrid, IsTheLargestThatNearlyAllStartsShare) {

@@ -101,6 +101,23 @@ TEST(Text, EndsWhereAnotherTextFillsItsCluster) {
     }
 }
 
+TEST(Text, OfIdeographsEndsWhereOneByteIsACharacter) {
+    const std::string line = "\x3E\x54\x29\x8F\x6F\x30\x2B\x73\x67\x30\n\0"s;
+    const std::string wide = "\xFF\xFE" + Lines(line, 50);
+    EXPECT_EQ(TextFinding(wide, BytesOf(Lines("of another text ", 40))).size, std::ssize(wide));
+}
+
+TEST(Text, OfOneWordALineGoesOnWhereOtherLettersPrevail) {
+    std::string list;
+    for (int i = 0; list.size() < 12000; ++i) {
+        const auto letter = static_cast<char>('a' + i / 60);
+        list += std::string{letter, static_cast<char>('a' + i % 7), letter, static_cast<char>('e' + i % 5)} + "\n";
+    }
+    const Neighbours onGrid{{}, {}, {8, 3}};
+    // The last line is cut.
+    EXPECT_EQ(test::FindingOf("text", BytesOf(list.substr(0, 8192)), Binary("\x80"), onGrid).size, 8190);
+}
+
 TEST(Text, EndsWhereLinesEndOtherwiseUpToTheClustersEnd) {
     const Neighbours onGrid{{}, {}, {8, 3}};
     const std::string head = "To: d\r\nDate: Mon\r\n\r\n";
