@@ -37,12 +37,7 @@ std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
         // Walks that meet take the same pieces, as these begin with the first item in a stretch of the sector.
         constexpr std::int64_t pieceBytes = 64;
         Stretch piece{.to = offset};
-        while (!walk.IsOver() && piece.to / pieceBytes == offset / pieceBytes) {
-            if (!walk.TakeNext(piece.facts)) {
-                break;
-            }
-            piece.to = text.At();
-        }
+        piece.to = walk.TakeItems((offset / pieceBytes + 1) * pieceBytes, piece.facts);
         return piece.to > offset ? std::optional(piece) : std::nullopt;
     };
     trail_.Walk(*candidate_, text.At(), WalkLimit + 1, takePiece,

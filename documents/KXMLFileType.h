@@ -32,7 +32,8 @@ public:
 private:
     // Documents that begin in each other go through the same items, whose changes are known for one root's name. In
     // windows of 128 bytes they soon meet: where a medium is full of them, a walk takes a few sectors.
-    Trail<XmlContentWalk::Change, 7> trail_;
+    // Such walks look for marks in every sector, so these lie in the second-level cache.
+    Trail<XmlContentWalk::Change, 7, 12> trail_;
     std::u16string root_;
     TextForm form_;
     const Candidate* candidate_ = nullptr;

@@ -156,7 +156,7 @@ bool MarkupReader::Take(std::u16string_view word, bool folded) {
     return true;
 }
 
-bool MarkupReader::SkipTo(char16_t c) {
+bool MarkupReader::Seek(char16_t c) {
     // Stops at control characters too. No short-circuiting, so that the compiler tests many bytes at once.
     const auto sought = static_cast<std::uint8_t>(c);
     const auto isPassed = [sought](const std::uint8_t* place) {

@@ -102,7 +102,7 @@ public:
     bool Take(std::u16string_view word, bool folded = false);
 
     /// Moves to the next occurrence of the character; false at the end of the text.
-    bool SkipTo(char16_t c);
+    bool SkipTo(char16_t c) { return Peek() == c || Seek(c); }
     bool SkipToTag() { return SkipTo(u'<'); }
     void SkipWhite();
     /// Moves past the next occurrence of the mark; false at the end of the text.
@@ -136,6 +136,7 @@ public:
     bool IsZeroUpTo(std::int64_t to);
 
 private:
+    bool Seek(char16_t c);
     // How many bytes from a place in the view on are characters that mean nothing inside a tag.
     std::size_t CountPlain(std::size_t from) const;
     // Moves past those and past values in quotes, as far as they are in view. The new place in the view.

@@ -10,7 +10,8 @@ namespace {
 
 constexpr auto HeaderStart = PatternOf("%PDF-");
 constexpr auto PostScriptStart = PatternOf("%!PS");
-constexpr BytePattern EndMark = BytePatternOf<"%%EOF">();
+constexpr auto EndMarkBytes = PatternOf("%%EOF");
+constexpr BytePattern EndMark{EndMarkBytes};
 constexpr auto StartXrefBytes = PatternOf("startxref");
 constexpr BytePattern StartXrefMark{StartXrefBytes};
 constexpr auto Start = PatternOf("start");
@@ -139,6 +140,23 @@ std::optional<std::int64_t> LinearizedEnd(FileWindow& file) {
         *size, EndOfLastLine(file, tailStart + static_cast<std::int64_t>(*mark + EndMark.size()), file.SectorSize()));
 }
 
+// Where the first key of a drawing begins between `from` and `to`.
+std::optional<std::size_t> DrawingKeyIn(ByteSpan bytes, std::size_t from, std::size_t to) {
+    // The letter after the common start tells the keys from other names.
+    const auto difference = [](const std::uint8_t* place) {
+        constexpr std::size_t letter = DrawingStart.size();
+        return static_cast<std::uint8_t>(
+            (place[0] ^ DrawingStart[0]) | (place[1] ^ DrawingStart[1]) | (place[2] ^ DrawingStart[2]) |
+            (static_cast<unsigned>(place[letter] != 'P') & static_cast<unsigned>(place[letter] != 'M')));
+    };
+    const auto isKey = [bytes](std::size_t place) {
+        const ByteSpan key = bytes.subspan(place);
+        return StartsWith(key, PrivateData) || StartsWith(key, PrivatePdf) || StartsWith(key, MetaData);
+    };
+    const std::size_t end = std::min(to, bytes.size() - std::min(bytes.size(), DrawingStart.size()));
+    return from < end ? FindPlace(bytes.data(), from, end, difference, isKey) : std::nullopt;
+}
+
 class PdfWalk {
 public:
     PdfWalk(FileWindow& file, PdfMemory& memory) : file_(file), memory_(memory) {}
@@ -147,8 +165,8 @@ public:
 
 private:
     bool HasEnd() const { return end_ > 0 || spareEnd_ > 0; }
-    void NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to);
-    void NoteSearched(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to);
+    std::optional<std::size_t> FindEnd(std::int64_t at, ByteSpan bytes);
+    void FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bool isMark);
     std::optional<std::size_t> HeaderTooMany(std::int64_t at, ByteSpan bytes) const;
     void PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count);
     void PassObjects(std::int64_t at, ByteSpan bytes);
@@ -196,14 +214,12 @@ std::optional<PdfExtent> PdfWalk::Run() {
         // Nothing that is looked for reaches into a header.
         const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
         bytes = bytes.first(stop.value_or(bytes.size()));
-        const auto known = static_cast<std::size_t>(std::min(memory_.SearchedFrom(at), std::ssize(bytes)));
-        const std::optional<std::size_t> mark = EndMark.FindIn(bytes, known);
+        const std::optional<std::size_t> mark = FindEnd(at, bytes);
         // The places before the mark, or all at which a whole one could begin.
         const std::size_t count =
             mark.value_or(stop || bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
         if (drawingAt_ >= at) {
-            NoteDrawing(at, bytes, known, count);
-            NoteSearched(at, bytes, known, count);
+            FindDrawing(at, bytes, count, mark.has_value());
         }
         if (stop && !mark) {
             break;
@@ -223,33 +239,41 @@ std::optional<PdfExtent> PdfWalk::Run() {
     return PdfExtent{size, drawingAt_ < size};
 }
 
-void PdfWalk::NoteDrawing(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to) {
-    // The letter after the common start tells the keys from other names. Not past the count, or a piece full of end
-    // marks would be searched again from each of them.
-    const auto difference = [](const std::uint8_t* place) {
-        constexpr std::size_t letter = DrawingStart.size();
-        return static_cast<std::uint8_t>(
-            (place[0] ^ DrawingStart[0]) | (place[1] ^ DrawingStart[1]) | (place[2] ^ DrawingStart[2]) |
-            (static_cast<unsigned>(place[letter] != 'P') & static_cast<unsigned>(place[letter] != 'M')));
-    };
-    const auto isKey = [bytes](std::size_t place) {
-        const ByteSpan key = bytes.subspan(place);
-        return StartsWith(key, PrivateData) || StartsWith(key, PrivatePdf) || StartsWith(key, MetaData);
-    };
-    const std::size_t end = std::min(to, bytes.size() - std::min(bytes.size(), DrawingStart.size()));
-    if (const std::optional<std::size_t> place =
-            from < end ? FindPlace(bytes.data(), from, end, difference, isKey) : std::nullopt) {
-        drawingAt_ = at + static_cast<std::int64_t>(*place);
+// The first end mark that lies wholly in the bytes.
+std::optional<std::size_t> PdfWalk::FindEnd(std::int64_t at, ByteSpan bytes) {
+    const std::int64_t place = memory_.PlaceOf(at);
+    const std::int64_t end = place + std::ssize(bytes) - std::ssize(EndMarkBytes) + 1;
+    const std::int64_t searchedTo = memory_.ends.SearchedTo(place);
+    std::optional<std::int64_t> found = searchedTo > place ? memory_.ends.FirstFrom(place) : std::nullopt;
+    if (found && *found >= end) {
+        return std::nullopt;
     }
+    if (!found && searchedTo < end) {
+        const auto mark = EndMark.FindIn(bytes, static_cast<std::size_t>(searchedTo - place));
+        found = mark ? std::optional(place + static_cast<std::int64_t>(*mark)) : std::nullopt;
+        // No other begins inside a mark.
+        memory_.ends.Note(place, found ? *found + std::ssize(EndMarkBytes) : end, found);
+    }
+    return found ? std::optional(static_cast<std::size_t>(*found - place)) : std::nullopt;
 }
 
-// No end mark begins in the bytes before `to`, and no key of a drawing before `drawingAt_`. Where they are cut, a later
-// walk may see more than begins there.
-void PdfWalk::NoteSearched(std::int64_t at, ByteSpan bytes, std::size_t from, std::size_t to) {
-    const std::size_t whole = bytes.size() < LongestMark ? 0 : bytes.size() - LongestMark + 1;
-    const std::int64_t end = std::min(static_cast<std::int64_t>(std::min(to, whole)), drawingAt_ - at);
-    if (end > static_cast<std::int64_t>(from)) {
-        memory_.NoteSearched(at, end);
+// Looks for a drawing's key in the first `count` bytes, which an end mark follows if `isMark`. Not further, or a piece
+// full of end marks would be searched again from each of them.
+void PdfWalk::FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bool isMark) {
+    const std::int64_t place = memory_.PlaceOf(at);
+    const std::int64_t end = place + static_cast<std::int64_t>(count);
+    const std::int64_t searchedTo = memory_.keys.SearchedTo(place);
+    std::optional<std::int64_t> found = searchedTo > place ? memory_.keys.FirstFrom(place) : std::nullopt;
+    if (!found && searchedTo < end) {
+        const auto key = DrawingKeyIn(bytes, static_cast<std::size_t>(searchedTo - place), count);
+        found = key ? std::optional(place + static_cast<std::int64_t>(*key)) : std::nullopt;
+        // No key reaches into a mark. Where the bytes are cut, a later walk may see more than begins there.
+        const std::int64_t whole = place + std::max<std::int64_t>(std::ssize(bytes) - std::ssize(PrivatePdf) + 1, 0);
+        const std::int64_t searched = isMark ? end + std::ssize(EndMarkBytes) : std::min(end, whole);
+        memory_.keys.Note(place, found ? *found + 1 : searched, found);
+    }
+    if (found && *found < end) {
+        drawingAt_ = at + (*found - place);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "frame/bytes/Bytes.h"
 #include "frame/memory/ScanOffsets.h"
@@ -25,8 +26,49 @@ struct PdfExtent {
     bool isIllustrator;
 };
 
-/// What the walks of a scan share: a stretch of the medium in which nothing begins that they search for. Many headers
-/// before one such stretch then search it once.
+/// Where something that walks look for begins in the stretch of the medium that was searched last. Places are those of
+/// `ScanOffsets`.
+class SearchedPlaces {
+public:
+    /// The end of the searched stretch around `place`; `place` itself where there is none.
+    std::int64_t SearchedTo(std::int64_t place) const { return from_ <= place && place < to_ ? to_ : place; }
+
+    /// The first place at `place` or behind it, in the searched stretch.
+    std::optional<std::int64_t> FirstFrom(std::int64_t place) const {
+        const auto first = std::ranges::lower_bound(places_, place);
+        return first == places_.end() ? std::nullopt : std::optional(*first);
+    }
+
+    /// From `from` to `to` nothing begins, but at `found`.
+    void Note(std::int64_t from, std::int64_t to, std::optional<std::int64_t> found) {
+        if (from < from_ || from > to_) {
+            from_ = from;
+            to_ = from;
+            places_.clear();
+        }
+        to_ = std::max(to_, to);
+        if (found && (places_.empty() || places_.back() < *found)) {
+            places_.push_back(*found);
+        }
+        if (places_.size() > MostPlaces) {
+            // Later walks begin further on.
+            const auto middle = places_.begin() + MostPlaces / 2;
+            from_ = *middle;
+            places_.erase(places_.begin(), middle);
+        }
+    }
+
+private:
+    static constexpr std::size_t MostPlaces = 1024;
+
+    std::int64_t from_ = 0;
+    std::int64_t to_ = 0;
+    // In ascending order.
+    std::vector<std::int64_t> places_;
+};
+
+/// What the walks of a scan share: where the ends of files and the keys of drawings begin. Many headers before one
+/// stretch of the medium then search it once.
 class PdfMemory : public WalkMemory {
 public:
     void Reset() {
@@ -36,7 +78,8 @@ public:
     void EnterBlock(const SectorBlock& block) {
         WalkMemory::EnterBlock(block);
         if (!offsets_.Enter(block)) {
-            searched_ = {};
+            ends = {};
+            keys = {};
         }
     }
     void BeginWalk(const Candidate& candidate) {
@@ -44,27 +87,14 @@ public:
         start_ = offsets_.PlaceOf(candidate.startSector);
     }
 
-    /// How many bytes from `at` on, in the file that is walked, need not be searched.
-    std::int64_t SearchedFrom(std::int64_t at) const {
-        const std::int64_t place = start_ + at;
-        return searched_.from <= place && place < searched_.to ? searched_.to - place : 0;
-    }
-    /// Nothing that is searched for begins in `bytes` bytes from `at` on.
-    void NoteSearched(std::int64_t at, std::int64_t bytes) {
-        const std::int64_t place = start_ + at;
-        const bool goesOn = searched_.from <= place && place <= searched_.to;
-        searched_ = {goesOn ? searched_.from : place, std::max(goesOn ? searched_.to : 0, place + bytes)};
-    }
+    /// The place of an offset in the file that is walked.
+    std::int64_t PlaceOf(std::int64_t at) const { return start_ + at; }
+
+    SearchedPlaces ends;
+    SearchedPlaces keys;
 
 private:
-    struct Stretch {
-        std::int64_t from = 0;
-        std::int64_t to = 0;
-    };
-
     ScanOffsets offsets_;
-    // In places, like the start of the file that is walked.
-    Stretch searched_;
     std::int64_t start_ = 0;
 };
 

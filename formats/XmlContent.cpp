@@ -11,16 +11,26 @@ void XmlContentWalk::Change::Append(const Change& behind) {
 
 void XmlContentWalk::TakeRoot() { isRight_ = TakeElement(true, now_); }
 
-bool XmlContentWalk::TakeNext(Change& sum) {
-    extent_.end = text_.At();
-    Change change;
-    isRight_ = text_.SkipToTag() && TakeItem(change);
-    change.lowest = std::min<std::int64_t>(change.depth, 0);
-    now_.Append(change);
-    if (isRight_) {
-        sum.Append(change);
+std::int64_t XmlContentWalk::TakeItems(std::int64_t to, Change& sum) {
+    Change items;
+    Change broken;
+    while (isRight_ && now_.depth + items.depth > 0 && text_.At() < to) {
+        extent_.end = text_.At();
+        if (!text_.SkipToTag()) {
+            isRight_ = false;
+        } else if (const std::optional<ByteSpan> tag = text_.TakePlainTag()) {
+            CountPlainTag(*tag, items);
+        } else {
+            Change item;
+            isRight_ = IsAside() ? TakeAside() : TakeTag(item);
+            (isRight_ ? items : broken).Append(item);
+        }
+        items.lowest = std::min(items.lowest, items.depth);
     }
-    return isRight_;
+    sum.Append(items);
+    now_.Append(items);
+    now_.Append(broken);
+    return isRight_ ? text_.At() : extent_.end;
 }
 
 bool XmlContentWalk::Pass(std::int64_t to, const Change& change) {
@@ -52,14 +62,6 @@ bool XmlContentWalk::IsAside() {
     const char16_t kind = text_.Peek();
     text_.GoTo(at);
     return kind == '!' || kind == '?';
-}
-
-bool XmlContentWalk::TakeItem(Change& change) {
-    if (const std::optional<ByteSpan> tag = text_.TakePlainTag()) {
-        CountPlainTag(*tag, change);
-        return true;
-    }
-    return IsAside() ? TakeAside() : TakeTag(change);
 }
 
 // Does what the general case does for nearly all tags.
@@ -123,8 +125,6 @@ XmlExtent FollowXmlContent(MarkupReader& text, std::u16string_view root) {
     XmlContentWalk walk(text, root);
     walk.TakeRoot();
     XmlContentWalk::Change sum;
-    while (!walk.IsOver()) {
-        walk.TakeNext(sum);
-    }
+    walk.TakeItems(MarkupReader::NoLimit, sum);
     return walk.Finish();
 }

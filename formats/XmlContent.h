@@ -41,19 +41,19 @@ public:
 
     /// Takes the rest of the root's own start tag.
     void TakeRoot();
-    /// The root's end was passed, or the document breaks here.
-    bool IsOver() const { return !isRight_ || now_.depth <= 0; }
-    /// Takes the next item and adds what it changes to `sum`; false if it is not whole.
-    bool TakeNext(Change& sum);
+    /// Takes the items that begin in front of `to` and adds what whole ones change to `sum`. Where the last of these
+    /// ends.
+    std::int64_t TakeItems(std::int64_t to, Change& sum);
     /// Moves past items that are known; false if the root ends among them, or they cannot all be read.
     bool Pass(std::int64_t to, const Change& change);
     /// Takes what follows the root and says how far the document reaches.
     XmlExtent Finish();
 
 private:
+    // The root's end was passed, or the document breaks here.
+    bool IsOver() const { return !isRight_ || now_.depth <= 0; }
     bool IsNextFile();
     bool IsAside();
-    bool TakeItem(Change& change);
     void CountPlainTag(ByteSpan tag, Change& change) const;
     bool TakeAside();
     bool TakeTag(Change& change);

@@ -1,7 +1,6 @@
 #include "images/KCRWFileType.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "formats/CanonTrailer.h"
 #include "frame/read/FileWindow.h"
@@ -11,7 +10,7 @@ namespace {
 
 // These cameras write 2 to 12 MiB a picture.
 constexpr std::int64_t SearchBytes = 0x2000000;
-constexpr std::size_t ReadAheadBytes = 0x10000;
+constexpr std::size_t ReadAheadBytes = 0x4000;
 
 // Offset in `bytes` of the end of the root directory. `start` is the file offset of `bytes`.
 std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, Budget& budget) {
@@ -40,7 +39,7 @@ std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
     memory_.BeginWalk();
     const std::int64_t limit = std::min(SearchBytes, MediumSize(candidate.block));
     KFileSimulator reader(&candidate.block, candidate.startSector, static_cast<std::uint64_t>(Identity.maxSize));
-    std::vector<std::uint8_t> ahead(ReadAheadBytes);
+    ahead_.resize(ReadAheadBytes);
     // A directory may straddle two pieces.
     constexpr auto step = static_cast<std::int64_t>(ReadAheadBytes - CanonHeap::MostDirectoryBytes);
     bool goesOn = true;
@@ -48,8 +47,8 @@ std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
         memory_.Charge(ReadAheadBytes);
         reader.Seek(start);
         // If the piece cannot be read whole, the picture may end in the readable part.
-        reader.Read(ahead.data(), ReadAheadBytes);
-        const ByteSpan wasRead = ByteSpan(ahead).first(static_cast<std::size_t>(reader.Tell() - start));
+        reader.Read(ahead_.data(), ReadAheadBytes);
+        const ByteSpan wasRead = ByteSpan(ahead_).first(static_cast<std::size_t>(reader.Tell() - start));
         const ByteSpan bytes = BeforeNextHeader(wasRead, start, candidate.block.sectorSize);
         goesOn = bytes.size() == ReadAheadBytes;
         if (const std::optional<std::size_t> rootEnd = FindRootEnd(bytes, start, memory_)) {

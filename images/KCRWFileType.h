@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "formats/CanonHeap.h"
 #include "frame/read/Budget.h"
@@ -17,4 +18,8 @@ public:
     static constexpr std::int64_t MinReportLength = 512;
 
     std::optional<std::int64_t> Measure(const Candidate& candidate);
+
+private:
+    // Empty until the first candidate.
+    std::vector<std::uint8_t> ahead_;
 };

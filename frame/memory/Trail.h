@@ -22,8 +22,9 @@
 /// walk that meets a mark adds its own marks to that chain, and extends the chain if its limit lies further on.
 ///
 /// `Facts` sums up the records of a stretch; `void Append(const Facts& behind)` adds those of the stretch behind it.
-/// The first windows have 2^`FirstWindowBits` bytes.
-template <class Facts, int FirstWindowBits = 12>
+/// The first windows have 2^`FirstWindowBits` bytes. There is room for 2^`MarkBits` marks; a walk of 256 MiB leaves a
+/// few hundred.
+template <class Facts, int FirstWindowBits = 12, int MarkBits = 15>
 class Trail {
 public:
     /// One record, or several in a row.
@@ -129,7 +130,6 @@ private:
     static constexpr int DistanceBits = 5;
     // Marks where walks from later sectors would begin.
     static constexpr int MostSectorMarks = 128;
-    static constexpr int MarkBits = 15;
     static constexpr std::size_t ChainCount = 1024;
 
     void Begin(const Candidate& candidate, std::int64_t limit) {
@@ -201,8 +201,8 @@ private:
     // The way from here to the end of an earlier walk's chain, if there is a mark here. Otherwise leaves one.
     template <class MayPass>
     std::optional<Stretch> Meet(std::uint64_t place, MayPass&& mayPass) {
-        Mark mark = marksKnown_.empty() ? Mark{} : marksKnown_[SlotOf(place)];
-        if (mark.chain != 0 && mark.place == place) {
+        if (!marksKnown_.empty() && marksKnown_[SlotOf(place)].place == place) {
+            Mark mark = marksKnown_[SlotOf(place)];
             const Chain* const chain = EndOf(mark);
             if (chain != nullptr && chain->number != chain_ && (chain->to > place || chain->isEnd)) {
                 Stretch rest{static_cast<std::int64_t>(chain->to - start_), mark.facts, chain->isEnd};
