@@ -53,6 +53,7 @@ inline constexpr FormatChecks FormatChecksOf[] = {
     {"MPEG video", "Pictures follow each other up to the end code."},
     {"HTML, XML, SVG, bookmarks", "The root is closed, or the last tag of the page is there."},
     {"Mail, MHT", "The outer boundary is closed."},
+    {"JSON", "The outermost bracket is closed, and all in it is JSON. Such text is named `.json`."},
     {"Text", "Nothing can be: text is open, and ends where its bytes stop being text."},
     {"QuarkXPress", "Every chain of blocks ends."},
     {"WordPerfect", "The document is as long as its header says; without a length it is open."},
