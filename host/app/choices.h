@@ -11,14 +11,15 @@ namespace salvor {
 /// The options of a command by which the person chooses what becomes a file and what it is called.
 class ChosenOptions {
 public:
-    /// Of a command whose line is not parsed yet: what stands where its options go holds by default.
+    /// For a command whose line is not parsed yet: the values at its options' targets are the defaults.
     explicit ChosenOptions(const Command& command);
 
-    /// Those that are not as they are by default.
+    /// Those that differ from their defaults.
     Choices Given() const;
 
-    /// Gives options that are as by default the values that the recovery in the folder was begun with, and tells the
-    /// person. Throws `Failure` (usage) for others; what a scan looks for the scan itself compares.
+    /// Sets options that were not given to the values with which the recovery in the folder began, and tells the
+    /// person. Throws `Failure` (usage) for options that contradict these. What to look for is compared by the scan
+    /// itself.
     void GoOnWith(const Choices& kept, const std::filesystem::path& folder) const;
 
 private:

@@ -9,28 +9,28 @@
 
 namespace salvor {
 
-/// Where what the person gave goes: flags, single values, lists (their words stand between commas), and functions that
-/// take a value and throw `Failure` (usage) for one that they do not know. What it points to outlives the command. A
-/// flag that goes nowhere is answered by the parser: help and version.
+/// Where an option's value goes: a flag, a text, a list (given with commas), or a function that takes the value and
+/// throws `Failure` (usage) if it does not know it. What it points to outlives the command. The parser itself answers
+/// flags without a target: help and version.
 using OptionTarget =
     std::variant<bool*, std::string*, std::vector<std::string>*, std::function<void(const std::string&)>>;
 
-/// One option of a command, or a word that it takes.
+/// One option of a command, or one of its arguments.
 struct Option {
-    /// "--types", with a letter "-q,--quiet", or for a word what the help calls it: "IMAGE".
+    /// "--types", with a letter "-q,--quiet", or for an argument its name in the help: "IMAGE".
     std::string name;
     OptionTarget target;
     std::string help = {};
-    /// What the help calls its value; empty for flags and words.
+    /// The name of its value in the help; empty for flags and arguments.
     std::string value = {};
-    /// The help's title above it. Empty for the group that its kind has by default.
+    /// The help's title above it; empty for the default one.
     std::string group = {};
     bool isRequired = false;
-    /// The help leaves it out.
+    /// Left out of the help.
     bool isHidden = false;
     /// The values that it takes; empty for any.
     std::vector<std::string> values = {};
-    /// Names of options that it cannot stand beside.
+    /// Names of options that cannot be given with it.
     std::vector<std::string> excludes = {};
 
     bool IsWord() const { return !name.starts_with('-'); }
@@ -39,14 +39,14 @@ struct Option {
     std::string LongName() const { return name.substr(name.find(',') + 1); }
 };
 
-/// A command as the person sees it. Help, man pages and completions are made of this; only one source knows the library
-/// that parses, which takes long to compile.
+/// A command as the person sees it. Help, man pages and completions are made from this. The parsing library takes long
+/// to compile, so only one source includes it.
 struct Command {
     std::string name;
     std::string description;
     /// The title above it in the program's help.
     std::string group;
-    /// What stands below its options.
+    /// The text below its options.
     std::string footer = {};
     std::vector<Option> options = {};
     /// Does what the parsed line asks for; throws `Failure` for what ends it at once.
@@ -73,7 +73,7 @@ Command InspectCommandLine();
 Command InfoCommandLine();
 Command ExportMapCommandLine();
 Command TypesCommandLine();
-// These tell of the program, which is complete when they run.
+// These describe the program, which is complete by the time they run.
 Command ManCommandLine(const Program& program);
 Command CompletionCommandLine(const Program& program);
 

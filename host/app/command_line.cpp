@@ -32,10 +32,10 @@ constexpr const char* FirstWords =
     "'salvor scan' only looks, 'salvor list' shows what was found, 'salvor types' what can be found.\n"
     "'salvor --help' names all commands, and 'salvor recover --help' the options of one.\n";
 
-Option HelpOption() { return {.name = "-h,--help", .target = static_cast<bool*>(nullptr), .help = "Says this"}; }
+Option HelpOption() { return {.name = "-h,--help", .target = static_cast<bool*>(nullptr), .help = "Show this help"}; }
 
 Option VersionOption() {
-    return {.name = "--version", .target = static_cast<bool*>(nullptr), .help = "Says which version this is"};
+    return {.name = "--version", .target = static_cast<bool*>(nullptr), .help = "Show the version"};
 }
 
 Program TheProgram() {
@@ -60,19 +60,19 @@ void AddCommands(Program& program) {
     }
 }
 
-// The same, as the library that parses takes it.
+// The same, for the parsing library.
 class Parser {
 public:
     explicit Parser(const Program& program);
 
-    /// Gives what the words say to the targets of the options; the command that they name, or nothing if they ask for
-    /// help or the version, which are told. Throws `Failure` (usage) for words that cannot be understood.
+    /// Sets the options' targets. Returns the command that the words name, or nothing if they asked for help or the
+    /// version, which have been printed. Throws `Failure` (usage) for words that cannot be understood.
     const Command* Parse(std::vector<std::string> words);
 
 private:
     struct Line {
         CLI::App* app;
-        // In the order of the command's options; none for those that go nowhere.
+        // In the order of the command's options; null for those without a target.
         std::vector<CLI::Option*> options;
     };
 
@@ -156,7 +156,7 @@ const Command* Parser::Named() const {
 
 const Command* Parser::Parse(std::vector<std::string> words) {
     try {
-        // It takes them from the back.
+        // The library takes them from the back.
         std::ranges::reverse(words);
         m_app.parse(words);
         return Named();
@@ -183,7 +183,7 @@ std::string UnexpectedText(const std::vector<Option>& options, const std::string
     return fmt::format("there is no option '{}'{}", name, MeantText(name, names));
 }
 
-// What the option that is missing stands for.
+// What the missing option is for.
 std::string Parser::RequiredText(const Command& command) const {
     const Line& line = m_lines[static_cast<std::size_t>(&command - m_program.commands.data())];
     for (std::size_t k = 0; k < command.options.size(); ++k) {
@@ -194,7 +194,7 @@ std::string Parser::RequiredText(const Command& command) const {
     return "";
 }
 
-// One line: what is wrong, and what was most likely meant.
+// One line: what is wrong, and what was probably meant.
 std::string Parser::ErrorText(const CLI::ParseError& error) const {
     const Command* const command = Named();
     const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
@@ -210,7 +210,7 @@ std::string Parser::ErrorText(const CLI::ParseError& error) const {
                        command == nullptr ? m_program.name : m_program.name + " " + command->name);
 }
 
-// "help recover" asks for what "recover --help" does.
+// "help recover" means "recover --help".
 std::vector<std::string> WordsOf(int argc, const char* const* argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
     if (words.front() == "help") {
@@ -223,10 +223,10 @@ std::vector<std::string> WordsOf(int argc, const char* const* argv) {
 std::string NoCommandText(const std::string& word, const std::vector<std::string>& names) {
     std::error_code error;
     if (std::filesystem::exists(word, error)) {
-        return fmt::format("'{}' is no command; 'salvor recover {} --out DIR' brings back the files in it", word,
+        return fmt::format("'{}' is not a command; 'salvor recover {} --out DIR' brings back the files in it", word,
                            ShellWord(word));
     }
-    return fmt::format("'{}' is no command{}; the commands are {}", word, MeantText(word, names),
+    return fmt::format("'{}' is not a command{}; the commands are {}", word, MeantText(word, names),
                        fmt::join(names, ", "));
 }
 

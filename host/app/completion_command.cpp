@@ -19,11 +19,11 @@ namespace {
 struct Completion {
     std::string names;
     std::string help;
-    /// What follows the option; "FILE" for any file, empty for a flag.
+    /// What may follow the option; "FILE" for any file, empty for a flag.
     std::string values;
 };
 
-// Inside single quotes of a shell.
+// For use inside a shell's single quotes.
 std::string Quoted(std::string_view text) {
     std::string quoted = "'";
     for (const char letter : text) {
@@ -113,7 +113,7 @@ complete -o default -F _salvor salvor
                        Quoted(NamesOf(commands)), values, options);
 }
 
-// What stands between the brackets and colons of zsh's words.
+// For use between the brackets and colons of zsh's specifications.
 std::string ZshText(std::string_view text) {
     std::string escaped;
     for (const char letter : text) {
@@ -200,7 +200,7 @@ ExitStatus RunCompletion(const Program& program, const std::string& shell) {
 Command CompletionCommandLine(const Program& program) {
     const auto shell = std::make_shared<std::string>();
     Command line{.name = "completion",
-                 .description = "Print what makes a shell complete the words of the command line",
+                 .description = "Print a script that completes the command line in a shell",
                  .group = "More"};
     line.options.push_back({.name = "SHELL", .target = shell.get(), .help = "bash, zsh or fish", .isRequired = true});
     line.footer = "Example: salvor completion bash > ~/.local/share/bash-completion/completions/salvor";

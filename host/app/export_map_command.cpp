@@ -106,16 +106,15 @@ ExitStatus RunExportMap(const ExportMapCommand& command) {
 Command ExportMapCommandLine() {
     const auto command = std::make_shared<ExportMapCommand>();
     Command line{.name = "export-map",
-                 .description = "Name the areas whose rescue would complete files that a scan has found",
-                 .group = "To look and choose"};
+                 .description = "Map the areas to rescue next, to complete files that a scan has found",
+                 .group = "Looking and choosing"};
     AddFinds(line, command->finds, command->image);
     line.options.push_back({.name = "--out",
                             .target = &command->out,
                             .help = "Map file for GNU ddrescue's --domain-mapfile",
                             .value = "MAP",
                             .isRequired = true});
-    line.options.push_back(
-        {.name = "--overwrite", .target = &command->overwrite, .help = "Replace a file that exists"});
+    line.options.push_back({.name = "--overwrite", .target = &command->overwrite, .help = "Replace an existing file"});
     AddQuiet(line, command->quiet);
     line.footer = "Example: salvor export-map card.finds --out next.map";
     line.run = [command] {

@@ -57,7 +57,7 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                              finds.medium.OnImage(finds.journal.seen.zeros)};
     const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, content,
                                           command.fileSystems, out, piece, command.quiet);
-    // Of files that the finds do not name nobody knows.
+    // Files that the finds do not name are lost to this run.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }
 
@@ -77,16 +77,14 @@ Command ExtractCommandLine() {
     line.options.push_back(
         {.name = "--segment",
          .target = &command->segment,
-         .help =
-             "Only a piece of the files, as 3/16, for a run without --segment that joins them; pieces can be written "
-             "on many machines",
+         .help = "Write only one piece of the files, such as 3/16; pieces can be written on many machines, and a run "
+                 "without --segment joins them",
          .value = "N/M",
-         .group = "How to work"});
+         .group = WorkGroup});
     AddQuiet(line, command->quiet);
-    line.footer =
-        "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
-        "A second run into the same folder completes what is missing.\n"
-        "Example: salvor extract card.finds --out photos --min-size jpg=100K";
+    line.footer = std::string(SizesLine) +
+                  "A second run into the same folder completes what is missing.\n"
+                  "Example: salvor extract card.finds --out photos --min-size jpg=100K";
     line.run = [command] {
         return RunExtract(*command);
     };

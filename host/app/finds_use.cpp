@@ -115,7 +115,7 @@ ExitStatus ExtractSeen(const ScanMedium& medium, const Sightings& seen, const Fi
         EndAtGaps(validation.outcomes, medium);
         if (validation.complete && !fileSystems.isOff) {
             const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
-            // Pieces that are written at the same time have one each, unless validating has asked before.
+            // Pieces may be written at the same time, so each has its own, unless validating has already asked.
             const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
             known = AskFileSystems(medium, {origin.image, origin.caps, DigestOf(medium.Scanned(), seen, origin.caps)},
                                    FilePlace(out.folder, name), {{folder, knownBeside.filename().string()}},

@@ -35,7 +35,7 @@ JobIdentity JobOf(const JournalHeader& header);
 /// Refuses to write to `path`, which `option` named, if that would touch the medium. Throws `Failure` (usage).
 void RequireOwnFile(const char* option, const std::string& path, const std::vector<std::string>& imageFiles);
 
-/// What file systems are asked for.
+/// What is asked of file systems.
 struct FileSystemUse {
     /// Nothing.
     bool isOff = false;
@@ -43,7 +43,7 @@ struct FileSystemUse {
     std::string names = "start";
 };
 
-/// Validates, unless what scanners report is wanted, asks the file systems what they know, and writes the files, or one
+/// Validates unless the files are wanted as reported, asks the file systems what they know, and writes the files or one
 /// piece of them.
 ExitStatus ExtractSeen(const ScanMedium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
                        const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,

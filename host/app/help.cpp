@@ -50,7 +50,7 @@ std::vector<OptionGroup> OptionGroupsOf(const std::vector<Option>& options) {
             others.options.push_back(&option);
             continue;
         }
-        const std::string& title = option.group.empty() ? "What to name" : option.group;
+        const std::string& title = option.group.empty() ? "Arguments" : option.group;
         auto group = std::ranges::find(groups, title, &OptionGroup::title);
         if (group == groups.end()) {
             group = groups.insert(groups.end(), {title, {}});

@@ -20,7 +20,7 @@ struct CommandGroup {
     std::vector<const Command*> commands;
 };
 
-// What the command line says of itself: help, man pages and completion are made of it. Hidden options are left out.
+// Describes the command line: help, man pages and completions are made from it. Hidden options are left out.
 std::vector<OptionGroup> OptionGroupsOf(const std::vector<Option>& options);
 std::vector<CommandGroup> CommandGroupsOf(const Program& program);
 /// As in "--types LIST" or "IMAGE".
@@ -29,7 +29,7 @@ std::string NameOf(const Option& option);
 std::string UsageOf(const Program& program);
 std::string UsageOf(const Program& program, const Command& command);
 
-/// Words of the text on lines that begin with `indent` blanks, but for the first, and have 80 columns at most.
+/// Wraps the text to 80 columns; all lines but the first begin with `indent` blanks.
 std::string Wrapped(std::string_view text, std::size_t indent);
 
 // The whole text of `--help`.

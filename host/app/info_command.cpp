@@ -141,7 +141,7 @@ ExitStatus RunInfo(const InfoCommand& command) {
 
 Command InfoCommandLine() {
     const auto command = std::make_shared<InfoCommand>();
-    Command line{.name = "info", .description = "Say what an image or a device is", .group = "To look and choose"};
+    Command line{.name = "info", .description = "Describe an image or a device", .group = "Looking and choosing"};
     line.options.push_back({.name = "IMAGE",
                             .target = &command->image.path,
                             .help = "Image file or block device; opened read-only",
@@ -149,7 +149,7 @@ Command InfoCommandLine() {
     AddImageOptions(line, command->image);
     line.options.push_back({.name = "--verify",
                             .target = &command->verify,
-                            .help = "Read all of an E01 image and compare it with the digests it keeps"});
+                            .help = "Read the whole E01 image and compare it with the hashes stored in it"});
     AddQuiet(line, command->quiet);
     line.footer = "Example: salvor info disk.E01 --verify";
     line.run = [command] {

@@ -75,8 +75,8 @@ ExitStatus RunInspect(const InspectCommand& command) {
 Command InspectCommandLine() {
     const auto command = std::make_shared<InspectCommand>();
     Command line{.name = "inspect",
-                 .description = "Say what file begins at a sector, and whether it is whole",
-                 .group = "To look and choose"};
+                 .description = "Say which file begins at a sector, and whether it is whole",
+                 .group = "Looking and choosing"};
     line.options.push_back({.name = "IMAGE",
                             .target = &command->image.path,
                             .help = "Image file or block device, or a single file",
@@ -84,11 +84,11 @@ Command InspectCommandLine() {
     AddImageOptions(line, command->image);
     line.options.push_back({.name = "--sector",
                             .target = &command->sector,
-                            .help = "Sector at which it begins, counted from 0; 0 if not given",
+                            .help = "Sector at which the file begins, counted from 0 (default: 0)",
                             .value = "SECTOR"});
     line.options.push_back({.name = "--sector-size",
                             .target = &command->sectorSize,
-                            .help = "Bytes in a sector, 512 to 4096; 512 if not given",
+                            .help = "Bytes in a sector, 512 to 4096 (default: 512)",
                             .value = "BYTES"});
     line.footer = "Example: salvor inspect card.img --sector 2048";
     line.run = [command] {

@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/app/options.h"
 #include "host/plan/size_rules.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
@@ -41,7 +42,7 @@ std::int64_t SegmentBlocksFor(const JobOptions& options, const JournalHeader& he
     }
     const auto size = ParseSize(options.segmentSize);
     if (!size) {
-        throw Failure(ExitStatus::Usage, fmt::format("--segment-size: '{}' is no size", options.segmentSize));
+        throw Failure(ExitStatus::Usage, fmt::format("--segment-size: '{}' is not a size", options.segmentSize));
     }
     return std::max<std::int64_t>(*size / header.blockSize, 1);
 }
@@ -277,24 +278,23 @@ int WorkersFor(const std::string& jobs, const Medium& medium) {
         const auto count = ParseCount(jobs, most);
         if (!count) {
             throw Failure(ExitStatus::Usage,
-                          fmt::format("--jobs: '{}' is no number of workers from 1 to {}", jobs, most));
+                          fmt::format("--jobs: '{}' is not a number of workers from 1 to {}", jobs, most));
         }
         return static_cast<int>(*count);
     }
-    // Heads that go to and fro between two places read less than from one.
+    // A disk whose heads seek between two places reads less than one that reads on.
     return std::ranges::any_of(medium.Files(), LiesOnRotatingDisk)
                ? 1
                : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most);
 }
 
 void AddJobOptions(Command& command, JobOptions& options) {
-    constexpr const char* group = "How to work";
     command.options.push_back(
-        {.name = "--jobs", .target = &options.jobs, .help = JobsHelp, .value = "NUMBER", .group = group});
+        {.name = "--jobs", .target = &options.jobs, .help = JobsHelp, .value = "NUMBER", .group = WorkGroup});
     command.options.push_back({.name = "--changed-medium",
                                .target = &options.changedMedium,
-                               .help = "Go on although the image has changed since the scan began",
-                               .group = group});
+                               .help = "Continue even though the image has changed since the scan began",
+                               .group = WorkGroup});
     // For tests.
     command.options.push_back({.name = "--segment-size", .target = &options.segmentSize, .isHidden = true});
 }
@@ -351,7 +351,7 @@ Piece ParsePiece(const std::string& text) {
         slash == std::string::npos ? std::nullopt : ParseCount(std::string_view(text).substr(slash + 1), mostPieces);
     if (!number || !count || *number > *count) {
         throw Failure(ExitStatus::Usage,
-                      fmt::format("--segment: '{}' is no segment; write 3/16 for the third of 16", text));
+                      fmt::format("--segment: '{}' is not a segment; write 3/16 for the third of 16", text));
     }
     return {*number, *count};
 }

@@ -17,7 +17,7 @@ namespace salvor {
 
 /// How a scan is done in a folder, as the person gave it.
 struct JobOptions {
-    /// Worker processes; empty for as many as the machine has cores, but one for a disk that rotates.
+    /// Worker processes; empty for one per core, but a single one for a rotating disk.
     std::string jobs;
     /// Of a segment; empty for what suits the medium.
     std::string segmentSize;
@@ -26,7 +26,7 @@ struct JobOptions {
 };
 
 inline constexpr const char* JobsHelp =
-    "Worker processes; as many as cores if not given, but one for a disk that rotates";
+    "Worker processes (default: one per core, but a single one for a rotating disk)";
 
 /// From what the person gave as `--jobs`, which may be empty. Throws `Failure` (usage).
 int WorkersFor(const std::string& jobs, const Medium& medium);
@@ -48,9 +48,9 @@ struct JobScan {
     FolderUse use = FolderUse::New;
 };
 
-/// Opens the image and finds out whether the folder, which need not exist, holds a scan to go on with; that is told to
-/// the person where it has other options than the defaults. `anew` begins another one in its place. Throws `Failure`:
-/// usage for options that are not those of the scan that is there, and for a medium that has changed since.
+/// Opens the image and looks for a scan to go on with in the folder, which need not exist. If that scan has options
+/// other than the defaults, the person is told which. `anew` begins another one in its place. Throws `Failure`: usage
+/// for options that are not those of the scan that is there, and for a medium that has changed since.
 JobScan BeginJobScan(const std::filesystem::path& folder, const ScanOptions& options,
                      const std::vector<std::int32_t>& types, const JobOptions& jobOptions, bool anew);
 

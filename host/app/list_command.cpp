@@ -69,14 +69,12 @@ Command ListCommandLine() {
     const auto command = std::make_shared<ListCommand>();
     Command line{.name = "list",
                  .description = "List recovered files, or those that would be written",
-                 .group = "To look and choose"};
+                 .group = "Looking and choosing"};
     AddShownOptions(line, command->shown);
     line.options.push_back({.name = "--json",
                             .target = &command->asJson,
-                            .help = "One JSON object a line, with all that is known of the file"});
-    line.footer =
-        "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
-        "Example: salvor list card.finds --types jpg --min-size 1M --only whole";
+                            .help = "One JSON object per line, with everything known about the file"});
+    line.footer = std::string(SizesLine) + "Example: salvor list card.finds --types jpg --min-size 1M --only whole";
     line.run = [command] {
         return RunList(*command);
     };

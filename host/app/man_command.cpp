@@ -20,7 +20,7 @@ struct ManCommand {
     std::string folder;
 };
 
-// Text as troff takes it, which reads lines that begin with a dot or an apostrophe, and backslashes.
+// Text for troff, to which a backslash, and a dot or an apostrophe at a line's start, have a meaning.
 std::string Roff(std::string_view text) {
     std::string roff;
     bool isLineStart = true;
@@ -102,7 +102,8 @@ ExitStatus RunMan(const Program& program, const ManCommand& command) {
     }
     const auto page = pages.find(command.name);
     if (page == pages.end()) {
-        throw Failure(ExitStatus::Usage, fmt::format("'{}' is no command; 'salvor --help' lists them", command.name));
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("'{}' is not a command; 'salvor --help' lists them", command.name));
     }
     Tell(page->second);
     return ExitStatus::Done;
@@ -114,11 +115,9 @@ Command ManCommandLine(const Program& program) {
     const auto command = std::make_shared<ManCommand>();
     Command line{.name = "man", .description = "Print the man page of the program or of a command", .group = "More"};
     line.options.push_back(
-        {.name = "COMMAND", .target = &command->name, .help = "The command; the program if not given"});
-    line.options.push_back({.name = "--to",
-                            .target = &command->folder,
-                            .help = "Folder into which all pages are written",
-                            .value = "DIR"});
+        {.name = "COMMAND", .target = &command->name, .help = "Command to describe (default: the program)"});
+    line.options.push_back(
+        {.name = "--to", .target = &command->folder, .help = "Write all pages into this folder", .value = "DIR"});
     line.footer = "Example: salvor man recover | man -l -";
     line.run = [&program, command] {
         return RunMan(program, *command);

@@ -39,10 +39,10 @@ ExitStatus RunMerge(const MergeCommand& command) {
 Command MergeCommandLine() {
     const auto command = std::make_shared<MergeCommand>();
     Command line{
-        .name = "merge", .description = "Join the segments of a scan that several machines made", .group = "In steps"};
+        .name = "merge", .description = "Join the segments of a scan made by several machines", .group = "In steps"};
     line.options.push_back({.name = "DIR",
                             .target = &command->folder,
-                            .help = "The folder that 'salvor scan --segment' was given as --job",
+                            .help = "Folder given to 'salvor scan --segment' as --job",
                             .isRequired = true});
     AddOtherImage(line, command->image.path);
     AddImageOptions(line, command->image);

@@ -26,7 +26,7 @@ struct MountCommand {
 void RequireEmptyFolder(const std::string& point) {
     std::error_code error;
     if (!std::filesystem::is_directory(point, error)) {
-        throw Failure(ExitStatus::Usage, fmt::format("'{}' is no folder; make one to mount at", point));
+        throw Failure(ExitStatus::Usage, fmt::format("'{}' is not a folder; make one to mount at", point));
     }
     if (!std::filesystem::is_empty(point, error) || error) {
         throw Failure(ExitStatus::Usage, fmt::format("'{}' is not empty; name an empty folder to mount at", point));
@@ -64,16 +64,16 @@ ExitStatus RunMount(const MountCommand& command) {
 Command MountCommandLine() {
     const auto command = std::make_shared<MountCommand>();
     Command line{.name = "mount",
-                 .description = "Show files as a read-only folder, without a copy",
-                 .group = "To look and choose"};
+                 .description = "Show files as a read-only folder, without copying them",
+                 .group = "Looking and choosing"};
     AddShownOptions(line, command->shown);
     line.options.push_back({.name = "MOUNTPOINT",
                             .target = &command->point,
-                            .help = "An empty folder, in which the files are shown",
+                            .help = "Empty folder in which to show the files",
                             .isRequired = true});
     AddQuiet(line, command->quiet);
     line.footer =
-        "The folder 'type' has the files by type, 'name' those of which the file system still knows the name.\n"
+        "The folder 'type' sorts the files by type; 'name' has those whose names the file system still knows.\n"
         "Example: salvor mount card.finds /mnt --types photos";
     line.run = [command] {
         return RunMount(*command);

@@ -10,9 +10,7 @@ namespace salvor {
 
 namespace {
 
-// Groups of the help.
 constexpr const char* TheMedium = "The medium";
-constexpr const char* WhereTo = "Where to";
 
 void Add(Command& command, const char* name, OptionTarget target, std::string help, const char* value,
          const char* group) {
@@ -33,27 +31,27 @@ void AddScanOptions(Command& command, ScanOptions& options) {
                                .group = TheMedium,
                                .isRequired = true});
     AddImageOptions(command, options.image);
-    AddFlag(command, "--mounted", options.mounted, "Also a device that is mounted for writing", TheMedium);
-    Add(command, "--sector-size", &options.sectorSize, "Bytes in a sector, 512 to 4096; 512 if not given", "BYTES",
+    AddFlag(command, "--mounted", options.mounted, "Accept a device that is mounted for writing", TheMedium);
+    Add(command, "--sector-size", &options.sectorSize, "Bytes in a sector, 512 to 4096 (default: 512)", "BYTES",
         TheMedium);
-    Add(command, "--block-size", &options.blockSize, "Bytes read at once; 1M if not given", "SIZE", TheMedium);
-    Add(command, "--start", &options.start, "First sector to scan, counted from 0; 0 if not given", "SECTOR",
-        TheMedium);
-    Add(command, "--length", &options.length, "Number of sectors to scan; up to the end if not given", "SECTORS",
+    Add(command, "--block-size", &options.blockSize, "Bytes to read at a time (default: 1M)", "SIZE", TheMedium);
+    Add(command, "--start", &options.start, "First sector to scan, counted from 0 (default: 0)", "SECTOR", TheMedium);
+    Add(command, "--length", &options.length, "Number of sectors to scan (default: up to the end)", "SECTORS",
         TheMedium);
     command.options.push_back({.name = "--volume",
                                .target = &options.volume,
-                               .help = "Scan one volume alone, by its number in 'salvor info'",
+                               .help = "Scan only this volume, numbered as in 'salvor info'",
                                .value = "NUMBER",
                                .group = TheMedium,
                                .excludes = {"--start", "--length"}});
     Add(command, "--space", &options.space,
-        "all; free: only what the file systems do not use, joined in order, so that a deleted file that others "
-        "interrupt is whole again; free+slack: also the ends of living files' last clusters; all if not given",
+        "What to scan: all; free, only what the file systems do not use, joined in order, so that a deleted file "
+        "interrupted by others is whole again; free+slack, also the unused ends of living files' last clusters "
+        "(default: all)",
         "SPACE", TheMedium);
     Add(command, "--cap", &options.caps,
-        "Largest size to report, in bytes, for all types or for some (png=50M), in place of the types' own, which "
-        "'salvor types' lists; those of engines stay",
+        "Largest size to report, in bytes, for all types or for some (png=50M), instead of each type's own, which "
+        "'salvor types' lists; fixed ones stay",
         "SIZE", WhatToLookFor);
 }
 
@@ -64,16 +62,15 @@ void AddImageOptions(Command& command, ImageSpec& image) {
             throw Failure(ExitStatus::Usage, fmt::format("'{}' is not one of {}", word, ImageFormatWords()));
         }
     };
-    Add(command, "--format", take, fmt::format("The image's format, if its content misleads: {}", ImageFormatWords()),
+    Add(command, "--format", take, fmt::format("Image format, where detection gets it wrong: {}", ImageFormatWords()),
         "FORMAT", TheMedium);
-    Add(command, "--map", &image.map, "GNU ddrescue's map of the image: what it has not read is left alone", "MAP",
+    Add(command, "--map", &image.map, "GNU ddrescue map of the image: areas it has not read are left alone", "MAP",
         TheMedium);
 }
 
 void AddSkipBad(Command& command, bool& skipBad) {
     AddFlag(command, "--skip-bad", skipBad,
-            "Where sectors cannot be read, find the edges and leave the inside alone; a few hundred places inside are "
-            "tried too if not given",
+            "Find the edges of unreadable areas and skip their insides (default: also try a few hundred places inside)",
             TheMedium);
 }
 
@@ -84,7 +81,7 @@ void AddFinds(Command& command, std::string& finds, ImageSpec& image) {
     };
     command.options.push_back({.name = "FINDS",
                                .target = take,
-                               .help = "Finds file of a scan, also of one that was cut short, or the folder of its job",
+                               .help = "Finds file of a scan, complete or cut short, or the folder of its job",
                                .group = TheMedium,
                                .isRequired = true});
     AddOtherImage(command, image.path);
@@ -92,63 +89,62 @@ void AddFinds(Command& command, std::string& finds, ImageSpec& image) {
 }
 
 void AddOtherImage(Command& command, std::string& path) {
-    Add(command, "--image", &path, "The image, if it is not where the scan found it", "IMAGE", TheMedium);
+    Add(command, "--image", &path, "The image, if it is no longer where it was scanned", "IMAGE", TheMedium);
 }
 
 void AddTypeOptions(Command& command, FilterOptions& options) {
     Add(command, "--types", &options.types,
-        "Only these types, with commas: extensions (jpg,png), groups (photos, documents, films, sounds, mail, ...) or "
-        "indices; 'salvor types' lists all; every type if not given",
+        "Only these types, separated by commas: extensions (jpg,png), groups (photos, documents, films, sounds, mail, "
+        "...) or indices; 'salvor types' lists them (default: all)",
         "TYPES", WhatToLookFor);
-    Add(command, "--exclude", &options.exclude, "Not these types", "TYPES", WhatToLookFor);
+    Add(command, "--exclude", &options.exclude, "Leave out these types", "TYPES", WhatToLookFor);
 }
 
 void AddSizeOptions(Command& command, FilterOptions& options) {
     Add(command, "--min-size", &options.minSize,
-        "No smaller files, in bytes, for all types or for some: 10K,png=1M,films=20M; no bound if not given", "SIZE",
+        "Smallest file, in bytes, for all types or for some: 10K,png=1M,films=20M (default: no limit)", "SIZE",
         WhatToWrite);
-    Add(command, "--max-size", &options.maxSize, "No larger files, in the same way", "SIZE", WhatToWrite);
+    Add(command, "--max-size", &options.maxSize, "Largest file, in the same form", "SIZE", WhatToWrite);
 }
 
 void AddVerdictOptions(Command& command, FilterOptions& options) {
     command.options.push_back(
         {.name = "--only",
          .target = &options.only,
-         .help = "Only these verdicts: whole, open (no declared end), truncated, damaged; all if not given",
+         .help = "Only files with these verdicts: whole, open (no declared end), truncated, damaged (default: all)",
          .value = "VERDICTS",
          .group = WhatToWrite,
          .values = {"whole", "open", "truncated", "damaged"}});
-    AddFlag(command, "--no-text", options.noText, "No plain text; pages, mail and other texts with a structure stay",
-            WhatToWrite);
-    AddFlag(command, "--embedded", options.withEmbedded, "Also files that begin inside whole files", WhatToWrite);
+    AddFlag(command, "--no-text", options.noText,
+            "Leave out plain text; web pages, mail and other structured texts stay", WhatToWrite);
+    AddFlag(command, "--embedded", options.withEmbedded, "Include files that begin inside whole files", WhatToWrite);
     AddFlag(command, "--all", options.all,
-            "However often the same bytes are claimed; if not given, files together are no larger than twice the "
-            "medium",
+            "Keep every file, however often the same bytes are claimed (default: together at most twice the medium's "
+            "size)",
             WhatToWrite);
-    AddFlag(command, "--as-reported", options.asReported, "What the scanners report, without a look at the files",
+    AddFlag(command, "--as-reported", options.asReported, "Take what the scanners report, without validating it",
             WhatToWrite);
 }
 
 void AddContentOptions(Command& command, FilterOptions& options) {
     Add(command, "--min-pixels", &options.minPixels,
-        "No smaller pictures and films, upright or not: 640x480; files without pixels stay", "WIDTHxHEIGHT",
-        WhatToWrite);
+        "Smallest picture or film, upright or not: 640x480; files without pixels stay", "WIDTHxHEIGHT", WhatToWrite);
     Add(command, "--taken", &options.taken,
-        "Only what says it was taken or made then: 2019, 2019-05, 2019-05-31, or from one to another, both with it: "
-        "2018..2019-05, 2019.., ..2019",
+        "Only files that say they were taken or made then: 2019, 2019-05, 2019-05-31, or in a range, both ends "
+        "included: 2018..2019-05, 2019.., ..2019",
         "TIME", WhatToWrite);
     AddFlag(command, "--unique", options.unique,
-            "Of files with the same bytes only the first on the medium; the others are listed with its path",
+            "Keep only the first of several files with the same bytes; the others are listed with its path",
             WhatToWrite);
     Add(command, "--known", &options.known,
-        "No files of which one of these lists has the hash: MD5, SHA-1 or SHA-256, one a line, or NSRL's text; they "
-        "are listed",
+        "Leave out, and list, files whose hash is in one of these lists: MD5, SHA-1 or SHA-256, one per line, or "
+        "NSRL text",
         "FILES", WhatToWrite);
 }
 
 void AddNoFileSystem(Command& command, bool& isOff) {
     AddFlag(command, "--no-file-system", isOff,
-            "Do not ask file systems for names, times and the places of files in pieces", WhatToWrite);
+            "Do not ask file systems for names, times and the places of fragmented files", WhatToWrite);
 }
 
 void AddFileSystemOptions(Command& command, FileSystemUse& use) {
@@ -156,17 +152,16 @@ void AddFileSystemOptions(Command& command, FileSystemUse& use) {
     command.options.push_back(
         {.name = "--names",
          .target = &use.names,
-         .help = "What files are called by: start for their first sector, original for the file system's names; start "
-                 "if not given",
+         .help = "How to name files: start, by their first sector; original, as the file system does (default: start)",
          .value = "NAMES",
-         .group = WhereTo,
+         .group = OutputGroup,
          .values = {"start", "original"}});
 }
 
 void AddShownOptions(Command& command, ShownOptions& options) {
     command.options.push_back({.name = "DIR",
                                .target = &options.path,
-                               .help = "Folder of recovered files, or finds file of a scan that is validated",
+                               .help = "Folder of recovered files, or a finds file that has been validated",
                                .isRequired = true});
     AddOtherImage(command, options.image);
     AddTypeOptions(command, options.filter);
@@ -179,18 +174,18 @@ void AddShownOptions(Command& command, ShownOptions& options) {
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite) {
     command.options.push_back({.name = "--out",
                                .target = &out,
-                               .help = "Folder for the files, on another disk; " + which,
+                               .help = "Folder for the files, on another disk: " + which,
                                .value = "DIR",
-                               .group = WhereTo,
+                               .group = OutputGroup,
                                .isRequired = true});
-    AddFlag(command, "--overwrite", overwrite, "Write into a folder that holds other things", WhereTo);
+    AddFlag(command, "--overwrite", overwrite, "Write into a folder that already holds other things", OutputGroup);
 }
 
 void AddQuiet(Command& command, bool& quiet) {
-    AddFlag(command, "-q,--quiet", quiet, "No progress and no summary; errors only", "");
+    AddFlag(command, "-q,--quiet", quiet, "Print errors only, no progress and no summary", "");
     command.options.push_back({.name = "--progress",
                                .target = [](const std::string& /*format*/) { Progress::TellAsJson(); },
-                               .help = "json: a line of JSON a second on standard error, for programs",
+                               .help = "json: one line of JSON per second on standard error, for other programs",
                                .value = "FORMAT",
                                .values = {"json"}});
 }

@@ -10,9 +10,15 @@
 
 namespace salvor {
 
-// Groups of the help by which the person chooses.
+// Groups of the help.
 inline constexpr const char* WhatToLookFor = "What to look for";
 inline constexpr const char* WhatToWrite = "Which files";
+inline constexpr const char* OutputGroup = "Output";
+inline constexpr const char* WorkGroup = "Work";
+
+/// For the footer of commands that take sizes.
+inline constexpr const char* SizesLine =
+    "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n";
 
 // Options that several commands have, each group with its help.
 void AddScanOptions(Command& command, ScanOptions& options);
@@ -20,18 +26,18 @@ void AddScanOptions(Command& command, ScanOptions& options);
 void AddImageOptions(Command& command, ImageSpec& image);
 void AddSkipBad(Command& command, bool& skipBad);
 void AddFinds(Command& command, std::string& finds, ImageSpec& image);
-/// `path` takes the image to use in place of the one that the finds name.
+/// `path` becomes the image to use instead of the one that the finds name.
 void AddOtherImage(Command& command, std::string& path);
 void AddTypeOptions(Command& command, FilterOptions& options);
 void AddSizeOptions(Command& command, FilterOptions& options);
 void AddVerdictOptions(Command& command, FilterOptions& options);
-/// By what files say of themselves and by their bytes.
+/// Filters that need the bytes of files: their pixels, dates and hashes.
 void AddContentOptions(Command& command, FilterOptions& options);
 void AddNoFileSystem(Command& command, bool& isOff);
 void AddFileSystemOptions(Command& command, FileSystemUse& use);
-/// All of these that choose what is shown, and where from.
+/// Everything that chooses which files are shown, and where they come from.
 void AddShownOptions(Command& command, ShownOptions& options);
-/// `which` says what folders may be named.
+/// `which` completes the help: which folders are accepted.
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite);
 void AddQuiet(Command& command, bool& quiet);
 

@@ -74,9 +74,7 @@ Command RecoverCommandLine() {
     AddJobOptions(line, command->job);
     AddOutOptions(line, "new, empty, or of a recovery that was stopped", command->out, command->overwrite);
     AddQuiet(line, command->quiet);
-    line.footer =
-        "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
-        "Example: salvor recover card.img --out recovered --types jpg,png";
+    line.footer = std::string(SizesLine) + "Example: salvor recover card.img --out recovered --types jpg,png";
     line.run = [command, chosen = ChosenOptions(line)] {
         return RunRecover(*command, chosen);
     };

@@ -108,18 +108,18 @@ ExitStatus RunReport(const ReportCommand& command) {
 Command ReportCommandLine() {
     const auto command = std::make_shared<ReportCommand>();
     Command line{.name = "report",
-                 .description = "Write the report of recovered files for other tools",
-                 .group = "To look and choose"};
+                 .description = "Write a report of recovered files for other tools",
+                 .group = "Looking and choosing"};
     line.options.push_back(
         {.name = "DIR", .target = &command->folder, .help = "Folder of recovered files", .isRequired = true});
-    std::string help = "html (the page, if none is given)";
+    std::string help = "html (the page; the default)";
     for (const ReportFormat& format : ReportFormats()) {
         help += fmt::format(", {} ({})", format.name, format.help);
     }
     line.options.push_back({.name = "--format", .target = &command->formats, .help = help, .value = "FORMATS"});
     line.options.push_back({.name = "--out",
                             .target = &command->out,
-                            .help = "File for the report, - for standard output; in the folder if not given",
+                            .help = "File for the report, - for standard output (default: in the folder)",
                             .value = "FILE"});
     AddQuiet(line, command->quiet);
     line.footer = "Example: salvor report recovered --format csv,dfxml";

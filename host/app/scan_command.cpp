@@ -136,8 +136,9 @@ ExitStatus RunScan(const ScanCommand& command) {
 
 Command ScanCommandLine() {
     const auto command = std::make_shared<ScanCommand>();
-    Command line{
-        .name = "scan", .description = "Look for files and write the finds, no recovered byte", .group = "In steps"};
+    Command line{.name = "scan",
+                 .description = "Look for files and note where they are; writes no recovered data",
+                 .group = "In steps"};
     AddScanOptions(line, command->scan);
     AddSkipBad(line, command->scan.skipBad);
     AddTypeOptions(line, command->filter);
@@ -145,29 +146,27 @@ Command ScanCommandLine() {
                             .target = &command->report,
                             .help = "File for the finds; - for standard output",
                             .value = "FINDS",
-                            .group = "Where to"});
-    line.options.push_back(
-        {.name = "--job",
-         .target = &command->folder,
-         .help = "Folder for the finds and for what is scanned on the way; a scan that was begun there goes on",
-         .value = "DIR",
-         .group = "Where to"});
+                            .group = OutputGroup});
+    line.options.push_back({.name = "--job",
+                            .target = &command->folder,
+                            .help = "Folder for the finds and the work in progress; a scan begun there goes on",
+                            .value = "DIR",
+                            .group = OutputGroup});
     line.options.push_back(
         {.name = "--segment",
          .target = &command->segment,
-         .help = "Only a piece, as in 3/16, into a folder that all pieces share; 'salvor merge' joins them",
+         .help = "Scan only one piece, such as 3/16, into a folder that all pieces share; 'salvor merge' joins them",
          .value = "N/M",
-         .group = "How to work"});
+         .group = WorkGroup});
     AddJobOptions(line, command->job);
     line.options.push_back({.name = "--overwrite",
                             .target = &command->overwrite,
-                            .help = "Replace a finds file or a scan that exists",
-                            .group = "Where to"});
+                            .help = "Replace an existing finds file or scan",
+                            .group = OutputGroup});
     AddQuiet(line, command->quiet);
-    line.footer =
-        "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n"
-        "A scan that was stopped goes on where it was when the same command is given again.\n"
-        "Example: salvor scan /dev/sdb --types jpg,png --report card.finds";
+    line.footer = std::string(SizesLine) +
+                  "A scan that was stopped goes on where it was when the same command is given again.\n"
+                  "Example: salvor scan /dev/sdb --types jpg,png --report card.finds";
     line.run = [command] {
         return RunScan(*command);
     };

@@ -74,7 +74,7 @@ void TakeTime(const std::string& text, PlanFilter& filter) {
     };
     if (!isBound(filter.takenFrom) || !isBound(filter.takenTo) || text.size() < 4) {
         throw Failure(ExitStatus::Usage,
-                      fmt::format("--taken: '{}' is no time; write a year, a month or a day as 2019, "
+                      fmt::format("--taken: '{}' is not a date; write a year, a month or a day as 2019, "
                                   "2019-05 or 2019-05-31, or two of them as 2018..2019-05",
                                   text));
     }
@@ -113,9 +113,10 @@ PlanFilter MakeFilter(const FilterOptions& options) {
     if (!options.minPixels.empty()) {
         const auto pixels = PixelsIn(options.minPixels);
         if (!pixels) {
-            throw Failure(ExitStatus::Usage,
-                          fmt::format("--min-pixels: '{}' is no size of a picture; write width and height as 640x480",
-                                      options.minPixels));
+            throw Failure(
+                ExitStatus::Usage,
+                fmt::format("--min-pixels: '{}' is not the size of a picture; write width and height as 640x480",
+                            options.minPixels));
         }
         std::tie(filter.leastShortSide, filter.leastLongSide) = std::minmax(pixels->first, pixels->second);
     }

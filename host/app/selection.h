@@ -37,7 +37,7 @@ std::vector<std::int32_t> SelectTypes(const FilterOptions& options);
 /// The same with the size rules. Throws `Failure` (usage) for what cannot be understood.
 PlanFilter MakeFilter(const FilterOptions& options);
 
-/// What is left out for its bytes; reads the lists of hashes. Throws `Failure` for one that is none.
+/// What is left out because of its bytes. Reads the lists of hashes; throws `Failure` for a file that is not one.
 ContentFilter MakeContentFilter(const FilterOptions& options);
 
 }  // namespace salvor

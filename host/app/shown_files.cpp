@@ -45,13 +45,13 @@ std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, 
     std::optional<OutcomesRead> read = ReadOutcomes(FilePlace(OutcomesPathOf(path)));
     if (!read || !read->validation.complete || read->digest != digest) {
         throw Failure(ExitStatus::NotStarted,
-                      fmt::format("nobody has found out yet what the finds in '{}' are; run 'salvor validate {}' first",
-                                  path, ShellWord(path)));
+                      fmt::format("the finds in '{}' have not been validated; run 'salvor validate {}' first", path,
+                                  ShellWord(path)));
     }
     return std::move(read->validation.outcomes);
 }
 
-// Tells which files are left out for their bytes, in the order in which it is asked.
+// Decides which files are left out because of their bytes; it must be asked in the files' order.
 class ContentJudge {
 public:
     explicit ContentJudge(const ContentFilter& content) : content_(content) {}
@@ -74,7 +74,7 @@ private:
     SameBytes same_;
 };
 
-// Leaves out of the plan what is not wanted for its bytes, which takes reading them.
+// Leaves out of the plan what is not wanted because of its bytes, which have to be read for that.
 void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, ShownFiles& shown) {
     if (content.IsEmpty()) {
         return;

@@ -31,7 +31,7 @@ struct ShownFiles {
     ReportSummary summary;
     /// Lines of a report that tell of no file any more.
     std::int64_t damagedLines = 0;
-    /// Files that are not shown for what they hold or say of themselves, by reason.
+    /// Files that are not shown because of what they hold or what their details say, by reason.
     std::map<std::string, std::int64_t> leftOut{};
 };
 

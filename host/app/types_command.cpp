@@ -86,7 +86,7 @@ ExitStatus RunTypes(const std::vector<std::string>& words) {
 Command TypesCommandLine() {
     const auto words = std::make_shared<std::vector<std::string>>();
     Command line{
-        .name = "types", .description = "List the types of files that can be found, or explain some", .group = "More"};
+        .name = "types", .description = "List the file types that can be found, or explain some", .group = "More"};
     line.options.push_back({.name = "TYPE",
                             .target = words.get(),
                             .help = "Types to explain: extensions, indices or groups such as photos"});

@@ -52,7 +52,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     }
     const FilePlace known(command.out.empty() ? KnownPathOf(command.finds) : command.out + ".known");
     if (!IsKnowledgeFile(known)) {
-        throw Failure(ExitStatus::Usage, fmt::format("'{}' holds something else than what file systems know; name "
+        throw Failure(ExitStatus::Usage, fmt::format("'{}' is not a file of what file systems know; name "
                                                      "another file with --out",
                                                      known.Text()));
     }
@@ -99,22 +99,22 @@ Command ValidateCommandLine() {
     AddFinds(line, command->finds, command->image);
     line.options.push_back({.name = "--out",
                             .target = &command->out,
-                            .help = "File for the outcomes; beside the finds if not given",
+                            .help = "File for the outcomes (default: beside the finds)",
                             .value = "FILE"});
     AddSkipBad(line, command->skipBad);
     line.options.push_back(
-        {.name = "--jobs", .target = &command->jobs, .help = JobsHelp, .value = "NUMBER", .group = "How to work"});
+        {.name = "--jobs", .target = &command->jobs, .help = JobsHelp, .value = "NUMBER", .group = WorkGroup});
     line.options.push_back(
         {.name = "--segment",
          .target = &command->share,
-         .help = "Only a share of it, as 3/16, for a run without --segment that goes on from there; shares can be "
-                 "done on many machines",
+         .help = "Validate only one share, such as 3/16; shares can be done on many machines, and a run without "
+                 "--segment joins them",
          .value = "N/M",
-         .group = "How to work"});
+         .group = WorkGroup});
     AddNoFileSystem(line, command->noFileSystem);
     AddQuiet(line, command->quiet);
     line.footer =
-        "A run that was stopped goes on where it was. 'salvor extract' does the same by itself.\n"
+        "A run that was stopped goes on where it was. 'salvor extract' validates by itself.\n"
         "Example: salvor validate card.finds";
     line.run = [command] {
         return RunValidate(*command);

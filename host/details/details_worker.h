@@ -12,7 +12,7 @@
 
 namespace salvor {
 
-/// Who reads what a file says of itself.
+/// Which reader takes a file's details.
 enum class DetailsReader : std::uint8_t { Picture, Film, Document, Pdf };
 
 /// A file for a worker to look into.

@@ -168,7 +168,7 @@ void TakePixels(const AVFormatContext& film, FileDetails& details) {
 }
 
 bool HasUnknownPictures(const AVFormatContext& film, const FileDetails& details) {
-    // Streams of programs come to light only as they are read.
+    // The streams of programs are found only while reading.
     bool hasPictures = film.nb_streams == 0 || (film.ctx_flags & AVFMTCTX_NOHEADER) != 0;
     for (unsigned i = 0; i < film.nb_streams; ++i) {
         hasPictures = hasPictures || film.streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;

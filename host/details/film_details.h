@@ -8,8 +8,8 @@ namespace salvor {
 /// Loads the library that reads films and sounds, where the system has it. Call before anything hostile is read.
 void LoadFilmLibrary();
 
-/// What a film or a sound says of itself: date, pixels, title, camera. Nothing without the library. Malformed files may
-/// make it fail in any way that a library may, so it belongs into a worker process.
+/// Date, pixels, title and camera of a film or a sound; empty without the library. A malformed file may make the
+/// library fail in any way: call it in a worker process only.
 FileDetails ReadFilmDetails(MediumSource& film);
 
 }  // namespace salvor

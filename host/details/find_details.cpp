@@ -25,7 +25,7 @@ namespace salvor {
 
 namespace {
 
-// Those that the library for pictures reads and browsers show.
+// Those that the pictures' library reads and browsers show.
 constexpr std::array ShownTypes{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png,
                                 FileTypeIndex::Gif,        FileTypeIndex::Bmp,          FileTypeIndex::Webp};
 // Those that it reads and browsers do not show.
@@ -68,7 +68,7 @@ public:
     DetailsClient(MediumAccess access, Plan& plan, const PlanFilter& filter, const Folder* folder)
         : access_(std::move(access)), plan_(plan), filter_(filter), folder_(folder) {
         constexpr std::size_t mostInOrder = 256;
-        // Each reader has orders of its own, since not every worker should wait for every library.
+        // Each reader has its own orders, so that a worker loads only the library that it needs.
         std::map<DetailsReader, std::vector<DetailsQuestion>> byReader;
         for (std::size_t i = 0; i < plan.files.size(); ++i) {
             const PlannedFile& file = plan.files[i];

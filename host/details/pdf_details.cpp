@@ -83,7 +83,7 @@ FileDetails ReadPdfDetails(MediumSource& document) {
     qpdf_data pdf = library.init();
     library.suppressWarnings(pdf, QPDF_TRUE);
     library.silenceErrors(pdf);
-    // To look for the objects of a damaged file takes long.
+    // Looking for the objects of a damaged file takes long.
     library.attemptRecovery(pdf, QPDF_FALSE);
     const QPDF_ERROR_CODE read =
         library.readMemory(pdf, "", std::bit_cast<const char*>(bytes.data()), bytes.size(), nullptr);
@@ -92,7 +92,7 @@ FileDetails ReadPdfDetails(MediumSource& document) {
         details.title = library.text(pdf, library.key(pdf, info, "/Title"));
         details.taken = TimeOf(library.text(pdf, library.key(pdf, info, "/CreationDate")));
     }
-    // One that nobody took would be told to the person.
+    // Errors that are not taken would be printed.
     library.takeError(pdf);
     library.cleanup(&pdf);
     return details;

@@ -42,7 +42,7 @@ std::string_view CsvField(std::string_view line, std::size_t column) {
     }
 }
 
-// "SHA-1" and "sha1" alike.
+// Reads "SHA-1" and "sha1" as the same.
 std::string ColumnName(std::string_view field) {
     std::string name;
     for (const char c : field) {
@@ -122,7 +122,7 @@ void HashList::Add(const std::string& path) {
     std::size_t column = 0;
     std::int64_t hashes = 0;
     std::int64_t others = 0;
-    // The same file is part of many products: doubles go as soon as they are half of what is kept.
+    // Many products contain the same file: duplicates are dropped once they are half of what is kept.
     std::int64_t nextSort = std::int64_t{1} << 22;
     for (std::string line; lines.Next(line);) {
         const std::string_view text = CsvField(line, column);
@@ -139,7 +139,7 @@ void HashList::Add(const std::string& path) {
     }
     if (hashes == 0) {
         throw Failure(ExitStatus::Usage,
-                      fmt::format("'{}' is no list of hashes: no line begins with an MD5, a SHA-1 or a SHA-256 in "
+                      fmt::format("'{}' is not a list of hashes: no line begins with an MD5, a SHA-1 or a SHA-256 in "
                                   "hexadecimal",
                                   path));
     }

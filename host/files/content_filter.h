@@ -13,16 +13,16 @@
 
 namespace salvor {
 
-/// Hashes of files that nobody needs again. Tens of millions of them take 16 bytes each: of a longer digest the first
-/// 128 bits stand for all.
+/// Hashes of files that need not be recovered. There may be tens of millions, so each takes 16 bytes: longer digests
+/// are cut to 128 bits.
 class HashList {
 public:
-    /// Adds those of a file: one a line in hexadecimal, whatever follows it; or NSRL's text, CSV with a line of names.
-    /// What each line has may be an MD5, a SHA-1 or a SHA-256. Throws `Failure` when the file cannot be read or holds
-    /// none; lines without a hash are told to the person.
+    /// Adds the MD5, SHA-1 or SHA-256 hashes in a file: one at the start of each line in hexadecimal, or NSRL text, CSV
+    /// with a line of field names. The person is told how many lines hold none. Throws `Failure` when the file cannot
+    /// be read or holds no hash at all.
     void Add(const std::string& path);
 
-    /// What has to be made of a file to look it up.
+    /// Which digests a lookup needs.
     HashKinds Kinds() const;
     bool Contains(const FileHashes& hashes) const;
 
@@ -37,7 +37,7 @@ private:
     std::array<std::vector<Key>, 3> keys_;
 };
 
-/// What is left out for the bytes that it holds.
+/// What is left out because of its bytes.
 struct ContentFilter {
     /// One file of those with the same bytes.
     bool unique = false;
@@ -49,7 +49,7 @@ struct ContentFilter {
 inline constexpr const char* KnownFileReason = "known by its hash";
 inline constexpr const char* SameBytesReason = "the same bytes as another file";
 
-/// Finds files with the same bytes among those that it is shown one after the other.
+/// Finds files with the same bytes.
 class SameBytes {
 public:
     /// The number of an earlier file with this SHA-256; else the file is kept under its own.

@@ -72,7 +72,7 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
 
 // Leaves the files of one piece: a stretch of the medium with as many bytes as the other pieces have.
 void KeepPiece(Plan& plan, const Piece& piece) {
-    // The smallest file takes time, too.
+    // Even the smallest file takes time.
     constexpr std::int64_t costOfAFile = std::int64_t{64} << 10;
     const auto costOf = [](const PlannedFile& file) {
         return AddSizes(file.Size(), costOfAFile);
@@ -95,7 +95,7 @@ void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& 
     ++totals.passedOver[ReasonText(passed.reason)];
 }
 
-// Where what files say of themselves decides about them, they are all asked; otherwise those that are written.
+// Where details decide which files are kept, all are read; otherwise only those of files that are written.
 void ChooseByDetails(Medium& medium, const FindsOrigin& origin, Plan& plan, const PlanFilter& filter,
                      const Folder& folder) {
     if (filter.AsksForDetails()) {
@@ -107,7 +107,7 @@ void ChooseByDetails(Medium& medium, const FindsOrigin& origin, Plan& plan, cons
 // Keeps the books of the files that are written.
 class Extraction : public WriteObserver {
 public:
-    // `skipped` is null if nobody wants to know what became no file.
+    // `skipped` is null where finds that became no file need no list.
     Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize, FolderReport& report,
                LineFile* skipped, ExtractTotals totals, bool quiet)
         : plan_(plan),
@@ -143,7 +143,7 @@ public:
         }
         const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, content, *this);
         if (complete) {
-            // The last files may be done before anybody asks how far they are.
+            // The last files may be done before the next progress report.
             progress_.Update(totalBytes_, counts_);
         }
         Report();
@@ -237,7 +237,7 @@ private:
     FolderReport& report_;
     LineFile* skipped_;
     ExtractTotals totals_;
-    // Of all files, and of those that were taken over.
+    // Counts all files, and those that were taken over.
     std::int64_t totalBytes_;
     std::int64_t bytesBefore_ = 0;
     // Of files that may not yet be on stable storage.
@@ -406,7 +406,7 @@ ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& o
     Medium& medium = scanned.Image();
     Plan plan = PlanOnImage(outcomes, scanned, filter, origin.caps, [](const PassedOver& /*passed*/) {});
     ChooseByDetails(medium, origin, plan, filter, folder);
-    // What would be left out depends on what the others have written by now, and the plans would differ.
+    // What is left out would depend on what the others have written so far, and the plans would differ.
     if (!FitOntoDisk(plan, folder)) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("'{}' has no room for the files of all segments: free some space, narrow the "

@@ -17,7 +17,7 @@
 
 namespace salvor {
 
-/// A draft is whole and waits under its temporary name. `Known` and `SameBytes` leave no file.
+/// A draft is complete but still has its temporary name. `Known` and `SameBytes` leave no file.
 enum class WriteOutcome { Written, AlreadyThere, Draft, Known, SameBytes, Failed, Stopped };
 
 /// The result of writing one planned file.

@@ -95,7 +95,7 @@ private:
         return !ready_.empty();
     }
 
-    // In the plan's order, so that the same file of several is kept whoever was quicker.
+    // In the plan's order, so that the same one of several duplicates is kept however the writers are scheduled.
     void Settle(std::size_t number, WriteResult& result) {
         const bool isThere = result.outcome == WriteOutcome::Draft || result.outcome == WriteOutcome::AlreadyThere;
         const bool isDraft = result.outcome == WriteOutcome::Draft;

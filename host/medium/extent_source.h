@@ -12,7 +12,7 @@
 
 namespace salvor {
 
-/// Pieces of a medium, joined in order as a medium of their own, with zeros for holes and gaps.
+/// Pieces of a medium, joined in order into a medium of their own, with zeros for holes and gaps.
 class ExtentSource final : public MediumSource {
 public:
     /// The medium outlives this. The extents lie on it or are holes; there is one at least.

@@ -75,7 +75,7 @@ std::string TextOf(const std::string& path) {
     constexpr std::int64_t largest = std::int64_t{1} << 30U;
     const auto size = file.Size();
     if (!size || *size > largest) {
-        throw refuse("it is no file of a rescue tool");
+        throw refuse("it is not a rescue map");
     }
     std::string text(static_cast<std::size_t>(*size), '\0');
     text.resize(file.Read(text.data(), text.size()));

@@ -14,13 +14,13 @@ namespace salvor {
 /// An image and what of it is scanned: all, or pieces that are joined.
 class ScanMedium {
 public:
-    /// None yet.
+    /// Without an image.
     ScanMedium() = default;
     /// `policy` is that of the image.
     explicit ScanMedium(std::unique_ptr<Medium> image, FailurePolicy policy = {})
         : image_(std::move(image)), policy_(std::move(policy)) {}
 
-    /// Of the image only this is scanned from now on; all if it is null.
+    /// From now on only this part of the image is scanned; all of it if null.
     void Join(std::shared_ptr<const Space> space) {
         space_ = std::move(space);
         joined_ = nullptr;
@@ -32,7 +32,7 @@ public:
     }
 
     Medium& Image() const { return *image_; }
-    /// Where scanning and validating count their sectors.
+    /// The medium whose sectors scanning and validating count.
     Medium& Scanned() const { return joined_ ? *joined_ : *image_; }
     /// Null for all.
     const std::shared_ptr<const Space>& Joins() const { return space_; }
@@ -42,7 +42,7 @@ public:
         return space_ ? space_->OnMedium(ranges) : ranges;
     }
 
-    /// What is known not to be readable in what is scanned is known of the image too from now on.
+    /// Notes for the image which sectors the scanned part could not read.
     void ShareUnreadable() const {
         if (joined_) {
             image_->NoteUnreadable(OnImage(joined_->Unreadable().Ranges()));

@@ -16,7 +16,7 @@ constexpr std::array Kinds{std::pair{SpaceKind::All, std::string_view("all")},
                            std::pair{SpaceKind::Free, std::string_view("free")},
                            std::pair{SpaceKind::FreeAndSlack, std::string_view("free+slack")}};
 
-// Behind the ranges in front of it, joined with the last one if they touch.
+// Appends a range, joined with the last one if they touch.
 void Append(std::vector<SectorRange>& ranges, SectorRange range) {
     if (!ranges.empty() && ranges.back().first + ranges.back().count == range.first) {
         ranges.back().count += range.count;

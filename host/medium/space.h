@@ -14,22 +14,22 @@
 
 namespace salvor {
 
-/// What of a medium is looked at.
+/// Which part of a medium is looked at.
 enum class SpaceKind {
     All,
     /// What file systems do not use.
     Free,
-    /// That, and the rest of each living file's last cluster.
+    /// Free space, and the unused end of each living file's last cluster.
     FreeAndSlack,
 };
 
 /// The word for it on the command line and in records.
 std::string_view SpaceWord(SpaceKind kind);
-/// In the other direction.
+/// The kind that a word names; nothing for other words.
 std::optional<SpaceKind> SpaceNamed(std::string_view word);
 
-/// Pieces of a medium, joined in order as a medium of their own, and which sector lies where. Between some of them is a
-/// gap of zeros, which belongs to no piece: no file goes on over it.
+/// Pieces of a medium, joined in order into a medium of their own, with the map between their sectors. Between some of
+/// them is a gap of zeros, which no file crosses.
 class Space {
 public:
     /// Stands for the start of a gap.
@@ -41,9 +41,9 @@ public:
     Space(const Space&) = delete;
     Space& operator=(const Space&) = delete;
 
-    /// The next piece, of a byte at least.
+    /// Appends a piece of at least one byte.
     void Add(Extent piece);
-    /// A gap of so many sectors, behind the rest of one that has begun.
+    /// Appends a gap of so many sectors, after the rest of a sector that has begun.
     void AddGap(std::int64_t sectors);
 
     SpaceKind Kind() const { return kind_; }
@@ -57,7 +57,7 @@ public:
     /// In order; the start of a gap is `Gap`.
     Extent PieceAt(std::size_t index) const;
 
-    /// What of a piece lies at a byte of the space and behind it.
+    /// The part of a piece that lies at a byte of the space and behind it.
     struct Place {
         /// Of the piece, on the medium; `Gap` in a gap.
         std::int64_t startSector = 0;
@@ -67,21 +67,21 @@ public:
     };
     Place PlaceOf(std::int64_t offset) const;
 
-    /// The sector of the medium that is this one; for one in a gap the one in front of it. Behind the end of the space
-    /// it is the one behind its last.
+    /// Maps a sector of the space to the medium. A sector in a gap maps to the last one before the gap, one behind the
+    /// end to the one after the space's last.
     std::int64_t OnMedium(std::int64_t sector) const;
-    /// Where bytes from a sector of the space on lie; gaps are left out.
+    /// Where on the medium the bytes from a sector of the space on lie; gaps are left out.
     std::vector<Extent> ExtentsOnMedium(std::int64_t startSector, std::int64_t bytes) const;
     std::vector<SectorRange> OnMedium(const std::vector<SectorRange>& ranges) const;
 
-    /// How many bytes of the medium lie between the start of a sector and the next gap, or the end.
+    /// Bytes from the start of a sector to the next gap or the end.
     std::int64_t RoomFrom(std::int64_t sector) const;
 
-    /// All of it as numbers, for a digest and for other processes.
+    /// Serialised as numbers, for a digest and for other processes.
     std::string Bytes() const;
     /// A file in memory with these bytes, for other processes.
     int MemoryFile() const;
-    /// From such bytes; null if there are none.
+    /// The space that was serialised; null for empty bytes.
     static std::unique_ptr<const Space> FromBytes(const std::string& bytes);
 
 private:
@@ -89,7 +89,7 @@ private:
 
     struct Piece {
         std::int64_t startSector = 0;
-        // Of its first byte in the space; it ends where the next one begins.
+        // The offset of its first byte in the space; it ends where the next one begins.
         std::int64_t offset = 0;
     };
 
@@ -108,15 +108,14 @@ private:
     mutable FileDescriptor memoryFile_;
 };
 
-/// Finds sectors of the medium in a space, which outlives it.
+/// Maps sectors of the medium to a space, which outlives it.
 class SpaceIndex {
 public:
     explicit SpaceIndex(const Space& space);
 
-    /// The sectors of the space that are these; in order of the medium, those that are not in it are left out.
+    /// Where these sectors of the medium are in the space, in the medium's order; those outside it are left out.
     std::vector<SectorRange> InSpace(const std::vector<SectorRange>& ranges) const;
-    /// The sectors of the space that are the first of these, as far as they lie together; none if the first is not in
-    /// it.
+    /// Where the first of these sectors are in the space, as many as lie together there; empty if the first is outside.
     SectorRange StretchAt(SectorRange range) const;
 
 private:
@@ -124,7 +123,7 @@ private:
 
     // The piece that holds the sector, or the next one.
     Next PieceFrom(std::int64_t sector) const;
-    // Which sectors of the medium it is.
+    // The sectors of the medium that the piece covers.
     SectorRange SectorsOf(std::uint32_t piece) const;
 
     const Space& space_;

@@ -18,12 +18,12 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// A table in the file, of which a part is kept.
+// A table in the file, read in parts.
 class Table {
 public:
     explicit Table(const Device& file) : file_(file) {}
 
-    /// The bytes of an entry, at most eight; nothing outside the file.
+    /// The bytes of an entry, at most eight; nothing if it lies outside the file.
     std::optional<ByteSpan> Entry(std::uint64_t offset, std::size_t length) {
         if (offset > static_cast<std::uint64_t>(file_.Size())) {
             return std::nullopt;
@@ -295,7 +295,7 @@ std::unique_ptr<StoredBlocks> StoredBlocks::Open(const std::string& path, ImageF
 }
 
 ByteRange StoredBlocks::NextData(std::int64_t offset, std::int64_t size) {
-    // A longer run need not be known at once. What is not looked at is taken for data.
+    // Bounds one call. Blocks that were not looked at count as data.
     constexpr std::int64_t longRun = std::int64_t{16} << 20U;
     constexpr std::int64_t mostLooks = std::int64_t{1} << 24U;
     std::int64_t block = offset / blockBytes_;

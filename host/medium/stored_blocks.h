@@ -28,7 +28,7 @@ protected:
     explicit StoredBlocks(std::int64_t blockBytes) : blockBytes_(blockBytes) {}
 
 private:
-    /// True as well for what no table tells of.
+    /// Also true for blocks that no table covers.
     virtual bool IsStored(std::int64_t block) = 0;
 
     std::int64_t blockBytes_;

@@ -67,7 +67,7 @@ std::size_t FileTree::FolderIn(std::size_t parent, const std::string& name) {
 }
 
 void FileTree::AddPath(std::size_t folder, std::string_view path) {
-    // Deeper folders than any person makes are laid into one.
+    // Folders nested deeper than any person makes are flattened into one.
     constexpr int deepest = 64;
     std::string_view part = TakePart(path);
     for (int depth = 0; !path.empty(); ++depth) {
@@ -76,7 +76,7 @@ void FileTree::AddPath(std::size_t folder, std::string_view path) {
     }
     std::string name = Harmless(part.empty() ? "_" : part);
     if (nodes_[folder].entries.contains(name)) {
-        // The file's number belongs to it alone.
+        // A file's number is unique.
         name = fmt::format("{}~{}", CutTo(name, LongestName - 24), files_);
     }
     if (nodes_[folder].entries.emplace(name, nodes_.size()).second) {

@@ -111,7 +111,7 @@ namespace {
 using Session = std::unique_ptr<fuse, decltype(&fuse_destroy)>;
 
 Session MountAt(Mount& mount, const std::string& point) {
-    // The library writes its reasons to standard error by itself.
+    // The library prints its own reasons to standard error.
     fuse_set_log_func([](fuse_log_level, const char*, va_list) {});
     std::array<std::string, 3> words = {"salvor", "-o", "ro,nosuid,nodev,noexec,fsname=salvor,subtype=salvor"};
     std::array<char*, 3> pointers = {words[0].data(), words[1].data(), words[2].data()};
@@ -129,7 +129,7 @@ Session MountAt(Mount& mount, const std::string& point) {
     return session;
 }
 
-// Answers one question after the other. Unmounting ends the wait for the next.
+// Answers requests one by one. Unmounting ends the wait for the next.
 void AnswerAll(fuse* session) {
     fuse_session* const channel = fuse_get_session(session);
     const std::jthread watch([channel](const std::stop_token& ended) {

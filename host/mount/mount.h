@@ -22,8 +22,8 @@ public:
     /// False, and nothing is added, if the file does not lie on the medium.
     bool Add(const ReportedFile& file);
 
-    /// Shows the files in the folder `point` until that is unmounted or a stop is requested, and calls `started` once
-    /// they can be seen. Throws `Failure` (not started) with a clear line where that is not to be had.
+    /// Shows the files in the folder `point` until it is unmounted or a stop is requested, and calls `started` once
+    /// they can be seen. Throws `Failure` (not started) where mounting is not possible.
     void Serve(const std::string& point, const std::function<void()>& started);
 
 private:

@@ -28,16 +28,16 @@ struct PlanFilter {
     bool asReported = false;
     /// However often the same bytes are claimed.
     bool allClaims = false;
-    /// What pictures and films of which the pixels are known have at least, along the longer and the shorter side.
+    /// The least pixels along the longer and the shorter side, for pictures and films whose size is known.
     std::int64_t leastLongSide = 0;
     std::int64_t leastShortSide = 0;
-    /// Only files that say when they were taken, and that from one of these on and up to the other: "2019-05" takes
-    /// part with all that begins so. Empty for no bound.
+    /// Only files that say when they were taken, between these two times. "2019-05" stands for the whole month. Empty
+    /// for no bound.
     std::string takenFrom = {};
     std::string takenTo = {};
     bool AsksForDetails() const { return leastLongSide > 0 || !takenFrom.empty() || !takenTo.empty(); }
-    /// Paths below the output folder for files that a file system knows, by the index of that; the others, or all if it
-    /// is empty, have names of their start.
+    /// Paths below the output folder for files that a file system knows, by their index there. Other files, or all if
+    /// it is empty, are named after their start.
     std::vector<std::string> originalPaths = {};
 };
 
@@ -59,7 +59,7 @@ struct PlannedFile {
     std::vector<ReportedClaim> reported;
     /// Below the output folder.
     std::string path;
-    /// The index of what a file system knows of it; -1 if none does.
+    /// The index of what a file system knows of it; -1 for unknown files.
     std::int32_t known = -1;
     /// The path of the file in which it begins; empty for most.
     std::string container;
@@ -141,7 +141,7 @@ Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, c
 void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
               const std::function<std::int64_t(const PlannedFile&)>& costOf);
 
-/// Passes over the files that the filter refuses for their details, once these are found out.
+/// Passes over the files that the filter refuses because of their details, which are known by now.
 void KeepByDetails(Plan& plan, const PlanFilter& filter);
 
 /// The finds as outcomes without a look at the medium: one for each range that is claimed by wanted types, which

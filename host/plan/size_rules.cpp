@@ -92,7 +92,7 @@ SizeRule ParseSizeRule(const std::string& option, const std::vector<std::string>
         const auto size = ParseSize(equals == std::string::npos ? word : word.substr(equals + 1));
         if (!size) {
             throw Failure(ExitStatus::Usage,
-                          fmt::format("{}: '{}' is no size; write for example 64K, 10M or png=1M", option, word));
+                          fmt::format("{}: '{}' is not a size; write for example 64K, 10M or png=1M", option, word));
         }
         if (equals == std::string::npos) {
             rule.forAll = size;

@@ -22,10 +22,10 @@ public:
     File Read() const;
     /// Makes the file, or empties or replaces the one that is there.
     File Create() const;
-    /// Where to write what takes this place later, with `TakeFrom`: a file beside it whose name ends with `suffix`. A
-    /// pipe or a device is its own draft.
+    /// Where to write what `TakeFrom` moves here later: a file beside this one whose name ends with `suffix`. A pipe or
+    /// a device is its own draft.
     FilePlace Draft(const std::string& suffix) const;
-    /// What stands at the draft stands here from now on, in place of a file that is there.
+    /// Moves the draft here, replacing a file that is there.
     SystemError TakeFrom(const FilePlace& draft) const;
     /// The file's entry reaches stable storage.
     void SyncEntry() const;

@@ -65,7 +65,7 @@ public:
     std::uint8_t RefusedRules() const { return refused_; }
 
 private:
-    // A call that this kind of processor does not have is passed over, which is no refusal.
+    // Calls that this processor's kernel does not have are passed over; that is not a refusal.
     void Add(std::uint32_t action, int call, std::span<const scmp_arg_cmp> conditions) {
         const auto count = static_cast<unsigned int>(conditions.size());
         if (seccomp_rule_add_array(filter_.get(), action, call, count, conditions.data()) < 0) {

@@ -22,7 +22,7 @@ struct SandboxLimits {
     std::int64_t memory = 0;
     /// May regular files that are open be written?
     bool mayWrite = false;
-    /// For tests: false does as a kernel without filters does.
+    /// For tests: false behaves as on a kernel without filters.
     bool withFilter = true;
 };
 
@@ -36,7 +36,7 @@ enum class SandboxKind : std::uint8_t {
 
 struct Sandbox {
     SandboxKind kind = SandboxKind::LimitsOnly;
-    /// System calls that should have been allowed, but the rule for them was refused: whoever makes one is ended.
+    /// System calls whose rule the kernel refused: a process that makes one is ended.
     std::uint8_t refusedRules = 0;
 };
 

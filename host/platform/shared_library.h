@@ -5,12 +5,12 @@
 
 namespace salvor {
 
-/// A library of the system that is loaded when it is wanted: most processes of the program are there for a moment, and
-/// some libraries take longer than that to load. Stays loaded.
+/// A system library that is loaded on demand and stays loaded. Most of the program's processes live only for a moment,
+/// and some libraries take longer than that to load.
 class SharedLibrary {
 public:
     SharedLibrary() = default;
-    /// `name` as the loader knows it: "libm.so.6".
+    /// `name` is the loader's: "libm.so.6".
     explicit SharedLibrary(const std::string& name);
 
     /// Points `function` at the one of this name in the library or in one that it uses; null if there is none.

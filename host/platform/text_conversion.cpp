@@ -6,7 +6,7 @@ namespace salvor {
 
 void LoadTextConversions(std::span<const char* const> encodings) {
     for (const char* encoding : encodings) {
-        // What is never closed stays loaded.
+        // A converter that is never closed stays loaded.
         static_cast<void>(iconv_open("UTF-8", encoding));
     }
 }

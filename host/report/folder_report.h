@@ -18,8 +18,8 @@ namespace salvor {
 /// `Failure` (losses) when it cannot be written.
 class FolderReport {
 public:
-    /// Takes over what earlier runs said of files that are still there; nothing if `anew`. A piece has a report of its
-    /// own. The folder outlives this.
+    /// Takes over what earlier runs reported of files that are still there, unless `anew`. A piece has its own report.
+    /// The folder outlives this.
     FolderReport(const Folder& folder, bool anew, const std::optional<Piece>& piece = std::nullopt);
 
     /// See `LineFile`.

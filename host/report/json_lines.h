@@ -21,11 +21,11 @@ std::string JsonLine(const Json& value);
 /// The JSON value on a line; a discarded one when there is none.
 Json ParseJsonLine(const std::string& line);
 
-/// The whole number. Throws `std::invalid_argument` for something else.
+/// A whole number. Throws `std::invalid_argument` for anything else.
 std::int64_t IntegerOf(const Json& value);
 
 /// The whole number in a record's field. Throws a JSON exception if there is no such field, `std::invalid_argument` if
-/// it holds something else.
+/// it holds anything else.
 std::int64_t IntegerIn(const Json& record, const char* key);
 
 /// An array of {"first", "count"}.
@@ -40,7 +40,7 @@ std::optional<std::vector<Extent>> ExtentsFromJson(const Json& record, const cha
 /// An array of pairs: largest sizes in bytes by factory index.
 Json CapsToJson(const std::map<std::int32_t, std::int64_t>& caps);
 
-/// Throws a JSON exception if it is something else.
+/// Throws a JSON exception for anything else.
 std::map<std::int32_t, std::int64_t> CapsFromJson(const Json& caps);
 
 /// The ranges of a record's field, as `RangesToJson` writes them; nothing if it holds something else, such as sectors

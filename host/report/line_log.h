@@ -22,7 +22,7 @@ public:
     void Add(const std::string& lines);
     void Flush();
     void Sync();
-    /// The draft has all that the file in its place has: takes that place, and more lines may follow.
+    /// Replaces the earlier file, now that the draft holds everything it did. More lines may follow.
     void TakeName();
 
 private:

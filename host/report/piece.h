@@ -14,15 +14,14 @@ struct Piece {
     std::int64_t count = 1;
 };
 
-/// What a piece adds to the name of a file that all pieces together make: ".3-of-16".
+/// The suffix of a piece's part of a file that all pieces make together: ".3-of-16".
 std::string SuffixOf(const Piece& piece);
 
 /// The piece that keeps its part of `name` in a file of this name: 3 of 16 for `name.3-of-16`. Nothing for other files.
 std::optional<Piece> PieceNamed(std::string_view file, std::string_view name);
 
-/// Which pieces are not among those that are done, for people: "2, 5 of 16". Where the work was cut in several ways it
-/// is those of the cut of which most is done. Empty if all pieces of a cut are done. `count` is how many there are
-/// where none is done.
+/// The pieces that are not done yet, for people: "2, 5 of 16". If the work was cut in several ways, those of the cut
+/// that is furthest. Empty if all pieces of a cut are done. `count` is the number of pieces where nothing is done yet.
 std::string MissingPieces(const std::vector<Piece>& done, std::int64_t count = 0);
 
 }  // namespace salvor

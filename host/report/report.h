@@ -115,7 +115,7 @@ Json UnwrittenRecord(const PlannedFile& file, std::string_view reason);
 /// Files and bytes of a kind, with the number of files by verdict.
 Json CountsToJson(const FileCounts& counts);
 
-/// Three lines at the very end: what was found, what of it is sure, and where to look. `folder` holds the files.
+/// The last three lines of a run: what was found, how much of it is sure, and where to look. `folder` holds the files.
 std::string ClosingLines(const FolderCounts& counts, const std::string& folder);
 
 /// The table at the end of a run, for the person; `earlier` files of other runs are in the folder too.

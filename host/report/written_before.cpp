@@ -19,7 +19,7 @@ bool IsThere(const Folder& folder, const PlannedFile& file) {
     return there && there->size == file.Size();
 }
 
-// Says the record of the file what would be said of it now? Details may not be known yet; they follow from the rest.
+// Does the record say of the file what it would say now? Details may not be known yet; they follow from the rest.
 // Throws an exception of the standard library for a record that was not written by `FileRecord`.
 bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int32_t sectorSize) {
     WriteResult result;
@@ -88,7 +88,7 @@ std::optional<WrittenBefore::Written> WrittenBefore::Find(const PlannedFile& fil
                 return Written{*std::move(record), sources_[line->source].piece.has_value()};
             }
         } catch (const std::exception&) {
-            // The file is written anew.
+            // The file is written again.
         }
     }
     return std::nullopt;

@@ -16,8 +16,8 @@
 
 namespace salvor {
 
-/// What runs that are not the whole story have said of the files in a folder: a run that was cut short, and the pieces
-/// of one that several machines share. What they have written need not be compared with the medium again.
+/// What incomplete runs have reported of the files in a folder: a run that was cut short, and the pieces of one that
+/// several machines share. Their files need not be compared with the medium again.
 class WrittenBefore {
 public:
     /// Knows nothing yet. The folder outlives this.
@@ -30,16 +30,16 @@ public:
 
     struct Written {
         Json record;
-        /// One of several pieces wrote it, not an earlier run of the same.
+        /// Written by one of several pieces, not by an earlier run.
         bool isOfPiece = false;
     };
-    /// The record of a planned file that is there and of which an earlier run says the same as the plan. `known` is
-    /// what a file system knows of it, null if nothing; `sectorSize` in bytes.
+    /// The record of a planned file that exists and that an earlier run reported as the plan has it. `known` is what a
+    /// file system knows of it, or null; `sectorSize` in bytes.
     std::optional<Written> Find(const PlannedFile& file, const KnownFile* known, std::int32_t sectorSize);
 
-    /// What the pieces could not read.
+    /// The sectors that the pieces could not read.
     const std::vector<SectorRange>& Unreadable() const { return unreadable_; }
-    /// As `MissingPieces` of those that came to their end; empty if there is no piece at all.
+    /// The pieces that did not complete, as `MissingPieces` has them; empty if there are no pieces.
     std::string Missing() const;
     /// Removes the reports of the pieces.
     void RemovePieces() const;

@@ -5,10 +5,10 @@
 
 namespace salvor {
 
-/// The word of the list that was most likely meant by one that is not in it; empty if none is near.
+/// The word of the list that was probably meant; empty if none is close.
 std::string NearestWord(const std::string& word, const std::vector<std::string>& words);
 
-/// "; is 'X' meant?", or nothing if no word of the list is near.
+/// "; did you mean 'X'?", or nothing if no word of the list is close.
 std::string MeantText(const std::string& word, const std::vector<std::string>& words);
 
 }  // namespace salvor

@@ -22,7 +22,7 @@ void Say(fmt::format_string<Args...> format, Args&&... args) {
 
 enum class Colour { Red = 31, Green = 32, Yellow = 33 };
 
-// The text for stdout, in letters that stand out or in a colour where a terminal shows them.
+// The text for stdout, bold or coloured where a terminal shows it.
 std::string Bold(const std::string& text);
 std::string Coloured(const std::string& text, Colour colour);
 

@@ -62,7 +62,7 @@ ScanGrid GridFor(const JournalHeader& header) {
     return {header.ScannedRange(), std::max<std::int64_t>(header.blockSize / header.sectorSize, 1), header.types};
 }
 
-// What was seen in a space but for the finds, in sectors of the medium.
+// What was seen in a space, without the finds, in sectors of the medium.
 Sightings OnMedium(const Sightings& seen, const Space& space) {
     Sightings there;
     for (const std::int64_t start : seen.starts) {
@@ -74,7 +74,7 @@ Sightings OnMedium(const Sightings& seen, const Space& space) {
     return there;
 }
 
-// The sector of the space that is this one; nothing if it is not in it.
+// Maps a sector of the medium to the space; nothing if it is outside.
 std::optional<std::int64_t> InSpace(const SpaceIndex* index, std::int64_t sector) {
     if (index == nullptr) {
         return sector;

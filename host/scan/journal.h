@@ -26,8 +26,8 @@ struct JournalHeader {
     std::vector<std::int32_t> types;
     /// Caps in bytes that differ from the types' own, by factory index.
     std::map<std::int32_t, std::int64_t> caps;
-    /// What of the range is scanned, joined; null for all of it. All that is seen counts the sectors of the space; in
-    /// the file are those of the image.
+    /// The joined part of the range that is scanned; null for all of it. What is seen counts the sectors of the space;
+    /// the file has those of the image.
     std::shared_ptr<const Space> space;
 
     /// The range in sectors as scanning counts them.

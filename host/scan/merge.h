@@ -38,7 +38,7 @@ struct TypeScan {
     std::vector<BlockRange> restless{};
     /// The blocks over which its count of guesses grew, ascending.
     std::vector<std::int64_t> guessed{};
-    /// In the order of the reports; empty as long as they stay in a journal.
+    /// In the order of the reports; empty while they are only in a journal.
     std::vector<PlacedFind> finds{};
     bool operator==(const TypeScan&) const = default;
 };
@@ -71,24 +71,24 @@ struct MissingScan {
 struct MergePlan {
     /// For each scan the blocks whose finds hold.
     std::vector<std::vector<BlockRange>> kept;
-    /// While there are any, what is kept is void.
+    /// While there are any, what is kept does not count.
     std::vector<MissingScan> missing;
 };
 
-/// Puts the scans of segments together as if one scanner of each type had gone over the whole range; looks at no finds.
-/// Where two scans of a type were both at rest, the later one holds from there on. Scans may overlap and come in any
-/// order, also several for the same blocks; when some are missing, call again with those added. Scans of other types,
-/// or outside the grid, count for nothing.
+/// Joins the scans of segments as if one scanner of each type had gone over the whole range, without looking at the
+/// finds. Where two scans of a type were both at rest, the later one holds from there on. Scans may overlap and come in
+/// any order, also several for the same blocks; when some are missing, call again with those added. Scans of other
+/// types or outside the grid are ignored.
 MergePlan PlanMerge(const ScanGrid& grid, std::span<const TypeScan> scans);
 
-/// Puts the finds of scans in the order in which one scan reports them.
+/// Sorts the finds of scans into the order in which a single scan reports them.
 class FindMerger {
 public:
     explicit FindMerger(const ScanGrid& grid);
 
-    /// Those of the scan's finds that lie in blocks which are kept.
+    /// The scan's finds in blocks that are kept.
     void Add(const TypeScan& scan, std::span<const BlockRange> kept);
-    /// All finds before this block, which no scan reaches that is added later.
+    /// All finds before this block, which no scan added later reaches.
     std::vector<Find> TakeBefore(std::int64_t block);
 
 private:

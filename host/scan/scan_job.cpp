@@ -153,7 +153,7 @@ std::string ChangeOf(const MediumIdentity& then, const MediumIdentity& now) {
     if (then.size != now.size) {
         return fmt::format("it had {} bytes and has {}", then.size, now.size);
     }
-    // Of some devices, or by some ways to them, the system knows no number.
+    // The system does not know the serial number of every device.
     if (!then.serial.empty() && !now.serial.empty() && then.serial != now.serial) {
         return fmt::format("it was the disk '{}' with the serial number {} and is '{}' with {}", then.model,
                            then.serial, now.model, now.serial);

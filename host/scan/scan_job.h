@@ -27,7 +27,7 @@ struct MediumIdentity {
 
 MediumIdentity IdentityOf(Medium& medium);
 
-/// Words that the person gave for options, by the options' names; one empty word for a flag.
+/// The values that the person gave, by the options' names; one empty word for a flag.
 using Choices = std::map<std::string, std::vector<std::string>>;
 
 /// A scan that a folder was begun with; kept there, so that any later run goes on with the same.
@@ -38,7 +38,7 @@ struct ScanJob {
     MediumIdentity medium;
     /// How many blocks a segment has.
     std::int64_t segmentBlocks = 1;
-    /// What a recovery was told of the files that it writes; nothing for a scan alone.
+    /// The choices of a recovery about the files that it writes; nothing for a scan alone.
     std::optional<Choices> choices{};
 };
 

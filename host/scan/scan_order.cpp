@@ -74,7 +74,7 @@ public:
     Sightings seen;
 
 private:
-    // By the time of the processor, which neither the medium nor other processes change.
+    // Measured in processor time, which slow media and other processes do not change.
     void TakeSpeed(std::int64_t done) {
         constexpr std::int64_t bytesBetween = std::int64_t{4} << 20;
         constexpr double slow = 300e6;

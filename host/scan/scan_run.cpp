@@ -99,7 +99,7 @@ std::int64_t ParseNumber(const std::string& option, const std::string& text) {
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
     if (stop != end || error != std::errc() || number < 0) {
-        throw UsageError(fmt::format("{}: '{}' is no whole number from 0 on", option, text));
+        throw UsageError(fmt::format("{}: '{}' is not a whole number of 0 or more", option, text));
     }
     return number;
 }
@@ -117,7 +117,7 @@ std::int64_t BlockSizeOf(const ScanOptions& options, std::int32_t sectorSize) {
     constexpr std::int64_t largestBlock = std::int64_t{1} << 30;
     const auto size = ParseSize(options.blockSize);
     if (!size || *size < sectorSize || *size > largestBlock) {
-        throw UsageError(fmt::format("--block-size: '{}' is no size from one sector to 1 GiB; write for example 4M",
+        throw UsageError(fmt::format("--block-size: '{}' is not a size from one sector to 1 GiB; write for example 4M",
                                      options.blockSize));
     }
     return *size / sectorSize * sectorSize;
@@ -163,7 +163,7 @@ SpaceKind KindOf(const ScanOptions& options) {
     return *kind;
 }
 
-// The sectors of the volume with this number.
+// The sectors of a volume, by its number.
 SectorRange RangeOfVolume(Medium& medium, const ScanOptions& options) {
     const std::int64_t wanted = ParseNumber("--volume", options.volume);
     const Knowledge knowledge = LearnVolumes(medium, options.image, {});
@@ -186,7 +186,7 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     header.types = types;
     header.caps = CapsOf(options, types);
     const std::int64_t start = ParseNumber("--start", options.start);
-    // Without a length the scan goes to the medium's end.
+    // Without a length the scan goes on to the medium's end.
     const std::int64_t length =
         options.length.empty() ? std::numeric_limits<std::int64_t>::max() : ParseNumber("--length", options.length);
     KindOf(options);

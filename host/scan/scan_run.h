@@ -19,7 +19,7 @@ struct ScanOptions {
     std::string length;
     /// The number of the volume to scan in place of such a range; empty for none.
     std::string volume;
-    /// What of it is scanned; a word of `SpaceWord`.
+    /// Which part of it is scanned; a word of `SpaceWord`.
     std::string space = "all";
     /// Leave the insides of bad stretches alone.
     bool skipBad = false;
@@ -38,7 +38,8 @@ struct PreparedScan {
 /// Opens the image and checks the options. Throws `Failure` (usage or not started).
 PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int32_t>& types);
 
-/// Finds out what of the image is to be scanned, if that is not all. Throws `Failure` (not started) if nothing is.
+/// Finds out which part of the image is to be scanned, if not all of it. Throws `Failure` (not started) if that is
+/// empty.
 void FindSpace(PreparedScan& scan, const ScanOptions& options);
 
 /// Opens the image for a scan that was begun before. Throws `Failure` (not started).
@@ -51,8 +52,8 @@ struct ScanOutcome {
     ScanSummary summary;
 };
 
-/// What could not be read so far goes into the outcome: what was seen counts as scanning does, the summary counts the
-/// image's sectors.
+/// Notes in the outcome what could not be read so far: in sectors of what is scanned, and in the summary in sectors of
+/// the image.
 void NoteUnreadable(const ScanMedium& medium, ScanOutcome& outcome);
 
 /// Scans with progress for the person, writing every find to the journal before it goes on. Throws `Failure` when the

@@ -72,7 +72,7 @@ public:
     virtual bool StopRequested() = 0;
     /// Asked behind every block of a part that may end sooner; true ends it there.
     virtual bool PartShallEnd() { return false; }
-    /// Asked behind every block of a part; true gives up types that do not come to rest.
+    /// Asked after every block of a part; true gives up types that do not come to rest.
     virtual bool IsSlow() { return false; }
 };
 
@@ -90,8 +90,8 @@ struct ScanPart {
     std::int64_t last = 0;
     /// Any other border may take the place of `to`, and of `last`, if the observer asks for an end.
     bool mayEndSooner = false;
-    /// Where scanning is slow, a type ends that has not been at rest for so many blocks; 0 for none. What it does there
-    /// most likely depends on what lies before the part, so that nothing would come of its finds.
+    /// Where scanning is slow, a type is given up that has not been at rest for so many blocks; 0 for never. What it
+    /// does there probably depends on what lies before the part, so its finds would not be used.
     std::int64_t mostRestless = 0;
     bool operator==(const ScanPart&) const = default;
 };
@@ -110,8 +110,8 @@ struct BlocksSetAside {
 
 /// What a part of a scan has seen, as far as merging needs it.
 struct SegmentScan {
-    /// All types were to scan these, and starts were looked for in them. Types that were not at rest then went on, or
-    /// were given up before.
+    /// All types were to scan these blocks, and starts were looked for in them. Types that were not at rest at their
+    /// end went on, or were given up before.
     BlockRange blocks;
     bool withStarts = false;
     std::vector<TypeScan> scans;

@@ -39,7 +39,7 @@ constexpr std::array Groups = {
     TypeGroup{"archives", "zip jar 7z rar cab"},
 };
 
-// Words that people write for an extension. Bookmarks have the longer name of pages.
+// Other spellings of an extension. The longer spelling of web pages names bookmarks too.
 constexpr std::array Spellings = {
     TypeGroup{"jpeg", "jpg"}, TypeGroup{"tiff", "tif"},  TypeGroup{"aiff", "aif"},
     TypeGroup{"midi", "mid"}, TypeGroup{"m2ts", "mts"},  TypeGroup{"rmvb", "rm"},

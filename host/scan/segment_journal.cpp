@@ -161,7 +161,7 @@ bool IsAscending(const std::vector<SectorRange>& ranges) {
         ranges, [&](SectorRange range) { return range.first >= std::exchange(end, range.first + range.count); });
 }
 
-// Joining goes by their order.
+// Joining relies on their order.
 bool IsAscending(const Sightings& seen, SectorRange sectors) {
     std::int64_t last = sectors.first - 1;
     const bool startsAscend = std::ranges::all_of(seen.starts, [&](std::int64_t start) {
@@ -173,7 +173,7 @@ bool IsAscending(const Sightings& seen, SectorRange sectors) {
 // Empty if the journal is of this scan.
 std::string WhyOfAnother(const Json& header, const ScanKey& key) {
     if (header.at("format") != FormatName) {
-        return "it is no segment journal";
+        return "it is not a segment journal";
     }
     if (header.at("version") != FormatVersion || header.at("program") != key.program) {
         return "it was written by another version of the program";
@@ -253,7 +253,7 @@ std::optional<BlockRange> ReadSegmentBlocks(File& file, const ScanKey& key, cons
             }
         }
     } catch (const std::exception&) {
-        // Said when it is read whole.
+        // The person is told of it when it is read whole.
     }
     return std::nullopt;
 }

@@ -36,7 +36,7 @@ struct SegmentRead {
 
 SegmentRead ReadSegment(File& file, const ScanKey& key, const ScanGrid& grid);
 
-/// The blocks of a journal of this scan, from its first line alone, which says nothing of the others.
+/// The blocks of a journal of this scan. Only its first line is read, so the others may be damaged.
 std::optional<BlockRange> ReadSegmentBlocks(File& file, const ScanKey& key, const ScanGrid& grid);
 
 }  // namespace salvor

@@ -17,8 +17,8 @@ struct OpenPart {
     bool operator==(const OpenPart&) const = default;
 };
 
-/// How many blocks a segment has: a 64th of the range, but a GiB at most and 256 MiB at least. Smaller media have four
-/// segments, or as many as have 64 MiB; below 64 MiB there is one.
+/// Blocks in a segment: a 64th of the range, but at most 1 GiB and at least 256 MiB. Smaller media have four segments,
+/// or fewer of 64 MiB; below 64 MiB there is one.
 std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize);
 
 /// One of `count` pieces of a scan that are as large as each other; `number` counts from 1. A scan of few blocks has
@@ -39,11 +39,11 @@ struct MissingPart {
     ScanPart part;
 };
 
-/// How segments are put together.
+/// How segments are joined.
 struct JoinPlan {
     /// For each segment and each of its scans the blocks whose finds hold.
     std::vector<std::vector<std::vector<BlockRange>>> kept;
-    /// While there are any, what is kept is void.
+    /// While there are any, what is kept does not count.
     std::vector<MissingPart> missing;
 };
 
@@ -51,7 +51,7 @@ struct JoinPlan {
 /// begins behind, as if the medium ended and began there.
 JoinPlan PlanJoin(const ScanGrid& grid, std::span<const SegmentScan> segments);
 
-/// Joins segments one by one, so that no more than what overlaps is in memory. The grid outlives it.
+/// Joins segments one by one, so that only what overlaps is in memory. The grid outlives it.
 class SegmentJoiner {
 public:
     explicit SegmentJoiner(const ScanGrid& grid) : grid_(grid), finds_(grid) {}
@@ -59,13 +59,13 @@ public:
     /// Segments come by first block, with all that they have seen. Gives what none that comes later can add to, in
     /// order, each start and text once.
     Sightings Add(const SegmentScan& segment, std::span<const std::vector<BlockRange>> kept);
-    /// What is left, once all segments have come.
+    /// The rest, after the last segment.
     Sightings Finish();
 
 private:
     const ScanGrid& grid_;
     FindMerger finds_;
-    // Of starts, of texts and of zeros all before these sectors were given.
+    // All starts, texts and zeros before these sectors have been given.
     std::int64_t nextStart_ = 0;
     std::int64_t nextText_ = 0;
     std::int64_t nextZeros_ = 0;

@@ -149,7 +149,7 @@ private:
         }
     }
 
-    // It has seen nothing.
+    // Nothing of it has been scanned.
     void AddWithoutJournal(SegmentScan segment) {
         segments_.push_back(std::move(segment));
         journals_.emplace_back();
@@ -373,7 +373,7 @@ private:
     const SegmentStore& store_;
     const SegmentRunOptions& options_;
     const ScanGrid& grid_;
-    // What they have seen stays in their journals, whose names are empty where there is none.
+    // What they have seen stays in their journals; the name is empty where there is no journal.
     std::vector<SegmentScan> segments_;
     std::vector<std::string> journals_;
     std::deque<Part> queue_;

@@ -24,11 +24,11 @@ struct SegmentRunOptions {
     std::int64_t segmentBlocks = 1;
     int workers = 1;
     bool quiet = false;
-    /// Takes what the joined segments of the whole scan have seen, in order, piece by piece, but for unreadable
-    /// sectors, which the medium knows then. All blocks must have been scanned or be among those to scan. Without it
-    /// nothing is joined.
+    /// Takes what the joined segments of the whole scan have seen, in order, piece by piece; unreadable sectors are
+    /// noted in the medium instead. All blocks must have been scanned or be among those to scan. Without it nothing is
+    /// joined.
     std::function<void(const Sightings&)> take;
-    /// What of the image is joined as the medium; null for all.
+    /// The part of the image that is joined as the medium; null for all.
     std::shared_ptr<const Space> space = nullptr;
 };
 

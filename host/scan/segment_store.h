@@ -27,16 +27,16 @@ public:
     const ScanGrid& Grid() const { return grid_; }
     std::filesystem::path JobPath() const { return folder_.Path().parent_path(); }
 
-    /// A segment without what it has seen, which stays in its journal.
+    /// A segment whose finds stay in its journal.
     struct Stored {
         /// The journal's.
         std::string name;
         SegmentScan segment;
         std::vector<SectorRange> unreadable;
-        /// Of its finds, by type.
+        /// Its number of finds, by type.
         std::map<std::int32_t, std::int64_t> counts;
     };
-    /// All journals that are whole and of this scan. Of others the person is told; they count as not there.
+    /// All journals that are whole and of this scan. The person is told of others, which are ignored.
     std::vector<Stored> ReadAll() const;
     /// The whole of one. Throws `Failure` (losses) if it is no longer there.
     SegmentScan Read(const std::string& name) const;

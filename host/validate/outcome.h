@@ -22,12 +22,11 @@ struct Outcome {
     Finding finding;
     /// What scanners reported here, in the order of their types; empty for a start that only validators saw.
     std::vector<ReportedClaim> reported;
-    /// Where its bytes lie, in the file's order, from its start on, if a file system says so; empty for a file that
-    /// lies together as far as anybody knows.
+    /// Where a file system says its bytes lie, in the file's order; empty for a file in one piece.
     std::vector<Extent> extents;
-    /// Of these extents so many bytes hold nothing but this file.
+    /// So many bytes of the extents surely belong to this file.
     std::int64_t ownBytes = 0;
-    /// The caller's index of what a file system knows of it; -1 if none does.
+    /// The caller's index of what a file system knows of it; -1 for unknown files.
     std::int32_t known = -1;
     bool operator==(const Outcome&) const = default;
 };

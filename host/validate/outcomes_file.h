@@ -40,7 +40,7 @@ public:
     void AddUnreadable(const std::vector<SectorRange>& sectors);
     void AddSetAside(const SetAside& setAside);
     void Add(const Validation& validation);
-    /// A piece of the work is done; nobody knows outcomes from it alone.
+    /// A piece of the work is done. It has findings, but no outcomes yet.
     void AddPiece(const Piece& piece);
     void TakeName() { log_.TakeName(); }
     void Sync() { log_.Sync(); }

@@ -79,7 +79,7 @@ public:
     }
 
 private:
-    // False if the phases behind it are not wanted or the observer stopped it.
+    // False if later phases are not wanted or the observer stopped it.
     bool DoPhase(Phase phase) {
         // Finds may lie outside the medium.
         constexpr SectorRange all{std::numeric_limits<std::int64_t>::min() / 2,
@@ -232,7 +232,7 @@ private:
         return true;
     }
 
-    // The whole file in front of a sector, as far as it is known, that ends behind it.
+    // The whole file that is known to cover a sector.
     Cover WholeAcross(std::int64_t sector) const {
         Cover whole;
         for (std::size_t i = 0; i < spots_.Count() && spots_[i].sector < sector; ++i) {
@@ -333,7 +333,7 @@ private:
         return true;
     }
 
-    // Of those that begin in the range; false if the observer stopped it.
+    // Looks at the places in the range; false if the observer stopped it.
     bool ReadTexts(SectorRange range) {
         if (!HasPhase(Phase::Text)) {
             return true;

@@ -55,8 +55,8 @@ struct ValidateRequest {
     /// Findings of an earlier run on the same sightings.
     std::span<const KnownFinding> known;
     std::span<const SetAside> setAside;
-    /// Only find out what the formats of a phase say of the places in these sectors, for a run that knows it then;
-    /// there are no outcomes. What phases before it have found out should be known.
+    /// Only collects the findings of one phase for the places in these sectors, to be known to a later run; there are
+    /// no outcomes. The findings of earlier phases should be known.
     std::optional<SectorRange> ahead;
     /// The phase of `ahead`.
     Validator::Phase phase = Validator::Phase::Structure;

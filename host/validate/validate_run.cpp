@@ -104,8 +104,8 @@ std::vector<SectorRange> Parts(const Sightings& seen, std::int64_t count, std::s
     return parts;
 }
 
-// Parts in which texts may begin in about the same number of sectors; all of the medium together, or none if there is
-// little to share out.
+// Parts of the medium with about the same number of sectors at which text may begin; none if there is too little to
+// share.
 std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCount, std::int64_t count) {
     constexpr std::int64_t leastStarts = 64;
     SectorRangeSet starts;
@@ -133,8 +133,8 @@ std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCou
     return parts;
 }
 
-// Has workers look at the medium: in each phase at parts of it, knowing what was found out before, and then one at all
-// of it, which knows what the others have found.
+// Has workers look at parts of the medium, phase by phase, with the findings of the phases before. At the end one
+// worker looks at all of it, with everything that the others have found.
 class ValidateClient : public CrewClient {
 public:
     ValidateClient(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
@@ -161,7 +161,7 @@ public:
         } else if (workers > 1) {
             constexpr std::size_t leastPlaces = 64;
             AddTodo(Phase::Structure, Parts(seen, 4 * workers, leastPlaces));
-            // Each goes over the phases before it again, of which most is known.
+            // Each repeats the phases before it, of which most is known.
             AddTodo(Phase::Bounded, Parts(seen, workers, leastPlaces));
             AddTodo(Phase::Text, TextParts(seen, medium.SectorCount(), workers));
         }
@@ -204,7 +204,7 @@ public:
         try {
             TakeOutcomesLine(line, read_);
         } catch (const std::exception&) {
-            throw Failure(ExitStatus::Losses, "a worker that validates says what makes no sense");
+            throw Failure(ExitStatus::Losses, "a validating worker sent a line that makes no sense");
         }
         if (!read_.known.empty()) {
             keeper_.Keep(read_.known.front());
@@ -216,7 +216,7 @@ public:
             medium_.NoteUnreadable(read_.unreadable);
             read_.unreadable.clear();
         } else if (!read_.validation.outcomes.empty() && !IsOnMedium(read_.validation.outcomes.back())) {
-            throw Failure(ExitStatus::Losses, "a worker that validates tells of what is not on the medium");
+            throw Failure(ExitStatus::Losses, "a validating worker named a place outside the medium");
         }
     }
 
@@ -239,7 +239,7 @@ public:
                 todo_.push_front(*part);
             }
         } else if (IsFault(end.ending) || end.ending == Ending::Failed) {
-            throw Failure(ExitStatus::Losses, "validating does not get on: " + end.text);
+            throw Failure(ExitStatus::Losses, "validating cannot go on: " + end.text);
         } else if (part) {
             doneAhead_ += part->sectors.count * medium_.SectorSize();
         }
@@ -290,7 +290,7 @@ private:
     Keeper& keeper_;
     bool isShare_;
     ValidateRequest request_;
-    // The parts of one phase behind those of another.
+    // The parts of one phase come after those of another.
     std::deque<ValidatePart> todo_;
     std::map<std::int64_t, UnderWay> underWay_;
     std::int64_t nextId_ = 0;
@@ -304,7 +304,7 @@ private:
 void RequireAllShares(const std::vector<Piece>& done) {
     if (done.empty()) {
         throw Failure(ExitStatus::NotStarted,
-                      "nobody has found out yet what the finds are; run 'salvor validate' on them first, at once or in "
+                      "the finds have not been validated; run 'salvor validate' on them first, at once or in "
                       "segments");
     }
     if (const std::string missing = MissingPieces(done); !missing.empty()) {
@@ -403,7 +403,7 @@ std::string OutcomesTable(const Validation& validation) {
     for (const Outcome& outcome : validation.outcomes) {
         ++counts[outcome.finding.verdict];
     }
-    return fmt::format("{} whole, {} open, {} truncated, {} damaged; {} finds are no files\n", counts[Verdict::Whole],
+    return fmt::format("{} whole, {} open, {} truncated, {} damaged; {} finds are not files\n", counts[Verdict::Whole],
                        counts[Verdict::Open], counts[Verdict::Truncated], counts[Verdict::Damaged],
                        counts[Verdict::NoFile]);
 }

@@ -15,7 +15,7 @@
 
 namespace salvor {
 
-/// Where what belongs to a finds file stands: `card.WHAT` beside `card.finds`.
+/// The path of a file that belongs to a finds file: `card.WHAT` beside `card.finds`.
 std::string PathBeside(const std::string& findsPath, const std::string& what);
 
 /// Where the outcomes of a finds file stand unless the person says otherwise: `card.outcomes` beside `card.finds`.
@@ -31,11 +31,11 @@ struct ValidateHow {
     /// Only find out what the formats of the first phase say of a share of the places. No outcomes come of it; a run
     /// without a share takes what it keeps in its file.
     std::optional<Piece> share = {};
-    /// What the outcomes file is called until it holds all that is known; see `OutcomesWriter`.
+    /// The suffix of the outcomes file until it holds everything known before; see `OutcomesWriter`.
     std::string draftSuffix = ".part";
-    /// All shares of it must have been done before.
+    /// All shares must have been done before.
     bool needsShares = false;
-    /// What of the image is joined as the medium; null for all.
+    /// The part of the image that is joined as the medium; null for all.
     std::shared_ptr<const Space> space = nullptr;
 };
 

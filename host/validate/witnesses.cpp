@@ -105,7 +105,7 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
 std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
     if (const auto known = known_.find(KeyOf(sector, phase)); known != known_.end()) {
         const int validator = IndexOf(known->second->validator);
-        // Whoever found it out may have asked more than is asked now, and had an allowance of its own.
+        // The earlier run may have asked more validators, with a larger allowance.
         if (validator != Nobody && validator != exceptFor && left_ > 0 &&
             std::min(left_, most) >= known->second->cost) {
             left_ -= known->second->cost;
@@ -117,7 +117,7 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     }
     const std::int64_t before = left_;
     std::optional<Judgement> best = AskAnew(sector, phase, most, exceptFor);
-    // What is asked of whom, and how much may be read, depends on the files around a place.
+    // Which validators are asked, and how much they may read, depends on the files around a place.
     const bool isForAll = exceptFor == Nobody && !isUsedUp_;
     if (best && !medium_.IsInterrupted() && (isForAll || !isPart_)) {
         observer_.OnFinding({sector, phase,
@@ -202,7 +202,7 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
     return uncapped_[{find.startSector, find.type}] = std::max(found.size.value_or(0), find.size);
 }
 
-// Scanners count white space as the document's where it may be a stranger's.
+// Scanners count white space as the document's even where it may belong to another file.
 std::int64_t Witnesses::PdfSize(std::int64_t sector, std::int64_t size) {
     const std::int64_t given = std::min(left_, perFile_);
     ReadAllowance allowance(given);

@@ -36,8 +36,8 @@ public:
     Witnesses(Medium& medium, const Spots& spots, const Neighbours& neighbours, const ValidateRequest& request,
               ValidateObserver& observer);
 
-    /// While only a part of the medium is looked at, answers that depend on what lies in front of it are not told to
-    /// the observer.
+    /// While only a part of the medium is looked at, the observer does not get answers that depend on what lies before
+    /// it.
     void SeePartOnly(bool isPart) { isPart_ = isPart; }
 
     /// In bytes.
@@ -75,7 +75,7 @@ private:
     std::int64_t left_;
     std::int64_t perFile_;
     bool isPart_ = false;
-    // A validator of the last answer had to stop before it knew.
+    // A validator of the last answer ran out of its allowance.
     bool isUsedUp_ = false;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};
     std::unordered_map<std::uint64_t, const KnownFinding*> known_;

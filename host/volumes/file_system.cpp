@@ -141,7 +141,7 @@ struct Content {
     bool isComplete = false;
 };
 
-// A file that has more pieces than this is no file.
+// No sound file has more pieces.
 constexpr std::size_t MostExtents = 10000;
 
 // Adds a piece; one that goes on where the last one ends becomes part of it.
@@ -157,8 +157,8 @@ void Append(std::vector<Extent>& extents, const Extent& piece, std::int64_t sect
     extents.push_back(piece);
 }
 
-// The pieces of a file of this size, to the end of its last cluster; up to the first that is missing. Where blocks that
-// no run tells of are zeros, they are a hole.
+// The pieces of a file of this size, to the end of its last cluster or the first missing piece. Where the file system
+// means zeros by blocks without a run, they are a hole.
 Content ContentOf(const TSK_FS_ATTR& attribute, std::int64_t size, const BlockMap& blocks, bool gapsAreHoles) {
     Content content;
     TSK_DADDR_T next = 0;

@@ -10,7 +10,7 @@ namespace salvor {
 /// A file system that can be read, on a volume.
 class FileSystem {
 public:
-    /// The one that begins at this sector of the medium; nothing if there is none that can be read. All outlive it.
+    /// The file system at this sector of the medium; nothing if none can be read there. All arguments outlive it.
     static std::optional<FileSystem> Open(TskImage& image, Medium& medium, std::int64_t sector);
 
     /// "FAT32".

@@ -7,7 +7,7 @@ namespace salvor {
 
 namespace {
 
-// Of the largest clusters that files are looked for on.
+// The size of the largest clusters that files are looked for on.
 constexpr std::int64_t IslandBytes = std::int64_t{64} << 10U;
 
 // Ascending and apart from each other.
@@ -63,7 +63,7 @@ private:
         return borders;
     }
 
-    // What is not used of these sectors.
+    // Adds the free ones of these sectors.
     void AddIsland(std::int64_t first, std::int64_t end) {
         isIslandBegun_ = false;
         for (; nextUsed_ < used_.size() && used_[nextUsed_].first < end; ++nextUsed_) {

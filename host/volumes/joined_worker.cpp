@@ -11,7 +11,7 @@ namespace salvor {
 
 namespace {
 
-// Passes on that the worker gets on, and the wish to stop; what is found out by the way is in the outcome.
+// Reports the worker's progress and asks whether to stop. Findings are not needed: the outcome has them.
 class StandingObserver : public ValidateObserver {
 public:
     StandingObserver(Worker& worker, SectorRange at, std::int32_t file) : worker_(worker), at_(at), file_(file) {}
@@ -88,7 +88,7 @@ Json JoinedParameters(const std::vector<JoinedQuestion>& questions, const KnownF
 }
 
 std::string JoinedLine(std::int32_t file, const Finding& finding) {
-    // Its number stands where an outcomes file has the sector.
+    // The file's number takes the place of an outcome's sector.
     return FindingLine({file, Validator::Phase::Structure, "", finding, 0});
 }
 

@@ -12,8 +12,8 @@
 
 namespace salvor {
 
-/// Validates the joined extents of known files in a worker, which answers with lines of `JoinedLine` and tells of
-/// sectors that cannot be read as an outcomes file does.
+/// Validates the joined extents of known files in a worker. It answers with lines of `JoinedLine`, and names unreadable
+/// sectors as an outcomes file does.
 inline constexpr const char* JoinedOrder = "joined";
 bool ValidateJoined(Worker& worker);
 
@@ -21,7 +21,8 @@ bool ValidateJoined(Worker& worker);
 Json JoinedParameters(const std::vector<JoinedQuestion>& questions, const KnownFiles& files,
                       const std::map<std::int32_t, std::int64_t>& caps);
 
-/// One answer, with its line break, and back; that throws an exception of the standard library for what is none.
+/// An answer as a line, with its line break, and back. Reading throws an exception of the standard library for any
+/// other line.
 std::string JoinedLine(std::int32_t file, const Finding& finding);
 std::pair<std::int32_t, Finding> JoinedIn(const std::string& line);
 

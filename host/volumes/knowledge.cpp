@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// On a line.
+// Per line.
 constexpr std::size_t MostRanges = 1000;
 
 bool IsOn(SectorRange range, std::int64_t sectorCount) {

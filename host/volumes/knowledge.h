@@ -12,16 +12,16 @@ namespace salvor {
 /// What the partition table and the file systems of a medium say.
 struct Knowledge {
     std::vector<Volume> volumes;
-    /// As they were told: they may overlap.
+    /// They may overlap.
     std::vector<SectorRange> used;
     std::vector<SectorRange> slack;
     std::vector<KnownFile> files;
 };
 
-/// All these sectors.
+/// The ranges as a set.
 SectorRangeSet SetOf(const std::vector<SectorRange>& ranges);
 
-/// Hands on what is found as JSON lines, with their line breaks.
+/// Writes what is found as JSON lines, with their line breaks.
 class VolumeLines : public VolumeSink {
 public:
     /// `stopRequested` is asked before everything that is read.
@@ -32,7 +32,7 @@ public:
     void OnSlack(SectorRange sectors) override;
     void OnFile(const KnownFile& file) override;
     bool StopRequested() override { return stopRequested_(); }
-    /// Nothing more is found: what was kept back for a longer line is handed on.
+    /// Writes what was kept back for a longer line, at the end.
     void End();
 
 private:
@@ -44,7 +44,7 @@ private:
     std::vector<SectorRange> slack_;
 };
 
-/// Adds what a line of `VolumeLines` says; false if it makes no sense for this medium. Anyone may have written it.
+/// Adds a line of `VolumeLines`, which anyone may have written; false if it makes no sense for this medium.
 bool AddLine(const std::string& line, const Medium& medium, Knowledge& knowledge);
 
 }  // namespace salvor

@@ -16,11 +16,11 @@ struct KeptKnowledge {
     JoinedFindings joined;
 };
 
-/// Writes it as JSON lines, only ever appending: all that the file systems say, and then what is found out of the
-/// joined extents of their files, which may be broken off.
+/// Writes JSON lines, only ever appending: first everything the file systems say, then the findings of their files'
+/// joined extents, which may break off anywhere.
 class KnowledgeWriter {
 public:
-    /// `of` says what it belongs to: the digest of the outcomes beside it.
+    /// `of` is the digest of the outcomes that it belongs to.
     KnowledgeWriter(const FilePlace& place, const std::string& of, const KeptKnowledge& kept);
 
     void Add(std::int32_t file, const Finding& finding);

@@ -23,7 +23,7 @@ public:
     const KnownFile* At(std::int32_t index) const {
         return index < 0 ? nullptr : &files_[static_cast<std::size_t>(index)];
     }
-    /// Its extents are all of the file, and no other living file claims any of them.
+    /// Its extents hold the whole file, and no other living file claims any of them.
     bool IsIntact(std::int32_t index) const { return isIntact_[static_cast<std::size_t>(index)]; }
 
 private:

@@ -65,7 +65,7 @@ private:
     std::optional<Order> order_;
 };
 
-// Has workers look at the joined extents of known files.
+// Has workers validate the joined extents of known files.
 class JoinedClient : public CrewClient {
 public:
     JoinedClient(const ScanMedium& scanned, const KnownRequest& request, const KnownFiles& files,
@@ -114,7 +114,7 @@ public:
                 Keep(file, finding);
             }
         } catch (const std::exception&) {
-            throw Failure(ExitStatus::Losses, "a worker that validates says what makes no sense");
+            throw Failure(ExitStatus::Losses, "a validating worker sent a line that makes no sense");
         }
     }
 
@@ -127,7 +127,7 @@ public:
                 files_.At(at->file)->StartSector(), end.text);
             Keep(at->file, Finding());
         } else if (IsFault(end.ending) || end.ending == Ending::Failed) {
-            throw Failure(ExitStatus::Losses, "validating does not get on: " + end.text);
+            throw Failure(ExitStatus::Losses, "validating cannot go on: " + end.text);
         }
         std::erase_if(questions, [this](const JoinedQuestion& one) { return findings_.contains(one.file); });
         if (!questions.empty() && IsFault(end.ending)) {
@@ -172,7 +172,7 @@ private:
     std::map<std::int64_t, std::vector<JoinedQuestion>> asked_;
     std::int64_t nextId_ = 0;
 };
-// File systems of which all is scanned, as nobody knows what of them is free.
+// Names file systems that are scanned whole because their free space is unknown.
 void TellWholeVolumes(const Knowledge& knowledge, SectorRange range) {
     if (knowledge.volumes.empty()) {
         Say("no file system was found that can be read: all is scanned");

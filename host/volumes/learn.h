@@ -17,19 +17,19 @@
 
 namespace salvor {
 
-/// What is to be learned beside the volumes.
+/// What to learn beside the volumes.
 struct LearnRequest {
     bool used = false;
-    /// And the slack of those that live.
+    /// And the slack of living ones.
     bool files = false;
 };
 
-/// What the partition table and the file systems of a medium say. A worker process, which opens the medium as `image`
-/// says, reads them. Where it does not come to an end, the person is told, and what it has found counts.
+/// Has a worker process, which opens the medium as `image` says, read the partition table and the file systems. If it
+/// fails on the way, the person is told, and what it found until then is used.
 Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, LearnRequest request);
 
-/// The part of an image's sectors that is to be scanned. The person is told of volumes of which all is. Throws
-/// `Failure` (not started) if there is none, or if it lies in too many pieces.
+/// The part of an image's sectors that is to be scanned. The person is told of volumes that are scanned whole. Throws
+/// `Failure` (not started) if the part is empty or in too many pieces.
 std::shared_ptr<const Space> LearnSpace(Medium& medium, const ImageSpec& image, SpaceKind kind, SectorRange range);
 
 /// Where what the file systems of a medium know is kept, unless the person says otherwise: `card.known` beside
@@ -47,9 +47,9 @@ struct KnownRequest {
 };
 
 /// Asks the file systems what they know of the files of a medium, with progress for the person, and improves the
-/// outcomes by it; see `PreferKnown`. Where a space is scanned, that is the deleted files which begin in it. The
-/// outcomes' indices count the files that are returned. What is found out is
-/// kept at `place`, if there is one; what is kept there, or at one of `earlier`, is not asked again.
+/// outcomes with it; see `PreferKnown`. Where a space is scanned, only the deleted files that begin in it count. The
+/// outcomes' indices refer to the returned files. Answers are kept at `place`, if there is one; what is kept there, or
+/// at one of `earlier`, is not asked again.
 KnownFiles AskFileSystems(const ScanMedium& scanned, const KnownRequest& request, const std::optional<FilePlace>& place,
                           const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet);
 

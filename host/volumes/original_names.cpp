@@ -141,7 +141,7 @@ private:
         return folders_.emplace(folder, path).first->second;
     }
 
-    // A path that no file has. Folders of the same name are one, so that case alone does not part them.
+    // A path that is still free. Folders whose names differ only in case become one.
     std::string Free(const std::string& parent, const std::string& name, bool isFile) {
         const std::size_t dot = name.rfind('.');
         const std::size_t stem = isFile && dot != std::string::npos && dot > 0 ? dot : name.size();

@@ -15,7 +15,7 @@ bool HasValidator(std::int32_t type) {
         Validators(), [type](const Validator* one) { return std::ranges::find(one->types, type) != one->types.end(); });
 }
 
-// The carved file already has the known one's bytes.
+// Is the carved file already the known one?
 bool IsSame(const KnownFile& file, const Outcome& carved) {
     return carved.finding.verdict == Verdict::Whole && carved.finding.size == file.size && file.extents.size() == 1;
 }
@@ -34,14 +34,14 @@ void ForEachPair(const KnownFiles& files, const std::vector<Outcome>& outcomes, 
     }
 }
 
-// Claims of types that can be looked at.
+// Claims of types that have a validator.
 std::vector<ReportedClaim> ClaimsOf(const Outcome& carved) {
     std::vector<ReportedClaim> claims = carved.reported;
     std::erase_if(claims, [](const ReportedClaim& claim) { return !HasValidator(claim.type); });
     return claims;
 }
 
-// Where validators know nothing of the carved types, the file system is believed.
+// Without a validator for the carved types, the file system is believed.
 bool IsBelieved(const Outcome& carved) {
     return carved.finding.verdict != Verdict::NoFile && !carved.reported.empty() && ClaimsOf(carved).empty();
 }
@@ -95,7 +95,7 @@ private:
         }
     }
 
-    // Of its extents; nothing if there is no file in them, or no need to know.
+    // The finding for its extents; nothing if they hold no file or need not be validated.
     std::optional<Finding> FindingOf(std::int32_t index, const Outcome* carved) const {
         const KnownFile& file = *files_.At(index);
         if (!files_.IsIntact(index) || (carved != nullptr && IsSame(file, *carved))) {
@@ -109,8 +109,7 @@ private:
                                                                                   : std::optional(found->second);
     }
 
-    // No whole file begins in what the extents of a deleted file hold behind so many bytes: most likely that is the
-    // file's own.
+    // True if no whole file begins in a deleted file's extents behind so many bytes: they are probably its own.
     bool IsTailFree(const KnownFile& file, std::int64_t bytes) const {
         std::int64_t offset = 0;
         for (const Extent& extent : file.extents) {

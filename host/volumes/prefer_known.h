@@ -10,7 +10,7 @@
 
 namespace salvor {
 
-/// Asks what the extents of a known file, joined, hold.
+/// Asks for the finding of a known file's joined extents.
 struct JoinedQuestion {
     /// Its index.
     std::int32_t file = 0;
@@ -18,17 +18,17 @@ struct JoinedQuestion {
     std::vector<ReportedClaim> reported;
 };
 
-/// What validators say of the joined extents of known files, by index; verdict `NoFile` where there is nothing.
+/// The findings for the joined extents of known files, by index; verdict `NoFile` where they hold no file.
 using JoinedFindings = std::map<std::int32_t, Finding>;
 
-/// What has to be found out of known files before they can be compared with outcomes, which ascend. Together they have
-/// a few times the bytes of the medium at most: file systems may claim the same ones for any number of files.
+/// The questions to answer before known files can be compared with outcomes, which ascend. Together the files have at
+/// most a few times the medium's bytes: a file system may claim the same bytes for any number of files.
 std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const std::vector<Outcome>& outcomes,
                                            const Medium& medium);
 
-/// Compares what was carved with what file systems know. Each outcome that begins where a known file does is linked
-/// to that. Where the extents of an intact known file hold a file that is at least as sure as the carved one, they take
-/// its place; so they do where nothing was carved. `outcomes` ascend and do so afterwards. `sectorSize` in bytes.
+/// Compares what was carved with what file systems know. Each outcome that begins where a known file does is linked to
+/// it. If the extents of an intact known file hold a file at least as sure as the carved one, or nothing was carved
+/// there, they take its place. `outcomes` ascend, also afterwards. `sectorSize` in bytes.
 void PreferKnown(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize,
                  std::vector<Outcome>& outcomes);
 

@@ -8,7 +8,7 @@
 
 namespace salvor {
 
-/// Receives what `ReadVolumes` finds, by and by.
+/// Receives what `ReadVolumes` finds, as it finds it.
 class VolumeSink {
 public:
     VolumeSink() = default;
@@ -34,8 +34,8 @@ struct VolumesRequest {
     std::int64_t allowance = 0;
 };
 
-/// Reads the partition table and the file systems of a medium. Media are hostile, and file systems are parsed by a
-/// library of others: to be called where a crash does no harm. What was found before the end counts.
+/// Reads the partition table and the file systems of a medium. Media are hostile, and a foreign library parses the file
+/// systems: call it where a crash does no harm. What was found before a crash still counts.
 void ReadVolumes(Medium& medium, const VolumesRequest& request, VolumeSink& sink);
 
 }  // namespace salvor

@@ -8,7 +8,7 @@ TskImage::TskImage(Medium& medium, std::int64_t allowance, VolumeSink& sink) {
     info_.medium = &medium;
     info_.sink = &sink;
     info_.allowance = allowance;
-    // Nothing is to be freed at the end, and nothing to be said for people.
+    // There is nothing to free at the end, and nothing to print.
     const auto close = [](TSK_IMG_INFO*) {
     };
     const auto tell = [](TSK_IMG_INFO*, FILE*) {

@@ -20,7 +20,7 @@ public:
     ~TskImage();
 
     TSK_IMG_INFO* Get() { return &info_; }
-    /// No more may be read.
+    /// True once no more may be read.
     bool IsExhausted() const { return info_.isExhausted; }
     std::int64_t Allowance() const { return info_.allowance; }
 

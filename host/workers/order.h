@@ -22,7 +22,7 @@ struct MediumAccess {
     bool skipBad = false;
     /// What is known to be unreadable.
     std::vector<SectorRange> unreadable;
-    /// What of that medium is joined as the one that the order means; null for all of it.
+    /// The part of that medium that is joined as the order's medium; null for all of it.
     std::shared_ptr<const Space> space = nullptr;
 };
 

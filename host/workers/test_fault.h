@@ -9,7 +9,7 @@
 namespace salvor {
 
 /// Makes a worker fail for tests: "crash", "hang", "memory" or "open", and where: "crash:46:2048" for subject 46 at
-/// sector 2048; without them, anywhere. With "unfiltered" it works as on a kernel that offers no filter.
+/// sector 2048; without them, anywhere. With "unfiltered" it behaves as on a kernel without filters.
 class TestFault {
 public:
     /// The one that the environment variable SALVOR_TEST_FAULT asks for.

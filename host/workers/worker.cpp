@@ -92,7 +92,7 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds, int parent) {
     RequireParent(parent);
     medium.Scanned().NoteUnreadable(order.medium.unreadable);
     Worker worker(page, order, medium.Scanned());
-    // The zone of the clock is looked up once, and then no more.
+    // The time zone is looked up once, while files can still be opened.
     std::tm epoch{};
     std::mktime(&epoch);
     if (kind->prepare != nullptr) {

@@ -60,7 +60,7 @@ struct WorkerKind {
     std::string_view name;
     /// False if it was stopped. Throws `Failure` for what cannot be done.
     bool (*work)(Worker& worker);
-    /// Loads what the work needs of the system, in front of the sandbox and without a look at the medium; null for
+    /// Loads what the work needs from the system, before the sandbox and without looking at the medium; null if
     /// nothing.
     void (*prepare)(const Json& what) = nullptr;
 };

@@ -205,7 +205,7 @@ std::int64_t EndOfVolume(Place& file, std::int64_t end) {
     return isFilled ? end + std::ssize(rest) : end;
 }
 
-// What an archive is whose next block, at `at`, cannot be read.
+// The finding for an archive whose next block, at `at`, cannot be read.
 Finding WithoutBlock(Place& file, std::int64_t at, std::int64_t blocks, bool isModern) {
     if (blocks == 0) {
         return {.why = "its first header is damaged"};

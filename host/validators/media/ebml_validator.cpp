@@ -78,7 +78,7 @@ std::optional<Element> ReadElement(Place& file, std::int64_t offset) {
     return element;
 }
 
-// What lies behind a recording may begin like an element, but seldom with a size that its kind can have.
+// Bytes behind a recording may look like an element, but rarely one of a size that its kind can have.
 bool IsOfFittingSize(const Element& element) {
     constexpr std::int64_t checksumBytes = 4;
     constexpr std::int64_t longestNumber = 8;

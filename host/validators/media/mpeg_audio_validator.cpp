@@ -289,7 +289,7 @@ private:
     Finding Judge(const StreamTable& table) {
         const std::int64_t declaredEnd = first_ + table.bytes;
         if (gaps_ > 0) {
-            return Say(Verdict::Damaged, "bytes in the middle are no frames");
+            return Say(Verdict::Damaged, "bytes in the middle are not frames");
         }
         if (isCut_) {
             end_ = file_.Limit();

@@ -44,7 +44,7 @@ public:
             return Say(Verdict::Truncated, file_.Limit(), "its last packet goes on past the medium's end");
         }
         if (hasGap_) {
-            return Say(Verdict::Damaged, end_, "bytes in the middle are no packets");
+            return Say(Verdict::Damaged, end_, "bytes in the middle are not packets");
         }
         if (hasEnded_) {
             return Say(Verdict::Whole, end_, "packets tile it to its end code");

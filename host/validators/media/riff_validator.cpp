@@ -224,10 +224,10 @@ private:
 
     bool HasWanted() const { return hasWanted_[0] && hasWanted_[1]; }
 
-    // The sound is the last chunk so far.
+    // The sound is the last chunk seen so far.
     bool HasSound() const { return HasWanted() && IsSound(lastName_); }
 
-    // Programs append these chunks to a sound; letters of another name may be a stranger's text.
+    // Programs append these chunks to a sound. Other names may be text of another file.
     static bool MayFollowSound(ByteSpan chunk) {
         constexpr std::string_view names[] = {"PEAK", "LIST", "id3 ", "ID3 ", "bext", "iXML", "cue ", "smpl",
                                               "fact", "NAME", "AUTH", "ANNO", "MARK", "INST", "APPL", "COMT"};
@@ -298,7 +298,7 @@ private:
         }
     }
 
-    // What a form is known by is beyond coincidence.
+    // What identifies a form cannot be a coincidence.
     Finding Say(Verdict verdict, std::int64_t end, const char* why) const {
         Finding finding{verdict, end, form_->type, std::string(form_->extension), why};
         finding.isCertain = verdict == Verdict::Open && HasWanted();

@@ -109,7 +109,7 @@ public:
         endsInLine_ = EndsInLine();
         isBeforeBinary_ = run_.behind == TextRun::Behind::Binary;
         const std::int64_t last = run_.printableEnd / cluster_ * cluster_;
-        // What lies in front, as the head of a letter, is no text to learn from.
+        // What lies before, such as the header of a mail, is not text to learn from.
         const std::int64_t first = (from_ / cluster_ + 1) * cluster_;
         for (std::int64_t border = first; border <= last && !file_.IsExhausted(); border += cluster_) {
             if (const auto end = EndBefore(border)) {

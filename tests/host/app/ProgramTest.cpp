@@ -647,16 +647,16 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         std::string says;
     };
     const std::vector<Case> cases{
-        {"frobnicate", 2, "'frobnicate' is no command"},
+        {"frobnicate", 2, "'frobnicate' is not a command"},
         // What people mistype, and what they are told instead.
-        {"recovr " + Card, 2, "is 'recover' meant?"},
+        {"recovr " + Card, 2, "did you mean 'recover'?"},
         {Card, 2, "'salvor recover "},
         {"recover " + Card + " recovered", 2, "--out"},
-        {"recover " + Card + out + " --type jpg", 2, "is '--types' meant?"},
-        {"recover " + Card + out + " --min-sise=4K", 2, "is '--min-size' meant?"},
-        {"recover " + Card + out + " --types photo", 2, "is 'photos' meant?"},
-        {"recover " + Card + out + " --types documents,jpgs", 2, "is 'jpg' meant?"},
-        {"recover " + Card + out + " --only hole", 2, "is 'whole' meant?"},
+        {"recover " + Card + out + " --type jpg", 2, "did you mean '--types'?"},
+        {"recover " + Card + out + " --min-sise=4K", 2, "did you mean '--min-size'?"},
+        {"recover " + Card + out + " --types photo", 2, "did you mean 'photos'?"},
+        {"recover " + Card + out + " --types documents,jpgs", 2, "did you mean 'jpg'?"},
+        {"recover " + Card + out + " --only hole", 2, "did you mean 'whole'?"},
         {"recover " + Card + out + " --min-size many", 2, "64K"},
         {"recover " + Card + out + " --min-pixels 640", 2, "640x480"},
         {"recover " + Card + out + " --min-pixels 0x480", 2, "640x480"},
@@ -664,7 +664,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"recover " + Card + out + " --taken 2019-13", 2, "2018..2019-05"},
         {"recover " + Card + out + " --taken 2020..2019", 2, "ends before"},
         {"recover " + Card + out + " --known " + Quoted(folder / "missing"), 3, "No such file"},
-        {"recover " + Card + out + " --known " + Quoted(folder / "used/letter"), 2, "no list of hashes"},
+        {"recover " + Card + out + " --known " + Quoted(folder / "used/letter"), 2, "not a list of hashes"},
         {"recover " + Card + " --out", 2, "--out"},
         {"scan " + Card, 2, "--report"},
         {"recover " + Card, 2, "--out"},
