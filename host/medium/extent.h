@@ -26,6 +26,20 @@ inline std::int64_t BytesOf(const std::vector<Extent>& extents) {
     return bytes;
 }
 
+/// Appends a piece of at least one byte; one that continues the last extent becomes part of it. `sectorSize` in bytes.
+inline void Append(std::vector<Extent>& extents, const Extent& piece, std::int64_t sectorSize) {
+    const auto continues = [&](const Extent& last) {
+        return last.IsHole()
+                   ? piece.IsHole()
+                   : last.bytes % sectorSize == 0 && last.startSector + last.bytes / sectorSize == piece.startSector;
+    };
+    if (!extents.empty() && continues(extents.back())) {
+        extents.back().bytes += piece.bytes;
+    } else {
+        extents.push_back(piece);
+    }
+}
+
 /// Leaves the first bytes, of which there is one at least; the first extent stays in any case.
 inline void CutTo(std::vector<Extent>& extents, std::int64_t bytes) {
     for (std::size_t i = 0; i < extents.size(); ++i) {

@@ -78,15 +78,8 @@ std::vector<Extent> Space::ExtentsOnMedium(std::int64_t startSector, std::int64_
         const std::int64_t count = std::min(EndOf(index), end) - offset;
         const std::int64_t sector = pieces_[index].startSector + (offset - pieces_[index].offset) / sectorSize_;
         offset += count;
-        if (pieces_[index].startSector == Gap) {
-            continue;
-        }
-        const bool goesOn = !extents.empty() && extents.back().bytes % sectorSize_ == 0 &&
-                            extents.back().startSector + extents.back().bytes / sectorSize_ == sector;
-        if (goesOn) {
-            extents.back().bytes += count;
-        } else {
-            extents.push_back({sector, count});
+        if (pieces_[index].startSector != Gap) {
+            Append(extents, {sector, count}, sectorSize_);
         }
     }
     return extents;

@@ -144,19 +144,6 @@ struct Content {
 // No sound file has more pieces.
 constexpr std::size_t MostExtents = 10000;
 
-// Adds a piece; one that goes on where the last one ends becomes part of it.
-void Append(std::vector<Extent>& extents, const Extent& piece, std::int64_t sectorSize) {
-    if (!extents.empty()) {
-        Extent& last = extents.back();
-        const bool goesOn = !last.IsHole() && last.startSector + last.bytes / sectorSize == piece.startSector;
-        if (goesOn || (last.IsHole() && piece.IsHole())) {
-            last.bytes += piece.bytes;
-            return;
-        }
-    }
-    extents.push_back(piece);
-}
-
 // The pieces of a file of this size, to the end of its last cluster or the first missing piece. Where the file system
 // means zeros by blocks without a run, they are a hole.
 Content ContentOf(const TSK_FS_ATTR& attribute, std::int64_t size, const BlockMap& blocks, bool gapsAreHoles) {

@@ -144,12 +144,7 @@ std::vector<Extent> InSpace(const std::vector<Extent>& extents, const SpaceIndex
             }
             const std::int64_t bytes = std::min(left, there.count * sectorSize);
             done += bytes;
-            if (!joined.empty() && !joined.back().IsHole() &&
-                joined.back().startSector + joined.back().bytes / sectorSize == there.first) {
-                joined.back().bytes += bytes;
-            } else {
-                joined.push_back({there.first, bytes});
-            }
+            Append(joined, {there.first, bytes}, sectorSize);
         }
     }
     return joined;
