@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -25,7 +24,6 @@ namespace salvor {
 
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
 // How long a file may be in the folder and not in the report.
@@ -57,16 +55,10 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
         return true;
     }
     const std::size_t planned = plan.files.size();
-    const auto isThere = [&folder](const PlannedFile& file) {
-        const fs::path path(file.path);
-        const Folder parent = folder.Below(path.parent_path(), false);
-        const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
-        return there && there->size == file.Size();
-    };
     // A file whose bytes turn out to be others is written beside the one that is there.
     KeepBest(plan, room, NotWanted::NoRoom,
-             [&](const PlannedFile& file) { return FileLineBytes + (isThere(file) ? 0 : blocksOf(file)); });
-    KeepBest(plan, entries, NotWanted::NoRoom, [&](const PlannedFile& file) { return isThere(file) ? 0 : 1; });
+             [&](const PlannedFile& file) { return FileLineBytes + (IsThere(folder, file) ? 0 : blocksOf(file)); });
+    KeepBest(plan, entries, NotWanted::NoRoom, [&](const PlannedFile& file) { return IsThere(folder, file) ? 0 : 1; });
     return plan.files.size() == planned;
 }
 

@@ -12,13 +12,6 @@ namespace salvor {
 
 namespace {
 
-bool IsThere(const Folder& folder, const PlannedFile& file) {
-    const std::filesystem::path path(file.path);
-    const Folder parent = folder.Below(path.parent_path(), false);
-    const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
-    return there && there->size == file.Size();
-}
-
 // Does the record say of the file what it would say now? Details may not be known yet; they follow from the rest.
 // Throws an exception of the standard library for a record that was not written by `FileRecord`.
 bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int32_t sectorSize) {
@@ -33,6 +26,13 @@ bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int
 }
 
 }  // namespace
+
+bool IsThere(const Folder& folder, const PlannedFile& file) {
+    const std::filesystem::path path(file.path);
+    const Folder parent = folder.Below(path.parent_path(), false);
+    const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
+    return there && there->size == file.Size();
+}
 
 void WrittenBefore::ReadAll() {
     Read(ReportName, std::nullopt);

@@ -16,6 +16,9 @@
 
 namespace salvor {
 
+/// True if the folder holds a file of the planned path and size.
+bool IsThere(const Folder& folder, const PlannedFile& file);
+
 /// What incomplete runs have reported of the files in a folder: a run that was cut short, and the pieces of one that
 /// several machines share. Their files need not be compared with the medium again.
 class WrittenBefore {
