@@ -176,7 +176,7 @@ TEST(Job, WritesFilesInPieces) {
     };
     EXPECT_TRUE(refused("17/16", 2, "17/16"));
     EXPECT_TRUE(refused("1/3 --overwrite", 2, "--overwrite"));
-    EXPECT_TRUE(refused("1/3", 3, "nobody has found out"));
+    EXPECT_TRUE(refused("1/3", 3, "have not been validated"));
     EXPECT_EQ(RunProgram("validate " + job + " --quiet --segment 2/2").status, 0);
     EXPECT_TRUE(refused("1/3", 3, "segments 1 of 2"));
     EXPECT_EQ(RunProgram("validate " + job + " --quiet --segment 1/2").status, 0);
