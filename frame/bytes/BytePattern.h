@@ -51,8 +51,8 @@ public:
 
     constexpr std::size_t size() const { return bytes_.size(); }
 
-    /// Offset of the first occurrence that lies wholly inside `haystack`, at `from` or behind it. An empty pattern
-    /// occurs at `from` when that is inside or at the end of `haystack`.
+    /// Offset of the first occurrence that lies wholly inside `haystack` and begins at or after `from`. An empty
+    /// pattern occurs at `from` when that is inside or at the end of `haystack`.
     std::optional<std::size_t> FindIn(ByteSpan haystack, std::size_t from = 0) const;
 
     /// Offset just behind the first occurrence that ends before the sector's last byte. The run scanners do not see a

@@ -21,7 +21,7 @@ public:
     ByteWindow& operator=(const ByteWindow&) = delete;
     virtual ~ByteWindow() = default;
 
-    /// Nothing is shown from here on.
+    /// Nothing is shown from this offset on.
     std::int64_t Limit() const { return limit_; }
 
     /// The medium's sector size in bytes; files begin at the start of a sector.
@@ -47,15 +47,15 @@ public:
     /// Fills `bytes`, any number of them, from an offset on; false, with some of them filled, if not all can be shown.
     bool Copy(std::int64_t offset, std::span<std::uint8_t> bytes);
 
-    /// Offset of the first occurrence of the pattern that begins at `from` or behind it and ends at `to` or before it.
-    /// The pattern has at most `PieceBytes`.
+    /// Offset of the first occurrence of the pattern that begins at or after `from` and ends at or before `to`. The
+    /// pattern has at most `PieceBytes`.
     std::optional<std::int64_t> Find(const BytePattern& pattern, std::int64_t from, std::int64_t to);
 
 protected:
     explicit ByteWindow(std::int64_t limit) : limit_(limit) {}
 
-    /// A piece from `offset` on with `wanted` bytes or more, at most `length`; empty if it cannot be had. All three lie
-    /// within the limit. The bytes stay until the next call.
+    /// A piece from `offset` on with `wanted` bytes or more, at most `length`; empty if it cannot be read. `offset +
+    /// length` is within the limit. The bytes stay valid until the next call.
     virtual ByteSpan LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) = 0;
 
     /// The bytes from `offset` on of a range that begins at `start`; empty when `offset` lies outside.

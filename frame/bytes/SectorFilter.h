@@ -9,7 +9,8 @@
 
 #include "frame/bytes/Bytes.h"
 
-/// Index of the first of `count` sectors, `step` bytes apart, for which `stands(sector)` holds, or the count.
+/// Index of the first of `count` sectors, `step` bytes apart, for which `stands(sector)` holds; `count` if there is
+/// none.
 template <class Stands>
 std::size_t FirstSectorThat(const std::uint8_t* sectors, std::size_t step, std::size_t count, Stands stands) {
     std::size_t index = 0;
@@ -44,8 +45,8 @@ public:
     /// `sector` has `Reach` bytes.
     bool Matches(const std::uint8_t* sector) const { return (WordAt(sector + place_) & mask_) == value_; }
 
-    /// Index of the first of `count` sectors, `step` bytes apart, that matches, or the count. All types share this one
-    /// loop, so it stays in the instruction cache and its branches stay predicted.
+    /// Index of the first of `count` sectors, `step` bytes apart, that matches; `count` if there is none. All types
+    /// share this one loop, so it stays in the instruction cache and its branches stay predicted.
     [[gnu::noinline]] std::size_t FirstIn(const std::uint8_t* sectors, std::size_t step, std::size_t count) const;
 
     /// The bits that this filter and another one at the same place agree on.

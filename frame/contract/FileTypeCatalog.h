@@ -121,15 +121,15 @@ inline constexpr std::int32_t Rm = 112;
 
 inline constexpr std::int32_t FileTypeCount = 113;
 
-/// What people look for.
+/// Groups of types, as people look for them.
 enum class FileTypeGroup : std::uint8_t { Picture, CameraRaw, Drawing, Film, Sound, Document, MailOrData, Archive };
 
 /// What to make of a size that a scanner reports.
 enum class SizeExactness : std::uint8_t {
-    /// The scanner has walked the whole structure: the size of a sound file is its own, but for what the type's notes
-    /// name.
+    /// The scanner walks the whole structure, so the size of an undamaged file is right, except as the type's notes
+    /// say.
     Exact,
-    /// It rests on less: a length that the file declares, a footer that was searched for, or what comes next on the
+    /// Based on less: a length that the file declares, a footer that was searched for, or what comes next on the
     /// medium.
     Estimated,
     /// Always 0: the host decides the size.

@@ -1,7 +1,7 @@
 #pragma once
 
-/// What the program checks before it calls a file whole, for people: a sentence for each format that it follows itself.
-/// The texts are static and without line breaks.
+/// What the program checks before it calls a file whole, written for people: a sentence for each format whose structure
+/// the program follows itself. The texts are static and have no line breaks.
 struct FormatChecks {
     const char* format;
     const char* checked;

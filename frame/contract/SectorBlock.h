@@ -18,6 +18,6 @@ struct SectorBlock {
     std::int32_t sectorCount;
     /// Bytes per sector, constant for a scan.
     std::int32_t sectorSize;
-    /// The host's sector reader, for sectors beyond the block, ahead of it or behind it. Owned by the host.
+    /// The host's sector reader, for sectors before and after the block. Owned by the host.
     ISectorSource* source;
 };

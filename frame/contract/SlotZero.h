@@ -9,8 +9,8 @@
 #if defined(_WIN32) && !defined(_MSC_VER)
 #define RAWFILETYPES_SLOT_ZERO_IS_FUNCTION
 
-/// `Destroy` destroys the object and, when bit 0 of `flags` is set, frees its memory. What is not created for the
-/// caller does nothing.
+/// `Destroy` destroys the object and, when bit 0 of `flags` is set, frees its memory. It does nothing for objects that
+/// were not created for the caller.
 #define RAWFILETYPES_SLOT_ZERO(Interface)            \
     virtual void Destroy(std::uint32_t /*flags*/) {} \
                                                      \

@@ -24,7 +24,7 @@ public:
     /// There is a file, and it ends behind this sector. A start of 0 or less counts as no file.
     bool ReachesBeyond(std::int64_t sector) const { return start_ > 0 && sector < end_; }
 
-    /// Neither of the two holds for this sector or any behind it.
+    /// True if neither `Continues` nor `ReachesBeyond` holds for this sector or any after it.
     bool EndsBy(std::int64_t sector) const { return end_ <= sector; }
 
 private:

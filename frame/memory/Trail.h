@@ -45,7 +45,7 @@ public:
         reader_.Reset();
     }
 
-    /// What it knows only saves reading. The budget answers for itself.
+    /// Always true: what a trail knows only saves reading, and the budget answers for itself.
     static bool IsAtRest() { return true; }
 
     /// Forgets everything if the block does not continue the previous one. The block outlives its walks.
@@ -56,7 +56,7 @@ public:
         }
     }
 
-    /// Walks from `from` to the first record that begins at `limit` or behind, or to where no record follows. Both
+    /// Walks from `from` to the first record that begins at or after `limit`, or to where no record follows. Both
     /// offsets count from the start of the candidate. Nothing if the budget was used up. Candidates come in ascending
     /// order.
     ///

@@ -11,10 +11,10 @@
 /// first of them needs it, and knows what it has read as long as blocks follow each other.
 class SharedReader {
 public:
-    /// For another scan.
+    /// Forgets what was read, for another scan.
     void Reset() { reader_.reset(); }
 
-    /// The block before it is no longer used.
+    /// Goes on to a block; the previous block may be gone.
     void EnterBlock(const SectorBlock& block) {
         const bool continues =
             source_ == block.source && sectorSize_ == block.sectorSize && nextSector_ == block.firstSector;
@@ -28,7 +28,7 @@ public:
                                                 static_cast<std::uint64_t>(block.sectorCount));
     }
 
-    /// Reads the candidate, from any position; charges the budget, if any, which outlives the scan.
+    /// The reader, set to this candidate, at any position. It charges the budget, if any, which outlives the scan.
     KFileSimulator& Of(const Candidate& candidate, Budget* budget) {
         if (!reader_) {
             reader_.emplace(&candidate.block, candidate.startSector, 0, budget);
@@ -43,9 +43,9 @@ public:
 
 private:
     std::optional<KFileSimulator> reader_;
-    // The reader knows the current block.
+    // The reader has been set to the current block.
     bool isBound_ = false;
-    // Of the current block, and where the next one would begin.
+    // The source and sector size of the current block, and where the next block would begin.
     const ISectorSource* source_ = nullptr;
     std::int32_t sectorSize_ = 0;
     std::int64_t nextSector_ = 0;

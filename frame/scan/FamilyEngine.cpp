@@ -1,7 +1,7 @@
 #include "frame/scan/FamilyEngine.h"
 
 void FamilyEngine::ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {
-    // It is no block of the medium: the block before stays the one scanned last.
+    // An empty block does not count: the previous one stays the block scanned last.
     if (block->sectorCount < 1) {
         return;
     }

@@ -25,7 +25,7 @@ public:
     /// the kind, in the order found. A block without sectors changes and reports nothing.
     void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind);
 
-    /// For the members: as `IRestingScanner` asks. An engine that has no answer of its own is never at rest.
+    /// Answers `IRestingScanner` for the members. An engine without an answer of its own is never at rest.
     static bool RestsAt(std::int64_t /*nextSector*/) { return false; }
 
     void GetTypeName(char* /*buffer*/, std::uint32_t /*capacity*/) override {}

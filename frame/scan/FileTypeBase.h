@@ -41,7 +41,7 @@ public:
         return 0;
     }
 
-    /// As `IRestingScanner` asks. A scanner says when it is at rest; one that does not say never is.
+    /// Answers `IRestingScanner`. A scanner without an answer of its own is never at rest.
     bool RestsAt(std::int64_t /*nextSector*/) const { return false; }
     std::int64_t Guesses() const { return 0; }
 

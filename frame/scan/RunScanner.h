@@ -46,7 +46,8 @@ public:
         });
     }
 
-    /// State besides the run that outlives a block, and is not set by the next header, has to be answered for as well.
+    /// A scanner with more state that outlives a block, and that the next header does not set, must answer for that
+    /// too.
     bool RestsAt(std::int64_t /*nextSector*/) const { return this->run_.inFile == 0; }
 
 private:
