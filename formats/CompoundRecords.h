@@ -46,7 +46,7 @@ struct CompoundDirectoryEntry {
     static constexpr std::size_t StreamSize = 120;
 };
 
-/// Words of the allocation tables that are not sector numbers.
+/// Marks that stand in the allocation tables in place of sector numbers.
 struct CompoundSectorMark {
     static constexpr std::uint32_t Difat = 0xFFFFFFFC;
     static constexpr std::uint32_t Fat = 0xFFFFFFFD;

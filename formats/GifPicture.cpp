@@ -73,7 +73,7 @@ private:
             std::size_t next = 0;
             std::int64_t count = 0;
             while (next < bytes.size()) {
-                // Four of one byte each, of which a walk would take the most steps.
+                // Four sub-blocks of one byte each, which would take a walk the most steps.
                 constexpr std::uint64_t fourOfOne = 0x0101010101010101;
                 if (bytes.size() - next >= sizeof(fourOfOne) && LoadLittle<std::uint64_t>(bytes, next) == fourOfOne) {
                     next += sizeof(fourOfOne);

@@ -170,7 +170,7 @@ bool MarkupReader::Seek(char16_t c) {
             index_ += form_.width - 1;
             continue;
         }
-        // It is often near, and the search through the rest takes a while to begin.
+        // The character is often near, and the search through the rest takes a while to begin.
         const std::size_t nearEnd = std::min(index_ + nearBytes, view_.size());
         while (index_ < nearEnd && isPassed(view_.data() + index_) != 0) {
             ++index_;

@@ -125,7 +125,7 @@ public:
     /// Moves past the '>' that ends a declaration such as a document type, with the declarations inside it.
     bool TakeDeclaration();
 
-    /// Has the bytes at the current place loaded again, after other code has used the window.
+    /// Makes the reader load the bytes at the current place again, after other code has used the window.
     void Forget();
 
     /// The offset at which another file of the same encoding may begin: this place, or the byte-order mark right in
@@ -137,11 +137,11 @@ public:
 
 private:
     bool Seek(char16_t c);
-    // How many bytes from a place in the view on are characters that mean nothing inside a tag.
+    // How many bytes of the view, from a place on, are characters that mean nothing inside a tag.
     std::size_t CountPlain(std::size_t from) const;
-    // Moves past those and past values in quotes, as far as they are in view. The new place in the view.
+    // Moves past those and past values in quotes, as far as they are in view. Gives the new place in the view.
     std::size_t PassValues();
-    // Brings that many characters into view if they can be read, and one in any case.
+    // Brings that many characters into view if they can be read, or at least one.
     bool Fill(std::size_t characters);
     // Looks for the starts of further documents in the view.
     void CountDocuments();

@@ -32,7 +32,7 @@ constexpr auto DrawingStart = PatternOf("/AI");
 constexpr auto PrivateData = PatternOf("/AIPrivateData1");
 constexpr auto PrivatePdf = PatternOf("/AIPDFPrivateData1");
 constexpr auto MetaData = PatternOf("/AIMetaData");
-// The longest of what is searched for.
+// The longest text that is searched for.
 constexpr std::size_t LongestMark = PrivatePdf.size();
 
 // In bytes. How much white space may come before more of the same file, and how far from its mark the offset of
@@ -211,7 +211,7 @@ std::optional<PdfExtent> PdfWalk::Run() {
         if (bytes.empty()) {
             break;
         }
-        // Nothing that is looked for reaches into a header.
+        // No text that is searched for reaches into a header.
         const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
         bytes = bytes.first(stop.value_or(bytes.size()));
         const std::optional<std::size_t> mark = FindEnd(at, bytes);
@@ -277,7 +277,7 @@ void PdfWalk::FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bo
     }
 }
 
-// Where in the bytes the header stands that ends the walk, unless an end mark comes first.
+// Where the header begins that ends the walk, unless an end mark comes first.
 std::optional<std::size_t> PdfWalk::HeaderTooMany(std::int64_t at, ByteSpan bytes) const {
     const std::int64_t sectorSize = file_.SectorSize();
     const std::int64_t from = std::max(at, endsFrom_);
@@ -307,7 +307,7 @@ void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {
     }
 }
 
-// Where no object has ended for so long, the file is damaged; its end must not be sought across a whole medium.
+// Where no object has ended for this long, the file is damaged; its end must not be sought across a whole medium.
 void PdfWalk::PassObjects(std::int64_t at, ByteSpan bytes) {
     if (at - objectAt_ < ObjectGap) {
         return;

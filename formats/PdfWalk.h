@@ -26,20 +26,19 @@ struct PdfExtent {
     bool isIllustrator;
 };
 
-/// Where something that walks look for begins in the stretch of the medium that was searched last. Places are those of
-/// `ScanOffsets`.
+/// Where certain marks begin in the stretch of the medium that walks searched last. Places are those of `ScanOffsets`.
 class SearchedPlaces {
 public:
     /// The end of the searched stretch around `place`; `place` itself where there is none.
     std::int64_t SearchedTo(std::int64_t place) const { return from_ <= place && place < to_ ? to_ : place; }
 
-    /// The first place at `place` or behind it, in the searched stretch.
+    /// The first place at or after `place` in the searched stretch.
     std::optional<std::int64_t> FirstFrom(std::int64_t place) const {
         const auto first = std::ranges::lower_bound(places_, place);
         return first == places_.end() ? std::nullopt : std::optional(*first);
     }
 
-    /// From `from` to `to` nothing begins, but at `found`.
+    /// Between `from` and `to` no mark begins, except at `found`.
     void Note(std::int64_t from, std::int64_t to, std::optional<std::int64_t> found) {
         if (from < from_ || from > to_) {
             from_ = from;
@@ -87,7 +86,7 @@ public:
         start_ = offsets_.PlaceOf(candidate.startSector);
     }
 
-    /// The place of an offset in the file that is walked.
+    /// The place of an offset in the file being walked.
     std::int64_t PlaceOf(std::int64_t at) const { return start_ + at; }
 
     SearchedPlaces ends;
@@ -102,8 +101,8 @@ private:
 ///
 /// A PDF ends with the offset of its newest cross-reference section and `%%EOF`. Files that were updated hold this more
 /// than once, linearized ones hold it near their start, and files attached to a PDF bring their own. So the offset must
-/// lead to a cross-reference section of this file, and what follows must not go on like a PDF. A file whose
-/// offsets are wrong ends with the first such mark that nothing follows.
+/// lead to a cross-reference section of this file, and what follows must not continue a PDF. A file whose offsets are
+/// wrong ends with the first such mark that nothing follows.
 std::optional<PdfExtent> FindPdfEnd(FileWindow& file, PdfMemory& memory);
 
 /// The end of the text's last line, which ends at `at` except for its line end. More white space belongs to the file

@@ -18,7 +18,7 @@ inline constexpr std::uint16_t StripOffsets = 273;
 inline constexpr std::uint16_t SamplesPerPixel = 277;
 inline constexpr std::uint16_t RowsPerStrip = 278;
 inline constexpr std::uint16_t StripByteCounts = 279;
-/// Panasonic's, where a strip's offset does not say where it is.
+/// Panasonic's own; its strip offsets do not say where the strip is.
 inline constexpr std::uint16_t RawDataOffset = 280;
 inline constexpr std::uint16_t PlanarConfiguration = 284;
 inline constexpr std::uint16_t Software = 305;
@@ -28,7 +28,7 @@ inline constexpr std::uint16_t TileByteCounts = 325;
 inline constexpr std::uint16_t SubDirectories = 330;
 inline constexpr std::uint16_t JpegOffset = 513;
 inline constexpr std::uint16_t JpegLength = 514;
-/// Of Sony's private directory.
+/// In Sony's private directory.
 inline constexpr std::uint16_t EncryptedOffset = 0x7200;
 inline constexpr std::uint16_t EncryptedLength = 0x7201;
 inline constexpr std::uint16_t PhotoshopResources = 34377;
@@ -36,7 +36,7 @@ inline constexpr std::uint16_t ExifDirectory = 34665;
 inline constexpr std::uint16_t GpsDirectory = 34853;
 inline constexpr std::uint16_t InteroperabilityDirectory = 40965;
 inline constexpr std::uint16_t DngVersion = 50706;
-/// Of DNG, and where Sony names its private directory.
+/// In DNG; Sony's files name their private directory here.
 inline constexpr std::uint16_t PrivateData = 50740;
 }  // namespace TiffTag
 

@@ -47,7 +47,7 @@ struct Entry {
         return type == TiffType::Short || type == TiffType::Long || type == TiffType::Directory ||
                type == TiffType::Long8 || type == TiffType::Directory8;
     }
-    // Of all values, at most the largest number.
+    // The bytes of all values together, at most the largest number.
     std::int64_t ValueBytes() const {
         constexpr std::uint64_t most = std::uint64_t{1} << 56U;
         return static_cast<std::int64_t>(std::min(count, most / 8) * TypeBytes[type]);
@@ -103,7 +103,8 @@ private:
     std::int64_t OffsetOf(const Entry& entry) const { return Word(entry.field, 0, WordBytes()); }
     bool IsInline(const Entry& entry) const { return entry.ValueBytes() <= static_cast<std::int64_t>(WordBytes()); }
 
-    // Each once, so that loops end. Directories of images are chained; the others have no link to a next one.
+    // Each directory is taken once, so that loops end. Directories of images are chained; the others have no link to a
+    // next one.
     void Follow(std::int64_t offset, bool inChain) {
         found_.missesDirectory = found_.missesDirectory || offset >= file_.Limit();
         if (offset >= ClassicHeaderBytes && offset < file_.Limit() && seen_.size() < MostDirectories &&

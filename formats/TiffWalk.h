@@ -8,8 +8,8 @@
 #include "frame/bytes/ByteWindow.h"
 #include "frame/bytes/Endian.h"
 
-/// All that the directories of a TIFF file, or of a camera raw built like one, say of its extent and its kind. Sources:
-/// Adobe, TIFF Revision 6.0, section 2; the BigTIFF design of AWare Systems for offsets of 64 bits.
+/// All that the directories of a TIFF file, or of a camera raw built like one, tell about its extent and its kind.
+/// Sources: Adobe, TIFF Revision 6.0, section 2; the BigTIFF design of AWare Systems for offsets of 64 bits.
 struct TiffFile {
     enum class Kind : std::uint8_t {
         /// The file's own structure.
@@ -23,7 +23,7 @@ struct TiffFile {
         std::int64_t start;
         std::int64_t length;
         Kind kind;
-        /// Of pictures: how they are compressed.
+        /// How a picture is compressed.
         std::uint16_t compression;
 
         std::int64_t End() const { return start + length; }
@@ -37,16 +37,16 @@ struct TiffFile {
     bool hasPhotoshopResources = false;
     /// A directory has the photometric interpretation or the compression of a sensor's own data.
     bool hasSensorData = false;
-    /// Of the first directory.
+    /// From the first directory.
     std::string make = {};
     std::string model = {};
 };
 
-/// Bytes of a header, those of 64 bits included.
+/// Bytes of the longest header, that of BigTIFF.
 inline constexpr std::size_t TiffHeaderBytes = 16;
 
-/// The byte order, if `head` begins with a TIFF header: 42, 43, or the letters that cameras of one maker write in
-/// place of the number. Nothing for other bytes. Nothing for other bytes.
+/// The byte order, if `head` begins with a TIFF header: 42, 43, or the letters that cameras of one maker write in place
+/// of the number. Nothing for other bytes.
 std::optional<Endian> TiffEndianOf(ByteSpan head);
 
 /// Walks all directories that the header leads to, each once. Nothing if the first is not a directory.

@@ -63,7 +63,7 @@ bool IsSoundLength(std::int64_t length, std::int64_t areaStart) {
     return length >= areaStart && length >= shortest && length <= longest;
 }
 
-// The end of the data named by release 5's chain of indices.
+// The end of the data that release 5's chain of indices names.
 std::int64_t IndexedEnd(ByteWindow& file) {
     constexpr std::size_t indexBytes = 50;
     constexpr std::size_t firstEntry = 10;

@@ -64,7 +64,7 @@ bool XmlContentWalk::IsAside() {
     return kind == '!' || kind == '?';
 }
 
-// Does what the general case does for nearly all tags.
+// A fast path for nearly all tags, with the result of the general case.
 void XmlContentWalk::CountPlainTag(ByteSpan tag, Change& change) const {
     const bool isEnd = !tag.empty() && tag.front() == '/';
     const bool isEmpty = !isEnd && !tag.empty() && tag.back() == '/';

@@ -19,17 +19,17 @@ struct XmlExtent {
     bool hasChild = false;
 };
 
-/// Follows a document's content, item by item: a tag, a comment, or what else stands in angle brackets. Only elements
-/// with the root's name are counted: the root's own end is that which makes their count 0, and nothing else need be
+/// Follows a document's content, item by item: a tag, a comment, or anything else in angle brackets. Only elements with
+/// the root's name are counted: the end tag that makes their count 0 is the root's own. Nothing else need be
 /// well-formed.
 class XmlContentWalk {
 public:
-    /// What items in a row change.
+    /// What a row of items changes.
     struct Change {
-        /// Of the open elements with the root's name, and how low their number sinks on the way.
+        /// How the number of open elements with the root's name changes, and the lowest that it gets on the way.
         std::int64_t depth = 0;
         std::int64_t lowest = 0;
-        /// Of all open elements.
+        /// How the number of all open elements changes.
         std::int64_t allDepth = 0;
         bool hasChild = false;
 
@@ -41,16 +41,16 @@ public:
 
     /// Takes the rest of the root's own start tag.
     void TakeRoot();
-    /// Takes the items that begin in front of `to` and adds what whole ones change to `sum`. Where the last of these
-    /// ends.
+    /// Takes the items that begin before `to`, adds to `sum` what the complete ones change, and gives the end of the
+    /// last of these.
     std::int64_t TakeItems(std::int64_t to, Change& sum);
-    /// Moves past items that are known; false if the root ends among them, or they cannot all be read.
+    /// Moves past items whose change is known; false if the root ends among them, or they cannot all be read.
     bool Pass(std::int64_t to, const Change& change);
     /// Takes what follows the root and says how far the document reaches.
     XmlExtent Finish();
 
 private:
-    // The root's end was passed, or the document breaks here.
+    // The root has ended, or the document breaks here.
     bool IsOver() const { return !isRight_ || now_.depth <= 0; }
     bool IsNextFile();
     bool IsAside();
