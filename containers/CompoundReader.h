@@ -82,7 +82,8 @@ private:
     std::uint32_t fatWords_ = 0;
     std::uint32_t miniFatWords_ = 0;
 
-    // Of the valid directory entries: their number, the sum of the stream sizes in whole sectors, the first class.
+    // For the valid directory entries: their number, the sum of the stream sizes in whole sectors, the first entry's
+    // class.
     std::uint32_t entryCount_ = 0;
     std::uint32_t streamBytes_ = 0;
     Pattern<16> classId_{};

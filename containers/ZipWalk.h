@@ -43,7 +43,7 @@ private:
         bool hasCentralHeader = false;
         bool hasEnd = false;
         std::int32_t kind = ZipKind::Plain;
-        // Of the first central header; offsets in bytes from the start of the archive.
+        // From the first central header; offsets in bytes from the start of the archive.
         std::uint32_t localOffset = 0;
         std::uint32_t compressedSize = 0;
 
