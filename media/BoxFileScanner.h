@@ -10,7 +10,7 @@
 
 /// A scanner for files of the ISO base media family, which are measured by walking their boxes.
 ///
-/// `Self` says:
+/// `Self` has:
 ///   - `Identity`;
 ///   - `bool IsBrand(const std::uint8_t* brand)`: does this major brand of four characters belong to the type?
 ///   - `bool IsAccepted(std::uint32_t type)`: is this a box that the walk steps over?

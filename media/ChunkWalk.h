@@ -16,7 +16,7 @@ public:
     struct Result {
         /// The end of the last chunk, in bytes from the candidate's start.
         std::int64_t position;
-        /// Steps that were not taken.
+        /// How many of the steps asked for were not taken.
         std::uint32_t stepsLeft;
     };
 
@@ -32,7 +32,7 @@ public:
     }
     bool IsAtRest() const { return budget_.IsAtRest(); }
 
-    /// Takes up to `steps` chunks from byte `from` of the candidate on, but none that begins at `limit` or behind.
+    /// Takes up to `steps` chunks from byte `from` of the candidate on, but none that begins at or after `limit`.
     /// Nothing if the budget was used up, or if the block has no source.
     std::optional<Result> Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps, std::int64_t limit,
                                ChunkAt chunkAt);

@@ -8,8 +8,8 @@
 
 namespace ebml {
 
-/// Length in bytes of the file that opens with this sector, as its Segment declares it; nothing if the sector does not
-/// hold the document type and, behind it, the start of a Segment with a size of 8 bytes.
+/// Length in bytes of the file that opens with this sector, as its Segment declares it; nothing unless the sector holds
+/// the document type and, after it, the start of a Segment with a size of 8 bytes.
 std::optional<std::int64_t> FileSize(ByteSpan sector, const BytePattern& docType);
 
 }  // namespace ebml

@@ -13,7 +13,7 @@ public:
         /// Audio streams and no video.
         Audio = 1,
         Video,
-        /// Neither.
+        /// Neither audio nor video.
         Other,
     };
 
@@ -27,7 +27,7 @@ public:
 
     static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
 
-    /// An own virtual slot, behind those of the contract.
+    /// A virtual slot of its own, after those of the contract.
     virtual void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {
         FamilyEngine::ScanForKind(block, sink, kind);
     }

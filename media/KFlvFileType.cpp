@@ -32,7 +32,7 @@ bool IsHeader(ByteSpan sector) {
            TagBytes(sector) >= 1;
 }
 
-// Sectors larger than the reader's cache come from the block alone, and only whole ones.
+// Sectors larger than the reader's cache can be read from the block only, and only whole.
 bool ComesFromBlock(const SectorBlock& block) { return block.sectorSize > KFileSimulator::CacheBytes; }
 
 // How far the tag can be read; counted, like its end, from the candidate's start.

@@ -44,7 +44,7 @@ template <class Searched>
 std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std::int64_t base, std::int64_t position,
                                       std::int64_t count) {
     constexpr std::size_t places = 4096;
-    // Made only if the gap does not know the answer.
+    // Created only if the gap does not know the answer.
     std::optional<KFileSimulator> reader;
     std::array<std::uint8_t, places + Searched::Bytes - 1> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init)
     const auto advance = [&](std::int64_t at, std::int64_t /*end*/) -> Gap::Step {
