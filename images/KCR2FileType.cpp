@@ -13,17 +13,17 @@ namespace {
 constexpr std::size_t HeaderBytes = 16;
 
 constexpr int ChainedDirectories = 4;
-// Those that others name; cameras write up to three.
+// Directories that others point to; cameras write up to three.
 constexpr std::size_t MostNamedDirectories = 8;
 
-// No value outside of a directory is nearly as large, a preview in a maker's note included.
+// No value outside a directory is nearly this large, not even a preview in a maker's note.
 constexpr std::uint64_t MostValueBytes = std::uint64_t{16} << 20U;
 
-// Of the strips of a picture, which are one in these files.
+// Strips of a picture; these files have one.
 constexpr std::uint32_t MostNumbers = 1024;
 static_assert(MostNumbers * sizeof(std::uint32_t) <= FileWindow::PieceBytes, "they are shown at once");
 
-// What it takes to look at another place of the file, in bytes that could be read meanwhile.
+// The cost of looking at another place in the file, in bytes that could be read in that time.
 constexpr std::int64_t PlaceCost = 0x8000;
 
 bool NamesDirectories(std::uint16_t tag) {
@@ -31,7 +31,7 @@ bool NamesDirectories(std::uint16_t tag) {
            tag == TiffTag::InteroperabilityDirectory;
 }
 
-// Follows the directories of one file and keeps the furthest end of what they hold and name.
+// Follows the directories of one file and keeps the furthest end of what they hold and point to.
 class DirectoryWalk {
 public:
     DirectoryWalk(FileWindow& file, Endian order) : file_(file), order_(order) {}
@@ -58,7 +58,7 @@ private:
     using Entries = std::vector<TiffEntry>;
     using Numbers = std::vector<std::uint32_t>;
 
-    // Where the link to the next one stands. One that fails counts for nothing.
+    // The offset of the link to the next directory. A directory that fails counts for nothing.
     std::optional<std::int64_t> TakeDirectory(std::int64_t offset) {
         constexpr std::int64_t linkBytes = 4;
         file_.Charge(PlaceCost);
@@ -82,7 +82,7 @@ private:
         const std::uint64_t bytes = entry.ValueBytes();
         if (!entry.IsInline() && bytes <= MostValueBytes) {
             const std::int64_t end = std::int64_t{entry.Number(order_)} + static_cast<std::int64_t>(bytes);
-            // What does not end in front of the limit is damaged; a picture may be cut there.
+            // Data that pass the limit are damaged; a picture may be cut there.
             Reach(end <= file_.Limit() ? end : 0);
         }
         if (namedLeft_ != 0 && NamesDirectories(entry.tag)) {
@@ -106,7 +106,7 @@ private:
         return entry != entries.end() ? NumbersOf(*entry) : Numbers();
     }
 
-    // None if they are no whole numbers, are too many or cannot be read.
+    // Empty if they are not whole numbers, are too many or cannot be read.
     Numbers NumbersOf(const TiffEntry& entry) {
         if ((entry.type != TiffType::Short && entry.type != TiffType::Long) || entry.count > MostNumbers) {
             return {};
@@ -128,7 +128,7 @@ private:
     FileWindow& file_;
     Endian order_;
     std::int64_t end_ = 0;
-    // Still to be taken, and how many more may be named.
+    // Directories still to be taken, and how many more may be named.
     std::vector<std::uint32_t> named_;
     std::size_t namedLeft_ = MostNamedDirectories;
 };
@@ -145,7 +145,7 @@ std::optional<std::int64_t> KCR2FileType::Walk(FileWindow& file) {
         return std::nullopt;
     }
     const std::int64_t end = DirectoryWalk(file, header->order).EndFrom(header->firstDirectory);
-    // From 2 GiB on, the end counts as negative.
+    // An end at 2 GiB or more counts as negative.
     const std::int64_t size = static_cast<std::int32_t>(static_cast<std::uint32_t>(end));
     return size >= MinReportLength ? std::optional(CanonTrailer::EndAfter(file, size)) : std::nullopt;
 }

@@ -10,7 +10,7 @@
 class KCR2FileType final : public WalkingScanner<KCR2FileType> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Cr2];
-    /// A mark behind the TIFF header, with the major version.
+    /// A mark after the TIFF header, with the major version.
     static constexpr std::size_t MarkOffset = 8;
     static constexpr auto Mark = PatternOf("CR\2");
     static constexpr SectorFilter Filter = SectorFilterOf(Mark, MarkOffset);

@@ -18,10 +18,10 @@ public:
 
     std::int32_t Reset() override;
 
-    /// Negative if this is no such file, or if it has no size.
+    /// Negative if this is not such a file or has no size.
     std::optional<std::int64_t> Measure(const Candidate& candidate);
 
-    /// Sizes made of numbers that a file in front of all candidates may have left.
+    /// The number of sizes computed from values that a file before all candidates may have left.
     std::int64_t Guesses() const { return guesses_; }
 
 private:
@@ -30,7 +30,7 @@ private:
     std::uint32_t thumbnailOffset_ = 0;
     std::uint32_t thumbnailLength_ = 0;
     TiffFields fields_;
-    // A candidate has set the number.
+    // A candidate has set the offset.
     bool hasThumbnailOffset_ = false;
     bool hasThumbnailLength_ = false;
     std::int64_t guesses_ = 0;

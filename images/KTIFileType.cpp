@@ -94,7 +94,7 @@ void KTIFileType::ExamineCandidate(const SectorBlock& block, std::int64_t startS
         return;
     }
     const Kind kind = hasDngVersion ? Dng : DecideKindByText(file);
-    // From 2 GiB on, the end of the strip counts as negative.
+    // A strip end at 2 GiB or more counts as negative.
     const auto stripEnd = static_cast<std::int32_t>(fields_.stripOffset + fields_.stripByteCount);
     const std::int64_t size = kind == Tif ? stripEnd : 0;
     guesses_ += kind == Tif && !(hasStripOffset_ && hasStripByteCount_) ? 1 : 0;

@@ -24,16 +24,16 @@ public:
 
     KTIFileType() : ReleasedAs(0) {}
 
-    /// What was found in the block, and the block, stay known.
+    /// Does not forget the current block or what was found in it.
     std::int32_t Reset() override;
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
 
     static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
-    /// Sizes made of numbers that a file in front of all candidates may have left.
+    /// The number of sizes computed from values that a file before all candidates may have left.
     std::int64_t Guesses() const { return guesses_; }
 
-    /// As the candidates so far have left them.
+    /// The fields as the candidates so far have left them.
     const TiffFields& Fields() const { return fields_; }
 
 private:

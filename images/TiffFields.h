@@ -13,11 +13,11 @@ public:
 
     void Take(const TiffEntry& entry);
 
-    /// The last single 32-bit number so far: an entry that is none leaves the one of an entry before it. 0 at first.
+    /// The last single 32-bit number so far; an entry with anything else leaves the previous number. 0 at first.
     std::uint32_t Number() const { return number_; }
     std::uint16_t LowNumber() const { return static_cast<std::uint16_t>(number_); }
 
-    /// Replaces `text` by the entry's own bytes; by nothing if they do not stand in the entry.
+    /// Replaces `text` with the entry's own bytes; with nothing if they are stored elsewhere.
     template <std::size_t N>
     void CopyTextTo(std::array<char, N>& text) const {
         static_assert(N > sizeof(TiffEntry::value), "there is a zero behind the text");
@@ -44,7 +44,7 @@ struct TiffTexts {
     std::array<char, 256> software{};
 };
 
-/// What the first directory of a TIFF or raw file says. A field keeps what it has until an entry sets it, also from one
+/// What the first directory of a TIFF or raw file says. A field keeps its value until an entry sets it, even from one
 /// file to the next.
 struct TiffFields {
     std::uint32_t imageWidth = 0;
@@ -59,6 +59,6 @@ struct TiffFields {
     std::uint32_t exifOffset = 0;
     TiffTexts texts;
 
-    /// Sets the fields that entries with this tag set; other tags set none. The value has taken the entry already.
+    /// Sets the fields that entries with this tag set; other tags set no field. The value has taken the entry already.
     void Set(std::uint16_t tag, const TiffValue& value);
 };
