@@ -36,7 +36,7 @@ public:
         while (text_.SkipToTag()) {
             decidedAt_ = text_.At();
             text_.Next();
-            // The next character of all that is looked for: end tags, the root, and the first tags of a page.
+            // The next character of everything that is looked for: end tags, the root, and the first tags of a page.
             if (Word(u"/h!?").find(FoldLetter(text_.Peek())) == Word::npos) {
                 continue;
             }

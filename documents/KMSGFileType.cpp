@@ -136,8 +136,8 @@ std::optional<std::int64_t> KMSGFileType::TableLength(const Candidate& candidate
     return std::nullopt;
 }
 
-// Bytes of the entries for the table's own sectors from `offset` on, up to the first free entry; nothing if none is
-// free within the cap.
+// Bytes of the entries for the table's own sectors from `offset` on, up to the first free entry; nothing if there is no
+// free one within the cap.
 std::optional<std::int64_t> KMSGFileType::OwnEntriesBytes(const Candidate& candidate, std::int64_t offset) {
     constexpr auto entryBytes = static_cast<std::int64_t>(EntryBytes);
     budget_.BeginWalk();

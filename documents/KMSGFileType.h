@@ -29,7 +29,7 @@ private:
 
     bool rootSeen_ = false;
     bool isDone_ = false;
-    // Where no free entry is. It holds for entries whose place has the remainder `phase_` when divided by their length.
+    // Where no free entry is. Only for entries at places with the remainder `phase_` when divided by their length.
     ScanOffsets offsets_;
     Gap gap_;
     std::int64_t phase_ = 0;

@@ -23,7 +23,7 @@ std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
     if (!prolog || prolog->isHtml) {
         return std::nullopt;
     }
-    // Where other documents begin is counted in the smallest sectors, from the file's start on.
+    // Where other documents begin is counted in sectors of the smallest size, from the file's start.
     const bool isOnGrid = SectorEnd(file.SectorSize()) == file.SectorSize();
     if (prolog->root != root_ || !form_.IsLike(text.Form()) || !isOnGrid) {
         trail_.Forget();
@@ -34,7 +34,7 @@ std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
     walk.TakeRoot();
     using Stretch = decltype(trail_)::Stretch;
     const auto takePiece = [&](KFileSimulator& /*reader*/, std::int64_t offset) -> std::optional<Stretch> {
-        // Walks that meet take the same pieces, as these begin with the first item in a stretch of the sector.
+        // Pieces end before the first item past a multiple of 64 bytes, so walks that meet take the same pieces.
         constexpr std::int64_t pieceBytes = 64;
         Stretch piece{.to = offset};
         piece.to = walk.TakeItems((offset / pieceBytes + 1) * pieceBytes, piece.facts);

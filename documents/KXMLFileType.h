@@ -30,9 +30,9 @@ public:
     std::optional<std::int64_t> Walk(FileWindow& file);
 
 private:
-    // Documents that begin in each other go through the same items, whose changes are known for one root's name. In
-    // windows of 128 bytes they soon meet: where a medium is full of them, a walk takes a few sectors.
-    // Such walks look for marks in every sector, so these lie in the second-level cache.
+    // Documents that begin inside each other go through the same items, whose changes are known for one root's name.
+    // With windows of 128 bytes they soon meet: where a medium is full of them, a walk takes a few sectors. Such walks
+    // look for marks in every sector, so the marks must fit into the second-level cache.
     Trail<XmlContentWalk::Change, 7, 12> trail_;
     std::u16string root_;
     TextForm form_;
