@@ -1,4 +1,4 @@
-// Reads made-up images through the readers of image formats that are this program's own.
+// Reads made-up images through this program's own readers of image formats.
 //
 // An input is a byte that chooses the reader, and the bytes of an image's file, the text of a rescue map, or the name
 // of a part. make-seeds.py writes the same layout.
@@ -50,7 +50,7 @@ std::unique_ptr<salvor::MediumSource> Open(Input bytes, bool hasBelow) {
     }
 }
 
-// What is known to be zeros reads as zeros, and what is there lies on the medium.
+// Areas known to be zeros must read as zeros, and areas that exist must lie on the medium.
 void ReadImage(Input bytes, bool hasBelow) {
     constexpr int mostRuns = 32;
     constexpr std::int64_t mostBytes = 100000;

@@ -25,14 +25,14 @@
 namespace {
 
 constexpr std::size_t HeaderBytes = 16;
-// No further block is fed once the scanners have read this many bytes: a search for an end that is not there reads
-// 64 MiB.
+// No further block is fed once the scanners have read this many bytes: a single search for a missing end can read 64
+// MiB.
 constexpr std::int64_t ReadBudget = std::int64_t{32} << 20;
 
 constexpr std::size_t OutsidePeriod = 64;
 
 constexpr std::int64_t Last = std::numeric_limits<std::int64_t>::max();
-// A sector of zeros that lies far from all media.
+// A sector of zeros, far from all media.
 constexpr std::int64_t InNoMedium = std::numeric_limits<std::int64_t>::min() / 2;
 
 std::int32_t SectorSizeOf(ByteSpan header) {
@@ -63,12 +63,12 @@ struct Plan {
     /// Byte 13: bit 0 for a block without a source, bit 1 for a source that fails.
     bool hasSource;
     bool sourceFails;
-    /// Bytes 14 and 15 are what the medium's source delivers outside of it, again and again between zeros. A host
-    /// delivers zeros only, but an end mark is what keeps most inputs fast.
+    /// Bytes 14 and 15 are what the medium's source delivers outside the medium, repeated between zeros. A host
+    /// delivers zeros only, but end marks there keep most inputs fast.
     std::array<std::uint8_t, 2> outside;
 };
 
-// Where a type's scanner stands in the library.
+// The folder of a type's scanner in the library.
 std::string_view RoomOf(const FileTypeIdentity& type) {
     using enum FileTypeGroup;
     if (type.group == Archive || type.family == FileTypeFamily::Compound || type.family == FileTypeFamily::ZipPackage) {
@@ -80,7 +80,7 @@ std::string_view RoomOf(const FileTypeIdentity& type) {
     return type.group == Document || type.group == MailOrData ? "documents" : "images";
 }
 
-// All types that this target is about.
+// All types under test.
 std::vector<std::int32_t> AllIndices() {
     constexpr std::string_view room = SALVOR_FUZZ_ROOM;
     std::vector<std::int32_t> indices;
@@ -215,10 +215,10 @@ struct Scanner {
 
 std::vector<Find> ScanMedium(const Plan& plan, const std::vector<Scanner>& scanners, Medium& medium) {
     CheckingSink sink(plan, medium.SectorCount());
-    // Archives that wait for an end mark outlive a scan; their starts lie in another medium.
+    // Archives that wait for an end mark outlive a scan, and their starts belong to another medium.
     SharedEngine<KZipFileSearcher>().EndScan();
-    // An engine whose last block had the same first sector would serve that block's finds again. A block of no sector
-    // would not do: it leaves an engine as it is.
+    // An engine whose last block had the same first sector would report that block's finds again. An empty block would
+    // not help: it leaves an engine as it is.
     const std::vector<std::uint8_t> zeros(static_cast<std::size_t>(plan.sectorSize));
     const SectorBlock nothing{InNoMedium, zeros.data(), 1, plan.sectorSize, nullptr};
     for (const Scanner& scanner : scanners) {

@@ -1,7 +1,7 @@
-// Reads made-up files of a job's folder: journals of segments, a finds file, what a scan was begun with.
+// Reads made-up files of a job's folder: journals of segments, a finds file, the options that a scan began with.
 //
-// An input is a byte that chooses the reader, and the file's bytes. A journal of a segment gets its last line, with a
-// checksum that fits, from here. make-seeds.py writes the same layout.
+// An input is a byte that chooses the reader, and the file's bytes. A segment's journal is given a last line with a
+// matching checksum here. make-seeds.py writes the same layout.
 
 #include <zlib.h>
 
@@ -31,7 +31,7 @@ using namespace salvor;
 const ScanGrid Grid{{100, 1000}, 10, {FileTypeIndex::Doc, FileTypeIndex::Png}};
 const ScanKey Key{"p", "m", "o"};
 
-// Gone with the process.
+// A folder that is removed when the process ends.
 class JobFolder {
 public:
     JobFolder() = default;
@@ -75,7 +75,7 @@ bool IsOrdered(const Sightings& seen, std::int64_t& lastStart, std::int64_t& tex
     return true;
 }
 
-// Whatever a segment says, it can be planned with and joined, alone and with a segment of zeros.
+// Whatever a segment claims, planning and joining must cope with it, alone and with a segment of zeros.
 void Join(const SegmentScan& segment) {
     std::vector<SegmentScan> segments{SegmentOfZeros(Grid, {0, Grid.BlockCount()}), segment};
     for (const OpenPart& part : OpenParts(Grid, {0, Grid.BlockCount()}, std::span(segments).last(1), 25)) {
@@ -155,7 +155,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 ReadJob(folder, text);
         }
     } catch (const Failure&) {
-        // Said to the person.
+        // The error would be shown to the user.
     }
     return 0;
 }

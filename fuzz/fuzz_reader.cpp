@@ -1,4 +1,4 @@
-// Runs a sequence of operations on a KFileSimulator and compares what it does with what its contract says.
+// Runs a sequence of operations on a KFileSimulator and compares the results with its contract.
 
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -19,14 +19,14 @@ namespace {
 
 constexpr std::uint8_t Untouched = 0xA5;
 constexpr std::uint32_t LongestRead = 3 * KFileSimulator::CacheBytes;
-// Below this, no sector and no byte number comes near the end of the 64-bit range.
+// Below this, no sector number and no byte position comes near the end of the 64-bit range.
 constexpr std::int64_t SafeNumber = std::int64_t{1} << 60;
 
-// So much is read of an input in all: a few long reads tell as much as hundreds.
+// At most this many bytes are read for an input: a few long reads tell as much as hundreds.
 constexpr std::int64_t MostRead = 2 * LongestRead;
 
-// Every byte of the medium follows from where it stands, so that one from a wrong place shows. The bytes are made once,
-// in a row long enough for any sector from any of its places on.
+// Every byte of the medium follows from its position, so that a byte from a wrong place shows. The bytes are computed
+// once, in a row long enough to copy any sector from any offset in the period.
 constexpr std::size_t Period = 65521;
 constexpr std::size_t LargestSector = 65536;
 

@@ -1,5 +1,5 @@
-// Validates made-up files on a made-up medium and checks what comes out: all validators that see their format begin, or
-// the one alone that the environment names in SALVOR_VALIDATOR.
+// Validates made-up files on a made-up medium and checks the results: with all validators that accept the start of the
+// file, or only with the one that SALVOR_VALIDATOR names.
 //
 // An input is a byte that chooses the sector size and what may be read, and the bytes of the medium. make-seeds.py
 // writes the same layout.
@@ -59,7 +59,7 @@ void Ask(const salvor::Validator& validator, salvor::Medium& medium, std::span<c
             "a file has a type");
 }
 
-// A start at every sector that looks like one, and a find of some type at some.
+// Starts are noted at every sector that looks like one, and finds of some type at some sectors.
 void ValidateEverything(salvor::Medium& medium, std::span<const std::uint8_t> bytes, std::uint8_t choice) {
     salvor::Sightings seen;
     salvor::StartFinder finder(salvor::Validators(), medium.SectorSize(), medium.SizeInBytes());

@@ -98,7 +98,7 @@ def validate_seeds():
         with open(os.path.join(FIXTURES, name), "rb") as file:
             data = file.read(60000)
         yield name, b"\0" + data
-        # With what is around it validated too, at small sectors.
+        # Validated once more together with its surroundings, with small sectors.
         yield name + ".all", b"\x80" + data
 
 

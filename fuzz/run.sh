@@ -4,9 +4,9 @@
 #     fuzz/run.sh SECONDS [TARGET...]
 #
 # Targets are containers, media, images and documents, for the scanners of these rooms, factory for all of them, reader,
-# disk for the readers of images, journals for those of a job's files, validate, and validate-NAME for a single validator, such as validate-zip.
-# The numbers at random come from SALVOR_FUZZ_SEED; without it, from somewhere else each time.
-# The corpora grow in build/fuzz/corpus; inputs that break a rule are left in build/fuzz/found.
+# disk for the readers of images, journals for those of a job's files, validate, and validate-NAME for a single
+# validator, such as validate-zip. SALVOR_FUZZ_SEED fixes the random numbers; without it they differ each time. The
+# corpora grow in build/fuzz/corpus; inputs that break a rule are left in build/fuzz/found.
 set -euo pipefail
 
 if [[ $# -lt 1 || ! $1 =~ ^[0-9]+$ ]]; then
@@ -42,7 +42,7 @@ fuzz() {
         >"$salvor_fuzz_dir/$target.log" 2>&1
 }
 
-# All at once: more targets than processors get less each, and take no longer together.
+# All run at once: with more targets than processors each gets less time, but the whole takes no longer.
 declare -A runs
 for target in "${targets[@]}"; do
     fuzz "$target" &
