@@ -1,5 +1,4 @@
-// What a medium costs that was made to be slow: processor time of all scanners together on images full of the starts
-// of files.
+// How long media take that were made to be slow: processor time of all scanners together on images full of file starts.
 //
 //     salvor_hostile [--mib N,N..] [--wide] [--types] [--only TEXT] [--salvor PROGRAM FOLDER] [FILE...]
 //
@@ -110,7 +109,7 @@ void FillMixed(const std::vector<test::Fixture>& samples, bool isDamaged, Bytes&
         const std::size_t which = at / SectorBytes % samples.size();
         Bytes head = FirstSectors(samples[which].bytes, 1);
         for (int i = 0; isDamaged && i < 3; ++i) {
-            // Behind most signatures.
+            // After most signatures.
             head[8 + dice() % 120] = static_cast<std::uint8_t>(dice());
         }
         std::ranges::copy(head, medium.begin() + static_cast<std::ptrdiff_t>(at));
@@ -210,7 +209,7 @@ double SecondsToRecover(const Options& options, const Bytes& medium) {
     std::ofstream(image, std::ios::binary)
         .write(reinterpret_cast<const char*>(medium.data()), static_cast<std::streamsize>(medium.size()));
     std::filesystem::remove_all(out);
-    // The child would print what is still held back once more.
+    // The child would print buffered output once more.
     std::fflush(stdout);
     const pid_t child = fork();
     if (child == 0) {
@@ -323,7 +322,7 @@ bool ParseSizes(std::string_view text, std::vector<std::size_t>& sizes) {
     return !sizes.empty();
 }
 
-// False for what cannot be understood.
+// False if the arguments cannot be understood.
 bool Parse(const std::vector<std::string>& arguments, Options& options) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];

@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
     bench::RegisterStreamBenches();
     bench::RegisterWalkBenches();
     bench::RegisterMailBenches();
-    // Defaults, which the arguments behind them override: seconds that each benchmark runs at least, and one table.
+    // Defaults that the arguments override: the least time in seconds for each benchmark, and one table.
     std::string minTime = "--benchmark_min_time=0.2";
     std::string tabular = "--benchmark_counters_tabular=true";
     std::vector<char*> arguments{argv, argv + argc};

@@ -14,8 +14,8 @@ constexpr std::size_t PageBytes = 4096;
 // A buffer that stays in the second-level cache.
 constexpr std::size_t CopyBytes = std::size_t{256} * 1024;
 
-// The address in the first page from `target` on that lies half a page from where `source` lies in its own page: some
-// processors copy at half their speed between places that nearly meet.
+// The first address from `target` on that lies half a page from the position of `source` in its own page: some
+// processors copy at half their speed between addresses that are close modulo a page.
 std::uint8_t* HalfPageFrom(const std::uint8_t* source, std::uint8_t* target) {
     const auto distance = std::bit_cast<std::uintptr_t>(source) - std::bit_cast<std::uintptr_t>(target);
     return target + (distance + PageBytes / 2) % PageBytes;
@@ -26,7 +26,7 @@ std::uint8_t* HalfPageFrom(const std::uint8_t* source, std::uint8_t* target) {
 double ProcessorSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
 double SecondsToCopy(ByteSpan bytes) {
-    // A round is long enough for the clock's steps of a microsecond, however short the range.
+    // A round is long enough for a clock that counts microseconds, however short the range.
     const std::size_t passes = StreamBytes / bytes.size();
     Bytes buffer(CopyBytes + PageBytes);
     std::uint8_t* const target = HalfPageFrom(bytes.data(), buffer.data());

@@ -9,10 +9,10 @@
 
 namespace bench {
 
-/// Runs the benchmark's loop with `pass`, which works once through `bytes`, and reports its throughput: bytes a second,
-/// seconds a sector, as `best` the bytes a second of the fastest pass and, as `of_memcpy`, its ratio to copying the
-/// same bytes piece by piece into one buffer. The copy is timed in the same breath, so that the ratio stands where the
-/// machine is busy with other things too.
+/// Runs the benchmark's loop with `pass`, which works once through `bytes`, and reports its throughput: bytes per
+/// second, seconds per sector, as `best` the bytes per second of the fastest pass and, as `of_memcpy`, its ratio to
+/// copying the same bytes piece by piece into one buffer. The copy is timed right beside the pass, so that the ratio
+/// holds on a busy machine too.
 template <class Pass>
 void MeasurePasses(benchmark::State& state, ByteSpan bytes, Pass&& pass);
 
@@ -28,7 +28,7 @@ void ReportRates(benchmark::State& state, ByteSpan bytes, double bestSeconds, do
 template <class Pass>
 void MeasurePasses(benchmark::State& state, ByteSpan bytes, Pass&& pass) {
     const double copySeconds = SecondsToCopy(bytes);
-    // The clock's steps are too long for a single pass over less: the mean stands for the best one there.
+    // The clock's steps are too long to time a single pass over less, so the mean is reported in place of the best.
     constexpr std::size_t leastTimed = 1 << 20;
     const double start = ProcessorSeconds();
     double best = std::numeric_limits<double>::infinity();

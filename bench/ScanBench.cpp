@@ -31,8 +31,9 @@ void ScanBytes(benchmark::State& state, const std::vector<std::int32_t>& indices
     state.counters["finds"] = static_cast<double>(scan.Finds()) / static_cast<double>(state.iterations());
 }
 
-// A header that opens a run, the byte that the search for the run's end finds rarest, and bytes that look like the end
-// mark up to their last. `closer` begins a sector behind which the file is reported; empty where a header does it.
+// A header that opens a run, the byte that the search for the run's end takes for the rarest, and bytes that match the
+// end mark except for the last. `closer` begins a sector after which the file is reported; empty where a header does
+// it.
 struct OpenRunCase {
     std::int32_t index;
     std::string_view header;
@@ -104,14 +105,14 @@ void Register(const std::string& name, Run run) {
 void RegisterContent(Content content, const std::vector<std::int32_t>& all) {
     const std::string suffix = std::string("/").append(NameOf(content));
     Register("all" + suffix, [=](benchmark::State& state) { ScanBytes(state, all, StreamOf(content)); });
-    // Other text is no different for a scanner that looks at the first bytes of a sector.
+    // For scanners that look only at the first bytes of a sector, the other kinds of text make no difference.
     const bool isVariant = content == Content::WideText || content == Content::Markup;
     for (const std::int32_t index : isVariant ? std::vector<std::int32_t>() : all) {
         Register("type/" + LabelOf(index) + suffix,
                  [=](benchmark::State& state) { ScanBytes(state, {index}, StreamOf(content)); });
     }
     if (content == Content::Card) {
-        return;  // its files end
+        return;  // its files have ends
     }
     for (const OpenRunCase& run : OpenRunCases) {
         Register("open/" + LabelOf(run.index) + suffix,
@@ -132,7 +133,7 @@ void RegisterScanBenches() {
             ScanBytes(state, {index}, ByteSpan(StreamOf(Content::Random)).first(salvor::SliceBytes));
         });
     }
-    // The worst kinds of data for the search: nothing but the byte that it takes for rare, and nothing but near misses.
+    // The worst data for the search: only the byte that it takes for rare, and only near misses.
     for (const OpenRunCase& run : OpenRunCases) {
         Register("open/" + LabelOf(run.index) + "/anchors", [=](benchmark::State& state) {
             ScanInsideRun(state, run, Repeat({&run.anchor, 1}));

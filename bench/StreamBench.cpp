@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Units of one length, each with the same first bytes, up to a sector in front of the stream's end.
+// Units of one length, each beginning with `head`, the first one with `first`, up to a sector before the stream's end.
 Bytes Units(std::string_view head, std::size_t length, std::string_view first) {
     Bytes bytes(StreamBytes);
     for (std::size_t at = 0; at + length <= bytes.size() - SectorBytes; at += length) {
@@ -61,11 +61,11 @@ constexpr std::array Cases{
 
 void ScanStream(benchmark::State& state, const StreamCase& stream) {
     const Bytes bytes = stream.build();
-    // A stream has an end: the medium repeats it behind its last sector, which is empty.
+    // The medium repeats the stream after its last sector, which is empty.
     RepeatingSource source(bytes);
     Scan scan({stream.index}, bytes, source);
     MeasurePasses(state, bytes, [&scan] {
-        // Each pass is a scan of its own, which begins where the medium does.
+        // Each pass is a new scan that begins where the medium does.
         scan.Restart();
         scan.Pass();
     });

@@ -54,7 +54,7 @@ Bytes FragmentedMp4() {
     return bytes;
 }
 
-// Files of one sector behind one another, each of which leads to the next.
+// A row of files of one sector, each of which leads to the next.
 Bytes RowOfMp4() {
     Bytes bytes;
     bytes.reserve(StreamBytes);

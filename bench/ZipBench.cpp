@@ -15,8 +15,8 @@ namespace bench {
 
 namespace {
 
-// The rule as a plain loop over the bytes, with a switch over those that may begin a name. It has a few names, each
-// for its letter: what it costs is to look at every byte.
+// The rule as a plain loop over the bytes, with a switch over those that may begin a name. A few names stand for all,
+// one for each letter: the cost is in looking at every byte.
 std::optional<std::size_t> ClassifyBytewise(ByteSpan sector, std::int32_t& kind) {
     const std::size_t n = sector.size();
     const auto decides = [&](std::size_t at, std::string_view name, std::int32_t decidedKind) {
