@@ -121,7 +121,7 @@ def payloads(data, wanted):
 def frame(data):
     """(marker, number of components) of the frame header."""
     for marker, begin, _ in segments(data):
-        # C4, C8 and CC share the range of the frame headers but are none.
+        # C4, C8 and CC lie in the range of the frame headers but are not.
         if 0xC0 <= marker <= 0xCF and marker not in (0xC4, 0xC8, 0xCC):
             return marker, data[begin + 5]
     raise Bad("no frame header")
@@ -414,7 +414,7 @@ def chunks(form, *wanted, order="<", signature=b"RIFF"):
         while pos < len(data):
             name, size = struct.unpack_from(order + "4sI", data, pos)
             names.append(name)
-            # A chunk of an odd size is filled up.
+            # A chunk of odd size is padded.
             pos += 8 + size + size % 2
         want(pos == len(data), "the last chunk ends at %d" % pos)
         want(names[0] == wanted[0], "the first chunk is %r" % names[0])

@@ -66,7 +66,7 @@ cd "$work"
 zip -q -X -r "$out/plain.zip" readme.txt notes
 zip -q -X "$out/comment.zip" readme.txt notes/first.txt
 printf 'Kept for the record, with a comment behind the directory.\n' | zip -q -z "$out/comment.zip" >/dev/null
-# Written to a pipe, an archive has its sizes behind the data.
+# Written to a pipe, an archive has its sizes after the data.
 zip -q -X - readme.txt notes/second.txt | cat >"$out/descriptors.zip"
 # One archive stored inside another.
 cp "$out/plain.zip" inner.zip

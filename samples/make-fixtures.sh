@@ -78,7 +78,7 @@ for name in noon dusk mist shore tiny; do
     convert "$name.ppm" -depth 8 "$name.ppm"
 done
 
-# Other scripts make the other files there.
+# Other scripts make the remaining files there.
 mkdir -p "$out"
 rm -f "$out"/*.jpg "$out"/*.png
 

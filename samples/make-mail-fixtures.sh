@@ -60,7 +60,7 @@ def write(name, mail):
 
 page = "<html>\n<body>\n<p>%s</p>\n</body>\n</html>"
 
-# The page begins at no sector's start, where it would count as a file of its own.
+# The page does not begin at a sector start, where it would count as a file of its own.
 mail = message("A page on what the parcels did")
 mail.set_content(page % paragraphs(30), subtype="html", cte="7bit")
 write("page.eml", mail)

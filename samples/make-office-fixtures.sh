@@ -81,7 +81,7 @@ cat >formula.mml <<'XML'
 <math xmlns="http://www.w3.org/1998/Math/MathML"><mrow><mi>E</mi><mo>=</mo><mi>m</mi><msup><mi>c</mi><mn>2</mn></msup></mrow></math>
 XML
 
-# Other scripts make the other files there.
+# Other scripts make the remaining files there.
 mkdir -p "$out"
 rm -f "$out"/{letter,table,slides,drawing,formula,tables}.*
 
@@ -97,7 +97,7 @@ convert slides.fodp slides.odp impress8
 convert drawing.fodg drawing.odg draw8
 convert formula.mml formula.odf math8
 
-# No filter writes a database document; the program itself does.
+# No filter writes a database document, but the program itself does.
 cat >database.py <<'PY'
 import sys
 import time
@@ -123,7 +123,7 @@ except Exception:
 PY
 pipe=salvor$$
 office "--accept=pipe,name=$pipe;urp;" >/dev/null 2>&1 &
-# The python3-uno package serves the Python of the system.
+# The python3-uno package works with the system's own Python only.
 /usr/bin/python3 database.py "$pipe" "$out/tables.odb"
 wait
 

@@ -43,7 +43,7 @@ make() {
 
 make video.mkv "${picture[@]}" "${tone[@]}" -c:v mpeg4 -b:v 60k -c:a flac
 make video.webm "${picture[@]}" "${tone[@]}" -c:v libvpx -b:v 40k -c:a libvorbis -b:a 32k
-# Where the output cannot be sought in, the size stays unknown.
+# Where the output is not seekable, the size stays unknown.
 ffmpeg -hide_banner -loglevel error -nostdin "${tone[@]}" -c:a libopus -b:a 24k \
     -fflags +bitexact -flags:a +bitexact -map_metadata -1 -f webm - | cat >"$out/live.webm"
 make video.flv "${picture[@]}" -c:v flv -b:v 60k

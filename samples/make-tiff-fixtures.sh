@@ -36,7 +36,7 @@ convert -seed 7 -size 160x120 plasma:black-white -monochrome -compress group4 li
 mkdir -p "$out"
 rm -f "$out"/{strip,strip-last,lzw,deflate,packbits,fax,pages}.tif "$out"/{maker.nef,maker.pef,maker.arw,name.dcr,version.dng}
 
-# -r: rows in a strip. The directory comes behind the picture.
+# -r: rows per strip. The directory comes after the picture.
 tiffcp -L -c none -r 36 colour.tif "$out/strip.tif"
 tiffcp -B -c lzw -r 8 colour.tif "$out/lzw.tif"
 tiffcp -L -c zip -r 36 colour.tif "$out/deflate.tif"
