@@ -25,7 +25,7 @@ std::vector<std::int32_t> TypesOf(std::int32_t kind) {
     return row == CompoundKinds().end() ? std::vector<std::int32_t>() : row->types;
 }
 
-// What all types report of a medium by the rules. `sectors` bounds where files may begin.
+// What the rules say all types report of a medium. `sectors` bounds where files may begin.
 Claims ExpectedClaims(const Medium& medium) {
     Claims claims;
     const auto sectorSize = static_cast<std::size_t>(medium.SectorSize());
@@ -50,7 +50,7 @@ Claims Scan(const CompoundFile& file) {
     return Scan(medium);
 }
 
-// The kind that the claims stand for, 1 for none.
+// The kind that the claims amount to, 1 for none.
 std::int32_t KindOf(const CompoundPlan& plan) {
     const Claims claims = Scan(CompoundFile(plan));
     std::vector<std::int32_t> types;
@@ -79,7 +79,7 @@ TEST(Compound, AKindNeedsOneOfItsNamesAndEachOfTheOthers) {
             });
             EXPECT_EQ(KindOf(PlanWith({{otherCase}, kind.allOf})), kind.number) << otherCase;
             for (const std::string& wrong : {name + "s", name.substr(0, name.size() - 1), name + "\xE4"}) {
-                // "Props9" less its last letter is a name of the same kind.
+                // "Props9" without its last letter is a name of the same kind.
                 const bool isName = std::ranges::count(kind.anyOf, wrong) != 0;
                 EXPECT_EQ(KindOf(PlanWith({kind.allOf, {wrong}})), isName ? kind.number : 1) << wrong;
             }
@@ -132,7 +132,7 @@ TEST(Compound, HeadersThatAreRefused) {
     }
 }
 
-// Files at the borders of the rules: what is reported, by the reference, and for some the size by hand.
+// Files at the limits of the rules: what is reported follows the reference; some sizes are given by hand.
 TEST(Compound, EdgesOfTheRules) {
     struct Case {
         const char* what;
@@ -284,7 +284,7 @@ Bytes RandomFile(Noise& noise) {
                                  0x7FFFFFFFU / file.sectorSize, 0x7FFFFFFFU / file.sectorSize + 1}))
                           : below(sectors);
         const std::size_t entry = pick(file.directory) + below(std::max(file.sectorSize / 128, 1U)) * 128;
-        // Words of which the file has none are written to a place that does not matter.
+        // Fields that the file lacks are written to a harmless place.
         std::size_t at = 8;
         std::uint32_t value = sector;
         switch (below(8)) {
@@ -295,7 +295,7 @@ Bytes RandomFile(Noise& noise) {
                 at = pick(std::to_array<std::size_t>({44, 64, 72}));
                 value = below(12);
                 break;
-            // Sectors without a word, and without an entry; mini sectors of 1 byte.
+            // Sectors too small for a word, too small for an entry, and mini sectors of 1 byte.
             case 2:
                 at = 30;
                 value = pick(std::to_array<std::uint32_t>({0, 1, 2, 6, 8, 10, 11, 12, 32 + 9}));
@@ -329,7 +329,7 @@ TEST(Compound, AgreesWithTheReferenceOnDamagedFiles) {
         Medium medium(sectorSizes[noise.Below(std::size(sectorSizes))]);
         medium.Put(static_cast<std::int64_t>(noise.Below(3)), RandomFile(noise));
         if (noise.Below(4) == 0) {
-            // One inside or behind the other.
+            // One inside or after the other.
             medium.Put(static_cast<std::int64_t>(noise.Below(static_cast<std::uint64_t>(medium.SectorCount()))),
                        RandomFile(noise));
         }
@@ -345,7 +345,7 @@ TEST(Compound, AgreesWithTheReferenceOnDamagedFiles) {
     }
 }
 
-// A directory whose chain runs in circles adds its entries again and again, up to a bound that nobody could walk to.
+// A directory whose chain loops adds its entries again and again, up to a bound that no walk could reach.
 TEST(Compound, CountsTheLapsOfALoopingDirectory) {
     for (const std::uint32_t declared : {1U, 2U, 61U, 0x01000000U, 0x01FFFFFFU, 0x02000001U}) {
         // Sectors of two entries, one with a stream, and one.
@@ -367,8 +367,8 @@ std::int64_t BytesRequested(const Medium& medium) {
                            });
 }
 
-// Headers that declare more than any medium holds. `chain` is what every word of the medium behind the header's sector
-// says, plus the word's place where it shall not lead in circles.
+// Headers that declare more than any medium holds. `step` makes the words of the medium differ from place to place, so
+// that chains do not loop; 0 makes all words equal.
 struct Hostile {
     const char* name;
     std::uint32_t sectorShift;
@@ -402,7 +402,8 @@ TEST(Compound, WorkOnHostileHeadersIsBounded) {
                 medium.Put(sector, ByteSpan(header.bytes).first(512));
             }
             Scan(medium);
-            // For a candidate; and for many, what they share, what the medium adds to it, and what each has.
+            // The bound for one candidate; for many, the shared budget, what the medium refills, and each candidate's
+            // sure bytes.
             constexpr std::int64_t slack = std::int64_t{64} << 10;
             const std::int64_t bound =
                 everywhere ? Budget::MostBytes + sectors * (512 * Budget::RefillFactor + Budget::SureBytes + slack)

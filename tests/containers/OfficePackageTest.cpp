@@ -14,7 +14,7 @@ namespace {
 using namespace test;
 using FindsByKind = std::map<std::int32_t, Finds>;
 
-// A file of `size` bytes, zeros behind the medium.
+// A file of `size` bytes, with zeros after the medium's end.
 class ReferenceFile {
 public:
     ReferenceFile(const Medium& medium, std::int64_t start) : data_(medium.Data()), at_(start) {}
@@ -35,7 +35,7 @@ private:
     std::int64_t at_;
 };
 
-// The walk as it is told, without memory: adds to `finds` what begins at `start`.
+// The walk written out plainly, without memory: adds to `finds` what begins at `start`.
 void ReferenceWalk(const Medium& medium, std::int64_t sector, FindsByKind& finds) {
     const std::int64_t start = sector * medium.SectorSize();
     ReferenceFile file(medium, start);
@@ -98,8 +98,8 @@ void ReferenceWalk(const Medium& medium, std::int64_t sector, FindsByKind& finds
     }
 }
 
-// Records behind one another, many of them beginning sectors; some local headers jump to a later record, near or far,
-// so that walks meet and part from the order of the medium.
+// Records in a row, many of which begin sectors; some local headers jump to a later record, near or far, so that walks
+// meet and depart from the order of the medium.
 Medium DenseMedium(Noise& noise) {
     const auto size = 51 + noise.Below(550);
     const std::size_t bytes = noise.Below(2) == 0 ? 3000 + noise.Below(30000) : 200000 + noise.Below(100000);

@@ -49,7 +49,7 @@ const std::vector<NameCase>& Names() {
     return names;
 }
 
-// The rule for one sector as it is told, byte by byte: the end's offset or -1.
+// The rule for one sector written out plainly, byte by byte: the end's offset or -1.
 std::int64_t ReferenceClassify(const std::uint8_t* sector, std::size_t n, std::int32_t& kind) {
     constexpr std::uint8_t mark[] = {'P', 'K', 5, 6, 0, 0, 0, 0};
     for (std::size_t i = 0; i < n; ++i) {
@@ -231,7 +231,7 @@ TEST(Zip, EndsAtTheFirstWholeMarkThatNamesDiskZero) {
         Claims claims;
     } const cases[] = {{300, "", {{FileTypeIndex::Zip, {0, 322}}}},
                        {512 - 9, "", {{FileTypeIndex::Zip, {0, 512 + 13}}}},
-                       // One byte too late for this sector, and behind its end for the next.
+                       // Ends one byte too late for this sector; and lies past this sector's end for the next case.
                        {512 - 8, "", {{FileTypeIndex::Zip, WholePackage}}},
                        // Not in the sector of the deciding name.
                        {300, manifest, {{FileTypeIndex::Jar, WholePackage}}},

@@ -60,7 +60,7 @@ TEST(Access, ZeroPagesCountBetweenPagesOfAFileThatOutgrewItsMap) {
     EXPECT_EQ(SizeFound(71, Join({file, Zeros(2048)})), 100 * 2048);
     file[2 * 2048 - 8] = 0x80;  // Page 7 is free, the last one of the map still in use.
     EXPECT_EQ(SizeFound(71, file), 100 * 2048);
-    // The page that the map ends with may be zeros, one without a map may not.
+    // The last page that the map covers may be zeros; without a map it may not.
     file = JetFile({.pages = 15, .lastUsed = 14});
     std::fill_n(file.begin() + 14 * 2048, 2048, std::uint8_t{0});
     EXPECT_EQ(SizeFound(71, file), 15 * 2048);
@@ -75,7 +75,7 @@ TEST(Access, MapsOfPagesFarAwayAreNotFollowed) {
     PutNumber(file, 2 * 2048 - 12, 0xFFFFFFF0, 4);  // The map's first page.
     EXPECT_EQ(SizeFound(71, file), 0);
     file = JetFile({.pages = 12, .lastUsed = 11, .inlineBits = 0});
-    file[5 * 2048] = 4;  // The page of bits is none: the file has no map.
+    file[5 * 2048] = 4;  // This is no longer a page of bits: the file has no map.
     EXPECT_EQ(SizeFound(71, file), 12 * 2048);
 }
 

@@ -11,7 +11,7 @@ using namespace test;
 constexpr std::int32_t Txt = FileTypeIndex::Text;
 constexpr std::int64_t Cap = 0x10000;
 
-// The rule byte by byte.
+// The rule, byte by byte.
 std::vector<Found> ReferenceText(const Medium& medium, std::int64_t maxSize) {
     std::vector<Found> finds;
     const auto isText = [](std::uint8_t b) {

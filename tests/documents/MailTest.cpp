@@ -158,7 +158,7 @@ TEST(Message, EndsAtTheMarkerThatItsHeaderNames) {
     const auto expect = [&cases](const char* what, const std::string& file, std::int64_t size, std::int64_t cap = 0) {
         cases.push_back({what, BytesOf(file), size, cap});
     };
-    // In the header's own view a message ends in front of the marker, in a later one behind it.
+    // In the view of the header itself a message ends before the marker, in a later one after it.
     expect("text", upTo(html, 300) + "</html>", 300);
     expect("text in the next sector", upTo(html, 600) + "</html>", 607);
     expect("over two sectors", upTo(html, 509) + "</html>", 509);
@@ -188,7 +188,7 @@ TEST(Message, EndsAtTheMarkerThatItsHeaderNames) {
     ExpectFiles(Eml, cases);
 }
 
-// Beyond what is remembered of the bytes ahead, or never.
+// The marker is farther ahead than what is remembered, or never comes.
 TEST(Message, IsFoundAloneAndAmongOthersWhereItsMarkerIsFarAhead) {
     Noise noise(35);
     constexpr std::int64_t sectors = 24 * 2048;

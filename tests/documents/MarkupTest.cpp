@@ -28,7 +28,7 @@ std::string Wide(const std::string& text, bool isBigEndian) {
     return wide;
 }
 
-// What is found of a file and of the bytes behind it.
+// The finds in a file and in what follows it.
 Finds FindsIn(std::int32_t type, const std::string& bytes) {
     Medium medium;
     medium.Put(2, bytes);

@@ -16,7 +16,7 @@ constexpr std::int32_t Drawing = 102;
 constexpr std::int32_t Paper = 105;
 constexpr std::int64_t None = 0;
 
-// A file in front of the end of a medium that ends in zeros or in noise, and the size found.
+// A file before the end of a medium that ends in zeros or in noise, and the size found.
 struct Case {
     const char* name;
     std::int32_t type;
@@ -35,7 +35,7 @@ TEST_P(OfficePapers, AreFoundWithTheirSizes) {
     EXPECT_EQ(Scan(GetParam().type, medium, 7), expected);
 }
 
-// As the service writes it.
+// Padded as the service writes it.
 Bytes PaddedPackage() { return Join({OnePackage(), Zeros(700)}); }
 
 Bytes At(const Bytes& file, std::size_t offset, std::uint64_t value, std::size_t width = 2,
@@ -71,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"one version for several languages", Project, At(QuarkProject(Endian::Little, "XP"), 8, 0x2044),
              12 * 1024},
         Case{"versions far apart", Project, At(QuarkDocument(0x3C, Endian::Little, ""), 10, 0x41), None},
-        // Broken behind the big block, which covers 10, and behind block 15 and 16.
+        // The chain breaks after the big block, which reaches to block 10, and after blocks 15 and 16.
         Case{"broken early", Project, At(QuarkDocument(0x3F, Endian::Little, ""), 10 * 256 - 4, 0x7FFFFFFF, 4), None},
         Case{"broken in front of enough blocks", Project,
              At(QuarkDocument(0x3F, Endian::Little, ""), 15 * 256 - 4, 0x7FFFFFFF, 4), None},
@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"unknown platform", Drawing, At(SmartDrawing(), 18, 21), None},
                     Case{"short version", Drawing, At(SmartDrawing(), 10, 13, 4), None}));
 
-// Foreign bytes behind a document of whole sectors: the noise begins with a sector.
+// Foreign bytes after a document of whole sectors: the noise begins at a sector start.
 Bytes FollowedBy(const Bytes& paper, std::size_t zeros, const Bytes& other) {
     return Join({paper, Bytes((1024 - zeros) - paper.size(), 'z'), Zeros(zeros), other});
 }

@@ -16,13 +16,13 @@ constexpr std::int64_t FileSector = 2;
 
 std::string Fill(std::size_t count) { return std::string(count, 'x'); }
 
-/// A section and the end mark that leads to it, or `shift` bytes behind it.
+/// A section and the end mark that leads to it, or `shift` bytes past it.
 std::string EndOf(const std::string& file, std::int64_t shift = 0) {
     return "xref\n0 0\ntrailer<<>>\nstartxref\n" + std::to_string(static_cast<std::int64_t>(file.size()) + shift) +
            "\n%%EOF";
 }
 
-/// The file and such an end, grown by `between` in front of it.
+/// The file, grown by `between`, and such an end.
 std::string Ended(const std::string& file, const std::string& between = Fill(300), std::int64_t shift = 0) {
     return file + between + EndOf(file + between, shift);
 }
@@ -40,9 +40,9 @@ std::string Padded(std::string file) {
 struct Case {
     const char* name;
     std::string medium;
-    /// What part of the medium is the file; nothing is found if empty.
+    /// The part of the medium that is the file; empty if nothing is found.
     std::string file;
-    /// What is found of the type behind it.
+    /// The finds of the type after it.
     Finds others = {};
 };
 
@@ -160,7 +160,7 @@ TEST(Illustrator, EndsAsItsShapeDoes) {
     }
 }
 
-// What its own type would cut is whole only as a document. The file of another drawing ends before that.
+// A drawing that its own type would cut is whole only as a document. The finds of the drawing type end at its cap.
 TEST(Illustrator, LongDrawingsAreDocumentsToo) {
     constexpr std::size_t cap = 0xA00000;
     const std::string longest =
@@ -175,7 +175,8 @@ TEST(Illustrator, LongDrawingsAreDocumentsToo) {
     }
 }
 
-// An object now and then tells that a file goes on; without, a damaged one would be followed over the whole medium.
+// An object every now and then shows that a file goes on; otherwise a damaged one would be followed over the whole
+// medium.
 TEST(Pdf, GoesOnAsLongAsObjectsEnd) {
     constexpr std::int64_t MiB = 0x100000;
     constexpr std::int64_t end = 254 * MiB;
@@ -193,7 +194,7 @@ TEST(Pdf, GoesOnAsLongAsObjectsEnd) {
 TEST(Pdf, SeesWhatStraddlesTwoReads) {
     for (std::size_t in = 1; in < 20; ++in) {
         const std::string start = Head + Fill(FileWindow::PieceBytes - in - Head.size());
-        // The key's own start, and the end mark's, stand `in` bytes in front of the border.
+        // The key, and then the end mark, begins `in` bytes before the border.
         const std::string drawing = Ended(start + "/AIPDFPrivateData1 4 0 R");
         const std::size_t behind = EndOf(Head + Fill(10000)).size() - 5;
         const std::string document = Ended(Head, Fill(FileWindow::PieceBytes - in - behind - Head.size()));

@@ -4,7 +4,7 @@
 
 #include "tests/host/workers/TestKinds.h"
 
-// libewf keeps the chunks of an image whose segments were cut.
+// libewf leaks the chunks of an image with truncated segments.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libewf_"; }
 
 // The tests' workers are processes of the tests' own program.

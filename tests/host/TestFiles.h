@@ -33,14 +33,14 @@ void WriteFile(const std::filesystem::path& path, const std::string& text);
 /// One of the files in samples/fixtures.
 Bytes Fixture(const std::string& name);
 
-/// The JSON values of a file's lines; fails the test for a line that is none.
+/// The JSON values of a file's lines; fails the test for a line that is not JSON.
 std::vector<nlohmann::json> ReadLines(const std::filesystem::path& path);
 
 /// `count` bytes that differ from place to place in the same way on every machine.
 Bytes Pattern(std::size_t count, std::uint32_t seed = 1);
 
-/// A device in memory on which some bytes cannot be read and some are holes. Like the system, it reads whole pages,
-/// past which a sector can be read alone.
+/// A device in memory on which some bytes cannot be read and some are holes. `ReadAt` reads whole pages, as the system
+/// does, and `ReadAgain` single sectors.
 class FakeDevice : public MediumSource {
 public:
     explicit FakeDevice(Bytes bytes) : bytes_(std::move(bytes)) {}
@@ -50,14 +50,14 @@ public:
     std::size_t ReadAgain(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override;
     ByteRange NextData(std::int64_t offset) override;
 
-    /// No read delivers a byte of [from, to), both in bytes.
+    /// Makes every read of a byte in [from, to) fail; both in bytes.
     void Break(std::int64_t from, std::int64_t to) { broken_.emplace_back(from, to); }
-    /// The same bytes are zeros, which the device knows.
+    /// Makes these bytes zeros, and the device knows that they are.
     void Punch(std::int64_t from, std::int64_t to) { holes_.emplace_back(from, to); }
 
     std::int32_t sectorSize = 512;
     std::int64_t reads = 0;
-    /// Reads that met a broken byte. Each takes a dying disk milliseconds or seconds.
+    /// Reads that met a broken byte. On a dying disk each takes milliseconds or seconds.
     std::int64_t failures = 0;
 
 private:
@@ -74,11 +74,11 @@ struct ProgramRun {
     std::string output;
     std::string errors;
 };
-/// Runs the program with the given words through the shell, `prefix` in front of it.
+/// Runs the program with these arguments through the shell, with `prefix` before the command.
 ProgramRun RunProgram(const std::string& arguments, const std::string& prefix = "");
 
-/// The exit status of a shell's command that is run in the folder while the program shows the files of `from` as its
-/// folder `seen`; 0 where the system has no FUSE.
+/// The exit status of a shell command that runs in the folder while the program shows the files of `from` as its
+/// subfolder `seen`; 0 where the system has no FUSE.
 int WhileMounted(const TempFolder& folder, const std::string& from, const std::string& command);
 
 }  // namespace salvor::test

@@ -71,7 +71,7 @@ TEST(Drawings, DwgEndsWithItsFurthestPartOrSaysWhere) {
         {"size field differs", FileTypeIndex::Dwg, Patched(compressed, 0x80 + (32 + 1) % 239 * 3, {9}), 0},
         {"compressed data too short", FileTypeIndex::Dwg, Patched(compressed, 0x80 + 24 * 3, {5}), 0},
     });
-    // Stored: the numbers stand behind the length as they are, every third byte.
+    // Stored: the numbers follow the length uncompressed, in every third byte.
     Bytes stored = Patched(compressed, 0x80, Zeros(717));
     const auto putStored = [&stored](std::size_t offset, const Bytes& value) {
         for (std::size_t i = 0; i < value.size(); ++i) {
@@ -191,7 +191,7 @@ TEST(Drawings, CrwEndsBehindTheDirectoryThatKnowsItsPlace) {
     Medium medium(17);
     medium.Put(0, small).Grow(5000);
     EXPECT_EQ(Scan(FileTypeIndex::Crw, medium), (std::vector<Found>{{0, 512}}));
-    // The block is all that can be read.
+    // Nothing but the block can be read.
     Medium alone;
     alone.Put(0, CrwFile(5000));
     SectorBlock block = BlockOf(alone);

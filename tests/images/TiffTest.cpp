@@ -30,7 +30,7 @@ Bytes TiffOf(const Fields& fields, bool bigEndian = false) {
     return builder.File();
 }
 
-// Overwrites a file at an offset, behind zeros if it does not reach there.
+// Overwrites a file at an offset, padding it with zeros if it is shorter.
 Bytes With(Bytes file, std::size_t offset, const std::string& text) {
     file.resize(std::max(file.size(), offset + text.size()));
     std::ranges::copy(text, file.begin() + static_cast<std::ptrdiff_t>(offset));
@@ -95,7 +95,7 @@ TEST(Tiff, ASizeIsTheEndOfTheStripByTheLastLongNumbers) {
                  {{{273, Long, {0x7FFFFFFF}}, {279, Long, {1}}}, -0x80000000LL},
                  {{{273, Long, {0x0C800000}}, {279, Long, {1}}}, 0x0C800000}};
     for (const auto& tested : cases) {
-        // Fields that a directory does not have keep what they had in the case before.
+        // Fields that a directory lacks keep their value from the case before.
         EXPECT_EQ(SizeOf(Tif, TiffOf(tested.fields)), tested.size) << "case " << &tested - cases;
     }
     EXPECT_EQ(ScanFile(Tif, TiffOf(cases[0].fields), 512, 10), (Finds{{3, 1008}}))
@@ -128,7 +128,7 @@ TEST(Tiff, KindsAreToldByTagAndTexts) {
                 << "case " << &tested - cases << ", type " << index;
         }
     }
-    // The mark of another raw is found by none, before any text.
+    // No type takes a file with the mark of another raw, before any text is looked at.
     TiffBuilder cr2(false, BytesOf("CR\2\0"s));
     cr2.AppendDirectory(plain);
     EXPECT_EQ(SizeOf(Tif, cr2.File()), std::nullopt);

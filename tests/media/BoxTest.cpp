@@ -147,7 +147,7 @@ TEST(Boxes, AudioIsFourBoxesThatAreNotWalked) {
         FileMedium medium(Join({Start("M4A "), tested.boxes}));
         EXPECT_EQ(Scan(M4a, medium, 0, 700), tested.finds) << tested.what;
     }
-    // A file that is not measured has the size of the one before in the same block.
+    // A file whose end is not found is reported with the size of the previous one in the same block.
     FileMedium medium(Join({Start("M4A "), Box(500, "moov")}));
     medium.Put(4, Join({Start("M4A "), Box(100, "moov")})).Put(6, Join({Start("M4A "), Box(100, "skip")}));
     EXPECT_EQ(Scan(M4a, medium), (Finds{{1, 516}, {4, 516}}));
@@ -157,7 +157,7 @@ TEST(Boxes, AudioIsFourBoxesThatAreNotWalked) {
 TEST(Boxes, AHeaderThatCannotBeReadIsTheOneBefore) {
     // Only reads up to the end of a sector need no cache, which a sector of 64 KiB does not fit.
     constexpr std::int32_t sectorSize = 65536;
-    // In steps of 1000 bytes to the first place at or behind the limit.
+    // In steps of 1000 bytes to the first place at or after the limit.
     constexpr std::int64_t steps = (5 * sectorSize + 8 + 999) / 1000;
     for (const auto& [index, brand, size] :
          {std::tuple{Mov, "qt  ", sectorSize - 8 + steps * 1000}, {Mp4, "isom", std::int64_t{6} * sectorSize}}) {

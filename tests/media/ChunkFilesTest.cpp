@@ -35,8 +35,8 @@ Bytes Header(std::int32_t index, std::uint32_t count) {
                         : Join({BytesOf(".RMF\0\0\0\x12\0\0\0\0\0\0"s), Big(count, 4)});
 }
 
-// Long chains of small chunks. Now and then one covers a sector start where a file begins whose own chain joins the
-// long one behind it, or ends with it. `files` of 16 chunks do, `breaks` of 4096 are no chunks.
+// Long chains of small chunks. Now and then a chunk covers a sector start where a file begins whose own chain joins the
+// long one, or ends with it. Of 16 chunks, `files` cover a file; of 4096, `breaks` are not chunks.
 Bytes Chains(std::int32_t index, std::int64_t sectors, std::uint64_t files, std::uint64_t breaks, Noise& noise) {
     Bytes medium(static_cast<std::size_t>(sectors) * 512);
     const auto put = [&](std::size_t place, Bytes bytes) {

@@ -69,8 +69,8 @@ TEST(FlashVideo, AKeyAcrossTwoOfThePiecesReadIsSeen) {
     }
 }
 
-// The reader cannot read a part of such a sector: what the tag leaves of its last one is not seen, nor is the next
-// block.
+// The reader cannot read part of such a sector, so neither the partly used last sector of a tag nor the next block is
+// searched.
 TEST(FlashVideo, SectorsLargerThanAPieceAreSearched) {
     constexpr std::size_t sectorSize = 40960;
     const auto scan = [](std::size_t tagBytes, std::size_t key, std::int64_t blockSectors) {

@@ -51,20 +51,20 @@ TEST(Mts, NeedsAProgramTableAnd18800Bytes) {
 }
 
 TEST(Mts, SectorsOfTheLastReportAreRefusedUntilReset) {
-    // Packets begin at the start of every 47th sector, and 4 bytes behind that of others.
+    // Packets begin at the start of every 47th sector, and 4 bytes into some others.
     const Bytes stream = Packets(400, 188, 399);
     Medium medium;
     medium.Put(0, stream).Put(147, stream);
     EXPECT_EQ(Scan(Mts, medium), (Finds{{0, 75200}, {147, 75200}}));
-    // The cap moves the end of what is refused: each later grid point is a stream of its own.
+    // The cap moves the end of the refused range: each later grid point is a stream of its own.
     EXPECT_EQ(Scan(Mts, medium, 0, 24064 + 1), (Finds{{0, 24065}, {76, 24065}, {147, 24065}, {223, 24065}}));
     EXPECT_EQ(Scan(Mts, medium, 7, 24064),
               (Finds{{0, 24064}, {47, 24064}, {94, 24064}, {147, 24064}, {194, 24064}, {241, 24064}}));
-    // Behind the table of the one packet, there is none.
+    // After the only packet with a table, there is none.
     medium.Put(0, Packets(400, 188, 0)).Put(147, Zeros(75200));
     EXPECT_EQ(Scan(Mts, medium, 7, 24064), (Finds{{0, 24064}}));
     medium.Put(0, stream);
-    // A start of 0 refuses nothing; another object and a reset one know of no report.
+    // A start of 0 refuses nothing; another object, or one that was reset, has no last report.
     SectorBlock block = BlockOf(medium, 0, 147);
     block.firstSector = 0;
     medium.streamShift = -Medium::StreamStart;

@@ -18,7 +18,7 @@ constexpr std::int64_t ChainLimit = 0x2000000000;
 Bytes Riff(std::uint32_t size, const char* type) { return Join({BytesOf("RIFF"), Little(size), BytesOf(type)}); }
 Bytes Form(std::uint32_t size) { return Join({BytesOf("FORM"), Big(size), BytesOf("AIFFCOMM")}); }
 Bytes Film(std::int64_t size) { return Riff(static_cast<std::uint32_t>(size - 8), "AVI LIST"); }
-// `size` with the 8 bytes in front; may be negative.
+// `size` includes the header of 8 bytes; may be negative.
 Bytes Extension(std::int64_t size) { return Riff(static_cast<std::uint32_t>(size - 8), "AVIXLIST"); }
 
 TEST(Riff, SizesAreTakenAsEachTypeDoes) {
@@ -135,7 +135,7 @@ TEST(Avi, ChainsThatLeadBack) {
         }
         EXPECT_EQ(medium.ScanStart(Avi), tested.size == 0 ? Finds{} : (Finds{{0, tested.size}})) << tested.what;
     }
-    // A sector that does not fit the reader's cache: the read would be tried for ever.
+    // A sector larger than the reader's cache: the read would be retried forever.
     SparseMedium unreadable(MiB, 65536);
     unreadable.Put(0, Film(4096));
     EXPECT_EQ(unreadable.ScanStart(Avi), Finds{});

@@ -26,7 +26,7 @@ function recoverCard() {
   copyFileSync(join(SALVOR_SAMPLES, 'card.img'), join(SALVOR_WORK, 'card.img'));
   const folder = join(SALVOR_WORK, 'card');
   salvor('recover', join(SALVOR_WORK, 'card.img'), '--out', folder, '--quiet');
-  // Pictures of the page for people do not tell where it was tested.
+  // The pictures for the documentation must not show where they were taken.
   const report = readFileSync(join(folder, 'report.jsonl'), 'utf8').replaceAll(SALVOR_WORK, '/home/kim');
   writeFileSync(join(folder, 'report.jsonl'), report);
   salvor('report', folder);
@@ -173,10 +173,10 @@ test('names, texts and files from the medium run nothing and lead nowhere', asyn
   assert.deepEqual(links.slice(1).map((link) => link.replace(/^file:.*\/hostile\//, '').slice(0, 20)),
     ['', '', '', 'jpg/f0000000001.jpg', 'png/f0000000001.png', 'mp4/f0000000001.mp4', '', '', 'javascript%3Aalert(5', '', '',
       'jpg/%C3%A9%C3%A9%C3%', 'jpg/a%3Fb%23c%252F.j', 'jpg/%3C/script%3E%3C']);
-  // The browser's own players ask for pictures of theirs.
+  // The browser's own players load pictures of their own.
   const files = asked.filter((url) => !url.startsWith('data:'));
   assert.ok(files.every((url) => url.startsWith(`${here}/`) && /\/(jpg|png|mp4|javascript%3A)/.test(url)), files.join('\n'));
-  // The policy holds even if something should get through.
+  // The policy holds even if something gets through.
   await page.evaluate(() => {
     document.body.append(Object.assign(document.createElement('script'), { textContent: 'alert(6)' }));
     document.body.insertAdjacentHTML('beforeend', '<img src=x onerror="alert(7)">');

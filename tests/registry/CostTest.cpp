@@ -24,7 +24,7 @@ Bytes Repeated(const Bytes& part) {
     return bytes;
 }
 
-// In sizes of the medium.
+// In multiples of the medium's size.
 std::int64_t TimesRead(std::int32_t index, const Bytes& bytes) {
     Medium medium(512, bytes);
     Scan(index, medium, 64);
@@ -34,10 +34,10 @@ std::int64_t TimesRead(std::int32_t index, const Bytes& bytes) {
     return sectors / medium.SectorCount();
 }
 
-// Three of the reader's caches for each candidate, on media with one in every sector, in every other one, in every
+// At most three of the reader's caches for each candidate, on media with one in every sector, in every second, in every
 // fifth.
 TEST(HostileMedia, OfAFilesFirstSectorsAreReadAFewTimes) {
-    // As often as these are read, they still are linear in the medium: the budget bounds them.
+    // These are read more often, but still in linear time: the budget bounds them.
     const std::set<std::string> bounded{"animated.gif", "release10.binary.dxf", "release14.binary.dxf", "smartdraw"};
     for (const Fixture& fixture : Fixtures()) {
         Bytes file = fixture.bytes;
@@ -88,7 +88,7 @@ TEST(HostileMedia, OfStreamsThatNeverEndAreReadOnce) {
         {"messages without end", Eml, Sector("Received:\r\nContent-Type: text/")},
     };
     for (const auto& tested : cases) {
-        // A reader's cache for each candidate.
+        // One reader's cache for each candidate.
         EXPECT_LE(TimesRead(tested.index, Repeated(tested.part)), 2 * 64) << tested.what;
     }
 }

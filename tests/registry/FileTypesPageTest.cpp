@@ -58,7 +58,7 @@ void WriteTitle(std::ostream& page, std::int32_t index) {
     page << "): " << FileTypeNotesOf[index].found;
 }
 
-// Types of a group that share what is to say of their ends stand together.
+// Types of a group with the same text about their ends share a paragraph.
 void WriteGroup(std::ostream& page, std::size_t group) {
     page << "\n## " << FileTypeGroupNames[group] << "\n";
     std::vector<TypeIndices> paragraphs;

@@ -13,8 +13,8 @@ namespace {
 
 using namespace test;
 
-// Without the text files that happen to begin where a file of another type does, or in it, and in one order: types over
-// an engine report the files of a block kind by kind.
+// Drops text files that happen to begin at or inside a file of another type, and sorts: types over an engine report a
+// block's files kind by kind.
 Claims WithoutChanceText(Claims claims, const Claims& expected) {
     std::ranges::stable_sort(claims, {},
                              [](const Claim& claim) { return std::pair(claim.index, claim.found.startSector); });
@@ -57,7 +57,7 @@ TEST_P(FixtureTest, IsReportedWithItsSizeByItsTypesAloneAtEveryBlockSplit) {
     }
 }
 
-// Such a block may carry the number of the next one's first sector.
+// A block without sectors may carry the number of the next one's first sector.
 TEST_P(FixtureTest, BlocksWithoutSectorsChangeNothing) {
     Medium medium(512, FixtureMedium(file));
     const Blocks blocks = EvenBlocks(medium, 16);
@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Files, FixtureTest, testing::ValuesIn(Fixtures()), [](c
     return name;
 });
 
-// All fixtures behind one another: the scanners of all types meet all formats, and blocks end anywhere in them.
+// All fixtures in a row: the scanners of all types meet all formats, and blocks end anywhere in them.
 TEST(BlockCut, WhereBlocksEndChangesNothing) {
     Bytes bytes;
     Claims expected;
@@ -108,7 +108,8 @@ TEST(BlockCut, WhereBlocksEndChangesNothing) {
         for (const std::int32_t index : fixture.types) {
             expected.push_back({index, {sector, fixture.SizeReportedBy(index)}});
         }
-        // The one that counts a time stamp twice reaches into the next sector, where no stream would be found.
+        // The type that counts a time stamp twice reaches into the next sector, where another stream would not be
+        // found.
         bytes = Join({bytes, file, Zeros(1024 - file.size() % 512)});
     }
     std::ranges::stable_sort(expected, {}, &Claim::index);

@@ -41,7 +41,7 @@ TEST(Registry, CreatesAScannerOfEveryTypeThatAnswersAsItsCatalogueRowSays) {
     }
 }
 
-// What is easily taken for a mistake; hosts show and store it.
+// Texts that look like mistakes; hosts show and store them.
 TEST(Registry, KeepsTheOddTextsOfTheCatalogue) {
     EXPECT_STREQ(FileTypeCatalog[FileTypeIndex::Vob].name, "VOB file ");
     EXPECT_STREQ(FileTypeCatalog[FileTypeIndex::Eml].name, FileTypeCatalog[FileTypeIndex::Msg].name);

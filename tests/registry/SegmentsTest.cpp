@@ -35,7 +35,7 @@ class NewScanners {
 public:
     NewScanners(Medium& medium, const ScanGrid& grid, const std::vector<std::int32_t>& types, std::int64_t firstBlock)
         : medium_(medium), grid_(grid) {
-        // What outlives a scan: the last file, which a far stream leaves behind, and what two engines keep.
+        // State that outlives a scan: the last file, which a distant stream does not touch, and what two engines keep.
         static std::int64_t shift = 0;
         shift += std::int64_t{1} << 32;
         shift_ = shift;
@@ -47,7 +47,7 @@ public:
         }
     }
 
-    /// All that still go on scan a block.
+    /// Lets every scanner that still goes on scan a block.
     void ScanBlock(std::int64_t number) {
         const std::int64_t first = number * grid_.blockSectors;
         medium_.streamShift = shift_;
@@ -117,7 +117,7 @@ private:
     std::vector<TypePtr> ended_;
 };
 
-// How often scanners were at rest at a segment's end, and how many scans were needed again.
+// How often scanners were at rest at a segment's end, and how many scans had to be repeated.
 struct Tally {
     std::size_t ends = 0;
     std::size_t rests = 0;

@@ -5,7 +5,7 @@
 #include "tests/support/CrowdedMedia.h"
 #include "tests/support/Registry.h"
 
-// A host passes over zeros that it knows of without a look: scanners that are at rest would say nothing of them.
+// A host skips areas known to be zeros: scanners at rest would report nothing in them.
 
 namespace {
 

@@ -6,7 +6,7 @@ set(temp "$ENV{TMPDIR}")
 if(NOT temp)
     set(temp /tmp)
 endif()
-# One folder a build, so that an aborted run leaves nothing behind for good.
+# A folder for each build, so that what an aborted run leaves is cleaned up by the next.
 string(MD5 id "${BUILD_DIR}")
 set(work "${temp}/rawfiletypes-sdk-${id}")
 file(REMOVE_RECURSE "${work}")

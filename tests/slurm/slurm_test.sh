@@ -33,7 +33,7 @@ chmod 600 "$dir/munge.key"
 munged --force --key-file="$dir/munge.key" --socket="$dir/munge.socket" --log-file="$dir/log/munged" \
     --pid-file="$dir/munged.pid" --seed-file="$dir/munge.seed" --num-threads=1
 node=$(hostname -s)
-# Above the ports that the system gives out by itself.
+# Above the ports that the system assigns by itself.
 port=$((61000 + $$ % 4000))
 cat >"$dir/slurm.conf" <<END
 ClusterName=test
@@ -85,7 +85,8 @@ if [[ $state != JobState=COMPLETED ]]; then
     exit 1
 fi
 
-# All files are the same, and so are finds, outcomes and report but for times, paths and what was found out by the way.
+# All files are equal, and so are finds, outcomes and report except for times, paths and the findings noted along the
+# way.
 plain() {
     grep -v '"record":"\(finding\|header\|progress\)"' "$1" |
         sed -E "s#$dir/(alone|cluster)##g; s/\"(seconds|bytes_per_second)\":[0-9.e+-]+/\"\1\":0/g"

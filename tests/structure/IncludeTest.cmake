@@ -13,15 +13,16 @@ foreach(family IN ITEMS containers media images documents)
     set(uses_${family} "${uses_formats}|formats")
 endforeach()
 set(uses_frame/registry "${uses_containers}|${families}")
-# The program's rooms may include each other, but nobody the commands; of the library they know the contract, bytes and
-# formats. Planning is pure: it sees no medium and no file. The platform room knows nobody, and nobody else knows the
-# system. Validators know a file's bytes and the system of neither the scan nor the run around them.
+# The program's rooms may include each other, but none may include the commands; of the library they know the contract,
+# bytes and formats. Planning is pure: it sees no medium and no file. The platform room includes no other room, and no
+# other room includes system headers. Validators know a file's bytes, and neither the system nor the scan nor the run
+# around them.
 set(host_rooms "host/say|host/medium|host/scan|host/validate|host/validators|host/plan|host/files|host/report")
 set(host_rooms "${host_rooms}|host/workers|host/mount|host/volumes|host/platform|host/validators/text")
 set(uses_host "${host_rooms}|frame/contract|frame/bytes|formats")
 set(uses_host/plan "host/scan|host/validate|host/validators|host/say|frame/contract")
 set(uses_host/platform "")
-# What pictures say of themselves is a part of the plan and of the report.
+# Details of pictures are part of the plan and of the report.
 set(host_rooms "${host_rooms}|host/details")
 set(uses_host "${uses_host}|host/details")
 set(uses_host/details "${uses_host}|host/validators/containers")

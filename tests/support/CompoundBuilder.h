@@ -21,7 +21,7 @@ struct CompoundKind {
     Names allOf;
     std::vector<std::int32_t> types;
 };
-/// In the order in which they are tried.
+/// In the order in which the rules are tried.
 const std::vector<CompoundKind>& CompoundKinds();
 
 struct CompoundEntry {
@@ -50,7 +50,7 @@ public:
     explicit CompoundFile(const CompoundPlan& plan);
 
     Bytes bytes;
-    /// Offsets of the directory's sectors, of the words of the FAT and of those of the DIFAT behind the header.
+    /// Offsets of the directory's sectors, of the words of the FAT and of the DIFAT's words after the header.
     std::vector<std::size_t> directory;
     std::vector<std::size_t> fat;
     std::vector<std::size_t> difat;
@@ -70,7 +70,7 @@ CompoundPlan PlanWith(std::initializer_list<Names> streams);
 /// An ordinary file of a kind, by its number.
 Bytes CompoundFileOf(std::int32_t kind);
 
-/// The rules of the compound types written down plainly, on a file that ends in zeros without end: its kind and its
+/// The rules of the compound types written out plainly, for a file that is followed by endless zeros: its kind and its
 /// estimated size.
 struct CompoundVerdict {
     std::int32_t kind;

@@ -122,7 +122,7 @@ private:
         return good;
     }
 
-    // Reads on behind the name field where no zero ends it, as far as the entry goes.
+    // Reads past the name field if no zero ends the name, up to the entry's end.
     static bool IsNamed(const Bytes& entry, const std::string& name) {
         std::string units;
         for (std::size_t at = 0; at + 2 <= entry.size(); at += 2) {

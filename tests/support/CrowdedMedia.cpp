@@ -124,7 +124,7 @@ Bytes MarkupMedium(Noise& noise, std::size_t size) {
     const std::string pieces[] = {"<a>",       "<a>",  "<b>",   "<b x=\"1\">", "</b>",         "</a>",
                                   "</a>",      "<b/>", "<a/>",  "<a y='>'>",   "<!-- <a> -->", "<![CDATA[",
                                   "]]> text ", "<ab>", "<?x?>", "\"",          "<!a>",         "\r\n"};
-    // With few of them, documents are long.
+    // With few end tags, documents are long.
     const std::uint64_t ends = noise.Below(2);
     std::string text;
     while (text.size() < size) {

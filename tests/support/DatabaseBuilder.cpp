@@ -10,7 +10,7 @@ namespace test {
 
 namespace {
 
-// Sets the bits of the free ones.
+// Sets the bits of the free pages.
 void MarkFree(Bytes& bytes, std::size_t bitmap, std::size_t first, std::size_t end) {
     for (std::size_t bit = first; bit < end; ++bit) {
         bytes.at(bitmap + bit / 8) |= static_cast<std::uint8_t>(1U << (bit % 8));
@@ -35,7 +35,7 @@ void SetDataFilePage(Bytes& page, std::uint8_t type, std::uint32_t number, std::
     PutNumber(page, 36, fileId, 2);
 }
 
-// The first page, with the columns of the file header that are of use.
+// The first page, with only the columns of the file header that are read.
 Bytes FileHeaderPage(const DataFilePlan& plan) {
     Bytes page = Zeros(DataFilePage);
     SetDataFilePage(page, 15, 0, plan.fileId);

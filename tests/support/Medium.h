@@ -44,7 +44,7 @@ public:
     Medium& Put(std::int64_t sector, std::string_view text) { return Put(sector, BytesOf(text)); }
     /// Grows the medium with zeros to a number of sectors.
     Medium& Grow(std::int64_t sectorCount);
-    /// These sectors cannot be read: a read delivers none of the call's bytes.
+    /// Makes these sectors unreadable: a read that touches one delivers nothing.
     Medium& Break(std::int64_t firstSector, std::int64_t sectorCount);
 
     std::int32_t SectorSize() const { return sectorSize_; }
@@ -55,7 +55,7 @@ public:
     std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override;
     std::int32_t GetGeometry(SectorGeometry* geometry) override;
 
-    /// Moves the whole medium behind `StreamStart` in the stream, in sectors.
+    /// Shifts the whole medium to later sectors of the stream, by this many.
     std::int64_t streamShift = 0;
 
     struct Request {

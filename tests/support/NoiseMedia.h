@@ -9,14 +9,14 @@
 
 namespace test {
 
-/// A medium without files. `name` is that of the kind.
+/// A medium without files. `name` is the kind's name.
 struct NoiseKind {
     const char* name;
     /// Shapes a byte from two random ones.
     std::uint8_t (*shape)(std::uint8_t a, std::uint8_t b);
     /// Whether each sector begins with the first two bytes of a file of some type.
     bool withStarts;
-    /// A text file is no bogus find then.
+    /// Whether a text file does not count as a bogus find.
     bool isText;
 };
 inline std::ostream& operator<<(std::ostream& out, const NoiseKind& kind) { return out << kind.name; }
@@ -31,7 +31,7 @@ inline constexpr NoiseKind NoiseKinds[] = {
     // Three bits of four are ones, as in the sync words of media streams.
     {"biased", [](std::uint8_t a, std::uint8_t b) { return static_cast<std::uint8_t>(a | b); }, true, false},
     {"text", [](std::uint8_t a, std::uint8_t) { return NoiseLetter(a); }, false, true},
-    // One byte of eight is something, as in tables and padded records.
+    // One byte in eight is not zero, as in tables and padded records.
     {"zeroLaden", [](std::uint8_t a, std::uint8_t b) { return a % 8 == 0 ? b : std::uint8_t{0}; }, false, false},
     {"zeros", [](std::uint8_t, std::uint8_t) { return std::uint8_t{0}; }, false, false}};
 

@@ -55,7 +55,7 @@ std::int64_t Fixture::SizeReportedBy(std::int32_t type) const {
     }
     const auto size = static_cast<std::int64_t>(bytes.size());
     if (type == Wav || type == Aif || type == Ani) {
-        // The header's size field as it stands, which does not count the 8 bytes up to its end.
+        // The header's size field, which does not count the 8 bytes before its end.
         return size - 8;
     }
     // Mail ends in front of its last line break.
@@ -85,7 +85,7 @@ Bytes InFileOf(std::size_t size, Bytes header) {
     return header;
 }
 
-// Files of the folder that their extension's type does not report, or not alone; by name or by extension.
+// Files of the folder that the type of their extension does not report, or not alone; by name or by extension.
 std::map<std::string, std::vector<std::int32_t>> OtherTypes() {
     using namespace FileTypeIndex;
     return {{"exif-big-endian.jpg", {JpegCamera}},
@@ -104,7 +104,7 @@ std::map<std::string, std::vector<std::int32_t>> OtherTypes() {
             {"psb", {Psd}},
             {"ts", {Mts}},
             {"m2ts", {Mts}},
-            // The sizes stand behind the data, and the walk does not find the next record.
+            // The sizes follow the data, so the walk does not find the next record.
             {"letter.docx", {}},
             {"table.xlsx", {}},
             {"slides.pptx", {}},
@@ -119,16 +119,16 @@ const std::map<std::string, std::int64_t> OtherSizes{
     {"nested.zip", 3914},
     // Written to a pipe: its size is unknown, and the cap is reported.
     {"live.webm", 0x2000000000},
-    // The end of the strip; the directory comes behind it.
+    // The end of the strip; the directory comes after it.
     {"strip.tif", 5408},
     {"deflate.tif", 5326},
     {"packbits.tif", 5481},
     {"fax.tif", 2545},
     // The first page alone.
     {"pages.tif", 1808},
-    // The strips are several.
+    // There are several strips.
     {"lzw.tif", 0},
-    // The raw picture, of which the file's first part does not have all.
+    // The end of the raw picture, which the file has only in part.
     {"cut.cr2", 1234567},
     // The time stamp in front of the first packet counts twice.
     {"stream.m2ts", 24580},

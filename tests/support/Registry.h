@@ -27,7 +27,7 @@ struct Fixture {
     std::string name;
     std::vector<std::int32_t> types{};
     Bytes bytes{};
-    /// Where it is another than the type's rule says.
+    /// Where it differs from what the type's rule says.
     std::optional<std::int64_t> reportedSize{};
 
     std::int64_t SizeReportedBy(std::int32_t type) const;

@@ -14,13 +14,14 @@ inline bool MayReportNoSize(std::int32_t index) {
            FileTypeCatalog[index].reportedSize == SizeExactness::StartOnly;
 }
 
-/// The size is the file's own word: neither capped nor free of negative numbers.
+/// The size comes from the file unchecked: it may exceed the cap or be negative.
 inline bool MayReportAnySize(std::int32_t index) {
     using namespace FileTypeIndex;
     return index == Tiff || index == Webp || index == Flv;
 }
 
-/// The size is that of the file's boxes, or 0 where an audio file is not measured; no cap that a host sets changes it.
+/// The size is the sum of the file's boxes, or 0 where an audio file's end is not found; no cap that a host sets
+/// changes it.
 inline bool MayExceedCap(std::int32_t index) { return index >= FileTypeIndex::Mov && index <= FileTypeIndex::Mp4; }
 
 /// Engines and the range of the last file found outlive a scan, so the next one may give something else.
@@ -29,7 +30,7 @@ inline bool KeepsStateOverScans(std::int32_t index) {
            index == FileTypeIndex::Eml;
 }
 
-/// Every run of letters is a text file, also the one at the start of a file of another type.
+/// Every run of letters is a text file, even one at the start of a file of another type.
 inline constexpr std::int32_t PlainText = FileTypeIndex::Text;
 
 /// True if the type may report this size under a cap, which is the catalogue's unless the host has set another one.

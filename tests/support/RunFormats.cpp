@@ -57,7 +57,7 @@ bool AnyIsNotText(const Bytes& medium, Position at, std::int32_t count) {
     return false;
 }
 
-// Offset behind the file's last byte in the sector at `p`; -1 if the file does not end there.
+// Offset after the file's last byte in the sector at `p`; -1 if the file does not end there.
 Position EndIn(const RunFormat& format, const Bytes& medium, Position p, Position sectorSize) {
     const auto tailLength = static_cast<Position>(format.tail.size());
     for (Position k = 0; k < sectorSize; ++k) {

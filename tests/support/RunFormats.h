@@ -13,16 +13,16 @@ namespace test {
 struct RunFormat {
     const char* name;
     std::int32_t index;
-    /// What a file's first sector begins with.
+    /// The bytes that a file begins with.
     Bytes head;
     bool headInAnyCase;
-    /// A smaller sector is never a header, in bytes.
+    /// Smaller sectors are never headers; in bytes.
     std::int32_t smallestSector;
-    /// What a file ends with.
+    /// The bytes that a file ends with.
     Bytes tail;
-    /// So many bytes behind the tail, in the same sector, may not all be text; 0: they do not matter.
+    /// This many bytes after the tail, in the same sector, must not all be text; 0 if they do not matter.
     std::int32_t decidingBytes;
-    /// A shorter file is not reported, in bytes.
+    /// Shorter files are not reported; in bytes.
     std::int64_t minLength;
     /// The default size cap, in bytes.
     std::int64_t cap;
@@ -34,7 +34,7 @@ const std::vector<RunFormat>& RunFormats();
 /// A file of the format, `size` bytes from the first byte of the head to the last of the tail.
 Bytes RunFile(const RunFormat& format, std::size_t size);
 
-/// The run rule byte by byte, slow and plain: what a scan of the whole medium reports.
+/// The run rule byte by byte, slow and plain: the finds of a scan of the whole medium.
 std::vector<Found> ReferenceRun(const RunFormat& format, const Medium& medium, std::int64_t maxSize);
 
 }  // namespace test

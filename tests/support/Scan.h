@@ -47,8 +47,8 @@ Blocks EvenBlocks(const Medium& medium, std::int64_t blockSectors);
 Blocks RandomBlocks(const Medium& medium, Noise& noise);
 
 /// Runs one scan over the medium with some types together, as a host does: each block goes to all of them before the
-/// next. Gives what each one reported. `maxSize`, when not 0, is set after `BeginScan`. The stream's sector numbers go
-/// on far behind those of the scan before, since engines remember the last block and the last file across scans. With
+/// next. Gives what each one reported. `maxSize`, when not 0, is set after `BeginScan`. Each scan uses sector numbers
+/// far beyond those of the previous one, since engines remember the last block and the last file across scans. With
 /// `skipZeros`, blocks of zeros are not shown to scanners that are at rest.
 std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> types, Medium& medium, const Blocks& blocks,
                                              std::int64_t maxSize = 0, bool skipZeros = false);
@@ -58,10 +58,11 @@ std::vector<Found> Scan(IRawFileType& type, Medium& medium, const Blocks& blocks
 std::vector<Found> Scan(IRawFileType& type, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
 std::vector<Found> Scan(std::int32_t index, Medium& medium, std::int64_t blockSectors = 0, std::int64_t maxSize = 0);
 
-/// The same sector by sector, while scanners forget after each what they remember of the bytes ahead.
+/// The same sector by sector, and scanners forget after each sector what they remember of the bytes ahead.
 std::vector<Found> ScanAlone(IRawFileType& type, Medium& medium, std::int64_t maxSize = 0);
 
-/// Scans in blocks of 1 sector, of 2, and so on to the whole medium, and expects the same finds every time; gives them.
+/// Scans in blocks of 1 sector, of 2, and so on up to the whole medium, and expects the same finds every time; gives
+/// them.
 std::vector<Found> ScanAtEverySplit(std::int32_t index, Medium& medium);
 
 struct FileCase {

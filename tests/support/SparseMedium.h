@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// A medium of any size that is zeros but for a few pieces. Its sectors count from 0 here, as those of `Medium`.
+/// A medium of any size that is zeros except for a few pieces. Its sectors count from 0 here, as in `Medium`.
 class SparseMedium : public ISectorSource {
 public:
     explicit SparseMedium(std::int64_t bytes, std::int32_t sectorSize = 512)

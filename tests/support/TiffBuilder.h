@@ -12,7 +12,7 @@ struct TiffField {
     std::uint16_t tag;
     std::uint16_t type;
     std::vector<std::uint32_t> values;
-    /// In place of the number of values; then the first value is where they stand.
+    /// Overrides the number of values; the first value is then their offset.
     std::uint32_t count = 0;
 };
 
@@ -34,8 +34,8 @@ public:
     /// Where the next directory begins if all its values are kept in it.
     std::uint32_t Next() const { return static_cast<std::uint32_t>(file_.size() + file_.size() % 2); }
 
-    /// Appends a directory and, in front of it, the values that do not fit into an entry; gives its offset. Entries are
-    /// written in the order given. It links to `next`; what it is linked from is left to others.
+    /// Appends a directory and, before it, the values that do not fit into an entry; gives its offset. Entries are
+    /// written in the order given. It links to `next`; linking to it is left to the caller.
     std::uint32_t Add(const std::vector<TiffField>& fields, std::uint32_t next = 0);
 
     /// The same, linked from the directory chained before it, or from the header.

@@ -62,7 +62,8 @@ TEST(BoundedText, WritesOneByteLessThanTheCapacity) {
 TEST(BytePattern, FindsWhatAPlainSearchFinds) {
     test::Noise noise(7);
     for (int round = 0; round < 20000; ++round) {
-        // Two byte values make partial and overlapping matches frequent; where one is rare, the search gets far.
+        // Two byte values make partial and overlapping matches frequent; where one of them is rare, the search gets
+        // far.
         const auto coarse = [&](std::size_t count, std::uint8_t border) {
             test::Bytes bytes = noise.Random(count);
             for (std::uint8_t& byte : bytes) {

@@ -13,9 +13,9 @@ using test::Noise;
 
 constexpr std::int64_t Places = 400;
 
-// A medium of which all that counts is where its footers begin.
+// A medium known only by the places where its footers begin.
 struct Footers {
-    // Goes over at most ten places, and also beyond the end. `read` counts the places gone over.
+    // Advances by at most ten places, even beyond the end. `read` counts the places passed.
     Gap::Step Advance(std::int64_t at) {
         const std::int64_t to = std::min(at + 10, Places);
         const auto next = at < to ? places.lower_bound(at) : places.end();

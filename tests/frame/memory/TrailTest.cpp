@@ -10,7 +10,7 @@ using namespace test;
 
 constexpr std::int32_t SectorSize = 64;
 
-// The number of records, and the first length of a kind, which tells their order.
+// The number of records, and the first length of a certain kind, which depends on their order.
 struct Facts {
     std::int64_t records = 0;
     std::int64_t firstOdd = 0;
@@ -85,7 +85,7 @@ TEST(Trail, AWalkThatMeetsAnotherEndsAsItWouldAlone) {
             const bool isEnd = noise.Below(3000) == 0;
             chains.lengths.push_back(isEnd ? 0 : static_cast<std::int64_t>(1 + noise.Below(isFar ? 40000 : longest)));
         }
-        // What is known of the round before, elsewhere on the medium, is void here.
+        // Knowledge from the round before, elsewhere on the medium, must not be used here.
         const SectorBlock block = walker.Enter(1000 * round, static_cast<std::int32_t>(bytes / SectorSize));
         std::int64_t limit = bytes / 2;
         for (std::int64_t start = 0; start < bytes;

@@ -25,7 +25,7 @@ TEST(Budget, WalksTakeHalfOfWhatIsLeftAndBlocksRefillIt) {
     Budget budget;
     EXPECT_NEAR(static_cast<double>(Allowance(budget)), Most / 2.0, 1 << 21);
     EXPECT_NEAR(static_cast<double>(Allowance(budget)), Most / 4.0, 1 << 21);
-    // When nothing is left, a walk still looks at a few bytes, also of a file that others have left.
+    // When nothing is left, a walk still gets a few bytes, even after others have used up everything.
     for (int walk = 0; walk < 40; ++walk) {
         Allowance(budget);
     }

@@ -7,7 +7,7 @@ namespace {
 
 using namespace test;
 
-// The page on adding a type begins with this one.
+// The page on adding a type starts from this one.
 TEST(ExampleFileType, IsAWholeType) {
     Medium medium;
     medium.Put(1, "EXAMPLE\x1A\x2C\1\1").Put(3, "EXAMPLE\x1A\xFF").Put(5, "EXAMPLE ").Grow(9);

@@ -131,7 +131,7 @@ TEST_P(RunScannerTest, EmptyBlocksAndOtherScannersLeaveTheOpenRunAloneAndEndScan
 
 // A medium on which heads, tails, pieces of both and near misses are frequent.
 Medium DenseMedium(const RunFormat& format, Noise& noise) {
-    // A third of the sectors have sizes around the borders of the header and tail tests.
+    // A third of the sectors have sizes around the limits of the header and footer tests.
     const auto sectorSize = static_cast<std::int32_t>(
         noise.Below(3) == 0 ? std::max(1, format.smallestSector - 2) + static_cast<std::int32_t>(noise.Below(6))
                             : 1 + static_cast<std::int32_t>(noise.Below(600)));
@@ -150,7 +150,7 @@ Medium DenseMedium(const RunFormat& format, Noise& noise) {
         place(noise.Below(static_cast<std::uint64_t>(sectors)) * size, format.head);
     }
     for (std::uint64_t tails = noise.Below(noise.Below(2) == 0 ? 4 : 30); tails > 0; --tails) {
-        // Half of them around a sector's end; some over the one before, which they turn into a partial mark.
+        // Half of them around a sector's end; some overwrite an earlier one and leave a partial mark of it.
         const std::size_t sector = noise.Below(static_cast<std::uint64_t>(sectors)) * size;
         const std::size_t at = noise.Below(2) == 0 ? sector + noise.Below(size)
                                                    : sector + size - std::min<std::size_t>(size, noise.Below(28));

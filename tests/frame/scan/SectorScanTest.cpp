@@ -10,7 +10,8 @@ namespace {
 
 using Sectors = std::vector<std::int64_t>;
 
-// Blocks of up to nine sectors with a head in every set of them: whatever a step of several sectors passes over shows.
+// Blocks of up to nine sectors, with heads in every possible set of them, so that a step of several sectors that misses
+// one shows.
 TEST(ForEachSector, VisitsHeadsInOrderAndInsideAFileEverySector) {
     constexpr std::int32_t sectorSize = 16;
     constexpr SectorFilter head = SectorFilterOf(PatternOf("head"), 12);

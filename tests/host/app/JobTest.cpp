@@ -9,7 +9,7 @@
 #include "host/platform/folder.h"
 #include "tests/host/TestFiles.h"
 
-// Scans in worker processes: however many there are, whatever befalls them, the finds are those of one scan.
+// Scans in worker processes: however many there are and whatever happens to them, the finds are those of one scan.
 
 namespace salvor {
 
@@ -54,7 +54,7 @@ Seen SeenIn(const fs::path& finds) {
     return seen;
 }
 
-// What one scan in one process sees.
+// The result of one scan in one process.
 Seen SeenByOne(const TempFolder& folder) {
     const ProgramRun run = RunProgram("scan " + Card + " --quiet --block-size 64K --report -");
     EXPECT_EQ(run.status, 0) << run.errors;
@@ -99,7 +99,7 @@ TEST(Job, GoesOnWhereItWasKilled) {
     };
     EXPECT_EQ(files(folder / "out"), files(folder / "whole"));
 
-    // Killed before it was noted down with which options it began.
+    // As if killed before it had noted the options that it began with.
     const fs::path begun = folder / "begun";
     const std::string scan = "scan " + Card + " --quiet --job " + Quoted(begun);
     ASSERT_EQ(RunProgram(scan).status, 0);
@@ -149,9 +149,9 @@ TEST(Job, JoinsSegmentsOfSeveralMachines) {
     for (const char* piece : {"17/16", "0/3", "3", "1/x"}) {
         EXPECT_EQ(RunProgram(scan + piece).status, 2) << piece;
     }
-    // A journal that is damaged is done again, and only then are there finds once more.
+    // A damaged journal is scanned again, and only then is there a finds file once more.
     fs::remove(folder / "job/finds.jsonl");
-    // The largest, whose middle does not lie in its header.
+    // The largest journal: its middle lies behind its header.
     const fs::path journal =
         std::ranges::max(std::vector<fs::path>(fs::directory_iterator(folder / "job/segments"), {}), {},
                          [](const fs::path& path) { return fs::file_size(path); });
@@ -271,7 +271,7 @@ TEST(Job, GoesOnWithoutAFilterOfSystemCalls) {
 TEST(Job, SaysWhenItCannotKeepWhatItScans) {
     const TempFolder folder;
     const std::string scan = "scan " + Card + Cut + "--jobs 1 --job " + Quoted(folder / "job");
-    // In blocks of 512 bytes, or of 1024 to other shells: room for the small files, not for all journals.
+    // `ulimit -f` counts 512 or 1024 bytes, depending on the shell: room for the small files, not for all journals.
     const ProgramRun full = RunProgram(scan, "ulimit -f 4;");
     EXPECT_EQ(full.status, 1);
     EXPECT_NE(full.errors.find("the same command goes on"), std::string::npos) << full.errors;

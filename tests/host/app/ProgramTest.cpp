@@ -57,7 +57,7 @@ std::map<std::string, Bytes> RecoveredFiles(const fs::path& folder) {
 // The text between the card's files counts as text files.
 const std::string FilesOnly = " --exclude txt ";
 
-// Those that are no plain text.
+// The number of files other than plain text.
 std::size_t FilesOnTheCard() {
     const Bytes list = ReadFile(Samples / "card.list.json");
     const json files = json::parse(list.begin(), list.end())["files"];
@@ -93,7 +93,7 @@ TEST(Program, RecoversEveryFileOfTheSampleCard) {
         Bytes& bytes = recovered[path];
         EXPECT_EQ(report[path]["size"], bytes.size()) << path;
         if (file["size_is_estimated"]) {
-            // The file, and at most a few sectors of what lies behind it.
+            // The file, and at most a few sectors that follow it.
             EXPECT_LE(bytes.size(), file["size"].get<std::size_t>() + std::size_t{8} * 512) << path;
             bytes.resize(file["size"].get<std::size_t>());
         } else {
@@ -103,7 +103,7 @@ TEST(Program, RecoversEveryFileOfTheSampleCard) {
         EXPECT_EQ(report[path]["start_byte"], file["start_sector"].get<std::int64_t>() * 512) << path;
         recovered.erase(path);
     }
-    // What is left are pieces of the text that lies between the files.
+    // The rest are pieces of the text between the files.
     for (const auto& [path, bytes] : recovered) {
         const std::int64_t start = report[path]["start_byte"];
         EXPECT_EQ(report[path]["extension"], "txt") << path << " was not on the card";
@@ -268,7 +268,7 @@ TEST(Program, CutsAFileAtTheMediumsEndAndSaysSo) {
     EXPECT_EQ(lines[1]["flags"], json::array({"cut at end of medium"}));
 }
 
-// A file of zeros between two ends.
+// A file of zeros between a head and a tail.
 struct LongFile {
     const char* extension;
     Bytes head;
@@ -281,7 +281,7 @@ Bytes PngChunk(std::string_view name, const Bytes& data) {
     return Join({Big(data.size(), 4), named, Big(Crc32Of(named))});
 }
 
-// Whole files that are a little longer than what the library reports of their type at most.
+// Whole files that are a little longer than the largest size that the library reports for their type.
 std::vector<LongFile> LongFiles() {
     const Bytes gif = ReadFile(Samples / "fixtures/animated.gif");
     const std::size_t paletteEnd = 13 + (std::size_t{6} << (gif[10] & 7U));
@@ -306,7 +306,7 @@ std::vector<LongFile> LongFiles() {
                Bytes(data.begin(), data.begin() + 8)}),
          pixels, Join({Bytes(data.end() - 4, data.end()), PngChunk("IEND", {})})},
         {"7z", Join({BytesOf("7z\xBC\xAF\x27\x1C"), {0, 4}, Little(Crc32Of(start)), start}), packed, header},
-        // Its scanner alone knows where it ends.
+        // Only its scanner knows where it ends.
         {"pdf", BytesOf("%PDF-1.4\n"), (std::int64_t{100} << 20U) + 55, BytesOf("\nstartxref\n9\n%%EOF\n")},
     };
 }
@@ -356,7 +356,7 @@ TEST(Program, NoDefaultCapCutsAWholeFile) {
 
 TEST(Program, WritesWhatTheDiskHasRoomFor) {
     const TempFolder folder;
-    // A sparse image and a find on it, both larger than the disk below the test.
+    // A sparse image and a find in it, both larger than the free space of the disk that the test runs on.
     const std::uintmax_t huge = fs::space(folder.Path()).available + (std::uintmax_t{1} << 30U);
     test::WriteFile(folder / "image", std::string("x"));
     fs::resize_file(folder / "image", huge);
@@ -409,7 +409,7 @@ TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
         failed += record["reason"].get<std::string>().starts_with("could not be written") ? 1U : 0U;
     }
     EXPECT_GT(failed, 0U);
-    // The page is larger too.
+    // The page is too large as well.
     EXPECT_EQ(static_cast<std::size_t>(std::count(run.errors.begin(), run.errors.end(), '\n')), failed + 1)
         << run.errors;
     EXPECT_FALSE(fs::exists(folder / "out/index.html.part"));
@@ -425,7 +425,7 @@ TEST(Program, GoesOnAfterAFileThatCannotBeWritten) {
 
 TEST(Program, EndsCleanlyWhenItIsStopped) {
     const TempFolder folder;
-    // In blocks of a sector it takes much longer to scan than the signal to come.
+    // In blocks of one sector, the scan takes much longer than the signal needs to arrive.
     test::WriteFile(folder / "image", Bytes(std::size_t{256} << 20U, 1));
     const std::string image = Quoted(folder / "image") + " --block-size 512";
     const auto signalled = [&](const char* signal, const fs::path& finds) {
@@ -451,7 +451,7 @@ TEST(Program, EndsCleanlyWhenItIsStopped) {
 
 TEST(Program, EndsAtOnceWhenItIsStoppedTwice) {
     const TempFolder folder;
-    // The worker does not hear the first signal.
+    // The worker ignores the first signal.
     const test::ProgramRun run = RunProgram(
         "scan " + Card + " --jobs 1 --quiet --report " + Quoted(folder / "finds"),
         "twice() { SALVOR_TEST_FAULT=hang \"$@\" & p=$!; until [ -e " + (folder / "finds.job/segments").string() +
@@ -532,7 +532,7 @@ TEST(Program, ShowsControlCharactersToNoTerminal) {
     }
     const std::string shown = RunProgram("scan " + Quoted(image / "missing") + " --report -").errors;
     EXPECT_NE(shown.find("a\\x1b]0;b\\x07\\xc2\\x9bm\\xff\xC3\xA4/missing"), std::string::npos) << shown;
-    // What is said to be typed into a shell leads to the same path.
+    // The text that the program suggests to type into a shell must lead to the same path.
     const std::string quoted = image.string() + "'\\";
     EXPECT_EQ(ShellWord(quoted).find('\x1B'), std::string::npos);
     test::WriteFile(folder / "script", "printf %s " + ShellWord(quoted));
@@ -568,7 +568,7 @@ TEST(Program, ReportsEveryFileInTheFolderWhicheverRunWroteIt) {
     const auto report = ReadFile(out / "report.jsonl");
     const auto files = RecoveredFiles(out);
     fs::remove(out / files.begin()->first);
-    // What a run that was killed leaves: no summary, and a line that was cut.
+    // What a killed run leaves behind: no summary, and a truncated line.
     test::WriteFile(out / "report.jsonl", Bytes(report.begin(), report.end() - 2000));
     ASSERT_EQ(RunProgram(extract + " --types gif").status, 0);
     EXPECT_EQ(Summary(out)["ended"], "complete");
@@ -749,7 +749,7 @@ TEST(Program, UsesAnImageThatHasGrownOrShrunk) {
 TEST(Program, PassesOverTheHolesOfASparseImage) {
     const TempFolder folder;
     const fs::path image = folder / "image";
-    // Reading it would take the better part of an hour.
+    // Reading all of it would take the better part of an hour.
     constexpr std::int64_t middle = std::int64_t{4} << 40U;
     const Bytes card = ReadFile(Samples / "card.img");
     std::ofstream file(image, std::ios::binary);
@@ -780,7 +780,7 @@ TEST(Program, NeverWritesToWhatItReads) {
         EXPECT_EQ(RunProgram("recover " + Quoted(out / name) + " --overwrite --out " + Quoted(out)).status, 2) << name;
         EXPECT_EQ(ReadFile(out / name), card) << name;
     }
-    // The image bears the name of a file that is found at its own start.
+    // The image has the name that the file found at its start would get.
     const fs::path image = folder / "out/jpg/f0000000000.jpg";
     fs::create_directories(image.parent_path());
     const auto photo = card.begin() + std::ptrdiff_t{72} * 512;
@@ -816,7 +816,7 @@ TEST(Program, GoesOnWithoutStandardStreams) {
 TEST(Program, ListsTheTypesAndHelpsWithExamples) {
     const test::ProgramRun types = RunProgram("types");
     EXPECT_EQ(types.status, 0);
-    // A line a type, and each of them in a group.
+    // Each type has a line and belongs to a group.
     const auto groups = types.output.find("Words for several");
     ASSERT_NE(groups, std::string::npos);
     EXPECT_EQ(std::count(types.output.begin(), types.output.begin() + static_cast<std::ptrdiff_t>(groups), '\n'), 115);

@@ -55,7 +55,7 @@ TEST(Details, ArePutIntoTheReportAndAWorkerThatFallsCostsOneFile) {
     }
 }
 
-// Titles that the fixtures have, and what a film adds to them.
+// Titles of the fixtures, and what a film adds to them.
 TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     const TempFolder folder;
     const std::vector<std::string> names{"letter.doc", "letter.docx", "letter.odt", "tagged.mp3",

@@ -38,7 +38,7 @@ std::string HashOf(const Bytes& bytes) {
 
 class FileWriterTest : public testing::Test {
 protected:
-    // More than one piece, so that files go over the pieces' boundary.
+    // More than one piece, so that files cross the boundary between pieces.
     Bytes image = test::Pattern((9 << 20) + 300);
     TempFolder folder;
 
@@ -92,7 +92,7 @@ TEST_F(FileWriterTest, JoinsExtents) {
         EXPECT_EQ(writer.Write(file).outcome, WriteOutcome::AlreadyThere);
         EXPECT_EQ(FileRecord(file, result, 512)["extents"].size(), 4U);
 
-        // The same extents as a medium, in sectors that do not end with them.
+        // The same extents as a medium, whose sectors do not line up with them.
         Medium joined(std::make_unique<ExtentSource>(medium, file.extents), 1024);
         Bytes read(static_cast<std::size_t>(joined.SectorCount()) * 1024);
         joined.Read(0, read.data(), joined.SectorCount());
@@ -173,7 +173,7 @@ TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
     EXPECT_TRUE(std::filesystem::is_empty(folder / "png"));
 
     FileWriter writer(medium, opened, ".part", NeverStops);
-    // A full disk is simulated by the limit that the system puts on a file's size.
+    // The system's limit on a file's size stands in for a full disk.
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
@@ -230,7 +230,7 @@ TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
     Plan plan;
     std::vector<std::int64_t> starts;
     for (std::int64_t i = 0; i < 60; ++i) {
-        // Large and small ones in turn, so that those behind are done first.
+        // Large and small ones alternate, so that later ones are finished first.
         plan.files.push_back(FileAt(i, i % 7 == 0 ? 3 << 20 : 100));
         starts.push_back(i);
     }
@@ -248,7 +248,7 @@ TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
 }
 
 TEST_F(FileWriterTest, KeepsOneFileOfThoseWithTheSameBytesAndNoneThatIsKnown) {
-    // Two large files in front of small copies of others: the copies are done first.
+    // Two large files come before small copies of others: the copies are finished first.
     const Bytes copied = Slice(2, 3 << 20);
     std::copy(copied.begin(), copied.end(), image.begin() + 8192 * 512);
     Medium medium(std::make_unique<FakeDevice>(image), 512);

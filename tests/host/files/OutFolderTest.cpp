@@ -90,7 +90,7 @@ TEST(OutFolder, KnowsFileSystemsThatRestOnADevice) {
     EXPECT_FALSE(onDevice(otherDisk, disk));
     EXPECT_FALSE(onDevice(partition, otherDisk));
     EXPECT_FALSE(onDevice(makedev(0, 40), disk)) << "no block device at all, as a file system in memory";
-    // Stacks that lead back to themselves end.
+    // Stacks that lead back to themselves must end.
     devices.Stack("sdb", "dm-1");
     devices.Stack("dm-0", "sdb");
     EXPECT_FALSE(onDevice(otherDisk, makedev(8, 99)));

@@ -18,7 +18,7 @@ namespace {
 
 using namespace test;
 
-// How a program of the system makes an image of `m.raw`, in the folder where that stands.
+// How one of the system's programs makes an image of `m.raw`, in its folder.
 struct Making {
     ImageFormat format;
     std::string first;
@@ -59,7 +59,7 @@ protected:
         WriteFile(folder_ / "m.raw", raw_);
     }
 
-    // False, with a line, where the program that it takes is missing.
+    // False, with a message, if the program needed is missing.
     bool Make(const std::string& command) {
         if (!IsInstalled(command)) {
             std::cout << "skipped, since the program is missing: " << command << '\n';
@@ -73,7 +73,7 @@ protected:
     std::string Path(const std::string& name) const { return (folder_ / name).string(); }
     std::unique_ptr<MediumSource> Open(const std::string& name) const { return OpenImage({Path(name)}); }
 
-    // Why it cannot be opened; empty if it can.
+    // The reason why it cannot be opened; empty if it can.
     std::string WhyNot(const std::string& name) const {
         try {
             Open(name);
@@ -88,7 +88,7 @@ protected:
     Bytes raw_;
 };
 
-// All of it, in pieces that keep to no grid; what need not be read stays zeros.
+// All bytes, in pieces that follow no grid; areas that need not be read stay zeros.
 Bytes ReadAll(MediumSource& source) {
     constexpr std::int64_t piece = 700001;
     Bytes bytes(static_cast<std::size_t>(source.Size()));
@@ -114,7 +114,7 @@ TEST_F(ImageFormats, GiveTheSameBytesAsTheRawImage) {
     }
 }
 
-// Bytes at both ends of 64 MiB, in images that keep what was written alone.
+// Bytes at both ends of 64 MiB, in formats that store only what was written.
 TEST_F(ImageFormats, ThatKnowZerosDoNotReadThem) {
     constexpr std::size_t size = std::size_t{64} << 20U;
     Bytes sparse(size);
@@ -138,7 +138,7 @@ TEST_F(ImageFormats, ThatKnowZerosDoNotReadThem) {
     }
 }
 
-// A damaged head makes an image that is refused, or one whose reads end.
+// A damaged head must make the image refused, or its reads must end.
 TEST_F(ImageFormats, WithDamagedHeadsAreReadInBounds) {
     std::uint32_t seed = 7;
     for (const Making& making : Makings) {
@@ -151,7 +151,7 @@ TEST_F(ImageFormats, WithDamagedHeadsAreReadInBounds) {
             Bytes damaged = sound;
             const Bytes numbers = Pattern(24, ++seed);
             for (std::size_t i = 0; i + 3 <= numbers.size(); i += 3) {
-                // What the formats' heads, regions and tables take.
+                // The size of the formats' heads, or of their regions and tables too.
                 const std::size_t range = std::min(damaged.size(), std::size_t{1} << (round % 2 == 0 ? 11U : 21U));
                 damaged[(numbers[i] * 8192U + numbers[i + 1] * 32U + numbers[i + 2]) % range] = numbers[i + 2];
             }
@@ -211,7 +211,7 @@ TEST_F(ImageFormats, OfCutSegmentsLoseWhatIsMissing) {
     const auto [unreadable, others] = unlike();
     EXPECT_GT(unreadable, 1000);
     EXPECT_EQ(others, 0);
-    // One that ends early, one with a wrong byte, and two that changed places.
+    // One that ends early, one with a wrong byte, and two that were swapped.
     std::filesystem::rename(folder_ / "kept", folder_ / "e.E04");
     WriteFile(folder_ / "e.E03", Bytes(third.begin(), third.begin() + 300000));
     EXPECT_GT(unlike().first, 0);
@@ -284,7 +284,7 @@ TEST_F(ImageFormats, SplitImagesWithoutAPartAreRefused) {
     EXPECT_EQ(Open("p.001")->Size(), 3000);
     EXPECT_NE(WhyNot("p.002").find("p.001'"), std::string::npos);
     std::filesystem::rename(folder_ / "p.002", folder_ / "p.004");
-    // A number alone makes no part.
+    // A number alone does not make a part.
     EXPECT_EQ(Open("p.001")->Format(), ImageFormat::Raw);
     std::filesystem::rename(folder_ / "p.003", folder_ / "p.002");
     EXPECT_NE(WhyNot("p.001").find("p.003' is missing"), std::string::npos);

@@ -14,7 +14,7 @@ namespace {
 
 using namespace test;
 
-// The medium's bytes as they must be delivered: zeros behind the end.
+// The medium's bytes as they must be delivered, with zeros after the end.
 Bytes Expected(const Bytes& image, std::int64_t firstSector, std::int64_t count) {
     Bytes bytes(static_cast<std::size_t>(count * 512), 0);
     for (std::int64_t i = 0; i < count * 512; ++i) {
@@ -77,7 +77,8 @@ TEST(Medium, FindsUnreadableSectorsAndNeverTouchesThemAgain) {
             (deviceSector == 512 ? std::vector<ByteRange>{{3 * 512, 512}, {4 * 512, 412}, {5 * 512 - 100 + 512, 100}}
                                  : std::vector<ByteRange>{{0, 4 * 512}, {4 * 512, 2 * 512}}));
 
-        // What an earlier run knew is left alone, and so is the rest of its pages but for single sectors.
+        // Sectors that an earlier run noted as bad are not read again, and the rest of their pages only sector by
+        // sector.
         auto device = makeDevice();
         const FakeDevice& fake = *device;
         Medium later(std::move(device), 512);
@@ -88,7 +89,7 @@ TEST(Medium, FindsUnreadableSectorsAndNeverTouchesThemAgain) {
     }
 }
 
-// Reads an image of these bad bytes block by block.
+// Reads an image with these bad bytes block by block.
 struct RescueRun {
     RescueRun(std::int64_t mebibytes, const std::vector<ByteRange>& broken, FailurePolicy policy = {})
         : image(test::Pattern(static_cast<std::size_t>(mebibytes << 20U))) {
@@ -131,7 +132,7 @@ TEST(Medium, TriesABadStretchFewTimes) {
     // A device that is gone.
     EXPECT_LT(RescueRun(64, {{mebibyte, 63 * mebibyte}}).failures, 280);
 
-    // What can be read inside comes back to the sector, unless that is left alone.
+    // A readable island inside comes back to the sector, unless bad areas are skipped.
     const std::vector<ByteRange> withIsland{{stretch.first, 300 * 512},
                                             {stretch.first + 340 * 512, mebibyte - 340 * 512}};
     const std::vector<SectorRange> aroundIsland{{5 * 1024 + 1, 300}, {5 * 1024 + 341, 2048 - 340}};
@@ -178,7 +179,7 @@ TEST(Medium, DoesNotReadHoles) {
     auto device = std::make_unique<FakeDevice>(image);
     for (const auto& [from, to] : std::vector<std::pair<std::int64_t, std::int64_t>>{
              {0, 5 * 512}, {10 * 512 + 1, 20 * 512 - 1}, {40 * 512, 64 * 512 + 100}}) {
-        // A read would show that they are none.
+        // A read would show that they are not zeros.
         device->Punch(from, to);
         std::fill(image.begin() + (from + 511) / 512 * 512,
                   image.begin() + (to == std::ssize(image) ? to : to / 512 * 512), std::uint8_t{0});

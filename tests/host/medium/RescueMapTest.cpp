@@ -30,7 +30,7 @@ TEST(RescueMap, TellsWhatHasBeenRead) {
         "0x00000C00  0x00010000  +";
     const Areas read = RescuedAreas(map);
     EXPECT_EQ(read, (Areas{{0, 0x200}, {1025, 511}, {0xC00, 0x10000}}));
-    // A sector of which a byte is missing is missing, and so is what the map does not speak of.
+    // A sector with a missing byte is missing, and so is everything that the map does not mention.
     EXPECT_EQ(SectorsOutside(read, 0x1000, 512), (Sectors{{1, 5}}));
     EXPECT_EQ(SectorsOutside(read, 0x10C00 + 513, 512), (Sectors{{1, 5}, {134, 2}}));
     EXPECT_EQ(SectorsOutside(read, 700, 4096), (Sectors{{0, 1}}));
@@ -50,7 +50,7 @@ TEST(RescueMap, KeepsTheProgramAwayAndNamesWhatToReadNext) {
     image.insert(image.end(), picture.begin(), picture.end());
     image.resize((image.size() / 512 + 200) * 512);
     WriteFile(folder / "card.img", image);
-    // Parts of the picture and of what is empty, which must stay unknown although bytes stand there.
+    // Parts of the picture and of the empty area, which must stay unknown although there are bytes.
     const std::int64_t missing = 105 * 512;
     const auto size = static_cast<std::int64_t>(image.size());
     WriteFile(folder / "card.map", MapOfAreas({{0, missing}, {missing + 1000, size - missing - 20000}}, size));
@@ -68,7 +68,7 @@ TEST(RescueMap, KeepsTheProgramAwayAndNamesWhatToReadNext) {
     const Bytes text = ReadFile(folder / "next.map");
     EXPECT_EQ(RescuedAreas(std::string(text.begin(), text.end())), (Areas{{missing, 1024}}));
 
-    // The rescue went on; the map of the scan no longer counts.
+    // The rescue has gone on since; the map from the scan no longer counts.
     WriteFile(folder / "card.map", MapOfAreas({{0, size}}, size));
     EXPECT_EQ(RunProgram("extract out/finds.jsonl --map card.map --out out --quiet", in).status, 0);
     EXPECT_EQ(ReadFile(folder / "out/png/f0000000100.png"), picture);

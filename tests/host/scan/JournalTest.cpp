@@ -87,7 +87,7 @@ TEST(Journal, IsReadableWhereverItWasCut) {
             continue;
         }
         const Journal journal = ReadJournal(folder / "cut");
-        // Every find whose line is whole is there.
+        // Every find with a complete line is there.
         const std::string text(cut.begin(), cut.end());
         std::size_t lines = 0;
         for (std::size_t at = text.find("\"find\""); at != std::string::npos; at = text.find("\"find\"", at + 1)) {

@@ -78,7 +78,7 @@ TEST(ScanRange, KeepsToItsRangeTypesAndCapsAndStopsWhenAsked) {
     EXPECT_TRUE(nothing.marks.empty());
 }
 
-// All but those that remember something for as long as the process lives.
+// All types but those that remember something for as long as the process lives.
 std::vector<std::int32_t> TypesToScanAgain() {
     std::vector<std::int32_t> types = AllTypes();
     std::erase_if(types, [](std::int32_t type) {
@@ -127,7 +127,7 @@ TEST(ScanApart, SegmentsGiveTheFindsStartsAndZerosOfOneScanInItsOrder) {
         for (const std::vector<std::int64_t>& cuts :
              {std::vector{0 * blocks, blocks / 2, blocks}, {0, 1, 5, 9, 13, 17, 20, 24, 28, 33, blocks}}) {
             Recorder apart;
-            // Types that do not come to rest are then given up, and scanned once more.
+            // Types that never come to rest are then given up, and scanned once more.
             apart.isSlow = mostBehind == blocks;
             EXPECT_EQ(FindsOfSegments(medium, request, cuts, mostBehind, apart), one.finds);
             EXPECT_EQ(apart.starts, one.starts);
@@ -149,21 +149,21 @@ TEST(MergeScans, NamesWhatIsMissing) {
     EXPECT_EQ(MergeScans(grid, {}).missing, (std::vector<MissingScan>{{Png, 0, 1, {}}}));
     EXPECT_EQ(MergeScans(grid, std::vector{second}).missing,
               (std::vector<MissingScan>{{Png, 0, 1, {{3, 5}, {6, 11}}}}));
-    // The first was at rest at border 1 last, and the second begins behind.
+    // The first scan was last at rest at border 1, and the second begins after that.
     std::vector scans{second, first};
     EXPECT_EQ(MergeScans(grid, scans).missing, (std::vector<MissingScan>{{Png, 1, 2, {{6, 11}}}}));
     scans.push_back({.type = Png, .blocks = {1, 7}, .restless = {{2, 7}}, .finds = {find(12), find(66)}});
     EXPECT_EQ(MergeScans(grid, scans).finds,
               (std::vector<Find>{{Png, 5, 1}, {Png, 12, 1}, {Png, 66, 1}, {Png, 70, 1}}));
 
-    // A guess holds only if nothing lies in front of the scan.
+    // A guess holds only if the scan begins at the medium's start.
     scans = {{.type = Png, .blocks = {0, 5}, .guessed = {4}, .finds = {find(41)}},
              {.type = Png, .blocks = {5, 10}, .guessed = {6}, .finds = {find(60), find(70)}}};
     EXPECT_EQ(MergeScans(grid, scans).missing, (std::vector<MissingScan>{{Png, 0, 7, {{7, 8}}}}));
     scans.push_back({.type = Png, .blocks = {2, 7}, .finds = {find(41), find(61)}});
     EXPECT_EQ(MergeScans(grid, scans).finds, (std::vector<Find>{{Png, 41, 1}, {Png, 61, 1}, {Png, 70, 1}}));
 
-    // What no scan of this grid can have said.
+    // Scans that are impossible on this grid.
     scans.push_back({.type = Png, .blocks = {-3, 12}});
     scans.push_back({.type = Png, .blocks = {9, 2}});
     scans.push_back({.type = FileTypeIndex::Doc, .blocks = {0, 10}, .finds = {find(1)}});
@@ -171,7 +171,7 @@ TEST(MergeScans, NamesWhatIsMissing) {
 }
 
 TEST(ScanRange, BelievesNothingOnceAReadWasGivenUp) {
-    // The scanner follows the file into sectors that cannot be read, and the stop comes then.
+    // The scanner follows the file into sectors that cannot be read, and is stopped there.
     Bytes image = ImageWithPngs(100, {0});
     std::fill_n(image.begin() + 8, 2900, std::uint8_t{1});
     auto device = std::make_unique<FakeDevice>(image);

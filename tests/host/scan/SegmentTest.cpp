@@ -70,7 +70,7 @@ TEST(ScanJob, KnowsItsDiskByTheSerialNumber) {
               std::string::npos);
 }
 
-// Where a small medium is cut, each seam costs more than the second worker gains.
+// On a small medium, each seam costs more than the second worker gains.
 TEST(SegmentPlan, SmallMediaHaveFewSegments) {
     const auto mebibytes = [](std::int64_t medium) {
         return SegmentBlocks({{0, medium << 11}, 2048, {}}, 512);
@@ -94,7 +94,7 @@ TEST(SegmentPlan, OpensWhatNoSegmentCovers) {
     EXPECT_EQ(PieceOf(Grid, 16, 16).end, Grid.BlockCount());
 }
 
-// What they have seen together, as long as nothing is missing.
+// What the segments have found together, provided that nothing is missing.
 Sightings Joined(std::vector<SegmentScan> segments) {
     std::ranges::stable_sort(segments, {}, [](const SegmentScan& segment) { return segment.blocks.first; });
     const JoinPlan plan = PlanJoin(Grid, segments);
@@ -114,7 +114,7 @@ Sightings Joined(std::vector<SegmentScan> segments) {
     return all;
 }
 
-// A type begins anew behind the blocks in which it fails, and is not asked to go on into them.
+// A scan of a type begins again after the blocks in which it fails, and is not made to go on into them.
 TEST(SegmentPlan, JoinsAroundWhatIsSetAside) {
     const auto scan = [](BlockRange blocks, std::int64_t sector) {
         return TypeScan{.type = Png,
@@ -129,12 +129,12 @@ TEST(SegmentPlan, JoinsAroundWhatIsSetAside) {
     segments.push_back({{0, 50}, true, {scan({0, 50}, 150)}, {}});
     segments.push_back({{51, 60}, true, {scan({51, 60}, 650)}, {}});
     segments.push_back({{60, 100}, true, {scan({60, 100}, 950)}, {}});
-    // The second scan is not at rest where the third begins, and nothing in front of the third tells what it guesses.
+    // The second scan is not at rest where the third begins, and no scan before the third confirms its guess.
     const JoinPlan plan = PlanJoin(Grid, segments);
     ASSERT_EQ(plan.missing.size(), 1U);
     EXPECT_EQ(plan.missing[0].part.from, 59);
     segments.push_back({{51, 61}, false, {{.type = Png, .blocks = {51, 61}, .guessed = {51}}}, {}});
-    // Two machines may have seen the same.
+    // Two machines may have scanned the same part.
     segments[1].seen = {{}, {120, 350}, {{340, 20}}, {}, {{300, 50}}};
     segments[2].seen = {{}, {350, 660}, {{345, 5}, {355, 10}}, {}, {{340, 20}}};
     EXPECT_EQ(Joined(segments),

@@ -18,8 +18,8 @@ constexpr std::int64_t SectorSize = 512;
 constexpr std::int32_t Jpg = FileTypeIndex::JpegGraphics;
 constexpr std::int32_t Txt = FileTypeIndex::Text;
 
-// A made-up format says of itself how it ends: a letter for the validator, one for the verdict, a digit for each
-// decimal of its size in sectors.
+// A made-up format describes itself: a letter for the validator, a digit for the verdict, and one for each decimal of
+// its size in sectors.
 Finding Read(Place& file, std::int32_t type) {
     const ByteSpan head = file.At(0, 5);
     Finding finding;
@@ -40,7 +40,7 @@ const Validator First{.name = "first",
                       .begins = [](ByteSpan head) { return BeginsWith(head, 'A'); },
                       .validate = [](Place& file) { return Read(file, FileTypeIndex::Doc); },
                       .types = FirstTypes};
-// Sees the first one's files too, as damaged ones.
+// Also accepts the first one's files, as damaged ones.
 const Validator Second{.name = "second",
                        .begins = [](ByteSpan head) { return BeginsWith(head, 'A') || BeginsWith(head, 'B'); },
                        .validate =
@@ -89,7 +89,7 @@ public:
 
 class ValidateFindsTest : public testing::Test {
 protected:
-    // Writes a file's letters at a sector and says that a validator's signature was seen there.
+    // Writes a file's letters at a sector and notes that a validator's signature was seen there.
     void Put(std::int64_t sector, std::string_view letters, bool isText = false) {
         std::ranges::copy(letters, image.begin() + sector * SectorSize);
         isText ? seen.AddTextStart(sector) : seen.starts.push_back(sector);
@@ -128,11 +128,11 @@ TEST_F(ValidateFindsTest, BelievesWhoeverIsSurestAndScannersWhereNoValidatorJudg
     Put(1, "A0002");  // Both see it.
     Find(1, Jpg, 9000);
     Put(10, "B1002");
-    Find(10, FileTypeIndex::Gif, 700);  // Walked by its scanner.
+    Find(10, FileTypeIndex::Gif, 700);  // Its scanner walks the structure.
     Find(20, FileTypeIndex::Gif, 800);
-    Find(30, FileTypeIndex::Wmv, 800);  // An estimate, and a name that says less.
+    Find(30, FileTypeIndex::Wmv, 800);  // Only estimates, and `asf` says less than `wmv`.
     Find(30, FileTypeIndex::Asf, 700);
-    Find(40, Jpg, 800);  // Its validator does not see it.
+    Find(40, Jpg, 800);  // Its validator does not accept it.
     Put(50, "B4001");
     Find(50, Jpg, 800);
     Find(60, FileTypeIndex::Rdc, 0);
@@ -150,7 +150,7 @@ TEST_F(ValidateFindsTest, TakesOwnStartsOnlyForWholeFilesAndLongOpenOnes) {
     Put(1, "B0001");
     Put(10, "B1007");
     Put(20, "B1008");
-    Put(24, "B1008");  // A part of the one in front, and not looked at.
+    Put(24, "B1008");  // Inside the previous one, and not looked at.
     Put(25, "B0001");
     Put(40, "B2100");
     Put(50, "B3100");
@@ -168,8 +168,8 @@ TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
     Put(110, "B0030");
     Find(110, Jpg, 50000);
     Put(200, "A0020");
-    Find(210, FileTypeIndex::Gif, 50000);  // Only a validator's word is enough.
-    Find(300, FileTypeIndex::Bmp, 50000);  // Its header's word is not.
+    Find(210, FileTypeIndex::Gif, 50000);  // Only a validator's word unmasks a file around it.
+    Find(300, FileTypeIndex::Bmp, 50000);  // A header's word hides nothing inside.
     Put(310, "B0002");
     const Validation validation = Validate();
     EXPECT_EQ(Lines(validation),
@@ -178,7 +178,7 @@ TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
                      "300 bmp damaged 50000", "310 jpg whole 1024"}));
 }
 
-// All files that are hidden have the format of the one that claims them.
+// All hidden files have the format of the file that claims their sectors.
 TEST_F(ValidateFindsTest, LooksInAClaimThatMayHideOthers) {
     Put(10, "A3050");
     Find(10, FileTypeIndex::Doc, 90);
@@ -198,7 +198,7 @@ TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {
     Put(20, "A0005");
     Put(22, "T1100", true);
     Put(30, "T1010", true);
-    Put(35, "T1100", true);  // A part of the text in front.
+    Put(35, "T1100", true);  // Inside the previous text.
     Put(37, "T0003", true);
     Put(39, "T0002", true);
     Put(60, "A3020");
@@ -219,7 +219,7 @@ TEST_F(ValidateFindsTest, LooksForTextsWhereClustersBegin) {
     }
     Put(9, "T1003", true);
     Put(11, "T1003", true);
-    // Nobody has seen this one begin behind the other's cluster.
+    // No start was noted for this one, which begins after the other's cluster.
     std::ranges::copy(std::string_view("T1001"), image.begin() + 19 * SectorSize);
     Find(20, Txt, 90);
     std::ranges::copy(std::string_view("T1003"), image.begin() + 20 * SectorSize);
@@ -271,7 +271,7 @@ TEST_F(ValidateFindsTest, SaysTheSameWhateverPartsWereLookedAtBefore) {
         const auto outcomesOf = [&](std::span<const KnownFinding> known) {
             Validation validation = Validate(known);
             for (Outcome& outcome : validation.outcomes) {
-                // Real formats of the first phase do not look for the next whole file.
+                // Real formats of the first phase do not depend on the next whole file.
                 if (outcome.finding.type == FileTypeIndex::Doc || outcome.finding.type == Jpg) {
                     outcome.finding.why = "";
                 }
@@ -312,7 +312,7 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
         writer.TakeName();
         writer.Add(whole);
     }
-    // A run that goes on and is killed before it has written down what is known.
+    // A run that goes on, and is killed before it has written what it knew.
     { OutcomesWriter(path, "digest", ".part").AddPiece({1, 2}); }
     const Bytes file = test::ReadFile(path);
     const auto header = static_cast<std::size_t>(std::ranges::find(file, '\n') - file.begin());
@@ -343,7 +343,7 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     };
     write(inPieces);
     EXPECT_EQ(ReadOutcomes(path)->validation.outcomes, inPieces.outcomes);
-    // Names and extents are made of what an outcome says.
+    // Names and extents are built from an outcome's fields.
     Validation hostile;
     hostile.outcomes = {whole.outcomes.front(), last, last};
     hostile.outcomes[0].finding.extension = "../x";

@@ -13,14 +13,14 @@ namespace {
 
 using namespace test;
 
-// What the program says of the sample card in its outcomes file, by sector.
+// The program's outcomes for the sample card, by sector.
 class ValidateWorkers : public testing::Test {
 protected:
     ValidateWorkers() {
         const std::string card = "'" SALVOR_SAMPLES_DIR "/card.img'";
         EXPECT_EQ(RunProgram("scan " + card + " --quiet --report '" + (folder_ / "finds").string() + "'").status, 0);
     }
-    // Status and outcomes.
+    // Runs the program and keeps status and outcomes.
     ProgramRun Validate(const std::string& options, const std::string& environment = "") {
         std::filesystem::remove(folder_ / "outcomes");
         const ProgramRun run = RunProgram("validate '" + (folder_ / "finds").string() + "' --quiet " + options +
@@ -36,7 +36,7 @@ protected:
         }
         return run;
     }
-    // The validator of PNGs falls over a sector.
+    // Makes the validator of PNGs fail at a sector.
     static std::string Fault(const std::string& kind, std::int64_t sector) {
         const auto validators = Validators();
         const auto index = std::ranges::find(validators, "png", &Validator::name) - validators.begin();
@@ -64,7 +64,7 @@ TEST_F(ValidateWorkers, SayTheSameHoweverManyTheyAre) {
         EXPECT_EQ(Validate(std::string("--jobs ") + jobs).status, 0);
         EXPECT_EQ(outcomes, alone) << jobs;
     }
-    // By shares, one of them done twice. Nobody is asked again what they have found out.
+    // In shares, one of them twice. The last run validates nothing again, so its fault does no harm.
     for (const char* const share : {"2/2", "1/2", "2/2"}) {
         EXPECT_EQ(Validate(std::string("--jobs 2 --segment ") + share).status, 0) << share;
     }

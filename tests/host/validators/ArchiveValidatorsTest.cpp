@@ -17,7 +17,7 @@ using ::test::PutNumber;
 
 const Bytes Content = test::Pattern(5000, 4);
 
-// A block of version 4: the sum, and behind it what it covers.
+// A block of version 4: the checksum, and what it covers.
 Bytes Block4(std::uint8_t type, std::uint32_t flags, const Bytes& rest) {
     const Bytes covered = Join({{type}, Little(flags, 2), Little(rest.size() + 7, 2), rest});
     return Join({Little(Crc32Of(covered), 2), covered});
@@ -60,7 +60,7 @@ Bytes SevenZip() {
     return Join({BytesOf("7z\xBC\xAF\x27\x1C\0\4"s), Little(Crc32Of(start), 4), start, Content, header});
 }
 
-// One folder of one block, whose checksum is left out, behind reserved bytes of every kind; signed.
+// One folder of one block without a checksum, after reserved bytes of every kind; signed.
 Bytes Cabinet(std::size_t signatureBytes) {
     constexpr std::size_t fixed = 36;
     constexpr std::size_t reserve = 20;
@@ -134,7 +134,7 @@ struct Case {
     const char* what;
     const char* validator;
     Bytes file;
-    // A byte whose change is seen.
+    // A byte whose change must be noticed.
     std::size_t fragile;
 };
 
@@ -168,7 +168,7 @@ TEST(ArchiveValidatorsTest, OldRarsEndWithTheirLastBlock) {
     const Finding finding = test::FindingOf("rar", old, Bytes(9000));
     EXPECT_EQ(finding.verdict, Verdict::Open);
     EXPECT_EQ(finding.size, std::ssize(old));
-    // Later ones have an end block, and so break here.
+    // Later versions have an end block, so this one is cut.
     EXPECT_EQ(test::FindingOf("rar", Rar4(29, false), Bytes(9000)).verdict, Verdict::Damaged);
 }
 

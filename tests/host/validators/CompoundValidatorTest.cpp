@@ -26,7 +26,7 @@ struct Stream {
     int level = 0;
 };
 
-// Sectors: FAT, directory, mini FAT, mini stream, long streams, each as many as it takes.
+// Sectors in this order: FAT, directory, mini FAT, mini stream, long streams; each takes as many as it needs.
 class Compound {
 public:
     explicit Compound(const std::vector<Stream>& streams, unsigned shift = 9) : sector_(std::size_t{1} << shift) {
@@ -97,7 +97,7 @@ private:
         PutNumber(nodes_, at + 120, size, 4);
     }
 
-    // Siblings in one row to the right; a storage's first member is its child.
+    // Siblings are linked to the right in one row; a storage's first member is its child.
     void Link(const std::vector<Stream>& streams) {
         std::size_t last[2] = {0, 0};
         std::size_t storage = 0;
@@ -151,7 +151,7 @@ private:
     std::vector<std::pair<std::uint32_t, Bytes>> data_;
 };
 
-// A workbook's records: one part, filled up by a record of the given length.
+// A workbook's records: one part, padded with a record of the given length.
 Bytes Book(std::size_t filler) {
     Bytes book;
     const auto record = [&book](std::uint32_t type, std::size_t length) {

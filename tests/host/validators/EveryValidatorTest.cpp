@@ -1,4 +1,4 @@
-// What every validator keeps to joins this by being in the table, and every fixture by its folder.
+// Rules that every validator must keep: a validator joins by being in the table, a fixture by its folder.
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -77,8 +77,8 @@ std::vector<PlannedFile> FilesOn(const Bytes& image) {
     return MakePlan(OutcomesOn(image), {std::ssize(image), SectorSize}, {AllTypes(), {}, {}, {}}, {}).files;
 }
 
-// What comes out instead of a fixture's extension: another name, or a more exact one. A maker's name alone makes no
-// raw.
+// Fixtures that are given another extension than their own: a synonym, or a more exact one. A maker's name alone does
+// not make a raw.
 std::string ExtensionFor(const std::string& name) {
     const std::string extension = fs::path(name).extension().string().substr(1);
     static const std::map<std::string, std::string> others{{"m2ts", "mts"},   {"html", "htm"}, {"psb", "psd"},
@@ -88,10 +88,10 @@ std::string ExtensionFor(const std::string& name) {
     return other == others.end() ? extension : other->second;
 }
 
-// A piece of a file, and TIFFs with a byte of padding behind.
+// Part of a file, and TIFFs followed by a byte of padding.
 const std::set<std::string> NotExact{"cut.cr2", "maker.nef", "maker.pef"};
 
-// Fixtures at cluster starts; what is left of their last clusters, and a cluster between them, is zeros or noise.
+// Fixtures at cluster starts; the rest of their last clusters, and one cluster between them, is zeros or noise.
 class FixturesOnAMedium : public testing::TestWithParam<bool> {
 protected:
     FixturesOnAMedium() {
@@ -136,7 +136,7 @@ TEST_P(FixturesOnAMedium, ComeOutAsTheyWere) {
 INSTANTIATE_TEST_SUITE_P(Gaps, FixturesOnAMedium, testing::Bool(),
                          [](const auto& tested) { return tested.param ? "noise" : "zeros"; });
 
-// Up to 2 % of a file's bytes are changed, and it is cut by the medium's end.
+// Up to 2 % of a file's bytes are changed, and the medium's end cuts it.
 TEST(EveryValidator, EndsOnDamagedFilesWithASizeThatTheMediumHas) {
     NeverStops observer;
     std::map<Verdict, std::size_t> verdicts;

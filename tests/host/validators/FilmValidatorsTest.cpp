@@ -35,7 +35,7 @@ TEST(BoxValidator, FindsTheEndOfEveryLayout) {
     ExpectWhole("boxes", Join({film, BoxOf("free", Bytes(33))}), "free space behind");
     ExpectWhole("boxes", Join({film, BoxOf("Zq7x", Bytes(9, 1)), BoxOf("skip", {})}), "a maker's box");
 
-    // The media data's size is left open and told by the tables in front of them.
+    // The size of the media data is left open; the tables before the data tell it.
     Bytes open = Fixture("faststart.mp4");
     const std::size_t size = PlaceOf(open, "mdat") - 4;
     std::fill_n(open.begin() + static_cast<std::ptrdiff_t>(size), 4, std::uint8_t{0});
@@ -49,7 +49,7 @@ TEST(BoxValidator, TellsBrokenFilesAndPieces) {
     EXPECT_EQ(FindingOf("boxes", cut, Pattern(70000)).verdict, Verdict::Damaged);
     EXPECT_EQ(FindingOf("boxes", Bytes(cut.begin(), cut.end() - 5)).verdict, Verdict::Truncated);
 
-    // The tables of a movie whose data were taken out point behind its end, which stays.
+    // Once the data were taken out, the tables of a movie point past its end; the end stays.
     const Bytes stripped = Join({Bytes(film.begin(), film.begin() + 32), BoxOf("mdat", Bytes(10)),
                                  Bytes(film.begin() + static_cast<std::ptrdiff_t>(movie), film.end())});
     const Finding finding = FindingOf("boxes", stripped, Pattern(70000));
@@ -132,7 +132,7 @@ TEST(MpegAudioValidator, StepsOverFramesOfAllKindsAndTheirTags) {
 }
 
 TEST(MpegAudioValidator, TellsPiecesAndHoles) {
-    // A sector with a header whose frame does not fit any more.
+    // A sector with a header whose frame no longer fits.
     EXPECT_EQ(FindingOf("mpegaudio", Bytes{0xFF, 0xFB, 0x90, 0, 0, 0, 0, 0}).verdict, Verdict::NoFile);
     Bytes sound = Repeated(AudioFrame(0xFB, 0x90, 417), 40);
     EXPECT_EQ(FindingOf("mpegaudio", Repeated(AudioFrame(0xFB, 0x90, 417), 9), Pattern(70000)).verdict,
@@ -159,14 +159,14 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
 }
 
 TEST(BoxValidator, LooksAtSamples) {
-    // The data at the end of a film are not its own.
+    // The data at the end of a film belong to something else.
     Bytes film = Fixture("faststart.mp4");
     std::ranges::copy(Pattern(400), film.end() - 400);
     const Finding finding = FindingOf("boxes", film, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Damaged);
     EXPECT_LE(finding.size, std::ssize(film));
 
-    // A fragment has less data than its samples need, by the medium's end and by its own box.
+    // A fragment has less data than its samples need, because of the medium's end and because of its own box.
     Bytes torn = Fixture("fragmented.mp4");
     const std::size_t data = PlaceOf(torn, "mdat") + 4;
     torn.resize(data + 40);
@@ -197,7 +197,7 @@ TEST(StreamPacketValidators, FollowPacketsToTheLast) {
     listed.resize(std::size_t{28} * 188);
     EXPECT_EQ(FindingOf("transport", listed, Bytes(4096)).size, std::ssize(listed));
     ExpectWhole("program", Join({Fixture("stream.vob"), {0, 0, 1, 0xB9}}), "end code");
-    // Without the list of programs, or with a wrong checksum in it, it is the rest of a stream.
+    // Without the list of programs, or with a wrong checksum in it, it is the remainder of a stream.
     for (const std::size_t changed : {2U, 9U}) {
         Bytes piece = Fixture("stream.ts");
         for (std::size_t packet = 0; packet < piece.size(); packet += 188) {

@@ -15,7 +15,7 @@ using namespace std::string_literals;
 using test::Bytes;
 using ::test::BytesOf;
 
-// What may lie behind a file: zeros, binary data, another text, and strings of a program.
+// What may follow a file: zeros, binary data, another text, and strings of a program.
 std::vector<Bytes> Slacks() {
     Bytes binary = BytesOf("q#\x02");
     for (int i = 0; i < 2000; ++i) {
@@ -84,7 +84,7 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
             EXPECT_EQ(test::FindingOf("text", BytesOf(document.file), slack).verdict, Verdict::NoFile);
         }
     }
-    // A letter of plain text has no end of its own.
+    // A plain-text message has no end mark of its own.
     const std::string letter = "To: d\nDate: Mon\n\nOne line\nand another\n";
     const Finding plain = test::FindingOf("mail", BytesOf(letter), Slacks()[1]);
     EXPECT_EQ(plain.verdict, Verdict::Open);
@@ -103,7 +103,7 @@ TEST(Documents, JsonEndsWithItsOutermostBracket) {
             EXPECT_EQ(finding.extension, "json");
         }
     }
-    // An empty line before other text is that one's.
+    // An empty line before other text belongs to that text.
     EXPECT_EQ(test::FindingOf("json", BytesOf(object), BytesOf("\nwords")).size, std::ssize(object));
     EXPECT_EQ(test::FindingOf("json", BytesOf(object), BytesOf("\n\x02")).size, std::ssize(object) + 1);
     for (const std::string broken :
@@ -124,7 +124,7 @@ TEST(Documents, PostScriptEndsAtItsOwnLastComment) {
         EXPECT_EQ(finding.size, std::ssize(whole));
         EXPECT_EQ(finding.extension, "eps");
     }
-    // Without one it does not take that of a file behind other data.
+    // Without a trailer it does not take that of a file after other data.
     Bytes behind = Slacks()[1];
     const std::size_t open = header.size();
     behind.resize(1536 - open);
@@ -147,7 +147,7 @@ TEST(Documents, AreNotWholeWhenTheyBreak) {
     }
     EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</a>\n")).verdict, Verdict::Whole);
     EXPECT_EQ(test::FindingOf("xml", BytesOf(xml + "</b></a>\n")).verdict, Verdict::Damaged);
-    // Nothing but remarks belongs to a document behind its root.
+    // After its root, a document has only comments and processing instructions.
     Bytes tags = BytesOf("<p>a stranger's</p>\n");
     tags.resize(9000);
     const std::string root = "<?xml version='1.0'?>\n<a/>\n";

@@ -10,7 +10,7 @@ namespace {
 
 using namespace test;
 
-// The document says no length: it ends with its text, whatever stands behind it in the same sector.
+// The document declares no length: it ends with its text, whatever follows in the same sector.
 TEST(PaperValidators, WordPerfect5KeepsItsLastSectorInFrontOfForeignBytes) {
     Bytes file{0xFF, 'W', 'P', 'C', 70, 0, 0, 0, 1, 0x0A, 0, 0, 0, 0, 0, 0, 0xFB, 0xFF, 5, 0, 0x32, 0};
     file.resize(70);
@@ -38,7 +38,7 @@ TEST(PaperValidators, QuarkDoesNotFollowAWildLink) {
         file[block * 256 - 4] = static_cast<std::uint8_t>(block + 1);
     }
     EXPECT_EQ(FindingOf("quark", file, Pattern(4096)).verdict, Verdict::Whole);
-    // To block 10,020, in the foreign bytes behind.
+    // To block 10,020, in the foreign bytes after the file.
     file[30 * 256 - 4] = 0x24;
     file[30 * 256 - 3] = 0x27;
     const Finding broken = FindingOf("quark", file, Bytes(3 << 20));

@@ -57,7 +57,7 @@ TEST(PictureValidators, JpegIsTruncatedWhereItsDataStop) {
     EXPECT_EQ(inAnother.size, end);
 }
 
-// What phones append: a film that the metadata tell of, another picture in the middle of a sector.
+// What phones append: a film that the metadata declare, another picture in the middle of a sector.
 TEST(PictureValidators, JpegTakesWhatIsAppended) {
     const Bytes picture = Fixture("jfif-grey.jpg");
     const std::string packet = "http://ns.adobe.com/xap/1.0/" + std::string(1, '\0') +
@@ -80,7 +80,7 @@ TEST(PictureValidators, JpegTakesWhatIsAppended) {
     EXPECT_EQ(FindingOf("jpeg", two, Pattern(4096)).size, std::ssize(two));
 }
 
-// What programs that manage pictures append, one after the other.
+// What picture managers append, one after the other.
 TEST(PictureValidators, PicturesEndBehindTheirTrailers) {
     using namespace std::string_literals;
     const auto with = [](Bytes file, const std::string& trailer) {
@@ -116,7 +116,7 @@ Bytes WithNumbers(std::string_view text, std::initializer_list<std::pair<std::si
     return bytes;
 }
 
-// The sensor's data are measured by the header alone: another whole file stands in them only where they were pruned.
+// The sensor data are measured by the header alone: another whole file can lie in them only if they were removed.
 TEST(PictureValidators, RawsEndBeforeTheNextWholeFile) {
     // A block of 24 bytes, 64 by 32 pixels of 16 bits.
     const std::string_view mark("\0MRM\0\0\0\x20\0PRD", 12);
@@ -141,7 +141,7 @@ Bytes SmoothSensorData(std::size_t pairs) {
     return packed;
 }
 
-// What is left of a raw whose sensor data were dropped ends with its header, whatever stands behind that.
+// A raw whose sensor data were removed ends with its header, whatever follows.
 TEST(PictureValidators, StrippedRawsEndWhereTheirDataDo) {
     // 256 by 128 pixels of 12 bits.
     Bytes minolta =
@@ -164,7 +164,7 @@ TEST(PictureValidators, StrippedRawsEndWhereTheirDataDo) {
     EXPECT_EQ(FindingOf("rdc", rollei, Pattern(60000)).size, static_cast<std::int64_t>(rollei.size()));
 }
 
-// A picture that was dropped leaves offsets behind, which lead to other bytes.
+// The removed picture leaves offsets that now lead to other bytes.
 TEST(PictureValidators, TiffWithoutItsJpegIsTruncated) {
     Bytes file = Fixture("strip.tif");
     const Bytes plain{0x03, 0x01, 0x03, 0, 1, 0, 0, 0, 1, 0};
@@ -189,7 +189,7 @@ TEST(PictureValidators, EarlyBrushesAreCountedAndMeasured) {
     EXPECT_EQ(FindingOf("abr", file, Pattern(9000)).verdict, Verdict::Damaged);
 }
 
-// The outer directory stands at the end and knows its own place; one of an inner heap counts from elsewhere.
+// The outer directory is at the end and holds its own offset; that of an inner heap counts from elsewhere.
 TEST(PictureValidators, CrwIsWholeWithAllItsDirectories) {
     using ::test::PutNumber;
     Bytes file = Pattern(26 + 3000);
@@ -211,7 +211,7 @@ TEST(PictureValidators, CrwIsWholeWithAllItsDirectories) {
     EXPECT_EQ(FindingOf("crw", file, Pattern(9000)).verdict, Verdict::Damaged);
 }
 
-// Bytes of others stand right behind the last word, or what tools leave there in front of the zeros of the last sector.
+// Foreign bytes follow right after the last word, or what tools leave before the zeros of the last sector.
 TEST(PictureValidators, DrawingsAndBitmapsEndWithTheirLastByte) {
     const std::string text = "  0\nSECTION\n  2\nENTITIES\n  0\nPOINT\n  8\n0\n  0\nENDSEC\n  0\nEOF";
     for (const auto& [tail, behind] : {std::pair{"", Pattern(9000)},
@@ -231,14 +231,14 @@ TEST(PictureValidators, DrawingsAndBitmapsEndWithTheirLastByte) {
     bitmap.push_back('\n');
     EXPECT_EQ(FindingOf("bmp", bitmap, Bytes(9000)).size, static_cast<std::int64_t>(bitmap.size()));
     EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).size, static_cast<std::int64_t>(bitmap.size()) - 1);
-    // Without the file's size that of the pixels vouches.
+    // Without the file's size, the size of the pixels confirms it.
     std::fill_n(bitmap.begin() + 2, 4, std::uint8_t{0});
     EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).verdict, Verdict::Whole);
     std::fill_n(bitmap.begin() + 34, 4, std::uint8_t{0});
     EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).verdict, Verdict::Open);
 }
 
-// A directory of one section ends the file and knows its own place; others before it do not.
+// The directory ends the file and holds its own offset; others before it do not.
 TEST(PictureValidators, X3fEndsWithItsDirectory) {
     Bytes file = Pattern(5000);
     std::copy_n("FOVb", 4, file.begin());

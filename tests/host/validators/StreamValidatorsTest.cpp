@@ -73,7 +73,7 @@ TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
     const Finding atNext = FindingOf("flv", half, Pattern(70000), {.starts = {3, 3 + 8}, .wholes = {}});
     EXPECT_EQ(atNext.verdict, Verdict::Truncated);
     EXPECT_EQ(atNext.size, 8 * 512);
-    // What looks like a long checksum or clock is a stranger's.
+    // A foreign byte sequence that looks like a long checksum or clock.
     const Bytes live = Fixture("live.webm");
     for (const Bytes& element : {Bytes{0xBF, 0x6B, 0x7C}, Bytes{0xE7, 0x6B, 0x7C}}) {
         Bytes behind = Pattern(70000);

@@ -9,8 +9,8 @@
 
 namespace salvor::test {
 
-/// What `look` says of a file that begins in sector 3 of a medium and is followed by `behind`. `Pattern` makes bytes
-/// that are no format's.
+/// What `look` gives for a file that begins in sector 3 of a medium and is followed by `behind`. `Pattern` makes bytes
+/// of no format.
 template <typename Look>
 auto LookAt(const Bytes& file, const Bytes& behind, const Neighbours& neighbours, const Look& look) {
     constexpr std::int64_t startSector = 3;
@@ -23,24 +23,24 @@ auto LookAt(const Bytes& file, const Bytes& behind, const Neighbours& neighbours
     return look(place);
 }
 
-/// What the validator of this name says of such a file; `NoFile` where it does not ask to look.
+/// What the validator of this name finds in such a file; `NoFile` where it does not accept the start.
 Finding FindingOf(std::string_view validatorName, const Bytes& file, const Bytes& behind = {},
                   const Neighbours& neighbours = {});
 
-/// The file is whole to its last byte, with zeros behind it, with noise and with another file.
+/// Expects the file to be whole to its last byte with zeros, noise or another file after it.
 void ExpectWhole(std::string_view validatorName, const Bytes& file, std::string_view what);
 
-/// A fixture of which `count` bytes are overwritten, or which is cut where that is 0.
+/// A fixture with `count` bytes overwritten; with 0, it is cut.
 struct ChangedFixture {
     const char* what;
     const char* validator;
     const char* fixture;
-    /// Where, as a share of its size.
+    /// The position as a share of the fixture's size.
     double at;
     std::size_t count;
     Verdict verdict;
 };
-/// Noise follows every file. Unless `mayPassEnd`, no size is larger than the file's.
+/// Noise follows every file. Unless `mayPassEnd`, no size may exceed the file's.
 void ExpectVerdicts(std::span<const ChangedFixture> changes, bool mayPassEnd = false);
 
 }  // namespace salvor::test

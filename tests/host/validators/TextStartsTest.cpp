@@ -67,7 +67,7 @@ TEST(TextStarts, AreSeenInOtherAlphabets) {
     EXPECT_FALSE(Begins(wide.substr(2, 64), wide.substr(2)));
     EXPECT_TRUE(Begins(zeros, codePage));
     EXPECT_FALSE(Begins(codePage.substr(0, 64), codePage));
-    // A program's string and its table, which are no text that goes on.
+    // A program's string and a table after it, which do not count as continued text.
     codePage.replace(100, 1, "\n").replace(200, 1, "\n");
     EXPECT_TRUE(Begins(std::string(40, '\0') + "cannot find the source", codePage));
     std::string table;
@@ -93,7 +93,7 @@ TEST(ClusterGrid, IsTheLargestThatNearlyAllStartsShare) {
     EXPECT_EQ(FindClusterGrid(starts, 512).sectorsPerCluster, 1);
     EXPECT_EQ(FindClusterGrid(std::span(starts).first(7), 512).sectorsPerCluster, 1);
 
-    // One file in twenty lies between the round places where the others begin.
+    // One file in twenty begins off the grid on which the others begin.
     starts.clear();
     for (std::int64_t i = 0; i < 60; ++i) {
         starts.push_back(64 * i + (i % 20 == 7 ? 8 : 0));

@@ -13,7 +13,7 @@ using namespace std::string_literals;
 using test::Bytes;
 using ::test::BytesOf;
 
-// Bytes that are printable, control characters and letters of code pages in turn, as in any binary data.
+// Printable bytes, control characters and letters of code pages in turn, as in binary data.
 Bytes Binary(const std::string& first = "") {
     Bytes bytes = BytesOf(first);
     for (int i = 0; i < 4096; ++i) {
@@ -114,7 +114,7 @@ TEST(Text, OfOneWordALineGoesOnWhereOtherLettersPrevail) {
         list += std::string{letter, static_cast<char>('a' + i % 7), letter, static_cast<char>('e' + i % 5)} + "\n";
     }
     const Neighbours onGrid{{}, {}, {8, 3}};
-    // The last line is cut.
+    // The last line is cut off.
     EXPECT_EQ(test::FindingOf("text", BytesOf(list.substr(0, 8192)), Binary("\x80"), onGrid).size, 8190);
 }
 
@@ -129,10 +129,10 @@ TEST(Text, EndsWhereLinesEndOtherwiseUpToTheClustersEnd) {
     EXPECT_EQ(sizeOf("text", own + strange), std::ssize(own));
     EXPECT_EQ(sizeOf("mail", head + own + strange), std::ssize(head + own));
     EXPECT_EQ(sizeOf("text", strange.substr(0, 900) + own), 900);
-    // A letter's head may fill clusters of its own, in which no text of its body ends.
+    // A message's header may fill whole clusters, and no body text may end in them.
     const std::string longHead = Lines("Received: from a by b\r\n", 600) + head;
     EXPECT_EQ(sizeOf("mail", longHead + own + own + own), std::ssize(longHead + own + own + own));
-    // A file that was joined from others goes back to its own kind.
+    // A file joined from others returns to its own kind of text.
     const std::string joined = own + strange.substr(0, 900) + own;
     EXPECT_EQ(sizeOf("text", joined), std::ssize(joined));
 }

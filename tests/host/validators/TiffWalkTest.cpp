@@ -16,7 +16,7 @@ constexpr std::uint16_t Short = TiffType::Short;
 constexpr std::uint16_t Long = TiffType::Long;
 constexpr std::uint16_t Undefined = 7;
 
-// Of a file that `behind` bytes follow.
+// The end of a file that is followed by `behind` bytes.
 std::optional<std::int64_t> EndOf(const Bytes& file, std::size_t behind = 0) {
     return LookAt(file, Pattern(behind, 2), {}, [](Place& place) -> std::optional<std::int64_t> {
         const std::optional<TiffFile> tiff = WalkTiff(place);
@@ -35,7 +35,7 @@ constexpr std::size_t Behind = 200000;
 
 struct TiffCase {
     const char* what;
-    // The first directory.
+    // Builds the first directory and gives its offset.
     std::function<std::uint32_t(::test::TiffBuilder&)> build;
     std::int64_t size;
 };
@@ -106,7 +106,7 @@ std::vector<TiffCase> TiffCases() {
              return tiff.Add({{330, Long, {first + 18}}, {34665, Long, {first}}}, first);
          },
          8 + 18 + 30},
-        // The noise behind the file is no directory.
+        // The noise after the file is no directory.
         {"a wrong pointer", one({{256, Long, {1}}, {330, Long, {100000, 5}}}), 8 + 8 + 30},
     };
 }
@@ -118,7 +118,7 @@ TEST(TiffWalk, FindsTheFurthestEnd) {
             const std::uint32_t first = one.build(tiff);
             Bytes file = tiff.Finish(first);
             EXPECT_EQ(EndOf(file, Behind), one.size) << one.what;
-            // The letters that one maker has in place of the number.
+            // The letters that one maker writes in place of the number.
             const std::string mark = isBig ? "MMOR" : "IIRS";
             std::copy(mark.begin(), mark.end(), file.begin());
             EXPECT_EQ(EndOf(file, Behind), one.size) << one.what;
@@ -134,7 +134,7 @@ TEST(TiffWalk, TakesNothingElse) {
         std::size_t place;
         std::uint8_t value;
     };
-    // Another number, a link into the header, to nothing and to zeros, no entry, too many, types that there are not.
+    // Another number; a link into the header, to nothing and to zeros; no entry, too many, types that do not exist.
     for (const auto [place, value] :
          {Change{2, 43}, Change{4, 4}, Change{4, 38}, Change{4, 35}, Change{8, 0}, Change{9, 5}, Change{12, 14}}) {
         Bytes bad = good;

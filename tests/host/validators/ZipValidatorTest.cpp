@@ -227,7 +227,7 @@ TEST(ZipValidatorTest, ArchivesEndWhereTheyDoAndAreNamedByWhatTheyHold) {
 
 TEST(ZipValidatorTest, DamageIsNeverWhole) {
     const Bytes file = Plain();
-    // Some fields of headers mean nothing for the bytes; the data of both members do.
+    // Some header fields say nothing about the bytes; the data of both members must be right.
     const std::size_t secondHeader = 35 + Deflated(Text).size();
     for (std::size_t at = 4; at < file.size(); at += 7) {
         Bytes damaged = file;

@@ -12,7 +12,7 @@ using namespace test;
 
 class AskFileSystems : public testing::TestWithParam<const char*> {};
 
-// A photo in pieces and a sound with holes that live, and a picture that was deleted.
+// A living photo in pieces, a living sound with holes, and a deleted picture.
 TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
     const TempFolder folder;
     const Bytes photo = Fixture("jfif-baseline.jpg");
@@ -55,7 +55,7 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
     EXPECT_TRUE(std::ranges::none_of(records, [](const auto& one) { return one.contains("file_system"); }));
 }
 
-// What is kept is not asked again: workers that all crash do no harm then.
+// What was stored is not asked for again: then it does no harm if all workers crash.
 TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
     const TempFolder folder;
     const Bytes photo = Fixture("jfif-baseline.jpg");
@@ -86,7 +86,7 @@ TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
     EXPECT_NE(ReadFile(folder / "other/original/dir/pieces"), photo);
 }
 
-// Every byte that a name may have is in one.
+// The names contain every byte that a name may have.
 TEST(OriginalNames, OfAllBytesBecomeFilesBelowTheFolder) {
     const TempFolder folder;
     const Bytes picture = Fixture("rgb8.png");

@@ -13,7 +13,7 @@ namespace salvor::test {
 
 namespace {
 
-// What makes an image, puts a file into it, removes one, and makes the image of files that were put beside it.
+// Shell commands: make an image, put a file into it, remove one, and build the image from files put beside it.
 struct Recipe {
     const char* tools;
     const char* make;
@@ -25,7 +25,7 @@ struct Recipe {
 Recipe RecipeOf(const std::string& kind) {
     constexpr const char* mcopy = "mcopy -i image $1 ::dir/$1";
     constexpr const char* mdel = "mdel -i image ::dir/$1";
-    // Without its hint of what is free, a gap is filled as soon as there is one.
+    // Without the hint where free clusters begin, a gap is filled as soon as there is one.
     constexpr const char* mdelAndForget =
         R"(mdel -i image ::dir/$1 && printf '\377\377\377\377' | dd of=image bs=1 seek=1004 conv=notrunc)";
     constexpr const char* write = R"(debugfs -w -R "write $1 dir/$1" image)";
@@ -50,7 +50,7 @@ Recipe RecipeOf(const std::string& kind) {
         return {"xorriso", "true", copy, "true", "xorriso -as mkisofs -quiet -J -R -o image root"};
     }
     if (kind == "HFS+") {
-        // Of an image of both kinds the second partition, which begins with sector 128.
+        // The second partition of an image of both kinds, which begins at sector 128.
         return {"xorriso", "true", copy, "true",
                 "xorriso -as mkisofs -quiet -hfsplus -o hybrid root && tail -c +65537 hybrid >image"};
     }
@@ -60,8 +60,8 @@ Recipe RecipeOf(const std::string& kind) {
     return {"mkntfs ntfscp", "truncate -s 8M image && mkntfs -F -Q -q image", "ntfscp -q image $1 $1", "true"};
 }
 
-// No tool of the system writes to an image that is not mounted. The file lies together and is entered into the root
-// folder and the bitmap of clusters; see Microsoft's exFAT file system specification.
+// No tool of the system writes to an exFAT image that is not mounted. The file is contiguous and is entered into the
+// root folder and the cluster bitmap; see Microsoft's exFAT file system specification.
 void PutIntoExfat(Bytes& image, const std::string& name, const Bytes& content) {
     const auto put = [&image](std::size_t at, std::uint64_t value, int bytes) {
         for (int i = 0; i < bytes; ++i) {

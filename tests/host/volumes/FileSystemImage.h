@@ -9,7 +9,7 @@
 
 namespace salvor::test {
 
-/// Runs a script in the folder with the shell; false if a command of it fails.
+/// Runs a script in the folder with the shell; false if one of its commands fails.
 bool RunScript(const TempFolder& folder, const std::string& script);
 
 /// The kinds of file systems for which images can be made without mounting them.
@@ -30,7 +30,7 @@ Bytes SoundWithSilence();
 /// Writes an entry of a partition table into the first sector.
 void PutPartition(Bytes& image, std::size_t index, std::uint8_t type, std::uint32_t first, std::uint32_t count);
 
-/// All that `ReadVolumes` tells of the medium.
+/// All that `ReadVolumes` finds out about the medium.
 Knowledge Learn(Medium& medium);
 
 /// The bytes of extents of the medium.

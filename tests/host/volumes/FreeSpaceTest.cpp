@@ -27,9 +27,9 @@ TEST(FreeSpace, JoinsWhatIsFreeInOneVolumeAndNothingElse) {
     Medium medium(std::make_unique<FakeDevice>(Bytes(4000 * 512 + 100)), 512);
     Knowledge knowledge;
     knowledge.volumes = {{1, {100, 1000}, "", "FAT16", true, 512}, {2, {1100, 900}, "", "ext2", true, 512}};
-    // Some overlap, and one goes on over the border of two volumes.
+    // Some overlap, and one extends across the border of two volumes.
     knowledge.used = {{1050, 100}, {100, 200}, {250, 100}, {500, 8}};
-    // A part of the first is not used, and the last is twice there.
+    // Part of the first is in use by no file, and the last is listed twice.
     knowledge.slack = {{345, 10}, {505, 3}, {505, 3}};
     const auto space = SpaceOf(knowledge, SpaceKind::FreeAndSlack, {0, 4001}, medium);
     // The 700 sectors of the first volume begin at 128, those of the second at 896.
@@ -69,7 +69,7 @@ TEST(FreeSpace, JoinsWhatIsFreeInOneVolumeAndNothingElse) {
 
 class FreeSpaceOf : public testing::TestWithParam<const char*> {
 protected:
-    // A photo that was deleted, in pieces before, between and behind living files.
+    // A deleted photo in pieces before, between and after living files.
     void SetUp() override {
         const std::string missing =
             MakeFileSystem(folder, GetParam(), {{"pieces", photo}, {"filler", Bytes(100000, 'x')}, {"kept", kept}},
@@ -113,7 +113,7 @@ TEST_P(FreeSpaceOf, HasDeletedFilesWholeThatLivingOnesInterrupt) {
     const json file = FileIn("free", "jpg");
     ASSERT_EQ(file.value("verdict", ""), "whole") << file;
     EXPECT_EQ(ReadFile(folder / "free" / file["path"].get<std::string>()), photo);
-    // In places of the image.
+    // Translated to places in the image.
     Bytes joined;
     for (const json& extent : file["extents"]) {
         const auto from = image.begin() + extent["start_sector"].get<std::ptrdiff_t>() * 512;
@@ -124,7 +124,7 @@ TEST_P(FreeSpaceOf, HasDeletedFilesWholeThatLivingOnesInterrupt) {
     EXPECT_EQ(file["path"], fmt::format("jpg/f{:010}.jpg", file["start_sector"].get<int>()));
     EXPECT_TRUE(FileIn("free", "png").empty());
 
-    // What the file system knows of deleted files is known here too.
+    // What the file system knows of deleted files is used here too.
     EXPECT_EQ(RunProgram("recover " + Path("image") + " --quiet --space free --out " + Path("known")).status, 0);
     EXPECT_EQ(FileIn("known", "jpg")["extents"], file["extents"]);
     EXPECT_EQ(FileIn("known", "jpg")["file_system"]["deleted"], true);
@@ -156,7 +156,7 @@ TEST_P(FreeSpaceOf, IsTheSameForAllWhoScanItAndForWhatGoesOnFromThere) {
     const ProgramRun list = RunProgram("list --json --types jpg " + Path("job"));
     EXPECT_EQ(json::parse(list.output).value("extents", json()), file["extents"]);
 
-    // Another list of pieces is not that of the scan.
+    // A changed list of pieces does not match the scan.
     std::string damaged = one.output;
     char& digit = damaged[damaged.find("[[") + 2];
     digit = digit == '1' ? '2' : '1';
@@ -165,7 +165,7 @@ TEST_P(FreeSpaceOf, IsTheSameForAllWhoScanItAndForWhatGoesOnFromThere) {
     EXPECT_EQ(RunProgram(scan + "--start 5 --report -").status, 2);
 }
 
-// A file in what the last cluster of a living one leaves.
+// A file in the slack of a living file's last cluster.
 TEST_P(FreeSpaceOf, HasSlackWhereThatIsAskedFor) {
     if (GetParam() == std::string("FAT32")) {
         GTEST_SKIP() << "a cluster of a sector has no slack";

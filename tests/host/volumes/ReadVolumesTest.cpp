@@ -69,8 +69,8 @@ TEST_P(FileSystems, TellWhereLivingAndDeletedFilesLie) {
     }
 }
 
-// Each is read by a boxed process, and what it knows is looked at by others. They may fall; this one may not, and goes
-// on in bounds. SALVOR_MUTATIONS says how often.
+// The file system is read by a boxed process, and others look at what it knows. Those may crash; this process may not,
+// and must stay within bounds. SALVOR_MUTATIONS gives the number of rounds.
 TEST_P(FileSystems, AreReadInBoundsWhenTheyAreDamaged) {
     const char* const given = std::getenv("SALVOR_MUTATIONS");
     const int rounds = given == nullptr ? 3 : std::atoi(given);
@@ -81,7 +81,7 @@ TEST_P(FileSystems, AreReadInBoundsWhenTheyAreDamaged) {
         Bytes damaged = image;
         const Bytes numbers = Pattern(64, static_cast<std::uint32_t>(round) + 1);
         for (std::size_t i = 0; i + 4 <= numbers.size(); i += 4) {
-            // Most of what a file system says stands at its start.
+            // Most of a file system's structure is near its start.
             const std::size_t range = i % 8 == 0 ? damaged.size() : std::size_t{64} << 10U;
             damaged[(numbers[i] * 65536U + numbers[i + 1] * 256U + numbers[i + 2]) % range] = numbers[i + 3];
         }
