@@ -2,7 +2,9 @@
 #include <FileTypeNotes.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -23,6 +25,17 @@ std::string FormatCap(std::int64_t cap) {
     return cap == NoCap ? "none" : FormatExactSize(cap);
 }
 
+// Each once, with blanks between them.
+std::string ExtensionsOf(const TypeGroup& group) {
+    std::vector<std::string_view> extensions;
+    for (const std::int32_t type : group.types) {
+        if (std::ranges::find(extensions, ExtensionOf(type)) == extensions.end()) {
+            extensions.emplace_back(ExtensionOf(type));
+        }
+    }
+    return fmt::format("{}", fmt::join(extensions, " "));
+}
+
 std::string Table() {
     std::string table = fmt::format("{:>5}  {:<9}  {:<31}  {:>16}  {:<26}\n", "index", "extension", "name", "size cap",
                                     "plausible sizes");
@@ -37,7 +50,7 @@ std::string Table() {
     }
     table += "\nWords for several of them:\n";
     for (const TypeGroup& group : TypeGroups()) {
-        table += fmt::format("  {:<9}  {}\n", group.name, Wrapped(group.extensions, 13));
+        table += fmt::format("  {:<9}  {}\n", group.name, Wrapped(ExtensionsOf(group), 13));
     }
     return table;
 }

@@ -1,9 +1,12 @@
 #include "host/report/page.h"
 
 #include <FileTypeCatalog.h>
+#include <FileTypeNotes.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -61,27 +64,40 @@ std::vector<std::uint8_t> BytesOfHash(std::string_view hex) {
     return bytes.size() == 32 ? bytes : std::vector<std::uint8_t>();
 }
 
-// What all files have: JSON values in the order of the files.
-class Column {
+// Numbers as bytes with seven bits each, the lowest first; all but a number's last have the eighth bit set. The sign is
+// the lowest bit.
+class Numbers {
 public:
-    void Add(std::int64_t value) { fmt::format_to(std::back_inserter(text_), "{}{}", text_.empty() ? "" : ",", value); }
-    std::string Json() const { return "[" + text_ + "]"; }
+    void Add(std::int64_t value) {
+        const auto bits = static_cast<std::uint64_t>(value);
+        std::uint64_t rest = value < 0 ? ~(bits << 1U) : bits << 1U;
+        for (; rest >= 0x80; rest >>= 7U) {
+            bytes_.push_back(static_cast<std::uint8_t>(rest | 0x80U));
+        }
+        bytes_.push_back(static_cast<std::uint8_t>(rest));
+    }
+    /// A JSON text in Base64.
+    std::string Json() const { return '"' + ToBase64(bytes_) + '"'; }
 
 private:
-    std::string text_;
+    std::vector<std::uint8_t> bytes_;
 };
 
-// What few files have: JSON values by number of the file.
+// What not all files have: JSON values, and the steps from one file that has one to the next.
 class SparseColumn {
 public:
     void Add(std::int64_t file, const Json& value) {
-        fmt::format_to(std::back_inserter(text_), "{}\"{}\":{}", text_.empty() ? "" : ",", file, ScriptJson(value));
+        steps_.Add(file - before_);
+        before_ = file;
+        values_ += values_.empty() ? '[' : ',';
+        values_ += ScriptJson(value);
     }
-    bool IsEmpty() const { return text_.empty(); }
-    std::string Json() const { return "{" + text_ + "}"; }
+    std::string Json() const { return fmt::format(R"({{"steps":{},"values":{}]}})", steps_.Json(), values_); }
 
 private:
-    std::string text_;
+    Numbers steps_;
+    std::int64_t before_ = 0;
+    std::string values_;
 };
 
 // Values that come again and again, by number.
@@ -109,8 +125,8 @@ public:
         start_.Add(file.startSector - startBefore_);
         startBefore_ = file.startSector;
         size_.Add(file.size);
-        type_.Add(types_.NumberOf({file.extension, file.typeName, IsPlainTextType(file.types.front())}));
-        verdict_ += std::to_string(static_cast<int>(file.verdict));
+        type_.Add(types_.NumberOf({file.extension, file.typeName, KindOf(file.types.front())}));
+        verdict_.Add(static_cast<std::int64_t>(file.verdict));
         why_.Add(whys_.NumberOf(file.why));
         const std::string hash = ToBase64(BytesOfHash(file.sha256));
         // 32 bytes take 43 digits and a sign that fills up.
@@ -121,12 +137,14 @@ public:
         ++count_;
     }
 
-    // All of it but the hashes.
+    // What all files have, and what is said of all together.
     std::string Json(const ReportReader& reader) const {
         const ReportSummary& summary = reader.Summary();
-        salvor::Json types = salvor::Json::array();
-        for (const auto& [extension, name, isText] : types_.Values()) {
-            types.push_back({extension, name, isText ? 1 : 0});
+        std::vector<std::string_view> kinds(std::begin(FileTypeGroupNames), std::end(FileTypeGroupNames));
+        kinds.emplace_back("Text");
+        std::vector<std::string_view> columns;
+        for (const auto& [name, column] : sparse_) {
+            columns.push_back(name);
         }
         const salvor::Json head{{"program", "salvor " SALVOR_VERSION},
                                 {"made", std::time(nullptr)},
@@ -138,16 +156,29 @@ public:
                                 {"unreadable", RangePairs(summary.unreadable)},
                                 {"zeros", RangePairs(summary.zeros)},
                                 {"notWritten", summary.notWritten},
-                                {"types", types},
-                                {"whys", whys_.Values()}};
+                                {"kinds", kinds},
+                                {"types", types_.Values()},
+                                {"whys", whys_.Values()},
+                                {"folders", folders_.Values()},
+                                {"columns", columns},
+                                {"count", count_}};
         std::string text = ScriptJson(head);
         text.back() = ',';
-        text += fmt::format(R"("files":{{"start":{},"size":{},"type":{},"verdict":"{}","why":{})", start_.Json(),
-                            size_.Json(), type_.Json(), verdict_, why_.Json());
+        return text + fmt::format(R"("start":{},"size":{},"type":{},"verdict":{},"why":{}}})", start_.Json(),
+                                  size_.Json(), type_.Json(), verdict_.Json(), why_.Json());
+    }
+
+    // What not all files have, each in an element of its own: what the first look needs, or the rest.
+    std::string Columns(bool isForFirstLook) const {
+        constexpr std::array firstLook = {"folder", "height", "original", "path", "preview", "taken", "width"};
+        std::string text;
         for (const auto& [name, column] : sparse_) {
-            text += fmt::format(",\"{}\":{}", name, column.Json());
+            if (isForFirstLook == (std::ranges::find(firstLook, name) != firstLook.end())) {
+                text += fmt::format("<script type=\"application/json\" id=\"column-{}\">{}</script>\n", name,
+                                    column.Json());
+            }
         }
-        return text + "}}";
+        return text;
     }
 
     const std::string& Hashes() const { return hashes_; }
@@ -159,6 +190,12 @@ private:
             pairs.push_back({range.first, range.count});
         }
         return pairs;
+    }
+
+    // The group of the catalogue; plain text is one more.
+    static std::size_t KindOf(std::int32_t type) {
+        return IsPlainTextType(type) ? std::size(FileTypeGroupNames)
+                                     : static_cast<std::size_t>(FileTypeCatalog[type].group);
     }
 
     void AddIf(bool isThere, const char* name, const salvor::Json& value) {
@@ -200,17 +237,17 @@ private:
     }
 
     void AddOriginal(const OriginalEntry& original) {
-        AddIf(!original.path.empty(), "original", original.path);
-        salvor::Json times = salvor::Json::array();
+        if (!original.path.empty()) {
+            const std::size_t name = original.path.rfind('/') + 1;
+            AddIf(true, "folder", folders_.NumberOf(original.path.substr(0, name)));
+            AddIf(true, "original", original.path.substr(name));
+        }
         for (const auto& [name, time] : {std::pair("created", original.created),
                                          {"modified", original.modified},
                                          {"accessed", original.accessed},
                                          {"changed", original.changed}}) {
-            if (time) {
-                times.push_back({name, *time});
-            }
+            AddIf(time.has_value(), name, time.value_or(0));
         }
-        AddIf(!times.empty(), "times", times);
     }
 
     void AddDetails(const FileDetails& details) {
@@ -224,16 +261,17 @@ private:
 
     std::int64_t count_ = 0;
     std::int64_t startBefore_ = 0;
-    Column start_;
-    Column size_;
-    Column type_;
-    Column why_;
-    std::string verdict_;
+    Numbers start_;
+    Numbers size_;
+    Numbers type_;
+    Numbers verdict_;
+    Numbers why_;
     std::string hashes_;
     std::map<std::string, SparseColumn> sparse_;
-    // Extension, name, and whether it is plain text.
-    Numbered<std::tuple<std::string, std::string, bool>> types_;
+    // Extension, name and kind.
+    Numbered<std::tuple<std::string, std::string, std::size_t>> types_;
     Numbered<std::string> whys_;
+    Numbered<std::string> folders_;
 };
 
 // What the page may do: nothing but run its own script, wear its own style and show files beside it.
@@ -247,16 +285,19 @@ std::string Policy() {
 void WriteParts(const Folder& folder, const PageData& data, const ReportReader& reader) {
     LineFile page(folder, PageName);
     std::string_view rest = PageHtml;
-    for (const auto& [mark, text] : {std::pair("{{policy}}", Policy()),
-                                     {"{{style}}", std::string(PageStyle)},
-                                     {"{{data}}", data.Json(reader)},
-                                     {"{{hashes}}", data.Hashes()},
-                                     {"{{script}}", std::string(PageScript)}}) {
+    const auto fill = [&](std::string_view mark, const std::string& text) {
         const std::size_t place = rest.find(mark);
         page.Add(std::string(rest.substr(0, place)));
         page.Add(text);
-        rest.remove_prefix(place + std::string_view(mark).size());
-    }
+        rest.remove_prefix(place + mark.size());
+    };
+    fill("{{policy}}", Policy());
+    fill("{{style}}", std::string(PageStyle));
+    fill("{{data}}", data.Json(reader));
+    fill("{{first}}", data.Columns(true));
+    fill("{{script}}", std::string(PageScript));
+    fill("{{rest}}", data.Columns(false));
+    fill("{{hashes}}", data.Hashes());
     page.Add(std::string(rest));
     page.TakeName();
 }

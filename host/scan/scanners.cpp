@@ -9,6 +9,7 @@
 #include <charconv>
 #include <new>
 #include <numeric>
+#include <optional>
 #include <string_view>
 
 #include "host/say/failure.h"
@@ -23,27 +24,35 @@ bool IsSameWord(std::string_view a, std::string_view b) {
                               [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
-constexpr std::array Groups = {
-    TypeGroup{"photos", "jpg tif webp cam arw cr2 cr3 crw dcr dng mrw nef orf pef raf rdc srf x3f"},
-    TypeGroup{"raws", "arw cr2 cr3 crw dcr dng mrw nef orf pef raf rdc srf x3f"},
-    TypeGroup{"pictures", "jpg tif webp cam png gif bmp psd psp xcf pcx oci ico cur ani abr icc"},
-    TypeGroup{"drawings", "ai cdr dwg dxf dcd exb wmf emf sdr vsd odg fla mb max"},
-    TypeGroup{"films", "mp4 mov 3gp m4v avi wmv asf mkv webm flv swf rm vob mts veg"},
-    TypeGroup{"sounds", "mp3 m4a wma wav aif ogg au mid mmf"},
-    TypeGroup{"documents",
-              "pdf doc docx odt wpd txt htm html xml mht xls xlsx ods et pxl qpw ppt pptx odp dps shw vsd mpp pub odg "
-              "odf one "
-              "qxp qpt p65 hlp chm"},
-    TypeGroup{"mail", "eml msg mht pst dbx"},
-    TypeGroup{"data", "mdb mdf odb pzf"},
-    TypeGroup{"archives", "zip jar 7z rar cab"},
+// A word for types: those of a group of the catalogue, and extensions with blanks between them.
+struct GroupWord {
+    std::string_view name;
+    std::optional<FileTypeGroup> group;
+    std::string_view extensions;
+};
+
+constexpr std::array GroupWords = {
+    GroupWord{"photos", FileTypeGroup::CameraRaw, "jpg tif webp"},
+    GroupWord{"raws", FileTypeGroup::CameraRaw, ""},
+    GroupWord{"pictures", FileTypeGroup::Picture, "cam"},
+    GroupWord{"drawings", FileTypeGroup::Drawing, "fla odg vsd"},
+    GroupWord{"films", FileTypeGroup::Film, ""},
+    GroupWord{"sounds", FileTypeGroup::Sound, ""},
+    GroupWord{"documents", FileTypeGroup::Document, "html mht"},
+    GroupWord{"mail", std::nullopt, "eml msg mht pst dbx"},
+    GroupWord{"data", std::nullopt, "mdb mdf odb pzf"},
+    GroupWord{"archives", FileTypeGroup::Archive, ""},
 };
 
 // Other spellings of an extension. The longer spelling of web pages names bookmarks too.
+struct Spelling {
+    std::string_view word;
+    std::string_view extension;
+};
 constexpr std::array Spellings = {
-    TypeGroup{"jpeg", "jpg"}, TypeGroup{"tiff", "tif"},  TypeGroup{"aiff", "aif"},
-    TypeGroup{"midi", "mid"}, TypeGroup{"m2ts", "mts"},  TypeGroup{"rmvb", "rm"},
-    TypeGroup{"text", "txt"}, TypeGroup{"mpeg4", "mp4"}, TypeGroup{"html", "htm"},
+    Spelling{"jpeg", "jpg"}, Spelling{"tiff", "tif"},  Spelling{"aiff", "aif"},
+    Spelling{"midi", "mid"}, Spelling{"m2ts", "mts"},  Spelling{"rmvb", "rm"},
+    Spelling{"text", "txt"}, Spelling{"mpeg4", "mp4"}, Spelling{"html", "htm"},
 };
 
 bool HoldsWord(std::string_view words, std::string_view word) {
@@ -57,11 +66,23 @@ bool HoldsWord(std::string_view words, std::string_view word) {
     return false;
 }
 
+std::vector<TypeGroup> MakeTypeGroups() {
+    std::vector<TypeGroup> groups;
+    for (const GroupWord& word : GroupWords) {
+        TypeGroup& group = groups.emplace_back(TypeGroup{word.name, {}});
+        for (std::int32_t type = 0; type < FileTypeCount; ++type) {
+            if (FileTypeCatalog[type].group == word.group || HoldsWord(word.extensions, ExtensionOf(type))) {
+                group.types.push_back(type);
+            }
+        }
+    }
+    return groups;
+}
+
 bool NamesType(std::string_view word, std::string_view extension) {
-    const auto names = [&](const TypeGroup& group) {
-        return IsSameWord(word, group.name) && HoldsWord(group.extensions, extension);
-    };
-    return IsSameWord(word, extension) || std::ranges::any_of(Groups, names) || std::ranges::any_of(Spellings, names);
+    return IsSameWord(word, extension) || std::ranges::any_of(Spellings, [&](const Spelling& spelling) {
+               return IsSameWord(word, spelling.word) && extension == spelling.extension;
+           });
 }
 
 }  // namespace
@@ -88,6 +109,11 @@ std::vector<std::int32_t> TypesNamed(const std::string& word) {
         return {index};
     }
     const std::string_view extension = std::string_view(word).substr(word.starts_with('.') ? 1 : 0);
+    if (const auto group =
+            std::ranges::find_if(TypeGroups(), [&](const TypeGroup& one) { return IsSameWord(extension, one.name); });
+        group != TypeGroups().end()) {
+        return group->types;
+    }
     std::vector<std::int32_t> types;
     for (std::int32_t type = 0; type < FileTypeCount; ++type) {
         if (NamesType(extension, ExtensionOf(type))) {
@@ -106,12 +132,15 @@ std::vector<std::int32_t> RequireTypes(const std::string& option, const std::str
     return types;
 }
 
-std::span<const TypeGroup> TypeGroups() { return Groups; }
+std::span<const TypeGroup> TypeGroups() {
+    static const std::vector<TypeGroup> groups = MakeTypeGroups();
+    return groups;
+}
 
 std::vector<std::string> TypeWords() {
     std::vector<std::string> words;
-    words.reserve(std::size(Groups));
-    for (const TypeGroup& group : Groups) {
+    words.reserve(GroupWords.size());
+    for (const GroupWord& group : GroupWords) {
         words.emplace_back(group.name);
     }
     for (std::int32_t type = 0; type < FileTypeCount; ++type) {

@@ -33,11 +33,11 @@ std::vector<std::int32_t> TypesNamed(const std::string& word);
 /// The same; throws `Failure` (usage) for a word that names none, with `option` for the place where it stands.
 std::vector<std::int32_t> RequireTypes(const std::string& option, const std::string& word);
 
-/// A group of types that a person names with one word.
+/// Types that a person names with one word.
 struct TypeGroup {
     std::string_view name;
-    /// Extensions with blanks between them.
-    std::string_view extensions;
+    /// Ascending.
+    std::vector<std::int32_t> types;
 };
 std::span<const TypeGroup> TypeGroups();
 

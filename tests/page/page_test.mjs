@@ -204,6 +204,15 @@ test('a hundred thousand files: only what is on the screen exists, and every one
   assert.deepEqual(page.errors, []);
 });
 
+test('the map tells zeros that were read from what is free of finds', async () => {
+  const ranges = [{ first: 1 << 20, count: 1 << 19 }];
+  const page = await openPage(makeFolder('zeros', [{ path: 'jpg/a.jpg', size: 1 << 28 }],
+    { ended: 'complete', image: 'disk.img', image_size: 1 << 30, sector_size: 512, zeros: ranges, known_zeros: ranges }));
+  assert.deepEqual(await page.$$eval('#legend li', (all) => all.map((one) => one.textContent)),
+    ['whole files 25 %', 'zeros 25 %', 'free of finds 50 %']);
+  assert.deepEqual(page.errors, []);
+});
+
 test('folders without files or with an unfinished report are told in words', async () => {
   const empty = await openPage(makeFolder('empty', []));
   assert.match(await empty.$eval('#notices', (element) => element.textContent), /no recovered files/);

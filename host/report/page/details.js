@@ -28,8 +28,10 @@ function describePlace(file) {
 }
 
 function describeTimes(file) {
-  return (fieldOf('times', file) ?? []).map(([what, seconds]) =>
-    `${what} ${new Date(seconds * 1000).toISOString().slice(0, 19).replace('T', ' ')} UTC`).join(', ');
+  return ['created', 'modified', 'accessed', 'changed'].map((what) => [what, fieldOf(what, file)])
+    .filter(([, seconds]) => seconds !== undefined)
+    .map(([what, seconds]) => `${what} ${new Date(seconds * 1000).toISOString().slice(0, 19).replace('T', ' ')} UTC`)
+    .join(', ');
 }
 
 function factsOf(file) {
@@ -41,7 +43,7 @@ function factsOf(file) {
     ['Type', typeNameOf(file) + (fieldOf('alsoTypes', file) ? `; also claimed by ${fieldOf('alsoTypes', file)}` : '')],
     ['Size', size < 1024 ? formatSize(size) : `${formatSize(size)} (${formatNumber(size)} bytes)`],
     ['Reported size', number('reported')],
-    ['Original name', fieldOf('original', file)],
+    ['Original name', originalOf(file)],
     ['Times', describeTimes(file)],
     ['Taken', takenOf(file).replace('T', ' ')],
     ['Pixels', pixelsOf(file) ? `${fieldOf('width', file)} × ${fieldOf('height', file)}` : ''],
@@ -106,8 +108,7 @@ function showDetails(file, step) {
 }
 
 function countTypes() {
-  const rows = data.types.map(([extension, name, isText]) =>
-    ({ extension, name, isText, files: 0, bytes: 0, by: [0, 0, 0, 0] }));
+  const rows = data.types.map(([extension]) => ({ extension, ...noFiles() }));
   for (let file = 0; file < files.count; ++file) {
     const row = rows[files.type[file]];
     ++row.files;

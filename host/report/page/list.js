@@ -179,8 +179,7 @@ class FileList {
 }
 
 function noPicture(file) {
-  return make('span', { className: `tile ${groupNames[groupOfType[files.type[file]]].toLowerCase()}` },
-    extensionOf(file).toUpperCase());
+  return make('span', { className: `tile kind-${groupOfType[files.type[file]]}` }, extensionOf(file).toUpperCase());
 }
 
 // A picture of the file, or a tile with its extension where there is none or the browser cannot show it.
@@ -225,14 +224,13 @@ function makeCard(file) {
 function makeRow(file) {
   const cell = (className, ...children) => make('div', { className: `cell ${className}`, role: 'gridcell' }, ...children);
   const extension = extensionOf(file);
-  const group = groupNames[groupOfType[files.type[file]]].toLowerCase();
   const name = nameOf(file);
   return make('div', { className: 'row', role: 'row' },
-    cell('c-name', make('span', { className: `tile small ${group}`, 'aria-hidden': 'true' }, extension),
+    cell('c-name', make('span', { className: `tile small kind-${groupOfType[files.type[file]]}`, 'aria-hidden': 'true' }, extension),
       make('span', { className: 'name', title: name }, name)),
     cell('c-type', typeNameOf(file)),
     cell('c-verdict', verdictBadge(files.verdict[file]), make('span', { className: 'why muted', title: whyOf(file) }, whyOf(file))),
     cell('c-size', formatSize(files.size[file])),
     cell('c-place', formatNumber(files.start[file])),
-    ...(data.files.taken ? [cell('c-taken', takenOf(file).slice(0, 16).replace('T', ' '))] : []));
+    ...(hasColumn('taken') ? [cell('c-taken', takenOf(file).slice(0, 16).replace('T', ' '))] : []));
 }

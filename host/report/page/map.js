@@ -15,44 +15,60 @@ const ClassOfVerdict = 2;
 const ZerosClass = 6;
 const FreeClass = 7;
 
-// The medium as stretches that follow each other: ends in bytes, and the class of each.
-function layOutMedium() {
-  const edges = [];
-  const add = (kind, start, bytes) => {
-    const from = Math.min(start, data.imageSize);
-    const to = Math.min(start + bytes, data.imageSize);
+// An edge is a number, as millions of them are sorted: the byte, the class, and whether it is an end. Exact for media of
+// up to 512 TiB.
+const EdgeScale = 16;
+
+// Where on the medium a class begins or ends, ascending.
+function findEdges() {
+  const pieces = hasColumn('extents') ? columnOf('extents') : null;
+  const parts = hasColumn('embedded') ? columnOf('embedded').values : [];
+  const countAll = (lists) => lists.reduce((sum, list) => sum + list.length, 0);
+  const room = files.count + countAll(pieces?.values ?? []) + countAll(parts) + data.unreadable.length + data.zeros.length;
+  const edges = new Float64Array(2 * room);
+  let count = 0;
+  const add = (kind, startSector, bytes) => {
+    const from = Math.min(startSector * data.sectorSize, data.imageSize);
+    const to = Math.min(startSector * data.sectorSize + bytes, data.imageSize);
     if (from < to) {
-      edges.push([from, kind, 1], [to, kind, -1]);
+      edges[count++] = from * EdgeScale + kind * 2;
+      edges[count++] = to * EdgeScale + kind * 2 + 1;
     }
   };
   for (let file = 0; file < files.count; ++file) {
-    for (const [start, bytes] of extentsOf(file)) {
-      add(ClassOfVerdict + files.verdict[file], start * data.sectorSize, bytes);
+    const kind = ClassOfVerdict + files.verdict[file];
+    if (pieces?.places[file] > 0) {
+      extentsOf(file).forEach(([start, bytes]) => add(kind, start, bytes));
+    } else {
+      add(kind, files.start[file], files.size[file]);
     }
   }
-  for (const parts of Object.values(data.files.embedded ?? {})) {
-    for (const [start, , bytes] of parts) {
-      add(1, start * data.sectorSize, bytes);
-    }
-  }
-  for (const [kind, ranges] of [[0, data.unreadable], [ZerosClass, data.zeros]]) {
-    for (const [first, count] of ranges) {
-      add(kind, first * data.sectorSize, count * data.sectorSize);
-    }
-  }
-  edges.sort((a, b) => a[0] - b[0]);
-  const open = new Array(mapClasses.length).fill(0);
+  parts.forEach((list) => list.forEach(([start, , bytes]) => add(1, start, bytes)));
+  data.unreadable.forEach(([first, sectors]) => add(0, first, sectors * data.sectorSize));
+  data.zeros.forEach(([first, sectors]) => add(ZerosClass, first, sectors * data.sectorSize));
+  return edges.subarray(0, count).sort();
+}
+
+// The medium as stretches that follow each other: ends in bytes, and the class of each.
+function layOutMedium() {
+  const edges = findEdges();
+  const open = new Int32Array(mapClasses.length);
   open[FreeClass] = 1;
   const ends = [];
   const kinds = [];
   let at = 0;
-  for (const [place, kind, step] of edges) {
+  for (const edge of edges) {
+    const place = Math.floor(edge / EdgeScale);
     if (place > at) {
+      let kind = 0;
+      while (open[kind] === 0) {
+        ++kind;
+      }
       ends.push(place);
-      kinds.push(open.findIndex((count) => count > 0));
+      kinds.push(kind);
       at = place;
     }
-    open[kind] += step;
+    open[(edge % EdgeScale) >> 1] += edge % 2 === 0 ? 1 : -1;
   }
   if (at < data.imageSize) {
     ends.push(data.imageSize);
@@ -234,7 +250,8 @@ function drawColumns(canvas, bins, width, height) {
   const gap = step > 3 * scale ? scale : 0;
   bins.forEach((bytes, column) => {
     const left = Math.round(column * step);
-    const right = Math.round((column + 1) * step) - gap;
+    const next = Math.round((column + 1) * step);
+    const right = next - gap;
     const all = bytes.reduce((sum, one) => sum + one, 0);
     let bottom = canvas.height;
     // Files stand on the ground; what is free of them is the air above.
@@ -242,7 +259,7 @@ function drawColumns(canvas, bins, width, height) {
       if (bytes[kind] > 0) {
         const top = kind === FreeClass ? 0 : bottom - Math.max(2 * scale, (canvas.height * bytes[kind]) / all);
         context.fillStyle = colours[kind];
-        context.fillRect(left, Math.round(Math.max(0, top)), right - left, Math.round(bottom) - Math.round(Math.max(0, top)));
+        context.fillRect(left, Math.round(Math.max(0, top)), (kind < ZerosClass ? right : next) - left, Math.round(bottom) - Math.round(Math.max(0, top)));
         bottom = Math.max(0, top);
       }
     }

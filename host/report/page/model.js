@@ -1,39 +1,78 @@
 // What the page knows of the files: columns, one entry a file, in the order of the report.
 
-const data = JSON.parse(document.getElementById('data').textContent);
+const data = JSON.parse(byId('data').textContent);
+byId('data').remove();
 const verdicts = ['whole', 'open', 'truncated', 'damaged'];
 
-const groupNames = ['Pictures', 'Films', 'Sounds', 'Documents', 'Mail', 'Archives', 'Other', 'Text'];
-const groupExtensions = {
-  Pictures: 'jpg png tif gif bmp webp psd psb xcf psp pcx ico cur ani cr2 cr3 crw nef arw sr2 srf dng orf pef raf dcr '
-    + 'mrw rdc x3f ai cdr wmf emf cam dcd oci',
-  Films: 'mp4 mov 3gp m4v avi wmv asf mkv webm flv swf rm vob mts m2ts ts',
-  Sounds: 'mp3 m4a wma wav aif aiff ogg au mid mmf',
-  Documents: 'pdf doc docx xls xlsx ppt pptx vsd mpp pub odt ods odp odg odb odf wpd qxp qpt p65 shw qpw one htm html '
-    + 'xml chm hlp et dps dwg dxf',
-  Mail: 'eml msg mht pst dbx',
-  Archives: 'zip jar 7z rar cab',
-};
+// What a kind's place in the list tells: drawings are the last of the pictures, sounds the last of what is a gallery at first.
+const groupNames = data.kinds;
+const LastOfPictures = groupNames.indexOf('Drawings');
+const LastGallery = groupNames.indexOf('Sounds');
 
-// A type of the report is [extension, name, 1 for plain text].
-const groupOfType = data.types.map(([extension, , isText]) => {
-  const name = isText ? 'Text'
-    : Object.keys(groupExtensions).find((group) => groupExtensions[group].split(' ').includes(extension));
-  return groupNames.indexOf(name ?? 'Other');
-});
+// A type of the report is [extension, name, kind].
+const groupOfType = data.types.map(([, , kind]) => kind);
+
+// Numbers of a column: seven bits a byte, the lowest first, and the sign in the lowest bit.
+function decode(text, numbers) {
+  const bytes = atob(text);
+  let value = 0;
+  let scale = 1;
+  for (let i = 0, at = 0; i < bytes.length; ++i) {
+    const byte = bytes.charCodeAt(i);
+    value += (byte & 0x7f) * scale;
+    scale *= 0x80;
+    if (byte < 0x80) {
+      numbers[at++] = value % 2 === 0 ? value / 2 : -(value + 1) / 2;
+      value = 0;
+      scale = 1;
+    }
+  }
+  return numbers;
+}
 
 const files = {
-  count: data.files.start.length,
-  start: new Float64Array(data.files.start.length),
-  size: Float64Array.from(data.files.size),
-  type: Uint16Array.from(data.files.type),
-  verdict: Uint8Array.from(data.files.verdict, Number),
-  why: Uint32Array.from(data.files.why),
+  count: data.count,
+  start: decode(data.start, new Float64Array(data.count)),
+  size: decode(data.size, new Float64Array(data.count)),
+  type: decode(data.type, new Uint16Array(data.count)),
+  verdict: decode(data.verdict, new Uint8Array(data.count)),
+  why: decode(data.why, new Uint32Array(data.count)),
 };
-data.files.start.reduce((before, step, file) => (files.start[file] = before + step), 0);
+let isInOrder = true;
+for (let file = 1; file < files.count; ++file) {
+  isInOrder &&= files.start[file] >= 0;
+  files.start[file] += files.start[file - 1];
+}
 
-// What few files have is kept by number of the file.
-const fieldOf = (name, file) => data.files[name]?.[file];
+// What not all files have: read when it is first asked for, as most of it is shown for a single file only.
+const columns = new Map();
+const hasColumn = (name) => data.columns.includes(name);
+
+function columnOf(name) {
+  if (!columns.has(name)) {
+    const element = byId(`column-${name}`);
+    // The page is still on its way.
+    if (!element || !element.nextSibling) {
+      return null;
+    }
+    const { steps, values } = JSON.parse(element.textContent);
+    element.remove();
+    // Where a file's value stands, from 1 on.
+    const places = new Uint32Array(files.count);
+    let file = 0;
+    decode(steps, new Float64Array(values.length)).forEach((step, i) => {
+      file += step;
+      places[file] = i + 1;
+    });
+    columns.set(name, { places, values });
+  }
+  return columns.get(name);
+}
+
+function fieldOf(name, file) {
+  const column = hasColumn(name) ? columnOf(name) : null;
+  return column && column.places[file] > 0 ? column.values[column.places[file] - 1] : undefined;
+}
 
 const extensionOf = (file) => data.types[files.type[file]][0];
 const typeNameOf = (file) => data.types[files.type[file]][1];
@@ -46,16 +85,24 @@ function pathOf(file) {
     ?? `${extension}/f${String(files.start[file]).padStart(10, '0')}.${extension}`;
 }
 
+function originalOf(file) {
+  const name = fieldOf('original', file);
+  return name === undefined ? '' : data.folders[fieldOf('folder', file)] + name;
+}
+
 function nameOf(file) {
-  const path = fieldOf('original', file) ?? pathOf(file);
-  return path.slice(path.lastIndexOf('/') + 1) || path;
+  const path = pathOf(file);
+  return fieldOf('original', file) || path.slice(path.lastIndexOf('/') + 1) || path;
 }
 
 // Base64 without its padding: 43 characters a file, blank where there is no hash.
 const HashLength = 43;
 let hashes;
 function hashOf(file) {
-  hashes ??= document.getElementById('hashes').textContent;
+  if (document.readyState === 'loading') {
+    return '';
+  }
+  hashes ??= byId('hashes').textContent;
   const text = hashes.slice(file * HashLength, (file + 1) * HashLength);
   return text.trim() && Array.from(atob(text), (c) => c.charCodeAt(0).toString(16).padStart(2, '0')).join('');
 }
@@ -102,7 +149,8 @@ function makeTest() {
   const inType = words.map((word) => has(data.types.map(([extension, name]) => `${extension} ${name}`), word));
   const inWhy = words.map((word) => has(data.whys, word));
   const inFile = (file, word) => pathOf(file).toLowerCase().includes(word)
-    || ['original', 'title', 'camera'].some((name) => fieldOf(name, file)?.toLowerCase().includes(word))
+    || originalOf(file).toLowerCase().includes(word)
+    || ['title', 'camera'].some((name) => fieldOf(name, file)?.toLowerCase().includes(word))
     || (word.length >= 8 && hashOf(file).startsWith(word));
   return (file) => {
     const size = files.size[file];
@@ -142,21 +190,33 @@ function selectFiles() {
   return { order: chosen.subarray(0, count), bytes, byGroup };
 }
 
+const rankOf = (texts) => {
+  const inOrder = texts.map((_, i) => i).sort((a, b) => texts[a].localeCompare(texts[b]));
+  const ranks = new Uint16Array(texts.length);
+  inOrder.forEach((i, rank) => (ranks[i] = rank));
+  return ranks;
+};
+const rankOfType = rankOf(data.types.map(([extension]) => extension));
+
 const sorts = {
   place: ['Place', (a, b) => files.start[a] - files.start[b]],
   name: ['Name', null, nameOf],
-  type: ['Type', (a, b) => extensionOf(a).localeCompare(extensionOf(b))],
+  type: ['Type', (a, b) => rankOfType[files.type[a]] - rankOfType[files.type[b]]],
   verdict: ['Verdict', (a, b) => files.verdict[a] - files.verdict[b]],
   size: ['Size', (a, b) => files.size[a] - files.size[b]],
   taken: ['Date taken', null, takenOf],
 };
 
 function sortFiles(order, key, isDescending) {
+  if (key === 'place' && isInOrder) {
+    return isDescending ? order.reverse() : order;
+  }
   const [, ownCompare, textOf] = sorts[key];
   let compare = ownCompare;
   if (textOf) {
-    const texts = new Map(Array.from(order, (file) => [file, textOf(file)]));
-    compare = (a, b) => (texts.get(a) < texts.get(b) ? -1 : Number(texts.get(a) > texts.get(b)));
+    const texts = new Array(files.count);
+    order.forEach((file) => (texts[file] = textOf(file)));
+    compare = (a, b) => (texts[a] < texts[b] ? -1 : Number(texts[a] > texts[b]));
   }
   const sign = isDescending ? -1 : 1;
   return order.sort((a, b) => sign * compare(a, b) || a - b);

@@ -2,7 +2,7 @@
 
 let list;
 let map;
-const gallery = { byGroup: new Map(), of: (group) => gallery.byGroup.get(group) ?? (group >= 0 && group <= 2) };
+const gallery = { byGroup: new Map(), of: (group) => gallery.byGroup.get(group) ?? (group >= 0 && group <= LastGallery) };
 const sorting = { key: 'place', isDescending: false };
 
 function showHead() {
@@ -65,13 +65,13 @@ function showTools() {
     .sort((a, b) => a[1].localeCompare(b[1]));
   byId('type').replaceChildren(make('option', { value: -1 }, 'all'),
     ...types.map(([type, name]) => make('option', { value: type }, name)));
-  byId('sort').replaceChildren(...Object.entries(sorts).filter(([key]) => key !== 'taken' || data.files.taken)
+  byId('sort').replaceChildren(...Object.entries(sorts).filter(([key]) => key !== 'taken' || hasColumn('taken'))
     .map(([key, [name]]) => make('option', { value: key }, name)));
-  document.querySelectorAll('.taken').forEach((label) => (label.hidden = !data.files.taken));
+  document.querySelectorAll('.taken').forEach((label) => (label.hidden = !hasColumn('taken')));
 }
 
 const columnHeads = () => [['name', 'c-name'], ['type', 'c-type'], ['verdict', 'c-verdict'], ['size', 'c-size'],
-  ['place', 'c-place'], ...(data.files.taken ? [['taken', 'c-taken']] : [])];
+  ['place', 'c-place'], ...(hasColumn('taken') ? [['taken', 'c-taken']] : [])];
 
 function showColumns(isGallery) {
   byId('columns').hidden = isGallery;
@@ -224,14 +224,17 @@ showHead();
 showTools();
 listen();
 list = new FileList(openFile, (file) => map?.markFile(file));
-filter.group = groupOfType.includes(0) ? 0 : -1;
+const firstGroup = Math.min(...groupOfType);
+filter.group = firstGroup <= LastOfPictures ? firstGroup : -1;
 useTheme(window.matchMedia('(prefers-color-scheme: dark)').matches);
 update();
-// The map of a hundred thousand files takes a moment; the files come first.
-setTimeout(() => {
+
+// The files come first: of very many, all that the map is made of is still on its way.
+function showMap() {
   map = new MediumMap((place) => {
     filter.place = place;
     filter.group = -1;
     update();
   });
-}, 0);
+}
+document.addEventListener('DOMContentLoaded', () => requestAnimationFrame(() => setTimeout(showMap, 0)));
