@@ -22,16 +22,19 @@ using TypeIndices = std::vector<std::int32_t>;
 
 constexpr const char* Introduction = R"(# File types
 
-What the scanners of the library recognise, how they know where a file ends, and what they miss. This page is generated
-from the library's catalogue and notes and from the fixtures of the tests; `SALVOR_UPDATE_DOCS=1 ./test` writes it anew.
+What the library's scanners recognise, how they find the end of a file, and what they miss. This page is generated from the
+library's catalogue and notes and from the fixtures of the tests; `SALVOR_UPDATE_DOCS=1 ./test` updates it.
 `salvor types jpg` prints the same for one type.
 
-Every file must begin at the start of a sector and lie in one piece. The number behind a type is its index in the
-factory, the size the largest that is reported unless the host says otherwise. What a scanner's size is worth:
+Every file must begin at the start of a sector and lie in one piece. In brackets behind a type's name are its index in the
+factory, how reliable the reported size is, and the largest size that is reported unless the host sets another. A reported
+size is
 
-- *exact*: the scanner has walked the whole structure;
-- *estimated*: it rests on less, such as a length that the file declares, a footer or what comes next on the medium;
-- *start only*: it is 0, and the host decides.
+- *exact* if the scanner walks the whole structure;
+- *estimated* if it rests on less, such as a length that the file declares, a footer or what comes next on the medium;
+- *start only* if it is always 0 and the host decides the size.
+
+The program works out sizes itself; see [What the program checks](#what-the-program-checks).
 )";
 
 std::string SizeText(std::int64_t size) {
@@ -91,8 +94,9 @@ void WriteGroup(std::ostream& page, std::size_t group) {
 }
 
 void WriteChecks(std::ostream& page) {
-    page << "\n## What the program checks\n\nThe sizes above are the library's. The program follows a file's structure "
-            "itself and calls it whole only if this holds:\n\n| Format | Checked |\n| --- | --- |\n";
+    page << "\n## What the program checks\n\nThe sizes above are those of the library's scanners. The program follows "
+            "each file's structure itself and\ncalls a file whole only if this holds:\n\n"
+            "| Format | Checked |\n| --- | --- |\n";
     for (const FormatChecks& checks : FormatChecksOf) {
         page << "| " << checks.format << " | " << checks.checked << " |\n";
     }
@@ -113,16 +117,16 @@ void WriteFixtures(std::ostream& page) {
             table << " " << FileTypeCatalog[index].extension;
         }
         if (fixture.types.empty()) {
-            table << " nobody | " << size << " | | |\n";
+            table << " none | " << size << " | | |\n";
         } else {
             table << " | " << size << " | " << reported << " | " << (reported > size ? "+" : "") << reported - size
                   << " |\n";
         }
     }
     page << "\n## Sizes of the sample files\n\nOf the " << test::Fixtures().size()
-         << " files of `samples/fixtures` and those that the tests make where no program writes the type, " << exact
-         << "\nare reported with their own size. The others, in bytes:\n\n"
-            "| File | Reported by | Its size | Reported | Difference |\n| --- | --- | ---: | ---: | ---: |\n"
+         << " files of `samples/fixtures` and of the tests, which build those that no program writes, " << exact
+         << " are reported\nwith their real size. The others, in bytes:\n\n"
+            "| File | Reported by | Real size | Reported size | Difference |\n| --- | --- | ---: | ---: | ---: |\n"
          << table.str();
 }
 
