@@ -47,7 +47,7 @@ std::int64_t EndOfLastLine(Place& file, std::int64_t end) {
         return end;
     }
     MarkupReader text(file, MarkupReader::AnyDocuments);
-    const std::int64_t documentEnd = EndOfDocument(file, text, end, BlankLines::Its, u"999");
+    const std::int64_t documentEnd = EndOfDocument(file, text, end, u"999");
     const ByteSpan next = file.At(documentEnd, 1);
     return documentEnd == end + 1 && !next.empty() && next[0] != 0 ? end : documentEnd;
 }

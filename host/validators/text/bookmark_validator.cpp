@@ -39,7 +39,7 @@ Finding Validate(Place& file) {
                 text.GoTo(end);
             }
             return {Verdict::Whole,
-                    EndOfDocument(file, text, end, BlankLines::Its),
+                    EndOfDocument(file, text, end),
                     FileTypeIndex::Bookmarks,
                     {},
                     "the outer list is closed"};

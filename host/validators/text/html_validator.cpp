@@ -132,8 +132,8 @@ Finding Validate(Place& file) {
     const bool isXml = IsAtXmlDeclaration(text);
     PageEnd search(text, *start);
     if (const std::optional<std::int64_t> end = search.Find()) {
-        return PageOf(Verdict::Whole, EndOfDocument(file, text, EndOfComments(text, *end), BlankLines::Its, u"<"),
-                      isXml, "closed by its end tag");
+        return PageOf(Verdict::Whole, EndOfDocument(file, text, EndOfComments(text, *end), u"<"), isXml,
+                      "closed by its end tag");
     }
     if (search.Next()) {
         return PageOf(Verdict::Truncated, *search.Next(), isXml, "no end tag in front of another page");

@@ -149,7 +149,7 @@ Finding Validate(Place& file) {
     if (end == 0) {
         return {};
     }
-    return {Verdict::Whole, EndOfDocument(file, text, end, BlankLines::AStrangers), FileTypeIndex::Text, "json",
+    return {Verdict::Whole, EndOfDocument(file, text, end), FileTypeIndex::Text, "json",
             "the outermost bracket is closed"};
 }
 

@@ -382,7 +382,7 @@ Finding Validate(Place& file) {
     std::int64_t size = end.end;
     if (end.verdict == Verdict::Whole) {
         MarkupReader text(file, MarkupReader::AnyDocuments);
-        size = EndOfDocument(file, text, size, BlankLines::Its);
+        size = EndOfDocument(file, text, size);
     }
     return {end.verdict, size, isArchive ? FileTypeIndex::Mht : FileTypeIndex::Eml, isMailbox ? "mbox" : "", end.why};
 }

@@ -36,13 +36,11 @@ bool BeginsWithMarkup(ByteSpan head) {
            (next < 0x80 && IsLetter(static_cast<std::uint8_t>(next)));
 }
 
-std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, BlankLines blanks,
-                           std::u16string_view appendix) {
+std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, std::u16string_view appendix) {
     constexpr std::int64_t page = 0x1000;
     text.GoTo(end);
     text.SkipWhite();
-    const bool isTextBehind = text.Peek() != MarkupReader::End;
-    if (!isTextBehind && IsZeroFilled(file, text.At())) {
+    if (text.Peek() == MarkupReader::End && IsZeroFilled(file, text.At())) {
         return text.At();
     }
     const std::int64_t pageEnd = (end / page + 1) * page;
@@ -61,10 +59,6 @@ std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, Bl
         while (text.Take(u" ") || text.Take(u"\t")) {
         }
         if (!text.Take(u"\r\n") && (hasReturns || !text.Take(u"\n"))) {
-            return lineEnd;
-        }
-        const bool isBlankLine = lineEnd > end;
-        if (isBlankLine && isTextBehind && blanks == BlankLines::AStrangers) {
             return lineEnd;
         }
         lineEnd = text.At();

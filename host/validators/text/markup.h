@@ -11,14 +11,9 @@ namespace salvor {
 /// The first byte of a head, after a byte-order mark and white space, opens a tag or a declaration.
 bool BeginsWithMarkup(ByteSpan head);
 
-/// Whose the empty lines are between a document and text behind it. One data file in a hundred ends with some; of older
-/// texts in the rest of its cluster, three in a hundred begin so. Of pages, one in seven ends with empty lines.
-enum class BlankLines : std::uint8_t { Its, AStrangers };
-
 /// Where a document of markup ends whose last mark ends at `end`: after its white space where zeros follow or the
 /// medium ends, else after the line ends of its own kind. Text that begins with `appendix`, where that is not empty,
 /// and goes on before zeros, in the same page of 4 KiB, was appended to it; other text is a stranger's.
-std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, BlankLines blanks,
-                           std::u16string_view appendix = {});
+std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, std::u16string_view appendix = {});
 
 }  // namespace salvor

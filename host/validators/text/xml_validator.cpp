@@ -80,7 +80,7 @@ Finding Validate(Place& file) {
     const std::string extension = IsNamed(root, u"svg") ? "svg" : "";
     const XmlExtent content = FollowXmlContent(text, root);
     if (content.isClosed) {
-        const std::int64_t size = EndOfDocument(file, text, content.end, BlankLines::AStrangers);
+        const std::int64_t size = EndOfDocument(file, text, content.end);
         return content.isBalanced
                    ? Finding{Verdict::Whole, size, FileTypeIndex::Xml, extension, "the root element is closed"}
                    : Finding{Verdict::Damaged, size, FileTypeIndex::Xml, extension, "tags without their counterparts"};

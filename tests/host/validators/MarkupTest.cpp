@@ -103,9 +103,6 @@ TEST(Documents, JsonEndsWithItsOutermostBracket) {
             EXPECT_EQ(finding.extension, "json");
         }
     }
-    // An empty line before other text belongs to that text.
-    EXPECT_EQ(test::FindingOf("json", BytesOf(object), BytesOf("\nwords")).size, std::ssize(object));
-    EXPECT_EQ(test::FindingOf("json", BytesOf(object), BytesOf("\n\x02")).size, std::ssize(object) + 1);
     for (const std::string broken :
          {"{\"a\" 1}", "{\"a\": 1]", "{1: 2}", "[\"a\" \"b\"]", "[\"a\", x]", "[\"a\nb\"]", "{\"a\": 1, "}) {
         EXPECT_EQ(test::FindingOf("json", BytesOf(broken)).verdict, Verdict::NoFile) << broken;

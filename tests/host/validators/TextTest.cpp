@@ -101,6 +101,18 @@ TEST(Text, EndsWhereAnotherTextFillsItsCluster) {
     }
 }
 
+TEST(Text, EndsWithALineThatClosesBeforeTheRestOfAnother) {
+    std::string own = "/* counts */\n";
+    while (own.size() < 3000) {
+        own += "int f" + std::to_string(own.size()) + "(int n)\n{\n    if (n < 2) {\n        return n;\n    }\n}\n";
+    }
+    const std::string strange =
+        Written({"the river ", "was wide ", "and nobody ", "crossed it ", "before winter, "}, ".\n", 5000);
+    const std::string text = own + strange.substr(4, 4096 - own.size());
+    const Neighbours onGrid{{}, {}, {8, 3}};
+    EXPECT_EQ(test::FindingOf("text", BytesOf(text), Binary("\x80"), onGrid).size, std::ssize(own));
+}
+
 TEST(Text, OfIdeographsEndsWhereOneByteIsACharacter) {
     const std::string line = "\x3E\x54\x29\x8F\x6F\x30\x2B\x73\x67\x30\n\0"s;
     const std::string wide = "\xFF\xFE" + Lines(line, 50);

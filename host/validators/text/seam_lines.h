@@ -1,0 +1,44 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <span>
+
+#include "frame/bytes/Bytes.h"
+
+namespace salvor {
+
+/// What of a line may show that a text ends before it and the rest of another one begins with it. Weighed against all
+/// other lines, never alone.
+struct SeamSigns {
+    /// How much less likely the line's first byte is among the text's own first bytes than in the middle of a line, as
+    /// binary logarithms of both shares.
+    double ownHead = 0;
+    double middle = 0;
+    /// The line before closes a bracket, a block or an environment.
+    bool closes = false;
+    bool isAfterBlankLine = false;
+    bool isAfterIndent = false;
+};
+
+/// Reads a text line by line.
+class SeamLines {
+public:
+    explicit SeamLines(ByteSpan text) : text_(text) {}
+
+    /// Takes the byte at `at`, where the last call has ended. The signs of the line that begins behind it, if one does.
+    std::optional<SeamSigns> Take(std::size_t at);
+
+private:
+    static constexpr std::size_t Kinds = 8;
+    static std::size_t KindOf(std::uint8_t byte);
+
+    ByteSpan text_;
+    std::size_t lineStart_ = 0;
+    // First bytes of lines, by kind.
+    std::array<double, Kinds> heads_{};
+    double lines_ = 0;
+};
+
+}  // namespace salvor
