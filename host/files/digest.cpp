@@ -15,6 +15,17 @@ void Require(bool done) {
     }
 }
 
+std::string EndOf(EVP_MD_CTX* context) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned int length = 0;
+    Require(EVP_DigestFinal_ex(context, digest.data(), &length) == 1);
+    std::string text;
+    for (unsigned int i = 0; i < length; ++i) {
+        text += fmt::format("{:02x}", digest[i]);
+    }
+    return text;
+}
+
 }  // namespace
 
 Digest::Digest(const EVP_MD* algorithm) : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
@@ -23,15 +34,12 @@ Digest::Digest(const EVP_MD* algorithm) : context_(EVP_MD_CTX_new(), &EVP_MD_CTX
 
 void Digest::Add(const void* data, std::size_t length) { Require(EVP_DigestUpdate(context_.get(), data, length) == 1); }
 
-std::string Digest::Hex() {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned int length = 0;
-    Require(EVP_DigestFinal_ex(context_.get(), digest.data(), &length) == 1);
-    std::string text;
-    for (unsigned int i = 0; i < length; ++i) {
-        text += fmt::format("{:02x}", digest[i]);
-    }
-    return text;
+std::string Digest::Hex() { return EndOf(context_.get()); }
+
+std::string Digest::HexSoFar() const {
+    const Context copy(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+    Require(copy && EVP_MD_CTX_copy_ex(copy.get(), context_.get()) == 1);
+    return EndOf(copy.get());
 }
 
 FileDigest::FileDigest(const HashKinds& kinds) {

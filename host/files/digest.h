@@ -15,13 +15,17 @@ public:
     void Add(const void* data, std::size_t length);
     /// The digest in lower-case hexadecimal; ends the computation.
     std::string Hex();
+    /// That of the bytes so far; more may follow.
+    std::string HexSoFar() const;
 
 protected:
     /// Throws `std::runtime_error` if the cryptographic library does not have it.
     explicit Digest(const EVP_MD* algorithm);
 
 private:
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
+    using Context = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
+
+    Context context_;
 };
 
 class Sha256 : public Digest {
@@ -64,6 +68,8 @@ public:
     void Add(const void* data, std::size_t length);
     /// Ends the computation.
     FileHashes Hashes();
+    /// Of the bytes so far; more may follow. It must be among the kinds.
+    std::string Sha256SoFar() const { return sha256_->HexSoFar(); }
 
 private:
     std::optional<Md5> md5_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -33,8 +34,9 @@ constexpr std::chrono::seconds ReportInterval(5);
 constexpr std::int64_t FileLineBytes = 640;
 constexpr std::int64_t SkippedLineBytes = 512;
 
-// Leaves out of the plan what the disk has no room for; false if that is anything.
-bool FitOntoDisk(Plan& plan, const Folder& folder) {
+// Leaves out of the plan what the disk has no room for; false if that is anything. For `partialSuffix` see
+// `FileFolders`.
+bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuffix) {
     const std::optional<FreeSpace> space = folder.Space();
     if (!space) {
         return true;
@@ -55,9 +57,15 @@ bool FitOntoDisk(Plan& plan, const Folder& folder) {
         return true;
     }
     const std::size_t planned = plan.files.size();
+    const auto missingBytes = [&](const PlannedFile& file) {
+        const std::filesystem::path draft(file.path + partialSuffix);
+        const Folder parent = folder.Below(draft.parent_path(), false);
+        const auto there = parent.IsOpen() ? parent.Entry(draft.filename().string()) : std::nullopt;
+        return std::max<std::int64_t>(blocksOf(file) - (there ? there->size : 0), 0);
+    };
     // A file whose bytes turn out to be others is written beside the one that is there.
     KeepBest(plan, room, NotWanted::NoRoom,
-             [&](const PlannedFile& file) { return FileLineBytes + (IsThere(folder, file) ? 0 : blocksOf(file)); });
+             [&](const PlannedFile& file) { return FileLineBytes + (IsThere(folder, file) ? 0 : missingBytes(file)); });
     KeepBest(plan, entries, NotWanted::NoRoom, [&](const PlannedFile& file) { return IsThere(folder, file) ? 0 : 1; });
     return plan.files.size() == planned;
 }
@@ -129,11 +137,12 @@ public:
     }
 
     // False if the person stopped it.
-    bool Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content) {
+    bool Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content, WritingLog& log) {
         for (const PassedOver& passed : plan_.passedOver) {
             NotePassedOver(passed, *skipped_, totals_);
         }
-        const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, content, *this);
+        const bool complete =
+            !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, content, log, *this);
         if (complete) {
             // The last files may be done before the next progress report.
             progress_.Update(totalBytes_, counts_);
@@ -338,7 +347,8 @@ ExitStatus ExtractFiles(const ScanMedium& scanned, const std::vector<Outcome>& o
     Plan plan = PlanOnImage(outcomes, scanned, filter, origin.caps,
                             [&](const PassedOver& passed) { NotePassedOver(passed, skipped, passedOver); });
     ChooseByDetails(medium, origin, plan, filter, folder);
-    const bool fits = FitOntoDisk(plan, folder);
+    const std::string partialSuffix = ".part";
+    const bool fits = FitOntoDisk(plan, folder, partialSuffix);
     if (!fits) {
         Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "
             "selection, and run 'salvor extract {} --out {}'",
@@ -364,7 +374,8 @@ ExitStatus ExtractFiles(const ScanMedium& scanned, const std::vector<Outcome>& o
     if (!filter.AsksForDetails()) {
         FindDetails(medium, origin.image, plan, filter, &folder);
     }
-    const bool complete = extraction.Run(medium, ".part", content);
+    WritingLog writing(folder, std::nullopt, out.isOfJob);
+    const bool complete = extraction.Run(medium, partialSuffix, content, writing);
     extraction.EndProgress();
     const ExtractTotals& totals = extraction.Totals();
     skipped.TakeName();
@@ -376,6 +387,7 @@ ExitStatus ExtractFiles(const ScanMedium& scanned, const std::vector<Outcome>& o
     });
     folder.Sync();
     if (complete) {
+        writing.Finish();
         before.RemovePieces();
     }
     if (!quiet) {
@@ -399,7 +411,8 @@ ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& o
     Plan plan = PlanOnImage(outcomes, scanned, filter, origin.caps, [](const PassedOver& /*passed*/) {});
     ChooseByDetails(medium, origin, plan, filter, folder);
     // What is left out would depend on what the others have written so far, and the plans would differ.
-    if (!FitOntoDisk(plan, folder)) {
+    const std::string partialSuffix = SuffixOf(piece) + ".part";
+    if (!FitOntoDisk(plan, folder, partialSuffix)) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("'{}' has no room for the files of all segments: free some space, narrow the "
                                   "selection, or run without --segment to write the best of those that fit",
@@ -417,7 +430,8 @@ ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& o
     if (!filter.AsksForDetails()) {
         FindDetails(medium, origin.image, plan, filter, &folder);
     }
-    const bool complete = extraction.Run(medium, SuffixOf(piece) + ".part", content);
+    WritingLog writing(folder, piece, out.isOfJob);
+    const bool complete = extraction.Run(medium, partialSuffix, content, writing);
     extraction.EndProgress();
     const ExtractTotals& totals = extraction.Totals();
     report.Finish([&](const FolderCounts& /*earlier*/) {
@@ -431,6 +445,7 @@ ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& o
             planned);
         return ExitStatus::Stopped;
     }
+    writing.Finish();
     if (!quiet) {
         Tell(TotalsTable(totals, 0));
     }

@@ -19,12 +19,13 @@ FilePieces::FilePieces(Medium& medium, std::function<bool(std::int64_t)> progres
 
 FilePieces::End FilePieces::ForEach(
     const PlannedFile& file,
-    const std::function<bool(const std::uint8_t* bytes, std::size_t length, std::int64_t offset)>& takePiece) {
+    const std::function<bool(const std::uint8_t* bytes, std::size_t length, std::int64_t offset)>& takePiece,
+    std::int64_t from) {
     const std::int64_t sectorSize = medium_.SectorSize();
     const auto room = static_cast<std::int64_t>(piece_.size());
-    std::int64_t done = 0;
+    std::int64_t before = 0;
     for (const Extent& extent : file.extents) {
-        for (std::int64_t at = 0; at < extent.bytes;) {
+        for (std::int64_t at = std::clamp<std::int64_t>(from - before, 0, extent.bytes); at < extent.bytes;) {
             const std::int64_t length = std::min(room, extent.bytes - at);
             const std::int64_t sector = extent.startSector + at / sectorSize;
             if (extent.IsHole()) {
@@ -40,13 +41,23 @@ FilePieces::End FilePieces::ForEach(
                 return End::Refused;
             }
             at += length;
-            done += length;
-            if (progress_(done)) {
+            if (progress_(before + at)) {
                 return End::Stopped;
             }
         }
+        before += extent.bytes;
     }
     return End::Done;
+}
+
+bool FilePieces::MayBegin(const PlannedFile& file, std::int64_t from) const {
+    for (const Extent& extent : file.extents) {
+        if (from <= extent.bytes) {
+            return from == extent.bytes || from % medium_.SectorSize() == 0;
+        }
+        from -= extent.bytes;
+    }
+    return false;
 }
 
 }  // namespace salvor

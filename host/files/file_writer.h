@@ -11,6 +11,7 @@
 #include "host/files/content_filter.h"
 #include "host/files/digest.h"
 #include "host/files/file_pieces.h"
+#include "host/files/writing_log.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
@@ -65,9 +66,10 @@ private:
 class FileWriter {
 public:
     /// For `partialSuffix` see `FileFolders`. `progress` is told the bytes done of the file under way; it returns true
-    /// to stop. A file with one of the hashes in `known` is not kept; the list, which may be null, outlives this.
+    /// to stop. A file with one of the hashes in `known` is not kept. A file that takes long is marked in `log`, and
+    /// goes on from its mark if what was written until then is still there. Both may be null, and outlive this.
     FileWriter(Medium& medium, const Folder& folder, std::string partialSuffix,
-               std::function<bool(std::int64_t)> progress, const HashList* known = nullptr);
+               std::function<bool(std::int64_t)> progress, const HashList* known = nullptr, WritingLog* log = nullptr);
 
     /// Writes the file under a temporary name and gives it its own when it is whole. A file that is there and holds the
     /// right bytes is left alone.
@@ -76,18 +78,33 @@ public:
     WriteResult WriteDraft(const PlannedFile& file);
 
 private:
+    struct Draft {
+        File file;
+        FileDigest digest;
+        // That the file and the digest have.
+        std::int64_t bytes = 0;
+    };
+
     bool IsImage(const std::optional<FileEntry>& there) const;
     std::int64_t UnreadableBytes(const PlannedFile& file) const;
     bool HoldsPlannedBytes(const Folder& folder, const std::string& name, const PlannedFile& file, WriteResult& result);
     void Copy(const Folder& folder, const PlannedFile& file, WriteResult& result);
+    std::optional<Draft> GoOn(const Folder& folder, const PlannedFile& file, WriteResult& result);
+    std::optional<Draft> Begin(const Folder& folder, const PlannedFile& file, WriteResult& result) const;
+    FilePieces::End Fill(Draft& draft, const PlannedFile& file);
+    std::optional<WritingMark> MarkOf(const PlannedFile& file) const;
+    void Mark(Draft& draft, const PlannedFile& file);
+    FilePieces::End CompareWithMark(File& there, const WritingMark& mark, FileDigest& digest);
     FileDigest NewDigest() const;
     bool IsKnown(const FileHashes& hashes) const { return known_ != nullptr && known_->Contains(hashes); }
 
     Medium& medium_;
     FileFolders folders_;
     std::optional<FileIdentity> image_;
+    std::function<bool(std::int64_t)> progress_;
     FilePieces pieces_;
     const HashList* known_;
+    WritingLog* log_;
     // Of the file that is compared with it.
     std::vector<std::uint8_t> there_;
     bool kernelCopies_ = true;

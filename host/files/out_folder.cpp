@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/files/writing_log.h"
 #include "host/platform/child_process.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
@@ -74,7 +75,7 @@ void RequireAllowed(const Folder& folder, const JobIdentity& job, FolderUse use)
 void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
     for (const char* name :
          {JobFile, LockFile, "scan.json", "report.jsonl", "report.jsonl.part", "skipped.jsonl", "skipped.jsonl.part",
-          "finds.jsonl", "outcomes.jsonl", "known.jsonl", "index.html", "index.html.part"}) {
+          "finds.jsonl", "outcomes.jsonl", "known.jsonl", WritingLog::Name, "index.html", "index.html.part"}) {
         const bool isFinds = std::string_view(name) == "finds.jsonl";
         if (IsAmong(folder / name, inputs.imageFiles) ||
             (!isFinds && !inputs.findsPath.empty() && IsSameFile(folder / name, inputs.findsPath))) {

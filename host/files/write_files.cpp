@@ -29,12 +29,13 @@ bool WouldFit(const Folder& folder, std::int64_t bytes) {
 class SideBySide {
 public:
     SideBySide(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
-               const ContentFilter& content)
+               const ContentFilter& content, WritingLog& log)
         : medium_(medium),
           files_(plan.files),
           folder_(folder),
           partialSuffix_(partialSuffix),
           content_(content),
+          log_(log),
           folders_(folder, partialSuffix),
           results_(std::min(MostAhead, files_.size())) {
         const unsigned writers = std::clamp(std::thread::hardware_concurrency(), 1U, MostWriters);
@@ -121,7 +122,7 @@ private:
                 bytesOfFile = done;
                 return stop_.load();
             },
-            &content_.known);
+            &content_.known, &log_);
         while (const std::optional<std::size_t> index = TakeNext()) {
             bytesOfFile = 0;
             const PlannedFile& file = files_[*index];
@@ -152,6 +153,7 @@ private:
     const Folder& folder_;
     std::string partialSuffix_;
     const ContentFilter& content_;
+    WritingLog& log_;
     FileFolders folders_;
     SameBytes same_;
     std::mutex mutex_;
@@ -171,8 +173,8 @@ private:
 }  // namespace
 
 bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
-                const ContentFilter& content, WriteObserver& observer) {
-    return SideBySide(medium, plan, folder, partialSuffix, content).HandOn(observer);
+                const ContentFilter& content, WritingLog& log, WriteObserver& observer) {
+    return SideBySide(medium, plan, folder, partialSuffix, content, log).HandOn(observer);
 }
 
 }  // namespace salvor

@@ -92,6 +92,10 @@ std::optional<std::int64_t> File::Size() const {
     return info.st_size;
 }
 
+bool File::CutTo(std::int64_t bytes) {
+    return Check(ftruncate(fd_.Get(), bytes) == 0 && lseek(fd_.Get(), bytes, SEEK_SET) == bytes);
+}
+
 bool File::KeepRoom(std::int64_t bytes) {
     const std::optional<std::int64_t> size = Size();
     return size && Check(fallocate(fd_.Get(), FALLOC_FL_KEEP_SIZE, *size, bytes) == 0);

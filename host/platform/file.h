@@ -42,6 +42,8 @@ public:
 
     /// Of a regular file.
     std::optional<std::int64_t> Size() const;
+    /// Cuts the file to so many bytes; what is written next follows them.
+    bool CutTo(std::int64_t bytes);
     /// Keeps room on the disk for the file to grow by as many bytes; its size stays. What is not used is given back
     /// with `ReleaseRoom`. Not every file system can.
     bool KeepRoom(std::int64_t bytes);

@@ -82,6 +82,14 @@ File Folder::Create(const std::string& name) const {
     return CreateNew(name);
 }
 
+File Folder::Update(const std::string& name) const {
+    File file = OpenRegular(fd_.Get(), name.c_str(), O_RDWR);
+    struct stat info {};
+    // The bytes of a file that is linked here as well are another's.
+    const bool isOwn = file.IsOpen() && fstat(file.Descriptor(), &info) == 0 && info.st_nlink == 1;
+    return isOwn || !file.IsOpen() ? std::move(file) : File(SystemError::WrongKind());
+}
+
 File Folder::OpenLock(const std::string& name) const { return OpenRegular(fd_.Get(), name.c_str(), O_RDWR | O_CREAT); }
 
 SystemError Folder::Rename(const std::string& from, const std::string& to) const {

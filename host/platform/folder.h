@@ -54,6 +54,8 @@ public:
     File CreateNew(const std::string& name) const;
     /// The same in place of whatever has the name.
     File Create(const std::string& name) const;
+    /// Opens a regular file that has no other name, to read and to change it.
+    File Update(const std::string& name) const;
     /// Opens a regular file that nobody writes to, to lock it; makes it if it is missing.
     File OpenLock(const std::string& name) const;
     /// Gives an entry another name, in place of the file that has it.

@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <fstream>
+#include <functional>
 
 #include "host/files/digest.h"
 #include "host/files/write_files.h"
@@ -198,6 +200,70 @@ TEST_F(FileWriterTest, LeavesNothingHalfWritten) {
     EXPECT_FALSE(result.error.empty());
 }
 
+TEST_F(FileWriterTest, GoesOnInTheMiddleOfAFile) {
+    const PlannedFile file = FileAt(8, (8 << 20) + 700);
+    const auto draft = folder / "png/f8.png.part";
+    const Folder opened = Folder::Open(folder.Path());
+    // Marks every piece; a stop leaves what a kill does.
+    const auto writeOn = [&](std::int64_t brokenFrom, std::int64_t brokenTo, std::int64_t stopAt) {
+        auto device = std::make_unique<FakeDevice>(image);
+        device->Break(brokenFrom, brokenTo);
+        Medium medium(std::move(device), 512);
+        WritingLog log(opened, std::nullopt, true, std::chrono::milliseconds(0));
+        return FileWriter(
+                   medium, opened, ".part", [&](std::int64_t done) { return done > stopAt; }, nullptr, &log)
+            .Write(file);
+    };
+    Bytes expected = Slice(8, file.Size());
+    std::fill_n(expected.begin() + 1024, 512, std::uint8_t{0});
+    constexpr std::int64_t allOfIt = 10 << 20;
+    const auto append = [&] {
+        std::ofstream(draft, std::ios::app) << "not on the disk yet";
+    };
+    const auto damage = [&] {
+        std::fstream(draft).seekp(1 << 20).put('x');
+    };
+    const auto cut = [&] {
+        fs::resize_file(draft, 3 << 20);
+    };
+    const auto link = [&] {
+        fs::create_hard_link(draft, folder / "linked");
+    };
+    const std::vector<std::pair<bool, std::function<void()>>> cases{{true,
+                                                                     [] {
+                                                                     }},
+                                                                    {true, append},
+                                                                    {false, damage},
+                                                                    {false, cut},
+                                                                    {false, link}};
+    for (const auto& [goesOn, happens] : cases) {
+        EXPECT_EQ(writeOn(10 * 512, 11 * 512, 4 << 20).outcome, WriteOutcome::Stopped);
+        happens();
+        // What is read again is lost.
+        const WriteResult result = writeOn(0, 2 << 20, allOfIt);
+        EXPECT_EQ(result.outcome, WriteOutcome::Written) << result.error;
+        EXPECT_EQ(result.unreadableBytes, goesOn ? 512 : (2 << 20) - 8 * 512);
+        EXPECT_EQ(test::ReadFile(folder / file.path) == expected, goesOn);
+        if (goesOn) {
+            EXPECT_EQ(result.sha256, HashOf(expected));
+            // The run ended before the report told of the file.
+            const WriteResult again = writeOn(0, allOfIt, allOfIt);
+            EXPECT_EQ(again.outcome, WriteOutcome::AlreadyThere);
+            EXPECT_EQ(again.sha256, result.sha256);
+        }
+        fs::remove(folder / file.path);
+    }
+
+    // Extents of another plan, and lines of another job, count for nothing.
+    EXPECT_EQ(writeOn(0, 0, 4 << 20).outcome, WriteOutcome::Stopped);
+    PlannedFile shorter = FileAt(8, 8 << 20);
+    EXPECT_FALSE(WritingLog(opened, std::nullopt, true).Find(shorter));
+    EXPECT_TRUE(WritingLog(opened, std::nullopt, true).Find(file));
+    WritingLog(opened, std::nullopt, true).Finish();
+    EXPECT_FALSE(fs::exists(draft));
+    EXPECT_FALSE(WritingLog(opened, std::nullopt, true).Find(file));
+}
+
 TEST_F(FileWriterTest, KeepsOffTheImageItself) {
     fs::create_directory(folder / "png");
     test::WriteFile(folder / "png/f0.png", image);
@@ -235,12 +301,14 @@ TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderUntilOneIsToStop) {
         starts.push_back(i);
     }
     Observer all(1000);
-    EXPECT_TRUE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("all", true), ".part", {}, all));
+    const Folder opened = Folder::Open(folder.Path());
+    WritingLog log(opened, std::nullopt, true);
+    EXPECT_TRUE(WriteFiles(medium, plan, opened.Below("all", true), ".part", {}, log, all));
     EXPECT_EQ(all.starts, starts);
     EXPECT_EQ(test::ReadFile(folder / "all" / plan.files[7].path), Slice(7, 3 << 20));
 
     Observer some(5);
-    EXPECT_FALSE(WriteFiles(medium, plan, Folder::Open(folder.Path()).Below("some", true), ".part", {}, some));
+    EXPECT_FALSE(WriteFiles(medium, plan, opened.Below("some", true), ".part", {}, log, some));
     EXPECT_EQ(some.starts, std::vector<std::int64_t>(starts.begin(), starts.begin() + 5));
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "some")) {
         EXPECT_NE(entry.path().extension(), ".part");
@@ -270,7 +338,8 @@ TEST_F(FileWriterTest, KeepsOneFileOfThoseWithTheSameBytesAndNoneThatIsKnown) {
     for (const WriteOutcome wanted : {WriteOutcome::Written, WriteOutcome::AlreadyThere}) {
         Observer seen;
         const Folder out = Folder::Open(folder.Path()).Below("out", true);
-        ASSERT_TRUE(WriteFiles(medium, plan, out, ".part", content, seen));
+        WritingLog log(out, std::nullopt, true);
+        ASSERT_TRUE(WriteFiles(medium, plan, out, ".part", content, log, seen));
         std::vector<WriteOutcome> outcomes;
         for (const WriteResult& result : seen.results) {
             outcomes.push_back(result.outcome);
