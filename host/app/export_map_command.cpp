@@ -52,12 +52,12 @@ SectorRangeSet MissingParts(const std::vector<Outcome>& outcomes, const SectorRa
         if (verdict == Verdict::NoFile || verdict == Verdict::Whole) {
             continue;
         }
-        for (const Extent& extent : outcome.extents) {
+        for (const Extent& extent : outcome.place->extents) {
             if (!extent.IsHole()) {
                 AddMissing({extent.startSector, (extent.bytes - 1) / sectorSize + 1}, unread, sectorSize, missing);
             }
         }
-        if (outcome.extents.empty()) {
+        if (outcome.place->extents.empty()) {
             // A file that breaks off at a missing area may be as long as the scanners take it to be.
             std::int64_t size = std::max<std::int64_t>(outcome.finding.size, 1);
             for (const ReportedClaim& claim : outcome.reported) {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
@@ -55,7 +56,7 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                              header.caps,
                              SetAsideToJson(header, finds.journal.setAside),
                              finds.medium.OnImage(finds.journal.seen.zeros)};
-    const ExitStatus status = ExtractSeen(finds.medium, finds.journal.seen, origin, filter, content,
+    const ExitStatus status = ExtractSeen(finds.medium, std::move(finds.journal.seen), origin, filter, content,
                                           command.fileSystems, out, piece, command.quiet);
     // Files that the finds do not name are lost to this run.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;

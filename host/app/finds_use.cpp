@@ -90,13 +90,14 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
     RefuseSameDevice(path, imageFiles);
 }
 
-ExitStatus ExtractSeen(const ScanMedium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
+ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrigin& origin, PlanFilter filter,
                        const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
                        const std::optional<Piece>& piece, bool quiet) {
     KnownFiles known;
     Validation validation;
     if (filter.asReported) {
         validation = {ReportedOutcomes(seen.finds, ShapeOf(medium), filter.types), true, {}};
+        seen = {};
         EndAtGaps(validation.outcomes, medium);
     } else {
         // Nobody named it, so no link leads to it and no pipe is waited for.
@@ -110,16 +111,17 @@ ExitStatus ExtractSeen(const ScanMedium& medium, const Sightings& seen, const Fi
             how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
             how.needsShares = true;
         }
+        const std::string digest = DigestOf(medium.Scanned(), seen, origin.caps);
         validation =
             ValidateWithFile(medium.Scanned(), seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier, how);
+        seen = {};
         EndAtGaps(validation.outcomes, medium);
         if (validation.complete && !fileSystems.isOff) {
             const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
             // Pieces may be written at the same time, so each has its own, unless validating has already asked.
             const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
-            known = AskFileSystems(medium, {origin.image, origin.caps, DigestOf(medium.Scanned(), seen, origin.caps)},
-                                   FilePlace(out.folder, name), {{folder, knownBeside.filename().string()}},
-                                   validation.outcomes, quiet);
+            known = AskFileSystems(medium, {origin.image, origin.caps, digest}, FilePlace(out.folder, name),
+                                   {{folder, knownBeside.filename().string()}}, validation.outcomes, quiet);
         }
     }
     if (fileSystems.names == "original") {

@@ -45,7 +45,7 @@ struct FileSystemUse {
 
 /// Validates unless the files are wanted as reported, asks the file systems what they know, and writes the files or one
 /// piece of them.
-ExitStatus ExtractSeen(const ScanMedium& medium, const Sightings& seen, const FindsOrigin& origin, PlanFilter filter,
+ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrigin& origin, PlanFilter filter,
                        const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
                        const std::optional<Piece>& piece, bool quiet);
 

@@ -1,4 +1,5 @@
 #include <memory>
+#include <utility>
 
 #include "host/app/choices.h"
 #include "host/app/command.h"
@@ -47,15 +48,15 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
         Tell(ScanTable(outcome.summary));
     }
     const FilePlace finds(out.folder, JobFindsName);
-    const Sightings seen = SeenInJob(scan, out.folder);
+    Sightings seen = SeenInJob(scan, out.folder);
     const FindsOrigin origin{scan.scan.header.image,
                              finds.Text(),
                              true,
                              scan.scan.header.caps,
                              SetAsideToJson(scan.job.header, outcome.setAside),
                              scan.scan.medium.OnImage(seen.zeros)};
-    const ExitStatus status = ExtractSeen(scan.scan.medium, seen, origin, filter, content, command.fileSystems, out,
-                                          std::nullopt, command.quiet);
+    const ExitStatus status = ExtractSeen(scan.scan.medium, std::move(seen), origin, filter, content,
+                                          command.fileSystems, out, std::nullopt, command.quiet);
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 

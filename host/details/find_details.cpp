@@ -118,7 +118,7 @@ public:
         }
         PlannedFile& file = plan_.files[static_cast<std::size_t>(answer->file)];
         file.details = answer->details.known;
-        if (question->withPreview && !answer->details.preview.empty() && !RefusalOf(file.details, filter_)) {
+        if (question->withPreview && !answer->details.preview.empty() && !RefusalOf(*file.details, filter_)) {
             KeepPreview(file, answer->details.preview);
         }
     }
@@ -151,7 +151,7 @@ private:
         File preview = previews.Create(name);
         if (preview.IsOpen() && preview.Write(bytes.data(), bytes.size()) && preview.Close()) {
             previewBytes_ += std::ssize(bytes);
-            file.details.preview = fmt::format("{}/{}", PreviewFolder, name);
+            file.details.Change().preview = fmt::format("{}/{}", PreviewFolder, name);
         } else {
             previews.Remove(name);
         }

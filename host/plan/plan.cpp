@@ -64,7 +64,7 @@ private:
     };
 
     // A file system says where the file lies.
-    static bool IsSettled(const Outcome& outcome) { return !outcome.extents.empty(); }
+    static bool IsSettled(const Outcome& outcome) { return !outcome.place->extents.empty(); }
 
     // An extent of such a file, which holds what begins inside it.
     struct Piece {
@@ -91,7 +91,7 @@ private:
     }
 
     static std::vector<Extent> ExtentsOf(const Outcome& outcome) {
-        std::vector<Extent> extents = outcome.extents;
+        std::vector<Extent> extents = outcome.place->extents;
         if (extents.empty()) {
             extents = {{outcome.startSector, outcome.finding.size}};
         }
@@ -103,7 +103,7 @@ private:
         const PlannedFile file = FileOf(outcome);
         if (file.finding.verdict <= Verdict::Open && !Judge(outcome, file)) {
             std::vector<Extent> own = file.extents;
-            CutTo(own, outcome.ownBytes);
+            CutTo(own, outcome.place->ownBytes);
             for (const Range& range : RangesOf(own)) {
                 const std::string* const original = OriginalPath(file);
                 pieces_.push_back({range, file.StartSector(), original == nullptr ? NameOf(file, "") : *original});
@@ -124,12 +124,8 @@ private:
             IsSettled(outcome) ? BytesOf(file.extents) : medium_.sizeInBytes - ByteOf(outcome.startSector);
         file.finding.size = std::min(file.finding.size, room);
         file.reported = outcome.reported;
-        file.types = {outcome.finding.type};
         file.known = outcome.known;
         for (const ReportedClaim& claim : outcome.reported) {
-            if (std::ranges::find(file.types, claim.type) == file.types.end()) {
-                file.types.push_back(claim.type);
-            }
             file.atSizeCap = file.atSizeCap ||
                              (claim.size == outcome.finding.size && claim.size == FileTypeCatalog[claim.type].maxSize);
         }
@@ -270,7 +266,7 @@ private:
 bool IsNamedByOthers(std::int32_t type) { return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf; }
 
 Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
-    Outcome outcome{find.startSector, {}, {{find.type, find.size}}, {}, 0, -1};
+    Outcome outcome{find.startSector, {}, {{find.type, find.size}}, {}, -1};
     Finding& finding = outcome.finding;
     finding.type = find.type;
     const bool isOutside = find.startSector < 0 || find.startSector > medium.sizeInBytes / medium.sectorSize;
@@ -293,13 +289,23 @@ void PassOverIf(Plan& plan, ReasonFor reasonFor) {
         const std::optional<NotWanted> reason = reasonFor(file);
         if (reason) {
             plan.passedOver.push_back(
-                {{file.StartSector(), file.finding, file.reported, {}, 0, file.known}, *reason, file.container});
+                {{file.StartSector(), file.finding, file.reported, {}, file.known}, *reason, file.container});
         }
         return reason.has_value();
     });
 }
 
 }  // namespace
+
+std::vector<std::int32_t> PlannedFile::Types() const {
+    std::vector<std::int32_t> types{finding.type};
+    for (const ReportedClaim& claim : reported) {
+        if (std::ranges::find(types, claim.type) == types.end()) {
+            types.push_back(claim.type);
+        }
+    }
+    return types;
+}
 
 bool IsPlainTextType(std::int32_t type) { return type == FileTypeIndex::Text; }
 
@@ -397,7 +403,7 @@ void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
 }
 
 void KeepByDetails(Plan& plan, const PlanFilter& filter) {
-    PassOverIf(plan, [&filter](const PlannedFile& file) { return RefusalOf(file.details, filter); });
+    PassOverIf(plan, [&filter](const PlannedFile& file) { return RefusalOf(*file.details, filter); });
 }
 
 std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
@@ -416,20 +422,23 @@ std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const Medi
         const std::int32_t type = outcome.finding.type;
         return std::tuple(range(outcome), IsNamedByOthers(type), type, outcome.reported.front().size);
     });
-    std::vector<Outcome> joined;
+    // In place, as there may be millions.
+    std::size_t count = 0;
     for (Outcome& outcome : outcomes) {
-        const bool joins = !joined.empty() && range(joined.back()) == range(outcome);
-        if (!joins) {
-            joined.push_back(std::move(outcome));
-        } else if (joined.back().reported.back() != outcome.reported.front()) {
-            joined.back().reported.push_back(outcome.reported.front());
+        if (count == 0 || range(outcomes[count - 1]) != range(outcome)) {
+            std::swap(outcomes[count++], outcome);
+        } else if (Claims& claims = outcomes[count - 1].reported; claims.back() != outcome.reported.front()) {
+            claims.Add(outcome.reported.front());
         }
     }
+    outcomes.resize(count);
     // Files that start together stand in the order of their types, but plain text after what may hold it.
-    std::ranges::stable_sort(joined, {}, [](const Outcome& outcome) {
-        return std::tuple(outcome.startSector, IsPlainText(outcome.finding), outcome.finding.type);
+    std::ranges::sort(outcomes, {}, [](const Outcome& outcome) {
+        const Finding& finding = outcome.finding;
+        return std::tuple(outcome.startSector, IsPlainText(finding), finding.type, finding.size, finding.verdict,
+                          outcome.reported.front().size);
     });
-    return joined;
+    return outcomes;
 }
 
 }  // namespace salvor

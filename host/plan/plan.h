@@ -48,24 +48,22 @@ struct EmbeddedFile {
     Finding finding;
 };
 
-/// One file to write.
+/// One file to write. There may be millions.
 struct PlannedFile {
     /// In the file's order; one at least.
     std::vector<Extent> extents;
     /// Its size is that of all extents.
     Finding finding;
-    /// Factory indices of all types that claim it, the one that it has in front and the others ascending.
-    std::vector<std::int32_t> types;
-    std::vector<ReportedClaim> reported;
+    Claims reported;
     /// Below the output folder.
     std::string path;
     /// The index of what a file system knows of it; -1 for unknown files.
     std::int32_t known = -1;
     /// The path of the file in which it begins; empty for most.
-    std::string container;
+    Phrase container;
     std::vector<EmbeddedFile> embedded;
     /// Found out behind planning.
-    FileDetails details;
+    Seldom<FileDetails> details;
     /// The size passes the medium's end.
     bool cutAtEnd = false;
     /// The size is the largest that was asked for or that the scanner reports, so the file may go on after it.
@@ -73,6 +71,8 @@ struct PlannedFile {
 
     std::int64_t StartSector() const { return extents.front().startSector; }
     std::int64_t Size() const { return finding.size; }
+    /// Factory indices of all types that claim it, the one that it has in front and the others ascending.
+    std::vector<std::int32_t> Types() const;
 };
 
 /// Any run of letters is plain text, so it is filtered and counted apart.

@@ -4,6 +4,9 @@
 #include <grp.h>
 #include <sys/prctl.h>
 #include <unistd.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <charconv>
 #include <cstdlib>
@@ -38,6 +41,15 @@ void Become(const Owner& owner) {
 }
 
 }  // namespace
+
+void KeepFreedMemory() {
+#if defined(__GLIBC__)
+    constexpr int mostKept = 8 << 20;
+    constexpr int largestBlock = 1 << 20;
+    mallopt(M_TRIM_THRESHOLD, mostKept);
+    mallopt(M_MMAP_THRESHOLD, largestBlock);
+#endif
+}
 
 void OccupyStandardStreams() {
     int fd = open("/dev/null", O_RDWR);

@@ -8,6 +8,10 @@ namespace salvor {
 /// file that is written.
 void OccupyStandardStreams();
 
+/// Memory that is freed stays with the process, some MiB of it, so that blocks which are taken and freed over and over
+/// are not cleared by the system each time.
+void KeepFreedMemory();
+
 /// Gives up the rights of root, which were needed to open the medium and the folder: goes on as the folder's owner, or
 /// as the user who called `sudo` if the folder is `isNew`, which becomes theirs. Keeps them where the folder, or one in
 /// it, is root's own.

@@ -70,7 +70,7 @@ Json KnownToJson(const KnownFile& known) {
     return record;
 }
 
-Json SkippedRecord(const Finding& finding, std::int64_t startSector, const std::vector<ReportedClaim>& reported) {
+Json SkippedRecord(const Finding& finding, std::int64_t startSector, const Claims& reported) {
     Json claims = Json::array();
     for (const ReportedClaim& claim : reported) {
         claims.push_back({{"extension", ExtensionOf(claim.type)}, {"size", claim.size}});
@@ -161,7 +161,7 @@ void FolderCounts::Add(const FolderCounts& other) {
 
 Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize, const KnownFile* known) {
     Json types = Json::array();
-    for (const std::int32_t type : file.types) {
+    for (const std::int32_t type : file.Types()) {
         types.push_back(TypeToJson(type));
     }
     Json flags = Json::array();
@@ -199,7 +199,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
     if (!file.container.empty()) {
         record["container"] = file.container;
     }
-    if (Json details = DetailsRecord(file.details); !details.empty()) {
+    if (Json details = DetailsRecord(*file.details); !details.empty()) {
         record["details"] = std::move(details);
     }
     for (const EmbeddedFile& one : file.embedded) {

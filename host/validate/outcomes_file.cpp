@@ -93,9 +93,9 @@ Json OutcomeToJson(const Outcome& outcome) {
         reported.push_back({{"type", claim.type}, {"size", claim.size}});
     }
     record["reported"] = reported;
-    if (!outcome.extents.empty()) {
-        record["extents"] = ExtentsToJson(outcome.extents);
-        record["own_bytes"] = outcome.ownBytes;
+    if (!outcome.place->extents.empty()) {
+        record["extents"] = ExtentsToJson(outcome.place->extents);
+        record["own_bytes"] = outcome.place->ownBytes;
     }
     return record;
 }
@@ -117,15 +117,14 @@ Outcome OutcomeIn(const Json& record) {
         throw std::invalid_argument("no type");
     }
     for (const Json& claim : record.at("reported")) {
-        outcome.reported.push_back({TypeIn(claim, "type", 0), IntegerIn(claim, "size")});
+        outcome.reported.Add({TypeIn(claim, "type", 0), IntegerIn(claim, "size")});
     }
     if (record.contains("extents")) {
         auto extents = ExtentsFromJson(record, "extents");
         if (!extents || !CouldHold(*extents, outcome)) {
             throw std::invalid_argument("no extents");
         }
-        outcome.extents = *std::move(extents);
-        outcome.ownBytes = IntegerIn(record, "own_bytes");
+        outcome.place = SettledPlace{*std::move(extents), IntegerIn(record, "own_bytes")};
     }
     return outcome;
 }
@@ -198,6 +197,8 @@ OutcomesWriter::OutcomesWriter(const FilePlace& place, const std::string& digest
 std::vector<std::int64_t> NumbersOf(const Sightings& seen) {
     std::vector<std::int64_t> numbers{std::ssize(seen.finds), std::ssize(seen.starts), std::ssize(seen.textStarts),
                                       std::ssize(seen.unreadable)};
+    numbers.reserve(numbers.size() + 3 * seen.finds.size() + seen.starts.size() +
+                    2 * (seen.textStarts.size() + seen.unreadable.size()));
     for (const Find& find : seen.finds) {
         numbers.insert(numbers.end(), {find.type, find.startSector, find.size});
     }
@@ -254,13 +255,8 @@ std::string SetAsideLine(const SetAside& setAside) {
         {{"record", "set_aside"}, {"sector", setAside.sector}, {"who", setAside.who}, {"how", setAside.how}});
 }
 
-std::string SummaryLine(const Validation& validation) {
-    std::map<std::string, std::int64_t> byVerdict;
-    for (const Outcome& outcome : validation.outcomes) {
-        ++byVerdict[VerdictName(outcome.finding.verdict)];
-    }
-    return JsonLine(
-        {{"record", "summary"}, {"ended", validation.complete ? "complete" : "stopped"}, {"by_verdict", byVerdict}});
+std::string SummaryLine(bool isComplete, const VerdictCounts& byVerdict) {
+    return JsonLine({{"record", "summary"}, {"ended", isComplete ? "complete" : "stopped"}, {"by_verdict", byVerdict}});
 }
 
 void OutcomesWriter::AddFinding(const KnownFinding& finding) { log_.Add(FindingLine(finding)); }
@@ -274,10 +270,12 @@ void OutcomesWriter::AddUnreadable(const std::vector<SectorRange>& sectors) {
 }
 
 void OutcomesWriter::Add(const Validation& validation) {
+    VerdictCounts byVerdict;
     for (const Outcome& outcome : validation.outcomes) {
         log_.Add(OutcomeLine(outcome));
+        ++byVerdict[VerdictName(outcome.finding.verdict)];
     }
-    log_.Add(SummaryLine(validation));
+    log_.Add(SummaryLine(validation.complete, byVerdict));
     log_.Sync();
 }
 

@@ -25,7 +25,8 @@ std::string FindingLine(const KnownFinding& finding);
 std::string UnreadableLine(const std::vector<SectorRange>& sectors);
 std::string OutcomeLine(const Outcome& outcome);
 std::string SetAsideLine(const SetAside& setAside);
-std::string SummaryLine(const Validation& validation);
+using VerdictCounts = std::map<std::string, std::int64_t>;
+std::string SummaryLine(bool isComplete, const VerdictCounts& byVerdict);
 
 /// Writes outcomes as JSON lines, only ever appending: what was found out by the way, which serves a run that goes on,
 /// and in the end one line for every place. A file that is there stays until all that it holds is in the new one.

@@ -68,12 +68,12 @@ public:
           states_(spots_.Count()),
           judgements_(spots_.Count()) {}
 
-    Validation Run() {
+    Validation Run(const std::function<void(Outcome)>& take) {
         Validation result;
         const bool isDone = DoPhase(Phase::Structure) && DoPhase(Phase::Bounded) && DoPhase(Phase::Text);
         result.complete = isDone && !ahead_ && !medium_.IsInterrupted();
         if (result.complete) {
-            TakeOutcomes(result.outcomes);
+            TakeOutcomes(take);
         }
         return result;
     }
@@ -416,8 +416,8 @@ private:
     // of its own, and inside another text one that ends after that too.
     void ReadText(std::int64_t sector, const Spot* spot, bool isOnGrid, Cover& text) {
         const bool isInside = text.Holds(ByteOf(sector));
-        auto answer = witnesses_.Ask(sector, Phase::Text,
-                                     isInside || !isOnGrid ? AllowanceInsideText : witnesses_.AllowanceOfAFile());
+        auto answer = isInside || !isOnGrid ? witnesses_.AskForWholeText(sector, AllowanceInsideText)
+                                            : witnesses_.Ask(sector, Phase::Text, witnesses_.AllowanceOfAFile());
         if (!answer || (spot == nullptr && (!IsFile(answer->finding) || IsUnexamined(answer->finding)))) {
             return;
         }
@@ -437,7 +437,7 @@ private:
         if (IsFile(answer->finding) && EndOf(sector, answer->finding) > text.end) {
             text = {EndOf(sector, answer->finding), 0, sector, answer->validator};
         }
-        texts_.push_back({sector, answer->finding, {}, {}, 0, -1});
+        texts_.push_back({sector, answer->finding, {}, {}, -1});
     }
 
     // ---- The outcomes.
@@ -462,11 +462,11 @@ private:
         return reported->finding;
     }
 
-    void TakeOutcomes(std::vector<Outcome>& outcomes) {
+    void TakeOutcomes(const std::function<void(Outcome)>& take) {
         std::size_t text = 0;
         const auto takeTextsUpTo = [&](std::int64_t sector) {
             for (; text < texts_.size() && texts_[text].startSector < sector; ++text) {
-                outcomes.push_back(std::move(texts_[text]));
+                take(std::move(texts_[text]));
             }
         };
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
@@ -487,13 +487,13 @@ private:
                 continue;
             }
             for (const Find& find : spots_.FindsAt(spot)) {
-                outcome.reported.push_back({find.type, find.size});
+                outcome.reported.Add({find.type, find.size});
             }
             if (!IsFile(outcome.finding) && spot.findCount > 0) {
                 outcome.finding.type = spots_.LeastGeneralType(spot);
                 outcome.finding.size = 0;
             }
-            outcomes.push_back(std::move(outcome));
+            take(std::move(outcome));
         }
         takeTextsUpTo(std::numeric_limits<std::int64_t>::max());
     }
@@ -532,7 +532,16 @@ std::string NameOfAsked(std::span<const Validator* const> validators, std::int32
 
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer) {
-    return FindsValidator(medium, seen, request, observer).Run();
+    std::vector<Outcome> outcomes;
+    Validation validation = ValidateFinds(medium, seen, request, observer,
+                                          [&outcomes](Outcome outcome) { outcomes.push_back(std::move(outcome)); });
+    validation.outcomes = std::move(outcomes);
+    return validation;
+}
+
+Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
+                         ValidateObserver& observer, const std::function<void(Outcome)>& take) {
+    return FindsValidator(medium, seen, request, observer).Run(take);
 }
 
 }  // namespace salvor

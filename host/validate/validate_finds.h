@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <span>
@@ -79,5 +80,8 @@ std::string NameOfAsked(std::span<const Validator* const> validators, std::int32
 /// does not get to keep the scanners' sizes, and their findings say so.
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer);
+/// The same for very many finds: `take` is handed the outcomes one by one, and none is kept.
+Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
+                         ValidateObserver& observer, const std::function<void(Outcome)>& take);
 
 }  // namespace salvor

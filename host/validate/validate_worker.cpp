@@ -4,6 +4,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "host/platform/process.h"
 #include "host/validate/outcomes_file.h"
 
 namespace salvor {
@@ -66,7 +67,8 @@ std::string ValidateInput(const Sightings& seen, const std::string& knownLines) 
     std::string input((numbers.size() + 1) * sizeof(std::int64_t), '\0');
     std::memcpy(input.data(), &count, sizeof(count));
     std::memcpy(input.data() + sizeof(count), numbers.data(), numbers.size() * sizeof(std::int64_t));
-    return input + knownLines;
+    input += knownLines;
+    return input;
 }
 
 Json ValidateParameters(const ValidateRequest& request) {
@@ -75,6 +77,7 @@ Json ValidateParameters(const ValidateRequest& request) {
 }
 
 bool ValidateInWorker(Worker& worker) {
+    KeepFreedMemory();
     std::string input = worker.Input();
     std::int64_t count = 0;
     std::memcpy(&count, input.data(), sizeof(count));
@@ -96,12 +99,14 @@ bool ValidateInWorker(Worker& worker) {
     request.ahead = AheadIn(worker.What());
     request.phase = static_cast<Validator::Phase>(worker.What().at("phase").get<int>());
     SendingObserver observer(worker, request);
-    const Validation validation = ValidateFinds(worker.GetMedium(), seen, request, observer);
-    if (validation.complete) {
-        for (const Outcome& outcome : validation.outcomes) {
+    VerdictCounts byVerdict;
+    const Validation validation =
+        ValidateFinds(worker.GetMedium(), seen, request, observer, [&](const Outcome& outcome) {
             observer.Add(OutcomeLine(outcome));
-        }
-        observer.Add(SummaryLine(validation));
+            ++byVerdict[VerdictName(outcome.finding.verdict)];
+        });
+    if (validation.complete) {
+        observer.Add(SummaryLine(true, byVerdict));
     }
     observer.Send();
     return !worker.StopRequested();

@@ -10,6 +10,8 @@
 
 namespace salvor {
 
+extern const Validator TextValidator;
+
 namespace {
 
 using Phase = Validator::Phase;
@@ -127,6 +129,13 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     return best;
 }
 
+std::optional<Judgement> Witnesses::AskForWholeText(std::int64_t sector, std::int64_t most) {
+    mustBeWhole_ = true;
+    auto answer = Ask(sector, Phase::Text, most);
+    mustBeWhole_ = false;
+    return answer;
+}
+
 std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
     const std::int64_t given = std::min({left_, perFile_, most});
     ReadAllowance allowance(given);
@@ -147,11 +156,14 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
             if (!validator.begins(head)) {
                 continue;
             }
+            const bool isFollowed = !mustBeWhole_ || &validator != &TextValidator;
             allowance = ReadAllowance(std::min(left_, given));
             const std::int64_t before = allowance.Left();
-            finding = Checked(validator.validate(place), place.Limit());
+            if (isFollowed) {
+                finding = Checked(validator.validate(place), place.Limit());
+            }
             left_ -= before - allowance.Left();
-            if (allowance.IsUsedUp()) {
+            if (!isFollowed || allowance.IsUsedUp()) {
                 isUsedUp_ = true;
                 finding = Unexamined();
             }

@@ -52,6 +52,9 @@ public:
     /// its format begin. Reads `most` bytes at most. `exceptFor` is not asked.
     std::optional<Judgement> Ask(std::int64_t sector, Validator::Phase phase, std::int64_t most,
                                  int exceptFor = Judgement::Nobody);
+    /// The same for a text that counts only if it is whole. Plain text never is, so it is not followed: the answer
+    /// stays unexamined.
+    std::optional<Judgement> AskForWholeText(std::int64_t sector, std::int64_t most);
 
     /// Of the finds that no validator judges, the one that is believed most; of all finds where `isUnexamined`.
     /// `answer` is what the validators have said, if anything.
@@ -75,6 +78,7 @@ private:
     std::int64_t left_;
     std::int64_t perFile_;
     bool isPart_ = false;
+    bool mustBeWhole_ = false;
     // A validator of the last answer ran out of its allowance.
     bool isUsedUp_ = false;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};

@@ -36,7 +36,7 @@ void ForEachPair(const KnownFiles& files, const std::vector<Outcome>& outcomes, 
 
 // Claims of types that have a validator.
 std::vector<ReportedClaim> ClaimsOf(const Outcome& carved) {
-    std::vector<ReportedClaim> claims = carved.reported;
+    std::vector<ReportedClaim> claims(carved.reported.begin(), carved.reported.end());
     std::erase_if(claims, [](const ReportedClaim& claim) { return !HasValidator(claim.type); });
     return claims;
 }
@@ -82,8 +82,7 @@ private:
         outcome.startSector = file.StartSector();
         outcome.finding = *found;
         outcome.known = index;
-        outcome.extents = file.extents;
-        outcome.ownBytes = found->size;
+        outcome.place = SettledPlace{file.extents, found->size};
         if (!file.isDeleted || IsTailFree(file, found->size)) {
             outcome.finding.size = file.size;
         }

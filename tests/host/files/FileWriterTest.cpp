@@ -159,7 +159,6 @@ TEST_F(FileWriterTest, WritesZerosForUnreadableSectorsAndSaysSo) {
     PlannedFile whole = FileAt(8, 2000);
     whole.finding.verdict = Verdict::Whole;
     whole.finding.type = FileTypeIndex::Png;
-    whole.types = {FileTypeIndex::Png};
     EXPECT_EQ(FileRecord(whole, result, 512)["verdict"], "damaged");
     const WriteResult lost = writer.Write(FileAt(10, 100));
     EXPECT_EQ(lost.outcome, WriteOutcome::Failed);

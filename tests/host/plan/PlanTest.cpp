@@ -27,7 +27,7 @@ Plan PlanOf(const std::vector<Find>& finds, PlanFilter filter = {AllTypes(), {},
 // A planned file in one line.
 std::string Describe(const PlannedFile& file) {
     std::string text = fmt::format("{} {} by", file.path, file.Size());
-    for (const std::int32_t type : file.types) {
+    for (const std::int32_t type : file.Types()) {
         text += fmt::format(" {}", type);
     }
     text += file.cutAtEnd ? " cut" : "";
@@ -190,8 +190,7 @@ TEST(Plan, KeepsAnOpenFileTogetherThatWasFollowedToItsEnd) {
 TEST(Plan, KeepsTheExtentsOfAFileTogetherAndWhatBeginsInThem) {
     // The rest of the document lies in front of its start and behind a picture that cuts the one before it.
     Outcome pieces = At(20, Doc, 3 * 512 + 100, Verdict::Whole);
-    pieces.extents = {{20, 512}, {5, 1024}, {30, 512}};
-    pieces.ownBytes = 1636;
+    pieces.place = SettledPlace{{{20, 512}, {5, 1024}, {30, 512}}, 1636};
     const std::vector<Outcome> outcomes{At(4, Jpg, 2000, Verdict::Damaged), At(6, Png, 900, Verdict::Whole), pieces,
                                         At(22, Jpg, 8 * 512 + 100, Verdict::Whole), At(30, Txt, 300, Verdict::Open)};
     const Plan plan = PlanOfOutcomes(outcomes);

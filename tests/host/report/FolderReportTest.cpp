@@ -21,7 +21,6 @@ Json RecordOf(std::int64_t startSector) {
     PlannedFile file;
     file.extents = {{startSector, 1}};
     file.finding = {Verdict::Open, 1, FileTypeIndex::Png, {}, "a file"};
-    file.types = {FileTypeIndex::Png};
     file.path = "png/f" + std::to_string(startSector) + ".png";
     return FileRecord(file, WriteResult(), 512);
 }

@@ -27,8 +27,7 @@ TEST(ReportReader, ReadsWhatIsWrittenOfAFile) {
     PlannedFile planned;
     planned.extents = {{40, 1024}, {90, 1000}};
     planned.finding = {Verdict::Damaged, 2024, FileTypeIndex::Png, "", "breaks \"here\"\n"};
-    planned.types = {FileTypeIndex::Png, FileTypeIndex::Text};
-    planned.reported = {{FileTypeIndex::Png, 2000}};
+    planned.reported = {{FileTypeIndex::Png, 2000}, {FileTypeIndex::Text, 2100}};
     planned.path = "png/f0000000040.png";
     planned.container = "zip/\\\".zip";
     planned.embedded = {{42, {Verdict::Whole, 300, FileTypeIndex::Text}}};
@@ -39,7 +38,7 @@ TEST(ReportReader, ReadsWhatIsWrittenOfAFile) {
     ASSERT_TRUE(file);
     EXPECT_EQ(planned.path, file->path);
     EXPECT_EQ(planned.extents, file->extents);
-    EXPECT_EQ(planned.types, file->types);
+    EXPECT_EQ(planned.Types(), file->types);
     EXPECT_EQ(40 * 512, file->startByte);
     EXPECT_EQ(2000, file->reportedSize);
     EXPECT_EQ(512, file->unreadableBytes);

@@ -334,8 +334,7 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     }
     Validation inPieces = whole;
     Outcome& last = inPieces.outcomes.back();
-    last.extents = {{last.startSector, 512}, {9, last.finding.size}};
-    last.ownBytes = last.finding.size;
+    last.place = SettledPlace{{{last.startSector, 512}, {9, last.finding.size}}, last.finding.size};
     const auto write = [&path](const Validation& validation) {
         OutcomesWriter writer(path, "digest", ".part");
         writer.Add(validation);
@@ -347,8 +346,8 @@ TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
     Validation hostile;
     hostile.outcomes = {whole.outcomes.front(), last, last};
     hostile.outcomes[0].finding.extension = "../x";
-    hostile.outcomes[1].extents.front().startSector -= 1;
-    hostile.outcomes[2].extents.back().bytes = -1;
+    hostile.outcomes[1].place.Change().extents.front().startSector -= 1;
+    hostile.outcomes[2].place.Change().extents.back().bytes = -1;
     write(hostile);
     EXPECT_TRUE(ReadOutcomes(path)->validation.outcomes.empty());
     EXPECT_EQ(ReadOutcomes(path)->damagedLines, 3);

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <span>
+#include <vector>
+
+#include "host/validate/seldom.h"
+
+namespace salvor {
+
+/// What a scanner said of a file: its type's factory index and its size in bytes.
+struct ReportedClaim {
+    std::int32_t type = 0;
+    std::int64_t size = 0;
+    bool operator==(const ReportedClaim&) const = default;
+};
+
+/// What scanners reported at a place, mostly one of them: one claim takes no memory of its own.
+class Claims {
+public:
+    Claims() = default;
+    Claims(std::initializer_list<ReportedClaim> claims) {
+        for (const ReportedClaim& claim : claims) {
+            Add(claim);
+        }
+    }
+
+    void Add(const ReportedClaim& claim) {
+        if (empty()) {
+            first_ = claim;
+            return;
+        }
+        std::vector<ReportedClaim>& all = all_.Change();
+        if (all.empty()) {
+            all.push_back(first_);
+        }
+        all.push_back(claim);
+    }
+
+    const ReportedClaim* begin() const { return All().data(); }
+    const ReportedClaim* end() const { return begin() + All().size(); }
+    bool empty() const { return first_.type < 0; }
+    const ReportedClaim& front() const { return All().front(); }
+    const ReportedClaim& back() const { return All().back(); }
+    bool operator==(const Claims& other) const { return first_ == other.first_ && all_ == other.all_; }
+
+private:
+    std::span<const ReportedClaim> All() const {
+        return all_->empty() ? std::span(&first_, empty() ? 0 : std::size_t{1}) : std::span(*all_);
+    }
+
+    // No type in front of the first claim.
+    ReportedClaim first_{-1, 0};
+    // Of several: all of them, the first too.
+    Seldom<std::vector<ReportedClaim>> all_;
+};
+
+}  // namespace salvor
