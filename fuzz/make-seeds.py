@@ -4,11 +4,12 @@
     make-seeds.py DIRECTORY
 
 makes DIRECTORY/factory, DIRECTORY/reader, DIRECTORY/validate,
-DIRECTORY/disk and DIRECTORY/journals. The seeds of
+DIRECTORY/disk, DIRECTORY/journals and DIRECTORY/details. The seeds of
 fuzz_factory are the fixtures of ../samples and small made-up files of the
 types that have no fixture; those of fuzz_reader are noise; those of
 fuzz_validate are the fixtures; those of fuzz_disk are a small image, a rescue
-map and a name; those of fuzz_journals are small files of a job.
+map and a name; those of fuzz_journals are small files of a job; those of
+fuzz_details are the fixtures that say something of themselves.
 """
 
 import json
@@ -150,13 +151,25 @@ def journals_seeds():
     yield "job", lines(2, job)
 
 
+def details_seeds():
+    # By the reader that fuzz_details.cpp chooses.
+    readers = {0: "jpg png gif bmp webp tif psd nef cr2 cr3 crw raf orf arw dng mrw", 1: "doc xls ppt docx xlsx odt odg epub",
+               2: "pdf", 3: "mp4 mov m4a 3gp wmv wma mp3 avi vob swf ogg flv ts m2ts mkv webm rm"}
+    for name in sorted(os.listdir(FIXTURES)):
+        for reader, extensions in readers.items():
+            if name.rpartition(".")[2] in extensions.split():
+                with open(os.path.join(FIXTURES, name), "rb") as file:
+                    yield name, bytes([reader]) + file.read(60000)
+    yield "answer", b'\4{"file":1,"taken":"2011-06-18T14:05:27","width":4,"title":"a","preview":"/9j/4A=="}'
+
+
 def main():
     if len(sys.argv) != 2:
         print("usage: make-seeds.py DIRECTORY", file=sys.stderr)
         return 2
     for target, seeds in (("factory", factory_seeds()), ("reader", reader_seeds()),
                           ("validate", validate_seeds()), ("disk", disk_seeds()),
-                          ("journals", journals_seeds())):
+                          ("journals", journals_seeds()), ("details", details_seeds())):
         directory = os.path.join(sys.argv[1], target)
         os.makedirs(directory, exist_ok=True)
         for name, data in seeds:

@@ -4,19 +4,20 @@
 #     fuzz/run.sh SECONDS [TARGET...]
 #
 # Targets are containers, media, images and documents, for the scanners of these rooms, factory for all of them, reader,
-# disk for the readers of images, journals for those of a job's files, validate, and validate-NAME for a single
-# validator, such as validate-zip. SALVOR_FUZZ_SEED fixes the random numbers; without it they differ each time. The
-# corpora grow in build/fuzz/corpus; inputs that break a rule are left in build/fuzz/found.
+# disk for the readers of images, journals for those of a job's files, details for those of the details
+# of files, validate, and validate-NAME for a single validator, such as validate-zip. SALVOR_FUZZ_SEED fixes the random
+# numbers; without it they differ each time. The corpora grow in build/fuzz/corpus; inputs that break a rule are left in
+# build/fuzz/found.
 set -euo pipefail
 
 if [[ $# -lt 1 || ! $1 =~ ^[0-9]+$ ]]; then
-    echo "usage: fuzz/run.sh SECONDS [containers|media|images|documents|factory|reader|disk|journals|validate|validate-NAME]..." >&2
+    echo "usage: fuzz/run.sh SECONDS [containers|media|images|documents|factory|reader|disk|journals|details|validate|validate-NAME]..." >&2
     exit 2
 fi
 seconds=$1
 shift
 targets=("$@")
-[[ ${#targets[@]} -gt 0 ]] || targets=(containers media images documents reader disk journals validate)
+[[ ${#targets[@]} -gt 0 ]] || targets=(containers media images documents reader disk journals details validate)
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source cmake/setup.sh

@@ -136,6 +136,17 @@ test('the card: gallery, filters, map, details, and how it looks', async () => {
   }
 });
 
+test('the other forms of the report count the files of the page', async () => {
+  const folder = join(SALVOR_WORK, 'card');
+  const page = await openPage(folder);
+  await group(page, -1);
+  const files = parseInt(await counts(page), 10);
+  salvor('report', folder, '--format', 'csv,dfxml,bodyfile,json');
+  const text = (name) => readFileSync(join(folder, name), 'utf8');
+  assert.deepEqual([text('report.csv').trim().split('\n').length - 1, text('report.dfxml').match(/<fileobject/g).length,
+    text('report.body').trim().split('\n').length, JSON.parse(text('report.json')).files.length], Array(4).fill(files));
+});
+
 test('names, texts and files from the medium run nothing and lead nowhere', async () => {
   const bad = `</script><script>alert(1)</script><!--<script>"'\u2028\u202e<img src=x onerror=alert(2)>{{script}}`;
   const script = '<svg xmlns="http://www.w3.org/2000/svg" onload="alert(3)"><script>alert(4)</script></svg>';

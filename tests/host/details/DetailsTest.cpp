@@ -1,15 +1,23 @@
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
+#include <zlib.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "host/details/details_worker.h"
+#include "host/details/document_details.h"
+#include "host/details/film_details.h"
 #include "host/platform/sandbox.h"
 #include "tests/host/TestFiles.h"
+#include "tests/support/BoxBytes.h"
+#include "tests/support/ZipBuilder.h"
 
 namespace salvor {
 
@@ -17,6 +25,8 @@ namespace {
 
 using namespace test;
 using nlohmann::json;
+using ::test::Big;
+using ::test::Join;
 
 // Fixtures one after another, each at a cluster's start.
 Bytes MediumOf(const std::vector<std::string>& names) {
@@ -55,24 +65,31 @@ TEST(Details, ArePutIntoTheReportAndAWorkerThatFallsCostsOneFile) {
     }
 }
 
+// With these properties.
+Bytes PdfWith(const std::string& info) {
+    const std::string text =
+        "%PDF-1.4\n1 0 obj\n<</Type/Catalog/Pages 2 0 R>>\nendobj\n"
+        "2 0 obj\n<</Type/Pages/Kids[]/Count 0>>\nendobj\n"
+        "3 0 obj\n" +
+        info + "\nendobj\n";
+    std::string table = "xref\n0 4\n0000000000 65535 f \n";
+    for (std::size_t at = text.find(" 0 obj"); at != std::string::npos; at = text.find(" 0 obj", at + 1)) {
+        table += fmt::format("{:010} 00000 n \n", at - 1);
+    }
+    const std::string whole = text + table + "trailer\n<</Size 4/Root 1 0 R/Info 3 0 R>>\nstartxref\n" +
+                              std::to_string(text.size()) + "\n%%EOF\n";
+    return {whole.begin(), whole.end()};
+}
+
 // Titles of the fixtures, and what a film adds to them.
 TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     const TempFolder folder;
     const std::vector<std::string> names{"letter.doc", "letter.docx", "letter.odt", "tagged.mp3",
                                          "film.mov",   "stream.ts",   "dated.pdf",  "video.rm"};
-    const std::string pdfText =
-        "%PDF-1.4\n1 0 obj\n<</Type/Catalog/Pages 2 0 R>>\nendobj\n"
-        "2 0 obj\n<</Type/Pages/Kids[]/Count 0>>\nendobj\n"
-        "3 0 obj\n<</Title(A \\(b\\))/CreationDate(D:20210504123310+02'00')>>\nendobj\n";
-    std::string table = "xref\n0 4\n0000000000 65535 f \n";
-    for (std::size_t at = pdfText.find(" 0 obj"); at != std::string::npos; at = pdfText.find(" 0 obj", at + 1)) {
-        table += fmt::format("{:010} 00000 n \n", at - 1);
-    }
-    const std::string whole = pdfText + table + "trailer\n<</Size 4/Root 1 0 R/Info 3 0 R>>\nstartxref\n" +
-                              std::to_string(pdfText.size()) + "\n%%EOF\n";
     Bytes medium;
     for (const std::string& name : names) {
-        const Bytes file = name == "dated.pdf" ? Bytes(whole.begin(), whole.end()) : Fixture(name);
+        const Bytes file = name == "dated.pdf" ? PdfWith(R"(<</Title(A \(b\))/CreationDate(D:20210504123310+02'00')>>)")
+                                               : Fixture(name);
         medium.insert(medium.end(), file.begin(), file.end());
         medium.resize((medium.size() / 4096 + 1) * 4096);
     }
@@ -92,6 +109,80 @@ TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     EXPECT_EQ(details["ts"], json({{"width", 48}, {"height", 32}}));
     EXPECT_EQ(details["rm"], json({{"width", 176}, {"height", 144}}));
     EXPECT_EQ(details["pdf"], json({{"title", "A (b)"}, {"taken", "2021-05-04T12:33:10"}}));
+}
+
+// A chunk's checksum covers its name and its data.
+Bytes Chunk(const char* name, const Bytes& data) {
+    const Bytes summed = Join({::test::BytesOf(name), data});
+    return Join({Big(data.size(), 4), summed, Big(crc32_z(0, summed.data(), summed.size()), 4)});
+}
+
+Bytes PngOf(std::uint32_t side) {
+    return Join({{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'},
+                 Chunk("IHDR", Join({Big(side, 4), Big(side, 4), {8, 2, 0, 0, 0}})),
+                 Chunk("IDAT", {}),
+                 Chunk("IEND", {})});
+}
+
+// Properties with a title of so many bytes, which take about a thousandth when packed.
+Bytes PackedProperties(std::size_t titleBytes) {
+    const std::string xml = "<p xmlns:dc='d'><dc:title>" + std::string(titleBytes, 'x') + "</dc:title></p>";
+    Bytes text(xml.begin(), xml.end());
+    Bytes packed(text.size());
+    z_stream stream{};
+    deflateInit2(&stream, 9, Z_DEFLATED, -15, 9, Z_DEFAULT_STRATEGY);
+    stream.next_in = text.data();
+    stream.avail_in = static_cast<uInt>(text.size());
+    stream.next_out = packed.data();
+    stream.avail_out = static_cast<uInt>(packed.size());
+    deflate(&stream, Z_FINISH);
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    return packed;
+}
+
+// A package whose only member, a packed one, is its properties.
+Bytes PackageOf(const Bytes& packed) {
+    Bytes package = ::test::ZipArchive({{"docProps/core.xml", packed}});
+    const Bytes entry = ::test::BytesOf("PK\1\2");
+    package[8] = 8;
+    *(std::search(package.begin(), package.end(), entry.begin(), entry.end()) + 10) = 8;
+    return package;
+}
+
+// Its table of samples claims a thousand million entries, of which some megabytes are there.
+Bytes FilmOfManySamples() {
+    using ::test::box::Header;
+    const Bytes table =
+        Join({Header(0xF0000000, "stts"), Big(0, 4), Big(1U << 30U, 4), Bytes(std::size_t{8} << 20, 1)});
+    Bytes film = Join({Header(16, "ftyp"), ::test::BytesOf("isom"), Big(0, 4)});
+    for (const char* around : {"moov", "trak", "mdia", "minf", "stbl"}) {
+        film = Join({film, Header(0xF0000100, around)});
+    }
+    return Join({film, table});
+}
+
+TEST(Details, BombsHaveNone) {
+    const auto isEmpty = [](const Bytes& bytes, FileDetails (*read)(MediumSource&)) {
+        FakeDevice device(bytes);
+        return read(device) == FileDetails();
+    };
+    FakeDevice picture(PngOf(100000));
+    const PictureDetails details = ReadPictureDetails(picture, true);
+    EXPECT_EQ(details.known.width, 100000);
+    EXPECT_TRUE(details.preview.empty());
+    EXPECT_FALSE(isEmpty(PackageOf(PackedProperties(1000)), ReadDocumentDetails));
+    EXPECT_TRUE(isEmpty(PackageOf(PackedProperties(std::size_t{64} << 20)), ReadDocumentDetails));
+    LoadPdfLibrary();
+    for (const char* deep : {"[", "<</Title "}) {
+        std::string info;
+        for (int i = 0; i < 300000; ++i) {
+            info += deep;
+        }
+        EXPECT_TRUE(isEmpty(PdfWith(info), ReadPdfDetails)) << deep;
+    }
+    LoadFilmLibrary();
+    EXPECT_TRUE(isEmpty(FilmOfManySamples(), ReadFilmDetails));
 }
 
 TEST(Details, OfAWorkerThatLiesAreLeftOut) {

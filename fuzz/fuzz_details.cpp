@@ -1,0 +1,75 @@
+// Reads what made-up files say of themselves, and what a made-up worker says of one.
+//
+// An input is a byte that chooses the reader, and the bytes of the file or of the line. make-seeds.py writes the same
+// layout.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "fuzz/Require.h"
+#include "host/details/details_worker.h"
+#include "host/details/document_details.h"
+#include "host/details/film_details.h"
+#include "host/details/picture_details.h"
+
+namespace {
+
+class InputSource : public salvor::MediumSource {
+public:
+    explicit InputSource(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+    std::int64_t Size() const override { return static_cast<std::int64_t>(bytes_.size()); }
+    std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
+        Require(offset >= 0 && offset <= Size() && length <= bytes_.size() - static_cast<std::size_t>(offset),
+                "only the file is read");
+        std::copy_n(bytes_.begin() + offset, length, buffer);
+        return length;
+    }
+
+private:
+    std::span<const std::uint8_t> bytes_;
+};
+
+void ReadAnswer(const std::string& line) {
+    const auto answer = salvor::AnswerIn(line);
+    if (!answer) {
+        return;
+    }
+    const salvor::FileDetails& known = answer->details.known;
+    Require(known.width >= 0 && known.height >= 0, "pixels are counted");
+    Require(known.taken.empty() || known.taken.size() == 19, "a time has one form");
+    for (const std::string* const text : {&known.title, &known.camera}) {
+        Require(text->size() <= 400 && std::ranges::none_of(*text, [](char c) { return c >= 0 && c < ' '; }),
+                "texts are short and move no cursor");
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) {
+        return 0;
+    }
+    const std::span bytes(data + 1, size - 1);
+    InputSource file(bytes);
+    switch (data[0] % 5) {
+        case 0:
+            Require(std::ssize(salvor::ReadPictureDetails(file, true).preview) <= salvor::MostPreviewBytes,
+                    "previews are small");
+            break;
+        case 1:
+            salvor::ReadDocumentDetails(file);
+            break;
+        case 2:
+            salvor::ReadPdfDetails(file);
+            break;
+        case 3:
+            salvor::ReadFilmDetails(file);
+            break;
+        default:
+            ReadAnswer({bytes.begin(), bytes.end()});
+    }
+    return 0;
+}
