@@ -11,9 +11,11 @@
 
 namespace salvor {
 
-FileDescriptor MakeMemoryFile(const std::string& bytes) {
+FileDescriptor MakeMemoryFile(std::string_view bytes, std::string_view behind) {
     File file(FileDescriptor(memfd_create("salvor", MFD_CLOEXEC | MFD_ALLOW_SEALING)));
-    return file.IsOpen() && file.Write(bytes.data(), bytes.size()) ? file.TakeDescriptor() : FileDescriptor();
+    const bool isWritten =
+        file.IsOpen() && file.Write(bytes.data(), bytes.size()) && file.Write(behind.data(), behind.size());
+    return isWritten ? file.TakeDescriptor() : FileDescriptor();
 }
 
 std::string ReadMemoryFile(int descriptor) {

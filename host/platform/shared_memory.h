@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "host/platform/file_descriptor.h"
@@ -10,7 +11,7 @@ namespace salvor {
 
 /// Bytes that another process may be given, and that have no name: it reads and writes them through the descriptor.
 /// Not open, with the system's error set, if there is no memory.
-FileDescriptor MakeMemoryFile(const std::string& bytes);
+FileDescriptor MakeMemoryFile(std::string_view bytes, std::string_view behind = {});
 
 /// All bytes of a file that another process has made so.
 std::string ReadMemoryFile(int descriptor);

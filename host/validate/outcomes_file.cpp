@@ -238,7 +238,7 @@ std::string FindingLine(const KnownFinding& finding) {
     Json record{{"record", "finding"},
                 {"start_sector", finding.startSector},
                 {"phase", PhaseNames[static_cast<std::size_t>(finding.phase)]},
-                {"validator", finding.validator}};
+                {"validator", finding.validator.Text()}};
     PutFinding(record, finding.finding, /*isFinal=*/false);
     record["cost"] = finding.cost;
     return JsonLine(record);

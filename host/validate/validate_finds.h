@@ -20,7 +20,7 @@ struct KnownFinding {
     std::int64_t startSector = 0;
     Validator::Phase phase = Validator::Phase::Structure;
     /// The validator whose finding counts; empty if the scanner's find does.
-    std::string validator;
+    Phrase validator;
     Finding finding;
     /// Bytes that were read for it; they count against the allowance again.
     std::int64_t cost = 0;

@@ -190,10 +190,10 @@ public:
         order.what = ValidateParameters(request_);
         order.what["phase"] = static_cast<int>(part ? part->phase : Validator::Phase::Structure);
         order.medium = access_;
-        const std::string input = ValidateInput(seen_, knownLines_);
+        const std::string input = ValidateInput(seen_);
         // What is known is held there as it is read, and again as what it says.
-        order.memory += static_cast<std::int64_t>(input.size()) * 6;
-        input_ = MakeMemoryFile(input);
+        order.memory += static_cast<std::int64_t>(input.size() + knownLines_.size()) * 6;
+        input_ = MakeMemoryFile(input, knownLines_);
         order.input = input_.Get();
         underWay_[order.id] = {part, 0};
         return order;

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <sstream>
 
 #include "host/platform/process.h"
 #include "host/validate/outcomes_file.h"
@@ -54,6 +53,21 @@ private:
     steady_clock::time_point nextSend_ = steady_clock::now();
 };
 
+// As `ValidateInput` made it, with the lines behind it. There may be millions.
+void TakeInput(const std::string& input, Sightings& seen, OutcomesRead& known) {
+    std::int64_t count = 0;
+    std::memcpy(&count, input.data(), sizeof(count));
+    std::vector<std::int64_t> numbers(static_cast<std::size_t>(count));
+    std::memcpy(numbers.data(), input.data() + sizeof(count), numbers.size() * sizeof(std::int64_t));
+    seen = SightingsIn(numbers);
+    numbers = {};
+    std::size_t from = static_cast<std::size_t>(count + 1) * sizeof(std::int64_t);
+    for (std::size_t end = input.find('\n', from); end != std::string::npos; end = input.find('\n', from)) {
+        TakeOutcomesLine(input.substr(from, end - from), known);
+        from = end + 1;
+    }
+}
+
 std::optional<SectorRange> AheadIn(const Json& what) {
     const auto ranges = RangesFromJson(what, "ahead");
     return ranges && !ranges->empty() ? std::optional(ranges->front()) : std::nullopt;
@@ -61,13 +75,12 @@ std::optional<SectorRange> AheadIn(const Json& what) {
 
 }  // namespace
 
-std::string ValidateInput(const Sightings& seen, const std::string& knownLines) {
+std::string ValidateInput(const Sightings& seen) {
     const std::vector<std::int64_t> numbers = NumbersOf(seen);
     const auto count = static_cast<std::int64_t>(numbers.size());
     std::string input((numbers.size() + 1) * sizeof(std::int64_t), '\0');
     std::memcpy(input.data(), &count, sizeof(count));
     std::memcpy(input.data() + sizeof(count), numbers.data(), numbers.size() * sizeof(std::int64_t));
-    input += knownLines;
     return input;
 }
 
@@ -78,20 +91,9 @@ Json ValidateParameters(const ValidateRequest& request) {
 
 bool ValidateInWorker(Worker& worker) {
     KeepFreedMemory();
-    std::string input = worker.Input();
-    std::int64_t count = 0;
-    std::memcpy(&count, input.data(), sizeof(count));
-    std::vector<std::int64_t> numbers(static_cast<std::size_t>(count));
-    std::memcpy(numbers.data(), input.data() + sizeof(count), numbers.size() * sizeof(std::int64_t));
-    const Sightings seen = SightingsIn(numbers);
+    Sightings seen;
     OutcomesRead known;
-    std::istringstream lines(input.substr((numbers.size() + 1) * sizeof(std::int64_t)));
-    numbers = {};
-    input = {};
-    for (std::string line; std::getline(lines, line);) {
-        TakeOutcomesLine(line, known);
-    }
-
+    TakeInput(worker.Input(), seen, known);
     ValidateRequest request;
     request.caps = CapsFromJson(worker.What().at("caps"));
     request.known = known.known;

@@ -9,8 +9,8 @@ namespace salvor {
 
 inline constexpr const char* ValidateOrderKind = "validate";
 
-/// What a worker that validates is told: the sightings, and lines of an outcomes file with what is known.
-std::string ValidateInput(const Sightings& seen, const std::string& knownLines);
+/// What a worker that validates is told: the sightings. Lines of an outcomes file with what is known stand behind them.
+std::string ValidateInput(const Sightings& seen);
 
 /// The order's own parameters; the input holds the rest.
 Json ValidateParameters(const ValidateRequest& request);
