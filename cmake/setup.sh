@@ -11,7 +11,8 @@ salvor_sanitize_packages=(clang libclang-rt-14-dev)
 salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client munge)
 
 # Make images of media for the tests, which skip what they have no tool for.
-salvor_check_packages+=(qemu-utils ewf-tools afflib-tools dosfstools mtools exfatprogs e2fsprogs ntfs-3g xorriso makefs)
+salvor_check_packages+=(qemu-utils ewf-tools afflib-tools dosfstools mtools exfatprogs e2fsprogs ntfs-3g xorriso makefs
+    gddrescue)
 
 # Read what pictures, films and PDF say of themselves.
 salvor_build_packages+=(libexiv2-dev libavformat-dev libqpdf-dev)

@@ -56,6 +56,12 @@ FileDescriptor OpenAnew(int descriptor, int flags) {
     return FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags));
 }
 
+// Of this machine, in bytes.
+std::int64_t MemorySize() {
+    static const std::int64_t size = std::int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+    return size;
+}
+
 FileDescriptor OpenAnewOrTake(int descriptor, int flags) {
     FileDescriptor opened = OpenAnew(descriptor, flags);
     return opened.IsOpen() ? std::move(opened) : FileDescriptor(descriptor);
@@ -104,6 +110,8 @@ void Device::LookAt() {
 }
 
 bool Device::MeasureBlockDevice() {
+    // A worker in its sandbox may not ask for it.
+    MemorySize();
     std::uint64_t bytes = 0;
     if (ioctl(fd_.Get(), BLKGETSIZE64, &bytes) != 0) {
         return false;
@@ -116,8 +124,13 @@ bool Device::MeasureBlockDevice() {
     return true;
 }
 
+// What has been read is read again when files are validated and written. A medium that does not fit the cache gains
+// nothing from it, and reading large blocks past it saves copying them.
 std::size_t Device::ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) const {
-    return ReadFully(fd_.Get(), offset, buffer, length);
+    constexpr std::size_t largeBlock = std::size_t{512} << 10U;
+    return length >= largeBlock && direct_.IsOpen() && size_ > MemorySize()
+               ? ReadUncached(offset, buffer, length)
+               : ReadFully(fd_.Get(), offset, buffer, length);
 }
 
 std::size_t Device::ReadUncached(std::int64_t offset, std::uint8_t* buffer, std::size_t length) const {
@@ -132,7 +145,7 @@ std::size_t Device::ReadUncached(std::int64_t offset, std::uint8_t* buffer, std:
             return got;
         }
     }
-    return ReadAt(offset, buffer, length);
+    return ReadFully(fd_.Get(), offset, buffer, length);
 }
 
 ByteRange Device::NextData(std::int64_t offset) const {

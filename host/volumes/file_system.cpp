@@ -323,10 +323,13 @@ FileSystem::FileSystem(TskFileSystem opened, TskImage& image, Medium& medium, st
 const char* FileSystem::Name() const { return NameOf(opened_->ftype); }
 
 std::int64_t FileSystem::Size() const {
-    const std::int64_t blockSize = opened_->block_size;
-    const std::int64_t most = (medium_->SizeInBytes() - firstByte_) / blockSize;
-    return static_cast<std::int64_t>(std::min(opened_->block_count, static_cast<TSK_DADDR_T>(most))) * blockSize;
+    const std::int64_t blockBytes =
+        std::int64_t{opened_->block_pre_size} + opened_->block_size + opened_->block_post_size;
+    const std::int64_t most = (medium_->SizeInBytes() - firstByte_) / blockBytes;
+    return static_cast<std::int64_t>(std::min(opened_->block_count, static_cast<TSK_DADDR_T>(most))) * blockBytes;
 }
+
+bool FileSystem::IsEven() const { return BlockMap(*opened_, *medium_, firstByte_).IsEven(*opened_); }
 
 void FileSystem::TellUsed(VolumeSink& sink) const {
     const BlockMap blocks(*opened_, *medium_, firstByte_);

@@ -17,6 +17,8 @@ public:
     const char* Name() const;
     /// In bytes.
     std::int64_t Size() const;
+    /// Does every file lie in whole sectors? Nothing is told of any other.
+    bool IsEven() const;
     /// In bytes.
     std::int64_t ClusterSize() const { return clusterSize_; }
 

@@ -76,7 +76,7 @@ private:
         if (volume.fileSystem.empty()) {
             if (const auto opened = FileSystem::Open(image_, medium_, volume.sectors.first)) {
                 volume.fileSystem = opened->Name();
-                volume.isReadable = true;
+                volume.isReadable = opened->IsEven();
                 volume.clusterBytes = opened->ClusterSize();
                 if (volume.description.empty()) {
                     volume.sectors.count = opened->Size() / medium_.SectorSize();

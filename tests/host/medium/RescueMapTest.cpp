@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "tests/host/TestFiles.h"
@@ -71,6 +72,30 @@ TEST(RescueMap, KeepsTheProgramAwayAndNamesWhatToReadNext) {
     // The rescue has gone on since; the map from the scan no longer counts.
     WriteFile(folder / "card.map", MapOfAreas({{0, size}}, size));
     EXPECT_EQ(RunProgram("extract out/finds.jsonl --map card.map --out out --quiet", in).status, 0);
+    EXPECT_EQ(ReadFile(folder / "out/png/f0000000100.png"), picture);
+}
+
+TEST(RescueMap, IsThatOfTheRescueToolInBothDirections) {
+    const TempFolder folder;
+    const std::string in = "cd '" + folder.Path().string() + "' && ";
+    const auto run = [&in](const std::string& command) {
+        return std::system((in + command + " >>log 2>&1").c_str()) == 0;
+    };
+    if (!run("command -v ddrescue")) {
+        GTEST_SKIP() << "needs ddrescue";
+    }
+    const Bytes picture = Fixture("rgb8.png");
+    Bytes card(100 * 512);
+    card.insert(card.end(), picture.begin(), picture.end());
+    card.resize(std::size_t{1} << 20U);
+    WriteFile(folder / "card", card);
+    ASSERT_TRUE(run("ddrescue -s 52KiB card copy map && ddrescue -i 53KiB card copy map"));
+    EXPECT_EQ(RunProgram("recover copy --map map --out out --quiet", in).status, 1);
+    EXPECT_NE(ReadFile(folder / "out/png/f0000000100.png"), picture);
+    EXPECT_EQ(RunProgram("export-map out/finds.jsonl --out next --quiet", in).status, 0);
+    // Only what is asked for is read.
+    ASSERT_TRUE(run("ddrescue -m next card copy map"));
+    EXPECT_EQ(RunProgram("extract out/finds.jsonl --map map --out out --quiet", in).status, 0);
     EXPECT_EQ(ReadFile(folder / "out/png/f0000000100.png"), picture);
 }
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string_view>
 
@@ -67,6 +68,39 @@ TEST_P(FileSystems, TellWhereLivingAndDeletedFilesLie) {
         const bool hasHoles = std::ranges::any_of(Named(knowledge, "kept")->extents, &Extent::IsHole);
         EXPECT_EQ(hasHoles, GetParam() == std::string("ext2") || GetParam() == std::string("ext4"));
     }
+}
+
+// Behind each page of 2048 bytes stand 64 that say whose it is: the block's number in time, the object, which of its
+// pages, and the bytes in use.
+TEST(Yaffs, IsNamedAndCarvedAsAStream) {
+    Bytes image;
+    std::uint32_t pages = 0;
+    const auto put = [&](std::uint32_t object, std::uint32_t page, Bytes content) {
+        const std::array<std::uint32_t, 4> tags{0x1000 + pages++ / 64, object, page, page == 0 ? 0U : 2048U};
+        content.resize(2048 + 64, 0xFF);
+        std::memcpy(content.data() + 2048, tags.data(), sizeof(tags));
+        image.insert(image.end(), content.begin(), content.end());
+    };
+    // What an object is, its folder, no checksum, and the name.
+    const auto putHead = [&](std::uint32_t object, std::uint8_t kind, std::uint8_t letter) {
+        Bytes head{kind, 0, 0, 0, 1, 0, 0, 0, 0xFF, 0xFF, letter};
+        head.resize(268);
+        put(object, 0, head);
+    };
+    putHead(1, 3, 0);
+    for (std::uint32_t object = 257; object < 272; ++object) {
+        for (std::uint32_t page = 1; page < 10; ++page) {
+            put(object, page, Pattern(2048, pages));
+        }
+        putHead(object, 1, static_cast<std::uint8_t>('a' + object % 26));
+    }
+    image.resize(std::size_t{256} * (2048 + 64), 0xFF);
+    Medium medium(std::make_unique<FakeDevice>(image), 512);
+    const Knowledge knowledge = Learn(medium);
+    ASSERT_EQ(knowledge.volumes.size(), 1U);
+    EXPECT_EQ(knowledge.volumes[0].fileSystem, "YAFFS2");
+    EXPECT_EQ(knowledge.volumes[0].sectors, (SectorRange{0, medium.SectorCount()}));
+    EXPECT_FALSE(knowledge.volumes[0].isReadable);
 }
 
 // The file system is read by a boxed process, and others look at what it knows. Those may crash; this process may not,
