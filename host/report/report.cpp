@@ -23,7 +23,7 @@ Json ReportedSize(const PlannedFile& file) {
     if (file.reported.empty()) {
         return nullptr;
     }
-    const auto own = std::ranges::find(file.reported, file.finding.type, &ReportedClaim::type);
+    const auto* const own = std::ranges::find(file.reported, file.finding.type, &ReportedClaim::type);
     return own == file.reported.end() ? file.reported.front().size : own->size;
 }
 
