@@ -35,12 +35,12 @@ struct FileTypeNotesRows {
         "data between its fragments.";
     static constexpr const char* CompoundSource = "[MS-CFB], Compound File Binary File Format";
     static constexpr const char* OfficeEnd =
-        "The end-of-central-directory record, reached record by record; right without a comment.";
+        "The end-of-central-directory record, reached record by record; correct without a comment.";
     static constexpr const char* OfficeLimits =
         "A package with the sizes after the data (data descriptors) is not found.";
     static constexpr const char* ZipSource = "PKWARE, APPNOTE.TXT, sections 4.3.6 to 4.3.16";
     static constexpr const char* ZipEnd =
-        "The end-of-central-directory record; right for an archive without a comment.";
+        "The end-of-central-directory record; correct for an archive without a comment.";
     static constexpr const char* ZipLimits =
         "A comment after the record is not counted. An archive stored inside another one at a sector start ends both.";
     static constexpr const char* AsfEnd = "The header has the file's length.";
@@ -48,7 +48,7 @@ struct FileTypeNotesRows {
         "Live recordings, whose header gives no length, and files of 2 GiB or more are not found.";
     static constexpr const char* AsfSource = "Advanced Systems Format (ASF) Specification, sections 3.1 to 3.3";
     static constexpr const char* AtomsEnd =
-        "The atoms are walked up to the first that is not movie, media data, preview or padding; right if no other "
+        "The atoms are walked up to the first that is not movie, media data, preview or padding; correct if no other "
         "atoms follow.";
     static constexpr const char* AtomsLimits =
         "A file that does not begin with a file type atom is not found. Everything from the first other atom on, such "
@@ -57,8 +57,8 @@ struct FileTypeNotesRows {
         "QuickTime File Format Specification, on atoms and the file type compatibility atom";
     static constexpr const char* BoxesEnd = "The boxes are walked up to the first that the format does not have.";
     static constexpr const char* BoxesLimits =
-        "A file that does not begin with a file type box is not found. Files stored back to back are found as one, and "
-        "each from the second on by itself as well. A last box without a size is left out.";
+        "A file that does not begin with a file type box is not found. Files stored back to back are found as one; "
+        "each from the second on is also found by itself. A last box without a size is left out.";
     static constexpr const char* BoxesSource =
         "ISO/IEC 14496-12, sections 4.2 and 4.3; 3GPP TS 26.244, section 5; the MP4 registration authority's list of "
         "brands";
@@ -67,7 +67,7 @@ struct FileTypeNotesRows {
     static constexpr const char* HelpLimits =
         "A file whose directory is damaged, or not stored in one piece with its start, is not found.";
     static constexpr const char* JpegEnd =
-        "The first end-of-image marker after the scan header; right for a single image.";
+        "The first end-of-image marker after the scan header; correct for a single image.";
     static constexpr const char* JpegLimits =
         "What follows the first image, as in multi-picture files, is not counted.";
     static constexpr const char* StartOnlyEnd = "Not known: reported with size 0.";
@@ -127,8 +127,8 @@ struct FileTypeNotesRows {
         {FileTypeIndex::Mov, "QuickTime movies of the brands qt and mqt.", AtomsEnd, AtomsLimits, AtomsSource},
         {FileTypeIndex::ThreeGp, "Films with a major brand of the 3GP family.", BoxesEnd, BoxesLimits, BoxesSource},
         {FileTypeIndex::M4a, "MPEG-4 audio of the brand M4A.",
-         "The first four boxes; right for files with no more than four and none of 4 GiB or more.",
-         "Boxes after the fourth are left out. Of the size of a box of 4 GiB or more, only the lower half counts. A "
+         "The first four boxes; correct for files with no more than four and none of 4 GiB or more.",
+         "Boxes after the fourth are left out. Of the size of a box of 4 GiB or more, only the lower 32 bits count. A "
          "file below 512 bytes is reported with the size of the previous find in the block.",
          "ISO/IEC 14496-12, section 4.2"},
         {FileTypeIndex::M4v, "MPEG-4 videos of the brand M4V.", AtomsEnd, AtomsLimits, AtomsSource},
@@ -138,7 +138,8 @@ struct FileTypeNotesRows {
          BoxesEnd, BoxesLimits, BoxesSource},
         {FileTypeIndex::Mp3, "MPEG-1 Layer III audio of at least 10 frames, with or without an ID3 tag of version 2.",
          "The last consecutive frame, or an ID3v1 tag within 64 KiB after it.",
-         "MPEG-2 and 2.5 audio is not found, nor is a file with an ID3v2 tag above 64 KiB, as with a picture. Files "
+         "MPEG-2 and 2.5 audio is not found, nor is a file with an ID3v2 tag above 64 KiB, such as one with a picture. "
+         "Files "
          "are cut at 64 MiB or 30000 frames. A file without an ID3v1 tag takes in one of the next file that is within "
          "64 KiB.",
          "ISO/IEC 11172-3, section 2.4; ID3 tag version 2.4.0, section 3.1; ID3v1"},
@@ -157,7 +158,7 @@ struct FileTypeNotesRows {
         {FileTypeIndex::Html,
          "Pages of 256 bytes and more that begin with the HTML document type, the html tag or several of the tags of a "
          "page's head, as 8-bit text or UTF-16 with a byte-order mark; XHTML with an XML declaration.",
-         "The html end tag with appended white space and markup, or the end of the text; right for nearly all pages "
+         "The html end tag with appended white space and markup, or the end of the text; correct for nearly all pages "
          "whose last sector is padded with zeros.",
          "Fragments without any of those tags are not found. Text after the html end tag is left out if it continues "
          "in another sector.",
@@ -171,7 +172,7 @@ struct FileTypeNotesRows {
          "Documents without an XML declaration are not found.",
          "W3C, Extensible Markup Language (XML) 1.0, sections 2 and 3"},
         {FileTypeIndex::Text, "Runs of 256 or more bytes of plain 7-bit text that begin at a sector start.",
-         "The first byte that is not text; right if zeros follow the file.",
+         "The first byte that is not text; correct if zeros follow the file.",
          "Texts stored back to back become one. Text in another encoding ends at its first character outside ASCII.",
          "ANSI X3.4 (US-ASCII)"},
         {FileTypeIndex::Hlp,
@@ -186,8 +187,8 @@ struct FileTypeNotesRows {
          "unless they are longer than its cap.",
          "The last end-of-file marker whose offset leads to a cross-reference section of the file and after which "
          "nothing of the file follows.",
-         "Files without such a marker, as those that lost their end, and files above 2 GiB are not found. A file with "
-         "wrong offsets ends with its first end-of-file marker that nothing of a PDF follows.",
+         "Files without such a marker, such as those that lost their end, and files above 2 GiB are not found. A file "
+         "with wrong offsets ends with its first end-of-file marker after which nothing of a PDF follows.",
          "ISO 32000-1 and ISO 32000-2, file structure, incremental updates and linearized PDF"},
         {FileTypeIndex::Pst, "Personal folders with 32-bit and 64-bit offsets.", "The header has the file's end.",
          "Files of 2 GiB and more are not found.", "[MS-PST], sections 2.2.2.5 and 2.2.2.6"},
@@ -197,8 +198,8 @@ struct FileTypeNotesRows {
          "other identifiers.",
          "Known by its header only"},
         {FileTypeIndex::Eml,
-         "Messages with a \"Received:\" line at the start of the sector, or of a line in its first bytes, and with a "
-         "content header.",
+         "Messages with a \"Received:\" line that starts at the start of the sector or within its first bytes, and "
+         "with a content header.",
          "The closing boundary of a multipart message; \"</html>\" for a single text.",
          "A plain-text message runs to the next \"</html>\". A message whose closing marker is near its content header "
          "ends before the marker.",
@@ -255,7 +256,7 @@ struct FileTypeNotesRows {
          "the next one.",
          "W3C, Portable Network Graphics (PNG) Specification, sections 5.2 and 11.2.5"},
         {FileTypeIndex::Swf, "Flash movies of versions 1 to 9 and 16 to 25, plain and deflated.",
-         "The header's size; right for plain movies.",
+         "The header's size; correct for plain movies.",
          "A deflated movie is reported with its inflated size, which is more than it occupies. LZMA movies are not "
          "found.",
          "SWF File Format Specification 19, chapter 2"},
@@ -289,7 +290,7 @@ struct FileTypeNotesRows {
         {FileTypeIndex::Nef, "Nikon raws: TIFF files with \"NIKON\" in the first 4096 bytes.", StartOnlyEnd,
          TiffRawLimits, TiffSource},
         {FileTypeIndex::Orf, "Little-endian raws of Olympus cameras with the maker's name in the first 8192 bytes.",
-         "The end of the JPEG named by the first directory; right only if the JPEG comes last.",
+         "The end of the JPEG named by the first directory; correct only if the JPEG comes last.",
          "A file whose first directory names no JPEG gets the size of the previous one, or 0.",
          "Adobe, TIFF Revision 6.0; CIPA DC-008 (Exif), tags of the thumbnail"},
         {FileTypeIndex::Pef, "Pentax raws: TIFF files with \"PENTAX\" in the first 4096 bytes.", StartOnlyEnd,
@@ -301,7 +302,7 @@ struct FileTypeNotesRows {
          StartOnlyEnd, TiffRawLimits, TiffSource},
         {FileTypeIndex::Tiff, "TIFF images of both byte orders with any compression, also inside other files.",
          "The end of the strip named by the first directory, with offset and length read as single 32-bit numbers; "
-         "right if the file ends with its only strip.",
+         "correct if the file ends with its only strip.",
          "With several strips, tiles or pages, or a directory after the strip, the size is wrong: it can even be 0 or "
          "negative. The first directory must lie within 20 MiB and have at most 128 entries.",
          TiffSource},
@@ -331,13 +332,13 @@ struct FileTypeNotesRows {
         {FileTypeIndex::Mdb,
          "Databases of Access 97 (Jet 3), 2000 to 2003 (Jet 4) and later (ACE), plain or with the simple encryption of "
          "Jet.",
-         "The last page that the map of free pages does not list, and the freed pages after it; nearly always right.",
+         "The last page that the map of free pages does not list, and the freed pages after it; nearly always correct.",
          "Databases encrypted with a password by Access 2007 and later are not found. Zero pages reserved after the "
          "last page in use are not counted.",
          "mdbtools, HACKING; Jackcess, usage maps"},
         {FileTypeIndex::Mdf, "Primary and secondary data files of SQL Server, with and without page checksums.",
          "The size in the file header, grown in the file's own steps until it covers all extents in use; nearly always "
-         "right.",
+         "correct.",
          "If the file header is damaged, free extents at the end are not counted. Log files are not found.",
          "OrcaMDF; sqlsimplified, File Header Page; P. Randal, file header pages and torn pages; B. Siron, structure "
          "of data files"},
@@ -368,7 +369,8 @@ struct FileTypeNotesRows {
         {FileTypeIndex::Dxf,
          "Text with or without a byte order mark or leading comments, and the binary form of release 10 and later.",
          "The pair 0, EOF. A text drawing that breaks off after its ENTITIES ends with its last whole line.",
-         "Files without sections, as before release 1.4, are not found. Text after the last pair is left out.",
+         "Files without sections, such as those before release 1.4, are not found. Text after the last pair is left "
+         "out.",
          "Autodesk, DXF Reference, releases 12 to 2018"},
         {FileTypeIndex::Et, "Every workbook that is reported as an Excel document.", CompoundEnd, CompoundLimits,
          CompoundSource},
@@ -394,12 +396,12 @@ struct FileTypeNotesRows {
         {FileTypeIndex::Mmf, "SMAF ringtones (MMD0 and later) that begin with the contents info chunk.", OutermostEnd,
          OutermostLimits, "SMAF specification, file chunk and contents info chunk"},
         {FileTypeIndex::Oci, "Pictures with layers; not the event files of the same program.",
-         "The last of the consecutive chunks; right unless old data after the file look like another chunk.", "",
+         "The last of the consecutive chunks; correct unless old data after the file look like another chunk.", "",
          "None is published: worked out from files"},
         {FileTypeIndex::Odf, "OpenDocument formulas.", ZipEnd, ZipLimits, ZipSource},
         {FileTypeIndex::Jar, "Java archives, known by the name of their manifest.", ZipEnd, ZipLimits, ZipSource},
         {FileTypeIndex::Ogg, "Ogg files with any content: Vorbis, Opus, FLAC, Theora.",
-         "The last consecutive page, 20,000 at most; right up to 10 MiB, where files are cut.",
+         "The last consecutive page, 20,000 at most; correct up to 10 MiB, where files are cut.",
          "Files stored back to back become one. A page with a damaged signature ends the file.", "RFC 3533, section 6"},
         {FileTypeIndex::One,
          "Sections of OneNote 2007 and later, as the desktop programs and as the online service store them.",
@@ -435,11 +437,12 @@ struct FileTypeNotesRows {
          "Sony raws: TIFF files with the text \"SONY\" in the first 4096 bytes. Each is found as srf too.",
          StartOnlyEnd, TiffRawLimits, TiffSource},
         {FileTypeIndex::Au, "AU sounds of every encoding, with a header below 1,000 bytes.",
-         "The header's size plus the sound's.", "A sound written without its size, as to a pipe, is not found.",
+         "The header's size plus the sound's.",
+         "A sound written without its size, for example to a pipe, is not found.",
          "The .snd audio file header of Sun and NeXT"},
         {FileTypeIndex::Flv, "Flash video that begins with script data with a filesize.",
-         "That filesize, neither capped nor checked; right unless the file was changed later.",
-         "Video without script data or without a filesize in them, as from a live stream, is not found.",
+         "That filesize, neither capped nor checked; correct unless the file was changed later.",
+         "Video without script data or without a filesize in them, such as from a live stream, is not found.",
          "Adobe Flash Video File Format Specification 10.1, annex E"},
         {FileTypeIndex::Mts,
          "Transport streams with packets of 188 bytes, and the variants with 192, 204 or 208 bytes; at least 18800 "
