@@ -26,7 +26,7 @@ What the library's scanners recognise, how they find the end of a file, and what
 library's catalogue and notes and from the fixtures of the tests; `SALVOR_UPDATE_DOCS=1 ./test` updates it.
 `salvor types jpg` prints the same for one type.
 
-Every file must begin at the start of a sector and lie in one piece. In brackets behind a type's name are its index in the
+Every file must begin at the start of a sector and lie in one piece. In brackets after a type's name are its index in the
 factory, how reliable the reported size is, and the largest size that is reported unless the host sets another. A reported
 size is
 
