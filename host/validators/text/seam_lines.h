@@ -12,8 +12,8 @@ namespace salvor {
 /// What of a line may show that a text ends before it and the rest of another one begins with it. Weighed against all
 /// other lines, never alone.
 struct SeamSigns {
-    /// How much less likely the line's first byte is among the text's own first bytes than in the middle of a line, as
-    /// binary logarithms of both shares.
+    /// The share of bytes like the line's first one, as a binary logarithm: among the first bytes of the text's lines
+    /// so far, and among all bytes of any text.
     double ownHead = 0;
     double middle = 0;
     /// The line before closes a bracket, a block or an environment.
