@@ -1,5 +1,5 @@
-# Writes the C++ source OUTPUT, in which the constants of HEADER hold the page's parts: PageHtml, PageStyle and PageScript,
-# from the files of FOLDER; SCRIPTS are joined in their order.
+# Writes the C++ source OUTPUT. In it, the constants of HEADER hold the page's parts, PageHtml, PageStyle and
+# PageScript, made from the files in FOLDER; SCRIPTS are joined in their order.
 cmake_minimum_required(VERSION 3.22)
 
 function(add_constant name)
@@ -8,7 +8,7 @@ function(add_constant name)
         file(READ "${FOLDER}/${file}" part)
         string(APPEND text "${part}")
     endforeach()
-    # A literal has a bounded length; those beside each other are one.
+    # String literals have a bounded length, but adjacent ones are joined.
     string(LENGTH "${text}" length)
     set(literals "")
     set(from 0)

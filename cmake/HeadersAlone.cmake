@@ -21,6 +21,6 @@ function(salvor_check_headers target)
     add_library(${target} OBJECT ${units})
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/frame/contract)
     target_link_libraries(${target} PRIVATE ${ARGN})
-    # No code is wanted of them.
+    # Only compiled, never run.
     target_compile_options(${target} PRIVATE -O0 -g0)
 endfunction()

@@ -28,15 +28,15 @@ else()
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
         -Wformat=2 -Werror)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-        # g++ 12 sees an overlap in the standard library's own string concatenation.
+        # g++ 12 reports a false overlap in the standard library's own string concatenation.
         target_compile_options(salvor_build_flags INTERFACE -Wno-restrict)
     endif()
     if(WIN32)
-        # The interfaces have no virtual destructor there; deleting through them is still an error.
+        # There the interfaces have no virtual destructor; deleting through them is still an error.
         target_compile_options(salvor_build_flags INTERFACE -Wno-non-virtual-dtor)
     endif()
 endif()
-# Media are hostile: the program and the library make it hard to use a fault for more than a crash.
+# Media are hostile: hardening makes it hard to turn a fault into more than a crash.
 add_library(salvor_hardening INTERFACE)
 if(UNIX AND NOT APPLE)
     include(CheckPIESupported)
@@ -44,7 +44,7 @@ if(UNIX AND NOT APPLE)
     target_compile_options(salvor_hardening INTERFACE -fstack-protector-strong)
     target_link_options(salvor_hardening INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
     if(NOT SALVOR_SANITIZE)
-        # It needs the optimiser; the sanitizers check more by themselves.
+        # Needs the optimiser; the sanitizers check more by themselves.
         target_compile_options(salvor_hardening INTERFACE
             $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>)
     endif()

@@ -31,7 +31,7 @@ set(CPACK_COMPONENT_PROGRAM_DEPENDS library)
 set(CPACK_COMPONENT_SDK_DEPENDS library)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 
-# What a package of each component is called and says of itself; the first line is the short description.
+# The name and description of each component's package; the first line of the description is the short one.
 function(salvor_package component name section description)
     string(TOUPPER ${component} key)
     set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name} PARENT_SCOPE)
@@ -50,9 +50,9 @@ salvor_package(library librawfiletypes0 libs "recognises files in a raw sector s
 salvor_package(sdk librawfiletypes-dev libdevel "recognises files in a raw sector stream (development)
  Headers, CMake package and pkg-config file of the library that finds 113
  types of files in a stream of sectors.")
-# Loaded at run time; without them films and PDF tell nothing of themselves.
+# Loaded at run time; without them films and PDF have no details.
 get_target_property(salvor_loaded salvor SALVOR_LOADED_PACKAGES)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "${salvor_loaded}")
-# A new library is known to the system at once.
+# The system must know a new library at once.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/triggers)
 include(CPack)

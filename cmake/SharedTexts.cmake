@@ -1,4 +1,4 @@
-# What the program says of itself, for the folders of an installation. Takes PROGRAM, FOLDER and VERSION.
+# The texts that the program prints about itself, for the folders of an installation. Takes PROGRAM, FOLDER and VERSION.
 file(REMOVE_RECURSE ${FOLDER})
 file(MAKE_DIRECTORY ${FOLDER}/man1)
 execute_process(COMMAND ${PROGRAM} man --to ${FOLDER}/man1 COMMAND_ERROR_IS_FATAL ANY)

@@ -3,7 +3,7 @@
 
 salvor_root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 
-# Debian's names.
+# Names of Debian packages.
 salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5-dev libcli11-dev libfmt-dev
     nlohmann-json3-dev libpugixml-dev libfuse3-dev libssl-dev zlib1g-dev libseccomp-dev libtsk-dev libewf-dev
     libdeflate-dev libgtest-dev libbenchmark-dev)
@@ -14,7 +14,7 @@ salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client
 salvor_check_packages+=(qemu-utils ewf-tools afflib-tools dosfstools mtools exfatprogs e2fsprogs ntfs-3g xorriso makefs
     gddrescue)
 
-# Read what pictures, films and PDF say of themselves.
+# Libraries that read the metadata of pictures, films and PDF.
 salvor_build_packages+=(libexiv2-dev libavformat-dev libqpdf-dev)
 
 # The exit status of the program when it cannot start.
@@ -27,7 +27,7 @@ salvor_apt_get() {
     local as_root=()
     if [[ $EUID -ne 0 ]]; then
         as_root=(sudo)
-        # Only a person at a terminal can be asked for a password.
+        # Only a user at a terminal can be asked for a password.
         [[ -t 0 ]] || as_root+=(-n)
     fi
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
@@ -36,7 +36,7 @@ salvor_apt_get() {
 
 # salvor_install PACKAGE...: installs those that are missing; needs root only for that.
 salvor_install() {
-    # On another system the packages have other names; there the build says what it does not find.
+    # On other systems the packages have other names; there the build reports what it does not find.
     command -v dpkg-query >/dev/null || return 0
     local installed missing=() package
     installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
@@ -52,7 +52,7 @@ salvor_install() {
     salvor_say "installing ${missing[*]}"
     mkdir -p "$salvor_root/build"
     : >"$salvor_root/build/packages.log"
-    # The lists of packages may be missing or too old.
+    # The package lists may be missing or too old.
     if ! salvor_apt_get install --no-install-recommends "${missing[@]}" &&
         ! { salvor_apt_get update && salvor_apt_get install --no-install-recommends "${missing[@]}"; }; then
         tail -n 20 "$salvor_root/build/packages.log" >&2
@@ -61,7 +61,7 @@ salvor_install() {
     fi
 }
 
-# Copies the build's output to the log and says once on stderr that there is something to build.
+# Copies the build's output to the log and announces once on stderr that there is something to build.
 salvor_log_build() {
     local preset=$1 line told=
     while IFS= read -r line; do
@@ -73,7 +73,7 @@ salvor_log_build() {
     done >"build/$preset.log"
 }
 
-# salvor_build_here PRESET [TARGET]: the part of salvor_build that has the build directory to itself.
+# salvor_build_here PRESET [TARGET]: the part of salvor_build that runs while it has the build directory to itself.
 salvor_build_here() {
     local preset=$1 target=${2:-all}
     if [[ ! -f build/$preset/build.ninja ]]; then
@@ -95,7 +95,7 @@ salvor_build() {
         salvor_say "cannot write to $salvor_root/build; make it your own or run as its owner"
         exit "$salvor_cannot_start"
     fi
-    # A second launcher waits for the first. The lock ends with the subshell, before the program starts.
+    # A second launcher waits for the first. The lock is released with the subshell, before the program starts.
     if ! (cd "$salvor_root" && flock 9 && salvor_build_here "$@") 9>"$salvor_root/build/lock"; then
         tail -n 60 "$salvor_root/build/$preset.log" >&2
         salvor_say "the build failed; the whole log is $salvor_root/build/$preset.log"
@@ -107,7 +107,7 @@ salvor_build() {
 salvor_need_browser() {
     local tools=$salvor_root/build/browser-tools packages=(chromium)
     command -v node >/dev/null || packages+=(nodejs)
-    # Some packages of node bring npm along, Debian's does not.
+    # Some nodejs packages include npm, Debian's does not.
     command -v npm >/dev/null || packages+=(npm)
     salvor_install "${packages[@]}"
     [[ -d $tools/node_modules/puppeteer-core ]] && return

@@ -3,20 +3,20 @@
 #
 #     cmake/tidy.sh [--all | NUMBER]
 #
-# A source takes some seconds, most of them in the headers of libraries, so the plain checks look at the NUMBER of sources
-# that changed last, 24 if not given, those with a changed header of their own among them. The analyzer, which follows all
-# paths and takes longer than all other checks, looks at those of them that the last commit or nobody yet has committed.
-# With --all everything is looked at, which takes half an hour of two cores.
+# A source takes some seconds, most of them in the headers of libraries, so the plain checks look at the NUMBER of
+# sources that changed last (24 if not given), including sources whose own header changed. The analyzer, which follows
+# all paths and takes longer than all other checks, looks only at those of the last commit and at uncommitted ones. With
+# --all everything is checked, which takes half an hour on two cores.
 #
-# Tests and benchmarks are left out: gtest's macros are checked as if they were our own code.
+# Tests and benchmarks are left out: gtest's macros would be checked as if they were our own code.
 set -euo pipefail
 
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 build=build/sanitize
 log=$build/tidy.log
 rooms='(containers|documents|formats|frame|host|images|media)/'
-# Sources that instantiate the templates of the JSON and command line libraries, in which the analyzer takes as long as
-# in all the rest.
+# Sources that instantiate the templates of the JSON and command line libraries. The analyzer takes as long for them as
+# for all other sources.
 templates='host/[a-z/]+/(command_line|extract_run|journal|json_lines|out_folder|report)\.cpp'
 
 # Sources of a list of changed files, and those whose own header is on it; each once, in the list's order.
@@ -48,7 +48,7 @@ if [[ ${1:-} == --all ]]; then
     newest=("${changed[@]}")
 else
     mapfile -t newest < <({ uncommitted && git show --format= --name-only HEAD; } | sources_of)
-    # The reading of a long history ends when head has enough.
+    # Reading a long history ends when head has enough.
     mapfile -t changed < <({ uncommitted && git log --format= --name-only; } 2>/dev/null | sources_of | head -n "${1:-24}")
 fi
 mapfile -t analyzed < <(printf '%s\n' "${newest[@]}" | grep -vE "^($templates|)\$" || true)

@@ -1,5 +1,5 @@
-# Sourced by ./windows after setup.sh: what a build for Windows needs that Debian does not package. Everything lies in
-# build/windows-tools and is made once.
+# Sourced by ./windows after setup.sh: makes what a build for Windows needs and Debian does not package. Everything is
+# in build/windows-tools and made only once.
 
 salvor_windows_tools=$salvor_root/build/windows-tools
 salvor_windows_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build pkg-config make perl python3 dpkg-dev xz-utils
@@ -12,15 +12,15 @@ salvor_qt_without=(network sql testlib concurrent xml mimetype regularexpression
     timezone datetimeparser commandlineparser easingcurve jalalicalendar hijricalendar islamiccivilcalendar
     topleveldomain sharedmemory systemsemaphore sha3-fast etw qeventtransition)
 
-# salvor_step NAME WHAT FUNCTION: calls the function in a new directory, which goes when the step is done. What it
-# prints goes to build/windows-tools/NAME.log.
+# salvor_step NAME WHAT FUNCTION: calls the function in a new directory, which is removed when the step is done. The
+# output goes to build/windows-tools/NAME.log.
 salvor_step() {
     local name=$1 what=$2 function=$3 log=$salvor_windows_tools/$1.log
     local work=$salvor_windows_tools/$name-work
     salvor_say "$what; the log is build/windows-tools/$name.log"
     rm -rf "$work"
     mkdir -p "$work"
-    # In the background, since -e does not reach into a function whose status is asked for.
+    # In the background, since -e has no effect inside a function whose status is tested.
     (cd "$work" && set -e && "$function") >"$log" 2>&1 &
     if ! wait $!; then
         tail -n 30 "$log" >&2
@@ -30,8 +30,8 @@ salvor_step() {
     rm -rf "$work"
 }
 
-# Unpacks Debian's source package of Qt into ./qtbase. The machine's own package sources are asked, with "deb-src" for
-# "deb", in a configuration of its own: neither root nor a change to /etc is needed.
+# Unpacks Debian's source package of Qt into ./qtbase. Uses the machine's own package sources, with "deb-src" for "deb",
+# in a separate configuration: this needs neither root nor a change to /etc.
 salvor_fetch_qt() {
     local file own=(-o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$PWD/sources"
         -o Dir::State::lists="$PWD/lists" -o Dir::Cache="$PWD/cache" -o APT::Sandbox::User="$(id -un)")
@@ -44,17 +44,17 @@ salvor_fetch_qt() {
             *.sources) sed -E 's/^Types:.*/Types: deb-src/' "$file" >"sources/$(basename "$file")" ;;
         esac
     done
-    # A foreign source without source packages is no reason to give up.
+    # A third-party source without source packages is not a reason to give up.
     apt-get "${own[@]}" update || true
     apt-get "${own[@]}" source --download-only qtbase-opensource-src
-    # apt has compared the files with the signed index.
+    # apt has already checked the files against the signed index.
     dpkg-source --no-check -x qtbase-opensource-src_*.dsc qtbase
 }
 
 # Qt Core for Windows, static and without what the library does not use.
 salvor_make_qt() {
     local features=("${salvor_qt_without[@]/#/-no-feature-}") jobs
-    # The paths of this machine must not get into the library: neither those of sources nor Qt's own.
+    # No path of this machine may get into the library: neither those of sources nor Qt's own.
     local no_paths=-ffile-prefix-map=$PWD=.
     jobs=$(nproc)
     salvor_fetch_qt
@@ -68,7 +68,7 @@ salvor_make_qt() {
         -qt-zlib -qt-doubleconversion -nomake examples -nomake tests -nomake tools "${features[@]}"
     make sub-src-qmake_all
     make -j"$jobs" -C src sub-corelib sub-winmain sub-rcc
-    # CMake's package of Qt Core wants qmake, moc, rcc, qtmain and the platform's files as well.
+    # The CMake package of Qt Core also wants qmake, moc, rcc, qtmain and the platform's files.
     make -C src sub-corelib-install_subtargets sub-winmain-install_subtargets sub-rcc-install_subtargets
     make sub-qmake-qmake-aux-pro-install_subtargets install_mkspecs
     touch "$salvor_windows_tools/qt/complete"
@@ -82,7 +82,7 @@ salvor_make_googletest() {
     touch "$salvor_windows_tools/googletest/complete"
 }
 
-# salvor_windows_has TOOL: whether that directory was made to its end.
+# salvor_windows_has TOOL: whether that directory is complete.
 salvor_windows_has() { [[ -f $salvor_windows_tools/$1/complete ]]; }
 
 salvor_need_qt() {
@@ -106,10 +106,10 @@ salvor_make_wine() {
     touch "$WINEPREFIX/complete"
 }
 
-# The script named wine asks for a 32-bit Wine.
+# The script named wine would run a 32-bit Wine.
 salvor_wine64=/usr/lib/wine/wine64
 
-# From then on programs for Windows run by "$salvor_wine64", also those that the build runs to ask for their tests.
+# From then on "$salvor_wine64" runs programs for Windows, including those that the build runs to list their tests.
 salvor_need_wine() {
     salvor_windows_has wine || salvor_step wine "making a home for Wine, once" salvor_make_wine
     salvor_wine_environment
