@@ -13,7 +13,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// The value at an option's target; nothing for a flag that is not set or an empty text.
+// The value at an option's target; nothing for a flag that is not set or for an empty text.
 Words WordsAt(const OptionTarget& target) {
     if (const auto* const flag = std::get_if<bool*>(&target)) {
         return **flag ? Words{""} : Words();
@@ -69,7 +69,7 @@ void ChosenOptions::GoOnWith(const Choices& kept, const std::filesystem::path& f
     const auto isOther = [&before](const One& one) {
         return !std::ranges::is_permutation(WordsAt(one.option.target), before(one));
     };
-    // Everything is compared before the person is told that the recovery goes on.
+    // All options are compared before the user reads that the recovery goes on.
     for (const One& one : options_) {
         if (isOther(one) && WordsAt(one.option.target) != one.byDefault && one.option.group != WhatToLookFor) {
             throw Failure(

@@ -8,18 +8,18 @@
 
 namespace salvor {
 
-/// The options of a command by which the person chooses what becomes a file and what it is called.
+/// The options of a command with which the user chooses what becomes a file and how it is named.
 class ChosenOptions {
 public:
-    /// For a command whose line is not parsed yet: the values at its options' targets are the defaults.
+    /// The command's line must not be parsed yet: the values at its options' targets are taken as the defaults.
     explicit ChosenOptions(const Command& command);
 
-    /// Those that differ from their defaults.
+    /// The options that differ from their defaults.
     Choices Given() const;
 
-    /// Sets options that were not given to the values with which the recovery in the folder began, and tells the
-    /// person. Throws `Failure` (usage) for options that contradict these. What to look for is compared by the scan
-    /// itself.
+    /// Sets options that were not given to the values with which the recovery in the folder began, and tells the user.
+    /// Throws `Failure` (usage) for options that contradict these. The scan itself compares the options of what to look
+    /// for.
     void GoOnWith(const Choices& kept, const std::filesystem::path& folder) const;
 
 private:

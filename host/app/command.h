@@ -10,8 +10,8 @@
 namespace salvor {
 
 /// Where an option's value goes: a flag, a text, a list (given with commas), or a function that takes the value and
-/// throws `Failure` (usage) if it does not know it. What it points to outlives the command. The parser itself answers
-/// flags without a target: help and version.
+/// throws `Failure` (usage) if it is unknown. The target outlives the command. Flags without a target are help and
+/// version, which the parser answers itself.
 using OptionTarget =
     std::variant<bool*, std::string*, std::vector<std::string>*, std::function<void(const std::string&)>>;
 
@@ -21,16 +21,16 @@ struct Option {
     std::string name;
     OptionTarget target;
     std::string help = {};
-    /// The name of its value in the help; empty for flags and arguments.
+    /// The placeholder for its value in the help; empty for flags and arguments.
     std::string value = {};
     /// The help's title above it; empty for the default one.
     std::string group = {};
     bool isRequired = false;
     /// Left out of the help.
     bool isHidden = false;
-    /// The values that it takes; empty for any.
+    /// The accepted values; empty if any is.
     std::vector<std::string> values = {};
-    /// Names of options that cannot be given with it.
+    /// Names of options that exclude this one.
     std::vector<std::string> excludes = {};
 
     bool IsWord() const { return !name.starts_with('-'); }
@@ -39,8 +39,8 @@ struct Option {
     std::string LongName() const { return name.substr(name.find(',') + 1); }
 };
 
-/// A command as the person sees it. Help, man pages and completions are made from this. The parsing library takes long
-/// to compile, so only one source includes it.
+/// A command as the user sees it. Help, man pages and completions are made from this. The parsing library takes long to
+/// compile, so only one source includes it.
 struct Command {
     std::string name;
     std::string description;
@@ -49,7 +49,7 @@ struct Command {
     /// The text below its options.
     std::string footer = {};
     std::vector<Option> options = {};
-    /// Does what the parsed line asks for; throws `Failure` for what ends it at once.
+    /// Does what the parsed line asks for; throws `Failure` for errors that end it at once.
     std::function<ExitStatus()> run = {};
 };
 
@@ -73,11 +73,11 @@ Command InspectCommandLine();
 Command InfoCommandLine();
 Command ExportMapCommandLine();
 Command TypesCommandLine();
-// These describe the program, which is complete by the time they run.
+// These describe the program, which is complete by the time that they run.
 Command ManCommandLine(const Program& program);
 Command CompletionCommandLine(const Program& program);
 
-/// Parses the command line and runs what it names; the program's exit status. Failures are one line on stderr.
+/// Parses the command line and runs the command; gives the program's exit status. A failure is one line on stderr.
 int RunCommandLine(int argc, const char* const* argv);
 
 }  // namespace salvor

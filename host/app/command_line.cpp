@@ -20,7 +20,7 @@ namespace salvor {
 
 namespace {
 
-// What a command's end means for the program: what was told must have reached the person.
+// A command has not succeeded if its output could not be written.
 int StatusOf(ExitStatus status) {
     return static_cast<int>(status == ExitStatus::Done && OutputFailed() ? ExitStatus::Losses : status);
 }
@@ -60,7 +60,7 @@ void AddCommands(Program& program) {
     }
 }
 
-// The same, for the parsing library.
+// The program's commands, described to the parsing library.
 class Parser {
 public:
     explicit Parser(const Program& program);
@@ -156,7 +156,7 @@ const Command* Parser::Named() const {
 
 const Command* Parser::Parse(std::vector<std::string> words) {
     try {
-        // The library takes them from the back.
+        // The library takes the words from the back.
         std::ranges::reverse(words);
         m_app.parse(words);
         return Named();
@@ -171,7 +171,7 @@ const Command* Parser::Parse(std::vector<std::string> words) {
     return nullptr;
 }
 
-// For the first word that no option takes.
+// The message for the first word that no option takes.
 std::string UnexpectedText(const std::vector<Option>& options, const std::string& word) {
     const std::vector<std::string> names = OptionNamesOf(options);
     if (!word.starts_with('-')) {
@@ -183,7 +183,7 @@ std::string UnexpectedText(const std::vector<Option>& options, const std::string
     return fmt::format("there is no option '{}'{}", name, MeantText(name, names));
 }
 
-// What the missing option is for.
+// The message for a missing option says what it is for.
 std::string Parser::RequiredText(const Command& command) const {
     const Line& line = m_lines[static_cast<std::size_t>(&command - m_program.commands.data())];
     for (std::size_t k = 0; k < command.options.size(); ++k) {

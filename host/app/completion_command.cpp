@@ -19,7 +19,7 @@ namespace {
 struct Completion {
     std::string names;
     std::string help;
-    /// What may follow the option; "FILE" for any file, empty for a flag.
+    /// The possible values of the option; "FILE" for any file, empty for a flag.
     std::string values;
 };
 
@@ -73,7 +73,7 @@ std::string NamesOf(const std::vector<const Command*>& commands) {
     return Joined(names);
 }
 
-// Lists of words are given with commas: the last one is completed.
+// Lists are given with commas: the last word is completed.
 std::string Bash(const Program& program) {
     const std::vector<const Command*> commands = CommandsOf(program);
     std::string options;

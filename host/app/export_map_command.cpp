@@ -28,7 +28,7 @@ struct ExportMapCommand {
     bool quiet = false;
 };
 
-// Of a file's bytes those that have not been read. Where it breaks off at such an area, it may go on there.
+// Adds the parts of a file that have not been read. If the file ends at an unread area, it may go on there.
 void AddMissing(SectorRange file, const SectorRangeSet& unread, std::int64_t sectorSize, SectorRangeSet& missing) {
     const std::int64_t mostBehind = (std::int64_t{16} << 20U) / sectorSize;
     const std::int64_t end = file.first + file.count;

@@ -14,15 +14,15 @@ namespace {
 
 struct ExtractCommand {
     std::string finds;
-    /// Instead of the image that the finds name; no path for that one.
+    /// Used in place of the image that the finds name; an empty path means that one.
     ImageSpec image;
     FilterOptions filter;
     FileSystemUse fileSystems;
     std::string out;
-    /// Leave the insides of bad stretches alone.
+    /// Do not try the sectors inside bad stretches.
     bool skipBad = false;
     bool overwrite = false;
-    /// "3/16"; empty for all of it.
+    /// "3/16"; empty for everything.
     std::string segment;
     bool quiet = false;
 };
@@ -45,7 +45,7 @@ ExitStatus RunExtract(const ExtractCommand& command) {
     const ContentFilter content = MakeContentFilter(command.filter);
     FindsUse finds(command.finds, command.image, command.skipBad);
     const JournalHeader& header = finds.journal.header;
-    // The validators see files of types that the scan was not asked for.
+    // The validators also find files of types that the scan did not look for.
     std::erase_if(filter.types,
                   [&](std::int32_t type) { return std::ranges::find(header.types, type) == header.types.end(); });
     const OutFolder out =
@@ -58,7 +58,7 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                              finds.medium.OnImage(finds.journal.seen.zeros)};
     const ExitStatus status = ExtractSeen(finds.medium, std::move(finds.journal.seen), origin, filter, content,
                                           command.fileSystems, out, piece, command.quiet);
-    // Files that the finds do not name are lost to this run.
+    // Files whose finds were lost are missing from this run.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }
 

@@ -26,7 +26,7 @@ ImageSpec ImageOf(const JournalHeader& header, const ImageSpec& other) {
     if (other.format) {
         image.format = other.format;
     }
-    // What the map of the scan left out stands in the finds.
+    // What the scan's rescue map left out is in the finds already.
     image.map = other.map;
     return image;
 }
@@ -43,7 +43,7 @@ FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad
         medium.Scanned().NoteUnreadable(journal.seen.unreadable);
         medium.ShareUnreadable();
     } else {
-        // A copy, or a rescue that went on, may hold what was not there.
+        // A copy, or a rescue that has gone on, may have sectors that were missing before.
         journal.seen.unreadable = medium.Scanned().Unreadable().Ranges();
     }
     if (journal.damagedLines > 0) {
@@ -100,7 +100,7 @@ ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrig
         seen = {};
         EndAtGaps(validation.outcomes, medium);
     } else {
-        // Nobody named it, so no link leads to it and no pipe is waited for.
+        // The user did not name this path, so links are not followed and pipes not waited for.
         const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
         const Folder folder = Folder::Open(beside.parent_path());
         std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
@@ -118,7 +118,7 @@ ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrig
         EndAtGaps(validation.outcomes, medium);
         if (validation.complete && !fileSystems.isOff) {
             const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
-            // Pieces may be written at the same time, so each has its own, unless validating has already asked.
+            // Pieces may be written at the same time, so each has its own file, unless validating has already asked.
             const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
             known = AskFileSystems(medium, {origin.image, origin.caps, digest}, FilePlace(out.folder, name),
                                    {{folder, knownBeside.filename().string()}}, validation.outcomes, quiet);
@@ -145,7 +145,7 @@ ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrig
     try {
         WritePage(out.folder);
     } catch (const Failure& failure) {
-        // The files are there, and the page can be made again from the report.
+        // The files are written, and the page can be made again from the report.
         SayLine(failure.what());
         return status == ExitStatus::Done ? ExitStatus::Losses : status;
     }

@@ -12,14 +12,13 @@
 
 namespace salvor {
 
-/// The finds of a scan and the medium on which they were made, opened again. What is not as the scan left it is told
-/// to the person.
+/// The finds of a scan and the medium on which they were made, opened again. Tells the user what has changed since.
 struct FindsUse {
-    /// `other` stands for the image that the finds name, unless its path is empty; its format, if given, does in any
-    /// case. Throws `Failure` (not started) if one of them cannot be used.
+    /// `other` replaces the image that the finds name, unless its path is empty; its format, if given, is used in any
+    /// case. Throws `Failure` (not started) if the finds or the image cannot be used.
     FindsUse(const std::string& path, const ImageSpec& other, bool skipBad);
 
-    /// Nothing was lost between the scan and what is used of it now.
+    /// True if nothing was lost between the scan and its use now.
     bool IsWhole() const;
 
     Journal journal;
@@ -35,9 +34,9 @@ JobIdentity JobOf(const JournalHeader& header);
 /// Refuses to write to `path`, which `option` named, if that would touch the medium. Throws `Failure` (usage).
 void RequireOwnFile(const char* option, const std::string& path, const std::vector<std::string>& imageFiles);
 
-/// What is asked of file systems.
+/// What to ask the file systems for.
 struct FileSystemUse {
-    /// Nothing.
+    /// Ask them nothing.
     bool isOff = false;
     /// "start" or "original".
     std::string names = "start";

@@ -8,13 +8,13 @@
 
 namespace salvor {
 
-/// Options of a command that belong together, in their order.
+/// A group of options of a command, in their order.
 struct OptionGroup {
     std::string title;
     std::vector<const Option*> options;
 };
 
-/// Commands that belong together.
+/// A group of commands.
 struct CommandGroup {
     std::string title;
     std::vector<const Command*> commands;

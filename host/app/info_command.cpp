@@ -75,7 +75,7 @@ void TellAcquisition(const EwfFacts& facts) {
     }
 }
 
-// Reads the whole medium and compares what it holds with the digests that the image keeps of it.
+// Reads the whole medium and compares it with the digests stored in the image.
 ExitStatus Verify(Medium& medium, const EwfFacts& facts, bool quiet) {
     if (facts.md5.empty() && facts.sha1.empty()) {
         throw Failure(ExitStatus::Usage, "--verify: the image keeps no MD5 and no SHA-1 to compare with");

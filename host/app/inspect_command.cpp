@@ -33,12 +33,12 @@ ExitStatus RunInspect(const InspectCommand& command) {
     Medium& medium = scan.medium.Image();
 
     if (!IsSanitized) {
-        // The sanitizers look for leaks at the end, which takes more than is allowed.
+        // The sanitizers look for leaks at the end, which the sandbox does not allow.
         constexpr std::int64_t memory = std::int64_t{1} << 30U;
         EnterSandbox({memory, /*mayWrite=*/true});
     }
 
-    // All that a single file may cost: a few times the medium.
+    // The most that validating a single file may read: a few times the medium.
     constexpr std::int64_t leastAllowance = std::int64_t{64} << 20;
     constexpr std::int64_t headBytes = 4096;
     const std::int64_t sector = scan.header.range.first;

@@ -63,10 +63,10 @@ void RequireSameMedium(const fs::path& folder, const ScanJob& job, const MediumI
     Say("the image '{}' has changed since the scan began: {}", image, change);
 }
 
-// An option of the scan that a folder was begun with.
+// An option of the scan that was begun in a folder.
 struct KeptOption {
     const char* name;
-    // As given now, and in the folder.
+    // The value given now, compared with the default and with the folder's.
     bool isDefault;
     bool isSame;
     std::string kept;
@@ -104,7 +104,7 @@ std::vector<KeptOption> Compare(const ScanOptions& options, const JournalHeader&
             {"--cap", options.caps.empty(), asked.caps == kept.caps, Text(kept.caps)}};
 }
 
-// Refuses what was asked for and is not what the folder was begun with; options that were not given are taken over.
+// Refuses options that differ from those that the folder was begun with; takes over those that were not given.
 void RequireSameOptions(const fs::path& folder, const ScanOptions& options, const JournalHeader& asked,
                         const JournalHeader& kept) {
     for (const KeptOption& option : Compare(options, asked, kept)) {
@@ -122,7 +122,7 @@ void RequireSameOptions(const fs::path& folder, const ScanOptions& options, cons
     }
 }
 
-// Nothing but what a run makes before it scans.
+// True if the folder holds only what a run makes before it scans.
 bool IsBarelyBegun(const Folder& folder) {
     return !folder.AnyEntry([&folder](const std::string& name) {
         if (name == SegmentStore::FolderName) {
@@ -157,14 +157,14 @@ SegmentStore StoreOf(JobScan& scan, const Folder& folder) {
     return store;
 }
 
-// What an outcome has beside finds.
+// Fills in what an outcome has besides finds.
 void Conclude(ScanOutcome& outcome, const JobScan& scan) {
     outcome.summary.complete = outcome.complete;
     const Medium& medium = scan.scan.medium.Scanned();
     const SectorRange range = scan.job.header.ScannedRange();
     outcome.summary.bytesScanned = std::min((range.first + range.count) * medium.SectorSize(), medium.SizeInBytes()) -
                                    range.first * medium.SectorSize();
-    // Together with what a rescue map left out.
+    // Includes what a rescue map left out.
     NoteUnreadable(scan.scan.medium, outcome);
 }
 
@@ -195,7 +195,7 @@ ScanOutcome RunInWorkers(JobScan& scan, const SegmentStore& store, JournalWriter
     const auto start = std::chrono::steady_clock::now();
     ScanOutcome outcome;
     SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
-    // They stand behind all finds, on lines that do not tell how the scan was cut.
+    // Starts are written after all finds, on lines that do not depend on how the scan was cut.
     Sightings starts;
     options.take = [&](const Sightings& seen) {
         CountFinds(outcome.summary, seen.finds);
@@ -232,7 +232,7 @@ ScanOutcome RunInto(JobScan& scan, const SegmentStore& store, JournalWriter& jou
     return RunScanWithJournal(scan.scan, journal, scan.quiet);
 }
 
-// The finds take their name once all of them are on stable storage.
+// The finds file gets its name once all finds are on stable storage.
 template <class Run>
 ScanOutcome IntoFindsFile(const JobScan& scan, const Folder& folder, Run&& run) {
     JournalWriter journal(FilePlace(folder, FindsDraft), scan.scan.header);
@@ -282,7 +282,7 @@ int WorkersFor(const std::string& jobs, const Medium& medium) {
         }
         return static_cast<int>(*count);
     }
-    // A disk whose heads seek between two places reads less than one that reads on.
+    // A disk whose heads seek between two places reads more slowly than one that reads on.
     return std::ranges::any_of(medium.Files(), LiesOnRotatingDisk)
                ? 1
                : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most);

@@ -15,11 +15,11 @@
 
 namespace salvor {
 
-/// How a scan is done in a folder, as the person gave it.
+/// How to scan in a folder, as the user gave it.
 struct JobOptions {
     /// Worker processes; empty for one per core, but a single one for a rotating disk.
     std::string jobs;
-    /// Of a segment; empty for what suits the medium.
+    /// The size of a segment; empty for one that suits the medium.
     std::string segmentSize;
     /// Go on although the medium has changed.
     bool changedMedium = false;
@@ -28,7 +28,7 @@ struct JobOptions {
 inline constexpr const char* JobsHelp =
     "Worker processes (default: one per core, but a single one for a rotating disk)";
 
-/// From what the person gave as `--jobs`, which may be empty. Throws `Failure` (usage).
+/// The number of workers from the value of `--jobs`, which may be empty. Throws `Failure` (usage).
 int WorkersFor(const std::string& jobs, const Medium& medium);
 
 void AddJobOptions(Command& command, JobOptions& options);
@@ -36,46 +36,46 @@ void AddJobOptions(Command& command, JobOptions& options);
 /// The name of the finds in a job's folder.
 inline constexpr const char* JobFindsName = "finds.jsonl";
 
-/// A scan that begins in a folder or goes on there.
+/// A scan that begins or goes on in a folder.
 struct JobScan {
     PreparedScan scan;
     ScanJob job;
     int workers = 1;
-    /// Nothing of it is in the folder yet.
+    /// The folder holds nothing of it yet.
     bool isNew = true;
     bool quiet = false;
-    /// What the folder may hold.
+    /// What the folder is allowed to hold.
     FolderUse use = FolderUse::New;
 };
 
 /// Opens the image and looks for a scan to go on with in the folder, which need not exist. If that scan has options
-/// other than the defaults, the person is told which. `anew` begins another one in its place. Throws `Failure`: usage
-/// for options that are not those of the scan that is there, and for a medium that has changed since.
+/// other than the defaults, the user is shown them. `anew` begins another scan in its place. Throws `Failure` (usage)
+/// for options that differ from those of the scan in the folder, and for a medium that has changed since.
 JobScan BeginJobScan(const std::filesystem::path& folder, const ScanOptions& options,
                      const std::vector<std::int32_t>& types, const JobOptions& jobOptions, bool anew);
 
-/// The scan that is in the folder, on the image that it was begun on, or on `image` if its
-/// path is not empty. Throws `Failure` if there is none.
+/// The scan in the folder, on the image that it was begun on, or on `image` if its path is not empty. Throws `Failure`
+/// if there is none.
 JobScan ReopenJobScan(const std::filesystem::path& folder, const ImageSpec& image, const JobOptions& jobOptions);
 
-/// From "3/16". Throws `Failure` (usage).
+/// Parses "3/16". Throws `Failure` (usage).
 Piece ParsePiece(const std::string& text);
 
-/// Scans what is left of a piece; how that ended.
+/// Scans what is left of a piece; gives the exit status.
 ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece);
 
-/// Scans what is left and joins all into a journal, piece by piece; the outcome has no finds then. Where no worker
-/// process can be started it scans in this one.
+/// Scans what is left and joins everything into a journal, piece by piece; the outcome then has no finds. If no worker
+/// process can be started, it scans in this one.
 ScanOutcome ScanJobInto(JobScan& scan, const Folder& folder, JournalWriter& journal);
 
-/// The same into the finds file of the folder, unless an earlier run has written that. The segments of a complete scan
+/// The same into the finds file of the folder, unless an earlier run has written it. The segments of a complete scan
 /// are removed unless they are to be kept.
 ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder, bool keepsSegments);
 
-/// Joins what has been scanned into the finds file. Throws `Failure` (not started) naming what is left to scan.
+/// Joins the scanned segments into the finds file. Throws `Failure` (not started) that names what is left to scan.
 ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder);
 
-/// What the finds file of a complete scan holds.
+/// The contents of a complete scan's finds file.
 Sightings SeenInJob(const JobScan& scan, const Folder& folder);
 
 /// The exit status of a scan that lost or did not finish something.

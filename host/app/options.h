@@ -10,7 +10,7 @@
 
 namespace salvor {
 
-// Groups of the help.
+// Titles of groups in the help.
 inline constexpr const char* WhatToLookFor = "What to look for";
 inline constexpr const char* WhatToWrite = "Which files";
 inline constexpr const char* OutputGroup = "Output";
@@ -20,13 +20,13 @@ inline constexpr const char* WorkGroup = "Work";
 inline constexpr const char* SizesLine =
     "Sizes are bytes, or a number with K, M, G or T for powers of 1024: 300, 64K, 1.5M, 2 GiB.\n";
 
-// Options that several commands have, each group with its help.
+// Options that several commands have, each with its help.
 void AddScanOptions(Command& command, ScanOptions& options);
-/// How to read the image.
+/// Options for how to read the image.
 void AddImageOptions(Command& command, ImageSpec& image);
 void AddSkipBad(Command& command, bool& skipBad);
 void AddFinds(Command& command, std::string& finds, ImageSpec& image);
-/// `path` becomes the image to use instead of the one that the finds name.
+/// `path` becomes the image to use in place of the one that the finds name.
 void AddOtherImage(Command& command, std::string& path);
 void AddTypeOptions(Command& command, FilterOptions& options);
 void AddSizeOptions(Command& command, FilterOptions& options);
@@ -35,7 +35,7 @@ void AddVerdictOptions(Command& command, FilterOptions& options);
 void AddContentOptions(Command& command, FilterOptions& options);
 void AddNoFileSystem(Command& command, bool& isOff);
 void AddFileSystemOptions(Command& command, FileSystemUse& use);
-/// Everything that chooses which files are shown, and where they come from.
+/// All options that choose which files are shown, and where they come from.
 void AddShownOptions(Command& command, ShownOptions& options);
 /// `which` completes the help: which folders are accepted.
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite);

@@ -23,7 +23,7 @@ struct RecoverCommand {
     bool quiet = false;
 };
 
-// `command` is what `chosen` tells of.
+// `chosen` was made from `command`.
 ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen) {
     const Folder there = Folder::Open(command.out);
     const std::optional<ScanJob> kept = there.IsOpen() && !command.overwrite ? ReadScanJob(there) : std::nullopt;

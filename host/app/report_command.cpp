@@ -22,7 +22,7 @@ namespace {
 struct ReportCommand {
     std::string folder;
     std::vector<std::string> formats = {"html"};
-    /// Empty for the format's own name in the folder, - for standard output.
+    /// Empty for the format's own name in the folder; "-" for standard output.
     std::string out;
     bool quiet = false;
 };
@@ -39,7 +39,7 @@ const ReportFormat& FormatNamed(const std::string& word) {
     return *format;
 }
 
-// A folder and a name in it, for what the person named.
+// A folder and a name in it, for the path that the user gave.
 struct OutPlace {
     Folder folder;
     std::string name;
@@ -71,7 +71,7 @@ void WriteReport(const ReportCommand& command, const Folder& folder, const Repor
     }
 }
 
-// The page lies beside the files that it shows.
+// The page must be beside the files that it shows.
 void WritePageOf(const ReportCommand& command, const Folder& folder) {
     if (!command.out.empty()) {
         throw Failure(ExitStatus::Usage, "--out: the page works in the folder of its files only");
@@ -86,7 +86,7 @@ ExitStatus RunReport(const ReportCommand& command) {
     if (command.formats.size() > 1 && !command.out.empty()) {
         throw Failure(ExitStatus::Usage, "--out takes one format; without it each gets a file in the folder");
     }
-    // A format that is wrong is known before one is written; nothing stands for the page.
+    // An unknown format is refused before any is written. Null stands for the page.
     std::vector<const ReportFormat*> formats;
     for (const std::string& word : command.formats) {
         formats.push_back(word == "html" ? nullptr : &FormatNamed(word));

@@ -31,7 +31,7 @@ struct ScanCommand {
 
 void SayThatItGoesOn() { Say("stopped; the same command goes on"); }
 
-// To where the finds are written as they come, in this process.
+// Scans in this process, with a report that grows as finds come.
 ExitStatus ScanInto(const FilePlace& report, const ScanCommand& command) {
     PreparedScan scan = PrepareScan(command.scan, SelectTypes(command.filter));
     FindSpace(scan, command.scan);
@@ -62,7 +62,7 @@ ExitStatus TellEnd(const ScanOutcome& outcome, bool quiet) {
     return StatusOf(outcome);
 }
 
-// In a folder beside the report, which is gone when the report is complete.
+// Scans in a folder beside the report, which is removed when the report is complete.
 ExitStatus ScanBeside(const ScanCommand& command) {
     const std::filesystem::path folder = command.report + ".job";
     JobScan scan = BeginIn(folder, command);
@@ -72,7 +72,7 @@ ExitStatus ScanBeside(const ScanCommand& command) {
                       fmt::format("the finds file '{}' exists; name another one, or pass --overwrite to replace it",
                                   command.report));
     }
-    // Made while the rights to do so are there.
+    // Created while there are still the rights to do so.
     JournalWriter journal(FilePlace(command.report), scan.scan.header);
     const OutFolder out =
         PrepareOutFolder(folder, JobOf(scan.job.header), {scan.scan.medium.Image().Files(), ""}, scan.use);
@@ -104,7 +104,7 @@ ExitStatus ScanInFolder(const ScanCommand& command) {
     return TellEnd(outcome, command.quiet);
 }
 
-// A new file, or one in place of a file that is there. Links are followed and pipes written to as the scan goes on.
+// True for a new file or one in place of an existing file. Links are followed, and pipes are written to while scanning.
 bool IsPlainFile(const std::string& path) {
     const auto type = std::filesystem::symlink_status(path).type();
     return type == std::filesystem::file_type::not_found || type == std::filesystem::file_type::regular;
@@ -112,7 +112,7 @@ bool IsPlainFile(const std::string& path) {
 
 ExitStatus RunScan(const ScanCommand& command) {
     if (command.report.empty() == command.folder.empty()) {
-        // What is wrong with the image is said first.
+        // Errors of the image are reported first.
         PrepareScan(command.scan, SelectTypes(command.filter));
         throw Failure(ExitStatus::Usage,
                       "scan needs --report or --job: name a file for the finds, - for standard output, or a folder");

@@ -9,7 +9,7 @@
 
 namespace salvor {
 
-/// Which finds to write as files, as the person gave it. `types` and `exclude` bound a scan too.
+/// Which finds to write as files, as the user gave it. `types` and `exclude` limit a scan too.
 struct FilterOptions {
     std::vector<std::string> types;
     std::vector<std::string> exclude;
@@ -30,14 +30,14 @@ struct FilterOptions {
     std::vector<std::string> known;
 };
 
-/// The types that the words of `--types` and `--exclude` leave, ascending. Throws `Failure` (usage) for a word that
-/// names nothing and for a selection without a type.
+/// The types that `--types` and `--exclude` leave, ascending. Throws `Failure` (usage) for an unknown word and for a
+/// selection without a type.
 std::vector<std::int32_t> SelectTypes(const FilterOptions& options);
 
-/// The same with the size rules. Throws `Failure` (usage) for what cannot be understood.
+/// The same with the size rules. Throws `Failure` (usage) for values that cannot be understood.
 PlanFilter MakeFilter(const FilterOptions& options);
 
-/// What is left out because of its bytes. Reads the lists of hashes; throws `Failure` for a file that is not one.
+/// The filters that need a file's bytes. Reads the lists of hashes; throws `Failure` for a file that is not one.
 ContentFilter MakeContentFilter(const FilterOptions& options);
 
 }  // namespace salvor

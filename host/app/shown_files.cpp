@@ -28,14 +28,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The options as understood.
+// The options, parsed.
 struct ShownChoice {
     PlanFilter filter;
     ContentFilter content;
     FileSystemUse fileSystems;
 };
 
-// The outcomes of finds that were validated before; nothing is written for somebody who only looks.
+// The outcomes of finds that were validated before. Nothing is written when the user only looks.
 std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, const std::string& digest,
                                 const PlanFilter& filter) {
     const Sightings& seen = finds.journal.seen;
@@ -51,7 +51,7 @@ std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, 
     return std::move(read->validation.outcomes);
 }
 
-// Decides which files are left out because of their bytes; it must be asked in the files' order.
+// Decides which files their bytes exclude; must be asked in the files' order.
 class ContentJudge {
 public:
     explicit ContentJudge(const ContentFilter& content) : content_(content) {}
@@ -74,7 +74,7 @@ private:
     SameBytes same_;
 };
 
-// Leaves out of the plan what is not wanted because of its bytes, which have to be read for that.
+// Removes the files that their bytes exclude from the plan; for this the bytes are read.
 void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, ShownFiles& shown) {
     if (content.IsEmpty()) {
         return;
@@ -145,7 +145,7 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
     return shown;
 }
 
-// The report has the SHA-256; for other digests the file is read where it was written.
+// The report has the SHA-256; for other digests the written file is read.
 FileHashes HashesOf(const Folder& folder, const ReportedFile& file, const HashKinds& kinds) {
     FileHashes hashes;
     if (kinds.md5 || kinds.sha1) {

@@ -13,31 +13,31 @@
 
 namespace salvor {
 
-/// A file for a person to look at, with its record in the report or the one that it would get.
+/// Takes a file to show, with its record in the report or the record that it would get.
 using TakeFile = std::function<void(const ReportedFile& file, const Json& record)>;
 
-/// Which files to show, as the person gave it.
+/// Which files to show, as the user gave it.
 struct ShownOptions {
     /// A folder of recovered files, or the finds of a scan.
     std::string path;
-    /// Instead of the image that the finds or the report name; empty for that one.
+    /// Used in place of the image that the finds or the report name; empty for that one.
     std::string image;
     FilterOptions filter;
     FileSystemUse fileSystems;
 };
 
-/// What was gone through for a person.
+/// The result of going through the files.
 struct ShownFiles {
     ReportSummary summary;
-    /// Lines of a report that tell of no file any more.
+    /// Lines of a report that are no longer readable.
     std::int64_t damagedLines = 0;
-    /// Files that are not shown because of what they hold or what their details say, by reason.
+    /// Files that are not shown because of their bytes or their details, by reason.
     std::map<std::string, std::int64_t> leftOut{};
 };
 
 /// Goes through the files that the options choose: those of a folder's report, or those that extracting from the
-/// validated finds of a scan would write. Throws `Failure`: not started if the path leads to neither, usage for a
-/// choice that cannot be understood.
+/// validated finds of a scan would write. Throws `Failure`: not started if the path leads to neither, usage for options
+/// that cannot be understood.
 ShownFiles ForEachShownFile(const ShownOptions& options, const TakeFile& take);
 
 }  // namespace salvor

@@ -23,15 +23,15 @@ namespace {
 
 struct ValidateCommand {
     std::string finds;
-    /// Instead of the image that the finds name; no path for that one.
+    /// Used in place of the image that the finds name; an empty path means that one.
     ImageSpec image;
     /// Empty for a file beside the finds.
     std::string out;
-    /// Leave the insides of bad stretches alone.
+    /// Do not try the sectors inside bad stretches.
     bool skipBad = false;
-    /// "3/16"; empty for all of it.
+    /// "3/16"; empty for everything.
     std::string share;
-    /// Worker processes; empty for what suits the machine.
+    /// Worker processes; empty for a number that suits the machine.
     std::string jobs;
     bool noFileSystem = false;
     bool quiet = false;

@@ -16,10 +16,10 @@ namespace salvor {
 
 namespace {
 
-// Longer texts are cut.
+// Longer texts are truncated.
 constexpr std::size_t MostText = 400;
 
-// The text in the answer's field, in UTF-8, without what moves a terminal's cursor.
+// The text in the answer's field, in UTF-8, without characters that move a terminal's cursor.
 std::string TextOf(const Json& answer, const char* key) {
     std::string text = answer.value(key, std::string());
     std::erase_if(text, [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; });

@@ -12,12 +12,12 @@
 
 namespace salvor {
 
-/// Which reader takes a file's details.
+/// The reader for a file's details.
 enum class DetailsReader : std::uint8_t { Picture, Film, Document, Pdf };
 
 /// A file for a worker to look into.
 struct DetailsQuestion {
-    /// The asker's own number for it.
+    /// The asker's number for the file.
     std::int32_t file = 0;
     DetailsReader reader = DetailsReader::Picture;
     bool withPreview = false;
@@ -29,19 +29,19 @@ struct DetailsAnswer {
     PictureDetails details;
 };
 
-/// As a worker's order has them.
+/// The questions as a worker's order has them.
 Json QuestionsToJson(const std::vector<DetailsQuestion>& questions);
 
-/// The answer on a line of a worker, which is as little to be trusted as the medium; nothing if it makes no sense.
+/// The answer on a line from a worker, which must be trusted as little as the medium; nothing if it makes no sense.
 std::optional<DetailsAnswer> AnswerIn(const std::string& line);
 
 /// The order's kind.
 inline constexpr const char* DetailsOrderKind = "details";
 
-/// What it does first: loads the libraries of the readers that the questions name.
+/// Runs first in the worker: loads the libraries of the readers that the questions name.
 void LoadReaders(const Json& questions);
 
-/// What a worker does with such questions: sends an answer to each.
+/// Answers the questions in a worker: sends an answer to each.
 bool AnswerQuestions(Worker& worker);
 
 }  // namespace salvor

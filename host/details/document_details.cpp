@@ -45,7 +45,7 @@ private:
     std::int64_t left_ = std::int64_t{256} << 20;
 };
 
-// Its text in the first element of one of these names, whatever their prefix, in the root or in one of its children.
+// The text of the first element with one of these names, with any prefix, in the root or in one of its children.
 std::string TextOf(const pugi::xml_node& root, std::initializer_list<std::string_view> names) {
     const auto isNamed = [&names](const pugi::xml_node& node) {
         std::string_view name = node.name();
@@ -192,7 +192,7 @@ private:
         return at ? LongAt(*at) : std::nullopt;
     }
 
-    // Other code pages have tables that are files of the system.
+    // Other code pages need tables that are files of the system.
     void AddNarrow(std::string& text, std::uint8_t byte) const {
         constexpr std::uint16_t utf8 = 65001;
         constexpr std::uint16_t western = 1252;

@@ -5,15 +5,15 @@
 
 namespace salvor {
 
-/// When a document was made, and its title. Reads packages (Office Open XML, OpenDocument, EPUB) and compound files;
-/// empty for other files. What it reads and unpacks is bounded.
+/// A document's date and title. Reads packages (Office Open XML, OpenDocument, EPUB) and compound files; empty for
+/// other files. What it reads and unpacks is bounded.
 FileDetails ReadDocumentDetails(MediumSource& document);
 
 /// Loads the library that reads PDF, where the system has it. Call before anything hostile is read.
 void LoadPdfLibrary();
 
-/// The same for a PDF of at most 64 MiB, by a library that may fail in any way on a malformed one: call it in a worker
-/// process only.
+/// Reads the same from a PDF of at most 64 MiB. The library may fail in any way on a malformed file: call it in a
+/// worker process only.
 FileDetails ReadPdfDetails(MediumSource& document);
 
 }  // namespace salvor

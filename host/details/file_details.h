@@ -5,16 +5,16 @@
 
 namespace salvor {
 
-/// What a file says of itself, where it is known.
+/// What is known from a file's own metadata.
 struct FileDetails {
-    /// When it was taken or made, in the clock of its maker: "2021-05-04T12:33:10"; empty where nothing is known.
+    /// When it was taken or made, by its maker's clock: "2021-05-04T12:33:10"; empty if unknown.
     std::string taken;
-    /// Pixels; 0 where they are not known.
+    /// In pixels; 0 if unknown.
     std::int64_t width = 0;
     std::int64_t height = 0;
     std::string title;
     std::string camera;
-    /// The path, below the folder, of a small picture that was taken out of it; empty for most.
+    /// The path, in the output folder, of a small picture that was taken out of the file; empty for most files.
     std::string preview;
 
     bool operator==(const FileDetails&) const = default;

@@ -23,7 +23,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// The functions that are used here, by their own names.
+// The library's functions that are used here, by their own names.
 struct FilmLibrary {
     FilmLibrary() : library("libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR)) {
         library.Take(allocContext, "avformat_alloc_context");
@@ -62,7 +62,7 @@ const FilmLibrary& Library() {
     return library;
 }
 
-// Shows a source to the library, up to a bound on what is read and on the time.
+// Shows a source to the library, within a bound on the bytes read and on the time.
 class FilmIo {
 public:
     explicit FilmIo(MediumSource& source) : source_(source) {
@@ -111,7 +111,7 @@ private:
 
     static int IsLate(void* self) { return steady_clock::now() > static_cast<FilmIo*>(self)->end_ ? 1 : 0; }
 
-    // The tables of a film of hours take some tens of MiB.
+    // The tables of a film of several hours take tens of MiB.
     static constexpr std::int64_t MostBytes = std::int64_t{64} << 20;
 
     MediumSource& source_;
@@ -168,7 +168,7 @@ void TakePixels(const AVFormatContext& film, FileDetails& details) {
 }
 
 bool HasUnknownPictures(const AVFormatContext& film, const FileDetails& details) {
-    // The streams of programs are found only while reading.
+    // The streams of MPEG programs are found only while reading.
     bool hasPictures = film.nb_streams == 0 || (film.ctx_flags & AVFMTCTX_NOHEADER) != 0;
     for (unsigned i = 0; i < film.nb_streams; ++i) {
         hasPictures = hasPictures || film.streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
@@ -179,7 +179,7 @@ bool HasUnknownPictures(const AVFormatContext& film, const FileDetails& details)
 }  // namespace
 
 void LoadFilmLibrary() {
-    // Of the names of programs in a transport stream. Source: ETSI EN 300 468, annex A.
+    // Encodings of the names of programs in a transport stream. Source: ETSI EN 300 468, annex A.
     constexpr std::array encodings{"ISO6937",     "ISO-8859-1",  "ISO-8859-2",  "ISO-8859-3",  "ISO-8859-4",
                                    "ISO-8859-5",  "ISO-8859-6",  "ISO-8859-7",  "ISO-8859-8",  "ISO-8859-9",
                                    "ISO-8859-10", "ISO-8859-11", "ISO-8859-13", "ISO-8859-14", "ISO-8859-15",
@@ -214,7 +214,7 @@ FileDetails ReadFilmDetails(MediumSource& film) {
                                       {"max_streams", "64"}}) {
         library.dictSet(&options, name, value, 0);
     }
-    // It frees the context where it fails.
+    // On failure, this call frees the context.
     const bool isOpen = library.openInput(&context, "", nullptr, &options) == 0;
     library.dictFree(&options);
     if (!isOpen) {

@@ -25,10 +25,10 @@ namespace salvor {
 
 namespace {
 
-// Those that the pictures' library reads and browsers show.
+// Types that the picture library reads and browsers show.
 constexpr std::array ShownTypes{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png,
                                 FileTypeIndex::Gif,        FileTypeIndex::Bmp,          FileTypeIndex::Webp};
-// Those that it reads and browsers do not show.
+// Types that it reads and browsers do not show.
 constexpr std::array PreviewTypes{FileTypeIndex::Crw, FileTypeIndex::Cr2, FileTypeIndex::Cr3, FileTypeIndex::Dcr,
                                   FileTypeIndex::Mrw, FileTypeIndex::Nef, FileTypeIndex::Orf, FileTypeIndex::Pef,
                                   FileTypeIndex::Raf, FileTypeIndex::Srf, FileTypeIndex::Arw, FileTypeIndex::Dng,
@@ -101,7 +101,7 @@ public:
         order.kind = DetailsOrderKind;
         order.what = QuestionsToJson(waiting_.front());
         order.medium = access_;
-        // Libraries count with their data, and a PDF lies in it as a whole.
+        // Loaded libraries count as memory, and a PDF is read as a whole.
         order.memory = 2 * Order::DefaultMemory;
         asked_[order.id] = std::move(waiting_.front());
         waiting_.pop_front();
@@ -128,7 +128,7 @@ public:
         if (!IsFault(end.ending) || node.empty()) {
             return;
         }
-        // Those behind the one over which the worker fell are asked again.
+        // The questions after the one that the worker failed on are asked again.
         const auto at = std::ranges::find(node.mapped(), end.at.subject, &DetailsQuestion::file);
         if (at != node.mapped().end() && at + 1 != node.mapped().end()) {
             waiting_.emplace_back(at + 1, node.mapped().end());
@@ -139,7 +139,7 @@ public:
 
 private:
     void KeepPreview(PlannedFile& file, const std::vector<std::uint8_t>& bytes) {
-        // All together; a folder full of raws has some gigabytes itself.
+        // The bound on all previews together; a folder full of raws may have some gigabytes of them.
         constexpr std::int64_t mostBytes = std::int64_t{1} << 30;
         const Folder previews = folder_->Below(PreviewFolder, true);
         if (!previews.IsOpen() || previewBytes_ + std::ssize(bytes) > mostBytes) {
@@ -175,7 +175,7 @@ void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanF
         return;
     }
     try {
-        // More would make a disk seek.
+        // More workers would make a disk seek.
         RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))}, client);
     } catch (const Failure& failure) {
         Say("nothing is found out about dates, sizes and titles of files: {}", failure.what());

@@ -12,8 +12,8 @@ inline constexpr const char* PreviewFolder = "previews";
 
 /// Reads the details of the plan's pictures, films, sounds and documents in worker processes, and notes them in the
 /// plan. Previews inside files that no browser shows go to the folder's `PreviewFolder`, if there is a folder and the
-/// filter keeps the file. A file on which a worker crashes has no details; without workers no file has any. `image`
-/// says how workers open the medium.
+/// filter keeps the file. A file on which a worker crashes gets no details; if no worker can be started, no file does.
+/// `image` says how workers open the medium.
 void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanFilter& filter, const Folder* folder);
 
 }  // namespace salvor

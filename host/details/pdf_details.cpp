@@ -15,7 +15,7 @@ namespace salvor {
 
 namespace {
 
-// The library keeps the file in memory.
+// The library keeps the whole file in memory.
 constexpr std::int64_t MostInMemory = std::int64_t{64} << 20;
 
 struct PdfLibrary {
@@ -50,7 +50,7 @@ const PdfLibrary& Library() {
     return library;
 }
 
-// "D:20210504123310+02'00'"; the parts behind the day may be missing.
+// "D:20210504123310+02'00'"; everything after the day may be missing.
 std::string TimeOf(std::string date) {
     date.erase(0, date.starts_with("D:") ? 2 : 0);
     std::size_t digits = 0;
@@ -83,7 +83,7 @@ FileDetails ReadPdfDetails(MediumSource& document) {
     qpdf_data pdf = library.init();
     library.suppressWarnings(pdf, QPDF_TRUE);
     library.silenceErrors(pdf);
-    // Looking for the objects of a damaged file takes long.
+    // Searching a damaged file for objects would take long.
     library.attemptRecovery(pdf, QPDF_FALSE);
     const QPDF_ERROR_CODE read =
         library.readMemory(pdf, "", std::bit_cast<const char*>(bytes.data()), bytes.size(), nullptr);
@@ -92,7 +92,7 @@ FileDetails ReadPdfDetails(MediumSource& document) {
         details.title = library.text(pdf, library.key(pdf, info, "/Title"));
         details.taken = TimeOf(library.text(pdf, library.key(pdf, info, "/CreationDate")));
     }
-    // Errors that are not taken would be printed.
+    // Errors that are not taken get printed.
     library.takeError(pdf);
     library.cleanup(&pdf);
     return details;

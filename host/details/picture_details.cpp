@@ -14,7 +14,7 @@ namespace salvor {
 
 namespace {
 
-// What the library wants to have in memory at once: TIFF and the raws like it are read as a whole.
+// The library reads TIFF, and raws like it, into memory as a whole.
 constexpr std::int64_t MostInMemory = std::int64_t{64} << 20;
 
 // Shows a source to the library, which cannot write to it.
@@ -89,7 +89,7 @@ private:
         }
     }
 
-    // Headers are read in small pieces that lie together.
+    // Headers are read in small pieces close to each other.
     bool FillWindow() {
         if (at_ < windowStart_ || at_ >= windowStart_ + static_cast<std::int64_t>(windowBytes_)) {
             windowStart_ = at_;
@@ -164,12 +164,12 @@ std::string TitleOf(const Exiv2::Image& image) {
 std::string CameraOf(const Exiv2::ExifData& data) {
     const std::string maker = FirstText(data, {"Exif.Image.Make"});
     const std::string model = FirstText(data, {"Exif.Image.Model"});
-    // Many a model has its maker's name in front.
+    // Many model names begin with the maker's name.
     const std::string firstWord = maker.substr(0, maker.find(' '));
     return maker.empty() || model.starts_with(firstWord) ? model : maker + (model.empty() ? "" : " ") + model;
 }
 
-// The smallest picture that still fills a thumbnail, else the largest.
+// The smallest preview that still fills a thumbnail, else the largest.
 std::vector<std::uint8_t> PreviewOf(const Exiv2::Image& image) {
     constexpr std::size_t wideEnough = 400;
     const Exiv2::PreviewManager manager(image);
@@ -192,7 +192,7 @@ std::vector<std::uint8_t> PreviewOf(const Exiv2::Image& image) {
 
 }  // namespace
 
-// This version of the library hands pointers over in a way that the language has given up.
+// This version of the library passes pointers in a way that the language has deprecated.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
@@ -214,7 +214,7 @@ PictureDetails ReadPictureDetails(MediumSource& picture, bool withPreview) {
             details.preview = PreviewOf(*image);
         }
     } catch (const std::exception&) {
-        // Damaged: what was read until then is as good as in other files.
+        // The file is damaged, but what was read before is as good as in other files.
     }
     return details;
 }

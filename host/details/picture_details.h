@@ -17,8 +17,8 @@ struct PictureDetails {
     std::vector<std::uint8_t> preview;
 };
 
-/// What a picture says of itself in Exif, IPTC and XMP data and in its own header; nothing for another file. Malformed
-/// pictures may make it fail in any way that a library may, so it belongs into a worker process.
+/// What Exif, IPTC and XMP data and the header tell about a picture; empty for other files. The library may fail in any
+/// way on a malformed file: call it in a worker process only.
 PictureDetails ReadPictureDetails(MediumSource& picture, bool withPreview);
 
 }  // namespace salvor

@@ -25,7 +25,7 @@ std::optional<std::uint8_t> HexValue(char digit) {
     return lower >= 'a' && lower <= 'f' ? std::optional(static_cast<std::uint8_t>(lower - 'a' + 10)) : std::nullopt;
 }
 
-// The field of a line of CSV without its quotes; the whole line up to a comma where there are none.
+// The field in a line of CSV, without its quotes; without quotes, everything up to a comma.
 std::string_view CsvField(std::string_view line, std::size_t column) {
     for (;; --column) {
         const bool isQuoted = line.starts_with('"');
@@ -53,7 +53,7 @@ std::string ColumnName(std::string_view field) {
     return name;
 }
 
-// Where a line of names has the strongest of its hashes.
+// The column of the strongest hash, if the line has column names.
 std::optional<std::size_t> HashColumn(std::string_view line) {
     constexpr std::size_t mostColumns = 32;
     for (const std::string_view wanted : {"sha256", "sha1", "md5"}) {
@@ -66,8 +66,8 @@ std::optional<std::size_t> HashColumn(std::string_view line) {
     return std::nullopt;
 }
 
-// What a line has before its hash: blanks, a byte order mark, a sign that its name is masked, or the name itself, as in
-// "SHA256 (name) = 01ab...".
+// The text from the hash on. Before it may be blanks, a byte-order mark, a mark for an escaped name, or the name
+// itself, as in "SHA256 (name) = 01ab...".
 std::string_view WithoutHead(std::string_view text) {
     if (const std::size_t sign = text.rfind(") = "); sign != std::string_view::npos) {
         text.remove_prefix(sign + 4);
@@ -122,7 +122,7 @@ void HashList::Add(const std::string& path) {
     std::size_t column = 0;
     std::int64_t hashes = 0;
     std::int64_t others = 0;
-    // Many products contain the same file: duplicates are dropped once they are half of what is kept.
+    // Many products contain the same file: duplicates are removed each time that the list has doubled.
     std::int64_t nextSort = std::int64_t{1} << 22;
     for (std::string line; lines.Next(line);) {
         const std::string_view text = CsvField(line, column);

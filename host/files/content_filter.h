@@ -14,12 +14,12 @@
 namespace salvor {
 
 /// Hashes of files that need not be recovered. There may be tens of millions, so each takes 16 bytes: longer digests
-/// are cut to 128 bits.
+/// are truncated to 128 bits.
 class HashList {
 public:
     /// Adds the MD5, SHA-1 or SHA-256 hashes in a file: one at the start of each line in hexadecimal, or NSRL text, CSV
-    /// with a line of field names. The person is told how many lines hold none. Throws `Failure` when the file cannot
-    /// be read or holds no hash at all.
+    /// with a line of field names. Tells the user how many lines have none. Throws `Failure` when the file cannot be
+    /// read or has no hash at all.
     void Add(const std::string& path);
 
     /// Which digests a lookup needs.
@@ -33,13 +33,13 @@ private:
     bool AddLine(std::string_view text);
     void SortAll();
 
-    // By the digest's length in hexadecimal: 32, 40 and 64 digits. Ascending but for a tail that is being read.
+    // By the digest's length in hexadecimal: 32, 40 and 64 digits. Ascending except for a tail that is being read.
     std::array<std::vector<Key>, 3> keys_;
 };
 
-/// What is left out because of its bytes.
+/// Filters that need a file's bytes.
 struct ContentFilter {
-    /// One file of those with the same bytes.
+    /// Keep one file of those with the same bytes.
     bool unique = false;
     HashList known;
 
@@ -52,7 +52,7 @@ inline constexpr const char* SameBytesReason = "the same bytes as another file";
 /// Finds files with the same bytes.
 class SameBytes {
 public:
-    /// The number of an earlier file with this SHA-256; else the file is kept under its own.
+    /// The number of an earlier file with this SHA-256; if there is none, this file is noted under its own number.
     std::optional<std::size_t> EarlierOf(const std::string& sha256, std::size_t number);
 
 private:

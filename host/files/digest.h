@@ -9,7 +9,7 @@
 
 namespace salvor {
 
-/// A cryptographic digest of bytes that come piece by piece.
+/// A cryptographic digest of bytes that arrive piece by piece.
 class Digest {
 public:
     void Add(const void* data, std::size_t length);
@@ -19,7 +19,7 @@ public:
     std::string HexSoFar() const;
 
 protected:
-    /// Throws `std::runtime_error` if the cryptographic library does not have it.
+    /// Throws `std::runtime_error` if the cryptographic library lacks the algorithm.
     explicit Digest(const EVP_MD* algorithm);
 
 private:
@@ -33,13 +33,13 @@ public:
     Sha256() : Digest(EVP_sha256()) {}
 };
 
-/// No longer secure, but what E01 images keep.
+/// No longer secure, but stored in E01 images.
 class Sha1 : public Digest {
 public:
     Sha1() : Digest(EVP_sha1()) {}
 };
 
-/// The same.
+/// Likewise.
 class Md5 : public Digest {
 public:
     Md5() : Digest(EVP_md5()) {}

@@ -27,10 +27,10 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// How long a file may be in the folder and not in the report.
+// How long a written file may be missing from the report.
 constexpr std::chrono::seconds ReportInterval(5);
 
-// Lines of a report, a bit longer than they mostly are.
+// Lengths of lines in the reports, a bit above the average.
 constexpr std::int64_t FileLineBytes = 640;
 constexpr std::int64_t SkippedLineBytes = 512;
 
@@ -52,7 +52,7 @@ bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuf
     for (const PlannedFile& file : plan.files) {
         wanted = AddSizes(wanted, blocksOf(file));
     }
-    // What an earlier run wrote is looked for only where it matters.
+    // Files of an earlier run are looked for only where it matters.
     if (wanted <= room && std::ssize(plan.files) <= entries) {
         return true;
     }
@@ -70,7 +70,7 @@ bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuf
     return plan.files.size() == planned;
 }
 
-// Leaves the files of one piece: a stretch of the medium with as many bytes as the other pieces have.
+// Keeps only the files of one piece: a stretch of the medium with about as many bytes as the other pieces have.
 void KeepPiece(Plan& plan, const Piece& piece) {
     // Even the smallest file takes time.
     constexpr std::int64_t costOfAFile = std::int64_t{64} << 10;
@@ -95,7 +95,7 @@ void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& 
     ++totals.passedOver[ReasonText(passed.reason)];
 }
 
-// Where details decide which files are kept, all are read; otherwise only those of files that are written.
+// If details decide which files are kept, all are read; otherwise only the details of files that are written.
 void ChooseByDetails(Medium& medium, const FindsOrigin& origin, Plan& plan, const PlanFilter& filter,
                      const Folder& folder) {
     if (filter.AsksForDetails()) {
@@ -104,10 +104,10 @@ void ChooseByDetails(Medium& medium, const FindsOrigin& origin, Plan& plan, cons
     }
 }
 
-// Keeps the books of the files that are written.
+// Counts and reports the files that are written.
 class Extraction : public WriteObserver {
 public:
-    // `skipped` is null where finds that became no file need no list.
+    // `skipped` is null if no list of the finds that became no file is wanted.
     Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize, FolderReport& report,
                LineFile* skipped, ExtractTotals totals, bool quiet)
         : plan_(plan),
@@ -120,7 +120,7 @@ public:
           totalBytes_(TotalBytes(plan)),
           progress_("writing", totalBytes_, quiet) {}
 
-    // Reports what others have written and takes it out of the plan.
+    // Reports what earlier runs have written and removes it from the plan.
     void TakeOver(WrittenBefore& before) {
         std::erase_if(plan_.files, [&](const PlannedFile& file) {
             const auto written = before.Find(file, known_.At(file.known), sectorSize_);
@@ -144,7 +144,7 @@ public:
         const bool complete =
             !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, content, log, *this);
         if (complete) {
-            // The last files may be done before the next progress report.
+            // The last files may be done before the next progress report is due.
             progress_.Update(totalBytes_, counts_);
         }
         Report();
@@ -190,7 +190,7 @@ private:
         return total;
     }
 
-    // The report tells of files that are on stable storage only.
+    // The report lists only files that are on stable storage.
     void Report() {
         if (!unreported_.empty()) {
             folder_.Sync();
@@ -210,7 +210,7 @@ private:
         }
         ++totals_.failed;
         ++totals_.passedOver[reason];
-        // A full disk is said once; the summary counts the files.
+        // A full disk is announced once; the summary counts the files.
         if (!result.diskIsFull || !diskWasFull_) {
             progress_.Clear();
             Say("cannot write '{}': {}", (folder_.Path() / file.path).string(), result.error);
@@ -238,10 +238,10 @@ private:
     FolderReport& report_;
     LineFile* skipped_;
     ExtractTotals totals_;
-    // Counts all files, and those that were taken over.
+    // The bytes of all files, and of those that earlier runs have written.
     std::int64_t totalBytes_;
     std::int64_t bytesBefore_ = 0;
-    // Of files that may not yet be on stable storage.
+    // Records of files that may not yet be on stable storage.
     std::vector<Json> unreported_;
     steady_clock::time_point nextReport_ = steady_clock::now() + ReportInterval;
     std::map<std::string, std::int64_t> counts_;
@@ -249,7 +249,7 @@ private:
     Progress progress_;
 };
 
-// What the medium's format knows to be zeros, as far as a person wants to see it: nothing is read.
+// The areas that the medium's format knows to be zeros, at the resolution of the page's map. Reads nothing.
 std::vector<SectorRange> KnownZeros(Medium& medium) {
     constexpr std::size_t mostRanges = 4096;
     const std::int64_t step = std::max<std::int64_t>(medium.SectorCount() / 65536, 1);
@@ -264,7 +264,7 @@ std::vector<SectorRange> KnownZeros(Medium& medium) {
     return zeros;
 }
 
-// What of the range could be read.
+// Adds the parts of the range that could be read.
 void AddReadable(SectorRange range, const SectorRangeSet& unreadable, std::vector<SectorRange>& readable) {
     const std::int64_t end = range.first + range.count;
     for (std::int64_t sector = range.first; sector < end;) {
@@ -277,7 +277,7 @@ void AddReadable(SectorRange range, const SectorRangeSet& unreadable, std::vecto
     }
 }
 
-// What the scan has read as zeros; of very many stretches the longest.
+// The areas that the scan has read as zeros; if there are very many, the longest.
 std::vector<SectorRange> ReadZeros(const std::vector<SectorRange>& zeros, const SectorRangeSet& unreadable) {
     constexpr std::ptrdiff_t mostRanges = 4096;
     std::vector<SectorRange> ranges;
@@ -367,7 +367,7 @@ ExitStatus ExtractFiles(const ScanMedium& scanned, const std::vector<Outcome>& o
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);
     Extraction extraction(plan, known, folder, medium.SectorSize(), report, &skipped, std::move(passedOver), quiet);
-    // A copy of what was reported before may stand in front of it.
+    // A copy of an already reported file may come before it on the medium.
     if (!content.unique) {
         extraction.TakeOver(before);
     }

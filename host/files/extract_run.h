@@ -25,24 +25,24 @@ struct FindsOrigin {
     bool scanComplete = false;
     /// Caps in bytes that the person set, by factory index.
     std::map<std::int32_t, std::int64_t> caps;
-    /// What the scan has not looked for, and where.
+    /// What the scan has skipped, and where.
     std::vector<Json> setAside{};
     /// Sectors of the image that the scan has read as zeros.
     std::vector<SectorRange> zeros{};
 };
 
-/// Plans, writes and reports the files of what was validated into a prepared folder, telling the person how far it is
-/// and, unless `quiet`, what became of it. A file that cannot be written is one line on stderr; the run goes on. What
-/// a run that was cut short has reported, or pieces have, is not compared with the medium again; reports of pieces are
-/// gone when all is joined. `known` is what the outcomes' indices count. The outcomes count the
-/// sectors of what is scanned, the report those of the image.
+/// Plans, writes and reports the files of what was validated, into a prepared folder. Shows progress and, unless
+/// `quiet`, the result. A file that cannot be written is one line on stderr, and the run goes on. Files that an
+/// interrupted run or the pieces have reported are not compared with the medium again; the reports of the pieces are
+/// removed once everything is joined. The outcomes' indices refer to `known`. Outcomes count the sectors of what is
+/// scanned, the report those of the image.
 ExitStatus ExtractFiles(const ScanMedium& scanned, const std::vector<Outcome>& outcomes, const KnownFiles& known,
                         const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
                         const OutFolder& out, bool quiet);
 
-/// Writes one piece of the same files, which cannot be chosen by what those of other pieces hold, and a report of its
-/// own, while other processes may write the others there. All pieces have the same plan. Throws `Failure` (not started)
-/// if the disk has no room for what all of them would write.
+/// Writes one piece of the same files, and a report of its own, while other processes may write the other pieces there.
+/// The choice of files cannot depend on the files of other pieces, so all pieces have the same plan. Throws `Failure`
+/// (not started) if the disk has no room for the files of all pieces.
 ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& outcomes, const KnownFiles& known,
                         const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
                         const OutFolder& out, const Piece& piece, bool quiet);

@@ -7,7 +7,7 @@ namespace salvor {
 
 namespace {
 
-// Stays in a second-level cache between reading and hashing.
+// A piece stays in the second-level cache between reading and hashing.
 constexpr std::int64_t PieceBytes = 1 << 20;
 
 }  // namespace

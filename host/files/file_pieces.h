@@ -15,7 +15,7 @@ class FilePieces {
 public:
     enum class End { Done, Refused, Stopped };
 
-    /// `progress` is told the bytes done of the file under way; it returns true to stop.
+    /// `progress` gets the number of bytes done of the current file; it returns true to stop.
     FilePieces(Medium& medium, std::function<bool(std::int64_t)> progress);
 
     /// Hands on each piece with its offset on the medium, -1 in a hole, until `takePiece` returns false or the person

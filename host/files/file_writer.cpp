@@ -11,7 +11,7 @@ namespace salvor {
 
 namespace {
 
-// Below this the kernel copies no faster, and the disk does better with many files at once.
+// Below this size, copying in the kernel is no faster, and the disk does better with many files at once.
 constexpr std::size_t LeastLargePiece = 1U << 18U;
 constexpr const char* ImageStandsThere = "the image itself stands there";
 
@@ -20,7 +20,7 @@ std::string NameOf(const PlannedFile& file) { return std::filesystem::path(file.
 }  // namespace
 
 const Folder& FileFolders::Of(const PlannedFile& file) {
-    // Each is a descriptor of every writer.
+    // Each open folder takes a descriptor in every writer.
     constexpr std::size_t most = 64;
     const std::filesystem::path path = std::filesystem::path(file.path).parent_path();
     const auto known = folders_.find(path.native());
@@ -100,7 +100,7 @@ bool FileWriter::IsImage(const std::optional<FileEntry>& there) const {
 
 FileDigest FileWriter::NewDigest() const {
     HashKinds kinds = known_ == nullptr ? HashKinds() : known_->Kinds();
-    // For the report.
+    // The report always has it.
     kinds.sha256 = true;
     return FileDigest(kinds);
 }

@@ -24,11 +24,11 @@ enum class WriteOutcome { Written, AlreadyThere, Draft, Known, SameBytes, Failed
 /// The result of writing one planned file.
 struct WriteResult {
     WriteOutcome outcome = WriteOutcome::Failed;
-    /// Of the file's bytes, in lower-case hexadecimal; empty unless the file is there.
+    /// The SHA-256 of the file's bytes, in lower-case hexadecimal; empty unless the file is there.
     std::string sha256;
     /// Bytes that could not be read and were written as zeros.
     std::int64_t unreadableBytes = 0;
-    /// Why it failed, for the person.
+    /// The reason of a failure, for the user.
     std::string error;
     bool diskIsFull = false;
     /// The path of the file that holds the same bytes.
@@ -40,14 +40,14 @@ struct WriteResult {
     }
 };
 
-/// The folders of files below another one, which are opened once. The name of a file that is not whole yet, or only a
-/// draft, ends with `partialSuffix`; no other process that writes the same files at the same time has the same.
+/// The folders of files below another one, opened once. The name of a file that is incomplete or a draft ends with
+/// `partialSuffix`; no other process that writes the same files at the same time has the same suffix.
 class FileFolders {
 public:
     FileFolders(const Folder& root, std::string partialSuffix)
         : root_(root), partialSuffix_(std::move(partialSuffix)) {}
 
-    /// The one in which a file lies, made if it is missing; good until the next call.
+    /// The folder of a file, made if it is missing; valid until the next call.
     const Folder& Of(const PlannedFile& file);
     std::string PartialNameOf(const PlannedFile& file) const;
 
@@ -58,11 +58,11 @@ public:
 private:
     const Folder& root_;
     std::string partialSuffix_;
-    // By their paths.
+    // By path.
     std::map<std::string, Folder> folders_;
 };
 
-/// Copies planned files from the medium into a folder. Several may work side by side on different files.
+/// Copies planned files from the medium into a folder. Several writers may work on different files at the same time.
 class FileWriter {
 public:
     /// For `partialSuffix` see `FileFolders`. `progress` is told the bytes done of the file under way; it returns true
@@ -71,10 +71,10 @@ public:
     FileWriter(Medium& medium, const Folder& folder, std::string partialSuffix,
                std::function<bool(std::int64_t)> progress, const HashList* known = nullptr, WritingLog* log = nullptr);
 
-    /// Writes the file under a temporary name and gives it its own when it is whole. A file that is there and holds the
-    /// right bytes is left alone.
+    /// Writes the file under a temporary name and renames it when it is complete. An existing file with the right bytes
+    /// is left alone.
     WriteResult Write(const PlannedFile& file);
-    /// The same, but a file that was written remains a draft.
+    /// The same, but a file that was written stays a draft.
     WriteResult WriteDraft(const PlannedFile& file);
 
 private:

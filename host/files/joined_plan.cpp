@@ -28,7 +28,7 @@ void PutOnImage(Plan& plan, const ScanMedium& medium) {
             one.startSector = medium.OnImage(one.startSector);
         }
     }
-    // Slack is scanned behind all else.
+    // Slack is scanned after everything else.
     std::ranges::stable_sort(plan.files, {}, &PlannedFile::StartSector);
     for (PassedOver& passed : plan.passedOver) {
         passed.outcome.startSector = medium.OnImage(passed.outcome.startSector);

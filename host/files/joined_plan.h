@@ -9,16 +9,16 @@
 
 namespace salvor {
 
-// Outcomes count the sectors of what is scanned, files those of the image.
+// Outcomes count the sectors of what is scanned, planned files those of the image.
 
-/// The medium outlives it.
+/// The medium outlives the result.
 MediumShape ShapeOf(const ScanMedium& medium);
 
-/// No file goes on over a gap between pieces that are joined.
+/// Cuts files at the gaps between joined pieces: no file goes on across one.
 void EndAtGaps(std::vector<Outcome>& outcomes, const ScanMedium& medium);
 
-/// Like `MakePlan`, with the places that files, and what is passed over, have on the image. Without a `PassOver`, the
-/// plan keeps all that is passed over.
+/// Like `MakePlan`, but files, and what is passed over, have their places on the image. Without a `PassOver`, the plan
+/// keeps everything that is passed over.
 Plan PlanOnImage(const std::vector<Outcome>& outcomes, const ScanMedium& medium, const PlanFilter& filter,
                  const std::map<std::int32_t, std::int64_t>& caps, const PassOver& passOver = {});
 

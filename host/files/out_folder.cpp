@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* JobFile = "job.json";
-// Of runs that share a folder, each has one of its own.
+// Each of several runs that share a folder appends its process number.
 constexpr const char* JobDraft = "job.json.part";
 constexpr const char* LockFile = "job.lock";
 
@@ -36,7 +36,7 @@ Json JobToJson(const JobIdentity& job) {
 bool BelongsToJob(const Folder& folder, const JobIdentity& job) {
     File file = folder.Read(JobFile);
     std::string line;
-    // As text: bytes of a path that are not UTF-8 are replaced in both.
+    // Compared as text: bytes of a path that are not UTF-8 are replaced in both.
     return file.IsOpen() && LineReader(file).Next(line) && line + '\n' == JsonLine(JobToJson(job));
 }
 
@@ -55,7 +55,7 @@ void MarkWithJob(const Folder& folder, const JobIdentity& job) {
     }
 }
 
-// A new file system has a folder of its own.
+// A new file system already has a folder, lost+found.
 bool IsEmpty(const Folder& folder) {
     return !folder.AnyEntry([](const std::string& name) {
         return name != "lost+found" && name != LockFile && !name.starts_with(JobDraft);
@@ -71,7 +71,7 @@ void RequireAllowed(const Folder& folder, const JobIdentity& job, FolderUse use)
     }
 }
 
-// An image that was put into the folder may bear the name of something that a run writes there.
+// An image that lies in the folder may have the name of a file that a run writes there.
 void RefuseInputsAsOutputs(const fs::path& folder, const RunInputs& inputs) {
     for (const char* name :
          {JobFile, LockFile, "scan.json", "report.jsonl", "report.jsonl.part", "skipped.jsonl", "skipped.jsonl.part",
@@ -121,7 +121,7 @@ OutFolder PrepareOutFolder(const fs::path& path, const JobIdentity& job, const R
     RequireAllowed(folder, job, use);
     GiveUpRootRights(folder, isNew);
     File lock = use == FolderUse::Share ? File(SystemError()) : TakeLock(folder);
-    // Another run may have come and gone meanwhile.
+    // Another run may have been there in the meantime.
     RequireAllowed(folder, job, use);
     const bool isOfJob = IsEmpty(folder) || BelongsToJob(folder, job);
     MarkWithJob(folder, job);

@@ -9,49 +9,49 @@
 
 namespace salvor {
 
-/// Which recovery a folder belongs to; kept in it, so that a run that was cut short can go on there.
+/// Which recovery a folder belongs to; stored in it, so that an interrupted run can go on there.
 struct JobIdentity {
     std::string imagePath;
     std::int64_t imageSize = 0;
     std::int32_t sectorSize = 0;
 };
 
-/// What a folder may hold to be used.
+/// What a folder is allowed to hold.
 enum class FolderUse {
     /// Nothing.
     New,
-    /// Nothing, or what an earlier run of the same job left.
+    /// Nothing, or the files of an earlier run of the same job.
     GoOn,
-    /// The same, while other runs write there too.
+    /// As `GoOn`, while other runs write there too.
     Share,
     /// Anything; files of the same names are replaced.
     Overwrite,
 };
 
-/// What a run reads and so never writes to.
+/// What a run reads, and so must never write to.
 struct RunInputs {
     /// The files of the image.
     std::vector<std::string> imageFiles;
-    /// Empty if there is none yet.
+    /// Empty if there are none yet.
     std::string findsPath;
 };
 
-/// Throws `Failure` (usage) if what is written at the path would lie on a block device among the image's files.
+/// Throws `Failure` (usage) if a file written at the path would be on a block device among the image's files.
 void RefuseSameDevice(const std::filesystem::path& path, const std::vector<std::string>& imageFiles);
 
-/// A folder that a run writes into; no other run does as long as this exists, unless it is shared.
+/// A folder that a run writes to. No other run does as long as this exists, unless the folder is shared.
 struct OutFolder {
     Folder folder;
-    /// Not open for a folder that is shared.
+    /// Not open for a shared folder.
     File lock;
-    /// It holds what earlier runs of the same job left, perhaps nothing.
+    /// The folder holds files of earlier runs of the same job, perhaps none.
     bool isOfJob = true;
 };
 
-/// Makes the folder if it is new, opens it, gives up the rights of root unless the folder needs them, keeps other runs
-/// out and marks it with the job. Throws `Failure` with one clear line when it holds more than `use` allows, when one
-/// of the inputs stands where a run writes its reports, when it cannot be made or written to, when another run uses it,
-/// and when it lies on the device that is read.
+/// Makes the folder if it is new, opens it, gives up root's rights unless the folder needs them, keeps other runs out
+/// and marks it with the job. Throws `Failure` with a clear line if it holds more than `use` allows, if an input has
+/// the name of a report, if it cannot be made or written to, if another run uses it, and if it is on the device that is
+/// read.
 OutFolder PrepareOutFolder(const std::filesystem::path& path, const JobIdentity& job, const RunInputs& inputs,
                            FolderUse use);
 

@@ -16,9 +16,9 @@ namespace salvor {
 
 namespace {
 
-// A reader, a hasher and a writer keep two processors busy; more files at once than this make a disk seek.
+// A reader, a hasher and a writer keep two processors busy; more files at once than this would make a disk seek.
 constexpr unsigned MostWriters = 4;
-// Files that may be done while one in front of them is not.
+// How many files may be finished while an earlier one is not.
 constexpr std::size_t MostAhead = 1024;
 
 bool WouldFit(const Folder& folder, std::int64_t bytes) {
@@ -73,13 +73,13 @@ public:
             }
             observer.OnFile(file, result);
         }
-        // Of what was written while the last file was waited for.
+        // Counts what was written while waiting for the last file.
         observer.OnProgress(bytes_);
         return true;
     }
 
 private:
-    // Takes the results of the next files, as many as are done; false if none came within a while.
+    // Takes the results of the next files, as many as are done; false if none arrived within a while.
     bool TakeReady() {
         constexpr std::chrono::milliseconds interval(100);
         std::unique_lock lock(mutex_);
@@ -96,7 +96,7 @@ private:
         return !ready_.empty();
     }
 
-    // In the plan's order, so that the same one of several duplicates is kept however the writers are scheduled.
+    // In the plan's order, so that the choice among duplicates does not depend on how the writers are scheduled.
     void Settle(std::size_t number, WriteResult& result) {
         const bool isThere = result.outcome == WriteOutcome::Draft || result.outcome == WriteOutcome::AlreadyThere;
         const bool isDraft = result.outcome == WriteOutcome::Draft;
@@ -161,10 +161,10 @@ private:
     std::atomic<bool> stop_ = false;
     std::atomic<bool> diskWasFull_ = false;
     std::atomic<std::int64_t> bytes_ = 0;
-    // Of file n in slot n modulo the count.
+    // The result of file n is in slot n modulo the count.
     std::vector<std::optional<WriteResult>> results_;
     std::size_t next_ = 0;
-    // Of the files in front of this one, in order, not handed on yet.
+    // Results of files before this one have been taken; those not handed on yet are in `ready_`.
     std::size_t taken_ = 0;
     std::deque<WriteResult> ready_;
     std::vector<std::thread> threads_;

@@ -12,9 +12,9 @@ namespace salvor {
 class WriteObserver {
 public:
     virtual ~WriteObserver() = default;
-    /// A file is done with, in the plan's order.
+    /// A file is finished; called in the plan's order.
     virtual void OnFile(const PlannedFile& file, const WriteResult& result) = 0;
-    /// Several times a second: bytes written so far, those of files under way included. True stops the run.
+    /// Called several times a second: bytes written so far, including those of unfinished files. True stops the run.
     virtual bool OnProgress(std::int64_t bytes) = 0;
 };
 
