@@ -33,13 +33,13 @@ public:
     }
 
 private:
-    // Two sectors that cannot be read, with unknown ones between them.
+    // Two unreadable sectors, with untried ones between them.
     struct Gap {
         std::int64_t from;
         std::int64_t to;
     };
 
-    // The first sector behind the stretch, as far as single tries tell; those that failed are kept, ascending.
+    // The first sector after the stretch, as far as single tries show. Keeps the sectors that failed, ascending.
     std::int64_t FindEnd(std::int64_t first, std::int64_t end) {
         failed_.push_back(first);
         std::int64_t readable = end;
@@ -75,7 +75,7 @@ private:
         }
     }
 
-    // The unreadable sector next to the readable ones around `readable`, on the side of `bad`.
+    // The unreadable sector nearest to `readable`, on the side of `bad`.
     std::int64_t Edge(std::int64_t bad, std::int64_t readable) {
         while (bad - readable > 1 || readable - bad > 1) {
             const std::int64_t middle = bad + (readable - bad) / 2;

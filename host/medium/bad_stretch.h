@@ -7,12 +7,12 @@
 
 namespace salvor {
 
-/// Finds out which sectors cannot be read from `first` on, which is the first of them. A try can take a failing device
-/// seconds, so as few as possible are made: they go ahead in growing steps until one succeeds, and come back to the
-/// edge by halving. Then the inside is halved as well, until nothing readable can hide there that is longer than a
-/// 128th of the stretch; `skipInside` leaves the inside alone. What is left untried counts as unreadable.
+/// Finds out which sectors from `first` on cannot be read; `first` itself is the first of them. Each try can take a
+/// failing device seconds, so as few as possible are made: they go ahead in growing steps until one succeeds, and come
+/// back to the edge by halving. Then the inside is halved as well, until nothing readable longer than a 128th of the
+/// stretch can be hidden there; `skipInside` leaves the inside untried. What is untried counts as unreadable.
 ///
-/// `canRead` is asked about sectors behind `first` and in front of `end`.
+/// `canRead` is asked about sectors after `first` and before `end`.
 SectorRangeSet FindBadStretch(std::int64_t first, std::int64_t end, bool skipInside,
                               const std::function<bool(std::int64_t)>& canRead);
 

@@ -39,9 +39,9 @@ std::string LastError() {
     return line;
 }
 
-// Reads up to `length` bytes at `offset` of an image whose library fails as a whole for one bad chunk: at once, and if
-// that fails, in pieces up to the first that fails. `read(done, wanted)` reads `wanted` bytes behind the `done` first
-// ones and says how many it has got.
+// Reads up to `length` bytes at `offset` of an image whose library fails a whole read for one bad chunk. Tries all at
+// once and, if that fails, in pieces up to the first that fails. `read(done, wanted)` reads `wanted` bytes after the
+// first `done` and returns how many it got.
 template <class Read>
 std::size_t ReadInPieces(std::int64_t offset, std::size_t length, const Read& read) {
     constexpr std::size_t pieceBytes = std::size_t{32} << 10U;
@@ -90,7 +90,7 @@ private:
     TskImage image_;
     ImageFormat format_;
     std::unique_ptr<StoredBlocks> stored_;
-    // Nobody who asks what is stored waits for a read.
+    // A question about stored blocks must not wait for a read.
     std::mutex storedMutex_;
     // The libraries below keep state between reads, and not all of them lock it.
     std::mutex mutex_;

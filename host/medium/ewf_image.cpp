@@ -32,7 +32,7 @@ struct FreeHandle {
 };
 using Handle = std::unique_ptr<libewf_handle_t, FreeHandle>;
 
-// Names of header values in the library, and what they are called here.
+// Names of header values in the library, and their names here.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 10> Values{{
     {"case_number", "case number"},
     {"evidence_number", "evidence number"},
@@ -50,7 +50,7 @@ const std::uint8_t* BytesOf(std::string_view text) {
     return static_cast<const std::uint8_t*>(static_cast<const void*>(text.data()));
 }
 
-// Empty if there is none.
+// Empty if there is no such value.
 std::string HeaderValue(libewf_handle_t* handle, std::string_view name) {
     constexpr std::size_t longest = 64 << 10U;
     std::size_t size = 0;
@@ -81,7 +81,7 @@ std::string DigestOf(libewf_handle_t* handle, Get get) {
     return get(handle, digest.data(), digest.size(), nullptr) == 1 ? Hex(digest) : "";
 }
 
-// One line of the library's reason; frees it.
+// The library's error message on one line; frees the error.
 std::string TakeError(libewf_error_t* error) {
     constexpr std::size_t longest = 400;
     std::array<char, longest> text{};
@@ -98,7 +98,7 @@ Failure CannotRead(const std::string& path, const std::string& why) {
     return {ExitStatus::NotStarted, fmt::format("cannot read the image '{}' as e01: {}", path, why)};
 }
 
-// The files of the image that this one is a segment of, in the order of their names.
+// The segment files of the image that this file belongs to, ordered by name.
 std::vector<std::string> SegmentsOf(const std::string& path) {
     char** names = nullptr;
     int count = 0;
@@ -111,7 +111,7 @@ std::vector<std::string> SegmentsOf(const std::string& path) {
     return segments;
 }
 
-// The library takes segments in the order of their numbers, and one whose number another one has for that one.
+// The library takes segments in the order of their numbers, and of two with the same number it takes either one.
 void RequireOrder(const std::vector<std::string>& segments) {
     constexpr std::int64_t numberAt = 9;
     for (std::size_t i = 0; i < segments.size(); ++i) {
@@ -128,7 +128,7 @@ void RequireOrder(const std::vector<std::string>& segments) {
 
 // Throws `Failure` (not started).
 Handle OpenHandle(const std::vector<std::string>& segments) {
-    // The library takes names that it could change, and does not.
+    // The library's interface wants names that are not const, but does not change them.
     std::vector<std::string> names = segments;
     std::vector<char*> pointers;
     std::ranges::transform(names, std::back_inserter(pointers), [](std::string& name) { return name.data(); });
@@ -149,7 +149,8 @@ struct FreeDecompressor {
     void operator()(libdeflate_decompressor* decompressor) const { libdeflate_free_decompressor(decompressor); }
 };
 
-// Takes chunks from the library as they are stored. Its own reads check and unpack them too, but take twice as long.
+// Takes chunks from the library as they are stored. The library's own reads also check and unpack them, but take twice
+// as long.
 class ChunkReader {
 public:
     explicit ChunkReader(const std::vector<std::string>& segments)
@@ -165,7 +166,7 @@ public:
         }
         size_ = static_cast<std::int64_t>(size);
         unpacked_.resize(chunkSize);
-        // Compression makes some chunks longer.
+        // Compression makes some chunks larger.
         stored_.resize(2 * std::size_t{chunkSize} + LeastStored);
         if (!decompressor_) {
             throw std::bad_alloc();
@@ -181,7 +182,7 @@ public:
         return libewf_handle_get_bytes_per_sector(handle_.get(), &sectorSize, nullptr) == 1 && sectorSize == bytes;
     }
 
-    /// The bytes of a chunk on the medium, until the next call; empty if it is missing or wrong.
+    /// The bytes of a chunk of the medium, valid until the next call; empty if it is missing or wrong.
     std::span<const std::uint8_t> Chunk(std::int64_t number) {
         if (number != number_) {
             number_ = number;
@@ -214,7 +215,7 @@ private:
                                            unpacked_.size(), &size) == LIBDEFLATE_SUCCESS;
             return std::span(unpacked_).first(isRight && size >= expected ? expected : 0);
         }
-        // The checksum stands behind the bytes.
+        // The checksum follows the bytes.
         const bool isRight = stored.size() >= expected + ChecksumBytes &&
                              libdeflate_adler32(1, stored.data(), stored.size() - ChecksumBytes) == checksum;
         return stored.first(isRight ? expected : 0);
@@ -225,7 +226,7 @@ private:
     std::int64_t size_ = 0;
     std::vector<std::uint8_t> stored_;
     std::vector<std::uint8_t> unpacked_;
-    // The chunk that was asked for last, in one of the two.
+    // The last requested chunk, in one of the two buffers.
     std::span<const std::uint8_t> chunk_;
     std::int64_t number_ = -1;
 };

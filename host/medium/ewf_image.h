@@ -9,15 +9,15 @@
 
 namespace salvor {
 
-/// Opens an E01 image with all its segments through libewf. A chunk that is missing or whose checksum is wrong cannot
-/// be read. Throws `Failure` (not started) where the image cannot be opened.
+/// Opens an E01 image with all its segments through libewf. A chunk that is missing or has a wrong checksum is
+/// unreadable. Throws `Failure` (not started) if the image cannot be opened.
 std::unique_ptr<MediumSource> OpenEwfImage(const std::string& path);
 
-/// What an E01 image says of itself.
+/// The metadata of an E01 image.
 struct EwfFacts {
-    /// What the person who made it noted, and with which program: a name and a text each, as they stand in the image.
+    /// The notes of the person who made it, and with which program: names and texts as they are in the image.
     std::vector<std::pair<std::string, std::string>> acquisition;
-    /// Digests of the medium in lower-case hexadecimal; empty where the image has none.
+    /// Digests of the medium in lower-case hexadecimal; empty if the image has none.
     std::string md5;
     std::string sha1;
 };

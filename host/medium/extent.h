@@ -6,12 +6,12 @@
 
 namespace salvor {
 
-/// Bytes that lie together on the medium, or zeros that lie nowhere. All extents of a file but the last end with a
-/// sector; the first one is on the medium.
+/// A run of bytes on the medium, or a hole of zeros. All extents of a file but the last end at the end of a sector; the
+/// first one is on the medium.
 struct Extent {
     static constexpr std::int64_t Nowhere = -1;
 
-    /// `Nowhere` for zeros that the file system keeps no sectors for.
+    /// `Nowhere` for a hole, for which the file system keeps no sectors.
     std::int64_t startSector = 0;
     std::int64_t bytes = 0;
     bool IsHole() const { return startSector == Nowhere; }
@@ -40,7 +40,7 @@ inline void Append(std::vector<Extent>& extents, const Extent& piece, std::int64
     }
 }
 
-/// Leaves the first bytes, of which there is one at least; the first extent stays in any case.
+/// Keeps only the first bytes, at least one; the first extent stays in any case.
 inline void CutTo(std::vector<Extent>& extents, std::int64_t bytes) {
     for (std::size_t i = 0; i < extents.size(); ++i) {
         extents[i].bytes = std::min(extents[i].bytes, bytes);

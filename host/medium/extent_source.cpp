@@ -49,7 +49,7 @@ ByteRange ExtentSource::NextData(std::int64_t offset) {
     return {Size(), 0};
 }
 
-// Bytes of one piece; fewer where a sector cannot be read.
+// Reads bytes of one piece; fewer if a sector cannot be read.
 std::size_t ExtentSource::ReadInside(const Space::Place& place, std::span<std::uint8_t> buffer) {
     if (place.startSector == Space::Gap) {
         std::ranges::fill(buffer, std::uint8_t{0});

@@ -15,9 +15,9 @@ namespace salvor {
 /// Pieces of a medium, joined in order into a medium of their own, with zeros for holes and gaps.
 class ExtentSource final : public MediumSource {
 public:
-    /// The medium outlives this. The extents lie on it or are holes; there is one at least.
+    /// The medium outlives this. The extents are on it or are holes; there is at least one.
     ExtentSource(Medium& medium, const std::vector<Extent>& extents);
-    /// The space has one piece at least, and the medium's sectors.
+    /// The space has at least one piece, and the medium's sector size.
     ExtentSource(Medium& medium, std::shared_ptr<const Space> space) : medium_(medium), space_(std::move(space)) {}
 
     std::int64_t Size() const override { return space_->SizeInBytes(); }

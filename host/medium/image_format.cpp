@@ -34,7 +34,7 @@ struct Signature {
     std::size_t offset;
     std::string_view bytes;
     ImageFormat format;
-    // What a format is that cannot be read, and the program that makes a raw image of it.
+    // For a format that cannot be read: its name, and the program that makes a raw image of it.
     std::string_view name;
     std::string_view remedy;
 };
@@ -91,7 +91,7 @@ FormatSigns Unreadable(std::string_view name, std::string_view remedy) {
     return {ImageFormat::Raw, fmt::format("it is {}, which Salvor does not read; {}", name, remedy)};
 }
 
-// A VHD's footer: its bytes add up, as one's complement of the sum without the sum itself, big-endian.
+// In a VHD footer, the checksum is the one's complement of the sum of all other bytes, big-endian.
 bool IsVhdFooter(Bytes footer) {
     constexpr std::size_t checksumAt = 64;
     if (footer.size() != FormatTailBytes || !HasAt(footer, 0, "conectix")) {
@@ -109,7 +109,7 @@ bool IsVhdFooter(Bytes footer) {
     return stored == ~sum;
 }
 
-// An image that holds only what differs from another one.
+// True for an image that holds only the differences from another one.
 bool IsDifference(ImageFormat format, Bytes head) {
     if (format == ImageFormat::Vhd) {
         return HasAt(head, 60, "\x00\x00\x00\x04"sv);

@@ -9,11 +9,11 @@
 
 namespace salvor {
 
-/// How an image keeps the medium's bytes.
+/// How an image stores the medium's bytes.
 enum class ImageFormat {
-    /// As they are, in one file or device.
+    /// Unchanged, in one file or device.
     Raw,
-    /// As they are, in several files.
+    /// Unchanged, in several files.
     Split,
     /// Expert Witness, E01 with its further segments.
     Ewf,
@@ -24,22 +24,22 @@ enum class ImageFormat {
     Qcow2,
 };
 
-/// The word for it on the command line and in records.
+/// The word for the format on the command line and in records.
 std::string_view ImageFormatWord(ImageFormat format);
-/// In the other direction.
+/// The format for such a word; nothing for other words.
 std::optional<ImageFormat> ImageFormatNamed(std::string_view word);
-/// All words, for people.
+/// All words, for messages.
 std::string ImageFormatWords();
 
-/// What a file's first and last bytes say about its format.
+/// What a file's first and last bytes show about its format.
 struct FormatSigns {
-    /// Raw where nothing says otherwise.
+    /// Raw unless something shows another format.
     ImageFormat format = ImageFormat::Raw;
-    /// Why it cannot be read, and what to do; empty if it can.
+    /// Why it cannot be read, and what to do; empty if it can be read.
     std::string unreadable;
 };
 
-/// What `RecogniseFormat` looks at, in bytes.
+/// How many bytes `RecogniseFormat` looks at.
 inline constexpr std::size_t FormatHeadBytes = std::size_t{64} << 10U;
 inline constexpr std::size_t FormatTailBytes = 512;
 

@@ -9,12 +9,12 @@
 
 namespace salvor {
 
-// One source for each way to keep a medium's bytes. Each throws `Failure` (not started) where the image cannot be read.
+// One source for each way to store a medium's bytes. Each throws `Failure` (not started) if the image cannot be read.
 
 /// Reads the file or device itself.
 std::unique_ptr<MediumSource> OpenRawImage(Device device, const std::string& path);
 
-/// The file at `path` is a part of a split image, as its name and those of the files beside it say.
+/// True if the file at `path` is a part of a split image, judging by its name and those of the files beside it.
 bool IsPartOfSplitImage(const std::string& path);
 
 /// Reads several files in a row, of which `path` must be the first.

@@ -8,23 +8,23 @@
 
 namespace salvor {
 
-/// How to open a medium: all that another process needs to see the same bytes.
+/// How to open a medium: everything that another process needs to see the same bytes.
 struct ImageSpec {
     /// An image's first file, or a device.
     std::string path;
-    /// Told by its content if empty.
+    /// Recognised by the content if empty.
     std::optional<ImageFormat> format = std::nullopt;
-    /// A rescue map that says what of it holds data; empty for none.
+    /// A rescue map, which lists the areas with data; empty for none.
     std::string map = {};
 
     bool operator==(const ImageSpec&) const = default;
 };
 
-/// The spec as fields of a record: `path` and, where they are given, `format` and `map`. A path that is not UTF-8 is
-/// kept in hexadecimal, under its key with `_hex` behind it.
+/// The spec as fields of a record: `path` and, if given, `format` and `map`. A path that is not UTF-8 is stored in
+/// hexadecimal, under its key with `_hex` appended.
 Json ImageSpecToJson(const ImageSpec& spec);
 
-/// Throws a JSON exception or `std::invalid_argument` where a field is missing or makes no sense.
+/// Throws a JSON exception or `std::invalid_argument` if a field is missing or makes no sense.
 ImageSpec ImageSpecFromJson(const Json& fields);
 
 }  // namespace salvor

@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// What the system reads as one where it keeps what it has read: a bad sector takes the rest along.
+// The unit in which the system reads and caches: a bad sector makes the rest of its page unreadable too.
 constexpr std::int64_t PageBytes = 4096;
 
 }  // namespace
@@ -25,7 +25,7 @@ Medium::Medium(std::unique_ptr<MediumSource> source, std::int32_t sectorSize, Fa
       unit_(static_cast<std::size_t>(unitSectors_ * sectorSize)) {}
 
 void Medium::Read(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count) {
-    // The part inside the medium, found without a sum that could leave the 64-bit range.
+    // The part on the medium, computed without a sum that could leave the 64-bit range.
     const std::int64_t before = firstSector >= 0 ? 0 : (firstSector < -count ? count : -firstSector);
     const std::int64_t first = firstSector + before;
     const std::int64_t inside =
@@ -114,7 +114,7 @@ void Medium::ReadInside(std::int64_t firstSector, std::uint8_t* buffer, std::int
             at += ReadStretch(at, stretch, out(at));
         }
     }
-    // The rest that was not read, and that of a sector which the medium fills in part.
+    // Zeros for what was not read, and for the rest of a partial last sector.
     const auto wanted = static_cast<std::int64_t>(BytesOf(firstSector, count));
     const std::int64_t done = std::min((at - firstSector) * sectorSize_, wanted);
     std::memset(buffer + done, 0, static_cast<std::size_t>(count * sectorSize_ - done));
@@ -136,7 +136,7 @@ Medium::Stretch Medium::StretchFrom(std::int64_t first, std::int64_t end) {
     if (stretch.isBeforeUnreadable) {
         end = bad.first;
     }
-    // Sectors that the hole behind the data begins in are read.
+    // A sector in which the hole after the data begins is read.
     const std::int64_t dataEnd = knownData_.first + knownData_.count;
     if (dataEnd > first * sectorSize_ && dataEnd < end * sectorSize_) {
         end = (dataEnd - 1) / sectorSize_ + 1;
@@ -146,10 +146,11 @@ Medium::Stretch Medium::StretchFrom(std::int64_t first, std::int64_t end) {
     return stretch;
 }
 
-// Reads sectors of which none is known to be unreadable, up to the first that is found to be; how many it has read.
+// Reads sectors that are not known to be unreadable, up to the first that turns out to be; returns how many it has
+// read.
 std::int64_t Medium::ReadStretch(std::int64_t first, const Stretch& stretch, std::uint8_t* buffer) {
     const std::int64_t end = first + stretch.count;
-    // What shares a page with unreadable sectors is read without them.
+    // Sectors that share a page with unreadable ones are read separately.
     const std::int64_t largeEnd =
         stretch.isBeforeUnreadable ? std::max(end * sectorSize_ / PageBytes * PageBytes / sectorSize_, first) : end;
     std::int64_t done = 0;
@@ -164,7 +165,7 @@ std::int64_t Medium::ReadStretch(std::int64_t first, const Stretch& stretch, std
     return done + ReadOneByOne(first + done, std::min(end, PageEnd(first + done)), buffer + done * sectorSize_);
 }
 
-// The same by units, for what shares a page with unreadable sectors.
+// The same unit by unit, for sectors that share a page with unreadable ones.
 std::int64_t Medium::ReadOneByOne(std::int64_t first, std::int64_t end, std::uint8_t* buffer) {
     const std::lock_guard lock(searchMutex_);
     std::int64_t at = first;
@@ -183,7 +184,7 @@ std::int64_t Medium::ReadOneByOne(std::int64_t first, std::int64_t end, std::uin
     return at - first;
 }
 
-// Reads a unit; its number of sectors, 0 if it cannot be read.
+// Reads a unit. Returns its number of sectors, 0 if it cannot be read.
 std::int64_t Medium::ReadUnit(std::int64_t unit) {
     if (isInterrupted_ || policy_.stopRequested()) {
         isInterrupted_ = true;
@@ -200,7 +201,7 @@ SectorRange Medium::SectorsOf(SectorRange units) const {
     return {first, std::min(units.count * unitSectors_, sectorCount_ - first)};
 }
 
-// Notes the unit, which has just failed, and whatever cannot be read behind it.
+// Notes the unit, which has just failed, and the unreadable ones after it.
 void Medium::FindUnreadable(std::int64_t unit) {
     source_->ExpectFailures();
     const std::int64_t unitCount = (sectorCount_ + unitSectors_ - 1) / unitSectors_;
@@ -221,13 +222,13 @@ bool Medium::CanRead(std::int64_t unit) {
     return !HoldsUnreadable(sectors) && (ZeroSectorsFrom(sectors.first) >= sectors.count || ReadUnit(unit) > 0);
 }
 
-// The first sector that begins at the end of this one's last page, or behind it.
+// The first sector that begins at or after the end of this one's last page.
 std::int64_t Medium::PageEnd(std::int64_t sector) const {
     const std::int64_t lastByte = (sector + 1) * sectorSize_ - 1;
     return ((lastByte / PageBytes + 1) * PageBytes - 1) / sectorSize_ + 1;
 }
 
-// Bytes that these sectors have on the medium; its last sector may be a partial one.
+// The number of bytes that these sectors have on the medium, whose last sector may be partial.
 std::size_t Medium::BytesOf(std::int64_t firstSector, std::int64_t count) const {
     const std::int64_t from = firstSector * sectorSize_;
     return static_cast<std::size_t>(std::min(count * sectorSize_, sizeInBytes_ - from));

@@ -19,19 +19,19 @@ namespace salvor {
 inline constexpr std::int32_t SmallestSectorSize = 512;
 inline constexpr std::int32_t LargestSectorSize = 4096;
 
-/// What to do where a medium fails.
+/// What to do when reads fail.
 struct FailurePolicy {
-    /// Leave alone what lies between the edges of a bad stretch.
+    /// Do not try the sectors between the edges of a bad stretch.
     bool skipInside = false;
-    /// Asked before every further try.
+    /// Asked before each further try.
     std::function<bool()> stopRequested = [] {
         return false;
     };
 };
 
-/// The medium as sectors, counted from 0. Reads always fill their buffer: where one fails, it is found out which
-/// sectors are unreadable, with few tries; those are zeros, are remembered, and are not tried again. Bytes in front of
-/// the medium and behind its end are zeros. Calls may come from several threads.
+/// The medium as sectors, counted from 0. Reads always fill their buffer. When one fails, a few more tries find out
+/// which sectors are unreadable; those read as zeros, are remembered, and are not tried again. Bytes before the medium
+/// and after its end are zeros. Calls may come from several threads.
 class Medium {
 public:
     /// `sectorSize` in bytes, from `SmallestSectorSize` to `LargestSectorSize`.
@@ -39,12 +39,12 @@ public:
 
     std::int64_t SizeInBytes() const { return sizeInBytes_; }
     std::int32_t SectorSize() const { return sectorSize_; }
-    /// A last sector that the medium fills in part counts as one.
+    /// Counts a partial last sector.
     std::int64_t SectorCount() const { return sectorCount_; }
-    /// The paths of all files that it is read from.
+    /// The paths of all files that the medium is read from.
     std::vector<std::string> Files() const { return source_->Files(); }
     ImageFormat Format() const { return source_->Format(); }
-    /// What it reads, or cannot read, as one, in bytes.
+    /// The unit in bytes in which the source reads or fails.
     std::int32_t SourceSectorSize() const { return source_->SectorSize(); }
     std::optional<int> CopySource() const { return source_->CopySource(); }
     std::vector<int> Descriptors() const { return source_->Descriptors(); }
@@ -53,26 +53,26 @@ public:
     /// Fills `buffer` with `count` whole sectors from `firstSector` on.
     void Read(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count);
 
-    /// True, from then on, once a read was given up because a stop was requested: what it did not get to is zeros, and
-    /// what was concluded from them is worth nothing.
+    /// True once a read was given up because a stop was requested. From then on missing bytes read as zeros, and
+    /// conclusions from them are worthless.
     bool IsInterrupted() const { return isInterrupted_; }
 
-    /// How many sectors from this one on, which is on the medium, are known to be zeros without reading them.
+    /// How many sectors from this one on are known to be zeros without reading them. `sector` is on the medium.
     std::int64_t ZeroSectorsFrom(std::int64_t sector);
 
     /// The sectors that could not be read so far.
     SectorRangeSet Unreadable() const;
     bool HoldsUnreadable(SectorRange range) const;
-    /// What of these pieces of the medium, joined in order, could not be read so far: offsets from the first piece's
-    /// start, ascending.
+    /// Which bytes of these pieces of the medium, joined in order, have turned out to be unreadable so far: offsets
+    /// from the first piece's start, ascending.
     std::vector<ByteRange> UnreadableIn(std::span<const ByteRange> pieces) const;
-    /// Those that were added by reading since the last call.
+    /// The sectors that reading has added since the last call.
     SectorRangeSet TakeNewlyUnreadable();
-    /// Takes over what is known from an earlier run.
+    /// Takes over what an earlier run found.
     void NoteUnreadable(const std::vector<SectorRange>& ranges);
 
 private:
-    // Sectors that lie together and are dealt with in the same way.
+    // Consecutive sectors that are treated alike.
     struct Stretch {
         std::int64_t count = 0;
         // Unreadable, or known to be zeros.
@@ -102,13 +102,13 @@ private:
     mutable std::mutex mutex_;
     SectorRangeSet unreadable_;
     SectorRangeSet newlyUnreadable_;
-    // From here on up to the known data lies a hole, in bytes.
+    // A hole begins here, in bytes, and goes on up to the known data.
     std::int64_t holeStart_ = 0;
     ByteRange knownData_;
 
-    // Held while one thread looks for unreadable sectors, so that no other tries the same ones.
+    // Held while one thread looks for unreadable sectors, so that no other thread tries the same ones.
     std::mutex searchMutex_;
-    // What the source reads as one, in sectors, and the bytes of one such unit.
+    // The unit in which the source reads, in sectors, and the bytes of one unit.
     std::int64_t unitSectors_;
     std::vector<std::uint8_t> unit_;
 };

@@ -23,7 +23,7 @@ public:
     MediumSource& operator=(const MediumSource&) = delete;
     virtual ~MediumSource() = default;
 
-    /// When it was opened; 1 at least.
+    /// The size when it was opened; at least 1.
     virtual std::int64_t Size() const = 0;
 
     virtual ImageFormat Format() const { return ImageFormat::Raw; }
@@ -31,10 +31,10 @@ public:
     /// The paths of all files that the bytes come from.
     virtual std::vector<std::string> Files() const { return {}; }
 
-    /// What is read, or cannot be read, as one.
+    /// The unit in which bytes are read, or cannot be read.
     virtual std::int32_t SectorSize() const { return 512; }
 
-    /// Reads up to `length` bytes; fewer, or none, when the rest cannot be read.
+    /// Reads up to `length` bytes; fewer, or none, if the rest cannot be read.
     virtual std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) = 0;
 
     /// Reads a sector that `ReadAt` did not deliver, without touching others.
@@ -42,18 +42,18 @@ public:
         return ReadAt(offset, buffer, length);
     }
 
-    /// Something cannot be read: from now on nothing is read that was not asked for.
+    /// Called once something cannot be read: from then on nothing is read ahead.
     virtual void ExpectFailures() {}
 
-    /// The first bytes at `offset` or behind it that must be read; those in front of them are known to be zeros. Empty,
-    /// at the end, if none must.
+    /// The first bytes at or after `offset` that must be read; those before them are known to be zeros. Empty, and at
+    /// the end, if there are none.
     virtual ByteRange NextData(std::int64_t offset) { return {offset, Size() - offset}; }
 
     /// The descriptor of a regular file, from which the kernel can copy ranges by itself.
     virtual std::optional<int> CopySource() const { return std::nullopt; }
 
     /// The open descriptors with which `OpenPassedImage` (host/medium/open_image.h) opens the same medium in another
-    /// process; none for one that can only be opened by name.
+    /// process; none for a medium that can only be opened by name.
     virtual std::vector<int> Descriptors() const { return {}; }
 };
 

@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Empty for what can be read.
+// Why the device cannot be used as an image; empty if it can.
 std::string WhyNot(const std::string& path, const Device& device) {
     constexpr const char* pipe =
         "a pipe cannot be read twice, and recovery must; save it first, as in 'COMMAND > card.img', and name that file";
@@ -70,8 +70,8 @@ ImageFormat FormatOf(const ImageSpec& spec, const Device& device) {
     return isSplit ? ImageFormat::Split : signs.format;
 }
 
-// The path of the image that another one names as the one below it. A hostile image may name any file of the machine,
-// so only what lies in the folder of its own is read.
+// The path of the image that another image is based on. A hostile image may name any file on the machine, so only files
+// in its own folder are read.
 std::string PathBelow(const std::string& path, const std::string& name) {
     const fs::path folder = fs::weakly_canonical(fs::absolute(path)).parent_path();
     const fs::path below = fs::weakly_canonical(folder / name);
@@ -88,7 +88,7 @@ std::unique_ptr<MediumSource> OpenAbove(const ImageSpec& spec, int imagesBelow);
 
 std::unique_ptr<MediumSource> OpenQcow2(Device device, const std::string& path, int imagesBelow) {
     const auto openBelow = [&](const std::string& name, std::optional<ImageFormat> format) {
-        // A chain that is longer leads back to itself, most likely.
+        // A longer chain most likely leads back to itself.
         Require(path, imagesBelow > 0 ? "" : "too many images lie below each other");
         return OpenAbove({PathBelow(path, name), format}, imagesBelow - 1);
     };

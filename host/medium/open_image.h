@@ -12,17 +12,17 @@
 namespace salvor {
 
 /// Opens an image file of any format, or a block device, read-only. Throws `Failure` (not started) with a clear line
-/// for a path that is missing, not readable, empty, a folder, a pipe or anything else, and for what cannot be read in
-/// its format.
+/// for a path that is missing, not readable, empty, a folder, a pipe or anything else, and for an image that is damaged
+/// or cannot be read.
 std::unique_ptr<MediumSource> OpenImage(const ImageSpec& spec);
 
-/// The same in a process that was given the descriptors of a medium; `path` is for messages.
+/// The same in a process that was given a medium's descriptors; `path` is for messages.
 std::unique_ptr<MediumSource> OpenPassedImage(const std::string& path, std::span<const int> descriptors);
 
-/// An image with its rescue map, if there is one, as a medium with sectors of `sectorSize` bytes.
+/// An image, with its rescue map if there is one, as a medium with sectors of `sectorSize` bytes.
 std::unique_ptr<Medium> OpenMedium(const ImageSpec& spec, std::int32_t sectorSize, const FailurePolicy& policy);
 
-/// The spec with paths that hold whatever the working folder is.
+/// The spec with absolute paths.
 ImageSpec Absolute(const ImageSpec& spec);
 
 }  // namespace salvor

@@ -9,7 +9,7 @@ namespace salvor {
 
 namespace {
 
-// Counts in the letters from `first` to `last`.
+// Counting in the letters from `first` to `last`.
 struct Letters {
     char first;
     char last;
@@ -23,7 +23,7 @@ constexpr Letters Digits{'0', '9'};
 constexpr Letters Small{'a', 'z'};
 constexpr Letters Capital{'A', 'Z'};
 
-// The counting end of a part's name and what stands in front of it.
+// The count at the end of a part's name, and the stem before it.
 struct PartName {
     std::string stem;
     std::string count;
@@ -48,7 +48,7 @@ std::optional<PartName> Understand(const std::string& name) {
     return std::nullopt;
 }
 
-// How many of the last letter a count begins with.
+// How many times the last letter stands at the start of a count.
 std::size_t FullLetters(const std::string& count, Letters letters) {
     return std::min(count.find_first_not_of(letters.last), count.size());
 }
@@ -69,7 +69,7 @@ std::vector<std::string> NextPartNames(const std::string& name) {
     ++next[at];
     std::fill(next.begin() + static_cast<std::ptrdiff_t>(at) + 1, next.end(), part->letters.first);
     std::vector names{part->With(next)};
-    // Where it is not told how many parts there will be, a new first 'z' makes room for two letters more.
+    // When the number of parts is not known in advance, a new 'z' at the start adds two letters.
     if (!isNumber && FullLetters(next, part->letters) > FullLetters(part->count, part->letters)) {
         names.push_back(part->With(next + std::string(2, part->letters.first)));
     }

@@ -18,7 +18,7 @@ namespace salvor {
 namespace {
 
 constexpr std::int64_t EntryBytes = 8;
-// Bits 9 to 55 of an entry of either table: where in the file a table or a cluster lies; 0 for one that is not there.
+// Bits 9 to 55 of an entry of either table: the offset of a table or a cluster in the file; 0 if it is not there.
 constexpr std::uint64_t PlaceBits = 0x00FFFFFFFFFFFE00;
 constexpr std::uint64_t CompressedBit = std::uint64_t{1} << 62U;
 constexpr std::uint64_t ZeroBit = 1;
@@ -43,7 +43,7 @@ void Require(bool isGood, const std::string& whyNot) {
 }
 
 Header ReadHeader(MediumSource& file) {
-    // Version 2 ends its header here, version 3 goes on.
+    // The header of version 2 ends here, that of version 3 goes on.
     constexpr std::uint32_t shortLength = 72;
     std::array<std::uint8_t, 104> bytes{};
     const std::size_t got = file.ReadAt(0, bytes.data(), bytes.size());
@@ -67,7 +67,7 @@ Header ReadHeader(MediumSource& file) {
 
 void RequireReadable(const Header& header) {
     constexpr std::uint64_t largest = std::uint64_t{1} << 56U;
-    // Not closed cleanly, and marked as corrupt: neither changes how it is read.
+    // "Not closed cleanly" and "corrupt": neither changes how the image is read.
     constexpr std::uint64_t harmless = 3;
     constexpr std::uint64_t externalData = 4;
     constexpr std::uint64_t otherCompression = 8;
@@ -81,7 +81,7 @@ void RequireReadable(const Header& header) {
     Require((header.features & ~harmless) == 0, fmt::format("it has features that Salvor does not read; {}", convert));
 }
 
-// Small texts of a file: names.
+// A short text in the file: a name.
 std::string TextAt(MediumSource& file, std::uint64_t offset, std::uint32_t length) {
     constexpr std::uint32_t longest = 1023;
     std::string text(std::min(length, longest), '\0');
@@ -156,7 +156,7 @@ public:
 
     ByteRange NextData(std::int64_t offset) override {
         const std::lock_guard lock(mutex_);
-        // A lying table could keep a search busy without end; where it stops, there are data.
+        // A hostile table could keep a search busy forever; where the search stops, the bytes count as data.
         constexpr int mostSteps = 4096;
         for (int step = 0; step < mostSteps && offset < size_; ++step) {
             const std::int64_t zeros = ZerosIn(RunAt(offset, size_), offset);
@@ -170,12 +170,12 @@ public:
 
 private:
     enum class Kind { Zeros, Plain, Compressed, Below, Broken };
-    // Bytes of the medium that are kept in one way.
+    // Bytes of the medium that are stored in one way.
     struct Run {
         Kind kind = Kind::Broken;
-        // In the file, of the first byte of a plain run.
+        // For a plain run: the offset of its first byte in the file.
         std::int64_t place = 0;
-        // Of a compressed cluster, which a run holds one of at most.
+        // For a compressed cluster, which is always a run of its own.
         std::uint64_t entry = 0;
         std::int64_t length = 0;
     };
@@ -195,13 +195,13 @@ private:
         Require(got == top_.size(), "its table cannot be read");
     }
 
-    // Where the table that the cluster at this offset belongs to lies; 0 for one that is not there.
+    // The offset of the table for the cluster at this offset; 0 if it is not there.
     std::uint64_t TablePlace(std::int64_t offset) const {
         const std::int64_t table = (offset >> clusterBits_) / TableEntries();
         return LoadBig<std::uint64_t>(top_, static_cast<std::size_t>(table * EntryBytes)) & PlaceBits;
     }
 
-    // The table entry of the cluster at this offset; nothing if its table, which is there, cannot be read.
+    // The table entry of the cluster at this offset; nothing if its table is there but cannot be read.
     std::optional<std::uint64_t> EntryAt(std::int64_t offset) {
         const std::int64_t cluster = offset >> clusterBits_;
         const std::int64_t table = cluster / TableEntries();
@@ -216,7 +216,7 @@ private:
         return LoadBig<std::uint64_t>(table_, static_cast<std::size_t>(cluster % TableEntries() * EntryBytes));
     }
 
-    // A cluster's way of keeping, for as much of it as lies behind the offset; or that of all clusters of a table.
+    // How the cluster at the offset is stored, from the offset on; for a missing table, this covers all its clusters.
     Run ClusterAt(std::int64_t offset) {
         Run run;
         if (TablePlace(offset) == 0) {
@@ -245,7 +245,7 @@ private:
         return run;
     }
 
-    // Clusters that go on in the same way, up to `end` at most, and no longer than a table of large clusters is.
+    // Joins clusters that are stored in the same way, up to `end` at most, and not much more than 1 GiB.
     Run RunAt(std::int64_t offset, std::int64_t end) {
         constexpr std::int64_t longest = std::int64_t{1} << 30U;
         end = std::min(end, offset + longest);
@@ -261,7 +261,7 @@ private:
         return run;
     }
 
-    // How many bytes from here on must be read. A longer run need not be known at once.
+    // How many bytes from here on must be read. Looks only a little way ahead, as more is not needed at once.
     std::int64_t DataFrom(std::int64_t offset) {
         constexpr std::int64_t longRun = std::int64_t{4} << 20U;
         const std::int64_t mostEnd = std::min(size_, offset + longRun);
@@ -304,7 +304,7 @@ private:
         return 0;
     }
 
-    // The image below may be the smaller one; behind its end there are zeros.
+    // The image below may be smaller; after its end there are zeros.
     std::size_t ReadBelow(std::int64_t offset, std::uint8_t* buffer, std::size_t length) {
         const std::int64_t there =
             std::clamp<std::int64_t>(below_->Size() - offset, 0, static_cast<std::int64_t>(length));
@@ -326,7 +326,8 @@ private:
         return length;
     }
 
-    // Such an entry says where the packed bytes begin and how many sectors of 512 bytes they touch behind the first.
+    // The entry of a compressed cluster gives the offset of the packed bytes, and how many more sectors of 512 bytes
+    // they touch.
     bool Unpack(std::uint64_t entry) {
         unpacked_ = 0;
         const std::uint32_t placeBits = 62 - (clusterBits_ - 8);
@@ -354,15 +355,15 @@ private:
     std::unique_ptr<MediumSource> below_;
     std::uint32_t clusterBits_;
     std::int64_t size_;
-    // Entries as they are in the file.
+    // Entries in the file's byte order.
     std::vector<std::uint8_t> top_;
 
     std::mutex mutex_;
     std::vector<std::uint8_t> packed_;
-    // The cluster that was unpacked last, and the entry it belongs to.
+    // The cluster that was unpacked last, and its entry.
     std::vector<std::uint8_t> cluster_;
     std::uint64_t unpacked_ = 0;
-    // The table that was looked at last, and its number.
+    // The table that was read last, and its number.
     std::vector<std::uint8_t> table_;
     std::int64_t tableInside_ = -1;
 };

@@ -15,7 +15,7 @@ namespace salvor {
 
 namespace {
 
-// The next word of a line, taken off its front; empty at the end.
+// Takes the next word off the front of a line; empty at the end.
 std::string_view TakeWord(std::string_view& line) {
     constexpr std::string_view blanks = " \t\r";
     line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
@@ -30,7 +30,7 @@ std::string_view TakeLine(std::string_view& text) {
     return line;
 }
 
-// Decimal, hexadecimal behind 0x, octal behind 0.
+// Decimal, hexadecimal after 0x, octal after 0.
 std::optional<std::int64_t> NumberOf(std::string_view word) {
     int base = 10;
     if (word.starts_with("0x") || word.starts_with("0X")) {
@@ -94,7 +94,7 @@ std::vector<ByteRange> RescuedAreas(std::string_view text) {
         if (const std::string_view word = TakeWord(rest); word.empty() || word.starts_with('#')) {
             continue;
         }
-        // The first line that is no comment says where the tool was.
+        // The first line that is not a comment gives the position of the tool.
         if (!hasState) {
             hasState = NumberOf(TakeWord(line)) && TakeWord(line).size() == 1;
             if (!hasState) {

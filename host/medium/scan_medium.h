@@ -11,16 +11,16 @@
 
 namespace salvor {
 
-/// An image and what of it is scanned: all, or pieces that are joined.
+/// An image, and the part of it that is scanned: all, or joined pieces.
 class ScanMedium {
 public:
-    /// Without an image.
+    /// An object without an image.
     ScanMedium() = default;
-    /// `policy` is that of the image.
+    /// `policy` applies to the image.
     explicit ScanMedium(std::unique_ptr<Medium> image, FailurePolicy policy = {})
         : image_(std::move(image)), policy_(std::move(policy)) {}
 
-    /// From now on only this part of the image is scanned; all of it if null.
+    /// Scans only this part of the image from now on; all of it if null.
     void Join(std::shared_ptr<const Space> space) {
         space_ = std::move(space);
         joined_ = nullptr;
@@ -32,17 +32,17 @@ public:
     }
 
     Medium& Image() const { return *image_; }
-    /// The medium whose sectors scanning and validating count.
+    /// The medium that scanning and validating see; they count its sectors.
     Medium& Scanned() const { return joined_ ? *joined_ : *image_; }
-    /// Null for all.
+    /// Null if all is scanned.
     const std::shared_ptr<const Space>& Joins() const { return space_; }
-    /// The sector of the image that is this one of what is scanned.
+    /// The sector of the image for this sector of what is scanned.
     std::int64_t OnImage(std::int64_t sector) const { return space_ ? space_->OnMedium(sector) : sector; }
     std::vector<SectorRange> OnImage(const std::vector<SectorRange>& ranges) const {
         return space_ ? space_->OnMedium(ranges) : ranges;
     }
 
-    /// Notes for the image which sectors the scanned part could not read.
+    /// Notes for the image the sectors that could not be read in the scanned part.
     void ShareUnreadable() const {
         if (joined_) {
             image_->NoteUnreadable(OnImage(joined_->Unreadable().Ranges()));

@@ -19,14 +19,14 @@ public:
     void Add(SectorRange range);
     bool Contains(std::int64_t sector) const;
     bool Intersects(SectorRange range) const;
-    /// The first range of the set that ends behind `sector`; empty if there is none.
+    /// The first range of the set that ends after `sector`; empty if there is none.
     SectorRange NextFrom(std::int64_t sector) const;
     /// Ascending.
     std::vector<SectorRange> Ranges() const;
     std::int64_t SectorCount() const { return sectorCount_; }
 
 private:
-    // First sector to the one behind the last.
+    // By the first sector of a range, the sector after its last.
     std::map<std::int64_t, std::int64_t> ranges_;
     std::int64_t sectorCount_ = 0;
 };

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Of these names those beside `path` that lead to regular files.
+// The first of these names that leads to a regular file beside `path`.
 std::optional<std::string> FirstThere(const std::string& path, const std::vector<std::string>& names) {
     for (const std::string& name : names) {
         std::error_code error;
@@ -41,7 +41,7 @@ Failure CannotRead(const std::string& path, const std::string& why) {
     return {ExitStatus::NotStarted, fmt::format("cannot read the image '{}': {}", path, why)};
 }
 
-// A part that is missing in the middle would move all that follows.
+// Throws if a part after this one is missing but later ones are there: everything after it would be shifted.
 void RequireLast(const std::string& path) {
     for (const std::string& missing : NextPartNames(NameOf(path))) {
         if (const auto behind = PartBehind(fs::path(path).replace_filename(missing).string())) {
@@ -96,7 +96,7 @@ private:
     struct Part {
         Device device;
         std::string path;
-        // On the medium.
+        // The part's offset on the medium.
         std::int64_t start;
     };
 
@@ -120,7 +120,7 @@ private:
         return done;
     }
 
-    // Programs that split images make parts of one size.
+    // Programs that split images make parts of equal size.
     void SayIfUneven() const {
         const std::int64_t usual = parts_.front().device.Size();
         for (auto part = parts_.begin(); part + 1 < parts_.end(); ++part) {

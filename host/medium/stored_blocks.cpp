@@ -18,12 +18,12 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// A table in the file, read in parts.
+// A table in the file, read piece by piece.
 class Table {
 public:
     explicit Table(const Device& file) : file_(file) {}
 
-    /// The bytes of an entry, at most eight; nothing if it lies outside the file.
+    /// The bytes of an entry, at most eight; nothing if it is outside the file.
     std::optional<ByteSpan> Entry(std::uint64_t offset, std::size_t length) {
         if (offset > static_cast<std::uint64_t>(file_.Size())) {
             return std::nullopt;
@@ -101,7 +101,7 @@ public:
         std::array<std::uint8_t, 512> header{};
         if (file.ReadAt(0, header.data(), header.size()) == header.size() &&
             LoadLittle<std::uint64_t>(header, 56) == atEnd) {
-            // A stream has its header again in front of the last sector.
+            // A stream-optimised file has its valid header before the last sector.
             file.ReadAt(file.Size() - 1024, header.data(), header.size());
         }
         const auto grainSectors = LoadLittle<std::uint64_t>(header, 20);
@@ -127,7 +127,7 @@ private:
         if (tableAt == 0) {
             return false;
         }
-        // 0 for none, and 1 for one of zeros.
+        // 0 for a missing grain, 1 for a grain of zeros.
         const auto grain = table_.Entry(tableAt + 4 * (index % inTable_), 4);
         return !grain || LoadLittle<std::uint32_t>(*grain, 0) > 1;
     }
@@ -139,8 +139,8 @@ private:
     std::uint32_t inTable_;
 };
 
-// Microsoft's [MS-VHDX]: the block allocation table, in which each chunk of blocks is followed by an entry for a bitmap
-// that only images with others below them use.
+// Microsoft's [MS-VHDX]: the block allocation table. In it, each chunk of blocks is followed by the entry of a bitmap,
+// which only images based on others use.
 class VhdxBlocks final : public StoredBlocks {
 public:
     VhdxBlocks(Device file, std::uint64_t tableAt, std::uint64_t entries, std::uint64_t inChunk,
@@ -187,7 +187,7 @@ private:
 
     using TableEntry = std::array<std::uint8_t, 32>;
 
-    // The entry of a table of regions or metadata that begins with this id; the first stands `headBytes` behind the
+    // The entry in a table of regions or metadata that begins with this id. The first entry is `headBytes` after the
     // table's start.
     static std::optional<TableEntry> EntryOf(const Device& file, std::int64_t at, std::int64_t headBytes,
                                              std::string_view id) {
@@ -206,7 +206,7 @@ private:
         return std::nullopt;
     }
 
-    // A number of the metadata; 0 if it is not there.
+    // A number in the metadata; 0 if it is missing.
     static std::uint32_t Number(const Device& file, std::uint64_t metadataAt, std::string_view id) {
         std::array<std::uint8_t, 4> bytes{};
         if (metadataAt <= static_cast<std::uint64_t>(file.Size())) {
@@ -225,8 +225,8 @@ private:
     std::uint64_t inChunk_;
 };
 
-// The Advanced Forensic Format 1.0: segments in a row, each with a name, data and an argument. A page of zeros is
-// marked as compressed to nothing but its length.
+// The Advanced Forensic Format 1.0: a row of segments, each with a name, data and an argument. A page of zeros is
+// flagged as compressed to nothing but its length.
 class AffBlocks final : public StoredBlocks {
 public:
     AffBlocks(std::set<std::int64_t> zeros, std::int64_t pageBytes)
@@ -295,7 +295,7 @@ std::unique_ptr<StoredBlocks> StoredBlocks::Open(const std::string& path, ImageF
 }
 
 ByteRange StoredBlocks::NextData(std::int64_t offset, std::int64_t size) {
-    // Bounds one call. Blocks that were not looked at count as data.
+    // A limit for one call. Blocks that were not looked at count as data.
     constexpr std::int64_t longRun = std::int64_t{16} << 20U;
     constexpr std::int64_t mostLooks = std::int64_t{1} << 24U;
     std::int64_t block = offset / blockBytes_;

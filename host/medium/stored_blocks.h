@@ -9,11 +9,12 @@
 
 namespace salvor {
 
-/// The tables with which AFF, VMDK, VHD and VHDX say which blocks of a medium their file keeps. Blocks that it does not
-/// keep are zeros. Calls come from one thread at a time.
+/// The tables of AFF, VMDK, VHD and VHDX that list which blocks of a medium the file stores. Blocks that are not stored
+/// are zeros. Calls come from one thread at a time.
 class StoredBlocks {
 public:
-    /// Of the image at `path`; null for other formats, and where the tables make no sense or lie in other files.
+    /// The tables of the image at `path`; null for other formats, and if the tables make no sense or are in other
+    /// files.
     static std::unique_ptr<StoredBlocks> Open(const std::string& path, ImageFormat format);
 
     StoredBlocks(const StoredBlocks&) = delete;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t LongestName = 255;
 
-// Cut between two letters of UTF-8.
+// Cuts the name at a character boundary of UTF-8.
 std::string CutTo(std::string name, std::size_t length) {
     while (name.size() > length) {
         const auto isContinued = [&name] {
@@ -31,7 +31,7 @@ std::string Harmless(std::string_view name) {
     return CutTo(name == "." || name == ".." ? "_" + printable : printable, LongestName);
 }
 
-// The first part of a path, which is taken away from it.
+// Takes the first part off a path.
 std::string_view TakePart(std::string_view& path) {
     path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
     const std::string_view part = path.substr(0, path.find('/'));
@@ -50,7 +50,7 @@ void FileTree::Add(const ReportedFile& file) {
     ++files_;
 }
 
-// A file may stand where a folder should be: the folder gets another name.
+// If a file has the folder's name already, the folder gets another one.
 std::size_t FileTree::FolderIn(std::size_t parent, const std::string& name) {
     for (int number = 1;; ++number) {
         const std::string numbered = number == 1 ? name : fmt::format("{}~{}", CutTo(name, LongestName - 12), number);
@@ -67,7 +67,7 @@ std::size_t FileTree::FolderIn(std::size_t parent, const std::string& name) {
 }
 
 void FileTree::AddPath(std::size_t folder, std::string_view path) {
-    // Folders nested deeper than any person makes are flattened into one.
+    // Deeper nesting than any user would make is flattened into one folder.
     constexpr int deepest = 64;
     std::string_view part = TakePart(path);
     for (int depth = 0; !path.empty(); ++depth) {
@@ -76,7 +76,7 @@ void FileTree::AddPath(std::size_t folder, std::string_view path) {
     }
     std::string name = Harmless(part.empty() ? "_" : part);
     if (nodes_[folder].entries.contains(name)) {
-        // A file's number is unique.
+        // The file's number is unique.
         name = fmt::format("{}~{}", CutTo(name, LongestName - 24), files_);
     }
     if (nodes_[folder].entries.emplace(name, nodes_.size()).second) {

@@ -11,9 +11,9 @@
 
 namespace salvor {
 
-/// The folders in which mounted files are seen: `type/jpg/f0000000072.jpg` and, where the file system still knows it,
-/// `name/DCIM/100/IMG_0001.JPG`. Names from a medium become harmless: none is "." or "..", holds a slash or a control
-/// character, is longer than 255 bytes, or is that of another entry.
+/// The folders in which mounted files appear: `type/jpg/f0000000072.jpg` and, if the file system still knows it,
+/// `name/DCIM/100/IMG_0001.JPG`. Names from a medium are made harmless: none is "." or "..", has a slash or a control
+/// character, is longer than 255 bytes, or equals another entry's.
 class FileTree {
 public:
     /// An entry: a folder, or a file by its index in the order of `Add`.
@@ -26,7 +26,7 @@ public:
 
     FileTree() : nodes_(1) {}
 
-    /// Where a file is seen.
+    /// Adds the entries of a file.
     void Add(const ReportedFile& file);
 
     /// The entry of a path such as "/type/jpg"; null if there is none.
@@ -37,7 +37,7 @@ private:
     std::size_t FolderIn(std::size_t parent, const std::string& name);
     void AddPath(std::size_t folder, std::string_view path);
 
-    // The root first.
+    // The root is first.
     std::vector<Node> nodes_;
     std::size_t files_ = 0;
 };

@@ -23,7 +23,7 @@ namespace salvor {
 
 namespace {
 
-// The system takes its error numbers below 0.
+// The system expects error numbers as negative values.
 constexpr int NotThere = -static_cast<int>(std::errc::no_such_file_or_directory);
 constexpr int ReadOnly = -static_cast<int>(std::errc::read_only_file_system);
 constexpr int NoMemory = -static_cast<int>(std::errc::not_enough_memory);
@@ -111,7 +111,7 @@ namespace {
 using Session = std::unique_ptr<fuse, decltype(&fuse_destroy)>;
 
 Session MountAt(Mount& mount, const std::string& point) {
-    // The library prints its own reasons to standard error.
+    // The library would print its own messages to standard error.
     fuse_set_log_func([](fuse_log_level, const char*, va_list) {});
     std::array<std::string, 3> words = {"salvor", "-o", "ro,nosuid,nodev,noexec,fsname=salvor,subtype=salvor"};
     std::array<char*, 3> pointers = {words[0].data(), words[1].data(), words[2].data()};
@@ -129,7 +129,7 @@ Session MountAt(Mount& mount, const std::string& point) {
     return session;
 }
 
-// Answers requests one by one. Unmounting ends the wait for the next.
+// Answers requests one by one until unmounting ends the wait for the next.
 void AnswerAll(fuse* session) {
     fuse_session* const channel = fuse_get_session(session);
     const std::jthread watch([channel](const std::stop_token& ended) {

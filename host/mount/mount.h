@@ -13,17 +13,17 @@
 
 namespace salvor {
 
-/// Files of a medium that can be looked at in a folder, read-only, without a copy: their bytes come from the medium.
+/// Files of a medium, shown in a read-only folder without a copy: their bytes are read from the medium.
 class Mount {
 public:
     /// The medium outlives this.
     explicit Mount(Medium& medium) : medium_(medium) {}
 
-    /// False, and nothing is added, if the file does not lie on the medium.
+    /// Adds a file; false, without adding it, if it is not on the medium.
     bool Add(const ReportedFile& file);
 
-    /// Shows the files in the folder `point` until it is unmounted or a stop is requested, and calls `started` once
-    /// they can be seen. Throws `Failure` (not started) where mounting is not possible.
+    /// Shows the files in the folder `point` until it is unmounted or a stop is requested; calls `started` once they
+    /// can be seen. Throws `Failure` (not started) if mounting is not possible.
     void Serve(const std::string& point, const std::function<void()>& started);
 
 private:

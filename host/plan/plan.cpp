@@ -15,7 +15,7 @@ namespace salvor {
 
 namespace {
 
-// The largest size for which nothing tells that it was cut.
+// The user's cap on sizes of the type, in bytes; the largest number if there is none.
 std::int64_t CapOf(std::int32_t type, const std::map<std::int32_t, std::int64_t>& caps) {
     const auto own = caps.find(type);
     return own == caps.end() ? std::numeric_limits<std::int64_t>::max() : own->second;
@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    // In bytes of the medium.
+    // Offsets in bytes on the medium.
     struct Range {
         std::int64_t start;
         std::int64_t end;
@@ -66,20 +66,20 @@ private:
     // A file system says where the file lies.
     static bool IsSettled(const Outcome& outcome) { return !outcome.place->extents.empty(); }
 
-    // An extent of such a file, which holds what begins inside it.
+    // An extent of a file with known extents; it holds what begins inside it.
     struct Piece {
         Range range;
         std::int64_t fileStart;
         std::string path;
     };
 
-    // Sectors outside the medium count as those next to it, so that no sum overflows 64 bits.
+    // Sectors outside the medium are clamped to the ones next to it, so that no sum overflows 64 bits.
     std::int64_t ByteOf(std::int64_t sector) const {
         return std::clamp<std::int64_t>(sector, -1, medium_.sizeInBytes / medium_.sectorSize + 1) * medium_.sectorSize;
     }
     bool IsOnMedium(std::int64_t sector) const { return sector >= 0 && ByteOf(sector) < medium_.sizeInBytes; }
 
-    // Those that lie on the medium.
+    // The ranges of extents that are not holes.
     std::vector<Range> RangesOf(const std::vector<Extent>& extents) const {
         std::vector<Range> ranges;
         for (const Extent& extent : extents) {
@@ -139,7 +139,7 @@ private:
         return file;
     }
 
-    // What lies inside a file that was followed to its end does not cut it, unless it goes on after that.
+    // A whole file inside this one cuts it only if it ends after it, or if this one was not followed to its end.
     void EndAtNextWhole(std::int64_t startSector, Finding& finding) const {
         if (finding.verdict == Verdict::Whole) {
             return;
@@ -197,7 +197,7 @@ private:
         }
     }
 
-    // `piece` is the container's around it; null where the container lies together.
+    // `piece` is the container's piece around the file; null if the container is contiguous.
     void Embed(PlannedFile file, const Outcome& outcome, const std::string& container, const Piece* piece) {
         const std::int64_t end = piece != nullptr ? piece->range.end : coverEnd_;
         file.finding.size = std::min(file.finding.size, end - ByteOf(file.StartSector()));
@@ -214,8 +214,8 @@ private:
         plan_.files.push_back(std::move(file));
     }
 
-    // Several files of one extension begin at one sector only where the scanners' sizes are taken: those after the
-    // first are numbered.
+    // Only with the scanners' own sizes can several files of one extension begin at one sector; those after the first
+    // are numbered.
     std::string PathOf(const PlannedFile& file) {
         if (const std::string* const original = OriginalPath(file)) {
             return *original;
@@ -240,7 +240,7 @@ private:
         const char* const folder = file.finding.beginsInMiddle ? "pieces/" : "";
         return fmt::format("{0}/{1}f{2:010}{3}.{0}", ExtensionOf(file.finding), folder, NumberOf(file), suffix);
     }
-    // The sector that stands in its name.
+    // The sector number in the file's name.
     std::int64_t NumberOf(const PlannedFile& file) const {
         return medium_.numberOf ? medium_.numberOf(file.StartSector()) : file.StartSector();
     }
@@ -254,15 +254,15 @@ private:
     // By the start of the file around them.
     std::map<std::int64_t, std::vector<EmbeddedFile>> embeddedInPieces_;
     Plan plan_;
-    // Where the file ends that holds what begins inside it, and its place in the plan.
+    // The end of the file that holds what begins inside it, and its index in the plan.
     std::int64_t coverEnd_ = 0;
     std::size_t cover_ = 0;
     std::int64_t namedStart_ = -1;
     std::map<std::string, int> namesThere_;
 };
 
-// Types whose files another type, which says more about them, claims too: any ASF file, of which sounds and films are
-// also claimed as such, and the older of the two names of one maker's raws.
+// Types whose files are also claimed by a type that says more about them: ASF files, claimed as sounds or films too,
+// and the older of two names for one maker's raws.
 bool IsNamedByOthers(std::int32_t type) { return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf; }
 
 Outcome OutcomeOf(const Find& find, const MediumShape& medium) {

@@ -16,13 +16,13 @@ std::optional<std::int64_t> ParseSize(const std::string& text);
 /// Bytes in the largest unit that gives a whole number: "10 MiB", "2147483647 bytes".
 std::string FormatExactSize(std::int64_t bytes);
 
-/// Bytes as a person reads them: "512 bytes", "64.0 KiB".
+/// Bytes as people read them: "512 bytes", "64.0 KiB".
 std::string FormatSize(std::int64_t bytes);
 
-/// The sum of two sizes; the largest number if that is not enough.
+/// The sum of two sizes, limited to the largest number.
 std::int64_t AddSizes(std::int64_t a, std::int64_t b);
 
-/// A limit on sizes, one for all types and others for some.
+/// A limit on sizes, one for all types and different ones for some.
 struct SizeRule {
     std::optional<std::int64_t> forAll;
     /// By factory index; these take precedence.
@@ -32,7 +32,7 @@ struct SizeRule {
 };
 
 /// A rule from words like "10K" or "png=1M" (also by index, "46=1M"). Throws `Failure` (usage) that names `option` and
-/// the word it cannot take.
+/// the word that makes no sense.
 SizeRule ParseSizeRule(const std::string& option, const std::vector<std::string>& words);
 
 }  // namespace salvor

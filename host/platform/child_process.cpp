@@ -21,7 +21,7 @@ namespace {
 
 constexpr int FirstPassed = 3;
 
-// What a worker may know of the environment: where the libraries are, what sanitizers do, what tests want.
+// The environment variables that workers get: the path of libraries, options of sanitizers, requests of tests.
 constexpr std::array PassedVariables{"LD_LIBRARY_PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "SALVOR_TEST_FAULT"};
 
 class SpawnActions {
@@ -47,7 +47,7 @@ std::vector<char*> Pointers(std::vector<std::string>& words) {
 }
 
 std::vector<std::string> PassedEnvironment() {
-    // A zone of another name would be looked up in files.
+    // Any other zone name would be looked up in files.
     std::vector<std::string> environment{"TZ=UTC0"};
     for (const char* const name : PassedVariables) {
         if (const char* const value = std::getenv(name); value != nullptr) {
@@ -67,12 +67,12 @@ ChildProcess ChildProcess::StartSelf(const std::vector<std::string>& arguments,
                                      std::span<const PassedDescriptor> descriptors) {
     SpawnActions actions;
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        // The reports of sanitizers come on the standard error.
+        // Sanitizers report on standard error.
         if (stream != STDERR_FILENO || !IsSanitized) {
             posix_spawn_file_actions_addopen(actions.Get(), stream, "/dev/null", O_RDWR, 0);
         }
     }
-    // Copies that no number to be given out can meet.
+    // Copies with numbers above all those that are passed, so that none is overwritten.
     const int last = FirstPassed + static_cast<int>(descriptors.size());
     std::vector<FileDescriptor> copies;
     for (const PassedDescriptor& passed : descriptors) {

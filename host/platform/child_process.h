@@ -9,27 +9,27 @@
 
 namespace salvor {
 
-/// An open descriptor and the number under which another process finds it.
+/// An open descriptor and its number in another process.
 struct PassedDescriptor {
     int descriptor = -1;
     int number = -1;
 };
 
-/// How a process ended: by itself with an exit status, or by a signal, which is 0 otherwise.
+/// How a process ended: by itself with an exit status, or by a signal; `signal` is 0 otherwise.
 struct ProcessEnd {
     int status = 0;
     int signal = 0;
-    /// Somebody wanted it to end at once.
+    /// It was killed from outside.
     bool WasKilled() const;
-    /// It tried what its sandbox forbids.
+    /// It attempted something that its sandbox forbids.
     bool WasForbidden() const;
 };
 
-/// A process of this program. One that is still there when this ends is killed.
+/// A process of this program. If it still runs when this object is destroyed, it is killed.
 class ChildProcess {
 public:
-    /// Starts the program itself with other arguments. It sees only the descriptors that it is given, with numbers from
-    /// 3 on that leave no gap, and next to nothing of the environment. Its standard streams lead nowhere.
+    /// Starts this program with other arguments. The process gets only the descriptors that are passed, numbered from 3
+    /// on without gaps, and almost no environment. Its standard streams lead nowhere.
     static ChildProcess StartSelf(const std::vector<std::string>& arguments,
                                   std::span<const PassedDescriptor> descriptors);
     ChildProcess(ChildProcess&& other) noexcept;
@@ -40,7 +40,7 @@ public:
     /// Why it could not be started.
     const SystemError& Error() const { return error_; }
 
-    /// Nothing while it goes on.
+    /// How it ended; nothing while it runs.
     std::optional<ProcessEnd> End();
     void Kill() const;
 
@@ -55,8 +55,8 @@ private:
 /// The number of this process.
 int OwnProcessId();
 
-/// In a process that was started so: it ends when the process `parent` does. Call it from the only thread. False if
-/// that has ended before.
+/// Call in a process started in this way, from its only thread: it ends when the process `parent` does. False if that
+/// has already ended.
 bool EndWithParent(int parent);
 
 /// Ends this process at once, without destructors.

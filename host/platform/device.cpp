@@ -50,7 +50,7 @@ DeviceKind KindOf(const struct stat& info) {
     return S_ISFIFO(info.st_mode) || S_ISSOCK(info.st_mode) ? DeviceKind::Pipe : DeviceKind::Other;
 }
 
-// Another open file or device with a place to read ahead from of its own; closed where the system does not let it.
+// Opens the same file or device again, with read-ahead state of its own; closed if the system does not allow it.
 FileDescriptor OpenAnew(int descriptor, int flags) {
     const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
     return FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags));
@@ -139,7 +139,7 @@ std::size_t Device::ReadUncached(std::int64_t offset, std::uint8_t* buffer, std:
         direct_.IsOpen() ? std::aligned_alloc(DirectAlignment, room) : nullptr, &std::free);
     if (aligned) {
         const std::size_t got = ReadFully(direct_.Get(), offset, static_cast<std::uint8_t*>(aligned.get()), length);
-        // An offset or length that the device does not take is no reason to call the sector bad.
+        // If the device rejects the offset or the length, that does not make the sector bad.
         if (got > 0 || errno != EINVAL) {
             std::memcpy(buffer, aligned.get(), got);
             return got;
@@ -149,7 +149,7 @@ std::size_t Device::ReadUncached(std::int64_t offset, std::uint8_t* buffer, std:
 }
 
 ByteRange Device::NextData(std::int64_t offset) const {
-    // A short hole is read faster than it is passed over, and a longer run of data need not be known at once.
+    // A short hole is read faster than it is skipped, and the full length of a run of data is not needed at once.
     constexpr std::int64_t shortHole = std::int64_t{64} << 10U;
     constexpr std::int64_t longRun = std::int64_t{1} << 20U;
     if (!mayHaveHoles_ || offset >= size_) {
@@ -157,7 +157,7 @@ ByteRange Device::NextData(std::int64_t offset) const {
     }
     const auto seek = [this](std::int64_t from, int what) -> std::int64_t {
         const off_t at = lseek(fd_.Get(), from, what);
-        // Behind the last data there is a hole up to the end; a system that does not know holes has data only.
+        // After the last data there is a hole up to the end; where holes are not supported, everything is data.
         return at >= 0 ? std::min<std::int64_t>(at, size_) : what == SEEK_DATA && errno != ENXIO ? from : size_;
     };
     const std::int64_t begin = seek(offset, SEEK_DATA);

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The first of these files that holds more than blanks, without those around it.
+// The text of the first of these files that is not blank, trimmed.
 std::string FirstText(const fs::path& folder, std::initializer_list<const char*> names) {
     constexpr std::string_view blanks = " \t\r\n";
     for (const char* const name : names) {

@@ -7,18 +7,18 @@
 
 namespace salvor {
 
-/// What the system knows of the disk that a block device is, or is a part of. Texts are empty and sizes 0 where it does
-/// not say.
+/// What the system knows about the disk that a block device is, or is part of. Unknown texts are empty and unknown
+/// sizes 0.
 struct DeviceFacts {
     std::string model;
     std::string serial;
-    /// In bytes: what the disk takes orders for, and what it writes at once.
+    /// In bytes: the unit of the disk's commands, and the unit in which it writes.
     std::int32_t logicalSectorSize = 0;
     std::int32_t physicalSectorSize = 0;
     bool operator==(const DeviceFacts&) const = default;
 };
 
-/// Nothing for what is no block device.
+/// Nothing for a path that is not a block device.
 std::optional<DeviceFacts> FactsOfDevice(const std::filesystem::path& path);
 
 /// The same for a device's folder in /sys.

@@ -10,37 +10,37 @@
 
 namespace salvor {
 
-/// Which file of the system it is, whatever its names.
+/// Identifies a file of the system, whatever its names.
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t number = 0;
     bool operator==(const FileIdentity&) const = default;
 };
 
-/// Of the file that this descriptor has open.
+/// The identity of the file that is open as this descriptor.
 std::optional<FileIdentity> IdentityOf(int descriptor);
 
-/// An open file of bytes; sizes and offsets have 64 bits. A call that fails leaves its reason in `Error`.
+/// An open file of bytes with 64-bit sizes and offsets. A call that fails leaves its reason in `Error`.
 class File {
 public:
     explicit File(FileDescriptor fd) : fd_(std::move(fd)) {}
-    /// One that could not be opened.
+    /// A file that could not be opened.
     explicit File(SystemError error) : error_(error) {}
 
     bool IsOpen() const { return fd_.IsOpen(); }
     const SystemError& Error() const { return error_; }
 
-    /// Reads on from where the last read ended. Fewer bytes than `length` only at the end or after an error.
+    /// Reads on from where the last read ended. Gives fewer bytes than `length` only at the end or after an error.
     std::size_t Read(void* buffer, std::size_t length);
     /// Reads all of `length` bytes at `offset`.
     bool ReadAt(std::int64_t offset, void* buffer, std::size_t length);
-    /// Writes all of it behind what was written before.
+    /// Appends all of it to what was written before.
     bool Write(const void* data, std::size_t length);
-    /// The same with bytes of another regular file: the kernel copies, and shares the blocks where the file system can.
-    /// False, with nothing written, if it does not serve here.
+    /// The same with bytes of another regular file: the kernel copies them, and shares the blocks if the file system
+    /// can. False, with nothing written, if this is not possible here.
     bool CopyFrom(int source, std::int64_t offset, std::size_t length);
 
-    /// Of a regular file.
+    /// The size of a regular file.
     std::optional<std::int64_t> Size() const;
     /// Cuts the file to so many bytes; what is written next follows them.
     bool CutTo(std::int64_t bytes);
@@ -48,17 +48,17 @@ public:
     /// with `ReleaseRoom`. Not every file system can.
     bool KeepRoom(std::int64_t bytes);
     void ReleaseRoom();
-    /// Takes the file for this process until it is closed; false if another one has it. Where files cannot be locked it
-    /// is taken to be free.
+    /// Locks the file for this process until it is closed; false if another process has locked it. True where files
+    /// cannot be locked.
     bool Lock();
-    /// What was written reaches stable storage. A pipe or a terminal has none; that is no failure.
+    /// Brings what was written to stable storage. A pipe or a terminal has none; that is no failure.
     bool Sync();
-    /// Asks the system to begin to store what was written, so that a later `Sync` waits less.
+    /// Asks the system to start storing what was written, so that a later `Sync` takes less time.
     void BeginToStore();
     bool Close();
-    /// The number under which the process has it open.
+    /// The file's descriptor.
     int Descriptor() const { return fd_.Get(); }
-    /// Leaves it to another owner.
+    /// Hands the descriptor over to another owner.
     FileDescriptor TakeDescriptor() { return std::move(fd_); }
 
 private:

@@ -4,7 +4,7 @@
 
 namespace salvor {
 
-/// Owns a descriptor of the system for an open file, device or folder; -1 is none.
+/// Owns a descriptor of the system for an open file, device or folder; -1 for none.
 class FileDescriptor {
 public:
     explicit FileDescriptor(int fd = -1) : fd_(fd) {}
@@ -17,10 +17,10 @@ public:
 
     bool IsOpen() const { return fd_ >= 0; }
     int Get() const { return fd_; }
-    /// Leaves it to the caller to close.
+    /// Leaves closing it to the caller.
     int Release() { return std::exchange(fd_, -1); }
 
-    /// Closes now, if it is open; false, with the system's error set, for a write error that comes this late.
+    /// Closes it now, if it is open; false, with `errno` set, for a write error that shows only now.
     bool Close();
 
 private:

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The file itself, where links lead to it.
+// The path with its links resolved.
 fs::path WithoutLinks(const fs::path& path) {
     std::error_code error;
     const fs::path real = fs::canonical(path, error);

@@ -7,27 +7,27 @@
 
 namespace salvor {
 
-/// Where a file of the program's own stands: at a path that a person named, whose links are followed, or in an open
-/// folder, where none is.
+/// The place of one of the program's own files: a path that the user gave, whose links are followed, or a name in an
+/// open folder, where links are not followed.
 class FilePlace {
 public:
-    /// `path` as the person named it.
+    /// `path` as the user gave it.
     FilePlace(std::filesystem::path path) : path_(std::move(path)) {}  // NOLINT(google-explicit-constructor)
     /// The folder outlives this.
     FilePlace(const Folder& folder, std::string name) : folder_(&folder), path_(std::move(name)) {}
     static FilePlace StandardOutput();
 
-    /// For people.
+    /// For messages.
     std::string Text() const;
     File Read() const;
-    /// Makes the file, or empties or replaces the one that is there.
+    /// Creates the file, or empties or replaces the existing one.
     File Create() const;
-    /// Where to write what `TakeFrom` moves here later: a file beside this one whose name ends with `suffix`. A pipe or
-    /// a device is its own draft.
+    /// Where to write a file that `TakeFrom` moves here later: beside this one, with a name that ends with `suffix`. A
+    /// pipe or a device is its own draft.
     FilePlace Draft(const std::string& suffix) const;
-    /// Moves the draft here, replacing a file that is there.
+    /// Moves the draft here, replacing an existing file.
     SystemError TakeFrom(const FilePlace& draft) const;
-    /// The file's entry reaches stable storage.
+    /// Brings the file's directory entry to stable storage.
     void SyncEntry() const;
 
 private:

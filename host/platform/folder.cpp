@@ -29,7 +29,7 @@ FileDescriptor OpenFolderAt(int parent, const char* name, int flags) {
     return FileDescriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags));
 }
 
-// A pipe is not waited for, and refused like everything else that is no regular file.
+// A pipe is not waited for; like everything else that is not a regular file, it is refused.
 File OpenRegular(int parent, const char* name, int flags) {
     FileDescriptor fd(openat(parent, name, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, NewFileMode));
     struct stat info {};
@@ -75,7 +75,7 @@ File Folder::CreateNew(const std::string& name) const {
 }
 
 File Folder::Create(const std::string& name) const {
-    // Not emptied but replaced: the bytes of a file that is linked here as well are another's.
+    // The file is replaced, not emptied: its bytes may belong to another hard link.
     if (unlinkat(fd_.Get(), name.c_str(), 0) != 0 && errno != ENOENT) {
         return File(SystemError::Last());
     }
@@ -116,7 +116,7 @@ bool Folder::AnyEntry(const std::function<bool(const std::string& name)>& matche
     if (!entries) {
         return true;
     }
-    // It belongs to the listing now.
+    // The listing owns it now.
     again.Release();
     while (const dirent* const entry = readdir(entries.get())) {
         const std::string name = static_cast<const char*>(entry->d_name);
@@ -141,7 +141,7 @@ std::optional<Owner> Folder::OwnerOfFolders() const {
 }
 
 void Folder::GiveTo(const Owner& owner) const {
-    // One that stays root's keeps the rights of root in use.
+    // If this fails, the folder stays root's, and so do the rights in use.
     [[maybe_unused]] const int given = fchown(fd_.Get(), owner.user, owner.group);
 }
 
@@ -153,7 +153,7 @@ std::optional<FreeSpace> Folder::Space() const {
     FreeSpace space;
     space.blockBytes = static_cast<std::int64_t>(info.f_frsize);
     space.bytes = static_cast<std::int64_t>(info.f_bavail) * space.blockBytes;
-    // File systems that make entries as they go say that they have none at all.
+    // File systems that create entries on demand report a total of 0.
     if (info.f_files > 0) {
         space.entries = static_cast<std::int64_t>(info.f_favail);
     }

@@ -10,16 +10,16 @@
 
 namespace salvor {
 
-/// What a file system has left for a person's files.
+/// The space that a file system has left for a user's files.
 struct FreeSpace {
     std::int64_t bytes = 0;
     /// A file takes whole blocks.
     std::int64_t blockBytes = 1;
-    /// Files and folders; nothing where their number has no bound.
+    /// Entries left for files and folders; nothing if their number is unlimited.
     std::optional<std::int64_t> entries;
 };
 
-/// A regular file as its folder shows it.
+/// A directory entry of a regular file.
 struct FileEntry {
     FileIdentity identity;
     /// In bytes.
@@ -33,50 +33,50 @@ struct Owner {
     bool operator==(const Owner&) const = default;
 };
 
-/// An open folder. Everything in it is reached through it and by a name without folders, and no link among its entries
-/// is ever followed: what others plant there, or a path that is renamed meanwhile, leads nowhere else. Several threads
-/// may use it.
+/// An open folder. Everything in it is reached through it, by a name without slashes, and no link among its entries is
+/// ever followed: planted links, or a path that is renamed in the meantime, lead nowhere else. Several threads may use
+/// it.
 class Folder {
 public:
-    /// The folder that a person named; links on the way to it are followed.
+    /// Opens the folder that the user named; links on the way to it are followed.
     static Folder Open(const std::filesystem::path& path);
-    /// One in it, of which `below` names the folders on the way; each is made if it is missing and `make` says so.
+    /// Opens a folder in it. `below` names the folders on the way; each is made if it is missing and `make` is set.
     Folder Below(const std::filesystem::path& below, bool make) const;
 
     bool IsOpen() const { return fd_.IsOpen(); }
     const SystemError& Error() const { return error_; }
-    /// For people: it may have been renamed.
+    /// For messages: the folder may have been renamed.
     const std::filesystem::path& Path() const { return path_; }
 
-    /// Opens a regular file to read it.
+    /// Opens a regular file for reading.
     File Read(const std::string& name) const;
-    /// Makes a new file for writing and reading where nothing has the name.
+    /// Creates a new file for writing and reading, if the name is free.
     File CreateNew(const std::string& name) const;
-    /// The same in place of whatever has the name.
+    /// The same, replacing whatever has the name.
     File Create(const std::string& name) const;
     /// Opens a regular file that has no other name, to read and to change it.
     File Update(const std::string& name) const;
     /// Opens a regular file that nobody writes to, to lock it; makes it if it is missing.
     File OpenLock(const std::string& name) const;
-    /// Gives an entry another name, in place of the file that has it.
+    /// Renames an entry, replacing a file with the new name.
     SystemError Rename(const std::string& from, const std::string& to) const;
     SystemError Remove(const std::string& name) const;
-    /// Of this name, if nothing is in it.
+    /// Removes the folder of this name if it is empty.
     void RemoveEmptyFolder(const std::string& name) const;
 
-    /// What has this name; nothing if that is no regular file.
+    /// The regular file of this name; nothing if it is anything else.
     std::optional<FileEntry> Entry(const std::string& name) const;
-    /// True if an entry is there for which `matches` does.
+    /// True if `matches` holds for some entry.
     bool AnyEntry(const std::function<bool(const std::string& name)>& matches) const;
 
-    /// The one owner of the folder and of all folders directly in it.
+    /// The common owner of the folder and all folders directly in it; nothing if they differ.
     std::optional<Owner> OwnerOfFolders() const;
     void GiveTo(const Owner& owner) const;
 
     std::optional<FreeSpace> Space() const;
-    /// The names of the entries reach stable storage.
+    /// Brings the names of the entries to stable storage.
     void SyncEntries() const;
-    /// Everything that was written to the folder's file system reaches stable storage, entries too.
+    /// Brings everything that was written to the folder's file system to stable storage, entries included.
     bool Sync() const;
 
 private:

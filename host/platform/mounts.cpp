@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Blanks and backslashes stand as a backslash with three octal digits.
+// Blanks and backslashes are written as a backslash with three octal digits.
 std::string Unescaped(const std::string& word) {
     std::string text;
     for (std::size_t i = 0; i < word.size(); ++i) {
@@ -62,7 +62,7 @@ Mount MountOf(const std::string& line) {
         std::from_chars(colon + 1, end, minorNumber);
     }
     Mount mount{makedev(majorNumber, minorNumber), Unescaped(place), AllowsWriting(options)};
-    // A file system on several devices has a number of its own; its source is one of them.
+    // A file system on several devices has a device number of its own; its source is one of the devices.
     struct stat info {};
     if (majorNumber == 0 && stat(Unescaped(source).c_str(), &info) == 0 && S_ISBLK(info.st_mode)) {
         mount.device = info.st_rdev;

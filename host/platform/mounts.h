@@ -8,12 +8,12 @@
 
 namespace salvor {
 
-/// Where file systems that take their space from the block device at `path`, or from its partitions, are mounted for
-/// writing. None for what is no block device.
+/// The mount points of writable file systems on the block device at `path` or on its partitions. None for a path that
+/// is not a block device.
 std::vector<std::string> MountedForWriting(const std::filesystem::path& path);
 
 /// The same for a device number as `stat` gives it. `mountInfo` is the text of /proc/self/mountinfo; `sysBlock` is the
-/// folder that holds an entry "major:minor" for every block device.
+/// folder with an entry "major:minor" for every block device.
 std::vector<std::string> MountedForWriting(std::uint64_t device, std::string_view mountInfo,
                                            const std::filesystem::path& sysBlock);
 

@@ -25,14 +25,14 @@ std::optional<std::uint32_t> NumberIn(const char* variable) {
     return error == std::errc() && stop == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// Who called `sudo`.
+// The user who called `sudo`.
 std::optional<Owner> Caller() {
     const auto user = NumberIn("SUDO_UID");
     const auto group = NumberIn("SUDO_GID");
     return user && group ? std::optional(Owner{*user, *group}) : std::nullopt;
 }
 
-// Where the system does not let it, the rights stay.
+// If the system does not allow it, the rights stay.
 void Become(const Owner& owner) {
     if (setgroups(0, nullptr) == 0 && setresgid(owner.group, owner.group, owner.group) == 0 &&
         setresuid(owner.user, owner.user, owner.user) == 0) {

@@ -4,7 +4,7 @@
 
 namespace salvor {
 
-/// Makes sure that the numbers of the standard streams are taken: one that was closed must not become the number of a
+/// Makes sure that the descriptors of the standard streams are in use: one that was closed must not be reused for a
 /// file that is written.
 void OccupyStandardStreams();
 

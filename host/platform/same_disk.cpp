@@ -14,11 +14,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The disk that a partition is part of; a disk is its own. Entries of the system's folder link to the device's own
-// folder, which lies inside its disk's.
+// The disk of a partition; of a disk, itself. The entries of the system's folder link to the device's own folder, which
+// is inside that of its disk.
 fs::path DiskOf(const fs::path& device) { return fs::exists(device / "partition") ? device.parent_path() : device; }
 
-// On a disk, or on a single partition.
+// True if the device rests on this disk or partition.
 bool RestsOn(const fs::path& device, const fs::path& disk, int depth) {
     constexpr int deepestStack = 16;
     if (depth > deepestStack) {
@@ -52,13 +52,13 @@ bool HasRotatingDisk(const fs::path& device, int depth) {
     });
 }
 
-// The system's folder of a device; empty if it has none.
+// The system's folder for a device; empty if there is none.
 fs::path EntryOf(std::uint64_t device, const fs::path& sysBlock) {
     std::error_code none;
     return fs::canonical(sysBlock / (std::to_string(major(device)) + ':' + std::to_string(minor(device))), none);
 }
 
-// Of the deepest part of the path that exists.
+// The deepest part of the path that exists.
 fs::path ExistingAncestor(const fs::path& path) {
     fs::path ancestor = fs::absolute(path);
     std::error_code none;

@@ -10,21 +10,20 @@ namespace salvor {
 /// True if both paths lead to one file or device.
 bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
 
-/// The same with one of several.
+/// The same for any of several paths.
 bool IsAmong(const std::filesystem::path& path, const std::vector<std::string>& others);
 
 /// True for a regular file that is not empty.
 bool HoldsBytes(const std::filesystem::path& path);
 
-/// True if what is written at the path would lie on the block device `device`. The path need not exist.
+/// True if a file written at the path would be on the block device `device`. The path need not exist.
 bool LiesOnDevice(const std::filesystem::path& path, const std::filesystem::path& device);
 
-/// True if the file or block device lies on a disk whose heads must move between two places; false where the system
-/// does not tell.
+/// True if the file or block device is on a disk with moving heads; false if the system does not know.
 bool LiesOnRotatingDisk(const std::filesystem::path& path);
 
-/// True if the block device `part` takes its space from `device`: it is that one, a partition of it, or mapped onto
-/// one of these. Device numbers and `sysBlock` as below.
+/// True if the block device `part` takes its space from `device`: it is the same, a partition of it, or mapped onto one
+/// of these. For device numbers and `sysBlock` see below.
 bool IsInsideDevice(std::uint64_t part, std::uint64_t device, const std::filesystem::path& sysBlock);
 
 /// True if a file system on device `folderDevice` takes its space from the block device `imageDevice`, directly, as a

@@ -18,7 +18,7 @@ namespace salvor {
 
 namespace {
 
-// A lower limit than there is can always be set; a higher one fails and leaves what there is.
+// A limit can always be lowered; raising it fails and leaves the present one.
 template <class Resource>
 void Limit(Resource resource, rlim_t most) {
     const rlimit limit{most, most};
@@ -34,7 +34,7 @@ void SetLimits(const SandboxLimits& limits) {
         Limit(RLIMIT_FSIZE, 0);
     }
     if (limits.memory > 0 && !IsSanitized) {
-        // What malloc keeps for every thread by itself would count as used.
+        // With an arena for each thread, malloc's reserves would count as used memory.
         mallopt(M_ARENA_MAX, 1);
         Limit(RLIMIT_DATA, static_cast<rlim_t>(limits.memory));
     }
@@ -65,7 +65,7 @@ public:
     std::uint8_t RefusedRules() const { return refused_; }
 
 private:
-    // Calls that this processor's kernel does not have are passed over; that is not a refusal.
+    // Calls that this processor's kernel does not have are skipped; they do not count as refused.
     void Add(std::uint32_t action, int call, std::span<const scmp_arg_cmp> conditions) {
         const auto count = static_cast<unsigned int>(conditions.size());
         if (seccomp_rule_add_array(filter_.get(), action, call, count, conditions.data()) < 0) {
@@ -92,24 +92,24 @@ Sandbox LoadFilter() {
     filter.Allow({SCMP_SYS(rt_sigaction), SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn), SCMP_SYS(sigaltstack)});
     filter.Allow({SCMP_SYS(clock_gettime), SCMP_SYS(clock_nanosleep), SCMP_SYS(nanosleep), SCMP_SYS(gettimeofday),
                   SCMP_SYS(restart_syscall), SCMP_SYS(getrandom), SCMP_SYS(exit), SCMP_SYS(exit_group)});
-    // The C library asks the state of an open file with an empty path.
+    // The C library queries an open file through an empty path.
     filter.AllowIf(SCMP_SYS(newfstatat), {3, SCMP_CMP_MASKED_EQ, AT_EMPTY_PATH, AT_EMPTY_PATH});
-    // Memory never becomes code.
+    // Memory never becomes executable.
     filter.AllowIf(SCMP_SYS(mmap), {2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0});
     filter.AllowIf(SCMP_SYS(mprotect), {2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0});
-    // Threads, but no processes. The flags of clone3 lie in memory, where no filter sees them; the C library then takes
-    // clone.
+    // Threads, but no processes. The flags of clone3 are in memory, where the filter cannot see them; without it the C
+    // library uses clone.
     filter.AllowIf(SCMP_SYS(clone), {0, SCMP_CMP_MASKED_EQ, CLONE_THREAD, CLONE_THREAD});
     filter.Fail(SCMP_SYS(clone3), ENOSYS);
-    // Abort, not signals to others.
+    // For abort, but no signals to other processes.
     filter.AllowIf(SCMP_SYS(tgkill), {0, SCMP_CMP_EQ, static_cast<scmp_datum_t>(getpid()), 0});
-    // What libraries ask for and can do without.
+    // Calls that libraries make but do not need.
     filter.Fail(SCMP_SYS(ioctl), ENOTTY);
     filter.Fail(SCMP_SYS(prctl), EPERM);
     filter.Fail(SCMP_SYS(prlimit64), EPERM);
     filter.Fail(SCMP_SYS(readlink), EPERM);
     if (IsSanitized) {
-        // To find out whether memory may be read.
+        // Sanitizers use a pipe to find out whether memory can be read.
         filter.Allow({SCMP_SYS(pipe), SCMP_SYS(pipe2)});
     }
     return {filter.Load() ? SandboxKind::Filter : SandboxKind::LimitsOnly, filter.RefusedRules()};

@@ -4,7 +4,7 @@
 
 namespace salvor {
 
-/// The program was built with sanitizers that need address space without bound and make reports of their own.
+/// The program was built with sanitizers, which need unlimited address space and print reports.
 #if defined(__SANITIZE_ADDRESS__)
 inline constexpr bool IsSanitized = true;
 #elif defined(__has_feature)
@@ -18,17 +18,17 @@ inline constexpr bool IsSanitized = false;
 #endif
 
 struct SandboxLimits {
-    /// Bytes of memory; no limit in a sanitizer's build.
+    /// Memory limit in bytes; ignored in a sanitizer build.
     std::int64_t memory = 0;
-    /// May regular files that are open be written?
+    /// May open regular files be written to?
     bool mayWrite = false;
-    /// For tests: false behaves as on a kernel without filters.
+    /// For tests: false acts as on a kernel without filters.
     bool withFilter = true;
 };
 
-/// What holds the process from now on.
+/// How the process is confined from now on.
 enum class SandboxKind : std::uint8_t {
-    /// Limits alone, which let no file be opened: the kernel offers no filter of system calls.
+    /// Only by limits, which prevent files from being opened: the kernel has no filter for system calls.
     LimitsOnly = 1,
     /// Any attempt to open a file, to start a process or to reach a network ends the process with SIGSYS.
     Filter = 2,
@@ -36,12 +36,12 @@ enum class SandboxKind : std::uint8_t {
 
 struct Sandbox {
     SandboxKind kind = SandboxKind::LimitsOnly;
-    /// System calls whose rule the kernel refused: a process that makes one is ended.
+    /// The number of system calls whose rule the kernel refused: a process that makes one is ended.
     std::uint8_t refusedRules = 0;
 };
 
-/// From now on the process, with all its threads, may compute, start threads, read and write what is open, and end.
-/// There is no way back.
+/// From now on the process, with all its threads, can only compute, start threads, read and write what is open, and
+/// end. This cannot be undone.
 Sandbox EnterSandbox(const SandboxLimits& limits);
 
 }  // namespace salvor

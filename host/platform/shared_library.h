@@ -5,22 +5,23 @@
 
 namespace salvor {
 
-/// A system library that is loaded on demand and stays loaded. Most of the program's processes live only for a moment,
-/// and some libraries take longer than that to load.
+/// A system library that is loaded on demand and stays loaded. Most processes of the program are short-lived, and some
+/// libraries take longer to load than such a process lives.
 class SharedLibrary {
 public:
     SharedLibrary() = default;
-    /// `name` is the loader's: "libm.so.6".
+    /// `name` is the loader's name for it: "libm.so.6".
     explicit SharedLibrary(const std::string& name);
 
-    /// Points `function` at the one of this name in the library or in one that it uses; null if there is none.
+    /// Points `function` at the function of this name in the library or in one of its dependencies; null if there is
+    /// none.
     template <class Function>
     void Take(Function*& function, const char* name) {
         function = std::bit_cast<Function*>(Find(name));
         hasAll_ = hasAll_ && function != nullptr;
     }
 
-    /// The library is loaded, and all functions taken so far are there.
+    /// True if the library is loaded and has all functions that were asked for so far.
     bool HasAll() const { return handle_ != nullptr && hasAll_; }
 
 private:

@@ -35,7 +35,7 @@ SharedMemory::SharedMemory(int descriptor, std::size_t size) : size_(size) {
     if (fstat(descriptor, &info) != 0 || (info.st_size < wanted && ftruncate(descriptor, wanted) != 0)) {
         throw std::bad_alloc();
     }
-    // Its part may not be taken away by the other process.
+    // Seals the size: the other process must not be able to shrink the memory.
     fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK);
     void* const mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     if (mapped == MAP_FAILED) {

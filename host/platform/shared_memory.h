@@ -13,13 +13,13 @@ namespace salvor {
 /// Not open, with the system's error set, if there is no memory.
 FileDescriptor MakeMemoryFile(std::string_view bytes, std::string_view behind = {});
 
-/// All bytes of a file that another process has made so.
+/// All bytes of a file that another process has made with `MakeMemoryFile`.
 std::string ReadMemoryFile(int descriptor);
 
-/// Memory that several processes see.
+/// Memory that several processes share.
 class SharedMemory {
 public:
-    /// The first `size` bytes of a file in memory, which is made longer if need be. Throws `std::bad_alloc`.
+    /// Maps the first `size` bytes of a file in memory, which is extended if needed. Throws `std::bad_alloc`.
     SharedMemory(int descriptor, std::size_t size);
     SharedMemory(SharedMemory&& other) noexcept
         : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
@@ -30,7 +30,7 @@ public:
     }
     ~SharedMemory();
 
-    /// At the start of a page; zeros at first.
+    /// Page-aligned; zeros at first.
     void* Data() const { return data_; }
 
 private:

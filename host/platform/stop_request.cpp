@@ -31,7 +31,7 @@ void ListenForStop() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
-    // A program that was told to survive the end of its session does.
+    // A program started to survive the end of its session (nohup) keeps doing so.
     struct sigaction before {};
     if (sigaction(SIGHUP, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
         sigaction(SIGHUP, &action, nullptr);

@@ -2,12 +2,12 @@
 
 namespace salvor {
 
-/// Makes Ctrl-C, the end of the session and a request of the system to end ask for a clean stop. Asked for once more,
-/// the program ends at once, with status 130 and without another byte written to a file. A closed pipe and a file that
+/// Makes Ctrl-C, the end of the session and the system's termination request ask for a clean stop. A second request
+/// ends the program at once, with status 130 and without writing another byte to a file. A closed pipe and a file that
 /// grows too large become failed writes.
 void ListenForStop();
 
-/// In a process that works for another one: Ctrl-C and the like are that one's business.
+/// For a worker process: Ctrl-C and the like are left to the parent.
 void LeaveStopToParent();
 
 bool StopRequested();

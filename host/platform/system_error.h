@@ -4,16 +4,16 @@
 
 namespace salvor {
 
-/// Why a call of the system failed; a value, so that it can be kept and compared.
+/// The reason why a system call failed; a value, so that it can be stored and compared.
 class SystemError {
 public:
     /// No error.
     SystemError() = default;
-    /// That of the last call that failed on this thread.
+    /// The error of the last failed call on this thread.
     static SystemError Last();
-    /// The disk has no room left, or the person's share of it is used up.
+    /// The disk is full, or the user's quota is used up.
     static SystemError DiskFull();
-    /// The entry is something else than what was to be opened.
+    /// The entry is not of the expected kind.
     static SystemError WrongKind();
 
     explicit operator bool() const { return code_ != 0; }
@@ -21,7 +21,7 @@ public:
     bool IsMissingEntry() const;
     bool IsTakenName() const;
     bool IsDiskFull() const;
-    /// The system's text for people.
+    /// The system's message.
     std::string Text() const;
 
 private:

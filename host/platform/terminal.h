@@ -4,16 +4,16 @@
 
 namespace salvor {
 
-/// The streams on which a person reads what the program says.
+/// The streams on which the user reads the program's messages.
 enum class PersonStream { Output, Error };
 
 /// True if the stream is a terminal that shows colours and NO_COLOR is not set.
 bool ShowsColours(PersonStream stream);
 
-/// True if standard error is a terminal on which a line can be drawn again.
+/// True if standard error is a terminal on which a line can be redrawn.
 bool CanRedrawLine();
 
-/// Letters that fit into a line of it.
+/// The width in characters of a line on standard error.
 std::size_t TerminalColumns();
 
 }  // namespace salvor

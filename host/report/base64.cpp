@@ -7,7 +7,7 @@
 namespace salvor {
 
 std::string ToBase64(std::span<const std::uint8_t> bytes) {
-    // A zero stands behind the text.
+    // The encoder appends a zero.
     std::vector<unsigned char> text((bytes.size() + 2) / 3 * 4 + 1);
     const int length = EVP_EncodeBlock(text.data(), bytes.data(), static_cast<int>(bytes.size()));
     return {text.begin(), text.begin() + length};
@@ -19,7 +19,7 @@ std::vector<std::uint8_t> FromBase64(std::string_view text) {
     if (text.size() % 4 != 0 || EVP_DecodeBlock(bytes.data(), coded.data(), static_cast<int>(coded.size())) < 0) {
         return {};
     }
-    // What fills up is decoded as zeros.
+    // Padding is decoded as zeros.
     const auto filled =
         static_cast<std::size_t>(std::ranges::count(text.substr(std::max<std::size_t>(text.size(), 2) - 2), '='));
     bytes.resize(bytes.size() - std::min(bytes.size(), filled));

@@ -8,10 +8,10 @@
 
 namespace salvor {
 
-/// Bytes as text of RFC 4648, filled up with '='.
+/// Bytes as base64 text (RFC 4648), padded with '='.
 std::string ToBase64(std::span<const std::uint8_t> bytes);
 
-/// The bytes of such a text; none if it is something else.
+/// The bytes of such a text; none if it is not base64.
 std::vector<std::uint8_t> FromBase64(std::string_view text);
 
 }  // namespace salvor

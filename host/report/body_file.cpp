@@ -7,7 +7,7 @@ namespace salvor {
 
 namespace {
 
-// The field's separator has no way to be quoted.
+// The separator cannot be quoted, so it is replaced.
 std::string Field(const std::string& text) {
     std::string field;
     for (const char letter : Printable(text)) {
@@ -26,8 +26,8 @@ std::string NameOf(const ReportedFile& file) {
 
 }  // namespace
 
-// MD5|name|inode|mode|UID|GID|size|atime|mtime|ctime|crtime, 0 for what is not known. The inode's place is taken by the
-// first sector.
+// MD5|name|inode|mode|UID|GID|size|atime|mtime|ctime|crtime, with 0 for unknown values. The first sector stands in for
+// the inode.
 void WriteBodyFile(ReportReader& reader, const TextSink& sink) {
     for (ReportedFile file; reader.Next(file);) {
         const OriginalEntry& original = file.original;

@@ -16,7 +16,7 @@ constexpr std::string_view Names =
 
 std::string Field(std::string_view text) {
     std::string field = Printable(text);
-    // Spreadsheets run what begins in this way.
+    // Spreadsheets execute fields that begin in this way.
     if (!field.empty() && std::string_view("=+-@").find(field.front()) != std::string_view::npos) {
         field.insert(0, 1, '\'');
     }

@@ -23,7 +23,7 @@ constexpr const char* Head =
 <metadata><dc:type>Carve Report</dc:type></metadata>
 )";
 
-// Neither control characters nor the two last code points of the plane have a place in XML.
+// XML allows neither control characters nor the two last code points of the plane.
 std::string XmlText(std::string_view text) {
     std::string clean = Printable(text);
     for (const std::string_view letter : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
@@ -87,7 +87,7 @@ void AddRuns(xml_node object, const ReportedFile& file, std::int64_t sectorSize)
     }
 }
 
-// What the format has no names for.
+// Elements for facts that the format has no names for.
 void AddOwn(xml_node object, const ReportedFile& file) {
     AddText(object, "salvor:verdict", VerdictName(file.verdict));
     AddText(object, "salvor:why", file.why);
@@ -116,7 +116,7 @@ void AddOwn(xml_node object, const ReportedFile& file) {
     }
 }
 
-// The elements stand in the schema's order.
+// The elements are in the order of the schema.
 void AddFile(xml_node parent, const ReportedFile& file, std::int64_t number, std::int64_t sectorSize) {
     xml_node object = parent.append_child("fileobject");
     AddText(object, "filename", file.path);
@@ -135,7 +135,7 @@ void AddFile(xml_node parent, const ReportedFile& file, std::int64_t number, std
     AddOwn(object, file);
 }
 
-// Who wrote it, and of what.
+// The program that wrote the report, and the image that it is about.
 void AddOrigin(xml_node parent, const ReportSummary& summary) {
     xml_node creator = parent.append_child("creator");
     AddText(creator, "program", "salvor");
@@ -155,7 +155,7 @@ void AddMedium(xml_node parent, const ReportSummary& summary) {
     }
 }
 
-// A few elements at a time: the whole would not fit the memory for a million files.
+// Writes a few elements at a time: for a million files, the whole would not fit into memory.
 template <class Add>
 void Write(const TextSink& sink, Add add) {
     pugi::xml_document document;

@@ -42,7 +42,7 @@ void FolderReport::TakeOver() {
                 AddLine(record, true);
             }
         } catch (const Json::exception&) {
-            // A line that was cut: its file will be looked at again.
+            // The line is incomplete: its file will be looked at again.
         } catch (const std::invalid_argument&) {
         }
     }
@@ -79,7 +79,7 @@ void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>
             ordered.TakeName();
             isWritten = true;
         } catch (const Failure&) {
-            // No room for a second copy: the lines as they came are as true.
+            // No room for a second copy; the lines in their present order are just as true.
             folder_.Remove(name_ + ".part");
         }
     }

@@ -13,23 +13,23 @@
 
 namespace salvor {
 
-/// `report.jsonl` of a folder: one line for every recovered file that is in it, whichever run wrote it. It grows with
-/// the files, so that it is true whenever the run ends; where two lines have the same path, the later one holds. Throws
-/// `Failure` (losses) when it cannot be written.
+/// `report.jsonl` of a folder: one line for every recovered file in it, whichever run wrote it. It grows with the
+/// files, so that it is true whenever the run ends; of two lines with the same path, the later one holds. Throws
+/// `Failure` (losses) if it cannot be written.
 class FolderReport {
 public:
-    /// Takes over what earlier runs reported of files that are still there, unless `anew`. A piece has its own report.
+    /// Takes over what earlier runs reported about files that still exist, unless `anew`. A piece has its own report.
     /// The folder outlives this.
     FolderReport(const Folder& folder, bool anew, const std::optional<Piece>& piece = std::nullopt);
 
     /// See `LineFile`.
     void KeepRoom(std::int64_t bytes) { lines_.KeepRoom(bytes); }
-    /// The record of a file that is in the folder.
+    /// Adds the record of a file in the folder.
     void Add(const Json& record);
-    /// What was added reaches stable storage.
+    /// Brings what was added to stable storage.
     void Sync() { lines_.Sync(); }
-    /// Puts the lines in the order of the files on the medium, one a path, and after them the summary, which is told
-    /// what earlier runs have left.
+    /// Orders the lines as the files are on the medium, one for each path, and appends the summary. `summary` gets the
+    /// counts of files that earlier runs left.
     void Finish(const std::function<Json(const FolderCounts& earlier)>& summary);
 
 private:

@@ -6,7 +6,7 @@ namespace salvor {
 
 namespace {
 
-// A count that a medium may have; -1 for anything else.
+// A count that is possible for a medium; -1 for anything else.
 std::int64_t NumberIn(const Json& object, const char* name) {
     constexpr std::int64_t most = std::int64_t{1} << 61U;
     const auto field = object.is_object() ? object.find(name) : object.end();
@@ -19,8 +19,7 @@ std::optional<std::int64_t> StartIn(const Json& object, const char* name) {
     return start < 0 ? std::nullopt : std::optional(start);
 }
 
-// A list of starts and lengths on a medium; nothing for numbers that no medium has. `startOf` gives the start of an
-// element.
+// A list of starts and lengths on a medium; nothing for impossible numbers. `startOf` gives the start of an element.
 template <class Pair, class StartOf>
 std::optional<std::vector<Pair>> PairsFromJson(const Json& record, const char* key, const char* length,
                                                StartOf startOf) {

@@ -12,20 +12,20 @@
 
 namespace salvor {
 
-/// JSON whose objects keep the order in which they were filled.
+/// JSON whose objects keep the order of insertion.
 using Json = nlohmann::ordered_json;
 
-/// The value on one line with its line break; bytes that are not UTF-8 are replaced.
+/// The value on one line, with a line break; bytes that are not UTF-8 are replaced.
 std::string JsonLine(const Json& value);
 
 /// The JSON value on a line; a discarded one when there is none.
 Json ParseJsonLine(const std::string& line);
 
-/// A whole number. Throws `std::invalid_argument` for anything else.
+/// An integer. Throws `std::invalid_argument` for anything else.
 std::int64_t IntegerOf(const Json& value);
 
-/// The whole number in a record's field. Throws a JSON exception if there is no such field, `std::invalid_argument` if
-/// it holds anything else.
+/// The integer in a record's field. Throws a JSON exception if there is no such field, `std::invalid_argument` if it is
+/// not an integer.
 std::int64_t IntegerIn(const Json& record, const char* key);
 
 /// An array of {"first", "count"}.
@@ -34,7 +34,7 @@ Json RangesToJson(const std::vector<SectorRange>& ranges);
 /// An array of {"start_sector", "bytes"}; holes have {"zeros": true} in place of a start.
 Json ExtentsToJson(const std::vector<Extent>& extents);
 
-/// The extents of a record's field, as `ExtentsToJson` writes them; nothing if it holds something else.
+/// The extents in a record's field, as `ExtentsToJson` writes them; nothing if it has anything else.
 std::optional<std::vector<Extent>> ExtentsFromJson(const Json& record, const char* key);
 
 /// An array of pairs: largest sizes in bytes by factory index.
@@ -43,8 +43,8 @@ Json CapsToJson(const std::map<std::int32_t, std::int64_t>& caps);
 /// Throws a JSON exception for anything else.
 std::map<std::int32_t, std::int64_t> CapsFromJson(const Json& caps);
 
-/// The ranges of a record's field, as `RangesToJson` writes them; nothing if it holds something else, such as sectors
-/// that no medium has.
+/// The ranges in a record's field, as `RangesToJson` writes them; nothing if it has anything else, including impossible
+/// sectors.
 std::optional<std::vector<SectorRange>> RangesFromJson(const Json& record, const char* key);
 
 }  // namespace salvor

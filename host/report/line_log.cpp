@@ -24,7 +24,7 @@ LineLog::LineLog(const FilePlace& place, std::string what, const std::string& dr
 }
 
 void LineLog::Add(const std::string& lines) {
-    // A longer backlog is written without waiting for the caller's flush.
+    // A longer backlog is written without waiting for `Flush`.
     constexpr std::size_t pendingLimit = 1U << 20U;
     pending_ += lines;
     if (pending_.size() > pendingLimit) {
@@ -69,7 +69,7 @@ std::string LastLineOf(File& file) {
 }
 
 bool LineReader::Next(std::string& line) {
-    // A file may list many others that begin inside it.
+    // The record of a file may list many others that begin inside it.
     constexpr std::size_t longest = std::size_t{16} << 20U;
     line.clear();
     wasCut_ = true;

@@ -9,20 +9,20 @@
 
 namespace salvor {
 
-/// A file of lines that is only ever appended to, so that what is there after a crash is good. What it was told reaches
-/// the file with `Flush`, and stable storage with `Sync`. Throws `Failure` when the file cannot be made or written.
+/// A file of lines that is only ever appended to, so that what is in it after a crash is valid. Lines reach the file
+/// with `Flush`, and stable storage with `Sync`. Throws `Failure` if the file cannot be created or written.
 class LineLog {
 public:
-    /// Makes a new file in place of one that is there. `what` names it to the person: "finds file".
+    /// Creates a new file, replacing an existing one. `what` is its name in messages: "finds file".
     LineLog(const FilePlace& place, std::string what);
-    /// Makes it as a draft with a name that ends with `draftSuffix`; one that is there stays until `TakeName`.
+    /// Creates a draft with a name that ends with `draftSuffix`; an existing file stays until `TakeName`.
     LineLog(const FilePlace& place, std::string what, const std::string& draftSuffix);
 
-    /// Whole lines.
+    /// Appends whole lines.
     void Add(const std::string& lines);
     void Flush();
     void Sync();
-    /// Replaces the earlier file, now that the draft holds everything it did. More lines may follow.
+    /// Replaces the earlier file, once the draft holds everything that it did. More lines may follow.
     void TakeName();
 
 private:
@@ -36,23 +36,23 @@ private:
     std::string pending_;
 };
 
-/// The last line of a file, without its line break; empty if it was cut or is longer than a MiB.
+/// The last line of a file, without its line break; empty if it is incomplete or longer than a MiB.
 std::string LastLineOf(File& file);
 
-/// Reads a file of lines that others may have written.
+/// Reads a file of lines that may come from anywhere.
 class LineReader {
 public:
-    /// The file outlives this and is read from where it stands.
+    /// The file outlives this and is read from its current position on.
     explicit LineReader(File& file) : file_(file) {}
 
-    /// Reads a line without its line break. One that is longer than any record is skipped and given as empty text.
-    /// False at the end of the file.
+    /// Reads a line without its line break. A line that is longer than any record is skipped and returned as empty
+    /// text. False at the end of the file.
     bool Next(std::string& line);
 
-    /// Where the line behind the last one begins, in bytes from where reading began.
+    /// The offset of the line after the last one, in bytes from where reading began.
     std::int64_t Offset() const { return filled_ - static_cast<std::int64_t>(end_ - next_); }
 
-    /// The line that was read last had no line break: it was cut.
+    /// True if the last line had no line break, so that it is incomplete.
     bool WasCut() const { return wasCut_; }
 
 private:

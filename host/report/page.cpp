@@ -28,7 +28,7 @@ namespace salvor {
 
 namespace {
 
-// As JSON for the inside of an HTML script, which only a `<` could end.
+// JSON for use inside an HTML script, which only a `<` could end.
 std::string ScriptJson(const Json& value) {
     std::string text;
     for (const char c : value.dump(-1, ' ', false, Json::error_handler_t::replace)) {
@@ -49,7 +49,7 @@ std::vector<std::uint8_t> Sha256Of(std::string_view text) {
     return digest;
 }
 
-// The bytes of a SHA-256 in hexadecimal; none if it is something else.
+// The bytes of a SHA-256 in hexadecimal; none if it is anything else.
 std::vector<std::uint8_t> BytesOfHash(std::string_view hex) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::vector<std::uint8_t> bytes;
@@ -100,7 +100,7 @@ private:
     std::string values_;
 };
 
-// Values that come again and again, by number.
+// Numbers for values that occur again and again.
 template <class Value>
 class Numbered {
 public:
@@ -118,7 +118,7 @@ private:
     std::vector<Value> values_;
 };
 
-// The files of a report as the page's script wants them.
+// The files of a report, in the form that the page's script reads.
 class PageData {
 public:
     void Add(const ReportedFile& file) {
@@ -129,7 +129,7 @@ public:
         verdict_.Add(static_cast<std::int64_t>(file.verdict));
         why_.Add(whys_.NumberOf(file.why));
         const std::string hash = ToBase64(BytesOfHash(file.sha256));
-        // 32 bytes take 43 digits and a sign that fills up.
+        // 32 bytes take 43 digits and one padding character.
         hashes_ += hash.empty() ? std::string(43, ' ') : hash.substr(0, 43);
         AddPlace(file);
         AddOriginal(file.original);
@@ -205,7 +205,7 @@ private:
     }
 
     void AddPlace(const ReportedFile& file) {
-        // The script knows how files are named.
+        // The script knows how files are usually named.
         const std::string usual = fmt::format("{0}/f{1:010}.{0}", file.extension, file.startSector);
         AddIf(file.path != usual, "path", file.path);
         std::string others;
@@ -220,7 +220,7 @@ private:
         if (file.extents.size() > 1) {
             salvor::Json pieces = salvor::Json::array();
             for (const Extent& piece : file.extents) {
-                // Zeros that lie nowhere are on no map.
+                // Holes are not on the map.
                 if (!piece.IsHole()) {
                     pieces.push_back({piece.startSector, piece.bytes});
                 }
@@ -274,7 +274,7 @@ private:
     Numbered<std::string> folders_;
 };
 
-// What the page may do: nothing but run its own script, wear its own style and show files beside it.
+// The policy allows the page its own script, its own style and the files beside it, nothing else.
 std::string Policy() {
     return fmt::format(
         "default-src 'none'; script-src 'sha256-{}'; style-src 'sha256-{}'; "

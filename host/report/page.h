@@ -4,11 +4,11 @@
 
 namespace salvor {
 
-/// The name of the page in the folder.
+/// The page's name in the folder.
 inline constexpr const char* PageName = "index.html";
 
-/// Writes the page of a folder from its report, in place of one that is there: one file that needs no other but the
-/// recovered ones. Throws `Failure`: not started when there is no report, losses when the page cannot be written.
+/// Writes the page of a folder from its report, replacing an existing page. It is one file that needs only the
+/// recovered files. Throws `Failure`: not started if there is no report, losses if the page cannot be written.
 void WritePage(const Folder& folder);
 
 }  // namespace salvor

@@ -4,9 +4,9 @@
 
 namespace salvor {
 
-// The parts of the page that are the same for every folder; the build makes them from the files in host/report/page.
+// The parts of the page that are the same for every folder. The build makes them from the files in host/report/page.
 
-/// With {{policy}}, {{style}}, {{data}}, {{hashes}} and {{script}} where these go, in this order.
+/// With the placeholders {{policy}}, {{style}}, {{data}}, {{hashes}} and {{script}}, in this order.
 extern const std::string_view PageHtml;
 extern const std::string_view PageStyle;
 extern const std::string_view PageScript;

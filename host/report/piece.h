@@ -8,20 +8,21 @@
 
 namespace salvor {
 
-/// One of the pieces into which work is cut for several machines; counts from 1.
+/// One of the pieces into which work is divided for several machines; counts from 1.
 struct Piece {
     std::int64_t number = 1;
     std::int64_t count = 1;
 };
 
-/// The suffix of a piece's part of a file that all pieces make together: ".3-of-16".
+/// The suffix of a piece's part of a file that all pieces write together: ".3-of-16".
 std::string SuffixOf(const Piece& piece);
 
-/// The piece that keeps its part of `name` in a file of this name: 3 of 16 for `name.3-of-16`. Nothing for other files.
+/// The piece whose part of `name` is in a file of this name: 3 of 16 for `name.3-of-16`. Nothing for other files.
 std::optional<Piece> PieceNamed(std::string_view file, std::string_view name);
 
-/// The pieces that are not done yet, for people: "2, 5 of 16". If the work was cut in several ways, those of the cut
-/// that is furthest. Empty if all pieces of a cut are done. `count` is the number of pieces where nothing is done yet.
+/// The unfinished pieces, for messages: "2, 5 of 16". If the work was divided in several ways, those of the division
+/// that is furthest on. Empty if all pieces of a division are done. `count` is the number of pieces to assume if none
+/// is done yet.
 std::string MissingPieces(const std::vector<Piece>& done, std::int64_t count = 0);
 
 }  // namespace salvor

@@ -18,7 +18,7 @@ Json TypeToJson(std::int32_t type) {
     return {{"index", type}, {"name", FileTypeCatalog[type].name}, {"extension", ExtensionOf(type)}};
 }
 
-// What the scanner of the file's own type reported, else another; null where none did.
+// The size that the scanner of the file's own type reported, else that of another; null if there is none.
 Json ReportedSize(const PlannedFile& file) {
     if (file.reported.empty()) {
         return nullptr;
@@ -27,7 +27,7 @@ Json ReportedSize(const PlannedFile& file) {
     return own == file.reported.end() ? file.reported.front().size : own->size;
 }
 
-// What is known of them.
+// Only the details that are known.
 Json DetailsRecord(const FileDetails& details) {
     Json record = Json::object();
     for (const auto& [name, text] : {std::pair("taken", &details.taken),
@@ -45,7 +45,7 @@ Json DetailsRecord(const FileDetails& details) {
     return record;
 }
 
-// "2024-02-29T12:00:00Z"; without the letter where the zone is not known.
+// "2024-02-29T12:00:00Z"; without the Z if the zone is unknown.
 std::string TimeText(std::int64_t seconds, bool isLocal) {
     constexpr std::int64_t secondsOfDay = 86400;
     const std::chrono::sys_days day{
@@ -60,7 +60,7 @@ std::string TimeText(std::int64_t seconds, bool isLocal) {
 Json KnownToJson(const KnownFile& known) {
     Json record{{"volume", known.volume}, {"path", known.path}, {"size", known.size}, {"deleted", known.isDeleted}};
     for (const auto& [name, field] : TimeFields) {
-        // Other years than those of four digits are no times of files.
+        // Years with more or fewer than four digits are not real times of files.
         constexpr std::int64_t first = -62135596800;
         constexpr std::int64_t last = 253402300799;
         if (const auto time = known.times.*field; time && *time >= first && *time <= last) {
@@ -174,7 +174,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
     if (result.unreadableBytes > 0) {
         flags.push_back("unreadable sectors");
     }
-    // Validating does not read all of a file, and a dying disk may have failed since.
+    // Validating does not read all of a file, and a dying disk may have failed since then.
     const Finding finding = result.unreadableBytes > 0 ? WithUnreadableBytes(file.finding) : file.finding;
     Json record{{"record", "file"},
                 {"path", file.path},

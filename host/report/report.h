@@ -15,14 +15,14 @@
 
 namespace salvor {
 
-/// The file in a folder that tells of its recovered files.
+/// The name of a folder's report of its recovered files.
 inline constexpr const char* ReportName = "report.jsonl";
 
 /// Files of one kind.
 struct FileCounts {
     std::int64_t files = 0;
     std::int64_t bytes = 0;
-    /// By verdict; its last, that there is no file, stays 0.
+    /// Counts by verdict; the last one, for `NoFile`, stays 0.
     std::array<std::int64_t, 5> byVerdict{};
 
     void Add(Verdict verdict, std::int64_t size) {
@@ -46,46 +46,47 @@ struct FolderCounts {
     /// By extension; plain text is counted apart.
     std::map<std::string, FileCounts> byExtension;
     FileCounts text;
-    /// Of the files of plain text those that begin in the middle.
+    /// Among the files of plain text, those that begin in the middle.
     std::int64_t pieces = 0;
-    /// Files that hold zeros for sectors that cannot be read.
+    /// Files with zeros in place of unreadable sectors.
     std::int64_t withUnreadable = 0;
 
-    /// Counts the file of a record. Throws a JSON exception for one that was not written by `FileRecord`.
+    /// Counts the file of a record. Throws a JSON exception if `FileRecord` did not write it.
     void Add(const Json& record);
     void Add(const FolderCounts& other);
 };
 
-/// What a run made of a plan, for the summary.
+/// The result of writing a plan, for the summary.
 struct ExtractTotals {
     std::int64_t written = 0;
     std::int64_t alreadyThere = 0;
     std::int64_t failed = 0;
-    /// Files of this run that are in the folder now.
+    /// Files of this run that are now in the folder.
     FolderCounts there;
-    /// What became no file, by reason.
+    /// What became no file, counted by reason.
     std::map<std::string, std::int64_t> passedOver;
 };
 
-/// A file of lines that is written under a temporary name until it has all that its own name promises. Throws `Failure`
-/// (losses) when it cannot be written.
+/// A file of lines that has a temporary name until it holds everything that it should. Throws `Failure` (losses) if it
+/// cannot be written.
 class LineFile {
 public:
     /// The folder outlives this.
     LineFile(const Folder& folder, std::string name);
 
-    /// Keeps room on the disk for as many bytes, where the file system can: other files that fill it cost no line then.
+    /// Reserves room on the disk for this many bytes, if the file system can, so that other files that fill the disk
+    /// cost no line.
     void KeepRoom(std::int64_t bytes) { file_.KeepRoom(bytes); }
-    /// Whole lines.
+    /// Appends whole lines.
     void Add(const std::string& lines);
-    /// What was added reaches stable storage.
+    /// Brings what was added to stable storage.
     void Sync();
-    /// All that was promised is there: gives the file its name, in place of one that has it. More lines may follow.
+    /// Gives the complete file its name, replacing an existing one. More lines may follow.
     void TakeName();
-    /// Gives back what room is left.
+    /// Gives back the room that is left.
     void ReleaseRoom() { file_.ReleaseRoom(); }
 
-    /// Bytes that were added.
+    /// The number of bytes that were added.
     std::int64_t Size() const { return size_; }
     std::string Read(std::int64_t offset, std::size_t length);
 
@@ -101,8 +102,8 @@ private:
     std::int64_t size_ = 0;
 };
 
-/// One line of the report: a file that is in the folder. `sectorSize` in bytes; `known` is what a file system knows of
-/// the file, null if nothing.
+/// One line of the report: a file in the folder. `sectorSize` in bytes; `known` is what a file system knows about the
+/// file, or null.
 Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize,
                 const KnownFile* known = nullptr);
 
@@ -115,10 +116,11 @@ Json UnwrittenRecord(const PlannedFile& file, std::string_view reason);
 /// Files and bytes of a kind, with the number of files by verdict.
 Json CountsToJson(const FileCounts& counts);
 
-/// The last three lines of a run: what was found, how much of it is sure, and where to look. `folder` holds the files.
+/// The last three lines of a run: what was found, how much of it is certain, and where to look. `folder` is the one
+/// with the files.
 std::string ClosingLines(const FolderCounts& counts, const std::string& folder);
 
-/// The table at the end of a run, for the person; `earlier` files of other runs are in the folder too.
+/// The table at the end of a run; `earlier` counts files of other runs in the folder.
 std::string TotalsTable(const ExtractTotals& totals, std::int64_t earlier);
 
 }  // namespace salvor

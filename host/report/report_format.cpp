@@ -6,7 +6,7 @@ namespace salvor {
 
 namespace {
 
-// All of it as one value, for tools that take no JSON lines.
+// The report as one JSON value, for tools that cannot read JSON lines.
 void WriteJson(ReportReader& reader, const TextSink& sink) {
     const ReportSummary& summary = reader.Summary();
     const Json medium{{"image", summary.image},

@@ -36,13 +36,13 @@ std::optional<std::int64_t> NumberAt(const Json& record, const char* key) {
                                                                : std::nullopt;
 }
 
-// One that counts bytes or sectors; -1 for anything else.
+// A number of bytes or sectors; -1 for anything else.
 std::int64_t CountAt(const Json& record, const char* key) {
     const std::int64_t count = NumberAt(record, key).value_or(-1);
     return count <= MostBytes ? std::max<std::int64_t>(count, -1) : -1;
 }
 
-// The objects of a field that is a list of such.
+// The objects in a field that is a list of objects.
 std::vector<Json> ObjectsAt(const Json& record, const char* key) {
     std::vector<Json> objects;
     if (const auto list = record.find(key); list != record.end() && list->is_array()) {
@@ -51,7 +51,7 @@ std::vector<Json> ObjectsAt(const Json& record, const char* key) {
     return objects;
 }
 
-// "2024-02-29T12:00:00Z", and without the letter where the zone is not known; then it is taken for UTC.
+// "2024-02-29T12:00:00Z", or without the Z if the zone is unknown; then UTC is assumed.
 std::optional<std::int64_t> TimeAt(const Json& record, const char* key) {
     const std::string text = TextAt(record, key);
     std::array<std::int64_t, 6> parts{};
@@ -100,7 +100,7 @@ FileDetails DetailsOf(const Json& record) {
             TextAt(*details, "preview")};
 }
 
-// Empty for pieces that no medium has.
+// Empty for impossible pieces.
 std::vector<Extent> ExtentsOf(const Json& record, const ReportedFile& file) {
     if (!record.contains("extents")) {
         return {{file.startSector, file.size}};
@@ -108,7 +108,7 @@ std::vector<Extent> ExtentsOf(const Json& record, const ReportedFile& file) {
     return ExtentsFromJson(record, "extents").value_or(std::vector<Extent>());
 }
 
-// The raw text of a path in a line as the report has it; none in a line that was cut, which replaces no other.
+// The raw text of the path in a line of the report; none in an incomplete line, which replaces no other.
 std::string_view RawPathOf(std::string_view line) {
     constexpr std::string_view before = R"("path":")";
     const std::size_t start = line.find(before);
@@ -228,7 +228,7 @@ void ReportReader::ReadSummary(const Json& record) {
     }
 }
 
-// What the folder says of its job has the same names.
+// The folder's job file has fields with the same names.
 void ReportReader::ReadJob(const Folder& folder) {
     File file = folder.Read("job.json");
     if (std::string line; file.IsOpen() && LineReader(file).Next(line)) {

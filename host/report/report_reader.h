@@ -15,9 +15,9 @@
 
 namespace salvor {
 
-/// What the file system still says of a file, where it is known. Times are in seconds since 1970, UTC.
+/// What the file system still knows about a file. Times are in seconds since 1970, UTC.
 struct OriginalEntry {
-    /// From the volume's root on, with slashes; empty where nothing is known.
+    /// From the volume's root on, with slashes; empty if nothing is known.
     std::string path;
     bool isDeleted = false;
     std::optional<std::int64_t> modified;
@@ -26,7 +26,7 @@ struct OriginalEntry {
     std::optional<std::int64_t> created;
 };
 
-/// What begins inside a file, as its line lists it.
+/// A file that begins inside another one, as the other one's line lists it.
 struct ReportedPart {
     std::int64_t startSector = 0;
     std::string extension;
@@ -34,11 +34,11 @@ struct ReportedPart {
     Verdict verdict = Verdict::NoFile;
 };
 
-/// A recovered file as the report tells of it. Names and phrases come from a medium: they may hold anything.
+/// A recovered file as the report describes it. Names and phrases come from a medium: they may contain anything.
 struct ReportedFile {
-    /// Below the folder, with slashes.
+    /// Relative to the folder, with slashes.
     std::string path;
-    /// Of the type that it has.
+    /// The name of the file's own type.
     std::string typeName;
     std::string extension;
     /// Factory indices of all types that claim it, its own first.
@@ -52,37 +52,37 @@ struct ReportedFile {
     std::string sha256;
     std::int64_t unreadableBytes = 0;
     std::vector<std::string> flags;
-    /// One at least.
+    /// At least one.
     std::vector<Extent> extents;
-    /// The path of the file in which it begins; empty for most.
+    /// The path of the file in which it begins; empty for most files.
     std::string container;
     std::vector<ReportedPart> embedded;
     OriginalEntry original;
     FileDetails details;
 };
 
-/// The file of a report's line; nothing for another record and for one that is damaged.
+/// The file in a report's record; nothing for other records and for damaged ones.
 std::optional<ReportedFile> FileOfRecord(const Json& record);
 
-/// What a report says as a whole. Of a run that was killed only the image is known.
+/// The report's facts about the whole run. After a run that was killed, only the image is known.
 struct ReportSummary {
     std::string image;
     std::int64_t imageSize = 0;
     std::int32_t sectorSize = 512;
-    /// The run behind it came to its end.
+    /// The run that wrote it came to its end.
     bool isComplete = false;
     std::vector<SectorRange> unreadable;
-    /// What the medium's format knows to be zeros, and what the scan has read as zeros.
+    /// Areas that the medium's format knows to be zeros, and areas that the scan has read as zeros.
     std::vector<SectorRange> zeros;
-    /// What became no file, by reason.
+    /// What became no file, counted by reason.
     std::map<std::string, std::int64_t> notWritten;
 };
 
-/// Reads the report of a folder, one file after the other, so that a million of them take little memory. Of lines with
-/// the same path the last one holds.
+/// Reads the report of a folder file by file, so that even a million files take little memory. Of lines with the same
+/// path, the last one holds.
 class ReportReader {
 public:
-    /// The folder outlives this. Throws `Failure` (not started) when there is no report in it.
+    /// The folder outlives this. Throws `Failure` (not started) if it has no report.
     explicit ReportReader(const Folder& folder);
 
     /// The next file, in the report's order; false at the end.
@@ -92,7 +92,7 @@ public:
     const Json& Record() const { return record_; }
 
     const ReportSummary& Summary() const { return summary_; }
-    /// Lines that are neither a file nor a summary: they were damaged.
+    /// Lines that are neither a file nor a summary, and so are damaged.
     std::int64_t DamagedLines() const { return damagedLines_; }
 
 private:
@@ -100,7 +100,7 @@ private:
     void ReadSummary(const Json& record);
     void ReadJob(const Folder& folder);
 
-    // By number of the line: a file that no later line tells of again.
+    // By line number: true for a file that no later line describes again.
     std::vector<bool> holds_;
     std::size_t line_ = 0;
     ReportSummary summary_;
@@ -110,7 +110,7 @@ private:
     LineReader lines_;
 };
 
-/// Opens a folder that holds recovered files. Throws `Failure` (not started) when it cannot be opened.
+/// Opens a folder of recovered files. Throws `Failure` (not started) if it cannot be opened.
 Folder OpenReportFolder(const std::string& path);
 
 }  // namespace salvor

@@ -12,8 +12,8 @@ namespace salvor {
 
 namespace {
 
-// Does the record say of the file what it would say now? Details may not be known yet; they follow from the rest.
-// Throws an exception of the standard library for a record that was not written by `FileRecord`.
+// Does the record equal the one that would be written now? Details are left out: they may not be known yet, and they
+// follow from the rest. Throws an exception of the standard library if `FileRecord` did not write the record.
 bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int32_t sectorSize) {
     WriteResult result;
     result.sha256 = record.at("sha256").get<std::string>();
@@ -21,7 +21,7 @@ bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int
     record.erase("details");
     Json expected = FileRecord(file, result, sectorSize, known);
     expected.erase("details");
-    // As text: bytes of a name that are not UTF-8 are replaced in both.
+    // Compared as text: bytes of a name that are not UTF-8 are replaced in both.
     return !result.sha256.empty() && JsonLine(record) == JsonLine(expected);
 }
 
@@ -88,7 +88,7 @@ std::optional<WrittenBefore::Written> WrittenBefore::Find(const PlannedFile& fil
                 return Written{*std::move(record), sources_[line->source].piece.has_value()};
             }
         } catch (const std::exception&) {
-            // The file is written again.
+            // Then the file is written again.
         }
     }
     return std::nullopt;

@@ -16,19 +16,19 @@
 
 namespace salvor {
 
-/// True if the folder holds a file of the planned path and size.
+/// True if the folder has a file with the planned path and size.
 bool IsThere(const Folder& folder, const PlannedFile& file);
 
-/// What incomplete runs have reported of the files in a folder: a run that was cut short, and the pieces of one that
-/// several machines share. Their files need not be compared with the medium again.
+/// The files in a folder that incomplete runs have reported: an interrupted run, and the pieces of a run that several
+/// machines share. These files need not be compared with the medium again.
 class WrittenBefore {
 public:
-    /// Knows nothing yet. The folder outlives this.
+    /// Empty at first. The folder outlives this.
     explicit WrittenBefore(const Folder& folder) : folder_(folder) {}
 
-    /// Reads the folder's report, unless that is complete, and those of all pieces.
+    /// Reads the folder's report, unless that is complete, and the reports of all pieces.
     void ReadAll();
-    /// Reads what an earlier run of this piece has reported, unless it came to its end.
+    /// Reads the report of an earlier run of this piece, unless that came to its end.
     void ReadPiece(const Piece& piece) { Read(ReportName + SuffixOf(piece), std::nullopt); }
 
     struct Written {
@@ -36,13 +36,13 @@ public:
         /// Written by one of several pieces, not by an earlier run.
         bool isOfPiece = false;
     };
-    /// The record of a planned file that exists and that an earlier run reported as the plan has it. `known` is what a
-    /// file system knows of it, or null; `sectorSize` in bytes.
+    /// The record of a planned file that exists and that an earlier run reported exactly as planned. `known` is what a
+    /// file system knows about it, or null; `sectorSize` in bytes.
     std::optional<Written> Find(const PlannedFile& file, const KnownFile* known, std::int32_t sectorSize);
 
     /// The sectors that the pieces could not read.
     const std::vector<SectorRange>& Unreadable() const { return unreadable_; }
-    /// The pieces that did not complete, as `MissingPieces` has them; empty if there are no pieces.
+    /// The pieces that did not complete, in the form of `MissingPieces`; empty if there are no pieces.
     std::string Missing() const;
     /// Removes the reports of the pieces.
     void RemovePieces() const;

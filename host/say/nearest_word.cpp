@@ -7,7 +7,7 @@ namespace salvor {
 
 namespace {
 
-// Letters to insert, remove or change to turn one word into the other.
+// How many letters must be inserted, removed or changed to turn one word into the other.
 std::size_t Distance(const std::string& a, const std::string& b) {
     std::vector<std::size_t> row(b.size() + 1);
     for (std::size_t j = 0; j <= b.size(); ++j) {
@@ -28,7 +28,7 @@ std::size_t Distance(const std::string& a, const std::string& b) {
 
 std::string NearestWord(const std::string& word, const std::vector<std::string>& words) {
     std::string nearest;
-    // With more than a third of the letters wrong it is another word.
+    // With more than a third of its letters wrong, it is a different word.
     std::size_t least = std::max<std::size_t>(word.size() / 3, 1) + 1;
     for (const std::string& one : words) {
         const std::size_t distance = one.starts_with(word) && word.size() > 2 ? 1 : Distance(word, one);

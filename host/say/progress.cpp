@@ -83,7 +83,7 @@ void Progress::Clear() {
 void Progress::Update(std::int64_t done, const std::map<std::string, std::int64_t>& files) {
     const auto now = steady_clock::now();
     if (isJson) {
-        // Several threads may tell it, one of them late.
+        // Several threads may report, some of them late.
         done_ = std::max(done_, done);
         files_ = CountOf(files);
         if (now >= nextUpdate_) {

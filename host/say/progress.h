@@ -7,20 +7,20 @@
 
 namespace salvor {
 
-/// Tells the person how far the work is: one line that is drawn again on a terminal, plain lines every few seconds
-/// elsewhere, nothing when quiet. Writes to stderr.
+/// Shows the user how far the work is: one line that is redrawn on a terminal, plain lines every few seconds elsewhere,
+/// nothing when quiet. Writes to stderr.
 class Progress {
 public:
-    /// `verb` says what is done ("scanning"); `total` in bytes.
+    /// `verb` says what is being done ("scanning"); `total` in bytes.
     Progress(std::string verb, std::int64_t total, bool quiet);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();
 
-    /// From now on progress is told to a program, even if it is to be quiet: a line of JSON a second.
+    /// From now on progress is written for a program, even with `quiet`: one line of JSON a second.
     static void TellAsJson();
 
-    /// Takes the line away from a terminal, to make room for another message.
+    /// Erases the line on a terminal, to make room for another message.
     void Clear();
 
     /// `done` bytes of the total are done; `files` counts what was found by kind: by extension or by verdict.
@@ -38,7 +38,7 @@ private:
     std::chrono::steady_clock::time_point start_;
     std::chrono::steady_clock::time_point nextUpdate_;
     bool drawn_ = false;
-    // The last that was told of, for JSON.
+    // The last reported values, for JSON.
     std::int64_t done_ = 0;
     std::int64_t files_ = 0;
 };

@@ -13,7 +13,7 @@ namespace {
 
 bool outputFailed = false;
 
-// Bytes of the UTF-8 letter with which the text begins; 0 where there is none that may be shown.
+// Bytes of the UTF-8 character at the start of the text; 0 if there is none or it must not be shown.
 std::size_t LetterBytes(std::string_view text) {
     const auto byte = [text](std::size_t i) -> unsigned {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
@@ -28,7 +28,7 @@ std::size_t LetterBytes(std::string_view text) {
             return 0;
         }
     }
-    // A letter has one form only, so C2 80 to C2 9F are the only control characters above ASCII.
+    // Overlong forms do not count, so C2 80 to C2 9F are the only control characters beyond ASCII.
     const bool isControl = first < 0xC2 || first > 0xF4 || (first == 0xC2 && byte(1) < 0xA0);
     const bool isLonger = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
     return isControl || isLonger ? 0 : length;
@@ -78,7 +78,7 @@ std::string ShellWord(const std::string& path) {
     if (!path.empty() && path.find_first_not_of(plain) == std::string::npos) {
         return path;
     }
-    // Only quotes of this kind take control characters in a form that may be shown.
+    // Only quotes of the form $'...' have printable escapes for control characters.
     const bool isPrintable = Printable(path) == path;
     std::string word;
     for (const char letter : path) {

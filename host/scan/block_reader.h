@@ -16,7 +16,7 @@ namespace salvor {
 struct ReadBlock {
     SectorRange sectors;
     const std::uint8_t* data;
-    /// This block and those after it that are known to be zeros without having been read; empty if this one was read.
+    /// The known zeros from this block on, whole blocks that were not read; empty if this block was read.
     SectorRange zeros{};
 };
 
@@ -27,21 +27,21 @@ public:
     BlockReader(Medium& medium, SectorRange range, std::int64_t blockSectors);
     BlockReader(const BlockReader&) = delete;
     BlockReader& operator=(const BlockReader&) = delete;
-    /// Ends the thread; a read that is under way is waited for.
+    /// Ends the thread, after waiting for the current read.
     ~BlockReader();
 
-    /// The next block, nothing after the last. Its bytes stay until the next call.
+    /// The next block; nothing after the last. Its bytes stay valid until the next call.
     std::optional<ReadBlock> Next();
 
-    /// Goes on after the zeros of the last block given.
+    /// Skips the zeros of the last block.
     void SkipZeros();
 
 private:
     struct Slot {
         std::vector<std::uint8_t> bytes;
-        // The block that was read last, -1 for none.
+        // The number of the block that was read last, -1 for none.
         std::int64_t number = -1;
-        // Known zeros from it on, in blocks.
+        // The length of the known zeros from it on, in blocks.
         std::int64_t zeroBlocks = 0;
     };
 
@@ -55,11 +55,11 @@ private:
     std::int64_t blockSectors_;
     std::int64_t blockCount_;
     std::array<Slot, 2> slots_;
-    // As long as a block; empty until it is needed.
+    // One block long; empty until it is needed.
     std::vector<std::uint8_t> zeros_;
     std::mutex mutex_;
     std::condition_variable changed_;
-    // The block that the caller looks at or waits for, and the one that it gets next.
+    // The block that the caller has or waits for, and the one that it gets next.
     std::int64_t held_ = 0;
     std::int64_t next_ = 0;
     std::int64_t nextBehindZeros_ = 0;

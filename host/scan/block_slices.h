@@ -10,15 +10,16 @@
 
 namespace salvor {
 
-/// Bytes that one scanner after another is handed. Each looks at the first bytes of every sector, which stay in a
-/// first-level cache of 32 KiB while all have their turn, with room for what else they need; with larger blocks every
-/// one of them would wait for the second level.
+/// Bytes that one scanner after another gets. Each looks at the first bytes of every sector. In a slice of this size,
+/// these stay in a first-level cache of 32 KiB until all scanners are done, with room to spare; with larger blocks
+/// every scanner would wait for the second level.
 inline constexpr std::int64_t SliceBytes = std::int64_t{28} << 10;
 
-/// Brings bytes close to the processor piece by piece, so that whoever looks at them next need not wait for the memory.
+/// Brings bytes close to the processor piece by piece, so that the next reader need not wait for the memory.
 class Prefetch {
 public:
-    /// All bytes are brought after as many steps. With a few, which would take more than they look at, none is.
+    /// Brings all bytes within this many steps. With very few steps it brings none: they would prefetch more than is
+    /// looked at.
     Prefetch(const std::uint8_t* bytes, std::int64_t count, std::size_t steps)
         : next_(bytes),
           end_(steps < FewestSteps ? bytes : bytes + count),
@@ -26,7 +27,7 @@ public:
 
     void Step() {
         for (std::int64_t lines = 0; lines < linesPerStep_ && next_ < end_; ++lines) {
-            // To be read, from the second-level cache.
+            // For reading, into the second-level cache.
             __builtin_prefetch(next_, 0, 2);
             next_ += std::min<std::int64_t>(LineBytes, end_ - next_);
         }
@@ -41,9 +42,9 @@ private:
     std::int64_t linesPerStep_;
 };
 
-/// Has every scanner look at a block: `scan(scanner, part)` hands it one part after another. Parts are slices, but the
-/// whole block for types whose finds depend on where blocks end. `typeOf(scanner)` is the scanner's factory index;
-/// `look(slice)` is handed every slice as well.
+/// Lets every scanner look at a block: `scan(scanner, part)` gets one part after another. Parts are slices, except for
+/// types whose finds depend on where blocks end: these get the whole block. `typeOf(scanner)` is the scanner's factory
+/// index; `look(slice)` also gets every slice.
 template <class Scanners, class TypeOf, class Scan, class Look = void (*)(const SectorBlock&)>
 void ScanInSlices(
     const SectorBlock& block, const Scanners& scanners, TypeOf&& typeOf, Scan&& scan,

@@ -17,9 +17,9 @@ namespace {
 
 constexpr const char* FormatName = "salvor-finds";
 constexpr int FormatVersion = 2;
-// The first version has no starts.
+// The first version of the format has no starts.
 constexpr int FirstVersion = 1;
-// Of starts, or of ranges, in one line.
+// The most starts, or ranges, in one line.
 constexpr std::ptrdiff_t MostOfALine = 4096;
 
 bool IsInteger(const Json& record, const char* key) {
@@ -48,7 +48,7 @@ bool TakeStarts(const Json& record, Sightings& seen) {
     return true;
 }
 
-// Adds a line for every few items; `line(some)` makes it.
+// Adds a line for each group of a few items; `line(some)` makes it.
 template <class Item, class Line>
 void AddLines(std::string& text, const std::vector<Item>& items, Line&& line) {
     for (auto from = items.begin(); from != items.end();) {
@@ -62,7 +62,7 @@ ScanGrid GridFor(const JournalHeader& header) {
     return {header.ScannedRange(), std::max<std::int64_t>(header.blockSize / header.sectorSize, 1), header.types};
 }
 
-// What was seen in a space, without the finds, in sectors of the medium.
+// Converts what was seen in a space, except the finds, to sectors of the medium.
 Sightings OnMedium(const Sightings& seen, const Space& space) {
     Sightings there;
     for (const std::int64_t start : seen.starts) {
@@ -74,7 +74,7 @@ Sightings OnMedium(const Sightings& seen, const Space& space) {
     return there;
 }
 
-// Maps a sector of the medium to the space; nothing if it is outside.
+// The sector of the space for a sector of the medium; nothing if it is outside.
 std::optional<std::int64_t> InSpace(const SpaceIndex* index, std::int64_t sector) {
     if (index == nullptr) {
         return sector;
@@ -102,7 +102,7 @@ bool TakeSightingsOnMedium(const Json& record, const SpaceIndex* index, Sighting
     return true;
 }
 
-// Pieces of a block are told one by one.
+// The parts of a block may be on separate lines; they are joined.
 void AddSetAside(std::vector<BlocksSetAside>& list, BlocksSetAside aside) {
     const bool isKnown = !list.empty() && list.back().type == aside.type && list.back().why == aside.why &&
                          aside.blocks.first < list.back().blocks.end && aside.blocks.first >= list.back().blocks.first;
@@ -130,7 +130,7 @@ bool TakeSetAside(const Json& record, const SpaceIndex* index, Journal& journal)
     return true;
 }
 
-// False for a record that does not belong in a journal. `index` is null if all was scanned.
+// False for a record that does not belong in a journal. `index` is null if everything was scanned.
 bool TakeRecord(const Json& record, const SpaceIndex* index, Journal& journal) {
     if (!record.is_object() || !record.contains("record") || !record["record"].is_string()) {
         return false;
@@ -378,7 +378,7 @@ Journal ReadJournal(const FilePlace& place) {
     }
     const auto index = journal.header.space ? std::optional<SpaceIndex>(*journal.header.space) : std::nullopt;
     while (lines.Next(line)) {
-        // The last line of a journal ends with a line break too; without one it was cut.
+        // The last line ends with a line break too; without one it is incomplete.
         if (lines.WasCut() || !TakeRecord(ParseJsonLine(line), index ? &*index : nullptr, journal)) {
             ++journal.damagedLines;
         }

@@ -12,7 +12,7 @@ namespace salvor {
 
 namespace {
 
-// The first border from `border` on that is in none of the ranges.
+// The first border at or after `border` that is in none of the ranges.
 std::int64_t NextOutside(const std::vector<BlockRange>& ranges, std::int64_t border) {
     auto range = std::ranges::upper_bound(ranges, border, {}, &BlockRange::end);
     for (; range != ranges.end() && range->first <= border; ++range) {
@@ -46,7 +46,7 @@ std::int64_t FirstCommonRest(const TypeScan& one, const TypeScan& other, BlockRa
     return std::min(border, borders.end);
 }
 
-// A scan that holds for some blocks.
+// A scan, and the blocks for which its finds count.
 struct Stretch {
     const TypeScan* scan;
     BlockRange blocks;
@@ -60,7 +60,7 @@ public:
         std::ranges::sort(scans_, {}, [](const TypeScan* scan) { return scan->blocks.first; });
     }
 
-    /// `keep(scan, blocks)` is told what holds.
+    /// Calls `keep(scan, blocks)` for what counts.
     template <class Keep>
     void Run(std::vector<MissingScan>& missing, Keep&& keep) {
         if (auto needed = FollowScans()) {
@@ -75,7 +75,7 @@ public:
     }
 
 private:
-    // From scan to scan to the end of the range; gives what is needed to get further.
+    // Goes from scan to scan to the end of the range; if it gets stuck, gives the scan that is needed.
     std::optional<MissingScan> FollowScans() {
         const TypeScan* held = &nothing_;
         std::int64_t at = 0;
@@ -93,7 +93,7 @@ private:
         return std::nullopt;
     }
 
-    // Of the scans that lead further, the one that leads furthest, and the border at which it takes over.
+    // Of the scans that go further, the one that goes furthest, and the border at which it takes over.
     std::pair<const TypeScan*, std::int64_t> NextScan(const TypeScan& held, std::int64_t at) {
         std::pair<const TypeScan*, std::int64_t> best{nullptr, 0};
         const std::int64_t end = held.blocks.end;
@@ -113,7 +113,7 @@ private:
         return best;
     }
 
-    // The borders at which a scan that leads further than `end` was at rest.
+    // The borders at which a scan that goes beyond `end` was at rest.
     std::vector<BlockRange> RestsBehind(std::int64_t end) const {
         std::vector<BlockRange> rests;
         for (const TypeScan* scan : scans_) {
@@ -153,7 +153,7 @@ private:
         return unknown.empty() ? std::nullopt : std::optional(FurtherBack(unknown));
     }
 
-    // There is nothing before the first block that a scanner could miss.
+    // In the first block there is no earlier file that a scanner could miss.
     static bool GuessesIn(const TypeScan& scan, std::int64_t block) {
         return scan.blocks.first > 0 && std::ranges::binary_search(scan.guessed, block);
     }
@@ -173,7 +173,7 @@ private:
         return sure != scans_.end() ? *sure : nullptr;
     }
 
-    // What the guesses lack may be in any file in front. Each try goes back twice as far as the one before.
+    // A guess may lack any earlier file. Each attempt starts twice as far back as the one before.
     MissingScan FurtherBack(const std::vector<std::int64_t>& blocks) const {
         constexpr std::int64_t fewestBlocks = 8;
         std::int64_t first = blocks.front();
@@ -189,9 +189,9 @@ private:
 
     const ScanGrid& grid_;
     std::int32_t type_;
-    // What is held in front of the first scan.
+    // Stands for the medium before the first scan.
     TypeScan nothing_;
-    // By first block.
+    // Ordered by first block.
     std::vector<const TypeScan*> scans_;
     std::size_t firstUseful_ = 0;
     std::vector<Stretch> stretches_;
@@ -214,7 +214,7 @@ MergePlan PlanMerge(const ScanGrid& grid, std::span<const TypeScan> scans) {
     plan.kept.resize(scans.size());
     for (const std::int32_t type : grid.types) {
         TypeMerge(grid, type, byType[type]).Run(plan.missing, [&](const TypeScan* scan, BlockRange blocks) {
-            // In front of the first scan there is nothing to keep.
+            // Before the first scan there is nothing to keep.
             if (blocks.first < blocks.end) {
                 plan.kept[static_cast<std::size_t>(scan - scans.data())].push_back(blocks);
             }

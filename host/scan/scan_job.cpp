@@ -46,7 +46,7 @@ Json ToJson(const ScanJob& job) {
     return json;
 }
 
-// Throws what the JSON library throws, or std::invalid_argument.
+// Throws an exception of the JSON library, or `std::invalid_argument`.
 ScanJob FromJson(const Json& json) {
     ScanJob job;
     job.header = HeaderFromJson(json);
@@ -125,14 +125,14 @@ std::optional<ScanJob> ReadScanJob(const Folder& folder) {
     } catch (const Failure&) {
         throw;
     } catch (const std::exception&) {
-        // Said below.
+        // The error is reported below.
     }
     throw fail(fmt::format("'{}' there is damaged", FileName));
 }
 
 void WriteScanJob(const Folder& folder, const ScanJob& job) {
     const std::string line = JsonLine(ToJson(job)) + (job.header.space ? SpaceLines(*job.header.space) : "");
-    // Several machines may begin the same scan at the same moment.
+    // Several machines may begin the same scan at the same time.
     const std::string draft = fmt::format("{}.{:08x}.part", FileName, std::random_device()());
     File file = folder.Create(draft);
     const auto require = [&](bool done, const std::string& why) {
@@ -153,7 +153,7 @@ std::string ChangeOf(const MediumIdentity& then, const MediumIdentity& now) {
     if (then.size != now.size) {
         return fmt::format("it had {} bytes and has {}", then.size, now.size);
     }
-    // The system does not know the serial number of every device.
+    // The system does not know every device's serial number.
     if (!then.serial.empty() && !now.serial.empty() && then.serial != now.serial) {
         return fmt::format("it was the disk '{}' with the serial number {} and is '{}' with {}", then.model,
                            then.serial, now.model, now.serial);

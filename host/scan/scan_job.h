@@ -13,24 +13,24 @@
 
 namespace salvor {
 
-/// What tells a medium from others, and whether it has changed.
+/// Identifies a medium, and shows whether it has changed.
 struct MediumIdentity {
     std::int64_t size = 0;
-    /// Of files: when one was changed last, in units of the system's clock for files.
+    /// For files: when one was last changed, in units of the file clock.
     std::optional<std::int64_t> modified;
-    /// Of its first and last MiB.
+    /// A digest of its first and last MiB.
     std::string digest;
-    /// Of devices, as far as the system knows them.
+    /// For devices, if the system knows.
     std::string model{};
     std::string serial{};
 };
 
 MediumIdentity IdentityOf(Medium& medium);
 
-/// The values that the person gave, by the options' names; one empty word for a flag.
+/// The values that the user gave, by option name; one empty word for a flag.
 using Choices = std::map<std::string, std::vector<std::string>>;
 
-/// A scan that a folder was begun with; kept there, so that any later run goes on with the same.
+/// The scan that a folder was begun with; stored there, so that every later run goes on with the same options.
 struct ScanJob {
     /// The program and its version.
     std::string program;
@@ -38,22 +38,23 @@ struct ScanJob {
     MediumIdentity medium;
     /// How many blocks a segment has.
     std::int64_t segmentBlocks = 1;
-    /// The choices of a recovery about the files that it writes; nothing for a scan alone.
+    /// A recovery's options for the files that it writes; nothing for a scan alone.
     std::optional<Choices> choices{};
 };
 
 ScanJob MakeScanJob(const JournalHeader& header, const MediumIdentity& medium, std::int64_t segmentBlocks);
 
-/// Nothing if none was begun there. Throws `Failure` (not started) for one that is damaged or another version's.
+/// Nothing if no scan was begun there. Throws `Failure` (not started) if the file is damaged or from another version.
 std::optional<ScanJob> ReadScanJob(const Folder& folder);
 
-/// Throws `Failure` (not started) if it cannot be stored, or if another run has begun another scan there meanwhile.
+/// Throws `Failure` (not started) if it cannot be stored, or if another run has begun a different scan there in the
+/// meantime.
 void WriteScanJob(const Folder& folder, const ScanJob& job);
 
-/// How the medium differs from what it was, for people; empty if it does not.
+/// How the medium differs from before, for messages; empty if it does not.
 std::string ChangeOf(const MediumIdentity& then, const MediumIdentity& now);
 
-/// Under which journals of its segments are kept.
+/// The key of the journals of its segments.
 ScanKey KeyOf(const ScanJob& job);
 
 ScanRequest RequestOf(const JournalHeader& header);

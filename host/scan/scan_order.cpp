@@ -38,7 +38,7 @@ ScanOrder OrderFrom(const Json& what) {
     return order;
 }
 
-// Tells the crew how far the scan is, and keeps what it sees.
+// Reports progress to the crew, and collects what is seen.
 class WorkerObserver : public ScanObserver {
 public:
     WorkerObserver(Worker& worker, const ScanOrder& order)
@@ -61,7 +61,7 @@ public:
     bool IsSlow() override { return isSlow_; }
     bool StopRequested() override { return !mayEndSooner_ && worker_.StopRequested(); }
 
-    // Types that go on behind the part have half as much once more.
+    // Types that go on after the part get half as much again.
     bool PartShallEnd() override {
         const bool isEnough = steady_clock::now() >= end_ || finds_ >= mostFinds_;
         if (isEnough) {
@@ -74,7 +74,7 @@ public:
     Sightings seen;
 
 private:
-    // Measured in processor time, which slow media and other processes do not change.
+    // Measured in processor time, on which slow media and other processes have no effect.
     void TakeSpeed(std::int64_t done) {
         constexpr std::int64_t bytesBetween = std::int64_t{4} << 20;
         constexpr double slow = 300e6;
@@ -87,7 +87,7 @@ private:
         }
     }
 
-    // A part's finds are in memory until its end, and a hostile medium has some in every sector.
+    // A part's finds are in memory until its end, and a hostile medium has finds in every sector.
     static constexpr std::int64_t MostFinds = 400000;
 
     Worker& worker_;

@@ -123,7 +123,7 @@ std::int64_t BlockSizeOf(const ScanOptions& options, std::int32_t sectorSize) {
     return *size / sectorSize * sectorSize;
 }
 
-// Engines that serve several types have caps of their own, which cannot be changed.
+// Engines that serve several types have fixed caps of their own.
 std::map<std::int32_t, std::int64_t> CapsOf(const ScanOptions& options, const std::vector<std::int32_t>& types) {
     const SizeRule rule = ParseSizeRule("--cap", options.caps);
     std::map<std::int32_t, std::int64_t> caps;
@@ -141,7 +141,7 @@ std::map<std::int32_t, std::int64_t> CapsOf(const ScanOptions& options, const st
     return caps;
 }
 
-// What is written while files are looked for may overwrite them, and what is read then fits nothing.
+// Writing to a mounted volume may overwrite files during the scan, and what is read then is inconsistent.
 void RefuseMounted(const ScanOptions& options) {
     const std::vector<std::string> places = MountedForWriting(options.image.path);
     if (!places.empty() && !options.mounted) {
@@ -186,7 +186,7 @@ PreparedScan PrepareScan(const ScanOptions& options, const std::vector<std::int3
     header.types = types;
     header.caps = CapsOf(options, types);
     const std::int64_t start = ParseNumber("--start", options.start);
-    // Without a length the scan goes on to the medium's end.
+    // Without a length, the scan goes on to the medium's end.
     const std::int64_t length =
         options.length.empty() ? std::numeric_limits<std::int64_t>::max() : ParseNumber("--length", options.length);
     KindOf(options);
@@ -257,7 +257,7 @@ std::string ScanTable(const ScanSummary& summary) {
     const double speed = summary.seconds > 0 ? static_cast<double>(summary.bytesScanned) / summary.seconds : 0;
     table += fmt::format("{} {} finds in {}", summary.complete ? "scanned:" : "stopped:", finds,
                          FormatSize(summary.bytesScanned));
-    // A scan that was complete before took no time.
+    // No time was needed for a scan that was already complete.
     table += summary.seconds > 0
                  ? fmt::format(" ({:.1f} s, {}/s)\n", summary.seconds, FormatSize(static_cast<std::int64_t>(speed)))
                  : "\n";

@@ -21,7 +21,7 @@ namespace {
 struct ActiveScanner {
     std::int32_t type;
     ScannerPtr scanner;
-    // Null if it does not tell.
+    // Null if the scanner has no such interface.
     const IRestingScanner* rest;
 };
 
@@ -29,14 +29,15 @@ class FindSink : public IFoundFileSink {
 public:
     FindSink(const Medium& medium, ScanObserver& observer) : medium_(medium), observer_(observer) {}
     void SetType(std::int32_t type) { type_ = type; }
-    /// Keeps the finds from now on too, with the part that is being scanned.
+    /// From now on also appends the finds to `kept`, with the part that is being scanned.
     void KeepIn(std::vector<PlacedFind>* kept, std::int64_t part) {
         kept_ = kept;
         part_ = part;
     }
     std::int32_t ReportFound(const FoundFile* file) override {
         const Find find{type_, file->startSector - StreamStart, file->size};
-        // A scanner that was cut off from the medium's bytes reports what is not there.
+        // Once reads have been given up, a scanner sees zeros in place of the medium's bytes, and its reports are
+        // false.
         if (medium_.IsInterrupted()) {
             return 1;
         }
@@ -69,7 +70,7 @@ std::vector<ActiveScanner> StartScanners(const ScanRequest& request) {
     return scanners;
 }
 
-// Without signatures it finds nothing.
+// Without signatures, the finder finds nothing.
 StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request, std::int64_t firstSector) {
     StartFinder finder(request.withStarts ? Validators() : std::span<const Validator* const>(), medium.SectorSize(),
                        medium.SizeInBytes());
@@ -81,7 +82,7 @@ StartFinder MakeStartFinder(Medium& medium, const ScanRequest& request, std::int
     return finder;
 }
 
-// A new scanner reports nothing on zeros and is at rest after them, so one that is at rest need not see them.
+// A new scanner reports nothing on zeros and is at rest after them, so a scanner at rest can skip them.
 bool MayPassZeros(const IRestingScanner* rest, SectorRange zeros) {
     return rest != nullptr && rest->IsAtRest(zeros.first + StreamStart) &&
            rest->IsAtRest(zeros.first + zeros.count + StreamStart);
@@ -91,7 +92,7 @@ bool IsZero(ByteSpan bytes) {
     return bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
 }
 
-// What looks at the blocks of one scan.
+// The scanners and the start finder that look at the blocks of one scan.
 class Session {
 public:
     Session(Medium& medium, const ScanRequest& request, std::int64_t firstSector, ScanObserver& observer)
@@ -111,7 +112,7 @@ public:
 
     const std::vector<ActiveScanner>& Scanners() const { return scanners_; }
 
-    /// `keep(active)` gives the list that takes its finds too, or null.
+    /// `keep(active)` gives another list for its finds, or null.
     template <class Active, class Keep>
     void ScanBlock(const ReadBlock& read, const std::vector<Active>& active, bool withStarts, Keep&& keep) {
         const bool isZero = read.zeros.count > 0 || IsZero(BytesOf(read));
@@ -152,7 +153,7 @@ public:
         }
     }
 
-    /// Is done with all known zeros from this block on, if none of these scanners has to see them.
+    /// Skips all known zeros from this block on, unless one of these scanners has to see them; true if it did.
     template <class Active>
     bool PassZeros(const ReadBlock& read, const std::vector<Active>& active) {
         const bool mayPass = read.zeros.count > 0 && std::ranges::all_of(active, [&](const Active& one) {
@@ -194,7 +195,7 @@ bool Holds(const std::vector<BlockRange>& ranges, std::int64_t border) {
                                [border](BlockRange range) { return range.first <= border && border < range.end; });
 }
 
-// What the scanner says at a block's end.
+// Notes the scanner's answers at a block's end; true if it is at rest.
 bool TakeAnswers(KeptScanner& kept, std::int64_t block, std::int64_t nextSector) {
     TypeScan& scan = *kept.scan;
     scan.blocks.end = block + 1;
@@ -212,7 +213,7 @@ bool TakeAnswers(KeptScanner& kept, std::int64_t block, std::int64_t nextSector)
     return isAtRest;
 }
 
-// The type has not been at rest for so many blocks, up to the last one.
+// True if the type has not been at rest over more than this many blocks, up to the last one.
 bool IsRestlessFor(const TypeScan& scan, std::int64_t blocks) {
     return !scan.restless.empty() && scan.restless.back().end == scan.blocks.end + 1 &&
            scan.restless.back().end - scan.restless.back().first > blocks;
@@ -239,7 +240,7 @@ public:
 
     /// False if it was stopped.
     bool Run() {
-        // Blocks before `to` are read apart, so that none behind is read ahead when no type goes on.
+        // Blocks before `to` are read separately, so that none after it is read ahead when no type goes on.
         return ScanBlocks({part_.from, part_.to}) && ScanBlocks({scanned_.blocks.end, part_.last}) &&
                !medium_.IsInterrupted();
     }
@@ -299,7 +300,7 @@ private:
     ScanGrid grid_;
     Session session_;
     SegmentScan scanned_;
-    // Those that still scan.
+    // Those that are still scanning.
     std::vector<KeptScanner> active_;
 };
 

@@ -17,7 +17,7 @@ struct ScannerRelease {
 };
 using ScannerPtr = std::unique_ptr<IRawFileType, ScannerRelease>;
 
-/// The scanner of a factory index. Throws `std::bad_alloc` when there is no memory for it.
+/// The scanner of a factory index. Throws `std::bad_alloc` if there is no memory for it.
 ScannerPtr CreateScanner(std::int32_t type);
 
 /// All factory indices, ascending.
@@ -27,10 +27,10 @@ std::vector<std::int32_t> AllTypes();
 inline const char* ExtensionOf(std::int32_t type) { return FileTypeCatalog[type].extension; }
 
 /// All indices that a word names: an extension, in any letter case and with or without a dot, another spelling of one,
-/// an index, or a group such as "photos". Empty when it names none.
+/// an index, or a group such as "photos". Empty if it names none.
 std::vector<std::int32_t> TypesNamed(const std::string& word);
 
-/// The same; throws `Failure` (usage) for a word that names none, with `option` for the place where it stands.
+/// The same; throws `Failure` (usage) for a word that names none. `option` is where the word was given.
 std::vector<std::int32_t> RequireTypes(const std::string& option, const std::string& word);
 
 /// Types that a person names with one word.
@@ -41,7 +41,7 @@ struct TypeGroup {
 };
 std::span<const TypeGroup> TypeGroups();
 
-/// All words that name types but for indices and other spellings: groups, then extensions.
+/// All words that name types, except indices and other spellings: groups, then extensions.
 std::vector<std::string> TypeWords();
 
 }  // namespace salvor

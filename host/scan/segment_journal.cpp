@@ -22,17 +22,17 @@ namespace {
 constexpr const char* FormatName = "salvor-segment";
 constexpr int FormatVersion = 1;
 
-// Numbers that belong together: the ends of a range, the fields of a find.
+// A fixed number of integers: the ends of a range, the fields of a find.
 template <std::size_t Count>
 using Row = std::array<std::int64_t, Count>;
 
-// The cryptographic library opens files, which a worker may not.
+// The cryptographic library opens files, which a worker must not do.
 std::uint32_t AddToSum(std::uint32_t sum, const std::string& lines) {
     return static_cast<std::uint32_t>(
         crc32_z(sum, static_cast<const Bytef*>(static_cast<const void*>(lines.data())), lines.size()));
 }
 
-// Lines on their way to a file, and their checksum.
+// Lines to be written to a file, and their checksum.
 class SummedLines {
 public:
     explicit SummedLines(File& file) : file_(file) {}
@@ -86,7 +86,7 @@ void AddScan(SummedLines& lines, const TypeScan& scan) {
     });
 }
 
-// The readers below throw where a record makes no sense, std::invalid_argument or what the JSON library throws.
+// The readers below throw `std::invalid_argument` or a JSON exception for a record that makes no sense.
 void Require(bool isGood) {
     if (!isGood) {
         throw std::invalid_argument("not a record of a segment journal");
@@ -111,7 +111,7 @@ BlockRange BlocksOf(const Row<2>& row, std::int64_t blockCount) {
     return {row[0], row[1]};
 }
 
-// A record about the scan that began last.
+// Takes a record about the most recent scan.
 void TakeOfScan(const Json& record, const ScanGrid& grid, TypeScan& scan) {
     if (record.at("record") == "restless") {
         for (const auto& [first, end] : RowsOf<2>(record)) {
@@ -161,7 +161,7 @@ bool IsAscending(const std::vector<SectorRange>& ranges) {
         ranges, [&](SectorRange range) { return range.first >= std::exchange(end, range.first + range.count); });
 }
 
-// Joining relies on their order.
+// Joining relies on ascending order.
 bool IsAscending(const Sightings& seen, SectorRange sectors) {
     std::int64_t last = sectors.first - 1;
     const bool startsAscend = std::ranges::all_of(seen.starts, [&](std::int64_t start) {
@@ -170,7 +170,7 @@ bool IsAscending(const Sightings& seen, SectorRange sectors) {
     return startsAscend && IsAscending(seen.textStarts) && IsAscending(seen.zeros);
 }
 
-// Empty if the journal is of this scan.
+// Why the journal does not belong to this scan; empty if it does.
 std::string WhyOfAnother(const Json& header, const ScanKey& key) {
     if (header.at("format") != FormatName) {
         return "it is not a segment journal";
@@ -253,7 +253,7 @@ std::optional<BlockRange> ReadSegmentBlocks(File& file, const ScanKey& key, cons
             }
         }
     } catch (const std::exception&) {
-        // The person is told of it when it is read whole.
+        // The error is reported when the journal is read whole.
     }
     return std::nullopt;
 }

@@ -9,7 +9,7 @@ namespace salvor {
 
 namespace {
 
-// What of `blocks` is in none of the ranges.
+// The parts of `blocks` that are in none of the ranges.
 std::vector<BlockRange> Uncovered(BlockRange blocks, std::vector<BlockRange> ranges) {
     std::ranges::sort(ranges, {}, &BlockRange::first);
     std::vector<BlockRange> open;
@@ -29,7 +29,7 @@ std::vector<BlockRange> Uncovered(BlockRange blocks, std::vector<BlockRange> ran
     return open;
 }
 
-// A scanner that fails in some blocks is not asked whether it is at rest there; it is a new one behind them.
+// A scanner that fails in some blocks need not be at rest before them; after them a new one begins.
 void CutAtSetAside(TypeScan& scan, BlockRange blocks) {
     if (scan.blocks.end == blocks.first && !scan.restless.empty() && scan.restless.back().end > blocks.first) {
         scan.restless.back().end = blocks.first;
@@ -57,7 +57,7 @@ MissingPart PartBetween(const ScanGrid& grid, const MissingScan& missing, std::s
     return {missing.type, std::move(part)};
 }
 
-// Calls `take` for what of ascending ranges begins with sector `next` or later, which then is the one behind them.
+// Calls `take` for the parts of ascending ranges from sector `next` on, and moves `next` past them.
 template <class Take>
 void ForEachBehind(const std::vector<SectorRange>& ranges, std::int64_t& next, Take&& take) {
     for (const SectorRange& range : ranges) {
@@ -84,7 +84,7 @@ std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize) {
 BlockRange PieceOf(const ScanGrid& grid, std::int64_t number, std::int64_t count) {
     const std::int64_t blocks = grid.BlockCount();
     const auto borderBefore = [&](std::int64_t piece) {
-        // Without a product that could leave the 64-bit range.
+        // Avoids a product that could leave the 64-bit range.
         return blocks / count * piece + blocks % count * piece / count;
     };
     return {borderBefore(number - 1), borderBefore(number)};

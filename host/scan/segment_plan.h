@@ -9,7 +9,7 @@
 
 namespace salvor {
 
-/// Blocks that some types have still to scan.
+/// Blocks that some types still have to scan.
 struct OpenPart {
     BlockRange blocks;
     std::vector<std::int32_t> types;
@@ -17,20 +17,20 @@ struct OpenPart {
     bool operator==(const OpenPart&) const = default;
 };
 
-/// Blocks in a segment: a 64th of the range, but at most 1 GiB and at least 256 MiB. Smaller media have four segments,
-/// or fewer of 64 MiB; below 64 MiB there is one.
+/// The number of blocks in a segment: a 64th of the range, but at most 1 GiB and at least 256 MiB. Smaller media have
+/// four segments, or fewer of 64 MiB; below 64 MiB there is one.
 std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize);
 
-/// One of `count` pieces of a scan that are as large as each other; `number` counts from 1. A scan of few blocks has
-/// pieces without any.
+/// One of `count` equally large pieces of a scan; `number` counts from 1. If a scan has few blocks, some pieces are
+/// empty.
 BlockRange PieceOf(const ScanGrid& grid, std::int64_t number, std::int64_t count);
 
-/// What of these blocks is in no segment and not set aside, by first block; in pieces that end at multiples of
+/// The parts of these blocks that are in no segment and not set aside, ordered by first block, divided at multiples of
 /// `segmentBlocks`.
 std::vector<OpenPart> OpenParts(const ScanGrid& grid, BlockRange blocks, std::span<const SegmentScan> segments,
                                 std::int64_t segmentBlocks);
 
-/// A segment of blocks that are known to be zeros: nothing is found there.
+/// A segment of blocks that are known to be zeros, without finds.
 SegmentScan SegmentOfZeros(const ScanGrid& grid, BlockRange blocks);
 
 /// A part of a scan, and its only type.
@@ -41,23 +41,23 @@ struct MissingPart {
 
 /// How segments are joined.
 struct JoinPlan {
-    /// For each segment and each of its scans the blocks whose finds hold.
+    /// For each segment and each of its scans, the blocks whose finds count.
     std::vector<std::vector<std::vector<BlockRange>>> kept;
-    /// While there are any, what is kept does not count.
+    /// If there are any, `kept` is meaningless.
     std::vector<MissingPart> missing;
 };
 
-/// Puts segments together as `PlanMerge` does. A scan ends in front of what is set aside for its type, and another
-/// begins behind, as if the medium ended and began there.
+/// Joins segments as `PlanMerge` does. A scan ends before blocks that are set aside for its type, and another begins
+/// after them, as if the medium ended and began there.
 JoinPlan PlanJoin(const ScanGrid& grid, std::span<const SegmentScan> segments);
 
-/// Joins segments one by one, so that only what overlaps is in memory. The grid outlives it.
+/// Joins segments one by one, so that only overlapping parts are in memory. The grid outlives it.
 class SegmentJoiner {
 public:
     explicit SegmentJoiner(const ScanGrid& grid) : grid_(grid), finds_(grid) {}
 
-    /// Segments come by first block, with all that they have seen. Gives what none that comes later can add to, in
-    /// order, each start and text once.
+    /// Segments are added in the order of their first blocks, with everything that they have seen. Gives, in order,
+    /// what no later segment can add to; each start and text once.
     Sightings Add(const SegmentScan& segment, std::span<const std::vector<BlockRange>> kept);
     /// The rest, after the last segment.
     Sightings Finish();
@@ -71,7 +71,7 @@ private:
     std::int64_t nextZeros_ = 0;
 };
 
-/// The first block from `block` on that is set aside for one of the types; the scan's end if none is.
+/// The first block from `block` on that is set aside for one of the types; the scan's end if there is none.
 std::int64_t NextSetAside(const ScanGrid& grid, std::span<const SegmentScan> segments,
                           std::span<const std::int32_t> types, std::int64_t block);
 

@@ -25,10 +25,10 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Work that a killed run may lose.
+// The most work, in seconds, that is lost if a run is killed.
 constexpr double OrderSeconds = 6;
 
-// A type that does not come to rest over so many bytes is given up where scanning is slow.
+// Where scanning is slow, a type that does not come to rest over this many bytes is given up.
 constexpr std::int64_t GiveUpBytes = std::int64_t{8} << 20;
 
 std::string NameOf(std::int32_t type) {
@@ -36,7 +36,7 @@ std::string NameOf(std::int32_t type) {
                               : fmt::format("the scanner of {} (type {})", ExtensionOf(type), type);
 }
 
-// Blocks, and who is to look at them.
+// A part, and what looks at it.
 struct Part {
     ScanPart part;
     std::vector<std::int32_t> types;
@@ -59,7 +59,7 @@ public:
 
     SegmentRunResult Run() {
         RunCrew({.workers = options_.workers}, *this);
-        // The last worker may have ended after the last turn.
+        // The last worker may have ended after the last call.
         OnTurn();
         progress_->Clear();
         SegmentRunResult result;
@@ -130,7 +130,7 @@ private:
         return OpenParts(grid_, blocks, segments_, options_.segmentBlocks);
     }
 
-    // Segments that the medium knows to be zeros need no worker.
+    // Segments of known zeros need no worker.
     void AddZeros() {
         BlockRange zeros;
         for (const OpenPart& open : Open(options_.blocks)) {
@@ -149,7 +149,7 @@ private:
         }
     }
 
-    // Nothing of it has been scanned.
+    // For a segment in which nothing was scanned.
     void AddWithoutJournal(SegmentScan segment) {
         segments_.push_back(std::move(segment));
         journals_.emplace_back();
@@ -164,7 +164,7 @@ private:
         journals_.push_back(std::move(stored.name));
     }
 
-    // What is to be done next, once all that was planned before is.
+    // Plans the next parts, once the previous plan is done.
     void Plan() {
         for (OpenPart& open : Open(options_.blocks)) {
             queue_.push_back(PartOf(open.blocks, std::move(open.types), open.withStarts));
@@ -196,7 +196,7 @@ private:
         options_.take(joiner.Finish());
     }
 
-    // Types that are not at rest go on for about a segment, but not into what is set aside for them.
+    // Types that are not at rest go on for about one more segment, but not into blocks that are set aside for them.
     Part PartOf(BlockRange blocks, std::vector<std::int32_t> types, bool withStarts) const {
         const std::int64_t wall = NextSetAside(grid_, segments_, types, blocks.end);
         const std::int64_t behind = std::min(options_.segmentBlocks, wall - blocks.end);
@@ -205,7 +205,7 @@ private:
         return part;
     }
 
-    // Types that need the same part scan it together, but spread over the workers.
+    // Types that need the same part scan it together, but are spread over the workers.
     void QueueMissing(std::vector<MissingPart> missing) {
         std::vector<Part> parts;
         for (MissingPart& one : missing) {
@@ -265,7 +265,7 @@ private:
         return speed < slowAnywhere && speed < fastest_ / 16;
     }
 
-    // A worker's time was over before the part was. Where the medium is slow, what comes next waits for the end.
+    // A worker's time ran out before its part ended. Where the medium is slow, the next stretch waits until the end.
     void QueueRest(BlockRange rest, const Part& part, bool isSlow) {
         if (isSlow) {
             constexpr std::int64_t putOffBytes = std::int64_t{64} << 20;
@@ -287,10 +287,11 @@ private:
         return block >= part.from && block < part.last ? std::optional(block) : std::nullopt;
     }
 
-    // A worker fell. The type that it was looking at scans the part alone, and what it falls over then is set aside.
+    // A worker failed. The type that it was working on scans the part alone; if that fails too, its blocks are set
+    // aside.
     void OnFault(const Part& part, const WorkerEnd& end) {
         const auto block = BlockAt(end.at, part.part);
-        // Some fail in the medium's bytes, but all of them for another reason.
+        // Some workers fail because of the medium's bytes, but if all do, the reason is another one.
         constexpr int mostInARow = 24;
         if (++failures_ == mostInARow) {
             throw Failure(ExitStatus::NotStarted, fmt::format("every worker fails: it {}", end.text));
@@ -333,7 +334,7 @@ private:
         Say("{} {} in sectors {} to {}, which are set aside for it; all else is scanned", NameOf(type), why,
             OnMedium(sectors.first), OnMedium(sectors.first + sectors.count - 1));
         if (!part.part.mayEndSooner) {
-            // Joining asks for what is missing now.
+            // Joining then requests what is missing.
             return;
         }
         for (const OpenPart& open : Open({part.part.from, part.part.to})) {
@@ -345,13 +346,13 @@ private:
         }
     }
 
-    // For people.
+    // The sector number for messages.
     std::int64_t OnMedium(std::int64_t sector) const {
         return options_.space ? options_.space->OnMedium(sector) : sector;
     }
 
-    // A block. Where one after another fails, as many as failed in front of it, so that a long stretch of them does not
-    // take long.
+    // One block. After several failures in a row, as many blocks as have failed just before, so that a long stretch of
+    // bad blocks does not take long.
     std::int64_t SetAsideSize(std::int32_t type, std::int64_t block) const {
         constexpr std::int64_t fewest = 4;
         std::int64_t failed = 0;
@@ -373,16 +374,16 @@ private:
     const SegmentStore& store_;
     const SegmentRunOptions& options_;
     const ScanGrid& grid_;
-    // What they have seen stays in their journals; the name is empty where there is no journal.
+    // Their finds stay in the journals; the name is empty if there is no journal.
     std::vector<SegmentScan> segments_;
     std::vector<std::string> journals_;
     std::deque<Part> queue_;
     std::map<std::int64_t, Running> running_;
     bool isDone_ = false;
     std::int64_t lastId_ = 0;
-    // Since the last worker that was done.
+    // Failures since the last success.
     int failures_ = 0;
-    // Bytes a second, of a worker.
+    // Bytes a second for a single worker.
     double fastest_ = 0;
     std::int64_t total_ = 0;
     std::int64_t scanned_ = 0;

@@ -19,13 +19,13 @@ struct SegmentRunOptions {
     ScanRequest request;
     /// For workers that open the image themselves.
     ImageSpec image;
-    /// These blocks are scanned.
+    /// The blocks to scan.
     BlockRange blocks;
     std::int64_t segmentBlocks = 1;
     int workers = 1;
     bool quiet = false;
-    /// Takes what the joined segments of the whole scan have seen, in order, piece by piece; unreadable sectors are
-    /// noted in the medium instead. All blocks must have been scanned or be among those to scan. Without it nothing is
+    /// Receives what the joined segments of the whole scan have seen, in order, piece by piece; unreadable sectors are
+    /// noted in the medium instead. All blocks must have been scanned or be among those to scan. If empty, nothing is
     /// joined.
     std::function<void(const Sightings&)> take;
     /// The part of the image that is joined as the medium; null for all.
@@ -33,13 +33,13 @@ struct SegmentRunOptions {
 };
 
 struct SegmentRunResult {
-    /// Everything was done that was asked for.
+    /// Everything that was requested is done.
     bool isComplete = false;
     std::vector<BlocksSetAside> setAside;
 };
 
-/// Scans what the store lacks, telling the person how far it is, until that is done or the person stops it. A worker
-/// that fails costs the blocks and the type it fails in; the person is told. Throws `Failure`: not started if no worker
+/// Scans what the store lacks, showing progress, until that is done or the user stops it. If a worker fails, the blocks
+/// and the type on which it failed are left out, and the user is informed. Throws `Failure`: not started if no worker
 /// gets to work, losses if the store cannot be written.
 SegmentRunResult RunSegments(Medium& medium, const SegmentStore& store, const SegmentRunOptions& options);
 

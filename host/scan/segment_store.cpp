@@ -97,7 +97,7 @@ std::vector<SegmentStore::Stored> SegmentStore::ReadAll() const {
 }
 
 SegmentStore::Draft SegmentStore::Begin(BlockRange blocks) const {
-    // Another machine may work on the same blocks.
+    // Another machine may be working on the same blocks.
     static const unsigned int ofThisRun = std::random_device()();
     static int count = 0;
     Draft draft{

@@ -13,14 +13,14 @@
 
 namespace salvor {
 
-/// The journals of a scan's parts in a folder of a job. Several runs may add to it at the same time, also from several
-/// machines.
+/// The journals of a scan's parts, in the folder of a job. Several runs may add to it at the same time, even from
+/// several machines.
 class SegmentStore {
 public:
-    /// Where they stand in the job's folder.
+    /// The journals' folder in the job's folder.
     static constexpr const char* FolderName = "segments";
 
-    /// Makes the folder in that of the job if it is missing. Throws `Failure` (not started) if it cannot.
+    /// Makes the folder if it is missing. Throws `Failure` (not started) if it cannot.
     SegmentStore(const Folder& job, ScanKey key, ScanGrid grid);
 
     const ScanKey& Key() const { return key_; }
@@ -29,35 +29,35 @@ public:
 
     /// A segment whose finds stay in its journal.
     struct Stored {
-        /// The journal's.
+        /// The journal's name.
         std::string name;
         SegmentScan segment;
         std::vector<SectorRange> unreadable;
-        /// Its number of finds, by type.
+        /// The number of finds, by type.
         std::map<std::int32_t, std::int64_t> counts;
     };
-    /// All journals that are whole and of this scan. The person is told of others, which are ignored.
+    /// All journals that are complete and of this scan. The user is informed of others, which are ignored.
     std::vector<Stored> ReadAll() const;
-    /// The whole of one. Throws `Failure` (losses) if it is no longer there.
+    /// Reads a whole journal. Throws `Failure` (losses) if it no longer exists.
     SegmentScan Read(const std::string& name) const;
-    /// The blocks of all journals whose first line is good, without reading more of them.
+    /// The blocks of all journals with a valid first line; does not read further.
     std::vector<BlockRange> BlocksThere() const;
 
-    /// A journal on its way.
+    /// A journal that is being written.
     struct Draft {
         std::string name;
         File file;
     };
-    /// For a part of these blocks. Throws `Failure` (losses) when it cannot be made.
+    /// Creates a journal for a part of these blocks. Throws `Failure` (losses) if it cannot be created.
     Draft Begin(BlockRange blocks) const;
-    /// Takes a draft that has been written into the store once it is on stable storage; gives it as read back, nothing
-    /// if it is not whole. Throws `Failure` (losses) when it cannot be stored.
+    /// Takes a written draft into the store once it is on stable storage. Gives it as read back, or nothing if it is
+    /// not complete. Throws `Failure` (losses) if it cannot be stored.
     std::optional<Stored> Keep(Draft draft) const;
     void Drop(Draft draft) const;
-    /// The same for what this process has found out itself.
+    /// The same for what this process has found itself.
     void Add(const SegmentScan& segment) const;
 
-    /// Removes all journals, those of other scans too.
+    /// Removes all journals, even those of other scans.
     void Clear() const;
 
 private:

@@ -13,7 +13,7 @@ namespace salvor {
 namespace {
 
 constexpr std::size_t PiecesOnALine = 2048;
-// More than any sound record has.
+// More than any valid record has.
 constexpr std::int64_t MostPieces = std::int64_t{1} << 24;
 
 std::string DigestOf(const Space& space) {

@@ -8,10 +8,10 @@ namespace salvor {
 
 namespace {
 
-// Signatures lie within this many bytes of a file's start, and so within any sector.
+// All signatures are within this many bytes of a file's start, and so within any sector.
 constexpr std::size_t HeadBytes = 512;
 
-// What a signature requires of one byte; nothing where the mask is 0.
+// The requirement of a signature on one byte; none where the mask is 0.
 struct WantedByte {
     std::uint8_t value = 0;
     std::uint8_t mask = 0;
@@ -31,7 +31,7 @@ bool FitsPair(const StartSignature& signature, std::size_t at, std::uint32_t pai
            WantedAt(signature, at + 1).Is(static_cast<std::uint8_t>(pair >> 8U));
 }
 
-// How often the two bytes at an offset match where the signature does not. Media are full of zeros.
+// How often the two bytes at an offset match although the signature does not. Media are full of zeros.
 int WeightOf(const StartSignature& signature, std::size_t at) {
     const int freeBits =
         16 - std::popcount(WantedAt(signature, at).mask) - std::popcount(WantedAt(signature, at + 1).mask);
@@ -71,7 +71,7 @@ void StartFinder::AddProbe(const StartSignature& signature) {
     std::size_t best = from;
     int least = std::numeric_limits<int>::max();
     for (std::size_t at = from; at < to; ++at) {
-        // Each further offset costs time for every sector.
+        // Each additional offset costs time in every sector.
         const bool isProbed = std::ranges::find(probes_, at, &Probe::offset) != probes_.end();
         if (const int weight = 2 * WeightOf(signature, at) - (isProbed ? 1 : 0); weight < least) {
             least = weight;

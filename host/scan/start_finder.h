@@ -14,14 +14,14 @@ namespace salvor {
 /// bytes.
 class StartFinder {
 public:
-    /// `sectorSize` in bytes. `mediumBytes` tells how much of the last sector is there.
+    /// `sectorSize` in bytes. `mediumBytes` tells how long a partial last sector is.
     StartFinder(std::span<const Validator* const> validators, std::int32_t sectorSize, std::int64_t mediumBytes);
 
-    /// Does a file of a format begin with this sector, as far as its own bytes tell?
+    /// True if, judging by its own bytes, this sector begins a file of some format.
     bool IsStart(ByteSpan sector) const;
 
-    /// Looks at `count` sectors, whose bytes begin at `data`; the first has the number `first`. Parts are shown in
-    /// ascending order without a gap, for a text begins where the bytes in front are none.
+    /// Looks at `count` sectors, whose bytes begin at `data`; the first has the number `first`. Parts must ascend
+    /// without a gap, since whether a text begins depends on the bytes before.
     template <class TakeStart, class TakeText>
     void Look(const std::uint8_t* data, std::int64_t first, std::int64_t count, TakeStart&& takeStart,
               TakeText&& takeText) {
@@ -42,11 +42,11 @@ public:
         }
     }
 
-    /// The sector before the first one to be looked at; none at the medium's start.
+    /// Sets the sector before the first one to look at; empty at the medium's start.
     void SetBefore(ByteSpan sector);
 
 private:
-    // A sector has a mark where the two bytes at an offset are those of a signature.
+    // A sector has a mark if the two bytes at an offset are those of some signature.
     struct Probe {
         std::size_t offset;
         // A bit for each value of the two bytes.
@@ -71,7 +71,7 @@ private:
     void AddProbe(const StartSignature& signature);
 
     std::int64_t sectorSize_;
-    // The medium may fill its last sector in part.
+    // The medium's last sector may be partial.
     std::int64_t wholeSectors_;
     std::size_t lastBytes_;
     std::vector<Probe> probes_;

@@ -9,16 +9,16 @@
 
 namespace salvor {
 
-/// The scanners' view of the medium: its first sector is number 1 of the stream, since the shared engines take a first
-/// block with number 0 as already scanned.
+/// The scanners' view of the medium: its first sector is number 1 of the stream, since the shared engines skip a first
+/// block with number 0.
 inline constexpr std::int64_t StreamStart = 1;
 
-/// Serves the scanners' reads beyond the current block, and those inside it without touching the medium.
+/// Serves the scanners' reads beyond the current block from the medium, and those inside the block from memory.
 class StreamSource : public ISectorSource {
 public:
     explicit StreamSource(Medium& medium) : medium_(medium) {}
 
-    /// Makes this the current block; its bytes stay until the next one is set.
+    /// Sets the current block; its bytes stay valid until the next one is set.
     void SetBlock(const ReadBlock& block) { block_ = block; }
 
     std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) override;

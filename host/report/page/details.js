@@ -1,4 +1,4 @@
-// Everything that is known of one file, and the summary of all.
+// All that is known about one file, and the summary of all files.
 
 function makePreview(file) {
   const path = address(pathOf(file));
@@ -80,7 +80,7 @@ function closeButton(dialog) {
   return button;
 }
 
-// `step` shows the file so many places further on in the list.
+// `step(n)` shows the file that is n places further on in the list.
 function showDetails(file, step) {
   const dialog = byId('details');
   const path = address(pathOf(file));
@@ -138,7 +138,7 @@ function countTable(types) {
   make('tfoot', {}, line('All', types.reduce(addRows, noFiles()))));
 }
 
-// What prints on a page.
+// The summary, for print.
 function fillSummary() {
   const dialog = byId('summary');
   const types = countTypes();

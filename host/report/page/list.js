@@ -1,10 +1,10 @@
-// The files as a gallery or a table of which only what is on the screen exists.
+// The files as a gallery or a table. Only elements on the screen exist.
 
-// Browsers draw no element that is much taller; longer lists move faster than the wheel.
+// Browsers cannot draw much taller elements; longer lists scroll faster than the wheel.
 const TallestList = 8e6;
 
 class FileList {
-  // `onOpen` gets the file that the person chose, `onActive` the one that is marked.
+  // `onOpen` gets the file that the user opens, `onActive` the one that is marked.
   constructor(onOpen, onActive) {
     this.root = byId('list');
     this.onOpen = onOpen;
@@ -70,7 +70,7 @@ class FileList {
     this.draw();
   }
 
-  // The list's place in the document, below what stays at the top of the window.
+  // The list's position in the document, below the bar that stays at the top of the window.
   top() {
     const tools = document.querySelector('.tools').getBoundingClientRect().height;
     return this.root.getBoundingClientRect().top + window.scrollY - tools - 44;
@@ -83,7 +83,8 @@ class FileList {
     });
   }
 
-  // How far the list has moved on the screen, and in itself: the same unless it is taller than its element.
+  // How far the list has scrolled on the screen, and in its own coordinates: the same unless it is taller than its
+  // element.
   offsets() {
     const onScreen = Math.max(0, -this.root.getBoundingClientRect().top);
     const room = this.height - window.innerHeight;
@@ -140,7 +141,7 @@ class FileList {
     this.onActive(this.order[this.active]);
   }
 
-  // Moves the window so that the marked file is in it.
+  // Scrolls so that the marked file is visible.
   reveal() {
     const covered = document.querySelector('.tools').getBoundingClientRect().bottom + byId('columns').offsetHeight;
     const rowTop = Math.floor(this.active / this.across) * this.rowHeight;
@@ -182,7 +183,7 @@ function noPicture(file) {
   return make('span', { className: `tile kind-${groupOfType[files.type[file]]}` }, extensionOf(file).toUpperCase());
 }
 
-// A picture of the file, or a tile with its extension where there is none or the browser cannot show it.
+// A picture of the file. A tile with its extension if there is none or the browser cannot show it.
 function makePicture(file, alt) {
   const source = pictureOf(file) && address(pictureOf(file));
   if (!source) {
@@ -196,7 +197,7 @@ function makePicture(file, alt) {
   return image;
 }
 
-// The first picture of a film.
+// The first frame of a film.
 function makeFilmPicture(file) {
   const source = address(pathOf(file));
   if (played[extensionOf(file)] !== 'video' || !source) {

@@ -1,6 +1,6 @@
-// The map of the medium: columns that stand for equal parts of it, each divided by what the part holds.
+// The map of the medium: each column stands for an equal part of it and is divided by what that part holds.
 
-// In order of what is shown where two of them lie at one place. Colours are those of the style sheet.
+// In the order of precedence where two overlap. The colours are in the style sheet.
 const mapClasses = [
   { key: 'unreadable', name: 'unreadable' },
   { key: 'embedded', name: 'embedded in whole files' },
@@ -78,7 +78,7 @@ function layOutMedium() {
 }
 
 class MediumMap {
-  // `onPlace` gets [first sector, sector behind the last] or null for the whole medium.
+  // `onPlace` gets [first sector, sector after the last], or null for the whole medium.
   constructor(onPlace) {
     this.root = byId('map');
     this.canvas = this.root.querySelector('canvas');
@@ -180,7 +180,7 @@ class MediumMap {
     }
   }
 
-  // Shows where a file lies; nothing for none.
+  // Shows the place of a file; `undefined` hides the mark.
   markFile(file) {
     this.fileMark.hidden = file === undefined || data.imageSize === 0;
     if (!this.fileMark.hidden) {
@@ -254,7 +254,7 @@ function drawColumns(canvas, bins, width, height) {
     const right = next - gap;
     const all = bytes.reduce((sum, one) => sum + one, 0);
     let bottom = canvas.height;
-    // Files stand on the ground; what is free of them is the air above.
+    // Files are drawn from the bottom up; the rest of the column is free space.
     for (const kind of [2, 1, 3, 4, 5, 0, ZerosClass, FreeClass]) {
       if (bytes[kind] > 0) {
         const top = kind === FreeClass ? 0 : bottom - Math.max(2 * scale, (canvas.height * bytes[kind]) / all);

@@ -1,4 +1,4 @@
-// What the page knows of the files: columns, one entry a file, in the order of the report.
+// The page's data about files: columns with one entry for each file, in the order of the report.
 
 const data = JSON.parse(byId('data').textContent);
 byId('data').remove();
@@ -95,7 +95,7 @@ function nameOf(file) {
   return fieldOf('original', file) || path.slice(path.lastIndexOf('/') + 1) || path;
 }
 
-// Base64 without its padding: 43 characters a file, blank where there is no hash.
+// Base64 without its padding: 43 characters for each file, blank if there is no hash.
 const HashLength = 43;
 let hashes;
 function hashOf(file) {
@@ -112,25 +112,25 @@ const extentsOf = (file) => fieldOf('extents', file) ?? [[files.start[file], fil
 
 function address(path) {
   const parts = path.split('/');
-  // A report that was tampered with leads nowhere else.
+  // A manipulated report must not lead out of the folder.
   return parts.some((part) => part === '' || part === '.' || part === '..')
     ? null : parts.map(encodeURIComponent).join('/');
 }
 
-// What the browser shows or plays.
+// Types that browsers show or play.
 const shown = new Set('jpg png gif bmp webp ico'.split(' '));
 const played = { mp4: 'video', m4v: 'video', mov: 'video', '3gp': 'video', webm: 'video', mkv: 'video',
   mp3: 'audio', m4a: 'audio', wav: 'audio', ogg: 'audio' };
-// What may be opened by itself: nothing in which a browser runs scripts, or which it may take for a page.
+// Types that may be opened directly: none in which a browser runs scripts, or that it may take for a page.
 const opened = new Set([...shown, ...Object.keys(played), ...('pdf txt tif psd doc docx xls xlsx ppt pptx vsd mpp pub odt '
   + 'ods odp odg odf zip 7z rar cab avi wmv flv wma').split(' ')]);
 
-// Larger ones take a browser seconds and gigabytes.
+// Larger pictures take a browser seconds and gigabytes.
 const MostPixels = 120e6;
 const MostThumbnailBytes = 48 * 2 ** 20;
 const pixelsOf = (file) => (fieldOf('width', file) ?? 0) * (fieldOf('height', file) ?? 0);
 const isSmallEnough = (file) => pixelsOf(file) <= MostPixels && files.size[file] <= MostThumbnailBytes;
-// Where the picture of a file is to be had: the file itself or a preview that was taken out of it.
+// The source for a file's picture: the file itself, or a preview that was taken out of it.
 function pictureOf(file) {
   const preview = fieldOf('preview', file);
   return preview ?? (shown.has(extensionOf(file)) && isSmallEnough(file) ? pathOf(file) : null);
@@ -142,7 +142,7 @@ const filter = { group: -1, verdicts: new Set(), type: -1, text: '', minSize: 0,
 const overlaps = ([start, bytes], [first, end]) =>
   start < end && start + Math.max(1, Math.ceil(bytes / data.sectorSize)) > first;
 
-// A test of all but the group, which is counted apart.
+// A test for all filters but the group, which is counted separately.
 function makeTest() {
   const words = filter.text.toLowerCase().split(/\s+/).filter(Boolean);
   const has = (texts, word) => texts.map((text) => text.toLowerCase().includes(word));
@@ -170,7 +170,7 @@ function makeTest() {
   };
 }
 
-// The files that the filter lets through, and how many there are of each group and verdict.
+// The files that pass the filters, and how many there are of each group and verdict.
 function selectFiles() {
   const test = makeTest();
   const chosen = new Uint32Array(files.count);

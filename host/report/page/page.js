@@ -1,4 +1,4 @@
-// Puts the page together and listens to the person.
+// Sets up the page and reacts to the user.
 
 let list;
 let map;
@@ -93,7 +93,7 @@ function sortBy(key) {
 const isFiltered = () => filter.verdicts.size > 0 || filter.type >= 0 || filter.text !== '' || filter.minSize > 0
   || filter.maxSize < Infinity || filter.takenFrom !== '' || filter.takenTo !== '' || filter.place !== null;
 
-// Shows what the filter and the order say.
+// Shows the files according to the filters and the order.
 function update() {
   const { order, bytes, byGroup } = selectFiles();
   sortFiles(order, sorting.key, sorting.isDescending);

@@ -1,4 +1,4 @@
-// Numbers and elements as a person reads them.
+// Numbers and elements for people.
 
 const numberFormat = new Intl.NumberFormat('en');
 const formatNumber = (number) => numberFormat.format(number);
@@ -12,7 +12,7 @@ function formatSize(bytes) {
   return `${(bytes / 2 ** (10 * power)).toFixed(1)} ${['', 'KiB', 'MiB', 'GiB', 'TiB', 'PiB'][power]}`;
 }
 
-// A size as "64K" or "1.5 MiB"; nothing if it is none.
+// Parses a size such as "64K" or "1.5 MiB"; nothing if it is not a size.
 function parseSize(text) {
   const match = /^\s*(\d+(?:[.,]\d+)?)\s*([kmgt]?)(?:i?b|bytes?)?\s*$/i.exec(text);
   return match ? Number(match[1].replace(',', '.')) * 2 ** (10 * ' kmgt'.indexOf(match[2].toLowerCase() || ' ')) : null;
