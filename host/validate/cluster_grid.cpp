@@ -35,8 +35,8 @@ ClusterGrid FindClusterGrid(std::span<const std::int64_t> starts, std::int64_t s
     std::size_t lastCount = starts.size();
     for (std::int64_t sectors = 2; sectors * sectorSize <= MostClusterBytes; sectors *= 2) {
         const Crowd crowd = LargestCrowd(starts, sectors);
-        // Starts off the larger grid are strays, which lie anywhere. If they lie on the smaller grid,
-        // that is the file system's, and large files merely happen to begin at round offsets.
+        // Starts off the larger grid should be strays, which are anywhere. If they are on the smaller grid, that one is
+        // the file system's, and large files merely happen to begin at round offsets.
         const std::size_t lost = lastCount - crowd.count;
         const bool isSmallerOne = grid.sectorsPerCluster > 1 && lost * 32 > starts.size();
         if (crowd.count * 10 < starts.size() * 9 || isSmallerOne) {

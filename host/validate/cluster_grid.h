@@ -7,8 +7,8 @@
 
 namespace salvor {
 
-/// The grid on which files begin: the largest cluster of 1 to 64 KiB on which nine in ten of eight or more starts lie.
-/// `starts` are sectors where files of binary formats begin for sure, in any order.
+/// The grid on which files begin: the largest cluster size from 1 to 64 KiB whose grid holds nine in ten of the starts.
+/// It takes eight starts or more. `starts` are sectors where files of binary formats certainly begin, in any order.
 ClusterGrid FindClusterGrid(std::span<const std::int64_t> starts, std::int64_t sectorSize);
 
 }  // namespace salvor

@@ -22,7 +22,7 @@ struct SettledPlace {
 /// What is at a place where a find or a start lies; one a place. There may be millions.
 struct Outcome {
     std::int64_t startSector = 0;
-    /// With verdict `NoFile` it says why there is none, and its type is that of the first claim.
+    /// With verdict `NoFile`, its `why` says why there is none, and its type is that of the first claim.
     Finding finding;
     /// What scanners reported here, in the order of their types; empty for a start that only validators saw.
     Claims reported;

@@ -21,7 +21,7 @@ constexpr std::array<Verdict, 5> Verdicts{Verdict::Whole, Verdict::Open, Verdict
                                           Verdict::NoFile};
 constexpr std::array<const char*, 3> PhaseNames{"structure", "bounded", "text"};
 
-// `isFinal` leaves out what only validating asks for.
+// `isFinal` leaves out the fields that only validating needs.
 void PutFinding(Json& record, const Finding& finding, bool isFinal) {
     record["verdict"] = VerdictName(finding.verdict);
     record["type"] = finding.type;
@@ -39,7 +39,7 @@ void PutFinding(Json& record, const Finding& finding, bool isFinal) {
     }
 }
 
-// The functions that read records throw a JSON exception or std::invalid_argument if a value makes no sense.
+// The functions that read records throw a JSON exception or `std::invalid_argument` for a value that makes no sense.
 std::int32_t TypeIn(const Json& record, const char* key, std::int32_t least) {
     const std::int64_t type = IntegerIn(record, key);
     if (type < least || type >= FileTypeCount) {
@@ -57,7 +57,7 @@ std::size_t IndexIn(std::span<const char* const> names, const std::string& name)
     throw std::invalid_argument("no such name");
 }
 
-// Extensions become part of file names, and anyone may have written the outcomes.
+// Extensions become part of file names, and the outcomes may come from anywhere.
 bool IsExtension(const std::string& text) {
     constexpr std::size_t longest = 8;
     return text.size() <= longest &&
@@ -100,7 +100,7 @@ Json OutcomeToJson(const Outcome& outcome) {
     return record;
 }
 
-// Extents that could be the outcome's: they begin where it does, and hold all of it.
+// True for extents that can be the outcome's: they begin where it does, and hold all of it.
 bool CouldHold(const std::vector<Extent>& extents, const Outcome& outcome) {
     std::int64_t bytes = 0;
     for (const Extent& extent : extents) {
@@ -159,10 +159,10 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
     }
 }
 
-// How the line of a finding begins.
+// The start of a finding's line.
 constexpr std::string_view FindingPrefix = R"({"record":"finding",)";
 
-// Its last line says that all outcomes are there, so that what was found out by the way is of no more use.
+// The last line says whether all outcomes are there; the intermediate findings are then no longer needed.
 bool EndsComplete(File& file) {
     const Json last = ParseJsonLine(LastLineOf(file));
     return last.is_object() && last.contains("record") && last["record"] == "summary" && last.contains("ended") &&

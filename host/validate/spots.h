@@ -11,16 +11,16 @@
 
 namespace salvor {
 
-/// How little a type says about a file that other types claim too, 0 for most: any run of letters is plain text, any
-/// ASF film is an ASF file, any package a ZIP archive, and one maker's raws have two names.
+/// How little a type says about a file that other types claim too; 0 for most. Any run of letters is plain text, any
+/// ASF film is an ASF file, any package is a ZIP archive, and one maker's raws have two names.
 int GeneralityOf(std::int32_t type);
-/// That of plain text, above all others.
+/// The value for plain text, the highest of all.
 inline constexpr int MostGeneral = 2;
 
 /// A sector with finds or a validator's own signature.
 struct Spot {
     std::int64_t sector = 0;
-    /// Of the sorted finds.
+    /// Index among the sorted finds.
     std::size_t firstFind = 0;
     std::size_t findCount = 0;
     bool isStart = false;
@@ -28,12 +28,12 @@ struct Spot {
     bool isCrossed = false;
 };
 
-/// What a scan has seen, sector by sector: each spot once, ascending, with its finds without duplicates.
+/// What a scan has seen, sector by sector: each spot once, ascending, with its finds and without duplicates.
 class Spots {
 public:
     Spots(const Medium& medium, const Sightings& seen);
 
-    /// Index of the first spot at this sector or behind it.
+    /// Index of the first spot at or after this sector.
     std::size_t FirstFrom(std::int64_t sector) const {
         return static_cast<std::size_t>(std::ranges::lower_bound(spots_, sector, {}, &Spot::sector) - spots_.begin());
     }
@@ -41,14 +41,14 @@ public:
     Spot& operator[](std::size_t index) { return spots_[index]; }
     const Spot& operator[](std::size_t index) const { return spots_[index]; }
 
-    /// Of the first spot at `sector` or after it.
+    /// Index of the first spot at or after `sector`.
     std::size_t IndexFrom(std::int64_t sector) const;
 
-    /// By type and size.
+    /// Ordered by type and size.
     std::span<const Find> FindsAt(const Spot& spot) const {
         return std::span(finds_).subspan(spot.firstFind, spot.findCount);
     }
-    /// Of the spot's finds, of which there is one at least.
+    /// The type among the spot's finds, of which there is at least one.
     std::int32_t LeastGeneralType(const Spot& spot) const;
 
     /// The sectors on the medium where something other than plain text seems to begin, ascending.
@@ -58,7 +58,7 @@ public:
 
 private:
     std::int64_t sectorCount_;
-    // By start, type and size.
+    // Ordered by start, type and size.
     std::vector<Find> finds_;
     std::vector<Spot> spots_;
 };

@@ -21,7 +21,7 @@ using Phase = Validator::Phase;
 
 // A start that no scanner reports needs this much unbroken structure to become a file without a declared end.
 constexpr std::int64_t LeastOpenStart = 4096;
-// How much may be read for a place that is most likely part of the text around it.
+// How much may be read for a place that is probably part of the text around it.
 constexpr std::int64_t AllowanceInsideText = std::int64_t{256} << 10;
 constexpr int Nobody = Judgement::Nobody;
 
@@ -33,15 +33,15 @@ bool IsCredulous(std::int32_t type) {
            type == FileTypeIndex::Mb;
 }
 
-// Any part of a file of these types looks like the start of another: packets or frames follow one another.
+// Any part of a file of these types looks like the start of another one: packets or frames follow each other.
 bool IsStream(std::int32_t type) {
     return type == FileTypeIndex::Mp3 || type == FileTypeIndex::Mts || type == FileTypeIndex::Vob;
 }
 
-// What became of a spot.
+// The state of a spot.
 enum class State : std::uint8_t { Nothing, Inside, Judged };
 
-// A range that a file claims: nothing else is looked for there, or less.
+// A range that a file claims. Inside it, nothing is looked for, or less.
 struct Cover {
     std::int64_t end = 0;
     std::size_t spot = 0;
@@ -79,7 +79,7 @@ public:
     }
 
 private:
-    // False if later phases are not wanted or the observer stopped it.
+    // False if later phases are not wanted, or if the observer stopped it.
     bool DoPhase(Phase phase) {
         // Finds may lie outside the medium.
         constexpr SectorRange all{std::numeric_limits<std::int64_t>::min() / 2,
@@ -103,7 +103,7 @@ private:
     std::int64_t ByteOf(std::int64_t sector) const { return sector * sectorSize_; }
     std::int64_t EndOf(std::int64_t sector, const Finding& finding) const { return ByteOf(sector) + finding.size; }
 
-    // What the validators of a phase say of a spot; each is asked only once.
+    // The answer of a phase's validators for a spot; each is asked only once.
     const Judgement* AskOnce(std::size_t index, Phase phase, int exceptFor) {
         std::int32_t& slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
         if (slot == NotAsked) {
@@ -116,9 +116,9 @@ private:
         return slot == NoAnswer ? nullptr : &answers_[static_cast<std::size_t>(slot)];
     }
 
-    // ---- What one spot is.
+    // ---- What is at a spot.
 
-    // Nothing if no validator and no find sees a file of a binary format.
+    // Nothing if neither a validator nor a find has a file of a binary format there.
     std::optional<Judgement> Judge(std::size_t index, Phase upTo, int exceptFor = Nobody) {
         const Spot& spot = spots_[index];
         if (!spots_.IsOnMedium(spot.sector)) {
@@ -156,7 +156,7 @@ private:
                (finding.verdict == Verdict::Open && (finding.size >= LeastOpenStart || finding.isCertain));
     }
 
-    // Lowers a verdict for reasons that a validator cannot know.
+    // Lowers a verdict for reasons that a validator cannot see.
     void Doubt(const Spot& spot, Finding& finding) {
         if (finding.verdict != Verdict::Whole && finding.verdict != Verdict::Open) {
             return;
@@ -175,7 +175,7 @@ private:
         return unreadable_.Intersects(range) || medium_.HoldsUnreadable(range);
     }
 
-    // Whether this spot, inside a whole file, could prove that the file is not whole.
+    // True if this spot, inside a whole file, could prove that the file is not whole.
     bool MayUnmask(const Spot& spot, const Cover& whole) const {
         return IsCredulous(judgements_[whole.spot].finding.type) ||
                std::ranges::any_of(spots_.FindsAt(spot), [&](const Find& find) {
@@ -232,7 +232,7 @@ private:
         return true;
     }
 
-    // The whole file that is known to cover a sector.
+    // The whole file that covers a sector, as far as known.
     Cover WholeAcross(std::int64_t sector) const {
         Cover whole;
         for (std::size_t i = 0; i < spots_.Count() && spots_[i].sector < sector; ++i) {
@@ -244,7 +244,7 @@ private:
         return whole;
     }
 
-    // Formats of the first phase are read from start to end; offsets in the others may claim foreign bytes.
+    // Formats of the first phase are read from start to end; offsets in other formats may claim foreign bytes.
     bool IsFollowed(int validator) const {
         return validator != Nobody && validators_[static_cast<std::size_t>(validator)]->phase == Phase::Structure;
     }
@@ -256,8 +256,8 @@ private:
                 EndOf(spots_[index].sector, judgement->finding) > whole.end);
     }
 
-    // A file that lost its end claims what a length in it says. A damaged one may claim the bytes of others too:
-    // signatures of its own format that are as long as these are no coincidence.
+    // A file that lost its end claims as much as a length in it says. A damaged one may claim the bytes of others too:
+    // signatures of its own format as long as these do not occur by chance.
     bool MayHideOthers(const Cover& open) const {
         constexpr std::size_t certain = 8;
         const Finding& claim = judgements_[open.spot].finding;
@@ -271,8 +271,8 @@ private:
                });
     }
 
-    // Inside a file whose structure was followed but has no declared end, what its own validator sees is part of it,
-    // and only a whole file is a start that no scanner has reported.
+    // Inside a file whose structure was followed but has no declared end, anything that its own validator accepts is
+    // part of it. There, a start that no scanner has reported counts only if the file is whole.
     std::optional<Judgement> JudgeInside(std::size_t index, Phase upTo, const Cover& open) {
         const Spot& spot = spots_[index];
         const bool isInside = open.validator != Nobody && open.Holds(ByteOf(spot.sector));
@@ -301,8 +301,8 @@ private:
 
     // ---- Text.
 
-    // Calls `take` for the sectors at which a text may begin and nothing else was found, ascending; false if it
-    // stops the walk.
+    // Calls `take` for the sectors at which a text may begin and nothing else was found, ascending; false if `take`
+    // ends the walk.
     template <class Take>
     bool ForEachTextStart(Take take) {
         std::size_t run = 0;
@@ -320,7 +320,7 @@ private:
             if (i == spots_.Count()) {
                 break;
             }
-            // The run's sector that is the spot's.
+            // The sector of the run at which the spot is.
             if (run < textRuns_.size() && inRun < textRuns_[run].count && textRuns_[run].first + inRun == sector) {
                 ++inRun;
             }
@@ -333,7 +333,7 @@ private:
         return true;
     }
 
-    // Looks at the places in the range; false if the observer stopped it.
+    // Looks at the texts in the range; false if the observer stopped it.
     bool ReadTexts(SectorRange range) {
         if (!HasPhase(Phase::Text)) {
             return true;
@@ -360,12 +360,12 @@ private:
         return !isStopped && takeNextUpTo(std::min(end, NoSector));
     }
 
-    // Where the walk over the texts is.
+    // The position of the walk over the texts.
     struct TextWalk {
         std::size_t nextWhole = 0;
         std::int64_t wholeEnd = 0;
         Cover text;
-        // The cluster after the last text's end, if text goes on there: what was seen as one text may be two.
+        // The cluster after the last text's end, if text goes on there: what looked like one text may be two.
         std::int64_t next = NoSector;
     };
 
@@ -397,8 +397,8 @@ private:
                IsFile(judgements_[i].finding);
     }
 
-    // The first sector of the cluster after a text's end, where a text may begin that nobody has seen since it seemed
-    // to be a part of the one before.
+    // The first sector of the cluster after a text's end, if a text may begin there. It was not noted as a start, since
+    // it seemed to be part of the text before.
     std::int64_t TextStartAfter(std::int64_t end, std::int64_t sector) {
         const std::int64_t cluster = neighbours_.grid.sectorsPerCluster;
         const std::int64_t endSector = (end + sectorSize_ - 1) / sectorSize_;
@@ -412,8 +412,8 @@ private:
         return MayBeginText({}, bytes) ? next : NoSector;
     }
 
-    // `spot` has finds; null where only a start was seen. Between clusters only a text that ends as it should is a file
-    // of its own, and inside another text one that ends after that too.
+    // `spot` has finds; null if only a start was seen. Off the cluster grid, only a text with a proper end is a file of
+    // its own; inside another text, only one that also ends after that.
     void ReadText(std::int64_t sector, const Spot* spot, bool isOnGrid, Cover& text) {
         const bool isInside = text.Holds(ByteOf(sector));
         auto answer = isInside || !isOnGrid ? witnesses_.AskForWholeText(sector, AllowanceInsideText)
@@ -442,7 +442,7 @@ private:
 
     // ---- The outcomes.
 
-    // What is known of a find inside a whole file: an earlier answer, or what the scanner says.
+    // The finding for a find inside a whole file: an earlier answer, or the scanner's claim.
     Finding FindingInside(std::size_t index) {
         for (const Phase phase : {Phase::Structure, Phase::Bounded}) {
             const std::int32_t slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
@@ -513,11 +513,11 @@ private:
     Phase phase_;
     SectorRangeSet unreadable_;
     std::vector<SectorRange> textRuns_;
-    // Two a spot, for its two phases: an index of `answers_`.
+    // Two entries for each spot, one for each of its phases: an index in `answers_`.
     std::vector<std::int32_t> asked_;
     std::vector<Judgement> answers_;
     std::vector<State> states_;
-    // Of the spots that are judged.
+    // Valid for spots that are judged.
     std::vector<Judgement> judgements_;
     std::vector<Outcome> texts_;
 };

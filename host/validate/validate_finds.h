@@ -15,24 +15,24 @@
 
 namespace salvor {
 
-/// The result for a place in one phase, kept so that a run that was stopped can go on from there.
+/// The result for a place in one phase, stored so that an interrupted run can go on from there.
 struct KnownFinding {
     std::int64_t startSector = 0;
     Validator::Phase phase = Validator::Phase::Structure;
     /// The validator whose finding counts; empty if the scanner's find does.
     Phrase validator;
     Finding finding;
-    /// Bytes that were read for it; they count against the allowance again.
+    /// Bytes that were read for it; they are deducted from the allowance again.
     std::int64_t cost = 0;
     bool operator==(const KnownFinding&) const = default;
 };
 
-/// Who fell over a place and is not asked there again.
+/// A validator or scanner that failed at a place and is not asked there again.
 struct SetAside {
     std::int64_t sector = 0;
-    /// As `NameOfAsked` says it.
+    /// The name that `NameOfAsked` gives.
     std::string who;
-    /// For people: "crashed (signal 11)".
+    /// For messages: "crashed (signal 11)".
     std::string how;
     bool operator==(const SetAside&) const = default;
 };
@@ -41,43 +41,44 @@ struct SetAside {
 class ValidateObserver {
 public:
     virtual ~ValidateObserver() = default;
-    /// The medium's bytes before `byte` are done with in this phase. True stops the run.
+    /// The medium's bytes before `byte` are done in this phase. True stops the run.
     virtual bool OnPlace(Validator::Phase phase, std::int64_t byte) = 0;
-    /// It was not among the findings that were known.
+    /// Called for each finding that was not known before.
     virtual void OnFinding(const KnownFinding& /*finding*/) {}
-    /// From now on `asked`, the index of a validator or behind those a type whose scanner is asked, looks at the place.
+    /// From now on `asked` looks at the place: the index of a validator or, from the number of validators on, a type
+    /// whose scanner is asked.
     virtual void OnAsk(std::int64_t /*sector*/, std::int32_t /*asked*/) {}
 };
 
 struct ValidateRequest {
     std::span<const Validator* const> validators = Validators();
-    /// Caps in bytes that the person set, by factory index: a size that has reached one is taken as it is.
+    /// The user's caps in bytes, by factory index: a size that has reached one is taken as it is.
     std::map<std::int32_t, std::int64_t> caps;
     /// Findings of an earlier run on the same sightings.
     std::span<const KnownFinding> known;
     std::span<const SetAside> setAside;
-    /// Only collects the findings of one phase for the places in these sectors, to be known to a later run; there are
-    /// no outcomes. The findings of earlier phases should be known.
+    /// Only collects the findings of one phase for the places in these sectors, for a later run to use; gives no
+    /// outcomes. The findings of earlier phases should be known.
     std::optional<SectorRange> ahead;
     /// The phase of `ahead`.
     Validator::Phase phase = Validator::Phase::Structure;
 };
 
 struct Validation {
-    /// One for each place, ascending by start. Every find is in one of them; refuted starts are not.
+    /// One for each place, ascending by start. Every find belongs to one of them; refuted starts do not.
     std::vector<Outcome> outcomes;
-    /// False if the observer stopped it: outcomes are missing then.
+    /// False if the observer stopped it, so that outcomes are missing.
     bool complete = false;
-    /// Those who could not be asked somewhere; the scanners' word stands there.
+    /// Validators and scanners that could not be asked at some place; the scanners' claims count there.
     std::vector<SetAside> setAside;
 };
 
-/// The name of a validator, or the scanner of a type, as `ValidateObserver::OnAsk` counts them.
+/// The name of a validator, or of a type's scanner, with the number that `ValidateObserver::OnAsk` gets.
 std::string NameOfAsked(std::span<const Validator* const> validators, std::int32_t asked);
 
 /// Finds out for every find and every start which file is there, where it really ends and whether it is whole. A pure
-/// function of the medium and of the scan's sightings. It reads a few times the medium's size at most; files that it
-/// does not get to keep the scanners' sizes, and their findings say so.
+/// function of the medium and the scan's sightings. It reads at most a few times the medium's size; files that it does
+/// not get to keep the scanners' sizes, and their findings say so.
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer);
 /// The same for very many finds: `take` is handed the outcomes one by one, and none is kept.

@@ -23,7 +23,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Keeps what is found out in the outcomes file, and tells the person how far it is.
+// Writes findings to the outcomes file as they come, and shows progress.
 class Keeper {
 public:
     Keeper(OutcomesWriter& writer, Medium& medium, const ValidateHow& how)
@@ -46,7 +46,7 @@ public:
     }
     void KeepUnreadable(const std::vector<SectorRange>& sectors) { writer_.AddUnreadable(sectors); }
 
-    /// `done` bytes of the medium, once for each phase.
+    /// `done` counts the bytes of the medium once for each phase.
     void Turn(std::int64_t done) {
         progress_.Update(done, counts_);
         if (const auto now = steady_clock::now(); now >= nextSync_) {
@@ -70,7 +70,7 @@ private:
     steady_clock::time_point nextSync_ = steady_clock::now();
 };
 
-// For a medium that only this process has.
+// For a medium that only this process has open.
 class OwnObserver : public ValidateObserver {
 public:
     OwnObserver(Keeper& keeper, const Medium& medium) : keeper_(keeper), medium_(medium) {}
@@ -89,7 +89,7 @@ int WorkersOf(const ValidateHow& how) {
     return how.workers > 0 ? how.workers : std::max(static_cast<int>(std::thread::hardware_concurrency()), 1);
 }
 
-// Sectors that have about the same number of places in each part; at most as many as `count`.
+// Sectors in up to `count` parts with about the same number of places each.
 std::vector<SectorRange> Parts(const Sightings& seen, std::int64_t count, std::size_t leastPlaces) {
     std::vector<std::int64_t> sectors = seen.starts;
     std::ranges::transform(seen.finds, std::back_inserter(sectors), &Find::startSector);
@@ -104,7 +104,7 @@ std::vector<SectorRange> Parts(const Sightings& seen, std::int64_t count, std::s
     return parts;
 }
 
-// Parts of the medium with about the same number of sectors at which text may begin; none if there is too little to
+// Parts of the medium with about the same number of sectors at which text may begin; none if there are too few to
 // share.
 std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCount, std::int64_t count) {
     constexpr std::int64_t leastStarts = 64;
@@ -133,8 +133,8 @@ std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCou
     return parts;
 }
 
-// Has workers look at parts of the medium, phase by phase, with the findings of the phases before. At the end one
-// worker looks at all of it, with everything that the others have found.
+// Lets workers look at parts of the medium, phase by phase, with the findings of the earlier phases. At the end one
+// worker goes over everything, using all findings of the others.
 class ValidateClient : public CrewClient {
 public:
     ValidateClient(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
@@ -161,7 +161,7 @@ public:
         } else if (workers > 1) {
             constexpr std::size_t leastPlaces = 64;
             AddTodo(Phase::Structure, Parts(seen, 4 * workers, leastPlaces));
-            // Each repeats the phases before it, of which most is known.
+            // Each part repeats the phases before it, most of whose findings are known.
             AddTodo(Phase::Bounded, Parts(seen, workers, leastPlaces));
             AddTodo(Phase::Text, TextParts(seen, medium.SectorCount(), workers));
         }
@@ -253,7 +253,7 @@ private:
         SectorRange sectors;
     };
     struct UnderWay {
-        // Nothing for the one that looks at all.
+        // Nothing for the worker that looks at everything.
         std::optional<ValidatePart> part;
         std::int64_t done = 0;
     };
@@ -276,7 +276,7 @@ private:
         read_.validation.setAside.push_back(setAside);
     }
 
-    // A worker may have fallen into the hands of the medium.
+    // The medium may have taken control of a worker, so its answers are checked.
     bool IsOnMedium(const Outcome& outcome) const {
         const std::int64_t start = outcome.startSector;
         return outcome.finding.verdict == Verdict::NoFile ||
@@ -290,14 +290,14 @@ private:
     Keeper& keeper_;
     bool isShare_;
     ValidateRequest request_;
-    // The parts of one phase come after those of another.
+    // Ordered by phase.
     std::deque<ValidatePart> todo_;
     std::map<std::int64_t, UnderWay> underWay_;
     std::int64_t nextId_ = 0;
     std::int64_t doneAhead_ = 0;
     std::string knownLines_;
     FileDescriptor input_;
-    // Outcomes and what is set aside; the rest only for the moment.
+    // Outcomes and what is set aside; everything else is here only briefly.
     OutcomesRead read_;
 };
 

@@ -12,11 +12,11 @@ inline constexpr const char* ValidateOrderKind = "validate";
 /// What a worker that validates is told: the sightings. Lines of an outcomes file with what is known stand behind them.
 std::string ValidateInput(const Sightings& seen);
 
-/// The order's own parameters; the input holds the rest.
+/// The order's own parameters; everything else is in the input.
 Json ValidateParameters(const ValidateRequest& request);
 
-/// Validates in a worker. Sends lines of an outcomes file: findings that were not known, sectors that cannot be read,
-/// and in the end, unless it works ahead, outcomes and summary.
+/// Validates in a worker. Sends lines of an outcomes file: new findings, unreadable sectors and, unless it works ahead,
+/// finally the outcomes and the summary.
 bool ValidateInWorker(Worker& worker);
 
 }  // namespace salvor

@@ -2,7 +2,7 @@
 
 namespace salvor {
 
-// Each is defined in a source of its own.
+// Each is defined in its own source.
 extern const Validator AbrValidator;
 extern const Validator AsfValidator;
 extern const Validator AuValidator;

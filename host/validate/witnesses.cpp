@@ -18,12 +18,12 @@ using Phase = Validator::Phase;
 
 constexpr int Nobody = Judgement::Nobody;
 
-// How much `Validator::begins` is shown, in bytes.
+// The bytes that `Validator::begins` gets.
 constexpr std::int64_t HeadBytes = 4096;
 
 constexpr const char* UnexaminedWhy = "size as the scanner reports it; finding out more would take too much reading";
 
-// The finding of a validator that used up its allowance; the scanners decide then.
+// The finding of a validator that used up its allowance; then the scanners' claims decide.
 Finding Unexamined() {
     Finding finding;
     finding.verdict = Verdict::Open;
@@ -31,7 +31,7 @@ Finding Unexamined() {
     return finding;
 }
 
-// A finding that breaks the contract counts as none.
+// A finding that breaks the contract counts as no file.
 Finding Checked(Finding finding, std::int64_t limit) {
     const bool isType = finding.type >= 0 && finding.type < FileTypeCount;
     if (IsFile(finding) && (!isType || finding.size <= 0 || finding.size > limit)) {
@@ -40,7 +40,7 @@ Finding Checked(Finding finding, std::int64_t limit) {
     return finding;
 }
 
-// Stops a scan once it has found what begins at its first sector.
+// Stops a scan once it has found the file at its first sector.
 class FirstFind : public ScanObserver {
 public:
     FirstFind(std::int64_t sector, std::int64_t sectorSize, std::int64_t mostBytes)
@@ -62,7 +62,7 @@ private:
     std::int64_t mostBytes_;
 };
 
-// Files do not share bytes, but vain attempts read the same ones again.
+// Files do not share bytes, but failed attempts read the same bytes again.
 std::int64_t AllowanceOf(const Medium& medium, std::int64_t times) {
     constexpr std::int64_t least = std::int64_t{64} << 20;
     return least + std::min(medium.SizeInBytes(), std::numeric_limits<std::int64_t>::max() / 16) * times;
@@ -102,8 +102,8 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
     }
 }
 
-// The most trusted answer of a phase's validators for a place; nothing where none of them sees
-// its format begin. `exceptFor` is not asked.
+// The most trusted answer of a phase's validators for a place; nothing if none of them accepts its start. `exceptFor`
+// is not asked.
 std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
     if (const auto known = known_.find(KeyOf(sector, phase)); known != known_.end()) {
         const int validator = IndexOf(known->second->validator);
@@ -188,7 +188,7 @@ int Witnesses::IndexOf(const std::string& name) const {
     return found == request_.validators.end() ? Nobody : static_cast<int>(found - request_.validators.begin());
 }
 
-// The size that a scanner finds without a cap, where it has reached its own.
+// For a find that has reached its scanner's cap: the size that the scanner finds without the cap.
 std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
     const std::int64_t cap = FileTypeCatalog[find.type].maxSize;
     if (cap <= 0 || find.size < cap || request_.caps.contains(find.type)) {
@@ -214,7 +214,7 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
     return uncapped_[{find.startSector, find.type}] = std::max(found.size.value_or(0), find.size);
 }
 
-// Scanners count white space as the document's even where it may belong to another file.
+// Scanners include white space in the document even if it may belong to another file.
 std::int64_t Witnesses::PdfSize(std::int64_t sector, std::int64_t size) {
     const std::int64_t given = std::min(left_, perFile_);
     ReadAllowance allowance(given);
@@ -264,7 +264,7 @@ Finding Witnesses::ReportedFinding(const Find& find, const char* unexaminedWhy) 
     return finding;
 }
 
-// The most trusted of the finds that no validator judges.
+// The most trusted of the finds that are not for a validator to judge.
 std::optional<Judgement> Witnesses::Reported(const Spot& spot, const Judgement* answer, bool isUnexamined) {
     std::optional<Judgement> best;
     const bool judgesAll = answer != nullptr && answer->validator != Nobody &&

@@ -8,8 +8,8 @@
 
 namespace salvor {
 
-/// The finding for a structure that is right up to `rightUpTo` and should reach `wanted` or beyond: truncated if the
-/// medium's end or the start of another file is in the way, else damaged. Offsets from the place's start.
+/// The finding for a structure that is right up to `rightUpTo` and should reach at least `wanted`: truncated if the
+/// medium's end or the start of another file is in the way, else damaged. Offsets count from the place's start.
 inline Finding BrokenAt(const Place& file, std::int64_t rightUpTo, std::int64_t wanted, std::int32_t type,
                         const std::string& why) {
     rightUpTo = std::clamp<std::int64_t>(rightUpTo, 0, file.Limit());

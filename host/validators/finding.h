@@ -8,46 +8,47 @@
 
 namespace salvor {
 
-/// What became of a file.
+/// The condition of a file.
 enum class Verdict : std::uint8_t {
-    /// The structure reaches an end that it declares, and everything on the way is consistent.
+    /// The structure reaches an end that it declares, and everything before that is consistent.
     Whole,
     /// The format declares no end: the size is where the bytes stop being that format.
     Open,
-    /// The structure goes on past the medium's end, into another file or into sectors that cannot be read.
+    /// The structure continues past the medium's end, into another file or into unreadable sectors.
     Truncated,
-    /// The structure breaks; the size is the last place that was right.
+    /// The structure breaks; the size is where it was last right.
     Damaged,
     /// The bytes at the start were a coincidence: there is no such file.
     NoFile,
 };
 
-/// In lower case, as reports show it.
+/// The verdict in lower case, as reports show it.
 const char* VerdictName(Verdict verdict);
-/// Nothing for a word that names none.
+/// The verdict with this name; nothing for other words.
 std::optional<Verdict> VerdictNamed(const std::string& name);
 
-/// What a validator says of the file at a place.
+/// A validator's answer about the file at a place.
 struct Finding {
     Verdict verdict = Verdict::NoFile;
-    /// In bytes from the place's start, 0 for `NoFile`; never past the medium's end.
+    /// In bytes from the place's start; 0 for `NoFile`. Never past the medium's end.
     std::int64_t size = 0;
     /// Factory index of the type that fits the file best.
     std::int32_t type = -1;
-    /// Without a dot; empty where the type's own is right.
+    /// Without a dot; empty if the type's own extension is right.
     Phrase extension = {};
-    /// One short phrase for people: "central directory ends at its comment".
+    /// A short phrase for users: "central directory ends at its comment".
     Phrase why = {};
-    /// Text that is most likely the rest of a file whose start lies elsewhere.
+    /// The text is most likely the rest of a file whose start is elsewhere.
     bool beginsInMiddle = false;
-    /// Of an `Open` file: its structure is beyond coincidence however short it is.
+    /// For an `Open` file: its structure cannot be a coincidence, however short it is.
     bool isCertain = false;
-    /// An open file whose own structure was followed from start to end: what begins and ends inside it is its own.
+    /// For an open file whose own structure was followed from start to end: what begins and ends inside it belongs to
+    /// it.
     bool isUnbroken = false;
     bool operator==(const Finding&) const = default;
 };
 
-/// Does what begins inside the file belong to it?
+/// Does a file that begins inside this one belong to it?
 inline bool Covers(const Finding& finding) {
     return finding.verdict == Verdict::Whole || (finding.verdict == Verdict::Open && finding.isUnbroken);
 }
@@ -57,7 +58,7 @@ inline Finding Unbroken(Finding finding) {
     return finding;
 }
 
-/// The finding for a file that holds bytes which could not be read: such a file is neither whole nor open.
+/// The finding for a file with unreadable bytes: such a file is neither whole nor open.
 Finding WithUnreadableBytes(Finding finding);
 
 /// The extension of the file that a finding describes, without a dot.

@@ -9,7 +9,7 @@ namespace salvor {
 
 namespace {
 
-// Frees zlib's state in every case.
+// Makes sure that zlib's state is freed.
 class Stream {
 public:
     explicit Stream(DeflateFormat format)
@@ -45,7 +45,7 @@ std::optional<Inflated> InflateAt(ByteWindow& file, std::int64_t offset, std::in
     result.crc = static_cast<std::uint32_t>(crc32(0, nullptr, 0));
     end = std::min(end, file.Limit());
     int status = Z_OK;
-    // Every round takes bytes or fills the output.
+    // Every round consumes bytes or fills the output.
     while (status == Z_OK) {
         const std::int64_t at = offset + result.packedSize;
         if (at >= end) {

@@ -8,9 +8,9 @@
 
 namespace salvor {
 
-/// The lengths and the sum of a deflated stream.
+/// The lengths and the checksum of a deflated stream.
 struct Inflated {
-    /// Bytes of the stream, up to and with its end mark and checksum.
+    /// Bytes of the stream, including its end mark and checksum.
     std::int64_t packedSize = 0;
     /// Bytes it unpacks to.
     std::int64_t size = 0;
@@ -19,13 +19,13 @@ struct Inflated {
 };
 
 enum class DeflateFormat : std::uint8_t {
-    /// RFC 1951: nothing around it.
+    /// RFC 1951: without header or checksum.
     Raw,
     /// RFC 1950: a header of two bytes and an Adler-32, which is checked.
     Zlib,
 };
 
-/// Unpacks the stream at `offset` and shows the bytes to `take`, piece by piece. Nothing if the stream is broken, does
+/// Unpacks the stream at `offset` and passes the bytes to `take`, piece by piece. Nothing if the stream is broken, does
 /// not end before `end` (in bytes from the file's start), or unpacks to more than `mostBytes`.
 std::optional<Inflated> InflateAt(ByteWindow& file, std::int64_t offset, std::int64_t end, DeflateFormat format,
                                   std::int64_t mostBytes, const std::function<void(ByteSpan)>& take = {});

@@ -45,7 +45,7 @@ void LzwWalk::TakeCode(std::uint32_t code) {
             isBroken_ = true;
             return;
         }
-        // A code that is not yet known is the one being made.
+        // A code that is not yet known is the one being defined.
         if (next_ < MostCodes) {
             lengths_[next_] = lengthOf(previous_) + 1;
             ++next_;

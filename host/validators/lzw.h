@@ -14,21 +14,21 @@ public:
     enum class Variant : std::uint8_t {
         /// Codes begin with their lowest bit.
         Gif,
-        /// They begin with their highest bit and grow one code earlier.
+        /// Codes begin with their highest bit, and the code width grows one code earlier.
         Tiff,
     };
-    /// `symbolBits` of the bytes that the stream unpacks to: 8 in TIFF, 2 to 11 in GIF.
+    /// `symbolBits` is the width of the symbols that the stream unpacks to: 8 in TIFF, 2 to 11 in GIF.
     LzwWalk(Variant variant, unsigned symbolBits)
         : variant_(variant), clear_(1U << symbolBits), firstBits_(symbolBits + 1) {
         Clear();
     }
 
-    /// The stream's next bytes. Those after its end are passed over.
+    /// Takes the stream's next bytes. Those after its end are ignored.
     void Take(ByteSpan bytes);
 
-    /// A code came that no coder gives.
+    /// True after a code that no encoder produces.
     bool IsBroken() const { return isBroken_; }
-    /// The code that ends the stream came.
+    /// True after the code that ends the stream.
     bool HasEnded() const { return hasEnded_; }
     /// Symbols so far.
     std::int64_t Count() const { return count_; }
@@ -57,7 +57,7 @@ private:
     std::int64_t count_ = 0;
     std::uint32_t held_ = 0;
     unsigned heldBits_ = 0;
-    // Of what each code beyond the symbols stands for, in symbols.
+    // The number of symbols that each code beyond the single symbols stands for.
     std::array<std::uint32_t, MostCodes> lengths_{};
 };
 

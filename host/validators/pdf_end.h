@@ -6,8 +6,8 @@
 
 namespace salvor {
 
-/// Where a PDF ends, in bytes from its start, if `size` counts its last mark and all white space behind that. The white
-/// space belongs to the file where zeros follow or the medium ends; elsewhere only line ends of one kind do.
+/// The end of a PDF in bytes from its start, where `size` includes its last mark and all white space after it. The
+/// white space belongs to the file if zeros follow or the medium ends; otherwise only line ends of one kind do.
 std::int64_t EndOfPdf(ByteWindow& file, std::int64_t size);
 
 }  // namespace salvor

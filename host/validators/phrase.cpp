@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// All texts that were made into phrases. A deque leaves its elements where they are.
+// All texts of phrases so far. A deque never moves its elements.
 struct Kept {
     std::mutex mutex;
     std::deque<std::string> texts{std::string()};

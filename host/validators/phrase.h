@@ -6,8 +6,8 @@
 
 namespace salvor {
 
-/// A short text that many findings have in common, in the room of a number: each is kept once, until the program ends.
-/// Any thread may make one.
+/// A short text that many findings share, in the size of a number: each text is stored once, until the program ends.
+/// Any thread may create one.
 class Phrase {
 public:
     Phrase() = default;

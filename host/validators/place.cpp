@@ -6,8 +6,8 @@ namespace salvor {
 
 namespace {
 
-// The least that is read, since neighbouring bytes are mostly wanted together: little at first, because most places
-// are settled by their first bytes.
+// The least number of bytes to read, since neighbouring bytes are usually wanted together. It starts small, because
+// most places are decided by their first bytes.
 constexpr std::int64_t FirstRead = 0x2000;
 constexpr std::int64_t LargestLeastRead = 0x10000;
 

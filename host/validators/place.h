@@ -21,8 +21,8 @@ private:
     std::int64_t left_;
 };
 
-/// Where a file system lets files begin: at every `sectorsPerCluster`th sector, the first of which is `phase`. With one
-/// sector a cluster a file may begin anywhere.
+/// Where a file system lets files begin: at the sectors with the remainder `phase` modulo `sectorsPerCluster`. With one
+/// sector a cluster, a file may begin anywhere.
 struct ClusterGrid {
     std::int64_t sectorsPerCluster = 1;
     std::int64_t phase = 0;
@@ -32,12 +32,12 @@ struct ClusterGrid {
 
 /// What is known of the sectors around a place. Both lists are ascending and count from the medium's start.
 struct Neighbours {
-    /// Sectors where a scanner or a validator's own signature saw the start of a file; plain text does not count.
+    /// Sectors where a scanner, or a validator's own signature, saw the start of a file; plain text does not count.
     std::vector<std::int64_t> starts;
-    /// Sectors where a file begins that was found to be whole. Empty while files are validated by their structure
-    /// alone; see `Validator::Phase`.
+    /// Sectors where whole files begin. Empty while files are validated by their structure alone; see
+    /// `Validator::Phase`.
     std::vector<std::int64_t> wholes;
-    /// Known together with `wholes`.
+    /// Filled in together with `wholes`.
     ClusterGrid grid = {};
 };
 
@@ -51,18 +51,18 @@ public:
     std::int64_t SectorSize() const override { return medium_.SectorSize(); }
     std::int64_t StartSector() const { return startSector_; }
 
-    /// Offset of the first sector at `offset` or after it, and after the place itself, at which a file seems to
-    /// begin; `Limit()` if there is none. A JPEG inside a document counts too: it tells where a stream that lost its
-    /// way may stop, not that this file ends.
+    /// Offset of the first sector at or after `offset`, and after the place itself, at which a file seems to begin;
+    /// `Limit()` if there is none. A JPEG inside a document counts too: it shows where a broken stream may stop, not
+    /// that this file ends.
     std::int64_t NextStart(std::int64_t offset) const;
 
-    /// The same for files that are known to be whole. None is known in the first phase.
+    /// The same for whole files. None is known in the first phase.
     std::int64_t NextWhole(std::int64_t offset) const;
 
-    /// Does a sector that seems to begin a file stand at `offset`?
+    /// Is there a sector at `offset` that seems to begin a file?
     bool IsStart(std::int64_t offset) const { return offset > 0 && NextStart(offset) == offset && offset < Limit(); }
 
-    /// Of the clusters of which the first begins here, in bytes; 0 if none does, or if nothing is known of them.
+    /// The cluster size in bytes if a cluster begins here; 0 if not, or if clusters are unknown.
     std::int64_t ClusterBytes() const;
 
     void Charge(std::int64_t bytes) override { allowance_.Take(bytes); }

@@ -73,7 +73,7 @@ std::optional<Header> ReadHeader(Place& file) {
         header.dataReserve = reader.Byte();
         const std::int64_t place = reader.Position();
         reader.Skip(reserve);
-        // Signers note offset and length of the signature here.
+        // Signing tools store offset and length of the signature here.
         const ByteSpan signer = reserve == SignerBytes ? file.At(place, SignerBytes) : ByteSpan();
         if (!signer.empty() && LoadLittle<std::uint32_t>(signer, 4) == header.size) {
             header.signedEnd = header.size + LoadLittle<std::uint32_t>(signer, 8);
@@ -115,7 +115,7 @@ bool AreFilesRight(Place& file, const Header& header) {
         const auto folder = reader.Little<std::uint16_t>();
         reader.Skip(6);
         SkipText(reader);
-        // From here on: the file continues from the previous cabinet or into the next.
+        // From this value on, the file continues from the previous cabinet or into the next.
         constexpr std::uint16_t goesOn = 0xFFFD;
         if (reader.IsBroken() || (folder >= header.folders && folder < goesOn) || reader.Position() > header.size) {
             return false;
@@ -159,7 +159,7 @@ std::optional<std::int64_t> EndOfBlock(Place& file, std::int64_t at, const Heade
             return std::nullopt;
         }
         const std::uint32_t sum = Checksum(bytes, 0);
-        // Writers disagree on whether the reserved bytes count.
+        // Writers disagree on whether the checksum covers the reserved bytes.
         if (Checksum(ByteSpan(block).subspan(4, 4), sum) != crc && Checksum(ByteSpan(block).subspan(4), sum) != crc) {
             return std::nullopt;
         }

@@ -50,7 +50,7 @@ bool HoldsBookRecords(CompoundStream& book) {
 
 // ---- Text in 8 or 16 bits ----
 
-// No writer uses these in text; the control characters next to them switch alphabets in some encodings.
+// No writer uses these characters in text; those next to them switch alphabets in some encodings.
 bool IsOddControl(std::uint32_t unit) {
     return (unit >= 0x10 && unit <= 0x12) || (unit >= 0x16 && unit <= 0x19) || unit == 0x1C;
 }
@@ -418,7 +418,7 @@ bool HoldsChunks(CompoundStream& stream) {
     return true;
 }
 
-// With a password, only the headers of a presentation's last records can be read. Source: [MS-PPT], section 2.3.2.
+// With a password, only the headers of a presentation's last records are readable. Source: [MS-PPT], section 2.3.2.
 bool IsPresentationEncrypted(CompoundFile& file) {
     constexpr std::uint32_t encrypted = 0xF3D1C4DF;
     const CompoundNode* const user = file.Stream("Current User");

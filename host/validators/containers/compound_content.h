@@ -6,8 +6,8 @@
 
 namespace salvor {
 
-/// Looks into the streams whose own structure is cheap to follow: what is wrong with them, for people, or an empty
-/// text. Finds overwritten insides that the tables of a compound file cannot tell. The file is sound.
+/// Looks into the streams whose own structure is cheap to follow. Gives what is wrong with them, for messages, or an
+/// empty text. Finds overwritten content that the tables of a compound file cannot show. The file must be sound.
 std::string CompoundContentFault(CompoundFile& file);
 
 }  // namespace salvor

@@ -123,7 +123,7 @@ bool CompoundFile::AddFatSectors(ByteSpan words, std::size_t wanted) {
     return true;
 }
 
-// For the sectors of FAT and DIFAT, which belong to them whatever their entries in the FAT say.
+// Takes a sector of the FAT or DIFAT, which belongs to them whatever its own entry in the FAT says.
 bool CompoundFile::TakeTableSector(std::uint32_t sector) {
     if (sector >= taken_.size() || taken_[sector]) {
         Blame(State::Broken, IsShown(sector) ? PositionOf(sector) : 0, "a sector of its allocation table is wrong");
@@ -149,7 +149,7 @@ bool CompoundFile::ReadFat() {
     return true;
 }
 
-// Every sector that is not free lies in the file, even one that nothing links.
+// Every sector that is not free must be in the file, even one that nothing links.
 bool CompoundFile::CheckFat() {
     const auto last = std::ranges::find_if(fat_.rbegin(), fat_.rend(), [](auto word) { return word != Mark::Free; });
     const auto count = static_cast<std::uint32_t>(fat_.rend() - last);
@@ -171,7 +171,7 @@ bool CompoundFile::CheckFat() {
 bool CompoundFile::Follow(const std::vector<std::uint32_t>& table, std::vector<bool>& taken, std::uint32_t first,
                           std::int64_t needed, std::vector<std::uint32_t>& chain) {
     std::uint32_t unit = first;
-    // After the sectors needed, a chain may end in any way: nobody reads on.
+    // After the sectors that are needed, a chain may end in any way, as no program reads on.
     while (unit < table.size()) {
         if (taken[unit]) {
             return false;
@@ -261,7 +261,7 @@ bool CompoundFile::ReadMiniFat() {
     return true;
 }
 
-// Walks the tree, since entries that nothing links may hold anything.
+// Walks the tree, since entries that are not linked may hold anything.
 void CompoundFile::WalkTree() {
     std::vector<bool> seen(nodes_.size());
     seen[0] = true;

@@ -21,7 +21,7 @@ struct CompoundNode {
     std::uint32_t right = 0;
     std::uint32_t child = 0;
     std::array<std::uint8_t, 16> classId{};
-    /// A sector, or a mini sector where the stream is shorter than the cutoff.
+    /// A sector number; a mini sector's if the stream is shorter than the cutoff.
     std::uint32_t start = 0;
     /// In bytes.
     std::int64_t size = 0;
@@ -34,7 +34,7 @@ public:
     enum class State : std::uint8_t {
         /// Header, tables, directory and chains agree.
         Sound,
-        /// Something lies after the window's end.
+        /// Something is after the window's end.
         PassesEnd,
         Broken,
         /// Not even the header makes sense.
@@ -48,25 +48,25 @@ public:
     State Condition() const { return state_; }
     /// The fault, for people; empty if there is none.
     const std::string& Fault() const { return fault_; }
-    /// Where the first fault lies, in bytes.
+    /// The offset of the first fault, in bytes.
     std::int64_t FaultPosition() const { return faultPosition_; }
     /// The file's end in bytes according to its FAT, at most the window's limit.
     std::int64_t End() const;
     /// The last sector in use.
     std::uint32_t LastSector() const { return lastSector_; }
-    /// All of the FAT could be read, so that `End` holds.
+    /// True if all of the FAT could be read, so that `End` is right.
     bool HasFat() const { return hasFat_; }
 
-    /// The directory begins with a root, whatever else is wrong.
+    /// True if the directory begins with a root, whatever else is wrong.
     bool HasRoot() const;
 
     /// The directory's nodes by their numbers; 0 is the root. Empty if there is no root.
     const std::vector<CompoundNode>& Nodes() const { return nodes_; }
     /// The nodes directly in the root.
     const std::vector<std::uint32_t>& Children() const { return children_; }
-    /// All streams that the directory's tree links, wherever.
+    /// All streams that the directory's tree links, at any depth.
     const std::vector<std::uint32_t>& Streams() const { return streams_; }
-    /// The stream of this name in the root, in any case of letters; null if there is none.
+    /// The stream of this name in the root, in any letter case; null if there is none.
     const CompoundNode* Stream(std::string_view name) const;
 
     std::uint32_t SectorSize() const { return std::uint32_t{1} << sectorShift_; }
@@ -113,7 +113,7 @@ private:
     std::vector<std::uint32_t> fatSectors_;
     std::vector<std::uint32_t> fat_;
     std::vector<std::uint32_t> miniFat_;
-    // The sectors and mini sectors that something owns.
+    // The sectors and mini sectors that have an owner.
     std::vector<bool> taken_;
     std::vector<bool> miniTaken_;
     std::vector<std::uint32_t> miniStream_;
@@ -135,7 +135,7 @@ private:
     ByteSpan LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t length) override;
 
     CompoundFile& file_;
-    // Of 64 bytes, in the mini stream.
+    // In units of 64 bytes, in the mini stream.
     bool isMini_;
     std::vector<std::uint32_t> chain_;
     std::vector<std::uint8_t> buffer_;

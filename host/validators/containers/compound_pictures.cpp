@@ -46,7 +46,7 @@ bool ArePngChunksRight(ByteWindow& stream, std::int64_t at, std::int64_t to) {
     return false;
 }
 
-// In a scan's data, a byte FF is followed only by a few values.
+// In a scan's data, only a few values can follow a byte FF.
 bool MayFollow(std::uint8_t byte) {
     const bool isRestart = byte >= 0xD0 && byte <= 0xD7;
     return byte == 0 || isRestart || byte == 0xFF || byte == 0xC4 || (byte >= 0xD9 && byte <= 0xDD) || byte == 0xFE;
@@ -102,7 +102,7 @@ bool AreJpegMarksRight(ByteWindow& stream, std::int64_t from, std::int64_t to) {
         }
         *at += skipped;
     }
-    // Viewers show it even without an end mark.
+    // Viewers show the picture even without an end mark.
     return at.has_value();
 }
 

@@ -21,7 +21,7 @@ struct Kind {
 
 using ClassId = std::array<std::uint8_t, 16>;
 
-// Only what the root holds tells the kind: files embed others, whose streams say nothing about it.
+// Only the root's entries show the kind: files embed other files, whose streams say nothing about it.
 class RootView {
 public:
     explicit RootView(const CompoundFile& file) : file_(file) {}
@@ -32,7 +32,7 @@ public:
     bool HasBeginningWith(std::string_view start) const {
         return Any([start](const CompoundNode& node) { return node.name.starts_with(start); });
     }
-    /// "Page 1" and the like.
+    /// True for entries such as "Page 1".
     bool HasNumbered(std::string_view start) const {
         return Any([start](const CompoundNode& node) {
             return node.name.starts_with(start) && node.name.size() > start.size() &&
@@ -40,7 +40,7 @@ public:
                                        [](char c) { return c >= '0' && c <= '9'; });
         });
     }
-    /// By the first bytes of the class, as they stand in the file.
+    /// Compares the first bytes of the class identifier, in the file's byte order.
     bool IsOfClass(std::string_view start) const {
         const ClassId& id = file_.Nodes()[0].classId;
         return std::ranges::equal(std::span(id).first(start.size()), start, {}, {},
@@ -159,7 +159,7 @@ Kind KindOf(const CompoundFile& file) {
 
 bool Begins(ByteSpan head) { return StartsWith(head, CompoundSignature); }
 
-// For a file with broken tables, of which `right` bytes may be intact.
+// The finding for a file with broken tables, of which `right` bytes may be intact.
 Finding Broken(const CompoundFile& tables, Place& file, std::int64_t right) {
     Finding finding{
         .verdict = Verdict::Damaged, .size = right, .type = Type::Doc, .extension = "ole", .why = tables.Fault()};

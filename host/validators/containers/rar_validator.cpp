@@ -22,7 +22,7 @@ struct Block {
     // The end of its header.
     std::int64_t data = 0;
     std::int64_t dataSize = 0;
-    // Of a stored file that lies wholly in this block.
+    // For a stored file that is wholly in this block.
     std::optional<std::uint32_t> crc;
     // Written by a version that closes archives with an end block.
     bool isModern = false;
@@ -195,7 +195,7 @@ Finding EncryptedFrom(Place& file, std::int64_t at) {
     return {Verdict::Open, size, FileTypeIndex::Rar, {}, "its headers are encrypted"};
 }
 
-// All volumes but the last have the same length: where the members leave a few bytes of it, these are zeros.
+// All volumes but the last have equal lengths: where the members leave a few bytes, these are zeros.
 std::int64_t EndOfVolume(Place& file, std::int64_t end) {
     constexpr std::int64_t unit = 1024;
     constexpr std::int64_t mostZeros = 16;

@@ -11,7 +11,7 @@ using namespace std::string_view_literals;
 
 constexpr auto Signature = PatternOf("7z\xBC\xAF\x27\x1C");
 
-// The start header, which tells where the header proper is. Source: 7zFormat.txt.
+// The start header, which points to the header proper. Source: 7zFormat.txt.
 constexpr std::size_t StartHeaderBytes = 32;
 constexpr std::size_t StartCrc = 8;
 constexpr std::size_t CheckedBytes = 12;

@@ -14,9 +14,10 @@ using Local = ZipLocalHeader;
 using Central = ZipCentralHeader;
 
 constexpr std::size_t MostMembers = 1U << 20U;
-// How far data without a size, and the end record of an archive that broke, are looked for.
+// How far to search for the end of data without a size, and for the end record of a broken archive.
 constexpr std::int64_t LongestSearch = std::int64_t{64} << 20U;
-// How much of an archive is unpacked at most, besides a multiple of its size: some archives unpack without end.
+// How many bytes of an archive are unpacked at most, apart from a multiple of its size: some archives unpack without
+// end.
 constexpr std::int64_t UnpackedBytes = std::int64_t{256} << 20U;
 constexpr std::int64_t UnpackedShare = 16;
 
@@ -26,7 +27,7 @@ constexpr std::uint16_t LongFieldId = 0x0001;
 std::uint16_t Word(ByteSpan bytes, std::size_t at) { return LoadLittle<std::uint16_t>(bytes, at); }
 std::uint32_t Long(ByteSpan bytes, std::size_t at) { return LoadLittle<std::uint32_t>(bytes, at); }
 
-// A 64-bit size or offset; those that no medium has become the largest.
+// A 64-bit size or offset; impossible ones become the largest number.
 std::int64_t Huge(ByteSpan bytes, std::size_t at) {
     constexpr std::uint64_t most = std::uint64_t{1} << 60U;
     return static_cast<std::int64_t>(std::min(LoadLittle<std::uint64_t>(bytes, at), most));
@@ -53,7 +54,7 @@ bool IsRecord(std::uint32_t signature) {
 }  // namespace
 
 ZipArchive::ZipArchive(ByteWindow& file) : file_(file), allowance_(UnpackedBytes) {
-    // Begins an archive that was to be split but fitted into one part.
+    // Begins an archive that was to be split but fits into one part.
     constexpr std::uint32_t splitMark = 0x30304B50;
     const std::uint32_t first = ZipSignatureAt(file, 0);
     start_ = first == ZipSignature::DataDescriptor || first == splitMark ? 4 : 0;
@@ -110,7 +111,7 @@ std::optional<std::int64_t> ZipArchive::EndOfMember(std::int64_t start) {
     const ByteSpan extra = file_.At(name + static_cast<std::int64_t>(nameBytes), extraBytes);
     const ByteSpan longField = LongFieldOf(extra);
     const bool isLong = !longField.empty();
-    // A local header's field has both sizes, the unpacked one first.
+    // The field in a local header has both sizes, the unpacked one first.
     if (member.packedSize == InLongField && longField.size() >= 16) {
         member.packedSize = Huge(longField, 8);
     }
@@ -146,8 +147,8 @@ std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, cons
     return end ? end : EndOfDescribedZipData(file_, data, limit, !isLong);
 }
 
-// The end of the descriptor at `at`, whose signature may be missing and whose sizes have 32 or 64 bits; `at` if there
-// is none.
+// The end of the descriptor at `at`, whose signature is optional and whose sizes have 32 or 64 bits; `at` if there is
+// none.
 std::int64_t ZipArchive::EndOfDescriptor(std::int64_t at, std::int64_t packedSize) {
     const std::int64_t crc = at + (ZipSignatureAt(file_, at) == ZipSignature::DataDescriptor ? 4 : 0);
     const ByteSpan sizes = file_.At(crc + 4, 8);
@@ -219,7 +220,7 @@ bool ZipArchive::TakeEntry(std::int64_t at) {
     const std::size_t extraBytes = Word(entry, Central::ExtraLength);
     const std::int64_t name = at + static_cast<std::int64_t>(Central::Bytes);
     ByteSpan longField = LongFieldOf(file_.At(name + static_cast<std::int64_t>(nameBytes), extraBytes));
-    // The field has only the numbers that did not fit.
+    // The field contains only the numbers that did not fit.
     for (std::int64_t* const field : {&member.size, &member.packedSize, &member.offset}) {
         if (*field == InLongField && longField.size() >= 8) {
             *field = Huge(longField, 0);
@@ -286,7 +287,7 @@ std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
     return leadsHere ? std::optional(offset) : std::nullopt;
 }
 
-// After bytes that are not a record: looks for the end record whose offsets fit this start.
+// After bytes that are not a record, looks for the end record whose offsets match this start.
 bool ZipArchive::FindEnd() {
     static constexpr BytePattern mark = BytePatternOf<"PK\5\6">();
     const std::int64_t limit = std::min(file_.Limit(), brokenAt_ + LongestSearch);
@@ -294,7 +295,7 @@ bool ZipArchive::FindEnd() {
     std::int64_t at = brokenAt_;
     while (const std::optional<std::int64_t> found = file_.Find(mark, at, limit)) {
         const std::optional<std::int64_t> directory = DirectoryOf(*found);
-        // The members lead to where it says that the directory is, which shows no more.
+        // The members only lead to where the end record says that the directory is, which proves nothing more.
         if (isDirectoryEncrypted && directory == brokenAt_) {
             directory_ = brokenAt_;
             EndBehind(*found);
@@ -343,7 +344,7 @@ std::optional<std::int64_t> ZipArchive::DataOf(const ZipMember& member) {
     }
     const std::uint32_t crc = Long(header, Local::Crc);
     const bool hasDescriptor = (Word(header, Local::Flags) & ZipHasDescriptor) != 0;
-    // The descriptor, or only the directory, has the sum.
+    // The checksum is in the descriptor, or only in the directory.
     if (crc != member.crc && crc != 0 && !hasDescriptor) {
         return std::nullopt;
     }

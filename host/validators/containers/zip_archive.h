@@ -12,9 +12,9 @@
 
 namespace salvor {
 
-/// A member as the central directory has it. Sizes and offsets in bytes.
+/// A member according to the central directory. Sizes and offsets in bytes.
 struct ZipMember {
-    /// Of its local header, from the archive's start.
+    /// The offset of its local header from the archive's start.
     std::int64_t offset = 0;
     std::int64_t packedSize = 0;
     std::int64_t size = 0;
@@ -31,33 +31,33 @@ public:
     ZipArchive(const ZipArchive&) = delete;
     ZipArchive& operator=(const ZipArchive&) = delete;
 
-    /// After the comment; nothing if no end record belongs to this start.
+    /// The end of the comment; nothing if no end record belongs to this start.
     std::optional<std::int64_t> End() const { return end_; }
-    /// Where the comment begins, if there is an end.
+    /// The start of the comment, if there is an end.
     std::int64_t Comment() const { return comment_; }
-    /// Where the walk from header to header found no record, and the last local header before it.
+    /// The place where the walk from header to header found no record, and the last local header before it.
     std::int64_t BrokenAt() const { return brokenAt_; }
     std::int64_t LastHeader() const { return lastHeader_; }
 
     /// By the directory, or by the local headers where there is none.
     PackageKind Kind();
 
-    /// What is wrong with the members, for people, or an empty text: their local headers, their order, their CRC-32.
-    /// Call when there is an end.
+    /// What is wrong with the members' local headers, order or CRC-32, for messages; empty if nothing is. Call only if
+    /// there is an end.
     std::string MembersFault();
 
-    /// The bytes of the directory's first member of this name, up to a mebibyte; empty if there is none, or if it is
+    /// The bytes of the directory's first member of this name, up to a mebibyte; empty if there is none or it is
     /// larger.
     std::string MemberText(std::string_view name);
 
 private:
     struct Unpacked {
-        // Where the packed data begin.
+        // The start of the packed data.
         std::int64_t data;
         Inflated result;
     };
 
-    // To the first central header or end record; false if the headers do not lead there.
+    // Walks to the first central header or end record; false if the headers do not lead there.
     bool WalkMembers();
     std::optional<std::int64_t> EndOfMember(std::int64_t start);
     std::optional<std::int64_t> EndOfUnsizedData(std::int64_t data, const ZipMember& member, bool isLong);
@@ -68,10 +68,10 @@ private:
     bool ReadEnd();
     bool FindEnd();
     void EndBehind(std::int64_t record);
-    // Where the directory of the end record at `at` begins, if it leads there.
+    // The start of the directory for the end record at `at`, if it leads there.
     std::optional<std::int64_t> DirectoryOf(std::int64_t at);
     void Keep(const ZipMember& member, std::int64_t name, std::size_t nameBytes);
-    // Where a member's data begin, as its local header says; nothing if that header is not one of this archive.
+    // The start of a member's data according to its local header; nothing if that is not a header of this archive.
     std::optional<std::int64_t> DataOf(const ZipMember& member);
     bool AreDataRight(const ZipMember& member, std::int64_t data);
     std::string BeginningOf(const ZipMember& member);
@@ -87,9 +87,9 @@ private:
     std::int64_t comment_ = 0;
     std::optional<std::int64_t> end_;
     std::vector<ZipMember> members_;
-    // In the order of their places: what had to be unpacked to find its end.
+    // Ordered by offset: the members that had to be unpacked to find their end.
     std::vector<Unpacked> unpacked_;
-    // What may still be unpacked, in bytes.
+    // How many bytes may still be unpacked.
     std::int64_t allowance_;
     ZipNames names_;
 };

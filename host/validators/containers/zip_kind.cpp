@@ -16,7 +16,7 @@ struct TextKind {
     PackageKind kind;
 };
 
-// The content of a first member "mimetype". Where one text begins with another, the longer one comes first.
+// The contents of a first member "mimetype". If one text begins with another, the longer one comes first.
 constexpr TextKind MimeTypes[] = {
     {"application/vnd.oasis.opendocument.text-template", {Odt, "ott"}},
     {"application/vnd.oasis.opendocument.text-master", {Odt, "odm"}},
@@ -57,7 +57,7 @@ constexpr TextKind MimeTypes[] = {
     {"application/vnd.etsi.asic-s+zip", {Zip, "asics"}},
 };
 
-// The main part's content type. Only this tells templates and slide shows from documents.
+// The content type of the main part. Only this distinguishes templates and slide shows from documents.
 constexpr TextKind MainParts[] = {
     {"vnd.openxmlformats-officedocument.wordprocessingml.template.main", {Docx, "dotx"}},
     {"vnd.ms-word.document.macroEnabled.main", {Docx, "docm"}},
@@ -74,7 +74,7 @@ constexpr TextKind MainParts[] = {
     {"vnd.ms-powerpoint.template.macroEnabled.main", {Pptx, "potm"}},
 };
 
-// Members by which archives are known.
+// Members that identify archives.
 enum Sign : std::uint8_t {
     WordFolder,
     ExcelFolder,
@@ -145,7 +145,7 @@ struct SignKind {
     Sign sign;
     PackageKind kind;
 };
-// Packages that have a list of content types, and then the others; the first sign that was seen decides.
+// First packages with a list of content types, then the others; the first sign that was seen decides.
 constexpr SignKind PackageSigns[] = {
     {WordFolder, {Docx}},
     {ExcelFolder, {Xlsx}},

@@ -5,18 +5,18 @@
 
 namespace salvor {
 
-/// The kind of an archive, by its content.
+/// The kind of an archive, according to its content.
 struct PackageKind {
     /// Factory index.
     std::int32_t type = 0;
-    /// Empty where the type's own is right.
+    /// Empty if the type's own extension is right.
     const char* extension = "";
 };
 
-/// Gathers the names that tell an archive's kind while its directory is walked.
+/// Collects the names that show an archive's kind while its directory is walked.
 class ZipNames {
 public:
-    /// The next name of the directory; `index` is its entry's number.
+    /// Takes the next name of the directory; `index` is the number of its entry.
     void Take(std::string_view name, std::int64_t index);
 
     /// The entry whose text the kind depends on, for `KindOf`; -1 if there is none.
@@ -31,7 +31,7 @@ private:
 
     std::int64_t mimeType_ = -1;
     std::int64_t contentTypes_ = -1;
-    // One bit for each name of the table that was met.
+    // One bit for each name of the table that occurred.
     std::uint64_t seen_ = 0;
     bool hasOthers_ = false;
     bool hasArrays_ = false;

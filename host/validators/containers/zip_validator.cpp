@@ -14,7 +14,7 @@ using namespace std::string_view_literals;
 
 constexpr std::string_view EmptyArchive = "PK\5\6\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"sv;
 
-// For the first member: a version and a method that exist, and a name.
+// True if the first member has a version and a method that exist, and a name.
 bool IsLocalHeader(ByteSpan head) {
     if (head.size() <= ZipLocalHeader::Bytes || LoadLittle<std::uint32_t>(head, 0) != ZipSignature::LocalHeader) {
         return false;
@@ -44,7 +44,7 @@ Finding Validate(Place& file) {
     const PackageKind kind = archive.Kind();
     Finding finding;
     if (!archive.End()) {
-        // A single header without anything that belongs to it proves nothing.
+        // A single header without anything else of an archive proves nothing.
         const bool isAlone = archive.LastHeader() <= 4 && archive.BrokenAt() <= file.Limit();
         if (isAlone) {
             return {.why = "its first member leads nowhere"};

@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Length of the header. Its fields are known only from looking at files.
+// Length of the header. Its fields are known only from examining files.
 constexpr std::size_t HeaderBytes = 0x24BC;
 constexpr std::size_t VariableBytes = 0x1C;
 constexpr std::size_t LastSegment = 0x7C;
@@ -25,7 +25,7 @@ constexpr std::size_t FirstChild = 8;
 constexpr std::size_t EntryCount = 17;
 constexpr std::size_t EntryBytes = 12;
 
-// Classes of messages, folders and identifiers, which differ in a byte, and of what was taken offline.
+// The classes of messages, folders and identifiers, which differ in one byte, and that of offline changes.
 bool Begins(ByteSpan head) {
     static constexpr auto mark = PatternOf("\xCF\xAD\x12\xFE");
     static constexpr auto common = PatternOf("\xFD\x74\x6F\x66\xE3\xD1\x11\x9A\x4E\x00\xC0\x4F\xA3\x09\xD4");
@@ -74,7 +74,7 @@ Finding Validate(Place& file) {
         return {.why = "its header is damaged"};
     }
     const std::int64_t end = base + (last - base + SegmentBytes - 1) / SegmentBytes * SegmentBytes;
-    // A node takes far more than this; with more nodes than fit, the tree has a loop.
+    // A node takes far more bytes than this. With more nodes than that allows, the tree has a loop.
     constexpr std::int64_t leastNode = 0x200;
     const std::int64_t mostNodes = std::min(end, file.Limit()) / leastNode + 1;
     std::int64_t nodes = 0;

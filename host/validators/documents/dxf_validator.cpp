@@ -18,7 +18,7 @@ constexpr std::uint8_t DosEnd = 0x1A;
 
 bool IsMacintosh(ByteSpan head) { return !DxfDrawing::IsHeader(head) && DxfDrawing::IsHeader(head, '\r'); }
 
-// Does the line before `at` hold the code 0 alone?
+// True if the line before `at` is the code 0 alone.
 bool FollowsZero(Place& file, std::int64_t at, std::uint8_t lineEnd) {
     constexpr std::int64_t longest = 16;
     const std::int64_t from = std::max<std::int64_t>(at - longest, 0);
@@ -39,8 +39,8 @@ bool FollowsZero(Place& file, std::int64_t at, std::uint8_t lineEnd) {
 
 Finding Whole(std::int64_t size) { return {Verdict::Whole, size, FileTypeIndex::Dxf, {}, "pairs up to the last one"}; }
 
-// After the last pair, which ends at `end`, there may be empty lines or a comment; other text is a stranger's. One
-// byte of a line end before others than zeros is more likely theirs too.
+// After the last pair, which ends at `end`, there may be empty lines or a comment; other text is foreign. So, most
+// likely, is a line end of one byte before anything but zeros.
 std::int64_t EndOfLastLine(Place& file, std::int64_t end) {
     const ByteSpan last = file.At(end - 1, 1);
     if (last.empty() || last[0] == 0 || last[0] == DosEnd) {
@@ -59,7 +59,7 @@ Finding Validate(Place& file) {
         return {};
     }
     if (!walked->isComplete) {
-        // A file may end with its last word, which foreign bytes then follow on the same line.
+        // A file may end right after its last word; foreign bytes then follow on the same line.
         const bool hasLastValue = StartsWith(file.At(walked->size, LastValue.size()), LastValue);
         return hasLastValue && FollowsZero(file, walked->size, lineEnd)
                    ? Whole(walked->size + static_cast<std::int64_t>(LastValue.size()))
@@ -68,7 +68,7 @@ Finding Validate(Place& file) {
     return Whole(EndOfLastLine(file, walked->size));
 }
 
-// For files below the least size that scanners report.
+// Signatures for files that are smaller than the least size that scanners report.
 constexpr StartSignature Starts[] = {{"  0\r\nSECTION"},
                                      {"  0\nSECTION"},
                                      {"0\r\nSECTION"},

@@ -14,7 +14,7 @@ using namespace std::string_view_literals;
 
 constexpr StartSignature Starts[] = {{.bytes = "%!PS-Adobe-"sv}};
 
-// Drawings of other programs are text.
+// Drawings by other programs count as text.
 Finding DocumentOf(Place& file, Verdict verdict, std::int64_t size, const char* why) {
     const bool isDrawing = IsIllustratorDrawing(file);
     constexpr auto encapsulated = PatternOf(" EPSF");
@@ -35,7 +35,7 @@ Finding Validate(Place& file) {
     if (!text.binaryAt) {
         return DocumentOf(file, Verdict::Truncated, FollowText(file, 0).end, "no last comment");
     }
-    // Raw image data may be part of it, unless another file begins there.
+    // Raw image data may belong to it, unless another file begins there.
     const PostScriptExtent all = FindPostScriptEnd(file, file.SectorSize(), false);
     if (all.end && file.NextStart(*text.binaryAt) >= *all.end) {
         return DocumentOf(file, Verdict::Open, *all.end, "binary data in front of its last comment");

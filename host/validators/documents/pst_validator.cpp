@@ -13,15 +13,15 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Where things are in files with 32-bit and with 64-bit offsets. Source: [MS-PST], section 2.2.
+// The offsets of fields in files with 32-bit and with 64-bit offsets. Source: [MS-PST], section 2.2.
 struct Layout {
-    // Bytes of an offset or of a block's number.
+    // The bytes of an offset or of a block's number.
     std::size_t width;
-    // In the header: the file's size, and the offsets of the roots of both trees.
+    // In the header: the file's size, and the offsets of both trees' roots.
     std::size_t fileEnd;
     std::size_t nodeTree;
     std::size_t blockTree;
-    // In a page: number and length of its entries, the level, the trailer and what its checksum covers.
+    // In a page: number and length of the entries, the level, the trailer and the length that its checksum covers.
     std::size_t entryCount;
     std::size_t pageCrc;
     std::size_t pageBytes;
@@ -29,7 +29,7 @@ struct Layout {
     std::size_t blockOffset;
     std::size_t blockLength;
     std::size_t leastEntry;
-    // The trailer after a block's data, and where its checksum is.
+    // The length of the trailer after a block's data, and the offset of its checksum.
     std::size_t blockTrailer;
     std::size_t blockCrc;
 };
@@ -67,7 +67,7 @@ public:
     Trees(Place& file, const Layout& layout, std::int64_t end)
         : file_(file), layout_(layout), end_(std::min(end, file.Limit())) {}
 
-    /// Where something is wrong, or -1.
+    /// The offset of the first fault, or -1.
     std::int64_t FirstFault(std::int64_t root, std::uint8_t kind) {
         constexpr int deepest = 16;
         std::vector<Visit> waiting{{root, deepest}};
@@ -75,7 +75,7 @@ public:
         while (!waiting.empty()) {
             const Visit visit = waiting.back();
             waiting.pop_back();
-            // A tree with more pages than the file has shares pages or loops.
+            // A tree with more pages than the file must share pages or loop.
             const std::int64_t mostPages = end_ / static_cast<std::int64_t>(PageBytes);
             if (++pages > mostPages || std::ssize(waiting) > mostPages || !TakePage(visit, kind, waiting)) {
                 return visit.page;

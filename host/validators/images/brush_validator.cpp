@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Until version 2: a number of brushes, each computed from five numbers or sampled.
+// Versions 1 and 2: a count of brushes, each computed from five numbers or sampled.
 constexpr std::uint16_t ComputedBrush = 1;
 constexpr std::uint16_t SampledBrush = 2;
 
@@ -37,7 +37,7 @@ bool IsComputedBrush(FieldReader& fields, std::uint32_t length) {
     return length == 14 && spacing <= 1000 && diameter >= 1 && diameter <= 9999 && roundness <= 100 && hardness <= 100;
 }
 
-// Rows with their lengths in front, or plain: nothing where the numbers do not fit together.
+// The size of rows with their lengths first, or of plain rows; nothing if the numbers are inconsistent.
 std::optional<std::int64_t> SampleBytes(FieldReader& fields) {
     constexpr std::uint32_t longestSide = 0x4000;
     fields.Skip(1 + 4 * 2);
@@ -93,7 +93,7 @@ Finding ValidateEarly(Place& file) {
     return {Verdict::Whole, fields.Position(), FileTypeIndex::Abr, {}, "all brushes that it counts"};
 }
 
-// Since version 6: blocks, of which one holds the samples and another what is made of them.
+// Since version 6: blocks, one of which has the samples and another the brushes made from them.
 constexpr auto BlockMark = PatternOf("8BIM");
 constexpr auto SampleBlock = PatternOf("samp");
 constexpr auto DescriptionBlock = PatternOf("desc");
@@ -104,7 +104,7 @@ bool BeginsLate(ByteSpan head) {
            LoadBig<std::uint16_t>(head, 2) <= 2 && HasPatternAt(head, 4, BlockMark);
 }
 
-// Samples, each filled up to a multiple of 4.
+// Samples, each padded to a multiple of 4.
 bool TileSamples(Place& file, std::int64_t start, std::int64_t end) {
     std::int64_t at = start;
     while (at < end) {
@@ -126,7 +126,7 @@ Finding ValidateLate(Place& file) {
     bool hasDescription = false;
     for (int blocks = 0; blocks < mostBlocks; ++blocks) {
         ByteSpan head = file.At(at, static_cast<std::size_t>(BlockHeadBytes));
-        // Lengths that are no multiple of 4 are filled up by some writers.
+        // Some writers pad blocks whose length is not a multiple of 4.
         if (!StartsWith(head, BlockMark) && blocks > 0) {
             at = (end + 3) / 4 * 4;
             head = file.At(at, static_cast<std::size_t>(BlockHeadBytes));

@@ -42,9 +42,9 @@ constexpr auto MultiPictureMark = PatternOf("MPF\0");
 constexpr auto ExifMark = PatternOf("Exif\0");
 constexpr auto MetadataMark = PatternOf("http://ns.adobe.com/xap/1.0/\0");
 
-// Segments have up to 64 KiB, so this is more than enough for the largest files.
+// Segments have up to 64 KiB, so this is more than the largest files need.
 constexpr int MostSegments = 100000;
-// At most this many blocks of 8 by 8 samples are remembered of a progressive picture: 32 MiB.
+// At most this many blocks of 8 by 8 samples are tracked for a progressive picture: 32 MiB.
 constexpr std::int64_t MostBlocks = std::int64_t{1} << 22U;
 
 bool IsFrame(std::uint8_t code) {
@@ -52,7 +52,7 @@ bool IsFrame(std::uint8_t code) {
            code != marker::ReservedFrame && code != marker::ArithmeticTables;
 }
 
-// Markers that are followed by a length.
+// True for markers that are followed by a length.
 bool IsSegment(std::uint8_t code) {
     return IsFrame(code) || code == marker::HuffmanTables || code == marker::ArithmeticTables ||
            (code >= marker::StartOfScan && code <= marker::LastHierarchic) ||
@@ -226,7 +226,7 @@ private:
         }
     }
 
-    // 64 samples that are all black or white give eight times half the range of a sample. Coders round.
+    // 64 samples that are all black or all white give eight times half the range of a sample. Encoders round.
     std::int64_t LargestFirst(const JpegComponent& component) const {
         const std::int64_t step = firstSteps_[component.quantization];
         return step == 0 ? JpegScan::UnknownLargest : (std::int64_t{4} << frame_.precision) / step + 2;
@@ -244,7 +244,7 @@ private:
         }
     }
 
-    // A TIFF directory with one entry of 16 bytes for each picture. Source: CIPA DC-007, section 5.2.
+    // A TIFF directory with an entry of 16 bytes for each picture. Source: CIPA DC-007, section 5.2.
     void TakePictureIndex(ByteSpan index, std::int64_t base) {
         constexpr std::uint16_t entriesTag = 0xB002;
         constexpr std::size_t entryBytes = 16;
@@ -273,7 +273,7 @@ private:
             for (std::size_t k = 0; k < pictures && table + (k + 1) * entryBytes <= index.size(); ++k) {
                 const std::uint32_t length = number(table + k * entryBytes + 4, 4);
                 const std::uint32_t offset = number(table + k * entryBytes + 8, 4);
-                // The first one is this picture.
+                // The first picture is this one.
                 if (offset != 0 && length != 0) {
                     walk_.furtherPictures.push_back({base + offset, length});
                 }
@@ -281,7 +281,7 @@ private:
         }
     }
 
-    // Follows a scan, whose data begin at `data`, to the next marker that is not a restart.
+    // Follows a scan, whose data begin at `data`, to the next marker other than a restart.
     void TakeScan(ByteSpan header, std::int64_t data) {
         walk_.hasPicture = true;
         at_ = data;
@@ -302,7 +302,7 @@ private:
         }
     }
 
-    // Coders leave a byte or two after the data, or fill up to an even address.
+    // Encoders leave a byte or two after the data, or pad to an even address.
     bool MayFollowData(std::int64_t from, std::int64_t end) {
         constexpr std::int64_t mostBytes = 2;
         constexpr std::int64_t mostFill = 64;
@@ -315,7 +315,7 @@ private:
                std::ranges::all_of(bytes, [&](std::uint8_t byte) { return byte == bytes[0]; });
     }
 
-    // FF bytes of coded data are followed by 0, or they are restart markers.
+    // In coded data, FF is followed by 0 or is part of a restart marker.
     std::int64_t NextMarker(std::int64_t offset) {
         static constexpr BytePattern prefix = BytePatternOf<"\xFF">();
         for (;;) {
@@ -364,7 +364,7 @@ private:
                 return std::nullopt;
             }
             const JpegScan::Part part{&*component, &dc_[slots >> 4U & 3U], &ac_[slots & 3U], LargestFirst(*component)};
-            // Frames of motion JPEG leave out the usual tables.
+            // Frames of motion JPEG omit the standard tables.
             if ((needsDc && !part.dc->IsDefined()) || (needsAc && !part.ac->IsDefined())) {
                 return std::nullopt;
             }
@@ -377,7 +377,7 @@ private:
         return scan;
     }
 
-    // Only if the data read so far have at least one bit for each block.
+    // True if the data read so far have at least one bit for each block.
     bool Remember(const JpegScan& scan) const {
         JpegComponent& component = *scan.parts.front().component;
         const std::int64_t blocks = component.paddedWidth * component.paddedHeight;
@@ -396,7 +396,7 @@ private:
     bool isDecodable_ = false;
     bool wasDecoded_ = false;
     std::uint32_t restartInterval_ = 0;
-    // Of the first coefficient, by the table's slot; 0 where none is defined.
+    // For the first coefficient, by the table's slot; 0 if undefined.
     std::array<std::int64_t, 4> firstSteps_{};
     std::array<JpegHuffmanTable, 4> dc_{};
     std::array<JpegHuffmanTable, 4> ac_{};

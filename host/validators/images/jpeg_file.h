@@ -14,26 +14,26 @@ struct JpegWalk {
     enum class End : std::uint8_t {
         /// An end of image that closes a picture.
         Marker,
-        /// There is no marker where one is required.
+        /// A marker is missing where one is required.
         NoMarker,
         /// The JPEG goes on beyond the limit.
         Limit,
     };
     End end = End::NoMarker;
-    /// After the end of image, or where it broke.
+    /// The offset after the end of image, or where it broke.
     std::int64_t size = 0;
     /// Segments before the first scan.
     int segments = 0;
-    /// A frame header and a scan were there.
+    /// There was a frame header and a scan.
     bool hasPicture = false;
     /// The first segment is of the kind that cameras write.
     bool isExif = false;
-    /// Where the coded data are wrong, in bytes from the start.
+    /// The offset at which the coded data are wrong, in bytes from the start.
     std::optional<std::int64_t> brokenData = std::nullopt;
-    /// Where the scan with the wrong data begins, else the last scan.
+    /// The start of the scan with the wrong data, else of the last scan.
     std::int64_t lastScan = 0;
 
-    /// The pictures that a multi-picture index names, after this one.
+    /// The pictures that a multi-picture index lists after this one.
     struct Extent {
         std::int64_t start;
         std::int64_t length;
@@ -43,7 +43,7 @@ struct JpegWalk {
     std::string metadata = {};
 };
 
-/// Does a JPEG begin here? A legal first segment must stand after the start of image.
+/// Does a JPEG begin here? A legal first segment must follow the start of image.
 bool BeginsJpeg(ByteSpan head);
 
 /// Walks the JPEG that begins at `start`; offsets in the result count from the file's start.

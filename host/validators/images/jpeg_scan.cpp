@@ -12,12 +12,12 @@ constexpr std::uint8_t MarkerPrefix = 0xFF;
 constexpr std::uint8_t FirstRestart = 0xD0;
 constexpr unsigned CoefficientCount = 64;
 
-// The bits of a scan, without the zero bytes that are stuffed after FF. After the last one come zeros.
+// The bits of a scan, without the zero bytes that are stuffed after FF. After the end, zeros are given.
 class BitReader {
 public:
     BitReader(ByteWindow& file, std::int64_t position) : file_(&file), position_(position) {}
 
-    // Makes at least 32 bits available, with zeros at the end.
+    // Makes at least 32 bits available, with zeros after the end.
     void Fill() {
         if (count_ < 32) {
             Refill();
@@ -29,7 +29,7 @@ public:
         bits_ <<= count;
         count_ -= static_cast<int>(count);
     }
-    // Up to 16.
+    // Takes up to 16 bits.
     std::uint32_t Take(unsigned count) {
         const std::uint32_t value = count == 0 ? 0 : Peek16() >> (16 - count);
         Skip(count);
@@ -39,14 +39,14 @@ public:
     // True if more bits were taken than there are.
     bool IsOverrun() const { return isAtEnd_ && count_ < fed_; }
 
-    // The offset of the first byte of which no bit was taken, or near it.
+    // About the offset of the first byte of which no bit was taken.
     std::int64_t Position() const {
-        // Bytes loaded but not used. Stuffed zeros among them are ignored: the offset need not be exact.
+        // Bytes that were loaded but not used. Stuffed zeros among them are ignored: the offset need not be exact.
         const int unused = std::max(count_ - fed_, 0) / 8;
         return position_ + static_cast<std::int64_t>(at_) - unused;
     }
 
-    // The rest of a byte is filled with ones; some coders take zeros.
+    // The rest of a byte is padded with ones; some encoders use zeros.
     bool IsPadded() const {
         const auto left = static_cast<unsigned>(std::max(count_ - fed_, 0)) % 8;
         const std::uint32_t rest = Peek16() >> (16 - left);
@@ -105,7 +105,7 @@ private:
             bits_ |= byte << static_cast<unsigned>(56 - count_);
             count_ += 8;
         }
-        // An overrun by this much is one in any case; the bound keeps the count from overflowing.
+        // The result for a larger overrun is the same; the limit keeps the count from overflowing.
         fed_ = std::min(fed_, 1 << 20);
     }
 
@@ -133,13 +133,13 @@ private:
     }
 
     ByteWindow* file_;
-    // Of the piece.
+    // The offset of the piece.
     std::int64_t position_;
     ByteSpan piece_ = {};
     std::size_t at_ = 0;
     std::uint64_t bits_ = 0;
     int count_ = 0;
-    // Zero bits that were added after the last byte.
+    // Zero bits that were appended after the last byte.
     int fed_ = 0;
     bool isAtEnd_ = false;
 };
@@ -247,7 +247,7 @@ private:
                 return run == 0;
             }
             k += run;
-            // Some coders run past the end with zeros.
+            // Some encoders run past the end with zeros.
             if (k >= CoefficientCount) {
                 return size == 0;
             }
@@ -285,7 +285,7 @@ private:
         return true;
     }
 
-    // Goes to the end of the band, which `k` then is, or to a run of bands without further coefficients.
+    // Goes to the end of the band, which `k` then is, or to a run of bands with no more coefficients.
     bool RefineCoefficients(const JpegScan::Part& part, std::uint64_t& nonzero, unsigned& k) {
         for (; k <= scan_.lastCoefficient; ++k) {
             bits_.Fill();

@@ -17,7 +17,7 @@ constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 constexpr auto FilmMark = PatternOf("ftyp");
 constexpr std::int64_t FilmMarkOffset = 4;
 
-// How far after the start of foreign bytes the first wrong code may come.
+// How far after the start of foreign bytes the first invalid code may be.
 constexpr std::int64_t MostBelieved = 0x10000;
 
 bool IsPictureAt(Place& file, std::int64_t offset) {
@@ -28,7 +28,7 @@ bool IsFilmAt(Place& file, std::int64_t offset) {
     return StartsWith(file.At(offset + FilmMarkOffset, FilmMark.size()), FilmMark);
 }
 
-// The film of a motion photo: boxes up to the first that is not one.
+// The film of a motion photo: all boxes up to the first that is not one.
 std::int64_t EndOfFilm(Place& file, std::int64_t offset) {
     constexpr std::uint32_t smallestBox = 8;
     constexpr int mostBoxes = 100000;
@@ -46,8 +46,8 @@ std::int64_t EndOfFilm(Place& file, std::int64_t offset) {
     return offset;
 }
 
-// What phones of one maker append: blocks, then a directory of them ("SEFH") that ends with its length and "SEFT".
-// Each entry says how far before the directory its block begins; the first block begins at `offset`.
+// What one maker's phones append: blocks, then a directory of them ("SEFH") that ends with its length and "SEFT". Each
+// entry gives the distance from its block to the directory; the first block begins at `offset`.
 std::int64_t EndOfSamsungBlocks(Place& file, std::int64_t offset) {
     constexpr std::size_t blockHeadBytes = 9;
     constexpr std::int64_t farthest = 0x8000000;
@@ -84,7 +84,7 @@ std::int64_t EndOfSamsungBlocks(Place& file, std::int64_t offset) {
     return offset;
 }
 
-// Their directory of recorded sounds: an entry of 8 bytes for each, its own length and a mark.
+// The same maker's directory of recorded sounds: an entry of 8 bytes for each, its own length and a mark.
 std::int64_t EndOfSoundDirectory(Place& file, std::int64_t offset) {
     constexpr std::size_t headBytes = 12;
     constexpr std::size_t entryBytes = 8;
@@ -116,7 +116,7 @@ std::vector<std::int64_t> Attributes(std::string_view text, std::string_view nam
     return numbers;
 }
 
-// Where, by the metadata, the pictures and films end that follow this picture. Sources: Motion Photo format,
+// The end of the pictures and films that, according to the metadata, follow this picture. Sources: Motion Photo format,
 // version 1.0; Ultra HDR image format, version 1.1.
 std::int64_t EndOfContainer(Place& file, std::int64_t end, std::string_view metadata) {
     const std::vector<std::int64_t> films = Attributes(metadata, "MicroVideoOffset=\"");
@@ -145,7 +145,7 @@ struct FurtherPictures {
 FurtherPictures WalkFurtherPictures(Place& file, const JpegWalk& walk) {
     FurtherPictures all{walk.size};
     for (const JpegWalk::Extent& picture : walk.furtherPictures) {
-        // Some programs change a picture and leave the index as it was.
+        // Some programs change a picture but not the index.
         const bool isBehind = picture.start >= walk.size && picture.length <= file.Limit() - picture.start;
         if (!isBehind || !IsPictureAt(file, picture.start)) {
             continue;
@@ -158,7 +158,7 @@ FurtherPictures WalkFurtherPictures(Place& file, const JpegWalk& walk) {
     return all;
 }
 
-// A picture or film that begins in the middle of a sector, right after another, is part of the file.
+// A picture or film that begins in the middle of a sector, right after this one, is part of the file.
 std::int64_t EndOfJoined(Place& file, std::int64_t end) {
     if (end % file.SectorSize() == 0) {
         return end;
@@ -173,7 +173,7 @@ std::int64_t EndOfJoined(Place& file, std::int64_t end) {
     return further.end == JpegWalk::End::Marker && !further.brokenData ? further.size : end;
 }
 
-// `end` is what the multi-picture index says.
+// `end` comes from the multi-picture index.
 std::int64_t EndOfTrailers(Place& file, const JpegWalk& walk, std::int64_t end) {
     constexpr int mostTrailers = 32;
     end = std::max(end, EndOfContainer(file, walk.size, walk.metadata));
@@ -189,7 +189,7 @@ std::int64_t EndOfTrailers(Place& file, const JpegWalk& walk, std::int64_t end) 
     return end;
 }
 
-// The start of the zeros that end at `offset` or a little after it; `offset` if there are few.
+// The start of the zeros that end at or shortly after `offset`; `offset` if there are few.
 std::int64_t FrontOfZeros(Place& file, std::int64_t offset) {
     constexpr std::int64_t few = 32;
     std::int64_t start = offset;
@@ -208,7 +208,7 @@ std::int64_t FrontOfZeros(Place& file, std::int64_t offset) {
     return offset - start >= few ? start : offset;
 }
 
-// The last sector before a wrong code at which another file begins, if it is near.
+// The last sector before an invalid code at which another file begins, if it is near.
 std::optional<std::int64_t> StartBefore(const Place& file, std::int64_t from, std::int64_t broken) {
     std::optional<std::int64_t> start;
     for (std::int64_t next = file.NextStart(std::max(from, broken - MostBelieved));

@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// IPTC data sets begin with this byte, then the number of their record.
+// IPTC data sets begin with this byte, followed by their record number.
 constexpr std::uint8_t DataSetMark = 0x1C;
 
 template <class Number>
@@ -18,8 +18,8 @@ Number Load(ByteSpan bytes, std::size_t at, bool isBig) {
     return isBig ? LoadBig<Number>(bytes, at) : LoadLittle<Number>(bytes, at);
 }
 
-// "AXS!" or, with numbers the other way round, "AXS*": a directory whose offsets count from the file's start, what it
-// names, and a foot that leads back to the mark.
+// "AXS!" or, in the other byte order, "AXS*": a directory whose offsets count from the file's start, what it points to,
+// and a footer that leads back to the mark.
 std::int64_t EndOfDirectory(Place& file, std::int64_t start) {
     constexpr std::size_t headBytes = 12;
     constexpr std::size_t entryBytes = 12;
@@ -44,7 +44,7 @@ std::int64_t EndOfDirectory(Place& file, std::int64_t start) {
     return leadsBack ? end + footBytes : start;
 }
 
-// Data sets without a frame, then their length and a mark.
+// Unframed data sets, then their length and a mark.
 std::int64_t EndOfDataSets(Place& file, std::int64_t start) {
     constexpr std::size_t headBytes = 5;
     constexpr std::int64_t most = 0x10000;
@@ -59,8 +59,8 @@ std::int64_t EndOfDataSets(Place& file, std::int64_t start) {
     return isTheirs ? at + static_cast<std::int64_t>(foot.size()) : start;
 }
 
-// Blocks that each end with a number of two bytes, their own length and a mark. The first holds data sets and begins on
-// an even byte.
+// Blocks that each end with a two-byte number, their own length and a mark. The first one has data sets and begins at
+// an even offset.
 std::int64_t EndOfFramedBlocks(Place& file, std::int64_t start) {
     constexpr std::int64_t farthest = 0x100000;
     constexpr std::int64_t footBytes = 10;

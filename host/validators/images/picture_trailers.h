@@ -6,8 +6,8 @@
 
 namespace salvor {
 
-/// Programs that manage pictures append their notes to the file, in blocks that say their own length. The end of all
-/// such blocks from `end` on, which is the picture's own; `end` itself where none begins.
+/// Picture managers append their notes to the file, in blocks that store their own length. Gives the end of all such
+/// blocks from `end`, the picture's own end, on; `end` itself if there are none.
 std::int64_t EndOfPictureTrailers(Place& file, std::int64_t end);
 
 }  // namespace salvor

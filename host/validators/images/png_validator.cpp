@@ -27,7 +27,7 @@ bool IsType(ByteSpan type) {
     return std::ranges::all_of(type, [](std::uint8_t c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); });
 }
 
-// Of type and data, from `start` to `end`; nothing if they cannot be read.
+// The checksum of type and data, from `start` to `end`; nothing if they cannot be read.
 std::optional<std::uint32_t> ChecksumOf(Place& file, std::int64_t start, std::int64_t end) {
     uLong sum = 0;
     while (start < end) {
@@ -51,7 +51,7 @@ Finding ValidatePng(Place& file) {
     auto at = static_cast<std::int64_t>(Signature.size());
     bool hasData = false;
     bool sumsAreRight = true;
-    // Each chunk takes a dozen bytes, so this ends.
+    // Each chunk takes at least a dozen bytes, so this ends.
     for (;;) {
         std::array<std::uint8_t, ChunkHeadBytes> head{};
         const std::int64_t headEnd = at + static_cast<std::int64_t>(ChunkHeadBytes);

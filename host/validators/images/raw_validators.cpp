@@ -24,7 +24,7 @@ using namespace std::string_view_literals;
 
 constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 
-// Sensor data from `start` on, which only the header's numbers measure: they end where another whole file begins.
+// Sensor data from `start` on, measured only by the header's numbers: they end where another whole file begins.
 Finding Measured(Place& file, std::int64_t start, std::int64_t end, std::int32_t type) {
     const std::int64_t next = file.NextWhole(start);
     if (next < std::min(end, file.Limit())) {
@@ -40,7 +40,7 @@ Finding Measured(Place& file, std::int64_t start, std::int64_t end, std::int32_t
     return {Verdict::Whole, end, type, {}, "all that the header names is there"};
 }
 
-// Minolta: blocks of metadata, of which the first tells the sensor's dimensions, then the sensor's data.
+// Minolta: blocks of metadata, the first of which gives the sensor's dimensions, then the sensor data.
 constexpr auto MrwMark = PatternOf("\0MRM");
 constexpr auto DimensionsMark = PatternOf("\0PRD");
 constexpr std::int64_t MrwBlockHead = 8;
@@ -50,8 +50,8 @@ bool BeginsMrw(ByteSpan head) {
     return head.size() >= MrwHeaderBytes && StartsWith(head, MrwMark) && HasPatternAt(head, 8, DimensionsMark);
 }
 
-// Big-endian samples of 16 bits, of which the camera uses the low ones: the start of the sector with the first one that
-// is too large, or `end`.
+// For big-endian samples of 16 bits, of which the camera uses only the low ones: the start of the sector with the first
+// sample that is too large, or `end`.
 std::int64_t EndOfSamples(Place& file, std::int64_t start, std::int64_t end, unsigned usedBits) {
     const auto unused = static_cast<std::uint8_t>(0xFFU << (usedBits - 8));
     for (std::int64_t at = start; at + 1 < end;) {
@@ -71,9 +71,9 @@ std::int64_t EndOfSamples(Place& file, std::int64_t start, std::int64_t end, uns
     return end;
 }
 
-// Samples of 12 bits, two in three bytes. Neighbours of one colour, which stand two samples apart, differ by a third of
-// the range in bytes of any other kind, and by far less in any picture: where the first stretch of such bytes begins,
-// or `end`.
+// For samples of 12 bits, two in three bytes. Neighbours of one colour are two samples apart. In any other bytes they
+// differ on average by a third of the range, in pictures by far less. Gives the start of the first stretch of such
+// other bytes, or `end`.
 std::int64_t EndOfPackedSamples(Place& file, std::int64_t start, std::int64_t end) {
     constexpr std::size_t pairBytes = 3;
     constexpr std::size_t pairs = 2048;
@@ -108,7 +108,7 @@ Finding ValidateMrw(Place& file) {
     if (pixels == 0 || bits < 8 || bits > 16) {
         return {};
     }
-    // The blocks tile what is before the sensor's data.
+    // The blocks must fill everything before the sensor data.
     std::int64_t at = MrwBlockHead;
     for (int blocks = 0; at < data && blocks < 64; ++blocks) {
         const ByteSpan block = file.At(at, static_cast<std::size_t>(MrwBlockHead));
@@ -134,11 +134,10 @@ Finding ValidateMrw(Place& file) {
     return Measured(file, data, end, FileTypeIndex::Mrw);
 }
 
-// Canon before CR2: the outer directory, which ends the file, and the heaps in the outer heap.
+// Canon before CR2: the outer directory, which ends the file, and the heaps inside the outer heap.
 bool BeginsCrw(ByteSpan head) { return StartsWith(head, CanonHeap::Signature); }
 
-// Does its own directory stand at a heap's end, with values that lie before it? Heaps in it are pushed on
-// `waiting`.
+// Does a heap's own directory stand at its end, with all values before it? Heaps in it are pushed on `waiting`.
 using HeapExtent = std::pair<std::int64_t, std::int64_t>;
 bool IsHeapSound(Place& file, const HeapExtent& heap, std::vector<HeapExtent>& waiting) {
     constexpr auto ownOffsetBytes = static_cast<std::int64_t>(CanonHeap::OwnOffsetBytes);
@@ -171,7 +170,7 @@ bool IsHeapSound(Place& file, const HeapExtent& heap, std::vector<HeapExtent>& w
     return true;
 }
 
-// Heaps in heaps get smaller, but two entries may name the same one.
+// Inner heaps are smaller, but two entries may point to the same one.
 bool AreHeapsSound(Place& file, std::int64_t end) {
     constexpr int mostHeaps = 256;
     std::vector<HeapExtent> waiting{{CanonHeap::Start, end}};
@@ -208,8 +207,8 @@ Finding ValidateCrw(Place& file) {
     return {Verdict::Truncated, std::min(file.NextWhole(0), searched), FileTypeIndex::Crw, {}, "no directory ends it"};
 }
 
-// Rollei: lines of text that name the place and the sides of a thumbnail of 16 bits a pixel, and of the sensor's data
-// of 10, which follow it.
+// Rollei: lines of text that give the place and size of a thumbnail of 16 bits a pixel, and of the sensor data of 10
+// bits, which follow it.
 constexpr auto RdcMark = PatternOf("DSC-Image");
 constexpr BytePattern RdcHeaderEnd = BytePatternOf<"EOHD">();
 constexpr std::size_t LongestRdcHeader = 0x1000;
@@ -257,13 +256,13 @@ Finding ValidateRdc(Place& file) {
     return Measured(file, thumbnail, sensor + width * height * 10 / 8, FileTypeIndex::Rdc);
 }
 
-// Fujifilm: a header that lists offset and length of the pieces, big-endian.
+// Fujifilm: a header with offsets and lengths of the parts, big-endian.
 constexpr auto RafMark = PatternOf("FUJIFILMCCD-RAW ");
 constexpr std::size_t RafHeaderBytes = 136;
 constexpr std::size_t RafPreview = 84;
 constexpr std::size_t RafMetadata = 92;
 constexpr std::size_t RafSensorData = 100;
-// Of the data of cameras with two sensors. Shorter headers have the preview there.
+// For cameras with two sensors. In shorter headers the preview is there.
 constexpr std::array<std::size_t, 2> RafSecondSensor{120, 128};
 
 bool BeginsRaf(ByteSpan head) { return StartsWith(head, RafMark); }
@@ -300,7 +299,7 @@ Finding ValidateRaf(Place& file) {
     return Measured(file, std::max(number(RafSensorData), number(RafPreview)) + 1, end, FileTypeIndex::Raf);
 }
 
-// Sigma: sections, and after them their directory; the last four bytes say where that begins.
+// Sigma: sections, followed by their directory; the last four bytes are its offset.
 constexpr auto X3fMark = PatternOf("FOVb");
 constexpr BytePattern X3fDirectoryMark = BytePatternOf<"SECd">();
 constexpr std::size_t X3fHeadBytes = 12;

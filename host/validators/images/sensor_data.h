@@ -8,8 +8,8 @@
 
 namespace salvor {
 
-/// Where zeros begin at `start` or after it that go on to `end`; `end` itself if they are few. A dark picture may end
-/// with some rows of zeros, but not with as many as an empty medium after a file that lost its data.
+/// The start, at or after `start`, of zeros that reach `end`; `end` itself if they are few. A dark picture may end with
+/// some rows of zeros, but not with as many as an empty medium has after a file that lost its data.
 inline std::int64_t StartOfZeros(Place& file, std::int64_t start, std::int64_t end) {
     constexpr std::int64_t shortRun = 0x8000;
     std::int64_t at = end;

@@ -21,7 +21,7 @@ constexpr auto Cr2Mark = PatternOf("CR\2");
 constexpr std::size_t Cr2MarkOffset = 8;
 constexpr auto StartOfPicture = PatternOf("\xFF\xD8\xFF");
 
-// After the header of Phase One's files, and the number that Panasonic's have in place of 42.
+// Follows the header in Phase One's files; next, the number that Panasonic's have in place of 42.
 constexpr auto PhaseOneMark = PatternOf("IIII");
 constexpr std::size_t PhaseOneMarkOffset = 8;
 constexpr std::uint8_t PanasonicNumber = 0x55;
@@ -35,7 +35,7 @@ constexpr std::uint16_t OldDeflateCompression = 32946;
 struct Kind {
     std::int32_t type;
     const char* extension = "";
-    // Its writer fills the file up to an even length.
+    // Its writer pads the file to an even length.
     bool isPadded = false;
 };
 
@@ -46,7 +46,7 @@ struct Maker {
     Kind kind;
 };
 
-// By the start of the maker's name, in capitals. Raws without a type of their own get their extension all the same.
+// By the start of the maker's name, in capitals. Raws without a type of their own still get their extension.
 constexpr Maker Makers[] = {
     {"NIKON", {FileTypeIndex::Nef}},
     {"PENTAX", {FileTypeIndex::Pef}},
@@ -63,7 +63,7 @@ constexpr Maker Makers[] = {
     {"PHASE ONE", PhaseOne},
 };
 
-// Makers changed their format, and its name, from one line of cameras to the next.
+// Makers changed their format, and its name, between lines of cameras.
 Kind KindOfModel(Kind kind, std::string_view model) {
     const auto isAnyOf = [model](std::initializer_list<std::string_view> names) {
         return std::ranges::any_of(
@@ -95,7 +95,7 @@ Kind KindOf(ByteSpan head, const TiffFile& tiff) {
     if (HasPatternAt(head, PhaseOneMarkOffset, PhaseOneMark)) {
         return PhaseOne;
     }
-    // A camera's TIFF is a TIFF.
+    // Without sensor data, a camera's TIFF is just a TIFF.
     if (tiff.hasSensorData) {
         std::string make = tiff.make;
         std::ranges::transform(make, make.begin(),
@@ -111,22 +111,22 @@ Kind KindOf(ByteSpan head, const TiffFile& tiff) {
 
 // What the extents prove about the file.
 struct Proof {
-    // The end of the last one that counts.
+    // The end of the last valid extent.
     std::int64_t end = 0;
-    // Where an extent runs into another file or the medium's end.
+    // The offset at which an extent runs into another file or the medium's end.
     std::optional<std::int64_t> stoppedAt = std::nullopt;
     bool hasPicture = false;
-    // Something else stands where a picture should.
+    // There is something else in place of a picture.
     bool missesPicture = false;
 };
 
-// Previews may begin anywhere; other whole files mean that foreign bytes follow.
+// Previews may begin anywhere; other whole files show that foreign bytes follow.
 bool IsPicture(Place& file, std::int64_t offset) {
     return StartsWith(file.At(offset, StartOfPicture.size()), StartOfPicture);
 }
 
-// The first whole file between two places that is no part of this one: `isClaimed` where an extent holds it, of the
-// kind whose bytes are one picture's data.
+// The first whole file between two places that is not part of this one. With `mayHoldPreviews`, pictures count as part
+// of it.
 std::optional<std::int64_t> ForeignFile(Place& file, std::int64_t from, std::int64_t to, bool mayHoldPreviews) {
     for (std::int64_t at = file.NextWhole(from); at < to && at < file.Limit(); at = file.NextWhole(at + 1)) {
         if (!mayHoldPreviews || !IsPicture(file, at)) {
@@ -147,18 +147,18 @@ Proof Prove(Place& file, const TiffFile& tiff) {
     for (const TiffFile::Extent& extent : extents) {
         const bool isPicture = extent.kind == TiffFile::Kind::Picture;
         const bool isCut = extent.length > file.Limit() - std::min(extent.start, file.Limit());
-        // Entries of unknown makers may lead anywhere.
+        // Entries of unknown makers may point anywhere.
         if (isCut && !isPicture) {
             continue;
         }
-        // So may those of a picture that was dropped.
+        // So may those of a picture that was removed.
         const bool isJpeg = extent.compression == JpegCompression || extent.compression == LossyJpegCompression;
         if (isJpeg && extent.End() > proof.end && !IsJpeg(file, extent.start)) {
             proof.missesPicture = true;
             continue;
         }
         if (proof.end > 0 && extent.start > proof.end) {
-            // A gap that holds a preview known only to the maker is no reason to doubt what comes after it.
+            // A gap with a preview that only the maker knows does not cast doubt on what follows it.
             if (ForeignFile(file, proof.end, std::min(extent.start + 1, extent.End()), true)) {
                 proof.stoppedAt = isPicture ? std::optional(proof.end) : proof.stoppedAt;
                 break;
@@ -179,7 +179,7 @@ Proof Prove(Place& file, const TiffFile& tiff) {
 }
 
 bool AreCodesSound(Place& file, const TiffFile::Extent& strip) {
-    // The first writers stored codes in the opposite bit order.
+    // The first writers stored codes in reverse bit order.
     constexpr std::uint8_t firstByte = 0x80;
     const ByteSpan first = file.At(strip.start, 1);
     if (first.empty() || first[0] != firstByte) {
@@ -198,7 +198,7 @@ bool AreCodesSound(Place& file, const TiffFile::Extent& strip) {
     return !codes.IsBroken();
 }
 
-// Overwritten bytes show in compressed data and their checksums.
+// Overwritten bytes show up in compressed data and their checksums.
 bool AreStripsSound(Place& file, const TiffFile& tiff) {
     constexpr std::int64_t mostUnpacked = std::int64_t{1} << 30;
     return std::ranges::all_of(tiff.extents, [&file](const TiffFile::Extent& extent) {
@@ -229,7 +229,7 @@ std::int64_t Padded(const TiffFile& tiff, const Kind& kind, const Place& file, s
 
 bool BeginsTiff(ByteSpan head) { return TiffEndianOf(head).has_value(); }
 
-// After all that ends before `end`.
+// The end of everything that ends before `end`.
 std::int64_t EndOfOthers(const TiffFile& tiff, std::int64_t end) {
     std::int64_t others = 0;
     for (const TiffFile::Extent& extent : tiff.extents) {

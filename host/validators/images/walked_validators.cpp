@@ -24,8 +24,8 @@ std::optional<std::int64_t> EndOfCompressedTile(Place& file, const WalkedFile& w
     return tile ? std::optional(start + tile->packedSize) : std::nullopt;
 }
 
-// The finding for a walk that the scanners make too. `unfinished` is the verdict where the walk reached no end that the
-// file declares.
+// The finding for a walk that the scanners make as well. `unfinished` is the verdict if the walk did not reach an end
+// that the file declares.
 Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int32_t type, Verdict unfinished) {
     if (!walked || walked->size <= 0) {
         return {};
@@ -45,7 +45,7 @@ Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int
     return {Verdict::Whole, walked->size, type, {}, "the structure leads to its end"};
 }
 
-// A format whose walk the scanners and the program share. The starts find files below the sizes that
+// A format whose walk the scanners and the program share. The start signatures find files that are smaller than what
 // scanners report.
 template <class Format, std::int32_t Type, auto& Starts, Verdict Unfinished = Verdict::Damaged>
 struct Walked {
@@ -62,7 +62,7 @@ struct Walked {
     }
 };
 
-// Some tools leave a line end after the picture. It shows before the zeros that fill the sector.
+// Some tools leave a line end after the picture. It is recognisable before the zeros that fill the sector.
 std::int64_t EndOfLineEnd(Place& file, std::int64_t end) {
     const std::int64_t left = (file.SectorSize() - end % file.SectorSize()) % file.SectorSize();
     const ByteSpan rest = left < 2 ? ByteSpan() : file.At(end, static_cast<std::size_t>(left));
@@ -86,7 +86,7 @@ Finding ValidatePsd(Place& file) {
     return finding;
 }
 
-// The codes of an image are in blocks that begin with their length. Intact codes give enough pixels.
+// The codes of an image are in blocks that begin with their length. If intact, they give enough pixels.
 bool IsImageSound(ByteWindow& file, const GifPicture::Image& image) {
     constexpr unsigned mostSymbolBits = 11;
     if (image.symbolBits > mostSymbolBits) {
@@ -106,7 +106,7 @@ bool IsImageSound(ByteWindow& file, const GifPicture::Image& image) {
     return !codes.IsBroken() && codes.Count() >= image.pixels;
 }
 
-// A picture whose codes are intact and complete is whole without a trailer too.
+// A picture whose codes are intact and complete is whole even without a trailer.
 Finding ValidateGif(Place& file) {
     bool isSound = true;
     const std::optional<WalkedFile> walked =
@@ -117,7 +117,7 @@ Finding ValidateGif(Place& file) {
     if (!isSound) {
         return {Verdict::Damaged, walked->size, FileTypeIndex::Gif, {}, "an image's codes are wrong"};
     }
-    // What begins like another block is cut.
+    // If another block seems to begin here, the file is cut.
     constexpr std::uint8_t extension = 0x21;
     constexpr std::uint8_t image = 0x2C;
     const ByteSpan next = file.At(walked->size, 1);
@@ -151,7 +151,7 @@ constexpr StartSignature IccStarts[] = {{"acsp", 36}};
 constexpr StartSignature IcoStarts[] = {{"\0\0\1\0"sv}};
 constexpr StartSignature MayaStarts[] = {{"FOR4"}, {"FOR8"}};
 constexpr StartSignature OciStarts[] = {{"OPIM"}};
-// Encoding 1 or none.
+// Encoding 1 or 0.
 constexpr StartSignature PcxStarts[] = {{"\x0A\0\0"sv, 0, "\xFF\0\xFE"sv}};
 constexpr StartSignature PsdStarts[] = {{"8BPS"}};
 constexpr StartSignature PspStarts[] = {{"Paint Shop Pro Image File\n\x1A\0\0\0\0\0"sv}};

@@ -139,7 +139,7 @@ private:
         }
     }
 
-    // Video in codecs other than Windows Media's is named after the container.
+    // Video in codecs other than Windows Media's gets the container's extension.
     void TakeVideo(std::int64_t at) {
         constexpr std::int64_t codec = 105;
         const ByteSpan name = file_.At(at + codec, 4);
@@ -162,8 +162,8 @@ private:
         properties_.packetBytes = smallest == largest ? smallest : 0;
     }
 
-    // Packets begin with their error correction: 82h, then usually two zeros. Those that leave it out have a clear
-    // first bit. The offset of the first packet that begins with neither, or `end`.
+    // Packets begin with their error correction: 82h, then usually two zeros. Packets without it have a clear first
+    // bit. Gives the offset of the first packet that begins in neither way, or `end`.
     std::int64_t PacketsFrom(std::int64_t at, std::int64_t end) {
         while (at < end) {
             const ByteSpan start = file_.At(at, 3);
@@ -177,7 +177,7 @@ private:
         return at;
     }
 
-    // A live recording gives no size and no number of packets, or wrong ones.
+    // A live recording has no size and no number of packets, or wrong ones.
     Finding TakeBroadcast(std::int64_t first) {
         std::int64_t at = first;
         while (at + properties_.packetBytes <= file_.Limit()) {
@@ -192,7 +192,7 @@ private:
             return {};
         }
         TakeIndexes();
-        // Ends a stream that was saved as it was sent.
+        // Ends a stream that was saved as it was broadcast.
         constexpr auto endMark = PatternOf("\x24\x45\x08\x00");
         constexpr std::int64_t endMarkBytes = 12;
         end_ += StartsWith(file_.At(end_, static_cast<std::size_t>(endMarkBytes)), endMark) ? endMarkBytes : 0;

@@ -13,11 +13,11 @@ constexpr std::int64_t Id3v1Bytes = 128;
 // The extended tag before an ID3 version 1 tag.
 constexpr std::int64_t EnhancedBytes = 227;
 constexpr std::size_t ApeHeaderBytes = 32;
-// With the item's length and flags in front and the NUL behind.
+// Includes the item's length and flags before the key, and the NUL after it.
 constexpr std::size_t LongestApeKey = 8 + 255 + 1;
 constexpr auto ApeMark = PatternOf("APETAGEX");
 constexpr std::uint32_t ApeIsHeader = 0x20000000;
-// No tag after the sound is longer; longer ones come before it.
+// A tag after the sound is never longer; longer tags come before the sound.
 constexpr std::int64_t LongestEndTag = 0x100000;
 
 std::int64_t Id3Bytes(ByteSpan header) {
@@ -36,7 +36,7 @@ std::int64_t Id3Bytes(ByteSpan header) {
     return size + static_cast<std::int64_t>(Id3HeaderBytes) * (hasFooter ? 2 : 1);
 }
 
-// True if the first field has a name, or there is only padding.
+// True if the first field has a name, or if there is only padding.
 bool HasId3Field(ByteSpan head) {
     const bool hasExtension = (head[5] & 0x40U) != 0;
     const std::size_t nameBytes = head[3] == 2 ? 3 : 4;
@@ -51,7 +51,7 @@ bool HasId3Field(ByteSpan head) {
 }
 
 struct ApeTag {
-    // With the footer, without a header.
+    // Includes the footer but not the header.
     std::int64_t bytes;
     bool isHeader;
 };
@@ -76,7 +76,7 @@ std::int64_t ApeBytesAt(ByteWindow& file, std::int64_t offset) {
     return ReadApe(file.At(offset + tag->bytes, ApeHeaderBytes)) ? tag->bytes + headerBytes : 0;
 }
 
-// An item begins with its value's length and flags, then its key, which a NUL ends.
+// An item begins with its value's length and flags, then its key, which ends with a NUL.
 bool IsApeItem(ByteSpan item) {
     constexpr std::size_t fixedBytes = 8;
     constexpr std::uint32_t knownFlags = 0xE0000007;

@@ -17,7 +17,7 @@ constexpr std::int64_t LongHeaderBytes = 16;
 std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset) {
     const ByteSpan header = file.At(offset, HeaderBytes);
     const auto isPrintable = [](std::uint8_t byte) {
-        // Apple's own types begin with a copyright sign, which is A9h in their character set.
+        // Apple's own types begin with a copyright sign, A9h in their character set.
         return (byte >= 0x20 && byte < 0x7F) || byte == 0xA9;
     };
     if (header.empty() || !std::ranges::all_of(header.subspan(4), isPrintable)) {
@@ -44,7 +44,7 @@ std::optional<Box> ReadBox(ByteWindow& file, std::int64_t offset) {
 }
 
 bool ForEachBox(ByteWindow& file, std::int64_t from, std::int64_t to, const std::function<bool(const Box&)>& visit) {
-    // QuickTime ends some lists with a number of 4 bytes that is 0.
+    // QuickTime ends some lists with a 4-byte zero.
     while (from + HeaderBytes <= to) {
         const std::optional<Box> box = ReadBox(file, from);
         file.Charge(HeaderBytes);

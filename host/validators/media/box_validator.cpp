@@ -33,7 +33,7 @@ bool IsOneOf(const std::array<std::uint32_t, N>& types, std::uint32_t type) {
     return std::ranges::find(types, type) != types.end();
 }
 
-// What files are called, by brand.
+// The extension of files, by brand.
 struct Kind {
     std::int32_t type;
     const char* extension = "";
@@ -76,7 +76,7 @@ Brands ReadBrands(ByteWindow& file, const Box& box) {
     return brands;
 }
 
-// The catalogue has no type for still pictures; they count as the films whose boxes they have.
+// The catalogue has no type for still pictures in boxes; they count as the films that use the same boxes.
 Kind KindOfPicture(const Brands& brands) {
     constexpr std::string_view hevc[] = {"heic", "heix", "heim", "heis", "hevc", "hevx", "hevm", "hevs"};
     if (brands.Include("avif") || brands.Include("avis")) {
@@ -151,7 +151,7 @@ private:
             return !isAtSector;
         }
         if (box.type == BoxTypeOf("moov") && movie_) {
-            // The next file may begin with one of the boxes stepped over.
+            // The next file may begin with one of the boxes that were stepped over.
             end_ = isAtSector ? end_ : lastSectorEnd_ > 0 ? lastSectorEnd_ : end_;
             return false;
         }
@@ -161,7 +161,7 @@ private:
         return IsOneOf(KnownTypes, box.type) || IsOfMaker(box);
     }
 
-    // A box of a type that only its maker knows leads to a known one, or to padding.
+    // A box with a type known only to its maker must lead to a known box, or to padding.
     bool IsOfMaker(Box box) {
         constexpr std::int64_t mostBytes = std::int64_t{64} << 20;
         if (end_ == 0) {
@@ -267,7 +267,7 @@ private:
         return {verdict, size, kind.type, kind.extension, why};
     }
 
-    // For a box without a size whose end was not found.
+    // The finding for a box without a size whose end was not found.
     Finding Endless(const Box& box) {
         if (box.type != BoxTypeOf("mdat") || end_ == 0) {
             return AtEnd();
@@ -308,14 +308,14 @@ private:
             return hasFileType_ ? Say(Verdict::Damaged, end_, "its movie box is broken") : Finding{};
         }
         if (movie_->dataEnd > 0 && !hasData_) {
-            // Where the media data were removed, the boxes are all there is.
+            // If the media data were removed, the boxes are all there is.
             return Say(movie_->dataEnd > end_ ? Verdict::Open : Verdict::Damaged, end_, "there are no media data");
         }
         if (movie_->dataEnd > end_) {
             return Say(Verdict::Truncated, end_, "samples lie past its last box");
         }
         if (movie_->hasBrokenSamples) {
-            // If the media data come last, the file was cut there.
+            // If the media data come last, the file was cut inside them.
             const bool isCut = lastType_ == BoxTypeOf("mdat") && movie_->soundEnd > dataStart_;
             return Say(Verdict::Damaged, isCut ? movie_->soundEnd : end_, "other bytes stand where samples should be");
         }
@@ -348,7 +348,7 @@ private:
     // The sector start at which the file was complete and a box began that could begin another movie; 0 for none.
     std::int64_t lastSectorEnd_ = 0;
     std::int64_t indexedEnd_ = 0;
-    // Of the last media data.
+    // The start of the last media data.
     std::int64_t dataStart_ = 0;
     std::uint32_t lastType_ = 0;
     Brands brands_;

@@ -13,7 +13,7 @@ namespace salvor {
 
 namespace {
 
-// Element ids with their length marker, as in the file.
+// Element identifiers with their length marker, as in the file.
 namespace id {
 constexpr std::uint32_t DocumentType = 0x4282;
 constexpr std::uint32_t Segment = 0x18538067;
@@ -27,7 +27,7 @@ constexpr std::uint32_t Checksum = 0xBF;
 constexpr std::array<std::uint32_t, 10> InSegment{id::Info,   id::Tracks, id::Cluster, 0x114D9B74, 0x1C53BB6B,
                                                   0x1941A469, 0x1043A770, 0x1254C367,  id::Void,   id::Checksum};
 constexpr std::array<std::uint32_t, 9> InCluster{0xE7, 0x5854, 0xA7, 0xAB, 0xA3, 0xA0, 0xAF, id::Void, id::Checksum};
-// Of a cluster: its time, its place and the size of the one before.
+// In a cluster: its time, its position and the size of the previous cluster.
 constexpr std::array<std::uint32_t, 3> Numbers{0xE7, 0xA7, 0xAB};
 
 constexpr auto Signature = PatternOf("\x1A\x45\xDF\xA3");
@@ -35,7 +35,7 @@ constexpr auto Signature = PatternOf("\x1A\x45\xDF\xA3");
 struct Element {
     std::uint32_t id;
     std::int64_t data;
-    /// Nothing for one of unknown size.
+    /// Nothing if the size is unknown.
     std::optional<std::int64_t> size;
 
     std::int64_t End() const { return data + size.value_or(0); }
@@ -78,7 +78,7 @@ std::optional<Element> ReadElement(Place& file, std::int64_t offset) {
     return element;
 }
 
-// Bytes behind a recording may look like an element, but rarely one of a size that its kind can have.
+// Bytes after a recording may look like an element, but rarely like one with a plausible size.
 bool IsOfFittingSize(const Element& element) {
     constexpr std::int64_t checksumBytes = 4;
     constexpr std::int64_t longestNumber = 8;
@@ -113,7 +113,7 @@ public:
         while (end_ < end) {
             const std::optional<Element> element = ReadElement(file_, end_);
             const bool isKnown = element && IsOneOf(InSegment, element->id) && IsOfFittingSize(*element);
-            // An unknown element can be stepped over only if it has a size.
+            // An unknown element can be skipped only if it has a size.
             const bool isForeign = element && !isKnown && segment.size && element->size && element->End() <= end;
             if (!isKnown && !isForeign) {
                 return segment.size ? Broken(end, "an element of the segment") : EndedOpen();
@@ -135,7 +135,7 @@ public:
     }
 
 private:
-    // Steps over a part of the segment and looks at its blocks. Gives a finding if something is wrong.
+    // Steps over a part of the segment and checks its blocks. Gives a finding if something is wrong.
     std::optional<Finding> Take(const Element& element, std::int64_t end) {
         if (!element.size) {
             if (element.id != id::Cluster) {
@@ -154,7 +154,7 @@ private:
         return std::nullopt;
     }
 
-    // Steps to the first element that no cluster holds; false if one passes the medium's end.
+    // Steps to the first element that does not belong in a cluster; false if one passes the medium's end.
     bool WalkOpenCluster(std::int64_t from) {
         end_ = from;
         for (;;) {

@@ -37,7 +37,7 @@ bool BeginsFlash(ByteSpan head) {
     }
 }
 
-// The header: a rectangle of four numbers, whose width in bits comes first, then frame rate and count.
+// The header: a rectangle of four numbers, preceded by their width in bits, then frame rate and count.
 std::int64_t FirstTag(Place& file) {
     const ByteSpan bits = file.At(HeaderBytes, 1);
     const int width = bits.empty() ? 0 : bits[0] >> 3U;

@@ -24,7 +24,7 @@ constexpr std::uint8_t Filtered = 0x20;
 struct Tag {
     std::uint8_t type;
     std::int64_t dataBytes;
-    /// Where the size of the whole tag stands once more.
+    /// The offset of the second copy of the tag's size.
     std::int64_t backPointer;
 };
 
@@ -67,7 +67,7 @@ Finding ValidateFlv(Place& file) {
                             FileTypeIndex::Flv, "a tag");
         }
         const auto size = LoadBig<std::uint32_t>(pointer, 0);
-        // Some writers count without the header, some leave the pointer out with a 0.
+        // Some writers count without the header; some write 0.
         const bool isRight =
             size == tagBytes || size == tag->dataBytes || (size == 0 && ReadTag(file, tag->backPointer + 4));
         if (!isRight) {

@@ -40,7 +40,7 @@ int DataBytesOf(std::uint8_t status) {
     return kind == 0xC0 || kind == 0xD0 ? 1 : 2;
 }
 
-// Do events tile the track from `start` to its end mark at `end`?
+// Do events fill the track from `start` to its end mark at `end`?
 bool EventsTile(Place& file, std::int64_t start, std::int64_t end) {
     constexpr std::uint8_t meta = 0xFF;
     constexpr std::uint8_t endOfTrack = 0x2F;

@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// Beyond any sum of an offset and a length in a file.
+// Larger than any sum of an offset and a length in a file.
 constexpr std::int64_t FarAway = std::numeric_limits<std::int64_t>::max() / 4;
 
 std::int64_t Sum(std::uint64_t a, std::uint64_t b) {
@@ -18,7 +18,7 @@ std::int64_t Sum(std::uint64_t a, std::uint64_t b) {
     return a >= far || b >= far ? FarAway : std::min(static_cast<std::int64_t>(a + b), FarAway);
 }
 
-// Reads a table from front to back while others are read from the same file.
+// Reads a table from front to back while other tables of the file are being read.
 class TableReader {
 public:
     TableReader(ByteWindow& file, std::int64_t start, std::int64_t end) : file_(file), start_(start), end_(end) {}
@@ -66,7 +66,7 @@ struct Track {
     std::uint32_t number = 0;
     bool isSoundTrack = false;
     bool hasMedia = false;
-    // Its samples lie in other files.
+    // Its samples are in other files.
     bool isElsewhere = false;
     // For uncompressed sound in QuickTime, whose table counts each sample of one channel as one byte: the bytes of
     // `framesPerPacket` samples; 0 if the table is right.
@@ -95,8 +95,8 @@ public:
     }
     std::uint32_t Left() const { return count_ - next_; }
 
-    /// Bytes of the next `samples` samples, at most as many as are left. Shows them to `check` if there is one: the
-    /// first begins at `offset`.
+    /// Bytes of the next `samples` samples, or of those that are left. Shows them to `check` if there is one: the first
+    /// begins at `offset`.
     std::uint64_t Take(std::uint32_t samples, std::int64_t offset, SampleCheck* check) {
         const std::uint32_t taken = std::min(samples, Left());
         std::uint64_t bytes = 0;
@@ -150,7 +150,8 @@ private:
     std::uint32_t next_ = 0;
 };
 
-// How many samples each chunk has: each entry has a chunk's number, from 1 on, and a count that holds up to the next.
+// The number of samples in each chunk: an entry has a chunk's number, from 1 on, and a count that holds up to the next
+// entry.
 class ChunkCounts {
 public:
     ChunkCounts(ByteWindow& file, const Box& box) : table_(file, box.content, box.end) {
@@ -210,7 +211,7 @@ std::optional<std::int64_t> EndOfSamples(ByteWindow& file, const Track& track, S
 
 constexpr std::int64_t FullBoxBytes = 4;
 
-// Uncompressed sound: version 0 of a sample description gives bits and channels, version 1 the bytes too.
+// Uncompressed sound: version 0 of a sample description gives bits and channels, version 1 also the bytes.
 void ReadSoundDescription(ByteWindow& file, const Box& descriptions, Track& track) {
     constexpr std::int64_t firstEntry = 8;
     FieldReader fields(file, descriptions.content + firstEntry + 16);
@@ -335,7 +336,7 @@ private:
         FieldReader fields(file_, box.content);
         const auto flags = fields.Big<std::uint32_t>();
         const auto number = fields.Big<std::uint32_t>();
-        // Offsets count from a declared base, from the fragment, or from the end of the last track.
+        // Offsets count from a declared base, from the fragment, or from the end of the previous track.
         const bool isTold = (flags & 1U) != 0;
         base_ = isTold ? Sum(fields.Big<std::uint64_t>(), 0) : (flags & 0x20000U) != 0 ? fragment_.start : next_;
         next_ = base_;
@@ -386,7 +387,7 @@ private:
     MovieTables& movie_;
     FragmentTrack* track_ = nullptr;
     std::int64_t base_ = 0;
-    // Where the samples of the next run begin, unless it says so itself.
+    // The start of the next run's samples, unless the run gives one itself.
     std::int64_t next_;
     std::int64_t end_ = 0;
     std::uint32_t sampleBytes_ = 0;
@@ -413,7 +414,7 @@ MovieTables ReadMovieTables(ByteWindow& file, const Box& movie) {
     tables.isSound = ForEachBox(file, movie.content, movie.end, [&](const Box& box) {
         hasHeader = hasHeader || box.type == BoxTypeOf("mvhd");
         tables.hasFragments = tables.hasFragments || box.type == BoxTypeOf("mvex");
-        // A compressed movie, a list of alternative movies, or Canon's box first, replaces all others.
+        // A compressed movie, a list of alternative movies, or a first box of Canon's replaces all others.
         const bool isFirst = box.start == movie.content;
         const bool isOther = box.type == BoxTypeOf("cmov") || box.type == BoxTypeOf("rmra") ||
                              (isFirst && box.type == BoxTypeOf("uuid"));
@@ -433,8 +434,8 @@ MovieTables ReadMovieTables(ByteWindow& file, const Box& movie) {
 
 namespace {
 
-// Reads where the items of a picture lie. Keeps the furthest end of those in the file in `end`; false if
-// the box breaks.
+// Reads where the items of a picture are. Puts the furthest end of those in the file into `end`; false if the box is
+// broken.
 bool ReadItemLocations(ByteWindow& file, const Box& box, std::optional<std::int64_t>& end) {
     FieldReader fields(file, box.content);
     const auto number = [&fields](unsigned width) -> std::uint64_t {

@@ -12,14 +12,14 @@ namespace salvor {
 /// A track whose samples may lie in fragments.
 struct FragmentTrack {
     std::uint32_t number = 0;
-    /// Of samples that say no size of their own.
+    /// For samples without a size of their own.
     std::uint32_t sampleBytes = 0;
     std::optional<SampleCheck> check;
 };
 
-/// What a movie box says about its file.
+/// A movie box's information about its file.
 struct MovieTables {
-    /// Does it hold a header and tracks, or what stands for them, and do all boxes tile it?
+    /// Does it have a header and tracks, or what replaces them, and do boxes fill it completely?
     bool isSound = false;
     bool hasSoundTrack = false;
     bool hasOtherTrack = false;
@@ -27,11 +27,11 @@ struct MovieTables {
     bool hasFragments = false;
     /// The end of the last sample in this file; 0 if there are none.
     std::int64_t dataEnd = 0;
-    /// Other bytes stand where samples should be.
+    /// There are other bytes in place of samples.
     bool hasBrokenSamples = false;
-    /// Where sound samples end, if all after them are broken; else 0.
+    /// The end of the sound samples, if all after them are broken; else 0.
     std::int64_t soundEnd = 0;
-    /// Only of movies with fragments.
+    /// Filled in only for movies with fragments.
     std::vector<FragmentTrack> fragmentTracks;
 };
 

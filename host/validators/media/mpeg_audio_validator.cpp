@@ -14,11 +14,10 @@ namespace salvor {
 namespace {
 
 constexpr std::size_t HeaderBytes = 4;
-// The longest frame of any layer, bit rate and sampling rate, and with a free bit rate that decoders still accept.
+// The longest frame of any layer, bit rate and sampling rate, even with a free bit rate that decoders still accept.
 constexpr std::int32_t LongestFrame = 8192;
 
-// The two kinds of streams differ in the length of a frame and in the bits of the first 4 bytes that all frames
-// share.
+// The two kinds of streams differ in the length of a frame and in which bits of the first 4 bytes all frames share.
 
 struct LayeredStream {
     static constexpr std::uint32_t SteadyBits = MpegAudioHeader::SteadyBits;
@@ -53,10 +52,10 @@ struct AdtsStream {
     static bool IsFree(ByteSpan /*bytes*/) { return false; }
 };
 
-// What a silent first frame says about the others. Source: Xing's VBR header SDK; Fraunhofer's VBRI tag.
+// What a silent first frame says about the stream. Source: Xing's VBR header SDK; Fraunhofer's VBRI tag.
 struct StreamTable {
     std::uint32_t frames = 0;
-    // Counted from this frame's start; 0 if it does not say.
+    // Counted from this frame's start; 0 if not given.
     std::uint32_t bytes = 0;
 };
 
@@ -109,7 +108,7 @@ class AudioWalk {
 public:
     AudioWalk(Place& file, std::int64_t first) : file_(file), first_(first), end_(first) {}
 
-    /// Do `count` frames follow each other from the first on, or fewer up to the medium's end?
+    /// True if `count` frames follow each other from the first on, or fewer up to the medium's end.
     bool Begins(int count) { return Enter(first_) && CountFrom(first_, count) == count; }
 
     Finding Run(bool hasTag) {
@@ -132,13 +131,13 @@ private:
     static constexpr bool IsLayered = Stream::HeaderBytes == HeaderBytes;
     static constexpr std::int64_t LeastFrames = 10;
     static constexpr std::int64_t LeastPiece = 0x10000;
-    // After bytes that are not frames, this many frames show that the stream goes on.
+    // After bytes that are not frames, this many frames prove that the stream goes on.
     static constexpr int ResumingFrames = 4;
     static constexpr std::int64_t LongestGap = 0x2000;
     static constexpr std::int64_t MostGaps = 8;
     static constexpr std::int64_t FramesPerGap = 256;
 
-    // Takes over the format of the frame at `offset`.
+    // Adopts the format of the frame at `offset`.
     bool Enter(std::int64_t offset) {
         const ByteSpan bytes = file_.At(offset, Stream::HeaderBytes);
         if (bytes.empty() || !Stream::IsValid(bytes)) {
@@ -235,7 +234,7 @@ private:
         }
     }
 
-    // Takes the tags after the last frame, or inside it where its end is missing.
+    // Takes the tags after the last frame, or inside it if its end is missing.
     bool TakeTags() {
         if (const std::int64_t behind = EndOfTags(file_, end_); behind > end_) {
             end_ = behind;
@@ -253,8 +252,8 @@ private:
         return true;
     }
 
-    // Finds where the stream goes on after bytes that are not frames. A film's sound does so time and again, between
-    // the pictures: that is no file.
+    // Finds where the stream goes on after bytes that are not frames. The sound of a film does so again and again,
+    // between the pictures; that is not a file.
     bool Resume() {
         if (gaps_ > MostGaps + frames_ / FramesPerGap) {
             isOfFilm_ = true;
@@ -311,7 +310,7 @@ private:
             return Say(Verdict::Whole, "frames tile it to its tag");
         }
         if (table.frames != 0 && frames_ <= std::int64_t{table.frames} + 1) {
-            // The encoder may have been stopped within the last frame.
+            // The encoder may have been stopped inside the last frame.
             const bool endsInLast = table.bytes != 0 && declaredEnd > last_ && declaredEnd < end_;
             end_ = endsInLast ? declaredEnd : end_;
             return Say(Verdict::Whole, "it has as many frames as its first one tells");
@@ -341,7 +340,7 @@ private:
     Place& file_;
     std::int64_t first_;
     std::int64_t end_;
-    // Where the last frame begins.
+    // The start of the last frame.
     std::int64_t last_ = 0;
     std::int64_t frames_ = 0;
     std::uint32_t steady_ = 0;
@@ -352,7 +351,7 @@ private:
     bool isCut_ = false;
 };
 
-// How many frames must follow each other where no tag or table vouches for them.
+// How many frames must follow each other if no tag or table confirms them.
 constexpr int CheckedFrames = 4;
 
 std::optional<Finding> StreamAt(Place& file, std::int64_t offset, bool hasTag) {
@@ -375,8 +374,8 @@ Finding ValidateMpegAudio(Place& file) {
     if (const auto found = StreamAt(file, tagEnd, tagEnd > 0); found || tagEnd == 0) {
         return found.value_or(Finding{});
     }
-    // Some writers count the tag's padding wrongly, and some encoders begin with part of a frame. The first frame may
-    // itself be at a sector's start and look like a file of its own.
+    // Some writers miscount the tag's padding, and some encoders begin with part of a frame. The first frame may itself
+    // be at a sector start and look like a file of its own.
     constexpr std::int64_t mostPadding = 0x10000;
     constexpr std::int64_t mostBytes = 0x1000;
     std::int64_t at = tagEnd;

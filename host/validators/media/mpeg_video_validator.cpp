@@ -57,7 +57,7 @@ public:
 
 private:
     static constexpr std::int64_t LeastSlices = 4;
-    // A slice of the largest picture is shorter.
+    // No slice is longer, even in the largest picture.
     static constexpr std::int64_t LongestPart = 0x100000;
 
     // Passes one start code and what follows it; false where the stream does not go on.

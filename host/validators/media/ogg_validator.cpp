@@ -59,7 +59,7 @@ bool IsPageStart(ByteSpan bytes) {
            (bytes[FlagsOffset] & ~KnownFlags) == 0;
 }
 
-// Nothing where no page begins. One that passes the end of the readable bytes is not valid.
+// Nothing if no page begins here. A page that passes the end of the readable bytes is not valid.
 std::optional<Page> ReadPage(Place& file, std::int64_t offset) {
     std::array<std::uint8_t, HeaderBytes> header{};
     if (!file.Copy(offset, header) || !IsPageStart(header)) {
@@ -99,7 +99,7 @@ struct LogicalStream {
     bool hasEnded = false;
 };
 
-// The most streams of one file: a film has two or three, a chained radio recording a few hundred.
+// The most streams in one file: a film has two or three, a chained radio recording a few hundred.
 constexpr std::size_t MostStreams = 4096;
 
 class OggWalk {
@@ -126,8 +126,8 @@ private:
         return std::ranges::all_of(streams_, [](const auto& stream) { return stream.second.hasEnded; });
     }
 
-    // The first page of a stream, or a later one of a stream that goes on. If all streams have just ended, a page at a
-    // sector's start begins another file.
+    // True for the first page of a stream, or a later one of a stream that goes on. If all streams have just ended, a
+    // page at a sector start begins another file.
     bool BelongsHere(const Page& page) const {
         const auto stream = streams_.find(page.serial);
         if ((page.flags & BeginsStream) != 0) {

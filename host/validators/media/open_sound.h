@@ -6,8 +6,8 @@
 
 namespace salvor {
 
-/// Where a sound of unknown length that begins at `from` ends: at the next file, or at a run of equal bytes longer than
-/// sound has. Offsets in bytes from the place's start.
+/// The end of a sound of unknown length that begins at `from`: at the next file, or at a run of equal bytes that is too
+/// long for sound. Offsets in bytes from the place's start.
 inline std::int64_t EndOfOpenSound(Place& file, std::int64_t from) {
     constexpr int mostEqual = 16;
     const std::int64_t limit = file.NextStart(from);

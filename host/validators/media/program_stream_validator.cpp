@@ -15,15 +15,15 @@ namespace {
 
 using namespace ProgramStream;
 
-// Packets' start codes.
+// The last bytes of packets' start codes.
 constexpr std::uint8_t NavigationCode = 0xBF;
 constexpr std::uint8_t FirstSoundCode = 0xC0;
 constexpr std::uint8_t LastPictureCode = 0xEF;
 
-// The largest step of the clock from pack to pack.
+// The largest step of the clock from one pack to the next.
 constexpr std::int64_t LongestJump = std::int64_t{30} * 90000;
 
-// Scanners accept packs with wrong marker bits; here these bits tell a pack from other bytes.
+// Scanners accept packs with wrong marker bits; here these bits distinguish a pack from other bytes.
 std::optional<Pack> ReadSoundPack(ByteSpan bytes) {
     const std::optional<Pack> pack = ReadPack(bytes);
     return pack && pack->hasMarkers ? pack : std::nullopt;
@@ -117,8 +117,8 @@ private:
         return true;
     }
 
-    // Video CDs fill up their packs with zeros, and some films the last sectors before a further
-    // pack. Zeros up to a sector's start may be the slack after the file.
+    // Video CDs pad their packs with zeros, and some films the last sectors before another pack. Zeros up to a sector
+    // start may be the slack after the file.
     bool SkipPadding() {
         constexpr std::size_t longest = 2352;
         if (hasEnded_ || packets_ == 0) {
@@ -139,7 +139,7 @@ private:
         return true;
     }
 
-    // The last pack is filled up like those before it.
+    // The last pack is padded like those before it.
     void TakeLastPadding() {
         const std::int64_t end = pack_ + packDistance_;
         const ByteSpan padding =
@@ -149,7 +149,7 @@ private:
         }
     }
 
-    // A pack whose clock goes on.
+    // True for a pack whose clock goes on from the last one.
     bool IsNextPack(std::int64_t offset) {
         const std::optional<Pack> pack = ReadSoundPack(file_.From(offset, Mpeg2PackBytes));
         return pack && pack->isMpeg2 == isMpeg2_ && pack->clock >= clock_ && pack->clock - clock_ < LongestJump;
@@ -178,10 +178,10 @@ private:
 
     Place& file_;
     std::int64_t end_ = 0;
-    // Where the last pack and the last packet begin.
+    // The starts of the last pack and the last packet.
     std::int64_t pack_ = -1;
     std::int64_t last_ = 0;
-    // From the pack before the last to the last.
+    // The distance from the pack before the last to the last.
     std::int64_t packDistance_ = 0;
     std::int64_t clock_ = 0;
     std::int64_t wanted_ = 0;

@@ -16,9 +16,9 @@ namespace {
 constexpr auto FileSignature = PatternOf(".RMF");
 constexpr auto PropertiesName = PatternOf("PROP");
 constexpr auto DataName = PatternOf("DATA");
-// Four characters, the size with these ten bytes, the chunk's version.
+// Four characters, the size, which counts these ten bytes, and the chunk's version.
 constexpr std::size_t ChunkHeaderBytes = 10;
-// With the number of packets and the offset of the next data chunk.
+// Includes the number of packets and the offset of the next data chunk.
 constexpr std::size_t DataHeaderBytes = 18;
 constexpr std::uint32_t LargestHeaderChunk = 0x1000000;
 constexpr std::size_t PacketHeaderBytes = 12;
@@ -42,7 +42,7 @@ std::optional<Chunk> ReadChunk(Place& file, std::int64_t offset) {
     return isName && chunk.size >= ChunkHeaderBytes ? std::optional(chunk) : std::nullopt;
 }
 
-// The packets of the data chunk at `offset`: as many as it declares, or as there are if it declares none.
+// The packets of the data chunk at `offset`: as many as it declares, or all there are if it declares none.
 struct Packets {
     std::int64_t end;
     bool areAll;
@@ -95,7 +95,7 @@ public:
     }
 
 private:
-    // Writers disagree on what the chunk's size counts, so the packets decide.
+    // Writers disagree on what the chunk's size covers, so the packets decide.
     std::optional<Finding> TakeData(const Chunk& chunk) {
         const ByteSpan header = file_.At(end_, DataHeaderBytes);
         if (header.empty()) {

@@ -19,14 +19,14 @@ using Name = Pattern<4>;
 
 constexpr std::size_t ChunkHeaderBytes = 8;
 constexpr std::size_t FormHeaderBytes = 12;
-// Left by a writer that did not know the size when it began, or that was interrupted.
+// Written when the size was still unknown, and never updated.
 constexpr std::uint32_t UnknownSize = 0xFFFFFFFF;
 
 bool IsName(ByteSpan bytes) {
     return std::all_of(bytes.begin(), bytes.begin() + 4, [](int c) { return c >= ' ' && c <= '~'; });
 }
 
-// How the outermost chunk gives its size.
+// The form in which the outermost chunk gives its size.
 enum class Frame : std::uint8_t { None, Little, Big, Long };
 
 Frame FrameOf(ByteSpan head) {
@@ -45,9 +45,9 @@ Frame FrameOf(ByteSpan head) {
 struct Form {
     std::string_view name;
     std::int32_t type;
-    /// Without these chunks, or lists of this kind, it is no file of the form.
+    /// A file of this form must have these chunks, or lists of this kind.
     std::array<std::string_view, 2> wanted;
-    /// Where it is not the type's own.
+    /// Set if it is not the type's own.
     std::string_view extension = {};
 };
 
@@ -100,7 +100,7 @@ public:
     }
 
 private:
-    // Writers that count the chunks' headers wrongly are off by less than these are long.
+    // Writers that miscount the chunks' headers are off by less than this.
     static constexpr std::int64_t CountedHeaders = 36;
 
     std::uint32_t Number(ByteSpan bytes, std::size_t offset) const {
@@ -121,7 +121,7 @@ private:
         return static_cast<std::int64_t>(std::min(size, largest)) + RiffHeaderBytes;
     }
 
-    // Nothing if all is well; then end_ is the end of the last chunk.
+    // Nothing if all is well; `end_` is then the end of the last chunk.
     std::optional<Finding> WalkChunks(std::int64_t at, std::int64_t end) {
         end_ = at;
         while (end_ < end) {
@@ -162,8 +162,8 @@ private:
         return size;
     }
 
-    // The bytes before the declared end are not a chunk. Writers that count the outermost header are eight bytes
-    // off; others pad.
+    // The bytes before the declared end are not a chunk. Writers that count the outermost header are eight bytes off;
+    // others pad.
     Finding AtNoChunk(std::int64_t end) {
         if (isOpen_ || end - end_ == RiffHeaderBytes) {
             return Ended();
@@ -189,7 +189,7 @@ private:
         return Say(Verdict::Damaged, end, "no chunk follows the intact ones");
     }
 
-    // Do samples go on behind the last chunk, and zeros follow from `end` on?
+    // Do samples continue after the last chunk, followed by zeros from `end` on?
     bool IsSoundUpTo(std::int64_t end) {
         const auto length = static_cast<std::size_t>(end - end_);
         const ByteSpan bytes = file_.At(end_, 2 * length);
@@ -203,8 +203,8 @@ private:
             return Say(Verdict::Whole, end_, "its sound ends as declared; the size in front was never filled in");
         }
         if (end <= file_.Limit() && data + size > end && isSound) {
-            // Apart from writers that count the chunks' headers wrongly, the outermost size is right more often than
-            // that of a sound which was cut short.
+            // Except for writers that miscount the chunks' headers, the outermost size is right more often than the
+            // size of a sound that was cut short.
             end_ = data + size < end + CountedHeaders && data + size <= file_.Limit() ? data + size : end;
             return Say(Verdict::Open, end_, "the sound's size passes the size in the header");
         }
@@ -224,10 +224,10 @@ private:
 
     bool HasWanted() const { return hasWanted_[0] && hasWanted_[1]; }
 
-    // The sound is the last chunk seen so far.
+    // The sound is the last chunk so far.
     bool HasSound() const { return HasWanted() && IsSound(lastName_); }
 
-    // Programs append these chunks to a sound. Other names may be text of another file.
+    // Programs append these chunks after the sound. Other names may be text of another file.
     static bool MayFollowSound(ByteSpan chunk) {
         constexpr std::string_view names[] = {"PEAK", "LIST", "id3 ", "ID3 ", "bext", "iXML", "cue ", "smpl",
                                               "fact", "NAME", "AUTH", "ANNO", "MARK", "INST", "APPL", "COMT"};
@@ -274,7 +274,7 @@ private:
         }
     }
 
-    // The size in the header may not count what was appended.
+    // The header's size may not include what was appended.
     void TakeAppended() {
         for (;;) {
             std::array<std::uint8_t, ChunkHeaderBytes> chunk{};
@@ -288,8 +288,8 @@ private:
         }
     }
 
-    // A FORM of odd length is padded itself, uncounted. Few writers of RIFF files do so: in front of zeros there is no
-    // telling, in front of other bytes a single zero is the padding.
+    // A FORM of odd length is padded too, which its size does not include. Few writers of RIFF files do so. Before
+    // zeros this cannot be seen; before other bytes a single zero is the padding.
     void TakePadding() {
         const ByteSpan behind = end_ % 2 == 0 ? ByteSpan() : file_.From(end_, 2);
         const bool isZero = !behind.empty() && behind[0] == 0;
@@ -298,7 +298,7 @@ private:
         }
     }
 
-    // What identifies a form cannot be a coincidence.
+    // The bytes that identify a form cannot be a coincidence.
     Finding Say(Verdict verdict, std::int64_t end, const char* why) const {
         Finding finding{verdict, end, form_->type, std::string(form_->extension), why};
         finding.isCertain = verdict == Verdict::Open && HasWanted();

@@ -10,13 +10,13 @@ namespace salvor {
 /// Which bits of the first four bytes count, and how.
 struct SampleCoding {
     enum class Rule : std::uint8_t {
-        /// The masked bits are these.
+        /// The masked bits have a fixed value.
         Bits,
-        /// The masked bits are the same in nearly all samples.
+        /// The masked bits are the same in almost all samples.
         Steady,
         /// The first number, masked, is the sample's size.
         Size,
-        /// Units, each after its length, tile the sample.
+        /// Units, each after its length, fill the sample.
         Units,
     };
 
@@ -24,7 +24,7 @@ struct SampleCoding {
     Rule rule;
     std::uint32_t mask;
     std::uint32_t bits;
-    // The box that gives the bytes of a unit's length, and the offset in it.
+    // The box with the width of a unit's length in bytes, and its offset in the box.
     const char* configuration = nullptr;
     std::int64_t lengthOffset = 0;
 };
@@ -55,18 +55,18 @@ constexpr SampleCoding Codings[] = {
     {BoxTypeOf("ec-3"), SampleCoding::Rule::Bits, 0xFFFF0000, 0x0B770000},
     {BoxTypeOf("samr"), SampleCoding::Rule::Bits, 0x83000000, 0},
     {BoxTypeOf("sawb"), SampleCoding::Rule::Bits, 0x83000000, 0},
-    // The kind and the number of a frame's first element: one channel or a pair.
+    // The kind and number of a frame's first element: one channel or a pair.
     {BoxTypeOf("mp4a"), SampleCoding::Rule::Steady, 0xFE000000, 0},
     {BoxTypeOf("vp09"), SampleCoding::Rule::Bits, 0xC0000000, 0x80000000},
 };
 
-// How many samples in a row are judged together, and how many wrong ones are not chance. Where so few bits count
-// that some are right by chance, more must be wrong.
+// How many consecutive samples are judged together, and how many wrong ones are more than chance. If so few bits are
+// compared that some are right by chance, more must be wrong.
 constexpr int Window = 8;
 constexpr int WrongOfStrong = 1;
 constexpr int WrongOfWeak = 5;
-// The rule is not used for a track whose first samples break it. Where few bits count, one may differ: encoders of
-// sound write their name into the first.
+// The rule is dropped for a track whose first samples break it. If few bits are compared, one sample may differ: sound
+// encoders write their name into the first.
 constexpr std::int64_t TrialOfStrong = 1;
 constexpr std::int64_t TrialOfWeak = 8;
 constexpr int MostWrongInTrial = 1;
@@ -101,7 +101,7 @@ std::optional<SampleCheck> SampleCheck::For(ByteWindow& file, const Box& descrip
 }
 
 void SampleCheck::Look(ByteWindow& file, std::int64_t offset, std::int64_t size) {
-    // Far from the start, a stretch now and then is enough: fragments are large.
+    // Far from the start, an occasional stretch is enough: fragments are large.
     constexpr std::int64_t all = std::int64_t{64} << 20;
     constexpr std::int64_t stretch = 0x100000;
     constexpr std::int64_t looked = 0x10000;

@@ -7,14 +7,14 @@
 
 namespace salvor {
 
-/// How samples of a coding begin.
+/// How the samples of a codec begin.
 struct SampleCoding;
 
-/// Checks the first bytes of a track's samples, for codings where these follow a pattern, to tell whether the samples
-/// were overwritten. Samples are shown in order.
+/// Checks the first bytes of a track's samples, for codecs with a pattern there, to find overwritten samples. Samples
+/// are shown in order.
 class SampleCheck {
 public:
-    /// A check for the track's coding, from its sample descriptions; nothing if the coding has no such pattern.
+    /// A check for the track's codec, from its sample descriptions; nothing if the codec has no such pattern.
     static std::optional<SampleCheck> For(ByteWindow& file, const Box& descriptions);
 
     void Look(ByteWindow& file, std::int64_t offset, std::int64_t size);
@@ -31,12 +31,12 @@ private:
     void Note(bool isRight, std::int64_t offset, std::int64_t size);
 
     const SampleCoding* coding_;
-    // Of the number before each unit of a picture.
+    // The width in bytes of the number before each unit of a picture.
     unsigned lengthBytes_;
-    // What the first samples have in common, for codings without another pattern.
+    // The bits that the first samples have in common, for codecs without another pattern.
     std::uint32_t steadyBits_ = 0;
     std::int64_t looks_ = 0;
-    // The last looks, newest in the lowest bit, ones where a sample was wrong.
+    // The results of the last looks, newest in the lowest bit; 1 for a wrong sample.
     std::uint32_t history_ = 0;
     std::int64_t lookedUpTo_ = 0;
     std::int64_t soundEnd_ = 0;

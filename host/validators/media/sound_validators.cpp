@@ -54,7 +54,7 @@ Finding ValidateAu(Place& file) {
 
 constexpr StartSignature AuStarts[] = {{".snd"}};
 
-// SMAF: one chunk around all others, whose last two bytes are a CRC-16 of all bytes before them.
+// SMAF: one chunk around all others. Its last two bytes are a CRC-16 of all bytes before them.
 constexpr auto SmafSignature = PatternOf("MMMD");
 constexpr std::size_t ChunkHeaderBytes = 8;
 constexpr std::int64_t ChecksumBytes = 2;
@@ -64,7 +64,7 @@ bool BeginsSmaf(ByteSpan head) {
            HasPatternAt(head, ChunkHeaderBytes, PatternOf("CNTI"));
 }
 
-// Do chunks fill it to `end`, so that no room is left for a checksum?
+// Do chunks fill it up to `end`, leaving no room for a checksum?
 bool ChunksTile(Place& file, std::int64_t end) {
     auto at = static_cast<std::int64_t>(ChunkHeaderBytes);
     while (at < end) {

@@ -19,9 +19,9 @@ constexpr std::int64_t PacketBytes = 188;
 constexpr std::size_t HeaderBytes = 4;
 constexpr std::uint32_t NullPacket = 0x1FFF;
 
-// How packets lie in a file.
+// How packets are laid out in a file.
 struct Layout {
-    // Bytes from one packet to the next, with a time stamp or parity.
+    // Bytes from one packet to the next, including a time stamp or parity.
     std::int64_t step;
     // Bytes of the time stamp before a packet.
     std::int64_t stampBytes;
@@ -48,7 +48,8 @@ std::optional<Packet> ReadPacket(ByteSpan bytes) {
                   .isSound = control != 0 || ((bytes[1] & 0x1FU) == 0x1F && bytes[2] == 0xFF)};
 }
 
-// Of a table, its own checksum included, which makes it 0: polynomial 04C11DB7h, all ones at first.
+// The checksum of a table including its own checksum, which makes the result 0: polynomial 04C11DB7h, all ones at
+// first.
 std::uint32_t TableChecksum(ByteSpan table) {
     std::uint32_t sum = 0xFFFFFFFF;
     for (const std::uint8_t byte : table) {
@@ -60,7 +61,7 @@ std::uint32_t TableChecksum(ByteSpan table) {
     return sum;
 }
 
-// Of the packet that begins a table, the table from its id to its checksum, as far as it is in this packet.
+// The table in a packet that begins one, from its identifier to its checksum, as far as it is in this packet.
 ByteSpan TableIn(ByteSpan packet) {
     if (packet.empty()) {
         return {};
@@ -77,8 +78,8 @@ ByteSpan TableIn(ByteSpan packet) {
     return packet.subspan(at, std::min(length, packet.size() - at));
 }
 
-// Whether a packet of program 0 holds the list of programs. The checksum of a list that goes on in the next packet
-// is not looked at.
+// True if a packet of program 0 has the list of programs. If the list goes on in the next packet, its checksum is not
+// checked.
 bool HoldsProgramList(ByteSpan packet) {
     // Table id 0, entries of 4 bytes between 5 bytes and a checksum.
     const ByteSpan table = TableIn(packet);
@@ -94,7 +95,7 @@ class TransportWalk {
 public:
     TransportWalk(Place& file, const Layout& layout) : file_(file), layout_(layout) {}
 
-    // A list of programs in the first packet vouches for short streams.
+    // A list of programs in the first packet is enough for short streams.
     bool Begins() {
         const std::optional<Packet> first = PacketAt(0);
         const bool hasListFirst = first && first->program == 0 && first->beginsUnit &&
@@ -150,7 +151,7 @@ private:
                                                      : ReadPacket(file_.At(offset + layout_.stampBytes, HeaderBytes));
     }
 
-    // After the end, a byte may look like the sync byte of a program that has not occurred.
+    // After the end, a byte may look like the sync byte of a packet with an identifier that has not occurred.
     bool IsOfStream(const Packet& packet) {
         const bool isKnown = packet.isSound && programs_[packet.program];
         return isKnown || end_ == 0 || end_ + layout_.step >= file_.Limit() || HasSyncAt(end_ + layout_.step);
@@ -166,7 +167,8 @@ private:
         end_ += layout_.step;
     }
 
-    // The list of programs names the packets that hold each one's description, and that the packets of its streams.
+    // The list of programs names the packets with each program's description, and a description the packets of its
+    // streams.
     void NoteListed(ByteSpan table) {
         constexpr std::uint8_t listOfPrograms = 0;
         constexpr std::uint8_t description = 2;
@@ -213,9 +215,9 @@ private:
     Place& file_;
     const Layout& layout_;
     std::int64_t end_ = 0;
-    // Those that have occurred or are listed.
+    // Identifiers that have occurred or are listed.
     std::bitset<NullPacket + 1> programs_;
-    // Where the descriptions of programs are.
+    // Identifiers of packets with descriptions of programs.
     std::bitset<NullPacket + 1> tables_;
     bool hasProgramList_ = false;
     bool hasGap_ = false;
@@ -239,8 +241,8 @@ Finding ValidateTransportStream(Place& file) {
     return {};
 }
 
-// A first packet that begins the list of programs or, as some writers have it, the description of the services, with
-// any counter and nothing scrambled; the stamp may stand before it. A sync byte alone would be no signature.
+// A first packet that begins the list of programs or, from some writers, the description of the services, with any
+// counter and not scrambled; the time stamp may precede it. A sync byte alone would not be a signature.
 constexpr std::string_view ProgramsFirst = "\x47\x40\0\x10"sv;
 constexpr std::string_view ServicesFirst = "\x47\x40\x11\x10"sv;
 constexpr std::string_view FirstPacketMask = "\xFF\xFF\xFF\xD0"sv;

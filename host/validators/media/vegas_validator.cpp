@@ -7,8 +7,7 @@ namespace salvor {
 
 namespace {
 
-// Chunks begin with a GUID, whose first four bytes spell a name, and a 64-bit size that counts the
-// header too.
+// Chunks begin with a GUID, whose first four bytes spell a name, and a 64-bit size that includes the header.
 constexpr std::int64_t HeaderBytes = 24;
 constexpr std::int64_t FormBytes = 16;
 // The scanner compares only the first half.
@@ -16,8 +15,8 @@ constexpr auto RiffStart = PatternOf("riff\x2E\x91\xCF\x11");
 constexpr auto RiffIdentifier = PatternOf("riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\0\0");
 constexpr auto WaveIdentifier = PatternOf("wave\xF3\xAC\xD3\x11\x8C\xD1\x00\xC0\x4F\x8E\xDB\x8A");
 
-// The end of the last of the chunks that follow each other from `from` on. Each begins at a multiple of `alignment`;
-// what is left of the last one's padding may be missing.
+// The end of the last of the consecutive chunks from `from` on. Each begins at a multiple of `alignment`; the last
+// one's padding may be incomplete.
 std::int64_t EndOfChunks(Place& file, std::int64_t from, std::int64_t to, std::int64_t alignment) {
     while (from + HeaderBytes <= to && !file.IsExhausted()) {
         const ByteSpan header = file.At(from, static_cast<std::size_t>(HeaderBytes));

@@ -25,7 +25,7 @@ class PageEnd {
 public:
     PageEnd(MarkupReader& text, const PageStart& start) : text_(text), start_(start) {}
 
-    /// Another document begins at `Next`, before this one's end.
+    /// The start of another document before this one's end.
     std::optional<std::int64_t> Next() const { return next_; }
 
     std::optional<std::int64_t> Find() {
@@ -71,7 +71,7 @@ private:
             if (isPassed) {
                 return;
             }
-            // No further element of this kind has an end either.
+            // Further elements of this kind cannot have an end either.
             isEndless_[i] = true;
             text_.GoTo(at);
             break;
@@ -86,7 +86,7 @@ private:
         return isNext ? start : std::nullopt;
     }
 
-    // After the tag's name. A quoted tag is a string in a script.
+    // Call after the tag's name. A quoted tag is a string in a script.
     std::optional<std::int64_t> TakeEnd() {
         text_.SkipWhite();
         if (!text_.Take(u">")) {

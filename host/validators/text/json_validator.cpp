@@ -34,7 +34,7 @@ bool Begins(ByteSpan head) {
 }
 
 // Follows a value of JSON (RFC 8259) to its last closing bracket. A comma before that bracket is allowed, since people
-// write one.
+// write one there.
 class JsonReader {
 public:
     explicit JsonReader(MarkupReader& text) : text_(text) {}
@@ -130,7 +130,7 @@ private:
     }
 
     MarkupReader& text_;
-    // Whether each bracket that is open is an object's, the innermost last.
+    // For each open bracket whether it is an object's, the innermost last.
     std::vector<bool> isObject_;
 };
 
@@ -138,7 +138,7 @@ Finding Validate(Place& file) {
     MarkupReader text(file, MarkupReader::AnyDocuments);
     text.SkipWhite();
     std::int64_t end = 0;
-    // Data in lines are a document in each.
+    // Line-delimited data have a document in each line.
     for (const char16_t opener = text.Peek(); text.Peek() == opener && JsonReader(text).TakeDocument();) {
         end = text.At();
         text.SkipWhite();

@@ -13,7 +13,7 @@ constexpr std::size_t LongestName = 64;
 
 constexpr auto EnvelopeLine = PatternOf("From ");
 
-// Fields that begin with "X-" are known too.
+// Fields that begin with "X-" count as known too.
 constexpr std::string_view KnownFields[] = {
     "approved",
     "arc-authentication-results",

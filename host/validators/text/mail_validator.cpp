@@ -21,11 +21,11 @@ namespace salvor {
 
 namespace {
 
-// In bytes.
+// Limits in bytes.
 constexpr std::size_t LineBytes = 4096;
 constexpr std::size_t ValueBytes = 4096;
 constexpr std::int64_t HeadBytes = std::int64_t{1} << 20;
-// How far after the start of binary data a boundary is looked for.
+// How far after the start of binary data to look for a boundary.
 constexpr std::int64_t BinaryPartBytes = std::int64_t{64} << 20;
 
 char Lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c; }
@@ -38,22 +38,22 @@ std::string LoweredText(ByteSpan bytes) {
 
 bool Holds(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 
-// The head of a letter or of one of its parts.
+// The header of a message or of one of its parts.
 struct MailHead {
     // The number of known fields.
     int known = 0;
-    // It is addressed to somebody.
+    // It has an addressee.
     bool isSent = false;
-    // Servers handed it on.
+    // Servers have relayed it.
     bool isDelivered = false;
-    // It says where a saved page came from.
+    // It gives the address that a saved page came from.
     bool hasLocation = false;
     bool isSavedPage = false;
-    // The value of Content-Type as it is and in lower case, and that of the encoding in lower case.
+    // The value of Content-Type, unchanged and in lower case, and that of the encoding in lower case.
     std::string content;
     std::string contentKind;
     std::string encoding;
-    // What a mailbox says of the body's length; negative if nothing.
+    // The body's length according to the mailbox; negative if not given.
     std::int64_t bodyBytes = -1;
     std::int64_t bodyStart = 0;
 };
@@ -82,7 +82,7 @@ public:
             }
             Finish();
             const std::size_t name = FieldNameLength(line.text);
-            // Mailboxes quote lines that look like the start of a letter.
+            // Mailboxes quote lines that look like the start of a message.
             if (name == 0 && !StartsWith(line.text, PatternOf(">From "))) {
                 return std::nullopt;
             }
@@ -137,7 +137,7 @@ private:
     std::string value_;
 };
 
-// The boundary between the parts of a letter; empty if the field names none.
+// The boundary between the parts of a message; empty if the field has none.
 std::string BoundaryOf(const MailHead& head) {
     std::string lowered = head.content;
     std::ranges::transform(lowered, lowered.begin(), Lowered);
@@ -159,7 +159,7 @@ struct MailEnd {
     bool hasPageParts = false;
 };
 
-// Follows the parts of a letter to the boundary that closes it.
+// Follows the parts of a message to the boundary that closes it.
 class PartWalk {
 public:
     PartWalk(Place& file, const MailHead& head) : file_(file), at_(head.bodyStart), mark_{'-', '-'} {
@@ -190,7 +190,7 @@ private:
         return file_.Find(BytePattern(Mark()), from, std::min(limit, file_.Limit()));
     }
 
-    // The end of the mark that closes the letter, before `to`.
+    // The end, before `to`, of the mark that closes the message.
     std::optional<std::int64_t> FindClosing(std::int64_t to) {
         const BytePattern pattern{Mark()};
         while (const std::optional<std::int64_t> found = file_.Find(pattern, at_, to)) {
@@ -240,7 +240,7 @@ bool IsBase64Line(ByteSpan line) {
     return !line.empty() && line.size() % 4 == 0 && std::ranges::all_of(line, isDigit);
 }
 
-// The end of lines of base64, which all have one length but the last.
+// The end of lines of base64, which all have the same length except the last.
 std::int64_t EndOfBase64(Place& file, std::int64_t at) {
     std::size_t length = 0;
     for (;;) {
@@ -270,7 +270,7 @@ std::optional<std::int64_t> EndOfPage(Place& file, std::int64_t from, std::int64
     return std::nullopt;
 }
 
-// Where the head says that the body ends, if that is after a line of the text.
+// The body's end according to the header, if a line of the text ends there.
 std::optional<std::int64_t> ToldEnd(Place& file, const MailHead& head, const TextRun& run) {
     const std::int64_t end = head.bodyBytes <= run.printableEnd ? head.bodyStart + head.bodyBytes : 0;
     if (end <= head.bodyStart || end > run.printableEnd) {
@@ -305,8 +305,7 @@ MailEnd EndOfLetter(Place& file, const MailHead& head) {
 constexpr auto Envelope = PatternOf("From ");
 constexpr BytePattern NextEnvelope = BytePatternOf<"\nFrom ">();
 
-// A line "From sender date", with a time of day. Patches that were formatted as mail have the name of a
-// commit there instead of a sender.
+// A line "From sender date" with a time of day. Patches formatted as mail have a commit's name in place of the sender.
 bool IsEnvelope(ByteSpan bytes) {
     const TextLine line = FirstLineOf(bytes.first(std::min(bytes.size(), LineBytes)));
     if (!StartsWith(line.text, Envelope) || !line.hasEnd) {
@@ -333,7 +332,7 @@ std::optional<MailHead> ReadLetterHead(Place& file, std::int64_t at) {
     return HeadReader(file, at + static_cast<std::int64_t>(skipped)).Read();
 }
 
-// A mailbox ends as its last letter does.
+// A mailbox ends where its last message does.
 std::int64_t LastLetter(Place& file) {
     const TextRun run = FollowText(file, 0);
     std::int64_t last = 0;
@@ -350,7 +349,7 @@ std::int64_t LastLetter(Place& file) {
 bool IsWebArchive(const MailHead& head, const MailEnd& end) {
     const bool isRelated = head.contentKind.starts_with("multipart/related");
     const bool hasParts = isRelated || (head.contentKind.starts_with("multipart/") && end.hasPageParts);
-    // A page may be saved as a letter that was never sent.
+    // A page may be saved as a message that was never sent.
     const bool isLetterOfAPage = isRelated && end.hasPageParts && !head.isDelivered;
     return hasParts && (head.isSavedPage || !head.isSent || isLetterOfAPage);
 }

@@ -7,7 +7,8 @@ namespace salvor {
 
 namespace {
 
-// The last line end before `end` is "\r\n", as all of a text mostly are.
+// The last line end before `end` is "\r
+// ", as probably all others of the text are.
 bool HasReturns(Place& file, std::int64_t end, const TextForm& form) {
     constexpr std::int64_t looked = 4096;
     const std::int64_t from = std::max(end - looked, static_cast<std::int64_t>(form.markBytes));

@@ -8,7 +8,7 @@
 
 namespace salvor {
 
-/// The first byte of a head, after a byte-order mark and white space, opens a tag or a declaration.
+/// True if the first byte of a head, after a byte-order mark and white space, opens a tag or a declaration.
 bool BeginsWithMarkup(ByteSpan head);
 
 /// Where a document of markup ends whose last mark ends at `end`: after its white space where zeros follow or the

@@ -66,7 +66,7 @@ std::size_t EndOfUtf8(ByteSpan bytes, std::size_t from) {
             break;
         }
         at += length;
-        // Letters beyond ASCII mostly come several in a row.
+        // Letters beyond ASCII usually come several in a row.
         if (at < bytes.size() && bytes[at] < 0x80) {
             at = EndOfPlain(bytes, at);
         }

@@ -11,7 +11,7 @@ namespace salvor {
 
 namespace {
 
-// Lines of the kinds of text that are most frequent on a disk.
+// Lines of the most frequent kinds of text on disks.
 constexpr std::string_view CommonText =
     "The program is free software; you can use it under the terms of the license. This file is part of the package and "
     "was\nwritten for those who want to know what has changed in the new version, when and why. All rights reserved.\n"
@@ -29,7 +29,7 @@ constexpr std::string_view CommonText =
     "\\section{Introduction}\nuse strict; my $var = shift; print \"$var\\n\";\n"
     "if [ -f \"$file\" ]; then echo $PATH; fi\n";
 
-// How many observations the less exact estimate counts for, by the number of bytes that go before.
+// How many observations the less specific estimate counts for, by the number of preceding bytes.
 constexpr std::array<double, 3> WeightOfLess = {3, 2, 1.5};
 
 // How often a byte occurs in any text.

@@ -15,18 +15,18 @@ namespace {
 constexpr std::uint8_t DosEnd = 0x1A;
 constexpr std::uint8_t Backspace = 0x08;
 
-// In bytes. How much is looked at after a byte that interrupts a text.
+// In bytes: how much is examined after a byte that interrupts a text.
 constexpr std::size_t ControlWindow = 256;
 constexpr std::size_t LeastControlWindow = 16;
 constexpr std::size_t CodePageWindow = 128;
 constexpr std::size_t ShareWindow = 512;
-// Bytes that are interrupted this early are not text.
+// If bytes are interrupted this early, they are not text.
 constexpr std::int64_t LeastBeforeControls = 256;
 constexpr std::size_t HeadBytes = 512;
 
 bool IsSpace(std::uint8_t byte) { return byte == ' ' || static_cast<std::uint8_t>(byte - '\t') < 5; }
 
-// The share of letters beyond ASCII. A run of one byte counts once, since such runs draw frames.
+// The share of letters beyond ASCII. A run of equal bytes counts once, since such runs draw frames.
 struct HighShare {
     std::size_t high = 0;
     std::size_t spaces = 0;
@@ -45,7 +45,7 @@ struct HighShare {
     }
 };
 
-// As in East Asian code pages, whose text has few blanks.
+// True for text in East Asian code pages, which has few blanks.
 bool AreCharactersOfTwo(ByteSpan bytes) {
     std::size_t at = 0;
     while (at + 1 < bytes.size()) {
@@ -88,7 +88,7 @@ public:
     }
 
 private:
-    // Bytes of a character that the piece's end cuts.
+    // Bytes of a character that is cut by the piece's end.
     static std::size_t CutCharacter(ByteSpan bytes) {
         for (std::size_t back = 1; back <= std::min<std::size_t>(3, bytes.size() - 1); ++back) {
             const std::uint8_t byte = bytes[bytes.size() - back];
@@ -175,7 +175,7 @@ private:
         return true;
     }
 
-    // What is beyond ASCII in these bytes is UTF-8.
+    // True if everything beyond ASCII in these bytes is UTF-8.
     static bool EndOfHigh(ByteSpan window) {
         const std::size_t end = EndOfUtf8(window, 0);
         return end == window.size() || window[end] < 0x80;
@@ -192,11 +192,11 @@ private:
         const ByteSpan behind = bytes.first(end);
         const HighShare past(beforeSpan);
         const HighShare share(behind);
-        // At most twice the share so far plus a tenth, or a quarter.
+        // At most a quarter, or at most twice the share so far plus a tenth.
         const bool isLikeBefore =
             share.high * 4 <= share.all ||
             (past.all > 0 && share.high * past.all * 10 <= share.all * (past.high * 20 + past.all));
-        // Words in another alphabet.
+        // Or words in another alphabet.
         const std::size_t leastSpaces = AreCharactersOfTwo(behind) ? 160 : 40;
         const bool hasWords = share.spaces * leastSpaces >= share.all && share.spaces * 2 <= share.all;
         if (!isLikeBefore && !hasWords) {
@@ -214,18 +214,18 @@ private:
     std::int64_t from_;
     std::int64_t at_;
     std::int64_t passedStart_ = -1;
-    // The length of a mark after the text that belongs to it.
+    // The length of an end mark that belongs to the text.
     std::int64_t extra_ = 0;
     bool isOver_ = false;
     TextRun run_;
 };
 
-// What the bytes after a text's last line end most likely are: the text's last line, or bytes after the file that are
-// printable by chance. Every place is tried as the text's end: its own bytes are as frequent as they were before,
-// those after it are random.
+// Decides what the bytes after a text's last line end most likely are: the text's last line, or bytes after the file
+// that are printable by chance. Every position is tried as the text's end: up to it bytes are assumed as frequent as
+// before, after it random.
 class BrokenLine {
 public:
-    // `text` is the text's end with the line in it.
+    // `text` is the end of the text, including the line.
     BrokenLine(ByteSpan text, std::size_t lineStart, std::uint8_t lineEnd) : line_(text.subspan(lineStart)) {
         for (std::size_t byte = 0; byte < anywhere_.counts.size(); ++byte) {
             const double usual = Usual(static_cast<std::uint8_t>(byte));
@@ -361,7 +361,7 @@ TextRun FollowText(Place& file, std::int64_t from) {
 
 namespace {
 
-// High bytes of the units that a text was seen to use, and whether the next units are of the same scripts.
+// The scripts that a text was seen to use, by the high bytes of its units.
 class Utf16Scripts {
 public:
     bool IsKnown(std::uint16_t unit) const { return IsCommon(unit) || seen_[ScriptOf(unit)]; }
@@ -391,7 +391,7 @@ bool IsUtf16Stop(std::uint16_t unit) {
 
 namespace {
 
-// A few units after the last line end most likely lie after the file.
+// A few units after the last line end are most likely no longer part of the file.
 std::int64_t WithoutBrokenUnits(Place& file, std::int64_t from, std::int64_t end, bool isBigEndian) {
     constexpr std::int64_t most = 8;
     for (std::int64_t at = end - 2; at >= from && at >= end - 2 * most; at -= 2) {
@@ -417,7 +417,7 @@ public:
         const bool isSecond = (At(index) & 0xFC00) == 0xDC00;
         return isSecond || (BeginsPair(index) && (index + 1 >= Count() || (At(index + 1) & 0xFC00) != 0xDC00));
     }
-    // Whether it is of a script that the text has not used, and those after it of yet others.
+    // True if it is of a script that the text has not used, and those after it are of yet others.
     bool IsAlien(std::size_t index, const Utf16Scripts& scripts) const {
         const std::uint16_t unit = At(index);
         if (scripts.IsKnown(unit)) {
@@ -430,7 +430,7 @@ public:
         return others >= 2;
     }
 
-    // Whether so many printable bytes begin here that they are text of one byte a character, not ideographs.
+    // True if so many printable bytes begin here that they are text of one byte a character, not ideographs.
     bool BeginsNarrowText(std::size_t index) const {
         return bytes_.size() - 2 * index >= LeastOfNarrowText &&
                EndOfPlain(bytes_.subspan(2 * index, LeastOfNarrowText), 0) == LeastOfNarrowText;
@@ -455,7 +455,7 @@ TextRun StoppedAt(Place& file, std::int64_t from, std::int64_t at, std::uint16_t
 }  // namespace
 
 TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
-    // A text's first units show which scripts it uses; later units of other scripts must not come alone.
+    // A text's first units show which scripts it uses; later, units of other scripts must not come alone.
     constexpr std::int64_t lessons = 32;
     Utf16Scripts scripts;
     std::int64_t at = from;
@@ -465,7 +465,7 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
             break;
         }
         const Utf16Units units(bytes, isBigEndian);
-        // The last ones are judged together with those after them.
+        // The last units are judged together with those after them.
         const bool isLast = at + static_cast<std::int64_t>(bytes.size()) >= file.Limit();
         const std::size_t count = isLast ? units.Count() : units.Count() - Utf16Units::LeastOfNarrowText / 2 + 1;
         std::size_t i = 0;
@@ -479,7 +479,7 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
             scripts.See(unit);
             i += units.BeginsPair(i) ? 1U : 0U;
         }
-        // One unit more where a surrogate pair crosses the end of the piece.
+        // One unit more if a surrogate pair crosses the end of the piece.
         at += static_cast<std::int64_t>(2 * i);
     }
     TextRun run;

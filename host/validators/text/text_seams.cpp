@@ -16,7 +16,7 @@ namespace salvor {
 
 namespace {
 
-// In bytes. What is learned of a text before a cluster's border, and what is compared after it.
+// In bytes: how much of a text is learned before a cluster border, and how much is compared after it.
 constexpr std::int64_t Learned = 4096;
 constexpr std::int64_t Compared = 1024;
 // Less than this after a seam proves nothing.
@@ -24,24 +24,24 @@ constexpr std::size_t LeastBehind = 48;
 // After the end of a cluster, this many bytes may be printable by chance.
 constexpr std::int64_t ByChance = 24;
 constexpr std::int64_t LargestCluster = 0x10000;
-// In a text: borders that are compared, and clusters that are searched. A hostile medium has more.
+// For one text: how many borders are compared, and how many clusters searched. A hostile medium has more.
 constexpr int MostComparisons = 1024;
 constexpr int MostSearches = 64;
-// Of ten thousand texts, two in which so many lines end alike go on with so many that end otherwise.
+// Of ten thousand texts, only two in which this many lines end alike continue with this many that end otherwise.
 constexpr int LinesBeforeChange = 4;
 constexpr int LinesAfterChange = 3;
 
-// What a seam costs in bits where no line ends: few files end without a line end.
+// The cost in bits of a seam where no line ends: few files end without a line end.
 constexpr double BitsOfOpenLine = 16;
 constexpr double HighestCost = 1e9;
 constexpr double LeastWeight = -1e9;
 
-// All odds are natural logarithms. Those of a seam somewhere in a cluster that is full of text up to its last byte,
+// All odds are natural logarithms. The odds of a seam somewhere in a cluster that is full of text up to its last byte,
 // in the middle of a line, before binary data.
 constexpr double OddsOfFullCluster = 5;
 constexpr double LeastOddsOfBorder = 1.5;
-// For a seam in the middle of a cluster and one at its border together. Text before zeros is mostly one file, and so is
-// text that ends with a line.
+// For a seam in the middle of a cluster and one at its border together. Text before zeros is usually one file, and so
+// is text that ends with a line.
 constexpr double EnoughInFullCluster = 0.3;
 constexpr double EnoughBeforeBinary = 6.5;
 constexpr double EnoughBeforeBinaryWithLine = 9;
@@ -63,7 +63,7 @@ const TextModel& AnyTextBackwards() {
     return model;
 }
 
-// Whether the lines on both sides are a word each, as in a list, which goes on where its words begin to differ.
+// True if the lines on both sides are single words, as in a list, which may continue where its words begin to differ.
 bool IsInList(ByteSpan text, std::size_t at) {
     constexpr std::size_t looked = 256;
     constexpr std::size_t longestLine = 32;
@@ -78,9 +78,9 @@ bool IsInList(ByteSpan text, std::size_t at) {
            isList(text.subspan(at, std::min(looked, text.size() - at)));
 }
 
-// How sure a seam is, in natural logarithms of the odds, where `length` bytes of text take `saved` bits fewer because
-// of the `learned` bytes before them. A text that goes on saves some 25 bits times the root of its length, a foreign
-// one none, both give or take ten.
+// How certain a seam is, as natural logarithm of the odds, if `length` bytes of text take `saved` bits fewer because of
+// the `learned` bytes before them. A continued text saves about 25 bits times the root of its length, a foreign one
+// none, both give or take ten.
 double SeamOdds(double saved, std::size_t length, std::size_t learned) {
     const double root = std::sqrt(static_cast<double>(length));
     constexpr double half = 300;  // bytes that teach half of what there is to learn
@@ -118,7 +118,7 @@ public:
         endsInLine_ = EndsInLine();
         isBeforeBinary_ = run_.behind == TextRun::Behind::Binary;
         const std::int64_t last = run_.printableEnd / cluster_ * cluster_;
-        // What lies before, such as the header of a mail, is not text to learn from.
+        // What comes before, such as the header of a message, is not text to learn from.
         const std::int64_t first = (from_ / cluster_ + 1) * cluster_;
         for (std::int64_t border = first; border <= last && !file_.IsExhausted(); border += cluster_) {
             if (const auto end = EndBefore(border)) {
@@ -159,8 +159,9 @@ private:
     int searchesLeft_ = MostSearches;
 };
 
-// Where lines that end with "\r\n" are followed, up to a cluster's end, by lines that end with "\n", or the other way
-// round.
+// The place, up to a cluster's end, where lines that end with "\r
+// " are followed by lines that end with "
+// ", or the other way round.
 std::optional<std::int64_t> SeamSearch::EndBeforeOtherLineEnds() {
     int alike = 0;
     int others = 0;
@@ -219,7 +220,7 @@ std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
     return isPiece_ && !isEnd && odds > EnoughAfterPiece ? std::optional(border) : std::nullopt;
 }
 
-// For two seams, the second at a border.
+// The limit for two seams, the second at a border.
 double SeamSearch::Enough(bool isFullCluster) const {
     if (isFullCluster && !isPiece_) {
         return OddsOfFullCluster + EnoughInFullCluster;
@@ -236,7 +237,7 @@ std::optional<std::int64_t> SeamSearch::EndInLast(std::int64_t last) {
                                                                                   : std::nullopt;
 }
 
-// A file begins with a byte that does not go on the line before.
+// True if a file can begin at the border: its first byte must not continue the line before.
 bool SeamSearch::MayBeginAt(std::int64_t border) {
     constexpr std::int64_t looked = 2048;
     const ByteSpan head = file_.From(border);
@@ -285,7 +286,7 @@ End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
     }
     const std::vector<std::uint8_t> reversed(text.rbegin(), text.rend());
     auto fresh = std::make_unique<TextModel>(AnyTextBackwards());
-    // In bits, by where the other text begins: how much more the two texts take than one.
+    // By the start of the other text: how many more bits the two texts take than one.
     std::vector<double> costs(text.size(), HighestCost);
     End best{end, 0};
     double saved = 0;

@@ -7,11 +7,10 @@
 
 namespace salvor {
 
-/// Ends a run where the text file most likely ends that is followed by another text. The rest of a file's last cluster
-/// often holds older text, and another text may begin with the next cluster: what comes after is unlike the text before
-/// it, and mostly begins in the middle of a line. `run` begins at `from`; `isPiece` if it is the rest of a file itself,
-/// which may end at any cluster's border. Changes nothing where no such end is likely, or where nothing is known of
-/// clusters.
+/// Ends a run at the most likely end of a text file that is followed by another text. The rest of a file's last cluster
+/// often has older text, and another text may begin with the next cluster: what comes after is unlike the text before,
+/// and usually begins in the middle of a line. `run` begins at `from`; `isPiece` if it is itself the rest of a file,
+/// which may end at any cluster border. Changes nothing if no such end is likely, or if the clusters are unknown.
 void EndAtSeam(Place& file, std::int64_t from, TextRun& run, bool isPiece);
 
 }  // namespace salvor

@@ -59,13 +59,13 @@ bool BeginsUtf16(ByteSpan head) {
            IsUtf16Text(head, false, std::min(LeastUnitsWithoutMark, HeadBytes / 2), true);
 }
 
-// Whether `tail` ends in the middle of a text that `head` continues.
+// Does `tail` end in the middle of a text that `head` continues?
 bool IsRunning(ByteSpan tail, ByteSpan head) {
     if (tail.size() < TailThatTells) {
         return false;
     }
     ByteSpan last = tail.last(TailThatTells);
-    // Skips a character that the tail's start cuts.
+    // Skips a character that is cut by the tail's start.
     std::size_t cut = 0;
     while (cut < 3 && (last[cut] & 0xC0) == 0x80) {
         ++cut;
@@ -108,7 +108,7 @@ bool IsLongEnough(ByteSpan head) {
            (head[anyEnd] == 0 && anyEnd >= LeastBeforeBinary && IsZeroFrom(head, anyEnd));
 }
 
-// Most binary data show in their first bytes that they are not text. False only if it cannot be text.
+// The first bytes of most binary data show that they are not text. False only if it cannot be text.
 bool MayBePlain(ByteSpan head) {
     constexpr std::size_t looked = 32;
     if (head.size() < looked) {
@@ -128,7 +128,7 @@ bool MayBePlain(ByteSpan head) {
     return first == 0 || first == DosEnd;
 }
 
-// A string in a program, followed by a long text that begins like a file in the middle of a line.
+// A string in a program, followed by a long text that begins like a file but in the middle of a line.
 bool BreaksString(ByteSpan tail, ByteSpan head) {
     constexpr std::string_view lineBreaks = "\n\r\t ";
     return EndOfAnyText(tail, 0) < tail.size() &&

@@ -7,7 +7,7 @@
 
 namespace salvor {
 
-/// What is wanted of the bytes before a sector.
+/// The number of bytes before a sector that are examined.
 inline constexpr std::size_t PreviousTailBytes = 64;
 
 /// Does another file begin with `head`, right after `tail`, in the middle of a text? The slack after a file is often
@@ -17,14 +17,14 @@ bool BreaksIntoText(ByteSpan tail, ByteSpan head);
 /// Most files begin with a capital letter, a bracket or the mark of a comment.
 bool BeginsLikeFile(ByteSpan head);
 
-/// Is the first line of these bytes, which are text, made of words alone? Ten bytes of them never are by chance.
+/// Does the first line of these bytes, which are text, consist of words only? Ten bytes of them never do by chance.
 bool IsWordLine(ByteSpan text);
 
-/// What `MayBeginText` asks where the first byte leaves it open.
+/// The slower part of `MayBeginText`, for first bytes that leave it undecided.
 bool BeginsText(ByteSpan previousTail, ByteSpan sector);
 
-/// Could a text of any kind begin with this sector, rather than go on from the one before it? Asked of every
-/// sector: whoever says yes has the validators of text look at it. `previousTail` are the bytes in front, up to
+/// Could a text of any kind begin with this sector, rather than continue from the one before it? Tested for every
+/// sector; those that pass are examined by the validators of text. `previousTail` are the bytes before it, up to
 /// `PreviousTailBytes`; none at the medium's start.
 inline bool MayBeginText(ByteSpan previousTail, ByteSpan sector) {
     return !sector.empty() && !IsControlByte(sector[0]) && BeginsText(previousTail, sector);

@@ -21,7 +21,7 @@ using FileTypeIndex::Text;
 
 // In bytes.
 constexpr std::size_t LookedAt = 4096;
-// Shorter runs of printable bytes occur in random data once in some gigabytes.
+// Shorter runs of printable bytes occur in random data once in several gigabytes.
 constexpr std::int64_t LeastBeforeBinary = 48;
 constexpr std::int64_t LeastBeforeString = 512;
 constexpr std::int64_t LeastOfCodePage = 256;
@@ -69,7 +69,7 @@ Finding NoText(const char* why) {
     return finding;
 }
 
-// Whether a single zero follows, as after the strings in a program.
+// True if a single zero follows, as after the strings in a program.
 bool IsString(Place& file, std::int64_t end) {
     const ByteSpan bytes = file.From(end);
     const std::size_t next = EndOfPlain(bytes, 0);
@@ -94,7 +94,7 @@ constexpr std::string_view OpeningWords[] = {
 };
 static_assert(std::ranges::is_sorted(OpeningWords));
 
-// Few files begin with a small letter, except for a word of code, a name that is assigned a value, or a list of names.
+// Few files begin with a small letter, except with a word of code, a name that is assigned a value, or a list of names.
 bool BeginsInWord(ByteSpan head) {
     const auto wordEnd = std::ranges::find_if_not(
         head, [](std::uint8_t byte) { return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-'; });
@@ -120,7 +120,7 @@ bool IsIndentedRest(ByteSpan head) {
     return start - head.begin() == 1 ? !IsDigit(*start) && *start != '#' : !isTitle;
 }
 
-// Whether text with this start is most likely the rest of a file.
+// True if text with this start is most likely the rest of a file.
 bool BeginsInMiddle(ByteSpan head) {
     if (head.empty()) {
         return false;
@@ -133,7 +133,7 @@ bool BeginsInMiddle(ByteSpan head) {
            StartsWith(head, PatternOf("</")) || BeginsInWord(head) || IsIndentedRest(head);
 }
 
-// Whether these units belong to scripts in use, unlike machine code. With `hasLines`, line ends are required too.
+// True if these units belong to scripts in use, unlike machine code. With `hasLines`, line ends are required too.
 bool IsWritten(ByteSpan units, bool isBigEndian, bool hasLines) {
     const auto isWrittenBlock = [](unsigned block) {
         return block <= 0x06 || (block >= 0x09 && block <= 0x0E) || block == 0x10 || block == 0x1E || block == 0x1F ||
@@ -198,7 +198,7 @@ const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t len
     return mix.lineEnds < 2 && !isWords ? "printable bytes without lines or words" : nullptr;
 }
 
-// What is looked at of a text.
+// The part of a text that is examined.
 ByteSpan TextHead(Place& file, const TextRun& run) {
     const ByteSpan bytes = file.From(0, LookedAt);
     return bytes.first(std::min(bytes.size(), static_cast<std::size_t>(std::min<std::int64_t>(run.end, LookedAt))));

@@ -20,8 +20,8 @@ constexpr std::int64_t PrologBytes = 0x10000;
 // How far the tag of a root without a declaration is read.
 constexpr std::int64_t RootTagBytes = 0x2000;
 
-// A document without a declaration: a document type with the root's name, or a name space, shows that it is XML. Leaves
-// the reader after the root's name, which is empty if there is no such document.
+// A document without a declaration is XML if it has a document type with the root's name, or a name space. Leaves the
+// reader after the root's name, which is empty if there is no such document.
 std::u16string TakeBareRoot(MarkupReader& text) {
     std::u16string typeName;
     text.EndAt(PrologBytes);
