@@ -104,7 +104,7 @@ inline constexpr std::int32_t StartsType = -1;
 struct BlocksSetAside {
     std::int32_t type = 0;
     BlockRange blocks;
-    /// For people: "crashed (signal 11)".
+    /// For messages: "crashed (signal 11)".
     std::string why;
     bool operator==(const BlocksSetAside&) const = default;
 };

@@ -9,13 +9,13 @@ namespace salvor {
 
 namespace {
 
-// Tried in this order.
+// The kinds are tried in this order.
 constexpr std::array Kinds{TSK_FS_TYPE_NTFS_DETECT,  TSK_FS_TYPE_FAT_DETECT, TSK_FS_TYPE_EXT_DETECT,
                            TSK_FS_TYPE_FFS_DETECT,   TSK_FS_TYPE_HFS_DETECT, TSK_FS_TYPE_ISO9660_DETECT,
                            TSK_FS_TYPE_YAFFS2_DETECT};
 
-// YAFFS2 has no header: looking for it reads a whole medium. It stands on flash chips that are read with the 64 bytes
-// behind each page of 2048.
+// YAFFS2 has no header: looking for it means reading the whole medium. It is used on flash chips, whose images have 64
+// more bytes after each page of 2048.
 bool MayBeYaffs(const Medium& medium) {
     constexpr std::int64_t pageBytes = 2048 + 64;
     constexpr std::int64_t largestChip = std::int64_t{4} << 30;
@@ -67,7 +67,7 @@ bool IsExt(TSK_FS_TYPE_ENUM kind) {
     return kind == TSK_FS_TYPE_EXT2 || kind == TSK_FS_TYPE_EXT3 || kind == TSK_FS_TYPE_EXT4;
 }
 
-// A FAT is read by sectors; its boot sector says how many are a cluster.
+// A FAT is read sector by sector; its boot sector gives the sectors of a cluster.
 std::int64_t ClusterSizeOf(const TSK_FS_INFO& opened, Medium& medium, std::int64_t sector) {
     if (!IsFat(opened.ftype)) {
         return opened.block_size;
@@ -91,7 +91,7 @@ FileTimes TimesOf(const TSK_FS_META& meta, TSK_FS_TYPE_ENUM kind) {
     return times;
 }
 
-// Blocks of a file system as sectors of the medium.
+// Maps the blocks of a file system to sectors of the medium.
 class BlockMap {
 public:
     BlockMap(const TSK_FS_INFO& opened, const Medium& medium, std::int64_t firstByte)
@@ -101,7 +101,7 @@ public:
           sectorSize_(medium.SectorSize()),
           mediumSize_(medium.SizeInBytes()) {}
 
-    /// Are all blocks whole sectors, without anything between them?
+    /// True if all blocks are whole sectors, with nothing between them.
     bool IsEven(const TSK_FS_INFO& opened) const {
         return blockSize_ > 0 && blockSize_ % sectorSize_ == 0 && firstByte_ % sectorSize_ == 0 &&
                opened.block_pre_size == 0 && opened.block_post_size == 0;
@@ -110,13 +110,13 @@ public:
     std::int64_t SectorsOfBlock() const { return blockSize_ / sectorSize_; }
     std::int64_t SectorSize() const { return sectorSize_; }
 
-    /// Of so many blocks, but not more than `most`.
+    /// The bytes of this many blocks, but at most `most`.
     std::int64_t BytesOf(TSK_DADDR_T count, std::int64_t most) const {
         return count < static_cast<TSK_DADDR_T>(most / blockSize_) ? static_cast<std::int64_t>(count) * blockSize_
                                                                    : most;
     }
 
-    /// The sectors of blocks that lie on the medium, empty for others.
+    /// The sectors of blocks that are on the medium; empty for others.
     SectorRange SectorsOf(TSK_DADDR_T block, TSK_DADDR_T count) const {
         const auto last = static_cast<TSK_DADDR_T>(blockCount_);
         if (block >= last || count > last - block || count == 0) {
@@ -135,22 +135,22 @@ private:
     std::int64_t mediumSize_;
 };
 
-// Where the content of a file lies.
+// The places of a file's content.
 struct Content {
     std::vector<Extent> extents;
     bool isComplete = false;
 };
 
-// No sound file has more pieces.
+// No real file has more pieces.
 constexpr std::size_t MostExtents = 10000;
 
-// The pieces of a file of this size, to the end of its last cluster or the first missing piece. Where the file system
-// means zeros by blocks without a run, they are a hole.
+// The pieces of a file of this size, up to the end of its last cluster or the first missing piece. If the file system
+// omits runs of zeros, they become holes.
 Content ContentOf(const TSK_FS_ATTR& attribute, std::int64_t size, const BlockMap& blocks, bool gapsAreHoles) {
     Content content;
     TSK_DADDR_T next = 0;
     std::int64_t found = 0;
-    // To the end of the last block.
+    // The bytes up to the end of the last block.
     const auto left = [&] {
         return ((size - found - 1) / blocks.BlockSize() + 1) * blocks.BlockSize();
     };
@@ -160,7 +160,7 @@ Content ContentOf(const TSK_FS_ATTR& attribute, std::int64_t size, const BlockMa
             run->flags == TSK_FS_ATTR_RUN_FLAG_SPARSE || (run->flags == TSK_FS_ATTR_RUN_FLAG_FILLER && gapsAreHoles);
         const SectorRange sectors = blocks.SectorsOf(run->addr, run->len);
         const bool isThere = run->flags == TSK_FS_ATTR_RUN_FLAG_NONE && sectors.count > 0;
-        // A file that begins with zeros has no place where it could be found.
+        // A file that begins with a hole has no start sector by which it could be found.
         if (run->offset != next || (!isThere && (!isHole || content.extents.empty()))) {
             break;
         }
@@ -186,7 +186,7 @@ public:
     static TSK_WALK_RET_ENUM Take(TSK_FS_FILE* file, const char* folder, void* self) {
         return static_cast<FileTeller*>(self)->Tell(*file, folder);
     }
-    // A file whose entry is gone.
+    // For a file without a directory entry.
     static TSK_WALK_RET_ENUM TakeNameless(TSK_FS_FILE* file, void* self) {
         return static_cast<FileTeller*>(self)->Tell(*file, nullptr);
     }
@@ -204,7 +204,7 @@ private:
         const bool isNameDeleted = file.name != nullptr && (file.name->flags & TSK_FS_NAME_FLAG_UNALLOC) != 0;
         const bool isDeleted = (file.meta->flags & TSK_FS_META_FLAG_UNALLOC) != 0;
         if (isNameDeleted && !isDeleted) {
-            // What the name led to is another file now.
+            // The name now leads to another file.
             return TSK_WALK_CONT;
         }
         const TSK_FS_ATTR* const attribute = tsk_fs_file_attr_get(&file);
@@ -243,7 +243,7 @@ private:
         return file.meta->name2 != nullptr ? file.meta->name2->name : "";
     }
 
-    // Whole sectors behind the end of the file.
+    // The whole sectors after the end of the file.
     void TellSlack(const Content& content, std::int64_t size) {
         const std::int64_t behind = BytesOf(content.extents) - size;
         const Extent& last = content.extents.back();
@@ -259,7 +259,7 @@ private:
     VolumeSink& sink_;
 };
 
-// Joins blocks that follow each other.
+// Joins consecutive blocks.
 class UsedTeller {
 public:
     UsedTeller(const BlockMap& blocks, VolumeSink& sink) : blocks_(blocks), sink_(sink) {}
@@ -352,7 +352,7 @@ void FileSystem::TellFiles(std::int32_t volume, VolumeSink& sink) const {
     const auto living = Join(TSK_FS_DIR_WALK_FLAG_ALLOC, TSK_FS_DIR_WALK_FLAG_UNALLOC);
     const auto named = Join(Join(living, TSK_FS_DIR_WALK_FLAG_RECURSE), TSK_FS_DIR_WALK_FLAG_NOORPHAN);
     tsk_fs_dir_walk(opened_.get(), opened_->root_inum, named, FileTeller::Take, &teller);
-    // On a FAT, entries that no folder leads to are looked for in every cluster.
+    // On a FAT, entries that no folder leads to are searched for in every cluster.
     if (image_->IsExhausted() || (IsFat(opened_->ftype) && Size() > image_->Allowance())) {
         return;
     }

@@ -7,13 +7,13 @@
 
 namespace salvor {
 
-/// A file system that can be read, on a volume.
+/// A readable file system on a volume.
 class FileSystem {
 public:
-    /// The file system at this sector of the medium; nothing if none can be read there. All arguments outlive it.
+    /// Opens the file system at this sector of the medium; nothing if none can be read there. All arguments outlive it.
     static std::optional<FileSystem> Open(TskImage& image, Medium& medium, std::int64_t sector);
 
-    /// "FAT32".
+    /// Such as "FAT32".
     const char* Name() const;
     /// In bytes.
     std::int64_t Size() const;
@@ -22,9 +22,9 @@ public:
     /// In bytes.
     std::int64_t ClusterSize() const { return clusterSize_; }
 
-    /// Both count the sectors of the medium, and end when the image is exhausted.
+    /// Both functions count the sectors of the medium, and end when the image is exhausted.
     void TellUsed(VolumeSink& sink) const;
-    /// Tells the files and the slack of those that live.
+    /// Passes on the files, and the slack of living ones.
     void TellFiles(std::int32_t volume, VolumeSink& sink) const;
 
 private:

@@ -7,10 +7,10 @@ namespace salvor {
 
 namespace {
 
-// The size of the largest clusters that files are looked for on.
+// The largest cluster size for which files are looked for.
 constexpr std::int64_t IslandBytes = std::int64_t{64} << 10U;
 
-// Ascending and apart from each other.
+// Sorts the ranges and joins those that touch or overlap.
 std::vector<SectorRange> Merged(std::vector<SectorRange> ranges) {
     std::ranges::sort(ranges, {}, &SectorRange::first);
     std::size_t last = 0;
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    // Where the range and the volumes in it begin and end.
+    // The starts and ends of the range and of the volumes in it.
     std::vector<std::int64_t> Borders() const {
         std::vector<std::int64_t> borders{range_.first, range_.first + range_.count};
         for (const Volume& volume : knowledge_.volumes) {
@@ -63,7 +63,7 @@ private:
         return borders;
     }
 
-    // Adds the free ones of these sectors.
+    // Adds the free sectors among these.
     void AddIsland(std::int64_t first, std::int64_t end) {
         isIslandBegun_ = false;
         for (; nextUsed_ < used_.size() && used_[nextUsed_].first < end; ++nextUsed_) {
@@ -71,7 +71,7 @@ private:
             AddFree(first, used.first);
             first = std::max(first, used.first + used.count);
             if (first > end) {
-                // The rest of it lies in the next one.
+                // The rest of the used range is in the next island.
                 return;
             }
         }
@@ -93,7 +93,7 @@ private:
     void AddSlack() {
         std::size_t next = 0;
         for (const SectorRange& slack : Merged(knowledge_.slack)) {
-            // A file system may lie about what it uses.
+            // Slack must lie in used sectors, but a file system may claim anything.
             while (next < used_.size() && used_[next].first + used_[next].count <= slack.first) {
                 ++next;
             }
@@ -110,7 +110,7 @@ private:
         }
     }
 
-    // The medium's last sector may be a partial one.
+    // The medium's last sector may be partial.
     void AddPiece(std::int64_t first, std::int64_t end) {
         space_->Add({first, std::min(end * sectorSize_, mediumBytes_) - first * sectorSize_});
     }

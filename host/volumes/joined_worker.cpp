@@ -11,7 +11,7 @@ namespace salvor {
 
 namespace {
 
-// Reports the worker's progress and asks whether to stop. Findings are not needed: the outcome has them.
+// Reports the worker's progress and checks for stop requests. Findings are not needed: they are in the outcome.
 class StandingObserver : public ValidateObserver {
 public:
     StandingObserver(Worker& worker, SectorRange at, std::int32_t file) : worker_(worker), at_(at), file_(file) {}
@@ -26,7 +26,7 @@ private:
     std::int32_t file_;
 };
 
-// `NoFile` if none begins with the first extent.
+// Verdict `NoFile` if no file begins with the first extent.
 std::optional<Finding> FindingOf(Worker& worker, const ValidateRequest& request, const Json& question) {
     const auto extents = ExtentsFromJson(question, "extents");
     if (!extents || extents->empty()) {
@@ -88,7 +88,7 @@ Json JoinedParameters(const std::vector<JoinedQuestion>& questions, const KnownF
 }
 
 std::string JoinedLine(std::int32_t file, const Finding& finding) {
-    // The file's number takes the place of an outcome's sector.
+    // The file's number stands in place of an outcome's sector.
     return FindingLine({file, Validator::Phase::Structure, "", finding, 0});
 }
 

@@ -12,8 +12,8 @@
 
 namespace salvor {
 
-/// Validates the joined extents of known files in a worker. It answers with lines of `JoinedLine`, and names unreadable
-/// sectors as an outcomes file does.
+/// The name of orders that validate the joined extents of known files. The worker answers with lines of `JoinedLine`,
+/// and reports unreadable sectors as in an outcomes file.
 inline constexpr const char* JoinedOrder = "joined";
 bool ValidateJoined(Worker& worker);
 

@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// Per line.
+// The most ranges on one line.
 constexpr std::size_t MostRanges = 1000;
 
 bool IsOn(SectorRange range, std::int64_t sectorCount) {

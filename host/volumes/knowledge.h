@@ -9,10 +9,10 @@
 
 namespace salvor {
 
-/// What the partition table and the file systems of a medium say.
+/// What is known from the partition table and the file systems of a medium.
 struct Knowledge {
     std::vector<Volume> volumes;
-    /// They may overlap.
+    /// The ranges may overlap.
     std::vector<SectorRange> used;
     std::vector<SectorRange> slack;
     std::vector<KnownFile> files;
@@ -24,7 +24,7 @@ SectorRangeSet SetOf(const std::vector<SectorRange>& ranges);
 /// Writes what is found as JSON lines, with their line breaks.
 class VolumeLines : public VolumeSink {
 public:
-    /// `stopRequested` is asked before everything that is read.
+    /// `stopRequested` is called before each read.
     VolumeLines(std::function<void(const std::string&)> take, std::function<bool()> stopRequested);
 
     void OnVolume(const Volume& volume) override;
@@ -32,7 +32,7 @@ public:
     void OnSlack(SectorRange sectors) override;
     void OnFile(const KnownFile& file) override;
     bool StopRequested() override { return stopRequested_(); }
-    /// Writes what was kept back for a longer line, at the end.
+    /// Writes what was held back for a longer line. Call at the end.
     void End();
 
 private:
@@ -44,7 +44,7 @@ private:
     std::vector<SectorRange> slack_;
 };
 
-/// Adds a line of `VolumeLines`, which anyone may have written; false if it makes no sense for this medium.
+/// Takes over a line of `VolumeLines`, which may come from anywhere; false if it makes no sense for this medium.
 bool AddLine(const std::string& line, const Medium& medium, Knowledge& knowledge);
 
 }  // namespace salvor

@@ -10,7 +10,7 @@ namespace salvor {
 
 namespace {
 
-// The first line, and the one behind which there are findings.
+// The first line, and the line after which there are findings.
 constexpr const char* FormatName = "salvor-known";
 Json Header(const std::string& of) {
     return {{"record", "header"}, {"format", FormatName}, {"version", 1}, {"of", of}};

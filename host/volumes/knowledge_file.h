@@ -10,17 +10,17 @@
 
 namespace salvor {
 
-/// What is kept of the file systems of a medium.
+/// What is stored about the file systems of a medium.
 struct KeptKnowledge {
     Knowledge knowledge;
     JoinedFindings joined;
 };
 
-/// Writes JSON lines, only ever appending: first everything the file systems say, then the findings of their files'
-/// joined extents, which may break off anywhere.
+/// Writes JSON lines, only ever appending: first everything that the file systems know, then the findings for their
+/// files' joined extents, which may break off anywhere.
 class KnowledgeWriter {
 public:
-    /// `of` is the digest of the outcomes that it belongs to.
+    /// `of` is the digest of the outcomes that the file belongs to.
     KnowledgeWriter(const FilePlace& place, const std::string& of, const KeptKnowledge& kept);
 
     void Add(std::int32_t file, const Finding& finding);
@@ -30,10 +30,10 @@ private:
     LineLog log_;
 };
 
-/// Is it a knowledge file, or empty? Anything else must not be overwritten.
+/// True for a knowledge file or an empty file. Anything else must not be overwritten.
 bool IsKnowledgeFile(const FilePlace& place);
 
-/// Reads what is there; nothing if that does not belong to `of`, or does not hold all that the file systems say.
+/// Reads the file; nothing if it does not belong to `of`, or lacks part of what the file systems know.
 std::optional<KeptKnowledge> ReadKnowledge(const FilePlace& place, const std::string& of, const Medium& medium);
 
 }  // namespace salvor

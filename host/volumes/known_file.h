@@ -21,7 +21,7 @@ struct FileTimes {
     bool operator==(const FileTimes&) const = default;
 };
 
-/// The times by the names that they have in records.
+/// The times, by their names in records.
 inline constexpr std::array<std::pair<const char*, std::optional<std::int64_t> FileTimes::*>, 5> TimeFields{{
     {"modified", &FileTimes::modified},
     {"accessed", &FileTimes::accessed},
@@ -30,24 +30,24 @@ inline constexpr std::array<std::pair<const char*, std::optional<std::int64_t> F
     {"removed", &FileTimes::deleted},
 }};
 
-/// A file as a file system knows it: a directory entry, an MFT record or an inode.
+/// What a file system knows about a file, from a directory entry, an MFT record or an inode.
 struct KnownFile {
     /// The number of its volume.
     std::int32_t volume = 0;
-    /// From the volume's root, with '/' between names; as it stands there, so any bytes but a zero. Empty if no name is
-    /// left.
+    /// From the volume's root, with '/' between names; unchanged, so any bytes but zero are possible. Empty if no name
+    /// is left.
     std::string path;
     /// In bytes.
     std::int64_t size = 0;
     bool isDeleted = false;
-    /// The extents were guessed from the start: the file system has forgotten the others.
+    /// The extents were guessed from the start: the file system has lost the others.
     bool isGuess = false;
-    /// They hold the whole file.
+    /// The extents cover the whole file.
     bool isComplete = false;
-    /// The times are those of a clock on the wall, of which the zone is not known.
+    /// The times are local, in an unknown time zone.
     bool timesAreLocal = false;
     FileTimes times;
-    /// In the file's order; one at least, on the medium.
+    /// In the file's order; at least one, on the medium.
     std::vector<Extent> extents;
     bool operator==(const KnownFile&) const = default;
 

@@ -8,22 +8,21 @@
 
 namespace salvor {
 
-/// What file systems know of the files of a medium: one for each sector with which they say that one begins, the most
-/// trusted.
+/// The files that file systems know on a medium. If several begin at one sector, only the most trusted one is kept.
 class KnownFiles {
 public:
     KnownFiles() = default;
-    /// `used` is what living files and the file systems themselves occupy. Deleted files whose first sector is used
-    /// are left out, as it is not theirs any more. `sectorSize` in bytes.
+    /// `used` is what living files and the file systems themselves occupy. Deleted files whose first sector is used are
+    /// left out, as it no longer belongs to them. `sectorSize` in bytes.
     KnownFiles(std::vector<KnownFile> files, const SectorRangeSet& used, std::int64_t sectorSize);
 
-    /// By their first sector.
+    /// Ordered by first sector.
     const std::vector<KnownFile>& All() const { return files_; }
     /// Null for -1.
     const KnownFile* At(std::int32_t index) const {
         return index < 0 ? nullptr : &files_[static_cast<std::size_t>(index)];
     }
-    /// Its extents hold the whole file, and no other living file claims any of them.
+    /// True if its extents cover the whole file, and no other living file claims any of them.
     bool IsIntact(std::int32_t index) const { return isIntact_[static_cast<std::size_t>(index)]; }
 
 private:

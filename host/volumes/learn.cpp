@@ -26,14 +26,14 @@ namespace salvor {
 
 namespace {
 
-// What may be read of a file system's own structures. Inodes take a 64th of a medium; the entries of lost folders of a
-// FAT may be anywhere.
+// How many bytes of a file system's own structures may be read. Inodes take a 64th of a medium; the entries of lost
+// folders on a FAT may be anywhere.
 std::int64_t AllowanceFor(const Medium& medium) {
     constexpr std::int64_t least = std::int64_t{1} << 30;
     return least + medium.SizeInBytes() / 16;
 }
 
-// Of used sectors, or of slack.
+// The most ranges of used sectors, or of slack.
 constexpr std::size_t MostRanges = 2 * MostPieces;
 
 class VolumesClient : public CrewClient {
@@ -42,7 +42,7 @@ public:
 
     std::optional<Order> NextOrder() override { return std::exchange(order_, std::nullopt); }
     void OnLine(std::int64_t /*id*/, const std::string& line) override {
-        // A hostile file system names files without end.
+        // A hostile file system lists files without end.
         constexpr std::size_t mostFiles = std::size_t{4} << 20U;
         if (knowledge.files.size() < mostFiles && knowledge.used.size() < MostRanges &&
             knowledge.slack.size() < MostRanges) {
@@ -65,7 +65,7 @@ private:
     std::optional<Order> order_;
 };
 
-// Has workers validate the joined extents of known files.
+// Lets workers validate the joined extents of known files.
 class JoinedClient : public CrewClient {
 public:
     JoinedClient(const ScanMedium& scanned, const KnownRequest& request, const KnownFiles& files,
@@ -163,7 +163,7 @@ private:
     const KnownRequest& request_;
     const KnownFiles& files_;
     MediumAccess access_;
-    // Null if nothing is kept.
+    // Null if nothing is stored.
     KnowledgeWriter* writer_;
     JoinedFindings& findings_;
     Progress progress_;
@@ -172,7 +172,7 @@ private:
     std::map<std::int64_t, std::vector<JoinedQuestion>> asked_;
     std::int64_t nextId_ = 0;
 };
-// Names file systems that are scanned whole because their free space is unknown.
+// Names the file systems that are scanned whole because their free space is unknown.
 void TellWholeVolumes(const Knowledge& knowledge, SectorRange range) {
     if (knowledge.volumes.empty()) {
         Say("no file system was found that can be read: all is scanned");
@@ -255,7 +255,7 @@ KnownFiles AskFileSystems(const ScanMedium& scanned, const KnownRequest& request
     std::erase_if(questions, [&](const JoinedQuestion& one) { return kept->joined.contains(one.file); });
     if (!questions.empty()) {
         if (isHere) {
-            // A run that was stopped: what it has kept stands in front of the rest.
+            // Goes on with an interrupted run: what it stored is written first.
             writer.emplace(*place, request.digest, *ReadKnowledge(*place, request.digest, image));
         }
         JoinedClient client(scanned, request, files, std::move(questions), writer ? &*writer : nullptr, kept->joined,

@@ -17,39 +17,38 @@
 
 namespace salvor {
 
-/// What to learn beside the volumes.
+/// What to find out besides the volumes.
 struct LearnRequest {
     bool used = false;
-    /// And the slack of living ones.
+    /// Also the slack of living files.
     bool files = false;
 };
 
-/// Has a worker process, which opens the medium as `image` says, read the partition table and the file systems. If it
-/// fails on the way, the person is told, and what it found until then is used.
+/// Lets a worker process, which opens the medium as `image` says, read the partition table and the file systems. If it
+/// fails on the way, the user is informed, and what it found until then is used.
 Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, LearnRequest request);
 
-/// The part of an image's sectors that is to be scanned. The person is told of volumes that are scanned whole. Throws
-/// `Failure` (not started) if the part is empty or in too many pieces.
+/// The part of an image's sectors that is to be scanned. The user is informed of volumes that are scanned whole. Throws
+/// `Failure` (not started) if the part is empty or has too many pieces.
 std::shared_ptr<const Space> LearnSpace(Medium& medium, const ImageSpec& image, SpaceKind kind, SectorRange range);
 
-/// Where what the file systems of a medium know is kept, unless the person says otherwise: `card.known` beside
-/// `card.finds`.
+/// The default path of what the file systems of a medium know: `card.known` beside `card.finds`.
 std::string KnownPathOf(const std::string& findsPath);
 
-/// What is compared with what the file systems know.
+/// What the file systems' knowledge is compared with.
 struct KnownRequest {
-    /// With which the medium was opened.
+    /// The image from which the medium was opened.
     ImageSpec image;
     /// In bytes by factory index.
     std::map<std::int32_t, std::int64_t> caps;
-    /// The digest of what the outcomes belong to.
+    /// The digest of the sightings that the outcomes belong to.
     std::string digest;
 };
 
-/// Asks the file systems what they know of the files of a medium, with progress for the person, and improves the
-/// outcomes with it; see `PreferKnown`. Where a space is scanned, only the deleted files that begin in it count. The
-/// outcomes' indices refer to the returned files. Answers are kept at `place`, if there is one; what is kept there, or
-/// at one of `earlier`, is not asked again.
+/// Asks the file systems what they know about the files of a medium, showing progress, and improves the outcomes with
+/// it; see `PreferKnown`. If a space is scanned, only the deleted files that begin in it count. The outcomes' indices
+/// refer to the returned files. Answers are stored at `place`, if there is one; what is stored there, or at one of
+/// `earlier`, is not asked again.
 KnownFiles AskFileSystems(const ScanMedium& scanned, const KnownRequest& request, const std::optional<FilePlace>& place,
                           const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet);
 

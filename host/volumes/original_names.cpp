@@ -15,16 +15,16 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Systems take 255 bytes; a number, a suffix for what is unfinished and one for what is embedded need some of them.
+// Systems allow 255 bytes; a number and the suffixes for drafts and embedded files need some of them.
 constexpr std::size_t LongestName = 220;
-// All of the systems' own limits are above; the output folder's path stands in front.
+// The systems' own limits are higher; the output folder's path comes before this one.
 constexpr std::size_t LongestPath = 2000;
 
-// Names of devices, with any extension behind a dot.
+// Names of devices, which are reserved with any extension too.
 constexpr std::array ReservedStems{"con"sv,  "prn"sv,  "aux"sv,  "nul"sv,  "com1"sv, "com2"sv, "com3"sv, "com4"sv,
                                    "com5"sv, "com6"sv, "com7"sv, "com8"sv, "com9"sv, "lpt1"sv, "lpt2"sv, "lpt3"sv,
                                    "lpt4"sv, "lpt5"sv, "lpt6"sv, "lpt7"sv, "lpt8"sv, "lpt9"sv};
-// What this program itself writes beside files.
+// Suffixes of this program's own files.
 constexpr std::array OwnSuffixes{".part"sv, ".embedded"sv};
 
 char Lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
@@ -35,8 +35,8 @@ std::string Lower(std::string_view text) {
     return lower;
 }
 
-// The bytes of the UTF-8 character with which the text begins; 0 if it begins with none. Control characters and what
-// stands in for them count as none.
+// Bytes of the UTF-8 character at the start of the text; 0 if there is none. Control characters and their visible
+// substitutes do not count.
 std::size_t CharacterLength(std::string_view text) {
     const auto byte = [text](std::size_t i) {
         return static_cast<std::uint8_t>(text[i]);
@@ -55,14 +55,14 @@ std::size_t CharacterLength(std::string_view text) {
         }
     }
     const std::uint8_t second = byte(1);
-    // The second block of control characters, overlong forms, surrogates, marks that turn the direction of writing.
+    // The second block of control characters, overlong forms, surrogates, marks that change the writing direction.
     const bool isBad = (lead == 0xC2 && second < 0xA0) || (lead == 0xE0 && second < 0xA0) ||
                        (lead == 0xED && second >= 0xA0) || (lead == 0xF0 && second < 0x90) ||
                        (lead == 0xF4 && second >= 0x90) || (lead == 0xE2 && second == 0x80 && byte(2) >= 0x8B);
     return isBad ? 0 : length;
 }
 
-// A name without the bytes that some system does not take.
+// A name without the bytes that some system does not allow.
 std::string Cleaned(std::string_view name) {
     std::string clean;
     while (!name.empty()) {
@@ -74,7 +74,7 @@ std::string Cleaned(std::string_view name) {
     return clean;
 }
 
-// Cut where a character begins, the extension kept.
+// Cut at a character boundary; the extension is kept.
 std::string Shortened(const std::string& name, std::size_t longest) {
     if (name.size() <= longest) {
         return name;
@@ -110,7 +110,7 @@ std::string HarmlessName(std::string_view name) {
     return std::ranges::any_of(OwnSuffixes, isEnd) ? harmless + '_' : harmless;
 }
 
-// Hands out paths, each once.
+// Assigns paths, each only once.
 class Names {
 public:
     std::string Take(const std::string& folder, const std::string& name) {
@@ -119,7 +119,7 @@ public:
     }
 
 private:
-    // The folder itself, or another name for it where a file has its name.
+    // The path for a folder; another name if a file already has its name.
     std::string FolderFor(const std::string& folder) {
         if (const auto known = folders_.find(folder); known != folders_.end()) {
             return known->second;
@@ -141,7 +141,7 @@ private:
         return folders_.emplace(folder, path).first->second;
     }
 
-    // A path that is still free. Folders whose names differ only in case become one.
+    // A free path. Folders whose names differ only in case are merged.
     std::string Free(const std::string& parent, const std::string& name, bool isFile) {
         const std::size_t dot = name.rfind('.');
         const std::size_t stem = isFile && dot != std::string::npos && dot > 0 ? dot : name.size();
@@ -165,11 +165,11 @@ private:
 
     static constexpr const char* Root = "original";
 
-    // By the path that the file system gives a folder.
+    // By the folder's path in the file system.
     std::unordered_map<std::string, std::string> folders_;
     // By the path in lower case.
     std::unordered_map<std::string, Entry> taken_;
-    // The last number that was given to a name.
+    // The last number that was added to a name.
     std::unordered_map<std::string, int> numbers_;
 };
 

@@ -15,12 +15,12 @@ bool HasValidator(std::int32_t type) {
         Validators(), [type](const Validator* one) { return std::ranges::find(one->types, type) != one->types.end(); });
 }
 
-// Is the carved file already the known one?
+// True if the carved file is the known one already.
 bool IsSame(const KnownFile& file, const Outcome& carved) {
     return carved.finding.verdict == Verdict::Whole && carved.finding.size == file.size && file.extents.size() == 1;
 }
 
-// Calls `take` for each known file with the index of the outcome that begins there, if there is one.
+// Calls `take` for each known file, with the index of the outcome that begins there, if there is one.
 template <class Take>
 void ForEachPair(const KnownFiles& files, const std::vector<Outcome>& outcomes, Take take) {
     std::size_t next = 0;
@@ -34,14 +34,14 @@ void ForEachPair(const KnownFiles& files, const std::vector<Outcome>& outcomes, 
     }
 }
 
-// Claims of types that have a validator.
+// The claims of types that have a validator.
 std::vector<ReportedClaim> ClaimsOf(const Outcome& carved) {
     std::vector<ReportedClaim> claims(carved.reported.begin(), carved.reported.end());
     std::erase_if(claims, [](const ReportedClaim& claim) { return !HasValidator(claim.type); });
     return claims;
 }
 
-// Without a validator for the carved types, the file system is believed.
+// The file system is trusted if none of the carved types has a validator.
 bool IsBelieved(const Outcome& carved) {
     return carved.finding.verdict != Verdict::NoFile && !carved.reported.empty() && ClaimsOf(carved).empty();
 }
@@ -94,7 +94,7 @@ private:
         }
     }
 
-    // The finding for its extents; nothing if they hold no file or need not be validated.
+    // The finding for the file's extents; nothing if they hold no file or need not be validated.
     std::optional<Finding> FindingOf(std::int32_t index, const Outcome* carved) const {
         const KnownFile& file = *files_.At(index);
         if (!files_.IsIntact(index) || (carved != nullptr && IsSame(file, *carved))) {
@@ -108,7 +108,8 @@ private:
                                                                                   : std::optional(found->second);
     }
 
-    // True if no whole file begins in a deleted file's extents behind so many bytes: they are probably its own.
+    // True if no whole file begins in a deleted file's extents after this many bytes: the bytes are then probably its
+    // own.
     bool IsTailFree(const KnownFile& file, std::int64_t bytes) const {
         std::int64_t offset = 0;
         for (const Extent& extent : file.extents) {

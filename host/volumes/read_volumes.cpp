@@ -12,7 +12,7 @@ namespace salvor {
 
 namespace {
 
-// More than any table of a sound medium names.
+// More than any valid table has.
 constexpr std::size_t MostVolumes = 256;
 
 class VolumeReader {
@@ -63,7 +63,7 @@ private:
         }
     }
 
-    // A medium without a table, or with one that leads nowhere, may be one file system.
+    // A medium without a partition table, or with a useless one, may be a single file system.
     void TakeWholeMedium() {
         Volume volume = Named({0, {0, medium_.SectorCount()}, "", "", false, 0});
         if (!volume.fileSystem.empty()) {

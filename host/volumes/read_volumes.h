@@ -8,7 +8,7 @@
 
 namespace salvor {
 
-/// Receives what `ReadVolumes` finds, as it finds it.
+/// Receives what `ReadVolumes` finds, at once.
 class VolumeSink {
 public:
     VolumeSink() = default;
@@ -16,26 +16,26 @@ public:
     VolumeSink& operator=(const VolumeSink&) = delete;
     virtual ~VolumeSink() = default;
 
-    /// All volumes come first.
+    /// All volumes come before anything else.
     virtual void OnVolume(const Volume& volume) = 0;
     /// Sectors that a file system uses for itself or for living files.
     virtual void OnUsed(SectorRange /*sectors*/) {}
-    /// Sectors behind the end of a living file that belong to its last cluster; they are among those that are used.
+    /// Sectors after the end of a living file that belong to its last cluster; they are included in the used ones.
     virtual void OnSlack(SectorRange /*sectors*/) {}
     virtual void OnFile(const KnownFile& /*file*/) {}
-    /// Asked before everything that is read; true ends the reading.
+    /// Called before each read; true ends the reading.
     virtual bool StopRequested() = 0;
 };
 
 struct VolumesRequest {
     bool withUsed = false;
     bool withFiles = false;
-    /// What may be read, in bytes; a hostile file system asks for any number.
+    /// How many bytes may be read; a hostile file system can ask for any number.
     std::int64_t allowance = 0;
 };
 
-/// Reads the partition table and the file systems of a medium. Media are hostile, and a foreign library parses the file
-/// systems: call it where a crash does no harm. What was found before a crash still counts.
+/// Reads the partition table and the file systems of a medium. Media are hostile, and a third-party library parses the
+/// file systems: call it where a crash does no harm. What was found before a crash still counts.
 void ReadVolumes(Medium& medium, const VolumesRequest& request, VolumeSink& sink);
 
 }  // namespace salvor

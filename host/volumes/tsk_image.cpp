@@ -8,7 +8,7 @@ TskImage::TskImage(Medium& medium, std::int64_t allowance, VolumeSink& sink) {
     info_.medium = &medium;
     info_.sink = &sink;
     info_.allowance = allowance;
-    // There is nothing to free at the end, and nothing to print.
+    // Nothing needs to be freed at the end, and nothing printed.
     const auto close = [](TSK_IMG_INFO*) {
     };
     const auto tell = [](TSK_IMG_INFO*, FILE*) {

@@ -10,10 +10,10 @@
 
 namespace salvor {
 
-/// A medium as the library of file systems sees it. Sectors that cannot be read are zeros.
+/// A medium in the form that the file system library reads. Unreadable sectors are zeros.
 class TskImage {
 public:
-    /// Both outlive this. Once `allowance` bytes have been read, or the sink wants no more, every read fails.
+    /// Both outlive this. Once `allowance` bytes have been read, or the sink requests a stop, every read fails.
     TskImage(Medium& medium, std::int64_t allowance, VolumeSink& sink);
     TskImage(const TskImage&) = delete;
     TskImage& operator=(const TskImage&) = delete;
@@ -25,7 +25,7 @@ public:
     std::int64_t Allowance() const { return info_.allowance; }
 
 private:
-    // Its first member is what the library knows.
+    // The library knows only the base class.
     struct Info : TSK_IMG_INFO {
         Medium* medium = nullptr;
         VolumeSink* sink = nullptr;

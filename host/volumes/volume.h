@@ -7,19 +7,19 @@
 
 namespace salvor {
 
-/// A part of the medium that a partition table or a file system sets apart.
+/// A part of the medium that a partition table or a file system defines.
 struct Volume {
-    /// Counted from 1, for the person.
+    /// Counts from 1, as users see it.
     std::int32_t number = 0;
-    /// Its sectors, as far as they lie on the medium, without one that it shares with what is before it.
+    /// Its sectors on the medium, without one that it shares with the volume before it.
     SectorRange sectors;
-    /// What the partition table calls it; empty where there is no table.
+    /// The partition table's name for it; empty if there is no table.
     std::string description;
-    /// What is in it: "FAT32", "LUKS"; empty if that is not known.
+    /// Its content: "FAT32", "LUKS"; empty if unknown.
     std::string fileSystem;
-    /// Its file system can be read; otherwise the volume is carved as a stream.
+    /// True if its file system can be read; otherwise the volume is carved as a stream.
     bool isReadable = false;
-    /// The least that the file system gives to a file, in bytes; 0 if unknown.
+    /// The smallest unit of space that the file system gives to a file, in bytes; 0 if unknown.
     std::int64_t clusterBytes = 0;
     bool operator==(const Volume&) const = default;
 };

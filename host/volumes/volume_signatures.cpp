@@ -18,7 +18,7 @@ struct VolumeSignature {
     std::string_view bytes;
 };
 
-// In this order: a volume that is encrypted or part of another one may look like a file system too.
+// Tried in this order: a volume that is encrypted or part of another one may look like a file system too.
 constexpr std::array VolumeSignatures{
     VolumeSignature{"BitLocker", 3, "-FVE-FS-"sv},
     VolumeSignature{"LUKS", 0, "LUKS\xBA\xBE"sv},

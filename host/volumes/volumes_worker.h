@@ -4,8 +4,8 @@
 
 namespace salvor {
 
-/// Reads the volumes of the order's medium and sends them as the lines of `VolumeLines`. The order says what is wanted:
-/// `used`, `files` and `allowance`.
+/// The name of orders that read the volumes of the order's medium. The worker sends lines of `VolumeLines`. The order's
+/// parameters are `used`, `files` and `allowance`.
 inline constexpr const char* VolumesOrder = "volumes";
 bool WorkOnVolumes(Worker& worker);
 

@@ -20,11 +20,11 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// A worker that is asked to stop has this long before it is killed.
+// A worker has this long to stop before it is killed.
 constexpr milliseconds StopGrace(3000);
-// Between two looks at what the workers do.
+// The time between two checks of the workers.
 constexpr milliseconds Turn(100);
-// No line that a worker sends is longer.
+// The longest line that a worker may send.
 constexpr std::size_t LongestLine = std::size_t{1} << 20U;
 
 milliseconds PatienceOf(const CrewOptions& options) {
@@ -56,7 +56,7 @@ public:
     int RefusedRules() const { return page_.refusedRules; }
     Standing Where() const { return {{page_.first, page_.count}, page_.subject, page_.done}; }
 
-    /// Hands on the lines that have arrived.
+    /// Passes on the lines that have arrived.
     void TakeLines(CrewClient& client) {
         const bool goesOn = ReadArrived(Lines(), pending_);
         std::size_t from = 0;
@@ -78,7 +78,7 @@ public:
         }
     }
 
-    /// Kills the worker if it goes nowhere.
+    /// Kills the worker if it hangs.
     void Watch() {
         const auto now = steady_clock::now();
         if (const std::uint64_t steps = page_.steps; steps != steps_ || page_.readers > 0) {
@@ -188,7 +188,7 @@ private:
         }
     }
 
-    // True if it has ended.
+    // True if the worker has ended.
     bool Attend(Employee& one) {
         if (client_.StopRequested()) {
             one.AskToStop();

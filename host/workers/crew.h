@@ -14,16 +14,16 @@ namespace salvor {
 /// How the work on an order ended.
 struct WorkerEnd {
     Ending ending = Ending::None;
-    /// What the worker was looking at.
+    /// What the worker was working on.
     Standing at;
-    /// For people: "crashed (signal 11)".
+    /// For messages: "crashed (signal 11)".
     std::string text;
 };
 
-/// Did the worker fall over what it was looking at? Another one would fall again.
+/// True if the worker failed because of what it was working on, so that another worker would fail too.
 bool IsFault(Ending ending);
 
-/// Gives a crew its orders and hears what comes of them.
+/// Gives a crew its orders and receives the results.
 class CrewClient {
 public:
     CrewClient() = default;
@@ -31,30 +31,29 @@ public:
     CrewClient& operator=(const CrewClient&) = delete;
     virtual ~CrewClient() = default;
 
-    /// Asked whenever a worker is free. The crew is done when there is none and nobody works any more.
+    /// Called whenever a worker is free. The crew is done when there is no order and no worker is busy.
     virtual std::optional<Order> NextOrder() = 0;
-    /// A line that the worker has sent, without its line break. What a worker says is as little to be trusted as the
-    /// medium.
+    /// A line from the worker, without its line break. It must be trusted as little as the medium.
     virtual void OnLine(std::int64_t /*id*/, const std::string& /*line*/) {}
     virtual void OnEnd(std::int64_t id, const WorkerEnd& end) = 0;
-    /// Told several times a second of each that works.
+    /// Called several times a second for each busy worker.
     virtual void OnStanding(std::int64_t /*id*/, const Standing& /*standing*/) {}
-    /// Called after them.
+    /// Called after these.
     virtual void OnTurn() {}
-    /// True stops all workers; no further order is asked for.
+    /// True stops all workers; no more orders are requested.
     virtual bool StopRequested() = 0;
 };
 
 struct CrewOptions {
-    /// How many work at the same time.
+    /// How many workers run at the same time.
     int workers = 1;
-    /// How long a worker may go nowhere without waiting for the medium. The environment variable SALVOR_TEST_PATIENCE,
-    /// in milliseconds, is a test's.
+    /// How long a worker may make no progress without waiting for the medium. For tests, the environment variable
+    /// SALVOR_TEST_PATIENCE overrides it, in milliseconds.
     std::chrono::milliseconds patience = std::chrono::seconds(30);
 };
 
-/// Has orders done by worker processes, each by a new one. Called on one thread that lives as long as the call. The
-/// workers end when this process does. Throws `Failure` if no process can be started.
+/// Lets worker processes carry out orders, a new process for each. Called on one thread, which must live until it
+/// returns. The workers end when this process does. Throws `Failure` if no process can be started.
 void RunCrew(const CrewOptions& options, CrewClient& client);
 
 }  // namespace salvor

@@ -16,7 +16,7 @@ MediumAccess AccessTo(const Medium& medium, const ImageSpec& image, std::shared_
 }
 
 std::string ToLine(const Order& order) {
-    // Twice 16 bytes a piece while it is read, and what vectors keep in reserve.
+    // Each piece takes 16 bytes, twice while it is read, plus what vectors reserve.
     constexpr std::int64_t pieceBytes = 48;
     const std::int64_t spaceBytes =
         order.medium.space ? static_cast<std::int64_t>(order.medium.space->PieceCount()) * pieceBytes : 0;
@@ -36,7 +36,7 @@ Order OrderIn(const std::string& line) {
     order.kind = record.at("kind").get<std::string>();
     order.what = record.at("what");
     order.medium.image = ImageSpecFromJson(record.at("image"));
-    // They were passed on as these numbers.
+    // The descriptors were passed with these numbers.
     const auto descriptors = std::min(record.at("descriptors").get<std::size_t>(), std::size_t{1024});
     order.medium.descriptors.resize(descriptors);
     std::iota(order.medium.descriptors.begin(), order.medium.descriptors.end(), FirstMediumDescriptor);

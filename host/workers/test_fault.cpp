@@ -14,7 +14,7 @@ namespace {
 
 void TakeAllMemory() {
     constexpr std::size_t piece = std::size_t{1} << 20U;
-    // More than any worker may have.
+    // More than any worker is allowed.
     constexpr std::size_t pieces = 0x4000;
     std::vector<std::vector<char>> taken;
     taken.reserve(pieces);

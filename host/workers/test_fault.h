@@ -9,13 +9,13 @@
 namespace salvor {
 
 /// Makes a worker fail for tests: "crash", "hang", "memory" or "open", and where: "crash:46:2048" for subject 46 at
-/// sector 2048; without them, anywhere. With "unfiltered" it behaves as on a kernel without filters.
+/// sector 2048; without these, anywhere. With "unfiltered" it behaves as on a kernel without filters.
 class TestFault {
 public:
-    /// The one that the environment variable SALVOR_TEST_FAULT asks for.
+    /// The fault that the environment variable SALVOR_TEST_FAULT asks for.
     static std::optional<TestFault> Ordered();
     bool HasNoFilter() const { return kind_ == "unfiltered"; }
-    /// Fails if this is the place.
+    /// Fails if this is the right place.
     void Strike(SectorRange sectors, std::int32_t subject) const;
 
 private:

@@ -19,7 +19,7 @@ namespace salvor {
 
 namespace {
 
-// Notes in the worker's page while the medium is being read, by whatever thread.
+// Notes in the worker's page that a thread is reading the medium.
 class NotedSource final : public MediumSource {
 public:
     NotedSource(std::unique_ptr<MediumSource> source, WorkerPage& page) : source_(std::move(source)), page_(page) {}
@@ -57,7 +57,7 @@ private:
     WorkerPage& page_;
 };
 
-// Libraries may have opened descriptors of their own behind those of the medium.
+// Libraries may have opened descriptors of their own, numbered after those of the medium.
 std::unique_ptr<MediumSource> OpenOrdered(const MediumAccess& medium) {
     return medium.descriptors.empty() ? OpenImage(medium.image)
                                       : OpenPassedImage(medium.image.path, medium.descriptors);
@@ -87,12 +87,12 @@ bool Work(WorkerPage& page, std::span<const WorkerKind> kinds, int parent) {
                                                order.medium.sectorSize, policy),
                       policy);
     medium.Join(Space::FromBytes(ReadMemoryFile(SpaceDescriptor)));
-    // An image that is opened by name may be root's own. A change of rights ends the tie to the parent.
+    // An image opened by name may belong to root. Changing the user cancels the request to end with the parent.
     GiveUpRootRights();
     RequireParent(parent);
     medium.Scanned().NoteUnreadable(order.medium.unreadable);
     Worker worker(page, order, medium.Scanned());
-    // The time zone is looked up once, while files can still be opened.
+    // The time zone is looked up now, while files can still be opened.
     std::tm epoch{};
     std::mktime(&epoch);
     if (kind->prepare != nullptr) {

@@ -12,7 +12,7 @@
 
 namespace salvor {
 
-/// What a worker's function has. It runs in a sandbox: it opens nothing.
+/// What a worker's function can use. It runs in a sandbox and cannot open anything.
 class Worker {
 public:
     Worker(WorkerPage& page, const Order& order, Medium& medium);
@@ -23,11 +23,11 @@ public:
     std::string Input() const;
     /// The order's file.
     File& Output() { return output_; }
-    /// A line for the client, with its line break.
+    /// Sends a line, with its line break, to the client.
     void Send(const std::string& line);
 
-    /// It is about to look at these sectors for this subject. Cheap. A worker that does not call it, or `Done`, for a
-    /// while is taken to hang, unless the medium does not deliver.
+    /// Notes that the worker is about to look at these sectors for this subject. Cheap. A worker that calls neither
+    /// this nor `Done` for a while counts as hung, unless it is waiting for the medium.
     void At(SectorRange sectors, std::int32_t subject) {
         page_.first.store(sectors.first, std::memory_order_relaxed);
         page_.count.store(sectors.count, std::memory_order_relaxed);
@@ -37,7 +37,7 @@ public:
             fault_->Strike(sectors, subject);
         }
     }
-    /// So many bytes of the order are done.
+    /// Notes that this many bytes of the order are done.
     void Done(std::int64_t bytes) {
         page_.done.store(bytes, std::memory_order_relaxed);
         page_.steps.fetch_add(1, std::memory_order_relaxed);
@@ -55,20 +55,20 @@ private:
     std::optional<TestFault> fault_;
 };
 
-/// What workers can be ordered to do.
+/// A task that workers can be given.
 struct WorkerKind {
     std::string_view name;
-    /// False if it was stopped. Throws `Failure` for what cannot be done.
+    /// False if it was stopped. Throws `Failure` if the task cannot be done.
     bool (*work)(Worker& worker);
-    /// Loads what the work needs from the system, before the sandbox and without looking at the medium; null if
+    /// Loads what the task needs from the system, before the sandbox and without looking at the medium; null if
     /// nothing.
     void (*prepare)(const Json& what) = nullptr;
 };
 
-/// Those of the program.
+/// The program's tasks.
 std::span<const WorkerKind> WorkerKinds();
 
-/// The life of a worker process, from its first line on; `parent` is the process that started it, in digits.
+/// Runs a worker process from its first line on; `parent` is the process that started it, in digits.
 [[noreturn]] void LiveAsWorker(const char* parent, std::span<const WorkerKind> kinds);
 
 }  // namespace salvor

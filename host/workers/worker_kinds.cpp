@@ -10,7 +10,7 @@
 namespace salvor {
 
 std::span<const WorkerKind> WorkerKinds() {
-    // One row for each step that works in workers.
+    // One row for each task of workers.
     static constexpr std::array kinds{WorkerKind{ScanOrderKind, ScanPartOrdered},
                                       WorkerKind{ValidateOrderKind, ValidateInWorker},
                                       WorkerKind{DetailsOrderKind, AnswerQuestions, LoadReaders},

@@ -10,46 +10,46 @@ namespace salvor {
 
 /// How a worker's order ended.
 enum class Ending : std::uint8_t {
-    /// It did not say.
+    /// It has not been reported.
     None,
     Done,
-    /// It was asked to stop, and what it has done until then is good.
+    /// It was asked to stop; what it has done until then is valid.
     Stopped,
     /// It could not do what was asked, and said why.
     Failed,
     OutOfMemory,
-    /// A signal ended it that it had not asked for.
+    /// It was ended by a signal that was not a stop request.
     Crashed,
-    /// It went nowhere for too long.
+    /// It made no progress for too long.
     Hung,
-    /// It tried what no worker may: to open a file, to start a process, to reach a network.
+    /// It attempted something that workers must not do: open a file, start a process, reach a network.
     Forbidden,
 };
 
-/// What a worker is looking at, and how far it is.
+/// What a worker is working on, and how far it is.
 struct Standing {
     SectorRange sectors;
-    /// A number of the order's own kind, such as a factory index; -1 at first.
+    /// A number whose meaning depends on the order, such as a factory index; -1 at first.
     std::int32_t subject = -1;
-    /// Bytes.
+    /// In bytes.
     std::int64_t done = 0;
 };
 
-/// Memory that a worker shares with its crew.
+/// The memory that a worker shares with its crew.
 struct WorkerPage {
     // Written by the worker.
     std::atomic<std::int64_t> first;
     std::atomic<std::int64_t> count;
     std::atomic<std::int32_t> subject;
     std::atomic<std::int64_t> done;
-    // Grows with every step.
+    // Increases with every step.
     std::atomic<std::uint64_t> steps;
-    // Threads that wait for the medium.
+    // The number of threads that wait for the medium.
     std::atomic<std::int32_t> readers;
     std::atomic<std::uint8_t> sandbox;
     std::atomic<std::uint8_t> refusedRules;
     std::atomic<Ending> ending;
-    // Why it failed; ends with a zero.
+    // Why it failed; zero-terminated.
     std::array<char, 512> text;
 
     // Written by the crew.
@@ -58,7 +58,7 @@ struct WorkerPage {
 static_assert(std::atomic<std::int64_t>::is_always_lock_free && std::atomic<Ending>::is_always_lock_free,
               "two processes use them");
 
-// Where a worker finds what it was given.
+// The descriptors of what a worker is given.
 inline constexpr int OrderDescriptor = 3;
 inline constexpr int PageDescriptor = 4;
 inline constexpr int LinesDescriptor = 5;
@@ -67,7 +67,7 @@ inline constexpr int InputDescriptor = 7;
 inline constexpr int SpaceDescriptor = 8;
 inline constexpr int FirstMediumDescriptor = 9;
 
-/// The word in front of a worker's arguments.
+/// The first argument of a worker process.
 inline constexpr const char* WorkerWord = "worker";
 
 }  // namespace salvor
