@@ -136,7 +136,7 @@ public:
         bytesBefore_ = totalBytes_ - TotalBytes(plan_);
     }
 
-    // False if the person stopped it.
+    // False if the user stopped it.
     bool Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content, WritingLog& log) {
         for (const PassedOver& passed : plan_.passedOver) {
             NotePassedOver(passed, *skipped_, totals_);

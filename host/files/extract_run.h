@@ -23,7 +23,7 @@ struct FindsOrigin {
     std::string findsPath;
     /// The scan went over its whole range.
     bool scanComplete = false;
-    /// Caps in bytes that the person set, by factory index.
+    /// Caps in bytes that the user set, by factory index.
     std::map<std::int32_t, std::int64_t> caps;
     /// What the scan has skipped, and where.
     std::vector<Json> setAside{};

@@ -18,7 +18,7 @@ public:
     /// `progress` gets the number of bytes done of the current file; it returns true to stop.
     FilePieces(Medium& medium, std::function<bool(std::int64_t)> progress);
 
-    /// Hands on each piece with its offset on the medium, -1 in a hole, until `takePiece` returns false or the person
+    /// Hands on each piece with its offset on the medium, -1 in a hole, until `takePiece` returns false or the user
     /// stops the run. The bytes are good until it returns. So many bytes in front are left out; see `MayBegin`.
     End ForEach(
         const PlannedFile& file,

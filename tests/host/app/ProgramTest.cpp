@@ -648,7 +648,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
     };
     const std::vector<Case> cases{
         {"frobnicate", 2, "'frobnicate' is not a command"},
-        // What people mistype, and what they are told instead.
+        // Frequent mistakes, and what the program suggests instead.
         {"recovr " + Card, 2, "did you mean 'recover'?"},
         {Card, 2, "'salvor recover "},
         {"recover " + Card + " recovered", 2, "--out"},
