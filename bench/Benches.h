@@ -11,7 +11,7 @@ void RegisterReaderBenches();
 /// Registers the search of an open ZIP archive for its end and its kind, next to a plain loop over the bytes.
 void RegisterZipBenches();
 
-/// Registers scans of long media streams, and of media on which many candidates stand in front of the same bytes.
+/// Registers scans of long media streams, and of media on which many candidates stand before the same bytes.
 void RegisterStreamBenches();
 /// Registers the walks along the structure of files that are large.
 void RegisterWalkBenches();

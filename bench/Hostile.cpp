@@ -3,7 +3,7 @@
 //     salvor_hostile [--mib N,N..] [--wide] [--types] [--only TEXT] [--salvor PROGRAM FOLDER] [FILE...]
 //
 // Every sample and every FILE becomes images that repeat its first sectors. `--wide` makes more of each: its first
-// bytes in front of one byte over and over. `--types` says which types take most of the time. `--salvor` lets that
+// bytes before one byte over and over. `--types` says which types take most of the time. `--salvor` lets that
 // program recover each image from a file in FOLDER as well.
 
 #include <sys/resource.h>

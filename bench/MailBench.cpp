@@ -21,7 +21,7 @@ public:
     std::int32_t finds = 0;
 };
 
-// A mailbox without an end: a message each `sectors` sectors, with the given text behind its first lines. A '#' in the
+// A mailbox without an end: a message each `sectors` sectors, with the given text after its first lines. A '#' in the
 // texts stands for another digit in each message.
 Bytes Mailbox(std::size_t sectors, const std::string& header, const std::string& tail) {
     Bytes bytes(StreamBytes, 'a');
@@ -48,7 +48,7 @@ void ScanMail(benchmark::State& state, std::int32_t index, const Bytes& bytes) {
     state.counters["finds"] = static_cast<double>(scan.Finds()) / static_cast<double>(state.iterations());
 }
 
-// Stored messages in front of tables without a free entry.
+// Stored messages before tables without a free entry.
 Bytes EndlessTables() {
     Bytes bytes(StreamBytes);
     const auto put = [&](std::size_t at, std::string_view text) {

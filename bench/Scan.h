@@ -45,7 +45,7 @@ public:
         }
     }
 
-    /// Hands one sector to the scanners in front of the next pass.
+    /// Hands one sector to the scanners before the next pass.
     void Feed(const std::array<std::uint8_t, SectorBytes>& sector) { ScanBlock(sector); }
 
     void Pass() {
@@ -54,7 +54,7 @@ public:
         }
     }
 
-    /// Begins another scan, at the sectors behind those of this one: families remember the last file they have found.
+    /// Begins another scan, at the sectors after those of this one: families remember the last file they have found.
     void Restart() {
         for (const Type& type : types_) {
             type.scanner->BeginScan();

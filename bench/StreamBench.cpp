@@ -42,7 +42,7 @@ constexpr auto ProgramTable = "\x47\x40\x00\x10"sv;
 constexpr auto Pack = "\0\0\1\xBA\x44\0\4\0\4\1\1\x89\xC3\xF8\0\0\1\xE0\x07\xEC"sv;
 constexpr auto PackAlone = "\0\0\1\xBA\x44\0\4\0\4\1\1\x89\xC3\xFA"sv;
 
-// One long file, and media on which many candidates stand in front of the same bytes.
+// One long file, and media on which many candidates stand before the same bytes.
 constexpr std::array Cases{
     StreamCase{"mp3/320kbit", FileTypeIndex::Mp3, [] { return Units(Frame, 1044, Frame); }, true},
     StreamCase{"mp3/128kbit", FileTypeIndex::Mp3, [] { return Units(SmallFrame, 417, SmallFrame); }, true},

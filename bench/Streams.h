@@ -52,7 +52,7 @@ private:
     ByteSpan bytes_;
 };
 
-/// A medium of these bytes with zeros behind them; its first sector is number 1.
+/// A medium of these bytes with zeros after them; its first sector is number 1.
 class FiniteSource : public ISectorSource {
 public:
     /// Borrows `bytes`, which are whole sectors.

@@ -49,7 +49,7 @@ struct DwgDrawing {
 /// AutoCAD exchange files, as text or binary: pair by pair to the end of file.
 struct DxfDrawing {
     static constexpr std::size_t LeastHead = 64;
-    /// Lines end with this byte, and may have a carriage return in front of it. Old Macintosh programs end them with
+    /// Lines end with this byte, and may have a carriage return before it. Old Macintosh programs end them with
     /// the carriage return.
     static constexpr std::uint8_t LineEnd = '\n';
     static bool IsHeader(ByteSpan sector, std::uint8_t lineEnd = LineEnd);

@@ -1,4 +1,4 @@
-// Reads what made-up files say of themselves, and what a made-up worker says of one.
+// Reads the details of made-up files, and the answers of a made-up worker about one.
 //
 // An input is a byte that chooses the reader, and the bytes of the file or of the line. make-seeds.py writes the same
 // layout.

@@ -134,7 +134,7 @@ public:
     std::int64_t SectorCount() const { return static_cast<std::int64_t>(bytes_.size()) / plan_.sectorSize; }
     std::int64_t BytesRead() const { return bytesRead_; }
 
-    /// A copy of its own, so that the sanitizer sees a read behind the block.
+    /// A copy of its own, so that the sanitizer sees a read after the block.
     std::vector<std::uint8_t> Sectors(std::int64_t index, std::int64_t count) const {
         const auto from = bytes_.begin() + index * plan_.sectorSize;
         return {from, from + count * plan_.sectorSize};

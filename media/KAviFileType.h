@@ -7,7 +7,7 @@
 #include "frame/scan/RememberingScanner.h"
 #include "media/RiffScanner.h"
 
-/// Follows the extension chunks behind the first chunk of AVI films.
+/// Follows the extension chunks after the first chunk of AVI films.
 class AviExtensions {
 public:
     void Reset() {

@@ -5,7 +5,7 @@
 #include "frame/scan/FileTypeBase.h"
 #include "frame/scan/SectorScan.h"
 
-/// MPEG-4 audio of the brand M4A: the file type box and the three boxes behind it.
+/// MPEG-4 audio of the brand M4A: the file type box and the three boxes after it.
 /// Source: ISO/IEC 14496-12, section 4.2.
 class KM4AFileType final : public FileTypeBase<KM4AFileType>, public RestAnswer<KM4AFileType> {
 public:

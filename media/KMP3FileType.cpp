@@ -69,7 +69,7 @@ std::optional<std::int64_t> FindAhead(Gap& gap, const Candidate& candidate, std:
 
 struct Frames {
     std::int32_t count = 0;
-    /// Position behind the last frame. A last header with an impossible length counts with that length.
+    /// Position after the last frame. A last header with an impossible length counts with that length.
     std::int64_t end;
 };
 

@@ -57,7 +57,7 @@ PacketGrids::Stream PacketGrids::Measure(const Candidate& candidate, const Packe
     const std::int64_t start = offsets_.PlaceOf(candidate.startSector);
     const std::int64_t first = start + layout.prefix;
     Grid& grid = GridOf(first, layout.size);
-    // Candidates come in ascending order, so each one's limit lies at or behind the previous one's.
+    // Candidates come in ascending order, so each one's limit lies at or after the previous one's.
     if (first > grid.to) {
         grid = {.to = first};
     }

@@ -48,13 +48,13 @@ private:
     std::vector<Grid> grids_;
 };
 
-/// MPEG transport streams of packets 188, 192, 204 or 208 bytes apart, with or without a time stamp in front of each:
+/// MPEG transport streams of packets 188, 192, 204 or 208 bytes apart, with or without a time stamp before each:
 /// packet by packet to the first place without a sync byte. Source: ISO/IEC 13818-1, section 2.4.3.
 class KMtsFileType final : public RememberingScanner<KMtsFileType, PacketGrids> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Mts];
     static constexpr std::uint8_t SyncByte = 0x47;
-    /// A packet, or one behind its time stamp of 4 bytes.
+    /// A packet, or one after its time stamp of 4 bytes.
     static constexpr AnySectorFilter Filter{SectorFilterOf(Pattern<1>{SyncByte}),
                                             SectorFilterOf(Pattern<1>{SyncByte}, 4)};
     static constexpr std::int64_t MinReportLength = 18800;

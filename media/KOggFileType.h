@@ -6,7 +6,7 @@
 #include "frame/scan/RememberingScanner.h"
 #include "media/ChunkWalk.h"
 
-/// Ogg streams: pages behind one another. Source: RFC 3533, section 6.
+/// Ogg streams: pages one after another. Source: RFC 3533, section 6.
 class KOggFileType final : public RememberingScanner<KOggFileType, ChunkWalk> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Ogg];

@@ -454,7 +454,7 @@ def real_media(data):
         names.append(name)
         pos += size
     want(names[-1] == b"DATA" and b"MDPR" in names, "chunks are %r" % names)
-    # The writer counts the 10 bytes behind the header of the data twice.
+    # The writer counts the 10 bytes after the header of the data twice.
     want(pos - 10 == len(data), "the last chunk ends at %d" % pos)
 
 
@@ -690,7 +690,7 @@ def xcf(version):
         want(data.startswith(b"gimp xcf " + version + b"\0"), "the version is %r" % data[9:14])
         width, height = struct.unpack_from(">II", data, 14)
         if max(width, height) > 64:
-            # Behind the tiles there are levels without any.
+            # After the tiles there are levels without any.
             end = struct.pack(">III", width // 2, height // 2, 0)
             want(end in data[-16:], "the last level is not at the end")
         else:
@@ -743,7 +743,7 @@ def pdf(sections, *wanted):
         offset, count = int(last.group(1)), 0
         while offset is not None:
             want(re.match(rb"xref|\d+ \d+ obj", data[offset:]), "no section at %d" % offset)
-            # Behind a table stands its trailer; a stream's dictionary is its own.
+            # After a table stands its trailer; a stream's dictionary is its own.
             previous = re.match(rb"(?s).*?<<(.*?)>>\s*(?:startxref|stream)", data[offset:]).group(1)
             previous = re.search(rb"/Prev\s+(\d+)", previous)
             offset = previous and int(previous.group(1))

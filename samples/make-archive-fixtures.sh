@@ -75,7 +75,7 @@ zip -q -X -0 "$out/nested.zip" readme.txt inner.zip notes/first.txt
 
 # ---- Office Open XML ----------------------------------------------------
 
-# The documents in fixtures/ have their sizes behind the data, which the most
+# The documents in fixtures/ have their sizes after the data, which the most
 # widespread office programs do not do: the same parts packed again.
 repack() {
     mkdir "$1.parts"

@@ -47,7 +47,7 @@ encode() {
 
 encode plain.mp4 "${picture[@]}" "${h264[@]}"
 encode faststart.mp4 "${picture[@]}" "${h264[@]}" -movflags +faststart
-# Fragments of three pictures, without and with an index in front of each.
+# Fragments of three pictures, without and with an index before each.
 encode fragmented.mp4 "${picture[@]}" "${h264[@]}" -g 3 -movflags +frag_keyframe+empty_moov
 encode indexed.mp4 "${picture[@]}" "${h264[@]}" -g 3 -movflags +dash+frag_keyframe
 encode film.mov "${picture[@]}" "${h264[@]}"

@@ -30,7 +30,7 @@ IMAGE_SIZE = 2 * 1024 * 1024        # bytes
 MIN_EMPTY_END = 64 * 1024           # bytes of zeros at the end, at least
 MIN_LONGEST_GAP = 100 * 1024        # bytes
 
-# The carver reads this many bytes at a time behind the SOF0 or SOS segment.
+# The carver reads this many bytes at a time after the SOF0 or SOS segment.
 # It looks at no pair of bytes over the border of two reads, and not at the
 # last pair of a read either.
 READ = 32256                        # bytes
@@ -52,7 +52,7 @@ PHOTOS = (".jpg", ".png")
 #   file NAME SLACK   a fixture; SLACK says what fills its last cluster:
 #                       zeros  nothing else was ever there
 #                       old    the sector is filled up with zeros, the
-#                              sectors behind it keep older data
+#                              sectors after it keep older data
 #                       raw    older data follows the last byte at once
 #   tail NAME         clusters of a deleted copy of a fixture from its middle
 #                     to its end; its beginning has been written over
@@ -241,7 +241,7 @@ def read_end(image, start):
     """Offset behind the end of image as the carver's reads find it."""
     pos = check.search_start(image, start)
     while pos < len(image):
-        # Both bytes must lie in front of the last byte of the read.
+        # Both bytes must lie before the last byte of the read.
         found = image.find(b"\xff\xd9", pos, min(pos + READ - 1, len(image)))
         if found >= 0:
             return found + 2
@@ -300,7 +300,7 @@ def main():
                 check.check(name, data)
             except check.Bad as error:
                 raise Wrong("%s: %s" % (name, error))
-        # A mail ends with its closing boundary; what was saved behind it is left out.
+        # A mail ends with its closing boundary; what was saved after it is left out.
         for name in fixtures:
             if name.endswith(".eml"):
                 fixtures[name] = fixtures[name].rstrip(b"\r\n")

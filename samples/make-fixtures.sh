@@ -96,7 +96,7 @@ cjpeg -quality 75 -icc "$icc" shore.ppm >"$out/jfif-icc.jpg"
 
 # ---- JPEG that begins with another segment ------------------------------
 
-# Cameras write the Exif segment directly behind the start of image and no
+# Cameras write the Exif segment directly after the start of image and no
 # JFIF segment at all. cjpeg always writes one, so it is taken out first.
 bare() {
     cjpeg "${@:2}" >"$1"
@@ -146,7 +146,7 @@ convert tiny.ppm -resize 75% \
     -alpha off -compose CopyOpacity -composite -interlace PNG "${undated[@]}" \
     "PNG32:$out/rgba-adam7.png"
 
-# pnmtopng writes tEXt in front of the picture data; exiftool writes XMP as
+# pnmtopng writes tEXt before the picture data; exiftool writes XMP as
 # an iTXt chunk.
 printf '%s\n' 'Title Hills' 'Description A small picture with text chunks' >text.txt
 convert tiny.ppm -resize 100x75! -depth 8 small.ppm

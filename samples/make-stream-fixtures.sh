@@ -48,7 +48,7 @@ make "${short_picture[@]}" "${short_tone[@]}" -c:v wmv2 -b:v 30k "${windows_audi
 
 layer3=(-c:a libmp3lame -b:a 32k -ac 1 -f mp3)
 make "${short_tone[@]}" "${layer3[@]}" -id3v2_version 0 plain.mp3
-# With a tag in front, large enough for the first frame to lie behind the first
+# With a tag in front, large enough for the first frame to lie after the first
 # 128 bytes, and one at the end.
 ffmpeg -nostdin -hide_banner -loglevel error -y "${short_tone[@]}" "${layer3[@]}" "${exact[@]}" -write_id3v1 1 \
     -metadata title="A tone" -metadata artist="A generator of sine waves, for six tenths of a second" \

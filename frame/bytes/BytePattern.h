@@ -55,7 +55,7 @@ public:
     /// pattern occurs at `from` when that is inside or at the end of `haystack`.
     std::optional<std::size_t> FindIn(ByteSpan haystack, std::size_t from = 0) const;
 
-    /// Offset just behind the first occurrence that ends before the sector's last byte. The run scanners do not see a
+    /// Offset just after the first occurrence that ends before the sector's last byte. The run scanners do not see a
     /// footer that ends exactly at the end of a sector.
     std::optional<std::size_t> FindEndInSector(ByteSpan sector) const;
 

@@ -40,7 +40,7 @@ public:
         return bytes.size() < length ? ByteSpan() : bytes.first(length);
     }
 
-    /// All bytes of a piece from `offset` on: `wanted` (1 to `PieceBytes`) or more of them, fewer only in front of the
+    /// All bytes of a piece from `offset` on: `wanted` (1 to `PieceBytes`) or more of them, fewer only before the
     /// limit; empty at the limit, for a negative offset and where nothing can be read.
     ByteSpan From(std::int64_t offset, std::size_t wanted = 1);
 

@@ -43,7 +43,7 @@ public:
         return bytes;
     }
 
-    /// Steps over bytes without looking at them; they too must lie in front of the window's limit.
+    /// Steps over bytes without looking at them; they too must lie before the window's limit.
     void Skip(std::uint64_t length) {
         const std::int64_t left = std::max<std::int64_t>(file_.Limit() - position_, 0);
         isBroken_ = isBroken_ || length > static_cast<std::uint64_t>(left);

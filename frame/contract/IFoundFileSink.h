@@ -15,7 +15,7 @@ public:
     /// Slot 0 belongs to the host; the library never destroys a sink.
     RAWFILETYPES_SLOT_ZERO(IFoundFileSink)
 
-    /// Slot 1: takes one find. `file` is borrowed for the call: the sink copies what it keeps, and reads nothing behind
+    /// Slot 1: takes one find. `file` is borrowed for the call: the sink copies what it keeps, and reads nothing after
     /// the two fields of `FoundFile`. The result is ignored.
     virtual std::int32_t ReportFound(const FoundFile* file) = 0;
 };

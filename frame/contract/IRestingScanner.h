@@ -19,7 +19,7 @@ public:
     /// later.
     virtual bool IsAtRest(std::int64_t nextSector) const = 0;
 
-    /// How often since the scan began the scanner needed something from a file in front of the scan's first block, did
+    /// How often since the scan began the scanner needed something from a file before the scan's first block, did
     /// not have it, and went on as if no such file was there. What it reported of a block over which this number has
     /// grown holds only for a scan that began at the medium's start. `IsAtRest` leaves this dependence out.
     virtual std::int64_t GuessCount() const = 0;

@@ -24,7 +24,7 @@ public:
 
     /// Slot 1: fills `buffer`, which holds at least `count` sectors, with `count` sectors from the absolute sector
     /// `firstSector` on. Scanners ignore the result and take the buffer as filled, so a host must write zeros for what
-    /// it cannot read: bad sectors, and sectors before the start or behind the end of the medium.
+    /// it cannot read: bad sectors, and sectors before the start or after the end of the medium.
     virtual std::int32_t ReadSectors(std::int64_t firstSector, std::uint8_t* buffer, std::int32_t count) = 0;
 
     /// Slot 2: fills the caller's record. The result is ignored.

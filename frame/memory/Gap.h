@@ -5,7 +5,7 @@
 #include <optional>
 
 /// A stretch of the medium in which no footer begins, as far as earlier candidates of a scan have searched. Other
-/// searches pass over it, so that many candidates in front of the same stretch read it once. What counts as a footer
+/// searches pass over it, so that many candidates before the same stretch read it once. What counts as a footer
 /// depends on the medium's bytes only.
 ///
 /// Places are bytes, counted as `ScanOffsets` does.
@@ -51,7 +51,7 @@ private:
         bool isFooterAfter = false;
     };
 
-    // Of two separate stretches the longer one saves more, unless later searches begin behind it.
+    // Of two separate stretches the longer one saves more, unless later searches begin after it.
     void Remember(const Stretch& seen, std::int64_t start) {
         const bool meet = known_.from <= seen.to && seen.from <= known_.to;
         if (meet || known_.to <= start || seen.to - seen.from > known_.to - known_.from) {

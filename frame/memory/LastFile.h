@@ -21,7 +21,7 @@ public:
     /// The sector is one of the file's, but not its first.
     bool Continues(std::int64_t sector) const { return start_ < sector && sector < end_; }
 
-    /// There is a file, and it ends behind this sector. A start of 0 or less counts as no file.
+    /// There is a file, and it ends after this sector. A start of 0 or less counts as no file.
     bool ReachesBeyond(std::int64_t sector) const { return start_ > 0 && sector < end_; }
 
     /// True if neither `Continues` nor `ReachesBeyond` holds for this sector or any after it.

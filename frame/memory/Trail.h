@@ -60,7 +60,7 @@ public:
     /// offsets count from the start of the candidate. Nothing if the budget was used up. Candidates come in ascending
     /// order.
     ///
-    /// `readRecord(reader, offset)` gives the `Stretch` of the record at the offset, or nothing to stop in front of it.
+    /// `readRecord(reader, offset)` gives the `Stretch` of the record at the offset, or nothing to stop before it.
     /// A stretch leads forwards and depends on the medium's bytes only. `mayPass(stretch)` says whether the walk may
     /// take over a stretch of an earlier one.
     template <class ReadRecord, class MayPass = bool (*)(const Stretch&)>
@@ -134,7 +134,7 @@ private:
 
     void Begin(const Candidate& candidate, std::int64_t limit) {
         start_ = static_cast<std::uint64_t>(offsets_.PlaceOf(candidate.startSector));
-        // Earlier walks know only records in front of their limits. A failed read tells other walks nothing.
+        // Earlier walks know only records before their limits. A failed read tells other walks nothing.
         const std::uint64_t limitPlace = PlaceOf(limit);
         mayShare_ = KFileSimulator::Serves(candidate.block);
         if (limitPlace < lastLimit_ || !mayShare_) {
@@ -269,9 +269,9 @@ private:
     std::vector<Mark> marksKnown_;
     std::vector<Chain> chains_;
     std::uint64_t lastChain_ = 0;
-    // Those in front of it are forgotten.
+    // Those before it are forgotten.
     std::uint64_t firstChain_ = 1;
-    // The current walk: where it starts, its marks, the chain that it follows and the facts behind that chain's end.
+    // The current walk: where it starts, its marks, the chain that it follows and the facts after that chain's end.
     std::uint64_t start_ = 0;
     std::vector<Mark> marks_;
     std::uint64_t chain_ = 0;

@@ -68,7 +68,7 @@ private:
     std::uint64_t lengthHint_;
     Budget* budget_;
     std::array<std::uint8_t, CacheBytes> cache_;
-    // Modulo 2^64: the cache may begin in front of the base sector.
+    // Modulo 2^64: the cache may begin before the base sector.
     std::uint64_t cacheStart_ = 0;
     std::uint32_t cacheLength_ = 0;
 };

@@ -13,7 +13,7 @@
 ///   - `Identity`, and `MinReportLength`: a file shorter than this many bytes is dropped without a report;
 ///   - where a file begins: `Signature` or `Filter`, `MinSectorBytes`, `bool IsHeader(ByteSpan sector)`; see
 ///     `FilterOf` and `BeginsFile`;
-///   - `std::optional<std::size_t> FindEnd(ByteSpan sector)`: the offset just behind the file's last byte, if the file
+///   - `std::optional<std::size_t> FindEnd(ByteSpan sector)`: the offset just after the file's last byte, if the file
 ///     ends in this sector. The header's own sector is asked too. A scanner whose end reaches into the next sector
 ///     takes a `const Candidate&` instead.
 ///

@@ -58,7 +58,7 @@ SectorRangeSet MissingParts(const std::vector<Outcome>& outcomes, const SectorRa
             }
         }
         if (outcome.place->extents.empty()) {
-            // A file that breaks off at a missing area may be as long as the scanners take it to be.
+            // A file that is cut at a missing area may be as long as the scanners reported.
             std::int64_t size = std::max<std::int64_t>(outcome.finding.size, 1);
             for (const ReportedClaim& claim : outcome.reported) {
                 size = std::max(size, claim.size);

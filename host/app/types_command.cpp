@@ -25,7 +25,7 @@ std::string FormatCap(std::int64_t cap) {
     return cap == NoCap ? "none" : FormatExactSize(cap);
 }
 
-// Each once, with blanks between them.
+// Each only once, separated by blanks.
 std::string ExtensionsOf(const TypeGroup& group) {
     std::vector<std::string_view> extensions;
     for (const std::int32_t type : group.types) {

@@ -15,7 +15,7 @@ public:
     void Add(const void* data, std::size_t length);
     /// The digest in lower-case hexadecimal; ends the computation.
     std::string Hex();
-    /// That of the bytes so far; more may follow.
+    /// The digest of the bytes so far; more may follow.
     std::string HexSoFar() const;
 
 protected:
@@ -68,7 +68,7 @@ public:
     void Add(const void* data, std::size_t length);
     /// Ends the computation.
     FileHashes Hashes();
-    /// Of the bytes so far; more may follow. It must be among the kinds.
+    /// The digest of the bytes so far; more may follow. It must be among the kinds.
     std::string Sha256SoFar() const { return sha256_->HexSoFar(); }
 
 private:

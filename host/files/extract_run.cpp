@@ -34,7 +34,7 @@ constexpr std::chrono::seconds ReportInterval(5);
 constexpr std::int64_t FileLineBytes = 640;
 constexpr std::int64_t SkippedLineBytes = 512;
 
-// Leaves out of the plan what the disk has no room for; false if that is anything. For `partialSuffix` see
+// Removes from the plan what the disk has no room for; false if it removed anything. For `partialSuffix` see
 // `FileFolders`.
 bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuffix) {
     const std::optional<FreeSpace> space = folder.Space();
@@ -63,7 +63,7 @@ bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuf
         const auto there = parent.IsOpen() ? parent.Entry(draft.filename().string()) : std::nullopt;
         return std::max<std::int64_t>(blocksOf(file) - (there ? there->size : 0), 0);
     };
-    // A file whose bytes turn out to be others is written beside the one that is there.
+    // If the existing file turns out to have other bytes, the new one is written beside it.
     KeepBest(plan, room, NotWanted::NoRoom,
              [&](const PlannedFile& file) { return FileLineBytes + (IsThere(folder, file) ? 0 : missingBytes(file)); });
     KeepBest(plan, entries, NotWanted::NoRoom, [&](const PlannedFile& file) { return IsThere(folder, file) ? 0 : 1; });
@@ -410,7 +410,7 @@ ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& o
     Medium& medium = scanned.Image();
     Plan plan = PlanOnImage(outcomes, scanned, filter, origin.caps, [](const PassedOver& /*passed*/) {});
     ChooseByDetails(medium, origin, plan, filter, folder);
-    // What is left out would depend on what the others have written so far, and the plans would differ.
+    // What does not fit would depend on what the other pieces have written so far, so the plans would differ.
     const std::string partialSuffix = SuffixOf(piece) + ".part";
     if (!FitOntoDisk(plan, folder, partialSuffix)) {
         throw Failure(ExitStatus::NotStarted,

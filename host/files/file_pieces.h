@@ -19,12 +19,13 @@ public:
     FilePieces(Medium& medium, std::function<bool(std::int64_t)> progress);
 
     /// Hands on each piece with its offset on the medium, -1 in a hole, until `takePiece` returns false or the user
-    /// stops the run. The bytes are good until it returns. So many bytes in front are left out; see `MayBegin`.
+    /// stops the run. The bytes are valid until `takePiece` returns. The first `from` bytes are left out; see
+    /// `MayBegin`.
     End ForEach(
         const PlannedFile& file,
         const std::function<bool(const std::uint8_t* bytes, std::size_t length, std::int64_t offset)>& takePiece,
         std::int64_t from = 0);
-    /// A piece may begin behind so many bytes of the file.
+    /// True if a piece may begin after this many bytes of the file.
     bool MayBegin(const PlannedFile& file, std::int64_t from) const;
 
     std::size_t MostBytes() const { return piece_.size(); }

@@ -216,7 +216,7 @@ FilePieces::End FileWriter::Fill(Draft& draft, const PlannedFile& file) {
             return draft.file.Write(bytes, length);
         }
         bool isWritten = false;
-        // The kernel reads the medium by itself and would fail on sectors that stand in the piece as zeros.
+        // The kernel reads the medium by itself and would fail on sectors that the piece has as zeros.
         const auto source = medium_.CopySource();
         if (source && kernelCopies_ && offset >= 0 && UnreadableBytes(file) == 0) {
             isWritten = kernelCopies_ = draft.file.CopyFrom(*source, offset, length);
@@ -230,7 +230,7 @@ FilePieces::End FileWriter::Fill(Draft& draft, const PlannedFile& file) {
         return isWritten;
     };
     const FilePieces::End end = pieces_.ForEach(file, takePiece, draft.bytes);
-    // A run that ends before the report tells of the file need not read it again.
+    // If the run ends before the report lists the file, the next run need not read it again.
     if (end == FilePieces::End::Done && MarkOf(file)) {
         Mark(draft, file);
     }
@@ -258,7 +258,7 @@ void FileWriter::Mark(Draft& draft, const PlannedFile& file) {
     log_->Add(file, mark);
 }
 
-// Reads what is there up to the mark, and not the medium: it holds the same bytes.
+// Reads the existing file up to the mark in place of the medium: it holds the same bytes.
 FilePieces::End FileWriter::CompareWithMark(File& there, const WritingMark& mark, FileDigest& digest) {
     for (std::int64_t done = 0; done < mark.bytes;) {
         const std::int64_t length = std::min(mark.bytes - done, std::ssize(there_));

@@ -65,9 +65,9 @@ private:
 /// Copies planned files from the medium into a folder. Several writers may work on different files at the same time.
 class FileWriter {
 public:
-    /// For `partialSuffix` see `FileFolders`. `progress` is told the bytes done of the file under way; it returns true
-    /// to stop. A file with one of the hashes in `known` is not kept. A file that takes long is marked in `log`, and
-    /// goes on from its mark if what was written until then is still there. Both may be null, and outlive this.
+    /// For `partialSuffix` see `FileFolders`. `progress` gets the number of bytes done of the current file; it returns
+    /// true to stop. A file with one of the hashes in `known` is not kept. A file that takes long is marked in `log`,
+    /// and goes on from its mark if what was written until then is still there. Both may be null, and outlive this.
     FileWriter(Medium& medium, const Folder& folder, std::string partialSuffix,
                std::function<bool(std::int64_t)> progress, const HashList* known = nullptr, WritingLog* log = nullptr);
 
@@ -105,7 +105,7 @@ private:
     FilePieces pieces_;
     const HashList* known_;
     WritingLog* log_;
-    // Of the file that is compared with it.
+    // Bytes of the existing file, to be compared.
     std::vector<std::uint8_t> there_;
     bool kernelCopies_ = true;
 };

@@ -18,10 +18,10 @@ public:
     virtual bool OnProgress(std::int64_t bytes) = 0;
 };
 
-/// Writes a plan's files into the folder, several at a time, so that reading, hashing and writing go on together. On a
-/// full disk, files that cannot fit are not begun; smaller ones behind them may still fit. Of files with the same bytes
-/// the plan's first is kept where `content` wants one. False if the observer stopped it: files under way are given up
-/// then and files behind them not begun. For `partialSuffix` see `FileFolders`, for `log` `FileWriter`.
+/// Writes a plan's files into the folder, several at a time, so that reading, hashing and writing overlap. On a full
+/// disk, files that cannot fit are not begun; smaller ones after them may still fit. If `content` wants only one of
+/// several files with the same bytes, the plan's first is kept. False if the observer stopped it: unfinished files are
+/// then dropped and later ones not begun. For `partialSuffix` see `FileFolders`, for `log` `FileWriter`.
 bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
                 const ContentFilter& content, WritingLog& log, WriteObserver& observer);
 

@@ -38,7 +38,7 @@ WritingLog::WritingLog(const Folder& folder, const std::optional<Piece>& piece, 
         try {
             Take(line);
         } catch (const std::exception&) {
-            // A line that was cut: the file goes on from an earlier mark.
+            // The line is incomplete: the file goes on from an earlier mark.
         }
     }
 }

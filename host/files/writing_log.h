@@ -19,34 +19,34 @@ namespace salvor {
 
 /// How far a file was written.
 struct WritingMark {
-    /// So many bytes from its start are on stable storage.
+    /// This many bytes from its start are on stable storage.
     std::int64_t bytes = 0;
-    /// Of these bytes, in lower-case hexadecimal.
+    /// The SHA-256 of these bytes, in lower-case hexadecimal.
     std::string sha256;
-    /// Sectors that could not be read up to there.
+    /// Unreadable sectors up to there.
     std::vector<SectorRange> unreadable;
 };
 
-/// The marks of files that take long to write, in a file of the output folder, which is made with the first of them. So
-/// a run that was killed goes on in the middle of a file. Several threads may use it.
+/// The marks of files that take long to write, in a file of the output folder that is created with the first mark. With
+/// them, a run that was killed goes on in the middle of a file. Several threads may use it.
 class WritingLog {
 public:
     static constexpr const char* Name = "writing.jsonl";
-    /// Between two marks of a file.
+    /// The interval between two marks of a file.
     static constexpr std::chrono::seconds Interval{5};
 
-    /// Of a whole run, or of one piece of it. The folder outlives this. Marks that are there count if they are of this
-    /// job, and are removed otherwise.
+    /// The log of a whole run, or of one piece of it. The folder outlives this. Existing marks count if they belong to
+    /// this job, and are removed otherwise.
     WritingLog(const Folder& folder, const std::optional<Piece>& piece, bool isOfJob,
                std::chrono::milliseconds interval = Interval);
 
     std::chrono::milliseconds MarkInterval() const { return interval_; }
     /// The file's last mark, of this run or of one before it.
     std::optional<WritingMark> Find(const PlannedFile& file) const;
-    /// The mark is on stable storage when this returns. Where none can be written, none is: they only save time.
+    /// The mark is on stable storage when this returns. If it cannot be written, none is kept: marks only save time.
     void Add(const PlannedFile& file, const WritingMark& mark);
-    /// All files are written: removes the log, and drafts of files that are no longer planned. That of a whole run does
-    /// so for those of its pieces too.
+    /// Call when all files are written: removes the log, and drafts of files that are no longer planned. The log of a
+    /// whole run also removes those of its pieces.
     void Finish();
 
 private:

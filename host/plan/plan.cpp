@@ -63,7 +63,7 @@ private:
         std::int64_t end;
     };
 
-    // A file system says where the file lies.
+    // True if a file system gives the file's extents.
     static bool IsSettled(const Outcome& outcome) { return !outcome.place->extents.empty(); }
 
     // An extent of a file with known extents; it holds what begins inside it.
@@ -432,7 +432,7 @@ std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const Medi
         }
     }
     outcomes.resize(count);
-    // Files that start together stand in the order of their types, but plain text after what may hold it.
+    // Files with the same start are ordered by type, but plain text comes after files that may contain it.
     std::ranges::sort(outcomes, {}, [](const Outcome& outcome) {
         const Finding& finding = outcome.finding;
         return std::tuple(outcome.startSector, IsPlainText(finding), finding.type, finding.size, finding.verdict,

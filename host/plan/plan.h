@@ -62,7 +62,7 @@ struct PlannedFile {
     /// The path of the file in which it begins; empty for most.
     Phrase container;
     std::vector<EmbeddedFile> embedded;
-    /// Found out behind planning.
+    /// Filled in after planning.
     Seldom<FileDetails> details;
     /// The size passes the medium's end.
     bool cutAtEnd = false;
@@ -71,7 +71,7 @@ struct PlannedFile {
 
     std::int64_t StartSector() const { return extents.front().startSector; }
     std::int64_t Size() const { return finding.size; }
-    /// Factory indices of all types that claim it, the one that it has in front and the others ascending.
+    /// Factory indices of all types that claim it: its own first, the others ascending.
     std::vector<std::int32_t> Types() const;
 };
 

@@ -42,10 +42,10 @@ public:
 
     /// The size of a regular file.
     std::optional<std::int64_t> Size() const;
-    /// Cuts the file to so many bytes; what is written next follows them.
+    /// Truncates the file to this many bytes; what is written next follows them.
     bool CutTo(std::int64_t bytes);
-    /// Keeps room on the disk for the file to grow by as many bytes; its size stays. What is not used is given back
-    /// with `ReleaseRoom`. Not every file system can.
+    /// Reserves room on the disk for the file to grow by this many bytes; its size stays. `ReleaseRoom` gives back what
+    /// is not used. Not every file system can do this.
     bool KeepRoom(std::int64_t bytes);
     void ReleaseRoom();
     /// Locks the file for this process until it is closed; false if another process has locked it. True where files

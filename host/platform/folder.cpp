@@ -85,7 +85,7 @@ File Folder::Create(const std::string& name) const {
 File Folder::Update(const std::string& name) const {
     File file = OpenRegular(fd_.Get(), name.c_str(), O_RDWR);
     struct stat info {};
-    // The bytes of a file that is linked here as well are another's.
+    // The file's bytes may belong to another hard link.
     const bool isOwn = file.IsOpen() && fstat(file.Descriptor(), &info) == 0 && info.st_nlink == 1;
     return isOwn || !file.IsOpen() ? std::move(file) : File(SystemError::WrongKind());
 }

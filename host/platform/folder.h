@@ -54,9 +54,9 @@ public:
     File CreateNew(const std::string& name) const;
     /// The same, replacing whatever has the name.
     File Create(const std::string& name) const;
-    /// Opens a regular file that has no other name, to read and to change it.
+    /// Opens a regular file without other hard links, for reading and writing.
     File Update(const std::string& name) const;
-    /// Opens a regular file that nobody writes to, to lock it; makes it if it is missing.
+    /// Opens a regular file for locking, never for writing; creates it if it is missing.
     File OpenLock(const std::string& name) const;
     /// Renames an entry, replacing a file with the new name.
     SystemError Rename(const std::string& from, const std::string& to) const;

@@ -8,13 +8,13 @@ namespace salvor {
 /// file that is written.
 void OccupyStandardStreams();
 
-/// Memory that is freed stays with the process, some MiB of it, so that blocks which are taken and freed over and over
-/// are not cleared by the system each time.
+/// Keeps some MiB of freed memory in the process, so that the system need not clear blocks that are allocated and freed
+/// over and over.
 void KeepFreedMemory();
 
-/// Gives up the rights of root, which were needed to open the medium and the folder: goes on as the folder's owner, or
-/// as the user who called `sudo` if the folder is `isNew`, which becomes theirs. Keeps them where the folder, or one in
-/// it, is root's own.
+/// Gives up root's rights, which were needed to open the medium and the folder. Goes on as the folder's owner or, if
+/// the folder is `isNew`, as the user who called `sudo`, who becomes its owner. Keeps the rights if root owns the
+/// folder or one in it.
 void GiveUpRootRights(const Folder& folder, bool isNew);
 
 /// The same for a run that opens nothing more: goes on as that user, or as nobody.

@@ -44,7 +44,7 @@ constexpr std::array GroupWords = {
     GroupWord{"archives", FileTypeGroup::Archive, ""},
 };
 
-// Other spellings of an extension. The longer spelling of web pages names bookmarks too.
+// Other spellings of an extension. The longer spelling for web pages names bookmarks too.
 struct Spelling {
     std::string_view word;
     std::string_view extension;

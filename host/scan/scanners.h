@@ -33,7 +33,7 @@ std::vector<std::int32_t> TypesNamed(const std::string& word);
 /// The same; throws `Failure` (usage) for a word that names none. `option` is where the word was given.
 std::vector<std::int32_t> RequireTypes(const std::string& option, const std::string& word);
 
-/// Types that a person names with one word.
+/// Types with one name for users.
 struct TypeGroup {
     std::string_view name;
     /// Ascending.

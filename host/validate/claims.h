@@ -10,14 +10,14 @@
 
 namespace salvor {
 
-/// What a scanner said of a file: its type's factory index and its size in bytes.
+/// A scanner's claim about a file: the type's factory index and the size in bytes.
 struct ReportedClaim {
     std::int32_t type = 0;
     std::int64_t size = 0;
     bool operator==(const ReportedClaim&) const = default;
 };
 
-/// What scanners reported at a place, mostly one of them: one claim takes no memory of its own.
+/// The claims of scanners at a place, usually just one: a single claim takes no memory of its own.
 class Claims {
 public:
     Claims() = default;
@@ -51,9 +51,9 @@ private:
         return all_->empty() ? std::span(&first_, empty() ? 0 : std::size_t{1}) : std::span(*all_);
     }
 
-    // No type in front of the first claim.
+    // No type before the first claim.
     ReportedClaim first_{-1, 0};
-    // Of several: all of them, the first too.
+    // If there are several: all of them, including the first.
     Seldom<std::vector<ReportedClaim>> all_;
 };
 

@@ -10,24 +10,24 @@
 
 namespace salvor {
 
-/// Where a file system says that a file's bytes lie.
+/// The places of a file's bytes according to a file system.
 struct SettledPlace {
-    /// In the file's order, from its start on; empty for a file in one piece.
+    /// In the file's order, from its start on; empty for a contiguous file.
     std::vector<Extent> extents;
-    /// So many bytes of the extents surely belong to this file.
+    /// How many bytes of the extents certainly belong to this file.
     std::int64_t ownBytes = 0;
     bool operator==(const SettledPlace&) const = default;
 };
 
-/// What is at a place where a find or a start lies; one a place. There may be millions.
+/// The result for a place with finds or a start; there is one for each place, so there may be millions.
 struct Outcome {
     std::int64_t startSector = 0;
     /// With verdict `NoFile`, its `why` says why there is none, and its type is that of the first claim.
     Finding finding;
-    /// What scanners reported here, in the order of their types; empty for a start that only validators saw.
+    /// What scanners reported here, ordered by type; empty for a start that only a validator's signature showed.
     Claims reported;
     Seldom<SettledPlace> place;
-    /// The caller's index of what a file system knows of it; -1 for unknown files.
+    /// The caller's index of what a file system knows about it; -1 if unknown.
     std::int32_t known = -1;
     bool operator==(const Outcome&) const = default;
 };

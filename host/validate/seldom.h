@@ -5,7 +5,8 @@
 
 namespace salvor {
 
-/// A value that is its default in nearly all of very many records: it takes the room of a pointer until it is changed.
+/// A value that is the default in nearly all of very many records: until it is changed, it takes only the room of a
+/// pointer.
 template <class T>
 class Seldom {
 public:

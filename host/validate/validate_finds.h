@@ -81,7 +81,7 @@ std::string NameOfAsked(std::span<const Validator* const> validators, std::int32
 /// not get to keep the scanners' sizes, and their findings say so.
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer);
-/// The same for very many finds: `take` is handed the outcomes one by one, and none is kept.
+/// The same for very many finds: `take` gets the outcomes one by one, and none is kept.
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer, const std::function<void(Outcome)>& take);
 

@@ -53,7 +53,7 @@ private:
     steady_clock::time_point nextSend_ = steady_clock::now();
 };
 
-// As `ValidateInput` made it, with the lines behind it. There may be millions.
+// As `ValidateInput` made it, with the lines after it. There may be millions.
 void TakeInput(const std::string& input, Sightings& seen, OutcomesRead& known) {
     std::int64_t count = 0;
     std::memcpy(&count, input.data(), sizeof(count));

@@ -9,7 +9,7 @@ namespace salvor {
 
 inline constexpr const char* ValidateOrderKind = "validate";
 
-/// What a worker that validates is told: the sightings. Lines of an outcomes file with what is known stand behind them.
+/// What a worker that validates is told: the sightings. Lines of an outcomes file with what is known stand after them.
 std::string ValidateInput(const Sightings& seen);
 
 /// The order's own parameters; everything else is in the input.

@@ -79,7 +79,7 @@ private:
     std::int64_t perFile_;
     bool isPart_ = false;
     bool mustBeWhole_ = false;
-    // A validator of the last answer ran out of its allowance.
+    // For the last answer, a validator ran out of its allowance.
     bool isUsedUp_ = false;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};
     std::unordered_map<std::uint64_t, const KnownFinding*> known_;

@@ -94,7 +94,7 @@ def zips(shop):
             {f"f{n}": b"%d" % n for n in range(3000)}), "extra-fields": pack(content, extra=struct.pack("<HH", 0xCAFE, 40) + bytes(40)),
         "large": pack(members(12, 300000)),
     }
-    # The end record begins on a sector's border, and 10 bytes in front of one.
+    # The end record begins on a sector's border, and 10 bytes before one.
     for name, want in (("end-on-border", 0), ("end-over-border", 502)):
         plain = pack({"a": b""}, zipfile.ZIP_STORED)
         made[name] = pack({"a": noise((want - len(plain) + 22) % 512 + 2048)}, zipfile.ZIP_STORED)

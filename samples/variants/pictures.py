@@ -138,7 +138,7 @@ def png(shop):
     shop.write("png", "palette", tiny_png(8, 8, 3, 4, png_chunk(b"PLTE", noise(48)), png_chunk(b"tRNS", b"\0")))
     shop.write("png", "gamma", tiny_png(16, 16, 2, 8, png_chunk(b"gAMA", struct.pack(">I", 45455)), png_chunk(b"sRGB", b"\0")))
     shop.write("png", "text", tiny_png(16, 16, 2, 8, png_chunk(b"tEXt", b"Comment\0" + b"word " * 900)))
-    # IEND begins in the sector in front of the one in which it ends.
+    # IEND begins in the sector before the one in which it ends.
     for missing in (2, 5, 9):
         plain = len(tiny_png(16, 16)) + 12
         shop.write("png", f"end-straddles-{missing}", tiny_png(16, 16, 6, 8, png_chunk(b"prVt", noise(1024 + missing - plain))))

@@ -132,7 +132,7 @@ def tiff_raws(shop):
                 "raw", strip("sensor", content, 600, 400, compression, 32803, 1, 12)).add("exif", exif(nikon)).add(
                 "gps", [(0, BYTE, b"\2\2\0\0")]).add("thumb", small).add("jpeg", preview).add("sensor", content).data())
 
-    # The sensor's data in the first directory; the previews in the chain behind it.
+    # The sensor's data in the first directory; the previews in the chain after it.
     for name, compression, content in (("packed", 65535, packed), ("plain", 1, sensor(600, 400))):
         shop.write("pef", name, Tiff(">").add(
             "main", camera("PENTAX Corporation", "PENTAX K10D") + strip("sensor", content, 600, 400, compression, 32803, 1, 12)
@@ -153,7 +153,7 @@ def tiff_raws(shop):
             "small", thumb).add("jpeg", preview).add("raw", strip("sensor", content, 600, 400, compression, 32803, 1, 14)).add(
             "sensor", content).data())
 
-    # Tiles of JPEG, previews, and the maker's data behind all; odd ends are filled up.
+    # Tiles of JPEG, previews, and the maker's data after everything else; odd ends are filled up.
     tiles = [lossless + noise(n) + b"\xff\xd9" for n in (9001, 8000, 7003, 9500)]
     for name, order, content in (("tiles", "<", tiles), ("big-endian", ">", tiles[:2]), ("odd", "<", [tiles[0] + b"\0"])):
         made = Tiff(order).add("main", main("A maker", "A model", (330, LONG, At("raw", "jpeg-ifd")), (50706, BYTE, b"\1\4\0\0"),

@@ -224,7 +224,7 @@ TEST(OfficePackages, OnlyTheArchivesRealStartCounts) {
     EXPECT_EQ(Scan(FileTypeIndex::Docx, medium), (Finds{{2, size}, {3, size - 512}}));
 }
 
-// Serves a piece of the medium where the walk expects it behind a large member, and zeros elsewhere.
+// Serves a piece of the medium where the walk expects it after a large member, and zeros elsewhere.
 class FarMedium : public Medium {
 public:
     std::int64_t farSector = 0;

@@ -124,7 +124,7 @@ TEST(WebArchive, EndsAtItsClosingBoundaryCloseBehindTheList) {
         {"abc\"", gap(42) + "abc--", 0},
         {"abc\"", "</xml>" + gap(41) + "abc--", 0},
         {"\"", gap(10) + "--", 12},
-        // No closing quote in reach, and a zero in front of it: no boundary.
+        // No closing quote in reach, and a zero before it: no boundary.
         {std::string(64, 'b') + "\"", "12" + gap(9), 2},
         {std::string("ab\0\"", 4), "12" + gap(9), 2},
         {std::string(39, 'b') + "\"", gap(6) + std::string(39, 'b') + "--", 0},
@@ -259,7 +259,7 @@ TEST(StoredMessage, EndsWithTheEntriesOfItsTable) {
         {StoredMessage(125, 1), 6 * 512},
         {StoredMessage(125, 2), 7 * 512},
         {StoredMessage(5, 300), 8 * 512},
-        // The end of the chain and the entry behind it lie in the first ten sectors of the table.
+        // The end of the chain and the entry after it lie in the first ten sectors of the table.
         {StoredMessage(1278, 1), 16 * 512},
         {StoredMessage(1279, 1), 0},
         {StoredMessage(), 6 * 512, 6 * 512},
@@ -275,7 +275,7 @@ TEST(StoredMessage, EndsWithTheEntriesOfItsTable) {
     }
 }
 
-// Many messages in front of one free entry: what the first has read of the entries holds for the others.
+// Many messages before one free entry: what the first has read of the entries holds for the others.
 TEST(StoredMessage, CountsEntriesAheadAsIfItWereAlone) {
     constexpr std::int64_t messages = 12;
     constexpr std::size_t firstEntry = 5 * 512 + 28;

@@ -114,7 +114,7 @@ const std::string Name = "%%Creator: Adobe Illustrator(TM) 3.2\r";
 const std::string OldEnd = "%%Trailer\r%%EOF\r";
 const std::string Body = Fill(250) + "\r";
 
-// Found whole, in front of other text.
+// Found whole, before other text.
 std::string Drawing(const std::string& content) { return OldHead + content; }
 
 const Case DrawingCases[] = {

@@ -92,13 +92,13 @@ TEST(Cr2, DirectoriesAndValuesBehindThePicturesCount) {
         Fields fields = Strip(600, MiB);
         TiffBuilder behind;
         behind.Append(Zeros(2 * MiB - 8));
-        // The value stands in front of its directory.
+        // The value stands before its directory.
         fields.push_back({tested.tag, Long, {behind.AppendDirectory(tested.named)}});
         const Bytes file = behind.File();
         EXPECT_EQ(SizeOf(Cr2, Cr2Of({fields}), 2 * MiB, Bytes(file.begin() + 2 * MiB, file.end())), tested.size)
             << tested.what;
     }
-    // The largest value and a larger one; one that ends at the end of what is looked at, and one behind it.
+    // The largest value and a larger one; one that ends at the end of what is looked at, and one after it.
     for (const auto& [offset, count, size] : {std::tuple{2 * MiB, 16 * MiB, 18 * MiB},
                                               {2 * MiB, 16 * MiB + 1, MiB + 600},
                                               {0x0FFFFF00U, 0xFFU, 0x0FFFFFFFU},
@@ -165,7 +165,7 @@ TEST(Cr3, EndsWhereTheBoxesDo) {
     const struct {
         const char* what;
         Bytes boxes;
-        // Behind the start; 0 for none.
+        // After the start; 0 for none.
         std::int64_t size;
     } cases[] = {
         {"boxes of all types",

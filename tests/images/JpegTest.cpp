@@ -33,7 +33,7 @@ std::string Segment(std::uint8_t marker, std::size_t size, const std::string& pa
 // Start of image and the first segment, 20 bytes together.
 std::string Head(const std::string& identifier = "JFIF") { return "\xFF\xD8" + Segment(0xE0, 18, identifier); }
 
-// A file with its end mark behind `size` bytes.
+// A file with its end mark after `size` bytes.
 std::string File(const std::string& head, std::size_t size) {
     const std::string start = head + Segment(0xDA, 8);
     return start + std::string(size - 2 - start.size(), '\x55') + EndMark;
@@ -136,7 +136,7 @@ TEST(Jpeg, AnEndMarkOnTheLastTwoBytesOfAPieceIsNotSeen) {
 TEST(Jpeg, SearchesNoPieceThatBeginsAtTheLimit) {
     Medium medium;
     medium.Grow((Limit + 2 * Piece) / 512);
-    // The last piece begins one byte in front of the limit, or at it.
+    // The last piece begins one byte before the limit, or at it.
     constexpr std::int64_t inFront = Limit % Piece - 1;
     constexpr std::int64_t at = Limit % Piece;
     const struct {

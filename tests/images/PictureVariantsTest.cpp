@@ -17,7 +17,7 @@ struct Change {
     std::string bytes;
 };
 
-// A sample file with some bytes changed, and with bytes behind it.
+// A sample file with some bytes changed, and with bytes after it.
 struct Variant {
     const char* what;
     const char* sample;

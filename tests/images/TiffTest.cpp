@@ -196,7 +196,7 @@ TEST(Orf, IsSizedByTheJpegOfThisOrAnEarlierFile) {
     // The second entry fails; the first one counts.
     medium.Put(20, OrfOf({{513, Long, {300}}, {514, 13, {}}}));
     medium.Put(40, OrfOf(jpeg)).Put(60, OrfOf({}));
-    // The end wraps at 32 bits and is negative, here and for the file behind it.
+    // The end wraps at 32 bits and is negative, here and for the file after it.
     medium.Put(80, OrfOf({{513, Long, {0x7FFFFFFF}}, {514, Long, {1}}})).Put(100, OrfOf({}));
     medium.Put(120, OrfOf({{513, Long, {0x7FFFFFFF}}, {514, Long, {0x80000005}}})).Grow(140);
     // Each scan starts with no JPEG.

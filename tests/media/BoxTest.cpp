@@ -51,7 +51,7 @@ TEST(Boxes, WalksEndWhereTheBoxesDo) {
     const struct {
         const char* what;
         Bytes boxes;
-        // Behind the first box; 0 for no find.
+        // After the first box; 0 for no find.
         std::int64_t mov;
         std::int64_t mp4;
     } cases[] = {
@@ -70,7 +70,7 @@ TEST(Boxes, WalksEndWhereTheBoxesDo) {
         {"beyond the medium", Join({Box(600, "moov"), Header(20000, "mdat")}), 20600, mediumBytes - 16},
         {"far beyond", Join({Box(600, "moov"), LongHeader(0x4000000000000000, "mdat")}), 0x4000000000000258,
          mediumBytes - 16},
-        // The box behind one of 5 bytes begins in its header, with a size of four letters.
+        // The box after one of 5 bytes begins in its header, with a size of four letters.
         {"smaller than its header", Join({Header(5, "moov"), BytesOf("free")}), 5, 5},
     };
     for (const auto& tested : cases) {

@@ -86,7 +86,7 @@ TEST(Mp3, FirstFrameBehindATagIsSearchedFor) {
     const Bytes frames = Frames(Common, 12);
     for (const std::size_t first : {127U, 128U, 129U, 5000U, 65661U, 65662U}) {
         const Bytes file = Join({BytesOf("ID3"), Zeros(first - 3), frames});
-        // A frame in front of the search leaves the next one to be found.
+        // A frame before the search leaves the next one to be found.
         const bool isFound = first == 127 || (first > 128 && first <= 65661);
         ExpectFiles(Mp3, {{std::to_string(first), file, isFound ? std::ssize(file) : 0}});
     }
@@ -110,7 +110,7 @@ TEST(Mp3, SectorsInsideTheLastFileAreRefusedForGood) {
         }
         EXPECT_EQ(sink.finds, expected);
     }
-    // Behind its end, another file moves the range, and the first one's sectors are candidates again.
+    // After its end, another file moves the range, and the first one's sectors are candidates again.
     medium.Put(12, Frames(Short, 16));
     const SectorBlock longer = BlockOf(medium);
     RecordingSink sink;

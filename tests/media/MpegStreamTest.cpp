@@ -123,7 +123,7 @@ TEST(Vob, FollowsPacksAndPacketsOfMpeg2) {
 }
 
 TEST(Vob, StreamsThatMeetShareWhatFollows) {
-    // The first one jumps over the second one, to the same long row of packs. Both have the six packets behind that.
+    // The first one jumps over the second one, to the same long row of packs. Both have the six packets after that.
     const Bytes shared = Join({Repeat(Pack(2), 4000), Repeat(Packet(26), 6)});
     for (const std::size_t own : {3U, 4U}) {
         Medium medium;
@@ -197,7 +197,7 @@ TEST(MpegStreams, EndlessStreamsEndAtTheirLimitAndAreWalkedOnce) {
     EXPECT_EQ(noTable.ScanStart(Mts, 470), Finds{});
     EXPECT_LT(noTable.bytesRead, limit + (8 << 20));
     EndlessMedium program(Packets(128, 188, 100));
-    // To the first packet at the limit or behind it, and no further than the cap.
+    // To the first packet at the limit or after it, and no further than the cap.
     EXPECT_EQ(program.ScanStart(Mts, 40), (Finds{{0, 0x7FFFF000}}));
     // 510 sectors.
     EndlessMedium packets(Join({Pack(0), Repeat(Packet(65535), 3), Packet(64477)}));

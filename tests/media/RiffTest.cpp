@@ -98,7 +98,7 @@ TEST(Avi, ExtensionsAreAdded) {
     medium.Put(0, Film(1300 * MiB)).Put(1024 * MiB, Extension(1000));
     EXPECT_EQ(medium.ScanStart(Avi), (Finds{{0, 1024 * MiB}}));
 
-    // 63 chunks of 2 GiB less 1, and one that ends in front of the limit or at it.
+    // 63 chunks of 2 GiB less 1, and one that ends before the limit or at it.
     for (const bool reachesLimit : {false, true}) {
         SparseMedium large(2 * ChainLimit);
         large.Put(0, Film(1024));

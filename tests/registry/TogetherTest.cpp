@@ -7,7 +7,7 @@
 #include "tests/support/Registry.h"
 
 // What scanners remember from one candidate to the next saves reading and changes no report: on media full of
-// candidates that stand in front of the same bytes, files are found together as they are alone.
+// candidates that stand before the same bytes, files are found together as they are alone.
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "tests/support/Medium.h"
 
-/// Media full of candidates that stand in front of the same bytes and run into each other; all of `size` bytes.
+/// Media full of candidates that stand before the same bytes and run into each other; all of `size` bytes.
 
 namespace test {
 

@@ -115,7 +115,7 @@ Bytes CdrFile() {
 }
 
 Bytes CdrPackage(ZipSizes sizes, std::string_view mediaType) {
-    // Holds what looks like the record behind it.
+    // Holds what looks like the record after it.
     const Bytes data = Patched(Zeros(700), 300, BytesOf("PK\x03\x04PK\x07\x08PK\x01\x02"));
     const Bytes sum = Zeros(4);
     const Bytes size = Words({static_cast<std::uint32_t>(data.size())});

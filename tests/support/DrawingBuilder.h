@@ -20,7 +20,7 @@ Bytes OciFile();
 /// A scene with 32-bit or with 64-bit lengths: the head and two more groups, the last of 40 bytes and its header.
 Bytes MbFile(bool isLong);
 Bytes CdrFile();
-/// A package whose second member has its size in a descriptor behind the data, in two forms, or in front of them.
+/// A package whose second member has its size in a descriptor after the data, in two forms, or before them.
 enum class ZipSizes { InHeader, InDescriptor, InBareDescriptor };
 Bytes CdrPackage(ZipSizes sizes, std::string_view mediaType = "application/x-vnd.corel.draw.document+zip");
 /// The heap holds `rawBytes` of noise and what looks like a root directory but for its place.

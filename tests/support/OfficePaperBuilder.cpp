@@ -43,7 +43,7 @@ Bytes OnePackage() {
         {SectionGuid, guid, guid, BytesOf("\x2F\xE9\x8D\x63\xD4\xA6\xC1\x4B\x9A\x36\xB3\xFC\x25\x11\xA5\xB7"), Zeros(4),
          // The package, whose length leaves out the GUID.
          LongStart(0x7A, true, 17), Bytes{0x0C}, Noise(3).Random(16), guid,
-         // A package of elements with one short element, which holds a long object and one with a length behind
+         // A package of elements with one short element, which holds a long object and one with a length after
          // its header: 1200 in two bytes.
          ShortStart(0x15, true, 1), Bytes{0}, ShortStart(1, true, 40), Noise(4).Random(40), LongStart(0x80, false, 100),
          Noise(5).Random(100), LongStart(0x81, true, 0x7FFF), NumberOf(1200U << 2U | 2U, 2), Noise(6).Random(1200),

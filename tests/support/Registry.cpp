@@ -58,7 +58,7 @@ std::int64_t Fixture::SizeReportedBy(std::int32_t type) const {
         // The header's size field, which does not count the 8 bytes before its end.
         return size - 8;
     }
-    // Mail ends in front of its last line break.
+    // Mail ends before its last line break.
     return type == Eml ? size - 2 : size;
 }
 
@@ -130,7 +130,7 @@ const std::map<std::string, std::int64_t> OtherSizes{
     {"lzw.tif", 0},
     // The end of the raw picture, which the file has only in part.
     {"cut.cr2", 1234567},
-    // The time stamp in front of the first packet counts twice.
+    // The time stamp before the first packet counts twice.
     {"stream.m2ts", 24580},
 };
 

@@ -36,7 +36,7 @@ std::ostream& operator<<(std::ostream& out, const Fixture& fixture);
 
 const std::vector<Fixture>& Fixtures();
 
-/// The fixture at the start of a sector of 512 bytes, random bytes before and behind; the rest of its last sector is
+/// The fixture at the start of a sector of 512 bytes, random bytes before and after; the rest of its last sector is
 /// zeros.
 inline constexpr std::int64_t FixtureSector = 5;
 Bytes FixtureMedium(const Bytes& file);

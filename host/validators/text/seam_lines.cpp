@@ -14,12 +14,12 @@ namespace {
 // alphabets. Shares of all bytes of texts, and of the first bytes of lines.
 constexpr std::array<double, 8> ShareOfBytes = {0.57, 0.08, 0.03, 0.13, 0.02, 0.08, 0.05, 0.03};
 constexpr std::array<double, 8> ShareOfHeads = {0.22, 0.03, 0.15, 0.27, 0.11, 0.20, 0.02, 0.003};
-// How many lines the shares of all texts count for.
+// How many lines the general shares count for.
 constexpr double LinesOfOthers = 4;
 
 bool IsBlank(std::uint8_t byte) { return byte == ' ' || byte == '\t' || byte == '\r'; }
 
-// A line that closes what earlier ones have opened, without its indentation.
+// True for a line that, apart from its indentation, closes what earlier lines have opened.
 bool Closes(ByteSpan line) {
     constexpr std::string_view closers[] = {"}", ")", "]", "end", "fi", "done", "#endif", "</", "\\end", "*/", "1;"};
     return std::ranges::any_of(closers, [line](std::string_view closer) {

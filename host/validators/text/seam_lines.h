@@ -9,7 +9,7 @@
 
 namespace salvor {
 
-/// What of a line may show that a text ends before it and the rest of another one begins with it. Weighed against all
+/// Signs at a line that a text ends before it and the rest of another one begins with it. They are weighed against all
 /// other lines, never alone.
 struct SeamSigns {
     /// The share of bytes like the line's first one, as a binary logarithm: among the first bytes of the text's lines
@@ -27,7 +27,8 @@ class SeamLines {
 public:
     explicit SeamLines(ByteSpan text) : text_(text) {}
 
-    /// Takes the byte at `at`, where the last call has ended. The signs of the line that begins behind it, if one does.
+    /// Takes the byte at `at`, where the last call ended. Gives the signs of the line that begins after it, if one
+    /// does.
     std::optional<SeamSigns> Take(std::size_t at);
 
 private:

@@ -89,8 +89,8 @@ double SeamOdds(double saved, std::size_t length, std::size_t learned) {
     return std::clamp((usual / 2 - saved / root) * usual / 50, -15.0, 15.0);
 }
 
-// How likely it is, beside other lines, that a text ends before this one; `length` bytes take `cost` bits more if
-// another text begins here, `learned` are in front. Fitted to some hundred texts that others follow.
+// How likely it is, compared with other lines, that a text ends before this one. `length` bytes take `cost` bits more
+// if another text begins here; `learned` bytes come before. Fitted to some hundred texts that are followed by others.
 double WeightOf(const SeamSigns& signs, double cost, std::size_t learned, std::size_t length) {
     const auto behind = static_cast<double>(length);
     return -0.61 * cost / std::sqrt(behind) - 0.47 * signs.ownHead + 0.77 * signs.middle + (signs.closes ? 1.7 : 0) -

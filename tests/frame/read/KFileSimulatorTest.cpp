@@ -74,7 +74,7 @@ TEST(KFileSimulator, TakesTheBlocksPartFirstAndRefillsBehindIt) {
     KFileSimulator reader(&block, Medium::StreamStart + 6, 0);
     EXPECT_EQ(ReadAt(reader, 0, 4096), Slice(medium, 6 * 512, 4096));
     EXPECT_EQ(medium.requests, (Requests{{8, 64}}));
-    // Behind the block and in front of it.
+    // After the block and before it.
     EXPECT_EQ(ReadAt(reader, 70000, 5), Slice(medium, 6 * 512 + 70000, 5));
     const SectorBlock late = BlockOf(medium, 100, 8);
     KFileSimulator before(&late, Medium::StreamStart + 2, 0);

@@ -151,7 +151,7 @@ TEST(Job, JoinsSegmentsOfSeveralMachines) {
     }
     // A damaged journal is scanned again, and only then is there a finds file once more.
     fs::remove(folder / "job/finds.jsonl");
-    // The largest journal: its middle lies behind its header.
+    // The largest journal: its middle lies after its header.
     const fs::path journal =
         std::ranges::max(std::vector<fs::path>(fs::directory_iterator(folder / "job/segments"), {}), {},
                          [](const fs::path& path) { return fs::file_size(path); });

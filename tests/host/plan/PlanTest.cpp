@@ -188,7 +188,7 @@ TEST(Plan, KeepsAnOpenFileTogetherThatWasFollowedToItsEnd) {
 }
 
 TEST(Plan, KeepsTheExtentsOfAFileTogetherAndWhatBeginsInThem) {
-    // The rest of the document lies in front of its start and behind a picture that cuts the one before it.
+    // The rest of the document lies before its start and after a picture that cuts the one before it.
     Outcome pieces = At(20, Doc, 3 * 512 + 100, Verdict::Whole);
     pieces.place = SettledPlace{{{20, 512}, {5, 1024}, {30, 512}}, 1636};
     const std::vector<Outcome> outcomes{At(4, Jpg, 2000, Verdict::Damaged), At(6, Png, 900, Verdict::Whole), pieces,

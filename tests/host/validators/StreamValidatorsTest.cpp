@@ -56,7 +56,7 @@ TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
     expectSize(wave, text, "a stranger's text looks like a chunk");
     EXPECT_TRUE(FindingOf("riff", wave, text).isCertain);
 
-    // Sound of odd length, and the pad byte behind the form.
+    // Sound of odd length, and the pad byte after the form.
     Bytes form = Fixture("tone.aif");
     constexpr std::string_view name = "SSND";
     const auto sound = std::search(form.begin(), form.end(), name.begin(), name.end()) - form.begin();

@@ -70,7 +70,7 @@ TEST_P(FileSystems, TellWhereLivingAndDeletedFilesLie) {
     }
 }
 
-// Behind each page of 2048 bytes stand 64 that say whose it is: the block's number in time, the object, which of its
+// After each page of 2048 bytes stand 64 that say whose it is: the block's number in time, the object, which of its
 // pages, and the bytes in use.
 TEST(Yaffs, IsNamedAndCarvedAsAStream) {
     Bytes image;
