@@ -19,7 +19,7 @@ namespace salvor {
 struct KnownFinding {
     std::int64_t startSector = 0;
     Validator::Phase phase = Validator::Phase::Structure;
-    /// The validator whose finding counts; empty if the scanner's find does.
+    /// The validator whose finding counts; empty if the scanner's does.
     Phrase validator;
     Finding finding;
     /// Bytes that were read for it; they are deducted from the allowance again.

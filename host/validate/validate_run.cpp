@@ -191,7 +191,7 @@ public:
         order.what["phase"] = static_cast<int>(part ? part->phase : Validator::Phase::Structure);
         order.medium = access_;
         const std::string input = ValidateInput(seen_);
-        // What is known is held there as it is read, and again as what it says.
+        // The worker holds known findings as text, and again parsed.
         order.memory += static_cast<std::int64_t>(input.size() + knownLines_.size()) * 6;
         input_ = MakeMemoryFile(input, knownLines_);
         order.input = input_.Get();

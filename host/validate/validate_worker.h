@@ -9,7 +9,8 @@ namespace salvor {
 
 inline constexpr const char* ValidateOrderKind = "validate";
 
-/// What a worker that validates is told: the sightings. Lines of an outcomes file with what is known stand after them.
+/// The first part of the input of a worker that validates: the sightings. Lines of an outcomes file with known findings
+/// follow it.
 std::string ValidateInput(const Sightings& seen);
 
 /// The order's own parameters; everything else is in the input.

@@ -17,7 +17,7 @@ public:
     const char* Name() const;
     /// In bytes.
     std::int64_t Size() const;
-    /// Does every file lie in whole sectors? Nothing is told of any other.
+    /// True if every file lies in whole sectors. Files of other file systems are not passed on.
     bool IsEven() const;
     /// In bytes.
     std::int64_t ClusterSize() const { return clusterSize_; }

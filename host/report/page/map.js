@@ -49,7 +49,7 @@ function findEdges() {
   return edges.subarray(0, count).sort();
 }
 
-// The medium as stretches that follow each other: ends in bytes, and the class of each.
+// The medium as consecutive stretches: their ends in bytes, and the class of each.
 function layOutMedium() {
   const edges = findEdges();
   const open = new Int32Array(mapClasses.length);

@@ -70,8 +70,8 @@ TEST_P(FileSystems, TellWhereLivingAndDeletedFilesLie) {
     }
 }
 
-// After each page of 2048 bytes stand 64 that say whose it is: the block's number in time, the object, which of its
-// pages, and the bytes in use.
+// Each page of 2048 bytes is followed by 64 bytes about it: the block's sequence number, the object, the number of the
+// page in the object, and the bytes in use.
 TEST(Yaffs, IsNamedAndCarvedAsAStream) {
     Bytes image;
     std::uint32_t pages = 0;
