@@ -9,10 +9,10 @@
 #include "host/app/finds_use.h"
 #include "host/app/options.h"
 #include "host/medium/rescue_map.h"
-#include "host/plan/size_rules.h"
 #include "host/platform/same_disk.h"
-#include "host/report/line_log.h"
+#include "host/records/line_log.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
 

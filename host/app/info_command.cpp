@@ -10,15 +10,15 @@
 
 #include "host/app/command.h"
 #include "host/app/options.h"
-#include "host/files/digest.h"
 #include "host/medium/ewf_image.h"
 #include "host/medium/open_image.h"
-#include "host/plan/size_rules.h"
 #include "host/platform/device_facts.h"
 #include "host/platform/mounts.h"
 #include "host/platform/stop_request.h"
+#include "host/records/digest.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/volumes/learn.h"
 
 namespace salvor {

@@ -7,9 +7,9 @@
 
 #include "host/app/command.h"
 #include "host/app/options.h"
+#include "host/app/scan_run.h"
 #include "host/platform/sandbox.h"
 #include "host/say/say.h"
-#include "host/scan/scan_run.h"
 #include "host/validators/validator.h"
 
 namespace salvor {

@@ -11,10 +11,10 @@
 #include <utility>
 
 #include "host/app/options.h"
-#include "host/plan/size_rules.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/scan/scanners.h"
 #include "host/scan/segment_plan.h"
 #include "host/scan/segment_run.h"

@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "host/app/command.h"
+#include "host/app/scan_run.h"
 #include "host/files/out_folder.h"
 #include "host/platform/folder.h"
-#include "host/report/piece.h"
+#include "host/records/piece.h"
 #include "host/say/failure.h"
 #include "host/scan/scan_job.h"
-#include "host/scan/scan_run.h"
 
 namespace salvor {
 

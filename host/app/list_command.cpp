@@ -9,6 +9,7 @@
 #include "host/app/shown_files.h"
 #include "host/report/report.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 

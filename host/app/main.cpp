@@ -1,6 +1,7 @@
 #include <string_view>
 
 #include "host/app/command.h"
+#include "host/app/worker_kinds.h"
 #include "host/platform/process.h"
 #include "host/workers/worker.h"
 

@@ -4,9 +4,9 @@
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
+#include "host/app/scan_run.h"
 #include "host/app/selection.h"
 #include "host/app/shown_files.h"
-#include "host/scan/scan_run.h"
 
 namespace salvor {
 

@@ -10,8 +10,8 @@
 
 #include "host/app/command.h"
 #include "host/app/help.h"
-#include "host/plan/size_rules.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

@@ -10,7 +10,7 @@
 #include "host/details/document_details.h"
 #include "host/details/film_details.h"
 #include "host/medium/extent_source.h"
-#include "host/report/base64.h"
+#include "host/records/base64.h"
 
 namespace salvor {
 

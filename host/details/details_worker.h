@@ -7,7 +7,7 @@
 
 #include "host/details/picture_details.h"
 #include "host/medium/extent.h"
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 #include "host/workers/worker.h"
 
 namespace salvor {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/details/file_details.h"
 #include "host/medium/medium_source.h"
+#include "host/plan/file_details.h"
 
 namespace salvor {
 

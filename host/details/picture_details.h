@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/details/file_details.h"
 #include "host/medium/medium_source.h"
+#include "host/plan/file_details.h"
 
 namespace salvor {
 

@@ -6,7 +6,7 @@
 #include <cctype>
 
 #include "host/platform/file_place.h"
-#include "host/report/line_log.h"
+#include "host/records/line_log.h"
 #include "host/say/failure.h"
 #include "host/say/say.h"
 

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/files/digest.h"
+#include "host/records/digest.h"
 
 namespace salvor {
 

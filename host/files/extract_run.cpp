@@ -20,6 +20,7 @@
 #include "host/report/written_before.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 

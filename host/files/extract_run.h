@@ -10,8 +10,8 @@
 #include "host/medium/image_spec.h"
 #include "host/medium/scan_medium.h"
 #include "host/plan/plan.h"
-#include "host/report/json_lines.h"
-#include "host/report/piece.h"
+#include "host/records/json_lines.h"
+#include "host/records/piece.h"
 #include "host/say/failure.h"
 #include "host/volumes/known_files.h"
 

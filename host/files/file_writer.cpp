@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "host/files/digest.h"
+#include "host/records/digest.h"
 
 namespace salvor {
 

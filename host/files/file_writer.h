@@ -9,36 +9,15 @@
 #include <vector>
 
 #include "host/files/content_filter.h"
-#include "host/files/digest.h"
 #include "host/files/file_pieces.h"
 #include "host/files/writing_log.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
+#include "host/records/digest.h"
+#include "host/report/write_result.h"
 
 namespace salvor {
-
-/// A draft is complete but still has its temporary name. `Known` and `SameBytes` leave no file.
-enum class WriteOutcome { Written, AlreadyThere, Draft, Known, SameBytes, Failed, Stopped };
-
-/// The result of writing one planned file.
-struct WriteResult {
-    WriteOutcome outcome = WriteOutcome::Failed;
-    /// The SHA-256 of the file's bytes, in lower-case hexadecimal; empty unless the file is there.
-    std::string sha256;
-    /// Bytes that could not be read and were written as zeros.
-    std::int64_t unreadableBytes = 0;
-    /// The reason of a failure, for the user.
-    std::string error;
-    bool diskIsFull = false;
-    /// The path of the file that holds the same bytes.
-    std::string sameAs = {};
-
-    void Fail(const SystemError& why) {
-        error = why.Text();
-        diskIsFull = why.IsDiskFull();
-    }
-};
 
 /// The folders of files below another one, opened once. The name of a file that is incomplete or a draft ends with
 /// `partialSuffix`; no other process that writes the same files at the same time has the same suffix.

@@ -10,8 +10,8 @@
 #include "host/platform/child_process.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
-#include "host/report/json_lines.h"
-#include "host/report/line_log.h"
+#include "host/records/json_lines.h"
+#include "host/records/line_log.h"
 #include "host/say/failure.h"
 
 namespace salvor {

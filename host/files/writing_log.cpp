@@ -4,7 +4,7 @@
 #include <exception>
 #include <filesystem>
 
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 #include "host/say/failure.h"
 
 namespace salvor {

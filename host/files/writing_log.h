@@ -12,8 +12,8 @@
 #include "host/medium/sector_ranges.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
-#include "host/report/line_log.h"
-#include "host/report/piece.h"
+#include "host/records/line_log.h"
+#include "host/records/piece.h"
 
 namespace salvor {
 

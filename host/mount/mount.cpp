@@ -15,9 +15,9 @@
 #include <thread>
 
 #include "host/medium/extent_source.h"
-#include "host/plan/size_rules.h"
 #include "host/platform/stop_request.h"
 #include "host/say/failure.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 

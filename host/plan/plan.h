@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/details/file_details.h"
+#include "host/plan/file_details.h"
 #include "host/plan/size_rules.h"
 #include "host/scan/scan_session.h"
 #include "host/validate/outcome.h"

@@ -8,20 +8,6 @@
 
 namespace salvor {
 
-/// Bytes from text such as "300", "64K", "1.5M", "2 GiB", "512 bytes" (K, M, G, T, P are powers of 1024; letter case,
-/// blanks and a following "B" or "iB" do not matter). Nothing for other text, negative numbers and numbers above the
-/// signed 64-bit range.
-std::optional<std::int64_t> ParseSize(const std::string& text);
-
-/// Bytes in the largest unit that gives a whole number: "10 MiB", "2147483647 bytes".
-std::string FormatExactSize(std::int64_t bytes);
-
-/// Bytes as people read them: "512 bytes", "64.0 KiB".
-std::string FormatSize(std::int64_t bytes);
-
-/// The sum of two sizes, limited to the largest number.
-std::int64_t AddSizes(std::int64_t a, std::int64_t b);
-
 /// A limit on sizes, one for all types and different ones for some.
 struct SizeRule {
     std::optional<std::int64_t> forAll;

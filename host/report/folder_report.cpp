@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <tuple>
 
-#include "host/report/line_log.h"
+#include "host/records/line_log.h"
 
 namespace salvor {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/platform/folder.h"
-#include "host/report/piece.h"
+#include "host/records/piece.h"
 #include "host/report/report.h"
 
 namespace salvor {

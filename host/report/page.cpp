@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "host/plan/plan.h"
-#include "host/report/base64.h"
+#include "host/records/base64.h"
 #include "host/report/page_parts.h"
 #include "host/report/report.h"
 #include "host/report/report_reader.h"

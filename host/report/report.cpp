@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/plan/size_rules.h"
+#include "host/say/size_text.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {
@@ -127,9 +127,9 @@ void LineFile::Require(bool done) const {
 }
 
 Failure LineFile::Failed(const SystemError& error) const {
-    return {ExitStatus::Losses, fmt::format("cannot write the report '{}': {}; free some space and run the command "
-                                            "again, files that are there stay",
-                                            (folder_.Path() / name_).string(), error.Text())};
+    const char* const advice = error.IsDiskFull() ? "; free some space and run the command again" : "";
+    return {ExitStatus::Losses, fmt::format("cannot write the report '{}': {}{}; the recovered files stay",
+                                            (folder_.Path() / name_).string(), error.Text(), advice)};
 }
 
 void FolderCounts::Add(const Json& record) {

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "host/files/file_writer.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
+#include "host/report/write_result.h"
 #include "host/say/failure.h"
 #include "host/volumes/known_file.h"
 

@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "host/medium/medium.h"
-#include "host/report/piece.h"
+#include "host/records/piece.h"
 #include "host/report/report.h"
 #include "host/say/failure.h"
 #include "host/say/say.h"

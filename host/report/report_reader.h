@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "host/details/file_details.h"
 #include "host/medium/sector_ranges.h"
+#include "host/plan/file_details.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
-#include "host/report/json_lines.h"
-#include "host/report/line_log.h"
+#include "host/records/json_lines.h"
+#include "host/records/line_log.h"
 
 namespace salvor {
 

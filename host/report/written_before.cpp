@@ -6,7 +6,7 @@
 #include <functional>
 #include <utility>
 
-#include "host/report/line_log.h"
+#include "host/records/line_log.h"
 
 namespace salvor {
 

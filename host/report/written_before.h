@@ -9,8 +9,8 @@
 #include "host/medium/sector_ranges.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
-#include "host/report/json_lines.h"
-#include "host/report/piece.h"
+#include "host/records/json_lines.h"
+#include "host/records/piece.h"
 #include "host/report/report.h"
 #include "host/volumes/known_file.h"
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/plan/size_rules.h"
 #include "host/platform/terminal.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 

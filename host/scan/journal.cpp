@@ -6,7 +6,8 @@
 #include <functional>
 #include <utility>
 
-#include "host/report/json_lines.h"
+#include "host/records/image_record.h"
+#include "host/records/json_lines.h"
 #include "host/say/failure.h"
 #include "host/scan/scanners.h"
 #include "host/scan/space_lines.h"

@@ -9,8 +9,8 @@
 #include "host/medium/image_spec.h"
 #include "host/medium/sector_ranges.h"
 #include "host/medium/space.h"
-#include "host/report/json_lines.h"
-#include "host/report/line_log.h"
+#include "host/records/json_lines.h"
+#include "host/records/line_log.h"
 #include "host/scan/scan_session.h"
 
 namespace salvor {

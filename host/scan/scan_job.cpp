@@ -9,10 +9,10 @@
 #include <system_error>
 #include <vector>
 
-#include "host/files/digest.h"
 #include "host/platform/device_facts.h"
-#include "host/report/json_lines.h"
-#include "host/report/line_log.h"
+#include "host/records/digest.h"
+#include "host/records/json_lines.h"
+#include "host/records/line_log.h"
 #include "host/say/failure.h"
 #include "host/scan/space_lines.h"
 

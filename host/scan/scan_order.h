@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 #include "host/scan/scan_session.h"
 #include "host/scan/segment_journal.h"
 #include "host/workers/worker.h"

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "frame/contract/FileTypeCatalog.h"
-#include "host/report/json_lines.h"
-#include "host/report/line_log.h"
+#include "host/records/json_lines.h"
+#include "host/records/line_log.h"
 #include "host/scan/journal.h"
 
 namespace salvor {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/files/digest.h"
+#include "host/records/digest.h"
 
 namespace salvor {
 

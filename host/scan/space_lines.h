@@ -4,8 +4,8 @@
 #include <string>
 
 #include "host/medium/space.h"
-#include "host/report/json_lines.h"
-#include "host/report/line_log.h"
+#include "host/records/json_lines.h"
+#include "host/records/line_log.h"
 
 namespace salvor {
 

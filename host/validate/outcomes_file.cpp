@@ -7,9 +7,9 @@
 #include <array>
 #include <string_view>
 
-#include "host/files/digest.h"
-#include "host/plan/size_rules.h"
-#include "host/report/json_lines.h"
+#include "host/records/digest.h"
+#include "host/records/json_lines.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 

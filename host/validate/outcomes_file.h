@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/report/line_log.h"
-#include "host/report/piece.h"
+#include "host/records/line_log.h"
+#include "host/records/piece.h"
 #include "host/validate/validate_finds.h"
 
 namespace salvor {

@@ -10,7 +10,7 @@
 #include "host/medium/medium.h"
 #include "host/medium/space.h"
 #include "host/platform/file_place.h"
-#include "host/report/piece.h"
+#include "host/records/piece.h"
 #include "host/validate/validate_finds.h"
 
 namespace salvor {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 #include "host/volumes/prefer_known.h"
 #include "host/workers/worker.h"
 

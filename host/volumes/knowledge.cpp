@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 
 namespace salvor {
 

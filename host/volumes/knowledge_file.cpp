@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 #include "host/volumes/joined_worker.h"
 
 namespace salvor {

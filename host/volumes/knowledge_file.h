@@ -4,7 +4,7 @@
 #include <string>
 
 #include "host/platform/file_place.h"
-#include "host/report/line_log.h"
+#include "host/records/line_log.h"
 #include "host/volumes/knowledge.h"
 #include "host/volumes/prefer_known.h"
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/records/image_record.h"
 #include "host/workers/worker_page.h"
 
 namespace salvor {

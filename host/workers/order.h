@@ -8,7 +8,7 @@
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/medium/space.h"
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 
 namespace salvor {
 

@@ -65,9 +65,6 @@ struct WorkerKind {
     void (*prepare)(const Json& what) = nullptr;
 };
 
-/// The program's tasks.
-std::span<const WorkerKind> WorkerKinds();
-
 /// Runs a worker process from its first line on; `parent` is the process that started it, in digits.
 [[noreturn]] void LiveAsWorker(const char* parent, std::span<const WorkerKind> kinds);
 

@@ -13,24 +13,28 @@ foreach(family IN ITEMS containers media images documents)
     set(uses_${family} "${uses_formats}|formats")
 endforeach()
 set(uses_frame/registry "${uses_containers}|${families}")
-# The program's rooms may include each other, but none may include the commands; of the library they know the contract,
-# bytes and formats. Planning is pure: it sees no medium and no file. The platform room includes no other room, and no
-# other room includes system headers. Validators know a file's bytes, and neither the system nor the scan nor the run
-# around them.
-set(host_rooms "host/say|host/medium|host/scan|host/validate|host/validators|host/plan|host/files|host/report")
-set(host_rooms "${host_rooms}|host/workers|host/mount|host/volumes|host/platform|host/validators/text")
-set(uses_host "${host_rooms}|frame/contract|frame/bytes|formats")
-set(uses_host/plan "host/scan|host/validate|host/validators|host/say|frame/contract")
+# The program's rooms stand above each other: each may include those before it, and the contract, bytes and formats of the
+# library. The platform room knows nothing of the program, and no other room knows the system.
+set(host_rooms say medium records validators workers scan validate volumes plan details report files mount app)
 set(uses_host/platform "")
-# Details of pictures are part of the plan and of the report.
-set(host_rooms "${host_rooms}|host/details")
-set(uses_host "${uses_host}|host/details")
-set(uses_host/details "${uses_host}|host/validators/containers")
-string(APPEND uses_host/plan "|host/details")
-set(uses_host/validators "host/medium|frame/contract|frame/bytes|formats")
+set(library "frame/contract|frame/bytes|formats")
+set(below "${library}|host/platform")
+foreach(room IN LISTS host_rooms)
+    set(uses_host/${room} "${below}")
+    string(APPEND below "|host/${room}")
+endforeach()
+# Planning is pure: it sees no medium and no file. Validators know a file's bytes, but neither the system nor the run
+# around them. Each family of validators is a room of its own, and all of them may look at text.
+set(uses_host/plan "host/scan|host/validate|host/validators|host/say|frame/contract")
+set(uses_host/validators "host/medium|${library}")
 foreach(family IN ITEMS containers media images documents text)
     set(uses_host/validators/${family} "${uses_host/validators}|host/validators|host/validators/text")
 endforeach()
+# Scans note where texts may begin, and details of documents lie in the containers that validators read.
+foreach(room IN ITEMS scan validate)
+    string(APPEND uses_host/${room} "|host/validators/text")
+endforeach()
+string(APPEND uses_host/details "|host/validators/containers")
 # Headers that the program's other rooms take from elsewhere. Those of the language have no suffix and no folder, and a
 # few of them show what differs between systems: error numbers, signals, files that open as text.
 set(program_libraries "^(fmt/(format|chrono)|pugixml|fuse3/fuse(_lowlevel)?|nlohmann/json|CLI/CLI|openssl/evp|zlib)\\.h(pp)?$")

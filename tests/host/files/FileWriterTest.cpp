@@ -9,10 +9,10 @@
 #include <fstream>
 #include <functional>
 
-#include "host/files/digest.h"
 #include "host/files/write_files.h"
 #include "host/medium/extent_source.h"
 #include "host/medium/open_image.h"
+#include "host/records/digest.h"
 #include "host/report/report.h"
 #include "host/say/failure.h"
 #include "tests/host/TestFiles.h"

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "host/say/failure.h"
+#include "host/say/size_text.h"
 #include "host/scan/scanners.h"
 
 namespace salvor {

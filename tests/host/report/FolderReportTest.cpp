@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "host/report/line_log.h"
+#include "host/records/line_log.h"
 #include "tests/host/TestFiles.h"
 
 namespace salvor {

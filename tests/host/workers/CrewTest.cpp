@@ -7,6 +7,7 @@
 #include <map>
 #include <thread>
 
+#include "host/app/worker_kinds.h"
 #include "host/medium/open_image.h"
 #include "host/platform/folder.h"
 #include "host/platform/sandbox.h"

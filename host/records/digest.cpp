@@ -1,4 +1,4 @@
-#include "host/files/digest.h"
+#include "host/records/digest.h"
 
 #include <fmt/format.h>
 

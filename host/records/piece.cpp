@@ -1,4 +1,4 @@
-#include "host/report/piece.h"
+#include "host/records/piece.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "host/report/json_lines.h"
+#include "host/records/json_lines.h"
 
 #include <stdexcept>
 

@@ -1,4 +1,4 @@
-#include "host/report/line_log.h"
+#include "host/records/line_log.h"
 
 #include <fmt/format.h>
 

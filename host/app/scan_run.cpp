@@ -1,4 +1,4 @@
-#include "host/scan/scan_run.h"
+#include "host/app/scan_run.h"
 
 #include <fmt/format.h>
 
@@ -15,6 +15,7 @@
 #include "host/say/failure.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/scan/scan_job.h"
 #include "host/scan/scanners.h"
 #include "host/volumes/learn.h"

@@ -1,4 +1,4 @@
-#include "host/report/base64.h"
+#include "host/records/base64.h"
 
 #include <openssl/evp.h>
 

@@ -1,4 +1,4 @@
-#include "host/medium/image_spec.h"
+#include "host/records/image_record.h"
 
 #include <fmt/format.h>
 

@@ -1,3 +1,5 @@
+#include "host/app/worker_kinds.h"
+
 #include <array>
 
 #include "host/details/details_worker.h"
