@@ -228,6 +228,6 @@ test('folders without files or with an unfinished report are told in words', asy
   const empty = await openPage(makeFolder('empty', []));
   assert.match(await empty.$eval('#notices', (element) => element.textContent), /no recovered files/);
   const cut = await openPage(makeFolder('cut', [{ path: 'jpg/f0000000000.jpg' }], null));
-  assert.match(await cut.$eval('#notices', (element) => element.textContent), /did not come to its end/);
+  assert.match(await cut.$eval('#notices', (element) => element.textContent), /was stopped before its end/);
   assert.deepEqual([...empty.errors, ...cut.errors], []);
 });

@@ -100,7 +100,7 @@ function showDetails(file, step) {
       mayOpen ? make('a', { className: 'button', href: path, target: '_blank', rel: 'noopener noreferrer' }, 'Open') : null,
       copyButton(pathOf(file), 'Copy path'), copyButton(hashOf(file), 'Copy hash')),
     mayOpen ? '' : make('p', { className: 'muted' },
-      'It is not opened from here: a browser might run what it holds. Look at it with a program that you trust.'));
+      'This page does not open it, since a browser might run what it contains. Use a program that you trust.'));
   if (!dialog.open) {
     dialog.showModal();
   }
@@ -153,7 +153,7 @@ function fillSummary() {
     make('dl', { className: 'facts' }, ...[
       ['Medium', data.image], ['Its size', `${formatSize(data.imageSize)} (${formatNumber(data.imageSize)} bytes)`],
       ['Sectors', `of ${data.sectorSize} bytes; ${unreadable ? `${formatNumber(unreadable)} could not be read` : 'all were read'}`],
-      ['Run', data.isComplete ? 'came to its end' : 'did not come to its end'],
+      ['Run', data.isComplete ? 'complete' : 'stopped before its end'],
       ['Page made', `${new Date(data.made * 1000).toLocaleString()} by ${data.program}`],
     ].flatMap(([name, value]) => [make('dt', {}, name), make('dd', {}, value)])),
     map, byId('legend').cloneNode(true), countTable(types),

@@ -20,10 +20,10 @@ function showHead() {
     notices.push('There are no recovered files in this folder.');
   }
   if (!data.isComplete) {
-    notices.push('The run did not come to its end: more files may be found when it goes on.');
+    notices.push('The run was stopped before its end: resuming it may find more files.');
   }
   if (data.unreadable.length > 0) {
-    notices.push('Parts of the medium could not be read. Zeros stand in their place.');
+    notices.push('Parts of the medium could not be read; the files have zeros there.');
   }
   if (data.damagedLines > 0) {
     notices.push(`${plural(data.damagedLines, 'line')} of the report could not be read.`);
@@ -114,7 +114,7 @@ function update() {
     : `${formatNumber(order.length)} of ${plural(files.count, 'file')}, ${formatSize(bytes)}${place}`;
   byId('clear').hidden = !isFiltered();
   byId('empty').hidden = order.length > 0;
-  byId('empty').textContent = files.count === 0 ? 'No files were recovered.' : 'No file is like that.';
+  byId('empty').textContent = files.count === 0 ? 'No files were recovered.' : 'No file matches.';
   showColumns(isGallery);
   list.show(order, isGallery);
   map?.mark();
