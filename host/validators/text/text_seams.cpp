@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "host/validators/text/seam_lines.h"
@@ -139,6 +140,7 @@ private:
     std::optional<std::int64_t> EndBefore(std::int64_t border);
     std::optional<std::int64_t> EndInLast(std::int64_t last);
     bool MayBeginAt(std::int64_t border);
+    bool OpensInWord(std::int64_t border);
     double Enough(bool isFullCluster) const;
     double OddsAt(std::int64_t border);
     End BestEnd(std::int64_t start, std::int64_t end);
@@ -217,7 +219,8 @@ std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
     if (end.odds + odds > Enough(isEnd)) {
         return end.at;
     }
-    return isPiece_ && !isEnd && odds > EnoughAfterPiece ? std::optional(border) : std::nullopt;
+    const bool isBorder = !isEnd && ((isPiece_ && odds > EnoughAfterPiece) || OpensInWord(border));
+    return isBorder ? std::optional(border) : std::nullopt;
 }
 
 // The limit for two seams, the second at a border.
@@ -247,6 +250,17 @@ bool SeamSearch::MayBeginAt(std::int64_t border) {
     const std::vector<std::uint8_t> text = Copy(std::max(from_, border - looked), border + 1);
     const auto pair = std::span(text).last(2);
     return !IsLineEnd(pair[0]) && std::search(text.begin(), text.end(), pair.begin(), pair.end()) == text.end() - 2;
+}
+
+// True if a letter is followed at the border by a mark that files open with.
+bool SeamSearch::OpensInWord(std::int64_t border) {
+    constexpr std::string_view marks[] = {"# ", "#!", "/*", "//", "<!--", "%%", "---"};
+    constexpr std::size_t longest = 4;
+    const ByteSpan bytes = file_.At(border - 1, 1 + longest);
+    return bytes.size() == 1 + longest && IsLetter(bytes[0]) &&
+           std::ranges::any_of(marks, [opening = bytes.subspan(1)](std::string_view mark) {
+               return std::equal(mark.begin(), mark.end(), opening.begin());
+           });
 }
 
 double SeamSearch::OddsAt(std::int64_t border) {

@@ -95,6 +95,9 @@ TEST(Text, EndsWhereAnotherTextFillsItsCluster) {
         EXPECT_EQ(test::FindingOf("text", BytesOf(text), Binary("\x80"), onGrid).size, std::ssize(prose));
         EXPECT_GT(TextFinding(text, Binary("\x80")).size, std::ssize(prose));
     }
+    // A file that opens with a comment right after a letter.
+    const std::string cut = prose.substr(0, clusterBytes - 1) + "a";
+    EXPECT_EQ(test::FindingOf("text", BytesOf(cut + "# " + code), Bytes(5000), onGrid).size, std::ssize(cut));
     for (const Bytes& behind : {Binary("\x80"), Bytes(5000)}) {
         EXPECT_EQ(test::FindingOf("text", BytesOf(prose + prose + prose), behind, onGrid).size, std::ssize(prose) * 3);
         EXPECT_EQ(test::FindingOf("text", BytesOf(prose + code), behind, onGrid).size, std::ssize(prose + code));
