@@ -2,8 +2,6 @@
 
 #include <iconv.h>
 
-#include <bit>
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,6 +10,7 @@ namespace salvor {
 
 namespace {
 
+// Closing what an unknown encoding gives only fails.
 struct CloseConverter {
     void operator()(iconv_t converter) const { iconv_close(converter); }
 };
@@ -23,13 +22,8 @@ void LoadTextConversions(std::span<const char* const> encodings) {
     // What a converter needs stays loaded while it is open: until the process ends.
     static std::map<std::string, Converter> converters;
     for (const char* encoding : encodings) {
-        if (converters.contains(encoding)) {
-            continue;
-        }
-        // An encoding that the system does not know gives -1.
-        const iconv_t opened = iconv_open("UTF-8", encoding);
-        if (std::bit_cast<std::intptr_t>(opened) != -1) {
-            converters.emplace(encoding, opened);
+        if (!converters.contains(encoding)) {
+            converters.emplace(encoding, iconv_open("UTF-8", encoding));
         }
     }
 }
