@@ -15,6 +15,7 @@
 #include "host/details/document_details.h"
 #include "host/details/film_details.h"
 #include "host/platform/sandbox.h"
+#include "tests/host/Deflated.h"
 #include "tests/host/TestFiles.h"
 #include "tests/support/BoxBytes.h"
 #include "tests/support/ZipBuilder.h"
@@ -127,18 +128,7 @@ Bytes PngOf(std::uint32_t side) {
 // Properties with a title of so many bytes, which take about a thousandth when packed.
 Bytes PackedProperties(std::size_t titleBytes) {
     const std::string xml = "<p xmlns:dc='d'><dc:title>" + std::string(titleBytes, 'x') + "</dc:title></p>";
-    Bytes text(xml.begin(), xml.end());
-    Bytes packed(text.size());
-    z_stream stream{};
-    deflateInit2(&stream, 9, Z_DEFLATED, -15, 9, Z_DEFAULT_STRATEGY);
-    stream.next_in = text.data();
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = packed.data();
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return packed;
+    return test::Deflated(Bytes(xml.begin(), xml.end()));
 }
 
 // A package whose only member, a packed one, is its properties.

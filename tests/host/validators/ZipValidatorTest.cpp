@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "frame/contract/FileTypeCatalog.h"
+#include "tests/host/Deflated.h"
 #include "tests/host/validators/TestPlace.h"
 #include "tests/support/Numbers.h"
 
@@ -16,24 +17,10 @@ namespace {
 using namespace std::string_literals;
 using ::test::Bytes;
 using ::test::BytesOf;
+using test::Deflated;
 using ::test::Little;
 
 void Add(Bytes& file, const Bytes& bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); }
-
-Bytes Deflated(const Bytes& content) {
-    z_stream stream{};
-    deflateInit2(&stream, 9, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    Bytes packed(content.size() + 64);
-    Bytes source = content;
-    stream.next_in = source.data();
-    stream.avail_in = static_cast<uInt>(source.size());
-    stream.next_out = packed.data();
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return packed;
-}
 
 enum class Sizes { InHeader, Descriptor, BareDescriptor, LongDescriptor };
 
