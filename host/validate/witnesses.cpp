@@ -10,8 +10,6 @@
 
 namespace salvor {
 
-extern const Validator TextValidator;
-
 namespace {
 
 using Phase = Validator::Phase;
@@ -156,7 +154,7 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
             if (!validator.begins(head)) {
                 continue;
             }
-            const bool isFollowed = !mustBeWhole_ || &validator != &TextValidator;
+            const bool isFollowed = !mustBeWhole_ || validator.mayBeWhole;
             allowance = ReadAllowance(std::min(left_, given));
             const std::int64_t before = allowance.Left();
             if (isFollowed) {

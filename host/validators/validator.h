@@ -66,6 +66,8 @@ struct Validator {
     /// Factory indices of the types whose finds this validator judges: if it finds no file, the find is dropped. If
     /// empty, it judges all finds for whose start `begins` holds.
     std::span<const std::int32_t> types = {};
+    /// False for a format without an end of its own: its files are `Open` at best.
+    bool mayBeWhole = true;
 };
 
 /// All validators, the most trusted first: if two findings are equally sure, the earlier validator's counts.

@@ -252,6 +252,7 @@ const Validator TextValidator{.name = "text",
                               .starts = {},
                               .begins = Begins,
                               .validate = Validate,
-                              .types = Types};
+                              .types = Types,
+                              .mayBeWhole = false};
 
 }  // namespace salvor
