@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "host/app/command.h"
@@ -10,11 +12,13 @@
 #include "host/app/options.h"
 #include "host/medium/rescue_map.h"
 #include "host/platform/same_disk.h"
+#include "host/platform/stop_request.h"
 #include "host/records/line_log.h"
 #include "host/say/say.h"
 #include "host/say/size_text.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
+#include "host/volumes/learn.h"
 
 namespace salvor {
 
@@ -25,6 +29,7 @@ struct ExportMapCommand {
     ImageSpec image;
     std::string out;
     bool overwrite = false;
+    bool noFileSystem = false;
     bool quiet = false;
 };
 
@@ -77,10 +82,14 @@ ExitStatus RunExportMap(const ExportMapCommand& command) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' exists; name another file, or pass --overwrite to replace it", command.out));
     }
-    const Validation validation = ValidateWithFile(
-        medium, finds.journal.seen, finds.journal.header.caps, FilePlace(OutcomesPathOf(command.finds)), {},
-        {.image = finds.image, .quiet = command.quiet, .space = finds.medium.Joins()});
-    if (!validation.complete) {
+    const std::optional<KnowledgePlaces> knowledge =
+        command.noFileSystem ? std::nullopt : std::optional(KnowledgePlaces{FilePlace(KnownPathOf(command.finds))});
+    const Validation validation =
+        ValidateWithFileSystems(finds.medium, std::move(finds.journal.seen), finds.journal.header.caps,
+                                FilePlace(OutcomesPathOf(command.finds)), {},
+                                {.image = finds.image, .quiet = command.quiet}, knowledge)
+            .validation;
+    if (!validation.complete || StopRequested()) {
         return ExitStatus::Stopped;
     }
     const std::int64_t sectorSize = medium.SectorSize();
@@ -115,6 +124,7 @@ Command ExportMapCommandLine() {
                             .value = "MAP",
                             .isRequired = true});
     line.options.push_back({.name = "--overwrite", .target = &command->overwrite, .help = "Replace an existing file"});
+    AddNoFileSystem(line, command->noFileSystem);
     AddQuiet(line, command->quiet);
     line.footer = "Example: salvor export-map card.finds --out next.map";
     line.run = [command] {

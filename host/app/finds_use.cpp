@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "host/app/job_scan.h"
 #include "host/files/joined_plan.h"
@@ -14,6 +15,7 @@
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
+#include "host/volumes/knowledge_file.h"
 #include "host/volumes/learn.h"
 #include "host/volumes/original_names.h"
 
@@ -90,39 +92,72 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
     RefuseSameDevice(path, imageFiles);
 }
 
+Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
+                                  const std::map<std::int32_t, std::int64_t>& caps, const FilePlace& outcomes,
+                                  const std::vector<FilePlace>& earlier, ValidateHow how,
+                                  const std::optional<KnowledgePlaces>& knowledge) {
+    std::optional<AskedFileSystems> fileSystems;
+    if (knowledge && !IsKnowledgeFile(knowledge->place)) {
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("'{}' holds something else than what file systems know; move it away, or pass "
+                                  "--no-file-system",
+                                  knowledge->place.Text()));
+    }
+    if (knowledge) {
+        fileSystems.emplace(medium, KnownRequest{how.image, caps, DigestOf(medium.Scanned(), seen, caps)},
+                            knowledge->place, knowledge->earlier);
+        how.grids = fileSystems->Grids();
+    }
+    how.space = medium.Joins();
+    Validated result{.validation = ValidateWithFile(medium.Scanned(), seen, caps, outcomes, earlier, how), .known = {}};
+    seen = {};
+    EndAtGaps(result.validation.outcomes, medium);
+    if (result.validation.complete && fileSystems) {
+        result.known = fileSystems->Improve(result.validation.outcomes, how.quiet);
+    }
+    return result;
+}
+
+namespace {
+
+// Keeps everything in the folder of the recovered files. What lies beside the finds is used, but not changed.
+Validated ValidateSeen(const ScanMedium& medium, Sightings seen, const FindsOrigin& origin,
+                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
+                       bool quiet) {
+    // The user did not name these paths, so links are not followed and pipes not waited for.
+    const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
+    const Folder folder = Folder::Open(beside.parent_path());
+    std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
+    earlier.emplace_back(folder, beside.filename().string());
+    std::optional<KnowledgePlaces> knowledge;
+    if (!fileSystems.isOff) {
+        const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
+        // Pieces may be written at the same time, so each has its own file, unless validating has already asked.
+        const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
+        knowledge = {FilePlace(out.folder, name), {FilePlace(folder, knownBeside.filename().string())}};
+    }
+    ValidateHow how{.image = origin.image, .workers = WorkersFor("", medium.Image()), .quiet = quiet};
+    if (piece) {
+        how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
+        how.needsShares = true;
+    }
+    return ValidateWithFileSystems(medium, std::move(seen), origin.caps, {out.folder, "outcomes.jsonl"}, earlier,
+                                   std::move(how), knowledge);
+}
+
+}  // namespace
+
 ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrigin& origin, PlanFilter filter,
                        const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
                        const std::optional<Piece>& piece, bool quiet) {
-    KnownFiles known;
-    Validation validation;
+    Validated validated;
+    auto& [validation, known] = validated;
     if (filter.asReported) {
         validation = {ReportedOutcomes(seen.finds, ShapeOf(medium), filter.types), true, {}};
         seen = {};
         EndAtGaps(validation.outcomes, medium);
     } else {
-        // The user did not name this path, so links are not followed and pipes not waited for.
-        const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
-        const Folder folder = Folder::Open(beside.parent_path());
-        std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
-        earlier.emplace_back(folder, beside.filename().string());
-        ValidateHow how{
-            .image = origin.image, .workers = WorkersFor("", medium.Image()), .quiet = quiet, .space = medium.Joins()};
-        if (piece) {
-            how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
-            how.needsShares = true;
-        }
-        const std::string digest = DigestOf(medium.Scanned(), seen, origin.caps);
-        validation =
-            ValidateWithFile(medium.Scanned(), seen, origin.caps, {out.folder, "outcomes.jsonl"}, earlier, how);
-        seen = {};
-        EndAtGaps(validation.outcomes, medium);
-        if (validation.complete && !fileSystems.isOff) {
-            const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
-            // Pieces may be written at the same time, so each has its own file, unless validating has already asked.
-            const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
-            known = AskFileSystems(medium, {origin.image, origin.caps, digest}, FilePlace(out.folder, name),
-                                   {{folder, knownBeside.filename().string()}}, validation.outcomes, quiet);
-        }
+        validated = ValidateSeen(medium, std::move(seen), origin, fileSystems, out, piece, quiet);
     }
     if (fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,7 +10,10 @@
 #include "host/files/out_folder.h"
 #include "host/medium/scan_medium.h"
 #include "host/plan/plan.h"
+#include "host/platform/file_place.h"
 #include "host/scan/journal.h"
+#include "host/validate/validate_run.h"
+#include "host/volumes/known_files.h"
 
 namespace salvor {
 
@@ -41,6 +46,27 @@ struct FileSystemUse {
     /// "start" or "original".
     std::string names = "start";
 };
+
+/// The files that keep what the file systems of a medium know.
+struct KnowledgePlaces {
+    FilePlace place;
+    /// Others that may hold it already; these are only read.
+    std::vector<FilePlace> earlier = {};
+};
+
+struct Validated {
+    Validation validation;
+    /// What the indices in the outcomes refer to.
+    KnownFiles known;
+};
+
+/// Validates, knowing where the clusters of the file systems lie, and lets them improve the outcomes; without
+/// `knowledge` they are not asked. `earlier` are outcomes that are used again; the grids and the space of `how` are
+/// filled in here.
+Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
+                                  const std::map<std::int32_t, std::int64_t>& caps, const FilePlace& outcomes,
+                                  const std::vector<FilePlace>& earlier, ValidateHow how,
+                                  const std::optional<KnowledgePlaces>& knowledge);
 
 /// Validates unless the files are wanted as reported, asks the file systems what they know, and writes the files or one
 /// piece of them.

@@ -38,8 +38,8 @@ ExitStatus RunMount(const MountCommand& command) {
     std::vector<ReportedFile> files;
     const ShownFiles shown = ForEachShownFile(
         command.shown, [&files](const ReportedFile& file, const Json& /*record*/) { files.push_back(file); });
-    const auto medium = OpenMedium({command.shown.image.empty() ? shown.summary.image : command.shown.image},
-                                   shown.summary.sectorSize, {true, StopRequested});
+    const auto medium = OpenMedium(shown.image, shown.summary.sectorSize, {true, StopRequested});
+    medium->NoteUnreadable(shown.summary.unreadable);
     Mount mount(*medium);
     std::size_t missing = 0;
     for (const ReportedFile& file : files) {

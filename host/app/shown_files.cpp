@@ -43,7 +43,7 @@ std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, 
         return ReportedOutcomes(seen.finds, ShapeOf(finds.medium), filter.types);
     }
     std::optional<OutcomesRead> read = ReadOutcomes(FilePlace(OutcomesPathOf(path)));
-    if (!read || !read->validation.complete || read->digest != digest) {
+    if (!read || !read->validation.complete || !read->digest.starts_with(digest)) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("the finds in '{}' have not been validated; run 'salvor validate {}' first", path,
                                   ShellWord(path)));
@@ -119,8 +119,9 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
     EndAtGaps(outcomes, finds.medium);
     const KnownFiles known = choice.fileSystems.isOff || filter.asReported
                                  ? KnownFiles()
-                                 : AskFileSystems(finds.medium, {finds.image, header.caps, digest}, std::nullopt,
-                                                  {FilePlace(KnownPathOf(path))}, outcomes, true);
+                                 : AskedFileSystems(finds.medium, {finds.image, header.caps, digest}, std::nullopt,
+                                                    {FilePlace(KnownPathOf(path))})
+                                       .Improve(outcomes, true);
     if (choice.fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);
     }
@@ -139,9 +140,12 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
             take(*file, record);
         }
     }
+    shown.image = finds.image;
+    shown.image.map = {};
     shown.summary.image = finds.image.path;
     shown.summary.imageSize = medium.SizeInBytes();
     shown.summary.sectorSize = medium.SectorSize();
+    shown.summary.unreadable = medium.Unreadable().Ranges();
     return shown;
 }
 
@@ -164,7 +168,8 @@ FileHashes HashesOf(const Folder& folder, const ReportedFile& file, const HashKi
     return hashes;
 }
 
-ShownFiles ShowWritten(const Folder& folder, const ShownChoice& choice, const TakeFile& take) {
+ShownFiles ShowWritten(const ShownOptions& options, const ShownChoice& choice, const TakeFile& take) {
+    const Folder folder = OpenReportFolder(options.path);
     ReportReader reader(folder);
     ContentJudge judge(choice.content);
     ShownFiles shown;
@@ -188,6 +193,11 @@ ShownFiles ShowWritten(const Folder& folder, const ShownChoice& choice, const Ta
             folder.Path().string());
     }
     shown.summary = reader.Summary();
+    shown.image.path = options.image.empty() ? shown.summary.image : options.image;
+    if (!options.image.empty()) {
+        // Another image may have what could not be read then.
+        shown.summary.unreadable = {};
+    }
     shown.damagedLines = reader.DamagedLines();
     return shown;
 }
@@ -204,7 +214,7 @@ ShownFiles ForEachShownFile(const ShownOptions& options, const TakeFile& take) {
     if (!fs::exists(fs::path(options.path) / ReportName, error) && fs::is_regular_file(finds, error)) {
         return ShowPlanned(finds.string(), options.image, choice, take);
     }
-    return ShowWritten(OpenReportFolder(options.path), choice, take);
+    return ShowWritten(options, choice, take);
 }
 
 }  // namespace salvor

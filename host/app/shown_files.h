@@ -8,6 +8,7 @@
 #include "host/app/finds_use.h"
 #include "host/app/selection.h"
 #include "host/files/content_filter.h"
+#include "host/medium/image_spec.h"
 #include "host/plan/plan.h"
 #include "host/report/report_reader.h"
 
@@ -28,6 +29,8 @@ struct ShownOptions {
 
 /// The result of going through the files.
 struct ShownFiles {
+    /// Where the files' bytes are. The sectors of it that must not be read are in the summary.
+    ImageSpec image;
     ReportSummary summary;
     /// Lines of a report that are no longer readable.
     std::int64_t damagedLines = 0;

@@ -2,19 +2,19 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
 #include "host/app/job_scan.h"
 #include "host/app/options.h"
-#include "host/files/joined_plan.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
 #include "host/say/say.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
-#include "host/volumes/knowledge_file.h"
 #include "host/volumes/learn.h"
 
 namespace salvor {
@@ -51,31 +51,23 @@ ExitStatus RunValidate(const ValidateCommand& command) {
                       fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
     }
     const FilePlace known(command.out.empty() ? KnownPathOf(command.finds) : command.out + ".known");
-    if (!IsKnowledgeFile(known)) {
-        throw Failure(ExitStatus::Usage, fmt::format("'{}' is not a file of what file systems know; name "
-                                                     "another file with --out",
-                                                     known.Text()));
-    }
     const std::filesystem::path path = std::filesystem::absolute(out);
     const Folder folder = Folder::Open(path.parent_path());
     GiveUpRootRights(folder, false);
     const std::vector<FilePlace> earlier =
         share ? std::vector<FilePlace>() : SharesIn(folder, path.filename().string());
-    Validation validation =
-        ValidateWithFile(finds.medium.Scanned(), finds.journal.seen, finds.journal.header.caps, FilePlace(out), earlier,
-                         {.image = finds.image,
-                          .workers = WorkersFor(command.jobs, finds.medium.Image()),
-                          .quiet = command.quiet,
-                          .share = share,
-                          .space = finds.medium.Joins()});
+    const std::optional<KnowledgePlaces> knowledge =
+        share || command.noFileSystem ? std::nullopt : std::optional(KnowledgePlaces{known});
+    const Validation validation = ValidateWithFileSystems(finds.medium, std::move(finds.journal.seen),
+                                                          finds.journal.header.caps, FilePlace(out), earlier,
+                                                          {.image = finds.image,
+                                                           .workers = WorkersFor(command.jobs, finds.medium.Image()),
+                                                           .quiet = command.quiet,
+                                                           .share = share},
+                                                          knowledge)
+                                      .validation;
     if (share && !StopRequested()) {
         return validation.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
-    }
-    if (validation.complete && !command.noFileSystem) {
-        EndAtGaps(validation.outcomes, finds.medium);
-        const JournalHeader& header = finds.journal.header;
-        const std::string digest = DigestOf(finds.medium.Scanned(), finds.journal.seen, header.caps);
-        AskFileSystems(finds.medium, {finds.image, header.caps, digest}, known, {}, validation.outcomes, command.quiet);
     }
     if (!validation.complete || StopRequested()) {
         Say("stopped; 'salvor validate {}' goes on", ShellWord(command.finds));

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <system_error>
 #include <thread>
 
@@ -90,10 +91,16 @@ struct MountAnswers {
         }
         const std::int64_t left = file->size - offset;
         std::vector<std::uint8_t> bytes(std::min(length, static_cast<std::size_t>(left)));
-        const std::size_t read =
-            ExtentSource(Mounted().medium_, file->extents).ReadAt(offset, bytes.data(), bytes.size());
-        std::copy_n(bytes.begin(), read, buffer);
-        return static_cast<int>(read);
+        ExtentSource source(Mounted().medium_, file->extents);
+        const std::int64_t sectorSize = source.SectorSize();
+        for (std::int64_t done = 0; done < std::ssize(bytes);) {
+            const std::span<std::uint8_t> rest = std::span(bytes).subspan(static_cast<std::size_t>(done));
+            done += static_cast<std::int64_t>(source.ReadAt(offset + done, rest.data(), rest.size()));
+            // An unreadable sector follows. It is shown as zeros, as in a written file.
+            done += sectorSize - (offset + done) % sectorSize;
+        }
+        std::ranges::copy(bytes, buffer);
+        return static_cast<int>(bytes.size());
     }
 
     static fuse_operations Operations() {

@@ -1,13 +1,17 @@
 #include "host/validate/cluster_grid.h"
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 namespace salvor {
 
 namespace {
 
 constexpr std::size_t LeastStarts = 8;
+
+// The rest are strays, which lie anywhere.
+bool IsNearlyAll(std::size_t count, std::size_t of) { return count * 10 >= of * 9; }
+
 constexpr std::int64_t LeastClusterBytes = 0x400;
 constexpr std::int64_t MostClusterBytes = 0x10000;
 
@@ -39,7 +43,7 @@ ClusterGrid FindClusterGrid(std::span<const std::int64_t> starts, std::int64_t s
         // the file system's, and large files merely happen to begin at round offsets.
         const std::size_t lost = lastCount - crowd.count;
         const bool isSmallerOne = grid.sectorsPerCluster > 1 && lost * 32 > starts.size();
-        if (crowd.count * 10 < starts.size() * 9 || isSmallerOne) {
+        if (!IsNearlyAll(crowd.count, starts.size()) || isSmallerOne) {
             break;
         }
         if (sectors * sectorSize >= LeastClusterBytes) {
@@ -48,6 +52,45 @@ ClusterGrid FindClusterGrid(std::span<const std::int64_t> starts, std::int64_t s
         lastCount = crowd.count;
     }
     return grid;
+}
+
+ClusterGrids::ClusterGrids(std::vector<GridStretch> known, const std::vector<std::int64_t>& starts,
+                           std::int64_t sectorSize) {
+    std::ranges::stable_sort(known, {}, [](const GridStretch& stretch) { return stretch.sectors.first; });
+    std::vector<std::int64_t> others;
+    auto next = starts.begin();
+    std::int64_t end = 0;
+    for (GridStretch& stretch : known) {
+        const SectorRange& sectors = stretch.sectors;
+        if (sectors.first < end) {
+            // A wrong partition table may have volumes that overlap.
+            continue;
+        }
+        end = sectors.first + sectors.count;
+        const auto reached = std::lower_bound(next, starts.end(), sectors.first);
+        others.insert(others.end(), next, reached);
+        next = std::lower_bound(reached, starts.end(), end);
+        const std::span<const std::int64_t> inside(reached, next);
+        const auto held = std::ranges::count_if(inside, [&](std::int64_t start) { return stretch.grid.Holds(start); });
+        if (inside.size() >= LeastStarts && !IsNearlyAll(static_cast<std::size_t>(held), inside.size())) {
+            stretch.grid = FindClusterGrid(inside, sectorSize);
+        }
+        stretches_.push_back(stretch);
+    }
+    others.insert(others.end(), next, starts.end());
+    elsewhere_ = FindClusterGrid(others, sectorSize);
+}
+
+const ClusterGrid& ClusterGrids::At(std::int64_t sector) const {
+    const auto after = std::ranges::upper_bound(stretches_, sector, {},
+                                                [](const GridStretch& stretch) { return stretch.sectors.first; });
+    if (after != stretches_.begin()) {
+        const GridStretch& stretch = *std::prev(after);
+        if (sector - stretch.sectors.first < stretch.sectors.count) {
+            return stretch.grid;
+        }
+    }
+    return elsewhere_;
 }
 
 }  // namespace salvor

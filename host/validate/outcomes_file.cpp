@@ -185,6 +185,15 @@ std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map
     return hash.Hex();
 }
 
+std::string DigestWith(const std::string& digest, const std::vector<GridStretch>& grids) {
+    Sha256 hash;
+    for (const auto& [sectors, grid] : grids) {
+        const std::array numbers{sectors.first, sectors.count, grid.sectorsPerCluster, grid.phase};
+        hash.Add(numbers.data(), sizeof(numbers));
+    }
+    return grids.empty() ? digest : digest + '/' + hash.Hex();
+}
+
 OutcomesWriter::OutcomesWriter(const FilePlace& place, const std::string& digest, const std::string& draftSuffix)
     : log_(place, "outcomes file", draftSuffix) {
     log_.Add(JsonLine({{"record", "header"},

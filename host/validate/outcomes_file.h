@@ -16,6 +16,9 @@ namespace salvor {
 /// if it is the same.
 std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps);
 
+/// The same digest for a medium whose file systems lay out clusters as `grids` say. It begins with `digest`.
+std::string DigestWith(const std::string& digest, const std::vector<GridStretch>& grids);
+
 /// Sightings as a row of numbers, and back from the numbers that `NumbersOf` gives.
 std::vector<std::int64_t> NumbersOf(const Sightings& seen);
 Sightings SightingsIn(std::span<const std::int64_t> numbers);

@@ -8,7 +8,6 @@
 #include <optional>
 #include <utility>
 
-#include "host/validate/cluster_grid.h"
 #include "host/validate/spots.h"
 #include "host/validate/witnesses.h"
 #include "host/validators/text/text_starts.h"
@@ -60,6 +59,7 @@ public:
           spots_(medium, seen),
           neighbours_{.starts = spots_.Starts(), .wholes = {}},
           witnesses_(medium, spots_, neighbours_, request, observer),
+          knownGrids_(request.grids),
           ahead_(request.ahead),
           phase_(request.phase),
           unreadable_(OnMedium(seen.unreadable)),
@@ -338,7 +338,7 @@ private:
         if (!HasPhase(Phase::Text)) {
             return true;
         }
-        neighbours_.grid = FindClusterGrid(neighbours_.wholes, sectorSize_);
+        grids_ = ClusterGrids(knownGrids_, neighbours_.wholes, sectorSize_);
         TextWalk walk;
         const auto takeNextUpTo = [&](std::int64_t sector) {
             while (walk.next < sector) {
@@ -383,6 +383,7 @@ private:
             }
         }
         const bool hasFind = spot != nullptr && spot->findCount > 0;
+        neighbours_.grid = grids_.At(sector);
         const bool isOnGrid = neighbours_.grid.Holds(sector);
         if (spots_.IsOnMedium(sector) && byte >= walk.wholeEnd && (hasFind || isOnGrid)) {
             ReadText(sector, hasFind ? spot : nullptr, isOnGrid, walk.text);
@@ -509,6 +510,8 @@ private:
     Spots spots_;
     Neighbours neighbours_;
     Witnesses witnesses_;
+    std::vector<GridStretch> knownGrids_;
+    ClusterGrids grids_;
     std::optional<SectorRange> ahead_;
     Phase phase_;
     SectorRangeSet unreadable_;

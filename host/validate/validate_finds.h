@@ -10,6 +10,7 @@
 
 #include "host/medium/medium.h"
 #include "host/scan/scan_session.h"
+#include "host/validate/cluster_grid.h"
 #include "host/validate/outcome.h"
 #include "host/validators/validator.h"
 
@@ -54,6 +55,8 @@ struct ValidateRequest {
     std::span<const Validator* const> validators = Validators();
     /// The user's caps in bytes, by factory index: a size that has reached one is taken as it is.
     std::map<std::int32_t, std::int64_t> caps;
+    /// Where the clusters of known file systems lie: that is where texts begin.
+    std::vector<GridStretch> grids{};
     /// Findings of an earlier run on the same sightings.
     std::span<const KnownFinding> known;
     std::span<const SetAside> setAside;

@@ -145,6 +145,7 @@ public:
           keeper_(keeper),
           isShare_(how.share.has_value()) {
         request_.caps = caps;
+        request_.grids = how.grids;
         for (const KnownFinding& one : known.known) {
             keeper_.Keep(one);
             knownLines_ += FindingLine(one);
@@ -339,7 +340,8 @@ std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcome
 
 Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
                             const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how) {
-    const std::string digest = DigestOf(medium, seen, caps);
+    const std::string sighted = DigestOf(medium, seen, caps);
+    const std::string digest = DigestWith(sighted, how.grids);
     OutcomesRead known;
     SectorRangeSet unreadable;
     std::vector<Piece> done;
@@ -347,8 +349,14 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
     places.insert(places.end(), earlier.begin(), earlier.end());
     for (const FilePlace& one : places) {
         auto read = ReadOutcomes(one);
-        if (!read || read->digest != digest) {
+        if (!read || !read->digest.starts_with(sighted)) {
             continue;
+        }
+        if (read->digest != digest) {
+            // Only texts depend on where clusters lie.
+            read->validation.complete = false;
+            std::erase_if(read->known,
+                          [](const KnownFinding& finding) { return finding.phase == Validator::Phase::Text; });
         }
         medium.NoteUnreadable(read->unreadable);
         std::ranges::for_each(read->unreadable, [&](SectorRange range) { unreadable.Add(range); });
@@ -376,6 +384,7 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
             writer.TakeName();
             ValidateRequest request;
             request.caps = caps;
+            request.grids = how.grids;
             request.known = known.known;
             validation = ValidateFinds(medium, seen, request, observer);
         } else {

@@ -33,6 +33,8 @@ struct ValidateHow {
     std::optional<Piece> share = {};
     /// The suffix of the outcomes file until it holds everything known before; see `OutcomesWriter`.
     std::string draftSuffix = ".part";
+    /// Where the clusters of the file systems lie, as far as that is known.
+    std::vector<GridStretch> grids = {};
     /// Requires that all shares have been done before.
     bool needsShares = false;
     /// The part of the image that is joined as the medium; null for all.

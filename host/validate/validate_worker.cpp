@@ -53,6 +53,22 @@ private:
     steady_clock::time_point nextSend_ = steady_clock::now();
 };
 
+Json GridsToJson(const std::vector<GridStretch>& grids) {
+    Json list = Json::array();
+    for (const auto& [sectors, grid] : grids) {
+        list.push_back({sectors.first, sectors.count, grid.sectorsPerCluster, grid.phase});
+    }
+    return list;
+}
+
+std::vector<GridStretch> GridsFromJson(const Json& list) {
+    std::vector<GridStretch> grids;
+    for (const Json& one : list) {
+        grids.push_back({{IntegerOf(one.at(0)), IntegerOf(one.at(1))}, {IntegerOf(one.at(2)), IntegerOf(one.at(3))}});
+    }
+    return grids;
+}
+
 // As `ValidateInput` made it, with the lines after it. There may be millions.
 void TakeInput(const std::string& input, Sightings& seen, OutcomesRead& known) {
     std::int64_t count = 0;
@@ -86,6 +102,7 @@ std::string ValidateInput(const Sightings& seen) {
 
 Json ValidateParameters(const ValidateRequest& request) {
     return {{"caps", CapsToJson(request.caps)},
+            {"grids", GridsToJson(request.grids)},
             {"ahead", RangesToJson(request.ahead ? std::vector{*request.ahead} : std::vector<SectorRange>())}};
 }
 
@@ -96,6 +113,7 @@ bool ValidateInWorker(Worker& worker) {
     TakeInput(worker.Input(), seen, known);
     ValidateRequest request;
     request.caps = CapsFromJson(worker.What().at("caps"));
+    request.grids = GridsFromJson(worker.What().at("grids"));
     request.known = known.known;
     request.setAside = known.validation.setAside;
     request.ahead = AheadIn(worker.What());

@@ -28,6 +28,7 @@ struct ClusterGrid {
     std::int64_t phase = 0;
 
     bool Holds(std::int64_t sector) const { return sector % sectorsPerCluster == phase; }
+    bool operator==(const ClusterGrid&) const = default;
 };
 
 /// What is known of the sectors around a place. Both lists are ascending and count from the medium's start.
@@ -37,7 +38,7 @@ struct Neighbours {
     /// Sectors where whole files begin. Empty while files are validated by their structure alone; see
     /// `Validator::Phase`.
     std::vector<std::int64_t> wholes;
-    /// Filled in together with `wholes`.
+    /// The grid at the place. Filled in together with `wholes`.
     ClusterGrid grid = {};
 };
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "frame/bytes/Bytes.h"
+
 namespace salvor {
 
 namespace {
@@ -65,18 +67,6 @@ bool IsFat(TSK_FS_TYPE_ENUM kind) {
 
 bool IsExt(TSK_FS_TYPE_ENUM kind) {
     return kind == TSK_FS_TYPE_EXT2 || kind == TSK_FS_TYPE_EXT3 || kind == TSK_FS_TYPE_EXT4;
-}
-
-// A FAT is read sector by sector; its boot sector gives the sectors of a cluster.
-std::int64_t ClusterSizeOf(const TSK_FS_INFO& opened, Medium& medium, std::int64_t sector) {
-    if (!IsFat(opened.ftype)) {
-        return opened.block_size;
-    }
-    std::vector<std::uint8_t> boot(static_cast<std::size_t>(medium.SectorSize()));
-    medium.Read(sector, boot.data(), 1);
-    constexpr int largestShift = 25;
-    return opened.ftype == TSK_FS_TYPE_EXFAT ? std::int64_t{1} << std::min(boot[108] + boot[109], largestShift)
-                                             : std::int64_t{boot[13]} * (boot[11] + boot[12] * 256);
 }
 
 std::optional<std::int64_t> TimeOf(time_t seconds) {
@@ -318,7 +308,33 @@ FileSystem::FileSystem(TskFileSystem opened, TskImage& image, Medium& medium, st
       image_(&image),
       medium_(&medium),
       firstByte_(sector * medium.SectorSize()),
-      clusterSize_(ClusterSizeOf(*opened_, medium, sector)) {}
+      clusters_(ClustersOf(*opened_, medium, sector)) {}
+
+// The library counts a FAT in sectors; the boot sector says how many a cluster has, and how much lies before the first.
+FileSystem::Clusters FileSystem::ClustersOf(const TSK_FS_INFO& opened, Medium& medium, std::int64_t sector) {
+    if (!IsFat(opened.ftype)) {
+        return {opened.block_size, sector};
+    }
+    std::vector<std::uint8_t> boot(static_cast<std::size_t>(medium.SectorSize()));
+    medium.Read(sector, boot.data(), 1);
+    const auto two = [&boot](std::size_t at) {
+        return std::int64_t{LoadLittle<std::uint16_t>(boot, at)};
+    };
+    const auto four = [&boot](std::size_t at) {
+        return std::int64_t{LoadLittle<std::uint32_t>(boot, at)};
+    };
+    if (opened.ftype == TSK_FS_TYPE_EXFAT) {
+        constexpr int largestShift = 25;
+        const int shift = std::min<int>(boot[108], largestShift);
+        return {std::int64_t{1} << std::min(shift + boot[109], largestShift),
+                sector + (four(88) << shift) / medium.SectorSize()};
+    }
+    const std::int64_t sectorBytes = two(11);
+    const std::int64_t tableSectors = two(22) != 0 ? two(22) : four(36);
+    const std::int64_t rootBytes = two(17) * 32;
+    const std::int64_t front = (two(14) + boot[16] * tableSectors) * sectorBytes + rootBytes;
+    return {boot[13] * sectorBytes, sector + (front + medium.SectorSize() - 1) / medium.SectorSize()};
+}
 
 const char* FileSystem::Name() const { return NameOf(opened_->ftype); }
 

@@ -25,6 +25,7 @@ Volume VolumeIn(const Json& record, std::int64_t sectorCount) {
     volume.fileSystem = record.at("file_system").get<std::string>();
     volume.isReadable = record.at("readable").get<bool>();
     volume.clusterBytes = IntegerIn(record, "cluster");
+    volume.firstCluster = IntegerIn(record, "first_cluster");
     if (volume.sectors.first < 0 || volume.sectors.count < 1 || !IsOn(volume.sectors, sectorCount)) {
         throw std::invalid_argument("no sectors");
     }
@@ -89,7 +90,8 @@ void VolumeLines::OnVolume(const Volume& volume) {
                     {"description", volume.description},
                     {"file_system", volume.fileSystem},
                     {"readable", volume.isReadable},
-                    {"cluster", volume.clusterBytes}}));
+                    {"cluster", volume.clusterBytes},
+                    {"first_cluster", volume.firstCluster}}));
 }
 
 void VolumeLines::OnUsed(SectorRange sectors) {

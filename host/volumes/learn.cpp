@@ -17,8 +17,8 @@
 #include "host/validate/validate_run.h"
 #include "host/volumes/free_space.h"
 #include "host/volumes/joined_worker.h"
-#include "host/volumes/knowledge_file.h"
 #include "host/volumes/prefer_known.h"
+#include "host/volumes/volume_grids.h"
 #include "host/volumes/volumes_worker.h"
 #include "host/workers/crew.h"
 
@@ -172,6 +172,7 @@ private:
     std::map<std::int64_t, std::vector<JoinedQuestion>> asked_;
     std::int64_t nextId_ = 0;
 };
+
 // Names the file systems that are scanned whole because their free space is unknown.
 void TellWholeVolumes(const Knowledge& knowledge, SectorRange range) {
     if (knowledge.volumes.empty()) {
@@ -224,49 +225,56 @@ std::shared_ptr<const Space> LearnSpace(Medium& medium, const ImageSpec& image, 
     return space;
 }
 
-KnownFiles AskFileSystems(const ScanMedium& scanned, const KnownRequest& request, const std::optional<FilePlace>& place,
-                          const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet) {
+AskedFileSystems::AskedFileSystems(const ScanMedium& scanned, KnownRequest request, std::optional<FilePlace> place,
+                                   const std::vector<FilePlace>& earlier)
+    : scanned_(scanned), request_(std::move(request)), place_(std::move(place)) {
     Medium& image = scanned.Image();
-    Medium& medium = scanned.Scanned();
-    std::optional<KeptKnowledge> kept = place ? ReadKnowledge(*place, request.digest, image) : std::nullopt;
-    const bool isHere = kept.has_value();
+    std::optional<KeptKnowledge> kept = place_ ? ReadKnowledge(*place_, request_.digest, image) : std::nullopt;
+    isFromPlace_ = kept.has_value();
     for (auto one = earlier.begin(); one != earlier.end() && !kept; ++one) {
-        kept = ReadKnowledge(*one, request.digest, image);
+        kept = ReadKnowledge(*one, request_.digest, image);
     }
-    if (!kept) {
-        kept.emplace();
-        kept->knowledge = LearnVolumes(image, request.image, {true, true});
-        if (StopRequested()) {
-            return {};
-        }
-    }
-    std::optional<KnowledgeWriter> writer;
-    if (place && !isHere) {
-        writer.emplace(*place, request.digest, *kept);
-    }
-    SectorRangeSet used;
-    if (const auto& space = scanned.Joins()) {
-        kept->knowledge.files = FilesInSpace(std::move(kept->knowledge.files), *space);
+    if (kept) {
+        kept_ = *std::move(kept);
     } else {
-        used = SetOf(kept->knowledge.used);
+        kept_.knowledge = LearnVolumes(image, request_.image, {true, true});
     }
-    KnownFiles files(std::move(kept->knowledge.files), used, medium.SectorSize());
+    if (place_ && !isFromPlace_ && !StopRequested()) {
+        writer_ = std::make_unique<KnowledgeWriter>(*place_, request_.digest, kept_);
+    }
+}
+
+std::vector<GridStretch> AskedFileSystems::Grids() const { return GridsOf(kept_.knowledge.volumes, scanned_); }
+
+KnownFiles AskedFileSystems::Improve(std::vector<Outcome>& outcomes, bool quiet) {
+    if (StopRequested()) {
+        return {};
+    }
+    Medium& medium = scanned_.Scanned();
+    Knowledge& knowledge = kept_.knowledge;
+    SectorRangeSet used;
+    if (const auto& space = scanned_.Joins()) {
+        knowledge.files = FilesInSpace(std::move(knowledge.files), *space);
+    } else {
+        used = SetOf(knowledge.used);
+    }
+    KnownFiles files(std::move(knowledge.files), used, medium.SectorSize());
     std::vector<JoinedQuestion> questions = QuestionsAbout(files, outcomes, medium);
-    std::erase_if(questions, [&](const JoinedQuestion& one) { return kept->joined.contains(one.file); });
+    std::erase_if(questions, [&](const JoinedQuestion& one) { return kept_.joined.contains(one.file); });
     if (!questions.empty()) {
-        if (isHere) {
+        if (isFromPlace_) {
             // Goes on with an interrupted run: what it stored is written first.
-            writer.emplace(*place, request.digest, *ReadKnowledge(*place, request.digest, image));
+            const auto before = ReadKnowledge(*place_, request_.digest, scanned_.Image());
+            writer_ = std::make_unique<KnowledgeWriter>(*place_, request_.digest, before.value_or(KeptKnowledge()));
         }
-        JoinedClient client(scanned, request, files, std::move(questions), writer ? &*writer : nullptr, kept->joined,
-                            quiet);
+        JoinedClient client(scanned_, request_, files, std::move(questions), writer_.get(), kept_.joined, quiet);
         constexpr unsigned most = 4;
         RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, most))}, client);
-        if (writer) {
-            writer->Sync();
+        if (writer_) {
+            writer_->Sync();
         }
     }
-    PreferKnown(files, kept->joined, medium.SectorSize(), outcomes);
+    PreferKnown(files, kept_.joined, medium.SectorSize(), outcomes);
     return files;
 }
 

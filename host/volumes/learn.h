@@ -11,8 +11,10 @@
 #include "host/medium/medium.h"
 #include "host/medium/scan_medium.h"
 #include "host/platform/file_place.h"
+#include "host/validate/cluster_grid.h"
 #include "host/validate/outcome.h"
 #include "host/volumes/knowledge.h"
+#include "host/volumes/knowledge_file.h"
 #include "host/volumes/known_files.h"
 
 namespace salvor {
@@ -45,11 +47,30 @@ struct KnownRequest {
     std::string digest;
 };
 
-/// Asks the file systems what they know about the files of a medium, showing progress, and improves the outcomes with
-/// it; see `PreferKnown`. If a space is scanned, only the deleted files that begin in it count. The outcomes' indices
-/// refer to the returned files. Answers are stored at `place`, if there is one; what is stored there, or at one of
-/// `earlier`, is not asked again.
-KnownFiles AskFileSystems(const ScanMedium& scanned, const KnownRequest& request, const std::optional<FilePlace>& place,
-                          const std::vector<FilePlace>& earlier, std::vector<Outcome>& outcomes, bool quiet);
+/// What the file systems of a medium know. Answers are stored at `place`, if there is one; what is stored there, or at
+/// one of `earlier`, is not asked again.
+class AskedFileSystems {
+public:
+    /// The medium outlives this.
+    AskedFileSystems(const ScanMedium& scanned, KnownRequest request, std::optional<FilePlace> place,
+                     const std::vector<FilePlace>& earlier);
+
+    /// Where their clusters lie, in sectors of what is scanned.
+    std::vector<GridStretch> Grids() const;
+
+    /// Improves the outcomes with what is known about the files of the medium, showing progress; see `PreferKnown`. If
+    /// a space is scanned, only the deleted files that begin in it count. The outcomes' indices refer to the returned
+    /// files. To be called once.
+    KnownFiles Improve(std::vector<Outcome>& outcomes, bool quiet);
+
+private:
+    const ScanMedium& scanned_;
+    KnownRequest request_;
+    std::optional<FilePlace> place_;
+    KeptKnowledge kept_;
+    // An earlier run stored it at `place_`.
+    bool isFromPlace_ = false;
+    std::unique_ptr<KnowledgeWriter> writer_;
+};
 
 }  // namespace salvor

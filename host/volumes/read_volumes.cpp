@@ -78,6 +78,7 @@ private:
                 volume.fileSystem = opened->Name();
                 volume.isReadable = opened->IsEven();
                 volume.clusterBytes = opened->ClusterSize();
+                volume.firstCluster = opened->FirstCluster();
                 if (volume.description.empty()) {
                     volume.sectors.count = opened->Size() / medium_.SectorSize();
                 }

@@ -21,6 +21,8 @@ struct Volume {
     bool isReadable = false;
     /// The smallest unit of space that the file system gives to a file, in bytes; 0 if unknown.
     std::int64_t clusterBytes = 0;
+    /// A sector with which one of these begins.
+    std::int64_t firstCluster = 0;
     bool operator==(const Volume&) const = default;
 };
 

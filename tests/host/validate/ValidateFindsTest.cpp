@@ -104,6 +104,7 @@ protected:
         request.known = known;
         request.ahead = ahead;
         request.phase = phase;
+        request.grids = grids;
         return ValidateFinds(medium, seen, request, recorder);
     }
     static std::vector<std::string> Lines(const Validation& validation) {
@@ -121,6 +122,7 @@ protected:
 
     Bytes image = Bytes(1000 * SectorSize + 7);
     Sightings seen;
+    std::vector<GridStretch> grids;
     Recorder recorder;
 };
 
@@ -229,6 +231,15 @@ TEST_F(ValidateFindsTest, LooksForTextsWhereClustersBegin) {
     EXPECT_EQ(Texts(lines.begin() + 1, lines.begin() + 5),
               (Texts{"11 txt open 1536", "19 txt open 512", "20 no file: it begins in the middle of a cluster",
                      "36 txt whole 1536"}));
+
+    // One file system has smaller clusters. The files in another are older than that and lie elsewhere.
+    grids = {{{0, 100}, {2, 1}}, {{300, 400}, {8, 7}}};
+    Put(331, "T1003", true);
+    Put(335, "T1003", true);
+    const Texts known = Lines(Validate());
+    EXPECT_EQ(known[1], "9 txt open 1536");
+    EXPECT_EQ(std::ranges::count(known, "331 txt open 1536"), 1);
+    EXPECT_EQ(std::ranges::count(known, "335 txt open 1536"), 0);
 }
 
 TEST_F(ValidateFindsTest, TakesNoFileWithUnreadableSectorsForWhole) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "host/medium/rescue_map.h"
 #include "tests/host/volumes/FileSystemImage.h"
 
 namespace salvor {
@@ -163,6 +164,52 @@ TEST_P(FreeSpaceOf, IsTheSameForAllWhoScanItAndForWhatGoesOnFromThere) {
     WriteFile(folder / "damaged", damaged);
     EXPECT_EQ(RunProgram("extract " + Path("damaged") + " --out " + Path("none")).status, 3);
     EXPECT_EQ(RunProgram(scan + "--start 5 --report -").status, 2);
+}
+
+// A sector of the photo's last piece has not been rescued.
+TEST_P(FreeSpaceOf, TellsPlacesOfTheMediumOfWhateverFormatTheImageIs) {
+    EXPECT_EQ(RunProgram("recover " + Path("image") + " --quiet --space free --out " + Path("sound")).status, 0);
+    const json extents = FileIn("sound", "jpg")["extents"];
+    ASSERT_GT(extents.size(), 1U);
+    const std::int64_t missing = (extents.back()["start_sector"].get<std::int64_t>() + 3) * 512;
+    const auto size = std::ssize(image);
+    WriteFile(folder / "map", MapOfAreas({{0, missing}, {missing + 512, size - missing - 512}}, size));
+    std::size_t formats = 0;
+    for (const auto& [name, make] : {std::pair("image", "true"),
+                                     {"i.E01", "ewfacquire -q -u -t i image"},
+                                     {"i.qcow2", "qemu-img convert -O qcow2 image i.qcow2"}}) {
+        if (!RunScript(folder, make)) {
+            continue;
+        }
+        SCOPED_TRACE(name);
+        ++formats;
+        const std::string out = std::string("out-") + name;
+        EXPECT_EQ(
+            RunProgram("recover " + Path(name) + " --map " + Path("map") + " --quiet --space free --out " + Path(out))
+                .status,
+            1);
+        const json file = FileIn(out, "jpg");
+        EXPECT_EQ(file["extents"], extents);
+        EXPECT_EQ(file["unreadable_bytes"], 512);
+        EXPECT_NE(file["verdict"], "whole");
+        EXPECT_EQ(
+            RunProgram("export-map " + Path(out + "/finds.jsonl") + " --quiet --out " + Path(out + ".map")).status, 0);
+        const Bytes map = ReadFile(folder / (out + ".map"));
+        EXPECT_EQ(RescuedAreas(std::string(map.begin(), map.end())), (std::vector<ByteRange>{{missing, 512}}));
+        for (const char* from : {"", "/finds.jsonl"}) {
+            const ProgramRun list = RunProgram("list --json --types jpg " + Path(out + from));
+            EXPECT_EQ(json::parse(list.output).value("extents", json()), extents);
+        }
+        const std::string path = file["path"];
+        EXPECT_EQ(WhileMounted(folder, out + "/finds.jsonl", "cmp seen/type/" + path + " " + out + "/" + path), 0);
+        const std::string dfxml = RunProgram("report --format dfxml --out - " + Path(out)).output;
+        for (const json& extent : extents) {
+            const std::int64_t offset = extent["start_sector"].get<std::int64_t>() * 512;
+            EXPECT_NE(dfxml.find(fmt::format("img_offset=\"{}\"", offset)), std::string::npos) << dfxml;
+        }
+        std::filesystem::remove_all(folder / "seen");
+    }
+    EXPECT_GT(formats, 0U);
 }
 
 // A file in the slack of a living file's last cluster.

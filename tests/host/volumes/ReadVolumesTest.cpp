@@ -11,7 +11,9 @@
 #include <string_view>
 
 #include "host/medium/open_image.h"
+#include "host/volumes/free_space.h"
 #include "host/volumes/learn.h"
+#include "host/volumes/volume_grids.h"
 #include "tests/host/volumes/FileSystemImage.h"
 
 namespace salvor {
@@ -46,9 +48,12 @@ protected:
 };
 
 TEST_P(FileSystems, TellWhereLivingAndDeletedFilesLie) {
-    Medium medium(std::make_unique<FakeDevice>(image), 512);
+    ScanMedium scanned(std::make_unique<Medium>(std::make_unique<FakeDevice>(image), 512));
+    Medium& medium = scanned.Image();
     const Knowledge knowledge = Learn(medium);
     ASSERT_EQ(knowledge.volumes.size(), 1U);
+    const std::vector<GridStretch> grids = GridsOf(knowledge.volumes, scanned);
+    ASSERT_EQ(grids.size(), 1U);
     EXPECT_EQ(knowledge.volumes[0].fileSystem, GetParam() == std::string("ISO9660") ? "ISO 9660" : GetParam());
     const SectorRangeSet used = SetOf(knowledge.used);
     for (const std::string name : {"gone", "kept", "pieces"}) {
@@ -62,8 +67,15 @@ TEST_P(FileSystems, TellWhereLivingAndDeletedFilesLie) {
         const bool isDeleted = name == "gone" && CanRemove();
         EXPECT_EQ(file->isDeleted, isDeleted) << name;
         EXPECT_EQ(isUsed, !isDeleted) << name;
+        EXPECT_TRUE(grids[0].grid.Holds(file->StartSector())) << name;
     }
     if (CanRemove()) {
+        scanned.Join(SpaceOf(knowledge, SpaceKind::Free, {0, medium.SectorCount()}, medium));
+        for (const KnownFile& file : FilesInSpace(knowledge.files, *scanned.Joins())) {
+            const ClusterGrids inSpace(GridsOf(knowledge.volumes, scanned), {}, 512);
+            EXPECT_EQ(inSpace.At(file.StartSector()).sectorsPerCluster, grids[0].grid.sectorsPerCluster) << file.path;
+            EXPECT_TRUE(inSpace.At(file.StartSector()).Holds(file.StartSector())) << file.path;
+        }
         EXPECT_GT(Named(knowledge, "pieces")->extents.size(), 1U);
         const bool hasHoles = std::ranges::any_of(Named(knowledge, "kept")->extents, &Extent::IsHole);
         EXPECT_EQ(hasHoles, GetParam() == std::string("ext2") || GetParam() == std::string("ext4"));
@@ -124,7 +136,7 @@ TEST_P(FileSystems, AreReadInBoundsWhenTheyAreDamaged) {
         const ScanMedium medium(OpenMedium({path}, 512, {}));
         std::vector<Outcome> outcomes;
         const KnownFiles known =
-            AskFileSystems(medium, {{path}, {}, ""}, FilePlace(folder / "known"), {}, outcomes, true);
+            AskedFileSystems(medium, {{path}, {}, ""}, FilePlace(folder / "known"), {}).Improve(outcomes, true);
         files += known.All().size();
         EXPECT_LE(outcomes.size(), known.All().size());
         longest = std::max<std::chrono::duration<double>>(longest, std::chrono::steady_clock::now() - start);
