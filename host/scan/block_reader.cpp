@@ -9,11 +9,12 @@ BlockReader::BlockReader(Medium& medium, SectorRange range, std::int64_t blockSe
       range_(range),
       blockSectors_(blockSectors),
       blockCount_((range.count + blockSectors - 1) / blockSectors) {
-    const std::int64_t largest = std::min(blockSectors, range.count);
-    for (Slot& slot : slots_) {
-        slot.bytes.resize(static_cast<std::size_t>(largest * medium.SectorSize()));
+    const auto largest = static_cast<std::size_t>(std::min(blockSectors, range.count) * medium.SectorSize());
+    slots_[0].bytes.resize(largest);
+    if (!medium.CopySource()) {
+        slots_[1].bytes.resize(largest);
+        thread_ = std::thread([this] { ReadAhead(); });
     }
-    thread_ = std::thread([this] { ReadAhead(); });
 }
 
 BlockReader::~BlockReader() {
@@ -22,7 +23,9 @@ BlockReader::~BlockReader() {
         stopping_ = true;
     }
     changed_.notify_all();
-    thread_.join();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
 }
 
 std::optional<ReadBlock> BlockReader::Next() {
@@ -33,12 +36,17 @@ std::optional<ReadBlock> BlockReader::Next() {
         return std::nullopt;
     }
     const std::int64_t number = next_;
-    const Slot& slot = SlotOf(number);
-    changed_.wait(lock, [&] { return slot.number == number; });
+    const bool isThreaded = thread_.joinable();
+    Slot& slot = isThreaded ? SlotOf(number) : slots_[0];
+    if (isThreaded) {
+        changed_.wait(lock, [&] { return slot.number == number; });
+    } else {
+        readSectors_ = MustRead(slot, number) ? 0 : blockSectors_;
+    }
     ++next_;
     nextBehindZeros_ = number + std::max<std::int64_t>(slot.zeroBlocks, 1);
     return ReadBlock{RangeOfBlocks(number, 1), slot.zeroBlocks > 0 ? zeros_.data() : slot.bytes.data(),
-                     RangeOfBlocks(number, slot.zeroBlocks)};
+                     RangeOfBlocks(number, slot.zeroBlocks), isThreaded ? nullptr : this};
 }
 
 void BlockReader::SkipZeros() {
@@ -57,24 +65,39 @@ void BlockReader::ReadAhead() {
             return;
         }
         lock.unlock();
-        ReadInto(SlotOf(number), number);
+        Slot& slot = SlotOf(number);
+        if (MustRead(slot, number)) {
+            const SectorRange sectors = RangeOfBlocks(number, 1);
+            medium_.Read(sectors.first, slot.bytes.data(), sectors.count);
+        }
         lock.lock();
-        SlotOf(number).number = number;
+        slot.number = number;
         changed_.notify_all();
     }
 }
 
-void BlockReader::ReadInto(Slot& slot, std::int64_t number) {
+bool BlockReader::MustRead(Slot& slot, std::int64_t number) {
     const SectorRange sectors = RangeOfBlocks(number, 1);
     const std::int64_t zeroSectors = medium_.ZeroSectorsFrom(sectors.first);
     slot.zeroBlocks = 0;
     if (zeroSectors < sectors.count) {
-        medium_.Read(sectors.first, slot.bytes.data(), sectors.count);
-        return;
+        return true;
     }
     zeros_.resize(slot.bytes.size());
     const std::int64_t left = range_.first + range_.count - sectors.first;
     slot.zeroBlocks = zeroSectors >= left ? blockCount_ - number : zeroSectors / blockSectors_;
+    return false;
+}
+
+void BlockReader::ReadPieces(std::int64_t count) {
+    constexpr std::int64_t pieceBytes = std::int64_t{128} << 10;
+    const std::int64_t piece = std::max<std::int64_t>(pieceBytes / medium_.SectorSize(), 1);
+    const SectorRange sectors = RangeOfBlocks(next_ - 1, 1);
+    while (readSectors_ < count) {
+        const std::int64_t size = std::min(piece, sectors.count - readSectors_);
+        medium_.Read(sectors.first + readSectors_, slots_[0].bytes.data() + readSectors_ * medium_.SectorSize(), size);
+        readSectors_ += size;
+    }
 }
 
 SectorRange BlockReader::RangeOfBlocks(std::int64_t first, std::int64_t count) const {

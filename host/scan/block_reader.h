@@ -12,15 +12,24 @@
 
 namespace salvor {
 
-/// Sectors of the medium in memory.
+class BlockReader;
+
+/// Sectors of the medium in memory, valid until the next block.
 struct ReadBlock {
     SectorRange sectors;
     const std::uint8_t* data;
     /// The known zeros from this block on, whole blocks that were not read; empty if this block was read.
     SectorRange zeros{};
+    /// Reads the sectors of `data`; null if all are there.
+    BlockReader* reader = nullptr;
+
+    /// The block's bytes, of which at least the first `count` sectors are there.
+    const std::uint8_t* Read(std::int64_t count) const;
 };
 
-/// Reads a range of the medium block after block on a thread of its own, one block ahead of the caller.
+/// Reads a range of the medium block after block, mostly on a thread of its own, one block ahead of the caller. A plain
+/// file, which the system reads ahead by itself, is read piece by piece when the caller gets there: then a piece is
+/// still in the second-level cache while it is scanned, and no thread waits for another.
 class BlockReader {
 public:
     /// `blockSectors` is at least 1. The medium outlives the reader.
@@ -30,13 +39,15 @@ public:
     /// Ends the thread, after waiting for the current read.
     ~BlockReader();
 
-    /// The next block; nothing after the last. Its bytes stay valid until the next call.
+    /// The next block; nothing after the last.
     std::optional<ReadBlock> Next();
 
     /// Skips the zeros of the last block.
     void SkipZeros();
 
 private:
+    friend ReadBlock;
+
     struct Slot {
         std::vector<std::uint8_t> bytes;
         // The number of the block that was read last, -1 for none.
@@ -46,7 +57,9 @@ private:
     };
 
     void ReadAhead();
-    void ReadInto(Slot& slot, std::int64_t number);
+    // False if the block consists of known zeros.
+    bool MustRead(Slot& slot, std::int64_t number);
+    void ReadPieces(std::int64_t count);
     Slot& SlotOf(std::int64_t number) { return slots_[static_cast<std::size_t>(number % 2)]; }
     SectorRange RangeOfBlocks(std::int64_t first, std::int64_t count) const;
 
@@ -64,8 +77,17 @@ private:
     std::int64_t next_ = 0;
     std::int64_t nextBehindZeros_ = 0;
     bool stopping_ = false;
+    // Without a thread: how many sectors of the block that the caller has are there.
+    std::int64_t readSectors_ = 0;
     // The last member: everything it uses exists before it starts.
     std::thread thread_;
 };
+
+inline const std::uint8_t* ReadBlock::Read(std::int64_t count) const {
+    if (reader != nullptr && reader->readSectors_ < count) {
+        reader->ReadPieces(count);
+    }
+    return data;
+}
 
 }  // namespace salvor

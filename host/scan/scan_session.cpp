@@ -92,6 +92,19 @@ bool IsZero(ByteSpan bytes) {
     return bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
 }
 
+// Reads no further than to the first bytes that are not zeros.
+bool IsZero(const ReadBlock& block, std::int32_t sectorSize) {
+    constexpr std::int64_t atOnce = 64;
+    for (std::int64_t done = 0; done < block.sectors.count; done += atOnce) {
+        const std::int64_t count = std::min(atOnce, block.sectors.count - done);
+        const std::uint8_t* const bytes = block.Read(done + count) + done * sectorSize;
+        if (!IsZero({bytes, static_cast<std::size_t>(count * sectorSize)})) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // The scanners and the start finder that look at the blocks of one scan.
 class Session {
 public:
@@ -115,7 +128,7 @@ public:
     /// `keep(active)` gives another list for its finds, or null.
     template <class Active, class Keep>
     void ScanBlock(const ReadBlock& read, const std::vector<Active>& active, bool withStarts, Keep&& keep) {
-        const bool isZero = read.zeros.count > 0 || IsZero(BytesOf(read));
+        const bool isZero = read.zeros.count > 0 || IsZero(read, medium_.SectorSize());
         std::vector<const Active*> shown;
         for (const Active& one : active) {
             if (!isZero || !MayPassZeros(one.rest, read.sectors)) {
@@ -128,6 +141,7 @@ public:
         ScanInSlices(
             block, shown, [](const Active* one) { return one->type; },
             [&](const Active* one, const SectorBlock& part) {
+                read.Read(part.firstSector - block.firstSector + part.sectorCount);
                 observer_.OnLook({part.firstSector - StreamStart, part.sectorCount}, one->type);
                 sink_.SetType(one->type);
                 sink_.KeepIn(keep(*one), part.firstSector - StreamStart);
@@ -135,6 +149,7 @@ public:
             },
             [&](const SectorBlock& part) {
                 if (withStarts && !isZero) {
+                    read.Read(part.firstSector - block.firstSector + part.sectorCount);
                     observer_.OnLook({part.firstSector - StreamStart, part.sectorCount}, StartsType);
                     starts_.Look(
                         part.data, part.firstSector - StreamStart, part.sectorCount,
@@ -145,12 +160,13 @@ public:
         if (isZero) {
             starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
         }
+        if (medium_.IsInterrupted()) {
+            return;
+        }
         if (isZero && withStarts && read.zeros.count == 0) {
             observer_.OnZeros(read.sectors);
         }
-        if (!medium_.IsInterrupted()) {
-            observer_.OnBlockDone(read.sectors.first + read.sectors.count);
-        }
+        observer_.OnBlockDone(read.sectors.first + read.sectors.count);
     }
 
     /// Skips all known zeros from this block on, unless one of these scanners has to see them; true if it did.

@@ -16,7 +16,8 @@ std::int32_t StreamSource::ReadSectors(std::int64_t firstSector, std::uint8_t* b
     const SectorRange& held = block_.sectors;
     if (first >= held.first && first - held.first <= held.count - count) {
         const auto size = static_cast<std::size_t>(medium_.SectorSize());
-        std::memcpy(buffer, block_.data + static_cast<std::size_t>(first - held.first) * size,
+        const std::int64_t before = first - held.first;
+        std::memcpy(buffer, block_.Read(before + count) + static_cast<std::size_t>(before) * size,
                     static_cast<std::size_t>(count) * size);
     } else {
         medium_.Read(first, buffer, count);

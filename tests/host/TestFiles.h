@@ -49,6 +49,7 @@ public:
     std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override;
     std::size_t ReadAgain(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override;
     ByteRange NextData(std::int64_t offset) override;
+    std::optional<int> CopySource() const override { return copySource; }
 
     /// Makes every read of a byte in [from, to) fail; both in bytes.
     void Break(std::int64_t from, std::int64_t to) { broken_.emplace_back(from, to); }
@@ -56,6 +57,8 @@ public:
     void Punch(std::int64_t from, std::int64_t to) { holes_.emplace_back(from, to); }
 
     std::int32_t sectorSize = 512;
+    /// A plain file has one.
+    std::optional<int> copySource;
     std::int64_t reads = 0;
     /// Reads that met a broken byte. On a dying disk each takes milliseconds or seconds.
     std::int64_t failures = 0;

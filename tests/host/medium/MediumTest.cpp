@@ -221,22 +221,40 @@ TEST(SectorRangeSet, MergesRangesThatOverlapOrTouch) {
 
 TEST(BlockReader, DeliversTheRangeInOrderAndEndsWhenItIsLeftEarly) {
     const Bytes image = test::Pattern(1000 * 512);
-    Medium medium(std::make_unique<FakeDevice>(image), 512);
-    for (const std::int64_t blockSectors : {1, 7, 64, 990, 5000}) {
-        const SectorRange range{5, 990};
-        BlockReader reader(medium, range, blockSectors);
-        std::int64_t next = range.first;
-        while (const auto block = reader.Next()) {
-            ASSERT_EQ(block->sectors.first, next);
-            const auto size = static_cast<std::ptrdiff_t>(block->sectors.count * 512);
-            ASSERT_EQ(Bytes(block->data, block->data + size), Expected(image, next, block->sectors.count));
-            next += block->sectors.count;
+    for (const bool isFile : {false, true}) {
+        auto device = std::make_unique<FakeDevice>(image);
+        device->copySource = isFile ? std::optional(0) : std::nullopt;
+        Medium medium(std::move(device), 512);
+        for (const std::int64_t blockSectors : {1, 7, 64, 990, 5000}) {
+            const SectorRange range{5, 990};
+            BlockReader reader(medium, range, blockSectors);
+            std::int64_t next = range.first;
+            while (const auto block = reader.Next()) {
+                ASSERT_EQ(block->sectors.first, next);
+                const std::uint8_t* const bytes = block->Read(block->sectors.count);
+                const auto size = static_cast<std::ptrdiff_t>(block->sectors.count * 512);
+                ASSERT_EQ(Bytes(bytes, bytes + size), Expected(image, next, block->sectors.count));
+                next += block->sectors.count;
+            }
+            EXPECT_EQ(next, 995) << blockSectors;
+            EXPECT_FALSE(reader.Next());
         }
-        EXPECT_EQ(next, 995) << blockSectors;
-        EXPECT_FALSE(reader.Next());
+        BlockReader left(medium, {0, 1000}, 10);
+        EXPECT_TRUE(left.Next());
     }
-    BlockReader left(medium, {0, 1000}, 10);
-    EXPECT_TRUE(left.Next());
+}
+
+TEST(BlockReader, ReadsNoMoreOfAFileThanItsCallerGetsTo) {
+    auto device = std::make_unique<FakeDevice>(test::Pattern(2000 * 512));
+    const FakeDevice& fake = *device;
+    device->copySource = 0;
+    Medium medium(std::move(device), 512);
+    BlockReader reader(medium, {0, 2000}, 1000);
+    const auto block = reader.Next();
+    EXPECT_EQ(fake.reads, 0);
+    block->Read(1);
+    block->Read(256);
+    EXPECT_EQ(fake.reads, 1);
 }
 
 TEST(StreamSource, NumbersTheMediumFromOneAndServesTheBlockInHand) {
