@@ -103,14 +103,14 @@ salvor_build() {
     fi
 }
 
-# What the test of the page needs: a browser, and its driver in build/browser-tools.
+# What the test of the page needs: a browser, and in build/browser-tools its driver and a checker of accessibility.
 salvor_need_browser() {
     local tools=$salvor_root/build/browser-tools packages=(chromium)
     command -v node >/dev/null || packages+=(nodejs)
     # Some nodejs packages include npm, Debian's does not.
     command -v npm >/dev/null || packages+=(npm)
     salvor_install "${packages[@]}"
-    [[ -d $tools/node_modules/puppeteer-core ]] && return
+    [[ -d $tools/node_modules/axe-core && -d $tools/node_modules/puppeteer-core ]] && return
     salvor_say "installing the driver of the browser"
     mkdir -p "$tools"
     cp "$salvor_root"/tests/page/{package.json,.npmrc} "$tools"

@@ -9,6 +9,6 @@ skip() {
 }
 command -v node >/dev/null || skip "there is no node"
 SALVOR_CHROMIUM=$(command -v chromium) || skip "there is no chromium"
-[[ -d $4/node_modules/puppeteer-core ]] || skip "the driver of the browser is not installed in $4"
+[[ -d $4/node_modules/puppeteer-core && -d $4/node_modules/axe-core ]] || skip "the driver of the browser or axe-core is missing in $4"
 export SALVOR_CHROMIUM SALVOR_PROGRAM=$1 SALVOR_SAMPLES=$2 SALVOR_WORK=$3 SALVOR_TOOLS=$4
 exec node --test "$(dirname "$0")/page_test.mjs"

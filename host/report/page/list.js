@@ -204,21 +204,22 @@ function makeFilmPicture(file) {
     return noPicture(file);
   }
   const film = make('video', { preload: 'metadata', muted: true, tabIndex: -1, 'aria-hidden': 'true' });
-  film.addEventListener('error', () => film.replaceWith(noPicture(file)));
+  const picture = make('span', { className: 'film' }, film);
+  film.addEventListener('error', () => picture.replaceWith(noPicture(file)));
   film.src = `${source}#t=0.1`;
-  return make('span', { className: 'film' }, film);
+  return picture;
 }
 
 function makeCard(file) {
   const isFilm = groupNames[groupOfType[files.type[file]]] === 'Films';
   const verdict = verdicts[files.verdict[file]];
   const name = nameOf(file);
-  return make('div', { className: 'card', role: 'option', 'aria-label': `${name}, ${typeNameOf(file)}, ${verdict}, `
-      + formatSize(files.size[file]) },
-    make('div', { className: 'thumb' }, isFilm ? makeFilmPicture(file) : makePicture(file, '')),
+  return make('div', { className: 'card', role: 'option' },
+    make('div', { className: 'thumb', 'aria-hidden': 'true' }, isFilm ? makeFilmPicture(file) : makePicture(file, '')),
     make('div', { className: 'caption' },
-      make('span', { className: 'name', title: name }, name),
-      make('span', { className: 'line muted' }, make('i', { className: `dot ${verdict}`, title: verdict }), verdict,
+      make('span', { className: 'name', title: fieldOf('title', file) ?? name }, name),
+      make('span', { className: 'line muted' }, make('i', { className: `dot ${verdict}` }), verdict,
+        make('span', { className: 'day' }, takenOf(file).slice(0, 10)),
         make('span', { className: 'end' }, formatSize(files.size[file])))));
 }
 
@@ -226,9 +227,11 @@ function makeRow(file) {
   const cell = (className, ...children) => make('div', { className: `cell ${className}`, role: 'gridcell' }, ...children);
   const extension = extensionOf(file);
   const name = nameOf(file);
+  const title = fieldOf('title', file);
   return make('div', { className: 'row', role: 'row' },
     cell('c-name', make('span', { className: `tile small kind-${groupOfType[files.type[file]]}`, 'aria-hidden': 'true' }, extension),
-      make('span', { className: 'name', title: name }, name)),
+      make('div', { className: 'names' }, make('span', { className: 'name', title: name }, name),
+        title ? make('span', { className: 'title muted', title }, title) : null)),
     cell('c-type', typeNameOf(file)),
     cell('c-verdict', verdictBadge(files.verdict[file]), make('span', { className: 'why muted', title: whyOf(file) }, whyOf(file))),
     cell('c-size', formatSize(files.size[file])),

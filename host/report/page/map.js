@@ -11,6 +11,9 @@ const mapClasses = [
   { key: 'zeros', name: 'zeros' },
   { key: 'free', name: 'free of finds' },
 ];
+// In the order in which people read them, and in which columns are drawn from the bottom up.
+const shownClasses = ['whole', 'embedded', 'open', 'truncated', 'damaged', 'unreadable', 'zeros', 'free']
+  .map((key) => mapClasses.findIndex((one) => one.key === key));
 const ClassOfVerdict = 2;
 const ZerosClass = 6;
 const FreeClass = 7;
@@ -101,9 +104,9 @@ class MediumMap {
   }
 
   showLegend() {
-    byId('legend').replaceChildren(...mapClasses.flatMap(({ key, name }, i) => (this.totals[i] === 0 ? []
-      : [make('li', {}, make('i', { className: `swatch ${key}` }), `${name} `,
-        make('span', { className: 'muted' }, formatShare(this.totals[i], data.imageSize)))])));
+    byId('legend').replaceChildren(...shownClasses.filter((kind) => this.totals[kind] > 0).map((kind) =>
+      make('li', {}, make('i', { className: `swatch ${mapClasses[kind].key}` }), `${mapClasses[kind].name} `,
+        make('span', { className: 'muted' }, formatShare(this.totals[kind], data.imageSize)))));
   }
 
   // Bytes of each class in each column.
@@ -152,8 +155,8 @@ class MediumMap {
       this.bins[i]?.forEach((bytes, kind) => (shares[kind] += bytes));
     }
     const all = shares.reduce((sum, bytes) => sum + bytes, 0);
-    const holds = mapClasses.filter((_, i) => shares[i] > 0)
-      .map(({ name }) => `${formatShare(shares[mapClasses.findIndex((one) => one.name === name)], all)} ${name}`);
+    const holds = shownClasses.filter((kind) => shares[kind] > 0)
+      .map((kind) => `${formatShare(shares[kind], all)} ${mapClasses[kind].name}`);
     const text = `Sectors ${formatNumber(first)} to ${formatNumber(end - 1)}: ${holds.join(', ')}`;
     this.root.setAttribute('aria-valuenow', this.at);
     this.root.setAttribute('aria-valuetext', text);
@@ -254,8 +257,7 @@ function drawColumns(canvas, bins, width, height) {
     const right = next - gap;
     const all = bytes.reduce((sum, one) => sum + one, 0);
     let bottom = canvas.height;
-    // Files are drawn from the bottom up; the rest of the column is free space.
-    for (const kind of [2, 1, 3, 4, 5, 0, ZerosClass, FreeClass]) {
+    for (const kind of shownClasses) {
       if (bytes[kind] > 0) {
         const top = kind === FreeClass ? 0 : bottom - Math.max(2 * scale, (canvas.height * bytes[kind]) / all);
         context.fillStyle = colours[kind];

@@ -4,10 +4,10 @@ const data = JSON.parse(byId('data').textContent);
 byId('data').remove();
 const verdicts = ['whole', 'open', 'truncated', 'damaged'];
 
-// What a kind's place in the list tells: drawings are the last of the pictures, sounds the last of what is a gallery at first.
+// What a kind's place in the list tells: drawings are the last of the pictures, films the last of what is a gallery at first.
 const groupNames = data.kinds;
 const LastOfPictures = groupNames.indexOf('Drawings');
-const LastGallery = groupNames.indexOf('Sounds');
+const LastGallery = groupNames.indexOf('Films');
 
 // A type of the report is [extension, name, kind].
 const groupOfType = data.types.map(([, , kind]) => kind);
@@ -142,7 +142,7 @@ const filter = { group: -1, verdicts: new Set(), type: -1, text: '', minSize: 0,
 const overlaps = ([start, bytes], [first, end]) =>
   start < end && start + Math.max(1, Math.ceil(bytes / data.sectorSize)) > first;
 
-// A test for all filters but the group, which is counted separately.
+// A test for all filters but the group and the verdicts, which are counted separately.
 function makeTest() {
   const words = filter.text.toLowerCase().split(/\s+/).filter(Boolean);
   const has = (texts, word) => texts.map((text) => text.toLowerCase().includes(word));
@@ -154,9 +154,7 @@ function makeTest() {
     || (word.length >= 8 && hashOf(file).startsWith(word));
   return (file) => {
     const size = files.size[file];
-    if (size < filter.minSize || size > filter.maxSize
-      || (filter.verdicts.size > 0 && !filter.verdicts.has(files.verdict[file]))
-      || (filter.type >= 0 && files.type[file] !== filter.type)) {
+    if (size < filter.minSize || size > filter.maxSize || (filter.type >= 0 && files.type[file] !== filter.type)) {
       return false;
     }
     if (filter.takenFrom || filter.takenTo) {
@@ -170,24 +168,29 @@ function makeTest() {
   };
 }
 
-// The files that pass the filters, and how many there are of each group and verdict.
+// The files that pass the filters, and how many there would be of each group and of each verdict.
 function selectFiles() {
   const test = makeTest();
   const chosen = new Uint32Array(files.count);
   const byGroup = new Array(groupNames.length).fill(0);
+  const byVerdict = new Array(verdicts.length).fill(0);
   let count = 0;
   let bytes = 0;
   for (let file = 0; file < files.count; ++file) {
     if (test(file)) {
       const group = groupOfType[files.type[file]];
-      ++byGroup[group];
-      if (filter.group < 0 || filter.group === group) {
+      const verdict = files.verdict[file];
+      const isOfGroup = filter.group < 0 || filter.group === group;
+      const isOfVerdict = filter.verdicts.size === 0 || filter.verdicts.has(verdict);
+      byGroup[group] += isOfVerdict;
+      byVerdict[verdict] += isOfGroup;
+      if (isOfGroup && isOfVerdict) {
         chosen[count++] = file;
         bytes += files.size[file];
       }
     }
   }
-  return { order: chosen.subarray(0, count), bytes, byGroup };
+  return { order: chosen.subarray(0, count), bytes, byGroup, byVerdict };
 }
 
 const rankOf = (texts) => {
@@ -204,8 +207,12 @@ const sorts = {
   type: ['Type', (a, b) => rankOfType[files.type[a]] - rankOfType[files.type[b]]],
   verdict: ['Verdict', (a, b) => files.verdict[a] - files.verdict[b]],
   size: ['Size', (a, b) => files.size[a] - files.size[b]],
+  pixels: ['Pixels', (a, b) => pixelsOf(a) - pixelsOf(b)],
   taken: ['Date taken', null, takenOf],
 };
+
+// Largest first is what people look for.
+const startsDescending = (key) => key === 'size' || key === 'pixels';
 
 function sortFiles(order, key, isDescending) {
   if (key === 'place' && isInOrder) {

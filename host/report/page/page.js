@@ -52,7 +52,7 @@ function showTools() {
       return [];
     }
     const chip = make('button', { type: 'button', 'aria-pressed': 'false', 'data-verdict': verdict },
-      make('i', { className: `dot ${name}` }), name);
+      make('i', { className: `dot ${name}` }), name, ' ', make('span', { className: 'count' }));
     chip.addEventListener('click', () => {
       if (!filter.verdicts.delete(verdict)) {
         filter.verdicts.add(verdict);
@@ -65,7 +65,8 @@ function showTools() {
     .sort((a, b) => a[1].localeCompare(b[1]));
   byId('type').replaceChildren(make('option', { value: -1 }, 'all'),
     ...types.map(([type, name]) => make('option', { value: type }, name)));
-  byId('sort').replaceChildren(...Object.entries(sorts).filter(([key]) => key !== 'taken' || hasColumn('taken'))
+  byId('sort').replaceChildren(...Object.entries(sorts)
+    .filter(([key]) => (key !== 'taken' || hasColumn('taken')) && (key !== 'pixels' || hasColumn('width')))
     .map(([key, [name]]) => make('option', { value: key }, name)));
   document.querySelectorAll('.taken').forEach((label) => (label.hidden = !hasColumn('taken')));
 }
@@ -85,7 +86,7 @@ function showColumns(isGallery) {
 }
 
 function sortBy(key) {
-  sorting.isDescending = sorting.key === key && !sorting.isDescending;
+  sorting.isDescending = sorting.key === key ? !sorting.isDescending : startsDescending(key);
   sorting.key = key;
   update();
 }
@@ -95,14 +96,18 @@ const isFiltered = () => filter.verdicts.size > 0 || filter.type >= 0 || filter.
 
 // Shows the files according to the filters and the order.
 function update() {
-  const { order, bytes, byGroup } = selectFiles();
+  const { order, bytes, byGroup, byVerdict } = selectFiles();
   sortFiles(order, sorting.key, sorting.isDescending);
   byId('groups').querySelectorAll('button').forEach((button) => {
     const group = Number(button.dataset.group);
     toggle(button, group === filter.group);
     button.querySelector('.count').textContent = formatNumber(group < 0 ? byGroup.reduce((a, b) => a + b, 0) : byGroup[group]);
   });
-  byId('verdicts').querySelectorAll('button').forEach((chip) => toggle(chip, filter.verdicts.has(Number(chip.dataset.verdict))));
+  byId('verdicts').querySelectorAll('button').forEach((chip) => {
+    const verdict = Number(chip.dataset.verdict);
+    toggle(chip, filter.verdicts.has(verdict));
+    chip.querySelector('.count').textContent = formatNumber(byVerdict[verdict]);
+  });
   const isGallery = gallery.of(filter.group);
   toggle(byId('view-gallery'), isGallery);
   toggle(byId('view-table'), !isGallery);
@@ -155,7 +160,7 @@ function listen() {
   onChange('type', (value) => (filter.type = Number(value)));
   onChange('taken-from', (value) => (filter.takenFrom = value));
   onChange('taken-to', (value) => (filter.takenTo = value));
-  onChange('sort', (value) => (sorting.key = value));
+  byId('sort').addEventListener('change', () => sortBy(byId('sort').value));
   for (const [id, field, none] of [['min-size', 'minSize', 0], ['max-size', 'maxSize', Infinity]]) {
     onChange(id, (value) => {
       const size = parseSize(value);
@@ -203,8 +208,11 @@ function listen() {
     byId(id).addEventListener('click', (event) => event.target === byId(id) && byId(id).close());
   }
   byId('details').addEventListener('close', () => {
-    byId('details').replaceChildren();
-    list.root.focus({ preventScroll: true });
+    // The event comes late: another file may have been opened since.
+    if (!byId('details').open) {
+      byId('details').replaceChildren();
+      list.root.focus({ preventScroll: true });
+    }
   });
 }
 
