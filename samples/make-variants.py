@@ -7,6 +7,13 @@ since a program is missing, is left out with a line on stderr. The same versions
 Debian packages that it uses when they are there: ffmpeg sox lame twolame vorbis-tools opus-tools mkvtoolnix imagemagick
 libjpeg-turbo-progs libimage-exiftool-perl libtiff-tools webp icoutils gimp inkscape python3-pil libreoffice-writer
 libreoffice-calc libreoffice-impress libreoffice-draw libreoffice-math ghostscript qpdf zip p7zip-full gcab.
+
+Group "tools" also: abiword a2ps advancecomp atomicparsley bsdtar (libarchive-tools) dia dvdauthor enscript eyed3 flac flvmeta
+gifsicle git gnumeric graphicsmagick groff gstreamer1.0-tools gstreamer1.0-plugins-{good,bad,ugly} gstreamer1.0-libav guetzli id3v2
+libarchive-zip-perl libavif-bin libheif-examples librsvg2-bin libvips-tools lilypond minizip mjpegtools mp3gain mupdf-tools netpbm
+oggz-tools openscad optipng pandoc pdftk-java pngcrush pngquant poppler-utils pstoedit sndfile-programs speex wkhtmltopdf yamdi
+zipmerge ziptool 7zip. Group "libraries": python3-{docx,ezdxf,imageio,matplotlib,mido,mutagen,odf,openpyxl,pikepdf,py7zr,pypdf2,
+reportlab,tifffile,xlsxwriter,xlwt}; run it with the system's own Python.
 """
 
 import argparse

@@ -1,6 +1,6 @@
 """Makers of sound files, one for each variant of a format."""
 
-from . import archives, documents, films, pictures, raws, sounds, texts
+from . import archives, documents, films, libraries, pictures, raws, sounds, texts, tools
 
 GROUPS = {
     "sounds": sounds.MAKERS,
@@ -10,4 +10,6 @@ GROUPS = {
     "documents": documents.MAKERS,
     "archives": archives.MAKERS,
     "texts": texts.MAKERS,
+    "tools": tools.MAKERS,
+    "libraries": libraries.MAKERS,
 }

@@ -27,10 +27,28 @@ Finding DocumentOf(Place& file, Verdict verdict, std::int64_t size, const char* 
             why};
 }
 
+// A trailer without an end comment goes on up to bytes that are not text. A few that seem to be text, on a line of
+// their own, are the first of these bytes.
+std::int64_t WithoutBrokenLine(Place& file, std::int64_t end) {
+    constexpr std::int64_t shortest = 8;
+    const ByteSpan line = file.At(end - shortest, static_cast<std::size_t>(shortest) + 1);
+    if (line.empty() || line.back() == 0) {
+        return end;
+    }
+    for (std::int64_t cut = 0; cut < shortest; ++cut) {
+        const std::uint8_t last = line[static_cast<std::size_t>(shortest - 1 - cut)];
+        if (last == '\n' || last == '\r') {
+            return end - cut;
+        }
+    }
+    return end;
+}
+
 Finding Validate(Place& file) {
     const PostScriptExtent text = FindPostScriptEnd(file, file.SectorSize(), true);
     if (text.end && (!text.binaryAt || *text.binaryAt >= *text.end)) {
-        return DocumentOf(file, Verdict::Whole, *text.end, "closed by its last comment");
+        const std::int64_t end = text.binaryAt == text.end ? WithoutBrokenLine(file, *text.end) : *text.end;
+        return DocumentOf(file, Verdict::Whole, end, "closed by its last comment");
     }
     if (!text.binaryAt) {
         return DocumentOf(file, Verdict::Truncated, FollowText(file, 0).end, "no last comment");

@@ -217,9 +217,49 @@ bool AreStripsSound(Place& file, const TiffFile& tiff) {
     });
 }
 
-std::int64_t Padded(const TiffFile& tiff, const Kind& kind, const Place& file, std::int64_t end) {
+// Each page of such a file is a TIFF file of its own, at a multiple of 16 bytes.
+constexpr std::int64_t JoinedUnit = 16;
+bool IsJoined(Place& file, const TiffFile& tiff) {
+    constexpr std::int64_t headerBytes = 8;
+    return std::ranges::any_of(tiff.extents, [&file](const TiffFile::Extent& extent) {
+        const std::int64_t header = extent.start - headerBytes;
+        if (extent.kind != TiffFile::Kind::Directory || header <= 0 || header % JoinedUnit != 0) {
+            return false;
+        }
+        const ByteSpan bytes = file.At(header, static_cast<std::size_t>(headerBytes));
+        const std::optional<Endian> endian = TiffEndianOf(bytes);
+        return endian && LoadAs<std::uint32_t>(bytes, 4, *endian) == headerBytes;
+    });
+}
+
+// Some writers put the same values behind the directory of every page, but all directories point to the first copy.
+std::int64_t EndOfCopies(Place& file, const TiffFile& tiff, std::int64_t end) {
+    constexpr std::int64_t longest = 4096;
+    std::int64_t last = -1;
+    std::int64_t before = -1;
+    for (const TiffFile::Extent& extent : tiff.extents) {
+        if (extent.kind == TiffFile::Kind::Directory) {
+            last = extent.End() == end ? extent.start : last;
+            before = extent.End() < end ? std::max(before, extent.End()) : before;
+        }
+    }
+    const std::int64_t length = last - before;
+    if (before < 0 || length <= 0 || length > longest) {
+        return end;
+    }
+    const ByteSpan copy = file.At(before, static_cast<std::size_t>(length));
+    const std::vector<std::uint8_t> values(copy.begin(), copy.end());
+    const bool isThere = std::ranges::any_of(values, [](std::uint8_t byte) { return byte != 0; }) &&
+                         std::ranges::equal(values, file.At(end, static_cast<std::size_t>(length)));
+    return isThere ? end + length : end;
+}
+
+std::int64_t Padded(const TiffFile& tiff, const Kind& kind, Place& file, std::int64_t end) {
     std::int64_t unit = 1;
-    if (tiff.hasPhotoshopResources) {
+    end = EndOfCopies(file, tiff, end);
+    if (IsJoined(file, tiff)) {
+        unit = JoinedUnit;
+    } else if (tiff.hasPhotoshopResources) {
         unit = 4;
     } else if (tiff.isDng || kind.isPadded) {
         unit = 2;

@@ -177,12 +177,22 @@ private:
         return at;
     }
 
+    // A packet without error correction that gives its length without padding in two bytes. The second byte, the form
+    // of each payload's numbers, is the same in all files.
+    bool IsBarePacket(ByteSpan start) const {
+        constexpr unsigned formBits = 0xE0;
+        constexpr unsigned shortLength = 0x40;
+        constexpr std::uint8_t payloadNumbers = 0x5D;
+        return (start[0] & formBits) == shortLength && start[1] == payloadNumbers &&
+               LoadLittle<std::uint16_t>(start, 2) <= properties_.packetBytes;
+    }
+
     // A live recording has no size and no number of packets, or wrong ones.
     Finding TakeBroadcast(std::int64_t first) {
         std::int64_t at = first;
         while (at + properties_.packetBytes <= file_.Limit()) {
-            const ByteSpan start = file_.At(at, 3);
-            if (start.empty() || start[0] != 0x82 || start[1] != 0 || start[2] != 0) {
+            const ByteSpan start = file_.At(at, 4);
+            if (start.empty() || !(StartsWith(start, PatternOf("\x82\0\0")) || IsBarePacket(start))) {
                 break;
             }
             at += properties_.packetBytes;

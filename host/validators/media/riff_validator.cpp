@@ -140,6 +140,10 @@ private:
                 end_ = EndOfOpenSound(file_, data);
                 return Ended();
             }
+            if (isOpen_ && (size == 0 || size == UnknownSize) && IsListOf(chunk, data, "movi")) {
+                end_ = EndOfFrames(data + 4, file_.Limit(), IsFrameName);
+                continue;
+            }
             const std::int64_t behind = data + size + (size & 1);
             // The last chunk may lack its pad byte.
             if (data + size > end || data + size > file_.Limit()) {
@@ -245,18 +249,33 @@ private:
                std::equal(kind.begin(), kind.end(), name.begin());
     }
 
-    // The pictures and sounds of a film are small chunks, or lists of them.
-    bool FramesTile(std::int64_t at, std::int64_t end) {
+    // The pictures and sounds of a film are small chunks, or lists of them. Gives the end of the last one that has a
+    // name and begins before `end`.
+    std::int64_t EndOfFrames(std::int64_t at, std::int64_t end, bool (*isName)(ByteSpan)) {
         while (at + static_cast<std::int64_t>(ChunkHeaderBytes) <= end) {
             const ByteSpan chunk = file_.At(at, ChunkHeaderBytes);
-            if (chunk.empty() || !IsName(chunk)) {
-                return false;
+            if (chunk.empty() || !isName(chunk)) {
+                break;
             }
             const bool isRecord = StartsWith(chunk, PatternOf("LIST"));
             const std::int64_t size = isRecord ? 4 : std::int64_t{Number(chunk, 4)};
             at += static_cast<std::int64_t>(ChunkHeaderBytes) + size + (size & 1);
         }
-        return at >= end && at <= end + 1;
+        return at;
+    }
+
+    bool FramesTile(std::int64_t at, std::int64_t end) {
+        const std::int64_t last = EndOfFrames(at, end, IsName);
+        return last >= end && last <= end + 1;
+    }
+
+    // A stream's number and two letters, or one of the few other names among them.
+    static bool IsFrameName(ByteSpan chunk) {
+        const auto isDigit = [](std::uint8_t c) {
+            return c >= '0' && c <= '9';
+        };
+        return (isDigit(chunk[0]) && isDigit(chunk[1])) || StartsWith(chunk, PatternOf("ix")) ||
+               StartsWith(chunk, PatternOf("LIST")) || StartsWith(chunk, PatternOf("JUNK"));
     }
 
     // Films above 1 GiB continue in further segments.

@@ -29,6 +29,13 @@ TEST(PaperValidators, WordPerfect5KeepsItsLastSectorInFrontOfForeignBytes) {
     EXPECT_LE(finding.size, size + 16);
 }
 
+TEST(PaperValidators, PostScriptEndsWithTheLastLineOfItsTrailer) {
+    const std::string_view text = "%!PS-Adobe-3.0\nshowpage\n%%Trailer\nend\n";
+    const Bytes file(text.begin(), text.end());
+    EXPECT_EQ(FindingOf("postscript", file, Bytes{'q', 0xE4, 1, 2}).size, std::ssize(file));
+    EXPECT_EQ(FindingOf("postscript", file, Bytes{'q', 0, 0, 0}).size, std::ssize(file) + 1);
+}
+
 // One chain of blocks of 256 bytes; the first link is at the end of block 3.
 TEST(PaperValidators, QuarkDoesNotFollowAWildLink) {
     Bytes file(40 * 256);

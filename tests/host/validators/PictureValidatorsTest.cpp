@@ -174,6 +174,28 @@ TEST(PictureValidators, TiffWithoutItsJpegIsTruncated) {
     EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).verdict, Verdict::Truncated);
 }
 
+// Two pages of 2 entries. What some writers leave behind the last one is known by what is behind the first.
+TEST(PictureValidators, TiffEndsLikeItsEarlierPages) {
+    const std::string_view header("II*\0\x08\0\0\0", 8);
+    const std::string_view page("\2\0\x11\1\4\0\1\0\0\0\2\0\0\0\x17\1\4\0\1\0\0\0\4\0\0\0", 26);
+    const auto pages = [&](std::uint8_t second, std::string_view behind, std::string_view last) {
+        Bytes file(header.begin(), header.end());
+        for (const std::string_view part :
+             {page, std::string_view("X\0\0\0", 4), behind, page, std::string_view("\0\0\0\0", 4), last}) {
+            file.insert(file.end(), part.begin(), part.end());
+        }
+        file[header.size() + page.size()] = second;
+        return file;
+    };
+    const Bytes copies = pages(54, "the same values.", "the same values.");
+    EXPECT_EQ(FindingOf("tiff", copies, Pattern(9000)).size, std::ssize(copies));
+    const Bytes others = pages(54, "the same values.", "but other values");
+    EXPECT_EQ(FindingOf("tiff", others, Pattern(9000)).size, std::ssize(others) - 16);
+    const std::string filler = std::string(10, '\0') + std::string(header);
+    const Bytes joined = pages(56, filler, std::string(10, '\0'));
+    EXPECT_EQ(FindingOf("tiff", joined, Pattern(9000)).size, std::ssize(joined));
+}
+
 // A computed brush and a sampled one of 3 by 2 points, in rows with their lengths in front.
 TEST(PictureValidators, EarlyBrushesAreCountedAndMeasured) {
     const std::string_view brushes(

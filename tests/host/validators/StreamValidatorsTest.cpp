@@ -67,6 +67,39 @@ TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
     expectSize(form, Bytes(5000), "padding");
 }
 
+// Sizes that the writer would have gone back for. The index stands behind the frames.
+TEST(StreamValidators, FollowTheFramesOfAnUnfinishedFilm) {
+    Bytes film = Fixture("film.avi");
+    constexpr std::string_view name = "movi";
+    const auto frames = std::search(film.begin(), film.end(), name.begin(), name.end());
+    std::fill_n(film.begin() + 4, 4, 0xFF);
+    std::fill_n(frames - 4, 4, 0);
+    const Finding finding = FindingOf("riff", film, Pattern(70000));
+    EXPECT_EQ(finding.verdict, Verdict::Open);
+    EXPECT_EQ(finding.size, std::ssize(film));
+}
+
+// Live recordings may leave error correction out of their packets.
+TEST(StreamValidators, FollowBarePacketsOfALiveRecording) {
+    Bytes film = Fixture("film.wmv");
+    const Bytes id{0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11};
+    const auto properties = std::search(film.begin(), film.end(), id.begin(), id.end());
+    ASSERT_NE(properties, film.end());
+    properties[88] = 1;
+    const auto packetBytes = static_cast<std::size_t>(properties[92] | properties[93] << 8);
+    const std::size_t first = LoadLittle<std::uint32_t>(film, 16) + 50;
+    std::size_t end = first;
+    for (; end + packetBytes <= film.size() && film[end] == 0x82; end += packetBytes) {
+        const Bytes start{0x51, 0x5D, properties[92], properties[93]};
+        std::ranges::copy(start, film.begin() + static_cast<std::ptrdiff_t>(end));
+    }
+    ASSERT_GT(end, first);
+    film.resize(end);
+    const Finding finding = FindingOf("asf", film, Pattern(70000));
+    EXPECT_EQ(finding.verdict, Verdict::Open);
+    EXPECT_EQ(finding.size, std::ssize(film));
+}
+
 TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
     const Bytes film = Fixture("video.flv");
     const Bytes half(film.begin(), film.begin() + 8 * 512);
