@@ -166,14 +166,15 @@ ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrig
     if (piece && isStopped) {
         return ExitStatus::Stopped;
     }
+    const ExtractJob job{medium, validation.outcomes, known, origin, filter, content, out, quiet};
     if (piece) {
-        return ExtractPiece(medium, validation.outcomes, known, origin, filter, content, out, *piece, quiet);
+        return ExtractPiece(job, *piece);
     }
     if (isStopped) {
         Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
             ShellWord(out.folder.Path().string()));
     }
-    ExitStatus status = ExtractFiles(medium, validation.outcomes, known, origin, filter, content, out, quiet);
+    ExitStatus status = ExtractFiles(job);
     if (status == ExitStatus::Done && !validation.setAside.empty()) {
         status = ExitStatus::Losses;
     }

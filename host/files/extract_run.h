@@ -31,20 +31,28 @@ struct FindsOrigin {
     std::vector<SectorRange> zeros{};
 };
 
-/// Plans, writes and reports the files of what was validated, into a prepared folder. Shows progress and, unless
-/// `quiet`, the result. A file that cannot be written is one line on stderr, and the run goes on. Files that an
-/// interrupted run or the pieces have reported are not compared with the medium again; the reports of the pieces are
-/// removed once everything is joined. The outcomes' indices refer to `known`. Outcomes count the sectors of what is
-/// scanned, the report those of the image.
-ExitStatus ExtractFiles(const ScanMedium& scanned, const std::vector<Outcome>& outcomes, const KnownFiles& known,
-                        const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
-                        const OutFolder& out, bool quiet);
+/// What is extracted, and how. All that is referred to outlives the call.
+struct ExtractJob {
+    const ScanMedium& scanned;
+    /// They count the sectors of what is scanned, the report those of the image. Their indices refer to `known`.
+    const std::vector<Outcome>& outcomes;
+    const KnownFiles& known;
+    const FindsOrigin& origin;
+    const PlanFilter& filter;
+    const ContentFilter& content;
+    /// Prepared by `PrepareOutFolder`.
+    const OutFolder& out;
+    bool quiet = false;
+};
+
+/// Plans, writes and reports the files of what was validated. Shows progress and, unless quiet, the result. A file that
+/// cannot be written is one line on stderr, and the run goes on. Files that an interrupted run or the pieces have
+/// reported are not compared with the medium again; the reports of the pieces are removed once everything is joined.
+ExitStatus ExtractFiles(const ExtractJob& job);
 
 /// Writes one piece of the same files, and a report of its own, while other processes may write the other pieces there.
 /// The choice of files cannot depend on the files of other pieces, so all pieces have the same plan. Throws `Failure`
 /// (not started) if the disk has no room for the files of all pieces.
-ExitStatus ExtractPiece(const ScanMedium& scanned, const std::vector<Outcome>& outcomes, const KnownFiles& known,
-                        const FindsOrigin& origin, const PlanFilter& filter, const ContentFilter& content,
-                        const OutFolder& out, const Piece& piece, bool quiet);
+ExitStatus ExtractPiece(const ExtractJob& job, const Piece& piece);
 
 }  // namespace salvor

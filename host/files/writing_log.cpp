@@ -1,10 +1,8 @@
 #include "host/files/writing_log.h"
 
 #include <algorithm>
-#include <exception>
 #include <filesystem>
 
-#include "host/records/json_lines.h"
 #include "host/say/failure.h"
 
 namespace salvor {
@@ -33,18 +31,11 @@ WritingLog::WritingLog(const Folder& folder, const std::optional<Piece>& piece, 
     if (!before.IsOpen()) {
         return;
     }
-    LineReader reader(before);
-    for (std::string line; reader.Next(line);) {
-        try {
-            Take(line);
-        } catch (const std::exception&) {
-            // The line is incomplete: the file goes on from an earlier mark.
-        }
-    }
+    // Where a line is cut, the file goes on from an earlier mark.
+    ForEachRecord(before, [this](const Json& record) { Take(record); });
 }
 
-void WritingLog::Take(const std::string& line) {
-    const Json record = ParseJsonLine(line);
+void WritingLog::Take(const Json& record) {
     WritingMark mark{IntegerIn(record, "bytes"), record.at("sha256").get<std::string>(), {}};
     if (auto unreadable = RangesFromJson(record, "unreadable"); unreadable && mark.bytes > 0) {
         mark.unreadable = *std::move(unreadable);

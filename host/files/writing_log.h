@@ -12,6 +12,7 @@
 #include "host/medium/sector_ranges.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
+#include "host/records/json_lines.h"
 #include "host/records/line_log.h"
 #include "host/records/piece.h"
 
@@ -50,7 +51,7 @@ public:
     void Finish();
 
 private:
-    void Take(const std::string& line);
+    void Take(const Json& record);
     void Write(const PlannedFile& file);
 
     const Folder& folder_;

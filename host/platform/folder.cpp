@@ -110,6 +110,11 @@ std::optional<FileEntry> Folder::Entry(const std::string& name) const {
     return FileEntry{{info.st_dev, info.st_ino}, info.st_size};
 }
 
+std::optional<FileEntry> Folder::EntryBelow(const fs::path& path) const {
+    const Folder parent = Below(path.parent_path(), false);
+    return parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
+}
+
 bool Folder::AnyEntry(const std::function<bool(const std::string& name)>& matches) const {
     FileDescriptor again = OpenFolderAt(fd_.Get(), ".", 0);
     const std::unique_ptr<DIR, CloseListing> entries(fdopendir(again.Get()));

@@ -66,6 +66,8 @@ public:
 
     /// The regular file of this name; nothing if it is anything else.
     std::optional<FileEntry> Entry(const std::string& name) const;
+    /// The same for a path below the folder.
+    std::optional<FileEntry> EntryBelow(const std::filesystem::path& path) const;
     /// True if `matches` holds for some entry.
     bool AnyEntry(const std::function<bool(const std::string& name)>& matches) const;
 

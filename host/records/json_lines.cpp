@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "host/records/line_log.h"
+
 namespace salvor {
 
 namespace {
@@ -44,6 +46,17 @@ std::optional<std::vector<Pair>> PairsFromJson(const Json& record, const char* k
 std::string JsonLine(const Json& value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n'; }
 
 Json ParseJsonLine(const std::string& line) { return Json::parse(line, nullptr, false); }
+
+void ForEachRecord(File& file, const std::function<void(const Json& record)>& take) {
+    LineReader lines(file);
+    for (std::string line; lines.Next(line);) {
+        try {
+            take(ParseJsonLine(line));
+        } catch (const Json::exception&) {
+        } catch (const std::invalid_argument&) {
+        }
+    }
+}
 
 std::int64_t IntegerOf(const Json& value) {
     if (!value.is_number_integer()) {

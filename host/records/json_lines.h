@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -9,6 +10,7 @@
 
 #include "host/medium/extent.h"
 #include "host/medium/sector_ranges.h"
+#include "host/platform/file.h"
 
 namespace salvor {
 
@@ -20,6 +22,10 @@ std::string JsonLine(const Json& value);
 
 /// The JSON value on a line; a discarded one when there is none.
 Json ParseJsonLine(const std::string& line);
+
+/// Calls `take` with the value of each line from the file's current position on. A line for which it throws a JSON
+/// exception or `std::invalid_argument`, as the functions here do, is skipped: it is cut or not a record of ours.
+void ForEachRecord(File& file, const std::function<void(const Json& record)>& take);
 
 /// An integer. Throws `std::invalid_argument` for anything else.
 std::int64_t IntegerOf(const Json& value);

@@ -1,11 +1,7 @@
 #include "host/report/folder_report.h"
 
 #include <algorithm>
-#include <exception>
-#include <filesystem>
 #include <tuple>
-
-#include "host/records/line_log.h"
 
 namespace salvor {
 
@@ -14,9 +10,7 @@ namespace {
 // Throws for a record that was not written by `FileRecord`.
 bool IsThere(const Folder& folder, const Json& record) {
     FolderCounts().Add(record);
-    const std::filesystem::path path(record.at("path").get<std::string>());
-    const Folder parent = folder.Below(path.parent_path(), false);
-    const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
+    const auto there = folder.EntryBelow(record.at("path").get<std::string>());
     return there && there->size == IntegerIn(record, "size");
 }
 
@@ -35,17 +29,12 @@ void FolderReport::TakeOver() {
     if (!before.IsOpen()) {
         return;
     }
-    LineReader reader(before);
-    for (std::string line; reader.Next(line);) {
-        try {
-            if (const Json record = ParseJsonLine(line); record.at("record") == "file" && IsThere(folder_, record)) {
-                AddLine(record, true);
-            }
-        } catch (const Json::exception&) {
-            // The line is incomplete: its file will be looked at again.
-        } catch (const std::invalid_argument&) {
+    // The file of a line that is cut is looked at again.
+    ForEachRecord(before, [this](const Json& record) {
+        if (record.at("record") == "file" && IsThere(folder_, record)) {
+            AddLine(record, true);
         }
-    }
+    });
 }
 
 void FolderReport::Add(const Json& record) { AddLine(record, false); }

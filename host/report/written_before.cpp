@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <filesystem>
 #include <functional>
 #include <utility>
 
@@ -28,9 +27,7 @@ bool IsOf(const PlannedFile& file, Json record, const KnownFile* known, std::int
 }  // namespace
 
 bool IsThere(const Folder& folder, const PlannedFile& file) {
-    const std::filesystem::path path(file.path);
-    const Folder parent = folder.Below(path.parent_path(), false);
-    const auto there = parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
+    const auto there = folder.EntryBelow(file.path);
     return there && there->size == file.Size();
 }
 

@@ -1,0 +1,144 @@
+#include "host/files/extraction.h"
+
+#include <optional>
+#include <utility>
+
+#include "host/platform/stop_request.h"
+#include "host/say/say.h"
+#include "host/say/size_text.h"
+
+namespace salvor {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+// How long a written file may be missing from the report.
+constexpr std::chrono::seconds ReportInterval(5);
+
+std::int64_t TotalBytes(const Plan& plan) {
+    std::int64_t total = 0;
+    for (const PlannedFile& file : plan.files) {
+        total = AddSizes(total, file.Size());
+    }
+    return total;
+}
+
+}  // namespace
+
+void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& totals) {
+    skipped.Add(JsonLine(PassedOverRecord(passed)));
+    ++totals.passedOver[ReasonText(passed.reason)];
+}
+
+Extraction::Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize,
+                       FolderReport& report, LineFile* skipped, ExtractTotals totals, bool quiet)
+    : plan_(plan),
+      known_(known),
+      folder_(folder),
+      sectorSize_(sectorSize),
+      report_(report),
+      skipped_(skipped),
+      totals_(std::move(totals)),
+      totalBytes_(TotalBytes(plan)),
+      nextReport_(steady_clock::now() + ReportInterval),
+      progress_("writing", totalBytes_, quiet) {}
+
+void Extraction::TakeOver(WrittenBefore& before) {
+    std::erase_if(plan_.files, [&](const PlannedFile& file) {
+        const auto written = before.Find(file, known_.At(file.known), sectorSize_);
+        if (!written) {
+            return false;
+        }
+        report_.Add(written->record);
+        totals_.there.Add(written->record);
+        ++(written->isOfPiece ? totals_.written : totals_.alreadyThere);
+        ++counts_[VerdictName(file.finding.verdict)];
+        return true;
+    });
+    bytesBefore_ = totalBytes_ - TotalBytes(plan_);
+}
+
+bool Extraction::Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content, WritingLog& log) {
+    for (const PassedOver& passed : plan_.passedOver) {
+        NotePassedOver(passed, *skipped_, totals_);
+    }
+    const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, content, log, *this);
+    if (complete) {
+        // The last files may be done before the next progress report is due.
+        progress_.Update(totalBytes_, counts_);
+    }
+    Report();
+    progress_.Clear();
+    return complete;
+}
+
+void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
+    if (result.outcome == WriteOutcome::Failed) {
+        NoteFailure(file, result);
+        return;
+    }
+    if (result.outcome == WriteOutcome::Known || result.outcome == WriteOutcome::SameBytes) {
+        NoteLeftOut(file, result);
+        return;
+    }
+    ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
+    unreported_.push_back(FileRecord(file, result, sectorSize_, known_.At(file.known)));
+    totals_.there.Add(unreported_.back());
+    ++counts_[VerdictName(file.finding.verdict)];
+    constexpr std::size_t mostUnreported = 4096;
+    if (unreported_.size() == mostUnreported) {
+        Report();
+    }
+}
+
+bool Extraction::OnProgress(std::int64_t bytes) {
+    progress_.Update(bytesBefore_ + bytes, counts_);
+    if (steady_clock::now() >= nextReport_) {
+        Report();
+    }
+    return StopRequested();
+}
+
+// The report lists only files that are on stable storage.
+void Extraction::Report() {
+    if (!unreported_.empty()) {
+        folder_.Sync();
+        for (const Json& record : unreported_) {
+            report_.Add(record);
+        }
+        report_.Sync();
+        unreported_.clear();
+    }
+    nextReport_ = steady_clock::now() + ReportInterval;
+}
+
+void Extraction::NoteFailure(const PlannedFile& file, const WriteResult& result) {
+    const std::string reason = "could not be written: " + result.error;
+    if (skipped_ != nullptr) {
+        skipped_->Add(JsonLine(UnwrittenRecord(file, reason)));
+    }
+    ++totals_.failed;
+    ++totals_.passedOver[reason];
+    // A full disk is announced once; the summary counts the files.
+    if (!result.diskIsFull || !diskWasFull_) {
+        progress_.Clear();
+        Say("cannot write '{}': {}", (folder_.Path() / file.path).string(), result.error);
+    }
+    diskWasFull_ = diskWasFull_ || result.diskIsFull;
+}
+
+void Extraction::NoteLeftOut(const PlannedFile& file, const WriteResult& result) {
+    const char* const reason = result.sameAs.empty() ? KnownFileReason : SameBytesReason;
+    if (skipped_ != nullptr) {
+        Json record = UnwrittenRecord(file, reason);
+        record["sha256"] = result.sha256;
+        if (!result.sameAs.empty()) {
+            record["same_as"] = result.sameAs;
+        }
+        skipped_->Add(JsonLine(record));
+    }
+    ++totals_.passedOver[reason];
+}
+
+}  // namespace salvor

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/files/write_files.h"
+#include "host/report/folder_report.h"
+#include "host/report/written_before.h"
+#include "host/say/progress.h"
+#include "host/volumes/known_files.h"
+
+namespace salvor {
+
+/// Notes a find that became no file, in the list of those and in the totals.
+void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& totals);
+
+/// Writes the files of a plan, counts and reports them, and shows progress. Throws `Failure` (losses) if the report
+/// cannot be written.
+class Extraction : public WriteObserver {
+public:
+    /// `skipped` is null if no list of the finds that became no file is wanted. All that is referred to outlives this.
+    /// `sectorSize` in bytes; `totals` holds what was counted while the plan was made.
+    Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize, FolderReport& report,
+               LineFile* skipped, ExtractTotals totals, bool quiet);
+
+    /// Reports what earlier runs have written and removes it from the plan.
+    void TakeOver(WrittenBefore& before);
+
+    /// False if the user stopped it.
+    bool Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content, WritingLog& log);
+
+    const ExtractTotals& Totals() const { return totals_; }
+
+    void OnFile(const PlannedFile& file, const WriteResult& result) override;
+    bool OnProgress(std::int64_t bytes) override;
+
+private:
+    void Report();
+    void NoteFailure(const PlannedFile& file, const WriteResult& result);
+    void NoteLeftOut(const PlannedFile& file, const WriteResult& result);
+
+    Plan& plan_;
+    const KnownFiles& known_;
+    const Folder& folder_;
+    std::int32_t sectorSize_;
+    FolderReport& report_;
+    LineFile* skipped_;
+    ExtractTotals totals_;
+    // The bytes of all files, and of those that earlier runs have written.
+    std::int64_t totalBytes_;
+    std::int64_t bytesBefore_ = 0;
+    // Records of files that may not yet be on stable storage.
+    std::vector<Json> unreported_;
+    std::chrono::steady_clock::time_point nextReport_;
+    std::map<std::string, std::int64_t> counts_;
+    bool diskWasFull_ = false;
+    Progress progress_;
+};
+
+}  // namespace salvor
