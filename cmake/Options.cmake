@@ -1,6 +1,6 @@
 option(SALVOR_TESTS "Build the tests" ON)
 option(SALVOR_CHECK_HEADERS "Compile every header by itself, with the tests" ON)
-option(SALVOR_TEST_PRECOMPILE "Precompile what nearly all tests include" OFF)
+option(SALVOR_PRECOMPILE "Precompile what most sources of the program and the tests include" OFF)
 option(SALVOR_BENCH "Have a target for the benchmarks" OFF)
 option(SALVOR_FUZZ "Build the fuzz targets (clang only)" OFF)
 set(SALVOR_SANITIZE "" CACHE STRING "Sanitizers for all targets, as for -fsanitize")
