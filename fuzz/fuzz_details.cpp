@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 
+#include "fuzz/InputSource.h"
 #include "fuzz/Require.h"
 #include "host/details/details_worker.h"
 #include "host/details/document_details.h"
@@ -16,21 +17,6 @@
 #include "host/details/picture_details.h"
 
 namespace {
-
-class InputSource : public salvor::MediumSource {
-public:
-    explicit InputSource(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-    std::int64_t Size() const override { return static_cast<std::int64_t>(bytes_.size()); }
-    std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
-        Require(offset >= 0 && offset <= Size() && length <= bytes_.size() - static_cast<std::size_t>(offset),
-                "only the file is read");
-        std::copy_n(bytes_.begin() + offset, length, buffer);
-        return length;
-    }
-
-private:
-    std::span<const std::uint8_t> bytes_;
-};
 
 void ReadAnswer(const std::string& line) {
     const auto answer = salvor::AnswerIn(line);

@@ -14,6 +14,7 @@
 #include <memory>
 #include <span>
 
+#include "fuzz/InputSource.h"
 #include "fuzz/Require.h"
 #include "host/scan/start_finder.h"
 #include "host/validate/validate_finds.h"
@@ -22,21 +23,6 @@ namespace {
 
 constexpr std::array<std::int32_t, 2> SectorSizes{512, 4096};
 constexpr std::array<std::int64_t, 3> Allowances{std::int64_t{1} << 26, 20000, 5000};
-
-class InputDevice : public salvor::MediumSource {
-public:
-    explicit InputDevice(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-    std::int64_t Size() const override { return static_cast<std::int64_t>(bytes_.size()); }
-    std::size_t ReadAt(std::int64_t offset, std::uint8_t* buffer, std::size_t length) override {
-        Require(offset >= 0 && offset <= Size() && length <= bytes_.size() - static_cast<std::size_t>(offset),
-                "only the medium is read");
-        std::copy_n(bytes_.begin() + offset, length, buffer);
-        return length;
-    }
-
-private:
-    std::span<const std::uint8_t> bytes_;
-};
 
 class NeverStops : public salvor::ValidateObserver {
 public:
@@ -94,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::uint8_t choice = data[0];
     const std::span bytes(data + 1, size - 1);
-    salvor::Medium medium(std::make_unique<InputDevice>(bytes), SectorSizes[choice % SectorSizes.size()]);
+    salvor::Medium medium(std::make_unique<InputSource>(bytes), SectorSizes[choice % SectorSizes.size()]);
     for (const salvor::Validator* const validator : salvor::Validators()) {
         Ask(*validator, medium, bytes, Allowances[choice / 2 % Allowances.size()]);
     }

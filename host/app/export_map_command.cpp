@@ -104,7 +104,7 @@ ExitStatus RunExportMap(const ExportMapCommand& command) {
     log.Add(MapOfAreas(areas, imageBytes));
     log.Sync();
     if (!command.quiet) {
-        Tell(fmt::format("{} areas with {} are worth reading next\n", areas.size(),
+        Tell(fmt::format("worth reading next: {} with {}\n", Counted(std::ssize(areas), "area"),
                          FormatSize(missing.SectorCount() * sectorSize)));
     }
     return ExitStatus::Done;

@@ -13,6 +13,7 @@
 #include "host/platform/stop_request.h"
 #include "host/report/page.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
 #include "host/volumes/knowledge_file.h"
@@ -49,7 +50,7 @@ FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad
         journal.seen.unreadable = medium.Scanned().Unreadable().Ranges();
     }
     if (journal.damagedLines > 0) {
-        Say("{} lines of the finds file '{}' are damaged and passed over", journal.damagedLines, path);
+        Say("passed over {} of the finds file '{}'", Counted(journal.damagedLines, "damaged line"), path);
     }
     if (!journal.complete) {
         Say("the scan behind '{}' did not end; its {} finds are used", path, journal.seen.finds.size());
@@ -65,17 +66,15 @@ void FindsUse::SayIfResized() const {
     const std::int64_t then = journal.header.imageSize;
     const std::int64_t now = medium.Image().SizeInBytes();
     if (now > then) {
-        Say("the image '{}' has grown from {} to {} bytes since the scan; scan again to find what begins in the "
-            "new "
+        Say("the image '{}' has grown from {} to {} bytes since the scan; scan again to find what begins in the new "
             "part",
             image.path, then, now);
     } else if (now < then) {
         const auto isThere = [this](const Find& find) {
             return medium.OnImage(find.startSector) < medium.Image().SectorCount();
         };
-        Say("the image '{}' has {} bytes, but had {} when it was scanned: {} of {} finds begin in what is there; "
-            "if "
-            "it is another image.path, name the right one with --image",
+        Say("the image '{}' has {} bytes, but had {} when it was scanned: {} of {} finds begin in what is there; if "
+            "it is another image, name the right one with --image",
             image.path, now, then, std::ranges::count_if(journal.seen.finds, isThere), journal.seen.finds.size());
     }
 }

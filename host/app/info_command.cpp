@@ -106,7 +106,7 @@ ExitStatus Verify(Medium& medium, const EwfFacts& facts, bool quiet) {
         }
     }
     if (const std::int64_t lost = medium.Unreadable().SectorCount(); lost > 0) {
-        TellFact("unreadable", fmt::format("{} sectors", lost));
+        TellFact("unreadable", Counted(lost, "sector"));
     }
     return isRight ? ExitStatus::Done : ExitStatus::Losses;
 }

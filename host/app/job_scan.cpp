@@ -261,12 +261,11 @@ void RequireNoneLeft(const JobScan& scan, const SegmentStore& store, const std::
     }
     if (const auto ranges = left.Ranges(); !ranges.empty()) {
         const SectorRange first = scan.scan.medium.OnImage(ranges).front();
-        throw Failure(
-            ExitStatus::NotStarted,
-            fmt::format("{} sectors are not scanned yet, the first of them {} to {}; scan the pieces that are "
-                        "missing, or all that is left with 'salvor scan {} --job {}'",
-                        left.SectorCount(), first.first, first.first + first.count - 1,
-                        ShellWord(scan.scan.header.image.path), ShellWord(store.JobPath().string())));
+        throw Failure(ExitStatus::NotStarted,
+                      fmt::format("not scanned yet: {}, the first of them {} to {}; scan the pieces that are missing, "
+                                  "or all that is left with 'salvor scan {} --job {}'",
+                                  Counted(left.SectorCount(), "sector"), first.first, first.first + first.count - 1,
+                                  ShellWord(scan.scan.header.image.path), ShellWord(store.JobPath().string())));
     }
 }
 

@@ -54,7 +54,7 @@ ExitStatus RunList(const ListCommand& command) {
     });
     if (!command.asJson) {
         const auto& by = counts.byVerdict;
-        text += fmt::format("{} files, {}: {} whole, {} open, {} truncated, {} damaged\n", counts.files,
+        text += fmt::format("{}, {}: {} whole, {} open, {} truncated, {} damaged\n", Counted(counts.files, "file"),
                             FormatSize(counts.bytes), by[0], by[1], by[2], by[3]);
         for (const auto& [reason, count] : shown.leftOut) {
             text += fmt::format("left out: {} ({})\n", count, reason);

@@ -12,6 +12,7 @@
 #include "host/mount/mount.h"
 #include "host/platform/stop_request.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 
@@ -48,12 +49,13 @@ ExitStatus RunMount(const MountCommand& command) {
     const std::size_t count = files.size() - missing;
     files = {};
     if (missing > 0) {
-        Say("{} files lie behind the end of the image and are left out", missing);
+        Say("left out {} behind the end of the image", Counted(static_cast<std::int64_t>(missing), "file"));
     }
     mount.Serve(command.point, [&] {
         if (!command.quiet) {
-            Tell(fmt::format("{} files can be read in '{}'; Ctrl-C or 'fusermount3 -u {}' ends that\n", count,
-                             Printable(command.point), ShellWord(command.point)));
+            Tell(fmt::format("{} to read in '{}'; Ctrl-C or 'fusermount3 -u {}' ends that\n",
+                             Counted(static_cast<std::int64_t>(count), "file"), Printable(command.point),
+                             ShellWord(command.point)));
         }
     });
     return missing == 0 ? ExitStatus::Done : ExitStatus::Losses;

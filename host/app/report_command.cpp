@@ -14,6 +14,7 @@
 #include "host/report/report.h"
 #include "host/report/report_format.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 
@@ -67,7 +68,7 @@ void WriteReport(const ReportCommand& command, const Folder& folder, const Repor
         Tell(fmt::format("{}\n", Printable((place.folder.Path() / place.name).string())));
     }
     if (reader.DamagedLines() > 0) {
-        Say("{} lines of the report in '{}' are damaged and passed over", reader.DamagedLines(), command.folder);
+        Say("passed over {} of the report in '{}'", Counted(reader.DamagedLines(), "damaged line"), command.folder);
     }
 }
 

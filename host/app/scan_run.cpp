@@ -171,8 +171,8 @@ SectorRange RangeOfVolume(Medium& medium, const ScanOptions& options) {
     const auto found =
         std::ranges::find_if(knowledge.volumes, [wanted](const Volume& volume) { return volume.number == wanted; });
     if (found == knowledge.volumes.end()) {
-        throw UsageError(fmt::format("--volume: the image '{}' has {} volumes; 'salvor info' lists them",
-                                     options.image.path, knowledge.volumes.size()));
+        throw UsageError(fmt::format("--volume: the image '{}' has {}; 'salvor info' lists what it holds",
+                                     options.image.path, Counted(std::ssize(knowledge.volumes), "volume")));
     }
     return found->sectors;
 }
@@ -256,7 +256,7 @@ std::string ScanTable(const ScanSummary& summary) {
         table += fmt::format("{:<10} {:>10}\n", extension, count);
     }
     const double speed = summary.seconds > 0 ? static_cast<double>(summary.bytesScanned) / summary.seconds : 0;
-    table += fmt::format("{} {} finds in {}", summary.complete ? "scanned:" : "stopped:", finds,
+    table += fmt::format("{} {} in {}", summary.complete ? "scanned:" : "stopped:", Counted(finds, "find"),
                          FormatSize(summary.bytesScanned));
     // No time was needed for a scan that was already complete.
     table += summary.seconds > 0
@@ -267,7 +267,7 @@ std::string ScanTable(const ScanSummary& summary) {
         unreadable += range.count;
     }
     if (unreadable > 0) {
-        table += fmt::format("{} sectors could not be read and count as zeros\n", unreadable);
+        table += fmt::format("{} could not be read: zeros in their place\n", Counted(unreadable, "sector"));
     }
     return table;
 }

@@ -189,7 +189,7 @@ ShownFiles ShowWritten(const ShownOptions& options, const ShownChoice& choice, c
         }
     }
     if (reader.DamagedLines() > 0) {
-        Say("{} lines of the report in '{}' are damaged and passed over", reader.DamagedLines(),
+        Say("passed over {} of the report in '{}'", Counted(reader.DamagedLines(), "damaged line"),
             folder.Path().string());
     }
     shown.summary = reader.Summary();

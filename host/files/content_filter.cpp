@@ -9,6 +9,7 @@
 #include "host/records/line_log.h"
 #include "host/say/failure.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 
@@ -144,7 +145,7 @@ void HashList::Add(const std::string& path) {
                                   path));
     }
     if (others > 0) {
-        Say("{} lines of '{}' hold no hash and are passed over", others, path);
+        Say("passed over {} without a hash in '{}'", Counted(others, "line"), path);
     }
     SortAll();
 }

@@ -263,7 +263,7 @@ std::string TotalsTable(const ExtractTotals& totals, std::int64_t earlier) {
         table += fmt::format("{} of them hold zeros where sectors could not be read\n", totals.there.withUnreadable);
     }
     if (earlier > 0) {
-        table += fmt::format("{} files of earlier runs are in the folder too\n", earlier);
+        table += fmt::format("in the folder too: {} of earlier runs\n", Counted(earlier, "file"));
     }
     for (const auto& [reason, count] : totals.passedOver) {
         table += fmt::format("not written: {} ({})\n", count, reason);
@@ -280,7 +280,7 @@ std::string ClosingLines(const FolderCounts& counts, const std::string& folder) 
         return all.byVerdict[static_cast<std::size_t>(verdict)];
     };
     const std::string texts = counts.text.files > 0 ? fmt::format(", {} of them plain text", counts.text.files) : "";
-    return fmt::format("Found: {} files, {}{}\n", all.files, FormatSize(all.bytes), texts) +
+    return fmt::format("Found: {}, {}{}\n", Counted(all.files, "file"), FormatSize(all.bytes), texts) +
            fmt::format("Sure:  {} are whole; {} have no declared end, {} break off or are damaged\n",
                        of(Verdict::Whole), of(Verdict::Open), of(Verdict::Truncated) + of(Verdict::Damaged)) +
            fmt::format("Look:  {}\n", folder);

@@ -46,7 +46,7 @@ std::string FormatCounts(const std::map<std::string, std::int64_t>& files) {
         kinds.emplace_back(-count, extension);
     }
     std::ranges::sort(kinds);
-    std::string text = fmt::format("{} files", CountOf(files));
+    std::string text = Counted(CountOf(files), "file");
     for (std::size_t i = 0; i < kinds.size() && i < 6; ++i) {
         text += fmt::format("{} {} {}", i == 0 ? ":" : ",", -kinds[i].first, kinds[i].second);
     }

@@ -72,6 +72,10 @@ std::string FormatSize(std::int64_t bytes) {
     return fmt::format("{:.1f} {}", number, Units[unit]);
 }
 
+std::string Counted(std::int64_t count, const std::string& noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
 std::int64_t AddSizes(std::int64_t a, std::int64_t b) {
     constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
     return a > largest - b ? largest : a + b;

@@ -17,6 +17,9 @@ std::string FormatExactSize(std::int64_t bytes);
 /// Bytes as people read them: "512 bytes", "64.0 KiB".
 std::string FormatSize(std::int64_t bytes);
 
+/// "1 file", "12 files": `noun` with its count, for nouns whose plural ends with "s".
+std::string Counted(std::int64_t count, const std::string& noun);
+
 /// The sum of two sizes, limited to the largest number.
 std::int64_t AddSizes(std::int64_t a, std::int64_t b);
 

@@ -13,6 +13,7 @@
 #include "host/say/failure.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_worker.h"
 #include "host/workers/crew.h"
@@ -412,9 +413,9 @@ std::string OutcomesTable(const Validation& validation) {
     for (const Outcome& outcome : validation.outcomes) {
         ++counts[outcome.finding.verdict];
     }
-    return fmt::format("{} whole, {} open, {} truncated, {} damaged; {} finds are not files\n", counts[Verdict::Whole],
+    return fmt::format("{} whole, {} open, {} truncated, {} damaged; not files: {}\n", counts[Verdict::Whole],
                        counts[Verdict::Open], counts[Verdict::Truncated], counts[Verdict::Damaged],
-                       counts[Verdict::NoFile]);
+                       Counted(counts[Verdict::NoFile], "find"));
 }
 
 }  // namespace salvor
