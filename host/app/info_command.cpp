@@ -65,6 +65,9 @@ void TellDevice(const std::string& path) {
 }
 
 void TellAcquisition(const EwfFacts& facts) {
+    if (!facts.missing.empty()) {
+        TellFact("missing", facts.missing);
+    }
     for (const auto& [name, text] : facts.acquisition) {
         TellFact(name, text);
     }
@@ -78,7 +81,8 @@ void TellAcquisition(const EwfFacts& facts) {
 // Reads the whole medium and compares it with the digests stored in the image.
 ExitStatus Verify(Medium& medium, const EwfFacts& facts, bool quiet) {
     if (facts.md5.empty() && facts.sha1.empty()) {
-        throw Failure(ExitStatus::Usage, "--verify: the image keeps no MD5 and no SHA-1 to compare with");
+        throw Failure(ExitStatus::Usage, fmt::format("--verify: the image has no MD5 and no SHA-1 to compare with{}",
+                                                     facts.missing.empty() ? "" : ", as its end is missing"));
     }
     constexpr std::int64_t pieceBytes = std::int64_t{1} << 20U;
     Md5 md5;

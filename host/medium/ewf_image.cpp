@@ -98,13 +98,12 @@ Failure CannotRead(const std::string& path, const std::string& why) {
     return {ExitStatus::NotStarted, fmt::format("cannot read the image '{}' as e01: {}", path, why)};
 }
 
-// The segment files of the image that this file belongs to, ordered by name.
+// The segment files of the image that this file belongs to, ordered by name. A file with another name stands alone.
 std::vector<std::string> SegmentsOf(const std::string& path) {
     char** names = nullptr;
     int count = 0;
-    libewf_error_t* error = nullptr;
-    if (libewf_glob(path.c_str(), path.size(), LIBEWF_FORMAT_UNKNOWN, &names, &count, &error) != 1) {
-        throw CannotRead(path, TakeError(error));
+    if (libewf_glob(path.c_str(), path.size(), LIBEWF_FORMAT_UNKNOWN, &names, &count, nullptr) != 1) {
+        return {path};
     }
     std::vector<std::string> segments(names, names + count);
     libewf_glob_free(names, count, nullptr);
@@ -140,9 +139,30 @@ Handle OpenHandle(const std::vector<std::string>& segments) {
     Handle handle(created);
     if (libewf_handle_open(handle.get(), pointers.data(), static_cast<int>(pointers.size()), LIBEWF_OPEN_READ,
                            &error) != 1) {
-        throw CannotRead(segments.front(), TakeError(error));
+        throw CannotRead(segments.front(), "its headers are damaged: " + TakeError(error));
     }
     return handle;
+}
+
+// Which segments are missing or cut; empty for none. Each segment ends with the header of its last section, "done" in
+// the image's last segment and "next" in the others.
+std::string MissingOf(const std::vector<std::string>& segments) {
+    constexpr std::int64_t sectionHeaderBytes = 76;
+    for (const std::string& segment : segments) {
+        const Device file(segment);
+        std::array<char, 5> name{};
+        file.ReadAt(file.Size() - sectionHeaderBytes, static_cast<std::uint8_t*>(static_cast<void*>(name.data())),
+                    name.size() - 1);
+        const std::string_view last = name.data();
+        const bool isLast = &segment == &segments.back();
+        if (last == "next" && isLast) {
+            return fmt::format("the segments after '{}'", segment);
+        }
+        if (last != (isLast ? "done" : "next")) {
+            return fmt::format("the end of '{}'", segment);
+        }
+    }
+    return "";
 }
 
 struct FreeDecompressor {
@@ -276,6 +296,7 @@ std::unique_ptr<MediumSource> OpenEwfImage(const std::string& path) {
 EwfFacts ReadEwfFacts(const std::vector<std::string>& segments) {
     const Handle handle = OpenHandle(segments);
     EwfFacts facts;
+    facts.missing = MissingOf(segments);
     for (const auto& [name, label] : Values) {
         if (std::string text = HeaderValue(handle.get(), name); !text.empty()) {
             facts.acquisition.emplace_back(label, std::move(text));

@@ -20,6 +20,8 @@ struct EwfFacts {
     /// Digests of the medium in lower-case hexadecimal; empty if the image has none.
     std::string md5;
     std::string sha1;
+    /// Which segments, or parts of them, are missing; empty for none.
+    std::string missing;
 };
 
 /// `segments` are the paths of all files of the image, in order. Empty if the image cannot be read.

@@ -44,6 +44,9 @@ constexpr std::string_view UseQemu = "make a raw image of it with 'qemu-img conv
 constexpr std::array Signatures{
     Signature{0, "EVF\x09\x0d\x0a\xff\x00"sv, ImageFormat::Ewf, {}, {}},
     Signature{0, "AFF10\r\n\x00"sv, ImageFormat::Aff, {}, {}},
+    // What is left of the header after affcrypto has encrypted a whole image in place.
+    Signature{0, "AFF\x00"sv, ImageFormat::Raw, "an encrypted AFF image without its header",
+              "make it again from what it was made of"},
     Signature{0, "KDMV"sv, ImageFormat::Vmdk, {}, {}},
     Signature{0, "COWD"sv, ImageFormat::Vmdk, {}, {}},
     Signature{0, "# Disk DescriptorFile"sv, ImageFormat::Vmdk, {}, {}},
@@ -73,6 +76,20 @@ constexpr std::array Signatures{
               ImageFormat::Raw, "compressed", "unpack it with 'unxz'"},
     Signature{0, "\x28\xb5\x2f\xfd"sv, ImageFormat::Raw, "compressed", "unpack it with 'unzstd'"},
     Signature{0, "BZh91AY&SY"sv, ImageFormat::Raw, "compressed", "unpack it with 'bunzip2'"},
+};
+
+// A kind of image that cannot be read, though its format can. A text in its head tells.
+struct Variant {
+    ImageFormat format;
+    std::string_view text;
+    std::string_view name;
+    std::string_view remedy;
+};
+
+constexpr std::array Variants{
+    Variant{ImageFormat::Aff, "/aes256", "an encrypted AFF image", "decrypt it with 'affcrypto -d'"},
+    Variant{ImageFormat::Aff, "aff_file_typeAFM", "an AFM image, which keeps its bytes in other files",
+            "make a raw image of it with 'affconvert -r -e raw'"},
 };
 
 bool HasAt(Bytes bytes, std::size_t offset, std::string_view wanted) {
@@ -149,6 +166,11 @@ FormatSigns RecogniseFormat(Bytes head, Bytes tail) {
     }
     if (!sign->name.empty()) {
         return Unreadable(sign->name, sign->remedy);
+    }
+    for (const Variant& variant : Variants) {
+        if (variant.format == sign->format && Find(head, variant.text) < head.size()) {
+            return Unreadable(variant.name, variant.remedy);
+        }
     }
     if (IsDifference(sign->format, head)) {
         return Unreadable(fmt::format("a {} image that needs another one below it", ImageFormatWord(sign->format)),

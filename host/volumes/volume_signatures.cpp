@@ -21,6 +21,8 @@ struct VolumeSignature {
 // Tried in this order: a volume that is encrypted or part of another one may look like a file system too.
 constexpr std::array VolumeSignatures{
     VolumeSignature{"BitLocker", 3, "-FVE-FS-"sv},
+    // On a removable disk it also looks like a FAT with a program that unlocks it.
+    VolumeSignature{"BitLocker", 424, "\x3B\xD6\x67\x49\x29\x2E\xD8\x4A\x83\x99\xF6\xA3\x39\xE3\xD0\x01"sv},
     VolumeSignature{"LUKS", 0, "LUKS\xBA\xBE"sv},
     VolumeSignature{"LVM", 512 + 24, "LVM2 001"sv},
     VolumeSignature{"Linux RAID", 4096, "\xFC\x4E\x2B\xA9"sv},

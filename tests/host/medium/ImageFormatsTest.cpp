@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 
+#include "host/medium/ewf_image.h"
 #include "host/medium/open_image.h"
 #include "host/medium/part_names.h"
 #include "host/say/failure.h"
@@ -211,11 +212,16 @@ TEST_F(ImageFormats, OfCutSegmentsLoseWhatIsMissing) {
     const auto [unreadable, others] = unlike();
     EXPECT_GT(unreadable, 1000);
     EXPECT_EQ(others, 0);
+    const auto missing = [&] {
+        return ReadEwfFacts(Open("e.E01")->Files()).missing;
+    };
+    EXPECT_EQ(missing(), "the segments after '" + Path("e.E03") + "'");
     // One that ends early, one with a wrong byte, and two that were swapped.
     std::filesystem::rename(folder_ / "kept", folder_ / "e.E04");
     WriteFile(folder_ / "e.E03", Bytes(third.begin(), third.begin() + 300000));
     EXPECT_GT(unlike().first, 0);
     EXPECT_EQ(unlike().second, 0);
+    EXPECT_EQ(missing(), "the end of '" + Path("e.E03") + "'");
     Bytes wrong = third;
     ++wrong[500000];
     WriteFile(folder_ / "e.E03", wrong);
@@ -246,6 +252,8 @@ TEST_F(ImageFormats, ThatCannotBeReadNameAWayOut) {
     for (const auto& [name, command, remedy] : std::vector<std::array<std::string, 3>>{
              {"i.vdi", "qemu-img convert -O vdi m.raw i.vdi", "qemu-img convert"},
              {"b.vmdk", "qemu-img create -f vmdk -b v.vmdk -F vmdk b.vmdk", "qemu-img convert"},
+             {"k.aff", "affconvert -V; AFFLIB_PASSPHRASE=x affconvert -q -o k.aff m.raw", "affcrypto -d"},
+             {"k.afm", "affconvert -q -a .afm -o k.afm m.raw", "affconvert -r"},
              {"m.raw.gz", "gzip -k m.raw", "gunzip"}}) {
         SCOPED_TRACE(command);
         if (Make("qemu-img convert -O vmdk m.raw v.vmdk") && Make(command)) {
