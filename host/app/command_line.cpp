@@ -180,6 +180,9 @@ std::string UnexpectedText(const std::vector<Option>& options, const std::string
                            hasOut ? "; a place to write to is named with --out" : "");
     }
     const std::string name = word.substr(0, word.find('='));
+    if (std::ranges::find(names, name) != names.end()) {
+        return fmt::format("'{}' belongs after the command", name);
+    }
     return fmt::format("there is no option '{}'{}", name, MeantText(name, names));
 }
 
@@ -199,12 +202,15 @@ std::string Parser::ErrorText(const CLI::ParseError& error) const {
     const Command* const command = Named();
     const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
     std::string text = error.what();
-    if (const std::string required = command == nullptr ? "" : RequiredText(*command);
-        kind == CLI::ExitCodes::RequiredError && !required.empty()) {
-        text = required;
-    } else if (const std::vector<std::string> unexpected = m_app.remaining(true);
-               kind == CLI::ExitCodes::ExtrasError && !unexpected.empty()) {
+    const std::vector<std::string> unexpected = m_app.remaining(true);
+    const std::string required = command == nullptr ? "" : RequiredText(*command);
+    const bool isMissing = kind == CLI::ExitCodes::RequiredError;
+    // What is missing is often what was misspelt.
+    if (!unexpected.empty() &&
+        (kind == CLI::ExitCodes::ExtrasError || (isMissing && unexpected.front().starts_with('-')))) {
         text = UnexpectedText(command == nullptr ? m_program.options : command->options, unexpected.front());
+    } else if (isMissing && !required.empty()) {
+        text = required;
     }
     return fmt::format("{}; '{} --help' tells more", text,
                        command == nullptr ? m_program.name : m_program.name + " " + command->name);

@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,28 +36,6 @@ std::string Quoted(std::string_view text) {
 
 std::string Joined(const std::vector<std::string>& words) { return fmt::format("{}", fmt::join(words, " ")); }
 
-std::string ValuesOf(const Option& option) {
-    if (option.IsFlag()) {
-        return "";
-    }
-    if (const std::string name = option.LongName(); name == "--types" || name == "--exclude") {
-        return Joined(TypeWords());
-    }
-    return option.values.empty() ? "FILE" : Joined(option.values);
-}
-
-std::vector<Completion> CompletionsOf(const Command& command) {
-    std::vector<Completion> completions;
-    for (const OptionGroup& group : OptionGroupsOf(command.options)) {
-        for (const Option* const option : group.options) {
-            if (!option->IsWord()) {
-                completions.push_back({option->LongName(), option->help, ValuesOf(*option)});
-            }
-        }
-    }
-    return completions;
-}
-
 std::vector<const Command*> CommandsOf(const Program& program) {
     std::vector<const Command*> commands;
     for (const CommandGroup& group : CommandGroupsOf(program)) {
@@ -73,21 +53,64 @@ std::string NamesOf(const std::vector<const Command*>& commands) {
     return Joined(names);
 }
 
+std::string ValuesOf(const Program& program, const Option& option) {
+    if (option.IsFlag()) {
+        return "";
+    }
+    const std::string name = option.LongName();
+    if (name == "--types" || name == "--exclude" || name == "TYPE") {
+        return Joined(TypeWords());
+    }
+    if (name == "COMMAND") {
+        return NamesOf(CommandsOf(program));
+    }
+    return option.values.empty() ? "FILE" : Joined(option.values);
+}
+
+struct Completions {
+    std::vector<Completion> options;
+    /// The possible values of the command's argument, or "FILE".
+    std::string values = "FILE";
+};
+
+Completions CompletionsOf(const Program& program, const Command& command) {
+    Completions completions;
+    for (const OptionGroup& group : OptionGroupsOf(command.options)) {
+        for (const Option* const option : group.options) {
+            std::string values = ValuesOf(program, *option);
+            if (option->IsWord()) {
+                completions.values = std::move(values);
+            } else {
+                completions.options.push_back({option->LongName(), option->help, std::move(values)});
+            }
+        }
+    }
+    return completions;
+}
+
 // Lists are given with commas: the last word is completed.
 std::string Bash(const Program& program) {
     const std::vector<const Command*> commands = CommandsOf(program);
-    std::string options;
-    std::string values;
+    std::string words;
+    // By the values: the commands and options that take them.
+    std::map<std::string, std::vector<std::string>> takers;
     for (const Command* const command : commands) {
+        const Completions completions = CompletionsOf(program, *command);
         std::vector<std::string> names;
-        for (const Completion& one : CompletionsOf(*command)) {
+        for (const Completion& one : completions.options) {
             names.push_back(one.names);
-            if (!one.values.empty() && one.values != "FILE" &&
-                values.find(" " + one.names + ")") == std::string::npos) {
-                values += fmt::format("        {}) words={} ;;\n", one.names, Quoted(one.values));
+            if (!one.values.empty() && one.values != "FILE") {
+                takers[one.values].push_back(Quoted(command->name + " " + one.names));
             }
         }
-        options += fmt::format("        {}) words={} ;;\n", command->name, Quoted(Joined(names)));
+        words += fmt::format("        {}:-*) words={} ;;\n", command->name, Quoted(Joined(names)));
+        if (completions.values != "FILE") {
+            words += fmt::format("        {}:*) words={} ;;\n", command->name, Quoted(completions.values));
+        }
+    }
+    std::string values;
+    for (const auto& [text, options] : takers) {
+        values += fmt::format("        {}) words={} ;;\n", fmt::join(options, "|"), Quoted(text));
     }
     return fmt::format(R"(_salvor() {{
     local word=${{COMP_WORDS[COMP_CWORD]}} before=${{COMP_WORDS[COMP_CWORD-1]}} words= front=
@@ -96,21 +119,20 @@ std::string Bash(const Program& program) {
         COMPREPLY=($(compgen -W {0} -- "$word"))
         return
     fi
-    case $before in
+    case "${{COMP_WORDS[1]}} $before" in
 {1}    esac
     if [[ -n $words ]]; then
         [[ $word == *,* ]] && front=${{word%,*}},
         COMPREPLY=($(compgen -P "$front" -W "$words" -- "${{word##*,}}"))
         return
     fi
-    [[ $word == -* ]] || return
-    case ${{COMP_WORDS[1]}} in
+    case ${{COMP_WORDS[1]}}:$word in
 {2}    esac
     COMPREPLY=($(compgen -W "$words" -- "$word"))
 }}
 complete -o default -F _salvor salvor
 )",
-                       Quoted(NamesOf(commands)), values, options);
+                       Quoted(NamesOf(commands)), values, words);
 }
 
 // For use between the brackets and colons of zsh's specifications.
@@ -129,7 +151,8 @@ std::string Zsh(const Program& program) {
     for (const Command* const command : CommandsOf(program)) {
         commands += fmt::format("        {}\n", Quoted(command->name + ":" + ZshText(command->description)));
         options += fmt::format("        {}) _arguments", command->name);
-        for (const Completion& one : CompletionsOf(*command)) {
+        const Completions completions = CompletionsOf(program, *command);
+        for (const Completion& one : completions.options) {
             std::string spec = fmt::format("*{}[{}]", one.names, ZshText(one.help));
             if (one.values == "FILE") {
                 spec += ":value:_files";
@@ -138,7 +161,8 @@ std::string Zsh(const Program& program) {
             }
             options += " \\\n            " + Quoted(spec);
         }
-        options += " \\\n            '*:file:_files' ;;\n";
+        options += fmt::format(" \\\n            '*:word:{}' ;;\n",
+                               completions.values == "FILE" ? "_files" : "(" + completions.values + ")");
     }
     return fmt::format(R"(#compdef salvor
 _salvor() {{
@@ -168,7 +192,12 @@ std::string Fish(const Program& program) {
     for (const Command* const command : CommandsOf(program)) {
         text += fmt::format("complete -c salvor -n __fish_use_subcommand -f -a {} -d {}\n", command->name,
                             Quoted(command->description));
-        for (const Completion& one : CompletionsOf(*command)) {
+        const Completions completions = CompletionsOf(program, *command);
+        if (completions.values != "FILE") {
+            text += fmt::format("complete -c salvor -n '__fish_seen_subcommand_from {}' -f -a {}\n", command->name,
+                                Quoted(completions.values));
+        }
+        for (const Completion& one : completions.options) {
             text += fmt::format("complete -c salvor -n '__fish_seen_subcommand_from {}' -l {} -d {}", command->name,
                                 one.names.substr(2), Quoted(one.help));
             if (one.values == "FILE") {
@@ -186,13 +215,9 @@ using Writer = std::string (*)(const Program& program);
 constexpr std::array<std::pair<std::string_view, Writer>, 3> Shells = {{{"bash", Bash}, {"zsh", Zsh}, {"fish", Fish}}};
 
 ExitStatus RunCompletion(const Program& program, const std::string& shell) {
-    for (const auto& [name, writer] : Shells) {
-        if (name == shell) {
-            Tell(writer(program));
-            return ExitStatus::Done;
-        }
-    }
-    throw Failure(ExitStatus::Usage, fmt::format("'{}' is not one of bash, zsh, fish", shell));
+    const auto* const found = std::ranges::find(Shells, shell, &std::pair<std::string_view, Writer>::first);
+    Tell(found->second(program));
+    return ExitStatus::Done;
 }
 
 }  // namespace
@@ -202,7 +227,11 @@ Command CompletionCommandLine(const Program& program) {
     Command line{.name = "completion",
                  .description = "Print a script that completes the command line in a shell",
                  .group = "More"};
-    line.options.push_back({.name = "SHELL", .target = shell.get(), .help = "bash, zsh or fish", .isRequired = true});
+    line.options.push_back({.name = "SHELL",
+                            .target = shell.get(),
+                            .help = "bash, zsh or fish",
+                            .isRequired = true,
+                            .values = {"bash", "zsh", "fish"}});
     line.footer = "Example: salvor completion bash > ~/.local/share/bash-completion/completions/salvor";
     line.run = [&program, shell] {
         return RunCompletion(program, *shell);

@@ -49,6 +49,7 @@ void AddScanOptions(Command& command, ScanOptions& options) {
         "interrupted by others is whole again; free+slack, also the unused ends of living files' last clusters "
         "(default: all)",
         "SPACE", TheMedium);
+    command.options.back().values = {"all", "free", "free+slack"};
     Add(command, "--cap", &options.caps,
         "Largest size to report, in bytes, for all types or for some (png=50M), instead of each type's own, which "
         "'salvor types' lists; fixed ones stay",

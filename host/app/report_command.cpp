@@ -20,25 +20,15 @@ namespace salvor {
 
 namespace {
 
+constexpr const char* PageFormat = "html";
+
 struct ReportCommand {
     std::string folder;
-    std::vector<std::string> formats = {"html"};
+    std::vector<std::string> formats = {PageFormat};
     /// Empty for the format's own name in the folder; "-" for standard output.
     std::string out;
     bool quiet = false;
 };
-
-const ReportFormat& FormatNamed(const std::string& word) {
-    const auto format = std::ranges::find(ReportFormats(), word, &ReportFormat::name);
-    if (format == ReportFormats().end()) {
-        std::string names = "html";
-        for (const ReportFormat& one : ReportFormats()) {
-            names += fmt::format(", {}", one.name);
-        }
-        throw Failure(ExitStatus::Usage, fmt::format("--format: '{}' is not one of {}", word, names));
-    }
-    return *format;
-}
 
 // A folder and a name in it, for the path that the user gave.
 struct OutPlace {
@@ -87,18 +77,13 @@ ExitStatus RunReport(const ReportCommand& command) {
     if (command.formats.size() > 1 && !command.out.empty()) {
         throw Failure(ExitStatus::Usage, "--out takes one format; without it each gets a file in the folder");
     }
-    // An unknown format is refused before any is written. Null stands for the page.
-    std::vector<const ReportFormat*> formats;
-    for (const std::string& word : command.formats) {
-        formats.push_back(word == "html" ? nullptr : &FormatNamed(word));
-    }
     const Folder folder = OpenReportFolder(command.folder);
     GiveUpRootRights(folder, false);
-    for (const ReportFormat* const format : formats) {
-        if (format == nullptr) {
+    for (const std::string& word : command.formats) {
+        if (word == PageFormat) {
             WritePageOf(command, folder);
         } else {
-            WriteReport(command, folder, *format);
+            WriteReport(command, folder, *std::ranges::find(ReportFormats(), word, &ReportFormat::name));
         }
     }
     return ExitStatus::Done;
@@ -113,11 +98,16 @@ Command ReportCommandLine() {
                  .group = "Looking and choosing"};
     line.options.push_back(
         {.name = "DIR", .target = &command->folder, .help = "Folder of recovered files", .isRequired = true});
-    std::string help = "html (the page; the default)";
+    Option formats{.name = "--format",
+                   .target = &command->formats,
+                   .help = "html (the page; the default)",
+                   .value = "FORMATS",
+                   .values = {PageFormat}};
     for (const ReportFormat& format : ReportFormats()) {
-        help += fmt::format(", {} ({})", format.name, format.help);
+        formats.help += fmt::format(", {} ({})", format.name, format.help);
+        formats.values.emplace_back(format.name);
     }
-    line.options.push_back({.name = "--format", .target = &command->formats, .help = help, .value = "FORMATS"});
+    line.options.push_back(formats);
     line.options.push_back({.name = "--out",
                             .target = &command->out,
                             .help = "File for the report, - for standard output (default: in the folder)",

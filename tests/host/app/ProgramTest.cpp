@@ -654,6 +654,8 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"recover " + Card + " recovered", 2, "--out"},
         {"recover " + Card + out + " --type jpg", 2, "did you mean '--types'?"},
         {"recover " + Card + out + " --min-sise=4K", 2, "did you mean '--min-size'?"},
+        {"recover " + Card + " -out recovered", 2, "did you mean '--out'?"},
+        {"--types jpg recover " + Card + out, 2, "belongs after the command"},
         {"recover " + Card + out + " --types photo", 2, "did you mean 'photos'?"},
         {"recover " + Card + out + " --types documents,jpgs", 2, "did you mean 'jpg'?"},
         {"recover " + Card + out + " --only hole", 2, "did you mean 'whole'?"},
@@ -877,10 +879,14 @@ TEST(Program, HelpManPagesAndCompletionKnowEveryOption) {
     }
     test::WriteFile(folder / "salvor.bash", RunProgram("completion bash").output);
     const std::string asked = "bash -c 'complete() { :; }; . " + Quoted(folder / "salvor.bash").substr(1);
-    const std::string script = asked.substr(0, asked.size() - 1) +
-                               "; COMP_WORDS=(salvor recover --types jpg,pho); COMP_CWORD=3; _salvor; "
-                               "test \"${COMPREPLY[*]}\" = jpg,photos'";
-    EXPECT_EQ(std::system(script.c_str()), 0);
+    for (const auto& [words, completed] : {std::pair("recover --types jpg,pho", "jpg,photos"),
+                                           std::pair("report out --format cs", "csv"), std::pair("man mer", "merge")}) {
+        const std::string script = fmt::format(
+            "{}; COMP_WORDS=(salvor {}); COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1)); _salvor; "
+            "test \"${{COMPREPLY[*]}}\" = {}'",
+            asked.substr(0, asked.size() - 1), words, completed);
+        EXPECT_EQ(std::system(script.c_str()), 0) << words;
+    }
     for (const auto& [shell, check] : {std::pair("zsh", "zsh -n"), std::pair("fish", "fish --no-execute")}) {
         if (std::system(("command -v " + std::string(shell) + " >/dev/null").c_str()) == 0) {
             test::WriteFile(folder / shell, RunProgram("completion " + std::string(shell)).output);
