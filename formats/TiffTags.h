@@ -28,6 +28,8 @@ inline constexpr std::uint16_t TileByteCounts = 325;
 inline constexpr std::uint16_t SubDirectories = 330;
 inline constexpr std::uint16_t JpegOffset = 513;
 inline constexpr std::uint16_t JpegLength = 514;
+/// Adobe's metadata, as XML.
+inline constexpr std::uint16_t MetadataPacket = 700;
 /// In Sony's private directory.
 inline constexpr std::uint16_t EncryptedOffset = 0x7200;
 inline constexpr std::uint16_t EncryptedLength = 0x7201;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "formats/TiffTags.h"
+#include "frame/bytes/BytePattern.h"
 
 namespace {
 
@@ -174,6 +175,7 @@ private:
         };
         found_.isDng = found_.isDng || has(TiffTag::DngVersion);
         found_.hasPhotoshopResources = found_.hasPhotoshopResources || has(TiffTag::PhotoshopResources);
+        found_.isLaidOutAnew = found_.isLaidOutAnew || NamesExifTool(entries);
         const auto isOneOf = [](const auto& numbers, std::int64_t number) {
             return std::ranges::find(numbers, static_cast<std::uint64_t>(number)) != numbers.end();
         };
@@ -182,6 +184,18 @@ private:
                                isOneOf(SensorInterpretations, ValueOf(entries, TiffTag::Photometric, 0));
         found_.make = found_.make.empty() ? TextOf(entries, TiffTag::Make) : found_.make;
         found_.model = found_.model.empty() ? TextOf(entries, TiffTag::Model) : found_.model;
+    }
+
+    // The program's name is an attribute of the packet's first element.
+    bool NamesExifTool(const Entries& entries) {
+        static constexpr BytePattern name = BytePatternOf<"Image::ExifTool">();
+        constexpr std::size_t within = 256;
+        const auto packet = std::ranges::find(entries, TiffTag::MetadataPacket, &Entry::tag);
+        if (packet == entries.end() || IsInline(*packet)) {
+            return false;
+        }
+        const ByteSpan bytes = file_.From(OffsetOf(*packet), within);
+        return name.FindIn(bytes.first(std::min(bytes.size(), within))).has_value();
     }
 
     void TakeEntry(const Entry& entry) {

@@ -12,8 +12,9 @@ Group "tools" also: abiword a2ps advancecomp atomicparsley bsdtar (libarchive-to
 gifsicle git gnumeric graphicsmagick groff gstreamer1.0-tools gstreamer1.0-plugins-{good,bad,ugly} gstreamer1.0-libav guetzli id3v2
 libarchive-zip-perl libavif-bin libheif-examples librsvg2-bin libvips-tools lilypond minizip mjpegtools mp3gain mupdf-tools netpbm
 oggz-tools openscad optipng pandoc pdftk-java pngcrush pngquant poppler-utils pstoedit sndfile-programs speex wkhtmltopdf yamdi
-zipmerge ziptool 7zip. Group "libraries": python3-{docx,ezdxf,imageio,matplotlib,mido,mutagen,odf,openpyxl,pikepdf,py7zr,pypdf2,
-reportlab,tifffile,xlsxwriter,xlwt}; run it with the system's own Python.
+exiv2 fp-utils haxe libgsf-bin zipmerge ziptool 7zip. Group "libraries": python3-{docx,ezdxf,imageio,matplotlib,mido,mutagen,odf,
+openpyxl,pikepdf,py7zr,pypdf2,reportlab,tifffile,xlsxwriter,xlwt}, a JDK and lib{apache-poi,commons-compress,itext5,pdfbox2}-java;
+run it with the system's own Python.
 """
 
 import argparse

@@ -3,6 +3,7 @@
 import importlib
 import io
 import random
+from pathlib import Path
 
 from .workshop import Missing, noise, text
 
@@ -314,4 +315,14 @@ def archives(shop):
     sets(shop, "mid", {"one": (0, 96, 1), "four": (1, 480, 4), "own": (2, 960, 3)}, song)
 
 
-MAKERS = (pictures, scientific, drawings, sheets, documents, tagged, archives)
+def java(shop):
+    """What Java's own library and some of Debian's Java libraries write."""
+    jars = [str(path) for path in sorted(Path("/usr/share/java").glob("*.jar")) if any(
+        path.name.startswith(start) for start in ("poi", "commons-", "itext5", "pdfbox2", "fontbox2", "bcp", "slf4j-nop", "slf4j-api"))]
+    made = shop.scratch / "java"
+    shop.run("java", "-cp", ":".join(jars), Path(__file__).parent / "JavaFiles.java", made)
+    for path in sorted(made.iterdir()):
+        shop.write(path.suffix[1:], path.stem, path.read_bytes())
+
+
+MAKERS = (pictures, scientific, drawings, sheets, documents, tagged, archives, java)

@@ -240,14 +240,27 @@ def layered(shop):
     more = '(gimp-image-insert-layer image (car (gimp-layer-copy layer TRUE)) 0 -1)'
     jobs = (("xcf", "plain", ""), ("xcf", "layers", more * 3), ("xcf", "grey", "(gimp-image-convert-grayscale image)"),
             ("xcf", "indexed", "(gimp-image-convert-indexed image 0 0 40 FALSE FALSE \"\")"),
-            ("xcf", "16-bit", "(gimp-image-convert-precision image 200)"), ("psd", "gimp", ""), ("psd", "gimp-layers", more * 2),
+            ("xcf", "16-bit", "(gimp-image-convert-precision image 200)"), ("xcf", "float", "(gimp-image-convert-precision image 600)"),
+            ("xcf", "mask", "(gimp-layer-add-alpha layer) (gimp-layer-add-mask layer (car (gimp-layer-create-mask layer ADD-MASK-WHITE)))"),
+            ("xcf", "path", '(let ((v (car (gimp-vectors-new image "p")))) (gimp-image-insert-vectors image v 0 0)'
+             " (gimp-vectors-stroke-new-from-points v 0 6 #(1 1 1 1 1 1) FALSE))"),
+            ("xcf", "text", '(gimp-text-fontname image -1 9 9 "words" 0 TRUE 40 PIXELS "Sans")'),
+            ("xcf", "group", "(let ((g (car (gimp-layer-group-new image)))) (gimp-image-insert-layer image g 0 0)"
+             " (gimp-image-insert-layer image (car (gimp-layer-copy layer TRUE)) g 0))"),
+            ("xcf", "guides", "(gimp-image-add-hguide image 9) (gimp-image-add-sample-point image 5 5)"),
+            ("xcf", "small", "(gimp-image-scale image 7 5)"), ("xcf", "tile-edge", "(gimp-image-scale image 128 64)"),
+            ("psd", "gimp-mask", "(gimp-layer-add-alpha layer) (gimp-layer-add-mask layer (car (gimp-layer-create-mask layer ADD-MASK-WHITE)))"),
+            ("psd", "gimp-16-bit", "(gimp-image-convert-precision image 200)"), ("psd", "gimp-grey", "(gimp-image-convert-grayscale image)"),
+            ("tif", "gimp-grey", "(gimp-image-convert-grayscale image)"), ("tif", "gimp-float", "(gimp-image-convert-precision image 600)"),
+            ("png", "gimp-16-bit", "(gimp-image-convert-precision image 200)"), ("ico", "gimp", "(gimp-image-scale image 48 48)"),
+            ("ps", "gimp", ""), ("pdf", "gimp", ""), ("heic", "gimp", ""),
             ("pcx", "gimp", ""), ("tif", "gimp", ""), ("tif", "gimp-layers", more * 2), ("bmp", "gimp", ""), ("webp", "gimp", ""),
             ("jpg", "gimp", ""), ("png", "gimp", ""), ("gif", "gimp", "(gimp-image-convert-indexed image 0 0 99 FALSE FALSE \"\")"))
     targets, script = [], ""
     for ext, name, steps in jobs:
         target = shop.scratch / f"{name}.{ext}"
         targets.append((ext, name, target))
-        script += GIMP_SAVE.format(source=picture, target=target, steps=steps)
+        script += f"(catch 0 {GIMP_SAVE.format(source=picture, target=target, steps=steps)})"
     shop.run("gimp", "-n", "-i", "-d", "-f", "-b", script, "-b", "(gimp-quit 0)")
     for ext, name, target in targets:
         if target.exists():

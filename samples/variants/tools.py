@@ -355,7 +355,10 @@ xlsx gnumeric        ssconvert -T Gnumeric_Excel:xlsx2 {csv} OUT
 xlsx gnumeric-2007   ssconvert -T Gnumeric_Excel:xlsx {csv} OUT
 ods gnumeric         ssconvert -T Gnumeric_OpenCalc:odf {csv} OUT
 html gnumeric        ssconvert -T Gnumeric_html:html40 {csv} OUT
-chm free-pascal      chmcmd --no-html-scan {hhp}
+chm free-pascal      sh -c "chmcmd {hhp} && mv help.chm OUT"
+swf haxe             haxe --main Made -swf OUT
+swf haxe-10          haxe --main Made -swf OUT -D swf-version=10 -debug
+ole gsf              gsf createole OUT {text} {svg}
 """
 
 ARCHIVES = """
@@ -392,7 +395,7 @@ jar jar-stored      jar c0f OUT folder
 jar jar-no-manifest jar cMf OUT folder
 jar jar-piped       sh -c "jar c folder > OUT"
 jar jar-updated     sh -c "jar cf up.jar folder && jar uf up.jar -C . one.txt && mv up.jar OUT"
-jar ant             ant -q -f build.xml
+jar ant             ant -q -f build.xml -Dout=OUT
 cab lzx             gcab -c -n -z OUT folder/text-0.txt folder/noise-0.bin
 cab 16-files        gcab -c -z OUT folder/text-0.txt folder/text-1.txt folder/text-2.txt folder/text-3.txt
 """
@@ -439,8 +442,9 @@ def sources(shop):
     for name, content in written.items():
         found[name] = shop.scratch / f"tool-source.{name}"
         found[name].write_bytes(content)
+    (shop.scratch / "Made.hx").write_text('class Made { static function main() { trace("words"); } }')
     (shop.scratch / "x.html").write_bytes(written["html"])
-    (shop.scratch / "build.xml").write_text('<project default="a"><target name="a"><jar destfile="ant.jar" basedir="folder"/></target></project>')
+    (shop.scratch / "build.xml").write_text('<project default="a"><target name="a"><jar destfile="${out}" basedir="folder"/></target></project>')
     for name, line in commands.items():
         try:
             found[name] = shop.source(f"tool-made.{name}", *shlex.split(line.format(**found)))
@@ -452,6 +456,25 @@ def sources(shop):
 DIA = ('"<?xml version=\\"1.0\\"?><dia:diagram xmlns:dia=\\"http://www.lysator.liu.se/~alla/dia/\\"><dia:layer name=\\"B\\" visible=\\"true\\">'
        '<dia:object type=\\"Standard - Box\\" version=\\"0\\" id=\\"O0\\"><dia:attribute name=\\"elem_corner\\"><dia:point val=\\"1,1\\"/>'
        '</dia:attribute></dia:object></dia:layer></dia:diagram>"')
+
+
+def edited(shop):
+    """Files made before, after programs have changed their metadata."""
+    tag = ("exiftool", "-q", "-m", "-Title=words", "-Artist=somebody", "-XMP-dc:Description=" + "long words " * 200)
+    for ext in ("3gp", "ai", "arw", "avif", "cr2", "cr3", "crw", "dng", "eps", "gif", "heic", "jpg", "m4a", "m4v", "mov", "mp4", "mrw",
+                "nef", "orf", "pdf", "pef", "png", "psd", "psb", "raf", "rw2", "tif", "webp", "x3f"):
+        made = [path for path in sorted((shop.out / ext).glob(f"*.{ext}")) if not path.name.startswith("edited-")]
+        for path in made[::max(1, len(made) // 8)][:8]:
+            shop.program(ext, f"edited-{path.stem}", *tag, "-o", "OUT", path)
+        for path in made[1:3] if ext in ("cr2", "crw", "dng", "jpg", "mrw", "nef", "orf", "pef", "png", "psd", "tif", "webp") else ():
+            copy = shop.scratch / f"copy.{ext}"
+            copy.write_bytes(path.read_bytes())
+            try:
+                shop.run("exiv2", "-Mset Exif.Image.Artist Ascii somebody", "-Mset Xmp.dc.source words", "modify", copy)
+            except Missing as why:
+                shop.skip(f"exiv2-{path.name}", why)
+                continue
+            shop.write(ext, f"edited-exiv2-{path.stem}", copy.read_bytes())
 
 
 def table(name, lines):
@@ -470,4 +493,4 @@ def table(name, lines):
 
 
 MAKERS = (table("pictures", PICTURES), table("sounds", SOUNDS), table("films", FILMS), table("documents", DOCUMENTS),
-          table("archives", ARCHIVES))
+          table("archives", ARCHIVES), edited)

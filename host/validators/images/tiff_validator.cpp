@@ -261,7 +261,7 @@ std::int64_t Padded(const TiffFile& tiff, const Kind& kind, Place& file, std::in
         unit = JoinedUnit;
     } else if (tiff.hasPhotoshopResources) {
         unit = 4;
-    } else if (tiff.isDng || kind.isPadded) {
+    } else if (tiff.isDng || tiff.isLaidOutAnew || kind.isPadded) {
         unit = 2;
     }
     return std::min((end + unit - 1) / unit * unit, file.Limit());

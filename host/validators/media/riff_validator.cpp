@@ -326,7 +326,8 @@ private:
 
     Finding Ended() const {
         if (isOpen_) {
-            return Say(Verdict::Open, end_, "its writer ended before it knew the size");
+            const Finding open = Say(Verdict::Open, end_, "its writer ended before it knew the size");
+            return form_->type == FileTypeIndex::Avi ? Unbroken(open) : open;
         }
         if (!insideIsRight_) {
             return Say(Verdict::Damaged, end_, "chunks tile it, pictures and sounds inside do not");

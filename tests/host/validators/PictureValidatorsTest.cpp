@@ -196,6 +196,20 @@ TEST(PictureValidators, TiffEndsLikeItsEarlierPages) {
     EXPECT_EQ(FindingOf("tiff", joined, Pattern(9000)).size, std::ssize(joined));
 }
 
+// A strip of 3 bytes behind the metadata.
+TEST(PictureValidators, TiffIsPaddedByTheProgramThatItsMetadataName) {
+    const std::string_view text(
+        "II*\0\x08\0\0\0"
+        "\3\0\x11\1\4\0\1\0\0\0\x52\0\0\0\x17\1\4\0\1\0\0\0\3\0\0\0\xBC\2\1\0\x20\0\0\0\x32\0\0\0\0\0\0\0"
+        "x:xmptk='Image::ExifTool 12.57' strip",
+        50 + 32 + 4);
+    Bytes file(text.begin(), text.end());
+    file.back() = 0;
+    EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).size, 86);
+    file[60] = '-';
+    EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).size, 85);
+}
+
 // A computed brush and a sampled one of 3 by 2 points, in rows with their lengths in front.
 TEST(PictureValidators, EarlyBrushesAreCountedAndMeasured) {
     const std::string_view brushes(
