@@ -12,6 +12,7 @@ constexpr std::size_t LeastStarts = 8;
 // The rest are strays, which lie anywhere.
 bool IsNearlyAll(std::size_t count, std::size_t of) { return count * 10 >= of * 9; }
 
+constexpr std::size_t MostEnds = 256;
 constexpr std::int64_t LeastClusterBytes = 0x400;
 constexpr std::int64_t MostClusterBytes = 0x10000;
 
@@ -91,6 +92,30 @@ const ClusterGrid& ClusterGrids::At(std::int64_t sector) const {
         }
     }
     return elsewhere_;
+}
+
+bool IsSlackClean(Medium& medium, std::span<const std::int64_t> ends, const ClusterGrids& grids) {
+    const std::int64_t sectorSize = medium.SectorSize();
+    const std::size_t step = ends.size() / MostEnds + 1;
+    std::vector<std::uint8_t> sector(static_cast<std::size_t>(sectorSize));
+    std::size_t seen = 0;
+    std::size_t dirty = 0;
+    for (std::size_t i = 0; i < ends.size(); i += step) {
+        const ClusterGrid& grid = grids.At(ends[i] / sectorSize);
+        const std::int64_t past = (ends[i] - grid.phase * sectorSize) % (grid.sectorsPerCluster * sectorSize);
+        if (past == 0 || ends[i] / sectorSize >= medium.SectorCount()) {
+            continue;
+        }
+        // The last sector of the cluster: some systems fill the file's own last sector with zeros, and no others.
+        const std::int64_t last = ends[i] / sectorSize + grid.sectorsPerCluster - 1 - past / sectorSize;
+        const auto from = static_cast<std::ptrdiff_t>(last == ends[i] / sectorSize ? ends[i] % sectorSize : 0);
+        medium.Read(last, sector.data(), 1);
+        const bool isClean =
+            std::all_of(sector.begin() + from, sector.end(), [](std::uint8_t byte) { return byte == 0; });
+        ++seen;
+        dirty += isClean ? 0U : 1U;
+    }
+    return seen >= LeastStarts && dirty * 8 <= seen;
 }
 
 }  // namespace salvor

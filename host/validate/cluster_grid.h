@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "host/medium/medium.h"
 #include "host/medium/sector_ranges.h"
 #include "host/validators/place.h"
 
@@ -35,5 +36,9 @@ private:
     std::vector<GridStretch> stretches_;
     ClusterGrid elsewhere_;
 };
+
+/// True if the last clusters of files are filled with zeros: after at most one of eight whole files there is something
+/// else. `ends` are where whole files end, in bytes, in any order; a few hundred of them are read.
+bool IsSlackClean(Medium& medium, std::span<const std::int64_t> ends, const ClusterGrids& grids);
 
 }  // namespace salvor

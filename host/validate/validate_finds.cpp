@@ -299,6 +299,17 @@ private:
         }
     }
 
+    // In bytes.
+    std::vector<std::int64_t> EndsOfWholes() const {
+        std::vector<std::int64_t> ends;
+        for (std::size_t i = 0; i < spots_.Count(); ++i) {
+            if (states_[i] == State::Judged && judgements_[i].finding.verdict == Verdict::Whole) {
+                ends.push_back(EndOf(spots_[i].sector, judgements_[i].finding));
+            }
+        }
+        return ends;
+    }
+
     // ---- Text.
 
     // Calls `take` for the sectors at which a text may begin and nothing else was found, ascending; false if `take`
@@ -339,6 +350,7 @@ private:
             return true;
         }
         grids_ = ClusterGrids(knownGrids_, neighbours_.wholes, sectorSize_);
+        neighbours_.isSlackClean = IsSlackClean(medium_, EndsOfWholes(), grids_);
         TextWalk walk;
         const auto takeNextUpTo = [&](std::int64_t sector) {
             while (walk.next < sector) {

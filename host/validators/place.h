@@ -40,6 +40,8 @@ struct Neighbours {
     std::vector<std::int64_t> wholes;
     /// The grid at the place. Filled in together with `wholes`.
     ClusterGrid grid = {};
+    /// The rest of a file's last cluster is zeros, as far as the whole files show; else it may have older bytes.
+    bool isSlackClean = false;
 };
 
 /// A place on the medium where a file may begin, as a validator sees it: the bytes from there to the medium's end, and
@@ -65,6 +67,8 @@ public:
 
     /// The cluster size in bytes if a cluster begins here; 0 if not, or if clusters are unknown.
     std::int64_t ClusterBytes() const;
+    /// Is the rest of files' last clusters zeros?
+    bool IsSlackClean() const { return neighbours_.isSlackClean; }
 
     void Charge(std::int64_t bytes) override { allowance_.Take(bytes); }
     bool IsExhausted() const override { return allowance_.IsUsedUp(); }

@@ -2,41 +2,48 @@
 
 #include <array>
 #include <cstddef>
-#include <optional>
-#include <span>
+#include <cstdint>
 
 #include "frame/bytes/Bytes.h"
 
 namespace salvor {
 
-/// Signs at a line that a text ends before it and the rest of another one begins with it. They are weighed against all
-/// other lines, never alone.
-struct SeamSigns {
-    /// The share of bytes like the line's first one, as a binary logarithm: among the first bytes of the text's lines
-    /// so far, and among all bytes of any text.
-    double ownHead = 0;
-    double middle = 0;
-    /// The line before closes a bracket, a block or an environment.
-    bool closes = false;
-    bool isAfterBlankLine = false;
-    bool isAfterIndent = false;
-};
+/// How often a text that does not end with a line end ends with this byte.
+double ShareOfLastBytes(std::uint8_t byte);
 
-/// Reads a text line by line.
+/// Reads a text line by line and tells how likely each of its bytes begins the rest of another text.
 class SeamLines {
 public:
     explicit SeamLines(ByteSpan text) : text_(text) {}
 
-    /// Takes the byte at `at`, where the last call ended. Gives the signs of the line that begins after it, if one
-    /// does.
-    std::optional<SeamSigns> Take(std::size_t at);
+    /// The odds as natural logarithm, compared with other places of the text, that it ends before the byte at `at` and
+    /// the rest of another one begins there, by what the lines look like. Called once for each byte from 0 on.
+    double Take(std::size_t at);
+
+    /// Odds of a place where no text ends.
+    static constexpr double Never = -1e9;
 
 private:
     static constexpr std::size_t Kinds = 8;
     static std::size_t KindOf(std::uint8_t byte);
 
+    struct Line {
+        bool isBlank = true;
+        bool isIndented = false;
+        bool closes = false;
+        bool hasEndMark = false;
+    };
+    static double OddsOf(const Line& line);
+    double OddsOfNewLine(std::size_t at) const;
+    double OddsInLine(std::size_t at) const;
+    void Pass(std::uint8_t byte, std::size_t at);
+
     ByteSpan text_;
     std::size_t lineStart_ = 0;
+    Line line_;
+    Line last_;
+    // Open brackets.
+    int depth_ = 0;
     // First bytes of lines, by kind.
     std::array<double, Kinds> heads_{};
     double lines_ = 0;

@@ -30,7 +30,7 @@ constexpr std::string_view CommonText =
     "if [ -f \"$file\" ]; then echo $PATH; fi\n";
 
 // How many observations the less specific estimate counts for, by the number of preceding bytes.
-constexpr std::array<double, 3> WeightOfLess = {3, 2, 1.5};
+constexpr std::array<double, 2> WeightOfLess = {3, 2};
 
 // How often a byte occurs in any text.
 double UsualShare(std::uint8_t byte) {
@@ -63,14 +63,27 @@ TextModel::TextModel(bool isBackwards) {
     for (std::size_t i = 0; i < common.size(); ++i) {
         Learn(common, i);
     }
+    counted_.clear();
 }
 
 void TextModel::Learn(ByteSpan text, std::size_t at) {
     for (std::size_t i = 0; i < Orders; ++i) {
         const std::uint32_t context = Before(text, at, i + 1);
-        ++orders_[i].contexts[Slot(context, SlotBits)];
-        ++orders_[i].symbols[Slot(WithSymbol(context, text[at]), SlotBits)];
+        Count(orders_[i].contexts[Slot(context, SlotBits)]);
+        Count(orders_[i].symbols[Slot(WithSymbol(context, text[at]), SlotBits)]);
     }
+}
+
+void TextModel::Count(std::uint16_t& counter) {
+    ++counter;
+    counted_.push_back(&counter);
+}
+
+void TextModel::Forget() {
+    for (std::uint16_t* const counter : counted_) {
+        --*counter;
+    }
+    counted_.clear();
 }
 
 double TextModel::Share(ByteSpan text, std::size_t at) const {

@@ -3,17 +3,19 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "frame/bytes/Bytes.h"
 
 namespace salvor {
 
-/// Measures how well bytes continue a text, by what followed the same one, two and three bytes in it before. It knows
-/// what most texts have in common from the start, so that two texts in one language are distinguished by what they do
-/// not share.
+/// Measures how well bytes continue a text, by what followed the same byte and the same two bytes in it before. It
+/// knows what most texts have in common from the start, so that two texts in one language are distinguished by what
+/// they do not share.
 class TextModel {
 public:
-    /// `isBackwards` is for texts that are read from their last byte on. A copy is cheaper than a second construction.
+    /// `isBackwards` is for texts that are read from their last byte on. `Forget` is cheaper than a second
+    /// construction.
     explicit TextModel(bool isBackwards);
 
     /// Learns the byte at `at` as the continuation of the bytes before it.
@@ -22,19 +24,26 @@ public:
     /// How unexpected the byte at `at` is, in bits; then learns it.
     double Take(ByteSpan text, std::size_t at);
 
-private:
-    static constexpr unsigned SlotBits = 14;
-    static constexpr std::size_t Orders = 3;
+    /// Forgets all that it has learned since its construction.
+    void Forget();
 
-    // What followed a number of bytes: hashed counts of these bytes, and of them with the following byte.
+private:
+    static constexpr unsigned SlotBits = 16;
+    static constexpr std::size_t Orders = 2;
+
+    // What followed a number of bytes: hashed counts of these bytes, and of them with the following byte. More slots
+    // than texts have trigrams, since shared ones make all texts alike.
     struct Order {
-        std::array<std::uint16_t, std::size_t{1} << SlotBits> contexts{};
-        std::array<std::uint16_t, std::size_t{1} << SlotBits> symbols{};
+        std::vector<std::uint16_t> contexts = std::vector<std::uint16_t>(std::size_t{1} << SlotBits);
+        std::vector<std::uint16_t> symbols = std::vector<std::uint16_t>(std::size_t{1} << SlotBits);
     };
 
     double Share(ByteSpan text, std::size_t at) const;
+    void Count(std::uint16_t& counter);
 
-    std::array<Order, Orders> orders_{};
+    std::array<Order, Orders> orders_;
+    // What was counted since the construction.
+    std::vector<std::uint16_t*> counted_;
 };
 
 }  // namespace salvor

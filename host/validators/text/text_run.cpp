@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/validators/text/mail_fields.h"
+#include "host/validators/text/seam_lines.h"
 #include "host/validators/text/text_bytes.h"
 #include "host/validators/text/text_starts.h"
 
@@ -252,7 +253,7 @@ public:
             const std::uint8_t byte = line_[i];
             const double share = anywhere_.Share(byte);
             bits += std::log2(256 * (i == 0 ? first_.Share(byte) : share));
-            const double bitsHere = bits + std::log2(LastByteShare(byte) / share);
+            const double bitsHere = bits + std::log2(ShareOfLastBytes(byte) / share);
             if (bitsHere > best) {
                 best = bitsHere;
                 length = i + 1;
@@ -275,25 +276,6 @@ private:
 
     // One text in 26 ends without a line end.
     static constexpr double PriorBits = -4.7;
-
-    // How often a text without a last line end ends with this byte.
-    static double LastByteShare(std::uint8_t byte) {
-        switch (byte) {
-            case '>':
-                return 0.33;
-            case '}':
-                return 0.15;
-            case ';':
-            case '.':
-            case '"':
-                return 0.1;
-            case ']':
-            case ')':
-                return 0.03;
-            default:
-                return IsLetter(byte) || IsDigit(byte) ? 0.003 : byte >= 0x80 ? 0.0005 : 0.002;
-        }
-    }
 
     // How often a byte occurs in about 50 bytes of any text.
     static double Usual(std::uint8_t byte) {

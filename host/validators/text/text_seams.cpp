@@ -1,10 +1,9 @@
 #include "host/validators/text/text_seams.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cmath>
-#include <memory>
 #include <optional>
-#include <span>
 #include <string_view>
 #include <vector>
 
@@ -20,8 +19,10 @@ namespace {
 // In bytes: how much of a text is learned before a cluster border, and how much is compared after it.
 constexpr std::int64_t Learned = 4096;
 constexpr std::int64_t Compared = 1024;
-// Less than this after a seam proves nothing.
-constexpr std::size_t LeastBehind = 48;
+// The least that is left of another text after a seam.
+constexpr std::size_t LeastBehind = 8;
+// In bytes: how much of the texts on both sides shows where exactly one ends.
+constexpr std::size_t Near = 24;
 // After the end of a cluster, this many bytes may be printable by chance.
 constexpr std::int64_t ByChance = 24;
 constexpr std::int64_t LargestCluster = 0x10000;
@@ -32,37 +33,25 @@ constexpr int MostSearches = 64;
 constexpr int LinesBeforeChange = 4;
 constexpr int LinesAfterChange = 3;
 
-// The cost in bits of a seam where no line ends: few files end without a line end.
-constexpr double BitsOfOpenLine = 16;
-constexpr double HighestCost = 1e9;
-constexpr double LeastWeight = -1e9;
-
-// All odds are natural logarithms. The odds of a seam somewhere in a cluster that is full of text up to its last byte,
-// in the middle of a line, before binary data.
-constexpr double OddsOfFullCluster = 5;
-constexpr double LeastOddsOfBorder = 1.5;
-// For a seam in the middle of a cluster and one at its border together. Text before zeros is usually one file, and so
-// is text that ends with a line.
-constexpr double EnoughInFullCluster = 0.3;
-constexpr double EnoughBeforeBinary = 6.5;
-constexpr double EnoughBeforeBinaryWithLine = 9;
-constexpr double EnoughBeforeZeros = 18;
-// For the border alone, after a piece of a file.
-constexpr double EnoughAfterPiece = 3;
-// For a seam in the last cluster alone.
-constexpr double EnoughInLastBeforeBinary = 1;
-constexpr double EnoughInLast = 6;
+// All odds are natural logarithms. They were fitted, as those of `SeamLines`, to two thousand texts of this kind.
+constexpr double OddsOfNearBit = 0.035;
+constexpr double LeastOdds = -1e9;
+// For text that fills a cluster in the middle of a line and ends there.
+constexpr double EnoughInFullCluster = -2;
+// For a seam in a cluster and one at its border together. A cluster is not searched if even the highest odds of one in
+// it would be too low.
+constexpr double EnoughInCluster = 0.8;
+constexpr double WeightOfCluster = 0.77;
+constexpr double HighestOddsOfCluster = 4;
+// For the border alone, after a piece of a file and after what looks like a whole one.
+constexpr double EnoughAfterPiece = 1;
+constexpr double EnoughAtBorder = 3;
+constexpr double OddsOfFileStart = 2.65;
+// For the last cluster alone, if the text ends in the middle of a line.
+constexpr double EnoughInLastBeforeBinary = 0;
+constexpr double EnoughInLast = -0.9;
 
 bool IsLineEnd(std::uint8_t byte) { return byte == '\n' || byte == '\r'; }
-
-const TextModel& AnyText() {
-    static const TextModel model(false);
-    return model;
-}
-const TextModel& AnyTextBackwards() {
-    static const TextModel model(true);
-    return model;
-}
 
 // True if the lines on both sides are single words, as in a list, which may continue where its words begin to differ.
 bool IsInList(ByteSpan text, std::size_t at) {
@@ -79,24 +68,45 @@ bool IsInList(ByteSpan text, std::size_t at) {
            isList(text.subspan(at, std::min(looked, text.size() - at)));
 }
 
-// How certain a seam is, as natural logarithm of the odds, if `length` bytes of text take `saved` bits fewer because of
-// the `learned` bytes before them. A continued text saves about 25 bits times the root of its length, a foreign one
-// none, both give or take ten.
-double SeamOdds(double saved, std::size_t length, std::size_t learned) {
-    const double root = std::sqrt(static_cast<double>(length));
-    constexpr double half = 300;  // bytes that teach half of what there is to learn
-    const double known = static_cast<double>(learned) / (static_cast<double>(learned) + half);
-    const double usual = 25 * known;
-    return std::clamp((usual / 2 - saved / root) * usual / 50, -15.0, 15.0);
+// Models for one search after the other, since making one takes longer than most searches.
+struct Models {
+    TextModel known{false};
+    TextModel fresh{false};
+    TextModel backwards{true};
+};
+Models& SharedModels() {
+    thread_local Models models;
+    return models;
 }
 
-// How likely it is, compared with other lines, that a text ends before this one. `length` bytes take `cost` bits more
-// if another text begins here; `learned` bytes come before. Fitted to some hundred texts that are followed by others.
-double WeightOf(const SeamSigns& signs, double cost, std::size_t learned, std::size_t length) {
-    const auto behind = static_cast<double>(length);
-    return -0.61 * cost / std::sqrt(behind) - 0.47 * signs.ownHead + 0.77 * signs.middle + (signs.closes ? 1.7 : 0) -
-           (signs.isAfterBlankLine ? 1.6 : 0) - (signs.isAfterIndent ? 2.0 : 0) +
-           2.5 * std::log2(static_cast<double>(learned)) + 1.4 * std::log2(behind);
+// The natural logarithm of the odds that a cluster has a seam, from those of its most likely place and the bits that
+// the text after it takes fewer because of the text before.
+double OddsOfSeam(double place, double savedByRoot) { return -1.3 + 0.52 * place - 0.11 * savedByRoot; }
+
+// Not at a place of the text where a seam is looked for.
+constexpr double NotSearched = -1e9;
+
+// How many bits fewer the text from each byte to its end takes because of what comes before, for the bytes from `begin`
+// on. The first byte has nothing before it. The last value, for the end, is 0.
+std::vector<double> SavedBits(ByteSpan text, std::size_t begin) {
+    Models& models = SharedModels();
+    std::vector<double> saved(text.size() + 1, NotSearched);
+    std::vector<double> bits(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i < begin) {
+            models.known.Learn(text, i);
+        } else {
+            bits[i] = models.known.Take(text, i);
+        }
+    }
+    const std::vector<std::uint8_t> reversed(text.rbegin(), text.rend());
+    saved[text.size()] = 0;
+    for (std::size_t i = text.size(); i-- > std::max(begin, std::size_t{1});) {
+        saved[i] = saved[i + 1] + models.backwards.Take(reversed, text.size() - 1 - i) - bits[i];
+    }
+    models.known.Forget();
+    models.backwards.Forget();
+    return saved;
 }
 
 struct End {
@@ -139,9 +149,8 @@ private:
     std::optional<std::int64_t> EndBeforeOtherLineEnds();
     std::optional<std::int64_t> EndBefore(std::int64_t border);
     std::optional<std::int64_t> EndInLast(std::int64_t last);
-    bool MayBeginAt(std::int64_t border);
+    bool HasNewWords(std::int64_t border);
     bool OpensInWord(std::int64_t border);
-    double Enough(bool isFullCluster) const;
     double OddsAt(std::int64_t border);
     End BestEnd(std::int64_t start, std::int64_t end);
     std::vector<std::uint8_t> Copy(std::int64_t from, std::int64_t end) {
@@ -202,37 +211,38 @@ std::optional<std::int64_t> SeamSearch::EndBeforeOtherLineEnds() {
 }
 
 std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
-    const bool isEnd = EndsAt(border);
     const ByteSpan before = file_.At(border - 1, 1);
-    if (before.empty() || searchesLeft_ == 0 || comparisonsLeft_ == 0) {
+    if (before.empty()) {
         return std::nullopt;
     }
-    if (isEnd ? IsLineEnd(before[0]) : !isBeforeBinary_ && !MayBeginAt(border)) {
+    const bool hasOldSlack = !file_.IsSlackClean();
+    if (EndsAt(border)) {
+        const bool isSearched = hasOldSlack && !IsLineEnd(before[0]);
+        const End end = isSearched ? BestEnd(border - cluster_, border) : End{};
+        return isSearched && end.odds > EnoughInFullCluster ? std::optional(end.at) : std::nullopt;
+    }
+    if (comparisonsLeft_ == 0 || !HasNewWords(border)) {
         return std::nullopt;
     }
-    const double odds = isEnd ? OddsOfFullCluster : OddsAt(border);
-    if (odds < LeastOddsOfBorder) {
-        return std::nullopt;
+    const double odds = OddsAt(border);
+    // A text that has gone on for many clusters rarely ends in the next one.
+    const double toGoOn =
+        std::log(static_cast<double>(std::max(border - from_, cluster_)) / static_cast<double>(cluster_));
+    const double enough = (EnoughInCluster + toGoOn - odds) / WeightOfCluster;
+    if (hasOldSlack && enough < HighestOddsOfCluster && searchesLeft_ > 0) {
+        --searchesLeft_;
+        const End end = BestEnd(border - cluster_, border);
+        if (end.odds > enough) {
+            return end.at;
+        }
     }
-    --searchesLeft_;
-    const End end = BestEnd(border - cluster_, border);
-    if (end.odds + odds > Enough(isEnd)) {
-        return end.at;
-    }
-    const bool isBorder = !isEnd && ((isPiece_ && odds > EnoughAfterPiece) || OpensInWord(border));
-    return isBorder ? std::optional(border) : std::nullopt;
-}
-
-// The limit for two seams, the second at a border.
-double SeamSearch::Enough(bool isFullCluster) const {
-    if (isFullCluster && !isPiece_) {
-        return OddsOfFullCluster + EnoughInFullCluster;
-    }
-    return !isBeforeBinary_ ? EnoughBeforeZeros : endsInLine_ ? EnoughBeforeBinary : EnoughBeforeBinaryWithLine;
+    const double oddsOfBorder = 1.5 * odds - 0.5 + (BeginsLikeFile(file_.From(border)) ? OddsOfFileStart : 0);
+    const bool isBorder = oddsOfBorder > (isPiece_ ? EnoughAfterPiece : EnoughAtBorder + toGoOn);
+    return isBorder || OpensInWord(border) ? std::optional(border) : std::nullopt;
 }
 
 std::optional<std::int64_t> SeamSearch::EndInLast(std::int64_t last) {
-    if (!endsInLine_ || EndsAt(last)) {
+    if (!endsInLine_ || EndsAt(last) || file_.IsSlackClean()) {
         return std::nullopt;
     }
     const End end = BestEnd(last, run_.end);
@@ -240,16 +250,28 @@ std::optional<std::int64_t> SeamSearch::EndInLast(std::int64_t last) {
                                                                                   : std::nullopt;
 }
 
-// True if a file can begin at the border: its first byte must not continue the line before.
-bool SeamSearch::MayBeginAt(std::int64_t border) {
-    constexpr std::int64_t looked = 2048;
-    const ByteSpan head = file_.From(border);
-    if (head.empty() || !BeginsLikeFile(head)) {
-        return false;
+// True if many groups of three bytes after the border do not occur in the text before it. This is far cheaper than to
+// compare the texts, and leaves few borders inside of texts.
+bool SeamSearch::HasNewWords(std::int64_t border) {
+    constexpr std::int64_t looked = 32;
+    constexpr unsigned hashBits = 15;
+    const std::int64_t start = std::max(from_, border - Learned);
+    const std::vector<std::uint8_t> text = Copy(start, std::min(border + looked, run_.printableEnd));
+    const auto at = static_cast<std::size_t>(border - start);
+    const auto slotOf = [&text](std::size_t end) {
+        const std::uint32_t bytes =
+            std::uint32_t{text[end - 2]} | std::uint32_t{text[end - 1]} << 8U | std::uint32_t{text[end]} << 16U;
+        return bytes * 2654435761U >> (32U - hashBits);
+    };
+    std::bitset<std::size_t{1} << hashBits> known;
+    for (std::size_t end = 2; end < at; ++end) {
+        known.set(slotOf(end));
     }
-    const std::vector<std::uint8_t> text = Copy(std::max(from_, border - looked), border + 1);
-    const auto pair = std::span(text).last(2);
-    return !IsLineEnd(pair[0]) && std::search(text.begin(), text.end(), pair.begin(), pair.end()) == text.end() - 2;
+    std::size_t unknown = 0;
+    for (std::size_t end = std::max(at, std::size_t{2}); end < text.size(); ++end) {
+        unknown += known.test(slotOf(end)) ? 0U : 1U;
+    }
+    return unknown * 3 >= text.size() - at;
 }
 
 // True if a letter is followed at the border by a mark that files open with.
@@ -263,68 +285,57 @@ bool SeamSearch::OpensInWord(std::int64_t border) {
            });
 }
 
+// The odds that other text begins at the border, by how well the text before predicts it.
 double SeamSearch::OddsAt(std::int64_t border) {
+    constexpr std::size_t join = 6;
     --comparisonsLeft_;
     const std::int64_t start = std::max(from_, border - Learned);
-    const std::int64_t end = std::min(border + Compared, run_.printableEnd);
-    const std::vector<std::uint8_t> text = Copy(start, end);
+    const std::vector<std::uint8_t> text = Copy(start, std::min(border + Compared, run_.printableEnd));
     const auto at = static_cast<std::size_t>(border - start);
-    auto known = std::make_unique<TextModel>(AnyText());
+    Models& models = SharedModels();
     for (std::size_t i = 0; i < at; ++i) {
-        known->Learn(text, i);
+        models.known.Learn(text, i);
     }
-    auto fresh = std::make_unique<TextModel>(AnyText());
     double saved = 0;
+    double savedAtJoin = 0;
     const ByteSpan behind = ByteSpan(text).subspan(at);
     for (std::size_t i = 0; i < behind.size(); ++i) {
-        saved += fresh->Take(behind, i) - known->Take(text, at + i);
+        saved += models.fresh.Take(behind, i) - models.known.Take(text, at + i);
+        savedAtJoin = i < join ? saved : savedAtJoin;
     }
-    return SeamOdds(saved, behind.size(), at);
+    models.known.Forget();
+    models.fresh.Forget();
+    return -0.115 * saved / std::sqrt(static_cast<double>(behind.size())) - 0.12 * savedAtJoin;
 }
 
 // Where, after `start`, another text most likely begins that goes on to `end`. The text before is taken forwards with
 // what was learned of it, the text after it backwards with nothing learned: the bits that two texts take show how
-// likely a seam is, and the lines where.
+// likely a seam is; where, they show together with the lines.
 End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
     const std::int64_t first = std::max(from_, start - Learned);
     const std::vector<std::uint8_t> text = Copy(first, end);
-    const auto begin = static_cast<std::size_t>(std::max(start - first, std::int64_t{1}));
-    auto known = std::make_unique<TextModel>(AnyText());
-    std::vector<double> bits(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (i < begin) {
-            known->Learn(text, i);
-        } else {
-            bits[i] = known->Take(text, i);
-        }
-    }
-    const std::vector<std::uint8_t> reversed(text.rbegin(), text.rend());
-    auto fresh = std::make_unique<TextModel>(AnyTextBackwards());
-    // By the start of the other text: how many more bits the two texts take than one.
-    std::vector<double> costs(text.size(), HighestCost);
-    End best{end, 0};
-    double saved = 0;
-    for (std::size_t i = text.size(); i-- > begin;) {
-        saved += fresh->Take(reversed, text.size() - 1 - i) - bits[i];
-        const std::size_t length = text.size() - i;
-        if (length >= LeastBehind && (text[i - 1] != '\r' || text[i] != '\n') && !IsInList(text, i)) {
-            costs[i] = saved + (IsLineEnd(text[i - 1]) ? 0 : BitsOfOpenLine);
-            best.odds = std::max(best.odds, SeamOdds(costs[i], length, i));
-        }
-    }
-    double highest = LeastWeight;
+    const std::vector<double> saved = SavedBits(text, static_cast<std::size_t>(std::max(start, from_) - first));
     SeamLines lines(text);
-    for (std::size_t i = 1; i < text.size(); ++i) {
-        const std::optional<SeamSigns> signs = lines.Take(i - 1);
-        if (signs && i >= begin && costs[i] < HighestCost) {
-            const double weight = WeightOf(*signs, costs[i], i, text.size() - i);
-            if (weight > highest) {
-                highest = weight;
-                best.at = first + static_cast<std::int64_t>(i);
-            }
+    double highest = LeastOdds;
+    std::size_t best = 0;
+    for (std::size_t i = 0; i + LeastBehind <= text.size(); ++i) {
+        const double odds = lines.Take(i);
+        if (saved[i] == NotSearched) {
+            continue;
+        }
+        const double after = saved[i] - saved[std::min(i + Near, text.size())];
+        const double before = i >= Near && saved[i - Near] != NotSearched ? saved[i - Near] - saved[i] : 0;
+        const double place = odds + OddsOfNearBit * (before - after);
+        if (place > highest && !IsInList(text, i)) {
+            highest = place;
+            best = i;
         }
     }
-    return best;
+    if (best == 0) {
+        return {end, LeastOdds};
+    }
+    const auto length = static_cast<double>(text.size() - best);
+    return {first + static_cast<std::int64_t>(best), OddsOfSeam(highest, saved[best] / std::sqrt(length))};
 }
 
 }  // namespace

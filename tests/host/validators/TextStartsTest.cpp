@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/medium/medium.h"
 #include "host/validate/cluster_grid.h"
 #include "host/validators/text/text_starts.h"
 #include "tests/host/TestFiles.h"
@@ -99,6 +102,24 @@ TEST(ClusterGrid, IsTheLargestThatNearlyAllStartsShare) {
         starts.push_back(64 * i + (i % 20 == 7 ? 8 : 0));
     }
     EXPECT_EQ(FindClusterGrid(starts, 512).sectorsPerCluster, 8);
+}
+
+TEST(ClusterGrid, ShowsWhetherLastClustersEndInZeros) {
+    std::vector<std::int64_t> ends;
+    test::Bytes image(16 * 4096);
+    for (std::int64_t i = 0; i < 16; ++i) {
+        ends.push_back(i * 4096 + 100 + 200 * i);
+        std::fill_n(image.begin() + i * 4096, 100 + 200 * i, std::uint8_t{1});
+    }
+    const auto isClean = [&] {
+        Medium medium(std::make_unique<test::FakeDevice>(image), 512);
+        return IsSlackClean(medium, ends, ClusterGrids({{{0, 128}, {8, 0}}}, {}, 512));
+    };
+    EXPECT_TRUE(isClean());
+    for (std::size_t cluster : {3U, 5U, 8U}) {
+        image[cluster * 4096 - 1] = 1;
+    }
+    EXPECT_FALSE(isClean());
 }
 
 }  // namespace salvor

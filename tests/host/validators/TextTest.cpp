@@ -114,6 +114,16 @@ TEST(Text, EndsWithALineThatClosesBeforeTheRestOfAnother) {
     const std::string text = own + strange.substr(4, 4096 - own.size());
     const Neighbours onGrid{{}, {}, {8, 3}};
     EXPECT_EQ(test::FindingOf("text", BytesOf(text), Binary("\x80"), onGrid).size, std::ssize(own));
+    // Without a line end after the last closer.
+    own.pop_back();
+    const Bytes joined = BytesOf(own + strange.substr(5, 4096 - own.size()));
+    EXPECT_EQ(test::FindingOf("text", joined, Binary("\x80"), onGrid).size, std::ssize(own));
+    // Up to zeros in the same cluster, but only on a medium where files are followed by other bytes than zeros.
+    const Bytes brief = BytesOf(own + "\n" + strange.substr(5, 700));
+    Neighbours clean = onGrid;
+    EXPECT_EQ(test::FindingOf("text", brief, Bytes(5000), onGrid).size, std::ssize(own) + 1);
+    clean.isSlackClean = true;
+    EXPECT_EQ(test::FindingOf("text", brief, Bytes(5000), clean).size, std::ssize(brief));
 }
 
 TEST(Text, OfIdeographsEndsWhereOneByteIsACharacter) {
