@@ -49,8 +49,7 @@ void AddMissing(SectorRange file, const SectorRangeSet& unread, std::int64_t sec
     }
 }
 
-SectorRangeSet MissingParts(const std::vector<Outcome>& outcomes, const SectorRangeSet& unread,
-                            std::int64_t sectorSize) {
+SectorRangeSet MissingParts(const Outcomes& outcomes, const SectorRangeSet& unread, std::int64_t sectorSize) {
     SectorRangeSet missing;
     for (const Outcome& outcome : outcomes) {
         const Verdict verdict = outcome.finding.verdict;
@@ -87,7 +86,13 @@ ExitStatus RunExportMap(const ExportMapCommand& command) {
     const Validation validation =
         ValidateWithFileSystems(finds.medium, std::move(finds.journal.seen), finds.journal.header.caps,
                                 FilePlace(OutcomesPathOf(command.finds)), {},
-                                {.image = finds.image, .quiet = command.quiet}, knowledge)
+                                {.image = finds.image,
+                                 .quiet = command.quiet,
+                                 .seeAgain =
+                                     [&] {
+                                         return finds.SeeAgain();
+                                     }},
+                                knowledge)
             .validation;
     if (!validation.complete || StopRequested()) {
         return ExitStatus::Stopped;

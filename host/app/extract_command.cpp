@@ -56,8 +56,9 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                              header.caps,
                              SetAsideToJson(header, finds.journal.setAside),
                              finds.medium.OnImage(finds.journal.seen.zeros)};
-    const ExitStatus status = ExtractSeen(finds.medium, std::move(finds.journal.seen), origin, filter, content,
-                                          command.fileSystems, out, piece, command.quiet);
+    const ExitStatus status = ExtractSeen(
+        finds.medium, std::move(finds.journal.seen), [&] { return finds.SeeAgain(); }, origin, filter, content,
+        command.fileSystems, out, piece, command.quiet);
     // Files whose finds were lost are missing from this run.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }

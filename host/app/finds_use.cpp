@@ -39,7 +39,8 @@ ImageSpec ImageOf(const JournalHeader& header, const ImageSpec& other) {
 FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad)
     : journal(ReadJournal(FilePlace(path))),
       image(ImageOf(journal.header, other)),
-      medium(OpenMedium(image, journal.header.sectorSize, {skipBad, StopRequested}), {skipBad, StopRequested}) {
+      medium(OpenMedium(image, journal.header.sectorSize, {skipBad, StopRequested}), {skipBad, StopRequested}),
+      path_(path) {
     medium.Join(journal.header.space);
     SayIfResized();
     if (other.path.empty() && other.map.empty()) {
@@ -49,6 +50,7 @@ FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad
         // A copy, or a rescue that has gone on, may have sectors that were missing before.
         journal.seen.unreadable = medium.Scanned().Unreadable().Ranges();
     }
+    unreadable_ = journal.seen.unreadable;
     if (journal.damagedLines > 0) {
         Say("passed over {} of the finds file '{}'", Counted(journal.damagedLines, "damaged line"), path);
     }
@@ -60,6 +62,12 @@ FindsUse::FindsUse(const std::string& path, const ImageSpec& other, bool skipBad
 bool FindsUse::IsWhole() const {
     return journal.complete && journal.setAside.empty() && journal.damagedLines == 0 &&
            medium.Image().SizeInBytes() >= journal.header.imageSize;
+}
+
+Sightings FindsUse::SeeAgain() const {
+    Sightings seen = ReadJournal(FilePlace(path_)).seen;
+    seen.unreadable = unreadable_;
+    return seen;
 }
 
 void FindsUse::SayIfResized() const {
@@ -108,8 +116,8 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
         how.grids = fileSystems->Grids();
     }
     how.space = medium.Joins();
-    Validated result{.validation = ValidateWithFile(medium.Scanned(), seen, caps, outcomes, earlier, how), .known = {}};
-    seen = {};
+    Validated result{.validation = ValidateWithFile(medium.Scanned(), std::move(seen), caps, outcomes, earlier, how),
+                     .known = {}};
     EndAtGaps(result.validation.outcomes, medium);
     if (result.validation.complete && fileSystems) {
         result.known = fileSystems->Improve(result.validation.outcomes, how.quiet);
@@ -120,9 +128,9 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
 namespace {
 
 // Keeps everything in the folder of the recovered files. What lies beside the finds is used, but not changed.
-Validated ValidateSeen(const ScanMedium& medium, Sightings seen, const FindsOrigin& origin,
-                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
-                       bool quiet) {
+Validated ValidateSeen(const ScanMedium& medium, Sightings seen, const std::function<Sightings()>& seeAgain,
+                       const FindsOrigin& origin, const FileSystemUse& fileSystems, const OutFolder& out,
+                       const std::optional<Piece>& piece, bool quiet) {
     // The user did not name these paths, so links are not followed and pipes not waited for.
     const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
     const Folder folder = Folder::Open(beside.parent_path());
@@ -135,7 +143,8 @@ Validated ValidateSeen(const ScanMedium& medium, Sightings seen, const FindsOrig
         const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
         knowledge = {FilePlace(out.folder, name), {FilePlace(folder, knownBeside.filename().string())}};
     }
-    ValidateHow how{.image = origin.image, .workers = WorkersFor("", medium.Image()), .quiet = quiet};
+    ValidateHow how{
+        .image = origin.image, .workers = WorkersFor("", medium.Image()), .quiet = quiet, .seeAgain = seeAgain};
     if (piece) {
         how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
         how.needsShares = true;
@@ -146,9 +155,10 @@ Validated ValidateSeen(const ScanMedium& medium, Sightings seen, const FindsOrig
 
 }  // namespace
 
-ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrigin& origin, PlanFilter filter,
-                       const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
-                       const std::optional<Piece>& piece, bool quiet) {
+ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const std::function<Sightings()>& seeAgain,
+                       const FindsOrigin& origin, PlanFilter filter, const ContentFilter& content,
+                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
+                       bool quiet) {
     Validated validated;
     auto& [validation, known] = validated;
     if (filter.asReported) {
@@ -156,7 +166,7 @@ ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrig
         seen = {};
         EndAtGaps(validation.outcomes, medium);
     } else {
-        validated = ValidateSeen(medium, std::move(seen), origin, fileSystems, out, piece, quiet);
+        validated = ValidateSeen(medium, std::move(seen), seeAgain, origin, fileSystems, out, piece, quiet);
     }
     if (fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);

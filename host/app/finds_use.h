@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -26,12 +27,18 @@ struct FindsUse {
     /// True if nothing was lost between the scan and its use now.
     bool IsWhole() const;
 
+    /// What the scan has seen, read once more.
+    Sightings SeeAgain() const;
+
     Journal journal;
     ImageSpec image;
     ScanMedium medium;
 
 private:
     void SayIfResized() const;
+
+    std::string path_;
+    std::vector<SectorRange> unreadable_;
 };
 
 JobIdentity JobOf(const JournalHeader& header);
@@ -69,9 +76,10 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
                                   const std::optional<KnowledgePlaces>& knowledge);
 
 /// Validates unless the files are wanted as reported, asks the file systems what they know, and writes the files or one
-/// piece of them.
-ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const FindsOrigin& origin, PlanFilter filter,
-                       const ContentFilter& content, const FileSystemUse& fileSystems, const OutFolder& out,
-                       const std::optional<Piece>& piece, bool quiet);
+/// piece of them. `seeAgain` gives the sightings once more.
+ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const std::function<Sightings()>& seeAgain,
+                       const FindsOrigin& origin, PlanFilter filter, const ContentFilter& content,
+                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
+                       bool quiet);
 
 }  // namespace salvor

@@ -55,8 +55,9 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
                              scan.scan.header.caps,
                              SetAsideToJson(scan.job.header, outcome.setAside),
                              scan.scan.medium.OnImage(seen.zeros)};
-    const ExitStatus status = ExtractSeen(scan.scan.medium, std::move(seen), origin, filter, content,
-                                          command.fileSystems, out, std::nullopt, command.quiet);
+    const ExitStatus status = ExtractSeen(
+        scan.scan.medium, std::move(seen), [&] { return SeenInJob(scan, out.folder); }, origin, filter, content,
+        command.fileSystems, out, std::nullopt, command.quiet);
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 

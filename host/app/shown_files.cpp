@@ -35,13 +35,14 @@ struct ShownChoice {
     FileSystemUse fileSystems;
 };
 
-// The outcomes of finds that were validated before. Nothing is written when the user only looks.
-std::vector<Outcome> OutcomesOf(const FindsUse& finds, const std::string& path, const std::string& digest,
-                                const PlanFilter& filter) {
-    const Sightings& seen = finds.journal.seen;
+// The outcomes of finds that were validated before. Nothing is written when the user only looks. What the scan has seen
+// is forgotten, as there may be much of it.
+Outcomes OutcomesOf(FindsUse& finds, const std::string& path, const std::string& digest, const PlanFilter& filter) {
+    Sightings seen = std::exchange(finds.journal.seen, {});
     if (filter.asReported) {
         return ReportedOutcomes(seen.finds, ShapeOf(finds.medium), filter.types);
     }
+    seen = {};
     std::optional<OutcomesRead> read = ReadOutcomes(FilePlace(OutcomesPathOf(path)));
     if (!read || !read->validation.complete || !read->digest.starts_with(digest)) {
         throw Failure(ExitStatus::NotStarted,
@@ -90,7 +91,7 @@ void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, Sho
         progress.Update(bytes + done, {});
         return StopRequested();
     });
-    std::erase_if(plan.files, [&](const PlannedFile& file) {
+    plan.files.EraseIf([&](const PlannedFile& file) {
         FileDigest digest(judge.Kinds());
         const auto add = [&digest](const std::uint8_t* piece, std::size_t length, std::int64_t /*offset*/) {
             digest.Add(piece, length);
@@ -110,12 +111,12 @@ void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, Sho
 }
 
 ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownChoice choice, const TakeFile& take) {
-    const FindsUse finds(path, {image}, false);
+    FindsUse finds(path, {image}, false);
     Medium& medium = finds.medium.Image();
     PlanFilter& filter = choice.filter;
     const JournalHeader& header = finds.journal.header;
     const std::string digest = DigestOf(finds.medium.Scanned(), finds.journal.seen, header.caps);
-    std::vector<Outcome> outcomes = OutcomesOf(finds, path, digest, filter);
+    Outcomes outcomes = OutcomesOf(finds, path, digest, filter);
     EndAtGaps(outcomes, finds.medium);
     const KnownFiles known = choice.fileSystems.isOff || filter.asReported
                                  ? KnownFiles()
@@ -125,16 +126,23 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
     if (choice.fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);
     }
-    Plan plan = PlanOnImage(outcomes, finds.medium, filter, finds.journal.header.caps);
-    FindDetails(medium, finds.image, plan, filter, nullptr);
+    Plan plan = PlanOnImage(std::move(outcomes), finds.medium, filter, header.caps, [](const PassedOver&) {});
     ShownFiles shown;
-    const auto passedOver = static_cast<std::ptrdiff_t>(plan.passedOver.size());
-    KeepByDetails(plan, filter);
-    for (auto passed = plan.passedOver.begin() + passedOver; passed != plan.passedOver.end(); ++passed) {
-        ++shown.leftOut[ReasonText(passed->reason)];
+    if (filter.AsksForDetails()) {
+        NoteDetails(medium, finds.image, plan, filter, nullptr);
+        plan.passedOver.clear();
+        KeepByDetails(plan, filter);
+        for (const PassedOver& passed : plan.passedOver) {
+            ++shown.leftOut[ReasonText(passed.reason)];
+        }
     }
     KeepByContent(medium, plan, choice.content, shown);
-    for (const PlannedFile& planned : plan.files) {
+    DetailsOfFiles details(medium, finds.image, plan.files, filter, nullptr);
+    for (std::size_t i = 0; i < plan.files.size(); ++i) {
+        PlannedFile planned = plan.files[i];
+        if (!filter.AsksForDetails()) {
+            planned.details = details.Of(i);
+        }
         const Json record = FileRecord(planned, {}, medium.SectorSize(), known.At(planned.known));
         if (const std::optional<ReportedFile> file = FileOfRecord(record)) {
             take(*file, record);

@@ -63,7 +63,11 @@ ExitStatus RunValidate(const ValidateCommand& command) {
                                                           {.image = finds.image,
                                                            .workers = WorkersFor(command.jobs, finds.medium.Image()),
                                                            .quiet = command.quiet,
-                                                           .share = share},
+                                                           .share = share,
+                                                           .seeAgain =
+                                                               [&] {
+                                                                   return finds.SeeAgain();
+                                                               }},
                                                           knowledge)
                                       .validation;
     if (share && !StopRequested()) {

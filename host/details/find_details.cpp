@@ -65,17 +65,25 @@ std::optional<DetailsReader> ReaderOf(const Finding& finding) {
 
 class DetailsClient : public CrewClient {
 public:
-    DetailsClient(MediumAccess access, Plan& plan, const PlanFilter& filter, const Folder* folder)
-        : access_(std::move(access)), plan_(plan), filter_(filter), folder_(folder) {
+    // Asks about `found.size()` files from `from` on.
+    DetailsClient(MediumAccess access, const PlannedFiles& files, std::size_t from, std::vector<FileDetails>& found,
+                  const PlanFilter& filter, const Folder* folder, std::int64_t& previewBytes)
+        : access_(std::move(access)),
+          files_(files),
+          from_(from),
+          found_(found),
+          filter_(filter),
+          folder_(folder),
+          previewBytes_(previewBytes) {
         constexpr std::size_t mostInOrder = 256;
         // Each reader has its own orders, so that a worker loads only the library that it needs.
         std::map<DetailsReader, std::vector<DetailsQuestion>> byReader;
-        for (std::size_t i = 0; i < plan.files.size(); ++i) {
-            const PlannedFile& file = plan.files[i];
-            const std::optional<DetailsReader> reader = ReaderOf(file.finding);
+        for (std::size_t i = from; i < from + found.size(); ++i) {
+            const std::optional<DetailsReader> reader = ReaderOf(files.FindingOf(i));
             if (!reader) {
                 continue;
             }
+            const PlannedFile file = files[i];
             const bool withPreview = folder != nullptr && IsOneOf(PreviewTypes, file.finding.type);
             std::vector<DetailsQuestion>& questions = byReader[*reader];
             questions.push_back({static_cast<std::int32_t>(i), *reader, withPreview, file.extents});
@@ -116,10 +124,11 @@ public:
         if (question == questions.end()) {
             return;
         }
-        PlannedFile& file = plan_.files[static_cast<std::size_t>(answer->file)];
-        file.details = answer->details.known;
-        if (question->withPreview && !answer->details.preview.empty() && !RefusalOf(*file.details, filter_)) {
-            KeepPreview(file, answer->details.preview);
+        const auto index = static_cast<std::size_t>(answer->file);
+        FileDetails& details = found_[index - from_];
+        details = answer->details.known;
+        if (question->withPreview && !answer->details.preview.empty() && !RefusalOf(details, filter_)) {
+            details.preview = KeepPreview(files_[index].path, answer->details.preview);
         }
     }
 
@@ -138,47 +147,69 @@ public:
     bool StopRequested() override { return salvor::StopRequested(); }
 
 private:
-    void KeepPreview(PlannedFile& file, const std::vector<std::uint8_t>& bytes) {
+    // The preview's path; empty if it cannot be kept.
+    std::string KeepPreview(std::string name, const std::vector<std::uint8_t>& bytes) {
         // The bound on all previews together; a folder full of raws may have some gigabytes of them.
         constexpr std::int64_t mostBytes = std::int64_t{1} << 30;
         const Folder previews = folder_->Below(PreviewFolder, true);
         if (!previews.IsOpen() || previewBytes_ + std::ssize(bytes) > mostBytes) {
-            return;
+            return "";
         }
-        std::string name = file.path;
         std::ranges::replace(name, '/', '-');
         name += ".jpg";
         File preview = previews.Create(name);
         if (preview.IsOpen() && preview.Write(bytes.data(), bytes.size()) && preview.Close()) {
             previewBytes_ += std::ssize(bytes);
-            file.details.Change().preview = fmt::format("{}/{}", PreviewFolder, name);
-        } else {
-            previews.Remove(name);
+            return fmt::format("{}/{}", PreviewFolder, name);
         }
+        previews.Remove(name);
+        return "";
     }
 
     MediumAccess access_;
-    Plan& plan_;
+    const PlannedFiles& files_;
+    std::size_t from_;
+    std::vector<FileDetails>& found_;
     const PlanFilter& filter_;
     const Folder* folder_;
     std::deque<std::vector<DetailsQuestion>> waiting_;
     std::map<std::int64_t, std::vector<DetailsQuestion>> asked_;
     std::int64_t nextId_ = 0;
-    std::int64_t previewBytes_ = 0;
+    std::int64_t& previewBytes_;
 };
 
 }  // namespace
 
-void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanFilter& filter, const Folder* folder) {
-    DetailsClient client(AccessTo(medium, image), plan, filter, folder);
-    if (!client.HasQuestions()) {
+const FileDetails& DetailsOfFiles::Of(std::size_t index) {
+    if (index >= from_ + found_.size()) {
+        FindFrom(index);
+    }
+    return found_[index - from_];
+}
+
+void DetailsOfFiles::FindFrom(std::size_t index) {
+    constexpr std::size_t atOnce = 8192;
+    from_ = index;
+    found_.assign(std::min(atOnce, files_.size() - index), {});
+    DetailsClient client(AccessTo(medium_, image_), files_, from_, found_, filter_, folder_, previewBytes_);
+    if (isImpossible_ || !client.HasQuestions()) {
         return;
     }
     try {
         // More workers would make a disk seek.
         RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))}, client);
     } catch (const Failure& failure) {
+        isImpossible_ = true;
         Say("nothing is found out about dates, sizes and titles of files: {}", failure.what());
+    }
+}
+
+void NoteDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanFilter& filter, const Folder* folder) {
+    DetailsOfFiles details(medium, image, plan.files, filter, folder);
+    for (std::size_t i = 0; i < plan.files.size(); ++i) {
+        if (const FileDetails& found = details.Of(i); found != FileDetails()) {
+            plan.files.SetDetails(i, found);
+        }
     }
 }
 

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
@@ -10,10 +14,35 @@ namespace salvor {
 /// Where previews go, in the folder.
 inline constexpr const char* PreviewFolder = "previews";
 
-/// Reads the details of the plan's pictures, films, sounds and documents in worker processes, and notes them in the
-/// plan. Previews inside files that no browser shows go to the folder's `PreviewFolder`, if there is a folder and the
-/// filter keeps the file. A file on which a worker crashes gets no details; if no worker can be started, no file does.
-/// `image` says how workers open the medium.
-void FindDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanFilter& filter, const Folder* folder);
+/// The details of a plan's pictures, films, sounds and documents, which worker processes read. Previews inside files
+/// that no browser shows go to the folder's `PreviewFolder`, if there is a folder and the filter keeps the file. A file
+/// on which a worker crashes has no details; if no worker can be started, no file has.
+class DetailsOfFiles {
+public:
+    /// All arguments outlive this. `image` says how workers open the medium; `folder` may be null.
+    DetailsOfFiles(Medium& medium, const ImageSpec& image, const PlannedFiles& files, const PlanFilter& filter,
+                   const Folder* folder)
+        : medium_(medium), image_(image), files_(files), filter_(filter), folder_(folder) {}
+
+    /// Indices must ascend: some thousand files are looked at in one go, and only their details are kept.
+    const FileDetails& Of(std::size_t index);
+
+private:
+    void FindFrom(std::size_t index);
+
+    Medium& medium_;
+    const ImageSpec& image_;
+    const PlannedFiles& files_;
+    const PlanFilter& filter_;
+    const Folder* folder_;
+    // The details of some files, and the index of the first of these.
+    std::vector<FileDetails> found_;
+    std::size_t from_ = 0;
+    std::int64_t previewBytes_ = 0;
+    bool isImpossible_ = false;
+};
+
+/// Notes the details of all files in the plan, for a filter that asks for them.
+void NoteDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanFilter& filter, const Folder* folder);
 
 }  // namespace salvor

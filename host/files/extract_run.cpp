@@ -38,7 +38,7 @@ void KeepPiece(Plan& plan, const Piece& piece) {
     }
     const std::int64_t step = total / piece.count + 1;
     std::int64_t before = 0;
-    std::erase_if(plan.files, [&](const PlannedFile& file) {
+    plan.files.EraseIf([&](const PlannedFile& file) {
         const std::int64_t middle = AddSizes(before, costOf(file) / 2);
         before = AddSizes(before, costOf(file));
         return middle / step != piece.number - 1;
@@ -47,21 +47,22 @@ void KeepPiece(Plan& plan, const Piece& piece) {
 
 Plan MakePlan(const ExtractJob& job, const std::function<void(const PassedOver&)>& onPassedOver) {
     job.scanned.ShareUnreadable();
-    Plan plan = PlanOnImage(job.outcomes, job.scanned, job.filter, job.origin.caps, onPassedOver);
+    Plan plan = PlanOnImage(std::move(job.outcomes), job.scanned, job.filter, job.origin.caps, onPassedOver);
     // If details decide which files are kept, all are read; otherwise only the details of files that are written.
     if (job.filter.AsksForDetails()) {
-        FindDetails(job.scanned.Image(), job.origin.image, plan, job.filter, &job.out.folder);
+        NoteDetails(job.scanned.Image(), job.origin.image, plan, job.filter, &job.out.folder);
         KeepByDetails(plan, job.filter);
     }
     return plan;
 }
 
 // False if the user stopped it.
-bool WritePlan(const ExtractJob& job, Plan& plan, const std::string& partialSuffix, Extraction& extraction,
+bool WritePlan(const ExtractJob& job, const Plan& plan, const std::string& partialSuffix, Extraction& extraction,
                WritingLog& writing) {
     Medium& medium = job.scanned.Image();
+    DetailsOfFiles details(medium, job.origin.image, plan.files, job.filter, &job.out.folder);
     if (!job.filter.AsksForDetails()) {
-        FindDetails(medium, job.origin.image, plan, job.filter, &job.out.folder);
+        extraction.AddDetails(details);
     }
     return extraction.Run(medium, partialSuffix, job.content, writing);
 }
@@ -108,6 +109,8 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
     const ExtractTotals& totals = extraction.Totals();
     skipped.TakeName();
     skipped.ReleaseRoom();
+    // Putting the lines in order takes memory too.
+    plan.files.clear();
     std::int64_t filesOfEarlierRuns = 0;
     report.Finish([&](const FolderCounts& earlier) {
         filesOfEarlierRuns = earlier.files;

@@ -35,7 +35,8 @@ struct FindsOrigin {
 struct ExtractJob {
     const ScanMedium& scanned;
     /// They count the sectors of what is scanned, the report those of the image. Their indices refer to `known`.
-    const std::vector<Outcome>& outcomes;
+    /// There may be millions: they are gone once the plan is made.
+    Outcomes& outcomes;
     const KnownFiles& known;
     const FindsOrigin& origin;
     const PlanFilter& filter;

@@ -45,7 +45,7 @@ Extraction::Extraction(Plan& plan, const KnownFiles& known, const Folder& folder
       progress_("writing", totalBytes_, quiet) {}
 
 void Extraction::TakeOver(WrittenBefore& before) {
-    std::erase_if(plan_.files, [&](const PlannedFile& file) {
+    plan_.files.EraseIf([&](const PlannedFile& file) {
         const auto written = before.Find(file, known_.At(file.known), sectorSize_);
         if (!written) {
             return false;
@@ -74,6 +74,7 @@ bool Extraction::Run(Medium& medium, const std::string& partialSuffix, const Con
 }
 
 void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
+    const std::size_t index = handedOn_++;
     if (result.outcome == WriteOutcome::Failed) {
         NoteFailure(file, result);
         return;
@@ -83,7 +84,11 @@ void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
         return;
     }
     ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
-    unreported_.push_back(FileRecord(file, result, sectorSize_, known_.At(file.known)));
+    PlannedFile detailed = file;
+    if (details_ != nullptr) {
+        detailed.details = details_->Of(index);
+    }
+    unreported_.push_back(FileRecord(detailed, result, sectorSize_, known_.At(file.known)));
     totals_.there.Add(unreported_.back());
     ++counts_[VerdictName(file.finding.verdict)];
     constexpr std::size_t mostUnreported = 4096;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/details/find_details.h"
 #include "host/files/write_files.h"
 #include "host/report/folder_report.h"
 #include "host/report/written_before.h"
@@ -28,6 +29,9 @@ public:
 
     /// Reports what earlier runs have written and removes it from the plan.
     void TakeOver(WrittenBefore& before);
+
+    /// The details are not in the plan, but found for the files that are written. They outlive this.
+    void AddDetails(DetailsOfFiles& details) { details_ = &details; }
 
     /// False if the user stopped it.
     bool Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content, WritingLog& log);
@@ -57,6 +61,9 @@ private:
     std::chrono::steady_clock::time_point nextReport_;
     std::map<std::string, std::int64_t> counts_;
     bool diskWasFull_ = false;
+    // Null if the plan has the details.
+    DetailsOfFiles* details_ = nullptr;
+    std::size_t handedOn_ = 0;
     Progress progress_;
 };
 

@@ -10,7 +10,8 @@ namespace {
 
 // Gives the files of a plan their places on the image.
 void PutOnImage(Plan& plan, const ScanMedium& medium) {
-    for (PlannedFile& file : plan.files) {
+    for (std::size_t i = 0; i < plan.files.size(); ++i) {
+        PlannedFile file = plan.files[i];
         std::vector<Extent> extents;
         for (const Extent& joined : file.extents) {
             if (joined.IsHole()) {
@@ -27,9 +28,10 @@ void PutOnImage(Plan& plan, const ScanMedium& medium) {
         for (EmbeddedFile& one : file.embedded) {
             one.startSector = medium.OnImage(one.startSector);
         }
+        plan.files.Replace(i, file);
     }
     // Slack is scanned after everything else.
-    std::ranges::stable_sort(plan.files, {}, &PlannedFile::StartSector);
+    plan.files.SortByStart();
     for (PassedOver& passed : plan.passedOver) {
         passed.outcome.startSector = medium.OnImage(passed.outcome.startSector);
     }
@@ -43,7 +45,7 @@ MediumShape ShapeOf(const ScanMedium& medium) {
             }};
 }
 
-void EndAtGaps(std::vector<Outcome>& outcomes, const ScanMedium& medium) {
+void EndAtGaps(Outcomes& outcomes, const ScanMedium& medium) {
     if (!medium.Joins()) {
         return;
     }
@@ -59,14 +61,15 @@ void EndAtGaps(std::vector<Outcome>& outcomes, const ScanMedium& medium) {
     }
 }
 
-Plan PlanOnImage(const std::vector<Outcome>& outcomes, const ScanMedium& medium, const PlanFilter& filter,
+Plan PlanOnImage(Outcomes outcomes, const ScanMedium& medium, const PlanFilter& filter,
                  const std::map<std::int32_t, std::int64_t>& caps, const PassOver& passOver) {
     const PassOver passOnImage = [&](PassedOver passed) {
         passed.outcome.startSector = medium.OnImage(passed.outcome.startSector);
         passOver(passed);
     };
-    Plan plan = passOver ? MakePlan(outcomes, ShapeOf(medium), filter, caps, medium.Joins() ? passOnImage : passOver)
-                         : MakePlan(outcomes, ShapeOf(medium), filter, caps);
+    Plan plan =
+        passOver ? MakePlan(std::move(outcomes), ShapeOf(medium), filter, caps, medium.Joins() ? passOnImage : passOver)
+                 : MakePlan(std::move(outcomes), ShapeOf(medium), filter, caps);
     if (medium.Joins()) {
         PutOnImage(plan, medium);
     }

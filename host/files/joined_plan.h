@@ -15,11 +15,11 @@ namespace salvor {
 MediumShape ShapeOf(const ScanMedium& medium);
 
 /// Cuts files at the gaps between joined pieces: no file goes on across one.
-void EndAtGaps(std::vector<Outcome>& outcomes, const ScanMedium& medium);
+void EndAtGaps(Outcomes& outcomes, const ScanMedium& medium);
 
 /// Like `MakePlan`, but files, and what is passed over, have their places on the image. Without a `PassOver`, the plan
 /// keeps everything that is passed over.
-Plan PlanOnImage(const std::vector<Outcome>& outcomes, const ScanMedium& medium, const PlanFilter& filter,
+Plan PlanOnImage(Outcomes outcomes, const ScanMedium& medium, const PlanFilter& filter,
                  const std::map<std::int32_t, std::int64_t>& caps, const PassOver& passOver = {});
 
 }  // namespace salvor

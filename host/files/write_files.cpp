@@ -149,7 +149,7 @@ private:
     }
 
     Medium& medium_;
-    const std::vector<PlannedFile>& files_;
+    const PlannedFiles& files_;
     const Folder& folder_;
     std::string partialSuffix_;
     const ContentFilter& content_;

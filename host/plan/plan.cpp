@@ -27,7 +27,9 @@ public:
             const PassOver& passOver)
         : medium_(medium), filter_(filter), caps_(caps), passOver_(passOver) {}
 
-    Plan Make(const std::vector<Outcome>& outcomes) {
+    Plan Make(Outcomes outcomes) {
+        wholes_.reserve(static_cast<std::size_t>(
+            std::ranges::count_if(outcomes, [](const Outcome& one) { return one.finding.verdict == Verdict::Whole; })));
         for (const Outcome& outcome : outcomes) {
             if (outcome.finding.verdict == Verdict::Whole) {
                 for (const Range& range : RangesOf(ExtentsOf(outcome))) {
@@ -40,7 +42,9 @@ public:
         }
         std::ranges::sort(wholes_, {}, [](const Range& range) { return std::pair(range.start, range.end); });
         std::ranges::sort(pieces_, {}, [](const Piece& piece) { return piece.range.start; });
-        for (const Outcome& outcome : outcomes) {
+        // The plan grows while the outcomes make room for it.
+        for (; !outcomes.empty(); outcomes.pop_front()) {
+            const Outcome& outcome = outcomes.front();
             PlannedFile file = FileOf(outcome);
             if (const auto reason = Judge(outcome, file)) {
                 passOver_({outcome, *reason, ""});
@@ -48,10 +52,8 @@ public:
                 Place(std::move(file), outcome);
             }
         }
-        for (PlannedFile& file : plan_.files) {
-            if (const auto found = embeddedInPieces_.find(file.StartSector()); found != embeddedInPieces_.end()) {
-                file.embedded = std::move(found->second);
-            }
+        if (!embeddedInPieces_.empty()) {
+            TakeEmbeddedInPieces();
         }
         return std::move(plan_);
     }
@@ -107,6 +109,16 @@ private:
             for (const Range& range : RangesOf(own)) {
                 const std::string* const original = OriginalPath(file);
                 pieces_.push_back({range, file.StartSector(), original == nullptr ? NameOf(file, "") : *original});
+            }
+        }
+    }
+
+    void TakeEmbeddedInPieces() {
+        for (std::size_t i = 0; i < plan_.files.size(); ++i) {
+            PlannedFile file = plan_.files[i];
+            if (const auto found = embeddedInPieces_.find(file.StartSector()); found != embeddedInPieces_.end()) {
+                file.embedded = std::move(found->second);
+                plan_.files.Replace(i, file);
             }
         }
     }
@@ -179,7 +191,7 @@ private:
         const Piece* const piece = isSettled ? nullptr : PieceAround(start);
         const bool isInside = piece != nullptr || (!isSettled && start < coverEnd_);
         if (isInside && (IsPlainText(file.finding) || !filter_.asReported)) {
-            const std::string container = piece != nullptr ? piece->path : plan_.files[cover_].path;
+            const std::string container = piece != nullptr ? piece->path : coverPath_;
             if (IsPlainText(file.finding)) {
                 passOver_({outcome, NotWanted::TextInFile, container});
                 return;
@@ -188,12 +200,13 @@ private:
             return;
         }
         file.path = PathOf(file);
-        plan_.files.push_back(std::move(file));
-        const Finding& finding = plan_.files.back().finding;
+        plan_.files.push_back(file);
+        const Finding& finding = file.finding;
         const bool covers = !isSettled && (filter_.asReported ? !IsPlainText(finding) : Covers(finding));
         if (covers && start + finding.size > coverEnd_) {
             coverEnd_ = start + finding.size;
             cover_ = plan_.files.size() - 1;
+            coverPath_ = file.path;
         }
     }
 
@@ -202,8 +215,12 @@ private:
         const std::int64_t end = piece != nullptr ? piece->range.end : coverEnd_;
         file.finding.size = std::min(file.finding.size, end - ByteOf(file.StartSector()));
         file.extents.front().bytes = file.finding.size;
-        auto& embedded = piece != nullptr ? embeddedInPieces_[piece->fileStart] : plan_.files[cover_].embedded;
-        embedded.push_back({file.StartSector(), file.finding});
+        const EmbeddedFile embedded{file.StartSector(), file.finding};
+        if (piece != nullptr) {
+            embeddedInPieces_[piece->fileStart].push_back(embedded);
+        } else {
+            plan_.files.AddEmbedded(cover_, embedded);
+        }
         if (!filter_.withEmbedded) {
             passOver_({outcome, NotWanted::Embedded, container});
             return;
@@ -211,7 +228,7 @@ private:
         file.container = container;
         const std::string extension = ExtensionOf(file.finding);
         file.path = fmt::format("{}.embedded/f{:010}.{}", container, NumberOf(file), extension);
-        plan_.files.push_back(std::move(file));
+        plan_.files.push_back(file);
     }
 
     // Only with the scanners' own sizes can several files of one extension begin at one sector; those after the first
@@ -237,8 +254,7 @@ private:
     }
 
     std::string NameOf(const PlannedFile& file, const std::string& suffix) const {
-        const char* const folder = file.finding.beginsInMiddle ? "pieces/" : "";
-        return fmt::format("{0}/{1}f{2:010}{3}.{0}", ExtensionOf(file.finding), folder, NumberOf(file), suffix);
+        return UsualPath(file.finding, NumberOf(file), suffix);
     }
     // The sector number in the file's name.
     std::int64_t NumberOf(const PlannedFile& file) const {
@@ -254,9 +270,10 @@ private:
     // By the start of the file around them.
     std::map<std::int64_t, std::vector<EmbeddedFile>> embeddedInPieces_;
     Plan plan_;
-    // The end of the file that holds what begins inside it, and its index in the plan.
+    // The file that holds what begins inside it: its end, its index in the plan and its path.
     std::int64_t coverEnd_ = 0;
     std::size_t cover_ = 0;
+    std::string coverPath_;
     std::int64_t namedStart_ = -1;
     std::map<std::string, int> namesThere_;
 };
@@ -266,7 +283,7 @@ private:
 bool IsNamedByOthers(std::int32_t type) { return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf; }
 
 Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
-    Outcome outcome{find.startSector, {}, {{find.type, find.size}}, {}, -1};
+    Outcome outcome{find.startSector, {}, {{find.type, find.size}}, -1, {}};
     Finding& finding = outcome.finding;
     finding.type = find.type;
     const bool isOutside = find.startSector < 0 || find.startSector > medium.sizeInBytes / medium.sectorSize;
@@ -285,27 +302,17 @@ Outcome OutcomeOf(const Find& find, const MediumShape& medium) {
 
 template <class ReasonFor>
 void PassOverIf(Plan& plan, ReasonFor reasonFor) {
-    std::erase_if(plan.files, [&](const PlannedFile& file) {
+    plan.files.EraseIf([&](const PlannedFile& file) {
         const std::optional<NotWanted> reason = reasonFor(file);
         if (reason) {
             plan.passedOver.push_back(
-                {{file.StartSector(), file.finding, file.reported, {}, file.known}, *reason, file.container});
+                {{file.StartSector(), file.finding, file.reported, file.known, {}}, *reason, file.container});
         }
         return reason.has_value();
     });
 }
 
 }  // namespace
-
-std::vector<std::int32_t> PlannedFile::Types() const {
-    std::vector<std::int32_t> types{finding.type};
-    for (const ReportedClaim& claim : reported) {
-        if (std::ranges::find(types, claim.type) == types.end()) {
-            types.push_back(claim.type);
-        }
-    }
-    return types;
-}
 
 bool IsPlainTextType(std::int32_t type) { return type == FileTypeIndex::Text; }
 
@@ -364,20 +371,20 @@ std::optional<NotWanted> RefusalOf(const FileDetails& details, const PlanFilter&
     return anyTime || isInTime ? std::nullopt : std::optional(NotWanted::OtherTime);
 }
 
-Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+Plan MakePlan(Outcomes outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps) {
     std::vector<PassedOver> passedOver;
     const PassOver keep = [&passedOver](const PassedOver& passed) {
         passedOver.push_back(passed);
     };
-    Plan plan = MakePlan(outcomes, medium, filter, caps, keep);
+    Plan plan = MakePlan(std::move(outcomes), medium, filter, caps, keep);
     plan.passedOver.insert(plan.passedOver.begin(), passedOver.begin(), passedOver.end());
     return plan;
 }
 
-Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+Plan MakePlan(Outcomes outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps, const PassOver& passOver) {
-    Plan plan = Planner(medium, filter, caps, passOver).Make(outcomes);
+    Plan plan = Planner(medium, filter, caps, passOver).Make(std::move(outcomes));
     if (!filter.allClaims) {
         KeepBest(plan, 2 * medium.sizeInBytes, NotWanted::ManyClaims, &PlannedFile::Size);
     }
@@ -389,7 +396,7 @@ void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
     std::vector<std::size_t> best(plan.files.size());
     std::iota(best.begin(), best.end(), std::size_t{0});
     std::ranges::stable_sort(best, {}, [&plan](std::size_t i) {
-        const Finding& finding = plan.files[i].finding;
+        const Finding& finding = plan.files.FindingOf(i);
         return std::tuple(finding.verdict, finding.size);
     });
     std::vector<bool> fits(plan.files.size());
@@ -403,13 +410,12 @@ void KeepBest(Plan& plan, std::int64_t room, NotWanted reason,
 }
 
 void KeepByDetails(Plan& plan, const PlanFilter& filter) {
-    PassOverIf(plan, [&filter](const PlannedFile& file) { return RefusalOf(*file.details, filter); });
+    PassOverIf(plan, [&filter](const PlannedFile& file) { return RefusalOf(file.details, filter); });
 }
 
-std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
-                                      const std::vector<std::int32_t>& wanted) {
-    std::vector<Outcome> outcomes;
-    outcomes.reserve(finds.size());
+Outcomes ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
+                          const std::vector<std::int32_t>& wanted) {
+    Outcomes outcomes;
     for (const Find& find : finds) {
         outcomes.push_back(OutcomeOf(find, medium));
     }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/plan/file_details.h"
+#include "host/plan/planned_files.h"
 #include "host/plan/size_rules.h"
 #include "host/scan/scan_session.h"
 #include "host/validate/outcome.h"
@@ -41,40 +41,6 @@ struct PlanFilter {
     std::vector<std::string> originalPaths = {};
 };
 
-/// A file that begins inside another one, which is whole.
-struct EmbeddedFile {
-    std::int64_t startSector = 0;
-    /// Its size is limited to the end of the file around it.
-    Finding finding;
-};
-
-/// One file to write. There may be millions.
-struct PlannedFile {
-    /// In the file's order; at least one.
-    std::vector<Extent> extents;
-    /// Its size is the sum of all extents.
-    Finding finding;
-    Claims reported;
-    /// Below the output folder.
-    std::string path;
-    /// The index of what a file system knows about it; -1 if unknown.
-    std::int32_t known = -1;
-    /// The path of the file in which it begins; empty for most.
-    Phrase container;
-    std::vector<EmbeddedFile> embedded;
-    /// Filled in after planning.
-    Seldom<FileDetails> details;
-    /// The size passes the medium's end.
-    bool cutAtEnd = false;
-    /// The size is the largest that was asked for or that the scanner reports, so the file may be longer.
-    bool atSizeCap = false;
-
-    std::int64_t StartSector() const { return extents.front().startSector; }
-    std::int64_t Size() const { return finding.size; }
-    /// Factory indices of all types that claim it: its own first, the others ascending.
-    std::vector<std::int32_t> Types() const;
-};
-
 /// Any run of letters is plain text, so it is filtered and counted separately.
 bool IsPlainTextType(std::int32_t type);
 inline bool IsPlainText(const Finding& finding) { return IsPlainTextType(finding.type); }
@@ -99,7 +65,7 @@ struct PassedOver {
     Outcome outcome;
     NotWanted reason;
     /// The path of the file in which it begins; empty for most.
-    std::string container;
+    Phrase container;
 };
 
 /// Receives what does not become a file, as soon as that is known.
@@ -107,7 +73,7 @@ using PassOver = std::function<void(const PassedOver&)>;
 
 struct Plan {
     /// Ordered by start.
-    std::vector<PlannedFile> files;
+    PlannedFiles files;
     /// In the order of the outcomes; empty if a `PassOver` receives them.
     std::vector<PassedOver> passedOver;
 };
@@ -130,10 +96,10 @@ struct MediumShape {
 /// unbroken, is embedded in it. Any other file ends where the next whole one begins, and hides nothing. A file whose
 /// extents a file system knows is neither embedded nor cut. `caps` are the user's, in bytes by factory index. Unless
 /// the filter wants all claims, the files together have at most twice the medium's size.
-Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+Plan MakePlan(Outcomes outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps);
 /// The same for very many outcomes: `passOver` receives each that does not become a file at once.
-Plan MakePlan(const std::vector<Outcome>& outcomes, const MediumShape& medium, const PlanFilter& filter,
+Plan MakePlan(Outcomes outcomes, const MediumShape& medium, const PlanFilter& filter,
               const std::map<std::int32_t, std::int64_t>& caps, const PassOver& passOver);
 
 /// Keeps as many files as fit into `room`, the best first: the more certain ones, then the smaller ones. `costOf` gives
@@ -146,7 +112,7 @@ void KeepByDetails(Plan& plan, const PlanFilter& filter);
 
 /// Turns the finds into outcomes without looking at the medium: one for each range that wanted types claim. `wanted`
 /// ascends.
-std::vector<Outcome> ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
-                                      const std::vector<std::int32_t>& wanted);
+Outcomes ReportedOutcomes(const std::vector<Find>& finds, const MediumShape& medium,
+                          const std::vector<std::int32_t>& wanted);
 
 }  // namespace salvor

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "host/records/line_log.h"
+
 namespace salvor {
 
 namespace {
@@ -32,36 +34,34 @@ void FolderReport::TakeOver() {
     // The file of a line that is cut is looked at again.
     ForEachRecord(before, [this](const Json& record) {
         if (record.at("record") == "file" && IsThere(folder_, record)) {
-            AddLine(record, true);
+            Add(record);
         }
     });
+    earlierBytes_ = lines_.Size();
+    isInOrder_ = earlierBytes_ == 0;
 }
 
-void FolderReport::Add(const Json& record) { AddLine(record, false); }
-
-void FolderReport::AddLine(const Json& record, bool isEarlier) {
-    const std::string line = JsonLine(record);
-    index_.push_back({std::hash<std::string>()(record.at("path").get<std::string>()), IntegerIn(record, "start_sector"),
-                      lines_.Size(), static_cast<std::uint32_t>(line.size()), isEarlier});
-    lines_.Add(line);
+void FolderReport::Add(const Json& record) {
+    const std::int64_t start = IntegerIn(record, "start_sector");
+    isInOrder_ = isInOrder_ && start >= lastStart_;
+    lastStart_ = start;
+    lines_.Add(JsonLine(record));
 }
 
 void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>& summary) {
-    const bool isInOrder =
-        std::ranges::is_sorted(index_, {}, &Line::startSector) && std::ranges::none_of(index_, &Line::isEarlier);
-    KeepLastOfEachPath();
+    const std::vector<Line> index = isInOrder_ ? std::vector<Line>() : LinesInOrder();
     FolderCounts earlier;
-    for (const Line& line : index_) {
-        if (line.isEarlier) {
+    for (const Line& line : index) {
+        if (line.offset < earlierBytes_) {
             earlier.Add(ParseJsonLine(Text(line)));
         }
     }
     const std::string end = JsonLine(summary(earlier));
     bool isWritten = false;
-    if (!isInOrder) {
+    if (!isInOrder_) {
         try {
             LineFile ordered(folder_, name_);
-            for (const Line& line : index_) {
+            for (const Line& line : index) {
                 ordered.Add(Text(line));
             }
             ordered.Add(end);
@@ -79,13 +79,24 @@ void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>
     lines_.ReleaseRoom();
 }
 
-void FolderReport::KeepLastOfEachPath() {
-    std::ranges::sort(index_, {}, [](const Line& line) { return std::tuple(line.pathHash, -line.offset); });
+std::vector<FolderReport::Line> FolderReport::LinesInOrder() {
+    lines_.Sync();
+    File written = folder_.Read(name_);
+    LineReader reader(written);
+    std::vector<Line> index;
+    std::int64_t offset = 0;
+    for (std::string line; reader.Next(line); offset = reader.Offset()) {
+        const Json record = ParseJsonLine(line);
+        index.push_back({std::hash<std::string>()(record.at("path").get<std::string>()),
+                         IntegerIn(record, "start_sector"), offset, static_cast<std::uint32_t>(line.size() + 1)});
+    }
+    std::ranges::sort(index, {}, [](const Line& line) { return std::tuple(line.pathHash, -line.offset); });
     const auto isSame = [](const Line& a, const Line& b) {
         return a.pathHash == b.pathHash;
     };
-    index_.erase(std::unique(index_.begin(), index_.end(), isSame), index_.end());
-    std::ranges::sort(index_, {}, [](const Line& line) { return std::tuple(line.startSector, line.offset); });
+    index.erase(std::unique(index.begin(), index.end(), isSame), index.end());
+    std::ranges::sort(index, {}, [](const Line& line) { return std::tuple(line.startSector, line.offset); });
+    return index;
 }
 
 }  // namespace salvor

@@ -38,18 +38,21 @@ private:
         std::int64_t startSector;
         std::int64_t offset;
         std::uint32_t length;
-        bool isEarlier;
     };
 
     void TakeOver();
-    void AddLine(const Json& record, bool isEarlier);
-    void KeepLastOfEachPath();
+    // The last line of each path, ordered as the files are on the medium. There may be millions, so this is only known
+    // when it is asked for.
+    std::vector<Line> LinesInOrder();
     std::string Text(const Line& line) { return lines_.Read(line.offset, line.length); }
 
     const Folder& folder_;
     std::string name_;
     LineFile lines_;
-    std::vector<Line> index_;
+    // The lines of earlier runs come first.
+    std::int64_t earlierBytes_ = 0;
+    bool isInOrder_ = true;
+    std::int64_t lastStart_ = 0;
 };
 
 }  // namespace salvor

@@ -199,7 +199,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
     if (!file.container.empty()) {
         record["container"] = file.container;
     }
-    if (Json details = DetailsRecord(*file.details); !details.empty()) {
+    if (Json details = DetailsRecord(file.details); !details.empty()) {
         record["details"] = std::move(details);
     }
     for (const EmbeddedFile& one : file.embedded) {

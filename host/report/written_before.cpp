@@ -66,8 +66,8 @@ void WrittenBefore::Read(const std::string& name, const std::optional<Piece>& pi
         const Json record = ParseJsonLine(line);
         const auto path = record.find("path");
         if (path != record.end() && path->is_string()) {
-            lines_.push_back(
-                {std::hash<std::string>()(path->get<std::string>()), sources_.size(), offset, line.size()});
+            lines_.push_back({std::hash<std::string>()(path->get<std::string>()), offset,
+                              static_cast<std::uint32_t>(sources_.size()), static_cast<std::uint32_t>(line.size())});
         }
     }
     sources_.push_back(std::move(source));

@@ -56,9 +56,9 @@ private:
     };
     struct Line {
         std::size_t pathHash;
-        std::size_t source;
         std::int64_t offset;
-        std::size_t length;
+        std::uint32_t source;
+        std::uint32_t length;
     };
 
     void Read(const std::string& name, const std::optional<Piece>& piece);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 #include "host/medium/extent.h"
@@ -26,10 +27,13 @@ struct Outcome {
     Finding finding;
     /// What scanners reported here, ordered by type; empty for a start that only a validator's signature showed.
     Claims reported;
-    Seldom<SettledPlace> place;
     /// The caller's index of what a file system knows about it; -1 if unknown.
     std::int32_t known = -1;
+    Seldom<SettledPlace> place;
     bool operator==(const Outcome&) const = default;
 };
+
+/// Ascending by start. A deque takes no second copy to grow, and gives its memory back bit by bit.
+using Outcomes = std::deque<Outcome>;
 
 }  // namespace salvor

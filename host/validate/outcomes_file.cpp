@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <string_view>
 
 #include "host/records/digest.h"
@@ -162,6 +163,19 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
 // The start of a finding's line.
 constexpr std::string_view FindingPrefix = R"({"record":"finding",)";
 
+// The digest in the first line; nothing if this is not an outcomes file.
+std::optional<std::string> DigestIn(LineReader& lines) {
+    std::string line;
+    lines.Next(line);
+    const Json header = ParseJsonLine(line);
+    try {
+        const bool isOurs = header.at("format") == FormatName && header.at("version") == FormatVersion;
+        return isOurs ? std::optional(header.at("of").get<std::string>()) : std::nullopt;
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
 // The last line says whether all outcomes are there; the intermediate findings are then no longer needed.
 bool EndsComplete(File& file) {
     const Json last = ParseJsonLine(LastLineOf(file));
@@ -173,14 +187,15 @@ bool EndsComplete(File& file) {
 
 std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps) {
     Sha256 hash;
-    const auto add = [&hash](std::initializer_list<std::int64_t> numbers) {
-        hash.Add(numbers.begin(), numbers.size() * sizeof(std::int64_t));
+    const auto add = [&hash](std::int64_t number) {
+        hash.Add(&number, sizeof(number));
     };
-    add({medium.SizeInBytes(), medium.SectorSize()});
-    const std::vector<std::int64_t> numbers = NumbersOf(seen);
-    hash.Add(numbers.data(), numbers.size() * sizeof(std::int64_t));
+    add(medium.SizeInBytes());
+    add(medium.SectorSize());
+    ForEachNumber(seen, add);
     for (const auto& [type, cap] : caps) {
-        add({type, cap});
+        add(type);
+        add(cap);
     }
     return hash.Hex();
 }
@@ -203,38 +218,38 @@ OutcomesWriter::OutcomesWriter(const FilePlace& place, const std::string& digest
                        {"of", digest}}));
 }
 
-std::vector<std::int64_t> NumbersOf(const Sightings& seen) {
-    std::vector<std::int64_t> numbers{std::ssize(seen.finds), std::ssize(seen.starts), std::ssize(seen.textStarts),
-                                      std::ssize(seen.unreadable)};
-    numbers.reserve(numbers.size() + 3 * seen.finds.size() + seen.starts.size() +
-                    2 * (seen.textStarts.size() + seen.unreadable.size()));
-    for (const Find& find : seen.finds) {
-        numbers.insert(numbers.end(), {find.type, find.startSector, find.size});
+void ForEachNumber(const Sightings& seen, const std::function<void(std::int64_t)>& take) {
+    for (const auto count :
+         {std::ssize(seen.finds), std::ssize(seen.starts), std::ssize(seen.textStarts), std::ssize(seen.unreadable)}) {
+        take(count);
     }
-    numbers.insert(numbers.end(), seen.starts.begin(), seen.starts.end());
+    for (const Find& find : seen.finds) {
+        take(find.type);
+        take(find.startSector);
+        take(find.size);
+    }
+    std::ranges::for_each(seen.starts, take);
     for (const auto* const ranges : {&seen.textStarts, &seen.unreadable}) {
         for (const SectorRange& range : *ranges) {
-            numbers.insert(numbers.end(), {range.first, range.count});
+            take(range.first);
+            take(range.count);
         }
     }
-    return numbers;
 }
 
-Sightings SightingsIn(std::span<const std::int64_t> numbers) {
-    std::size_t at = 4;
-    const auto next = [&] {
-        return numbers[at++];
-    };
+Sightings SightingsFrom(const std::function<std::int64_t()>& next) {
+    std::array<std::int64_t, 4> counts{};
+    std::ranges::generate(counts, next);
     Sightings seen;
-    for (std::int64_t i = 0; i < numbers[0]; ++i) {
+    seen.finds.reserve(static_cast<std::size_t>(counts[0]));
+    for (std::int64_t i = 0; i < counts[0]; ++i) {
         const auto type = static_cast<std::int32_t>(next());
         const std::int64_t start = next();
         seen.finds.push_back({type, start, next()});
     }
-    for (std::int64_t i = 0; i < numbers[1]; ++i) {
-        seen.starts.push_back(next());
-    }
-    for (auto [count, ranges] : {std::pair(numbers[2], &seen.textStarts), std::pair(numbers[3], &seen.unreadable)}) {
+    seen.starts.resize(static_cast<std::size_t>(counts[1]));
+    std::ranges::generate(seen.starts, next);
+    for (auto [count, ranges] : {std::pair(counts[2], &seen.textStarts), std::pair(counts[3], &seen.unreadable)}) {
         for (std::int64_t i = 0; i < count; ++i) {
             const std::int64_t first = next();
             ranges->push_back({first, next()});
@@ -295,25 +310,26 @@ void OutcomesWriter::AddPiece(const Piece& piece) {
 
 void TakeOutcomesLine(const std::string& line, OutcomesRead& read) { TakeRecord(ParseJsonLine(line), read); }
 
-std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
+bool HasAllOutcomes(const FilePlace& place, const std::string& digest) {
     File file = place.Read();
     LineReader lines(file);
-    std::string line;
-    if (!file.IsOpen() || !lines.Next(line)) {
+    return file.IsOpen() && DigestIn(lines) == digest && EndsComplete(file);
+}
+
+std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
+    File file = place.Read();
+    if (!file.IsOpen()) {
+        return std::nullopt;
+    }
+    LineReader lines(file);
+    const std::optional<std::string> digest = DigestIn(lines);
+    if (!digest) {
         return std::nullopt;
     }
     OutcomesRead read;
-    try {
-        const Json header = ParseJsonLine(line);
-        if (header.at("format") != FormatName || header.at("version") != FormatVersion) {
-            return std::nullopt;
-        }
-        read.digest = header.at("of").get<std::string>();
-    } catch (const std::exception&) {
-        return std::nullopt;
-    }
+    read.digest = *digest;
     const bool isComplete = EndsComplete(file);
-    while (lines.Next(line)) {
+    for (std::string line; lines.Next(line);) {
         if (isComplete && line.starts_with(FindingPrefix)) {
             continue;
         }

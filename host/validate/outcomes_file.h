@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <span>
@@ -19,9 +20,9 @@ std::string DigestOf(const Medium& medium, const Sightings& seen, const std::map
 /// The same digest for a medium whose file systems lay out clusters as `grids` say. It begins with `digest`.
 std::string DigestWith(const std::string& digest, const std::vector<GridStretch>& grids);
 
-/// Sightings as a row of numbers, and back from the numbers that `NumbersOf` gives.
-std::vector<std::int64_t> NumbersOf(const Sightings& seen);
-Sightings SightingsIn(std::span<const std::int64_t> numbers);
+/// Sightings as a row of numbers, and back from these.
+void ForEachNumber(const Sightings& seen, const std::function<void(std::int64_t)>& take);
+Sightings SightingsFrom(const std::function<std::int64_t()>& next);
 
 /// Lines of an outcomes file, with their line breaks.
 std::string FindingLine(const KnownFinding& finding);
@@ -47,6 +48,7 @@ public:
     /// Notes that a piece of the work is done. It has findings, but no outcomes yet.
     void AddPiece(const Piece& piece);
     void TakeName() { log_.TakeName(); }
+    void Flush() { log_.Flush(); }
     void Sync() { log_.Sync(); }
 
 private:
@@ -71,6 +73,9 @@ struct OutcomesRead {
 /// Takes over a line of an outcomes file, other than its first. Throws an exception of the standard library if it makes
 /// no sense.
 void TakeOutcomesLine(const std::string& line, OutcomesRead& read);
+
+/// True if the file seems to have all outcomes for what has this digest; lines in its middle may be damaged.
+bool HasAllOutcomes(const FilePlace& place, const std::string& digest);
 
 /// Reads as much of the file as there is; nothing if it cannot be read or is not an outcomes file.
 std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place);

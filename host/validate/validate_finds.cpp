@@ -450,7 +450,7 @@ private:
         if (IsFile(answer->finding) && EndOf(sector, answer->finding) > text.end) {
             text = {EndOf(sector, answer->finding), 0, sector, answer->validator};
         }
-        texts_.push_back({sector, answer->finding, {}, {}, -1});
+        texts_.push_back({sector, answer->finding, {}, -1, {}});
     }
 
     // ---- The outcomes.
@@ -534,7 +534,7 @@ private:
     std::vector<State> states_;
     // Valid for spots that are judged.
     std::vector<Judgement> judgements_;
-    std::vector<Outcome> texts_;
+    Outcomes texts_;
 };
 
 }  // namespace
@@ -547,7 +547,7 @@ std::string NameOfAsked(std::span<const Validator* const> validators, std::int32
 
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer) {
-    std::vector<Outcome> outcomes;
+    Outcomes outcomes;
     Validation validation = ValidateFinds(medium, seen, request, observer,
                                           [&outcomes](Outcome outcome) { outcomes.push_back(std::move(outcome)); });
     validation.outcomes = std::move(outcomes);

@@ -69,7 +69,7 @@ struct ValidateRequest {
 
 struct Validation {
     /// One for each place, ascending by start. Every find belongs to one of them; refuted starts do not.
-    std::vector<Outcome> outcomes;
+    Outcomes outcomes;
     /// False if the observer stopped it, so that outcomes are missing.
     bool complete = false;
     /// Validators and scanners that could not be asked at some place; the scanners' claims count there.

@@ -58,6 +58,8 @@ public:
         }
     }
 
+    void Flush() { writer_.Flush(); }
+
     void TellEnd() { progress_.Update(PhaseCount * medium_.SizeInBytes(), counts_); }
 
 private:
@@ -138,10 +140,12 @@ std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCou
 // worker goes over everything, using all findings of the others.
 class ValidateClient : public CrewClient {
 public:
+    // `place` is that of the outcomes file.
     ValidateClient(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
-                   const ValidateHow& how, Keeper& keeper, const OutcomesRead& known)
+                   const FilePlace& place, const ValidateHow& how, Keeper& keeper, const OutcomesRead& known)
         : medium_(medium),
-          seen_(seen),
+          place_(place),
+          input_(ValidateInput(seen)),
           access_(AccessTo(medium, how.image, how.space)),
           keeper_(keeper),
           isShare_(how.share.has_value()) {
@@ -149,7 +153,6 @@ public:
         request_.grids = how.grids;
         for (const KnownFinding& one : known.known) {
             keeper_.Keep(one);
-            knownLines_ += FindingLine(one);
         }
         for (const SetAside& one : known.validation.setAside) {
             SetAsideHere(one);
@@ -192,12 +195,13 @@ public:
         order.what = ValidateParameters(request_);
         order.what["phase"] = static_cast<int>(part ? part->phase : Validator::Phase::Structure);
         order.medium = access_;
-        const std::string input = ValidateInput(seen_);
-        // The worker holds known findings as text, and again parsed.
-        order.memory += static_cast<std::int64_t>(input.size() + knownLines_.size()) * 6;
-        input_ = MakeMemoryFile(input, knownLines_);
-        order.input = input_.Get();
-        underWay_[order.id] = {part, 0};
+        keeper_.Flush();
+        // Each worker reads the file from its beginning.
+        File log = place_.Read();
+        order.memory += 6 * input_.Size().value_or(0) + log.Size().value_or(0);
+        order.input = input_.Descriptor();
+        order.log = log.Descriptor();
+        underWay_.emplace(order.id, UnderWay{part, 0, std::move(log)});
         return order;
     }
 
@@ -210,7 +214,6 @@ public:
         }
         if (!read_.known.empty()) {
             keeper_.Keep(read_.known.front());
-            knownLines_ += line + '\n';
             read_.known.clear();
         } else if (read_.unreadable.size() > unreadable) {
             access_.unreadable.insert(access_.unreadable.end(), read_.unreadable.begin(), read_.unreadable.end());
@@ -222,7 +225,7 @@ public:
         }
     }
 
-    void OnStanding(std::int64_t id, const Standing& standing) override { underWay_[id].done = standing.done; }
+    void OnStanding(std::int64_t id, const Standing& standing) override { underWay_.at(id).done = standing.done; }
 
     void OnTurn() override {
         std::int64_t done = doneAhead_;
@@ -233,7 +236,7 @@ public:
     }
 
     void OnEnd(std::int64_t id, const WorkerEnd& end) override {
-        const std::optional<ValidatePart> part = underWay_[id].part;
+        const std::optional<ValidatePart> part = underWay_.at(id).part;
         underWay_.erase(id);
         if (IsFault(end.ending) && end.at.subject >= 0 && !IsSetAside(end)) {
             SetAsideHere({end.at.sectors.first, NameOfAsked(Validators(), end.at.subject), end.text});
@@ -258,6 +261,7 @@ private:
         // Nothing for the worker that looks at everything.
         std::optional<ValidatePart> part;
         std::int64_t done = 0;
+        File log;
     };
 
     void AddTodo(Validator::Phase phase, const std::vector<SectorRange>& parts) {
@@ -274,7 +278,6 @@ private:
 
     void SetAsideHere(const SetAside& setAside) {
         keeper_.Keep(setAside);
-        knownLines_ += SetAsideLine(setAside);
         read_.validation.setAside.push_back(setAside);
     }
 
@@ -287,7 +290,9 @@ private:
     }
 
     Medium& medium_;
-    const Sightings& seen_;
+    const FilePlace& place_;
+    // The sightings, for the workers. What is known already, they read from the outcomes file.
+    File input_;
     MediumAccess access_;
     Keeper& keeper_;
     bool isShare_;
@@ -297,8 +302,6 @@ private:
     std::map<std::int64_t, UnderWay> underWay_;
     std::int64_t nextId_ = 0;
     std::int64_t doneAhead_ = 0;
-    std::string knownLines_;
-    FileDescriptor input_;
     // Outcomes and what is set aside; everything else is here only briefly.
     OutcomesRead read_;
 };
@@ -339,7 +342,7 @@ std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcome
     return shares;
 }
 
-Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
+Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::int32_t, std::int64_t>& caps,
                             const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how) {
     const std::string sighted = DigestOf(medium, seen, caps);
     const std::string digest = DigestWith(sighted, how.grids);
@@ -349,7 +352,14 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
     std::vector<FilePlace> places{place};
     places.insert(places.end(), earlier.begin(), earlier.end());
     for (const FilePlace& one : places) {
+        const bool mayDrop = how.seeAgain && HasAllOutcomes(one, digest);
+        if (mayDrop) {
+            seen = {};
+        }
         auto read = ReadOutcomes(one);
+        if (mayDrop && !(read && read->validation.complete)) {
+            seen = how.seeAgain();
+        }
         if (!read || !read->digest.starts_with(sighted)) {
             continue;
         }
@@ -389,7 +399,9 @@ Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::ma
             request.known = known.known;
             validation = ValidateFinds(medium, seen, request, observer);
         } else {
-            ValidateClient client(medium, seen, caps, how, keeper, known);
+            ValidateClient client(medium, seen, caps, place, how, keeper, known);
+            seen = {};
+            known = {};
             writer.TakeName();
             RunCrew({.workers = WorkersOf(how)}, client);
             isShareDone = client.IsShareDone() && !StopRequested();

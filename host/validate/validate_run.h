@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -39,6 +40,8 @@ struct ValidateHow {
     bool needsShares = false;
     /// The part of the image that is joined as the medium; null for all.
     std::shared_ptr<const Space> space = nullptr;
+    /// Gives the sightings once more. If set, they are dropped while complete outcomes are read, as both may be large.
+    std::function<Sightings()> seeAgain = {};
 };
 
 /// The shares in a folder beside the outcomes file of this name, such as `card.outcomes.3-of-16`. The folder outlives
@@ -49,7 +52,7 @@ std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcome
 /// those of `earlier` have for the same sightings are not made again. Workers look at the medium; a place at which one
 /// fails is set aside and the user is informed. Throws `Failure` if the file cannot be written, if workers make no
 /// progress, or if needed shares are missing; the message names these.
-Validation ValidateWithFile(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
+Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::int32_t, std::int64_t>& caps,
                             const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how);
 
 /// A table of the number of files with each verdict.

@@ -1,9 +1,14 @@
 #include "host/validate/validate_worker.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
-#include <cstring>
+#include <stdexcept>
+#include <utility>
 
 #include "host/platform/process.h"
+#include "host/platform/shared_memory.h"
+#include "host/say/failure.h"
 #include "host/validate/outcomes_file.h"
 
 namespace salvor {
@@ -69,19 +74,38 @@ std::vector<GridStretch> GridsFromJson(const Json& list) {
     return grids;
 }
 
-// As `ValidateInput` made it, with the lines after it. There may be millions.
-void TakeInput(const std::string& input, Sightings& seen, OutcomesRead& known) {
-    std::int64_t count = 0;
-    std::memcpy(&count, input.data(), sizeof(count));
-    std::vector<std::int64_t> numbers(static_cast<std::size_t>(count));
-    std::memcpy(numbers.data(), input.data() + sizeof(count), numbers.size() * sizeof(std::int64_t));
-    seen = SightingsIn(numbers);
-    numbers = {};
-    std::size_t from = static_cast<std::size_t>(count + 1) * sizeof(std::int64_t);
-    for (std::size_t end = input.find('\n', from); end != std::string::npos; end = input.find('\n', from)) {
-        TakeOutcomesLine(input.substr(from, end - from), known);
-        from = end + 1;
+// Some of the numbers of an order's input.
+using Numbers = std::array<std::int64_t, 4096>;
+
+Sightings SightingsIn(File& input) {
+    Numbers numbers{};
+    const std::int64_t size = input.Size().value_or(0);
+    std::int64_t offset = 0;
+    std::size_t at = numbers.size();
+    return SightingsFrom([&] {
+        if (at == numbers.size()) {
+            const std::int64_t length = std::min<std::int64_t>(sizeof(numbers), size - offset);
+            if (length <= 0 || !input.ReadAt(offset, numbers.data(), static_cast<std::size_t>(length))) {
+                throw std::runtime_error("the order's input ends early");
+            }
+            offset += length;
+            at = 0;
+        }
+        return numbers[at++];
+    });
+}
+
+// What is known already. The last line may be incomplete, as the log grows.
+OutcomesRead KnownIn(File& log) {
+    OutcomesRead known;
+    LineReader lines(log);
+    std::string line;
+    // The header.
+    lines.Next(line);
+    while (lines.Next(line) && !lines.WasCut()) {
+        TakeOutcomesLine(line, known);
     }
+    return known;
 }
 
 std::optional<SectorRange> AheadIn(const Json& what) {
@@ -91,13 +115,23 @@ std::optional<SectorRange> AheadIn(const Json& what) {
 
 }  // namespace
 
-std::string ValidateInput(const Sightings& seen) {
-    const std::vector<std::int64_t> numbers = NumbersOf(seen);
-    const auto count = static_cast<std::int64_t>(numbers.size());
-    std::string input((numbers.size() + 1) * sizeof(std::int64_t), '\0');
-    std::memcpy(input.data(), &count, sizeof(count));
-    std::memcpy(input.data() + sizeof(count), numbers.data(), numbers.size() * sizeof(std::int64_t));
-    return input;
+FileDescriptor ValidateInput(const Sightings& seen) {
+    File input(MakeMemoryFile(""));
+    Numbers numbers{};
+    std::size_t count = 0;
+    const auto write = [&] {
+        if (!input.Write(numbers.data(), std::exchange(count, 0) * sizeof(std::int64_t))) {
+            throw Failure(ExitStatus::NotStarted, "cannot pass on what was found: " + input.Error().Text());
+        }
+    };
+    ForEachNumber(seen, [&](std::int64_t number) {
+        numbers[count++] = number;
+        if (count == numbers.size()) {
+            write();
+        }
+    });
+    write();
+    return input.TakeDescriptor();
 }
 
 Json ValidateParameters(const ValidateRequest& request) {
@@ -108,9 +142,8 @@ Json ValidateParameters(const ValidateRequest& request) {
 
 bool ValidateInWorker(Worker& worker) {
     KeepFreedMemory();
-    Sightings seen;
-    OutcomesRead known;
-    TakeInput(worker.Input(), seen, known);
+    const Sightings seen = SightingsIn(worker.Input());
+    const OutcomesRead known = KnownIn(worker.Log());
     ValidateRequest request;
     request.caps = CapsFromJson(worker.What().at("caps"));
     request.grids = GridsFromJson(worker.What().at("grids"));

@@ -11,7 +11,7 @@ inline constexpr const char* ValidateOrderKind = "validate";
 
 /// The first part of the input of a worker that validates: the sightings. Lines of an outcomes file with known findings
 /// follow it.
-std::string ValidateInput(const Sightings& seen);
+FileDescriptor ValidateInput(const Sightings& seen);
 
 /// The order's own parameters; everything else is in the input.
 Json ValidateParameters(const ValidateRequest& request);

@@ -246,7 +246,7 @@ AskedFileSystems::AskedFileSystems(const ScanMedium& scanned, KnownRequest reque
 
 std::vector<GridStretch> AskedFileSystems::Grids() const { return GridsOf(kept_.knowledge.volumes, scanned_); }
 
-KnownFiles AskedFileSystems::Improve(std::vector<Outcome>& outcomes, bool quiet) {
+KnownFiles AskedFileSystems::Improve(Outcomes& outcomes, bool quiet) {
     if (StopRequested()) {
         return {};
     }

@@ -61,7 +61,7 @@ public:
     /// Improves the outcomes with what is known about the files of the medium, showing progress; see `PreferKnown`. If
     /// a space is scanned, only the deleted files that begin in it count. The outcomes' indices refer to the returned
     /// files. To be called once.
-    KnownFiles Improve(std::vector<Outcome>& outcomes, bool quiet);
+    KnownFiles Improve(Outcomes& outcomes, bool quiet);
 
 private:
     const ScanMedium& scanned_;

@@ -22,7 +22,7 @@ bool IsSame(const KnownFile& file, const Outcome& carved) {
 
 // Calls `take` for each known file, with the index of the outcome that begins there, if there is one.
 template <class Take>
-void ForEachPair(const KnownFiles& files, const std::vector<Outcome>& outcomes, Take take) {
+void ForEachPair(const KnownFiles& files, const Outcomes& outcomes, Take take) {
     std::size_t next = 0;
     for (std::size_t i = 0; i < files.All().size(); ++i) {
         const std::int64_t start = files.All()[i].StartSector();
@@ -55,8 +55,7 @@ Finding BelievedFinding(const KnownFile& file, Finding carved) {
 
 class Comparison {
 public:
-    Comparison(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize,
-               std::vector<Outcome>& outcomes)
+    Comparison(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize, Outcomes& outcomes)
         : files_(files), joined_(joined), sectorSize_(sectorSize), outcomes_(outcomes) {}
 
     void Run() {
@@ -130,14 +129,13 @@ private:
     const KnownFiles& files_;
     const JoinedFindings& joined_;
     std::int32_t sectorSize_;
-    std::vector<Outcome>& outcomes_;
-    std::vector<Outcome> fresh_;
+    Outcomes& outcomes_;
+    Outcomes fresh_;
 };
 
 }  // namespace
 
-std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const std::vector<Outcome>& outcomes,
-                                           const Medium& medium) {
+std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const Outcomes& outcomes, const Medium& medium) {
     std::int64_t left = (std::int64_t{64} << 20) + 4 * medium.SizeInBytes();
     std::vector<JoinedQuestion> questions;
     ForEachPair(files, outcomes, [&](std::int32_t index, std::optional<std::size_t> at) {
@@ -152,8 +150,7 @@ std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const std::v
     return questions;
 }
 
-void PreferKnown(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize,
-                 std::vector<Outcome>& outcomes) {
+void PreferKnown(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize, Outcomes& outcomes) {
     Comparison(files, joined, sectorSize, outcomes).Run();
 }
 

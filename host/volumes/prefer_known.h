@@ -23,13 +23,11 @@ using JoinedFindings = std::map<std::int32_t, Finding>;
 
 /// The questions to answer before known files can be compared with outcomes, which must ascend. Together the files have
 /// at most a few times the medium's bytes: a file system may claim the same bytes for any number of files.
-std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const std::vector<Outcome>& outcomes,
-                                           const Medium& medium);
+std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const Outcomes& outcomes, const Medium& medium);
 
 /// Compares carved files with known ones. Each outcome that begins where a known file does is linked to it. If the
 /// extents of an intact known file hold a file at least as certain as the carved one, or nothing was carved there, they
 /// replace it. `outcomes` ascend before and after. `sectorSize` in bytes.
-void PreferKnown(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize,
-                 std::vector<Outcome>& outcomes);
+void PreferKnown(const KnownFiles& files, const JoinedFindings& joined, std::int32_t sectorSize, Outcomes& outcomes);
 
 }  // namespace salvor

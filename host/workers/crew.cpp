@@ -109,6 +109,7 @@ private:
             {lines_.writeEnd.Get(), LinesDescriptor},
             {order_.output >= 0 ? order_.output : nothing.Get(), OutputDescriptor},
             {order_.input >= 0 ? order_.input : nothing.Get(), InputDescriptor},
+            {order_.log >= 0 ? order_.log : nothing.Get(), LogDescriptor},
             {order_.medium.space ? order_.medium.space->MemoryFile() : nothing.Get(), SpaceDescriptor}};
         int number = FirstMediumDescriptor;
         for (const int descriptor : order_.medium.descriptors) {

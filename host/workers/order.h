@@ -47,6 +47,8 @@ struct Order {  // NOLINT(bugprone-exception-escape)
     int output = -1;
     /// The descriptor of a file in memory with data too large for `what`; -1 for none.
     int input = -1;
+    /// The descriptor of a file of lines that the worker reads, and that may grow meanwhile; -1 for none.
+    int log = -1;
 };
 
 /// The order on one line, with the descriptors' numbers in the worker.

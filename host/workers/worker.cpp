@@ -111,11 +111,10 @@ Worker::Worker(WorkerPage& page, const Order& order, Medium& medium)
       order_(order),
       medium_(medium),
       input_(FileDescriptor(InputDescriptor)),
+      log_(FileDescriptor(LogDescriptor)),
       output_(FileDescriptor(OutputDescriptor)),
       lines_(FileDescriptor(LinesDescriptor)),
       fault_(TestFault::Ordered()) {}
-
-std::string Worker::Input() const { return ReadMemoryFile(input_.Descriptor()); }
 
 void Worker::Send(const std::string& line) {
     if (!lines_.Write(line.data(), line.size())) {

@@ -19,8 +19,10 @@ public:
 
     const Json& What() const { return order_.what; }
     Medium& GetMedium() const { return medium_; }
-    /// All bytes of the order's input.
-    std::string Input() const;
+    /// The order's input. Other workers may share it, so it is read with `ReadAt`.
+    File& Input() { return input_; }
+    /// The order's file of lines.
+    File& Log() { return log_; }
     /// The order's file.
     File& Output() { return output_; }
     /// Sends a line, with its line break, to the client.
@@ -50,6 +52,7 @@ private:
     const Order& order_;
     Medium& medium_;
     File input_;
+    File log_;
     File output_;
     File lines_;
     std::optional<TestFault> fault_;

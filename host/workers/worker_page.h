@@ -65,7 +65,8 @@ inline constexpr int LinesDescriptor = 5;
 inline constexpr int OutputDescriptor = 6;
 inline constexpr int InputDescriptor = 7;
 inline constexpr int SpaceDescriptor = 8;
-inline constexpr int FirstMediumDescriptor = 9;
+inline constexpr int LogDescriptor = 9;
+inline constexpr int FirstMediumDescriptor = 10;
 
 /// The first argument of a worker process.
 inline constexpr const char* WorkerWord = "worker";

@@ -320,9 +320,12 @@ TEST_F(FileWriterTest, KeepsOneFileOfThoseWithTheSameBytesAndNoneThatIsKnown) {
     std::copy(copied.begin(), copied.end(), image.begin() + 8192 * 512);
     Medium medium(std::make_unique<FakeDevice>(image), 512);
     Plan plan;
-    plan.files = {FileAt(2, 3 << 20), FileAt(3, 100),    FileAt(8192, 3 << 20),
-                  FileAt(8193, 100),  FileAt(8193, 101), FileAt(9, 1000)};
-    plan.files[4].path = "gif/f8193.gif";
+    PlannedFile renamed = FileAt(8193, 101);
+    renamed.path = "gif/f8193.gif";
+    for (const PlannedFile& file :
+         {FileAt(2, 3 << 20), FileAt(3, 100), FileAt(8192, 3 << 20), FileAt(8193, 100), renamed, FileAt(9, 1000)}) {
+        plan.files.push_back(file);
+    }
     test::WriteFile(folder / "list", HashOf(Slice(9, 1000)) + "  name\n");
     ContentFilter content;
     content.unique = true;

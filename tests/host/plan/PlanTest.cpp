@@ -140,14 +140,14 @@ Outcome At(std::int64_t sector, std::int32_t type, std::int64_t size, Verdict ve
     return outcome;
 }
 
-Plan PlanOfOutcomes(const std::vector<Outcome>& outcomes, const PlanFilter& filter = {AllTypes(), {}, {}, {}}) {
+Plan PlanOfOutcomes(const Outcomes& outcomes, const PlanFilter& filter = {AllTypes(), {}, {}, {}}) {
     return MakePlan(outcomes, Shape, filter, {{Png, 2000}});
 }
 
 TEST(Plan, KeepsWhatBeginsInAWholeFileForThat) {
-    const std::vector<Outcome> outcomes{At(10, Doc, 5 * 512, Verdict::Whole), At(11, Jpg, 600, Verdict::Whole),
-                                        At(13, Txt, 300, Verdict::Open), At(14, Png, 900, Verdict::Open),
-                                        At(15, Txt, 300, Verdict::Open, true)};
+    const Outcomes outcomes{At(10, Doc, 5 * 512, Verdict::Whole), At(11, Jpg, 600, Verdict::Whole),
+                            At(13, Txt, 300, Verdict::Open), At(14, Png, 900, Verdict::Open),
+                            At(15, Txt, 300, Verdict::Open, true)};
     const Plan plan = PlanOfOutcomes(outcomes);
     EXPECT_EQ(Describe(plan), (Texts{"docm/f0000000010.docm 2560 by 0", "txt/pieces/f0000000015.txt 300 by 28"}));
     ASSERT_EQ(plan.files[0].embedded.size(), 2U);
@@ -164,22 +164,22 @@ TEST(Plan, KeepsWhatBeginsInAWholeFileForThat) {
 
 TEST(Plan, LetsNoFileThatIsNotWholeHideAnything) {
     for (const Verdict verdict : {Verdict::Open, Verdict::Truncated, Verdict::Damaged}) {
-        const std::vector<Outcome> outcomes{At(10, Doc, 50 * 512, verdict), At(12, Txt, 300, Verdict::Open),
-                                            At(14, Jpg, 600, Verdict::Damaged), At(20, Png, 900, Verdict::Whole)};
+        const Outcomes outcomes{At(10, Doc, 50 * 512, verdict), At(12, Txt, 300, Verdict::Open),
+                                At(14, Jpg, 600, Verdict::Damaged), At(20, Png, 900, Verdict::Whole)};
         EXPECT_EQ(Describe(PlanOfOutcomes(outcomes)),
                   (Texts{"docm/f0000000010.docm 5120 by 0", "txt/f0000000012.txt 300 by 28",
                          "jpg/f0000000014.jpg 600 by 42", "png/f0000000020.png 900 by 46"}));
         const Plan sharingStart = PlanOfOutcomes({At(20, Jpg, 600, verdict), At(20, Png, 900, Verdict::Whole)});
         EXPECT_EQ(Describe(sharingStart).front(), "jpg/f0000000020.jpg 600 by 42");
         PlanFilter filter{AllTypes(), {}, {}, {verdict}};
-        EXPECT_EQ(PlanOfOutcomes(outcomes, filter).files.front().Size(), 5120) << "whatever is asked for";
+        EXPECT_EQ(PlanOfOutcomes(outcomes, filter).files[0].Size(), 5120) << "whatever is asked for";
     }
 }
 
 TEST(Plan, KeepsAnOpenFileTogetherThatWasFollowedToItsEnd) {
     Outcome sound = At(10, Doc, 20 * 512, Verdict::Open);
     sound.finding.isUnbroken = true;
-    const std::vector<Outcome> outcomes{sound, At(12, Jpg, 600, Verdict::Whole), At(13, Txt, 300, Verdict::Open)};
+    const Outcomes outcomes{sound, At(12, Jpg, 600, Verdict::Whole), At(13, Txt, 300, Verdict::Open)};
     const Plan plan = PlanOfOutcomes(outcomes);
     EXPECT_EQ(Describe(plan), (Texts{"docm/f0000000010.docm 10240 by 0"}));
     EXPECT_EQ(plan.files[0].embedded.size(), 1U);
@@ -192,8 +192,8 @@ TEST(Plan, KeepsTheExtentsOfAFileTogetherAndWhatBeginsInThem) {
     // The rest of the document lies before its start and after a picture that cuts the one before it.
     Outcome pieces = At(20, Doc, 3 * 512 + 100, Verdict::Whole);
     pieces.place = SettledPlace{{{20, 512}, {5, 1024}, {30, 512}}, 1636};
-    const std::vector<Outcome> outcomes{At(4, Jpg, 2000, Verdict::Damaged), At(6, Png, 900, Verdict::Whole), pieces,
-                                        At(22, Jpg, 8 * 512 + 100, Verdict::Whole), At(30, Txt, 300, Verdict::Open)};
+    const Outcomes outcomes{At(4, Jpg, 2000, Verdict::Damaged), At(6, Png, 900, Verdict::Whole), pieces,
+                            At(22, Jpg, 8 * 512 + 100, Verdict::Whole), At(30, Txt, 300, Verdict::Open)};
     const Plan plan = PlanOfOutcomes(outcomes);
     EXPECT_EQ(Describe(plan), (Texts{"jpg/f0000000004.jpg 512 by 42", "docm/f0000000020.docm 1636 by 0",
                                      "jpg/f0000000022.jpg 4196 by 42"}));

@@ -289,7 +289,7 @@ TEST_F(ValidateFindsTest, SaysTheSameWhateverPartsWereLookedAtBefore) {
             }
             return validation.outcomes;
         };
-        const std::vector<Outcome> alone = outcomesOf({});
+        const Outcomes alone = outcomesOf({});
         for (const std::int64_t part : {7, 100, 450}) {
             std::vector<KnownFinding> known;
             for (const Phase phase : {Phase::Structure, Phase::Bounded, Phase::Text}) {

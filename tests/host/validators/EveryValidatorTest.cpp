@@ -67,13 +67,13 @@ Sightings Scan(Medium& medium) {
     return collector.seen;
 }
 
-std::vector<Outcome> OutcomesOn(const Bytes& image) {
+Outcomes OutcomesOn(const Bytes& image) {
     Medium medium(std::make_unique<test::FakeDevice>(image), SectorSize);
     NeverStops observer;
     return ValidateFinds(medium, Scan(medium), {}, observer).outcomes;
 }
 
-std::vector<PlannedFile> FilesOn(const Bytes& image) {
+PlannedFiles FilesOn(const Bytes& image) {
     return MakePlan(OutcomesOn(image), {std::ssize(image), SectorSize}, {AllTypes(), {}, {}, {}}, {}).files;
 }
 

@@ -134,7 +134,7 @@ TEST_P(FileSystems, AreReadInBoundsWhenTheyAreDamaged) {
         WriteFile(path, damaged);
         const auto start = std::chrono::steady_clock::now();
         const ScanMedium medium(OpenMedium({path}, 512, {}));
-        std::vector<Outcome> outcomes;
+        Outcomes outcomes;
         const KnownFiles known =
             AskedFileSystems(medium, {{path}, {}, ""}, FilePlace(folder / "known"), {}).Improve(outcomes, true);
         files += known.All().size();
