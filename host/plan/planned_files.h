@@ -7,11 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/medium/extent.h"
 #include "host/plan/file_details.h"
-#include "host/validate/claims.h"
-#include "host/validate/seldom.h"
-#include "host/validators/finding.h"
+#include "host/validate/outcome.h"
 
 namespace salvor {
 
