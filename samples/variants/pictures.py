@@ -33,14 +33,16 @@ def multi_picture(first, second):
     return behind_soi(first, index(whole - header, whole)) + second
 
 
-def container_directory(video_length):
-    item = '<rdf:li rdf:parseType="Resource"><Container:Item Item:Mime="{}" Item:Semantic="{}" Item:Length="{}"/></rdf:li>'
+def container_directory(video_length, gain_map_length=0, padding=0):
+    item = ('<rdf:li rdf:parseType="Resource"><Container:Item Item:Mime="{}" Item:Semantic="{}" Item:Length="{}" '
+            'Item:Padding="{}"/></rdf:li>')
     return xmp('<x:xmpmeta xmlns:x="adobe:ns:meta/"><rdf:RDF xmlns:rdf="http://www.w3.org/1999/02/22-rdf-syntax-ns#">'
                '<rdf:Description xmlns:GCamera="http://ns.google.com/photos/1.0/camera/" '
                'xmlns:Container="http://ns.google.com/photos/1.0/container/" '
                'xmlns:Item="http://ns.google.com/photos/1.0/container/item/" GCamera:MotionPhoto="1">'
-               '<Container:Directory><rdf:Seq>' + item.format("image/jpeg", "Primary", 0)
-               + item.format("video/mp4", "MotionPhoto", video_length)
+               '<Container:Directory><rdf:Seq>' + item.format("image/jpeg", "Primary", 0, padding)
+               + (item.format("image/jpeg", "GainMap", gain_map_length, 0) if gain_map_length else "")
+               + (item.format("video/mp4", "MotionPhoto", video_length, 0) if video_length else "")
                + '</rdf:Seq></Container:Directory></rdf:Description></rdf:RDF></x:xmpmeta>')
 
 
@@ -110,6 +112,10 @@ def jpeg(shop):
         "two-pictures-camera": multi_picture(plain, exif),
         "motion": behind_soi(plain, container_directory(len(video))) + video,
         "motion-exif": behind_soi(exif, container_directory(len(video))) + video,
+        "motion-padded": behind_soi(exif, container_directory(len(video), padding=8)) + bytes(8) + video,
+        "gain-map": behind_soi(plain, container_directory(0, len(thumb.read_bytes()))) + thumb.read_bytes(),
+        "gain-map-indexed": multi_picture(behind_soi(exif, container_directory(0, len(plain))), plain),
+        "gain-map-motion": multi_picture(behind_soi(exif, container_directory(len(video), len(plain))), plain) + video,
         "micro-video": behind_soi(exif, micro_video(len(video))) + video,
         "trailer": exif + tagged_trailer((0x0A01, b"Image_UTC_Data", b"1577836800000")),
         "trailer-motion": exif + tagged_trailer((0x0A30, b"MotionPhoto_Data", video), (0x0A01, b"Image_UTC_Data", b"1577836800000")),

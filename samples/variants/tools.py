@@ -54,7 +54,7 @@ png optipng               optipng -quiet -o1 -out OUT {png}
 png pngcrush              pngcrush -q {png} OUT
 png pngquant              pngquant --output OUT {png}
 png advanced              sh -c "cp {png} OUT && advpng -q -z -2 OUT"
-png netpbm                sh -c "pnmtopng -interlace -text note {ppm} > OUT"
+png netpbm                sh -c "pnmtopng -interlace {ppm} > OUT"
 png netpbm-grey           sh -c "pnmtopng -downscale {pgm} > OUT"
 png cairo                 rsvg-convert -o OUT {svg}
 png inkscape              inkscape {svg} --export-type=png --export-filename=OUT
@@ -66,12 +66,10 @@ png vips                  vips pngsave {png} OUT --interlace --compression 3
 png gstreamer             gst-launch-1.0 -q videotestsrc num-buffers=1 ! videoconvert ! pngenc ! filesink location=OUT
 png ffmpeg-16             {ffmpeg} -i {png} -frames:v 1 -pix_fmt rgb48be -dpi 300 OUT
 gif gifsicle-interlaced   gifsicle -i -O3 -o OUT {gif}
-gif gifsicle-frames       gifsicle -d 10 -l 0 --comment words -o OUT {gif} {gif} {gif}
 gif gifsicle-named        gifsicle -n title --extension 5 data -o OUT {gif}
 gif netpbm                sh -c "pamtogif -interlace -comment=words {pgm} > OUT"
 gif graphicsmagick        gm convert {png} OUT
 gif ffmpeg-many           {ffmpeg} -f lavfi -i testsrc=size=160x120:rate=25:duration=4 OUT
-gif gstreamer             gst-launch-1.0 -q videotestsrc num-buffers=9 ! videoconvert ! gifenc ! filesink location=OUT
 bmp netpbm                sh -c "ppmtobmp {ppm} > OUT"
 bmp netpbm-os2            sh -c "ppmtobmp -os2 {ppm8} > OUT"
 bmp netpbm-4              sh -c "pnmquant 12 {ppm} | ppmtobmp > OUT"
@@ -88,10 +86,8 @@ bmp ghostscript-mono      gs -q -dNOPAUSE -dBATCH -sDEVICE=bmpmono -r60 -sOutput
 ico netpbm                sh -c "ppmtowinicon {icon} > OUT"
 ico netpbm-png            sh -c "pamtowinicon -pngthreshold=16 {icon} > OUT"
 ico ffmpeg                {ffmpeg} -i {small} -frames:v 1 -s 48x48 OUT
-ico ffmpeg-large          {ffmpeg} -i {small} -frames:v 1 -s 256x256 -c:v png OUT
 ico magick-sizes          convert {png} -define icon:auto-resize=256,128,64,48,32,16 OUT
 ico magick-colours        convert {small} -resize 32x32 -colors 16 OUT
-cur magick                convert {small} -resize 32x32 OUT
 pcx netpbm                sh -c "ppmtopcx {ppm} > OUT"
 pcx netpbm-8              sh -c "pnmquant 99 {ppm} | ppmtopcx -8bit > OUT"
 pcx netpbm-4              sh -c "pnmquant 14 {ppm} | ppmtopcx > OUT"
@@ -103,7 +99,6 @@ pcx ghostscript-mono      gs -q -dNOPAUSE -dBATCH -sDEVICE=pcxmono -r60 -sOutput
 pcx ghostscript-16        gs -q -dNOPAUSE -dBATCH -sDEVICE=pcx16 -r60 -sOutputFile=OUT {pdf}
 psd ghostscript           gs -q -dNOPAUSE -dBATCH -sDEVICE=psdcmyk -r40 -sOutputFile=OUT {pdf}
 psd ghostscript-rgb       gs -q -dNOPAUSE -dBATCH -sDEVICE=psdrgb -r40 -sOutputFile=OUT {pdf}
-psd graphicsmagick        gm convert {png} OUT
 psb magick                convert {png} OUT
 psb magick-layers         convert {png} {small} {small} OUT
 psd magick-zip            convert {png} -compress Zip OUT
@@ -120,7 +115,6 @@ tif ghostscript-fax       gs -q -dNOPAUSE -dBATCH -sDEVICE=tiffg4 -r100 -sOutput
 tif ghostscript-g3        gs -q -dNOPAUSE -dBATCH -sDEVICE=tiffg32d -sOutputFile=OUT {pages}
 tif ghostscript-lzw       gs -q -dNOPAUSE -dBATCH -sDEVICE=tifflzw -sOutputFile=OUT {pages}
 tif ghostscript-scaled    gs -q -dNOPAUSE -dBATCH -sDEVICE=tiffscaled24 -sCompression=pack -sOutputFile=OUT {pages}
-tif ghostscript-separated gs -q -dNOPAUSE -dBATCH -sDEVICE=tiffsep1 -r40 -o %stderr -sOutputFile=OUT {pages}
 tif tiffcp-jpeg           tiffcp -c jpeg:r:70 -r 16 {tiff} OUT
 tif tiffcp-jpeg-tiles     tiffcp -c jpeg -t -w 64 -l 64 {tiff} OUT
 tif tiffcp-packbits       tiffcp -c packbits {tiff} OUT
@@ -129,23 +123,19 @@ tif tiffcp-zstd           tiffcp -c zstd {tiff} OUT
 tif tiffcp-webp           tiffcp -c webp {tiff} OUT
 tif tiffcp-many           tiffcp -c lzw {tiff} {tiff} {tiff} {tiff} OUT
 tif tiff2bw               tiff2bw {tiff} OUT
-tif fill-order            tiffcp -f lsb2msb -c g4 {tiff1} OUT
 tif vips                  vips tiffsave {png} OUT --compression jpeg --tile --pyramid
 tif vips-big              vips tiffsave {png} OUT --bigtiff --compression deflate --predictor horizontal
 tif vips-subifd           vips tiffsave {png} OUT --tile --pyramid --subifd --compression lzw
 tif vips-properties       vips tiffsave {png} OUT --properties --miniswhite --bitdepth 1
 tif poppler               sh -c "pdftoppm -tiff -tiffcompression lzw -r 50 -singlefile {pdf} poppler && mv poppler.tif OUT"
-tif inkscape              inkscape {svg} --export-type=tiff --export-filename=OUT
 webp vips                 vips webpsave {png} OUT --Q 50
 webp img2webp             img2webp -o OUT -lossy {small} -d 80 {small}
 webp gif2webp             gif2webp -quiet -mixed {gif} -o OUT
 webp muxed                sh -c "cwebp -quiet {png} -o plain.webp && webpmux -set xmp {svg} plain.webp -o with.webp && webpmux -set icc {profile} with.webp -o OUT"
 emf pstoedit              pstoedit -q -f emf {eps} OUT
-wmf pstoedit              pstoedit -q -f wmf {eps} OUT
 dxf pstoedit              pstoedit -q -f dxf {eps} OUT
 dxf pstoedit-splines      pstoedit -q -f dxf_s {eps} OUT
 dxf dia                   dia -n -e OUT -t dxf {dia}
-wmf dia                   dia -n -e OUT -t wmf {dia}
 pdf dia                   dia -n -e OUT -t cairo-pdf {dia}
 svg dia                   dia -n -e OUT -t svg {dia}
 dxf openscad              openscad -o OUT --export-format dxf {scad}
@@ -158,7 +148,6 @@ wav sndfile-ulaw     sndfile-convert -ulaw {wav} OUT
 wav sndfile-rf64        sndfile-convert {wav} OUT
 aif sndfile-float    sndfile-convert -float32 {wav} OUT
 aifc sndfile-ima     sndfile-convert -ima-adpcm {wav} OUT
-au sndfile-g721      sndfile-convert -g721-32 {wav} OUT
 au sndfile-double    sndfile-convert -float64 {wav} OUT
 wav sox-ima          sox {wav} -e ima-adpcm OUT
 wav sox-ms           sox {wav} -e ms-adpcm OUT
@@ -171,7 +160,6 @@ aifc sox-32          sox {wav} -b 32 OUT
 au sox-piped         sh -c "sox {wav} -t au - | cat > OUT"
 wav gstreamer        gst-launch-1.0 -q audiotestsrc num-buffers=60 ! wavenc ! filesink location=OUT
 wav gstreamer-tags   gst-launch-1.0 -q audiotestsrc num-buffers=60 ! taginject tags=title=words ! wavenc ! filesink location=OUT
-aif ecasound         ecasound -q -a:1 -i {wav} -o OUT
 wav flac-decoded     sh -c "flac -s -o x.flac -f {wav} && flac -s -d -f -o OUT x.flac"
 wav flac-rf64        sh -c "flac -s -f -o x.flac {wav} && flac -s -d --force-rf64-format -f -o OUT x.flac"
 wav mp3-decoded      sh -c "lame --quiet {wav} x.mp3 && lame --quiet --decode x.mp3 OUT"
@@ -184,7 +172,6 @@ mp3 gstreamer-tags   gst-launch-1.0 -q audiotestsrc num-buffers=200 ! lamemp3enc
 mp3 gstreamer-ape    gst-launch-1.0 -q audiotestsrc num-buffers=200 ! lamemp3enc ! apev2mux ! filesink location=OUT
 mp3 lame-free        lame --quiet --freeformat -b 400 {wav} OUT
 mp3 lame-both-tags   lame --quiet --tt words --ta somebody --tl album --ty 2001 --tc note --add-id3v2 --pad-id3v2-size 3000 {wav} OUT
-mp3 lame-gapless     lame --quiet --nogap {wav} {wav} --nogaptags -V 9 --out-dir gap --decode --quiet
 mp3 lame-phone       lame --quiet --preset phone {wav} OUT
 mp3 lame-insane      lame --quiet --preset insane {wav} OUT
 mp3 lame-joint       lame --quiet -m j -b 112 -h --strictly-enforce-ISO {wav} OUT
@@ -231,7 +218,6 @@ mp4 vp9                {{ffmpeg}} {CLIP} -c:v libvpx-vp9 -deadline realtime OUT
 mp4 tags               {{ffmpeg}} {CLIP} -movflags use_metadata_tags -metadata own=words OUT
 mp4 reserved           {{ffmpeg}} {CLIP} -moov_size 40000 OUT
 mp4 brand              {{ffmpeg}} {CLIP} -brand avc1 OUT
-mp4 psp                {{ffmpeg}} {CLIP} -f psp -c:v mpeg4 OUT
 mp4 encrypted          {{ffmpeg}} {CLIP} -encryption_scheme cenc-aes-ctr -encryption_key 76a6c65c5ea762046bd749a2e632ccbb -encryption_kid a7e61c373e219033c21091fa607bf3b8 OUT
 mp4 gstreamer          gst-launch-1.0 -q {LIVE} ! x264enc ! mp4mux ! filesink location=OUT
 mp4 gstreamer-fragment gst-launch-1.0 -q {LIVE} ! x264enc ! mp4mux fragment-duration=500 ! filesink location=OUT
@@ -275,7 +261,6 @@ mka sound              {{ffmpeg}} {TONE} -c:a flac OUT
 mkv mkvmerge-3d        mkvmerge -q --stereo-mode 0:1 -o OUT {{mp4}}
 mkv mkvmerge-old       mkvmerge -q --engage no_simpleblocks --engage no_cue_duration --disable-lacing -o OUT {{mp4}}
 webm mkvmerge          mkvmerge -q --webm -o OUT {{webm}}
-mkv mkvmerge-split     sh -c "mkvmerge -q -o part.mkv --split 1s {{mp4}} && mv part-002.mkv OUT"
 mkv mkvpropedit        sh -c "mkvmerge -q -o prop.mkv {{mp4}} && mkvpropedit -q prop.mkv --set title=words --add-attachment {{jpeg}} && mv prop.mkv OUT"
 flv gstreamer          gst-launch-1.0 -q {LIVE} ! x264enc ! flvmux ! filesink location=OUT
 flv gstreamer-stream   gst-launch-1.0 -q {LIVE} ! x264enc ! flvmux streamable=true ! filesink location=OUT
@@ -290,10 +275,6 @@ ts gstreamer-aligned   gst-launch-1.0 -q {LIVE} ! x264enc ! mpegtsmux alignment=
 ts hevc                {{ffmpeg}} {CLIP} -c:v libx265 -x265-params log-level=none -f mpegts OUT
 ts data                {{ffmpeg}} {CLIP} {TONE} -c:v mpeg2video -c:a ac3 -mpegts_flags system_b -streamid 0:500 -f mpegts OUT
 ts radio               {{ffmpeg}} {TONE} -c:a mp2 -f mpegts OUT
-mpg gstreamer          gst-launch-1.0 -q {LIVE} ! avenc_mpeg2video ! mpegpsmux ! filesink location=OUT
-mpg gstreamer-1        gst-launch-1.0 -q {LIVE} ! avenc_mpeg1video ! mpegpsmux ! filesink location=OUT
-mpg mplex              mplex -v 0 -f 0 -o OUT {{m1v}} {{mp2}}
-mpg mplex-vcd          mplex -v 0 -f 1 -o OUT {{vcd}} {{mp2}}
 mpg mplex-svcd         mplex -v 0 -f 4 -o OUT {{m2v}} {{mp2}}
 vob mplex-dvd          mplex -v 0 -f 8 -o OUT {{m2v}} {{mp2}}
 vob dvdauthor          sh -c "VIDEO_FORMAT=PAL dvdauthor -o disc -t {{vob}} && mv disc/VIDEO_TS/VTS_01_1.VOB OUT"
@@ -309,7 +290,6 @@ ps ghostscript       gs -q -dNOPAUSE -dBATCH -sDEVICE=ps2write -sOutputFile=OUT 
 eps cairo            rsvg-convert -f eps -o OUT {svg}
 ps cairo             rsvg-convert -f ps -o OUT {svg}
 pdf cairo            rsvg-convert -f pdf -o OUT {svg}
-eps magick           convert {small} OUT
 eps graphicsmagick   gm convert {small} OUT
 eps poppler          pdftops -eps {pdf} OUT
 ps poppler           pdftops {pages} OUT
@@ -332,7 +312,6 @@ pdf mutool-converted mutool convert -o OUT {svg}
 pdf poppler-unite    pdfunite {pages} {pdf} OUT
 pdf poppler-separate pdfseparate -f 1 -l 1 {pages} OUT
 pdf poppler-cairo    pdftocairo -pdf {pages} OUT
-pdf magick           convert {small} {small} OUT
 pdf graphicsmagick   gm convert {small} OUT
 pdf tiff2pdf         tiff2pdf -o OUT {tiff}
 pdf wkhtmltopdf      wkhtmltopdf -q {html} OUT
@@ -345,7 +324,7 @@ odt pandoc           pandoc -f markdown -o OUT {text}
 pptx pandoc          pandoc -f markdown -o OUT {text}
 epub pandoc          pandoc -f markdown --metadata title=words -o OUT {text}
 txt pandoc           pandoc -s -f markdown -o OUT {text}
-xml pandoc           pandoc -f markdown -o OUT {text}
+xml pandoc           pandoc -s -f markdown -t fb2 -o OUT {text}
 odt abiword          abiword --to=odt --to-name=OUT {html}
 docx abiword         abiword --to=docx --to-name=OUT {html}
 xls gnumeric-8       ssconvert -T Gnumeric_Excel:excel_biff8 {csv} OUT
@@ -392,7 +371,7 @@ zip 7zz-zstd        7zz a -tzip -bd -mm=xz OUT folder
 7z empty-file       sh -c "touch empty && 7zz a -bd OUT empty"
 jar jar             jar cf OUT folder
 jar jar-stored      jar c0f OUT folder
-jar jar-no-manifest jar cMf OUT folder
+zip jar-no-manifest jar cMf OUT folder
 jar jar-piped       sh -c "jar c folder > OUT"
 jar jar-updated     sh -c "jar cf up.jar folder && jar uf up.jar -C . one.txt && mv up.jar OUT"
 jar ant             ant -q -f build.xml -Dout=OUT
@@ -427,14 +406,13 @@ def sources(shop):
         "ppm": "convert {png} OUT", "ppm8": "sh -c 'pnmquant 200 {ppm} > OUT'", "pgm": "convert {png} -colorspace Gray OUT",
         "icon": "convert {png} -resize 48x48! -colors 200 ppm:OUT", "jpeg": "convert {png} -quality 85 jpeg:OUT",
         "gif": "convert {small} gif:OUT", "tiff": "convert {png} -compress None tiff:OUT",
-        "tiff1": "convert {png} -monochrome -compress None tiff:OUT", "profile": "cp /usr/share/color/icc/ghostscript/srgb.icc OUT",
+        "profile": "cp /usr/share/color/icc/ghostscript/srgb.icc OUT",
         "pdf": "gs -q -dNOPAUSE -dBATCH -sDEVICE=pdfwrite -sOutputFile=OUT {eps}",
         "pages": "gs -q -dNOPAUSE -dBATCH -sDEVICE=pdfwrite -sOutputFile=OUT {eps} {eps} {eps}",
         "mono": "sox {wav} -t wav -r 16000 -c 1 OUT", "ogg": "oggenc -Q -s 7 -o OUT {wav}", "opus": "opusenc --quiet {wav} OUT",
         "mp4": f"{ENCODE} {CLIP} {TONE} -c:v libx264 -c:a aac -f mp4 OUT", "webm": f"{ENCODE} {CLIP} -c:v libvpx -f webm OUT",
         "flv": f"{ENCODE} {CLIP} {TONE} -c:v flv -c:a libmp3lame -f flv OUT", "mp2": f"{ENCODE} {TONE} -c:a mp2 -f mp2 OUT",
-        "m1v": f"{ENCODE} {CLIP} -c:v mpeg1video -r 25 -f mpeg1video OUT",
-        "vcd": f"{ENCODE} {CLIP} -target pal-vcd -an -f mpeg1video OUT", "m2v": f"{ENCODE} {CLIP} -target pal-dvd -an -f mpeg2video OUT",
+        "m2v": f"{ENCODE} {CLIP} -target pal-dvd -an -f mpeg2video OUT",
         "vob": f"{ENCODE} {CLIP} {TONE} -target pal-dvd OUT", "zip": "zip -q -r OUT folder", "zip2": "zip -q OUT one.txt",
         "dia": f"sh -c 'dia -n -e OUT -t svg {{svg}}; echo {DIA} > OUT'",
     }
