@@ -118,6 +118,10 @@ std::int32_t KCompoundFileType::Reset() {
     return 1;
 }
 
+std::int32_t KCompoundFileType::HeaderWords(HeaderWord* words, std::int32_t capacity) {
+    return HeaderWordsOf(SectorFilterOf(CompoundSignature), words, capacity);
+}
+
 void KCompoundFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     budget_.EnterBlock(*block);
     ForEachSector(*block, SectorFilterOf(CompoundSignature), [&](const Candidate& candidate) {

@@ -35,6 +35,7 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
     bool RestsAt(std::int64_t /*nextSector*/) const { return budget_.IsAtRest(); }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity);
 
 private:
     static constexpr std::int64_t FirstBlockKey = 0;

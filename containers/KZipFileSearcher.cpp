@@ -15,6 +15,7 @@ void TraceArchive(std::int64_t size) { TraceMessage("ZIP FILE: %d", static_cast<
 
 std::int32_t KZipFileSearcher::Reset() {
     SetScannedBlockKey(NoBlockYet);
+    lengthenedAt_ = NoBlockYet;
     run_ = Closed;
     kind_ = ZipKind::Plain;
     ClearFound();
@@ -25,6 +26,10 @@ std::int32_t KZipFileSearcher::EndScan() {
     waiting_.clear();
     waitingGrowth_ = 0;
     return this->Reset();
+}
+
+std::int32_t KZipFileSearcher::HeaderWords(HeaderWord* words, std::int32_t capacity) {
+    return HeaderWordsOf(ZipLocalFilter, words, capacity);
 }
 
 void KZipFileSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
@@ -43,6 +48,14 @@ void KZipFileSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sin
                 run_.runLength += block->sectorSize;
             }
         });
+}
+
+// Each member of the family asks for this.
+void KZipFileSearcher::Lengthen(std::int64_t firstSector, std::int64_t count, std::int32_t sectorSize) {
+    if (lengthenedAt_ != firstSector && run_.inFile != 0) {
+        run_.runLength += count * sectorSize;
+    }
+    lengthenedAt_ = firstSector;
 }
 
 // The next archive inherits the kind of one that is reported or kept waiting.

@@ -27,6 +27,9 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     /// The kind is undecided whenever no archive is open.
     bool RestsAt(std::int64_t /*nextSector*/) const { return run_.inFile == 0 && waiting_.empty(); }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity);
+    static constexpr bool MayPassZeros = true;
+    void Lengthen(std::int64_t firstSector, std::int64_t count, std::int32_t sectorSize);
 
 private:
     static constexpr std::int64_t NoBlockYet = -1;
@@ -45,4 +48,6 @@ private:
     std::vector<WaitingArchive> waiting_;
     std::int64_t waitingGrowth_ = 0;
     std::int32_t kind_ = ZipKind::Plain;
+    // Where the zeros passed last begin.
+    std::int64_t lengthenedAt_ = NoBlockYet;
 };

@@ -68,6 +68,10 @@ std::int32_t KTIFileType::Reset() {
     return 1;
 }
 
+std::int32_t KTIFileType::HeaderWords(HeaderWord* words, std::int32_t capacity) {
+    return HeaderWordsOf(TiffFilter, words, capacity);
+}
+
 void KTIFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     ForEachSector(*block, TiffFilter, [&](const Candidate& candidate) {
         if (const std::optional<TiffHeader> header = FindTiffHeader(candidate.sector)) {

@@ -30,6 +30,7 @@ public:
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
 
     static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity);
     /// The number of sizes computed from values that a file before all candidates may have left.
     std::int64_t Guesses() const { return guesses_; }
 

@@ -107,6 +107,10 @@ std::int32_t KASFFileType::Reset() {
     return 1;
 }
 
+std::int32_t KASFFileType::HeaderWords(HeaderWord* words, std::int32_t capacity) {
+    return HeaderWordsOf(SectorFilterOf(HeaderObject), words, capacity);
+}
+
 void KASFFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     ForEachSector(*block, SectorFilterOf(HeaderObject), [&](const Candidate& candidate) {
         if (StartsWith(candidate.sector, HeaderObject)) {

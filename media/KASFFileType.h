@@ -26,6 +26,7 @@ public:
     void SetMaxFileSize(std::int64_t size) override { maxSize_ = size; }
 
     static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity);
 
     /// A virtual slot of its own, after those of the contract.
     virtual void ScanForKind(const SectorBlock* block, IFoundFileSink* sink, std::int32_t kind) {

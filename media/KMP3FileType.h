@@ -24,6 +24,8 @@ public:
     bool RestsAt(std::int64_t nextSector) const {
         return lastFile_.EndsBy(nextSector) && MeasuringScanner::RestsAt(nextSector);
     }
+    /// It remembers places on the medium and sees every block; see `RememberingScanner`.
+    static std::int32_t HeaderWords(HeaderWord* /*words*/, std::int32_t /*capacity*/) { return 0; }
 
     static bool IsHeader(ByteSpan sector);
     std::optional<std::int64_t> Measure(const Candidate& candidate);

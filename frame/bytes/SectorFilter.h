@@ -42,6 +42,11 @@ public:
     /// Bytes that a sector must have to be tested.
     constexpr std::size_t Reach() const { return place_ + sizeof(value_); }
 
+    constexpr std::size_t Place() const { return place_; }
+    /// In memory order, like the value.
+    constexpr std::uint32_t Mask() const { return mask_; }
+    constexpr std::uint32_t Value() const { return value_; }
+
     /// `sector` has `Reach` bytes.
     bool Matches(const std::uint8_t* sector) const { return (WordAt(sector + place_) & mask_) == value_; }
 

@@ -28,6 +28,11 @@ public:
     /// Answers `IRestingScanner` for the members. An engine without an answer of its own is never at rest.
     static bool RestsAt(std::int64_t /*nextSector*/) { return false; }
 
+    /// Answer `IPassingScanner` for the members.
+    static std::int32_t HeaderWords(HeaderWord* /*words*/, std::int32_t /*capacity*/) { return 0; }
+    static constexpr bool MayPassZeros = false;
+    void Lengthen(std::int64_t /*firstSector*/, std::int64_t /*count*/, std::int32_t /*sectorSize*/) {}
+
     void GetTypeName(char* /*buffer*/, std::uint32_t /*capacity*/) override {}
     void GetExtension(char* /*buffer*/, std::uint32_t /*capacity*/) override {}
     std::int32_t BeginScan() override { return this->Reset(); }
@@ -88,4 +93,12 @@ public:
 
     /// All members are at rest when their engine is.
     bool RestsAt(std::int64_t nextSector) const { return SharedEngine<Engine>().RestsAt(nextSector); }
+
+    std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity) const {
+        return SharedEngine<Engine>().HeaderWords(words, capacity);
+    }
+    static constexpr bool MayPassZeros = Engine::MayPassZeros;
+    void Lengthen(std::int64_t firstSector, std::int64_t count, std::int32_t sectorSize) {
+        SharedEngine<Engine>().Lengthen(firstSector, count, sectorSize);
+    }
 };

@@ -6,6 +6,7 @@
 
 #include "frame/bytes/BoundedText.h"
 #include "frame/contract/FileTypeCatalog.h"
+#include "frame/contract/IPassingScanner.h"
 #include "frame/contract/IRawFileType.h"
 #include "frame/contract/IRestingScanner.h"
 #include "frame/scan/ReleasedAs.h"
@@ -45,17 +46,30 @@ public:
     bool RestsAt(std::int64_t /*nextSector*/) const { return false; }
     std::int64_t Guesses() const { return 0; }
 
+    /// Answers `IPassingScanner`. A scanner without answers of its own sees everything.
+    std::int32_t HeaderWords(HeaderWord* /*words*/, std::int32_t /*capacity*/) const { return 0; }
+    static constexpr bool MayPassZeros = false;
+    void Lengthen(std::int64_t /*firstSector*/, std::int64_t /*count*/, std::int32_t /*sectorSize*/) {}
+
 protected:
     Self& self() { return static_cast<Self&>(*this); }
 };
 
-/// Answers `IRestingScanner` with the scanner's own functions `RestsAt` and `Guesses`. It is a base of its own behind
-/// the one with the scanner's fields: an answer in the scanner itself would take a slot in the contract's table.
+/// Answers `IRestingScanner` and `IPassingScanner` with the scanner's own functions. It is a base of its own behind the
+/// one with the scanner's fields: an answer in the scanner itself would take a slot in the contract's table.
 template <class Self>
-class RestAnswer : public IRestingScanner {
+class RestAnswer : public IRestingScanner, public IPassingScanner {
 public:
     bool IsAtRest(std::int64_t nextSector) const final { return static_cast<const Self&>(*this).RestsAt(nextSector); }
     std::int64_t GuessCount() const final { return static_cast<const Self&>(*this).Guesses(); }
+
+    std::int32_t GetHeaderWords(HeaderWord* words, std::int32_t capacity) const final {
+        return static_cast<const Self&>(*this).HeaderWords(words, capacity);
+    }
+    bool PassesZeros() const final { return Self::MayPassZeros; }
+    void PassZeros(std::int64_t firstSector, std::int64_t count, std::int32_t sectorSize) final {
+        static_cast<Self&>(*this).Lengthen(firstSector, count, sectorSize);
+    }
 
 protected:
     ~RestAnswer() = default;

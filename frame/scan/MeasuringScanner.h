@@ -39,6 +39,10 @@ public:
         });
     }
 
+    std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity) const {
+        return HeaderWordsOf(FilterOf(static_cast<const Self&>(*this)), words, capacity);
+    }
+
     /// A file left open is not reported later, as its run length stays 0.
     bool RestsAt(std::int64_t /*nextSector*/) const { return Self::MinReportLength > 0 || this->run_.inFile == 0; }
 };

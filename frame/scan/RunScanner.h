@@ -17,7 +17,8 @@
 ///     ends in this sector. The header's own sector is asked too. A scanner whose end reaches into the next sector
 ///     takes a `const Candidate&` instead.
 ///
-/// A new header closes the open file where it stands. The cap bounds what is reported, not how long a file stays open.
+/// Nothing but the header and the sector decides where a file ends. A new header closes the open file where it stands.
+/// The cap bounds what is reported, not how long a file stays open.
 template <class Self>
 class RunScanner : public RunStateFileType<Self> {
 public:
@@ -49,6 +50,15 @@ public:
     /// A scanner with more state that outlives a block, and that the next header does not set, must answer for that
     /// too.
     bool RestsAt(std::int64_t /*nextSector*/) const { return this->run_.inFile == 0; }
+
+    std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity) const {
+        return HeaderWordsOf(FilterOf(static_cast<const Self&>(*this)), words, capacity);
+    }
+
+    static constexpr bool MayPassZeros = true;
+    void Lengthen(std::int64_t /*firstSector*/, std::int64_t count, std::int32_t sectorSize) {
+        this->run_.runLength += this->run_.inFile != 0 ? count * sectorSize : 0;
+    }
 
 private:
     static std::optional<std::size_t> FindEnd(Self& type, const Candidate& candidate) {

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <type_traits>
 
 #include "frame/bytes/Bytes.h"
 #include "frame/bytes/SectorFilter.h"
 #include "frame/contract/FoundFile.h"
 #include "frame/contract/IFoundFileSink.h"
+#include "frame/contract/IPassingScanner.h"
 #include "frame/contract/SectorBlock.h"
 #include "frame/read/Candidate.h"
 #include "frame/scan/RunState.h"
@@ -90,6 +93,25 @@ constexpr decltype(auto) FilterOf([[maybe_unused]] const Type& type) {
         return (Type::Filter);
     } else {
         return SectorFilterOf(Type::Signature);
+    }
+}
+
+/// The words of a filter, as `IPassingScanner` asks for them; none for filters of another kind.
+inline std::int32_t HeaderWordsOf(std::span<const SectorFilter> filters, HeaderWord* words, std::int32_t capacity) {
+    const auto count = static_cast<std::int32_t>(filters.size());
+    for (std::size_t i = 0; i < filters.size() && static_cast<std::int32_t>(i) < capacity; ++i) {
+        words[i] = {static_cast<std::uint32_t>(filters[i].Place()), filters[i].Mask(), filters[i].Value()};
+    }
+    return count;
+}
+template <class Filter>
+std::int32_t HeaderWordsOf([[maybe_unused]] const Filter& filter, HeaderWord* words, std::int32_t capacity) {
+    if constexpr (std::is_same_v<Filter, SectorFilter>) {
+        return HeaderWordsOf(std::span(&filter, 1), words, capacity);
+    } else if constexpr (requires { filter.words; }) {
+        return HeaderWordsOf(std::span<const SectorFilter>(filter.words), words, capacity);
+    } else {
+        return 0;
     }
 }
 

@@ -1,15 +1,19 @@
 #include "host/scan/scan_session.h"
 
+#include <FileTypeCatalog.h>
 #include <IFoundFileSink.h>
+#include <IPassingScanner.h>
 #include <IRestingScanner.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <utility>
 
 #include "frame/bytes/Bytes.h"
 #include "host/scan/block_reader.h"
 #include "host/scan/block_slices.h"
+#include "host/scan/header_filter.h"
 #include "host/scan/scanners.h"
 #include "host/scan/start_finder.h"
 #include "host/scan/stream.h"
@@ -105,6 +109,55 @@ bool IsZero(const ReadBlock& block, std::int32_t sectorSize) {
     return true;
 }
 
+// Knows which scanners need not see a slice: those at rest, unless a sector may be a header of their type.
+class SlicePasser {
+public:
+    void Add(const ActiveScanner& active) {
+        auto& state = StateOf(active.type);
+        state.passing = dynamic_cast<IPassingScanner*>(active.scanner.get());
+        state.hasWords = state.passing != nullptr && active.rest != nullptr &&
+                         !FileTypeCatalog[active.type].dependsOnBlocks && filter_.Add(active.type, *state.passing);
+    }
+
+    void EnterSlice(const SectorBlock& slice) {
+        ++slice_;
+        filter_.Look(slice.data, slice.sectorCount, slice.sectorSize,
+                     [this](std::int32_t type) { StateOf(type).sliceWithHeader = slice_; });
+    }
+
+    bool MustSee(std::int32_t type) const {
+        const State& state = states_[static_cast<std::size_t>(type)];
+        return !state.isAtRest || state.sliceWithHeader == slice_;
+    }
+
+    /// After each slice that a scanner has seen.
+    void HasSeen(std::int32_t type, const IRestingScanner* rest, std::int64_t nextSector) {
+        State& state = StateOf(type);
+        state.isAtRest = state.hasWords && rest->IsAtRest(nextSector);
+    }
+
+    /// The scanner, if it can pass zeros without seeing them although it is not at rest; else null.
+    IPassingScanner* PassingZeros(std::int32_t type) const {
+        IPassingScanner* const passing = states_[static_cast<std::size_t>(type)].passing;
+        return passing != nullptr && passing->PassesZeros() ? passing : nullptr;
+    }
+
+private:
+    struct State {
+        IPassingScanner* passing = nullptr;
+        bool hasWords = false;
+        // At the end of the last slice that it has seen. What it did not see does not change that.
+        bool isAtRest = false;
+        std::int64_t sliceWithHeader = 0;
+    };
+
+    State& StateOf(std::int32_t type) { return states_[static_cast<std::size_t>(type)]; }
+
+    HeaderFilter filter_;
+    std::array<State, FileTypeCount> states_{};
+    std::int64_t slice_ = 0;
+};
+
 // The scanners and the start finder that look at the blocks of one scan.
 class Session {
 public:
@@ -114,7 +167,9 @@ public:
           source_(medium),
           sink_(medium, observer),
           starts_(MakeStartFinder(medium, request, firstSector)),
-          scanners_(StartScanners(request)) {}
+          scanners_(StartScanners(request)) {
+        std::ranges::for_each(scanners_, [this](const ActiveScanner& active) { passer_.Add(active); });
+    }
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session() {
@@ -138,14 +193,22 @@ public:
         source_.SetBlock(read);
         const SectorBlock block{read.sectors.first + StreamStart, read.data,
                                 static_cast<std::int32_t>(read.sectors.count), medium_.SectorSize(), &source_};
+        std::int64_t enteredSlice = -1;
         ScanInSlices(
             block, shown, [](const Active* one) { return one->type; },
             [&](const Active* one, const SectorBlock& part) {
                 read.Read(part.firstSector - block.firstSector + part.sectorCount);
+                if (std::exchange(enteredSlice, part.firstSector) != part.firstSector) {
+                    passer_.EnterSlice(part);
+                }
+                if (!passer_.MustSee(one->type)) {
+                    return;
+                }
                 observer_.OnLook({part.firstSector - StreamStart, part.sectorCount}, one->type);
                 sink_.SetType(one->type);
                 sink_.KeepIn(keep(*one), part.firstSector - StreamStart);
                 one->scanner->ScanBlock(&part, &sink_);
+                passer_.HasSeen(one->type, one->rest, part.firstSector + part.sectorCount);
             },
             [&](const SectorBlock& part) {
                 if (withStarts && !isZero) {
@@ -157,6 +220,7 @@ public:
                         [&](std::int64_t sector) { observer_.OnTextStart(sector); });
                 }
             });
+        endsInZeros_ = isZero;
         if (isZero) {
             starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
         }
@@ -169,13 +233,23 @@ public:
         observer_.OnBlockDone(read.sectors.first + read.sectors.count);
     }
 
-    /// Skips all known zeros from this block on, unless one of these scanners has to see them; true if it did.
+    /// Skips all known zeros from this block on, unless one of these scanners has to see them; true if it did. A
+    /// scanner with an open file sees the first block of them.
     template <class Active>
     bool PassZeros(const ReadBlock& read, const std::vector<Active>& active) {
+        const auto isOpenPasser = [&](const Active& one) {
+            return endsInZeros_ && passer_.PassingZeros(one.type) != nullptr;
+        };
         const bool mayPass = read.zeros.count > 0 && std::ranges::all_of(active, [&](const Active& one) {
-                                 return MayPassZeros(one.rest, read.zeros);
+                                 return MayPassZeros(one.rest, read.zeros) || isOpenPasser(one);
                              });
         if (mayPass) {
+            for (const Active& one : active) {
+                if (!MayPassZeros(one.rest, read.zeros)) {
+                    passer_.PassingZeros(one.type)->PassZeros(read.zeros.first + StreamStart, read.zeros.count,
+                                                              medium_.SectorSize());
+                }
+            }
             starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
             observer_.OnBlockDone(read.zeros.first + read.zeros.count);
         }
@@ -195,6 +269,9 @@ private:
     FindSink sink_;
     StartFinder starts_;
     std::vector<ActiveScanner> scanners_;
+    SlicePasser passer_;
+    // The last block that was shown held only zeros.
+    bool endsInZeros_ = false;
 };
 
 // A scanner whose scan is kept for merging.
@@ -211,20 +288,20 @@ bool Holds(const std::vector<BlockRange>& ranges, std::int64_t border) {
                                [border](BlockRange range) { return range.first <= border && border < range.end; });
 }
 
-// Notes the scanner's answers at a block's end; true if it is at rest.
-bool TakeAnswers(KeptScanner& kept, std::int64_t block, std::int64_t nextSector) {
+// Notes the scanner's answers at the end of some blocks, which it has seen or passed; true if it is at rest.
+bool TakeAnswers(KeptScanner& kept, BlockRange blocks, std::int64_t nextSector) {
     TypeScan& scan = *kept.scan;
-    scan.blocks.end = block + 1;
+    scan.blocks.end = blocks.end;
     const std::int64_t guesses = kept.rest != nullptr ? kept.rest->GuessCount() : 0;
     if (std::exchange(kept.guesses, guesses) != guesses) {
-        scan.guessed.push_back(block);
+        scan.guessed.push_back(blocks.end - 1);
     }
     const bool isAtRest = kept.rest != nullptr && kept.rest->IsAtRest(nextSector + StreamStart);
     if (!isAtRest) {
-        if (scan.restless.empty() || scan.restless.back().end != block + 1) {
-            scan.restless.push_back({block + 1, block + 1});
+        if (scan.restless.empty() || scan.restless.back().end != blocks.first + 1) {
+            scan.restless.push_back({blocks.first + 1, blocks.first + 1});
         }
-        ++scan.restless.back().end;
+        scan.restless.back().end = blocks.end + 1;
     }
     return isAtRest;
 }
@@ -280,7 +357,11 @@ private:
                 return false;
             }
             SectorRange sectors = read->sectors;
-            if (!isBehind && session_.PassZeros(*read, active_)) {
+            // Behind the part, a scanner at rest is asked at every border.
+            const bool mayPass = !isBehind || std::ranges::none_of(active_, [&](const KeptScanner& kept) {
+                return MayPassZeros(kept.rest, read->sectors);
+            });
+            if (mayPass && session_.PassZeros(*read, active_)) {
                 sectors = read->zeros;
                 reader.SkipZeros();
             } else {
@@ -288,15 +369,17 @@ private:
                                    [](const KeptScanner& kept) { return &kept.scan->finds; });
             }
             const std::int64_t next = sectors.first + sectors.count;
-            const std::int64_t block = grid_.BlockOf(next - 1);
-            isEnded = part_.mayEndSooner && observer_.PartShallEnd();
+            const BlockRange done{grid_.BlockOf(sectors.first), grid_.BlockOf(next - 1) + 1};
+            const bool shallEnd = observer_.PartShallEnd();
+            isEnded = part_.mayEndSooner && shallEnd;
             if (isEnded && !isBehind) {
-                EndAt(block + 1);
+                EndAt(done.end);
             }
-            const bool mayEnd = block + 1 >= part_.to && Holds(part_.borders, block + 1);
+            isLong_ = isLong_ || (isBehind && shallEnd);
+            const bool mayEnd = done.end >= part_.to && (isLong_ || Holds(part_.borders, done.end));
             const bool mayGiveUp = part_.mostRestless > 0 && observer_.IsSlow();
             std::erase_if(active_, [&](KeptScanner& kept) {
-                const bool isAtRest = TakeAnswers(kept, block, next);
+                const bool isAtRest = TakeAnswers(kept, done, next);
                 return (isAtRest && mayEnd) || (mayGiveUp && IsRestlessFor(*kept.scan, part_.mostRestless));
             });
         }
@@ -316,6 +399,8 @@ private:
     ScanGrid grid_;
     Session session_;
     SegmentScan scanned_;
+    // A type at rest may end at any border: what has been found is kept, and the rest is another part.
+    bool isLong_ = false;
     // Those that are still scanning.
     std::vector<KeptScanner> active_;
 };

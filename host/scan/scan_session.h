@@ -84,12 +84,12 @@ bool ScanRange(Medium& medium, const ScanRequest& request, ScanObserver& observe
 /// A part of a scan's blocks, for a process of its own.
 struct ScanPart {
     /// All types scan from this block on, up to border `to`. A type that is not at rest there goes on, alone, to the
-    /// first of `borders` at which it is, or to border `last`.
+    /// first of `borders` at which it is, or to border `last`. Once the observer asks for an end, any border will do.
     std::int64_t from = 0;
     std::int64_t to = 0;
     std::vector<BlockRange> borders;
     std::int64_t last = 0;
-    /// If the observer asks for an end, any other border may take the place of `to` and of `last`.
+    /// If the observer asks for an end, any other border takes the place of `to` and of `last`.
     bool mayEndSooner = false;
     /// Where scanning is slow, a type is given up that has not been at rest for this many blocks; 0 for never. Its
     /// behaviour there probably depends on what is before the part, so its finds would not be used.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "frame/bytes/Bytes.h"
+#include "host/scan/pair_probes.h"
 #include "host/validators/text/text_starts.h"
 #include "host/validators/validator.h"
 
@@ -29,7 +30,7 @@ public:
         ByteSpan tail(tail_);
         for (std::int64_t sector = first; sector < first + count; ++sector, bytes += sectorSize_) {
             const ByteSpan shown(bytes, sector < wholeSectors_ ? static_cast<std::size_t>(sectorSize_) : lastBytes_);
-            if (HasMark(bytes) && IsStart(shown)) {
+            if (marks_.MayHaveOne(bytes) && IsStart(shown)) {
                 takeStart(sector);
             }
             if (MayBeginText(tail, shown)) {
@@ -46,35 +47,16 @@ public:
     void SetBefore(ByteSpan sector);
 
 private:
-    // A sector has a mark if the two bytes at an offset are those of some signature.
-    struct Probe {
-        std::size_t offset;
-        // A bit for each value of the two bytes.
-        std::vector<std::uint64_t> values;
-    };
     struct Own {
         const Validator* validator;
         StartSignature signature;
     };
 
-    bool HasMark(const std::uint8_t* bytes) const {
-        bool has = false;
-        for (const Probe& probe : probes_) {
-            const std::uint16_t value = LoadPair(bytes + probe.offset);
-            has |= (probe.values[value / 64U] >> (value % 64U) & 1U) != 0;
-        }
-        return has;
-    }
-    static std::uint16_t LoadPair(const std::uint8_t* bytes) {
-        return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8U);
-    }
-    void AddProbe(const StartSignature& signature);
-
     std::int64_t sectorSize_;
     // The medium's last sector may be partial.
     std::int64_t wholeSectors_;
     std::size_t lastBytes_;
-    std::vector<Probe> probes_;
+    PairProbes marks_;
     std::vector<Own> signatures_;
     std::vector<std::uint8_t> tail_;
 };

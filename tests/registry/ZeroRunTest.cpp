@@ -5,7 +5,7 @@
 #include "tests/support/CrowdedMedia.h"
 #include "tests/support/Registry.h"
 
-// A host skips areas known to be zeros: scanners at rest would report nothing in them.
+// A host leaves out what scanners need not see: zeros, and blocks without a header of their type.
 
 namespace {
 
@@ -38,7 +38,7 @@ TEST(ZeroRuns, LeaveNewScannersAtRest) {
     }
 }
 
-TEST(ZeroRuns, NeedNotBeShownToScannersAtRest) {
+TEST(ZeroRuns, AndBlocksWithoutHeadersNeedNotBeShown) {
     const AllTypes all;
     Noise noise(2025);
     for (int round = 0; round < 60; ++round) {

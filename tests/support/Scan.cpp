@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstring>
+#include <span>
 
 #include "containers/KZipFileSearcher.h"
+#include "frame/contract/IPassingScanner.h"
 #include "frame/contract/IRawFileTypeFactory.h"
 #include "frame/contract/IRestingScanner.h"
 #include "frame/memory/ScanOffsets.h"
@@ -71,8 +75,42 @@ Blocks RandomBlocks(const Medium& medium, Noise& noise) {
     return blocks;
 }
 
+namespace {
+
+bool HasWord(const IPassingScanner& passing, const SectorBlock& block) {
+    std::array<HeaderWord, 16> words{};
+    const std::int32_t count = passing.GetHeaderWords(words.data(), static_cast<std::int32_t>(words.size()));
+    EXPECT_LE(count, std::ssize(words));
+    const std::span all(words.data(), static_cast<std::size_t>(count));
+    bool has = count == 0;
+    for (std::int32_t i = 0; i < block.sectorCount; ++i) {
+        has |= std::ranges::any_of(all, [&](const HeaderWord& word) {
+            std::uint32_t bytes = 0;
+            std::memcpy(&bytes, block.data + std::ptrdiff_t{i} * block.sectorSize + word.place, sizeof(bytes));
+            return (bytes & word.mask) == word.value;
+        });
+    }
+    return has;
+}
+
+// True if the scanner need not see the block, which it has passed if that is more than leaving it out.
+bool LeavesOut(IRawFileType& type, const SectorBlock& block, bool isZero, bool isBehindZeros) {
+    const auto& rest = dynamic_cast<const IRestingScanner&>(type);
+    auto& passing = dynamic_cast<IPassingScanner&>(type);
+    if (rest.IsAtRest(block.firstSector)) {
+        return (isZero && rest.IsAtRest(block.firstSector + block.sectorCount)) || !HasWord(passing, block);
+    }
+    if (!isBehindZeros || !passing.PassesZeros()) {
+        return false;
+    }
+    passing.PassZeros(block.firstSector, block.sectorCount, block.sectorSize);
+    return true;
+}
+
+}  // namespace
+
 std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> types, Medium& medium, const Blocks& blocks,
-                                             std::int64_t maxSize, bool skipZeros) {
+                                             std::int64_t maxSize, bool leaveOut) {
     // Far enough apart for the largest file that a scanner can remember to end in between.
     constexpr std::int64_t sectorsBetweenScans = std::int64_t{1} << 32;
     static std::int64_t shift = 0;
@@ -89,18 +127,17 @@ std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> type
     }
     std::vector<RecordingSink> sinks(types.size());
     std::int64_t first = 0;
+    bool wasZero = false;
     for (const std::int64_t count : blocks) {
         const SectorBlock block = BlockOf(medium, first, count);
         const std::span bytes(block.data, static_cast<std::size_t>(count * block.sectorSize));
-        const bool isZero = skipZeros && std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
+        const bool isZero = std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
         for (std::size_t i = 0; i < types.size(); ++i) {
-            const auto* const rest = dynamic_cast<const IRestingScanner*>(types[i]);
-            const bool mayPass = isZero && rest != nullptr && rest->IsAtRest(block.firstSector) &&
-                                 rest->IsAtRest(block.firstSector + count);
-            if (!mayPass) {
+            if (!leaveOut || !LeavesOut(*types[i], block, isZero, isZero && wasZero)) {
                 types[i]->ScanBlock(&block, &sinks[i]);
             }
         }
+        wasZero = isZero;
         first += count;
     }
     medium.streamShift = 0;

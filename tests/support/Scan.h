@@ -49,9 +49,9 @@ Blocks RandomBlocks(const Medium& medium, Noise& noise);
 /// Runs one scan over the medium with some types together, as a host does: each block goes to all of them before the
 /// next. Gives what each one reported. `maxSize`, when not 0, is set after `BeginScan`. Each scan uses sector numbers
 /// far beyond those of the previous one, since engines remember the last block and the last file across scans. With
-/// `skipZeros`, blocks of zeros are not shown to scanners that are at rest.
+/// `leaveOut`, scanners do not see the blocks that they need not see.
 std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> types, Medium& medium, const Blocks& blocks,
-                                             std::int64_t maxSize = 0, bool skipZeros = false);
+                                             std::int64_t maxSize = 0, bool leaveOut = false);
 
 /// The same with one type; blocks of `blockSectors`, 0 for a single block.
 std::vector<Found> Scan(IRawFileType& type, Medium& medium, const Blocks& blocks, std::int64_t maxSize = 0);
