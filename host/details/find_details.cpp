@@ -109,8 +109,9 @@ public:
         order.kind = DetailsOrderKind;
         order.what = QuestionsToJson(waiting_.front());
         order.medium = access_;
-        // Loaded libraries count as memory, and a PDF is read as a whole.
-        order.memory = 2 * Order::DefaultMemory;
+        // What libraries loaded for the order read of their files is not counted, but is in memory too. A PDF is read
+        // as a whole, so large ones have no details.
+        order.memory = Order::DefaultMemory - (std::int64_t{32} << 20);
         asked_[order.id] = std::move(waiting_.front());
         waiting_.pop_front();
         return order;

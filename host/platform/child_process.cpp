@@ -9,7 +9,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <utility>
 
 #include "host/platform/file_descriptor.h"
@@ -126,6 +128,14 @@ void ChildProcess::Kill() const {
     if (IsStarted() && !end_) {
         kill(id_, SIGKILL);
     }
+}
+
+std::chrono::nanoseconds ChildProcess::WaitedForProcessor() const {
+    // The time on a processor, and the time in a processor's queue.
+    std::ifstream times("/proc/" + std::to_string(id_) + "/schedstat");
+    std::int64_t ran = 0;
+    std::int64_t waited = 0;
+    return times >> ran >> waited ? std::chrono::nanoseconds(waited) : std::chrono::nanoseconds(0);
 }
 
 int OwnProcessId() { return getpid(); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <span>
 #include <string>
@@ -43,6 +44,10 @@ public:
     /// How it ended; nothing while it runs.
     std::optional<ProcessEnd> End();
     void Kill() const;
+
+    /// How long its first thread has been ready to run while other processes had the processors. Zero if the system
+    /// does not tell.
+    std::chrono::nanoseconds WaitedForProcessor() const;
 
 private:
     ChildProcess() = default;

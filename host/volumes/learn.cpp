@@ -195,8 +195,9 @@ Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, LearnRequest requ
     order.kind = VolumesOrder;
     order.what = {{"used", request.used}, {"files", request.files}, {"allowance", AllowanceFor(medium)}};
     order.medium = AccessTo(medium, image);
-    // File systems with millions of files have large tables of names.
-    order.memory = std::int64_t{1} << 30;
+    // File systems with millions of files have large tables of names, but not on small media.
+    constexpr std::int64_t most = std::int64_t{1} << 30;
+    order.memory = std::clamp(medium.SizeInBytes() / 64, Order::DefaultMemory, most);
     VolumesClient client(medium, std::move(order));
     RunCrew({}, client);
     return std::move(client.knowledge);

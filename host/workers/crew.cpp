@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "host/platform/child_process.h"
@@ -84,7 +85,11 @@ public:
         if (const std::uint64_t steps = page_.steps; steps != steps_ || page_.readers > 0) {
             steps_ = steps;
             lastStep_ = now;
-        } else if (!isHung_ && now - lastStep_ > patience_) {
+            waitedBefore_.reset();
+        } else if (!waitedBefore_) {
+            waitedBefore_ = process_.WaitedForProcessor();
+        } else if (!isHung_ && now - lastStep_ > patience_ &&
+                   now - lastStep_ > patience_ + process_.WaitedForProcessor() - *waitedBefore_) {
             isHung_ = true;
             process_.Kill();
         }
@@ -157,6 +162,8 @@ private:
     std::optional<steady_clock::time_point> stopBy_;
     std::uint64_t steps_ = 0;
     steady_clock::time_point lastStep_ = steady_clock::now();
+    // How long it had waited for a processor soon after its last step. On a busy machine that is not its fault.
+    std::optional<std::chrono::nanoseconds> waitedBefore_;
 };
 
 class Crew {
@@ -171,8 +178,18 @@ public:
             std::vector<int> lines;
             std::ranges::transform(employees_, std::back_inserter(lines), &Employee::Lines);
             WaitForAny(lines, Turn);
+            std::vector<std::pair<std::int64_t, WorkerEnd>> ended;
             for (auto one = employees_.begin(); one != employees_.end();) {
-                one = Attend(*one) ? employees_.erase(one) : std::next(one);
+                const std::optional<WorkerEnd> end = Attend(*one);
+                if (end) {
+                    ended.emplace_back(one->Id(), *end);
+                }
+                one = end ? employees_.erase(one) : std::next(one);
+            }
+            // The client may take long to look at results. Meanwhile the next workers are at work.
+            Hire();
+            for (const auto& [id, end] : ended) {
+                client_.OnEnd(id, end);
             }
             client_.OnTurn();
         }
@@ -189,21 +206,20 @@ private:
         }
     }
 
-    // True if the worker has ended.
-    bool Attend(Employee& one) {
+    // How the worker ended; nothing while it works.
+    std::optional<WorkerEnd> Attend(Employee& one) {
         if (client_.StopRequested()) {
             one.AskToStop();
         }
         one.TakeLines(client_);
         one.Watch();
         client_.OnStanding(one.Id(), one.Where());
-        const std::optional<WorkerEnd> end = one.End();
+        std::optional<WorkerEnd> end = one.End();
         if (end) {
             SayIfUnfiltered(one);
             SayIfRefused(one);
-            client_.OnEnd(one.Id(), *end);
         }
-        return end.has_value();
+        return end;
     }
 
     static void SayIfUnfiltered(const Employee& one) {

@@ -31,7 +31,8 @@ public:
     CrewClient& operator=(const CrewClient&) = delete;
     virtual ~CrewClient() = default;
 
-    /// Called whenever a worker is free. The crew is done when there is no order and no worker is busy.
+    /// Called whenever a worker is free, even before `OnEnd` for the worker that has just become free. The crew is done
+    /// when there is no order and no worker is busy.
     virtual std::optional<Order> NextOrder() = 0;
     /// A line from the worker, without its line break. It must be trusted as little as the medium.
     virtual void OnLine(std::int64_t /*id*/, const std::string& /*line*/) {}
@@ -47,8 +48,8 @@ public:
 struct CrewOptions {
     /// How many workers run at the same time.
     int workers = 1;
-    /// How long a worker may make no progress without waiting for the medium. For tests, the environment variable
-    /// SALVOR_TEST_PATIENCE overrides it, in milliseconds.
+    /// How long a worker may make no progress without waiting for the medium or a processor. For tests, the environment
+    /// variable SALVOR_TEST_PATIENCE overrides it, in milliseconds.
     std::chrono::milliseconds patience = std::chrono::seconds(30);
 };
 

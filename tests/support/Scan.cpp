@@ -132,8 +132,13 @@ std::vector<std::vector<Found>> ScanTogether(std::span<IRawFileType* const> type
         const SectorBlock block = BlockOf(medium, first, count);
         const std::span bytes(block.data, static_cast<std::size_t>(count * block.sectorSize));
         const bool isZero = std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
+        // All are asked before the first scans for its family.
+        std::vector<bool> leavesOut;
+        for (IRawFileType* type : types) {
+            leavesOut.push_back(leaveOut && LeavesOut(*type, block, isZero, isZero && wasZero));
+        }
         for (std::size_t i = 0; i < types.size(); ++i) {
-            if (!leaveOut || !LeavesOut(*types[i], block, isZero, isZero && wasZero)) {
+            if (!leavesOut[i]) {
                 types[i]->ScanBlock(&block, &sinks[i]);
             }
         }
