@@ -341,6 +341,21 @@ public:
     SegmentScan Take() { return std::move(scanned_); }
 
 private:
+    // Gives the sectors that are done.
+    SectorRange ScanOrPass(BlockReader& reader, const ReadBlock& read, bool isBehind) {
+        // Behind the part, a scanner at rest is asked at every border.
+        const bool mayPass = !isBehind || std::ranges::none_of(active_, [&](const KeptScanner& kept) {
+            return MayPassZeros(kept.rest, read.sectors);
+        });
+        if (mayPass && session_.PassZeros(read, active_)) {
+            reader.SkipZeros();
+            return read.zeros;
+        }
+        session_.ScanBlock(read, active_, request_.withStarts && !isBehind,
+                           [](const KeptScanner& kept) { return &kept.scan->finds; });
+        return read.sectors;
+    }
+
     bool ScanBlocks(BlockRange blocks) {
         const bool isBehind = blocks.first == scanned_.blocks.end;
         const auto isNeeded = [&] {
@@ -356,18 +371,7 @@ private:
             if (session_.ShallStop()) {
                 return false;
             }
-            SectorRange sectors = read->sectors;
-            // Behind the part, a scanner at rest is asked at every border.
-            const bool mayPass = !isBehind || std::ranges::none_of(active_, [&](const KeptScanner& kept) {
-                return MayPassZeros(kept.rest, read->sectors);
-            });
-            if (mayPass && session_.PassZeros(*read, active_)) {
-                sectors = read->zeros;
-                reader.SkipZeros();
-            } else {
-                session_.ScanBlock(*read, active_, request_.withStarts && !isBehind,
-                                   [](const KeptScanner& kept) { return &kept.scan->finds; });
-            }
+            const SectorRange sectors = ScanOrPass(reader, *read, isBehind);
             const std::int64_t next = sectors.first + sectors.count;
             const BlockRange done{grid_.BlockOf(sectors.first), grid_.BlockOf(next - 1) + 1};
             const bool shallEnd = observer_.PartShallEnd();
