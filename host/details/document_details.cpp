@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <initializer_list>
 #include <optional>
 #include <pugixml.hpp>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -227,13 +229,47 @@ FileDetails ReadCompound(ByteWindow& window) {
     return details;
 }
 
+// The words between the tags, with entities as characters.
+std::string PlainText(const std::string& markup) {
+    pugi::xml_document document;
+    const bool isSound = document.load_string(("<t>" + markup + "</t>").c_str());
+    std::istringstream words(isSound ? document.first_child().child_value() : markup);
+    std::string text;
+    for (std::string word; words >> word;) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+FileDetails ReadWebPage(MediumSource& page) {
+    constexpr std::int64_t mostBytes = std::int64_t{64} << 10;
+    std::string head(static_cast<std::size_t>(std::min(page.Size(), mostBytes)), '\0');
+    head.resize(page.ReadAt(0, std::bit_cast<std::uint8_t*>(head.data()), head.size()));
+    std::string lower = head;
+    std::ranges::transform(lower, lower.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+    const std::size_t begin = lower.find('>', lower.find("<title"));
+    const std::size_t end = lower.find("</title", begin);
+    FileDetails details;
+    if (end != std::string::npos) {
+        details.title = PlainText(head.substr(begin + 1, end - begin - 1));
+    }
+    return details;
+}
+
 }  // namespace
 
 FileDetails ReadDocumentDetails(MediumSource& document) {
     SourceWindow file(document);
     const ByteSpan head = file.At(0, 2);
-    const bool isPackage = !head.empty() && head[0] == 'P' && head[1] == 'K';
-    return isPackage ? ReadPackage(file) : ReadCompound(file);
+    if (head.size() < 2) {
+        return {};
+    }
+    if (head[0] == 'P' && head[1] == 'K') {
+        return ReadPackage(file);
+    }
+    // The first bytes of a compound file.
+    return head[0] == 0xD0 && head[1] == 0xCF ? ReadCompound(file) : ReadWebPage(document);
 }
 
 }  // namespace salvor

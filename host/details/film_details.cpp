@@ -156,6 +156,15 @@ std::string CameraOf(const AVDictionary* data) {
     return maker.empty() || model.starts_with(maker) ? model : maker + (model.empty() ? "" : " ") + model;
 }
 
+// Ogg names its streams, not the file.
+std::string TitleOf(const AVFormatContext& film) {
+    std::string title = FirstText(film.metadata, {"title"});
+    if (title.empty() && film.nb_streams == 1) {
+        title = FirstText(film.streams[0]->metadata, {"title"});
+    }
+    return title;
+}
+
 void TakePixels(const AVFormatContext& film, FileDetails& details) {
     for (unsigned i = 0; i < film.nb_streams; ++i) {
         const AVStream& stream = *film.streams[i];
@@ -225,7 +234,7 @@ FileDetails ReadFilmDetails(MediumSource& film) {
         TakePixels(*context, details);
     }
     details.taken = TakenOf(context->metadata);
-    details.title = FirstText(context->metadata, {"title"});
+    details.title = TitleOf(*context);
     details.camera = CameraOf(context->metadata);
     library.closeInput(&context);
     return details;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -25,9 +26,12 @@ namespace salvor {
 
 namespace {
 
-// Types that the picture library reads and browsers show.
-constexpr std::array ShownTypes{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png,
-                                FileTypeIndex::Gif,        FileTypeIndex::Bmp,          FileTypeIndex::Webp};
+using std::chrono::steady_clock;
+
+// Types whose header gives their pixels, or that the picture library reads and browsers show.
+constexpr std::array ShownTypes{
+    FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png, FileTypeIndex::Gif, FileTypeIndex::Bmp,
+    FileTypeIndex::Webp,       FileTypeIndex::Ico,          FileTypeIndex::Cur, FileTypeIndex::Pcx, FileTypeIndex::Xcf};
 // Types that it reads and browsers do not show.
 constexpr std::array PreviewTypes{FileTypeIndex::Crw, FileTypeIndex::Cr2, FileTypeIndex::Cr3, FileTypeIndex::Dcr,
                                   FileTypeIndex::Mrw, FileTypeIndex::Nef, FileTypeIndex::Orf, FileTypeIndex::Pef,
@@ -43,7 +47,8 @@ constexpr std::array FilmTypes{FileTypeIndex::Mp4, FileTypeIndex::Mov, FileTypeI
 constexpr std::array DocumentTypes{FileTypeIndex::Doc,  FileTypeIndex::Xls, FileTypeIndex::Ppt,  FileTypeIndex::Vsd,
                                    FileTypeIndex::Mpp,  FileTypeIndex::Pub, FileTypeIndex::Docx, FileTypeIndex::Xlsx,
                                    FileTypeIndex::Pptx, FileTypeIndex::Odt, FileTypeIndex::Ods,  FileTypeIndex::Odp,
-                                   FileTypeIndex::Odg,  FileTypeIndex::Odb, FileTypeIndex::Odf};
+                                   FileTypeIndex::Odg,  FileTypeIndex::Odb, FileTypeIndex::Odf,  FileTypeIndex::Max,
+                                   FileTypeIndex::Html};
 
 template <class Types>
 bool IsOneOf(const Types& types, std::int32_t type) {
@@ -60,7 +65,9 @@ std::optional<DetailsReader> ReaderOf(const Finding& finding) {
     if (IsOneOf(DocumentTypes, finding.type) || ExtensionOf(finding) == "epub") {
         return DetailsReader::Document;
     }
-    return finding.type == FileTypeIndex::Pdf ? std::optional(DetailsReader::Pdf) : std::nullopt;
+    // Drawings of type AI are PDF inside, but for very old ones.
+    return finding.type == FileTypeIndex::Pdf || finding.type == FileTypeIndex::Ai ? std::optional(DetailsReader::Pdf)
+                                                                                   : std::nullopt;
 }
 
 class DetailsClient : public CrewClient {
@@ -83,6 +90,7 @@ public:
             if (!reader) {
                 continue;
             }
+            end_ += MostTimePerFile;
             const PlannedFile file = files[i];
             const bool withPreview = folder != nullptr && IsOneOf(PreviewTypes, file.finding.type);
             std::vector<DetailsQuestion>& questions = byReader[*reader];
@@ -145,7 +153,10 @@ public:
         }
     }
 
-    bool StopRequested() override { return salvor::StopRequested(); }
+    bool StopRequested() override { return salvor::StopRequested() || IsLate(); }
+
+    /// The files have used up their time.
+    bool IsLate() const { return steady_clock::now() > end_; }
 
 private:
     // The preview's path; empty if it cannot be kept.
@@ -167,6 +178,9 @@ private:
         return "";
     }
 
+    // Files take a few milliseconds each. Only a medium full of bombs takes longer than this.
+    static constexpr std::chrono::milliseconds MostTimePerFile{100};
+
     MediumAccess access_;
     const PlannedFiles& files_;
     std::size_t from_;
@@ -177,6 +191,7 @@ private:
     std::map<std::int64_t, std::vector<DetailsQuestion>> asked_;
     std::int64_t nextId_ = 0;
     std::int64_t& previewBytes_;
+    steady_clock::time_point end_ = steady_clock::now() + std::chrono::minutes(2);
 };
 
 }  // namespace
@@ -193,15 +208,19 @@ void DetailsOfFiles::FindFrom(std::size_t index) {
     from_ = index;
     found_.assign(std::min(atOnce, files_.size() - index), {});
     DetailsClient client(AccessTo(medium_, image_), files_, from_, found_, filter_, folder_, previewBytes_);
-    if (isImpossible_ || !client.HasQuestions()) {
+    if (hasGivenUp_ || !client.HasQuestions()) {
         return;
     }
     try {
         // More workers would make a disk seek.
         RunCrew({.workers = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))}, client);
     } catch (const Failure& failure) {
-        isImpossible_ = true;
+        hasGivenUp_ = true;
         Say("nothing is found out about dates, sizes and titles of files: {}", failure.what());
+    }
+    if (client.IsLate()) {
+        hasGivenUp_ = true;
+        Say("reading dates, sizes and titles took too long; the other files get none");
     }
 }
 

@@ -39,7 +39,7 @@ private:
     std::vector<FileDetails> found_;
     std::size_t from_ = 0;
     std::int64_t previewBytes_ = 0;
-    bool isImpossible_ = false;
+    bool hasGivenUp_ = false;
 };
 
 /// Notes the details of all files in the plan, for a filter that asks for them.

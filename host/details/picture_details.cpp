@@ -8,7 +8,10 @@
 #include <exiv2/exiv2.hpp>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <utility>
+
+#include "frame/bytes/Bytes.h"
 
 namespace salvor {
 
@@ -190,6 +193,44 @@ std::vector<std::uint8_t> PreviewOf(const Exiv2::Image& image) {
     return {preview.pData(), preview.pData() + preview.size()};
 }
 
+// Pixels in the headers of formats that the library does not know, and of the smallest GIF files, which it refuses.
+void TakeHeaderPixels(MediumSource& picture, FileDetails& details) {
+    std::array<std::uint8_t, 512> bytes{};
+    const ByteSpan head = ByteSpan(bytes).first(picture.ReadAt(0, bytes.data(), bytes.size()));
+    constexpr std::size_t mostUsed = 26;
+    if (head.size() < mostUsed) {
+        return;
+    }
+    const auto begins = [&head](std::string_view magic) {
+        return std::ranges::equal(magic, head.first(magic.size()), {},
+                                  [](char c) { return static_cast<std::uint8_t>(c); });
+    };
+    const auto shortAt = [&head](std::size_t at) {
+        return std::int64_t{LoadLittle<std::uint16_t>(head, at)};
+    };
+    if (begins("GIF8")) {
+        details.width = shortAt(6);
+        details.height = shortAt(8);
+    } else if (begins("gimp xcf ")) {
+        details.width = LoadBig<std::uint32_t>(head, 14);
+        details.height = LoadBig<std::uint32_t>(head, 18);
+    } else if (begins("\x0A")) {
+        // PCX: the corners of the picture, which both belong to it.
+        details.width = shortAt(8) - shortAt(4) + 1;
+        details.height = shortAt(10) - shortAt(6) + 1;
+    } else if (begins(std::string_view("\0\0\1\0", 4)) || begins(std::string_view("\0\0\2\0", 4))) {
+        // Icons and cursors: the largest picture; 0 stands for 256.
+        const auto count = static_cast<std::size_t>(shortAt(4));
+        for (std::size_t i = 0, at = 6; i < count && at + 2 <= head.size(); ++i, at += 16) {
+            const std::int64_t width = head[at] == 0 ? 256 : head[at];
+            if (width > details.width) {
+                details.width = width;
+                details.height = head[at + 1] == 0 ? 256 : head[at + 1];
+            }
+        }
+    }
+}
+
 }  // namespace
 
 // This version of the library passes pointers in a way that the language has deprecated.
@@ -201,20 +242,22 @@ PictureDetails ReadPictureDetails(MediumSource& picture, bool withPreview) {
     PictureDetails details;
     try {
         const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new SourceIo(picture)));
-        if (image.get() == nullptr) {
-            return details;
-        }
-        image->readMetadata();
-        details.known.width = image->pixelWidth();
-        details.known.height = image->pixelHeight();
-        details.known.taken = TakenOf(image->exifData());
-        details.known.camera = CameraOf(image->exifData());
-        details.known.title = TitleOf(*image);
-        if (withPreview) {
-            details.preview = PreviewOf(*image);
+        if (image.get() != nullptr) {
+            image->readMetadata();
+            details.known.width = image->pixelWidth();
+            details.known.height = image->pixelHeight();
+            details.known.taken = TakenOf(image->exifData());
+            details.known.camera = CameraOf(image->exifData());
+            details.known.title = TitleOf(*image);
+            if (withPreview) {
+                details.preview = PreviewOf(*image);
+            }
         }
     } catch (const std::exception&) {
         // The file is damaged, but what was read before is as good as in other files.
+    }
+    if (details.known.width <= 0) {
+        TakeHeaderPixels(picture, details.known);
     }
     return details;
 }

@@ -85,8 +85,8 @@ Bytes PdfWith(const std::string& info) {
 // Titles of the fixtures, and what a film adds to them.
 TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     const TempFolder folder;
-    const std::vector<std::string> names{"letter.doc", "letter.docx", "letter.odt", "tagged.mp3",
-                                         "film.mov",   "stream.ts",   "dated.pdf",  "video.rm"};
+    const std::vector<std::string> names{"letter.doc", "letter.docx", "letter.odt", "tagged.mp3", "film.mov",
+                                         "stream.ts",  "dated.pdf",   "video.rm",   "mono.pcx",   "layers.xcf"};
     Bytes medium;
     for (const std::string& name : names) {
         const Bytes file = name == "dated.pdf" ? PdfWith(R"(<</Title(A \(b\))/CreationDate(D:20210504123310+02'00')>>)")
@@ -109,6 +109,8 @@ TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     EXPECT_EQ(details["mov"], json({{"width", 64}, {"height", 48}}));
     EXPECT_EQ(details["ts"], json({{"width", 48}, {"height", 32}}));
     EXPECT_EQ(details["rm"], json({{"width", 176}, {"height", 144}}));
+    EXPECT_EQ(details["pcx"], json({{"width", 120}, {"height", 80}}));
+    EXPECT_EQ(details["xcf"], json({{"width", 90}, {"height", 70}}));
     EXPECT_EQ(details["pdf"], json({{"title", "A (b)"}, {"taken", "2021-05-04T12:33:10"}}));
 }
 
@@ -150,6 +152,23 @@ Bytes FilmOfManySamples() {
         film = Join({film, Header(0xF0000100, around)});
     }
     return Join({film, table});
+}
+
+TEST(Details, OfAPageAreTheWordsOfItsTitle) {
+    const std::string page =
+        "<!DOCTYPE html><HTML><head><TITLE lang='en'>\n Salt &amp;\n  pepper </TITLE></head></HTML>";
+    FakeDevice device(Bytes(page.begin(), page.end()));
+    EXPECT_EQ(ReadDocumentDetails(device).title, "Salt & pepper");
+}
+
+TEST(Details, OfAnIconAreThePixelsOfItsLargestPicture) {
+    Bytes icon{0, 0, 1, 0, 3, 0};
+    for (const std::uint8_t side : Bytes{32, 0, 48}) {
+        icon.insert(icon.end(), {side, side});
+        icon.resize(icon.size() + 14);
+    }
+    FakeDevice device(icon);
+    EXPECT_EQ(ReadPictureDetails(device, false).known.width, 256);
 }
 
 TEST(Details, BombsHaveNone) {
