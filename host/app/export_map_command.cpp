@@ -112,7 +112,7 @@ ExitStatus RunExportMap(const ExportMapCommand& command) {
         Tell(fmt::format("worth reading next: {} with {}\n", Counted(std::ssize(areas), "area"),
                          FormatSize(missing.SectorCount() * sectorSize)));
     }
-    return ExitStatus::Done;
+    return finds.IsWhole() ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 }  // namespace

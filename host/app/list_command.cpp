@@ -61,7 +61,7 @@ ExitStatus RunList(const ListCommand& command) {
         }
     }
     Tell(text);
-    return shown.damagedLines == 0 ? ExitStatus::Done : ExitStatus::Losses;
+    return shown.isWhole ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 }  // namespace

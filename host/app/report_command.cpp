@@ -44,22 +44,24 @@ OutPlace PlaceFor(const ReportCommand& command, const ReportFormat& format, cons
     return {OpenReportFolder(path.parent_path().string()), path.filename().string()};
 }
 
-void WriteReport(const ReportCommand& command, const Folder& folder, const ReportFormat& format) {
+// False if lines of the folder's report are damaged.
+bool WriteReport(const ReportCommand& command, const Folder& folder, const ReportFormat& format) {
     ReportReader reader(folder);
     if (command.out == "-") {
         format.write(reader, Tell);
-        return;
-    }
-    const OutPlace place = PlaceFor(command, format, reader.Summary());
-    LineFile file(place.folder, place.name);
-    format.write(reader, [&file](const std::string& text) { file.Add(text); });
-    file.TakeName();
-    if (!command.quiet) {
-        Tell(fmt::format("{}\n", Printable((place.folder.Path() / place.name).string())));
+    } else {
+        const OutPlace place = PlaceFor(command, format, reader.Summary());
+        LineFile file(place.folder, place.name);
+        format.write(reader, [&file](const std::string& text) { file.Add(text); });
+        file.TakeName();
+        if (!command.quiet) {
+            Tell(fmt::format("{}\n", Printable((place.folder.Path() / place.name).string())));
+        }
     }
     if (reader.DamagedLines() > 0) {
         Say("passed over {} of the report in '{}'", Counted(reader.DamagedLines(), "damaged line"), command.folder);
     }
+    return reader.DamagedLines() == 0;
 }
 
 // The page must be beside the files that it shows.
@@ -79,14 +81,15 @@ ExitStatus RunReport(const ReportCommand& command) {
     }
     const Folder folder = OpenReportFolder(command.folder);
     GiveUpRootRights(folder, false);
+    bool isWhole = true;
     for (const std::string& word : command.formats) {
         if (word == PageFormat) {
             WritePageOf(command, folder);
         } else {
-            WriteReport(command, folder, *std::ranges::find(ReportFormats(), word, &ReportFormat::name));
+            isWhole &= WriteReport(command, folder, *std::ranges::find(ReportFormats(), word, &ReportFormat::name));
         }
     }
-    return ExitStatus::Done;
+    return isWhole ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 }  // namespace

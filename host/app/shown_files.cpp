@@ -150,6 +150,7 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
     }
     shown.image = finds.image;
     shown.image.map = {};
+    shown.isWhole = finds.IsWhole();
     shown.summary.image = finds.image.path;
     shown.summary.imageSize = medium.SizeInBytes();
     shown.summary.sectorSize = medium.SectorSize();
@@ -206,7 +207,7 @@ ShownFiles ShowWritten(const ShownOptions& options, const ShownChoice& choice, c
         // Another image may have what could not be read then.
         shown.summary.unreadable = {};
     }
-    shown.damagedLines = reader.DamagedLines();
+    shown.isWhole = reader.DamagedLines() == 0;
     return shown;
 }
 

@@ -32,8 +32,8 @@ struct ShownFiles {
     /// Where the files' bytes are. The sectors of it that must not be read are in the summary.
     ImageSpec image;
     ReportSummary summary;
-    /// Lines of a report that are no longer readable.
-    std::int64_t damagedLines = 0;
+    /// False if the scan lost something, or if lines of the report are damaged.
+    bool isWhole = true;
     /// Files that are not shown because of their bytes or their details, by reason.
     std::map<std::string, std::int64_t> leftOut{};
 };

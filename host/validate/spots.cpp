@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 #include <tuple>
+#include <utility>
 
 namespace salvor {
 
@@ -15,11 +16,12 @@ int GeneralityOf(std::int32_t type) {
     return type == FileTypeIndex::Asf || type == FileTypeIndex::Srf || type == FileTypeIndex::Zip ? 1 : 0;
 }
 
-Spots::Spots(const Medium& medium, const Sightings& seen) : sectorCount_(medium.SectorCount()), finds_(seen.finds) {
+Spots::Spots(const Medium& medium, std::vector<Find> finds, std::vector<std::int64_t> starts)
+    : sectorCount_(medium.SectorCount()), finds_(std::move(finds)) {
     std::ranges::sort(finds_, {}, [](const Find& find) { return std::tuple(find.startSector, find.type, find.size); });
     finds_.erase(std::unique(finds_.begin(), finds_.end()), finds_.end());
-    std::vector<std::int64_t> starts = seen.starts;
     std::ranges::sort(starts);
+    spots_.reserve(finds_.size() + starts.size());
     std::size_t start = 0;
     const auto addStartsUpTo = [&](std::int64_t sector) {
         for (; start < starts.size() && starts[start] < sector; ++start) {
@@ -29,11 +31,11 @@ Spots::Spots(const Medium& medium, const Sightings& seen) : sectorCount_(medium.
         }
     };
     for (std::size_t i = 0; i < finds_.size();) {
-        Spot spot{finds_[i].startSector, i, 0, false};
+        Spot spot{finds_[i].startSector, static_cast<std::uint32_t>(i), 0, false};
         while (i < finds_.size() && finds_[i].startSector == spot.sector) {
             ++i;
         }
-        spot.findCount = i - spot.firstFind;
+        spot.findCount = static_cast<std::uint32_t>(i) - spot.firstFind;
         addStartsUpTo(spot.sector);
         for (; start < starts.size() && starts[start] == spot.sector; ++start) {
             spot.isStart = true;

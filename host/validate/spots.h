@@ -17,12 +17,12 @@ int GeneralityOf(std::int32_t type);
 /// The value for plain text, the highest of all.
 inline constexpr int MostGeneral = 2;
 
-/// A sector with finds or a validator's own signature.
+/// A sector with finds or a validator's own signature. There may be millions.
 struct Spot {
     std::int64_t sector = 0;
     /// Index among the sorted finds.
-    std::size_t firstFind = 0;
-    std::size_t findCount = 0;
+    std::uint32_t firstFind = 0;
+    std::uint32_t findCount = 0;
     bool isStart = false;
     /// Another whole file begins inside and ends after it.
     bool isCrossed = false;
@@ -31,7 +31,7 @@ struct Spot {
 /// What a scan has seen, sector by sector: each spot once, ascending, with its finds and without duplicates.
 class Spots {
 public:
-    Spots(const Medium& medium, const Sightings& seen);
+    Spots(const Medium& medium, std::vector<Find> finds, std::vector<std::int64_t> starts);
 
     /// Index of the first spot at or after this sector.
     std::size_t FirstFrom(std::int64_t sector) const {

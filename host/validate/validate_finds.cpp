@@ -4,8 +4,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <deque>
 #include <limits>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "host/validate/spots.h"
@@ -51,12 +53,12 @@ struct Cover {
 
 class FindsValidator {
 public:
-    FindsValidator(Medium& medium, const Sightings& seen, const ValidateRequest& request, ValidateObserver& observer)
+    FindsValidator(Medium& medium, Sightings seen, const ValidateRequest& request, ValidateObserver& observer)
         : medium_(medium),
           sectorSize_(medium.SectorSize()),
           validators_(request.validators),
           observer_(observer),
-          spots_(medium, seen),
+          spots_(medium, std::move(seen.finds), std::move(seen.starts)),
           neighbours_{.starts = spots_.Starts(), .wholes = {}},
           witnesses_(medium, spots_, neighbours_, request, observer),
           knownGrids_(request.grids),
@@ -66,7 +68,7 @@ public:
           textRuns_(OnMedium(seen.textStarts).Ranges()),
           asked_(spots_.Count() * 2, NotAsked),
           states_(spots_.Count()),
-          judgements_(spots_.Count()) {}
+          judged_(spots_.Count(), NotAsked) {}
 
     Validation Run(const std::function<void(Outcome)>& take) {
         Validation result;
@@ -177,7 +179,7 @@ private:
 
     // True if this spot, inside a whole file, could prove that the file is not whole.
     bool MayUnmask(const Spot& spot, const Cover& whole) const {
-        return IsCredulous(judgements_[whole.spot].finding.type) ||
+        return IsCredulous(JudgementOf(whole.spot).finding.type) ||
                std::ranges::any_of(spots_.FindsAt(spot), [&](const Find& find) {
                    return witnesses_.PhaseOfType(find.type) != Phase::Text && GeneralityOf(find.type) < MostGeneral &&
                           (find.size <= 0 || find.size > whole.end - ByteOf(find.startSector));
@@ -226,19 +228,38 @@ private:
             } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end) {
                 open = {end, i, spots_[i].sector, judgement->validator};
             }
-            judgements_[i] = *judgement;
+            KeepJudgement(i, *judgement);
         }
         NoteWholes();
         return true;
     }
 
+    void KeepJudgement(std::size_t index, const Judgement& judgement) {
+        std::int32_t& judged = judged_[index];
+        const std::span answered(&asked_[2 * index], 2);
+        const auto same = std::ranges::find_if(answered, [&](std::int32_t slot) {
+            return slot >= 0 && answers_[static_cast<std::size_t>(slot)] == judgement;
+        });
+        if (same != answered.end()) {
+            judged = *same;
+        } else if (judged >= 0 && std::ranges::find(answered, judged) == answered.end()) {
+            answers_[static_cast<std::size_t>(judged)] = judgement;
+        } else {
+            judged = static_cast<std::int32_t>(answers_.size());
+            answers_.push_back(judgement);
+        }
+    }
+
+    // The judgement of a spot that is judged.
+    const Judgement& JudgementOf(std::size_t index) const { return answers_[static_cast<std::size_t>(judged_[index])]; }
+
     // The whole file that covers a sector, as far as known.
     Cover WholeAcross(std::int64_t sector) const {
         Cover whole;
         for (std::size_t i = 0; i < spots_.Count() && spots_[i].sector < sector; ++i) {
-            if (states_[i] == State::Judged && judgements_[i].finding.verdict == Verdict::Whole) {
-                whole = {EndOf(spots_[i].sector, judgements_[i].finding), i, spots_[i].sector,
-                         judgements_[i].validator};
+            if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
+                whole = {EndOf(spots_[i].sector, JudgementOf(i).finding), i, spots_[i].sector,
+                         JudgementOf(i).validator};
             }
         }
         return whole;
@@ -252,7 +273,7 @@ private:
     bool Unmasks(std::size_t index, Phase upTo, const Cover& whole) {
         const auto judgement = Judge(index, upTo);
         return judgement && judgement->validator != Nobody && judgement->finding.verdict == Verdict::Whole &&
-               (IsCredulous(judgements_[whole.spot].finding.type) ||
+               (IsCredulous(JudgementOf(whole.spot).finding.type) ||
                 EndOf(spots_[index].sector, judgement->finding) > whole.end);
     }
 
@@ -260,7 +281,7 @@ private:
     // signatures of its own format as long as these do not occur by chance.
     bool MayHideOthers(const Cover& open) const {
         constexpr std::size_t certain = 8;
-        const Finding& claim = judgements_[open.spot].finding;
+        const Finding& claim = JudgementOf(open.spot).finding;
         if (claim.verdict == Verdict::Truncated) {
             return !IsStream(claim.type);
         }
@@ -293,7 +314,7 @@ private:
     void NoteWholes() {
         neighbours_.wholes.clear();
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
-            if (states_[i] == State::Judged && judgements_[i].finding.verdict == Verdict::Whole) {
+            if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
                 neighbours_.wholes.push_back(spots_[i].sector);
             }
         }
@@ -336,7 +357,7 @@ private:
                 ++inRun;
             }
             const bool isFree =
-                states_[i] == State::Nothing || (states_[i] == State::Judged && !IsFile(judgements_[i].finding));
+                states_[i] == State::Nothing || (states_[i] == State::Judged && !IsFile(JudgementOf(i).finding));
             if (isFree && spots_.IsOnMedium(sector) && !take(sector, &spots_[i])) {
                 return false;
             }
@@ -390,8 +411,8 @@ private:
         }
         for (; walk.nextWhole < spots_.Count() && spots_[walk.nextWhole].sector < sector; ++walk.nextWhole) {
             const std::size_t whole = walk.nextWhole;
-            if (states_[whole] == State::Judged && Covers(judgements_[whole].finding)) {
-                walk.wholeEnd = std::max(walk.wholeEnd, EndOf(spots_[whole].sector, judgements_[whole].finding));
+            if (states_[whole] == State::Judged && Covers(JudgementOf(whole).finding)) {
+                walk.wholeEnd = std::max(walk.wholeEnd, EndOf(spots_[whole].sector, JudgementOf(whole).finding));
             }
         }
         const bool hasFind = spot != nullptr && spot->findCount > 0;
@@ -407,7 +428,7 @@ private:
     bool IsFileAt(std::int64_t sector) const {
         const std::size_t i = spots_.IndexFrom(sector);
         return i < spots_.Count() && spots_[i].sector == sector && states_[i] == State::Judged &&
-               IsFile(judgements_[i].finding);
+               IsFile(JudgementOf(i).finding);
     }
 
     // The first sector of the cluster after a text's end, if a text may begin there. It was not noted as a start, since
@@ -490,7 +511,7 @@ private:
             if (text < texts_.size() && texts_[text].startSector == spot.sector) {
                 outcome.finding = texts_[text++].finding;
             } else if (states_[i] == State::Judged) {
-                outcome.finding = judgements_[i].finding;
+                outcome.finding = JudgementOf(i).finding;
             } else if (states_[i] == State::Inside) {
                 outcome.finding = FindingInside(i);
             } else {
@@ -530,10 +551,10 @@ private:
     std::vector<SectorRange> textRuns_;
     // Two entries for each spot, one for each of its phases: an index in `answers_`.
     std::vector<std::int32_t> asked_;
-    std::vector<Judgement> answers_;
+    std::deque<Judgement> answers_;
     std::vector<State> states_;
-    // Valid for spots that are judged.
-    std::vector<Judgement> judgements_;
+    // For spots that are judged: an index in `answers_`.
+    std::vector<std::int32_t> judged_;
     Outcomes texts_;
 };
 
@@ -554,9 +575,9 @@ Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRe
     return validation;
 }
 
-Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
-                         ValidateObserver& observer, const std::function<void(Outcome)>& take) {
-    return FindsValidator(medium, seen, request, observer).Run(take);
+Validation ValidateFinds(Medium& medium, Sightings seen, const ValidateRequest& request, ValidateObserver& observer,
+                         const std::function<void(Outcome)>& take) {
+    return FindsValidator(medium, std::move(seen), request, observer).Run(take);
 }
 
 }  // namespace salvor

@@ -85,7 +85,7 @@ std::string NameOfAsked(std::span<const Validator* const> validators, std::int32
 Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
                          ValidateObserver& observer);
 /// The same for very many finds: `take` gets the outcomes one by one, and none is kept.
-Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
-                         ValidateObserver& observer, const std::function<void(Outcome)>& take);
+Validation ValidateFinds(Medium& medium, Sightings seen, const ValidateRequest& request, ValidateObserver& observer,
+                         const std::function<void(Outcome)>& take);
 
 }  // namespace salvor

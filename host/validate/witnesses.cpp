@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "host/scan/scan_session.h"
@@ -66,9 +67,7 @@ std::int64_t AllowanceOf(const Medium& medium, std::int64_t times) {
     return least + std::min(medium.SizeInBytes(), std::numeric_limits<std::int64_t>::max() / 16) * times;
 }
 
-std::uint64_t KeyOf(std::int64_t sector, Phase phase) {
-    return static_cast<std::uint64_t>(sector) * 4 + static_cast<std::uint64_t>(phase);
-}
+std::pair<std::int64_t, Phase> KeyOfKnown(const KnownFinding* known) { return {known->startSector, known->phase}; }
 
 }  // namespace
 
@@ -92,9 +91,11 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
             coveringPhase_[static_cast<std::size_t>(type)] = validator->phase;
         }
     }
+    known_.reserve(request.known.size());
     for (const KnownFinding& known : request.known) {
-        known_.emplace(KeyOf(known.startSector, known.phase), &known);
+        known_.push_back(&known);
     }
+    std::ranges::stable_sort(known_, {}, KeyOfKnown);
     for (const SetAside& one : request.setAside) {
         setAside_.emplace(one.sector, one.who);
     }
@@ -103,13 +104,15 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
 // The most trusted answer of a phase's validators for a place; nothing if none of them accepts its start. `exceptFor`
 // is not asked.
 std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
-    if (const auto known = known_.find(KeyOf(sector, phase)); known != known_.end()) {
-        const int validator = IndexOf(known->second->validator);
+    const std::pair key(sector, phase);
+    const auto at = std::ranges::lower_bound(known_, key, {}, KeyOfKnown);
+    if (at != known_.end() && KeyOfKnown(*at) == key) {
+        const KnownFinding& known = **at;
+        const int validator = IndexOf(known.validator);
         // The earlier run may have asked more validators, with a larger allowance.
-        if (validator != Nobody && validator != exceptFor && left_ > 0 &&
-            std::min(left_, most) >= known->second->cost) {
-            left_ -= known->second->cost;
-            return Judgement{known->second->finding, validator};
+        if (validator != Nobody && validator != exceptFor && left_ > 0 && std::min(left_, most) >= known.cost) {
+            left_ -= known.cost;
+            return Judgement{known.finding, validator};
         }
     }
     if (left_ <= 0) {

@@ -8,8 +8,8 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "host/validate/spots.h"
 #include "host/validate/validate_finds.h"
@@ -21,6 +21,7 @@ struct Judgement {
     static constexpr int Nobody = -1;
     Finding finding;
     int validator = Nobody;
+    bool operator==(const Judgement&) const = default;
 };
 
 inline bool IsFile(const Finding& finding) { return finding.verdict != Verdict::NoFile; }
@@ -82,7 +83,8 @@ private:
     // For the last answer, a validator ran out of its allowance.
     bool isUsedUp_ = false;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};
-    std::unordered_map<std::uint64_t, const KnownFinding*> known_;
+    // Ordered by sector and phase.
+    std::vector<const KnownFinding*> known_;
     std::set<std::pair<std::int64_t, std::string>> setAside_;
     // By start and type.
     std::map<std::pair<std::int64_t, std::int32_t>, std::int64_t> uncapped_;

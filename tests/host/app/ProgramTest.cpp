@@ -241,6 +241,10 @@ TEST(Program, UsesAJournalThatWasCutAndSaysSo) {
         RunProgram("extract " + Quoted(folder / "finds") + FilesOnly + "--quiet --out " + Quoted(folder / "out"));
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.errors.find("did not end"), std::string::npos) << run.errors;
+    EXPECT_EQ(RunProgram("validate --quiet " + Quoted(folder / "finds")).status, 1);
+    EXPECT_EQ(RunProgram("list " + Quoted(folder / "finds")).status, 1);
+    EXPECT_EQ(RunProgram("export-map " + Quoted(folder / "finds") + " --quiet --out " + Quoted(folder / "map")).status,
+              1);
     const auto files = RecoveredFiles(folder / "out");
     EXPECT_GT(files.size(), 3U);
     EXPECT_LT(files.size(), FilesOnTheCard());
