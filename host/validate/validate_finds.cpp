@@ -51,6 +51,37 @@ struct Cover {
     bool Holds(std::int64_t byte) const { return byte < end; }
 };
 
+// A judgement without the gaps between its fields, as there may be millions.
+class PackedJudgement {
+public:
+    explicit PackedJudgement(const Judgement& judgement)
+        : size_(judgement.finding.size),
+          type_(judgement.finding.type),
+          extension_(judgement.finding.extension),
+          why_(judgement.finding.why),
+          validator_(static_cast<std::int16_t>(judgement.validator)),
+          verdict_(judgement.finding.verdict),
+          beginsInMiddle_(judgement.finding.beginsInMiddle),
+          isCertain_(judgement.finding.isCertain),
+          isUnbroken_(judgement.finding.isUnbroken) {}
+
+    Judgement Get() const {
+        return {{verdict_, size_, type_, extension_, why_, beginsInMiddle_, isCertain_, isUnbroken_}, validator_};
+    }
+    bool operator==(const PackedJudgement&) const = default;
+
+private:
+    std::int64_t size_;
+    std::int32_t type_;
+    Phrase extension_;
+    Phrase why_;
+    std::int16_t validator_;
+    Verdict verdict_;
+    bool beginsInMiddle_ : 1;
+    bool isCertain_ : 1;
+    bool isUnbroken_ : 1;
+};
+
 class FindsValidator {
 public:
     FindsValidator(Medium& medium, Sightings seen, const ValidateRequest& request, ValidateObserver& observer)
@@ -106,17 +137,19 @@ private:
     std::int64_t EndOf(std::int64_t sector, const Finding& finding) const { return ByteOf(sector) + finding.size; }
 
     // The answer of a phase's validators for a spot; each is asked only once.
-    const Judgement* AskOnce(std::size_t index, Phase phase, int exceptFor) {
+    std::optional<Judgement> AskOnce(std::size_t index, Phase phase, int exceptFor) {
         std::int32_t& slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
         if (slot == NotAsked) {
             slot = NoAnswer;
             if (auto answer = witnesses_.Ask(spots_[index].sector, phase, witnesses_.AllowanceOfAFile(), exceptFor)) {
                 slot = static_cast<std::int32_t>(answers_.size());
-                answers_.push_back(*answer);
+                answers_.emplace_back(*answer);
             }
         }
-        return slot == NoAnswer ? nullptr : &answers_[static_cast<std::size_t>(slot)];
+        return slot == NoAnswer ? std::nullopt : std::optional(Answer(slot));
     }
+
+    Judgement Answer(std::int32_t slot) const { return answers_[static_cast<std::size_t>(slot)].Get(); }
 
     // ---- What is at a spot.
 
@@ -126,18 +159,17 @@ private:
         if (!spots_.IsOnMedium(spot.sector)) {
             return Judgement{NoFileBecause(OutsideWhy), Nobody};
         }
-        // Copied, since the next answer may move this one.
         std::optional<Judgement> best;
         bool isUnexamined = false;
         for (const Phase phase : {Phase::Structure, Phase::Bounded}) {
             if (phase > upTo || (best && best->finding.verdict == Verdict::Whole)) {
                 break;
             }
-            const Judgement* const answer = AskOnce(index, phase, exceptFor);
-            if (answer != nullptr && IsUnexamined(answer->finding)) {
+            const std::optional<Judgement> answer = AskOnce(index, phase, exceptFor);
+            if (answer && IsUnexamined(answer->finding)) {
                 isUnexamined = true;
-            } else if (answer != nullptr && (!best || answer->finding.verdict < best->finding.verdict)) {
-                best = *answer;
+            } else if (answer && (!best || answer->finding.verdict < best->finding.verdict)) {
+                best = answer;
             }
         }
         if (spot.findCount > 0 && !(best && best->finding.verdict == Verdict::Whole)) {
@@ -238,20 +270,20 @@ private:
         std::int32_t& judged = judged_[index];
         const std::span answered(&asked_[2 * index], 2);
         const auto same = std::ranges::find_if(answered, [&](std::int32_t slot) {
-            return slot >= 0 && answers_[static_cast<std::size_t>(slot)] == judgement;
+            return slot >= 0 && answers_[static_cast<std::size_t>(slot)] == PackedJudgement(judgement);
         });
         if (same != answered.end()) {
             judged = *same;
         } else if (judged >= 0 && std::ranges::find(answered, judged) == answered.end()) {
-            answers_[static_cast<std::size_t>(judged)] = judgement;
+            answers_[static_cast<std::size_t>(judged)] = PackedJudgement(judgement);
         } else {
             judged = static_cast<std::int32_t>(answers_.size());
-            answers_.push_back(judgement);
+            answers_.emplace_back(judgement);
         }
     }
 
     // The judgement of a spot that is judged.
-    const Judgement& JudgementOf(std::size_t index) const { return answers_[static_cast<std::size_t>(judged_[index])]; }
+    Judgement JudgementOf(std::size_t index) const { return Answer(judged_[index]); }
 
     // The whole file that covers a sector, as far as known.
     Cover WholeAcross(std::int64_t sector) const {
@@ -281,7 +313,7 @@ private:
     // signatures of its own format as long as these do not occur by chance.
     bool MayHideOthers(const Cover& open) const {
         constexpr std::size_t certain = 8;
-        const Finding& claim = JudgementOf(open.spot).finding;
+        const Finding claim = JudgementOf(open.spot).finding;
         if (claim.verdict == Verdict::Truncated) {
             return !IsStream(claim.type);
         }
@@ -480,9 +512,8 @@ private:
     Finding FindingInside(std::size_t index) {
         for (const Phase phase : {Phase::Structure, Phase::Bounded}) {
             const std::int32_t slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
-            if (slot >= 0 && CountsAsStart(answers_[static_cast<std::size_t>(slot)].finding) &&
-                !IsUnexamined(answers_[static_cast<std::size_t>(slot)].finding)) {
-                Finding finding = answers_[static_cast<std::size_t>(slot)].finding;
+            Finding finding = slot >= 0 ? Answer(slot).finding : Finding();
+            if (CountsAsStart(finding) && !IsUnexamined(finding)) {
                 Doubt(spots_[index], finding);
                 return finding;
             }
@@ -551,7 +582,7 @@ private:
     std::vector<SectorRange> textRuns_;
     // Two entries for each spot, one for each of its phases: an index in `answers_`.
     std::vector<std::int32_t> asked_;
-    std::deque<Judgement> answers_;
+    std::deque<PackedJudgement> answers_;
     std::vector<State> states_;
     // For spots that are judged: an index in `answers_`.
     std::vector<std::int32_t> judged_;
