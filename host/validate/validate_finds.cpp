@@ -356,8 +356,8 @@ private:
     std::vector<std::int64_t> EndsOfWholes() const {
         std::vector<std::int64_t> ends;
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
-            if (states_[i] == State::Judged && judgements_[i].finding.verdict == Verdict::Whole) {
-                ends.push_back(EndOf(spots_[i].sector, judgements_[i].finding));
+            if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
+                ends.push_back(EndOf(spots_[i].sector, JudgementOf(i).finding));
             }
         }
         return ends;
