@@ -74,7 +74,7 @@ private:
             carved->known = index;
         }
         const std::optional<Finding> found = FindingOf(index, carved);
-        if (!found || (carved != nullptr && found->verdict > carved->finding.verdict)) {
+        if (!found || (carved != nullptr && IsWorse(*found, file, carved->finding))) {
             return;
         }
         Outcome outcome;
@@ -91,6 +91,11 @@ private:
             outcome.reported = carved->reported;
             *carved = std::move(outcome);
         }
+    }
+
+    // True if carving is to be believed. The size of a living file is a fact, and only a declared end tells more.
+    static bool IsWorse(const Finding& found, const KnownFile& file, const Finding& carved) {
+        return found.verdict > carved.verdict && (file.isDeleted || carved.verdict == Verdict::Whole);
     }
 
     // The finding for the file's extents; nothing if they hold no file or need not be validated.

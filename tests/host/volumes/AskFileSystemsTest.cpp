@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
+#include "host/volumes/prefer_known.h"
 #include "tests/host/volumes/FileSystemImage.h"
 
 namespace salvor {
@@ -84,6 +86,28 @@ TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
     std::filesystem::remove(folder / "card.known");
     EXPECT_NE(extract("other").find("is left out"), std::string::npos);
     EXPECT_NE(ReadFile(folder / "other/original/dir/pieces"), photo);
+}
+
+// A sound that was cut before it was stored seems to go on behind its end. A declared end says more than an entry.
+TEST(PreferKnown, BelievesTheSizeOfALivingFileUnlessItsBytesDeclareOne) {
+    const Finding cut{.verdict = Verdict::Truncated, .size = 900};
+    for (const auto& [verdict, isDeleted, size] : {std::tuple(Verdict::Open, false, std::int64_t{1000}),
+                                                   {Verdict::Open, true, 1024},
+                                                   {Verdict::Whole, false, 1024}}) {
+        KnownFile file;
+        file.size = 1000;
+        file.isDeleted = isDeleted;
+        file.isComplete = true;
+        file.extents = {{8, 1024}};
+        const KnownFiles files({file}, {}, 512);
+        Outcomes outcomes(1);
+        outcomes[0].startSector = 8;
+        outcomes[0].finding = {.verdict = verdict, .size = 1024};
+        PreferKnown(files, {{0, cut}}, 512, outcomes);
+        ASSERT_EQ(outcomes.size(), 1U);
+        EXPECT_EQ(outcomes[0].finding.size, size);
+        EXPECT_EQ(outcomes[0].known, 0);
+    }
 }
 
 // The names contain every byte that a name may have.
