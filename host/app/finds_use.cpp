@@ -162,8 +162,9 @@ ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const std::func
     Validated validated;
     auto& [validation, known] = validated;
     if (filter.asReported) {
-        validation = {ReportedOutcomes(seen.finds, ShapeOf(medium), filter.types), true, {}};
-        seen = {};
+        // Starts are not needed, and there may be as many.
+        const std::vector<Find> finds = std::exchange(seen, {}).finds;
+        validation = {ReportedOutcomes(finds, ShapeOf(medium), filter.types), true, {}};
         EndAtGaps(validation.outcomes, medium);
     } else {
         validated = ValidateSeen(medium, std::move(seen), seeAgain, origin, fileSystems, out, piece, quiet);
