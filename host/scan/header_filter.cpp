@@ -12,8 +12,8 @@ bool HeaderFilter::Add(std::int32_t type, const IPassingScanner& scanner) {
         return false;
     }
     const std::span words = std::span(all).first(static_cast<std::size_t>(count));
-    if (std::ranges::any_of(
-            words, [](const HeaderWord& word) { return word.place + sizeof(word.value) > PairProbes::Reach; })) {
+    // To look at further places costs every sector more than the few types that have words there.
+    if (std::ranges::any_of(words, [](const HeaderWord& word) { return word.place != 0; })) {
         return false;
     }
     for (const HeaderWord& word : words) {
@@ -25,7 +25,7 @@ bool HeaderFilter::Add(std::int32_t type, const IPassingScanner& scanner) {
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             wanted[i] = {values[i], masks[i]};
         }
-        probes_.Add(word.place, wanted);
+        probes_.Add(0, wanted);
         words_.push_back({word, type});
     }
     return true;

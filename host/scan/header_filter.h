@@ -14,7 +14,8 @@ namespace salvor {
 /// Finds out which types a sector may be a header of, by the words that their scanners ask for.
 class HeaderFilter {
 public:
-    /// Adds a type's words. False if the type must see every sector.
+    /// Adds a type's words. False if the type must see every sector, as those do that have words elsewhere than at a
+    /// sector's start.
     bool Add(std::int32_t type, const IPassingScanner& scanner);
 
     /// Calls `take(type)` for all types that `count` sectors may hold headers of, some more than once.
@@ -27,7 +28,7 @@ public:
             }
             for (const Word& word : words_) {
                 std::uint32_t bytes = 0;
-                std::memcpy(&bytes, sector + word.word.place, sizeof(bytes));
+                std::memcpy(&bytes, sector, sizeof(bytes));
                 if ((bytes & word.word.mask) == word.word.value) {
                     take(word.type);
                 }
