@@ -237,7 +237,10 @@ std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
         }
     }
     const double oddsOfBorder = 1.5 * odds - 0.5 + (BeginsLikeFile(file_.From(border)) ? OddsOfFileStart : 0);
-    const bool isBorder = oddsOfBorder > (isPiece_ ? EnoughAfterPiece : EnoughAtBorder + toGoOn);
+    // Files hardly ever fill their last cluster, so this may be the rest of one; but where no old bytes are left, files
+    // of several parts are more frequent than that.
+    const bool isBorder =
+        isPiece_ ? oddsOfBorder > EnoughAfterPiece : hasOldSlack && oddsOfBorder > EnoughAtBorder + 2 * toGoOn;
     return isBorder || OpensInWord(border) ? std::optional(border) : std::nullopt;
 }
 
