@@ -211,7 +211,6 @@ function listen() {
     // The event comes late: another file may have been opened since.
     if (!byId('details').open) {
       byId('details').replaceChildren();
-      list.root.focus({ preventScroll: true });
     }
   });
 }
