@@ -47,6 +47,8 @@ constexpr double HighestOddsOfCluster = 4;
 constexpr double EnoughAfterPiece = 1;
 constexpr double EnoughAtBorder = 3;
 constexpr double OddsOfFileStart = 2.65;
+// For a border at which a mark that files open with follows a letter. Base64 has "//" too.
+constexpr double LeastOddsOfOpening = 1;
 // For the last cluster alone, if the text ends in the middle of a line.
 constexpr double EnoughInLastBeforeBinary = 0;
 constexpr double EnoughInLast = -0.9;
@@ -241,7 +243,7 @@ std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
     // of several parts are more frequent than that.
     const bool isBorder =
         isPiece_ ? oddsOfBorder > EnoughAfterPiece : hasOldSlack && oddsOfBorder > EnoughAtBorder + 2 * toGoOn;
-    return isBorder || OpensInWord(border) ? std::optional(border) : std::nullopt;
+    return isBorder || (odds > LeastOddsOfOpening && OpensInWord(border)) ? std::optional(border) : std::nullopt;
 }
 
 std::optional<std::int64_t> SeamSearch::EndInLast(std::int64_t last) {
