@@ -7,8 +7,7 @@ namespace salvor {
 
 namespace {
 
-// The last line end before `end` is "\r
-// ", as probably all others of the text are.
+// The last line end before `end` is "\r\n", as probably all others of the text are.
 bool HasReturns(Place& file, std::int64_t end, const TextForm& form) {
     constexpr std::int64_t looked = 4096;
     const std::int64_t from = std::max(end - looked, static_cast<std::int64_t>(form.markBytes));

@@ -172,9 +172,8 @@ private:
     int searchesLeft_ = MostSearches;
 };
 
-// The place, up to a cluster's end, where lines that end with "\r
-// " are followed by lines that end with "
-// ", or the other way round.
+// The place, up to a cluster's end, where lines that end with "\r\n" are followed by lines that end with "\n", or the
+// other way round.
 std::optional<std::int64_t> SeamSearch::EndBeforeOtherLineEnds() {
     int alike = 0;
     int others = 0;
