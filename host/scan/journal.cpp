@@ -375,7 +375,8 @@ Journal ReadJournal(const FilePlace& place) {
         journal.header = HeaderFromJson(header);
         TakeSpace(header, lines, journal.header);
     } catch (const std::exception&) {
-        throw fail("it does not begin with the header of a finds file");
+        throw fail(
+            "it does not begin with the header of a finds file; to recover files from an image, use 'salvor recover'");
     }
     const auto index = journal.header.space ? std::optional<SpaceIndex>(*journal.header.space) : std::nullopt;
     while (lines.Next(line)) {
