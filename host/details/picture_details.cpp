@@ -196,7 +196,8 @@ std::vector<std::uint8_t> PreviewOf(const Exiv2::Image& image) {
 // Pixels in the headers of formats that the library does not know, and of the smallest GIF files, which it refuses.
 void TakeHeaderPixels(MediumSource& picture, FileDetails& details) {
     std::array<std::uint8_t, 512> bytes{};
-    const ByteSpan head = ByteSpan(bytes).first(picture.ReadAt(0, bytes.data(), bytes.size()));
+    const auto there = static_cast<std::size_t>(std::min(picture.Size(), std::ssize(bytes)));
+    const ByteSpan head = ByteSpan(bytes).first(picture.ReadAt(0, bytes.data(), there));
     constexpr std::size_t mostUsed = 26;
     if (head.size() < mostUsed) {
         return;
@@ -216,8 +217,8 @@ void TakeHeaderPixels(MediumSource& picture, FileDetails& details) {
         details.height = LoadBig<std::uint32_t>(head, 18);
     } else if (begins("\x0A")) {
         // PCX: the corners of the picture, which both belong to it.
-        details.width = shortAt(8) - shortAt(4) + 1;
-        details.height = shortAt(10) - shortAt(6) + 1;
+        details.width = std::max<std::int64_t>(shortAt(8) - shortAt(4) + 1, 0);
+        details.height = std::max<std::int64_t>(shortAt(10) - shortAt(6) + 1, 0);
     } else if (begins(std::string_view("\0\0\1\0", 4)) || begins(std::string_view("\0\0\2\0", 4))) {
         // Icons and cursors: the largest picture; 0 stands for 256.
         const auto count = static_cast<std::size_t>(shortAt(4));

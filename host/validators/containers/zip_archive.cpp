@@ -14,8 +14,13 @@ using Local = ZipLocalHeader;
 using Central = ZipCentralHeader;
 
 constexpr std::size_t MostMembers = 1U << 20U;
-// How far to search for the end of data without a size, and for the end record of a broken archive.
+// How far to search for the end of data without a size, and for the end record of a broken archive. Media with files in
+// pieces have many broken archives, most of which are small.
+constexpr std::int64_t LeastSearch = std::int64_t{1} << 20U;
 constexpr std::int64_t LongestSearch = std::int64_t{64} << 20U;
+std::int64_t SearchEnd(std::int64_t start, std::int64_t from) {
+    return from + std::clamp(16 * (from - start), LeastSearch, LongestSearch);
+}
 // How many bytes of an archive are unpacked at most, apart from a multiple of its size: some archives unpack without
 // end.
 constexpr std::int64_t UnpackedBytes = std::int64_t{256} << 20U;
@@ -132,7 +137,8 @@ std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, cons
     if (IsRecord(ZipSignatureAt(file_, data))) {
         return data;
     }
-    if (member.method == ZipDeflated && (member.flags & ZipIsEncrypted) == 0) {
+    const bool isPlain = member.method == ZipDeflated && (member.flags & ZipIsEncrypted) == 0;
+    if (isPlain) {
         const auto result = InflateAt(file_, data, file_.Limit(), DeflateFormat::Raw, allowance_);
         if (result) {
             allowance_ -= result->size;
@@ -142,7 +148,7 @@ std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, cons
             return EndOfDescriptor(data + result->packedSize, result->packedSize);
         }
     }
-    const std::int64_t limit = std::min(file_.Limit(), data + LongestSearch);
+    const std::int64_t limit = std::min(file_.Limit(), isPlain ? SearchEnd(start_, data) : data + LongestSearch);
     const std::optional<std::int64_t> end = EndOfDescribedZipData(file_, data, limit, isLong);
     return end ? end : EndOfDescribedZipData(file_, data, limit, !isLong);
 }
@@ -290,7 +296,7 @@ std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
 // After bytes that are not a record, looks for the end record whose offsets match this start.
 bool ZipArchive::FindEnd() {
     static constexpr BytePattern mark = BytePatternOf<"PK\5\6">();
-    const std::int64_t limit = std::min(file_.Limit(), brokenAt_ + LongestSearch);
+    const std::int64_t limit = std::min(file_.Limit(), SearchEnd(start_, brokenAt_));
     const bool isDirectoryEncrypted = !members_.empty() && (members_.back().flags & ZipHasEncryptedDirectory) != 0;
     std::int64_t at = brokenAt_;
     while (const std::optional<std::int64_t> found = file_.Find(mark, at, limit)) {
