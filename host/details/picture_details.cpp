@@ -243,7 +243,8 @@ PictureDetails ReadPictureDetails(MediumSource& picture, bool withPreview) {
     PictureDetails details;
     try {
         const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new SourceIo(picture)));
-        if (image.get() != nullptr) {
+        // The library's readers of films may take minutes for a damaged one.
+        if (image.get() != nullptr && !image->mimeType().starts_with("video/")) {
             image->readMetadata();
             details.known.width = image->pixelWidth();
             details.known.height = image->pixelHeight();
