@@ -28,6 +28,7 @@ PlannedFile FileAt(std::int64_t startSector, std::int64_t size) {
     PlannedFile file;
     file.extents = {{startSector, size}};
     file.finding.size = size;
+    file.finding.type = FileTypeIndex::Png;
     file.path = "png/f" + std::to_string(startSector) + ".png";
     return file;
 }
@@ -80,7 +81,6 @@ TEST_F(FileWriterTest, JoinsExtents) {
         const Folder opened = Folder::Open(folder.Path());
         FileWriter writer(medium, opened, ".part", NeverStops);
         PlannedFile file = FileAt(9000, 3 << 20);
-        file.finding.type = FileTypeIndex::Png;
         file.path = fromDisk ? "png/a.png" : "png/b.png";
         file.extents = {{9000, 2 << 20}, {10, 1024}, {40, (1 << 20) - 1024 - 7}, {8, 7}};
         Bytes expected;
