@@ -28,10 +28,12 @@ constexpr int Nobody = Judgement::Nobody;
 
 constexpr const char* OutsideWhy = "it starts outside the medium";
 
-// Scanners of these types trust the header or decode any bytes: another whole file inside proves them wrong.
+// Files of these types are whole if their header says so or decode from any bytes: another whole file inside proves
+// them wrong. Samples of sound are as long as a header in front of them says.
 bool IsCredulous(std::int32_t type) {
     return type == FileTypeIndex::Bmp || type == FileTypeIndex::Pcx || type == FileTypeIndex::Icc ||
-           type == FileTypeIndex::Mb;
+           type == FileTypeIndex::Mb || type == FileTypeIndex::Wav || type == FileTypeIndex::Aif ||
+           type == FileTypeIndex::Au;
 }
 
 // Any part of a file of these types looks like the start of another one: packets or frames follow each other.

@@ -71,13 +71,18 @@ const Validator Greedy{.name = "greedy",
                                return Read(file, Jpg);
                            },
                        .types = SecondTypes};
+constexpr std::int32_t SoundTypes[] = {FileTypeIndex::Wav};
+const Validator Sound{.name = "sound",
+                      .begins = [](ByteSpan head) { return BeginsWith(head, 'S'); },
+                      .validate = [](Place& file) { return Read(file, FileTypeIndex::Wav); },
+                      .types = SoundTypes};
 constexpr StartSignature LongStarts[] = {{"D-format"}};
 const Validator Signed{.name = "signed",
                        .starts = LongStarts,
                        .begins = [](ByteSpan head) { return BeginsWith(head, 'D'); },
                        .validate = [](Place& file) { return Read(file, FileTypeIndex::Doc); },
                        .types = FirstTypes};
-const Validator* const All[] = {&First, &Second, &Late, &Text, &Greedy, &Signed};
+const Validator* const All[] = {&First, &Second, &Late, &Text, &Greedy, &Sound, &Signed};
 
 class Recorder : public ValidateObserver {
 public:
@@ -173,11 +178,13 @@ TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
     Find(210, FileTypeIndex::Gif, 50000);  // Only a validator's word unmasks a file around it.
     Find(300, FileTypeIndex::Bmp, 50000);  // A header's word hides nothing inside.
     Put(310, "B0002");
+    Put(500, "S0020");  // Nor does a length in front of samples.
+    Put(505, "B0002");
     const Validation validation = Validate();
     EXPECT_EQ(Lines(validation),
               (Texts{"10 doc whole 10240", "14 jpg open 600", "16 jpg open 100", "100 doc damaged 10240",
                      "105 jpg whole 1024", "110 jpg whole 15360", "200 doc whole 10240", "210 gif open 50000",
-                     "300 bmp damaged 50000", "310 jpg whole 1024"}));
+                     "300 bmp damaged 50000", "310 jpg whole 1024", "500 wav damaged 10240", "505 jpg whole 1024"}));
 }
 
 // All hidden files have the format of the file that claims their sectors.
