@@ -18,8 +18,10 @@ constexpr std::size_t MostMembers = 1U << 20U;
 // pieces have many broken archives, most of which are small.
 constexpr std::int64_t LeastSearch = std::int64_t{1} << 20U;
 constexpr std::int64_t LongestSearch = std::int64_t{64} << 20U;
-std::int64_t SearchEnd(std::int64_t start, std::int64_t from) {
-    return from + std::clamp(16 * (from - start), LeastSearch, LongestSearch);
+// `rightBytes` of the archive were right, packed or unpacked.
+std::int64_t SearchedBytes(std::int64_t rightBytes) {
+    constexpr std::int64_t times = 16;
+    return std::max(times * std::min(rightBytes, LongestSearch / times), LeastSearch);
 }
 // How many bytes of an archive are unpacked at most, apart from a multiple of its size: some archives unpack without
 // end.
@@ -137,9 +139,11 @@ std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, cons
     if (IsRecord(ZipSignatureAt(file_, data))) {
         return data;
     }
-    const bool isPlain = member.method == ZipDeflated && (member.flags & ZipIsEncrypted) == 0;
-    if (isPlain) {
-        const auto result = InflateAt(file_, data, file_.Limit(), DeflateFormat::Raw, allowance_);
+    std::int64_t searched = LongestSearch;
+    if (member.method == ZipDeflated && (member.flags & ZipIsEncrypted) == 0) {
+        std::int64_t rightBytes = data - start_;
+        const auto result = InflateAt(file_, data, file_.Limit(), DeflateFormat::Raw, allowance_,
+                                      [&rightBytes](ByteSpan unpacked) { rightBytes += std::ssize(unpacked); });
         if (result) {
             allowance_ -= result->size;
             if (unpacked_.size() < MostMembers) {
@@ -147,8 +151,10 @@ std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, cons
             }
             return EndOfDescriptor(data + result->packedSize, result->packedSize);
         }
+        // Broken, or larger than may be unpacked.
+        searched = SearchedBytes(rightBytes);
     }
-    const std::int64_t limit = std::min(file_.Limit(), isPlain ? SearchEnd(start_, data) : data + LongestSearch);
+    const std::int64_t limit = std::min(file_.Limit(), data + searched);
     const std::optional<std::int64_t> end = EndOfDescribedZipData(file_, data, limit, isLong);
     return end ? end : EndOfDescribedZipData(file_, data, limit, !isLong);
 }
@@ -296,7 +302,7 @@ std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
 // After bytes that are not a record, looks for the end record whose offsets match this start.
 bool ZipArchive::FindEnd() {
     static constexpr BytePattern mark = BytePatternOf<"PK\5\6">();
-    const std::int64_t limit = std::min(file_.Limit(), SearchEnd(start_, brokenAt_));
+    const std::int64_t limit = std::min(file_.Limit(), brokenAt_ + SearchedBytes(brokenAt_ - start_));
     const bool isDirectoryEncrypted = !members_.empty() && (members_.back().flags & ZipHasEncryptedDirectory) != 0;
     std::int64_t at = brokenAt_;
     while (const std::optional<std::int64_t> found = file_.Find(mark, at, limit)) {

@@ -227,6 +227,13 @@ TEST(ZipValidatorTest, DamageIsNeverWhole) {
     const Bytes half(file.begin(), file.begin() + 3500);
     EXPECT_EQ(test::FindingOf("zip", half).verdict, Verdict::Truncated);
     EXPECT_NE(test::FindingOf("zip", half, file).verdict, Verdict::Whole);
+    // The largest 64-bit sizes.
+    Bytes endless = BytesOf("PK\3\4\x2D\0\0\0\0\0"s);
+    for (const Bytes& part : {Bytes(8), Bytes(8, 0xFF), Little(1, 2), Little(20, 2), BytesOf("a"), Little(1, 2),
+                              Little(16, 2), Bytes(16, 0xFF), Bytes(4000)}) {
+        Add(endless, part);
+    }
+    EXPECT_EQ(test::FindingOf("zip", endless).verdict, Verdict::Truncated);
 }
 
 TEST(ZipValidatorTest, PartsOfArchivesAreNotWhole) {
