@@ -141,7 +141,8 @@ private:
                 return Ended();
             }
             if (isOpen_ && (size == 0 || size == UnknownSize) && IsListOf(chunk, data, "movi")) {
-                end_ = EndOfFrames(data + 4, file_.Limit(), IsFrameName);
+                // The medium may end in the last one.
+                end_ = std::min(EndOfFrames(data + 4, file_.Limit(), IsFrameName), file_.Limit());
                 continue;
             }
             const std::int64_t behind = data + size + (size & 1);
@@ -269,8 +270,13 @@ private:
         return last >= end && last <= end + 1;
     }
 
-    // A stream's number and two letters, or one of the few other names among them.
+    // A stream's number and two letters, or one of the few other names among them, with a size that pictures have: the
+    // bytes after the last frame may be those of another file.
     static bool IsFrameName(ByteSpan chunk) {
+        constexpr std::uint32_t largest = std::uint32_t{64} << 20U;
+        if (LoadLittle<std::uint32_t>(chunk, 4) > largest) {
+            return false;
+        }
         const auto isDigit = [](std::uint8_t c) {
             return c >= '0' && c <= '9';
         };

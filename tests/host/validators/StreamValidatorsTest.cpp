@@ -77,6 +77,13 @@ TEST(StreamValidators, FollowTheFramesOfAnUnfinishedFilm) {
     const Finding finding = FindingOf("riff", film, Pattern(70000));
     EXPECT_TRUE(finding.isUnbroken);
     EXPECT_EQ(finding.size, std::ssize(film));
+    // The medium ends in the first frame.
+    const Bytes cut(film.begin(), frames + 4 + 8 + 9);
+    EXPECT_EQ(FindingOf("riff", cut).size, std::ssize(cut));
+    // A size that no frame has belongs to what lies behind the last one.
+    constexpr std::string_view index = "idx1";
+    film.erase(std::search(frames, film.end(), index.begin(), index.end()), film.end());
+    EXPECT_EQ(FindingOf("riff", film, Bytes(70000, '2')).size, std::ssize(film));
 }
 
 // Live recordings may leave error correction out of their packets.
