@@ -103,7 +103,8 @@ bool IsSlackClean(Medium& medium, std::span<const std::int64_t> ends, const Clus
     for (std::size_t i = 0; i < ends.size(); i += step) {
         const ClusterGrid& grid = grids.At(ends[i] / sectorSize);
         const std::int64_t past = (ends[i] - grid.phase * sectorSize) % (grid.sectorsPerCluster * sectorSize);
-        if (past == 0 || ends[i] / sectorSize >= medium.SectorCount()) {
+        // A file that ends before the first cluster has no last one.
+        if (past <= 0 || ends[i] / sectorSize >= medium.SectorCount()) {
             continue;
         }
         // The last sector of the cluster: some systems fill the file's own last sector with zeros, and no others.
