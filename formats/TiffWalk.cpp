@@ -176,7 +176,7 @@ private:
         found_.isDng = found_.isDng || has(TiffTag::DngVersion);
         found_.hasPhotoshopResources = found_.hasPhotoshopResources || has(TiffTag::PhotoshopResources);
         // The metadata packet is in the first directory, which is the first extent.
-        found_.isLaidOutAnew = found_.extents.size() == 1 ? NamesExifTool(entries) : found_.isLaidOutAnew;
+        found_.isLaidOutAnew = found_.extents.size() == 1 ? NamesEditor(entries) : found_.isLaidOutAnew;
         const auto isOneOf = [](const auto& numbers, std::int64_t number) {
             return std::ranges::find(numbers, static_cast<std::uint64_t>(number)) != numbers.end();
         };
@@ -188,15 +188,17 @@ private:
     }
 
     // The program's name is an attribute of the packet's first element.
-    bool NamesExifTool(const Entries& entries) {
-        static constexpr BytePattern name = BytePatternOf<"Image::ExifTool">();
+    bool NamesEditor(const Entries& entries) {
+        static constexpr BytePattern tool = BytePatternOf<"Image::ExifTool">();
+        static constexpr BytePattern library = BytePatternOf<"-Exiv2\"">();
         constexpr std::uint64_t within = 256;
         const auto packet = std::ranges::find(entries, TiffTag::MetadataPacket, &Entry::tag);
         if (packet == entries.end() || IsInline(*packet)) {
             return false;
         }
         const auto length = static_cast<std::size_t>(std::min(packet->count, within));
-        return name.FindIn(file_.At(OffsetOf(*packet), length)).has_value();
+        const ByteSpan start = file_.At(OffsetOf(*packet), length);
+        return tool.FindIn(start).has_value() || library.FindIn(start).has_value();
     }
 
     void TakeEntry(const Entry& entry) {

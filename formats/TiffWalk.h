@@ -35,7 +35,8 @@ struct TiffFile {
     bool missesDirectory = false;
     bool isDng = false;
     bool hasPhotoshopResources = false;
-    /// Its metadata say that ExifTool wrote them. It lays out the whole file anew and pads each picture to even length.
+    /// Its metadata say that ExifTool or Exiv2 wrote them. Both lay out the whole file anew and pad each picture to
+    /// even length.
     bool isLaidOutAnew = false;
     /// A directory has the photometric interpretation or the compression of a sensor's own data.
     bool hasSensorData = false;

@@ -256,12 +256,15 @@ std::int64_t EndOfCopies(Place& file, const TiffFile& tiff, std::int64_t end) {
 
 std::int64_t Padded(const TiffFile& tiff, const Kind& kind, Place& file, std::int64_t end) {
     std::int64_t unit = 1;
+    const bool endsWithPicture = std::ranges::any_of(tiff.extents, [end](const TiffFile::Extent& extent) {
+        return extent.kind == TiffFile::Kind::Picture && extent.End() == end;
+    });
     end = EndOfCopies(file, tiff, end);
     if (IsJoined(file, tiff)) {
         unit = JoinedUnit;
     } else if (tiff.hasPhotoshopResources) {
         unit = 4;
-    } else if (tiff.isDng || tiff.isLaidOutAnew || kind.isPadded) {
+    } else if (tiff.isDng || (tiff.isLaidOutAnew && endsWithPicture) || kind.isPadded) {
         unit = 2;
     }
     return std::min((end + unit - 1) / unit * unit, file.Limit());

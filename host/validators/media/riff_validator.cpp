@@ -217,6 +217,7 @@ private:
     }
 
     void Note(ByteSpan chunk, std::int64_t data) {
+        ++chunks_;
         std::copy_n(chunk.begin(), lastName_.size(), lastName_.begin());
         const bool isList = StartsWith(chunk, PatternOf("LIST"));
         const ByteSpan kind = isList ? file_.At(data, 4) : chunk.first(4);
@@ -313,12 +314,15 @@ private:
         }
     }
 
-    // A FORM of odd length is padded too, which its size does not include. Few writers of RIFF files do so. Before
-    // zeros this cannot be seen; before other bytes a single zero is the padding.
+    // A FORM of odd length is padded too, which its size does not include. Few writers of RIFF files do so, nor does
+    // Java's library, whose FORM has only the two chunks it must have. Before zeros this cannot be seen; before other
+    // bytes a single zero is the padding.
     void TakePadding() {
         const ByteSpan behind = end_ % 2 == 0 ? ByteSpan() : file_.From(end_, 2);
         const bool isZero = !behind.empty() && behind[0] == 0;
-        if (isZero && (form_->type == FileTypeIndex::Aif || (behind.size() > 1 && behind[1] != 0))) {
+        constexpr std::int64_t fewest = 2;
+        const bool isUsual = form_->type == FileTypeIndex::Aif && chunks_ > fewest;
+        if (isZero && (isUsual || (behind.size() > 1 && behind[1] != 0))) {
             ++end_;
         }
     }
@@ -349,6 +353,7 @@ private:
     std::int64_t end_ = 0;
     Name lastName_{};
     std::array<bool, 2> hasWanted_{};
+    std::int64_t chunks_ = 0;
     bool insideIsRight_ = true;
 };
 

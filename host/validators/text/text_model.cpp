@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -75,8 +76,10 @@ void TextModel::Learn(ByteSpan text, std::size_t at) {
 }
 
 void TextModel::Count(std::uint16_t& counter) {
-    ++counter;
-    counted_.push_back(&counter);
+    if (counter < std::numeric_limits<std::uint16_t>::max()) {
+        ++counter;
+        counted_.push_back(&counter);
+    }
 }
 
 void TextModel::Forget() {

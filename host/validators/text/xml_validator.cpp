@@ -54,12 +54,19 @@ std::u16string TakeBareRoot(MarkupReader& text) {
     return isSure ? root : std::u16string();
 }
 
-std::u16string TakeRoot(MarkupReader& text) {
+// An indented element is most likely part of a page, the start of which is elsewhere.
+bool IsIndented(Place& file, std::int64_t at) {
+    const ByteSpan before = at > 0 ? file.At(at - 1, 1) : ByteSpan();
+    return !before.empty() && (before[0] == ' ' || before[0] == '\t');
+}
+
+std::u16string TakeRoot(Place& file, MarkupReader& text) {
     const std::int64_t start = text.At();
     text.SkipWhite();
     if (!IsAtXmlDeclaration(text)) {
+        const bool isPart = IsIndented(file, text.At());
         text.GoTo(start);
-        return TakeBareRoot(text);
+        return isPart ? std::u16string() : TakeBareRoot(text);
     }
     const std::optional<XmlProlog> prolog = TakeXmlProlog(text);
     return prolog && !prolog->isHtml ? prolog->root : std::u16string();
@@ -72,7 +79,7 @@ bool IsNamed(std::u16string_view root, std::u16string_view name) {
 
 Finding Validate(Place& file) {
     MarkupReader text(file, MarkupReader::AnyDocuments);
-    const std::u16string root = TakeRoot(text);
+    const std::u16string root = TakeRoot(file, text);
     text.EndAt(MarkupReader::NoLimit);
     if (root.empty() || IsNamed(root, u"html")) {
         return {};
@@ -99,7 +106,7 @@ constexpr std::int32_t Types[] = {FileTypeIndex::Xml};
 
 bool IsXmlDocument(Place& file) {
     MarkupReader text(file, MarkupReader::AnyDocuments);
-    const std::u16string root = TakeRoot(text);
+    const std::u16string root = TakeRoot(file, text);
     return !root.empty() && !IsNamed(root, u"html");
 }
 

@@ -84,6 +84,7 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
             EXPECT_EQ(test::FindingOf("text", BytesOf(document.file), slack).verdict, Verdict::NoFile);
         }
     }
+    EXPECT_EQ(test::FindingOf("xml", BytesOf("  " + drawing + "<p>"), Slacks()[1]).verdict, Verdict::NoFile);
     // A plain-text message has no end mark of its own.
     const std::string letter = "To: d\nDate: Mon\n\nOne line\nand another\n";
     const Finding plain = test::FindingOf("mail", BytesOf(letter), Slacks()[1]);

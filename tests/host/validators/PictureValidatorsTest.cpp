@@ -208,6 +208,12 @@ TEST(PictureValidators, TiffIsPaddedByTheProgramThatItsMetadataName) {
     EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).size, 86);
     file[60] = '-';
     EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).size, 85);
+    std::ranges::copy(std::string_view("-Exiv2\""), file.begin() + 60);
+    EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).size, 86);
+    // The metadata are behind the strip.
+    file[18] = 0x32;
+    file[42] = 0x35;
+    EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).size, 85);
 }
 
 // A computed brush and a sampled one of 3 by 2 points, in rows with their lengths in front.
