@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/scan/scan_session.h"
+#include "host/scan/first_find.h"
 #include "host/validators/pdf_end.h"
 
 namespace salvor {
@@ -38,28 +38,6 @@ Finding Checked(Finding finding, std::int64_t limit) {
     }
     return finding;
 }
-
-// Stops a scan once it has found the file at its first sector.
-class FirstFind : public ScanObserver {
-public:
-    FirstFind(std::int64_t sector, std::int64_t sectorSize, std::int64_t mostBytes)
-        : sector_(sector), sectorSize_(sectorSize), mostBytes_(mostBytes) {}
-    void OnFind(const Find& find) override {
-        if (find.startSector == sector_) {
-            size = find.size;
-        }
-    }
-    void OnBlockDone(std::int64_t nextSector) override { bytes = (nextSector - sector_) * sectorSize_; }
-    bool StopRequested() override { return size || bytes > mostBytes_; }
-
-    std::optional<std::int64_t> size;
-    std::int64_t bytes = 0;
-
-private:
-    std::int64_t sector_;
-    std::int64_t sectorSize_;
-    std::int64_t mostBytes_;
-};
 
 // Files do not share bytes, but failed attempts read the same bytes again.
 std::int64_t AllowanceOf(const Medium& medium, std::int64_t times) {
@@ -203,16 +181,10 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
         return find.size;
     }
     constexpr std::int64_t highCap = std::int64_t{1} << 37;
-    constexpr std::int64_t blockBytes = std::int64_t{1} << 20;
-    FirstFind found(find.startSector, medium_.SectorSize(), std::min(left_, perFile_));
-    ScanRequest request;
-    request.range = {find.startSector, medium_.SectorCount() - find.startSector};
-    request.blockSectors = blockBytes / medium_.SectorSize();
-    request.types = {find.type};
-    request.caps = {{find.type, highCap}};
-    ScanRange(medium_, request, found);
+    const FirstFound found =
+        FirstFindAt(medium_, {find.startSector, {find.type}, {{find.type, highCap}}, std::min(left_, perFile_)});
     left_ -= found.bytes;
-    return uncapped_[{find.startSector, find.type}] = std::max(found.size.value_or(0), find.size);
+    return uncapped_[{find.startSector, find.type}] = std::max(found.find ? found.find->size : 0, find.size);
 }
 
 // Scanners include white space in the document even if it may belong to another file.

@@ -4,6 +4,8 @@
 #include <stdexcept>
 
 #include "host/medium/extent_source.h"
+#include "host/scan/first_find.h"
+#include "host/scan/scanners.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_finds.h"
 
@@ -26,26 +28,41 @@ private:
     std::int32_t file_;
 };
 
+std::vector<std::int32_t> TypesWithoutValidator() {
+    std::vector<std::int32_t> types = AllTypes();
+    std::erase_if(types, HasValidator);
+    return types;
+}
+
 // Verdict `NoFile` if no file begins with the first extent.
 std::optional<Finding> FindingOf(Worker& worker, const ValidateRequest& request, const Json& question) {
     const auto extents = ExtentsFromJson(question, "extents");
     if (!extents || extents->empty()) {
         throw std::invalid_argument("no extents");
     }
+    const SectorRange at{extents->front().startSector, 1};
+    StandingObserver observer(worker, at, question.at("file").get<std::int32_t>());
+    observer.OnPlace({}, 0);
+    const auto stopRequested = [&worker] {
+        return worker.StopRequested();
+    };
     Medium& medium = worker.GetMedium();
-    Medium joined(std::make_unique<ExtentSource>(medium, *extents), medium.SectorSize(),
-                  {false, [&worker] {
-                       return worker.StopRequested();
-                   }});
+    Medium joined(std::make_unique<ExtentSource>(medium, *extents), medium.SectorSize(), {false, stopRequested});
     Sightings seen;
     seen.starts = {0};
     seen.AddTextStart(0);
     for (const Json& claim : question.at("reported")) {
         seen.finds.push_back({claim.at(0).get<std::int32_t>(), 0, claim.at(1).get<std::int64_t>()});
     }
-    const SectorRange at{extents->front().startSector, 1};
-    StandingObserver observer(worker, at, question.at("file").get<std::int32_t>());
-    observer.OnPlace({}, 0);
+    // A scanner that follows a file to its end met the bytes of others behind the first extent. The ones whose types
+    // have no validator keep nothing between scans, so a process may scan with them any number of times.
+    if (extents->size() > 1) {
+        const auto found =
+            FirstFindAt(joined, {0, TypesWithoutValidator(), request.caps, joined.SizeInBytes(), stopRequested});
+        if (found.find) {
+            seen.finds.push_back(*found.find);
+        }
+    }
     const Validation validation = ValidateFinds(joined, seen, request, observer);
     if (!validation.complete) {
         return std::nullopt;

@@ -10,11 +10,6 @@ namespace salvor {
 
 namespace {
 
-bool HasValidator(std::int32_t type) {
-    return std::ranges::any_of(
-        Validators(), [type](const Validator* one) { return std::ranges::find(one->types, type) != one->types.end(); });
-}
-
 // True if the carved file is the known one already.
 bool IsSame(const KnownFile& file, const Outcome& carved) {
     return carved.finding.verdict == Verdict::Whole && carved.finding.size == file.size && file.extents.size() == 1;
@@ -41,13 +36,17 @@ std::vector<ReportedClaim> ClaimsOf(const Outcome& carved) {
     return claims;
 }
 
+bool IsInPieces(const KnownFile& file) { return file.extents.size() > 1; }
+
 // The file system is trusted if none of the carved types has a validator.
 bool IsBelieved(const Outcome& carved) {
     return carved.finding.verdict != Verdict::NoFile && !carved.reported.empty() && ClaimsOf(carved).empty();
 }
 
 Finding BelievedFinding(const KnownFile& file, Finding carved) {
-    carved.verdict = carved.verdict == Verdict::Whole ? Verdict::Whole : Verdict::Open;
+    // Of a file in pieces the scanner did not see its own bytes.
+    const bool isWhole = carved.verdict == Verdict::Whole && !IsInPieces(file);
+    carved.verdict = isWhole ? Verdict::Whole : Verdict::Open;
     carved.size = file.size;
     carved.why = "size as the file system says";
     return carved;
@@ -104,12 +103,12 @@ private:
         if (!files_.IsIntact(index) || (carved != nullptr && IsSame(file, *carved))) {
             return std::nullopt;
         }
-        if (carved != nullptr && IsBelieved(*carved)) {
-            return BelievedFinding(file, carved->finding);
-        }
         const auto found = joined_.find(index);
-        return found == joined_.end() || found->second.verdict == Verdict::NoFile ? std::nullopt
-                                                                                  : std::optional(found->second);
+        if (found != joined_.end() && found->second.verdict != Verdict::NoFile) {
+            return found->second;
+        }
+        return carved != nullptr && IsBelieved(*carved) ? std::optional(BelievedFinding(file, carved->finding))
+                                                        : std::nullopt;
     }
 
     // True if no whole file begins in a deleted file's extents after this many bytes: the bytes are then probably its
@@ -140,13 +139,18 @@ private:
 
 }  // namespace
 
+bool HasValidator(std::int32_t type) {
+    return std::ranges::any_of(
+        Validators(), [type](const Validator* one) { return std::ranges::find(one->types, type) != one->types.end(); });
+}
+
 std::vector<JoinedQuestion> QuestionsAbout(const KnownFiles& files, const Outcomes& outcomes, const Medium& medium) {
     std::int64_t left = (std::int64_t{64} << 20) + 4 * medium.SizeInBytes();
     std::vector<JoinedQuestion> questions;
     ForEachPair(files, outcomes, [&](std::int32_t index, std::optional<std::size_t> at) {
         const KnownFile& file = *files.At(index);
         const Outcome* const carved = at ? &outcomes[*at] : nullptr;
-        const bool isClear = carved != nullptr && (IsSame(file, *carved) || IsBelieved(*carved));
+        const bool isClear = carved != nullptr && (IsSame(file, *carved) || (IsBelieved(*carved) && !IsInPieces(file)));
         if (!isClear && files.IsIntact(index) && file.size <= left) {
             left -= file.size;
             questions.push_back({index, carved != nullptr ? ClaimsOf(*carved) : std::vector<ReportedClaim>()});

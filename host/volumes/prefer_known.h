@@ -18,6 +18,9 @@ struct JoinedQuestion {
     std::vector<ReportedClaim> reported;
 };
 
+/// True if a validator judges the finds of a type, false if its scanner's reports count.
+bool HasValidator(std::int32_t type);
+
 /// The findings for the joined extents of known files, by index; verdict `NoFile` if they hold no file.
 using JoinedFindings = std::map<std::int32_t, Finding>;
 

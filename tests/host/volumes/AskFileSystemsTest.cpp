@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +12,17 @@ namespace salvor {
 namespace {
 
 using namespace test;
+
+// A PDF that its scanner finds only if it meets all of the bytes, one after the other.
+Bytes Document() {
+    const Bytes data = Pattern(60000);
+    std::string text = "%PDF-1.4\n1 0 obj\n<</Length 60000>>\nstream\n" + std::string(data.begin(), data.end()) +
+                       "\nendstream\nendobj\n";
+    text += fmt::format(
+        "xref\n0 2\n0000000000 65535 f \n0000000009 00000 n \ntrailer\n<</Size 2/Root 1 0 R>>\nstartxref\n{}\n%%EOF\n",
+        text.size());
+    return {text.begin(), text.end()};
+}
 
 class AskFileSystems : public testing::TestWithParam<const char*> {};
 
@@ -60,8 +72,8 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
 // What was stored is not asked for again: then it does no harm if all workers crash.
 TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
     const TempFolder folder;
-    const Bytes photo = Fixture("jfif-baseline.jpg");
-    if (const std::string missing = MakeFileSystem(folder, GetParam(), {{"pieces", photo}}); !missing.empty()) {
+    const Bytes document = Document();
+    if (const std::string missing = MakeFileSystem(folder, GetParam(), {{"pieces", document}}); !missing.empty()) {
         GTEST_SKIP() << "needs " << missing;
     }
     const auto path = [&folder](const char* name) {
@@ -82,10 +94,10 @@ TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
     EXPECT_NE(RunProgram("list" + path("card.finds"), "SALVOR_TEST_FAULT=crash").output.find("  dir/pieces"),
               std::string::npos);
     EXPECT_EQ(extract("out"), "");
-    EXPECT_EQ(ReadFile(folder / "out/original/dir/pieces"), photo);
+    EXPECT_EQ(ReadFile(folder / "out/original/dir/pieces"), document);
     std::filesystem::remove(folder / "card.known");
     EXPECT_NE(extract("other").find("is left out"), std::string::npos);
-    EXPECT_NE(ReadFile(folder / "other/original/dir/pieces"), photo);
+    EXPECT_NE(ReadFile(folder / "other/original/dir/pieces"), document);
 }
 
 // A sound that was cut before it was stored seems to go on behind its end. A declared end says more than an entry.
