@@ -78,7 +78,7 @@ public:
     void AddTextStart(std::int64_t sector);
     /// Adds sectors that turned out to be unreadable since the last call.
     void AddUnreadable(const std::vector<SectorRange>& ranges);
-    /// Adds blocks that were read as zeros.
+    /// Adds sectors that were read as zeros.
     void AddZeros(const std::vector<SectorRange>& ranges);
     /// Adds everything that was seen at once.
     void AddSightings(const Sightings& seen);

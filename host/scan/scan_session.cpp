@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -107,6 +108,15 @@ bool IsZero(const ReadBlock& block, std::int32_t sectorSize) {
         }
     }
     return true;
+}
+
+// How many sectors of zeros are noted where other bytes lie in the same block: few enough for a map of the medium to
+// show them, and so many that the notes on a large medium stay short.
+std::int64_t LeastZeros(const Medium& medium) {
+    constexpr std::int64_t leastBytes = 4096;
+    constexpr std::int64_t mostPieces = 16384;
+    const std::int64_t sectors = std::max(leastBytes / medium.SectorSize(), medium.SectorCount() / mostPieces);
+    return static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint64_t>(std::max<std::int64_t>(sectors, 1))));
 }
 
 // Knows which scanners need not see a slice: those at rest, unless a sector may be a header of their type.
@@ -227,8 +237,8 @@ public:
         if (medium_.IsInterrupted()) {
             return;
         }
-        if (isZero && withStarts && read.zeros.count == 0) {
-            observer_.OnZeros(read.sectors);
+        if (withStarts && read.zeros.count == 0) {
+            NoteZeros(read, isZero);
         }
         observer_.OnBlockDone(read.sectors.first + read.sectors.count);
     }
@@ -263,6 +273,21 @@ private:
         return {read.data, static_cast<std::size_t>(read.sectors.count * medium_.SectorSize())};
     }
 
+    void NoteZeros(const ReadBlock& read, bool isZero) {
+        if (isZero) {
+            observer_.OnZeros(read.sectors);
+            return;
+        }
+        const std::int64_t sectorSize = medium_.SectorSize();
+        for (std::int64_t at = 0; at < read.sectors.count; at += leastZeros_) {
+            const std::int64_t count = std::min(leastZeros_, read.sectors.count - at);
+            const std::uint8_t* const bytes = read.Read(at + count) + at * sectorSize;
+            if (IsZero({bytes, static_cast<std::size_t>(count * sectorSize)})) {
+                observer_.OnZeros({read.sectors.first + at, count});
+            }
+        }
+    }
+
     Medium& medium_;
     ScanObserver& observer_;
     StreamSource source_;
@@ -272,6 +297,7 @@ private:
     SlicePasser passer_;
     // The last block that was shown held only zeros.
     bool endsInZeros_ = false;
+    std::int64_t leastZeros_ = LeastZeros(medium_);
 };
 
 // A scanner whose scan is kept for merging.

@@ -22,7 +22,7 @@ struct Sightings {
     std::vector<SectorRange> textStarts;
     /// Sectors that could not be read.
     std::vector<SectorRange> unreadable;
-    /// Blocks that were read and hold nothing but zeros, ascending; neighbours are joined.
+    /// Sectors that were read as zeros: whole blocks and parts of others, ascending; neighbours are joined.
     std::vector<SectorRange> zeros{};
     bool operator==(const Sightings&) const = default;
 
@@ -63,7 +63,7 @@ public:
     virtual void OnStart(std::int64_t /*sector*/) {}
     /// A text may begin with this sector.
     virtual void OnTextStart(std::int64_t /*sector*/) {}
-    /// A block was read and is all zeros; called only if starts are looked for.
+    /// A block, or a part of one, was read and is all zeros; called only if starts are looked for.
     virtual void OnZeros(SectorRange /*sectors*/) {}
     /// All sectors of the range before `nextSector` have been scanned.
     virtual void OnBlockDone(std::int64_t nextSector) = 0;
