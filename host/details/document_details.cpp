@@ -1,51 +1,25 @@
 #include "host/details/document_details.h"
 
-#include <fmt/chrono.h>
-
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <initializer_list>
 #include <optional>
 #include <pugixml.hpp>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "frame/bytes/ByteWindow.h"
+#include "host/details/source_window.h"
+#include "host/details/text_details.h"
+#include "host/details/times.h"
 #include "host/validators/containers/compound_file.h"
 #include "host/validators/containers/zip_archive.h"
 
 namespace salvor {
 
 namespace {
-
-// Shows a source to the readers of formats, up to a bound on what is read.
-class SourceWindow final : public ByteWindow {
-public:
-    explicit SourceWindow(MediumSource& source) : ByteWindow(source.Size()), source_(source) {}
-
-    void Charge(std::int64_t bytes) override { left_ -= bytes; }
-    bool IsExhausted() const override { return left_ < 0; }
-
-private:
-    ByteSpan LoadPiece(std::int64_t offset, std::size_t /*wanted*/, std::size_t length) override {
-        Charge(static_cast<std::int64_t>(length));
-        if (IsExhausted()) {
-            return {};
-        }
-        piece_.resize(length);
-        return ByteSpan(piece_).first(source_.ReadAt(offset, piece_.data(), length));
-    }
-
-    MediumSource& source_;
-    std::vector<std::uint8_t> piece_;
-    std::int64_t left_ = std::int64_t{256} << 20;
-};
 
 // The text of the first element with one of these names, with any prefix, in the root or in one of its children.
 std::string TextOf(const pugi::xml_node& root, std::initializer_list<std::string_view> names) {
@@ -63,23 +37,13 @@ std::string TextOf(const pugi::xml_node& root, std::initializer_list<std::string
     return {};
 }
 
-// "2021-05-04T12:33:10.5Z", or a day alone.
-std::string TimeOf(std::string text) {
-    constexpr std::size_t day = 10;
-    constexpr std::size_t second = 19;
-    if (text.size() == day) {
-        text += "T00:00:00";
-    }
-    return text.size() < second ? "" : text.substr(0, second);
-}
-
 FileDetails DetailsIn(const std::string& xml) {
     pugi::xml_document document;
     FileDetails details;
     if (document.load_buffer(xml.data(), xml.size())) {
         const pugi::xml_node root = document.document_element();
         details.title = TextOf(root, {"title"});
-        details.taken = TimeOf(TextOf(root, {"created", "creation-date", "date"}));
+        details.taken = TimeIn(TextOf(root, {"created", "creation-date", "date"}));
     }
     return details;
 }
@@ -148,22 +112,12 @@ public:
         return text;
     }
 
-    // In units of 100 ns since 1601.
+    /// When the document was made, or else when it was last saved.
     std::string Created() const {
         constexpr std::uint32_t created = 12;
-        constexpr std::int64_t unitsOfSecond = 10'000'000;
-        constexpr std::int64_t secondsTo1970 = 11'644'473'600;
-        constexpr std::int64_t endOf9999 = 253'402'300'800;
-        const auto at = PlaceOf(created, FileTime);
-        const auto low = at ? LongAt(*at) : std::nullopt;
-        const auto high = at ? LongAt(*at + 4) : std::nullopt;
-        if (!low || !high || *high > 0x7FFFFFFFU) {
-            return {};
-        }
-        const std::int64_t seconds = (std::int64_t{*high} << 32U | *low) / unitsOfSecond - secondsTo1970;
-        return seconds > 0 && seconds < endOf9999
-                   ? fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::gmtime(static_cast<std::time_t>(seconds)))
-                   : "";
+        constexpr std::uint32_t saved = 13;
+        const std::string time = TimeAt(created);
+        return time.empty() ? TimeAt(saved) : time;
     }
 
 private:
@@ -192,6 +146,13 @@ private:
     std::optional<std::uint32_t> ValueOf(std::uint32_t property, Kind kind) const {
         const auto at = PlaceOf(property, kind);
         return at ? LongAt(*at) : std::nullopt;
+    }
+
+    std::string TimeAt(std::uint32_t property) const {
+        const auto at = PlaceOf(property, FileTime);
+        return at && *at + sizeof(std::uint64_t) <= stream_.size()
+                   ? TimeOfFileTime(LoadLittle<std::uint64_t>(stream_, *at))
+                   : "";
     }
 
     // Other code pages need tables that are files of the system.
@@ -229,34 +190,6 @@ FileDetails ReadCompound(ByteWindow& window) {
     return details;
 }
 
-// The words between the tags, with entities as characters.
-std::string PlainText(const std::string& markup) {
-    pugi::xml_document document;
-    const bool isSound = document.load_string(("<t>" + markup + "</t>").c_str());
-    std::istringstream words(isSound ? document.first_child().child_value() : markup);
-    std::string text;
-    for (std::string word; words >> word;) {
-        text += (text.empty() ? "" : " ") + word;
-    }
-    return text;
-}
-
-FileDetails ReadWebPage(MediumSource& page) {
-    constexpr std::int64_t mostBytes = std::int64_t{64} << 10;
-    std::string head(static_cast<std::size_t>(std::min(page.Size(), mostBytes)), '\0');
-    head.resize(page.ReadAt(0, std::bit_cast<std::uint8_t*>(head.data()), head.size()));
-    std::string lower = head;
-    std::ranges::transform(lower, lower.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
-    const std::size_t begin = lower.find('>', lower.find("<title"));
-    const std::size_t end = lower.find("</title", begin);
-    FileDetails details;
-    if (end != std::string::npos) {
-        details.title = PlainText(head.substr(begin + 1, end - begin - 1));
-    }
-    return details;
-}
-
 }  // namespace
 
 FileDetails ReadDocumentDetails(MediumSource& document) {
@@ -269,7 +202,7 @@ FileDetails ReadDocumentDetails(MediumSource& document) {
         return ReadPackage(file);
     }
     // The first bytes of a compound file.
-    return head[0] == 0xD0 && head[1] == 0xCF ? ReadCompound(file) : ReadWebPage(document);
+    return head[0] == 0xD0 && head[1] == 0xCF ? ReadCompound(file) : ReadTextDetails(document);
 }
 
 }  // namespace salvor

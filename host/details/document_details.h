@@ -5,8 +5,8 @@
 
 namespace salvor {
 
-/// A document's date and title. Reads packages (Office Open XML, OpenDocument, EPUB) and compound files, and the titles
-/// of web pages; empty for other files. What it reads and unpacks is bounded.
+/// A document's date and title. Reads packages (Office Open XML, OpenDocument, EPUB), compound files and what
+/// `ReadTextDetails` knows; empty for other files. What it reads and unpacks is bounded.
 FileDetails ReadDocumentDetails(MediumSource& document);
 
 /// Loads the library that reads PDF, where the system has it. Call before anything hostile is read.

@@ -8,10 +8,14 @@
 #include <cstdio>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "host/details/source_window.h"
+#include "host/details/times.h"
 #include "host/platform/shared_library.h"
 #include "host/platform/text_conversion.h"
+#include "host/validators/media/asf_object.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -137,16 +141,36 @@ std::string FirstText(const AVDictionary* data, std::initializer_list<const char
     return {};
 }
 
-// "2021-05-04T12:33:10.000000Z"; recorders without a clock write the first second of 1904 or 1970.
+// Recorders without a clock write the first second of 1904 or 1970. A day alone is when a song was published, but sound
+// recorders write day and clock apart.
 std::string TakenOf(const AVDictionary* data) {
+    const std::string day = FirstText(data, {"date"});
+    const std::string time = FirstText(data, {"com.apple.quicktime.creationdate", "creation_time", "creationdate"});
+    constexpr std::size_t clock = 8;
     constexpr std::size_t length = 19;
-    std::string taken =
-        FirstText(data, {"com.apple.quicktime.creationdate", "creation_time", "date"}).substr(0, length);
-    if (taken.size() < length || taken < "1970-01-02") {
+    const std::string text = time.size() == clock ? day + " " + time : time.empty() ? day : time;
+    const std::string taken = text.size() < length ? "" : TimeIn(text);
+    return taken < "1970-01-02" ? "" : taken;
+}
+
+// The library does not tell when a file of Windows Media was made.
+std::string AsfTime(MediumSource& film) {
+    constexpr int mostObjects = 256;
+    constexpr std::int64_t timeOffset = 48;
+    SourceWindow window(film);
+    std::optional<AsfObject> object = ReadAsfObject(window, 0);
+    if (!object || object->guid != AsfHeaderObject) {
         return {};
     }
-    taken[10] = 'T';
-    return taken;
+    std::int64_t at = AsfHeaderStartBytes;
+    for (int i = 0; i < mostObjects && (object = ReadAsfObject(window, at)); ++i) {
+        if (object->guid == AsfFileProperties) {
+            const ByteSpan time = window.At(at + timeOffset, sizeof(std::uint64_t));
+            return time.empty() ? "" : TimeOfFileTime(LoadLittle<std::uint64_t>(time, 0));
+        }
+        at += static_cast<std::int64_t>(std::min(object->size, static_cast<std::uint64_t>(film.Size())));
+    }
+    return {};
 }
 
 std::string CameraOf(const AVDictionary* data) {
@@ -185,20 +209,7 @@ bool HasUnknownPictures(const AVFormatContext& film, const FileDetails& details)
     return hasPictures && details.width == 0;
 }
 
-}  // namespace
-
-void LoadFilmLibrary() {
-    // Encodings of the names of programs in a transport stream. Source: ETSI EN 300 468, annex A.
-    constexpr std::array encodings{"ISO6937",     "ISO-8859-1",  "ISO-8859-2",  "ISO-8859-3",  "ISO-8859-4",
-                                   "ISO-8859-5",  "ISO-8859-6",  "ISO-8859-7",  "ISO-8859-8",  "ISO-8859-9",
-                                   "ISO-8859-10", "ISO-8859-11", "ISO-8859-13", "ISO-8859-14", "ISO-8859-15",
-                                   "UCS-2BE",     "KSC_5601",    "GB2312",      "BIG5",        "UTF-8"};
-    if (Library().library.HasAll()) {
-        LoadTextConversions(encodings);
-    }
-}
-
-FileDetails ReadFilmDetails(MediumSource& film) {
+FileDetails ReadWithLibrary(MediumSource& film) {
     const FilmLibrary& library = Library();
     FileDetails details;
     if (!library.library.HasAll()) {
@@ -237,6 +248,27 @@ FileDetails ReadFilmDetails(MediumSource& film) {
     details.title = TitleOf(*context);
     details.camera = CameraOf(context->metadata);
     library.closeInput(&context);
+    return details;
+}
+
+}  // namespace
+
+void LoadFilmLibrary() {
+    // Encodings of the names of programs in a transport stream. Source: ETSI EN 300 468, annex A.
+    constexpr std::array encodings{"ISO6937",     "ISO-8859-1",  "ISO-8859-2",  "ISO-8859-3",  "ISO-8859-4",
+                                   "ISO-8859-5",  "ISO-8859-6",  "ISO-8859-7",  "ISO-8859-8",  "ISO-8859-9",
+                                   "ISO-8859-10", "ISO-8859-11", "ISO-8859-13", "ISO-8859-14", "ISO-8859-15",
+                                   "UCS-2BE",     "KSC_5601",    "GB2312",      "BIG5",        "UTF-8"};
+    if (Library().library.HasAll()) {
+        LoadTextConversions(encodings);
+    }
+}
+
+FileDetails ReadFilmDetails(MediumSource& film) {
+    FileDetails details = ReadWithLibrary(film);
+    if (details.taken.empty()) {
+        details.taken = AsfTime(film);
+    }
     return details;
 }
 

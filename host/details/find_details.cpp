@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -29,9 +30,10 @@ namespace {
 using std::chrono::steady_clock;
 
 // Types whose header gives their pixels, or that the picture library reads and browsers show.
-constexpr std::array ShownTypes{
-    FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png, FileTypeIndex::Gif, FileTypeIndex::Bmp,
-    FileTypeIndex::Webp,       FileTypeIndex::Ico,          FileTypeIndex::Cur, FileTypeIndex::Pcx, FileTypeIndex::Xcf};
+constexpr std::array ShownTypes{FileTypeIndex::JpegCamera, FileTypeIndex::JpegGraphics, FileTypeIndex::Png,
+                                FileTypeIndex::Gif,        FileTypeIndex::Bmp,          FileTypeIndex::Webp,
+                                FileTypeIndex::Ico,        FileTypeIndex::Cur,          FileTypeIndex::Pcx,
+                                FileTypeIndex::Xcf,        FileTypeIndex::Psp,          FileTypeIndex::X3f};
 // Types that it reads and browsers do not show.
 constexpr std::array PreviewTypes{FileTypeIndex::Crw, FileTypeIndex::Cr2, FileTypeIndex::Cr3, FileTypeIndex::Dcr,
                                   FileTypeIndex::Mrw, FileTypeIndex::Nef, FileTypeIndex::Orf, FileTypeIndex::Pef,
@@ -50,6 +52,9 @@ constexpr std::array DocumentTypes{FileTypeIndex::Doc,  FileTypeIndex::Xls, File
                                    FileTypeIndex::Odg,  FileTypeIndex::Odb, FileTypeIndex::Odf,  FileTypeIndex::Max,
                                    FileTypeIndex::Html};
 
+// Formats without a type of their own.
+constexpr std::array<std::string_view, 4> DocumentExtensions{"epub", "svg", "eps", "ps"};
+
 template <class Types>
 bool IsOneOf(const Types& types, std::int32_t type) {
     return std::ranges::find(types, type) != types.end();
@@ -62,7 +67,8 @@ std::optional<DetailsReader> ReaderOf(const Finding& finding) {
     if (IsOneOf(FilmTypes, finding.type)) {
         return DetailsReader::Film;
     }
-    if (IsOneOf(DocumentTypes, finding.type) || ExtensionOf(finding) == "epub") {
+    if (IsOneOf(DocumentTypes, finding.type) ||
+        std::ranges::find(DocumentExtensions, ExtensionOf(finding)) != DocumentExtensions.end()) {
         return DetailsReader::Document;
     }
     // Drawings of type AI are PDF inside, but for very old ones.

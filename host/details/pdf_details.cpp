@@ -1,14 +1,12 @@
 #include <qpdf/qpdf-c.h>
 
-#include <algorithm>
 #include <bit>
-#include <cctype>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "host/details/document_details.h"
+#include "host/details/times.h"
 #include "host/platform/shared_library.h"
 
 namespace salvor {
@@ -50,24 +48,6 @@ const PdfLibrary& Library() {
     return library;
 }
 
-// "D:20210504123310+02'00'"; everything after the day may be missing.
-std::string TimeOf(std::string date) {
-    date.erase(0, date.starts_with("D:") ? 2 : 0);
-    std::size_t digits = 0;
-    while (digits < date.size() && std::isdigit(static_cast<unsigned char>(date[digits])) != 0) {
-        ++digits;
-    }
-    constexpr std::size_t day = 8;
-    constexpr std::size_t second = 14;
-    if (digits < day) {
-        return {};
-    }
-    date.resize(std::min(digits, second));
-    date.resize(second, '0');
-    return date.substr(0, 4) + '-' + date.substr(4, 2) + '-' + date.substr(6, 2) + 'T' + date.substr(8, 2) + ':' +
-           date.substr(10, 2) + ':' + date.substr(12, 2);
-}
-
 }  // namespace
 
 void LoadPdfLibrary() { Library(); }
@@ -90,7 +70,7 @@ FileDetails ReadPdfDetails(MediumSource& document) {
     if ((read & (QPDF_ERRORS)) == 0) {
         const qpdf_oh info = library.key(pdf, library.trailer(pdf), "/Info");
         details.title = library.text(pdf, library.key(pdf, info, "/Title"));
-        details.taken = TimeOf(library.text(pdf, library.key(pdf, info, "/CreationDate")));
+        details.taken = TimeIn(library.text(pdf, library.key(pdf, info, "/CreationDate")));
     }
     // Errors that are not taken get printed.
     library.takeError(pdf);

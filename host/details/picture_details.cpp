@@ -11,7 +11,8 @@
 #include <string_view>
 #include <utility>
 
-#include "frame/bytes/Bytes.h"
+#include "host/details/picture_header.h"
+#include "host/details/times.h"
 
 namespace salvor {
 
@@ -131,36 +132,36 @@ std::string FirstText(const Exiv2::ExifData& data, std::initializer_list<const c
     return {};
 }
 
-// Exif writes "2021:05:04 12:33:10".
-std::string TakenOf(const Exiv2::ExifData& data) {
-    std::string taken =
-        FirstText(data, {"Exif.Photo.DateTimeOriginal", "Exif.Photo.DateTimeDigitized", "Exif.Image.DateTime"});
-    constexpr std::string_view pattern = "0000:00:00 00:00:00";
-    const bool isDate = taken.size() >= pattern.size() && taken[4] == ':' && taken[10] == ' ';
-    if (!isDate) {
-        return {};
+// The first of these that XMP data has.
+std::string FirstText(const Exiv2::XmpData& data, std::initializer_list<const char*> keys) {
+    for (const char* key : keys) {
+        if (const auto found = data.findKey(Exiv2::XmpKey(key)); found != data.end() && found->count() > 0) {
+            return Trimmed(found->toString(0));
+        }
     }
-    taken.resize(pattern.size());
-    taken[4] = taken[7] = '-';
-    taken[10] = 'T';
-    return taken;
+    return {};
+}
+
+std::string TakenOf(const Exiv2::Image& image) {
+    const std::string taken = TimeIn(FirstText(
+        image.exifData(), {"Exif.Photo.DateTimeOriginal", "Exif.Photo.DateTimeDigitized", "Exif.Image.DateTime"}));
+    return taken.empty() ? TimeIn(FirstText(image.xmpData(), {"Xmp.exif.DateTimeOriginal", "Xmp.photoshop.DateCreated",
+                                                              "Xmp.xmp.CreateDate"}))
+                         : taken;
 }
 
 std::string TitleOf(const Exiv2::Image& image) {
-    const Exiv2::XmpData& xmp = image.xmpData();
-    if (const auto title = xmp.findKey(Exiv2::XmpKey("Xmp.dc.title")); title != xmp.end() && title->count() > 0) {
-        std::string text = Trimmed(title->toString(0));
-        // "lang="x-default" Sunset".
-        if (text.starts_with("lang=")) {
-            text.erase(0, std::min(text.find(' '), text.size() - 1) + 1);
-        }
-        if (!text.empty()) {
-            return text;
-        }
+    std::string text = FirstText(image.xmpData(), {"Xmp.dc.title"});
+    // "lang="x-default" Sunset".
+    if (text.starts_with("lang=")) {
+        text.erase(0, std::min(text.find(' '), text.size() - 1) + 1);
+    }
+    if (!text.empty()) {
+        return text;
     }
     const Exiv2::IptcData& iptc = image.iptcData();
     const auto name = iptc.findKey(Exiv2::IptcKey("Iptc.Application2.ObjectName"));
-    const std::string text = name != iptc.end() ? Trimmed(name->toString()) : "";
+    text = name != iptc.end() ? Trimmed(name->toString()) : "";
     return text.empty() ? FirstText(image.exifData(), {"Exif.Image.ImageDescription"}) : text;
 }
 
@@ -193,45 +194,6 @@ std::vector<std::uint8_t> PreviewOf(const Exiv2::Image& image) {
     return {preview.pData(), preview.pData() + preview.size()};
 }
 
-// Pixels in the headers of formats that the library does not know, and of the smallest GIF files, which it refuses.
-void TakeHeaderPixels(MediumSource& picture, FileDetails& details) {
-    std::array<std::uint8_t, 512> bytes{};
-    const auto there = static_cast<std::size_t>(std::min(picture.Size(), std::ssize(bytes)));
-    const ByteSpan head = ByteSpan(bytes).first(picture.ReadAt(0, bytes.data(), there));
-    constexpr std::size_t mostUsed = 26;
-    if (head.size() < mostUsed) {
-        return;
-    }
-    const auto begins = [&head](std::string_view magic) {
-        return std::ranges::equal(magic, head.first(magic.size()), {},
-                                  [](char c) { return static_cast<std::uint8_t>(c); });
-    };
-    const auto shortAt = [&head](std::size_t at) {
-        return std::int64_t{LoadLittle<std::uint16_t>(head, at)};
-    };
-    if (begins("GIF8")) {
-        details.width = shortAt(6);
-        details.height = shortAt(8);
-    } else if (begins("gimp xcf ")) {
-        details.width = LoadBig<std::uint32_t>(head, 14);
-        details.height = LoadBig<std::uint32_t>(head, 18);
-    } else if (begins("\x0A")) {
-        // PCX: the corners of the picture, which both belong to it.
-        details.width = std::max<std::int64_t>(shortAt(8) - shortAt(4) + 1, 0);
-        details.height = std::max<std::int64_t>(shortAt(10) - shortAt(6) + 1, 0);
-    } else if (begins(std::string_view("\0\0\1\0", 4)) || begins(std::string_view("\0\0\2\0", 4))) {
-        // Icons and cursors: the largest picture; 0 stands for 256.
-        const auto count = static_cast<std::size_t>(shortAt(4));
-        for (std::size_t i = 0, at = 6; i < count && at + 2 <= head.size(); ++i, at += 16) {
-            const std::int64_t width = head[at] == 0 ? 256 : head[at];
-            if (width > details.width) {
-                details.width = width;
-                details.height = head[at + 1] == 0 ? 256 : head[at + 1];
-            }
-        }
-    }
-}
-
 }  // namespace
 
 // This version of the library passes pointers in a way that the language has deprecated.
@@ -248,7 +210,7 @@ PictureDetails ReadPictureDetails(MediumSource& picture, bool withPreview) {
             image->readMetadata();
             details.known.width = image->pixelWidth();
             details.known.height = image->pixelHeight();
-            details.known.taken = TakenOf(image->exifData());
+            details.known.taken = TakenOf(*image);
             details.known.camera = CameraOf(image->exifData());
             details.known.title = TitleOf(*image);
             if (withPreview) {
@@ -258,9 +220,7 @@ PictureDetails ReadPictureDetails(MediumSource& picture, bool withPreview) {
     } catch (const std::exception&) {
         // The file is damaged, but what was read before is as good as in other files.
     }
-    if (details.known.width <= 0) {
-        TakeHeaderPixels(picture, details.known);
-    }
+    TakeHeaderDetails(picture, details.known);
     return details;
 }
 

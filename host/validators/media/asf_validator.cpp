@@ -5,17 +5,14 @@
 #include <optional>
 
 #include "host/validators/broken.h"
+#include "host/validators/media/asf_object.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
 
 namespace {
 
-using Guid = Pattern<16>;
-
-constexpr Guid HeaderObject = PatternOf("\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C");
 constexpr Guid DataObject = PatternOf("\x36\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C");
-constexpr Guid FileProperties = PatternOf("\xA1\xDC\xAB\x8C\x47\xA9\xCF\x11\x8E\xE4\x00\xC0\x0C\x20\x53\x65");
 constexpr Guid StreamProperties = PatternOf("\x91\x07\xDC\xB7\xB7\xA9\xCF\x11\x8E\xE6\x00\xC0\x0C\x20\x53\x65");
 constexpr Guid ExtensionObject = PatternOf("\xB5\x03\xBF\x5F\x2E\xA9\xCF\x11\x8E\xE3\x00\xC0\x0C\x20\x53\x65");
 constexpr Guid AudioMedia = PatternOf("\x40\x9E\x69\xF8\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\x5C\x44\x2B");
@@ -30,26 +27,9 @@ constexpr std::array<Guid, 4> Indexes{
 
 // A GUID and a 64-bit size that counts both.
 constexpr std::size_t ObjectHeaderBytes = 24;
-constexpr std::int64_t HeaderStartBytes = 30;
 constexpr std::int64_t DataStartBytes = 50;
 constexpr std::uint32_t MostObjects = 4096;
 constexpr std::int64_t LargestHeader = 0x4000000;
-
-struct Object {
-    Guid guid;
-    std::uint64_t size;
-};
-
-std::optional<Object> ReadObject(Place& file, std::int64_t offset) {
-    const ByteSpan bytes = file.At(offset, ObjectHeaderBytes);
-    if (bytes.empty()) {
-        return std::nullopt;
-    }
-    Object object{};
-    std::copy_n(bytes.begin(), object.guid.size(), object.guid.begin());
-    object.size = LoadLittle<std::uint64_t>(bytes, object.guid.size());
-    return object;
-}
 
 struct Properties {
     bool isBroadcast = false;
@@ -74,7 +54,7 @@ public:
         if (!ReadHeader()) {
             return {};
         }
-        const std::optional<Object> data = ReadObject(file_, end_);
+        const std::optional<AsfObject> data = ReadAsfObject(file_, end_);
         if (!data || data->guid != DataObject) {
             return BrokenAt(file_, end_, end_ + 1, properties_.Type(), "no data after the header");
         }
@@ -100,7 +80,7 @@ public:
 
 private:
     bool ReadHeader() {
-        const ByteSpan start = file_.At(0, static_cast<std::size_t>(HeaderStartBytes));
+        const ByteSpan start = file_.At(0, static_cast<std::size_t>(AsfHeaderStartBytes));
         if (start.empty()) {
             return false;
         }
@@ -110,7 +90,7 @@ private:
             return false;
         }
         const auto end = static_cast<std::int64_t>(size);
-        TakeObjects(HeaderStartBytes, end, 0);
+        TakeObjects(AsfHeaderStartBytes, end, 0);
         end_ = end;
         return properties_.packetBytes != 0 && end <= file_.Limit();
     }
@@ -119,12 +99,12 @@ private:
     void TakeObjects(std::int64_t at, std::int64_t end, int depth) {
         constexpr std::int64_t extensionStart = 46;
         for (std::uint32_t i = 0; i < MostObjects && at < end; ++i) {
-            const std::optional<Object> object = ReadObject(file_, at);
+            const std::optional<AsfObject> object = ReadAsfObject(file_, at);
             if (!object || object->size < ObjectHeaderBytes || object->size > static_cast<std::uint64_t>(end - at)) {
                 return;
             }
             const std::int64_t next = at + static_cast<std::int64_t>(object->size);
-            if (object->guid == FileProperties) {
+            if (object->guid == AsfFileProperties) {
                 TakeFileProperties(at);
             } else if (object->guid == StreamProperties) {
                 const ByteSpan kind = file_.At(at + static_cast<std::int64_t>(ObjectHeaderBytes), AudioMedia.size());
@@ -210,7 +190,7 @@ private:
     }
 
     void TakeIndexes() {
-        while (const std::optional<Object> object = ReadObject(file_, end_)) {
+        while (const std::optional<AsfObject> object = ReadAsfObject(file_, end_)) {
             const bool isIndex = std::ranges::find(Indexes, object->guid) != Indexes.end();
             if (!isIndex || object->size < ObjectHeaderBytes ||
                 object->size > static_cast<std::uint64_t>(file_.Limit() - end_)) {
@@ -225,7 +205,7 @@ private:
     std::int64_t end_ = 0;
 };
 
-bool BeginsAsf(ByteSpan head) { return StartsWith(head, HeaderObject); }
+bool BeginsAsf(ByteSpan head) { return StartsWith(head, AsfHeaderObject); }
 
 constexpr StartSignature Starts[] = {
     {std::string_view("\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C", 16)}};

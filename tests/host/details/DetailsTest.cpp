@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/details/details_worker.h"
@@ -28,6 +29,7 @@ using namespace test;
 using nlohmann::json;
 using ::test::Big;
 using ::test::Join;
+using ::test::Little;
 
 // Fixtures one after another, each at a cluster's start.
 Bytes MediumOf(const std::vector<std::string>& names) {
@@ -154,21 +156,62 @@ Bytes FilmOfManySamples() {
     return Join({film, table});
 }
 
-TEST(Details, OfAPageAreTheWordsOfItsTitle) {
-    const std::string page =
-        "<!DOCTYPE html><HTML><head><TITLE lang='en'>\n Salt &amp;\n  pepper </TITLE></head></HTML>";
-    FakeDevice device(Bytes(page.begin(), page.end()));
-    EXPECT_EQ(ReadDocumentDetails(device).title, "Salt & pepper");
+FileDetails Known(const std::string& taken, std::int64_t width, std::int64_t height, const std::string& title) {
+    return {.taken = taken, .width = width, .height = height, .title = title, .camera = "", .preview = ""};
 }
 
-TEST(Details, OfAnIconAreThePixelsOfItsLargestPicture) {
+TEST(Details, OfTextsAreInTheirFirstLines) {
+    const std::pair<std::string, FileDetails> cases[] = {
+        {"<!DOCTYPE html><HTML><head><TITLE lang='en'>\n Salt &amp;\n  pepper </TITLE></head></HTML>",
+         Known("", 0, 0, "Salt & pepper")},
+        {"<?xml version='1.0'?><svg width='25.4mm' height='1.5in'><title>A plan</title><g><path d='M0",
+         Known("", 96, 144, "A plan")},
+        {"<svg width='100%' height='inf' viewBox='0,0 24.4 1e3'/>", Known("", 24, 1000, "")},
+        {"<svg width='-5' height='1e300' viewBox='0 0 nan'/>", Known("", 0, 0, "")},
+        {"%!PS-Adobe-3.0\n%%Title: (A \\(b\\))\n%%CreationDate: Tue May  4 12:33:10 2021\n%%EndComments\n%%Title: c\n",
+         Known("2021-05-04T12:33:10", 0, 0, "A (b)")},
+        {std::string("\xC5\xD0\xD3\xC6\x20\0\0\0", 8) + std::string(24, ' ') +
+             "%!PS-Adobe-3.0 EPSF-3.0\r\n%%Title: a  b\r\n",
+         Known("", 0, 0, "a b")},
+        {std::string("\xC5\xD0\xD3\xC6\xFF\xFF\xFF\xFF", 8), Known("", 0, 0, "")},
+    };
+    for (const auto& [text, expected] : cases) {
+        FakeDevice device(Bytes(text.begin(), text.end()));
+        EXPECT_EQ(ReadDocumentDetails(device), expected) << text;
+    }
+}
+
+TEST(Details, OfPicturesWithoutExifAreInTheirHeaders) {
     Bytes icon{0, 0, 1, 0, 3, 0};
     for (const std::uint8_t side : Bytes{32, 0, 48}) {
         icon.insert(icon.end(), {side, side});
         icon.resize(icon.size() + 14);
     }
-    FakeDevice device(icon);
-    EXPECT_EQ(ReadPictureDetails(device, false).known.width, 256);
+    // Its maker's title has a length that passes the end.
+    Bytes psp = Join({::test::BytesOf("Paint Shop Pro Image File\n\x1A"), Bytes(5), {6, 0, 0, 0}});
+    psp = Join({psp, {'~', 'B', 'K', 0, 0, 0}, Little(12, 4), Little(12, 4), Little(640, 4), Little(480, 4)});
+    psp = Join({psp, {'~', 'B', 'K', 0, 1, 0}, Little(40, 4), {'~', 'F', 'L', 0, 1, 0}, Little(4, 4)});
+    psp = Join({psp, Little(1620131590, 4), {'~', 'F', 'L', 0, 0, 0}, Little(0xFFFFFFFF, 4), ::test::BytesOf("Sea")});
+    const std::pair<Bytes, FileDetails> cases[] = {
+        {icon, Known("", 256, 256, "")},
+        {Fixture("os2.bmp"), Known("", 45, 31, "")},
+        {psp, Known("2021-05-04T12:33:10", 640, 480, "Sea")},
+        {Join({::test::BytesOf("FOVb"), Bytes(24), Little(2640, 4), Little(1760, 4)}), Known("", 2640, 1760, "")},
+    };
+    for (const auto& [bytes, expected] : cases) {
+        FakeDevice device(bytes);
+        EXPECT_EQ(ReadPictureDetails(device, false).known, expected) << expected.width;
+    }
+}
+
+TEST(Details, OfWindowsMediaHaveTheDateOfTheFilesProperties) {
+    constexpr std::size_t timeOffset = 78;
+    Bytes film = Fixture("film.wmv");
+    // 2001-04-21 at 00:16:04, in units of 100 ns since 1601.
+    const Bytes time = Little(126'322'857'640'000'000, 8);
+    std::ranges::copy(time, film.begin() + timeOffset);
+    FakeDevice device(film);
+    EXPECT_EQ(ReadFilmDetails(device).taken, "2001-04-21T00:16:04");
 }
 
 TEST(Details, BombsHaveNone) {
