@@ -17,6 +17,8 @@ install(FILES ${salvor_shared_texts}/salvor.fish
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+# Each package has a description of its own, before which the project's would be put.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_CONTACT "Salvor maintainers <salvor@salvor.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)

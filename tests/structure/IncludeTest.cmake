@@ -30,11 +30,11 @@ set(uses_host/validators "host/medium|${library}")
 foreach(family IN ITEMS containers media images documents text)
     set(uses_host/validators/${family} "${uses_host/validators}|host/validators|host/validators/text")
 endforeach()
-# Scans note where texts may begin, and details of documents lie in the containers that validators read.
+# Scans note where texts may begin, and details lie in containers and films that validators read.
 foreach(room IN ITEMS scan validate)
     string(APPEND uses_host/${room} "|host/validators/text")
 endforeach()
-string(APPEND uses_host/details "|host/validators/containers")
+string(APPEND uses_host/details "|host/validators/containers|host/validators/media")
 # Headers that the program's other rooms take from elsewhere. Those of the language have no suffix and no folder, and a
 # few of them show what differs between systems: error numbers, signals, files that open as text.
 set(program_libraries "^(fmt/(format|chrono)|pugixml|fuse3/fuse(_lowlevel)?|nlohmann/json|CLI/CLI|openssl/evp|zlib)\\.h(pp)?$")
