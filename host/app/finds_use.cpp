@@ -189,7 +189,9 @@ ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const std::func
         status = ExitStatus::Losses;
     }
     try {
-        WritePage(out.folder);
+        if (!WritePage(out.folder) && status == ExitStatus::Done) {
+            status = ExitStatus::Losses;
+        }
     } catch (const Failure& failure) {
         // The files are written, and the page can be made again from the report.
         SayLine(failure.what());

@@ -14,7 +14,6 @@
 #include "host/report/report.h"
 #include "host/report/report_format.h"
 #include "host/say/say.h"
-#include "host/say/size_text.h"
 
 namespace salvor {
 
@@ -58,21 +57,19 @@ bool WriteReport(const ReportCommand& command, const Folder& folder, const Repor
             Tell(fmt::format("{}\n", Printable((place.folder.Path() / place.name).string())));
         }
     }
-    if (reader.DamagedLines() > 0) {
-        Say("passed over {} of the report in '{}'", Counted(reader.DamagedLines(), "damaged line"), command.folder);
-    }
-    return reader.DamagedLines() == 0;
+    return SayIfDamaged(reader, folder);
 }
 
-// The page must be beside the files that it shows.
-void WritePageOf(const ReportCommand& command, const Folder& folder) {
+// The page must be beside the files that it shows. False if lines of the folder's report are damaged.
+bool WritePageOf(const ReportCommand& command, const Folder& folder) {
     if (!command.out.empty()) {
         throw Failure(ExitStatus::Usage, "--out: the page works in the folder of its files only");
     }
-    WritePage(folder);
+    const bool isWhole = WritePage(folder);
     if (!command.quiet) {
         Tell(fmt::format("{}\n", Printable((folder.Path() / PageName).string())));
     }
+    return isWhole;
 }
 
 ExitStatus RunReport(const ReportCommand& command) {
@@ -83,11 +80,9 @@ ExitStatus RunReport(const ReportCommand& command) {
     GiveUpRootRights(folder, false);
     bool isWhole = true;
     for (const std::string& word : command.formats) {
-        if (word == PageFormat) {
-            WritePageOf(command, folder);
-        } else {
-            isWhole &= WriteReport(command, folder, *std::ranges::find(ReportFormats(), word, &ReportFormat::name));
-        }
+        isWhole &= word == PageFormat
+                       ? WritePageOf(command, folder)
+                       : WriteReport(command, folder, *std::ranges::find(ReportFormats(), word, &ReportFormat::name));
     }
     return isWhole ? ExitStatus::Done : ExitStatus::Losses;
 }

@@ -197,17 +197,13 @@ ShownFiles ShowWritten(const ShownOptions& options, const ShownChoice& choice, c
             ++shown.leftOut[reason];
         }
     }
-    if (reader.DamagedLines() > 0) {
-        Say("passed over {} of the report in '{}'", Counted(reader.DamagedLines(), "damaged line"),
-            folder.Path().string());
-    }
     shown.summary = reader.Summary();
     shown.image.path = options.image.empty() ? shown.summary.image : options.image;
     if (!options.image.empty()) {
         // Another image may have what could not be read then.
         shown.summary.unreadable = {};
     }
-    shown.isWhole = reader.DamagedLines() == 0;
+    shown.isWhole = SayIfDamaged(reader, folder);
     return shown;
 }
 

@@ -9,19 +9,22 @@
 
 namespace salvor {
 
-bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuffix) {
+bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuffix, std::int64_t taken) {
     const std::optional<FreeSpace> space = folder.Space();
     if (!space) {
         return true;
     }
     // For type folders and reports.
     constexpr std::int64_t otherEntries = 256;
-    const std::int64_t room = space->bytes - std::ssize(plan.passedOver) * SkippedLineBytes;
+    // The page without files, and a file's lines in the report and on the page.
+    constexpr std::int64_t pageBytes = std::int64_t{96} << 10;
+    constexpr std::int64_t linesOfFile = FileLineBytes + 128;
+    const std::int64_t room = space->bytes - taken - pageBytes;
     const std::int64_t entries = space->entries.value_or(std::numeric_limits<std::int64_t>::max()) - otherEntries;
     const auto blocksOf = [&](const PlannedFile& file) {
         return (file.Size() + space->blockBytes - 1) / space->blockBytes * space->blockBytes;
     };
-    std::int64_t wanted = std::ssize(plan.files) * FileLineBytes;
+    std::int64_t wanted = std::ssize(plan.files) * linesOfFile;
     for (const PlannedFile& file : plan.files) {
         wanted = AddSizes(wanted, blocksOf(file));
     }
@@ -36,7 +39,7 @@ bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuf
     };
     // If the existing file turns out to have other bytes, the new one is written beside it.
     KeepBest(plan, room, NotWanted::NoRoom,
-             [&](const PlannedFile& file) { return FileLineBytes + (IsThere(folder, file) ? 0 : missingBytes(file)); });
+             [&](const PlannedFile& file) { return linesOfFile + (IsThere(folder, file) ? 0 : missingBytes(file)); });
     KeepBest(plan, entries, NotWanted::NoRoom, [&](const PlannedFile& file) { return IsThere(folder, file) ? 0 : 1; });
     return plan.files.size() == planned;
 }

@@ -8,12 +8,12 @@
 
 namespace salvor {
 
-/// Lengths of lines in the reports, a bit above the average, in bytes.
+/// The length of a file's line in the report, a bit above the average, in bytes.
 inline constexpr std::int64_t FileLineBytes = 640;
-inline constexpr std::int64_t SkippedLineBytes = 512;
 
 /// Removes from the plan what the disk has no room for, reports included; false if it removed anything. Files that are
-/// there already need no room. For `partialSuffix` see `FileFolders`.
-bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuffix);
+/// there already need no room. `taken` bytes of the free space are for something else. For `partialSuffix` see
+/// `FileFolders`.
+bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuffix, std::int64_t taken);
 
 }  // namespace salvor

@@ -76,11 +76,12 @@ bool IsLossless(const ExtractTotals& totals, Medium& medium) {
 ExitStatus ExtractFiles(const ExtractJob& job) {
     const Folder& folder = job.out.folder;
     Medium& medium = job.scanned.Image();
-    LineFile skipped(folder, "skipped.jsonl");
+    SkippedList skipped(folder);
     ExtractTotals passedOver;
     Plan plan = MakePlan(job, [&](const PassedOver& passed) { NotePassedOver(passed, skipped, passedOver); });
     const std::string partialSuffix = ".part";
-    const bool fits = FitOntoDisk(plan, folder, partialSuffix);
+    const std::int64_t mostSkipped = std::ssize(plan.passedOver) + std::ssize(plan.files);
+    const bool fits = FitOntoDisk(plan, folder, partialSuffix, skipped.RoomFor(mostSkipped));
     if (!fits) {
         Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "
             "selection, and run 'salvor extract {} --out {}'",
@@ -97,7 +98,7 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
     }
     FolderReport report(folder, !job.out.isOfJob);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
-    skipped.KeepRoom((std::ssize(plan.passedOver) + std::ssize(plan.files)) * SkippedLineBytes);
+    skipped.KeepRoomFor(mostSkipped);
     Extraction extraction(plan, job.known, folder, medium.SectorSize(), report, &skipped, std::move(passedOver),
                           job.quiet);
     // A copy of an already reported file may come before it on the medium.
@@ -107,8 +108,11 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
     WritingLog writing(folder, std::nullopt, job.out.isOfJob);
     const bool complete = WritePlan(job, plan, partialSuffix, extraction, writing);
     const ExtractTotals& totals = extraction.Totals();
-    skipped.TakeName();
-    skipped.ReleaseRoom();
+    skipped.Finish();
+    if (skipped.IsCut()) {
+        Say("'{}' has little room, so 'skipped.jsonl' is cut: it names only a part of what was not written",
+            folder.Path().string());
+    }
     // Putting the lines in order takes memory too.
     plan.files.clear();
     std::int64_t filesOfEarlierRuns = 0;
@@ -129,7 +133,7 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
         Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, planned);
         return ExitStatus::Stopped;
     }
-    return fits && IsLossless(totals, medium) ? ExitStatus::Done : ExitStatus::Losses;
+    return fits && !skipped.IsCut() && IsLossless(totals, medium) ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 ExitStatus ExtractPiece(const ExtractJob& job, const Piece& piece) {
@@ -138,7 +142,7 @@ ExitStatus ExtractPiece(const ExtractJob& job, const Piece& piece) {
     Plan plan = MakePlan(job, [](const PassedOver& /*passed*/) {});
     // What does not fit would depend on what the other pieces have written so far, so the plans would differ.
     const std::string partialSuffix = SuffixOf(piece) + ".part";
-    if (!FitOntoDisk(plan, folder, partialSuffix)) {
+    if (!FitOntoDisk(plan, folder, partialSuffix, 0)) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("'{}' has no room for the files of all segments: free some space, narrow the "
                                   "selection, or run without --segment to write the best of those that fit",

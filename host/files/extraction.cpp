@@ -26,13 +26,13 @@ std::int64_t TotalBytes(const Plan& plan) {
 
 }  // namespace
 
-void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& totals) {
-    skipped.Add(JsonLine(PassedOverRecord(passed)));
+void NotePassedOver(const PassedOver& passed, SkippedList& skipped, ExtractTotals& totals) {
+    skipped.Add(PassedOverRecord(passed));
     ++totals.passedOver[ReasonText(passed.reason)];
 }
 
 Extraction::Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize,
-                       FolderReport& report, LineFile* skipped, ExtractTotals totals, bool quiet)
+                       FolderReport& report, SkippedList* skipped, ExtractTotals totals, bool quiet)
     : plan_(plan),
       known_(known),
       folder_(folder),
@@ -121,7 +121,7 @@ void Extraction::Report() {
 void Extraction::NoteFailure(const PlannedFile& file, const WriteResult& result) {
     const std::string reason = "could not be written: " + result.error;
     if (skipped_ != nullptr) {
-        skipped_->Add(JsonLine(UnwrittenRecord(file, reason)));
+        skipped_->Add(UnwrittenRecord(file, reason));
     }
     ++totals_.failed;
     ++totals_.passedOver[reason];
@@ -141,7 +141,7 @@ void Extraction::NoteLeftOut(const PlannedFile& file, const WriteResult& result)
         if (!result.sameAs.empty()) {
             record["same_as"] = result.sameAs;
         }
-        skipped_->Add(JsonLine(record));
+        skipped_->Add(record);
     }
     ++totals_.passedOver[reason];
 }

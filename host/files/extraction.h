@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/details/find_details.h"
+#include "host/files/skipped_list.h"
 #include "host/files/write_files.h"
 #include "host/report/folder_report.h"
 #include "host/report/written_before.h"
@@ -16,7 +17,7 @@
 namespace salvor {
 
 /// Notes a find that became no file, in the list of those and in the totals.
-void NotePassedOver(const PassedOver& passed, LineFile& skipped, ExtractTotals& totals);
+void NotePassedOver(const PassedOver& passed, SkippedList& skipped, ExtractTotals& totals);
 
 /// Writes the files of a plan, counts and reports them, and shows progress. Throws `Failure` (losses) if the report
 /// cannot be written.
@@ -25,7 +26,7 @@ public:
     /// `skipped` is null if no list of the finds that became no file is wanted. All that is referred to outlives this.
     /// `sectorSize` in bytes; `totals` holds what was counted while the plan was made.
     Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize, FolderReport& report,
-               LineFile* skipped, ExtractTotals totals, bool quiet);
+               SkippedList* skipped, ExtractTotals totals, bool quiet);
 
     /// Reports what earlier runs have written and removes it from the plan.
     void TakeOver(WrittenBefore& before);
@@ -51,7 +52,7 @@ private:
     const Folder& folder_;
     std::int32_t sectorSize_;
     FolderReport& report_;
-    LineFile* skipped_;
+    SkippedList* skipped_;
     ExtractTotals totals_;
     // The bytes of all files, and of those that earlier runs have written.
     std::int64_t totalBytes_;

@@ -304,7 +304,7 @@ void WriteParts(const Folder& folder, const PageData& data, const ReportReader& 
 
 }  // namespace
 
-void WritePage(const Folder& folder) {
+bool WritePage(const Folder& folder) {
     ReportReader reader(folder);
     PageData data;
     for (ReportedFile file; reader.Next(file);) {
@@ -316,6 +316,7 @@ void WritePage(const Folder& folder) {
         folder.Remove(std::string(PageName) + ".part");
         throw;
     }
+    return SayIfDamaged(reader, folder);
 }
 
 }  // namespace salvor

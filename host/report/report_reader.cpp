@@ -17,6 +17,7 @@
 #include "host/report/report.h"
 #include "host/say/failure.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 
 namespace salvor {
 
@@ -250,6 +251,14 @@ bool ReportReader::Next(ReportedFile& file) {
         damagedLines_ += record_.is_object() && TextAt(record_, "record") == "summary" ? 0 : 1;
     }
     return false;
+}
+
+bool SayIfDamaged(const ReportReader& reader, const Folder& folder) {
+    if (reader.DamagedLines() > 0) {
+        Say("passed over {} of the report in '{}'", Counted(reader.DamagedLines(), "damaged line"),
+            folder.Path().string());
+    }
+    return reader.DamagedLines() == 0;
 }
 
 Folder OpenReportFolder(const std::string& path) {

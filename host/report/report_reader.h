@@ -110,6 +110,9 @@ private:
     LineReader lines_;
 };
 
+/// Says how many lines of the folder's report are damaged; true if none are.
+bool SayIfDamaged(const ReportReader& reader, const Folder& folder);
+
 /// Opens a folder of recovered files. Throws `Failure` (not started) if it cannot be opened.
 Folder OpenReportFolder(const std::string& path);
 

@@ -381,6 +381,35 @@ TEST(Program, WritesWhatTheDiskHasRoomFor) {
     EXPECT_EQ(skipped[0]["start_sector"], 9);
 }
 
+TEST(Program, WritesFilesToASmallDiskBeforeItListsTheRest) {
+    const TempFolder folder;
+    fs::create_directory(folder / "disk");
+    test::WriteFile(folder / "onDisk", "cd " + Quoted(folder.Path()) +
+                                           "; mount -t tmpfs -o size=4M,nr_inodes=900 none disk || exit 100\n"
+                                           "\"$@\"; status=$?; cp -r disk/out copy; exit $status\n");
+    Bytes picture = Fixture("lossy.webp");
+    picture.resize(1024);
+    Bytes image;
+    constexpr std::size_t pictures = 4000;
+    for (std::size_t i = 0; i < pictures; ++i) {
+        image.insert(image.end(), picture.begin(), picture.end());
+    }
+    test::WriteFile(folder / "image", image);
+    const test::ProgramRun run = RunProgram("recover " + Quoted(folder / "image") + " --out disk/out",
+                                            "unshare -rm sh " + Quoted(folder / "onDisk"));
+    if (!fs::exists(folder / "copy")) {
+        GTEST_SKIP() << "needs user namespaces: " << run.errors;
+    }
+    EXPECT_EQ(run.status, 1);
+    const std::size_t files = RecoveredFiles(folder / "copy").size();
+    EXPECT_GT(files, 50U);
+    const json summary = Summary(folder / "copy");
+    EXPECT_EQ(summary["files"], files);
+    EXPECT_EQ(summary["not_written"]["no room on the disk"], pictures - files) << summary;
+    EXPECT_LT(ReadLines(folder / "copy/skipped.jsonl").size(), pictures - files);
+    EXPECT_TRUE(fs::exists(folder / "copy/index.html"));
+}
+
 TEST(Program, BoundsClaimsUnlessAllAreWanted) {
     const TempFolder folder;
     const fs::path finds = folder / "finds";
@@ -574,6 +603,8 @@ TEST(Program, ReportsEveryFileInTheFolderWhicheverRunWroteIt) {
     fs::remove(out / files.begin()->first);
     // What a killed run leaves behind: no summary, and a truncated line.
     test::WriteFile(out / "report.jsonl", Bytes(report.begin(), report.end() - 2000));
+    EXPECT_EQ(RunProgram("report --format html " + Quoted(out)).status, 1);
+    EXPECT_EQ(RunProgram("report --format csv " + Quoted(out)).status, 1);
     ASSERT_EQ(RunProgram(extract + " --types gif").status, 0);
     EXPECT_EQ(Summary(out)["ended"], "complete");
     ASSERT_EQ(RunProgram(extract).status, 0);
