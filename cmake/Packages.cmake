@@ -52,7 +52,10 @@ salvor_package(library librawfiletypes0 libs "recognises files in a raw sector s
 salvor_package(sdk librawfiletypes-dev libdevel "recognises files in a raw sector stream (development)
  Headers, CMake package and pkg-config file of the library that finds 113
  types of files in a stream of sectors.")
-# Loaded at run time; without them films and PDF have no details.
+# Loaded at run time.
+get_target_property(salvor_required salvor SALVOR_REQUIRED_PACKAGES)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${salvor_required}")
+# Without these, films and PDF have no details.
 get_target_property(salvor_loaded salvor SALVOR_LOADED_PACKAGES)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "${salvor_loaded}")
 # The system must know a new library at once.

@@ -13,10 +13,10 @@ namespace salvor {
 
 std::span<const WorkerKind> WorkerKinds() {
     // One row for each task of workers.
-    static constexpr std::array kinds{WorkerKind{ScanOrderKind, ScanPartOrdered},
-                                      WorkerKind{ValidateOrderKind, ValidateInWorker},
-                                      WorkerKind{DetailsOrderKind, AnswerQuestions, LoadReaders},
-                                      WorkerKind{VolumesOrder, WorkOnVolumes}, WorkerKind{JoinedOrder, ValidateJoined}};
+    static constexpr std::array kinds{
+        WorkerKind{ScanOrderKind, ScanPartOrdered}, WorkerKind{ValidateOrderKind, ValidateInWorker},
+        WorkerKind{DetailsOrderKind, AnswerQuestions, LoadReaders},
+        WorkerKind{VolumesOrder, WorkOnVolumes, LoadVolumesLibrary}, WorkerKind{JoinedOrder, ValidateJoined}};
     return kinds;
 }
 

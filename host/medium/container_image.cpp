@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <tsk/libtsk.h>
 
 #include <algorithm>
 #include <mutex>
@@ -7,13 +6,17 @@
 
 #include "host/medium/image_formats.h"
 #include "host/medium/stored_blocks.h"
+#include "host/medium/tsk_library.h"
 #include "host/say/failure.h"
 
 namespace salvor {
 
 namespace {
 
-using TskImage = std::unique_ptr<TSK_IMG_INFO, decltype(&tsk_img_close)>;
+struct CloseImage {
+    void operator()(TSK_IMG_INFO* image) const { TskLibrary::Get().imageClose(image); }
+};
+using TskImage = std::unique_ptr<TSK_IMG_INFO, CloseImage>;
 
 TSK_IMG_TYPE_ENUM TypeOf(ImageFormat format) {
     switch (format) {
@@ -32,7 +35,7 @@ TSK_IMG_TYPE_ENUM TypeOf(ImageFormat format) {
 // The library's last error on this thread in one line.
 std::string LastError() {
     constexpr std::size_t longest = 400;
-    const char* const text = tsk_error_get();
+    const char* const text = TskLibrary::Get().errorGet();
     std::string line = text != nullptr ? text : "the library gives no reason";
     std::ranges::replace(line, '\n', ' ');
     line.resize(std::min(line.size(), longest));
@@ -76,7 +79,8 @@ public:
         const std::lock_guard lock(mutex_);
         return ReadInPieces(offset, length, [&](std::size_t done, std::size_t wanted) {
             char* const to = static_cast<char*>(static_cast<void*>(buffer + done));
-            const auto got = tsk_img_read(image_.get(), offset + static_cast<std::int64_t>(done), to, wanted);
+            const auto got =
+                TskLibrary::Get().imageRead(image_.get(), offset + static_cast<std::int64_t>(done), to, wanted);
             return got > 0 ? static_cast<std::size_t>(got) : 0;
         });
     }
@@ -99,8 +103,8 @@ private:
 }  // namespace
 
 std::unique_ptr<MediumSource> OpenContainer(const std::string& path, ImageFormat format) {
-    tsk_error_reset();
-    TskImage image(tsk_img_open_utf8_sing(path.c_str(), TypeOf(format), 0), &tsk_img_close);
+    TskLibrary::Get().errorReset();
+    TskImage image(TskLibrary::Get().imageOpen(path.c_str(), TypeOf(format), 0));
     if (!image || image->size <= 0) {
         const std::string why = image ? "it is empty" : LastError();
         throw Failure(ExitStatus::NotStarted,

@@ -197,7 +197,7 @@ private:
             // The name now leads to another file.
             return TSK_WALK_CONT;
         }
-        const TSK_FS_ATTR* const attribute = tsk_fs_file_attr_get(&file);
+        const TSK_FS_ATTR* const attribute = TskLibrary::Get().fileAttribute(&file);
         constexpr unsigned unlike = TSK_FS_ATTR_RES | TSK_FS_ATTR_ENC | TSK_FS_ATTR_COMP;
         if (attribute == nullptr ||
             (static_cast<unsigned>(attribute->flags) & (unlike | TSK_FS_ATTR_NONRES)) != TSK_FS_ATTR_NONRES ||
@@ -295,7 +295,7 @@ std::optional<FileSystem> FileSystem::Open(TskImage& image, Medium& medium, std:
         if (kind == TSK_FS_TYPE_YAFFS2_DETECT && (sector != 0 || !MayBeYaffs(medium))) {
             continue;
         }
-        TskFileSystem opened(tsk_fs_open_img(image.Get(), sector * medium.SectorSize(), kind));
+        TskFileSystem opened(TskLibrary::Get().fileSystemOpen(image.Get(), sector * medium.SectorSize(), kind));
         if (opened && *NameOf(opened->ftype) != '\0' && opened->block_size > 0) {
             return FileSystem(std::move(opened), image, medium, sector);
         }
@@ -355,7 +355,8 @@ void FileSystem::TellUsed(VolumeSink& sink) const {
     UsedTeller teller(blocks, sink);
     const auto flags = Join(Join(TSK_FS_BLOCK_WALK_FLAG_ALLOC, TSK_FS_BLOCK_WALK_FLAG_AONLY),
                             Join(TSK_FS_BLOCK_WALK_FLAG_CONT, TSK_FS_BLOCK_WALK_FLAG_META));
-    tsk_fs_block_walk(opened_.get(), opened_->first_block, opened_->last_block_act, flags, UsedTeller::Take, &teller);
+    TskLibrary::Get().blockWalk(opened_.get(), opened_->first_block, opened_->last_block_act, flags, UsedTeller::Take,
+                                &teller);
     teller.End();
 }
 
@@ -367,14 +368,14 @@ void FileSystem::TellFiles(std::int32_t volume, VolumeSink& sink) const {
     FileTeller teller(*opened_, blocks, volume, sink);
     const auto living = Join(TSK_FS_DIR_WALK_FLAG_ALLOC, TSK_FS_DIR_WALK_FLAG_UNALLOC);
     const auto named = Join(Join(living, TSK_FS_DIR_WALK_FLAG_RECURSE), TSK_FS_DIR_WALK_FLAG_NOORPHAN);
-    tsk_fs_dir_walk(opened_.get(), opened_->root_inum, named, FileTeller::Take, &teller);
+    TskLibrary::Get().folderWalk(opened_.get(), opened_->root_inum, named, FileTeller::Take, &teller);
     // On a FAT, entries that no folder leads to are searched for in every cluster.
     if (image_->IsExhausted() || (IsFat(opened_->ftype) && Size() > image_->Allowance())) {
         return;
     }
     const auto orphans = Join(Join(TSK_FS_META_FLAG_UNALLOC, TSK_FS_META_FLAG_USED), TSK_FS_META_FLAG_ORPHAN);
-    tsk_fs_meta_walk(opened_.get(), opened_->first_inum, opened_->last_inum, orphans, FileTeller::TakeNameless,
-                     &teller);
+    TskLibrary::Get().metaWalk(opened_.get(), opened_->first_inum, opened_->last_inum, orphans,
+                               FileTeller::TakeNameless, &teller);
 }
 
 }  // namespace salvor

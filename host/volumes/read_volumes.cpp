@@ -39,7 +39,7 @@ public:
 
 private:
     void TakeTable() {
-        const TskTable table(tsk_vs_open(image_.Get(), 0, TSK_VS_TYPE_DETECT));
+        const TskTable table(TskLibrary::Get().tableOpen(image_.Get(), 0, TSK_VS_TYPE_DETECT));
         if (!table) {
             return;
         }

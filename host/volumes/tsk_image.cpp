@@ -13,11 +13,11 @@ TskImage::TskImage(Medium& medium, std::int64_t allowance, VolumeSink& sink) {
     };
     const auto tell = [](TSK_IMG_INFO*, FILE*) {
     };
-    tsk_img_open_external(static_cast<TSK_IMG_INFO*>(&info_), medium.SizeInBytes(),
-                          static_cast<unsigned>(medium.SectorSize()), Read, close, tell);
+    TskLibrary::Get().imageOpenExternal(static_cast<TSK_IMG_INFO*>(&info_), medium.SizeInBytes(),
+                                        static_cast<unsigned>(medium.SectorSize()), Read, close, tell);
 }
 
-TskImage::~TskImage() { tsk_img_close(&info_); }
+TskImage::~TskImage() { TskLibrary::Get().imageClose(&info_); }
 
 ssize_t TskImage::Read(TSK_IMG_INFO* image, TSK_OFF_T offset, char* buffer, size_t length) {
     auto& info = *static_cast<Info*>(image);

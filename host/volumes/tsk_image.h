@@ -1,11 +1,10 @@
 #pragma once
 
-#include <tsk/libtsk.h>
-
 #include <cstdint>
 #include <memory>
 
 #include "host/medium/medium.h"
+#include "host/medium/tsk_library.h"
 #include "host/volumes/read_volumes.h"
 
 namespace salvor {
@@ -39,8 +38,8 @@ private:
 };
 
 struct CloseTsk {
-    void operator()(TSK_VS_INFO* table) const { tsk_vs_close(table); }
-    void operator()(TSK_FS_INFO* fileSystem) const { tsk_fs_close(fileSystem); }
+    void operator()(TSK_VS_INFO* table) const { TskLibrary::Get().tableClose(table); }
+    void operator()(TSK_FS_INFO* fileSystem) const { TskLibrary::Get().fileSystemClose(fileSystem); }
 };
 using TskTable = std::unique_ptr<TSK_VS_INFO, CloseTsk>;
 using TskFileSystem = std::unique_ptr<TSK_FS_INFO, CloseTsk>;

@@ -2,10 +2,13 @@
 
 #include <string>
 
+#include "host/medium/tsk_library.h"
 #include "host/volumes/knowledge.h"
 #include "host/volumes/read_volumes.h"
 
 namespace salvor {
+
+void LoadVolumesLibrary(const Json& /*what*/) { TskLibrary::Get(); }
 
 bool WorkOnVolumes(Worker& worker) {
     const bool withUsed = worker.What().at("used").get<bool>();
