@@ -74,6 +74,7 @@ private:
         const SectorBlock block{nextSector_, bytes.data(), sectors, SectorBytes, &source_};
         salvor::ScanInSlices(
             block, types_, [](const Type& type) { return type.index; },
+            [this](const SectorBlock&) -> const std::vector<Type>& { return types_; },
             [this](const Type& type, const SectorBlock& part) { type.scanner->ScanBlock(&part, &sink_); });
         nextSector_ += sectors;
     }

@@ -42,13 +42,13 @@ private:
     std::int64_t linesPerStep_;
 };
 
-/// Lets every scanner look at a block: `scan(scanner, part)` gets one part after another. Parts are slices, except for
-/// types whose finds depend on where blocks end: these get the whole block. `typeOf(scanner)` is the scanner's factory
-/// index; `look(slice)` also gets every slice.
-template <class Scanners, class TypeOf, class Scan, class Look = void (*)(const SectorBlock&)>
-void ScanInSlices(
-    const SectorBlock& block, const Scanners& scanners, TypeOf&& typeOf, Scan&& scan,
-    Look&& look = [](const SectorBlock&) {}) {
+/// Lets scanners look at a block: `scan(scanner, part)` gets one part after another. Parts are slices, except for types
+/// whose finds depend on where blocks end: these get the whole block. `typeOf(scanner)` is the scanner's factory index.
+/// `enter(slice)` gets every slice first, and returns the scanners that are to see it. `isNear`: the bytes have just
+/// been read by this thread.
+template <class Scanners, class TypeOf, class Enter, class Scan>
+void ScanInSlices(const SectorBlock& block, const Scanners& scanners, TypeOf&& typeOf, Enter&& enter, Scan&& scan,
+                  bool isNear = false) {
     const auto needsWholeBlock = [&](const auto& scanner) {
         return FileTypeCatalog[typeOf(scanner)].dependsOnBlocks;
     };
@@ -61,14 +61,15 @@ void ScanInSlices(
         const SectorBlock slice = sliceAt(first);
         first += slice.sectorCount;
         const SectorBlock behind = sliceAt(first);
-        Prefetch prefetch(behind.data, std::int64_t{behind.sectorCount} * block.sectorSize, std::size(scanners));
-        for (const auto& scanner : scanners) {
+        const Scanners& shown = enter(slice);
+        Prefetch prefetch(behind.data, std::int64_t{behind.sectorCount} * block.sectorSize,
+                          isNear ? 0 : std::size(shown));
+        for (const auto& scanner : shown) {
             if (!needsWholeBlock(scanner)) {
                 scan(scanner, slice);
                 prefetch.Step();
             }
         }
-        look(slice);
     }
     for (const auto& scanner : scanners) {
         if (needsWholeBlock(scanner)) {

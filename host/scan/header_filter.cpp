@@ -5,7 +5,7 @@
 
 namespace salvor {
 
-bool HeaderFilter::Add(std::int32_t type, const IPassingScanner& scanner) {
+bool HeaderFilter::Add(std::int32_t type, const IPassingScanner& scanner, PairProbes& probes) {
     std::array<HeaderWord, 16> all{};
     const std::int32_t count = scanner.GetHeaderWords(all.data(), static_cast<std::int32_t>(all.size()));
     if (count < 1 || count > static_cast<std::int32_t>(all.size())) {
@@ -25,7 +25,7 @@ bool HeaderFilter::Add(std::int32_t type, const IPassingScanner& scanner) {
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             wanted[i] = {values[i], masks[i]};
         }
-        probes_.Add(0, wanted);
+        probes.Add(0, wanted);
         words_.push_back({word, type});
     }
     return true;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -27,7 +28,8 @@ public:
     bool MayHaveOne(const std::uint8_t* sector) const {
         bool may = false;
         for (const Probe& probe : probes_) {
-            const auto pair = static_cast<std::uint16_t>(sector[probe.offset] | sector[probe.offset + 1] << 8U);
+            std::uint16_t pair = 0;
+            std::memcpy(&pair, sector + probe.offset, sizeof(pair));
             may |= (probe.values[pair / 64U] >> (pair % 64U) & 1U) != 0;
         }
         return may;
@@ -36,7 +38,7 @@ public:
 private:
     struct Probe {
         std::size_t offset;
-        // A bit for each value of the two bytes.
+        // A bit for each value of the two bytes, loaded as the machine stores them.
         std::vector<std::uint64_t> values;
     };
 

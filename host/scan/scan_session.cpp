@@ -122,18 +122,31 @@ std::int64_t LeastZeros(const Medium& medium) {
 // Knows which scanners need not see a slice: those at rest, unless a sector may be a header of their type.
 class SlicePasser {
 public:
-    void Add(const ActiveScanner& active) {
+    void Add(const ActiveScanner& active, PairProbes& probes) {
         auto& state = StateOf(active.type);
         state.passing = dynamic_cast<IPassingScanner*>(active.scanner.get());
         state.hasWords = state.passing != nullptr && active.rest != nullptr &&
-                         !FileTypeCatalog[active.type].dependsOnBlocks && filter_.Add(active.type, *state.passing);
+                         !FileTypeCatalog[active.type].dependsOnBlocks &&
+                         filter_.Add(active.type, *state.passing, probes);
     }
 
-    void EnterSlice(const SectorBlock& slice) {
+    void EnterBlock() { areSettled_ = true; }
+
+    void EnterSlice() {
         ++slice_;
-        filter_.Look(slice.data, slice.sectorCount, slice.sectorSize,
-                     [this](std::int32_t type) { StateOf(type).sliceWithHeader = slice_; });
+        hasHeader_ = false;
     }
+
+    /// For the sectors of the slice that may be headers.
+    void TakeHeader(const std::uint8_t* sector) {
+        filter_.Look(sector, [this](std::int32_t type) {
+            StateOf(type).sliceWithHeader = slice_;
+            hasHeader_ = true;
+        });
+    }
+
+    /// True if no scanner must see the slice but those that had to see a slice without headers as the block began.
+    bool AreOthersAsleep() const { return areSettled_ && !hasHeader_; }
 
     bool MustSee(std::int32_t type) const {
         const State& state = states_[static_cast<std::size_t>(type)];
@@ -143,7 +156,8 @@ public:
     /// After each slice that a scanner has seen.
     void HasSeen(std::int32_t type, const IRestingScanner* rest, std::int64_t nextSector) {
         State& state = StateOf(type);
-        state.isAtRest = state.hasWords && rest->IsAtRest(nextSector);
+        const bool wasAtRest = std::exchange(state.isAtRest, state.hasWords && rest->IsAtRest(nextSector));
+        areSettled_ = areSettled_ && (!wasAtRest || state.isAtRest);
     }
 
     /// The scanner, if it can pass zeros without seeing them although it is not at rest; else null.
@@ -166,6 +180,10 @@ private:
     HeaderFilter filter_;
     std::array<State, FileTypeCount> states_{};
     std::int64_t slice_ = 0;
+    // A sector of the slice has a header word.
+    bool hasHeader_ = false;
+    // No scanner has left its rest since the block began.
+    bool areSettled_ = true;
 };
 
 // The scanners and the start finder that look at the blocks of one scan.
@@ -178,7 +196,8 @@ public:
           sink_(medium, observer),
           starts_(MakeStartFinder(medium, request, firstSector)),
           scanners_(StartScanners(request)) {
-        std::ranges::for_each(scanners_, [this](const ActiveScanner& active) { passer_.Add(active); });
+        std::ranges::for_each(scanners_, [this](const ActiveScanner& active) { passer_.Add(active, probes_); });
+        starts_.AddTo(probes_);
     }
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -195,22 +214,30 @@ public:
     void ScanBlock(const ReadBlock& read, const std::vector<Active>& active, bool withStarts, Keep&& keep) {
         const bool isZero = read.zeros.count > 0 || IsZero(read, medium_.SectorSize());
         std::vector<const Active*> shown;
+        std::vector<const Active*> awake;
+        passer_.EnterBlock();
         for (const Active& one : active) {
             if (!isZero || !MayPassZeros(one.rest, read.sectors)) {
                 shown.push_back(&one);
+                if (passer_.MustSee(one.type)) {
+                    awake.push_back(&one);
+                }
             }
         }
         source_.SetBlock(read);
         const SectorBlock block{read.sectors.first + StreamStart, read.data,
                                 static_cast<std::int32_t>(read.sectors.count), medium_.SectorSize(), &source_};
-        std::int64_t enteredSlice = -1;
         ScanInSlices(
             block, shown, [](const Active* one) { return one->type; },
-            [&](const Active* one, const SectorBlock& part) {
-                read.Read(part.firstSector - block.firstSector + part.sectorCount);
-                if (std::exchange(enteredSlice, part.firstSector) != part.firstSector) {
-                    passer_.EnterSlice(part);
+            [&](const SectorBlock& slice) -> const std::vector<const Active*>& {
+                read.Read(slice.firstSector - block.firstSector + slice.sectorCount);
+                passer_.EnterSlice();
+                if (!isZero) {
+                    LookForStarts(slice, withStarts);
                 }
+                return passer_.AreOthersAsleep() ? awake : shown;
+            },
+            [&](const Active* one, const SectorBlock& part) {
                 if (!passer_.MustSee(one->type)) {
                     return;
                 }
@@ -220,16 +247,7 @@ public:
                 one->scanner->ScanBlock(&part, &sink_);
                 passer_.HasSeen(one->type, one->rest, part.firstSector + part.sectorCount);
             },
-            [&](const SectorBlock& part) {
-                if (withStarts && !isZero) {
-                    read.Read(part.firstSector - block.firstSector + part.sectorCount);
-                    observer_.OnLook({part.firstSector - StreamStart, part.sectorCount}, StartsType);
-                    starts_.Look(
-                        part.data, part.firstSector - StreamStart, part.sectorCount,
-                        [&](std::int64_t sector) { observer_.OnStart(sector); },
-                        [&](std::int64_t sector) { observer_.OnTextStart(sector); });
-                }
-            });
+            read.reader != nullptr);
         endsInZeros_ = isZero;
         if (isZero) {
             starts_.SetBefore(BytesOf(read).last(static_cast<std::size_t>(medium_.SectorSize())));
@@ -269,6 +287,29 @@ public:
     bool ShallStop() const { return observer_.StopRequested() || medium_.IsInterrupted(); }
 
 private:
+    // Both the scanners' headers and the validators' signatures, as one look at a sector serves both.
+    void LookForStarts(const SectorBlock& slice, bool withStarts) {
+        const auto mayBegin = [this](const std::uint8_t* sector) {
+            const bool may = probes_.MayHaveOne(sector);
+            if (may) {
+                passer_.TakeHeader(sector);
+            }
+            return may;
+        };
+        const SectorRange sectors{slice.firstSector - StreamStart, slice.sectorCount};
+        if (withStarts) {
+            observer_.OnLook(sectors, StartsType);
+            starts_.Look(
+                slice.data, sectors.first, sectors.count, mayBegin,
+                [this](std::int64_t sector) { observer_.OnStart(sector); },
+                [this](std::int64_t sector) { observer_.OnTextStart(sector); });
+            return;
+        }
+        for (std::int32_t i = 0; i < slice.sectorCount; ++i) {
+            mayBegin(slice.data + std::int64_t{i} * slice.sectorSize);
+        }
+    }
+
     ByteSpan BytesOf(const ReadBlock& read) const {
         return {read.data, static_cast<std::size_t>(read.sectors.count * medium_.SectorSize())};
     }
@@ -292,6 +333,7 @@ private:
     ScanObserver& observer_;
     StreamSource source_;
     FindSink sink_;
+    PairProbes probes_;
     StartFinder starts_;
     std::vector<ActiveScanner> scanners_;
     SlicePasser passer_;

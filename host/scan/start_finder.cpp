@@ -13,13 +13,18 @@ StartFinder::StartFinder(std::span<const Validator* const> validators, std::int3
         for (const StartSignature& signature : validator->starts) {
             if (!signature.bytes.empty() && signature.offset + signature.bytes.size() <= PairProbes::Reach) {
                 signatures_.push_back({validator, signature});
-                std::vector<WantedByte> wanted;
-                for (std::size_t i = 0; i < signature.bytes.size(); ++i) {
-                    wanted.push_back({static_cast<std::uint8_t>(signature.bytes[i]), signature.MaskOf(i)});
-                }
-                marks_.Add(signature.offset, wanted);
             }
         }
+    }
+}
+
+void StartFinder::AddTo(PairProbes& probes) const {
+    for (const auto& [validator, signature] : signatures_) {
+        std::vector<WantedByte> wanted;
+        for (std::size_t i = 0; i < signature.bytes.size(); ++i) {
+            wanted.push_back({static_cast<std::uint8_t>(signature.bytes[i]), signature.MaskOf(i)});
+        }
+        probes.Add(signature.offset, wanted);
     }
 }
 

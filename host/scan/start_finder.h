@@ -11,26 +11,29 @@
 
 namespace salvor {
 
-/// Looks for the validators' own signatures at sector starts. A sector without one costs a few loads from its first
-/// bytes.
+/// Looks for the validators' own signatures at sector starts.
 class StartFinder {
 public:
     /// `sectorSize` in bytes. `mediumBytes` tells how long a partial last sector is.
     StartFinder(std::span<const Validator* const> validators, std::int32_t sectorSize, std::int64_t mediumBytes);
 
+    /// Adds all signatures to the probes that tell which sectors may have one.
+    void AddTo(PairProbes& probes) const;
+
     /// True if, judging by its own bytes, this sector begins a file of some format.
     bool IsStart(ByteSpan sector) const;
 
     /// Looks at `count` sectors, whose bytes begin at `data`; the first has the number `first`. Parts must ascend
-    /// without a gap, since whether a text begins depends on the bytes before.
-    template <class TakeStart, class TakeText>
-    void Look(const std::uint8_t* data, std::int64_t first, std::int64_t count, TakeStart&& takeStart,
-              TakeText&& takeText) {
+    /// without a gap, since whether a text begins depends on the bytes before. `mayBeStart(bytes)` is asked once for
+    /// every sector; false if it has none of the signatures.
+    template <class MayBeStart, class TakeStart, class TakeText>
+    void Look(const std::uint8_t* data, std::int64_t first, std::int64_t count, MayBeStart&& mayBeStart,
+              TakeStart&& takeStart, TakeText&& takeText) {
         const std::uint8_t* bytes = data;
         ByteSpan tail(tail_);
         for (std::int64_t sector = first; sector < first + count; ++sector, bytes += sectorSize_) {
             const ByteSpan shown(bytes, sector < wholeSectors_ ? static_cast<std::size_t>(sectorSize_) : lastBytes_);
-            if (marks_.MayHaveOne(bytes) && IsStart(shown)) {
+            if (mayBeStart(bytes) && IsStart(shown)) {
                 takeStart(sector);
             }
             if (MayBeginText(tail, shown)) {
@@ -56,7 +59,6 @@ private:
     // The medium's last sector may be partial.
     std::int64_t wholeSectors_;
     std::size_t lastBytes_;
-    PairProbes marks_;
     std::vector<Own> signatures_;
     std::vector<std::uint8_t> tail_;
 };

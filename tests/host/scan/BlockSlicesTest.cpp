@@ -21,9 +21,11 @@ TEST(ScanInSlices, CutsBlocksButForTypesThatDependOnThem) {
     const std::vector<std::uint8_t> bytes(200 * 512);
     const auto partsOf = [&](std::int32_t type, std::int32_t count, std::int32_t sectorSize) {
         std::vector<Part> parts;
+        const std::vector scanners{plain, dependent, plain};
         ScanInSlices(
-            SectorBlock{7, bytes.data(), count, sectorSize, nullptr}, std::vector{plain, dependent, plain},
+            SectorBlock{7, bytes.data(), count, sectorSize, nullptr}, scanners,
             [](std::int32_t index) { return index; },
+            [&](const SectorBlock&) -> const std::vector<std::int32_t>& { return scanners; },
             [&](std::int32_t index, const SectorBlock& part) {
                 EXPECT_EQ(part.sectorSize, sectorSize);
                 if (index == type) {
