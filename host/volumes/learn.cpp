@@ -77,9 +77,9 @@ public:
           writer_(writer),
           findings_(findings),
           progress_("comparing", SizeOf(questions), quiet) {
-        constexpr std::size_t mostInOrder = 64;
+        const std::size_t inOrder = CountInOrder(questions.size());
         for (JoinedQuestion& question : questions) {
-            if (waiting_.empty() || waiting_.back().size() == mostInOrder) {
+            if (waiting_.empty() || waiting_.back().size() == inOrder) {
                 waiting_.emplace_back();
             }
             waiting_.back().push_back(std::move(question));
@@ -139,6 +139,14 @@ public:
     bool StopRequested() override { return salvor::StopRequested(); }
 
 private:
+    // Starting a worker takes as long as dozens of small files, and the workers should be done at about the same time.
+    static std::size_t CountInOrder(std::size_t questions) {
+        constexpr std::size_t least = 64;
+        constexpr std::size_t most = 4096;
+        constexpr std::size_t orders = 16;
+        return std::clamp(questions / orders + 1, least, most);
+    }
+
     std::int64_t SizeOf(const std::vector<JoinedQuestion>& questions) const {
         std::int64_t bytes = 0;
         for (const JoinedQuestion& question : questions) {
