@@ -39,7 +39,8 @@ std::string Head(const std::string& page, const std::string& description) {
     for (const char letter : page) {
         upper += letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
     }
-    return fmt::format(".TH {} 1 \"\" \"salvor " SALVOR_VERSION "\" \"Salvor\"\n.SH NAME\n{} \\- {}\n.SH SYNOPSIS\n",
+    return fmt::format(".TH {} 1 \"" SALVOR_RELEASED "\" \"salvor " SALVOR_VERSION
+                       "\" \"Salvor\"\n.SH NAME\n{} \\- {}\n.SH SYNOPSIS\n",
                        upper, Roff(page), Roff(description));
 }
 

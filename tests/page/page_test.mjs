@@ -152,6 +152,21 @@ test('the card: gallery, filters, map, details, and how it looks', async () => {
   }
 });
 
+test('a film opens from its picture, and filters that leave nothing can be cleared', async () => {
+  const page = await openPage(join(SALVOR_WORK, 'card'));
+  await page.evaluate(() => document.querySelector(`[data-group="${groupNames.indexOf('Films')}"]`).click());
+  await page.waitForSelector('.film video');
+  await page.click('.film video');
+  await page.waitForSelector('#details[open] video[controls]');
+  await closeDetails(page);
+  await page.type('#text', 'no such file');
+  await page.waitForSelector('#empty button');
+  await page.click('#empty button');
+  await page.waitForSelector('.film video');
+  assert.match(await page.$eval('#lead', (element) => element.textContent), /^48 of 54 files are whole\. The size of 6 is an estimate\.$/);
+  assert.deepEqual(page.errors, []);
+});
+
 test('a checker of accessibility finds nothing wrong', async () => {
   for (const scheme of ['light', 'dark']) {
     const page = await openPage(join(SALVOR_WORK, 'card'), { width: 360, scheme });

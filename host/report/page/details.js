@@ -150,6 +150,7 @@ function fillSummary() {
   const unreadable = data.unreadable.reduce((sum, [, count]) => sum + count, 0);
   dialog.replaceChildren(
     make('div', { className: 'drawer-head' }, make('h2', { id: 'summary-title' }, 'Summary'), print, closeButton(dialog)),
+    make('p', { className: 'lead' }, describeResult(types.reduce(addRows, noFiles()))),
     make('dl', { className: 'facts' }, ...[
       ['Medium', data.image], ['Its size', `${formatSize(data.imageSize)} (${formatNumber(data.imageSize)} bytes)`],
       ['Sectors', `of ${data.sectorSize} bytes; ${unreadable ? `${formatNumber(unreadable)} could not be read` : 'all were read'}`],
@@ -157,6 +158,9 @@ function fillSummary() {
       ['Page made', `${new Date(data.made * 1000).toLocaleString()} by ${data.program}`],
     ].flatMap(([name, value]) => [make('dt', {}, name), make('dd', {}, value)])),
     map, byId('legend').cloneNode(true), countTable(types),
+    make('h3', {}, 'What the verdicts mean'),
+    make('dl', { className: 'facts' }, ...verdicts.flatMap((name, verdict) =>
+      (files.verdict.includes(verdict) ? [make('dt', {}, verdictBadge(verdict)), make('dd', {}, verdictMeanings[verdict])] : []))),
     make('h3', {}, 'By extension'),
     make('ul', { className: 'by-extension' }, ...Array.from(byCount).sort((a, b) => b[1] - a[1]).map(([extension, count]) =>
       make('li', {}, `${extension} `, make('b', {}, formatNumber(count))))),

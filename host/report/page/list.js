@@ -18,7 +18,7 @@ class FileList {
     this.root.addEventListener('keydown', (event) => this.onKey(event));
     this.root.addEventListener('click', (event) => {
       const item = event.target.closest('[data-at]');
-      if (item && !event.target.closest('video, audio')) {
+      if (item) {
         this.activate(Number(item.dataset.at));
         this.onOpen(this.order[this.active]);
       }
@@ -206,6 +206,8 @@ function makeFilmPicture(file) {
   const film = make('video', { preload: 'metadata', muted: true, tabIndex: -1, 'aria-hidden': 'true' });
   const picture = make('span', { className: 'film' }, film);
   film.addEventListener('error', () => picture.replaceWith(noPicture(file)));
+  // The browser may know the sound alone.
+  film.addEventListener('loadedmetadata', () => film.videoWidth === 0 && picture.replaceWith(noPicture(file)));
   film.src = `${source}#t=0.1`;
   return picture;
 }
@@ -217,7 +219,7 @@ function makeCard(file) {
   return make('div', { className: 'card', role: 'option' },
     make('div', { className: 'thumb', 'aria-hidden': 'true' }, isFilm ? makeFilmPicture(file) : makePicture(file, '')),
     make('div', { className: 'caption' },
-      make('span', { className: 'name', title: fieldOf('title', file) ?? name }, name),
+      make('span', { className: 'name', title: name }, originalOf(file) ? name : fieldOf('title', file) ?? name),
       make('span', { className: 'line muted' }, make('i', { className: `dot ${verdict}` }), verdict,
         make('span', { className: 'day' }, takenOf(file).slice(0, 10)),
         make('span', { className: 'end' }, formatSize(files.size[file])))));

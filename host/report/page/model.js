@@ -3,6 +3,9 @@
 const data = JSON.parse(byId('data').textContent);
 byId('data').remove();
 const verdicts = ['whole', 'open', 'truncated', 'damaged'];
+const verdictMeanings = ['intact from its start to the end that it declares',
+  'of a format that declares no end or that cannot be checked: the size is an estimate',
+  'goes on beyond what is there: its last part is missing', 'its structure breaks: it may open in part'];
 
 // What a kind's place in the list tells: drawings are the last of the pictures, films the last of what is a gallery at first.
 const groupNames = data.kinds;

@@ -5,6 +5,19 @@ let map;
 const gallery = { byGroup: new Map(), of: (group) => gallery.byGroup.get(group) ?? (group >= 0 && group <= LastGallery) };
 const sorting = { key: 'place', isDescending: false };
 
+// The result in a sentence or two.
+function describeResult({ files: count, by: [whole, open, truncated, damaged] }) {
+  if (count === 0) {
+    return '';
+  }
+  const are = (number, what) => `${formatNumber(number)} ${number === 1 ? 'is' : 'are'} ${what}`;
+  const others = [[open, `the size of ${formatNumber(open)} is an estimate`], [truncated, are(truncated, 'cut short')],
+    [damaged, are(damaged, 'damaged')]].filter(([number]) => number > 0).map(([, text]) => text).join(', ');
+  const first = whole === count ? (count === 1 ? 'The file is whole.' : `All ${formatNumber(count)} files are whole.`)
+    : `${formatNumber(whole)} of ${plural(count, 'file')} ${whole === 1 ? 'is' : 'are'} whole.`;
+  return others ? `${first} ${others[0].toUpperCase()}${others.slice(1)}.` : first;
+}
+
 function showHead() {
   const image = data.image || 'an unknown medium';
   byId('title').textContent = image.slice(image.lastIndexOf('/') + 1) || image;
@@ -14,7 +27,8 @@ function showHead() {
   const figure = (value, name) => make('div', {}, make('dt', {}, name), make('dd', {}, value));
   byId('figures').replaceChildren(
     figure(formatNumber(all.files), all.files === 1 ? 'file' : 'files'), figure(formatSize(all.bytes), 'recovered'),
-    figure(formatNumber(all.by[0]), 'whole'), figure(formatNumber(all.files - all.by[0]), 'not sure'));
+    figure(formatNumber(all.by[0]), 'whole'), figure(formatNumber(all.files - all.by[0]), 'to check'));
+  byId('lead').textContent = describeResult(all);
   const notices = [];
   if (files.count === 0) {
     notices.push('There are no recovered files in this folder.');
@@ -45,13 +59,14 @@ function showTools() {
     return button;
   };
   const groups = groupNames.map((name, group) => [group, name]).filter(([group]) => groupOfType.includes(group));
-  byId('groups').replaceChildren(...groups.map(([group, name]) => tab(group, name)), tab(-1, 'All'));
+  byId('groups').replaceChildren(tab(-1, 'All'), ...groups.map(([group, name]) => tab(group, name)));
   const present = new Set(files.verdict);
   byId('verdicts').replaceChildren(...verdicts.flatMap((name, verdict) => {
     if (!present.has(verdict)) {
       return [];
     }
-    const chip = make('button', { type: 'button', 'aria-pressed': 'false', 'data-verdict': verdict },
+    const chip = make('button', { type: 'button', 'aria-pressed': 'false', 'data-verdict': verdict,
+      title: verdictMeanings[verdict] },
       make('i', { className: `dot ${name}` }), name, ' ', make('span', { className: 'count' }));
     chip.addEventListener('click', () => {
       if (!filter.verdicts.delete(verdict)) {
@@ -94,6 +109,13 @@ function sortBy(key) {
 const isFiltered = () => filter.verdicts.size > 0 || filter.type >= 0 || filter.text !== '' || filter.minSize > 0
   || filter.maxSize < Infinity || filter.takenFrom !== '' || filter.takenTo !== '' || filter.place !== null;
 
+function showEmpty() {
+  const again = make('button', { type: 'button' }, 'Clear the filters');
+  again.addEventListener('click', clearFilter);
+  byId('empty').replaceChildren(make('p', {}, files.count === 0 ? 'No files were recovered.'
+    : isFiltered() ? 'No file of this kind matches the filters.' : 'There is no file of this kind.'), isFiltered() ? again : '');
+}
+
 // Shows the files according to the filters and the order.
 function update() {
   const { order, bytes, byGroup, byVerdict } = selectFiles();
@@ -119,7 +141,7 @@ function update() {
     : `${formatNumber(order.length)} of ${plural(files.count, 'file')}, ${formatSize(bytes)}${place}`;
   byId('clear').hidden = !isFiltered();
   byId('empty').hidden = order.length > 0;
-  byId('empty').textContent = files.count === 0 ? 'No files were recovered.' : 'No file matches.';
+  showEmpty();
   showColumns(isGallery);
   list.show(order, isGallery);
   map?.mark();
