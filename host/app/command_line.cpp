@@ -205,9 +205,8 @@ std::string Parser::ErrorText(const CLI::ParseError& error) const {
     const std::vector<std::string> unexpected = m_app.remaining(true);
     const std::string required = command == nullptr ? "" : RequiredText(*command);
     const bool isMissing = kind == CLI::ExitCodes::RequiredError;
-    // What is missing is often what was misspelt.
-    if (!unexpected.empty() &&
-        (kind == CLI::ExitCodes::ExtrasError || (isMissing && unexpected.front().starts_with('-')))) {
+    // What is missing is often what was misspelt, or given without its option.
+    if (!unexpected.empty() && (kind == CLI::ExitCodes::ExtrasError || isMissing)) {
         text = UnexpectedText(command == nullptr ? m_program.options : command->options, unexpected.front());
     } else if (isMissing && !required.empty()) {
         text = required;

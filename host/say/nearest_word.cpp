@@ -42,7 +42,7 @@ std::string NearestWord(const std::string& word, const std::vector<std::string>&
 
 std::string MeantText(const std::string& word, const std::vector<std::string>& words) {
     const std::string nearest = NearestWord(word, words);
-    return nearest.empty() ? "" : "; did you mean '" + nearest + "'?";
+    return nearest.empty() ? "" : " (did you mean '" + nearest + "'?)";
 }
 
 }  // namespace salvor

@@ -686,7 +686,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         // Frequent mistakes, and what the program suggests instead.
         {"recovr " + Card, 2, "did you mean 'recover'?"},
         {Card, 2, "'salvor recover "},
-        {"recover " + Card + " recovered", 2, "--out"},
+        {"recover " + Card + " recovered", 2, "nothing takes the word 'recovered'"},
         {"recover " + Card + out + " --type jpg", 2, "did you mean '--types'?"},
         {"recover " + Card + out + " --min-sise=4K", 2, "did you mean '--min-size'?"},
         {"recover " + Card + " -out recovered", 2, "did you mean '--out'?"},
