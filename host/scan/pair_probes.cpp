@@ -44,10 +44,13 @@ void PairProbes::Add(std::size_t offset, std::span<const WantedByte> signature) 
     }
     const WantedByte low = wantedAt(best);
     const WantedByte high = wantedAt(best + 1);
-    for (std::uint32_t pair = 0; pair < 0x10000; ++pair) {
-        const auto bytes = std::bit_cast<std::array<std::uint8_t, 2>>(static_cast<std::uint16_t>(pair));
-        if (low.Is(bytes[0]) && high.Is(bytes[1])) {
-            probe->values[pair / 64] |= std::uint64_t{1} << (pair % 64);
+    for (std::uint32_t first = 0; first < 0x100; ++first) {
+        for (std::uint32_t second = 0; low.Is(static_cast<std::uint8_t>(first)) && second < 0x100; ++second) {
+            if (high.Is(static_cast<std::uint8_t>(second))) {
+                const auto pair = std::bit_cast<std::uint16_t>(
+                    std::array{static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)});
+                probe->values[pair / 64U] |= std::uint64_t{1} << (pair % 64U);
+            }
         }
     }
 }

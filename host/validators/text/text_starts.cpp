@@ -1,6 +1,7 @@
 #include "host/validators/text/text_starts.h"
 
 #include <algorithm>
+#include <span>
 #include <string_view>
 
 #include "host/validators/text/mail_fields.h"
@@ -13,6 +14,7 @@ namespace {
 constexpr std::size_t HeadBytes = 512;
 constexpr std::size_t LeastBeforeZeros = 1;
 constexpr std::size_t LeastBeforeBinary = 48;
+constexpr std::size_t LeastOfWordLine = 16;
 constexpr std::size_t LeastOfCodePage = 256;
 constexpr std::size_t TailThatTells = 8;
 constexpr std::size_t TailThatTellsOfCodePage = 48;
@@ -108,24 +110,38 @@ bool IsLongEnough(ByteSpan head) {
            (head[anyEnd] == 0 && anyEnd >= LeastBeforeBinary && IsZeroFrom(head, anyEnd));
 }
 
+// Tests all bytes at once.
+template <std::size_t Count>
+bool HasControl(std::span<const std::uint8_t, Count> bytes) {
+    std::uint8_t any = 0;
+    for (const std::uint8_t byte : bytes) {
+        any = static_cast<std::uint8_t>(any | (IsControlByte(byte) ? 0xFF : 0));
+    }
+    return any != 0;
+}
+
 // The first bytes of most binary data show that they are not text. False only if it cannot be text.
 bool MayBePlain(ByteSpan head) {
     constexpr std::size_t looked = 32;
     if (head.size() < looked) {
         return true;
     }
-    unsigned controls = 0;
-    for (std::size_t i = 0; i < looked; ++i) {
-        controls |= static_cast<unsigned>(IsControlByte(head[i]));
+    if (HasControl(head.first<looked>())) {
+        if (head.back() != 0) {
+            return false;
+        }
+        const std::uint8_t first = *std::ranges::find_if(head, IsControlByte);
+        return first == 0 || first == DosEnd;
     }
-    if (controls == 0) {
+    if (head.size() < LeastBeforeBinary || head.back() == 0 ||
+        !HasControl(head.subspan<looked, LeastBeforeBinary - looked>())) {
         return true;
     }
-    if (head.back() != 0) {
-        return false;
-    }
-    const std::uint8_t first = *std::ranges::find_if(head, IsControlByte);
-    return first == 0 || first == DosEnd;
+    // So few bytes before binary data are text only if they begin with a line of words.
+    const auto isHigh = [](std::uint8_t byte) {
+        return byte >= 0x80;
+    };
+    return StartsWith(head, Utf8Mark) || std::ranges::none_of(head.first<LeastOfWordLine>(), isHigh);
 }
 
 // A string in a program, followed by a long text that begins like a file but in the middle of a line.
@@ -168,12 +184,11 @@ bool BeginsLikeFile(ByteSpan head) {
 }
 
 bool IsWordLine(ByteSpan text) {
-    constexpr std::ptrdiff_t least = 16;
     const auto isWordByte = [](std::uint8_t byte) {
         return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-' || byte == '.' || byte == ' ';
     };
     const auto end = std::ranges::find_if_not(text, isWordByte);
-    return end - text.begin() + 1 >= least && end != text.end() && *end == '\n';
+    return end - text.begin() + 1 >= static_cast<std::ptrdiff_t>(LeastOfWordLine) && end != text.end() && *end == '\n';
 }
 
 bool BeginsText(ByteSpan previousTail, ByteSpan sector) {
