@@ -13,6 +13,10 @@ std::int32_t kZipOfficeSearcher::Reset() {
     return 1;
 }
 
+std::int32_t kZipOfficeSearcher::HeaderWords(HeaderWord* words, std::int32_t capacity) {
+    return HeaderWordsOf(ZipLocalFilter, words, capacity);
+}
+
 void kZipOfficeSearcher::ScanBlock(const SectorBlock* block, IFoundFileSink* /*sink*/) {
     walk_.EnterBlock(*block);
     ForEachSector(*block, ZipLocalFilter, [&](const Candidate& candidate) {

@@ -19,6 +19,7 @@ public:
     /// Reports nothing to the sink; use `ScanForKind`.
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     bool RestsAt(std::int64_t /*nextSector*/) const { return walk_.IsAtRest(); }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity);
 
 private:
     static constexpr std::int64_t NoBlockYet = -1;

@@ -70,8 +70,6 @@ private:
 /// stretch of the medium then search it once.
 class PdfMemory : public WalkMemory {
 public:
-    static constexpr bool KnowsNoPlaces = false;
-
     void Reset() {
         WalkMemory::Reset();
         offsets_.Reset();

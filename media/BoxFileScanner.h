@@ -27,6 +27,9 @@ public:
     }
     void SetMaxFileSize(std::int64_t /*size*/) override {}
     bool RestsAt(std::int64_t /*nextSector*/) const { return walk_.IsAtRest(); }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity) {
+        return HeaderWordsOf(FileTypeBoxFilter, words, capacity);
+    }
 
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override {
         if (block->sectorCount < 1) {

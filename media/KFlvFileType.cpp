@@ -84,6 +84,10 @@ std::int32_t KFlvFileType::Reset() {
     return RunStateFileType::Reset();
 }
 
+std::int32_t KFlvFileType::HeaderWords(HeaderWord* words, std::int32_t capacity) {
+    return HeaderWordsOf(SectorFilterOf(Signature), words, capacity);
+}
+
 void KFlvFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
     if (block->sectorCount < 1) {
         return;

@@ -18,6 +18,7 @@ public:
     void ScanBlock(const SectorBlock* block, IFoundFileSink* sink) override;
     /// No file stays open, and the gap only saves reading.
     static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity);
 
 private:
     std::optional<std::int64_t> DeclaredSize(const Candidate& candidate);

@@ -27,6 +27,9 @@ public:
     }
 
     static bool RestsAt(std::int64_t /*nextSector*/) { return true; }
+    static std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity) {
+        return HeaderWordsOf(SectorFilterOf(Signature), words, capacity);
+    }
 
     static bool IsHeader(ByteSpan sector) { return HasPatternAt(sector, RiffFormOffset, PatternOf("WEBP")); }
 

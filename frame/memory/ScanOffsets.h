@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 #include "frame/contract/SectorBlock.h"
 
-/// Places on the medium, in bytes from the start of a row of contiguous blocks. What a scanner learns about a place
-/// holds for all blocks of the row.
+/// Places on the medium, in bytes from the start of a row of ascending blocks. Hosts may leave out blocks. What a
+/// scanner learns about a place holds for all blocks of the row.
 class ScanOffsets {
 public:
     /// The next block starts a row of its own.
@@ -20,7 +21,7 @@ public:
     /// False if the block starts a new row: everything known about places is then void.
     bool Enter(const SectorBlock& block) {
         const bool continues = !everyBlockIsNew && source_ != nullptr && source_ == block.source &&
-                               sectorSize_ == block.sectorSize && nextSector_ == block.firstSector;
+                               sectorSize_ == block.sectorSize && IsAhead(block.firstSector);
         if (!continues) {
             originSector_ = block.firstSector;
             sectorSize_ = block.sectorSize;
@@ -41,6 +42,15 @@ public:
     }
 
 private:
+    // Places further on would not fit.
+    bool IsAhead(std::int64_t sector) const {
+        constexpr std::int64_t farthest = std::numeric_limits<std::int64_t>::max() / 2;
+        return sector == nextSector_ ||
+               (sector > nextSector_ && nextSector_ >= originSector_ && sectorSize_ > 0 &&
+                static_cast<std::uint64_t>(sector) - static_cast<std::uint64_t>(originSector_) <
+                    static_cast<std::uint64_t>(farthest / sectorSize_));
+    }
+
     std::int64_t originSector_ = 0;
     std::int64_t nextSector_ = 0;
     std::int32_t sectorSize_ = 0;

@@ -6,8 +6,7 @@
 
 /// A measuring scanner that remembers parts of the medium from one candidate to the next, or counts the cost of its
 /// walks. `Memory` has `Reset()`, for another scan, `EnterBlock(const SectorBlock&)`, and `IsAtRest()`: a new one would
-/// serve the same finds from the next block on. A block that is left out makes it forget places on the medium, and the
-/// walks on a hostile one slow: unless `Memory::KnowsNoPlaces`, the scanner sees every block.
+/// serve the same finds from the next block on.
 template <class Self, class Memory, class Base = MeasuringScanner<Self>>
 class RememberingScanner : public Base {
 public:
@@ -25,13 +24,6 @@ public:
     }
 
     bool RestsAt(std::int64_t nextSector) const { return memory_.IsAtRest() && Base::RestsAt(nextSector); }
-
-    std::int32_t HeaderWords(HeaderWord* words, std::int32_t capacity) const {
-        if constexpr (requires { requires Memory::KnowsNoPlaces; }) {
-            return Base::HeaderWords(words, capacity);
-        }
-        return 0;
-    }
 
 protected:
     Memory memory_;

@@ -11,8 +11,6 @@
 
 /// What the walks of a scan share.
 struct WalkMemory {
-    static constexpr bool KnowsNoPlaces = true;
-
     Budget budget;
     SharedReader reader;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 
 namespace salvor {
 
@@ -12,8 +13,11 @@ bool HeaderFilter::Add(std::int32_t type, const IPassingScanner& scanner, PairPr
         return false;
     }
     const std::span words = std::span(all).first(static_cast<std::size_t>(count));
-    // To look at further places costs every sector more than the few types that have words there.
-    if (std::ranges::any_of(words, [](const HeaderWord& word) { return word.place != 0; })) {
+    // A single byte lets through a sector of most slices.
+    constexpr int fewestBits = 12;
+    if (std::ranges::any_of(words, [](const HeaderWord& word) {
+            return std::popcount(word.mask) < fewestBits || word.place + sizeof(word.value) > PairProbes::Reach;
+        })) {
         return false;
     }
     for (const HeaderWord& word : words) {
@@ -25,7 +29,7 @@ bool HeaderFilter::Add(std::int32_t type, const IPassingScanner& scanner, PairPr
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             wanted[i] = {values[i], masks[i]};
         }
-        probes.Add(0, wanted);
+        probes.Add(word.place, wanted);
         words_.push_back({word, type});
     }
     return true;

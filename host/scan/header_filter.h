@@ -15,15 +15,15 @@ namespace salvor {
 class HeaderFilter {
 public:
     /// Adds a type's words, also to the probes that tell which sectors to look at. False if the type must see every
-    /// sector, as those do that have words elsewhere than at a sector's start.
+    /// sector, as those do whose words say too little.
     bool Add(std::int32_t type, const IPassingScanner& scanner, PairProbes& probes);
 
     /// Calls `take(type)` for all types that the sector may be a header of, some more than once.
     template <class Take>
     void Look(const std::uint8_t* sector, Take&& take) const {
-        std::uint32_t bytes = 0;
-        std::memcpy(&bytes, sector, sizeof(bytes));
         for (const Word& word : words_) {
+            std::uint32_t bytes = 0;
+            std::memcpy(&bytes, sector + word.word.place, sizeof(bytes));
             if ((bytes & word.word.mask) == word.word.value) {
                 take(word.type);
             }
