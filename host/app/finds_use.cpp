@@ -87,7 +87,9 @@ void FindsUse::SayIfResized() const {
     }
 }
 
-JobIdentity JobOf(const JournalHeader& header) { return {header.image.path, header.imageSize, header.sectorSize}; }
+JobIdentity JobOf(const JournalHeader& header) {
+    return {header.image.path, header.imageSize, header.sectorSize, header.image.format};
+}
 
 void RequireOwnFile(const char* option, const std::string& path, const std::vector<std::string>& imageFiles) {
     if (IsAmong(path, imageFiles)) {

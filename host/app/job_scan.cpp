@@ -298,13 +298,16 @@ void AddJobOptions(Command& command, JobOptions& options) {
     command.options.push_back({.name = "--segment-size", .target = &options.segmentSize, .isHidden = true});
 }
 
-JobScan BeginJobScan(const fs::path& folder, const ScanOptions& options, const std::vector<std::int32_t>& types,
+JobScan BeginJobScan(const fs::path& folder, ScanOptions options, const std::vector<std::int32_t>& types,
                      const JobOptions& jobOptions, bool anew) {
     JobScan begun;
-    begun.scan = PrepareScan(options, types);
-    begun.workers = WorkersFor(jobOptions.jobs, begun.scan.medium.Image());
     const Folder there = Folder::Open(folder);
     const std::optional<ScanJob> kept = there.IsOpen() && !anew ? ReadScanJob(there) : std::nullopt;
+    if (kept && !options.image.format) {
+        options.image.format = kept->header.image.format;
+    }
+    begun.scan = PrepareScan(options, types);
+    begun.workers = WorkersFor(jobOptions.jobs, begun.scan.medium.Image());
     const MediumIdentity identity = IdentityOf(begun.scan.medium.Image());
     if (!kept) {
         FindSpace(begun.scan, options);

@@ -51,8 +51,8 @@ struct JobScan {
 /// Opens the image and looks for a scan to go on with in the folder, which need not exist. If that scan has options
 /// other than the defaults, the user is shown them. `anew` begins another scan in its place. Throws `Failure` (usage)
 /// for options that differ from those of the scan in the folder, and for a medium that has changed since.
-JobScan BeginJobScan(const std::filesystem::path& folder, const ScanOptions& options,
-                     const std::vector<std::int32_t>& types, const JobOptions& jobOptions, bool anew);
+JobScan BeginJobScan(const std::filesystem::path& folder, ScanOptions options, const std::vector<std::int32_t>& types,
+                     const JobOptions& jobOptions, bool anew);
 
 /// The scan in the folder, on the image that it was begun on, or on `image` if its path is not empty. Throws `Failure`
 /// if there is none.

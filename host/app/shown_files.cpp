@@ -198,8 +198,10 @@ ShownFiles ShowWritten(const ShownOptions& options, const ShownChoice& choice, c
         }
     }
     shown.summary = reader.Summary();
-    shown.image.path = options.image.empty() ? shown.summary.image : options.image;
-    if (!options.image.empty()) {
+    if (options.image.empty()) {
+        shown.image = {shown.summary.image, shown.summary.imageFormat};
+    } else {
+        shown.image.path = options.image;
         // Another image may have what could not be read then.
         shown.summary.unreadable = {};
     }

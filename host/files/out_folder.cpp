@@ -30,7 +30,11 @@ Failure Refuse(ExitStatus status, const fs::path& folder, std::string_view why) 
 }
 
 Json JobToJson(const JobIdentity& job) {
-    return {{"image", job.imagePath}, {"image_size", job.imageSize}, {"sector_size", job.sectorSize}};
+    Json record{{"image", job.imagePath}, {"image_size", job.imageSize}, {"sector_size", job.sectorSize}};
+    if (job.imageFormat) {
+        record["image_format"] = ImageFormatWord(*job.imageFormat);
+    }
+    return record;
 }
 
 bool BelongsToJob(const Folder& folder, const JobIdentity& job) {

@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/medium/image_format.h"
 #include "host/platform/folder.h"
 
 namespace salvor {
@@ -14,6 +16,8 @@ struct JobIdentity {
     std::string imagePath;
     std::int64_t imageSize = 0;
     std::int32_t sectorSize = 0;
+    /// The image's format, if it is not recognised by the content.
+    std::optional<ImageFormat> imageFormat = std::nullopt;
 };
 
 /// What a folder is allowed to hold.

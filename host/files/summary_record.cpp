@@ -77,26 +77,30 @@ Json SummaryRecord(const ExtractTotals& totals, const FolderCounts& earlier, Med
     }
     Json text = CountsToJson(all.text);
     text["pieces"] = all.pieces;
-    return {{"record", "summary"},
-            {"ended", complete ? "complete" : "stopped"},
-            {"image", origin.image.path},
-            {"image_size", medium.SizeInBytes()},
-            {"sector_size", medium.SectorSize()},
-            {"device", DeviceRecord(origin.image.path)},
-            {"scan_complete", origin.scanComplete},
-            {"set_aside", origin.setAside},
-            {"files", all.files},
-            {"already_there", totals.alreadyThere},
-            {"of_earlier_runs", earlier.files},
-            {"failed", totals.failed},
-            {"bytes", all.bytes},
-            {"by_extension", byExtension},
-            {"text", text},
-            {"not_written", totals.passedOver},
-            {"unreadable_sectors", medium.Unreadable().SectorCount()},
-            {"unreadable", RangesToJson(medium.Unreadable().Ranges())},
-            {"known_zeros", RangesToJson(KnownZeros(medium))},
-            {"zeros", RangesToJson(ReadZeros(origin.zeros, medium.Unreadable()))}};
+    Json record{{"record", "summary"},
+                {"ended", complete ? "complete" : "stopped"},
+                {"image", origin.image.path},
+                {"image_size", medium.SizeInBytes()},
+                {"sector_size", medium.SectorSize()},
+                {"device", DeviceRecord(origin.image.path)},
+                {"scan_complete", origin.scanComplete},
+                {"set_aside", origin.setAside},
+                {"files", all.files},
+                {"already_there", totals.alreadyThere},
+                {"of_earlier_runs", earlier.files},
+                {"failed", totals.failed},
+                {"bytes", all.bytes},
+                {"by_extension", byExtension},
+                {"text", text},
+                {"not_written", totals.passedOver},
+                {"unreadable_sectors", medium.Unreadable().SectorCount()},
+                {"unreadable", RangesToJson(medium.Unreadable().Ranges())},
+                {"known_zeros", RangesToJson(KnownZeros(medium))},
+                {"zeros", RangesToJson(ReadZeros(origin.zeros, medium.Unreadable()))}};
+    if (origin.image.format) {
+        record["image_format"] = ImageFormatWord(*origin.image.format);
+    }
+    return record;
 }
 
 }  // namespace salvor

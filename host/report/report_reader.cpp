@@ -213,6 +213,7 @@ void ReportReader::ReadSummary(const Json& record) {
         return;
     }
     summary_.image = TextAt(record, "image");
+    summary_.imageFormat = ImageFormatNamed(TextAt(record, "image_format"));
     summary_.imageSize = std::max<std::int64_t>(CountAt(record, "image_size"), 0);
     const std::int64_t sectorSize = CountAt(record, "sector_size");
     summary_.sectorSize =

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/medium/image_format.h"
 #include "host/medium/sector_ranges.h"
 #include "host/plan/file_details.h"
 #include "host/plan/plan.h"
@@ -67,6 +68,8 @@ std::optional<ReportedFile> FileOfRecord(const Json& record);
 /// The report's facts about the whole run. After a run that was killed, only the image is known.
 struct ReportSummary {
     std::string image;
+    /// Nothing if it is recognised by the content.
+    std::optional<ImageFormat> imageFormat;
     std::int64_t imageSize = 0;
     std::int32_t sectorSize = 512;
     /// The run that wrote it came to its end.

@@ -939,6 +939,20 @@ TEST(Program, MountsFilesWithoutACopy) {
     EXPECT_EQ(test::WhileMounted(folder, "out", "diff -r seen/type/png out/png && ! touch seen/type/x 2>/dev/null"), 0);
 }
 
+// A raw image that begins like one of another format.
+TEST(Program, GoesOnAndMountsWithTheFormatThatWasGiven) {
+    const TempFolder folder;
+    test::Bytes image{'Q', 'F', 'I', 0xFB};
+    image.resize(4096);
+    std::ranges::copy(test::Fixture("rgb8.png"), std::back_inserter(image));
+    test::WriteFile(folder / "image", image);
+    const std::string recover = "recover " + Quoted(folder / "image") + " --quiet --out " + Quoted(folder / "out");
+    EXPECT_NE(RunProgram(recover).status, 0);
+    EXPECT_EQ(RunProgram(recover + " --format raw").status, 0);
+    EXPECT_EQ(RunProgram(recover).status, 0);
+    EXPECT_EQ(test::WhileMounted(folder, "out", "cmp seen/type/png/f0000000008.png out/png/f0000000008.png"), 0);
+}
+
 TEST(Program, TakesEverySectorSizeAndBlockSizeAndARange) {
     const TempFolder folder;
     int run = 0;
