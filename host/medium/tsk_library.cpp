@@ -19,6 +19,8 @@ TskLibrary::TskLibrary() : library_(SALVOR_TSK_LIBRARY) {
     library_.Take(folderWalk, "tsk_fs_dir_walk");
     library_.Take(metaWalk, "tsk_fs_meta_walk");
     library_.Take(fileAttribute, "tsk_fs_file_attr_get");
+    library_.Take(fileAttributeCount, "tsk_fs_file_attr_getsize");
+    library_.Take(fileAttributeAt, "tsk_fs_file_attr_get_idx");
 }
 
 const TskLibrary& TskLibrary::Get() {

@@ -26,6 +26,8 @@ public:
     decltype(tsk_fs_dir_walk)* folderWalk = nullptr;
     decltype(tsk_fs_meta_walk)* metaWalk = nullptr;
     decltype(tsk_fs_file_attr_get)* fileAttribute = nullptr;
+    decltype(tsk_fs_file_attr_getsize)* fileAttributeCount = nullptr;
+    decltype(tsk_fs_file_attr_get_idx)* fileAttributeAt = nullptr;
 
 private:
     TskLibrary();

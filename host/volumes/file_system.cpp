@@ -65,6 +65,8 @@ bool IsFat(TSK_FS_TYPE_ENUM kind) {
            kind == TSK_FS_TYPE_EXFAT;
 }
 
+bool IsNtfs(TSK_FS_TYPE_ENUM kind) { return kind == TSK_FS_TYPE_NTFS; }
+
 bool IsExt(TSK_FS_TYPE_ENUM kind) {
     return kind == TSK_FS_TYPE_EXT2 || kind == TSK_FS_TYPE_EXT3 || kind == TSK_FS_TYPE_EXT4;
 }
@@ -125,6 +127,21 @@ private:
     std::int64_t mediumSize_;
 };
 
+// NTFS compresses units of several clusters, each on its own; what is saved becomes a sparse run at the unit's end. A
+// unit that would not become smaller is stored as it is.
+bool IsPacked(const TSK_FS_ATTR& attribute) {
+    const auto flags = static_cast<unsigned>(attribute.flags);
+    bool isPacked = (flags & TSK_FS_ATTR_ENC) != 0;
+    if ((flags & TSK_FS_ATTR_COMP) != 0) {
+        const std::uint32_t unit = attribute.nrd.compsize;
+        isPacked = isPacked || (flags & TSK_FS_ATTR_NONRES) == 0 || unit == 0;
+        for (const TSK_FS_ATTR_RUN* run = attribute.nrd.run; !isPacked && run != nullptr; run = run->next) {
+            isPacked = run->flags == TSK_FS_ATTR_RUN_FLAG_SPARSE && run->offset % unit != 0;
+        }
+    }
+    return isPacked;
+}
+
 // The places of a file's content.
 struct Content {
     std::vector<Extent> extents;
@@ -176,6 +193,11 @@ public:
     static TSK_WALK_RET_ENUM Take(TSK_FS_FILE* file, const char* folder, void* self) {
         return static_cast<FileTeller*>(self)->Tell(*file, folder);
     }
+    void End() {
+        if (outOfReach_.files > 0) {
+            sink_.OnOutOfReach(outOfReach_);
+        }
+    }
     // For a file without a directory entry.
     static TSK_WALK_RET_ENUM TakeNameless(TSK_FS_FILE* file, void* self) {
         return static_cast<FileTeller*>(self)->Tell(*file, nullptr);
@@ -186,9 +208,7 @@ private:
         if (sink_.StopRequested()) {
             return TSK_WALK_STOP;
         }
-        constexpr std::int64_t largest = std::int64_t{1} << 60;
-        if (file.meta == nullptr || file.meta->type != TSK_FS_META_TYPE_REG || file.meta->size <= 0 ||
-            file.meta->size > largest) {
+        if (file.meta == nullptr || file.meta->type != TSK_FS_META_TYPE_REG) {
             return TSK_WALK_CONT;
         }
         const bool isNameDeleted = file.name != nullptr && (file.name->flags & TSK_FS_NAME_FLAG_UNALLOC) != 0;
@@ -197,24 +217,51 @@ private:
             // The name now leads to another file.
             return TSK_WALK_CONT;
         }
-        const TSK_FS_ATTR* const attribute = TskLibrary::Get().fileAttribute(&file);
-        constexpr unsigned unlike = TSK_FS_ATTR_RES | TSK_FS_ATTR_ENC | TSK_FS_ATTR_COMP;
-        if (attribute == nullptr ||
-            (static_cast<unsigned>(attribute->flags) & (unlike | TSK_FS_ATTR_NONRES)) != TSK_FS_ATTR_NONRES ||
-            attribute->nrd.skiplen != 0) {
-            return TSK_WALK_CONT;
+        const TskLibrary& tsk = TskLibrary::Get();
+        const std::string path = PathOf(file, folder);
+        const TSK_FS_ATTR* const content = tsk.fileAttribute(&file);
+        if (content != nullptr) {
+            TellAttribute(file, *content, path);
         }
-        Content content = ContentOf(*attribute, file.meta->size, blocks_, IsExt(opened_.ftype));
-        if (content.extents.empty()) {
-            return TSK_WALK_CONT;
+        for (int i = 0; IsNtfs(opened_.ftype) && i < tsk.fileAttributeCount(&file); ++i) {
+            const TSK_FS_ATTR* const stream = tsk.fileAttributeAt(&file, i);
+            if (stream != nullptr && stream != content && stream->type == TSK_FS_ATTR_TYPE_NTFS_DATA &&
+                stream->name != nullptr) {
+                TellAttribute(file, *stream, path + ':' + stream->name);
+            }
+        }
+        return TSK_WALK_CONT;
+    }
+
+    // The content of a file, or a further stream of it.
+    void TellAttribute(const TSK_FS_FILE& file, const TSK_FS_ATTR& attribute, const std::string& path) {
+        constexpr std::int64_t largest = std::int64_t{1} << 60;
+        if (attribute.size <= 0 || attribute.size > largest) {
+            return;
+        }
+        const bool isDeleted = (file.meta->flags & TSK_FS_META_FLAG_UNALLOC) != 0;
+        const bool isPacked = IsPacked(attribute);
+        const bool isInside = (attribute.flags & TSK_FS_ATTR_RES) != 0;
+        // The first records of an NTFS volume are its own.
+        constexpr TSK_INUM_T firstOfUsers = 24;
+        if (!isDeleted && (!IsNtfs(opened_.ftype) || file.meta->addr >= firstOfUsers)) {
+            outOfReach_.files += isPacked || isInside ? 1 : 0;
+        }
+        if (isInside || (attribute.flags & TSK_FS_ATTR_NONRES) == 0 || attribute.nrd.skiplen != 0) {
+            return;
         }
         KnownFile known;
+        known.size = attribute.size;
+        Content content = ContentOf(attribute, known.size, blocks_, IsExt(opened_.ftype));
+        if (content.extents.empty()) {
+            return;
+        }
         known.volume = volume_;
-        known.path = PathOf(file, folder);
-        known.size = file.meta->size;
+        known.path = path;
         known.isDeleted = isDeleted;
-        known.isGuess = (attribute->flags & TSK_FS_ATTR_RECOVERY) != 0;
-        known.isComplete = content.isComplete;
+        known.isGuess = (attribute.flags & TSK_FS_ATTR_RECOVERY) != 0;
+        known.isPacked = isPacked;
+        known.isComplete = content.isComplete && !isPacked;
         known.timesAreLocal = IsFat(opened_.ftype);
         known.times = TimesOf(*file.meta, opened_.ftype);
         if (!isDeleted && known.isComplete) {
@@ -223,7 +270,6 @@ private:
         CutTo(content.extents, known.size);
         known.extents = std::move(content.extents);
         sink_.OnFile(known);
-        return TSK_WALK_CONT;
     }
 
     static std::string PathOf(const TSK_FS_FILE& file, const char* folder) {
@@ -247,6 +293,7 @@ private:
     const BlockMap& blocks_;
     std::int32_t volume_;
     VolumeSink& sink_;
+    OutOfReach outOfReach_{volume_};
 };
 
 // Joins consecutive blocks.
@@ -369,6 +416,8 @@ void FileSystem::TellFiles(std::int32_t volume, VolumeSink& sink) const {
     const auto living = Join(TSK_FS_DIR_WALK_FLAG_ALLOC, TSK_FS_DIR_WALK_FLAG_UNALLOC);
     const auto named = Join(Join(living, TSK_FS_DIR_WALK_FLAG_RECURSE), TSK_FS_DIR_WALK_FLAG_NOORPHAN);
     TskLibrary::Get().folderWalk(opened_.get(), opened_->root_inum, named, FileTeller::Take, &teller);
+    // What only a record leads to is deleted.
+    teller.End();
     // On a FAT, entries that no folder leads to are searched for in every cluster.
     if (image_->IsExhausted() || (IsFat(opened_->ftype) && Size() > image_->Allowance())) {
         return;

@@ -39,6 +39,7 @@ KnownFile FileIn(const Json& record, std::int64_t sectorCount, std::int64_t sect
     file.size = IntegerIn(record, "size");
     file.isDeleted = record.at("deleted").get<bool>();
     file.isGuess = record.at("guess").get<bool>();
+    file.isPacked = record.at("packed").get<bool>();
     file.isComplete = record.at("complete").get<bool>();
     file.timesAreLocal = record.at("local").get<bool>();
     for (const auto& [name, field] : TimeFields) {
@@ -109,9 +110,9 @@ void VolumeLines::OnSlack(SectorRange sectors) {
 }
 
 void VolumeLines::OnFile(const KnownFile& file) {
-    Json record{{"record", "known"},           {"volume", file.volume},      {"path", file.path},
-                {"size", file.size},           {"deleted", file.isDeleted},  {"guess", file.isGuess},
-                {"complete", file.isComplete}, {"local", file.timesAreLocal}};
+    Json record{{"record", "known"},       {"volume", file.volume},       {"path", file.path},
+                {"size", file.size},       {"deleted", file.isDeleted},   {"guess", file.isGuess},
+                {"packed", file.isPacked}, {"complete", file.isComplete}, {"local", file.timesAreLocal}};
     record["times"] = Json::object();
     for (const auto& [name, field] : TimeFields) {
         if (file.times.*field) {
@@ -120,6 +121,10 @@ void VolumeLines::OnFile(const KnownFile& file) {
     }
     record["extents"] = ExtentsToJson(file.extents);
     take_(JsonLine(record));
+}
+
+void VolumeLines::OnOutOfReach(OutOfReach files) {
+    take_(JsonLine({{"record", "out_of_reach"}, {"volume", files.volume}, {"files", files.files}}));
 }
 
 void VolumeLines::End() {
@@ -147,6 +152,9 @@ bool AddLine(const std::string& line, const Medium& medium, Knowledge& knowledge
             AddRanges(record, sectorCount, knowledge.slack);
         } else if (kind == "known") {
             knowledge.files.push_back(FileIn(record, sectorCount, medium.SectorSize()));
+        } else if (kind == "out_of_reach") {
+            knowledge.outOfReach.push_back(
+                {static_cast<std::int32_t>(IntegerIn(record, "volume")), IntegerIn(record, "files")});
         } else {
             return false;
         }

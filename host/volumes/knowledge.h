@@ -16,6 +16,7 @@ struct Knowledge {
     std::vector<SectorRange> used;
     std::vector<SectorRange> slack;
     std::vector<KnownFile> files;
+    std::vector<OutOfReach> outOfReach;
 };
 
 /// The ranges as a set.
@@ -31,6 +32,7 @@ public:
     void OnUsed(SectorRange sectors) override;
     void OnSlack(SectorRange sectors) override;
     void OnFile(const KnownFile& file) override;
+    void OnOutOfReach(OutOfReach files) override;
     bool StopRequested() override { return stopRequested_(); }
     /// Writes what was held back for a longer line. Call at the end.
     void End();

@@ -13,7 +13,7 @@ namespace {
 // The first line, and the line after which there are findings.
 constexpr const char* FormatName = "salvor-known";
 Json Header(const std::string& of) {
-    return {{"record", "header"}, {"format", FormatName}, {"version", 1}, {"of", of}};
+    return {{"record", "header"}, {"format", FormatName}, {"version", 2}, {"of", of}};
 }
 constexpr const char* Told = R"({"record":"told"})";
 
@@ -28,6 +28,7 @@ KnowledgeWriter::KnowledgeWriter(const FilePlace& place, const std::string& of, 
     std::ranges::for_each(knowledge.used, [&](SectorRange range) { lines.OnUsed(range); });
     std::ranges::for_each(knowledge.slack, [&](SectorRange range) { lines.OnSlack(range); });
     std::ranges::for_each(knowledge.files, [&](const KnownFile& file) { lines.OnFile(file); });
+    std::ranges::for_each(knowledge.outOfReach, [&](OutOfReach files) { lines.OnOutOfReach(files); });
     lines.End();
     log_.Add(std::string(Told) + '\n');
     for (const auto& [file, finding] : kept.joined) {

@@ -34,14 +34,16 @@ inline constexpr std::array<std::pair<const char*, std::optional<std::int64_t> F
 struct KnownFile {
     /// The number of its volume.
     std::int32_t volume = 0;
-    /// From the volume's root, with '/' between names; unchanged, so any bytes but zero are possible. Empty if no name
-    /// is left.
+    /// From the volume's root, with '/' between names; unchanged, so any bytes but zero are possible. A further stream
+    /// of an NTFS file has its name at the end, after ':'. Empty if no name is left.
     std::string path;
     /// In bytes.
     std::int64_t size = 0;
     bool isDeleted = false;
     /// The extents were guessed from the start: the file system has lost the others.
     bool isGuess = false;
+    /// Compressed or encrypted: the extents do not hold the file's own bytes, and are never complete.
+    bool isPacked = false;
     /// The extents cover the whole file.
     bool isComplete = false;
     /// The times are local, in an unknown time zone.

@@ -13,6 +13,7 @@
 #include "host/say/failure.h"
 #include "host/say/progress.h"
 #include "host/say/say.h"
+#include "host/say/size_text.h"
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
 #include "host/volumes/free_space.h"
@@ -181,6 +182,15 @@ private:
     std::int64_t nextId_ = 0;
 };
 
+void TellOutOfReach(const Knowledge& knowledge) {
+    for (const OutOfReach& one : knowledge.outOfReach) {
+        Say("volume {}: {} cannot be carved, being compressed, encrypted or stored inside the file system's own "
+            "records; "
+            "copy them from the mounted file system",
+            one.volume, Counted(one.files, "living file"));
+    }
+}
+
 // Names the file systems that are scanned whole because their free space is unknown.
 void TellWholeVolumes(const Knowledge& knowledge, SectorRange range) {
     if (knowledge.volumes.empty()) {
@@ -247,6 +257,7 @@ AskedFileSystems::AskedFileSystems(const ScanMedium& scanned, KnownRequest reque
         kept_ = *std::move(kept);
     } else {
         kept_.knowledge = LearnVolumes(image, request_.image, {true, true});
+        TellOutOfReach(kept_.knowledge);
     }
     if (place_ && !isFromPlace_ && !StopRequested()) {
         writer_ = std::make_unique<KnowledgeWriter>(*place_, request_.digest, kept_);

@@ -71,6 +71,10 @@ private:
         const KnownFile& file = *files_.At(index);
         if (carved != nullptr) {
             carved->known = index;
+            if (file.isPacked && !file.isDeleted && carved->finding.verdict < Verdict::Damaged) {
+                carved->finding.verdict = Verdict::Damaged;
+                carved->finding.why = "the file system stores this file compressed or encrypted";
+            }
         }
         const std::optional<Finding> found = FindingOf(index, carved);
         if (!found || (carved != nullptr && IsWorse(*found, file, carved->finding))) {

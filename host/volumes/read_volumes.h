@@ -8,6 +8,14 @@
 
 namespace salvor {
 
+/// Living files whose bytes do not fill sectors of the medium: they are compressed, encrypted or stored inside the file
+/// system's own records.
+struct OutOfReach {
+    /// The number of their volume.
+    std::int32_t volume = 0;
+    std::int64_t files = 0;
+};
+
 /// Receives what `ReadVolumes` finds, at once.
 class VolumeSink {
 public:
@@ -23,6 +31,8 @@ public:
     /// Sectors after the end of a living file that belong to its last cluster; they are included in the used ones.
     virtual void OnSlack(SectorRange /*sectors*/) {}
     virtual void OnFile(const KnownFile& /*file*/) {}
+    /// Called after a volume's files, if there are any such files.
+    virtual void OnOutOfReach(OutOfReach /*files*/) {}
     /// Called before each read; true ends the reading.
     virtual bool StopRequested() = 0;
 };

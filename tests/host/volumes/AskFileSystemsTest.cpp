@@ -122,6 +122,38 @@ TEST(PreferKnown, BelievesTheSizeOfALivingFileUnlessItsBytesDeclareOne) {
     }
 }
 
+// A sound whose first 64 KiB cannot be compressed begins on the medium as it is. Streams without a name of their own
+// are files, others are files beside them.
+TEST(NtfsFiles, MayBeCompressedOrHaveSeveralStreams) {
+    const TempFolder folder;
+    const Bytes photo = Fixture("jfif-baseline.jpg");
+    Bytes sound = SoundWithSilence();
+    std::ranges::copy(Pattern(65536 - 44), sound.begin() + 44);
+    std::fill(sound.end() - 5000, sound.end(), std::uint8_t{7});
+    WriteFile(folder / "sound", sound);
+    WriteFile(folder / "photo", photo);
+    const auto recover = [&](const std::string& options, const std::string& put) {
+        const std::string script = "which mkntfs ntfscp\nrm -rf out\ntruncate -s 8M image\nmkntfs -F -Q -q " + options +
+                                   " image\nntfscp -q image sound sound\n" + put;
+        return RunScript(folder, script)
+                   ? RunProgram("recover '" + (folder / "image").string() + "' --names original --quiet --out '" +
+                                (folder / "out").string() + "'")
+                         .errors
+                   : "skipped";
+    };
+    const std::string errors = recover("-C", "");
+    if (errors == "skipped") {
+        GTEST_SKIP() << "needs mkntfs and ntfscp";
+    }
+    EXPECT_NE(errors.find("1 living file cannot be carved"), std::string::npos) << errors;
+    for (const auto& record : ReadLines(folder / "out/report.jsonl")) {
+        EXPECT_NE(record.value("verdict", ""), "whole") << record;
+    }
+    EXPECT_EQ(recover("", "ntfscp -q -N stream image photo sound"), "");
+    EXPECT_EQ(ReadFile(folder / "out/original/sound"), sound);
+    EXPECT_EQ(ReadFile(folder / "out/original/sound_stream"), photo);
+}
+
 // The names contain every byte that a name may have.
 TEST(OriginalNames, OfAllBytesBecomeFilesBelowTheFolder) {
     const TempFolder folder;
