@@ -118,11 +118,12 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
         how.grids = fileSystems->Grids();
     }
     how.space = medium.Joins();
+    const std::vector<std::int64_t> starts = fileSystems ? seen.starts : std::vector<std::int64_t>();
     Validated result{.validation = ValidateWithFile(medium.Scanned(), std::move(seen), caps, outcomes, earlier, how),
                      .known = {}};
     EndAtGaps(result.validation.outcomes, medium);
     if (result.validation.complete && fileSystems) {
-        result.known = fileSystems->Improve(result.validation.outcomes, how.quiet);
+        result.known = fileSystems->Improve(result.validation.outcomes, starts, how.quiet);
     }
     return result;
 }

@@ -122,7 +122,7 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
                                  ? KnownFiles()
                                  : AskedFileSystems(finds.medium, {finds.image, header.caps, digest}, std::nullopt,
                                                     {FilePlace(KnownPathOf(path))})
-                                       .Improve(outcomes, true);
+                                       .Improve(outcomes, finds.journal.seen.starts, true);
     if (choice.fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);
     }

@@ -46,6 +46,8 @@ struct KnownFile {
     bool isPacked = false;
     /// The extents cover the whole file.
     bool isComplete = false;
+    /// Nothing but the extents is known, from pointers to blocks; the size is that of all blocks.
+    bool isRebuilt = false;
     /// The times are local, in an unknown time zone.
     bool timesAreLocal = false;
     FileTimes times;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <thread>
@@ -18,6 +19,7 @@
 #include "host/validate/validate_run.h"
 #include "host/volumes/free_space.h"
 #include "host/volumes/joined_worker.h"
+#include "host/volumes/pointer_blocks.h"
 #include "host/volumes/prefer_known.h"
 #include "host/volumes/volume_grids.h"
 #include "host/volumes/volumes_worker.h"
@@ -266,12 +268,13 @@ AskedFileSystems::AskedFileSystems(const ScanMedium& scanned, KnownRequest reque
 
 std::vector<GridStretch> AskedFileSystems::Grids() const { return GridsOf(kept_.knowledge.volumes, scanned_); }
 
-KnownFiles AskedFileSystems::Improve(Outcomes& outcomes, bool quiet) {
+KnownFiles AskedFileSystems::Improve(Outcomes& outcomes, const std::vector<std::int64_t>& starts, bool quiet) {
     if (StopRequested()) {
         return {};
     }
     Medium& medium = scanned_.Scanned();
     Knowledge& knowledge = kept_.knowledge;
+    std::ranges::move(FollowPointerBlocks(outcomes, starts, scanned_), std::back_inserter(knowledge.files));
     SectorRangeSet used;
     if (const auto& space = scanned_.Joins()) {
         knowledge.files = FilesInSpace(std::move(knowledge.files), *space);

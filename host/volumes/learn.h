@@ -60,8 +60,8 @@ public:
 
     /// Improves the outcomes with what is known about the files of the medium, showing progress; see `PreferKnown`. If
     /// a space is scanned, only the deleted files that begin in it count. The outcomes' indices refer to the returned
-    /// files. To be called once.
-    KnownFiles Improve(Outcomes& outcomes, bool quiet);
+    /// files. `starts` are the sectors, ascending, that begin with a validator's own signature. To be called once.
+    KnownFiles Improve(Outcomes& outcomes, const std::vector<std::int64_t>& starts, bool quiet);
 
 private:
     const ScanMedium& scanned_;

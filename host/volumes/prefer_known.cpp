@@ -69,8 +69,9 @@ public:
 private:
     void Compare(std::int32_t index, Outcome* carved) {
         const KnownFile& file = *files_.At(index);
+        const std::int32_t known = file.isRebuilt ? -1 : index;
         if (carved != nullptr) {
-            carved->known = index;
+            carved->known = known;
             if (file.isPacked && !file.isDeleted && carved->finding.verdict < Verdict::Damaged) {
                 carved->finding.verdict = Verdict::Damaged;
                 carved->finding.why = "the file system stores this file compressed or encrypted";
@@ -83,9 +84,9 @@ private:
         Outcome outcome;
         outcome.startSector = file.StartSector();
         outcome.finding = *found;
-        outcome.known = index;
+        outcome.known = known;
         outcome.place = SettledPlace{file.extents, found->size};
-        if (!file.isDeleted || IsTailFree(file, found->size)) {
+        if (!file.isRebuilt && (!file.isDeleted || IsTailFree(file, found->size))) {
             outcome.finding.size = file.size;
         }
         if (carved == nullptr) {
@@ -111,8 +112,8 @@ private:
         if (found != joined_.end() && found->second.verdict != Verdict::NoFile) {
             return found->second;
         }
-        return carved != nullptr && IsBelieved(*carved) ? std::optional(BelievedFinding(file, carved->finding))
-                                                        : std::nullopt;
+        const bool isBelieved = carved != nullptr && IsBelieved(*carved) && !file.isRebuilt;
+        return isBelieved ? std::optional(BelievedFinding(file, carved->finding)) : std::nullopt;
     }
 
     // True if no whole file begins in a deleted file's extents after this many bytes: the bytes are then probably its

@@ -20,7 +20,7 @@ constexpr std::int64_t LeastSearch = std::int64_t{1} << 20U;
 constexpr std::int64_t LongestSearch = std::int64_t{64} << 20U;
 // `rightBytes` of the archive were right, packed or unpacked.
 std::int64_t SearchedBytes(std::int64_t rightBytes) {
-    constexpr std::int64_t times = 16;
+    constexpr std::int64_t times = 4;
     return std::max(times * std::min(rightBytes, LongestSearch / times), LeastSearch);
 }
 // How many bytes of an archive are unpacked at most, apart from a multiple of its size: some archives unpack without
