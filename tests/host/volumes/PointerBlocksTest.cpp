@@ -24,7 +24,7 @@ struct Blocks {
 
     void Put(std::size_t block, const std::vector<std::uint32_t>& numbers) {
         for (std::size_t i = 0; i < numbers.size(); ++i) {
-            PutNumber(bytes, static_cast<std::size_t>(Start) + block * Block + 4 * i, numbers[i], 4);
+            ::test::PutNumber(bytes, static_cast<std::size_t>(Start) + block * Block + 4 * i, numbers[i], 4);
         }
     }
     static std::int64_t SectorOf(std::int64_t block) { return (Start + block * Block) / 512; }

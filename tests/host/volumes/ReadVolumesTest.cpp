@@ -136,7 +136,7 @@ TEST_P(FileSystems, AreReadInBoundsWhenTheyAreDamaged) {
         const ScanMedium medium(OpenMedium({path}, 512, {}));
         Outcomes outcomes;
         const KnownFiles known =
-            AskedFileSystems(medium, {{path}, {}, ""}, FilePlace(folder / "known"), {}).Improve(outcomes, true);
+            AskedFileSystems(medium, {{path}, {}, ""}, FilePlace(folder / "known"), {}).Improve(outcomes, {}, true);
         files += known.All().size();
         EXPECT_LE(outcomes.size(), known.All().size());
         longest = std::max<std::chrono::duration<double>>(longest, std::chrono::steady_clock::now() - start);
