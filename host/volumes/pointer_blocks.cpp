@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <set>
+#include <tuple>
 #include <utility>
 
 #include "frame/bytes/Bytes.h"
@@ -23,7 +24,9 @@ constexpr std::size_t CertainNumbers = 4;
 struct Layout {
     std::int64_t blockBytes = 0;
     std::int64_t start = 0;
-    auto operator<=>(const Layout&) const = default;
+    bool operator<(const Layout& other) const {
+        return std::tie(blockBytes, start) < std::tie(other.blockBytes, other.start);
+    }
 };
 
 struct Rebuilt {
