@@ -35,6 +35,7 @@ namespace bench {
 
 namespace {
 
+using namespace std::string_literals;
 using namespace std::string_view_literals;
 
 struct Options {
@@ -124,6 +125,15 @@ Bytes SectorOf(std::string_view start, std::string_view fill) {
     return sector;
 }
 
+// The same text in UTF-16.
+std::string Wide(std::string_view text) {
+    std::string wide;
+    for (const char c : text) {
+        wide += {c, '\0'};
+    }
+    return wide;
+}
+
 // The head of a compound file whose sectors have 2^shift bytes.
 Bytes CompoundHead(std::uint8_t shift) {
     Bytes head = SectorOf("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1"sv, "\0"sv);
@@ -155,6 +165,12 @@ void AddNamed(std::vector<Image>& images) {
         {"xml-elements", "<?xml version='1.0'?>"sv, "<a>"sv},
         {"xml-text", "<?xml version='1.0'?><a>"sv, "x"sv},
         {"xml-attributes", "<?xml version='1.0'?><a "sv, "b='' "sv},
+        {"xml-doctype", "<?xml version='1.0'?><!DOCTYPE a "sv, "x"sv},
+        {"xml-doctype-quotes", "<?xml version='1.0'?><!DOCTYPE a "sv, "''"sv},
+        {"xml-comments", "<?xml version='1.0'?><a>"sv, "<!---->"sv},
+        {"xml-comment-open", "<?xml version='1.0'?><!--"sv, "-"sv},
+        {"xml-cdata-open", "<?xml version='1.0'?><a><![CDATA["sv, "]"sv},
+        {"xml-lines", "<?xml version='1.0'?><a "sv, "\n"sv},
         {"html-elements", "<!DOCTYPE html><html>"sv, "<p>"sv},
         {"dxf-pairs", "  0\r\nSECTION\r\n  2\r\nHEADER\r\n  9\r\n$ACADVER\r\n  1\r\nAC1009\r\n"sv, "  9\r\n$A\r\n"sv},
         {"pdf-objects", "%PDF-1.4\n"sv, "1 0 obj\n"sv},
@@ -168,6 +184,9 @@ void AddNamed(std::vector<Image>& images) {
     };
     for (const auto& made : cases) {
         AddRepeated(images, made.name, SectorOf(made.start, made.fill));
+        if (made.start.starts_with('<')) {
+            AddRepeated(images, made.name + "-utf16"s, SectorOf("\xFF\xFE" + Wide(made.start), Wide(made.fill)));
+        }
     }
 }
 

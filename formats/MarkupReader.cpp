@@ -16,14 +16,33 @@ constexpr std::int64_t DeclarationLimit = 256;
 constexpr std::int64_t PrologLimit = 0x10000;
 constexpr std::size_t MaxName = 256;
 
-// Characters of one byte that mean nothing inside a tag.
-constexpr auto IsPlain = [] {
-    std::array<bool, 256> plain{};
-    for (unsigned byte = 0; byte < plain.size(); ++byte) {
-        plain[byte] = IsTextChar(static_cast<char16_t>(byte)) && byte != '>' && byte != '"' && byte != '\'';
+template <class Accept>
+constexpr std::array<bool, 256> BytesThat(Accept accept) {
+    std::array<bool, 256> table{};
+    for (unsigned byte = 0; byte < table.size(); ++byte) {
+        table[byte] = accept(static_cast<char16_t>(byte));
     }
-    return plain;
-}();
+    return table;
+}
+
+// Characters of one byte that are text, and those that mean nothing inside a tag.
+constexpr auto IsText = BytesThat(IsTextChar);
+constexpr auto IsPlain = BytesThat([](char16_t c) { return IsTextChar(c) && c != '>' && c != '"' && c != '\''; });
+
+// How a byte differs from others: 0 if it equals one of them. Without comparisons, which keep compilers from using
+// vector instructions.
+template <class... Others>
+constexpr std::uint8_t DifferenceFrom(std::uint8_t byte, Others... others) {
+    std::uint8_t least = 0xFF;
+    ((least = std::min(least, static_cast<std::uint8_t>(byte ^ static_cast<std::uint8_t>(others)))), ...);
+    return least;
+}
+
+// 0 for bytes that are not text, as `IsTextChar` has it.
+constexpr std::uint8_t DifferenceFromControl(std::uint8_t byte) {
+    const auto isWhite = static_cast<unsigned>(DifferenceFrom(byte, '\n', '\r', '\t', '\f', '\x1B') == 0);
+    return static_cast<std::uint8_t>((byte & 0xE0U) | isWhite);
+}
 
 constexpr bool IsNameStart(char16_t c) {
     const char16_t letter = FoldLetter(c);
@@ -61,14 +80,17 @@ bool BeginsXml(ByteSpan sector) {
     return true;
 }
 
+// The buffer of the view is filled before it is read.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
 MarkupReader::MarkupReader(ByteWindow& file, int mostDocuments)
     : file_(file), mostDocuments_(mostDocuments), form_(TextForm::Of(file.From(0, Utf8Mark.size()))) {
     GoTo(static_cast<std::int64_t>(form_.markBytes));
 }
 
 void MarkupReader::GoTo(std::int64_t at) {
-    if (at >= start_ && at - start_ <= static_cast<std::int64_t>(view_.size())) {
-        index_ = static_cast<std::size_t>(at - start_);
+    const std::size_t index = static_cast<std::size_t>(at - start_) >> (form_.width - 1);
+    if (at >= start_ && index <= view_.size() && start_ + static_cast<std::int64_t>(index * form_.width) == at) {
+        index_ = index;
         return;
     }
     view_ = {};
@@ -79,7 +101,10 @@ void MarkupReader::GoTo(std::int64_t at) {
 bool MarkupReader::PassTo(std::int64_t to) {
     const std::int64_t from = At();
     while (At() < to && Fill(1)) {
-        index_ = static_cast<std::size_t>(std::min(static_cast<std::int64_t>(view_.size()), to - start_));
+        index_ = view_.size();
+        if (At() > to) {
+            GoTo(to);
+        }
     }
     const bool hasPassed = At() == to;
     if (!hasPassed) {
@@ -100,40 +125,60 @@ void MarkupReader::Forget() {
 }
 
 bool MarkupReader::Fill(std::size_t characters) {
-    const std::size_t wanted = characters * form_.width;
-    if (view_.size() - index_ < wanted) {
+    if (view_.size() - index_ < characters) {
         start_ = At();
         index_ = 0;
-        view_ = file_.From(start_, wanted);
+        bytes_ = file_.From(start_, characters * form_.width);
         CountDocuments();
         const std::int64_t left = std::max<std::int64_t>(std::min(limit_, stop_) - start_, 0);
-        if (static_cast<std::int64_t>(view_.size()) > left) {
-            view_ = view_.first(static_cast<std::size_t>(left));
+        if (static_cast<std::int64_t>(bytes_.size()) > left) {
+            bytes_ = bytes_.first(static_cast<std::size_t>(left));
+        }
+        if (form_.width == 1) {
+            view_ = bytes_;
+        } else {
+            ShowWide();
         }
     }
-    return view_.size() - index_ >= form_.width;
+    return index_ < view_.size();
+}
+
+void MarkupReader::ShowWide() {
+    const std::size_t count = std::min(bytes_.size() / 2, WideView);
+    // One loop for each byte order, so that compilers vectorise both.
+    const auto show = [&](std::size_t high) {
+        const std::uint8_t* const bytes = bytes_.data();
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint8_t upper = bytes[2 * i + high];
+            const std::uint8_t lower = bytes[2 * i + 1 - high];
+            const bool isText = upper != 0xFF || lower < 0xFE;
+            wide_[i] = upper == 0 && lower < Beyond ? lower : static_cast<std::uint8_t>(isText ? Beyond : 0);
+        }
+    };
+    if (form_.isBigEndian) {
+        show(0);
+    } else {
+        show(1);
+    }
+    view_ = ByteSpan(wide_).first(count);
 }
 
 void MarkupReader::CountDocuments() {
-    const std::int64_t end = start_ + static_cast<std::int64_t>(view_.size()) - std::int64_t{MinXmlSector};
+    const std::int64_t end = start_ + static_cast<std::int64_t>(bytes_.size()) - std::int64_t{MinXmlSector};
     for (std::int64_t at = SectorEnd(std::max(start_, documentsSoughtTo_ + 1)); at <= end && stop_ == NoLimit;
          at = SectorEnd(at + 1)) {
         documentsSoughtTo_ = at;
-        documents_ += BeginsXml(view_.subspan(static_cast<std::size_t>(at - start_))) ? 1 : 0;
+        documents_ += BeginsXml(bytes_.subspan(static_cast<std::size_t>(at - start_))) ? 1 : 0;
         stop_ = documents_ > mostDocuments_ ? at : NoLimit;
     }
 }
 
 bool MarkupReader::IsAt(std::u16string_view word, bool folded) {
-    const char16_t first = Peek();
-    if ((folded ? FoldLetter(first) : first) != word.front()) {
-        return false;
-    }
-    if (!Fill(word.size()) || view_.size() - index_ < word.size() * form_.width) {
-        return false;
-    }
     for (std::size_t i = 0; i < word.size(); ++i) {
-        const char16_t c = form_.CharAt(view_, index_ + i * form_.width);
+        if (index_ + i == view_.size() && (!Fill(word.size()) || index_ + i >= view_.size())) {
+            return false;
+        }
+        const char16_t c = CharAt(index_ + i);
         if ((folded ? FoldLetter(c) : c) != word[i]) {
             return false;
         }
@@ -152,35 +197,47 @@ bool MarkupReader::Take(std::u16string_view word, bool folded) {
     if (!IsAt(word, folded)) {
         return false;
     }
-    index_ += word.size() * form_.width;
+    index_ += word.size();
     return true;
 }
 
-bool MarkupReader::Seek(char16_t c) {
-    // Stops at control characters too. No short-circuiting, so that the compiler tests many bytes at once.
-    const auto sought = static_cast<std::uint8_t>(c);
-    const auto isPassed = [sought](const std::uint8_t* place) {
-        return static_cast<std::uint8_t>(static_cast<unsigned>(*place >= 0x20) &
-                                         static_cast<unsigned>(*place != sought));
-    };
+template <class IsStop, class Difference>
+void MarkupReader::PassInView(std::size_t end, const IsStop& isStop, const Difference& difference) {
+    // The place is often near, and the search through the rest takes a while to begin.
     constexpr std::size_t nearBytes = 16;
-    while (Peek() != c && Peek() != End) {
+    const std::size_t nearEnd = std::min(index_ + nearBytes, end);
+    while (index_ < nearEnd && !isStop(view_.data() + index_)) {
         ++index_;
-        if (form_.width > 1) {
-            index_ += form_.width - 1;
-            continue;
-        }
-        // The character is often near, and the search through the rest takes a while to begin.
-        const std::size_t nearEnd = std::min(index_ + nearBytes, view_.size());
-        while (index_ < nearEnd && isPassed(view_.data() + index_) != 0) {
-            ++index_;
-        }
-        if (index_ < nearEnd) {
-            continue;
-        }
-        index_ = FindPlace(view_.data(), index_, view_.size(), isPassed, [](std::size_t /*place*/) {
-                     return true;
-                 }).value_or(view_.size());
+    }
+    if (index_ == nearEnd && index_ < end) {
+        index_ =
+            FindPlace(view_.data(), index_, end, difference, [](std::size_t /*place*/) { return true; }).value_or(end);
+    }
+}
+
+void MarkupReader::PassUpTo(std::u16string_view mark) {
+    // Three characters are compared: in a shorter mark some of them twice, and the caller compares a longer one.
+    const std::size_t second = std::min<std::size_t>(1, mark.size() - 1);
+    const std::size_t last = mark.size() - 1;
+    const auto first = static_cast<std::uint8_t>(mark[0]);
+    const auto middle = static_cast<std::uint8_t>(mark[second]);
+    const auto end = static_cast<std::uint8_t>(mark[last]);
+    if (view_.size() - index_ > last) {
+        PassInView(
+            view_.size() - last,
+            [=](const std::uint8_t* place) {
+                return !IsText[*place] || (*place == first && place[second] == middle && place[last] == end);
+            },
+            [=](const std::uint8_t* place) {
+                const int fromMark = (place[0] ^ first) | (place[second] ^ middle) | (place[last] ^ end);
+                return std::min(DifferenceFromControl(*place), static_cast<std::uint8_t>(fromMark));
+            });
+    }
+}
+
+bool MarkupReader::Seek(char16_t c) {
+    while (Peek() != c && Peek() != End) {
+        PassUpTo({&c, 1});
     }
     return Peek() != End;
 }
@@ -192,13 +249,15 @@ void MarkupReader::SkipWhite() {
 }
 
 bool MarkupReader::TakePast(std::u16string_view mark) {
-    while (SkipTo(mark.front())) {
+    for (;;) {
+        PassUpTo(mark);
         if (Take(mark)) {
             return true;
         }
-        Next();
+        if (Next() == End) {
+            return false;
+        }
     }
-    return false;
 }
 
 std::u16string MarkupReader::TakeName(std::size_t most) {
@@ -217,40 +276,48 @@ std::u16string MarkupReader::TakeName(std::size_t most) {
 
 std::size_t MarkupReader::CountPlain(std::size_t from) const {
     std::size_t at = from;
-    while (form_.width == 1 && at < view_.size() && IsPlain[view_[at]]) {
+    while (at < view_.size() && IsPlain[view_[at]]) {
         ++at;
     }
     return at - from;
 }
 
-std::size_t MarkupReader::PassValues() {
-    index_ += CountPlain(index_);
-    while (form_.width == 1 && index_ < view_.size() && (view_[index_] == '"' || view_[index_] == '\'')) {
-        const std::uint8_t quote = view_[index_];
-        std::size_t end = index_ + 1;
-        while (end < view_.size() && view_[end] != quote && IsTextChar(view_[end])) {
-            ++end;
-        }
-        if (end == view_.size() || view_[end] != quote) {
-            break;
-        }
-        index_ = end + 1;
-        index_ += CountPlain(index_);
+bool MarkupReader::PassQuoted() {
+    if (index_ == view_.size() || (view_[index_] != '"' && view_[index_] != '\'')) {
+        return false;
     }
+    const std::uint8_t quote = view_[index_];
+    std::size_t end = index_ + 1;
+    while (end < view_.size() && view_[end] != quote && IsText[view_[end]]) {
+        ++end;
+    }
+    const bool isClosed = end < view_.size() && view_[end] == quote;
+    index_ = isClosed ? end + 1 : index_;
+    return isClosed;
+}
+
+std::size_t MarkupReader::PassValues() {
+    do {
+        index_ += CountPlain(index_);
+    } while (PassQuoted());
     return index_;
 }
 
 std::optional<ByteSpan> MarkupReader::TakePlainTag() {
     const std::size_t from = index_ + 1;
-    if (form_.width != 1 || from >= view_.size() || view_[index_] != '<' || view_[from] == '!' || view_[from] == '?') {
+    if (from >= view_.size() || view_[index_] != '<' || view_[from] == '!' || view_[from] == '?') {
         return std::nullopt;
     }
     const std::size_t length = CountPlain(from);
     if (from + length == view_.size() || view_[from + length] != '>') {
         return std::nullopt;
     }
+    const ByteSpan tag = view_.subspan(from, length);
+    if (form_.width > 1 && std::ranges::find(tag, Beyond) != tag.end()) {
+        return std::nullopt;
+    }
     index_ = from + length + 1;
-    return view_.subspan(from, length);
+    return tag;
 }
 
 MarkupReader::Tag MarkupReader::TakeTag() {
@@ -283,9 +350,13 @@ std::optional<bool> MarkupReader::TakeRemark() {
 
 bool MarkupReader::TakeDeclaration() {
     for (std::int64_t open = 0;;) {
-        while (form_.width == 1 && index_ < view_.size() && IsPlain[view_[index_]] && view_[index_] != '<') {
-            ++index_;
-        }
+        do {
+            PassInView(
+                view_.size(), [](const std::uint8_t* place) { return !IsPlain[*place] || *place == '<'; },
+                [](const std::uint8_t* place) {
+                    return std::min(DifferenceFromControl(*place), DifferenceFrom(*place, '<', '>', '"', '\''));
+                });
+        } while (PassQuoted());
         if (Peek() == '<') {
             if (const std::optional<bool> remark = TakeRemark()) {
                 if (!*remark) {

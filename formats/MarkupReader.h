@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -62,11 +63,13 @@ public:
 
     /// The window outlives the reader.
     explicit MarkupReader(ByteWindow& file, int mostDocuments = FewDocuments);
+    MarkupReader(const MarkupReader&) = delete;
+    MarkupReader& operator=(const MarkupReader&) = delete;
 
     const TextForm& Form() const { return form_; }
 
     /// Offset of the next character in the file, in bytes.
-    std::int64_t At() const { return start_ + static_cast<std::int64_t>(index_); }
+    std::int64_t At() const { return start_ + static_cast<std::int64_t>(index_ * form_.width); }
     void GoTo(std::int64_t at);
 
     /// Moves forward to an offset, past characters that are known to be text, and counts the documents on the way;
@@ -78,20 +81,16 @@ public:
     std::int64_t Limit() const { return limit_; }
 
     char16_t Peek() {
-        if (form_.width == 1 && index_ < view_.size()) {
-            const std::uint8_t byte = view_[index_];
-            return IsTextChar(byte) ? byte : End;
-        }
-        if (view_.size() - index_ < form_.width && !Fill(1)) {
+        if (index_ == view_.size() && !Fill(1)) {
             return End;
         }
-        const char16_t c = form_.CharAt(view_, index_);
+        const char16_t c = CharAt(index_);
         return IsTextChar(c) ? c : End;
     }
     /// The next character, and moves past it; at the end of the text the reader stays.
     char16_t Next() {
         const char16_t c = Peek();
-        index_ += c == End ? 0 : form_.width;
+        index_ += c == End ? 0 : 1;
         return c;
     }
 
@@ -112,8 +111,8 @@ public:
     /// if none begins here or it is longer.
     std::u16string TakeName(std::size_t most);
 
-    /// The bytes between '<' and '>' if a tag without quotes begins here and is in view, and moves past it; nothing,
-    /// and stays, for other markup and for characters of two bytes.
+    /// The characters between '<' and '>' if a tag without quotes begins here and is in view, and moves past it;
+    /// nothing, and stays, for other markup and where characters of two bytes go beyond ASCII.
     std::optional<ByteSpan> TakePlainTag();
 
     enum class Tag : std::uint8_t { Broken, Open, Empty };
@@ -136,21 +135,44 @@ public:
     bool IsZeroUpTo(std::int64_t to);
 
 private:
+    // How many characters of two bytes are in view at once.
+    static constexpr std::size_t WideView = 512;
+    // In the view of such characters, all beyond ASCII.
+    static constexpr std::uint8_t Beyond = 0x80;
+
+    char16_t CharAt(std::size_t index) const {
+        const std::uint8_t byte = view_[index];
+        return form_.width == 1 || byte != Beyond ? byte : form_.CharAt(bytes_, index * form_.width);
+    }
     bool Seek(char16_t c);
-    // How many bytes of the view, from a place on, are characters that mean nothing inside a tag.
+    // Moves on in view to the first place before `end` where `isStop(place)` holds. The same places have the
+    // `difference(place)` 0; see `FindPlace`.
+    template <class IsStop, class Difference>
+    void PassInView(std::size_t end, const IsStop& isStop, const Difference& difference);
+    // Moves on in view to where the mark may be, to what is no text, or to where the mark no longer fits.
+    void PassUpTo(std::u16string_view mark);
+    // How many characters in view, from a place on, mean nothing inside a tag.
     std::size_t CountPlain(std::size_t from) const;
-    // Moves past those and past values in quotes, as far as they are in view. Gives the new place in the view.
+    // Moves past a value in quotes if it is in view.
+    bool PassQuoted();
+    // Moves past plain characters and past values in quotes, as far as they are in view. Gives the new place in the
+    // view.
     std::size_t PassValues();
     // Brings that many characters into view if they can be read, or at least one.
     bool Fill(std::size_t characters);
-    // Looks for the starts of further documents in the view.
+    // Looks for the starts of further documents in the loaded bytes.
     void CountDocuments();
+    // Turns characters of two bytes into a view of one byte each.
+    void ShowWide();
 
     ByteWindow& file_;
     int mostDocuments_;
     TextForm form_;
+    // The bytes that were loaded, and the characters at their start as one byte each.
+    ByteSpan bytes_;
     ByteSpan view_;
-    // Offset of the view in the file, and of the next character in the view.
+    std::array<std::uint8_t, WideView> wide_;
+    // Offset of the view in the file in bytes, and of the next character in the view.
     std::int64_t start_ = 0;
     std::size_t index_ = 0;
     std::int64_t limit_ = NoLimit;

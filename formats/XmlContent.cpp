@@ -56,13 +56,7 @@ XmlExtent XmlContentWalk::Finish() {
 bool XmlContentWalk::IsNextFile() { return IsAtXmlDeclaration(text_) && text_.FileStartHere(); }
 
 // Nothing that begins with these is an element.
-bool XmlContentWalk::IsAside() {
-    const std::int64_t at = text_.At();
-    text_.Next();
-    const char16_t kind = text_.Peek();
-    text_.GoTo(at);
-    return kind == '!' || kind == '?';
-}
+bool XmlContentWalk::IsAside() { return text_.IsAt(u"<!") || text_.IsAt(u"<?"); }
 
 // A fast path for nearly all tags, with the result of the general case.
 void XmlContentWalk::CountPlainTag(ByteSpan tag, Change& change) const {
