@@ -187,14 +187,20 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
     return uncapped_[{find.startSector, find.type}] = std::max(found.find ? found.find->size : 0, find.size);
 }
 
-// Scanners include white space in the document even if it may belong to another file.
-std::int64_t Witnesses::PdfSize(std::int64_t sector, std::int64_t size) {
+// Scanners include white space in the document even if it may belong to another file, and follow its objects without
+// asking where its cross-reference is.
+void Witnesses::JudgePdf(std::int64_t sector, Finding& finding) {
     const std::int64_t given = std::min(left_, perFile_);
     ReadAllowance allowance(given);
     Place place(medium_, sector, neighbours_, allowance);
-    const std::int64_t end = size < place.Limit() ? EndOfPdf(place, size) : size;
+    if (finding.size <= place.Limit() && !LeadsToCrossReference(place, finding.size)) {
+        finding.verdict = Verdict::Open;
+        finding.why = "its last offset leads to no cross-reference";
+    }
+    if (finding.size < place.Limit()) {
+        finding.size = EndOfPdf(place, finding.size);
+    }
     left_ -= given - allowance.Left();
-    return end;
 }
 
 Finding Witnesses::ReportedFinding(const Find& find, const char* unexaminedWhy) {
@@ -221,10 +227,10 @@ Finding Witnesses::ReportedFinding(const Find& find, const char* unexaminedWhy) 
     } else if (isExact) {
         finding.verdict = Verdict::Whole;
         finding.size = SizeWithoutCap(find);
-        if (find.type == FileTypeIndex::Pdf || find.type == FileTypeIndex::Ai) {
-            finding.size = PdfSize(find.startSector, finding.size);
-        }
         finding.why = "the scanner has walked its structure";
+        if (find.type == FileTypeIndex::Pdf || find.type == FileTypeIndex::Ai) {
+            JudgePdf(find.startSector, finding);
+        }
     }
     if (unexaminedWhy != nullptr) {
         finding.why = unexaminedWhy;

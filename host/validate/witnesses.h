@@ -67,7 +67,7 @@ private:
     bool MayAsk(std::int64_t sector, std::int32_t asked);
     int IndexOf(const std::string& name) const;
     std::int64_t SizeWithoutCap(const Find& find);
-    std::int64_t PdfSize(std::int64_t sector, std::int64_t size);
+    void JudgePdf(std::int64_t sector, Finding& finding);
     Finding ReportedFinding(const Find& find, const char* unexaminedWhy);
 
     Medium& medium_;

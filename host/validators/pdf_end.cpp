@@ -1,6 +1,9 @@
 #include "host/validators/pdf_end.h"
 
 #include <algorithm>
+#include <charconv>
+#include <string>
+#include <string_view>
 
 #include "formats/MarkupReader.h"
 
@@ -23,6 +26,32 @@ std::int64_t EndOfPdf(ByteWindow& file, std::int64_t size) {
         white = white.subspan(endBytes);
     }
     return size - std::ssize(white);
+}
+
+bool LeadsToCrossReference(ByteWindow& file, std::int64_t size) {
+    constexpr std::int64_t mostTail = 4096;
+    constexpr std::string_view keyword = "startxref";
+    const auto textAt = [&file](std::int64_t from, std::int64_t to) {
+        const ByteSpan bytes = file.At(from, static_cast<std::size_t>(to - from));
+        return std::string(bytes.begin(), bytes.end());
+    };
+    const std::string tail = textAt(std::max<std::int64_t>(size - mostTail, 0), size);
+    const std::size_t at = tail.rfind(keyword);
+    const std::size_t digits = at == std::string::npos ? at : tail.find_first_not_of(" \t\r\n", at + keyword.size());
+    std::int64_t offset = 0;
+    if (digits == std::string::npos ||
+        std::from_chars(tail.data() + digits, tail.data() + tail.size(), offset).ec != std::errc()) {
+        return true;
+    }
+    if (offset < 0 || offset >= size) {
+        return false;
+    }
+    // The number of a stream's object has at most ten digits, that of its generation five.
+    constexpr std::int64_t mostBefore = 128;
+    constexpr std::int64_t mostBehind = 32;
+    const std::string there =
+        textAt(std::max<std::int64_t>(offset - mostBefore, 0), std::min(offset + mostBehind, size));
+    return there.find("xref") != std::string::npos || there.find(" obj") != std::string::npos;
 }
 
 }  // namespace salvor

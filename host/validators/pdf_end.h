@@ -10,4 +10,9 @@ namespace salvor {
 /// white space belongs to the file if zeros follow or the medium ends; otherwise only line ends of one kind do.
 std::int64_t EndOfPdf(ByteWindow& file, std::int64_t size);
 
+/// False if the last `startxref` of a PDF of `size` bytes leads to no cross-reference section or stream: bytes in
+/// between are then missing or belong to others. Offsets that are a little too large, as after a change of line ends,
+/// count as right.
+bool LeadsToCrossReference(ByteWindow& file, std::int64_t size);
+
 }  // namespace salvor

@@ -311,7 +311,7 @@ std::vector<LongFile> LongFiles() {
          pixels, Join({Bytes(data.end() - 4, data.end()), PngChunk("IEND", {})})},
         {"7z", Join({BytesOf("7z\xBC\xAF\x27\x1C"), {0, 4}, Little(Crc32Of(start)), start}), packed, header},
         // Only its scanner knows where it ends.
-        {"pdf", BytesOf("%PDF-1.4\n"), (std::int64_t{100} << 20U) + 55, BytesOf("\nstartxref\n9\n%%EOF\n")},
+        {"pdf", BytesOf("%PDF-1.4\nxref"), (std::int64_t{100} << 20U) + 55, BytesOf("\nstartxref\n9\n%%EOF\n")},
     };
 }
 

@@ -169,6 +169,21 @@ TEST(Documents, PdfsKeepWhiteSpaceThatIsTheirOwn) {
     }
 }
 
+TEST(Documents, PdfsLeadToTheirCrossReferenceUnlessBytesAreMissing) {
+    for (const auto& [there, offset, leads] : {std::tuple{"xref\n0 1", 1000, true},
+                                               {"xref\n0 1", 1007, true},
+                                               {"12 0 obj", 1000, true},
+                                               {"rest of another", 1000, false},
+                                               {"xref\n0 1", 2000, false},
+                                               {"xref\n0 1", 0, false}}) {
+        const std::string end = std::string(500, ' ') + "startxref\n" + std::to_string(offset) + "\n%%EOF";
+        const auto leadsThere = [](Place& file) {
+            return LeadsToCrossReference(file, file.Limit());
+        };
+        EXPECT_EQ(test::LookAt(BytesOf(std::string(1000, 'x') + there + end), {}, {}, leadsThere), leads) << offset;
+    }
+}
+
 TEST(Documents, TellWebArchivesFromLetters) {
     const std::string end =
         "MIME-Version: 1.0\r\nContent-Type: multipart/related; boundary=b\r\n\r\n--b\r\n\r\nx\r\n--b--\r\n";
