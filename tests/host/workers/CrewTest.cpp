@@ -47,6 +47,15 @@ bool TakesLong(Worker& worker) {
     return false;
 }
 
+// Takes longer than the test's patience, but none of its steps does.
+bool WorksInSteps(Worker& worker) {
+    for (int i = 1; i <= 15; ++i) {
+        worker.Done(i);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return true;
+}
+
 class Client : public CrewClient {
 public:
     explicit Client(std::vector<Order> orders) : orders_(std::move(orders)) {}
@@ -149,6 +158,12 @@ TEST_F(CrewTest, TellsHowAWorkerFallsAndWhere) {
     }
 }
 
+TEST_F(CrewTest, WaitsForAWorkerThatMakesProgress) {
+    Client client({OrderFor(1, "work in steps")});
+    RunCrew({.workers = 1, .patience = std::chrono::milliseconds(1000)}, client);
+    EXPECT_EQ(client.ends[1].ending, Ending::Done) << client.ends[1].text;
+}
+
 TEST_F(CrewTest, StopsWhenItIsAskedTo) {
     Client client({OrderFor(1, "take long"), OrderFor(2, "take long")});
     client.stopsUnderWay = true;
@@ -165,6 +180,7 @@ std::span<const WorkerKind> test::KindsForTests() {
         std::vector<WorkerKind> all(ours.begin(), ours.end());
         all.push_back({"read", ReadSectors});
         all.push_back({"take long", TakesLong});
+        all.push_back({"work in steps", WorksInSteps});
         return all;
     }();
     return kinds;
