@@ -5,8 +5,8 @@ salvor_root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 
 # Names of Debian packages.
 salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5-dev libcli11-dev libfmt-dev
-    nlohmann-json3-dev libpugixml-dev libfuse3-dev libssl-dev zlib1g-dev libseccomp-dev libtsk-dev libewf-dev
-    libdeflate-dev libgtest-dev libbenchmark-dev)
+    nlohmann-json3-dev libsimdjson-dev libpugixml-dev libfuse3-dev libssl-dev zlib1g-dev libseccomp-dev libtsk-dev
+    libewf-dev libdeflate-dev libgtest-dev libbenchmark-dev)
 salvor_sanitize_packages=(clang libclang-rt-14-dev)
 salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client munge)
 

@@ -90,13 +90,25 @@ void Medium::NoteUnreadable(const std::vector<SectorRange>& ranges) {
 
 std::int64_t Medium::ZeroSectorsFrom(std::int64_t sector) {
     const std::lock_guard lock(mutex_);
-    const std::int64_t offset = sector * sectorSize_;
-    if (offset < holeStart_ || offset >= knownData_.first + knownData_.count) {
-        holeStart_ = offset;
-        knownData_ = source_->NextData(offset);
+    if (!data_.Contains(sector) && !zeros_.Contains(sector)) {
+        AskWhatIsStored(sector);
     }
-    const std::int64_t zeros = std::max<std::int64_t>(knownData_.first - offset, 0);
-    return offset + zeros == sizeInBytes_ ? sectorCount_ - sector : zeros / sectorSize_;
+    const SectorRange zeros = zeros_.NextFrom(sector);
+    return zeros.count > 0 && zeros.first <= sector ? zeros.first + zeros.count - sector : 0;
+}
+
+// Takes the source's answer about a sector and those after it. Where a sector is stored in part, it counts as stored.
+void Medium::AskWhatIsStored(std::int64_t sector) {
+    constexpr std::size_t mostRanges = std::size_t{1} << 16U;
+    if (zeros_.RangeCount() + data_.RangeCount() > mostRanges) {
+        zeros_ = {};
+        data_ = {};
+    }
+    const ByteRange data = source_->NextData(sector * sectorSize_);
+    const std::int64_t first = data.first >= sizeInBytes_ ? sectorCount_ : std::max(data.first / sectorSize_, sector);
+    const std::int64_t end = (data.first + data.count + sectorSize_ - 1) / sectorSize_;
+    zeros_.Add({sector, first - sector});
+    data_.Add({first, std::min(std::max(end, first + 1), sectorCount_) - first});
 }
 
 void Medium::ReadInside(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count) {
@@ -137,9 +149,9 @@ Medium::Stretch Medium::StretchFrom(std::int64_t first, std::int64_t end) {
         end = bad.first;
     }
     // A sector in which the hole after the data begins is read.
-    const std::int64_t dataEnd = knownData_.first + knownData_.count;
-    if (dataEnd > first * sectorSize_ && dataEnd < end * sectorSize_) {
-        end = (dataEnd - 1) / sectorSize_ + 1;
+    const SectorRange data = data_.NextFrom(first);
+    if (data.first <= first && data.count > 0 && data.first + data.count < end) {
+        end = data.first + data.count;
         stretch.isBeforeUnreadable = stretch.isBeforeUnreadable && end == bad.first;
     }
     stretch.count = end - first;

@@ -82,6 +82,7 @@ private:
     };
 
     void ReadInside(std::int64_t firstSector, std::uint8_t* buffer, std::int64_t count);
+    void AskWhatIsStored(std::int64_t sector);
     Stretch StretchFrom(std::int64_t first, std::int64_t end);
     std::int64_t ReadStretch(std::int64_t first, const Stretch& stretch, std::uint8_t* buffer);
     std::int64_t ReadOneByOne(std::int64_t first, std::int64_t end, std::uint8_t* buffer);
@@ -102,9 +103,10 @@ private:
     mutable std::mutex mutex_;
     SectorRangeSet unreadable_;
     SectorRangeSet newlyUnreadable_;
-    // A hole begins here, in bytes, and goes on up to the known data.
-    std::int64_t holeStart_ = 0;
-    ByteRange knownData_;
+    // What the source has said so far: sectors known to be zeros, each run up to the data behind it, and all others.
+    // Asking may take as long as reading, so that it is asked about no part twice.
+    SectorRangeSet zeros_;
+    SectorRangeSet data_;
 
     // Held while one thread looks for unreadable sectors, so that no other thread tries the same ones.
     std::mutex searchMutex_;

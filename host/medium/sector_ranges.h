@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -24,6 +25,7 @@ public:
     /// Ascending.
     std::vector<SectorRange> Ranges() const;
     std::int64_t SectorCount() const { return sectorCount_; }
+    std::size_t RangeCount() const { return ranges_.size(); }
 
 private:
     // By the first sector of a range, the sector after its last.

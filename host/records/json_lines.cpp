@@ -1,6 +1,10 @@
 #include "host/records/json_lines.h"
 
+#include <simdjson.h>
+
+#include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
 #include "host/records/line_log.h"
 
@@ -41,11 +45,75 @@ std::optional<std::vector<Pair>> PairsFromJson(const Json& record, const char* k
     return pairs;
 }
 
+Json ValueOf(simdjson::dom::element element);
+
+Json ObjectOf(const simdjson::dom::object& fields) {
+    Json value = Json::object();
+    auto& members = value.get_ref<Json::object_t&>();
+    members.reserve(fields.size());
+    for (const auto& [name, field] : fields) {
+        members[std::string(name)] = ValueOf(field);
+    }
+    return value;
+}
+
+Json ArrayOf(const simdjson::dom::array& elements) {
+    Json value = Json::array();
+    auto& members = value.get_ref<Json::array_t&>();
+    members.reserve(elements.size());
+    for (const simdjson::dom::element element : elements) {
+        members.push_back(ValueOf(element));
+    }
+    return value;
+}
+
+// The parser limits how deep values lie in each other.
+Json ValueOf(simdjson::dom::element element) {
+    using simdjson::dom::element_type;
+    switch (element.type()) {
+        case element_type::OBJECT:
+            return ObjectOf(element.get_object().value());
+        case element_type::ARRAY:
+            return ArrayOf(element.get_array().value());
+        case element_type::STRING:
+            return std::string(element.get_string().value());
+        case element_type::INT64:
+            return element.get_int64().value();
+        case element_type::UINT64:
+            return element.get_uint64().value();
+        case element_type::DOUBLE:
+            return element.get_double().value();
+        case element_type::BOOL:
+            return element.get_bool().value();
+        case element_type::NULL_VALUE:
+            break;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 std::string JsonLine(const Json& value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n'; }
 
-Json ParseJsonLine(const std::string& line) { return Json::parse(line, nullptr, false); }
+std::string JsonText(const std::string& text) {
+    const bool isPlain =
+        std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; });
+    return isPlain ? '"' + text + '"' : Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Json ParseJsonLine(const std::string& line) {
+    // What the fast parser keeps ready is many times as large as the line.
+    constexpr std::size_t longest = std::size_t{1} << 20U;
+    if (line.size() > longest) {
+        return Json::parse(line, nullptr, false);
+    }
+    thread_local simdjson::dom::parser parser;
+    try {
+        return ValueOf(parser.parse(line).value());
+    } catch (const simdjson::simdjson_error&) {
+        return Json(Json::value_t::discarded);
+    }
+}
 
 void ForEachRecord(File& file, const std::function<void(const Json& record)>& take) {
     LineReader lines(file);

@@ -20,6 +20,9 @@ using Json = nlohmann::ordered_json;
 /// The value on one line, with a line break; bytes that are not UTF-8 are replaced.
 std::string JsonLine(const Json& value);
 
+/// A text as JSON, with its quotes; bytes that are not UTF-8 are replaced.
+std::string JsonText(const std::string& text);
+
 /// The JSON value on a line; a discarded one when there is none.
 Json ParseJsonLine(const std::string& line);
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 #include "host/records/digest.h"
 #include "host/records/json_lines.h"
@@ -22,22 +23,14 @@ constexpr std::array<Verdict, 5> Verdicts{Verdict::Whole, Verdict::Open, Verdict
                                           Verdict::NoFile};
 constexpr std::array<const char*, 3> PhaseNames{"structure", "bounded", "text"};
 
-// `isFinal` leaves out the fields that only validating needs.
-void PutFinding(Json& record, const Finding& finding, bool isFinal) {
-    record["verdict"] = VerdictName(finding.verdict);
-    record["type"] = finding.type;
-    record["extension"] = finding.type < 0 ? "" : ExtensionOf(finding);
-    record["size"] = finding.size;
-    record["why"] = finding.why;
-    if (finding.beginsInMiddle) {
-        record["begins_in_middle"] = true;
-    }
-    if (finding.isUnbroken) {
-        record["unbroken"] = true;
-    }
-    if (!isFinal && finding.isCertain) {
-        record["certain"] = true;
-    }
+// The fields of a finding in its record; `isFinal` leaves out those that only validating needs. There may be millions
+// of these records, so that they are not put together as JSON values.
+std::string FieldsOf(const Finding& finding, bool isFinal) {
+    return fmt::format(R"("verdict":"{}","type":{},"extension":"{}","size":{},"why":{}{}{}{})",
+                       VerdictName(finding.verdict), finding.type, finding.type < 0 ? "" : ExtensionOf(finding),
+                       finding.size, JsonText(finding.why), finding.beginsInMiddle ? R"(,"begins_in_middle":true)" : "",
+                       finding.isUnbroken ? R"(,"unbroken":true)" : "",
+                       !isFinal && finding.isCertain ? R"(,"certain":true)" : "");
 }
 
 // The functions that read records throw a JSON exception or `std::invalid_argument` for a value that makes no sense.
@@ -84,21 +77,6 @@ Finding FindingIn(const Json& record) {
     finding.isUnbroken = record.value("unbroken", false);
     finding.isCertain = record.value("certain", false);
     return finding;
-}
-
-Json OutcomeToJson(const Outcome& outcome) {
-    Json record{{"record", "outcome"}, {"start_sector", outcome.startSector}};
-    PutFinding(record, outcome.finding, /*isFinal=*/true);
-    Json reported = Json::array();
-    for (const ReportedClaim& claim : outcome.reported) {
-        reported.push_back({{"type", claim.type}, {"size", claim.size}});
-    }
-    record["reported"] = reported;
-    if (!outcome.place->extents.empty()) {
-        record["extents"] = ExtentsToJson(outcome.place->extents);
-        record["own_bytes"] = outcome.place->ownBytes;
-    }
-    return record;
 }
 
 // True for extents that can be the outcome's: they begin where it does, and hold all of it.
@@ -259,20 +237,29 @@ Sightings SightingsFrom(const std::function<std::int64_t()>& next) {
 }
 
 std::string FindingLine(const KnownFinding& finding) {
-    Json record{{"record", "finding"},
-                {"start_sector", finding.startSector},
-                {"phase", PhaseNames[static_cast<std::size_t>(finding.phase)]},
-                {"validator", finding.validator.Text()}};
-    PutFinding(record, finding.finding, /*isFinal=*/false);
-    record["cost"] = finding.cost;
-    return JsonLine(record);
+    return fmt::format(R"({{"record":"finding","start_sector":{},"phase":"{}","validator":{},{},"cost":{}}})"
+                       "\n",
+                       finding.startSector, PhaseNames[static_cast<std::size_t>(finding.phase)],
+                       JsonText(finding.validator), FieldsOf(finding.finding, /*isFinal=*/false), finding.cost);
 }
 
 std::string UnreadableLine(const std::vector<SectorRange>& sectors) {
     return JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(sectors)}});
 }
 
-std::string OutcomeLine(const Outcome& outcome) { return JsonLine(OutcomeToJson(outcome)); }
+std::string OutcomeLine(const Outcome& outcome) {
+    std::string line = fmt::format(R"({{"record":"outcome","start_sector":{},{},"reported":[)", outcome.startSector,
+                                   FieldsOf(outcome.finding, /*isFinal=*/true));
+    for (const char* separator = ""; const ReportedClaim& claim : outcome.reported) {
+        line += fmt::format(R"({}{{"type":{},"size":{}}})", std::exchange(separator, ","), claim.type, claim.size);
+    }
+    line += ']';
+    if (!outcome.place->extents.empty()) {
+        line += fmt::format(R"(,"extents":{},"own_bytes":{})", ExtentsToJson(outcome.place->extents).dump(),
+                            outcome.place->ownBytes);
+    }
+    return line + "}\n";
+}
 
 std::string SetAsideLine(const SetAside& setAside) {
     return JsonLine(

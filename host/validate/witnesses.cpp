@@ -23,10 +23,8 @@ constexpr std::int64_t HeadBytes = 4096;
 constexpr const char* UnexaminedWhy = "size as the scanner reports it; finding out more would take too much reading";
 
 // The finding of a validator that used up its allowance; then the scanners' claims decide.
-Finding Unexamined() {
-    Finding finding;
-    finding.verdict = Verdict::Open;
-    finding.why = UnexaminedWhy;
+const Finding& Unexamined() {
+    static const Finding finding{.verdict = Verdict::Open, .why = UnexaminedWhy};
     return finding;
 }
 

@@ -6,7 +6,6 @@
 #include "host/medium/extent_source.h"
 #include "host/scan/first_find.h"
 #include "host/scan/scanners.h"
-#include "host/validate/outcomes_file.h"
 #include "host/validate/validate_finds.h"
 
 namespace salvor {
@@ -109,9 +108,7 @@ std::string JoinedLine(std::int32_t file, const Finding& finding) {
     return FindingLine({file, Validator::Phase::Structure, "", finding, 0});
 }
 
-std::pair<std::int32_t, Finding> JoinedIn(const std::string& line) {
-    OutcomesRead read;
-    TakeOutcomesLine(line, read);
+std::pair<std::int32_t, Finding> JoinedIn(const OutcomesRead& read) {
     const KnownFinding& known = read.known.at(0);
     if (known.finding.verdict != Verdict::NoFile && known.finding.type < 0) {
         throw std::invalid_argument("no type");

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/records/json_lines.h"
+#include "host/validate/outcomes_file.h"
 #include "host/volumes/prefer_known.h"
 #include "host/workers/worker.h"
 
@@ -21,9 +22,10 @@ bool ValidateJoined(Worker& worker);
 Json JoinedParameters(const std::vector<JoinedQuestion>& questions, const KnownFiles& files,
                       const std::map<std::int32_t, std::int64_t>& caps);
 
-/// An answer as a line, with its line break, and back. Reading throws an exception of the standard library for any
-/// other line.
+/// An answer as a line, with its line break.
 std::string JoinedLine(std::int32_t file, const Finding& finding);
-std::pair<std::int32_t, Finding> JoinedIn(const std::string& line);
+/// The answer in a line that `TakeOutcomesLine` has read. Throws an exception of the standard library for any other
+/// line.
+std::pair<std::int32_t, Finding> JoinedIn(const OutcomesRead& read);
 
 }  // namespace salvor

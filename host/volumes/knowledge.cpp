@@ -1,5 +1,7 @@
 #include "host/volumes/knowledge.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
@@ -110,17 +112,17 @@ void VolumeLines::OnSlack(SectorRange sectors) {
 }
 
 void VolumeLines::OnFile(const KnownFile& file) {
-    Json record{{"record", "known"},       {"volume", file.volume},       {"path", file.path},
-                {"size", file.size},       {"deleted", file.isDeleted},   {"guess", file.isGuess},
-                {"packed", file.isPacked}, {"complete", file.isComplete}, {"local", file.timesAreLocal}};
-    record["times"] = Json::object();
+    Json times = Json::object();
     for (const auto& [name, field] : TimeFields) {
         if (file.times.*field) {
-            record["times"][name] = *(file.times.*field);
+            times[name] = *(file.times.*field);
         }
     }
-    record["extents"] = ExtentsToJson(file.extents);
-    take_(JsonLine(record));
+    take_(fmt::format(R"({{"record":"known","volume":{},"path":{},"size":{},"deleted":{},"guess":{},"packed":{},)"
+                      R"("complete":{},"local":{},"times":{},"extents":{}}})"
+                      "\n",
+                      file.volume, JsonText(file.path), file.size, file.isDeleted, file.isGuess, file.isPacked,
+                      file.isComplete, file.timesAreLocal, times.dump(), ExtentsToJson(file.extents).dump()));
 }
 
 void VolumeLines::OnOutOfReach(OutOfReach files) {

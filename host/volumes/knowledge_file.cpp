@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/records/json_lines.h"
+#include "host/validate/outcomes_file.h"
 #include "host/volumes/joined_worker.h"
 
 namespace salvor {
@@ -67,7 +68,9 @@ std::optional<KeptKnowledge> ReadKnowledge(const FilePlace& place, const std::st
     }
     while (lines.Next(line) && !lines.WasCut()) {
         try {
-            kept.joined.insert(JoinedIn(line));
+            OutcomesRead read;
+            TakeOutcomesLine(line, read);
+            kept.joined.insert(JoinedIn(read));
         } catch (const std::exception&) {
             break;
         }

@@ -112,7 +112,7 @@ public:
                 medium_.NoteUnreadable(read.unreadable);
                 return;
             }
-            const auto& [file, finding] = JoinedIn(line);
+            const auto [file, finding] = JoinedIn(read);
             if (QuestionOf(asked_[id], file) != asked_[id].end()) {
                 Keep(file, finding);
             }

@@ -37,7 +37,7 @@ endforeach()
 string(APPEND uses_host/details "|host/validators/containers|host/validators/media")
 # Headers that the program's other rooms take from elsewhere. Those of the language have no suffix and no folder, and a
 # few of them show what differs between systems: error numbers, signals, files that open as text.
-set(program_libraries "^(fmt/(format|chrono)|pugixml|fuse3/fuse(_lowlevel)?|nlohmann/json|CLI/CLI|openssl/evp|zlib)\\.h(pp)?$")
+set(program_libraries "^(fmt/(format|chrono)|pugixml|fuse3/fuse(_lowlevel)?|nlohmann/json|simdjson|CLI/CLI|openssl/evp|zlib)\\.h(pp)?$")
 set(program_libraries "${program_libraries}|^(tsk/libtsk|libewf|libdeflate)\\.h$")
 set(system_headers "^(cerrno|csignal|fstream)$")
 string(APPEND program_libraries "|^(exiv2/exiv2\\.hpp|libavformat/avformat\\.h|qpdf/qpdf-c\\.h)$")

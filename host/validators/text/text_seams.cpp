@@ -222,7 +222,9 @@ std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
         const End end = isSearched ? BestEnd(border - cluster_, border) : End{};
         return isSearched && end.odds > EnoughInFullCluster ? std::optional(end.at) : std::nullopt;
     }
-    if (comparisonsLeft_ == 0 || !HasNewWords(border)) {
+    // Where no old bytes are left, the texts are compared only if the comparison can say that one ends here.
+    const bool mayEnd = hasOldSlack || isPiece_ || OpensInWord(border);
+    if (comparisonsLeft_ == 0 || !mayEnd || !HasNewWords(border)) {
         return std::nullopt;
     }
     const double odds = OddsAt(border);
