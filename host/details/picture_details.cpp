@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "frame/bytes/Bytes.h"
 #include "host/details/picture_header.h"
 #include "host/details/times.h"
 
@@ -194,6 +195,67 @@ std::vector<std::uint8_t> PreviewOf(const Exiv2::Image& image) {
     return {preview.pData(), preview.pData() + preview.size()};
 }
 
+// A JPEG picture that is a piece of the file; empty if there is none or it is too large. Raw data may be packed like
+// JPEG, but has no such tables in front.
+std::vector<std::uint8_t> JpegAt(MediumSource& file, std::int64_t offset, std::int64_t length) {
+    constexpr std::array starts{PatternOf("\xFF\xD8\xFF\xDB"), PatternOf("\xFF\xD8\xFF\xE0"),
+                                PatternOf("\xFF\xD8\xFF\xE1")};
+    if (length <= 0 || length > MostPreviewBytes || offset <= 0 || offset > file.Size() - length) {
+        return {};
+    }
+    std::vector<std::uint8_t> jpeg(static_cast<std::size_t>(length));
+    jpeg.resize(file.ReadAt(offset, jpeg.data(), jpeg.size()));
+    const bool isJpeg = std::ranges::any_of(starts, [&jpeg](const auto& start) { return StartsWith(jpeg, start); });
+    return isJpeg ? jpeg : std::vector<std::uint8_t>();
+}
+
+// DNG keeps previews in directories of their own, each as a single strip. The library takes these for TIFF pictures.
+std::vector<std::uint8_t> StripPreview(const Exiv2::ExifData& data, MediumSource& file) {
+    for (const std::string group : {"Image", "SubImage1", "SubImage2", "SubImage3", "SubImage4"}) {
+        const auto numberOf = [&data, &group](const char* tag) {
+            const auto found = data.findKey(Exiv2::ExifKey("Exif." + group + "." + tag));
+            return found != data.end() && found->count() == 1 ? std::int64_t{found->toLong()} : -1;
+        };
+        if (auto jpeg = JpegAt(file, numberOf("StripOffsets"), numberOf("StripByteCounts")); !jpeg.empty()) {
+            return jpeg;
+        }
+    }
+    return {};
+}
+
+// RAF holds a whole JPEG picture, whose place and length stand in its header.
+std::vector<std::uint8_t> RafPreview(MediumSource& file) {
+    constexpr std::size_t place = 84;
+    std::array<std::uint8_t, place + 8> head{};
+    if (file.Size() < std::ssize(head) || file.ReadAt(0, head.data(), head.size()) != head.size() ||
+        !StartsWith(ByteSpan(head), PatternOf("FUJIFILMCCD-RAW"))) {
+        return {};
+    }
+    return JpegAt(file, LoadBig<std::uint32_t>(head, place), LoadBig<std::uint32_t>(head, place + 4));
+}
+
+// Also a preview of DNG, or else the thumbnail in the Exif data.
+std::vector<std::uint8_t> AnyPreviewOf(const Exiv2::Image& image, MediumSource& file) {
+    std::vector<std::uint8_t> jpeg = PreviewOf(image);
+    if (jpeg.empty()) {
+        jpeg = StripPreview(image.exifData(), file);
+    }
+    if (jpeg.empty()) {
+        const Exiv2::DataBuf thumbnail = Exiv2::ExifThumbC(image.exifData()).copy();
+        jpeg.assign(thumbnail.pData_, thumbnail.pData_ + thumbnail.size_);
+    }
+    return jpeg.size() <= static_cast<std::size_t>(MostPreviewBytes) ? jpeg : std::vector<std::uint8_t>();
+}
+
+// What was read before a damaged place is as good as in other files.
+void ReadMetadata(Exiv2::Image& image) {
+    try {
+        image.readMetadata();
+    } catch (const std::exception&) {
+        return;
+    }
+}
+
 }  // namespace
 
 // This version of the library passes pointers in a way that the language has deprecated.
@@ -207,18 +269,21 @@ PictureDetails ReadPictureDetails(MediumSource& picture, bool withPreview) {
         const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new SourceIo(picture)));
         // The library's readers of films may take minutes for a damaged one.
         if (image.get() != nullptr && !image->mimeType().starts_with("video/")) {
-            image->readMetadata();
+            ReadMetadata(*image);
             details.known.width = image->pixelWidth();
             details.known.height = image->pixelHeight();
             details.known.taken = TakenOf(*image);
             details.known.camera = CameraOf(image->exifData());
             details.known.title = TitleOf(*image);
             if (withPreview) {
-                details.preview = PreviewOf(*image);
+                details.preview = AnyPreviewOf(*image, picture);
             }
         }
     } catch (const std::exception&) {
-        // The file is damaged, but what was read before is as good as in other files.
+        // A value makes no sense: the file has the details that were read before it.
+    }
+    if (withPreview && details.preview.empty()) {
+        details.preview = RafPreview(picture);
     }
     TakeHeaderDetails(picture, details.known);
     return details;

@@ -108,6 +108,8 @@ Sandbox LoadFilter() {
     filter.Fail(SCMP_SYS(prctl), EPERM);
     filter.Fail(SCMP_SYS(prlimit64), EPERM);
     filter.Fail(SCMP_SYS(readlink), EPERM);
+    // A picture library looks for translations of its messages when it meets a damaged file.
+    filter.Fail(SCMP_SYS(getcwd), EPERM);
     if (IsSanitized) {
         // Sanitizers use a pipe to find out whether memory can be read.
         filter.Allow({SCMP_SYS(pipe), SCMP_SYS(pipe2)});

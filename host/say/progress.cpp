@@ -97,7 +97,10 @@ void Progress::Update(std::int64_t done, const std::map<std::string, std::int64_
     }
     std::string line = Line(done, files);
     if (onTerminal_) {
-        line.resize(std::min(line.size(), TerminalColumns()));
+        if (const std::size_t columns = TerminalColumns(); line.size() > columns) {
+            // A count that does not fit is left out.
+            line.resize(std::min(line.rfind(',', columns), columns));
+        }
         std::fputs(fmt::format("\r{}\x1B[K", line).c_str(), stderr);
         std::fflush(stderr);
         drawn_ = true;

@@ -87,8 +87,9 @@ Bytes PdfWith(const std::string& info) {
 // Titles of the fixtures, and what a film adds to them.
 TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     const TempFolder folder;
-    const std::vector<std::string> names{"letter.doc", "letter.docx", "letter.odt", "tagged.mp3", "film.mov",
-                                         "stream.ts",  "dated.pdf",   "video.rm",   "mono.pcx",   "layers.xcf"};
+    const std::vector<std::string> names{"letter.doc", "letter.docx", "letter.odt", "tagged.mp3",
+                                         "film.mov",   "stream.ts",   "dated.pdf",  "video.rm",
+                                         "mono.pcx",   "layers.xcf",  "rgb8.png"};
     Bytes medium;
     for (const std::string& name : names) {
         const Bytes file = name == "dated.pdf" ? PdfWith(R"(<</Title(A \(b\))/CreationDate(D:20210504123310+02'00')>>)")
@@ -96,6 +97,9 @@ TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
         medium.insert(medium.end(), file.begin(), file.end());
         medium.resize((medium.size() / 4096 + 1) * 4096);
     }
+    // The picture library gives up on a chunk that goes on beyond the last file.
+    const Bytes chunk = ::test::BytesOf("IDAT");
+    *(std::search(medium.begin(), medium.end(), chunk.begin(), chunk.end()) - 4) = 0x7F;
     WriteFile(folder / "image", medium);
     const ProgramRun run = RunProgram("recover '" + (folder / "image").string() + "' --quiet --no-text --out '" +
                                       (folder / "out").string() + "'");
@@ -111,6 +115,7 @@ TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     EXPECT_EQ(details["mov"], json({{"width", 64}, {"height", 48}}));
     EXPECT_EQ(details["ts"], json({{"width", 48}, {"height", 32}}));
     EXPECT_EQ(details["rm"], json({{"width", 176}, {"height", 144}}));
+    EXPECT_EQ(details["png"]["width"], 160);
     EXPECT_EQ(details["pcx"], json({{"width", 120}, {"height", 80}}));
     EXPECT_EQ(details["xcf"], json({{"width", 90}, {"height", 70}}));
     EXPECT_EQ(details["pdf"], json({{"title", "A (b)"}, {"taken", "2021-05-04T12:33:10"}}));
@@ -201,6 +206,26 @@ TEST(Details, OfPicturesWithoutExifAreInTheirHeaders) {
     for (const auto& [bytes, expected] : cases) {
         FakeDevice device(bytes);
         EXPECT_EQ(ReadPictureDetails(device, false).known, expected) << expected.width;
+    }
+}
+
+TEST(Details, PreviewsOfRawsThatTheLibraryDoesNotKnowAreTakenToo) {
+    const Bytes jpeg = Fixture("jfif-grey.jpg");
+    // One directory: a reduced image in a single strip, which follows.
+    const auto dng = [&jpeg](std::uint32_t length) {
+        Bytes file{'I', 'I', '*', 0, 8, 0, 0, 0, 4, 0};
+        for (const auto& [tag, value] : {std::pair(254U, 1U), {259U, 7U}, {273U, 62U}, {279U, length}}) {
+            file = Join({file, Little(tag, 2), Little(4, 2), Little(1, 4), Little(value, 4)});
+        }
+        return Join({file, Little(0, 4), jpeg});
+    };
+    const auto length = static_cast<std::uint32_t>(jpeg.size());
+    const Bytes raf =
+        Join({::test::BytesOf("FUJIFILMCCD-RAW "), Bytes(68), Big(160, 4), Big(length, 4), Bytes(68), jpeg});
+    for (const auto& [file, expected] :
+         {std::pair(dng(length), jpeg), {dng(length + 1), Bytes()}, {dng(0xFFFFFFFF), Bytes()}, {raf, jpeg}}) {
+        FakeDevice device(file);
+        EXPECT_EQ(ReadPictureDetails(device, true).preview, expected);
     }
 }
 
