@@ -268,8 +268,21 @@ private:
             TellSlack(content, known.size);
         }
         CutTo(content.extents, known.size);
+        if (IsNtfs(opened_.ftype)) {
+            EndWithZeros(content.extents, attribute.nrd.initsize);
+        }
         known.extents = std::move(content.extents);
         sink_.OnFile(known);
+    }
+
+    // Behind the bytes that were ever written a file reads as zeros, whatever its clusters hold.
+    void EndWithZeros(std::vector<Extent>& extents, std::int64_t written) {
+        const std::int64_t size = BytesOf(extents);
+        const std::int64_t kept = (written + blocks_.SectorSize() - 1) / blocks_.SectorSize() * blocks_.SectorSize();
+        if (written > 0 && kept < size) {
+            CutTo(extents, kept);
+            Append(extents, {Extent::Nowhere, size - kept}, blocks_.SectorSize());
+        }
     }
 
     static std::string PathOf(const TSK_FS_FILE& file, const char* folder) {
