@@ -18,6 +18,7 @@
 #include "fuzz/Require.h"
 #include "host/scan/start_finder.h"
 #include "host/validate/validate_finds.h"
+#include "host/validators/finding_at.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ void Ask(const salvor::Validator& validator, salvor::Medium& medium, std::span<c
     const salvor::Neighbours neighbours;
     salvor::ReadAllowance allowance(allowed);
     salvor::Place place(medium, 0, neighbours, allowance);
-    const salvor::Finding finding = validator.validate(place);
+    const salvor::Finding finding = FindingAt(validator, place);
     Require(finding.size >= 0 && finding.size <= place.Limit(), "a file ends with its medium");
     Require(finding.verdict == salvor::Verdict::NoFile || (finding.type >= 0 && finding.type < FileTypeCount),
             "a file has a type");

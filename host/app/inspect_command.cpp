@@ -10,7 +10,7 @@
 #include "host/app/scan_run.h"
 #include "host/platform/sandbox.h"
 #include "host/say/say.h"
-#include "host/validators/validator.h"
+#include "host/validators/finding_at.h"
 
 namespace salvor {
 
@@ -54,7 +54,7 @@ ExitStatus RunInspect(const InspectCommand& command) {
         }
         ReadAllowance allowance(leastAllowance + 8 * medium.SizeInBytes());
         Place place(medium, sector, none, allowance);
-        const Finding finding = validator->validate(place);
+        const Finding finding = FindingAt(*validator, place);
         if (medium.IsInterrupted()) {
             return ExitStatus::Stopped;
         }

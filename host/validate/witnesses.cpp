@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/scan/first_find.h"
+#include "host/validators/finding_at.h"
 #include "host/validators/pdf_end.h"
 
 namespace salvor {
@@ -137,7 +138,7 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
             allowance = ReadAllowance(std::min(left_, given));
             const std::int64_t before = allowance.Left();
             if (isFollowed) {
-                finding = Checked(validator.validate(place), place.Limit());
+                finding = Checked(FindingAt(validator, place), place.Limit());
             }
             left_ -= before - allowance.Left();
             if (!isFollowed || allowance.IsUsedUp()) {

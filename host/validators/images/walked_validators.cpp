@@ -8,7 +8,6 @@
 #include "host/validators/images/picture_trailers.h"
 #include "host/validators/inflate.h"
 #include "host/validators/lzw.h"
-#include "host/validators/text/text_bytes.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
@@ -61,22 +60,6 @@ struct Walked {
         return {.name = name, .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
     }
 };
-
-// Some tools leave a line end after the picture. It is recognisable before the zeros that fill the sector.
-std::int64_t EndOfLineEnd(Place& file, std::int64_t end) {
-    const std::int64_t left = (file.SectorSize() - end % file.SectorSize()) % file.SectorSize();
-    const ByteSpan rest = left < 2 ? ByteSpan() : file.At(end, static_cast<std::size_t>(left));
-    const bool hasLineEnd = !rest.empty() && rest[0] == '\n' && IsZeroFrom(rest, 1);
-    return hasLineEnd ? end + 1 : end;
-}
-
-Finding ValidateBmp(Place& file) {
-    Finding finding = FindingOf(file, BmpPicture::Walk(file), FileTypeIndex::Bmp, Verdict::Open);
-    if (finding.verdict == Verdict::Whole || finding.verdict == Verdict::Open) {
-        finding.size = EndOfLineEnd(file, finding.size);
-    }
-    return finding;
-}
 
 Finding ValidatePsd(Place& file) {
     Finding finding = FindingOf(file, PsdPicture::Walk(file), FileTypeIndex::Psd, Verdict::Damaged);
@@ -165,11 +148,7 @@ extern const Validator BmpValidator, CasioValidator, CurValidator, DwgValidator,
     IccValidator, IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator, WmfValidator,
     XcfValidator;
 
-constinit const Validator BmpValidator{.name = "bmp",
-                                       .starts = BmpStarts,
-                                       .begins = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts>::Begins,
-                                       .validate = ValidateBmp,
-                                       .types = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts>::Types};
+constinit const Validator BmpValidator = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts, Verdict::Open>::Named("bmp");
 constinit const Validator CasioValidator = Walked<CasioPicture, FileTypeIndex::Cam, CasioStarts>::Named("cam");
 constinit const Validator CurValidator =
     Walked<Icons<IconDirectory::Kind::Cursor>, FileTypeIndex::Cur, CurStarts>::Named("cur");

@@ -273,6 +273,11 @@ TEST(PictureValidators, DrawingsAndBitmapsEndWithTheirLastByte) {
     bitmap.push_back('\n');
     EXPECT_EQ(FindingOf("bmp", bitmap, Bytes(9000)).size, static_cast<std::int64_t>(bitmap.size()));
     EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).size, static_cast<std::int64_t>(bitmap.size()) - 1);
+    // A compound file ends with a sector.
+    Bytes document = Fixture("table.xls");
+    document.push_back('\n');
+    EXPECT_EQ(FindingOf("compound", document, Bytes(9000)).size, std::ssize(document));
+    EXPECT_EQ(FindingOf("compound", document, Pattern(9000)).size, std::ssize(document) - 1);
     // Without the file's size, the size of the pixels confirms it.
     std::fill_n(bitmap.begin() + 2, 4, std::uint8_t{0});
     EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).verdict, Verdict::Whole);

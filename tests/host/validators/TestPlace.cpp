@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "host/validators/finding_at.h"
+
 namespace salvor::test {
 
 Finding FindingOf(std::string_view validatorName, const Bytes& file, const Bytes& behind,
@@ -17,7 +19,7 @@ Finding FindingOf(std::string_view validatorName, const Bytes& file, const Bytes
         throw std::invalid_argument("no such validator");
     }
     return LookAt(file, behind, neighbours, [&](Place& place) {
-        return (*validator)->begins(place.From(0)) ? (*validator)->validate(place) : Finding();
+        return (*validator)->begins(place.From(0)) ? FindingAt(**validator, place) : Finding();
     });
 }
 
