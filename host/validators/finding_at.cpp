@@ -1,6 +1,6 @@
 #include "host/validators/finding_at.h"
 
-#include "host/validators/text/text_bytes.h"
+#include <algorithm>
 
 namespace salvor {
 
@@ -10,7 +10,8 @@ namespace {
 std::int64_t EndOfLineEnd(Place& file, std::int64_t end) {
     const std::int64_t left = file.SectorSize() - end % file.SectorSize();
     const ByteSpan rest = left < 2 ? ByteSpan() : file.At(end, static_cast<std::size_t>(left));
-    const bool hasLineEnd = !rest.empty() && rest[0] == '\n' && IsZeroFrom(rest, 1);
+    const bool hasLineEnd =
+        !rest.empty() && rest[0] == '\n' && std::ranges::all_of(rest.subspan(1), [](int byte) { return byte == 0; });
     return hasLineEnd ? end + 1 : end;
 }
 
