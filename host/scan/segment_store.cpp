@@ -22,7 +22,8 @@ SegmentStore::Stored WithoutSightings(std::string name, SegmentScan segment) {
     for (TypeScan& scan : stored.segment.scans) {
         if (!scan.finds.empty()) {
             stored.counts[scan.type] += std::ssize(scan.finds);
-            scan.finds = {};
+            // Assigning `{}` would keep the memory of a list of millions.
+            scan.finds = std::vector<PlacedFind>();
         }
     }
     stored.unreadable = std::exchange(stored.segment.seen, {}).unreadable;
