@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <memory>
 #include <vector>
 
 namespace salvor {
@@ -20,12 +21,14 @@ Pipe Pipe::Make() {
 }
 
 bool ReadArrived(int descriptor, std::string& bytes) {
-    std::array<char, std::size_t{1} << 16U> buffer{};
-    const ssize_t got = read(descriptor, buffer.data(), buffer.size());
+    // Filling the buffer first would take longer than most reads.
+    constexpr std::size_t most = std::size_t{1} << 16U;
+    const auto buffer = std::make_unique_for_overwrite<char[]>(most);
+    const ssize_t got = read(descriptor, buffer.get(), most);
     if (got < 0) {
         return errno == EINTR || errno == EAGAIN;
     }
-    bytes.append(buffer.data(), static_cast<std::size_t>(got));
+    bytes.append(buffer.get(), static_cast<std::size_t>(got));
     return got > 0;
 }
 

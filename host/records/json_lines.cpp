@@ -52,7 +52,7 @@ Json ObjectOf(const simdjson::dom::object& fields) {
     auto& members = value.get_ref<Json::object_t&>();
     members.reserve(fields.size());
     for (const auto& [name, field] : fields) {
-        members[std::string(name)] = ValueOf(field);
+        members.emplace_back(std::string(name), ValueOf(field));
     }
     return value;
 }

@@ -1,7 +1,9 @@
 #include "host/volumes/joined_worker.h"
 
+#include <chrono>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "host/medium/extent_source.h"
 #include "host/scan/first_find.h"
@@ -11,6 +13,8 @@
 namespace salvor {
 
 namespace {
+
+using std::chrono::steady_clock;
 
 // Reports the worker's progress and checks for stop requests. Findings are not needed: they are in the outcome.
 class StandingObserver : public ValidateObserver {
@@ -70,21 +74,47 @@ std::optional<Finding> FindingOf(Worker& worker, const ValidateRequest& request,
     return first != validation.outcomes.end() && first->startSector == 0 ? first->finding : Finding();
 }
 
+// Sends lines together, since the client wakes up for each sending. Those of a worker that crashes are asked for again.
+class Answers {
+public:
+    explicit Answers(Worker& worker) : worker_(worker) {}
+
+    void Add(const std::string& line) {
+        constexpr std::size_t enough = std::size_t{1} << 14U;
+        pending_ += line;
+        if (pending_.size() > enough || steady_clock::now() >= nextSend_) {
+            Send();
+        }
+    }
+    void Send() {
+        constexpr std::chrono::milliseconds interval(200);
+        worker_.Send(std::exchange(pending_, {}));
+        nextSend_ = steady_clock::now() + interval;
+    }
+
+private:
+    Worker& worker_;
+    std::string pending_;
+    steady_clock::time_point nextSend_ = steady_clock::now();
+};
+
 }  // namespace
 
 bool ValidateJoined(Worker& worker) {
     ValidateRequest request;
     request.caps = CapsFromJson(worker.What().at("caps"));
+    Answers answers(worker);
     for (const Json& question : worker.What().at("questions")) {
         const std::optional<Finding> finding = FindingOf(worker, request, question);
         if (!finding) {
             return false;
         }
         if (const auto unreadable = worker.GetMedium().TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
-            worker.Send(UnreadableLine(unreadable.Ranges()));
+            answers.Add(UnreadableLine(unreadable.Ranges()));
         }
-        worker.Send(JoinedLine(question.at("file").get<std::int32_t>(), *finding));
+        answers.Add(JoinedLine(question.at("file").get<std::int32_t>(), *finding));
     }
+    answers.Send();
     return true;
 }
 
