@@ -83,6 +83,17 @@ void TakeTime(const std::string& text, PlanFilter& filter) {
     }
 }
 
+void RequireSize(const PlanFilter& filter) {
+    const auto mayHaveSize = [&filter](std::int32_t type) {
+        const auto smallest = filter.minSize.For(type);
+        const auto largest = filter.maxSize.For(type);
+        return !smallest || !largest || *smallest <= *largest;
+    };
+    if (!filter.types.empty() && std::ranges::none_of(filter.types, mayHaveSize)) {
+        throw Failure(ExitStatus::Usage, "--min-size and --max-size leave no size to look for");
+    }
+}
+
 }  // namespace
 
 std::vector<std::int32_t> SelectTypes(const FilterOptions& options) {
@@ -106,6 +117,7 @@ PlanFilter MakeFilter(const FilterOptions& options) {
     }
     filter.minSize = ParseSizeRule("--min-size", options.minSize);
     filter.maxSize = ParseSizeRule("--max-size", options.maxSize);
+    RequireSize(filter);
     filter.only = VerdictsOf(options.only);
     filter.withEmbedded = options.withEmbedded;
     filter.asReported = options.asReported;

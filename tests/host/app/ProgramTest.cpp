@@ -710,6 +710,7 @@ TEST(Program, RefusesWrongUsageWithOneClearLine) {
         {"types jpg xyz", 2, "'xyz' names no type"},
         {"recover " + Card + out + " --types jpg --exclude jpg", 2, "leave no type"},
         {"recover " + Card + out + " --min-size 5Q", 2, "'5Q'"},
+        {"recover " + Card + out + " --min-size 2M --max-size 1M", 2, "leave no size"},
         {"recover " + Card + out + " --max-size xyz=5", 2, "'xyz' names no type"},
         {"recover " + Card + out + " --sector-size 511", 2, "--sector-size"},
         {"recover " + Card + out + " --sector-size 4097", 2, "--sector-size"},
