@@ -43,15 +43,15 @@ function(salvor_package component name section description)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endfunction()
 salvor_package(program salvor admin "brings files back from disks whose file system is gone
- It reads a disk, a memory card or an image as a plain stream of sectors,
- recognises files by their structure, works out how long each one is and
- copies it out. It never writes to the medium.")
+It reads a disk, a memory card or an image as a plain stream of sectors,
+recognises files by their structure, works out how long each one is and
+copies it out. It never writes to the medium.")
 salvor_package(library librawfiletypes0 libs "recognises files in a raw sector stream
- The scanners of Salvor: 113 types of files are found by their headers in
- blocks of sectors, and their sizes are worked out.")
+The scanners of Salvor: 113 types of files are found by their headers in
+blocks of sectors, and their sizes are worked out.")
 salvor_package(sdk librawfiletypes-dev libdevel "recognises files in a raw sector stream (development)
- Headers, CMake package and pkg-config file of the library that finds 113
- types of files in a stream of sectors.")
+Headers, CMake package and pkg-config file of the library that finds 113
+types of files in a stream of sectors.")
 # Loaded at run time.
 get_target_property(salvor_required salvor SALVOR_REQUIRED_PACKAGES)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${salvor_required}")
