@@ -50,9 +50,12 @@ void Ask(const salvor::Validator& validator, salvor::Medium& medium, std::span<c
 void ValidateEverything(salvor::Medium& medium, std::span<const std::uint8_t> bytes, std::uint8_t choice) {
     salvor::Sightings seen;
     salvor::StartFinder finder(salvor::Validators(), medium.SectorSize(), medium.SizeInBytes());
+    salvor::PairProbes probes;
+    finder.AddTo(probes);
     const std::int64_t whole = medium.SizeInBytes() / medium.SectorSize();
     finder.Look(
-        bytes.data(), 0, whole, [&](std::int64_t sector) { seen.starts.push_back(sector); },
+        bytes.data(), 0, whole, [&](const std::uint8_t* sector) { return probes.MayHaveOne(sector); },
+        [&](std::int64_t sector) { seen.starts.push_back(sector); },
         [&](std::int64_t sector) { seen.AddTextStart(sector); });
     for (std::int64_t sector = -1; sector <= medium.SectorCount(); sector += 3) {
         const std::int64_t type = (sector + choice) % FileTypeCount;
