@@ -75,7 +75,7 @@ void ForEachBehind(const std::vector<SectorRange>& ranges, std::int64_t& next, T
 std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize) {
     constexpr std::int64_t mebibyte = std::int64_t{1} << 20;
     const std::int64_t bytes = grid.range.count * sectorSize;
-    const std::int64_t least = std::clamp(bytes / 4, 64 * mebibyte, 256 * mebibyte);
+    const std::int64_t least = std::clamp(bytes / 4, 64 * mebibyte, 512 * mebibyte);
     const std::int64_t wanted = std::clamp(bytes / 64, least, 1024 * mebibyte);
     const std::int64_t block = grid.blockSectors * sectorSize;
     return (wanted + block - 1) / block;

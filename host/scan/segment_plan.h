@@ -17,7 +17,7 @@ struct OpenPart {
     bool operator==(const OpenPart&) const = default;
 };
 
-/// The number of blocks in a segment: a 64th of the range, but at most 1 GiB and at least 256 MiB. Smaller media have
+/// The number of blocks in a segment: a 64th of the range, but at most 1 GiB and at least 512 MiB. Smaller media have
 /// four segments, or fewer of 64 MiB; below 64 MiB there is one.
 std::int64_t SegmentBlocks(const ScanGrid& grid, std::int32_t sectorSize);
 

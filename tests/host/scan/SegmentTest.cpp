@@ -77,7 +77,8 @@ TEST(SegmentPlan, SmallMediaHaveFewSegments) {
     };
     EXPECT_EQ(mebibytes(40), 64);
     EXPECT_EQ(mebibytes(600), 150);
-    EXPECT_EQ(mebibytes(20000), 313);
+    EXPECT_EQ(mebibytes(3000), 512);
+    EXPECT_EQ(mebibytes(40000), 625);
     EXPECT_EQ(mebibytes(10000000), 1024);
 }
 
