@@ -10,7 +10,7 @@ namespace {
 
 // These cameras write 2 to 12 MiB a picture.
 constexpr std::int64_t SearchBytes = 0x2000000;
-constexpr std::size_t ReadAheadBytes = 0x4000;
+constexpr std::size_t ReadAheadBytes = 0x10000;
 
 // Offset in `bytes` of the end of the root directory. `start` is the file offset of `bytes`.
 std::optional<std::size_t> FindRootEnd(ByteSpan bytes, std::int64_t start, Budget& budget) {
@@ -33,6 +33,18 @@ ByteSpan BeforeNextHeader(ByteSpan bytes, std::int64_t start, std::int64_t secto
     return bytes;
 }
 
+// How much of the first piece is worth reading: what is behind the next header in the block is not looked at.
+std::size_t FirstPieceBytes(const Candidate& candidate) {
+    const ByteSpan block = candidate.RestOfBlock();
+    const auto sectorSize = static_cast<std::size_t>(candidate.block.sectorSize);
+    for (std::size_t at = sectorSize; at + sectorSize <= std::min(block.size(), ReadAheadBytes); at += sectorSize) {
+        if (StartsWith(block.subspan(at), KCRWFileType::Signature)) {
+            return at;
+        }
+    }
+    return ReadAheadBytes;
+}
+
 }  // namespace
 
 std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
@@ -44,10 +56,11 @@ std::optional<std::int64_t> KCRWFileType::Measure(const Candidate& candidate) {
     constexpr auto step = static_cast<std::int64_t>(ReadAheadBytes - CanonHeap::MostDirectoryBytes);
     bool goesOn = true;
     for (std::int64_t start = 0; goesOn && start < limit && !memory_.IsExhausted(); start += step) {
-        memory_.Charge(ReadAheadBytes);
+        const std::size_t wanted = start == 0 ? FirstPieceBytes(candidate) : ReadAheadBytes;
+        memory_.Charge(static_cast<std::int64_t>(wanted));
         reader.Seek(start);
         // If the piece cannot be read whole, the picture may end in the readable part.
-        reader.Read(ahead_.data(), ReadAheadBytes);
+        reader.Read(ahead_.data(), static_cast<std::uint32_t>(wanted));
         const ByteSpan wasRead = ByteSpan(ahead_).first(static_cast<std::size_t>(reader.Tell() - start));
         const ByteSpan bytes = BeforeNextHeader(wasRead, start, candidate.block.sectorSize);
         goesOn = bytes.size() == ReadAheadBytes;
