@@ -13,6 +13,7 @@ import hashlib
 import json
 import os
 import random
+import re
 import shlex
 import shutil
 import subprocess
@@ -54,6 +55,12 @@ for _general, _names in GENERAL.items():
 
 def canonical(extension):
     return _CANON.get(extension, extension)
+
+
+def known_extensions(salvor):
+    """The extensions of the program's types. Behind the table of types come other lines."""
+    listed = subprocess.run([salvor, "types"], capture_output=True, text=True, check=True).stdout
+    return set(re.findall(r"^ *\d+ +(\S+)", listed, re.MULTILINE))
 
 
 def extension_of(name):
