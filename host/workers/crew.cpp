@@ -44,7 +44,6 @@ public:
           page_(*new (memory_.Data()) WorkerPage{}),
           lines_(Pipe::Make()),
           process_(Start()) {
-        page_.subject = -1;
         lines_.writeEnd.Close();
         if (!process_.IsStarted()) {
             throw Failure(ExitStatus::NotStarted, "cannot start a worker process: " + process_.Error().Text());

@@ -40,7 +40,7 @@ struct WorkerPage {
     // Written by the worker.
     std::atomic<std::int64_t> first;
     std::atomic<std::int64_t> count;
-    std::atomic<std::int32_t> subject;
+    std::atomic<std::int32_t> subject{-1};
     std::atomic<std::int64_t> done;
     // Increases with every step.
     std::atomic<std::uint64_t> steps;

@@ -88,7 +88,7 @@ TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
     const auto extract = [&](const char* out) {
         const ProgramRun run = RunProgram("extract --names original" + path("card.finds") + "--out" + path(out),
                                           "SALVOR_TEST_FAULT=crash");
-        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.status, 0) << run.errors;
         return run.errors;
     };
     EXPECT_NE(RunProgram("list" + path("card.finds"), "SALVOR_TEST_FAULT=crash").output.find("  dir/pieces"),
