@@ -43,7 +43,7 @@ public:
     std::optional<Rebuilt> Follow(std::int64_t startSector, const Finding& carved) {
         for (const std::int64_t blockBytes : BlockSizes) {
             const bool endsBefore = carved.verdict == Verdict::Whole && carved.size <= DirectBlocks * blockBytes;
-            if (endsBefore || blockBytes < image_.SectorSize() || readsLeft_ <= 0) {
+            if (endsBefore || blockBytes < image_.SectorSize() || readsLeft_ <= 0 || extentsLeft_ <= 0) {
                 continue;
             }
             if (auto rebuilt = FollowWith(blockBytes, startSector * image_.SectorSize())) {
@@ -109,6 +109,7 @@ private:
         if (IsFull(numbers)) {
             TakeTwice(last_ + 1);
         }
+        extentsLeft_ -= std::ssize(extents_);
         Rebuilt rebuilt{layout_, numbers.size() >= CertainNumbers, {}};
         rebuilt.file.extents = extents_;
         rebuilt.file.size = BytesOf(extents_);
@@ -143,6 +144,8 @@ private:
     Medium& image_;
     // In bytes, for all files together.
     std::int64_t readsLeft_;
+    // A made-up block of numbers becomes extents of four times its size.
+    std::int64_t extentsLeft_ = std::int64_t{1} << 20;
     Layout layout_;
     std::vector<std::uint8_t> block_;
     // Of the current file.
