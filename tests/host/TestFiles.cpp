@@ -1,7 +1,6 @@
 #include "tests/host/TestFiles.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -93,30 +92,6 @@ ByteRange FakeDevice::NextData(std::int64_t offset) {
         end = from > offset ? std::min(end, from) : end;
     }
     return {offset, end - offset};
-}
-
-ProgramRun RunProgram(const std::string& arguments, const std::string& prefix) {
-    const TempFolder folder;
-    const std::string command = prefix + " '" SALVOR_PROGRAM "' " + arguments + " >'" + (folder / "out").string() +
-                                "' 2>'" + (folder / "err").string() + "'";
-    const int status = std::system(command.c_str());
-    const Bytes output = ReadFile(folder / "out");
-    const Bytes errors = ReadFile(folder / "err");
-    return {
-        WIFEXITED(status) ? WEXITSTATUS(status) : -1, {output.begin(), output.end()}, {errors.begin(), errors.end()}};
-}
-
-int WhileMounted(const TempFolder& folder, const std::string& from, const std::string& command) {
-    if (std::system("command -v fusermount3 >/dev/null && test -r /dev/fuse -a -w /dev/fuse") != 0) {
-        return 0;
-    }
-    std::filesystem::create_directory(folder / "seen");
-    WriteFile(folder / "script", "cd '" + folder.Path().string() + "'; '" SALVOR_PROGRAM "' mount '" + from +
-                                     "' seen > /dev/null & for i in $(seq 100); do test -e seen/type && break; "
-                                     "sleep 0.1; done; " +
-                                     command + "; status=$?; kill -INT %1; wait; exit $status");
-    const int status = std::system(("bash -m '" + (folder / "script").string() + "'").c_str());
-    return std::filesystem::is_empty(folder / "seen") ? status : -1;
 }
 
 }  // namespace salvor::test

@@ -71,17 +71,4 @@ private:
     std::vector<std::pair<std::int64_t, std::int64_t>> holes_;
 };
 
-/// A run of the built program.
-struct ProgramRun {
-    int status = -1;
-    std::string output;
-    std::string errors;
-};
-/// Runs the program with these arguments through the shell, with `prefix` before the command.
-ProgramRun RunProgram(const std::string& arguments, const std::string& prefix = "");
-
-/// The exit status of a shell command that runs in the folder while the program shows the files of `from` as its
-/// subfolder `seen`; 0 where the system has no FUSE.
-int WhileMounted(const TempFolder& folder, const std::string& from, const std::string& command);
-
 }  // namespace salvor::test

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/platform/folder.h"
-#include "tests/host/TestFiles.h"
+#include "tests/host/Program.h"
 
 // Scans in worker processes: however many there are and whatever happens to them, the finds are those of one scan.
 
@@ -19,13 +19,10 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 using namespace test;
 
-const std::string Card = "'" SALVOR_SAMPLES_DIR "/card.img'";
 // So that the small card has many segments.
 const std::string Cut = " --quiet --block-size 64K --segment-size 192K ";
 // Its scanner sees every sector.
 constexpr std::int64_t Mail = 34;
-
-std::string Quoted(const fs::path& path) { return "'" + path.string() + "'"; }
 
 struct Seen {
     std::vector<json> finds;
@@ -209,7 +206,7 @@ TEST(Job, WritesFilesInPieces) {
 
 TEST(Job, GoesOnWithWhatItWasBegunWithOnly) {
     const TempFolder folder;
-    fs::copy_file(SALVOR_SAMPLES_DIR "/card.img", folder / "image");
+    fs::copy_file(CardImage, folder / "image");
     const std::string scan = "scan " + Quoted(folder / "image") + " --quiet --job " + Quoted(folder / "job");
     ASSERT_EQ(RunProgram(scan + " --types png --segment 1/2").status, 0);
     const auto refused = [&](const std::string& arguments, const char* text) {

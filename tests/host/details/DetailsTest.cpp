@@ -17,7 +17,7 @@
 #include "host/details/film_details.h"
 #include "host/platform/sandbox.h"
 #include "tests/host/Deflated.h"
-#include "tests/host/TestFiles.h"
+#include "tests/host/Program.h"
 #include "tests/support/BoxBytes.h"
 #include "tests/support/ZipBuilder.h"
 
@@ -48,7 +48,7 @@ TEST(Details, ArePutIntoTheReportAndAWorkerThatFallsCostsOneFile) {
     const json camera{
         {"taken", "2011-06-18T14:05:27"}, {"camera", "Example Camera 100"}, {"width", 480}, {"height", 360}};
     const auto out = [&folder](const std::string& name) {
-        return "'" + (folder / name).string() + "'";
+        return Quoted(folder / name);
     };
     ASSERT_EQ(RunProgram("recover " + out("image") + " --quiet --out " + out("none")).status, 0);
     for (const std::string fault : {"none", "crash", "open", "memory"}) {
@@ -101,8 +101,8 @@ TEST(Details, OfFilmsAndDocumentsAreReadInTheBox) {
     const Bytes chunk = ::test::BytesOf("IDAT");
     *(std::search(medium.begin(), medium.end(), chunk.begin(), chunk.end()) - 4) = 0x7F;
     WriteFile(folder / "image", medium);
-    const ProgramRun run = RunProgram("recover '" + (folder / "image").string() + "' --quiet --no-text --out '" +
-                                      (folder / "out").string() + "'");
+    const ProgramRun run =
+        RunProgram("recover " + Quoted(folder / "image") + " --quiet --no-text --out " + Quoted(folder / "out"));
     EXPECT_EQ(run.errors, "");
     std::map<std::string, json> details;
     for (const json& record : ReadLines(folder / "out/report.jsonl")) {

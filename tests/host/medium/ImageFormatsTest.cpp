@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <set>
@@ -11,7 +10,7 @@
 #include "host/medium/open_image.h"
 #include "host/medium/part_names.h"
 #include "host/say/failure.h"
-#include "tests/host/TestFiles.h"
+#include "tests/host/Program.h"
 
 namespace salvor {
 
@@ -45,7 +44,7 @@ const std::vector<Making> Makings{
 
 bool IsInstalled(const std::string& command) {
     const std::string program = command.substr(0, command.find(' '));
-    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
+    return RunShell("command -v " + program + " >/dev/null") == 0;
 }
 
 class ImageFormats : public ::testing::Test {
@@ -66,8 +65,8 @@ protected:
             std::cout << "skipped, since the program is missing: " << command << '\n';
             return false;
         }
-        const std::string in = "cd '" + folder_.Path().string() + "' && ";
-        EXPECT_EQ(std::system((in + command + " </dev/null >log 2>&1").c_str()), 0) << command;
+        const std::string in = "cd " + Quoted(folder_.Path()) + " && ";
+        EXPECT_EQ(RunShell(in + command + " </dev/null >log 2>&1"), 0) << command;
         return true;
     }
 
@@ -157,11 +156,11 @@ TEST_F(ImageFormats, WithDamagedHeadsAreReadInBounds) {
                 damaged[(numbers[i] * 8192U + numbers[i + 1] * 32U + numbers[i + 2]) % range] = numbers[i + 2];
             }
             WriteFile(folder_ / making.first, damaged);
-            const std::string path = "'" + Path(making.first) + "'";
+            const std::string path = Quoted(Path(making.first));
             // A page that cannot be unpacked is tried sector by sector, for seconds, and ten times as long here under
             // the sanitizers.
             const int status =
-                RunProgram("scan " + path + " --quiet --types png --report '" + Path("finds") + "'", "timeout 120")
+                RunProgram("scan " + path + " --quiet --types png --report " + Quoted(Path("finds")), "timeout 120")
                     .status;
             EXPECT_TRUE(status == 0 || status == 1 || status == 3) << status << " in round " << round;
             std::filesystem::remove(folder_ / "finds");
@@ -173,7 +172,7 @@ TEST_F(ImageFormats, WithDamagedHeadsAreReadInBounds) {
 TEST_F(ImageFormats, GiveTheSameFilesAsTheRawImage) {
     const auto recovered = [&](const std::string& name) {
         const std::string out = Path("out-" + name);
-        EXPECT_EQ(RunProgram("recover '" + Path(name) + "' --quiet --out '" + out + "'").status, 0) << name;
+        EXPECT_EQ(RunProgram("recover " + Quoted(Path(name)) + " --quiet --out " + Quoted(out)).status, 0) << name;
         std::map<std::string, std::string> files;
         for (const auto& record : ReadLines(out + "/report.jsonl")) {
             if (record.at("record") == "file") {
@@ -234,8 +233,8 @@ TEST_F(ImageFormats, OfCutSegmentsLoseWhatIsMissing) {
 }
 
 TEST_F(ImageFormats, AreVerifiedByTheDigestsThatTheyKeep) {
-    const std::string path = "'" + Path("v.E01") + "'";
-    EXPECT_EQ(RunProgram("info --verify '" + Path("m.raw") + "'").status, 2);
+    const std::string path = Quoted(Path("v.E01"));
+    EXPECT_EQ(RunProgram("info --verify " + Quoted(Path("m.raw"))).status, 2);
     if (!Make("ewfacquire -q -u -c none -d sha1 -t v m.raw")) {
         GTEST_SKIP() << "ewfacquire makes the images";
     }

@@ -3,10 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <stdexcept>
 
-#include "tests/host/TestFiles.h"
+#include "tests/host/Program.h"
 
 namespace salvor {
 
@@ -56,7 +55,7 @@ TEST(RescueMap, KeepsTheProgramAwayAndNamesWhatToReadNext) {
     const auto size = static_cast<std::int64_t>(image.size());
     WriteFile(folder / "card.map", MapOfAreas({{0, missing}, {missing + 1000, size - missing - 20000}}, size));
 
-    const std::string in = "cd '" + folder.Path().string() + "' &&";
+    const std::string in = "cd " + Quoted(folder.Path()) + " &&";
     EXPECT_EQ(RunProgram("recover card.img --map card.map --out out --quiet", in).status, 1);
     const auto records = ReadLines(folder / "out/report.jsonl");
     const auto file = std::ranges::find_if(records, [](const auto& record) { return record.contains("path"); });
@@ -77,9 +76,9 @@ TEST(RescueMap, KeepsTheProgramAwayAndNamesWhatToReadNext) {
 
 TEST(RescueMap, IsThatOfTheRescueToolInBothDirections) {
     const TempFolder folder;
-    const std::string in = "cd '" + folder.Path().string() + "' && ";
+    const std::string in = "cd " + Quoted(folder.Path()) + " && ";
     const auto run = [&in](const std::string& command) {
-        return std::system((in + command + " >>log 2>&1").c_str()) == 0;
+        return RunShell(in + command + " >>log 2>&1") == 0;
     };
     if (!run("command -v ddrescue")) {
         GTEST_SKIP() << "needs ddrescue";

@@ -3,15 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 
-#include "tests/host/TestFiles.h"
+#include "tests/host/Program.h"
 
 namespace salvor {
 namespace {
 
 using nlohmann::json;
+using test::Quoted;
+using test::RunShell;
 using test::TempFolder;
 
 // A file in two pieces whose names and phrases try to be something else, and one of which nothing else is known.
@@ -86,16 +87,16 @@ TEST(ReportFormat, HostileNamesStayTextInEveryFormat) {
 }
 
 TEST(ReportFormat, DfxmlKeepsToItsSchema) {
-    if (std::system("xmllint --version >/dev/null 2>&1") != 0) {
+    if (RunShell("xmllint --version >/dev/null 2>&1") != 0) {
         GTEST_SKIP() << "xmllint (libxml2-utils) is not installed";
     }
     const TempFolder folder;
     WriteHostileReport(folder);
     test::WriteFile(folder / "report.dfxml", EveryFormat(folder)["dfxml"]);
-    const std::string file = "'" + (folder / "report.dfxml").string() + "'";
+    const std::string file = Quoted(folder / "report.dfxml");
     const auto finds = [&file](const std::string& path, const std::string& value) {
         const std::string test = "test \"$(xmllint --xpath \"string(" + path + ")\" " + file + ")\" = '" + value + "'";
-        return std::system(test.c_str()) == 0;
+        return RunShell(test) == 0;
     };
     EXPECT_TRUE(finds("//*[local-name()='byte_run'][2]/@fill", "0"));
     EXPECT_TRUE(finds("//*[local-name()='byte_run'][3]/@img_offset", "20480"));
@@ -105,7 +106,7 @@ TEST(ReportFormat, DfxmlKeepsToItsSchema) {
     if (!std::filesystem::exists(SALVOR_DFXML_SCHEMA)) {
         GTEST_SKIP() << "the schema is not beside the project: shared/schema/dfxml.xsd";
     }
-    EXPECT_EQ(0, std::system(("xmllint --nonet --noout --schema '" SALVOR_DFXML_SCHEMA "' " + file).c_str()));
+    EXPECT_EQ(0, RunShell("xmllint --nonet --noout --schema '" SALVOR_DFXML_SCHEMA "' " + file));
 }
 
 }  // namespace

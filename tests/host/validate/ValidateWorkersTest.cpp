@@ -5,7 +5,7 @@
 
 #include "host/platform/sandbox.h"
 #include "host/validators/validator.h"
-#include "tests/host/TestFiles.h"
+#include "tests/host/Program.h"
 
 namespace salvor {
 
@@ -17,15 +17,14 @@ using namespace test;
 class ValidateWorkers : public testing::Test {
 protected:
     ValidateWorkers() {
-        const std::string card = "'" SALVOR_SAMPLES_DIR "/card.img'";
-        EXPECT_EQ(RunProgram("scan " + card + " --quiet --report '" + (folder_ / "finds").string() + "'").status, 0);
+        EXPECT_EQ(RunProgram("scan " + Card + " --quiet --report " + Quoted(folder_ / "finds")).status, 0);
     }
     // Runs the program and keeps status and outcomes.
     ProgramRun Validate(const std::string& options, const std::string& environment = "") {
         std::filesystem::remove(folder_ / "outcomes");
-        const ProgramRun run = RunProgram("validate '" + (folder_ / "finds").string() + "' --quiet " + options +
-                                              " --out '" + (folder_ / "outcomes").string() + "'",
-                                          environment);
+        const ProgramRun run = RunProgram(
+            "validate " + Quoted(folder_ / "finds") + " --quiet " + options + " --out " + Quoted(folder_ / "outcomes"),
+            environment);
         outcomes.clear();
         const std::filesystem::path path = folder_ / "outcomes";
         for (const nlohmann::json& line :

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "host/volumes/prefer_known.h"
+#include "tests/host/Program.h"
 #include "tests/host/volumes/FileSystemImage.h"
 
 namespace salvor {
@@ -37,8 +38,8 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
         GTEST_SKIP() << "needs " << missing;
     }
     const auto recover = [&](const std::string& out, const std::string& options) {
-        const ProgramRun run = RunProgram("recover '" + (folder / "image").string() + "' --out '" +
-                                          (folder / out).string() + "' " + options);
+        const ProgramRun run =
+            RunProgram("recover " + Quoted(folder / "image") + " --out " + Quoted(folder / out) + " " + options);
         EXPECT_EQ(run.status, 0) << run.errors;
         EXPECT_EQ(run.errors, "");
     };
@@ -59,7 +60,7 @@ TEST_P(AskFileSystems, BringsBackFilesInPiecesAndTheirNames) {
     }
     EXPECT_TRUE(isGoneThere);
     for (const char* from : {"out", "out/finds.jsonl"}) {
-        const std::string list = RunProgram("list '" + (folder / from).string() + "' --names original").output;
+        const std::string list = RunProgram("list " + Quoted(folder / from) + " --names original").output;
         EXPECT_NE(list.find(" original/dir/pieces  dir/pieces"), std::string::npos) << list;
         EXPECT_EQ(WhileMounted(folder, from, "cmp seen/name/dir/pieces out/original/dir/pieces"), 0);
     }
@@ -77,7 +78,7 @@ TEST_P(AskFileSystems, KeepsWhatTheyKnowBesideTheOutcomes) {
         GTEST_SKIP() << "needs " << missing;
     }
     const auto path = [&folder](const char* name) {
-        return " '" + (folder / name).string() + "' ";
+        return " " + Quoted(folder / name) + " ";
     };
     ASSERT_EQ(RunProgram("scan" + path("image") + "--quiet --report" + path("card.finds")).status, 0);
     EXPECT_EQ(RunProgram("validate --no-file-system" + path("card.finds")).status, 0);
@@ -134,11 +135,10 @@ TEST(NtfsFiles, MayBeCompressedPartlyUnwrittenOrHaveSeveralStreams) {
     const auto recover = [&](const std::string& options, const std::string& put) {
         const std::string script = "which mkntfs ntfscp\nrm -rf out\ntruncate -s 8M image\nmkntfs -F -Q -q " + options +
                                    " image\nntfscp -q image sound sound\n" + put;
-        return RunScript(folder, script)
-                   ? RunProgram("recover '" + (folder / "image").string() + "' --names original --quiet --out '" +
-                                (folder / "out").string() + "'")
-                         .errors
-                   : "skipped";
+        return RunScript(folder, script) ? RunProgram("recover " + Quoted(folder / "image") +
+                                                      " --names original --quiet --out " + Quoted(folder / "out"))
+                                               .errors
+                                         : "skipped";
     };
     const std::string errors = recover("-C", "");
     if (errors == "skipped") {
@@ -174,8 +174,8 @@ TEST(OriginalNames, OfAllBytesBecomeFilesBelowTheFolder) {
     if (!RunScript(folder, "which mke2fs\nmke2fs -q -t ext4 -b 4096 -N 400 -d root image 16M")) {
         GTEST_SKIP() << "needs mke2fs";
     }
-    const ProgramRun run = RunProgram("recover --names original '" + (folder / "image").string() + "' --quiet --out '" +
-                                      (folder / "out").string() + "'");
+    const ProgramRun run =
+        RunProgram("recover --names original " + Quoted(folder / "image") + " --quiet --out " + Quoted(folder / "out"));
     EXPECT_EQ(run.status, 0) << run.errors;
     std::size_t written = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder / "out/original")) {
@@ -198,7 +198,7 @@ TEST_P(AskFileSystems, ListsVolumesAndScansOneOfThem) {
     PutPartition(disk, 1, 0x83, 2048, static_cast<std::uint32_t>(volume.size() / 512));
     disk.insert(disk.end(), volume.begin(), volume.end());
     WriteFile(folder / "disk", disk);
-    const std::string path = "'" + (folder / "disk").string() + "'";
+    const std::string path = Quoted(folder / "disk");
     const ProgramRun info = RunProgram("info " + path);
     EXPECT_NE(info.output.find(std::string(", ") + GetParam() + " with clusters of"), std::string::npos) << info.output;
     EXPECT_NE(info.output.find("no known file system: carved as a stream"), std::string::npos) << info.output;

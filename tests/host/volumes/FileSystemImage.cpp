@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "frame/bytes/Bytes.h"
 #include "host/medium/extent_source.h"
+#include "tests/host/Program.h"
 
 namespace salvor::test {
 
@@ -105,9 +105,9 @@ void PutIntoExfat(Bytes& image, const std::string& name, const Bytes& content) {
 }  // namespace
 
 bool RunScript(const TempFolder& folder, const std::string& script) {
-    const std::string file = (folder / "script").string();
-    WriteFile(file, "cd '" + folder.Path().string() + "'\nPATH=$PATH:/sbin:/usr/sbin\nset -e\n" + script);
-    return std::system(("sh '" + file + "' >'" + file + ".log' 2>&1").c_str()) == 0;
+    const std::filesystem::path file = folder / "script";
+    WriteFile(file, "cd " + Quoted(folder.Path()) + "\nPATH=$PATH:/sbin:/usr/sbin\nset -e\n" + script);
+    return RunShell("sh " + Quoted(file) + " >" + Quoted(folder / "script.log") + " 2>&1") == 0;
 }
 
 std::string MakeFileSystem(const TempFolder& folder, const std::string& kind,

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "host/medium/rescue_map.h"
+#include "tests/host/Program.h"
 #include "tests/host/volumes/FileSystemImage.h"
 
 namespace salvor {
@@ -81,7 +82,7 @@ protected:
         image = ReadFile(folder / "image");
     }
 
-    std::string Path(const std::string& name) const { return "'" + (folder / name).string() + "'"; }
+    std::string Path(const std::string& name) const { return Quoted(folder / name); }
 
     json FileIn(const std::string& out, const std::string& extension) const {
         for (const json& record : ReadLines(folder / out / "report.jsonl")) {
