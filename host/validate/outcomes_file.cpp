@@ -117,7 +117,7 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
         known.validator = record.at("validator").get<std::string>();
         known.finding = FindingIn(record);
         known.cost = IntegerIn(record, "cost");
-        read.known.push_back(known);
+        read.known.Add(known);
     } else if (kind == "outcome") {
         read.validation.outcomes.push_back(OutcomeIn(record));
     } else if (kind == "unreadable") {

@@ -59,7 +59,7 @@ private:
 struct OutcomesRead {
     /// The digest that they belong to.
     std::string digest;
-    std::vector<KnownFinding> known;
+    KnownFindings known;
     /// Unreadable sectors that are not among those of the scan.
     std::vector<SectorRange> unreadable;
     /// Complete only if the file is complete.

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <iterator>
+#include <map>
 #include <vector>
 
 #include "host/medium/medium.h"
@@ -17,37 +17,72 @@ int GeneralityOf(std::int32_t type);
 /// The value for plain text, the highest of all.
 inline constexpr int MostGeneral = 2;
 
-/// A sector with finds or a validator's own signature. There may be millions.
+/// A sector with finds or a validator's own signature.
 struct Spot {
     std::int64_t sector = 0;
     /// Index among the sorted finds.
-    std::uint32_t firstFind = 0;
-    std::uint32_t findCount = 0;
+    std::size_t firstFind = 0;
+    std::size_t findCount = 0;
     bool isStart = false;
     /// Another whole file begins inside and ends after it.
     bool isCrossed = false;
 };
 
-/// What a scan has seen, sector by sector: each spot once, ascending, with its finds and without duplicates.
+/// What a scan has seen, sector by sector: each spot once, ascending, with its finds and without duplicates. There may
+/// be millions, so a spot takes 16 bytes and a find takes 8.
 class Spots {
 public:
     Spots(const Medium& medium, std::vector<Find> finds, std::vector<std::int64_t> starts);
 
-    /// Index of the first spot at or after this sector.
-    std::size_t FirstFrom(std::int64_t sector) const {
-        return static_cast<std::size_t>(std::ranges::lower_bound(spots_, sector, {}, &Spot::sector) - spots_.begin());
-    }
+    /// The finds of a spot, ordered by type and size.
+    class FindList {
+    public:
+        class Iterator {
+        public:
+            using iterator_concept = std::input_iterator_tag;
+            using value_type = Find;
+            using difference_type = std::ptrdiff_t;
+
+            Iterator() = default;
+            Iterator(const Spots* spots, std::int64_t sector, std::size_t index)
+                : spots_(spots), sector_(sector), index_(index) {}
+            Find operator*() const { return spots_->FindOf(sector_, index_); }
+            Iterator& operator++() {
+                ++index_;
+                return *this;
+            }
+            Iterator operator++(int) {
+                Iterator before = *this;
+                ++index_;
+                return before;
+            }
+            bool operator==(const Iterator&) const = default;
+
+        private:
+            const Spots* spots_ = nullptr;
+            std::int64_t sector_ = 0;
+            std::size_t index_ = 0;
+        };
+
+        FindList(const Spots& spots, const Spot& spot)
+            : begin_(&spots, spot.sector, spot.firstFind), end_(&spots, spot.sector, spot.firstFind + spot.findCount) {}
+        Iterator begin() const { return begin_; }
+        Iterator end() const { return end_; }
+
+    private:
+        Iterator begin_;
+        Iterator end_;
+    };
+
     std::size_t Count() const { return spots_.size(); }
-    Spot& operator[](std::size_t index) { return spots_[index]; }
-    const Spot& operator[](std::size_t index) const { return spots_[index]; }
+    Spot operator[](std::size_t index) const;
+    std::int64_t SectorOf(std::size_t index) const { return spots_[index].sector; }
+    void Cross(std::size_t index) { spots_[index].isCrossed = true; }
 
     /// Index of the first spot at or after `sector`.
     std::size_t IndexFrom(std::int64_t sector) const;
 
-    /// Ordered by type and size.
-    std::span<const Find> FindsAt(const Spot& spot) const {
-        return std::span(finds_).subspan(spot.firstFind, spot.findCount);
-    }
+    FindList FindsAt(const Spot& spot) const { return {*this, spot}; }
     /// The type among the spot's finds, of which there is at least one.
     std::int32_t LeastGeneralType(const Spot& spot) const;
 
@@ -57,10 +92,25 @@ public:
     bool IsOnMedium(std::int64_t sector) const { return sector >= 0 && sector < sectorCount_; }
 
 private:
+    struct PackedSpot {
+        std::int64_t sector = 0;
+        std::uint32_t firstFind = 0;
+        bool isStart = false;
+        bool isCrossed = false;
+    };
+    // The type in the lowest byte, and the size above; `WildSize` for one that does not fit.
+    using PackedFind = std::int64_t;
+    static constexpr int SizeShift = 8;
+    static constexpr std::int64_t WildSize = INT64_MIN >> SizeShift;
+
+    void AddFind(const Find& find);
+    Find FindOf(std::int64_t sector, std::size_t index) const;
+
     std::int64_t sectorCount_;
     // Ordered by start, type and size.
-    std::vector<Find> finds_;
-    std::vector<Spot> spots_;
+    std::vector<PackedFind> finds_;
+    std::map<std::size_t, std::int64_t> wildSizes_;
+    std::vector<PackedSpot> spots_;
 };
 
 }  // namespace salvor

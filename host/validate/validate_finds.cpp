@@ -53,60 +53,35 @@ struct Cover {
     bool Holds(std::int64_t byte) const { return byte < end; }
 };
 
-// A judgement without the gaps between its fields, as there may be millions.
-class PackedJudgement {
-public:
-    explicit PackedJudgement(const Judgement& judgement)
-        : size_(judgement.finding.size),
-          type_(judgement.finding.type),
-          extension_(judgement.finding.extension),
-          why_(judgement.finding.why),
-          validator_(static_cast<std::int16_t>(judgement.validator)),
-          verdict_(judgement.finding.verdict),
-          beginsInMiddle_(judgement.finding.beginsInMiddle),
-          isCertain_(judgement.finding.isCertain),
-          isUnbroken_(judgement.finding.isUnbroken) {}
-
-    Judgement Get() const {
-        return {{verdict_, size_, type_, extension_, why_, beginsInMiddle_, isCertain_, isUnbroken_}, validator_};
-    }
+struct PackedJudgement {
+    PackedFinding finding;
+    std::int32_t validator = Nobody;
     bool operator==(const PackedJudgement&) const = default;
-
-private:
-    std::int64_t size_;
-    std::int32_t type_;
-    Phrase extension_;
-    Phrase why_;
-    std::int16_t validator_;
-    Verdict verdict_;
-    bool beginsInMiddle_ : 1;
-    bool isCertain_ : 1;
-    bool isUnbroken_ : 1;
 };
 
 class FindsValidator {
 public:
-    FindsValidator(Medium& medium, Sightings seen, const ValidateRequest& request, ValidateObserver& observer)
+    FindsValidator(Medium& medium, Sightings seen, ValidateRequest request, ValidateObserver& observer)
         : medium_(medium),
           sectorSize_(medium.SectorSize()),
-          validators_(request.validators),
+          request_(std::move(request)),
+          validators_(request_.validators),
           observer_(observer),
           spots_(medium, std::move(seen.finds), std::move(seen.starts)),
           neighbours_{.starts = spots_.Starts(), .wholes = {}},
-          witnesses_(medium, spots_, neighbours_, request, observer),
-          knownGrids_(request.grids),
-          ahead_(request.ahead),
-          phase_(request.phase),
+          witnesses_(medium, spots_, neighbours_, request_, observer),
           unreadable_(OnMedium(seen.unreadable)),
           textRuns_(OnMedium(seen.textStarts).Ranges()),
           asked_(spots_.Count() * 2, NotAsked),
           states_(spots_.Count()),
-          judged_(spots_.Count(), NotAsked) {}
+          judged_(spots_.Count(), NotAsked) {
+        request_.known.Sort();
+    }
 
     Validation Run(const std::function<void(Outcome)>& take) {
         Validation result;
         const bool isDone = DoPhase(Phase::Structure) && DoPhase(Phase::Bounded) && DoPhase(Phase::Text);
-        result.complete = isDone && !ahead_ && !medium_.IsInterrupted();
+        result.complete = isDone && !request_.ahead && !medium_.IsInterrupted();
         if (result.complete) {
             TakeOutcomes(take);
         }
@@ -119,9 +94,9 @@ private:
         // Finds may lie outside the medium.
         constexpr SectorRange all{std::numeric_limits<std::int64_t>::min() / 2,
                                   std::numeric_limits<std::int64_t>::max()};
-        const bool isPart = ahead_ && phase_ == phase;
+        const bool isPart = request_.ahead && request_.phase == phase;
         witnesses_.SeePartOnly(isPart);
-        const SectorRange range = isPart ? *ahead_ : all;
+        const SectorRange range = isPart ? *request_.ahead : all;
         return (phase == Phase::Text ? ReadTexts(range) : Walk(phase, range)) && !isPart;
     }
 
@@ -143,21 +118,25 @@ private:
         std::int32_t& slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
         if (slot == NotAsked) {
             slot = NoAnswer;
-            if (auto answer = witnesses_.Ask(spots_[index].sector, phase, witnesses_.AllowanceOfAFile(), exceptFor)) {
+            if (auto answer = witnesses_.Ask(spots_.SectorOf(index), phase, witnesses_.AllowanceOfAFile(), exceptFor)) {
                 slot = static_cast<std::int32_t>(answers_.size());
-                answers_.emplace_back(*answer);
+                answers_.push_back(Pack(*answer));
             }
         }
         return slot == NoAnswer ? std::nullopt : std::optional(Answer(slot));
     }
 
-    Judgement Answer(std::int32_t slot) const { return answers_[static_cast<std::size_t>(slot)].Get(); }
+    PackedJudgement Pack(const Judgement& judgement) { return {kinds_.Pack(judgement.finding), judgement.validator}; }
+    Judgement Answer(std::int32_t slot) const {
+        const PackedJudgement& answer = answers_[static_cast<std::size_t>(slot)];
+        return {kinds_.Unpack(answer.finding), answer.validator};
+    }
 
     // ---- What is at a spot.
 
     // Nothing if neither a validator nor a find has a file of a binary format there.
     std::optional<Judgement> Judge(std::size_t index, Phase upTo, int exceptFor = Nobody) {
-        const Spot& spot = spots_[index];
+        const Spot spot = spots_[index];
         if (!spots_.IsOnMedium(spot.sector)) {
             return Judgement{NoFileBecause(OutsideWhy), Nobody};
         }
@@ -235,16 +214,16 @@ private:
         Cover open;
         // Each time a claim turns out wrong, what it hid is looked at again.
         std::int64_t stepsLeft = static_cast<std::int64_t>(spots_.Count()) * 64 + 0x10000;
-        for (std::size_t i = spots_.FirstFrom(range.first);
-             i < spots_.Count() && spots_[i].sector - range.first < range.count; ++i, --stepsLeft) {
-            const std::int64_t byte = ByteOf(std::clamp<std::int64_t>(spots_[i].sector, 0, medium_.SectorCount()));
+        for (std::size_t i = spots_.IndexFrom(range.first);
+             i < spots_.Count() && spots_.SectorOf(i) - range.first < range.count; ++i, --stepsLeft) {
+            const std::int64_t byte = ByteOf(std::clamp<std::int64_t>(spots_.SectorOf(i), 0, medium_.SectorCount()));
             if (observer_.OnPlace(upTo, byte)) {
                 return false;
             }
-            if (spots_.IsOnMedium(spots_[i].sector) && whole.Holds(byte)) {
+            if (spots_.IsOnMedium(spots_.SectorOf(i)) && whole.Holds(byte)) {
                 states_[i] = State::Inside;
                 if (stepsLeft > 0 && MayUnmask(spots_[i], whole) && Unmasks(i, upTo, whole)) {
-                    spots_[whole.spot].isCrossed = true;
+                    spots_.Cross(whole.spot);
                     i = whole.spot - 1;
                     whole = {};
                     open = {};
@@ -256,11 +235,11 @@ private:
             if (!judgement) {
                 continue;
             }
-            const std::int64_t end = EndOf(spots_[i].sector, judgement->finding);
+            const std::int64_t end = EndOf(spots_.SectorOf(i), judgement->finding);
             if (judgement->finding.verdict == Verdict::Whole) {
-                whole = {end, i, spots_[i].sector, judgement->validator};
+                whole = {end, i, spots_.SectorOf(i), judgement->validator};
             } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end) {
-                open = {end, i, spots_[i].sector, judgement->validator};
+                open = {end, i, spots_.SectorOf(i), judgement->validator};
             }
             KeepJudgement(i, *judgement);
         }
@@ -269,18 +248,19 @@ private:
     }
 
     void KeepJudgement(std::size_t index, const Judgement& judgement) {
+        const PackedJudgement packed = Pack(judgement);
         std::int32_t& judged = judged_[index];
         const std::span answered(&asked_[2 * index], 2);
         const auto same = std::ranges::find_if(answered, [&](std::int32_t slot) {
-            return slot >= 0 && answers_[static_cast<std::size_t>(slot)] == PackedJudgement(judgement);
+            return slot >= 0 && answers_[static_cast<std::size_t>(slot)] == packed;
         });
         if (same != answered.end()) {
             judged = *same;
         } else if (judged >= 0 && std::ranges::find(answered, judged) == answered.end()) {
-            answers_[static_cast<std::size_t>(judged)] = PackedJudgement(judgement);
+            answers_[static_cast<std::size_t>(judged)] = packed;
         } else {
             judged = static_cast<std::int32_t>(answers_.size());
-            answers_.emplace_back(judgement);
+            answers_.push_back(packed);
         }
     }
 
@@ -290,9 +270,9 @@ private:
     // The whole file that covers a sector, as far as known.
     Cover WholeAcross(std::int64_t sector) const {
         Cover whole;
-        for (std::size_t i = 0; i < spots_.Count() && spots_[i].sector < sector; ++i) {
+        for (std::size_t i = 0; i < spots_.Count() && spots_.SectorOf(i) < sector; ++i) {
             if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
-                whole = {EndOf(spots_[i].sector, JudgementOf(i).finding), i, spots_[i].sector,
+                whole = {EndOf(spots_.SectorOf(i), JudgementOf(i).finding), i, spots_.SectorOf(i),
                          JudgementOf(i).validator};
             }
         }
@@ -308,7 +288,7 @@ private:
         const auto judgement = Judge(index, upTo);
         return judgement && judgement->validator != Nobody && judgement->finding.verdict == Verdict::Whole &&
                (IsCredulous(JudgementOf(whole.spot).finding.type) ||
-                EndOf(spots_[index].sector, judgement->finding) > whole.end);
+                EndOf(spots_.SectorOf(index), judgement->finding) > whole.end);
     }
 
     // A file that lost its end claims as much as a length in it says. A damaged one may claim the bytes of others too:
@@ -329,7 +309,7 @@ private:
     // Inside a file whose structure was followed but has no declared end, anything that its own validator accepts is
     // part of it. There, a start that no scanner has reported counts only if the file is whole.
     std::optional<Judgement> JudgeInside(std::size_t index, Phase upTo, const Cover& open) {
-        const Spot& spot = spots_[index];
+        const Spot spot = spots_[index];
         const bool isInside = open.validator != Nobody && open.Holds(ByteOf(spot.sector));
         const bool isOwnPart = isInside && spot.findCount == 0 && !MayHideOthers(open);
         auto judgement = Judge(index, upTo, isOwnPart ? open.validator : Nobody);
@@ -349,7 +329,7 @@ private:
         neighbours_.wholes.clear();
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
             if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
-                neighbours_.wholes.push_back(spots_[i].sector);
+                neighbours_.wholes.push_back(spots_.SectorOf(i));
             }
         }
     }
@@ -359,7 +339,7 @@ private:
         std::vector<std::int64_t> ends;
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
             if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
-                ends.push_back(EndOf(spots_[i].sector, JudgementOf(i).finding));
+                ends.push_back(EndOf(spots_.SectorOf(i), JudgementOf(i).finding));
             }
         }
         return ends;
@@ -374,7 +354,7 @@ private:
         std::size_t run = 0;
         std::int64_t inRun = 0;
         for (std::size_t i = 0; i <= spots_.Count(); ++i) {
-            const std::int64_t sector = i < spots_.Count() ? spots_[i].sector : medium_.SectorCount();
+            const std::int64_t sector = i < spots_.Count() ? spots_.SectorOf(i) : medium_.SectorCount();
             for (; run < textRuns_.size() && textRuns_[run].first + inRun < sector; ++inRun) {
                 if (inRun >= textRuns_[run].count) {
                     ++run;
@@ -392,7 +372,11 @@ private:
             }
             const bool isFree =
                 states_[i] == State::Nothing || (states_[i] == State::Judged && !IsFile(JudgementOf(i).finding));
-            if (isFree && spots_.IsOnMedium(sector) && !take(sector, &spots_[i])) {
+            if (!isFree || !spots_.IsOnMedium(sector)) {
+                continue;
+            }
+            const Spot spot = spots_[i];
+            if (!take(sector, &spot)) {
                 return false;
             }
         }
@@ -404,7 +388,7 @@ private:
         if (!HasPhase(Phase::Text)) {
             return true;
         }
-        grids_ = ClusterGrids(knownGrids_, neighbours_.wholes, sectorSize_);
+        grids_ = ClusterGrids(request_.grids, neighbours_.wholes, sectorSize_);
         neighbours_.isSlackClean = IsSlackClean(medium_, EndsOfWholes(), grids_);
         TextWalk walk;
         const auto takeNextUpTo = [&](std::int64_t sector) {
@@ -443,10 +427,10 @@ private:
         if (observer_.OnPlace(Phase::Text, byte)) {
             return false;
         }
-        for (; walk.nextWhole < spots_.Count() && spots_[walk.nextWhole].sector < sector; ++walk.nextWhole) {
+        for (; walk.nextWhole < spots_.Count() && spots_.SectorOf(walk.nextWhole) < sector; ++walk.nextWhole) {
             const std::size_t whole = walk.nextWhole;
             if (states_[whole] == State::Judged && Covers(JudgementOf(whole).finding)) {
-                walk.wholeEnd = std::max(walk.wholeEnd, EndOf(spots_[whole].sector, JudgementOf(whole).finding));
+                walk.wholeEnd = std::max(walk.wholeEnd, EndOf(spots_.SectorOf(whole), JudgementOf(whole).finding));
             }
         }
         const bool hasFind = spot != nullptr && spot->findCount > 0;
@@ -461,7 +445,7 @@ private:
 
     bool IsFileAt(std::int64_t sector) const {
         const std::size_t i = spots_.IndexFrom(sector);
-        return i < spots_.Count() && spots_[i].sector == sector && states_[i] == State::Judged &&
+        return i < spots_.Count() && spots_.SectorOf(i) == sector && states_[i] == State::Judged &&
                IsFile(JudgementOf(i).finding);
     }
 
@@ -520,7 +504,7 @@ private:
                 return finding;
             }
         }
-        const Spot& spot = spots_[index];
+        const Spot spot = spots_[index];
         auto reported = spot.findCount == 0 ? std::nullopt : witnesses_.Reported(spot, nullptr, true);
         if (!reported) {
             return {};
@@ -537,7 +521,7 @@ private:
             }
         };
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
-            const Spot& spot = spots_[i];
+            const Spot spot = spots_[i];
             takeTextsUpTo(spot.sector);
             Outcome outcome;
             outcome.startSector = spot.sector;
@@ -571,20 +555,19 @@ private:
 
     Medium& medium_;
     std::int64_t sectorSize_;
+    ValidateRequest request_;
     std::span<const Validator* const> validators_;
     ValidateObserver& observer_;
     Spots spots_;
     Neighbours neighbours_;
     Witnesses witnesses_;
-    std::vector<GridStretch> knownGrids_;
     ClusterGrids grids_;
-    std::optional<SectorRange> ahead_;
-    Phase phase_;
     SectorRangeSet unreadable_;
     std::vector<SectorRange> textRuns_;
     // Two entries for each spot, one for each of its phases: an index in `answers_`.
     std::vector<std::int32_t> asked_;
     std::deque<PackedJudgement> answers_;
+    FindingKinds kinds_;
     std::vector<State> states_;
     // For spots that are judged: an index in `answers_`.
     std::vector<std::int32_t> judged_;
@@ -599,18 +582,17 @@ std::string NameOfAsked(std::span<const Validator* const> validators, std::int32
                          : fmt::format("scanner of type {}", asked - count);
 }
 
-Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
-                         ValidateObserver& observer) {
+Validation ValidateFinds(Medium& medium, const Sightings& seen, ValidateRequest request, ValidateObserver& observer) {
     Outcomes outcomes;
-    Validation validation = ValidateFinds(medium, seen, request, observer,
+    Validation validation = ValidateFinds(medium, seen, std::move(request), observer,
                                           [&outcomes](Outcome outcome) { outcomes.push_back(std::move(outcome)); });
     validation.outcomes = std::move(outcomes);
     return validation;
 }
 
-Validation ValidateFinds(Medium& medium, Sightings seen, const ValidateRequest& request, ValidateObserver& observer,
+Validation ValidateFinds(Medium& medium, Sightings seen, ValidateRequest request, ValidateObserver& observer,
                          const std::function<void(Outcome)>& take) {
-    return FindsValidator(medium, std::move(seen), request, observer).Run(take);
+    return FindsValidator(medium, std::move(seen), std::move(request), observer).Run(take);
 }
 
 }  // namespace salvor

@@ -11,22 +11,11 @@
 #include "host/medium/medium.h"
 #include "host/scan/scan_session.h"
 #include "host/validate/cluster_grid.h"
+#include "host/validate/known_findings.h"
 #include "host/validate/outcome.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
-
-/// The result for a place in one phase, stored so that an interrupted run can go on from there.
-struct KnownFinding {
-    std::int64_t startSector = 0;
-    Validator::Phase phase = Validator::Phase::Structure;
-    /// The validator whose finding counts; empty if the scanner's does.
-    Phrase validator;
-    Finding finding;
-    /// Bytes that were read for it; they are deducted from the allowance again.
-    std::int64_t cost = 0;
-    bool operator==(const KnownFinding&) const = default;
-};
 
 /// A validator or scanner that failed at a place and is not asked there again.
 struct SetAside {
@@ -58,11 +47,11 @@ struct ValidateRequest {
     /// Where the clusters of known file systems lie: that is where texts begin.
     std::vector<GridStretch> grids{};
     /// Findings of an earlier run on the same sightings.
-    std::span<const KnownFinding> known;
-    std::span<const SetAside> setAside;
+    KnownFindings known{};
+    std::span<const SetAside> setAside{};
     /// Only collects the findings of one phase for the places in these sectors, for a later run to use; gives no
     /// outcomes. The findings of earlier phases should be known.
-    std::optional<SectorRange> ahead;
+    std::optional<SectorRange> ahead{};
     /// The phase of `ahead`.
     Validator::Phase phase = Validator::Phase::Structure;
 };
@@ -82,10 +71,9 @@ std::string NameOfAsked(std::span<const Validator* const> validators, std::int32
 /// Finds out for every find and every start which file is there, where it really ends and whether it is whole. A pure
 /// function of the medium and the scan's sightings. It reads at most a few times the medium's size; files that it does
 /// not get to keep the scanners' sizes, and their findings say so.
-Validation ValidateFinds(Medium& medium, const Sightings& seen, const ValidateRequest& request,
-                         ValidateObserver& observer);
+Validation ValidateFinds(Medium& medium, const Sightings& seen, ValidateRequest request, ValidateObserver& observer);
 /// The same for very many finds: `take` gets the outcomes one by one, and none is kept.
-Validation ValidateFinds(Medium& medium, Sightings seen, const ValidateRequest& request, ValidateObserver& observer,
+Validation ValidateFinds(Medium& medium, Sightings seen, ValidateRequest request, ValidateObserver& observer,
                          const std::function<void(Outcome)>& take);
 
 }  // namespace salvor

@@ -39,6 +39,11 @@ public:
             ++counts_[VerdictName(finding.finding.verdict)];
         }
     }
+    void Keep(const KnownFindings& findings) {
+        for (std::size_t i = 0; i < findings.Count(); ++i) {
+            Keep(findings[i]);
+        }
+    }
     void Keep(const SetAside& setAside) {
         progress_.Clear();
         Say("validating sector {}: {} {}; what the scanners say of it counts",
@@ -151,9 +156,7 @@ public:
           isShare_(how.share.has_value()) {
         request_.caps = caps;
         request_.grids = how.grids;
-        for (const KnownFinding& one : known.known) {
-            keeper_.Keep(one);
-        }
+        keeper_.Keep(known.known);
         for (const SetAside& one : known.validation.setAside) {
             SetAsideHere(one);
         }
@@ -198,7 +201,7 @@ public:
         keeper_.Flush();
         // Each worker reads the file from its beginning.
         File log = place_.Read();
-        order.memory += 6 * input_.Size().value_or(0) + log.Size().value_or(0);
+        order.memory += 4 * input_.Size().value_or(0) + log.Size().value_or(0) / 2;
         order.input = input_.Descriptor();
         order.log = log.Descriptor();
         underWay_.emplace(order.id, UnderWay{part, 0, std::move(log)});
@@ -212,9 +215,9 @@ public:
         } catch (const std::exception&) {
             throw Failure(ExitStatus::Losses, "a validating worker sent a line that makes no sense");
         }
-        if (!read_.known.empty()) {
-            keeper_.Keep(read_.known.front());
-            read_.known.clear();
+        if (read_.known.Count() > 0) {
+            keeper_.Keep(read_.known);
+            read_.known.Clear();
         } else if (read_.unreadable.size() > unreadable) {
             access_.unreadable.insert(access_.unreadable.end(), read_.unreadable.begin(), read_.unreadable.end());
             keeper_.KeepUnreadable(read_.unreadable);
@@ -366,15 +369,14 @@ Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::
         if (read->digest != digest) {
             // Only texts depend on where clusters lie.
             read->validation.complete = false;
-            std::erase_if(read->known,
-                          [](const KnownFinding& finding) { return finding.phase == Validator::Phase::Text; });
+            read->known.Drop(Validator::Phase::Text);
         }
         medium.NoteUnreadable(read->unreadable);
         std::ranges::for_each(read->unreadable, [&](SectorRange range) { unreadable.Add(range); });
         if (read->validation.complete) {
             return std::move(read->validation);
         }
-        std::ranges::move(read->known, std::back_inserter(known.known));
+        known.known.Add(read->known);
         std::ranges::move(read->validation.setAside, std::back_inserter(known.validation.setAside));
         if (read->piece) {
             done.push_back(*read->piece);
@@ -391,13 +393,13 @@ Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::
         Keeper keeper(writer, medium, how);
         if (how.image.path.empty() && medium.Descriptors().empty()) {
             OwnObserver observer(keeper, medium);
-            std::ranges::for_each(known.known, [&](const KnownFinding& one) { keeper.Keep(one); });
+            keeper.Keep(known.known);
             writer.TakeName();
             ValidateRequest request;
             request.caps = caps;
             request.grids = how.grids;
-            request.known = known.known;
-            validation = ValidateFinds(medium, seen, request, observer);
+            request.known = std::move(known.known);
+            validation = ValidateFinds(medium, seen, std::move(request), observer);
         } else {
             ValidateClient client(medium, seen, caps, place, how, keeper, known);
             seen = {};

@@ -19,13 +19,14 @@ using std::chrono::steady_clock;
 
 class SendingObserver : public ValidateObserver {
 public:
-    SendingObserver(Worker& worker, const ValidateRequest& request) : worker_(worker), request_(request) {}
+    SendingObserver(Worker& worker, const ValidateRequest& request)
+        : worker_(worker), ahead_(request.ahead), phase_(request.phase) {}
 
     bool OnPlace(Validator::Phase phase, std::int64_t byte) override {
-        if (!request_.ahead) {
+        if (!ahead_) {
             worker_.Done(static_cast<std::int64_t>(phase) * worker_.GetMedium().SizeInBytes() + byte);
-        } else if (phase == request_.phase) {
-            worker_.Done(byte - request_.ahead->first * worker_.GetMedium().SectorSize());
+        } else if (phase == phase_) {
+            worker_.Done(byte - ahead_->first * worker_.GetMedium().SectorSize());
         }
         if (steady_clock::now() >= nextSend_) {
             Send();
@@ -53,7 +54,8 @@ public:
 
 private:
     Worker& worker_;
-    const ValidateRequest& request_;
+    std::optional<SectorRange> ahead_;
+    Validator::Phase phase_;
     std::string pending_;
     steady_clock::time_point nextSend_ = steady_clock::now();
 };
@@ -100,7 +102,7 @@ OutcomesRead KnownIn(File& log) {
     OutcomesRead known;
     // Shorter than nearly all lines, so that no second copy is made as it grows; what is not used takes no memory.
     constexpr std::int64_t shortLine = 160;
-    known.known.reserve(static_cast<std::size_t>(log.Size().value_or(0) / shortLine));
+    known.known.Reserve(static_cast<std::size_t>(log.Size().value_or(0) / shortLine));
     LineReader lines(log);
     std::string line;
     // The header.
@@ -146,18 +148,18 @@ Json ValidateParameters(const ValidateRequest& request) {
 bool ValidateInWorker(Worker& worker) {
     KeepFreedMemory();
     Sightings seen = SightingsIn(worker.Input());
-    const OutcomesRead known = KnownIn(worker.Log());
+    OutcomesRead known = KnownIn(worker.Log());
     ValidateRequest request;
     request.caps = CapsFromJson(worker.What().at("caps"));
     request.grids = GridsFromJson(worker.What().at("grids"));
-    request.known = known.known;
+    request.known = std::move(known.known);
     request.setAside = known.validation.setAside;
     request.ahead = AheadIn(worker.What());
     request.phase = static_cast<Validator::Phase>(worker.What().at("phase").get<int>());
     SendingObserver observer(worker, request);
     VerdictCounts byVerdict;
     const Validation validation =
-        ValidateFinds(worker.GetMedium(), std::move(seen), request, observer, [&](const Outcome& outcome) {
+        ValidateFinds(worker.GetMedium(), std::move(seen), std::move(request), observer, [&](const Outcome& outcome) {
             observer.Add(OutcomeLine(outcome));
             ++byVerdict[VerdictName(outcome.finding.verdict)];
         });

@@ -44,8 +44,6 @@ std::int64_t AllowanceOf(const Medium& medium, std::int64_t times) {
     return least + std::min(medium.SizeInBytes(), std::numeric_limits<std::int64_t>::max() / 16) * times;
 }
 
-std::pair<std::int64_t, Phase> KeyOfKnown(const KnownFinding* known) { return {known->startSector, known->phase}; }
-
 }  // namespace
 
 Finding NoFileBecause(const std::string& why) {
@@ -68,11 +66,6 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
             coveringPhase_[static_cast<std::size_t>(type)] = validator->phase;
         }
     }
-    known_.reserve(request.known.size());
-    for (const KnownFinding& known : request.known) {
-        known_.push_back(&known);
-    }
-    std::ranges::stable_sort(known_, {}, KeyOfKnown);
     for (const SetAside& one : request.setAside) {
         setAside_.emplace(one.sector, one.who);
     }
@@ -81,15 +74,12 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
 // The most trusted answer of a phase's validators for a place; nothing if none of them accepts its start. `exceptFor`
 // is not asked.
 std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
-    const std::pair key(sector, phase);
-    const auto at = std::ranges::lower_bound(known_, key, {}, KeyOfKnown);
-    if (at != known_.end() && KeyOfKnown(*at) == key) {
-        const KnownFinding& known = **at;
-        const int validator = IndexOf(known.validator);
+    if (const auto known = request_.known.AtPlace(sector, phase)) {
+        const int validator = IndexOf(known->validator);
         // The earlier run may have asked more validators, with a larger allowance.
-        if (validator != Nobody && validator != exceptFor && left_ > 0 && std::min(left_, most) >= known.cost) {
-            left_ -= known.cost;
-            return Judgement{known.finding, validator};
+        if (validator != Nobody && validator != exceptFor && left_ > 0 && std::min(left_, most) >= known->cost) {
+            left_ -= known->cost;
+            return Judgement{known->finding, validator};
         }
     }
     if (left_ <= 0) {

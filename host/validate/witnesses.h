@@ -33,7 +33,8 @@ inline bool IsUnexamined(const Finding& finding) { return IsFile(finding) && fin
 /// bytes that are read for the answers.
 class Witnesses {
 public:
-    /// All arguments outlive this. The neighbours may change between questions.
+    /// All arguments outlive this. The neighbours may change between questions; what is known is sorted before the
+    /// first.
     Witnesses(Medium& medium, const Spots& spots, const Neighbours& neighbours, const ValidateRequest& request,
               ValidateObserver& observer);
 
@@ -83,8 +84,6 @@ private:
     // For the last answer, a validator ran out of its allowance.
     bool isUsedUp_ = false;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};
-    // Ordered by sector and phase.
-    std::vector<const KnownFinding*> known_;
     std::set<std::pair<std::int64_t, std::string>> setAside_;
     // By start and type.
     std::map<std::pair<std::int64_t, std::int32_t>, std::int64_t> uncapped_;

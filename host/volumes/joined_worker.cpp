@@ -38,7 +38,8 @@ std::vector<std::int32_t> TypesWithoutValidator() {
 }
 
 // Verdict `NoFile` if no file begins with the first extent.
-std::optional<Finding> FindingOf(Worker& worker, const ValidateRequest& request, const Json& question) {
+std::optional<Finding> FindingOf(Worker& worker, const std::map<std::int32_t, std::int64_t>& caps,
+                                 const Json& question) {
     const auto extents = ExtentsFromJson(question, "extents");
     if (!extents || extents->empty()) {
         throw std::invalid_argument("no extents");
@@ -60,13 +61,12 @@ std::optional<Finding> FindingOf(Worker& worker, const ValidateRequest& request,
     // A scanner that follows a file to its end met the bytes of others behind the first extent. The ones whose types
     // have no validator keep nothing between scans, so a process may scan with them any number of times.
     if (extents->size() > 1) {
-        const auto found =
-            FirstFindAt(joined, {0, TypesWithoutValidator(), request.caps, joined.SizeInBytes(), stopRequested});
+        const auto found = FirstFindAt(joined, {0, TypesWithoutValidator(), caps, joined.SizeInBytes(), stopRequested});
         if (found.find) {
             seen.finds.push_back(*found.find);
         }
     }
-    const Validation validation = ValidateFinds(joined, seen, request, observer);
+    const Validation validation = ValidateFinds(joined, seen, {.caps = caps}, observer);
     if (!validation.complete) {
         return std::nullopt;
     }
@@ -101,11 +101,10 @@ private:
 }  // namespace
 
 bool ValidateJoined(Worker& worker) {
-    ValidateRequest request;
-    request.caps = CapsFromJson(worker.What().at("caps"));
+    const auto caps = CapsFromJson(worker.What().at("caps"));
     Answers answers(worker);
     for (const Json& question : worker.What().at("questions")) {
-        const std::optional<Finding> finding = FindingOf(worker, request, question);
+        const std::optional<Finding> finding = FindingOf(worker, caps, question);
         if (!finding) {
             return false;
         }
@@ -139,7 +138,10 @@ std::string JoinedLine(std::int32_t file, const Finding& finding) {
 }
 
 std::pair<std::int32_t, Finding> JoinedIn(const OutcomesRead& read) {
-    const KnownFinding& known = read.known.at(0);
+    if (read.known.Count() == 0) {
+        throw std::invalid_argument("no finding");
+    }
+    const KnownFinding known = read.known[0];
     if (known.finding.verdict != Verdict::NoFile && known.finding.type < 0) {
         throw std::invalid_argument("no type");
     }
