@@ -1,29 +1,27 @@
 #!/usr/bin/env python3
 """Builds card.img, a memory card whose file system is gone, and
-card.list.json, which says where on it the files of fixtures/ lie: all JPEG and PNG photos,
-and some of each other family.
+card.list.json, which says where on it the files of fixtures/ lie: all JPEG and
+PNG photos, and some of each other family.
 
 The same fixtures always give the same image. Nothing is written unless the
 image passes its checks; then the exit status is 0, otherwise 1.
 """
 
 import hashlib
-import importlib.util
 import json
 import os
 import sys
 
-# Loading the checking script must not leave a __pycache__ beside it.
+# Loading the checks must not leave a __pycache__ beside them.
 sys.dont_write_bytecode = True
+
+from checks import Bad, FIXTURES, check                         # noqa: E402
+from checks.archives import COMPOUND_SIGNATURE                  # noqa: E402
+from checks.common import SECTOR                                # noqa: E402
+from checks.photos import PNG_SIGNATURE, jpeg_end, search_start # noqa: E402
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
-_spec = importlib.util.spec_from_file_location(
-    "check_fixtures", os.path.join(HERE, "check-fixtures.py"))
-check = importlib.util.module_from_spec(_spec)
-_spec.loader.exec_module(check)
-
-SECTOR = check.SECTOR               # bytes
 CLUSTER = 8 * SECTOR                # bytes
 EMPTY_START = 64 * SECTOR           # bytes, where the file system was
 IMAGE_SIZE = 2 * 1024 * 1024        # bytes
@@ -35,10 +33,10 @@ MIN_LONGEST_GAP = 100 * 1024        # bytes
 # last pair of a read either.
 READ = 32256                        # bytes
 
-# Headers at a sector start. Each file on the card begins with one of them; no other
-# sector does. A JPEG is taken by its first two bytes only, which is stricter than a
-# carver would be.
-HEADERS = (b"\xff\xd8", check.PNG_SIGNATURE, check.COMPOUND_SIGNATURE, b"PK\x03\x04",
+# Headers at a sector start. Each file on the card begins with one of them; no
+# other sector does. A JPEG is taken by its first two bytes only, which is
+# stricter than a carver would be.
+HEADERS = (b"\xff\xd8", PNG_SIGNATURE, COMPOUND_SIGNATURE, b"PK\x03\x04",
            b"7z\xbc\xaf\x27\x1c", b"MSCF", b"GIF8", b"BM", b"RIFF", b"II*\0", b"MM\0*",
            b"%PDF", b"ID3", b"\0\0\0 ftyp", b".snd", b"\x1aE\xdf\xa3", b"gimp xcf",
            b"8BPS", b"\0\0\1\0", b"ITSF")
@@ -239,7 +237,7 @@ def build(fixtures):
 
 def read_end(image, start):
     """Offset behind the end of image as the carver's reads find it."""
-    pos = check.search_start(image, start)
+    pos = search_start(image, start)
     while pos < len(image):
         # Both bytes must lie before the last byte of the read.
         found = image.find(b"\xff\xd9", pos, min(pos + READ - 1, len(image)))
@@ -266,7 +264,7 @@ def verify(image, files, fixtures):
         want(start >= behind, "%s: overlaps the file before" % name)
         want(image[start:end] == data, "%s: not in the image" % name)
         if name.endswith(".jpg"):
-            for found in (check.jpeg_end(image, start), read_end(image, start)):
+            for found in (jpeg_end(image, start), read_end(image, start)):
                 want(found == end, "%s: ends at %d, found %d" % (name, end, found))
         rest = image[end:end + to_cluster(len(data))]
         slack_old |= any(rest)
@@ -290,15 +288,15 @@ def verify(image, files, fixtures):
 
 def main():
     fixtures = {}
-    for name in sorted(os.listdir(check.FIXTURES)):
-        with open(os.path.join(check.FIXTURES, name), "rb") as file:
+    for name in sorted(os.listdir(FIXTURES)):
+        with open(os.path.join(FIXTURES, name), "rb") as file:
             fixtures[name] = file.read()
 
     try:
         for name, data in fixtures.items():
             try:
-                check.check(name, data)
-            except check.Bad as error:
+                check(name, data)
+            except Bad as error:
                 raise Wrong("%s: %s" % (name, error))
         # A mail ends with its closing boundary; what was saved after it is left out.
         for name in fixtures:
@@ -309,7 +307,7 @@ def main():
     except KeyError as error:
         print("make-card.py: no fixture %s" % error, file=sys.stderr)
         return 1
-    except (Wrong, check.Bad) as error:
+    except (Wrong, Bad) as error:
         print("make-card.py: %s" % error, file=sys.stderr)
         return 1
 
@@ -325,7 +323,7 @@ def main():
             "size": len(fixtures[name]),
             "sha256": hashlib.sha256(fixtures[name]).hexdigest(),
             # The size of a compound file can only be estimated, as a larger one.
-            "size_is_estimated": fixtures[name].startswith(check.COMPOUND_SIGNATURE),
+            "size_is_estimated": fixtures[name].startswith(COMPOUND_SIGNATURE),
         } for name, start in files],
     }
     with open(os.path.join(HERE, listing["image"]), "wb") as file:

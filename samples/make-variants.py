@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes some hundred sound files, one for each variant of a format, with the programs of a Debian system.
+"""Makes some hundreds of files, one for each variant of a format, with the programs of a Debian system.
 
 They are there to be recovered: `bench/score OUTDIR` lays them on an image and says what comes back. What cannot be made here,
 since a program is missing, is left out with a line on stderr. The same versions of the programs give mostly the same bytes.

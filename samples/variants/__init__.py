@@ -1,4 +1,4 @@
-"""Makers of sound files, one for each variant of a format."""
+"""Makers of files, by group; each makes the variants of some formats."""
 
 from . import archives, documents, films, libraries, pictures, raws, sounds, texts, tools
 

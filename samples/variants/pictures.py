@@ -64,6 +64,10 @@ def tagged_trailer(*items):
     return blocks + directory + struct.pack("<I", len(directory)) + b"SEFT"
 
 
+def pixels(shop):
+    return shop.source("small.ppm", "convert", shop.picture(1600, 1200), "-resize", "640x480", "OUT")
+
+
 def jpeg(shop):
     big = shop.picture(1600, 1200)
     small = shop.picture(160, 120)
@@ -79,13 +83,17 @@ def jpeg(shop):
     shop.program("jpg", "full-colour", "convert", big, "-sampling-factor", "4:4:4", "OUT")
     shop.program("jpg", "comment", "convert", small, "-set", "comment", "a long comment " * 2000, "OUT")
     shop.program("jpg", "film-frame", *FFMPEG, "-i", big, "-frames:v", "1", *EXACT, "OUT")
-    pixels = shop.source("small.ppm", "convert", big, "-resize", "640x480", "OUT")
     for name, options in (("restart-1", ("-restart", "1")), ("restart-blocks", ("-restart", "3B")), ("arithmetic", ("-arithmetic",)),
                           ("optimized", ("-optimize",)), ("progressive-restart", ("-progressive", "-restart", "2")),
                           ("rgb", ("-rgb",))):
-        shop.program("jpg", name, "cjpeg", "-quality", "80", *options, "-outfile", "OUT", pixels)
+        shop.program("jpg", name, "cjpeg", "-quality", "80", *options, "-outfile", "OUT", pixels(shop))
 
-    plain = shop.source("plain.jpg", "cjpeg", "-quality", "80", "-outfile", "OUT", pixels).read_bytes()
+
+def assembled_jpeg(shop):
+    """JPEG with other segments, and with pictures and films behind it."""
+    big = shop.picture(1600, 1200)
+    small = shop.picture(160, 120)
+    plain = shop.source("plain.jpg", "cjpeg", "-quality", "80", "-outfile", "OUT", pixels(shop)).read_bytes()
     thumb = shop.source("thumb.jpg", "convert", small, "-strip", "-quality", "70", "OUT")
     camera = shop.source("camera.jpg", "convert", big, "-strip", "-quality", "88", "OUT")
     shop.run("exiftool", "-q", "-overwrite_original", "-Make=Maker", "-Model=Camera", "-DateTimeOriginal=2020:01:01 00:00:00",
@@ -94,8 +102,7 @@ def jpeg(shop):
     video = shop.source("photo.mp4", *FFMPEG, "-f", "lavfi", "-i", "testsrc2=size=176x144:rate=15:duration=1", "-c:v", "mpeg4",
                         *EXACT, "OUT").read_bytes()
     app0_end = 4 + int.from_bytes(plain[4:6], "big")
-    bare = plain[:2] + plain[app0_end:]
-    no_app = bare
+    no_app = plain[:2] + plain[app0_end:]
     made = {
         "exif-thumbnail": exif,
         "quantisation-first": no_app,
@@ -315,4 +322,4 @@ def profiles(shop):
         shop.write("icc", space.lower(), ImageCms.ImageCmsProfile(ImageCms.createProfile(space)).tobytes())
 
 
-MAKERS = (jpeg, png, gif, bitmaps, tiff, layered, other_pictures)
+MAKERS = (jpeg, assembled_jpeg, png, gif, bitmaps, tiff, layered, other_pictures)

@@ -109,90 +109,122 @@ def exif(maker_note):
             (0x927C, UNDEFINED, maker_note), (0x9286, UNDEFINED, b"ASCII\0\0\0" + b" " * 36)]
 
 
-def tiff_raws(shop):
-    preview = shop.source("raw-preview.jpg", "convert", shop.picture(320, 240), "-quality", "80", "OUT").read_bytes()
-    thumb = shop.source("raw-thumb.jpg", "convert", shop.picture(160, 120), "-strip", "-quality", "70", "OUT").read_bytes()
-    small = noise(160 * 120 * 3)
-    packed = noise(210001, 5)           # compressed data of an odd length
-    lossless = preview[:2] + b"\xff\xc4" + preview[2:]
-    note = b"Maker\0\2\0" + noise(900)
-    raw = dict(width=600, height=400, photometric=32803, samples=1)
+class Parts:
+    """What the raws of all makers consist of."""
 
-    def main(make, model, *more, data="thumb", content=small):
-        return camera(make, model) + strip(data, content, 160, 120) + [(0x8769, LONG, At("exif"))] + list(more)
+    def __init__(self, shop):
+        self.preview = shop.source("raw-preview.jpg", "convert", shop.picture(320, 240), "-quality", "80", "OUT").read_bytes()
+        self.thumb = shop.source("raw-thumb.jpg", "convert", shop.picture(160, 120), "-strip", "-quality", "70",
+                                 "OUT").read_bytes()
+        self.small = noise(160 * 120 * 3)
+        self.packed = noise(210001, 5)          # compressed data of an odd length
+        self.lossless = self.preview[:2] + b"\xff\xc4" + self.preview[2:]
+        self.note = b"Maker\0\2\0" + noise(900)
 
-    # Preview and sensor data in directories of their own; the data last.
-    nikon = b"Nikon\0\2\x10\0\0" + Tiff(">").add("main", [(1, UNDEFINED, b"0210"), (0x11, LONG, At("preview"))]).add(
-        "preview", [(259, SHORT, 6), (513, LONG, At("jpeg")), (514, LONG, len(thumb))]).add("jpeg", thumb).data()
+    def main(self, make, model, *more):
+        return camera(make, model) + strip("thumb", self.small, 160, 120) + [(0x8769, LONG, At("exif"))] + list(more)
+
+
+def nikon_raws(shop):
+    """Preview and sensor data in directories of their own; the data last."""
+    parts = Parts(shop)
+    note = b"Nikon\0\2\x10\0\0" + Tiff(">").add("main", [(1, UNDEFINED, b"0210"), (0x11, LONG, At("preview"))]).add(
+        "preview", [(259, SHORT, 6), (513, LONG, At("jpeg")), (514, LONG, len(parts.thumb))]).add("jpeg", parts.thumb).data()
     for name, order in (("big-endian", ">"), ("little-endian", "<")):
-        for form, compression, content in (("packed", 34713, packed), ("plain", 1, sensor(600, 400))):
+        for form, compression, content in (("packed", 34713, parts.packed), ("plain", 1, sensor(600, 400))):
             shop.write("nef", f"{name}-{form}", Tiff(order).add(
-                "main", main("NIKON CORPORATION", "NIKON D70", (330, LONG, At("jpeg-ifd", "raw")), (0x8825, LONG, At("gps")))).add(
-                "jpeg-ifd", [(259, SHORT, 6), (513, LONG, At("jpeg")), (514, LONG, len(preview))]).add(
-                "raw", strip("sensor", content, 600, 400, compression, 32803, 1, 12)).add("exif", exif(nikon)).add(
-                "gps", [(0, BYTE, b"\2\2\0\0")]).add("thumb", small).add("jpeg", preview).add("sensor", content).data())
+                "main", parts.main("NIKON CORPORATION", "NIKON D70", (330, LONG, At("jpeg-ifd", "raw")),
+                                   (0x8825, LONG, At("gps")))).add(
+                "jpeg-ifd", [(259, SHORT, 6), (513, LONG, At("jpeg")), (514, LONG, len(parts.preview))]).add(
+                "raw", strip("sensor", content, 600, 400, compression, 32803, 1, 12)).add("exif", exif(note)).add(
+                "gps", [(0, BYTE, b"\2\2\0\0")]).add("thumb", parts.small).add("jpeg", parts.preview).add(
+                "sensor", content).data())
 
-    # The sensor's data in the first directory; the previews in the chain after it.
-    for name, compression, content in (("packed", 65535, packed), ("plain", 1, sensor(600, 400))):
+
+def pentax_raws(shop):
+    """The sensor's data in the first directory; the previews in the chain after it."""
+    parts = Parts(shop)
+    for name, compression, content in (("packed", 65535, parts.packed), ("plain", 1, sensor(600, 400))):
         shop.write("pef", name, Tiff(">").add(
             "main", camera("PENTAX Corporation", "PENTAX K10D") + strip("sensor", content, 600, 400, compression, 32803, 1, 12)
             + [(0x8769, LONG, At("exif"))], "second").add("exif", exif(b"AOC\0MM" + noise(2000))).add("sensor", content).add(
-            "second", [(259, SHORT, 6), (513, LONG, At("small")), (514, LONG, len(thumb))], "third").add("small", thumb).add(
-            "third", [(259, SHORT, 6), (513, LONG, At("large")), (514, LONG, len(preview))]).add("large", preview).data())
+            "second", [(259, SHORT, 6), (513, LONG, At("small")), (514, LONG, len(parts.thumb))], "third").add(
+            "small", parts.thumb).add(
+            "third", [(259, SHORT, 6), (513, LONG, At("large")), (514, LONG, len(parts.preview))]).add(
+            "large", parts.preview).data())
 
-    # A private directory, most of it encrypted.
+
+def sony_raws(shop):
+    """A private directory, most of it encrypted."""
+    parts = Parts(shop)
     for name, model, compression in (("packed", "DSLR-A700", 32767), ("plain", "ILCE-7", 1)):
-        content = packed if compression != 1 else sensor(600, 400)
+        content = parts.packed if compression != 1 else sensor(600, 400)
         private = noise(3000)
         shop.write("arw", name, Tiff().add(
-            "main", camera("SONY", model) + [(259, SHORT, 6), (513, LONG, At("jpeg")), (514, LONG, len(preview)), (330, LONG, At("raw")),
-                                             (0x8769, LONG, At("exif")), (50740, BYTE, InBytes("private"))], "small-ifd").add(
+            "main", camera("SONY", model) + [(259, SHORT, 6), (513, LONG, At("jpeg")), (514, LONG, len(parts.preview)),
+                                             (330, LONG, At("raw")), (0x8769, LONG, At("exif")),
+                                             (50740, BYTE, InBytes("private"))], "small-ifd").add(
             "exif", exif(b"SONY DSC \0\0\0" + noise(4000))).add(
             "private", [(0x7200, LONG, At("encrypted")), (0x7201, LONG, len(private)), (0x7221, LONG, 12345)]).add(
-            "encrypted", private).add("small-ifd", [(259, SHORT, 6), (513, LONG, At("small")), (514, LONG, len(thumb))]).add(
-            "small", thumb).add("jpeg", preview).add("raw", strip("sensor", content, 600, 400, compression, 32803, 1, 14)).add(
-            "sensor", content).data())
+            "encrypted", private).add("small-ifd", [(259, SHORT, 6), (513, LONG, At("small")), (514, LONG, len(parts.thumb))]).add(
+            "small", parts.thumb).add("jpeg", parts.preview).add(
+            "raw", strip("sensor", content, 600, 400, compression, 32803, 1, 14)).add("sensor", content).data())
 
-    # Tiles of JPEG, previews, and the maker's data after everything else; odd ends are filled up.
-    tiles = [lossless + noise(n) + b"\xff\xd9" for n in (9001, 8000, 7003, 9500)]
+
+def dng(shop):
+    """Tiles of JPEG, previews, and the maker's data after everything else; odd ends are filled up."""
+    parts = Parts(shop)
+    version = (50706, BYTE, b"\1\4\0\0")
+    tiles = [parts.lossless + noise(n) + b"\xff\xd9" for n in (9001, 8000, 7003, 9500)]
     for name, order, content in (("tiles", "<", tiles), ("big-endian", ">", tiles[:2]), ("odd", "<", [tiles[0] + b"\0"])):
-        made = Tiff(order).add("main", main("A maker", "A model", (330, LONG, At("raw", "jpeg-ifd")), (50706, BYTE, b"\1\4\0\0"),
-                                            (50708, ASCII, "A model"), (50740, BYTE, noise(5000)))).add("exif", exif(note)).add(
+        made = Tiff(order).add("main", parts.main("A maker", "A model", (330, LONG, At("raw", "jpeg-ifd")), version,
+                                                  (50708, ASCII, "A model"), (50740, BYTE, noise(5000)))).add(
+            "exif", exif(parts.note)).add(
             "raw", [(256, LONG, 512), (257, LONG, 512), (258, SHORT, 16), (259, SHORT, 7), (262, SHORT, 32803), (277, SHORT, 1),
                     (322, LONG, 256), (323, LONG, 256), (324, LONG, At(*(f"tile-{n}" for n in range(len(content))))),
                     (325, LONG, [len(tile) for tile in content])]).add(
-            "jpeg-ifd", strip("jpeg", preview, 320, 240, 7, 6)).add("thumb", small).add("jpeg", preview)
+            "jpeg-ifd", strip("jpeg", parts.preview, 320, 240, 7, 6)).add("thumb", parts.small).add("jpeg", parts.preview)
         for n, tile in enumerate(content):
             made.add(f"tile-{n}", tile)
         data = made.data()
         shop.write("dng", name, data + bytes(len(data) % 2))
     content = sensor(600, 400)
-    shop.write("dng", "plain", Tiff().add("main", main("A maker", "A model", (330, LONG, At("raw")), (50706, BYTE, b"\1\1\0\0"))).add(
-        "exif", exif(note)).add("raw", strip("sensor", content, 600, 400, 1, 32803, 1, 16)).add("thumb", small).add(
-        "sensor", content).data())
+    shop.write("dng", "plain", Tiff().add(
+        "main", parts.main("A maker", "A model", (330, LONG, At("raw")), (50706, BYTE, b"\1\1\0\0"))).add(
+        "exif", exif(parts.note)).add("raw", strip("sensor", content, 600, 400, 1, 32803, 1, 16)).add(
+        "thumb", parts.small).add("sensor", content).data())
 
+
+def plain_tiff_raws(shop):
+    """Makers whose raws differ in their names and compression only."""
+    parts = Parts(shop)
     for ext, name, order, make, model, compression in (
             ("dcr", "pro", ">", "Kodak", "DCS Pro SLR/n", 65000), ("dcr", "early", "<", "KODAK", "DCS760C", 65000),
             ("kdc", "zoom", ">", "EASTMAN KODAK COMPANY", "KODAK P880 ZOOM DIGITAL CAMERA", 65000),
             ("erf", "plain", ">", "SEIKO EPSON CORP.", "R-D1", 32769), ("3fr", "plain", "<", "Hasselblad", "Hasselblad H3D", 7),
             ("srw", "packed", "<", "SAMSUNG", "NX100", 32770), ("mef", "plain", ">", "Mamiya-OP Co.,Ltd.", "Mamiya ZD", 1)):
-        content = lossless + noise(200000) + b"\xff\xd9" if compression == 7 else packed if compression > 1 else sensor(600, 400)
-        shop.write(ext, name, Tiff(order).add("main", main(make, model, (330, LONG, At("raw")))).add("exif", exif(note)).add(
-            "thumb", small).add("raw", strip("sensor", content, 600, 400, compression, 32803, 1, 12)).add("sensor", content).data())
+        content = (parts.lossless + noise(200000) + b"\xff\xd9" if compression == 7
+                   else parts.packed if compression > 1 else sensor(600, 400))
+        shop.write(ext, name, Tiff(order).add("main", parts.main(make, model, (330, LONG, At("raw")))).add(
+            "exif", exif(parts.note)).add("thumb", parts.small).add(
+            "raw", strip("sensor", content, 600, 400, compression, 32803, 1, 12)).add("sensor", content).data())
 
-    # Letters or other numbers in place of 42.
+
+def marked_tiff_raws(shop):
+    """Letters or other numbers in place of 42."""
+    parts = Parts(shop)
     for name, mark, order in (("little-endian", b"IIRO", "<"), ("early", b"IIRS", "<"), ("big-endian", b"MMOR", ">")):
         content = sensor(600, 400)
         shop.write("orf", name, Tiff(order, mark).add(
             "main", camera("OLYMPUS IMAGING CORP.", "E-420") + strip("sensor", content, 600, 400, 1, 32803, 1, 16)
-            + [(0x8769, LONG, At("exif"))]).add("exif", exif(b"OLYMPUS\0II\3\0" + noise(3000))).add("jpeg", preview).add(
-            "sensor", content).data())
+            + [(0x8769, LONG, At("exif"))]).add("exif", exif(b"OLYMPUS\0II\3\0" + noise(3000))).add(
+            "jpeg", parts.preview).add("sensor", content).data())
     panasonic = Tiff("<", b"IIU\0")
     panasonic.extra = noise(16)
     shop.write("rw2", "plain", panasonic.add(
-        "main", [(1, UNDEFINED, b"0300"), (2, SHORT, 600), (46, UNDEFINED, preview), (271, ASCII, "Panasonic"), (272, ASCII, "DMC-LX3"),
-                 (273, LONG, 0xFFFFFFFF), (279, LONG, len(packed)), (280, LONG, At("sensor")), (0x8769, LONG, At("exif"))]).add(
-        "exif", exif(note)).add("sensor", packed).data())
+        "main", [(1, UNDEFINED, b"0300"), (2, SHORT, 600), (46, UNDEFINED, parts.preview), (271, ASCII, "Panasonic"),
+                 (272, ASCII, "DMC-LX3"), (273, LONG, 0xFFFFFFFF), (279, LONG, len(parts.packed)), (280, LONG, At("sensor")),
+                 (0x8769, LONG, At("exif"))]).add("exif", exif(parts.note)).add("sensor", parts.packed).data())
 
 
 # ---- Raws of other structure --------------------------------------------
@@ -215,54 +247,70 @@ def canon_trailer(recipe):
             + mark + struct.pack(">I", len(recipe)) + bytes(36) + b"\0\0\0\0")
 
 
-def other_raws(shop):
-    preview = shop.source("raw-preview.jpg", "convert", shop.picture(320, 240), "-quality", "80", "OUT").read_bytes()
-    thumb = shop.source("raw-thumb.jpg", "convert", shop.picture(160, 120), "-strip", "-quality", "70", "OUT").read_bytes()
+def canon_heaps(shop):
+    parts = Parts(shop)
     settings = heap((0x0805, b"a note".ljust(256, b"\0")), (0x2804, heap((0x080A, b"Canon\0Canon PowerShot S40\0"))),
                     (0x2807, heap((0x080B, b"Firmware 1.00\0"), (0x5010, b"\x0A\0\0\0"))),
                     (0x300B, heap((0x102A, noise(80)), (0x102D, noise(92)))), (0x580B, b"\1\2\3\4"))
     header = b"II\x1a\0\0\0HEAPCCDR\2\0\1\0" + bytes(8)
-    for name, values in (("raw", ((0x2005, noise(300001)), (0x2008, thumb), (0x300A, settings))),
-                         ("with-jpeg", ((0x2005, noise(90000)), (0x2007, preview), (0x2008, thumb), (0x300A, settings))),
+    for name, values in (("raw", ((0x2005, noise(300001)), (0x2008, parts.thumb), (0x300A, settings))),
+                         ("with-jpeg", ((0x2005, noise(90000)), (0x2007, parts.preview), (0x2008, parts.thumb), (0x300A, settings))),
                          ("small", ((0x2005, noise(2000)), (0x300A, settings)))):
         shop.write("crw", name, header + heap(*values))
     shop.write("crw", "trailer", header + heap((0x2005, noise(9000)), (0x300A, settings)) + canon_trailer(noise(400)))
+
+
+def minolta_raws(shop):
+    note = Tiff(">").add("main", camera("Minolta Co., Ltd.", "DiMAGE A1")).data()
 
     def minolta(width, height, bits, used, data):
         blocks = (b"\0PRD" + struct.pack(">I8sHHHHBBBBHH", 24, b"27200001", height, width, height, width, bits, used, 0x52, 0, 0, 1)
                   + b"\0TTW" + struct.pack(">I", len(note)) + note + b"\0WBG" + struct.pack(">I", 12) + noise(12))
         return b"\0MRM" + struct.pack(">I", len(blocks)) + blocks + data
-    note = Tiff(">").add("main", camera("Minolta Co., Ltd.", "DiMAGE A1")).data()
+
     shop.write("mrw", "packed", minolta(640, 400, 12, 12, sensor(640, 400, 12)))
     shop.write("mrw", "plain", minolta(640, 400, 16, 12, sensor(640, 400)))
 
+
+def fuji_raws(shop):
+    parts = Parts(shop)
     for name, size in (("early", 0x94), ("late", 0xA0)):
         meta, data = noise(700), sensor(600, 400)
-        at = [size, size + len(preview) + 3 & ~3]
+        at = [size, size + len(parts.preview) + 3 & ~3]
         at.append(at[1] + len(meta) + 3 & ~3)
         head = (b"FUJIFILMCCD-RAW 0201FF389502" + b"FinePix S5200".ljust(32, b"\0") + b"0100".ljust(24, b"\0")
-                + struct.pack(">6I", at[0], len(preview), at[1], len(meta), at[2], len(data)))
-        body = head.ljust(size, b"\0") + preview
+                + struct.pack(">6I", at[0], len(parts.preview), at[1], len(meta), at[2], len(data)))
+        body = head.ljust(size, b"\0") + parts.preview
         for place, content in ((at[1], meta), (at[2], data)):
             body = body.ljust(place, b"\0") + content
         shop.write("raf", name, body)
 
+
+def sigma_raws(shop):
+    parts = Parts(shop)
     for name, version, size in (("2.0", 0x20000, 40), ("2.3", 0x20003, 264)):
         out = b"FOVb" + struct.pack("<I16sIIII", version, noise(16), 0, 600, 400, 0)
         out, entries = out.ljust(size, b"\0"), b""
-        for kind, section in ((b"PROP", b"SECp" + bytes(12) + noise(600)), (b"IMAG", b"SECi" + bytes(20) + preview),
+        for kind, section in ((b"PROP", b"SECp" + bytes(12) + noise(600)), (b"IMAG", b"SECi" + bytes(20) + parts.preview),
                               (b"IMAG", b"SECi" + bytes(20) + noise(150000))):
             entries += struct.pack("<II", len(out), len(section)) + kind
             out += section + bytes(-len(section) % 4)
         shop.write("x3f", name, out + b"SECd" + struct.pack("<II", version, 3) + entries + struct.pack("<I", len(out)))
 
-    # Casio: areas in the order of their descriptors. Rollei: lines of text, a thumbnail and the sensor's data.
+
+def casio_raws(shop):
+    """Areas in the order of their descriptors."""
+    parts = Parts(shop)
     stripped = struct.pack(">4H", 3, 900, 300, 301) + noise(128) + noise(1501)
-    for name, picture in (("early", (3, stripped)), ("later", (4, preview)), ("last", (12, preview))):
+    for name, picture in (("early", (3, stripped)), ("later", (4, parts.preview)), ("last", (12, parts.preview))):
         areas = ((2, noise(52 * 36 * 3)), picture, (1, b"words".ljust(80, b"\0")))
         shop.write("cam", name, b"\x07\x20MM" + struct.pack(">H", 3)
                    + b"".join(struct.pack(">HI10x", kind, len(area)) for kind, area in areas)
                    + b"".join(area for _, area in areas))
+
+
+def rollei_raws(shop):
+    """Lines of text, a thumbnail and the sensor's data."""
     lines = "DSC-Image\r\nDAT=06.01.2020\r\nTIM=10:00:00\r\nHDR=512\r\nX  =640\r\nY  =400\r\nTX =80\r\nTY =60\r\nEOHD\r\n"
     shop.write("rdc", "raw", lines.encode().ljust(512, b" ") + noise(80 * 60 * 2) + sensor(640, 400, 10))
 
@@ -355,4 +403,5 @@ def short_streams(shop):
     shop.program("mts", "short", *FFMPEG, *source, "-mpegts_m2ts_mode", "1", "OUT")
 
 
-MAKERS = (tiff_raws, other_raws, large_tiff, brushes, mail_folder, drawings, short_streams)
+MAKERS = (nikon_raws, pentax_raws, sony_raws, dng, plain_tiff_raws, marked_tiff_raws, canon_heaps,
+          minolta_raws, fuji_raws, sigma_raws, casio_raws, rollei_raws, large_tiff, brushes, mail_folder, drawings, short_streams)
