@@ -50,7 +50,7 @@ std::int64_t LocalRecordBytes(ByteSpan rest) {
 
 }  // namespace
 
-void ZipWalk::Facts::Append(const Facts& behind) {
+void ZipFacts::Append(const ZipFacts& behind) {
     if (!hasCentralHeader && behind.hasCentralHeader) {
         hasCentralHeader = true;
         localOffset = behind.localOffset;
@@ -127,7 +127,7 @@ ZipWalk::Step ZipWalk::ReadEnd(KFileSimulator& reader, std::int64_t offset) {
 
 // Only the archive's real start passes: from a member at a sector start inside it, the directory's offsets do not
 // match.
-bool ZipWalk::LeadsToFirstMember(const Candidate& candidate, const Facts& facts) {
+bool ZipWalk::LeadsToFirstMember(const Candidate& candidate, const ZipFacts& facts) {
     std::array<std::uint8_t, ZipLocalHeader::CompressedSize + sizeof(std::uint32_t)> header{};
     KFileSimulator reader(&candidate.block, candidate.startSector, 0, &budget_);
     reader.Seek(facts.localOffset);

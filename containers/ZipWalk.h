@@ -4,14 +4,25 @@
 #include <optional>
 
 #include "containers/ZipFormat.h"
-#include "frame/memory/Trail.h"
-#include "frame/read/Budget.h"
+#include "frame/memory/BudgetedTrail.h"
 #include "frame/read/KFileSimulator.h"
 #include "frame/scan/SectorScan.h"
 
+/// The facts from consecutive records. Of two stretches, the first that has a fact counts.
+struct ZipFacts {
+    bool hasCentralHeader = false;
+    bool hasEnd = false;
+    std::int32_t kind = ZipKind::Plain;
+    /// From the first central header; offsets in bytes from the start of the archive.
+    std::uint32_t localOffset = 0;
+    std::uint32_t compressedSize = 0;
+
+    void Append(const ZipFacts& behind);
+};
+
 /// Walks the records of ZIP archives from their first local header to the end of the central directory. Except for the
 /// check of the first central header, a walk does not depend on where it began, so walks that meet share a `Trail`.
-class ZipWalk {
+class ZipWalk : public BudgetedTrail<ZipFacts> {
 public:
     struct Archive {
         /// Bytes from the first local header to the end of the archive's comment.
@@ -20,43 +31,17 @@ public:
         std::int32_t kind;
     };
 
-    /// Forgets what is known of the medium.
-    void Reset() {
-        trail_.Reset();
-        budget_.Reset();
-    }
-
-    void EnterBlock(const SectorBlock& block) {
-        trail_.EnterBlock(block);
-        budget_.EnterBlock(block);
-    }
-    bool IsAtRest() const { return budget_.IsAtRest(); }
-
     /// The archive that begins at a sector that starts with a whole local header. Nothing if the records do not lead to
     /// an end, if the first central header does not point at a matching local header, if the records before the last
     /// one exceed 512 MiB, or if the budget is used up.
     std::optional<Archive> Measure(const Candidate& candidate);
 
 private:
-    // The facts from consecutive records. Of two stretches, the first that has a fact counts.
-    struct Facts {
-        bool hasCentralHeader = false;
-        bool hasEnd = false;
-        std::int32_t kind = ZipKind::Plain;
-        // From the first central header; offsets in bytes from the start of the archive.
-        std::uint32_t localOffset = 0;
-        std::uint32_t compressedSize = 0;
-
-        void Append(const Facts& behind);
-    };
-    using Step = Trail<Facts>::Stretch;
+    using Step = Trail<ZipFacts>::Stretch;
 
     static Step ReadRecord(KFileSimulator& reader, std::int64_t offset);
     static Step ReadLocalHeader(KFileSimulator& reader, std::int64_t offset);
     static Step ReadCentralHeader(KFileSimulator& reader, std::int64_t offset);
     static Step ReadEnd(KFileSimulator& reader, std::int64_t offset);
-    bool LeadsToFirstMember(const Candidate& candidate, const Facts& facts);
-
-    Budget budget_;
-    Trail<Facts> trail_{&budget_};
+    bool LeadsToFirstMember(const Candidate& candidate, const ZipFacts& facts);
 };

@@ -30,7 +30,7 @@ class BoxWalk::BoxReader {
 public:
     explicit BoxReader(const BoxRules& rules) : rules_(rules) {}
 
-    std::optional<Trail<Facts>::Stretch> operator()(KFileSimulator& reader, std::int64_t offset) {
+    std::optional<Trail<BoxFacts>::Stretch> operator()(KFileSimulator& reader, std::int64_t offset) {
         ReadAt(reader, offset, header_);
         std::uint64_t size = LoadBig<std::uint32_t>(header_, 0);
         const bool isLong = size == SizeIsLong;

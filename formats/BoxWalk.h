@@ -7,7 +7,7 @@
 
 #include "frame/bytes/Bytes.h"
 #include "frame/bytes/SectorFilter.h"
-#include "frame/memory/Trail.h"
+#include "frame/memory/BudgetedTrail.h"
 
 /// A box type: the value whose bytes in memory are the four characters in file order.
 constexpr std::uint32_t BoxTypeOf(const char (&text)[5]) {
@@ -43,9 +43,21 @@ struct BoxRules {
 /// A movie, its media or a user's data.
 bool IsMainBox(std::uint32_t type);
 
+/// What a walk keeps of the boxes behind it.
+struct BoxFacts {
+    bool hasMainBox = false;
+    /// A box leads out of the 64-bit range, or too few bytes could be read.
+    bool isBroken = false;
+
+    void Append(const BoxFacts& behind) {
+        hasMainBox = hasMainBox || behind.hasMainBox;
+        isBroken = isBroken || behind.isBroken;
+    }
+};
+
 /// Walks the top-level boxes of the ISO base media family, or the atoms they come from, to the end of a file.
 /// Source: ISO/IEC 14496-12, section 4.2.
-class BoxWalk {
+class BoxWalk : public BudgetedTrail<BoxFacts> {
 public:
     struct Result {
         /// The end of the last box, in bytes from the start of the file, even if that is beyond the limit.
@@ -54,33 +66,10 @@ public:
         std::int64_t limit;
     };
 
-    void Reset() {
-        trail_.Reset();
-        budget_.Reset();
-    }
-    void EnterBlock(const SectorBlock& block) {
-        trail_.EnterBlock(block);
-        budget_.EnterBlock(block);
-    }
-    bool IsAtRest() const { return budget_.IsAtRest(); }
-
     /// Walks the boxes after a file type box, whose size is not 0. A size of 0 ends the walk too, though it means a
     /// box up to the end of the file. Nothing if there is no main box, or if the budget was used up.
     std::optional<Result> Measure(const Candidate& candidate, std::uint32_t firstBoxSize, const BoxRules& rules);
 
 private:
-    struct Facts {
-        bool hasMainBox = false;
-        // A box leads out of the 64-bit range, or too few bytes could be read.
-        bool isBroken = false;
-
-        void Append(const Facts& behind) {
-            hasMainBox = hasMainBox || behind.hasMainBox;
-            isBroken = isBroken || behind.isBroken;
-        }
-    };
     class BoxReader;
-
-    Budget budget_;
-    Trail<Facts> trail_{&budget_};
 };

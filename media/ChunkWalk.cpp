@@ -2,7 +2,7 @@
 
 std::optional<ChunkWalk::Result> ChunkWalk::Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps,
                                                  std::int64_t limit, ChunkAt chunkAt) {
-    using Stretch = Trail<Facts>::Stretch;
+    using Stretch = Trail<ChunkFacts>::Stretch;
     if (candidate.block.source == nullptr) {
         return std::nullopt;
     }

@@ -4,10 +4,18 @@
 #include <limits>
 #include <optional>
 
-#include "frame/memory/Trail.h"
+#include "frame/memory/BudgetedTrail.h"
+
+/// The chunks of a stretch.
+struct ChunkFacts {
+    std::uint32_t steps = 0;
+
+    // No walk takes more than 2^32 - 1.
+    void Append(const ChunkFacts& behind) { steps += behind.steps; }
+};
 
 /// Walks files that are a chain of chunks, each of which declares its own length. The scan's `Budget` bounds the cost.
-class ChunkWalk {
+class ChunkWalk : public BudgetedTrail<ChunkFacts> {
 public:
     /// Bytes of the chunk that begins at the reader's position, 0 if no chunk begins there. Depends on the medium's
     /// bytes only.
@@ -22,29 +30,8 @@ public:
 
     static constexpr std::int64_t NoLimit = std::numeric_limits<std::int64_t>::max();
 
-    void Reset() {
-        trail_.Reset();
-        budget_.Reset();
-    }
-    void EnterBlock(const SectorBlock& block) {
-        trail_.EnterBlock(block);
-        budget_.EnterBlock(block);
-    }
-    bool IsAtRest() const { return budget_.IsAtRest(); }
-
     /// Takes up to `steps` chunks from byte `from` of the candidate on, but none that begins at or after `limit`.
     /// Nothing if the budget was used up, or if the block has no source.
     std::optional<Result> Walk(const Candidate& candidate, std::int64_t from, std::uint32_t steps, std::int64_t limit,
                                ChunkAt chunkAt);
-
-private:
-    struct Facts {
-        std::uint32_t steps = 0;
-
-        // No walk takes more than 2^32 - 1.
-        void Append(const Facts& behind) { steps += behind.steps; }
-    };
-
-    Budget budget_;
-    Trail<Facts> trail_{&budget_};
 };

@@ -35,7 +35,7 @@ Extension ExtensionAt(KFileSimulator& reader, std::int64_t offset) {
 
 std::optional<std::int64_t> AviExtensions::FindEnd(const Candidate& candidate, std::int64_t from) {
     const auto way = trail_.Walk(candidate, from, ChainLimit,
-                                 [](KFileSimulator& reader, std::int64_t offset) -> Trail<Facts>::Stretch {
+                                 [](KFileSimulator& reader, std::int64_t offset) -> Trail<AviFacts>::Stretch {
                                      const Extension extension = ExtensionAt(reader, offset);
                                      if (extension.read == Read::Other) {
                                          return {.to = offset, .isEnd = true};

@@ -27,6 +27,28 @@ Json ReportedSize(const PlannedFile& file) {
     return own == file.reported.end() ? file.reported.front().size : own->size;
 }
 
+Json TypesOf(const PlannedFile& file) {
+    Json types = Json::array();
+    for (const std::int32_t type : file.Types()) {
+        types.push_back(TypeToJson(type));
+    }
+    return types;
+}
+
+Json FlagsOf(const PlannedFile& file, const WriteResult& result) {
+    Json flags = Json::array();
+    if (file.cutAtEnd) {
+        flags.push_back("cut at end of medium");
+    }
+    if (file.atSizeCap) {
+        flags.push_back("size cap reached");
+    }
+    if (result.unreadableBytes > 0) {
+        flags.push_back("unreadable sectors");
+    }
+    return flags;
+}
+
 // Only the details that are known.
 Json DetailsRecord(const FileDetails& details) {
     Json record = Json::object();
@@ -160,27 +182,13 @@ void FolderCounts::Add(const FolderCounts& other) {
 }
 
 Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize, const KnownFile* known) {
-    Json types = Json::array();
-    for (const std::int32_t type : file.Types()) {
-        types.push_back(TypeToJson(type));
-    }
-    Json flags = Json::array();
-    if (file.cutAtEnd) {
-        flags.push_back("cut at end of medium");
-    }
-    if (file.atSizeCap) {
-        flags.push_back("size cap reached");
-    }
-    if (result.unreadableBytes > 0) {
-        flags.push_back("unreadable sectors");
-    }
     // Validating does not read all of a file, and a dying disk may have failed since then.
     const Finding finding = result.unreadableBytes > 0 ? WithUnreadableBytes(file.finding) : file.finding;
     Json record{{"record", "file"},
                 {"path", file.path},
                 {"type", FileTypeCatalog[file.finding.type].name},
                 {"extension", ExtensionOf(file.finding)},
-                {"types", types},
+                {"types", TypesOf(file)},
                 {"start_sector", file.StartSector()},
                 {"start_byte", file.StartSector() * sectorSize},
                 {"size", file.Size()},
@@ -189,7 +197,7 @@ Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t
                 {"why", finding.why},
                 {"sha256", result.sha256},
                 {"unreadable_bytes", result.unreadableBytes},
-                {"flags", flags}};
+                {"flags", FlagsOf(file, result)}};
     if (file.extents.size() > 1) {
         record["extents"] = ExtentsToJson(file.extents);
     }
