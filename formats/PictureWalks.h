@@ -124,7 +124,8 @@ struct PspPicture {
 /// Windows metafiles, placeable or not: record by record to the end record.
 struct WmfDrawing {
     static constexpr std::size_t LeastHead = 40;
-    static bool IsHeader(ByteSpan sector);
+    /// The last number of the header should be 0. Some writers count their records there.
+    static bool IsHeader(ByteSpan sector, bool mayCountRecords = false);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
 };
 

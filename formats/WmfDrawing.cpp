@@ -39,12 +39,14 @@ bool HasStandardStart(ByteSpan header) {
     return (typeAndLength == 0x00090001 || typeAndLength == 0x00090002) && (version == 0x0100 || version == 0x0300);
 }
 
-bool IsStandardHeader(ByteSpan header) {
+bool IsStandardHeader(ByteSpan header, bool mayCountRecords) {
+    constexpr std::uint32_t wordsPerRecord = 3;
     constexpr std::uint32_t leastWords = 12;
     constexpr std::uint16_t mostObjects = 4095;
     const auto words = LoadLittle<std::uint32_t>(header, 6);
+    const std::uint32_t mostRecords = mayCountRecords ? words / wordsPerRecord : 0;
     return HasStandardStart(header) && words >= leastWords && LoadLittle<std::uint16_t>(header, 10) <= mostObjects &&
-           LoadLittle<std::uint32_t>(header, 12) <= words && LoadLittle<std::uint16_t>(header, 16) == 0;
+           LoadLittle<std::uint32_t>(header, 12) <= words && LoadLittle<std::uint16_t>(header, 16) <= mostRecords;
 }
 
 struct RecordWalk {
@@ -87,10 +89,10 @@ RecordWalk WalkRecords(ByteWindow& file, std::int64_t start) {
 
 }  // namespace
 
-bool WmfDrawing::IsHeader(ByteSpan sector) {
+bool WmfDrawing::IsHeader(ByteSpan sector, bool mayCountRecords) {
     // The rest of the placeable header is ignored: programs get its checksum wrong, and the standard header follows.
     return sector.size() >= PrefixBytes &&
-           IsStandardHeader(IsPlaceable(sector) ? sector.subspan(PlaceableBytes) : sector);
+           IsStandardHeader(IsPlaceable(sector) ? sector.subspan(PlaceableBytes) : sector, mayCountRecords);
 }
 
 std::optional<WalkedFile> WmfDrawing::Walk(ByteWindow& file) {

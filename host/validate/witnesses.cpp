@@ -177,11 +177,14 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
 }
 
 // Scanners include white space in the document even if it may belong to another file, and follow its objects without
-// asking where its cross-reference is.
+// asking where its cross-reference is. They take every PDF with parts of a drawing for one.
 void Witnesses::JudgePdf(std::int64_t sector, Finding& finding) {
     const std::int64_t given = std::min(left_, perFile_);
     ReadAllowance allowance(given);
     Place place(medium_, sector, neighbours_, allowance);
+    if (finding.type == FileTypeIndex::Ai && !IsSavedAsDrawing(place, finding.size)) {
+        finding.type = FileTypeIndex::Pdf;
+    }
     if (finding.size <= place.Limit() && !LeadsToCrossReference(place, finding.size)) {
         finding.verdict = Verdict::Open;
         finding.why = "its last offset leads to no cross-reference";

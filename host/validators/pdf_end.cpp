@@ -54,4 +54,9 @@ bool LeadsToCrossReference(ByteWindow& file, std::int64_t size) {
     return there.find("xref") != std::string::npos || there.find(" obj") != std::string::npos;
 }
 
+bool IsSavedAsDrawing(ByteWindow& file, std::int64_t size) {
+    static constexpr BytePattern key = BytePatternOf<"/AIPrivateData1">();
+    return file.Find(key, 0, size).has_value();
+}
+
 }  // namespace salvor

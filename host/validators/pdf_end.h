@@ -15,4 +15,8 @@ std::int64_t EndOfPdf(ByteWindow& file, std::int64_t size);
 /// count as right.
 bool LeadsToCrossReference(ByteWindow& file, std::int64_t size);
 
+/// True if a PDF of `size` bytes was saved as a drawing: PDF documents that Illustrator saves keep their drawing under
+/// another key, or none.
+bool IsSavedAsDrawing(ByteWindow& file, std::int64_t size);
+
 }  // namespace salvor

@@ -212,7 +212,7 @@ def pdf(shop):
     if whole.exists():
         shop.program("pdf", "office-linearized", "qpdf", "--linearize", "--deterministic-id", whole, "OUT")
         shop.program("pdf", "attachment", "qpdf", page, "--add-attachment", whole, "--", "--deterministic-id", "OUT")
-    private = b" /PieceInfo << /Illustrator << /LastModified (D:2020) /Private << /AIMetaData 3 0 R /AIPDFPrivateData1 3 0 R >> >> >>"
+    private = b" /PieceInfo << /Illustrator << /LastModified (D:2020) /Private << /AIMetaData 3 0 R /AIPrivateData1 3 0 R >> >> >>"
     shop.write("ai", "pdf-based", small_pdf("1.5", page_entry=private))
     body = b"".join(b"%d %d m\r\n%d %d L\r\nS\r\n" % (n, n * 3 % 700, n * 5 % 600, n) for n in range(900))
     for name, end in (("windows", b"\r\n"), ("unix", b"\n")):

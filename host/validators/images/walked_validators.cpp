@@ -124,6 +124,10 @@ struct Icons {
     }
 };
 
+struct AnyWmf : WmfDrawing {
+    static bool IsHeader(ByteSpan head) { return WmfDrawing::IsHeader(head, true); }
+};
+
 constexpr StartSignature BmpStarts[] = {{"BM"}};
 constexpr StartSignature CasioStarts[] = {{"\x07\x20MM"}};
 constexpr StartSignature CurStarts[] = {{"\0\0\2\0"sv}};
@@ -171,7 +175,7 @@ constinit const Validator PsdValidator{.name = "psd",
                                        .validate = ValidatePsd,
                                        .types = Walked<PsdPicture, FileTypeIndex::Psd, PsdStarts>::Types};
 constinit const Validator PspValidator = Walked<PspPicture, FileTypeIndex::Psp, PspStarts>::Named("psp");
-constinit const Validator WmfValidator = Walked<WmfDrawing, FileTypeIndex::Wmf, WmfStarts>::Named("wmf");
+constinit const Validator WmfValidator = Walked<AnyWmf, FileTypeIndex::Wmf, WmfStarts>::Named("wmf");
 constinit const Validator XcfValidator = Walked<XcfPicture, FileTypeIndex::Xcf, XcfStarts>::Named("xcf");
 
 }  // namespace salvor

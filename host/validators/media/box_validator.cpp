@@ -173,11 +173,11 @@ private:
                 return false;
             }
             const std::int64_t end = box.end;
-            if (end == file_.Limit() || (IsComplete() && file_.NextStart(end_) == end)) {
-                return true;
+            const std::int64_t nextStart = IsComplete() ? file_.NextStart(end_) : file_.Limit();
+            if (nextStart <= end) {
+                return nextStart == end;
             }
-            const ByteSpan behind = file_.At(end, 8);
-            if (IsComplete() && !behind.empty() && std::ranges::count(behind, 0) == 8) {
+            if (IsComplete() && IsPadding(end)) {
                 return true;
             }
             const std::optional<Box> next = ReadBox(file_, end);
@@ -190,6 +190,13 @@ private:
             box = *next;
         }
         return false;
+    }
+
+    // Zeros up to the sector's end.
+    bool IsPadding(std::int64_t at) {
+        const std::int64_t rest = file_.SectorSize() - at % file_.SectorSize();
+        const ByteSpan bytes = file_.At(at, static_cast<std::size_t>(rest));
+        return !bytes.empty() && std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
     }
 
     void Take(const Box& box) {

@@ -42,6 +42,20 @@ TEST(BoxValidator, FindsTheEndOfEveryLayout) {
     ExpectWhole("boxes", open, "media data without a size");
 }
 
+TEST(BoxValidator, LeavesOutBytesThatLookLikeABoxByChance) {
+    const Bytes film = Fixture("film.mov");
+    const Bytes chance = BoxOf("fdui", Pattern(4096));
+    const std::int64_t end = std::ssize(film) + std::ssize(chance);
+    const auto sizeWith = [&](std::size_t zeros, const Neighbours& neighbours) {
+        return FindingOf("boxes", film, Join({chance, Bytes(zeros), Pattern(4096)}), neighbours).size;
+    };
+    const auto toSectorEnd = static_cast<std::size_t>(512 - end % 512);
+    ASSERT_GT(toSectorEnd, 16U);
+    EXPECT_EQ(sizeWith(toSectorEnd, {}), end);
+    EXPECT_EQ(sizeWith(16, {}), std::ssize(film));
+    EXPECT_EQ(sizeWith(toSectorEnd, {{3 + end / 512 - 2}, {}}), std::ssize(film));
+}
+
 TEST(BoxValidator, TellsBrokenFilesAndPieces) {
     const Bytes film = Fixture("plain.mp4");
     const std::size_t movie = PlaceOf(film, "moov") - 4;

@@ -169,6 +169,16 @@ TEST(Documents, PdfsKeepWhiteSpaceThatIsTheirOwn) {
     }
 }
 
+TEST(Documents, PdfsOfIllustratorAreDrawingsIfSavedAsSuch) {
+    const auto isDrawing = [](Place& file) {
+        return IsSavedAsDrawing(file, 100);
+    };
+    const std::string drawing = std::string(60, ' ') + "/AIPrivateData1 1 0 R";
+    EXPECT_TRUE(test::LookAt(BytesOf(drawing), Bytes(512), {}, isDrawing));
+    EXPECT_FALSE(test::LookAt(BytesOf("<</AIMetaData 1 0 R/AIPDFPrivateData1 2 0 R>>"), Bytes(512), {}, isDrawing));
+    EXPECT_FALSE(test::LookAt(BytesOf(std::string(40, ' ') + drawing), Bytes(512), {}, isDrawing));
+}
+
 TEST(Documents, PdfsLeadToTheirCrossReferenceUnlessBytesAreMissing) {
     for (const auto& [there, offset, leads] : {std::tuple{"xref\n0 1", 1000, true},
                                                {"xref\n0 1", 1007, true},

@@ -269,6 +269,10 @@ TEST(PictureValidators, DrawingsAndBitmapsEndWithTheirLastByte) {
     std::string macintosh = text + "\n";
     std::ranges::replace(macintosh, '\n', '\r');
     EXPECT_EQ(FindingOf("dxf", {macintosh.begin(), macintosh.end()}, Pattern(9000)).size, std::ssize(macintosh));
+    // The number of records in a field that should be 0.
+    Bytes counted = Fixture("plain.wmf");
+    counted[16] = 2;
+    ExpectWhole("wmf", counted, "records counted");
     Bytes bitmap = Fixture("rgb24.bmp");
     bitmap.push_back('\n');
     EXPECT_EQ(FindingOf("bmp", bitmap, Bytes(9000)).size, static_cast<std::int64_t>(bitmap.size()));

@@ -146,6 +146,16 @@ const WholeCase WholeCases[] = {
          return archive.Closed();
      },
      FileTypeIndex::Jar, "apk"},
+    {"a filler without a name in a removed member's place",
+     [] {
+         Archive archive;
+         archive.file = BytesOf("PK\3\4"s);
+         archive.file.resize(30 + 102);
+         archive.file[28] = 102;
+         archive.Member("AndroidManifest.xml", Text, true);
+         return archive.Closed();
+     },
+     FileTypeIndex::Jar, "apk"},
     {"padding that only the directory steps over",
      [] {
          Archive archive;
