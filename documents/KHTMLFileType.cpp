@@ -236,7 +236,7 @@ std::optional<std::int64_t> KHTMLFileType::Measure(const Candidate& candidate) {
 }
 
 std::optional<std::int64_t> KHTMLFileType::Walk(FileWindow& file) {
-    MarkupReader text(file);
+    MarkupReader text(file, MarkupReader::FewDocuments, &memory_);
     const std::optional<PageStart> start = TakePageStart(text);
     const bool isInPage = offset_ < followed_.End();
     if (!start || (isInPage && !start->isSure)) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "formats/MarkupMemory.h"
 #include "formats/MarkupReader.h"
 #include "frame/bytes/BytePairs.h"
 #include "frame/scan/WalkingScanner.h"
@@ -17,7 +18,7 @@ constexpr bool IsFirstLetter(char16_t c) {
 /// and editors append to it, or where the text ends. Bookmark files, which have a document type of their own, do not
 /// count. Source: WHATWG, HTML Standard, sections 13.1 and 13.2; WHATWG, MIME Sniffing Standard, sections 3 and 7.1;
 /// W3C, XHTML 1.0, section 3.1.
-class KHTMLFileType final : public WalkingScanner<KHTMLFileType> {
+class KHTMLFileType final : public WalkingScanner<KHTMLFileType, MarkupMemory> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Html];
     /// The start of a tag, after optional white space; or a byte-order mark.

@@ -18,7 +18,7 @@ std::optional<std::int64_t> KXMLFileType::Measure(const Candidate& candidate) {
 }
 
 std::optional<std::int64_t> KXMLFileType::Walk(FileWindow& file) {
-    MarkupReader text(file);
+    MarkupReader text(file, MarkupReader::FewDocuments, &memory_);
     std::optional<XmlProlog> prolog = TakeXmlProlog(text);
     if (!prolog || prolog->isHtml) {
         return std::nullopt;

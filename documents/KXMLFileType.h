@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "formats/MarkupMemory.h"
 #include "formats/MarkupReader.h"
 #include "formats/XmlContent.h"
 #include "frame/bytes/BytePairs.h"
@@ -13,7 +14,7 @@
 /// XML documents that open with an XML declaration, except web pages, which are HTML files. The markup is followed to
 /// the end of the root element and of the comments and processing instructions after it. Source: W3C, Extensible Markup
 /// Language (XML) 1.0, sections 2 and 3.
-class KXMLFileType final : public WalkingScanner<KXMLFileType> {
+class KXMLFileType final : public WalkingScanner<KXMLFileType, MarkupMemory> {
 public:
     static constexpr const FileTypeIdentity& Identity = FileTypeCatalog[FileTypeIndex::Xml];
     /// "<?", or a byte-order mark.

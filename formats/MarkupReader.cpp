@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "formats/MarkupMemory.h"
 #include "frame/bytes/PlaceSearch.h"
 
 namespace {
@@ -82,8 +83,8 @@ bool BeginsXml(ByteSpan sector) {
 
 // The buffer of the view is filled before it is read.
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
-MarkupReader::MarkupReader(ByteWindow& file, int mostDocuments)
-    : file_(file), mostDocuments_(mostDocuments), form_(TextForm::Of(file.From(0, Utf8Mark.size()))) {
+MarkupReader::MarkupReader(ByteWindow& file, int mostDocuments, MarkupMemory* memory)
+    : file_(file), mostDocuments_(mostDocuments), memory_(memory), form_(TextForm::Of(file.From(0, Utf8Mark.size()))) {
     GoTo(static_cast<std::int64_t>(form_.markBytes));
 }
 
@@ -320,6 +321,23 @@ std::optional<ByteSpan> MarkupReader::TakePlainTag() {
     return tag;
 }
 
+bool MarkupReader::TakeShortComment() {
+    constexpr auto begin = PatternOf("<!--");
+    constexpr auto end = PatternOf("-->");
+    constexpr std::size_t most = 64;
+    const ByteSpan text = view_.subspan(index_).first(std::min(view_.size() - index_, most));
+    if (!StartsWith(text, begin)) {
+        return false;
+    }
+    for (std::size_t at = begin.size(); at + end.size() <= text.size() && IsText[text[at]]; ++at) {
+        if (text[at] == end[0] && text[at + 1] == end[1] && text[at + 2] == end[2]) {
+            index_ += at + end.size();
+            return true;
+        }
+    }
+    return false;
+}
+
 MarkupReader::Tag MarkupReader::TakeTag() {
     char16_t before = End;
     for (;;) {
@@ -348,8 +366,24 @@ std::optional<bool> MarkupReader::TakeRemark() {
     return std::nullopt;
 }
 
+std::int64_t MarkupReader::Place() const { return memory_ != nullptr ? memory_->PlaceOf(At()) : At(); }
+
 bool MarkupReader::TakeDeclaration() {
-    for (std::int64_t open = 0;;) {
+    const std::int64_t place = Place();
+    DeclarationWalk* const known = memory_ != nullptr ? memory_->WalkThrough(place, form_) : nullptr;
+    if (known != nullptr && PassTo(At() + (known->To() - place))) {
+        return FollowDeclaration(*known, *known->DepthBefore(place));
+    }
+    DeclarationWalk walk(place, form_);
+    const bool isWhole = FollowDeclaration(walk, 0);
+    if (!isWhole && memory_ != nullptr) {
+        memory_->Note(std::move(walk));
+    }
+    return isWhole;
+}
+
+bool MarkupReader::FollowDeclaration(DeclarationWalk& walk, std::int64_t depth) {
+    for (;;) {
         do {
             PassInView(
                 view_.size(), [](const std::uint8_t* place) { return !IsPlain[*place] || *place == '<'; },
@@ -357,22 +391,33 @@ bool MarkupReader::TakeDeclaration() {
                     return std::min(DifferenceFromControl(*place), DifferenceFrom(*place, '<', '>', '"', '\''));
                 });
         } while (PassQuoted());
-        if (Peek() == '<') {
+        walk.GoTo(Place());
+        const char16_t c = Peek();
+        if (c == '<') {
             if (const std::optional<bool> remark = TakeRemark()) {
                 if (!*remark) {
                     return false;
                 }
                 continue;
             }
+            walk.Open(Place());
         }
-        const char16_t c = Next();
+        Next();
         const bool isQuote = c == '"' || c == '\'';
-        if (c == End || (isQuote && !TakePast(std::u16string_view(&c, 1)))) {
+        if (isQuote && !TakePast(std::u16string_view(&c, 1))) {
             return false;
         }
-        open += static_cast<int>(c == '<') - static_cast<int>(c == '>');
-        if (c == '>' && open <= 0) {
-            return true;
+        if (c == End) {
+            // "<!--" is the longest mark that begins like a declaration.
+            walk.End(Place(), static_cast<std::int64_t>(4 * form_.width));
+            return false;
+        }
+        if (c == '>') {
+            walk.Close();
+            if (walk.Depth() <= depth) {
+                walk.GoTo(Place());
+                return true;
+            }
         }
     }
 }

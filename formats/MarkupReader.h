@@ -49,6 +49,9 @@ constexpr bool IsNameEnd(char16_t c) { return IsWhite(c) || c == '>' || c == '/'
 
 constexpr char16_t FoldLetter(char16_t c) { return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c + 0x20) : c; }
 
+class DeclarationWalk;
+class MarkupMemory;
+
 /// Reads a candidate file as the characters of markup, forwards from the byte-order mark. The text ends at the first
 /// character that is not text, where nothing can be read, and where the medium is full of other documents.
 class MarkupReader {
@@ -61,8 +64,8 @@ public:
     static constexpr int FewDocuments = 6;
     static constexpr int AnyDocuments = std::numeric_limits<int>::max();
 
-    /// The window outlives the reader.
-    explicit MarkupReader(ByteWindow& file, int mostDocuments = FewDocuments);
+    /// The window outlives the reader, and so does the memory, if there is one: of the walk through this window.
+    explicit MarkupReader(ByteWindow& file, int mostDocuments = FewDocuments, MarkupMemory* memory = nullptr);
     MarkupReader(const MarkupReader&) = delete;
     MarkupReader& operator=(const MarkupReader&) = delete;
 
@@ -115,6 +118,9 @@ public:
     /// nothing, and stays, for other markup and where characters of two bytes go beyond ASCII.
     std::optional<ByteSpan> TakePlainTag();
 
+    /// Moves past a comment of a few characters if it begins here and is in view; false, and stays, otherwise.
+    bool TakeShortComment();
+
     enum class Tag : std::uint8_t { Broken, Open, Empty };
     /// Moves past the '>' that ends the current tag, outside quotes.
     Tag TakeTag();
@@ -158,6 +164,10 @@ private:
     // Moves past plain characters and past values in quotes, as far as they are in view. Gives the new place in the
     // view.
     std::size_t PassValues();
+    // Moves past the '>' that leaves no more declarations open than `depth`.
+    bool FollowDeclaration(DeclarationWalk& walk, std::int64_t depth);
+    // The place of the next character, for the memory.
+    std::int64_t Place() const;
     // Brings that many characters into view if they can be read, or at least one.
     bool Fill(std::size_t characters);
     // Looks for the starts of further documents in the loaded bytes.
@@ -167,6 +177,7 @@ private:
 
     ByteWindow& file_;
     int mostDocuments_;
+    MarkupMemory* memory_;
     TextForm form_;
     // The bytes that were loaded, and the characters at their start as one byte each.
     ByteSpan bytes_;

@@ -103,6 +103,14 @@ TEST(Markup, EndsInFrontOfWhatIsNotItsOwn) {
     }
 }
 
+// The prolog of the first document may not reach as far as that of the second, which begins inside its document type.
+TEST(Markup, LongPrologsBeginInEachOther) {
+    std::string second = Declaration + "<!DOCTYPE a [";
+    second.append(0x10000 - 1024 - 2 - second.size(), ' ').append("<!-- < -->]><a><b/>" + Text + "</a>");
+    const std::string bytes = UpToSectorEnd(Declaration + "<!DOCTYPE a [", "") + second;
+    EXPECT_EQ(FindsIn(Xml, bytes), (Finds{{4, static_cast<std::int64_t>(second.size())}}));
+}
+
 TEST(Markup, EndTagsMayLieAcrossReads) {
     for (int length = 16370; length < 16400; ++length) {
         const std::string fill(static_cast<std::size_t>(length), 'x');

@@ -132,7 +132,8 @@ Bytes MarkupMedium(Noise& noise, std::size_t size) {
         text += piece.starts_with("</a") && noise.Below(8) > ends ? "<b></b>" : piece;
         if (noise.Below(40) == 0) {
             text.append((512 - text.size() % 512) % 512, noise.Below(4) == 0 ? '<' : ' ');
-            text.append("<?xml version='1.0'?>").append(noise.Below(6) == 0 ? "<b>" : "<a>");
+            text.append("<?xml version='1.0'?>").append(noise.Below(3) == 0 ? "<!DOCTYPE a [<!b " : "");
+            text.append(noise.Below(6) == 0 ? "<b>" : "<a>");
         }
     }
     text.resize(size);
