@@ -82,23 +82,23 @@ private:
     std::string ErrorText(const CLI::ParseError& error) const;
     std::string RequiredText(const Command& command) const;
 
-    const Program& m_program;
-    CLI::App m_app;
+    const Program& program_;
+    CLI::App app_;
     // In the order of the program's commands.
-    std::vector<Line> m_lines;
+    std::vector<Line> lines_;
 };
 
-Parser::Parser(const Program& program) : m_program(program), m_app(program.description, program.name) {
-    m_app.set_help_flag(HelpOption().name);
-    m_app.set_version_flag(VersionOption().name, program.name + " " SALVOR_VERSION);
-    m_app.require_subcommand(1);
+Parser::Parser(const Program& program) : program_(program), app_(program.description, program.name) {
+    app_.set_help_flag(HelpOption().name);
+    app_.set_version_flag(VersionOption().name, program.name + " " SALVOR_VERSION);
+    app_.require_subcommand(1);
     for (const Command& command : program.commands) {
-        m_lines.push_back(LineOf(command));
+        lines_.push_back(LineOf(command));
     }
 }
 
 Parser::Line Parser::LineOf(const Command& command) {
-    Line line{m_app.add_subcommand(command.name), {}};
+    Line line{app_.add_subcommand(command.name), {}};
     std::map<std::string, CLI::Option*> byName;
     for (const Option& option : command.options) {
         line.options.push_back(Add(*line.app, option));
@@ -150,19 +150,19 @@ CLI::Option* Parser::Add(CLI::App& app, const Option& option) {
 }
 
 const Command* Parser::Named() const {
-    const auto line = std::ranges::find_if(m_lines, [](const Line& one) { return one.app->parsed(); });
-    return line == m_lines.end() ? nullptr : &m_program.commands[static_cast<std::size_t>(line - m_lines.begin())];
+    const auto line = std::ranges::find_if(lines_, [](const Line& one) { return one.app->parsed(); });
+    return line == lines_.end() ? nullptr : &program_.commands[static_cast<std::size_t>(line - lines_.begin())];
 }
 
 const Command* Parser::Parse(std::vector<std::string> words) {
     try {
         // The library takes the words from the back.
         std::ranges::reverse(words);
-        m_app.parse(words);
+        app_.parse(words);
         return Named();
     } catch (const CLI::CallForHelp&) {
         const Command* const command = Named();
-        Tell(command == nullptr ? HelpOf(m_program) : HelpOf(m_program, *command));
+        Tell(command == nullptr ? HelpOf(program_) : HelpOf(program_, *command));
     } catch (const CLI::CallForVersion& version) {
         Tell(std::string(version.what()) + '\n');
     } catch (const CLI::ParseError& error) {
@@ -188,7 +188,7 @@ std::string UnexpectedText(const std::vector<Option>& options, const std::string
 
 // The message for a missing option says what it is for.
 std::string Parser::RequiredText(const Command& command) const {
-    const Line& line = m_lines[static_cast<std::size_t>(&command - m_program.commands.data())];
+    const Line& line = lines_[static_cast<std::size_t>(&command - program_.commands.data())];
     for (std::size_t k = 0; k < command.options.size(); ++k) {
         if (command.options[k].isRequired && line.options[k]->count() == 0) {
             return fmt::format("{} is missing: {}", NameOf(command.options[k]), command.options[k].help);
@@ -202,17 +202,17 @@ std::string Parser::ErrorText(const CLI::ParseError& error) const {
     const Command* const command = Named();
     const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
     std::string text = error.what();
-    const std::vector<std::string> unexpected = m_app.remaining(true);
+    const std::vector<std::string> unexpected = app_.remaining(true);
     const std::string required = command == nullptr ? "" : RequiredText(*command);
     const bool isMissing = kind == CLI::ExitCodes::RequiredError;
     // What is missing is often what was misspelt, or given without its option.
     if (!unexpected.empty() && (kind == CLI::ExitCodes::ExtrasError || isMissing)) {
-        text = UnexpectedText(command == nullptr ? m_program.options : command->options, unexpected.front());
+        text = UnexpectedText(command == nullptr ? program_.options : command->options, unexpected.front());
     } else if (isMissing && !required.empty()) {
         text = required;
     }
     return fmt::format("{}; '{} --help' tells more", text,
-                       command == nullptr ? m_program.name : m_program.name + " " + command->name);
+                       command == nullptr ? program_.name : program_.name + " " + command->name);
 }
 
 // "help recover" means "recover --help".
