@@ -14,12 +14,15 @@ constexpr int LowBits = 32;
 constexpr std::int64_t LowMask = (std::int64_t{1} << LowBits) - 1;
 
 constexpr int PhaseBits = 2;
+constexpr std::int64_t WholeOnlyBit = std::int64_t{1} << PhaseBits;
+constexpr int PlaceBits = PhaseBits + 1;
 constexpr std::int64_t MostSectors = std::int64_t{1} << 55;
 
-std::int64_t PlaceOf(std::int64_t sector, Phase phase) {
-    return sector * (1 << PhaseBits) + static_cast<std::int64_t>(phase);
+std::int64_t PlaceOf(std::int64_t sector, Phase phase, bool countsWholeOnly) {
+    return sector * (1 << PlaceBits) + (countsWholeOnly ? WholeOnlyBit : 0) + static_cast<std::int64_t>(phase);
 }
-std::int64_t SectorOf(std::int64_t place) { return place >> PhaseBits; }
+std::int64_t SectorOf(std::int64_t place) { return place >> PlaceBits; }
+bool CountsWholeOnly(std::int64_t place) { return (place & WholeOnlyBit) != 0; }
 Phase PhaseOf(std::int64_t place) { return static_cast<Phase>(place & ((1 << PhaseBits) - 1)); }
 
 }  // namespace
@@ -58,7 +61,8 @@ void KnownFindings::Add(const KnownFinding& finding) {
     if (finding.startSector <= -MostSectors || finding.startSector >= MostSectors) {
         return;
     }
-    Packed packed{PlaceOf(finding.startSector, finding.phase), kinds_.Pack(finding.finding), 0, finding.validator};
+    Packed packed{PlaceOf(finding.startSector, finding.phase, finding.countsWholeOnly), kinds_.Pack(finding.finding), 0,
+                  finding.validator};
     if (finding.cost >= 0 && finding.cost < FirstHighCost) {
         packed.cost = static_cast<std::uint32_t>(finding.cost);
     } else {
@@ -77,7 +81,8 @@ void KnownFindings::Add(const KnownFindings& findings) {
 KnownFinding KnownFindings::operator[](std::size_t index) const {
     const Packed& packed = all_[index];
     const std::int64_t cost = packed.cost < FirstHighCost ? packed.cost : highCosts_[packed.cost - FirstHighCost];
-    return {SectorOf(packed.place), PhaseOf(packed.place), packed.validator, kinds_.Unpack(packed.finding), cost};
+    return {SectorOf(packed.place),       PhaseOf(packed.place), packed.validator, kinds_.Unpack(packed.finding), cost,
+            CountsWholeOnly(packed.place)};
 }
 
 void KnownFindings::Drop(Phase phase) {
@@ -86,8 +91,8 @@ void KnownFindings::Drop(Phase phase) {
 
 void KnownFindings::Sort() { std::ranges::stable_sort(all_, {}, &Packed::place); }
 
-std::optional<KnownFinding> KnownFindings::AtPlace(std::int64_t sector, Phase phase) const {
-    const std::int64_t place = PlaceOf(sector, phase);
+std::optional<KnownFinding> KnownFindings::AtPlace(std::int64_t sector, Phase phase, bool countsWholeOnly) const {
+    const std::int64_t place = PlaceOf(sector, phase, countsWholeOnly);
     const auto at = std::ranges::lower_bound(all_, place, {}, &Packed::place);
     return at != all_.end() && at->place == place ? std::optional((*this)[static_cast<std::size_t>(at - all_.begin())])
                                                   : std::nullopt;

@@ -19,6 +19,8 @@ struct KnownFinding {
     Finding finding;
     /// Bytes that were read for it; they are deducted from the allowance again.
     std::int64_t cost = 0;
+    /// Only a whole file counted.
+    bool countsWholeOnly = false;
     bool operator==(const KnownFinding&) const = default;
 };
 
@@ -66,11 +68,11 @@ public:
     /// Needed before `AtPlace`.
     void Sort();
     /// Of the findings for a place, the one that was added first; nothing if there is none.
-    std::optional<KnownFinding> AtPlace(std::int64_t sector, Validator::Phase phase) const;
+    std::optional<KnownFinding> AtPlace(std::int64_t sector, Validator::Phase phase, bool countsWholeOnly) const;
 
 private:
     struct Packed {
-        // The sector and, in the lowest bits, the phase.
+        // The sector and, in the lowest bits, whether only a whole file counted, and the phase.
         std::int64_t place = 0;
         PackedFinding finding;
         // From `FirstHighCost` on: an index in `highCosts_`.

@@ -116,6 +116,7 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
         known.phase = static_cast<Validator::Phase>(IndexIn(PhaseNames, record.at("phase").get<std::string>()));
         known.validator = record.at("validator").get<std::string>();
         known.finding = FindingIn(record);
+        known.countsWholeOnly = record.value("whole_only", false);
         known.cost = IntegerIn(record, "cost");
         read.known.Add(known);
     } else if (kind == "outcome") {
@@ -237,10 +238,11 @@ Sightings SightingsFrom(const std::function<std::int64_t()>& next) {
 }
 
 std::string FindingLine(const KnownFinding& finding) {
-    return fmt::format(R"({{"record":"finding","start_sector":{},"phase":"{}","validator":{},{},"cost":{}}})"
+    return fmt::format(R"({{"record":"finding","start_sector":{},"phase":"{}","validator":{},{}{},"cost":{}}})"
                        "\n",
                        finding.startSector, PhaseNames[static_cast<std::size_t>(finding.phase)],
-                       JsonText(finding.validator), FieldsOf(finding.finding, /*isFinal=*/false), finding.cost);
+                       JsonText(finding.validator), FieldsOf(finding.finding, /*isFinal=*/false),
+                       finding.countsWholeOnly ? R"(,"whole_only":true)" : "", finding.cost);
 }
 
 std::string UnreadableLine(const std::vector<SectorRange>& sectors) {

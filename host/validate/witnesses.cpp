@@ -74,10 +74,12 @@ Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neigh
 // The most trusted answer of a phase's validators for a place; nothing if none of them accepts its start. `exceptFor`
 // is not asked.
 std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
-    if (const auto known = request_.known.AtPlace(sector, phase)) {
+    if (const auto known = request_.known.AtPlace(sector, phase, mustBeWhole_)) {
         const int validator = IndexOf(known->validator);
-        // The earlier run may have asked more validators, with a larger allowance.
-        if (validator != Nobody && validator != exceptFor && left_ > 0 && std::min(left_, most) >= known->cost) {
+        // The earlier run may have asked more validators, with a larger allowance. Where only a whole file counted,
+        // the answer may have used up its allowance, and then holds for no other one.
+        const bool isEnough = mustBeWhole_ ? HasAllOf(most, known->cost) : std::min(left_, most) >= known->cost;
+        if (validator != Nobody && validator != exceptFor && left_ > 0 && isEnough) {
             left_ -= known->cost;
             return Judgement{known->finding, validator};
         }
@@ -88,13 +90,17 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     const std::int64_t before = left_;
     std::optional<Judgement> best = AskAnew(sector, phase, most, exceptFor);
     // Which validators are asked, and how much they may read, depends on the files around a place.
-    const bool isForAll = exceptFor == Nobody && !isUsedUp_;
+    const bool isForAll = exceptFor == Nobody && (mustBeWhole_ ? HasAllOf(most, 0) : !isUsedUp_);
     if (best && !medium_.IsInterrupted() && (isForAll || !isPart_)) {
         observer_.OnFinding({sector, phase,
                              std::string(request_.validators[static_cast<std::size_t>(best->validator)]->name),
-                             best->finding, before - left_});
+                             best->finding, before - left_, mustBeWhole_});
     }
     return best;
+}
+
+bool Witnesses::HasAllOf(std::int64_t most, std::int64_t cost) const {
+    return perFile_ >= most && left_ - cost >= most;
 }
 
 std::optional<Judgement> Witnesses::AskForWholeText(std::int64_t sector, std::int64_t most) {

@@ -64,6 +64,8 @@ public:
 
 private:
     std::optional<Judgement> AskAnew(std::int64_t sector, Validator::Phase phase, std::int64_t most, int exceptFor);
+    // True if a question that costs this much leaves enough for each validator to read `most` bytes.
+    bool HasAllOf(std::int64_t most, std::int64_t cost) const;
     // Informs the observer who is asked; false if that one is set aside here.
     bool MayAsk(std::int64_t sector, std::int32_t asked);
     int IndexOf(const std::string& name) const;

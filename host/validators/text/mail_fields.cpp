@@ -1,6 +1,7 @@
 #include "host/validators/text/mail_fields.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "host/validators/text/text_bytes.h"
@@ -111,13 +112,14 @@ bool IsKnownField(ByteSpan name) {
 }
 
 TextLine FirstLineOf(ByteSpan bytes) {
-    const auto end = std::ranges::find(bytes, std::uint8_t{'\n'});
-    const bool hasEnd = end != bytes.end();
-    ByteSpan text(bytes.begin(), end);
+    const void* const feed = bytes.empty() ? nullptr : std::memchr(bytes.data(), '\n', bytes.size());
+    const bool hasEnd = feed != nullptr;
+    ByteSpan text = hasEnd ? ByteSpan(bytes.data(), static_cast<const std::uint8_t*>(feed)) : bytes;
+    const std::size_t length = text.size() + (hasEnd ? 1 : 0);
     if (hasEnd && !text.empty() && text.back() == '\r') {
         text = text.first(text.size() - 1);
     }
-    return {text, static_cast<std::size_t>(end - bytes.begin()) + (hasEnd ? 1 : 0), hasEnd};
+    return {text, length, hasEnd};
 }
 
 bool BeginsLetter(ByteSpan head) {

@@ -67,7 +67,7 @@ public:
         while (at_ < limit_) {
             const ByteSpan bytes = file_.From(at_, LineBytes);
             const TextLine line = FirstLineOf(bytes);
-            if (!line.hasEnd || IsAnyControl(line.text)) {
+            if (!line.hasEnd || !IsText(bytes, line.text.size())) {
                 return std::nullopt;
             }
             at_ += static_cast<std::int64_t>(line.length);
@@ -95,7 +95,14 @@ public:
     }
 
 private:
-    static bool IsAnyControl(ByteSpan line) { return EndOfAnyText(line, 0) < line.size(); }
+    // True if none of the first `length` bytes is a control. The bytes of many lines are tested at once.
+    bool IsText(ByteSpan bytes, std::size_t length) {
+        const std::int64_t end = at_ + static_cast<std::int64_t>(length);
+        if (end > textEnd_) {
+            textEnd_ = at_ + static_cast<std::int64_t>(EndOfAnyText(bytes, 0));
+        }
+        return end <= textEnd_;
+    }
 
     void Append(ByteSpan text) {
         const std::size_t most = ValueBytes - std::min(value_.size(), ValueBytes);
@@ -131,6 +138,8 @@ private:
     Place& file_;
     std::int64_t at_;
     std::int64_t limit_;
+    // Up to here, no control byte.
+    std::int64_t textEnd_ = 0;
     MailHead head_;
     // The field that is being read.
     std::string name_;

@@ -49,11 +49,31 @@ constexpr std::string_view EndMarks[] = {
     "EOF",     "EOD",     "endinput", "sourceMapping", "vim:",     "\\bye", "exit ", "{document}", "Local Variables",
     "__END__", "</html>", "</svg>",   "END:V",         "showpage", "#endif"};
 
-bool EndsWithAny(ByteSpan bytes, std::span<const std::string_view> words) {
-    return std::ranges::any_of(words, [bytes](std::string_view word) {
-        return bytes.back() == static_cast<std::uint8_t>(word.back()) && bytes.size() >= word.size() &&
-               std::equal(word.rbegin(), word.rend(), bytes.rbegin());
-    });
+// Most bytes end no such mark.
+constexpr std::array<bool, 256> EndEndMarks = [] {
+    std::array<bool, 256> ends{};
+    for (const std::string_view mark : EndMarks) {
+        ends[static_cast<std::uint8_t>(mark.back())] = true;
+    }
+    return ends;
+}();
+
+bool EndsWithMark(ByteSpan bytes) {
+    return EndEndMarks[bytes.back()] && std::ranges::any_of(EndMarks, [bytes](std::string_view mark) {
+               return bytes.size() >= mark.size() && std::equal(mark.rbegin(), mark.rend(), bytes.rbegin());
+           });
+}
+
+// The odds that a text ends in a line, by the last byte.
+const std::array<double, 256>& OddsOfLastBytes() {
+    static const std::array<double, 256> odds = [] {
+        std::array<double, 256> made{};
+        for (std::size_t byte = 0; byte < made.size(); ++byte) {
+            made[byte] = WeightOfLastByte * std::log2(ShareOfLastBytes(static_cast<std::uint8_t>(byte)));
+        }
+        return made;
+    }();
+    return odds;
 }
 
 }  // namespace
@@ -112,32 +132,39 @@ double SeamLines::OddsInLine(std::size_t at) const {
         return Never;
     }
     const bool isSmallLetter = text_[at] >= 'a' && text_[at] <= 'z' && !IsLetter(before);
-    return OddsInsideLine + WeightOfLastByte * std::log2(ShareOfLastBytes(before)) +
-           (isSmallLetter ? OddsOfSmallLetterInLine : 0) + (line_.closes ? OddsOfCloserInLine : 0) + OddsOf(line_);
+    return OddsInsideLine + OddsOfLastBytes()[before] + (isSmallLetter ? OddsOfSmallLetterInLine : 0) +
+           (line_.closes ? OddsOfCloserInLine : 0) + OddsOf(line_);
 }
 
 double SeamLines::Take(std::size_t at) {
-    const std::uint8_t byte = text_[at];
-    if (at == lineStart_) {
-        ++heads_[KindOf(byte)];
-        ++lines_;
-    }
+    NoteHead(at);
     double odds = Never;
-    const bool splitsLineEnd = at > 0 && text_[at - 1] == '\r' && byte == '\n';
+    const bool splitsLineEnd = at > 0 && text_[at - 1] == '\r' && text_[at] == '\n';
     if (at > 0 && !splitsLineEnd) {
         odds = IsLineEnd(text_[at - 1]) ? OddsOfNewLine(at) : OddsInLine(at);
         odds += depth_ > 0 ? OddsInBrackets : 0;
     }
-    Pass(byte, at);
+    FollowLine(at);
     return odds;
 }
 
-void SeamLines::Pass(std::uint8_t byte, std::size_t at) {
-    constexpr std::string_view openers = "{[(";
-    constexpr std::string_view closers = "}])";
-    if (openers.find(static_cast<char>(byte)) != std::string_view::npos) {
+void SeamLines::Pass(std::size_t at) {
+    NoteHead(at);
+    FollowLine(at);
+}
+
+void SeamLines::NoteHead(std::size_t at) {
+    if (at == lineStart_) {
+        ++heads_[KindOf(text_[at])];
+        ++lines_;
+    }
+}
+
+void SeamLines::FollowLine(std::size_t at) {
+    const std::uint8_t byte = text_[at];
+    if (byte == '{' || byte == '[' || byte == '(') {
         ++depth_;
-    } else if (depth_ > 0 && closers.find(static_cast<char>(byte)) != std::string_view::npos) {
+    } else if (depth_ > 0 && (byte == '}' || byte == ']' || byte == ')')) {
         --depth_;
     }
     if (byte == '\n') {
@@ -151,7 +178,7 @@ void SeamLines::Pass(std::uint8_t byte, std::size_t at) {
         line_.isIndented = at > lineStart_;
         line_.closes = BeginsWithAny(text_.subspan(at), Closers);
     }
-    line_.hasEndMark = line_.hasEndMark || EndsWithAny(text_.subspan(lineStart_, at + 1 - lineStart_), EndMarks);
+    line_.hasEndMark = line_.hasEndMark || EndsWithMark(text_.subspan(lineStart_, at + 1 - lineStart_));
 }
 
 }  // namespace salvor

@@ -17,8 +17,10 @@ public:
     explicit SeamLines(ByteSpan text) : text_(text) {}
 
     /// The odds as natural logarithm, compared with other places of the text, that it ends before the byte at `at` and
-    /// the rest of another one begins there, by what the lines look like. Called once for each byte from 0 on.
+    /// the rest of another one begins there, by what the lines look like. This or `Pass` is called once for each byte
+    /// from 0 on.
     double Take(std::size_t at);
+    void Pass(std::size_t at);
 
     /// Odds of a place where no text ends.
     static constexpr double Never = -1e9;
@@ -36,7 +38,8 @@ private:
     static double OddsOf(const Line& line);
     double OddsOfNewLine(std::size_t at) const;
     double OddsInLine(std::size_t at) const;
-    void Pass(std::uint8_t byte, std::size_t at);
+    void NoteHead(std::size_t at);
+    void FollowLine(std::size_t at);
 
     ByteSpan text_;
     std::size_t lineStart_ = 0;

@@ -6,12 +6,9 @@ namespace salvor {
 
 namespace {
 
-// Bytes that are tested at once: a few vector registers.
-constexpr std::size_t Stride = 64;
-
-template <class IsPassed>
-std::size_t EndOf(ByteSpan bytes, std::size_t from, IsPassed isPassed) {
-    std::size_t at = from;
+// Tests `Stride` bytes at once. Returns the offset of the first of them that are not all passed.
+template <std::size_t Stride, class IsPassed>
+std::size_t PassStrides(ByteSpan bytes, std::size_t at, IsPassed isPassed) {
     for (; bytes.size() - at >= Stride; at += Stride) {
         const std::uint8_t* const stride = bytes.data() + at;
         std::uint8_t all = 0xFF;
@@ -22,6 +19,13 @@ std::size_t EndOf(ByteSpan bytes, std::size_t from, IsPassed isPassed) {
             break;
         }
     }
+    return at;
+}
+
+template <class IsPassed>
+std::size_t EndOf(ByteSpan bytes, std::size_t from, IsPassed isPassed) {
+    // A few vector registers, then one.
+    std::size_t at = PassStrides<16>(bytes, PassStrides<64>(bytes, from, isPassed), isPassed);
     while (at < bytes.size() && isPassed(bytes[at])) {
         ++at;
     }

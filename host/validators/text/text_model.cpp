@@ -1,7 +1,6 @@
 #include "host/validators/text/text_model.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <string_view>
 #include <vector>
@@ -33,22 +32,17 @@ constexpr std::string_view CommonText =
 // How many observations the less specific estimate counts for, by the number of preceding bytes.
 constexpr std::array<double, 2> WeightOfLess = {3, 2};
 
-// How often a byte occurs in any text.
-double UsualShare(std::uint8_t byte) {
-    const double printable = 1.0 / 130;
-    const double high = 0.2 / 256;
-    const double control = 0.01 / 256;
-    return byte >= 0x80 ? high : IsPlainByte(byte) ? printable : control;
-}
-
-// The `count` bytes before `at`; zeros where there are none.
-std::uint32_t Before(ByteSpan text, std::size_t at, std::size_t count) {
-    std::uint32_t bytes = 0;
-    for (std::size_t back = 1; back <= count; ++back) {
-        bytes = bytes << 8U | (at >= back ? text[at - back] : 0U);
+// How often each byte occurs in any text.
+constexpr std::array<double, 256> UsualShares = [] {
+    std::array<double, 256> shares{};
+    for (std::size_t byte = 0; byte < shares.size(); ++byte) {
+        const double printable = 1.0 / 130;
+        const double high = 0.2 / 256;
+        const double control = 0.01 / 256;
+        shares[byte] = byte >= 0x80 ? high : IsPlainByte(static_cast<std::uint8_t>(byte)) ? printable : control;
     }
-    return bytes;
-}
+    return shares;
+}();
 
 std::uint32_t Slot(std::uint32_t key, unsigned bits) { return key * 2654435761U >> (32U - bits); }
 
@@ -67,43 +61,51 @@ TextModel::TextModel(bool isBackwards) {
     counted_.clear();
 }
 
-void TextModel::Learn(ByteSpan text, std::size_t at) {
-    for (std::size_t i = 0; i < Orders; ++i) {
-        const std::uint32_t context = Before(text, at, i + 1);
-        Count(orders_[i].contexts[Slot(context, SlotBits)]);
-        Count(orders_[i].symbols[Slot(WithSymbol(context, text[at]), SlotBits)]);
+std::array<TextModel::Slots, TextModel::Orders> TextModel::SlotsAt(ByteSpan text, std::size_t at) {
+    std::array<Slots, Orders> slots;
+    // The bytes before `at`; zeros where there are none.
+    std::uint32_t context = 0;
+    for (std::uint32_t i = 0; i < Orders; ++i) {
+        context = context << 8U | (at > i ? text[at - 1 - i] : 0U);
+        slots[i] = {2 * i << SlotBits | Slot(context, SlotBits),
+                    (2 * i + 1) << SlotBits | Slot(WithSymbol(context, text[at]), SlotBits)};
+    }
+    return slots;
+}
+
+void TextModel::Learn(const std::array<Slots, Orders>& slots) {
+    for (const Slots& one : slots) {
+        Count(one.context);
+        Count(one.symbol);
     }
 }
 
-void TextModel::Count(std::uint16_t& counter) {
-    if (counter < std::numeric_limits<std::uint16_t>::max()) {
-        ++counter;
-        counted_.push_back(&counter);
+void TextModel::Learn(ByteSpan text, std::size_t at) { Learn(SlotsAt(text, at)); }
+
+void TextModel::Count(std::uint32_t slot) {
+    if (counts_[slot] < std::numeric_limits<std::uint16_t>::max()) {
+        ++counts_[slot];
+        counted_.push_back(slot);
     }
 }
 
 void TextModel::Forget() {
-    for (std::uint16_t* const counter : counted_) {
-        --*counter;
+    for (const std::uint32_t slot : counted_) {
+        --counts_[slot];
     }
     counted_.clear();
 }
 
-double TextModel::Share(ByteSpan text, std::size_t at) const {
-    double share = UsualShare(text[at]);
+double TextModel::Take(ByteSpan text, std::size_t at) {
+    const std::array<Slots, Orders> slots = SlotsAt(text, at);
+    double share = UsualShares[text[at]];
     for (std::size_t i = 0; i < Orders; ++i) {
-        const std::uint32_t context = Before(text, at, i + 1);
-        const double all = orders_[i].contexts[Slot(context, SlotBits)];
-        const double same = orders_[i].symbols[Slot(WithSymbol(context, text[at]), SlotBits)];
+        const double all = counts_[slots[i].context];
+        const double same = counts_[slots[i].symbol];
         share = (same + WeightOfLess[i] * share) / (all + WeightOfLess[i]);
     }
+    Learn(slots);
     return share;
-}
-
-double TextModel::Take(ByteSpan text, std::size_t at) {
-    const double bits = -std::log2(Share(text, at));
-    Learn(text, at);
-    return bits;
 }
 
 }  // namespace salvor

@@ -21,7 +21,7 @@ public:
     /// Learns the byte at `at` as the continuation of the bytes before it.
     void Learn(ByteSpan text, std::size_t at);
 
-    /// How unexpected the byte at `at` is, in bits; then learns it.
+    /// How likely the byte at `at` is, from 0 to 1; then learns it.
     double Take(ByteSpan text, std::size_t at);
 
     /// Forgets all that it has learned since its construction.
@@ -31,19 +31,21 @@ private:
     static constexpr unsigned SlotBits = 16;
     static constexpr std::size_t Orders = 2;
 
+    // The indexes in `counts_` for a number of bytes, and for them with the following byte.
+    struct Slots {
+        std::uint32_t context = 0;
+        std::uint32_t symbol = 0;
+    };
+    static std::array<Slots, Orders> SlotsAt(ByteSpan text, std::size_t at);
+
+    void Learn(const std::array<Slots, Orders>& slots);
+    void Count(std::uint32_t slot);
+
     // What followed a number of bytes: hashed counts of these bytes, and of them with the following byte. More slots
     // than texts have trigrams, since shared ones make all texts alike.
-    struct Order {
-        std::vector<std::uint16_t> contexts = std::vector<std::uint16_t>(std::size_t{1} << SlotBits);
-        std::vector<std::uint16_t> symbols = std::vector<std::uint16_t>(std::size_t{1} << SlotBits);
-    };
-
-    double Share(ByteSpan text, std::size_t at) const;
-    void Count(std::uint16_t& counter);
-
-    std::array<Order, Orders> orders_;
+    std::vector<std::uint16_t> counts_ = std::vector<std::uint16_t>((std::size_t{1} << SlotBits) * 2 * Orders);
     // What was counted since the construction.
-    std::vector<std::uint16_t*> counted_;
+    std::vector<std::uint32_t> counted_;
 };
 
 }  // namespace salvor

@@ -93,21 +93,38 @@ constexpr double NotSearched = -1e9;
 std::vector<double> SavedBits(ByteSpan text, std::size_t begin) {
     Models& models = SharedModels();
     std::vector<double> saved(text.size() + 1, NotSearched);
-    std::vector<double> bits(text.size());
+    std::vector<double> shares(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (i < begin) {
             models.known.Learn(text, i);
         } else {
-            bits[i] = models.known.Take(text, i);
+            shares[i] = models.known.Take(text, i);
         }
     }
     const std::vector<std::uint8_t> reversed(text.rbegin(), text.rend());
     saved[text.size()] = 0;
     for (std::size_t i = text.size(); i-- > std::max(begin, std::size_t{1});) {
-        saved[i] = saved[i + 1] + models.backwards.Take(reversed, text.size() - 1 - i) - bits[i];
+        saved[i] = saved[i + 1] + std::log2(shares[i] / models.backwards.Take(reversed, text.size() - 1 - i));
     }
     models.known.Forget();
     models.backwards.Forget();
+    return saved;
+}
+
+// How many bits fewer `count` bytes, `from` bytes after `at`, take if the text before `at` is known too.
+double BitsSavedBehind(Models& models, ByteSpan text, std::size_t at, std::size_t from, std::size_t count) {
+    // A logarithm takes longer than the rest. The product of this many ratios neither overflows nor vanishes.
+    constexpr std::size_t factors = 16;
+    const ByteSpan behind = text.subspan(at);
+    const std::size_t end = from + count;
+    double saved = 0;
+    for (std::size_t i = from; i < end;) {
+        double ratio = 1;
+        for (const std::size_t stop = std::min(i + factors, end); i < stop; ++i) {
+            ratio *= models.known.Take(text, at + i) / models.fresh.Take(behind, i);
+        }
+        saved += std::log2(ratio);
+    }
     return saved;
 }
 
@@ -302,16 +319,13 @@ double SeamSearch::OddsAt(std::int64_t border) {
     for (std::size_t i = 0; i < at; ++i) {
         models.known.Learn(text, i);
     }
-    double saved = 0;
-    double savedAtJoin = 0;
-    const ByteSpan behind = ByteSpan(text).subspan(at);
-    for (std::size_t i = 0; i < behind.size(); ++i) {
-        saved += models.fresh.Take(behind, i) - models.known.Take(text, at + i);
-        savedAtJoin = i < join ? saved : savedAtJoin;
-    }
+    const std::size_t length = text.size() - at;
+    const std::size_t joined = std::min(join, length);
+    const double savedAtJoin = BitsSavedBehind(models, text, at, 0, joined);
+    const double saved = savedAtJoin + BitsSavedBehind(models, text, at, joined, length - joined);
     models.known.Forget();
     models.fresh.Forget();
-    return -0.115 * saved / std::sqrt(static_cast<double>(behind.size())) - 0.12 * savedAtJoin;
+    return -0.115 * saved / std::sqrt(static_cast<double>(length)) - 0.12 * savedAtJoin;
 }
 
 // Where, after `start`, another text most likely begins that goes on to `end`. The text before is taken forwards with
@@ -325,10 +339,11 @@ End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
     double highest = LeastOdds;
     std::size_t best = 0;
     for (std::size_t i = 0; i + LeastBehind <= text.size(); ++i) {
-        const double odds = lines.Take(i);
         if (saved[i] == NotSearched) {
+            lines.Pass(i);
             continue;
         }
+        const double odds = lines.Take(i);
         const double after = saved[i] - saved[std::min(i + Near, text.size())];
         const double before = i >= Near && saved[i - Near] != NotSearched ? saved[i - Near] - saved[i] : 0;
         const double place = odds + OddsOfNearBit * (before - after);

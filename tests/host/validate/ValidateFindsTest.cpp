@@ -333,11 +333,17 @@ TEST_F(ValidateFindsTest, KeepsTheFirstFindingForAPlaceAsItWas) {
     }
     large.phase = Phase::Bounded;
     known.Add(large);
+    large.phase = Phase::Text;
+    large.countsWholeOnly = true;
+    known.Add(large);
     known.Sort();
     small.startSector = 7;
-    EXPECT_EQ(known.AtPlace(7, Phase::Text), small);
-    EXPECT_EQ(known.AtPlace(7, Phase::Bounded), large);
-    EXPECT_FALSE(known.AtPlace(7, Phase::Structure));
+    EXPECT_EQ(known.AtPlace(7, Phase::Text, false), small);
+    EXPECT_EQ(known.AtPlace(7, Phase::Text, true), large);
+    large.phase = Phase::Bounded;
+    large.countsWholeOnly = false;
+    EXPECT_EQ(known.AtPlace(7, Phase::Bounded, false), large);
+    EXPECT_FALSE(known.AtPlace(7, Phase::Structure, false));
     known.Drop(Phase::Text);
     EXPECT_EQ(known.Count(), 1U);
 }
