@@ -132,31 +132,25 @@ TEST(Compound, HeadersThatAreRefused) {
     }
 }
 
-// Files at the limits of the rules: what is reported follows the reference; some sizes are given by hand.
-TEST(Compound, EdgesOfTheRules) {
-    struct Case {
-        const char* what;
-        CompoundPlan plan;
-        std::function<void(CompoundFile&)> change;
-        std::optional<std::int64_t> size;
-    };
-    const auto plan = [](unsigned sectorShift, std::uint32_t spareFatSectors, std::vector<CompoundEntry> more) {
-        CompoundPlan made = PlanWith({{"PageMaker"}});
-        made.sectorShift = sectorShift;
-        made.spareFatSectors = spareFatSectors;
-        made.entries.insert(made.entries.end(), more.begin(), more.end());
-        return made;
-    };
-    const auto entryField = [](std::size_t field, std::uint32_t value) {
-        return [=](CompoundFile& file) {
-            file.Set32(file.directory[0] + 2 * 128 + field, value);
-        };
-    };
-    const auto miniFat = [](std::uint32_t count, std::uint32_t link) {
-        return [=](CompoundFile& file) {
-            file.Set32(64, count).Set32(60, 1).Set32(2 * 512 + 508, link);
-        };
-    };
+// A file at the limits of the rules.
+struct EdgeCase {
+    const char* what;
+    CompoundPlan plan;
+    std::function<void(CompoundFile&)> change;
+    // Given by hand for some.
+    std::optional<std::int64_t> size = {};
+};
+
+CompoundPlan PageMakerPlan(unsigned sectorShift, std::uint32_t spareFatSectors,
+                           const std::vector<CompoundEntry>& more = {}) {
+    CompoundPlan plan = PlanWith({{"PageMaker"}});
+    plan.sectorShift = sectorShift;
+    plan.spareFatSectors = spareFatSectors;
+    plan.entries.insert(plan.entries.end(), more.begin(), more.end());
+    return plan;
+}
+
+std::vector<EdgeCase> EdgesOfSizes() {
     const auto nothing = [](CompoundFile&) {
     };
     const CompoundPlan bad{.entries = {{"Root Entry"}, {"PageMaker", 700}, {"Bad", 10, 2}}};
@@ -166,7 +160,7 @@ TEST(Compound, EdgesOfTheRules) {
         made.spareFatSectors = spareFatSectors;
         return made;
     };
-    std::vector<Case> cases{
+    return {
         {"header, FAT and entries have 896 bytes",
          {.entries = {{"Root Entry"}, {"PageMaker"}}, .sectorShift = 7},
          nothing,
@@ -178,16 +172,14 @@ TEST(Compound, EdgesOfTheRules) {
         {"bad entry, 2 GiB", badWith(16, 1), nothing, 0},
         {"bad entry, 4 GiB", badWith(16, 3), nothing, 0},
         {"bad entry, 5 GiB", badWith(16, 4), nothing, 0x40000000},
-        {"DIFAT that links to itself",
-         plan(7, 200, {}),
+        {"DIFAT that links to itself", PageMakerPlan(7, 200),
          [](CompoundFile& file) {
              file.Set32(44, 9000).Set32(72, 9000).Set32(68, 3 + 201);
              for (std::size_t word = 0; word < 32; ++word) {
                  file.Set32((3 + 202) * 128 + word * 4, 3 + 201);
              }
-         },
-         {}},
-        {"directory that goes on at 4 GiB, which is the header", plan(9, 0, {}),
+         }},
+        {"directory that goes on at 4 GiB, which is the header", PageMakerPlan(9, 0),
          [](CompoundFile& file) { file.Set32(file.fat[file.firstDirectorySector], 0x7FFFFF).Set16(64, 2); }, 65536},
         {"root's size that shrinks on the way",
          {.entries = {{"Root Entry"}, {"PageMaker"}, {}, {}, {"Far"}, {"Near"}, {}, {}, {"Root Entry"}},
@@ -198,28 +190,39 @@ TEST(Compound, EdgesOfTheRules) {
          },
          512 * 128 * 10},
     };
+}
+
+std::vector<EdgeCase> EdgesOfFields() {
+    std::vector<EdgeCase> cases;
     for (const std::uint32_t sector : {0x3FFFFFU, 0x400000U, 0x80000000U}) {
-        cases.push_back(
-            {"DIFAT at 2 GiB", plan(9, 0, {}), [=](CompoundFile& file) { file.Set32(72, 1).Set32(68, sector); }, {}});
+        cases.push_back({"DIFAT at 2 GiB", PageMakerPlan(9, 0), [=](CompoundFile& file) {
+                             file.Set32(72, 1).Set32(68, sector);
+                         }});
     }
     for (const std::uint32_t count : {1U, 2047U, 2049U}) {
         for (const std::uint32_t link : {0U, 1U, 0x3FFFFFU, 0x400000U, 0x80000000U}) {
-            cases.push_back({"MiniFAT", plan(9, 60, {}), miniFat(count, link), {}});
+            cases.push_back({"MiniFAT", PageMakerPlan(9, 60), [=](CompoundFile& file) {
+                                 file.Set32(64, count).Set32(60, 1).Set32(2 * 512 + 508, link);
+                             }});
         }
     }
-    for (const auto& [field, value] : std::initializer_list<std::pair<std::size_t, std::uint32_t>>{{116, 0xFFFFFFFD},
-                                                                                                   {116, 0xFFFFFFFC},
-                                                                                                   {116, 0x3FFF},
-                                                                                                   {116, 0x4000},
-                                                                                                   {120, 0x4000000},
-                                                                                                   {120, 0x4000001},
-                                                                                                   {64, 0x01050040},
-                                                                                                   {64, 0x01060040},
-                                                                                                   {64, 0x02050040},
-                                                                                                   {64, 0x02060042}}) {
-        cases.push_back({"entry", plan(16, 0, {{"Edge", 1}}), entryField(field, value), {}});
+    const std::initializer_list<std::pair<std::size_t, std::uint32_t>> fields{
+        {116, 0xFFFFFFFD}, {116, 0xFFFFFFFC}, {116, 0x3FFF},    {116, 0x4000},    {120, 0x4000000},
+        {120, 0x4000001},  {64, 0x01050040},  {64, 0x01060040}, {64, 0x02050040}, {64, 0x02060042}};
+    for (const auto& [field, value] : fields) {
+        cases.push_back(
+            {"entry", PageMakerPlan(16, 0, {{"Edge", 1}}), [field = field, value = value](CompoundFile& file) {
+                 file.Set32(file.directory[0] + 2 * 128 + field, value);
+             }});
     }
-    for (const Case& tested : cases) {
+    return cases;
+}
+
+// What is reported follows the reference.
+TEST(Compound, EdgesOfTheRules) {
+    std::vector<EdgeCase> cases = EdgesOfSizes();
+    std::ranges::move(EdgesOfFields(), std::back_inserter(cases));
+    for (const EdgeCase& tested : cases) {
         CompoundFile file(tested.plan);
         tested.change(file);
         const std::int64_t size = ReferenceCompoundSize(file.bytes);
@@ -247,76 +250,93 @@ TEST(Compound, ABlockAtSector0IsTakenAsScanned) {
     EXPECT_EQ(sink.finds.size(), 1U);
 }
 
-// A compound file of any kind, most of them with some damage where it matters.
-Bytes RandomFile(Noise& noise) {
-    const auto below = [&noise](std::uint64_t bound) {
-        return static_cast<std::uint32_t>(noise.Below(bound));
-    };
-    const auto pick = [&noise](const auto& from) {
-        return from[noise.Below(std::size(from))];
-    };
+struct Dice {
+    Noise& noise;
+
+    std::uint32_t Below(std::uint64_t bound) const { return static_cast<std::uint32_t>(noise.Below(bound)); }
+    auto Pick(const auto& from) const { return from[noise.Below(std::size(from))]; }
+    std::uint32_t PickOf(std::initializer_list<std::uint32_t> values) const {
+        return values.begin()[Below(values.size())];
+    }
+};
+
+// Of any kind, or of two.
+CompoundPlan RandomPlan(const Dice& dice) {
     CompoundPlan plan;
-    plan.sectorShift = pick(std::to_array<unsigned>({3, 5, 7, 7, 7, 8, 9, 9, 9, 12}));
-    for (std::uint32_t kinds = plan.sectorShift < 7 ? 0 : 1 + below(2); kinds > 0; --kinds) {
-        const CompoundKind kind = pick(CompoundKinds());
+    plan.sectorShift = dice.PickOf({3, 5, 7, 7, 7, 8, 9, 9, 9, 12});
+    for (std::uint32_t kinds = plan.sectorShift < 7 ? 0 : 1 + dice.Below(2); kinds > 0; --kinds) {
+        const CompoundKind kind = dice.Pick(CompoundKinds());
         Names names = kind.allOf;
-        names.push_back(pick(kind.anyOf));
+        names.push_back(dice.Pick(kind.anyOf));
         for (const std::string& name : names) {
-            plan.entries.push_back(
-                {below(20) == 0 ? std::string(below(33), 'n') : name, below(4) == 0 ? below(9000) : below(400)});
+            plan.entries.push_back({dice.Below(20) == 0 ? std::string(dice.Below(33), 'n') : name,
+                                    dice.Below(4) == 0 ? dice.Below(9000) : dice.Below(400)});
         }
     }
-    plan.entries[0].size = below(3000);
-    plan.miniFatSectors = below(3);
-    plan.difatSectors = below(3) == 0 ? 1 + below(3) : 0;
-    plan.spareFatSectors = plan.difatSectors + (below(8) == 0 ? below(140) : 0);
-    CompoundFile file(plan);
+    plan.entries[0].size = dice.Below(3000);
+    plan.miniFatSectors = dice.Below(3);
+    plan.difatSectors = dice.Below(3) == 0 ? 1 + dice.Below(3) : 0;
+    plan.spareFatSectors = plan.difatSectors + (dice.Below(8) == 0 ? dice.Below(140) : 0);
+    return plan;
+}
 
-    const auto sectors = static_cast<std::uint32_t>(file.bytes.size() / file.sectorSize);
+// The number of a sector of the file, or one that the rules treat specially.
+std::uint32_t RandomSector(const Dice& dice, const CompoundFile& file) {
+    if (dice.Below(4) != 0) {
+        return dice.Below(file.bytes.size() / file.sectorSize);
+    }
     const auto fatWords = static_cast<std::uint32_t>(file.fat.size());
+    return dice.PickOf({0, 1, fatWords, 0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFD, 0xFFFFFFFC, 0x7FFFFFFF, 0x80000000,
+                        0x7FFFFFFFU / file.sectorSize, 0x7FFFFFFFU / file.sectorSize + 1});
+}
+
+// Changes one word where it matters.
+void Damage(const Dice& dice, CompoundFile& file) {
     const auto inDirectory = [&] {
-        return file.firstDirectorySector + below(file.directory.size());
+        return file.firstDirectorySector + dice.Below(file.directory.size());
     };
-    for (std::uint32_t damage = below(4); damage > 0; --damage) {
-        const std::uint32_t sector =
-            below(4) == 0 ? pick(std::to_array<std::uint32_t>(
-                                {0, 1, fatWords, 0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFD, 0xFFFFFFFC, 0x7FFFFFFF, 0x80000000,
-                                 0x7FFFFFFFU / file.sectorSize, 0x7FFFFFFFU / file.sectorSize + 1}))
-                          : below(sectors);
-        const std::size_t entry = pick(file.directory) + below(std::max(file.sectorSize / 128, 1U)) * 128;
-        // Fields that the file lacks are written to a harmless place.
-        std::size_t at = 8;
-        std::uint32_t value = sector;
-        switch (below(8)) {
-            case 0:
-                at = pick(std::to_array<std::size_t>({48, 60, 68, 76, 80, 76 + 108 * 4}));
-                break;
-            case 1:
-                at = pick(std::to_array<std::size_t>({44, 64, 72}));
-                value = below(12);
-                break;
-            // Sectors too small for a word, too small for an entry, and mini sectors of 1 byte.
-            case 2:
-                at = 30;
-                value = pick(std::to_array<std::uint32_t>({0, 1, 2, 6, 8, 10, 11, 12, 32 + 9}));
-                break;
-            case 3:
-                at = pick(file.fat);
-                break;
-            case 4:
-                at = file.fat[inDirectory()];
-                value = inDirectory();
-                break;
-            case 5:
-                at = file.difat.empty() ? at : below(2) == 0 ? pick(file.difat) : file.difat.back();
-                break;
-            default:
-                at = entry + pick(std::to_array<std::size_t>({0, 2, 16, 20, 64, 66, 80, 116, 118, 120, 122}));
-                value = pick(std::to_array<std::uint32_t>({0, 1, 2, 5, 6, 64, 65, 0x100, 0x401, 0x20040, 0xFFFFFFFE}));
-        }
-        if (at + 4 <= file.bytes.size()) {
-            file.Set32(at, value);
-        }
+    std::uint32_t value = RandomSector(dice, file);
+    const std::size_t entry = dice.Pick(file.directory) + dice.Below(std::max(file.sectorSize / 128, 1U)) * 128;
+    // Fields that the file lacks are written to a harmless place.
+    std::size_t at = 8;
+    switch (dice.Below(8)) {
+        case 0:
+            at = dice.PickOf({48, 60, 68, 76, 80, 76 + 108 * 4});
+            break;
+        case 1:
+            at = dice.PickOf({44, 64, 72});
+            value = dice.Below(12);
+            break;
+        // Sectors too small for a word, too small for an entry, and mini sectors of 1 byte.
+        case 2:
+            at = 30;
+            value = dice.PickOf({0, 1, 2, 6, 8, 10, 11, 12, 32 + 9});
+            break;
+        case 3:
+            at = dice.Pick(file.fat);
+            break;
+        case 4:
+            at = file.fat[inDirectory()];
+            value = inDirectory();
+            break;
+        case 5:
+            at = file.difat.empty() ? at : dice.Below(2) == 0 ? dice.Pick(file.difat) : file.difat.back();
+            break;
+        default:
+            at = entry + dice.PickOf({0, 2, 16, 20, 64, 66, 80, 116, 118, 120, 122});
+            value = dice.PickOf({0, 1, 2, 5, 6, 64, 65, 0x100, 0x401, 0x20040, 0xFFFFFFFE});
+    }
+    if (at + 4 <= file.bytes.size()) {
+        file.Set32(at, value);
+    }
+}
+
+// A compound file of any kind, most of them with some damage.
+Bytes RandomFile(Noise& noise) {
+    const Dice dice{noise};
+    CompoundFile file(RandomPlan(dice));
+    for (std::uint32_t damage = dice.Below(4); damage > 0; --damage) {
+        Damage(dice, file);
     }
     return file.bytes;
 }

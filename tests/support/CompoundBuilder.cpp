@@ -41,83 +41,86 @@ CompoundFile& CompoundFile::Set(std::size_t offset, std::uint32_t value, std::si
     return *this;
 }
 
-CompoundFile::CompoundFile(const CompoundPlan& plan) : sectorSize(1U << plan.sectorShift) {
-    const auto sectorsOf = [this](std::size_t size) {
-        return static_cast<std::uint32_t>((size + sectorSize - 1) / sectorSize);
-    };
-    const std::uint32_t words = sectorSize / 4;
-    const std::uint32_t directorySectors = sectorsOf(plan.entries.size() * 128);
-    // Smaller sectors begin inside the header.
-    const std::uint32_t hidden = std::max(512 / sectorSize, 1U) - 1;
-    std::uint32_t others = hidden + plan.difatSectors + plan.miniFatSectors + directorySectors;
-    for (const CompoundEntry& entry : plan.entries) {
-        others += sectorsOf(entry.size);
-    }
-    std::uint32_t fatSectors = 1;
-    while (fatSectors * words < fatSectors + others) {
-        ++fatSectors;
-    }
-    fatSectors += plan.spareFatSectors;
-    bytes.assign(std::size_t{sectorSize} * (1 + fatSectors + others), 0);
-
-    const auto offsetOf = [this](std::uint32_t sector) {
-        return (std::size_t{sector} + 1) * sectorSize;
-    };
-    for (std::uint32_t i = 0; i < fatSectors * words; ++i) {
-        fat.push_back(offsetOf(hidden) + std::size_t{i} * 4);
-        Set32(fat.back(), i < hidden + fatSectors ? FatSector : Free);
-    }
-    std::uint32_t next = hidden + fatSectors;
-    // Takes sectors and links them in the FAT.
-    const auto chain = [&](std::uint32_t count) {
-        const std::uint32_t first = next;
-        for (std::uint32_t i = 0; i < count; ++i, ++next) {
-            Set32(fat[next], i + 1 < count ? next + 1 : EndOfChain);
-        }
-        return count == 0 ? EndOfChain : first;
-    };
-    const std::uint32_t firstDifat = chain(plan.difatSectors);
-    const std::uint32_t firstMiniFat = chain(plan.miniFatSectors);
-    firstDirectorySector = chain(directorySectors);
+CompoundFile::CompoundFile(const CompoundPlan& plan)
+    : sectorSize(1U << plan.sectorShift), hidden_(std::max(512 / sectorSize, 1U) - 1) {
+    Allocate(plan);
+    const std::uint32_t directorySectors = SectorsOf(plan.entries.size() * 128);
+    const std::uint32_t firstDifat = Chain(plan.difatSectors);
+    const std::uint32_t firstMiniFat = Chain(plan.miniFatSectors);
+    firstDirectorySector = Chain(directorySectors);
 
     constexpr std::uint8_t signature[] = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
     std::ranges::copy(signature, bytes.begin());
     Set16(24, 0x3E).Set16(26, 3).Set16(28, 0xFFFE).Set16(30, plan.sectorShift).Set16(32, 6);
-    Set32(44, fatSectors).Set32(48, firstDirectorySector).Set32(56, 4096);
+    Set32(44, fatSectors_).Set32(48, firstDirectorySector).Set32(56, 4096);
     Set32(60, firstMiniFat).Set32(64, plan.miniFatSectors).Set32(68, firstDifat).Set32(72, plan.difatSectors);
-    std::uint32_t listed = 0;
-    const auto list = [&](std::size_t offset) {
-        Set32(offset, listed < fatSectors ? hidden + listed++ : Free);
-    };
     for (std::size_t i = 0; i < 109; ++i) {
-        list(76 + i * 4);
+        ListFatSector(76 + i * 4);
     }
-    for (std::uint32_t sector = 0; sector < plan.difatSectors; ++sector) {
+    WriteDifat(firstDifat, plan.difatSectors);
+    for (std::uint32_t sector = 0; sector < directorySectors; ++sector) {
+        directory.push_back(OffsetOf(firstDirectorySector + sector));
+    }
+    for (std::size_t i = 0; i < plan.entries.size(); ++i) {
+        WriteEntry(OffsetOf(firstDirectorySector) + i * 128, plan.entries[i]);
+    }
+}
+
+void CompoundFile::Allocate(const CompoundPlan& plan) {
+    const std::uint32_t words = sectorSize / 4;
+    std::uint32_t others = hidden_ + plan.difatSectors + plan.miniFatSectors + SectorsOf(plan.entries.size() * 128);
+    for (const CompoundEntry& entry : plan.entries) {
+        others += SectorsOf(entry.size);
+    }
+    fatSectors_ = 1;
+    while (fatSectors_ * words < fatSectors_ + others) {
+        ++fatSectors_;
+    }
+    fatSectors_ += plan.spareFatSectors;
+    bytes.assign(std::size_t{sectorSize} * (1 + fatSectors_ + others), 0);
+    next_ = hidden_ + fatSectors_;
+    for (std::uint32_t i = 0; i < fatSectors_ * words; ++i) {
+        fat.push_back(OffsetOf(hidden_) + std::size_t{i} * 4);
+        Set32(fat.back(), i < next_ ? FatSector : Free);
+    }
+}
+
+std::uint32_t CompoundFile::Chain(std::uint32_t count) {
+    const std::uint32_t first = next_;
+    for (std::uint32_t i = 0; i < count; ++i, ++next_) {
+        Set32(fat[next_], i + 1 < count ? next_ + 1 : EndOfChain);
+    }
+    return count == 0 ? EndOfChain : first;
+}
+
+void CompoundFile::ListFatSector(std::size_t offset) {
+    Set32(offset, listed_ < fatSectors_ ? hidden_ + listed_++ : Free);
+}
+
+void CompoundFile::WriteDifat(std::uint32_t first, std::uint32_t sectors) {
+    const std::uint32_t words = sectorSize / 4;
+    for (std::uint32_t sector = 0; sector < sectors; ++sector) {
         for (std::uint32_t i = 0; i < words; ++i) {
-            difat.push_back(offsetOf(firstDifat + sector) + std::size_t{i} * 4);
+            difat.push_back(OffsetOf(first + sector) + std::size_t{i} * 4);
             if (i + 1 < words) {
-                list(difat.back());
+                ListFatSector(difat.back());
             } else {
-                Set32(difat.back(), sector + 1 < plan.difatSectors ? firstDifat + sector + 1 : EndOfChain);
+                Set32(difat.back(), sector + 1 < sectors ? first + sector + 1 : EndOfChain);
             }
         }
     }
-    for (std::uint32_t sector = 0; sector < directorySectors; ++sector) {
-        directory.push_back(offsetOf(firstDirectorySector + sector));
+}
+
+void CompoundFile::WriteEntry(std::size_t at, const CompoundEntry& entry) {
+    const std::uint32_t start = Chain(SectorsOf(entry.size));
+    for (std::size_t c = 0; c < std::min<std::size_t>(entry.name.size(), 32); ++c) {
+        Set16(at + c * 2, static_cast<std::uint8_t>(entry.name[c]));
     }
-    for (std::size_t i = 0; i < plan.entries.size(); ++i) {
-        const CompoundEntry& entry = plan.entries[i];
-        const std::size_t at = offsetOf(firstDirectorySector) + i * 128;
-        const std::uint32_t start = chain(sectorsOf(entry.size));
-        for (std::size_t c = 0; c < std::min<std::size_t>(entry.name.size(), 32); ++c) {
-            Set16(at + c * 2, static_cast<std::uint8_t>(entry.name[c]));
-        }
-        Set16(at + 64, static_cast<std::uint32_t>(entry.name.empty() ? 0 : entry.name.size() * 2 + 2));
-        bytes[at + 66] = entry.objectType;
-        bytes[at + 67] = entry.colour;
-        std::ranges::copy(entry.classId, bytes.begin() + static_cast<std::ptrdiff_t>(at + 80));
-        Set32(at + 116, start).Set32(at + 120, entry.size);
-    }
+    Set16(at + 64, static_cast<std::uint32_t>(entry.name.empty() ? 0 : entry.name.size() * 2 + 2));
+    bytes[at + 66] = entry.objectType;
+    bytes[at + 67] = entry.colour;
+    std::ranges::copy(entry.classId, bytes.begin() + static_cast<std::ptrdiff_t>(at + 80));
+    Set32(at + 116, start).Set32(at + 120, entry.size);
 }
 
 CompoundPlan PlanWith(std::initializer_list<Names> streams) {

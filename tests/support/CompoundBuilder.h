@@ -62,6 +62,24 @@ public:
 
 private:
     CompoundFile& Set(std::size_t offset, std::uint32_t value, std::size_t width);
+    std::uint32_t SectorsOf(std::size_t size) const {
+        return static_cast<std::uint32_t>((size + sectorSize - 1) / sectorSize);
+    }
+    std::size_t OffsetOf(std::uint32_t sector) const { return (std::size_t{sector} + 1) * sectorSize; }
+    /// Makes room for everything, with the FAT at its place.
+    void Allocate(const CompoundPlan& plan);
+    /// Takes the next sectors and links them in the FAT; gives the first.
+    std::uint32_t Chain(std::uint32_t count);
+    /// Writes the FAT's next sector into its list.
+    void ListFatSector(std::size_t offset);
+    void WriteDifat(std::uint32_t first, std::uint32_t sectors);
+    void WriteEntry(std::size_t at, const CompoundEntry& entry);
+
+    // Sectors that begin inside the header, if they are smaller.
+    std::uint32_t hidden_;
+    std::uint32_t fatSectors_ = 0;
+    std::uint32_t listed_ = 0;
+    std::uint32_t next_ = 0;
 };
 
 /// A plan with these streams of some hundred bytes each.

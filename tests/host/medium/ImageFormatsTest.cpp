@@ -30,7 +30,7 @@ const std::vector<Making> Makings{
     {ImageFormat::Split, "l.aa", "split -b 1M m.raw l."},
     {ImageFormat::Ewf, "e.E01", "ewfacquire -q -u -c none -S 1MiB -t e m.raw"},
     {ImageFormat::Ewf, "c.E01", "ewfacquire -q -u -c fast -f encase5 -b 16 -t c m.raw"},
-    {ImageFormat::Aff, "a.aff", "affconvert -q -o a.aff m.raw"},
+    {ImageFormat::Aff, "a.aff", "affconvert -q -s 64k -o a.aff m.raw"},
     {ImageFormat::Vmdk, "v.vmdk", "qemu-img convert -O vmdk m.raw v.vmdk"},
     {ImageFormat::Vmdk, "f.vmdk", "qemu-img convert -O vmdk -o subformat=monolithicFlat m.raw f.vmdk"},
     {ImageFormat::Vmdk, "o.vmdk", "qemu-img convert -O vmdk -o subformat=streamOptimized m.raw o.vmdk"},
@@ -157,8 +157,7 @@ TEST_F(ImageFormats, WithDamagedHeadsAreReadInBounds) {
             }
             WriteFile(folder_ / making.first, damaged);
             const std::string path = Quoted(Path(making.first));
-            // A page that cannot be unpacked is tried sector by sector, for seconds, and ten times as long here under
-            // the sanitizers.
+            // A page that cannot be unpacked is tried sector by sector, which takes seconds under the sanitizers.
             const int status =
                 RunProgram("scan " + path + " --quiet --types png --report " + Quoted(Path("finds")), "timeout 120")
                     .status;
