@@ -2,8 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "host/validators/validator.h"
@@ -23,6 +26,18 @@ struct KnownFinding {
     bool countsWholeOnly = false;
     bool operator==(const KnownFinding&) const = default;
 };
+
+/// How far a validator's walk over a large file was when it was noted last.
+struct WalkNote {
+    /// Bytes that had been read for it.
+    std::int64_t cost = 0;
+    /// The fields of the walk.
+    std::vector<std::int64_t> fields;
+};
+
+/// A walk's start sector and the name of its validator.
+using WalkPlace = std::pair<std::int64_t, std::string>;
+using KnownWalks = std::map<WalkPlace, WalkNote>;
 
 /// A finding in 8 bytes: its size below 4 GiB, and the number of the rest of it.
 struct PackedFinding {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -121,6 +122,10 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
         read.known.Add(known);
     } else if (kind == "outcome") {
         read.validation.outcomes.push_back(OutcomeIn(record));
+    } else if (kind == "walk") {
+        WalkNote note{IntegerIn(record, "cost"), {}};
+        std::ranges::transform(record.at("fields"), std::back_inserter(note.fields), IntegerOf);
+        read.walks[{IntegerIn(record, "start_sector"), record.at("validator").get<std::string>()}] = std::move(note);
     } else if (kind == "unreadable") {
         const auto ranges = RangesFromJson(record, "sectors");
         if (!ranges) {
@@ -139,8 +144,9 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
     }
 }
 
-// The start of a finding's line.
+// How lines begin that only an incomplete file needs.
 constexpr std::string_view FindingPrefix = R"({"record":"finding",)";
+constexpr std::string_view WalkPrefix = R"({"record":"walk",)";
 
 // The digest in the first line; nothing if this is not an outcomes file.
 std::optional<std::string> DigestIn(LineReader& lines) {
@@ -245,6 +251,14 @@ std::string FindingLine(const KnownFinding& finding) {
                        finding.countsWholeOnly ? R"(,"whole_only":true)" : "", finding.cost);
 }
 
+std::string WalkLine(const WalkPlace& place, const WalkNote& note) {
+    return JsonLine({{"record", "walk"},
+                     {"start_sector", place.first},
+                     {"validator", place.second},
+                     {"cost", note.cost},
+                     {"fields", note.fields}});
+}
+
 std::string UnreadableLine(const std::vector<SectorRange>& sectors) {
     return JsonLine({{"record", "unreadable"}, {"sectors", RangesToJson(sectors)}});
 }
@@ -273,6 +287,8 @@ std::string SummaryLine(bool isComplete, const VerdictCounts& byVerdict) {
 }
 
 void OutcomesWriter::AddFinding(const KnownFinding& finding) { log_.Add(FindingLine(finding)); }
+
+void OutcomesWriter::AddWalk(const WalkPlace& place, const WalkNote& note) { log_.Add(WalkLine(place, note)); }
 
 void OutcomesWriter::AddSetAside(const SetAside& setAside) { log_.Add(SetAsideLine(setAside)); }
 
@@ -319,7 +335,7 @@ std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
     read.digest = *digest;
     const bool isComplete = EndsComplete(file);
     for (std::string line; lines.Next(line);) {
-        if (isComplete && line.starts_with(FindingPrefix)) {
+        if (isComplete && (line.starts_with(FindingPrefix) || line.starts_with(WalkPrefix))) {
             continue;
         }
         try {

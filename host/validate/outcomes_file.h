@@ -26,6 +26,7 @@ Sightings SightingsFrom(const std::function<std::int64_t()>& next);
 
 /// Lines of an outcomes file, with their line breaks.
 std::string FindingLine(const KnownFinding& finding);
+std::string WalkLine(const WalkPlace& place, const WalkNote& note);
 std::string UnreadableLine(const std::vector<SectorRange>& sectors);
 std::string OutcomeLine(const Outcome& outcome);
 std::string SetAsideLine(const SetAside& setAside);
@@ -43,6 +44,7 @@ public:
     void AddFinding(const KnownFinding& finding);
     /// Adds unreadable sectors that the scan did not try.
     void AddUnreadable(const std::vector<SectorRange>& sectors);
+    void AddWalk(const WalkPlace& place, const WalkNote& note);
     void AddSetAside(const SetAside& setAside);
     void Add(const Validation& validation);
     /// Notes that a piece of the work is done. It has findings, but no outcomes yet.
@@ -60,6 +62,7 @@ struct OutcomesRead {
     /// The digest that they belong to.
     std::string digest;
     KnownFindings known;
+    KnownWalks walks;
     /// Unreadable sectors that are not among those of the scan.
     std::vector<SectorRange> unreadable;
     /// Complete only if the file is complete.

@@ -35,6 +35,9 @@ public:
     virtual bool OnPlace(Validator::Phase phase, std::int64_t byte) = 0;
     /// Called for each finding that was not known before.
     virtual void OnFinding(const KnownFinding& /*finding*/) {}
+    /// Asked again and again while a validator reads a file; true to get a note of how far it is.
+    virtual bool WantsWalk() { return false; }
+    virtual void OnWalk(const WalkPlace& /*place*/, const WalkNote& /*note*/) {}
     /// From now on `asked` looks at the place: the index of a validator or, from the number of validators on, a type
     /// whose scanner is asked.
     virtual void OnAsk(std::int64_t /*sector*/, std::int32_t /*asked*/) {}
@@ -48,6 +51,8 @@ struct ValidateRequest {
     std::vector<GridStretch> grids{};
     /// Findings of an earlier run on the same sightings.
     KnownFindings known{};
+    /// Walks that an earlier run began.
+    KnownWalks walks{};
     std::span<const SetAside> setAside{};
     /// Only collects the findings of one phase for the places in these sectors, for a later run to use; gives no
     /// outcomes. The findings of earlier phases should be known.

@@ -44,6 +44,11 @@ public:
             Keep(findings[i]);
         }
     }
+    void Keep(const KnownWalks& walks) {
+        for (const auto& [place, note] : walks) {
+            writer_.AddWalk(place, note);
+        }
+    }
     void Keep(const SetAside& setAside) {
         progress_.Clear();
         Say("validating sector {}: {} {}; what the scanners say of it counts",
@@ -157,6 +162,7 @@ public:
         request_.caps = caps;
         request_.grids = how.grids;
         keeper_.Keep(known.known);
+        keeper_.Keep(known.walks);
         for (const SetAside& one : known.validation.setAside) {
             SetAsideHere(one);
         }
@@ -218,6 +224,8 @@ public:
         if (read_.known.Count() > 0) {
             keeper_.Keep(read_.known);
             read_.known.Clear();
+        } else if (!read_.walks.empty()) {
+            keeper_.Keep(std::exchange(read_.walks, {}));
         } else if (read_.unreadable.size() > unreadable) {
             access_.unreadable.insert(access_.unreadable.end(), read_.unreadable.begin(), read_.unreadable.end());
             keeper_.KeepUnreadable(read_.unreadable);
@@ -377,6 +385,7 @@ Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::
             return std::move(read->validation);
         }
         known.known.Add(read->known);
+        known.walks.merge(read->walks);
         std::ranges::move(read->validation.setAside, std::back_inserter(known.validation.setAside));
         if (read->piece) {
             done.push_back(*read->piece);

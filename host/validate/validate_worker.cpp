@@ -34,6 +34,12 @@ public:
         return worker_.StopRequested();
     }
     void OnFinding(const KnownFinding& finding) override { Add(FindingLine(finding)); }
+    bool WantsWalk() override { return steady_clock::now() >= nextWalk_; }
+    void OnWalk(const WalkPlace& place, const WalkNote& note) override {
+        Add(WalkLine(place, note));
+        Send();
+        nextWalk_ = steady_clock::now() + WalkInterval;
+    }
     void OnAsk(std::int64_t sector, std::int32_t asked) override { worker_.At({sector, 1}, asked); }
 
     void Add(const std::string& line) {
@@ -53,11 +59,14 @@ public:
     }
 
 private:
+    static constexpr std::chrono::seconds WalkInterval{2};
+
     Worker& worker_;
     std::optional<SectorRange> ahead_;
     Validator::Phase phase_;
     std::string pending_;
     steady_clock::time_point nextSend_ = steady_clock::now();
+    steady_clock::time_point nextWalk_ = steady_clock::now() + WalkInterval;
 };
 
 Json GridsToJson(const std::vector<GridStretch>& grids) {
@@ -153,6 +162,7 @@ bool ValidateInWorker(Worker& worker) {
     request.caps = CapsFromJson(worker.What().at("caps"));
     request.grids = GridsFromJson(worker.What().at("grids"));
     request.known = std::move(known.known);
+    request.walks = std::move(known.walks);
     request.setAside = known.validation.setAside;
     request.ahead = AheadIn(worker.What());
     request.phase = static_cast<Validator::Phase>(worker.What().at("phase").get<int>());

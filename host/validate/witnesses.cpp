@@ -44,6 +44,37 @@ std::int64_t AllowanceOf(const Medium& medium, std::int64_t times) {
     return least + std::min(medium.SizeInBytes(), std::numeric_limits<std::int64_t>::max() / 16) * times;
 }
 
+// Passes on how far a validator's walk is, and where it was when an earlier run was stopped.
+class AskedWalk final : public WalkNotes {
+public:
+    AskedWalk(WalkPlace place, const KnownWalks& known, ReadAllowance& allowance, ValidateObserver& observer)
+        : place_(std::move(place)),
+          known_(known),
+          allowance_(allowance),
+          given_(allowance.Left()),
+          observer_(observer) {}
+
+    std::vector<std::int64_t> Last() override {
+        const auto last = known_.find(place_);
+        if (last == known_.end() || last->second.cost < 0 || last->second.cost > allowance_.Left()) {
+            return {};
+        }
+        allowance_.Take(last->second.cost);
+        return last->second.fields;
+    }
+    bool AreDue() override { return observer_.WantsWalk(); }
+    void Take(std::vector<std::int64_t> note) override {
+        observer_.OnWalk(place_, {given_ - allowance_.Left(), std::move(note)});
+    }
+
+private:
+    WalkPlace place_;
+    const KnownWalks& known_;
+    ReadAllowance& allowance_;
+    std::int64_t given_;
+    ValidateObserver& observer_;
+};
+
 }  // namespace
 
 Finding NoFileBecause(const std::string& why) {
@@ -134,7 +165,11 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
             allowance = ReadAllowance(std::min(left_, given));
             const std::int64_t before = allowance.Left();
             if (isFollowed) {
+                // Later phases depend on the whole files, which a stopped run need not have known.
+                AskedWalk walk({sector, std::string(validator.name)}, request_.walks, allowance, observer_);
+                place.SetNotes(phase == Phase::Structure ? &walk : nullptr);
                 finding = Checked(FindingAt(validator, place), place.Limit());
+                place.SetNotes(nullptr);
             }
             left_ -= before - allowance.Left();
             if (!isFollowed || allowance.IsUsedUp()) {

@@ -53,6 +53,7 @@ ByteSpan Place::LoadPiece(std::int64_t offset, std::size_t wanted, std::size_t l
         buffer_.resize(static_cast<std::size_t>(count * sectorSize));
         medium_.Read(startSector_ + first, buffer_.data(), count);
         bufferStart_ = first * sectorSize;
+        areNotesDue_ = notes_ != nullptr && notes_->AreDue();
         held = PartFrom(ByteSpan(buffer_).first(static_cast<std::size_t>(end - bufferStart_)), bufferStart_, offset);
     }
     return held.first(std::min(held.size(), static_cast<std::size_t>(Limit() - offset)));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "frame/bytes/ByteWindow.h"
@@ -44,6 +45,17 @@ struct Neighbours {
     bool isSlackClean = false;
 };
 
+/// Where walks over very large files are, for a run that is stopped and goes on.
+class WalkNotes {
+public:
+    virtual ~WalkNotes() = default;
+    /// What a stopped run noted last for the walk that begins now; empty if nothing.
+    virtual std::vector<std::int64_t> Last() = 0;
+    /// Asked after every reading; true if a note is due.
+    virtual bool AreDue() = 0;
+    virtual void Take(std::vector<std::int64_t> note) = 0;
+};
+
 /// A place on the medium where a file may begin, as a validator sees it: the bytes from there to the medium's end, and
 /// what begins around it. Sectors that cannot be read are zeros. Offsets are in bytes from the place.
 class Place final : public ByteWindow {
@@ -70,6 +82,12 @@ public:
     /// Is the rest of files' last clusters zeros?
     bool IsSlackClean() const { return neighbours_.isSlackClean; }
 
+    /// The notes outlive this.
+    void SetNotes(WalkNotes* notes) { notes_ = notes; }
+    WalkNotes* Notes() const { return notes_; }
+    /// The notes if they are due; null if not.
+    WalkNotes* DueNotes() { return std::exchange(areNotesDue_, false) ? notes_ : nullptr; }
+
     void Charge(std::int64_t bytes) override { allowance_.Take(bytes); }
     bool IsExhausted() const override { return allowance_.IsUsedUp(); }
 
@@ -81,6 +99,8 @@ private:
     std::int64_t startSector_;
     const Neighbours& neighbours_;
     ReadAllowance& allowance_;
+    WalkNotes* notes_ = nullptr;
+    bool areNotesDue_ = false;
     std::int64_t leastRead_;
     // Whole sectors, the first of which begins at bufferStart_.
     std::vector<std::uint8_t> buffer_;

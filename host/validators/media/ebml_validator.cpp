@@ -8,6 +8,7 @@
 
 #include "host/validators/broken.h"
 #include "host/validators/validator.h"
+#include "host/validators/walk_notes.h"
 
 namespace salvor {
 
@@ -110,7 +111,9 @@ public:
     Finding Run(const Element& segment) {
         const std::int64_t end = segment.size ? segment.End() : file_.Limit();
         end_ = segment.data;
+        GoOnFromNote(file_, *this);
         while (end_ < end) {
+            NoteWalk(file_, *this);
             const std::optional<Element> element = ReadElement(file_, end_);
             const bool isKnown = element && IsOneOf(InSegment, element->id) && IsOfFittingSize(*element);
             // An unknown element can be skipped only if it has a size.
@@ -132,6 +135,12 @@ public:
             return {Verdict::Damaged, end_, type_, {}, "its parts tile it, the blocks in one of them do not"};
         }
         return {Verdict::Whole, end_, type_, {}, "its parts tile the segment"};
+    }
+
+    void EachField(WalkFields& fields) {
+        fields.Offset(end_);
+        fields.Flag(hasTracks_);
+        fields.Flag(insideIsRight_);
     }
 
 private:

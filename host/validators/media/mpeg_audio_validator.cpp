@@ -8,6 +8,7 @@
 #include "host/validators/broken.h"
 #include "host/validators/media/audio_tags.h"
 #include "host/validators/validator.h"
+#include "host/validators/walk_notes.h"
 
 namespace salvor {
 
@@ -127,6 +128,14 @@ public:
         return Judge(table.value_or(StreamTable{}));
     }
 
+    void EachField(WalkFields& fields) {
+        fields.Offset(end_);
+        for (std::int64_t* const number : {&last_, &frames_, &gaps_}) {
+            fields.Number(*number);
+        }
+        fields.Flag(hasEndTag_);
+    }
+
 private:
     static constexpr bool IsLayered = Stream::HeaderBytes == HeaderBytes;
     static constexpr std::int64_t LeastFrames = 10;
@@ -215,7 +224,9 @@ private:
     }
 
     void Walk() {
+        GoOnFromNote(file_, *this);
         while (!file_.IsExhausted()) {
+            NoteWalk(file_, *this);
             const std::int32_t length = FrameBytesAt(end_);
             if (length != 0 && !IsNextFile(end_)) {
                 if (end_ + length > file_.Limit()) {

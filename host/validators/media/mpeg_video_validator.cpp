@@ -6,6 +6,7 @@
 #include "formats/ProgramStream.h"
 #include "frame/bytes/BytePattern.h"
 #include "host/validators/validator.h"
+#include "host/validators/walk_notes.h"
 
 namespace salvor {
 
@@ -46,13 +47,22 @@ public:
     explicit VideoWalk(Place& file) : file_(file) {}
 
     Finding Run() {
+        GoOnFromNote(file_, *this);
         while (!hasEnded_ && Step()) {
+            NoteWalk(file_, *this);
         }
         if (slices_ < LeastSlices || file_.IsExhausted()) {
             return {};
         }
         return hasEnded_ ? Say(Verdict::Whole, "pictures up to the end code")
                          : Say(Verdict::Damaged, "no end code behind its pictures");
+    }
+
+    void EachField(WalkFields& fields) {
+        fields.Offset(end_);
+        fields.Number(slices_);
+        fields.Flag(hasPicture_);
+        fields.Flag(hasEnded_);
     }
 
 private:

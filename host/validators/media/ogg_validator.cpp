@@ -5,9 +5,12 @@
 #include <map>
 #include <numeric>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "host/validators/broken.h"
 #include "host/validators/validator.h"
+#include "host/validators/walk_notes.h"
 
 namespace salvor {
 
@@ -107,7 +110,9 @@ public:
     explicit OggWalk(Place& file) : file_(file) {}
 
     Finding Run() {
+        GoOnFromNote(file_, *this);
         for (;;) {
+            NoteWalk(file_, *this);
             const std::optional<Page> page = ReadPage(file_, end_);
             if (!page || !BelongsHere(*page)) {
                 return AtEnd();
@@ -119,6 +124,21 @@ public:
             streams_[page->serial] = {page->number + 1, (page->flags & EndsStream) != 0};
             end_ += page->size;
         }
+    }
+
+    void EachField(WalkFields& fields) {
+        fields.Offset(end_);
+        fields.Flag(isDamaged_);
+        std::vector<std::pair<std::uint32_t, LogicalStream>> streams(streams_.begin(), streams_.end());
+        std::size_t count = streams.size();
+        fields.Number(count);
+        streams.resize(std::min(count, MostStreams));
+        for (auto& [serial, stream] : streams) {
+            fields.Number(serial);
+            fields.Number(stream.nextNumber);
+            fields.Flag(stream.hasEnded);
+        }
+        streams_ = {streams.begin(), streams.end()};
     }
 
 private:

@@ -8,6 +8,7 @@
 #include "frame/bytes/BytePattern.h"
 #include "host/validators/broken.h"
 #include "host/validators/validator.h"
+#include "host/validators/walk_notes.h"
 
 namespace salvor {
 
@@ -34,7 +35,9 @@ public:
     explicit ProgramWalk(Place& file) : file_(file) {}
 
     Finding Run() {
+        GoOnFromNote(file_, *this);
         while (!file_.IsExhausted() && Step()) {
+            NoteWalk(file_, *this);
         }
         if (packets_ < LeastPackets || !hasMedia_) {
             return {};
@@ -53,6 +56,16 @@ public:
             return Say(Verdict::Truncated, next, "another file begins in its last packet");
         }
         return Unbroken(Say(Verdict::Open, end_, "packs tile it; nothing says which is the last"));
+    }
+
+    void EachField(WalkFields& fields) {
+        fields.Offset(end_);
+        for (std::int64_t* const number : {&pack_, &last_, &packDistance_, &clock_, &wanted_, &packets_}) {
+            fields.Number(*number);
+        }
+        for (bool* const flag : {&isMpeg2_, &hasMedia_, &hasNavigation_, &isFilledUp_, &hasEnded_, &hasGap_}) {
+            fields.Flag(*flag);
+        }
     }
 
 private:

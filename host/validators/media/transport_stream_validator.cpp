@@ -7,6 +7,7 @@
 
 #include "host/validators/broken.h"
 #include "host/validators/validator.h"
+#include "host/validators/walk_notes.h"
 
 namespace salvor {
 
@@ -110,8 +111,10 @@ public:
     }
 
     Finding Run() {
+        GoOnFromNote(file_, *this);
         for (std::optional<Packet> packet = PacketAt(end_); packet && IsOfStream(*packet) && !file_.IsExhausted();
              packet = PacketAt(end_)) {
+            NoteWalk(file_, *this);
             Take(*packet);
             // The stream may go on after packets that were overwritten.
             if (!PacketAt(end_)) {
@@ -133,6 +136,14 @@ public:
         Finding finding = Unbroken(Say(Verdict::Open, end_, "packets tile it; nothing says which is the last"));
         finding.isCertain = hasProgramList_;
         return finding;
+    }
+
+    void EachField(WalkFields& fields) {
+        fields.Offset(end_);
+        fields.Bits(programs_);
+        fields.Bits(tables_);
+        fields.Flag(hasProgramList_);
+        fields.Flag(hasGap_);
     }
 
 private:

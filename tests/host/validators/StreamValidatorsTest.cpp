@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <utility>
+
 #include "tests/host/validators/TestPlace.h"
 
 namespace salvor {
@@ -33,6 +36,67 @@ TEST(StreamValidators, TellWholeFilesFromBrokenOnes) {
         {"cut in a tag", "flv", "video.flv", 0.5, 0, Verdict::Damaged},
     };
     ExpectVerdicts(changes);
+}
+
+// Notes down a walk at every piece that is read.
+class Notebook final : public WalkNotes {
+public:
+    std::vector<std::int64_t> Last() override { return last; }
+    bool AreDue() override { return true; }
+    void Take(std::vector<std::int64_t> note) override { notes.push_back(std::move(note)); }
+
+    std::vector<std::int64_t> last;
+    std::vector<std::vector<std::int64_t>> notes;
+};
+
+// What the validator finds, and how many bytes it read.
+std::pair<Finding, std::int64_t> Walked(const std::string& validatorName, const Bytes& file, Notebook& notebook) {
+    const auto validator = std::ranges::find(Validators(), validatorName, &Validator::name);
+    Medium medium(std::make_unique<FakeDevice>(file), 512);
+    constexpr std::int64_t enough = std::int64_t{64} << 20;
+    ReadAllowance allowance(enough);
+    const Neighbours none;
+    Place place(medium, 0, none, allowance);
+    place.SetNotes(&notebook);
+    const Finding finding = (*validator)->validate(place);
+    return {finding, enough - allowance.Left()};
+}
+
+TEST(StreamValidators, GoOnWhereAStoppedWalkWasNoted) {
+    const std::pair<const char*, const char*> streams[] = {{"transport", "stream.ts"}, {"program", "stream.vob"},
+                                                           {"mpegaudio", "plain.mp3"}, {"ogg", "theora.ogg"},
+                                                           {"ebml", "video.mkv"},      {"ebml", "live.webm"}};
+    for (const auto& [validator, fixture] : streams) {
+        SCOPED_TRACE(fixture);
+        Bytes file;
+        for (int i = 0; i < 8; ++i) {
+            const Bytes part = Fixture(fixture);
+            file.insert(file.end(), part.begin(), part.end());
+        }
+        Notebook first;
+        const auto [finding, cost] = Walked(validator, file, first);
+        ASSERT_FALSE(first.notes.empty());
+        for (const std::vector<std::int64_t>& note : first.notes) {
+            Notebook second;
+            second.last = note;
+            EXPECT_EQ(Walked(validator, file, second).first, finding);
+            // A note from anywhere is not believed, and does no harm.
+            for (std::size_t i = 0; i < note.size(); ++i) {
+                second.last = note;
+                second.last[i] = std::numeric_limits<std::int64_t>::min();
+                EXPECT_EQ(Walked(validator, file, second).first, finding) << i;
+                second.last[i] = std::min<std::int64_t>(note[i] + 1, std::ssize(file));
+                Walked(validator, file, second);
+            }
+            second.last = {note.begin(), note.end() - 1};
+            EXPECT_EQ(Walked(validator, file, second).first, finding);
+        }
+        Notebook last;
+        last.last = first.notes.back();
+        if (first.notes.size() > 2) {
+            EXPECT_LT(Walked(validator, file, last).second, cost);
+        }
+    }
 }
 
 TEST(StreamValidators, KnowHowWritersOfChunksMiscount) {
