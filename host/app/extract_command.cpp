@@ -69,11 +69,7 @@ Command ExtractCommandLine() {
     const auto command = std::make_shared<ExtractCommand>();
     Command line{.name = "extract", .description = "Write the files that a scan has found", .group = "In steps"};
     AddFinds(line, command->finds, command->image);
-    AddTypeOptions(line, command->filter);
-    AddSizeOptions(line, command->filter);
-    AddVerdictOptions(line, command->filter);
-    AddContentOptions(line, command->filter);
-    AddFileSystemOptions(line, command->fileSystems);
+    AddFilterOptions(line, command->filter, command->fileSystems);
     AddOutOptions(line, "new, empty, or of an earlier run on the image", command->out, command->overwrite);
     AddSkipBad(line, command->skipBad);
     line.options.push_back(

@@ -22,6 +22,49 @@ void AddFlag(Command& command, const char* name, bool& target, std::string help,
     Add(command, name, &target, std::move(help), "", group);
 }
 
+void AddSizeOptions(Command& command, FilterOptions& options) {
+    Add(command, "--min-size", &options.minSize,
+        "Smallest file, in bytes, for all types or for some: 10K,png=1M,films=20M (default: no limit)", "SIZE",
+        WhatToWrite);
+    Add(command, "--max-size", &options.maxSize, "Largest file, in the same form", "SIZE", WhatToWrite);
+}
+
+void AddVerdictOptions(Command& command, FilterOptions& options) {
+    command.options.push_back(
+        {.name = "--only",
+         .target = &options.only,
+         .help = "Only files with these verdicts: whole, open (no declared end), truncated, damaged (default: all)",
+         .value = "VERDICTS",
+         .group = WhatToWrite,
+         .values = {"whole", "open", "truncated", "damaged"}});
+    AddFlag(command, "--no-text", options.noText,
+            "Leave out plain text; web pages, mail and other structured texts stay", WhatToWrite);
+    AddFlag(command, "--embedded", options.withEmbedded, "Include files that begin inside whole files", WhatToWrite);
+    AddFlag(command, "--all", options.all,
+            "Keep every file, however often the same bytes are claimed (default: together at most twice the medium's "
+            "size)",
+            WhatToWrite);
+    AddFlag(command, "--as-reported", options.asReported, "Take what the scanners report, without validating it",
+            WhatToWrite);
+}
+
+// Filters that need the bytes of files: their pixels, dates and hashes.
+void AddContentOptions(Command& command, FilterOptions& options) {
+    Add(command, "--min-pixels", &options.minPixels,
+        "Smallest picture or film, upright or not: 640x480; files without pixels stay", "WIDTHxHEIGHT", WhatToWrite);
+    Add(command, "--taken", &options.taken,
+        "Only files that say they were taken or made then: 2019, 2019-05, 2019-05-31, or in a range, both ends "
+        "included: 2018..2019-05, 2019.., ..2019",
+        "TIME", WhatToWrite);
+    AddFlag(command, "--unique", options.unique,
+            "Keep only the first of several files with the same bytes; the others are listed with its path",
+            WhatToWrite);
+    Add(command, "--known", &options.known,
+        "Leave out, and list, files whose hash is in one of these lists: MD5, SHA-1 or SHA-256, one per line, or "
+        "NSRL text",
+        "FILES", WhatToWrite);
+}
+
 }  // namespace
 
 void AddScanOptions(Command& command, ScanOptions& options) {
@@ -101,54 +144,16 @@ void AddTypeOptions(Command& command, FilterOptions& options) {
     Add(command, "--exclude", &options.exclude, "Leave out these types", "TYPES", WhatToLookFor);
 }
 
-void AddSizeOptions(Command& command, FilterOptions& options) {
-    Add(command, "--min-size", &options.minSize,
-        "Smallest file, in bytes, for all types or for some: 10K,png=1M,films=20M (default: no limit)", "SIZE",
-        WhatToWrite);
-    Add(command, "--max-size", &options.maxSize, "Largest file, in the same form", "SIZE", WhatToWrite);
-}
-
-void AddVerdictOptions(Command& command, FilterOptions& options) {
-    command.options.push_back(
-        {.name = "--only",
-         .target = &options.only,
-         .help = "Only files with these verdicts: whole, open (no declared end), truncated, damaged (default: all)",
-         .value = "VERDICTS",
-         .group = WhatToWrite,
-         .values = {"whole", "open", "truncated", "damaged"}});
-    AddFlag(command, "--no-text", options.noText,
-            "Leave out plain text; web pages, mail and other structured texts stay", WhatToWrite);
-    AddFlag(command, "--embedded", options.withEmbedded, "Include files that begin inside whole files", WhatToWrite);
-    AddFlag(command, "--all", options.all,
-            "Keep every file, however often the same bytes are claimed (default: together at most twice the medium's "
-            "size)",
-            WhatToWrite);
-    AddFlag(command, "--as-reported", options.asReported, "Take what the scanners report, without validating it",
-            WhatToWrite);
-}
-
-void AddContentOptions(Command& command, FilterOptions& options) {
-    Add(command, "--min-pixels", &options.minPixels,
-        "Smallest picture or film, upright or not: 640x480; files without pixels stay", "WIDTHxHEIGHT", WhatToWrite);
-    Add(command, "--taken", &options.taken,
-        "Only files that say they were taken or made then: 2019, 2019-05, 2019-05-31, or in a range, both ends "
-        "included: 2018..2019-05, 2019.., ..2019",
-        "TIME", WhatToWrite);
-    AddFlag(command, "--unique", options.unique,
-            "Keep only the first of several files with the same bytes; the others are listed with its path",
-            WhatToWrite);
-    Add(command, "--known", &options.known,
-        "Leave out, and list, files whose hash is in one of these lists: MD5, SHA-1 or SHA-256, one per line, or "
-        "NSRL text",
-        "FILES", WhatToWrite);
-}
-
 void AddNoFileSystem(Command& command, bool& isOff) {
     AddFlag(command, "--no-file-system", isOff,
             "Do not ask file systems for names, times and the places of fragmented files", WhatToWrite);
 }
 
-void AddFileSystemOptions(Command& command, FileSystemUse& use) {
+void AddFilterOptions(Command& command, FilterOptions& options, FileSystemUse& use) {
+    AddTypeOptions(command, options);
+    AddSizeOptions(command, options);
+    AddVerdictOptions(command, options);
+    AddContentOptions(command, options);
     AddNoFileSystem(command, use.isOff);
     command.options.push_back(
         {.name = "--names",
@@ -165,11 +170,7 @@ void AddShownOptions(Command& command, ShownOptions& options) {
                                .help = "Folder of recovered files, or a finds file that has been validated",
                                .isRequired = true});
     AddOtherImage(command, options.image);
-    AddTypeOptions(command, options.filter);
-    AddSizeOptions(command, options.filter);
-    AddVerdictOptions(command, options.filter);
-    AddContentOptions(command, options.filter);
-    AddFileSystemOptions(command, options.fileSystems);
+    AddFilterOptions(command, options.filter, options.fileSystems);
 }
 
 void AddOutOptions(Command& command, const std::string& which, std::string& out, bool& overwrite) {

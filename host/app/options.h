@@ -29,12 +29,9 @@ void AddFinds(Command& command, std::string& finds, ImageSpec& image);
 /// `path` becomes the image to use in place of the one that the finds name.
 void AddOtherImage(Command& command, std::string& path);
 void AddTypeOptions(Command& command, FilterOptions& options);
-void AddSizeOptions(Command& command, FilterOptions& options);
-void AddVerdictOptions(Command& command, FilterOptions& options);
-/// Filters that need the bytes of files: their pixels, dates and hashes.
-void AddContentOptions(Command& command, FilterOptions& options);
 void AddNoFileSystem(Command& command, bool& isOff);
-void AddFileSystemOptions(Command& command, FileSystemUse& use);
+/// All options that choose which files are written, and how they are named.
+void AddFilterOptions(Command& command, FilterOptions& options, FileSystemUse& use);
 /// All options that choose which files are shown, and where they come from.
 void AddShownOptions(Command& command, ShownOptions& options);
 /// `which` completes the help: which folders are accepted.

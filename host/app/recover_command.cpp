@@ -68,11 +68,7 @@ Command RecoverCommandLine() {
     Command line{.name = "recover", .description = "Scan and write the files, in one go", .group = "In one go"};
     AddScanOptions(line, command->scan);
     AddSkipBad(line, command->scan.skipBad);
-    AddTypeOptions(line, command->filter);
-    AddSizeOptions(line, command->filter);
-    AddVerdictOptions(line, command->filter);
-    AddContentOptions(line, command->filter);
-    AddFileSystemOptions(line, command->fileSystems);
+    AddFilterOptions(line, command->filter, command->fileSystems);
     AddJobOptions(line, command->job);
     AddOutOptions(line, "new, empty, or of a recovery that was stopped", command->out, command->overwrite);
     AddQuiet(line, command->quiet);

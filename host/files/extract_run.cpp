@@ -67,6 +67,24 @@ bool WritePlan(const ExtractJob& job, const Plan& plan, const std::string& parti
     return extraction.Run(medium, partialSuffix, job.content, writing);
 }
 
+void SayThatNotAllFits(const ExtractJob& job) {
+    const std::string folder = job.out.folder.Path().string();
+    Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "
+        "selection, and run 'salvor extract {} --out {}'",
+        folder, ShellWord(job.origin.findsPath), ShellWord(folder));
+}
+
+// What an interrupted run, or the pieces of one, have written into the folder of the job.
+void ReadBefore(const ExtractJob& job, WrittenBefore& before) {
+    if (job.out.isOfJob) {
+        before.ReadAll();
+    }
+    job.scanned.Image().NoteUnreadable(before.Unreadable());
+    if (const std::string missing = before.Missing(); !missing.empty()) {
+        Say("the segments {} did not come to their end; their files are written now", missing);
+    }
+}
+
 bool IsLossless(const ExtractTotals& totals, Medium& medium) {
     return totals.failed == 0 && medium.Unreadable().SectorCount() == 0;
 }
@@ -83,19 +101,11 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
     const std::int64_t mostSkipped = std::ssize(plan.passedOver) + std::ssize(plan.files);
     const bool fits = FitOntoDisk(plan, folder, partialSuffix, skipped.RoomFor(mostSkipped));
     if (!fits) {
-        Say("'{}' has no room for all files; the best of those that fit are written: free some space, or narrow the "
-            "selection, and run 'salvor extract {} --out {}'",
-            folder.Path().string(), ShellWord(job.origin.findsPath), ShellWord(folder.Path().string()));
+        SayThatNotAllFits(job);
     }
     const std::size_t planned = plan.files.size();
     WrittenBefore before(folder);
-    if (job.out.isOfJob) {
-        before.ReadAll();
-    }
-    medium.NoteUnreadable(before.Unreadable());
-    if (const std::string missing = before.Missing(); !missing.empty()) {
-        Say("the segments {} did not come to their end; their files are written now", missing);
-    }
+    ReadBefore(job, before);
     FolderReport report(folder, !job.out.isOfJob);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoomFor(mostSkipped);
