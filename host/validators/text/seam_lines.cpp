@@ -11,28 +11,38 @@ namespace salvor {
 
 namespace {
 
-// By kind: small letters, capital letters, digits, blanks, line ends, marks that open lines, other signs, other
-// alphabets. Shares of all bytes of texts, and of the first bytes of lines.
-constexpr std::array<double, 8> ShareOfBytes = {0.57, 0.08, 0.03, 0.13, 0.02, 0.08, 0.05, 0.03};
+// The first bytes of lines, by kind: small letters, capital letters, digits, blanks, line ends, marks that open lines,
+// other signs, other alphabets.
 constexpr std::array<double, 8> ShareOfHeads = {0.22, 0.03, 0.15, 0.27, 0.11, 0.20, 0.02, 0.003};
 // How many lines the general shares count for.
 constexpr double LinesOfOthers = 4;
 
-// Odds of signs, fitted to two thousand texts with the rest of another one after them.
-constexpr double OddsInsideLine = -4.4;
-constexpr double OddsOfSmallLetterInLine = 2.0;
-constexpr double OddsOfCloserInLine = 0.8;
-constexpr double OddsOfCloserAtMargin = 1.3;
-constexpr double OddsAfterBlankLine = -0.9;
-constexpr double OddsAfterIndent = -1.6;
-constexpr double OddsInBrackets = -4.8;
-constexpr double OddsOfEndMark = 2.5;
-constexpr double WeightOfLastByte = 0.43;
-constexpr double WeightOfOwnHead = -0.27;
-constexpr double WeightOfMiddle = 0.76;
+// Odds of signs, fitted to two thousand texts with the rest of another one after them. First of the text's last line:
+constexpr double OddsAfterLine = 0.9;
+constexpr double OddsAfterBlankLine = -0.8;
+constexpr double OddsAfterIndent = -1.0;
+constexpr double OddsAfterSentence = 1.1;
+constexpr double OddsAfterOpening = -0.9;
+constexpr double OddsOfCloserAtMargin = 1.8;
+constexpr double OddsOfCloserInLine = 1.3;
+constexpr double OddsOfEndMark = 2.7;
+constexpr double OddsInBrackets = -1.6;
+constexpr double WeightOfLastByte = 0.7;
+// Then of what comes after it.
+constexpr double WeightOfOwnHead = -0.26;
+constexpr double OddsOfSmallLetter = 1.4;
+constexpr double OddsOfSmallLetterAfterSentence = 1.4;
+constexpr double OddsOfSmallLetterInLine = 1.0;
+constexpr double OddsOfLineEnd = -1.6;
+constexpr double OddsOfSameIndent = -1.6;
+constexpr double OddsOfIndentedNext = 1.4;
+constexpr double WeightOfLength = 0.19;
 
 bool IsBlank(std::uint8_t byte) { return byte == ' ' || byte == '\t' || byte == '\r'; }
 bool IsLineEnd(std::uint8_t byte) { return byte == '\n' || byte == '\r'; }
+bool Holds(std::string_view bytes, std::uint8_t byte) {
+    return bytes.find(static_cast<char>(byte)) != std::string_view::npos;
+}
 
 bool BeginsWithAny(ByteSpan bytes, std::span<const std::string_view> words) {
     return std::ranges::any_of(words, [bytes](std::string_view word) {
@@ -46,8 +56,8 @@ constexpr std::string_view Closers[] = {"}",  ")",     "]",  "end", "fi",   "don
 
 // Stand in the last line of a file.
 constexpr std::string_view EndMarks[] = {
-    "EOF",     "EOD",     "endinput", "sourceMapping", "vim:",     "\\bye", "exit ", "{document}", "Local Variables",
-    "__END__", "</html>", "</svg>",   "END:V",         "showpage", "#endif"};
+    "EOF",     "EOD",     "endinput", "sourceMapping", "vim:",     "\\bye",  "exit ", "{document}", "Local Variables",
+    "__END__", "</html>", "</svg>",   "END:V",         "showpage", "#endif", "End:",  "End of file"};
 
 // Most bytes end no such mark.
 constexpr std::array<bool, 256> EndEndMarks = [] {
@@ -107,22 +117,27 @@ std::size_t SeamLines::KindOf(std::uint8_t byte) {
     if (byte == '\n' || byte == '\r') {
         return 4;
     }
-    return IsBlank(byte)                                                     ? 3
-           : byte >= 0x80                                                    ? 7
-           : openers.find(static_cast<char>(byte)) != std::string_view::npos ? 5
-                                                                             : 6;
+    return IsBlank(byte) ? 3 : byte >= 0x80 ? 7 : Holds(openers, byte) ? 5 : 6;
 }
 
-double SeamLines::OddsOf(const Line& line) {
+double SeamLines::OddsOf(const Line& line) const {
     return (line.closes && !line.isIndented ? OddsOfCloserAtMargin : 0) + (line.isIndented ? OddsAfterIndent : 0) +
-           (line.hasEndMark ? OddsOfEndMark : 0);
+           (line.hasEndMark ? OddsOfEndMark : 0) + (depth_ > 0 ? OddsInBrackets : 0) + oddsOfNext_;
 }
 
 double SeamLines::OddsOfNewLine(std::size_t at) const {
-    const std::size_t kind = KindOf(text_[at]);
+    constexpr std::string_view sentenceEnds = ".!?";
+    constexpr std::string_view openings = ":,\\{([=+|&<";
+    const std::uint8_t byte = text_[at];
+    const std::size_t kind = KindOf(byte);
     const double ownHead = (heads_[kind] + LinesOfOthers * ShareOfHeads[kind]) / (lines_ + LinesOfOthers);
-    return WeightOfOwnHead * std::log2(ownHead) + WeightOfMiddle * std::log2(ShareOfBytes[kind]) +
-           (last_.isBlank ? OddsAfterBlankLine : 0) + OddsOf(last_);
+    const bool isAfterSentence = Holds(sentenceEnds, last_.lastByte);
+    const bool isSmallLetter = byte >= 'a' && byte <= 'z';
+    return OddsAfterLine + WeightOfOwnHead * std::log2(ownHead) + OddsOf(last_) +
+           (last_.isBlank ? OddsAfterBlankLine : 0) + (isAfterSentence ? OddsAfterSentence : 0) +
+           (Holds(openings, lastByte_) ? OddsAfterOpening : 0) + (isSmallLetter ? OddsOfSmallLetter : 0) +
+           (isSmallLetter && isAfterSentence ? OddsOfSmallLetterAfterSentence : 0) +
+           (byte == '\n' ? OddsOfLineEnd : 0) + (last_.isIndented && IsBlank(byte) ? OddsOfSameIndent : 0);
 }
 
 double SeamLines::OddsInLine(std::size_t at) const {
@@ -132,36 +147,38 @@ double SeamLines::OddsInLine(std::size_t at) const {
         return Never;
     }
     const bool isSmallLetter = text_[at] >= 'a' && text_[at] <= 'z' && !IsLetter(before);
-    return OddsInsideLine + OddsOfLastBytes()[before] + (isSmallLetter ? OddsOfSmallLetterInLine : 0) +
-           (line_.closes ? OddsOfCloserInLine : 0) + OddsOf(line_);
+    return OddsOf(line_) + OddsOfLastBytes()[before] + (isSmallLetter ? OddsOfSmallLetterInLine : 0) +
+           (line_.closes ? OddsOfCloserInLine : 0);
 }
 
 double SeamLines::Take(std::size_t at) {
-    NoteHead(at);
+    if (measuredLine_ != lineStart_) {
+        MeasureLine();
+    }
     double odds = Never;
     const bool splitsLineEnd = at > 0 && text_[at - 1] == '\r' && text_[at] == '\n';
     if (at > 0 && !splitsLineEnd) {
         odds = IsLineEnd(text_[at - 1]) ? OddsOfNewLine(at) : OddsInLine(at);
-        odds += depth_ > 0 ? OddsInBrackets : 0;
     }
-    FollowLine(at);
+    Pass(at);
     return odds;
 }
 
-void SeamLines::Pass(std::size_t at) {
-    NoteHead(at);
-    FollowLine(at);
+void SeamLines::MeasureLine() {
+    const ByteSpan rest = text_.subspan(lineStart_);
+    const auto end = std::ranges::find(rest, std::uint8_t{'\n'});
+    const bool hasNext = end != rest.end() && end + 1 != rest.end();
+    const auto length = static_cast<double>(end - rest.begin() + (end != rest.end() ? 1 : 0));
+    measuredLine_ = lineStart_;
+    oddsOfNext_ = WeightOfLength * std::log2(1 + length) + (hasNext && IsBlank(end[1]) ? OddsOfIndentedNext : 0);
 }
 
-void SeamLines::NoteHead(std::size_t at) {
+void SeamLines::Pass(std::size_t at) {
+    const std::uint8_t byte = text_[at];
     if (at == lineStart_) {
-        ++heads_[KindOf(text_[at])];
+        ++heads_[KindOf(byte)];
         ++lines_;
     }
-}
-
-void SeamLines::FollowLine(std::size_t at) {
-    const std::uint8_t byte = text_[at];
     if (byte == '{' || byte == '[' || byte == '(') {
         ++depth_;
     } else if (depth_ > 0 && (byte == '}' || byte == ']' || byte == ')')) {
@@ -173,10 +190,14 @@ void SeamLines::FollowLine(std::size_t at) {
         lineStart_ = at + 1;
         return;
     }
-    if (line_.isBlank && !IsBlank(byte)) {
-        line_.isBlank = false;
-        line_.isIndented = at > lineStart_;
-        line_.closes = BeginsWithAny(text_.subspan(at), Closers);
+    if (!IsBlank(byte)) {
+        if (line_.isBlank) {
+            line_.isBlank = false;
+            line_.isIndented = at > lineStart_;
+            line_.closes = BeginsWithAny(text_.subspan(at), Closers);
+        }
+        line_.lastByte = byte;
+        lastByte_ = byte;
     }
     line_.hasEndMark = line_.hasEndMark || EndsWithMark(text_.subspan(lineStart_, at + 1 - lineStart_));
 }

@@ -34,17 +34,23 @@ private:
         bool isIndented = false;
         bool closes = false;
         bool hasEndMark = false;
+        // Without blanks at its end.
+        std::uint8_t lastByte = 0;
     };
-    static double OddsOf(const Line& line);
+    double OddsOf(const Line& line) const;
     double OddsOfNewLine(std::size_t at) const;
     double OddsInLine(std::size_t at) const;
-    void NoteHead(std::size_t at);
-    void FollowLine(std::size_t at);
+    void MeasureLine();
 
     ByteSpan text_;
     std::size_t lineStart_ = 0;
     Line line_;
     Line last_;
+    // The last byte of the last line that is not blank.
+    std::uint8_t lastByte_ = 0;
+    // By this line's length and the indentation of the next; measured for the line that begins at `measuredLine_`.
+    double oddsOfNext_ = 0;
+    std::size_t measuredLine_ = static_cast<std::size_t>(-1);
     // Open brackets.
     int depth_ = 0;
     // First bytes of lines, by kind.

@@ -221,45 +221,42 @@ private:
     TextRun run_;
 };
 
-// Decides what the bytes after a text's last line end most likely are: the text's last line, or bytes after the file
-// that are printable by chance. Every position is tried as the text's end: up to it bytes are assumed as frequent as
-// before, after it random.
-class BrokenLine {
+// Decides which of the last bytes before binary data are no longer text, but printable by chance. Every position is
+// tried as the text's end: up to it bytes are assumed as frequent as before, after it random.
+class ChanceTail {
 public:
-    // `text` is the end of the text, including the line.
-    BrokenLine(ByteSpan text, std::size_t lineStart, std::uint8_t lineEnd) : line_(text.subspan(lineStart)) {
+    // `text` ends before the binary data. What comes before `tailStart` is text for certain.
+    ChanceTail(ByteSpan text, std::size_t tailStart, std::uint8_t lineEnd, bool isCodePage)
+        : text_(text), tailStart_(tailStart), lineEnd_(lineEnd), isCodePage_(isCodePage) {
         for (std::size_t byte = 0; byte < anywhere_.counts.size(); ++byte) {
             const double usual = Usual(static_cast<std::uint8_t>(byte));
             anywhere_.Add(byte, usual);
             // A last line that begins with a closing bracket mostly closes the whole text.
             first_.Add(byte, byte == '}' || byte == ']' ? 0.5 : usual / 10);
         }
-        std::uint8_t before = 0;
-        for (const std::uint8_t byte : text.first(lineStart)) {
-            anywhere_.Add(byte, 1);
-            if (before == lineEnd) {
-                first_.Add(byte, 1);
-            }
-            before = byte;
+        for (std::size_t i = 0; i < tailStart; ++i) {
+            Learn(i);
         }
     }
 
-    // How many bytes of the line belong to the text.
-    std::size_t Length() const {
-        double bits = PriorBits;
-        double best = 0;
-        std::size_t length = 0;
-        for (std::size_t i = 0; i < line_.size(); ++i) {
-            const std::uint8_t byte = line_[i];
-            const double share = anywhere_.Share(byte);
-            bits += std::log2(256 * (i == 0 ? first_.Share(byte) : share));
-            const double bitsHere = bits + std::log2(ShareOfLastBytes(byte) / share);
-            if (bitsHere > best) {
+    // The text's most likely end.
+    std::size_t End() {
+        double bits = 0;
+        double best = NoLine;
+        std::size_t end = tailStart_;
+        for (std::size_t i = tailStart_; i <= text_.size(); ++i) {
+            const double bitsHere = bits + BitsOfLast(i);
+            // Of equal ends, the last.
+            if (bitsHere >= best) {
                 best = bitsHere;
-                length = i + 1;
+                end = i;
+            }
+            if (i < text_.size()) {
+                bits += BitsOf(i);
+                Learn(i);
             }
         }
-        return length;
+        return end;
     }
 
 private:
@@ -274,8 +271,12 @@ private:
         double Share(std::uint8_t byte) const { return counts[byte] / total; }
     };
 
-    // One text in 26 ends without a line end.
-    static constexpr double PriorBits = -4.7;
+    static constexpr double NoLine = -1e9;
+    // Few texts end without a line end.
+    static constexpr double PriorBits = -5.5;
+    // How much of a text is unlike what came before.
+    static constexpr double ShareOfOthers = 0.05;
+    static constexpr double UsualTotal = 50;
 
     // How often a byte occurs in about 50 bytes of any text.
     static double Usual(std::uint8_t byte) {
@@ -291,32 +292,70 @@ private:
         return byte >= 0x80 ? 0.01 : IsPlainByte(byte) ? 0.2 : 0.01;
     }
 
-    ByteSpan line_;
+    bool BeginsLine(std::size_t at) const { return at > 0 && text_[at - 1] == lineEnd_; }
+
+    void Learn(std::size_t at) {
+        anywhere_.Add(text_[at], 1);
+        if (BeginsLine(at)) {
+            first_.Add(text_[at], 1);
+        }
+    }
+
+    // What the byte says for text, against a random one.
+    double BitsOf(std::size_t at) const {
+        const std::uint8_t byte = text_[at];
+        const bool goesOnInCharacter = !isCodePage_ && (byte & 0xC0) == 0x80;
+        constexpr double bitsOfPlace = 2;
+        const double share = (BeginsLine(at) ? first_ : anywhere_).Share(byte);
+        return goesOnInCharacter
+                   ? bitsOfPlace
+                   : std::log2(256 * ((1 - ShareOfOthers) * share + ShareOfOthers * Usual(byte) / UsualTotal));
+    }
+
+    // What the byte before an end says for that end.
+    double BitsOfLast(std::size_t end) const {
+        if (BeginsLine(end)) {
+            return 0;
+        }
+        const std::uint8_t last = text_[end - 1];
+        return PriorBits + std::log2(ShareOfLastBytes(last) / (Usual(last) / UsualTotal));
+    }
+
+    ByteSpan text_;
+    std::size_t tailStart_;
+    std::uint8_t lineEnd_;
+    bool isCodePage_;
     Frequencies anywhere_;
     // Of a line.
     Frequencies first_;
 };
 
-std::int64_t WithoutBrokenLine(Place& file, std::int64_t from, std::int64_t end) {
+std::int64_t WithoutChanceTail(Place& file, std::int64_t from, const TextRun& run) {
     constexpr std::int64_t most = 0x1000;
-    const std::int64_t start = std::max(from, end - most);
-    const ByteSpan text = file.At(start, static_cast<std::size_t>(end - start));
+    constexpr std::size_t longestTail = 64;
+    const std::int64_t start = std::max(from, run.end - most);
+    const ByteSpan text = file.At(start, static_cast<std::size_t>(run.end - start));
     const bool hasFeeds = std::ranges::find(text, std::uint8_t{'\n'}) != text.end();
     const std::uint8_t lineEnd = hasFeeds ? '\n' : '\r';
-    if (!text.empty() && text.back() == DosEnd) {
-        return end;
+    if (text.empty() || text.back() == DosEnd) {
+        return run.end;
     }
     const auto last = std::find(text.rbegin(), text.rend(), lineEnd);
     const auto lineStart = static_cast<std::size_t>(text.rend() - last);
-    if (last == text.rend() || lineStart == text.size()) {
-        return end;
+    if (last == text.rend()) {
+        return run.end;
     }
+    if (lineStart == text.size() && !run.isCodePage) {
+        return run.end;
+    }
+    // In a code page, random bytes go on as text for so long that they may have line ends.
+    const std::size_t lookedAt = run.isCodePage ? std::min(text.size() - 1, longestTail) : 0;
+    const std::size_t tailStart = std::min(lineStart, text.size() - lookedAt);
+    const std::size_t end = ChanceTail(text, tailStart, lineEnd, run.isCodePage).End();
     // Strings in a program end with a zero.
-    const ByteSpan line = text.subspan(lineStart);
-    const std::size_t length = BrokenLine(text, lineStart, lineEnd).Length();
-    const ByteSpan behind = file.From(end);
-    const bool isString = !behind.empty() && behind[0] == 0 && length == line.size();
-    return start + static_cast<std::int64_t>(lineStart + (isString ? 0 : length));
+    const ByteSpan behind = file.From(run.end);
+    const bool isString = !behind.empty() && behind[0] == 0 && end == text.size();
+    return start + static_cast<std::int64_t>(isString ? lineStart : end);
 }
 
 }  // namespace
@@ -336,7 +375,7 @@ bool IsZeroFilled(Place& file, std::int64_t offset) {
 TextRun FollowText(Place& file, std::int64_t from) {
     TextRun run = TextFollower(file, from).Run();
     if (run.behind == TextRun::Behind::Binary && run.end > from) {
-        run.end = WithoutBrokenLine(file, from, run.end);
+        run.end = WithoutChanceTail(file, from, run);
     }
     return run;
 }

@@ -21,8 +21,6 @@ constexpr std::int64_t Learned = 4096;
 constexpr std::int64_t Compared = 1024;
 // The least that is left of another text after a seam.
 constexpr std::size_t LeastBehind = 8;
-// In bytes: how much of the texts on both sides shows where exactly one ends.
-constexpr std::size_t Near = 24;
 // After the end of a cluster, this many bytes may be printable by chance.
 constexpr std::int64_t ByChance = 24;
 constexpr std::int64_t LargestCluster = 0x10000;
@@ -34,15 +32,14 @@ constexpr int LinesBeforeChange = 4;
 constexpr int LinesAfterChange = 3;
 
 // All odds are natural logarithms. They were fitted, as those of `SeamLines`, to two thousand texts of this kind.
-constexpr double OddsOfNearBit = 0.035;
 constexpr double LeastOdds = -1e9;
 // For text that fills a cluster in the middle of a line and ends there.
-constexpr double EnoughInFullCluster = -2;
+constexpr double EnoughInFullCluster = -1;
 // For a seam in a cluster and one at its border together. A cluster is not searched if even the highest odds of one in
 // it would be too low.
-constexpr double EnoughInCluster = 0.8;
-constexpr double WeightOfCluster = 0.77;
-constexpr double HighestOddsOfCluster = 4;
+constexpr double EnoughInCluster = 0.4;
+constexpr double WeightOfLength = 0.9;
+constexpr double HighestOddsOfCluster = 2.5;
 // For the border alone, after a piece of a file and after what looks like a whole one.
 constexpr double EnoughAfterPiece = 1;
 constexpr double EnoughAtBorder = 3;
@@ -50,24 +47,27 @@ constexpr double OddsOfFileStart = 2.65;
 // For a border at which a mark that files open with follows a letter. Base64 has "//" too.
 constexpr double LeastOddsOfOpening = 1;
 // For the last cluster alone, if the text ends in the middle of a line.
-constexpr double EnoughInLastBeforeBinary = 0;
-constexpr double EnoughInLast = -0.9;
+constexpr double EnoughInLast = -0.2;
 
 bool IsLineEnd(std::uint8_t byte) { return byte == '\n' || byte == '\r'; }
 
-// True if the lines on both sides are single words, as in a list, which may continue where its words begin to differ.
+// True if the line before `at` and all lines after it have no blanks, as in a list of words or in base64. Such text
+// goes on where its letters begin to differ.
 bool IsInList(ByteSpan text, std::size_t at) {
     constexpr std::size_t looked = 256;
-    constexpr std::size_t longestLine = 32;
-    const auto isList = [](ByteSpan lines) {
-        const auto isBlank = [](std::uint8_t byte) {
-            return byte == ' ' || byte == '\t';
-        };
-        const auto count = static_cast<std::size_t>(std::ranges::count(lines, std::uint8_t{'\n'}));
-        return count * longestLine >= lines.size() && std::ranges::none_of(lines, isBlank);
+    constexpr std::size_t longestLine = 100;
+    const auto isBlank = [](std::uint8_t byte) {
+        return byte == ' ' || byte == '\t';
     };
-    return at >= looked && isList(text.subspan(at - looked, looked)) &&
-           isList(text.subspan(at, std::min(looked, text.size() - at)));
+    const ByteSpan after = text.subspan(at, std::min(looked, text.size() - at));
+    const auto count = static_cast<std::size_t>(std::ranges::count(after, std::uint8_t{'\n'}));
+    if (at < looked || count * longestLine < after.size() || std::ranges::any_of(after, isBlank)) {
+        return false;
+    }
+    // Without its line end.
+    const ByteSpan before = text.subspan(at - longestLine, longestLine - 1);
+    const auto lineStart = std::find(before.rbegin(), before.rend(), std::uint8_t{'\n'});
+    return std::none_of(before.rbegin(), lineStart, isBlank);
 }
 
 // Models for one search after the other, since making one takes longer than most searches.
@@ -81,9 +81,10 @@ Models& SharedModels() {
     return models;
 }
 
-// The natural logarithm of the odds that a cluster has a seam, from those of its most likely place and the bits that
-// the text after it takes fewer because of the text before.
-double OddsOfSeam(double place, double savedByRoot) { return -1.3 + 0.52 * place - 0.11 * savedByRoot; }
+// The odds that a cluster has a seam, from those of its most likely place and how many bytes come after it.
+double OddsOfSeam(double place, std::size_t length) {
+    return -6 + 0.48 * place + 0.4 * std::log(static_cast<double>(length));
+}
 
 // Not at a place of the text where a seam is looked for.
 constexpr double NotSearched = -1e9;
@@ -128,6 +129,25 @@ double BitsSavedBehind(Models& models, ByteSpan text, std::size_t at, std::size_
     return saved;
 }
 
+// The odds that a text ends at `at`, by the bits on both sides of it. Bits near a seam say more than others.
+double OddsOfBits(const std::vector<double>& saved, std::size_t begin, std::size_t at) {
+    struct Reach {
+        std::size_t bytes;
+        double oddsOfBitBefore;
+        double oddsOfBitAfter;
+    };
+    constexpr Reach reaches[] = {{8, 0.046, 0.032}, {64, 0.01, 0.012}};
+    constexpr double oddsOfBit = 0.008;
+    const std::size_t first = std::max(begin, std::size_t{1});
+    double odds = -oddsOfBit * saved[at];
+    for (const Reach& reach : reaches) {
+        const double before = saved[std::max(at, first + reach.bytes) - reach.bytes] - saved[at];
+        const double after = saved[at] - saved[std::min(at + reach.bytes, saved.size() - 1)];
+        odds += reach.oddsOfBitBefore * before - reach.oddsOfBitAfter * after;
+    }
+    return odds;
+}
+
 struct End {
     std::int64_t at = 0;
     double odds = 0;
@@ -169,6 +189,7 @@ private:
     std::optional<std::int64_t> EndBefore(std::int64_t border);
     std::optional<std::int64_t> EndInLast(std::int64_t last);
     bool HasNewWords(std::int64_t border);
+    bool IsListAt(std::int64_t border);
     bool OpensInWord(std::int64_t border);
     double OddsAt(std::int64_t border);
     End BestEnd(std::int64_t start, std::int64_t end);
@@ -241,14 +262,14 @@ std::optional<std::int64_t> SeamSearch::EndBefore(std::int64_t border) {
     }
     // Where no old bytes are left, the texts are compared only if the comparison can say that one ends here.
     const bool mayEnd = hasOldSlack || isPiece_ || OpensInWord(border);
-    if (comparisonsLeft_ == 0 || !mayEnd || !HasNewWords(border)) {
+    if (comparisonsLeft_ == 0 || !mayEnd || !HasNewWords(border) || IsListAt(border)) {
         return std::nullopt;
     }
     const double odds = OddsAt(border);
     // A text that has gone on for many clusters rarely ends in the next one.
     const double toGoOn =
         std::log(static_cast<double>(std::max(border - from_, cluster_)) / static_cast<double>(cluster_));
-    const double enough = (EnoughInCluster + toGoOn - odds) / WeightOfCluster;
+    const double enough = EnoughInCluster + WeightOfLength * toGoOn - odds;
     if (hasOldSlack && enough < HighestOddsOfCluster && searchesLeft_ > 0) {
         --searchesLeft_;
         const End end = BestEnd(border - cluster_, border);
@@ -269,8 +290,7 @@ std::optional<std::int64_t> SeamSearch::EndInLast(std::int64_t last) {
         return std::nullopt;
     }
     const End end = BestEnd(last, run_.end);
-    return end.odds > (isBeforeBinary_ ? EnoughInLastBeforeBinary : EnoughInLast) ? std::optional(end.at)
-                                                                                  : std::nullopt;
+    return end.odds > EnoughInLast ? std::optional(end.at) : std::nullopt;
 }
 
 // True if many groups of three bytes after the border do not occur in the text before it. This is far cheaper than to
@@ -295,6 +315,13 @@ bool SeamSearch::HasNewWords(std::int64_t border) {
         unknown += known.test(slotOf(end)) ? 0U : 1U;
     }
     return unknown * 3 >= text.size() - at;
+}
+
+bool SeamSearch::IsListAt(std::int64_t border) {
+    constexpr std::int64_t looked = 256;
+    const std::int64_t start = std::max(from_, border - looked);
+    return IsInList(Copy(start, std::min(border + looked, run_.printableEnd)),
+                    static_cast<std::size_t>(border - start));
 }
 
 // True if a letter is followed at the border by a mark that files open with.
@@ -334,7 +361,8 @@ double SeamSearch::OddsAt(std::int64_t border) {
 End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
     const std::int64_t first = std::max(from_, start - Learned);
     const std::vector<std::uint8_t> text = Copy(first, end);
-    const std::vector<double> saved = SavedBits(text, static_cast<std::size_t>(std::max(start, from_) - first));
+    const auto begin = static_cast<std::size_t>(std::max(start, from_) - first);
+    const std::vector<double> saved = SavedBits(text, begin);
     SeamLines lines(text);
     double highest = LeastOdds;
     std::size_t best = 0;
@@ -343,10 +371,7 @@ End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
             lines.Pass(i);
             continue;
         }
-        const double odds = lines.Take(i);
-        const double after = saved[i] - saved[std::min(i + Near, text.size())];
-        const double before = i >= Near && saved[i - Near] != NotSearched ? saved[i - Near] - saved[i] : 0;
-        const double place = odds + OddsOfNearBit * (before - after);
+        const double place = lines.Take(i) + OddsOfBits(saved, begin, i);
         if (place > highest && !IsInList(text, i)) {
             highest = place;
             best = i;
@@ -355,8 +380,7 @@ End SeamSearch::BestEnd(std::int64_t start, std::int64_t end) {
     if (best == 0) {
         return {end, LeastOdds};
     }
-    const auto length = static_cast<double>(text.size() - best);
-    return {first + static_cast<std::int64_t>(best), OddsOfSeam(highest, saved[best] / std::sqrt(length))};
+    return {first + static_cast<std::int64_t>(best), OddsOfSeam(highest, text.size() - best)};
 }
 
 }  // namespace

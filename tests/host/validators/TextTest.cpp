@@ -97,7 +97,9 @@ TEST(Text, EndsWhereAnotherTextFillsItsCluster) {
     }
     // A file that opens with a comment right after a letter.
     const std::string cut = prose.substr(0, clusterBytes - 1) + "a";
-    EXPECT_EQ(test::FindingOf("text", BytesOf(cut + "# " + code), Bytes(5000), onGrid).size, std::ssize(cut));
+    Neighbours clean = onGrid;
+    clean.isSlackClean = true;
+    EXPECT_EQ(test::FindingOf("text", BytesOf(cut + "# " + code), Bytes(5000), clean).size, std::ssize(cut));
     for (const Bytes& behind : {Binary("\x80"), Bytes(5000)}) {
         EXPECT_EQ(test::FindingOf("text", BytesOf(prose + prose + prose), behind, onGrid).size, std::ssize(prose) * 3);
         EXPECT_EQ(test::FindingOf("text", BytesOf(prose + code), behind, onGrid).size, std::ssize(prose + code));
@@ -141,6 +143,11 @@ TEST(Text, OfOneWordALineGoesOnWhereOtherLettersPrevail) {
     const Neighbours onGrid{{}, {}, {8, 3}};
     // The last line is cut off.
     EXPECT_EQ(test::FindingOf("text", BytesOf(list.substr(0, 8192)), Binary("\x80"), onGrid).size, 8190);
+    // Base64 of unlike data.
+    const std::string letter = Lines("Here is the picture.\n", 150) + "\n" + Lines(std::string(76, 'A') + "\n", 20) +
+                               Written({"u7z", "9Kf/", "Wq3", "x+T", "Hj5m"}, "", 76) + "\n";
+    const std::string all = letter + Lines(Written({"b", "uZ7", "9e/", "tY3", "0"}, "", 76).substr(0, 76) + "\n", 99);
+    EXPECT_EQ(test::FindingOf("text", BytesOf(all), Bytes(5000), onGrid).size, std::ssize(all));
 }
 
 TEST(Text, EndsWhereLinesEndOtherwiseUpToTheClustersEnd) {
@@ -171,6 +178,12 @@ TEST(Text, KeepsALastLineThatIsItsOwn) {
     const std::string oneLine = "[" + Lines("0.25,", 2000) + "0]";
     EXPECT_EQ(TextFinding(oneLine, Binary("\x03")).size, static_cast<std::int64_t>(oneLine.size()));
     EXPECT_EQ(TextFinding(object, Binary("~Q7\x03")).size, static_cast<std::int64_t>(object.size()));
+    // Texts end with such bytes, but this one has none of them.
+    const std::string words = Lines("Words of a letter\n", 100);
+    EXPECT_EQ(TextFinding(words, Binary(">\x03")).size, std::ssize(words));
+    // In a code page, bytes go on as text by chance up to another line.
+    const std::string greek = Lines("\xBC\xF4\xE1\xED \xF4\xEF \xF6\xF9\xF2.\n", 100);
+    EXPECT_EQ(TextFinding(greek, Binary("V\xD3-\xBD\nS\xB9I\x84\xE6\x03")).size, std::ssize(greek));
 }
 
 TEST(Text, IsNotWhatIsPrintableByChance) {
