@@ -10,9 +10,9 @@ salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5
 salvor_sanitize_packages=(clang libclang-rt-14-dev)
 salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client munge)
 
-# Tools that make images of media for the tests; tests whose tool is missing are skipped.
+# Tools that make images of media for the tests, and one that checks reports; tests whose tool is missing are skipped.
 salvor_check_packages+=(qemu-utils ewf-tools afflib-tools dosfstools mtools exfatprogs e2fsprogs ntfs-3g xorriso makefs
-    gddrescue)
+    gddrescue libxml2-utils)
 
 # Libraries that read the metadata of pictures, films and PDF.
 salvor_build_packages+=(libexiv2-dev libavformat-dev libqpdf-dev)

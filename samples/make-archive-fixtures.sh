@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small archives in fixtures/ with the programs that ordinary
 # software writes such files with. Other files in fixtures/ stay as they are.
 #
@@ -11,25 +11,8 @@
 #
 # The same versions of these packages give the same bytes, except for the
 # times that fastjar writes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in zip unzip 7z gcab fastjar; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-archive-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need zip unzip 7z gcab fastjar
 cd "$work"
 
 # prose SEED LINES: lines of words that compress like text.
@@ -56,7 +39,6 @@ prose 4 40 >org/Example.class
 printf 'Manifest-Version: 1.0\nMain-Class: org.Example\n' >manifest.txt
 find . -exec touch -d '2011-06-18 14:05:28' {} +
 
-mkdir -p "$out"
 cd "$out"
 rm -f plain.zip comment.zip descriptors.zip nested.zip packed.docx packed.xlsx packed.pptx lzma.7z copy.7z mszip.cab stored.cab program.jar
 cd "$work"

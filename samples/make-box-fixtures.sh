@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small films, sounds and pictures in fixtures/ that are built of
 # boxes or of RIFF chunks. Other files in fixtures/ stay as they are.
 #
@@ -10,27 +10,9 @@
 #   python3      puts the frames of the cursor together
 #
 # The same versions of these packages give the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in ffmpeg ffprobe cwebp webpmux webpinfo convert icotool python3; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-box-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need ffmpeg ffprobe cwebp webpmux webpinfo convert icotool python3
 cd "$work"
-mkdir -p "$out"
 
 # A moving picture and a tone, which encode FILE OPTIONS... writes with these options.
 picture=(-f lavfi -i testsrc=size=64x48:rate=10:duration=1)

@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small layered pictures and drawings in fixtures/: XCF, PSD, PSB and
 # DXF. Other files in fixtures/ stay as they are.
 #
@@ -10,27 +10,11 @@
 #   python3       the binary DXF files, which are the others once more
 #
 # The same versions of these packages give the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in gimp convert potrace pstoedit python3; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-drawing-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need gimp convert potrace pstoedit python3
 cd "$work"
-mkdir -p "$out" config
+
+mkdir -p config
 
 # ---- XCF, and a PSD with the same layers ----------------------------------
 

@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small JPEG and PNG files in fixtures/ with the programs that
 # ordinary software writes such files with.
 #
@@ -13,33 +13,17 @@
 #
 # The same versions of these packages give the same bytes: seeds are fixed,
 # and nothing written into a file is taken from the clock.
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need convert cjpeg djpeg wrjpgcom exiftool pnmtopng pngtopnm optipng dpkg python3
+cd "$work"
 
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
 # With several threads the noise would depend on how the rows are shared out.
 export MAGICK_THREAD_LIMIT=1
-
-missing=
-for program in convert cjpeg djpeg wrjpgcom exiftool pnmtopng pngtopnm optipng dpkg python3; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
 
 icc=$(dpkg -L icc-profiles-free | grep '/sRGB\.icc$') || {
     echo "make-fixtures.sh: package icc-profiles-free is not installed" >&2
     exit 1
 }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
 
 # An empty -config keeps a user's own exiftool settings out of the files.
 exif() {
@@ -79,7 +63,6 @@ for name in noon dusk mist shore tiny; do
 done
 
 # Other scripts make the remaining files there.
-mkdir -p "$out"
 rm -f "$out"/*.jpg "$out"/*.png
 
 # ---- JPEG with a JFIF segment -------------------------------------------
@@ -167,4 +150,4 @@ done
 for file in "$out"/*.png; do
     pngtopnm -quiet "$file" >/dev/null
 done
-python3 "$here/check-fixtures.py"
+"$here/check-fixtures.py"

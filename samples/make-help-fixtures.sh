@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small compiled help file in fixtures/. Other files in fixtures/ stay
 # as they are.
 #
@@ -6,21 +6,8 @@
 #   fp-utils-3.2.2   chmcmd
 #
 # The program writes the time into the file, so every run gives other bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-if ! command -v chmcmd >/dev/null; then
-    echo "make-help-fixtures.sh: program not found: chmcmd" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need chmcmd
 cd "$work"
 
 cat >manual.hhp <<'END'

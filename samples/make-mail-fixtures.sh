@@ -1,17 +1,12 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small mail messages and the text file in fixtures/. Other files in
 # fixtures/ stay as they are.
 #
 # Needs the Debian package python3, whose email package writes the messages.
 # The same version of it gives the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-mkdir -p "$out"
-
-export LC_ALL=C.UTF-8 TZ=UTC
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need python3
+cd "$work"
 
 python3 - "$out" <<'PYTHON'
 import os

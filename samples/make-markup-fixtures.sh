@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small HTML and XML files in fixtures/. Other files in fixtures/
 # stay as they are.
 #
@@ -8,25 +8,8 @@
 #   python3         XML with marked sections, SVG
 #
 # The same versions of these packages give the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8
-
-missing=
-for program in xmllint iconv python3; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-markup-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need xmllint iconv python3
 cd "$work"
 
 # ---- HTML ---------------------------------------------------------------

@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small office documents in fixtures/ with LibreOffice, in its own
 # and in other makers' formats.
 #
@@ -9,25 +9,8 @@
 #
 # LibreOffice writes the time and random identifiers into its documents, so
 # every run gives other bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in soffice python3; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-office-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need soffice python3
 cd "$work"
 
 # A profile of its own keeps a user's settings out of the files, and this one
@@ -82,7 +65,6 @@ cat >formula.mml <<'XML'
 XML
 
 # Other scripts make the remaining files there.
-mkdir -p "$out"
 rm -f "$out"/{letter,table,slides,drawing,formula,tables}.*
 
 convert letter.fodt letter.doc 'MS Word 97'
@@ -129,4 +111,4 @@ wait
 
 # ---- every file must have the structure its name promises ----------------
 
-python3 "$here/check-fixtures.py"
+"$here/check-fixtures.py"

@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small PDF documents and Illustrator drawings in fixtures/. Other
 # files in fixtures/ stay as they are.
 #
@@ -8,25 +8,8 @@
 #   python3      updates it, and writes the drawings: no free program does
 #
 # The same versions of these packages give the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in gs qpdf python3; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-pdf-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need gs qpdf python3
 cd "$work"
 
 # Three pages of lines and curves; without text no font is embedded.
@@ -139,6 +122,5 @@ for file in *.pdf drawing.ai; do
     qpdf --check "$file" >/dev/null
 done
 
-mkdir -p "$out"
 cp plain.pdf "$out/plain.pdf"
 cp linearized.pdf packed.pdf updated.pdf linearized-updated.pdf attached.pdf drawing.ai old-drawing.ai "$out"

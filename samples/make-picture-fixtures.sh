@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small GIF, BMP, PCX, icon, cursor, metafile and colour profile files
 # in fixtures/. Other files in fixtures/ stay as they are.
 #
@@ -10,29 +10,11 @@
 #   python3-pil, liblcms2-utils, faketime   colour profiles
 #
 # The same versions of these packages give the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in convert ppmtopcx ppmtobmp icotool inkscape linkicc faketime; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-picture-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need convert ppmtopcx ppmtobmp icotool inkscape linkicc faketime
 cd "$work"
-export HOME=$work
 
-mkdir -p "$out"
+export HOME=$work
 
 # picture SIZE FILE: something with areas, edges and a gradient.
 picture() {

@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small sounds and videos in fixtures/ that need no family of their
 # own: Matroska, WebM, Flash, RealMedia, Ogg, AU, SMAF and MIDI. Other files in
 # fixtures/ stay as they are.
@@ -8,24 +8,9 @@
 #   python3      the MIDI file, and check-fixtures.py
 #
 # The same version of ffmpeg gives the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in ffmpeg ffprobe python3; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-sound-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-mkdir -p "$out"
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need ffmpeg ffprobe python3
+cd "$work"
 
 picture=(-f lavfi -i "testsrc2=size=96x64:rate=10:duration=0.5")
 larger=(-f lavfi -i "testsrc2=size=176x144:rate=10:duration=0.3")
@@ -80,4 +65,4 @@ with open(sys.argv[1], "wb") as file:
     file.write(header + b"".join(tracks))
 PYTHON
 
-python3 "$here/check-fixtures.py"
+"$here/check-fixtures.py"

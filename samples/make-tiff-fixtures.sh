@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # Makes the small TIFF files in fixtures/, and those that bear a camera maker's
 # marks. Other files in fixtures/ stay as they are.
 #
@@ -8,32 +8,14 @@
 #   libimage-exiftool-perl   the makers' names, and the directory in front
 #
 # The same versions of these packages give the same bytes.
-
-set -euo pipefail
-
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$here/fixtures
-
-export LC_ALL=C.UTF-8 TZ=UTC
-
-missing=
-for program in convert tiffcp exiftool; do
-    command -v "$program" >/dev/null || missing+=" $program"
-done
-if [ -n "$missing" ]; then
-    echo "make-tiff-fixtures.sh: programs not found:$missing" >&2
-    exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/fixtures.sh"
+need convert tiffcp exiftool
 cd "$work"
 
 convert -seed 7 -size 50x36 plasma:navy-orange -depth 8 -compress none colour.tif
 convert colour.tif -colorspace gray -depth 8 -compress none grey.tif
 convert -seed 7 -size 160x120 plasma:black-white -monochrome -compress group4 line.tif
 
-mkdir -p "$out"
 rm -f "$out"/{strip,strip-last,lzw,deflate,packbits,fax,pages}.tif "$out"/{maker.nef,maker.pef,maker.arw,name.dcr,version.dng}
 
 # -r: rows per strip. The directory comes after the picture.
