@@ -6,16 +6,13 @@ salvor_root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 # Names of Debian packages.
 salvor_build_packages=(g++ cmake ninja-build pkg-config binutils python3 qtbase5-dev libcli11-dev libfmt-dev
     nlohmann-json3-dev libsimdjson-dev libpugixml-dev libfuse3-dev libssl-dev zlib1g-dev libseccomp-dev libtsk-dev
-    libewf-dev libdeflate-dev libgtest-dev libbenchmark-dev)
+    libewf-dev libdeflate-dev libexiv2-dev libavformat-dev libqpdf-dev libgtest-dev libbenchmark-dev)
 salvor_sanitize_packages=(clang libclang-rt-14-dev)
-salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client munge)
-
-# Tools that make images of media for the tests, and one that checks reports; tests whose tool is missing are skipped.
-salvor_check_packages+=(qemu-utils ewf-tools afflib-tools dosfstools mtools exfatprogs e2fsprogs ntfs-3g xorriso makefs
-    gddrescue libxml2-utils)
-
-# Libraries that read the metadata of pictures, films and PDF.
-salvor_build_packages+=(libexiv2-dev libavformat-dev libqpdf-dev)
+# From qemu-utils on: tools that make images of media for the tests, and one that checks reports. Tests whose tool is missing
+# are skipped.
+salvor_check_packages=(clang-format clang-tidy git slurmctld slurmd slurm-client munge
+    qemu-utils ewf-tools afflib-tools dosfstools mtools exfatprogs e2fsprogs ntfs-3g xorriso makefs gddrescue
+    libxml2-utils)
 
 # The exit status of the program when it cannot start.
 salvor_cannot_start=3
