@@ -88,7 +88,8 @@ public:
           filter_(filter),
           folder_(folder),
           previewBytes_(previewBytes) {
-        constexpr std::size_t mostInOrder = 256;
+        // Loading libraries takes as long as reading hundreds of files.
+        constexpr std::size_t mostInOrder = 1024;
         // Each reader has its own orders, so that a worker loads only the library that it needs.
         std::map<DetailsReader, std::vector<DetailsQuestion>> byReader;
         for (std::size_t i = from; i < from + found.size(); ++i) {
@@ -135,8 +136,8 @@ public:
         const std::optional<DetailsAnswer> answer = AnswerIn(line);
         const std::vector<DetailsQuestion>& questions = asked_[id];
         const auto question =
-            std::ranges::find(questions, answer ? answer->file : std::int32_t{-1}, &DetailsQuestion::file);
-        if (question == questions.end()) {
+            std::ranges::lower_bound(questions, answer ? answer->file : std::int32_t{-1}, {}, &DetailsQuestion::file);
+        if (!answer || question == questions.end() || question->file != answer->file) {
             return;
         }
         const auto index = static_cast<std::size_t>(answer->file);

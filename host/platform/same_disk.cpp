@@ -39,11 +39,14 @@ bool RestsOn(const fs::path& device, const fs::path& disk, int depth) {
 
 bool HasRotatingDisk(const fs::path& device, int depth) {
     constexpr int deepestStack = 16;
+    const fs::path disk = DiskOf(device);
     char isRotating = '0';
-    std::ifstream(DiskOf(device) / "queue/rotational") >> isRotating;
+    std::ifstream(disk / "queue/rotational") >> isRotating;
     std::error_code none;
+    // The system counts these virtual disks as rotating, as it does not know what they lie on.
+    const bool isVirtual = fs::read_symlink(disk / "device/driver", none).filename() == "virtio_blk";
     if (isRotating == '1' || depth > deepestStack) {
-        return isRotating == '1';
+        return isRotating == '1' && !isVirtual;
     }
     const fs::directory_iterator slaves(device / "slaves", none);
     return std::any_of(begin(slaves), end(slaves), [&](const fs::directory_entry& slave) {

@@ -173,10 +173,14 @@ public:
             const auto index = static_cast<std::size_t>(how.share->number - 1);
             AddTodo(Phase::Structure, index < shares.size() ? std::vector{shares[index]} : std::vector<SectorRange>());
         } else if (workers > 1) {
-            constexpr std::size_t leastPlaces = 64;
+            constexpr std::size_t leastPlaces = 256;
             AddTodo(Phase::Structure, Parts(seen, 4 * workers, leastPlaces));
-            // Each part repeats the phases before it, most of whose findings are known.
-            AddTodo(Phase::Bounded, Parts(seen, workers, leastPlaces));
+            // Each part repeats the phases before it, most of whose findings are known. The second phase is short: for
+            // few places, to start workers for it takes longer.
+            constexpr std::size_t leastBoundedPlaces = 4096;
+            if (const auto parts = Parts(seen, workers, leastBoundedPlaces); parts.size() > 1) {
+                AddTodo(Phase::Bounded, parts);
+            }
             AddTodo(Phase::Text, TextParts(seen, medium.SectorCount(), workers));
         }
     }

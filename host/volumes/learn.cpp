@@ -146,7 +146,7 @@ private:
     static std::size_t CountInOrder(std::size_t questions) {
         constexpr std::size_t least = 64;
         constexpr std::size_t most = 4096;
-        constexpr std::size_t orders = 16;
+        constexpr std::size_t orders = 8;
         return std::clamp(questions / orders + 1, least, most);
     }
 
