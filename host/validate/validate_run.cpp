@@ -321,6 +321,37 @@ private:
     OutcomesRead read_;
 };
 
+// What earlier runs that did not come to their end have found out.
+struct EarlierRuns {
+    OutcomesRead known;
+    SectorRangeSet unreadable;
+    std::vector<Piece> done;
+
+    void Add(OutcomesRead& read) {
+        std::ranges::for_each(read.unreadable, [this](SectorRange range) { unreadable.Add(range); });
+        known.known.Add(read.known);
+        known.walks.merge(read.walks);
+        std::ranges::move(read.validation.setAside, std::back_inserter(known.validation.setAside));
+        if (read.piece) {
+            done.push_back(*read.piece);
+        }
+    }
+};
+
+// Drops what was seen while all outcomes are read, as both may be large.
+std::optional<OutcomesRead> ReadEarlier(const FilePlace& place, const std::string& digest, const ValidateHow& how,
+                                        Sightings& seen) {
+    const bool mayDrop = how.seeAgain && HasAllOutcomes(place, digest);
+    if (mayDrop) {
+        seen = {};
+    }
+    auto read = ReadOutcomes(place);
+    if (mayDrop && !(read && read->validation.complete)) {
+        seen = how.seeAgain();
+    }
+    return read;
+}
+
 void RequireAllShares(const std::vector<Piece>& done) {
     if (done.empty()) {
         throw Failure(ExitStatus::NotStarted,
@@ -361,20 +392,11 @@ Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::
                             const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how) {
     const std::string sighted = DigestOf(medium, seen, caps);
     const std::string digest = DigestWith(sighted, how.grids);
-    OutcomesRead known;
-    SectorRangeSet unreadable;
-    std::vector<Piece> done;
+    EarlierRuns runs;
     std::vector<FilePlace> places{place};
     places.insert(places.end(), earlier.begin(), earlier.end());
     for (const FilePlace& one : places) {
-        const bool mayDrop = how.seeAgain && HasAllOutcomes(one, digest);
-        if (mayDrop) {
-            seen = {};
-        }
-        auto read = ReadOutcomes(one);
-        if (mayDrop && !(read && read->validation.complete)) {
-            seen = how.seeAgain();
-        }
+        auto read = ReadEarlier(one, digest, how, seen);
         if (!read || !read->digest.starts_with(sighted)) {
             continue;
         }
@@ -384,39 +406,33 @@ Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::
             read->known.Drop(Validator::Phase::Text);
         }
         medium.NoteUnreadable(read->unreadable);
-        std::ranges::for_each(read->unreadable, [&](SectorRange range) { unreadable.Add(range); });
         if (read->validation.complete) {
             return std::move(read->validation);
         }
-        known.known.Add(read->known);
-        known.walks.merge(read->walks);
-        std::ranges::move(read->validation.setAside, std::back_inserter(known.validation.setAside));
-        if (read->piece) {
-            done.push_back(*read->piece);
-        }
+        runs.Add(*read);
     }
     if (how.needsShares) {
-        RequireAllShares(done);
+        RequireAllShares(runs.done);
     }
     OutcomesWriter writer(place, digest, how.draftSuffix);
-    writer.AddUnreadable(unreadable.Ranges());
+    writer.AddUnreadable(runs.unreadable.Ranges());
     Validation validation;
     bool isShareDone = false;
     {
         Keeper keeper(writer, medium, how);
         if (how.image.path.empty() && medium.Descriptors().empty()) {
             OwnObserver observer(keeper, medium);
-            keeper.Keep(known.known);
+            keeper.Keep(runs.known.known);
             writer.TakeName();
             ValidateRequest request;
             request.caps = caps;
             request.grids = how.grids;
-            request.known = std::move(known.known);
+            request.known = std::move(runs.known.known);
             validation = ValidateFinds(medium, seen, std::move(request), observer);
         } else {
-            ValidateClient client(medium, seen, caps, place, how, keeper, known);
+            ValidateClient client(medium, seen, caps, place, how, keeper, runs.known);
             seen = {};
-            known = {};
+            runs.known = {};
             writer.TakeName();
             RunCrew({.workers = WorkersOf(how)}, client);
             isShareDone = client.IsShareDone() && !StopRequested();
