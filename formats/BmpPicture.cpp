@@ -159,6 +159,13 @@ bool BmpPicture::IsHeader(ByteSpan sector) {
            std::ranges::find(HeaderLengths, LoadLittle<std::uint32_t>(sector, 14)) != HeaderLengths.end();
 }
 
+std::int64_t BmpPicture::ConfirmedEnd(ByteSpan head) {
+    const Bitmap bitmap = LoadBitmap(head);
+    const bool isConfirmed = bitmap.headerLength == Windows3 && bitmap.compression == Plain && bitmap.imageSize != 0 &&
+                             bitmap.imageSize == bitmap.RawBytes();
+    return isConfirmed ? bitmap.pixelOffset + bitmap.RawBytes() : 0;
+}
+
 std::optional<WalkedFile> BmpPicture::Measure(ByteSpan head) {
     const Bitmap bitmap = LoadBitmap(head);
     if (!IsGeometrySound(bitmap)) {

@@ -29,6 +29,8 @@ struct BmpPicture {
     /// What the first bytes tell, `LeastHead` or more of them.
     static std::optional<WalkedFile> Measure(ByteSpan head);
     static std::optional<WalkedFile> Walk(ByteWindow& file);
+    /// The end of plain pixels whose size is in the header too; 0 if it is not. For `LeastHead` bytes or more.
+    static std::int64_t ConfirmedEnd(ByteSpan head);
 };
 
 /// Casio QV camera pictures: the areas that the header lists.

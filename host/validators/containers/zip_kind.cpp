@@ -16,11 +16,11 @@ struct TextKind {
     PackageKind kind;
 };
 
-// The contents of a first member "mimetype". If one text begins with another, the longer one comes first.
+// The contents of a first member "mimetype". If one text begins with another, the longer one comes first. A page that
+// an office program opened and saved as a document is "text-web".
 constexpr TextKind MimeTypes[] = {
     {"application/vnd.oasis.opendocument.text-template", {Odt, "ott"}},
     {"application/vnd.oasis.opendocument.text-master", {Odt, "odm"}},
-    {"application/vnd.oasis.opendocument.text-web", {Odt, "oth"}},
     {"application/vnd.oasis.opendocument.text", {Odt}},
     {"application/vnd.oasis.opendocument.spreadsheet-template", {Ods, "ots"}},
     {"application/vnd.oasis.opendocument.spreadsheet", {Ods}},

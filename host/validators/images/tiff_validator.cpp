@@ -5,6 +5,7 @@
 
 #include "formats/CanonTrailer.h"
 #include "formats/TiffWalk.h"
+#include "frame/bytes/BytePattern.h"
 #include "host/validators/broken.h"
 #include "host/validators/images/sensor_data.h"
 #include "host/validators/inflate.h"
@@ -198,6 +199,13 @@ bool AreCodesSound(Place& file, const TiffFile::Extent& strip) {
     return !codes.IsBroken();
 }
 
+// A JPEG that was cut goes over into other bytes. Writers pad it.
+bool EndsAsJpeg(Place& file, const TiffFile::Extent& extent) {
+    constexpr std::int64_t mostPadding = 16;
+    static constexpr BytePattern endOfImage = BytePatternOf<"\xFF\xD9">();
+    return file.Find(endOfImage, std::max(extent.start, extent.End() - mostPadding), extent.End()).has_value();
+}
+
 // Overwritten bytes show up in compressed data and their checksums.
 bool AreStripsSound(Place& file, const TiffFile& tiff) {
     constexpr std::int64_t mostUnpacked = std::int64_t{1} << 30;
@@ -208,6 +216,9 @@ bool AreStripsSound(Place& file, const TiffFile& tiff) {
         switch (extent.compression) {
             case LzwCompression:
                 return AreCodesSound(file, extent);
+            case JpegCompression:
+            case LossyJpegCompression:
+                return EndsAsJpeg(file, extent);
             case DeflateCompression:
             case OldDeflateCompression:
                 return InflateAt(file, extent.start, extent.End(), DeflateFormat::Zlib, mostUnpacked).has_value();

@@ -46,20 +46,32 @@ Finding FindingOf(Place& file, const std::optional<WalkedFile>& walked, std::int
 
 // A format whose walk the scanners and the program share. The start signatures find files that are smaller than what
 // scanners report.
-template <class Format, std::int32_t Type, auto& Starts, Verdict Unfinished = Verdict::Damaged>
+template <class Format, std::int32_t Type, auto& Starts>
 struct Walked {
     static bool Begins(ByteSpan head) {
         return head.size() >= Format::LeastHead &&
                std::ranges::any_of(Starts, [head](const StartSignature& start) { return start.IsIn(head); }) &&
                Format::IsHeader(head);
     }
-    static Finding Validate(Place& file) { return FindingOf(file, Format::Walk(file), Type, Unfinished); }
+    static Finding Validate(Place& file) { return FindingOf(file, Format::Walk(file), Type, Verdict::Damaged); }
     static constexpr std::int32_t Types[] = {Type};
 
     static constexpr Validator Named(std::string_view name) {
         return {.name = name, .starts = Starts, .begins = Begins, .validate = Validate, .types = Types};
     }
 };
+
+// Some writers count more bytes than there are. Up to three pad a file.
+Finding ValidateBmp(Place& file) {
+    constexpr std::int64_t mostPadding = 3;
+    Finding finding = FindingOf(file, BmpPicture::Walk(file), FileTypeIndex::Bmp, Verdict::Open);
+    const ByteSpan head = file.At(0, BmpPicture::LeastHead);
+    const std::int64_t confirmed = head.empty() ? 0 : BmpPicture::ConfirmedEnd(head);
+    if (confirmed != 0 && finding.size - confirmed > mostPadding) {
+        finding.size = confirmed;
+    }
+    return finding;
+}
 
 Finding ValidatePsd(Place& file) {
     Finding finding = FindingOf(file, PsdPicture::Walk(file), FileTypeIndex::Psd, Verdict::Damaged);
@@ -152,7 +164,11 @@ extern const Validator BmpValidator, CasioValidator, CurValidator, DwgValidator,
     IccValidator, IcoValidator, MayaValidator, OciValidator, PcxValidator, PsdValidator, PspValidator, WmfValidator,
     XcfValidator;
 
-constinit const Validator BmpValidator = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts, Verdict::Open>::Named("bmp");
+constinit const Validator BmpValidator{.name = "bmp",
+                                       .starts = BmpStarts,
+                                       .begins = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts>::Begins,
+                                       .validate = ValidateBmp,
+                                       .types = Walked<BmpPicture, FileTypeIndex::Bmp, BmpStarts>::Types};
 constinit const Validator CasioValidator = Walked<CasioPicture, FileTypeIndex::Cam, CasioStarts>::Named("cam");
 constinit const Validator CurValidator =
     Walked<Icons<IconDirectory::Kind::Cursor>, FileTypeIndex::Cur, CurStarts>::Named("cur");

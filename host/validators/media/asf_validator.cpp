@@ -143,11 +143,17 @@ private:
     }
 
     // Packets begin with their error correction: 82h, then usually two zeros. Packets without it have a clear first
-    // bit. Gives the offset of the first packet that begins in neither way, or `end`.
+    // bit, and a second byte that is the same in all of them. Gives the offset of the first packet that begins in
+    // another way than the first one, or `end`.
     std::int64_t PacketsFrom(std::int64_t at, std::int64_t end) {
+        constexpr std::uint8_t correction = 0x82;
+        const ByteSpan first = file_.At(at, 2);
+        const bool isCorrected = !first.empty() && first[0] == correction;
+        const std::uint8_t second = first.empty() || isCorrected ? 0 : first[1];
         while (at < end) {
-            const ByteSpan start = file_.At(at, 3);
-            const bool isPacket = !start.empty() && ((start[0] & 0x80U) == 0 || (start[0] == 0x82 && start[1] == 0)) &&
+            const ByteSpan start = file_.At(at, 2);
+            const bool isPacket = !start.empty() && start[1] == second &&
+                                  (isCorrected ? start[0] == correction : (start[0] & 0x80U) == 0) &&
                                   at + properties_.packetBytes <= end;
             if (!isPacket) {
                 return at;

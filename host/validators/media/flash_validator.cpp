@@ -1,5 +1,6 @@
 #include <FileTypeCatalog.h>
 
+#include <algorithm>
 #include <array>
 
 #include "frame/bytes/FieldReader.h"
@@ -44,6 +45,13 @@ std::int64_t FirstTag(Place& file) {
     return static_cast<std::int64_t>(HeaderBytes) + (5 + 4 * width + 7) / 8 + 4;
 }
 
+// Tools hide bytes behind the End tag and count them. Zeros there are more likely a hole in the middle of the tags.
+bool HasHiddenBytes(Place& file, std::int64_t endOfTags, std::int64_t size) {
+    constexpr std::int64_t looked = 16;
+    const ByteSpan bytes = file.At(endOfTags, static_cast<std::size_t>(std::min(looked, size - endOfTags)));
+    return std::ranges::any_of(bytes, [](std::uint8_t byte) { return byte != 0; }) && file.NextStart(endOfTags) >= size;
+}
+
 Finding ValidatePlain(Place& file, std::int64_t size) {
     constexpr std::uint16_t longLength = 0x3F;
     if (size > file.Limit()) {
@@ -52,6 +60,7 @@ Finding ValidatePlain(Place& file, std::int64_t size) {
     FieldReader reader(file, FirstTag(file));
     std::int64_t rightUpTo = reader.Position();
     int tags = 0;
+    bool hasEnd = false;
     while (!reader.IsBroken() && reader.Position() < size) {
         const auto header = reader.Little<std::uint16_t>();
         const std::uint32_t length =
@@ -62,9 +71,14 @@ Finding ValidatePlain(Place& file, std::int64_t size) {
         }
         ++tags;
         rightUpTo = reader.Position();
-        if (header == 0) {
+        hasEnd = header == 0;
+        if (hasEnd) {
             break;
         }
+    }
+    if (hasEnd && tags >= 3 && rightUpTo < size && HasHiddenBytes(file, rightUpTo, size)) {
+        return {
+            Verdict::Whole, size, FileTypeIndex::Swf, {}, "an End tag, and other bytes up to the size in its header"};
     }
     if (rightUpTo != size) {
         return tags < 3 ? Finding{}

@@ -23,6 +23,8 @@ constexpr std::int32_t LongestFrame = 8192;
 struct LayeredStream {
     static constexpr std::uint32_t SteadyBits = MpegAudioHeader::SteadyBits;
     static constexpr std::size_t HeaderBytes = 4;
+    // How many frames prove a stream that no tag or table confirms.
+    static constexpr std::int64_t LeastFrames = 10;
 
     // No encoder writes Layer I at a free bit rate, but numbers in tables look like it.
     static bool IsValid(ByteSpan bytes) {
@@ -40,6 +42,7 @@ struct AdtsStream {
     // Sync word, version, layer and checksum; profile, sampling rate and channels.
     static constexpr std::uint32_t SteadyBits = 0xFFFFFDC0U;
     static constexpr std::size_t HeaderBytes = 7;
+    static constexpr std::int64_t LeastFrames = 4;
 
     static bool IsValid(ByteSpan bytes) {
         const auto bits = LoadBig<std::uint32_t>(bytes, 0);
@@ -118,7 +121,7 @@ public:
         const bool isPiece = IsLayered && !hasTag && !table && NeedsEarlierBytes(frame);
         Walk();
         const bool isVouchedFor = hasTag || table;
-        if (frames_ < (isVouchedFor ? 1 : LeastFrames) || (isPiece && end_ - first_ < LeastPiece) ||
+        if (frames_ < (isVouchedFor ? 1 : Stream::LeastFrames) || (isPiece && end_ - first_ < LeastPiece) ||
             (!isVouchedFor && (isOfFilm_ || IsTable()))) {
             return {};
         }
@@ -138,7 +141,6 @@ public:
 
 private:
     static constexpr bool IsLayered = Stream::HeaderBytes == HeaderBytes;
-    static constexpr std::int64_t LeastFrames = 10;
     static constexpr std::int64_t LeastPiece = 0x10000;
     // After bytes that are not frames, this many frames prove that the stream goes on.
     static constexpr int ResumingFrames = 4;
@@ -377,22 +379,18 @@ std::optional<Finding> StreamAt(Place& file, std::int64_t offset, bool hasTag) {
     return std::nullopt;
 }
 
-Finding ValidateMpegAudio(Place& file) {
-    const std::int64_t tagEnd = EndOfTags(file, 0);
-    if (tagEnd > file.Limit()) {
-        return {Verdict::Truncated, file.Limit(), FileTypeIndex::Mp3, {}, "its tag goes on past the medium's end"};
-    }
-    if (const auto found = StreamAt(file, tagEnd, tagEnd > 0); found || tagEnd == 0) {
-        return found.value_or(Finding{});
-    }
-    // Some writers miscount the tag's padding, and some encoders begin with part of a frame. The first frame may itself
-    // be at a sector start and look like a file of its own.
-    constexpr std::int64_t mostPadding = 0x10000;
+template <class Stream>
+std::optional<Finding> LongStreamAt(Place& file, std::int64_t offset) {
+    AudioWalk<Stream> walk(file, offset);
+    return walk.Begins(CheckedFrames) ? std::optional(walk.Run(true)) : std::nullopt;
+}
+
+// Some writers miscount the tag's padding, and some encoders begin with part of a frame. `stop` is the last place
+// where the stream may begin.
+std::optional<Finding> StreamBehindTag(Place& file, std::int64_t tagEnd, std::int64_t stop) {
     constexpr std::int64_t mostBytes = 0x1000;
-    std::int64_t at = tagEnd;
-    const std::int64_t stop = std::min(file.NextStart(tagEnd), tagEnd + mostPadding);
     std::int64_t filled = 0;
-    for (; at <= stop && filled < mostBytes; ++at) {
+    for (std::int64_t at = tagEnd; at <= stop && filled < mostBytes; ++at) {
         const ByteSpan bytes = file.From(at);
         if (bytes.empty()) {
             break;
@@ -401,16 +399,31 @@ Finding ValidateMpegAudio(Place& file) {
         if (bytes[0] != 0xFF) {
             continue;
         }
-        AudioWalk<LayeredStream> layered(file, at);
-        if (layered.Begins(CheckedFrames)) {
-            return layered.Run(true);
-        }
-        AudioWalk<AdtsStream> adts(file, at);
-        if (adts.Begins(CheckedFrames)) {
-            return adts.Run(true);
+        std::optional<Finding> found = LongStreamAt<LayeredStream>(file, at);
+        found = found ? found : LongStreamAt<AdtsStream>(file, at);
+        if (found) {
+            return found;
         }
     }
-    return {};
+    return std::nullopt;
+}
+
+Finding ValidateMpegAudio(Place& file) {
+    const std::int64_t tagEnd = EndOfTags(file, 0);
+    if (tagEnd > file.Limit()) {
+        return {Verdict::Truncated, file.Limit(), FileTypeIndex::Mp3, {}, "its tag goes on past the medium's end"};
+    }
+    if (tagEnd == 0) {
+        return StreamAt(file, 0, false).value_or(Finding{});
+    }
+    // The rest of another frame behind the tag may look like a first frame. Without one there, the first frame may be
+    // at a sector start and look like a file of its own.
+    constexpr std::int64_t mostPadding = 0x10000;
+    const bool hasFrame =
+        AudioWalk<LayeredStream>(file, tagEnd).Begins(1) || AudioWalk<AdtsStream>(file, tagEnd).Begins(1);
+    const std::int64_t stop = std::min(file.NextStart(tagEnd), tagEnd + mostPadding) - (hasFrame ? 1 : 0);
+    const std::optional<Finding> found = StreamBehindTag(file, tagEnd, stop);
+    return found ? *found : StreamAt(file, tagEnd, true).value_or(Finding{});
 }
 
 bool BeginsMpegAudio(ByteSpan head) {

@@ -143,6 +143,16 @@ TEST(MpegAudioValidator, StepsOverFramesOfAllKindsAndTheirTags) {
         ExpectWhole("mpegaudio", Join({padded, sound, end}), stream.what);
     }
     ExpectWhole("mpegaudio", Fixture("plain.mp3"), "plain.mp3");
+
+    // The rest of another frame, behind the tag, looks like a frame.
+    const Bytes rest = Join({AudioFrame(0xF3, 0xB4, 336), Bytes(21, 0xBA)});
+    const Bytes sound = Join({{'I', 'D', '3', 4, 0, 0, 0, 0, 0, 4}, Bytes(4), rest, Repeated(streams[0].frame, 40)});
+    EXPECT_EQ(FindingOf("mpegaudio", sound, Pattern(70000)).size, std::ssize(sound));
+
+    // Few long frames of AAC.
+    const Bytes header{0xFF, 0xF1, 0x6D, 0x81, 0x9C, 0x7F, 0xFC};
+    const Bytes surround = Repeated(Join({header, Bytes(3299 - 7, 0x21)}), 6);
+    EXPECT_EQ(FindingOf("mpegaudio", surround, Pattern(70000)).size, std::ssize(surround));
 }
 
 TEST(MpegAudioValidator, TellsPiecesAndHoles) {

@@ -174,6 +174,25 @@ TEST(PictureValidators, TiffWithoutItsJpegIsTruncated) {
     EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).verdict, Verdict::Truncated);
 }
 
+TEST(PictureValidators, TiffWithACutJpegIsNotWhole) {
+    Bytes file = Fixture("version.dng");
+    const Bytes deflated{0x03, 0x01, 0x03, 0, 1, 0, 0, 0, 8, 0};
+    const Bytes offset{0x11, 0x01, 0x04, 0, 1, 0, 0, 0};
+    const auto compression = std::search(file.begin(), file.end(), deflated.begin(), deflated.end());
+    const auto strip = std::search(file.begin(), file.end(), offset.begin(), offset.end());
+    ASSERT_NE(compression, file.end());
+    ASSERT_NE(strip, file.end());
+    compression[8] = 7;
+    const std::size_t data = LoadLittle<std::uint32_t>(file, static_cast<std::size_t>(strip - file.begin()) + 8);
+    file[data] = 0xFF;
+    file[data + 1] = 0xD8;
+    file[data + 2] = 0xFF;
+    EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).verdict, Verdict::Damaged);
+    file[file.size() - 4] = 0xFF;
+    file[file.size() - 3] = 0xD9;
+    EXPECT_EQ(FindingOf("tiff", file, Pattern(9000)).verdict, Verdict::Whole);
+}
+
 // Two pages of 2 entries. What some writers leave behind the last one is known by what is behind the first.
 TEST(PictureValidators, TiffEndsLikeItsEarlierPages) {
     const std::string_view header("II*\0\x08\0\0\0", 8);
@@ -287,6 +306,10 @@ TEST(PictureValidators, DrawingsAndBitmapsEndWithTheirLastByte) {
     EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).verdict, Verdict::Whole);
     std::fill_n(bitmap.begin() + 34, 4, std::uint8_t{0});
     EXPECT_EQ(FindingOf("bmp", bitmap, Pattern(9000)).verdict, Verdict::Open);
+    // A size in the header that is more than its pixels fill.
+    bitmap = Fixture("rgb24.bmp");
+    bitmap[3] = static_cast<std::uint8_t>(bitmap[3] + 2);
+    EXPECT_EQ(FindingOf("bmp", bitmap, Bytes(9000)).size, std::ssize(bitmap));
 }
 
 // The directory ends the file and holds its own offset; others before it do not.

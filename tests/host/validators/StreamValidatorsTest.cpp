@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tests/host/validators/TestPlace.h"
+#include "tests/support/Numbers.h"
 
 namespace salvor {
 
@@ -167,6 +168,23 @@ TEST(StreamValidators, FollowBarePacketsOfALiveRecording) {
     const Finding finding = FindingOf("asf", film, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Open);
     EXPECT_EQ(finding.size, std::ssize(film));
+}
+
+TEST(StreamValidators, PacketsBeginLikeTheFirstOne) {
+    Bytes film = Fixture("film.wmv");
+    std::fill(film.begin() + std::ssize(film) / 2, film.end(), std::uint8_t{'t'});
+    EXPECT_EQ(FindingOf("asf", film).verdict, Verdict::Damaged);
+}
+
+TEST(StreamValidators, FlashMayHideBytesBehindItsEndTag) {
+    Bytes movie = Fixture("video.swf");
+    const std::size_t tags = movie.size();
+    movie.resize(tags + 100, 0x5A);
+    ::test::PutNumber(movie, 4, movie.size(), 4, false);
+    ExpectWhole("flash", movie, "hidden bytes");
+    // A hole instead.
+    std::fill(movie.begin() + static_cast<std::ptrdiff_t>(tags), movie.end(), std::uint8_t{0});
+    EXPECT_EQ(FindingOf("flash", movie, Pattern(70000)).verdict, Verdict::Damaged);
 }
 
 TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
