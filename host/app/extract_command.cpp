@@ -56,9 +56,16 @@ ExitStatus RunExtract(const ExtractCommand& command) {
                              header.caps,
                              SetAsideToJson(header, finds.journal.setAside),
                              finds.medium.OnImage(finds.journal.seen.zeros)};
-    const ExitStatus status = ExtractSeen(
-        finds.medium, std::move(finds.journal.seen), [&] { return finds.SeeAgain(); }, origin, filter, content,
-        command.fileSystems, out, piece, command.quiet);
+    const ExitStatus status = ExtractSeen({.medium = finds.medium,
+                                           .seen = std::move(finds.journal.seen),
+                                           .seeAgain = [&finds] { return finds.SeeAgain(); },
+                                           .origin = origin,
+                                           .filter = std::move(filter),
+                                           .content = content,
+                                           .fileSystems = command.fileSystems,
+                                           .out = out,
+                                           .piece = piece,
+                                           .quiet = command.quiet});
     // Files whose finds were lost are missing from this run.
     return status == ExitStatus::Done && !finds.IsWhole() ? ExitStatus::Losses : status;
 }

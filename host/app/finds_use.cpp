@@ -131,76 +131,78 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
 namespace {
 
 // Keeps everything in the folder of the recovered files. What lies beside the finds is used, but not changed.
-Validated ValidateSeen(const ScanMedium& medium, Sightings seen, const std::function<Sightings()>& seeAgain,
-                       const FindsOrigin& origin, const FileSystemUse& fileSystems, const OutFolder& out,
-                       const std::optional<Piece>& piece, bool quiet) {
+Validated ValidateSeen(ExtractRequest& request) {
+    const std::optional<Piece>& piece = request.piece;
+    const FindsOrigin& origin = request.origin;
     // The user did not name these paths, so links are not followed and pipes not waited for.
     const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
     const Folder folder = Folder::Open(beside.parent_path());
     std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
     earlier.emplace_back(folder, beside.filename().string());
     std::optional<KnowledgePlaces> knowledge;
-    if (!fileSystems.isOff) {
+    if (!request.fileSystems.isOff) {
         const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
         // Pieces may be written at the same time, so each has its own file, unless validating has already asked.
         const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
-        knowledge = {FilePlace(out.folder, name), {FilePlace(folder, knownBeside.filename().string())}};
+        knowledge = {FilePlace(request.out.folder, name), {FilePlace(folder, knownBeside.filename().string())}};
     }
-    ValidateHow how{
-        .image = origin.image, .workers = WorkersFor("", medium.Image()), .quiet = quiet, .seeAgain = seeAgain};
+    ValidateHow how{.image = origin.image,
+                    .workers = WorkersFor("", request.medium.Image()),
+                    .quiet = request.quiet,
+                    .seeAgain = request.seeAgain};
     if (piece) {
         how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
         how.needsShares = true;
     }
-    return ValidateWithFileSystems(medium, std::move(seen), origin.caps, {out.folder, "outcomes.jsonl"}, earlier,
-                                   std::move(how), knowledge);
+    return ValidateWithFileSystems(request.medium, std::move(request.seen), origin.caps,
+                                   {request.out.folder, "outcomes.jsonl"}, earlier, std::move(how), knowledge);
+}
+
+Validated AsReported(ExtractRequest& request) {
+    // Starts are not needed, and there may be as many.
+    const std::vector<Find> finds = std::exchange(request.seen, {}).finds;
+    Validated reported{.validation = {ReportedOutcomes(finds, ShapeOf(request.medium), request.filter.types), true, {}},
+                       .known = {}};
+    EndAtGaps(reported.validation.outcomes, request.medium);
+    return reported;
+}
+
+// False, and says so, if the page cannot be written or lacks lines of the report. The files are there, and the page can
+// be made again.
+bool HasPage(const Folder& folder) {
+    try {
+        return WritePage(folder);
+    } catch (const Failure& failure) {
+        SayLine(failure.what());
+        return false;
+    }
 }
 
 }  // namespace
 
-ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const std::function<Sightings()>& seeAgain,
-                       const FindsOrigin& origin, PlanFilter filter, const ContentFilter& content,
-                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
-                       bool quiet) {
-    Validated validated;
+ExitStatus ExtractSeen(ExtractRequest request) {
+    Validated validated = request.filter.asReported ? AsReported(request) : ValidateSeen(request);
     auto& [validation, known] = validated;
-    if (filter.asReported) {
-        // Starts are not needed, and there may be as many.
-        const std::vector<Find> finds = std::exchange(seen, {}).finds;
-        validation = {ReportedOutcomes(finds, ShapeOf(medium), filter.types), true, {}};
-        EndAtGaps(validation.outcomes, medium);
-    } else {
-        validated = ValidateSeen(medium, std::move(seen), seeAgain, origin, fileSystems, out, piece, quiet);
-    }
-    if (fileSystems.names == "original") {
-        filter.originalPaths = OriginalPaths(known);
+    if (request.fileSystems.names == "original") {
+        request.filter.originalPaths = OriginalPaths(known);
     }
     const bool isStopped = !validation.complete || StopRequested();
-    if (piece && isStopped) {
+    if (request.piece && isStopped) {
         return ExitStatus::Stopped;
     }
-    const ExtractJob job{medium, validation.outcomes, known, origin, filter, content, out, quiet};
-    if (piece) {
-        return ExtractPiece(job, *piece);
+    const ExtractJob job{request.medium, validation.outcomes, known,       request.origin,
+                         request.filter, request.content,     request.out, request.quiet};
+    if (request.piece) {
+        return ExtractPiece(job, *request.piece);
     }
+    const Folder& folder = request.out.folder;
     if (isStopped) {
-        Say("stopped before a file was written; 'salvor extract {} --out {}' goes on", ShellWord(origin.findsPath),
-            ShellWord(out.folder.Path().string()));
+        Say("stopped before a file was written; 'salvor extract {} --out {}' goes on",
+            ShellWord(request.origin.findsPath), ShellWord(folder.Path().string()));
     }
-    ExitStatus status = ExtractFiles(job);
-    if (status == ExitStatus::Done && !validation.setAside.empty()) {
-        status = ExitStatus::Losses;
-    }
-    try {
-        if (!WritePage(out.folder) && status == ExitStatus::Done) {
-            status = ExitStatus::Losses;
-        }
-    } catch (const Failure& failure) {
-        // The files are written, and the page can be made again from the report.
-        SayLine(failure.what());
-        return status == ExitStatus::Done ? ExitStatus::Losses : status;
-    }
-    return status;
+    const ExitStatus status = ExtractFiles(job);
+    const bool isLossless = HasPage(folder) && validation.setAside.empty();
+    return status == ExitStatus::Done && !isLossless ? ExitStatus::Losses : status;
 }
 
 }  // namespace salvor

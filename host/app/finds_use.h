@@ -75,11 +75,24 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
                                   const std::vector<FilePlace>& earlier, ValidateHow how,
                                   const std::optional<KnowledgePlaces>& knowledge);
 
+/// What to write of what a scan has seen, and how. All that is referred to outlives the call.
+struct ExtractRequest {
+    const ScanMedium& medium;
+    Sightings seen;
+    /// Gives the sightings once more.
+    std::function<Sightings()> seeAgain;
+    const FindsOrigin& origin;
+    PlanFilter filter;
+    const ContentFilter& content;
+    const FileSystemUse& fileSystems;
+    const OutFolder& out;
+    /// Only this piece of the files.
+    std::optional<Piece> piece;
+    bool quiet = false;
+};
+
 /// Validates unless the files are wanted as reported, asks the file systems what they know, and writes the files or one
-/// piece of them. `seeAgain` gives the sightings once more.
-ExitStatus ExtractSeen(const ScanMedium& medium, Sightings seen, const std::function<Sightings()>& seeAgain,
-                       const FindsOrigin& origin, PlanFilter filter, const ContentFilter& content,
-                       const FileSystemUse& fileSystems, const OutFolder& out, const std::optional<Piece>& piece,
-                       bool quiet);
+/// piece of them.
+ExitStatus ExtractSeen(ExtractRequest request);
 
 }  // namespace salvor

@@ -55,9 +55,16 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
                              scan.scan.header.caps,
                              SetAsideToJson(scan.job.header, outcome.setAside),
                              scan.scan.medium.OnImage(seen.zeros)};
-    const ExitStatus status = ExtractSeen(
-        scan.scan.medium, std::move(seen), [&] { return SeenInJob(scan, out.folder); }, origin, filter, content,
-        command.fileSystems, out, std::nullopt, command.quiet);
+    const ExitStatus status = ExtractSeen({.medium = scan.scan.medium,
+                                           .seen = std::move(seen),
+                                           .seeAgain = [&] { return SeenInJob(scan, out.folder); },
+                                           .origin = origin,
+                                           .filter = filter,
+                                           .content = content,
+                                           .fileSystems = command.fileSystems,
+                                           .out = out,
+                                           .piece = std::nullopt,
+                                           .quiet = command.quiet});
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 

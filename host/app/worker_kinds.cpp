@@ -16,7 +16,7 @@ std::span<const WorkerKind> WorkerKinds() {
     static constexpr std::array kinds{
         WorkerKind{ScanOrderKind, ScanPartOrdered}, WorkerKind{ValidateOrderKind, ValidateInWorker},
         WorkerKind{DetailsOrderKind, AnswerQuestions, LoadReaders},
-        WorkerKind{VolumesOrder, WorkOnVolumes, LoadVolumesLibrary}, WorkerKind{JoinedOrder, ValidateJoined}};
+        WorkerKind{VolumesOrderKind, WorkOnVolumes, LoadVolumesLibrary}, WorkerKind{JoinedOrderKind, ValidateJoined}};
     return kinds;
 }
 

@@ -15,7 +15,7 @@ namespace salvor {
 
 /// The name of orders that validate the joined extents of known files. The worker answers with lines of `JoinedLine`,
 /// and reports unreadable sectors as in an outcomes file.
-inline constexpr const char* JoinedOrder = "joined";
+inline constexpr const char* JoinedOrderKind = "joined";
 bool ValidateJoined(Worker& worker);
 
 /// The order's own parameters. `caps` in bytes by factory index.

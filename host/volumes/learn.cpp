@@ -95,7 +95,7 @@ public:
         }
         Order order;
         order.id = nextId_++;
-        order.kind = JoinedOrder;
+        order.kind = JoinedOrderKind;
         order.what = JoinedParameters(waiting_.front(), files_, request_.caps);
         access_.unreadable = medium_.Unreadable().Ranges();
         order.medium = access_;
@@ -212,7 +212,7 @@ void TellWholeVolumes(const Knowledge& knowledge, SectorRange range) {
 
 Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, LearnRequest request) {
     Order order;
-    order.kind = VolumesOrder;
+    order.kind = VolumesOrderKind;
     order.what = {{"used", request.used}, {"files", request.files}, {"allowance", AllowanceFor(medium)}};
     order.medium = AccessTo(medium, image);
     // File systems with millions of files have large tables of names, but not on small media.
