@@ -137,11 +137,13 @@ void WriteScanJob(const Folder& folder, const ScanJob& job) {
     File file = folder.Create(draft);
     const auto require = [&](bool done, const std::string& why) {
         if (!done) {
+            folder.Remove(draft);
             throw Failure(ExitStatus::NotStarted,
                           fmt::format("cannot begin a scan in '{}': {}", folder.Path().string(), why));
         }
     };
-    require(file.IsOpen() && file.Write(line.data(), line.size()) && file.Sync(), file.Error().Text());
+    const bool isWritten = file.IsOpen() && file.Write(line.data(), line.size()) && file.Sync();
+    require(isWritten, file.Error().Text());
     const SystemError error = folder.Rename(draft, FileName);
     require(!error, error.Text());
     folder.SyncEntries();
