@@ -149,8 +149,7 @@ Finding Validate(Place& file) {
     if (end == 0) {
         return {};
     }
-    return {Verdict::Whole, EndOfDocument(file, text, end), FileTypeIndex::Text, "json",
-            "the outermost bracket is closed"};
+    return {Verdict::Whole, EndOfData(file, text, end), FileTypeIndex::Text, "json", "the outermost bracket is closed"};
 }
 
 constexpr std::int32_t Types[] = {FileTypeIndex::Text};

@@ -1,5 +1,7 @@
 #include "host/validators/text/markup.h"
 
+#include <limits>
+
 #include "host/validators/text/text_bytes.h"
 #include "host/validators/text/text_run.h"
 
@@ -20,7 +22,28 @@ bool HasReturns(Place& file, std::int64_t end, const TextForm& form) {
     return false;
 }
 
+// The end of at most `most` lines that are blank from `end` on.
+std::int64_t EndOfLines(MarkupReader& text, std::int64_t end, bool haveReturns, int most) {
+    text.Forget();
+    text.GoTo(end);
+    for (int line = 0; line < most; ++line) {
+        while (text.Take(u" ") || text.Take(u"\t")) {
+        }
+        if (!text.Take(u"\r\n") && (haveReturns || !text.Take(u"\n"))) {
+            break;
+        }
+        end = text.At();
+    }
+    return end;
+}
+
 }  // namespace
+
+bool IsTextAt(Place& file, std::int64_t at) {
+    constexpr std::size_t least = 4;
+    const ByteSpan bytes = file.At(at, least);
+    return bytes.size() == least && EndOfUtf8(bytes, 0) == least;
+}
 
 bool BeginsWithMarkup(ByteSpan head) {
     const TextForm form = TextForm::Of(head);
@@ -51,18 +74,14 @@ std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, st
             return text.At();
         }
     }
-    const bool hasReturns = HasReturns(file, end, text.Form());
-    text.Forget();
-    text.GoTo(end);
-    std::int64_t lineEnd = end;
-    for (;;) {
-        while (text.Take(u" ") || text.Take(u"\t")) {
-        }
-        if (!text.Take(u"\r\n") && (hasReturns || !text.Take(u"\n"))) {
-            return lineEnd;
-        }
-        lineEnd = text.At();
-    }
+    return EndOfLines(text, end, HasReturns(file, end, text.Form()), std::numeric_limits<int>::max());
+}
+
+std::int64_t EndOfData(Place& file, MarkupReader& text, std::int64_t end) {
+    const std::int64_t lines = EndOfDocument(file, text, end);
+    // Few texts begin with several empty lines, and few have lines that end with "\r\n".
+    const bool mayBeForeign = IsTextAt(file, lines) && !HasReturns(file, end, text.Form());
+    return mayBeForeign && EndOfLines(text, end, false, 2) == lines ? EndOfLines(text, end, false, 1) : lines;
 }
 
 }  // namespace salvor

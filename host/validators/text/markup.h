@@ -16,4 +16,10 @@ bool BeginsWithMarkup(ByteSpan head);
 /// zeros in the same 4 KiB page was appended to it; other text is foreign.
 std::int64_t EndOfDocument(Place& file, MarkupReader& text, std::int64_t end, std::u16string_view appendix = {});
 
+/// The same for XML and JSON. They hardly ever end with an empty line, so that one that text follows belongs to that.
+std::int64_t EndOfData(Place& file, MarkupReader& text, std::int64_t end);
+
+/// True if the next bytes are text of one byte a character, or UTF-8.
+bool IsTextAt(Place& file, std::int64_t at);
+
 }  // namespace salvor

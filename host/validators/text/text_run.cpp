@@ -452,9 +452,11 @@ public:
     }
 
     // True if so many printable bytes begin here that they are text of one byte a character, not ideographs.
-    bool BeginsNarrowText(std::size_t index) const {
-        return bytes_.size() - 2 * index >= LeastOfNarrowText &&
-               EndOfPlain(bytes_.subspan(2 * index, LeastOfNarrowText), 0) == LeastOfNarrowText;
+    bool BeginsNarrowText(std::size_t index, const Utf16Scripts& scripts) const {
+        constexpr std::size_t leastWithoutIdeographs = 8;
+        constexpr std::uint16_t ideograph = 0x4E00;
+        const std::size_t least = scripts.IsKnown(ideograph) ? LeastOfNarrowText : leastWithoutIdeographs;
+        return bytes_.size() - 2 * index >= least && EndOfPlain(bytes_.subspan(2 * index, least), 0) == least;
     }
 
     static constexpr std::size_t LeastOfNarrowText = 24;
@@ -477,7 +479,7 @@ TextRun StoppedAt(Place& file, std::int64_t from, std::int64_t at, std::uint16_t
 
 TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
     // A text's first units show which scripts it uses; later, units of other scripts must not come alone.
-    constexpr std::int64_t lessons = 32;
+    constexpr std::int64_t lessons = 16;
     Utf16Scripts scripts;
     std::int64_t at = from;
     for (;;) {
@@ -494,7 +496,7 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
             const std::uint16_t unit = units.At(i);
             const std::int64_t place = at + static_cast<std::int64_t>(2 * i);
             const bool isAlien = place >= from + 2 * lessons && units.IsAlien(i, scripts);
-            if (IsUtf16Stop(unit) || units.IsBrokenPair(i) || isAlien || units.BeginsNarrowText(i)) {
+            if (IsUtf16Stop(unit) || units.IsBrokenPair(i) || isAlien || units.BeginsNarrowText(i, scripts)) {
                 return StoppedAt(file, from, place, unit, isBigEndian);
             }
             scripts.See(unit);

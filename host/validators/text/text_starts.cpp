@@ -15,6 +15,8 @@ constexpr std::size_t HeadBytes = 512;
 constexpr std::size_t LeastBeforeZeros = 1;
 constexpr std::size_t LeastBeforeBinary = 48;
 constexpr std::size_t LeastOfWordLine = 16;
+constexpr std::size_t LeastOfShortWordLine = 10;
+constexpr std::size_t LeastOfSmallWord = 6;
 constexpr std::size_t LeastOfCodePage = 256;
 constexpr std::size_t TailThatTells = 8;
 constexpr std::size_t TailThatTellsOfCodePage = 48;
@@ -96,7 +98,7 @@ bool IsLongEnough(ByteSpan head) {
     while (end + 1 < head.size() && head[end] == Escape && IsPlainByte(head[end + 1])) {
         end = EndOfUtf8(head, end + 1);
     }
-    if (end == head.size() || IsWordLine(head.first(end))) {
+    if (end == head.size() || IsShortWordLine(head.first(end))) {
         return true;
     }
     const bool endsInZeros = [head](std::size_t at) {
@@ -120,6 +122,15 @@ bool HasControl(std::span<const std::uint8_t, Count> bytes) {
     return any != 0;
 }
 
+// The length of the first line with its end if it consists of words only, or 0.
+std::size_t WordLineBytes(ByteSpan text) {
+    const auto isWordByte = [](std::uint8_t byte) {
+        return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-' || byte == '.' || byte == ' ';
+    };
+    const auto end = std::ranges::find_if_not(text, isWordByte);
+    return end != text.end() && *end == '\n' ? static_cast<std::size_t>(end - text.begin()) + 1 : 0;
+}
+
 // The first bytes of most binary data show that they are not text. False only if it cannot be text.
 bool MayBePlain(ByteSpan head) {
     constexpr std::size_t looked = 32;
@@ -128,10 +139,10 @@ bool MayBePlain(ByteSpan head) {
     }
     if (HasControl(head.first<looked>())) {
         if (head.back() != 0) {
-            return false;
+            return IsShortWordLine(head);
         }
         const std::uint8_t first = *std::ranges::find_if(head, IsControlByte);
-        return first == 0 || first == DosEnd;
+        return first == 0 || first == DosEnd || IsShortWordLine(head);
     }
     if (head.size() < LeastBeforeBinary || head.back() == 0 ||
         !HasControl(head.subspan<looked, LeastBeforeBinary - looked>())) {
@@ -183,12 +194,15 @@ bool BeginsLikeFile(ByteSpan head) {
     return (first >= 'A' && first <= 'Z') || marks.find(first) != std::string_view::npos;
 }
 
-bool IsWordLine(ByteSpan text) {
-    const auto isWordByte = [](std::uint8_t byte) {
-        return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-' || byte == '.' || byte == ' ';
+bool IsWordLine(ByteSpan text) { return WordLineBytes(text) >= LeastOfWordLine; }
+
+bool IsShortWordLine(ByteSpan text) {
+    const std::size_t bytes = WordLineBytes(text);
+    const auto isSmall = [](std::uint8_t byte) {
+        return (byte >= 'a' && byte <= 'z') || byte == '_';
     };
-    const auto end = std::ranges::find_if_not(text, isWordByte);
-    return end - text.begin() + 1 >= static_cast<std::ptrdiff_t>(LeastOfWordLine) && end != text.end() && *end == '\n';
+    return bytes >= LeastOfShortWordLine ||
+           (bytes >= LeastOfSmallWord && std::ranges::all_of(text.first(bytes - 1), isSmall));
 }
 
 bool BeginsText(ByteSpan previousTail, ByteSpan sector) {

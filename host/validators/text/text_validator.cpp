@@ -185,7 +185,9 @@ bool IsOtherKind(Place& file, ByteSpan head) {
 // Why printable bytes before binary data are not text; null if they are.
 const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t length, ByteSpan head,
                                const TextMix& mix) {
-    if ((length < LeastBeforeBinary && !IsWordLine(head)) || (run.isCodePage && length < LeastOfCodePage)) {
+    // Where files begin at clusters, fewer places can be one by chance.
+    const bool isWordLine = file.ClusterBytes() > 0 ? IsShortWordLine(head) : IsWordLine(head);
+    if ((length < LeastBeforeBinary && !isWordLine) || (run.isCodePage && length < LeastOfCodePage)) {
         return "too short in front of binary data";
     }
     const bool isString = IsString(file, run.end);
@@ -194,7 +196,7 @@ const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t len
         return "strings of a program";
     }
     // Programs write data in one long line.
-    const bool isWords = mix.IsLanguage() || mix.IsLine() || IsWordLine(head) || length >= LeastOfOneLine;
+    const bool isWords = mix.IsLanguage() || mix.IsLine() || isWordLine || length >= LeastOfOneLine;
     return mix.lineEnds < 2 && !isWords ? "printable bytes without lines or words" : nullptr;
 }
 

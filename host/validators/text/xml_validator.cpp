@@ -1,5 +1,7 @@
 #include <FileTypeCatalog.h>
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,9 +22,35 @@ constexpr std::int64_t PrologBytes = 0x10000;
 // How far the tag of a root without a declaration is read.
 constexpr std::int64_t RootTagBytes = 0x2000;
 
-// A document without a declaration is XML if it has a document type with the root's name, or a name space. Leaves the
-// reader after the root's name, which is empty if there is no such document.
-std::u16string TakeBareRoot(MarkupReader& text) {
+struct Root {
+    std::u16string name;
+    // The document is XML even if it breaks.
+    bool isSure = true;
+};
+
+// True if the tag that begins here has attributes as in XML only, with values in quotes.
+bool TakesXmlAttributes(MarkupReader& text) {
+    for (;;) {
+        text.SkipWhite();
+        if (text.Take(u">")) {
+            return true;
+        }
+        if (text.TakeName(LongestName).empty()) {
+            return false;
+        }
+        text.SkipWhite();
+        const bool hasValue = text.Take(u"=");
+        text.SkipWhite();
+        const char16_t quote = hasValue ? text.Next() : MarkupReader::End;
+        if ((quote != '"' && quote != '\'') || !text.TakePast(std::u16string_view(&quote, 1))) {
+            return false;
+        }
+    }
+}
+
+// The root of a document without a declaration. It is sure to be XML if it has a document type with the root's name, or
+// a name space. Leaves the reader after the root's name, which is empty if there is no such document.
+Root TakeBareRoot(MarkupReader& text) {
     std::u16string typeName;
     text.EndAt(PrologBytes);
     text.SkipWhite();
@@ -39,19 +67,21 @@ std::u16string TakeBareRoot(MarkupReader& text) {
         }
     }
     text.Take(u"<");
-    std::u16string root = text.TakeName(LongestName);
+    Root root{text.TakeName(LongestName)};
     const std::int64_t nameEnd = text.At();
     text.EndAt(nameEnd + RootTagBytes);
-    bool isSure = root == typeName;
-    if (!root.empty() && !isSure && text.TakeTag() != MarkupReader::Tag::Broken) {
+    bool hasXmlTag = root.name == typeName;
+    if (!root.name.empty() && !hasXmlTag && text.TakeTag() != MarkupReader::Tag::Broken) {
         const std::int64_t tagEnd = text.At();
         text.GoTo(nameEnd);
         text.EndAt(tagEnd);
-        isSure = text.TakePast(u"xmlns");
+        root.isSure = text.TakePast(u"xmlns");
+        text.GoTo(nameEnd);
+        hasXmlTag = root.isSure || TakesXmlAttributes(text);
     }
     text.EndAt(MarkupReader::NoLimit);
     text.GoTo(nameEnd);
-    return isSure ? root : std::u16string();
+    return hasXmlTag ? root : Root();
 }
 
 // An indented element is most likely part of a page, the start of which is elsewhere.
@@ -60,16 +90,16 @@ bool IsIndented(Place& file, std::int64_t at) {
     return !before.empty() && (before[0] == ' ' || before[0] == '\t');
 }
 
-std::u16string TakeRoot(Place& file, MarkupReader& text) {
+Root TakeRoot(Place& file, MarkupReader& text) {
     const std::int64_t start = text.At();
     text.SkipWhite();
     if (!IsAtXmlDeclaration(text)) {
         const bool isPart = IsIndented(file, text.At());
         text.GoTo(start);
-        return isPart ? std::u16string() : TakeBareRoot(text);
+        return isPart ? Root() : TakeBareRoot(text);
     }
     const std::optional<XmlProlog> prolog = TakeXmlProlog(text);
-    return prolog && !prolog->isHtml ? prolog->root : std::u16string();
+    return prolog && !prolog->isHtml ? Root{prolog->root} : Root();
 }
 
 bool IsNamed(std::u16string_view root, std::u16string_view name) {
@@ -77,20 +107,47 @@ bool IsNamed(std::u16string_view root, std::u16string_view name) {
     return root == name;
 }
 
+// Elements of pages that are parts of pages where they stand alone, and often stand in other texts.
+bool IsOfPage(std::u16string_view root) {
+    constexpr std::u16string_view names[] = {
+        u"a",    u"b",    u"blockquote", u"body",     u"center",  u"code", u"details", u"div",  u"em",     u"font",
+        u"form", u"h1",   u"h2",         u"h3",       u"h4",      u"h5",   u"h6",      u"head", u"i",      u"img",
+        u"li",   u"meta", u"ol",         u"p",        u"picture", u"pre",  u"script",  u"span", u"strong", u"style",
+        u"sub",  u"sup",  u"table",      u"template", u"title",   u"tr",   u"tt",      u"ul"};
+    return std::ranges::find(names, root) != std::end(names);
+}
+
+// A document whose root does not show that it is XML must be closed, and neither further elements nor, as far as can be
+// seen, text of its own may follow.
+Finding OfBareRoot(Place& file, MarkupReader& text, const XmlExtent& content, Finding whole) {
+    text.Forget();
+    text.GoTo(content.end);
+    text.SkipWhite();
+    const bool isAlone = !text.IsAt(u"<") && (!IsTextAt(file, whole.size) || !file.IsSlackClean());
+    return content.isBalanced && isAlone ? whole : Finding();
+}
+
 Finding Validate(Place& file) {
     MarkupReader text(file, MarkupReader::AnyDocuments);
-    const std::u16string root = TakeRoot(file, text);
+    const Root root = TakeRoot(file, text);
     text.EndAt(MarkupReader::NoLimit);
-    if (root.empty() || IsNamed(root, u"html")) {
+    if (root.name.empty() || IsNamed(root.name, u"html") || (!root.isSure && IsOfPage(root.name))) {
         return {};
     }
-    const std::string extension = IsNamed(root, u"svg") ? "svg" : "";
-    const XmlExtent content = FollowXmlContent(text, root);
+    const std::string extension = IsNamed(root.name, u"svg") ? "svg" : "";
+    const XmlExtent content = FollowXmlContent(text, root.name);
     if (content.isClosed) {
-        const std::int64_t size = EndOfDocument(file, text, content.end);
+        const std::int64_t size = EndOfData(file, text, content.end);
+        const Finding whole{Verdict::Whole, size, FileTypeIndex::Xml, extension, "the root element is closed"};
+        if (!root.isSure) {
+            return OfBareRoot(file, text, content, whole);
+        }
         return content.isBalanced
-                   ? Finding{Verdict::Whole, size, FileTypeIndex::Xml, extension, "the root element is closed"}
+                   ? whole
                    : Finding{Verdict::Damaged, size, FileTypeIndex::Xml, extension, "tags without their counterparts"};
+    }
+    if (!root.isSure) {
+        return {};
     }
     const TextForm form = text.Form();
     const auto from = static_cast<std::int64_t>(form.markBytes);
@@ -106,8 +163,9 @@ constexpr std::int32_t Types[] = {FileTypeIndex::Xml};
 
 bool IsXmlDocument(Place& file) {
     MarkupReader text(file, MarkupReader::AnyDocuments);
-    const std::u16string root = TakeRoot(file, text);
-    return !root.empty() && !IsNamed(root, u"html");
+    const Root root = TakeRoot(file, text);
+    return !root.name.empty() && !IsNamed(root.name, u"html") &&
+           (root.isSure || Validate(file).verdict != Verdict::NoFile);
 }
 
 extern const Validator XmlValidator;

@@ -85,6 +85,18 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
         }
     }
     EXPECT_EQ(test::FindingOf("xml", BytesOf("  " + drawing + "<p>"), Slacks()[1]).verdict, Verdict::NoFile);
+    // A blank line before the rest of another text is that one's.
+    EXPECT_EQ(test::FindingOf("xml", BytesOf(drawing + "\n"), BytesOf("\n  of it, and so on\n")).size,
+              std::ssize(drawing) + 1);
+    // Without a name space, a closed root shows that it is XML; but not a root of pages, and not
+    // one that others follow.
+    const std::string bare = "<!-- keys -->\n<keys lang=\"en\">\n <key name='x'/>\n</keys>\n";
+    EXPECT_EQ(test::FindingOf("xml", BytesOf(bare), Bytes(5000)).size, std::ssize(bare));
+    for (const std::string text :
+         {"<div><p>x</p></div>\n", "<Directory />\n<If x></If>\n</Directory>\n", "<k><v/></k>\n<k><v/></k>\n"}) {
+        EXPECT_EQ(test::FindingOf("xml", BytesOf(text), Bytes(5000)).verdict, Verdict::NoFile) << text;
+        EXPECT_EQ(test::FindingOf("text", BytesOf(text), Bytes(5000)).size, std::ssize(text));
+    }
     // A plain-text message has no end mark of its own.
     const std::string letter = "To: d\nDate: Mon\n\nOne line\nand another\n";
     const Finding plain = test::FindingOf("mail", BytesOf(letter), Slacks()[1]);

@@ -46,6 +46,9 @@ TEST(TextStarts, AreSeenByTheBytesOnBothSides) {
     EXPECT_TRUE(Begins(zeros, Padded("Few letters in front of zeros", '\0')));
     EXPECT_FALSE(Begins(zeros, Padded("Few letters, zeros", '\0').substr(1) + "\x01"));
 
+    EXPECT_TRUE(Begins(zeros, Padded("typing\n\xC3", '\x0F')));
+    EXPECT_FALSE(Begins(zeros, Padded("type\n\xC3", '\x0F')));
+
     EXPECT_TRUE(Begins(inLine, Padded("<!doctype html>", ' ')));
     EXPECT_FALSE(Begins(afterLine, Padded("<!doctype html>", ' ')));
     EXPECT_TRUE(Begins(inLine, letter));

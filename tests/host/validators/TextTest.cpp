@@ -190,6 +190,9 @@ TEST(Text, IsNotWhatIsPrintableByChance) {
     EXPECT_EQ(TextFinding("cannot open file %s for reading", BytesOf("\0no such thing\0"s)).verdict, Verdict::NoFile);
     EXPECT_EQ(TextFinding(std::string(600, 'U'), Binary()).verdict, Verdict::NoFile);
     EXPECT_EQ(TextFinding("\xFE\xFF\x48\x8B\x05\x10\x48\x89\x48\x8D", Binary()).verdict, Verdict::NoFile);
+    const Neighbours onGrid{{}, {}, {8, 3}};
+    EXPECT_EQ(TextFinding("six_words\n", Binary("\xC3\x0F")).verdict, Verdict::NoFile);
+    EXPECT_EQ(test::FindingOf("text", BytesOf("six_words\n"), Binary("\xC3\x0F"), onGrid).size, 10);
     EXPECT_TRUE(TextFinding("), and so it goes on\nto the next line\n", Bytes(512)).beginsInMiddle);
 }
 
