@@ -128,13 +128,13 @@ bool AnswerQuestions(Worker& worker) {
         ExtentSource source(worker.GetMedium(), extents);
         const PictureDetails details = DetailsOf(source, ReaderIn(question), question.at("preview").get<bool>());
         const FileDetails& known = details.known;
-        worker.Send(JsonLine({{"file", file},
-                              {"taken", known.taken},
-                              {"width", known.width},
-                              {"height", known.height},
-                              {"title", known.title},
-                              {"camera", known.camera},
-                              {"preview", ToBase64(details.preview)}}));
+        worker.SendSoon(JsonLine({{"file", file},
+                                  {"taken", known.taken},
+                                  {"width", known.width},
+                                  {"height", known.height},
+                                  {"title", known.title},
+                                  {"camera", known.camera},
+                                  {"preview", ToBase64(details.preview)}}));
     }
     return true;
 }

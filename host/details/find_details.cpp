@@ -127,19 +127,20 @@ public:
         // What libraries loaded for the order read of their files is not counted, but is in memory too. A PDF is read
         // as a whole, so large ones have no details.
         order.memory = Order::DefaultMemory - (std::int64_t{32} << 20);
-        asked_[order.id] = std::move(waiting_.front());
+        asked_[order.id].questions = std::move(waiting_.front());
         waiting_.pop_front();
         return order;
     }
 
     void OnLine(std::int64_t id, const std::string& line) override {
         const std::optional<DetailsAnswer> answer = AnswerIn(line);
-        const std::vector<DetailsQuestion>& questions = asked_[id];
+        auto& [questions, lastAnswered] = asked_[id];
         const auto question =
             std::ranges::lower_bound(questions, answer ? answer->file : std::int32_t{-1}, {}, &DetailsQuestion::file);
         if (!answer || question == questions.end() || question->file != answer->file) {
             return;
         }
+        lastAnswered = answer->file;
         const auto index = static_cast<std::size_t>(answer->file);
         FileDetails& details = found_[index - from_];
         details = answer->details.known;
@@ -153,10 +154,14 @@ public:
         if (!IsFault(end.ending) || node.empty()) {
             return;
         }
-        // The questions after the one that the worker failed on are asked again.
-        const auto at = std::ranges::find(node.mapped(), end.at.subject, &DetailsQuestion::file);
-        if (at != node.mapped().end() && at + 1 != node.mapped().end()) {
-            waiting_.emplace_back(at + 1, node.mapped().end());
+        // Answers may have been lost with the worker. All questions but the one that it failed on are asked again.
+        auto& [questions, lastAnswered] = node.mapped();
+        const std::size_t failed = std::erase_if(
+            questions, [&end](const DetailsQuestion& question) { return question.file == end.at.subject; });
+        std::erase_if(questions,
+                      [answered = lastAnswered](const DetailsQuestion& question) { return question.file <= answered; });
+        if (failed > 0 && !questions.empty()) {
+            waiting_.push_back(std::move(questions));
         }
     }
 
@@ -185,6 +190,11 @@ private:
         return "";
     }
 
+    struct Asked {
+        std::vector<DetailsQuestion> questions;
+        std::int32_t lastAnswered = -1;
+    };
+
     // Files take a few milliseconds each. Only a medium full of bombs takes longer than this.
     static constexpr std::chrono::milliseconds MostTimePerFile{100};
 
@@ -195,7 +205,8 @@ private:
     const PlanFilter& filter_;
     const Folder* folder_;
     std::deque<std::vector<DetailsQuestion>> waiting_;
-    std::map<std::int64_t, std::vector<DetailsQuestion>> asked_;
+    // Questions are ordered by file.
+    std::map<std::int64_t, Asked> asked_;
     std::int64_t nextId_ = 0;
     std::int64_t& previewBytes_;
     steady_clock::time_point end_ = steady_clock::now() + std::chrono::minutes(2);

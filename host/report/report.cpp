@@ -14,8 +14,28 @@ namespace salvor {
 
 namespace {
 
+void AddMembers(Json::object_t& /*members*/) {}
+
+template <class Value, class... Rest>
+void AddMembers(Json::object_t& members, const char* name, Value&& value, Rest&&... rest) {
+    members.emplace_back(name, std::forward<Value>(value));
+    AddMembers(members, std::forward<Rest>(rest)...);
+}
+
+// The object with these names and values in turn. There are many files, and a list in braces makes three values of
+// each member.
+template <class... Members>
+Json ObjectOf(Members&&... members) {
+    constexpr std::size_t later = 4;
+    Json object = Json::object();
+    auto& list = object.get_ref<Json::object_t&>();
+    list.reserve(sizeof...(Members) / 2 + later);
+    AddMembers(list, std::forward<Members>(members)...);
+    return object;
+}
+
 Json TypeToJson(std::int32_t type) {
-    return {{"index", type}, {"name", FileTypeCatalog[type].name}, {"extension", ExtensionOf(type)}};
+    return ObjectOf("index", type, "name", FileTypeCatalog[type].name, "extension", ExtensionOf(type));
 }
 
 // The size that the scanner of the file's own type reported, else that of another; null if there is none.
@@ -97,9 +117,8 @@ Json SkippedRecord(const Finding& finding, std::int64_t startSector, const Claim
     for (const ReportedClaim& claim : reported) {
         claims.push_back({{"extension", ExtensionOf(claim.type)}, {"size", claim.size}});
     }
-    return {{"record", "skipped"},         {"type", TypeToJson(finding.type)},
-            {"start_sector", startSector}, {"size", finding.size},
-            {"reported", claims},          {"verdict", VerdictName(finding.verdict)}};
+    return ObjectOf("record", "skipped", "type", TypeToJson(finding.type), "start_sector", startSector, "size",
+                    finding.size, "reported", std::move(claims), "verdict", VerdictName(finding.verdict));
 }
 
 }  // namespace
@@ -184,20 +203,20 @@ void FolderCounts::Add(const FolderCounts& other) {
 Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize, const KnownFile* known) {
     // Validating does not read all of a file, and a dying disk may have failed since then.
     const Finding finding = result.unreadableBytes > 0 ? WithUnreadableBytes(file.finding) : file.finding;
-    Json record{{"record", "file"},
-                {"path", file.path},
-                {"type", FileTypeCatalog[file.finding.type].name},
-                {"extension", ExtensionOf(file.finding)},
-                {"types", TypesOf(file)},
-                {"start_sector", file.StartSector()},
-                {"start_byte", file.StartSector() * sectorSize},
-                {"size", file.Size()},
-                {"reported_size", ReportedSize(file)},
-                {"verdict", VerdictName(finding.verdict)},
-                {"why", finding.why},
-                {"sha256", result.sha256},
-                {"unreadable_bytes", result.unreadableBytes},
-                {"flags", FlagsOf(file, result)}};
+    Json record = ObjectOf("record", "file",                                 //
+                           "path", file.path,                                //
+                           "type", FileTypeCatalog[file.finding.type].name,  //
+                           "extension", ExtensionOf(file.finding),           //
+                           "types", TypesOf(file),                           //
+                           "start_sector", file.StartSector(),               //
+                           "start_byte", file.StartSector() * sectorSize,    //
+                           "size", file.Size(),                              //
+                           "reported_size", ReportedSize(file),              //
+                           "verdict", VerdictName(finding.verdict),          //
+                           "why", finding.why,                               //
+                           "sha256", result.sha256,                          //
+                           "unreadable_bytes", result.unreadableBytes,       //
+                           "flags", FlagsOf(file, result));
     if (file.extents.size() > 1) {
         record["extents"] = ExtentsToJson(file.extents);
     }

@@ -1,6 +1,5 @@
 #include "host/volumes/joined_worker.h"
 
-#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -13,8 +12,6 @@
 namespace salvor {
 
 namespace {
-
-using std::chrono::steady_clock;
 
 // Reports the worker's progress and checks for stop requests. Findings are not needed: they are in the outcome.
 class StandingObserver : public ValidateObserver {
@@ -74,46 +71,20 @@ std::optional<Finding> FindingOf(Worker& worker, const std::map<std::int32_t, st
     return first != validation.outcomes.end() && first->startSector == 0 ? first->finding : Finding();
 }
 
-// Sends lines together, since the client wakes up for each sending. Those of a worker that crashes are asked for again.
-class Answers {
-public:
-    explicit Answers(Worker& worker) : worker_(worker) {}
-
-    void Add(const std::string& line) {
-        constexpr std::size_t enough = std::size_t{1} << 14U;
-        pending_ += line;
-        if (pending_.size() > enough || steady_clock::now() >= nextSend_) {
-            Send();
-        }
-    }
-    void Send() {
-        constexpr std::chrono::milliseconds interval(200);
-        worker_.Send(std::exchange(pending_, {}));
-        nextSend_ = steady_clock::now() + interval;
-    }
-
-private:
-    Worker& worker_;
-    std::string pending_;
-    steady_clock::time_point nextSend_ = steady_clock::now();
-};
-
 }  // namespace
 
 bool ValidateJoined(Worker& worker) {
     const auto caps = CapsFromJson(worker.What().at("caps"));
-    Answers answers(worker);
     for (const Json& question : worker.What().at("questions")) {
         const std::optional<Finding> finding = FindingOf(worker, caps, question);
         if (!finding) {
             return false;
         }
         if (const auto unreadable = worker.GetMedium().TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
-            answers.Add(UnreadableLine(unreadable.Ranges()));
+            worker.SendSoon(UnreadableLine(unreadable.Ranges()));
         }
-        answers.Add(JoinedLine(question.at("file").get<std::int32_t>(), *finding));
+        worker.SendSoon(JoinedLine(question.at("file").get<std::int32_t>(), *finding));
     }
-    answers.Send();
     return true;
 }
 

@@ -14,7 +14,7 @@ bool WorkOnVolumes(Worker& worker) {
     const bool withUsed = worker.What().at("used").get<bool>();
     const bool withFiles = worker.What().at("files").get<bool>();
     std::int64_t steps = 0;
-    VolumeLines lines([&worker](const std::string& line) { worker.Send(line); },
+    VolumeLines lines([&worker](const std::string& line) { worker.SendSoon(line); },
                       [&] {
                           worker.Done(++steps);
                           return worker.StopRequested();

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "host/medium/open_image.h"
 #include "host/medium/scan_medium.h"
@@ -115,6 +116,18 @@ Worker::Worker(WorkerPage& page, const Order& order, Medium& medium)
       output_(FileDescriptor(OutputDescriptor)),
       lines_(FileDescriptor(LinesDescriptor)),
       fault_(TestFault::Ordered()) {}
+
+Worker::~Worker() { lines_.Write(unsent_.data(), unsent_.size()); }
+
+void Worker::SendSoon(const std::string& line) {
+    constexpr std::size_t enough = std::size_t{1} << 14U;
+    constexpr std::chrono::milliseconds interval(200);
+    unsent_ += line;
+    if (const auto now = std::chrono::steady_clock::now(); unsent_.size() > enough || now >= nextSend_) {
+        Send(std::exchange(unsent_, {}));
+        nextSend_ = now + interval;
+    }
+}
 
 void Worker::Send(const std::string& line) {
     if (!lines_.Write(line.data(), line.size())) {

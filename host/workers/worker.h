@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "host/platform/file.h"
@@ -16,6 +18,9 @@ namespace salvor {
 class Worker {
 public:
     Worker(WorkerPage& page, const Order& order, Medium& medium);
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+    ~Worker();
 
     const Json& What() const { return order_.what; }
     Medium& GetMedium() const { return medium_; }
@@ -27,6 +32,9 @@ public:
     File& Output() { return output_; }
     /// Sends a line, with its line break, to the client.
     void Send(const std::string& line);
+    /// Sends lines together, since the client wakes up for each sending; the last ones when the order ends. If the
+    /// worker crashes, those not sent yet are lost.
+    void SendSoon(const std::string& line);
 
     /// Notes that the worker is about to look at these sectors for this subject. Cheap. A worker that calls neither
     /// this nor `Done` for a while counts as hung, unless it is waiting for the medium.
@@ -56,6 +64,8 @@ private:
     File log_;
     File output_;
     File lines_;
+    std::string unsent_;
+    std::chrono::steady_clock::time_point nextSend_;
     std::optional<TestFault> fault_;
 };
 

@@ -51,6 +51,7 @@ bool TakesLong(Worker& worker) {
 bool WorksInSteps(Worker& worker) {
     for (int i = 1; i <= 15; ++i) {
         worker.Done(i);
+        worker.SendSoon(std::to_string(i) + '\n');
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     return true;
@@ -158,10 +159,11 @@ TEST_F(CrewTest, TellsHowAWorkerFallsAndWhere) {
     }
 }
 
-TEST_F(CrewTest, WaitsForAWorkerThatMakesProgress) {
+TEST_F(CrewTest, WaitsForAWorkerThatMakesProgressAndLosesNoneOfItsLines) {
     Client client({OrderFor(1, "work in steps")});
     RunCrew({.workers = 1, .patience = std::chrono::milliseconds(1000)}, client);
     EXPECT_EQ(client.ends[1].ending, Ending::Done) << client.ends[1].text;
+    EXPECT_EQ(client.lines[1], "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 ");
 }
 
 TEST_F(CrewTest, StopsWhenItIsAskedTo) {
