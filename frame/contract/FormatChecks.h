@@ -52,7 +52,9 @@ inline constexpr FormatChecks FormatChecksOf[] = {
      "Packets fill the file without gaps, and one of them has a list of programs that matches its checksum."},
     {"Program streams", "Packs and packets fill the file without gaps."},
     {"MPEG video", "Pictures follow each other up to the end code."},
-    {"HTML, XML, SVG, bookmarks", "The root element is closed, or the last tag of the page is there."},
+    {"HTML, XML, SVG, bookmarks",
+     "The root element is closed, or the last tag of the page is there. XML without a declaration, a document type or "
+     "a name space is recognised by its closed root."},
     {"Mail, MHT", "The outer boundary is closed."},
     {"JSON", "The outermost bracket is closed, and everything inside is valid JSON. Such text is named `.json`."},
     {"Text", "Nothing can be checked: text is open, and ends where its bytes stop being text."},
