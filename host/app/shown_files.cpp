@@ -36,9 +36,11 @@ struct ShownChoice {
 };
 
 // The outcomes of finds that were validated before. Nothing is written when the user only looks. What the scan has seen
-// is forgotten, as there may be much of it.
+// is forgotten, as there may be much of it, except for the starts.
 Outcomes OutcomesOf(FindsUse& finds, const std::string& path, const std::string& digest, const PlanFilter& filter) {
-    Sightings seen = std::exchange(finds.journal.seen, {});
+    Sightings seen = std::move(finds.journal.seen);
+    finds.journal.seen = {};
+    finds.journal.seen.starts = std::move(seen.starts);
     if (filter.asReported) {
         return ReportedOutcomes(seen.finds, ShapeOf(finds.medium), filter.types);
     }

@@ -5,7 +5,7 @@
 #include <numeric>
 
 #include "host/volumes/prefer_known.h"
-#include "tests/host/TestFiles.h"
+#include "tests/host/Program.h"
 #include "tests/support/Numbers.h"
 
 namespace salvor {
@@ -67,6 +67,25 @@ TEST(PointerBlocks, GiveTheExtentsOfFilesWhoseInodesAreLost) {
     EXPECT_EQ(FollowPointerBlocks(outcomes, {starts[0]}, medium).size(), 1U);
     outcomes[0].finding.size += 1;
     EXPECT_EQ(FollowPointerBlocks(outcomes, {starts[0]}, medium).size(), 2U);
+}
+
+// Its scanner reports no archive that is interrupted, so only its start leads there.
+TEST(PointerBlocks, GiveFilesToListsAndFoldersAlike) {
+    const TempFolder folder;
+    const Bytes file = Fixture("slides.pptx");
+    const auto place = [](std::int64_t block) {
+        return Blocks::SectorOf(block) * 512;
+    };
+    Blocks blocks;
+    blocks.Put(112, Numbers(113, file.size() / Block - 11));
+    std::copy(file.begin(), file.begin() + 12 * Block, blocks.bytes.begin() + place(100));
+    std::copy(file.begin() + 12 * Block, file.end(), blocks.bytes.begin() + place(113));
+    WriteFile(folder / "image", blocks.bytes);
+    const std::string out = Quoted(folder / "out");
+    EXPECT_EQ(RunProgram("recover " + Quoted(folder / "image") + " --quiet --out " + out).status, 0);
+    EXPECT_EQ(ReadFile(folder / "out/pptx/f0000000208.pptx"), file);
+    const std::string list = RunProgram("list " + out).output;
+    EXPECT_EQ(RunProgram("list " + Quoted(folder / "out/finds.jsonl")).output, list);
 }
 
 TEST(PointerBlocks, TellWhereAFileLiesButNotItsSize) {
