@@ -37,18 +37,21 @@ public:
             decidedAt_ = text_.At();
             text_.Next();
             // The next character of everything that is looked for: end tags, the root, and the first tags of a page.
-            if (Word(u"/h!?").find(FoldLetter(text_.Peek())) == Word::npos) {
+            const char16_t kind = FoldLetter(text_.Peek());
+            if (Word(u"/h!?").find(kind) == Word::npos) {
                 continue;
             }
             text_.GoTo(decidedAt_);
             if (const std::optional<std::int64_t> next = NextFile()) {
                 return EndOfText(*next);
             }
-            if (TakeEndTag()) {
+            if (kind == '/' && TakeEndTag()) {
                 return EndAfterRoot();
             }
-            hasRoot_ = hasRoot_ || text_.IsAtName(u"<html", true);
-            hasBody_ = hasBody_ || text_.IsAtName(u"</body", true);
+            // After an end tag that does not count.
+            const bool isBehind = text_.At() > decidedAt_;
+            hasRoot_ = hasRoot_ || ((kind == 'h' || isBehind) && text_.IsAtName(u"<html", true));
+            hasBody_ = hasBody_ || ((kind == '/' || isBehind) && text_.IsAtName(u"</body", true));
             text_.Next();
         }
         decidedAt_ = text_.At();

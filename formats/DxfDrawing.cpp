@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "frame/bytes/FieldReader.h"
+#include "frame/bytes/PlaceSearch.h"
 
 namespace {
 
@@ -36,6 +37,14 @@ ByteSpan Trimmed(ByteSpan line) {
     const auto isBlank = [](std::uint8_t byte) {
         return byte == ' ' || byte == '\t' || byte == '\r';
     };
+    // Lines of a drawing made to be slow may have thousands.
+    constexpr auto blanks = PatternOf("        ");
+    while (line.size() >= blanks.size() && HasPatternAt(line, line.size() - blanks.size(), blanks)) {
+        line = line.first(line.size() - blanks.size());
+    }
+    while (StartsWith(line, blanks)) {
+        line = line.subspan(blanks.size());
+    }
     while (!line.empty() && isBlank(line.back())) {
         line = line.first(line.size() - 1);
     }
@@ -100,26 +109,38 @@ private:
         bool hasEnd;
     };
 
-    // Carriage returns are blanks where they end no line.
-    std::span<const std::uint8_t>::iterator NextStop() const {
-        return std::ranges::find_if(ahead_, [lineEnd = lineEnd_](std::uint8_t byte) {
-            return byte < 0x20 && byte != '\t' && (byte != '\r' || byte == lineEnd);
-        });
+    // Where the line stops in the bytes read ahead, or how many these are. Carriage returns are blanks where they end
+    // no line.
+    std::size_t LineLength() const {
+        constexpr std::size_t nearBytes = 32;
+        const std::uint8_t blank = lineEnd_ == '\r' ? '\t' : '\r';
+        const auto difference = [blank](const std::uint8_t* place) {
+            const auto isBlank = static_cast<unsigned>(*place == '\t') | static_cast<unsigned>(*place == blank);
+            return static_cast<std::uint8_t>((*place & 0xE0U) | isBlank);
+        };
+        // Most lines are short, and the search through many places takes a while to begin.
+        for (std::size_t at = 0; at < std::min(ahead_.size(), nearBytes); ++at) {
+            if (difference(ahead_.data() + at) == 0) {
+                return at;
+            }
+        }
+        return FindPlace(ahead_.data(), nearBytes, ahead_.size(), difference,
+                         [](std::size_t /*place*/) { return true; })
+            .value_or(ahead_.size());
     }
 
     // Nothing if the line is too long. An unfinished line stops at the first byte that is not text.
     std::optional<Line> NextLine() {
         file_.Charge(LineCost);
-        auto stop = NextStop();
-        if (stop == ahead_.end()) {
+        std::size_t length = LineLength();
+        if (length == ahead_.size()) {
             ahead_ = file_.From(end_, ByteWindow::PieceBytes);
-            stop = NextStop();
+            length = LineLength();
         }
-        if (ahead_.empty() || (stop == ahead_.end() && ahead_.size() >= ByteWindow::PieceBytes)) {
+        if (ahead_.empty() || (length == ahead_.size() && length >= ByteWindow::PieceBytes)) {
             return std::nullopt;
         }
-        return Line{ahead_.first(static_cast<std::size_t>(stop - ahead_.begin())),
-                    stop != ahead_.end() && *stop == lineEnd_};
+        return Line{ahead_.first(length), length < ahead_.size() && ahead_[length] == lineEnd_};
     }
 
     void StepOver(const Line& line) {

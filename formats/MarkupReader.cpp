@@ -244,8 +244,16 @@ bool MarkupReader::Seek(char16_t c) {
 }
 
 void MarkupReader::SkipWhite() {
-    while (IsWhite(Peek())) {
+    for (char16_t c = Peek(); IsWhite(c); c = Peek()) {
         Next();
+        SkipRow(c);
+    }
+}
+
+void MarkupReader::SkipRow(char16_t c) {
+    constexpr std::uint64_t ones = 0x0101010101010101;
+    while (view_.size() - index_ >= sizeof(ones) && LoadLittle<std::uint64_t>(view_, index_) == c * ones) {
+        index_ += sizeof(ones);
     }
 }
 
@@ -321,17 +329,21 @@ std::optional<ByteSpan> MarkupReader::TakePlainTag() {
     return tag;
 }
 
-bool MarkupReader::TakeShortComment() {
-    constexpr auto begin = PatternOf("<!--");
-    constexpr auto end = PatternOf("-->");
+bool MarkupReader::TakeShortRemark() {
+    constexpr auto comment = PatternOf("<!--");
+    constexpr auto commentEnd = PatternOf("-->");
+    constexpr auto instruction = PatternOf("<?");
+    constexpr auto instructionEnd = PatternOf("?>");
     constexpr std::size_t most = 64;
     const ByteSpan text = view_.subspan(index_).first(std::min(view_.size() - index_, most));
-    if (!StartsWith(text, begin)) {
+    const bool isComment = StartsWith(text, comment);
+    if (!isComment &&
+        (!StartsWith(text, instruction) || text.size() == instruction.size() || text[instruction.size()] == 'x')) {
         return false;
     }
-    for (std::size_t at = begin.size(); at + end.size() <= text.size() && IsText[text[at]]; ++at) {
-        if (text[at] == end[0] && text[at + 1] == end[1] && text[at + 2] == end[2]) {
-            index_ += at + end.size();
+    for (std::size_t at = isComment ? comment.size() : instruction.size(); at < text.size() && IsText[text[at]]; ++at) {
+        if (isComment ? HasPatternAt(text, at, commentEnd) : HasPatternAt(text, at, instructionEnd)) {
+            index_ += at + (isComment ? commentEnd.size() : instructionEnd.size());
             return true;
         }
     }
@@ -357,6 +369,16 @@ MarkupReader::Tag MarkupReader::TakeTag() {
 }
 
 std::optional<bool> MarkupReader::TakeRemark() {
+    constexpr std::size_t enough = 3;
+    if (const std::size_t left = view_.size() - index_; left >= enough) {
+        const std::uint8_t second = view_[index_ + 1];
+        if (view_[index_] != '<' || (second != '?' && (second != '!' || view_[index_ + 2] != '-'))) {
+            return std::nullopt;
+        }
+        if (TakeShortRemark()) {
+            return true;
+        }
+    }
     if (Take(u"<!--")) {
         return TakePast(u"-->");
     }
@@ -368,7 +390,23 @@ std::optional<bool> MarkupReader::TakeRemark() {
 
 std::int64_t MarkupReader::Place() const { return memory_ != nullptr ? memory_->PlaceOf(At()) : At(); }
 
+bool MarkupReader::TakePlainDeclaration() {
+    if (view_.size() - index_ < 3 || view_[index_ + 1] != '!' || view_[index_ + 2] == '-') {
+        return false;
+    }
+    std::size_t at = index_ + 2;
+    while (at < view_.size() && IsPlain[view_[at]] && view_[at] != '<') {
+        ++at;
+    }
+    const bool isWhole = at < view_.size() && view_[at] == '>';
+    index_ = isWhole ? at + 1 : index_;
+    return isWhole;
+}
+
 bool MarkupReader::TakeDeclaration() {
+    if (TakePlainDeclaration()) {
+        return true;
+    }
     const std::int64_t place = Place();
     DeclarationWalk* const known = memory_ != nullptr ? memory_->WalkThrough(place, form_) : nullptr;
     if (known != nullptr && PassTo(At() + (known->To() - place))) {
@@ -451,6 +489,9 @@ std::int64_t EndOfWhite(MarkupReader& text, std::int64_t from) {
     text.GoTo(from);
     for (char16_t c = text.Peek(); IsWhite(c); c = text.Peek()) {
         text.Next();
+        if (c == ' ') {
+            text.SkipRow(c);
+        }
         lineEnd = (c == '\n' || c == '\r') && text.At() <= sectorEnd ? text.At() : lineEnd;
     }
     const bool isFilledUp = text.Peek() == MarkupReader::End && text.IsZeroUpTo(SectorEnd(text.At()));

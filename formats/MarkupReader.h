@@ -107,6 +107,8 @@ public:
     bool SkipTo(char16_t c) { return Peek() == c || Seek(c); }
     bool SkipToTag() { return SkipTo(u'<'); }
     void SkipWhite();
+    /// Moves past a row of an ASCII character, eight at a time, as far as they are in view.
+    void SkipRow(char16_t c);
     /// Moves past the next occurrence of the mark; false at the end of the text.
     bool TakePast(std::u16string_view mark);
 
@@ -118,8 +120,9 @@ public:
     /// nothing, and stays, for other markup and where characters of two bytes go beyond ASCII.
     std::optional<ByteSpan> TakePlainTag();
 
-    /// Moves past a comment of a few characters if it begins here and is in view; false, and stays, otherwise.
-    bool TakeShortComment();
+    /// Moves past a comment of a few characters, or a processing instruction whose name does not begin with an 'x', if
+    /// it begins here and is in view; false, and stays, otherwise.
+    bool TakeShortRemark();
 
     enum class Tag : std::uint8_t { Broken, Open, Empty };
     /// Moves past the '>' that ends the current tag, outside quotes.
@@ -164,6 +167,8 @@ private:
     // Moves past plain characters and past values in quotes, as far as they are in view. Gives the new place in the
     // view.
     std::size_t PassValues();
+    // Moves past a declaration without quotes and other declarations if it is in view.
+    bool TakePlainDeclaration();
     // Moves past the '>' that leaves no more declarations open than `depth`.
     bool FollowDeclaration(DeclarationWalk& walk, std::int64_t depth);
     // The place of the next character, for the memory.

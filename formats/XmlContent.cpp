@@ -20,7 +20,7 @@ std::int64_t XmlContentWalk::TakeItems(std::int64_t to, Change& sum) {
             isRight_ = false;
         } else if (const std::optional<ByteSpan> tag = text_.TakePlainTag()) {
             CountPlainTag(*tag, items);
-        } else if (!text_.TakeShortComment()) {
+        } else if (!text_.TakeShortRemark()) {
             Change item;
             isRight_ = IsAside() ? TakeAside() : TakeTag(item);
             (isRight_ ? items : broken).Append(item);
@@ -108,7 +108,7 @@ bool XmlContentWalk::TakeElement(bool isRoot, Change& change) {
 void XmlContentWalk::PassRemarks() {
     for (;;) {
         text_.SkipWhite();
-        if (IsAtXmlDeclaration(text_) || !text_.TakeRemark().value_or(false)) {
+        if (!text_.TakeShortRemark() && (IsAtXmlDeclaration(text_) || !text_.TakeRemark().value_or(false))) {
             return;
         }
         extent_.end = text_.At();

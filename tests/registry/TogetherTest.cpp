@@ -60,6 +60,7 @@ INSTANTIATE_TEST_SUITE_P(Media, Together,
                                          Kind{"Mail", MailLike, 512, 30 << 10, 120, 0, 200},
                                          Kind{"CutMail", MailLike, 520, 52000, 120, 9000, 80},
                                          Kind{"Markup", MarkupMedium, 512, 60 << 10, 60, 0, 200},
+                                         Kind{"Pdf", PdfMedium, 512, 60 << 10, 30, 0, 200},
                                          Kind{"Boxes", BoxMedium, 512, 300 << 10, 20, 0, 300},
                                          Kind{"Pictures", PictureMedium, 512, 256 << 10, 20, 0, 100}),
                          [](const auto& tested) { return std::string(tested.param.name); });

@@ -140,6 +140,23 @@ Bytes MarkupMedium(Noise& noise, std::size_t size) {
     return BytesOf(text);
 }
 
+Bytes PdfMedium(Noise& noise, std::size_t size) {
+    const std::string pieces[] = {"%%EOF\n",   "%%EOF",   "startxref\n9\n", "startxref\n510\n%%EOF\n",
+                                  "1 0 obj\n", "endobj\n"};
+    std::string text;
+    while (text.size() < size) {
+        if (noise.Below(20) == 0) {
+            text.append((512 - text.size() % 512) % 512, noise.Below(2) == 0 ? ' ' : '\0').append("%PDF-1.4\nxref\n");
+        }
+        const std::string fill(noise.Below(80), 'x');
+        text += noise.Below(60) == 0  ? "/AIPrivateData1"
+                : noise.Below(3) == 0 ? fill
+                                      : pieces[noise.Below(std::size(pieces))];
+    }
+    text.resize(size);
+    return BytesOf(text);
+}
+
 Bytes PictureMedium(Noise& noise, std::size_t size) {
     constexpr std::size_t piece = 0x7E00;
     Bytes bytes(size);

@@ -19,6 +19,8 @@ Bytes ProgramMedium(Noise& noise, std::size_t size);
 Bytes MailLike(Noise& noise, std::size_t size);
 /// XML in pieces, with the starts of documents of two kinds between them.
 Bytes MarkupMedium(Noise& noise, std::size_t size);
+/// Headers and end marks of PDFs, with cross-reference sections, offsets and drawings' keys between them or without.
+Bytes PdfMedium(Noise& noise, std::size_t size);
 /// JPEG headers, chains of segments that end in each other's, and few end marks, many of them around the ends of the
 /// pieces in which a file's end is searched.
 Bytes PictureMedium(Noise& noise, std::size_t size);
