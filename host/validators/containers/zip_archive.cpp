@@ -1,6 +1,7 @@
 #include "host/validators/containers/zip_archive.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "formats/ZipMembers.h"
 #include "formats/ZipRecords.h"
@@ -333,8 +334,13 @@ std::string ZipArchive::MembersFault() {
     }
     std::ranges::sort(order, {}, [this](std::size_t i) { return members_[i].offset; });
     std::int64_t behind = start_;
+    std::int64_t before = -1;
     for (std::size_t i = 0; i < order.size() && !file_.IsExhausted(); ++i) {
         const ZipMember& member = members_[order[i]];
+        // Entries of the same name or content may share their data.
+        if (member.offset == std::exchange(before, member.offset)) {
+            continue;
+        }
         const std::optional<std::int64_t> data = DataOf(member);
         const std::string which = "member " + std::to_string(order[i] + 1);
         if (!data || member.offset < behind || member.packedSize > directory_ - *data) {

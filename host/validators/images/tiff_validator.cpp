@@ -266,6 +266,8 @@ std::int64_t EndOfCopies(Place& file, const TiffFile& tiff, std::int64_t end) {
 }
 
 std::int64_t Padded(const TiffFile& tiff, const Kind& kind, Place& file, std::int64_t end) {
+    // Other programs that keep Photoshop's resources write the directory anew, behind the picture.
+    constexpr std::int64_t firstDirectory = 8;
     std::int64_t unit = 1;
     const bool endsWithPicture = std::ranges::any_of(tiff.extents, [end](const TiffFile::Extent& extent) {
         return extent.kind == TiffFile::Kind::Picture && extent.End() == end;
@@ -273,7 +275,7 @@ std::int64_t Padded(const TiffFile& tiff, const Kind& kind, Place& file, std::in
     end = EndOfCopies(file, tiff, end);
     if (IsJoined(file, tiff)) {
         unit = JoinedUnit;
-    } else if (tiff.hasPhotoshopResources) {
+    } else if (tiff.hasPhotoshopResources && tiff.extents.front().start == firstDirectory) {
         unit = 4;
     } else if (tiff.isDng || (tiff.isLaidOutAnew && endsWithPicture) || kind.isPadded) {
         unit = 2;

@@ -215,6 +215,22 @@ TEST(PictureValidators, TiffEndsLikeItsEarlierPages) {
     EXPECT_EQ(FindingOf("tiff", joined, Pattern(9000)).size, std::ssize(joined));
 }
 
+// Photoshop's directory is in front, other programs' behind the strip of 3 bytes.
+TEST(PictureValidators, TiffOfPhotoshopIsPaddedIfOnlyPhotoshopWroteIt) {
+    const std::string_view front(
+        "II*\0\x08\0\0\0"
+        "\3\0\x11\1\4\0\1\0\0\0\x32\0\0\0\x17\1\4\0\1\0\0\0\3\0\0\0\x49\x86\1\0\4\0\0\0IPTC\0\0\0\0"
+        "abc\0\0\0",
+        56);
+    const std::string_view behind(
+        "II*\0\x0C\0\0\0"
+        "abc\0"
+        "\3\0\x11\1\4\0\1\0\0\0\x08\0\0\0\x17\1\4\0\1\0\0\0\3\0\0\0\x49\x86\1\0\4\0\0\0IPTC\0\0\0\0",
+        54);
+    EXPECT_EQ(FindingOf("tiff", {front.begin(), front.end()}, Pattern(9000)).size, 56);
+    EXPECT_EQ(FindingOf("tiff", {behind.begin(), behind.end()}, Pattern(9000)).size, 54);
+}
+
 // A strip of 3 bytes behind the metadata.
 TEST(PictureValidators, TiffIsPaddedByTheProgramThatItsMetadataName) {
     const std::string_view text(

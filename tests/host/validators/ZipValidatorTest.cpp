@@ -156,6 +156,15 @@ const WholeCase WholeCases[] = {
          return archive.Closed();
      },
      FileTypeIndex::Jar, "apk"},
+    {"two entries for one member",
+     [] {
+         Archive archive;
+         archive.Member("a", Text);
+         archive.Member("a", Text);
+         Bytes file = archive.Closed();
+         std::fill_n(file.end() - 22 - 47 + 42, 4, std::uint8_t{0});
+         return file;
+     }},
     {"padding that only the directory steps over",
      [] {
          Archive archive;
