@@ -53,7 +53,7 @@ salvor_install() {
     if ! salvor_apt_get install --no-install-recommends "${missing[@]}" &&
         ! { salvor_apt_get update && salvor_apt_get install --no-install-recommends "${missing[@]}"; }; then
         tail -n 20 "$salvor_root/build/packages.log" >&2
-        salvor_say "cannot install packages; install them as root: apt-get install ${missing[*]}"
+        salvor_say "cannot install packages; check the network, or install them as root: apt-get install ${missing[*]}"
         exit "$salvor_cannot_start"
     fi
 }
