@@ -226,24 +226,14 @@ TEST(Segments, GiveEachFixtureAtEveryCut) {
     EXPECT_GT(tally.rests * 100, tally.ends * 98);
 }
 
-struct Kind {
-    const char* name;
-    Bytes (*fill)(Noise& noise, std::size_t size);
-    std::int32_t sectorSize;
-    std::size_t bytes;
-    int rounds;
-};
-
-void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
-
-class CrowdedSegments : public testing::TestWithParam<Kind> {};
+class CrowdedSegments : public testing::TestWithParam<CrowdedMedia> {};
 
 TEST_P(CrowdedSegments, AreAsOneScan) {
-    const Kind& kind = GetParam();
-    Noise noise(kind.bytes);
+    const CrowdedMedia& media = GetParam();
+    Noise noise(media.bytes);
     Tally tally;
-    for (int round = 0; round < kind.rounds; ++round) {
-        Medium medium(kind.sectorSize, kind.fill(noise, kind.bytes));
+    for (int round = 0; round < media.rounds; ++round) {
+        Medium medium(media.sectorSize, media.fill(noise, media.bytes));
         const ScanGrid grid = GridOf(medium, 1 + static_cast<std::int64_t>(noise.Below(round % 2 == 0 ? 3 : 20)));
         const std::vector<Find> one = InOneScan(medium, grid);
         for (int cut = 0; cut < 6; ++cut) {
@@ -255,15 +245,17 @@ TEST_P(CrowdedSegments, AreAsOneScan) {
     EXPECT_GT(tally.rests * 100, tally.ends * 80);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Media, CrowdedSegments,
-    testing::Values(Kind{"Fixtures", MixedFixtures, 512, 60 << 10, 40},
-                    Kind{"LargeSectors", MixedFixtures, 2048, 120 << 10, 10},
-                    Kind{"Audio", AudioMedium, 32, 70 << 10, 3}, Kind{"Transport", TransportMedium, 512, 70 << 10, 6},
-                    Kind{"Program", ProgramMedium, 16, 70 << 10, 2}, Kind{"Mail", MailLike, 512, 30 << 10, 12},
-                    Kind{"OddMail", MailLike, 520, 52000, 8}, Kind{"Boxes", BoxMedium, 512, 300 << 10, 4},
-                    Kind{"Pictures", PictureMedium, 512, 256 << 10, 4},
-                    Kind{"Remembered", RememberedFiles, 512, 40 << 10, 40}),
-    [](const auto& tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(Media, CrowdedSegments,
+                         testing::Values(CrowdedMedia{"Fixtures", MixedFixtures, 512, 60 << 10, 40},
+                                         CrowdedMedia{"LargeSectors", MixedFixtures, 2048, 120 << 10, 10},
+                                         CrowdedMedia{"Audio", AudioMedium, 32, 70 << 10, 3},
+                                         CrowdedMedia{"Transport", TransportMedium, 512, 70 << 10, 6},
+                                         CrowdedMedia{"Program", ProgramMedium, 16, 70 << 10, 2},
+                                         CrowdedMedia{"Mail", MailLike, 512, 30 << 10, 12},
+                                         CrowdedMedia{"OddMail", MailLike, 520, 52000, 8},
+                                         CrowdedMedia{"Boxes", BoxMedium, 512, 300 << 10, 4},
+                                         CrowdedMedia{"Pictures", PictureMedium, 512, 256 << 10, 4},
+                                         CrowdedMedia{"Remembered", RememberedFiles, 512, 40 << 10, 40}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 }  // namespace

@@ -14,27 +14,24 @@ namespace {
 using namespace test;
 
 struct Kind {
-    const char* name;
-    Bytes (*fill)(Noise& noise, std::size_t size);
-    std::int32_t sectorSize;
-    std::size_t bytes;
-    int rounds;
+    CrowdedMedia media;
     /// The largest file to report; 0 for the types' own.
     std::int64_t cap;
     /// Reports expected of all rounds.
     std::size_t fewest;
 };
 
-void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
+void PrintTo(const Kind& kind, std::ostream* out) { PrintTo(kind.media, out); }
 
 class Together : public testing::TestWithParam<Kind> {};
 
 TEST_P(Together, IsAsAlone) {
     const Kind& kind = GetParam();
-    Noise noise(kind.bytes);
+    const CrowdedMedia& media = kind.media;
+    Noise noise(media.bytes);
     std::size_t found = 0;
-    for (int round = 0; round < kind.rounds; ++round) {
-        Medium medium(kind.sectorSize, kind.fill(noise, kind.bytes));
+    for (int round = 0; round < media.rounds; ++round) {
+        Medium medium(media.sectorSize, media.fill(noise, media.bytes));
         const Blocks blocks = RandomBlocks(medium, noise);
         for (std::int32_t index = 0; index < FileTypeCount; ++index) {
             if (FileTypeCatalog[static_cast<std::size_t>(index)].dependsOnBlocks) {
@@ -50,19 +47,19 @@ TEST_P(Together, IsAsAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Media, Together,
-                         testing::Values(Kind{"Fixtures", MixedFixtures, 512, 60 << 10, 60, 0, 500},
-                                         Kind{"LargeSectors", MixedFixtures, 2048, 120 << 10, 15, 0, 30},
-                                         Kind{"Audio", AudioMedium, 32, 70 << 10, 9, 0, 8},
-                                         Kind{"Transport", TransportMedium, 512, 70 << 10, 20, 0, 8},
-                                         Kind{"CutTransport", TransportMedium, 512, 71 << 10, 20, 30000, 8},
-                                         Kind{"Program", ProgramMedium, 16, 70 << 10, 6, 0, 4},
-                                         Kind{"CutProgram", ProgramMedium, 16, 71 << 10, 6, 40000, 2},
-                                         Kind{"Mail", MailLike, 512, 30 << 10, 120, 0, 200},
-                                         Kind{"CutMail", MailLike, 520, 52000, 120, 9000, 80},
-                                         Kind{"Markup", MarkupMedium, 512, 60 << 10, 60, 0, 200},
-                                         Kind{"Pdf", PdfMedium, 512, 60 << 10, 30, 0, 200},
-                                         Kind{"Boxes", BoxMedium, 512, 300 << 10, 20, 0, 300},
-                                         Kind{"Pictures", PictureMedium, 512, 256 << 10, 20, 0, 100}),
-                         [](const auto& tested) { return std::string(tested.param.name); });
+                         testing::Values(Kind{{"Fixtures", MixedFixtures, 512, 60 << 10, 60}, 0, 500},
+                                         Kind{{"LargeSectors", MixedFixtures, 2048, 120 << 10, 15}, 0, 30},
+                                         Kind{{"Audio", AudioMedium, 32, 70 << 10, 9}, 0, 8},
+                                         Kind{{"Transport", TransportMedium, 512, 70 << 10, 20}, 0, 8},
+                                         Kind{{"CutTransport", TransportMedium, 512, 71 << 10, 20}, 30000, 8},
+                                         Kind{{"Program", ProgramMedium, 16, 70 << 10, 6}, 0, 4},
+                                         Kind{{"CutProgram", ProgramMedium, 16, 71 << 10, 6}, 40000, 2},
+                                         Kind{{"Mail", MailLike, 512, 30 << 10, 120}, 0, 200},
+                                         Kind{{"CutMail", MailLike, 520, 52000, 120}, 9000, 80},
+                                         Kind{{"Markup", MarkupMedium, 512, 60 << 10, 60}, 0, 200},
+                                         Kind{{"Pdf", PdfMedium, 512, 60 << 10, 30}, 0, 200},
+                                         Kind{{"Boxes", BoxMedium, 512, 300 << 10, 20}, 0, 300},
+                                         Kind{{"Pictures", PictureMedium, 512, 256 << 10, 20}, 0, 100}),
+                         [](const auto& tested) { return std::string(tested.param.media.name); });
 
 }  // namespace

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <ostream>
 
 #include "tests/support/Medium.h"
 
@@ -28,5 +30,16 @@ Bytes PictureMedium(Noise& noise, std::size_t size);
 Bytes BoxMedium(Noise& noise, std::size_t size);
 /// Files of types that remember something of the last one: its extent, or numbers that a later file may lack.
 Bytes RememberedFiles(Noise& noise, std::size_t size);
+
+/// Some media of one kind, for a test that looks at `rounds` of them.
+struct CrowdedMedia {
+    const char* name;
+    Bytes (*fill)(Noise& noise, std::size_t size);
+    std::int32_t sectorSize;
+    std::size_t bytes;
+    int rounds;
+};
+
+inline void PrintTo(const CrowdedMedia& media, std::ostream* out) { *out << media.name; }
 
 }  // namespace test
