@@ -56,8 +56,9 @@ constexpr std::string_view Closers[] = {"}",  ")",     "]",  "end", "fi",   "don
 
 // Stand in the last line of a file.
 constexpr std::string_view EndMarks[] = {
-    "EOF",     "EOD",     "endinput", "sourceMapping", "vim:",     "\\bye",  "exit ", "{document}", "Local Variables",
-    "__END__", "</html>", "</svg>",   "END:V",         "showpage", "#endif", "End:",  "End of file"};
+    "EOF",     "EOD",     "endinput", "sourceMapping", "vim:",     "\\bye",  "exit ", "{document}",  "Local Variables",
+    "__END__", "</html>", "</svg>",   "END:V",         "showpage", "#endif", "End:",  "End of file", "=cut",
+    "-----END"};
 
 // Most bytes end no such mark.
 constexpr std::array<bool, 256> EndEndMarks = [] {

@@ -279,7 +279,7 @@ private:
     static constexpr double UsualTotal = 50;
 
     // How often a byte occurs in about 50 bytes of any text.
-    static double Usual(std::uint8_t byte) {
+    double Usual(std::uint8_t byte) const {
         if (byte >= 'a' && byte <= 'z') {
             return 1;
         }
@@ -289,7 +289,10 @@ private:
         if (IsLetter(byte) || IsDigit(byte)) {
             return 0.3;
         }
-        return byte >= 0x80 ? 0.01 : IsPlainByte(byte) ? 0.2 : 0.01;
+        if (byte >= 0x80) {
+            return isCodePage_ ? 0.1 : 0.01;
+        }
+        return IsPlainByte(byte) ? 0.2 : 0.01;
     }
 
     bool BeginsLine(std::size_t at) const { return at > 0 && text_[at - 1] == lineEnd_; }
@@ -354,7 +357,7 @@ std::int64_t WithoutChanceTail(Place& file, std::int64_t from, const TextRun& ru
     const std::size_t end = ChanceTail(text, tailStart, lineEnd, run.isCodePage).End();
     // Strings in a program end with a zero.
     const ByteSpan behind = file.From(run.end);
-    const bool isString = !behind.empty() && behind[0] == 0 && end == text.size();
+    const bool isString = !behind.empty() && behind[0] == 0 && end == text.size() && end - lineStart > 1;
     return start + static_cast<std::int64_t>(isString ? lineStart : end);
 }
 

@@ -48,6 +48,8 @@ constexpr double OddsOfFileStart = 2.65;
 constexpr double LeastOddsOfOpening = 1;
 // For the last cluster alone, if the text ends in the middle of a line.
 constexpr double EnoughInLast = -0.2;
+// If its last line only closes a bracket.
+constexpr double EnoughBeforeCloser = 2;
 
 bool IsLineEnd(std::uint8_t byte) { return byte == '\n' || byte == '\r'; }
 
@@ -183,6 +185,10 @@ private:
         const ByteSpan byte = file_.At(run_.end - 1, 1);
         return !byte.empty() && !IsLineEnd(byte[0]);
     }
+    bool EndsInCloser() const {
+        const ByteSpan bytes = file_.At(std::max(run_.end - 2, from_), 2);
+        return bytes.size() == 2 && IsLineEnd(bytes[0]) && (bytes[1] == '}' || bytes[1] == ']');
+    }
     bool EndsAt(std::int64_t border) const { return run_.printableEnd - border <= (isBeforeBinary_ ? ByChance : 0); }
 
     std::optional<std::int64_t> EndBeforeOtherLineEnds();
@@ -290,7 +296,7 @@ std::optional<std::int64_t> SeamSearch::EndInLast(std::int64_t last) {
         return std::nullopt;
     }
     const End end = BestEnd(last, run_.end);
-    return end.odds > EnoughInLast ? std::optional(end.at) : std::nullopt;
+    return end.odds > (EndsInCloser() ? EnoughBeforeCloser : EnoughInLast) ? std::optional(end.at) : std::nullopt;
 }
 
 // True if many groups of three bytes after the border do not occur in the text before it. This is far cheaper than to
