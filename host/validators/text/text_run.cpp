@@ -335,7 +335,7 @@ private:
 
 std::int64_t WithoutChanceTail(Place& file, std::int64_t from, const TextRun& run) {
     constexpr std::int64_t most = 0x1000;
-    constexpr std::size_t longestTail = 64;
+    constexpr std::size_t longestTail = 32;
     const std::int64_t start = std::max(from, run.end - most);
     const ByteSpan text = file.At(start, static_cast<std::size_t>(run.end - start));
     const bool hasFeeds = std::ranges::find(text, std::uint8_t{'\n'}) != text.end();
@@ -344,20 +344,18 @@ std::int64_t WithoutChanceTail(Place& file, std::int64_t from, const TextRun& ru
         return run.end;
     }
     const auto last = std::find(text.rbegin(), text.rend(), lineEnd);
+    const bool isOneLine = last == text.rend();
     const auto lineStart = static_cast<std::size_t>(text.rend() - last);
-    if (last == text.rend()) {
-        return run.end;
-    }
-    if (lineStart == text.size() && !run.isCodePage) {
+    if ((isOneLine && text.size() <= longestTail) || (lineStart == text.size() && !run.isCodePage)) {
         return run.end;
     }
     // In a code page, random bytes go on as text for so long that they may have line ends.
-    const std::size_t lookedAt = run.isCodePage ? std::min(text.size() - 1, longestTail) : 0;
-    const std::size_t tailStart = std::min(lineStart, text.size() - lookedAt);
+    const std::size_t lookedAt = run.isCodePage || isOneLine ? std::min(text.size() - 1, longestTail) : 0;
+    const std::size_t tailStart = std::min(isOneLine ? text.size() : lineStart, text.size() - lookedAt);
     const std::size_t end = ChanceTail(text, tailStart, lineEnd, run.isCodePage).End();
     // Strings in a program end with a zero.
     const ByteSpan behind = file.From(run.end);
-    const bool isString = !behind.empty() && behind[0] == 0 && end == text.size() && end - lineStart > 1;
+    const bool isString = !behind.empty() && behind[0] == 0 && end == text.size() && end - lineStart > 1 && !isOneLine;
     return start + static_cast<std::int64_t>(isString ? lineStart : end);
 }
 

@@ -176,7 +176,9 @@ TEST(Text, KeepsALastLineThatIsItsOwn) {
                   static_cast<std::int64_t>(object.size() + last.size()));
     }
     const std::string oneLine = "[" + Lines("0.25,", 2000) + "0]";
-    EXPECT_EQ(TextFinding(oneLine, Binary("\x03")).size, static_cast<std::int64_t>(oneLine.size()));
+    for (const char* const behind : {"\x03", "s~Q\x03"}) {
+        EXPECT_EQ(TextFinding(oneLine, Binary(behind)).size, static_cast<std::int64_t>(oneLine.size()));
+    }
     EXPECT_EQ(TextFinding(object, Binary("~Q7\x03")).size, static_cast<std::int64_t>(object.size()));
     // Texts end with such bytes, but this one has none of them.
     const std::string words = Lines("Words of a letter\n", 100);
