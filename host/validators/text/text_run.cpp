@@ -273,9 +273,9 @@ private:
 
     static constexpr double NoLine = -1e9;
     // Few texts end without a line end.
-    static constexpr double PriorBits = -5.5;
+    static constexpr double PriorBits = -6;
     // How much of a text is unlike what came before.
-    static constexpr double ShareOfOthers = 0.05;
+    static constexpr double ShareOfOthers = 0.1;
     static constexpr double UsualTotal = 50;
 
     // How often a byte occurs in about 50 bytes of any text.
