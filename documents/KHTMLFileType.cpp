@@ -42,6 +42,10 @@ public:
                 continue;
             }
             text_.GoTo(decidedAt_);
+            if (kind != '/' && (kind != 'h' || hasRoot_) && !text_.MayStartFile()) {
+                text_.Next();
+                continue;
+            }
             if (const std::optional<std::int64_t> next = NextFile()) {
                 return EndOfText(*next);
             }

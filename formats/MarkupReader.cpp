@@ -391,7 +391,8 @@ std::optional<bool> MarkupReader::TakeRemark() {
 std::int64_t MarkupReader::Place() const { return memory_ != nullptr ? memory_->PlaceOf(At()) : At(); }
 
 bool MarkupReader::TakePlainDeclaration() {
-    if (view_.size() - index_ < 3 || view_[index_ + 1] != '!' || view_[index_ + 2] == '-') {
+    if (view_.size() - index_ < 3 || view_[index_] != '<' || view_[index_ + 1] != '!' || view_[index_ + 2] == '-' ||
+        view_[index_ + 2] == '[') {
         return false;
     }
     std::size_t at = index_ + 2;
@@ -462,7 +463,7 @@ bool MarkupReader::FollowDeclaration(DeclarationWalk& walk, std::int64_t depth) 
 
 std::optional<std::int64_t> MarkupReader::FileStartHere() {
     const std::int64_t at = At();
-    const auto mark = static_cast<std::int64_t>(form_.width == 1 ? Utf8Mark.size() : BigMark.size());
+    const std::int64_t mark = MarkBytes();
     if (SectorEnd(at) == at) {
         return at;
     }

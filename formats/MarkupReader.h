@@ -49,6 +49,9 @@ constexpr bool IsNameEnd(char16_t c) { return IsWhite(c) || c == '>' || c == '/'
 
 constexpr char16_t FoldLetter(char16_t c) { return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c + 0x20) : c; }
 
+/// In bytes.
+inline constexpr std::int64_t SmallestSector = 512;
+
 class DeclarationWalk;
 class MarkupMemory;
 
@@ -124,6 +127,9 @@ public:
     /// it begins here and is in view; false, and stays, otherwise.
     bool TakeShortRemark();
 
+    /// Moves past a declaration without quotes and without other markup in it, if one begins here and is in view.
+    bool TakePlainDeclaration();
+
     enum class Tag : std::uint8_t { Broken, Open, Empty };
     /// Moves past the '>' that ends the current tag, outside quotes.
     Tag TakeTag();
@@ -136,6 +142,11 @@ public:
     /// Makes the reader load the bytes at the current place again, after other code has used the window.
     void Forget();
 
+    /// Whether this is the start of a sector, or behind a byte-order mark there: the places of `FileStartHere`.
+    bool MayStartFile() const {
+        const std::int64_t inSector = At() % SmallestSector;
+        return inSector == 0 || inSector == MarkBytes();
+    }
     /// The offset at which another file of the same encoding may begin: this place, or the byte-order mark right in
     /// front of it.
     std::optional<std::int64_t> FileStartHere();
@@ -149,6 +160,8 @@ private:
     // In the view of such characters, all beyond ASCII.
     static constexpr std::uint8_t Beyond = 0x80;
 
+    // The length of the mark before a text of this form.
+    std::int64_t MarkBytes() const { return form_.width == 1 ? 3 : 2; }
     char16_t CharAt(std::size_t index) const {
         const std::uint8_t byte = view_[index];
         return form_.width == 1 || byte != Beyond ? byte : form_.CharAt(bytes_, index * form_.width);
@@ -167,8 +180,6 @@ private:
     // Moves past plain characters and past values in quotes, as far as they are in view. Gives the new place in the
     // view.
     std::size_t PassValues();
-    // Moves past a declaration without quotes and other declarations if it is in view.
-    bool TakePlainDeclaration();
     // Moves past the '>' that leaves no more declarations open than `depth`.
     bool FollowDeclaration(DeclarationWalk& walk, std::int64_t depth);
     // The place of the next character, for the memory.
@@ -202,8 +213,7 @@ private:
 /// The end of the sector at an offset, in bytes from the file's start. Counts in the smallest sectors, of which larger
 /// ones are made up.
 constexpr std::int64_t SectorEnd(std::int64_t offset) {
-    constexpr std::int64_t sector = 512;
-    return (offset + sector - 1) / sector * sector;
+    return (offset + SmallestSector - 1) / SmallestSector * SmallestSector;
 }
 
 /// The end of the white space at `from`. Where no zeros follow, a file's own ends with a line at the latest in this

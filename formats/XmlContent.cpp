@@ -20,7 +20,7 @@ std::int64_t XmlContentWalk::TakeItems(std::int64_t to, Change& sum) {
             isRight_ = false;
         } else if (const std::optional<ByteSpan> tag = text_.TakePlainTag()) {
             CountPlainTag(*tag, items);
-        } else if (!text_.TakeShortRemark()) {
+        } else if (!text_.TakeShortRemark() && !text_.TakePlainDeclaration()) {
             Change item;
             isRight_ = IsAside() ? TakeAside() : TakeTag(item);
             (isRight_ ? items : broken).Append(item);
