@@ -24,7 +24,7 @@ inline constexpr FormatChecks FormatChecksOf[] = {
     {"BMP", "The dimensions agree with the declared size of the file or of the pixels; the pixels are not checked."},
     {"TIFF and raws like it",
      "Everything that the directories name lies inside the medium and before other whole files; packed strips unpack, "
-     "and JPEGs begin as such."},
+     "and JPEGs begin and end as such."},
     {"CRW", "The outer directory states its own position, and the directories of all inner heaps are sound."},
     {"MRW", "The header's blocks fill it without gaps, and the sensor's data do not turn into another kind of bytes."},
     {"RAF, RDC",
@@ -42,7 +42,9 @@ inline constexpr FormatChecks FormatChecksOf[] = {
     {"ASF, WMA, WMV", "Objects fill the file without gaps, and packets fill the data object."},
     {"Matroska, WebM", "Elements fill the segment without gaps, or the clusters if the segment's size is unknown."},
     {"FLV", "Every tag is followed by its own length."},
-    {"SWF", "Tags fill the file without gaps, or it unpacks to the size in its header; LZMA is not unpacked."},
+    {"SWF",
+     "Tags fill the file without gaps or up to an End tag, or it unpacks to the size in its header; LZMA is not "
+     "unpacked."},
     {"Ogg", "Every page up to the last one of each stream matches its CRC-32."},
     {"RealMedia", "Chunks follow each other, and the data contain as many packets as they declare."},
     {"MIDI", "There are as many tracks as the header says."},
