@@ -44,7 +44,9 @@ public:
                 ++bit;
             }
             Take(bit, 0, Size - 1);
-            bits.set(bit);
+            if (isRight_) {
+                bits.set(bit);
+            }
         }
     }
 

@@ -86,11 +86,16 @@ TEST(StreamValidators, GoOnWhereAStoppedWalkWasNoted) {
                 second.last = note;
                 second.last[i] = std::numeric_limits<std::int64_t>::min();
                 EXPECT_EQ(Walked(validator, file, second).first, finding) << i;
-                second.last[i] = std::min<std::int64_t>(note[i] + 1, std::ssize(file));
-                Walked(validator, file, second);
+                for (const std::int64_t number : {note[i] + 1, std::int64_t{8191}, std::int64_t{1} << 60}) {
+                    second.last[i] = number;
+                    EXPECT_NO_THROW(Walked(validator, file, second)) << i;
+                }
             }
-            second.last = {note.begin(), note.end() - 1};
-            EXPECT_EQ(Walked(validator, file, second).first, finding);
+            const std::vector<std::int64_t> ends = {0, 2, 8191};
+            for (const auto& part : {std::vector(note.begin(), note.end() - 1), ends}) {
+                second.last = part;
+                EXPECT_EQ(Walked(validator, file, second).first, finding);
+            }
         }
         Notebook last;
         last.last = first.notes.back();
