@@ -233,7 +233,7 @@ std::optional<PdfExtent> PdfWalk::Run() {
         // No text that is searched for reaches into a header.
         const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
         bytes = bytes.first(stop.value_or(bytes.size()));
-        // The places at which a whole mark could begin.
+        // The places at which any mark would be seen whole.
         const std::size_t whole = stop || bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1;
         const std::optional<std::size_t> mark = FindEnd(at, bytes, whole);
         const std::size_t count = mark.value_or(whole);
@@ -258,25 +258,33 @@ std::optional<PdfExtent> PdfWalk::Run() {
     return PdfExtent{size, drawingAt_ < size};
 }
 
-// The first end mark that begins at one of the first `count` places, lies wholly in the bytes and may have an offset.
-// Counts those before it.
+// The first end mark that lies wholly in the bytes and may have an offset. Counts the others before it; without one,
+// those at the first `count` places, since the others are seen again.
 std::optional<std::size_t> PdfWalk::FindEnd(std::int64_t at, ByteSpan bytes, std::size_t count) {
     const std::int64_t place = memory_.PlaceOf(at);
     const std::int64_t end = place + std::ssize(bytes) - std::ssize(EndMarkBytes) + 1;
     if (const std::int64_t searchedTo = memory_.ends.SearchedTo(place); searchedTo < end) {
         NoteEnds(place, bytes, static_cast<std::size_t>(searchedTo - place));
     }
+    int bare = 0;
+    int bareInCount = 0;
+    std::optional<std::size_t> found;
     for (const auto& mark : memory_.ends.From(place)) {
-        if (mark.place >= std::min(end, place + static_cast<std::int64_t>(count))) {
+        const auto offset = static_cast<std::size_t>(mark.place - place);
+        if (mark.place >= end) {
             break;
         }
         if (mark.offset != SearchedPlaces::NoOffset) {
             knownOffset_ = mark.offset;
-            return static_cast<std::size_t>(mark.place - place);
+            found = offset;
+            break;
         }
-        isOver_ = isOver_ || ++marks_ == MostMarks;
+        ++bare;
+        bareInCount += offset < count ? 1 : 0;
     }
-    return std::nullopt;
+    marks_ += found ? bare : bareInCount;
+    isOver_ = isOver_ || marks_ >= MostMarks;
+    return found;
 }
 
 void PdfWalk::NoteEnds(std::int64_t place, ByteSpan bytes, std::size_t from) {

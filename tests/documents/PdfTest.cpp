@@ -205,4 +205,16 @@ TEST(Pdf, SeesWhatStraddlesTwoReads) {
     }
 }
 
+// An end mark counts even where too little can be read behind it for the longest text that is looked for.
+TEST(Pdf, EndsWhereNothingElseCanBeRead) {
+    test::Medium medium;
+    medium.Put(0, Ended(Head, Fill(512 - Head.size() - EndOf(Head + Fill(400)).size())));
+    SectorBlock block = test::BlockOf(medium);
+    block.source = nullptr;
+    test::RecordingSink sink;
+    test::CreateType(PdfIndex)->ScanBlock(&block, &sink);
+    ASSERT_EQ(sink.finds.size(), 1U);
+    EXPECT_EQ(sink.finds[0].size, 512);
+}
+
 }  // namespace
