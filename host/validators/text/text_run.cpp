@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string_view>
 
 #include "host/validators/text/mail_fields.h"
 #include "host/validators/text/seam_lines.h"
@@ -306,13 +307,23 @@ private:
 
     // What the byte says for text, against a random one.
     double BitsOf(std::size_t at) const {
-        const std::uint8_t byte = text_[at];
-        const bool goesOnInCharacter = !isCodePage_ && (byte & 0xC0) == 0x80;
         constexpr double bitsOfPlace = 2;
+        const std::uint8_t byte = text_[at];
+        if (!isCodePage_ && (byte & 0xC0) == 0x80) {
+            return bitsOfPlace;
+        }
         const double share = (BeginsLine(at) ? first_ : anywhere_).Share(byte);
-        return goesOnInCharacter
-                   ? bitsOfPlace
-                   : std::log2(256 * ((1 - ShareOfOthers) * share + ShareOfOthers * Usual(byte) / UsualTotal));
+        const double bits = std::log2(256 * ((1 - ShareOfOthers) * share + ShareOfOthers * Usual(byte) / UsualTotal));
+        return ClosesOn(at) ? std::max(bits, bitsOfPlace) : bits;
+    }
+
+    // True for a bracket or a semicolon right after a closing bracket, as at the end of code.
+    bool ClosesOn(std::size_t at) const {
+        static constexpr std::string_view closers = ")]};";
+        const auto isCloser = [this](std::size_t place) {
+            return closers.find(static_cast<char>(text_[place])) != std::string_view::npos;
+        };
+        return at > 0 && isCloser(at - 1) && isCloser(at);
     }
 
     // What the byte before an end says for that end.
