@@ -118,6 +118,9 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     if (left_ <= 0) {
         return Judgement{Unexamined(), Nobody};
     }
+    if (IsRefusedAgain(sector, phase, most)) {
+        return std::nullopt;
+    }
     const std::int64_t before = left_;
     std::optional<Judgement> best = AskAnew(sector, phase, most, exceptFor);
     // Which validators are asked, and how much they may read, depends on the files around a place.
@@ -145,10 +148,8 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
     const std::int64_t given = std::min({left_, perFile_, most});
     ReadAllowance allowance(given);
     Place place(medium_, sector, neighbours_, allowance);
-    const auto headBytes = static_cast<std::size_t>(std::min(HeadBytes, place.Limit()));
-    const ByteSpan shown = place.At(0, headBytes);
-    const std::vector<std::uint8_t> head(shown.begin(), shown.end());
-    left_ -= given - allowance.Left();
+    ReadHead(sector, place, allowance);
+    left_ -= head_.cost;
     std::optional<Judgement> best;
     isUsedUp_ = false;
     for (std::size_t i = 0; i < request_.validators.size(); ++i) {
@@ -158,7 +159,7 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
         }
         Finding finding = Unexamined();
         if (MayAsk(sector, static_cast<std::int32_t>(i))) {
-            if (!validator.begins(head)) {
+            if (!validator.begins(head_.bytes)) {
                 continue;
             }
             const bool isFollowed = !mustBeWhole_ || validator.mayBeWhole;
@@ -182,6 +183,30 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
         }
     }
     return best;
+}
+
+void Witnesses::ReadHead(std::int64_t sector, Place& place, const ReadAllowance& allowance) {
+    const std::int64_t before = allowance.Left();
+    const ByteSpan shown = place.At(0, static_cast<std::size_t>(std::min(HeadBytes, place.Limit())));
+    const bool isAll = !allowance.IsUsedUp() && !medium_.IsInterrupted();
+    head_.sector = isAll ? sector : NoSector;
+    head_.bytes.assign(shown.begin(), shown.end());
+    head_.cost = before - allowance.Left();
+}
+
+bool Witnesses::IsRefusedAgain(std::int64_t sector, Phase phase, std::int64_t most) {
+    if (head_.sector != sector || head_.cost > std::min({left_, perFile_, most})) {
+        return false;
+    }
+    for (std::size_t i = 0; i < request_.validators.size(); ++i) {
+        const Validator& validator = *request_.validators[i];
+        if (validator.phase == phase &&
+            (!MayAsk(sector, static_cast<std::int32_t>(i)) || validator.begins(head_.bytes))) {
+            return false;
+        }
+    }
+    left_ -= head_.cost;
+    return true;
 }
 
 bool Witnesses::MayAsk(std::int64_t sector, std::int32_t asked) {

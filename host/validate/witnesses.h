@@ -63,6 +63,10 @@ public:
     std::optional<Judgement> Reported(const Spot& spot, const Judgement* answer, bool isUnexamined);
 
 private:
+    // A place is often asked about in two phases in a row. True if no validator of the phase accepts the first bytes,
+    // which were read for the last question; they count as read once more.
+    bool IsRefusedAgain(std::int64_t sector, Validator::Phase phase, std::int64_t most);
+    void ReadHead(std::int64_t sector, Place& place, const ReadAllowance& allowance);
     std::optional<Judgement> AskAnew(std::int64_t sector, Validator::Phase phase, std::int64_t most, int exceptFor);
     // True if a question that costs this much leaves enough for each validator to read `most` bytes.
     bool HasAllOf(std::int64_t most, std::int64_t cost) const;
@@ -72,6 +76,15 @@ private:
     std::int64_t SizeWithoutCap(const Find& find);
     void JudgePdf(std::int64_t sector, Finding& finding);
     Finding ReportedFinding(const Find& find, const char* unexaminedWhy);
+
+    static constexpr std::int64_t NoSector = -1;
+
+    // The first bytes of a place, and what it cost to read them.
+    struct Head {
+        std::int64_t sector = NoSector;
+        std::vector<std::uint8_t> bytes;
+        std::int64_t cost = 0;
+    };
 
     Medium& medium_;
     const Spots& spots_;
@@ -87,6 +100,7 @@ private:
     bool isUsedUp_ = false;
     std::array<std::optional<Validator::Phase>, FileTypeCount> coveringPhase_{};
     std::set<std::pair<std::int64_t, std::string>> setAside_;
+    Head head_;
     // By start and type.
     std::map<std::pair<std::int64_t, std::int32_t>, std::int64_t> uncapped_;
 };
