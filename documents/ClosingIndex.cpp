@@ -50,6 +50,11 @@ void ClosingIndex::Prepare(std::int64_t reach) {
 
 Gap::Step ClosingIndex::Search(ByteSpan closing, FileWindow& file, std::int64_t base, std::int64_t at,
                                std::int64_t end) {
+    // Messages further on may be read further, where a source understates its size. What this one cannot read is not
+    // indexed for them.
+    if (at - base >= file.Limit()) {
+        return {at, false};
+    }
     // A text belongs to the page that its closing hyphens are in.
     const auto front = static_cast<std::int64_t>(closing.size() - Hyphens);
     const std::int64_t page = (at + front) / pageBytes_;

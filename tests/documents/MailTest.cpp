@@ -209,6 +209,23 @@ TEST(Message, IsFoundAloneAndAmongOthersWhereItsMarkerIsFarAhead) {
     EXPECT_GT(alone.size(), 20U);
 }
 
+// How far a message is read depends on its start.
+TEST(Message, IsFoundWhereAnEarlierOneCouldNotBeRead) {
+    struct HalfOfAMedium : Medium {
+        std::int32_t GetGeometry(SectorGeometry* geometry) override {
+            *geometry = {512, SectorCount() / 2};
+            return 1;
+        }
+    } medium;
+    const auto put = [&](std::int64_t sector, const std::string& boundary) {
+        medium.Put(sector, "Received: x\r\nContent-Type: multipart/mixed; boundary=" + boundary + "\r\n");
+    };
+    put(0, "never");
+    put(150, "b");
+    medium.Put(160, "--b--").Grow(200);
+    EXPECT_EQ(Scan(Eml, medium), (Finds{{150, 10 * 512 + 5}}));
+}
+
 TEST(Message, MarkersMayLieAcrossReads) {
     const std::string header = "Received: x\r\nContent-Type: multipart/mixed; boundary=b1\r\n";
     for (std::size_t size = FileWindow::PieceBytes - 600; size < FileWindow::PieceBytes + 600; ++size) {
