@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -80,14 +81,16 @@ class DetailsClient : public CrewClient {
 public:
     // Asks about `found.size()` files from `from` on.
     DetailsClient(MediumAccess access, const PlannedFiles& files, std::size_t from, std::vector<FileDetails>& found,
-                  const PlanFilter& filter, const Folder* folder, std::int64_t& previewBytes)
+                  const PlanFilter& filter, const Folder* folder, std::int64_t& previewBytes,
+                  const std::atomic<bool>& isLeft)
         : access_(std::move(access)),
           files_(files),
           from_(from),
           found_(found),
           filter_(filter),
           folder_(folder),
-          previewBytes_(previewBytes) {
+          previewBytes_(previewBytes),
+          isLeft_(isLeft) {
         // Loading libraries takes as long as reading hundreds of files.
         constexpr std::size_t mostInOrder = 1024;
         // Each reader has its own orders, so that a worker loads only the library that it needs.
@@ -165,7 +168,7 @@ public:
         }
     }
 
-    bool StopRequested() override { return salvor::StopRequested() || IsLate(); }
+    bool StopRequested() override { return salvor::StopRequested() || isLeft_ || IsLate(); }
 
     /// The files have used up their time.
     bool IsLate() const { return steady_clock::now() > end_; }
@@ -209,25 +212,37 @@ private:
     std::map<std::int64_t, Asked> asked_;
     std::int64_t nextId_ = 0;
     std::int64_t& previewBytes_;
+    // True if nobody waits for the answers any more.
+    const std::atomic<bool>& isLeft_;
     steady_clock::time_point end_ = steady_clock::now() + std::chrono::minutes(2);
 };
 
 }  // namespace
 
 const FileDetails& DetailsOfFiles::Of(std::size_t index) {
-    if (index >= from_ + found_.size()) {
-        FindFrom(index);
+    while (index >= now_.End()) {
+        if (!next_.valid()) {
+            Begin(0);
+        }
+        now_ = next_.get();
+        if (now_.End() < files_.size()) {
+            Begin(now_.End());
+        }
     }
-    return found_[index - from_];
+    return now_.found[index - now_.from];
 }
 
-void DetailsOfFiles::FindFrom(std::size_t index) {
+void DetailsOfFiles::Begin(std::size_t from) {
+    next_ = std::async(std::launch::async, [this, from] { return Find(from); });
+}
+
+DetailsOfFiles::Batch DetailsOfFiles::Find(std::size_t from) {
     constexpr std::size_t atOnce = 8192;
-    from_ = index;
-    found_.assign(std::min(atOnce, files_.size() - index), {});
-    DetailsClient client(AccessTo(medium_, image_), files_, from_, found_, filter_, folder_, previewBytes_);
+    Batch batch{from, std::vector<FileDetails>(std::min(atOnce, files_.size() - from))};
+    DetailsClient client(AccessTo(medium_, image_), files_, from, batch.found, filter_, folder_, previewBytes_,
+                         isLeft_);
     if (hasGivenUp_ || !client.HasQuestions()) {
-        return;
+        return batch;
     }
     try {
         // More workers would make a disk seek.
@@ -240,14 +255,19 @@ void DetailsOfFiles::FindFrom(std::size_t index) {
         hasGivenUp_ = true;
         Say("reading dates, sizes and titles took too long; the other files get none");
     }
+    return batch;
 }
 
 void NoteDetails(Medium& medium, const ImageSpec& image, Plan& plan, const PlanFilter& filter, const Folder* folder) {
+    std::vector<std::pair<std::size_t, FileDetails>> found;
     DetailsOfFiles details(medium, image, plan.files, filter, folder);
     for (std::size_t i = 0; i < plan.files.size(); ++i) {
-        if (const FileDetails& found = details.Of(i); found != FileDetails()) {
-            plan.files.SetDetails(i, found);
+        if (const FileDetails& one = details.Of(i); one != FileDetails()) {
+            found.emplace_back(i, one);
         }
+    }
+    for (auto& [index, one] : found) {
+        plan.files.SetDetails(index, std::move(one));
     }
 }
 

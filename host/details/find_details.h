@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <future>
 #include <vector>
 
 #include "host/medium/image_spec.h"
@@ -24,22 +26,37 @@ public:
                    const Folder* folder)
         : medium_(medium), image_(image), files_(files), filter_(filter), folder_(folder) {}
 
-    /// Indices must ascend: some thousand files are looked at in one go, and only their details are kept.
+    DetailsOfFiles(const DetailsOfFiles&) = delete;
+    DetailsOfFiles& operator=(const DetailsOfFiles&) = delete;
+    ~DetailsOfFiles() { isLeft_ = true; }
+
+    /// Indices must ascend: some thousand files are looked at in one go, the next ones meanwhile, and only their
+    /// details are kept. The files must not change until the last index was asked for.
     const FileDetails& Of(std::size_t index);
 
 private:
-    void FindFrom(std::size_t index);
+    // The details of some files, and the index of the first of these.
+    struct Batch {
+        std::size_t from = 0;
+        std::vector<FileDetails> found;
+        std::size_t End() const { return from + found.size(); }
+    };
+
+    void Begin(std::size_t from);
+    Batch Find(std::size_t from);
 
     Medium& medium_;
     const ImageSpec& image_;
     const PlannedFiles& files_;
     const PlanFilter& filter_;
     const Folder* folder_;
-    // The details of some files, and the index of the first of these.
-    std::vector<FileDetails> found_;
-    std::size_t from_ = 0;
+    Batch now_;
+    // Only the thread that finds a batch uses these, and there is one at a time.
     std::int64_t previewBytes_ = 0;
     bool hasGivenUp_ = false;
+    std::atomic<bool> isLeft_ = false;
+    // The batch behind `now_`. Goes first, as its thread uses the others.
+    std::future<Batch> next_;
 };
 
 /// Notes the details of all files in the plan, for a filter that asks for them.
