@@ -34,30 +34,62 @@ std::vector<std::int32_t> TypesWithoutValidator() {
     return types;
 }
 
+struct Question {
+    std::int32_t file = 0;
+    std::vector<Extent> extents;
+    std::vector<Find> reported;
+};
+
+// Reads the numbers that `JoinedParameters` wrote.
+class QuestionReader {
+public:
+    explicit QuestionReader(const Json& numbers) : numbers_(numbers) {}
+
+    std::optional<Question> Next() {
+        if (next_ == numbers_.size()) {
+            return std::nullopt;
+        }
+        Question question;
+        question.file = static_cast<std::int32_t>(Number());
+        for (std::int64_t left = Number(); left > 0; --left) {
+            const std::int64_t startSector = Number();
+            question.extents.push_back({startSector, Number()});
+        }
+        for (std::int64_t left = Number(); left > 0; --left) {
+            const auto type = static_cast<std::int32_t>(Number());
+            question.reported.push_back({type, 0, Number()});
+        }
+        return question;
+    }
+
+private:
+    std::int64_t Number() { return IntegerOf(numbers_.at(next_++)); }
+
+    const Json& numbers_;
+    std::size_t next_ = 0;
+};
+
 // Verdict `NoFile` if no file begins with the first extent.
 std::optional<Finding> FindingOf(Worker& worker, const std::map<std::int32_t, std::int64_t>& caps,
-                                 const Json& question) {
-    const auto extents = ExtentsFromJson(question, "extents");
-    if (!extents || extents->empty()) {
+                                 const Question& question) {
+    const std::vector<Extent>& extents = question.extents;
+    if (extents.empty()) {
         throw std::invalid_argument("no extents");
     }
-    const SectorRange at{extents->front().startSector, 1};
-    StandingObserver observer(worker, at, question.at("file").get<std::int32_t>());
+    StandingObserver observer(worker, {extents.front().startSector, 1}, question.file);
     observer.OnPlace({}, 0);
     const auto stopRequested = [&worker] {
         return worker.StopRequested();
     };
     Medium& medium = worker.GetMedium();
-    Medium joined(std::make_unique<ExtentSource>(medium, *extents), medium.SectorSize(), {false, stopRequested});
+    Medium joined(std::make_unique<ExtentSource>(medium, extents), medium.SectorSize(), {false, stopRequested});
     Sightings seen;
     seen.starts = {0};
     seen.AddTextStart(0);
-    for (const Json& claim : question.at("reported")) {
-        seen.finds.push_back({claim.at(0).get<std::int32_t>(), 0, claim.at(1).get<std::int64_t>()});
-    }
+    seen.finds = question.reported;
     // A scanner that follows a file to its end met the bytes of others behind the first extent. The ones whose types
     // have no validator keep nothing between scans, so a process may scan with them any number of times.
-    if (extents->size() > 1) {
+    if (extents.size() > 1) {
         const auto found = FirstFindAt(joined, {0, TypesWithoutValidator(), caps, joined.SizeInBytes(), stopRequested});
         if (found.find) {
             seen.finds.push_back(*found.find);
@@ -75,32 +107,39 @@ std::optional<Finding> FindingOf(Worker& worker, const std::map<std::int32_t, st
 
 bool ValidateJoined(Worker& worker) {
     const auto caps = CapsFromJson(worker.What().at("caps"));
-    for (const Json& question : worker.What().at("questions")) {
-        const std::optional<Finding> finding = FindingOf(worker, caps, question);
+    QuestionReader questions(worker.What().at("questions"));
+    while (const std::optional<Question> question = questions.Next()) {
+        const std::optional<Finding> finding = FindingOf(worker, caps, *question);
         if (!finding) {
             return false;
         }
         if (const auto unreadable = worker.GetMedium().TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
             worker.SendSoon(UnreadableLine(unreadable.Ranges()));
         }
-        worker.SendSoon(JoinedLine(question.at("file").get<std::int32_t>(), *finding));
+        worker.SendSoon(JoinedLine(question->file, *finding));
     }
     return true;
 }
 
 Json JoinedParameters(const std::vector<JoinedQuestion>& questions, const KnownFiles& files,
                       const std::map<std::int32_t, std::int64_t>& caps) {
-    Json list = Json::array();
+    // There may be hundreds of thousands of questions, so that they are not objects.
+    Json numbers = Json::array();
     for (const JoinedQuestion& question : questions) {
-        Json reported = Json::array();
-        for (const ReportedClaim& claim : question.reported) {
-            reported.push_back({claim.type, claim.size});
+        const std::vector<Extent>& extents = files.At(question.file)->extents;
+        numbers.push_back(question.file);
+        numbers.push_back(extents.size());
+        for (const Extent& extent : extents) {
+            numbers.push_back(extent.startSector);
+            numbers.push_back(extent.bytes);
         }
-        list.push_back({{"file", question.file},
-                        {"extents", ExtentsToJson(files.At(question.file)->extents)},
-                        {"reported", std::move(reported)}});
+        numbers.push_back(question.reported.size());
+        for (const ReportedClaim& claim : question.reported) {
+            numbers.push_back(claim.type);
+            numbers.push_back(claim.size);
+        }
     }
-    return {{"caps", CapsToJson(caps)}, {"questions", std::move(list)}};
+    return {{"caps", CapsToJson(caps)}, {"questions", std::move(numbers)}};
 }
 
 std::string JoinedLine(std::int32_t file, const Finding& finding) {

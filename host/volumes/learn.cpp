@@ -158,8 +158,10 @@ private:
         return bytes;
     }
 
+    // Questions are ordered by file.
     static std::vector<JoinedQuestion>::iterator QuestionOf(std::vector<JoinedQuestion>& questions, std::int32_t file) {
-        return std::ranges::find(questions, file, &JoinedQuestion::file);
+        const auto at = std::ranges::lower_bound(questions, file, {}, &JoinedQuestion::file);
+        return at != questions.end() && at->file == file ? at : questions.end();
     }
 
     void Keep(std::int32_t file, const Finding& finding) {
