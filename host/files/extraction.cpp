@@ -88,8 +88,8 @@ void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
     if (details_ != nullptr) {
         detailed.details = details_->Of(index);
     }
-    unreported_.push_back(FileRecord(detailed, result, sectorSize_, known_.At(file.known)));
-    totals_.there.Add(unreported_.back());
+    unreported_.push_back({file.StartSector(), FileLine(detailed, result, sectorSize_, known_.At(file.known))});
+    totals_.there.Add(file, result);
     ++counts_[VerdictName(file.finding.verdict)];
     constexpr std::size_t mostUnreported = 4096;
     if (unreported_.size() == mostUnreported) {
@@ -109,8 +109,8 @@ bool Extraction::OnProgress(std::int64_t bytes) {
 void Extraction::Report() {
     if (!unreported_.empty()) {
         folder_.Sync();
-        for (const Json& record : unreported_) {
-            report_.Add(record);
+        for (const FileLineAt& one : unreported_) {
+            report_.Add(one.startSector, one.line);
         }
         report_.Sync();
         unreported_.clear();

@@ -43,6 +43,12 @@ public:
     bool OnProgress(std::int64_t bytes) override;
 
 private:
+    // A line of the report.
+    struct FileLineAt {
+        std::int64_t startSector;
+        std::string line;
+    };
+
     void Report();
     void NoteFailure(const PlannedFile& file, const WriteResult& result);
     void NoteLeftOut(const PlannedFile& file, const WriteResult& result);
@@ -57,8 +63,8 @@ private:
     // The bytes of all files, and of those that earlier runs have written.
     std::int64_t totalBytes_;
     std::int64_t bytesBefore_ = 0;
-    // Records of files that may not yet be on stable storage.
-    std::vector<Json> unreported_;
+    // The lines of files that may not yet be on stable storage.
+    std::vector<FileLineAt> unreported_;
     std::chrono::steady_clock::time_point nextReport_;
     std::map<std::string, std::int64_t> counts_;
     bool diskWasFull_ = false;

@@ -41,11 +41,10 @@ void FolderReport::TakeOver() {
     isInOrder_ = earlierBytes_ == 0;
 }
 
-void FolderReport::Add(const Json& record) {
-    const std::int64_t start = IntegerIn(record, "start_sector");
-    isInOrder_ = isInOrder_ && start >= lastStart_;
-    lastStart_ = start;
-    lines_.Add(JsonLine(record));
+void FolderReport::Add(std::int64_t startSector, const std::string& line) {
+    isInOrder_ = isInOrder_ && startSector >= lastStart_;
+    lastStart_ = startSector;
+    lines_.Add(line);
 }
 
 void FolderReport::Finish(const std::function<Json(const FolderCounts& earlier)>& summary) {

@@ -25,7 +25,9 @@ public:
     /// See `LineFile`.
     void KeepRoom(std::int64_t bytes) { lines_.KeepRoom(bytes); }
     /// Adds the record of a file in the folder.
-    void Add(const Json& record);
+    void Add(const Json& record) { Add(IntegerIn(record, "start_sector"), JsonLine(record)); }
+    /// The same for the line of the file that begins at this sector.
+    void Add(std::int64_t startSector, const std::string& line);
     /// Brings what was added to stable storage.
     void Sync() { lines_.Sync(); }
     /// Orders the lines as the files are on the medium, one for each path, and appends the summary. `summary` gets the

@@ -22,7 +22,7 @@ void AddMembers(Json::object_t& members, const char* name, Value&& value, Rest&&
     AddMembers(members, std::forward<Rest>(rest)...);
 }
 
-// The object with these names and values in turn. There are many files, and a list in braces makes three values of
+// The object with these names and values in turn. There are many finds, and a list in braces makes three values of
 // each member.
 template <class... Members>
 Json ObjectOf(Members&&... members) {
@@ -38,33 +38,54 @@ Json TypeToJson(std::int32_t type) {
     return ObjectOf("index", type, "name", FileTypeCatalog[type].name, "extension", ExtensionOf(type));
 }
 
-// The size that the scanner of the file's own type reported, else that of another; null if there is none.
-Json ReportedSize(const PlannedFile& file) {
-    if (file.reported.empty()) {
-        return nullptr;
-    }
-    const auto* const own = std::ranges::find(file.reported, file.finding.type, &ReportedClaim::type);
-    return own == file.reported.end() ? file.reported.front().size : own->size;
+// The value without a line break.
+std::string TextOf(const Json& value) {
+    std::string text = JsonLine(value);
+    text.pop_back();
+    return text;
 }
 
-Json TypesOf(const PlannedFile& file) {
-    Json types = Json::array();
+// The size that the scanner of the file's own type reported, else that of another; null if there is none.
+std::string ReportedSize(const PlannedFile& file) {
+    if (file.reported.empty()) {
+        return "null";
+    }
+    const auto* const own = std::ranges::find(file.reported, file.finding.type, &ReportedClaim::type);
+    return std::to_string(own == file.reported.end() ? file.reported.front().size : own->size);
+}
+
+// The elements of an array.
+void AddElement(std::string& list, std::string_view element) {
+    list += list.empty() ? "" : ",";
+    list += element;
+}
+
+std::string TypesOf(const PlannedFile& file) {
+    static const std::vector<std::string> texts = [] {
+        std::vector<std::string> made;
+        made.reserve(FileTypeCount);
+        for (std::int32_t type = 0; type < FileTypeCount; ++type) {
+            made.push_back(TextOf(TypeToJson(type)));
+        }
+        return made;
+    }();
+    std::string types;
     for (const std::int32_t type : file.Types()) {
-        types.push_back(TypeToJson(type));
+        AddElement(types, texts[static_cast<std::size_t>(type)]);
     }
     return types;
 }
 
-Json FlagsOf(const PlannedFile& file, const WriteResult& result) {
-    Json flags = Json::array();
+std::string FlagsOf(const PlannedFile& file, const WriteResult& result) {
+    std::string flags;
     if (file.cutAtEnd) {
-        flags.push_back("cut at end of medium");
+        AddElement(flags, R"("cut at end of medium")");
     }
     if (file.atSizeCap) {
-        flags.push_back("size cap reached");
+        AddElement(flags, R"("size cap reached")");
     }
     if (result.unreadableBytes > 0) {
-        flags.push_back("unreadable sectors");
+        AddElement(flags, R"("unreadable sectors")");
     }
     return flags;
 }
@@ -99,17 +120,34 @@ std::string TimeText(std::int64_t seconds, bool isLocal) {
                        inDay / 60 % 60, inDay % 60, isLocal ? "" : "Z");
 }
 
-Json KnownToJson(const KnownFile& known) {
-    Json record{{"volume", known.volume}, {"path", known.path}, {"size", known.size}, {"deleted", known.isDeleted}};
+std::string KnownText(const KnownFile& known) {
+    std::string text = fmt::format(R"({{"volume":{},"path":{},"size":{},"deleted":{})", known.volume,
+                                   JsonText(known.path), known.size, known.isDeleted);
     for (const auto& [name, field] : TimeFields) {
         // Years with more or fewer than four digits are not real times of files.
         constexpr std::int64_t first = -62135596800;
         constexpr std::int64_t last = 253402300799;
         if (const auto time = known.times.*field; time && *time >= first && *time <= last) {
-            record[name] = TimeText(*time, known.timesAreLocal);
+            text += fmt::format(R"(,"{}":"{}")", name, TimeText(*time, known.timesAreLocal));
         }
     }
-    return record;
+    return text + '}';
+}
+
+// Validating does not read all of a file, and a dying disk may have failed since then.
+Finding FindingAsWritten(const PlannedFile& file, const WriteResult& result) {
+    return result.unreadableBytes > 0 ? WithUnreadableBytes(file.finding) : file.finding;
+}
+
+Json EmbeddedToJson(const std::vector<EmbeddedFile>& files) {
+    Json list = Json::array();
+    for (const EmbeddedFile& one : files) {
+        list.push_back({{"start_sector", one.startSector},
+                        {"extension", ExtensionOf(one.finding)},
+                        {"size", one.finding.size},
+                        {"verdict", VerdictName(one.finding.verdict)}});
+    }
+    return list;
 }
 
 Json SkippedRecord(const Finding& finding, std::int64_t startSector, const Claims& reported) {
@@ -174,18 +212,26 @@ Failure LineFile::Failed(const SystemError& error) const {
 }
 
 void FolderCounts::Add(const Json& record) {
-    const auto path = record.at("path").get<std::string>();
-    const auto size = IntegerIn(record, "size");
     const auto verdict = VerdictNamed(record.at("verdict").get<std::string>());
-    const auto extension = record.at("extension").get<std::string>();
+    const auto size = IntegerIn(record, "size");
     if (!verdict || size < 0) {
         throw std::invalid_argument("no verdict, or no size");
     }
-    const bool isText = record.at("types").at(0).at("index") == FileTypeIndex::Text;
-    (isText ? text : byExtension[extension]).Add(*verdict, size);
-    pieces += path.starts_with(extension + "/pieces/") ? 1 : 0;
-    withUnreadable += record.value("unreadable_bytes", std::int64_t{0}) > 0 ? 1 : 0;
-    bytes += size;
+    Count({record.at("path").get<std::string>(), record.at("extension").get<std::string>(),
+           record.at("types").at(0).at("index") == FileTypeIndex::Text, *verdict, size,
+           record.value("unreadable_bytes", std::int64_t{0})});
+}
+
+void FolderCounts::Add(const PlannedFile& file, const WriteResult& result) {
+    Count({file.path, ExtensionOf(file.finding), file.finding.type == FileTypeIndex::Text,
+           FindingAsWritten(file, result).verdict, file.Size(), result.unreadableBytes});
+}
+
+void FolderCounts::Count(const CountedFile& file) {
+    (file.isText ? text : byExtension[file.extension]).Add(file.verdict, file.size);
+    pieces += file.path.starts_with(file.extension + "/pieces/") ? 1 : 0;
+    withUnreadable += file.unreadableBytes > 0 ? 1 : 0;
+    bytes += file.size;
     ++files;
 }
 
@@ -200,42 +246,40 @@ void FolderCounts::Add(const FolderCounts& other) {
     withUnreadable += other.withUnreadable;
 }
 
-Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize, const KnownFile* known) {
-    // Validating does not read all of a file, and a dying disk may have failed since then.
-    const Finding finding = result.unreadableBytes > 0 ? WithUnreadableBytes(file.finding) : file.finding;
-    Json record = ObjectOf("record", "file",                                 //
-                           "path", file.path,                                //
-                           "type", FileTypeCatalog[file.finding.type].name,  //
-                           "extension", ExtensionOf(file.finding),           //
-                           "types", TypesOf(file),                           //
-                           "start_sector", file.StartSector(),               //
-                           "start_byte", file.StartSector() * sectorSize,    //
-                           "size", file.Size(),                              //
-                           "reported_size", ReportedSize(file),              //
-                           "verdict", VerdictName(finding.verdict),          //
-                           "why", finding.why,                               //
-                           "sha256", result.sha256,                          //
-                           "unreadable_bytes", result.unreadableBytes,       //
-                           "flags", FlagsOf(file, result));
+// There may be millions of these lines, so that what most of them have is not put together as JSON values.
+std::string FileLine(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize,
+                     const KnownFile* known) {
+    const Finding finding = FindingAsWritten(file, result);
+    std::string line = fmt::format(
+        R"({{"record":"file","path":{},"type":{},"extension":{},"types":[{}],"start_sector":{},"start_byte":{},)"
+        R"("size":{},"reported_size":{},"verdict":"{}","why":{},"sha256":{},"unreadable_bytes":{},"flags":[{}])",
+        JsonText(file.path), JsonText(FileTypeCatalog[file.finding.type].name), JsonText(ExtensionOf(file.finding)),
+        TypesOf(file), file.StartSector(), file.StartSector() * sectorSize, file.Size(), ReportedSize(file),
+        VerdictName(finding.verdict), JsonText(finding.why), JsonText(result.sha256), result.unreadableBytes,
+        FlagsOf(file, result));
+    const auto add = [&line](std::string_view name, std::string_view value) {
+        line += fmt::format(R"(,"{}":{})", name, value);
+    };
     if (file.extents.size() > 1) {
-        record["extents"] = ExtentsToJson(file.extents);
+        add("extents", TextOf(ExtentsToJson(file.extents)));
     }
     if (known != nullptr) {
-        record["file_system"] = KnownToJson(*known);
+        add("file_system", KnownText(*known));
     }
     if (!file.container.empty()) {
-        record["container"] = file.container;
+        add("container", JsonText(file.container));
     }
-    if (Json details = DetailsRecord(file.details); !details.empty()) {
-        record["details"] = std::move(details);
+    if (const Json details = DetailsRecord(file.details); !details.empty()) {
+        add("details", TextOf(details));
     }
-    for (const EmbeddedFile& one : file.embedded) {
-        record["embedded"].push_back({{"start_sector", one.startSector},
-                                      {"extension", ExtensionOf(one.finding)},
-                                      {"size", one.finding.size},
-                                      {"verdict", VerdictName(one.finding.verdict)}});
+    if (!file.embedded.empty()) {
+        add("embedded", TextOf(EmbeddedToJson(file.embedded)));
     }
-    return record;
+    return line + "}\n";
+}
+
+Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize, const KnownFile* known) {
+    return ParseJsonLine(FileLine(file, result, sectorSize, known));
 }
 
 Json PassedOverRecord(const PassedOver& passed) {

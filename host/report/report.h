@@ -53,7 +53,19 @@ struct FolderCounts {
 
     /// Counts the file of a record. Throws a JSON exception if `FileRecord` did not write it.
     void Add(const Json& record);
+    void Add(const PlannedFile& file, const WriteResult& result);
     void Add(const FolderCounts& other);
+
+private:
+    struct CountedFile {
+        std::string path;
+        std::string extension;
+        bool isText = false;
+        Verdict verdict = Verdict::NoFile;
+        std::int64_t size = 0;
+        std::int64_t unreadableBytes = 0;
+    };
+    void Count(const CountedFile& file);
 };
 
 /// The result of writing a plan, for the summary.
@@ -102,8 +114,11 @@ private:
     std::int64_t size_ = 0;
 };
 
-/// One line of the report: a file in the folder. `sectorSize` in bytes; `known` is what a file system knows about the
-/// file, or null.
+/// One line of the report, with its line break: a file in the folder. `sectorSize` in bytes; `known` is what a file
+/// system knows about the file, or null.
+std::string FileLine(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize,
+                     const KnownFile* known = nullptr);
+/// The same as a value.
 Json FileRecord(const PlannedFile& file, const WriteResult& result, std::int32_t sectorSize,
                 const KnownFile* known = nullptr);
 

@@ -32,9 +32,18 @@ TEST(ReportReader, ReadsWhatIsWrittenOfAFile) {
     planned.container = "zip/\\\".zip";
     planned.embedded = {{42, {Verdict::Whole, 300, FileTypeIndex::Text}}};
     planned.atSizeCap = true;
-    const Json record = FileRecord(planned, {WriteOutcome::Written, "abcd", 512, ""}, 512);
+    planned.details.title = "\"t\"";
+    KnownFile known;
+    known.path = "a\\\"\x01\xC3\xA4\xFF";
+    known.times.created = 0;
+    const std::string line = FileLine(planned, {WriteOutcome::Written, "abcd", 512, ""}, 512, &known);
 
-    const auto file = FileOfRecord(ParseJsonLine(JsonLine(record)));
+    const Json record = Json::parse(line);
+    EXPECT_EQ(JsonLine(record), line);
+    EXPECT_EQ("a\\\"\x01\xC3\xA4\xEF\xBF\xBD", record["file_system"]["path"]);
+    EXPECT_EQ("1970-01-01T00:00:00Z", record["file_system"]["created"]);
+    EXPECT_EQ("\"t\"", record["details"]["title"]);
+    const auto file = FileOfRecord(record);
     ASSERT_TRUE(file);
     EXPECT_EQ(planned.path, file->path);
     EXPECT_EQ(planned.extents, file->extents);
