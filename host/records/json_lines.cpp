@@ -146,11 +146,15 @@ Json RangesToJson(const std::vector<SectorRange>& ranges) {
 Json ExtentsToJson(const std::vector<Extent>& extents) {
     Json list = Json::array();
     for (const Extent& extent : extents) {
+        // A list in braces makes three values of each member.
+        auto& members = list.emplace_back(Json::object()).get_ref<Json::object_t&>();
+        members.reserve(2);
         if (extent.IsHole()) {
-            list.push_back({{"zeros", true}, {"bytes", extent.bytes}});
+            members.emplace_back("zeros", true);
         } else {
-            list.push_back({{"start_sector", extent.startSector}, {"bytes", extent.bytes}});
+            members.emplace_back("start_sector", extent.startSector);
         }
+        members.emplace_back("bytes", extent.bytes);
     }
     return list;
 }

@@ -29,9 +29,9 @@ namespace salvor {
 namespace {
 
 // JSON for use inside an HTML script, which only a `<` could end.
-std::string ScriptJson(const Json& value) {
+std::string InScript(const std::string& json) {
     std::string text;
-    for (const char c : value.dump(-1, ' ', false, Json::error_handler_t::replace)) {
+    for (const char c : json) {
         if (c == '<') {
             text += "\\u003c";
         } else {
@@ -40,6 +40,13 @@ std::string ScriptJson(const Json& value) {
     }
     return text;
 }
+
+std::string ScriptJson(const Json& value) {
+    return InScript(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+// Most values are texts and numbers, and there may be millions.
+std::string ScriptJson(const std::string& value) { return InScript(JsonText(value)); }
+std::string ScriptJson(std::int64_t value) { return std::to_string(value); }
 
 std::vector<std::uint8_t> Sha256Of(std::string_view text) {
     std::vector<std::uint8_t> digest(EVP_MAX_MD_SIZE);
@@ -86,7 +93,8 @@ private:
 // What not all files have: JSON values, and the steps from one file that has one to the next.
 class SparseColumn {
 public:
-    void Add(std::int64_t file, const Json& value) {
+    template <class Value>
+    void Add(std::int64_t file, const Value& value) {
         steps_.Add(file - before_);
         before_ = file;
         values_ += values_.empty() ? '[' : ',';
@@ -198,7 +206,8 @@ private:
                                      : static_cast<std::size_t>(FileTypeCatalog[type].group);
     }
 
-    void AddIf(bool isThere, const char* name, const salvor::Json& value) {
+    template <class Value>
+    void AddIf(bool isThere, const char* name, const Value& value) {
         if (isThere) {
             sparse_[name].Add(count_, value);
         }

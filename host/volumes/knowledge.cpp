@@ -112,17 +112,17 @@ void VolumeLines::OnSlack(SectorRange sectors) {
 }
 
 void VolumeLines::OnFile(const KnownFile& file) {
-    Json times = Json::object();
+    std::string times;
     for (const auto& [name, field] : TimeFields) {
         if (file.times.*field) {
-            times[name] = *(file.times.*field);
+            times += fmt::format(R"({}"{}":{})", times.empty() ? "" : ",", name, *(file.times.*field));
         }
     }
     take_(fmt::format(R"({{"record":"known","volume":{},"path":{},"size":{},"deleted":{},"guess":{},"packed":{},)"
-                      R"("complete":{},"local":{},"times":{},"extents":{}}})"
+                      R"("complete":{},"local":{},"times":{{{}}},"extents":{}}})"
                       "\n",
                       file.volume, JsonText(file.path), file.size, file.isDeleted, file.isGuess, file.isPacked,
-                      file.isComplete, file.timesAreLocal, times.dump(), ExtentsToJson(file.extents).dump()));
+                      file.isComplete, file.timesAreLocal, times, ExtentsToJson(file.extents).dump()));
 }
 
 void VolumeLines::OnOutOfReach(OutOfReach files) {
