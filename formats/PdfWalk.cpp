@@ -9,8 +9,6 @@
 namespace {
 
 constexpr auto HeaderStart = PatternOf("%PDF-");
-// With a version number.
-constexpr std::int64_t HeaderBytes = 8;
 constexpr auto PostScriptStart = PatternOf("%!PS");
 constexpr auto EndMarkBytes = PatternOf("%%EOF");
 constexpr BytePattern EndMark{EndMarkBytes};
@@ -159,16 +157,6 @@ std::optional<std::size_t> DrawingKeyIn(ByteSpan bytes, std::size_t from, std::s
     return from < end ? FindPlace(bytes.data(), from, end, difference, isKey) : std::nullopt;
 }
 
-// The number after the last `startxref`.
-std::optional<std::int64_t> LastOffset(ByteSpan text) {
-    std::optional<std::int64_t> number;
-    for (auto word = StartXrefMark.FindIn(text); word; word = StartXrefMark.FindIn(text)) {
-        text = text.subspan(*word + StartXrefBytes.size());
-        number = NumberAt(text);
-    }
-    return number;
-}
-
 class PdfWalk {
 public:
     PdfWalk(FileWindow& file, PdfMemory& memory) : file_(file), memory_(memory) {}
@@ -177,10 +165,9 @@ public:
 
 private:
     bool HasEnd() const { return end_ > 0 || spareEnd_ > 0; }
-    std::optional<std::size_t> FindEnd(std::int64_t at, ByteSpan bytes, std::size_t count);
-    void NoteEnds(std::int64_t place, ByteSpan bytes, std::size_t from);
+    std::optional<std::size_t> FindEnd(std::int64_t at, ByteSpan bytes);
     void FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bool isMark);
-    std::optional<std::size_t> HeaderTooMany(std::int64_t at, ByteSpan bytes);
+    std::optional<std::size_t> HeaderTooMany(std::int64_t at, ByteSpan bytes) const;
     void PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count);
     void PassObjects(std::int64_t at, ByteSpan bytes);
     void PassEnd(std::int64_t mark);
@@ -199,14 +186,8 @@ private:
     // The last header passed; 0 if there is none.
     std::int64_t otherFile_ = 0;
     int headers_ = 0;
-    // Up to a place that was looked at already, no header is one too many, and how many there are. Void where an end is
-    // found.
-    std::int64_t fewHeadersTo_ = 0;
-    int fewHeaders_ = 0;
     // Near the end of the last object that was looked for.
     std::int64_t objectAt_ = 0;
-    // Of the end mark found last, if an earlier walk has read it.
-    std::int64_t knownOffset_ = SearchedPlaces::Unread;
     int marks_ = 0;
     int ends_ = 0;
     int nearSections_ = 0;
@@ -233,10 +214,10 @@ std::optional<PdfExtent> PdfWalk::Run() {
         // No text that is searched for reaches into a header.
         const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
         bytes = bytes.first(stop.value_or(bytes.size()));
-        // The places at which any mark would be seen whole.
-        const std::size_t whole = stop || bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1;
-        const std::optional<std::size_t> mark = FindEnd(at, bytes, whole);
-        const std::size_t count = mark.value_or(whole);
+        const std::optional<std::size_t> mark = FindEnd(at, bytes);
+        // The places before the mark, or all at which a whole one could begin.
+        const std::size_t count =
+            mark.value_or(stop || bytes.size() < LongestMark ? bytes.size() : bytes.size() - LongestMark + 1);
         if (drawingAt_ >= at) {
             FindDrawing(at, bytes, count, mark.has_value());
         }
@@ -258,67 +239,22 @@ std::optional<PdfExtent> PdfWalk::Run() {
     return PdfExtent{size, drawingAt_ < size};
 }
 
-// The first end mark that lies wholly in the bytes and may have an offset. Counts the others before it; without one,
-// those at the first `count` places, since the others are seen again.
-std::optional<std::size_t> PdfWalk::FindEnd(std::int64_t at, ByteSpan bytes, std::size_t count) {
+// The first end mark that lies wholly in the bytes.
+std::optional<std::size_t> PdfWalk::FindEnd(std::int64_t at, ByteSpan bytes) {
     const std::int64_t place = memory_.PlaceOf(at);
     const std::int64_t end = place + std::ssize(bytes) - std::ssize(EndMarkBytes) + 1;
-    if (const std::int64_t searchedTo = memory_.ends.SearchedTo(place); searchedTo < end) {
-        NoteEnds(place, bytes, static_cast<std::size_t>(searchedTo - place));
+    const std::int64_t searchedTo = memory_.ends.SearchedTo(place);
+    std::optional<std::int64_t> found = searchedTo > place ? memory_.ends.FirstFrom(place) : std::nullopt;
+    if (found && *found >= end) {
+        return std::nullopt;
     }
-    int bare = 0;
-    int bareInCount = 0;
-    std::optional<std::size_t> found;
-    for (const auto& mark : memory_.ends.From(place)) {
-        const auto offset = static_cast<std::size_t>(mark.place - place);
-        if (mark.place >= end) {
-            break;
-        }
-        if (mark.offset != SearchedPlaces::NoOffset) {
-            knownOffset_ = mark.offset;
-            found = offset;
-            break;
-        }
-        ++bare;
-        bareInCount += offset < count ? 1 : 0;
+    if (!found && searchedTo < end) {
+        const auto mark = EndMark.FindIn(bytes, static_cast<std::size_t>(searchedTo - place));
+        found = mark ? std::optional(place + static_cast<std::int64_t>(*mark)) : std::nullopt;
+        // No other begins inside a mark.
+        memory_.ends.Note(place, found ? *found + std::ssize(EndMarkBytes) : end, found);
     }
-    marks_ += found ? bare : bareInCount;
-    isOver_ = isOver_ || marks_ >= MostMarks;
-    return found;
-}
-
-void PdfWalk::NoteEnds(std::int64_t place, ByteSpan bytes, std::size_t from) {
-    const std::size_t end = bytes.size() - EndMark.size() + 1;
-    memory_.ends.NoteSearch(place + static_cast<std::int64_t>(from), place + static_cast<std::int64_t>(end));
-    // The last word in front of the mark, and where the next is looked for.
-    std::optional<std::size_t> word;
-    std::size_t wordsFrom = from - std::min(from, std::size_t{TailBytes});
-    const auto note = [&](std::size_t mark) {
-        if (!HasPatternAt(bytes, mark, EndMarkBytes)) {
-            return false;
-        }
-        for (; wordsFrom + StartXrefMark.size() <= mark; ++wordsFrom) {
-            const std::size_t next = StartXrefMark.FindIn(bytes, wordsFrom).value_or(bytes.size());
-            wordsFrom = next;
-            if (next + StartXrefMark.size() > mark) {
-                break;
-            }
-            word = next;
-        }
-        // Where the bytes begin too late, another walk may see more in front of the mark.
-        std::int64_t offset = SearchedPlaces::Unread;
-        if (mark >= std::size_t{TailBytes}) {
-            const bool isNear = word && *word + std::size_t{TailBytes} >= mark;
-            const std::size_t number = isNear ? *word + StartXrefMark.size() : mark;
-            offset = NumberAt(bytes.subspan(number, mark - number)).value_or(SearchedPlaces::NoOffset);
-        }
-        memory_.ends.NoteMark({place + static_cast<std::int64_t>(mark), offset});
-        return false;  // keep searching
-    };
-    const auto difference = [](const std::uint8_t* start) {
-        return static_cast<std::uint8_t>((start[0] ^ EndMarkBytes[0]) | (start[1] ^ EndMarkBytes[1]));
-    };
-    FindPlace(bytes.data(), from, end, difference, note);
+    return found ? std::optional(static_cast<std::size_t>(*found - place)) : std::nullopt;
 }
 
 // Looks for a drawing's key in the first `count` bytes, which an end mark follows if `isMark`. Not further, or a piece
@@ -327,19 +263,14 @@ void PdfWalk::FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bo
     const std::int64_t place = memory_.PlaceOf(at);
     const std::int64_t end = place + static_cast<std::int64_t>(count);
     const std::int64_t searchedTo = memory_.keys.SearchedTo(place);
-    std::optional<std::int64_t> found;
-    if (const auto known = memory_.keys.From(place); searchedTo > place && !known.empty()) {
-        found = known.front().place;
-    } else if (searchedTo < end) {
+    std::optional<std::int64_t> found = searchedTo > place ? memory_.keys.FirstFrom(place) : std::nullopt;
+    if (!found && searchedTo < end) {
         const auto key = DrawingKeyIn(bytes, static_cast<std::size_t>(searchedTo - place), count);
         found = key ? std::optional(place + static_cast<std::int64_t>(*key)) : std::nullopt;
         // No key reaches into a mark. Where the bytes are cut, a later walk may see more than begins there.
         const std::int64_t whole = place + std::max<std::int64_t>(std::ssize(bytes) - std::ssize(PrivatePdf) + 1, 0);
         const std::int64_t searched = isMark ? end + std::ssize(EndMarkBytes) : std::min(end, whole);
-        memory_.keys.NoteSearch(place, found ? *found + 1 : searched);
-        if (found) {
-            memory_.keys.NoteMark({*found});
-        }
+        memory_.keys.Note(place, found ? *found + 1 : searched, found);
     }
     if (found && *found < end) {
         drawingAt_ = at + (*found - place);
@@ -347,20 +278,17 @@ void PdfWalk::FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bo
 }
 
 // Where the header begins that ends the walk, unless an end mark comes first.
-std::optional<std::size_t> PdfWalk::HeaderTooMany(std::int64_t at, ByteSpan bytes) {
+std::optional<std::size_t> PdfWalk::HeaderTooMany(std::int64_t at, ByteSpan bytes) const {
     const std::int64_t sectorSize = file_.SectorSize();
-    const std::int64_t from = std::max({at, endsFrom_, fewHeadersTo_});
+    const std::int64_t from = std::max(at, endsFrom_);
     const std::int64_t to = at + static_cast<std::int64_t>(bytes.size());
-    int headers = fewHeadersTo_ > at ? fewHeaders_ : headers_;
+    int headers = headers_;
     for (std::int64_t sector = (from + sectorSize - 1) / sectorSize * sectorSize; sector < to; sector += sectorSize) {
         const auto place = static_cast<std::size_t>(sector - at);
         if (IsPdfHeader(bytes.subspan(place)) && (HasEnd() || ++headers > MostHeaders)) {
             return place;
         }
     }
-    // A header that begins later is not shown whole.
-    fewHeadersTo_ = std::max(fewHeadersTo_, to - HeaderBytes + 1);
-    fewHeaders_ = headers;
     return std::nullopt;
 }
 
@@ -402,25 +330,25 @@ void PdfWalk::PassEnd(std::int64_t mark) {
     isOver_ = isOver_ || ++ends_ == MostEnds;
     if (isOwn) {
         end_ = end;
-        fewHeadersTo_ = 0;
         isOver_ = isOver_ || isLast;
     } else if (otherFile_ > 0) {
         // A file here that is not inside this one ends this one.
         isOver_ = isOver_ || isLast;
     } else if (isLast && spareEnd_ == 0 && *offset <= mark + LostBytes) {
         spareEnd_ = end;
-        fewHeadersTo_ = 0;
     }
 }
 
 // The number after the `startxref` that precedes an end mark.
 std::optional<std::int64_t> PdfWalk::OffsetBefore(std::int64_t mark) {
-    // Nearer to the start of the file, the known one may be in front of it.
-    if (mark >= TailBytes && knownOffset_ != SearchedPlaces::Unread) {
-        return knownOffset_;
-    }
     const std::int64_t length = std::min(mark, TailBytes);
-    return LastOffset(file_.At(mark - length, static_cast<std::size_t>(length)));
+    ByteSpan text = file_.At(mark - length, static_cast<std::size_t>(length));
+    std::optional<std::int64_t> number;
+    for (auto word = StartXrefMark.FindIn(text); word; word = StartXrefMark.FindIn(text)) {
+        text = text.subspan(*word + StartXrefBytes.size());
+        number = NumberAt(text);
+    }
+    return number;
 }
 
 // Does this end mark belong to the file itself? The first part of a linearized file gives 0 for its offset; nothing of

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <vector>
 
 #include "frame/bytes/Bytes.h"
@@ -30,51 +29,41 @@ struct PdfExtent {
 /// Where certain marks begin in the stretch of the medium that walks searched last. Places are those of `ScanOffsets`.
 class SearchedPlaces {
 public:
-    static constexpr std::int64_t Unread = -1;
-    static constexpr std::int64_t NoOffset = -2;
-    struct Mark {
-        std::int64_t place;
-        /// The offset of the cross-reference section in front of an end mark.
-        std::int64_t offset = Unread;
-    };
-
     /// The end of the searched stretch around `place`; `place` itself where there is none.
     std::int64_t SearchedTo(std::int64_t place) const { return from_ <= place && place < to_ ? to_ : place; }
 
-    /// The known marks at or after `place`, in ascending order.
-    std::span<const Mark> From(std::int64_t place) const {
-        return {std::ranges::lower_bound(marks_, place, {}, &Mark::place), marks_.end()};
+    /// The first place at or after `place` in the searched stretch.
+    std::optional<std::int64_t> FirstFrom(std::int64_t place) const {
+        const auto first = std::ranges::lower_bound(places_, place);
+        return first == places_.end() ? std::nullopt : std::optional(*first);
     }
 
-    /// Between `from` and `to` no mark begins, except at those known already or noted next.
-    void NoteSearch(std::int64_t from, std::int64_t to) {
+    /// Between `from` and `to` no mark begins, except at `found`.
+    void Note(std::int64_t from, std::int64_t to, std::optional<std::int64_t> found) {
         if (from < from_ || from > to_) {
             from_ = from;
             to_ = from;
-            marks_.clear();
+            places_.clear();
         }
         to_ = std::max(to_, to);
-        if (marks_.size() > MostMarks) {
-            // Later walks begin further on.
-            const auto middle = marks_.begin() + MostMarks / 2;
-            from_ = middle->place;
-            marks_.erase(marks_.begin(), middle);
+        if (found && (places_.empty() || places_.back() < *found)) {
+            places_.push_back(*found);
         }
-    }
-    void NoteMark(const Mark& mark) {
-        if (marks_.empty() || marks_.back().place < mark.place) {
-            marks_.push_back(mark);
+        if (places_.size() > MostPlaces) {
+            // Later walks begin further on.
+            const auto middle = places_.begin() + MostPlaces / 2;
+            from_ = *middle;
+            places_.erase(places_.begin(), middle);
         }
     }
 
 private:
-    // More than twice as many as fit into what is searched at once.
-    static constexpr std::size_t MostMarks = 4096;
+    static constexpr std::size_t MostPlaces = 1024;
 
     std::int64_t from_ = 0;
     std::int64_t to_ = 0;
     // In ascending order.
-    std::vector<Mark> marks_;
+    std::vector<std::int64_t> places_;
 };
 
 /// What the walks of a scan share: where the ends of files and the keys of drawings begin. Many headers before one

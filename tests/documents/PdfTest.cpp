@@ -30,6 +30,8 @@ std::string Ended(const std::string& file, const std::string& between = Fill(300
 const std::string Head = "%PDF-1.4\n";
 const std::string Whole = Ended(Head);
 const std::string Update = "\n3 0 obj\n<<>>\nendobj\n";
+/// Its dictionary tells its length, which includes a line end.
+const std::string Linearized = Ended(Head + "1 0 obj<</Linearized 1/L 1100>>endobj", Fill(1012)) + "\n";
 const std::string DrawingKey = "<</AIPrivateData1 4 0 R>>";
 
 std::string Padded(std::string file) {
@@ -85,6 +87,7 @@ const Case PdfCases[] = {
     {"update behind more padding", Ended(Whole + Zeros(1024), Update), Whole},
     {"first part of a linearized file", Ended(Head + Fill(300) + "xref\nstartxref\n0\n%%EOF" + Update),
      Ended(Head + Fill(300) + "xref\nstartxref\n0\n%%EOF" + Update)},
+    {"ends behind a linearized file", Ended(Linearized + Fill(64) + "%%EOF\n"), Linearized},
     {"offset into another file", Head + Fill(300) + "startxref\n7000\n%%EOF", ""},
     {"update with a wrong offset", Whole + Update + "startxref\n4\n%%EOF\n", Whole + Update + "startxref\n4\n%%EOF\n"},
     // A file without a section: its first mark that nothing follows is the end, unless a better one comes.
