@@ -20,9 +20,12 @@ constexpr const char* Told = R"({"record":"told"})";
 
 }  // namespace
 
-KnowledgeWriter::KnowledgeWriter(const FilePlace& place, const std::string& of, const KeptKnowledge& kept)
+KnowledgeWriter::KnowledgeWriter(const FilePlace& place, const std::string& of)
     : log_(place, "file of what file systems know") {
     log_.Add(JsonLine(Header(of)));
+}
+
+void KnowledgeWriter::Add(const KeptKnowledge& kept) {
     const Knowledge& knowledge = kept.knowledge;
     VolumeLines lines([this](const std::string& line) { log_.Add(line); }, [] { return false; });
     std::ranges::for_each(knowledge.volumes, [&](const Volume& volume) { lines.OnVolume(volume); });

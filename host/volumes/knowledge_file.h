@@ -21,8 +21,10 @@ struct KeptKnowledge {
 class KnowledgeWriter {
 public:
     /// `of` is the digest of the outcomes that the file belongs to.
-    KnowledgeWriter(const FilePlace& place, const std::string& of, const KeptKnowledge& kept);
+    KnowledgeWriter(const FilePlace& place, const std::string& of);
 
+    /// To be called once, before findings are added.
+    void Add(const KeptKnowledge& kept);
     void Add(std::int32_t file, const Finding& finding);
     void Sync() { log_.Sync(); }
 

@@ -145,7 +145,7 @@ private:
     // Starting a worker takes as long as dozens of small files, and the workers should be done at about the same time.
     static std::size_t CountInOrder(std::size_t questions) {
         constexpr std::size_t least = 64;
-        constexpr std::size_t most = 4096;
+        constexpr std::size_t most = 16384;
         constexpr std::size_t orders = 8;
         return std::clamp(questions / orders + 1, least, most);
     }
@@ -264,13 +264,17 @@ AskedFileSystems::AskedFileSystems(const ScanMedium& scanned, KnownRequest reque
         TellOutOfReach(kept_.knowledge);
     }
     if (place_ && !isFromPlace_ && !StopRequested()) {
-        writer_ = std::make_unique<KnowledgeWriter>(*place_, request_.digest, kept_);
+        writer_ = std::make_unique<KnowledgeWriter>(*place_, request_.digest);
+        storing_ = std::async(std::launch::async, [this] { writer_->Add(kept_); });
     }
 }
 
 std::vector<GridStretch> AskedFileSystems::Grids() const { return GridsOf(kept_.knowledge.volumes, scanned_); }
 
 KnownFiles AskedFileSystems::Improve(Outcomes& outcomes, const std::vector<std::int64_t>& starts, bool quiet) {
+    if (storing_.valid()) {
+        storing_.get();
+    }
     if (StopRequested()) {
         return {};
     }
@@ -290,7 +294,8 @@ KnownFiles AskedFileSystems::Improve(Outcomes& outcomes, const std::vector<std::
         if (isFromPlace_) {
             // Goes on with an interrupted run: what it stored is written first.
             const auto before = ReadKnowledge(*place_, request_.digest, scanned_.Image());
-            writer_ = std::make_unique<KnowledgeWriter>(*place_, request_.digest, before.value_or(KeptKnowledge()));
+            writer_ = std::make_unique<KnowledgeWriter>(*place_, request_.digest);
+            writer_->Add(before.value_or(KeptKnowledge()));
         }
         JoinedClient client(scanned_, request_, files, std::move(questions), writer_.get(), kept_.joined, quiet);
         constexpr unsigned most = 4;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -54,6 +55,8 @@ public:
     /// The medium outlives this.
     AskedFileSystems(const ScanMedium& scanned, KnownRequest request, std::optional<FilePlace> place,
                      const std::vector<FilePlace>& earlier);
+    AskedFileSystems(const AskedFileSystems&) = delete;
+    AskedFileSystems& operator=(const AskedFileSystems&) = delete;
 
     /// Where their clusters lie, in sectors of what is scanned.
     std::vector<GridStretch> Grids() const;
@@ -70,7 +73,10 @@ private:
     KeptKnowledge kept_;
     // An earlier run stored it at `place_`.
     bool isFromPlace_ = false;
+    // Null if nothing is stored.
     std::unique_ptr<KnowledgeWriter> writer_;
+    // Stores what was learnt, while the finds are validated. Goes first, as its thread uses the others.
+    std::future<void> storing_;
 };
 
 }  // namespace salvor
