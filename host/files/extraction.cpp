@@ -75,6 +75,9 @@ bool Extraction::Run(Medium& medium, const std::string& partialSuffix, const Con
 
 void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
     const std::size_t index = handedOn_++;
+    if (result.outcome == WriteOutcome::Stopped) {
+        return;
+    }
     if (result.outcome == WriteOutcome::Failed) {
         NoteFailure(file, result);
         return;
@@ -85,10 +88,12 @@ void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
     }
     ++(result.outcome == WriteOutcome::Written ? totals_.written : totals_.alreadyThere);
     PlannedFile detailed = file;
-    if (details_ != nullptr) {
+    if (details_ != nullptr && !StopRequested()) {
         detailed.details = details_->Of(index);
     }
-    unreported_.push_back({file.StartSector(), FileLine(detailed, result, sectorSize_, known_.At(file.known))});
+    WriteResult noted = result;
+    noted.lacksDetails = details_ != nullptr && StopRequested();
+    unreported_.push_back({file.StartSector(), FileLine(detailed, noted, sectorSize_, known_.At(file.known))});
     totals_.there.Add(file, result);
     ++counts_[VerdictName(file.finding.verdict)];
     constexpr std::size_t mostUnreported = 4096;

@@ -46,12 +46,7 @@ public:
     SideBySide(const SideBySide&) = delete;
     SideBySide& operator=(const SideBySide&) = delete;
     ~SideBySide() {
-        stop_ = true;
-        { const std::lock_guard lock(mutex_); }
-        changed_.notify_all();
-        for (std::thread& thread : threads_) {
-            thread.join();
-        }
+        EndWriters();
         for (; taken_ < next_; ++taken_) {
             if (NextResult() && NextResult()->outcome == WriteOutcome::Draft) {
                 folders_.RemoveDraft(files_[taken_]);
@@ -60,18 +55,15 @@ public:
     }
 
     bool HandOn(WriteObserver& observer) {
-        for (const PlannedFile& file : files_) {
+        while (handedOn_ < files_.size()) {
             do {
                 if (observer.OnProgress(bytes_)) {
+                    EndWriters();
+                    HandOnFinished(observer);
                     return false;
                 }
             } while (ready_.empty() && !TakeReady());
-            const WriteResult result = std::move(ready_.front());
-            ready_.pop_front();
-            if (result.outcome == WriteOutcome::Stopped) {
-                return false;
-            }
-            observer.OnFile(file, result);
+            HandOnNext(observer);
         }
         // Counts what was written while waiting for the last file.
         observer.OnProgress(bytes_);
@@ -79,6 +71,32 @@ public:
     }
 
 private:
+    void EndWriters() {
+        stop_ = true;
+        { const std::lock_guard lock(mutex_); }
+        changed_.notify_all();
+        for (std::thread& thread : threads_) {
+            thread.join();
+        }
+        threads_.clear();
+    }
+
+    void HandOnNext(WriteObserver& observer) {
+        const WriteResult result = std::move(ready_.front());
+        ready_.pop_front();
+        observer.OnFile(files_[handedOn_++], result);
+    }
+
+    // After the writers ended: whatever has its final name. Drafts have none yet.
+    void HandOnFinished(WriteObserver& observer) {
+        for (; !content_.unique && taken_ < next_; ++taken_) {
+            ready_.push_back(*std::exchange(NextResult(), std::nullopt));
+        }
+        while (!ready_.empty()) {
+            HandOnNext(observer);
+        }
+    }
+
     // Takes the results of the next files, as many as are done; false if none arrived within a while.
     bool TakeReady() {
         constexpr std::chrono::milliseconds interval(100);
@@ -166,6 +184,7 @@ private:
     std::size_t next_ = 0;
     // Results of files before this one have been taken; those not handed on yet are in `ready_`.
     std::size_t taken_ = 0;
+    std::size_t handedOn_ = 0;
     std::deque<WriteResult> ready_;
     std::vector<std::thread> threads_;
 };

@@ -87,6 +87,9 @@ std::string FlagsOf(const PlannedFile& file, const WriteResult& result) {
     if (result.unreadableBytes > 0) {
         AddElement(flags, R"("unreadable sectors")");
     }
+    if (result.lacksDetails) {
+        AddElement(flags, R"("details not read")");
+    }
     return flags;
 }
 

@@ -20,6 +20,9 @@ struct WriteResult {
     /// The reason of a failure, for the user.
     std::string error;
     bool diskIsFull = false;
+    /// The run was stopped before the file's details were read. A resumed run does not trust such a file's record: it
+    /// compares the file and reads the details.
+    bool lacksDetails = false;
     /// The path of the file that holds the same bytes.
     std::string sameAs = {};
 
