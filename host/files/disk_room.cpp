@@ -3,31 +3,48 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <set>
+#include <string>
 
 #include "host/report/written_before.h"
 #include "host/say/size_text.h"
 
 namespace salvor {
 
+namespace {
+
+// Adds the folders that the path leads through.
+void AddFolders(const std::string& path, std::set<std::string>& folders) {
+    std::size_t slash = path.rfind('/');
+    while (slash != std::string::npos && slash > 0 && folders.insert(path.substr(0, slash)).second) {
+        slash = path.rfind('/', slash - 1);
+    }
+}
+
+}  // namespace
+
 bool FitOntoDisk(Plan& plan, const Folder& folder, const std::string& partialSuffix, std::int64_t taken) {
     const std::optional<FreeSpace> space = folder.Space();
     if (!space) {
         return true;
     }
-    // For type folders and reports.
-    constexpr std::int64_t otherEntries = 256;
+    // Reports, their temporary names, and the files that are being written.
+    constexpr std::int64_t otherEntries = 16;
     // The page without files, and a file's lines in the report and on the page.
     constexpr std::int64_t pageBytes = std::int64_t{96} << 10;
     constexpr std::int64_t linesOfFile = FileLineBytes + 128;
     const std::int64_t room = space->bytes - taken - pageBytes;
-    const std::int64_t entries = space->entries.value_or(std::numeric_limits<std::int64_t>::max()) - otherEntries;
     const auto blocksOf = [&](const PlannedFile& file) {
         return (file.Size() + space->blockBytes - 1) / space->blockBytes * space->blockBytes;
     };
+    std::set<std::string> folders;
     std::int64_t wanted = std::ssize(plan.files) * linesOfFile;
     for (const PlannedFile& file : plan.files) {
         wanted = AddSizes(wanted, blocksOf(file));
+        AddFolders(file.path, folders);
     }
+    const std::int64_t entries =
+        space->entries.value_or(std::numeric_limits<std::int64_t>::max()) - otherEntries - std::ssize(folders);
     // Files of an earlier run are looked for only where it matters.
     if (wanted <= room && std::ssize(plan.files) <= entries) {
         return true;

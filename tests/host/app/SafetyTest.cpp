@@ -182,7 +182,7 @@ TEST(Safety, WritesFilesToASmallDiskBeforeItListsTheRest) {
     const TempFolder folder;
     fs::create_directory(folder / "disk");
     WriteFile(folder / "onDisk", "cd " + Quoted(folder.Path()) +
-                                     "; mount -t tmpfs -o size=4M,nr_inodes=900 none disk || exit 100\n"
+                                     "; mount -t tmpfs -o size=3M,nr_inodes=300 none disk || exit 100\n"
                                      "\"$@\"; status=$?; cp -r disk/out copy; exit $status\n");
     Bytes picture = Fixture("lossy.webp");
     picture.resize(1024);
