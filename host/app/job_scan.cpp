@@ -281,8 +281,7 @@ int WorkersFor(const std::string& jobs, const Medium& medium) {
         }
         return static_cast<int>(*count);
     }
-    // A disk whose heads seek between two places reads more slowly than one that reads on.
-    return std::ranges::any_of(medium.Files(), LiesOnRotatingDisk)
+    return LieOnRotatingDisk(medium.Files())
                ? 1
                : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most);
 }

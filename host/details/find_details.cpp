@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "host/details/details_worker.h"
+#include "host/platform/same_disk.h"
 #include "host/platform/stop_request.h"
 #include "host/say/failure.h"
 #include "host/say/say.h"
@@ -233,7 +234,8 @@ const FileDetails& DetailsOfFiles::Of(std::size_t index) {
 }
 
 void DetailsOfFiles::Begin(std::size_t from) {
-    next_ = std::async(std::launch::async, [this, from] { return Find(from); });
+    const auto when = LieOnRotatingDisk(medium_.Files()) ? std::launch::deferred : std::launch::async;
+    next_ = std::async(when, [this, from] { return Find(from); });
 }
 
 DetailsOfFiles::Batch DetailsOfFiles::Find(std::size_t from) {

@@ -110,6 +110,10 @@ bool LiesOnRotatingDisk(const fs::path& path) {
     return !device.empty() && HasRotatingDisk(device, 0);
 }
 
+bool LieOnRotatingDisk(const std::vector<std::string>& paths) {
+    return std::ranges::any_of(paths, [](const std::string& path) { return LiesOnRotatingDisk(path); });
+}
+
 bool IsInsideDevice(std::uint64_t part, std::uint64_t device, const fs::path& sysBlock) {
     if (part == device) {
         return true;

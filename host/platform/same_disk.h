@@ -22,6 +22,9 @@ bool LiesOnDevice(const std::filesystem::path& path, const std::filesystem::path
 /// True if the file or block device is on a disk with moving heads; false if the system does not know.
 bool LiesOnRotatingDisk(const std::filesystem::path& path);
 
+/// The same for any of several paths. Such a disk is read faster in one place than in two at a time.
+bool LieOnRotatingDisk(const std::vector<std::string>& paths);
+
 /// True if the block device `part` takes its space from `device`: it is the same, a partition of it, or mapped onto one
 /// of these. For device numbers and `sysBlock` see below.
 bool IsInsideDevice(std::uint64_t part, std::uint64_t device, const std::filesystem::path& sysBlock);

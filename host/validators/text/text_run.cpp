@@ -463,12 +463,28 @@ public:
         return others >= 2;
     }
 
-    // True if so many printable bytes begin here that they are text of one byte a character, not ideographs.
-    bool BeginsNarrowText(std::size_t index, const Utf16Scripts& scripts) const {
+    // True if so many printable bytes begin here that they are text of one byte a character, not ideographs. To be
+    // asked in ascending order.
+    bool BeginsNarrowText(std::size_t index, const Utf16Scripts& scripts) {
         constexpr std::size_t leastWithoutIdeographs = 8;
         constexpr std::uint16_t ideograph = 0x4E00;
-        const std::size_t least = scripts.IsKnown(ideograph) ? LeastOfNarrowText : leastWithoutIdeographs;
-        return bytes_.size() - 2 * index >= least && EndOfPlain(bytes_.subspan(2 * index, least), 0) == least;
+        if (!IsPlainByte(bytes_[2 * index]) || !IsPlainByte(bytes_[2 * index + 1])) {
+            return false;
+        }
+        if (plainEnd_ <= 2 * index) {
+            plainEnd_ = EndOfPlain(bytes_, 2 * index);
+        }
+        const std::size_t length = plainEnd_ - 2 * index;
+        return length >= leastWithoutIdeographs && (length >= LeastOfNarrowText || !scripts.IsKnown(ideograph));
+    }
+
+    // The first unit from `index` on that is not plain ASCII, or `count`.
+    std::size_t EndOfAscii(std::size_t index, std::size_t count) const {
+        const std::size_t high = isBigEndian_ ? 0 : 1;
+        while (index < count && bytes_[2 * index + high] == 0 && IsPlainByte(bytes_[2 * index + 1 - high])) {
+            ++index;
+        }
+        return index;
     }
 
     static constexpr std::size_t LeastOfNarrowText = 24;
@@ -476,6 +492,8 @@ public:
 private:
     ByteSpan bytes_;
     bool isBigEndian_;
+    // Bytes from where the narrow text was looked for last up to here are printable.
+    std::size_t plainEnd_ = 0;
 };
 
 TextRun StoppedAt(Place& file, std::int64_t from, std::int64_t at, std::uint16_t unit, bool isBigEndian) {
@@ -499,12 +517,16 @@ TextRun FollowUtf16(Place& file, std::int64_t from, bool isBigEndian) {
         if (bytes.size() < 2 || file.IsExhausted()) {
             break;
         }
-        const Utf16Units units(bytes, isBigEndian);
+        Utf16Units units(bytes, isBigEndian);
         // The last units are judged together with those after them.
         const bool isLast = at + static_cast<std::int64_t>(bytes.size()) >= file.Limit();
         const std::size_t count = isLast ? units.Count() : units.Count() - Utf16Units::LeastOfNarrowText / 2 + 1;
         std::size_t i = 0;
-        for (; i < count; ++i) {
+        for (;; ++i) {
+            i = units.EndOfAscii(i, count);
+            if (i >= count) {
+                break;
+            }
             const std::uint16_t unit = units.At(i);
             const std::int64_t place = at + static_cast<std::int64_t>(2 * i);
             const bool isAlien = place >= from + 2 * lessons && units.IsAlien(i, scripts);
