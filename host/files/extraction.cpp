@@ -91,6 +91,7 @@ void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
     if (details_ != nullptr && !StopRequested()) {
         detailed.details = details_->Of(index);
     }
+    // A stop while they were read leaves some out too.
     WriteResult noted = result;
     noted.lacksDetails = details_ != nullptr && StopRequested();
     unreported_.push_back({file.StartSector(), FileLine(detailed, noted, sectorSize_, known_.At(file.known))});
