@@ -81,18 +81,15 @@ ExitStatus RunExportMap(const ExportMapCommand& command) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' exists; name another file, or pass --overwrite to replace it", command.out));
     }
-    const std::optional<KnowledgePlaces> knowledge =
-        command.noFileSystem ? std::nullopt : std::optional(KnowledgePlaces{FilePlace(KnownPathOf(command.finds))});
+    const std::optional<ResultsPlace> knowledge =
+        command.noFileSystem ? std::nullopt : std::optional(ResultsPlace{FilePlace(KnownPathOf(command.finds))});
+    ValidateHow how{.image = finds.image, .quiet = command.quiet, .caps = finds.journal.header.caps};
+    how.seeAgain = [&] {
+        return finds.SeeAgain();
+    };
     const Validation validation =
-        ValidateWithFileSystems(finds.medium, std::move(finds.journal.seen), finds.journal.header.caps,
-                                FilePlace(OutcomesPathOf(command.finds)), {},
-                                {.image = finds.image,
-                                 .quiet = command.quiet,
-                                 .seeAgain =
-                                     [&] {
-                                         return finds.SeeAgain();
-                                     }},
-                                knowledge)
+        ValidateWithFileSystems(finds.medium, std::move(finds.journal.seen), {FilePlace(OutcomesPathOf(command.finds))},
+                                std::move(how), knowledge)
             .validation;
     if (!validation.complete || StopRequested()) {
         return ExitStatus::Stopped;

@@ -101,10 +101,8 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
     RefuseSameDevice(path, imageFiles);
 }
 
-Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
-                                  const std::map<std::int32_t, std::int64_t>& caps, const FilePlace& outcomes,
-                                  const std::vector<FilePlace>& earlier, ValidateHow how,
-                                  const std::optional<KnowledgePlaces>& knowledge) {
+Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen, const ResultsPlace& outcomes,
+                                  ValidateHow how, const std::optional<ResultsPlace>& knowledge) {
     std::optional<AskedFileSystems> fileSystems;
     if (knowledge && !IsKnowledgeFile(knowledge->place)) {
         throw Failure(ExitStatus::Usage,
@@ -113,14 +111,13 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
                                   knowledge->place.Text()));
     }
     if (knowledge) {
-        fileSystems.emplace(medium, KnownRequest{how.image, caps, DigestOf(medium.Scanned(), seen, caps)},
+        fileSystems.emplace(medium, KnownRequest{how.image, how.caps, DigestOf(medium.Scanned(), seen, how.caps)},
                             knowledge->place, knowledge->earlier);
         how.grids = fileSystems->Grids();
     }
     how.space = medium.Joins();
     const std::vector<std::int64_t> starts = fileSystems ? seen.starts : std::vector<std::int64_t>();
-    Validated result{.validation = ValidateWithFile(medium.Scanned(), std::move(seen), caps, outcomes, earlier, how),
-                     .known = {}};
+    Validated result{.validation = ValidateWithFile(medium.Scanned(), std::move(seen), outcomes, how), .known = {}};
     EndAtGaps(result.validation.outcomes, medium);
     if (result.validation.complete && fileSystems) {
         result.known = fileSystems->Improve(result.validation.outcomes, starts, how.quiet);
@@ -137,9 +134,9 @@ Validated ValidateSeen(ExtractRequest& request) {
     // The user did not name these paths, so links are not followed and pipes not waited for.
     const std::filesystem::path beside = std::filesystem::absolute(OutcomesPathOf(origin.findsPath));
     const Folder folder = Folder::Open(beside.parent_path());
-    std::vector<FilePlace> earlier = SharesIn(folder, beside.filename().string());
-    earlier.emplace_back(folder, beside.filename().string());
-    std::optional<KnowledgePlaces> knowledge;
+    ResultsPlace outcomes{{request.out.folder, "outcomes.jsonl"}, SharesIn(folder, beside.filename().string())};
+    outcomes.earlier.emplace_back(folder, beside.filename().string());
+    std::optional<ResultsPlace> knowledge;
     if (!request.fileSystems.isOff) {
         const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
         // Pieces may be written at the same time, so each has its own file, unless validating has already asked.
@@ -149,13 +146,13 @@ Validated ValidateSeen(ExtractRequest& request) {
     ValidateHow how{.image = origin.image,
                     .workers = WorkersFor("", request.medium.Image()),
                     .quiet = request.quiet,
+                    .caps = origin.caps,
                     .seeAgain = request.seeAgain};
     if (piece) {
         how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
         how.needsShares = true;
     }
-    return ValidateWithFileSystems(request.medium, std::move(request.seen), origin.caps,
-                                   {request.out.folder, "outcomes.jsonl"}, earlier, std::move(how), knowledge);
+    return ValidateWithFileSystems(request.medium, std::move(request.seen), outcomes, std::move(how), knowledge);
 }
 
 Validated AsReported(ExtractRequest& request) {

@@ -54,26 +54,16 @@ struct FileSystemUse {
     std::string names = "start";
 };
 
-/// The files that keep what the file systems of a medium know.
-struct KnowledgePlaces {
-    FilePlace place;
-    /// Others that may hold it already; these are only read.
-    std::vector<FilePlace> earlier = {};
-};
-
 struct Validated {
     Validation validation;
     /// What the indices in the outcomes refer to.
     KnownFiles known;
 };
 
-/// Validates, knowing where the clusters of the file systems lie, and lets them improve the outcomes; without
-/// `knowledge` they are not asked. `earlier` are outcomes that are used again; the grids and the space of `how` are
-/// filled in here.
-Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen,
-                                  const std::map<std::int32_t, std::int64_t>& caps, const FilePlace& outcomes,
-                                  const std::vector<FilePlace>& earlier, ValidateHow how,
-                                  const std::optional<KnowledgePlaces>& knowledge);
+/// Validates, knowing where the clusters of the file systems lie, and lets them improve the outcomes. What they know is
+/// kept at `knowledge`; without it they are not asked. The grids and the space of `how` are filled in here.
+Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen, const ResultsPlace& outcomes,
+                                  ValidateHow how, const std::optional<ResultsPlace>& knowledge);
 
 /// What to write of what a scan has seen, and how. All that is referred to outlives the call.
 struct ExtractRequest {

@@ -50,26 +50,28 @@ ExitStatus RunValidate(const ValidateCommand& command) {
         throw Failure(ExitStatus::Usage,
                       fmt::format("'{}' holds something else than outcomes; name another file with --out", out));
     }
-    const FilePlace known(command.out.empty() ? KnownPathOf(command.finds) : command.out + ".known");
     const std::filesystem::path path = std::filesystem::absolute(out);
     const Folder folder = Folder::Open(path.parent_path());
     GiveUpRootRights(folder, false);
-    const std::vector<FilePlace> earlier =
-        share ? std::vector<FilePlace>() : SharesIn(folder, path.filename().string());
-    const std::optional<KnowledgePlaces> knowledge =
-        share || command.noFileSystem ? std::nullopt : std::optional(KnowledgePlaces{known});
-    const Validation validation = ValidateWithFileSystems(finds.medium, std::move(finds.journal.seen),
-                                                          finds.journal.header.caps, FilePlace(out), earlier,
-                                                          {.image = finds.image,
-                                                           .workers = WorkersFor(command.jobs, finds.medium.Image()),
-                                                           .quiet = command.quiet,
-                                                           .share = share,
-                                                           .seeAgain =
-                                                               [&] {
-                                                                   return finds.SeeAgain();
-                                                               }},
-                                                          knowledge)
-                                      .validation;
+    ResultsPlace outcomesPlace{FilePlace(out)};
+    std::optional<ResultsPlace> knowledge;
+    if (!share) {
+        outcomesPlace.earlier = SharesIn(folder, path.filename().string());
+        if (!command.noFileSystem) {
+            knowledge = {FilePlace(command.out.empty() ? KnownPathOf(command.finds) : command.out + ".known")};
+        }
+    }
+    ValidateHow how{.image = finds.image,
+                    .workers = WorkersFor(command.jobs, finds.medium.Image()),
+                    .quiet = command.quiet,
+                    .share = share,
+                    .caps = finds.journal.header.caps};
+    how.seeAgain = [&] {
+        return finds.SeeAgain();
+    };
+    const Validation validation =
+        ValidateWithFileSystems(finds.medium, std::move(finds.journal.seen), outcomesPlace, std::move(how), knowledge)
+            .validation;
     if (share && !StopRequested()) {
         return validation.setAside.empty() ? ExitStatus::Done : ExitStatus::Losses;
     }

@@ -151,15 +151,15 @@ std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCou
 class ValidateClient : public CrewClient {
 public:
     // `place` is that of the outcomes file.
-    ValidateClient(Medium& medium, const Sightings& seen, const std::map<std::int32_t, std::int64_t>& caps,
-                   const FilePlace& place, const ValidateHow& how, Keeper& keeper, const OutcomesRead& known)
+    ValidateClient(Medium& medium, const Sightings& seen, const FilePlace& place, const ValidateHow& how,
+                   Keeper& keeper, const OutcomesRead& known)
         : medium_(medium),
           place_(place),
           input_(ValidateInput(seen)),
           access_(AccessTo(medium, how.image, how.space)),
           keeper_(keeper),
           isShare_(how.share.has_value()) {
-        request_.caps = caps;
+        request_.caps = how.caps;
         request_.grids = how.grids;
         keeper_.Keep(known.known);
         keeper_.Keep(known.walks);
@@ -321,8 +321,12 @@ private:
     OutcomesRead read_;
 };
 
-// What earlier runs that did not come to their end have found out.
+// What earlier runs have found out.
 struct EarlierRuns {
+    // Of what is validated, and where its clusters lie.
+    std::string digest;
+    // Of a run that did come to its end. The rest is then of no use.
+    std::optional<Validation> complete;
     OutcomesRead known;
     SectorRangeSet unreadable;
     std::vector<Piece> done;
@@ -350,6 +354,32 @@ std::optional<OutcomesRead> ReadEarlier(const FilePlace& place, const std::strin
         seen = how.seeAgain();
     }
     return read;
+}
+
+EarlierRuns ReadEarlierRuns(Medium& medium, Sightings& seen, const ResultsPlace& outcomes, const ValidateHow& how) {
+    const std::string sighted = DigestOf(medium, seen, how.caps);
+    EarlierRuns runs;
+    runs.digest = DigestWith(sighted, how.grids);
+    std::vector<FilePlace> places{outcomes.place};
+    places.insert(places.end(), outcomes.earlier.begin(), outcomes.earlier.end());
+    for (const FilePlace& place : places) {
+        auto read = ReadEarlier(place, runs.digest, how, seen);
+        if (!read || !read->digest.starts_with(sighted)) {
+            continue;
+        }
+        if (read->digest != runs.digest) {
+            // Only texts depend on where clusters lie.
+            read->validation.complete = false;
+            read->known.Drop(Validator::Phase::Text);
+        }
+        medium.NoteUnreadable(read->unreadable);
+        if (read->validation.complete) {
+            runs.complete = std::move(read->validation);
+            return runs;
+        }
+        runs.Add(*read);
+    }
+    return runs;
 }
 
 void RequireAllShares(const std::vector<Piece>& done) {
@@ -388,33 +418,15 @@ std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcome
     return shares;
 }
 
-Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::int32_t, std::int64_t>& caps,
-                            const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how) {
-    const std::string sighted = DigestOf(medium, seen, caps);
-    const std::string digest = DigestWith(sighted, how.grids);
-    EarlierRuns runs;
-    std::vector<FilePlace> places{place};
-    places.insert(places.end(), earlier.begin(), earlier.end());
-    for (const FilePlace& one : places) {
-        auto read = ReadEarlier(one, digest, how, seen);
-        if (!read || !read->digest.starts_with(sighted)) {
-            continue;
-        }
-        if (read->digest != digest) {
-            // Only texts depend on where clusters lie.
-            read->validation.complete = false;
-            read->known.Drop(Validator::Phase::Text);
-        }
-        medium.NoteUnreadable(read->unreadable);
-        if (read->validation.complete) {
-            return std::move(read->validation);
-        }
-        runs.Add(*read);
+Validation ValidateWithFile(Medium& medium, Sightings seen, const ResultsPlace& outcomes, const ValidateHow& how) {
+    EarlierRuns runs = ReadEarlierRuns(medium, seen, outcomes, how);
+    if (runs.complete) {
+        return *std::move(runs.complete);
     }
     if (how.needsShares) {
         RequireAllShares(runs.done);
     }
-    OutcomesWriter writer(place, digest, how.draftSuffix);
+    OutcomesWriter writer(outcomes.place, runs.digest, how.draftSuffix);
     writer.AddUnreadable(runs.unreadable.Ranges());
     Validation validation;
     bool isShareDone = false;
@@ -425,12 +437,12 @@ Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::
             keeper.Keep(runs.known.known);
             writer.TakeName();
             ValidateRequest request;
-            request.caps = caps;
+            request.caps = how.caps;
             request.grids = how.grids;
             request.known = std::move(runs.known.known);
             validation = ValidateFinds(medium, seen, std::move(request), observer);
         } else {
-            ValidateClient client(medium, seen, caps, place, how, keeper, runs.known);
+            ValidateClient client(medium, seen, outcomes.place, how, keeper, runs.known);
             seen = {};
             runs.known = {};
             writer.TakeName();

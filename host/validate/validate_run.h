@@ -12,6 +12,7 @@
 #include "host/medium/space.h"
 #include "host/platform/file_place.h"
 #include "host/records/piece.h"
+#include "host/records/results_place.h"
 #include "host/validate/validate_finds.h"
 
 namespace salvor {
@@ -34,6 +35,8 @@ struct ValidateHow {
     std::optional<Piece> share = {};
     /// The suffix of the outcomes file until it holds everything known before; see `OutcomesWriter`.
     std::string draftSuffix = ".part";
+    /// The user's caps in bytes, by factory index.
+    std::map<std::int32_t, std::int64_t> caps = {};
     /// Where the clusters of the file systems lie, as far as that is known.
     std::vector<GridStretch> grids = {};
     /// Requires that all shares have been done before.
@@ -48,12 +51,11 @@ struct ValidateHow {
 /// them.
 std::vector<FilePlace> SharesIn(const Folder& folder, const std::string& outcomesName);
 
-/// Validates what a scan has seen, showing progress, and writes the outcomes to a file. Findings that this file or
-/// those of `earlier` have for the same sightings are not made again. Workers look at the medium; a place at which one
-/// fails is set aside and the user is informed. Throws `Failure` if the file cannot be written, if workers make no
-/// progress, or if needed shares are missing; the message names these.
-Validation ValidateWithFile(Medium& medium, Sightings seen, const std::map<std::int32_t, std::int64_t>& caps,
-                            const FilePlace& place, const std::vector<FilePlace>& earlier, const ValidateHow& how);
+/// Validates what a scan has seen, showing progress, and writes the outcomes to a file. Findings that this file or an
+/// earlier one has for the same sightings are not made again. Workers look at the medium; a place at which one fails is
+/// set aside and the user is informed. Throws `Failure` if the file cannot be written, if workers make no progress, or
+/// if needed shares are missing; the message names these.
+Validation ValidateWithFile(Medium& medium, Sightings seen, const ResultsPlace& outcomes, const ValidateHow& how);
 
 /// A table of the number of files with each verdict.
 std::string OutcomesTable(const Validation& validation);

@@ -25,7 +25,7 @@ TEST(ValidateRun, LeavesAloneWhatAnEarlierRunCouldNotRead) {
         const FakeDevice& fake = *device;
         Medium medium(std::move(device), 512);
         const Validation validation =
-            ValidateWithFile(medium, seen, {}, folder / "outcomes", {}, {{}, 1, /*quiet=*/true, {}});
+            ValidateWithFile(medium, seen, {folder / "outcomes"}, {.image = {}, .workers = 1, .quiet = true});
         ASSERT_EQ(validation.outcomes.size(), 1U);
         EXPECT_EQ(validation.outcomes.front().finding.verdict, Verdict::Damaged);
         EXPECT_EQ(medium.Unreadable().Ranges(), (std::vector<SectorRange>{{2, 1}}));
