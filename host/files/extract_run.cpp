@@ -64,7 +64,7 @@ bool WritePlan(const ExtractJob& job, const Plan& plan, const std::string& parti
     if (!job.filter.AsksForDetails()) {
         extraction.AddDetails(details);
     }
-    return extraction.Run(medium, partialSuffix, job.content, writing);
+    return extraction.Run(partialSuffix, writing);
 }
 
 void SayThatNotAllFits(const ExtractJob& job) {
@@ -109,8 +109,7 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
     FolderReport report(folder, !job.out.isOfJob);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     skipped.KeepRoomFor(mostSkipped);
-    Extraction extraction(plan, job.known, folder, medium.SectorSize(), report, &skipped, std::move(passedOver),
-                          job.quiet);
+    Extraction extraction(job, plan, report, &skipped, std::move(passedOver));
     // A copy of an already reported file may come before it on the medium.
     if (!job.content.unique) {
         extraction.TakeOver(before);
@@ -165,7 +164,7 @@ ExitStatus ExtractPiece(const ExtractJob& job, const Piece& piece) {
     before.ReadPiece(piece);
     FolderReport report(folder, false, piece);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
-    Extraction extraction(plan, job.known, folder, medium.SectorSize(), report, nullptr, {}, job.quiet);
+    Extraction extraction(job, plan, report, nullptr, {});
     extraction.TakeOver(before);
     WritingLog writing(folder, piece, job.out.isOfJob);
     const bool complete = WritePlan(job, plan, partialSuffix, extraction, writing);

@@ -31,22 +31,22 @@ void NotePassedOver(const PassedOver& passed, SkippedList& skipped, ExtractTotal
     ++totals.passedOver[ReasonText(passed.reason)];
 }
 
-Extraction::Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize,
-                       FolderReport& report, SkippedList* skipped, ExtractTotals totals, bool quiet)
-    : plan_(plan),
-      known_(known),
-      folder_(folder),
-      sectorSize_(sectorSize),
+Extraction::Extraction(const ExtractJob& job, Plan& plan, FolderReport& report, SkippedList* skipped,
+                       ExtractTotals totals)
+    : job_(job),
+      plan_(plan),
+      medium_(job.scanned.Image()),
+      sectorSize_(medium_.SectorSize()),
       report_(report),
       skipped_(skipped),
       totals_(std::move(totals)),
       totalBytes_(TotalBytes(plan)),
       nextReport_(steady_clock::now() + ReportInterval),
-      progress_("writing", totalBytes_, quiet) {}
+      progress_("writing", totalBytes_, job.quiet) {}
 
 void Extraction::TakeOver(WrittenBefore& before) {
     plan_.files.EraseIf([&](const PlannedFile& file) {
-        const auto written = before.Find(file, known_.At(file.known), sectorSize_);
+        const auto written = before.Find(file, job_.known.At(file.known), sectorSize_);
         if (!written) {
             return false;
         }
@@ -59,11 +59,12 @@ void Extraction::TakeOver(WrittenBefore& before) {
     bytesBefore_ = totalBytes_ - TotalBytes(plan_);
 }
 
-bool Extraction::Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content, WritingLog& log) {
+bool Extraction::Run(const std::string& partialSuffix, WritingLog& log) {
     for (const PassedOver& passed : plan_.passedOver) {
         NotePassedOver(passed, *skipped_, totals_);
     }
-    const bool complete = !StopRequested() && WriteFiles(medium, plan_, folder_, partialSuffix, content, log, *this);
+    const bool complete = !StopRequested() &&
+                          WriteFiles(medium_, {plan_.files, job_.out.folder, partialSuffix, job_.content, log}, *this);
     if (complete) {
         // The last files may be done before the next progress report is due.
         progress_.Update(totalBytes_, counts_);
@@ -94,7 +95,7 @@ void Extraction::OnFile(const PlannedFile& file, const WriteResult& result) {
     // A stop while they were read leaves some out too.
     WriteResult noted = result;
     noted.lacksDetails = details_ != nullptr && StopRequested();
-    unreported_.push_back({file.StartSector(), FileLine(detailed, noted, sectorSize_, known_.At(file.known))});
+    unreported_.push_back({file.StartSector(), FileLine(detailed, noted, sectorSize_, job_.known.At(file.known))});
     totals_.there.Add(file, result);
     ++counts_[VerdictName(file.finding.verdict)];
     constexpr std::size_t mostUnreported = 4096;
@@ -114,7 +115,7 @@ bool Extraction::OnProgress(std::int64_t bytes) {
 // The report lists only files that are on stable storage.
 void Extraction::Report() {
     if (!unreported_.empty()) {
-        folder_.Sync();
+        job_.out.folder.Sync();
         for (const FileLineAt& one : unreported_) {
             report_.Add(one.startSector, one.line);
         }
@@ -134,7 +135,7 @@ void Extraction::NoteFailure(const PlannedFile& file, const WriteResult& result)
     // A full disk is announced once; the summary counts the files.
     if (!result.diskIsFull || !diskWasFull_) {
         progress_.Clear();
-        Say("cannot write '{}': {}", (folder_.Path() / file.path).string(), result.error);
+        Say("cannot write '{}': {}", (job_.out.folder.Path() / file.path).string(), result.error);
     }
     diskWasFull_ = diskWasFull_ || result.diskIsFull;
 }

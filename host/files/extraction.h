@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "host/details/find_details.h"
+#include "host/files/extract_job.h"
 #include "host/files/skipped_list.h"
 #include "host/files/write_files.h"
 #include "host/report/folder_report.h"
 #include "host/report/written_before.h"
 #include "host/say/progress.h"
-#include "host/volumes/known_files.h"
 
 namespace salvor {
 
@@ -23,10 +23,9 @@ void NotePassedOver(const PassedOver& passed, SkippedList& skipped, ExtractTotal
 /// cannot be written.
 class Extraction : public WriteObserver {
 public:
-    /// `skipped` is null if no list of the finds that became no file is wanted. All that is referred to outlives this.
-    /// `sectorSize` in bytes; `totals` holds what was counted while the plan was made.
-    Extraction(Plan& plan, const KnownFiles& known, const Folder& folder, std::int32_t sectorSize, FolderReport& report,
-               SkippedList* skipped, ExtractTotals totals, bool quiet);
+    /// `skipped` is null if no list of the finds that became no file is wanted. `totals` holds what was counted while
+    /// the plan was made. All that is referred to outlives this.
+    Extraction(const ExtractJob& job, Plan& plan, FolderReport& report, SkippedList* skipped, ExtractTotals totals);
 
     /// Reports what earlier runs have written and removes it from the plan.
     void TakeOver(WrittenBefore& before);
@@ -35,7 +34,7 @@ public:
     void AddDetails(DetailsOfFiles& details) { details_ = &details; }
 
     /// False if the user stopped it.
-    bool Run(Medium& medium, const std::string& partialSuffix, const ContentFilter& content, WritingLog& log);
+    bool Run(const std::string& partialSuffix, WritingLog& log);
 
     const ExtractTotals& Totals() const { return totals_; }
 
@@ -53,9 +52,9 @@ private:
     void NoteFailure(const PlannedFile& file, const WriteResult& result);
     void NoteLeftOut(const PlannedFile& file, const WriteResult& result);
 
+    const ExtractJob& job_;
     Plan& plan_;
-    const KnownFiles& known_;
-    const Folder& folder_;
+    Medium& medium_;
     std::int32_t sectorSize_;
     FolderReport& report_;
     SkippedList* skipped_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/files/extract_run.h"
+#include "host/files/extract_job.h"
 #include "host/report/report.h"
 
 namespace salvor {

@@ -28,15 +28,11 @@ bool WouldFit(const Folder& folder, std::int64_t bytes) {
 
 class SideBySide {
 public:
-    SideBySide(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
-               const ContentFilter& content, WritingLog& log)
+    SideBySide(Medium& medium, const WriteJob& job)
         : medium_(medium),
-          files_(plan.files),
-          folder_(folder),
-          partialSuffix_(partialSuffix),
-          content_(content),
-          log_(log),
-          folders_(folder, partialSuffix),
+          job_(job),
+          files_(job.files),
+          folders_(job.folder, job.partialSuffix),
           results_(std::min(MostAhead, files_.size())) {
         const unsigned writers = std::clamp(std::thread::hardware_concurrency(), 1U, MostWriters);
         for (unsigned i = 0; i < writers && i < files_.size(); ++i) {
@@ -89,7 +85,7 @@ private:
 
     // After the writers ended: whatever has its final name. Drafts have none yet.
     void HandOnFinished(WriteObserver& observer) {
-        for (; !content_.unique && taken_ < next_; ++taken_) {
+        for (; !job_.content.unique && taken_ < next_; ++taken_) {
             ready_.push_back(*std::exchange(NextResult(), std::nullopt));
         }
         while (!ready_.empty()) {
@@ -118,7 +114,8 @@ private:
     void Settle(std::size_t number, WriteResult& result) {
         const bool isThere = result.outcome == WriteOutcome::Draft || result.outcome == WriteOutcome::AlreadyThere;
         const bool isDraft = result.outcome == WriteOutcome::Draft;
-        if (const auto earlier = content_.unique && isThere ? same_.EarlierOf(result.sha256, number) : std::nullopt) {
+        if (const auto earlier =
+                job_.content.unique && isThere ? same_.EarlierOf(result.sha256, number) : std::nullopt) {
             result.outcome = WriteOutcome::SameBytes;
             result.sameAs = files_[*earlier].path;
             if (isDraft) {
@@ -134,21 +131,21 @@ private:
     void WriteSome() {
         std::int64_t bytesOfFile = 0;
         FileWriter writer(
-            medium_, folder_, partialSuffix_,
+            medium_, job_.folder, job_.partialSuffix,
             [this, &bytesOfFile](std::int64_t done) {
                 bytes_ += done - bytesOfFile;
                 bytesOfFile = done;
                 return stop_.load();
             },
-            &content_.known, &log_);
+            &job_.content.known, &job_.log);
         while (const std::optional<std::size_t> index = TakeNext()) {
             bytesOfFile = 0;
             const PlannedFile& file = files_[*index];
             WriteResult result;
-            if (diskWasFull_ && !WouldFit(folder_, file.Size())) {
+            if (diskWasFull_ && !WouldFit(job_.folder, file.Size())) {
                 result.Fail(SystemError::DiskFull());
             } else {
-                result = content_.unique ? writer.WriteDraft(file) : writer.Write(file);
+                result = job_.content.unique ? writer.WriteDraft(file) : writer.Write(file);
                 diskWasFull_ = diskWasFull_ || result.diskIsFull;
             }
             bytes_ += file.Size() - bytesOfFile;
@@ -167,11 +164,8 @@ private:
     }
 
     Medium& medium_;
+    const WriteJob& job_;
     const PlannedFiles& files_;
-    const Folder& folder_;
-    std::string partialSuffix_;
-    const ContentFilter& content_;
-    WritingLog& log_;
     FileFolders folders_;
     SameBytes same_;
     std::mutex mutex_;
@@ -191,9 +185,8 @@ private:
 
 }  // namespace
 
-bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
-                const ContentFilter& content, WritingLog& log, WriteObserver& observer) {
-    return SideBySide(medium, plan, folder, partialSuffix, content, log).HandOn(observer);
+bool WriteFiles(Medium& medium, const WriteJob& job, WriteObserver& observer) {
+    return SideBySide(medium, job).HandOn(observer);
 }
 
 }  // namespace salvor

@@ -19,12 +19,21 @@ public:
     virtual bool OnProgress(std::int64_t bytes) = 0;
 };
 
-/// Writes a plan's files into the folder, several at a time, so that reading, hashing and writing overlap. On a full
-/// disk, files that cannot fit are not begun; smaller ones after them may still fit. If `content` wants only one of
-/// several files with the same bytes, the plan's first is kept. False if the observer stopped it: later files
-/// are then not begun, and those that are finished are handed on. For `partialSuffix` see `FileFolders`, for `log`
-/// `FileWriter`.
-bool WriteFiles(Medium& medium, const Plan& plan, const Folder& folder, const std::string& partialSuffix,
-                const ContentFilter& content, WritingLog& log, WriteObserver& observer);
+/// What is written, and where. All that is referred to outlives the call.
+struct WriteJob {
+    const PlannedFiles& files;
+    const Folder& folder;
+    /// See `FileFolders`.
+    const std::string& partialSuffix;
+    const ContentFilter& content;
+    /// See `FileWriter`.
+    WritingLog& log;
+};
+
+/// Writes files into a folder, several at a time, so that reading, hashing and writing overlap. On a full
+/// disk, files that cannot fit are not begun; smaller ones after them may still fit. If only one of several files with
+/// the same bytes is wanted, the plan's first is kept. False if the observer stopped it: later files are then not
+/// begun, and those that are finished are handed on.
+bool WriteFiles(Medium& medium, const WriteJob& job, WriteObserver& observer);
 
 }  // namespace salvor

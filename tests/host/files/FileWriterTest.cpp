@@ -308,12 +308,12 @@ TEST_F(FileWriterTest, SideBySideFilesAreHandedOnInOrderAndAfterAStopAllThatAreF
     Observer all(1000);
     const Folder opened = Folder::Open(folder.Path());
     WritingLog log(opened, std::nullopt, true);
-    EXPECT_TRUE(WriteFiles(medium, plan, opened.Below("all", true), ".part", {}, log, all));
+    EXPECT_TRUE(WriteFiles(medium, {plan.files, opened.Below("all", true), ".part", {}, log}, all));
     EXPECT_EQ(all.starts, starts);
     EXPECT_EQ(test::ReadFile(folder / "all" / plan.files[7].path), Slice(7, 3 << 20));
 
     Observer some(5);
-    EXPECT_FALSE(WriteFiles(medium, plan, opened.Below("some", true), ".part", {}, log, some));
+    EXPECT_FALSE(WriteFiles(medium, {plan.files, opened.Below("some", true), ".part", {}, log}, some));
     EXPECT_GE(some.starts.size(), 5U);
     EXPECT_TRUE(std::ranges::is_sorted(some.starts));
     std::set<std::string> written;
@@ -352,7 +352,7 @@ TEST_F(FileWriterTest, KeepsOneFileOfThoseWithTheSameBytesAndNoneThatIsKnown) {
         Observer seen;
         const Folder out = Folder::Open(folder.Path()).Below("out", true);
         WritingLog log(out, std::nullopt, true);
-        ASSERT_TRUE(WriteFiles(medium, plan, out, ".part", content, log, seen));
+        ASSERT_TRUE(WriteFiles(medium, {plan.files, out, ".part", content, log}, seen));
         std::vector<WriteOutcome> outcomes;
         for (const WriteResult& result : seen.results) {
             outcomes.push_back(result.outcome);
