@@ -4,12 +4,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <deque>
 #include <limits>
 #include <optional>
 #include <span>
 #include <utility>
 
+#include "host/validate/judgements.h"
 #include "host/validate/spots.h"
 #include "host/validate/witnesses.h"
 #include "host/validators/text/text_starts.h"
@@ -41,9 +41,6 @@ bool IsStream(std::int32_t type) {
     return type == FileTypeIndex::Mp3 || type == FileTypeIndex::Mts || type == FileTypeIndex::Vob;
 }
 
-// The state of a spot.
-enum class State : std::uint8_t { Nothing, Inside, Judged };
-
 // A range that a file claims. Inside it, nothing is looked for, or less.
 struct Cover {
     std::int64_t end = 0;
@@ -51,12 +48,6 @@ struct Cover {
     std::int64_t sector = 0;
     int validator = Nobody;
     bool Holds(std::int64_t byte) const { return byte < end; }
-};
-
-struct PackedJudgement {
-    PackedFinding finding;
-    std::int32_t validator = Nobody;
-    bool operator==(const PackedJudgement&) const = default;
 };
 
 class FindsValidator {
@@ -72,9 +63,7 @@ public:
           witnesses_(medium, spots_, neighbours_, request_, observer),
           unreadable_(OnMedium(seen.unreadable)),
           textRuns_(OnMedium(seen.textStarts).Ranges()),
-          asked_(spots_.Count() * 2, NotAsked),
-          states_(spots_.Count()),
-          judged_(spots_.Count(), NotAsked) {
+          judgements_(spots_.Count()) {
         request_.known.Sort();
     }
 
@@ -115,21 +104,11 @@ private:
 
     // The answer of a phase's validators for a spot; each is asked only once.
     std::optional<Judgement> AskOnce(std::size_t index, Phase phase, int exceptFor) {
-        std::int32_t& slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
-        if (slot == NotAsked) {
-            slot = NoAnswer;
-            if (auto answer = witnesses_.Ask(spots_.SectorOf(index), phase, witnesses_.AllowanceOfAFile(), exceptFor)) {
-                slot = static_cast<std::int32_t>(answers_.size());
-                answers_.push_back(Pack(*answer));
-            }
+        if (!judgements_.HasAsked(index, phase)) {
+            const std::int64_t most = witnesses_.AllowanceOfAFile();
+            judgements_.KeepAnswer(index, phase, witnesses_.Ask(spots_.SectorOf(index), phase, most, exceptFor));
         }
-        return slot == NoAnswer ? std::nullopt : std::optional(Answer(slot));
-    }
-
-    PackedJudgement Pack(const Judgement& judgement) { return {kinds_.Pack(judgement.finding), judgement.validator}; }
-    Judgement Answer(std::int32_t slot) const {
-        const PackedJudgement& answer = answers_[static_cast<std::size_t>(slot)];
-        return {kinds_.Unpack(answer.finding), answer.validator};
+        return judgements_.AnswerFor(index, phase);
     }
 
     // ---- What is at a spot.
@@ -192,7 +171,7 @@ private:
 
     // True if this spot, inside a whole file, could prove that the file is not whole.
     bool MayUnmask(const Spot& spot, const Cover& whole) const {
-        return IsCredulous(JudgementOf(whole.spot).finding.type) ||
+        return IsCredulous(judgements_.Of(whole.spot).finding.type) ||
                std::ranges::any_of(spots_.FindsAt(spot), [&](const Find& find) {
                    return witnesses_.PhaseOfType(find.type) != Phase::Text && GeneralityOf(find.type) < MostGeneral &&
                           (find.size <= 0 || find.size > whole.end - ByteOf(find.startSector));
@@ -221,7 +200,7 @@ private:
                 return false;
             }
             if (spots_.IsOnMedium(spots_.SectorOf(i)) && whole.Holds(byte)) {
-                states_[i] = State::Inside;
+                judgements_.SetState(i, SpotState::Inside);
                 if (stepsLeft > 0 && MayUnmask(spots_[i], whole) && Unmasks(i, upTo, whole)) {
                     spots_.Cross(whole.spot);
                     i = whole.spot - 1;
@@ -231,8 +210,8 @@ private:
                 continue;
             }
             auto judgement = JudgeInside(i, upTo, open);
-            states_[i] = judgement ? State::Judged : State::Nothing;
             if (!judgement) {
+                judgements_.SetState(i, SpotState::Nothing);
                 continue;
             }
             const std::int64_t end = EndOf(spots_.SectorOf(i), judgement->finding);
@@ -241,39 +220,19 @@ private:
             } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end) {
                 open = {end, i, spots_.SectorOf(i), judgement->validator};
             }
-            KeepJudgement(i, *judgement);
+            judgements_.Judge(i, *judgement);
         }
         NoteWholes();
         return true;
     }
 
-    void KeepJudgement(std::size_t index, const Judgement& judgement) {
-        const PackedJudgement packed = Pack(judgement);
-        std::int32_t& judged = judged_[index];
-        const std::span answered(&asked_[2 * index], 2);
-        const auto same = std::ranges::find_if(answered, [&](std::int32_t slot) {
-            return slot >= 0 && answers_[static_cast<std::size_t>(slot)] == packed;
-        });
-        if (same != answered.end()) {
-            judged = *same;
-        } else if (judged >= 0 && std::ranges::find(answered, judged) == answered.end()) {
-            answers_[static_cast<std::size_t>(judged)] = packed;
-        } else {
-            judged = static_cast<std::int32_t>(answers_.size());
-            answers_.push_back(packed);
-        }
-    }
-
-    // The judgement of a spot that is judged.
-    Judgement JudgementOf(std::size_t index) const { return Answer(judged_[index]); }
-
     // The whole file that covers a sector, as far as known.
     Cover WholeAcross(std::int64_t sector) const {
         Cover whole;
         for (std::size_t i = 0; i < spots_.Count() && spots_.SectorOf(i) < sector; ++i) {
-            if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
-                whole = {EndOf(spots_.SectorOf(i), JudgementOf(i).finding), i, spots_.SectorOf(i),
-                         JudgementOf(i).validator};
+            if (judgements_.IsWhole(i)) {
+                whole = {EndOf(spots_.SectorOf(i), judgements_.Of(i).finding), i, spots_.SectorOf(i),
+                         judgements_.Of(i).validator};
             }
         }
         return whole;
@@ -287,7 +246,7 @@ private:
     bool Unmasks(std::size_t index, Phase upTo, const Cover& whole) {
         const auto judgement = Judge(index, upTo);
         return judgement && judgement->validator != Nobody && judgement->finding.verdict == Verdict::Whole &&
-               (IsCredulous(JudgementOf(whole.spot).finding.type) ||
+               (IsCredulous(judgements_.Of(whole.spot).finding.type) ||
                 EndOf(spots_.SectorOf(index), judgement->finding) > whole.end);
     }
 
@@ -295,7 +254,7 @@ private:
     // signatures of its own format as long as these do not occur by chance.
     bool MayHideOthers(const Cover& open) const {
         constexpr std::size_t certain = 8;
-        const Finding claim = JudgementOf(open.spot).finding;
+        const Finding claim = judgements_.Of(open.spot).finding;
         if (claim.verdict == Verdict::Truncated) {
             return !IsStream(claim.type);
         }
@@ -328,7 +287,7 @@ private:
     void NoteWholes() {
         neighbours_.wholes.clear();
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
-            if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
+            if (judgements_.IsWhole(i)) {
                 neighbours_.wholes.push_back(spots_.SectorOf(i));
             }
         }
@@ -338,8 +297,8 @@ private:
     std::vector<std::int64_t> EndsOfWholes() const {
         std::vector<std::int64_t> ends;
         for (std::size_t i = 0; i < spots_.Count(); ++i) {
-            if (states_[i] == State::Judged && JudgementOf(i).finding.verdict == Verdict::Whole) {
-                ends.push_back(EndOf(spots_.SectorOf(i), JudgementOf(i).finding));
+            if (judgements_.IsWhole(i)) {
+                ends.push_back(EndOf(spots_.SectorOf(i), judgements_.Of(i).finding));
             }
         }
         return ends;
@@ -370,8 +329,7 @@ private:
             if (run < textRuns_.size() && inRun < textRuns_[run].count && textRuns_[run].first + inRun == sector) {
                 ++inRun;
             }
-            const bool isFree =
-                states_[i] == State::Nothing || (states_[i] == State::Judged && !IsFile(JudgementOf(i).finding));
+            const bool isFree = judgements_.StateOf(i) != SpotState::Inside && !judgements_.IsFileAt(i);
             if (!isFree || !spots_.IsOnMedium(sector)) {
                 continue;
             }
@@ -429,8 +387,8 @@ private:
         }
         for (; walk.nextWhole < spots_.Count() && spots_.SectorOf(walk.nextWhole) < sector; ++walk.nextWhole) {
             const std::size_t whole = walk.nextWhole;
-            if (states_[whole] == State::Judged && Covers(JudgementOf(whole).finding)) {
-                walk.wholeEnd = std::max(walk.wholeEnd, EndOf(spots_.SectorOf(whole), JudgementOf(whole).finding));
+            if (judgements_.StateOf(whole) == SpotState::Judged && Covers(judgements_.Of(whole).finding)) {
+                walk.wholeEnd = std::max(walk.wholeEnd, EndOf(spots_.SectorOf(whole), judgements_.Of(whole).finding));
             }
         }
         const bool hasFind = spot != nullptr && spot->findCount > 0;
@@ -445,8 +403,7 @@ private:
 
     bool IsFileAt(std::int64_t sector) const {
         const std::size_t i = spots_.IndexFrom(sector);
-        return i < spots_.Count() && spots_.SectorOf(i) == sector && states_[i] == State::Judged &&
-               IsFile(JudgementOf(i).finding);
+        return i < spots_.Count() && spots_.SectorOf(i) == sector && judgements_.IsFileAt(i);
     }
 
     // The first sector of the cluster after a text's end, if a text may begin there. It was not noted as a start, since
@@ -497,8 +454,8 @@ private:
     // The finding for a find inside a whole file: an earlier answer, or the scanner's claim.
     Finding FindingInside(std::size_t index) {
         for (const Phase phase : {Phase::Structure, Phase::Bounded}) {
-            const std::int32_t slot = asked_[2 * index + (phase == Phase::Bounded ? 1 : 0)];
-            Finding finding = slot >= 0 ? Answer(slot).finding : Finding();
+            const std::optional<Judgement> answer = judgements_.AnswerFor(index, phase);
+            Finding finding = answer ? answer->finding : Finding();
             if (CountsAsStart(finding) && !IsUnexamined(finding)) {
                 Doubt(spots_[index], finding);
                 return finding;
@@ -527,9 +484,9 @@ private:
             outcome.startSector = spot.sector;
             if (text < texts_.size() && texts_[text].startSector == spot.sector) {
                 outcome.finding = texts_[text++].finding;
-            } else if (states_[i] == State::Judged) {
-                outcome.finding = JudgementOf(i).finding;
-            } else if (states_[i] == State::Inside) {
+            } else if (judgements_.StateOf(i) == SpotState::Judged) {
+                outcome.finding = judgements_.Of(i).finding;
+            } else if (judgements_.StateOf(i) == SpotState::Inside) {
                 outcome.finding = FindingInside(i);
             } else {
                 outcome.finding = NoFileBecause("it does not begin like one");
@@ -550,8 +507,6 @@ private:
     }
 
     static constexpr std::int64_t NoSector = std::numeric_limits<std::int64_t>::max();
-    static constexpr std::int32_t NotAsked = -2;
-    static constexpr std::int32_t NoAnswer = -1;
 
     Medium& medium_;
     std::int64_t sectorSize_;
@@ -564,13 +519,7 @@ private:
     ClusterGrids grids_;
     SectorRangeSet unreadable_;
     std::vector<SectorRange> textRuns_;
-    // Two entries for each spot, one for each of its phases: an index in `answers_`.
-    std::vector<std::int32_t> asked_;
-    std::deque<PackedJudgement> answers_;
-    FindingKinds kinds_;
-    std::vector<State> states_;
-    // For spots that are judged: an index in `answers_`.
-    std::vector<std::int32_t> judged_;
+    Judgements judgements_;
     Outcomes texts_;
 };
 

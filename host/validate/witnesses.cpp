@@ -77,12 +77,6 @@ private:
 
 }  // namespace
 
-Finding NoFileBecause(const std::string& why) {
-    Finding finding;
-    finding.why = why;
-    return finding;
-}
-
 Witnesses::Witnesses(Medium& medium, const Spots& spots, const Neighbours& neighbours, const ValidateRequest& request,
                      ValidateObserver& observer)
     : medium_(medium),

@@ -11,23 +11,11 @@
 #include <utility>
 #include <vector>
 
+#include "host/validate/judgements.h"
 #include "host/validate/spots.h"
 #include "host/validate/validate_finds.h"
 
 namespace salvor {
-
-/// A finding and who made it: the index of a validator, or `Nobody` for a scanner.
-struct Judgement {
-    static constexpr int Nobody = -1;
-    Finding finding;
-    int validator = Nobody;
-    bool operator==(const Judgement&) const = default;
-};
-
-inline bool IsFile(const Finding& finding) { return finding.verdict != Verdict::NoFile; }
-Finding NoFileBecause(const std::string& why);
-/// True if a validator had to stop early because it had read all that it may.
-inline bool IsUnexamined(const Finding& finding) { return IsFile(finding) && finding.type < 0; }
 
 /// The sources of answers about a place: the validators, and the scanners through their reports. Keeps account of the
 /// bytes that are read for the answers.
