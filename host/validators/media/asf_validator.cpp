@@ -90,33 +90,48 @@ private:
             return false;
         }
         const auto end = static_cast<std::int64_t>(size);
-        TakeObjects(AsfHeaderStartBytes, end, 0);
+        TakeObjects(AsfHeaderStartBytes, end);
         end_ = end;
         return properties_.packetBytes != 0 && end <= file_.Limit();
     }
 
-    // The header extension, one level deeper, may describe streams too.
-    void TakeObjects(std::int64_t at, std::int64_t end, int depth) {
-        constexpr std::int64_t extensionStart = 46;
+    // Calls `take` for each object between two places, with its own place.
+    template <class Take>
+    void ForEachObject(std::int64_t at, std::int64_t end, Take take) {
         for (std::uint32_t i = 0; i < MostObjects && at < end; ++i) {
             const std::optional<AsfObject> object = ReadAsfObject(file_, at);
             if (!object || object->size < ObjectHeaderBytes || object->size > static_cast<std::uint64_t>(end - at)) {
                 return;
             }
-            const std::int64_t next = at + static_cast<std::int64_t>(object->size);
-            if (object->guid == AsfFileProperties) {
-                TakeFileProperties(at);
-            } else if (object->guid == StreamProperties) {
-                const ByteSpan kind = file_.At(at + static_cast<std::int64_t>(ObjectHeaderBytes), AudioMedia.size());
-                properties_.hasAudio = properties_.hasAudio || StartsWith(kind, AudioMedia);
-                if (StartsWith(kind, VideoMedia)) {
-                    TakeVideo(at);
-                }
-            } else if (object->guid == ExtensionObject && depth == 0) {
-                TakeObjects(at + extensionStart, next, depth + 1);
-            }
-            at = next;
+            take(*object, at);
+            at += static_cast<std::int64_t>(object->size);
         }
+    }
+
+    void TakeObject(const AsfObject& object, std::int64_t at) {
+        if (object.guid == AsfFileProperties) {
+            TakeFileProperties(at);
+        } else if (object.guid == StreamProperties) {
+            const ByteSpan kind = file_.At(at + static_cast<std::int64_t>(ObjectHeaderBytes), AudioMedia.size());
+            properties_.hasAudio = properties_.hasAudio || StartsWith(kind, AudioMedia);
+            if (StartsWith(kind, VideoMedia)) {
+                TakeVideo(at);
+            }
+        }
+    }
+
+    // The header extension may describe streams too.
+    void TakeObjects(std::int64_t from, std::int64_t end) {
+        constexpr std::int64_t extensionStart = 46;
+        const auto take = [this](const AsfObject& object, std::int64_t at) {
+            TakeObject(object, at);
+        };
+        ForEachObject(from, end, [&](const AsfObject& object, std::int64_t at) {
+            take(object, at);
+            if (object.guid == ExtensionObject) {
+                ForEachObject(at + extensionStart, at + static_cast<std::int64_t>(object.size), take);
+            }
+        });
     }
 
     // Video in codecs other than Windows Media's gets the container's extension.
