@@ -54,8 +54,8 @@ public:
             }
             // After an end tag that does not count.
             const bool isBehind = text_.At() > decidedAt_;
-            hasRoot_ = hasRoot_ || ((kind == 'h' || isBehind) && text_.IsAtName(u"<html", true));
-            hasBody_ = hasBody_ || ((kind == '/' || isBehind) && text_.IsAtName(u"</body", true));
+            hasRoot_ = hasRoot_ || ((kind == 'h' || isBehind) && text_.IsAtName(u"<html", LetterCase::Any));
+            hasBody_ = hasBody_ || ((kind == '/' || isBehind) && text_.IsAtName(u"</body", LetterCase::Any));
             text_.Next();
         }
         decidedAt_ = text_.At();
@@ -78,19 +78,20 @@ private:
     }
 
     bool IsAtDocument() {
-        return IsAtHtmlDoctype(text_) || IsAtXmlDeclaration(text_) || text_.IsAtName(u"<html", true);
+        return IsAtHtmlDoctype(text_) || IsAtXmlDeclaration(text_) || text_.IsAtName(u"<html", LetterCase::Any);
     }
 
     // Where another page begins before this one's end. The root's tag may come at any place after a document type.
     std::optional<std::int64_t> NextFile() {
         const std::optional<std::int64_t> start = text_.FileStartHere();
-        const bool isNext = start.value_or(0) > 0 && IsAtDocument() && (hasRoot_ || !text_.IsAtName(u"<html", true));
+        const bool isNext =
+            start.value_or(0) > 0 && IsAtDocument() && (hasRoot_ || !text_.IsAtName(u"<html", LetterCase::Any));
         return isNext ? start : std::nullopt;
     }
 
     // True for the root's end tag, unless it is inside a script's string or a comment.
     bool TakeEndTag() {
-        if (!text_.Take(start_.endTag, true)) {
+        if (!text_.Take(start_.endTag, LetterCase::Any)) {
             return false;
         }
         text_.SkipWhite();

@@ -174,28 +174,28 @@ void MarkupReader::CountDocuments() {
     }
 }
 
-bool MarkupReader::IsAt(std::u16string_view word, bool folded) {
+bool MarkupReader::IsAt(std::u16string_view word, LetterCase letterCase) {
     for (std::size_t i = 0; i < word.size(); ++i) {
         if (index_ + i == view_.size() && (!Fill(word.size()) || index_ + i >= view_.size())) {
             return false;
         }
         const char16_t c = CharAt(index_ + i);
-        if ((folded ? FoldLetter(c) : c) != word[i]) {
+        if ((letterCase == LetterCase::Any ? FoldLetter(c) : c) != word[i]) {
             return false;
         }
     }
     return true;
 }
 
-bool MarkupReader::IsAtName(std::u16string_view tag, bool folded) {
+bool MarkupReader::IsAtName(std::u16string_view tag, LetterCase letterCase) {
     const std::int64_t at = At();
-    const bool stands = Take(tag, folded) && IsNameEnd(Peek());
+    const bool stands = Take(tag, letterCase) && IsNameEnd(Peek());
     GoTo(at);
     return stands;
 }
 
-bool MarkupReader::Take(std::u16string_view word, bool folded) {
-    if (!IsAt(word, folded)) {
+bool MarkupReader::Take(std::u16string_view word, LetterCase letterCase) {
+    if (!IsAt(word, letterCase)) {
         return false;
     }
     index_ += word.size();
@@ -540,9 +540,9 @@ std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text) {
             if (!*remark) {
                 return std::nullopt;
             }
-        } else if (!hasType && text.IsAt(u"<!doctype", true)) {
+        } else if (!hasType && text.IsAt(u"<!doctype", LetterCase::Any)) {
             const std::int64_t declaration = text.At();
-            text.Take(u"<!doctype", true);
+            text.Take(u"<!doctype", LetterCase::Any);
             text.SkipWhite();
             if (IsHtmlName(text.TakeName(MaxName))) {
                 text.EndAt(MarkupReader::NoLimit);

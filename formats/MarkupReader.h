@@ -47,6 +47,9 @@ constexpr bool IsTextChar(char16_t c) { return c >= 0x20 ? c < 0xFFFE : IsWhite(
 /// Whether the character ends the name of a tag.
 constexpr bool IsNameEnd(char16_t c) { return IsWhite(c) || c == '>' || c == '/'; }
 
+/// How the letters of a word are compared. `Any` folds those of ASCII.
+enum class LetterCase : std::uint8_t { Exact, Any };
+
 constexpr char16_t FoldLetter(char16_t c) { return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c + 0x20) : c; }
 
 /// In bytes.
@@ -100,11 +103,11 @@ public:
         return c;
     }
 
-    /// True if these characters come next. Folded, they must have no upper case letters.
-    bool IsAt(std::u16string_view word, bool folded = false);
-    bool IsAtName(std::u16string_view tag, bool folded = false);
+    /// True if these characters come next. For any case, they must have no upper case letters.
+    bool IsAt(std::u16string_view word, LetterCase letterCase = LetterCase::Exact);
+    bool IsAtName(std::u16string_view tag, LetterCase letterCase = LetterCase::Exact);
     /// The same, and moves past them.
-    bool Take(std::u16string_view word, bool folded = false);
+    bool Take(std::u16string_view word, LetterCase letterCase = LetterCase::Exact);
 
     /// Moves to the next occurrence of the character; false at the end of the text.
     bool SkipTo(char16_t c) { return Peek() == c || Seek(c); }

@@ -24,10 +24,10 @@ std::u16string TakeTagName(MarkupReader& text) {
 
 bool IsAtHtmlDoctype(MarkupReader& text) {
     const std::int64_t at = text.At();
-    bool stands = text.Take(u"<!doctype", true);
+    bool stands = text.Take(u"<!doctype", LetterCase::Any);
     if (stands) {
         text.SkipWhite();
-        stands = text.IsAtName(u"html", true);
+        stands = text.IsAtName(u"html", LetterCase::Any);
     }
     text.GoTo(at);
     return stands;
@@ -67,7 +67,7 @@ std::optional<PageStart> TakePageStart(MarkupReader& text) {
         return start;
     }
     constexpr Word savedFrom = u"<!-- saved from url=";
-    const bool isSaved = text.IsAt(savedFrom, true);
+    const bool isSaved = text.IsAt(savedFrom, LetterCase::Any);
     text.EndAt(CommentLimit);
     while (text.IsAt(u"<!--")) {
         if (!text.TakeRemark().value_or(false)) {
@@ -76,11 +76,11 @@ std::optional<PageStart> TakePageStart(MarkupReader& text) {
         text.SkipWhite();
     }
     text.EndAt(MarkupReader::NoLimit);
-    if (IsAtHtmlDoctype(text) || text.IsAtName(u"<html", true)) {
+    if (IsAtHtmlDoctype(text) || text.IsAtName(u"<html", LetterCase::Any)) {
         return PageStart{.isSure = true};
     }
     constexpr Word first[] = {u"<head", u"<title", u"<body", u"<meta", u"<script"};
-    const bool isUsual = std::ranges::any_of(first, [&](Word tag) { return text.IsAtName(tag, true); });
+    const bool isUsual = std::ranges::any_of(first, [&](Word tag) { return text.IsAtName(tag, LetterCase::Any); });
     if (!isUsual && !isSaved) {
         return std::nullopt;
     }
@@ -97,7 +97,7 @@ std::optional<PageStart> TakePageStart(MarkupReader& text) {
 
 bool TakeRawText(MarkupReader& text, std::u16string_view endTag) {
     while (text.SkipToTag()) {
-        if (text.IsAtName(endTag, true)) {
+        if (text.IsAtName(endTag, LetterCase::Any)) {
             return text.TakePast(u">");
         }
         text.Next();

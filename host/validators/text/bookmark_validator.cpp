@@ -22,20 +22,20 @@ bool Begins(ByteSpan head) {
 // The lists of a bookmark file are nested; it ends with the outermost one.
 Finding Validate(Place& file) {
     MarkupReader text(file, MarkupReader::AnyDocuments);
-    if (!text.Take(Header, true)) {
+    if (!text.Take(Header, LetterCase::Any)) {
         return {};
     }
     std::int64_t depth = 0;
     while (text.SkipToTag()) {
-        const bool isEnd = text.Take(u"</dl>", true);
+        const bool isEnd = text.Take(u"</dl>", LetterCase::Any);
         if (!isEnd) {
-            depth += text.IsAtName(u"<dl", true) ? 1 : 0;
+            depth += text.IsAtName(u"<dl", LetterCase::Any) ? 1 : 0;
             text.Next();
         } else if (--depth <= 0) {
             std::int64_t end = text.At();
             for (const std::u16string_view tag : {u"<p>", u"</body>", u"</html>"}) {
                 text.SkipWhite();
-                end = text.Take(tag, true) ? text.At() : end;
+                end = text.Take(tag, LetterCase::Any) ? text.At() : end;
                 text.GoTo(end);
             }
             return {Verdict::Whole,
@@ -57,7 +57,9 @@ constexpr std::int32_t Types[] = {FileTypeIndex::Bookmarks};
 
 }  // namespace
 
-bool IsBookmarkFile(Place& file) { return MarkupReader(file, MarkupReader::AnyDocuments).Take(Header, true); }
+bool IsBookmarkFile(Place& file) {
+    return MarkupReader(file, MarkupReader::AnyDocuments).Take(Header, LetterCase::Any);
+}
 
 extern const Validator BookmarkValidator;
 const Validator BookmarkValidator{.name = "bookmarks",

@@ -34,13 +34,13 @@ public:
                 next_ = next;
                 return std::nullopt;
             }
-            if (text_.Take(start_.endTag, true)) {
+            if (text_.Take(start_.endTag, LetterCase::Any)) {
                 if (const std::optional<std::int64_t> end = TakeEnd()) {
                     return end;
                 }
                 continue;
             }
-            hasRoot_ = hasRoot_ || text_.IsAtName(u"<html", true);
+            hasRoot_ = hasRoot_ || text_.IsAtName(u"<html", LetterCase::Any);
             PassTag();
         }
         return std::nullopt;
@@ -61,7 +61,8 @@ private:
     void PassTag() {
         for (std::size_t i = 0; i < std::size(Raws); ++i) {
             const bool isComment = i == 0;
-            if (isEndless_[i] || !(isComment ? text_.IsAt(Raws[i].start) : text_.IsAtName(Raws[i].start, true))) {
+            if (isEndless_[i] ||
+                !(isComment ? text_.IsAt(Raws[i].start) : text_.IsAtName(Raws[i].start, LetterCase::Any))) {
                 continue;
             }
             const std::int64_t at = text_.At();
@@ -82,7 +83,7 @@ private:
     std::optional<std::int64_t> NextPage() {
         const std::optional<std::int64_t> start = text_.FileStartHere();
         const bool isNext = start.value_or(0) > 0 && (IsAtHtmlDoctype(text_) || IsAtXmlDeclaration(text_) ||
-                                                      (hasRoot_ && text_.IsAtName(u"<html", true)));
+                                                      (hasRoot_ && text_.IsAtName(u"<html", LetterCase::Any)));
         return isNext ? start : std::nullopt;
     }
 
@@ -109,7 +110,7 @@ std::int64_t EndOfComments(MarkupReader& text, std::int64_t end) {
         if (text.IsAt(u"<!--")) {
             return text.TakeRemark().value_or(false);
         }
-        return text.IsAtName(u"<script", true) &&
+        return text.IsAtName(u"<script", LetterCase::Any) &&
                (text.TakeTag() == MarkupReader::Tag::Empty || TakeRawText(text, u"</script"));
     };
     text.GoTo(end);

@@ -271,7 +271,7 @@ std::optional<std::int64_t> EndOfPage(Place& file, std::int64_t from, std::int64
     text.GoTo(from);
     text.EndAt(to);
     while (text.SkipToTag()) {
-        if (text.Take(u"</html>", true)) {
+        if (text.Take(u"</html>", LetterCase::Any)) {
             return text.At();
         }
         text.Next();

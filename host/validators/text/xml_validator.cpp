@@ -55,9 +55,9 @@ Root TakeBareRoot(MarkupReader& text) {
     text.EndAt(PrologBytes);
     text.SkipWhite();
     for (bool isProlog = true; isProlog; text.SkipWhite()) {
-        if (text.IsAt(u"<!doctype", true)) {
+        if (text.IsAt(u"<!doctype", LetterCase::Any)) {
             const std::int64_t declaration = text.At();
-            text.Take(u"<!doctype", true);
+            text.Take(u"<!doctype", LetterCase::Any);
             text.SkipWhite();
             typeName = text.TakeName(LongestName);
             text.GoTo(declaration);
