@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/say/failure.h"
+#include "host/say/full_disk.h"
 
 namespace salvor {
 
@@ -51,8 +52,8 @@ void LineLog::TakeName() {
 
 void LineLog::Require(bool done, const char* verb, const SystemError& error) const {
     if (!done) {
-        throw Failure(ExitStatus::Losses,
-                      fmt::format("cannot {} the {} '{}': {}; the run ends here", verb, what_, name_, error.Text()));
+        throw Failure(ExitStatus::Losses, fmt::format("cannot {} the {} '{}': {}; the run ends here", verb, what_,
+                                                      name_, WhyNotWritten(error)));
     }
 }
 

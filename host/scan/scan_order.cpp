@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/say/failure.h"
+#include "host/say/full_disk.h"
 
 namespace salvor {
 
@@ -137,7 +138,7 @@ bool ScanPartOrdered(Worker& worker) {
     segment->seen = std::move(observer.seen);
     segment->seen.unreadable = worker.GetMedium().TakeNewlyUnreadable().Ranges();
     if (!WriteSegment(worker.Output(), order.key, *segment)) {
-        throw Failure(ExitStatus::Losses, worker.Output().Error().Text());
+        throw Failure(ExitStatus::Losses, WhyNotWritten(worker.Output().Error()));
     }
     return true;
 }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/platform/child_process.h"
+#include "host/say/full_disk.h"
 #include "host/say/say.h"
 
 namespace salvor {
@@ -106,7 +107,7 @@ SegmentStore::Draft SegmentStore::Begin(BlockRange blocks) const {
         File(SystemError())};
     draft.file = folder_.Create(draft.name);
     if (!draft.file.IsOpen()) {
-        throw Failed(draft.file.Error().Text());
+        throw Failed(WhyNotWritten(draft.file.Error()));
     }
     return draft;
 }
@@ -119,11 +120,11 @@ std::optional<SegmentStore::Stored> SegmentStore::Keep(Draft draft) const {
         return std::nullopt;
     }
     if (!draft.file.Sync()) {
-        throw Failed(draft.file.Error().Text());
+        throw Failed(WhyNotWritten(draft.file.Error()));
     }
     std::string name = draft.name.substr(0, draft.name.size() - DraftSuffix.size());
     if (const SystemError error = folder_.Rename(draft.name, name)) {
-        throw Failed(error.Text());
+        throw Failed(WhyNotWritten(error));
     }
     folder_.SyncEntries();
     return WithoutSightings(std::move(name), *std::move(read.segment));
@@ -134,7 +135,7 @@ void SegmentStore::Drop(Draft draft) const { folder_.Remove(draft.name); }
 void SegmentStore::Add(const SegmentScan& segment) const {
     Draft draft = Begin(segment.blocks);
     if (!WriteSegment(draft.file, key_, segment)) {
-        throw Failed(draft.file.Error().Text());
+        throw Failed(WhyNotWritten(draft.file.Error()));
     }
     Keep(std::move(draft));
 }

@@ -207,6 +207,28 @@ TEST(Safety, WritesFilesToASmallDiskBeforeItListsTheRest) {
     EXPECT_TRUE(fs::exists(folder / "copy/index.html"));
 }
 
+TEST(Safety, SaysWhatToDoIfTheDiskHasNoRoomForTheFinds) {
+    const TempFolder folder;
+    fs::create_directory(folder / "disk");
+    WriteFile(folder / "onDisk",
+              "cd " + Quoted(folder.Path()) + "; mount -t tmpfs -o size=200k none disk || exit 100; \"$@\"\n");
+    Bytes sector = Fixture("lossy.webp");
+    sector.resize(512);
+    Bytes image;
+    for (int i = 0; i < 8000; ++i) {
+        image.insert(image.end(), sector.begin(), sector.end());
+    }
+    WriteFile(folder / "image", image);
+    for (const char* const command : {"recover image --out disk/out", "scan image --report disk/finds"}) {
+        const ProgramRun run = RunProgram(command, "unshare -rm sh " + Quoted(folder / "onDisk"));
+        if (run.status == 100 || run.errors.find("unshare") != std::string::npos) {
+            GTEST_SKIP() << "needs user namespaces: " << run.errors;
+        }
+        EXPECT_EQ(run.status, 1) << command;
+        EXPECT_NE(run.errors.find("'salvor scan IMAGE --report FINDS'"), std::string::npos) << run.errors;
+    }
+}
+
 TEST(Safety, GoesOnAfterAFileThatCannotBeWritten) {
     const TempFolder folder;
     ASSERT_EQ(RunProgram("scan " + Card + FilesOnly + "--quiet --report " + Quoted(folder / "finds")).status, 0);
