@@ -146,7 +146,7 @@ std::optional<WalkedFile> PcxPicture::Walk(ByteWindow& file) {
     const bool isPalettePicture = header.bits == 8 && header.planes == 1;
     if (!header.isCoded) {
         const std::int64_t end = static_cast<std::int64_t>(HeaderBytes) + header.RawBytes();
-        const std::int64_t palette = PaletteBytes(file.From(end), false);
+        const std::int64_t palette = PaletteBytes(file.From(end), /*mayHaveGap=*/false);
         const bool isWhole = end <= file.Limit() && (palette != 0 || !isPalettePicture);
         return isWhole ? std::optional(WalkedFile{end + palette}) : std::nullopt;
     }

@@ -64,7 +64,7 @@ public:
     Walk(ByteWindow& file, Endian endian, bool isBig) : file_(file), endian_(endian), isBig_(isBig) {}
 
     std::optional<TiffFile> From(std::int64_t firstDirectory) {
-        Follow(firstDirectory, true);
+        Follow(firstDirectory, /*inChain=*/true);
         while (!pending_.empty() && !file_.IsExhausted()) {
             const auto [offset, inChain] = pending_.back();
             pending_.pop_back();
@@ -138,7 +138,7 @@ private:
         const std::int64_t link = table + static_cast<std::int64_t>(count * EntryBytes());
         Reach(offset, link + static_cast<std::int64_t>(WordBytes()) - offset, TiffFile::Kind::Directory);
         if (inChain && file_.Copy(link, std::span(number).first(WordBytes()))) {
-            Follow(Word(number, 0, WordBytes()), true);
+            Follow(Word(number, 0, WordBytes()), /*inChain=*/true);
         }
         TakeKind(entries);
         for (const Entry& entry : entries) {
@@ -217,7 +217,7 @@ private:
             case TiffTag::PrivateData:
                 // Four bytes are not data but the offset of a directory of the maker's own.
                 if (entry.ValueBytes() == 4) {
-                    Follow(Word(entry.field, 0, 4), false);
+                    Follow(Word(entry.field, 0, 4), /*inChain=*/false);
                 }
                 break;
             default:

@@ -9,7 +9,7 @@ void XmlContentWalk::Change::Append(const Change& behind) {
     hasChild = hasChild || behind.hasChild;
 }
 
-void XmlContentWalk::TakeRoot() { isRight_ = TakeElement(true, now_); }
+void XmlContentWalk::TakeRoot() { isRight_ = TakeElement(/*isRoot=*/true, now_); }
 
 std::int64_t XmlContentWalk::TakeItems(std::int64_t to, Change& sum) {
     Change items;

@@ -16,5 +16,6 @@ std::optional<std::int64_t> KAiFileType::Walk(FileWindow& file) {
         const std::optional<PdfExtent> pdf = FindPdfEnd(file, memory_);
         return pdf && pdf->isIllustrator ? std::optional(pdf->size) : std::nullopt;
     }
-    return IsIllustratorDrawing(file) ? FindPostScriptEnd(file, file.SectorSize(), false).end : std::nullopt;
+    return IsIllustratorDrawing(file) ? FindPostScriptEnd(file, file.SectorSize(), /*endsAtBinary=*/false).end
+                                      : std::nullopt;
 }

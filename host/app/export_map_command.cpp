@@ -74,7 +74,7 @@ SectorRangeSet MissingParts(const Outcomes& outcomes, const SectorRangeSet& unre
 }
 
 ExitStatus RunExportMap(const ExportMapCommand& command) {
-    FindsUse finds(command.finds, command.image, false);
+    FindsUse finds(command.finds, command.image, /*skipBad=*/false);
     Medium& medium = finds.medium.Scanned();
     RequireOwnFile("--out", command.out, medium.Files());
     if (HoldsBytes(command.out) && !command.overwrite) {

@@ -126,7 +126,7 @@ void RequireSameOptions(const fs::path& folder, const ScanOptions& options, cons
 bool IsBarelyBegun(const Folder& folder) {
     return !folder.AnyEntry([&folder](const std::string& name) {
         if (name == SegmentStore::FolderName) {
-            const Folder segments = folder.Below(name, false);
+            const Folder segments = folder.Below(name, /*make=*/false);
             return !segments.IsOpen() || segments.AnyEntry([](const std::string& /*any*/) { return true; });
         }
         return name != "job.json" && name != "job.lock" && !name.starts_with("job.json.part") &&
@@ -334,7 +334,7 @@ JobScan ReopenJobScan(const fs::path& folder, const ImageSpec& image, const JobO
                                   ShellWord(folder.string())));
     }
     JobScan begun;
-    begun.scan = ReopenScan(kept->header, image.path.empty() ? kept->header.image : image, false);
+    begun.scan = ReopenScan(kept->header, image.path.empty() ? kept->header.image : image, /*skipBad=*/false);
     begun.job = *kept;
     begun.workers = WorkersFor(jobOptions.jobs, begun.scan.medium.Image());
     begun.isNew = false;

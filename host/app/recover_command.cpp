@@ -39,7 +39,7 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
     }
     const OutFolder out =
         PrepareOutFolder(command.out, JobOf(scan.job.header), {scan.scan.medium.Image().Files(), ""}, scan.use);
-    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, false);
+    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, /*keepsSegments=*/false);
     if (!outcome.complete) {
         Say("stopped before a file was written; the same command goes on");
         return ExitStatus::Stopped;

@@ -77,7 +77,7 @@ ExitStatus RunReport(const ReportCommand& command) {
         throw Failure(ExitStatus::Usage, "--out takes one format; without it each gets a file in the folder");
     }
     const Folder folder = OpenReportFolder(command.folder);
-    GiveUpRootRights(folder, false);
+    GiveUpRootRights(folder, /*isNew=*/false);
     bool isWhole = true;
     for (const std::string& word : command.formats) {
         isWhole &= word == PageFormat

@@ -100,7 +100,7 @@ ExitStatus ScanInFolder(const ScanCommand& command) {
         }
         return status;
     }
-    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, true);
+    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, /*keepsSegments=*/true);
     return TellEnd(outcome, command.quiet);
 }
 

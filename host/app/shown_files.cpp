@@ -87,7 +87,7 @@ void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, Sho
     for (const PlannedFile& file : plan.files) {
         total = AddSizes(total, file.Size());
     }
-    Progress progress("reading", total, false);
+    Progress progress("reading", total, /*quiet=*/false);
     std::int64_t bytes = 0;
     FilePieces pieces(medium, [&](std::int64_t done) {
         progress.Update(bytes + done, {});
@@ -113,7 +113,7 @@ void KeepByContent(Medium& medium, Plan& plan, const ContentFilter& content, Sho
 }
 
 ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownChoice choice, const TakeFile& take) {
-    FindsUse finds(path, {image}, false);
+    FindsUse finds(path, {image}, /*skipBad=*/false);
     Medium& medium = finds.medium.Image();
     PlanFilter& filter = choice.filter;
     const JournalHeader& header = finds.journal.header;
@@ -124,7 +124,7 @@ ShownFiles ShowPlanned(const std::string& path, const std::string& image, ShownC
                                  ? KnownFiles()
                                  : AskedFileSystems(finds.medium, {finds.image, header.caps, digest}, std::nullopt,
                                                     {FilePlace(KnownPathOf(path))})
-                                       .Improve(outcomes, finds.journal.seen.starts, true);
+                                       .Improve(outcomes, finds.journal.seen.starts, /*quiet=*/true);
     if (choice.fileSystems.names == "original") {
         filter.originalPaths = OriginalPaths(known);
     }
@@ -165,7 +165,7 @@ FileHashes HashesOf(const Folder& folder, const ReportedFile& file, const HashKi
     FileHashes hashes;
     if (kinds.md5 || kinds.sha1) {
         const fs::path path(file.path);
-        const Folder parent = folder.Below(path.parent_path(), false);
+        const Folder parent = folder.Below(path.parent_path(), /*make=*/false);
         File there = parent.IsOpen() ? parent.Read(path.filename().string()) : File(parent.Error());
         FileDigest digest(kinds);
         std::vector<char> piece(std::size_t{1} << 18U);

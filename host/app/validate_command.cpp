@@ -52,7 +52,7 @@ ExitStatus RunValidate(const ValidateCommand& command) {
     }
     const std::filesystem::path path = std::filesystem::absolute(out);
     const Folder folder = Folder::Open(path.parent_path());
-    GiveUpRootRights(folder, false);
+    GiveUpRootRights(folder, /*isNew=*/false);
     ResultsPlace outcomesPlace{FilePlace(out)};
     std::optional<ResultsPlace> knowledge;
     if (!share) {

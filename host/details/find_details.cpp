@@ -179,7 +179,7 @@ private:
     std::string KeepPreview(std::string name, const std::vector<std::uint8_t>& bytes) {
         // The bound on all previews together; a folder full of raws may have some gigabytes of them.
         constexpr std::int64_t mostBytes = std::int64_t{1} << 30;
-        const Folder previews = folder_->Below(PreviewFolder, true);
+        const Folder previews = folder_->Below(PreviewFolder, /*make=*/true);
         if (!previews.IsOpen() || previewBytes_ + std::ssize(bytes) > mostBytes) {
             return "";
         }

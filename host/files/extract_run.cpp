@@ -85,6 +85,16 @@ void ReadBefore(const ExtractJob& job, WrittenBefore& before) {
     }
 }
 
+// False, and says so, if a part of the list had no room.
+bool FinishList(SkippedList& skipped, const Folder& folder) {
+    skipped.Finish();
+    if (skipped.IsCut()) {
+        Say("'{}' has little room, so 'skipped.jsonl' is cut: it names only a part of what was not written",
+            folder.Path().string());
+    }
+    return !skipped.IsCut();
+}
+
 bool IsLossless(const ExtractTotals& totals, Medium& medium) {
     return totals.failed == 0 && medium.Unreadable().SectorCount() == 0;
 }
@@ -117,11 +127,7 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
     WritingLog writing(folder, std::nullopt, job.out.isOfJob);
     const bool complete = WritePlan(job, plan, partialSuffix, extraction, writing);
     const ExtractTotals& totals = extraction.Totals();
-    skipped.Finish();
-    if (skipped.IsCut()) {
-        Say("'{}' has little room, so 'skipped.jsonl' is cut: it names only a part of what was not written",
-            folder.Path().string());
-    }
+    const bool isListed = FinishList(skipped, folder);
     // Putting the lines in order takes memory too.
     plan.files.clear();
     std::int64_t filesOfEarlierRuns = 0;
@@ -142,7 +148,7 @@ ExitStatus ExtractFiles(const ExtractJob& job) {
         Say("stopped with {} of {} files written", totals.written + totals.alreadyThere, planned);
         return ExitStatus::Stopped;
     }
-    return fits && !skipped.IsCut() && IsLossless(totals, medium) ? ExitStatus::Done : ExitStatus::Losses;
+    return fits && isListed && IsLossless(totals, medium) ? ExitStatus::Done : ExitStatus::Losses;
 }
 
 ExitStatus ExtractPiece(const ExtractJob& job, const Piece& piece) {
@@ -162,7 +168,7 @@ ExitStatus ExtractPiece(const ExtractJob& job, const Piece& piece) {
     const std::size_t planned = plan.files.size();
     WrittenBefore before(folder);
     before.ReadPiece(piece);
-    FolderReport report(folder, false, piece);
+    FolderReport report(folder, /*anew=*/false, piece);
     report.KeepRoom(std::ssize(plan.files) * FileLineBytes + FileLineBytes);
     Extraction extraction(job, plan, report, nullptr, {});
     extraction.TakeOver(before);

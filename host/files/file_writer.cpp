@@ -30,7 +30,7 @@ const Folder& FileFolders::Of(const PlannedFile& file) {
     if (folders_.size() == most) {
         folders_.clear();
     }
-    return folders_.insert_or_assign(path.native(), root_.Below(path, true)).first->second;
+    return folders_.insert_or_assign(path.native(), root_.Below(path, /*make=*/true)).first->second;
 }
 
 std::string FileFolders::PartialNameOf(const PlannedFile& file) const { return NameOf(file) + partialSuffix_; }

@@ -440,7 +440,7 @@ private:
                                   ? NoFileBecause(fmt::format("part of the text that begins at sector {}", text.sector))
                                   : NoFileBecause("it begins in the middle of a cluster");
         } else if (IsUnexamined(answer->finding)) {
-            *answer = *witnesses_.Reported(*spot, nullptr, true);
+            *answer = *witnesses_.Reported(*spot, nullptr, /*isUnexamined=*/true);
         }
         Doubt(Spot{sector}, answer->finding);
         if (IsFile(answer->finding) && EndOf(sector, answer->finding) > text.end) {
@@ -462,7 +462,7 @@ private:
             }
         }
         const Spot spot = spots_[index];
-        auto reported = spot.findCount == 0 ? std::nullopt : witnesses_.Reported(spot, nullptr, true);
+        auto reported = spot.findCount == 0 ? std::nullopt : witnesses_.Reported(spot, nullptr, /*isUnexamined=*/true);
         if (!reported) {
             return {};
         }

@@ -174,7 +174,7 @@ bool ValidateInWorker(Worker& worker) {
             ++byVerdict[VerdictName(outcome.finding.verdict)];
         });
     if (validation.complete) {
-        observer.Add(SummaryLine(true, byVerdict));
+        observer.Add(SummaryLine(/*isComplete=*/true, byVerdict));
     }
     observer.Send();
     return !worker.StopRequested();

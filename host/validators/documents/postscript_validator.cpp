@@ -45,7 +45,7 @@ std::int64_t WithoutBrokenLine(Place& file, std::int64_t end) {
 }
 
 Finding Validate(Place& file) {
-    const PostScriptExtent text = FindPostScriptEnd(file, file.SectorSize(), true);
+    const PostScriptExtent text = FindPostScriptEnd(file, file.SectorSize(), /*endsAtBinary=*/true);
     if (text.end && (!text.binaryAt || *text.binaryAt >= *text.end)) {
         const std::int64_t end = text.binaryAt == text.end ? WithoutBrokenLine(file, *text.end) : *text.end;
         return DocumentOf(file, Verdict::Whole, end, "closed by its last comment");
@@ -54,7 +54,7 @@ Finding Validate(Place& file) {
         return DocumentOf(file, Verdict::Truncated, FollowText(file, 0).end, "no last comment");
     }
     // Raw image data may belong to it, unless another file begins there.
-    const PostScriptExtent all = FindPostScriptEnd(file, file.SectorSize(), false);
+    const PostScriptExtent all = FindPostScriptEnd(file, file.SectorSize(), /*endsAtBinary=*/false);
     if (all.end && file.NextStart(*text.binaryAt) >= *all.end) {
         return DocumentOf(file, Verdict::Open, *all.end, "binary data in front of its last comment");
     }

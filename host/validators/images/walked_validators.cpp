@@ -137,7 +137,7 @@ struct Icons {
 };
 
 struct AnyWmf : WmfDrawing {
-    static bool IsHeader(ByteSpan head) { return WmfDrawing::IsHeader(head, true); }
+    static bool IsHeader(ByteSpan head) { return WmfDrawing::IsHeader(head, /*mayCountRecords=*/true); }
 };
 
 constexpr StartSignature BmpStarts[] = {{"BM"}};

@@ -143,7 +143,7 @@ Finding Validate(Place& file) {
     const auto from = static_cast<std::int64_t>(form.markBytes);
     TextRun run = form.width == 1 ? FollowText(file, from) : FollowUtf16(file, from, form.isBigEndian);
     if (form.width == 1) {
-        EndAtSeam(file, from, run, false);
+        EndAtSeam(file, from, run, /*isPiece=*/false);
     }
     if (run.behind == TextRun::Behind::Binary) {
         return PageOf(Verdict::Damaged, run.end, isXml, "no end tag in front of binary data");

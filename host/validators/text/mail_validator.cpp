@@ -307,7 +307,7 @@ MailEnd EndOfLetter(Place& file, const MailHead& head) {
             return {Verdict::Whole, *end, "the page in it is closed"};
         }
     }
-    EndAtSeam(file, head.bodyStart, run, false);
+    EndAtSeam(file, head.bodyStart, run, /*isPiece=*/false);
     return {Verdict::Open, std::max(run.end, head.bodyStart), "text as far as it goes"};
 }
 

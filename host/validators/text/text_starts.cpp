@@ -57,10 +57,10 @@ bool IsUtf16Text(ByteSpan bytes, bool isBigEndian, std::size_t least, bool isLat
 
 bool BeginsUtf16(ByteSpan head) {
     if (StartsWith(head, Utf16LittleMark) || StartsWith(head, Utf16BigMark)) {
-        return IsUtf16Text(head.subspan(2), head[0] == Utf16BigMark[0], LeastUnits, false);
+        return IsUtf16Text(head.subspan(2), head[0] == Utf16BigMark[0], LeastUnits, /*isLatin=*/false);
     }
     return head.size() > 1 && head[1] == 0 &&
-           IsUtf16Text(head, false, std::min(LeastUnitsWithoutMark, HeadBytes / 2), true);
+           IsUtf16Text(head, /*isBigEndian=*/false, std::min(LeastUnitsWithoutMark, HeadBytes / 2), /*isLatin=*/true);
 }
 
 // Does `tail` end in the middle of a text that `head` continues?
@@ -90,7 +90,8 @@ bool IsRunning(ByteSpan tail, ByteSpan head) {
 
 bool IsRunningUtf16(ByteSpan tail) {
     return tail.size() >= TailThatTellsOfCodePage &&
-           IsUtf16Text(tail.last(TailThatTellsOfCodePage), false, TailThatTellsOfCodePage / 2, true);
+           IsUtf16Text(tail.last(TailThatTellsOfCodePage), /*isBigEndian=*/false, TailThatTellsOfCodePage / 2,
+                       /*isLatin=*/true);
 }
 
 bool IsLongEnough(ByteSpan head) {

@@ -169,7 +169,7 @@ Finding ValidateUtf16(Place& file, bool isBigEndian, bool hasMark) {
     if (!isEnough || !IsWritten(head.first(shown), isBigEndian, !hasMark)) {
         return NoText("pairs of bytes, but no text");
     }
-    return TextOf(run.end, "UTF-16 as far as it is text", false);
+    return TextOf(run.end, "UTF-16 as far as it is text", /*beginsInMiddle=*/false);
 }
 
 bool Begins(ByteSpan head) { return MayBeginText({}, head); }
@@ -212,10 +212,10 @@ Finding Validate(Place& file) {
     }
     const ByteSpan start = file.From(0, LookedAt);
     if (StartsWith(start, Utf16LittleMark) || StartsWith(start, Utf16BigMark)) {
-        return ValidateUtf16(file, start[0] == Utf16BigMark[0], true);
+        return ValidateUtf16(file, start[0] == Utf16BigMark[0], /*hasMark=*/true);
     }
     if (start.size() > 1 && start[1] == 0) {
-        return ValidateUtf16(file, false, false);
+        return ValidateUtf16(file, /*isBigEndian=*/false, /*hasMark=*/false);
     }
     const auto marked = static_cast<std::int64_t>(StartsWith(start, Utf8Mark) ? Utf8Mark.size() : 0);
     TextRun run = FollowText(file, marked);
