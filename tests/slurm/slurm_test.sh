@@ -18,11 +18,11 @@ stop() {
         [[ ! -f $file ]] || pids+=("$(cat "$file")")
     done
     [[ ${#pids[@]} -eq 0 ]] || kill "${pids[@]}" 2>/dev/null || true
-    for ((i = 0; i < 60; ++i)); do
+    for ((i = 0; i < 300; ++i)); do
         if [[ ${#pids[@]} -eq 0 ]] || ! kill -0 "${pids[@]}" 2>/dev/null; then
             break
         fi
-        sleep 0.5
+        sleep 0.1
     done
     rm -rf "$dir"
 }
@@ -33,6 +33,8 @@ chmod 600 "$dir/munge.key"
 munged --force --key-file="$dir/munge.key" --socket="$dir/munge.socket" --log-file="$dir/log/munged" \
     --pid-file="$dir/munged.pid" --seed-file="$dir/munge.seed" --num-threads=1
 node=$(hostname -s)
+# The node claims as many processors, whatever it has: jobs start once a second, so that all of an array start together.
+segments=3
 # Above the ports that the system assigns by itself.
 port=$((61000 + $$ % 4000))
 cat >"$dir/slurm.conf" <<END
@@ -52,6 +54,7 @@ SwitchType=switch/none
 MpiDefault=none
 SelectType=select/cons_tres
 SelectTypeParameters=CR_CPU
+SlurmdParameters=config_overrides
 SchedulerParameters=sched_interval=1,batch_sched_delay=0
 StateSaveLocation=$dir/state
 SlurmdSpoolDir=$dir/spool
@@ -59,7 +62,7 @@ SlurmctldPidFile=$dir/slurmctld.pid
 SlurmdPidFile=$dir/slurmd.pid
 SlurmctldLogFile=$dir/log/slurmctld
 SlurmdLogFile=$dir/log/slurmd
-NodeName=$node NodeAddr=127.0.0.1 CPUs=2 State=UNKNOWN
+NodeName=$node NodeAddr=127.0.0.1 CPUs=$segments State=UNKNOWN
 PartitionName=all Nodes=ALL Default=YES State=UP
 END
 export SLURM_CONF=$dir/slurm.conf SALVOR=$salvor
@@ -72,7 +75,7 @@ done
 [[ $(sinfo -h -o %T) == idle ]] || skip "Slurm's node does not get ready: $(tail -n 2 "$dir/log/slurmd")"
 
 "$salvor" recover "$source/samples/card.img" --out "$dir/alone" --quiet
-last=$("$source/contrib/slurm/submit" "$source/samples/card.img" "$dir/cluster" 3)
+last=$("$source/contrib/slurm/submit" "$source/samples/card.img" "$dir/cluster" $segments)
 for ((i = 0; i < 400; ++i)); do
     state=$(scontrol show job "$last" -o 2>/dev/null | grep -o 'JobState=[A-Z]*' || true)
     [[ -z $state || $state =~ PENDING|RUNNING|COMPLETING ]] || break
