@@ -81,7 +81,7 @@ void WritingLog::Finish() {
     const std::string draftSuffix = (piece_ ? SuffixOf(*piece_) : "") + ".part";
     for (const auto& [path, mark] : marks_) {
         const std::filesystem::path file(path);
-        const Folder parent = folder_.Below(file.parent_path(), false);
+        const Folder parent = folder_.Below(file.parent_path(), /*make=*/false);
         if (parent.IsOpen()) {
             parent.Remove(file.filename().string() + draftSuffix);
         }
@@ -98,7 +98,7 @@ void WritingLog::Finish() {
         return false;
     });
     for (const Piece& piece : pieces) {
-        WritingLog(folder_, piece, true).Finish();
+        WritingLog(folder_, piece, /*isOfJob=*/true).Finish();
     }
 }
 

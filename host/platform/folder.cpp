@@ -111,7 +111,7 @@ std::optional<FileEntry> Folder::Entry(const std::string& name) const {
 }
 
 std::optional<FileEntry> Folder::EntryBelow(const fs::path& path) const {
-    const Folder parent = Below(path.parent_path(), false);
+    const Folder parent = Below(path.parent_path(), /*make=*/false);
     return parent.IsOpen() ? parent.Entry(path.filename().string()) : std::nullopt;
 }
 

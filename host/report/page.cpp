@@ -207,9 +207,13 @@ private:
     }
 
     template <class Value>
+    void AddSparse(const char* name, const Value& value) {
+        sparse_[name].Add(count_, value);
+    }
+    template <class Value>
     void AddIf(bool isThere, const char* name, const Value& value) {
         if (isThere) {
-            sparse_[name].Add(count_, value);
+            AddSparse(name, value);
         }
     }
 
@@ -234,22 +238,22 @@ private:
                     pieces.push_back({piece.startSector, piece.bytes});
                 }
             }
-            AddIf(true, "extents", pieces);
+            AddSparse("extents", pieces);
         }
         if (!file.embedded.empty()) {
             salvor::Json parts = salvor::Json::array();
             for (const ReportedPart& part : file.embedded) {
                 parts.push_back({part.startSector, part.extension, part.size, static_cast<int>(part.verdict)});
             }
-            AddIf(true, "embedded", parts);
+            AddSparse("embedded", parts);
         }
     }
 
     void AddOriginal(const OriginalEntry& original) {
         if (!original.path.empty()) {
             const std::size_t name = original.path.rfind('/') + 1;
-            AddIf(true, "folder", folders_.NumberOf(original.path.substr(0, name)));
-            AddIf(true, "original", original.path.substr(name));
+            AddSparse("folder", folders_.NumberOf(original.path.substr(0, name)));
+            AddSparse("original", original.path.substr(name));
         }
         for (const auto& [name, time] : {std::pair("created", original.created),
                                          {"modified", original.modified},
