@@ -5,7 +5,7 @@
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
-#include "host/app/job_scan.h"
+#include "host/app/folder_scan.h"
 #include "host/app/options.h"
 
 namespace salvor {

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "host/app/job_scan.h"
+#include "host/app/folder_scan.h"
 #include "host/files/joined_plan.h"
 #include "host/medium/open_image.h"
 #include "host/platform/same_disk.h"

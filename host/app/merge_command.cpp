@@ -3,7 +3,7 @@
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
-#include "host/app/job_scan.h"
+#include "host/app/folder_scan.h"
 #include "host/app/options.h"
 #include "host/say/say.h"
 
@@ -19,11 +19,11 @@ struct MergeCommand {
 };
 
 ExitStatus RunMerge(const MergeCommand& command) {
-    JobScan scan = ReopenJobScan(command.folder, command.image, command.job);
+    FolderScan scan = ReopenFolderScan(command.folder, command.image, command.job);
     scan.quiet = command.quiet;
     const OutFolder out = PrepareOutFolder(command.folder, JobOf(scan.job.header),
                                            {scan.scan.medium.Image().Files(), ""}, FolderUse::GoOn);
-    const ScanOutcome outcome = JoinJobScan(scan, out.folder);
+    const ScanOutcome outcome = JoinFolderScan(scan, out.folder);
     if (!outcome.complete) {
         Say("stopped; the same command goes on");
         return ExitStatus::Stopped;

@@ -4,7 +4,7 @@
 #include "host/app/choices.h"
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
-#include "host/app/job_scan.h"
+#include "host/app/folder_scan.h"
 #include "host/app/options.h"
 #include "host/say/say.h"
 #include "host/scan/journal.h"
@@ -32,14 +32,14 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
     }
     const PlanFilter filter = MakeFilter(command.filter);
     const ContentFilter content = MakeContentFilter(command.filter);
-    JobScan scan = BeginJobScan(command.out, command.scan, filter.types, command.job, command.overwrite);
+    FolderScan scan = BeginFolderScan(command.out, command.scan, filter.types, command.job, command.overwrite);
     scan.quiet = command.quiet;
     if (scan.isNew) {
         scan.job.choices = chosen.Given();
     }
     const OutFolder out =
         PrepareOutFolder(command.out, JobOf(scan.job.header), {scan.scan.medium.Image().Files(), ""}, scan.use);
-    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, /*keepsSegments=*/false);
+    const ScanOutcome outcome = ScanFolderToEnd(scan, out.folder, /*keepsSegments=*/false);
     if (!outcome.complete) {
         Say("stopped before a file was written; the same command goes on");
         return ExitStatus::Stopped;

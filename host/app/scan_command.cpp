@@ -7,7 +7,7 @@
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
-#include "host/app/job_scan.h"
+#include "host/app/folder_scan.h"
 #include "host/app/options.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"
@@ -47,8 +47,9 @@ ExitStatus ScanInto(const FilePlace& report, const ScanCommand& command) {
     return StatusOf(outcome);
 }
 
-JobScan BeginIn(const std::filesystem::path& folder, const ScanCommand& command) {
-    JobScan scan = BeginJobScan(folder, command.scan, SelectTypes(command.filter), command.job, command.overwrite);
+FolderScan BeginIn(const std::filesystem::path& folder, const ScanCommand& command) {
+    FolderScan scan =
+        BeginFolderScan(folder, command.scan, SelectTypes(command.filter), command.job, command.overwrite);
     scan.quiet = command.quiet;
     return scan;
 }
@@ -65,7 +66,7 @@ ExitStatus TellEnd(const ScanOutcome& outcome, bool quiet) {
 // Scans in a folder beside the report, which is removed when the report is complete.
 ExitStatus ScanBeside(const ScanCommand& command) {
     const std::filesystem::path folder = command.report + ".job";
-    JobScan scan = BeginIn(folder, command);
+    FolderScan scan = BeginIn(folder, command);
     RequireOwnFile("--report", command.report, scan.scan.medium.Image().Files());
     if (scan.isNew && HoldsBytes(command.report) && !command.overwrite) {
         throw Failure(ExitStatus::Usage,
@@ -76,7 +77,7 @@ ExitStatus ScanBeside(const ScanCommand& command) {
     JournalWriter journal(FilePlace(command.report), scan.scan.header);
     const OutFolder out =
         PrepareOutFolder(folder, JobOf(scan.job.header), {scan.scan.medium.Image().Files(), ""}, scan.use);
-    const ScanOutcome outcome = ScanJobInto(scan, out.folder, journal);
+    const ScanOutcome outcome = ScanFolderInto(scan, out.folder, journal);
     if (outcome.complete) {
         std::error_code none;
         std::filesystem::remove_all(folder, none);
@@ -90,17 +91,17 @@ ExitStatus ScanInFolder(const ScanCommand& command) {
     if (piece && command.overwrite) {
         throw Failure(ExitStatus::Usage, "--overwrite would take away what was scanned of the other segments");
     }
-    JobScan scan = BeginIn(command.folder, command);
+    FolderScan scan = BeginIn(command.folder, command);
     const OutFolder out = PrepareOutFolder(command.folder, JobOf(scan.job.header),
                                            {scan.scan.medium.Image().Files(), ""}, piece ? FolderUse::Share : scan.use);
     if (piece) {
-        const ExitStatus status = ScanJobPiece(scan, out.folder, *piece);
+        const ExitStatus status = ScanFolderPiece(scan, out.folder, *piece);
         if (status == ExitStatus::Stopped) {
             SayThatItGoesOn();
         }
         return status;
     }
-    const ScanOutcome outcome = ScanJobToEnd(scan, out.folder, /*keepsSegments=*/true);
+    const ScanOutcome outcome = ScanFolderToEnd(scan, out.folder, /*keepsSegments=*/true);
     return TellEnd(outcome, command.quiet);
 }
 

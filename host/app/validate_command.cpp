@@ -7,7 +7,7 @@
 
 #include "host/app/command.h"
 #include "host/app/finds_use.h"
-#include "host/app/job_scan.h"
+#include "host/app/folder_scan.h"
 #include "host/app/options.h"
 #include "host/platform/process.h"
 #include "host/platform/same_disk.h"

@@ -1,4 +1,4 @@
-#include "host/app/job_scan.h"
+#include "host/app/folder_scan.h"
 
 #include <fmt/format.h>
 
@@ -134,7 +134,7 @@ bool IsBarelyBegun(const Folder& folder) {
     });
 }
 
-SegmentRunOptions RunOptionsOf(const JobScan& scan, const ScanGrid& grid) {
+SegmentRunOptions RunOptionsOf(const FolderScan& scan, const ScanGrid& grid) {
     SegmentRunOptions options;
     options.request = RequestOf(scan.job.header);
     options.image = scan.scan.header.image;
@@ -146,7 +146,7 @@ SegmentRunOptions RunOptionsOf(const JobScan& scan, const ScanGrid& grid) {
     return options;
 }
 
-SegmentStore StoreOf(JobScan& scan, const Folder& folder) {
+SegmentStore StoreOf(FolderScan& scan, const Folder& folder) {
     SegmentStore store(folder, KeyOf(scan.job), GridOf(RequestOf(scan.job.header)));
     if (scan.isNew) {
         store.Clear();
@@ -158,7 +158,7 @@ SegmentStore StoreOf(JobScan& scan, const Folder& folder) {
 }
 
 // Fills in what an outcome has besides finds.
-void Conclude(ScanOutcome& outcome, const JobScan& scan) {
+void Conclude(ScanOutcome& outcome, const FolderScan& scan) {
     outcome.summary.complete = outcome.complete;
     const Medium& medium = scan.scan.medium.Scanned();
     const SectorRange range = scan.job.header.ScannedRange();
@@ -174,7 +174,7 @@ void CountFinds(ScanSummary& summary, const std::vector<Find>& finds) {
     }
 }
 
-std::optional<ScanOutcome> FinishedBefore(const JobScan& scan, const Folder& folder) {
+std::optional<ScanOutcome> FinishedBefore(const FolderScan& scan, const Folder& folder) {
     if (scan.isNew || !folder.Entry(JobFindsName)) {
         return std::nullopt;
     }
@@ -191,7 +191,7 @@ std::optional<ScanOutcome> FinishedBefore(const JobScan& scan, const Folder& fol
     return outcome;
 }
 
-ScanOutcome RunInWorkers(JobScan& scan, const SegmentStore& store, JournalWriter& journal) {
+ScanOutcome RunInWorkers(FolderScan& scan, const SegmentStore& store, JournalWriter& journal) {
     const auto start = std::chrono::steady_clock::now();
     ScanOutcome outcome;
     SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
@@ -219,7 +219,7 @@ ScanOutcome RunInWorkers(JobScan& scan, const SegmentStore& store, JournalWriter
     return outcome;
 }
 
-ScanOutcome RunInto(JobScan& scan, const SegmentStore& store, JournalWriter& journal) {
+ScanOutcome RunInto(FolderScan& scan, const SegmentStore& store, JournalWriter& journal) {
     try {
         return RunInWorkers(scan, store, journal);
     } catch (const Failure& failure) {
@@ -234,7 +234,7 @@ ScanOutcome RunInto(JobScan& scan, const SegmentStore& store, JournalWriter& jou
 
 // The finds file gets its name once all finds are on stable storage.
 template <class Run>
-ScanOutcome IntoFindsFile(const JobScan& scan, const Folder& folder, Run&& run) {
+ScanOutcome IntoFindsFile(const FolderScan& scan, const Folder& folder, Run&& run) {
     JournalWriter journal(FilePlace(folder, FindsDraft), scan.scan.header);
     ScanOutcome outcome = run(journal);
     if (!outcome.complete) {
@@ -250,7 +250,7 @@ ScanOutcome IntoFindsFile(const JobScan& scan, const Folder& folder, Run&& run) 
 }
 
 // Throws `Failure` (not started) if segments leave any blocks to scan.
-void RequireNoneLeft(const JobScan& scan, const SegmentStore& store, const std::vector<SegmentScan>& segments) {
+void RequireNoneLeft(const FolderScan& scan, const SegmentStore& store, const std::vector<SegmentScan>& segments) {
     const ScanGrid& grid = store.Grid();
     SectorRangeSet left;
     for (const OpenPart& part : OpenParts(grid, {0, grid.BlockCount()}, segments, scan.job.segmentBlocks)) {
@@ -297,9 +297,9 @@ void AddJobOptions(Command& command, JobOptions& options) {
     command.options.push_back({.name = "--segment-size", .target = &options.segmentSize, .isHidden = true});
 }
 
-JobScan BeginJobScan(const fs::path& folder, ScanOptions options, const std::vector<std::int32_t>& types,
-                     const JobOptions& jobOptions, bool anew) {
-    JobScan begun;
+FolderScan BeginFolderScan(const fs::path& folder, ScanOptions options, const std::vector<std::int32_t>& types,
+                           const JobOptions& jobOptions, bool anew) {
+    FolderScan begun;
     const Folder there = Folder::Open(folder);
     const std::optional<ScanJob> kept = there.IsOpen() && !anew ? ReadScanJob(there) : std::nullopt;
     if (kept && !options.image.format) {
@@ -325,7 +325,7 @@ JobScan BeginJobScan(const fs::path& folder, ScanOptions options, const std::vec
     return begun;
 }
 
-JobScan ReopenJobScan(const fs::path& folder, const ImageSpec& image, const JobOptions& jobOptions) {
+FolderScan ReopenFolderScan(const fs::path& folder, const ImageSpec& image, const JobOptions& jobOptions) {
     const Folder there = Folder::Open(folder);
     const std::optional<ScanJob> kept = there.IsOpen() ? ReadScanJob(there) : std::nullopt;
     if (!kept) {
@@ -333,7 +333,7 @@ JobScan ReopenJobScan(const fs::path& folder, const ImageSpec& image, const JobO
                       fmt::format("no scan was begun in '{}'; 'salvor scan IMAGE --job {}' begins one", folder.string(),
                                   ShellWord(folder.string())));
     }
-    JobScan begun;
+    FolderScan begun;
     begun.scan = ReopenScan(kept->header, image.path.empty() ? kept->header.image : image, /*skipBad=*/false);
     begun.job = *kept;
     begun.workers = WorkersFor(jobOptions.jobs, begun.scan.medium.Image());
@@ -357,7 +357,7 @@ Piece ParsePiece(const std::string& text) {
     return {*number, *count};
 }
 
-ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
+ExitStatus ScanFolderPiece(FolderScan& scan, const Folder& folder, Piece piece) {
     const SegmentStore store = StoreOf(scan, folder);
     SegmentRunOptions options = RunOptionsOf(scan, store.Grid());
     options.blocks = PieceOf(store.Grid(), piece.number, piece.count);
@@ -369,11 +369,11 @@ ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece) {
     return isLossless ? ExitStatus::Done : ExitStatus::Losses;
 }
 
-ScanOutcome ScanJobInto(JobScan& scan, const Folder& folder, JournalWriter& journal) {
+ScanOutcome ScanFolderInto(FolderScan& scan, const Folder& folder, JournalWriter& journal) {
     return RunInto(scan, StoreOf(scan, folder), journal);
 }
 
-ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder, bool keepsSegments) {
+ScanOutcome ScanFolderToEnd(FolderScan& scan, const Folder& folder, bool keepsSegments) {
     std::optional<ScanOutcome> outcome = FinishedBefore(scan, folder);
     if (!outcome) {
         const SegmentStore store = StoreOf(scan, folder);
@@ -386,7 +386,7 @@ ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder, bool keepsSegments
     return *std::move(outcome);
 }
 
-ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder) {
+ScanOutcome JoinFolderScan(FolderScan& scan, const Folder& folder) {
     if (auto finished = FinishedBefore(scan, folder)) {
         return *std::move(finished);
     }
@@ -404,7 +404,7 @@ ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder) {
     return IntoFindsFile(scan, folder, [&](JournalWriter& journal) { return RunInWorkers(scan, store, journal); });
 }
 
-Sightings SeenInJob(const JobScan& scan, const Folder& folder) {
+Sightings SeenInJob(const FolderScan& scan, const Folder& folder) {
     Sightings seen = ReadJournal(FilePlace(folder, JobFindsName)).seen;
     seen.unreadable = scan.scan.medium.Scanned().Unreadable().Ranges();
     return seen;

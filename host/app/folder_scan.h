@@ -37,7 +37,7 @@ void AddJobOptions(Command& command, JobOptions& options);
 inline constexpr const char* JobFindsName = "finds.jsonl";
 
 /// A scan that begins or goes on in a folder.
-struct JobScan {
+struct FolderScan {
     PreparedScan scan;
     ScanJob job;
     int workers = 1;
@@ -51,32 +51,32 @@ struct JobScan {
 /// Opens the image and looks for a scan to go on with in the folder, which need not exist. If that scan has options
 /// other than the defaults, the user is shown them. `anew` begins another scan in its place. Throws `Failure` (usage)
 /// for options that differ from those of the scan in the folder, and for a medium that has changed since.
-JobScan BeginJobScan(const std::filesystem::path& folder, ScanOptions options, const std::vector<std::int32_t>& types,
-                     const JobOptions& jobOptions, bool anew);
+FolderScan BeginFolderScan(const std::filesystem::path& folder, ScanOptions options,
+                           const std::vector<std::int32_t>& types, const JobOptions& jobOptions, bool anew);
 
 /// The scan in the folder, on the image that it was begun on, or on `image` if its path is not empty. Throws `Failure`
 /// if there is none.
-JobScan ReopenJobScan(const std::filesystem::path& folder, const ImageSpec& image, const JobOptions& jobOptions);
+FolderScan ReopenFolderScan(const std::filesystem::path& folder, const ImageSpec& image, const JobOptions& jobOptions);
 
 /// Parses "3/16". Throws `Failure` (usage).
 Piece ParsePiece(const std::string& text);
 
 /// Scans what is left of a piece; gives the exit status.
-ExitStatus ScanJobPiece(JobScan& scan, const Folder& folder, Piece piece);
+ExitStatus ScanFolderPiece(FolderScan& scan, const Folder& folder, Piece piece);
 
 /// Scans what is left and joins everything into a journal, piece by piece; the outcome then has no finds. If no worker
 /// process can be started, it scans in this one.
-ScanOutcome ScanJobInto(JobScan& scan, const Folder& folder, JournalWriter& journal);
+ScanOutcome ScanFolderInto(FolderScan& scan, const Folder& folder, JournalWriter& journal);
 
 /// The same into the finds file of the folder, unless an earlier run has written it. The segments of a complete scan
 /// are removed unless they are to be kept.
-ScanOutcome ScanJobToEnd(JobScan& scan, const Folder& folder, bool keepsSegments);
+ScanOutcome ScanFolderToEnd(FolderScan& scan, const Folder& folder, bool keepsSegments);
 
 /// Joins the scanned segments into the finds file. Throws `Failure` (not started) that names what is left to scan.
-ScanOutcome JoinJobScan(JobScan& scan, const Folder& folder);
+ScanOutcome JoinFolderScan(FolderScan& scan, const Folder& folder);
 
 /// The contents of a complete scan's finds file.
-Sightings SeenInJob(const JobScan& scan, const Folder& folder);
+Sightings SeenInJob(const FolderScan& scan, const Folder& folder);
 
 /// The exit status of a scan that lost or did not finish something.
 ExitStatus StatusOf(const ScanOutcome& outcome);
