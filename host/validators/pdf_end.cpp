@@ -9,11 +9,41 @@
 
 namespace salvor {
 
+namespace {
+
+// The end of the comments that begin at `at`, behind the end mark's line. Printers' test pages have their settings
+// there. At a sector start they would be another file.
+std::int64_t EndOfComments(ByteWindow& file, std::int64_t at) {
+    constexpr std::size_t longestLine = 1024;
+    constexpr int mostLines = 64;
+    const auto isText = [](std::uint8_t byte) {
+        return byte == '\t' || (byte >= ' ' && byte < 0x7F);
+    };
+    for (int lines = 0; lines < mostLines && at % file.SectorSize() != 0; ++lines) {
+        const ByteSpan shown = file.From(at);
+        const ByteSpan text = shown.first(std::min(shown.size(), longestLine));
+        const auto end = std::ranges::find_if_not(text, isText);
+        if (!StartsWith(text, PatternOf("%%")) || end == text.end() || (*end != '\r' && *end != '\n')) {
+            break;
+        }
+        const ByteSpan rest(end, text.end());
+        at += end - text.begin() + (StartsWith(rest, PatternOf("\r\n")) ? 2 : 1);
+    }
+    return at;
+}
+
+}  // namespace
+
 std::int64_t EndOfPdf(ByteWindow& file, std::int64_t size) {
     constexpr std::int64_t mostWhite = 4096;
     const std::int64_t from = std::max<std::int64_t>(size - mostWhite, 0);
+    if (const std::int64_t end = EndOfComments(file, size); end > size) {
+        return end;
+    }
+    // Zeros, which fill the rest of the file's sector; a single one may be anything.
     const ByteSpan next = file.From(size);
-    if (next.empty() || next[0] == 0) {
+    const auto filled = static_cast<std::size_t>(file.SectorSize() - size % file.SectorSize());
+    if (std::ranges::all_of(next.first(std::min(next.size(), filled)), [](std::uint8_t byte) { return byte == 0; })) {
         return size;
     }
     const ByteSpan tail = file.At(from, static_cast<std::size_t>(size - from));

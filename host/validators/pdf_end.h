@@ -7,7 +7,8 @@
 namespace salvor {
 
 /// The end of a PDF in bytes from its start, where `size` includes its last mark and all white space after it. The
-/// white space belongs to the file if zeros follow or the medium ends; otherwise only line ends of one kind do.
+/// white space belongs to the file if zeros follow or the medium ends; otherwise only line ends of one kind do. Lines
+/// that begin with `%%` belong to it too.
 std::int64_t EndOfPdf(ByteWindow& file, std::int64_t size);
 
 /// False if the last `startxref` of a PDF of `size` bytes leads to no cross-reference section or stream: bytes in

@@ -42,16 +42,31 @@ constexpr std::uint16_t GoesOn = 0x0003;
 constexpr std::uint16_t IsEncryptedFile = 0x0004;
 constexpr std::uint16_t HasLargeSizes = 0x0100;
 constexpr std::uint16_t HasComment = 0x0002;
+constexpr std::uint16_t HasFileComment = 0x0008;
+
+constexpr std::size_t ArchiveHeaderBytes = 13;
+constexpr std::size_t FileHeaderBytes = 32;
+
+// The part of a header that its checksum covers. Old writers put comments into the headers that they belong to, and
+// leave them out of the checksum.
+ByteSpan SummedPart(ByteSpan header, std::uint16_t flags) {
+    std::size_t size = header.size();
+    if (header[2] == ArchiveHeader && (flags & HasComment) != 0) {
+        size = ArchiveHeaderBytes;
+    } else if (header[2] == FileHeader && (flags & HasFileComment) != 0 && header.size() >= FileHeaderBytes) {
+        size = FileHeaderBytes + LoadLittle<std::uint16_t>(header, 26);
+    }
+    return header.first(std::min(size, header.size())).subspan(2);
+}
 
 void ReadFile4(ByteSpan header, std::uint16_t flags, Block& block) {
-    constexpr std::size_t fileHeaderBytes = 32;
     constexpr std::uint8_t stored = 0x30;
     constexpr std::uint8_t firstModern = 29;
-    if (header.size() < fileHeaderBytes) {
+    if (header.size() < FileHeaderBytes) {
         return;
     }
-    if ((flags & HasLargeSizes) != 0 && header.size() >= fileHeaderBytes + 4) {
-        block.dataSize += std::int64_t{LoadLittle<std::uint32_t>(header, fileHeaderBytes) & 0x0FFFFFFF} << 32U;
+    if ((flags & HasLargeSizes) != 0 && header.size() >= FileHeaderBytes + 4) {
+        block.dataSize += std::int64_t{LoadLittle<std::uint32_t>(header, FileHeaderBytes) & 0x0FFFFFFF} << 32U;
     }
     block.isModern = header[24] >= firstModern;
     if (header[25] == stored && (flags & (GoesOn | IsEncryptedFile)) == 0) {
@@ -74,11 +89,7 @@ std::optional<Block> ReadBlock4(Place& file, std::int64_t at) {
     if (header.empty() || type < ArchiveHeader || type > EndOfArchive) {
         return std::nullopt;
     }
-    // An archive's comment is in its header, but the checksum leaves it out.
-    constexpr std::size_t archiveHeaderBytes = 13;
-    const bool isCommented = type == ArchiveHeader && (flags & HasComment) != 0 && size > archiveHeaderBytes;
-    const ByteSpan summed = header.first(isCommented ? archiveHeaderBytes : size).subspan(2);
-    if ((Crc32Of(summed) & 0xFFFFU) != LoadLittle<std::uint16_t>(header, 0)) {
+    if ((Crc32Of(SummedPart(header, flags)) & 0xFFFFU) != LoadLittle<std::uint16_t>(header, 0)) {
         return std::nullopt;
     }
     Block block;
@@ -175,8 +186,11 @@ std::optional<Block> ReadBlock5(Place& file, std::int64_t at) {
 bool Begins(ByteSpan head) { return StartsWith(head, Marker4) || StartsWith(head, Marker5); }
 
 // All that follows is encrypted: the archive is taken to end at zeros, at the next file or at the medium's end.
-Finding EncryptedFrom(Place& file, std::int64_t at) {
+Finding EncryptedFrom(Place& file, const std::int64_t from) {
     constexpr std::size_t mostZeros = 64;
+    // In bytes: the random numbers in front of each header, and the headers themselves, are multiples of it.
+    constexpr std::int64_t unit = 8;
+    std::int64_t at = from;
     const std::int64_t end = file.NextStart(at);
     std::size_t zeros = 0;
     while (at < end && zeros < mostZeros) {
@@ -191,8 +205,14 @@ Finding EncryptedFrom(Place& file, std::int64_t at) {
         }
         at += static_cast<std::int64_t>(seen);
     }
-    const std::int64_t size = at - static_cast<std::int64_t>(zeros);
-    return {Verdict::Open, size, FileTypeIndex::Rar, {}, "its headers are encrypted"};
+    // Its last bytes may be zeros.
+    const std::int64_t units = (at - static_cast<std::int64_t>(zeros) - from + unit - 1) / unit;
+    const std::int64_t size = std::min(from + units * unit, file.Limit());
+    return {.verdict = Verdict::Open,
+            .size = size,
+            .type = FileTypeIndex::Rar,
+            .why = "its headers are encrypted",
+            .isCertain = true};
 }
 
 // All volumes but the last have equal lengths: where the members leave a few bytes, these are zeros.
@@ -212,7 +232,11 @@ Finding WithoutBlock(Place& file, std::int64_t at, std::int64_t blocks, bool isM
     }
     // Old writers put nothing at the end.
     if (!isModern && at < file.Limit() && blocks > 1) {
-        return {Verdict::Open, at, FileTypeIndex::Rar, {}, "its last block; writers of its time mark no end"};
+        return {.verdict = Verdict::Open,
+                .size = at,
+                .type = FileTypeIndex::Rar,
+                .why = "its last block; writers of its time mark no end",
+                .isCertain = true};
     }
     return BrokenAt(file, at, at + 1, FileTypeIndex::Rar, "a header is damaged");
 }

@@ -31,6 +31,8 @@ constexpr std::int64_t UnpackedShare = 16;
 
 constexpr std::uint32_t InLongField = 0xFFFFFFFF;
 constexpr std::uint16_t LongFieldId = 0x0001;
+// Java's archiver adds an empty field with this identifier to the first member.
+constexpr std::uint16_t JavaFieldId = 0xCAFE;
 
 std::uint16_t Word(ByteSpan bytes, std::size_t at) { return LoadLittle<std::uint16_t>(bytes, at); }
 std::uint32_t Long(ByteSpan bytes, std::size_t at) { return LoadLittle<std::uint32_t>(bytes, at); }
@@ -232,7 +234,11 @@ bool ZipArchive::TakeEntry(std::int64_t at) {
     const std::size_t nameBytes = Word(entry, Central::NameLength);
     const std::size_t extraBytes = Word(entry, Central::ExtraLength);
     const std::int64_t name = at + static_cast<std::int64_t>(Central::Bytes);
-    ByteSpan longField = LongFieldOf(file_.At(name + static_cast<std::int64_t>(nameBytes), extraBytes));
+    const ByteSpan extra = file_.At(name + static_cast<std::int64_t>(nameBytes), extraBytes);
+    if (extra.size() >= 4 && Word(extra, 0) == JavaFieldId) {
+        names_.NoteJava();
+    }
+    ByteSpan longField = LongFieldOf(extra);
     // The field contains only the numbers that did not fit.
     for (std::int64_t* const field : {&member.size, &member.packedSize, &member.offset}) {
         if (*field == InLongField && longField.size() >= 8) {

@@ -96,6 +96,8 @@ enum Sign : std::uint8_t {
     SignedAddOn,
     WheelFolder,
     EggFolder,
+    Container,
+    Publication,
 };
 
 struct NameSign {
@@ -111,6 +113,7 @@ constexpr NameSign NameSigns[] = {
     {"content/riffData.cdr", DrawingOfCorel, NameSign::Whole},
     {"PxlPkg.plist", SheetOfPocket, NameSign::AtEnd},
     {"META-INF/MANIFEST.MF", Manifest, NameSign::Whole},
+    {"META-INF/maven/", Manifest, NameSign::AtStart},
     {"AndroidManifest.xml", AndroidManifest, NameSign::Whole},
     {"WEB-INF/", WebApplication, NameSign::AtStart},
     {"META-INF/application.xml", EnterpriseApplication, NameSign::Whole},
@@ -118,6 +121,7 @@ constexpr NameSign NameSigns[] = {
     {"FixedDocSeq.fdseq", FixedSequence, NameSign::AtEnd},
     {"FixedDocumentSequence.fdseq", FixedSequence, NameSign::AtEnd},
     {"3D/3dmodel.model", Model3D, NameSign::Whole},
+    {"3D/3DModel.model", Model3D, NameSign::Whole},
     {".nuspec", PackageSpec, NameSign::AtEnd},
     {"extension.vsixmanifest", ExtensionManifest, NameSign::Whole},
     {"doc.kml", MapDocument, NameSign::Whole},
@@ -125,6 +129,8 @@ constexpr NameSign NameSigns[] = {
     {"META-INF/mozilla.rsa", SignedAddOn, NameSign::Whole},
     {".dist-info/WHEEL", WheelFolder, NameSign::AtEnd},
     {"EGG-INFO/", EggFolder, NameSign::AtStart},
+    {"META-INF/container.xml", Container, NameSign::Whole},
+    {".opf", Publication, NameSign::AtEnd},
 };
 
 bool Matches(const NameSign& sign, std::string_view name) {
@@ -176,9 +182,13 @@ void ZipNames::Take(std::string_view name, std::int64_t index) {
             seen_ |= BitOf(sign.sign);
         }
     }
-    const bool isArray = name.ends_with(".npy");
-    hasArrays_ = hasArrays_ || isArray;
-    hasOthers_ = hasOthers_ || !isArray;
+    if (name.ends_with(".npy")) {
+        hasArrays_ = true;
+    } else if (name.ends_with(".class")) {
+        hasClasses_ = true;
+    } else {
+        hasOthers_ = hasOthers_ || !name.ends_with('/');
+    }
 }
 
 PackageKind ZipNames::Kind(std::string_view text) const {
@@ -211,7 +221,14 @@ PackageKind ZipNames::PlainKind() const {
     if (known != std::end(OtherSigns)) {
         return known->kind;
     }
-    return hasArrays_ && !hasOthers_ ? PackageKind{Zip, "npz"} : PackageKind{Zip};
+    // Books without their media type, and music, which needs none.
+    if ((seen_ & BitOf(Container)) != 0) {
+        return {Zip, (seen_ & BitOf(Publication)) != 0 ? "epub" : "mxl"};
+    }
+    if (isJava_ || (hasClasses_ && !hasArrays_ && !hasOthers_)) {
+        return {Jar};
+    }
+    return hasArrays_ && !hasClasses_ && !hasOthers_ ? PackageKind{Zip, "npz"} : PackageKind{Zip};
 }
 
 }  // namespace salvor

@@ -19,6 +19,9 @@ public:
     /// Takes the next name of the directory; `index` is the number of its entry.
     void Take(std::string_view name, std::int64_t index);
 
+    /// The archive has the mark of Java's own archiver.
+    void NoteJava() { isJava_ = true; }
+
     /// The entry whose text the kind depends on, for `KindOf`; -1 if there is none.
     std::int64_t DecidingEntry() const { return mimeType_ >= 0 ? mimeType_ : contentTypes_; }
 
@@ -33,8 +36,11 @@ private:
     std::int64_t contentTypes_ = -1;
     // One bit for each name of the table that occurred.
     std::uint64_t seen_ = 0;
+    // What members there are, apart from folders.
     bool hasOthers_ = false;
     bool hasArrays_ = false;
+    bool hasClasses_ = false;
+    bool isJava_ = false;
 };
 
 }  // namespace salvor

@@ -14,8 +14,9 @@ using namespace std::string_view_literals;
 
 constexpr std::string_view EmptyArchive = "PK\5\6\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"sv;
 
-// True if the first member has a version and a method that exist, and a name. Android's build tools fill the place of a
-// removed member with one that has neither a name nor data.
+// True if the first member has a version and a method that exist, and a name. Without a name it has neither a checksum
+// nor a size: Android's build tools fill the place of a removed member so, and what was packed from a pipe has them
+// after its data.
 bool IsLocalHeader(ByteSpan head) {
     if (head.size() <= ZipLocalHeader::Bytes || LoadLittle<std::uint32_t>(head, 0) != ZipSignature::LocalHeader) {
         return false;
@@ -23,8 +24,10 @@ bool IsLocalHeader(ByteSpan head) {
     const auto method = LoadLittle<std::uint16_t>(head, ZipLocalHeader::Method);
     const auto nameBytes = LoadLittle<std::uint16_t>(head, ZipLocalHeader::NameLength);
     if (nameBytes == 0) {
-        return method == ZipStored && LoadLittle<std::uint32_t>(head, ZipLocalHeader::Crc) == 0 &&
-               LoadLittle<std::uint32_t>(head, ZipLocalHeader::CompressedSize) == 0;
+        const auto packedSize = LoadLittle<std::uint32_t>(head, ZipLocalHeader::CompressedSize);
+        return (method == ZipStored || method == ZipDeflated) &&
+               LoadLittle<std::uint32_t>(head, ZipLocalHeader::Crc) == 0 &&
+               (packedSize == 0 || packedSize == 0xFFFFFFFF);
     }
     constexpr std::uint8_t newestVersion = 99;
     return head[4] <= newestVersion && (method <= 20 || (method >= 93 && method <= 99)) && nameBytes <= 4096 &&

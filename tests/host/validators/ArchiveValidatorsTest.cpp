@@ -168,6 +168,17 @@ TEST(ArchiveValidatorsTest, OldRarsEndWithTheirLastBlock) {
     const Finding finding = test::FindingOf("rar", old, Bytes(9000));
     EXPECT_EQ(finding.verdict, Verdict::Open);
     EXPECT_EQ(finding.size, std::ssize(old));
+    EXPECT_TRUE(finding.isCertain);
+    // A file's comment is behind its name, and not in the header's checksum.
+    Bytes commented = old;
+    const std::size_t header = 7 + 13;
+    const Bytes comment = BytesOf("a comment");
+    commented.insert(commented.begin() + header + 33, comment.begin(), comment.end());
+    commented[header + 3] |= 8U;
+    commented[header + 5] += static_cast<std::uint8_t>(comment.size());
+    const Bytes covered(commented.begin() + header + 2, commented.begin() + header + 33);
+    PutNumber(commented, header, Crc32Of(covered) & 0xFFFFU, 2);
+    EXPECT_EQ(test::FindingOf("rar", commented, Bytes(9000)).size, std::ssize(commented));
     // Later versions have an end block, so this one is cut.
     EXPECT_EQ(test::FindingOf("rar", Rar4(29, false), Bytes(9000)).verdict, Verdict::Damaged);
 }

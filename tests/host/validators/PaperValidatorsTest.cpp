@@ -2,7 +2,9 @@
 
 #include <random>
 
+#include "host/validators/pdf_end.h"
 #include "tests/host/validators/TestPlace.h"
+#include "tests/support/Numbers.h"
 
 namespace salvor {
 
@@ -34,6 +36,20 @@ TEST(PaperValidators, PostScriptEndsWithTheLastLineOfItsTrailer) {
     const Bytes file(text.begin(), text.end());
     EXPECT_EQ(FindingOf("postscript", file, Bytes{'q', 0xE4, 1, 2}).size, std::ssize(file));
     EXPECT_EQ(FindingOf("postscript", file, Bytes{'q', 0, 0, 0}).size, std::ssize(file) + 1);
+}
+
+// Comments behind the end belong to the document, but not another document's first line.
+TEST(PaperValidators, PdfsKeepTheCommentsBehindTheirEnd) {
+    const auto endOf = [](const std::string& document, const std::string& behind) {
+        return LookAt(::test::BytesOf(document + behind), Bytes{'%', '%', 0xE4, '\n', 1}, {},
+                      [&](Place& place) { return EndOfPdf(place, std::ssize(document)); });
+    };
+    const std::string document = "%PDF-1.4\nstartxref\n9\n%%EOF\n";
+    const std::string comments = "%%Banner\n%%Show job-id\r\n";
+    EXPECT_EQ(endOf(document, comments), std::ssize(document + comments));
+    EXPECT_EQ(endOf(document, "text\n"), std::ssize(document));
+    EXPECT_EQ(endOf(document + ' ', std::string("\0x", 2)), std::ssize(document));
+    EXPECT_EQ(endOf(std::string(512 - document.size(), ' ') + document, comments), 512);
 }
 
 // One chain of blocks of 256 bytes; the first link is at the end of block 3.

@@ -156,6 +156,12 @@ const WholeCase WholeCases[] = {
          return archive.Closed();
      },
      FileTypeIndex::Jar, "apk"},
+    {"one member without a name, packed from a pipe",
+     [] {
+         Archive archive;
+         archive.Member("", Text, true, Sizes::LongDescriptor);
+         return archive.Closed();
+     }},
     {"two entries for one member",
      [] {
          Archive archive;
@@ -211,6 +217,21 @@ const WholeCase WholeCases[] = {
          }
          return archive.file;
      }},
+    {"music",
+     [] {
+         return Of({{"META-INF/container.xml", "x"}, {"song.xml", "x"}});
+     },
+     FileTypeIndex::Zip, "mxl"},
+    {"a book without its media type",
+     [] {
+         return Of({{"META-INF/container.xml", "x"}, {"book.opf", "x"}});
+     },
+     FileTypeIndex::Zip, "epub"},
+    {"Java classes alone",
+     [] {
+         return Of({{"a/A.class", "x"}, {"a/B.class", "x"}});
+     },
+     FileTypeIndex::Jar},
     {"a Java archive",
      [] {
          return Of({{"META-INF/MANIFEST.MF", "x"}, {"A.class", "x"}});
