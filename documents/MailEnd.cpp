@@ -50,16 +50,8 @@ auto StepThrough(const BytePattern& mark, FileWindow& file, std::int64_t base) {
 
 }  // namespace
 
-void MailEndSearch::Reset() {
-    offsets_.Reset();
-    budget_.Reset();
-    reader_.Reset();
-}
-
 void MailEndSearch::EnterBlock(const SectorBlock& block) {
-    budget_.EnterBlock(block);
-    reader_.EnterBlock(block);
-    if (!offsets_.Enter(block)) {
+    if (!PlacedMemory::EnterBlock(block)) {
         Forget();
     }
 }
@@ -74,7 +66,8 @@ void MailEndSearch::Forget() {
 
 std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, std::int64_t maxSize) {
     const std::int64_t sectorSize = candidate.block.sectorSize;
-    const std::int64_t base = offsets_.PlaceOf(candidate.startSector);
+    BeginWalk(candidate);
+    const std::int64_t base = PlaceOf(0);
     const bool readsAhead = candidate.block.source != nullptr;
     reach_ = std::min(maxSize, Endless);
     // A view is a sector and the one after it.
@@ -82,8 +75,7 @@ std::optional<std::int64_t> MailEndSearch::FindEnd(const Candidate& candidate, s
     if (!readsAhead) {
         views = std::min(views, static_cast<std::int64_t>(candidate.RestOfBlock().size()) / sectorSize - 1);
     }
-    budget_.BeginWalk();
-    FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), budget_, reader_);
+    FileWindow file(candidate, (views + 1) * sectorSize + (readsAhead ? Ahead : 0), budget, reader);
     const std::int64_t end = base + views * sectorSize;
 
     const auto content = contentGap_.Find(base, base, end, StepThrough(ContentType, file, base));

@@ -8,22 +8,15 @@
 #include "documents/ClosingIndex.h"
 #include "frame/bytes/Bytes.h"
 #include "frame/memory/Gap.h"
-#include "frame/memory/ScanOffsets.h"
-#include "frame/read/Budget.h"
 #include "frame/read/FileWindow.h"
-#include "frame/read/SharedReader.h"
-#include "frame/scan/SectorScan.h"
+#include "frame/scan/PlacedMemory.h"
 
 /// Finds the ends of mail messages. It remembers from earlier messages where the next content header is, what it says,
 /// and where its marker does not occur. So many messages before the same header, or with markers that never come, cost
 /// little more than one.
-class MailEndSearch {
+class MailEndSearch : public PlacedMemory {
 public:
-    /// Prepares for a new scan.
-    void Reset();
-
     void EnterBlock(const SectorBlock& block);
-    bool IsAtRest() const { return budget_.IsAtRest(); }
 
     /// Length in bytes of the message that starts at the candidate, up to the marker named by its first content header.
     /// Sectors have 512 to 2048 bytes. Nothing if there is no such header, or if the marker does not begin in the first
@@ -47,9 +40,6 @@ private:
 
     void Forget();
 
-    ScanOffsets offsets_;
-    Budget budget_;
-    SharedReader reader_;
     std::int64_t reach_ = 0;
     Gap contentGap_;
     ContentHeader header_;

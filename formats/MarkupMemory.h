@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "formats/MarkupReader.h"
-#include "frame/memory/ScanOffsets.h"
-#include "frame/scan/WalkingScanner.h"
+#include "frame/scan/PlacedMemory.h"
 
 /// A walk through a declaration, such as a document type, and those nested in it. Places are those of `ScanOffsets`.
 class DeclarationWalk {
@@ -72,25 +71,13 @@ private:
 
 /// What the walks of a scan share that follow markup: declarations that do not end. Where many documents begin inside
 /// each other's declarations, a walk goes on where an earlier one stopped.
-class MarkupMemory : public WalkMemory {
+class MarkupMemory : public PlacedMemory {
 public:
-    void Reset() {
-        WalkMemory::Reset();
-        offsets_.Reset();
-    }
     void EnterBlock(const SectorBlock& block) {
-        WalkMemory::EnterBlock(block);
-        if (!offsets_.Enter(block)) {
+        if (!PlacedMemory::EnterBlock(block)) {
             walks_.clear();
         }
     }
-    void BeginWalk(const Candidate& candidate) {
-        WalkMemory::BeginWalk(candidate);
-        start_ = offsets_.PlaceOf(candidate.startSector);
-    }
-
-    /// The place of an offset in the file being walked.
-    std::int64_t PlaceOf(std::int64_t at) const { return start_ + at; }
 
     /// The walk through the declaration that begins at a place, as far as one got that did not find its end. Null if
     /// none is known.
@@ -109,7 +96,5 @@ public:
     }
 
 private:
-    ScanOffsets offsets_;
-    std::int64_t start_ = 0;
     std::vector<DeclarationWalk> walks_;
 };

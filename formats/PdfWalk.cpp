@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
 
 #include "frame/bytes/BytePattern.h"
 #include "frame/bytes/PlaceSearch.h"
@@ -9,6 +10,8 @@
 namespace {
 
 constexpr auto HeaderStart = PatternOf("%PDF-");
+// With a digit, a point and a digit.
+constexpr std::size_t HeaderBytes = HeaderStart.size() + 3;
 constexpr auto PostScriptStart = PatternOf("%!PS");
 constexpr auto EndMarkBytes = PatternOf("%%EOF");
 constexpr BytePattern EndMark{EndMarkBytes};
@@ -157,6 +160,32 @@ std::optional<std::size_t> DrawingKeyIn(ByteSpan bytes, std::size_t from, std::s
     return from < end ? FindPlace(bytes.data(), from, end, difference, isKey) : std::nullopt;
 }
 
+// How many places the bytes have at which that many begin; none or fewer if they are fewer.
+std::int64_t PlacesFor(std::size_t length, ByteSpan bytes) {
+    return std::ssize(bytes) - static_cast<std::int64_t>(length) + 1;
+}
+
+// For `SearchedPlaces`: calls `visit(place)` for each occurrence of the mark in bytes that begin at `place`.
+auto ForEach(const BytePattern& mark, std::int64_t place, ByteSpan bytes) {
+    return [&mark, place, bytes](std::int64_t from, std::int64_t to, auto visit) {
+        mark.ForEachIn(bytes.first(static_cast<std::size_t>(to - place) + mark.size() - 1),
+                       static_cast<std::size_t>(from - place),
+                       [&](std::size_t offset) { visit(place + static_cast<std::int64_t>(offset)); });
+    };
+}
+
+// The same for the keys of drawings.
+auto ForEachKey(std::int64_t place, ByteSpan bytes) {
+    return [place, bytes](std::int64_t from, std::int64_t to, auto visit) {
+        auto at = static_cast<std::size_t>(from - place);
+        const auto end = static_cast<std::size_t>(to - place);
+        for (auto key = DrawingKeyIn(bytes, at, end); key; key = DrawingKeyIn(bytes, at, end)) {
+            visit(place + static_cast<std::int64_t>(*key));
+            at = *key + 1;
+        }
+    };
+}
+
 class PdfWalk {
 public:
     PdfWalk(FileWindow& file, PdfMemory& memory) : file_(file), memory_(memory) {}
@@ -164,11 +193,20 @@ public:
     std::optional<PdfExtent> Run();
 
 private:
+    static constexpr std::int64_t NoOffset = std::numeric_limits<std::int64_t>::max();
+    static constexpr std::int64_t NoPiece = -1;
+
     bool HasEnd() const { return end_ > 0 || spareEnd_ > 0; }
     std::optional<std::size_t> FindEnd(std::int64_t at, ByteSpan bytes);
     void FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bool isMark);
+    std::int64_t PassIdleMarks(std::int64_t at);
+    PdfSigns& SignsOf(ByteSpan bytes);
+    void LearnHeaders(std::int64_t at, ByteSpan bytes);
+    void LearnWords(std::int64_t at, ByteSpan bytes);
+    std::size_t MoreHeaders() const;
+    void LookForHeaders(std::int64_t at, ByteSpan bytes);
     std::optional<std::size_t> HeaderTooMany(std::int64_t at, ByteSpan bytes) const;
-    void PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count);
+    void PassHeaders(std::int64_t at, std::int64_t to);
     void PassObjects(std::int64_t at, ByteSpan bytes);
     void PassEnd(std::int64_t mark);
     std::optional<std::int64_t> OffsetBefore(std::int64_t mark);
@@ -186,13 +224,25 @@ private:
     // The last header passed; 0 if there is none.
     std::int64_t otherFile_ = 0;
     int headers_ = 0;
+    // Of the piece with this number, unless it is of the block.
+    PdfSigns signs_;
+    std::int64_t signsPiece_ = 0;
+    // The next header, and the one that ends the walk, as far as the piece with this number shows them, from an offset
+    // on; and whether there was an end when they were looked for.
+    std::int64_t nextHeader_ = NoOffset;
+    std::int64_t headerTooMany_ = NoOffset;
+    std::int64_t headersPiece_ = NoPiece;
+    std::int64_t headersFrom_ = 0;
+    bool hadEnd_ = false;
     // Near the end of the last object that was looked for.
     std::int64_t objectAt_ = 0;
     int marks_ = 0;
     int ends_ = 0;
     int nearSections_ = 0;
     bool isOver_ = false;
-    std::int64_t drawingAt_ = std::numeric_limits<std::int64_t>::max();
+    // The last mark had no offset before it.
+    bool isIdle_ = false;
+    std::int64_t drawingAt_ = NoOffset;
 };
 
 std::optional<PdfExtent> PdfWalk::Run() {
@@ -206,11 +256,13 @@ std::optional<PdfExtent> PdfWalk::Run() {
     }
     std::int64_t at = 0;
     while (at < limit && !isOver_) {
+        at = isIdle_ ? PassIdleMarks(at) : at;
         ByteSpan bytes = file_.From(at, LongestMark);
-        bytes = bytes.first(std::min(bytes.size(), PartBytes));
         if (bytes.empty()) {
             break;
         }
+        LookForHeaders(at, bytes);
+        bytes = bytes.first(std::min(bytes.size(), PartBytes));
         // No text that is searched for reaches into a header.
         const std::optional<std::size_t> stop = HeaderTooMany(at, bytes);
         bytes = bytes.first(stop.value_or(bytes.size()));
@@ -224,9 +276,10 @@ std::optional<PdfExtent> PdfWalk::Run() {
         if (stop && !mark) {
             break;
         }
-        PassHeaders(at, bytes, count);
+        PassHeaders(at, at + static_cast<std::int64_t>(count));
         PassObjects(at, bytes.first(count));
         at += static_cast<std::int64_t>(count);
+        isIdle_ = false;
         if (mark && !isOver_) {
             PassEnd(at);
             at += static_cast<std::int64_t>(EndMark.size());
@@ -242,15 +295,14 @@ std::optional<PdfExtent> PdfWalk::Run() {
 // The first end mark that lies wholly in the bytes.
 std::optional<std::size_t> PdfWalk::FindEnd(std::int64_t at, ByteSpan bytes) {
     const std::int64_t place = memory_.PlaceOf(at);
-    const std::int64_t end = place + std::ssize(bytes) - std::ssize(EndMarkBytes) + 1;
+    const std::int64_t end = place + PlacesFor(EndMark.size(), bytes);
     const std::int64_t searchedTo = memory_.ends.SearchedTo(place);
     std::optional<std::int64_t> found = searchedTo > place ? memory_.ends.FirstFrom(place) : std::nullopt;
     if (found && *found >= end) {
         return std::nullopt;
     }
     if (!found && searchedTo < end) {
-        const auto mark = EndMark.FindIn(bytes, static_cast<std::size_t>(searchedTo - place));
-        found = mark ? std::optional(place + static_cast<std::int64_t>(*mark)) : std::nullopt;
+        found = SignsOf(bytes).ends.Find(searchedTo, end, ForEach(EndMark, place, bytes));
         // No other begins inside a mark.
         memory_.ends.Note(place, found ? *found + std::ssize(EndMarkBytes) : end, found);
     }
@@ -265,10 +317,14 @@ void PdfWalk::FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bo
     const std::int64_t searchedTo = memory_.keys.SearchedTo(place);
     std::optional<std::int64_t> found = searchedTo > place ? memory_.keys.FirstFrom(place) : std::nullopt;
     if (!found && searchedTo < end) {
-        const auto key = DrawingKeyIn(bytes, static_cast<std::size_t>(searchedTo - place), count);
-        found = key ? std::optional(place + static_cast<std::int64_t>(*key)) : std::nullopt;
-        // No key reaches into a mark. Where the bytes are cut, a later walk may see more than begins there.
-        const std::int64_t whole = place + std::max<std::int64_t>(std::ssize(bytes) - std::ssize(PrivatePdf) + 1, 0);
+        // Where the bytes are cut, a later walk may see more than begins there.
+        const std::int64_t whole = place + std::max<std::int64_t>(PlacesFor(LongestMark, bytes), 0);
+        found = SignsOf(bytes).keys.Find(searchedTo, std::min(end, whole), ForEachKey(place, bytes));
+        if (const std::int64_t cut = std::max(searchedTo, whole); !found && cut < end) {
+            const auto key = DrawingKeyIn(bytes, static_cast<std::size_t>(cut - place), count);
+            found = key ? std::optional(place + static_cast<std::int64_t>(*key)) : std::nullopt;
+        }
+        // No key reaches into a mark.
         const std::int64_t searched = isMark ? end + std::ssize(EndMarkBytes) : std::min(end, whole);
         memory_.keys.Note(place, found ? *found + 1 : searched, found);
     }
@@ -277,34 +333,120 @@ void PdfWalk::FindDrawing(std::int64_t at, ByteSpan bytes, std::size_t count, bo
     }
 }
 
-// Where the header begins that ends the walk, unless an end mark comes first.
-std::optional<std::size_t> PdfWalk::HeaderTooMany(std::int64_t at, ByteSpan bytes) const {
-    const std::int64_t sectorSize = file_.SectorSize();
-    const std::int64_t from = std::max(at, endsFrom_);
-    const std::int64_t to = at + static_cast<std::int64_t>(bytes.size());
-    int headers = headers_;
-    for (std::int64_t sector = (from + sectorSize - 1) / sectorSize * sectorSize; sector < to; sector += sectorSize) {
-        const auto place = static_cast<std::size_t>(sector - at);
-        if (IsPdfHeader(bytes.subspan(place)) && (HasEnd() || ++headers > MostHeaders)) {
-            return place;
-        }
+// Moves behind end marks that change nothing, because no offset comes before them: as far as the current piece shows
+// them.
+std::int64_t PdfWalk::PassIdleMarks(std::int64_t at) {
+    const std::int64_t from = std::max<std::int64_t>(at - TailBytes, 0);
+    const ByteSpan shown = file_.Shown(from);
+    const auto ahead = static_cast<std::size_t>(at - from);
+    if (at < endsFrom_ || shown.size() < ahead + LongestMark) {
+        return at;
     }
-    return std::nullopt;
+    LearnWords(from, shown.first(std::min(shown.size(), PartBytes)));
+    const ByteSpan bytes = shown.subspan(ahead, std::min(shown.size() - ahead, PartBytes));
+    const PdfSigns& signs = SignsOf(bytes);
+    const std::int64_t place = memory_.PlaceOf(at);
+    std::int64_t to = std::min({signs.words.SearchedTo(memory_.PlaceOf(from)), place + PlacesFor(LongestMark, bytes),
+                                memory_.PlaceOf(objectAt_ + ObjectGap)});
+    // A mark has the words in front of it that end there or before.
+    if (const auto word = signs.words.FirstFrom(memory_.PlaceOf(from))) {
+        to = std::min(to, *word + std::ssize(StartXrefBytes));
+    }
+    if (to < place + std::ssize(EndMarkBytes)) {
+        return at;
+    }
+    LookForHeaders(at, shown.subspan(ahead));
+    if (const std::optional<std::size_t> header = HeaderTooMany(at, bytes)) {
+        to = std::min(to, place + static_cast<std::int64_t>(*header));
+    }
+    memory_.ends.NoteAll(place, to, ForEach(EndMark, place, bytes));
+    memory_.keys.NoteAll(place, to, ForEachKey(place, bytes));
+    if (const auto key = memory_.keys.FirstFrom(place)) {
+        to = std::min(to, *key);
+    }
+    std::span<const std::int64_t> marks = memory_.ends.Between(place, to - std::ssize(EndMarkBytes) + 1);
+    marks = marks.first(std::min(marks.size(), static_cast<std::size_t>(MostMarks - 1 - marks_)));
+    if (marks.empty()) {
+        return at;
+    }
+    marks_ += static_cast<int>(marks.size());
+    const std::int64_t mark = at + (marks.back() - place);
+    PassHeaders(at, mark);
+    return mark + std::ssize(EndMarkBytes);
 }
 
-void PdfWalk::PassHeaders(std::int64_t at, ByteSpan bytes, std::size_t count) {
-    const std::int64_t sectorSize = file_.SectorSize();
-    const std::int64_t from = std::max(at, endsFrom_);
-    const std::int64_t to = at + static_cast<std::int64_t>(count);
-    for (std::int64_t sector = (from + sectorSize - 1) / sectorSize * sectorSize; sector < to; sector += sectorSize) {
-        if (IsPdfHeader(bytes.subspan(static_cast<std::size_t>(sector - at)))) {
-            otherFile_ = sector;
-            if (HasEnd() || ++headers_ > MostHeaders) {
-                isOver_ = true;
-                return;
-            }
-        }
+// The signs that are noted for the bytes of the current piece.
+PdfSigns& PdfWalk::SignsOf(ByteSpan bytes) {
+    if (file_.IsOfBlock(bytes)) {
+        return memory_.inBlock;
     }
+    if (signsPiece_ != file_.PieceCount()) {
+        signsPiece_ = file_.PieceCount();
+        signs_.Clear();
+    }
+    return signs_;
+}
+
+void PdfWalk::LearnHeaders(std::int64_t at, ByteSpan bytes) {
+    const std::int64_t sectorSize = file_.SectorSize();
+    const std::int64_t place = memory_.PlaceOf(at);
+    SignsOf(bytes).headers.NoteAll(place, place + PlacesFor(HeaderBytes, bytes),
+                                   [&](std::int64_t from, std::int64_t to, auto visit) {
+                                       const std::int64_t first = at + (from - place);
+                                       for (std::int64_t sector = (first + sectorSize - 1) / sectorSize * sectorSize;
+                                            sector - at < to - place; sector += sectorSize) {
+                                           if (IsPdfHeader(bytes.subspan(static_cast<std::size_t>(sector - at)))) {
+                                               visit(memory_.PlaceOf(sector));
+                                           }
+                                       }
+                                   });
+}
+
+void PdfWalk::LearnWords(std::int64_t at, ByteSpan bytes) {
+    const std::int64_t place = memory_.PlaceOf(at);
+    SignsOf(bytes).words.NoteAll(place, place + PlacesFor(StartXrefBytes.size(), bytes),
+                                 ForEach(StartXrefMark, place, bytes));
+}
+
+// How many more headers may be passed.
+std::size_t PdfWalk::MoreHeaders() const { return HasEnd() ? 0 : static_cast<std::size_t>(MostHeaders - headers_); }
+
+// Brings the headers at and behind `at` up to date: those in the current piece, of which these are all bytes from `at`.
+void PdfWalk::LookForHeaders(std::int64_t at, ByteSpan bytes) {
+    const std::int64_t to = at + PlacesFor(HeaderBytes, bytes);
+    if (headersPiece_ == file_.PieceCount() && headersFrom_ <= at && hadEnd_ == HasEnd()) {
+        return;
+    }
+    LearnHeaders(at, bytes);
+    const auto headers = SignsOf(bytes).headers.Between(memory_.PlaceOf(std::max(at, endsFrom_)), memory_.PlaceOf(to));
+    const auto offsetOf = [&](std::size_t which) {
+        return which < headers.size() ? at + (headers[which] - memory_.PlaceOf(at)) : NoOffset;
+    };
+    nextHeader_ = offsetOf(0);
+    headerTooMany_ = offsetOf(MoreHeaders());
+    headersPiece_ = file_.PieceCount();
+    headersFrom_ = at;
+    hadEnd_ = HasEnd();
+}
+
+// Where the header begins that ends the walk, unless an end mark comes first.
+std::optional<std::size_t> PdfWalk::HeaderTooMany(std::int64_t at, ByteSpan bytes) const {
+    // It must be wholly in the bytes.
+    const bool isShown = headerTooMany_ < at + PlacesFor(HeaderBytes, bytes);
+    return isShown ? std::optional(static_cast<std::size_t>(headerTooMany_ - at)) : std::nullopt;
+}
+
+// Passes the headers from `at` on and before `to`, which are not too many.
+void PdfWalk::PassHeaders(std::int64_t at, std::int64_t to) {
+    if (nextHeader_ >= to) {
+        return;
+    }
+    const ByteSpan bytes = file_.Shown(at);
+    const auto headers = SignsOf(bytes).headers.Between(memory_.PlaceOf(std::max(at, endsFrom_)), memory_.PlaceOf(to));
+    otherFile_ = at + (headers.back() - memory_.PlaceOf(at));
+    headers_ += static_cast<int>(headers.size());
+    // Those behind are looked for anew.
+    headersPiece_ = NoPiece;
 }
 
 // Where no object has ended for this long, the file is damaged; its end must not be sought across a whole medium.
@@ -321,6 +463,7 @@ void PdfWalk::PassObjects(std::int64_t at, ByteSpan bytes) {
 void PdfWalk::PassEnd(std::int64_t mark) {
     isOver_ = ++marks_ == MostMarks;
     const std::optional<std::int64_t> offset = mark < endsFrom_ ? std::nullopt : OffsetBefore(mark);
+    isIdle_ = !offset;
     if (!offset) {
         return;
     }
@@ -342,13 +485,19 @@ void PdfWalk::PassEnd(std::int64_t mark) {
 // The number after the `startxref` that precedes an end mark.
 std::optional<std::int64_t> PdfWalk::OffsetBefore(std::int64_t mark) {
     const std::int64_t length = std::min(mark, TailBytes);
-    ByteSpan text = file_.At(mark - length, static_cast<std::size_t>(length));
-    std::optional<std::int64_t> number;
-    for (auto word = StartXrefMark.FindIn(text); word; word = StartXrefMark.FindIn(text)) {
-        text = text.subspan(*word + StartXrefBytes.size());
-        number = NumberAt(text);
+    const std::int64_t from = mark - length;
+    const ByteSpan text = file_.From(from, static_cast<std::size_t>(length));
+    if (std::ssize(text) < length) {
+        return std::nullopt;
     }
-    return number;
+    LearnWords(from, text.first(std::min(text.size(), PartBytes)));
+    const auto words =
+        SignsOf(text).words.Between(memory_.PlaceOf(from), memory_.PlaceOf(mark) - std::ssize(StartXrefBytes) + 1);
+    if (words.empty()) {
+        return std::nullopt;
+    }
+    const std::int64_t number = words.back() - memory_.PlaceOf(from) + std::ssize(StartXrefBytes);
+    return NumberAt(text.subspan(static_cast<std::size_t>(number), static_cast<std::size_t>(length - number)));
 }
 
 // Does this end mark belong to the file itself? The first part of a linearized file gives 0 for its offset; nothing of
@@ -390,7 +539,7 @@ bool PdfWalk::IsNearSection(std::int64_t offset, std::int64_t mark) {
 
 bool IsPdfHeader(ByteSpan bytes) {
     constexpr std::size_t major = HeaderStart.size();
-    return bytes.size() >= major + 3 && StartsWith(bytes, HeaderStart) &&
+    return bytes.size() >= HeaderBytes && StartsWith(bytes, HeaderStart) &&
            (bytes[major] == '1' || bytes[major] == '2') && bytes[major + 1] == '.' && IsDigit(bytes[major + 2]);
 }
 

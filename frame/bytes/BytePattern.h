@@ -3,10 +3,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
 #include "frame/bytes/Bytes.h"
+#include "frame/bytes/PlaceSearch.h"
 
 /// A rough rank of how often each byte value occurs in disk data.
 inline constexpr std::array<std::uint8_t, 256> ByteCommonness = [] {
@@ -55,11 +57,41 @@ public:
     /// pattern occurs at `from` when that is inside or at the end of `haystack`.
     std::optional<std::size_t> FindIn(ByteSpan haystack, std::size_t from = 0) const;
 
+    /// Calls `visit(offset)` for every occurrence that lies wholly inside `haystack` and begins at or after `from`, in
+    /// order. Faster than finding one after another where they are close to each other.
+    template <class Visit>
+    void ForEachIn(ByteSpan haystack, std::size_t from, Visit visit) const {
+        FindThat(haystack, from, [&](std::size_t offset) {
+            visit(offset);
+            return false;  // keep searching
+        });
+    }
+
     /// Offset just after the first occurrence that ends before the sector's last byte. The run scanners do not see a
     /// footer that ends exactly at the end of a sector.
     std::optional<std::size_t> FindEndInSector(ByteSpan sector) const;
 
 private:
+    // The first occurrence for which `isWanted(offset)` holds.
+    template <class IsWanted>
+    std::optional<std::size_t> FindThat(ByteSpan haystack, std::size_t from, IsWanted isWanted) const {
+        if (bytes_.empty() || from > haystack.size() || haystack.size() - from < bytes_.size()) {
+            return std::nullopt;
+        }
+        const std::size_t anchorAt = anchor_;
+        const std::size_t partnerAt = partner_;
+        const std::uint8_t anchor = bytes_[anchorAt];
+        const std::uint8_t partner = bytes_[partnerAt];
+        return FindPlace(
+            haystack.data(), from, haystack.size() - bytes_.size() + 1,
+            [=](const std::uint8_t* place) {
+                return static_cast<std::uint8_t>((place[anchorAt] ^ anchor) | (place[partnerAt] ^ partner));
+            },
+            [&](std::size_t start) {
+                return std::memcmp(haystack.data() + start, bytes_.data(), bytes_.size()) == 0 && isWanted(start);
+            });
+    }
+
     static constexpr int Commonness(std::uint8_t value) { return ByteCommonness[value]; }
 
     ByteSpan bytes_;

@@ -18,6 +18,7 @@ ByteSpan ByteWindow::From(std::int64_t offset, std::size_t wanted) {
     if (const ByteSpan bytes = PartFrom(piece_, pieceStart_, offset); !bytes.empty() && bytes.size() >= enough) {
         return bytes;
     }
+    ++pieceCount_;
     pieceStart_ = offset;
     piece_ = {};
     piece_ = LoadPiece(offset, enough, left < PieceBytes ? static_cast<std::size_t>(left) : PieceBytes);

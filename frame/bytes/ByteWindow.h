@@ -44,6 +44,12 @@ public:
     /// limit; empty at the limit, for a negative offset and where nothing can be read.
     ByteSpan From(std::int64_t offset, std::size_t wanted = 1);
 
+    /// The bytes of the current piece from `offset` on, at no cost; empty where it does not have them.
+    ByteSpan Shown(std::int64_t offset) const { return PartFrom(piece_, pieceStart_, offset); }
+
+    /// How many pieces were loaded. What is known of a piece's bytes holds while this number stays.
+    std::int64_t PieceCount() const { return pieceCount_; }
+
     /// Fills `bytes`, any number of them, from an offset on; false, with some of them filled, if not all can be shown.
     bool Copy(std::int64_t offset, std::span<std::uint8_t> bytes);
 
@@ -66,4 +72,5 @@ private:
     // The current piece.
     ByteSpan piece_;
     std::int64_t pieceStart_ = 0;
+    std::int64_t pieceCount_ = 0;
 };

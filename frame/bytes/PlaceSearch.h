@@ -1,12 +1,40 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 
 /// Places examined at once: a few vector registers, and a small part of a sector.
 inline constexpr std::size_t PlaceStride = 64;
+
+/// The first match in the stride that begins at `at`, from `from` on; for `FindPlace`.
+template <class Difference, class IsMatch>
+std::optional<std::size_t> FindInStride(const std::uint8_t* places, std::size_t at, std::size_t from,
+                                        const Difference& difference, const IsMatch& isMatch) {
+    static_assert(std::endian::native == std::endian::little, "the first byte is the lowest");
+    std::array<std::uint8_t, PlaceStride> differences;
+    for (std::size_t i = 0; i < PlaceStride; ++i) {
+        differences[i] = difference(places + i);
+    }
+    for (std::size_t i = (from - at) / sizeof(std::uint64_t) * sizeof(std::uint64_t); i < PlaceStride;
+         i += sizeof(std::uint64_t)) {
+        constexpr std::uint64_t low = 0x7F7F7F7F7F7F7F7F;
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, differences.data() + i, sizeof(eight));
+        // The highest bit of each byte that is 0.
+        for (std::uint64_t zeros = ~(((eight & low) + low) | eight | low); zeros != 0; zeros &= zeros - 1) {
+            const std::size_t place = at + i + static_cast<std::size_t>(std::countr_zero(zeros)) / 8;
+            if (place >= from && isMatch(place)) {
+                return place;
+            }
+        }
+    }
+    return std::nullopt;
+}
 
 /// Offset of the first place from `from` on and before `end` where `isMatch(offset)` holds.
 ///
@@ -40,7 +68,7 @@ std::optional<std::size_t> FindPlace(const std::uint8_t* bytes, std::size_t from
             smallest = std::min(smallest, difference(places + i));
         }
         if (smallest == 0) {
-            if (const std::optional<std::size_t> place = findAmong(tested, at + PlaceStride - tested)) {
+            if (const std::optional<std::size_t> place = FindInStride(places, at, tested, difference, isMatch)) {
                 return place;
             }
         }

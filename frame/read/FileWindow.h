@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "frame/bytes/ByteWindow.h"
 #include "frame/read/Budget.h"
@@ -18,6 +19,12 @@ public:
     FileWindow(const Candidate& candidate, std::int64_t limit, Budget& budget, SharedReader& reader);
 
     std::int64_t SectorSize() const override { return candidate_.block.sectorSize; }
+
+    /// True if these shown bytes are the block's own, which all walks of the block see alike.
+    bool IsOfBlock(ByteSpan bytes) const {
+        return std::greater_equal<>()(bytes.data(), blockBytes_.data()) &&
+               std::less<>()(bytes.data(), blockBytes_.data() + blockBytes_.size());
+    }
 
     void Charge(std::int64_t bytes) override { budget_.Charge(bytes); }
     bool IsExhausted() const override { return budget_.IsExhausted(); }

@@ -149,6 +149,10 @@ Bytes PdfMedium(Noise& noise, std::size_t size) {
             text.append((512 - text.size() % 512) % 512, noise.Below(2) == 0 ? ' ' : '\0').append("%PDF-1.4\nxref\n");
         }
         const std::string fill(noise.Below(80), 'x');
+        // Rows of end marks are passed at once.
+        for (std::uint64_t marks = noise.Below(50) == 0 ? noise.Below(900) : 0; marks > 0; --marks) {
+            text += pieces[0];
+        }
         text += noise.Below(60) == 0  ? "/AIPrivateData1"
                 : noise.Below(3) == 0 ? fill
                                       : pieces[noise.Below(std::size(pieces))];
