@@ -1,7 +1,6 @@
 #include "host/details/find_details.h"
 
 #include <FileTypeCatalog.h>
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -82,16 +81,8 @@ class DetailsClient : public CrewClient {
 public:
     // Asks about `found.size()` files from `from` on.
     DetailsClient(MediumAccess access, const PlannedFiles& files, std::size_t from, std::vector<FileDetails>& found,
-                  const PlanFilter& filter, const Folder* folder, std::int64_t& previewBytes,
-                  const std::atomic<bool>& isLeft)
-        : access_(std::move(access)),
-          files_(files),
-          from_(from),
-          found_(found),
-          filter_(filter),
-          folder_(folder),
-          previewBytes_(previewBytes),
-          isLeft_(isLeft) {
+                  Previews& previews, const std::atomic<bool>& isLeft)
+        : access_(std::move(access)), files_(files), from_(from), found_(found), previews_(previews), isLeft_(isLeft) {
         // Loading libraries takes as long as reading hundreds of files.
         constexpr std::size_t mostInOrder = 1024;
         // Each reader has its own orders, so that a worker loads only the library that it needs.
@@ -103,7 +94,7 @@ public:
             }
             end_ += MostTimePerFile;
             const PlannedFile file = files[i];
-            const bool withPreview = folder != nullptr && IsOneOf(PreviewTypes, file.finding.type);
+            const bool withPreview = previews.AreKept() && IsOneOf(PreviewTypes, file.finding.type);
             std::vector<DetailsQuestion>& questions = byReader[*reader];
             questions.push_back({static_cast<std::int32_t>(i), *reader, withPreview, file.extents});
             if (questions.size() == mostInOrder) {
@@ -148,8 +139,8 @@ public:
         const auto index = static_cast<std::size_t>(answer->file);
         FileDetails& details = found_[index - from_];
         details = answer->details.known;
-        if (question->withPreview && !answer->details.preview.empty() && !RefusalOf(details, filter_)) {
-            details.preview = KeepPreview(files_[index].path, answer->details.preview);
+        if (question->withPreview && !answer->details.preview.empty()) {
+            details.preview = previews_.Keep(files_[index], details, answer->details.preview);
         }
     }
 
@@ -175,25 +166,6 @@ public:
     bool IsLate() const { return steady_clock::now() > end_; }
 
 private:
-    // The preview's path; empty if it cannot be kept.
-    std::string KeepPreview(std::string name, const std::vector<std::uint8_t>& bytes) {
-        // The bound on all previews together; a folder full of raws may have some gigabytes of them.
-        constexpr std::int64_t mostBytes = std::int64_t{1} << 30;
-        const Folder previews = folder_->Below(PreviewFolder, /*make=*/true);
-        if (!previews.IsOpen() || previewBytes_ + std::ssize(bytes) > mostBytes) {
-            return "";
-        }
-        std::ranges::replace(name, '/', '-');
-        name += ".jpg";
-        File preview = previews.Create(name);
-        if (preview.IsOpen() && preview.Write(bytes.data(), bytes.size()) && preview.Close()) {
-            previewBytes_ += std::ssize(bytes);
-            return fmt::format("{}/{}", PreviewFolder, name);
-        }
-        previews.Remove(name);
-        return "";
-    }
-
     struct Asked {
         std::vector<DetailsQuestion> questions;
         std::int32_t lastAnswered = -1;
@@ -206,13 +178,11 @@ private:
     const PlannedFiles& files_;
     std::size_t from_;
     std::vector<FileDetails>& found_;
-    const PlanFilter& filter_;
-    const Folder* folder_;
+    Previews& previews_;
     std::deque<std::vector<DetailsQuestion>> waiting_;
     // Questions are ordered by file.
     std::map<std::int64_t, Asked> asked_;
     std::int64_t nextId_ = 0;
-    std::int64_t& previewBytes_;
     // True if nobody waits for the answers any more.
     const std::atomic<bool>& isLeft_;
     steady_clock::time_point end_ = steady_clock::now() + std::chrono::minutes(2);
@@ -241,8 +211,7 @@ void DetailsOfFiles::Begin(std::size_t from) {
 DetailsOfFiles::Batch DetailsOfFiles::Find(std::size_t from) {
     constexpr std::size_t atOnce = 8192;
     Batch batch{from, std::vector<FileDetails>(std::min(atOnce, files_.size() - from))};
-    DetailsClient client(AccessTo(medium_, image_), files_, from, batch.found, filter_, folder_, previewBytes_,
-                         isLeft_);
+    DetailsClient client(AccessTo(medium_, image_), files_, from, batch.found, previews_, isLeft_);
     if (hasGivenUp_ || !client.HasQuestions()) {
         return batch;
     }

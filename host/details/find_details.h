@@ -6,15 +6,13 @@
 #include <future>
 #include <vector>
 
+#include "host/details/previews.h"
 #include "host/medium/image_spec.h"
 #include "host/medium/medium.h"
 #include "host/plan/plan.h"
 #include "host/platform/folder.h"
 
 namespace salvor {
-
-/// Where previews go, in the folder.
-inline constexpr const char* PreviewFolder = "previews";
 
 /// The details of a plan's pictures, films, sounds and documents, which worker processes read. Previews inside files
 /// that no browser shows go to the folder's `PreviewFolder`, if there is a folder and the filter keeps the file. A file
@@ -24,7 +22,7 @@ public:
     /// All arguments outlive this. `image` says how workers open the medium; `folder` may be null.
     DetailsOfFiles(Medium& medium, const ImageSpec& image, const PlannedFiles& files, const PlanFilter& filter,
                    const Folder* folder)
-        : medium_(medium), image_(image), files_(files), filter_(filter), folder_(folder) {}
+        : medium_(medium), image_(image), files_(files), previews_(folder, filter) {}
 
     DetailsOfFiles(const DetailsOfFiles&) = delete;
     DetailsOfFiles& operator=(const DetailsOfFiles&) = delete;
@@ -48,11 +46,9 @@ private:
     Medium& medium_;
     const ImageSpec& image_;
     const PlannedFiles& files_;
-    const PlanFilter& filter_;
-    const Folder* folder_;
     Batch now_;
     // Only the thread that finds a batch uses these, and there is one at a time.
-    std::int64_t previewBytes_ = 0;
+    Previews previews_;
     bool hasGivenUp_ = false;
     std::atomic<bool> isLeft_ = false;
     // The batch behind `now_`. Goes first, as its thread uses the others.
