@@ -63,7 +63,8 @@ bool IsRecord(std::uint32_t signature) {
 
 }  // namespace
 
-ZipArchive::ZipArchive(ByteWindow& file) : file_(file), allowance_(UnpackedBytes) {
+ZipArchive::ZipArchive(ByteWindow& file, NextStart nextStart)
+    : file_(file), nextStart_(std::move(nextStart)), allowance_(UnpackedBytes) {
     // Begins an archive that was to be split but fits into one part.
     constexpr std::uint32_t splitMark = 0x30304B50;
     const std::uint32_t first = ZipSignatureAt(file, 0);
@@ -76,6 +77,20 @@ ZipArchive::ZipArchive(ByteWindow& file) : file_(file), allowance_(UnpackedBytes
         brokenAt_ = directoryEnd_;
     }
     FindEnd();
+}
+
+std::int64_t ZipArchive::SearchLimit(std::int64_t from, std::int64_t bytes) const {
+    // One in some hundred stored members begins a sector.
+    constexpr int mostStarts = 8;
+    const std::int64_t limit = std::min(file_.Limit(), from + bytes);
+    if (!nextStart_) {
+        return limit;
+    }
+    std::int64_t at = from;
+    for (int starts = 0; starts < mostStarts && at < limit; ++starts) {
+        at = nextStart_(at + 1);
+    }
+    return std::min(at, limit);
 }
 
 bool ZipArchive::WalkMembers() {
@@ -157,7 +172,7 @@ std::optional<std::int64_t> ZipArchive::EndOfUnsizedData(std::int64_t data, cons
         // Broken, or larger than may be unpacked.
         searched = SearchedBytes(rightBytes);
     }
-    const std::int64_t limit = std::min(file_.Limit(), data + searched);
+    const std::int64_t limit = SearchLimit(data, searched);
     const std::optional<std::int64_t> end = EndOfDescribedZipData(file_, data, limit, isLong);
     return end ? end : EndOfDescribedZipData(file_, data, limit, !isLong);
 }
@@ -309,7 +324,7 @@ std::optional<std::int64_t> ZipArchive::DirectoryOf(std::int64_t at) {
 // After bytes that are not a record, looks for the end record whose offsets match this start.
 bool ZipArchive::FindEnd() {
     static constexpr BytePattern mark = BytePatternOf<"PK\5\6">();
-    const std::int64_t limit = std::min(file_.Limit(), brokenAt_ + SearchedBytes(brokenAt_ - start_));
+    const std::int64_t limit = SearchLimit(brokenAt_, SearchedBytes(brokenAt_ - start_));
     const bool isDirectoryEncrypted = !members_.empty() && (members_.back().flags & ZipHasEncryptedDirectory) != 0;
     std::int64_t at = brokenAt_;
     while (const std::optional<std::int64_t> found = file_.Find(mark, at, limit)) {

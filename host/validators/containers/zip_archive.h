@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,7 +28,11 @@ struct ZipMember {
 /// directory. Source: PKWARE, APPNOTE.TXT. Memory: 40 bytes a member, for at most a million members.
 class ZipArchive {
 public:
-    explicit ZipArchive(ByteWindow& file);
+    /// Where the next file seems to begin at or after an offset; both in bytes from the archive's start.
+    using NextStart = std::function<std::int64_t(std::int64_t)>;
+
+    /// With `nextStart`, what is missing is not searched for beyond many starts of other files.
+    explicit ZipArchive(ByteWindow& file, NextStart nextStart = {});
     ZipArchive(const ZipArchive&) = delete;
     ZipArchive& operator=(const ZipArchive&) = delete;
 
@@ -57,6 +62,8 @@ private:
         Inflated result;
     };
 
+    // How far to search from `from` on, at most `bytes`.
+    std::int64_t SearchLimit(std::int64_t from, std::int64_t bytes) const;
     // Walks to the first central header or end record; false if the headers do not lead there.
     bool WalkMembers();
     std::optional<std::int64_t> EndOfMember(std::int64_t start);
@@ -77,6 +84,7 @@ private:
     std::string BeginningOf(const ZipMember& member);
 
     ByteWindow& file_;
+    NextStart nextStart_;
     std::int64_t start_ = 0;
     std::int64_t directory_ = 0;
     std::int64_t entriesEnd_ = 0;

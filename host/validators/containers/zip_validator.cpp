@@ -48,7 +48,7 @@ bool Begins(ByteSpan head) {
 }
 
 Finding Validate(Place& file) {
-    ZipArchive archive(file);
+    ZipArchive archive(file, [&file](std::int64_t offset) { return file.NextStart(offset); });
     const PackageKind kind = archive.Kind();
     Finding finding;
     if (!archive.End()) {
