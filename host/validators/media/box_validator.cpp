@@ -327,7 +327,7 @@ private:
             return Say(Verdict::Damaged, isCut ? movie_->soundEnd : end_, "other bytes stand where samples should be");
         }
         if (!hasFragments_) {
-            return movie_->hasFragments && !hasData_
+            return movie_->hasFragments && (!hasData_ || movie_->dataEnd == 0)
                        ? Say(Verdict::Open, end_, "no fragments follow")
                        : Say(Verdict::Whole, WithTrailer(), "its samples lie inside its boxes");
         }

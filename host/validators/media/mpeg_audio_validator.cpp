@@ -25,6 +25,8 @@ struct LayeredStream {
     static constexpr std::size_t HeaderBytes = 4;
     // How many frames prove a stream that no tag or table confirms.
     static constexpr std::int64_t LeastFrames = 10;
+    // Each agrees with the first one in 16 bits or more.
+    static constexpr std::int64_t FramesBeyondChance = 24;
 
     // No encoder writes Layer I at a free bit rate, but numbers in tables look like it.
     static bool IsValid(ByteSpan bytes) {
@@ -43,6 +45,8 @@ struct AdtsStream {
     static constexpr std::uint32_t SteadyBits = 0xFFFFFDC0U;
     static constexpr std::size_t HeaderBytes = 7;
     static constexpr std::int64_t LeastFrames = 4;
+    // Each agrees with the first one in 25 bits.
+    static constexpr std::int64_t FramesBeyondChance = 12;
 
     static bool IsValid(ByteSpan bytes) {
         const auto bits = LoadBig<std::uint32_t>(bytes, 0);
@@ -272,6 +276,13 @@ private:
             isOfFilm_ = true;
             return false;
         }
+        // Another sound may begin inside the last frame, if that lost its end.
+        const std::int64_t next = file_.NextStart(last_ + 1);
+        if (frames_ > 0 && next <= end_ && IsNextFile(next)) {
+            end_ = next;
+            isOverrun_ = true;
+            return false;
+        }
         const ByteSpan broken = file_.From(end_);
         constexpr std::size_t padding = 64;
         const ByteSpan some = broken.first(std::min(broken.size(), padding));
@@ -328,12 +339,12 @@ private:
             end_ = endsInLast ? declaredEnd : end_;
             return Say(Verdict::Whole, "it has as many frames as its first one tells");
         }
-        if (const std::int64_t next = file_.NextStart(last_ + 1); next < end_) {
-            end_ = next;
+        if (const std::int64_t next = file_.NextStart(last_ + 1); isOverrun_ || next < end_) {
+            end_ = std::min(end_, next);
             return Say(Verdict::Truncated, "another file begins in its last frame");
         }
         Finding finding = Unbroken(Say(Verdict::Open, "frames tile it; nothing says which is the last"));
-        finding.isCertain = frames_ >= FramesBeyondChance && freeLength_ == 0;
+        finding.isCertain = frames_ >= Stream::FramesBeyondChance && freeLength_ == 0;
         return finding;
     }
 
@@ -347,8 +358,6 @@ private:
     }
 
     static constexpr std::int64_t LongestTagGap = 1440;
-    // Each agrees with the first one in 16 bits or more.
-    static constexpr std::int64_t FramesBeyondChance = 24;
 
     Place& file_;
     std::int64_t first_;
@@ -362,6 +371,7 @@ private:
     std::int64_t gaps_ = 0;
     bool isOfFilm_ = false;
     bool isCut_ = false;
+    bool isOverrun_ = false;
 };
 
 // How many frames must follow each other if no tag or table confirms them.

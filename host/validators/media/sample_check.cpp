@@ -18,6 +18,8 @@ struct SampleCoding {
         Size,
         /// Units, each after its length, fill the sample.
         Units,
+        /// Anything but zeros.
+        Filled,
     };
 
     std::uint32_t type;
@@ -32,7 +34,8 @@ struct SampleCoding {
 namespace {
 
 // Sources: ISO/IEC 14496-15 (AVC, HEVC), 14496-2 (MPEG-4), 10918-1 (JPEG); ITU-T H.263; 3GPP TS 26.101 (AMR);
-// ETSI TS 102 366 (AC-3); QuickTime File Format Specification (Animation, ProRes).
+// ETSI TS 102 366 (AC-3); SMPTE ST 2019-1 (VC-3); RFC 9639 (FLAC); Apple Lossless Audio Codec, "Magic Cookie";
+// QuickTime File Format Specification (Animation, ProRes).
 constexpr SampleCoding Codings[] = {
     {BoxTypeOf("avc1"), SampleCoding::Rule::Units, 0, 0, "avcC", 4},
     {BoxTypeOf("avc3"), SampleCoding::Rule::Units, 0, 0, "avcC", 4},
@@ -57,6 +60,13 @@ constexpr SampleCoding Codings[] = {
     {BoxTypeOf("sawb"), SampleCoding::Rule::Bits, 0x83000000, 0},
     // The kind and number of a frame's first element: one channel or a pair.
     {BoxTypeOf("mp4a"), SampleCoding::Rule::Steady, 0xFE000000, 0},
+    {BoxTypeOf("fLaC"), SampleCoding::Rule::Bits, 0xFFFE0000, 0xFFF80000},
+    {BoxTypeOf("AVdn"), SampleCoding::Rule::Bits, 0xFFFFFC00, 0x00000000},
+    // The same, and 12 bits that are not used.
+    {BoxTypeOf("alac"), SampleCoding::Rule::Steady, 0xFFFFE000, 0},
+    {BoxTypeOf("Opus"), SampleCoding::Rule::Filled, 0, 0},
+    {BoxTypeOf("av01"), SampleCoding::Rule::Filled, 0, 0},
+    {BoxTypeOf("vp08"), SampleCoding::Rule::Filled, 0, 0},
     {BoxTypeOf("vp09"), SampleCoding::Rule::Bits, 0xC0000000, 0x80000000},
 };
 
@@ -70,6 +80,10 @@ constexpr int WrongOfWeak = 5;
 constexpr std::int64_t TrialOfStrong = 1;
 constexpr std::int64_t TrialOfWeak = 8;
 constexpr int MostWrongInTrial = 1;
+// If the first samples break the rule, so many tell whether another rule holds or none at all: then they are foreign
+// bytes.
+constexpr std::int64_t LooksAtForeign = 256;
+constexpr std::int64_t FewestForeign = 24;
 
 }  // namespace
 
@@ -107,7 +121,8 @@ void SampleCheck::Look(ByteWindow& file, std::int64_t offset, std::int64_t size)
     constexpr std::int64_t looked = 0x10000;
     constexpr std::int64_t leastBytes = 4;
     const bool isPassed = offset > all && offset % stretch >= looked;
-    if (isUseless_ || isPassed || size < leastBytes || offset < lookedUpTo_ || offset > file.Limit() - size) {
+    if ((isUseless_ && looks_ >= LooksAtForeign) || isPassed || size < leastBytes || offset < lookedUpTo_ ||
+        offset > file.Limit() - size) {
         return;
     }
     lookedUpTo_ = offset;
@@ -118,6 +133,10 @@ void SampleCheck::Note(bool isRight, std::int64_t offset, std::int64_t size) {
     const bool isWeak = std::popcount(coding_->mask) < 8 &&
                         (coding_->rule == SampleCoding::Rule::Bits || coding_->rule == SampleCoding::Rule::Steady);
     ++looks_;
+    rights_ += isRight ? 1 : 0;
+    if (isUseless_) {
+        return;
+    }
     if (looks_ <= (isWeak ? TrialOfWeak : TrialOfStrong) && !isRight) {
         isUseless_ = ++wrongAtStart_ > (isWeak ? MostWrongInTrial : 0);
         return;
@@ -137,7 +156,32 @@ std::optional<std::int64_t> SampleCheck::SoundEnd() const {
     return isWrongToTheEnd ? std::optional(soundEnd_) : std::nullopt;
 }
 
+// The first bits of foreign bytes vary; those of another coding take a few values.
+bool SampleCheck::IsBrokenFromTheStart() const {
+    if (!isUseless_ || looks_ < FewestForeign) {
+        return false;
+    }
+    constexpr std::int64_t chance = 8;
+    constexpr std::int64_t few = 4;
+    const bool isVaried = *std::ranges::max_element(firstBits_) * few < looks_;
+    return silent_ * 2 > looks_ ||
+           (isVaried && (coding_->rule == SampleCoding::Rule::Steady ||
+                         (coding_->rule == SampleCoding::Rule::Units && rights_ * chance < looks_)));
+}
+
 bool SampleCheck::IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size) {
+    constexpr std::int64_t silent = 64;
+    const ByteSpan some = file.At(offset, static_cast<std::size_t>(std::min(size, silent)));
+    if (size >= silent && some.size() == silent && std::ranges::count(some, 0) == silent) {
+        ++silent_;
+        return false;
+    }
+    if (!some.empty() && looks_ < LooksAtForeign) {
+        ++firstBits_[some[0] >> 1U];
+    }
+    if (coding_->rule == SampleCoding::Rule::Filled) {
+        return true;
+    }
     if (coding_->rule == SampleCoding::Rule::Units) {
         return IsOfUnits(file, offset, size);
     }

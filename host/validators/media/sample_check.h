@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 
@@ -20,7 +21,7 @@ public:
     void Look(ByteWindow& file, std::int64_t offset, std::int64_t size);
 
     /// Have any overwritten samples been found?
-    bool HasBroken() const { return firstBroken_ >= 0; }
+    bool HasBroken() const { return firstBroken_ >= 0 || IsBrokenFromTheStart(); }
     /// The end of the last sound sample, if all samples checked after it were broken; else nothing.
     std::optional<std::int64_t> SoundEnd() const;
 
@@ -28,6 +29,7 @@ private:
     SampleCheck(const SampleCoding& coding, unsigned lengthBytes) : coding_(&coding), lengthBytes_(lengthBytes) {}
     bool IsRight(ByteWindow& file, std::int64_t offset, std::int64_t size);
     bool IsOfUnits(ByteWindow& file, std::int64_t offset, std::int64_t size) const;
+    bool IsBrokenFromTheStart() const;
     void Note(bool isRight, std::int64_t offset, std::int64_t size);
 
     const SampleCoding* coding_;
@@ -43,6 +45,11 @@ private:
     std::int64_t firstBroken_ = -1;
     int wrongAtStart_ = 0;
     bool isUseless_ = false;
+    std::int64_t rights_ = 0;
+    // Samples that begin with zeros alone.
+    std::int64_t silent_ = 0;
+    // How often each value of the first seven bits was seen.
+    std::array<std::uint16_t, 128> firstBits_{};
 };
 
 }  // namespace salvor

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "frame/bytes/Bytes.h"
@@ -117,6 +118,47 @@ Bytes Repeated(const Bytes& part, int count) {
     return all;
 }
 
+Bytes Numbers(std::initializer_list<std::uint32_t> values) {
+    Bytes bytes;
+    for (const std::uint32_t value : values) {
+        bytes = Join({bytes, {0, 0, static_cast<std::uint8_t>(value >> 8U), static_cast<std::uint8_t>(value)}});
+    }
+    return bytes;
+}
+
+// A sound of 40 samples of 100 bytes each, behind their tables.
+Bytes SoundOf(const char* coding, const Bytes& samples) {
+    const Bytes handler = BoxOf("hdlr", Join({Bytes(8), {'s', 'o', 'u', 'n'}, Bytes(13)}));
+    const auto moviePointingTo = [&](std::uint32_t data) {
+        const Bytes table = Join({BoxOf("stsd", Join({Numbers({0, 1}), BoxOf(coding, Bytes(28))})),
+                                  BoxOf("stsz", Numbers({0, 100, 40})), BoxOf("stsc", Numbers({0, 1, 1, 40, 1})),
+                                  BoxOf("stco", Numbers({0, 1, data}))});
+        const Bytes media = BoxOf("mdia", Join({handler, BoxOf("minf", BoxOf("stbl", table))}));
+        return Join({BoxOf("ftyp", {'M', '4', 'A', ' ', 0, 0, 0, 0}),
+                     BoxOf("moov", Join({BoxOf("mvhd", Bytes(100)), BoxOf("trak", media)}))});
+    };
+    const auto data = static_cast<std::uint32_t>(moviePointingTo(0).size() + 8);
+    return Join({moviePointingTo(data), BoxOf("mdat", samples)});
+}
+
+TEST(BoxValidator, TellsForeignBytesFromSamplesOfAnUnusualKind) {
+    const Bytes silence = Repeated(Join({{0x21, 0x10}, Bytes(98, 4)}), 40);
+    Bytes mixed = silence;
+    for (std::size_t at = 0; at < mixed.size(); at += 300) {
+        mixed[at] = 0xDE;
+    }
+    const Bytes holed = Join({Bytes(silence.begin(), silence.begin() + 2000), Bytes(2000)});
+    for (const auto& [what, samples, verdict] : {std::tuple{"pairs of channels", silence, Verdict::Whole},
+                                                 {"other elements too", mixed, Verdict::Whole},
+                                                 {"foreign", Pattern(4000), Verdict::Damaged},
+                                                 {"zeros", Bytes(4000), Verdict::Damaged},
+                                                 {"zeros in the second half", holed, Verdict::Damaged}}) {
+        EXPECT_EQ(FindingOf("boxes", SoundOf("mp4a", samples), Bytes(512)).verdict, verdict) << what;
+    }
+    EXPECT_EQ(FindingOf("boxes", SoundOf("Opus", holed), Bytes(512)).verdict, Verdict::Damaged);
+    EXPECT_EQ(FindingOf("boxes", SoundOf("sowt", holed), Bytes(512)).verdict, Verdict::Whole) << "uncompressed silence";
+}
+
 TEST(MpegAudioValidator, StepsOverFramesOfAllKindsAndTheirTags) {
     struct Stream {
         const char* what;
@@ -176,6 +218,14 @@ TEST(MpegAudioValidator, TellsPiecesAndHoles) {
     // A film's sound stands between its pictures.
     const Bytes withPicture = Join({Repeated(AudioFrame(0xFB, 0x90, 417), 5), Pattern(3000)});
     EXPECT_EQ(FindingOf("mpegaudio", Repeated(withPicture, 40), Pattern(70000)).verdict, Verdict::NoFile);
+    // The next sound begins inside a frame that lost its end.
+    Bytes next(256, 0);
+    std::ranges::copy(std::string("ID3\3\0\0\0\0\1\x76TIT2", 14), next.begin());
+    const Finding cut = FindingOf("mpegaudio", Bytes(sound.begin(), sound.begin() + 8192), Join({next, sound}),
+                                  {.starts = {3 + 16}, .wholes = {}});
+    EXPECT_EQ(cut.verdict, Verdict::Truncated);
+    EXPECT_EQ(cut.size, 8192);
+
     std::ranges::copy(Pattern(4096), sound.begin() + 4096);
     const Finding finding = FindingOf("mpegaudio", sound, Pattern(70000));
     EXPECT_EQ(finding.verdict, Verdict::Damaged);

@@ -11,6 +11,7 @@ namespace salvor {
 namespace {
 
 using namespace test;
+using ::test::Join;
 
 TEST(StreamValidators, TellWholeFilesFromBrokenOnes) {
     const ChangedFixture changes[] = {
@@ -204,6 +205,16 @@ TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
         Bytes behind = Pattern(70000);
         std::ranges::copy(element, behind.begin());
         EXPECT_EQ(FindingOf("ebml", live, behind).size, std::ssize(live));
+    }
+    // A recording whose writer never came back holds silence, and samples that look like a frame of MPEG audio.
+    Bytes recording = Join({Fixture("tone.wav"), Bytes(101), Pattern(9000)});
+    std::fill_n(recording.begin() + 4, 4, std::uint8_t{0xFF});
+    std::fill_n(recording.begin() + 40, 4, std::uint8_t{0xFF});
+    recording[8 * 512] = recording[8 * 512 + 1] = 0xFF;
+    for (const Bytes& behind : {Bytes(70000), Join({Bytes(1536 - recording.size() % 512), Fixture("display.icc")})}) {
+        const auto next = static_cast<std::int64_t>(3 + recording.size() / 512 + 3);
+        EXPECT_EQ(FindingOf("riff", recording, behind, {.starts = {3, 3 + 8, next}, .wholes = {}}).size,
+                  std::ssize(recording));
     }
     const Finding atEnd = FindingOf("flv", half);
     EXPECT_EQ(atEnd.verdict, Verdict::Truncated);
