@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "host/validate/contradiction.h"
 #include "host/validate/judgements.h"
 #include "host/validate/spots.h"
 #include "host/validate/witnesses.h"
@@ -27,14 +28,6 @@ constexpr std::int64_t AllowanceInsideText = std::int64_t{256} << 10;
 constexpr int Nobody = Judgement::Nobody;
 
 constexpr const char* OutsideWhy = "it starts outside the medium";
-
-// Files of these types are whole if their header says so or decode from any bytes: another whole file inside proves
-// them wrong. Samples of sound are as long as a header in front of them says.
-bool IsCredulous(std::int32_t type) {
-    return type == FileTypeIndex::Bmp || type == FileTypeIndex::Pcx || type == FileTypeIndex::Icc ||
-           type == FileTypeIndex::Mb || type == FileTypeIndex::Wav || type == FileTypeIndex::Aif ||
-           type == FileTypeIndex::Au;
-}
 
 // Any part of a file of these types looks like the start of another one: packets or frames follow each other.
 bool IsStream(std::int32_t type) {
@@ -159,8 +152,9 @@ private:
             finding = WithUnreadableBytes(finding);
         } else if (spot.isCrossed && finding.verdict == Verdict::Whole) {
             finding.verdict = Verdict::Damaged;
-            finding.why = IsCredulous(finding.type) ? "another whole file begins inside it"
-                                                    : "another whole file begins inside and ends after it";
+            finding.why = Contradiction::MayBeFound(finding.type)
+                              ? "another file begins inside it"
+                              : "another whole file begins inside and ends after it";
         }
     }
 
@@ -171,7 +165,7 @@ private:
 
     // True if this spot, inside a whole file, could prove that the file is not whole.
     bool MayUnmask(const Spot& spot, const Cover& whole) const {
-        return IsCredulous(judgements_.Of(whole.spot).finding.type) ||
+        return Contradiction::MayBeFound(judgements_.Of(whole.spot).finding.type) ||
                std::ranges::any_of(spots_.FindsAt(spot), [&](const Find& find) {
                    return witnesses_.PhaseOfType(find.type) != Phase::Text && GeneralityOf(find.type) < MostGeneral &&
                           (find.size <= 0 || find.size > whole.end - ByteOf(find.startSector));
@@ -217,7 +211,8 @@ private:
             const std::int64_t end = EndOf(spots_.SectorOf(i), judgement->finding);
             if (judgement->finding.verdict == Verdict::Whole) {
                 whole = {end, i, spots_.SectorOf(i), judgement->validator};
-            } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end) {
+            } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end &&
+                       !spots_[i].isCrossed) {
                 open = {end, i, spots_.SectorOf(i), judgement->validator};
             }
             judgements_.Judge(i, *judgement);
@@ -245,9 +240,9 @@ private:
 
     bool Unmasks(std::size_t index, Phase upTo, const Cover& whole) {
         const auto judgement = Judge(index, upTo);
-        return judgement && judgement->validator != Nobody && judgement->finding.verdict == Verdict::Whole &&
-               (IsCredulous(judgements_.Of(whole.spot).finding.type) ||
-                EndOf(spots_.SectorOf(index), judgement->finding) > whole.end);
+        return judgement && judgement->validator != Nobody &&
+               Contradiction::Proves(judgement->finding, judgements_.Of(whole.spot).finding,
+                                     EndOf(spots_.SectorOf(index), judgement->finding) > whole.end);
     }
 
     // A file that lost its end claims as much as a length in it says. A damaged one may claim the bytes of others too:

@@ -188,11 +188,16 @@ TEST_F(ValidateFindsTest, LooksAtNothingInsideAWholeFileButAtWhatMayUnmaskIt) {
     Put(310, "B0002");
     Put(500, "S0020");  // Nor does a length in front of samples.
     Put(505, "B0002");
+    Put(600, "C0020");  // Pictures may contain others, but no sounds.
+    Put(605, "B0002");
+    Put(700, "C0020");
+    Put(705, "S0002");
     const Validation validation = Validate();
     EXPECT_EQ(Lines(validation),
               (Texts{"10 doc whole 10240", "14 jpg open 600", "16 jpg open 100", "100 doc damaged 10240",
                      "105 jpg whole 1024", "110 jpg whole 15360", "200 doc whole 10240", "210 gif open 50000",
-                     "300 bmp damaged 50000", "310 jpg whole 1024", "500 wav damaged 10240", "505 jpg whole 1024"}));
+                     "300 bmp damaged 50000", "310 jpg whole 1024", "500 wav damaged 10240", "505 jpg whole 1024",
+                     "600 tif whole 10240", "605 jpg whole 1024", "700 tif damaged 10240", "705 wav whole 1024"}));
 }
 
 // All hidden files have the format of the file that claims their sectors.
