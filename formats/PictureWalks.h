@@ -113,7 +113,19 @@ struct PcxPicture {
 struct PsdPicture {
     static constexpr std::size_t LeastHead = 30;
     static bool IsHeader(ByteSpan sector);
-    static std::optional<WalkedFile> Walk(ByteWindow& file);
+
+    /// The merged picture, if its rows are packed: a table of their packed lengths, then the rows.
+    struct PackedRows {
+        std::int64_t lengths;
+        /// Bytes of a packed length in the table.
+        int lengthBytes;
+        std::int64_t data;
+        std::int64_t rows;
+        /// Of an unpacked row.
+        std::int64_t rowBytes;
+    };
+    /// `take` is called when all packed rows are there.
+    static std::optional<WalkedFile> Walk(ByteWindow& file, const std::function<void(const PackedRows&)>& take = {});
 };
 
 /// Paint Shop Pro pictures: block by block.

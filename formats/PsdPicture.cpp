@@ -15,8 +15,8 @@ constexpr std::uint16_t LargeVersion = 2;
 constexpr std::uint16_t MostChannels = 99;
 constexpr std::uint64_t LargestSection = FileTypeCatalog[FileTypeIndex::Psd].maxSize;
 
-constexpr std::uint16_t RawRows = 0;
-constexpr std::uint16_t PackedRows = 1;
+constexpr std::uint16_t RowsRaw = 0;
+constexpr std::uint16_t RowsPacked = 1;
 
 struct Header {
     bool isLarge;
@@ -89,7 +89,7 @@ bool PsdPicture::IsHeader(ByteSpan sector) {
     return version >= 1 && version <= LargeVersion && HasPatternAt(sector, 6, Reserved) && IsSound(ReadHeader(sector));
 }
 
-std::optional<WalkedFile> PsdPicture::Walk(ByteWindow& file) {
+std::optional<WalkedFile> PsdPicture::Walk(ByteWindow& file, const std::function<void(const PackedRows&)>& take) {
     const ByteSpan start = file.At(0, HeaderBytes);
     if (start.empty()) {
         return std::nullopt;
@@ -111,13 +111,20 @@ std::optional<WalkedFile> PsdPicture::Walk(ByteWindow& file) {
     // Layers and masks.
     skipSection(header.isLarge ? fields.Big<std::uint64_t>() : fields.Big<std::uint32_t>());
     switch (fields.Big<std::uint16_t>()) {
-        case RawRows:
+        case RowsRaw:
             fields.Skip(header.RowBytes() * header.Rows());
             break;
-        case PackedRows:
+        case RowsPacked: {
+            const int width = header.isLarge ? sizeof(std::uint32_t) : sizeof(std::uint16_t);
+            const std::int64_t lengths = fields.Position();
+            const auto rows = static_cast<std::int64_t>(header.Rows());
             header.isLarge ? SkipPackedRows<std::uint32_t>(file, fields, header)
                            : SkipPackedRows<std::uint16_t>(file, fields, header);
+            if (take && !fields.IsBroken() && fields.Position() <= file.Limit()) {
+                take({lengths, width, lengths + rows * width, rows, static_cast<std::int64_t>(header.RowBytes())});
+            }
             break;
+        }
         default:
             return std::nullopt;
     }

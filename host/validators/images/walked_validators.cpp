@@ -1,6 +1,7 @@
 #include <FileTypeCatalog.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "formats/IconDirectory.h"
 #include "formats/PictureWalks.h"
@@ -73,8 +74,59 @@ Finding ValidateBmp(Place& file) {
     return finding;
 }
 
+// The bytes that a packed row makes; nothing if its last run passes its end. A run begins with its count of single
+// bytes less 1, or with 257 less the count of the one byte that is repeated.
+std::optional<std::int64_t> UnpackedBytes(ByteSpan row) {
+    constexpr std::size_t noRun = 128;
+    std::int64_t unpacked = 0;
+    std::size_t at = 0;
+    while (at < row.size()) {
+        const std::size_t code = row[at];
+        const std::size_t count = code < noRun ? code + 1 : code == noRun ? 0 : 257 - code;
+        at += 1 + (code < noRun ? count : code == noRun ? 0 : 1);
+        unpacked += static_cast<std::int64_t>(count);
+    }
+    return at == row.size() ? std::optional(unpacked) : std::nullopt;
+}
+
+// Some writers pack two bytes for each pixel of a palette, so the rows are compared with the first one.
+bool ArePackedRowsSound(Place& file, const PsdPicture::PackedRows& rows) {
+    // The table is far from its rows: it is read in large parts.
+    constexpr std::int64_t mostAtOnce = 0x2000;
+    std::vector<std::uint8_t> lengths;
+    std::int64_t at = rows.data;
+    std::optional<std::int64_t> first;
+    for (std::int64_t row = 0; row < rows.rows && !file.IsExhausted(); ++row) {
+        const std::int64_t inPart = row % mostAtOnce;
+        if (inPart == 0) {
+            const std::int64_t count = std::min(rows.rows - row, mostAtOnce);
+            lengths.resize(static_cast<std::size_t>(count * rows.lengthBytes));
+            if (!file.Copy(rows.lengths + row * rows.lengthBytes, lengths)) {
+                return false;
+            }
+        }
+        const auto entry = static_cast<std::size_t>(inPart * rows.lengthBytes);
+        const std::size_t length = rows.lengthBytes == sizeof(std::uint16_t) ? LoadBig<std::uint16_t>(lengths, entry)
+                                                                             : LoadBig<std::uint32_t>(lengths, entry);
+        if (length <= ByteWindow::PieceBytes) {
+            const std::optional<std::int64_t> unpacked = UnpackedBytes(file.At(at, length));
+            first = first ? first : unpacked;
+            if ((!unpacked || *unpacked != *first || *unpacked < rows.rowBytes) && !file.IsExhausted()) {
+                return false;
+            }
+        }
+        at += static_cast<std::int64_t>(length);
+    }
+    return true;
+}
+
 Finding ValidatePsd(Place& file) {
-    Finding finding = FindingOf(file, PsdPicture::Walk(file), FileTypeIndex::Psd, Verdict::Damaged);
+    std::optional<PsdPicture::PackedRows> rows;
+    const auto walked = PsdPicture::Walk(file, [&](const PsdPicture::PackedRows& packed) { rows = packed; });
+    Finding finding = FindingOf(file, walked, FileTypeIndex::Psd, Verdict::Damaged);
+    if (finding.verdict == Verdict::Whole && rows && !ArePackedRowsSound(file, *rows)) {
+        return {Verdict::Damaged, finding.size, FileTypeIndex::Psd, {}, "packed rows of the picture are wrong"};
+    }
     if (finding.verdict == Verdict::Whole) {
         finding.size = EndOfPictureTrailers(file, finding.size);
     }

@@ -21,6 +21,8 @@ TEST(PictureValidators, TellWholeFilesFromBrokenOnes) {
         {"codes overwritten", "tiff", "lzw.tif", 0.5, 100, Verdict::Damaged},
         {"sound", "xcf", "deep.xcf", 1, 0, Verdict::Whole},
         {"sound", "psd", "packed.psd", 1, 0, Verdict::Whole},
+        {"two bytes for each pixel", "psd", "palette.psd", 1, 0, Verdict::Whole},
+        {"packed rows overwritten", "psd", "packed.psd", 0.9, 300, Verdict::Damaged},
         {"sound", "pcx", "planes4.pcx", 1, 0, Verdict::Whole},
         {"sound", "bmp", "rle8.bmp", 1, 0, Verdict::Whole},
         {"sound", "ico", "with-png.ico", 1, 0, Verdict::Whole},
