@@ -210,6 +210,7 @@ private:
             }
             const std::int64_t end = EndOf(spots_.SectorOf(i), judgement->finding);
             if (judgement->finding.verdict == Verdict::Whole) {
+                open = EndsAtWhole(open, end) ? Cover() : open;
                 whole = {end, i, spots_.SectorOf(i), judgement->validator};
             } else if (IsFile(judgement->finding) && IsFollowed(judgement->validator) && end > open.end &&
                        !spots_[i].isCrossed) {
@@ -258,6 +259,11 @@ private:
                std::ranges::all_of(validator.starts, [](const StartSignature& start) {
                    return start.bytes.size() >= certain && start.mask.empty();
                });
+    }
+
+    // A claim that is not whole ends where a whole file begins, unless it was followed past that one's end.
+    bool EndsAtWhole(const Cover& open, std::int64_t wholeEnd) const {
+        return open.validator != Nobody && (!judgements_.Of(open.spot).finding.isUnbroken || wholeEnd > open.end);
     }
 
     // Inside a file whose structure was followed but has no declared end, anything that its own validator accepts is

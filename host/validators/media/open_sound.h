@@ -37,8 +37,10 @@ inline std::int64_t EndOfOpenSound(Place& file, std::int64_t from) {
         }
         for (const std::uint8_t byte : bytes.first(static_cast<std::size_t>(
                  std::min<std::int64_t>(limit - at, static_cast<std::int64_t>(bytes.size()))))) {
-            const bool isSlack = at - run >= fewestEqual && at % file.SectorSize() == 0;
-            if (byte != last && isSlack) {
+            // A file that begins with the slack's bytes ends the slack too.
+            const bool isSlack = byte != last && at - run >= fewestEqual &&
+                                 (at % file.SectorSize() == 0 || file.NextStart(run + fewestEqual) < at);
+            if (isSlack) {
                 return run;
             }
             if (byte != last) {

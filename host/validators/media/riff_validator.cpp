@@ -22,6 +22,15 @@ constexpr std::size_t FormHeaderBytes = 12;
 // Written when the size was still unknown, and never updated.
 constexpr std::uint32_t UnknownSize = 0xFFFFFFFF;
 
+// Writers to pipes declare as much as they can, some less a header or a page.
+bool IsUnknown(std::uint32_t size) {
+    constexpr std::uint32_t half = 0x80000000;
+    constexpr std::uint32_t header = 0x100;
+    constexpr std::uint32_t page = 0x1000;
+    return size == 0 || size >= UnknownSize - header || (size >= half - header && size <= half + header) ||
+           (size >= half - page && size <= half - page + header);
+}
+
 bool IsName(ByteSpan bytes) {
     return std::all_of(bytes.begin(), bytes.begin() + 4, [](int c) { return c >= ' ' && c <= '~'; });
 }
@@ -83,7 +92,9 @@ public:
             return {};
         }
         const std::uint32_t declared = Number(head, RiffSizeOffset);
-        isOpen_ = declared == 0 || (declared == UnknownSize && frame_ != Frame::Long);
+        // Less than any first chunk takes.
+        constexpr std::uint32_t least = 20;
+        isOpen_ = declared < least || (IsUnknown(declared) && frame_ != Frame::Long);
         const std::int64_t end = isOpen_ ? file_.Limit() : EndOfOutermost(declared);
         std::optional<Finding> broken = WalkChunks(static_cast<std::int64_t>(FormHeaderBytes), end);
         if (!broken && form_->type == FileTypeIndex::Avi && !isOpen_) {
@@ -136,11 +147,12 @@ private:
                 return AtNoChunk(end);
             }
             Note(chunk, data);
-            if (isOpen_ && IsSound(chunk) && (size == 0 || size == UnknownSize || data + size > file_.Limit())) {
+            const bool isUnknown = IsUnknown(static_cast<std::uint32_t>(size));
+            if (isOpen_ && IsSound(chunk) && (isUnknown || data + size > file_.Limit())) {
                 end_ = EndOfOpenSound(file_, data);
                 return Ended();
             }
-            if (isOpen_ && (size == 0 || size == UnknownSize) && IsListOf(chunk, data, "movi")) {
+            if (isOpen_ && isUnknown && IsListOf(chunk, data, "movi")) {
                 // The medium may end in the last one.
                 end_ = std::min(EndOfFrames(data + 4, file_.Limit(), IsFrameName), file_.Limit());
                 continue;

@@ -11,29 +11,39 @@ namespace salvor {
 
 namespace {
 
-// Sun and NeXT sounds: six numbers of 32 bits, then a text, then the sound.
+// Sun and NeXT sounds: six numbers of 32 bits, then a text, then the sound. The blocks of sound editors' projects have
+// the numbers, the signature among them, in little-endian order.
 constexpr auto AuSignature = PatternOf(".snd");
+constexpr auto LittleAuSignature = PatternOf("dns.");
 constexpr std::size_t AuHeaderBytes = 24;
 constexpr std::uint32_t AuUnknownSize = 0xFFFFFFFF;
 
 struct AuHeader {
     std::uint32_t dataOffset;
     std::uint32_t dataSize;
+    std::uint32_t encoding;
+    std::uint32_t rate;
+    std::uint32_t channels;
 };
 
-AuHeader AuHeaderOf(ByteSpan head) { return {LoadBig<std::uint32_t>(head, 4), LoadBig<std::uint32_t>(head, 8)}; }
+AuHeader AuHeaderOf(ByteSpan head) {
+    const bool isLittle = StartsWith(head, LittleAuSignature);
+    const auto number = [&](std::size_t index) {
+        return isLittle ? LoadLittle<std::uint32_t>(head, 4 * index) : LoadBig<std::uint32_t>(head, 4 * index);
+    };
+    return {number(1), number(2), number(3), number(4), number(5)};
+}
 
 bool BeginsAu(ByteSpan head) {
     constexpr std::uint32_t longestText = 0x10000;
     constexpr std::uint32_t lastEncoding = 27;
-    if (head.size() < AuHeaderBytes || !StartsWith(head, AuSignature)) {
+    if (head.size() < AuHeaderBytes || !(StartsWith(head, AuSignature) || StartsWith(head, LittleAuSignature))) {
         return false;
     }
-    const auto encoding = LoadBig<std::uint32_t>(head, 12);
-    const auto rate = LoadBig<std::uint32_t>(head, 16);
-    const auto channels = LoadBig<std::uint32_t>(head, 20);
-    return AuHeaderOf(head).dataOffset >= AuHeaderBytes && AuHeaderOf(head).dataOffset <= longestText && encoding > 0 &&
-           encoding <= lastEncoding && rate >= 100 && rate <= 1'000'000 && channels > 0 && channels <= 256;
+    const AuHeader header = AuHeaderOf(head);
+    return header.dataOffset >= AuHeaderBytes && header.dataOffset <= longestText && header.encoding > 0 &&
+           header.encoding <= lastEncoding && header.rate >= 100 && header.rate <= 1'000'000 && header.channels > 0 &&
+           header.channels <= 256;
 }
 
 Finding ValidateAu(Place& file) {
@@ -41,7 +51,9 @@ Finding ValidateAu(Place& file) {
     if (!file.Copy(0, head)) {
         return {};
     }
-    const auto [dataOffset, dataSize] = AuHeaderOf(head);
+    const AuHeader header = AuHeaderOf(head);
+    const std::uint32_t dataOffset = header.dataOffset;
+    const std::uint32_t dataSize = header.dataSize;
     if (dataSize == AuUnknownSize) {
         return {Verdict::Open, EndOfOpenSound(file, dataOffset), FileTypeIndex::Au, {}, "written without its length"};
     }
@@ -52,7 +64,7 @@ Finding ValidateAu(Place& file) {
     return {Verdict::Whole, end, FileTypeIndex::Au, {}, "the sound is as long as its header says"};
 }
 
-constexpr StartSignature AuStarts[] = {{".snd"}};
+constexpr StartSignature AuStarts[] = {{".snd"}, {"dns."}};
 
 // SMAF: one chunk around all others. Its last two bytes are a CRC-16 of all bytes before them.
 constexpr auto SmafSignature = PatternOf("MMMD");

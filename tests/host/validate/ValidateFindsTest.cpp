@@ -211,8 +211,13 @@ TEST_F(ValidateFindsTest, LooksInAClaimThatMayHideOthers) {
     Put(200, "A2050");
     Find(200, FileTypeIndex::Doc, 90);
     Put(210, "A0002");
-    EXPECT_EQ(Lines(Validate()), (Texts{"10 doc damaged 25600", "100 doc damaged 25600", "110 doc whole 1024",
-                                        "200 doc truncated 25600", "210 doc whole 1024"}));
+    Put(300, "A2400");  // Ends where a whole file begins, so it does not hide what follows.
+    Find(300, FileTypeIndex::Doc, 90);
+    Put(305, "B0002");
+    Put(310, "B1020");
+    EXPECT_EQ(Lines(Validate()),
+              (Texts{"10 doc damaged 25600", "100 doc damaged 25600", "110 doc whole 1024", "200 doc truncated 25600",
+                     "210 doc whole 1024", "300 doc truncated 204800", "305 jpg whole 1024", "310 jpg open 10240"}));
 }
 
 TEST_F(ValidateFindsTest, TellsLatePhasesWhichFilesAreWhole) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -193,6 +194,14 @@ TEST(StreamValidators, FlashMayHideBytesBehindItsEndTag) {
     EXPECT_EQ(FindingOf("flash", movie, Pattern(70000)).verdict, Verdict::Damaged);
 }
 
+TEST(StreamValidators, SoundsOfBothByteOrders) {
+    Bytes sound = Fixture("sound.au");
+    for (auto number = sound.begin(); number != sound.begin() + 24; number += 4) {
+        std::reverse(number, number + 4);
+    }
+    ExpectWhole("au", sound, "little-endian");
+}
+
 TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
     const Bytes film = Fixture("video.flv");
     const Bytes half(film.begin(), film.begin() + 8 * 512);
@@ -208,8 +217,9 @@ TEST(StreamValidators, StopAtTheNextFileAndAtTheMediumsEnd) {
     }
     // A recording whose writer never came back holds silence, and samples that look like a frame of MPEG audio.
     Bytes recording = Join({Fixture("tone.wav"), Bytes(101), Pattern(9000)});
-    std::fill_n(recording.begin() + 4, 4, std::uint8_t{0xFF});
-    std::fill_n(recording.begin() + 40, 4, std::uint8_t{0xFF});
+    // As much as fits, less a page.
+    std::ranges::copy(Bytes{0x24, 0xF0, 0xFF, 0x7F}, recording.begin() + 4);
+    std::ranges::copy(Bytes{0x00, 0xF0, 0xFF, 0x7F}, recording.begin() + 40);
     recording[8 * 512] = recording[8 * 512 + 1] = 0xFF;
     for (const Bytes& behind : {Bytes(70000), Join({Bytes(1536 - recording.size() % 512), Fixture("display.icc")})}) {
         const auto next = static_cast<std::int64_t>(3 + recording.size() / 512 + 3);
