@@ -40,8 +40,10 @@ inline constexpr FormatChecks FormatChecksOf[] = {
     {"PostScript and AI", "The comment that ends the document is there, with nothing but text before it."},
     {"MP4, MOV, HEIC, CR3",
      "Boxes fill the file without gaps, the tables of samples point into its data, and samples of most codecs begin as "
-     "they should."},
-    {"RIFF, RF64, AIFF, AVI, WAV, WebP, ANI", "Chunks fill the file without gaps up to the size in its header."},
+     "they should; no hole of zeros is in a HEIC."},
+    {"RIFF, RF64, AIFF, AVI, WAV, WebP, ANI",
+     "Chunks fill the file without gaps up to the size in its header, and no hole of zeros is in the coded data of a "
+     "WebP."},
     {"ASF, WMA, WMV", "Objects fill the file without gaps, and packets fill the data object."},
     {"Matroska, WebM", "Elements fill the segment without gaps, or the clusters if the segment's size is unknown."},
     {"FLV", "Every tag is followed by its own length."},

@@ -8,6 +8,7 @@
 #include "formats/CanonTrailer.h"
 #include "frame/bytes/FieldReader.h"
 #include "host/validators/broken.h"
+#include "host/validators/hole_of_zeros.h"
 #include "host/validators/media/movie_tables.h"
 #include "host/validators/validator.h"
 
@@ -299,6 +300,9 @@ private:
     Finding AtEnd() const {
         if (movie_) {
             return AtEndOfMovie();
+        }
+        if (items_ && *items_ <= end_ && HasHoleOfZeros(file_, dataStart_, *items_)) {
+            return Say(Verdict::Damaged, end_, "zeros stand where coded data should be");
         }
         if (items_) {
             return *items_ <= end_ ? Say(Verdict::Whole, WithTrailer(), "its items lie inside its boxes")

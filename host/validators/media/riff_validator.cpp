@@ -7,6 +7,7 @@
 
 #include "formats/Riff.h"
 #include "host/validators/broken.h"
+#include "host/validators/hole_of_zeros.h"
 #include "host/validators/media/open_sound.h"
 #include "host/validators/text/text_bytes.h"
 #include "host/validators/validator.h"
@@ -164,6 +165,9 @@ private:
             }
             if (form_->type == FileTypeIndex::Avi && IsListOf(chunk, data, "movi")) {
                 insideIsRight_ = insideIsRight_ && FramesTile(data + 4, data + size);
+            }
+            if (StartsWith(chunk, PatternOf("VP8 ")) || StartsWith(chunk, PatternOf("VP8L"))) {
+                hasHole_ = hasHole_ || HasHoleOfZeros(file_, data, data + size);
             }
             end_ = std::min(behind, std::max(end, data + size));
         }
@@ -354,6 +358,9 @@ private:
         if (!insideIsRight_) {
             return Say(Verdict::Damaged, end_, "chunks tile it, pictures and sounds inside do not");
         }
+        if (hasHole_) {
+            return Say(Verdict::Damaged, end_, "zeros stand where coded data should be");
+        }
         return Say(Verdict::Whole, end_, "chunks tile it to the size in its header");
     }
 
@@ -367,6 +374,7 @@ private:
     std::array<bool, 2> hasWanted_{};
     std::int64_t chunks_ = 0;
     bool insideIsRight_ = true;
+    bool hasHole_ = false;
 };
 
 constexpr StartSignature Starts[] = {{"RIFF"}, {"RIFX"}, {"RF64"}, {"BW64"}, {"FORM"}};

@@ -19,6 +19,7 @@ TEST(PictureValidators, TellWholeFilesFromBrokenOnes) {
         {"codes overwritten", "gif", "still87.gif", 0.3, 300, Verdict::Damaged},
         {"sound", "tiff", "lzw.tif", 1, 0, Verdict::Whole},
         {"codes overwritten", "tiff", "lzw.tif", 0.5, 100, Verdict::Damaged},
+        {"sound", "riff", "lossy.webp", 1, 0, Verdict::Whole},
         {"sound", "xcf", "deep.xcf", 1, 0, Verdict::Whole},
         {"sound", "psd", "packed.psd", 1, 0, Verdict::Whole},
         {"two bytes for each pixel", "psd", "palette.psd", 1, 0, Verdict::Whole},
@@ -45,6 +46,17 @@ TEST(PictureValidators, TellWholeFilesFromBrokenOnes) {
 }
 
 // Coded data that run into zeros or into another file are cut there, to the byte.
+TEST(PictureValidators, CodedDataHaveNoHolesOfZeros) {
+    Bytes picture = Fixture("lossless.webp");
+    EXPECT_EQ(FindingOf("riff", picture, Pattern(70000)).verdict, Verdict::Whole);
+    std::fill_n(picture.begin() + 3000, 1024, std::uint8_t{0});
+    EXPECT_EQ(FindingOf("riff", picture, Pattern(70000)).verdict, Verdict::Whole) << "an even colour";
+    std::fill_n(picture.begin() + 2560, 2048, std::uint8_t{0});
+    const Finding finding = FindingOf("riff", picture, Pattern(70000));
+    EXPECT_EQ(finding.verdict, Verdict::Damaged);
+    EXPECT_EQ(finding.size, std::ssize(picture));
+}
+
 TEST(PictureValidators, JpegIsTruncatedWhereItsDataStop) {
     Bytes file = Fixture("jfif-baseline.jpg");
     file.resize(file.size() * 3 / 4 / 512 * 512);
