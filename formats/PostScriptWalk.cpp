@@ -207,6 +207,7 @@ void PostScriptWalk::PassEnd() {
     if (!next.empty() && next[0] == EndOfTransmission) {
         next = file_.From(++end);
     }
+    extent_.isClosed = true;
     if (hasTrailer_ || end_ == 0) {
         end_ = end;
     }

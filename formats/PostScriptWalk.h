@@ -13,6 +13,8 @@ struct PostScriptExtent {
     std::optional<std::int64_t> end;
     /// Where the walk stopped at a byte that is not text, outside data of a declared length.
     std::optional<std::int64_t> binaryAt;
+    /// The comment that ends it is there.
+    bool isClosed = false;
 };
 
 /// `%!PS-Adobe-2.0` and 3.0, alone on the line or followed by the EPSF version.

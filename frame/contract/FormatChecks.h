@@ -63,6 +63,8 @@ inline constexpr FormatChecks FormatChecksOf[] = {
      "The root element is closed, or the last tag of the page is there. XML without a declaration, a document type or "
      "a name space is recognised by its closed root."},
     {"Mail, MHT", "The outer boundary is closed."},
+    {"RTF", "The outermost group is closed. Such text is named `.rtf`."},
+    {"vCard, iCalendar", "The outermost component is closed. Such text is named `.vcf`, `.ics` or `.vcs`."},
     {"JSON", "The outermost bracket is closed, and everything inside is valid JSON. Such text is named `.json`."},
     {"Text", "Nothing can be checked: text is open, and ends where its bytes stop being text."},
     {"QuarkXPress", "Every chain of blocks ends."},

@@ -10,6 +10,7 @@ extern const Validator BmpValidator;
 extern const Validator BookmarkValidator;
 extern const Validator BoxValidator;
 extern const Validator CabinetValidator;
+extern const Validator CardValidator;
 extern const Validator CasioValidator;
 extern const Validator CompoundValidator;
 extern const Validator CrwValidator;
@@ -47,6 +48,7 @@ extern const Validator RafValidator;
 extern const Validator RarValidator;
 extern const Validator RdcValidator;
 extern const Validator RealMediaValidator;
+extern const Validator RichTextValidator;
 extern const Validator RiffValidator;
 extern const Validator SevenZipValidator;
 extern const Validator SmafValidator;
@@ -95,6 +97,8 @@ std::span<const Validator* const> Validators() {
         &XmlValidator,
         &MailValidator,
         &JsonValidator,
+        &RichTextValidator,
+        &CardValidator,
         &GifValidator,
         &TiffValidator,
         &CrwValidator,

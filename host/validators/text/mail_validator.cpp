@@ -321,6 +321,13 @@ bool IsEnvelope(ByteSpan bytes) {
         return false;
     }
     const ByteSpan sender = line.text.subspan(Envelope.size());
+    // Some writers leave out the sender and the date.
+    const auto isFiller = [](std::uint8_t byte) {
+        return byte == ' ' || byte == '-';
+    };
+    if (sender.size() <= 2 && std::ranges::all_of(sender, isFiller)) {
+        return true;
+    }
     const auto senderEnd = std::ranges::find(sender, std::uint8_t{' '});
     constexpr std::size_t versionDigits = 40;
     if (static_cast<std::size_t>(senderEnd - sender.begin()) == versionDigits &&
@@ -365,7 +372,8 @@ bool IsWebArchive(const MailHead& head, const MailEnd& end) {
 
 bool Begins(ByteSpan head) {
     const ByteSpan line = head.subspan(StartsWith(head, Utf8Mark) ? Utf8Mark.size() : 0);
-    return StartsWith(line, Envelope) ? IsEnvelope(line) : FieldNameLength(line) > 0;
+    // The properties of cards and calendars look like fields.
+    return StartsWith(line, Envelope) ? IsEnvelope(line) : FieldNameLength(line) > 0 && !IsCard(head);
 }
 
 std::optional<MailHead> FirstHead(Place& file) {
@@ -387,11 +395,7 @@ Finding Validate(Place& file) {
     }
     const MailEnd end = EndOfLetter(file, *head);
     const bool isArchive = !isMailbox && IsWebArchive(*head, end);
-    std::int64_t size = end.end;
-    if (end.verdict == Verdict::Whole) {
-        MarkupReader text(file, MarkupReader::AnyDocuments);
-        size = EndOfDocument(file, text, size);
-    }
+    const std::int64_t size = end.verdict == Verdict::Whole ? EndOfMessage(file, end.end) : end.end;
     return {end.verdict, size, isArchive ? FileTypeIndex::Mht : FileTypeIndex::Eml, isMailbox ? "mbox" : "", end.why};
 }
 

@@ -11,5 +11,11 @@ bool IsBookmarkFile(Place& file);
 bool IsPage(Place& file);
 bool IsXmlDocument(Place& file);
 bool IsLetter(Place& file);
+bool IsRichText(ByteSpan head);
+bool IsCard(ByteSpan head);
+
+/// The extension of a text that begins as PostScript, with or without comments that tell its structure; empty if it
+/// does not.
+const char* PostScriptExtension(ByteSpan head);
 
 }  // namespace salvor

@@ -109,12 +109,13 @@ private:
 
     // The first sector start within `length` at which another file may begin; `length` if there is none.
     std::size_t NextStart(ByteSpan bytes, std::size_t length) const {
+        constexpr std::string_view openings = "<{%#B\xEF";
         const std::int64_t sectorSize = file_.SectorSize();
         std::int64_t sector = (std::max(at_, passedStart_ + 1) + sectorSize - 1) / sectorSize * sectorSize;
         for (; sector < at_ + static_cast<std::int64_t>(length); sector += sectorSize) {
             const ByteSpan head = bytes.subspan(static_cast<std::size_t>(sector - at_));
             const bool mayBreak =
-                head[0] == '<' || head[0] == Utf8Mark[0] ||
+                openings.find(static_cast<char>(head[0])) != std::string_view::npos ||
                 (IsLetter(head[0]) && (head.size() < HeadBytes || IsKnownField(head.first(FieldNameLength(head)))));
             if (sector > 0 && mayBreak) {
                 return static_cast<std::size_t>(sector - at_);

@@ -38,6 +38,14 @@ bool BeginsMarkup(ByteSpan sector) {
            StartsWithFolded(sector, "<?xml");
 }
 
+// Marks that stand at a file's start, and in hardly any text without a line end before them.
+bool BeginsWithMark(ByteSpan head) {
+    constexpr std::string_view marks[] = {"{\\rtf", "BEGIN:VCARD", "BEGIN:VCALENDAR", "%!PS", "#!/", "\xEF\xBB\xBF"};
+    return std::ranges::any_of(marks, [head](std::string_view mark) {
+        return head.size() >= mark.size() && std::equal(mark.begin(), mark.end(), head.begin());
+    });
+}
+
 // True if the first units are text in UTF-16 without control characters; mostly Latin letters if `isLatin`.
 bool IsUtf16Text(ByteSpan bytes, bool isBigEndian, std::size_t least, bool isLatin) {
     const std::size_t units = std::min(bytes.size() / 2, least);
@@ -175,7 +183,7 @@ bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
     if (before == '\n' || before == '\r') {
         return false;
     }
-    if (BeginsMarkup(head) || StartsWith(head, Utf8Mark)) {
+    if (BeginsMarkup(head) || BeginsWithMark(head)) {
         return true;
     }
     if (!IsLetter(head[0]) || !BeginsLetter(head)) {

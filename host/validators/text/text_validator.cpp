@@ -76,11 +76,11 @@ bool IsString(Place& file, std::int64_t end) {
     return next < bytes.size() && bytes[next] == 0;
 }
 
-Finding TextOf(std::int64_t size, const char* why, bool beginsInMiddle) {
+Finding TextOf(std::int64_t size, const char* why, bool beginsInMiddle, const char* extension = "") {
     return {.verdict = Verdict::Open,
             .size = size,
             .type = Text,
-            .extension = {},
+            .extension = extension,
             .why = why,
             .beginsInMiddle = beginsInMiddle};
 }
@@ -179,7 +179,7 @@ bool IsOtherKind(Place& file, ByteSpan head) {
     if (BeginsWithMarkup(head)) {
         return IsPage(file) || IsXmlDocument(file) || IsBookmarkFile(file);
     }
-    return mayBeLetter && IsLetter(file);
+    return IsRichText(head) || IsCard(head) || (mayBeLetter && IsLetter(file));
 }
 
 // Why printable bytes before binary data are not text; null if they are.
@@ -241,12 +241,28 @@ Finding Validate(Place& file) {
                             : run.behind == TextRun::Behind::OtherFile ? "text up to another file's start"
                             : run.behind == TextRun::Behind::Binary    ? "text up to binary data"
                                                                        : "text up to the medium's end";
-    return TextOf(run.end, why, BeginsInMiddle(head));
+    return TextOf(run.end, why, BeginsInMiddle(head), PostScriptExtension(head));
 }
 
 constexpr std::int32_t Types[] = {FileTypeIndex::Text};
 
 }  // namespace
+
+const char* PostScriptExtension(ByteSpan head) {
+    constexpr std::string_view blanks = "\r\n ";
+    constexpr std::size_t versionEnd = 14;
+    if (head.size() < 4 || !StartsWith(head, PatternOf("%!"))) {
+        return "";
+    }
+    if (StartsWith(head, PatternOf("%!PS-AdobeFont")) || StartsWith(head, PatternOf("%!FontType"))) {
+        return "pfa";
+    }
+    if (HasPatternAt(head, versionEnd, PatternOf(" EPSF"))) {
+        return "eps";
+    }
+    const bool isProgram = (head[2] == 'P' && head[3] == 'S') || blanks.find(static_cast<char>(head[2])) != blanks.npos;
+    return isProgram ? "ps" : "";
+}
 
 extern const Validator TextValidator;
 const Validator TextValidator{.name = "text",

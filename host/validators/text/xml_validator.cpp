@@ -5,12 +5,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "formats/MarkupReader.h"
 #include "formats/XmlContent.h"
 #include "host/validators/text/markup.h"
 #include "host/validators/text/text_kinds.h"
-#include "host/validators/text/text_run.h"
 #include "host/validators/validator.h"
 
 namespace salvor {
@@ -107,6 +107,15 @@ bool IsNamed(std::u16string_view root, std::u16string_view name) {
     return root == name;
 }
 
+// Formats whose files all have an extension of their own; empty for others.
+const char* ExtensionFor(std::u16string_view root) {
+    constexpr std::pair<std::u16string_view, const char*> formats[] = {
+        {u"svg", "svg"}, {u"gpx", "gpx"}, {u"kml", "kml"}, {u"FictionBook", "fb2"}, {u"COLLADA", "dae"}};
+    const auto* const found =
+        std::ranges::find_if(formats, [root](const auto& format) { return IsNamed(root, format.first); });
+    return found != std::end(formats) ? found->second : "";
+}
+
 // Elements of pages that are parts of pages where they stand alone, and often stand in other texts.
 bool IsOfPage(std::u16string_view root) {
     constexpr std::u16string_view names[] = {
@@ -134,7 +143,7 @@ Finding Validate(Place& file) {
     if (root.name.empty() || IsNamed(root.name, u"html") || (!root.isSure && IsOfPage(root.name))) {
         return {};
     }
-    const std::string extension = IsNamed(root.name, u"svg") ? "svg" : "";
+    const char* const extension = ExtensionFor(root.name);
     const XmlExtent content = FollowXmlContent(text, root.name);
     if (content.isClosed) {
         const std::int64_t size = EndOfData(file, text, content.end);
@@ -149,12 +158,7 @@ Finding Validate(Place& file) {
     if (!root.isSure) {
         return {};
     }
-    const TextForm form = text.Form();
-    const auto from = static_cast<std::int64_t>(form.markBytes);
-    const TextRun run = form.width == 1 ? FollowText(file, from) : FollowUtf16(file, from, form.isBigEndian);
-    const bool isCut = run.behind == TextRun::Behind::MediumEnd || run.behind == TextRun::Behind::OtherFile;
-    return {isCut ? Verdict::Truncated : Verdict::Damaged, run.end, FileTypeIndex::Xml, extension,
-            "the root element is not closed"};
+    return UnclosedText(file, FileTypeIndex::Xml, extension, "the root element is not closed");
 }
 
 constexpr std::int32_t Types[] = {FileTypeIndex::Xml};

@@ -59,6 +59,7 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
         {"html", "<?xml version='1.0'?>\n<!DOCTYPE html>\n<html xmlns='x'><body/></html>\n", "html"},
         {"xml", "<?xml version=\"1.0\"?>\r\n<a><b>text</b><a>]]</a><![CDATA[</a>]]></a>\r\n<!-- end -->\r\n"},
         {"xml", drawing + " \n", "svg"},
+        {"xml", "<?xml version='1.0'?>\n<gpx xmlns='x'></gpx>\n", "gpx"},
         {"xml", "<?xml version='1.0'?>\r\n<a>\n</a>\n"},
         {"bookmarks",
          "<!DOCTYPE "
@@ -72,6 +73,11 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
          "Content-Type: text/html\nDate: Tue\n\n<html>Two</html>\n",
          "mbox"},
         {"mail", "From a@b.c Mon Jan  5 10:00:00 2009\nTo: d\nDate: Mon\nContent-Length: 4\n\nOne\n\n", "mbox"},
+        {"mail", "From - \nTo: d\nDate: Mon\nContent-Length: 4\n\nOne\n\n", "mbox"},
+        {"rtf", "{\\rtf1\\ansi{\\fonttbl}\\}{\\bin3 }\0}}\\par \\'e4\\{}\r\n"s, "rtf"},
+        {"card", "BEGIN:VCARD\r\nFN:A\r\nEND:VCARD\r\n\r\nbegin:vcard\r\nend:vcard\r\n", "vcf"},
+        {"card", "BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:VEVENT\nSUMMARY:x\nEND:VEVENT\nEND:VCALENDAR\n", "ics"},
+        {"card", "BEGIN:VCALENDAR\nVERSION:1.0\nEND:VCALENDAR", "vcs"},
         {"mail", "To: d\nDate: Mon\nContent-Transfer-Encoding: base64\n\nQUJDREVGR0hJSktM\nQUJDRA==\n"},
     };
     for (const DocumentCase& document : cases) {
@@ -134,15 +140,21 @@ TEST(Documents, PostScriptEndsAtItsOwnLastComment) {
         EXPECT_EQ(finding.size, std::ssize(whole));
         EXPECT_EQ(finding.extension, "eps");
     }
-    // Without a trailer it does not take that of a file after other data.
+    // Illustrator's own drawing behind the last comment belongs to it.
+    const std::string appended = whole + "%AI9_PrintingDataEnd\r%AI9_PrivateDataBegin\rx\r%AI9_PrivateDataEnd\r";
+    EXPECT_EQ(test::FindingOf("postscript", BytesOf(appended), Slacks()[1]).size, std::ssize(appended));
+    // Without a last comment, it is text with a name of its own.
     Bytes behind = Slacks()[1];
-    const std::size_t open = header.size();
-    behind.resize(1536 - open);
+    const std::string open = header + "% drawn without a last comment\n";
+    behind.resize(1536 - open.size());
     const Bytes other = BytesOf(whole);
     behind.insert(behind.end(), other.begin(), other.end());
-    const Finding cut = test::FindingOf("postscript", BytesOf(header), behind, {.starts = {3 + 3}, .wholes = {}});
-    EXPECT_EQ(cut.verdict, Verdict::Damaged);
-    EXPECT_EQ(cut.size, static_cast<std::int64_t>(open));
+    const Neighbours around = {.starts = {3 + 3}, .wholes = {}};
+    EXPECT_EQ(test::FindingOf("postscript", BytesOf(open), behind, around).verdict, Verdict::NoFile);
+    const Finding cut = test::FindingOf("text", BytesOf(open), behind, around);
+    EXPECT_EQ(cut.verdict, Verdict::Open);
+    EXPECT_EQ(cut.size, std::ssize(open));
+    EXPECT_EQ(cut.extension, "eps");
 }
 
 TEST(Documents, AreNotWholeWhenTheyBreak) {
@@ -150,7 +162,9 @@ TEST(Documents, AreNotWholeWhenTheyBreak) {
     const std::string xml = "<?xml version='1.0'?>\n<a><b>text</b>\n";
     for (const DocumentCase& document :
          {DocumentCase{"html", Page.substr(0, Page.size() - 10)}, DocumentCase{"xml", xml},
-          DocumentCase{"mail", "To: d\nDate: M\nContent-Type: multipart/x; boundary=b\n\n--b\n\n"}}) {
+          DocumentCase{"mail", "To: d\nDate: M\nContent-Type: multipart/x; boundary=b\n\n--b\n\n"},
+          DocumentCase{"rtf", "{\\rtf1 {\\b text}\\}\n"},
+          DocumentCase{"card", "BEGIN:VCALENDAR\nBEGIN:VEVENT\nEND:VEVENT\n"}}) {
         SCOPED_TRACE(document.file);
         EXPECT_EQ(test::FindingOf(document.validator, BytesOf(document.file), binary).verdict, Verdict::Damaged);
         EXPECT_LE(test::FindingOf(document.validator, BytesOf(document.file)).size, std::ssize(document.file));

@@ -32,7 +32,7 @@ TEST(PaperValidators, WordPerfect5KeepsItsLastSectorInFrontOfForeignBytes) {
 }
 
 TEST(PaperValidators, PostScriptEndsWithTheLastLineOfItsTrailer) {
-    const std::string_view text = "%!PS-Adobe-3.0\nshowpage\n%%Trailer\nend\n";
+    const std::string_view text = "%!PS-Adobe-3.0\n%%Creator: Adobe Illustrator\nshowpage\n%%Trailer\nend\n";
     const Bytes file(text.begin(), text.end());
     EXPECT_EQ(FindingOf("postscript", file, Bytes{'q', 0xE4, 1, 2}).size, std::ssize(file));
     EXPECT_EQ(FindingOf("postscript", file, Bytes{'q', 0, 0, 0}).size, std::ssize(file) + 1);

@@ -51,6 +51,8 @@ TEST(TextStarts, AreSeenByTheBytesOnBothSides) {
 
     EXPECT_TRUE(Begins(inLine, Padded("<!doctype html>", ' ')));
     EXPECT_FALSE(Begins(afterLine, Padded("<!doctype html>", ' ')));
+    EXPECT_TRUE(Begins(inLine, Padded("BEGIN:VCARD\n", ' ')));
+    EXPECT_FALSE(Begins(inLine, Padded("BEGIN:TEXT\n", ' ')));
     EXPECT_TRUE(Begins(inLine, letter));
     EXPECT_FALSE(Begins(inLine + "\n> ", letter));
 }
