@@ -109,7 +109,7 @@ private:
 
     // The first sector start within `length` at which another file may begin; `length` if there is none.
     std::size_t NextStart(ByteSpan bytes, std::size_t length) const {
-        constexpr std::string_view openings = "<{%#B\xEF";
+        constexpr std::string_view openings = "<{%#B/-;d.R\xEF";
         const std::int64_t sectorSize = file_.SectorSize();
         std::int64_t sector = (std::max(at_, passedStart_ + 1) + sectorSize - 1) / sectorSize * sectorSize;
         for (; sector < at_ + static_cast<std::int64_t>(length); sector += sectorSize) {

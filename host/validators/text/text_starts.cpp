@@ -1,7 +1,9 @@
 #include "host/validators/text/text_starts.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "host/validators/text/mail_fields.h"
@@ -38,12 +40,44 @@ bool BeginsMarkup(ByteSpan sector) {
            StartsWithFolded(sector, "<?xml");
 }
 
+// Words that files of code and settings begin with.
+constexpr std::string_view OpeningWords[] = {
+    "class",  "config",  "const",   "deb",     "def",    "define",  "export",  "extern",  "from",   "function",
+    "http",   "https",   "import",  "include", "int",    "let",     "library", "load",    "module", "namespace",
+    "option", "package", "private", "program", "public", "require", "set",     "static",  "struct", "syntax",
+    "type",   "typedef", "unit",    "use",     "uses",   "using",   "var",     "version", "void",
+};
+static_assert(std::ranges::is_sorted(OpeningWords));
+
 // Marks that stand at a file's start, and in hardly any text without a line end before them.
 bool BeginsWithMark(ByteSpan head) {
     constexpr std::string_view marks[] = {"{\\rtf", "BEGIN:VCARD", "BEGIN:VCALENDAR", "%!PS", "#!/", "\xEF\xBB\xBF"};
     return std::ranges::any_of(marks, [head](std::string_view mark) {
         return head.size() >= mark.size() && std::equal(mark.begin(), mark.end(), head.begin());
     });
+}
+
+// The text after the first line end.
+ByteSpan SecondLine(ByteSpan head) {
+    const auto end = std::ranges::find(head, std::uint8_t{'\n'});
+    return {end == head.end() ? end : end + 1, head.end()};
+}
+
+// A comment of several lines at the margin, though `before` is a byte of the same line. Comments inside a text stand
+// after blanks; rows of one character, addresses and lists are no comments.
+bool OpensWithComment(std::uint8_t before, ByteSpan head) {
+    constexpr std::string_view marks[] = {"// ", "//\n", "# ",   "#\n",    "% ",  "%%",
+                                          "-- ", "; ",   "dnl ", ".\\\" ", "REM "};
+    const auto beginsWith = [](ByteSpan line, std::string_view mark) {
+        return line.size() >= mark.size() && std::equal(mark.begin(), mark.end(), line.begin());
+    };
+    const ByteSpan second = SecondLine(head);
+    if (beginsWith(head, "/*")) {
+        return before != '/' && before != '*' && (beginsWith(second, " *") || beginsWith(second, "*"));
+    }
+    const auto* const mark = std::ranges::find_if(marks, [&](std::string_view one) { return beginsWith(head, one); });
+    const bool isApart = before == ' ' || before == '\t' || before == ':' || before == head[0];
+    return mark != std::end(marks) && !isApart && beginsWith(second, mark->substr(0, mark->size() - 1));
 }
 
 // True if the first units are text in UTF-16 without control characters; mostly Latin letters if `isLatin`.
@@ -166,10 +200,10 @@ bool MayBePlain(ByteSpan head) {
 
 // A string in a program, followed by a long text that begins like a file but in the middle of a line.
 bool BreaksString(ByteSpan tail, ByteSpan head) {
-    constexpr std::string_view lineBreaks = "\n\r\t ";
+    constexpr std::string_view lineBreaks = "\n\r";
     return EndOfAnyText(tail, 0) < tail.size() &&
            lineBreaks.find(static_cast<char>(tail.back())) == std::string_view::npos &&
-           (BeginsLikeFile(head) || head[0] >= 0x80) && EndOfAnyText(head, 0) == head.size() &&
+           (MayOpenFile(head) || head[0] >= 0x80) && EndOfAnyText(head, 0) == head.size() &&
            std::ranges::count(head, std::uint8_t{'\n'}) >= 2;
 }
 
@@ -183,7 +217,7 @@ bool BreaksIntoText(ByteSpan tail, ByteSpan head) {
     if (before == '\n' || before == '\r') {
         return false;
     }
-    if (BeginsMarkup(head) || BeginsWithMark(head)) {
+    if (BeginsMarkup(head) || BeginsWithMark(head) || OpensWithComment(before, head)) {
         return true;
     }
     if (!IsLetter(head[0]) || !BeginsLetter(head)) {
@@ -201,6 +235,25 @@ bool BeginsLikeFile(ByteSpan head) {
     constexpr std::string_view marks = "#/<{[%;\"'-*=.@!(\\$\xEF";
     const auto first = static_cast<char>(head[0]);
     return (first >= 'A' && first <= 'Z') || marks.find(first) != std::string_view::npos;
+}
+
+bool BeginsInWord(ByteSpan head) {
+    const auto wordEnd = std::ranges::find_if_not(
+        head, [](std::uint8_t byte) { return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-'; });
+    const std::string word(head.begin(), wordEnd);
+    const ByteSpan behind(wordEnd, head.end());
+    if (word.empty() || word[0] < 'a' || word[0] > 'z' || behind.empty() ||
+        std::ranges::binary_search(OpeningWords, word)) {
+        return false;
+    }
+    const bool isBlank = behind[0] == ' ' || behind[0] == '\t';
+    const std::uint8_t next = isBlank && behind.size() > 1 ? behind[1] : behind[0];
+    constexpr std::string_view givers = "=:(\n\r{.[\t /@";
+    return givers.find(static_cast<char>(next)) == std::string_view::npos;
+}
+
+bool MayOpenFile(ByteSpan head) {
+    return BeginsLikeFile(head) || (head[0] >= 'a' && head[0] <= 'z' && !BeginsInWord(head));
 }
 
 bool IsWordLine(ByteSpan text) { return WordLineBytes(text) >= LeastOfWordLine; }

@@ -17,6 +17,13 @@ bool BreaksIntoText(ByteSpan tail, ByteSpan head);
 /// Most files begin with a capital letter, a bracket or the mark of a comment.
 bool BeginsLikeFile(ByteSpan head);
 
+/// Few files begin with a small letter, except with a word of code, a name that is assigned a value, or a list of
+/// names. True if these bytes, which begin with a small letter, are none of that.
+bool BeginsInWord(ByteSpan head);
+
+/// A file may begin so, as far as its first line shows.
+bool MayOpenFile(ByteSpan head);
+
 /// Does the first line of these bytes, which are text, consist of words only? Ten bytes of them never do by chance.
 bool IsWordLine(ByteSpan text);
 

@@ -85,31 +85,6 @@ Finding TextOf(std::int64_t size, const char* why, bool beginsInMiddle, const ch
             .beginsInMiddle = beginsInMiddle};
 }
 
-// Words that files of code and settings begin with.
-constexpr std::string_view OpeningWords[] = {
-    "class",  "config",  "const",   "deb",     "def",    "define",  "export",  "extern",  "from",   "function",
-    "http",   "https",   "import",  "include", "int",    "let",     "library", "load",    "module", "namespace",
-    "option", "package", "private", "program", "public", "require", "set",     "static",  "struct", "syntax",
-    "type",   "typedef", "unit",    "use",     "uses",   "using",   "var",     "version", "void",
-};
-static_assert(std::ranges::is_sorted(OpeningWords));
-
-// Few files begin with a small letter, except with a word of code, a name that is assigned a value, or a list of names.
-bool BeginsInWord(ByteSpan head) {
-    const auto wordEnd = std::ranges::find_if_not(
-        head, [](std::uint8_t byte) { return IsLetter(byte) || IsDigit(byte) || byte == '_' || byte == '-'; });
-    const std::string word(head.begin(), wordEnd);
-    const ByteSpan behind(wordEnd, head.end());
-    if (word.empty() || word[0] < 'a' || word[0] > 'z' || behind.empty() ||
-        std::ranges::binary_search(OpeningWords, word)) {
-        return false;
-    }
-    const bool isBlank = behind[0] == ' ' || behind[0] == '\t';
-    const std::uint8_t next = isBlank && behind.size() > 1 ? behind[1] : behind[0];
-    constexpr std::string_view givers = "=:(\n\r{.[\t /@";
-    return givers.find(static_cast<char>(next)) == std::string_view::npos;
-}
-
 // In a file's first line, only titles and numbers are likely to be indented.
 bool IsIndentedRest(ByteSpan head) {
     const auto start = std::ranges::find_if_not(head, [](std::uint8_t byte) { return byte == ' '; });
@@ -192,7 +167,7 @@ const char* WhyNotBeforeBinary(Place& file, const TextRun& run, std::int64_t len
     }
     const bool isString = IsString(file, run.end);
     if (isString && length < LeastOfOneLine && (mix.lineEnds < 4 || length < LeastBeforeString) &&
-        (mix.lineEnds < 1 || !BeginsLikeFile(head))) {
+        (mix.lineEnds < 1 || !MayOpenFile(head))) {
         return "strings of a program";
     }
     // Programs write data in one long line.

@@ -53,6 +53,12 @@ TEST(TextStarts, AreSeenByTheBytesOnBothSides) {
     EXPECT_FALSE(Begins(afterLine, Padded("<!doctype html>", ' ')));
     EXPECT_TRUE(Begins(inLine, Padded("BEGIN:VCARD\n", ' ')));
     EXPECT_FALSE(Begins(inLine, Padded("BEGIN:TEXT\n", ' ')));
+    // A comment of several lines at the margin, but neither one behind code nor the rest of a row.
+    EXPECT_TRUE(Begins(inLine, Padded("/*\n * What it does\n", ' ')));
+    EXPECT_TRUE(Begins(inLine + "x", Padded("# What\n# it does\n", ' ')));
+    EXPECT_FALSE(Begins(inLine + " ", Padded("# What\n# it does\n", ' ')));
+    EXPECT_FALSE(Begins(inLine + "#", Padded("# What\n# it does\n", ' ')));
+    EXPECT_FALSE(Begins(inLine + "x", Padded("# What\n  # it does\n", ' ')));
     EXPECT_TRUE(Begins(inLine, letter));
     EXPECT_FALSE(Begins(inLine + "\n> ", letter));
 }
