@@ -72,9 +72,19 @@ void KnownFindings::Add(const KnownFinding& finding) {
     all_.push_back(packed);
 }
 
+void KnownFindings::AddRefused(std::int64_t sector, Phase phase) {
+    constexpr std::size_t mostInPhase = std::size_t{1} << 19U;
+    if (auto& refused = refused_[static_cast<std::size_t>(phase)]; refused.size() < mostInPhase) {
+        refused.push_back(sector);
+    }
+}
+
 void KnownFindings::Add(const KnownFindings& findings) {
     for (std::size_t i = 0; i < findings.Count(); ++i) {
         Add(findings[i]);
+    }
+    for (const Phase phase : {Phase::Structure, Phase::Bounded, Phase::Text}) {
+        std::ranges::for_each(findings.Refused(phase), [&](std::int64_t sector) { AddRefused(sector, phase); });
     }
 }
 
@@ -87,15 +97,23 @@ KnownFinding KnownFindings::operator[](std::size_t index) const {
 
 void KnownFindings::Drop(Phase phase) {
     std::erase_if(all_, [phase](const Packed& one) { return PhaseOf(one.place) == phase; });
+    refused_[static_cast<std::size_t>(phase)].clear();
 }
 
-void KnownFindings::Sort() { std::ranges::stable_sort(all_, {}, &Packed::place); }
+void KnownFindings::Sort() {
+    std::ranges::stable_sort(all_, {}, &Packed::place);
+    std::ranges::for_each(refused_, [](std::vector<std::int64_t>& sectors) { std::ranges::sort(sectors); });
+}
 
 std::optional<KnownFinding> KnownFindings::AtPlace(std::int64_t sector, Phase phase, bool countsWholeOnly) const {
     const std::int64_t place = PlaceOf(sector, phase, countsWholeOnly);
     const auto at = std::ranges::lower_bound(all_, place, {}, &Packed::place);
     return at != all_.end() && at->place == place ? std::optional((*this)[static_cast<std::size_t>(at - all_.begin())])
                                                   : std::nullopt;
+}
+
+bool KnownFindings::IsRefused(std::int64_t sector, Phase phase) const {
+    return std::ranges::binary_search(refused_[static_cast<std::size_t>(phase)], sector);
 }
 
 }  // namespace salvor

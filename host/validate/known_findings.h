@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -67,23 +69,35 @@ private:
     std::vector<const Finding*> kinds_;
 };
 
-/// The findings of an earlier run, in 24 bytes each.
+/// The findings of an earlier run, in 24 bytes each, and the places at which it found that nobody accepts their first
+/// bytes, in 8.
 class KnownFindings {
 public:
     /// Ignores sectors that no medium has.
     void Add(const KnownFinding& finding);
+    /// No validator of the phase accepts the first bytes of the place. Ignored if very many are known: those are asked
+    /// about again.
+    void AddRefused(std::int64_t sector, Validator::Phase phase);
     void Add(const KnownFindings& findings);
     void Reserve(std::size_t count) { all_.reserve(count); }
     std::size_t Count() const { return all_.size(); }
     /// In the order in which they were added, until they are sorted.
     KnownFinding operator[](std::size_t index) const;
+    /// The sectors of refused places, in the order in which they were added, until they are sorted.
+    const std::vector<std::int64_t>& Refused(Validator::Phase phase) const {
+        return refused_[static_cast<std::size_t>(phase)];
+    }
+    bool IsEmpty() const {
+        return all_.empty() && std::ranges::all_of(refused_, [](const auto& sectors) { return sectors.empty(); });
+    }
     void Clear() { *this = {}; }
     void Drop(Validator::Phase phase);
 
-    /// Needed before `AtPlace`.
+    /// Needed before `AtPlace` and `IsRefused`.
     void Sort();
     /// Of the findings for a place, the one that was added first; nothing if there is none.
     std::optional<KnownFinding> AtPlace(std::int64_t sector, Validator::Phase phase, bool countsWholeOnly) const;
+    bool IsRefused(std::int64_t sector, Validator::Phase phase) const;
 
 private:
     struct Packed {
@@ -95,10 +109,13 @@ private:
         Phrase validator;
     };
     static constexpr std::uint32_t FirstHighCost = 0x80000000;
+    static constexpr std::size_t PhaseCount = 3;
 
     std::vector<Packed> all_;
     FindingKinds kinds_;
     std::vector<std::int64_t> highCosts_;
+    // By phase.
+    std::array<std::vector<std::int64_t>, PhaseCount> refused_;
 };
 
 }  // namespace salvor

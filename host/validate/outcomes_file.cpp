@@ -120,6 +120,14 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
         known.countsWholeOnly = record.value("whole_only", false);
         known.cost = IntegerIn(record, "cost");
         read.known.Add(known);
+    } else if (kind == "refused") {
+        const auto phase = static_cast<Validator::Phase>(IndexIn(PhaseNames, record.at("phase").get<std::string>()));
+        // Wraps for a list that no run has written, whose places are then never asked for.
+        std::uint64_t sector = 0;
+        for (const Json& step : record.at("steps")) {
+            sector += static_cast<std::uint64_t>(IntegerOf(step));
+            read.known.AddRefused(static_cast<std::int64_t>(sector), phase);
+        }
     } else if (kind == "outcome") {
         read.validation.outcomes.push_back(OutcomeIn(record));
     } else if (kind == "walk") {
@@ -146,6 +154,7 @@ void TakeRecord(const Json& record, OutcomesRead& read) {
 
 // How lines begin that only an incomplete file needs.
 constexpr std::string_view FindingPrefix = R"({"record":"finding",)";
+constexpr std::string_view RefusedPrefix = R"({"record":"refused",)";
 constexpr std::string_view WalkPrefix = R"({"record":"walk",)";
 
 // The digest in the first line; nothing if this is not an outcomes file.
@@ -251,6 +260,18 @@ std::string FindingLine(const KnownFinding& finding) {
                        finding.countsWholeOnly ? R"(,"whole_only":true)" : "", finding.cost);
 }
 
+// As steps from each sector to the next, which are short.
+std::string RefusedLine(Validator::Phase phase, std::span<const std::int64_t> sectors) {
+    std::string line =
+        fmt::format(R"({{"record":"refused","phase":"{}","steps":[)", PhaseNames[static_cast<std::size_t>(phase)]);
+    std::int64_t last = 0;
+    for (const char* separator = ""; const std::int64_t sector : sectors) {
+        fmt::format_to(std::back_inserter(line), "{}{}", std::exchange(separator, ","), sector - last);
+        last = sector;
+    }
+    return line + "]}\n";
+}
+
 std::string WalkLine(const WalkPlace& place, const WalkNote& note) {
     return JsonLine({{"record", "walk"},
                      {"start_sector", place.first},
@@ -287,6 +308,13 @@ std::string SummaryLine(bool isComplete, const VerdictCounts& byVerdict) {
 }
 
 void OutcomesWriter::AddFinding(const KnownFinding& finding) { log_.Add(FindingLine(finding)); }
+
+void OutcomesWriter::AddRefused(Validator::Phase phase, std::span<const std::int64_t> sectors) {
+    constexpr std::size_t inLine = 4096;
+    for (; !sectors.empty(); sectors = sectors.subspan(std::min(inLine, sectors.size()))) {
+        log_.Add(RefusedLine(phase, sectors.first(std::min(inLine, sectors.size()))));
+    }
+}
 
 void OutcomesWriter::AddWalk(const WalkPlace& place, const WalkNote& note) { log_.Add(WalkLine(place, note)); }
 
@@ -335,7 +363,8 @@ std::optional<OutcomesRead> ReadOutcomes(const FilePlace& place) {
     read.digest = *digest;
     const bool isComplete = EndsComplete(file);
     for (std::string line; lines.Next(line);) {
-        if (isComplete && (line.starts_with(FindingPrefix) || line.starts_with(WalkPrefix))) {
+        if (isComplete &&
+            (line.starts_with(FindingPrefix) || line.starts_with(RefusedPrefix) || line.starts_with(WalkPrefix))) {
             continue;
         }
         try {

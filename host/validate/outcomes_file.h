@@ -26,6 +26,7 @@ Sightings SightingsFrom(const std::function<std::int64_t()>& next);
 
 /// Lines of an outcomes file, with their line breaks.
 std::string FindingLine(const KnownFinding& finding);
+std::string RefusedLine(Validator::Phase phase, std::span<const std::int64_t> sectors);
 std::string WalkLine(const WalkPlace& place, const WalkNote& note);
 std::string UnreadableLine(const std::vector<SectorRange>& sectors);
 std::string OutcomeLine(const Outcome& outcome);
@@ -42,6 +43,7 @@ public:
     OutcomesWriter(const FilePlace& place, const std::string& digest, const std::string& draftSuffix);
 
     void AddFinding(const KnownFinding& finding);
+    void AddRefused(Validator::Phase phase, std::span<const std::int64_t> sectors);
     /// Adds unreadable sectors that the scan did not try.
     void AddUnreadable(const std::vector<SectorRange>& sectors);
     void AddWalk(const WalkPlace& place, const WalkNote& note);

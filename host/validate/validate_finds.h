@@ -35,6 +35,8 @@ public:
     virtual bool OnPlace(Validator::Phase phase, std::int64_t byte) = 0;
     /// Called for each finding that was not known before.
     virtual void OnFinding(const KnownFinding& /*finding*/) {}
+    /// Called for each place of which was not known before that no validator of the phase accepts its first bytes.
+    virtual void OnRefused(std::int64_t /*sector*/, Validator::Phase /*phase*/) {}
     /// Asked again and again while a validator reads a file; true to get a note of how far it is.
     virtual bool WantsWalk() { return false; }
     virtual void OnWalk(const WalkPlace& /*place*/, const WalkNote& /*note*/) {}

@@ -43,6 +43,9 @@ public:
         for (std::size_t i = 0; i < findings.Count(); ++i) {
             Keep(findings[i]);
         }
+        for (const auto phase : {Validator::Phase::Structure, Validator::Phase::Bounded, Validator::Phase::Text}) {
+            writer_.AddRefused(phase, findings.Refused(phase));
+        }
     }
     void Keep(const KnownWalks& walks) {
         for (const auto& [place, note] : walks) {
@@ -225,7 +228,7 @@ public:
         } catch (const std::exception&) {
             throw Failure(ExitStatus::Losses, "a validating worker sent a line that makes no sense");
         }
-        if (read_.known.Count() > 0) {
+        if (!read_.known.IsEmpty()) {
             keeper_.Keep(read_.known);
             read_.known.Clear();
         } else if (!read_.walks.empty()) {

@@ -34,6 +34,14 @@ public:
         return worker_.StopRequested();
     }
     void OnFinding(const KnownFinding& finding) override { Add(FindingLine(finding)); }
+    void OnRefused(std::int64_t sector, Validator::Phase phase) override {
+        constexpr std::size_t inLine = 4096;
+        auto& refused = refused_[static_cast<std::size_t>(phase)];
+        if (refused.size() == inLine) {
+            AddRefused(phase);
+        }
+        refused.push_back(sector);
+    }
     bool WantsWalk() override { return steady_clock::now() >= nextWalk_; }
     void OnWalk(const WalkPlace& place, const WalkNote& note) override {
         Add(WalkLine(place, note));
@@ -54,17 +62,34 @@ public:
         if (const SectorRangeSet unreadable = worker_.GetMedium().TakeNewlyUnreadable(); unreadable.SectorCount() > 0) {
             pending_ += UnreadableLine(unreadable.Ranges());
         }
+        for (const auto phase : {Validator::Phase::Structure, Validator::Phase::Bounded, Validator::Phase::Text}) {
+            AddRefused(phase);
+        }
         worker_.Send(std::exchange(pending_, {}));
         nextSend_ = steady_clock::now() + interval;
     }
 
 private:
+    void AddRefused(Validator::Phase phase) {
+        // Those beyond are asked about again; the file stays small.
+        constexpr std::int64_t most = std::int64_t{1} << 18U;
+        auto& refused = refused_[static_cast<std::size_t>(phase)];
+        if (!refused.empty() && refusedCount_ < most) {
+            refusedCount_ += std::ssize(refused);
+            pending_ += RefusedLine(phase, refused);
+        }
+        refused.clear();
+    }
+
     static constexpr std::chrono::seconds WalkInterval{2};
 
     Worker& worker_;
     std::optional<SectorRange> ahead_;
     Validator::Phase phase_;
     std::string pending_;
+    // By phase, not sent yet.
+    std::array<std::vector<std::int64_t>, 3> refused_;
+    std::int64_t refusedCount_ = 0;
     steady_clock::time_point nextSend_ = steady_clock::now();
     steady_clock::time_point nextWalk_ = steady_clock::now() + WalkInterval;
 };

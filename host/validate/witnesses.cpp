@@ -112,7 +112,7 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
     if (left_ <= 0) {
         return Judgement{Unexamined(), Nobody};
     }
-    if (IsRefusedAgain(sector, phase, most)) {
+    if (IsKnownAsRefused(sector, phase, most) || IsRefusedAgain(sector, phase, most)) {
         return std::nullopt;
     }
     const std::int64_t before = left_;
@@ -123,6 +123,9 @@ std::optional<Judgement> Witnesses::Ask(std::int64_t sector, Phase phase, std::i
         observer_.OnFinding({sector, phase,
                              std::string(request_.validators[static_cast<std::size_t>(best->validator)]->name),
                              best->finding, before - left_, mustBeWhole_});
+    }
+    if (!best && exceptFor == Nobody && head_.sector == sector) {
+        observer_.OnRefused(sector, phase);
     }
     return best;
 }
@@ -142,8 +145,9 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
     const std::int64_t given = std::min({left_, perFile_, most});
     ReadAllowance allowance(given);
     Place place(medium_, sector, neighbours_, allowance);
-    ReadHead(sector, place, allowance);
+    ReadHead(sector, given);
     left_ -= head_.cost;
+    bool isLoaded = head_.sector != sector;
     std::optional<Judgement> best;
     isUsedUp_ = false;
     for (std::size_t i = 0; i < request_.validators.size(); ++i) {
@@ -155,6 +159,10 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
         if (MayAsk(sector, static_cast<std::int32_t>(i))) {
             if (!validator.begins(head_.bytes)) {
                 continue;
+            }
+            if (!std::exchange(isLoaded, true)) {
+                // Paid for with the head.
+                place.From(0);
             }
             const bool isFollowed = !mustBeWhole_ || validator.mayBeWhole;
             allowance = ReadAllowance(std::min(left_, given));
@@ -179,13 +187,39 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
     return best;
 }
 
-void Witnesses::ReadHead(std::int64_t sector, Place& place, const ReadAllowance& allowance) {
-    const std::int64_t before = allowance.Left();
-    const ByteSpan shown = place.At(0, static_cast<std::size_t>(std::min(HeadBytes, place.Limit())));
-    const bool isAll = !allowance.IsUsedUp() && !medium_.IsInterrupted();
-    head_.sector = isAll ? sector : NoSector;
-    head_.bytes.assign(shown.begin(), shown.end());
-    head_.cost = before - allowance.Left();
+// What a place reads at once.
+std::int64_t Witnesses::CostOfHead(std::int64_t sector) const {
+    const std::int64_t sectorSize = medium_.SectorSize();
+    const auto most = static_cast<std::int64_t>(ByteWindow::PieceBytes);
+    const std::int64_t bytes = std::min(most, medium_.SizeInBytes() - sector * sectorSize);
+    return (bytes + sectorSize - 1) / sectorSize * sectorSize;
+}
+
+// Fewer bytes than it costs: most places are refused after these.
+void Witnesses::ReadHead(std::int64_t sector, std::int64_t given) {
+    const std::int64_t sectorSize = medium_.SectorSize();
+    const std::int64_t cost = CostOfHead(sector);
+    const std::int64_t length =
+        cost <= given ? std::min(HeadBytes, medium_.SizeInBytes() - sector * sectorSize) : std::int64_t{0};
+    const std::int64_t sectors = (length + sectorSize - 1) / sectorSize;
+    head_.bytes.resize(static_cast<std::size_t>(sectors * sectorSize));
+    medium_.Read(sector, head_.bytes.data(), sectors);
+    head_.bytes.resize(static_cast<std::size_t>(length));
+    head_.sector = length > 0 && !medium_.IsInterrupted() ? sector : NoSector;
+    head_.cost = std::min(cost, given);
+}
+
+bool Witnesses::IsKnownAsRefused(std::int64_t sector, Phase phase, std::int64_t most) {
+    if (!request_.known.IsRefused(sector, phase)) {
+        return false;
+    }
+    const auto aside = setAside_.lower_bound({sector, std::string()});
+    const std::int64_t cost = CostOfHead(sector);
+    if ((aside != setAside_.end() && aside->first == sector) || cost > std::min({left_, perFile_, most})) {
+        return false;
+    }
+    left_ -= cost;
+    return true;
 }
 
 bool Witnesses::IsRefusedAgain(std::int64_t sector, Phase phase, std::int64_t most) {

@@ -51,10 +51,13 @@ public:
     std::optional<Judgement> Reported(const Spot& spot, const Judgement* answer, bool isUnexamined);
 
 private:
+    // The same as `IsRefusedAgain` for what an earlier run found out.
+    bool IsKnownAsRefused(std::int64_t sector, Validator::Phase phase, std::int64_t most);
     // A place is often asked about in two phases in a row. True if no validator of the phase accepts the first bytes,
     // which were read for the last question; they count as read once more.
     bool IsRefusedAgain(std::int64_t sector, Validator::Phase phase, std::int64_t most);
-    void ReadHead(std::int64_t sector, Place& place, const ReadAllowance& allowance);
+    std::int64_t CostOfHead(std::int64_t sector) const;
+    void ReadHead(std::int64_t sector, std::int64_t given);
     std::optional<Judgement> AskAnew(std::int64_t sector, Validator::Phase phase, std::int64_t most, int exceptFor);
     // True if a question that costs this much leaves enough for each validator to read `most` bytes.
     bool HasAllOf(std::int64_t most, std::int64_t cost) const;

@@ -88,10 +88,10 @@ if [[ $state != JobState=COMPLETED ]]; then
     exit 1
 fi
 
-# All files are equal, and so are finds, outcomes and report except for times, paths and the findings noted along the
+# All files are equal, and so are finds, outcomes and report except for times, paths and what is noted along the
 # way.
 plain() {
-    grep -v '"record":"\(finding\|header\|progress\)"' "$1" |
+    grep -v '"record":"\(finding\|refused\|header\|progress\)"' "$1" |
         sed -E "s#$dir/(alone|cluster)##g; s/\"(seconds|bytes_per_second)\":[0-9.e+-]+/\"\1\":0/g"
 }
 diff -r --exclude='*.jsonl*' --exclude=segments --exclude=scan.json --exclude=index.html "$dir/alone" "$dir/cluster"

@@ -90,8 +90,10 @@ class Recorder : public ValidateObserver {
 public:
     bool OnPlace(Phase /*phase*/, std::int64_t /*byte*/) override { return places-- == 0; }
     void OnFinding(const KnownFinding& finding) override { findings.push_back(finding); }
+    void OnRefused(std::int64_t sector, Phase phase) override { refused.emplace_back(sector, phase); }
     std::int64_t places = -1;
     std::vector<KnownFinding> findings;
+    std::vector<std::pair<std::int64_t, Phase>> refused;
 };
 
 class ValidateFindsTest : public testing::Test {
@@ -111,9 +113,13 @@ protected:
         for (const KnownFinding& finding : known) {
             request.known.Add(finding);
         }
+        for (const auto& [sector, ofPhase] : refusedBefore) {
+            request.known.AddRefused(sector, ofPhase);
+        }
         request.ahead = ahead;
         request.phase = phase;
         request.grids = grids;
+        request.setAside = setAside;
         return ValidateFinds(medium, seen, std::move(request), recorder);
     }
     static std::vector<std::string> Lines(const Validation& validation) {
@@ -133,6 +139,9 @@ protected:
     Sightings seen;
     std::vector<GridStretch> grids;
     Recorder recorder;
+    // What earlier runs know.
+    std::vector<std::pair<std::int64_t, Phase>> refusedBefore;
+    std::span<const SetAside> setAside;
 };
 
 TEST_F(ValidateFindsTest, BelievesWhoeverIsSurestAndScannersWhereNoValidatorJudges) {
@@ -314,15 +323,19 @@ TEST_F(ValidateFindsTest, SaysTheSameWhateverPartsWereLookedAtBefore) {
             }
             return validation.outcomes;
         };
+        refusedBefore.clear();
         const Outcomes alone = outcomesOf({});
         for (const std::int64_t part : {7, 100, 450}) {
             std::vector<KnownFinding> known;
+            refusedBefore.clear();
             for (const Phase phase : {Phase::Structure, Phase::Bounded, Phase::Text}) {
                 recorder.findings.clear();
+                recorder.refused.clear();
                 for (std::int64_t first = 0; first < 1001; first += part) {
                     EXPECT_FALSE(Validate(known, SectorRange{first, part}, phase).complete);
                 }
                 known.insert(known.end(), recorder.findings.begin(), recorder.findings.end());
+                refusedBefore.insert(refusedBefore.end(), recorder.refused.begin(), recorder.refused.end());
             }
             EXPECT_TRUE(outcomesOf(known) == alone) << "seed " << seed << ", parts of " << part;
         }
@@ -356,6 +369,36 @@ TEST_F(ValidateFindsTest, KeepsTheFirstFindingForAPlaceAsItWas) {
     EXPECT_FALSE(known.AtPlace(7, Phase::Structure, false));
     known.Drop(Phase::Text);
     EXPECT_EQ(known.Count(), 1U);
+}
+
+TEST_F(ValidateFindsTest, AsksNobodyAgainWhereNobodyAccepted) {
+    Put(500, "x");
+    Put(3, "x");
+    EXPECT_TRUE(Validate().outcomes.empty());
+    const test::TempFolder folder;
+    {
+        OutcomesWriter writer(folder / "outcomes", "digest", ".part");
+        for (const auto& [sector, phase] : recorder.refused) {
+            writer.AddRefused(phase, std::array{sector, std::int64_t{1}});
+        }
+        writer.TakeName();
+    }
+    const auto read = ReadOutcomes(folder / "outcomes");
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->known.Refused(Phase::Bounded), (std::vector<std::int64_t>{3, 1, 500, 1}));
+    for (const Phase phase : {Phase::Structure, Phase::Bounded, Phase::Text}) {
+        for (const std::int64_t sector : read->known.Refused(phase)) {
+            refusedBefore.emplace_back(sector, phase);
+        }
+    }
+    // What the medium has now is seen only where the earlier run does not count.
+    Put(3, "A0002");
+    Put(500, "A0002");
+    const SetAside crashed{500, "second", ""};
+    setAside = {&crashed, 1};
+    recorder.refused.clear();
+    EXPECT_EQ(Lines(Validate()), (Texts{"500 doc whole 1024"}));
+    EXPECT_TRUE(recorder.refused.empty());
 }
 
 TEST_F(ValidateFindsTest, GoesOnFromWhereverItWasStoppedOrCut) {
