@@ -123,7 +123,7 @@ std::vector<SectorRange> Parts(const Sightings& seen, std::int64_t count, std::s
 // Parts of the medium with about the same number of sectors at which text may begin; none if there are too few to
 // share.
 std::vector<SectorRange> TextParts(const Sightings& seen, std::int64_t sectorCount, std::int64_t count) {
-    constexpr std::int64_t leastStarts = 64;
+    constexpr std::int64_t leastStarts = 256;
     SectorRangeSet starts;
     for (const SectorRange& range : seen.textStarts) {
         if (range.first >= 0 && range.first < sectorCount && range.count > 0) {
@@ -184,7 +184,8 @@ public:
             if (const auto parts = Parts(seen, workers, leastBoundedPlaces); parts.size() > 1) {
                 AddTodo(Phase::Bounded, parts);
             }
-            AddTodo(Phase::Text, TextParts(seen, medium.SectorCount(), workers));
+            // How long a text is shows only when it is read, so that some parts take several times as long as others.
+            AddTodo(Phase::Text, TextParts(seen, medium.SectorCount(), 3 * workers));
         }
     }
 
