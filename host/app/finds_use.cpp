@@ -17,7 +17,6 @@
 #include "host/validate/outcomes_file.h"
 #include "host/validate/validate_run.h"
 #include "host/volumes/knowledge_file.h"
-#include "host/volumes/learn.h"
 #include "host/volumes/original_names.h"
 
 namespace salvor {
@@ -102,7 +101,8 @@ void RequireOwnFile(const char* option, const std::string& path, const std::vect
 }
 
 Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen, const ResultsPlace& outcomes,
-                                  ValidateHow how, const std::optional<ResultsPlace>& knowledge) {
+                                  ValidateHow how, const std::optional<ResultsPlace>& knowledge,
+                                  FileSystemsAhead* ahead) {
     std::optional<AskedFileSystems> fileSystems;
     if (knowledge && !IsKnowledgeFile(knowledge->place)) {
         throw Failure(ExitStatus::Usage,
@@ -111,8 +111,9 @@ Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen, cons
                                   knowledge->place.Text()));
     }
     if (knowledge) {
-        fileSystems.emplace(medium, KnownRequest{how.image, how.caps, DigestOf(medium.Scanned(), seen, how.caps)},
-                            knowledge->place, knowledge->earlier);
+        const std::string digest = DigestOf(medium.Scanned(), seen, how.caps);
+        fileSystems.emplace(medium, KnownRequest{how.image, how.caps, digest, ahead}, knowledge->place,
+                            knowledge->earlier);
         how.grids = fileSystems->Grids();
     }
     how.space = medium.Joins();
@@ -140,7 +141,7 @@ Validated ValidateSeen(ExtractRequest& request) {
     if (!request.fileSystems.isOff) {
         const std::filesystem::path knownBeside = std::filesystem::absolute(KnownPathOf(origin.findsPath));
         // Pieces may be written at the same time, so each has its own file, unless validating has already asked.
-        const std::string name = "known.jsonl" + (piece ? SuffixOf(*piece) : "");
+        const std::string name = FolderKnownName + (piece ? SuffixOf(*piece) : "");
         knowledge = {FilePlace(request.out.folder, name), {FilePlace(folder, knownBeside.filename().string())}};
     }
     ValidateHow how{.image = origin.image,
@@ -152,7 +153,8 @@ Validated ValidateSeen(ExtractRequest& request) {
         how.draftSuffix = SuffixOf(*piece) + how.draftSuffix;
         how.needsShares = true;
     }
-    return ValidateWithFileSystems(request.medium, std::move(request.seen), outcomes, std::move(how), knowledge);
+    return ValidateWithFileSystems(request.medium, std::move(request.seen), outcomes, std::move(how), knowledge,
+                                   request.ahead);
 }
 
 Validated AsReported(ExtractRequest& request) {

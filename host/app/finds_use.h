@@ -15,6 +15,7 @@
 #include "host/scan/journal.h"
 #include "host/validate/validate_run.h"
 #include "host/volumes/known_files.h"
+#include "host/volumes/learn.h"
 
 namespace salvor {
 
@@ -46,6 +47,9 @@ JobIdentity JobOf(const JournalHeader& header);
 /// Refuses to write to `path`, which `option` named, if that would touch the medium. Throws `Failure` (usage).
 void RequireOwnFile(const char* option, const std::string& path, const std::vector<std::string>& imageFiles);
 
+/// The name under which a folder of recovered files keeps what the file systems know.
+inline constexpr const char* FolderKnownName = "known.jsonl";
+
 /// What to ask the file systems for.
 struct FileSystemUse {
     /// Ask them nothing.
@@ -61,9 +65,11 @@ struct Validated {
 };
 
 /// Validates, knowing where the clusters of the file systems lie, and lets them improve the outcomes. What they know is
-/// kept at `knowledge`; without it they are not asked. The grids and the space of `how` are filled in here.
+/// kept at `knowledge`; without it they are not asked. `ahead` is asking them already, or null. The grids and the space
+/// of `how` are filled in here.
 Validated ValidateWithFileSystems(const ScanMedium& medium, Sightings seen, const ResultsPlace& outcomes,
-                                  ValidateHow how, const std::optional<ResultsPlace>& knowledge);
+                                  ValidateHow how, const std::optional<ResultsPlace>& knowledge,
+                                  FileSystemsAhead* ahead = nullptr);
 
 /// What to write of what a scan has seen, and how. All that is referred to outlives the call.
 struct ExtractRequest {
@@ -79,6 +85,8 @@ struct ExtractRequest {
     /// Only this piece of the files.
     std::optional<Piece> piece;
     bool quiet = false;
+    /// If the file systems are being asked already; else null.
+    FileSystemsAhead* ahead = nullptr;
 };
 
 /// Validates unless the files are wanted as reported, asks the file systems what they know, and writes the files or one

@@ -1,4 +1,8 @@
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "host/app/choices.h"
@@ -23,6 +27,19 @@ struct RecoverCommand {
     bool quiet = false;
 };
 
+// True if the file systems should be asked while the medium is scanned. A device may have bad sectors, which are better
+// found by one reader than by two, and a disk with moving heads would seek.
+bool AsksAhead(const RecoverCommand& command, const FolderScan& scan, const Folder& folder) {
+    return !command.fileSystems.isOff && !command.filter.asReported && scan.workers > 1 &&
+           std::ranges::all_of(scan.scan.medium.Image().Files(),
+                               [](const std::string& path) {
+                                   // Once the rights of root are given up, it may be out of reach.
+                                   std::error_code error;
+                                   return std::filesystem::is_regular_file(path, error);
+                               }) &&
+           !folder.Entry(FolderKnownName);
+}
+
 // `chosen` was made from `command`.
 ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen) {
     const Folder there = Folder::Open(command.out);
@@ -39,6 +56,10 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
     }
     const OutFolder out =
         PrepareOutFolder(command.out, JobOf(scan.job.header), {scan.scan.medium.Image().Files(), ""}, scan.use);
+    std::optional<FileSystemsAhead> ahead;
+    if (AsksAhead(command, scan, out.folder)) {
+        ahead.emplace(scan.scan.medium.Image(), scan.scan.header.image);
+    }
     const ScanOutcome outcome = ScanFolderToEnd(scan, out.folder, /*keepsSegments=*/false);
     if (!outcome.complete) {
         Say("stopped before a file was written; the same command goes on");
@@ -64,7 +85,8 @@ ExitStatus RunRecover(const RecoverCommand& command, const ChosenOptions& chosen
                                            .fileSystems = command.fileSystems,
                                            .out = out,
                                            .piece = std::nullopt,
-                                           .quiet = command.quiet});
+                                           .quiet = command.quiet,
+                                           .ahead = ahead ? &*ahead : nullptr});
     return status == ExitStatus::Done ? StatusOf(outcome) : status;
 }
 

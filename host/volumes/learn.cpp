@@ -41,7 +41,8 @@ constexpr std::size_t MostRanges = 2 * MostPieces;
 
 class VolumesClient : public CrewClient {
 public:
-    VolumesClient(Medium& medium, Order order) : medium_(medium), order_(std::move(order)) {}
+    VolumesClient(Medium& medium, Order order, const std::atomic<bool>* isLeft)
+        : medium_(medium), order_(std::move(order)), isLeft_(isLeft) {}
 
     std::optional<Order> NextOrder() override { return std::exchange(order_, std::nullopt); }
     void OnLine(std::int64_t /*id*/, const std::string& line) override {
@@ -59,13 +60,14 @@ public:
                 end.text);
         }
     }
-    bool StopRequested() override { return salvor::StopRequested(); }
+    bool StopRequested() override { return salvor::StopRequested() || (isLeft_ != nullptr && *isLeft_); }
 
     Knowledge knowledge;
 
 private:
     Medium& medium_;
     std::optional<Order> order_;
+    const std::atomic<bool>* isLeft_;
 };
 
 // Lets workers validate the joined extents of known files.
@@ -220,10 +222,15 @@ Knowledge LearnVolumes(Medium& medium, const ImageSpec& image, LearnRequest requ
     // File systems with millions of files have large tables of names, but not on small media.
     constexpr std::int64_t most = std::int64_t{1} << 30;
     order.memory = std::clamp(medium.SizeInBytes() / 64, Order::DefaultMemory, most);
-    VolumesClient client(medium, std::move(order));
+    VolumesClient client(medium, std::move(order), request.isLeft);
     RunCrew({}, client);
     return std::move(client.knowledge);
 }
+
+FileSystemsAhead::FileSystemsAhead(Medium& medium, const ImageSpec& image)
+    : learning_(std::async(std::launch::async, [this, &medium, image] {
+          return LearnVolumes(medium, image, {true, true, &isLeft_});
+      })) {}
 
 std::string KnownPathOf(const std::string& findsPath) { return PathBeside(findsPath, "known"); }
 
@@ -260,7 +267,8 @@ AskedFileSystems::AskedFileSystems(const ScanMedium& scanned, KnownRequest reque
     if (kept) {
         kept_ = *std::move(kept);
     } else {
-        kept_.knowledge = LearnVolumes(image, request_.image, {true, true});
+        kept_.knowledge =
+            request_.ahead != nullptr ? request_.ahead->Take() : LearnVolumes(image, request_.image, {true, true});
         TellOutOfReach(kept_.knowledge);
     }
     if (place_ && !isFromPlace_ && !StopRequested()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <future>
 #include <map>
@@ -25,6 +26,8 @@ struct LearnRequest {
     bool used = false;
     /// Also the slack of living files.
     bool files = false;
+    /// Set once nobody waits for the answer any more; may be null.
+    const std::atomic<bool>* isLeft = nullptr;
 };
 
 /// Lets a worker process, which opens the medium as `image` says, read the partition table and the file systems. If it
@@ -38,6 +41,24 @@ std::shared_ptr<const Space> LearnSpace(Medium& medium, const ImageSpec& image, 
 /// The default path of what the file systems of a medium know: `card.known` beside `card.finds`.
 std::string KnownPathOf(const std::string& findsPath);
 
+/// Asks the file systems of an image on a thread of its own, while the image is scanned.
+class FileSystemsAhead {
+public:
+    /// The medium outlives this.
+    FileSystemsAhead(Medium& medium, const ImageSpec& image);
+    FileSystemsAhead(const FileSystemsAhead&) = delete;
+    FileSystemsAhead& operator=(const FileSystemsAhead&) = delete;
+    /// Gives up what has not been taken.
+    ~FileSystemsAhead() { isLeft_ = true; }
+
+    /// Waits for the answer. To be called once.
+    Knowledge Take() { return learning_.get(); }
+
+private:
+    std::atomic<bool> isLeft_ = false;
+    std::future<Knowledge> learning_;
+};
+
 /// What the file systems' knowledge is compared with.
 struct KnownRequest {
     /// The image from which the medium was opened.
@@ -46,6 +67,8 @@ struct KnownRequest {
     std::map<std::int32_t, std::int64_t> caps;
     /// The digest of the sightings that the outcomes belong to.
     std::string digest;
+    /// If they are being asked already; else null.
+    FileSystemsAhead* ahead = nullptr;
 };
 
 /// What the file systems of a medium know. Answers are stored at `place`, if there is one; what is stored there, or at

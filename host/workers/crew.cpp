@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -222,15 +223,15 @@ private:
     }
 
     static void SayIfUnfiltered(const Employee& one) {
-        static bool isSaid = false;
-        if (!one.IsFiltered() && !std::exchange(isSaid, true)) {
+        static std::atomic<bool> isSaid = false;
+        if (!one.IsFiltered() && !isSaid.exchange(true)) {
             SayLine("this kernel offers no filter of system calls; what reads the medium is held by limits alone");
         }
     }
 
     static void SayIfRefused(const Employee& one) {
-        static bool isSaid = false;
-        if (one.RefusedRules() > 0 && !std::exchange(isSaid, true)) {
+        static std::atomic<bool> isSaid = false;
+        if (one.RefusedRules() > 0 && !isSaid.exchange(true)) {
             Say("this kernel refused {} rules of the filter of system calls, so that what reads the medium may end "
                 "early",
                 one.RefusedRules());
