@@ -2,6 +2,7 @@
 
 #include <FileTypeCatalog.h>
 #include <fmt/format.h>
+#include <simdjson.h>
 
 #include <algorithm>
 #include <array>
@@ -34,8 +35,27 @@ std::string FieldsOf(const Finding& finding, bool isFinal) {
                        !isFinal && finding.isCertain ? R"(,"certain":true)" : "");
 }
 
-// The functions that read records throw a JSON exception or `std::invalid_argument` for a value that makes no sense.
-std::int32_t TypeIn(const Json& record, const char* key, std::int32_t least) {
+// The functions that read records throw an exception of the standard library for a value that makes no sense. Findings,
+// which are read several times by several processes, are read as the parser has them, without JSON values in between.
+using ParsedRecord = simdjson::dom::object;
+
+std::string TextIn(const Json& record, const char* key) { return record.at(key).get<std::string>(); }
+std::string TextIn(const ParsedRecord& record, const char* key) {
+    return std::string(record.at_key(key).get_string().value());
+}
+
+using salvor::IntegerIn;
+std::int64_t IntegerIn(const ParsedRecord& record, const char* key) { return record.at_key(key).get_int64().value(); }
+
+// False if there is no such field.
+bool FlagIn(const Json& record, const char* key) { return record.value(key, false); }
+bool FlagIn(const ParsedRecord& record, const char* key) {
+    const auto field = record.at_key(key);
+    return field.error() == simdjson::SUCCESS && field.get_bool().value();
+}
+
+template <class Record>
+std::int32_t TypeIn(const Record& record, const char* key, std::int32_t least) {
     const std::int64_t type = IntegerIn(record, key);
     if (type < least || type >= FileTypeCount) {
         throw std::invalid_argument("no such type");
@@ -59,24 +79,25 @@ bool IsExtension(const std::string& text) {
            std::ranges::all_of(text, [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); });
 }
 
-Finding FindingIn(const Json& record) {
+template <class Record>
+Finding FindingIn(const Record& record) {
     std::array<const char*, Verdicts.size()> names{};
     std::ranges::transform(Verdicts, names.begin(), VerdictName);
     Finding finding;
-    finding.verdict = Verdicts[IndexIn(names, record.at("verdict").get<std::string>())];
+    finding.verdict = Verdicts[IndexIn(names, TextIn(record, "verdict"))];
     finding.type = TypeIn(record, "type", -1);
     finding.size = IntegerIn(record, "size");
-    finding.why = record.at("why").get<std::string>();
-    finding.extension = record.at("extension").get<std::string>();
+    finding.why = TextIn(record, "why");
+    finding.extension = TextIn(record, "extension");
     if (!IsExtension(finding.extension) || finding.size < 0) {
         throw std::invalid_argument("no extension, or no size");
     }
     if (finding.type >= 0 && finding.extension == FileTypeCatalog[finding.type].extension) {
         finding.extension = {};
     }
-    finding.beginsInMiddle = record.value("begins_in_middle", false);
-    finding.isUnbroken = record.value("unbroken", false);
-    finding.isCertain = record.value("certain", false);
+    finding.beginsInMiddle = FlagIn(record, "begins_in_middle");
+    finding.isUnbroken = FlagIn(record, "unbroken");
+    finding.isCertain = FlagIn(record, "certain");
     return finding;
 }
 
@@ -109,18 +130,20 @@ Outcome OutcomeIn(const Json& record) {
     return outcome;
 }
 
+KnownFinding KnownFindingIn(const ParsedRecord& record) {
+    KnownFinding known;
+    known.startSector = IntegerIn(record, "start_sector");
+    known.phase = static_cast<Validator::Phase>(IndexIn(PhaseNames, TextIn(record, "phase")));
+    known.validator = TextIn(record, "validator");
+    known.finding = FindingIn(record);
+    known.countsWholeOnly = FlagIn(record, "whole_only");
+    known.cost = IntegerIn(record, "cost");
+    return known;
+}
+
 void TakeRecord(const Json& record, OutcomesRead& read) {
     const auto kind = record.at("record").get<std::string>();
-    if (kind == "finding") {
-        KnownFinding known;
-        known.startSector = IntegerIn(record, "start_sector");
-        known.phase = static_cast<Validator::Phase>(IndexIn(PhaseNames, record.at("phase").get<std::string>()));
-        known.validator = record.at("validator").get<std::string>();
-        known.finding = FindingIn(record);
-        known.countsWholeOnly = record.value("whole_only", false);
-        known.cost = IntegerIn(record, "cost");
-        read.known.Add(known);
-    } else if (kind == "refused") {
+    if (kind == "refused") {
         const auto phase = static_cast<Validator::Phase>(IndexIn(PhaseNames, record.at("phase").get<std::string>()));
         // Wraps for a list that no run has written, whose places are then never asked for.
         std::uint64_t sector = 0;
@@ -341,7 +364,16 @@ void OutcomesWriter::AddPiece(const Piece& piece) {
     log_.Sync();
 }
 
-void TakeOutcomesLine(const std::string& line, OutcomesRead& read) { TakeRecord(ParseJsonLine(line), read); }
+void TakeOutcomesLine(const std::string& line, OutcomesRead& read) {
+    // What the parser keeps ready is many times as large as the longest line.
+    constexpr std::size_t longest = std::size_t{1} << 16U;
+    if (line.starts_with(FindingPrefix) && line.size() < longest) {
+        thread_local simdjson::dom::parser parser;
+        read.known.Add(KnownFindingIn(parser.parse(line).get_object().value()));
+    } else {
+        TakeRecord(ParseJsonLine(line), read);
+    }
+}
 
 bool HasAllOutcomes(const FilePlace& place, const std::string& digest) {
     File file = place.Read();
