@@ -9,6 +9,7 @@
 #include "host/scan/first_find.h"
 #include "host/validators/finding_at.h"
 #include "host/validators/pdf_end.h"
+#include "host/validators/pdf_streams.h"
 
 namespace salvor {
 
@@ -271,7 +272,7 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
 }
 
 // Scanners include white space in the document even if it may belong to another file, and follow its objects without
-// asking where its cross-reference is. They take every PDF with parts of a drawing for one.
+// asking where its cross-reference is or what its streams hold. They take every PDF with parts of a drawing for one.
 void Witnesses::JudgePdf(std::int64_t sector, Finding& finding) {
     const std::int64_t given = std::min(left_, perFile_);
     ReadAllowance allowance(given);
@@ -282,6 +283,9 @@ void Witnesses::JudgePdf(std::int64_t sector, Finding& finding) {
     if (finding.size <= place.Limit() && !LeadsToCrossReference(place, finding.size)) {
         finding.verdict = Verdict::Open;
         finding.why = "its last offset leads to no cross-reference";
+    } else if (finding.size <= place.Limit() && !DoStreamsUnpack(place, finding.size)) {
+        finding.verdict = Verdict::Damaged;
+        finding.why = "a stream does not unpack";
     }
     if (finding.size < place.Limit()) {
         finding.size = EndOfPdf(place, finding.size);

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <random>
 
 #include "host/validators/pdf_end.h"
+#include "host/validators/pdf_streams.h"
 #include "tests/host/validators/TestPlace.h"
 #include "tests/support/Numbers.h"
 
@@ -50,6 +52,26 @@ TEST(PaperValidators, PdfsKeepTheCommentsBehindTheirEnd) {
     EXPECT_EQ(endOf(document, "text\n"), std::ssize(document));
     EXPECT_EQ(endOf(document + ' ', std::string("\0x", 2)), std::ssize(document));
     EXPECT_EQ(endOf(std::string(512 - document.size(), ' ') + document, comments), 512);
+}
+
+TEST(PaperValidators, PdfsWithAStreamThatDoesNotUnpackAreDamaged) {
+    const Bytes content = Pattern(9000, 5);
+    Bytes packed(compressBound(9000));
+    uLongf length = packed.size();
+    ASSERT_EQ(compress(packed.data(), &length, content.data(), 9000), Z_OK);
+    const std::string stream(packed.begin(), packed.begin() + static_cast<std::ptrdiff_t>(length));
+    std::string broken = stream;
+    broken[broken.size() / 2] ^= 0x10;
+    const auto unpack = [](const std::string& first, const std::string& second, const std::string& trailer) {
+        const std::string head = "\n1 0 obj\n<</Filter/FlateDecode>>\nstream\r\n";
+        const Bytes file = ::test::BytesOf("%PDF-1.4" + head + first + "\nendstream\nendobj" + head + second + trailer);
+        return LookAt(file, {}, {}, [&](Place& place) { return DoStreamsUnpack(place, std::ssize(file)); });
+    };
+    EXPECT_TRUE(unpack(stream, stream, ""));
+    EXPECT_FALSE(unpack(stream, broken, ""));
+    EXPECT_FALSE(unpack(broken, stream, ""));
+    EXPECT_TRUE(unpack(stream, broken, "trailer<</Encrypt 9 0 R>>"));
+    EXPECT_TRUE(unpack(stream, "an odd filter's bytes", ""));
 }
 
 // One chain of blocks of 256 bytes; the first link is at the end of block 3.
