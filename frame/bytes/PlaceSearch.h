@@ -5,8 +5,9 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <optional>
+
+#include "frame/bytes/Bytes.h"
 
 /// Places examined at once: a few vector registers, and a small part of a sector.
 inline constexpr std::size_t PlaceStride = 64;
@@ -15,7 +16,6 @@ inline constexpr std::size_t PlaceStride = 64;
 template <class Difference, class IsMatch>
 std::optional<std::size_t> FindInStride(const std::uint8_t* places, std::size_t at, std::size_t from,
                                         const Difference& difference, const IsMatch& isMatch) {
-    static_assert(std::endian::native == std::endian::little, "the first byte is the lowest");
     std::array<std::uint8_t, PlaceStride> differences;
     for (std::size_t i = 0; i < PlaceStride; ++i) {
         differences[i] = difference(places + i);
@@ -23,8 +23,7 @@ std::optional<std::size_t> FindInStride(const std::uint8_t* places, std::size_t 
     for (std::size_t i = (from - at) / sizeof(std::uint64_t) * sizeof(std::uint64_t); i < PlaceStride;
          i += sizeof(std::uint64_t)) {
         constexpr std::uint64_t low = 0x7F7F7F7F7F7F7F7F;
-        std::uint64_t eight = 0;
-        std::memcpy(&eight, differences.data() + i, sizeof(eight));
+        const auto eight = LoadLittle<std::uint64_t>(differences, i);
         // The highest bit of each byte that is 0.
         for (std::uint64_t zeros = ~(((eight & low) + low) | eight | low); zeros != 0; zeros &= zeros - 1) {
             const std::size_t place = at + i + static_cast<std::size_t>(std::countr_zero(zeros)) / 8;
