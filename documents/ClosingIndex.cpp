@@ -21,11 +21,24 @@ ByteSpan KeyOf(ByteSpan closing) {
     return front.last(*length);
 }
 
-// Two independent hashes below 4096.
-std::array<std::size_t, 2> NumbersOf(ByteSpan key) {
-    std::uint64_t value = key.size();
-    for (const std::uint8_t byte : key) {
-        value = value << 8U | byte;
+// Of a key, only the last bytes are hashed.
+constexpr std::size_t Hashed = sizeof(std::uint64_t);
+
+// The last bytes of a key, the last one lowest.
+std::uint64_t TailOf(ByteSpan key) {
+    std::uint64_t tail = 0;
+    for (const std::uint8_t byte : key.last(std::min(key.size(), Hashed))) {
+        tail = tail << 8U | byte;
+    }
+    return tail;
+}
+
+// Two independent hashes below 4096, of a key of some length. More bytes than its own may stand above them.
+std::array<std::size_t, 2> NumbersOf(std::size_t length, std::uint64_t tail) {
+    std::uint64_t value = tail;
+    if (length < Hashed) {
+        const std::size_t bits = 8 * length;
+        value = std::uint64_t{length} << bits | (tail & ((std::uint64_t{1} << bits) - 1));
     }
     value *= 0x9E3779B97F4A7C15U;
     value ^= value >> 32U;
@@ -94,28 +107,34 @@ void ClosingIndex::IndexPlaces(ByteSpan bytes) {
     const auto isHyphen = [](const std::uint8_t* place) {
         return static_cast<std::uint8_t>((place[0] ^ std::uint8_t{'-'}) | (place[1] ^ std::uint8_t{'-'}));
     };
+    Page page{};
+    std::size_t pageEnd = 0;
     const auto enter = [&](std::size_t place) {
-        const std::int64_t page = (indexedTo_ + static_cast<std::int64_t>(place - LongKey)) / pageBytes_;
-        const ByteSpan front = bytes.first(place);
+        if (place >= pageEnd) {
+            const std::int64_t at = indexedTo_ + static_cast<std::int64_t>(place - LongKey);
+            page = PageOf(at / pageBytes_);
+            pageEnd = place + static_cast<std::size_t>(pageBytes_ - at % pageBytes_);
+        }
+        const auto tail = LoadBig<std::uint64_t>(bytes, place - Hashed);
         for (const std::size_t length : KeyLengths) {
-            AddKey(page, front.last(length));
+            for (const std::size_t number : NumbersOf(length, tail)) {
+                page.words[number] |= page.bit;
+            }
         }
         return false;  // keep searching
     };
     FindPlace(bytes.data(), LongKey, bytes.size() - 1, isHyphen, enter);
 }
 
-void ClosingIndex::AddKey(std::int64_t page, ByteSpan key) {
+ClosingIndex::Page ClosingIndex::PageOf(std::int64_t page) {
     const std::int64_t group = page / PagesInGroup;
     const std::size_t place = static_cast<std::size_t>(group) % Groups;
-    const auto words = bits_.begin() + static_cast<std::ptrdiff_t>(place * Words);
+    const std::span<std::uint64_t> words = std::span(bits_).subspan(place * Words, Words);
     if (groupAt_[place] != group) {
         groupAt_[place] = group;
-        std::fill_n(words, Words, 0);
+        std::ranges::fill(words, 0);
     }
-    for (const std::size_t number : NumbersOf(key)) {
-        words[static_cast<std::ptrdiff_t>(number)] |= std::uint64_t{1} << (page % PagesInGroup);
-    }
+    return {words, std::uint64_t{1} << (page % PagesInGroup)};
 }
 
 std::uint64_t ClosingIndex::PagesFrom(std::int64_t page, ByteSpan key) const {
@@ -124,6 +143,6 @@ std::uint64_t ClosingIndex::PagesFrom(std::int64_t page, ByteSpan key) const {
     if (groupAt_[place] != group) {
         return 0;  // no two hyphens in this group
     }
-    const auto [first, second] = NumbersOf(key);
+    const auto [first, second] = NumbersOf(key.size(), TailOf(key));
     return (bits_[place * Words + first] & bits_[place * Words + second]) >> (page % PagesInGroup);
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "frame/bytes/Bytes.h"
@@ -30,7 +31,12 @@ public:
 private:
     void IndexUpTo(FileWindow& file, std::int64_t base, std::int64_t to);
     void IndexPlaces(ByteSpan bytes);
-    void AddKey(std::int64_t page, ByteSpan key);
+    // A page's bit in the words of its group, which it makes its own.
+    struct Page {
+        std::span<std::uint64_t> words;
+        std::uint64_t bit;
+    };
+    Page PageOf(std::int64_t page);
     // One bit for each page that may have the key: the lowest bit is `page`, the highest the last page of its group.
     std::uint64_t PagesFrom(std::int64_t page, ByteSpan key) const;
 

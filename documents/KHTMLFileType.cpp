@@ -33,7 +33,7 @@ public:
 
     // The page's length.
     std::optional<std::int64_t> Run() {
-        while (text_.SkipToTag()) {
+        while (SkipToNext()) {
             decidedAt_ = text_.At();
             text_.Next();
             // The next character of everything that is looked for: end tags, the root, and the first tags of a page.
@@ -63,6 +63,14 @@ public:
     }
 
 private:
+    // Moves to the next tag that may decide something, or one before it.
+    bool SkipToNext() {
+        if (hasRoot_) {
+            text_.PassInnerTags();
+        }
+        return text_.SkipToTag();
+    }
+
     // The page's end if the text ends, or the next page begins, before a certain end tag.
     std::optional<std::int64_t> EndOfText(std::int64_t end) {
         if (text_.At() == end && !text_.IsZeroUpTo(SectorEnd(end))) {

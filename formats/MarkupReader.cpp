@@ -329,22 +329,44 @@ std::optional<ByteSpan> MarkupReader::TakePlainTag() {
     return tag;
 }
 
+void MarkupReader::PassInnerTags() {
+    if (MayStartFile() || view_.size() - index_ < 2) {
+        return;
+    }
+    const std::int64_t inSector = At() % SmallestSector;
+    const std::int64_t next = inSector < MarkBytes() ? MarkBytes() : SmallestSector;
+    const std::size_t before = static_cast<std::size_t>(next - inSector) / form_.width;
+    PassInView(
+        std::min(view_.size() - 1, index_ + before),
+        [](const std::uint8_t* place) { return !IsText[*place] || (place[0] == '<' && place[1] == '/'); },
+        [](const std::uint8_t* place) {
+            const int fromEndTag = (place[0] ^ '<') | (place[1] ^ '/');
+            return std::min(DifferenceFromControl(*place), static_cast<std::uint8_t>(fromEndTag));
+        });
+}
+
 bool MarkupReader::TakeShortRemark() {
-    constexpr auto comment = PatternOf("<!--");
-    constexpr auto commentEnd = PatternOf("-->");
-    constexpr auto instruction = PatternOf("<?");
-    constexpr auto instructionEnd = PatternOf("?>");
+    // The shortest is "<??>".
+    constexpr std::size_t least = 4;
     constexpr std::size_t most = 64;
-    const ByteSpan text = view_.subspan(index_).first(std::min(view_.size() - index_, most));
-    const bool isComment = StartsWith(text, comment);
-    if (!isComment &&
-        (!StartsWith(text, instruction) || text.size() == instruction.size() || text[instruction.size()] == 'x')) {
+    const std::uint8_t* const text = view_.data() + index_;
+    const std::size_t size = std::min(view_.size() - index_, most);
+    if (size < least || text[0] != '<') {
         return false;
     }
-    for (std::size_t at = isComment ? comment.size() : instruction.size(); at < text.size() && IsText[text[at]]; ++at) {
-        if (isComment ? HasPatternAt(text, at, commentEnd) : HasPatternAt(text, at, instructionEnd)) {
-            index_ += at + (isComment ? commentEnd.size() : instructionEnd.size());
-            return true;
+    if (text[1] == '?' && text[2] != 'x') {
+        for (std::size_t at = 2; at + 1 < size && IsText[text[at]]; ++at) {
+            if (text[at] == '?' && text[at + 1] == '>') {
+                index_ += at + 2;
+                return true;
+            }
+        }
+    } else if (text[1] == '!' && text[2] == '-' && text[3] == '-') {
+        for (std::size_t at = least; at + 2 < size && IsText[text[at]]; ++at) {
+            if (text[at] == '-' && text[at + 1] == '-' && text[at + 2] == '>') {
+                index_ += at + 3;
+                return true;
+            }
         }
     }
     return false;
@@ -535,6 +557,7 @@ std::optional<XmlProlog> TakeXmlProlog(MarkupReader& text) {
     }
     text.EndAt(start + PrologLimit);
     for (bool hasType = false;;) {
+        text.PassShortRemarks();
         text.SkipWhite();
         if (const std::optional<bool> remark = text.TakeRemark()) {
             if (!*remark) {

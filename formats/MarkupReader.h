@@ -126,9 +126,18 @@ public:
     /// nothing, and stays, for other markup and where characters of two bytes go beyond ASCII.
     std::optional<ByteSpan> TakePlainTag();
 
+    /// Moves forward in view, at most to the next end tag, to the next place where a file may start, or to the end of
+    /// the text. Stays where a file may start.
+    void PassInnerTags();
+
     /// Moves past a comment of a few characters, or a processing instruction whose name does not begin with an 'x', if
     /// it begins here and is in view; false, and stays, otherwise.
     bool TakeShortRemark();
+    /// Moves past as many of them as follow each other in view.
+    void PassShortRemarks() {
+        while (TakeShortRemark()) {
+        }
+    }
 
     /// Moves past a declaration without quotes and without other markup in it, if one begins here and is in view.
     bool TakePlainDeclaration();

@@ -42,6 +42,15 @@ bool HasUsualTags(MarkupReader& text) {
     std::bitset<std::size(usual)> seen;
     while (seen.count() < 2 && text.SkipToTag()) {
         text.Next();
+        const char16_t first = FoldLetter(text.Peek());
+        // Most tags were seen before, or begin like none.
+        bool isNew = false;
+        for (std::size_t i = 0; i < std::size(usual); ++i) {
+            isNew = isNew || (usual[i].front() == first && !seen.test(i));
+        }
+        if (!isNew) {
+            continue;
+        }
         const auto* const tag = std::ranges::find(usual, Word(TakeTagName(text)));
         if (tag != std::end(usual) && IsNameEnd(text.Peek())) {
             seen.set(static_cast<std::size_t>(tag - usual));

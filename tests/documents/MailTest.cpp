@@ -194,9 +194,10 @@ TEST(Message, IsFoundAloneAndAmongOthersWhereItsMarkerIsFarAhead) {
     constexpr std::int64_t sectors = 24 * 2048;
     Medium medium;
     medium.Grow(sectors);
-    for (int message = 0; message < 80; ++message) {
+    for (int message = 0; message < 100; ++message) {
         const auto start = static_cast<std::int64_t>(noise.Below(sectors - 1));
-        const std::string boundary = "part-" + std::to_string(noise.Below(40));
+        // Shorter and longer than what is remembered of a boundary.
+        const std::string boundary = std::string(noise.Below(24), 'p') + std::to_string(noise.Below(40));
         medium.Put(start, "Received: x\r\nContent-Type: multipart/mixed; boundary=" + boundary + "\r\n");
         const std::int64_t end = start + 1 + static_cast<std::int64_t>(noise.Below(12000));
         if (end < sectors) {

@@ -48,6 +48,8 @@ TEST(Markup, IsFoundWholeOrNotAtAll) {
         {Html, Bookmarks + Text + "</html>", false},
         {Html, "<head><title>T</title><title>" + Text.substr(3) + "</html>", false},
         {Html, "<head><title>T</title><body>" + Text + "</html>", true},
+        {Html, "<head><p><<p><P>" + Text + "</html>", false},
+        {Html, "<head><p><<p><b><P><Br>" + Text + "</html>", true},
         {Html, "<head><title>T</title><body>" + Text + "</body>", true},
         {Html, "<head><title>T</title><body>" + Text, false},
         {Html, "<!-- c --><!--d-->\n<html>" + Text, true},
@@ -109,6 +111,23 @@ TEST(Markup, LongPrologsBeginInEachOther) {
     second.append(0x10000 - 1024 - 2 - second.size(), ' ').append("<!-- < -->]><a><b/>" + Text + "</a>");
     const std::string bytes = UpToSectorEnd(Declaration + "<!DOCTYPE a [", "") + second;
     EXPECT_EQ(FindsIn(Xml, bytes), (Finds{{4, static_cast<std::int64_t>(second.size())}}));
+}
+
+// Behind tags that say nothing, the start of the next page is seen with and without a mark in front of it.
+TEST(Markup, PagesOfManyTagsEndInFrontOfTheNext) {
+    std::string tags = "<html>";
+    while (tags.size() < 1000) {
+        tags += "<p><h<!";
+    }
+    const std::string page = UpToSectorEnd(tags, "");
+    const std::string next = "<html>\x02";
+    EXPECT_EQ(FindsIn(Html, page + next), (Finds{{2, 1024}}));
+    EXPECT_EQ(FindsIn(Html, page + "\xEF\xBB\xBF" + next), (Finds{{2, 1024}}));
+    EXPECT_EQ(FindsIn(Html, tags + next), (Finds{{2, static_cast<std::int64_t>(tags.size()) + 6}}));
+    for (const bool isBigEndian : {false, true}) {
+        const std::string wide = Wide(page.substr(0, 1023), isBigEndian) + Wide(next, isBigEndian);
+        EXPECT_EQ(FindsIn(Html, wide), (Finds{{2, 2048}}));
+    }
 }
 
 TEST(Markup, EndTagsMayLieAcrossReads) {
