@@ -84,8 +84,9 @@ void KEMLFileType::ScanBlock(const SectorBlock* block, IFoundFileSink* sink) {
 // any file, the sum of the bytes might wrap around.
 bool KEMLFileType::RestsAt(std::int64_t nextSector) const {
     constexpr std::int64_t largestFile = std::int64_t{1} << 48;
-    return ends_.IsAtRest() &&
-           (lastSize_ <= 0 || (lastSize_ < largestFile && nextSector - lastStart_ > lastSize_ / MinSectorBytes));
+    const auto distance =
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(nextSector) - static_cast<std::uint64_t>(lastStart_));
+    return ends_.IsAtRest() && (lastSize_ <= 0 || (lastSize_ < largestFile && distance > lastSize_ / MinSectorBytes));
 }
 
 // The start is compared as if the last message's bytes were sectors; the end decides.
