@@ -38,7 +38,7 @@ inline constexpr FormatChecks FormatChecksOf[] = {
     {"DWG", "The header's sections, or the second copy of the header, lie inside the file."},
     {"DXF", "Pairs of codes and values follow each other up to the one that ends the file."},
     {"PostScript and AI", "The comment that ends the document is there, with nothing but text before it."},
-    {"PDF", "The last offset leads to a cross-reference, and deflated streams of plain documents unpack."},
+    {"PDF", "The last offset leads to a cross-reference, and where zeros fill a sector, deflated streams unpack."},
     {"MP4, MOV, HEIC, CR3",
      "Boxes fill the file without gaps, the tables of samples point into its data, and samples of most codecs begin as "
      "they should; no hole of zeros is in a HEIC."},

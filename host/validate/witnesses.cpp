@@ -8,6 +8,7 @@
 
 #include "host/scan/first_find.h"
 #include "host/validators/finding_at.h"
+#include "host/validators/hole_of_zeros.h"
 #include "host/validators/pdf_end.h"
 #include "host/validators/pdf_streams.h"
 
@@ -272,7 +273,8 @@ std::int64_t Witnesses::SizeWithoutCap(const Find& find) {
 }
 
 // Scanners include white space in the document even if it may belong to another file, and follow its objects without
-// asking where its cross-reference is or what its streams hold. They take every PDF with parts of a drawing for one.
+// asking where its cross-reference is or whether a part is missing. They take every PDF with parts of a drawing for
+// one.
 void Witnesses::JudgePdf(std::int64_t sector, Finding& finding) {
     const std::int64_t given = std::min(left_, perFile_);
     ReadAllowance allowance(given);
@@ -283,7 +285,9 @@ void Witnesses::JudgePdf(std::int64_t sector, Finding& finding) {
     if (finding.size <= place.Limit() && !LeadsToCrossReference(place, finding.size)) {
         finding.verdict = Verdict::Open;
         finding.why = "its last offset leads to no cross-reference";
-    } else if (finding.size <= place.Limit() && !DoStreamsUnpack(place, finding.size)) {
+    } else if (finding.size <= place.Limit() && HasHoleOfZeros(place, 0, finding.size) &&
+               !DoStreamsUnpack(place, finding.size)) {
+        // To unpack every document would take longer than all else.
         finding.verdict = Verdict::Damaged;
         finding.why = "a stream does not unpack";
     }
