@@ -143,6 +143,25 @@ std::optional<Judgement> Witnesses::AskForWholeText(std::int64_t sector, std::in
     return answer;
 }
 
+// What a validator that accepts the first bytes of a place finds there; it reads `most` bytes or fewer.
+Finding Witnesses::Follow(const Validator& validator, std::int64_t sector, Place& place, ReadAllowance& allowance,
+                          std::int64_t most) {
+    if (mustBeWhole_ && !validator.mayBeWhole) {
+        isUsedUp_ = true;
+        return Unexamined();
+    }
+    allowance = ReadAllowance(std::min(left_, most));
+    const std::int64_t before = allowance.Left();
+    // Later phases depend on the whole files, which a stopped run need not have known.
+    AskedWalk walk({sector, std::string(validator.name)}, request_.walks, allowance, observer_);
+    place.SetNotes(validator.phase == Phase::Structure ? &walk : nullptr);
+    const Finding finding = Checked(FindingAt(validator, place), place.Limit());
+    place.SetNotes(nullptr);
+    left_ -= before - allowance.Left();
+    isUsedUp_ = isUsedUp_ || allowance.IsUsedUp();
+    return allowance.IsUsedUp() ? Unexamined() : finding;
+}
+
 std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, std::int64_t most, int exceptFor) {
     const std::int64_t given = std::min({left_, perFile_, most});
     ReadAllowance allowance(given);
@@ -166,21 +185,7 @@ std::optional<Judgement> Witnesses::AskAnew(std::int64_t sector, Phase phase, st
                 // Paid for with the head.
                 place.From(0);
             }
-            const bool isFollowed = !mustBeWhole_ || validator.mayBeWhole;
-            allowance = ReadAllowance(std::min(left_, given));
-            const std::int64_t before = allowance.Left();
-            if (isFollowed) {
-                // Later phases depend on the whole files, which a stopped run need not have known.
-                AskedWalk walk({sector, std::string(validator.name)}, request_.walks, allowance, observer_);
-                place.SetNotes(phase == Phase::Structure ? &walk : nullptr);
-                finding = Checked(FindingAt(validator, place), place.Limit());
-                place.SetNotes(nullptr);
-            }
-            left_ -= before - allowance.Left();
-            if (!isFollowed || allowance.IsUsedUp()) {
-                isUsedUp_ = true;
-                finding = Unexamined();
-            }
+            finding = Follow(validator, sector, place, allowance, given);
         }
         if (!best || finding.verdict < best->finding.verdict) {
             best = Judgement{finding, static_cast<int>(i)};

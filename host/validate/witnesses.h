@@ -59,6 +59,8 @@ private:
     std::int64_t CostOfHead(std::int64_t sector) const;
     void ReadHead(std::int64_t sector, std::int64_t given);
     std::optional<Judgement> AskAnew(std::int64_t sector, Validator::Phase phase, std::int64_t most, int exceptFor);
+    Finding Follow(const Validator& validator, std::int64_t sector, Place& place, ReadAllowance& allowance,
+                   std::int64_t most);
     // True if a question that costs this much leaves enough for each validator to read `most` bytes.
     bool HasAllOf(std::int64_t most, std::int64_t cost) const;
     // Informs the observer who is asked; false if that one is set aside here.
