@@ -34,7 +34,7 @@ SegmentStore::Stored WithoutSightings(std::string name, SegmentScan segment) {
 }  // namespace
 
 SegmentStore::SegmentStore(const Folder& job, ScanKey key, ScanGrid grid)
-    : folder_(job.Below(FolderName, true)), key_(std::move(key)), grid_(std::move(grid)) {
+    : folder_(job.Below(FolderName, /*make=*/true)), key_(std::move(key)), grid_(std::move(grid)) {
     if (!folder_.IsOpen()) {
         throw Failure(ExitStatus::NotStarted,
                       fmt::format("cannot use the folder '{}': {}", folder_.Path().string(), folder_.Error().Text()));

@@ -399,7 +399,8 @@ bool BeginsBoxFile(ByteSpan head) {
                std::ranges::all_of(head.subspan(8, 4), isOfBrand);
     }
     // The second box's type is checked if it is in view.
-    return HasTypeAt(head, 0, true) && (size < 2 || (size >= 8 && HasTypeAt(head, size, false)));
+    return HasTypeAt(head, 0, /*isFirst=*/true) &&
+           (size < 2 || (size >= 8 && HasTypeAt(head, size, /*isFirst=*/false)));
 }
 
 constexpr StartSignature Starts[] = {{"ftyp", 4}, {"moov", 4}, {"mdat", 4}, {"wide", 4},

@@ -424,7 +424,7 @@ Finding ValidateMpegAudio(Place& file) {
         return {Verdict::Truncated, file.Limit(), FileTypeIndex::Mp3, {}, "its tag goes on past the medium's end"};
     }
     if (tagEnd == 0) {
-        return StreamAt(file, 0, false).value_or(Finding{});
+        return StreamAt(file, 0, /*hasTag=*/false).value_or(Finding{});
     }
     // The rest of another frame behind the tag may look like a first frame. Without one there, the first frame may be
     // at a sector start and look like a file of its own.
@@ -433,7 +433,7 @@ Finding ValidateMpegAudio(Place& file) {
         AudioWalk<LayeredStream>(file, tagEnd).Begins(1) || AudioWalk<AdtsStream>(file, tagEnd).Begins(1);
     const std::int64_t stop = std::min(file.NextStart(tagEnd), tagEnd + mostPadding) - (hasFrame ? 1 : 0);
     const std::optional<Finding> found = StreamBehindTag(file, tagEnd, stop);
-    return found ? *found : StreamAt(file, tagEnd, true).value_or(Finding{});
+    return found ? *found : StreamAt(file, tagEnd, /*hasTag=*/true).value_or(Finding{});
 }
 
 bool BeginsMpegAudio(ByteSpan head) {

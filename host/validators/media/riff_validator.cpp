@@ -163,15 +163,20 @@ private:
             if (data + size > end || data + size > file_.Limit()) {
                 return isOpen_ ? Ended() : Cut(data, size, end);
             }
-            if (form_->type == FileTypeIndex::Avi && IsListOf(chunk, data, "movi")) {
-                insideIsRight_ = insideIsRight_ && FramesTile(data + 4, data + size);
-            }
-            if (StartsWith(chunk, PatternOf("VP8 ")) || StartsWith(chunk, PatternOf("VP8L"))) {
-                hasHole_ = hasHole_ || HasHoleOfZeros(file_, data, data + size);
-            }
+            CheckInside(chunk, data, size);
             end_ = std::min(behind, std::max(end, data + size));
         }
         return std::nullopt;
+    }
+
+    // Notes what is wrong inside a chunk.
+    void CheckInside(ByteSpan chunk, std::int64_t data, std::int64_t size) {
+        if (form_->type == FileTypeIndex::Avi && IsListOf(chunk, data, "movi")) {
+            insideIsRight_ = insideIsRight_ && FramesTile(data + 4, data + size);
+        }
+        if (StartsWith(chunk, PatternOf("VP8 ")) || StartsWith(chunk, PatternOf("VP8L"))) {
+            hasHole_ = hasHole_ || HasHoleOfZeros(file_, data, data + size);
+        }
     }
 
     std::int64_t DataBytes(ByteSpan chunk) const {

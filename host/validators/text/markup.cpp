@@ -98,7 +98,9 @@ std::int64_t EndOfData(Place& file, MarkupReader& text, std::int64_t end) {
     const ByteSpan behind = file.At(lines, 1);
     const bool isInLine = !behind.empty() && behind[0] >= 'a' && behind[0] <= 'z';
     const bool mayBeForeign = !isInLine && IsTextAt(file, lines) && !HasReturns(file, end, text.Form());
-    return mayBeForeign && EndOfLines(text, end, false, 2) == lines ? EndOfLines(text, end, false, 1) : lines;
+    return mayBeForeign && EndOfLines(text, end, /*haveReturns=*/false, 2) == lines
+               ? EndOfLines(text, end, /*haveReturns=*/false, 1)
+               : lines;
 }
 
 Finding UnclosedText(Place& file, std::int32_t type, const char* extension, const char* why) {

@@ -235,7 +235,8 @@ const char* PostScriptExtension(ByteSpan head) {
     if (HasPatternAt(head, versionEnd, PatternOf(" EPSF"))) {
         return "eps";
     }
-    const bool isProgram = (head[2] == 'P' && head[3] == 'S') || blanks.find(static_cast<char>(head[2])) != blanks.npos;
+    const bool isProgram =
+        (head[2] == 'P' && head[3] == 'S') || blanks.find(static_cast<char>(head[2])) != std::string_view::npos;
     return isProgram ? "ps" : "";
 }
 
