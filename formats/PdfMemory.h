@@ -24,12 +24,6 @@ public:
         return first == places_.end() ? std::nullopt : std::optional(*first);
     }
 
-    /// The last place before `place` in the searched stretch.
-    std::optional<std::int64_t> LastBefore(std::int64_t place) const {
-        const auto behind = std::ranges::lower_bound(places_, place);
-        return behind == places_.begin() ? std::nullopt : std::optional(*(behind - 1));
-    }
-
     /// Those of the searched stretch from `from` on and before `to`, in ascending order; valid until the next `Note`.
     std::span<const std::int64_t> Between(std::int64_t from, std::int64_t to) const {
         const auto first = std::ranges::lower_bound(places_, from);

@@ -20,7 +20,7 @@ std::int64_t EndOfComments(ByteWindow& file, std::int64_t at) {
         return byte == '\t' || (byte >= ' ' && byte < 0x7F);
     };
     for (int lines = 0; lines < mostLines && at % file.SectorSize() != 0; ++lines) {
-        const ByteSpan shown = file.From(at);
+        const ByteSpan shown = file.From(at, longestLine);
         const ByteSpan text = shown.first(std::min(shown.size(), longestLine));
         const auto end = std::ranges::find_if_not(text, isText);
         if (!StartsWith(text, PatternOf("%%")) || end == text.end() || (*end != '\r' && *end != '\n')) {
@@ -41,8 +41,9 @@ std::int64_t EndOfPdf(ByteWindow& file, std::int64_t size) {
         return end;
     }
     // Zeros, which fill the rest of the file's sector; a single one may be anything.
-    const ByteSpan next = file.From(size);
-    const auto filled = static_cast<std::size_t>(file.SectorSize() - size % file.SectorSize());
+    const auto filled = static_cast<std::size_t>(
+        std::min(file.SectorSize() - size % file.SectorSize(), static_cast<std::int64_t>(ByteWindow::PieceBytes)));
+    const ByteSpan next = file.From(size, filled);
     if (std::ranges::all_of(next.first(std::min(next.size(), filled)), [](std::uint8_t byte) { return byte == 0; })) {
         return size;
     }

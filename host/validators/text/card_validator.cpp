@@ -56,8 +56,12 @@ public:
                 }
                 continue;
             }
-            // The names of outer components are one letter longer in their first line than "END:" and they.
-            end = at_ + std::ssize(start_) - 2;
+            constexpr std::string_view closing = "END:";
+            const std::string_view name = start_.substr(std::string_view("BEGIN:").size());
+            if (!StartsWithUpper(line.subspan(closing.size()), name)) {
+                break;
+            }
+            end = at_ + std::ssize(closing) + std::ssize(name);
             if (!PassLine()) {
                 break;
             }

@@ -57,10 +57,12 @@ private:
     }
 
     // \binN, a blank and N bytes of any kind.
-    std::size_t TakeBinary(ByteSpan bytes) const {
+    static std::size_t TakeBinary(ByteSpan bytes) {
+        // Longer than any file; the sum with a place in one does not overflow.
+        constexpr std::int64_t most = std::int64_t{1} << 48U;
         std::size_t at = BinaryWord.size();
         std::int64_t length = 0;
-        while (at < std::min(bytes.size(), LongestWord) && IsDigit(bytes[at]) && length < file_.Limit()) {
+        while (at < std::min(bytes.size(), LongestWord) && IsDigit(bytes[at]) && length < most) {
             length = length * 10 + (bytes[at++] - '0');
         }
         at += at < bytes.size() && bytes[at] == ' ' ? 1U : 0U;

@@ -103,6 +103,9 @@ TEST(Documents, EndWhereTheirLastMarkSaysBeforeAnythingBehind) {
         EXPECT_EQ(test::FindingOf("xml", BytesOf(text), Bytes(5000)).verdict, Verdict::NoFile) << text;
         EXPECT_EQ(test::FindingOf("text", BytesOf(text), Bytes(5000)).size, std::ssize(text));
     }
+    // Another component's end closes none.
+    EXPECT_EQ(test::FindingOf("card", BytesOf("BEGIN:VCARD\nFN:A\nEND:VEVENT\n"), Bytes(5000)).verdict,
+              Verdict::Damaged);
     // A plain-text message has no end mark of its own.
     const std::string letter = "To: d\nDate: Mon\n\nOne line\nand another\n";
     const Finding plain = test::FindingOf("mail", BytesOf(letter), Slacks()[1]);
